@@ -1,0 +1,103 @@
+#include "StorageDevices/ApplianceFiles.h"
+
+#include <istream>
+#include <utility>
+
+#include "StorageDevices/CharacterClasses.h"
+#include "StorageDevices/DeviceNames.h"
+
+namespace StorageDevices {
+
+namespace {
+
+// Stands in for the stream's own word extraction, which knows no bounds.
+class WordReader {
+ public:
+   explicit WordReader(std::istream & file) : file_(file) {}
+
+   // The next word; nothing at the end of the file and from the first failure on.
+   std::optional<std::string> next() {
+      std::string word;
+      auto c = take();
+      while (c && isSpace(*c))
+         c = take();
+      while (c && !isSpace(*c)) {
+         if (word.size() == ApplianceFileBounds::wordBytes)
+            failed_ = true;
+         word.push_back(*c);
+         c = take();
+      }
+      if (word.empty() || failed_)
+         return std::nullopt;
+      return word;
+   }
+
+   // Whether reading stopped elsewhere than at the end of the file.
+   bool failed() const { return failed_; }
+
+   void failedIs(bool failed) { failed_ = failed; }
+
+ private:
+   std::optional<char> take() {
+      char c = 0;
+      if (failed_)
+         return std::nullopt;
+      if (!file_.get(c)) {
+         failed_ = !file_.eof();
+         return std::nullopt;
+      }
+      failed_ = taken_++ == ApplianceFileBounds::fileBytes;
+      return failed_ ? std::nullopt : std::optional(c);
+   }
+
+   std::istream & file_;
+   std::size_t taken_ = 0;
+   bool failed_ = false;
+};
+
+// Adds an entry unless that would be one too many.
+template <typename Entry>
+void add(std::vector<Entry> & entries, Entry entry, WordReader & words) {
+   if (entries.size() == ApplianceFileBounds::entries)
+      words.failedIs(true);
+   else
+      entries.push_back(std::move(entry));
+}
+
+BlockdevFile::Entry blockdevEntry(std::string pattern, std::string mount) {
+   if (auto cut = withoutWhiteboxTail(pattern))
+      return {std::move(*cut), std::move(mount), true};
+   return {std::move(pattern), std::move(mount), false};
+}
+
+}  // namespace
+
+BlockdevFile readBlockdev(std::istream & file) {
+   BlockdevFile result;
+   WordReader words(file);
+   while (auto pattern = words.next()) {
+      auto mount = words.next();
+      if (!mount)
+         break;
+      add(result.entries, blockdevEntry(std::move(*pattern), std::move(*mount)), words);
+   }
+   result.readError = words.failed();
+   return result;
+}
+
+MultidriveFile readMultidrive(std::istream & file) {
+   MultidriveFile result;
+   WordReader words(file);
+   while (auto pattern = words.next())
+      add(result.patterns, std::move(*pattern), words);
+   result.readError = words.failed();
+   return result;
+}
+
+MultidriveSrcFile readMultidriveSrc(std::istream & file) {
+   WordReader words(file);
+   auto pattern = words.next();
+   return {std::move(pattern), words.failed()};
+}
+
+}  // namespace StorageDevices

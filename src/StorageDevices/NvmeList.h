@@ -1,0 +1,44 @@
+// Finds one device in the output of `nvme list -o json`.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace StorageDevices {
+
+// What the list says of the device. A value that it lacks, or gives in another type than asked for, has its
+// default and its mark set.
+struct NvmeListDevice {
+   std::string model = "Unknown";   // "ModelNumber", as it is
+   std::string serial = "Unknown";  // "SerialNumber" without its leading white space
+   std::string firmware = "0.0";    // "Firmware", as it is
+   std::uint32_t sizeGb = 0;        // "PhysicalSize", bytes in the list; in gigabytes of 10^9 bytes, rounded
+
+   bool modelFailed = false;
+   bool serialFailed = false;
+   bool firmwareFailed = false;
+   bool sizeFailed = false;  // also when the size in gigabytes does not fit 32 bits
+
+   bool operator==(NvmeListDevice const &) const = default;
+};
+
+struct NvmeList {
+   enum class Outcome {
+      device,         // `device` holds what the list says
+      jsonError,      // the output is no JSON; `jsonError` says why
+      malformedRoot,  // its root is no object
+      noDevices,      // the root has no array "Devices"
+      malformedList,  // the device is not in it, or something that is no object comes before it
+   };
+
+   Outcome outcome = Outcome::malformedList;
+   NvmeListDevice device;
+   std::string_view jsonError;  // a constant text
+};
+
+// Looks for the first device whose "DevicePath" is `devicePath`; devices with another path or with none are
+// skipped. The output ends at its first NUL.
+NvmeList readNvmeList(std::string_view output, std::string_view devicePath);
+
+}  // namespace StorageDevices

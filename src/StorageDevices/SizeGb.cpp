@@ -1,0 +1,30 @@
+#include "StorageDevices/SizeGb.h"
+
+#include <charconv>
+#include <limits>
+#include <system_error>
+
+namespace StorageDevices {
+
+std::optional<std::uint32_t> gigabytes(std::uint64_t bytes) {
+   std::uint64_t const roundUp = (bytes % bytesPerGb) * 2 >= bytesPerGb ? 1 : 0;
+   std::uint64_t const size = bytes / bytesPerGb + roundUp;
+   if (size > std::numeric_limits<std::uint32_t>::max())
+      return std::nullopt;
+   return static_cast<std::uint32_t>(size);
+}
+
+std::uint32_t sizeGbFromSectors(std::string_view sectors) {
+   if (sectors.ends_with('\n'))
+      sectors.remove_suffix(1);
+   std::uint64_t count = 0;
+   char const * const end = sectors.data() + sectors.size();
+   auto const result = std::from_chars(sectors.data(), end, count);
+   if (result.ec != std::errc() || result.ptr != end)
+      return 0;
+   if (count > std::numeric_limits<std::uint64_t>::max() / bytesPerBlock)
+      return 0;
+   return gigabytes(count * bytesPerBlock).value_or(0);
+}
+
+}  // namespace StorageDevices

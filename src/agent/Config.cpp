@@ -1,0 +1,274 @@
+#include "agent/Config.h"
+
+#include <cerrno>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "agent/ConfigNesting.h"
+#include "agent/ConfigValue.h"
+#include "agent/Text.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr std::size_t maxFileSize = std::size_t{1} << 20U;
+constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
+
+std::string socketPath(ConfigValue const & value) {
+   std::string path = value.absolutePath();
+   if (path.size() > maxSocketPath)
+      value.fail("must be at most 107 bytes long, the limit for a socket, not " +
+                 std::to_string(path.size()));
+   return path;
+}
+
+std::string mountName(ConfigValue const & value) {
+   std::string name = value.nonEmptyText();
+   if (name.find_first_of("/ ") != std::string::npos || name == "." || name == ".." || name.size() > 255)
+      value.fail("must be a mount name as in the appliance's blockdev file, without \"/\" or blanks, not " +
+                 value.shown());
+   return name;
+}
+
+std::vector<std::string> mountNames(ConfigValue const & value) {
+   std::vector<std::string> names;
+   value.forEachElement([&names](ConfigValue const & element) {
+      std::string name = mountName(element);
+      for (std::string const & earlier : names)
+         if (earlier == name)
+            element.fail("must not name " + element.shown() + " twice");
+      names.push_back(std::move(name));
+   });
+   return names;
+}
+
+std::string toolPath(ConfigValue const & value) {
+   std::string path = value.text();
+   bool directoryStarts = true;
+   for (char const c : path.empty() ? std::string{} : path + ":") {
+      if (directoryStarts && c != '/')
+         value.fail("must be absolute directories with colons between them, or empty, not " + value.shown());
+      directoryStarts = c == ':';
+   }
+   return path;
+}
+
+std::map<std::string, std::uint8_t> exitBits(ConfigValue const & value) {
+   std::map<std::string, std::uint8_t> bitsOf;
+   value.forEachEntry([&bitsOf](std::string const & tool, ConfigValue const & bits) {
+      if (tool.find('/') != std::string::npos)
+         bits.fail("must be set for a tool's name without a directory, such as smartctl");
+      unsigned mask = 0;
+      bits.forEachElement([&mask](ConfigValue const & bit) {
+         mask |= 1U << static_cast<unsigned>(bit.wholeNumber(0, 7, "must be the number of a bit, 0 to 7"));
+      });
+      bitsOf[tool] = static_cast<std::uint8_t>(mask);
+   });
+   return bitsOf;
+}
+
+std::optional<HttpAddress> httpAddress(ConfigValue const & value) {
+   std::string const text = value.text();
+   if (text.empty())
+      return std::nullopt;
+   auto address = parseHttpAddress(text);
+   if (!address.has_value())
+      value.fail(
+          "must be empty or a numeric address and a port, such as \"127.0.0.1:9634\" or \"[::1]:9634\", "
+          "not " +
+          value.shown());
+   return address;
+}
+
+LogDestination logDestination(ConfigValue const & value) {
+   std::string const text = value.text();
+   if (text == "auto")
+      return LogDestination::automatic;
+   if (text == "journal")
+      return LogDestination::journal;
+   if (text == "syslog")
+      return LogDestination::syslog;
+   if (text == "stderr")
+      return LogDestination::standardError;
+   value.fail("must be \"auto\", \"journal\", \"syslog\" or \"stderr\", not " + value.shown());
+}
+
+// Walks the document once, section by section. What two sections must agree on is checked at the end.
+class ConfigReader {
+ public:
+   Config read(ConfigValue const & root) {
+      root.members({{"poll_interval", [this](auto const & v) { config_.pollInterval = pollInterval(v); }},
+                    {"appliance", [this](auto const & v) { readAppliance(v); }},
+                    {"sensors", [this](auto const & v) { readSensors(v); }},
+                    {"tools", [this](auto const & v) { readTools(v); }},
+                    {"kernel_messages", [this](auto const & v) { readKernelMessages(v); }},
+                    {"status", [this](auto const & v) { readStatus(v); }},
+                    {"log", [this](auto const & v) { readLog(v); }},
+                    {"trace", [this](auto const & v) { readTrace(v); }},
+                    {"clock", [this](auto const & v) { readClock(v); }}});
+      checkSensorUses();
+      return std::move(config_);
+   }
+
+ private:
+   static std::int64_t pollInterval(ConfigValue const & value) {
+      constexpr std::int64_t week = 604800;
+      auto const seconds = value.wholeNumber(1, INT64_MAX, "must be a whole number of seconds, 1 or more");
+      if (seconds > week)
+         value.fail("must be at most 604800 seconds, a week, not " + value.shown());
+      return seconds;
+   }
+
+   void readAppliance(ConfigValue const & section) {
+      auto & appliance = config_.appliance;
+      section.members(
+          {{"etc_dir", [&](auto const & v) { appliance.etcDir = v.absolutePath(); }},
+           {"expected_mounts", [&](auto const & v) { appliance.expectedMounts = mountNames(v); }},
+           {"mount_source_dir", [&](auto const & v) { appliance.mountSourceDir = v.absolutePath(); }},
+           {"sensors", [&](auto const & v) { readSensorUses(v); }}});
+   }
+
+   void readSensorUses(ConfigValue const & section) {
+      section.forEachEntry([this](std::string const & serial, ConfigValue const & value) {
+         config_.appliance.sensors[serial] = value.nonEmptyText();
+         sensorUses_.push_back(value);
+      });
+   }
+
+   void readSensors(ConfigValue const & section) {
+      section.forEachEntry([this](std::string const & name, ConfigValue const & value) {
+         config_.sensors[name] = readSensor(value);
+      });
+   }
+
+   static Config::Sensor readSensor(ConfigValue const & section) {
+      Config::Sensor sensor;
+      bool hasOverheat = false;
+      bool hasCritical = false;
+      auto const degrees = [](ConfigValue const & value, bool & has) {
+         has = true;
+         return value.number(-273.15, 1000, "must be a number of degrees Celsius, -273.15 to 1000");
+      };
+      section.members({{"description", [&](auto const & v) { sensor.description = v.text(); }},
+                       {"overheat", [&](auto const & v) { sensor.overheat = degrees(v, hasOverheat); }},
+                       {"critical", [&](auto const & v) { sensor.critical = degrees(v, hasCritical); }}});
+      if (!hasOverheat || !hasCritical)
+         section.fail("needs both overheat and critical, in degrees Celsius");
+      if (sensor.overheat >= sensor.critical)
+         section.fail("overheat must be below critical");
+      return sensor;
+   }
+
+   void readTools(ConfigValue const & section) {
+      auto & tools = config_.tools;
+      auto const seconds = [](ConfigValue const & value) {
+         return value.number(0, 86400, "must be a number of seconds, 0 (no limit) to 86400");
+      };
+      section.members({{"timeout", [&](auto const & v) { tools.timeout = seconds(v); }},
+                       {"path", [&](auto const & v) { tools.path = toolPath(v); }},
+                       {"accept_exit_bits", [&](auto const & v) { tools.acceptExitBits = exitBits(v); }},
+                       {"nvme_compat", [&](auto const & v) { tools.nvmeCompat = v.boolean(); }}});
+   }
+
+   void readKernelMessages(ConfigValue const & section) {
+      auto & kernel = config_.kernelMessages;
+      section.members({{"socket", [&](auto const & v) { kernel.socket = socketPath(v); }},
+                       {"forward_kmsg", [&](auto const & v) { kernel.forwardKmsg = v.boolean(); }},
+                       {"modern_kernels", [&](auto const & v) { kernel.modernKernels = v.boolean(); }}});
+   }
+
+   void readStatus(ConfigValue const & section) {
+      auto & status = config_.status;
+      std::optional<ConfigValue> http;
+      section.members({{"socket", [&](auto const & v) { status.socket = socketPath(v); }},
+                       {"http",
+                        [&](auto const & v) {
+                           status.http = httpAddress(v);
+                           http = v;
+                        }},
+                       {"allow_remote", [&](auto const & v) { status.allowRemote = v.boolean(); }}});
+      if (status.http.has_value() && !status.http->loopback() && !status.allowRemote)
+         http->fail(
+             "can be reached from other machines: set allow_remote = true beside it if that is wanted, "
+             "else use 127.0.0.1");
+   }
+
+   void readLog(ConfigValue const & section) {
+      section.members({{"destination", [&](auto const & v) { config_.logDestination = logDestination(v); }}});
+   }
+
+   void readTrace(ConfigValue const & section) {
+      section.forEachEntry([this](std::string const & facility, ConfigValue const & level) {
+         config_.trace[facility] =
+             static_cast<int>(level.wholeNumber(0, 9, "must be a trace level, a whole number from 0 to 9"));
+      });
+   }
+
+   void readClock(ConfigValue const & section) {
+      section.members({{"time_scale", [&](auto const & v) {
+                           config_.timeScale =
+                               v.number(0.001, 100000, "must be a number from 0.001 to 100000");
+                        }}});
+   }
+
+   // A drive whose sensor is described nowhere would go without any temperature alarm.
+   void checkSensorUses() const {
+      for (ConfigValue const & use : sensorUses_)
+         if (!config_.sensors.contains(use.text()))
+            use.fail("names the sensor " + use.shown() +
+                     ", which has no [sensors.…] section: add one with description, overheat and critical");
+   }
+
+   Config config_;
+   std::vector<ConfigValue> sensorUses_;
+};
+
+std::string errorText(std::string const & path, int error) {
+   return escaped(path) + ": cannot be read: " + std::generic_category().message(error) +
+          "; name the file to use with --config";
+}
+
+// The content of a file, or the errno of what went wrong. Reads one byte beyond the limit at most.
+std::pair<std::string, int> fileContent(std::string const & path) {
+   errno = 0;
+   std::ifstream file{path, std::ios::binary};
+   if (!file)
+      return {{}, errno};
+   std::string text(maxFileSize + 1, '\0');
+   file.read(text.data(), static_cast<std::streamsize>(text.size()));
+   if (file.bad() || (file.fail() && !file.eof()))
+      return {{}, errno != 0 ? errno : EIO};
+   text.resize(static_cast<std::size_t>(file.gcount()));
+   return {std::move(text), 0};
+}
+
+}  // namespace
+
+Config parseConfig(std::string_view text, std::string const & fileName) {
+   if (text.size() > maxFileSize)
+      throw ConfigError{escaped(fileName) + ": must not be larger than 1 MiB"};
+   if (auto const line = tooDeepConfigLine(text))
+      throw ConfigError{escaped(fileName) + ":" + std::to_string(*line) + ": is nested too deeply"};
+   ConfigDocument const document{text, fileName};
+   return ConfigReader{}.read(document.root());
+}
+
+Config loadConfig(std::string const & path) {
+   auto const [text, error] = fileContent(path);
+   if (error != 0)
+      throw ConfigError{errorText(path, error)};
+   return parseConfig(text, path);
+}
+
+Config loadConfigIfPresent(std::string const & path) {
+   auto const [text, error] = fileContent(path);
+   if (error == ENOENT)
+      return {};
+   if (error != 0)
+      throw ConfigError{errorText(path, error)};
+   return parseConfig(text, path);
+}
+
+}  // namespace Agent

@@ -1,0 +1,27 @@
+// Asks the running agent over its Unix socket.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+namespace Agent {
+
+// The agent could not be asked. what() is one line that names the socket and says what to do.
+class StatusError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+struct StatusLimits {
+   std::size_t answer = std::size_t{64} << 20U;  // bytes of body
+   std::chrono::milliseconds time{5000};         // for the whole exchange
+};
+
+// The body of the agent's answer to GET `resource`, such as "/api/v1/state". Anything but a complete
+// answer with status 200 within the limits raises StatusError.
+std::string askAgent(std::string const & socketPath, std::string const & resource,
+                     StatusLimits const & limits = {});
+
+}  // namespace Agent

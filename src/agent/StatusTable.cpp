@@ -1,0 +1,203 @@
+#include "agent/StatusTable.h"
+
+#include <rapidjson/error/en.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <tuple>
+#include <vector>
+
+#include "agent/DiskRow.h"
+#include "agent/JsonView.h"
+#include "agent/Text.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = rapidjson::Value;
+
+constexpr std::size_t maxRows = 256;
+constexpr std::size_t maxCell = 400;
+
+// Cells stay short whatever a device calls itself.
+std::string safe(std::string_view text) {
+   return cutToWidth(escaped(text.substr(0, maxCell)), maxCell);
+}
+
+Cell safe(Cell cell) {
+   cell.text = safe(cell.text);
+   return cell;
+}
+
+// "2026-11-20 19:04" of a message.
+std::string messageTime(Json const & message) {
+   auto const time = jsonNumber(&message, "time");
+   std::string text = utcTime(time.value_or(-1e300));
+   if (text.size() > 16)
+      text = text.substr(0, 10) + " " + text.substr(11, 5);
+   return text;
+}
+
+Tone messageTone(Json const & message) {
+   double const severity = jsonNumber(&message, "severity").value_or(6);
+   return severity <= 3 ? Tone::bad : severity <= 4 ? Tone::warning : Tone::plain;
+}
+
+Cell messageCell(Json const * message) {
+   if (message == nullptr)
+      return {};
+   return {messageTime(*message) + " " + safe(jsonText(message, "text")), messageTone(*message)};
+}
+
+std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
+   std::vector<DiskRow> rows;
+   for (auto const & disk : disks.GetObject())
+      rows.push_back(diskRow(state, std::string{jsonText(disk.name)}, disk.value));
+   std::sort(rows.begin(), rows.end(), [](DiskRow const & a, DiskRow const & b) {
+      return std::tie(a.mountPoint, a.device, a.name) < std::tie(b.mountPoint, b.device, b.name);
+   });
+   return rows;
+}
+
+std::vector<Column> emptyColumns() {
+   using Spare = Column::Spare;
+   return {{"DISK", 8},
+           {"DEVICE", 8},
+           {"MOUNT POINT", 8},
+           {"SIZE", 7, Spare::never, true},
+           {"HEALTH", 8, Spare::ifEmpty},
+           {"TEMP", 5, Spare::ifEmpty, true},
+           {"LIFE", 5, Spare::ifEmpty, true},
+           {"LAST MESSAGE", 17, Spare::ifEmpty},
+           {"MODEL", 8, Spare::first},
+           {"KIND", 5, Spare::first},
+           {"USE", 4, Spare::first},
+           {"BUS", 6, Spare::first},
+           {"FIRMWARE", 4, Spare::first}};
+}
+
+std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
+                      TableOptions const & options) {
+   std::vector<Column> columns = emptyColumns();
+   for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
+      DiskRow const & disk = rows[at];
+      std::vector<Cell> cells{{safe(disk.name)},
+                              {safe(disk.device)},
+                              {safe(disk.mountPoint)},
+                              {disk.size},
+                              safe(disk.health),
+                              safe(disk.temperature),
+                              disk.life,
+                              messageCell(lastMessageOf(disk, messages)),
+                              {safe(disk.model)},
+                              {disk.kind},
+                              disk.use,
+                              {safe(disk.bus)},
+                              {safe(disk.firmware)}};
+      for (std::size_t column = 0; column < columns.size(); ++column)
+         columns[column].cells.push_back(std::move(cells[column]));
+   }
+   std::string result = textTable(std::move(columns), options.width, options.colour);
+   if (rows.size() > maxRows)
+      result += "and " + std::to_string(rows.size() - maxRows) + " more disks; --json shows them all\n";
+   return result;
+}
+
+std::string counted(std::size_t disks) {
+   return std::to_string(disks) + (disks == 1 ? " disk" : " disks");
+}
+
+std::string headline(Json const & state, Json const * disks) {
+   std::string const version = safe(jsonText(&state, "version"));
+   std::string result = "storagedevices" + (version.empty() ? "" : " " + version) + ": ";
+   if (auto const ready = jsonBool(&state, "internalDevicesReady"))
+      result += *ready ? "ready, " : "still identifying devices, ";
+   result += disks == nullptr ? "disks not known" : counted(disks->MemberCount());
+   if (auto const time = jsonNumber(&state, "time"))
+      result += ", " + utcTime(*time);
+   return result;
+}
+
+std::string whyNoDisks(Json const & state) {
+   if (!jsonBool(&state, "internalDevicesReady").value_or(true))
+      return "No disks yet: the devices of this machine are still being identified.";
+   return "No disks: none of this machine's devices matches an entry of /etc/blockdev, or there is no such "
+          "file. \"storagedevices check-config\" tells what becomes of each device.";
+}
+
+// The newest message, unless a row shows it: that of a disk that has gone, for example.
+std::string strayMessage(std::vector<DiskRow> const & rows, Json const * messages) {
+   if (messages == nullptr || !messages->IsArray() || messages->Empty())
+      return {};
+   Json const & newest = *(messages->End() - 1);
+   bool const shown =
+       std::any_of(rows.begin(), rows.begin() + static_cast<long>(std::min(rows.size(), maxRows)),
+                   [&](DiskRow const & disk) { return lastMessageOf(disk, messages) == &newest; });
+   if (shown || !newest.IsObject())
+      return {};
+   int const severity = static_cast<int>(std::clamp(jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
+   return "Latest message: " + messageTime(newest) + " " + std::string{severityWord(severity)} + " " +
+          safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
+}
+
+// Breaks a sentence between words; a word longer than a line is cut.
+std::string wrapped(std::string_view sentence, std::size_t width) {
+   std::string result;
+   std::size_t used = 0;
+   while (!sentence.empty()) {
+      std::string_view const word = sentence.substr(0, sentence.find(' '));
+      sentence.remove_prefix(std::min(word.size() + 1, sentence.size()));
+      std::string const fitting = width == 0 ? std::string{word} : cutToWidth(word, width);
+      std::size_t const cells = displayWidth(fitting);
+      bool const fits = width == 0 || used + 1 + cells <= width;
+      if (used > 0)
+         result += fits ? " " : "\n";
+      used = (used > 0 && fits ? used + 1 : 0) + cells;
+      result += fitting;
+   }
+   return result + "\n";
+}
+
+rapidjson::Document parsed(std::string_view text, char const * what) {
+   rapidjson::Document document;
+   // Iterative: however deep a document is nested, parsing it needs no more stack.
+   document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+   if (document.HasParseError())
+      throw std::runtime_error{std::string{"the agent's "} + what + " cannot be read as JSON: " +
+                               rapidjson::GetParseError_En(document.GetParseError()) + " (at byte " +
+                               std::to_string(document.GetErrorOffset()) + ")"};
+   return document;
+}
+
+}  // namespace
+
+std::string statusTable(Json const & state, Json const * messages, TableOptions const & options) {
+   Json const * disks = jsonMember(jsonMember(&state, "connectedDevices"), "disk");
+   if (disks != nullptr && !disks->IsObject())
+      disks = nullptr;
+   std::string result = wrapped(headline(state, disks), options.width);
+   std::vector<DiskRow> rows;
+   if (disks == nullptr)
+      result +=
+          wrapped("The agent's answer does not list the disks: is it of the same version as this program?",
+                  options.width);
+   else if (disks->ObjectEmpty())
+      result += wrapped(whyNoDisks(state), options.width);
+   else
+      rows = sortedRows(state, *disks);
+   if (!rows.empty())
+      result += diskTable(rows, messages, options);
+   std::string const stray = strayMessage(rows, messages);
+   return result + (stray.empty() ? "" : wrapped(stray, options.width));
+}
+
+std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options) {
+   rapidjson::Document const stateDocument = parsed(state, "state document");
+   if (messages.empty())
+      return statusTable(stateDocument, nullptr, options);
+   rapidjson::Document const messagesDocument = parsed(messages, "list of messages");
+   return statusTable(stateDocument, jsonMember(&messagesDocument, "messages"), options);
+}
+
+}  // namespace Agent

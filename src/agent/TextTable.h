@@ -1,0 +1,37 @@
+// Columns of text for a terminal.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Agent {
+
+enum class Tone { plain, good, warning, bad };
+
+// Texts are shown as they are: make outside data safe first.
+struct Cell {
+   std::string text;
+   Tone tone = Tone::plain;
+};
+
+struct Column {
+   enum class Spare {
+      never,    // its cells are always shown, cut if need be
+      ifEmpty,  // left out while all its cells are empty
+      first,    // also left out where the terminal is too narrow, first the rightmost such column
+   };
+
+   std::string title;
+   std::size_t leastWidth = 4;  // cells are cut no further than to this many
+   Spare spare = Spare::never;
+   bool right = false;  // aligned to the right
+   std::vector<Cell> cells{};
+};
+
+// All columns hold the same number of cells. `width` is the terminal's, 0 for no limit; no line is wider.
+// Colour means ANSI escape sequences. Every line ends with a line break; a last line names the columns
+// that had to be left out.
+std::string textTable(std::vector<Column> columns, std::size_t width, bool colour);
+
+}  // namespace Agent

@@ -1,0 +1,24 @@
+// The sockets on which processes receive the events of a test bed.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Agent::Simulation {
+
+class EventSockets {
+ public:
+   explicit EventSockets(std::filesystem::path folder);
+
+   // Sockets behind which a process still listens.
+   std::vector<std::string> live() const;
+   // Whether each live socket takes one more event within the time.
+   bool haveRoom(std::chrono::milliseconds wait) const;
+
+ private:
+   std::filesystem::path folder_;
+};
+
+}  // namespace Agent::Simulation

@@ -1,0 +1,70 @@
+// Programs that stand in for hdparm and nvme and say what they were given to say.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Agent::Simulation {
+
+enum class Tool { hdparm, nvmeList };
+
+// `hdparm -I /dev/NAME` prints the file DATA/hdparm/NAME, `nvme list -o json /dev/NAME` the file
+// DATA/nvme-list/NAME.json, DATA being $SIMULATION_TOOL_DATA or, without it, the folder given here.
+// A tool without its file fails as the real one does for a device that is not there. All of it can be
+// changed while the tools are in use: a run takes what is there when it starts.
+class FakeTools {
+ public:
+   // Writes the programs to `folder`/bin, their data to `folder`/data.
+   explicit FakeTools(std::filesystem::path folder);
+
+   // The folder to put before PATH.
+   std::filesystem::path path() const { return folder_ / "bin"; }
+   std::filesystem::path data() const { return folder_ / "data"; }
+
+   // What the tool prints for the device; any bytes.
+   void outputIs(Tool tool, std::string_view name, std::string_view text);
+   void outputDel(Tool tool, std::string_view name);
+   // Exit code, 0 to 255, after the output.
+   void exitCodeIs(Tool tool, std::string_view name, int code);
+   // Seconds before the output; 0: none.
+   void delayIs(Tool tool, std::string_view name, double seconds);
+   // A tool that hangs prints nothing and never ends by itself.
+   void hangsIs(Tool tool, std::string_view name, bool hangs);
+   // Output, exit code, delay and hanging of the device, for both tools.
+   void deviceDel(std::string_view name);
+
+   // Command lines of all runs so far, oldest first, for example "hdparm -I /dev/sda".
+   std::vector<std::string> runs() const;
+
+ private:
+   std::filesystem::path file(Tool tool, std::string_view name, std::string_view suffix) const;
+
+   std::filesystem::path folder_;
+};
+
+struct HdparmIdentity {
+   std::string name;  // kernel name
+   std::string model;
+   std::string serial;
+   std::string firmware;
+   std::uint64_t sectors = 0;
+};
+
+// What `hdparm -I` prints for a solid-state disk, as of version 9.65.
+std::string hdparmReport(HdparmIdentity const & identity);
+
+struct NvmeIdentity {
+   std::string name;  // kernel name
+   std::string model;
+   std::string serial;
+   std::string firmware;
+   std::uint64_t bytes = 0;
+};
+
+// What `nvme list -o json` prints for the drives, as of version 2.3.
+std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives);
+
+}  // namespace Agent::Simulation

@@ -1,0 +1,71 @@
+#include "runtime/Brul/ChildProcessTrackerSm.h"
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/Notifiee.h"
+
+namespace Brul {
+
+class ChildProcessTrackerSm::Orphan {
+ public:
+   Orphan(ChildProcessTrackerSm & tracker, pid_t pid, int pidfd)
+       : tracker_{tracker}, pid_{pid}, exit_{Pelm::make<Vorn::FileDescriptor>("orphan")} {
+      exit_->descriptorIs(pidfd);
+      reactor_.notifierIs(exit_);
+      reactor_.on<&Orphan::handleExit>(exit_->readableCount, *this);
+      reactor_.hasNotificationActiveIs(true);
+      exit_->notifyOnReadableIs(true);
+   }
+   Orphan(Orphan const &) = delete;
+   Orphan & operator=(Orphan const &) = delete;
+
+   // It has been killed, so it dies at once unless the kernel holds it; then init will reap it.
+   ~Orphan() {
+      constexpr int patienceMs = 200;
+      int const pidfd = exit_->descriptor();
+      exit_->descriptorIs(-1);
+      pollfd died{pidfd, POLLIN, 0};
+      if (poll(&died, 1, patienceMs) != 0)
+         reap();
+      close(pidfd);
+   }
+
+ private:
+   void handleExit() { tracker_.orphanDel(*this); }
+
+   void reap() const {
+      siginfo_t info{};
+      waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG);
+   }
+
+   ChildProcessTrackerSm & tracker_;
+   pid_t pid_;
+   Pelm::Ptr<Vorn::FileDescriptor> exit_;
+   Vorn::NotifieeConst reactor_;
+};
+
+ChildProcessTrackerSm::ChildProcessTrackerSm() = default;
+
+ChildProcessTrackerSm::~ChildProcessTrackerSm() = default;
+
+bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode) const {
+   if (exitCode <= 0)
+      return exitCode < 0;
+   return !failurePolicy_ || failurePolicy_(program, exitCode);
+}
+
+void ChildProcessTrackerSm::orphanIs(pid_t pid, int pidfd) {
+   orphans_.push_back(std::make_unique<Orphan>(*this, pid, pidfd));
+}
+
+void ChildProcessTrackerSm::orphanDel(Orphan const & orphan) {
+   std::erase_if(orphans_, [&](auto const & candidate) { return candidate.get() == &orphan; });
+}
+
+}  // namespace Brul

@@ -1,0 +1,48 @@
+#include "runtime/Brul/OutputPipe.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace Brul {
+
+int OutputPipe::open() {
+   std::array<int, 2> ends{};
+   if (pipe2(ends.data(), O_CLOEXEC) != 0)
+      return -1;
+   end_->nonBlockingIs(true);
+   end_->descriptorIs(ends[0]);
+   return ends[1];
+}
+
+bool OutputPipe::read() {
+   // A pipe holds 64 KiB; a few fillings a turn keep up with any tool and starve nobody.
+   constexpr int readsPerTurn = 4;
+   static std::array<char, 65536> buffer;
+   for (int i = 0; i < readsPerTurn && isOpen(); ++i) {
+      ssize_t const count = ::read(end_->descriptor(), buffer.data(), buffer.size());
+      if (count < 0 && (errno == EAGAIN || errno == EINTR))
+         return true;
+      if (count <= 0 || !take(buffer.data(), static_cast<std::size_t>(count)))
+         closeEnd();
+   }
+   return isOpen();
+}
+
+bool OutputPipe::take(char const * bytes, std::size_t size) {
+   overflowed_ = size > maxBytes - text_.size();
+   if (!overflowed_)
+      text_.append(bytes, size);
+   return !overflowed_;
+}
+
+void OutputPipe::closeEnd() {
+   int const fd = end_->descriptor();
+   end_->descriptorIs(-1);
+   if (fd >= 0)
+      close(fd);
+}
+
+}  // namespace Brul

@@ -1,0 +1,201 @@
+#include "runtime/Brul/PipedChildProcessSm.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <utility>
+
+#include "runtime/Vorn/ActivityManager.h"
+#include "runtime/Vorn/Errno.h"
+#include "runtime/Vorn/Trace.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Brul {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
+
+constexpr int cannotRun = 127;        // as shells say it
+constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
+constexpr double killSeconds = 2;     // between the request to terminate and the kill
+constexpr double abandonSeconds = 1;  // between the kill and going on without it
+
+double realNow() {
+   timespec time{};
+   clock_gettime(CLOCK_MONOTONIC, &time);
+   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+}  // namespace
+
+Pelm::Ptr<PipedChildProcessSm> PipedChildProcessSm::PipedChildProcessSmIs(
+    Pelm::Ptr<ChildProcessTrackerSm> const & tracker) {
+   return Pelm::make<PipedChildProcessSm>(tracker);
+}
+
+PipedChildProcessSm::PipedChildProcessSm(Pelm::Ptr<ChildProcessTrackerSm> tracker)
+    : tracker_{std::move(tracker)} {
+   stdoutReactor_.notifierIs(stdout_.end());
+   stdoutReactor_.on<&PipedChildProcessSm::handleStdout>(stdout_.end()->readableCount, *this);
+   stderrReactor_.notifierIs(stderr_.end());
+   stderrReactor_.on<&PipedChildProcessSm::handleStderr>(stderr_.end()->readableCount, *this);
+   exitReactor_.notifierIs(exit_);
+   exitReactor_.on<&PipedChildProcessSm::handleExit>(exit_->readableCount, *this);
+}
+
+PipedChildProcessSm::~PipedChildProcessSm() {
+   exit_->descriptorIs(-1);
+   if (process_.exists())
+      Vorn::activityManager().outsideWorkInc(-1);
+   process_.abandon(*tracker_);
+}
+
+void PipedChildProcessSm::vornDoZombieReactors(bool zombie) {
+   hasNotificationActiveIs(!zombie);
+}
+
+void PipedChildProcessSm::hasNotificationActiveIs(bool active) {
+   stdoutReactor_.hasNotificationActiveIs(active);
+   stderrReactor_.hasNotificationActiveIs(active);
+   exitReactor_.hasNotificationActiveIs(active);
+   deadlineClock_.hasNotificationActiveIs(active);
+   // A ready descriptor that nobody serves would keep the loop from resting.
+   stdout_.end()->notifyOnReadableIs(active);
+   stderr_.end()->notifyOnReadableIs(active);
+   exit_->notifyOnReadableIs(active);
+}
+
+void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
+   if (state() != State::idle)
+      return;
+   startedAt_ = realNow();
+   if (!launch(captureStdout, captureStderr)) {
+      Pelm::String const program = arg.empty() ? Pelm::String{"(no program)"} : arg.front();
+      stderr_.textIs(Vorn::Errno(errno, program.data()).stringValue().str());
+      stdout_.closeEnd();
+      stderr_.closeEnd();
+      deadlineIs(Deadline::cannotStart, 0);
+   } else if (tracker_->timeLimit() > 0) {
+      deadlineIs(Deadline::timeLimit, tracker_->timeLimit());
+   }
+   stateIs(State::running);
+}
+
+bool PipedChildProcessSm::launch(bool captureStdout, bool captureStderr) {
+   int const out = captureStdout ? stdout_.open() : -1;
+   int const err = captureStderr ? stderr_.open() : -1;
+   if ((captureStdout && out < 0) || (captureStderr && err < 0)) {
+      int const error = errno;
+      for (int const fd : {out, err})
+         if (fd >= 0)
+            close(fd);
+      errno = error;
+      return false;
+   }
+   if (!process_.start({arg.begin(), arg.end()}, tracker_->toolPath(), out, err))
+      return false;
+   Vorn::activityManager().outsideWorkInc(1);
+   exit_->descriptorIs(process_.pidfd());
+   return true;
+}
+
+void PipedChildProcessSm::handleStdout() {
+   handleOutput(stdout_);
+}
+
+void PipedChildProcessSm::handleStderr() {
+   handleOutput(stderr_);
+}
+
+void PipedChildProcessSm::handleOutput(OutputPipe & output) {
+   output.read();
+   if (output.overflowed())
+      giveUp("it wrote more than 4 MiB");
+   else
+      maybeEnd();
+}
+
+void PipedChildProcessSm::handleExit() {
+   // It stays a zombie until the run is over, so that its process group keeps its number.
+   exit_->descriptorIs(-1);
+   exited_ = true;
+   if (!timedOut_)
+      deadlineIs(Deadline::grace, graceSeconds);
+   maybeEnd();
+}
+
+void PipedChildProcessSm::handleDeadline() {
+   switch (std::exchange(deadline_, Deadline::none)) {
+      case Deadline::none:
+         break;
+      case Deadline::cannotStart:
+         end(cannotRun, true);
+         break;
+      case Deadline::grace:
+         process_.signalGroup(SIGKILL);
+         stdout_.closeEnd();
+         stderr_.closeEnd();
+         maybeEnd();
+         break;
+      case Deadline::timeLimit:
+         timedOut_ = true;
+         VORN_TRACE(traceHandle, 0) << " " << arg.front() << " passed its time limit of "
+                                    << tracker_->timeLimit() << " s";
+         process_.signalGroup(SIGTERM);
+         deadlineIs(Deadline::kill, killSeconds);
+         break;
+      case Deadline::kill:
+         process_.signalGroup(SIGKILL);
+         deadlineIs(Deadline::abandon, abandonSeconds);
+         break;
+      case Deadline::abandon:
+         giveUp("it passed its time limit");
+         break;
+   }
+}
+
+void PipedChildProcessSm::maybeEnd() {
+   if (!exited_ || stdout_.isOpen() || stderr_.isOpen())
+      return;
+   int const exitCode = process_.reap();
+   Vorn::activityManager().outsideWorkInc(-1);
+   end(exitCode, timedOut_ || tracker_->isFailure(arg.front(), exitCode));
+}
+
+void PipedChildProcessSm::giveUp(char const * reason) {
+   stdout_.closeEnd();
+   stderr_.closeEnd();
+   exit_->descriptorIs(-1);
+   stderr_.textIs(arg.front().str() + ": " + reason);
+   process_.abandon(*tracker_);
+   Vorn::activityManager().outsideWorkInc(-1);
+   end(-SIGKILL, true);
+}
+
+void PipedChildProcessSm::end(int exitCode, bool failed) {
+   deadlineIs(Deadline::none, Vorn::Seconds::infinity());
+   exitCode_ = exitCode;
+   auto const run = Pelm::make<FinishedRun>();
+   run->argv.assign(arg.begin(), arg.end());
+   run->exitCode = exitCode;
+   run->failed = failed;
+   run->timedOut = timedOut_;
+   run->duration = realNow() - startedAt_;
+   // The owner may let go of this object while it is told.
+   Pelm::Ptr<ChildProcessTrackerSm> const tracker = tracker_;
+   stateIs(failed ? State::failed : State::finished);
+   tracker->finishedRunIs(run);
+}
+
+void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSeconds) {
+   deadline_ = what;
+   double const scale = Host::timeSource().realSecondsPerSecond();
+   Vorn::Seconds const span = scale > 0 ? realSeconds / scale : realSeconds;
+   deadlineClock_.timeMinIs(what == Deadline::none ? Vorn::Seconds::infinity()
+                                                   : Vorn::System::currentTime() + span);
+}
+
+}  // namespace Brul

@@ -1,0 +1,103 @@
+// One run of a command, its standard output and error captured through pipes.
+//
+// States: idle (not started); running; failed (it could not be run, ended with a failure code or by a
+// signal, wrote more than 4 MiB or passed the tracker's time limit); finished (ended well).
+//
+// A run is over when the process has ended and both outputs are at their end. A grandchild that
+// keeps an output open cannot hold it: half a second after the process has ended the rest of its
+// group is killed. The end is always published from a later turn of the loop than the start.
+// Dropping a running object kills its group.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runtime/Brul/ChildProcess.h"
+#include "runtime/Brul/ChildProcessTrackerSm.h"
+#include "runtime/Brul/OutputPipe.h"
+#include "runtime/Export.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/EnumType.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Queue.h"
+
+namespace Brul {
+
+class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
+ public:
+   class State : public Vorn::EnumType<unsigned char, State> {
+    public:
+      enum Value : unsigned char { idle = 0, running = 1, failed = 2, finished = 3 };
+      static constexpr Vorn::EnumName<unsigned char> names[] = {
+          {idle, "idle"}, {running, "running"}, {failed, "failed"}, {finished, "finished"}};
+      using EnumType::EnumType;
+   };
+
+   static Pelm::Ptr<PipedChildProcessSm> PipedChildProcessSmIs(
+       Pelm::Ptr<ChildProcessTrackerSm> const & tracker);
+   ~PipedChildProcessSm() override;
+
+   Vorn::Attribute<State, PipedChildProcessSm> state{*this, "state", State::idle};
+
+   // The command line; the first is the program, looked up on the tracker's tool path and PATH.
+   Vorn::Queue<Pelm::String, PipedChildProcessSm> arg{*this, "arg"};
+   void argPush(Pelm::String value) { arg.push(std::move(value)); }
+   void argPop() { arg.pop(); }
+   void argPopAll() { arg.popAll(); }
+   void argIs(std::size_t index, Pelm::String value) { arg.elementIs(index, std::move(value)); }
+
+   // Runs the command, once; what is not captured goes to /dev/null. Nothing happens unless idle.
+   void start(bool captureStdout, bool captureStderr);
+
+   // Off at first: the run's progress is then neither read nor published.
+   void hasNotificationActiveIs(bool active);
+
+   // Valid when the run is over. Minus the signal that ended it; 127 when it could not be run.
+   int exitCode() const { return exitCode_; }
+   std::string const & stdoutBuffer() const { return stdout_.text(); }
+   // Of a run that could not be started or was ended for a limit, the reason stands here.
+   Pelm::String stderrString() const { return Pelm::String{stderr_.text()}; }
+
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   explicit PipedChildProcessSm(Pelm::Ptr<ChildProcessTrackerSm> tracker);
+   template <class T, class... Args>
+   friend Pelm::Ptr<T> Pelm::make(Args &&... args);
+
+   void stateIs(State value) { state.valueIs(value); }
+   bool launch(bool captureStdout, bool captureStderr);
+   void handleStdout();
+   void handleStderr();
+   void handleOutput(OutputPipe & output);
+   void handleExit();
+   void handleDeadline();
+   void maybeEnd();
+   void end(int exitCode, bool failed);
+   void giveUp(char const * reason);
+
+   enum class Deadline { none, cannotStart, timeLimit, kill, abandon, grace };
+   void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
+
+   Pelm::Ptr<ChildProcessTrackerSm> tracker_;
+   ChildProcess process_;
+   OutputPipe stdout_{"stdout"};
+   OutputPipe stderr_{"stderr"};
+   Pelm::Ptr<Vorn::FileDescriptor> exit_ = Pelm::make<Vorn::FileDescriptor>("child");
+   bool exited_ = false;
+   bool timedOut_ = false;
+   int exitCode_ = 0;
+   double startedAt_ = 0;  // real monotonic seconds
+   Deadline deadline_ = Deadline::none;
+
+   Vorn::Clock::Notifiee<&PipedChildProcessSm::handleDeadline> deadlineClock_{*this,
+                                                                              Vorn::Seconds::infinity()};
+   Vorn::NotifieeConst stdoutReactor_;
+   Vorn::NotifieeConst stderrReactor_;
+   Vorn::NotifieeConst exitReactor_;
+};
+
+}  // namespace Brul

@@ -1,0 +1,61 @@
+// The list of those who are told of one attribute's changes.
+//
+// Everything here runs on the reactor thread. At most one change is being delivered at any moment
+// (the runtime queues the others), so one cursor, kept by the delivery, is all that removal of a
+// subscriber in mid-delivery has to mend.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/Export.h"
+
+namespace Pelm {
+
+class Publisher;
+
+// One subscription. The reactor owns it; it unlinks itself when destroyed.
+class RUNTIME_API Subscriber {
+ public:
+   // `key` is null for a scalar attribute; `change` points to the attribute's own change record.
+   using Deliver = void (*)(Subscriber & subscriber, void const * key, void const * change) noexcept;
+
+   Subscriber(Deliver deliver, void * target) : deliver_{deliver}, target_{target} {}
+   Subscriber(Subscriber const &) = delete;
+   Subscriber & operator=(Subscriber const &) = delete;
+   ~Subscriber();
+
+   void * target() const { return target_; }
+
+   // Delivery of changes made from now on; off until it is first switched on.
+   void activeIs(bool active);
+
+ private:
+   friend class Publisher;
+   friend class Delivery;
+   static constexpr std::uint64_t inactive = UINT64_MAX;
+
+   Deliver deliver_;
+   void * target_;
+   std::uint64_t since_ = inactive;  // the last change that it must not be told of
+   Publisher * publisher_ = nullptr;
+   Subscriber * previous_ = nullptr;
+   Subscriber * next_ = nullptr;
+};
+
+class RUNTIME_API Publisher {
+ public:
+   Publisher() = default;
+   Publisher(Publisher const &) = delete;
+   Publisher & operator=(Publisher const &) = delete;
+   ~Publisher();
+
+   void subscriberAdd(Subscriber & subscriber);
+   void subscriberRemove(Subscriber & subscriber);
+   bool hasSubscribers() const { return first_ != nullptr; }
+
+ private:
+   friend class Delivery;
+   Subscriber * first_ = nullptr;
+};
+
+}  // namespace Pelm

@@ -1,0 +1,15 @@
+#include "runtime/Vorn/ActivityManager.h"
+
+namespace Vorn {
+
+ActivityManager & activityManager() {
+   // Never destroyed: reactors of static storage may outlive any order of destruction.
+   static auto * const manager = new Pelm::Ptr<ActivityManager>{Pelm::make<ActivityManager>()};
+   return **manager;
+}
+
+Pelm::Ptr<Clock> detail::activityClock() {
+   return activityManager().config()->clock();
+}
+
+}  // namespace Vorn

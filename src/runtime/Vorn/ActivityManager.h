@@ -1,0 +1,43 @@
+// The process's one activity manager: its clock, its descriptors, and the turns in which it calls
+// handlers. Monitors use only the clock (through the configuration); running turns is the host's
+// (runtime/host/Loop.h).
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Clock.h"
+
+namespace Vorn {
+
+class RUNTIME_API ActivityManager : public Pelm::Node {
+ public:
+   class Config : public Pelm::Node {
+    public:
+      Pelm::Ptr<Clock> const & clock() const { return clock_; }
+
+    private:
+      Pelm::Ptr<Clock> clock_ = Pelm::make<Clock>();
+   };
+
+   Pelm::Ptr<Config> const & config() const { return config_; }
+
+   // Number of reactors registered as at work.
+   std::int64_t registeredNotifiees() const { return registeredNotifiees_; }
+   void registeredNotifieesInc(std::int64_t n) { registeredNotifiees_ += n; }
+
+   // Work of the real world under way (running child processes), for which virtual time waits.
+   std::int64_t outsideWork() const { return outsideWork_; }
+   void outsideWorkInc(std::int64_t n) { outsideWork_ += n; }
+
+ private:
+   Pelm::Ptr<Config> config_ = Pelm::make<Config>();
+   std::int64_t registeredNotifiees_ = 0;
+   std::int64_t outsideWork_ = 0;
+};
+
+RUNTIME_API ActivityManager & activityManager();
+
+}  // namespace Vorn

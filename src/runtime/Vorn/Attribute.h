@@ -1,0 +1,95 @@
+// Attributes: cells that everybody reads, their owner writes, and reactors subscribe to.
+//
+// An owner declares a cell and, beside it, the mutator that others call:
+//
+//    Vorn::Attribute<bool, Door> open{*this, "open"};
+//    void openIs(bool value) { open.valueIs(value); }
+//
+// Only the owner's own code can call `valueIs`. Writing the value already stored tells nobody.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "runtime/Pelm/Delivery.h"
+#include "runtime/Vorn/Optional.h"
+
+namespace Vorn {
+
+// What happened to an attribute. A scalar has both values; of a collection's member `old` is empty
+// when it was added and `now` when it was deleted.
+template <class T>
+struct Change {
+   Optional<T> old;
+   Optional<T> now;
+};
+
+namespace detail {
+
+template <class Key, class T>
+class PendingChangeOf final : public Pelm::PendingChange {
+ public:
+   PendingChangeOf(Pelm::Node const & notifier, Pelm::Publisher & publisher, Key key, Change<T> change)
+       : PendingChange{notifier, publisher}, key_{std::move(key)}, change_{std::move(change)} {}
+   void const * key() const override { return &key_; }
+   void const * change() const override { return &change_; }
+
+ private:
+   Key key_;
+   Change<T> change_;
+};
+
+struct NoKey {};
+
+template <class Key, class T>
+void publish(Pelm::Node const & notifier, Pelm::Publisher & publisher, Key const & key, Change<T> change) {
+   if (Pelm::delivery.busy()) [[unlikely]]
+      Pelm::delivery.enqueue(
+          std::make_unique<PendingChangeOf<Key, T>>(notifier, publisher, key, std::move(change)));
+   else
+      Pelm::delivery.deliverOutermost(notifier, publisher, &key, &change);
+}
+
+}  // namespace detail
+
+template <class T, class Owner>
+class Attribute {
+ public:
+   using Key = void;
+   using Value = T;
+
+   Attribute(Owner & owner, char const * id, T value = T{})
+       : owner_{owner}, id_{id}, value_{std::move(value)} {}
+   Attribute(Attribute const &) = delete;
+   Attribute & operator=(Attribute const &) = delete;
+
+   T const & operator()() const { return value_; }
+   char const * id() const { return id_; }
+
+   // What a reactor needs to subscribe.
+   Pelm::Node const & owner() const { return owner_; }
+   Pelm::Publisher & publisher() const { return publisher_; }
+
+ private:
+   friend Owner;
+
+   void valueIs(T value) {
+      if (value_ == value)
+         return;
+      if (!publisher_.hasSubscribers()) {
+         value_ = std::move(value);
+         return;
+      }
+      Change<T> change{std::exchange(value_, std::move(value)), value_};
+      detail::publish(owner_, publisher_, detail::NoKey{}, std::move(change));
+   }
+
+   Owner & owner_;
+   char const * id_;
+   mutable Pelm::Publisher publisher_;
+   T value_;
+};
+
+}  // namespace Vorn

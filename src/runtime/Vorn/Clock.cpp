@@ -1,0 +1,67 @@
+#include "runtime/Vorn/Clock.h"
+
+#include <utility>
+
+namespace Vorn {
+
+Clock::~Clock() = default;
+
+Seconds Clock::nextTime() const {
+   return waiting_.empty() ? Seconds::infinity() : waiting_.begin()->time;
+}
+
+void Clock::fireDue(Seconds now) {
+   std::uint64_t const armsBefore = arms_;
+   // Handlers may arm, disarm and destroy any reactor, so the set is asked anew each time.
+   for (auto next = waiting_.begin(); next != waiting_.end() && next->time <= now;) {
+      if (next->order > armsBefore) {
+         ++next;
+         continue;
+      }
+      NotifieeConst & notifiee = *next->notifiee;
+      notifiee.disarm();
+      notifiee.timeMin_ = Seconds::infinity();
+      notifiee.handleTime();
+      next = waiting_.begin();
+   }
+}
+
+Clock::NotifieeConst::~NotifieeConst() {
+   disarm();
+}
+
+void Clock::NotifieeConst::notifierIs(Pelm::Ptr<Clock> clock) {
+   disarm();
+   clock_ = std::move(clock);
+   arm();
+}
+
+void Clock::NotifieeConst::hasNotificationActiveIs(bool active) {
+   disarm();
+   active_ = active;
+   arm();
+}
+
+void Clock::NotifieeConst::timeMinIs(Seconds time) {
+   disarm();
+   timeMin_ = time;
+   arm();
+}
+
+void Clock::NotifieeConst::arm() {
+   // A time that is not a number would break the order of the set; it never comes.
+   if (!clock_ || !active_ || !(timeMin_ < Seconds::infinity()))
+      return;
+   order_ = ++clock_->arms_;
+   clock_->waiting_.insert({timeMin_, order_, this});
+   armed_ = true;
+}
+
+void Clock::NotifieeConst::disarm() {
+   if (!armed_)
+      return;
+   clock_->waiting_.erase({timeMin_, order_, this});
+   armed_ = false;
+}
+
+}  // namespace Vorn

@@ -1,0 +1,120 @@
+// The activity manager's clock, and the reactors that wait for a time on it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Failure.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace Vorn {
+
+class RUNTIME_API Clock : public Pelm::Node {
+ public:
+   class NotifieeConst;
+   template <auto handler>
+   class Notifiee;
+
+   ~Clock() override;
+
+   // The earliest time asked for; infinity when nobody waits.
+   Seconds nextTime() const;
+
+   // Calls the handler of every reactor whose time has come at `now`. Which ones are due is decided
+   // here, once: one that is armed again meanwhile waits for the next call.
+   void fireDue(Seconds now);
+
+ private:
+   struct Entry {
+      Seconds time;
+      std::uint64_t order;  // ties fall in order of arming
+      NotifieeConst * notifiee;
+      bool operator<(Entry const & other) const {
+         return time != other.time ? time < other.time : order < other.order;
+      }
+   };
+
+   std::set<Entry> waiting_;
+   std::uint64_t arms_ = 0;
+};
+
+// A reactor that is called at a time. Its first wake-up time is 0: unless it is armed otherwise it
+// is called in the first turn after it is attached and active.
+class RUNTIME_API Clock::NotifieeConst {
+ public:
+   NotifieeConst() = default;
+   NotifieeConst(NotifieeConst const &) = delete;
+   NotifieeConst & operator=(NotifieeConst const &) = delete;
+   virtual ~NotifieeConst();
+
+   // Waits on another clock, or with null on none.
+   void notifierIs(Pelm::Ptr<Clock> clock);
+   void hasNotificationActiveIs(bool active);
+
+   // One call of the handler as soon as current time is at least `time`; replaces the earlier
+   // request. Infinity: never.
+   void timeMinIs(Seconds time);
+   Seconds timeMin() const { return timeMin_; }
+
+ protected:
+   virtual void handleTime() noexcept = 0;
+
+ private:
+   friend Clock;
+   void arm();
+   void disarm();
+
+   Pelm::Ptr<Clock> clock_;
+   Seconds timeMin_ = 0;
+   std::uint64_t order_ = 0;
+   bool active_ = false;
+   bool armed_ = false;
+};
+
+namespace detail {
+template <auto handler>
+struct TimeHandler;
+template <class Machine, void (Machine::*handler)()>
+struct TimeHandler<handler> {
+   using Of = Machine;
+};
+}  // namespace detail
+
+// The clock reactor of a machine, attached and active from construction:
+//
+//    Vorn::Clock::Notifiee<&Monitor::handlePollClock> pollClock_{*this};
+template <auto handler>
+class Clock::Notifiee final : public Clock::NotifieeConst {
+   using Machine = typename detail::TimeHandler<handler>::Of;
+
+ public:
+   explicit Notifiee(Machine & machine);
+   Notifiee(Machine & machine, Seconds firstTime);
+
+ private:
+   void handleTime() noexcept override {
+      guarded<Machine>([this] { (machine_.*handler)(); });
+   }
+
+   Machine & machine_;
+};
+
+namespace detail {
+RUNTIME_API Pelm::Ptr<Clock> activityClock();
+}
+
+template <auto handler>
+Clock::Notifiee<handler>::Notifiee(Machine & machine) : Notifiee{machine, 0} {}
+
+template <auto handler>
+Clock::Notifiee<handler>::Notifiee(Machine & machine, Seconds firstTime) : machine_{machine} {
+   timeMinIs(firstTime);
+   notifierIs(detail::activityClock());
+   hasNotificationActiveIs(true);
+}
+
+}  // namespace Vorn

@@ -1,0 +1,128 @@
+// Collection attributes: members under keys, each added, replaced and deleted on its own.
+//
+//    Vorn::Collection<Pelm::String, Pelm::Ptr<Lamp const>, House> lamp{*this, "lamp"};
+//    void lampIs(Pelm::String const & name, ...) { lamp.memberIs(name, Pelm::make<Lamp const>(...)); }
+//    void lampDel(Pelm::String const & name) { lamp.memberDel(name); }
+//    void lampDelAll() { lamp.memberDelAll(); }
+#pragma once
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/HashMap2018.h"
+
+namespace Vorn {
+
+namespace detail {
+
+// What a lookup answers: a pointer that may be null, or an optional value.
+template <class Value>
+struct Lookup {
+   using Type = Optional<Value>;
+};
+template <class T>
+struct Lookup<Pelm::Ptr<T>> {
+   using Type = Pelm::Ptr<T>;
+};
+
+}  // namespace detail
+
+template <class KeyType, class T, class Owner>
+class Collection {
+ public:
+   using Key = KeyType;
+   using Value = T;
+   using Found = typename detail::Lookup<T>::Type;
+
+   Collection(Owner & owner, char const * id) : owner_{owner}, id_{id} {}
+   Collection(Collection const &) = delete;
+   Collection & operator=(Collection const &) = delete;
+
+   // Null or empty when there is no such member.
+   Found operator()(Key const & key) const {
+      T const * const found = members_.find(key);
+      return found ? Found{*found} : Found{};
+   }
+   bool contains(Key const & key) const { return members_.contains(key); }
+   std::size_t size() const { return members_.size(); }
+   bool empty() const { return members_.empty(); }
+
+   // Members may come and go while the collection is walked (see HashMap2018).
+   struct Member {
+      Key const & key;
+      T const & value;
+   };
+   class Iterator {
+    public:
+      explicit Iterator(typename HashMap2018<Key, T>::Iterator position) : position_{std::move(position)} {}
+      Member operator*() const {
+         auto const member = *position_;
+         return {member.key, member.value};
+      }
+      Iterator & operator++() {
+         ++position_;
+         return *this;
+      }
+      bool stale() const { return position_.stale(); }
+      bool operator==(std::default_sentinel_t end) const { return position_ == end; }
+
+    private:
+      typename HashMap2018<Key, T>::Iterator position_;
+   };
+   Iterator begin() const { return Iterator{members_.begin()}; }
+   std::default_sentinel_t end() const { return {}; }
+
+   char const * id() const { return id_; }
+   Pelm::Node const & owner() const { return owner_; }
+   Pelm::Publisher & publisher() const { return publisher_; }
+
+ private:
+   friend Owner;
+
+   void memberIs(Key const & key, T value) {
+      T * const stored = members_.find(key);
+      if (!stored) {
+         T const & added = members_.insert(key, std::move(value));
+         tell(key, [&] { return Change<T>{{}, added}; });
+      } else if (!(*stored == value)) {
+         T const old = std::exchange(*stored, std::move(value));
+         tell(key, [&] { return Change<T>{old, *stored}; });
+      }
+   }
+
+   void memberDel(Key const & key) {
+      T * const stored = members_.find(key);
+      if (!stored)
+         return;
+      // The caller's key may live in the entry that goes.
+      Key const name = key;
+      T const old = *stored;
+      members_.erase(name);
+      tell(name, [&] { return Change<T>{old, {}}; });
+   }
+
+   void memberDelAll() {
+      std::vector<Key> keys;
+      keys.reserve(size());
+      for (auto const member : members_)
+         keys.push_back(member.key);
+      for (Key const & key : keys)
+         memberDel(key);
+   }
+
+   template <class MakeChange>
+   void tell(Key const & key, MakeChange const & makeChange) {
+      if (publisher_.hasSubscribers())
+         detail::publish(owner_, publisher_, Key{key}, makeChange());
+   }
+
+   Owner & owner_;
+   char const * id_;
+   mutable Pelm::Publisher publisher_;
+   HashMap2018<Key, T> members_;
+};
+
+}  // namespace Vorn

@@ -1,0 +1,29 @@
+// A handler that raises harms nobody but its own machine: the runtime catches what it raised where
+// it called the handler and hands it to the host's failure sink.
+#pragma once
+
+#include <typeinfo>
+#include <utility>
+
+#include "runtime/Export.h"
+
+namespace Vorn {
+
+namespace detail {
+// To be called while an exception is being handled.
+RUNTIME_API void reportFailure(std::type_info const & machine) noexcept;
+}  // namespace detail
+
+// Calls `action` on behalf of a machine; false when it raised.
+template <class Machine, class Action>
+bool guarded(Action && action) noexcept {
+   try {
+      std::forward<Action>(action)();
+      return true;
+   } catch (...) {
+      detail::reportFailure(typeid(Machine));
+      return false;
+   }
+}
+
+}  // namespace Vorn

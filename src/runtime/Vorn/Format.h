@@ -1,0 +1,21 @@
+// printf-like formatting into a string, and the text of numbers.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/String.h"
+
+namespace Vorn {
+
+// The compiler checks the arguments against the format, which must be a literal.
+RUNTIME_API Pelm::String _fmt(char const * format, ...) __attribute__((format(printf, 1, 2)));
+
+// Decimal text of a number, as log messages print it. A double has the fewest digits that name it.
+RUNTIME_API Pelm::String valueToString(int value);
+RUNTIME_API Pelm::String valueToString(unsigned value);
+RUNTIME_API Pelm::String valueToString(long value);
+RUNTIME_API Pelm::String valueToString(unsigned long value);
+RUNTIME_API Pelm::String valueToString(double value);
+
+}  // namespace Vorn

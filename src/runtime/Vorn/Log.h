@@ -1,0 +1,119 @@
+// Structured, rate-limited log messages.
+//
+// A library defines its messages once, as constant descriptors. Each source file that logs makes its
+// own handle of each when the library is loaded, and emits with `log`.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Optional.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace Vorn {
+
+// What an operator should do: a text of the message's own, or one of the standard actions.
+class RecommendedAction {
+ public:
+   enum class Standard : std::uint8_t {
+      none = 0,
+      reportIfRecurs = 1,  // note it; tell support when it comes again
+      replaceHardware = 2,
+      contactSupport = 3,
+   };
+
+   constexpr RecommendedAction(char const * text) : text_{text} {}
+   constexpr RecommendedAction(Standard code) : code_{code} {}
+
+   constexpr bool isStandard() const { return text_ == nullptr; }
+   constexpr Standard code() const { return code_; }
+   // The action in words, whichever kind it is.
+   RUNTIME_API char const * text() const;
+   // The text of its own; null for a standard action.
+   constexpr char const * ownText() const { return text_; }
+
+ private:
+   char const * text_ = nullptr;
+   Standard code_ = Standard::none;
+};
+
+struct LogDescriptor {
+   char const * name;
+   char const * format;  // each %s takes the next argument
+   char const * explanation;
+   RecommendedAction recommendedAction;
+   int severity;  // of syslog: 3 error, 4 warning, 6 informational
+
+   constexpr std::size_t placeholderCount() const {
+      std::size_t count = 0;
+      std::string_view const text{format};
+      for (std::size_t at = text.find("%s"); at != std::string_view::npos; at = text.find("%s", at + 2))
+         ++count;
+      return count;
+   }
+};
+
+// The arguments of one message on their way to the log.
+class RUNTIME_API LogString {
+ public:
+   void strIs(std::size_t index, Pelm::String value);
+   // Empty for an argument that was never put in.
+   Pelm::String const & str(std::size_t index) const;
+   std::size_t size() const { return arguments_.size(); }
+   std::vector<Pelm::String> const & arguments() const { return arguments_; }
+
+   void argsHashIs(std::uint64_t hash) { argsHash_ = hash; }
+   std::uint64_t argsHash() const { return argsHash_; }
+
+ private:
+   std::vector<Pelm::String> arguments_;
+   std::uint64_t argsHash_ = 0;
+};
+
+// Hash of the arguments that the mask selects (bit n: argument n).
+RUNTIME_API std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t mask);
+
+class RUNTIME_API LogHandle {
+ public:
+   // At most one message in `minInterval` per key, the key being the handle and those arguments that
+   // `unkeyedArgs` (bit n: argument n) does not leave out; 0 seconds: no limit. Every message that is
+   // dropped multiplies the interval by `factor`, up to `maxInterval` seconds (0: a day).
+   LogHandle(LogDescriptor const & descriptor, Seconds minInterval, double factor, unsigned maxInterval,
+             unsigned unkeyedArgs);
+   LogHandle(LogHandle const &) = delete;
+   LogHandle & operator=(LogHandle const &) = delete;
+   ~LogHandle();
+
+   LogDescriptor const & descriptor() const { return descriptor_; }
+   std::uint32_t rateLimitArgsMask() const { return ~unkeyedArgs_; }
+   std::uint64_t idHash() const { return idHash_; }
+
+   // Whether a message of this key may be logged now; a yes starts the key's interval anew.
+   bool okToLog(std::uint32_t key);
+   void log(LogString const & arguments) const;
+
+ private:
+   class RateLimit;
+
+   LogDescriptor const & descriptor_;
+   std::uint32_t unkeyedArgs_;
+   std::uint64_t idHash_;
+   std::unique_ptr<RateLimit> rateLimit_;  // null: no limit
+};
+
+// Emits a message with its arguments in placeholder order, unless the rate limit holds it back.
+RUNTIME_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
+RUNTIME_API void log(LogHandle & handle, Pelm::String const & argument);
+
+// The text of a message: the format with its arguments filled in.
+RUNTIME_API Pelm::String logText(LogDescriptor const & descriptor,
+                                 std::vector<Pelm::String> const & arguments);
+
+}  // namespace Vorn

@@ -1,0 +1,24 @@
+// A library of monitors makes itself known to the process when it is loaded.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "runtime/Export.h"
+#include "runtime/Vorn/Log.h"
+
+namespace Vorn {
+
+struct Module {
+   char const * name;
+   std::span<LogDescriptor const> logDescriptors;  // its message catalogue, in order
+};
+
+// Every source file of the library calls this before it makes its log handles; a module that is
+// already registered stays as it is. Answers true, for use in a static initialiser.
+RUNTIME_API bool vornModuleIs(Module const & module);
+
+// For the host: the modules registered so far.
+RUNTIME_API std::vector<Module const *> const & modules();
+
+}  // namespace Vorn

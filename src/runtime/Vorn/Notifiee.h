@@ -1,0 +1,122 @@
+// Reactors: objects that watch one notifier and call handlers when its attributes change.
+//
+// A machine keeps a reactor as a member, declared last, and wires it in its constructor:
+//
+//    devicesReactor_.notifierIs(devices_);
+//    devicesReactor_.on<&Monitor::handleDisk>(devices_->disk, *this);
+//    devicesReactor_.hasNotificationActiveIs(true);
+//
+// A handler takes nothing, the key of the changed member, the change record, or key and record.
+// It may do anything to its notifier, to its own or other reactors and to the machines around it;
+// one that lets go of the object it is running on must return without touching it again.
+#pragma once
+
+#include <cassert>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/Delivery.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Failure.h"
+
+namespace Vorn {
+
+namespace detail {
+
+template <class T>
+using Plain = std::remove_cvref_t<T>;
+
+// Calls a handler with what it asks for. The types must be the cell's own: nothing is converted.
+template <auto handler>
+struct Call;
+
+template <class Machine, void (Machine::*handler)()>
+struct Call<handler> {
+   using Of = Machine;
+   template <class Cell>
+   static constexpr bool fits = true;
+   template <class Cell>
+   static void run(Machine & machine, void const *, void const *) {
+      (machine.*handler)();
+   }
+};
+
+template <class Machine, class A, void (Machine::*handler)(A)>
+struct Call<handler> {
+   using Of = Machine;
+   template <class Cell>
+   static constexpr bool takesKey = std::is_same_v<Plain<A>, typename Cell::Key>;
+   template <class Cell>
+   static constexpr bool takesChange = std::is_same_v<Plain<A>, Change<typename Cell::Value>>;
+   template <class Cell>
+   static constexpr bool fits = takesKey<Cell> || takesChange<Cell>;
+   template <class Cell>
+   static void run(Machine & machine, void const * key, void const * change) {
+      (machine.*handler)(*static_cast<Plain<A> const *>(takesKey<Cell> ? key : change));
+   }
+};
+
+template <class Machine, class A, class B, void (Machine::*handler)(A, B)>
+struct Call<handler> {
+   using Of = Machine;
+   template <class Cell>
+   static constexpr bool fits =
+       std::is_same_v<Plain<A>, typename Cell::Key> && std::is_same_v<Plain<B>, Change<typename Cell::Value>>;
+   template <class Cell>
+   static void run(Machine & machine, void const * key, void const * change) {
+      (machine.*handler)(*static_cast<Plain<A> const *>(key), *static_cast<Plain<B> const *>(change));
+   }
+};
+
+template <auto handler, class Cell>
+void dispatch(Pelm::Subscriber & subscriber, void const * key, void const * change) noexcept {
+   using Handler = Call<handler>;
+   using Machine = typename Handler::Of;
+   guarded<Machine>(
+       [&] { Handler::template run<Cell>(*static_cast<Machine *>(subscriber.target()), key, change); });
+}
+
+}  // namespace detail
+
+class RUNTIME_API NotifieeConst : public Pelm::Node {
+ public:
+   NotifieeConst() = default;
+   ~NotifieeConst() override;
+
+   // Watches another notifier, or with null none; what was subscribed at the old one ends.
+   void notifierIs(Pelm::Ptr<Pelm::Node const> notifier);
+   Pelm::Ptr<Pelm::Node const> const & notifier() const { return notifier_; }
+
+   // Delivery of changes made from now on. Off at first.
+   void hasNotificationActiveIs(bool active);
+   bool hasNotificationActive() const { return active_; }
+
+   // Whether the activity manager counts this reactor among those at work.
+   void isRegisteredNotifieeIs(bool registered);
+   bool isRegisteredNotifiee() const { return registered_; }
+
+   // Subscribes a handler to an attribute of the notifier.
+   template <auto handler, class Cell>
+   void on(Cell const & cell, typename detail::Call<handler>::Of & machine) {
+      static_assert(detail::Call<handler>::template fits<Cell>,
+                    "the handler must take the attribute's own key and change types");
+      assert(&cell.owner() == notifier_.get());
+      subscribe(cell.publisher(), &detail::dispatch<handler, Cell>, &machine);
+   }
+
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void subscribe(Pelm::Publisher & publisher, Pelm::Subscriber::Deliver deliver, void * target);
+
+   Pelm::Ptr<Pelm::Node const> notifier_;
+   std::vector<std::unique_ptr<Pelm::Subscriber>> subscriptions_;
+   bool active_ = false;
+   bool registered_ = false;
+};
+
+}  // namespace Vorn

@@ -1,0 +1,47 @@
+// Tells watched descriptors when they are ready: epoll for what can be polled, once per arming for
+// what cannot. Used by FileDescriptor and the loop alone.
+#pragma once
+
+#include <cstddef>
+#include <unordered_map>
+#include <vector>
+
+struct epoll_event;
+
+namespace Vorn {
+
+class FileDescriptor;
+
+class Poller {
+ public:
+   static Poller & instance();
+
+   Poller(Poller const &) = delete;
+   Poller & operator=(Poller const &) = delete;
+
+   // Brings the watch of a descriptor in line with its attributes.
+   void watch(FileDescriptor & descriptor);
+   void forget(FileDescriptor & descriptor);
+
+   // Waits at most `timeoutMs` (-1: for ever) and tells what is ready, at most a batch; the number told.
+   std::size_t turn(int timeoutMs);
+
+ private:
+   Poller();
+   ~Poller() = default;
+
+   bool tellKernel(FileDescriptor & descriptor, int operation, unsigned events) const;
+   void unwatch(FileDescriptor & descriptor);
+   std::size_t tellReady(int count);
+   std::size_t tellUnpollable();
+
+   int epoll_;
+   // Which entity the kernel's registration of a descriptor number belongs to: a number may be
+   // closed and reused before the entity that watched it is told.
+   std::unordered_map<int, FileDescriptor *> watchers_;
+   std::vector<FileDescriptor *> unpollable_;  // owed one notification each
+   std::vector<epoll_event> ready_;            // the batch being told
+   std::vector<FileDescriptor *> telling_;     // the unpollable ones being told
+};
+
+}  // namespace Vorn

@@ -1,0 +1,111 @@
+// Ordered queue attributes: elements join at the back and leave at the front.
+//
+//    Vorn::Queue<Pelm::String, Command> arg{*this, "arg"};
+//    void argPush(Pelm::String value) { arg.push(std::move(value)); }
+//    void argPop() { arg.pop(); }
+//    void argPopAll() { arg.popAll(); }
+//    void argIs(std::size_t index, Pelm::String value) { arg.elementIs(index, std::move(value)); }
+//
+// Subscribers are told with the element's index at the moment of the change.
+#pragma once
+
+#include <cstddef>
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include "runtime/Export.h"
+#include "runtime/Vorn/Attribute.h"
+
+namespace Vorn {
+
+class RUNTIME_API VectorOutOfRange : public std::exception {
+ public:
+   char const * what() const noexcept override;
+};
+
+class RUNTIME_API EmptyVector : public std::exception {
+ public:
+   char const * what() const noexcept override;
+};
+
+namespace detail {
+[[noreturn]] RUNTIME_API void raiseVectorOutOfRange();
+[[noreturn]] RUNTIME_API void raiseEmptyVector();
+}  // namespace detail
+
+template <class T, class Owner>
+class Queue {
+ public:
+   using Key = std::size_t;
+   using Value = T;
+
+   Queue(Owner & owner, char const * id) : owner_{owner}, id_{id} {}
+   Queue(Queue const &) = delete;
+   Queue & operator=(Queue const &) = delete;
+
+   // Raises VectorOutOfRange.
+   T const & operator()(std::size_t index) const { return elements_[checked(index)]; }
+   // Raise EmptyVector.
+   T const & front() const { return elements_[checkedFront()]; }
+   T const & back() const { return elements_[checkedFront() + elements_.size() - 1]; }
+   std::size_t size() const { return elements_.size(); }
+   bool empty() const { return elements_.empty(); }
+   auto begin() const { return elements_.begin(); }
+   auto end() const { return elements_.end(); }
+
+   char const * id() const { return id_; }
+   Pelm::Node const & owner() const { return owner_; }
+   Pelm::Publisher & publisher() const { return publisher_; }
+
+ private:
+   friend Owner;
+
+   void push(T value) {
+      elements_.push_back(std::move(value));
+      tell(elements_.size() - 1, [&] { return Change<T>{{}, elements_.back()}; });
+   }
+
+   void pop() {
+      T const old = std::move(elements_[checkedFront()]);
+      elements_.erase(elements_.begin());
+      tell(0, [&] { return Change<T>{old, {}}; });
+   }
+
+   void popAll() {
+      while (!empty())
+         pop();
+   }
+
+   void elementIs(std::size_t index, T value) {
+      T & stored = elements_[checked(index)];
+      if (stored == value)
+         return;
+      T const old = std::exchange(stored, std::move(value));
+      tell(index, [&] { return Change<T>{old, stored}; });
+   }
+
+   std::size_t checked(std::size_t index) const {
+      if (index >= elements_.size()) [[unlikely]]
+         detail::raiseVectorOutOfRange();
+      return index;
+   }
+   std::size_t checkedFront() const {
+      if (elements_.empty()) [[unlikely]]
+         detail::raiseEmptyVector();
+      return 0;
+   }
+
+   template <class MakeChange>
+   void tell(std::size_t index, MakeChange const & makeChange) {
+      if (publisher_.hasSubscribers())
+         detail::publish(owner_, publisher_, index, makeChange());
+   }
+
+   Owner & owner_;
+   char const * id_;
+   mutable Pelm::Publisher publisher_;
+   std::vector<T> elements_;
+};
+
+}  // namespace Vorn

@@ -1,0 +1,40 @@
+// A time or a span of time in seconds, held as a double.
+#pragma once
+
+#include <compare>
+#include <limits>
+
+#include "runtime/Export.h"
+
+namespace Vorn {
+
+class Seconds {
+ public:
+   constexpr Seconds() = default;
+   constexpr explicit(false) Seconds(double value) : value_{value} {}
+
+   // "Never", as the wake-up time of a clock.
+   static constexpr Seconds infinity() { return std::numeric_limits<double>::infinity(); }
+
+   constexpr double value() const { return value_; }
+
+   constexpr Seconds operator+(Seconds other) const { return value_ + other.value_; }
+   constexpr Seconds operator-(Seconds other) const { return value_ - other.value_; }
+   constexpr Seconds operator*(double factor) const { return value_ * factor; }
+   constexpr Seconds operator/(double factor) const { return value_ / factor; }
+   constexpr Seconds & operator+=(Seconds other) { return *this = *this + other; }
+   constexpr Seconds & operator-=(Seconds other) { return *this = *this - other; }
+   constexpr auto operator<=>(Seconds const &) const = default;
+
+ private:
+   double value_ = 0;
+};
+
+namespace System {
+// Monotonic time of the activity manager, live: two readings in one handler may differ.
+RUNTIME_API Seconds currentTime();
+// Wall-clock UTC since 1970.
+RUNTIME_API Seconds currentTimeUtc();
+}  // namespace System
+
+}  // namespace Vorn

@@ -1,0 +1,81 @@
+// Traces: lines for developers and support, per facility and level.
+//
+// Levels: 0 errors, 1 notable state changes, 2 the flow of events, 7 periodic detail.
+//
+//    Vorn::TraceHandle traceHandle{"StorageSomethingSm", true};
+//    VORN_TRACE(traceHandle, 2) << " uevent received.";
+//
+// A disabled trace costs a load and a branch; nothing to the right of it is evaluated.
+#pragma once
+
+#include <atomic>
+#include <sstream>
+#include <string>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace Vorn {
+
+// One facility, made once per source file and never destroyed before the process ends.
+class RUNTIME_API TraceHandle {
+ public:
+   // `onByDefault`: level 0 is enabled until the host says otherwise, else nothing is.
+   TraceHandle(char const * facility, bool onByDefault);
+   TraceHandle(TraceHandle const &) = delete;
+   TraceHandle & operator=(TraceHandle const &) = delete;
+   ~TraceHandle();
+
+   char const * facility() const { return facility_; }
+
+   bool enabled(int level) const { return level <= level_.load(std::memory_order_relaxed); }
+   // The highest level that is enabled; -1 for none.
+   void levelIs(int level) { level_.store(level, std::memory_order_relaxed); }
+   int level() const { return level_.load(std::memory_order_relaxed); }
+
+ private:
+   char const * facility_;
+   std::atomic<int> level_;
+};
+
+// One line being written; it goes to the host's sink when the helper is destroyed.
+class RUNTIME_API TraceHelper {
+ public:
+   TraceHelper(TraceHandle const & handle, int level, char const * file, int line, char const * function)
+       : handle_{handle}, level_{level}, file_{file}, line_{line}, function_{function} {}
+   TraceHelper(TraceHelper const &) = delete;
+   TraceHelper & operator=(TraceHelper const &) = delete;
+   ~TraceHelper();
+
+   template <class T>
+   TraceHelper & operator<<(T const & value) {
+      stream_ << value;
+      return *this;
+   }
+   TraceHelper & operator<<(Seconds value) {
+      stream_ << value.value();
+      return *this;
+   }
+   // A byte is a small number, not a character.
+   TraceHelper & operator<<(unsigned char value) {
+      stream_ << static_cast<unsigned>(value);
+      return *this;
+   }
+
+ private:
+   TraceHandle const & handle_;
+   int level_;
+   char const * file_;
+   int line_;
+   char const * function_;
+   std::ostringstream stream_;
+};
+
+}  // namespace Vorn
+
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): only a macro can leave its right side unevaluated.
+#define VORN_TRACE(handle, level)             \
+   if (!(handle).enabled(level)) [[likely]] { \
+   } else                                     \
+      ::Vorn::TraceHelper((handle), (level), __FILE__, __LINE__, __func__)

@@ -1,0 +1,94 @@
+#include "runtime/host/Loop.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "runtime/Vorn/ActivityManager.h"
+#include "runtime/Vorn/Poller.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Host {
+
+namespace {
+
+bool stopRequested = false;
+
+// A descriptor wait in milliseconds, rounded up so that a deadline is never met early.
+int milliseconds(Vorn::Seconds real) {
+   constexpr double longest = 3600e3;  // one idle turn an hour is no burden
+   return static_cast<int>(std::clamp(std::ceil(real.value() * 1e3), 0.0, longest));
+}
+
+Turn realTurn(Vorn::Clock & clock, double secondsPerSecond, Vorn::Seconds maxWait) {
+   Vorn::Seconds const untilNext = (clock.nextTime() - Vorn::System::currentTime()) * secondsPerSecond;
+   std::size_t const told = Vorn::Poller::instance().turn(milliseconds(std::min(untilNext, maxWait)));
+   Vorn::Seconds const now = Vorn::System::currentTime();
+   bool const due = clock.nextTime() <= now;
+   if (due)
+      clock.fireDue(now);
+   return told || due ? Turn::worked : Turn::idle;
+}
+
+Turn virtualTurn(Vorn::Clock & clock, TimeSource & time, Vorn::Seconds maxWait) {
+   Vorn::Poller & poller = Vorn::Poller::instance();
+   std::size_t told = poller.turn(0);
+   if (clock.nextTime() <= time.now()) {
+      clock.fireDue(time.now());
+      return Turn::worked;
+   }
+   if (told)
+      return Turn::worked;
+   if (Vorn::activityManager().outsideWork() > 0) {
+      told = poller.turn(milliseconds(maxWait));
+      return told ? Turn::worked : Turn::idle;
+   }
+   if (clock.nextTime() == Vorn::Seconds::infinity())
+      return Turn::idle;
+   time.jumpTo(clock.nextTime());
+   return Turn::worked;
+}
+
+// Waiting for the deadline of the caller is waiting on the clock like any other.
+class Alarm {
+ public:
+   explicit Alarm(Vorn::Seconds time) { wake_.timeMinIs(time); }
+
+ private:
+   void ring() {}
+   Vorn::Clock::Notifiee<&Alarm::ring> wake_{*this};
+};
+
+}  // namespace
+
+Turn turn(Vorn::Seconds maxWait) {
+   Vorn::Clock & clock = *Vorn::activityManager().config()->clock();
+   double const secondsPerSecond = timeSource().realSecondsPerSecond();
+   return secondsPerSecond > 0 ? realTurn(clock, secondsPerSecond, maxWait)
+                               : virtualTurn(clock, timeSource(), maxWait);
+}
+
+void run() {
+   while (!stopRequested)
+      turn();
+   stopRequested = false;
+}
+
+void stop() {
+   stopRequested = true;
+}
+
+bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline) {
+   Alarm const alarm{deadline};
+   while (!done()) {
+      if (deadline <= Vorn::System::currentTime())
+         return done();
+      turn();
+   }
+   return true;
+}
+
+void runFor(Vorn::Seconds span) {
+   runUntil([] { return false; }, Vorn::System::currentTime() + span);
+}
+
+}  // namespace Host

@@ -1,0 +1,76 @@
+#include "runtime/host/TimeSource.h"
+
+#include <ctime>
+
+namespace Host {
+
+namespace {
+
+Vorn::Seconds read(clockid_t clock) {
+   timespec time{};
+   clock_gettime(clock, &time);
+   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+std::unique_ptr<TimeSource> & current() {
+   static auto * const source = new std::unique_ptr<TimeSource>{std::make_unique<RealTime>()};
+   return *source;
+}
+
+}  // namespace
+
+TimeSource::~TimeSource() = default;
+
+void TimeSource::jumpTo(Vorn::Seconds) {}
+
+RealTime::RealTime(double scale)
+    : scale_{scale}, monotonicStart_{read(CLOCK_MONOTONIC)}, utcStart_{read(CLOCK_REALTIME)} {}
+
+Vorn::Seconds RealTime::now() {
+   Vorn::Seconds const monotonic = read(CLOCK_MONOTONIC);
+   return scale_ == 1.0 ? monotonic : monotonicStart_ + (monotonic - monotonicStart_) * scale_;
+}
+
+Vorn::Seconds RealTime::utc() {
+   // Unscaled, corrections of the wall clock are followed.
+   return scale_ == 1.0 ? read(CLOCK_REALTIME) : utcStart_ + (now() - monotonicStart_);
+}
+
+Vorn::Seconds VirtualTime::now() {
+   Vorn::Seconds const reading = now_;
+   now_ += step_;
+   utc_ += step_;
+   return reading;
+}
+
+void VirtualTime::jumpTo(Vorn::Seconds deadline) {
+   if (now_ < deadline)
+      jumpBy(deadline - now_);
+}
+
+void VirtualTime::jumpBy(Vorn::Seconds span) {
+   now_ += span;
+   utc_ += span;
+}
+
+void timeSourceIs(std::unique_ptr<TimeSource> source) {
+   current() = source ? std::move(source) : std::make_unique<RealTime>();
+}
+
+TimeSource & timeSource() {
+   return *current();
+}
+
+}  // namespace Host
+
+namespace Vorn::System {
+
+Seconds currentTime() {
+   return Host::timeSource().now();
+}
+
+Seconds currentTimeUtc() {
+   return Host::timeSource().utc();
+}
+
+}  // namespace Vorn::System

@@ -1,0 +1,69 @@
+#include "runtime/host/Trace.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "runtime/Vorn/Trace.h"
+
+namespace Host {
+
+namespace {
+
+// Handles are made by static initialisers of any library, so the registry is made at first use, and
+// destroyed never: a handle may outlive it otherwise.
+struct Registry {
+   std::mutex mutex;  // libraries may be loaded on another thread than the reactor's
+   std::vector<Vorn::TraceHandle *> handles;
+   std::map<std::string, int, std::less<>> levels;  // what the host has set
+   TraceSink sink;
+};
+
+Registry & registry() {
+   static auto * const instance = new Registry;
+   return *instance;
+}
+
+}  // namespace
+
+void traceSinkIs(TraceSink sink) {
+   registry().sink = std::move(sink);
+}
+
+void traceLevelIs(std::string_view facility, int level) {
+   std::lock_guard const lock{registry().mutex};
+   registry().levels.insert_or_assign(std::string{facility}, level);
+   for (Vorn::TraceHandle * const handle : registry().handles)
+      if (handle->facility() == facility)
+         handle->levelIs(level);
+}
+
+std::vector<std::string> traceFacilities() {
+   std::lock_guard const lock{registry().mutex};
+   std::vector<std::string> names;
+   for (Vorn::TraceHandle const * const handle : registry().handles)
+      names.emplace_back(handle->facility());
+   std::sort(names.begin(), names.end());
+   names.erase(std::unique(names.begin(), names.end()), names.end());
+   return names;
+}
+
+void detail::facilityAdd(Vorn::TraceHandle & handle, int defaultLevel) {
+   std::lock_guard const lock{registry().mutex};
+   auto const set = registry().levels.find(std::string_view{handle.facility()});
+   handle.levelIs(set == registry().levels.end() ? defaultLevel : set->second);
+   registry().handles.push_back(&handle);
+}
+
+void detail::facilityRemove(Vorn::TraceHandle & handle) {
+   std::lock_guard const lock{registry().mutex};
+   std::erase(registry().handles, &handle);
+}
+
+void detail::emit(TraceLine const & line) {
+   if (TraceSink const & sink = registry().sink)
+      sink(line);
+}
+
+}  // namespace Host

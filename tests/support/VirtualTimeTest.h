@@ -1,0 +1,31 @@
+// A fixture whose framework time is virtual: the loop jumps from deadline to deadline.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <utility>
+
+#include "runtime/host/Loop.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Support {
+
+class VirtualTimeTest : public testing::Test {
+ protected:
+   VirtualTimeTest() {
+      auto source = std::make_unique<Host::VirtualTime>();
+      time = source.get();
+      Host::timeSourceIs(std::move(source));
+   }
+   ~VirtualTimeTest() override { Host::timeSourceIs(nullptr); }
+
+   // Runs the loop until it holds, for at most `span` of virtual time.
+   static bool eventually(std::function<bool()> const & condition, Vorn::Seconds span = 600) {
+      return Host::runUntil(condition, Vorn::System::currentTime() + span);
+   }
+
+   Host::VirtualTime * time;
+};
+
+}  // namespace Support

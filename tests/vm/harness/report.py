@@ -1,0 +1,53 @@
+"""Check lines and waiting: every check prints one line, every wait has a deadline."""
+
+import time
+from collections.abc import Callable
+from typing import TypeVar
+
+T = TypeVar("T")
+
+POLL_SECONDS = 0.25
+
+
+class SetupError(Exception):
+    """Something this machine lacks; the text says what to install or run."""
+
+
+class Report:
+    """Prints a line per check and remembers whether all passed."""
+
+    def __init__(self) -> None:
+        self.passed = 0
+        self.failures: list[str] = []
+        self._started = time.monotonic()
+
+    def note(self, text: str) -> None:
+        print(f"# [{time.monotonic() - self._started:6.1f} s] {text}", flush=True)
+
+    def check(self, name: str, holds: bool, detail: str = "") -> bool:
+        if holds:
+            self.passed += 1
+            print(f"ok - {name}", flush=True)
+        else:
+            self.failures.append(name)
+            print(f"FAILED - {name}{': ' + detail if detail else ''}", flush=True)
+        return holds
+
+    def equal(self, name: str, actual: object, expected: object) -> bool:
+        return self.check(name, actual == expected, f"expected {expected!r}, got {actual!r}")
+
+    def eventually(self, name: str, read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
+        """Checks that what is read comes to hold before the deadline; answers what was read last."""
+        last = wait_until(read, holds, seconds)
+        self.check(name, holds(last), f"after {seconds:g} s it was still {last!r}")
+        return last
+
+
+def wait_until(read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
+    """Reads until it holds or the time is up; answers what was read last."""
+    deadline = time.monotonic() + seconds
+    value = read()
+    while not holds(value) and time.monotonic() < deadline:
+        time.sleep(POLL_SECONDS)
+        value = read()
+    return value
