@@ -99,13 +99,14 @@ TEST(ApplianceFilesTest, emptyFilesAreNoErrors) {
 
 TEST(ApplianceFilesTest, readsMultidrivePatternsInOrder) {
    auto const file = multidrive(TestData::sample("appliance/multidrive"));
-   EXPECT_EQ(file.patterns,
-             (std::vector<std::string>{"pci0000:00/0000:00:1f.2/ata1/.*", "pci0000:00/0000:00:1f.2/ata2/.*"}));
+   EXPECT_EQ(file.patterns, (std::vector<std::string>{"pci0000:00/0000:00:1f.2/ata1/.*",
+                                                      "pci0000:00/0000:00:1f.2/ata2/.*"}));
    EXPECT_FALSE(file.readError);
 }
 
 TEST(ApplianceFilesTest, readsOnlyTheFirstWordOfMultidriveSrc) {
-   EXPECT_EQ(multidriveSrc(TestData::sample("appliance/multidrive_src")).pattern, "pci0000:00/0000:00:1f.2/ata2/.*");
+   EXPECT_EQ(multidriveSrc(TestData::sample("appliance/multidrive_src")).pattern,
+             "pci0000:00/0000:00:1f.2/ata2/.*");
    EndlessFile endless(" first second ");
    std::istream file(&endless);
    auto const source = readMultidriveSrc(file);

@@ -22,13 +22,15 @@ inline std::string sample(std::filesystem::path const & name) {
    return contentOf(std::filesystem::path(__FILE__).parent_path().parent_path() / "data" / name);
 }
 
-inline bool hasCorpus() { return std::getenv("STORAGEDEVICES_CORPUS") != nullptr; }
+inline bool hasCorpus() {
+   return std::getenv("STORAGEDEVICES_CORPUS") != nullptr;
+}
 
 // The files of one folder of the corpus, in order of their names.
 inline std::vector<std::filesystem::path> corpusFiles(std::string const & folder) {
    std::vector<std::filesystem::path> files;
-   for (auto const & entry :
-        std::filesystem::directory_iterator(std::filesystem::path(std::getenv("STORAGEDEVICES_CORPUS")) / folder))
+   for (auto const & entry : std::filesystem::directory_iterator(
+            std::filesystem::path(std::getenv("STORAGEDEVICES_CORPUS")) / folder))
       files.push_back(entry.path());
    std::sort(files.begin(), files.end());
    return files;
@@ -36,6 +38,6 @@ inline std::vector<std::filesystem::path> corpusFiles(std::string const & folder
 
 }  // namespace StorageDevices::TestData
 
-#define SKIP_WITHOUT_CORPUS()                                                       \
-   if (!::StorageDevices::TestData::hasCorpus())                                    \
+#define SKIP_WITHOUT_CORPUS()                    \
+   if (!::StorageDevices::TestData::hasCorpus()) \
    GTEST_SKIP() << "STORAGEDEVICES_CORPUS is not set: other people's data not read"

@@ -1,4 +1,8 @@
 // The hand-written search against std::regex, and its cost on inputs on which std::regex fails.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
+#endif
+
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -64,8 +68,8 @@ class ReportMaker {
    }
 
    std::string sizes() {
-      static std::array<std::string, 12> const pieces{"(",  ")", "1",    "256",     " GB)", " GB", " ",
-                                                      "GB", "x", "(12 ", "(3 GB", std::string(1, '\0')};
+      static std::array<std::string, 12> const pieces{"(", ")",  "1", "256",  " GB)",  " GB",
+                                                      " ", "GB", "x", "(12 ", "(3 GB", std::string(1, '\0')};
       std::string text;
       for (unsigned count = 1 + below(8); count > 0; --count)
          text += pick(pieces);
@@ -81,23 +85,52 @@ class ReportMaker {
    }
 
    std::string fragment() {
-      static std::array<std::string, 32> const pieces{
-          "Model Number:", "Serial Number:", "Firmware Revision:", "Model Number", "Serial ", "Revision:",
-          " ", "  ", "\t", "\n", "\n\n", "\r", "\f", "\v", " \n ", "\n \n", "!", "(", ")", ",", "-", ".", "/", ":",
-          "A", "z_9", "\x1F", "\x80", "\xFF", "Number:", "(1 GB)", std::string(1, '\0')};
+      static std::array<std::string, 32> const pieces{"Model Number:",
+                                                      "Serial Number:",
+                                                      "Firmware Revision:",
+                                                      "Model Number",
+                                                      "Serial ",
+                                                      "Revision:",
+                                                      " ",
+                                                      "  ",
+                                                      "\t",
+                                                      "\n",
+                                                      "\n\n",
+                                                      "\r",
+                                                      "\f",
+                                                      "\v",
+                                                      " \n ",
+                                                      "\n \n",
+                                                      "!",
+                                                      "(",
+                                                      ")",
+                                                      ",",
+                                                      "-",
+                                                      ".",
+                                                      "/",
+                                                      ":",
+                                                      "A",
+                                                      "z_9",
+                                                      "\x1F",
+                                                      "\x80",
+                                                      "\xFF",
+                                                      "Number:",
+                                                      "(1 GB)",
+                                                      std::string(1, '\0')};
       return pick(pieces);
    }
 
    // White space, mostly of the kind that lets a line go on.
    std::string space() {
-      static std::array<std::string, 12> const pieces{" ", " ", "  ", "\t", "\n", "\n\n", " \n", "\n ", "\r", "\f",
-                                                      " \n \n ", ""};
+      static std::array<std::string, 12> const pieces{" ",   " ",   "  ", "\t", "\n",      "\n\n",
+                                                      " \n", "\n ", "\r", "\f", " \n \n ", ""};
       return pick(pieces) + (below(3) == 0 ? pick(pieces) : "");
    }
 
    std::string value() {
-      static std::array<std::string, 20> const pieces{"", "", "A", "M 1", "x-y", "_", "9 ", " ", "!", "(", ")", ",",
-                                                      "-", ".", "/", ":", "\t", "\xC3\xA9", "Serial Number", "\r"};
+      static std::array<std::string, 20> const pieces{
+          "",  "",  "A",  "M 1",      "x-y",           "_", "9 ", " ", "!", "(", ")", ",", "-", ".",
+          "/", ":", "\t", "\xC3\xA9", "Serial Number", "\r"};
       std::string text = pick(pieces);
       for (unsigned count = below(3); count > 0; --count)
          text += below(3) == 0 ? pick(pieces) : "a";
@@ -180,10 +213,11 @@ std::vector<std::string> hostileReports(std::size_t size) {
    std::string const both = model + "Serial Number: b\n";
    std::vector<std::string> reports;
    for (std::string const & piece :
-        {std::string(" "), std::string("\n"), std::string(" \n"), std::string("M"), std::string("Model Number:"),
-         std::string("Model Number: "), std::string("Model Number:\n\n"), model, both,
-         both + "Firmware Revision: c:\n", std::string("Firmware Revision: Model Number: \n\nSerial Number: \n\n"),
-         std::string("("), std::string("(1 GB"), std::string("1"), std::string("\x80")})
+        {std::string(" "), std::string("\n"), std::string(" \n"), std::string("M"),
+         std::string("Model Number:"), std::string("Model Number: "), std::string("Model Number:\n\n"), model,
+         both, both + "Firmware Revision: c:\n",
+         std::string("Firmware Revision: Model Number: \n\nSerial Number: \n\n"), std::string("("),
+         std::string("(1 GB"), std::string("1"), std::string("\x80")})
       reports.push_back(repeated(piece, size));
    reports.push_back("Model Number:" + std::string(size, '\n'));
    reports.push_back("Model Number:" + std::string(size, 'a'));
@@ -231,8 +265,8 @@ TEST(HdparmReportOracleTest, rejectsHostileReportsFastAndWithoutDeepStack) {
    for (auto const & report : hostileReports(size)) {
       double seconds = 0;
       runWithSmallStack([&] { seconds = secondsToReject(report); });
-      if (!isSanitized)
-         EXPECT_LT(seconds, limit) << testing::PrintToString(report.substr(0, 60));
+      EXPECT_TRUE(isSanitized || seconds < limit)
+          << seconds << " s: " << testing::PrintToString(report.substr(0, 60));
    }
 }
 

@@ -10,8 +10,8 @@ namespace StorageDevices {
 namespace {
 
 std::string lines(std::string const & model, std::string const & serial, std::string const & firmware) {
-   return "\tModel Number:       " + model + "\n\tSerial Number:      " + serial + "\n\tFirmware Revision:  " +
-          firmware + "\n";
+   return "\tModel Number:       " + model + "\n\tSerial Number:      " + serial +
+          "\n\tFirmware Revision:  " + firmware + "\n";
 }
 
 TEST(HdparmReportTest, findsTheIdentityInAWholeReport) {
@@ -59,7 +59,8 @@ TEST(HdparmReportTest, theClassesAreRangesToTheirEdges) {
       EXPECT_EQ(findIdentity(lines(value, "S", "F")).has_value(), word || (c >= 0x20 && c <= 0x2E)) << byte;
       EXPECT_EQ(findIdentity(lines("M", value, "F")).has_value(), word || c == ' ' || c == '-') << byte;
       // A line feed ends the firmware revision, and with it the last line.
-      EXPECT_EQ(findIdentity(lines("M", "S", value)).has_value(), word || (c >= 0x20 && c <= 0x2F) || c == '\n')
+      EXPECT_EQ(findIdentity(lines("M", "S", value)).has_value(),
+                word || (c >= 0x20 && c <= 0x2F) || c == '\n')
           << byte;
    }
 }

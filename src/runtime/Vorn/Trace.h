@@ -48,6 +48,11 @@ class RUNTIME_API TraceHelper {
    TraceHelper & operator=(TraceHelper const &) = delete;
    ~TraceHelper();
 
+   // Turns a finished line into nothing, so that a trace is one expression in any place.
+   struct Voidify {
+      void operator&(TraceHelper const &) const {}
+   };
+
    template <class T>
    TraceHelper & operator<<(T const & value) {
       stream_ << value;
@@ -75,7 +80,7 @@ class RUNTIME_API TraceHelper {
 }  // namespace Vorn
 
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage): only a macro can leave its right side unevaluated.
-#define VORN_TRACE(handle, level)             \
-   if (!(handle).enabled(level)) [[likely]] { \
-   } else                                     \
-      ::Vorn::TraceHelper((handle), (level), __FILE__, __LINE__, __func__)
+#define VORN_TRACE(handle, level)                              \
+   !(handle).enabled(level) ? static_cast<void>(0)             \
+                            : ::Vorn::TraceHelper::Voidify{} & \
+                                  ::Vorn::TraceHelper((handle), (level), __FILE__, __LINE__, __func__)

@@ -1,0 +1,414 @@
+#include "StorageDevices/ConnectedDevicesSm.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <string_view>
+#include <utility>
+
+#include "StorageDevices/ApplianceFiles.h"
+#include "StorageDevices/BusAddress.h"
+#include "StorageDevices/CDevsUtil.h"
+#include "StorageDevices/DeviceNames.h"
+#include "StorageDevices/EmmcDiskInfoCollectorSm.h"
+#include "StorageDevices/EusbDiskInfoCollectorSm.h"
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/Module.h"
+#include "StorageDevices/NvmeDiskInfoCollectorSm.h"
+#include "StorageDevices/SizeGb.h"
+#include "StorageDevices/SsdDiskInfoCollectorSm.h"
+#include "StorageDevices/Udev.h"
+#include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
+
+namespace StorageDevices {
+
+namespace {
+
+[[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
+Vorn::TraceHandle traceHandle{"StorageConnectedDevicesSm", true};
+
+constexpr std::string_view sysDevices = "/sys/devices/";
+constexpr std::string_view mountRoot = "/mnt/";
+
+// A message of udev takes some 5 KiB of the socket's budget: room for three thousand of them. The
+// memory is taken only while they wait.
+constexpr int socketBufferBytes = 16 << 20;
+
+bool isLoop(char const * sysName) {
+   return sysName && std::string_view{sysName}.starts_with("loop");
+}
+
+}  // namespace
+
+// Waits for one collector's result.
+class ConnectedDevicesSm::NestedSm_InfoReactor final : public Vorn::NotifieeConst {
+ public:
+   NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::String udevSerial,
+                        Pelm::Ptr<DiskInfoCollectorSm const> const & collector)
+       : owner_{owner}, udevSerial_{std::move(udevSerial)} {
+      notifierIs(collector);
+      on<&NestedSm_InfoReactor::handleFinalDisk>(collector->finalDisk, *this);
+      hasNotificationActiveIs(true);
+   }
+
+ private:
+   void handleFinalDisk() { owner_.handleInfoCollectorCompleted(udevSerial_); }
+
+   ConnectedDevicesSm & owner_;
+   Pelm::String udevSerial_;
+};
+
+ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
+                                       Pelm::Ptr<ConnectedDevices> devices,
+                                       Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm)
+    : fruConfig_{std::move(fruConfig)},
+      devices_{std::move(devices)},
+      childProcessTrackerSm_{std::move(childProcessTrackerSm)} {}
+
+ConnectedDevicesSm::~ConnectedDevicesSm() {
+   diskInfoCollectorSmDelAll();
+   infoReactorDelAll();
+   handleDeletion();
+}
+
+void ConnectedDevicesSm::vornDoZombieReactors(bool zombie) {
+   socketReactor_.hasNotificationActiveIs(!zombie);
+}
+
+void ConnectedDevicesSm::handleDeletion() {
+   if (socketFd_)
+      socketFd_->descriptorIs(-1);
+   if (monitor_)
+      udev_monitor_unref(std::exchange(monitor_, nullptr));
+   if (udev_)
+      udev_unref(std::exchange(udev_, nullptr));
+}
+
+void ConnectedDevicesSm::handleInitialized() {
+   socketFd_ = Pelm::make<Vorn::FileDescriptor>("ConnectedDevicesSm");
+   socketReactor_.notifierIs(socketFd_);
+   socketReactor_.on<&ConnectedDevicesSm::handleSocket>(socketFd_->readableCount, *this);
+   socketReactor_.hasNotificationActiveIs(true);
+   readEtcBlockdev();
+   readEtcMultidrive();
+   readEtcMultidriveSrc();
+   udev_ = udev_new();
+   if (!udev_) {
+      VORN_TRACE(traceHandle, 0) << " Unable to create libudev context.";
+      return;
+   }
+   if (!initalizeMonitor()) {
+      VORN_TRACE(traceHandle, 0) << " Unable to initalize udev monitor.";
+      return;
+   }
+   enumerateAnew();
+}
+
+void ConnectedDevicesSm::enumerateAnew() {
+   if (!initalizeDevices())
+      VORN_TRACE(traceHandle, 0) << "  Unable to obtain initial device set.";
+   handleInternalDevicesReady();
+}
+
+void ConnectedDevicesSm::readEtcBlockdev() {
+   std::ifstream file{(fruConfig_->etcDir().str() + "/blockdev")};
+   if (!file) {
+      VORN_TRACE(traceHandle, 0) << " could not open /etc/blockdev";
+      return;
+   }
+   BlockdevFile const blockdev = readBlockdev(file);
+   for (auto const & entry : blockdev.entries) {
+      if (entry.whiteboxModified)
+         VORN_TRACE(traceHandle, 2) << " Whitebox entry detected; modifying";
+      VORN_TRACE(traceHandle, 2) << " /etc/blockdev entry: " << entry.pattern << " " << entry.mount;
+      etcBlockDev.push({Pelm::String{entry.pattern}, Pelm::String{entry.mount}});
+   }
+   if (blockdev.readError)
+      VORN_TRACE(traceHandle, 0) << " error while reading /etc/blockdev";
+}
+
+void ConnectedDevicesSm::readEtcMultidrive() {
+   std::ifstream file{fruConfig_->etcDir().str() + "/multidrive"};
+   if (!file)
+      return;
+   MultidriveFile const multidrive = readMultidrive(file);
+   for (std::string const & pattern : multidrive.patterns) {
+      VORN_TRACE(traceHandle, 2) << " /etc/multidrive entry: " << pattern;
+      etcMultidrive.push(Pelm::String{pattern});
+   }
+   if (multidrive.readError)
+      VORN_TRACE(traceHandle, 0) << " error while reading /etc/multidrive";
+}
+
+void ConnectedDevicesSm::readEtcMultidriveSrc() {
+   std::ifstream file{fruConfig_->etcDir().str() + "/multidrive_src"};
+   if (!file)
+      return;
+   MultidriveSrcFile const source = readMultidriveSrc(file);
+   if (source.pattern) {
+      VORN_TRACE(traceHandle, 2) << " /etc/multidrive_src: " << *source.pattern;
+      multidriveSrc.valueIs(Pelm::String{*source.pattern});
+   }
+   if (source.readError)
+      VORN_TRACE(traceHandle, 0) << " error while reading /etc/multidrive_src";
+}
+
+bool ConnectedDevicesSm::initalizeMonitor() {
+   UdevMonitorPtr monitor{udev_monitor_new_from_netlink(udev_, "udev")};
+   if (!monitor || udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "block", "disk") < 0 ||
+       udev_monitor_filter_update(monitor.get()) < 0)
+      return false;
+   // Helps against bursts; without the right to a large buffer the loss is noticed (see handleSocket).
+   udev_monitor_set_receive_buffer_size(monitor.get(), socketBufferBytes);
+   if (udev_monitor_enable_receiving(monitor.get()) < 0)
+      return false;
+   int const fd = udev_monitor_get_fd(monitor.get());
+   if (fd < 0)
+      return false;
+   monitor_ = monitor.release();
+   socketFd_->descriptorIs(fd);
+   socketFd_->nonBlockingIs(true);
+   socketFd_->notifyOnReadableIs(true);
+   return true;
+}
+
+bool ConnectedDevicesSm::initalizeDevices() {
+   VORN_TRACE(traceHandle, 2) << " enumerating devices";
+   Serials serials;
+   // Collectors that finish at once must not announce the set complete before it is enumerated.
+   enumerating_ = true;
+   bool const enumerated = enumerate(serials);
+   enumerating_ = false;
+   if (enumerated)
+      forgetAllBut(serials);
+   return enumerated;
+}
+
+bool ConnectedDevicesSm::enumerate(Serials & serials) {
+   UdevEnumeratePtr const scan{udev_enumerate_new(udev_)};
+   if (!scan || udev_enumerate_add_match_subsystem(scan.get(), "block") < 0 ||
+       udev_enumerate_add_match_property(scan.get(), "DEVTYPE", "disk") < 0 ||
+       udev_enumerate_scan_devices(scan.get()) < 0)
+      return false;
+   for (udev_list_entry * entry = udev_enumerate_get_list_entry(scan.get()); entry;
+        entry = udev_list_entry_get_next(entry))
+      addEnumerated(udev_list_entry_get_name(entry), serials);
+   return true;
+}
+
+void ConnectedDevicesSm::addEnumerated(char const * sysPath, Serials & serials) {
+   UdevDevicePtr const device{udev_device_new_from_syspath(udev_, sysPath)};
+   if (!device || isLoop(udev_device_get_sysname(device.get())))
+      return;
+   serials.insert(CDevsUtil::udevSerial(device.get()));
+   handleAddEvent(device.get());
+}
+
+void ConnectedDevicesSm::forgetAllBut(Serials const & serials) {
+   for (auto const & [udevSerial, collector] : diskInfoCollectorSm)
+      if (!serials.contains(udevSerial))
+         diskInfoCollectorSmDel(udevSerial);
+   for (auto const & [udevSerial, name] : devices_->udevSerialToSerialMap) {
+      if (serials.contains(udevSerial))
+         continue;
+      Pelm::String const gone = name;
+      devices_->udevSerialToSerialMapDel(udevSerial);
+      devices_->diskDel(gone);
+   }
+}
+
+void ConnectedDevicesSm::handleSocket() {
+   errno = 0;
+   UdevDevicePtr const device{udev_monitor_receive_device(monitor_)};
+   if (!device) {
+      int const error = errno;
+      VORN_TRACE(traceHandle, 0) << " Could not receive device from udev.";
+      // The kernel had no room for an event: what it was is unknown, so everything is looked at again.
+      if (error == ENOBUFS)
+         enumerateAnew();
+      return;
+   }
+   VORN_TRACE(traceHandle, 2) << " uevent received.";
+   char const * const sysName = udev_device_get_sysname(device.get());
+   if (udev_device_get_devtype(device.get()) && sysName && !isLoop(sysName))
+      handleDisk(device.get());
+}
+
+void ConnectedDevicesSm::handleDisk(udev_device * device) {
+   Pelm::String const action = udev_device_get_action(device);
+   VORN_TRACE(traceHandle, 2) << " received uevent with action " << action;
+   if (action == "add" || action == "change") {
+      VORN_TRACE(traceHandle, 2) << " handling add event";
+      handleAddEvent(device);
+   } else if (action == "remove") {
+      VORN_TRACE(traceHandle, 2) << " handling remove event";
+      handleRemoveEvent(device);
+   }
+}
+
+void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
+   Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
+   Pelm::String const node = udev_device_get_devnode(device);
+   Pelm::String path = udev_device_get_syspath(device);
+   if (udevSerial.empty() || node.empty() || path.empty())
+      return;
+   VORN_TRACE(traceHandle, 2) << " processing addition for " << node;
+   path.erase(path.begin(), path.begin() + std::min(path.size(), sysDevices.size()));
+   if (isInactiveDrive(path)) {
+      VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
+      return;
+   }
+   auto const mount = mountName(path);
+   if (!mount) {
+      VORN_TRACE(traceHandle, 2) << " strange device " << node
+                                 << " doesn't have an /etc/blockdev entry; skipping";
+      return;
+   }
+   traceTwin(udevSerial, node);
+   auto const disk = provisionalDisk(device, udevSerial, *mount);
+   // Whatever an earlier event started for this device is out of date now.
+   diskInfoCollectorSmDel(udevSerial);
+   if (auto const collector = disk->removable() ? nullptr : collectorFor(device, disk)) {
+      diskInfoCollectorSmIs(udevSerial, collector);
+   } else {
+      maybeInsertDisk(udevSerial, disk);
+      handleInternalDevicesReady();
+   }
+}
+
+bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
+   if (multidriveSrc() && CDevsUtil::bashRegexMatch(sysPath.data(), multidriveSrc()->data()))
+      return false;
+   return std::any_of(etcMultidrive.begin(), etcMultidrive.end(), [&](Pelm::String const & pattern) {
+      return CDevsUtil::bashRegexMatch(sysPath.data(), pattern.data());
+   });
+}
+
+Vorn::Optional<Pelm::String> ConnectedDevicesSm::mountName(Pelm::String const & sysPath) const {
+   for (EtcBlockdevEntry const & entry : etcBlockDev)
+      if (CDevsUtil::bashRegexMatch(sysPath.data(), entry.sysPathRe.data()))
+         return entry.mount;
+   return {};
+}
+
+Pelm::Ptr<ConnectedDisk const> ConnectedDevicesSm::provisionalDisk(udev_device * device,
+                                                                   Pelm::String const & udevSerial,
+                                                                   Pelm::String const & mount) const {
+   bool const fixed = mount == "flash" || mount == "drive" || mount == "drive2" ||
+                      fruConfig_->expectedMounts.contains(mount);
+   Pelm::String mountPoint = mount;
+   mountPoint.addLeft(mountRoot);
+   Pelm::String model = udevProperty(device, "ID_NAME");
+   if (model.empty())
+      model = udevProperty(device, "ID_MODEL");
+   BusAddress const bus = busAddress(device);
+   char const * const sectors = udev_device_get_sysattr_value(device, "size");
+   return Pelm::make<ConnectedDisk const>(udevSerial, EntityMib::StorageType::unknown,
+                                          udev_device_get_devnode(device), mountPoint, model,
+                                          udevProperty(device, "ID_REVISION"), !fixed, bus.busType,
+                                          bus.devAddress, sizeGbFromSectors(sectors ? sectors : ""));
+}
+
+// Null: no collector knows the device better than udev does.
+Pelm::Ptr<DiskInfoCollectorSm> ConnectedDevicesSm::collectorFor(
+    udev_device * device, Pelm::Ptr<ConnectedDisk const> const & disk) const {
+   std::string_view name = disk->blockDevice().view();
+   if (constexpr std::string_view dev = "/dev/"; name.starts_with(dev))
+      name.remove_prefix(dev.size());
+   if (isScsiDiskName(name)) {
+      char const * const rotational = udev_device_get_sysattr_value(device, "queue/rotational");
+      if (!rotational)
+         return nullptr;
+      return std::string_view{rotational} == "0" ? SsdDiskInfoCollectorSmIs(disk, childProcessTrackerSm_)
+                                                 : EusbDiskInfoCollectorSmIs(disk, device);
+   }
+   if (isNvmeDiskName(name))
+      return NvmeDiskInfoCollectorSmIs(disk, childProcessTrackerSm_);
+   if (isEmmcDiskName(name))
+      return EmmcDiskInfoCollectorSmIs(disk, device);
+   return nullptr;
+}
+
+// Nothing tells two devices of one serial apart: the one seen last stands for both.
+void ConnectedDevicesSm::traceTwin(Pelm::String const & udevSerial, Pelm::String const & node) const {
+   Pelm::Ptr<ConnectedDisk const> known;
+   if (auto const collector = diskInfoCollectorSm(udevSerial))
+      known = collector->device();
+   else if (auto const name = devices_->udevSerialToSerialMap(udevSerial))
+      known = devices_->disk(*name);
+   if (known && !(known->blockDevice() == node))
+      VORN_TRACE(traceHandle, 0) << " serial " << udevSerial << " of " << node << " is also that of "
+                                 << known->blockDevice();
+}
+
+void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
+   Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
+   if (udevSerial.empty())
+      return;
+   diskInfoCollectorSmDel(udevSerial);
+   handleInternalDevicesReady();
+   auto const name = devices_->udevSerialToSerialMap(udevSerial);
+   if (!name)
+      return;
+   devices_->udevSerialToSerialMapDel(udevSerial);
+   devices_->diskDel(*name);
+}
+
+void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
+   auto const collector = diskInfoCollectorSm(udevSerial);
+   if (!collector)
+      return;
+   diskInfoCollectorSmDel(udevSerial);
+   maybeInsertDisk(udevSerial, collector->finalDisk());
+   handleInternalDevicesReady();
+}
+
+void ConnectedDevicesSm::handleInternalDevicesReady() {
+   if (diskInfoCollectorSm.empty() && !enumerating_ && !internalDevicesReady())
+      internalDevicesReadyIs(true);
+}
+
+void ConnectedDevicesSm::maybeInsertDisk(Pelm::String const & udevSerial,
+                                         Pelm::Ptr<ConnectedDisk const> const & disk) {
+   if (auto const name = devices_->udevSerialToSerialMap(udevSerial))
+      if (auto const stored = devices_->disk(*name); stored && stored->isEqButTexts(*disk))
+         return;
+   devices_->udevSerialToSerialMapIs(udevSerial, disk->name());
+   devices_->diskIs(disk->name(), disk->mibType(), disk->blockDevice(), disk->mountPoint(), disk->model(),
+                    disk->firmwareRevision(), disk->removable(), disk->busType(), disk->devAddress(),
+                    disk->sizeGb());
+}
+
+void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,
+                                               Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
+   VORN_TRACE(traceHandle, 2) << " collecting information about " << collector->device()->blockDevice();
+   diskInfoCollectorSm.memberIs(udevSerial, collector);
+   infoReactorIs(udevSerial, collector);
+   // One that reads udev alone is done already, before anybody could subscribe.
+   if (collector->finalDisk())
+      handleInfoCollectorCompleted(udevSerial);
+}
+
+void ConnectedDevicesSm::diskInfoCollectorSmDel(Pelm::String const & udevSerial) {
+   infoReactorDel(udevSerial);
+   diskInfoCollectorSm.memberDel(udevSerial);
+}
+
+void ConnectedDevicesSm::diskInfoCollectorSmDelAll() {
+   infoReactorDelAll();
+   diskInfoCollectorSm.memberDelAll();
+}
+
+void ConnectedDevicesSm::infoReactorIs(Pelm::String const & udevSerial,
+                                       Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
+   infoReactor.memberIs(udevSerial, Pelm::make<NestedSm_InfoReactor>(*this, udevSerial, collector));
+}
+
+Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(
+    Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices> const & connectedDevices,
+    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm) {
+   return Vorn::makeMachine<ConnectedDevicesSm>(fruConfig, connectedDevices, childProcessTrackerSm);
+}
+
+}  // namespace StorageDevices

@@ -1,0 +1,42 @@
+// The log messages as a source file uses them: one handle for each, made when the library is loaded.
+//
+//    StorageDevices::LogMessages logs;
+//    logs.offline(serial);
+//
+// Each takes as many texts as its format has placeholders, in their order; another number does not
+// compile.
+#pragma once
+
+#include "StorageDevices/LogCatalogue.h"
+#include "StorageDevices/Module.h"
+#include "runtime/Vorn/Log.h"
+
+namespace StorageDevices {
+
+template <Vorn::LogDescriptor const & descriptor>
+class LogMessage {
+ public:
+   template <class... Texts>
+   requires(sizeof...(Texts) == descriptor.placeholderCount()) void operator()(Texts const &... texts) {
+      Vorn::log(handle_, {Pelm::String{texts}...});
+   }
+
+ private:
+   Vorn::LogHandle handle_{descriptor, 0, 1.0, 0, 0};
+};
+
+struct LogMessages {
+   bool const registered = Vorn::vornModuleIs(module());
+   LogMessage<Catalogue::monitorError> monitorError;
+   LogMessage<Catalogue::ioError> ioError;
+   LogMessage<Catalogue::ioErrorExternalUsb> ioErrorExternalUsb;
+   LogMessage<Catalogue::monitorWarning> monitorWarning;
+   LogMessage<Catalogue::detectionError> detectionError;
+   LogMessage<Catalogue::partitionNotMounted> partitionNotMounted;
+   LogMessage<Catalogue::unexpectedPartitionMounted> unexpectedPartitionMounted;
+   LogMessage<Catalogue::offline> offline;
+   LogMessage<Catalogue::lifetimeInfo> lifetimeInfo;
+   LogMessage<Catalogue::lifetimeWarning> lifetimeWarning;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,11 @@
+// The library as the runtime knows it.
+#pragma once
+
+#include "runtime/Vorn/Module.h"
+
+namespace StorageDevices {
+
+// Name and message catalogue. Registered when the library is loaded.
+Vorn::Module const & module();
+
+}  // namespace StorageDevices

@@ -1,0 +1,106 @@
+#include "StorageDevices/NvmeDiskInfoCollectorSm.h"
+
+#include <utility>
+
+#include "StorageDevices/NvmeList.h"
+#include "runtime/Vorn/Machine.h"
+
+namespace StorageDevices {
+
+namespace {
+
+// Support greps for these texts; they do not follow the compiler's spelling of signatures.
+constexpr char handleNvmeCliName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
+constexpr char parseOutputName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
+
+// The odd letter order is how these messages have always been.
+void traceFailedFields(Vorn::TraceHandle const & traceHandle, NvmeListDevice const & found) {
+   struct {
+      bool failed;
+      char const * message;
+   } const fields[] = {{found.modelFailed, " error parsing NMVe model number"},
+                       {found.serialFailed, " error parsing NMVe serial number"},
+                       {found.firmwareFailed, " error parsing NMVe firmware revision"},
+                       {found.sizeFailed, " error parsing NMVe size"}};
+   for (auto const & field : fields)
+      if (field.failed)
+         VORN_TRACE(traceHandle, 0) << parseOutputName << field.message;
+}
+
+void traceUnusable(Vorn::TraceHandle const & traceHandle, NvmeList const & list) {
+   switch (list.outcome) {
+      case NvmeList::Outcome::device:
+         break;
+      case NvmeList::Outcome::jsonError:
+         VORN_TRACE(traceHandle, 0) << parseOutputName << " JSON parsing error: " << list.jsonError;
+         break;
+      case NvmeList::Outcome::malformedRoot:
+         VORN_TRACE(traceHandle, 0) << parseOutputName << " malformed output from nvme";
+         break;
+      case NvmeList::Outcome::noDevices:
+         VORN_TRACE(traceHandle, 0) << parseOutputName << " \"Devices\" not found in output";
+         break;
+      case NvmeList::Outcome::malformedList:
+         VORN_TRACE(traceHandle, 0) << parseOutputName << " \"Devices\" list is malformed";
+         break;
+   }
+}
+
+}  // namespace
+
+NvmeDiskInfoCollectorSm::NvmeDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
+                                                 Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
+    : DiskInfoCollectorSm{std::move(disk)}, childProcessTrackerSm_{std::move(tracker)} {}
+
+void NvmeDiskInfoCollectorSm::handleInitialized() {
+   nvmeCliSm_ = Brul::PipedChildProcessSm::PipedChildProcessSmIs(childProcessTrackerSm_);
+   nvmeCliReactor_.notifierIs(nvmeCliSm_);
+   nvmeCliReactor_.on<&NvmeDiskInfoCollectorSm::handleNvmeCli>(nvmeCliSm_->state, *this);
+   nvmeCliReactor_.hasNotificationActiveIs(true);
+   nvmeCliSm_->hasNotificationActiveIs(true);
+   for (char const * const argument : {"nvme", "list", "-o", "json"})
+      nvmeCliSm_->argPush(argument);
+   nvmeCliSm_->argPush(device()->blockDevice());
+   initialized_ = true;
+   nvmeCliSm_->start(true, true);
+}
+
+void NvmeDiskInfoCollectorSm::vornDoZombieReactors(bool zombie) {
+   nvmeCliReactor_.hasNotificationActiveIs(!zombie);
+}
+
+void NvmeDiskInfoCollectorSm::handleNvmeCli() {
+   using State = Brul::PipedChildProcessSm::State;
+   if (!initialized_ || nvmeCliSm_->state() == State::running)
+      return;
+   if (nvmeCliSm_->state() == State::failed) {
+      VORN_TRACE(traceHandle, 0) << handleNvmeCliName << " nvme failed";
+      finalizeUnchanged();
+   } else {
+      parseOutput();
+   }
+}
+
+void NvmeDiskInfoCollectorSm::parseOutput() {
+   // As one C string: what follows a NUL is not shown either.
+   char const * const output = nvmeCliSm_->stdoutBuffer().c_str();
+   VORN_TRACE(traceHandle, 7) << parseOutputName << "Parsing for " << device()->blockDevice();
+   VORN_TRACE(traceHandle, 7) << parseOutputName << output;
+   NvmeList const list = readNvmeList(output, device()->blockDevice().view());
+   if (list.outcome != NvmeList::Outcome::device) {
+      traceUnusable(traceHandle, list);
+      finalizeUnchanged();
+      return;
+   }
+   NvmeListDevice const & found = list.device;
+   traceFailedFields(traceHandle, found);
+   finalize(Pelm::String{found.serial}, Pelm::String{found.model}, Pelm::String{found.firmware},
+            found.sizeGb);
+}
+
+Pelm::Ptr<DiskInfoCollectorSm> NvmeDiskInfoCollectorSmIs(
+    Pelm::Ptr<ConnectedDisk const> const & disk, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
+   return Vorn::makeMachine<NvmeDiskInfoCollectorSm>(disk, tracker);
+}
+
+}  // namespace StorageDevices
