@@ -1,21 +1,16 @@
 #include "StorageDevices/ConnectedDevicesSm.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <string_view>
 #include <utility>
 
-#include "StorageDevices/ApplianceFiles.h"
-#include "StorageDevices/BusAddress.h"
 #include "StorageDevices/CDevsUtil.h"
-#include "StorageDevices/DeviceNames.h"
+#include "StorageDevices/DeviceVerdict.h"
 #include "StorageDevices/EmmcDiskInfoCollectorSm.h"
 #include "StorageDevices/EusbDiskInfoCollectorSm.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/Module.h"
 #include "StorageDevices/NvmeDiskInfoCollectorSm.h"
-#include "StorageDevices/SizeGb.h"
 #include "StorageDevices/SsdDiskInfoCollectorSm.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Machine.h"
@@ -27,9 +22,6 @@ namespace {
 
 [[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
 Vorn::TraceHandle traceHandle{"StorageConnectedDevicesSm", true};
-
-constexpr std::string_view sysDevices = "/sys/devices/";
-constexpr std::string_view mountRoot = "/mnt/";
 
 // A message of udev takes some 5 KiB of the socket's budget: room for three thousand of them. The
 // memory is taken only while they wait.
@@ -90,9 +82,7 @@ void ConnectedDevicesSm::handleInitialized() {
    socketReactor_.notifierIs(socketFd_);
    socketReactor_.on<&ConnectedDevicesSm::handleSocket>(socketFd_->readableCount, *this);
    socketReactor_.hasNotificationActiveIs(true);
-   readEtcBlockdev();
-   readEtcMultidrive();
-   readEtcMultidriveSrc();
+   rules_ = readApplianceRules(fruConfig_->etcDir(), traceHandle);
    udev_ = udev_new();
    if (!udev_) {
       VORN_TRACE(traceHandle, 0) << " Unable to create libudev context.";
@@ -109,49 +99,6 @@ void ConnectedDevicesSm::enumerateAnew() {
    if (!initalizeDevices())
       VORN_TRACE(traceHandle, 0) << "  Unable to obtain initial device set.";
    handleInternalDevicesReady();
-}
-
-void ConnectedDevicesSm::readEtcBlockdev() {
-   std::ifstream file{(fruConfig_->etcDir().str() + "/blockdev")};
-   if (!file) {
-      VORN_TRACE(traceHandle, 0) << " could not open /etc/blockdev";
-      return;
-   }
-   BlockdevFile const blockdev = readBlockdev(file);
-   for (auto const & entry : blockdev.entries) {
-      if (entry.whiteboxModified)
-         VORN_TRACE(traceHandle, 2) << " Whitebox entry detected; modifying";
-      VORN_TRACE(traceHandle, 2) << " /etc/blockdev entry: " << entry.pattern << " " << entry.mount;
-      etcBlockDev.push({Pelm::String{entry.pattern}, Pelm::String{entry.mount}});
-   }
-   if (blockdev.readError)
-      VORN_TRACE(traceHandle, 0) << " error while reading /etc/blockdev";
-}
-
-void ConnectedDevicesSm::readEtcMultidrive() {
-   std::ifstream file{fruConfig_->etcDir().str() + "/multidrive"};
-   if (!file)
-      return;
-   MultidriveFile const multidrive = readMultidrive(file);
-   for (std::string const & pattern : multidrive.patterns) {
-      VORN_TRACE(traceHandle, 2) << " /etc/multidrive entry: " << pattern;
-      etcMultidrive.push(Pelm::String{pattern});
-   }
-   if (multidrive.readError)
-      VORN_TRACE(traceHandle, 0) << " error while reading /etc/multidrive";
-}
-
-void ConnectedDevicesSm::readEtcMultidriveSrc() {
-   std::ifstream file{fruConfig_->etcDir().str() + "/multidrive_src"};
-   if (!file)
-      return;
-   MultidriveSrcFile const source = readMultidriveSrc(file);
-   if (source.pattern) {
-      VORN_TRACE(traceHandle, 2) << " /etc/multidrive_src: " << *source.pattern;
-      multidriveSrc.valueIs(Pelm::String{*source.pattern});
-   }
-   if (source.readError)
-      VORN_TRACE(traceHandle, 0) << " error while reading /etc/multidrive_src";
 }
 
 bool ConnectedDevicesSm::initalizeMonitor() {
@@ -250,83 +197,48 @@ void ConnectedDevicesSm::handleDisk(udev_device * device) {
 void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
    Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
    Pelm::String const node = udev_device_get_devnode(device);
-   Pelm::String path = udev_device_get_syspath(device);
-   if (udevSerial.empty() || node.empty() || path.empty())
+   if (!isAddressable(device))
       return;
    VORN_TRACE(traceHandle, 2) << " processing addition for " << node;
-   path.erase(path.begin(), path.begin() + std::min(path.size(), sysDevices.size()));
-   if (isInactiveDrive(path)) {
-      VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
-      return;
-   }
-   auto const mount = mountName(path);
-   if (!mount) {
-      VORN_TRACE(traceHandle, 2) << " strange device " << node
-                                 << " doesn't have an /etc/blockdev entry; skipping";
-      return;
+   DeviceVerdict const verdict = judge(device, rules_, *fruConfig_);
+   switch (verdict.kind) {
+      case DeviceVerdict::Kind::inactive:
+         VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
+         return;
+      case DeviceVerdict::Kind::strange:
+         VORN_TRACE(traceHandle, 2) << " strange device " << node
+                                    << " doesn't have an /etc/blockdev entry; skipping";
+         return;
+      case DeviceVerdict::Kind::removable:
+      case DeviceVerdict::Kind::fixed:
+         break;
    }
    traceTwin(udevSerial, node);
-   auto const disk = provisionalDisk(device, udevSerial, *mount);
    // Whatever an earlier event started for this device is out of date now.
    diskInfoCollectorSmDel(udevSerial);
-   if (auto const collector = disk->removable() ? nullptr : collectorFor(device, disk)) {
+   if (auto const collector = collectorFor(device, verdict)) {
       diskInfoCollectorSmIs(udevSerial, collector);
    } else {
-      maybeInsertDisk(udevSerial, disk);
+      maybeInsertDisk(udevSerial, verdict.disk);
       handleInternalDevicesReady();
    }
 }
 
-bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
-   if (multidriveSrc() && CDevsUtil::bashRegexMatch(sysPath.data(), multidriveSrc()->data()))
-      return false;
-   return std::any_of(etcMultidrive.begin(), etcMultidrive.end(), [&](Pelm::String const & pattern) {
-      return CDevsUtil::bashRegexMatch(sysPath.data(), pattern.data());
-   });
-}
-
-Vorn::Optional<Pelm::String> ConnectedDevicesSm::mountName(Pelm::String const & sysPath) const {
-   for (EtcBlockdevEntry const & entry : etcBlockDev)
-      if (CDevsUtil::bashRegexMatch(sysPath.data(), entry.sysPathRe.data()))
-         return entry.mount;
-   return {};
-}
-
-Pelm::Ptr<ConnectedDisk const> ConnectedDevicesSm::provisionalDisk(udev_device * device,
-                                                                   Pelm::String const & udevSerial,
-                                                                   Pelm::String const & mount) const {
-   bool const fixed = mount == "flash" || mount == "drive" || mount == "drive2" ||
-                      fruConfig_->expectedMounts.contains(mount);
-   Pelm::String mountPoint = mount;
-   mountPoint.addLeft(mountRoot);
-   Pelm::String model = udevProperty(device, "ID_NAME");
-   if (model.empty())
-      model = udevProperty(device, "ID_MODEL");
-   BusAddress const bus = busAddress(device);
-   char const * const sectors = udev_device_get_sysattr_value(device, "size");
-   return Pelm::make<ConnectedDisk const>(udevSerial, EntityMib::StorageType::unknown,
-                                          udev_device_get_devnode(device), mountPoint, model,
-                                          udevProperty(device, "ID_REVISION"), !fixed, bus.busType,
-                                          bus.devAddress, sizeGbFromSectors(sectors ? sectors : ""));
-}
-
 // Null: no collector knows the device better than udev does.
-Pelm::Ptr<DiskInfoCollectorSm> ConnectedDevicesSm::collectorFor(
-    udev_device * device, Pelm::Ptr<ConnectedDisk const> const & disk) const {
-   std::string_view name = disk->blockDevice().view();
-   if (constexpr std::string_view dev = "/dev/"; name.starts_with(dev))
-      name.remove_prefix(dev.size());
-   if (isScsiDiskName(name)) {
-      char const * const rotational = udev_device_get_sysattr_value(device, "queue/rotational");
-      if (!rotational)
+Pelm::Ptr<DiskInfoCollectorSm> ConnectedDevicesSm::collectorFor(udev_device * device,
+                                                                DeviceVerdict const & verdict) const {
+   switch (verdict.collector) {
+      case DeviceVerdict::Collector::none:
          return nullptr;
-      return std::string_view{rotational} == "0" ? SsdDiskInfoCollectorSmIs(disk, childProcessTrackerSm_)
-                                                 : EusbDiskInfoCollectorSmIs(disk, device);
+      case DeviceVerdict::Collector::ssd:
+         return SsdDiskInfoCollectorSmIs(verdict.disk, childProcessTrackerSm_);
+      case DeviceVerdict::Collector::eusb:
+         return EusbDiskInfoCollectorSmIs(verdict.disk, device);
+      case DeviceVerdict::Collector::nvme:
+         return NvmeDiskInfoCollectorSmIs(verdict.disk, childProcessTrackerSm_);
+      case DeviceVerdict::Collector::emmc:
+         return EmmcDiskInfoCollectorSmIs(verdict.disk, device);
    }
-   if (isNvmeDiskName(name))
-      return NvmeDiskInfoCollectorSmIs(disk, childProcessTrackerSm_);
-   if (isEmmcDiskName(name))
-      return EmmcDiskInfoCollectorSmIs(disk, device);
    return nullptr;
 }
 

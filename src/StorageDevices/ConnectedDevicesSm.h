@@ -10,10 +10,11 @@
 #pragma once
 
 #include <unordered_set>
+#include <vector>
 
+#include "StorageDevices/ApplianceRules.h"
 #include "StorageDevices/ConnectedDevices.h"
 #include "StorageDevices/DiskInfoCollectorSm.h"
-#include "StorageDevices/EtcBlockdevEntry.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
@@ -21,7 +22,6 @@
 #include "runtime/Vorn/Collection.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
-#include "runtime/Vorn/Queue.h"
 #include "runtime/model/FruConfig.h"
 
 struct udev;
@@ -29,6 +29,8 @@ struct udev_device;
 struct udev_monitor;
 
 namespace StorageDevices {
+
+struct DeviceVerdict;
 
 class ConnectedDevicesSm final : public Pelm::Node {
    class NestedSm_InfoReactor;
@@ -42,10 +44,10 @@ class ConnectedDevicesSm final : public Pelm::Node {
    // waits for it before it looks for missing disks.
    Vorn::Attribute<bool, ConnectedDevicesSm> internalDevicesReady{*this, "internalDevicesReady"};
 
-   // What the appliance's files say, in file order.
-   Vorn::Queue<EtcBlockdevEntry, ConnectedDevicesSm> etcBlockDev{*this, "etcBlockDev"};
-   Vorn::Queue<Pelm::String, ConnectedDevicesSm> etcMultidrive{*this, "etcMultidrive"};
-   Vorn::Attribute<Vorn::Optional<Pelm::String>, ConnectedDevicesSm> multidriveSrc{*this, "multidriveSrc"};
+   // What the appliance's files say, in file order; read once, at the start.
+   std::vector<EtcBlockdevEntry> const & etcBlockDev() const { return rules_.etcBlockDev; }
+   std::vector<Pelm::String> const & etcMultidrive() const { return rules_.etcMultidrive; }
+   Vorn::Optional<Pelm::String> const & multidriveSrc() const { return rules_.multidriveSrc; }
 
    // The running collectors, by udev serial, each with the reactor that waits for it.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskInfoCollectorSm>, ConnectedDevicesSm> diskInfoCollectorSm{
@@ -69,9 +71,6 @@ class ConnectedDevicesSm final : public Pelm::Node {
    void infoReactorDel(Pelm::String const & udevSerial) { infoReactor.memberDel(udevSerial); }
    void infoReactorDelAll() { infoReactor.memberDelAll(); }
 
-   void readEtcBlockdev();
-   void readEtcMultidrive();
-   void readEtcMultidriveSrc();
    bool initalizeMonitor();
    bool initalizeDevices();
    void enumerateAnew();
@@ -83,12 +82,7 @@ class ConnectedDevicesSm final : public Pelm::Node {
    void handleDisk(udev_device * device);
    void handleAddEvent(udev_device * device);
    void handleRemoveEvent(udev_device * device);
-   bool isInactiveDrive(Pelm::String const & sysPath) const;
-   Vorn::Optional<Pelm::String> mountName(Pelm::String const & sysPath) const;
-   Pelm::Ptr<ConnectedDisk const> provisionalDisk(udev_device * device, Pelm::String const & udevSerial,
-                                                  Pelm::String const & mount) const;
-   Pelm::Ptr<DiskInfoCollectorSm> collectorFor(udev_device * device,
-                                               Pelm::Ptr<ConnectedDisk const> const & disk) const;
+   Pelm::Ptr<DiskInfoCollectorSm> collectorFor(udev_device * device, DeviceVerdict const & verdict) const;
    void traceTwin(Pelm::String const & udevSerial, Pelm::String const & node) const;
    void maybeInsertDisk(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk);
    void handleDeletion();
@@ -96,6 +90,7 @@ class ConnectedDevicesSm final : public Pelm::Node {
    Pelm::Ptr<FruConfig const> fruConfig_;
    Pelm::Ptr<ConnectedDevices> devices_;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm_;
+   ApplianceRules rules_;
    udev * udev_ = nullptr;
    udev_monitor * monitor_ = nullptr;
    bool enumerating_ = false;

@@ -1,0 +1,31 @@
+// What discovery would make of the devices of this machine, for a host that explains a configuration.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "StorageDevices/Export.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/model/FruConfig.h"
+
+namespace StorageDevices {
+
+struct ExaminedDevice {
+   std::string device;   // node, or the kernel's name where it has none
+   std::string sysPath;  // below /sys/devices, what the patterns of blockdev are matched against
+   std::string verdict;  // "skipped", "removable" or "fixed"
+   std::string reason;   // why it is skipped, or where it is mounted, how attached and who identifies it
+};
+
+struct Examination {
+   bool blockdevReadable = false;
+   std::size_t blockdevEntries = 0;
+   bool udevAvailable = false;
+   std::vector<ExaminedDevice> devices;
+};
+
+// Reads the appliance's files and looks at every block device once, by the rules of discovery. Runs no
+// tool on any disk and changes nothing. Exported for hosts, since only the library knows its rules.
+STORAGEDEVICES_API Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig);
+
+}  // namespace StorageDevices
