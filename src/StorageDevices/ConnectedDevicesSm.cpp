@@ -33,23 +33,13 @@ bool isLoop(char const * sysName) {
 
 }  // namespace
 
-// Waits for one collector's result.
-class ConnectedDevicesSm::NestedSm_InfoReactor final : public Vorn::NotifieeConst {
- public:
-   NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::String udevSerial,
-                        Pelm::Ptr<DiskInfoCollectorSm const> const & collector)
-       : owner_{owner}, udevSerial_{std::move(udevSerial)} {
-      notifierIs(collector);
-      on<&NestedSm_InfoReactor::handleFinalDisk>(collector->finalDisk, *this);
-      hasNotificationActiveIs(true);
-   }
-
- private:
-   void handleFinalDisk() { owner_.handleInfoCollectorCompleted(udevSerial_); }
-
-   ConnectedDevicesSm & owner_;
-   Pelm::String udevSerial_;
-};
+ConnectedDevicesSm::NestedSm_InfoReactor::NestedSm_InfoReactor(
+    ConnectedDevicesSm & owner, Pelm::String udevSerial, Pelm::Ptr<DiskInfoCollectorSm> const & collector)
+    : owner_{owner}, udevSerial_{std::move(udevSerial)} {
+   notifierIs(collector);
+   on<&NestedSm_InfoReactor::handleFinalDisk>(collector->finalDisk, *this);
+   hasNotificationActiveIs(true);
+}
 
 ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
                                        Pelm::Ptr<ConnectedDevices> devices,

@@ -33,7 +33,18 @@ namespace StorageDevices {
 struct DeviceVerdict;
 
 class ConnectedDevicesSm final : public Pelm::Node {
-   class NestedSm_InfoReactor;
+   // Waits for one collector's result.
+   class NestedSm_InfoReactor final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::String udevSerial,
+                           Pelm::Ptr<DiskInfoCollectorSm> const & collector);
+
+    private:
+      void handleFinalDisk() { owner_.handleInfoCollectorCompleted(udevSerial_); }
+
+      ConnectedDevicesSm & owner_;
+      Pelm::String udevSerial_;
+   };
 
  public:
    ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices> devices,

@@ -46,11 +46,19 @@ void addCheckConfig(CLI::App & app, Command & command) {
    sub->callback([&command] { command.kind = Command::Kind::checkConfig; });
 }
 
+// What is wrong with a time scale; empty if nothing is. Written so that "nan" is refused.
+std::string timeScaleError(std::string & text) {
+   double scale = 0;
+   if (CLI::detail::lexical_cast(text, scale) && scale >= 0.001 && scale <= 100000)
+      return {};
+   return "must be a number from 0.001 to 100000, not \"" + text + "\"";
+}
+
 void addDemo(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand("demo", "Run a simulated appliance; touches no disk");
    sub->add_option("--time-scale", command.timeScale, "How many times faster time runs, 0.001 to 100000")
        ->type_name("N")
-       ->check(CLI::Range(0.001, 100000.0));
+       ->check(CLI::Validator{timeScaleError, ""});
    sub->callback([&command] { command.kind = Command::Kind::demo; });
 }
 
@@ -70,7 +78,7 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    Command command;
    CLI::App app{"Watches the storage devices of this appliance.", programName};
    app.set_version_flag("--version", std::string{programName} + " " + std::string{version});
-   app.require_subcommand(1);
+   app.require_subcommand(0, 1);  // that none is given is found below: an unknown word shall be named first
    addAgent(app, command);
    addStatus(app, command);
    addCatalogue(app, command);
@@ -79,10 +87,11 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    Invocation invocation;
    try {
       app.parse(std::vector<std::string>{arguments.rbegin(), arguments.rend()});
+      if (app.get_subcommands().empty())
+         throw CLI::RequiredError{"A command"};
       invocation.command = command;
    } catch (CLI::CallForHelp const &) {
-      auto const chosen = app.get_subcommands();
-      invocation.output = chosen.empty() ? app.help() : chosen.front()->help();
+      invocation.output = app.help();
    } catch (CLI::CallForVersion const & versionText) {
       invocation.output = std::string{versionText.what()} + "\n";
    } catch (CLI::ParseError const & error) {

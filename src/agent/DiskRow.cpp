@@ -95,8 +95,8 @@ Cell healthCell(Records const & records) {
    verdict.test(jsonBool(records.smart, "healthStatusOk"), "SMART failing");
    if (auto const critical = records.nvmeValue("criticalWarning"))
       verdict.test(*critical == 0, "NVMe critical warning");
-   auto const endOfLife = jsonNumber(records.emmc, "preEolInfo");
-   if (endOfLife == 1 || endOfLife == 2 || endOfLife == 3) {
+   double const endOfLife = jsonNumber(records.emmc, "preEolInfo").value_or(0);
+   if (endOfLife >= 1 && endOfLife <= 3) {
       verdict.test(endOfLife != 3, "pre-EOL urgent");
       verdict.test(endOfLife != 2, "pre-EOL warning", Tone::warning);
    }

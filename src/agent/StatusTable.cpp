@@ -19,6 +19,7 @@ using Json = rapidjson::Value;
 
 constexpr std::size_t maxRows = 256;
 constexpr std::size_t maxCell = 400;
+constexpr std::size_t widthForMessages = 160;  // a narrower terminal has them below the table
 
 // Cells stay short whatever a device calls itself.
 std::string safe(std::string_view text) {
@@ -62,46 +63,79 @@ std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
 
 std::vector<Column> emptyColumns() {
    using Spare = Column::Spare;
-   return {{"DISK", 8},
-           {"DEVICE", 8},
-           {"MOUNT POINT", 8},
+   return {{"DISK", 12},
+           {"MODEL", 12, Spare::first},
+           {"FIRMWARE", 8, Spare::first},
+           {"DEVICE", 12},
+           {"BUS", 12, Spare::first},
            {"SIZE", 7, Spare::never, true},
-           {"HEALTH", 8, Spare::ifEmpty},
-           {"TEMP", 5, Spare::ifEmpty, true},
-           {"LIFE", 5, Spare::ifEmpty, true},
-           {"LAST MESSAGE", 17, Spare::ifEmpty},
-           {"MODEL", 8, Spare::first},
+           {"MOUNT POINT", 12},
            {"KIND", 5, Spare::first},
            {"USE", 4, Spare::first},
-           {"BUS", 6, Spare::first},
-           {"FIRMWARE", 4, Spare::first}};
+           {"HEALTH", 12, Spare::ifEmpty},
+           {"TEMP", 5, Spare::ifEmpty, true},
+           {"LIFE", 5, Spare::ifEmpty, true},
+           {"LAST MESSAGE", 40, Spare::ifEmpty}};
+}
+
+// Breaks a sentence between words; a word longer than a line is cut.
+std::string wrapped(std::string_view sentence, std::size_t width) {
+   std::string result;
+   std::size_t used = 0;
+   while (!sentence.empty()) {
+      std::string_view const word = sentence.substr(0, sentence.find(' '));
+      sentence.remove_prefix(std::min(word.size() + 1, sentence.size()));
+      std::string const fitting = width == 0 ? std::string{word} : cutToWidth(word, width);
+      std::size_t const cells = displayWidth(fitting);
+      bool const fits = width == 0 || used + 1 + cells <= width;
+      if (used > 0)
+         result += fits ? " " : "\n";
+      used = (used > 0 && fits ? used + 1 : 0) + cells;
+      result += fitting;
+   }
+   return result + "\n";
+}
+
+bool messagesFitIn(TableOptions const & options) {
+   return options.width == 0 || options.width >= widthForMessages;
+}
+
+std::string messagesBelow(std::vector<DiskRow> const & rows, Json const * messages, std::size_t width) {
+   std::string result;
+   for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
+      Cell const message = messageCell(lastMessageOf(rows[at], messages));
+      if (!message.text.empty())
+         result += wrapped(safe(rows[at].name) + ": " + message.text, width);
+   }
+   return result.empty() ? result : cutToWidth("Last messages:", width) + "\n" + result;
 }
 
 std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
                       TableOptions const & options) {
+   bool const besides = messagesFitIn(options);
    std::vector<Column> columns = emptyColumns();
    for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
       DiskRow const & disk = rows[at];
       std::vector<Cell> cells{{safe(disk.name)},
+                              {safe(disk.model)},
+                              {safe(disk.firmware)},
                               {safe(disk.device)},
-                              {safe(disk.mountPoint)},
+                              {safe(disk.bus)},
                               {disk.size},
+                              {safe(disk.mountPoint)},
+                              {disk.kind},
+                              disk.use,
                               safe(disk.health),
                               safe(disk.temperature),
                               disk.life,
-                              messageCell(lastMessageOf(disk, messages)),
-                              {safe(disk.model)},
-                              {disk.kind},
-                              disk.use,
-                              {safe(disk.bus)},
-                              {safe(disk.firmware)}};
+                              besides ? messageCell(lastMessageOf(disk, messages)) : Cell{}};
       for (std::size_t column = 0; column < columns.size(); ++column)
          columns[column].cells.push_back(std::move(cells[column]));
    }
    std::string result = textTable(std::move(columns), options.width, options.colour);
    if (rows.size() > maxRows)
       result += "and " + std::to_string(rows.size() - maxRows) + " more disks; --json shows them all\n";
-   return result;
+   return result + (besides ? "" : messagesBelow(rows, messages, options.width));
 }
 
 std::string counted(std::size_t disks) {
@@ -139,24 +173,6 @@ std::string strayMessage(std::vector<DiskRow> const & rows, Json const * message
    int const severity = static_cast<int>(std::clamp(jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
    return "Latest message: " + messageTime(newest) + " " + std::string{severityWord(severity)} + " " +
           safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
-}
-
-// Breaks a sentence between words; a word longer than a line is cut.
-std::string wrapped(std::string_view sentence, std::size_t width) {
-   std::string result;
-   std::size_t used = 0;
-   while (!sentence.empty()) {
-      std::string_view const word = sentence.substr(0, sentence.find(' '));
-      sentence.remove_prefix(std::min(word.size() + 1, sentence.size()));
-      std::string const fitting = width == 0 ? std::string{word} : cutToWidth(word, width);
-      std::size_t const cells = displayWidth(fitting);
-      bool const fits = width == 0 || used + 1 + cells <= width;
-      if (used > 0)
-         result += fits ? " " : "\n";
-      used = (used > 0 && fits ? used + 1 : 0) + cells;
-      result += fitting;
-   }
-   return result + "\n";
 }
 
 rapidjson::Document parsed(std::string_view text, char const * what) {

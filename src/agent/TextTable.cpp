@@ -51,22 +51,23 @@ std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
       });
       if (last == columns.rend())
          break;
-      dropped = last->column.title + (dropped.empty() ? "" : ", ") + dropped;
+      dropped.insert(0, dropped.empty() ? "" : ", ").insert(0, last->column.title);
       columns.erase(std::prev(last.base()));
    }
    return dropped;
 }
 
-// Takes cells from whichever column is widest until the line fits.
+// Takes cells from whichever column is widest, the rightmost of several, until the line fits.
 void shrinkColumns(std::vector<Placed> & columns, std::size_t width) {
    auto const spareWidth = [](Placed const & placed) {
       return placed.width > placed.column.leastWidth ? placed.width : 0;
    };
+   auto const narrower = [spareWidth](Placed const & a, Placed const & b) {
+      return spareWidth(a) < spareWidth(b);
+   };
    while (lineWidth(columns, [](Placed const & placed) { return placed.width; }) > width) {
-      auto const widest = std::max_element(
-          columns.begin(), columns.end(),
-          [spareWidth](Placed const & a, Placed const & b) { return spareWidth(a) < spareWidth(b); });
-      if (widest == columns.end() || spareWidth(*widest) == 0)
+      auto const widest = std::max_element(columns.rbegin(), columns.rend(), narrower);
+      if (widest == columns.rend() || spareWidth(*widest) == 0)
          break;
       --widest->width;
    }

@@ -177,7 +177,7 @@ std::vector<DeviceRecord> nvmeRecords(Disk const & disk, unsigned sequence) {
    auto const longSerial = joined("", disk.model, disk.serial);
    identity(text, disk, "nvme-", longSerial.empty() ? "" : longSerial + "_1");
    DeviceText parent(controller + "/nvme/" + drive, "nvme");
-   parent.node(drive).property("NVME_TRTYPE", "pcie");
+   parent.property("DEVNAME", "/dev/" + drive).property("NVME_TRTYPE", "pcie");
    parent.attribute("address", controller.substr(controller.rfind('/') + 1))
        .attribute("firmware_rev", disk.revision)
        .attribute("model", disk.model)

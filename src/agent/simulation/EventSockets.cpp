@@ -5,6 +5,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -52,12 +54,42 @@ class Sender {
 
 EventSockets::EventSockets(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-std::vector<std::string> EventSockets::live() const {
+std::vector<std::string> EventSockets::all() const {
    std::vector<std::string> paths;
    for (auto const & entry : std::filesystem::directory_iterator(folder_))
-      if (entry.path().filename().string().starts_with("event") && Sender(entry.path()).connected())
+      if (entry.path().filename().string().starts_with("event"))
          paths.push_back(entry.path());
    return paths;
+}
+
+std::vector<std::string> EventSockets::live() const {
+   auto paths = all();
+   std::erase_if(paths, [](auto const & path) { return !Sender(path).connected(); });
+   return paths;
+}
+
+namespace {
+
+std::string hiddenPath(std::filesystem::path const & path) {
+   return path.parent_path() / ("hidden-" + path.filename().string());
+}
+
+}  // namespace
+
+EventSockets::Hidden::Hidden(EventSockets const & sockets) : paths_(sockets.all()) {
+   for (auto const & path : paths_)
+      std::rename(path.c_str(), hiddenPath(path).c_str());
+}
+
+EventSockets::Hidden::~Hidden() {
+   for (auto const & path : paths_) {
+      auto const hidden = hiddenPath(path);
+      // A listener that started meanwhile has taken the place.
+      if (access(path.c_str(), F_OK) == 0)
+         unlink(hidden.c_str());
+      else
+         std::rename(hidden.c_str(), path.c_str());
+   }
 }
 
 bool EventSockets::haveRoom(std::chrono::milliseconds wait) const {

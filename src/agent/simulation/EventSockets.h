@@ -17,7 +17,21 @@ class EventSockets {
    // Whether each live socket takes one more event within the time.
    bool haveRoom(std::chrono::milliseconds wait) const;
 
+   // While it lives, whatever umockdev sends reaches nobody: the sockets stand under another name.
+   class Hidden {
+    public:
+      explicit Hidden(EventSockets const & sockets);
+      ~Hidden();
+      Hidden(Hidden const &) = delete;
+      Hidden & operator=(Hidden const &) = delete;
+
+    private:
+      std::vector<std::string> paths_;
+   };
+
  private:
+   std::vector<std::string> all() const;
+
    std::filesystem::path folder_;
 };
 

@@ -14,7 +14,8 @@ namespace {
 constexpr std::string_view answer = R"sh(
 printf '%s\n' "${0##*/} $*" >>"$data/runs"
 [ ! -e "$base.hang" ] || exec sleep 2147483647
-[ ! -e "$base.delay" ] || sleep "$(cat "$base.delay")" if[!-e "$output"]; then
+[ ! -e "$base.delay" ] || sleep "$(cat "$base.delay")"
+if [ ! -e "$output" ]; then
    echo "$device: No such file or directory" >&2
    exit 2
 fi

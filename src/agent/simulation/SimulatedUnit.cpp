@@ -48,6 +48,8 @@ class SimulatedUnit::State {
 
  private:
    void clashChecked(DeviceRecord const & record) const;
+   void use(DeviceRecord const & record);
+   void release(DeviceRecord const & record);
 
    std::map<std::string, unsigned> users_;                  // disks per device path
    std::map<std::string, std::string, std::less<>> names_;  // subsystem/name to device path
@@ -68,23 +70,40 @@ void SimulatedUnit::State::diskIs(std::vector<DeviceRecord> records) {
       clashChecked(record);
    std::stable_sort(records.begin() + 1, records.end(),
                     [](auto const & a, auto const & b) { return a.path.size() > b.path.size(); });
+   // umockdev announces every device that it adds, parents included; what a listener gets is ours to say.
+   EventSockets::Hidden const hidden(sockets);
    for (auto record = records.rbegin(); record != records.rend(); ++record) {
-      if (users_[record->path]++ == 0)
-         testbed.deviceIs(*record);
-      names_.insert_or_assign(record->subsystem + "/" + std::string(record->name()), record->path);
+      try {
+         use(*record);
+      } catch (...) {
+         while (record != records.rbegin())
+            release(*--record);
+         throw;
+      }
    }
    disks.emplace(name, std::move(records));
 }
 
 void SimulatedUnit::State::diskDel(std::string_view name) {
-   for (auto const & record : disk(name)) {
-      if (--users_[record.path] > 0)
-         continue;
-      testbed.deviceDel(record);
-      users_.erase(record.path);
-      names_.erase(record.subsystem + "/" + std::string(record.name()));
-   }
+   for (auto const & record : disk(name))
+      release(record);
    disks.erase(disks.find(name));
+}
+
+void SimulatedUnit::State::use(DeviceRecord const & record) {
+   auto & users = users_[record.path];
+   if (users == 0)
+      testbed.deviceIs(record);
+   ++users;
+   names_.insert_or_assign(record.subsystem + "/" + std::string(record.name()), record.path);
+}
+
+void SimulatedUnit::State::release(DeviceRecord const & record) {
+   if (--users_[record.path] > 0)
+      return;
+   testbed.deviceDel(record);
+   users_.erase(record.path);
+   names_.erase(record.subsystem + "/" + std::string(record.name()));
 }
 
 std::vector<DeviceRecord> const & SimulatedUnit::State::disk(std::string_view name) const {

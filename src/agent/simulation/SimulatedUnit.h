@@ -9,6 +9,8 @@
 // that reads a "remove" late still sees the serial; `unplug` therefore sends first and removes then.
 // Attributes are not in the message: a listener that reads an event late sees the sysfs of that moment.
 //
+// Only the disk's own events are sent, none of its parents.
+//
 // A listener is a Unix datagram socket, which holds no more than net.unix.max_dgram_qlen + 1 events
 // (11 by default). umockdev itself would end the process when it sends to a full one. A unit waits
 // instead: it calls `whenFull` as long as a socket is full, or without such a function waits until the

@@ -3,6 +3,7 @@
 #include <umockdev.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <stdexcept>
 
 #include "agent/simulation/SimulatedUnit.h"
@@ -28,10 +29,6 @@ std::string sysPath(std::string_view devicePath) {
 }
 
 void circumstancesChecked() {
-   if (umockdev_in_mock_environment() == FALSE)
-      throw std::runtime_error(
-          "the simulation needs " + std::string(preloadLibrary) +
-          " preloaded: install the package umockdev and start the program with umockdev-wrapper");
    if (testbedLives)
       throw std::runtime_error("only one simulated unit can exist in a process at a time");
    if (access(g_get_tmp_dir(), W_OK | X_OK) != 0)
@@ -60,6 +57,11 @@ struct Testbed::Handle {
 Testbed::Testbed() {
    circumstancesChecked();
    handle_ = std::make_unique<Handle>();
+   // The preloaded library answers only now that a test bed is there.
+   if (umockdev_in_mock_environment() == FALSE)
+      throw std::runtime_error(
+          "the simulation needs " + std::string(preloadLibrary) +
+          " preloaded: install the package umockdev and start the program with umockdev-wrapper");
    folder_ = Text(umockdev_testbed_get_root_dir(handle_->testbed)).get();
 }
 
@@ -81,10 +83,15 @@ void Testbed::deviceIs(DeviceRecord const & record) {
 }
 
 void Testbed::deviceDel(DeviceRecord const & record) {
+   std::string number;
+   std::ifstream(sysFolder(record.path) / "dev") >> number;
    umockdev_testbed_remove_device(handle_->testbed, sysPath(record.path).c_str());
-   // umockdev forgets this link, and would stumble over it when the disk comes back.
+   // umockdev forgets these links, and would stumble over one when the disk comes back.
    if (record.subsystem == "block")
       std::filesystem::remove(folder_ / "sys/block" / record.name());
+   if (!number.empty())
+      for (auto const * kind : {"block", "char"})
+         std::filesystem::remove(folder_ / "sys/dev" / kind / number);
 }
 
 void Testbed::propertyIs(std::string_view devicePath, std::string_view name, std::string_view value) {

@@ -1,7 +1,7 @@
 #include "runtime/Brul/ChildProcess.h"
 
 #include <fcntl.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -27,7 +27,7 @@ bool ChildProcess::start(std::vector<Pelm::String> const & argv, Pelm::String co
    pid_ = Vorn::spawnProcess(argv, devNull(O_RDONLY), out, err, searchFirst);
    if (pid_ < 0)
       return false;
-   pidfd_ = pidfd_open(pid_, 0);
+   pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
    if (pidfd_ >= 0)
       return true;
    // Out of descriptors: a child that cannot be watched is of no use.

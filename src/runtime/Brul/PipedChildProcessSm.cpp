@@ -18,6 +18,7 @@ namespace {
 
 Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
 
+constexpr auto timeLimitPassed = "it passed its time limit";
 constexpr int cannotRun = 127;        // as shells say it
 constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
 constexpr double killSeconds = 2;     // between the request to terminate and the kill
@@ -44,6 +45,7 @@ PipedChildProcessSm::PipedChildProcessSm(Pelm::Ptr<ChildProcessTrackerSm> tracke
    stderrReactor_.on<&PipedChildProcessSm::handleStderr>(stderr_.end()->readableCount, *this);
    exitReactor_.notifierIs(exit_);
    exitReactor_.on<&PipedChildProcessSm::handleExit>(exit_->readableCount, *this);
+   deadlineClock_.hasNotificationActiveIs(false);
 }
 
 PipedChildProcessSm::~PipedChildProcessSm() {
@@ -72,9 +74,10 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
    if (state() != State::idle)
       return;
    startedAt_ = realNow();
+   argv_.assign(arg.begin(), arg.end());
    if (!launch(captureStdout, captureStderr)) {
-      Pelm::String const program = arg.empty() ? Pelm::String{"(no program)"} : arg.front();
-      stderr_.textIs(Vorn::Errno(errno, program.data()).stringValue().str());
+      char const * const program = argv_.empty() ? "(no program)" : argv_.front().data();
+      stderr_.textIs(Vorn::Errno(errno, program).stringValue().str());
       stdout_.closeEnd();
       stderr_.closeEnd();
       deadlineIs(Deadline::cannotStart, 0);
@@ -95,7 +98,7 @@ bool PipedChildProcessSm::launch(bool captureStdout, bool captureStderr) {
       errno = error;
       return false;
    }
-   if (!process_.start({arg.begin(), arg.end()}, tracker_->toolPath(), out, err))
+   if (!process_.start(argv_, tracker_->toolPath(), out, err))
       return false;
    Vorn::activityManager().outsideWorkInc(1);
    exit_->descriptorIs(process_.pidfd());
@@ -142,7 +145,7 @@ void PipedChildProcessSm::handleDeadline() {
          break;
       case Deadline::timeLimit:
          timedOut_ = true;
-         VORN_TRACE(traceHandle, 0) << " " << arg.front() << " passed its time limit of "
+         VORN_TRACE(traceHandle, 0) << " " << argv_.front() << " passed its time limit of "
                                     << tracker_->timeLimit() << " s";
          process_.signalGroup(SIGTERM);
          deadlineIs(Deadline::kill, killSeconds);
@@ -152,7 +155,7 @@ void PipedChildProcessSm::handleDeadline() {
          deadlineIs(Deadline::abandon, abandonSeconds);
          break;
       case Deadline::abandon:
-         giveUp("it passed its time limit");
+         giveUp(timeLimitPassed);
          break;
    }
 }
@@ -162,24 +165,30 @@ void PipedChildProcessSm::maybeEnd() {
       return;
    int const exitCode = process_.reap();
    Vorn::activityManager().outsideWorkInc(-1);
-   end(exitCode, timedOut_ || tracker_->isFailure(arg.front(), exitCode));
+   if (timedOut_)
+      reasonIs(timeLimitPassed);
+   end(exitCode, timedOut_ || tracker_->isFailure(argv_.front(), exitCode));
 }
 
 void PipedChildProcessSm::giveUp(char const * reason) {
    stdout_.closeEnd();
    stderr_.closeEnd();
    exit_->descriptorIs(-1);
-   stderr_.textIs(arg.front().str() + ": " + reason);
+   reasonIs(reason);
    process_.abandon(*tracker_);
    Vorn::activityManager().outsideWorkInc(-1);
    end(-SIGKILL, true);
+}
+
+void PipedChildProcessSm::reasonIs(char const * reason) {
+   stderr_.textIs(argv_.front().str() + ": " + reason);
 }
 
 void PipedChildProcessSm::end(int exitCode, bool failed) {
    deadlineIs(Deadline::none, Vorn::Seconds::infinity());
    exitCode_ = exitCode;
    auto const run = Pelm::make<FinishedRun>();
-   run->argv.assign(arg.begin(), arg.end());
+   run->argv = argv_;
    run->exitCode = exitCode;
    run->failed = failed;
    run->timedOut = timedOut_;
@@ -192,8 +201,7 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
 
 void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSeconds) {
    deadline_ = what;
-   double const scale = Host::timeSource().realSecondsPerSecond();
-   Vorn::Seconds const span = scale > 0 ? realSeconds / scale : realSeconds;
+   Vorn::Seconds const span = Host::timeSource().spanOf(realSeconds);
    deadlineClock_.timeMinIs(what == Deadline::none ? Vorn::Seconds::infinity()
                                                    : Vorn::System::currentTime() + span);
 }

@@ -78,11 +78,13 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void maybeEnd();
    void end(int exitCode, bool failed);
    void giveUp(char const * reason);
+   void reasonIs(char const * reason);
 
    enum class Deadline { none, cannotStart, timeLimit, kill, abandon, grace };
    void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;
+   std::vector<Pelm::String> argv_;  // of the run; `arg` may change meanwhile
    ChildProcess process_;
    OutputPipe stdout_{"stdout"};
    OutputPipe stderr_{"stderr"};

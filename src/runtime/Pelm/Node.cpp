@@ -26,20 +26,28 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
 
 void Node::vornDoZombieReactors(bool) {}
 
-void Node::countIsZero() const {
+void Node::countIsZero(std::uint32_t before) const {
    // Pointers that come and go while a zombie is torn down must not destroy it under its own feet.
-   if (!nodeFlag(Flag::zombie))
+   if ((before & static_cast<std::uint32_t>(Flag::zombie)) == 0)
       lastUserGone();
-   else if (nodeFlag(Flag::tornDown))
-      delete this;
+   else if ((before & static_cast<std::uint32_t>(Flag::tornDown)) != 0)
+      destroy();
 }
 
 void Node::lastUserGone() const {
    nodeFlagSet(Flag::zombie, true);
    const_cast<Node *>(this)->vornDoZombieReactors(true);
-   nodeFlagSet(Flag::tornDown, true);
-   if (useCount() == 0)
-      delete this;
+   // Flag and count are one word: either we see a pointer that is still there, or its end sees the flag.
+   std::uint32_t const before =
+       word_.fetch_or(static_cast<std::uint32_t>(Flag::tornDown), std::memory_order_acq_rel);
+   if ((before & countMask) == 0)
+      destroy();
+}
+
+void Node::destroy() const {
+   // Pointers that come and go while destructors run find a node that is nobody's to destroy.
+   nodeFlagSet(Flag::tornDown, false);
+   delete this;
 }
 
 }  // namespace Pelm

@@ -54,7 +54,7 @@ class RUNTIME_API Node {
          word_.store(before - 1, std::memory_order_relaxed);
       }
       if ((before & countMask) == 1) [[unlikely]]
-         countIsZero();
+         countIsZero(before);
    }
 
    // Stops (true) or resumes (false) the reactors that the node owns. The framework calls it with
@@ -62,13 +62,15 @@ class RUNTIME_API Node {
    virtual void vornDoZombieReactors(bool zombie);
 
  protected:
-   // Runs when the count drops to zero: makes the node a zombie, tears its reactors down and destroys it.
+   // Runs when the count drops to zero: makes the node a zombie, tears its reactors down and destroys it
+   // once nobody holds it.
    virtual void lastUserGone() const;
 
  private:
    static constexpr std::uint32_t countMask = (1U << 28) - 1;
 
-   void countIsZero() const;
+   void countIsZero(std::uint32_t before) const;
+   void destroy() const;
 
    mutable std::atomic<std::uint32_t> word_{0};
 };

@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "runtime/Export.h"
 
@@ -22,9 +23,10 @@ class RUNTIME_API String {
 
    String & operator=(char const * text) { return *this = String{text}; }
    String & operator=(std::string_view text) { return *this = String{text}; }
+   String & operator=(std::string text) { return *this = String{std::move(text)}; }
 
-   void append(std::string_view text) { text_.append(text); }
-   void addLeft(std::string_view text) { text_.insert(0, text); }
+   void append(std::string_view text);
+   void addLeft(std::string_view text);
    // Removes [first, last), a range of this string's own characters.
    void erase(char const * first, char const * last);
    bool startsWith(String const & prefix) const { return text_.starts_with(prefix.text_); }
@@ -38,7 +40,8 @@ class RUNTIME_API String {
    std::string_view view() const { return text_; }
    std::string const & str() const { return text_; }
 
-   // As an optional text: makes it the value that stands for "none", and asks whether it is.
+   // As an optional text: makes it the value that stands for "none" (it compares like an empty text), and
+   // asks whether it is a value. What is put into it later is one.
    void optionalClearValue();
    bool optionalHasValue() const { return !cleared_; }
 
@@ -48,6 +51,7 @@ class RUNTIME_API String {
    bool operator==(String const & other) const { return text_ == other.text_; }
    bool operator==(char const * other) const { return view() == (other ? other : ""); }
    bool operator==(std::string_view other) const { return view() == other; }
+   bool operator==(std::string const & other) const { return text_ == other; }
    std::strong_ordering operator<=>(String const & other) const { return text_ <=> other.text_; }
 
  private:
@@ -65,6 +69,10 @@ struct StringHash {
 };
 
 }  // namespace Pelm
+
+namespace Vorn {
+using String = Pelm::String;
+}
 
 template <>
 struct std::hash<Pelm::String> : Pelm::StringHash {};

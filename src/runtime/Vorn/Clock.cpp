@@ -37,6 +37,8 @@ void Clock::NotifieeConst::notifierIs(Pelm::Ptr<Clock> clock) {
 }
 
 void Clock::NotifieeConst::hasNotificationActiveIs(bool active) {
+   if (active == active_)
+      return;
    disarm();
    active_ = active;
    arm();

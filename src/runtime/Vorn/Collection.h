@@ -105,6 +105,8 @@ class Collection {
    }
 
    void memberDelAll() {
+      // Those who are told may let go of the owner.
+      Pelm::Ptr<Owner const> const keepAlive{&owner_};
       std::vector<Key> keys;
       keys.reserve(size());
       for (auto const member : members_)

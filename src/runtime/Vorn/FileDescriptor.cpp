@@ -13,16 +13,19 @@ FileDescriptor::~FileDescriptor() {
 }
 
 void FileDescriptor::descriptorIs(int fd) {
-   if (fd == descriptor())
-      return;
+   Pelm::Ptr<FileDescriptor> const keepAlive{this};  // those who are told may let go of it
+   // Also for the number it has: that may have been closed and opened anew.
    Poller::instance().forget(*this);
+   armedReadable_ = notifyOnReadable();
+   armedWritable_ = notifyOnWritable();
    descriptor.valueIs(fd);
-   if (fd >= 0 && nonBlocking())
+   if (nonBlocking())
       nonBlockingIs(true);
    watch();
 }
 
 void FileDescriptor::nonBlockingIs(bool value) {
+   Pelm::Ptr<FileDescriptor> const keepAlive{this};
    nonBlocking.valueIs(value);
    if (descriptor() < 0)
       return;
@@ -33,12 +36,14 @@ void FileDescriptor::nonBlockingIs(bool value) {
 }
 
 void FileDescriptor::notifyOnReadableIs(bool value) {
+   Pelm::Ptr<FileDescriptor> const keepAlive{this};
    armedReadable_ = value && (armedReadable_ || !notifyOnReadable());
    notifyOnReadable.valueIs(value);
    watch();
 }
 
 void FileDescriptor::notifyOnWritableIs(bool value) {
+   Pelm::Ptr<FileDescriptor> const keepAlive{this};
    armedWritable_ = value && (armedWritable_ || !notifyOnWritable());
    notifyOnWritable.valueIs(value);
    watch();

@@ -27,11 +27,12 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
    Attribute<bool, FileDescriptor> notifyOnWritable{*this, "notifyOnWritable"};
 
    // Each grows by one whenever the descriptor is found ready while its notification is on: at every
-   // turn for what can be polled, an end of file or an error included; once each time the
-   // notification is switched on for what cannot (a regular file, /dev/null).
+   // turn for what can be polled, an end of file or an error included; for what cannot (a regular file,
+   // /dev/null) once each time the notification is switched on or the descriptor is set.
    Attribute<std::uint64_t, FileDescriptor> readableCount{*this, "readableCount"};
    Attribute<std::uint64_t, FileDescriptor> writableCount{*this, "writableCount"};
 
+   // To be called also when the same number now stands for another open file.
    void descriptorIs(int fd);
    void nonBlockingIs(bool value);
    void notifyOnReadableIs(bool value);
@@ -47,6 +48,7 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
    bool armedWritable_ = false;
    std::uint32_t watchedEvents_ = 0;  // what the poller has been told, 0 for nothing
    int watchedFd_ = -1;
+   std::uint32_t watch_ = 0;  // the number of that watch, which no other has
 };
 
 }  // namespace Vorn

@@ -106,7 +106,8 @@ class HashMap2018 {
    HashMap2018 & operator=(HashMap2018 const &) = delete;
 
    ~HashMap2018() {
-      clear();
+      while (!empty())
+         clear();
       // Entries that walkers still stand on outlive the map, each on its own.
       for (Entry * entry = first_; entry;) {
          Entry * const next = entry->next;
@@ -146,14 +147,10 @@ class HashMap2018 {
       return true;
    }
 
+   // A walk like any other: the members' destructors may change the map.
    void clear() {
-      index_.clear();
-      for (Entry * entry = first_; entry;) {
-         Entry * const next = entry->next;
-         if (entry->live)
-            retire(entry);
-         entry = next;
-      }
+      for (Iterator member = begin(); member != end(); ++member)
+         erase((*member).key);
    }
 
    Iterator begin() const { return Iterator{first_, nextBirth_}; }

@@ -43,48 +43,51 @@ Poller::Poller() : epoll_{epoll_create1(EPOLL_CLOEXEC)}, ready_(batch) {
 
 void Poller::watch(FileDescriptor & descriptor) {
    unsigned const wanted = wantedEvents(descriptor);
-   if (wanted == descriptor.watchedEvents_ && wanted != 0)
-      return;
    if (wanted == 0) {
       unwatch(descriptor);
       return;
    }
-   int const fd = descriptor.descriptor();
-   bool const known = descriptor.watchedEvents_ != 0;
-   if (tellKernel(descriptor, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, wanted)) {
-      watchers_[fd] = &descriptor;
-      descriptor.watchedFd_ = fd;
+   if (wanted == descriptor.watchedEvents_)
+      return;
+   if (tellKernel(descriptor, wanted)) {
+      watchers_[descriptor.descriptor()] = &descriptor;
+      descriptor.watchedFd_ = descriptor.descriptor();
       descriptor.watchedEvents_ = wanted;
-   } else if (errno == EPERM) {
-      std::erase(unpollable_, &descriptor);
-      unpollable_.push_back(&descriptor);
-   } else {
-      VORN_TRACE(traceHandle, 0) << " cannot watch " << descriptor.name() << ": "
-                                 << Errno(errno, "epoll_ctl");
+      return;
    }
+   int const error = errno;
+   unwatch(descriptor);
+   if (error == EPERM)
+      unpollable_.push_back(&descriptor);
+   else
+      VORN_TRACE(traceHandle, 0) << " cannot watch " << descriptor.name() << ": "
+                                 << Errno(error, "epoll_ctl");
 }
 
-bool Poller::tellKernel(FileDescriptor & descriptor, int operation, unsigned events) const {
+bool Poller::isWatched(FileDescriptor const & descriptor) const {
+   auto const watcher = watchers_.find(descriptor.watchedFd_);
+   return watcher != watchers_.end() && watcher->second == &descriptor;
+}
+
+bool Poller::tellKernel(FileDescriptor & descriptor, unsigned events) {
+   bool const known = isWatched(descriptor);
+   if (!known)
+      descriptor.watch_ = ++watches_;
+   int const fd = descriptor.descriptor();
    epoll_event event{};
    event.events = events;
-   event.data.ptr = &descriptor;
-   int const fd = descriptor.descriptor();
-   if (epoll_ctl(epoll_, operation, fd, &event) == 0)
+   event.data.u64 = std::uint64_t{descriptor.watch_} << 32U | static_cast<std::uint32_t>(fd);
+   if (known && epoll_ctl(epoll_, EPOLL_CTL_MOD, fd, &event) == 0)
       return true;
-   // The number was closed behind our back and opened anew: what the kernel knew of it is gone.
-   if (operation == EPOLL_CTL_MOD && errno == ENOENT)
-      return epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &event) == 0;
-   return false;
+   // Unknown to the kernel: new, or the number was closed behind our back and opened anew.
+   return (!known || errno == ENOENT) && epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
 void Poller::unwatch(FileDescriptor & descriptor) {
    std::erase(unpollable_, &descriptor);
-   if (descriptor.watchedEvents_ == 0)
-      return;
-   auto const watcher = watchers_.find(descriptor.watchedFd_);
-   if (watcher != watchers_.end() && watcher->second == &descriptor) {
+   if (isWatched(descriptor)) {
       epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor.watchedFd_, nullptr);
-      watchers_.erase(watcher);
+      watchers_.erase(descriptor.watchedFd_);
    }
    descriptor.watchedEvents_ = 0;
    descriptor.watchedFd_ = -1;
@@ -93,9 +96,6 @@ void Poller::unwatch(FileDescriptor & descriptor) {
 void Poller::forget(FileDescriptor & descriptor) {
    unwatch(descriptor);
    std::replace(telling_.begin(), telling_.end(), &descriptor, static_cast<FileDescriptor *>(nullptr));
-   for (epoll_event & event : ready_)
-      if (event.data.ptr == &descriptor)
-         event.data.ptr = nullptr;
 }
 
 std::size_t Poller::turn(int timeoutMs) {
@@ -108,10 +108,12 @@ std::size_t Poller::tellReady(int count) {
    std::size_t told = 0;
    for (int i = 0; i < count; ++i) {
       epoll_event const event = ready_[static_cast<std::size_t>(i)];
-      ready_[static_cast<std::size_t>(i)].data.ptr = nullptr;
-      if (!event.data.ptr)
+      std::uint64_t const data = event.data.u64;
+      auto const watcher = watchers_.find(static_cast<int>(data & UINT32_MAX));
+      // The watch may have ended in a handler of this batch, or its number been closed behind our back.
+      if (watcher == watchers_.end() || watcher->second->watch_ != data >> 32U)
          continue;
-      Pelm::Ptr<FileDescriptor> const descriptor{static_cast<FileDescriptor *>(event.data.ptr)};
+      Pelm::Ptr<FileDescriptor> const descriptor{watcher->second};
       unsigned const failed = event.events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});
       descriptor->handleReady((event.events & EPOLLIN) || failed, (event.events & EPOLLOUT) || failed);
       ++told;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <unordered_map>
 #include <vector>
 
@@ -30,12 +31,14 @@ class Poller {
    Poller();
    ~Poller() = default;
 
-   bool tellKernel(FileDescriptor & descriptor, int operation, unsigned events) const;
+   bool isWatched(FileDescriptor const & descriptor) const;
+   bool tellKernel(FileDescriptor & descriptor, unsigned events);
    void unwatch(FileDescriptor & descriptor);
    std::size_t tellReady(int count);
    std::size_t tellUnpollable();
 
    int epoll_;
+   std::uint32_t watches_ = 0;  // made so far
    // Which entity the kernel's registration of a descriptor number belongs to: a number may be
    // closed and reused before the entity that watched it is told.
    std::unordered_map<int, FileDescriptor *> watchers_;

@@ -97,7 +97,7 @@ bool names(char const * setting, std::string_view variable) {
 
 std::vector<std::string> childEnvironment(std::string const & path) {
    std::vector<std::string> settings;
-   for (char ** setting = environ; *setting; ++setting)
+   for (char ** setting = environ; setting && *setting; ++setting)  // null after clearenv()
       if (!names(*setting, "LC_ALL") && !names(*setting, "PATH"))
          settings.emplace_back(*setting);
    settings.emplace_back("LC_ALL=C");

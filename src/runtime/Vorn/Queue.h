@@ -72,8 +72,10 @@ class Queue {
       tell(0, [&] { return Change<T>{old, {}}; });
    }
 
+   // What those who are told push meanwhile stays.
    void popAll() {
-      while (!empty())
+      Pelm::Ptr<Owner const> const keepAlive{&owner_};
+      for (std::size_t left = size(); left > 0 && !empty(); --left)
          pop();
    }
 

@@ -1,5 +1,7 @@
 #include "runtime/Vorn/Trace.h"
 
+#include <locale>
+
 #include "runtime/host/Trace.h"
 
 namespace Vorn {
@@ -12,7 +14,15 @@ TraceHandle::~TraceHandle() {
    Host::detail::facilityRemove(*this);
 }
 
+TraceHelper::TraceHelper(TraceHandle const & handle, int level, char const * file, int line,
+                         char const * function)
+    : handle_{handle}, level_{level}, file_{file}, line_{line}, function_{function} {
+   stream_.imbue(std::locale::classic());  // whatever the host has set: numbers stay greppable
+}
+
 TraceHelper::~TraceHelper() {
+   if (!handle_.enabled(level_))
+      return;
    try {
       Host::detail::emit({handle_.facility(), level_, file_, line_, function_, stream_.str()});
    } catch (...) {  // A trace that cannot be written, for want of memory say, is lost; nothing else is.

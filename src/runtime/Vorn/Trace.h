@@ -39,11 +39,11 @@ class RUNTIME_API TraceHandle {
    std::atomic<int> level_;
 };
 
-// One line being written; it goes to the host's sink when the helper is destroyed.
+// One line being written; it goes to the host's sink when the helper is destroyed, if the facility is
+// enabled at its level.
 class RUNTIME_API TraceHelper {
  public:
-   TraceHelper(TraceHandle const & handle, int level, char const * file, int line, char const * function)
-       : handle_{handle}, level_{level}, file_{file}, line_{line}, function_{function} {}
+   TraceHelper(TraceHandle const & handle, int level, char const * file, int line, char const * function);
    TraceHelper(TraceHelper const &) = delete;
    TraceHelper & operator=(TraceHelper const &) = delete;
    ~TraceHelper();
@@ -56,6 +56,10 @@ class RUNTIME_API TraceHelper {
    template <class T>
    TraceHelper & operator<<(T const & value) {
       stream_ << value;
+      return *this;
+   }
+   TraceHelper & operator<<(char const * text) {
+      stream_ << (text ? text : "(null)");
       return *this;
    }
    TraceHelper & operator<<(Seconds value) {

@@ -11,7 +11,7 @@ namespace Host {
 
 namespace {
 
-bool stopRequested = false;
+bool stopAsked = false;
 
 // A descriptor wait in milliseconds, rounded up so that a deadline is never met early.
 int milliseconds(Vorn::Seconds real) {
@@ -52,9 +52,12 @@ Turn virtualTurn(Vorn::Clock & clock, TimeSource & time, Vorn::Seconds maxWait) 
 class Alarm {
  public:
    explicit Alarm(Vorn::Seconds time) { wake_.timeMinIs(time); }
+   bool rang() const { return rang_; }
 
  private:
-   void ring() {}
+   void ring() { rang_ = true; }
+
+   bool rang_ = false;
    Vorn::Clock::Notifiee<&Alarm::ring> wake_{*this};
 };
 
@@ -68,20 +71,25 @@ Turn turn(Vorn::Seconds maxWait) {
 }
 
 void run() {
-   while (!stopRequested)
+   while (!stopAsked)
       turn();
-   stopRequested = false;
+   stopAsked = false;
 }
 
 void stop() {
-   stopRequested = true;
+   stopAsked = true;
+}
+
+bool stopRequested() {
+   return stopAsked;
 }
 
 bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline) {
    Alarm const alarm{deadline};
+   // It was armed last, so what falls due at the deadline itself has been called when it rings.
    while (!done()) {
-      if (deadline <= Vorn::System::currentTime())
-         return done();
+      if (alarm.rang())
+         return false;
       turn();
    }
    return true;

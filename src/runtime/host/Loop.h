@@ -19,6 +19,8 @@ enum class Turn {
 // deadline.
 RUNTIME_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
 
+// Whether `stop()` was called since the last run.
+RUNTIME_API bool stopRequested();
 // Turns until `stop()`; a stop that was asked for before returns at once.
 RUNTIME_API void run();
 // Takes effect at the end of the running turn. Reactor thread only.

@@ -20,6 +20,11 @@ class RUNTIME_API TimeSource {
    // Real seconds that one second of this time takes; 0: this time is virtual and moves only by
    // `jumpTo` (and by readings, if it is told so).
    virtual double realSecondsPerSecond() const = 0;
+   // How long a span of real time is in this time; in virtual time the same.
+   Vorn::Seconds spanOf(Vorn::Seconds real) const {
+      double const scale = realSecondsPerSecond();
+      return scale > 0 ? real / scale : real;
+   }
    // Virtual time only: moves to a deadline that all have agreed to wait for.
    virtual void jumpTo(Vorn::Seconds deadline);
 };

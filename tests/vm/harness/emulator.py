@@ -12,6 +12,8 @@ from typing import Any, Self
 from .report import SetupError
 
 PROGRAM = "qemu-system-x86_64"
+# Without address randomization a program starts eight times as fast here: the emulator finds its translated code again.
+KERNEL_ARGUMENTS = "console=ttyS0 rdinit=/init panic=-1 printk.devkmsg=on mitigations=off norandmaps"
 
 
 class EmulatorError(Exception):
@@ -36,7 +38,7 @@ class Emulator:
         self._events: list[dict[str, Any]] = []
         self._errors = work / "vm-emulator.log"
         command = [find_emulator(), *arguments, "-kernel", str(kernel), "-initrd", str(initramfs)]
-        command += ["-append", "console=ttyS0 rdinit=/init panic=-1 printk.devkmsg=on", "-serial", f"file:{self.console}"]
+        command += ["-append", KERNEL_ARGUMENTS, "-serial", f"file:{self.console}"]
         command += ["-chardev", f"socket,id=control,fd={control_child.fileno()}"]
         command += ["-chardev", f"socket,id=qmp,fd={qmp_child.fileno()}", "-mon", "chardev=qmp,mode=control"]
         with self._errors.open("wb") as errors:
@@ -59,7 +61,9 @@ class Emulator:
             raise
         return self
 
-    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None) -> None:
+    def __exit__(
+        self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
+    ) -> None:
         self.stop()
 
     def stop(self) -> None:

@@ -14,7 +14,7 @@ GUEST_PREFIX = "/opt/storagedevices"
 
 KERNEL_MODULES = (
     "ahci", "sd_mod", "nvme", "xhci_pci", "usb_storage", "uas", "sdhci_pci", "mmc_block",
-    "crc32c_generic", "ext4", "nls_cp437", "nls_ascii", "vfat", "virtio_pci", "virtio_console",
+    "crc32c_generic", "ext4", "virtio_pci", "virtio_console",
 )  # fmt: skip
 # One path per namespace, whatever the default of this kernel.
 MODULE_PARAMETERS = {"nvme_core": "multipath=N"}
@@ -114,7 +114,7 @@ def _dependencies(module: Path) -> list[str]:
 
 
 class Libraries:
-    """Adds to the archive the shared libraries that a program needs, as the dynamic linker of this machine finds them."""
+    """Adds to the archive the shared libraries that programs need, as this machine's dynamic linker finds them."""
 
     def __init__(self, archive: Archive, root: Path) -> None:
         self._archive = archive

@@ -10,7 +10,7 @@ EUSB, SSD, EMMC, NVM = 1, 2, 3, 4  # its storage types; 0 is a disk that no coll
 SECTOR = 512
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class Disk:
     """One emulated disk: how the emulator is to make it, where the guest will find it, and the record expected of it.
 

@@ -42,6 +42,12 @@ class Report:
         self.check(name, holds(last), f"after {seconds:g} s it was still {last!r}")
         return last
 
+    def becomes(self, name: str, read: Callable[[], T], expected: T, seconds: float) -> T:
+        """Checks that what is read becomes equal to what is expected before the deadline."""
+        last = wait_until(read, lambda value: value == expected, seconds)
+        self.check(name, last == expected, f"after {seconds:g} s it was still {last!r}, not {expected!r}")
+        return last
+
 
 def wait_until(read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
     """Reads until it holds or the time is up; answers what was read last."""

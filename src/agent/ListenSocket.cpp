@@ -1,0 +1,131 @@
+#include "agent/ListenSocket.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+constexpr int backlog = 64;
+
+[[noreturn]] void fail(std::string const & what, int error) {
+   throw SocketError{what + ": " + std::generic_category().message(error)};
+}
+
+int newSocket(int family) {
+   int const fd = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+   if (fd < 0)
+      fail("cannot make a socket", errno);
+   return fd;
+}
+
+class Fd {
+ public:
+   explicit Fd(int fd) : fd_{fd} {}
+   Fd(Fd const &) = delete;
+   Fd & operator=(Fd const &) = delete;
+   ~Fd() {
+      if (fd_ >= 0)
+         close(fd_);
+   }
+   int get() const { return fd_; }
+   int release() { return std::exchange(fd_, -1); }
+
+ private:
+   int fd_;
+};
+
+sockaddr const * generic(sockaddr_un const & address) {
+   return reinterpret_cast<sockaddr const *>(&address);
+}
+
+// Whether somebody listens there.
+bool isAnswered(sockaddr_un const & address) {
+   Fd const probe{newSocket(AF_UNIX)};
+   return connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN;
+}
+
+void clearStale(std::string const & path, sockaddr_un const & address) {
+   struct stat status {};
+   if (lstat(path.c_str(), &status) != 0)
+      return;
+   if (!S_ISSOCK(status.st_mode))
+      throw SocketError{path +
+                        ": is there already and is no socket; remove it or set status.socket elsewhere"};
+   if (isAnswered(address))
+      throw SocketError{path + ": another agent answers there; stop it first or set status.socket elsewhere"};
+   unlink(path.c_str());
+}
+
+}  // namespace
+
+ListenSocket::ListenSocket(int fd, std::string path) : fd_{fd}, path_{std::move(path)} {
+   struct stat status {};
+   if (!path_.empty() && stat(path_.c_str(), &status) == 0)
+      inode_ = status.st_ino;
+}
+
+ListenSocket::ListenSocket(ListenSocket && other) noexcept
+    : fd_{std::exchange(other.fd_, -1)}, path_{std::move(other.path_)}, inode_{other.inode_} {
+   other.path_.clear();
+}
+
+ListenSocket::~ListenSocket() {
+   struct stat status {};
+   if (!path_.empty() && lstat(path_.c_str(), &status) == 0 && status.st_ino == inode_)
+      unlink(path_.c_str());
+   if (fd_ >= 0)
+      close(fd_);
+}
+
+ListenSocket ListenSocket::atPath(std::string const & path) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   if (path.size() >= sizeof address.sun_path)
+      throw SocketError{path + ": is too long for a socket's path"};
+   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+   std::error_code error;
+   std::filesystem::create_directories(std::filesystem::path{path}.parent_path(), error);
+   if (error)
+      throw SocketError{path + ": cannot make its directory: " + error.message()};
+   clearStale(path, address);
+   Fd fd{newSocket(AF_UNIX)};
+   if (bind(fd.get(), generic(address), sizeof address) != 0)
+      fail(path + ": cannot make the status socket", errno);
+   ListenSocket socket{fd.release(), path};
+   // What it tells is no secret on the machine itself, and it takes no orders.
+   constexpr mode_t everybody = 0666;
+   if (chmod(path.c_str(), everybody) != 0 || listen(socket.fd(), backlog) != 0)
+      fail(path + ": cannot listen on the status socket", errno);
+   return socket;
+}
+
+ListenSocket ListenSocket::atAddress(HttpAddress const & address) {
+   addrinfo hints{};
+   hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
+   hints.ai_socktype = SOCK_STREAM;
+   addrinfo * list = nullptr;
+   if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &list) != 0)
+      throw SocketError{address.text() + ": is no address to listen on"};
+   std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const found{list, &freeaddrinfo};
+   Fd fd{newSocket(found->ai_family)};
+   int const on = 1;
+   setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+   if (bind(fd.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(fd.get(), backlog) != 0)
+      fail(address.text() + ": cannot listen there; check status.http", errno);
+   return {fd.release(), {}};
+}
+
+}  // namespace Agent

@@ -1,0 +1,39 @@
+// The sockets on which the agent is asked.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "agent/HttpAddress.h"
+
+namespace Agent {
+
+// A socket that cannot be had; the text names it and says what to do.
+class SocketError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+// A listening socket, non-blocking. A Unix socket's file goes with it.
+class ListenSocket {
+ public:
+   // Makes missing directories. A file left behind by an agent that is gone is replaced; a socket that
+   // somebody answers on is not. Raises SocketError.
+   static ListenSocket atPath(std::string const & path);
+   static ListenSocket atAddress(HttpAddress const & address);
+
+   ListenSocket(ListenSocket && other) noexcept;
+   ListenSocket & operator=(ListenSocket && other) = delete;
+   ~ListenSocket();
+
+   int fd() const { return fd_; }
+
+ private:
+   ListenSocket(int fd, std::string path);
+
+   int fd_;
+   std::string path_;              // of a Unix socket, else empty
+   unsigned long long inode_ = 0;  // of the file made here: one made by somebody else later is left alone
+};
+
+}  // namespace Agent

@@ -1,0 +1,37 @@
+// The latest log messages, numbered, for those who ask over HTTP.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "runtime/host/Log.h"
+
+namespace Agent {
+
+class MessageStore {
+ public:
+   static constexpr std::size_t kept = 2000;
+
+   void add(Host::LogMessage const & message);
+
+   // {"messages": [...]}: those with a number above `after`, oldest first. Numbers start at 1.
+   std::string json(std::uint64_t after) const;
+   std::uint64_t lastSequence() const { return lastSequence_; }
+
+ private:
+   struct Stored {
+      std::uint64_t sequence;
+      double time;
+      Vorn::LogDescriptor const * descriptor;  // of the catalogue, which lives as long as the process
+      std::vector<Pelm::String> arguments;
+      Pelm::String text;
+   };
+
+   std::deque<Stored> messages_;
+   std::uint64_t lastSequence_ = 0;
+};
+
+}  // namespace Agent

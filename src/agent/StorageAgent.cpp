@@ -1,0 +1,131 @@
+#include "agent/StorageAgent.h"
+
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <optional>
+
+#include "StorageDevices/Factories.h"
+#include "agent/StateDocument.h"
+#include "agent/Version.h"
+#include "runtime/Vorn/Format.h"
+#include "runtime/host/Loop.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int severityWarning = 4;
+constexpr int severityInfo = 6;
+
+double realNow() {
+   timespec time{};
+   clock_gettime(CLOCK_MONOTONIC, &time);
+   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+std::optional<std::uint64_t> wholeNumber(char const * text) {
+   std::uint64_t value = 0;
+   char const * const end = text + std::strlen(text);
+   auto const result = std::from_chars(text, end, value);
+   return result.ec == std::errc{} && result.ptr == end ? std::optional{value} : std::nullopt;
+}
+
+}  // namespace
+
+Pelm::Ptr<FruConfig> fruConfigOf(Config const & config) {
+   auto fruConfig = Pelm::make<FruConfig>();
+   fruConfig->etcDirIs(Pelm::String{config.appliance.etcDir});
+   fruConfig->mountSourceDirIs(Pelm::String{config.appliance.mountSourceDir});
+   for (std::string const & mount : config.appliance.expectedMounts)
+      fruConfig->expectedMountsIs(Pelm::String{mount});
+   for (auto const & [serial, sensor] : config.appliance.sensors)
+      fruConfig->serialToSensorMapIs(Pelm::String{serial}, Pelm::String{sensor});
+   return fruConfig;
+}
+
+Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & config) {
+   auto tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
+   tracker->toolPathIs(Pelm::String{config.tools.path});
+   tracker->timeLimitIs(config.tools.timeout);
+   tracker->failurePolicyIs(
+       [accepted = config.tools.acceptExitBits](Pelm::String const & program, int exitCode) {
+          auto const bits = accepted.find(program.str());
+          return bits == accepted.end() || (exitCode & ~int{bits->second}) != 0;
+       });
+   return tracker;
+}
+
+StorageAgent::StorageAgent(Config const & config, StderrLog & log)
+    : config_{config},
+      log_{log},
+      lastTurn_{realNow()},
+      tracker_{trackerOf(config)},
+      fruConfig_{fruConfigOf(config)} {
+   Host::timeSourceIs(std::make_unique<Host::RealTime>(config.timeScale));
+   for (auto const & [facility, level] : config.trace)
+      Host::traceLevelIs(facility, level);
+   Host::logSinkIs([this](Host::LogMessage const & message) {
+      messages_.add(message);
+      log_.message(message);
+   });
+   auto const handler = [this](HttpRequest const & request) { return answer(request); };
+   servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atPath(config.status.socket), handler));
+   if (config.status.http) {
+      servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atAddress(*config.status.http), handler));
+      if (!config.status.http->loopback())
+         log_.notice(severityWarning, "status is served to other machines on " + config.status.http->text());
+   }
+}
+
+StorageAgent::~StorageAgent() {
+   // What is told of the end of monitors is not for a store that goes with them.
+   Host::logSinkIs([log = &log_](Host::LogMessage const & message) { log->message(message); });
+}
+
+void StorageAgent::run() {
+   log_.notice(severityInfo,
+               std::string{"version "} + version + " started; status on " + config_.status.socket);
+   startMonitors();
+   while (!Host::stopRequested()) {
+      Host::turn();
+      lastTurn_ = realNow();
+   }
+   log_.notice(severityInfo, "stopping");
+}
+
+void StorageAgent::startMonitors() {
+   discovery_ = StorageDevices::connectedDevicesSmFactory(fruConfig_, devices_, tracker_);
+   if (discovery_ && discovery_->etcBlockDev().empty())
+      log_.notice(severityWarning, config_.appliance.etcDir +
+                                       "/blockdev names no disk, so none is watched; "
+                                       "'storagedevices check-config' tells what each disk would become");
+}
+
+HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
+   if (request.path == "/api/v1/state") {
+      bool const ready = discovery_ && discovery_->internalDevicesReady();
+      return {200, "application/json",
+              stateDocument({*devices_, ready, Vorn::System::currentTimeUtc().value()})};
+   }
+   if (request.path == "/api/v1/messages")
+      return messages(request);
+   if (request.path == "/healthz") {
+      // That it is answered at all is the proof of life: a loop that is held does not answer.
+      return {200, "application/json",
+              Vorn::_fmt("{\"status\":\"ok\",\"lastTurnAgeSeconds\":%.6f}\n", realNow() - lastTurn_).str()};
+   }
+   return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages or /healthz\n"};
+}
+
+HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
+   char const * const after = request.argument("after");
+   auto const sequence = after ? wholeNumber(after) : std::optional<std::uint64_t>{0};
+   if (!sequence)
+      return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
+   return {200, "application/json", messages_.json(*sequence)};
+}
+
+}  // namespace Agent

@@ -1,0 +1,21 @@
+// The configuration with which the demo's agent runs.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "agent/demo/Options.h"
+#include "agent/simulation/SimulatedUnit.h"
+
+namespace Agent::Demo {
+
+struct AgentConfig {
+   std::filesystem::path file;
+   std::filesystem::path statusSocket;
+};
+
+// Writes the configuration into the unit's folder, where the agent's sockets go too. Throws
+// std::runtime_error when it cannot.
+AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options const & options);
+
+}  // namespace Agent::Demo

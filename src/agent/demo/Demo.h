@@ -1,0 +1,67 @@
+// Runs the agent on a simulated unit and tells the story, step by step, checking what the agent says.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <set>
+#include <string>
+
+#include "agent/demo/AgentConfig.h"
+#include "agent/demo/AgentProcess.h"
+#include "agent/demo/ApplianceState.h"
+#include "agent/demo/Display.h"
+#include "agent/demo/Options.h"
+#include "agent/demo/Signals.h"
+#include "agent/demo/Story.h"
+#include "agent/simulation/SimulatedUnit.h"
+
+namespace Agent::Demo {
+
+class Demo {
+ public:
+   // Makes the unit and starts the agent; throws std::runtime_error with one line when it cannot.
+   Demo(Options const & options, Signals & signals, Display & display);
+   // Stops the agent and removes the unit.
+   ~Demo() = default;
+   Demo(Demo const &) = delete;
+   Demo & operator=(Demo const &) = delete;
+
+   // Once, or until a signal comes. Ends early when the agent does.
+   void play(bool repeat);
+
+   // How it went: one line.
+   std::string summary() const;
+   // Whether every step that was told was also seen, and none was cut short.
+   bool good() const { return failure_.empty() && missed_ == 0 && !interrupted_; }
+   // A signal ended it and nothing was wrong until then.
+   bool interrupted() const { return interrupted_ && failure_.empty(); }
+
+ private:
+   using Time = std::chrono::steady_clock::time_point;
+
+   bool over() const { return interrupted_ || !failure_.empty(); }
+   void playStep(Step const & step, std::string const & number);
+   bool act(Step const & step);
+   // Looks at everything until `reached` says so, the time is up or the demo over; says which was first.
+   bool watch(Time until, std::function<bool(ApplianceState const &)> const & reached);
+   // Waits for a signal or the agent's output, but not for long.
+   void wait();
+   void look();
+   void askState();
+
+   Signals & signals_;
+   Display & display_;
+   Simulation::SimulatedUnit unit_;
+   AgentConfig config_;
+   AgentProcess agent_;
+
+   ApplianceState state_;
+   std::set<std::string> disksSeen_;
+   unsigned seen_ = 0;
+   unsigned missed_ = 0;
+   bool interrupted_ = false;
+   std::string failure_;
+   Time start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace Agent::Demo

@@ -1,0 +1,73 @@
+// What the demo shows: plain lines for a file or pipe, a live screen for a terminal.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <string>
+#include <string_view>
+
+namespace Agent::Demo {
+
+class Display {
+ public:
+   Display() = default;
+   Display(Display const &) = delete;
+   Display & operator=(Display const &) = delete;
+   virtual ~Display() = default;
+
+   // What happens to the unit.
+   virtual void storyIs(std::string_view text) = 0;
+   // Whether the agent has seen it.
+   virtual void verdictIs(std::string_view text) = 0;
+   // A difference seen in the agent's state.
+   virtual void difference(std::string_view line) = 0;
+   // A line that the agent has written.
+   virtual void agentLine(std::string_view line) = 0;
+   // The agent's answers to /api/v1/state and /api/v1/messages, the latter empty when there is none.
+   virtual void stateIs(std::string const & document, std::string const & messages) = 0;
+   // How long each state of the unit is left as it is, for a reader to follow.
+   virtual std::chrono::milliseconds pause() const = 0;
+};
+
+// Lines with the seconds since the start.
+class PlainDisplay : public Display {
+ public:
+   void storyIs(std::string_view text) override;
+   void verdictIs(std::string_view text) override;
+   void difference(std::string_view line) override;
+   void agentLine(std::string_view line) override;
+   void stateIs(std::string const &, std::string const &) override {}
+   std::chrono::milliseconds pause() const override { return std::chrono::milliseconds(300); }
+
+ private:
+   void line(std::string_view mark, std::string_view text);
+
+   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// The status table, the story and the latest lines below, redrawn in place on the alternate screen.
+class LiveDisplay : public Display {
+ public:
+   LiveDisplay();
+   ~LiveDisplay() override;
+
+   void storyIs(std::string_view text) override;
+   void verdictIs(std::string_view text) override;
+   void difference(std::string_view line) override;
+   void agentLine(std::string_view line) override;
+   void stateIs(std::string const & document, std::string const & messages) override;
+   std::chrono::milliseconds pause() const override { return std::chrono::milliseconds(3000); }
+
+ private:
+   void lineIs(std::string text);
+   void draw() const;
+
+   bool colour_;
+   std::string document_;
+   std::string messages_;
+   std::string story_;
+   std::string verdict_;
+   std::deque<std::string> lines_;
+};
+
+}  // namespace Agent::Demo

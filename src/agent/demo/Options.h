@@ -1,0 +1,28 @@
+// The demo's command line.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Agent::Demo {
+
+class UsageError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+struct Options {
+   bool help = false;
+   std::string agent;       // path of the agent; empty: the one that belongs to the demo
+   std::string http;        // address and port of the page, as in the configuration; empty: none
+   double timeScale = 1.0;  // 0.001 to 100000
+};
+
+// `arguments` are those after the program's name. Throws UsageError with one line.
+Options parseOptions(std::vector<std::string> const & arguments);
+
+std::string_view usage();
+
+}  // namespace Agent::Demo

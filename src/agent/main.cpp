@@ -1,0 +1,173 @@
+// The program `storagedevices`: reads the command line and runs the command.
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "StorageDevices/Examination.h"
+#include "agent/CatalogueText.h"
+#include "agent/CheckConfig.h"
+#include "agent/CommandLine.h"
+#include "agent/Config.h"
+#include "agent/StatusClient.h"
+#include "agent/StatusTable.h"
+#include "agent/StderrLog.h"
+#include "agent/StorageAgent.h"
+#include "agent/Text.h"
+#include "agent/Version.h"
+#include "runtime/Vorn/Module.h"
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int wrongUsage = 2;
+
+void print(std::string const & text) {
+   std::fwrite(text.data(), 1, text.size(), stdout);
+   std::fflush(stdout);
+}
+
+Agent::Config configOf(Agent::Command const & command) {
+   return command.configPath ? Agent::loadConfig(*command.configPath)
+                             : Agent::loadConfigIfPresent(Agent::defaultConfigPath);
+}
+
+int runAgent(Agent::Command const & command) {
+   Agent::Config const config = configOf(command);
+   Agent::StderrLog log;
+   Agent::StorageAgent agent{config, log};
+   agent.run();
+   return 0;
+}
+
+int checkConfig(Agent::Command const & command) {
+   Agent::Config const config = configOf(command);
+   bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
+   std::string const source = present
+                                  ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
+                                  : std::string{Agent::defaultConfigPath} + ": not there, the defaults hold";
+   print(Agent::checkConfigText(config, source, StorageDevices::examineDevices(Agent::fruConfigOf(config))));
+   return 0;
+}
+
+int showCatalogue(Agent::Command const & command) {
+   std::vector<Agent::CatalogueEntry> entries;
+   for (Vorn::Module const * const module : Vorn::modules())
+      for (Vorn::LogDescriptor const & descriptor : module->logDescriptors) {
+         auto const & action = descriptor.recommendedAction;
+         Agent::CatalogueEntry entry{
+             descriptor.name, descriptor.severity, descriptor.format, descriptor.explanation, {}};
+         if (action.isStandard())
+            entry.recommendedAction = static_cast<std::uint8_t>(action.code());
+         else
+            entry.recommendedAction = std::string_view{action.ownText()};
+         entries.push_back(entry);
+      }
+   print(command.json ? Agent::catalogueJson(entries) : Agent::catalogueText(entries));
+   return 0;
+}
+
+Agent::TableOptions tableOptions() {
+   Agent::TableOptions options;
+   winsize size{};
+   options.colour = isatty(STDOUT_FILENO) != 0;
+   if (options.colour && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
+      options.width = size.ws_col;
+   return options;
+}
+
+std::string currentTable(std::string const & socket) {
+   return Agent::statusTable(Agent::askAgent(socket, "/api/v1/state"),
+                             Agent::askAgent(socket, "/api/v1/messages"), tableOptions());
+}
+
+// Until it is interrupted. An agent that is restarted is found again.
+int watchStatus(std::string const & socket) {
+   constexpr char clearScreen[] = "\x1b[H\x1b[2J";
+   for (;;) {
+      std::string screen;
+      try {
+         screen = currentTable(socket);
+      } catch (std::exception const & error) {
+         screen = std::string{error.what()} + "\n";
+      }
+      print((isatty(STDOUT_FILENO) ? clearScreen : "") + screen);
+      std::this_thread::sleep_for(std::chrono::seconds{1});
+   }
+}
+
+int showStatus(Agent::Command const & command) {
+   if (command.watch)
+      return watchStatus(command.socket);
+   if (command.json)
+      print(Agent::askAgent(command.socket, "/api/v1/state") + "\n");
+   else
+      print(currentTable(command.socket));
+   return 0;
+}
+
+// The demo is a program of its own, so that what simulates a unit is no part of the agent: beside it
+// where it was built, in libexec where it was installed.
+int runDemo(Agent::Command const & command) {
+   std::filesystem::path const self = std::filesystem::read_symlink("/proc/self/exe");
+   std::filesystem::path const here = self.parent_path();
+   std::string const scale = std::to_string(command.timeScale.value_or(1.0));
+   for (std::filesystem::path const & program :
+        {here / "demo/storagedevices-demo",
+         here.parent_path() / "libexec/storagedevices/storagedevices-demo"}) {
+      std::vector<char const *> arguments{program.c_str(), "--agent", self.c_str()};
+      if (command.timeScale)
+         arguments.insert(arguments.end(), {"--time-scale", scale.c_str()});
+      arguments.push_back(nullptr);
+      execv(program.c_str(), const_cast<char **>(arguments.data()));
+      if (errno != ENOENT)
+         throw std::system_error{errno, std::generic_category(), program.string()};
+   }
+   throw std::runtime_error{"storagedevices-demo is not installed beside " + self.string()};
+}
+
+int run(Agent::Command const & command) {
+   switch (command.kind) {
+      case Agent::Command::Kind::agent:
+         return runAgent(command);
+      case Agent::Command::Kind::status:
+         return showStatus(command);
+      case Agent::Command::Kind::catalogue:
+         return showCatalogue(command);
+      case Agent::Command::Kind::checkConfig:
+         return checkConfig(command);
+      case Agent::Command::Kind::demo:
+         return runDemo(command);
+   }
+   return failed;
+}
+
+int fail(int code, std::string const & text) {
+   std::fprintf(stderr, "%s\n", Agent::escaped(text).c_str());
+   return code;
+}
+
+}  // namespace
+
+int main(int argc, char ** argv) {
+   try {
+      auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Agent::version);
+      if (invocation.command)
+         return run(*invocation.command);
+      print(invocation.output);
+      std::fputs(invocation.error.c_str(), stderr);
+      return invocation.exitCode;
+   } catch (Agent::ConfigError const & error) {
+      return fail(wrongUsage, error.what());
+   } catch (std::exception const & error) {
+      return fail(failed, error.what());
+   }
+}

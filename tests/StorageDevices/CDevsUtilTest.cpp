@@ -1,0 +1,137 @@
+#include "StorageDevices/CDevsUtil.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/ProcessState.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using CDevsUtil::bashRegexMatch;
+
+class BashRegexMatchTest : public testing::Test {
+ protected:
+   // A program of this name comes before the system's.
+   void exprIs(std::string_view body) { folder_.scriptIs("expr", body); }
+
+   Support::TempDir folder_;
+   Support::TraceRecorder traces_{{"StorageCDevsUtil", 7}};
+};
+
+TEST_F(BashRegexMatchTest, aMatchIsAnchoredAtTheStartAndNeedsNoEnd) {
+   EXPECT_FALSE(bashRegexMatch("abc", "b"));
+   EXPECT_TRUE(bashRegexMatch("abc", "a.*"));
+   EXPECT_TRUE(bashRegexMatch("abc", "a"));
+   EXPECT_FALSE(bashRegexMatch("abc", "ab$"));
+   EXPECT_TRUE(bashRegexMatch("abc", "abc$"));
+   EXPECT_TRUE(bashRegexMatch("pci0000:00/0000:00:02.0/ata1/host0", ".*/ata[0-9]*/"));
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(BashRegexMatchTest, anEmptyMatchIsNone) {
+   EXPECT_FALSE(bashRegexMatch("abc", ""));
+   EXPECT_FALSE(bashRegexMatch("abc", "x*"));
+   EXPECT_FALSE(bashRegexMatch("", ".*"));
+   EXPECT_FALSE(bashRegexMatch("", ""));
+}
+
+TEST_F(BashRegexMatchTest, thePatternIsABasicRegularExpression) {
+   EXPECT_FALSE(bashRegexMatch("aaa", "a+b"));
+   EXPECT_TRUE(bashRegexMatch("a+b", "a+b"));
+   EXPECT_TRUE(bashRegexMatch("aab", "a\\{2\\}b"));
+   EXPECT_FALSE(bashRegexMatch("ab", "a|b"));
+   EXPECT_TRUE(bashRegexMatch("usb1/1-1", "usb[12]/"));
+   // What a group holds is the result, and an empty one is none.
+   EXPECT_TRUE(bashRegexMatch("abc", "\\(a\\)bc"));
+   EXPECT_FALSE(bashRegexMatch("abc", "abc\\(x*\\)"));
+}
+
+TEST_F(BashRegexMatchTest, aBadPatternMatchesNothing) {
+   EXPECT_FALSE(bashRegexMatch("abc", "["));
+   EXPECT_FALSE(bashRegexMatch("abc", "\\("));
+   EXPECT_FALSE(bashRegexMatch("abc", "a\\{2,1\\}"));
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(BashRegexMatchTest, textsThatLookLikeOperatorsAreOnlyTexts) {
+   EXPECT_TRUE(bashRegexMatch("match", "ma"));
+   EXPECT_TRUE(bashRegexMatch("a b'c\"d$e", "a b'c"));
+   EXPECT_FALSE(bashRegexMatch("$(exit 0)", "x"));
+   EXPECT_TRUE(bashRegexMatch(std::string(100000, 'a').c_str(), "a*$"));
+}
+
+TEST_F(BashRegexMatchTest, theProgramIsGivenFourArgumentsAndNoInput) {
+   exprIs("printf '<%s>' \"$#\" \"$@\" >\"" + folder_.string() +
+          "/arguments\"\nif read -r line; then exit 1; fi 2>/dev/null\nexit 0");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   EXPECT_TRUE(bashRegexMatch("some string", "a pat*"));
+   EXPECT_EQ(folder_.content("arguments"), "<3><match><some string><a pat*>");
+}
+
+TEST_F(BashRegexMatchTest, whatTheProgramPrintsGoesNowhere) {
+   exprIs("echo out\necho err >&2\n[ /proc/self/fd/1 -ef /dev/null ] && [ /proc/self/fd/2 -ef /dev/null ]");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   testing::internal::CaptureStdout();
+   testing::internal::CaptureStderr();
+   EXPECT_TRUE(bashRegexMatch("a", "a"));
+   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(BashRegexMatchTest, onlyTheExitCode0IsAMatch) {
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   for (int const code : {0, 1, 2, 3, 127, 255}) {
+      exprIs("exit " + std::to_string(code));
+      EXPECT_EQ(bashRegexMatch("a", "a"), code == 0) << code;
+   }
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(BashRegexMatchTest, aProgramEndedByASignalIsTracedAndMatchesNothing) {
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   exprIs("kill -KILL $$");
+   EXPECT_FALSE(bashRegexMatch("a", "a"));
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{" expr exited due to signal:9"});
+   exprIs("kill -TERM $$");
+   EXPECT_FALSE(bashRegexMatch("a", "a"));
+   EXPECT_EQ(traces_.errors().back(), " expr exited due to signal:15");
+   EXPECT_FALSE(Support::hasChildren());
+}
+
+TEST_F(BashRegexMatchTest, aMissingProgramIsTracedAndMatchesNothing) {
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   auto const before = Support::openDescriptors();
+   EXPECT_FALSE(bashRegexMatch("a", "a"));
+   ASSERT_EQ(traces_.errors().size(), 1U);
+   EXPECT_TRUE(traces_.errors()[0].starts_with(" could not run expr: ")) << traces_.errors()[0];
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+TEST_F(BashRegexMatchTest, withoutDevNullItIsTracedAndTheProgramRunsAllTheSame) {
+   exprIs("exit 0");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   bool matches = false;
+   {
+      Support::DescriptorLimit const limit{0};
+      matches = bashRegexMatch("a", "a");
+   }
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /dev/null"});
+   EXPECT_TRUE(matches);
+}
+
+TEST_F(BashRegexMatchTest, aThousandCallsLeaveNeitherDescriptorsNorChildren) {
+   exprIs("exit 1");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   auto const before = Support::openDescriptors();
+   for (int i = 0; i < 1000; ++i)
+      ASSERT_FALSE(bashRegexMatch("abc", "b"));
+   EXPECT_EQ(Support::openDescriptors(), before);
+   EXPECT_FALSE(Support::hasChildren());
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,110 @@
+#include "StorageDevices/LogMessages.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "tests/support/LogRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+template <class Message, class... Texts>
+concept Takes = requires(Message message, Texts... texts) {
+   message(texts...);
+};
+
+using Text = Pelm::String;
+
+// As many texts as the format has placeholders, neither more nor fewer.
+static_assert(Takes<decltype(LogMessages::offline), Text>);
+static_assert(!Takes<decltype(LogMessages::offline)>);
+static_assert(!Takes<decltype(LogMessages::offline), Text, Text>);
+static_assert(Takes<decltype(LogMessages::partitionNotMounted), Text, Text>);
+static_assert(!Takes<decltype(LogMessages::partitionNotMounted), Text>);
+static_assert(Takes<decltype(LogMessages::unexpectedPartitionMounted), Text, Text, Text>);
+static_assert(!Takes<decltype(LogMessages::unexpectedPartitionMounted), Text, Text>);
+static_assert(Takes<decltype(LogMessages::ioError), Text, Text, Text, Text>);
+static_assert(!Takes<decltype(LogMessages::ioError), Text, Text, Text>);
+static_assert(Takes<decltype(LogMessages::monitorWarning), Text, Text, Text, Text, Text>);
+static_assert(!Takes<decltype(LogMessages::monitorWarning), Text, Text, Text, Text>);
+static_assert(Takes<decltype(LogMessages::monitorError), Text, Text, Text, Text, Text, Text>);
+static_assert(!Takes<decltype(LogMessages::monitorError), Text, Text, Text, Text, Text>);
+static_assert(Takes<decltype(LogMessages::lifetimeInfo), Text, char const *, std::string, Text, Text, Text>);
+static_assert(!Takes<decltype(LogMessages::offline), std::vector<int>>);
+
+class LogMessagesTest : public Support::VirtualTimeTest {
+ protected:
+   LogMessages logs_;
+   Support::LogRecorder recorder_;
+};
+
+TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
+   logs_.monitorError("write", "/mnt/flash", "S", "M", "F", "why");
+   logs_.ioError("/mnt/drive", "S", "M", "F");
+   logs_.ioErrorExternalUsb("/mnt/usb1", "S", "M", "F");
+   logs_.monitorWarning("/mnt/flash", "S", "M", "F", "exceeds 95%");
+   logs_.detectionError("drive2");
+   logs_.partitionNotMounted("/dev/sda1", "/mnt/drive");
+   logs_.unexpectedPartitionMounted("/dev/sdb1", "/mnt/drive", "/dev/sda");
+   logs_.offline("S1");
+   logs_.lifetimeInfo("/mnt/drive", "S", "M", "F", "12", "7");
+   logs_.lifetimeWarning("/mnt/drive", "S", "M", "F", "340", "7");
+   EXPECT_EQ(
+       recorder_.texts(),
+       (std::vector<std::string>{
+           "A test operation (write) encountered an error on /mnt/flash (SN:S Model:M Firmware:F): why",
+           "/mnt/drive (SN:S Model:M Firmware:F) has read or write errors and is unstable.",
+           "USB storage at /mnt/usb1 (SN:S Model:M Firmware:F) appears to be faulty.",
+           "disk utilization on /mnt/flash (SN:S Model:M Firmware:F) exceeds 95%",
+           "Failed to detect storage device drive2 on bootup.",
+           "Storage device partition /dev/sda1 not mounted as /mnt/drive",
+           "Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition /dev/sda to "
+           "be mounted instead.",
+           "A removal event occurred unexpectedly for internal storage device S1",
+           "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (12GB written in "
+           "the last 7 days).",
+           "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (340GB written "
+           "in the last 7 days)."}));
+}
+
+TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {
+   logs_.ioError("/mnt/drive", "KS0001", "Kestrel", "KF1.2");
+   ASSERT_EQ(recorder_.messages().size(), 1U);
+   auto const & message = recorder_.messages()[0];
+   EXPECT_EQ(message.name, "STORAGEDEVICE_IO_ERROR");
+   EXPECT_EQ(message.severity, 3);
+   EXPECT_EQ(message.arguments, (std::vector<std::string>{"/mnt/drive", "KS0001", "Kestrel", "KF1.2"}));
+   EXPECT_EQ(message.utc, Vorn::System::currentTimeUtc());
+}
+
+TEST_F(LogMessagesTest, theSameMessageIsNeverHeldBack) {
+   for (int i = 0; i < 100; ++i)
+      logs_.offline("KS0001");
+   EXPECT_EQ(recorder_.messages().size(), 100U);
+}
+
+TEST_F(LogMessagesTest, argumentsAreNotReadAsFormats) {
+   logs_.partitionNotMounted("%s%n", std::string{"a\0b", 3});
+   ASSERT_EQ(recorder_.messages().size(), 1U);
+   EXPECT_EQ(recorder_.messages()[0].text,
+             (std::string{"Storage device partition %s%n not mounted as a\0b", 47}));
+}
+
+// Members are made in the order of their addresses.
+TEST_F(LogMessagesTest, theHandlesAreMadeInTheirFixedOrder) {
+   std::vector<void const *> const order{
+       &logs_.monitorError,       &logs_.ioError,         &logs_.ioErrorExternalUsb,
+       &logs_.monitorWarning,     &logs_.detectionError,  &logs_.partitionNotMounted,
+       &logs_.unexpectedPartitionMounted, &logs_.offline, &logs_.lifetimeInfo,
+       &logs_.lifetimeWarning};
+   EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), std::less<void const *>{}));
+   EXPECT_TRUE(logs_.registered);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,46 @@
+// Keeps what is logged while it lives.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runtime/host/Log.h"
+
+namespace Support {
+
+class LogRecorder {
+ public:
+   struct Message {
+      std::string name;
+      int severity;
+      std::string text;
+      std::vector<std::string> arguments;
+      Vorn::Seconds utc;
+   };
+
+   LogRecorder() {
+      Host::logSinkIs([this](Host::LogMessage const & logged) {
+         Message message{logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc};
+         for (Pelm::String const & argument : logged.arguments)
+            message.arguments.push_back(argument.str());
+         messages_.push_back(message);
+      });
+   }
+   LogRecorder(LogRecorder const &) = delete;
+   LogRecorder & operator=(LogRecorder const &) = delete;
+   ~LogRecorder() { Host::logSinkIs(nullptr); }
+
+   std::vector<Message> const & messages() const { return messages_; }
+   std::vector<std::string> texts() const {
+      std::vector<std::string> result;
+      for (Message const & message : messages_)
+         result.push_back(message.text);
+      return result;
+   }
+   void clear() { messages_.clear(); }
+
+ private:
+   std::vector<Message> messages_;
+};
+
+}  // namespace Support

@@ -1,0 +1,86 @@
+// What this process holds of the system: children, descriptors, settings.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/host/Loop.h"
+
+namespace Support {
+
+// Zombies count: they are children until they are reaped.
+inline bool hasChildren() {
+   siginfo_t info{};
+   return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+inline std::vector<int> openDescriptors() {
+   constexpr int highest = 1024;
+   std::vector<int> result;
+   for (int fd = 0; fd < highest; ++fd)
+      if (fcntl(fd, F_GETFD) >= 0)
+         result.push_back(fd);
+   return result;
+}
+
+// Turns the loop until it holds, for at most ten real seconds, without letting virtual time run.
+inline bool soon(std::function<bool()> const & condition) {
+   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+   while (!condition() && std::chrono::steady_clock::now() < deadline)
+      Host::turn(0.02);
+   return condition();
+}
+
+// A setting of the environment, as it was before once this is gone.
+class EnvironmentSetting {
+ public:
+   EnvironmentSetting(char const * name, std::string const & value) : name_{name} {
+      if (char const * const before = std::getenv(name))
+         before_ = before;
+      setenv(name, value.c_str(), 1);
+   }
+   EnvironmentSetting(EnvironmentSetting const &) = delete;
+   EnvironmentSetting & operator=(EnvironmentSetting const &) = delete;
+   ~EnvironmentSetting() {
+      if (before_)
+         setenv(name_, before_->c_str(), 1);
+      else
+         unsetenv(name_);
+   }
+
+ private:
+   char const * name_;
+   std::optional<std::string> before_;
+};
+
+// While it lives this process can open no more than `room` further descriptors.
+class DescriptorLimit {
+ public:
+   explicit DescriptorLimit(unsigned room) {
+      getrlimit(RLIMIT_NOFILE, &before_);
+      rlimit limit = before_;
+      limit.rlim_cur = 0;
+      // The limit is on the number: what is free below it is room as well.
+      for (unsigned found = 0;; ++limit.rlim_cur)
+         if (fcntl(static_cast<int>(limit.rlim_cur), F_GETFD) < 0 && found++ == room)
+            break;
+      setrlimit(RLIMIT_NOFILE, &limit);
+   }
+   DescriptorLimit(DescriptorLimit const &) = delete;
+   DescriptorLimit & operator=(DescriptorLimit const &) = delete;
+   ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+   rlimit before_{};
+};
+
+}  // namespace Support

@@ -1,0 +1,96 @@
+"""The agent in the guest: started, asked and stopped as an operator would."""
+
+import json
+from typing import Any
+
+from . import machine
+from .guest_control import Guest
+from .initramfs import GUEST_PREFIX
+
+PROGRAM = f"{GUEST_PREFIX}/bin/storagedevices"
+CONFIG, LOG, PID, STATUS = "/etc/storagedevices.toml", "/run/agent.log", "/run/agent.pid", "/run/agent.status"
+STATUS_SOCKET = "/run/storagedevices/status.sock"
+KERNEL_SOCKET = "/run/kernelmessages"
+
+# An hour of the framework's time passes in a minute, so that a file system test and several polls fit in.
+TIME_SCALE = 60
+
+_CONFIGURATION = f"""
+poll_interval = 900
+
+[appliance]
+expected_mounts = {json.dumps(machine.EXPECTED_MOUNTS)}
+
+[status]
+socket = "{STATUS_SOCKET}"
+
+[log]
+destination = "stderr"
+
+[clock]
+time_scale = {TIME_SCALE}.0
+
+[trace]
+StorageConnectedDevicesSm = 1
+"""
+
+
+class Agent:
+    """One run of the agent."""
+
+    def __init__(self, guest: Guest) -> None:
+        self._guest = guest
+
+    def configure(self) -> None:
+        self._guest.write("/etc/blockdev", machine.ETC_BLOCKDEV)
+        self._guest.write("/etc/multidrive", machine.ETC_MULTIDRIVE)
+        self._guest.write("/etc/multidrive_src", machine.ETC_MULTIDRIVE_SRC)
+        self._guest.write(CONFIG, _CONFIGURATION)
+
+    def start(self) -> None:
+        program = f"echo $$ >{PID}; exec {PROGRAM} agent --config {CONFIG}"
+        self._guest.must(f"(setsid sh -c '{program}' >/run/agent.out 2>{LOG}; echo $? >{STATUS}) >/dev/null 2>&1 &")
+
+    def terminate(self) -> None:
+        self._guest.must(f"kill -TERM $(cat {PID})")
+
+    def exit_status(self) -> str:
+        """Empty while it runs."""
+        return self._guest.run(f"cat {STATUS}").out.strip()
+
+    def log(self) -> str:
+        return self._guest.run(f"cat {LOG}", 40).out
+
+    def state(self) -> dict[str, Any]:
+        """The state document; empty while the agent does not answer."""
+        return self._asked("status --json")
+
+    def disks(self) -> dict[str, dict[str, Any]]:
+        return self.state().get("connectedDevices", {}).get("disk", {})
+
+    def messages(self) -> list[dict[str, Any]]:
+        return self._asked("messages --json").get("messages", [])
+
+    def has_said(self, name: str, argument: str) -> bool:
+        return any(message["name"] == name and argument in message["arguments"] for message in self.messages())
+
+    def open_descriptors(self) -> int:
+        """The least of a few looks, since a poll in flight holds some for a moment."""
+        counts = self._guest.must(f"for i in 1 2 3 4 5; do ls /proc/$(cat {PID})/fd | wc -l; done").split()
+        return min(int(count) for count in counts)
+
+    def zombies(self) -> list[str]:
+        """The processes that ended and were not waited for, by name."""
+        script = "/^Name:/h; /^State:.Z/{g; p}"
+        return self._guest.run(f"sed -n '{script}' /proc/[0-9]*/status 2>/dev/null").out.splitlines()
+
+    def leftovers(self) -> list[str]:
+        """Its sockets and the processes of its tools that are still there."""
+        sockets = self._guest.run(f"ls {STATUS_SOCKET} {KERNEL_SOCKET} 2>/dev/null").out.split()
+        processes = self._guest.must("for p in /proc/[0-9]*; do cat $p/comm 2>/dev/null; done").split("\n")
+        tools = {"storagedevices", "smartctl", "nvme", "hdparm", "expr"}
+        return sockets + [process for process in processes if process in tools]
+
+    def _asked(self, question: str) -> dict[str, Any]:
+        answer = self._guest.run(f"{PROGRAM} {question}", 30)
+        return json.loads(answer.out) if answer.status == 0 else {}

@@ -1,0 +1,234 @@
+"""The agent on the emulated appliance: what it says of every disk, and how it follows faults, pulls, plugs and storms."""
+
+import json
+from collections.abc import Callable
+from pathlib import Path
+from typing import Any
+
+from . import machine
+from .agent import TIME_SCALE, Agent
+from .appliance import Appliance
+from .machine import Disk
+
+START_SECONDS = 90.0
+FOLLOW_SECONDS = 60.0
+STOP_SECONDS = 30.0
+# Both phases of a file system test, each after five minutes of the framework's time, and as long again.
+FILE_SYSTEM_TEST_SECONDS = 2 * 2 * 300 / TIME_SCALE + FOLLOW_SECONDS
+STORM_SECONDS = 400
+
+TEST_MOUNT = "/mnt/drive"
+
+
+class AgentScenario:
+    """Runs the checks in order; the present disks are kept up to date as they are pulled and plugged."""
+
+    def __init__(self, appliance: Appliance, storm_rounds: int) -> None:
+        self._appliance = appliance
+        self._guest = appliance.guest
+        self._report = appliance.report
+        self._agent = Agent(appliance.guest)
+        self._storm_rounds = storm_rounds
+        self._watched = list(machine.WATCHED)
+        self._last_state: dict[str, Any] = {}
+
+    def run(self, work: Path) -> None:
+        partition = self._appliance.format_and_mount(machine.SATA_SSD, TEST_MOUNT)
+        self._agent.configure()
+        self._agent.start()
+        steps: tuple[Callable[[], None], ...] = (
+            self._check_start,
+            self._check_detection,
+            self._check_health,
+            lambda: self._check_file_system(partition),
+            self._check_faults,
+            self._check_pulls,
+            self._check_plugs,
+            self._check_storm,
+        )
+        try:
+            if all(self._survives(step) for step in steps):
+                self._check_stop()
+        finally:
+            (work / "vm-agent.log").write_text(self._agent.log())
+            (work / "vm-state.json").write_text(json.dumps(self._last_state, indent=2))
+
+    def _survives(self, step: Callable[[], None]) -> bool:
+        step()
+        self._last_state = self._agent.state() or self._last_state
+        status = self._agent.exit_status()
+        if status:
+            ending = f"it ended with status {status}: {self._agent.log()[-1000:]}"
+            self._report.check("the agent keeps running", False, ending)
+        return not status
+
+    def _check_start(self) -> None:
+        self._expect_disks("at the start", START_SECONDS)
+        self._report.becomes(
+            "the internal devices are ready",
+            lambda: self._agent.state().get("internalDevicesReady"),
+            True,
+            FOLLOW_SECONDS,
+        )
+        self._expect_records("at the start")
+
+    def _check_detection(self) -> None:
+        """The start-up check reports what is absent or not mounted, and nothing else."""
+        absent, unmounted = f"/mnt/{machine.ABSENT_MOUNT}", machine.SATA_HDD.expected["mountPoint"]
+        self._says("an expected disk that is absent is reported", "STORAGEDEVICE_DETECTION_ERROR", absent)
+        self._says("a disk that is not mounted is reported", "STORAGEDEVICE_PARTITION_NOT_MOUNTED", unmounted)
+        for name in ("STORAGEDEVICE_DETECTION_ERROR", "STORAGEDEVICE_PARTITION_NOT_MOUNTED"):
+            self._report.check(f"no {name} for the mounted disk", not self._agent.has_said(name, TEST_MOUNT))
+
+    def _says(self, check: str, name: str, argument: str) -> None:
+        self._report.becomes(check, lambda: self._agent.has_said(name, argument), True, FOLLOW_SECONDS)
+
+    def _expect_disks(self, when: str, seconds: float = FOLLOW_SECONDS) -> None:
+        """Checks that the agent comes to watch exactly the disks that it should."""
+        wanted = sorted(record["name"] for record in self._appliance.expected_records(self._watched).values())
+        self._report.becomes(f"{when}: the agent watches {wanted}", lambda: sorted(self._agent.disks()), wanted, seconds)
+
+    def _expect_records(self, when: str) -> None:
+        """Checks every field of every disk, and the map from udev's serials."""
+        expected = self._appliance.expected_records(self._watched)
+        devices = self._agent.state().get("connectedDevices", {})
+        for disk, record in expected.items():
+            actual = devices.get("disk", {}).get(record["name"], {})
+            wrong = {key: actual.get(key) for key, value in record.items() if actual.get(key) != value}
+            detail = "; ".join(f"{key} is {value!r}, not {record[key]!r}" for key, value in wrong.items())
+            self._report.check(f"{when}: the record of {disk.name} is right", not wrong, detail)
+        names = {disk.udev_serial: record["name"] for disk, record in expected.items()}
+        self._report.equal(f"{when}: udev's serials lead to the disks", devices.get("udevSerialToSerialMap"), names)
+
+    def _check_health(self) -> None:
+        serial, nvme = machine.SATA_SSD.serial, machine.NVME_FIXED.serial
+
+        def polled(state: dict[str, Any]) -> bool:
+            sata_read = state.get("smartData", {}).get(serial, {}).get("attrs", {})
+            return bool(sata_read and state.get("nvmeData", {}).get(nvme))
+
+        state = self._report.eventually("SATA and NVMe drives are polled", self._agent.state, polled, FOLLOW_SECONDS)
+        if polled(state):
+            self._compare_smart(state["smartData"][serial])
+            self._compare_nvme(state["nvmeData"][nvme])
+        busses = {disk.serial: disk.expected["busType"] for disk in self._watched if disk is not machine.CARD}
+        self._report.equal("SMART data is kept for all but cards", set(state.get("smartData", {})), set(busses))
+        drives = {name for name, bus in busses.items() if bus == machine.NVME}
+        self._report.equal("NVMe data is kept for NVMe drives", set(state.get("nvmeData", {})), drives)
+        everyone = set(state.get("connectedDevices", {}).get("disk", {}))
+        self._report.equal("I/O statistics are kept for every disk", set(state.get("ioStatData", {})), everyone)
+
+    def _compare_smart(self, data: dict[str, Any]) -> None:
+        device = self._appliance.disks()[machine.SATA_SSD.udev_serial].device
+        table = json.loads(self._guest.run(f"smartctl --json=c -HA {device}").out)["ata_smart_attributes"]["table"]
+        rows = {row["id"]: row for row in table}
+        self._report.equal("the SATA drive's health is good", data.get("healthStatusOk"), True)
+        hours = data["attrs"].get("powerOnHours", {}).get("raw")
+        self._report.equal("its power-on hours are what smartctl says", hours, rows[9]["raw"]["value"])
+        named = {attribute["id"] for attribute in (*data["attrs"].values(), *data.get("unknownAttrs", []))}
+        self._report.equal("all its attributes are there", named, set(rows))
+
+    def _compare_nvme(self, data: dict[str, Any]) -> None:
+        device = self._appliance.disks()[machine.NVME_FIXED.udev_serial].device
+        log = json.loads(self._guest.must(f"nvme smart-log --output-format=json {device}"))
+        celsius = int(log["temperature"]) - 273
+        self._report.equal("the NVMe drive's temperature is right", data["temperatureCelsius"]["value"], celsius)
+        reads = data["hostReadCommands"]["value"]
+        told = int(log["host_read_commands"])
+        self._report.check("its counters are read, though printed as texts", 0 < reads <= told, f"{reads} of {told}")
+
+    def _check_file_system(self, partition: str) -> None:
+        def tested(state: dict[str, Any]) -> bool:
+            health = self._mount(state).get("fsHealth", {})
+            return bool(health.get("writeTestOk") and health.get("readTestOk"))
+
+        state = self._report.eventually(
+            f"the file system at {TEST_MOUNT} passes its test", self._agent.state, tested, FILE_SYSTEM_TEST_SECONDS
+        )
+        self._report.equal("its device is the partition mounted", self._mount(state).get("device"), partition)
+        written = self._guest.run(f"stat -c %s {TEST_MOUNT}/debug/healthTestCookie").out.strip()
+        self._report.equal("a whole block was written", written, str(self._mount(state).get("blkSize")))
+
+    @staticmethod
+    def _mount(state: dict[str, Any]) -> dict[str, Any]:
+        return state.get("mountPoints", {}).get(TEST_MOUNT, {})
+
+    def _check_faults(self) -> None:
+        """A read of a faulty sector fails in the emulator; the kernel's lines about it reach the agent."""
+        disk = machine.SATA_HDD
+        early = self._agent.has_said("STORAGEDEVICE_IO_ERROR", disk.serial)
+        self._report.check("a disk without errors is not said to have any", not early)
+        device = self._appliance.disks()[disk.udev_serial].device
+        read = self._guest.run(f"dd if={device} of=/dev/null bs=512 count=1 skip={disk.faulty_sector}")
+        self._report.check("a faulty sector cannot be read", read.status != 0, read.err)
+        self._says("its disk is said to have errors", "STORAGEDEVICE_IO_ERROR", disk.serial)
+
+    def _check_pulls(self) -> None:
+        self._appliance.unplug(machine.USB_STICK.name)
+        self._gone("USB stick pulled", machine.USB_STICK)
+        self._report.check(
+            "the loss of a removable disk is no error",
+            not self._agent.has_said("STORAGEDEVICE_OFFLINE", machine.USB_STICK.serial),
+        )
+        self._report.note("the emulator pulls no single SATA disk: its whole controller is pulled with it")
+        self._appliance.unplug("cage")
+        self._gone("SATA cage pulled", machine.SATA_CAGE)
+        self._expect_offline("SATA cage pulled", machine.SATA_CAGE, disconnects=1)
+
+    def _gone(self, when: str, disk: Disk) -> None:
+        self._watched.remove(disk)
+        self._expect_disks(when)
+        known = self._agent.state().get("connectedDevices", {}).get("udevSerialToSerialMap", {})
+        self._report.check(f"{when}: its entry in the map is gone", disk.udev_serial not in known, str(known))
+
+    def _expect_offline(self, when: str, disk: Disk, disconnects: int) -> None:
+        self._says(f"{when}: it is reported offline", "STORAGEDEVICE_OFFLINE", disk.serial)
+        record = self._agent.state().get("storageDevicesInfo", {}).get("fsList", {}).get(disk.serial, {})
+        self._report.equal(f"{when}: the disconnection is counted", record.get("disconnectCount"), disconnects)
+
+    def _check_plugs(self) -> None:
+        for disk in machine.ADDED_LATER:
+            self._appliance.plug(disk)
+            self._watched.append(disk)
+        self._expect_disks("USB stick and NVMe drive plugged in")
+        self._expect_records("USB stick and NVMe drive plugged in")
+
+        self._report.note("a SATA disk is deleted in the guest through sysfs, as when its link dies, and found again")
+        host = self._appliance.delete_in_guest(machine.SATA_HDD)
+        self._gone("SATA disk deleted in the guest", machine.SATA_HDD)
+        self._expect_offline("SATA disk deleted in the guest", machine.SATA_HDD, disconnects=1)
+        self._appliance.bring_back(host)
+        self._watched.append(machine.SATA_HDD)
+        self._expect_disks("SATA disk found again")
+        self._expect_records("SATA disk found again")
+
+        self._appliance.unplug(machine.NEW_NVME.name)
+        self._gone("NVMe drive pulled", machine.NEW_NVME)
+        self._expect_offline("NVMe drive pulled", machine.NEW_NVME, disconnects=1)
+
+    def _check_storm(self) -> None:
+        """A change event for every disk, many times over, changes nothing and leaves nothing behind."""
+        before, descriptors = self._agent.state().get("connectedDevices"), self._agent.open_descriptors()
+        trigger = "udevadm trigger --action=change --subsystem-match=block --property-match=DEVTYPE=disk"
+        self._report.note(f"{self._storm_rounds} rounds of change events")
+        rounds = f"for i in $(seq {self._storm_rounds}); do {trigger}; done; udevadm settle --timeout={STORM_SECONDS}"
+        self._guest.must(rounds, STORM_SECONDS)
+        self._report.note("udev has settled")
+        self._report.becomes(
+            f"{self._storm_rounds} change events per disk leave the state as it was",
+            lambda: self._agent.state().get("connectedDevices"),
+            before,
+            FOLLOW_SECONDS,
+        )
+        self._report.becomes("no ended child is left unwaited for", self._agent.zombies, [], FOLLOW_SECONDS)
+        self._report.eventually(
+            f"no more than {descriptors} descriptors are open",
+            self._agent.open_descriptors,
+            lambda count: count <= descriptors,
+            FOLLOW_SECONDS,
+        )
+
+    def _check_stop(self) -> None:
+        self._agent.terminate()
+        self._report.becomes("SIGTERM ends the agent with status 0", self._agent.exit_status, "0", STOP_SECONDS)
+        self._report.equal("no socket and no child is left", self._agent.leftovers(), [])
