@@ -25,8 +25,16 @@ class ConnectedDevicesTest : public testing::Test {
 };
 
 TEST_F(ConnectedDevicesTest, diskIsStoresAllTenFieldsUnderTheName) {
-   DiskFields const disk{"A",  EntityMib::StorageType::nvme, "/dev/nvme0n1", "/mnt/drive2", "M", "F",
-                         true, ConnectedDisk::BusType::nvme, "nvme0n1",      480};
+   DiskFields const disk{"A",
+                         EntityMib::StorageType::nvme,
+                         "/dev/nvme0n1",
+                         "/mnt/drive2",
+                         "M",
+                         "F",
+                         true,
+                         ConnectedDisk::BusType::nvme,
+                         "nvme0n1",
+                         480};
    disk.writeTo(*devices_);
    EXPECT_EQ(stored("A"), disk);
    ASSERT_EQ(disks_.count(), 1U);

@@ -27,8 +27,9 @@ std::string interfaceAndAddress(BusType::Value bus, std::string const & address,
 }
 
 TEST(ConnectedDiskTest, holdsTheTenFieldsInConstructorOrder) {
-   ConnectedDisk const disk{"S1",  EntityMib::StorageType::eMmc, "/dev/x", "/mnt/y", "M", "F", true, BusType::usb,
-                            "2-1", 4294967295U};
+   ConnectedDisk const disk{
+       "S1",       EntityMib::StorageType::eMmc, "/dev/x", "/mnt/y", "M", "F", true, BusType::usb, "2-1",
+       4294967295U};
    EXPECT_EQ(disk.name(), "S1");
    EXPECT_EQ(disk.mibType(), EntityMib::StorageType::eMmc);
    EXPECT_EQ(disk.blockDevice(), "/dev/x");

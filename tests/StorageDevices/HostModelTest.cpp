@@ -65,9 +65,9 @@ TEST(PollIntervalTest, isAMinuteUntilTheHostSetsIt) {
 TEST(PollIntervalTest, lessThanASecondAndNeverAreRefusedAndChangeNothing) {
    auto const poll = Pelm::make<PollInterval>();
    ChangeRecorder const changes{poll->interval};
-   for (double const refused : {0.999999, 0.0, -0.0, -60.0, std::numeric_limits<double>::quiet_NaN(),
-                                std::numeric_limits<double>::infinity(),
-                                -std::numeric_limits<double>::infinity(), 1e-300})
+   for (double const refused :
+        {0.999999, 0.0, -0.0, -60.0, std::numeric_limits<double>::quiet_NaN(),
+         std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), 1e-300})
       EXPECT_THROW(poll->intervalIs(refused), std::invalid_argument) << refused;
    EXPECT_EQ(poll->interval(), 60.0);
    EXPECT_EQ(changes.count(), 0U);

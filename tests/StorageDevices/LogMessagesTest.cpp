@@ -53,22 +53,24 @@ TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
    logs_.offline("S1");
    logs_.lifetimeInfo("/mnt/drive", "S", "M", "F", "12", "7");
    logs_.lifetimeWarning("/mnt/drive", "S", "M", "F", "340", "7");
-   EXPECT_EQ(
-       recorder_.texts(),
-       (std::vector<std::string>{
-           "A test operation (write) encountered an error on /mnt/flash (SN:S Model:M Firmware:F): why",
-           "/mnt/drive (SN:S Model:M Firmware:F) has read or write errors and is unstable.",
-           "USB storage at /mnt/usb1 (SN:S Model:M Firmware:F) appears to be faulty.",
-           "disk utilization on /mnt/flash (SN:S Model:M Firmware:F) exceeds 95%",
-           "Failed to detect storage device drive2 on bootup.",
-           "Storage device partition /dev/sda1 not mounted as /mnt/drive",
-           "Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition /dev/sda to "
-           "be mounted instead.",
-           "A removal event occurred unexpectedly for internal storage device S1",
-           "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (12GB written in "
-           "the last 7 days).",
-           "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (340GB written "
-           "in the last 7 days)."}));
+   EXPECT_EQ(recorder_.texts(),
+             (std::vector<std::string>{
+                 "A test operation (write) encountered an error on /mnt/flash (SN:S Model:M Firmware:F): why",
+                 "/mnt/drive (SN:S Model:M Firmware:F) has read or write errors and is unstable.",
+                 "USB storage at /mnt/usb1 (SN:S Model:M Firmware:F) appears to be faulty.",
+                 "disk utilization on /mnt/flash (SN:S Model:M Firmware:F) exceeds 95%",
+                 "Failed to detect storage device drive2 on bootup.",
+                 "Storage device partition /dev/sda1 not mounted as /mnt/drive",
+                 "Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition "
+                 "/dev/sda to "
+                 "be mounted instead.",
+                 "A removal event occurred unexpectedly for internal storage device S1",
+                 "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (12GB "
+                 "written in "
+                 "the last 7 days).",
+                 "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (340GB "
+                 "written "
+                 "in the last 7 days)."}));
 }
 
 TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {
@@ -96,11 +98,16 @@ TEST_F(LogMessagesTest, argumentsAreNotReadAsFormats) {
 
 // Members are made in the order of their addresses.
 TEST_F(LogMessagesTest, theHandlesAreMadeInTheirFixedOrder) {
-   std::vector<void const *> const order{
-       &logs_.monitorError,       &logs_.ioError,         &logs_.ioErrorExternalUsb,
-       &logs_.monitorWarning,     &logs_.detectionError,  &logs_.partitionNotMounted,
-       &logs_.unexpectedPartitionMounted, &logs_.offline, &logs_.lifetimeInfo,
-       &logs_.lifetimeWarning};
+   std::vector<void const *> const order{&logs_.monitorError,
+                                         &logs_.ioError,
+                                         &logs_.ioErrorExternalUsb,
+                                         &logs_.monitorWarning,
+                                         &logs_.detectionError,
+                                         &logs_.partitionNotMounted,
+                                         &logs_.unexpectedPartitionMounted,
+                                         &logs_.offline,
+                                         &logs_.lifetimeInfo,
+                                         &logs_.lifetimeWarning};
    EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), std::less<void const *>{}));
    EXPECT_TRUE(logs_.registered);
 }

@@ -24,9 +24,11 @@ class StatusClientTest : public testing::Test {
       path_ = dir_ + "/s";
    }
    ~StatusClientTest() override {
-      stopListening();
-      if (server_.joinable())
+      if (server_.joinable()) {
+         shutdown(listener_, SHUT_RDWR);  // wakes a server whose client never came
          server_.join();
+      }
+      stopListening();
       std::filesystem::remove_all(dir_);
    }
 

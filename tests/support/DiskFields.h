@@ -25,8 +25,9 @@ struct DiskFields {
 
    Pelm::Ptr<StorageDevices::ConnectedDisk const> make() const {
       return Pelm::make<StorageDevices::ConnectedDisk const>(
-          Pelm::String{name}, mibType, Pelm::String{blockDevice}, Pelm::String{mountPoint}, Pelm::String{model},
-          Pelm::String{firmwareRevision}, removable, busType, Pelm::String{devAddress}, sizeGb);
+          Pelm::String{name}, mibType, Pelm::String{blockDevice}, Pelm::String{mountPoint},
+          Pelm::String{model}, Pelm::String{firmwareRevision}, removable, busType, Pelm::String{devAddress},
+          sizeGb);
    }
    void writeTo(StorageDevices::ConnectedDevices & devices) const {
       devices.diskIs(name, mibType, blockDevice, mountPoint, model, firmwareRevision, removable, busType,
@@ -35,16 +36,11 @@ struct DiskFields {
 };
 
 inline DiskFields fieldsOf(StorageDevices::ConnectedDisk const & disk) {
-   return {disk.name().str(),
-           disk.mibType().value(),
-           disk.blockDevice().str(),
-           disk.mountPoint().str(),
-           disk.model().str(),
-           disk.firmwareRevision().str(),
-           disk.removable(),
-           disk.busType().value(),
-           disk.devAddress().str(),
-           disk.sizeGb()};
+   return {disk.name().str(),        disk.mibType().value(),
+           disk.blockDevice().str(), disk.mountPoint().str(),
+           disk.model().str(),       disk.firmwareRevision().str(),
+           disk.removable(),         disk.busType().value(),
+           disk.devAddress().str(),  disk.sizeGb()};
 }
 
 // The message of a failed comparison.

@@ -20,7 +20,8 @@ class LogRecorder {
 
    LogRecorder() {
       Host::logSinkIs([this](Host::LogMessage const & logged) {
-         Message message{logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc};
+         Message message{
+             logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc};
          for (Pelm::String const & argument : logged.arguments)
             message.arguments.push_back(argument.str());
          messages_.push_back(message);

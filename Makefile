@@ -1,0 +1,63 @@
+# The commands of everyday work. `make help` lists them.
+SHELL := /bin/bash
+.SHELLFLAGS := -euo pipefail -c
+.DEFAULT_GOAL := help
+JOBS ?= $(shell nproc)
+# Sources that the formatter and clang-tidy look at.
+SOURCES = $(shell git ls-files '*.cpp' '*.h')
+
+.PHONY: help
+help: ## this list
+	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/:.*## /\t/' | expand -t 12
+
+.PHONY: setup
+setup: ## install what is missing (Debian 12, as root)
+	@scripts/setup
+
+.PHONY: build
+build: setup ## the release build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+
+.PHONY: run
+run: ## a simulated unit, watched live
+	@scripts/setup build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target storagedevices storagedevices-demo
+	@build/release/src/agent/storagedevices demo
+
+.PHONY: test
+test: setup ## every test: release, sanitizers, architecture, format, a real kernel
+	@scripts/test
+
+.PHONY: vm
+vm: build ## the test on a real kernel alone; the console log stays in build/release/tests/vm
+	@ctest --preset release -L '^vm$$' --verbose
+
+.PHONY: bench
+bench: build ## the benchmarks, each beside its floor or peer
+	@cmake --build --preset release --target bench_programs -j $(JOBS)
+	@bench/run build/release
+
+.PHONY: coverage
+coverage: setup ## line coverage of the runtime and the library
+	@scripts/coverage
+
+.PHONY: fuzz
+fuzz: setup ## the libFuzzer targets, a minute each
+	@scripts/fuzz
+
+.PHONY: format
+format: setup ## format all sources
+	@clang-format -i $(SOURCES)
+
+.PHONY: lint
+lint: setup ## clang's warnings, clang-tidy and the format
+	@clang-format --dry-run -Werror $(SOURCES)
+	@cmake --preset clang >/dev/null
+	@cmake --build --preset clang -j $(JOBS)
+	@run-clang-tidy -quiet -p build/clang -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.cpp$$' 2>/dev/null
+
+.PHONY: clean
+clean: ## remove everything built
+	@rm -rf build

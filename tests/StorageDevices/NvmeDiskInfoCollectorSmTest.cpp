@@ -1,0 +1,180 @@
+#include "StorageDevices/NvmeDiskInfoCollectorSm.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/CollectorTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Support::DiskFields;
+
+constexpr char handler[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
+constexpr char parser[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
+
+std::string const identity =
+    R"("ModelNumber":"Marlin 480","SerialNumber":"   MR7700","Firmware":"M4.1","PhysicalSize":480103981056)";
+
+std::string listOf(std::string const & devices) {
+   return R"({"Devices":[)" + devices + "]}";
+}
+
+std::string device(std::string const & members, std::string const & path = "/dev/nvme0n1") {
+   return R"({"DevicePath":")" + path + "\"" + (members.empty() ? "" : "," + members) + "}";
+}
+
+class NvmeCollectorTest : public Support::CollectorTest {
+ protected:
+   NvmeCollectorTest() : CollectorTest{&NvmeDiskInfoCollectorSmIs, "nvme"} {
+      disk_ = {.name = "udev serial",
+               .blockDevice = "/dev/nvme0n1",
+               .mountPoint = "/mnt/drive",
+               .model = "udev model",
+               .firmwareRevision = "udev firmware",
+               .removable = false,
+               .busType = ConnectedDisk::BusType::nvme,
+               .devAddress = "nvme0n1",
+               .sizeGb = 11};
+   }
+
+   DiskFields identified() const {
+      DiskFields disk = disk_;
+      disk.name = "MR7700";
+      disk.mibType = 4;
+      disk.model = "Marlin 480";
+      disk.firmwareRevision = "M4.1";
+      disk.sizeGb = 480;
+      return disk;
+   }
+};
+
+TEST_F(NvmeCollectorTest, readsModelSerialFirmwareAndSizeFromTheList) {
+   toolPrints(listOf(device(identity)));
+   EXPECT_EQ(collected(), identified());
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
+TEST_F(NvmeCollectorTest, theCommandLineAsksForTheListAsJson) {
+   toolPrints(listOf(device(identity)));
+   collected();
+   EXPECT_EQ(arguments(), "nvme\nlist\n-o\njson\n/dev/nvme0n1\n");
+}
+
+TEST_F(NvmeCollectorTest, theSecondOfTwoDevicesIsTakenWithoutAWordOfTheFirst) {
+   toolPrints(listOf(device(R"("ModelNumber":1)", "/dev/nvme1n1") + "," + device(identity)));
+   EXPECT_EQ(collected(), identified());
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
+TEST_F(NvmeCollectorTest, theOutputIsTracedInDetail) {
+   std::string const output = listOf(device(identity));
+   toolPrints(output);
+   collected();
+   EXPECT_EQ(traces_.texts(7),
+             (std::vector<std::string>{std::string{parser} + "Parsing for /dev/nvme0n1", parser + output}));
+}
+
+TEST_F(NvmeCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
+   toolPrints(listOf(device(identity)));
+   start();
+   EXPECT_EQ(collector_->finalDisk(), nullptr);
+   EXPECT_EQ(collector_->mibType(), EntityMib::StorageType::nvme);
+   EXPECT_EQ(result(), identified());
+}
+
+TEST_F(NvmeCollectorTest, anEntryWithoutValuesGetsTheDefaultsAndATraceForEach) {
+   toolPrints(listOf(device("")));
+   DiskFields expected = identified();
+   expected.name = "Unknown";
+   expected.model = "Unknown";
+   expected.firmwareRevision = "0.0";
+   expected.sizeGb = 0;
+   EXPECT_EQ(collected(), expected);
+   EXPECT_EQ(traces_.errors(),
+             (std::vector<std::string>{std::string{parser} + " error parsing NMVe model number",
+                                       std::string{parser} + " error parsing NMVe serial number",
+                                       std::string{parser} + " error parsing NMVe firmware revision",
+                                       std::string{parser} + " error parsing NMVe size"}));
+}
+
+TEST_F(NvmeCollectorTest, aSizeThatIsNoUnsignedNumberCountsAsMissing) {
+   for (char const * const size : {"-1", "480103981056.0", "\"480103981056\"", "null"}) {
+      traces_.clear();
+      toolPrints(listOf(device(R"("ModelNumber":"M","SerialNumber":"S","Firmware":"F","PhysicalSize":)" +
+                               std::string{size})));
+      EXPECT_EQ(collected().sizeGb, 0U) << size;
+      EXPECT_EQ(traces_.errors(), std::vector<std::string>{std::string{parser} + " error parsing NMVe size"});
+   }
+}
+
+struct Unusable {
+   char const * name;
+   std::string script;
+   std::string trace;
+};
+
+std::string printing(std::string const & output) {
+   return "cat <<'END'\n" + output + "\nEND\n";
+}
+
+class UnusableNvmeListTest : public NvmeCollectorTest, public testing::WithParamInterface<Unusable> {};
+
+TEST_P(UnusableNvmeListTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
+   toolDoes(GetParam().script);
+   DiskFields const result = collected();
+   EXPECT_EQ(result, unchanged());
+   EXPECT_EQ(result.mibType, 4);
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{GetParam().trace});
+   EXPECT_FALSE(Support::hasChildren());
+}
+
+std::string const failed = std::string{handler} + " nvme failed";
+std::string const malformed = std::string{parser} + " malformed output from nvme";
+std::string const noDevices = std::string{parser} + " \"Devices\" not found in output";
+std::string const noEntry = std::string{parser} + " \"Devices\" list is malformed";
+std::string const jsonError = std::string{parser} + " JSON parsing error: ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Lists, UnusableNvmeListTest,
+    testing::Values(Unusable{"exitCode", printing(listOf(device(identity))) + "exit 1", failed},
+                    Unusable{"signal", printing(listOf(device(identity))) + "kill -KILL $$", failed},
+                    Unusable{"tenMegabytes", "head -c 10485760 /dev/zero", failed},
+                    Unusable{"nothing", "", jsonError + "The document is empty."},
+                    Unusable{"garbage", "echo 'Segmentation fault'", jsonError + "Invalid value."},
+                    Unusable{"missingBrace", printing(R"({"Devices":[])"),
+                             jsonError + "Missing a comma or '}' after an object member."},
+                    Unusable{"nested", "head -c 600 /dev/zero | tr '\\0' '['",
+                             jsonError + "Terminate parsing due to Handler error."},
+                    Unusable{"rootIsAnArray", printing("[]"), malformed},
+                    Unusable{"rootIsAText", printing("\"Devices\""), malformed},
+                    Unusable{"noDevices", printing(R"({"devices":[]})"), noDevices},
+                    Unusable{"devicesAreNoArray", printing(R"({"Devices":{}})"), noDevices},
+                    Unusable{"emptyList", printing(listOf("")), noEntry},
+                    Unusable{"otherDevice", printing(listOf(device(identity, "/dev/nvme0n1p1"))), noEntry},
+                    Unusable{"otherCase", printing(listOf(device(identity, "/dev/NVMe0n1"))), noEntry},
+                    Unusable{"pathIsNoText", printing(listOf(R"({"DevicePath":7})")), noEntry},
+                    Unusable{"elementIsNoObject", printing(listOf("7," + device(identity))), noEntry}),
+    [](auto const & info) { return std::string{info.param.name}; });
+
+TEST_F(NvmeCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   EXPECT_EQ(collected(), unchanged());
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{failed});
+}
+
+TEST_F(NvmeCollectorTest, aCollectorDroppedWhileItsToolRunsLeavesNoChildAndNoDescriptor) {
+   Host::turn(0);
+   auto const before = Support::openDescriptors();
+   toolDoes("exec sleep 1000");
+   start();
+   ASSERT_TRUE(Support::soon([&] { return arguments().ends_with("/dev/nvme0n1\n"); }));
+   drop();
+   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_FALSE(Support::hasChildren());
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

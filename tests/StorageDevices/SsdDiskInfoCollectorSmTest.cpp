@@ -1,0 +1,202 @@
+#include "StorageDevices/SsdDiskInfoCollectorSm.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/CollectorTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Support::DiskFields;
+
+constexpr char handler[] = "void StorageDevices::SsdDiskInfoCollectorSm::handleHdparm()";
+constexpr char parser[] = "void StorageDevices::SsdDiskInfoCollectorSm::parseOutput()";
+
+std::string identification(std::string const & model = "Kestrel S2", std::string const & serial = "KS0002",
+                           std::string const & firmware = "KF9.9") {
+   return "\n/dev/sda:\n\nATA device, with non-removable media\n\tModel Number:       " + model +
+          "\n\tSerial Number:      " + serial + "\n\tFirmware Revision:  " + firmware + "\nStandards:\n";
+}
+
+std::string size(std::string const & gigabytes = "256") {
+   return "\tdevice size with M = 1000*1000:      256060 MBytes (" + gigabytes + " GB)\n";
+}
+
+class SsdCollectorTest : public Support::CollectorTest {
+ protected:
+   SsdCollectorTest() : CollectorTest{&SsdDiskInfoCollectorSmIs, "hdparm"} {}
+
+   std::string errorsText() const {
+      std::string text;
+      for (std::string const & error : traces_.errors())
+         text += error + "\n";
+      return text;
+   }
+};
+
+TEST_F(SsdCollectorTest, readsModelSerialFirmwareAndSizeFromTheReport) {
+   toolPrints(identification() + size());
+   DiskFields expected = disk_;
+   expected.name = "KS0002";
+   expected.mibType = 2;
+   expected.model = "Kestrel S2";
+   expected.firmwareRevision = "KF9.9";
+   expected.sizeGb = 256;
+   EXPECT_EQ(collected(), expected);
+   EXPECT_TRUE(traces_.lines().empty()) << errorsText();
+}
+
+TEST_F(SsdCollectorTest, theCommandLineIsHdparmWithDashIAndTheDevice) {
+   disk_.blockDevice = "/dev/sd with blank";
+   toolPrints("");
+   collected();
+   EXPECT_EQ(arguments(), "hdparm\n-I\n/dev/sd with blank\n");
+   ASSERT_NE(tracker_->finishedRun(), nullptr);
+   EXPECT_EQ(tracker_->finishedRun()->argv,
+             (std::vector<Pelm::String>{"hdparm", "-I", "/dev/sd with blank"}));
+}
+
+TEST_F(SsdCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
+   toolPrints(identification() + size());
+   start();
+   EXPECT_EQ(collector_->finalDisk(), nullptr);
+   EXPECT_EQ(collector_->mibType(), EntityMib::StorageType::sataSsd);
+   EXPECT_TRUE(collector_->device()->isEq(*disk_.make()));
+   EXPECT_EQ(result().name, "KS0002");
+}
+
+TEST_F(SsdCollectorTest, whatIsReadAlreadyKnownIsPublishedAllTheSame) {
+   disk_.mibType = 2;
+   toolPrints(identification(disk_.model, disk_.name, disk_.firmwareRevision) + size("240"));
+   EXPECT_EQ(collected(), disk_);
+}
+
+TEST_F(SsdCollectorTest, fieldsThatTheToolDoesNotTellAreTheDisksOwn) {
+   disk_ = {.name = "udev",
+            .blockDevice = "/dev/hdc",
+            .mountPoint = "/mnt/x",
+            .removable = true,
+            .busType = ConnectedDisk::BusType::other,
+            .devAddress = "17"};
+   toolPrints(identification() + size());
+   DiskFields const result = collected();
+   EXPECT_EQ(result.blockDevice, "/dev/hdc");
+   EXPECT_EQ(result.mountPoint, "/mnt/x");
+   EXPECT_TRUE(result.removable);
+   EXPECT_EQ(result.busType, ConnectedDisk::BusType::other);
+   EXPECT_EQ(result.devAddress, "17");
+}
+
+TEST_F(SsdCollectorTest, trailingBlanksGoAndABlankFirmwareIsEmpty) {
+   toolPrints(identification("Foo  ", "KS0002    ", "        ") + size());
+   DiskFields const result = collected();
+   EXPECT_EQ(result.model, "Foo");
+   EXPECT_EQ(result.name, "KS0002");
+   EXPECT_EQ(result.firmwareRevision, "");
+}
+
+TEST_F(SsdCollectorTest, aSizeBeyondThirtyTwoBitsIsTracedAndTheDisksOwnStays) {
+   toolPrints(identification() + size("4294967296"));
+   DiskFields const result = collected();
+   EXPECT_EQ(result.sizeGb, 240U);
+   EXPECT_EQ(result.name, "KS0002");
+   EXPECT_EQ(errorsText(), std::string{parser} + " could not parse size from hdparm\n");
+}
+
+TEST_F(SsdCollectorTest, theLargestSizeIsTaken) {
+   toolPrints(identification() + size("4294967295"));
+   EXPECT_EQ(collected().sizeGb, 4294967295U);
+   EXPECT_EQ(errorsText(), "");
+}
+
+struct Unusable {
+   char const * name;
+   std::string script;
+   std::string trace;
+};
+
+std::string printing(std::string const & report) {
+   return "cat <<'END'\n" + report + "END\n";
+}
+
+class UnusableHdparmTest : public SsdCollectorTest, public testing::WithParamInterface<Unusable> {};
+
+TEST_P(UnusableHdparmTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
+   toolDoes(GetParam().script);
+   DiskFields const result = collected();
+   EXPECT_EQ(result, unchanged());
+   EXPECT_EQ(result.mibType, 2);
+   EXPECT_EQ(errorsText(), GetParam().trace + "\n");
+   EXPECT_FALSE(Support::hasChildren());
+}
+
+std::string const failed = std::string{handler} + " hdparm failed";
+std::string const noMatch = std::string{parser} + " hdparm output did not match expected";
+
+INSTANTIATE_TEST_SUITE_P(
+    Reports, UnusableHdparmTest,
+    testing::Values(
+        Unusable{"exitCode", printing(identification() + size()) + "exit 1", failed},
+        Unusable{"signal", printing(identification() + size()) + "kill -KILL $$", failed},
+        Unusable{"tenMegabytes", printing(identification() + size()) + "head -c 10485760 /dev/zero", failed},
+        Unusable{"nothing", "", noMatch},
+        Unusable{"errorsOnly", "echo 'HDIO_DRIVE_CMD(identify) failed' >&2", noMatch},
+        Unusable{"garbage", "head -c 300000 /dev/urandom", noMatch},
+        Unusable{"identificationWithoutSize", printing(identification()), noMatch},
+        Unusable{"sizeWithoutIdentification", printing(size()), noMatch},
+        Unusable{
+            "aLineBetween",
+            printing("\tModel Number:  Foo\n\tMedia Serial Num:\n\tSerial Number:  S\n\tFirmware Revision:  "
+                     "F\n" +
+                     size()),
+            noMatch},
+        Unusable{"solidusInTheModel", printing(identification("Foo/Bar") + size()), noMatch},
+        Unusable{"allBehindANul", "printf '\\0'\n" + printing(identification() + size()), noMatch}),
+    [](auto const & info) { return std::string{info.param.name}; });
+
+TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   DiskFields const result = collected();
+   EXPECT_EQ(result, unchanged());
+   EXPECT_EQ(errorsText(), failed + "\n");
+   EXPECT_EQ(tracker_->finishedRun()->exitCode, 127);
+}
+
+TEST_F(SsdCollectorTest, aToolThatCannotBeStartedForWantOfDescriptorsCompletesTheDiskUnchanged) {
+   toolPrints(identification() + size());
+   {
+      Support::DescriptorLimit const limit{1};
+      start();
+   }
+   EXPECT_EQ(collector_->finalDisk(), nullptr);
+   EXPECT_EQ(result(), unchanged());
+   EXPECT_EQ(errorsText(), failed + "\n");
+}
+
+TEST_F(SsdCollectorTest, aTimeLimitOfTheHostEndsAHangingTool) {
+   toolDoes("exec sleep 1000");
+   tracker_->timeLimitIs(0.05);
+   Host::timeSourceIs(nullptr);
+   start();
+   EXPECT_TRUE(Support::soon([&] { return collector_->finalDisk() != nullptr; }));
+   EXPECT_EQ(Support::fieldsOf(*collector_->finalDisk()), unchanged());
+   EXPECT_FALSE(Support::hasChildren());
+}
+
+TEST_F(SsdCollectorTest, aCollectorDroppedWhileItsToolRunsLeavesNoChildAndNoDescriptor) {
+   Host::turn(0);
+   auto const before = Support::openDescriptors();
+   toolDoes("sleep 1000 & exec sleep 1000");
+   start();
+   ASSERT_TRUE(Support::soon([&] { return arguments().ends_with("/dev/sda\n"); }));
+   EXPECT_TRUE(Support::hasChildren());
+   drop();
+   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_FALSE(Support::hasChildren());
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices
