@@ -1,10 +1,27 @@
 #include "agent/ConfigValue.h"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <cmath>
 #include <sstream>
+#include <stdexcept>
+
+namespace {
+
+// The parser asserts where it should refuse: on a table header that begins with no key. An operator's
+// slip must not end the agent without a word.
+struct TomlAssertion : std::logic_error {
+   using std::logic_error::logic_error;
+};
+
+[[noreturn]] void tomlAssertionFailed(char const * what) {
+   throw TomlAssertion{what};
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(cppcoreguidelines-macro-usage)
+#define TOML_ASSERT(expr) ((expr) ? static_cast<void>(0) : tomlAssertionFailed(#expr))
+#include <toml++/toml.h>
 
 #include "agent/Config.h"
 #include "agent/Text.h"
@@ -54,6 +71,22 @@ std::string listed(std::initializer_list<ConfigValue::Member> known) {
    return result;
 }
 
+// The line (from 1) of the first header whose bracket no key follows; 1 if there is none.
+std::size_t keylessHeaderLine(std::string_view text) {
+   std::size_t line = 1;
+   for (std::size_t at = 0; at < text.size(); ++line) {
+      std::size_t const end = std::min(text.find('\n', at), text.size());
+      std::string_view const row = text.substr(at, end - at);
+      std::size_t const bracket = row.find_first_not_of(" \t");
+      std::size_t const name = row.find_first_not_of("[ \t", bracket);
+      if (bracket != std::string_view::npos && row[bracket] == '[' && name != std::string_view::npos &&
+          !isBareKey(row.substr(name, 1)) && row[name] != '"' && row[name] != '\'')
+         return line;
+      at = end + 1;
+   }
+   return 1;
+}
+
 }  // namespace
 
 struct ConfigDocument::Parsed {
@@ -66,6 +99,9 @@ ConfigDocument::ConfigDocument(std::string_view text, std::string fileName) : fi
    } catch (toml::parse_error const & error) {
       refuse(fileName_, error.source().begin.line,
              "is not TOML: " + cutToWidth(escaped(error.description()), 200));
+   } catch (TomlAssertion const &) {
+      refuse(fileName_, keylessHeaderLine(text),
+             "is not TOML: a table header needs a name after its bracket");
    }
 }
 

@@ -338,6 +338,8 @@ TEST(Config, boundsTraceLevelsAndTimeScale) {
 }
 
 TEST(Config, refusesWhatIsNoTomlInOneLine) {
+   EXPECT_EQ(refusal("poll_interval = 1\n [[ /a]\nx = 1\n"),
+             "/etc/x.toml:2: is not TOML: a table header needs a name after its bracket");
    EXPECT_TRUE(refusal("a = 1\nb = \n").starts_with("/etc/x.toml:2: is not TOML: "));
    EXPECT_TRUE(refusal("poll_interval = 1\npoll_interval = 2\n").starts_with("/etc/x.toml:2: is not TOML: "));
    for (std::string const & text :

@@ -39,7 +39,7 @@ std::string number(double value) {
 AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options const & options) {
    auto const & folder = unit.folder();
    std::filesystem::create_directories(folder / "mount-source");
-   AgentConfig const config{folder / "demo.toml", folder / "status.sock"};
+   AgentConfig config{folder / "demo.toml", folder / "status.sock"};
    std::string mounts;
    for (auto const & mount : expectedMounts())
       mounts += (mounts.empty() ? "" : ", ") + quoted(mount);

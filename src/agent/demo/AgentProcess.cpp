@@ -34,12 +34,13 @@ std::vector<std::string> environmentWith(std::map<std::string, std::string> cons
          all.push_back(text);
    }
    for (auto const & [name, value] : added)
-      all.push_back(name + "=" + value);
+      all.emplace_back(name).append("=").append(value);
    return all;
 }
 
 std::vector<char *> pointers(std::vector<std::string> & texts) {
    std::vector<char *> all;
+   all.reserve(texts.size() + 1);
    for (auto & text : texts)
       all.push_back(text.data());
    all.push_back(nullptr);
@@ -190,7 +191,7 @@ std::filesystem::path findAgent() {
    auto const here = std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path();
    for (auto const * place : {"../../bin/storagedevices", "../storagedevices", "../../../bin/storagedevices",
                               "../../agent/storagedevices", "storagedevices"}) {
-      auto const path = (here / place).lexically_normal();
+      auto path = (here / place).lexically_normal();
       if (std::filesystem::is_regular_file(path, unknown))
          return path;
    }

@@ -1,0 +1,93 @@
+#include "agent/ListenSocket.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "tests/support/HttpExchange.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using Agent::ListenSocket;
+using Agent::SocketError;
+
+std::string errorOf(std::string const & path) {
+   try {
+      ListenSocket::atPath(path);
+   } catch (SocketError const & error) {
+      return error.what();
+   }
+   return "no error";
+}
+
+class ListenSocketTest : public testing::Test {
+ protected:
+   Support::TempDir folder;
+   std::string path = folder.string() + "/a/b/status.sock";
+};
+
+TEST_F(ListenSocketTest, MakesItsFoldersAndIsOpenToEverybody) {
+   ListenSocket const socket = ListenSocket::atPath(path);
+   struct stat status {};
+   ASSERT_EQ(stat(path.c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 07777U, 0666U);
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, ItsFileGoesWithIt) {
+   std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
+   socket.reset();
+   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(ListenSocketTest, AFileLeftBehindIsReplaced) {
+   std::filesystem::path const saved = folder.path() / "saved";
+   {
+      ListenSocket const dead = ListenSocket::atPath(path);
+      std::filesystem::rename(path, saved);
+   }
+   std::filesystem::rename(saved, path);
+   ListenSocket const socket = ListenSocket::atPath(path);
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, ARunningAgentIsLeftAlone) {
+   ListenSocket const running = ListenSocket::atPath(path);
+   EXPECT_EQ(errorOf(path),
+             path + ": another agent answers there; stop it first or set status.socket elsewhere");
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
+   std::string const file = folder.fileIs("status.sock", "precious").string();
+   EXPECT_EQ(errorOf(file),
+             file + ": is there already and is no socket; remove it or set status.socket elsewhere");
+   EXPECT_EQ(folder.content("status.sock"), "precious");
+}
+
+TEST_F(ListenSocketTest, AFileThatSomebodyElsePutThereMeanwhileStays) {
+   std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
+   std::filesystem::remove(path);
+   ListenSocket const successor = ListenSocket::atPath(path);
+   socket.reset();
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, PathsThatCannotBeAreRefused) {
+   std::string const tooLong = "/" + std::string(120, 'x');
+   EXPECT_EQ(errorOf(tooLong), tooLong + ": is too long for a socket's path");
+   std::string const below = folder.fileIs("file", "").string() + "/status.sock";
+   EXPECT_TRUE(errorOf(below).starts_with(below + ": cannot make its directory: "));
+}
+
+TEST_F(ListenSocketTest, ListensOnTcp) {
+   ListenSocket const first = ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634"));
+   EXPECT_GE(first.fd(), 0);
+   EXPECT_THROW(ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634")), SocketError);
+}
+
+}  // namespace

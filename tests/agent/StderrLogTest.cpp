@@ -1,0 +1,95 @@
+#include "agent/StderrLog.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Vorn/Log.h"
+#include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"StderrLogTest", true};
+constexpr Vorn::LogDescriptor lamp{"LAMP_OUT", "lamp %s is out", "", "", 4};
+
+class StderrLogTest : public Support::VirtualTimeTest {
+ protected:
+   StderrLogTest() {
+      EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+      log = std::make_unique<Agent::StderrLog>(ends[1]);
+   }
+   ~StderrLogTest() override {
+      log.reset();
+      close(ends[0]);
+      close(ends[1]);
+   }
+
+   std::string written() const {
+      std::string text;
+      std::array<char, 65536> buffer{};
+      for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
+         text.append(buffer.data(), static_cast<std::size_t>(count));
+      return text;
+   }
+
+   std::array<int, 2> ends{};
+   std::unique_ptr<Agent::StderrLog> log;
+};
+
+TEST_F(StderrLogTest, AMessageIsOneLineWithTimeSeverityAndName) {
+   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::log(handle, "7");
+   EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp 7 is out\n");
+}
+
+TEST_F(StderrLogTest, ATraceNamesFacilityLevelAndFunction) {
+   VORN_TRACE(traceHandle, 0) << " it went " << 3;
+   EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z trace StderrLogTest/0 TestBody: it went 3\n");
+}
+
+TEST_F(StderrLogTest, WhatADeviceSaysCannotForgeALine) {
+   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::log(handle, "1\n2023-11-14T22:13:20.000Z error FORGED: \x1b[2J");
+   std::string const text = written();
+   EXPECT_EQ(text.find('\n'), text.size() - 1);
+   EXPECT_EQ(text.find('\x1b'), std::string::npos);
+}
+
+TEST_F(StderrLogTest, ALineIsBounded) {
+   VORN_TRACE(traceHandle, 0) << std::string(4 << 20U, 'x');
+   std::string const text = written();
+   EXPECT_LE(text.size(), 4096U);
+   EXPECT_TRUE(text.ends_with("x…\n"));
+}
+
+class Raising : public Pelm::Node {
+ public:
+   void handleInitialized() { throw std::runtime_error{"a wire is loose"}; }
+};
+
+TEST_F(StderrLogTest, AFailedHandlerIsToldWithItsMachine) {
+   EXPECT_TRUE(Vorn::makeMachine<Raising>());
+   EXPECT_NE(written().find(
+                 "error storagedevices: a handler of (anonymous namespace)::Raising failed: a wire is loose"),
+             std::string::npos);
+}
+
+TEST_F(StderrLogTest, AStalledReaderCostsLinesAndIsTold) {
+   while (log->dropped() < 10)
+      log->notice(6, std::string(1000, 'x'));
+   written();
+   log->notice(6, "there is room again");
+   std::string const text = written();
+   EXPECT_NE(text.find("10 lines were dropped"), std::string::npos);
+   EXPECT_TRUE(text.ends_with("info storagedevices: there is room again\n"));
+}
+
+}  // namespace

@@ -1,0 +1,62 @@
+// Asks an HTTP server of this very process: the loop turns while the test waits for the answer.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "runtime/host/Loop.h"
+
+namespace Support {
+
+class HttpExchange {
+ public:
+   // Connects and sends; the answer is read by `answer`.
+   HttpExchange(std::string const & socketPath, std::string const & request)
+       : fd_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+      connected_ = connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+      if (connected_)
+         send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
+   }
+   HttpExchange(HttpExchange const &) = delete;
+   HttpExchange & operator=(HttpExchange const &) = delete;
+   ~HttpExchange() { close(fd_); }
+
+   bool connected() const { return connected_; }
+
+   // What comes until the server closes, or for five seconds at most.
+   std::string answer() {
+      Vorn::Seconds const deadline = Vorn::System::currentTime() + 5;
+      while (!readSome() && Vorn::System::currentTime() < deadline)
+         Host::turn(0.001);
+      return text_;
+   }
+
+ private:
+   // True at the end of the answer.
+   bool readSome() {
+      std::array<char, 65536> buffer{};
+      ssize_t const count = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
+      if (count > 0)
+         text_.append(buffer.data(), static_cast<std::size_t>(count));
+      return count == 0;
+   }
+
+   int fd_;
+   bool connected_ = false;
+   std::string text_;
+};
+
+inline std::string httpGet(std::string const & socketPath, std::string const & resource) {
+   return HttpExchange{socketPath, "GET " + resource + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"}
+       .answer();
+}
+
+}  // namespace Support
