@@ -259,7 +259,7 @@ void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
 
 void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
-   if (!collector)
+   if (!collector || !collector->finalDisk())
       return;
    diskInfoCollectorSmDel(udevSerial);
    maybeInsertDisk(udevSerial, collector->finalDisk());

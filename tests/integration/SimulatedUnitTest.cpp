@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -507,16 +506,11 @@ TEST_F(FakeToolsTest, theFoldersProgramsComeFirstOnTheSearchPath) {
 
 TEST(ToolReportsTest, aReportOfHdparmCarriesIdentityAndSize) {
    auto const report = hdparmReport({"sda", "Kestrel S2", "KS0001", "KF1.2", 468862128});
-   std::regex const identification(
-       "\\s*Model Number:\\s+([\\w -\\.]*)\\n\\s*Serial Number:\\s+([\\w -]*)\\n"
-       "\\s*Firmware Revision:\\s+([\\w -\\/]*)\\n");
-   std::smatch found;
-   ASSERT_TRUE(std::regex_search(report, found, identification));
-   EXPECT_EQ(found[1].str(), "Kestrel S2" + std::string(30, ' '));
-   EXPECT_EQ(found[2].str(), "KS0001" + std::string(14, ' '));
-   EXPECT_EQ(found[3].str(), "KF1.2   ");
-   ASSERT_TRUE(std::regex_search(report, found, std::regex("\\((\\d+) GB\\)")));
-   EXPECT_EQ(found[1].str(), "240");
+   EXPECT_NE(report.find("\tModel Number:       Kestrel S2" + std::string(30, ' ') +
+                         "\n\tSerial Number:      KS0001" + std::string(14, ' ') +
+                         "\n\tFirmware Revision:  KF1.2   \n"),
+             std::string::npos);
+   EXPECT_NE(report.find(" 240057 MBytes (240 GB)\n"), std::string::npos);
    EXPECT_TRUE(report.starts_with("\n/dev/sda:\n\nATA device"));
 }
 

@@ -15,13 +15,19 @@ void Delivery::enqueue(std::unique_ptr<PendingChange> pending) {
    last_ = added;
 }
 
-void Delivery::deliverPending() {
+void Delivery::tellRest(void const * key, void const * change, std::uint64_t sequence) noexcept {
+   while (cursor_)
+      tell(*cursor_, key, change, sequence);
+}
+
+void Delivery::deliverPending() noexcept {
    while (first_) {
       std::unique_ptr<PendingChange> const pending{first_};
       first_ = pending->next_;
       if (!first_)
          last_ = nullptr;
-      deliver(pending->publisher_, pending->key(), pending->change(), pending->sequence_);
+      cursor_ = pending->publisher_.first_;
+      tellRest(pending->key(), pending->change(), pending->sequence_);
    }
 }
 

@@ -5,6 +5,7 @@
 // in the order in which they happened, and none sees a stale value last.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -46,16 +47,25 @@ class RUNTIME_API Delivery {
    std::uint64_t sequence() const { return sequence_; }
    bool busy() const { return busy_; }
 
-   // Delivers at once. Only for the outermost change: `busy()` is false.
+   // Delivers at once. Only for the outermost change: `busy()` is false. The notifier lives until all
+   // are told, even when nobody holds it any more.
    void deliverOutermost(Node const & notifier, Publisher & publisher, void const * key,
-                         void const * change) {
-      Ptr<Node const> const keepAlive{&notifier};
-      busy_ = true;
-      deliver(publisher, key, change, ++sequence_);
-      if (first_) [[unlikely]]
-         deliverPending();
-      busy_ = false;
+                         void const * change) noexcept {
+      if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]] {
+         // Other threads may let go of it at any moment: only its count keeps it.
+         Ptr<Node const> const keepAlive{&notifier};
+         tellAll(publisher, key, change);
+         return;
+      }
+      // Counting up and down again would cost as much as all the rest.
+      notifier_.store(&notifier, std::memory_order_relaxed);
+      tellAll(publisher, key, change);
+      notifier_.store(nullptr, std::memory_order_relaxed);
+      notifier.goIfUnused();
    }
+
+   // Whether the outermost change is the node's, which therefore must not go yet.
+   bool isTelling(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
 
    void enqueue(std::unique_ptr<PendingChange> pending);
 
@@ -66,17 +76,29 @@ class RUNTIME_API Delivery {
    }
 
  private:
-   void deliver(Publisher & publisher, void const * key, void const * change, std::uint64_t sequence) {
-      cursor_ = publisher.first_;
-      while (Subscriber * const subscriber = cursor_) {
-         cursor_ = subscriber->next_;
-         if (subscriber->since_ < sequence)
-            subscriber->deliver_(*subscriber, key, change);
+   void tellAll(Publisher & publisher, void const * key, void const * change) noexcept {
+      busy_ = true;
+      std::uint64_t const sequence = ++sequence_;
+      if (Subscriber * const first = publisher.first_) [[likely]] {
+         tell(*first, key, change, sequence);
+         if (cursor_) [[unlikely]]
+            tellRest(key, change, sequence);
       }
+      if (first_) [[unlikely]]
+         deliverPending();
+      busy_ = false;
    }
-   void deliverPending();
+   void tell(Subscriber & subscriber, void const * key, void const * change,
+             std::uint64_t sequence) noexcept {
+      cursor_ = subscriber.next_;
+      if (subscriber.since_ < sequence) [[likely]]
+         subscriber.deliver_(subscriber, key, change);
+   }
+   void tellRest(void const * key, void const * change, std::uint64_t sequence) noexcept;
+   void deliverPending() noexcept;
 
    bool busy_ = false;
+   std::atomic<Node const *> notifier_ = nullptr;  // of the outermost change
    std::uint64_t sequence_ = 0;
    Subscriber * cursor_ = nullptr;  // whose turn is next in the change being delivered
    PendingChange * first_ = nullptr;

@@ -1,5 +1,7 @@
 #include "runtime/Pelm/Node.h"
 
+#include "runtime/Pelm/Delivery.h"
+
 namespace Pelm {
 
 namespace detail {
@@ -27,6 +29,8 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
 void Node::vornDoZombieReactors(bool) {}
 
 void Node::countIsZero(std::uint32_t before) const {
+   if (delivery.isTelling(*this))
+      return;
    // Pointers that come and go while a zombie is torn down must not destroy it under its own feet.
    if ((before & static_cast<std::uint32_t>(Flag::zombie)) == 0)
       lastUserGone();
@@ -45,6 +49,8 @@ void Node::lastUserGone() const {
 }
 
 void Node::destroy() const {
+   if (delivery.isTelling(*this))
+      return;
    // Pointers that come and go while destructors run find a node that is nobody's to destroy.
    nodeFlagSet(Flag::tornDown, false);
    delete this;

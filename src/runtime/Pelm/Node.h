@@ -69,6 +69,13 @@ class RUNTIME_API Node {
  private:
    static constexpr std::uint32_t countMask = (1U << 28) - 1;
 
+   friend class Delivery;
+   // For the delivery, which held the node without counting.
+   void goIfUnused() const {
+      if (useCount() == 0) [[unlikely]]
+         countIsZero(word_.load(std::memory_order_relaxed));
+   }
+
    void countIsZero(std::uint32_t before) const;
    void destroy() const;
 

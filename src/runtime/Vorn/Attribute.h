@@ -43,11 +43,20 @@ class PendingChangeOf final : public Pelm::PendingChange {
 
 struct NoKey {};
 
+// Kept out of the way of the outermost change, which is the usual one.
 template <class Key, class T>
-void publish(Pelm::Node const & notifier, Pelm::Publisher & publisher, Key const & key, Change<T> change) {
+[[gnu::noinline, gnu::cold]] void enqueue(Pelm::Node const & notifier, Pelm::Publisher & publisher,
+                                          Key const & key, Change<T> && change) {
+   Pelm::delivery.enqueue(
+       std::make_unique<PendingChangeOf<Key, T>>(notifier, publisher, key, std::move(change)));
+}
+
+// The change goes by reference: copied through registers, it would be read before its parts are written.
+template <class Key, class T>
+[[gnu::always_inline]] inline void publish(Pelm::Node const & notifier, Pelm::Publisher & publisher,
+                                           Key const & key, Change<T> && change) {
    if (Pelm::delivery.busy()) [[unlikely]]
-      Pelm::delivery.enqueue(
-          std::make_unique<PendingChangeOf<Key, T>>(notifier, publisher, key, std::move(change)));
+      enqueue(notifier, publisher, key, std::move(change));
    else
       Pelm::delivery.deliverOutermost(notifier, publisher, &key, &change);
 }
