@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <variant>
+
+#include "runtime/Vorn/ValueRecord.h"
 
 namespace StorageDevices {
 
@@ -16,7 +19,7 @@ enum class CidError {
 };
 
 // The 128 bits of the register, least significant byte first, as the eMMC standard (JEDEC) lays them out.
-class Cid {
+class Cid : public Vorn::ValueRecord<Cid> {
  public:
    static constexpr std::size_t pnmSize = 6;
 
@@ -72,7 +75,22 @@ class Cid {
    // The `pnmSize` bytes of the product name as they are stored: last character first.
    std::uint8_t const * pnm() const { return &bytes_[7]; }
 
-   bool operator==(Cid const &) const = default;
+   static constexpr char const * recordName = "Cid";
+   static constexpr auto recordFields() {
+      return std::tuple{Vorn::recordField("crcStorage", &Cid::crcStorage, &Cid::crcStorageIs),
+                        Vorn::recordField("mdt", &Cid::mdt, &Cid::mdtIs),
+                        Vorn::recordField("psn", &Cid::psn, &Cid::psnIs),
+                        Vorn::recordField("prv", &Cid::prv, &Cid::prvIs),
+                        Vorn::recordField("pnm0", &Cid::pnm0, &Cid::pnm0Is),
+                        Vorn::recordField("pnm1", &Cid::pnm1, &Cid::pnm1Is),
+                        Vorn::recordField("pnm2", &Cid::pnm2, &Cid::pnm2Is),
+                        Vorn::recordField("pnm3", &Cid::pnm3, &Cid::pnm3Is),
+                        Vorn::recordField("pnm4", &Cid::pnm4, &Cid::pnm4Is),
+                        Vorn::recordField("pnm5", &Cid::pnm5, &Cid::pnm5Is),
+                        Vorn::recordField("oid", &Cid::oid, &Cid::oidIs),
+                        Vorn::recordField("cbxStorage", &Cid::cbxStorage, &Cid::cbxStorageIs),
+                        Vorn::recordField("mid", &Cid::mid, &Cid::midIs)};
+   }
 
  private:
    friend std::variant<Cid, CidError> parseCid(std::string_view text);

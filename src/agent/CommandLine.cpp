@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "agent/HttpAddress.h"
 #include "agent/Text.h"
 
 namespace Agent {
@@ -54,11 +55,21 @@ std::string timeScaleError(std::string & text) {
    return "must be a number from 0.001 to 100000, not \"" + text + "\"";
 }
 
+std::string httpAddressError(std::string & text) {
+   auto const address = parseHttpAddress(text);
+   if (address && address->loopback())
+      return {};
+   return "must be a loopback address and a port such as 127.0.0.1:9634, not \"" + text + "\"";
+}
+
 void addDemo(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand("demo", "Run a simulated appliance; touches no disk");
    sub->add_option("--time-scale", command.timeScale, "How many times faster time runs, 0.001 to 100000")
        ->type_name("N")
        ->check(CLI::Validator{timeScaleError, ""});
+   sub->add_option("--http", command.http, "Serve the simulated agent's status on TCP as well, loopback only")
+       ->type_name("ADDR:PORT")
+       ->check(CLI::Validator{httpAddressError, ""});
    sub->callback([&command] { command.kind = Command::Kind::demo; });
 }
 

@@ -19,6 +19,7 @@ struct Command {
    bool watch = false;                        // status; never together with json
    std::string socket = defaultStatusSocket;  // status
    std::optional<double> timeScale;           // demo: 0.001 to 100000
+   std::optional<std::string> http;           // demo: a loopback address and a port
 
    bool operator==(Command const &) const = default;
 };

@@ -126,6 +126,8 @@ int runDemo(Agent::Command const & command) {
       std::vector<char const *> arguments{program.c_str(), "--agent", self.c_str()};
       if (command.timeScale)
          arguments.insert(arguments.end(), {"--time-scale", scale.c_str()});
+      if (command.http)
+         arguments.insert(arguments.end(), {"--http", command.http->c_str()});
       arguments.push_back(nullptr);
       execv(program.c_str(), const_cast<char **>(arguments.data()));
       if (errno != ENOENT)

@@ -57,7 +57,7 @@ TEST_F(BashRegexMatchTest, aBadPatternMatchesNothing) {
 }
 
 TEST_F(BashRegexMatchTest, textsThatLookLikeOperatorsAreOnlyTexts) {
-   EXPECT_TRUE(bashRegexMatch("match", "ma"));
+   EXPECT_TRUE(bashRegexMatch("1 + 1", "1 + 1"));
    EXPECT_TRUE(bashRegexMatch("a b'c\"d$e", "a b'c"));
    EXPECT_FALSE(bashRegexMatch("$(exit 0)", "x"));
    EXPECT_TRUE(bashRegexMatch(std::string(100000, 'a').c_str(), "a*$"));
@@ -111,15 +111,16 @@ TEST_F(BashRegexMatchTest, aMissingProgramIsTracedAndMatchesNothing) {
 }
 
 TEST_F(BashRegexMatchTest, withoutDevNullItIsTracedAndTheProgramRunsAllTheSame) {
-   exprIs("exit 0");
+   // No script: a shell needs descriptors that the limit does not leave it.
+   std::filesystem::create_symlink("/bin/true", folder_.path() / "expr");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    bool matches = false;
    {
       Support::DescriptorLimit const limit{0};
       matches = bashRegexMatch("a", "a");
    }
-   EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /dev/null"});
    EXPECT_TRUE(matches);
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /dev/null"});
 }
 
 TEST_F(BashRegexMatchTest, aThousandCallsLeaveNeitherDescriptorsNorChildren) {

@@ -190,5 +190,15 @@ TEST(CidTest, serialAndRevisionAreWrittenAsAlways) {
    }
 }
 
+TEST(CidTest, itsTextFormNamesEveryFieldAndReadsBack) {
+   Cid const cid = cidOf(text);
+   EXPECT_EQ(
+       cid.stringValue().view(),
+       "Cid(crcStorage=109, mdt=75, psn=2591, prv=10, pnm0=66, pnm1=71, pnm2=50, pnm3=51, pnm4=88, pnm5=69, "
+       "oid=0, cbxStorage=1, mid=155)");
+   EXPECT_EQ(Cid::instance(cid.stringValue().view()).value(), cid);
+   EXPECT_FALSE(Cid::instance("Cid(crcStorage=256)"));
+}
+
 }  // namespace
 }  // namespace StorageDevices

@@ -155,11 +155,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Unusable{"otherCase", printing(listOf(device(identity, "/dev/NVMe0n1"))), noEntry},
                     Unusable{"pathIsNoText", printing(listOf(R"({"DevicePath":7})")), noEntry},
                     Unusable{"elementIsNoObject", printing(listOf("7," + device(identity))), noEntry}),
-    [](auto const & info) { return std::string{info.param.name}; });
+    [](auto const & unusable) { return std::string{unusable.param.name}; });
 
 TEST_F(NvmeCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
-   EXPECT_EQ(collected(), unchanged());
+   auto const result = collected();
+   EXPECT_EQ(result, unchanged());
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{failed});
 }
 

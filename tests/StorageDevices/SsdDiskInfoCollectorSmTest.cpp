@@ -153,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(
             noMatch},
         Unusable{"solidusInTheModel", printing(identification("Foo/Bar") + size()), noMatch},
         Unusable{"allBehindANul", "printf '\\0'\n" + printing(identification() + size()), noMatch}),
-    [](auto const & info) { return std::string{info.param.name}; });
+    [](auto const & unusable) { return std::string{unusable.param.name}; });
 
 TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};

@@ -53,6 +53,8 @@ TEST(CommandLine, takesTheOptionsOfEachCommand) {
    EXPECT_EQ(watch.socket, "/x.sock");
    EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
    EXPECT_EQ(commandOf({"demo", "--time-scale", "250.5"}).timeScale, 250.5);
+   EXPECT_EQ(commandOf({"demo", "--http", "127.0.0.1:9634"}).http, "127.0.0.1:9634");
+   EXPECT_NE(usageErrorOf({"demo", "--http", "0.0.0.0:9634"}).find("--http"), std::string::npos);
 }
 
 TEST(CommandLine, refusesWrongUsageInOneLine) {

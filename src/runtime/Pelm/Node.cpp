@@ -49,8 +49,6 @@ void Node::lastUserGone() const {
 }
 
 void Node::destroy() const {
-   if (delivery.isTelling(*this))
-      return;
    // Pointers that come and go while destructors run find a node that is nobody's to destroy.
    nodeFlagSet(Flag::tornDown, false);
    delete this;

@@ -1,0 +1,22 @@
+#include "StorageDevices/EtcBlockdevEntry.h"
+
+#include <gtest/gtest.h>
+
+namespace StorageDevices {
+namespace {
+
+TEST(EtcBlockdevEntryTest, isComparedByValue) {
+   EXPECT_TRUE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("a.*", "drive")));
+   EXPECT_FALSE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("a.*", "flash")));
+   EXPECT_FALSE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("b.*", "drive")));
+}
+
+TEST(EtcBlockdevEntryTest, itsTextFormReadsBack) {
+   EtcBlockdevEntry const entry{"pci0000:00/.*, \"x\"\\(1)", "drive"};
+   EXPECT_EQ(entry.stringValue().view(),
+             R"x(EtcBlockdevEntry(sysPathRe="pci0000:00/.*, \"x\"\\(1)", mount="drive"))x");
+   EXPECT_EQ(EtcBlockdevEntry::instance(entry.stringValue().view()).value(), entry);
+}
+
+}  // namespace
+}  // namespace StorageDevices
