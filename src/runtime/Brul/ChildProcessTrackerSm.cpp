@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/Vorn/ActivityManager.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
 
@@ -16,6 +17,7 @@ class ChildProcessTrackerSm::Orphan {
  public:
    Orphan(ChildProcessTrackerSm & tracker, pid_t pid, int pidfd)
        : tracker_{tracker}, pid_{pid}, exit_{Pelm::make<Vorn::FileDescriptor>("orphan")} {
+      Vorn::activityManager().outsideWorkInc(1);
       exit_->descriptorIs(pidfd);
       reactor_.notifierIs(exit_);
       reactor_.on<&Orphan::handleExit>(exit_->readableCount, *this);
@@ -28,6 +30,7 @@ class ChildProcessTrackerSm::Orphan {
    // It has been killed, so it dies at once unless the kernel holds it; then init will reap it.
    ~Orphan() {
       constexpr int patienceMs = 200;
+      Vorn::activityManager().outsideWorkInc(-1);
       int const pidfd = exit_->descriptor();
       exit_->descriptorIs(-1);
       pollfd died{pidfd, POLLIN, 0};
