@@ -1,7 +1,7 @@
-"""The agent on the emulated appliance: what it says of every disk, and how it follows faults, pulls, plugs and storms."""
+"""The agent on the emulated appliance: what it says of every disk, and how it follows faults, pulls, plugs, storms."""
 
 import json
-from collections.abc import Callable
+from collections.abc import Callable, Collection
 from pathlib import Path
 from typing import Any
 
@@ -19,15 +19,20 @@ STORM_SECONDS = 400
 
 TEST_MOUNT = "/mnt/drive"
 
+# What the agent runs beside discovery: the start-up check and, by their keys in the state document, the monitors.
+DETECTION = "detection"
+MONITORS = (DETECTION, "smartData", "nvmeData", "ioStatData", "mountPoints", "storageDevicesInfo")
+
 
 class AgentScenario:
     """Runs the checks in order; the present disks are kept up to date as they are pulled and plugged."""
 
-    def __init__(self, appliance: Appliance, storm_rounds: int) -> None:
+    def __init__(self, appliance: Appliance, monitors: Collection[str], storm_rounds: int) -> None:
         self._appliance = appliance
         self._guest = appliance.guest
         self._report = appliance.report
         self._agent = Agent(appliance.guest)
+        self._monitors = frozenset(monitors)
         self._storm_rounds = storm_rounds
         self._watched = list(machine.WATCHED)
         self._last_state: dict[str, Any] = {}
@@ -71,9 +76,16 @@ class AgentScenario:
             FOLLOW_SECONDS,
         )
         self._expect_records("at the start")
+        running = sorted(set(self._agent.state()) & set(MONITORS))
+        self._report.equal("the monitors that should run do", running, sorted(self._monitors - {DETECTION}))
+        for monitor in MONITORS:
+            if monitor not in self._monitors:
+                self._report.note(f"not checked, since this agent is said not to have it: {monitor}")
 
     def _check_detection(self) -> None:
         """The start-up check reports what is absent or not mounted, and nothing else."""
+        if DETECTION not in self._monitors:
+            return
         absent, unmounted = f"/mnt/{machine.ABSENT_MOUNT}", machine.SATA_HDD.expected["mountPoint"]
         self._says("an expected disk that is absent is reported", "STORAGEDEVICE_DETECTION_ERROR", absent)
         self._says("a disk that is not mounted is reported", "STORAGEDEVICE_PARTITION_NOT_MOUNTED", unmounted)
@@ -86,7 +98,8 @@ class AgentScenario:
     def _expect_disks(self, when: str, seconds: float = FOLLOW_SECONDS) -> None:
         """Checks that the agent comes to watch exactly the disks that it should."""
         wanted = sorted(record["name"] for record in self._appliance.expected_records(self._watched).values())
-        self._report.becomes(f"{when}: the agent watches {wanted}", lambda: sorted(self._agent.disks()), wanted, seconds)
+        check = f"{when}: the agent watches {wanted}"
+        self._report.becomes(check, lambda: sorted(self._agent.disks()), wanted, seconds)
 
     def _expect_records(self, when: str) -> None:
         """Checks every field of every disk, and the map from udev's serials."""
@@ -94,29 +107,44 @@ class AgentScenario:
         devices = self._agent.state().get("connectedDevices", {})
         for disk, record in expected.items():
             actual = devices.get("disk", {}).get(record["name"], {})
-            wrong = {key: actual.get(key) for key, value in record.items() if actual.get(key) != value}
-            detail = "; ".join(f"{key} is {value!r}, not {record[key]!r}" for key, value in wrong.items())
+            wrong = [key for key, value in record.items() if actual.get(key) != value]
+            detail = "; ".join(f"{key} is {actual.get(key)!r}, not {record[key]!r}" for key in wrong)
             self._report.check(f"{when}: the record of {disk.name} is right", not wrong, detail)
         names = {disk.udev_serial: record["name"] for disk, record in expected.items()}
         self._report.equal(f"{when}: udev's serials lead to the disks", devices.get("udevSerialToSerialMap"), names)
 
     def _check_health(self) -> None:
-        serial, nvme = machine.SATA_SSD.serial, machine.NVME_FIXED.serial
+        """Each monitor keeps a record of the disks that are its own, filled from what the tools say."""
+        busses = {record["name"]: record["busType"] for record in self._agent.disks().values()}
+        wired_disks = {name for name, bus in busses.items() if bus != machine.OTHER}
+        nvme_drives = {name for name, bus in busses.items() if bus == machine.NVME}
+        self._check_polled("smartData", wired_disks, machine.SATA_SSD, "attrs", self._compare_smart)
+        self._check_polled("nvmeData", nvme_drives, machine.NVME_FIXED, "temperatureCelsius", self._compare_nvme)
+        if "ioStatData" in self._monitors:
+            kept = sorted(self._agent.state().get("ioStatData", {}))
+            self._report.equal("I/O statistics are kept for every disk", kept, sorted(busses))
 
-        def polled(state: dict[str, Any]) -> bool:
-            sata_read = state.get("smartData", {}).get(serial, {}).get("attrs", {})
-            return bool(sata_read and state.get("nvmeData", {}).get(nvme))
-
-        state = self._report.eventually("SATA and NVMe drives are polled", self._agent.state, polled, FOLLOW_SECONDS)
-        if polled(state):
-            self._compare_smart(state["smartData"][serial])
-            self._compare_nvme(state["nvmeData"][nvme])
-        busses = {disk.serial: disk.expected["busType"] for disk in self._watched if disk is not machine.CARD}
-        self._report.equal("SMART data is kept for all but cards", set(state.get("smartData", {})), set(busses))
-        drives = {name for name, bus in busses.items() if bus == machine.NVME}
-        self._report.equal("NVMe data is kept for NVMe drives", set(state.get("nvmeData", {})), drives)
-        everyone = set(state.get("connectedDevices", {}).get("disk", {}))
-        self._report.equal("I/O statistics are kept for every disk", set(state.get("ioStatData", {})), everyone)
+    def _check_polled(
+        self,
+        monitor: str,
+        disks: set[str],
+        example: Disk,
+        attribute: str,
+        compare: Callable[[dict[str, Any]], None],
+    ) -> None:
+        """Checks whose data a monitor keeps and, once the example's has the attribute, what it says."""
+        if monitor not in self._monitors:
+            return
+        kept = sorted(self._agent.state().get(monitor, {}))
+        self._report.equal(f"{monitor} is kept for its disks", kept, sorted(disks))
+        data = self._report.eventually(
+            f"{monitor} of {example.name} is read",
+            lambda: self._agent.state().get(monitor, {}).get(example.serial, {}),
+            lambda data: bool(data.get(attribute)),
+            FOLLOW_SECONDS,
+        )
+        if data.get(attribute):
+            compare(data)
 
     def _compare_smart(self, data: dict[str, Any]) -> None:
         device = self._appliance.disks()[machine.SATA_SSD.udev_serial].device
@@ -138,23 +166,27 @@ class AgentScenario:
         self._report.check("its counters are read, though printed as texts", 0 < reads <= told, f"{reads} of {told}")
 
     def _check_file_system(self, partition: str) -> None:
-        def tested(state: dict[str, Any]) -> bool:
-            health = self._mount(state).get("fsHealth", {})
+        if "mountPoints" not in self._monitors:
+            return
+
+        def tested(mount: dict[str, Any]) -> bool:
+            health = mount.get("fsHealth", {})
             return bool(health.get("writeTestOk") and health.get("readTestOk"))
 
-        state = self._report.eventually(
-            f"the file system at {TEST_MOUNT} passes its test", self._agent.state, tested, FILE_SYSTEM_TEST_SECONDS
+        mount = self._report.eventually(
+            f"the file system at {TEST_MOUNT} passes its test", self._mount, tested, FILE_SYSTEM_TEST_SECONDS
         )
-        self._report.equal("its device is the partition mounted", self._mount(state).get("device"), partition)
+        self._report.equal("its device is the partition mounted", mount.get("device"), partition)
         written = self._guest.run(f"stat -c %s {TEST_MOUNT}/debug/healthTestCookie").out.strip()
-        self._report.equal("a whole block was written", written, str(self._mount(state).get("blkSize")))
+        self._report.equal("a whole block was written", written, str(mount.get("blkSize")))
 
-    @staticmethod
-    def _mount(state: dict[str, Any]) -> dict[str, Any]:
-        return state.get("mountPoints", {}).get(TEST_MOUNT, {})
+    def _mount(self) -> dict[str, Any]:
+        return self._agent.state().get("mountPoints", {}).get(TEST_MOUNT, {})
 
     def _check_faults(self) -> None:
         """A read of a faulty sector fails in the emulator; the kernel's lines about it reach the agent."""
+        if "storageDevicesInfo" not in self._monitors:
+            return
         disk = machine.SATA_HDD
         early = self._agent.has_said("STORAGEDEVICE_IO_ERROR", disk.serial)
         self._report.check("a disk without errors is not said to have any", not early)
@@ -182,7 +214,10 @@ class AgentScenario:
         self._report.check(f"{when}: its entry in the map is gone", disk.udev_serial not in known, str(known))
 
     def _expect_offline(self, when: str, disk: Disk, disconnects: int) -> None:
-        self._says(f"{when}: it is reported offline", "STORAGEDEVICE_OFFLINE", disk.serial)
+        if DETECTION in self._monitors:
+            self._says(f"{when}: it is reported offline", "STORAGEDEVICE_OFFLINE", disk.serial)
+        if "storageDevicesInfo" not in self._monitors:
+            return
         record = self._agent.state().get("storageDevicesInfo", {}).get("fsList", {}).get(disk.serial, {})
         self._report.equal(f"{when}: the disconnection is counted", record.get("disconnectCount"), disconnects)
 

@@ -7,6 +7,7 @@ from typing import TypeVar
 T = TypeVar("T")
 
 POLL_SECONDS = 0.25
+DETAIL_LENGTH = 600
 
 
 class SetupError(Exception):
@@ -30,7 +31,7 @@ class Report:
             print(f"ok - {name}", flush=True)
         else:
             self.failures.append(name)
-            print(f"FAILED - {name}{': ' + detail if detail else ''}", flush=True)
+            print(f"FAILED - {name}{': ' + detail[:DETAIL_LENGTH] if detail else ''}", flush=True)
         return holds
 
     def equal(self, name: str, actual: object, expected: object) -> bool:
