@@ -34,13 +34,13 @@ class TempDir {
    std::string string() const { return path_.string(); }
 
    std::filesystem::path fileIs(std::string_view name, std::string_view content) const {
-      auto const path = path_ / name;
+      auto path = path_ / name;
       std::ofstream{path, std::ios::binary} << content;
       return path;
    }
    // An executable shell script.
    std::filesystem::path scriptIs(std::string_view name, std::string_view body) const {
-      auto const path = fileIs(name, std::string{"#!/bin/sh\n"}.append(body).append("\n"));
+      auto path = fileIs(name, std::string{"#!/bin/sh\n"}.append(body).append("\n"));
       std::filesystem::permissions(path, std::filesystem::perms::owner_all);
       return path;
    }

@@ -20,7 +20,7 @@ TraceHandle traceHandle{"VornPoller", true};
 
 // Enough to make the cost of a turn small beside that of its handlers, few enough to stay fair:
 // the kernel hands out the rest in the following turns, in rotation.
-constexpr std::size_t batch = 256;
+constexpr std::size_t batch = 1024;
 
 unsigned wantedEvents(FileDescriptor const & descriptor) {
    if (descriptor.descriptor() < 0)
@@ -50,7 +50,7 @@ void Poller::watch(FileDescriptor & descriptor) {
    if (wanted == descriptor.watchedEvents_)
       return;
    if (tellKernel(descriptor, wanted)) {
-      watchers_[descriptor.descriptor()] = &descriptor;
+      watcherIs(descriptor.descriptor(), &descriptor);
       descriptor.watchedFd_ = descriptor.descriptor();
       descriptor.watchedEvents_ = wanted;
       return;
@@ -64,9 +64,20 @@ void Poller::watch(FileDescriptor & descriptor) {
                                  << Errno(error, "epoll_ctl");
 }
 
+FileDescriptor * Poller::watcher(int fd) const {
+   auto const index = static_cast<std::size_t>(fd);  // beyond all others for -1
+   return index < watchers_.size() ? watchers_[index] : nullptr;
+}
+
 bool Poller::isWatched(FileDescriptor const & descriptor) const {
-   auto const watcher = watchers_.find(descriptor.watchedFd_);
-   return watcher != watchers_.end() && watcher->second == &descriptor;
+   return watcher(descriptor.watchedFd_) == &descriptor;
+}
+
+void Poller::watcherIs(int fd, FileDescriptor * descriptor) {
+   auto const index = static_cast<std::size_t>(fd);
+   if (index >= watchers_.size())
+      watchers_.resize(index + 1);
+   watchers_[index] = descriptor;
 }
 
 bool Poller::tellKernel(FileDescriptor & descriptor, unsigned events) {
@@ -87,7 +98,7 @@ void Poller::unwatch(FileDescriptor & descriptor) {
    std::erase(unpollable_, &descriptor);
    if (isWatched(descriptor)) {
       epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor.watchedFd_, nullptr);
-      watchers_.erase(descriptor.watchedFd_);
+      watcherIs(descriptor.watchedFd_, nullptr);
    }
    descriptor.watchedEvents_ = 0;
    descriptor.watchedFd_ = -1;
@@ -109,11 +120,11 @@ std::size_t Poller::tellReady(int count) {
    for (int i = 0; i < count; ++i) {
       epoll_event const event = ready_[static_cast<std::size_t>(i)];
       std::uint64_t const data = event.data.u64;
-      auto const watcher = watchers_.find(static_cast<int>(data & UINT32_MAX));
+      FileDescriptor * const watching = watcher(static_cast<int>(data & UINT32_MAX));
       // The watch may have ended in a handler of this batch, or its number been closed behind our back.
-      if (watcher == watchers_.end() || watcher->second->watch_ != data >> 32U)
+      if (!watching || watching->watch_ != data >> 32U)
          continue;
-      Pelm::Ptr<FileDescriptor> const descriptor{watcher->second};
+      Pelm::Ptr<FileDescriptor> const descriptor{watching};
       unsigned const failed = event.events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});
       descriptor->handleReady((event.events & EPOLLIN) || failed, (event.events & EPOLLOUT) || failed);
       ++told;

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 struct epoll_event;
@@ -31,7 +30,10 @@ class Poller {
    Poller();
    ~Poller() = default;
 
+   // Null when nobody watches that number.
+   FileDescriptor * watcher(int fd) const;
    bool isWatched(FileDescriptor const & descriptor) const;
+   void watcherIs(int fd, FileDescriptor * descriptor);
    bool tellKernel(FileDescriptor & descriptor, unsigned events);
    void unwatch(FileDescriptor & descriptor);
    std::size_t tellReady(int count);
@@ -40,8 +42,8 @@ class Poller {
    int epoll_;
    std::uint32_t watches_ = 0;  // made so far
    // Which entity the kernel's registration of a descriptor number belongs to: a number may be
-   // closed and reused before the entity that watched it is told.
-   std::unordered_map<int, FileDescriptor *> watchers_;
+   // closed and reused before the entity that watched it is told. By number, which the kernel keeps low.
+   std::vector<FileDescriptor *> watchers_;
    std::vector<FileDescriptor *> unpollable_;  // owed one notification each
    std::vector<epoll_event> ready_;            // the batch being told
    std::vector<FileDescriptor *> telling_;     // the unpollable ones being told
