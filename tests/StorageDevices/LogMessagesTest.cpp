@@ -52,24 +52,21 @@ TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
    logs_.offline("S1");
    logs_.lifetimeInfo("/mnt/drive", "S", "M", "F", "12", "7");
    logs_.lifetimeWarning("/mnt/drive", "S", "M", "F", "340", "7");
+   std::string const disk = "(SN:S Model:M Firmware:F)";
+   std::string const lifetime = "Lifetime of /mnt/drive " + disk + " has decreased faster than expected ";
    EXPECT_EQ(recorder_.texts(),
              (std::vector<std::string>{
-                 "A test operation (write) encountered an error on /mnt/flash (SN:S Model:M Firmware:F): why",
-                 "/mnt/drive (SN:S Model:M Firmware:F) has read or write errors and is unstable.",
-                 "USB storage at /mnt/usb1 (SN:S Model:M Firmware:F) appears to be faulty.",
-                 "disk utilization on /mnt/flash (SN:S Model:M Firmware:F) exceeds 95%",
+                 "A test operation (write) encountered an error on /mnt/flash " + disk + ": why",
+                 "/mnt/drive " + disk + " has read or write errors and is unstable.",
+                 "USB storage at /mnt/usb1 " + disk + " appears to be faulty.",
+                 "disk utilization on /mnt/flash " + disk + " exceeds 95%",
                  "Failed to detect storage device drive2 on bootup.",
                  "Storage device partition /dev/sda1 not mounted as /mnt/drive",
-                 "Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition "
-                 "/dev/sda to "
-                 "be mounted instead.",
+                 std::string{"Unexpected partition /dev/sdb1 mounted as /mnt/drive. "} +
+                     "Expected storage device partition /dev/sda to be mounted instead.",
                  "A removal event occurred unexpectedly for internal storage device S1",
-                 "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (12GB "
-                 "written in "
-                 "the last 7 days).",
-                 "Lifetime of /mnt/drive (SN:S Model:M Firmware:F) has decreased faster than expected (340GB "
-                 "written "
-                 "in the last 7 days)."}));
+                 lifetime + "(12GB written in the last 7 days).",
+                 lifetime + "(340GB written in the last 7 days)."}));
 }
 
 TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {

@@ -126,6 +126,7 @@ TEST_P(UnusableNvmeListTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy)
    EXPECT_EQ(result, unchanged());
    EXPECT_EQ(result.mibType, 4);
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{GetParam().trace});
+   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 

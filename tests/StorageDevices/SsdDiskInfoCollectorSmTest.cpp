@@ -128,6 +128,7 @@ TEST_P(UnusableHdparmTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
    EXPECT_EQ(result, unchanged());
    EXPECT_EQ(result.mibType, 2);
    EXPECT_EQ(errorsText(), GetParam().trace + "\n");
+   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 

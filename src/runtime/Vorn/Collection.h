@@ -97,7 +97,7 @@ class Collection {
       T * const stored = members_.find(key);
       if (!stored)
          return;
-      // The caller's key may live in the entry that goes.
+      // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `key` may live in the entry that goes.
       Key const name = key;
       T const old = *stored;
       members_.erase(name);

@@ -53,11 +53,4 @@ void FileDescriptor::watch() {
    Poller::instance().watch(*this);
 }
 
-void FileDescriptor::handleReady(bool readable, bool writable) {
-   if (readable && notifyOnReadable())
-      readableCount.valueIs(readableCount() + 1);
-   if (writable && notifyOnWritable())
-      writableCount.valueIs(writableCount() + 1);
-}
-
 }  // namespace Vorn

@@ -6,6 +6,7 @@
 
 #include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
 
@@ -40,7 +41,19 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
 
  private:
    friend Poller;
-   void handleReady(bool readable, bool writable);
+   // Does not touch the entity after the last of what it tells: those who are told may let go of it.
+   void handleReady(bool readable, bool writable) {
+      bool const tellReadable = readable && notifyOnReadable();
+      if (writable && notifyOnWritable()) [[unlikely]] {
+         Pelm::Ptr<FileDescriptor> const keepAlive{this};
+         if (tellReadable)
+            readableCount.valueIs(readableCount() + 1);
+         if (notifyOnWritable())
+            writableCount.valueIs(writableCount() + 1);
+      } else if (tellReadable) {
+         readableCount.valueIs(readableCount() + 1);
+      }
+   }
    void watch();
 
    Pelm::String name_;

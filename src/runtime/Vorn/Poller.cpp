@@ -118,15 +118,14 @@ std::size_t Poller::turn(int timeoutMs) {
 std::size_t Poller::tellReady(int count) {
    std::size_t told = 0;
    for (int i = 0; i < count; ++i) {
-      epoll_event const event = ready_[static_cast<std::size_t>(i)];
-      std::uint64_t const data = event.data.u64;
+      unsigned const events = ready_[static_cast<std::size_t>(i)].events;
+      std::uint64_t const data = ready_[static_cast<std::size_t>(i)].data.u64;
       FileDescriptor * const watching = watcher(static_cast<int>(data & UINT32_MAX));
       // The watch may have ended in a handler of this batch, or its number been closed behind our back.
       if (!watching || watching->watch_ != data >> 32U)
          continue;
-      Pelm::Ptr<FileDescriptor> const descriptor{watching};
-      unsigned const failed = event.events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});
-      descriptor->handleReady((event.events & EPOLLIN) || failed, (event.events & EPOLLOUT) || failed);
+      unsigned const failed = events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});
+      watching->handleReady((events & EPOLLIN) || failed, (events & EPOLLOUT) || failed);
       ++told;
    }
    return told;
@@ -137,10 +136,10 @@ std::size_t Poller::tellUnpollable() {
       return 0;
    telling_.swap(unpollable_);
    std::size_t told = 0;
-   for (std::size_t i = 0; i < telling_.size(); ++i) {
-      if (!telling_[i])
+   for (FileDescriptor * const waiting : telling_) {
+      if (!waiting)
          continue;
-      Pelm::Ptr<FileDescriptor> const descriptor{telling_[i]};
+      Pelm::Ptr<FileDescriptor> const descriptor{waiting};
       bool const readable = std::exchange(descriptor->armedReadable_, false);
       bool const writable = std::exchange(descriptor->armedWritable_, false);
       descriptor->handleReady(readable, writable);

@@ -24,6 +24,7 @@ class Seconds {
    constexpr Seconds operator/(double factor) const { return value_ / factor; }
    constexpr Seconds & operator+=(Seconds other) { return *this = *this + other; }
    constexpr Seconds & operator-=(Seconds other) { return *this = *this - other; }
+   // NOLINTNEXTLINE(modernize-use-nullptr): it takes a zero that the compiler makes up for a pointer.
    constexpr auto operator<=>(Seconds const &) const = default;
 
  private:

@@ -83,8 +83,9 @@ class RUNTIME_API TraceHelper {
 
 }  // namespace Vorn
 
-// NOLINTNEXTLINE(cppcoreguidelines-macro-usage): only a macro can leave its right side unevaluated.
+// NOLINTBEGIN(bugprone-macro-parentheses): only a macro can leave its right side unevaluated.
 #define VORN_TRACE(handle, level)                              \
    !(handle).enabled(level) ? static_cast<void>(0)             \
                             : ::Vorn::TraceHelper::Voidify{} & \
                                   ::Vorn::TraceHelper((handle), (level), __FILE__, __LINE__, __func__)
+// NOLINTEND(bugprone-macro-parentheses)

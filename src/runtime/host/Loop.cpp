@@ -20,8 +20,13 @@ int milliseconds(Vorn::Seconds real) {
 }
 
 Turn realTurn(Vorn::Clock & clock, double secondsPerSecond, Vorn::Seconds maxWait) {
-   Vorn::Seconds const untilNext = (clock.nextTime() - Vorn::System::currentTime()) * secondsPerSecond;
-   std::size_t const told = Vorn::Poller::instance().turn(milliseconds(std::min(untilNext, maxWait)));
+   Vorn::Poller & poller = Vorn::Poller::instance();
+   // A busy loop need not read the clock before it asks what is ready; an idle one can afford to ask twice.
+   std::size_t told = poller.turn(0);
+   if (!told && maxWait > 0) {
+      Vorn::Seconds const untilNext = (clock.nextTime() - Vorn::System::currentTime()) * secondsPerSecond;
+      told = poller.turn(milliseconds(std::min(untilNext, maxWait)));
+   }
    Vorn::Seconds const now = Vorn::System::currentTime();
    bool const due = clock.nextTime() <= now;
    if (due)

@@ -35,10 +35,11 @@ class RUNTIME_API RealTime final : public TimeSource {
    explicit RealTime(double scale = 1.0);
    Vorn::Seconds now() override;
    Vorn::Seconds utc() override;
-   double realSecondsPerSecond() const override { return 1 / scale_; }
+   double realSecondsPerSecond() const override { return period_; }
 
  private:
    double scale_;
+   double period_ = 1 / scale_;
    Vorn::Seconds monotonicStart_;
    Vorn::Seconds utcStart_;
 };

@@ -1,0 +1,59 @@
+// One change of an attribute, delivered to one subscriber, beside an opaque virtual call of the same
+// work and beside the emission of a signal of sigc++ to one slot.
+#include <stdexcept>
+
+#include "DeliveryPeers.h"
+#include "Ratio.h"
+
+namespace {
+
+constexpr int changesPerRound = 50'000;
+
+// Writes ever new values; `change` is the mutator and `told` the value that arrived.
+template <class Change, class Told>
+Bench::Contender contender(Change change, Told told) {
+   constexpr int checked = 1000;
+   int value = 0;
+   while (value < checked) {
+      change(++value);
+      if (told() != value)
+         throw std::runtime_error("a change was not told before its mutator returned");
+   }
+   return [change, value]() mutable {
+      int const first = value;
+      value += changesPerRound;
+      return Bench::secondsOf([&, last = value] {
+                for (int now = first + 1; now <= last; ++now)
+                   change(now);
+             }) /
+             changesPerRound;
+   };
+}
+
+}  // namespace
+
+int main() {
+   auto const gauge = Pelm::make<Bench::Gauge>();
+   Bench::GaugeReactor const reactor{gauge};
+   auto const listener = Bench::makeListener();
+   Bench::ListenedGauge listened{*listener};
+   Bench::SignallingGauge signalling;
+   Bench::SlotOwner const slotOwner{signalling};
+
+   enum : std::size_t { ours, sameWork, bareCall, signal };
+   auto const rounds = Bench::compete(
+       {
+           contender([&](int value) { gauge->levelIs(value); }, [&] { return reactor.level(); }),
+           contender([&](int value) { listened.levelIs(value); }, [&] { return listener->level(); }),
+           contender([&](int value) { listener->handleLevel(value - 1, value); },
+                     [&] { return listener->level(); }),
+           contender([&](int value) { signalling.levelIs(value); }, [&] { return slotOwner.level(); }),
+       },
+       1001);
+
+   Bench::Report report;
+   report.claim("delivery: one change, beside a virtual call", rounds, ours, sameWork, 3.0);
+   report.claim("delivery: one change, beside a signal of sigc++", rounds, ours, signal, 1.0 / 3);
+   Bench::Report::note("delivery: one change, beside the virtual call alone", rounds, ours, bareCall);
+   return report.exitCode();
+}

@@ -1,0 +1,100 @@
+#include "StorageDevices/Examination.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "agent/simulation/SimulatedUnit.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TraceRecorder.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using namespace Agent::Simulation;
+
+class ExaminationTest : public testing::Test {
+ protected:
+   ExaminationTest() { fruConfig_->etcDirIs(unit_.etcFolder().string()); }
+
+   // Device to verdict and reason.
+   std::map<std::string, std::string> examined() const {
+      std::map<std::string, std::string> result;
+      for (ExaminedDevice const & device : examineDevices(fruConfig_).devices)
+         result.emplace(device.device, device.verdict + ": " + device.reason);
+      return result;
+   }
+
+   SimulatedUnit unit_;
+   Pelm::Ptr<FruConfig> fruConfig_ = Pelm::make<FruConfig>();
+   Support::TraceRecorder traces_{{"StorageExamination", 0}};
+};
+
+TEST_F(ExaminationTest, tellsOfEveryDeviceWhatDiscoveryWouldMakeOfItAndRunsNoTool) {
+   unit_.blockdevIs(
+       {{".*/ata", "drive"}, {".*/nvme", "drive2"}, {".*/mmc_host", "flash"}, {".*/usb1", "usb1"}});
+   unit_.multidriveIs({".*/ata2"});
+   auto spinning = sataDisk("sdc", 3, "C", "Kestrel", 1953125);
+   spinning.rotational = "1";
+   auto nameless = otherDisk("vdb", "virtual", 1);
+   auto strange = otherDisk("vda", "virtual", 1);
+   strange.serial = "V";
+   for (auto const & disk :
+        {sataDisk("sda", 1, "A", "Kestrel", 468862128), sataDisk("sdb", 2, "B", "Kestrel", 1000), spinning,
+         nvmeDrive("nvme0n1", "N", "Marlin", 937703088), emmcCard("mmcblk0", std::string(32, '1'), 61071360),
+         usbDisk("sdd", "1-1", "D", "Flash", 31250000), otherDisk("loop0", "virtual", 8), nameless, strange})
+      unit_.add(disk);
+   EXPECT_EQ(
+       examined(),
+       (std::map<std::string, std::string>{
+           {"/dev/loop0", "skipped: loop devices are no disks"},
+           {"/dev/mmcblk0", "fixed: /mnt/flash, other (mmc0), 31 GB, identified by its CID register"},
+           {"/dev/nvme0n1", "fixed: /mnt/drive2, nvme (nvme0n1), 480 GB, identified by nvme list"},
+           {"/dev/sda", "fixed: /mnt/drive, sata (ata1), 240 GB, identified by hdparm -I"},
+           {"/dev/sdb", "skipped: multidrive lists it and it is not the source drive of multidrive_src"},
+           {"/dev/sdc", "fixed: /mnt/drive, sata (ata3), 1 GB, identified by its link under /dev/disk/by-id"},
+           {"/dev/sdd", "removable: /mnt/usb1, usb (usb 1-1), 16 GB, known by what udev says of it"},
+           {"/dev/vda", "skipped: no entry of blockdev matches its path"},
+           {"/dev/vdb", "skipped: udev knows no serial number of it"}}));
+   EXPECT_TRUE(unit_.tools().runs().empty());
+}
+
+TEST_F(ExaminationTest, tellsWhatPatternsAreMatchedAgainst) {
+   unit_.add(nvmeDrive("nvme0n1", "N", "Marlin", 1000));
+   auto const examination = examineDevices(fruConfig_);
+   ASSERT_EQ(examination.devices.size(), 1U);
+   EXPECT_EQ("/sys/devices/" + examination.devices[0].sysPath, unit_.sysPath("nvme0n1"));
+}
+
+TEST_F(ExaminationTest, tellsWhetherBlockdevCanBeReadAndHowManyEntriesItHas) {
+   auto const without = examineDevices(fruConfig_);
+   EXPECT_FALSE(without.blockdevReadable);
+   EXPECT_EQ(without.blockdevEntries, 0U);
+   EXPECT_TRUE(without.udevAvailable);
+   EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /etc/blockdev"});
+   unit_.blockdevIs({{"a", "b"}, {"c", "d"}});
+   auto const with = examineDevices(fruConfig_);
+   EXPECT_TRUE(with.blockdevReadable);
+   EXPECT_EQ(with.blockdevEntries, 2U);
+}
+
+TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
+   auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
+   disk.absent = {"DEVNAME"};
+   unit_.add(disk);
+   auto const devices = examined();
+   ASSERT_EQ(devices.size(), 1U);
+   EXPECT_EQ(devices.begin()->first, "nvme0n1");
+}
+
+TEST_F(ExaminationTest, withoutAScanItSaysSo) {
+   Support::DescriptorLimit const limit{0};
+   auto const examination = examineDevices(fruConfig_);
+   EXPECT_FALSE(examination.udevAvailable);
+   EXPECT_TRUE(examination.devices.empty());
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,150 @@
+// The collectors that read udev: eMMC and eUSB.
+#include <gtest/gtest.h>
+
+#include "StorageDevices/EmmcDiskInfoCollectorSm.h"
+#include "StorageDevices/EusbDiskInfoCollectorSm.h"
+#include "agent/simulation/SimulatedUnit.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/UdevDevices.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using namespace Agent::Simulation;
+using Support::DiskFields;
+
+class UdevCollectorTest : public testing::Test {
+ protected:
+   using Factory = Pelm::Ptr<DiskInfoCollectorSm> (*)(Pelm::Ptr<ConnectedDisk const> const &, udev_device *);
+
+   // The udev device is gone when the collector is looked at.
+   DiskFields collected(Factory factory, Disk const & disk) {
+      unit_.add(disk);
+      auto const collector = factory(disk_.make(), udev_.device(unit_.sysPath(disk.name)).get());
+      unit_.vanish(disk.name);
+      type_ = collector->mibType();
+      EXPECT_TRUE(collector->device()->isEq(*disk_.make()));
+      return collector->finalDisk() ? Support::fieldsOf(*collector->finalDisk())
+                                    : DiskFields{.name = "(none)"};
+   }
+
+   SimulatedUnit unit_;
+   Support::UdevDevices udev_;
+   Support::TraceRecorder traces_{{"StorageDiskInfoCollectorSm", 7}};
+   EntityMib::StorageType type_;
+   DiskFields disk_{.name = "udev serial",
+                    .blockDevice = "/dev/x",
+                    .mountPoint = "/mnt/flash",
+                    .model = "udev model",
+                    .firmwareRevision = "udev firmware",
+                    .busType = ConnectedDisk::BusType::other,
+                    .devAddress = "",
+                    .sizeGb = 32};
+};
+
+class EmmcCollectorTest : public UdevCollectorTest {
+ protected:
+   DiskFields collected(Disk const & card) {
+      return UdevCollectorTest::collected(&EmmcDiskInfoCollectorSmIs, card);
+   }
+   DiskFields collectedCid(std::string_view cid) { return collected(emmcCard("mmcblk0", cid, 1000)); }
+   DiskFields unchanged() const {
+      DiskFields disk = disk_;
+      disk.mibType = 3;
+      return disk;
+   }
+   std::string error() const { return traces_.errors().empty() ? "" : traces_.errors().front(); }
+
+   static std::string signature() {
+      return "void StorageDevices::EmmcDiskInfoCollectorSm::handleInitialized()";
+   }
+};
+
+TEST_F(EmmcCollectorTest, readsModelSerialAndFirmwareFromTheRegister) {
+   DiskFields expected = disk_;
+   expected.mibType = 3;
+   expected.model = "Samsung KSTREL";
+   expected.name = "00000a1f";
+   expected.firmwareRevision = "0.10";
+   EXPECT_EQ(collectedCid("1501004b535452454c0a00000a1f5ac1"), expected);
+   EXPECT_EQ(type_.value(), 3);
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(EmmcCollectorTest, anUnknownManufacturerIsWrittenAsItsNumber) {
+   EXPECT_EQ(collectedCid("9B01004B202020205A21DEADBEEF5AC1").model, "0x9b K    Z");
+}
+
+TEST_F(EmmcCollectorTest, aRegisterOfAnotherLengthIsTraced) {
+   for (std::string const & cid : {std::string(31, 'a'), std::string(33, 'a'), std::string{""}}) {
+      traces_.clear();
+      auto card = emmcCard("mmcblk0", "", 1000);
+      card.serial = "0x1";
+      card.deviceAttributes["cid"] = cid;
+      EXPECT_EQ(collected(card), unchanged());
+      EXPECT_EQ(error(), signature() + " Error parsing CID register (size)") << cid;
+   }
+}
+
+TEST_F(EmmcCollectorTest, aRegisterWithAnythingButDigitsIsTraced) {
+   EXPECT_EQ(collectedCid("15010g4b535452454c0a00000a1f5ac1"), unchanged());
+   EXPECT_EQ(error(), signature() + " Error parsing CID register (hex)");
+}
+
+TEST_F(EmmcCollectorTest, aCardWithoutRegisterIsTraced) {
+   EXPECT_EQ(collectedCid(""), unchanged());
+   EXPECT_EQ(error(), signature() + " Error reading CID register");
+}
+
+TEST_F(EmmcCollectorTest, aDiskWithoutParentIsTraced) {
+   EXPECT_EQ(collected(otherDisk("mmcblk0", "virtual", 1000)), unchanged());
+   EXPECT_EQ(error(), signature() + " Error getting parent block device");
+}
+
+class EusbCollectorTest : public UdevCollectorTest {
+ protected:
+   DiskFields collectedLinks(std::optional<std::string> const & links) {
+      auto disk = usbDisk("sda", "1-1", "any", "any", 1000);
+      disk.devLinks = links;
+      if (!links)
+         disk.absent = {"DEVLINKS"};
+      return UdevCollectorTest::collected(&EusbDiskInfoCollectorSmIs, disk);
+   }
+};
+
+TEST_F(EusbCollectorTest, readsTheModelFromTheLinkById) {
+   disk_.name = "0123ABCD";
+   DiskFields expected = disk_;
+   expected.mibType = 1;
+   expected.model = "Vendor_Flash_Drive";
+   EXPECT_EQ(
+       collectedLinks("/dev/disk/by-path/a-0123ABCD /dev/disk/by-id/usb-Vendor_Flash_Drive_0123ABCD-0:0"),
+       expected);
+   EXPECT_EQ(type_.value(), 1);
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(EusbCollectorTest, withoutAUsableLinkTheModelStays) {
+   disk_.name = "0123ABCD";
+   for (std::optional<std::string> const & links :
+        {std::optional<std::string>{}, std::optional<std::string>{"/dev/disk/by-path/pci-1"},
+         std::optional<std::string>{"/dev/disk/by-id/nohyphen"},
+         std::optional<std::string>{"/dev/disk/by-id/usb-0123ABCD-0:0"}})
+      EXPECT_EQ(collectedLinks(links).model, "udev model") << links.value_or("(none)");
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(EusbCollectorTest, whatIsEmptyBecomesUnknown) {
+   disk_.name = disk_.model = disk_.firmwareRevision = "";
+   DiskFields const result = collectedLinks("/dev/disk/by-path/only");
+   EXPECT_EQ(result.name, "Unknown");
+   EXPECT_EQ(result.model, "Unknown");
+   EXPECT_EQ(result.firmwareRevision, "Unknown");
+   EXPECT_EQ(result.mibType, 1);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

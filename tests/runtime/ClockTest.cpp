@@ -1,0 +1,299 @@
+#include "runtime/Vorn/Clock.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "runtime/Vorn/ActivityManager.h"
+#include "runtime/host/Failure.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+using Vorn::Seconds;
+using Vorn::System::currentTime;
+
+// A machine with one clock that does what the test asks.
+class Ringer {
+ public:
+   explicit Ringer(std::function<void()> atRing = {}) : then{std::move(atRing)} {}
+   Ringer(Seconds first, std::function<void()> atRing) : then{std::move(atRing)} { clock.timeMinIs(first); }
+
+   int rings = 0;
+   std::function<void()> then;
+
+ private:
+   void handleClock() {
+      ++rings;
+      if (auto const next = then)
+         next();
+   }
+
+ public:
+   Vorn::Clock::Notifiee<&Ringer::handleClock> clock{*this};
+};
+
+class Clock : public Support::VirtualTimeTest {
+ protected:
+   static Seconds next() { return Vorn::activityManager().config()->clock()->nextTime(); }
+};
+
+TEST_F(Clock, CallsAtTheFirstTurnUnlessArmedOtherwise) {
+   Ringer ringer;
+   EXPECT_EQ(ringer.clock.timeMin(), Seconds{0});
+   EXPECT_EQ(ringer.rings, 0);
+   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(ringer.rings, 1);
+   EXPECT_EQ(Host::turn(), Host::Turn::idle) << "one request, one call";
+   EXPECT_EQ(ringer.rings, 1);
+}
+
+TEST_F(Clock, NeverCallsAtInfinityOrAtATimeThatIsNoNumber) {
+   Ringer never;
+   never.clock.timeMinIs(Seconds::infinity());
+   Ringer notANumber;
+   notANumber.clock.timeMinIs(std::numeric_limits<double>::quiet_NaN());
+   EXPECT_EQ(next(), Seconds::infinity());
+   Host::runFor(1e6);
+   EXPECT_EQ(never.rings + notANumber.rings, 0);
+   notANumber.clock.timeMinIs(currentTime());
+   Host::runFor(1);
+   EXPECT_EQ(notANumber.rings, 1);
+}
+
+TEST_F(Clock, CallsAtItsTimeAndNotBefore) {
+   Seconds at = 0;
+   Ringer ringer{currentTime() + 10.0, [&] { at = currentTime(); }};
+   Host::runFor(9.5);
+   EXPECT_EQ(ringer.rings, 0);
+   Host::runFor(1.0);
+   EXPECT_EQ(ringer.rings, 1);
+   EXPECT_EQ(at, Seconds{1010});
+}
+
+TEST_F(Clock, CallsWhatIsDueAtTheVeryEndOfARun) {
+   Ringer ringer{currentTime() + 60.0, {}};
+   Host::runFor(60);
+   EXPECT_EQ(ringer.rings, 1);
+   EXPECT_EQ(currentTime(), Seconds{1060});
+}
+
+TEST_F(Clock, KeepsOnlyTheLatestRequest) {
+   Ringer ringer{currentTime() + 10.0, {}};
+   ringer.clock.timeMinIs(currentTime() + 100.0);
+   Host::runFor(50);
+   EXPECT_EQ(ringer.rings, 0);
+   ringer.clock.timeMinIs(currentTime() + 1.0);
+   Host::runFor(200);
+   EXPECT_EQ(ringer.rings, 1);
+}
+
+TEST_F(Clock, ArmedForThePastInItsOwnHandlerCallsOncePerTurn) {
+   Ringer ringer;
+   ringer.then = [&] { ringer.clock.timeMinIs(0); };
+   for (int turns = 1; turns <= 3; ++turns) {
+      Host::turn();
+      EXPECT_EQ(ringer.rings, turns);
+   }
+}
+
+TEST_F(Clock, DoesNotStarveOthersThatAreDueByOneThatIsAlways) {
+   Ringer always;
+   always.then = [&] { always.clock.timeMinIs(-Seconds::infinity().value()); };
+   Ringer other{currentTime(), {}};
+   Host::turn();
+   EXPECT_EQ(always.rings, 1);
+   EXPECT_EQ(other.rings, 1);
+}
+
+TEST_F(Clock, CallsInOrderOfTimeAndTiesInOrderOfArming) {
+   std::string order;
+   Seconds const then = currentTime() + 5.0;
+   Ringer a{then, [&] { order += 'a'; }};
+   Ringer b{then, [&] { order += 'b'; }};
+   Ringer c{then - 1.0, [&] { order += 'c'; }};
+   Ringer d{then, [&] { order += 'd'; }};
+   a.clock.timeMinIs(then);
+   Host::runFor(10);
+   EXPECT_EQ(order, "cbda");
+}
+
+TEST_F(Clock, ArmedAgainByAnotherHandlerWhileDueWaitsForTheNextTurn) {
+   Ringer second{currentTime() + 1.0, {}};
+   Ringer first{currentTime(), [&] { second.clock.timeMinIs(currentTime()); }};
+   Host::turn();
+   EXPECT_EQ(first.rings, 1);
+   EXPECT_EQ(second.rings, 0);
+   Host::turn();
+   EXPECT_EQ(second.rings, 1);
+}
+
+TEST_F(Clock, DisarmedOrSwitchedOffByAnotherDueHandlerIsNotCalled) {
+   std::unique_ptr<Ringer> disarmed;
+   std::unique_ptr<Ringer> off;
+   std::unique_ptr<Ringer> deleted;
+   Ringer first{currentTime(), [&] {
+                   disarmed->clock.timeMinIs(Seconds::infinity());
+                   off->clock.hasNotificationActiveIs(false);
+                   deleted.reset();
+                }};
+   disarmed = std::make_unique<Ringer>();
+   off = std::make_unique<Ringer>();
+   deleted = std::make_unique<Ringer>();
+   for (Ringer * const ringer : {disarmed.get(), off.get(), deleted.get()})
+      ringer->clock.timeMinIs(currentTime());
+   Host::runFor(5);
+   EXPECT_EQ(first.rings, 1);
+   EXPECT_EQ(disarmed->rings + off->rings, 0);
+   off->clock.hasNotificationActiveIs(true);
+   Host::runFor(5);
+   EXPECT_EQ(off->rings, 1) << "its request was kept";
+}
+
+TEST_F(Clock, MayBeDeletedInItsOwnHandler) {
+   auto ringer = std::make_unique<Ringer>();
+   int rings = 0;
+   ringer->then = [&] {
+      ++rings;
+      ringer.reset();
+   };
+   Host::runFor(5);
+   EXPECT_EQ(rings, 1);
+   EXPECT_EQ(next(), Seconds::infinity());
+}
+
+TEST_F(Clock, SwitchedOnTwiceKeepsItsPlaceInTheOrder) {
+   std::string order;
+   Ringer a{currentTime() + 1.0, [&] { order += 'a'; }};
+   Ringer b{currentTime() + 1.0, [&] { order += 'b'; }};
+   a.clock.hasNotificationActiveIs(true);
+   Host::runFor(2);
+   EXPECT_EQ(order, "ab");
+}
+
+TEST_F(Clock, WaitsOnAnotherClockOrOnNone) {
+   Ringer ringer{currentTime() + 1.0, {}};
+   ringer.clock.notifierIs(nullptr);
+   Host::runFor(5);
+   EXPECT_EQ(ringer.rings, 0);
+   auto const own = Pelm::make<Vorn::Clock>();
+   ringer.clock.notifierIs(own);
+   EXPECT_EQ(own->nextTime(), Seconds{1001});
+   own->fireDue(1000);
+   EXPECT_EQ(ringer.rings, 0);
+   own->fireDue(1001);
+   EXPECT_EQ(ringer.rings, 1);
+}
+
+TEST_F(Clock, HandlerThatRaisesStopsNobody) {
+   std::string failed;
+   Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
+      failed = std::string{machine} + ": " + std::string{what};
+   });
+   Ringer bad{currentTime(), [] { throw std::runtime_error{"spring broke"}; }};
+   Ringer good{currentTime(), {}};
+   Host::turn();
+   Host::failureSinkIs(nullptr);
+   EXPECT_EQ(good.rings, 1);
+   EXPECT_NE(failed.find("Ringer: spring broke"), std::string::npos) << failed;
+}
+
+TEST_F(Clock, ADayOfMinutesTakesNoTime) {
+   Ringer minute{currentTime() + 60.0, {}};
+   minute.then = [&] { minute.clock.timeMinIs(minute.rings * 60.0 + 1060.0); };
+   Host::runFor(86400);
+   EXPECT_EQ(minute.rings, 1440);
+   EXPECT_EQ(Vorn::System::currentTimeUtc(), Seconds{1700086400});
+}
+
+TEST_F(Clock, AfterTheClockJumpedALateRequestIsCalledOnce) {
+   Ringer minute{currentTime() + 60.0, {}};
+   minute.then = [&] { minute.clock.timeMinIs(currentTime() + 60.0); };
+   time->jumpBy(3600);
+   EXPECT_EQ(minute.rings, 0) << "nothing runs while the clock jumps";
+   EXPECT_EQ(Vorn::System::currentTimeUtc(), Seconds{1700003600});
+   Host::runFor(30);
+   EXPECT_EQ(minute.rings, 1);
+   Host::runFor(60);
+   EXPECT_EQ(minute.rings, 2);
+}
+
+TEST_F(Clock, ReadingsMayTakeTimeSoThatHandlersCanBoundTheirWork) {
+   time->stepPerReadingIs(0.125);
+   int steps = 0;
+   Ringer worker{0, [&] {
+                    for (Seconds const start = currentTime(); currentTime() - start < 0.5;)
+                       ++steps;
+                 }};
+   Host::turn();
+   EXPECT_EQ(steps, 3);
+}
+
+class Loop : public Support::VirtualTimeTest {};
+
+TEST_F(Loop, RunsUntilTheConditionHoldsAndNoLonger) {
+   Ringer ringer{currentTime() + 30.0, {}};
+   EXPECT_TRUE(eventually([&] { return ringer.rings == 1; }));
+   EXPECT_EQ(currentTime(), Seconds{1030});
+   EXPECT_FALSE(eventually([&] { return ringer.rings == 2; }, 50));
+   EXPECT_EQ(currentTime(), Seconds{1080});
+   EXPECT_TRUE(Host::runUntil([] { return true; }, 0));
+}
+
+TEST_F(Loop, AnswersTheConditionThatCameTrueAtTheDeadline) {
+   Ringer ringer{currentTime() + 30.0, {}};
+   EXPECT_TRUE(eventually([&] { return ringer.rings == 1; }, 30));
+}
+
+TEST_F(Loop, StopsAtTheEndOfTheTurn) {
+   Ringer second{currentTime(), {}};
+   Ringer first{currentTime() - 1.0, [] { Host::stop(); }};
+   Host::run();
+   EXPECT_EQ(second.rings, 1) << "what was due in that turn is still called";
+   Ringer later;
+   Host::stop();
+   EXPECT_TRUE(Host::stopRequested());
+   Host::run();
+   EXPECT_EQ(later.rings, 0) << "a stop asked for before returns at once";
+   EXPECT_FALSE(Host::stopRequested());
+}
+
+TEST_F(Loop, IsIdleWithNothingToWaitFor) {
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(currentTime(), Seconds{1000});
+}
+
+TEST(RealTime, FollowsTheKernelAndRunsFasterWhenScaled) {
+   Host::timeSourceIs(nullptr);
+   Seconds const first = currentTime();
+   EXPECT_GE(currentTime(), first);
+   EXPECT_GT(Vorn::System::currentTimeUtc(), Seconds{1.6e9});
+   EXPECT_EQ(Host::timeSource().realSecondsPerSecond(), 1.0);
+   Host::timeSource().jumpTo(first + 1e9);
+   EXPECT_LT(currentTime(), first + 1e6) << "real time does not jump";
+   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000.0));
+   EXPECT_EQ(Host::timeSource().spanOf(1), Seconds{1000});
+   Seconds const monotonic = currentTime();
+   Seconds const utc = Vorn::System::currentTimeUtc();
+   Host::runFor(20);
+   EXPECT_GE(currentTime() - monotonic, Seconds{20});
+   EXPECT_GE(Vorn::System::currentTimeUtc() - utc, Seconds{20});
+   Host::timeSourceIs(nullptr);
+}
+
+TEST(RealTime, WaitsForADeadlineAndIsIdleOnlyWhenToldToWaitShorter) {
+   Host::timeSourceIs(nullptr);
+   Ringer ringer{currentTime() + 0.02, {}};
+   EXPECT_EQ(Host::turn(0), Host::Turn::idle);
+   Host::runFor(0.05);
+   EXPECT_EQ(ringer.rings, 1);
+}
+
+}  // namespace

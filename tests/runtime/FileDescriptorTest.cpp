@@ -1,0 +1,433 @@
+#include "runtime/Vorn/FileDescriptor.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/host/Trace.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+using Vorn::FileDescriptor;
+
+class Pipe {
+ public:
+   Pipe() { EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC | O_NONBLOCK), 0); }
+   Pipe(Pipe const &) = delete;
+   Pipe & operator=(Pipe const &) = delete;
+   ~Pipe() {
+      closeReader();
+      closeWriter();
+   }
+
+   int reader() const { return ends_[0]; }
+   int writer() const { return ends_[1]; }
+   void fill(char const * text = "x") const {
+      std::string const bytes{text};
+      EXPECT_EQ(write(writer(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+   }
+   void drain() const {
+      std::array<char, 256> buffer;
+      while (read(reader(), buffer.data(), buffer.size()) > 0) {
+      }
+   }
+   void closeReader() { closeEnd(0); }
+   void closeWriter() { closeEnd(1); }
+
+ private:
+   void closeEnd(std::size_t which) {
+      if (int const fd = std::exchange(ends_[which], -1); fd >= 0)
+         close(fd);
+   }
+   std::array<int, 2> ends_{-1, -1};
+};
+
+// Watches one descriptor, counts what it is told, and does what the test asks.
+class Reader {
+ public:
+   explicit Reader(int fd, std::function<void()> atReady = {}) : then{std::move(atReady)} {
+      watched->descriptorIs(fd);
+      watched->notifyOnReadableIs(true);
+      reactor_.notifierIs(watched);
+      reactor_.on<&Reader::handleReadable>(watched->readableCount, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+
+   Pelm::Ptr<FileDescriptor> const watched = Pelm::make<FileDescriptor>("reader");
+   int told = 0;
+   std::function<void()> then;
+
+ private:
+   void handleReadable() {
+      ++told;
+      if (auto const next = then)
+         next();
+   }
+   Vorn::NotifieeConst reactor_;
+};
+
+class Descriptors : public Support::VirtualTimeTest {
+ protected:
+   Descriptors() {
+      Host::traceSinkIs([this](Host::TraceLine const & line) { traces.push_back(line.text); });
+   }
+   ~Descriptors() override { Host::traceSinkIs(nullptr); }
+
+   std::vector<std::string> traces;
+};
+
+TEST_F(Descriptors, TellAtEveryTurnWhileReadable) {
+   Pipe const pipe;
+   Reader const reader{pipe.reader()};
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   pipe.fill();
+   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   Host::turn();
+   EXPECT_EQ(reader.told, 2);
+   EXPECT_EQ(reader.watched->readableCount(), 2U);
+   pipe.drain();
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(reader.watched->name(), "reader");
+}
+
+TEST_F(Descriptors, TellWritableOnlyWhileThereIsRoom) {
+   Pipe const pipe;
+   auto const writer = Pelm::make<FileDescriptor>("writer");
+   writer->descriptorIs(pipe.writer());
+   writer->notifyOnWritableIs(true);
+   Host::turn();
+   EXPECT_EQ(writer->writableCount(), 1U);
+   EXPECT_EQ(writer->readableCount(), 0U);
+   std::string const block(65536, 'x');
+   while (write(pipe.writer(), block.data(), block.size()) > 0) {
+   }
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   writer->notifyOnWritableIs(false);
+   pipe.drain();
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(writer->writableCount(), 1U);
+}
+
+TEST_F(Descriptors, TellBothWaysOfASocketApart) {
+   std::array<int, 2> ends{};
+   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+   auto const end = Pelm::make<FileDescriptor>("socket");
+   end->descriptorIs(ends[0]);
+   end->notifyOnReadableIs(true);
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   end->notifyOnWritableIs(true);
+   Host::turn();
+   EXPECT_EQ(end->writableCount(), 1U);
+   EXPECT_EQ(end->readableCount(), 0U);
+   EXPECT_EQ(write(ends[1], "x", 1), 1);
+   Host::turn();
+   EXPECT_EQ(end->readableCount(), 1U);
+   end->descriptorIs(-1);
+   close(ends[0]);
+   close(ends[1]);
+}
+
+TEST_F(Descriptors, HangUpIsReadable) {
+   Pipe pipe;
+   Reader const reader{pipe.reader()};
+   pipe.closeWriter();
+   Host::turn();
+   EXPECT_EQ(reader.told, 1);
+}
+
+TEST_F(Descriptors, LostReaderIsWritable) {
+   Pipe pipe;
+   auto const writer = Pelm::make<FileDescriptor>("writer");
+   writer->descriptorIs(pipe.writer());
+   writer->notifyOnWritableIs(true);
+   pipe.closeReader();
+   Host::turn();
+   EXPECT_EQ(writer->writableCount(), 1U);
+}
+
+TEST_F(Descriptors, NobodyIsToldAfterTheirWatchEndedInAHandlerOfTheSameTurn) {
+   Pipe const first;
+   Pipe const second;
+   std::vector<std::unique_ptr<Reader>> readers;
+   int told = 0;
+   // Whichever is told first ends the other's watch, each time in another way.
+   std::vector<std::function<void(Reader &)>> const ways{
+       [](Reader & other) { other.watched->notifyOnReadableIs(false); },
+       [](Reader & other) { other.watched->descriptorIs(-1); }};
+   first.fill();
+   second.fill();
+   for (auto const & way : ways) {
+      readers.clear();
+      told = 0;
+      for (Pipe const * const pipe : {&first, &second})
+         readers.push_back(std::make_unique<Reader>(pipe->reader()));
+      for (std::size_t i = 0; i < 2; ++i)
+         readers[i]->then = [&, i] {
+            ++told;
+            way(*readers[1 - i]);
+         };
+      Host::turn();
+      EXPECT_EQ(told, 1);
+   }
+}
+
+TEST_F(Descriptors, ReadyDescriptorMayBeDestroyedByTheHandlerOfAnotherAndOfItself) {
+   Pipe const first;
+   Pipe const second;
+   first.fill();
+   second.fill();
+   int told = 0;
+   std::vector<std::unique_ptr<Reader>> readers;
+   for (Pipe const * const pipe : {&first, &second})
+      readers.push_back(std::make_unique<Reader>(pipe->reader(), [&] {
+         ++told;
+         readers.clear();
+      }));
+   Host::turn();
+   EXPECT_EQ(told, 1);
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+}
+
+TEST_F(Descriptors, NumberClosedBehindItsBackAndReusedBelongsToTheNewWatcher) {
+   auto old = std::make_unique<Pipe>();
+   int const number = old->reader();
+   auto stale = std::make_unique<Reader>(number);
+   old.reset();
+   Pipe const reused;
+   ASSERT_EQ(reused.reader(), number);
+   Reader const fresh{number};
+   reused.fill();
+   Host::turn();
+   EXPECT_EQ(fresh.told, 1);
+   EXPECT_EQ(stale->told, 0);
+   stale->watched->notifyOnWritableIs(true);
+   EXPECT_EQ(traces.size(), 1U) << "the number is somebody else's by now";
+   stale.reset();
+   Host::turn();
+   EXPECT_EQ(fresh.told, 2);
+}
+
+TEST_F(Descriptors, SameNumberSetAgainIsWatchedAnew) {
+   auto old = std::make_unique<Pipe>();
+   int const number = old->reader();
+   Reader const reader{number};
+   old.reset();
+   Pipe const reused;
+   ASSERT_EQ(reused.reader(), number);
+   reader.watched->descriptorIs(number);
+   reused.fill();
+   Host::turn();
+   EXPECT_EQ(reader.told, 1);
+}
+
+TEST_F(Descriptors, ChangedWatchOfAReopenedNumberIsMadeAnew) {
+   auto old = std::make_unique<Pipe>();
+   int const number = old->reader();
+   Reader const reader{number};
+   old.reset();
+   Pipe const reused;
+   reader.watched->notifyOnWritableIs(true);
+   reused.fill();
+   Host::turn();
+   EXPECT_EQ(reader.told, 1);
+   EXPECT_TRUE(traces.empty());
+}
+
+TEST_F(Descriptors, OpenFileThatOutlivesItsClosedNumberReachesNobody) {
+   auto pipe = std::make_unique<Pipe>();
+   pipe->fill();
+   int const duplicate = dup(pipe->reader());
+   auto reader = std::make_unique<Reader>(pipe->reader());
+   pipe->closeReader();
+   reader.reset();
+   EXPECT_EQ(Host::turn(), Host::Turn::idle)
+       << "the kernel still reports it, and must not reach what is gone";
+   close(duplicate);
+}
+
+TEST_F(Descriptors, RegularFileIsReadyOncePerSwitchOn) {
+   int const file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+   Reader const reader{file};
+   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(reader.told, 1);
+   reader.watched->notifyOnReadableIs(true);
+   Host::turn();
+   EXPECT_EQ(reader.told, 1) << "it was on already";
+   reader.watched->notifyOnReadableIs(false);
+   reader.watched->notifyOnReadableIs(true);
+   Host::turn();
+   Host::turn();
+   EXPECT_EQ(reader.told, 2);
+   reader.watched->notifyOnWritableIs(true);
+   Host::turn();
+   EXPECT_EQ(reader.watched->writableCount(), 1U);
+   EXPECT_EQ(reader.told, 2);
+   reader.watched->descriptorIs(-1);
+   close(file);
+}
+
+TEST_F(Descriptors, NextRegularFileIsToldAgain) {
+   int const first = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+   int const second = open("/dev/null", O_RDONLY | O_CLOEXEC);
+   Reader const reader{first};
+   Host::turn();
+   reader.watched->descriptorIs(second);
+   Host::turn();
+   Host::turn();
+   EXPECT_EQ(reader.told, 2);
+   reader.watched->descriptorIs(-1);
+   close(first);
+   close(second);
+}
+
+TEST_F(Descriptors, UnpollableOneSwitchedOffOrDestroyedBeforeItsTurnIsNotTold) {
+   int const file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+   Reader const off{file};
+   auto gone = std::make_unique<Reader>(file);
+   off.watched->notifyOnReadableIs(false);
+   gone.reset();
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   Reader second{file};
+   auto victim = std::make_unique<Reader>(file);
+   second.then = [&] { victim.reset(); };
+   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(off.told, 0);
+   EXPECT_EQ(second.told, 1);
+   close(file);
+}
+
+TEST_F(Descriptors, MoreThanATurnHandlesAreToldInRotation) {
+   rlimit limit{};
+   getrlimit(RLIMIT_NOFILE, &limit);
+   limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
+   setrlimit(RLIMIT_NOFILE, &limit);
+   std::vector<std::unique_ptr<Pipe>> pipes;
+   std::vector<std::unique_ptr<Reader>> readers;
+   for (int i = 0; i < 1500; ++i) {
+      pipes.push_back(std::make_unique<Pipe>());
+      pipes.back()->fill();
+      readers.push_back(std::make_unique<Reader>(pipes.back()->reader()));
+   }
+   auto const told = [](auto const & reader) { return reader->told; };
+   Host::turn();
+   EXPECT_LT(std::ranges::count(readers, 1, told), 1500) << "a turn is bounded";
+   for (int turn = 0; turn < 40; ++turn)
+      Host::turn();
+   auto const [least, most] = std::ranges::minmax_element(readers, {}, told);
+   EXPECT_GE((*least)->told, 4);
+   EXPECT_LE((*most)->told - (*least)->told, 1) << "nobody is told twice before all are told once";
+}
+
+TEST_F(Descriptors, BusyOneStarvesNeitherAnotherNorTheClocks) {
+   Pipe const busy;
+   Pipe const rare;
+   busy.fill();
+   Reader const busyReader{busy.reader()};
+   Reader const rareReader{rare.reader(), [&] { rare.drain(); }};
+   Host::turn();
+   rare.fill();
+   Host::turn();
+   EXPECT_EQ(busyReader.told, 2);
+   EXPECT_EQ(rareReader.told, 1);
+}
+
+TEST_F(Descriptors, SecondWatcherOfANumberIsTracedAndNotWatched) {
+   Pipe const pipe;
+   pipe.fill();
+   Reader const first{pipe.reader()};
+   auto second = std::make_unique<Reader>(pipe.reader());
+   ASSERT_EQ(traces.size(), 1U);
+   EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: File exists (errno 17)");
+   Host::turn();
+   second.reset();
+   Host::turn();
+   EXPECT_EQ(first.told, 2) << "the first keeps its watch";
+}
+
+TEST_F(Descriptors, NumberThatIsNotOpenIsTraced) {
+   Reader const reader{999999};
+   ASSERT_EQ(traces.size(), 1U);
+   EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: Bad file descriptor (errno 9)");
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+}
+
+TEST_F(Descriptors, NonBlockingIsSetOnTheDescriptorWheneverThatComes) {
+   std::array<int, 2> ends{};
+   ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+   auto const watched = Pelm::make<FileDescriptor>("pipe");
+   watched->nonBlockingIs(true);
+   watched->descriptorIs(ends[0]);
+   EXPECT_TRUE(fcntl(ends[0], F_GETFL) & O_NONBLOCK);
+   watched->nonBlockingIs(false);
+   EXPECT_FALSE(fcntl(ends[0], F_GETFL) & O_NONBLOCK);
+   watched->descriptorIs(ends[1]);
+   EXPECT_FALSE(fcntl(ends[1], F_GETFL) & O_NONBLOCK);
+   watched->descriptorIs(-1);
+   close(ends[0]);
+   close(ends[1]);
+}
+
+// Lets go of the descriptor it watches as soon as an attribute of it changes.
+class Dropper {
+ public:
+   explicit Dropper(Pelm::Ptr<FileDescriptor> watched) : watched_{std::move(watched)} {
+      reactor_.notifierIs(watched_);
+      reactor_.on<&Dropper::handleChange>(watched_->descriptor, *this);
+      reactor_.on<&Dropper::handleChange>(watched_->notifyOnReadable, *this);
+      reactor_.on<&Dropper::handleChange>(watched_->notifyOnWritable, *this);
+      reactor_.on<&Dropper::handleChange>(watched_->nonBlocking, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+   bool dropped() const { return !watched_; }
+
+ private:
+   void handleChange() {
+      reactor_.notifierIs(nullptr);
+      watched_ = nullptr;
+   }
+   Pelm::Ptr<FileDescriptor> watched_;
+   Vorn::NotifieeConst reactor_;
+};
+
+TEST_F(Descriptors, SubscriberMayDropTheLastPointerInEveryMutator) {
+   Pipe const pipe;
+   std::vector<std::function<void(FileDescriptor &)>> const mutators{
+       [&](FileDescriptor & fd) { fd.descriptorIs(pipe.reader()); },
+       [](FileDescriptor & fd) { fd.notifyOnReadableIs(true); },
+       [](FileDescriptor & fd) { fd.notifyOnWritableIs(true); },
+       [](FileDescriptor & fd) { fd.nonBlockingIs(true); }};
+   for (auto const & mutate : mutators) {
+      auto made = Pelm::make<FileDescriptor>("brief");
+      FileDescriptor & bare = *made;
+      Dropper const dropper{std::exchange(made, nullptr)};
+      mutate(bare);
+      EXPECT_TRUE(dropper.dropped());
+   }
+   pipe.fill();
+   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+}
+
+TEST(RealTimeDescriptors, WakeAWaitingLoop) {
+   Host::timeSourceIs(nullptr);
+   Pipe const pipe;
+   Reader const reader{pipe.reader()};
+   pipe.fill();
+   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(reader.told, 1);
+}
+
+}  // namespace

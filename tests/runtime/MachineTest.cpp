@@ -1,0 +1,77 @@
+#include "runtime/Vorn/Machine.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/host/Failure.h"
+
+namespace {
+
+enum class Fails { nowhere, inConstructor, inInitialisation };
+
+class Machine : public Pelm::Node {
+ public:
+   explicit Machine(Fails fails) : fails_{fails} {
+      if (fails_ == Fails::inConstructor)
+         throw std::runtime_error{"no parts"};
+   }
+   virtual void handleInitialized() {
+      if (fails_ == Fails::inInitialisation)
+         throw std::runtime_error{"no power"};
+      initialised = true;
+   }
+   bool initialised = false;
+
+ private:
+   Fails fails_;
+};
+
+class Special : public Machine {
+ public:
+   using Machine::Machine;
+   void handleInitialized() override {
+      Machine::handleInitialized();
+      special = true;
+   }
+   bool special = false;
+};
+
+class MakeMachine : public testing::Test {
+ protected:
+   MakeMachine() {
+      Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
+         failures.push_back(std::string{machine} + ": " + std::string{what});
+      });
+   }
+   ~MakeMachine() override { Host::failureSinkIs(nullptr); }
+   std::vector<std::string> failures;
+};
+
+TEST_F(MakeMachine, InitialisesAsTheWholeMachineBeforeItIsHandedOut) {
+   auto const machine = Vorn::makeMachine<Special>(Fails::nowhere);
+   ASSERT_TRUE(machine);
+   EXPECT_TRUE(machine->initialised && machine->special);
+   EXPECT_EQ(machine->useCount(), 1U);
+   EXPECT_TRUE(failures.empty());
+}
+
+TEST_F(MakeMachine, HandsOutUninitialisedWhatRaisedInItsInitialisation) {
+   auto const machine = Vorn::makeMachine<Special>(Fails::inInitialisation);
+   ASSERT_TRUE(machine);
+   EXPECT_FALSE(machine->initialised);
+   ASSERT_EQ(failures.size(), 1U);
+   EXPECT_NE(failures[0].find("Special: no power"), std::string::npos);
+}
+
+TEST_F(MakeMachine, AnswersNullForWhatRaisedInItsConstructor) {
+   EXPECT_FALSE(Vorn::makeMachine<Machine>(Fails::inConstructor));
+   ASSERT_EQ(failures.size(), 1U);
+   EXPECT_NE(failures[0].find("Machine: no parts"), std::string::npos);
+}
+
+}  // namespace

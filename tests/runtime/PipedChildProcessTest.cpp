@@ -1,0 +1,452 @@
+// Runs of real programs, in real time.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/Brul/PipedChildProcessSm.h"
+#include "runtime/Vorn/ActivityManager.h"
+#include "runtime/Vorn/Process.h"
+#include "tests/runtime/TemporaryFolder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+using Brul::ChildProcessTrackerSm;
+using Brul::PipedChildProcessSm;
+using RuntimeTest::TemporaryFolder;
+using State = PipedChildProcessSm::State;
+using Argv = std::vector<Pelm::String>;
+using Vorn::System::currentTime;
+
+// Watches a run and writes down its states.
+class Command {
+ public:
+   Command(Pelm::Ptr<ChildProcessTrackerSm> const & tracker, Argv const & argv)
+       : process{PipedChildProcessSm::PipedChildProcessSmIs(tracker)} {
+      for (Pelm::String const & argument : argv)
+         process->argPush(argument);
+      reactor_.notifierIs(process);
+      reactor_.on<&Command::handleState>(process->state, *this);
+      reactor_.hasNotificationActiveIs(true);
+      process->hasNotificationActiveIs(true);
+   }
+
+   bool over() const { return process->state() == State::failed || process->state() == State::finished; }
+   void drop() {
+      reactor_.notifierIs(nullptr);
+      process = nullptr;
+   }
+
+   Pelm::Ptr<PipedChildProcessSm> process;
+   std::vector<std::string> states;
+   std::function<void()> then;
+
+ private:
+   void handleState() {
+      states.push_back(process->state().stringValue().str());
+      if (auto const next = then)
+         next();
+   }
+   Vorn::NotifieeConst reactor_;
+};
+
+// Whether a process runs; one that has died and waits to be reaped does not.
+bool isRunning(pid_t pid) {
+   std::ifstream file{"/proc/" + std::to_string(pid) + "/stat"};
+   std::string const stat{std::istreambuf_iterator<char>{file}, {}};
+   std::size_t const state = stat.rfind(") ");
+   return state != std::string::npos && stat[state + 2] != 'Z' && stat[state + 2] != 'X';
+}
+
+bool hasChildren() {
+   siginfo_t info{};
+   return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+std::size_t openDescriptors() {
+   using std::filesystem::directory_iterator;
+   return static_cast<std::size_t>(std::distance(directory_iterator{"/proc/self/fd"}, directory_iterator{}));
+}
+
+class Children : public testing::Test {
+ protected:
+   Children() { Host::timeSourceIs(nullptr); }
+   ~Children() override {
+      tracker = nullptr;
+      EXPECT_FALSE(hasChildren()) << "no test leaves a child";
+      EXPECT_EQ(Vorn::activityManager().outsideWork(), 0);
+   }
+
+   // What it waits for may be no event of the loop, so it looks again and again.
+   static bool eventually(std::function<bool()> const & condition) {
+      for (Vorn::Seconds const end = currentTime() + 20.0; currentTime() < end && !condition();)
+         Host::turn(0.01);
+      return condition();
+   }
+   // Runs a command to its end.
+   std::unique_ptr<Command> run(Argv const & argv, bool captureStdout = true, bool captureStderr = true) {
+      auto result = std::make_unique<Command>(tracker, argv);
+      result->process->start(captureStdout, captureStderr);
+      EXPECT_TRUE(eventually([&] { return result->over(); }));
+      return result;
+   }
+   std::unique_ptr<Command> shell(std::string const & script) { return run({"sh", "-c", script}); }
+
+   Pelm::Ptr<ChildProcessTrackerSm> tracker = Pelm::make<ChildProcessTrackerSm>();
+};
+
+TEST_F(Children, RunIsFinishedWithItsOutputs) {
+   auto const done = shell("echo out; echo err >&2");
+   EXPECT_EQ(done->states, (std::vector<std::string>{"running", "finished"}));
+   EXPECT_EQ(done->process->exitCode(), 0);
+   EXPECT_EQ(done->process->stdoutBuffer(), "out\n");
+   EXPECT_EQ(done->process->stderrString(), "err\n");
+}
+
+TEST_F(Children, WhatIsNotCapturedIsNotKept) {
+   auto const done = run({"sh", "-c", "echo out; echo err >&2"}, false, false);
+   EXPECT_EQ(done->process->state(), State::finished);
+   EXPECT_EQ(done->process->stdoutBuffer(), "");
+   EXPECT_EQ(done->process->stderrString(), "");
+}
+
+TEST_F(Children, StandardInputIsEmpty) {
+   EXPECT_EQ(run({"cat"})->process->stdoutBuffer(), "");
+   EXPECT_EQ(run({"readlink", "/proc/self/fd/0"})->process->stdoutBuffer(), "/dev/null\n");
+}
+
+TEST_F(Children, ExitCodesButZeroAreFailuresUnlessThePolicySaysOtherwise) {
+   auto const plain = shell("exit 4");
+   EXPECT_EQ(plain->process->state(), State::failed);
+   EXPECT_EQ(plain->process->exitCode(), 4);
+   tracker->failurePolicyIs(
+       [](Pelm::String const & program, int exitCode) { return program != "sh" || exitCode != 4; });
+   EXPECT_EQ(shell("exit 4")->process->state(), State::finished);
+   EXPECT_EQ(shell("exit 5")->process->state(), State::failed);
+   EXPECT_EQ(shell("kill -9 $$")->process->state(), State::failed) << "a death by signal always is one";
+}
+
+TEST_F(Children, DeathBySignalIsAFailureWithItsNumber) {
+   auto const done = shell("echo last words; kill -TERM $$");
+   EXPECT_EQ(done->process->state(), State::failed);
+   EXPECT_EQ(done->process->exitCode(), -SIGTERM);
+   EXPECT_EQ(done->process->stdoutBuffer(), "last words\n");
+}
+
+TEST_F(Children, OutputUpToFourMebibytesIsKeptWhole) {
+   auto const done = run({"head", "-c", "4194304", "/dev/zero"});
+   EXPECT_EQ(done->process->state(), State::finished);
+   EXPECT_EQ(done->process->stdoutBuffer().size(), 4194304U);
+}
+
+TEST_F(Children, MoreOutputFailsTheRunAndHoldsNothingUp) {
+   for (char const * const script :
+        {"exec head -c 10485760 /dev/zero", "exec head -c 10485760 /dev/zero >&2"}) {
+      auto const done = shell(script);
+      EXPECT_EQ(done->process->state(), State::failed);
+      EXPECT_EQ(done->process->exitCode(), -SIGKILL);
+      EXPECT_EQ(done->process->stderrString(), "sh: it wrote more than 4 MiB");
+      EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+      EXPECT_FALSE(hasChildren());
+   }
+}
+
+TEST_F(Children, RunThatClosesItsOutputsLastsUntilItsEnd) {
+   auto const done = shell("exec >&- 2>&-; sleep 0.3; exit 3");
+   EXPECT_EQ(done->process->exitCode(), 3);
+   EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{0.3});
+}
+
+TEST_F(Children, GrandchildThatKeepsAnOutputIsKilledAfterAShortGrace) {
+   auto const done = shell("sleep 1000 & echo $!");
+   EXPECT_EQ(done->process->state(), State::finished);
+   EXPECT_EQ(done->process->exitCode(), 0);
+   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
+   pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
+   ASSERT_GT(grandchild, 0);
+   EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
+}
+
+TEST_F(Children, GrandchildInASessionOfItsOwnCannotHoldTheRunEither) {
+   auto const done = shell("setsid sleep 1000 & echo $!");
+   EXPECT_EQ(done->process->state(), State::finished);
+   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
+   pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
+   ASSERT_GT(grandchild, 0);
+   EXPECT_TRUE(isRunning(grandchild)) << "it is out of reach";
+   kill(grandchild, SIGKILL);
+}
+
+TEST_F(Children, GrandchildThatFinishesWithinTheGraceIsHeard) {
+   auto const done = shell("(sleep 0.1; echo late) & echo early");
+   EXPECT_EQ(done->process->stdoutBuffer(), "early\nlate\n");
+}
+
+TEST_F(Children, ProgramThatIsNotThereFailsFromALaterTurn) {
+   Command done{tracker, {"no-such-program-here", "-x"}};
+   done.process->start(true, true);
+   EXPECT_EQ(done.states, (std::vector<std::string>{"running"})) << "never from inside start";
+   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_EQ(done.process->state(), State::failed);
+   EXPECT_EQ(done.process->exitCode(), 127);
+   EXPECT_EQ(done.process->stderrString(), "no-such-program-here: No such file or directory (errno 2)");
+   EXPECT_EQ(tracker->finishedRun()->exitCode, 127);
+   EXPECT_TRUE(tracker->finishedRun()->failed);
+}
+
+TEST_F(Children, RunWithoutAProgramFails) {
+   auto const done = run({});
+   EXPECT_EQ(done->process->state(), State::failed);
+   EXPECT_EQ(done->process->stderrString(), "(no program): No such file or directory (errno 2)");
+}
+
+TEST_F(Children, FileThatIsNotExecutableFailsAndSaysSo) {
+   TemporaryFolder const folder;
+   std::string const plain = folder.script("plain", "true", false);
+   auto const done = run({Pelm::String{plain}});
+   EXPECT_EQ(done->process->exitCode(), 127);
+   EXPECT_EQ(done->process->stderrString(), plain + ": Permission denied (errno 13)");
+}
+
+TEST_F(Children, ToolPathIsSearchedFirst) {
+   TemporaryFolder const folder;
+   folder.script("hostname", "echo the tool");
+   tracker->toolPathIs(Pelm::String{folder.path()});
+   EXPECT_EQ(run({"hostname"})->process->stdoutBuffer(), "the tool\n");
+}
+
+TEST_F(Children, RunsOnceAndKeepsTheCommandItWasStartedWith) {
+   Command done{tracker, {"sh", "-c", "exit 4"}};
+   tracker->failurePolicyIs([](Pelm::String const & program, int) { return program != "sh"; });
+   done.process->start(true, true);
+   done.process->start(true, true);
+   done.process->argPopAll();
+   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   done.process->start(true, true);
+   EXPECT_EQ(done.states, (std::vector<std::string>{"running", "finished"}));
+   EXPECT_EQ(tracker->finishedRun()->argv, (Argv{"sh", "-c", "exit 4"}));
+}
+
+TEST_F(Children, ArgumentsArePassedAsTheyAre) {
+   Command done{tracker, {"printf", "%s|", "replaced", "a b", "", "\"$HOME\"", "popped"}};
+   done.process->argIs(2, "*");
+   done.process->argPop();
+   EXPECT_EQ(done.process->arg.front(), "%s|");
+   done.process->argPopAll();
+   for (char const * const argument : {"printf", "%s|", "*", "a b", "", "\"$HOME\""})
+      done.process->argPush(argument);
+   done.process->start(true, true);
+   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_EQ(done.process->stdoutBuffer(), "*|a b||\"$HOME\"|");
+}
+
+TEST_F(Children, IsNeitherReadNorPublishedWhileNotificationIsOff) {
+   for (char const * const program : {"true", "no-such-program-here"}) {
+      Command done{tracker, {program}};
+      done.process->hasNotificationActiveIs(false);
+      done.process->start(true, true);
+      Host::runFor(0.1);
+      EXPECT_EQ(done.process->state(), State::running);
+      done.process->hasNotificationActiveIs(true);
+      EXPECT_TRUE(eventually([&] { return done.over(); }));
+   }
+}
+
+TEST_F(Children, DroppedWhileRunningTakesItsWholeGroupAndLeavesNoZombie) {
+   Command running{tracker, {"sh", "-c", "sleep 1000 & echo $!; echo $$; wait"}};
+   running.process->start(true, true);
+   auto const lines = [&] {
+      std::string const & text = running.process->stdoutBuffer();
+      return std::count(text.begin(), text.end(), '\n');
+   };
+   ASSERT_TRUE(eventually([&] { return lines() == 2; }));
+   std::string const pids = running.process->stdoutBuffer();
+   pid_t const grandchild = std::atoi(pids.c_str());
+   pid_t const child = std::atoi(pids.c_str() + pids.find('\n'));
+   ASSERT_TRUE(isRunning(grandchild) && isRunning(child));
+   running.drop();
+   EXPECT_EQ(tracker->orphans(), 1U);
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_FALSE(hasChildren());
+   EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
+}
+
+TEST_F(Children, DroppedTogetherWithTheTrackerLeavesNoZombie) {
+   Command running{tracker, {"sleep", "1000"}};
+   running.process->start(true, true);
+   tracker = nullptr;
+   running.drop();
+   EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(Children, OwnerMayDropTheObjectWhileItIsTold) {
+   for (Argv const & argv :
+        {Argv{"true"}, Argv{"no-such-program-here"}, Argv{"head", "-c", "10485760", "/dev/zero"},
+         Argv{"sh", "-c", "setsid sleep 0.7 &"}}) {
+      Command done{tracker, argv};
+      done.then = [&] {
+         if (done.over())
+            done.drop();
+      };
+      done.process->start(true, true);
+      EXPECT_TRUE(eventually([&] { return !done.process; }));
+      EXPECT_EQ(tracker->finishedRun()->argv, argv);
+      EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   }
+}
+
+TEST_F(Children, OwnerMayDropTheObjectWhileItStarts) {
+   Command done{tracker, {"sleep", "1000"}};
+   done.then = [&] { done.drop(); };
+   done.process->start(true, true);
+   EXPECT_FALSE(done.process);
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+}
+
+TEST_F(Children, TimeLimitTerminatesTheRun) {
+   tracker->timeLimitIs(0.2);
+   EXPECT_EQ(tracker->timeLimit(), Vorn::Seconds{0.2});
+   auto const done = shell("echo part; exec sleep 1000");
+   EXPECT_EQ(done->process->state(), State::failed);
+   EXPECT_EQ(done->process->exitCode(), -SIGTERM);
+   EXPECT_EQ(done->process->stdoutBuffer(), "part\n");
+   EXPECT_EQ(done->process->stderrString(), "sh: it passed its time limit");
+   EXPECT_TRUE(tracker->finishedRun()->timedOut);
+   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{2});
+}
+
+TEST_F(Children, TimeLimitKillsWhatIgnoresTermination) {
+   tracker->timeLimitIs(0.2);
+   auto const done = shell("trap '' TERM; while :; do sleep 0.05; done");
+   EXPECT_EQ(done->process->exitCode(), -SIGKILL);
+   EXPECT_TRUE(tracker->finishedRun()->timedOut);
+   EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{2.2});
+}
+
+TEST_F(Children, TimeLimitHoldsAlsoAgainstAnOutputKeptOutOfReach) {
+   tracker->timeLimitIs(0.2);
+   auto const done = shell("trap '' TERM; setsid sleep 1000 & echo $!; while :; do sleep 0.05; done");
+   EXPECT_EQ(done->process->exitCode(), -SIGKILL);
+   EXPECT_EQ(done->process->stderrString(), "sh: it passed its time limit");
+   EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{3.2});
+   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{15});
+   kill(std::atoi(done->process->stdoutBuffer().c_str()), SIGKILL);
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+}
+
+TEST_F(Children, RunWithinItsTimeLimitIsNotTouched) {
+   tracker->timeLimitIs(10);
+   auto const done = shell("exit 0");
+   EXPECT_EQ(done->process->state(), State::finished);
+   EXPECT_FALSE(tracker->finishedRun()->timedOut);
+   EXPECT_FALSE(tracker->finishedRun()->failed);
+}
+
+TEST_F(Children, HostThatLetsTheKernelReapGetsAnAnswerAllTheSame) {
+   auto * const before = std::signal(SIGCHLD, SIG_IGN);
+   auto const done = shell("echo out; sleep 0.2");
+   std::signal(SIGCHLD, before);
+   EXPECT_EQ(done->process->state(), State::failed) << "its exit code is lost";
+   EXPECT_EQ(done->process->exitCode(), Brul::waitFailed);
+   EXPECT_EQ(done->process->stdoutBuffer(), "out\n");
+}
+
+TEST_F(Children, LeaveTheSignalHandlingOfTheHostAlone) {
+   auto const dispositions = [] {
+      std::vector<void (*)(int)> handlers;
+      for (int signal = 1; signal < NSIG; ++signal) {
+         struct sigaction action {};
+         sigaction(signal, nullptr, &action);
+         handlers.push_back(action.sa_handler);
+      }
+      return handlers;
+   };
+   sigset_t maskBefore{};
+   sigprocmask(SIG_BLOCK, nullptr, &maskBefore);
+   auto const before = dispositions();
+   tracker->timeLimitIs(0.2);
+   shell("sleep 1000");
+   shell("exit 0");
+   EXPECT_EQ(dispositions(), before);
+   sigset_t maskAfter{};
+   sigprocmask(SIG_BLOCK, nullptr, &maskAfter);
+   EXPECT_EQ(std::memcmp(&maskBefore, &maskAfter, sizeof maskBefore), 0);
+}
+
+TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
+   shell("true");
+   std::size_t const before = openDescriptors();
+   rlimit limit{};
+   getrlimit(RLIMIT_NOFILE, &limit);
+   rlimit const original = limit;
+   int const lowestFree = dup(STDIN_FILENO);
+   close(lowestFree);
+   std::vector<State> ends;
+   for (int spare = 0; spare < 24; ++spare) {
+      limit.rlim_cur = static_cast<rlim_t>(lowestFree + spare);
+      setrlimit(RLIMIT_NOFILE, &limit);
+      auto const done = shell("true");
+      setrlimit(RLIMIT_NOFILE, &original);
+      ends.push_back(done->process->state());
+      EXPECT_TRUE(done->over());
+      bool const started = done->process->exitCode() != 127;
+      EXPECT_EQ(done->process->stderrString(), started ? "" : "sh: Too many open files (errno 24)") << spare;
+   }
+   EXPECT_EQ(openDescriptors(), before);
+   EXPECT_EQ(ends.front(), State::failed);
+   EXPECT_EQ(ends.back(), State::finished);
+}
+
+TEST_F(Children, FinishedRunsArePublishedOneByOne) {
+   class Listener {
+    public:
+      explicit Listener(Pelm::Ptr<ChildProcessTrackerSm> const & tracker) : tracker_{*tracker} {
+         reactor_.notifierIs(tracker);
+         reactor_.on<&Listener::handleRun>(tracker->finishedRun, *this);
+         reactor_.hasNotificationActiveIs(true);
+      }
+      std::vector<int> exitCodes;
+
+    private:
+      void handleRun() { exitCodes.push_back(tracker_.finishedRun()->exitCode); }
+      ChildProcessTrackerSm & tracker_;
+      Vorn::NotifieeConst reactor_;
+   };
+   EXPECT_FALSE(tracker->finishedRun());
+   Listener const listener{tracker};
+   shell("exit 1");
+   shell("exit 0");
+   shell("exit 0");
+   EXPECT_EQ(listener.exitCodes, (std::vector<int>{1, 0, 0}));
+}
+
+class ChildrenInVirtualTime : public Support::VirtualTimeTest {};
+
+TEST_F(ChildrenInVirtualTime, AreWaitedForBeforeTimeMovesOn) {
+   auto const tracker = Pelm::make<ChildProcessTrackerSm>();
+   Command done{tracker, {"sh", "-c", "sleep 0.1; echo out"}};
+   done.process->start(true, true);
+   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_EQ(currentTime(), Vorn::Seconds{1000}) << "the run took no virtual time";
+   EXPECT_EQ(done.process->stdoutBuffer(), "out\n");
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+#include "runtime/Pelm/String.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_set>
+
+#include "runtime/Vorn/Seconds.h"
+
+namespace {
+
+using Pelm::String;
+using namespace std::string_view_literals;
+
+TEST(String, IsMadeAndAssignedFromTextsOfAnyKind) {
+   EXPECT_EQ(String{"disk"}.view(), "disk");
+   EXPECT_EQ(String{"disk"sv}.size(), 4U);
+   EXPECT_TRUE(String{static_cast<char const *>(nullptr)}.empty());
+   String text;
+   EXPECT_TRUE(text.empty());
+   text = "from a literal";
+   EXPECT_EQ(text, "from a literal");
+   text = "from a view"sv;
+   EXPECT_EQ(text, "from a view"sv);
+   text = std::string{"from a string"};
+   EXPECT_EQ(text, std::string{"from a string"});
+   static_assert(std::is_same_v<Vorn::String, String>);
+}
+
+TEST(String, GrowsAtBothEndsAndLosesARange) {
+   String text{"sda"};
+   text.append("1"sv);
+   text.addLeft("/dev/");
+   EXPECT_EQ(text, "/dev/sda1");
+   text.erase(text.begin() + 4, text.end() - 1);
+   EXPECT_EQ(text, "/dev1");
+   text.erase(text.begin(), text.begin());
+   EXPECT_EQ(text, "/dev1");
+   text.erase(text.begin(), text.end());
+   EXPECT_TRUE(text.empty());
+}
+
+TEST(String, CopiesAreIndependentValues) {
+   String const original{"ata1"};
+   String copy = original;
+   copy.append("x");
+   EXPECT_EQ(original, "ata1");
+   EXPECT_EQ(copy, "ata1x");
+}
+
+TEST(String, HoldsAnyBytesAndComparesThemAll) {
+   String const withNul{"a\0b"sv};
+   EXPECT_EQ(withNul.size(), 3U);
+   EXPECT_FALSE(withNul == "a");
+   EXPECT_FALSE(withNul == String{"a\0c"sv});
+   EXPECT_EQ(withNul, "a\0b"sv);
+   EXPECT_EQ(withNul.data()[3], '\0');
+   std::ostringstream stream;
+   stream << withNul;
+   EXPECT_EQ(stream.str(), std::string("a\0b", 3));
+}
+
+TEST(String, ComparesByteWiseInThreeWays) {
+   EXPECT_LT(String{"ata1"}.compare("ata2"), 0);
+   EXPECT_GT(String{"b"}.compare("abc"), 0);
+   EXPECT_EQ(String{"b"}.compare("b"), 0);
+   EXPECT_LT(String{"a"}.compare("\x80"), 0) << "bytes are unsigned";
+   EXPECT_TRUE(String{"a"} < String{"b"});
+   EXPECT_TRUE(String{} == static_cast<char const *>(nullptr));
+}
+
+TEST(String, KnowsItsPrefix) {
+   EXPECT_TRUE(String{"nvme0n1"}.startsWith("nvme"));
+   EXPECT_TRUE(String{"nvme"}.startsWith(""));
+   EXPECT_FALSE(String{"nv"}.startsWith("nvme"));
+   EXPECT_FALSE(String{"xnvme"}.startsWith("nvme"));
+}
+
+TEST(String, ServesAsAnOptionalText) {
+   String text{"value"};
+   EXPECT_TRUE(text.optionalHasValue());
+   text.optionalClearValue();
+   EXPECT_FALSE(text.optionalHasValue());
+   EXPECT_TRUE(text.empty());
+   text.append("again");
+   EXPECT_TRUE(text.optionalHasValue()) << "what is put into it is a value";
+   text.optionalClearValue();
+   text.addLeft("again");
+   EXPECT_TRUE(text.optionalHasValue());
+   text.optionalClearValue();
+   text = "";
+   EXPECT_TRUE(text.optionalHasValue()) << "an empty text is a value";
+}
+
+TEST(String, IsFoundInHashedSetsByValue) {
+   std::unordered_set<String> const set{String{"a"}, String{"b"}, String{"a"}};
+   EXPECT_EQ(set.size(), 2U);
+   EXPECT_TRUE(set.contains("b"));
+   EXPECT_EQ(Pelm::StringHash{}("b"sv), Pelm::StringHash{}(String{"b"}));
+}
+
+TEST(StringDeathTest, RangeThatIsNotItsOwnIsRefused) {
+   testing::FLAGS_gtest_death_test_style = "threadsafe";
+   String text{"abc"};
+   EXPECT_DEATH(text.erase(text.end(), text.begin()), "first <= last");
+}
+
+TEST(Seconds, CalculateLikeTheNumbersTheyAre) {
+   Vorn::Seconds span = 1.5;
+   span += 0.5;
+   span -= 1.0;
+   EXPECT_EQ(span, Vorn::Seconds{1});
+   EXPECT_EQ((span + 2.0) * 3.0 / 2.0 - 0.5, Vorn::Seconds{4});
+   EXPECT_LT(span, Vorn::Seconds::infinity());
+   EXPECT_EQ(Vorn::Seconds{}.value(), 0.0);
+   Vorn::Seconds const notANumber = std::numeric_limits<double>::quiet_NaN();
+   EXPECT_FALSE(notANumber < 0.0 || notANumber >= 0.0) << "not a number is in no order";
+}
+
+}  // namespace
