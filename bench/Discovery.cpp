@@ -2,38 +2,39 @@
 // are tried for each, and that it is the cost of the programs that it must run.
 //
 // All disks are removable, so the programs are `expr` alone, one run per disk and entry. The preload
-// that simulates the unit makes libudev slower than on a real one, which speaks against discovery; the
-// programs run without it, as they do on a real one.
-#include <fcntl.h>
-#include <libudev.h>
+// that simulates a unit makes every look at /sys many times as slow as it is, and libudev looks often.
+// So it is measured without: processes that have a copy of the simulated /sys mounted over their own,
+// which needs the right to make a mount namespace. What the preload would make of it is shown beside.
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "DiscoveryProbe.h"
 #include "Ratio.h"
-#include "StorageDevices/BusAddress.h"
-#include "StorageDevices/CDevsUtil.h"
-#include "StorageDevices/ConnectedDevicesSm.h"
-#include "StorageDevices/Factories.h"
-#include "StorageDevices/Udev.h"
 #include "agent/simulation/SimulatedUnit.h"
 #include "runtime/Vorn/Process.h"
 
 namespace {
 
-using Agent::Simulation::Disk;
-using Agent::Simulation::SimulatedUnit;
+using Bench::DiscoveryProbe;
+using Bench::Rounds;
+namespace fs = std::filesystem;
 
 constexpr std::size_t few = 250;
 constexpr std::size_t many = 1000;
 constexpr std::size_t entryCounts[] = {1, 2, 4};
-constexpr char const * matching = "pci[^/]*/.*/usb[0-9]*/.*";
-constexpr char const * others[] = {"pci0000:00/0000:00:1f.2/ata1/.*", "pci0000:00/0000:00:1f.2/ata2/.*",
-                                   "platform/mmc-controller/.*"};
 
 // 0 for sda, 26 for sdaa.
 std::string diskName(std::size_t index) {
@@ -43,147 +44,179 @@ std::string diskName(std::size_t index) {
    return "sd" + letters;
 }
 
-class Unit {
+void run(std::vector<Pelm::String> const & command) {
+   pid_t const pid = Vorn::spawnProcess(command, -1, dup(STDERR_FILENO), dup(STDERR_FILENO));
+   if (pid < 0 || Brul::waitForProcess(pid) != 0)
+      throw std::runtime_error(command[0].str() + " failed");
+}
+
+// A simulated unit that is only built up, and copied on the way: to take a thousand devices apart again
+// would last longer than all the measurements.
+class UnitSource {
  public:
-   Unit() { unsetenv("LD_PRELOAD"); }
-
-   // As many USB disks as that, each behind a port of its own.
-   void disksIs(std::size_t count) {
-      for (; disks_ < count; ++disks_) {
-         std::string const number = std::to_string(disks_);
-         Disk disk = Agent::Simulation::usbDisk(diskName(disks_), "1-1." + std::to_string(disks_ + 1),
-                                                "BENCH" + number, "Stick", 31'250'000);
-         disk.host = static_cast<unsigned>(disks_);
-         unit_.add(disk);
-      }
-      for (; disks_ > count; --disks_)
-         unit_.vanish(diskName(disks_ - 1));
+   void copyTo(fs::path const & copy, std::size_t disks) {
+      for (; disks_ < disks; ++disks_)
+         addDisk();
+      fs::create_directories(copy / "etc");
+      run({"cp", "-a", (root() / "sys").c_str(), copy.c_str()});
    }
-
-   // The last entry is that of all disks, so all are tried.
-   void entriesIs(std::size_t count) {
-      patterns_.assign(std::begin(others), std::next(std::begin(others), static_cast<int>(count) - 1));
-      patterns_.emplace_back(matching);
-      std::vector<std::pair<std::string, std::string>> entries;
-      for (auto const & pattern : patterns_)
-         entries.emplace_back(pattern, "usb" + std::to_string(entries.size() + 1));
-      unit_.blockdevIs(entries);
-   }
-
-   double discovery() const {
-      auto const config = Pelm::make<FruConfig>();
-      config->etcDirIs(Pelm::String{unit_.etcFolder().string()});
-      auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
-      auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
-      Pelm::Ptr<StorageDevices::ConnectedDevicesSm> machine;
-      double const seconds = Bench::secondsOf(
-          [&] { machine = StorageDevices::connectedDevicesSmFactory(config, devices, tracker); });
-      if (!machine->internalDevicesReady() || devices->disk.size() != disks_)
-         throw std::runtime_error("discovery has not found all disks");
-      return seconds;
-   }
-
-   // The same runs of expr, with nothing around them.
-   double programs() const {
-      std::vector<Pelm::String> paths;
-      for (auto const & name : unit_.disks())
-         paths.emplace_back(unit_.sysPath(name).substr(std::string{"/sys/devices/"}.size()));
-      std::size_t matches = 0;
-      double const seconds = Bench::secondsOf([&] {
-         for (auto const & path : paths)
-            for (auto const & pattern : patterns_)
-               matches += expr(path, Pelm::String{pattern});
-      });
-      if (matches != disks_)
-         throw std::runtime_error("expr has not matched each disk once");
-      return seconds;
-   }
-
-   // What discovery asks libudev.
-   double udev() const {
-      return Bench::secondsOf([&] {
-         StorageDevices::UdevPtr const context{udev_new()};
-         StorageDevices::UdevEnumeratePtr const scan{udev_enumerate_new(context.get())};
-         udev_enumerate_add_match_subsystem(scan.get(), "block");
-         udev_enumerate_add_match_property(scan.get(), "DEVTYPE", "disk");
-         udev_enumerate_scan_devices(scan.get());
-         std::size_t seen = 0;
-         for (auto * entry = udev_enumerate_get_list_entry(scan.get()); entry;
-              entry = udev_list_entry_get_next(entry))
-            seen += look(context.get(), udev_list_entry_get_name(entry));
-         if (seen != disks_)
-            throw std::runtime_error("libudev does not know all disks");
-      });
-   }
+   fs::path root() const { return unit_.environment().at("UMOCKDEV_DIR"); }
 
  private:
-   static bool expr(Pelm::String const & path, Pelm::String const & pattern) {
-      int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-      pid_t const pid = Vorn::spawnProcess({"expr", "match", path, pattern}, -1, devNull, devNull);
-      if (pid < 0)
-         throw std::runtime_error("cannot run expr");
-      return Brul::waitForProcess(pid) == 0;
+   void addDisk() {
+      auto disk = Agent::Simulation::usbDisk(diskName(disks_), "1-1." + std::to_string(disks_ + 1),
+                                             "BENCH" + std::to_string(disks_), "Stick", 31'250'000);
+      disk.host = static_cast<unsigned>(disks_);
+      unit_.add(disk);
    }
 
-   static bool look(::udev * context, char const * sysPath) {
-      StorageDevices::UdevDevicePtr const device{udev_device_new_from_syspath(context, sysPath)};
-      if (!device || StorageDevices::CDevsUtil::udevSerial(device.get()).empty())
-         return false;
-      StorageDevices::busAddress(device.get());
-      for (char const * const property : {"ID_NAME", "ID_MODEL", "ID_REVISION"})
-         udev_device_get_property_value(device.get(), property);
-      return udev_device_get_devnode(device.get()) && udev_device_get_sysattr_value(device.get(), "size");
-   }
-
-   SimulatedUnit unit_;
+   Agent::Simulation::SimulatedUnit & unit_ = *new Agent::Simulation::SimulatedUnit;  // never taken apart
    std::size_t disks_ = 0;
-   std::vector<std::string> patterns_;
 };
 
-// What is measured with a number of entries; all times are per disk and entry.
-enum : std::size_t { discoveryOfMany, programsOfMany, udevOfMany, discoveryOfFew };
+struct Request {
+   char what;
+   std::size_t entries;
+};
 
-void measureMany(Unit & unit, std::size_t entries, Bench::Rounds & rounds) {
-   unit.disksIs(many);
-   unit.entriesIs(entries);
-   auto const runs = static_cast<double>(many * entries);
-   rounds.add(discoveryOfMany, unit.discovery() / runs);
-   rounds.add(programsOfMany, unit.programs() / runs);
-   rounds.add(udevOfMany, unit.udev() / runs);
+// The measuring process.
+namespace Measuring {
+
+void sysIs(fs::path const & sys) {
+   if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+      throw std::runtime_error("no right to make a mount namespace");
+   if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+       mount(sys.c_str(), "/sys", nullptr, MS_BIND, nullptr) != 0)
+      throw std::runtime_error(std::string{"cannot mount over /sys: "} + std::strerror(errno));
+   setenv("SYSTEMD_DEVICE_VERIFY_SYSFS", "0", 1);
 }
 
-void measureFew(Unit & unit, std::size_t entries, Bench::Rounds & rounds) {
-   unit.disksIs(few);
-   unit.entriesIs(entries);
-   rounds.add(discoveryOfFew, unit.discovery() / static_cast<double>(few * entries));
+int serve(fs::path const & unit, std::size_t disks) {
+   if (std::getenv("LD_PRELOAD"))
+      unsetenv("LD_PRELOAD");  // done its work here; the programs are to run without
+   else
+      sysIs(unit / "sys");
+   DiscoveryProbe probe{unit / "etc", disks};
+   for (Request request{}; read(STDIN_FILENO, &request, sizeof request) == sizeof request;) {
+      probe.entriesIs(request.entries);
+      double const seconds = request.what == 'd'   ? probe.discovery()
+                             : request.what == 'p' ? probe.programs()
+                                                   : probe.udev();
+      if (write(STDOUT_FILENO, &seconds, sizeof seconds) != sizeof seconds)
+         return 1;
+   }
+   return 0;
 }
 
-void report(Bench::Report & report, std::string const & with, Bench::Rounds const & rounds) {
+}  // namespace Measuring
+
+// A measuring process seen from here. All times are per disk and entry.
+class Probe {
+ public:
+   Probe(fs::path const & unit, std::size_t disks) : disks_{disks} {
+      int ends[2];
+      if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+         throw std::runtime_error("cannot make a socket pair");
+      pid_ = Vorn::spawnProcess(
+          {"/proc/self/exe", "--measure", unit.c_str(), Pelm::String{std::to_string(disks)}}, ends[1],
+          ends[1], dup(STDERR_FILENO));
+      socket_ = ends[0];
+   }
+   Probe(Probe const &) = delete;
+   Probe & operator=(Probe const &) = delete;
+   ~Probe() {
+      close(socket_);
+      Brul::waitForProcess(pid_);
+   }
+
+   double discovery(std::size_t entries) const { return ask({'d', entries}); }
+   double programs(std::size_t entries) const { return ask({'p', entries}); }
+   double udev(std::size_t entries) const { return ask({'u', entries}); }
+
+ private:
+   double ask(Request request) const {
+      double seconds = 0;
+      if (write(socket_, &request, sizeof request) != sizeof request ||
+          read(socket_, &seconds, sizeof seconds) != sizeof seconds)
+         throw std::runtime_error("a measuring process has ended");
+      return seconds / static_cast<double>(disks_ * request.entries);
+   }
+
+   std::size_t disks_;
+   pid_t pid_;
+   int socket_;
+};
+
+void compare(Bench::Report & report, Probe const & fewDisks, Probe const & manyDisks, std::size_t entries) {
    constexpr double nineTenths = 0.9;
-   report.claim("discovery: " + with + ", 1000 disks beside 250", rounds, discoveryOfMany, discoveryOfFew,
-                1.25);
-   report.claim("discovery: " + with + ", beside expr alone", rounds, discoveryOfMany, programsOfMany,
-                1 / nineTenths);
-   Bench::Report::note("discovery: " + with + ", libudev beside all of it", rounds, udevOfMany,
-                       discoveryOfMany);
+   enum : std::size_t { discovery, discoveryOfFew, programs, udev };
+   Rounds const rounds = Bench::compete(
+       {[&] { return manyDisks.discovery(entries); }, [&] { return fewDisks.discovery(entries); },
+        [&] { return manyDisks.programs(entries); }, [&] { return manyDisks.udev(entries); }},
+       11);
+   std::string const name = "discovery: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries");
+   report.claim(name + ", 1000 disks beside 250", rounds, discovery, discoveryOfFew, 1.25);
+   report.claim(name + ", all of it beside expr alone", rounds, discovery, programs, 1 / nineTenths);
+   Bench::Report::note(name + ", libudev beside all of it", rounds, udev, discovery);
+}
+
+void showPreload(Probe const & plain, Probe const & preloaded) {
+   enum : std::size_t { slow, usual };
+   Bench::Report::note("discovery: libudev under the preload, beside without",
+                       Bench::compete({[&] { return preloaded.udev(1); }, [&] { return plain.udev(1); }}, 11),
+                       slow, usual);
+   enum : std::size_t { discovery, programs };
+   Bench::Report::note(
+       "discovery: 1 entry under the preload, beside expr alone",
+       Bench::compete({[&] { return preloaded.discovery(1); }, [&] { return preloaded.programs(1); }}, 11),
+       discovery, programs);
+}
+
+int measure(fs::path const & folder, std::string const & preload) {
+   setenv("LD_PRELOAD", preload.c_str(), 1);
+   setenv("UMOCKDEV_DIR", (folder / "many").c_str(), 1);
+   Probe const preloaded{folder / "many", many};
+   unsetenv("LD_PRELOAD");
+   unsetenv("UMOCKDEV_DIR");
+   Probe const fewDisks{folder / "few", few};
+   Probe const manyDisks{folder / "many", many};
+   Bench::Report report;
+   for (std::size_t const entries : entryCounts)
+      compare(report, fewDisks, manyDisks, entries);
+   showPreload(manyDisks, preloaded);
+   return report.exitCode();
+}
+
+// The folder goes whatever happens; the programs that do it run without the preload.
+int measureInFolder(std::string const & preload) {
+   std::signal(SIGPIPE, SIG_IGN);
+   UnitSource source;
+   unsetenv("LD_PRELOAD");
+   std::string folder = (fs::temp_directory_path() / "discovery_bench.XXXXXX").string();
+   if (!mkdtemp(folder.data()))
+      throw std::runtime_error("cannot make a temporary folder");
+   int exitCode = 2;
+   try {
+      source.copyTo(fs::path{folder} / "few", few);
+      source.copyTo(fs::path{folder} / "many", many);
+      exitCode = measure(folder, preload);
+   } catch (std::exception const & error) {
+      std::fprintf(stderr, "discovery_bench: %s\n", error.what());
+   }
+   run({"rm", "-rf", folder.c_str(), source.root().c_str()});
+   return exitCode;
 }
 
 }  // namespace
 
-int main() {
-   Unit unit;
-   std::vector<Bench::Rounds> rounds(std::size(entryCounts));
-   for (int round = 0; round < 11; ++round) {
-      for (std::size_t i = 0; i < rounds.size(); ++i)
-         round % 2 ? measureMany(unit, entryCounts[i], rounds[i])
-                   : measureFew(unit, entryCounts[i], rounds[i]);
-      for (std::size_t i = 0; i < rounds.size(); ++i)
-         round % 2 ? measureFew(unit, entryCounts[i], rounds[i])
-                   : measureMany(unit, entryCounts[i], rounds[i]);
+int main(int argc, char ** argv) {
+   try {
+      if (argc == 4 && std::string{argv[1]} == "--measure")
+         return Measuring::serve(argv[2], std::stoul(argv[3]));
+      char const * const preload = std::getenv("LD_PRELOAD");
+      return measureInFolder(preload ? preload : "");
+   } catch (std::exception const & error) {
+      std::fprintf(stderr, "discovery_bench: %s\n", error.what());
+      return 2;
    }
-   Bench::Report lines;
-   for (std::size_t i = 0; i < rounds.size(); ++i)
-      report(lines, std::to_string(entryCounts[i]) + (entryCounts[i] == 1 ? " entry" : " entries"),
-             rounds[i]);
-   return lines.exitCode();
 }

@@ -7,7 +7,7 @@
 int main() {
    auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
    auto const discovery = StorageDevices::connectedDevicesSmFactory(
-      Pelm::make<FruConfig>(), devices, Pelm::make<Brul::ChildProcessTrackerSm>());
+       Pelm::make<FruConfig>(), devices, Pelm::make<Brul::ChildProcessTrackerSm>());
    auto const ready = [&] { return discovery->internalDevicesReady(); };
    bool const identified = Host::runUntil(ready, Vorn::System::currentTime() + 60);
    for (auto const & [name, disk] : devices->disk)

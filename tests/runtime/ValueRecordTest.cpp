@@ -127,14 +127,13 @@ TEST(ValueRecord, RoundTripsRandomBytes) {
 TEST(ValueRecord, RefusesEveryOtherText) {
    for (char const * const wrong :
         {"", "Entry", "Entry(", "Entry()", R"(Entry(pattern="a"))", R"(entry(pattern="a", mount="b"))",
-         R"(Entry(pattern="a", mount="b"))"
-         " ",
-         R"( Entry(pattern="a", mount="b"))", R"(Entry(pattern="a",mount="b"))",
-         R"(Entry(mount="b", pattern="a"))", R"(Entry(pattern="a", mount="b)",
-         R"(Entry(pattern="a", mount="b\)", R"(Entry(pattern="a", mount="b\x")",
-         R"(Entry(pattern="\xg0", mount="b"))", R"(Entry(pattern="\x41", mount="b"))",
-         R"(Entry(pattern="\a", mount="b"))", "Entry(pattern=\"\n\", mount=\"b\")",
-         R"(Entry(pattern=a, mount=b))", R"(Entry(pattern="\x0A", mount="b"))"})
+         R"(Entry(pattern="a", mount="b") )", R"( Entry(pattern="a", mount="b"))",
+         R"(Entry(pattern="a",mount="b"))", R"(Entry(mount="b", pattern="a"))",
+         R"(Entry(pattern="a", mount="b)", R"(Entry(pattern="a", mount="b\)",
+         R"(Entry(pattern="a", mount="b\x")", R"(Entry(pattern="\xg0", mount="b"))",
+         R"(Entry(pattern="\x41", mount="b"))", R"(Entry(pattern="\a", mount="b"))",
+         "Entry(pattern=\"\n\", mount=\"b\")", R"(Entry(pattern=a, mount=b))",
+         R"(Entry(pattern="\x0A", mount="b"))"})
       EXPECT_FALSE(Entry::instance(wrong)) << wrong;
 }
 

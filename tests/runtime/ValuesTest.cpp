@@ -60,8 +60,9 @@ TEST(Optional, GivesItsValueAway) {
    EXPECT_EQ(text->size(), 3U);
    std::string const taken = *std::move(text);
    EXPECT_EQ(taken, "abc");
-   text.emplace("d");
-   EXPECT_EQ(*text, "d");
+   Optional<std::string> another;
+   another.emplace("d");
+   EXPECT_EQ(*another, "d");
 }
 
 TEST(Errno, SaysWhatWasTriedAndWhy) {

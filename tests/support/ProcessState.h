@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -61,6 +62,13 @@ class EnvironmentSetting {
    char const * name_;
    std::optional<std::string> before_;
 };
+
+// The sanitizers check objects by means of pipes, so without descriptors they find fault with sound ones.
+#ifdef STORAGEDEVICES_SANITIZED
+#define SKIP_IF_SANITIZED() GTEST_SKIP() << "the sanitizers need descriptors of their own"
+#else
+#define SKIP_IF_SANITIZED() static_cast<void>(0)
+#endif
 
 // While it lives this process can open no more than `room` further descriptors.
 class DescriptorLimit {

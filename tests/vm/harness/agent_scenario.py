@@ -237,9 +237,9 @@ class AgentScenario:
         self._expect_disks("SATA disk found again")
         self._expect_records("SATA disk found again")
 
-        self._appliance.unplug(machine.NEW_NVME.name)
-        self._gone("NVMe drive pulled", machine.NEW_NVME)
-        self._expect_offline("NVMe drive pulled", machine.NEW_NVME, disconnects=1)
+        self._appliance.remove_in_guest(machine.NEW_NVME)
+        self._gone("NVMe drive fallen off the bus", machine.NEW_NVME)
+        self._expect_offline("NVMe drive fallen off the bus", machine.NEW_NVME, disconnects=1)
 
     def _check_storm(self) -> None:
         """A change event for every disk, many times over, changes nothing and leaves nothing behind."""
