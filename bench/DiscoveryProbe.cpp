@@ -1,10 +1,9 @@
 #include "DiscoveryProbe.h"
 
-#include <fcntl.h>
+#include <dlfcn.h>
 #include <libudev.h>
 
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -15,6 +14,28 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Process.h"
+
+namespace {
+
+double secondsInPrograms = 0;
+
+}  // namespace
+
+pid_t Vorn::spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd, int stderrFd) {
+   pid_t pid = -1;
+   secondsInPrograms += Bench::secondsOf([&] { pid = spawnProcess(argv, stdinFd, stdoutFd, stderrFd, {}); });
+   return pid;
+}
+
+int Brul::waitForProcess(pid_t pid) {
+   using Wait = int (*)(pid_t);
+   static auto const runtimes = reinterpret_cast<Wait>(dlsym(RTLD_NEXT, "_ZN4Brul14waitForProcessEi"));
+   if (!runtimes)
+      throw std::runtime_error("the runtime cannot wait for processes");
+   int status = 0;
+   secondsInPrograms += Bench::secondsOf([&] { status = runtimes(pid); });
+   return status;
+}
 
 namespace Bench {
 
@@ -34,9 +55,9 @@ bool look(udev_device * device) {
    return udev_device_get_devnode(device) && udev_device_get_sysattr_value(device, "size");
 }
 
-// The paths of all disks below /sys/devices.
-std::vector<std::string> look() {
-   std::vector<std::string> paths;
+// Number of disks.
+std::size_t lookAtAll() {
+   std::size_t seen = 0;
    StorageDevices::UdevPtr const context{udev_new()};
    StorageDevices::UdevEnumeratePtr const scan{udev_enumerate_new(context.get())};
    udev_enumerate_add_match_subsystem(scan.get(), "block");
@@ -44,69 +65,49 @@ std::vector<std::string> look() {
    udev_enumerate_scan_devices(scan.get());
    for (auto * entry = udev_enumerate_get_list_entry(scan.get()); entry;
         entry = udev_list_entry_get_next(entry)) {
-      char const * const path = udev_list_entry_get_name(entry);
-      StorageDevices::UdevDevicePtr const device{udev_device_new_from_syspath(context.get(), path)};
-      if (look(device.get()))
-         paths.push_back(std::string{path}.substr(std::string{"/sys/devices/"}.size()));
+      StorageDevices::UdevDevicePtr const device{
+          udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry))};
+      seen += look(device.get());
    }
-   return paths;
-}
-
-// As the library runs it.
-bool exprMatches(Pelm::String const & path, Pelm::String const & pattern) {
-   int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-   pid_t const pid = Vorn::spawnProcess({"expr", "match", path, pattern}, -1, devNull, devNull);
-   if (pid < 0)
-      throw std::runtime_error("cannot run expr");
-   return Brul::waitForProcess(pid) == 0;
+   return seen;
 }
 
 }  // namespace
 
 DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::size_t disks)
-    : etc_{std::move(etc)}, paths_{look()} {
-   if (paths_.size() != disks)
-      throw std::runtime_error("libudev knows " + std::to_string(paths_.size()) + " disks, not " +
+    : etc_{std::move(etc)}, disks_{disks} {
+   if (std::size_t const seen = lookAtAll(); seen != disks)
+      throw std::runtime_error("libudev knows " + std::to_string(seen) + " disks, not " +
                                std::to_string(disks));
 }
 
 void DiscoveryProbe::entriesIs(std::size_t count) {
-   patterns_.assign(std::begin(others), std::next(std::begin(others), static_cast<int>(count) - 1));
-   patterns_.emplace_back(matching);
    std::ofstream file{etc_ / "blockdev"};
-   for (std::size_t i = 0; i < count; ++i)
-      file << patterns_[i] << " usb" << i + 1 << '\n';
+   for (std::size_t i = 0; i + 1 < count; ++i)
+      file << others[i] << " usb" << i + 2 << '\n';
+   file << matching << " usb1\n";
 }
 
-double DiscoveryProbe::discovery() const {
+DiscoveryProbe::Times DiscoveryProbe::discovery() const {
    auto const config = Pelm::make<FruConfig>();
    config->etcDirIs(Pelm::String{etc_.string()});
    auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
    auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> machine;
-   double const seconds =
+   Times times;
+   secondsInPrograms = 0;
+   times.all =
        secondsOf([&] { machine = StorageDevices::connectedDevicesSmFactory(config, devices, tracker); });
-   if (!machine->internalDevicesReady() || devices->disk.size() != paths_.size())
+   times.programs = secondsInPrograms;
+   if (!machine->internalDevicesReady() || devices->disk.size() != disks_ || times.programs <= 0)
       throw std::runtime_error("discovery has not found all disks");
-   return seconds;
-}
-
-double DiscoveryProbe::programs() const {
-   std::size_t matches = 0;
-   double const seconds = secondsOf([&] {
-      for (auto const & path : paths_)
-         for (auto const & pattern : patterns_)
-            matches += exprMatches(Pelm::String{path}, Pelm::String{pattern});
-   });
-   if (matches != paths_.size())
-      throw std::runtime_error("expr has not matched each disk once");
-   return seconds;
+   return times;
 }
 
 double DiscoveryProbe::udev() const {
    std::size_t seen = 0;
-   double const seconds = secondsOf([&] { seen = look().size(); });
-   if (seen != paths_.size())
+   double const seconds = secondsOf([&] { seen = lookAtAll(); });
+   if (seen != disks_)
       throw std::runtime_error("libudev does not know all disks any more");
    return seconds;
 }

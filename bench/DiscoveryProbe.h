@@ -1,10 +1,11 @@
 // Measures discovery in the process that it is called in, with whatever devices that process sees.
+//
+// The time of the programs is taken where the library calls the runtime to start and to await them: this
+// file's functions stand in the way of the runtime's own.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
-#include <string>
-#include <vector>
 
 namespace Bench {
 
@@ -18,15 +19,18 @@ class DiscoveryProbe {
    // removable.
    void entriesIs(std::size_t count);
 
-   // Each answers the seconds that it takes.
-   double discovery() const;  // the whole of it, from the factory's call to its return
-   double programs() const;   // the same runs of `expr` with nothing around them
-   double udev() const;       // what discovery asks libudev
+   struct Times {
+      double all = 0;       // seconds of discovery, from the factory's call to its return
+      double programs = 0;  // those among them in which programs were started and awaited
+   };
+   Times discovery() const;
+
+   // Seconds that it takes to ask libudev what discovery asks.
+   double udev() const;
 
  private:
    std::filesystem::path etc_;
-   std::vector<std::string> paths_;  // of the disks, below /sys/devices
-   std::vector<std::string> patterns_;
+   std::size_t disks_;
 };
 
 }  // namespace Bench

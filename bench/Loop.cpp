@@ -71,6 +71,8 @@ class Reader {
 };
 
 struct Entry {
+   Entry(void (*entryHandler)(Entry & entry), std::size_t & total) : handler{entryHandler}, consumed{total} {}
+
    void (*handler)(Entry & entry);
    std::size_t & consumed;
    Event event;

@@ -168,6 +168,7 @@ TEST_F(DiscoveryEventsTest, aRemovalOfAnUnknownDiskOrOfNoneChangesNothing) {
    for (auto const & disk : {strange, nameless, stick()})
       unit_.add(disk);
    startAndSettle();
+   devices_->udevSerialToSerialMapIs("", "0123ABCD");
    ChangeRecorder const changes{devices_->disk};
    unit_.unplug("vda");
    unit_.unplug("vdb");
