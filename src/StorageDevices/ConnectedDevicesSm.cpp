@@ -31,6 +31,18 @@ bool isLoop(char const * sysName) {
    return sysName && std::string_view{sysName}.starts_with("loop");
 }
 
+// Marks a scan as under way until it ends, also when it ends with a failure.
+class EnumerationScope {
+ public:
+   explicit EnumerationScope(bool & enumerating) : enumerating_{enumerating} { enumerating_ = true; }
+   EnumerationScope(EnumerationScope const &) = delete;
+   EnumerationScope & operator=(EnumerationScope const &) = delete;
+   ~EnumerationScope() { enumerating_ = false; }
+
+ private:
+   bool & enumerating_;
+};
+
 }  // namespace
 
 ConnectedDevicesSm::NestedSm_InfoReactor::NestedSm_InfoReactor(
@@ -114,9 +126,11 @@ bool ConnectedDevicesSm::initalizeDevices() {
    VORN_TRACE(traceHandle, 2) << " enumerating devices";
    Serials serials;
    // Collectors that finish at once must not announce the set complete before it is enumerated.
-   enumerating_ = true;
-   bool const enumerated = enumerate(serials);
-   enumerating_ = false;
+   bool enumerated = false;
+   {
+      EnumerationScope const scope{enumerating_};
+      enumerated = enumerate(serials);
+   }
    if (enumerated)
       forgetAllBut(serials);
    return enumerated;
