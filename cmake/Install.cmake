@@ -10,7 +10,8 @@ install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${pa
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h")
 foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DiskInfoCollectorSm ApplianceRules
-        EtcBlockdevEntry Examination Export LogCatalogue)
+        DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export IOStatSm
+        LogCatalogue NvmeDataMonitorSm SmartDataMonitorSm)
   install(FILES ${PROJECT_SOURCE_DIR}/src/StorageDevices/${header}.h DESTINATION ${headerDir}/StorageDevices)
 endforeach()
 

@@ -7,16 +7,45 @@
 #include "StorageDevices/Export.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/model/EmmcData.h"
 #include "runtime/model/FruConfig.h"
+#include "runtime/model/IOStatData.h"
+#include "runtime/model/NvmeData.h"
+#include "runtime/model/PollInterval.h"
+#include "runtime/model/SmartData.h"
 
 namespace StorageDevices {
 
 class ConnectedDevicesSm;
+class EmmcDataMonitorSm;
+class IOStatSm;
+class NvmeDataMonitorSm;
+class SmartDataMonitorSm;
 
 // Discovery: keeps `connectedDevices` equal to the disks of this unit. Call it first; every other
 // monitor works from that set.
 STORAGEDEVICES_API Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(
     Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices> const & connectedDevices,
     Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm);
+
+// SMART of SATA, NVMe and USB drives, through smartctl.
+STORAGEDEVICES_API Pelm::Ptr<SmartDataMonitorSm> smartDataMonitorSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<SmartData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+
+// The smart log of NVMe drives, through nvme-cli.
+STORAGEDEVICES_API Pelm::Ptr<NvmeDataMonitorSm> nvmeDataMonitorSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<NvmeData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+
+// The health registers of eMMC chips.
+STORAGEDEVICES_API Pelm::Ptr<EmmcDataMonitorSm> emmcDataMonitorSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<EmmcData> const & data);
+
+// How much was read from and written to every disk over the last day.
+STORAGEDEVICES_API Pelm::Ptr<IOStatSm> iOStatSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval,
+    Pelm::Ptr<ConnectedDevices const> const & connectedDevices, Pelm::Ptr<IOStatData> const & ioStatData);
 
 }  // namespace StorageDevices

@@ -1,0 +1,83 @@
+#include "StorageDevices/DataMonitorSm.h"
+
+#include <utility>
+
+#include "runtime/Vorn/Failure.h"
+
+namespace StorageDevices {
+
+DataMonitorSm::DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
+                             Pelm::Ptr<ConnectedDevices const> devices, char const * typeStr,
+                             Vorn::TraceHandle const & traceHandle)
+    : pollInterval_{std::move(pollInterval)},
+      devices_{std::move(devices)},
+      typeStr_{typeStr},
+      traceHandle_{traceHandle} {
+   pollIntervalReactor_.notifierIs(pollInterval_);
+   pollIntervalReactor_.on<&DataMonitorSm::handleClock>(pollInterval_->interval, *this);
+   pollIntervalReactor_.hasNotificationActiveIs(true);
+   devicesReactor_.notifierIs(devices_);
+   devicesReactor_.on<&DataMonitorSm::handleDisk>(devices_->disk, *this);
+   devicesReactor_.hasNotificationActiveIs(true);
+}
+
+void DataMonitorSm::vornDoZombieReactors(bool zombie) {
+   pollIntervalReactor_.hasNotificationActiveIs(!zombie);
+   devicesReactor_.hasNotificationActiveIs(!zombie);
+   if (clock_)
+      clock_->hasNotificationActiveIs(!zombie);
+}
+
+void DataMonitorSm::handleInitialized() {
+   clock_.emplace(*this);
+   for (auto const & [serial, disk] : devices_->disk) {
+      VORN_TRACE(traceHandle_, 7) << "devices(), next key: " << serial;
+      handleDisk(serial);
+   }
+   forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
+      if (monitor.devices_->disk.contains(serial)) {
+         VORN_TRACE(monitor.traceHandle_, 7)
+             << "data(), next key: " << serial << " was already processed through devices()";
+         return;
+      }
+      // Left over from an earlier run of the agent.
+      VORN_TRACE(monitor.traceHandle_, 7) << "data(), next key: " << serial;
+      monitor.handleDisk(serial);
+   });
+   initialized.valueIs(true);
+}
+
+void DataMonitorSm::handleDisk(Pelm::String const & serial) {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
+   if (!disk) {
+      VORN_TRACE(traceHandle_, 2) << "Deleting " << serial << " from its associated *Data collection";
+      removeFromData(serial);
+      return;
+   }
+   VORN_TRACE(traceHandle_, 2) << serial << " is in the disk collection";
+   if (isInData(serial))
+      return;
+   VORN_TRACE(traceHandle_, 2) << "Adding " << serial << " to the relevant *Data collection";
+   addToData(serial);
+   if (initialized() && disk->removable())
+      updateDevice(serial);
+}
+
+void DataMonitorSm::handleClock() {
+   if (!initialized())
+      return;
+   // What is published here may make the host let go of the monitor.
+   Pelm::Ptr<DataMonitorSm> const keepAlive{this};
+   update();
+   pollCountInc(1);
+   clock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());
+}
+
+void DataMonitorSm::update() {
+   forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
+      // One disk's failure is neither the next one's nor the end of polling.
+      Vorn::guarded<DataMonitorSm>([&] { monitor.updateDevice(serial); });
+   });
+}
+
+}  // namespace StorageDevices

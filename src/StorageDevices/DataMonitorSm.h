@@ -1,0 +1,73 @@
+// What the polling monitors share: which disks they watch, and when they read them.
+//
+// Inputs: the connected disks and the poll interval. The monitor's own data collection is kept in step
+// with the disks, and `updateDevice` is called once per disk in every poll. The first poll comes at the
+// first turn of the loop, the next ones an interval after the one before; a change of the interval polls
+// at once. A removable disk is read as soon as it appears.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Trace.h"
+#include "runtime/model/PollInterval.h"
+
+namespace StorageDevices {
+
+class DataMonitorSm : public Pelm::Node {
+ public:
+   using DeviceCallback = void (*)(DataMonitorSm &, Pelm::String const & serial);
+
+   void vornDoZombieReactors(bool zombie) override;
+
+   // One disk appeared, changed or went.
+   virtual void handleDisk(Pelm::String const & serial);
+   // Whether the data collection has an entry for the disk; creates and deletes it.
+   virtual bool isInData(Pelm::String const & serial) const = 0;
+   virtual void addToData(Pelm::String const & serial) = 0;
+   virtual void removeFromData(Pelm::String const & serial) = 0;
+   // Calls back once for every entry of the data collection.
+   virtual void forEach(DeviceCallback callback) = 0;
+   // Reads the disk's data into its entry, now or later.
+   virtual void updateDevice(Pelm::String const & serial) = 0;
+
+   Pelm::Ptr<PollInterval const> const & pollInterval() const { return pollInterval_; }
+   Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
+
+   // False until `handleInitialized` has finished.
+   Vorn::Attribute<bool, DataMonitorSm> initialized{*this, "initialized", false};
+
+   // Polls since the monitor was made.
+   Vorn::Attribute<std::uint32_t, DataMonitorSm> pollCount{*this, "pollCount", 0};
+   void pollCountInc(std::uint32_t n) { pollCount.valueIs(pollCount() + n); }
+
+   // The kind of data, for traces.
+   char const * typeStr() const { return typeStr_; }
+
+   void handleInitialized();
+   // A poll.
+   void handleClock();
+
+ protected:
+   DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
+                 char const * typeStr, Vorn::TraceHandle const & traceHandle);
+
+ private:
+   void update();
+
+   Pelm::Ptr<PollInterval const> pollInterval_;
+   Pelm::Ptr<ConnectedDevices const> devices_;
+   char const * typeStr_;
+   Vorn::TraceHandle const & traceHandle_;
+   std::optional<Vorn::Clock::Notifiee<&DataMonitorSm::handleClock>> clock_;
+   Vorn::NotifieeConst pollIntervalReactor_;
+   Vorn::NotifieeConst devicesReactor_;
+};
+
+}  // namespace StorageDevices

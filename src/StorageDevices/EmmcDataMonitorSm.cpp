@@ -1,0 +1,106 @@
+#include "StorageDevices/EmmcDataMonitorSm.h"
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/PathPattern.h"
+#include "runtime/Vorn/Machine.h"
+
+namespace StorageDevices {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"StorageEmmcDataMonitorSm", true};
+
+// Support greps for these texts; they do not follow the compiler's spelling of signatures.
+constexpr char safeOpenFilestreamName[] =
+    "bool StorageDevices::EmmcDataAccess::safeOpenFilestream(std::ifstream&, std::string)";
+constexpr char updateDeviceName[] =
+    "virtual void StorageDevices::EmmcDataMonitorSm::updateDevice(const String&)";
+
+// The next hexadecimal number of the stream, with or without 0x. Through a wider type: extracting into a
+// byte would read a character.
+std::optional<std::uint8_t> readByte(std::ifstream & stream) {
+   unsigned value = 0;
+   if (!(stream >> std::hex >> value) || value > std::numeric_limits<std::uint8_t>::max())
+      return std::nullopt;
+   return static_cast<std::uint8_t>(value);
+}
+
+}  // namespace
+
+bool EmmcDataAccess::safeOpenFilestream(std::ifstream & stream, std::string path) {
+   stream.open(path);
+   if (stream.is_open())
+      return true;
+   VORN_TRACE(traceHandle, 0) << safeOpenFilestreamName << " Could not open " << path;
+   return false;
+}
+
+bool EmmcDataAccess::getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & deviceData) {
+   std::optional<std::uint8_t> typeA;
+   std::optional<std::uint8_t> typeB;
+   std::optional<std::uint8_t> preEol;
+   if (std::ifstream lifeTime; safeOpenFilestream(lifeTime, baseDir + "/life_time")) {
+      typeA = readByte(lifeTime);
+      typeB = readByte(lifeTime);
+   }
+   if (std::ifstream preEolInfo; safeOpenFilestream(preEolInfo, baseDir + "/pre_eol_info"))
+      preEol = readByte(preEolInfo);
+   if (!typeA || !typeB || !preEol)
+      return false;
+   deviceData.reading.countInc();
+   deviceData.preEolInfoIs(PreEolEmmcAttr{*preEol});
+   deviceData.lifetimeEstTypAIs(LifetimeEmmcAttr{*typeA});
+   deviceData.lifetimeEstTypBIs(LifetimeEmmcAttr{*typeB});
+   return true;
+}
+
+EmmcDataMonitorSm::EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
+                                     Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<EmmcData> data)
+    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Emmc", traceHandle},
+      data_{std::move(data)} {}
+
+void EmmcDataMonitorSm::handleDisk(Pelm::String const & serial) {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
+   if (!disk || disk->busType() == ConnectedDisk::BusType::other)
+      DataMonitorSm::handleDisk(serial);
+}
+
+bool EmmcDataMonitorSm::isInData(Pelm::String const & serial) const {
+   return data_->deviceData.contains(serial);
+}
+
+void EmmcDataMonitorSm::addToData(Pelm::String const & serial) {
+   data_->deviceDataIs(serial);
+}
+
+void EmmcDataMonitorSm::removeFromData(Pelm::String const & serial) {
+   data_->deviceDataDel(serial);
+}
+
+void EmmcDataMonitorSm::forEach(DeviceCallback callback) {
+   for (auto const & [serial, record] : data_->deviceData)
+      callback(*this, serial);
+}
+
+void EmmcDataMonitorSm::updateDevice(Pelm::String const & serial) {
+   Pelm::Ptr<DeviceEmmcData> const record = data_->deviceData(serial);
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
+   if (!record || !disk)
+      return;
+   std::string const baseDir = pathFromPattern(emmcBaseDir().view(), disk->blockDeviceName().view());
+   if (!EmmcDataAccess::getEmmcAttrs(baseDir, *record))
+      VORN_TRACE(traceHandle, 0) << updateDeviceName << " Error while parsing data for " << serial;
+}
+
+Pelm::Ptr<EmmcDataMonitorSm> emmcDataMonitorSmFactory(Pelm::Ptr<PollInterval const> const & pollInterval,
+                                                      Pelm::Ptr<ConnectedDevices const> const & devices,
+                                                      Pelm::Ptr<EmmcData> const & data) {
+   return Vorn::makeMachine<EmmcDataMonitorSm>(pollInterval, devices, data);
+}
+
+}  // namespace StorageDevices

@@ -1,0 +1,47 @@
+// Polls the health registers of eMMC chips into `EmmcData`.
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <utility>
+
+#include "StorageDevices/DataMonitorSm.h"
+#include "runtime/model/EmmcData.h"
+
+namespace StorageDevices {
+
+// The health registers of a chip, as the kernel shows them in sysfs.
+class EmmcDataAccess {
+ public:
+   // False, and a trace, when the file cannot be opened.
+   static bool safeOpenFilestream(std::ifstream & stream, std::string path);
+
+   // Reads the files "life_time" (two hexadecimal bytes, type A and B) and "pre_eol_info" (one) of the
+   // directory. False, and nothing stored, unless all three were read.
+   static bool getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & deviceData);
+};
+
+class EmmcDataMonitorSm final : public DataMonitorSm {
+ public:
+   EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
+                     Pelm::Ptr<EmmcData> data);
+
+   // Ignores disks of every other bus.
+   void handleDisk(Pelm::String const & serial) override;
+   bool isInData(Pelm::String const & serial) const override;
+   void addToData(Pelm::String const & serial) override;
+   void removeFromData(Pelm::String const & serial) override;
+   void forEach(DeviceCallback callback) override;
+   void updateDevice(Pelm::String const & serial) override;
+
+   Pelm::Ptr<EmmcData> const & data() const { return data_; }
+
+   // Where the registers of a block device are; "%s" stands for its name.
+   Vorn::Attribute<Pelm::String, EmmcDataMonitorSm> emmcBaseDir{*this, "emmcBaseDir", "/sys/block/%s/device"};
+   void emmcBaseDirIs(Pelm::String value) { emmcBaseDir.valueIs(std::move(value)); }
+
+ private:
+   Pelm::Ptr<EmmcData> data_;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,72 @@
+// Samples how many bytes were read from and written to every disk, and keeps a day of it.
+//
+// Inputs: the connected disks, the poll interval and each disk's stat file. Output: a history per disk.
+// A disk is sampled when it appears and at every poll; the first poll comes one interval after the start,
+// and a change of the interval polls at once. A disk that goes takes its history with it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/model/IOStatData.h"
+#include "runtime/model/PollInterval.h"
+
+namespace StorageDevices {
+
+class IOStatSm final : public Pelm::Node {
+ public:
+   IOStatSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> connectedDevices,
+            Pelm::Ptr<IOStatData> ioStatData);
+
+   // Where the stat file of a block device is; "%s" stands for its name. At the start the environment
+   // variable STORAGEDEVICES_IOSTAT_PATH_BASE is taken when it is set.
+   Vorn::Attribute<Pelm::String, IOStatSm> ioStatPathBase{*this, "ioStatPathBase", "/sys/block/%s/stat"};
+   void ioStatPathBaseIs(Pelm::String value) { ioStatPathBase.valueIs(std::move(value)); }
+
+   // When false, samples are read and checked but not stored.
+   Vorn::Attribute<bool, IOStatSm> shouldRecordMeasurement{*this, "shouldRecordMeasurement", true};
+   void shouldRecordMeasurementIs(bool value) { shouldRecordMeasurement.valueIs(value); }
+
+   // Failed samples since the start: the file could not be opened, had no line, or its line has not the
+   // numbers.
+   Vorn::Attribute<std::uint32_t, IOStatSm> openErrorCount{*this, "openErrorCount", 0};
+   Vorn::Attribute<std::uint32_t, IOStatSm> getlineErrorCount{*this, "getlineErrorCount", 0};
+   Vorn::Attribute<std::uint32_t, IOStatSm> regexErrorCount{*this, "regexErrorCount", 0};
+
+   // False until `handleInitialized` has finished.
+   Vorn::Attribute<bool, IOStatSm> initialized{*this, "initialized", false};
+
+   Pelm::Ptr<PollInterval const> const & pollInterval() const { return pollInterval_; }
+   Pelm::Ptr<ConnectedDevices const> const & connectedDevices() const { return connectedDevices_; }
+   Pelm::Ptr<IOStatData> const & ioStatData() const { return ioStatData_; }
+
+   void handleInitialized();
+   void handleConnectedDevices();
+   void handleConnectedDevices(Pelm::String const & serial);
+   void handlePollClock();
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void handleDisk(Pelm::String const & serial) { handleConnectedDevices(serial); }
+   void openErrorCountInc() { openErrorCount.valueIs(openErrorCount() + 1); }
+   void getlineErrorCountInc() { getlineErrorCount.valueIs(getlineErrorCount() + 1); }
+   void regexErrorCountInc() { regexErrorCount.valueIs(regexErrorCount() + 1); }
+   void collectIoStatForDisk(Pelm::String const & serial);
+
+   Pelm::Ptr<PollInterval const> pollInterval_;
+   Pelm::Ptr<ConnectedDevices const> connectedDevices_;
+   Pelm::Ptr<IOStatData> ioStatData_;
+   std::optional<Vorn::Clock::Notifiee<&IOStatSm::handlePollClock>> pollClock_;
+   Vorn::NotifieeConst pollIntervalReactor_;
+   Vorn::NotifieeConst connectedDevicesReactor_;
+};
+
+}  // namespace StorageDevices

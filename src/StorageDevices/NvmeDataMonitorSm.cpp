@@ -1,0 +1,143 @@
+#include "StorageDevices/NvmeDataMonitorSm.h"
+
+#include <rapidjson/document.h>
+
+#include <optional>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/JsonDocument.h"
+#include "StorageDevices/NvmeSmartLog.h"
+#include "runtime/Vorn/Machine.h"
+
+namespace StorageDevices {
+
+namespace {
+
+// Support greps for this text; it does not follow the compiler's spelling of signatures.
+constexpr char handleNvmeCliStateName[] =
+    "void StorageDevices::NvmeDataMonitorSm::handleNvmeCliState(const String&)";
+
+}  // namespace
+
+void NvmeCliProcess::run(Pelm::String const & devicePath) {
+   start({"nvme", "smart-log", "--output-format=json", devicePath});
+}
+
+NvmeDataMonitorSm::NestedSm_NvmeCliReactor::NestedSm_NvmeCliReactor(NvmeDataMonitorSm & owner,
+                                                                    Pelm::Ptr<NvmeCliProcess> process)
+    : owner_{owner}, process_{std::move(process)} {
+   notifierIs(process_->sm());
+   on<&NestedSm_NvmeCliReactor::handleState>(process_->sm()->state, *this);
+   hasNotificationActiveIs(true);
+}
+
+void NvmeDataMonitorSm::NestedSm_NvmeCliReactor::handleState() {
+   // The end of the run is the end of this reactor and of what it holds.
+   Pelm::Ptr<NvmeCliProcess> const process = process_;
+   owner_.handleNvmeCliState(process->device());
+}
+
+NvmeDataMonitorSm::NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
+                                     Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<NvmeData> data,
+                                     Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
+    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Nvme", nvmeTraceHandle},
+      data_{std::move(data)},
+      tracker_{std::move(tracker)} {}
+
+NvmeDataMonitorSm::~NvmeDataMonitorSm() {
+   nvmeCliProcessDelAll();
+}
+
+void NvmeDataMonitorSm::handleDisk(Pelm::String const & name) {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
+   if (!disk || disk->busType() == ConnectedDisk::BusType::nvme)
+      DataMonitorSm::handleDisk(name);
+}
+
+bool NvmeDataMonitorSm::isInData(Pelm::String const & name) const {
+   return data_->deviceData.contains(name);
+}
+
+void NvmeDataMonitorSm::addToData(Pelm::String const & name) {
+   data_->deviceDataIs(name);
+}
+
+void NvmeDataMonitorSm::removeFromData(Pelm::String const & name) {
+   nvmeCliProcessDel(name);
+   data_->deviceDataDel(name);
+}
+
+void NvmeDataMonitorSm::forEach(DeviceCallback callback) {
+   for (auto const & [name, record] : data_->deviceData)
+      callback(*this, name);
+}
+
+void NvmeDataMonitorSm::updateDevice(Pelm::String const & name) {
+   if (Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name))
+      nvmeCliProcessIs(tracker_, name)->run(disk->blockDevice());
+}
+
+void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
+   Pelm::Ptr<NvmeCliProcess> const process = nvmeCliProcess(name);
+   if (!process || !process->isOver())
+      return;
+   // What is published from here on may make the host let go of the monitor.
+   Pelm::Ptr<NvmeDataMonitorSm> const keepAlive{this};
+   nvmeCliProcessDel(process->device());
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(process->device());
+   Pelm::String const devicePath = disk ? disk->blockDevice() : Pelm::String{};
+   auto const document = process->document(nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli", devicePath);
+   if (!document)
+      return;
+   if (!document->root().IsObject()) {
+      traceJsonError(nvmeTraceHandle, handleNvmeCliStateName, "Unspecific syntax error.");
+      return;
+   }
+   Pelm::Ptr<DeviceNvmeData> const record = data_->deviceData(process->device());
+   if (!record)
+      return;
+   record->reading.countInc();
+   parseAndInsertNvmeAttrs(document->root(), *record);
+}
+
+Pelm::Ptr<NvmeCliProcess> NvmeDataMonitorSm::nvmeCliProcessIs(
+    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String const & device) {
+   Pelm::Ptr<NvmeCliProcess> process = nvmeCliProcess(device);
+   if (!process) {
+      process = Pelm::make<NvmeCliProcess>(tracker, device);
+      nvmeCliProcess.memberIs(device, process);
+   }
+   nvmeCliReactorIs(process);
+   return process;
+}
+
+void NvmeDataMonitorSm::nvmeCliProcessDel(Pelm::String const & device) {
+   nvmeCliReactorDel(device);
+   nvmeCliProcess.memberDel(device);
+}
+
+void NvmeDataMonitorSm::nvmeCliProcessDelAll() {
+   nvmeCliReactorDelAll();
+   nvmeCliProcess.memberDelAll();
+}
+
+void NvmeDataMonitorSm::nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process) {
+   if (!nvmeCliReactor.contains(process->device()))
+      nvmeCliReactor.memberIs(process->device(), Pelm::make<NestedSm_NvmeCliReactor>(*this, process));
+}
+
+Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
+                                                 Pelm::Ptr<ConnectedDevices const> const & devices,
+                                                 Pelm::Ptr<NvmeData> const & data,
+                                                 Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
+   return Vorn::makeMachine<NvmeDataMonitorSm>(pollInterval, devices, data, tracker);
+}
+
+Pelm::Ptr<NvmeDataMonitorSm> nvmeDataMonitorSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<NvmeData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
+   return NvmeDataMonitorSmIs(pollInterval, devices, data, tracker);
+}
+
+}  // namespace StorageDevices

@@ -1,0 +1,79 @@
+// Polls the smart log of NVMe drives into `NvmeData`, by running `nvme smart-log` once per drive and poll.
+//
+// Per drive: no run; a run in flight, during which a poll starts nothing; the run is over and gone, and
+// what it printed is filed. A run that failed or printed rubbish leaves the record as it was.
+#pragma once
+
+#include "StorageDevices/DataMonitorSm.h"
+#include "StorageDevices/DeviceToolProcess.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/NvmeData.h"
+
+namespace StorageDevices {
+
+// One run of nvme smart-log.
+class NvmeCliProcess final : public DeviceToolProcess {
+ public:
+   NvmeCliProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device)
+       : DeviceToolProcess{tracker, std::move(device)} {}
+
+   void run(Pelm::String const & devicePath);
+};
+
+class NvmeDataMonitorSm final : public DataMonitorSm {
+   // Waits for the end of one run.
+   class NestedSm_NvmeCliReactor final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_NvmeCliReactor(NvmeDataMonitorSm & owner, Pelm::Ptr<NvmeCliProcess> process);
+
+    private:
+      void handleState();
+
+      NvmeDataMonitorSm & owner_;
+      Pelm::Ptr<NvmeCliProcess> process_;
+   };
+
+ public:
+   NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
+                     Pelm::Ptr<NvmeData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
+   ~NvmeDataMonitorSm() override;
+
+   // Ignores disks of every other bus.
+   void handleDisk(Pelm::String const & name) override;
+   bool isInData(Pelm::String const & name) const override;
+   void addToData(Pelm::String const & name) override;
+   // Ends the disk's run too.
+   void removeFromData(Pelm::String const & name) override;
+   void forEach(DeviceCallback callback) override;
+   void updateDevice(Pelm::String const & name) override;
+
+   Pelm::Ptr<NvmeData> const & data() const { return data_; }
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
+
+   // The runs in flight, each with the reactor that waits for it.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NvmeCliProcess>, NvmeDataMonitorSm> nvmeCliProcess{
+       *this, "nvmeCliProcess"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeCliReactor>, NvmeDataMonitorSm> nvmeCliReactor{
+       *this, "nvmeCliReactor"};
+
+   void handleNvmeCliState(Pelm::String const & name);
+
+ private:
+   Pelm::Ptr<NvmeCliProcess> nvmeCliProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
+                                              Pelm::String const & device);
+   void nvmeCliProcessDel(Pelm::String const & device);
+   void nvmeCliProcessDelAll();
+   void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process);
+   void nvmeCliReactorDel(Pelm::String const & device) { nvmeCliReactor.memberDel(device); }
+   void nvmeCliReactorDelAll() { nvmeCliReactor.memberDelAll(); }
+
+   Pelm::Ptr<NvmeData> data_;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+};
+
+Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
+                                                 Pelm::Ptr<ConnectedDevices const> const & devices,
+                                                 Pelm::Ptr<NvmeData> const & data,
+                                                 Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+
+}  // namespace StorageDevices

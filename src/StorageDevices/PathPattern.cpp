@@ -1,0 +1,24 @@
+#include "StorageDevices/PathPattern.h"
+
+namespace StorageDevices {
+
+std::string pathFromPattern(std::string_view pattern, std::string_view name) {
+   std::string path;
+   path.reserve(pattern.size() + name.size());
+   bool placed = false;
+   while (!pattern.empty()) {
+      if (!placed && pattern.starts_with("%s")) {
+         path += name;
+         placed = true;
+         pattern.remove_prefix(2);
+      } else {
+         path += pattern.front();
+         pattern.remove_prefix(pattern.starts_with("%%") ? 2 : 1);
+      }
+   }
+   if (path.size() > maxPathLength)
+      path.resize(maxPathLength);
+   return path;
+}
+
+}  // namespace StorageDevices

@@ -1,0 +1,167 @@
+#include "StorageDevices/SmartDataMonitorSm.h"
+
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/JsonDocument.h"
+#include "StorageDevices/SmartAttributes.h"
+#include "runtime/Vorn/Machine.h"
+
+namespace StorageDevices {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"StorageSmartDataMonitorSm", true};
+
+// Support greps for this text; it does not follow the compiler's spelling of signatures.
+constexpr char handleSmartctlStateName[] =
+    "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
+
+}  // namespace
+
+void SmartctlProcess::run(Pelm::String const & devicePath, bool scsi) {
+   if (scsi)
+      start({"smartctl", "--json=c", "--offlineauto=on", "-HA", "-d", "scsi", devicePath});
+   else
+      start({"smartctl", "--json=c", "--offlineauto=on", "-HA", devicePath});
+}
+
+SmartDataMonitorSm::NestedSm_SmartctlReactor::NestedSm_SmartctlReactor(SmartDataMonitorSm & owner,
+                                                                       Pelm::Ptr<SmartctlProcess> process)
+    : owner_{owner}, process_{std::move(process)} {
+   notifierIs(process_->sm());
+   on<&NestedSm_SmartctlReactor::handleState>(process_->sm()->state, *this);
+   hasNotificationActiveIs(true);
+}
+
+void SmartDataMonitorSm::NestedSm_SmartctlReactor::handleState() {
+   // The end of the run is the end of this reactor and of what it holds.
+   Pelm::Ptr<SmartctlProcess> const process = process_;
+   owner_.handleSmartctlState(process->device());
+}
+
+SmartDataMonitorSm::SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
+                                       Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<SmartData> data,
+                                       Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
+    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Smart", traceHandle},
+      data_{std::move(data)},
+      tracker_{std::move(tracker)} {}
+
+SmartDataMonitorSm::~SmartDataMonitorSm() {
+   smartctlProcessDelAll();
+   smartDbMappingDelAll();
+}
+
+void SmartDataMonitorSm::handleDisk(Pelm::String const & name) {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
+   if (disk) {
+      if (disk->busType() == ConnectedDisk::BusType::other)
+         return;
+      if (!smartDbMapping.contains(name))
+         smartDbMappingIs(name, findDeviceMapping(disk->model()));
+   }
+   DataMonitorSm::handleDisk(name);
+}
+
+bool SmartDataMonitorSm::isInData(Pelm::String const & name) const {
+   return data_->deviceData.contains(name);
+}
+
+void SmartDataMonitorSm::addToData(Pelm::String const & name) {
+   data_->deviceDataIs(name);
+}
+
+void SmartDataMonitorSm::removeFromData(Pelm::String const & name) {
+   smartctlProcessDel(name);
+   smartDbMappingDel(name);
+   data_->deviceDataDel(name);
+}
+
+void SmartDataMonitorSm::forEach(DeviceCallback callback) {
+   for (auto const & [name, record] : data_->deviceData)
+      callback(*this, name);
+}
+
+void SmartDataMonitorSm::updateDevice(Pelm::String const & name) {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
+   if (!disk)
+      return;
+   smartctlProcessIs(tracker_, name)
+       ->run(disk->blockDevice(), disk->busType() == ConnectedDisk::BusType::usb);
+}
+
+void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
+   Pelm::Ptr<SmartctlProcess> const process = smartctlProcess(name);
+   if (!process || !process->isOver())
+      return;
+   // What is published from here on may make the host let go of the monitor.
+   Pelm::Ptr<SmartDataMonitorSm> const keepAlive{this};
+   smartctlProcessDel(process->device());
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(process->device());
+   Pelm::String const devicePath = disk ? disk->blockDevice() : Pelm::String{};
+   auto const document = process->document(traceHandle, handleSmartctlStateName, "smartctl", devicePath);
+   Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
+   if (document && record)
+      parse(*document, *record, devicePath);
+}
+
+void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
+                               Pelm::String const & devicePath) {
+   JsonValue const * const table = smartAttrsTable(document.root());
+   bool const hasVerdict = parseHealthStatus(document.root(), record);
+   if (hasVerdict || table)
+      record.reading.countInc();
+   if (!hasVerdict)
+      VORN_TRACE(traceHandle, 0) << handleSmartctlStateName << " Could not obtain health status for "
+                                 << devicePath;
+   if (!table) {
+      VORN_TRACE(traceHandle, 2) << handleSmartctlStateName << " Could not obtain SMART attributes for "
+                                 << devicePath;
+      return;
+   }
+   // Filed aside first, so that nobody sees the moment in which the record is empty.
+   auto const scratch = Pelm::make<DeviceSmartData>(record.name());
+   parseSmartAttrs(*table, *scratch, smartDbMapping(record.name()).value_or(DriveSmartMapping{}));
+   attrsIs(record, *scratch);
+}
+
+Pelm::Ptr<SmartctlProcess> SmartDataMonitorSm::smartctlProcessIs(
+    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String const & device) {
+   Pelm::Ptr<SmartctlProcess> process = smartctlProcess(device);
+   if (!process) {
+      process = Pelm::make<SmartctlProcess>(tracker, device);
+      smartctlProcess.memberIs(device, process);
+   }
+   smartctlReactorIs(process);
+   return process;
+}
+
+void SmartDataMonitorSm::smartctlProcessDel(Pelm::String const & device) {
+   smartctlReactorDel(device);
+   smartctlProcess.memberDel(device);
+}
+
+void SmartDataMonitorSm::smartctlProcessDelAll() {
+   smartctlReactorDelAll();
+   smartctlProcess.memberDelAll();
+}
+
+void SmartDataMonitorSm::smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process) {
+   if (!smartctlReactor.contains(process->device()))
+      smartctlReactor.memberIs(process->device(), Pelm::make<NestedSm_SmartctlReactor>(*this, process));
+}
+
+Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
+                                                   Pelm::Ptr<ConnectedDevices const> const & devices,
+                                                   Pelm::Ptr<SmartData> const & data,
+                                                   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
+   return Vorn::makeMachine<SmartDataMonitorSm>(pollInterval, devices, data, tracker);
+}
+
+Pelm::Ptr<SmartDataMonitorSm> smartDataMonitorSmFactory(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<SmartData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
+   return SmartDataMonitorSmIs(pollInterval, devices, data, tracker);
+}
+
+}  // namespace StorageDevices

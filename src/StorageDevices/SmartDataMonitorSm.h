@@ -1,0 +1,94 @@
+// Polls the SMART verdict and attribute table of SATA, NVMe and USB drives into `SmartData`, by running
+// `smartctl` once per drive and poll.
+//
+// Per drive: no run; a run in flight, during which a poll starts nothing; the run is over and gone, and
+// what it printed is filed. A run that failed or printed rubbish leaves the record as it was.
+#pragma once
+
+#include "StorageDevices/DataMonitorSm.h"
+#include "StorageDevices/DeviceToolProcess.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/DriveDatabase.h"
+#include "runtime/model/SmartData.h"
+
+namespace StorageDevices {
+
+// One run of smartctl.
+class SmartctlProcess final : public DeviceToolProcess {
+ public:
+   SmartctlProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device)
+       : DeviceToolProcess{tracker, std::move(device)} {}
+
+   // Also switches on the drive's automatic offline data collection. `scsi`: the drive is behind a USB
+   // bridge; otherwise the tool finds out what it talks to.
+   void run(Pelm::String const & devicePath, bool scsi);
+};
+
+class SmartDataMonitorSm final : public DataMonitorSm {
+   // Waits for the end of one run.
+   class NestedSm_SmartctlReactor final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_SmartctlReactor(SmartDataMonitorSm & owner, Pelm::Ptr<SmartctlProcess> process);
+
+    private:
+      void handleState();
+
+      SmartDataMonitorSm & owner_;
+      Pelm::Ptr<SmartctlProcess> process_;
+   };
+
+ public:
+   SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
+                      Pelm::Ptr<SmartData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
+   ~SmartDataMonitorSm() override;
+
+   // Ignores disks with no bus address, which are the eMMC monitor's.
+   void handleDisk(Pelm::String const & name) override;
+   bool isInData(Pelm::String const & name) const override;
+   void addToData(Pelm::String const & name) override;
+   // Ends the disk's run and forgets its mapping too.
+   void removeFromData(Pelm::String const & name) override;
+   void forEach(DeviceCallback callback) override;
+   void updateDevice(Pelm::String const & name) override;
+
+   Pelm::Ptr<SmartData> const & data() const { return data_; }
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
+
+   // What the drive database says of each disk; asked once, when the disk appears.
+   Vorn::Collection<Pelm::String, DriveSmartMapping, SmartDataMonitorSm> smartDbMapping{*this,
+                                                                                        "smartDbMapping"};
+   void smartDbMappingIs(Pelm::String const & name, DriveSmartMapping mapping) {
+      smartDbMapping.memberIs(name, std::move(mapping));
+   }
+   void smartDbMappingDel(Pelm::String const & name) { smartDbMapping.memberDel(name); }
+   void smartDbMappingDelAll() { smartDbMapping.memberDelAll(); }
+
+   // The runs in flight, each with the reactor that waits for it.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<SmartctlProcess>, SmartDataMonitorSm> smartctlProcess{
+       *this, "smartctlProcess"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartctlReactor>, SmartDataMonitorSm> smartctlReactor{
+       *this, "smartctlReactor"};
+
+   void handleSmartctlState(Pelm::String const & name);
+
+ private:
+   Pelm::Ptr<SmartctlProcess> smartctlProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
+                                                Pelm::String const & device);
+   void smartctlProcessDel(Pelm::String const & device);
+   void smartctlProcessDelAll();
+   void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process);
+   void smartctlReactorDel(Pelm::String const & device) { smartctlReactor.memberDel(device); }
+   void smartctlReactorDelAll() { smartctlReactor.memberDelAll(); }
+
+   void parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);
+
+   Pelm::Ptr<SmartData> data_;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+};
+
+Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
+                                                   Pelm::Ptr<ConnectedDevices const> const & devices,
+                                                   Pelm::Ptr<SmartData> const & data,
+                                                   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+
+}  // namespace StorageDevices

@@ -1,0 +1,44 @@
+// What is known of single drive models: where their attributes deviate from the usual table.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/model/SmartData.h"
+
+namespace StorageDevices {
+
+// What to do with one attribute of a drive model.
+struct DriveSmartMappingEntry {
+   SmartField field{};  // where it goes, whatever its name; unused when ignored
+   // Computes what readers of the field take; without one it is the normalised value.
+   std::int64_t (*value)(SmartAttr const &) = nullptr;
+   bool ignore = false;  // it goes to no named field
+
+   bool operator==(DriveSmartMappingEntry const &) const = default;
+};
+
+// By attribute number.
+using DriveSmartMapping = std::map<std::uint8_t, DriveSmartMappingEntry>;
+
+class RUNTIME_API DriveDatabase {
+ public:
+   DriveDatabase() = default;
+   DriveDatabase(DriveDatabase const &) = delete;
+   DriveDatabase & operator=(DriveDatabase const &) = delete;
+   virtual ~DriveDatabase();
+
+   // Empty for a model that deviates nowhere.
+   virtual DriveSmartMapping findDeviceMapping(Pelm::String const & model) const = 0;
+};
+
+// Asks the host's database; without one every mapping is empty.
+RUNTIME_API DriveSmartMapping findDeviceMapping(Pelm::String const & model);
+
+// For the host, before it starts the SMART monitor. Null: none.
+RUNTIME_API void driveDatabaseIs(std::unique_ptr<DriveDatabase const> database);
+
+}  // namespace StorageDevices

@@ -1,0 +1,88 @@
+// The health registers of the unit's eMMC chips. Written by the eMMC monitor alone.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/HealthReading.h"
+
+namespace StorageDevices {
+
+// A register byte that may not have been read yet.
+class EmmcAttr {
+ public:
+   EmmcAttr() = default;
+   explicit EmmcAttr(std::uint8_t raw) : raw_{raw}, present_{true} {}
+
+   std::uint8_t raw() const { return raw_; }
+   bool present() const { return present_; }
+   bool operator==(EmmcAttr const &) const = default;
+
+ private:
+   std::uint8_t raw_ = 0;
+   bool present_ = false;
+};
+
+// DEVICE_LIFE_TIME_EST_TYP_A and _B of the extended CSD register: 0x01 for up to 10 percent of the life
+// used, in tens to 0x0A for up to 100, 0x0B for more; 0: not defined.
+class LifetimeEmmcAttr : public EmmcAttr {
+ public:
+   using EmmcAttr::EmmcAttr;
+
+   // Percent of the life that is left at least at the start of the step: 100 for 0x01 down to 10 for 0x0A,
+   // 0 for 0x0B; -1 when the register says nothing of that.
+   int percentValue() const {
+      constexpr std::uint8_t exceeded = 0x0B;
+      if (!present() || raw() == 0 || raw() > exceeded)
+         return -1;
+      return (exceeded - raw()) * 10;
+   }
+};
+
+// PRE_EOL_INFO of the extended CSD register, of the reserved blocks: 1 normal, 2 80 percent used, 3 90
+// percent used; 0: not defined.
+class PreEolEmmcAttr : public EmmcAttr {
+ public:
+   using EmmcAttr::EmmcAttr;
+};
+
+// What one chip said at its last good reading.
+class DeviceEmmcData : public Pelm::Node {
+ public:
+   explicit DeviceEmmcData(Pelm::String name) : name_{std::move(name)} {}
+
+   // The chip's serial number, its key.
+   Pelm::String const & name() const { return name_; }
+
+   Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypA{*this, "lifetimeEstTypA"};
+   void lifetimeEstTypAIs(LifetimeEmmcAttr value) { lifetimeEstTypA.valueIs(value); }
+   Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypB{*this, "lifetimeEstTypB"};
+   void lifetimeEstTypBIs(LifetimeEmmcAttr value) { lifetimeEstTypB.valueIs(value); }
+   Vorn::Attribute<PreEolEmmcAttr, DeviceEmmcData> preEolInfo{*this, "preEolInfo"};
+   void preEolInfoIs(PreEolEmmcAttr value) { preEolInfo.valueIs(value); }
+
+   HealthReading reading;
+
+ private:
+   Pelm::String name_;
+};
+
+class EmmcData : public Pelm::Node {
+ public:
+   // By serial number.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceEmmcData>, EmmcData> deviceData{*this, "deviceData"};
+
+   // Creates the record of a name; one that is there already stays as it is.
+   void deviceDataIs(Pelm::String const & name) {
+      if (!deviceData.contains(name))
+         deviceData.memberIs(name, Pelm::make<DeviceEmmcData>(name));
+   }
+   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+};
+
+}  // namespace StorageDevices

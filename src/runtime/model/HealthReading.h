@@ -1,0 +1,28 @@
+// When a device's health was last read. What the host shows beside the data; nobody is told of it, for
+// it changes at every poll.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/Vorn/Seconds.h"
+
+namespace StorageDevices {
+
+class HealthReading {
+ public:
+   // Good readings since the record was made.
+   std::uint64_t count() const { return count_; }
+   // UTC of the last one; 0: there was none.
+   Vorn::Seconds time() const { return time_; }
+
+   void countInc() {
+      ++count_;
+      time_ = Vorn::System::currentTimeUtc();
+   }
+
+ private:
+   std::uint64_t count_ = 0;
+   Vorn::Seconds time_ = 0;
+};
+
+}  // namespace StorageDevices

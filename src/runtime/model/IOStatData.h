@@ -1,0 +1,70 @@
+// The histories of bytes read from and written to the unit's disks. Written by the I/O statistics
+// monitor alone.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/Optional.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace StorageDevices {
+
+// The history of one disk, oldest measurement first. It is kept in chunks: a day of measurements takes
+// little more than their own size, and dropping the oldest costs nothing but what is dropped.
+class RUNTIME_API IOStat : public Pelm::Node {
+ public:
+   struct Measurement {
+      Vorn::Seconds time;  // of the framework
+      // Since the device appeared to the kernel.
+      std::uint64_t bytesRead = 0;
+      std::uint64_t bytesWritten = 0;
+      bool operator==(Measurement const &) const = default;
+   };
+
+   void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);
+
+   // Drops the measurements that are older than that many seconds.
+   void pruneMeasurements(Vorn::Seconds maxAge);
+
+   // The newest; empty when there is none.
+   Vorn::Optional<Measurement> topMeasurement() const;
+
+   std::size_t size() const { return end_ - first_; }
+   bool empty() const { return size() == 0; }
+   // 0 is the oldest; `index` must be below `size()`.
+   Measurement const & operator[](std::size_t index) const {
+      std::size_t const at = first_ + index;
+      return chunks_[at / chunkSize][at % chunkSize];
+   }
+
+ private:
+   static constexpr std::size_t chunkSize = 64;
+
+   std::deque<std::array<Measurement, chunkSize>> chunks_;
+   // Positions counted from the start of the first chunk.
+   std::size_t first_ = 0;
+   std::size_t end_ = 0;
+};
+
+class IOStatData : public Pelm::Node {
+ public:
+   // By serial number.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<IOStat>, IOStatData> ioStat{*this, "ioStat"};
+
+   // Creates the history of a disk; one that is there already stays as it is.
+   void ioStatDataIs(Pelm::String const & serial) {
+      if (!ioStat.contains(serial))
+         ioStat.memberIs(serial, Pelm::make<IOStat>());
+   }
+   void ioStatDataDel(Pelm::String const & serial) { ioStat.memberDel(serial); }
+};
+
+}  // namespace StorageDevices

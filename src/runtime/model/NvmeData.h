@@ -1,0 +1,125 @@
+// The smart logs of the unit's NVMe drives. Written by the NVMe monitor alone.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/HealthReading.h"
+
+namespace StorageDevices {
+
+// One value of the log.
+struct NvmeAttr {
+   Pelm::String name;       // its key in the log; empty: never read
+   std::int64_t value = 0;  // 0 also when the log has no such key or no whole number there
+
+   bool operator==(NvmeAttr const &) const = default;
+};
+
+// What one drive said at its last good reading.
+class DeviceNvmeData : public Pelm::Node {
+ public:
+   explicit DeviceNvmeData(Pelm::String name) : name_{std::move(name)} {}
+
+   // The drive's serial number, its key.
+   Pelm::String const & name() const { return name_; }
+
+   using Field = Vorn::Attribute<NvmeAttr, DeviceNvmeData>;
+   // Bits of alarms; 0: none.
+   Field criticalWarning{*this, "criticalWarning"};
+   void criticalWarningIs(NvmeAttr attr) { criticalWarning.valueIs(std::move(attr)); }
+   // Degrees Celsius; the log has kelvin.
+   Field temperatureCelsius{*this, "temperatureCelsius"};
+   void temperatureCelsiusIs(NvmeAttr attr) { temperatureCelsius.valueIs(std::move(attr)); }
+   // Percent.
+   Field availableSpare{*this, "availableSpare"};
+   void availableSpareIs(NvmeAttr attr) { availableSpare.valueIs(std::move(attr)); }
+   // Percent.
+   Field availableSpareThreshold{*this, "availableSpareThreshold"};
+   void availableSpareThresholdIs(NvmeAttr attr) { availableSpareThreshold.valueIs(std::move(attr)); }
+   // Percent of the rated life; may exceed 100.
+   Field percentageUsed{*this, "percentageUsed"};
+   void percentageUsedIs(NvmeAttr attr) { percentageUsed.valueIs(std::move(attr)); }
+   // Units of 512,000 bytes.
+   Field dataUnitsRead{*this, "dataUnitsRead"};
+   void dataUnitsReadIs(NvmeAttr attr) { dataUnitsRead.valueIs(std::move(attr)); }
+   // Units of 512,000 bytes.
+   Field dataUnitsWritten{*this, "dataUnitsWritten"};
+   void dataUnitsWrittenIs(NvmeAttr attr) { dataUnitsWritten.valueIs(std::move(attr)); }
+   Field hostReadCommands{*this, "hostReadCommands"};
+   void hostReadCommandsIs(NvmeAttr attr) { hostReadCommands.valueIs(std::move(attr)); }
+   Field hostWriteCommands{*this, "hostWriteCommands"};
+   void hostWriteCommandsIs(NvmeAttr attr) { hostWriteCommands.valueIs(std::move(attr)); }
+   // Minutes.
+   Field controllerBusyTime{*this, "controllerBusyTime"};
+   void controllerBusyTimeIs(NvmeAttr attr) { controllerBusyTime.valueIs(std::move(attr)); }
+   Field powerCycleCount{*this, "powerCycleCount"};
+   void powerCycleCountIs(NvmeAttr attr) { powerCycleCount.valueIs(std::move(attr)); }
+   Field powerOnHours{*this, "powerOnHours"};
+   void powerOnHoursIs(NvmeAttr attr) { powerOnHours.valueIs(std::move(attr)); }
+   Field unsafeShutdowns{*this, "unsafeShutdowns"};
+   void unsafeShutdownsIs(NvmeAttr attr) { unsafeShutdowns.valueIs(std::move(attr)); }
+   Field mediaErrors{*this, "mediaErrors"};
+   void mediaErrorsIs(NvmeAttr attr) { mediaErrors.valueIs(std::move(attr)); }
+   Field numErrLogEntries{*this, "numErrLogEntries"};
+   void numErrLogEntriesIs(NvmeAttr attr) { numErrLogEntries.valueIs(std::move(attr)); }
+   // Minutes above the warning temperature.
+   Field temperatureTimeWarning{*this, "temperatureTimeWarning"};
+   void temperatureTimeWarningIs(NvmeAttr attr) { temperatureTimeWarning.valueIs(std::move(attr)); }
+   // Minutes above the critical temperature.
+   Field temperatureTimeCritical{*this, "temperatureTimeCritical"};
+   void temperatureTimeCriticalIs(NvmeAttr attr) { temperatureTimeCritical.valueIs(std::move(attr)); }
+
+   HealthReading reading;
+
+ private:
+   Pelm::String name_;
+};
+
+// A field, its key in the log, and the function that writes it.
+struct NvmeField {
+   char const * key;
+   DeviceNvmeData::Field DeviceNvmeData::*cell;
+   void (DeviceNvmeData::*set)(NvmeAttr);
+};
+
+inline constexpr NvmeField nvmeFields[] = {
+    {"critical_warning", &DeviceNvmeData::criticalWarning, &DeviceNvmeData::criticalWarningIs},
+    {"temperature", &DeviceNvmeData::temperatureCelsius, &DeviceNvmeData::temperatureCelsiusIs},
+    {"avail_spare", &DeviceNvmeData::availableSpare, &DeviceNvmeData::availableSpareIs},
+    {"spare_thresh", &DeviceNvmeData::availableSpareThreshold, &DeviceNvmeData::availableSpareThresholdIs},
+    {"percent_used", &DeviceNvmeData::percentageUsed, &DeviceNvmeData::percentageUsedIs},
+    {"data_units_read", &DeviceNvmeData::dataUnitsRead, &DeviceNvmeData::dataUnitsReadIs},
+    {"data_units_written", &DeviceNvmeData::dataUnitsWritten, &DeviceNvmeData::dataUnitsWrittenIs},
+    {"host_read_commands", &DeviceNvmeData::hostReadCommands, &DeviceNvmeData::hostReadCommandsIs},
+    {"host_write_commands", &DeviceNvmeData::hostWriteCommands, &DeviceNvmeData::hostWriteCommandsIs},
+    {"controller_busy_time", &DeviceNvmeData::controllerBusyTime, &DeviceNvmeData::controllerBusyTimeIs},
+    {"power_cycles", &DeviceNvmeData::powerCycleCount, &DeviceNvmeData::powerCycleCountIs},
+    {"power_on_hours", &DeviceNvmeData::powerOnHours, &DeviceNvmeData::powerOnHoursIs},
+    {"unsafe_shutdowns", &DeviceNvmeData::unsafeShutdowns, &DeviceNvmeData::unsafeShutdownsIs},
+    {"media_errors", &DeviceNvmeData::mediaErrors, &DeviceNvmeData::mediaErrorsIs},
+    {"num_err_log_entries", &DeviceNvmeData::numErrLogEntries, &DeviceNvmeData::numErrLogEntriesIs},
+    {"warning_temp_time", &DeviceNvmeData::temperatureTimeWarning, &DeviceNvmeData::temperatureTimeWarningIs},
+    {"critical_comp_time", &DeviceNvmeData::temperatureTimeCritical,
+     &DeviceNvmeData::temperatureTimeCriticalIs},
+};
+
+class NvmeData : public Pelm::Node {
+ public:
+   // By serial number.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceNvmeData>, NvmeData> deviceData{*this, "deviceData"};
+
+   // Creates the record of a name; one that is there already stays as it is.
+   void deviceDataIs(Pelm::String const & name) {
+      if (!deviceData.contains(name))
+         deviceData.memberIs(name, Pelm::make<DeviceNvmeData>(name));
+   }
+   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,167 @@
+// The SMART records of the unit's drives. Written by the SMART monitor alone.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/HealthReading.h"
+#include "runtime/model/SmartAttr.h"
+
+namespace StorageDevices {
+
+// What one drive said at its last good reading.
+class DeviceSmartData : public Pelm::Node {
+ public:
+   explicit DeviceSmartData(Pelm::String name) : name_{std::move(name)} {}
+
+   // The drive's serial number, its key.
+   Pelm::String const & name() const { return name_; }
+
+   // The tool's overall verdict. Means nothing until `healthStatusRead`.
+   Vorn::Attribute<bool, DeviceSmartData> healthStatusOk{*this, "healthStatusOk"};
+   void healthStatusOkIs(bool value) { healthStatusOk.valueIs(value); }
+   // Whether the drive has ever given a verdict.
+   Vorn::Attribute<bool, DeviceSmartData> healthStatusRead{*this, "healthStatusRead"};
+   void healthStatusReadIs(bool value) { healthStatusRead.valueIs(value); }
+
+   // Whether every row of the table is within its threshold. Means nothing until `attrsRead`.
+   Vorn::Attribute<bool, DeviceSmartData> allAttrsPassing{*this, "allAttrsPassing"};
+   void allAttrsPassingIs(bool value) { allAttrsPassing.valueIs(value); }
+   // Whether the drive has ever given a table.
+   Vorn::Attribute<bool, DeviceSmartData> attrsRead{*this, "attrsRead"};
+   void attrsReadIs(bool value) { attrsRead.valueIs(value); }
+
+   // The rows that no named field takes, by attribute number; of two with one number the later.
+   Vorn::Collection<std::uint8_t, SmartAttr, DeviceSmartData> unknownAttr{*this, "unknownAttr"};
+   void unknownAttrIs(SmartAttr attr) {
+      std::uint8_t const id = attr.id;
+      unknownAttr.memberIs(id, std::move(attr));
+   }
+   void unknownAttrDel(std::uint8_t id) { unknownAttr.memberDel(id); }
+   void unknownAttrDelAll() { unknownAttr.memberDelAll(); }
+
+   using Field = Vorn::Attribute<OptionalSmartAttr, DeviceSmartData>;
+   Field rawReadErrorRate{*this, "rawReadErrorRate"};
+   void rawReadErrorRateIs(OptionalSmartAttr attr) { rawReadErrorRate.valueIs(std::move(attr)); }
+   Field reallocatedSectorCount{*this, "reallocatedSectorCount"};
+   void reallocatedSectorCountIs(OptionalSmartAttr attr) { reallocatedSectorCount.valueIs(std::move(attr)); }
+   Field powerOnHours{*this, "powerOnHours"};
+   void powerOnHoursIs(OptionalSmartAttr attr) { powerOnHours.valueIs(std::move(attr)); }
+   Field powerCycleCount{*this, "powerCycleCount"};
+   void powerCycleCountIs(OptionalSmartAttr attr) { powerCycleCount.valueIs(std::move(attr)); }
+   Field programFailCountTotal{*this, "programFailCountTotal"};
+   void programFailCountTotalIs(OptionalSmartAttr attr) { programFailCountTotal.valueIs(std::move(attr)); }
+   Field programFailCountChip{*this, "programFailCountChip"};
+   void programFailCountChipIs(OptionalSmartAttr attr) { programFailCountChip.valueIs(std::move(attr)); }
+   Field wearLevelingCount{*this, "wearLevelingCount"};
+   void wearLevelingCountIs(OptionalSmartAttr attr) { wearLevelingCount.valueIs(std::move(attr)); }
+   Field eraseFailCountTotal{*this, "eraseFailCountTotal"};
+   void eraseFailCountTotalIs(OptionalSmartAttr attr) { eraseFailCountTotal.valueIs(std::move(attr)); }
+   Field eraseFailCountChip{*this, "eraseFailCountChip"};
+   void eraseFailCountChipIs(OptionalSmartAttr attr) { eraseFailCountChip.valueIs(std::move(attr)); }
+   Field usedReserveBlockCountChip{*this, "usedReserveBlockCountChip"};
+   void usedReserveBlockCountChipIs(OptionalSmartAttr attr) {
+      usedReserveBlockCountChip.valueIs(std::move(attr));
+   }
+   Field reportedUncorrectableErrorCount{*this, "reportedUncorrectableErrorCount"};
+   void reportedUncorrectableErrorCountIs(OptionalSmartAttr attr) {
+      reportedUncorrectableErrorCount.valueIs(std::move(attr));
+   }
+   Field unexpectedPowerOffCount{*this, "unexpectedPowerOffCount"};
+   void unexpectedPowerOffCountIs(OptionalSmartAttr attr) {
+      unexpectedPowerOffCount.valueIs(std::move(attr));
+   }
+   Field temperatureCelsius{*this, "temperatureCelsius"};
+   void temperatureCelsiusIs(OptionalSmartAttr attr) { temperatureCelsius.valueIs(std::move(attr)); }
+   Field hardwareEccRecovered{*this, "hardwareEccRecovered"};
+   void hardwareEccRecoveredIs(OptionalSmartAttr attr) { hardwareEccRecovered.valueIs(std::move(attr)); }
+   Field reallocationEventCount{*this, "reallocationEventCount"};
+   void reallocationEventCountIs(OptionalSmartAttr attr) { reallocationEventCount.valueIs(std::move(attr)); }
+   Field currentPendingSectorCount{*this, "currentPendingSectorCount"};
+   void currentPendingSectorCountIs(OptionalSmartAttr attr) {
+      currentPendingSectorCount.valueIs(std::move(attr));
+   }
+   Field offlineUncorrectableSectorCount{*this, "offlineUncorrectableSectorCount"};
+   void offlineUncorrectableSectorCountIs(OptionalSmartAttr attr) {
+      offlineUncorrectableSectorCount.valueIs(std::move(attr));
+   }
+   Field udmaCrcErrorCount{*this, "udmaCrcErrorCount"};
+   void udmaCrcErrorCountIs(OptionalSmartAttr attr) { udmaCrcErrorCount.valueIs(std::move(attr)); }
+   Field availableReservedSpace{*this, "availableReservedSpace"};
+   void availableReservedSpaceIs(OptionalSmartAttr attr) { availableReservedSpace.valueIs(std::move(attr)); }
+   Field totalLbasWritten{*this, "totalLbasWritten"};
+   void totalLbasWrittenIs(OptionalSmartAttr attr) { totalLbasWritten.valueIs(std::move(attr)); }
+   Field totalLbasRead{*this, "totalLbasRead"};
+   void totalLbasReadIs(OptionalSmartAttr attr) { totalLbasRead.valueIs(std::move(attr)); }
+   Field lifetimeRemaining{*this, "lifetimeRemaining"};
+   void lifetimeRemainingIs(OptionalSmartAttr attr) { lifetimeRemaining.valueIs(std::move(attr)); }
+
+   // Empties the named fields and the unknown attributes.
+   void clearAttrs();
+
+   HealthReading reading;
+
+ private:
+   Pelm::String name_;
+};
+
+// A named field and the function that writes it.
+struct SmartField {
+   using Setter = void (DeviceSmartData::*)(OptionalSmartAttr);
+   DeviceSmartData::Field DeviceSmartData::*cell;
+   Setter set;
+
+   bool operator==(SmartField const &) const = default;
+};
+
+inline constexpr SmartField smartFields[] = {
+    {&DeviceSmartData::rawReadErrorRate, &DeviceSmartData::rawReadErrorRateIs},
+    {&DeviceSmartData::reallocatedSectorCount, &DeviceSmartData::reallocatedSectorCountIs},
+    {&DeviceSmartData::powerOnHours, &DeviceSmartData::powerOnHoursIs},
+    {&DeviceSmartData::powerCycleCount, &DeviceSmartData::powerCycleCountIs},
+    {&DeviceSmartData::programFailCountTotal, &DeviceSmartData::programFailCountTotalIs},
+    {&DeviceSmartData::programFailCountChip, &DeviceSmartData::programFailCountChipIs},
+    {&DeviceSmartData::wearLevelingCount, &DeviceSmartData::wearLevelingCountIs},
+    {&DeviceSmartData::eraseFailCountTotal, &DeviceSmartData::eraseFailCountTotalIs},
+    {&DeviceSmartData::eraseFailCountChip, &DeviceSmartData::eraseFailCountChipIs},
+    {&DeviceSmartData::usedReserveBlockCountChip, &DeviceSmartData::usedReserveBlockCountChipIs},
+    {&DeviceSmartData::reportedUncorrectableErrorCount, &DeviceSmartData::reportedUncorrectableErrorCountIs},
+    {&DeviceSmartData::unexpectedPowerOffCount, &DeviceSmartData::unexpectedPowerOffCountIs},
+    {&DeviceSmartData::temperatureCelsius, &DeviceSmartData::temperatureCelsiusIs},
+    {&DeviceSmartData::hardwareEccRecovered, &DeviceSmartData::hardwareEccRecoveredIs},
+    {&DeviceSmartData::reallocationEventCount, &DeviceSmartData::reallocationEventCountIs},
+    {&DeviceSmartData::currentPendingSectorCount, &DeviceSmartData::currentPendingSectorCountIs},
+    {&DeviceSmartData::offlineUncorrectableSectorCount, &DeviceSmartData::offlineUncorrectableSectorCountIs},
+    {&DeviceSmartData::udmaCrcErrorCount, &DeviceSmartData::udmaCrcErrorCountIs},
+    {&DeviceSmartData::availableReservedSpace, &DeviceSmartData::availableReservedSpaceIs},
+    {&DeviceSmartData::totalLbasWritten, &DeviceSmartData::totalLbasWrittenIs},
+    {&DeviceSmartData::totalLbasRead, &DeviceSmartData::totalLbasReadIs},
+    {&DeviceSmartData::lifetimeRemaining, &DeviceSmartData::lifetimeRemainingIs},
+};
+
+inline void DeviceSmartData::clearAttrs() {
+   for (SmartField const & field : smartFields)
+      if ((this->*field.cell)())
+         (this->*field.set)({});
+   unknownAttrDelAll();
+}
+
+class SmartData : public Pelm::Node {
+ public:
+   // By serial number.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceSmartData>, SmartData> deviceData{*this, "deviceData"};
+
+   // Creates the record of a name; one that is there already stays as it is.
+   void deviceDataIs(Pelm::String const & name) {
+      if (!deviceData.contains(name))
+         deviceData.memberIs(name, Pelm::make<DeviceSmartData>(name));
+   }
+   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+};
+
+}  // namespace StorageDevices
