@@ -271,6 +271,8 @@ void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
    devices_->diskDel(*name);
 }
 
+// By value: the caller goes with the reactor that is deleted here.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
    if (!collector || !collector->finalDisk())

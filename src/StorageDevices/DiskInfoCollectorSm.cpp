@@ -22,7 +22,7 @@ Pelm::Ptr<ConnectedDisk const> DiskInfoCollectorSm::finalDiskIs(
 }
 
 Pelm::Ptr<ConnectedDisk const> DiskInfoCollectorSm::finalDiskDel() {
-   Pelm::Ptr<ConnectedDisk const> const old = finalDisk();
+   Pelm::Ptr<ConnectedDisk const> old = finalDisk();
    finalDisk.valueIs(nullptr);
    return old;
 }

@@ -30,7 +30,11 @@ std::string missingText(Config const & config, StorageDevices::Examination const
       auto const & devices = examination.devices;
       if (std::none_of(devices.begin(), devices.end(),
                        [&](auto const & device) { return isMountedBy(device, mount); }))
-         text += "expected mount " + mount + ": no device on this machine would become /mnt/" + mount + "\n";
+         text.append("expected mount ")
+             .append(mount)
+             .append(": no device on this machine would become /mnt/")
+             .append(mount)
+             .append("\n");
    }
    return text;
 }

@@ -51,6 +51,7 @@ class HttpServer::Daemon {
                             char const * version, char const * upload, std::size_t * uploadSize,
                             void ** state);
    MHD_Result answer(MHD_Connection * connection, std::string_view method, char const * url) const;
+   unsigned connections() const;
    void run();
 
    ListenSocket socket_;
@@ -86,8 +87,17 @@ HttpServer::Daemon::~Daemon() {
       MHD_stop_daemon(daemon_);
 }
 
+unsigned HttpServer::Daemon::connections() const {
+   MHD_DaemonInfo const * const info = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_CURRENT_CONNECTIONS);
+   return info ? info->num_connections : 0;
+}
+
 void HttpServer::Daemon::run() {
+   unsigned const before = connections();
    MHD_run(daemon_);
+   // A full daemon does not listen, and listens again only in the run after the one in which a client left.
+   if (connections() < before)
+      MHD_run(daemon_);
    MHD_UNSIGNED_LONG_LONG milliseconds = 0;
    Vorn::Seconds next = Vorn::Seconds::infinity();
    if (MHD_get_timeout(daemon_, &milliseconds) == MHD_YES)

@@ -1,4 +1,5 @@
-// Writing JSON: every text becomes valid UTF-8 on the way.
+// Writing JSON: every text becomes valid UTF-8 on the way. Whatever is not ASCII is written as \uNNNN: a
+// document may be shown on a terminal, which some of these characters steer.
 #pragma once
 
 #include <rapidjson/stringbuffer.h>
@@ -11,7 +12,7 @@
 
 namespace Agent {
 
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
 
 inline void writeText(JsonWriter & writer, std::string_view text) {
    std::string const valid = validUtf8(text);

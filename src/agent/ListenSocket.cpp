@@ -19,6 +19,7 @@ namespace Agent {
 namespace {
 
 constexpr int backlog = 64;
+constexpr char elsewhere[] = "; run as root or set status.socket elsewhere";
 
 [[noreturn]] void fail(std::string const & what, int error) {
    throw SocketError{what + ": " + std::generic_category().message(error)};
@@ -51,10 +52,11 @@ sockaddr const * generic(sockaddr_un const & address) {
    return reinterpret_cast<sockaddr const *>(&address);
 }
 
-// Whether somebody listens there.
+// Whether the file is a socket that somebody holds, one of another kind included.
 bool isAnswered(sockaddr_un const & address) {
    Fd const probe{newSocket(AF_UNIX)};
-   return connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN;
+   return connect(probe.get(), generic(address), sizeof address) == 0 ||
+          (errno != ECONNREFUSED && errno != ENOENT);
 }
 
 void clearStale(std::string const & path, sockaddr_un const & address) {
@@ -99,11 +101,12 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
    std::error_code error;
    std::filesystem::create_directories(std::filesystem::path{path}.parent_path(), error);
    if (error)
-      throw SocketError{path + ": cannot make its directory: " + error.message()};
+      throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
    clearStale(path, address);
    Fd fd{newSocket(AF_UNIX)};
    if (bind(fd.get(), generic(address), sizeof address) != 0)
-      fail(path + ": cannot make the status socket", errno);
+      throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +
+                        elsewhere};
    ListenSocket socket{fd.release(), path};
    // What it tells is no secret on the machine itself, and it takes no orders.
    constexpr mode_t everybody = 0666;

@@ -40,6 +40,10 @@ TerminationSignals::TerminationSignals() {
 TerminationSignals::~TerminationSignals() {
    int const fd = signals_->descriptor();
    signals_->descriptorIs(-1);
+   // One that came while the agent was stopping already must not end it now by its default action.
+   signalfd_siginfo late{};
+   while (read(fd, &late, sizeof late) > 0)
+      continue;
    close(fd);
    sigset_t const set = terminationSet();
    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);

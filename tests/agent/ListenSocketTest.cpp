@@ -1,7 +1,10 @@
 #include "agent/ListenSocket.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <optional>
@@ -62,6 +65,18 @@ TEST_F(ListenSocketTest, ARunningAgentIsLeftAlone) {
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
+TEST_F(ListenSocketTest, ASocketOfAnotherKindIsLeftAlone) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   std::string const datagrams = folder.string() + "/log";
+   datagrams.copy(address.sun_path, sizeof address.sun_path - 1);
+   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   EXPECT_NE(errorOf(datagrams), "no error");
+   EXPECT_TRUE(std::filesystem::exists(datagrams));
+   close(fd);
+}
+
 TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
    std::string const file = folder.fileIs("status.sock", "precious").string();
    EXPECT_EQ(errorOf(file),
@@ -81,7 +96,9 @@ TEST_F(ListenSocketTest, PathsThatCannotBeAreRefused) {
    std::string const tooLong = "/" + std::string(120, 'x');
    EXPECT_EQ(errorOf(tooLong), tooLong + ": is too long for a socket's path");
    std::string const below = folder.fileIs("file", "").string() + "/status.sock";
-   EXPECT_TRUE(errorOf(below).starts_with(below + ": cannot make its directory: "));
+   EXPECT_EQ(errorOf(below), below +
+                                 ": cannot make its directory: Not a directory; run as root or set "
+                                 "status.socket elsewhere");
 }
 
 TEST_F(ListenSocketTest, ListensOnTcp) {

@@ -16,7 +16,7 @@ constexpr Vorn::LogDescriptor fire{"FIRE", "fire", "It is hot.",
                                    Vorn::RecommendedAction::Standard::contactSupport, 3};
 
 void add(Agent::MessageStore & store, Vorn::LogDescriptor const & descriptor,
-         std::vector<Pelm::String> arguments, double utc) {
+         std::vector<Pelm::String> const & arguments, double utc) {
    store.add({descriptor, arguments, Vorn::logText(descriptor, arguments), utc});
 }
 

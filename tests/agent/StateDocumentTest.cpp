@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
+#include <string>
+
 #include "StorageDevices/ConnectedDevices.h"
 
 namespace {
@@ -60,6 +63,21 @@ TEST(StateDocumentTest, NamesFromDevicesAreMadeValid) {
    auto const & disk = state["connectedDevices"]["disk"].MemberBegin()->value;
    EXPECT_STREQ(disk["model"].GetString(), "\xef\xbf\xbd(");
    EXPECT_EQ(disk["sizeGb"].GetUint(), 4294967295U);
+}
+
+TEST(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {
+   auto const devices = Pelm::make<ConnectedDevices>();
+   // The eight-bit escape of terminals, a right-to-left override, and an innocent letter.
+   std::string const model =
+       "\xc2\x9b"
+       "2J\xe2\x80\xae\xc3\xbc";
+   devices->diskIs("SN\xc2\x9b", StorageType::sataSsd, "/dev/sda", "/mnt/drive", Pelm::String{model}, "",
+                   false, BusType::sata, "1", 256);
+   std::string const text = Agent::stateDocument({*devices, true, 0});
+   EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; })) << text;
+   rapidjson::Document state;
+   state.Parse(text.c_str());
+   EXPECT_EQ(state["connectedDevices"]["disk"]["SN\xc2\x9b"]["model"].GetString(), model);
 }
 
 }  // namespace

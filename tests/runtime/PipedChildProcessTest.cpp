@@ -397,11 +397,12 @@ TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
    rlimit limit{};
    getrlimit(RLIMIT_NOFILE, &limit);
    rlimit const original = limit;
-   int const lowestFree = dup(STDIN_FILENO);
-   close(lowestFree);
+   int const freeFd = dup(STDIN_FILENO);
+   close(freeFd);
+   auto const lowestFree = static_cast<rlim_t>(freeFd);
    std::vector<State> ends;
-   for (int spare = 0; spare < 24; ++spare) {
-      limit.rlim_cur = static_cast<rlim_t>(lowestFree + spare);
+   for (rlim_t spare = 0; spare < 24; ++spare) {
+      limit.rlim_cur = lowestFree + spare;
       setrlimit(RLIMIT_NOFILE, &limit);
       auto const done = shell("true");
       setrlimit(RLIMIT_NOFILE, &original);

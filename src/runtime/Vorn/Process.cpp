@@ -165,6 +165,7 @@ pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdo
       ChildFds fds{stdinFd, stdoutFd, stderrFd};
       std::string const path = searchPath(searchFirst);
       std::vector<std::string> arguments;
+      arguments.reserve(argv.size());
       for (Pelm::String const & argument : argv)
          arguments.push_back(argument.str());
       std::string const program = argv.empty() ? std::string{} : findProgram(arguments.front(), path);

@@ -1,0 +1,244 @@
+#include "StorageDevices/DataMonitorSm.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "runtime/Vorn/Machine.h"
+#include "runtime/host/Failure.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Serials = std::vector<std::string>;
+
+Vorn::TraceHandle traceHandle{"StorageTestDataMonitor", true};
+
+// Keeps its data in a list and notes what it is asked to do.
+class ListMonitor final : public DataMonitorSm {
+ public:
+   ListMonitor(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
+               Serials & data)
+       : DataMonitorSm{std::move(pollInterval), std::move(devices), "List", traceHandle}, data_{data} {}
+
+   bool isInData(Pelm::String const & serial) const override {
+      return std::find(data_.begin(), data_.end(), serial.str()) != data_.end();
+   }
+   void addToData(Pelm::String const & serial) override { data_.push_back(serial.str()); }
+   void removeFromData(Pelm::String const & serial) override { std::erase(data_, serial.str()); }
+   void forEach(DeviceCallback callback) override {
+      for (std::string const & serial : Serials{data_})
+         callback(*this, serial);
+   }
+   void updateDevice(Pelm::String const & serial) override {
+      updated.push_back(serial.str());
+      times.push_back(Vorn::System::currentTime().value());
+      if (serial == failing)
+         throw std::runtime_error{"cannot be read"};
+   }
+
+   Serials updated;
+   std::vector<double> times;
+   std::string failing = "(none)";
+
+ private:
+   Serials & data_;
+};
+
+class PollingMonitor : public Support::VirtualTimeTest {
+ protected:
+   void plug(std::string const & serial, bool removable = false) const {
+      Support::DiskFields{.name = serial, .removable = removable}.writeTo(*devices_);
+   }
+   void start() { monitor_ = Vorn::makeMachine<ListMonitor>(interval_, devices_, data_); }
+   // Serials that were read since the last call.
+   Serials updated() const { return std::exchange(monitor_->updated, {}); }
+
+   Support::TraceRecorder traces_{{"StorageTestDataMonitor", 7}};
+   Pelm::Ptr<PollInterval> interval_ = Pelm::make<PollInterval>();
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Serials data_;
+   Pelm::Ptr<ListMonitor> monitor_;
+};
+
+TEST_F(PollingMonitor, doesNotReadWhileItStartsButAtTheFirstTurn) {
+   plug("A");
+   plug("B", true);
+   start();
+   EXPECT_EQ(updated(), Serials{}) << "not even a removable disk";
+   EXPECT_EQ(data_, (Serials{"A", "B"}));
+   Host::turn();
+   EXPECT_EQ(updated(), (Serials{"A", "B"}));
+   EXPECT_EQ(monitor_->pollCount(), 1U);
+}
+
+TEST_F(PollingMonitor, readsEveryDiskOncePerInterval) {
+   plug("A");
+   plug("B");
+   start();
+   Host::runFor(179);
+   EXPECT_EQ(updated(), (Serials{"A", "B", "A", "B", "A", "B"}));
+   EXPECT_EQ(monitor_->times, (std::vector<double>{1000, 1000, 1060, 1060, 1120, 1120}));
+   EXPECT_EQ(monitor_->pollCount(), 3U);
+}
+
+TEST_F(PollingMonitor, readsARemovableDiskAsSoonAsItAppears) {
+   start();
+   Host::runFor(10);
+   plug("stick", true);
+   EXPECT_EQ(updated(), Serials{"stick"});
+   EXPECT_EQ(monitor_->pollCount(), 1U) << "a poll it is not";
+   Host::runFor(49);
+   EXPECT_EQ(updated(), Serials{});
+   Host::runFor(2);
+   EXPECT_EQ(updated(), Serials{"stick"});
+}
+
+TEST_F(PollingMonitor, readsAFixedDiskFirstAtTheNextPoll) {
+   start();
+   Host::runFor(10);
+   plug("A");
+   Host::runFor(49);
+   EXPECT_EQ(updated(), Serials{});
+   Host::runFor(2);
+   EXPECT_EQ(updated(), Serials{"A"});
+}
+
+TEST_F(PollingMonitor, dropsADiskThatGoesAtOnce) {
+   plug("A");
+   plug("B");
+   start();
+   devices_->diskDel("A");
+   EXPECT_EQ(data_, Serials{"B"});
+   EXPECT_EQ(traces_.texts(2).back(), "Deleting A from its associated *Data collection");
+   Host::runFor(1);
+   EXPECT_EQ(updated(), Serials{"B"});
+}
+
+TEST_F(PollingMonitor, leavesADiskThatChangesAlone) {
+   plug("A");
+   start();
+   Host::runFor(1);
+   updated();
+   traces_.clear();
+   plug("A", true);
+   EXPECT_EQ(data_, Serials{"A"});
+   EXPECT_EQ(updated(), Serials{});
+   EXPECT_EQ(traces_.texts(2), Serials{"A is in the disk collection"});
+}
+
+TEST_F(PollingMonitor, dropsWhatAnEarlierRunLeftBehind) {
+   data_ = {"gone", "A", "gone too"};
+   plug("A");
+   start();
+   EXPECT_EQ(data_, Serials{"A"});
+   EXPECT_EQ(traces_.texts(7), (Serials{"devices(), next key: A", "data(), next key: gone",
+                                        "data(), next key: A was already processed through devices()",
+                                        "data(), next key: gone too"}));
+}
+
+TEST_F(PollingMonitor, tracesADiskThatItAdds) {
+   plug("A");
+   start();
+   EXPECT_EQ(traces_.texts(2),
+             (Serials{"A is in the disk collection", "Adding A to the relevant *Data collection"}));
+}
+
+TEST_F(PollingMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
+   plug("A");
+   start();
+   Host::runFor(20);
+   updated();
+   interval_->intervalIs(100);
+   EXPECT_EQ(updated(), Serials{"A"});
+   Host::runFor(99);
+   EXPECT_EQ(updated(), Serials{}) << "the poll that was due at 60 seconds is no longer";
+   Host::runFor(2);
+   EXPECT_EQ(updated(), Serials{"A"});
+   EXPECT_EQ(monitor_->pollCount(), 3U);
+}
+
+TEST_F(PollingMonitor, beforeItIsInitialisedNeitherClockNorIntervalPoll) {
+   plug("A");
+   data_ = {"A"};
+   monitor_ = Pelm::make<ListMonitor>(interval_, devices_, data_);
+   interval_->intervalIs(5);
+   Host::runFor(60);
+   EXPECT_EQ(updated(), Serials{});
+   EXPECT_EQ(monitor_->pollCount(), 0U);
+   monitor_->handleInitialized();
+   EXPECT_TRUE(monitor_->initialized());
+   Host::turn();
+   EXPECT_EQ(updated(), Serials{"A"});
+}
+
+TEST_F(PollingMonitor, oneDiskThatRaisesAFailureHoldsUpNeitherTheOthersNorTheNextPoll) {
+   int failures = 0;
+   Host::failureSinkIs([&](std::string_view, std::string_view) { ++failures; });
+   for (char const * const serial : {"A", "B", "C"})
+      plug(serial);
+   start();
+   monitor_->failing = "B";
+   Host::runFor(119);
+   Host::failureSinkIs(nullptr);
+   EXPECT_EQ(updated(), (Serials{"A", "B", "C", "A", "B", "C"}));
+   EXPECT_EQ(failures, 2);
+}
+
+TEST_F(PollingMonitor, aZombieHearsNothing) {
+   plug("A");
+   start();
+   monitor_->vornDoZombieReactors(true);
+   plug("B");
+   interval_->intervalIs(5);
+   Host::runFor(60);
+   EXPECT_EQ(updated(), Serials{});
+   EXPECT_EQ(data_, Serials{"A"});
+}
+
+TEST_F(PollingMonitor, droppedItPollsNoMore) {
+   plug("A");
+   start();
+   monitor_ = nullptr;
+   interval_->intervalIs(5);
+   devices_->diskDel("A");
+   Host::runFor(60);
+   EXPECT_EQ(data_, Serials{"A"}) << "nobody is there to drop it";
+}
+
+// Lets go of the monitor when it counts a poll.
+struct Dropper {
+   void handlePollCount() { *monitor = nullptr; }
+   Pelm::Ptr<ListMonitor> * monitor;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(PollingMonitor, mayBeDroppedByWhoIsToldOfItsPoll) {
+   plug("A");
+   start();
+   Dropper dropper{&monitor_, {}};
+   dropper.reactor.notifierIs(monitor_);
+   dropper.reactor.on<&Dropper::handlePollCount>(static_cast<DataMonitorSm &>(*monitor_).pollCount, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   Host::turn();
+   EXPECT_FALSE(monitor_);
+   dropper.reactor.notifierIs(nullptr);
+   Host::runFor(200);
+}
+
+TEST(PollInterval, belowASecondIsRefused) {
+   PollInterval const & fresh = *Pelm::make<PollInterval>();
+   EXPECT_EQ(fresh.interval(), 60.0);
+   auto const interval = Pelm::make<PollInterval>();
+   EXPECT_THROW(interval->intervalIs(0.5), std::invalid_argument);
+   EXPECT_EQ(interval->interval(), 60.0);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

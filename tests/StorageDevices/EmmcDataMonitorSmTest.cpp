@@ -1,0 +1,139 @@
+#include "StorageDevices/EmmcDataMonitorSm.h"
+
+#include <gtest/gtest.h>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr unsigned char emmcBus = ConnectedDisk::BusType::other;
+constexpr char opener[] =
+    "bool StorageDevices::EmmcDataAccess::safeOpenFilestream(std::ifstream&, std::string)";
+constexpr char updater[] = "virtual void StorageDevices::EmmcDataMonitorSm::updateDevice(const String&)";
+
+class EmmcMonitor : public Support::VirtualTimeTest {
+ protected:
+   EmmcMonitor() { std::filesystem::create_directory(folder_.path() / "mmcblk0"); }
+
+   void registersAre(char const * lifeTime, char const * preEolInfo) const {
+      folder_.fileIs("mmcblk0/life_time", lifeTime);
+      folder_.fileIs("mmcblk0/pre_eol_info", preEolInfo);
+   }
+   void plug(std::string const & serial, unsigned char busType = emmcBus, bool removable = false) const {
+      Support::DiskFields{
+          .name = serial, .blockDevice = "/dev/mmcblk0", .removable = removable, .busType = busType}
+          .writeTo(*devices_);
+   }
+   void start() {
+      monitor_ = emmcDataMonitorSmFactory(interval_, devices_, data_);
+      monitor_->emmcBaseDirIs(folder_.string() + "/%s");
+   }
+   // Type A, type B and pre-EOL; -1 where nothing was read.
+   std::vector<int> values(char const * serial) const {
+      auto const shown = [](EmmcAttr attr) { return attr.present() ? attr.raw() : -1; };
+      Pelm::Ptr<DeviceEmmcData> const record = data_->deviceData(serial);
+      if (!record)
+         return {};
+      return {shown(record->lifetimeEstTypA()), shown(record->lifetimeEstTypB()),
+              shown(record->preEolInfo())};
+   }
+
+   Support::TempDir folder_;
+   Support::TraceRecorder traces_{{"StorageEmmcDataMonitorSm", 7}};
+   Pelm::Ptr<PollInterval> interval_ = Pelm::make<PollInterval>();
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<EmmcData> data_ = Pelm::make<EmmcData>();
+   Pelm::Ptr<EmmcDataMonitorSm> monitor_;
+};
+
+TEST_F(EmmcMonitor, readsTheThreeRegistersAtEveryPoll) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   plug("E1");
+   start();
+   EXPECT_EQ(values("E1"), (std::vector<int>{-1, -1, -1})) << "before the first poll";
+   Host::turn();
+   EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
+   registersAre("0x03 0b\n", "02\n");
+   Host::runFor(61);
+   EXPECT_EQ(values("E1"), (std::vector<int>{3, 11, 2}));
+   EXPECT_EQ(data_->deviceData("E1")->reading.count(), 2U);
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
+TEST_F(EmmcMonitor, aMissingFileKeepsAllThreeValues) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   plug("E1");
+   start();
+   Host::turn();
+   registersAre("0x05 0x06\n", "");
+   std::filesystem::remove(folder_.path() / "mmcblk0/pre_eol_info");
+   Host::runFor(61);
+   EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
+   EXPECT_EQ(data_->deviceData("E1")->reading.count(), 1U);
+   EXPECT_EQ(traces_.errors(),
+             (Texts{std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/pre_eol_info",
+                    std::string{updater} + " Error while parsing data for E1"}));
+}
+
+TEST_F(EmmcMonitor, oneFileThatCannotBeOpenedDoesNotHideTheOther) {
+   plug("E1");
+   start();
+   Host::turn();
+   EXPECT_EQ(traces_.errors(),
+             (Texts{std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/life_time",
+                    std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/pre_eol_info",
+                    std::string{updater} + " Error while parsing data for E1"}));
+   EXPECT_EQ(values("E1"), (std::vector<int>{-1, -1, -1}));
+}
+
+TEST_F(EmmcMonitor, watchesDisksOfNoKnownBusOnly) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   for (unsigned char const bus : {0, 1, 2})
+      plug("disk" + std::to_string(bus), bus);
+   plug("E1");
+   start();
+   EXPECT_EQ(data_->deviceData.size(), 1U);
+   EXPECT_TRUE(data_->deviceData.contains("E1"));
+}
+
+TEST_F(EmmcMonitor, dropsAChipThatGoesAndWhatAnEarlierRunLeftBehind) {
+   data_->deviceDataIs("gone");
+   plug("E1");
+   start();
+   EXPECT_FALSE(data_->deviceData.contains("gone"));
+   devices_->diskDel("E1");
+   EXPECT_TRUE(data_->deviceData.empty());
+}
+
+TEST_F(EmmcMonitor, readsARemovableCardAsSoonAsItAppears) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   start();
+   plug("card", emmcBus, true);
+   EXPECT_EQ(values("card"), (std::vector<int>{1, 2, 1}));
+}
+
+TEST_F(EmmcMonitor, looksIntoSysfsByDefault) {
+   plug("E1");
+   monitor_ = emmcDataMonitorSmFactory(interval_, devices_, data_);
+   EXPECT_EQ(monitor_->emmcBaseDir(), "/sys/block/%s/device");
+}
+
+TEST_F(EmmcMonitor, aRecordWhoseDiskIsGoneIsNotRead) {
+   start();
+   data_->deviceDataIs("stranger");
+   Host::runFor(61);
+   EXPECT_TRUE(traces_.errors().empty());
+   EXPECT_EQ(values("stranger"), (std::vector<int>{-1, -1, -1}));
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

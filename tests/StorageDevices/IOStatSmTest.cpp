@@ -1,0 +1,236 @@
+#include "StorageDevices/IOStatSm.h"
+
+#include <gtest/gtest.h>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using History = std::vector<IOStat::Measurement>;
+
+class IOStatMonitor : public Support::VirtualTimeTest {
+ protected:
+   IOStatMonitor() { statIs("sda", "1 0 2000 0 2 0 4000 0 0 0 0 0 0 0 0 0 0\n"); }
+
+   void statIs(std::string const & disk, std::string const & text) const {
+      folder_.fileIs(disk + ".stat", text);
+   }
+   void plug(std::string const & serial, std::string const & node = "/dev/sda") const {
+      Support::DiskFields{.name = serial, .blockDevice = node}.writeTo(*devices_);
+   }
+   void start() { monitor_ = iOStatSmFactory(interval_, devices_, data_); }
+   History history(char const * serial) const {
+      History result;
+      if (Pelm::Ptr<IOStat> const stat = data_->ioStat(serial))
+         for (std::size_t i = 0; i < stat->size(); ++i)
+            result.push_back((*stat)[i]);
+      return result;
+   }
+   // Starts with a disk whose line is that, and answers the three counters.
+   std::vector<unsigned> countersOf(std::string const & line) {
+      statIs("sda", line);
+      plug("A");
+      start();
+      return {monitor_->openErrorCount(), monitor_->getlineErrorCount(), monitor_->regexErrorCount()};
+   }
+
+   Support::TempDir folder_;
+   Support::EnvironmentSetting path_{"STORAGEDEVICES_IOSTAT_PATH_BASE", folder_.string() + "/%s.stat"};
+   Support::TraceRecorder traces_{{"StorageIOStatSm", 7}};
+   Pelm::Ptr<PollInterval> interval_ = Pelm::make<PollInterval>();
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<IOStatData> data_ = Pelm::make<IOStatData>();
+   Pelm::Ptr<IOStatSm> monitor_;
+};
+
+TEST_F(IOStatMonitor, storesSectorsAsBytesUnderThePathOfTheEnvironment) {
+   plug("A");
+   start();
+   EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
+   EXPECT_EQ(traces_.texts(7),
+             Texts{"collectIoStatForDisk recording a measurement for A: (1024000, 2048000)"});
+   EXPECT_EQ(monitor_->ioStatPathBase(), folder_.string() + "/%s.stat");
+}
+
+TEST_F(IOStatMonitor, withoutTheEnvironmentItReadsSysfs) {
+   unsetenv("STORAGEDEVICES_IOSTAT_PATH_BASE");
+   plug("A", "/dev/no-such-disk");
+   start();
+   EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to open /sys/block/no-such-disk/stat"});
+   EXPECT_EQ(monitor_->openErrorCount(), 1U);
+   EXPECT_TRUE(data_->ioStat.contains("A")) << "its history begins when it can be read";
+}
+
+TEST_F(IOStatMonitor, samplesADiskThatAppearsAtOnce) {
+   start();
+   Host::runFor(10);
+   plug("A");
+   EXPECT_EQ(history("A"), (History{{1010, 1024000, 2048000}}));
+}
+
+TEST_F(IOStatMonitor, samplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStart) {
+   statIs("sdb", "1 0 8 0 2 0 16 0 0 0 0\n");
+   plug("A");
+   plug("B", "/dev/sdb");
+   start();
+   Host::runFor(59);
+   EXPECT_EQ(history("A").size(), 1U);
+   statIs("sda", "1 0 3000 0 2 0 5000 0 0 0 0\n");
+   Host::runFor(62);
+   EXPECT_EQ(history("A"),
+             (History{{1000, 1024000, 2048000}, {1060, 1536000, 2560000}, {1120, 1536000, 2560000}}));
+   EXPECT_EQ(history("B"), (History{{1000, 4096, 8192}, {1060, 4096, 8192}, {1120, 4096, 8192}}));
+}
+
+TEST_F(IOStatMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
+   plug("A");
+   start();
+   Host::runFor(20);
+   interval_->intervalIs(100);
+   EXPECT_EQ(history("A").size(), 2U);
+   Host::runFor(99);
+   EXPECT_EQ(history("A").size(), 2U);
+   Host::runFor(2);
+   EXPECT_EQ(history("A").size(), 3U);
+}
+
+TEST_F(IOStatMonitor, beforeItIsInitialisedNothingPolls) {
+   plug("A");
+   data_->ioStatDataIs("A");
+   monitor_ = Pelm::make<IOStatSm>(interval_, devices_, data_);
+   interval_->intervalIs(5);
+   Host::runFor(60);
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, aDiskThatGoesLosesItsHistoryAtOnce) {
+   plug("A");
+   start();
+   Host::runFor(200);
+   devices_->diskDel("A");
+   EXPECT_FALSE(data_->ioStat.contains("A"));
+   plug("A");
+   EXPECT_EQ(history("A"), (History{{1200, 1024000, 2048000}}));
+}
+
+TEST_F(IOStatMonitor, aDiskThatChangesKeepsItsHistory) {
+   plug("A");
+   start();
+   statIs("sdb", "1 0 8 0 2 0 16 0 0 0 0\n");
+   plug("A", "/dev/sdb");
+   EXPECT_EQ(history("A").size(), 1U);
+   Host::runFor(61);
+   EXPECT_EQ(history("A").back(), (IOStat::Measurement{1060, 4096, 8192})) << "read from its new place";
+}
+
+TEST_F(IOStatMonitor, dropsWhatAnEarlierRunLeftBehindAndKeepsTheRest) {
+   data_->ioStatDataIs("gone");
+   data_->ioStatDataIs("A");
+   data_->ioStatDataIs("gone too");
+   plug("A");
+   start();
+   EXPECT_EQ(data_->ioStat.size(), 1U);
+   EXPECT_TRUE(history("A").empty()) << "a disk with a history waits for the next poll";
+}
+
+TEST_F(IOStatMonitor, keepsOneDayAndOneIntervalOfHistory) {
+   plug("A");
+   start();
+   Host::runFor(3 * 86400);
+   History const kept = history("A");
+   EXPECT_EQ(kept.front().time, 1000 + 3 * 86400 - 86400 - 60);
+   EXPECT_EQ(kept.back().time, 1000 + 3 * 86400);
+   EXPECT_EQ(kept.size(), 1442U);
+}
+
+TEST_F(IOStatMonitor, countsAFileThatIsNotThere) {
+   plug("A", "/dev/sdx");
+   start();
+   EXPECT_EQ(monitor_->openErrorCount(), 1U);
+   EXPECT_EQ(traces_.errors(),
+             Texts{"collectIoStatForDisk failed to open " + folder_.string() + "/sdx.stat"});
+   Host::runFor(61);
+   EXPECT_EQ(monitor_->openErrorCount(), 2U) << "and tries again";
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, countsAFileWithoutALine) {
+   EXPECT_EQ(countersOf(""), (std::vector<unsigned>{0, 1, 0}));
+   EXPECT_EQ(traces_.errors(),
+             Texts{"collectIoStatForDisk failed to getline " + folder_.string() + "/sda.stat"});
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, countsAFolderAsAFileWithoutALine) {
+   std::filesystem::create_directory(folder_.path() / "sdd.stat");
+   plug("A", "/dev/sdd");
+   start();
+   EXPECT_EQ(monitor_->getlineErrorCount(), 1U);
+}
+
+TEST_F(IOStatMonitor, countsALineWithFewerThanSevenNumbers) {
+   EXPECT_EQ(countersOf("1 2 3 4 5 6\n7 8 9 10 11 12 13\n"), (std::vector<unsigned>{0, 0, 1}));
+   EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to extract IO info"});
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, countsANumberThatIsTooLong) {
+   EXPECT_EQ(countersOf("1 2 18446744073709551616 4 5 6 7\n"), (std::vector<unsigned>{0, 0, 1}));
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, countsALineThatIsTooLong) {
+   EXPECT_EQ(countersOf(std::string(4090, ' ') + "1 2 3 4 5 6 7"), (std::vector<unsigned>{0, 0, 1}))
+       << "the last number would be a part of it";
+}
+
+TEST_F(IOStatMonitor, aFailedSampleKeepsTheHistory) {
+   plug("A");
+   start();
+   statIs("sda", "rubbish\n");
+   Host::runFor(61);
+   EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
+   EXPECT_EQ(monitor_->regexErrorCount(), 1U);
+}
+
+TEST_F(IOStatMonitor, readsButStoresNothingWhenItShouldNotRecord) {
+   start();
+   monitor_->shouldRecordMeasurementIs(false);
+   plug("A");
+   statIs("sdb", "rubbish");
+   plug("B", "/dev/sdb");
+   EXPECT_TRUE(history("A").empty());
+   EXPECT_EQ(monitor_->regexErrorCount(), 1U) << "it is checked all the same";
+}
+
+TEST_F(IOStatMonitor, holdsNoDescriptorBetweenSamples) {
+   auto const before = Support::openDescriptors();
+   plug("A");
+   plug("B", "/dev/sdx");
+   start();
+   Host::runFor(200);
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+TEST_F(IOStatMonitor, aZombieHearsNothing) {
+   plug("A");
+   start();
+   monitor_->vornDoZombieReactors(true);
+   plug("B");
+   interval_->intervalIs(5);
+   Host::runFor(60);
+   EXPECT_EQ(history("A").size(), 1U);
+   EXPECT_FALSE(data_->ioStat.contains("B"));
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,207 @@
+#include "StorageDevices/NvmeDataMonitorSm.h"
+
+#include <gtest/gtest.h>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/ToolMonitorTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+constexpr char handler[] = "void StorageDevices::NvmeDataMonitorSm::handleNvmeCliState(const String&)";
+constexpr char parser[] = "StorageDevices::NvmeAttr StorageDevices::parseAttr(const Document&, const char*)";
+constexpr char nvmeRun[] = "nvme smart-log --output-format=json /dev/nvme0n1";
+
+std::string const log =
+    R"({"critical_warning":0,"temperature":310,"avail_spare":100,"spare_thresh":10,"percent_used":3,)"
+    R"("data_units_read":11,"data_units_written":12,"host_read_commands":13,"host_write_commands":14,)"
+    R"("controller_busy_time":15,"power_cycles":16,"power_on_hours":17,"unsafe_shutdowns":18,)"
+    R"("media_errors":19,"num_err_log_entries":20,"warning_temp_time":21,"critical_comp_time":22})";
+
+class NvmeMonitor : public Support::ToolMonitorTest {
+ protected:
+   NvmeMonitor()
+       : ToolMonitorTest{
+             "nvme",
+             "StorageNvmeDataMonitorSm",
+             {.name = "N1", .blockDevice = "/dev/nvme0n1", .busType = ConnectedDisk::BusType::nvme}} {
+      toolPrints(log);
+   }
+   ~NvmeMonitor() override {
+      monitor_ = nullptr;
+      EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
+   }
+
+   void start() { monitor_ = nvmeDataMonitorSmFactory(interval_, devices_, data_, tracker_); }
+   Pelm::Ptr<DeviceNvmeData> record() const { return data_->deviceData("N1"); }
+   // The values in the order of the log, only of fields that were read.
+   std::vector<std::int64_t> values() const {
+      std::vector<std::int64_t> result;
+      for (NvmeField const & field : nvmeFields)
+         if (NvmeAttr const & attr = ((*record()).*field.cell)(); !attr.name.empty())
+            result.push_back(attr.value);
+      return result;
+   }
+
+   std::vector<std::int64_t> const logged = {0,  37, 100, 10, 3,  11, 12, 13, 14,
+                                             15, 16, 17,  18, 19, 20, 21, 22};
+   Pelm::Ptr<NvmeData> data_ = Pelm::make<NvmeData>();
+   Pelm::Ptr<NvmeDataMonitorSm> monitor_;
+};
+
+TEST_F(NvmeMonitor, runsTheToolOncePerPollAndFilesTheLog) {
+   plug();
+   start();
+   EXPECT_TRUE(values().empty()) << "before the first poll";
+   poll();
+   EXPECT_EQ(values(), logged);
+   EXPECT_EQ(runs(), Texts{nvmeRun});
+   EXPECT_EQ(record()->percentageUsed(), (NvmeAttr{"percent_used", 3}));
+   EXPECT_TRUE(traces_.errors().empty());
+   poll();
+   EXPECT_EQ(runs(), (Texts{nvmeRun, nvmeRun}));
+   EXPECT_EQ(record()->reading.count(), 2U);
+   EXPECT_TRUE(monitor_->nvmeCliProcess.empty());
+   EXPECT_TRUE(monitor_->nvmeCliReactor.empty());
+}
+
+TEST_F(NvmeMonitor, disksOfOtherBusesAreNotPolled) {
+   for (unsigned char const bus : {0, 1, 3})
+      plug({.name = "bus" + std::to_string(bus), .busType = bus});
+   start();
+   poll();
+   EXPECT_TRUE(data_->deviceData.empty());
+   EXPECT_TRUE(runs().empty());
+}
+
+TEST_F(NvmeMonitor, aMissingKeyIsZeroAndTracedAndTheOthersAreRead) {
+   std::string without = log;
+   without.replace(without.find(R"("media_errors":19,)"), std::string{R"("media_errors":19,)"}.size(), "");
+   toolPrints(without);
+   plug();
+   start();
+   poll();
+   std::vector<std::int64_t> expected = logged;
+   expected[13] = 0;
+   EXPECT_EQ(values(), expected);
+   EXPECT_EQ(record()->mediaErrors(), (NvmeAttr{"media_errors", 0}));
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{parser} + "Property media_errors does not exist in nvme smart-log output"});
+}
+
+TEST_F(NvmeMonitor, anEmptyLogOverwritesAllSeventeenFields) {
+   plug();
+   start();
+   poll();
+   toolPrints("{}");
+   poll();
+   EXPECT_EQ(values(), std::vector<std::int64_t>(17, 0));
+   EXPECT_EQ(traces_.errors().size(), 17U);
+}
+
+TEST_F(NvmeMonitor, theSameLogTwiceTellsNobodyAnything) {
+   plug();
+   start();
+   poll();
+   Support::ChangeRecorder const used{record()->percentageUsed};
+   Support::ChangeRecorder const warning{record()->criticalWarning};
+   poll();
+   EXPECT_EQ(record()->reading.count(), 2U);
+   EXPECT_EQ(used.count() + warning.count(), 0U);
+}
+
+// What the tool does instead of printing the log, and what is traced of it.
+struct BadRun {
+   char const * does;
+   Texts errors;
+};
+
+class NvmeBadRuns : public NvmeMonitor, public testing::WithParamInterface<BadRun> {};
+
+TEST_P(NvmeBadRuns, changeNothing) {
+   plug();
+   start();
+   poll();
+   toolDoes(GetParam().does);
+   poll();
+   EXPECT_EQ(values(), logged);
+   EXPECT_EQ(record()->reading.count(), 1U);
+   Texts expected;
+   for (std::string const & text : GetParam().errors)
+      expected.push_back(handler + text);
+   EXPECT_EQ(traces_.errors(), expected);
+   EXPECT_TRUE(monitor_->nvmeCliProcess.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, NvmeBadRuns,
+    testing::Values(
+        BadRun{"echo '{}'; echo 'passthru: No such file' >&2; exit 1",
+               {" Error running nvme-cli for /dev/nvme0n1; exit code: 1", " passthru: No such file\n"}},
+        BadRun{"kill -KILL $$", {" Error running nvme-cli for /dev/nvme0n1; exit code: -9"}},
+        BadRun{":", {" JSON parsing error: The document is empty."}},
+        BadRun{"echo '{\"temperature\": 310'",
+               {" JSON parsing error: Missing a comma or '}' after an object member."}},
+        BadRun{"echo '{} {}'",
+               {" JSON parsing error: The document root must not be followed by other values."}},
+        BadRun{"echo NVMe status: bad", {" JSON parsing error: Invalid value."}},
+        BadRun{"head -c 1000000 /dev/zero | tr '\\0' '['",
+               {" JSON parsing error: Terminate parsing due to Handler error."}},
+        BadRun{"echo '[{\"temperature\": 310}]'", {" JSON parsing error: Unspecific syntax error."}}));
+
+TEST_F(NvmeMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
+   toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +
+            (folder_.path() / "output").string() + "\"");
+   plug();
+   start();
+   Host::turn();
+   monitor_->handleClock();
+   EXPECT_EQ(monitor_->nvmeCliProcess.size(), 1U);
+   folder_.fileIs("go", "");
+   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+   EXPECT_EQ(runs(), Texts{nvmeRun});
+}
+
+TEST_F(NvmeMonitor, aDriveThatLeavesTakesItsRunWithIt) {
+   toolDoes("exec sleep 1000");
+   plug();
+   start();
+   Host::turn();
+   ASSERT_TRUE(Support::hasChildren());
+   unplug();
+   EXPECT_TRUE(data_->deviceData.empty());
+   EXPECT_TRUE(monitor_->nvmeCliProcess.empty());
+   EXPECT_TRUE(monitor_->nvmeCliReactor.empty());
+   EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
+}
+
+TEST_F(NvmeMonitor, aStateOfARunThatIsGoneDoesNothing) {
+   plug();
+   start();
+   poll();
+   monitor_->handleNvmeCliState("N1");
+   EXPECT_EQ(record()->reading.count(), 1U);
+}
+
+TEST_F(NvmeMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
+   plug();
+   start();
+   struct Dropper {
+      void handleTemperature() { *monitor = nullptr; }
+      Pelm::Ptr<NvmeDataMonitorSm> * monitor;
+      Vorn::NotifieeConst reactor;
+   } dropper{&monitor_, {}};
+   dropper.reactor.notifierIs(record());
+   dropper.reactor.on<&Dropper::handleTemperature>(record()->temperatureCelsius, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   poll();
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(values(), logged) << "what it began to file it files";
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,432 @@
+#include "StorageDevices/SmartDataMonitorSm.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/ToolMonitorTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using Support::DiskFields;
+
+constexpr char handler[] = "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
+constexpr char smartctlRun[] = "smartctl --json=c --offlineauto=on -HA /dev/sda";
+
+std::string row(int id, std::string const & name, int value, long raw, int thresh = 10) {
+   return R"({"id":)" + std::to_string(id) + R"(,"name":")" + name + R"(","value":)" + std::to_string(value) +
+          R"(,"worst":99,"thresh":)" + std::to_string(thresh) + R"(,"flags":{"value":50},"raw":{"value":)" +
+          std::to_string(raw) + R"(,"string":")" + std::to_string(raw) + R"("}})";
+}
+
+std::string report(char const * verdict, std::string const & rows) {
+   std::string const status =
+       *verdict ? R"("smart_status":{"passed":)" + std::string{verdict} + "}," : std::string{};
+   return "{" + status + R"("ata_smart_attributes":{"table":[)" + rows + "]}}";
+}
+
+std::string const hours = row(9, "Power_On_Hours", 100, 12345);
+std::string const sectors = row(5, "Reallocated_Sector_Ct", 100, 3);
+std::string const spinUp = row(3, "Spin_Up_Time", 97, 0);
+std::string const healthy = report("true", hours + "," + sectors + "," + spinUp);
+
+class SmartMonitor : public Support::ToolMonitorTest {
+ protected:
+   SmartMonitor() : ToolMonitorTest{"smartctl", "StorageSmartDataMonitorSm", {.name = "S1"}} {
+      toolPrints(healthy);
+   }
+   ~SmartMonitor() override {
+      monitor_ = nullptr;
+      driveDatabaseIs(nullptr);
+      EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
+   }
+
+   void start() { monitor_ = smartDataMonitorSmFactory(interval_, devices_, data_, tracker_); }
+   Pelm::Ptr<DeviceSmartData> record() const { return data_->deviceData("S1"); }
+   // Everything in the record, a line each.
+   Texts content() const {
+      DeviceSmartData const & from = *record();
+      Texts lines = {std::string{"ok "} + (from.healthStatusOk() ? "true" : "false") +
+                     (from.healthStatusRead() ? "" : " unread") + ", passing " +
+                     (from.allAttrsPassing() ? "true" : "false") + (from.attrsRead() ? "" : " unread")};
+      for (SmartField const & field : smartFields)
+         if (auto const & attr = (from.*field.cell)())
+            lines.push_back((from.*field.cell).id() + (" " + std::to_string(attr->reportedValue)));
+      for (auto const & [id, attr] : from.unknownAttr)
+         lines.push_back("unknown " + attr.name.str());
+      return lines;
+   }
+   // A record as the healthy report leaves it, then a poll of something else.
+   Texts contentAfter(std::string const & output) {
+      toolPrints(healthy);
+      plug();
+      start();
+      poll();
+      EXPECT_EQ(content(), healthyContent);
+      traces_.clear();
+      toolPrints(output);
+      poll();
+      return content();
+   }
+
+   Texts const healthyContent = {"ok true, passing true", "reallocatedSectorCount 100", "powerOnHours 12345",
+                                 "unknown Spin_Up_Time"};
+   Pelm::Ptr<SmartData> data_ = Pelm::make<SmartData>();
+   Pelm::Ptr<SmartDataMonitorSm> monitor_;
+};
+
+TEST_F(SmartMonitor, runsTheToolOncePerPollAndFilesItsReport) {
+   plug();
+   start();
+   EXPECT_TRUE(eventually([&] { return record()->reading.count() == 1; }));
+   EXPECT_EQ(content(), healthyContent);
+   EXPECT_EQ(record()->powerOnHours()->raw, 12345);
+   EXPECT_EQ(runs(), Texts{smartctlRun});
+   Host::runFor(61);
+   EXPECT_TRUE(eventually([&] { return record()->reading.count() == 2; }));
+   EXPECT_EQ(runs(), (Texts{smartctlRun, smartctlRun}));
+   EXPECT_TRUE(traces_.errors().empty());
+   EXPECT_TRUE(monitor_->smartctlProcess.empty());
+   EXPECT_TRUE(monitor_->smartctlReactor.empty());
+}
+
+TEST_F(SmartMonitor, asksUsbDrivesThroughScsiAndTheOthersAsTheyAre) {
+   for (unsigned char const bus : {0, 1, 2, 3})
+      plug({.name = "bus" + std::to_string(bus),
+            .blockDevice = "/dev/b" + std::to_string(bus),
+            .busType = bus});
+   start();
+   poll();
+   Texts seen = runs();
+   std::sort(seen.begin(), seen.end());
+   EXPECT_EQ(seen, (Texts{"smartctl --json=c --offlineauto=on -HA -d scsi /dev/b0",
+                          "smartctl --json=c --offlineauto=on -HA /dev/b1",
+                          "smartctl --json=c --offlineauto=on -HA /dev/b2"}));
+}
+
+TEST_F(SmartMonitor, aDiskOfNoKnownBusIsNeitherMappedNorPolledNorFiled) {
+   plug({.name = "E1", .busType = ConnectedDisk::BusType::other});
+   start();
+   poll();
+   EXPECT_TRUE(data_->deviceData.empty());
+   EXPECT_TRUE(monitor_->smartDbMapping.empty());
+   EXPECT_TRUE(runs().empty());
+}
+
+TEST_F(SmartMonitor, theSameReportTwiceTellsNobodyAnything) {
+   plug();
+   start();
+   poll();
+   Support::ChangeRecorder const hoursChanges{record()->powerOnHours};
+   Support::ChangeRecorder const sectorChanges{record()->reallocatedSectorCount};
+   Support::ChangeRecorder const unknownChanges{record()->unknownAttr};
+   Support::ChangeRecorder const passingChanges{record()->allAttrsPassing};
+   poll();
+   EXPECT_EQ(record()->reading.count(), 2U);
+   EXPECT_EQ(hoursChanges.count() + sectorChanges.count() + unknownChanges.count() + passingChanges.count(),
+             0U);
+}
+
+TEST_F(SmartMonitor, aReportThatDropsAFieldTellsExactlyThat) {
+   plug();
+   start();
+   poll();
+   Support::ChangeRecorder const hoursChanges{record()->powerOnHours};
+   Support::ChangeRecorder const sectorChanges{record()->reallocatedSectorCount};
+   Support::ChangeRecorder const unknownChanges{record()->unknownAttr};
+   toolPrints(report("true", hours + "," + spinUp));
+   poll();
+   EXPECT_EQ(hoursChanges.count(), 0U);
+   EXPECT_EQ(unknownChanges.count(), 0U);
+   ASSERT_EQ(sectorChanges.count(), 1U);
+   EXPECT_EQ((*sectorChanges.changes()[0].old)->raw, 3);
+   EXPECT_FALSE(*sectorChanges.changes()[0].now);
+}
+
+TEST_F(SmartMonitor, withoutAVerdictTheAttributesAreReadAndTheVerdictStays) {
+   Texts const expected = {"ok true, passing true", "powerOnHours 500"};
+   EXPECT_EQ(contentAfter(report("", row(9, "Power_On_Hours", 100, 500))), expected);
+   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " Could not obtain health status for /dev/sda"});
+}
+
+TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
+   Texts expected = healthyContent;
+   expected[0] = "ok false, passing true";
+   EXPECT_EQ(contentAfter(R"({"smart_status":{"passed":false}})"), expected);
+   EXPECT_TRUE(traces_.errors().empty());
+   EXPECT_EQ(traces_.texts(2),
+             Texts{std::string{handler} + " Could not obtain SMART attributes for /dev/sda"});
+}
+
+TEST_F(SmartMonitor, anEmptyTableEmptiesTheAttributes) {
+   EXPECT_EQ(contentAfter(report("true", "")), Texts{"ok true, passing true"});
+}
+
+TEST_F(SmartMonitor, aRowBelowItsThresholdIsSeen) {
+   EXPECT_EQ(contentAfter(report("true", row(5, "Reallocated_Sector_Ct", 10, 3)))[0],
+             "ok true, passing false");
+}
+
+TEST_F(SmartMonitor, outputThatIsNoDocumentChangesNothing) {
+   EXPECT_EQ(contentAfter(""), healthyContent);
+   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " JSON parsing error: The document is empty."});
+}
+
+TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
+   EXPECT_EQ(contentAfter(healthy.substr(0, healthy.size() / 2)), healthyContent);
+   EXPECT_EQ(traces_.errors().size(), 1U);
+   EXPECT_EQ(record()->reading.count(), 1U);
+}
+
+TEST_F(SmartMonitor, aDocumentThatIsNoObjectChangesNothing) {
+   EXPECT_EQ(contentAfter("[1, 2, 3]"), healthyContent);
+   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " Could not obtain health status for /dev/sda"});
+}
+
+TEST_F(SmartMonitor, aFailedRunChangesNothingAndItsWordsAreTraced) {
+   plug();
+   start();
+   poll();
+   toolDoes("cat \"" + (folder_.path() / "output").string() + "\"; echo 'no such device' >&2; exit 2");
+   poll();
+   EXPECT_EQ(content(), healthyContent);
+   EXPECT_EQ(record()->reading.count(), 1U);
+   EXPECT_EQ(traces_.errors(),
+             (Texts{std::string{handler} + " Error running smartctl for /dev/sda; exit code: 2",
+                    std::string{handler} + " no such device\n"}));
+   EXPECT_TRUE(monitor_->smartctlProcess.empty());
+}
+
+TEST_F(SmartMonitor, aFailedRunThatSaysNothingIsOneLine) {
+   toolDoes("exit 1");
+   plug();
+   start();
+   poll();
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{handler} + " Error running smartctl for /dev/sda; exit code: 1"});
+   EXPECT_EQ(content(), Texts{"ok false unread, passing false unread"});
+}
+
+TEST_F(SmartMonitor, aToolThatIsNotThereIsAFailedRunAndIsTriedAgain) {
+   std::filesystem::remove(folder_.path() / "smartctl");
+   Support::EnvironmentSetting const path{"PATH", "/nowhere"};
+   plug();
+   start();
+   poll();
+   ASSERT_EQ(traces_.errors().size(), 2U);
+   EXPECT_EQ(traces_.errors()[0],
+             std::string{handler} + " Error running smartctl for /dev/sda; exit code: 127");
+   EXPECT_TRUE(monitor_->smartctlProcess.empty());
+   poll();
+   EXPECT_EQ(traces_.errors().size(), 4U);
+}
+
+TEST_F(SmartMonitor, whatTheHostAcceptsAsGoodIsFiledWholeElseNothing) {
+   toolDoes("cat \"" + (folder_.path() / "output").string() + "\"; exit 4");
+   plug();
+   start();
+   poll();
+   EXPECT_EQ(content(), Texts{"ok false unread, passing false unread"});
+   tracker_->failurePolicyIs(
+       [](Pelm::String const & program, int code) { return program != "smartctl" || code != 4; });
+   poll();
+   EXPECT_EQ(content(), healthyContent);
+}
+
+TEST_F(SmartMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
+   toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +
+            (folder_.path() / "output").string() + "\"");
+   plug();
+   start();
+   Host::turn();
+   ASSERT_EQ(monitor_->smartctlProcess.size(), 1U);
+   Pelm::Ptr<SmartctlProcess> const first = monitor_->smartctlProcess("S1");
+   EXPECT_TRUE(first->started());
+   monitor_->handleClock();
+   monitor_->handleClock();
+   EXPECT_EQ(monitor_->smartctlProcess("S1"), first);
+   EXPECT_EQ(monitor_->smartctlReactor.size(), 1U);
+   folder_.fileIs("go", "");
+   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+   EXPECT_EQ(runs(), Texts{smartctlRun});
+   EXPECT_EQ(content(), healthyContent);
+}
+
+TEST_F(SmartMonitor, aRunStartsItsCommandOnlyOnce) {
+   auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
+   Support::ChangeRecorder const started{process->started};
+   EXPECT_EQ(process->device(), "S1");
+   EXPECT_FALSE(process->started());
+   process->run("/dev/sda", false);
+   process->run("/dev/sdb", true);
+   EXPECT_EQ(process->sm()->arg.size(), 5U);
+   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   process->run("/dev/sda", false);
+   EXPECT_EQ(runs(), Texts{smartctlRun});
+   EXPECT_EQ(started.count(), 1U);
+}
+
+TEST_F(SmartMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
+   plug();
+   start();
+   struct Watcher {
+      void handleHours() { empty = monitor->smartctlProcess.empty() && monitor->smartctlReactor.empty(); }
+      Pelm::Ptr<SmartDataMonitorSm> monitor;
+      bool empty = false;
+      Vorn::NotifieeConst reactor;
+   } watcher{monitor_, false, {}};
+   watcher.reactor.notifierIs(record());
+   watcher.reactor.on<&Watcher::handleHours>(record()->powerOnHours, watcher);
+   watcher.reactor.hasNotificationActiveIs(true);
+   poll();
+   EXPECT_TRUE(watcher.empty);
+}
+
+TEST_F(SmartMonitor, aStateOfARunThatIsGoneDoesNothing) {
+   plug();
+   start();
+   poll();
+   monitor_->handleSmartctlState("S1");
+   monitor_->handleSmartctlState("");
+   EXPECT_EQ(record()->reading.count(), 1U);
+}
+
+TEST_F(SmartMonitor, aDiskThatLeavesTakesItsRunWithIt) {
+   toolDoes("echo $$ >\"" + (folder_.path() / "pid").string() + "\"; exec sleep 1000");
+   plug();
+   start();
+   ASSERT_TRUE(Support::soon([&] { return !folder_.content("pid").empty(); }));
+   unplug();
+   EXPECT_TRUE(data_->deviceData.empty());
+   EXPECT_TRUE(monitor_->smartctlProcess.empty());
+   EXPECT_TRUE(monitor_->smartctlReactor.empty());
+   EXPECT_TRUE(monitor_->smartDbMapping.empty());
+   pid_t const pid = std::atoi(folder_.content("pid").c_str());
+   EXPECT_TRUE(Support::soon([&] { return kill(pid, 0) != 0; })) << "the tool is not left behind";
+}
+
+TEST_F(SmartMonitor, oneHangingToolDelaysNoOtherDisk) {
+   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));  // a poll every 60 ms
+   toolDoes("case \"$*\" in *sdb) exec sleep 1000;; esac; cat \"" + (folder_.path() / "output").string() +
+            "\"");
+   plug();
+   plug({.name = "S2", .blockDevice = "/dev/sdb"});
+   start();
+   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() >= 5; }));
+   EXPECT_EQ(data_->deviceData("S2")->reading.count(), 0U);
+   Texts const all = runs();
+   EXPECT_EQ(std::count(all.begin(), all.end(), "smartctl --json=c --offlineauto=on -HA /dev/sdb"), 1);
+}
+
+TEST_F(SmartMonitor, aHangingToolIsEndedByTheLimitAndTheNextPollStartsAnew) {
+   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));
+   tracker_->timeLimitIs(0.1);
+   toolDoes("[ -e \"" + (folder_.path() / "hung").string() + "\" ] || { : >\"" +
+            (folder_.path() / "hung").string() + "\"; sleep 1000 & wait; }; cat \"" +
+            (folder_.path() / "output").string() + "\"");
+   plug();
+   start();
+   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() >= 1; }));
+   EXPECT_EQ(content(), healthyContent);
+   ASSERT_EQ(traces_.errors().size(), 2U);
+   EXPECT_EQ(traces_.errors()[0], std::string{handler} + " Error running smartctl for /dev/sda; exit code: " +
+                                      std::to_string(-SIGTERM));
+   EXPECT_EQ(traces_.errors()[1], std::string{handler} + " smartctl: it passed its time limit");
+}
+
+// Deviates in two attributes and counts how often it is asked.
+class TestDatabase final : public DriveDatabase {
+ public:
+   explicit TestDatabase(std::vector<std::string> & asked) : asked_{asked} {}
+   DriveSmartMapping findDeviceMapping(Pelm::String const & model) const override {
+      asked_.push_back(model.str());
+      DriveSmartMapping mapping;
+      mapping[9].ignore = true;
+      mapping[3].field = {&DeviceSmartData::wearLevelingCount, &DeviceSmartData::wearLevelingCountIs};
+      mapping[3].value = [](SmartAttr const & attr) -> std::int64_t { return attr.value * 2; };
+      return mapping;
+   }
+
+ private:
+   std::vector<std::string> & asked_;
+};
+
+TEST_F(SmartMonitor, theMappingIsAskedOncePerDiskAndUsed) {
+   Texts asked;
+   driveDatabaseIs(std::make_unique<TestDatabase>(asked));
+   plug();
+   start();
+   poll();
+   poll();
+   EXPECT_EQ(content(), (Texts{"ok true, passing true", "reallocatedSectorCount 100", "wearLevelingCount 194",
+                               "unknown Power_On_Hours"}));
+   DiskFields changed = disk_;
+   changed.model = "Kestrel_S3";
+   plug(changed);
+   EXPECT_EQ(asked, Texts{"Kestrel_S2"}) << "a change does not ask again";
+   unplug();
+   plug(changed);
+   EXPECT_EQ(asked, (Texts{"Kestrel_S2", "Kestrel_S3"}));
+}
+
+TEST_F(SmartMonitor, aRemovableDriveIsReadAsSoonAsItAppears) {
+   start();
+   Host::turn();
+   plug({.name = "S1", .removable = true, .busType = ConnectedDisk::BusType::usb});
+   EXPECT_EQ(monitor_->smartctlProcess.size(), 1U);
+   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+}
+
+TEST_F(SmartMonitor, recordsOfAnEarlierRunGoUnlessTheirDiskIsThere) {
+   data_->deviceDataIs("gone");
+   data_->deviceDataIs("S1");
+   plug();
+   start();
+   EXPECT_FALSE(data_->deviceData.contains("gone"));
+   EXPECT_TRUE(data_->deviceData.contains("S1"));
+   EXPECT_TRUE(monitor_->smartDbMapping.contains("S1"));
+}
+
+TEST_F(SmartMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
+   plug();
+   start();
+   struct Dropper {
+      void handleHours() { *monitor = nullptr; }
+      Pelm::Ptr<SmartDataMonitorSm> * monitor;
+      Vorn::NotifieeConst reactor;
+   } dropper{&monitor_, {}};
+   dropper.reactor.notifierIs(record());
+   dropper.reactor.on<&Dropper::handleHours>(record()->powerOnHours, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   poll();
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(content(), healthyContent) << "what it began to file it files";
+}
+
+TEST_F(SmartMonitor, aReadingWhoseRecordWasDeletedMeanwhileIsDropped) {
+   plug();
+   start();
+   Host::turn();
+   data_->deviceDataDel("S1");
+   EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
+   EXPECT_TRUE(data_->deviceData.empty());
+}
+
+TEST_F(SmartMonitor, droppedItEndsItsRuns) {
+   toolDoes("exec sleep 1000");
+   plug();
+   start();
+   Host::turn();
+   ASSERT_TRUE(Support::hasChildren());
+   monitor_ = nullptr;
+   EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

@@ -1,0 +1,71 @@
+// Monitors that poll a tool, run with a tool that is a script of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Brul/ChildProcessTrackerSm.h"
+#include "runtime/Vorn/ActivityManager.h"
+#include "runtime/model/PollInterval.h"
+#include "tests/support/ChangeRecorder.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace Support {
+
+class ToolMonitorTest : public VirtualTimeTest {
+ protected:
+   ToolMonitorTest(std::string tool, char const * facility, DiskFields disk)
+       : disk_{std::move(disk)}, traces_{{facility, 7}}, tool_{std::move(tool)} {
+      tracker_->toolPathIs(folder_.string());
+   }
+
+   // Beside what it is told to do the tool notes its arguments, a line per run.
+   void toolDoes(std::string_view body) const {
+      folder_.scriptIs(tool_, "echo \"${0##*/}\" \"$@\" >>\"" + (folder_.path() / "runs").string() + "\"\n" +
+                                  std::string{body});
+   }
+   void toolPrints(std::string_view output) const {
+      toolDoes("cat \"" + folder_.fileIs("output", output).string() + "\"");
+   }
+   // What was run so far.
+   std::vector<std::string> runs() const {
+      std::vector<std::string> lines;
+      std::ifstream file{folder_.path() / "runs"};
+      for (std::string line; std::getline(file, line);)
+         lines.push_back(line);
+      return lines;
+   }
+
+   void plug(DiskFields const & disk) const { disk.writeTo(*devices_); }
+   void plug() const { plug(disk_); }
+   void unplug() const { devices_->diskDel(disk_.name); }
+
+   // One poll, its runs to their ends.
+   void poll() const {
+      interval_->intervalIs(interval_->interval() == 60.0 ? 61.0 : 60.0);
+      EXPECT_TRUE(soon([] { return Vorn::activityManager().outsideWork() == 0; }));
+      Host::turn();
+   }
+
+   TempDir folder_;
+   DiskFields disk_;
+   TraceRecorder traces_;
+   Pelm::Ptr<PollInterval> interval_ = Pelm::make<PollInterval>();
+   Pelm::Ptr<StorageDevices::ConnectedDevices> devices_ = Pelm::make<StorageDevices::ConnectedDevices>();
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
+
+ private:
+   std::string tool_;
+};
+
+}  // namespace Support
