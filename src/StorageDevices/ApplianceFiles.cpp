@@ -77,8 +77,10 @@ BlockdevFile readBlockdev(std::istream & file) {
    WordReader words(file);
    while (auto pattern = words.next()) {
       auto mount = words.next();
-      if (!mount)
+      if (!mount) {
+         result.lonelyPattern = !words.failed();
          break;
+      }
       add(result.entries, blockdevEntry(std::move(*pattern), std::move(*mount)), words);
    }
    result.readError = words.failed();

@@ -29,7 +29,8 @@ struct BlockdevFile {
       bool operator==(Entry const &) const = default;
    };
 
-   std::vector<Entry> entries;  // in file order; a last pattern without mount is dropped
+   std::vector<Entry> entries;  // in file order
+   bool lonelyPattern = false;  // the last pattern has no mount and was dropped
    bool readError = false;      // reading stopped elsewhere than at the end of the file
 };
 

@@ -20,6 +20,11 @@ Vorn::TraceHandle traceHandle{"StorageCDevsUtil", true};
 }  // namespace
 
 bool CDevsUtil::bashRegexMatch(char const * string, char const * pattern) {
+   return bashRegexStatus(string, pattern) == 0;
+}
+
+int CDevsUtil::bashRegexStatus(char const * string, char const * pattern) {
+   constexpr int cannotRun = 127;
    int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
    if (devNull < 0)
       VORN_TRACE(traceHandle, 0) << " could not open /dev/null";
@@ -27,12 +32,14 @@ bool CDevsUtil::bashRegexMatch(char const * string, char const * pattern) {
    pid_t const pid = Vorn::spawnProcess({"expr", "match", string, pattern}, -1, devNull, devNull);
    if (pid < 0) {
       VORN_TRACE(traceHandle, 0) << " could not run expr: " << Vorn::Errno(errno, "spawn");
-      return false;
+      return cannotRun;
    }
    int const status = Brul::waitForProcess(pid);
    if (status < 0)
       VORN_TRACE(traceHandle, 0) << " expr exited due to signal:" << -status;
-   return status == 0;
+   if (status == Brul::waitFailed)
+      VORN_TRACE(traceHandle, 0) << " could not learn how expr ended: does the host ignore SIGCHLD?";
+   return status;
 }
 
 Pelm::String CDevsUtil::udevSerial(udev_device * device) {

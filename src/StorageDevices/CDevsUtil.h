@@ -12,6 +12,10 @@ namespace StorageDevices::CDevsUtil {
 // one character of it. Decided by the system's `expr`, which is run and awaited.
 bool bashRegexMatch(char const * string, char const * pattern);
 
+// The same in the words of `expr`: 0 it matches, 1 it does not, 2 the pattern is no regular expression,
+// 127 `expr` cannot be run; anything else is its failure.
+int bashRegexStatus(char const * string, char const * pattern);
+
 // The serial under which udev knows the device: ID_SERIAL_SHORT, or ID_SERIAL where there is no
 // short one (cards); empty when it has neither.
 Pelm::String udevSerial(udev_device * device);

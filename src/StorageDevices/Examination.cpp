@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "StorageDevices/ApplianceErrors.h"
 #include "StorageDevices/DeviceVerdict.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Format.h"
@@ -85,6 +86,7 @@ ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruCo
 
 Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig) {
    Examination result;
+   result.errors = applianceErrors(fruConfig->etcDir());
    result.blockdevReadable = std::ifstream{fruConfig->etcDir().str() + "/blockdev"}.good();
    ApplianceRules const rules = readApplianceRules(fruConfig->etcDir(), traceHandle);
    result.blockdevEntries = rules.etcBlockDev.size();

@@ -18,6 +18,8 @@ struct ExaminedDevice {
 };
 
 struct Examination {
+   // What is wrong with the appliance's files: a line each, that names the file and says what to do.
+   std::vector<std::string> errors;
    bool blockdevReadable = false;
    std::size_t blockdevEntries = 0;
    bool udevAvailable = false;

@@ -120,15 +120,19 @@ void IOStatSm::handleConnectedDevices(Pelm::String const & serial) {
 void IOStatSm::handlePollClock() {
    if (!initialized())
       return;
-   for (auto const & [serial, history] : ioStatData_->ioStat)
-      Vorn::guarded<IOStatSm>([&, &disk = serial] { collectIoStatForDisk(disk); });
+   for (auto const entry : ioStatData_->ioStat)
+      Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });
    pollClock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());
 }
 
 void IOStatSm::collectIoStatForDisk(Pelm::String const & serial) {
-   Pelm::Ptr<IOStat> const history = ioStatData_->ioStat(serial);
+   if (Pelm::Ptr<IOStat> const history = ioStatData_->ioStat(serial))
+      collectIoStatForDisk(serial, *history);
+}
+
+void IOStatSm::collectIoStatForDisk(Pelm::String const & serial, IOStat & history) {
    Pelm::Ptr<ConnectedDisk const> const disk = connectedDevices_->disk(serial);
-   if (!history || !disk)
+   if (!disk)
       return;
    std::string const path = pathFromPattern(ioStatPathBase().view(), disk->blockDeviceName().view());
    FirstLine line;
@@ -153,9 +157,9 @@ void IOStatSm::collectIoStatForDisk(Pelm::String const & serial) {
       std::uint64_t const bytesWritten = stat->sectorsWritten << sectorShift;
       VORN_TRACE(traceHandle, 7) << collectName << " recording a measurement for " << serial << ": ("
                                  << bytesRead << ", " << bytesWritten << ")";
-      history->recordMeasurement(Vorn::System::currentTime(), bytesRead, bytesWritten);
+      history.recordMeasurement(Vorn::System::currentTime(), bytesRead, bytesWritten);
    }
-   history->pruneMeasurements(day + pollInterval_->interval());
+   history.pruneMeasurements(day + pollInterval_->interval());
 }
 
 Pelm::Ptr<IOStatSm> iOStatSmFactory(Pelm::Ptr<PollInterval const> const & pollInterval,

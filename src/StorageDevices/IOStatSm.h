@@ -60,6 +60,7 @@ class IOStatSm final : public Pelm::Node {
    void getlineErrorCountInc() { getlineErrorCount.valueIs(getlineErrorCount() + 1); }
    void regexErrorCountInc() { regexErrorCount.valueIs(regexErrorCount() + 1); }
    void collectIoStatForDisk(Pelm::String const & serial);
+   void collectIoStatForDisk(Pelm::String const & serial, IOStat & history);
 
    Pelm::Ptr<PollInterval const> pollInterval_;
    Pelm::Ptr<ConnectedDevices const> connectedDevices_;

@@ -65,7 +65,7 @@ struct Config {
       bool operator==(Status const &) const = default;
    };
 
-   std::int64_t pollInterval = 60;  // seconds, 1 to 604800
+   std::int64_t pollInterval = 60;  // seconds, 1 or more
    Appliance appliance;
    std::map<std::string, Sensor> sensors;  // by sensor name
    Tools tools;

@@ -19,7 +19,7 @@ namespace {
 
 // A client that does nothing, or too much, costs no more than this.
 constexpr unsigned maxConnections = 64;
-constexpr unsigned idleSeconds = 15;
+constexpr unsigned idleSeconds = 5;
 constexpr std::size_t connectionMemory = 32768;
 
 MHD_Result send(MHD_Connection * connection, HttpAnswer const & answer, char const * allow = nullptr) {

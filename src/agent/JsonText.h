@@ -14,14 +14,30 @@ namespace Agent {
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
 
-inline void writeText(JsonWriter & writer, std::string_view text) {
-   std::string const valid = validUtf8(text);
-   writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
+// The writer leaves DEL as it is, the one control character that JSON allows.
+inline std::string withoutDel(rapidjson::StringBuffer const & json) {
+   std::string text;
+   for (char const c : std::string_view{json.GetString(), json.GetSize()})
+      c == '\x7f' ? text += "\\u007f" : text += c;
+   return text;
 }
 
+inline void writeText(JsonWriter & writer, std::string_view text) {
+   std::string const valid = validUtf8(text);
+   auto const size = static_cast<rapidjson::SizeType>(valid.size());
+   if (valid.find('\x7f') == std::string::npos) {
+      writer.String(valid.data(), size);
+      return;
+   }
+   rapidjson::StringBuffer quoted;
+   JsonWriter{quoted}.String(valid.data(), size);
+   std::string const json = withoutDel(quoted);
+   writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
+}
+
+// A name in an object and a text are written alike.
 inline void writeKey(JsonWriter & writer, std::string_view key) {
-   std::string const valid = validUtf8(key);
-   writer.Key(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
+   writeText(writer, key);
 }
 
 inline void writeMember(JsonWriter & writer, char const * key, std::string_view text) {

@@ -18,6 +18,7 @@ sigset_t terminationSet() {
    sigemptyset(&set);
    sigaddset(&set, SIGTERM);
    sigaddset(&set, SIGINT);
+   sigaddset(&set, SIGHUP);  // its terminal went: nothing must stay behind then either
    return set;
 }
 

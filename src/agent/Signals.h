@@ -1,4 +1,4 @@
-// SIGTERM and SIGINT as events of the loop.
+// SIGTERM, SIGINT and SIGHUP as events of the loop.
 #pragma once
 
 #include "runtime/Pelm/Ptr.h"

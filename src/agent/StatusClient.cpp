@@ -113,7 +113,7 @@ class Exchange {
          fail("permission denied: run this as root or as a user who may use the socket");
       if (error == EAGAIN)
          fail("no whole answer within " + std::to_string(limits_.time.count()) +
-              " ms: is the agent held up? It says on its standard error by what");
+              " ms: the agent is held up, see its log");
       if (error == ECONNRESET || error == EPIPE)
          fail("the agent closed the connection without an answer: is it stopping? Try again");
       fail(std::generic_category().message(error) + ": " + startHint);

@@ -19,7 +19,7 @@ using Json = rapidjson::Value;
 
 constexpr std::size_t maxRows = 256;
 constexpr std::size_t maxCell = 400;
-constexpr std::size_t widthForMessages = 160;  // a narrower terminal has them below the table
+constexpr std::size_t widthForSentences = 160;  // a narrower terminal has them below the table
 
 // Cells stay short whatever a device calls itself.
 std::string safe(std::string_view text) {
@@ -75,6 +75,10 @@ std::vector<Column> emptyColumns() {
            {"HEALTH", 12, Spare::ifEmpty},
            {"TEMP", 5, Spare::ifEmpty, true},
            {"LIFE", 5, Spare::ifEmpty, true},
+           {"HOURS", 6, Spare::second, true},
+           {"WRITTEN", 8, Spare::second, true},
+           {"AGE", 5, Spare::second, true},
+           {"READING", 24, Spare::ifEmpty},
            {"LAST MESSAGE", 40, Spare::ifEmpty}};
 }
 
@@ -96,23 +100,28 @@ std::string wrapped(std::string_view sentence, std::size_t width) {
    return result + "\n";
 }
 
-bool messagesFitIn(TableOptions const & options) {
-   return options.width == 0 || options.width >= widthForMessages;
+bool sentencesFitIn(TableOptions const & options) {
+   return options.width == 0 || options.width >= widthForSentences;
 }
 
-std::string messagesBelow(std::vector<DiskRow> const & rows, Json const * messages, std::size_t width) {
+// What has no room in the table: a sentence per disk under a title, nothing where no disk has one.
+template <class CellOf>
+std::string listBelow(char const * title, std::vector<DiskRow> const & rows, std::size_t width,
+                      CellOf cellOf) {
    std::string result;
    for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
-      Cell const message = messageCell(lastMessageOf(rows[at], messages));
-      if (!message.text.empty())
-         result += wrapped(safe(rows[at].name) + ": " + message.text, width);
+      std::string const sentence = cellOf(rows[at]).text;
+      if (!sentence.empty())
+         result += wrapped(safe(rows[at].name) + ": " + sentence, width);
    }
-   return result.empty() ? result : cutToWidth("Last messages:", width) + "\n" + result;
+   return result.empty() ? result : cutToWidth(title, width) + "\n" + result;
 }
 
 std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
                       TableOptions const & options) {
-   bool const besides = messagesFitIn(options);
+   bool const besides = sentencesFitIn(options);
+   auto const messageOf = [&](DiskRow const & disk) { return messageCell(lastMessageOf(disk, messages)); };
+   auto const readingOf = [](DiskRow const & disk) { return safe(disk.reading); };
    std::vector<Column> columns = emptyColumns();
    for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
       DiskRow const & disk = rows[at];
@@ -128,14 +137,21 @@ std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
                               safe(disk.health),
                               safe(disk.temperature),
                               disk.life,
-                              besides ? messageCell(lastMessageOf(disk, messages)) : Cell{}};
+                              {disk.hours},
+                              {disk.written},
+                              disk.age,
+                              besides ? readingOf(disk) : Cell{},
+                              besides ? messageOf(disk) : Cell{}};
       for (std::size_t column = 0; column < columns.size(); ++column)
          columns[column].cells.push_back(std::move(cells[column]));
    }
    std::string result = textTable(std::move(columns), options.width, options.colour);
    if (rows.size() > maxRows)
       result += "and " + std::to_string(rows.size() - maxRows) + " more disks; --json shows them all\n";
-   return result + (besides ? "" : messagesBelow(rows, messages, options.width));
+   if (besides)
+      return result;
+   return result + listBelow("Failing readings:", rows, options.width, readingOf) +
+          listBelow("Last messages:", rows, options.width, messageOf);
 }
 
 std::string counted(std::size_t disks) {
@@ -156,8 +172,8 @@ std::string headline(Json const & state, Json const * disks) {
 std::string whyNoDisks(Json const & state) {
    if (!jsonBool(&state, "internalDevicesReady").value_or(true))
       return "No disks yet: the devices of this machine are still being identified.";
-   return "No disks: none of this machine's devices matches an entry of /etc/blockdev, or there is no such "
-          "file. \"storagedevices check-config\" tells what becomes of each device.";
+   return "No disks: none of this machine's devices matches an entry of the appliance's blockdev "
+          "file, or there is none. \"storagedevices check-config\" tells what becomes of each device.";
 }
 
 // The newest message, unless a row shows it: that of a disk that has gone, for example.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -17,6 +18,7 @@
 #include "agent/CheckConfig.h"
 #include "agent/CommandLine.h"
 #include "agent/Config.h"
+#include "agent/HelperPrograms.h"
 #include "agent/StatusClient.h"
 #include "agent/StatusTable.h"
 #include "agent/StderrLog.h"
@@ -31,8 +33,8 @@ constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
 void print(std::string const & text) {
-   std::fwrite(text.data(), 1, text.size(), stdout);
-   std::fflush(stdout);
+   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+      throw std::system_error{errno, std::generic_category(), "standard output does not take the answer"};
 }
 
 Agent::Config configOf(Agent::Command const & command) {
@@ -48,14 +50,22 @@ int runAgent(Agent::Command const & command) {
    return 0;
 }
 
+int fail(int code, std::string const & text) {
+   std::fprintf(stderr, "%s\n", Agent::escaped(text).c_str());
+   return code;
+}
+
 int checkConfig(Agent::Command const & command) {
    Agent::Config const config = configOf(command);
    bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
    std::string const source = present
                                   ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
                                   : std::string{Agent::defaultConfigPath} + ": not there, the defaults hold";
-   print(Agent::checkConfigText(config, source, StorageDevices::examineDevices(Agent::fruConfigOf(config))));
-   return 0;
+   auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
+   print(Agent::checkConfigText(config, source, examination));
+   for (std::string const & error : examination.errors)
+      fail(wrongUsage, error);
+   return examination.errors.empty() ? 0 : wrongUsage;
 }
 
 int showCatalogue(Agent::Command const & command) {
@@ -85,7 +95,7 @@ Agent::TableOptions tableOptions() {
 }
 
 std::string currentTable(std::string const & socket) {
-   return Agent::statusTable(Agent::askAgent(socket, "/api/v1/state"),
+   return Agent::statusTable(Agent::askAgent(socket, "/api/v1/state?history=1"),
                              Agent::askAgent(socket, "/api/v1/messages"), tableOptions());
 }
 
@@ -114,26 +124,21 @@ int showStatus(Agent::Command const & command) {
    return 0;
 }
 
-// The demo is a program of its own, so that what simulates a unit is no part of the agent: beside it
-// where it was built, in libexec where it was installed.
+// The demo is a program of its own, so that what simulates a unit is no part of the agent.
 int runDemo(Agent::Command const & command) {
    std::filesystem::path const self = std::filesystem::read_symlink("/proc/self/exe");
-   std::filesystem::path const here = self.parent_path();
+   std::filesystem::path const program = Agent::helperProgram(Agent::Helper::demo);
+   if (program.empty())
+      throw std::runtime_error{"storagedevices-demo is not installed beside " + self.string()};
    std::string const scale = std::to_string(command.timeScale.value_or(1.0));
-   for (std::filesystem::path const & program :
-        {here / "demo/storagedevices-demo",
-         here.parent_path() / "libexec/storagedevices/storagedevices-demo"}) {
-      std::vector<char const *> arguments{program.c_str(), "--agent", self.c_str()};
-      if (command.timeScale)
-         arguments.insert(arguments.end(), {"--time-scale", scale.c_str()});
-      if (command.http)
-         arguments.insert(arguments.end(), {"--http", command.http->c_str()});
-      arguments.push_back(nullptr);
-      execv(program.c_str(), const_cast<char **>(arguments.data()));
-      if (errno != ENOENT)
-         throw std::system_error{errno, std::generic_category(), program.string()};
-   }
-   throw std::runtime_error{"storagedevices-demo is not installed beside " + self.string()};
+   std::vector<char const *> arguments{program.c_str(), "--agent", self.c_str()};
+   if (command.timeScale)
+      arguments.insert(arguments.end(), {"--time-scale", scale.c_str()});
+   if (command.http)
+      arguments.insert(arguments.end(), {"--http", command.http->c_str()});
+   arguments.push_back(nullptr);
+   execv(program.c_str(), const_cast<char **>(arguments.data()));
+   throw std::system_error{errno, std::generic_category(), program.string()};
 }
 
 int run(Agent::Command const & command) {
@@ -152,14 +157,11 @@ int run(Agent::Command const & command) {
    return failed;
 }
 
-int fail(int code, std::string const & text) {
-   std::fprintf(stderr, "%s\n", Agent::escaped(text).c_str());
-   return code;
-}
-
 }  // namespace
 
 int main(int argc, char ** argv) {
+   // A parent that ignores its children hands that on: the kernel would reap ours and keep how they ended.
+   std::signal(SIGCHLD, SIG_DFL);
    try {
       auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Agent::version);
       if (invocation.command)

@@ -1,6 +1,7 @@
 #include "StorageDevices/IOStatSm.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/DiskFields.h"
@@ -218,6 +219,28 @@ TEST_F(IOStatMonitor, holdsNoDescriptorBetweenSamples) {
    start();
    Host::runFor(200);
    EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+TEST_F(IOStatMonitor, aDayAtOneSecondTakesLittleMoreThanItsMeasurements) {
+#ifdef STORAGEDEVICES_SANITIZED
+   GTEST_SKIP() << "the sanitizers have an allocator of their own";
+#endif
+   constexpr std::size_t disks = 10;
+   constexpr std::size_t day = 86400;
+   for (std::size_t i = 0; i < disks; ++i)
+      plug("disk" + std::to_string(i));
+   interval_->intervalIs(1);
+   traces_.levelsAre(0);
+   start();
+   std::size_t const before = mallinfo2().uordblks;
+   Host::runFor(1.5 * day);
+   std::size_t const taken = mallinfo2().uordblks - before;
+   EXPECT_EQ(data_->ioStat("disk0")->size(), day + 2);
+   std::size_t const bare = disks * (day + 2) * sizeof(IOStat::Measurement);
+   EXPECT_EQ(sizeof(IOStat::Measurement), 24U);
+   EXPECT_LT(taken, bare + bare / 10);
+   RecordProperty("bytesPerMeasurement",
+                  std::to_string(static_cast<double>(taken) / static_cast<double>(bare) * 24));
 }
 
 TEST_F(IOStatMonitor, aZombieHearsNothing) {

@@ -189,9 +189,7 @@ TEST(Config, boundsThePollInterval) {
    std::string const must =
        "/etc/x.toml:1: poll_interval: must be a whole number of seconds, 1 or more, not ";
    EXPECT_EQ(parseConfig("poll_interval = 1", "x").pollInterval, 1);
-   EXPECT_EQ(parseConfig("poll_interval = 604800", "x").pollInterval, 604800);
-   EXPECT_EQ(refusal("poll_interval = 604801"),
-             "/etc/x.toml:1: poll_interval: must be at most 604800 seconds, a week, not 604801");
+   EXPECT_EQ(parseConfig("poll_interval = 604801", "x").pollInterval, 604801);
    EXPECT_EQ(refusal("poll_interval = -5"), must + "-5");
    EXPECT_EQ(refusal("poll_interval = 1.5"), must + "1.5");
    EXPECT_EQ(refusal("poll_interval = true"), must + "true");

@@ -11,13 +11,14 @@ namespace {
 
 // Each in a process of its own: what it does to signals is the process's.
 TEST(TerminationSignalsDeathTest, StopTheLoop) {
-   auto const runUntilTold = [] {
+   auto const runUntil = [](int signal) {
       Agent::TerminationSignals const signals;
-      std::raise(SIGTERM);
+      std::raise(signal);
       Host::run();
       std::exit(0);
    };
-   EXPECT_EXIT(runUntilTold(), testing::ExitedWithCode(0), "");
+   for (int const signal : {SIGTERM, SIGINT, SIGHUP})
+      EXPECT_EXIT(runUntil(signal), testing::ExitedWithCode(0), "");
 }
 
 TEST(TerminationSignalsDeathTest, ThatComeWhileStoppingDoNoHarm) {

@@ -55,6 +55,11 @@ class TraceRecorder {
                            [&](Line const & line) { return line.level == level && line.text == text; });
    }
    void clear() { lines_.clear(); }
+   // From now on records what is traced up to that level.
+   void levelsAre(int level) const {
+      for (std::string const & facility : facilities_)
+         Host::traceLevelIs(facility, level);
+   }
 
  private:
    std::vector<std::string> facilities_;

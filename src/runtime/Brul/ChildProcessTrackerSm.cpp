@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
@@ -27,16 +29,18 @@ class ChildProcessTrackerSm::Orphan {
    Orphan(Orphan const &) = delete;
    Orphan & operator=(Orphan const &) = delete;
 
-   // It has been killed, so it dies at once unless the kernel holds it; then init will reap it.
+   // One that has not died yet is init's to reap.
    ~Orphan() {
-      constexpr int patienceMs = 200;
       Vorn::activityManager().outsideWorkInc(-1);
       int const pidfd = exit_->descriptor();
       exit_->descriptorIs(-1);
-      pollfd died{pidfd, POLLIN, 0};
-      if (poll(&died, 1, patienceMs) != 0)
-         reap();
+      reap();
       close(pidfd);
+   }
+
+   void awaitDeath(int patienceMs) const {
+      pollfd died{exit_->descriptor(), POLLIN, 0};
+      poll(&died, 1, patienceMs);
    }
 
  private:
@@ -55,7 +59,15 @@ class ChildProcessTrackerSm::Orphan {
 
 ChildProcessTrackerSm::ChildProcessTrackerSm() = default;
 
-ChildProcessTrackerSm::~ChildProcessTrackerSm() = default;
+ChildProcessTrackerSm::~ChildProcessTrackerSm() {
+   // They have been killed, so they die at once, all but those that the kernel holds.
+   using namespace std::chrono;
+   auto const deadline = steady_clock::now() + milliseconds{200};
+   for (auto const & orphan : orphans_) {
+      auto const left = duration_cast<milliseconds>(deadline - steady_clock::now()).count();
+      orphan->awaitDeath(static_cast<int>(std::max<std::int64_t>(left, 0)));
+   }
+}
 
 bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode) const {
    if (exitCode <= 0)

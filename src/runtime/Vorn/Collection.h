@@ -104,6 +104,7 @@ class Collection {
       tell(name, [&] { return Change<T>{old, {}}; });
    }
 
+   // Not from the owner's constructor: nobody holds the owner yet.
    void memberDelAll() {
       // Those who are told may let go of the owner.
       Pelm::Ptr<Owner const> const keepAlive{&owner_};
