@@ -165,7 +165,6 @@ TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
 }
 
 TEST_F(SsdCollectorTest, aToolThatCannotBeStartedForWantOfDescriptorsCompletesTheDiskUnchanged) {
-   SKIP_IF_SANITIZED();
    toolPrints(identification() + size());
    {
       Support::DescriptorLimit const limit{1};

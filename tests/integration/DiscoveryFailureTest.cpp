@@ -112,7 +112,6 @@ TEST_F(DiscoveryFailureTest, lostEventsEndTheCollectorsOfDisksThatAreGone) {
 }
 
 TEST_F(DiscoveryFailureTest, withoutAMonitorTheMachineStaysIdle) {
-   SKIP_IF_SANITIZED();
    addStick("sdb", "1-1");
    {
       Support::DescriptorLimit const limit{0};
@@ -128,7 +127,6 @@ TEST_F(DiscoveryFailureTest, withoutAMonitorTheMachineStaysIdle) {
 }
 
 TEST_F(DiscoveryFailureTest, withoutAScanEventsAreFollowedAllTheSame) {
-   SKIP_IF_SANITIZED();
    addStick("sdb", "1-1");
    {
       // Enough for the event socket alone.

@@ -89,7 +89,6 @@ TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
 }
 
 TEST_F(ExaminationTest, withoutAScanItSaysSo) {
-   SKIP_IF_SANITIZED();
    Support::DescriptorLimit const limit{0};
    auto const examination = examineDevices(fruConfig_);
    EXPECT_FALSE(examination.udevAvailable);

@@ -176,6 +176,38 @@ TEST_F(Delivery, SubscriberMayDropTheLastPointerToTheNotifier) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1"}));
 }
 
+TEST_F(Delivery, NotifierThatNobodyHoldsAnyMoreGoesAfterAllAreTold) {
+   bool gone = false;
+   auto brief = Pelm::make<House>(gone);
+   House * const bare = brief.get();
+   Watcher first{brief, heard, "1"};
+   first.then = [&] {
+      brief = nullptr;
+      first.reactor.notifierIs(nullptr);
+      EXPECT_FALSE(gone) << "its mutator has not returned";
+      EXPECT_EQ(bare->door(), 1);
+   };
+   bare->doorIs(1);
+   EXPECT_TRUE(gone);
+}
+
+TEST_F(Delivery, NotifierThatIsTakenUpAgainWhileItTellsStays) {
+   bool gone = false;
+   auto brief = Pelm::make<House>(gone);
+   House * const bare = brief.get();
+   Pelm::Ptr<House> again;
+   Watcher first{brief, heard, "1"};
+   first.then = [&] {
+      brief = nullptr;
+      first.reactor.notifierIs(nullptr);
+      again = Pelm::Ptr<House>{bare};
+   };
+   bare->doorIs(1);
+   EXPECT_FALSE(gone);
+   again = nullptr;
+   EXPECT_TRUE(gone);
+}
+
 TEST_F(Delivery, NotifierOfAQueuedChangeLivesUntilItIsTold) {
    bool gone = false;
    auto other = Pelm::make<House>(gone);

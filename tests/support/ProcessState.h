@@ -63,13 +63,6 @@ class EnvironmentSetting {
    std::optional<std::string> before_;
 };
 
-// The sanitizers check objects by means of pipes, so without descriptors they find fault with sound ones.
-#ifdef STORAGEDEVICES_SANITIZED
-#define SKIP_IF_SANITIZED() GTEST_SKIP() << "the sanitizers need descriptors of their own"
-#else
-#define SKIP_IF_SANITIZED() static_cast<void>(0)
-#endif
-
 // While it lives this process can open no more than `room` further descriptors.
 class DescriptorLimit {
  public:
