@@ -1,0 +1,39 @@
+// Whatever nvme prints, the filter leaves it or makes of it something that it would leave, and that the
+// library can read where it could read it before.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Check.h"
+#include "StorageDevices/JsonDocument.h"
+#include "agent/compat/NvmeLayout.h"
+#include "agent/compat/WholeNumber.h"
+
+namespace {
+
+using Agent::Compat::Layout;
+
+void checkLayout(Agent::Compat::NvmeCommand command, std::string const & output) {
+   Layout const layout = Agent::Compat::knownLayout(command, output);
+   FUZZ_CHECK((layout.kind == Layout::Kind::unchanged) <= layout.text.empty());
+   if (layout.kind == Layout::Kind::error)
+      FUZZ_CHECK(layout.text.find('\n') == std::string::npos && layout.text.size() <= 1000);
+   if (layout.kind != Layout::Kind::rewritten)
+      return;
+   FUZZ_CHECK(layout.text != output);
+   FUZZ_CHECK(Agent::Compat::knownLayout(command, layout.text).kind == Layout::Kind::unchanged);
+   bool const wasValid = StorageDevices::JsonDocument(output).isValid();
+   FUZZ_CHECK(wasValid <= StorageDevices::JsonDocument(layout.text).isValid());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
+   std::string const output(data, data + size);
+   checkLayout(Agent::Compat::NvmeCommand::smartLog, output);
+   checkLayout(Agent::Compat::NvmeCommand::list, output);
+   for (auto const & number :
+        {Agent::Compat::wholeNumber(output), Agent::Compat::wholeNumberInQuotes(output)})
+      FUZZ_CHECK(!number || *number >= 0);
+   return 0;
+}
