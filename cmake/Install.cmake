@@ -9,9 +9,10 @@ install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTarget
 install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${packageDir})
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h")
-foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DiskInfoCollectorSm ApplianceRules
+foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
+        DiskInfoCollectorSm ApplianceRules
         DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export IOStatSm
-        LogCatalogue NvmeDataMonitorSm SmartDataMonitorSm)
+        LogCatalogue NvmeDataMonitorSm SmartDataMonitorSm TempSensorSm)
   install(FILES ${PROJECT_SOURCE_DIR}/src/StorageDevices/${header}.h DESTINATION ${headerDir}/StorageDevices)
 endforeach()
 

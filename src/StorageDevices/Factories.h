@@ -13,14 +13,20 @@
 #include "runtime/model/NvmeData.h"
 #include "runtime/model/PollInterval.h"
 #include "runtime/model/SmartData.h"
+#include "runtime/model/StorageDevicesInfo.h"
+#include "runtime/model/Temperature.h"
 
 namespace StorageDevices {
 
 class ConnectedDevicesSm;
+class DeviceDetectionSm;
+class DeviceLifetimeMonitorSm;
 class EmmcDataMonitorSm;
 class IOStatSm;
 class NvmeDataMonitorSm;
 class SmartDataMonitorSm;
+class StorageDeviceErrWatcherSm;
+class TempSensorSm;
 
 // Discovery: keeps `connectedDevices` equal to the disks of this unit. Call it first; every other
 // monitor works from that set.
@@ -47,5 +53,29 @@ STORAGEDEVICES_API Pelm::Ptr<EmmcDataMonitorSm> emmcDataMonitorSmFactory(
 STORAGEDEVICES_API Pelm::Ptr<IOStatSm> iOStatSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval,
     Pelm::Ptr<ConnectedDevices const> const & connectedDevices, Pelm::Ptr<IOStatData> const & ioStatData);
+
+// Tells of disks that are missing or not mounted as expected, once, and of fixed disks that go. Call it
+// when discovery has settled.
+STORAGEDEVICES_API Pelm::Ptr<DeviceDetectionSm> deviceDetectionSmFactory(
+    Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices const> const & devices);
+
+// Warns of disks whose life falls fast.
+STORAGEDEVICES_API Pelm::Ptr<DeviceLifetimeMonitorSm> deviceLifetimeMonitorSmFactory(
+    Pelm::Ptr<ConnectedDevices> const & devices, Pelm::Ptr<EmmcData const> const & emmcData,
+    Pelm::Ptr<NvmeData const> const & nvmeData, Pelm::Ptr<SmartData const> const & smartData,
+    Pelm::Ptr<IOStatData> const & iostat);
+
+// Shows the drives' temperatures as sensors of the unit.
+STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> tempSensorSmFactory(
+    Pelm::Ptr<FruConfig const> const & fruConfig,
+    Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
+    Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,
+    Pelm::Ptr<SmartData const> const & smartData);
+
+// Tells of devices that the kernel reports errors of. Kernel lines arrive on a socket that is made at the
+// path.
+STORAGEDEVICES_API Pelm::Ptr<StorageDeviceErrWatcherSm> storageDeviceErrWatcherSmFactory(
+    Pelm::Ptr<StorageDevicesInfo> const & sdevInfo, Pelm::Ptr<ConnectedDevices const> const & connDevs,
+    Pelm::String const & unixSockName);
 
 }  // namespace StorageDevices

@@ -213,7 +213,10 @@ TEST_F(PollingMonitor, droppedItPollsNoMore) {
 
 // Lets go of the monitor when it counts a poll.
 struct Dropper {
-   void handlePollCount() { *monitor = nullptr; }
+   void handlePollCount() {
+      reactor.notifierIs(nullptr);
+      *monitor = nullptr;
+   }
    Pelm::Ptr<ListMonitor> * monitor;
    Vorn::NotifieeConst reactor;
 };
@@ -227,7 +230,6 @@ TEST_F(PollingMonitor, mayBeDroppedByWhoIsToldOfItsPoll) {
    dropper.reactor.hasNotificationActiveIs(true);
    Host::turn();
    EXPECT_FALSE(monitor_);
-   dropper.reactor.notifierIs(nullptr);
    Host::runFor(200);
 }
 

@@ -185,6 +185,7 @@ TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
 
 TEST_F(SmartMonitor, aDocumentThatIsNoObjectChangesNothing) {
    EXPECT_EQ(contentAfter("[1, 2, 3]"), healthyContent);
+   EXPECT_EQ(record()->reading.count(), 1U);
    EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " Could not obtain health status for /dev/sda"});
 }
 
@@ -396,12 +397,12 @@ TEST_F(SmartMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
    plug();
    start();
    struct Dropper {
-      void handleHours() { *monitor = nullptr; }
+      void handleVerdict() { *monitor = nullptr; }
       Pelm::Ptr<SmartDataMonitorSm> * monitor;
       Vorn::NotifieeConst reactor;
    } dropper{&monitor_, {}};
    dropper.reactor.notifierIs(record());
-   dropper.reactor.on<&Dropper::handleHours>(record()->powerOnHours, dropper);
+   dropper.reactor.on<&Dropper::handleVerdict>(record()->healthStatusRead, dropper);
    dropper.reactor.hasNotificationActiveIs(true);
    poll();
    EXPECT_FALSE(monitor_);

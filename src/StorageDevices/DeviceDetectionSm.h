@@ -1,0 +1,34 @@
+// Tells of disks that the unit should carry: once at the start of those that are not there or not mounted
+// as expected, and later of every fixed disk that goes.
+//
+// Inputs: the expected mounts, the connected disks, and per disk its mount-source file, which names what is
+// mounted at its mount point. The host makes it when discovery has settled.
+#pragma once
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/model/FruConfig.h"
+
+namespace StorageDevices {
+
+class DeviceDetectionSm final : public Pelm::Node {
+ public:
+   DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices const> devices);
+
+   void handleInitialized();
+   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk const>> const & change);
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void checkExpectedMounts() const;
+   void checkMountSource(ConnectedDisk const & disk) const;
+
+   Pelm::Ptr<FruConfig const> fruConfig_;
+   Pelm::Ptr<ConnectedDevices const> devices_;
+   Vorn::NotifieeConst devicesReactor_;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,208 @@
+#include "StorageDevices/DeviceLifetimeMonitorSm.h"
+
+#include <algorithm>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/LogMessages.h"
+#include "runtime/Vorn/Format.h"
+#include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
+
+namespace StorageDevices {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"StorageDeviceLifetimeMonitorSm", true};
+LogMessages logs;
+
+constexpr double secondsPerDay = 86400;
+constexpr double fastestFall = 1 / (30 * secondsPerDay);  // units per second
+constexpr unsigned gigabyteShift = 30;                    // units of 2^30 bytes
+constexpr std::int64_t lowLife = 30;
+constexpr std::uint8_t informationalLogs = 9;  // beyond that many every message is a warning
+constexpr std::int64_t noFigure = -1;
+
+// Percent that is left of an NVMe drive; the drive counts what is used, beyond 100 too.
+std::int64_t percentLeft(NvmeAttr const & percentageUsed) {
+   constexpr std::int64_t all = 100;
+   constexpr std::int64_t sane = std::int64_t{1} << 32;
+   return all - std::clamp(percentageUsed.value, -sane, all);
+}
+
+}  // namespace
+
+DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
+    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> record)
+    : owner_{owner}, serial_{record->name()} {
+   notifierIs(record);
+   on<&NestedSm_SmartDeviceData::handleLifetimeRemaining>(record->lifetimeRemaining, *this);
+   hasNotificationActiveIs(true);
+}
+
+void DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::handleLifetimeRemaining(
+    Vorn::Change<OptionalSmartAttr> const & change) {
+   owner_.handleSmartData(serial_, change.old, change.now);
+}
+
+DeviceLifetimeMonitorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(
+    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> record)
+    : owner_{owner}, serial_{record->name()} {
+   notifierIs(record);
+   on<&NestedSm_NvmeDeviceData::handlePercentageUsed>(record->percentageUsed, *this);
+   hasNotificationActiveIs(true);
+}
+
+void DeviceLifetimeMonitorSm::NestedSm_NvmeDeviceData::handlePercentageUsed(
+    Vorn::Change<NvmeAttr> const & change) {
+   auto const left = [](NvmeAttr const & used) { return NvmeAttr{used.name, percentLeft(used)}; };
+   owner_.handleNvmeData(serial_, left(*change.old), left(*change.now));
+}
+
+DeviceLifetimeMonitorSm::DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> devices,
+                                                 Pelm::Ptr<EmmcData const> emmcData,
+                                                 Pelm::Ptr<NvmeData const> nvmeData,
+                                                 Pelm::Ptr<SmartData const> smartData,
+                                                 Pelm::Ptr<IOStatData> iostat)
+    : devices_{std::move(devices)},
+      emmcData_{std::move(emmcData)},
+      nvmeData_{std::move(nvmeData)},
+      smartData_{std::move(smartData)},
+      iostat_{std::move(iostat)} {}
+
+DeviceLifetimeMonitorSm::~DeviceLifetimeMonitorSm() {
+   smartDeviceData_.memberDelAll();
+   nvmeDeviceData_.memberDelAll();
+   deviceLifetimeChangeDelAll();
+}
+
+void DeviceLifetimeMonitorSm::vornDoZombieReactors(bool zombie) {
+   devicesReactor_.hasNotificationActiveIs(!zombie);
+   smartDataReactor_.hasNotificationActiveIs(!zombie);
+   nvmeDataReactor_.hasNotificationActiveIs(!zombie);
+   for (auto const & [serial, reactor] : smartDeviceData_)
+      reactor->hasNotificationActiveIs(!zombie);
+   for (auto const & [serial, reactor] : nvmeDeviceData_)
+      reactor->hasNotificationActiveIs(!zombie);
+}
+
+void DeviceLifetimeMonitorSm::handleInitialized() {
+   devicesReactor_.notifierIs(devices_);
+   devicesReactor_.on<&DeviceLifetimeMonitorSm::handleDisk>(devices_->disk, *this);
+   devicesReactor_.hasNotificationActiveIs(true);
+   smartDataReactor_.notifierIs(smartData_);
+   smartDataReactor_.on<&DeviceLifetimeMonitorSm::handleSmartRecord>(smartData_->deviceData, *this);
+   smartDataReactor_.hasNotificationActiveIs(true);
+   nvmeDataReactor_.notifierIs(nvmeData_);
+   nvmeDataReactor_.on<&DeviceLifetimeMonitorSm::handleNvmeRecord>(nvmeData_->deviceData, *this);
+   nvmeDataReactor_.hasNotificationActiveIs(true);
+   for (auto const & [serial, record] : smartData_->deviceData)
+      handleSmartRecord(serial);
+   for (auto const & [serial, record] : nvmeData_->deviceData)
+      handleNvmeRecord(serial);
+}
+
+void DeviceLifetimeMonitorSm::handleDisk(Pelm::String const & serial) {
+   if (!devices_->disk.contains(serial))
+      deviceLifetimeChangeDel(serial);
+}
+
+void DeviceLifetimeMonitorSm::handleSmartRecord(Pelm::String const & serial) {
+   smartDeviceData_.memberDel(serial);
+   if (Pelm::Ptr<DeviceSmartData> const record = smartData_->deviceData(serial))
+      smartDeviceData_.memberIs(serial, Pelm::make<NestedSm_SmartDeviceData>(*this, record));
+}
+
+void DeviceLifetimeMonitorSm::handleNvmeRecord(Pelm::String const & serial) {
+   nvmeDeviceData_.memberDel(serial);
+   if (Pelm::Ptr<DeviceNvmeData> const record = nvmeData_->deviceData(serial))
+      nvmeDeviceData_.memberIs(serial, Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
+}
+
+void DeviceLifetimeMonitorSm::handleSmartData(Pelm::String const & serial,
+                                              Vorn::Optional<OptionalSmartAttr> const & oldValue,
+                                              Vorn::Optional<OptionalSmartAttr> const & newValue) {
+   if (oldValue && newValue && *newValue)
+      handleChange(serial, (*newValue)->raw);
+}
+
+void DeviceLifetimeMonitorSm::handleNvmeData(Pelm::String const & serial,
+                                             Vorn::Optional<NvmeAttr> const & oldValue,
+                                             Vorn::Optional<NvmeAttr> const & newValue) {
+   if (oldValue)
+      handleChange(serial, newValue->value);
+}
+
+void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
+                                             Vorn::Optional<LifetimeEmmcAttr> const & oldValue,
+                                             Vorn::Optional<LifetimeEmmcAttr> const & newValue) {
+   if (oldValue && newValue && newValue->present())
+      handleChange(serial, newValue->percentValue());
+}
+
+void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
+   // A disk that has gone has nothing to remember.
+   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
+   if (!disk)
+      return;
+   deviceLifetimeChangeIs(serial);
+   Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
+   std::int64_t const oldValue = change->lastValue();
+   if (newValue == oldValue)
+      return;
+   Vorn::Seconds const oldTime = change->timestamp();
+   std::uint64_t const oldBytes = change->lastBytesWritten();
+   Vorn::Seconds const now = Vorn::System::currentTime();
+   std::uint64_t const newBytes = bytesWritten(serial);
+   change->lastValueIs(newValue);
+   change->timestampIs(now);
+   change->lastBytesWrittenIs(newBytes);
+   Pelm::String const & name = disk->mountPoint();
+   VORN_TRACE(traceHandle, 2) << " Lifetime changed from " << oldValue << " to " << newValue << " for "
+                              << name << " SN: " << serial;
+   if (oldValue == noFigure)
+      return;
+   if (!change->firstDropDetected()) {
+      change->firstDropDetectedIs(true);
+      VORN_TRACE(traceHandle, 2) << " Detected first drop since agent start for " << name
+                                 << " SN: " << serial;
+      return;
+   }
+   double const fall = static_cast<double>(oldValue) - static_cast<double>(newValue);
+   double const rate = fall / (now - oldTime).value();
+   if (rate <= fastestFall) {
+      VORN_TRACE(traceHandle, 2) << rate << " Was within threshold for " << name << " SN: " << serial;
+      return;
+   }
+   // A counter that restarted has nothing to tell of the time before.
+   std::uint64_t const bytes = newBytes > oldBytes ? newBytes - oldBytes : 0;
+   logFall(*change, *disk, bytes >> gigabyteShift, now - oldTime);
+}
+
+std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial) const {
+   Pelm::Ptr<IOStat> const history = iostat_->ioStat(serial);
+   auto const newest = history ? history->topMeasurement() : Vorn::Optional<IOStat::Measurement>{};
+   return newest ? newest->bytesWritten : 0;
+}
+
+void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, ConnectedDisk const & disk,
+                                      std::uint64_t gigabytes, Vorn::Seconds span) {
+   Pelm::String const days = Vorn::valueToString(span.value() / 60 / 60 / 24);
+   Pelm::String const written = Vorn::valueToString(gigabytes);
+   auto const log = [&](auto & message) {
+      message(disk.mountPoint(), change.serial(), disk.model(), disk.firmwareRevision(), written, days);
+   };
+   if (change.numPastLogs() > informationalLogs || change.lastValue() < lowLife)
+      log(logs.lifetimeWarning);
+   else
+      log(logs.lifetimeInfo);
+   change.numPastLogsIs(static_cast<std::uint8_t>(change.numPastLogs() + 1));
+}
+
+Pelm::Ptr<DeviceLifetimeMonitorSm> deviceLifetimeMonitorSmFactory(
+    Pelm::Ptr<ConnectedDevices> const & devices, Pelm::Ptr<EmmcData const> const & emmcData,
+    Pelm::Ptr<NvmeData const> const & nvmeData, Pelm::Ptr<SmartData const> const & smartData,
+    Pelm::Ptr<IOStatData> const & iostat) {
+   return Vorn::makeMachine<DeviceLifetimeMonitorSm>(devices, emmcData, nvmeData, smartData, iostat);
+}
+
+}  // namespace StorageDevices

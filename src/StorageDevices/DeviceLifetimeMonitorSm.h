@@ -1,0 +1,132 @@
+// Warns of a disk whose remaining life falls faster than one unit per 30 days.
+//
+// Inputs: the life figures in the SMART and NVMe records (percent left, or whatever the vendor counts), and
+// the newest measurement of the I/O statistics. Output: LIFETIME_INFO and LIFETIME_WARNING.
+//
+// Per disk: no figure yet; the first figure is only remembered; the first change after that too, for nobody
+// knows when the figure before it began; each later change is logged or found to be slow enough.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Optional.h"
+#include "runtime/Vorn/Seconds.h"
+#include "runtime/model/EmmcData.h"
+#include "runtime/model/IOStatData.h"
+#include "runtime/model/NvmeData.h"
+#include "runtime/model/SmartData.h"
+
+namespace StorageDevices {
+
+// What is remembered of one disk while the agent runs.
+class DeviceLifetimeChange : public Pelm::Node {
+ public:
+   explicit DeviceLifetimeChange(Pelm::String serial) : serial_{std::move(serial)} {}
+
+   Pelm::String const & serial() const { return serial_; }
+
+   template <class T>
+   using Attribute = Vorn::Attribute<T, DeviceLifetimeChange>;
+
+   // Whether the figure has changed since the agent started.
+   Attribute<bool> firstDropDetected{*this, "firstDropDetected", false};
+   void firstDropDetectedIs(bool value) { firstDropDetected.valueIs(value); }
+   // Messages logged for this disk; wraps after 255.
+   Attribute<std::uint8_t> numPastLogs{*this, "numPastLogs", 0};
+   void numPastLogsIs(std::uint8_t value) { numPastLogs.valueIs(value); }
+   // The latest figure; -1: none yet.
+   Attribute<std::int64_t> lastValue{*this, "lastValue", -1};
+   void lastValueIs(std::int64_t value) { lastValue.valueIs(value); }
+   // When it came, framework time, and how many bytes had been written then.
+   Attribute<Vorn::Seconds> timestamp{*this, "timestamp", 0};
+   void timestampIs(Vorn::Seconds value) { timestamp.valueIs(value); }
+   Attribute<std::uint64_t> lastBytesWritten{*this, "lastBytesWritten", 0};
+   void lastBytesWrittenIs(std::uint64_t value) { lastBytesWritten.valueIs(value); }
+
+ private:
+   Pelm::String serial_;
+};
+
+class DeviceLifetimeMonitorSm final : public Pelm::Node {
+   // Watch the life figure of one record.
+   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_SmartDeviceData(DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> record);
+
+    private:
+      void handleLifetimeRemaining(Vorn::Change<OptionalSmartAttr> const & change);
+
+      DeviceLifetimeMonitorSm & owner_;
+      Pelm::String serial_;
+   };
+   class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_NvmeDeviceData(DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> record);
+
+    private:
+      void handlePercentageUsed(Vorn::Change<NvmeAttr> const & change);
+
+      DeviceLifetimeMonitorSm & owner_;
+      Pelm::String serial_;
+   };
+
+ public:
+   DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> devices, Pelm::Ptr<EmmcData const> emmcData,
+                           Pelm::Ptr<NvmeData const> nvmeData, Pelm::Ptr<SmartData const> smartData,
+                           Pelm::Ptr<IOStatData> iostat);
+   ~DeviceLifetimeMonitorSm() override;
+
+   Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceLifetimeChange>, DeviceLifetimeMonitorSm>
+       deviceLifetimeChange{*this, "deviceLifetimeChange"};
+   // Creates the record of a disk; one that is there already stays as it is.
+   void deviceLifetimeChangeIs(Pelm::String const & serial) {
+      if (!deviceLifetimeChange.contains(serial))
+         deviceLifetimeChange.memberIs(serial, Pelm::make<DeviceLifetimeChange>(serial));
+   }
+   void deviceLifetimeChangeDel(Pelm::String const & serial) { deviceLifetimeChange.memberDel(serial); }
+   void deviceLifetimeChangeDelAll() { deviceLifetimeChange.memberDelAll(); }
+
+   // The figure of a disk was one thing and is another: a SMART attribute, of which the raw value counts;
+   // percent left of an NVMe drive; the register of an eMMC chip. No reactor watches eMMC chips.
+   void handleSmartData(Pelm::String const & serial, Vorn::Optional<OptionalSmartAttr> const & oldValue,
+                        Vorn::Optional<OptionalSmartAttr> const & newValue);
+   void handleNvmeData(Pelm::String const & serial, Vorn::Optional<NvmeAttr> const & oldValue,
+                       Vorn::Optional<NvmeAttr> const & newValue);
+   void handleEmmcData(Pelm::String const & serial, Vorn::Optional<LifetimeEmmcAttr> const & oldValue,
+                       Vorn::Optional<LifetimeEmmcAttr> const & newValue);
+   void handleChange(Pelm::String const & serial, std::int64_t newValue);
+
+   void handleInitialized();
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void handleDisk(Pelm::String const & serial);
+   void handleSmartRecord(Pelm::String const & serial);
+   void handleNvmeRecord(Pelm::String const & serial);
+   std::uint64_t bytesWritten(Pelm::String const & serial) const;
+   void logFall(DeviceLifetimeChange & change, ConnectedDisk const & disk, std::uint64_t gigabytes,
+                Vorn::Seconds span);
+
+   Pelm::Ptr<ConnectedDevices> devices_;
+   Pelm::Ptr<EmmcData const> emmcData_;
+   Pelm::Ptr<NvmeData const> nvmeData_;
+   Pelm::Ptr<SmartData const> smartData_;
+   Pelm::Ptr<IOStatData> iostat_;
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartDeviceData>, DeviceLifetimeMonitorSm>
+       smartDeviceData_{*this, "smartDeviceData"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, DeviceLifetimeMonitorSm>
+       nvmeDeviceData_{*this, "nvmeDeviceData"};
+   Vorn::NotifieeConst devicesReactor_;
+   Vorn::NotifieeConst smartDataReactor_;
+   Vorn::NotifieeConst nvmeDataReactor_;
+};
+
+}  // namespace StorageDevices

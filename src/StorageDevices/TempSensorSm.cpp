@@ -1,0 +1,192 @@
+#include "StorageDevices/TempSensorSm.h"
+
+#include <cmath>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
+
+namespace StorageDevices {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"StorageTempSensorSm", true};
+
+// What a drive can have, and how much it can change from one reading to the next when nothing is known of
+// the one before.
+constexpr Units::Celsius minTemperature = -40.0;
+constexpr Units::Celsius maxTemperature = 140.0;
+constexpr Units::Celsius usualChange = 20.0;
+
+}  // namespace
+
+TempSensorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(TempSensorSm & owner,
+                                                               Pelm::Ptr<DeviceNvmeData const> record)
+    : owner_{owner}, name_{record->name()} {
+   notifierIs(record);
+   on<&NestedSm_NvmeDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);
+   hasNotificationActiveIs(true);
+}
+
+TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(TempSensorSm & owner,
+                                                                 Pelm::Ptr<DeviceSmartData const> record)
+    : owner_{owner}, name_{record->name()} {
+   notifierIs(record);
+   on<&NestedSm_SmartDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);
+   hasNotificationActiveIs(true);
+}
+
+void TempSensorSm::NestedSm_SmartDeviceData::handleTemperatureCelsius(
+    Vorn::Change<OptionalSmartAttr> const & change) {
+   // A temperature that comes or goes is no change from one to another.
+   if (*change.old && *change.now)
+      owner_.updateTempSensor(name_, change.now, change.old);
+   else
+      owner_.updateTempSensor(name_, {}, {});
+}
+
+TempSensorSm::TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
+                           Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
+                           Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
+                           Pelm::Ptr<SmartData const> smartData)
+    : fruConfig_{std::move(fruConfig)},
+      envTempConfigDir_{std::move(envTempConfigDir)},
+      envTempStatusDir_{std::move(envTempStatusDir)},
+      nvmeData_{std::move(nvmeData)},
+      smartData_{std::move(smartData)} {
+   fruConfigReactor_.notifierIs(fruConfig_);
+   fruConfigReactor_.on<&TempSensorSm::fruConfigDispatch>(fruConfig_->serialToSensorMap, *this);
+   fruConfigReactor_.hasNotificationActiveIs(true);
+   nvmeDataReactor_.notifierIs(nvmeData_);
+   nvmeDataReactor_.on<&TempSensorSm::nvmeDataDispatch>(nvmeData_->deviceData, *this);
+   nvmeDataReactor_.hasNotificationActiveIs(true);
+   smartDataReactor_.notifierIs(smartData_);
+   smartDataReactor_.on<&TempSensorSm::on_smartData>(smartData_->deviceData, *this);
+   smartDataReactor_.hasNotificationActiveIs(true);
+}
+
+TempSensorSm::~TempSensorSm() {
+   nvmeDeviceDataDelAll();
+   smartDeviceDataDelAll();
+   temperatureWrapperDelAll();
+}
+
+void TempSensorSm::vornDoZombieReactors(bool zombie) {
+   fruConfigReactor_.hasNotificationActiveIs(!zombie);
+   nvmeDataReactor_.hasNotificationActiveIs(!zombie);
+   smartDataReactor_.hasNotificationActiveIs(!zombie);
+   for (auto const & [name, reactor] : nvmeDeviceData_)
+      reactor->hasNotificationActiveIs(!zombie);
+   for (auto const & [name, reactor] : smartDeviceData_)
+      reactor->hasNotificationActiveIs(!zombie);
+}
+
+void TempSensorSm::handleInitialized() {
+   for (auto const & [name, record] : nvmeData_->deviceData)
+      nvmeDeviceDataIs(record);
+   for (auto const & [name, record] : smartData_->deviceData)
+      smartDeviceDataIs(record);
+   for (auto const & [name, sensor] : fruConfig_->serialToSensorMap)
+      createTempStatus(name);
+}
+
+Pelm::Ptr<TempSensorSm::Config const> TempSensorSm::configOf(Pelm::String const & name) const {
+   auto const sensor = fruConfig_->serialToSensorMap(name);
+   return sensor && !sensor->empty() ? envTempConfigDir_->tempSensor(*sensor) : nullptr;
+}
+
+Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) const {
+   Pelm::Ptr<Pelm::Node> const entity = envTempStatusDir_->entityPtr(config.name());
+   return Pelm::Ptr<Status>{dynamic_cast<Status *>(entity.get())};
+}
+
+void TempSensorSm::createTempStatus(Pelm::String const & name) {
+   Pelm::Ptr<Config const> const config = configOf(name);
+   if (!config)
+      return;
+   VORN_TRACE(traceHandle, 2) << " sensor " << config->name() << " shows the temperature of " << name;
+   createEnvTempSensorStatus(envTempStatusDir_, config);
+   temperatureWrapperIs(name, *config);
+   updateTempSensor(name, {}, {});
+}
+
+void TempSensorSm::temperatureWrapperIs(Pelm::String const & name, Config const & config) {
+   temperatureWrapper.memberIs(name, Pelm::make<Wrapper>(config.name()));
+}
+
+Vorn::Optional<double> TempSensorSm::reading(Pelm::String const & name) const {
+   if (Pelm::Ptr<DeviceNvmeData> const nvme = nvmeData_->deviceData(name)) {
+      NvmeAttr const & attr = nvme->temperatureCelsius();
+      return attr.name.empty() ? Vorn::Optional<double>{} : static_cast<double>(attr.value);
+   }
+   Pelm::Ptr<DeviceSmartData> const smart = smartData_->deviceData(name);
+   if (!smart || !smart->temperatureCelsius())
+      return {};
+   return static_cast<double>(smart->temperatureCelsius()->reportedValue);
+}
+
+void TempSensorSm::updateTempSensor(Pelm::String const & name,
+                                    Vorn::Optional<OptionalSmartAttr> const & newValue,
+                                    Vorn::Optional<OptionalSmartAttr> const & oldValue) {
+   Pelm::Ptr<Config const> const config = configOf(name);
+   Pelm::Ptr<Wrapper> const wrapper = temperatureWrapper(name);
+   Pelm::Ptr<Status> const status = config ? statusOf(*config) : nullptr;
+   auto const degrees = reading(name);
+   if (!status || !wrapper || !degrees)
+      return;
+   if (!nvmeData_->deviceData.contains(name)) {
+      auto const degreesOf = [](Vorn::Optional<OptionalSmartAttr> const & attr) {
+         return static_cast<double>((**attr).reportedValue);
+      };
+      wrapper->unrealisticTempChangeThresholdIs(
+          newValue ? Units::Celsius{std::abs(degreesOf(newValue) - degreesOf(oldValue))} : usualChange);
+   }
+   updateEnvTempSensorStatus(minTemperature, maxTemperature, *degrees, false, *config, *status, *wrapper);
+}
+
+void TempSensorSm::fruConfigDispatch(Pelm::String const & name) {
+   if (Pelm::Ptr<Wrapper> const before = temperatureWrapper(name)) {
+      envTempStatusDir_->entityDel(before->name());
+      temperatureWrapperDel(name);
+   }
+   createTempStatus(name);
+}
+
+void TempSensorSm::nvmeDataDispatch(Pelm::String const & name) {
+   nvmeDeviceDataDel(name);
+   if (Pelm::Ptr<DeviceNvmeData> const record = nvmeData_->deviceData(name))
+      nvmeDeviceDataIs(record);
+}
+
+void TempSensorSm::nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record) {
+   nvmeDeviceData_.memberIs(record->name(), Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
+}
+
+void TempSensorSm::on_smartData(Pelm::String const & name) {
+   smartDeviceDataDel(name);
+   if (Pelm::Ptr<DeviceSmartData> const record = smartData_->deviceData(name))
+      smartDeviceDataIs(record);
+}
+
+void TempSensorSm::smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record) {
+   smartDeviceData_.memberIs(record->name(), Pelm::make<NestedSm_SmartDeviceData>(*this, record));
+}
+
+Pelm::Ptr<TempSensorSm> TempSensorSmIs(
+    Pelm::Ptr<FruConfig const> const & fruConfig,
+    Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
+    Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,
+    Pelm::Ptr<SmartData const> const & smartData) {
+   return Vorn::makeMachine<TempSensorSm>(fruConfig, envTempConfigDir, envTempStatusDir, nvmeData, smartData);
+}
+
+Pelm::Ptr<TempSensorSm> tempSensorSmFactory(
+    Pelm::Ptr<FruConfig const> const & fruConfig,
+    Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
+    Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,
+    Pelm::Ptr<SmartData const> const & smartData) {
+   return TempSensorSmIs(fruConfig, envTempConfigDir, envTempStatusDir, nvmeData, smartData);
+}
+
+}  // namespace StorageDevices

@@ -1,0 +1,109 @@
+// Shows the temperature of each drive that has a sensor in the unit's description as that sensor's status.
+//
+// Inputs: which drive has which sensor, the sensors' configuration, and the temperatures in the NVMe and
+// SMART records. Output: a status per sensor in the given directory. An NVMe drive's temperature is that of
+// its smart log, never of its SMART record.
+#pragma once
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/Dir.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Optional.h"
+#include "runtime/model/FruConfig.h"
+#include "runtime/model/NvmeData.h"
+#include "runtime/model/SmartData.h"
+#include "runtime/model/Temperature.h"
+
+namespace StorageDevices {
+
+class TempSensorSm final : public Pelm::Node {
+   // Watch the temperature of one record.
+   class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_NvmeDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceNvmeData const> record);
+
+    private:
+      void handleTemperatureCelsius() { owner_.updateTempSensor(name_, {}, {}); }
+
+      TempSensorSm & owner_;
+      Pelm::String name_;
+   };
+   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> record);
+
+    private:
+      void handleTemperatureCelsius(Vorn::Change<OptionalSmartAttr> const & change);
+
+      TempSensorSm & owner_;
+      Pelm::String name_;
+   };
+
+ public:
+   using Wrapper = Environment::Temperature::TemperatureWrapper;
+
+   TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
+                Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
+                Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
+                Pelm::Ptr<SmartData const> smartData);
+   ~TempSensorSm() override;
+
+   // By the drive's serial number, for drives that have a sensor.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<Wrapper>, TempSensorSm> temperatureWrapper{*this,
+                                                                                       "temperatureWrapper"};
+
+   void handleInitialized();
+   // Sets up the sensor of one drive, if it has one.
+   void createTempStatus(Pelm::String const & name);
+   // Hands the drive's current temperature to its sensor. Both optionals or neither: the temperature in
+   // the SMART record was `oldValue` and has become `newValue`.
+   void updateTempSensor(Pelm::String const & name, Vorn::Optional<OptionalSmartAttr> const & newValue,
+                         Vorn::Optional<OptionalSmartAttr> const & oldValue);
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   using Config = Environment::Temperature::TempSensorConfig;
+   using Status = Environment::Temperature::TempSensorStatus;
+
+   void temperatureWrapperIs(Pelm::String const & name, Config const & config);
+   void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
+   void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
+   void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
+   void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData_.memberDel(name); }
+   void nvmeDeviceDataDelAll() { nvmeDeviceData_.memberDelAll(); }
+   void smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record);
+   void smartDeviceDataDel(Pelm::String const & name) { smartDeviceData_.memberDel(name); }
+   void smartDeviceDataDelAll() { smartDeviceData_.memberDelAll(); }
+
+   void fruConfigDispatch(Pelm::String const & name);
+   void nvmeDataDispatch(Pelm::String const & name);
+   void on_smartData(Pelm::String const & name);
+   Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;
+   Pelm::Ptr<Status> statusOf(Config const & config) const;
+   // Empty when there is nothing to push yet.
+   Vorn::Optional<double> reading(Pelm::String const & name) const;
+
+   Pelm::Ptr<FruConfig const> fruConfig_;
+   Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir_;
+   Pelm::Ptr<Vorn::Dir> envTempStatusDir_;
+   Pelm::Ptr<NvmeData const> nvmeData_;
+   Pelm::Ptr<SmartData const> smartData_;
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData_{
+       *this, "nvmeDeviceData"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartDeviceData>, TempSensorSm> smartDeviceData_{
+       *this, "smartDeviceData"};
+   Vorn::NotifieeConst fruConfigReactor_;
+   Vorn::NotifieeConst nvmeDataReactor_;
+   Vorn::NotifieeConst smartDataReactor_;
+};
+
+Pelm::Ptr<TempSensorSm> TempSensorSmIs(
+    Pelm::Ptr<FruConfig const> const & fruConfig,
+    Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
+    Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,
+    Pelm::Ptr<SmartData const> const & smartData);
+
+}  // namespace StorageDevices

@@ -1,0 +1,137 @@
+// The environment model's temperature sensors: what is configured of each, what it reads, and how a
+// reading becomes its status.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "runtime/Export.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/Dir.h"
+#include "runtime/Vorn/EnumType.h"
+#include "runtime/Vorn/Optional.h"
+
+namespace Units {
+
+// Degrees Celsius.
+class Celsius {
+ public:
+   constexpr Celsius() = default;
+   constexpr explicit(false) Celsius(double degrees) : degrees_{degrees} {}
+   constexpr double value() const { return degrees_; }
+   constexpr auto operator<=>(Celsius const &) const = default;
+
+ private:
+   double degrees_ = 0;
+};
+
+}  // namespace Units
+
+namespace Environment::Temperature {
+
+// What the unit's description says of one sensor.
+class TempSensorConfig : public Pelm::Node {
+ public:
+   TempSensorConfig(Pelm::String name, Pelm::String description, Units::Celsius overheat,
+                    Units::Celsius critical)
+       : name_{std::move(name)},
+         description_{std::move(description)},
+         overheat_{overheat},
+         critical_{critical} {}
+
+   Pelm::String const & name() const { return name_; }
+   Pelm::String const & description() const { return description_; }
+   // From these temperatures on the sensor alarms.
+   Units::Celsius overheat() const { return overheat_; }
+   Units::Celsius critical() const { return critical_; }
+
+ private:
+   Pelm::String name_;
+   Pelm::String description_;
+   Units::Celsius overheat_;
+   Units::Celsius critical_;
+};
+
+// The configured sensors. Written by the host.
+class Config : public Pelm::Node {
+ public:
+   Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
+   void tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
+                     Units::Celsius critical) {
+      tempSensor.memberIs(
+          name, Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical));
+   }
+   void tempSensorDel(Pelm::String const & name) { tempSensor.memberDel(name); }
+};
+
+// What one sensor reads.
+class RUNTIME_API TempSensorStatus : public Pelm::Node {
+ public:
+   class Alarm : public Vorn::EnumType<unsigned char, Alarm> {
+    public:
+      enum Value : unsigned char { none = 0, overheat = 1, critical = 2 };
+      static constexpr Vorn::EnumName<unsigned char> names[] = {
+          {none, "none"}, {overheat, "overheat"}, {critical, "critical"}};
+      using EnumType::EnumType;
+   };
+   template <class T>
+   using Attribute = Vorn::Attribute<T, TempSensorStatus>;
+
+   explicit TempSensorStatus(Pelm::String name) : name_{std::move(name)} {}
+   Pelm::String const & name() const { return name_; }
+
+   // The latest reading that was accepted; empty before the first.
+   Attribute<Vorn::Optional<Units::Celsius>> temperature{*this, "temperature"};
+   void temperatureIs(Vorn::Optional<Units::Celsius> value) { temperature.valueIs(value); }
+   // The range in which a reading is one.
+   Attribute<Units::Celsius> minTemperature{*this, "minTemperature"};
+   void minTemperatureIs(Units::Celsius value) { minTemperature.valueIs(value); }
+   Attribute<Units::Celsius> maxTemperature{*this, "maxTemperature"};
+   void maxTemperatureIs(Units::Celsius value) { maxTemperature.valueIs(value); }
+   Attribute<Alarm> alarm{*this, "alarm", Alarm::none};
+   void alarmIs(Alarm value) { alarm.valueIs(value); }
+
+ private:
+   Pelm::String name_;
+};
+
+// What is remembered of a sensor's readings, to tell a real change from a bad reading.
+class TemperatureWrapper : public Pelm::Node {
+ public:
+   explicit TemperatureWrapper(Pelm::String name) : name_{std::move(name)} {}
+   Pelm::String const & name() const { return name_; }
+
+   // A reading further than this from the last good one is not believed until a second one agrees.
+   Vorn::Attribute<Units::Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
+       *this, "unrealisticTempChangeThreshold", 20.0};
+   void unrealisticTempChangeThresholdIs(Units::Celsius value) {
+      unrealisticTempChangeThreshold.valueIs(value);
+   }
+
+   // Whether to believe a reading.
+   RUNTIME_API bool accepts(Units::Celsius reading);
+
+ private:
+   bool isNear(Units::Celsius a, Units::Celsius b) const;
+
+   Pelm::String name_;
+   Vorn::Optional<Units::Celsius> lastGood_;
+   Vorn::Optional<Units::Celsius> heldBack_;
+};
+
+// Creates the sensor's status in the directory, under the configured name; one that is there is replaced.
+RUNTIME_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
+    Pelm::Ptr<Vorn::Dir> const & dir, Pelm::Ptr<TempSensorConfig const> const & config);
+
+// Hands a reading to the sensor. One outside of the range, or that the wrapper does not believe, changes
+// nothing but the range. An alarm ends two degrees below the temperature at which it began. `force` skips
+// the wrapper.
+RUNTIME_API void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double reading, bool force,
+                                           TempSensorConfig const & config, TempSensorStatus & status,
+                                           TemperatureWrapper & wrapper);
+
+}  // namespace Environment::Temperature

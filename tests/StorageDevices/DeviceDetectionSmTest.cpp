@@ -1,0 +1,152 @@
+#include "StorageDevices/DeviceDetectionSm.h"
+
+#include <gtest/gtest.h>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class Detection : public testing::Test {
+ protected:
+   Detection() { fruConfig_->mountSourceDirIs(folder_.string()); }
+
+   void plug(std::string const & serial, std::string const & mount, std::string const & node = "/dev/sda",
+             bool removable = false) const {
+      Support::DiskFields{
+          .name = serial, .blockDevice = node, .mountPoint = "/mnt/" + mount, .removable = removable}
+          .writeTo(*devices_);
+   }
+   void start() { monitor_ = deviceDetectionSmFactory(fruConfig_, devices_); }
+   // What is logged at the start when that is in the mount-source file of /dev/sda.
+   Texts loggedFor(std::string const & mounted) {
+      plug("S1", "drive");
+      folder_.fileIs("drive", mounted);
+      start();
+      return logs_.texts();
+   }
+
+   Texts const notMounted_ = {"Storage device partition /dev/sda not mounted as /mnt/drive"};
+   Support::TempDir folder_;
+   Support::LogRecorder logs_;
+   Support::TraceRecorder traces_{{"DeviceDetectionSm", 7}};
+   Pelm::Ptr<FruConfig> fruConfig_ = Pelm::make<FruConfig>();
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<DeviceDetectionSm> monitor_;
+};
+
+TEST_F(Detection, tellsOfEveryExpectedMountWithoutADisk) {
+   for (char const * const mount : {"flash", "drive", "drive2"})
+      fruConfig_->expectedMountsIs(mount);
+   plug("S1", "drive");
+   folder_.fileIs("drive", "/dev/sda1\n");
+   start();
+   EXPECT_EQ(logs_.texts(), (Texts{"Failed to detect storage device /mnt/flash on bootup.",
+                                   "Failed to detect storage device /mnt/drive2 on bootup."}));
+   EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_DETECTION_ERROR");
+   EXPECT_EQ(traces_.texts(2), (Texts{" Found one detection error in fruConfig, mount path: /mnt/flash",
+                                      " Found one detection error in fruConfig, mount path: /mnt/drive2"}));
+}
+
+TEST_F(Detection, isContentWithAPartitionOfTheDisk) {
+   EXPECT_EQ(loggedFor("/dev/sda1\n"), Texts{});
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(Detection, isContentWithTheDiskItselfBehindMapperNodes) {
+   EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/dm-17x /dev/sda\n/dev/sdb1"), Texts{});
+}
+
+TEST_F(Detection, mapperNodesAloneAreNoPartition) {
+   EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/dm-1\n"), notMounted_);
+   EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_PARTITION_NOT_MOUNTED");
+   EXPECT_EQ(traces_.texts(2), Texts{"Found one partition-not-found error. Problem device: /dev/sda"});
+}
+
+TEST_F(Detection, anEmptyFileIsNoPartition) {
+   EXPECT_EQ(loggedFor(""), notMounted_);
+}
+
+TEST_F(Detection, tellsOfTheFirstOtherPartitionAndLooksNoFurther) {
+   EXPECT_EQ(loggedFor("/dev/dm-0 /dev/sdb1 /dev/sdc1 /dev/sda1"),
+             Texts{"Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition "
+                   "/dev/sda to be mounted instead."});
+   EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"/dev/sdb1", "/mnt/drive", "/dev/sda"}));
+   EXPECT_EQ(traces_.texts(2),
+             Texts{"Found one unexpected-partition-mounted error, problem device: /dev/sda"});
+}
+
+TEST_F(Detection, namesThatOnlyLookLikeMapperNodesAreOtherPartitions) {
+   EXPECT_EQ(loggedFor("/dev/dm-").size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/dm-");
+}
+
+TEST_F(Detection, aFileThatIsNotThereIsTracedAndTheOthersAreRead) {
+   plug("S1", "flash");
+   plug("S2", "drive", "/dev/sdb");
+   folder_.fileIs("drive", "");
+   start();
+   EXPECT_EQ(traces_.errors(), Texts{" Could not open mount path: " + folder_.string() + "/flash"});
+   EXPECT_EQ(logs_.texts(), Texts{"Storage device partition /dev/sdb not mounted as /mnt/drive"});
+}
+
+TEST_F(Detection, aFileThatCannotBeReadIsTracedAndNothingIsLogged) {
+   std::filesystem::create_directory(folder_.path() / "drive");
+   plug("S1", "drive");
+   start();
+   EXPECT_EQ(traces_.errors(),
+             Texts{"An error occurred while reading themount file: " + folder_.string() + "/drive"});
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(Detection, aFileThatIsNoneOfOursIsBounded) {
+   EXPECT_EQ(loggedFor(std::string(1U << 20U, 'x')).size(), 1U);
+   EXPECT_LT(logs_.messages()[0].arguments[0].size(), 4097U);
+}
+
+TEST_F(Detection, tellsOfAFixedDiskThatGoes) {
+   plug("S1", "drive");
+   start();
+   traces_.clear();
+   devices_->diskDel("S1");
+   EXPECT_EQ(logs_.texts(), Texts{"A removal event occurred unexpectedly for internal storage device S1"});
+   EXPECT_EQ(logs_.messages()[0].severity, 3);
+   EXPECT_EQ(traces_.texts(2), Texts{"handleDisk Found one device-offline error,serial number: S1"});
+}
+
+TEST_F(Detection, disksThatComeOrChangeAndRemovableOnesThatGoAreNoNews) {
+   start();
+   plug("S1", "drive");
+   plug("stick", "usb1", "/dev/sdb", true);
+   plug("S1", "flash");
+   devices_->diskDel("stick");
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(Detection, checksTheMountsOnlyOnce) {
+   fruConfig_->expectedMountsIs("flash");
+   start();
+   fruConfig_->expectedMountsIs("drive");
+   plug("S1", "usb1");
+   EXPECT_EQ(logs_.messages().size(), 1U);
+}
+
+TEST_F(Detection, aZombieHearsNothing) {
+   plug("S1", "drive");
+   folder_.fileIs("drive", "/dev/sda1");
+   start();
+   monitor_->vornDoZombieReactors(true);
+   devices_->diskDel("S1");
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

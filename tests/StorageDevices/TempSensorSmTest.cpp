@@ -1,0 +1,251 @@
+#include "StorageDevices/TempSensorSm.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/ChangeRecorder.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Environment::Temperature::TempSensorStatus;
+using Alarm = TempSensorStatus::Alarm;
+
+class TemperatureSensor : public testing::Test {
+ protected:
+   TemperatureSensor() {
+      config_->tempSensorIs("DriveTemp1", "Drive 1", 70.0, 80.0);
+      config_->tempSensorIs("DriveTemp2", "Drive 2", 70.0, 80.0);
+      fruConfig_->serialToSensorMapIs("S1", "DriveTemp1");
+   }
+
+   void start() { monitor_ = tempSensorSmFactory(fruConfig_, config_, dir_, nvme_, smart_); }
+   void smart(std::int64_t degrees, char const * serial = "S1") const {
+      smart_->deviceDataIs(serial);
+      SmartAttr attr;
+      attr.id = 194;
+      attr.value = 60;
+      attr.reportedValue = degrees;
+      smart_->deviceData(serial)->temperatureCelsiusIs(OptionalSmartAttr::from(attr));
+   }
+   void nvme(std::int64_t degrees) const {
+      nvme_->deviceDataIs("S1");
+      nvme_->deviceData("S1")->temperatureCelsiusIs({"temperature", degrees});
+   }
+   TempSensorStatus * status(char const * sensor = "DriveTemp1") const {
+      return dynamic_cast<TempSensorStatus *>(dir_->entityPtr(sensor).get());
+   }
+   // -999: no status, or none read.
+   double shown(char const * sensor = "DriveTemp1") const {
+      return status(sensor) && status(sensor)->temperature() ? status(sensor)->temperature()->value() : -999;
+   }
+   double threshold() const {
+      return monitor_->temperatureWrapper("S1")->unrealisticTempChangeThreshold().value();
+   }
+
+   Pelm::Ptr<FruConfig> fruConfig_ = Pelm::make<FruConfig>();
+   Pelm::Ptr<Environment::Temperature::Config> config_ = Pelm::make<Environment::Temperature::Config>();
+   Pelm::Ptr<Vorn::Dir> dir_ = Pelm::make<Vorn::Dir>();
+   Pelm::Ptr<NvmeData> nvme_ = Pelm::make<NvmeData>();
+   Pelm::Ptr<SmartData> smart_ = Pelm::make<SmartData>();
+   Pelm::Ptr<TempSensorSm> monitor_;
+};
+
+TEST_F(TemperatureSensor, showsWhatTheRecordHasAtTheStart) {
+   smart(35);
+   start();
+   EXPECT_EQ(shown(), 35);
+   EXPECT_EQ(threshold(), 20);
+   EXPECT_EQ(status()->minTemperature(), Units::Celsius{-40});
+   EXPECT_EQ(status()->maxTemperature(), Units::Celsius{140});
+   EXPECT_EQ(status()->alarm(), Alarm::none);
+}
+
+TEST_F(TemperatureSensor, aSensorWithoutAReadingShowsNone) {
+   start();
+   ASSERT_TRUE(status());
+   EXPECT_FALSE(status()->temperature());
+   smart_->deviceDataIs("S1");
+   EXPECT_FALSE(status()->temperature());
+   smart(35);
+   EXPECT_EQ(shown(), 35);
+}
+
+TEST_F(TemperatureSensor, twoSmartReadingsSetTheThresholdToTheirDifference) {
+   start();
+   smart(35);
+   EXPECT_EQ(threshold(), 20);
+   Support::ChangeRecorder const readings{status()->temperature};
+   smart(80);
+   EXPECT_EQ(threshold(), 45);
+   ASSERT_EQ(readings.count(), 1U);
+   EXPECT_EQ(shown(), 80);
+   smart(79);
+   EXPECT_EQ(threshold(), 1);
+}
+
+TEST_F(TemperatureSensor, theSameReadingPublishesNothing) {
+   start();
+   smart(35);
+   Support::ChangeRecorder const readings{status()->temperature};
+   smart(35);
+   EXPECT_EQ(readings.count(), 0U);
+}
+
+TEST_F(TemperatureSensor, anNvmeDriveIsReadFromItsSmartLogOnly) {
+   start();
+   nvme(40);
+   EXPECT_EQ(shown(), 40);
+   smart(90);
+   EXPECT_EQ(shown(), 40);
+   nvme(45);
+   EXPECT_EQ(shown(), 45);
+   EXPECT_EQ(threshold(), 20);
+}
+
+TEST_F(TemperatureSensor, anNvmeRecordNeverReadShowsNothing) {
+   smart(90);
+   nvme_->deviceDataIs("S1");
+   start();
+   EXPECT_FALSE(status()->temperature());
+}
+
+TEST_F(TemperatureSensor, anNvmeJumpIsHeldBackUntilASecondReadingAgrees) {
+   start();
+   nvme(40);
+   nvme(75);
+   EXPECT_EQ(shown(), 40);
+   nvme(74);
+   EXPECT_EQ(shown(), 74);
+}
+
+TEST_F(TemperatureSensor, onlyDrivesWithAConfiguredSensorHaveOne) {
+   fruConfig_->serialToSensorMapIs("S2", "");
+   fruConfig_->serialToSensorMapIs("S3", "Unknown");
+   start();
+   smart(35, "S2");
+   smart(35, "S3");
+   smart(35, "S4");
+   EXPECT_EQ(dir_->entity.size(), 1U);
+   EXPECT_EQ(monitor_->temperatureWrapper.size(), 1U);
+}
+
+TEST_F(TemperatureSensor, aDriveThatComesBackIsShownAgain) {
+   start();
+   smart(35);
+   smart_->deviceDataDel("S1");
+   smart(50);
+   EXPECT_EQ(shown(), 50);
+   nvme(52);
+   nvme_->deviceDataDel("S1");
+   nvme(54);
+   EXPECT_EQ(shown(), 54);
+}
+
+TEST_F(TemperatureSensor, aFieldThatGoesAndComesBackIsReadWithTheUsualThreshold) {
+   start();
+   smart(35);
+   smart(39);
+   smart_->deviceData("S1")->temperatureCelsiusIs({});
+   EXPECT_EQ(shown(), 39);
+   smart(45);
+   EXPECT_EQ(threshold(), 20);
+   EXPECT_EQ(shown(), 45);
+}
+
+TEST_F(TemperatureSensor, followsAChangedMap) {
+   smart(35);
+   smart(60, "S2");
+   start();
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
+   EXPECT_EQ(shown("DriveTemp2"), 60);
+   fruConfig_->serialToSensorMapDel("S1");
+   EXPECT_FALSE(status());
+   smart(36);
+   EXPECT_FALSE(status());
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp1");
+   EXPECT_EQ(shown("DriveTemp1"), 60);
+   EXPECT_FALSE(status("DriveTemp2"));
+}
+
+TEST_F(TemperatureSensor, aNewValueWithoutTheOldOneIsAnError) {
+   smart(35);
+   start();
+   SmartAttr const attr;
+   EXPECT_THROW(monitor_->updateTempSensor("S1", OptionalSmartAttr::from(attr), {}), Vorn::BadOptionalAccess);
+}
+
+TEST_F(TemperatureSensor, aZombieHearsNothing) {
+   smart(35);
+   start();
+   monitor_->vornDoZombieReactors(true);
+   smart(36);
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
+   EXPECT_EQ(shown(), 35);
+   EXPECT_FALSE(status("DriveTemp2"));
+}
+
+// The environment model itself.
+class Sensor : public testing::Test {
+ protected:
+   double read(double degrees) {
+      updateEnvTempSensorStatus(-40.0, 140.0, degrees, false, *config_, *status_, *wrapper_);
+      return status_->temperature() ? status_->temperature()->value() : -999;
+   }
+   std::string alarmAt(double degrees) {
+      wrapper_->unrealisticTempChangeThresholdIs(1000.0);
+      read(degrees);
+      return status_->alarm().stringValue().str();
+   }
+
+   Pelm::Ptr<Environment::Temperature::TempSensorConfig const> config_ =
+       Pelm::make<Environment::Temperature::TempSensorConfig const>("T", "a sensor", 70.0, 80.0);
+   Pelm::Ptr<Vorn::Dir> dir_ = Pelm::make<Vorn::Dir>();
+   Pelm::Ptr<TempSensorStatus> status_ = createEnvTempSensorStatus(dir_, config_);
+   Pelm::Ptr<Environment::Temperature::TemperatureWrapper> wrapper_ =
+       Pelm::make<Environment::Temperature::TemperatureWrapper>("T");
+};
+
+TEST_F(Sensor, ignoresReadingsOutsideOfTheRange) {
+   EXPECT_EQ(read(-40.5), -999);
+   EXPECT_EQ(read(-40), -40);
+   wrapper_->unrealisticTempChangeThresholdIs(1000.0);
+   EXPECT_EQ(read(140), 140);
+   EXPECT_EQ(read(140.5), 140);
+   EXPECT_EQ(read(std::nan("")), 140);
+}
+
+TEST_F(Sensor, aHeldBackReadingMustBeAgreedWithByTheNext) {
+   EXPECT_EQ(read(30), 30);
+   EXPECT_EQ(read(51), 30);
+   EXPECT_EQ(read(90), 30) << "further again from both";
+   EXPECT_EQ(read(32), 32) << "back to normal";
+   EXPECT_EQ(read(90), 32) << "what was held back before is forgotten";
+   EXPECT_EQ(read(75), 75);
+}
+
+TEST_F(Sensor, aReadingAtTheThresholdIsRealistic) {
+   EXPECT_EQ(read(30), 30);
+   EXPECT_EQ(read(50), 50);
+}
+
+TEST_F(Sensor, alarmsFromTheConfiguredTemperaturesOnAndEndTwoDegreesBelow) {
+   EXPECT_EQ(alarmAt(69.9), "none");
+   EXPECT_EQ(alarmAt(70), "overheat");
+   EXPECT_EQ(alarmAt(68), "overheat");
+   EXPECT_EQ(alarmAt(67.9), "none");
+   EXPECT_EQ(alarmAt(69), "none");
+   EXPECT_EQ(alarmAt(80), "critical");
+   EXPECT_EQ(alarmAt(78), "critical");
+   EXPECT_EQ(alarmAt(77.9), "overheat");
+   EXPECT_EQ(alarmAt(79), "overheat");
+   EXPECT_EQ(alarmAt(95), "critical");
+   EXPECT_EQ(alarmAt(20), "none");
+}
+
+}  // namespace
+
+}  // namespace StorageDevices
