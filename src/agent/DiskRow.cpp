@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "agent/JsonView.h"
+#include "agent/Quantity.h"
 
 namespace Agent {
 
@@ -54,12 +55,18 @@ struct Records {
    Json const * nvme;
    Json const * emmc;
    Json const * fileSystem;
+   Json const * ioStat;
+   Json const * readings;
+   std::optional<double> now;
 
    Records(Json const & state, std::string const & name, std::string const & mountPoint)
        : smart{jsonMember(jsonMember(&state, "smartData"), name)},
          nvme{jsonMember(jsonMember(&state, "nvmeData"), name)},
          emmc{jsonMember(jsonMember(&state, "emmcData"), name)},
-         fileSystem{jsonMember(jsonMember(jsonMember(&state, "mountPoints"), mountPoint), "fsHealth")} {}
+         fileSystem{jsonMember(jsonMember(jsonMember(&state, "mountPoints"), mountPoint), "fsHealth")},
+         ioStat{jsonMember(jsonMember(&state, "ioStatData"), name)},
+         readings{jsonMember(jsonMember(&state, "readings"), name)},
+         now{jsonNumber(&state, "time")} {}
 
    std::optional<double> nvmeValue(char const * field) const {
       return jsonNumber(jsonMember(nvme, field), "value");
@@ -138,15 +145,110 @@ std::optional<double> emmcLifeLeft(Json const * emmc) {
    return left;
 }
 
+std::optional<double> reportedValue(Json const * attr) {
+   auto const reported = jsonNumber(attr, "reportedValue");
+   return reported.has_value() ? reported : jsonNumber(attr, "value");
+}
+
 Cell lifeCell(Records const & records) {
    std::optional<double> left = emmcLifeLeft(records.emmc);
    if (auto const used = records.nvmeValue("percentageUsed"))
       left = std::clamp(100 - *used, 0.0, 100.0);
-   else if (auto const normalised = jsonNumber(records.smartAttr("lifetimeRemaining"), "value"))
-      left = std::clamp(*normalised, 0.0, 100.0);
+   else if (auto const reported = reportedValue(records.smartAttr("lifetimeRemaining")))
+      left = std::clamp(*reported, 0.0, 100.0);
    if (!left.has_value())
       return {};
    return {wholeText(*left) + " %", *left < 10 ? Tone::bad : *left < 30 ? Tone::warning : Tone::plain};
+}
+
+// Some drives pack more than the hours into the raw value; the tool's rendering begins with them.
+std::string hoursText(Records const & records) {
+   constexpr double aCentury = 876600;
+   Json const * const attr = records.smartAttr("powerOnHours");
+   std::string const rendered = jsonText(attr, "rawString");
+   auto const digits = std::min(rendered.find_first_not_of("0123456789"), rendered.size());
+   std::optional<double> hours = records.nvmeValue("powerOnHours");
+   if (digits > 0 && digits < 10)
+      hours = std::stod(rendered.substr(0, digits));
+   else if (auto const reported = reportedValue(attr))
+      hours = reported;
+   return hours.has_value() && *hours >= 0 && *hours <= aCentury ? wholeText(*hours) : "";
+}
+
+// Bytes written in the drive's life. Of a SATA drive it is the raw count that tells, in units that only the
+// attribute's name hints at.
+std::optional<double> lifetimeWritten(Records const & records) {
+   constexpr double dataUnit = 512000;
+   if (auto const units = records.nvmeValue("dataUnitsWritten"))
+      return *units * dataUnit;
+   Json const * const attr = records.smartAttr("totalLbasWritten");
+   auto const raw = jsonNumber(attr, "raw");
+   if (!raw.has_value() || *raw < 0)
+      return std::nullopt;
+   std::string const name = jsonText(attr, "name");
+   if (name == "Host_Writes_32MiB")
+      return *raw * 32 * 1048576;
+   return name == "Total_LBAs_Written" ? std::optional{*raw * 512} : std::nullopt;
+}
+
+std::string writtenText(Records const & records) {
+   std::optional<double> sinceBoot;
+   if (records.ioStat != nullptr && records.ioStat->IsArray() && !records.ioStat->Empty())
+      sinceBoot = jsonNumber(records.ioStat->End() - 1, "bytesWritten");
+   auto const lifetime = lifetimeWritten(records);
+   // A drive that tells less than was written since boot counts in other units.
+   if (lifetime.has_value() && *lifetime >= sinceBoot.value_or(0))
+      return bytesText(*lifetime);
+   std::string const text = sinceBoot.has_value() ? bytesText(*sinceBoot) : "";
+   return text.empty() ? text : text + " since boot";
+}
+
+template <class Visit>
+void forEachReading(Records const & records, Visit visit) {
+   if (records.readings != nullptr && records.readings->IsArray())
+      for (Json const & reading : records.readings->GetArray())
+         visit(reading);
+}
+
+std::string sourceText(Json const & reading) {
+   std::string const source = jsonText(&reading, "source");
+   if (source == "emmc")
+      return "eMMC registers";
+   return source == "iostat" ? "I/O statistics" : source;
+}
+
+Cell readingCell(Records const & records) {
+   Cell cell;
+   forEachReading(records, [&](Json const & reading) {
+      auto const since = jsonNumber(&reading, "failingSince");
+      if (!since.has_value())
+         return;
+      cell.text.append(cell.text.empty() ? "" : "; ").append(sourceText(reading)).append(" failing");
+      if (records.now.has_value())
+         cell.text.append(" for ").append(spanText(*records.now - *since));
+      cell.text.append(": ").append(jsonText(&reading, "reason"));
+      cell.tone = Tone::bad;
+   });
+   return cell;
+}
+
+// Of the figures in the row the oldest; of a disk without readings of its health those of its use.
+Cell ageCell(Records const & records) {
+   std::optional<double> health;
+   std::optional<double> use;
+   Cell cell;
+   forEachReading(records, [&](Json const & reading) {
+      bool const ofUse = jsonText(&reading, "source") == "iostat";
+      std::optional<double> & oldest = ofUse ? use : health;
+      if (auto const time = jsonNumber(&reading, "lastGood"))
+         oldest = std::min(oldest.value_or(*time), *time);
+      if (!ofUse && jsonNumber(&reading, "failingSince").has_value())
+         cell = {"never", Tone::warning};
+   });
+   auto const & shown = health.has_value() || !cell.text.empty() ? health : use;
+   if (shown.has_value() && records.now.has_value())
+      cell.text = spanText(*records.now - *shown);
+   return cell;
 }
 
 Cell useCell(Records const & records) {
@@ -178,6 +280,10 @@ DiskRow diskRow(Json const & state, std::string const & name, Json const & disk)
    row.health = healthCell(records);
    row.temperature = temperatureCell(jsonMember(&state, "temperature"), name, records);
    row.life = lifeCell(records);
+   row.hours = hoursText(records);
+   row.written = writtenText(records);
+   row.age = ageCell(records);
+   row.reading = readingCell(records);
    row.use = useCell(records);
    return row;
 }

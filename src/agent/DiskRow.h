@@ -23,8 +23,12 @@ struct DiskRow {
    std::string kind;  // "fixed" or "removable"
    Cell health;       // "ok", or what is wrong, the worst first
    Cell temperature;
-   Cell life;  // percent of the rated life that is left
-   Cell use;   // "ok", or "full" above the file system's utilisation threshold
+   Cell life;            // percent of the rated life that is left
+   std::string hours;    // powered on
+   std::string written;  // to the drive in its life, or where it does not tell "… since boot"
+   Cell age;             // of the last good reading of its health
+   Cell reading;         // which readings fail, for how long and why
+   Cell use;             // "ok", or "full" above the file system's utilisation threshold
    std::string interfaceAndAddress;
 };
 

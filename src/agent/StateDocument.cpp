@@ -1,6 +1,8 @@
 #include "agent/StateDocument.h"
 
+#include "agent/HealthDocument.h"
 #include "agent/JsonText.h"
+#include "agent/ReadingsDocument.h"
 #include "agent/Version.h"
 
 namespace Agent {
@@ -46,9 +48,35 @@ void writeConnectedDevices(JsonWriter & writer, StorageDevices::ConnectedDevices
    writer.EndObject();
 }
 
+void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
+   writer.StartObject();
+   writer.Key("openErrorCount");
+   writer.Uint64(errors.openErrorCount);
+   writer.Key("getlineErrorCount");
+   writer.Uint64(errors.getlineErrorCount);
+   writer.Key("regexErrorCount");
+   writer.Uint64(errors.regexErrorCount);
+   writer.EndObject();
+}
+
+void writeHealth(JsonWriter & writer, StateSources const & sources, std::size_t history) {
+   writer.Key("smartData");
+   writeSmartData(writer, *sources.entities.smart);
+   writer.Key("nvmeData");
+   writeNvmeData(writer, *sources.entities.nvme);
+   writer.Key("emmcData");
+   writeEmmcData(writer, *sources.entities.emmc);
+   writer.Key("ioStatData");
+   writeIoStatData(writer, *sources.entities.ioStat, history);
+   writer.Key("ioStatErrors");
+   writeErrors(writer, sources.ioStatErrors);
+   writer.Key("readings");
+   writeReadings(writer, *sources.entities.devices, sources.readings);
+}
+
 }  // namespace
 
-std::string stateDocument(StateSources const & sources) {
+std::string stateDocument(StateSources const & sources, std::size_t history) {
    rapidjson::StringBuffer buffer;
    JsonWriter writer{buffer};
    writer.StartObject();
@@ -58,7 +86,10 @@ std::string stateDocument(StateSources const & sources) {
    writer.Key("internalDevicesReady");
    writer.Bool(sources.internalDevicesReady);
    writer.Key("connectedDevices");
-   writeConnectedDevices(writer, sources.connectedDevices);
+   writeConnectedDevices(writer, *sources.entities.devices);
+   writeHealth(writer, sources, history);
+   writer.Key("tools");
+   writeTools(writer, sources.tools);
    writer.EndObject();
    return {buffer.GetString(), buffer.GetSize()};
 }

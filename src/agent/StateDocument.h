@@ -1,19 +1,32 @@
 // The state document: what the monitors publish, as one JSON text.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
-#include "StorageDevices/ConnectedDevices.h"
+#include "agent/Readings.h"
+#include "agent/ToolRuns.h"
 
 namespace Agent {
 
-// Of each monitor that runs, what it publishes.
-struct StateSources {
-   StorageDevices::ConnectedDevices const & connectedDevices;
-   bool internalDevicesReady;
-   double utc;
+// Failed samples of the I/O statistics since the start, by cause.
+struct IoStatErrors {
+   std::uint64_t openErrorCount = 0;
+   std::uint64_t getlineErrorCount = 0;
+   std::uint64_t regexErrorCount = 0;
 };
 
-std::string stateDocument(StateSources const & sources);
+struct StateSources {
+   bool internalDevicesReady;
+   double utc;
+   Entities const & entities;
+   IoStatErrors ioStatErrors;
+   ToolRuns const & tools;
+   Readings const & readings;
+};
+
+// `history`: how many measurements of each disk's use it holds, the newest ones.
+std::string stateDocument(StateSources const & sources, std::size_t history = SIZE_MAX);
 
 }  // namespace Agent

@@ -76,7 +76,7 @@ std::vector<Column> emptyColumns() {
            {"TEMP", 5, Spare::ifEmpty, true},
            {"LIFE", 5, Spare::ifEmpty, true},
            {"HOURS", 6, Spare::second, true},
-           {"WRITTEN", 8, Spare::second, true},
+           {"WRITTEN", 8, Spare::second},
            {"AGE", 5, Spare::second, true},
            {"READING", 24, Spare::ifEmpty},
            {"LAST MESSAGE", 40, Spare::ifEmpty}};

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "StorageDevices/Factories.h"
+#include "agent/HelperPrograms.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
 #include "runtime/Vorn/Format.h"
@@ -33,6 +34,20 @@ std::optional<std::uint64_t> wholeNumber(char const * text) {
    return result.ec == std::errc{} && result.ptr == end ? std::optional{value} : std::nullopt;
 }
 
+// What is searched for the tools before PATH.
+std::string toolPath(Config::Tools const & tools, StderrLog & log) {
+   if (!tools.nvmeCompat)
+      return tools.path;
+   std::string const filter = helperProgram(Helper::nvmeFilter).parent_path();
+   if (filter.empty()) {
+      log.notice(severityWarning,
+                 "the nvme filter is not installed beside this program, so versions of nvme-cli that print "
+                 "other layouts go unread; install it, or set tools.nvme_compat = false");
+      return tools.path;
+   }
+   return tools.path.empty() ? filter : filter + ":" + tools.path;
+}
+
 }  // namespace
 
 Pelm::Ptr<FruConfig> fruConfigOf(Config const & config) {
@@ -46,9 +61,9 @@ Pelm::Ptr<FruConfig> fruConfigOf(Config const & config) {
    return fruConfig;
 }
 
-Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & config) {
+Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & config, StderrLog & log) {
    auto tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
-   tracker->toolPathIs(Pelm::String{config.tools.path});
+   tracker->toolPathIs(Pelm::String{toolPath(config.tools, log)});
    tracker->timeLimitIs(config.tools.timeout);
    tracker->failurePolicyIs(
        [accepted = config.tools.acceptExitBits](Pelm::String const & program, int exitCode) {
@@ -62,9 +77,10 @@ StorageAgent::StorageAgent(Config const & config, StderrLog & log)
     : config_{config},
       log_{log},
       lastTurn_{realNow()},
-      tracker_{trackerOf(config)},
+      tracker_{trackerOf(config, log)},
       fruConfig_{fruConfigOf(config)} {
    Host::timeSourceIs(std::make_unique<Host::RealTime>(config.timeScale));
+   entities_.pollInterval->intervalIs(static_cast<double>(config.pollInterval));
    for (auto const & [facility, level] : config.trace)
       Host::traceLevelIs(facility, level);
    Host::logSinkIs([this](Host::LogMessage const & message) {
@@ -97,7 +113,13 @@ void StorageAgent::run() {
 }
 
 void StorageAgent::startMonitors() {
-   discovery_ = StorageDevices::connectedDevicesSmFactory(fruConfig_, devices_, tracker_);
+   using namespace StorageDevices;
+   Entities const & shared = entities_;
+   discovery_ = connectedDevicesSmFactory(fruConfig_, shared.devices, tracker_);
+   smartMonitor_ = smartDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.smart, tracker_);
+   nvmeMonitor_ = nvmeDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.nvme, tracker_);
+   emmcMonitor_ = emmcDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.emmc);
+   ioStat_ = iOStatSmFactory(shared.pollInterval, shared.devices, shared.ioStat);
    if (discovery_ && discovery_->etcBlockDev().empty())
       log_.notice(severityWarning, config_.appliance.etcDir +
                                        "/blockdev names no disk, so none is watched; "
@@ -105,11 +127,8 @@ void StorageAgent::startMonitors() {
 }
 
 HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
-   if (request.path == "/api/v1/state") {
-      bool const ready = discovery_ && discovery_->internalDevicesReady();
-      return {200, "application/json",
-              stateDocument({*devices_, ready, Vorn::System::currentTimeUtc().value()})};
-   }
+   if (request.path == "/api/v1/state")
+      return state(request);
    if (request.path == "/api/v1/messages")
       return messages(request);
    if (request.path == "/healthz") {
@@ -118,6 +137,21 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
               Vorn::_fmt("{\"status\":\"ok\",\"lastTurnAgeSeconds\":%.6f}\n", realNow() - lastTurn_).str()};
    }
    return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages or /healthz\n"};
+}
+
+HttpAnswer StorageAgent::state(HttpRequest const & request) const {
+   char const * const argument = request.argument("history");
+   auto const history = argument ? wholeNumber(argument) : std::optional<std::uint64_t>{SIZE_MAX};
+   if (!history)
+      return {400, "text/plain", "history: must be a whole number, 0 or more\n"};
+   IoStatErrors errors;
+   if (ioStat_)
+      errors = {ioStat_->openErrorCount(), ioStat_->getlineErrorCount(), ioStat_->regexErrorCount()};
+   bool const ready = discovery_ && discovery_->internalDevicesReady();
+   return {
+       200, "application/json",
+       stateDocument({ready, Vorn::System::currentTimeUtc().value(), entities_, errors, toolRuns_, readings_},
+                     *history)};
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {

@@ -6,13 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "StorageDevices/ConnectedDevices.h"
 #include "StorageDevices/ConnectedDevicesSm.h"
+#include "StorageDevices/EmmcDataMonitorSm.h"
+#include "StorageDevices/IOStatSm.h"
+#include "StorageDevices/NvmeDataMonitorSm.h"
+#include "StorageDevices/SmartDataMonitorSm.h"
 #include "agent/Config.h"
 #include "agent/Http.h"
 #include "agent/MessageStore.h"
+#include "agent/Readings.h"
 #include "agent/Signals.h"
 #include "agent/StderrLog.h"
+#include "agent/ToolRuns.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/model/FruConfig.h"
@@ -30,15 +35,16 @@ class StorageAgent {
    StorageAgent & operator=(StorageAgent const &) = delete;
    ~StorageAgent();
 
-   // Until SIGTERM or SIGINT.
+   // Until SIGTERM, SIGINT or SIGHUP.
    void run();
 
    // What is served on a path.
    HttpAnswer answer(HttpRequest const & request) const;
 
  private:
-   static Pelm::Ptr<Brul::ChildProcessTrackerSm> trackerOf(Config const & config);
+   static Pelm::Ptr<Brul::ChildProcessTrackerSm> trackerOf(Config const & config, StderrLog & log);
    void startMonitors();
+   HttpAnswer state(HttpRequest const & request) const;
    HttpAnswer messages(HttpRequest const & request) const;
 
    Config const & config_;
@@ -48,9 +54,15 @@ class StorageAgent {
    TerminationSignals signals_;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
    Pelm::Ptr<FruConfig> fruConfig_;
-   Pelm::Ptr<StorageDevices::ConnectedDevices> devices_ = Pelm::make<StorageDevices::ConnectedDevices>();
+   Entities entities_;
+   ToolRuns toolRuns_{tracker_};
+   Readings readings_{entities_, tracker_};
    std::vector<std::unique_ptr<HttpServer>> servers_;
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery_;
+   Pelm::Ptr<StorageDevices::SmartDataMonitorSm> smartMonitor_;
+   Pelm::Ptr<StorageDevices::NvmeDataMonitorSm> nvmeMonitor_;
+   Pelm::Ptr<StorageDevices::EmmcDataMonitorSm> emmcMonitor_;
+   Pelm::Ptr<StorageDevices::IOStatSm> ioStat_;
 };
 
 }  // namespace Agent

@@ -42,18 +42,35 @@ std::size_t lineWidth(std::vector<Placed> const & columns, WidthOf widthOf) {
    return cells + gap * (columns.empty() ? 0 : columns.size() - 1);
 }
 
-// Leaves columns out until the others can be made to fit; returns the titles of those that went.
-std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
-   std::string dropped;
-   while (lineWidth(columns, leastWidth) > width) {
-      auto const last = std::find_if(columns.rbegin(), columns.rend(), [](Placed const & placed) {
-         return placed.column.spare == Column::Spare::first;
-      });
-      if (last == columns.rend())
-         break;
-      dropped.insert(0, dropped.empty() ? "" : ", ").insert(0, last->column.title);
-      columns.erase(std::prev(last.base()));
+// The column to leave out next: the rightmost of those that go first, then of those that go second.
+std::vector<Placed>::iterator nextToDrop(std::vector<Placed> & columns) {
+   for (auto const spare : {Column::Spare::first, Column::Spare::second}) {
+      auto const last = std::find_if(columns.rbegin(), columns.rend(),
+                                     [spare](Placed const & placed) { return placed.column.spare == spare; });
+      if (last != columns.rend())
+         return std::prev(last.base());
    }
+   return columns.end();
+}
+
+// Leaves columns out until the others can be made to fit; returns the titles of those that went, in order.
+std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
+   std::vector<std::string> titles;
+   titles.reserve(columns.size());
+   for (Placed const & placed : columns)
+      titles.push_back(placed.column.title);
+   std::vector<std::string> kept = titles;
+   while (lineWidth(columns, leastWidth) > width) {
+      auto const next = nextToDrop(columns);
+      if (next == columns.end())
+         break;
+      std::erase(kept, next->column.title);
+      columns.erase(next);
+   }
+   std::string dropped;
+   for (std::string const & title : titles)
+      if (std::find(kept.begin(), kept.end(), title) == kept.end())
+         dropped.append(dropped.empty() ? "" : ", ").append(title);
    return dropped;
 }
 

@@ -20,6 +20,7 @@ struct Column {
       never,    // its cells are always shown, cut if need be
       ifEmpty,  // left out while all its cells are empty
       first,    // also left out where the terminal is too narrow, first the rightmost such column
+      second,   // the same, but only when no column is left that goes first
    };
 
    std::string title;

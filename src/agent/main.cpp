@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string>
@@ -24,6 +25,7 @@
 #include "agent/StderrLog.h"
 #include "agent/StorageAgent.h"
 #include "agent/Text.h"
+#include "agent/ToolSearch.h"
 #include "agent/Version.h"
 #include "runtime/Vorn/Module.h"
 
@@ -62,7 +64,9 @@ int checkConfig(Agent::Command const & command) {
                                   ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
                                   : std::string{Agent::defaultConfigPath} + ": not there, the defaults hold";
    auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
-   print(Agent::checkConfigText(config, source, examination));
+   char const * const path = std::getenv("PATH");
+   print(Agent::checkConfigText(config, source, examination) +
+         Agent::toolsText(config.tools.path + ":" + (path != nullptr ? path : "")));
    for (std::string const & error : examination.errors)
       fail(wrongUsage, error);
    return examination.errors.empty() ? 0 : wrongUsage;

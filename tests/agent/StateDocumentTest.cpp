@@ -6,37 +6,57 @@
 #include <algorithm>
 #include <string>
 
-#include "StorageDevices/ConnectedDevices.h"
-
 namespace {
 
-using StorageDevices::ConnectedDevices;
 using BusType = StorageDevices::ConnectedDisk::BusType;
 using EntityMib::StorageType;
 
-rapidjson::Document document(ConnectedDevices const & devices, bool ready) {
-   rapidjson::Document parsed;
-   parsed.Parse(Agent::stateDocument({devices, ready, 1795196298.5}).c_str());
-   return parsed;
-}
+class StateDocumentTest : public testing::Test {
+ protected:
+   rapidjson::Document document(bool ready) const {
+      rapidjson::Document parsed;
+      parsed.Parse(text(ready).c_str());
+      return parsed;
+   }
+   std::string text(bool ready) const {
+      return Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings});
+   }
 
-TEST(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
-   auto const devices = Pelm::make<ConnectedDevices>();
-   auto const state = document(*devices, false);
+   Agent::Entities entities;
+   Pelm::Ptr<StorageDevices::ConnectedDevices> devices = entities.devices;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
+   Agent::IoStatErrors errors;
+   Agent::ToolRuns tools{tracker};
+   Agent::Readings readings{entities, tracker};
+};
+
+TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
+   auto const state = document(false);
    EXPECT_TRUE(state["version"].IsString());
    EXPECT_EQ(state["time"].GetDouble(), 1795196298.5);
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
    EXPECT_TRUE(state["connectedDevices"]["disk"].ObjectEmpty());
    EXPECT_TRUE(state["connectedDevices"]["udevSerialToSerialMap"].ObjectEmpty());
-   EXPECT_EQ(state.MemberCount(), 4U);
+   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings"})
+      EXPECT_TRUE(state[key].ObjectEmpty()) << key;
+   EXPECT_EQ(state["tools"]["runs"].GetUint(), 0U);
+   EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
+   EXPECT_EQ(state.MemberCount(), 11U);
 }
 
-TEST(StateDocumentTest, ADiskIsToldWithEveryField) {
-   auto const devices = Pelm::make<ConnectedDevices>();
+TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
+   errors = {1, 2, 3};
+   auto const state = document(false);
+   EXPECT_EQ(state["ioStatErrors"]["openErrorCount"].GetUint(), 1U);
+   EXPECT_EQ(state["ioStatErrors"]["getlineErrorCount"].GetUint(), 2U);
+   EXPECT_EQ(state["ioStatErrors"]["regexErrorCount"].GetUint(), 3U);
+}
+
+TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {
    devices->diskIs("SN1", StorageType::sataSsd, "/dev/sda", "/mnt/drive", "Model A", "1.2", false,
                    BusType::sata, "1", 256);
    devices->udevSerialToSerialMapIs("UDEV1", "SN1");
-   auto const state = document(*devices, true);
+   auto const state = document(true);
    EXPECT_TRUE(state["internalDevicesReady"].GetBool());
    auto const & disk = state["connectedDevices"]["disk"]["SN1"];
    EXPECT_STREQ(disk["name"].GetString(), "SN1");
@@ -53,11 +73,10 @@ TEST(StateDocumentTest, ADiskIsToldWithEveryField) {
    EXPECT_STREQ(state["connectedDevices"]["udevSerialToSerialMap"]["UDEV1"].GetString(), "SN1");
 }
 
-TEST(StateDocumentTest, NamesFromDevicesAreMadeValid) {
-   auto const devices = Pelm::make<ConnectedDevices>();
+TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {
    devices->diskIs(Pelm::String{std::string_view{"S\xff\x01\0N", 5}}, StorageType::eMmc, "/dev/mmcblk0",
                    "/mnt/x", "\xc3\x28", "", true, BusType::other, "", 4294967295U);
-   auto const state = document(*devices, true);
+   auto const state = document(true);
    ASSERT_FALSE(state.HasParseError());
    ASSERT_EQ(state["connectedDevices"]["disk"].MemberCount(), 1U);
    auto const & disk = state["connectedDevices"]["disk"].MemberBegin()->value;
@@ -65,18 +84,16 @@ TEST(StateDocumentTest, NamesFromDevicesAreMadeValid) {
    EXPECT_EQ(disk["sizeGb"].GetUint(), 4294967295U);
 }
 
-TEST(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {
-   auto const devices = Pelm::make<ConnectedDevices>();
+TEST_F(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {
    // The eight-bit escape of terminals, a right-to-left override, and an innocent letter.
-   std::string const model =
-       "\xc2\x9b"
-       "2J\xe2\x80\xae\xc3\xbc";
+   std::string const rightToLeft = std::string{"\xe2"} + "\x80\xae";
+   std::string const model = "\xc2\x9b" + std::string{"2J"} + rightToLeft + "\xc3\xbc\x7f";
    devices->diskIs("SN\xc2\x9b", StorageType::sataSsd, "/dev/sda", "/mnt/drive", Pelm::String{model}, "",
                    false, BusType::sata, "1", 256);
-   std::string const text = Agent::stateDocument({*devices, true, 0});
-   EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; })) << text;
+   std::string const json = text(true);
+   EXPECT_TRUE(std::all_of(json.begin(), json.end(), [](char c) { return c >= ' ' && c <= '~'; })) << json;
    rapidjson::Document state;
-   state.Parse(text.c_str());
+   state.Parse(json.c_str());
    EXPECT_EQ(state["connectedDevices"]["disk"]["SN\xc2\x9b"]["model"].GetString(), model);
 }
 

@@ -69,28 +69,140 @@ U7    Stick    1.00      /dev/sdb      USB 2-1         16 GB  /mnt/usb1    remov
 )");
 }
 
-// The table from its column USE on, where the columns about health begin.
-std::string fromUse(std::string const & table) {
+// The table from a column on.
+std::string from(char const * title, std::string const & table) {
    std::istringstream lines{table};
    std::string result;
    std::string line;
    std::getline(lines, line);
-   std::size_t use = 0;
+   std::size_t first = 0;
    while (std::getline(lines, line)) {
-      if (use == 0)
-         use = line.find("USE");
-      result += line.substr(use) + "\n";
+      if (first == 0)
+         first = line.find(title);
+      result += line.substr(first) + "\n";
    }
    return result;
 }
 
 TEST(StatusTable, showsHealthAndMessagesWhereThereAreSome) {
-   EXPECT_EQ(fromUse(tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
+   EXPECT_EQ(from("USE", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
              R"(USE   HEALTH                           TEMP  LIFE  LAST MESSAGE
 full  ok                              37 °C  98 %  2026-11-20 17:35 disk utilization on /mnt/drive
       NVMe critical warning  72 °C overheat   7 %  2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
       pre-EOL warning                        30 %
 )");
+}
+
+constexpr char figures[] = R"(,
+   "smartData": {"S3E": {"healthStatusOk": true, "attrs": {
+      "temperatureCelsius": {"reportedValue": 37}, "lifetimeRemaining": {"value": 3, "reportedValue": 98},
+      "powerOnHours": {"value": 98, "raw": 12345, "rawString": "12345", "reportedValue": 12345},
+      "totalLbasWritten": {"name": "Total_LBAs_Written", "value": 99, "raw": 35937500000}}}},
+   "nvmeData": {"N9": {"criticalWarning": {"value": 0}, "percentageUsed": {"value": 7},
+      "dataUnitsWritten": {"value": 160000000}, "powerOnHours": {"value": 900}}},
+   "emmcData": {"E1": {"lifetimeEstTypA": 1, "preEolInfo": 1}},
+   "ioStatData": {"S3E": [{"time": 1, "bytesWritten": 2048000}],
+      "E1": [{"time": 1, "bytesWritten": 1}, {"time": 2, "bytesWritten": 3240000000}]},
+   "readings": {
+      "S3E": [{"source": "smartctl", "lastGood": 1795195518.5, "failingSince": 1795195578.5,
+               "reason": "device open failed"}, {"source": "iostat", "lastGood": 1795196298.5}],
+      "N9": [{"source": "smartctl", "lastGood": 1795196288}, {"source": "nvme", "lastGood": 1795196280}],
+      "E1": [{"source": "emmc", "failingSince": 1795195698.5, "reason": "no\u001b[2J"},
+             {"source": "iostat", "lastGood": 1795196298.5}]})";
+
+TEST(StatusTable, showsTheFiguresOfEachDiskAndWhatFails) {
+   EXPECT_EQ(from("HEALTH", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, figures))),
+             R"(HEALTH   TEMP   LIFE  HOURS  WRITTEN               AGE  READING
+ok      37 °C   98 %  12345  18 TB              13 min  smartctl failing for 12 min: device open failed
+ok              93 %    900  82 TB                18 s
+ok             100 %         3.2 GB since boot   never  eMMC registers failing for 10 min: no\x1b[2J
+)");
+}
+
+TEST(StatusTable, hasFailingReadingsBelowOnANarrowTerminal) {
+   std::string const text = tableOf(stateWith(std::string{sata} + "," + nvme, figures), "", {.width = 80});
+   EXPECT_EQ(text, R"(storagedevices 1.2.3: ready, 2 disks, 2026-11-20T17:38:18.500Z
+DISK  DEVICE           SIZE  MOUNT POINT  HEALTH   TEMP  LIFE  HOURS  WRITTEN
+S3E   /dev/sda       256 GB  /mnt/drive   ok      37 °C  98 %  12345  18 TB
+N9    /dev/nvme0n1  1000 GB  /mnt/drive2  ok             93 %    900  82 TB
+(too narrow for MODEL, FIRMWARE, BUS, KIND, AGE)
+Failing readings:
+S3E: smartctl failing for 12 min: device open failed
+)");
+}
+
+// The text in the column of that title in the table's first row.
+std::string cellOf(std::string const & more, std::string const & title) {
+   std::istringstream lines{tableOf(stateWith(sata, more))};
+   std::string skipped;
+   std::string titles;
+   std::string row;
+   std::getline(lines, skipped);
+   std::getline(lines, titles);
+   std::getline(lines, row);
+   std::size_t const at = titles.find(title);
+   if (at == std::string::npos)
+      return "(no such column)";
+   std::size_t const end = std::min(titles.find("  ", at), row.size());
+   std::string const cell = at < row.size() ? row.substr(0, end) : "";
+   return cell.substr(std::min(cell.rfind("  ") + 2, cell.size()));
+}
+
+std::string hoursOf(std::string const & attr) {
+   return cellOf(R"(, "smartData": {"S3E": {"attrs": {"powerOnHours": )" + attr + "}}}", "HOURS");
+}
+
+TEST(StatusTable, takesTheHoursFromWhatTheToolRendered) {
+   EXPECT_EQ(hoursOf(R"({"raw": 12345, "rawString": "12345", "reportedValue": 12345})"), "12345");
+   EXPECT_EQ(hoursOf(R"({"raw": 6339800903693, "rawString": "12301h+34m+56.789s", "reportedValue": 1e12})"),
+             "12301");
+   EXPECT_EQ(hoursOf(R"({"raw": 7, "rawString": "", "reportedValue": 7})"), "7");
+   EXPECT_EQ(hoursOf(R"({"raw": 6339800903693, "rawString": "", "reportedValue": 6339800903693})"),
+             "(no such column)");
+   EXPECT_EQ(hoursOf(R"({"reportedValue": -1})"), "(no such column)");
+}
+
+std::string writtenOf(std::string const & name, std::string const & raw, std::string const & sinceBoot) {
+   return cellOf(R"(, "smartData": {"S3E": {"attrs": {"totalLbasWritten": {"name": ")" + name +
+                     R"(", "value": 99, "raw": )" + raw + R"(}}}}, "ioStatData": {"S3E": [)" + sinceBoot +
+                     "]}",
+                 "WRITTEN");
+}
+
+TEST(StatusTable, showsWhatWasWrittenInADrivesLifeWhereItTells) {
+   std::string const gigabyte = R"({"bytesWritten": 1000000000})";
+   EXPECT_EQ(writtenOf("Total_LBAs_Written", "2000000000", ""), "1.0 TB");
+   EXPECT_EQ(writtenOf("Host_Writes_32MiB", "30000", gigabyte), "1.0 TB");
+   EXPECT_EQ(writtenOf("Vendor_Writes", "2000000000", gigabyte), "1.0 GB since boot");
+   EXPECT_EQ(writtenOf("Vendor_Writes", "2000000000", ""), "(no such column)");
+   EXPECT_EQ(writtenOf("Total_LBAs_Written", "-5", gigabyte), "1.0 GB since boot");
+   // So little can only be in other units than sectors.
+   EXPECT_EQ(writtenOf("Total_LBAs_Written", "1000", gigabyte), "1.0 GB since boot");
+}
+
+std::string ageOf(std::string const & readings) {
+   return cellOf(R"(, "readings": {"S3E": [)" + readings + "]}", "AGE");
+}
+
+TEST(StatusTable, showsTheAgeOfTheOldestGoodReadingOfHealth) {
+   std::string const use = R"({"source": "iostat", "lastGood": 1795196293})";
+   EXPECT_EQ(ageOf(use), "5 s");
+   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl", "lastGood": 1795196098})"), "3 min");
+   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl"})"), "5 s");
+   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl", "failingSince": 1795196098, "reason": "x"})"), "never");
+   EXPECT_EQ(ageOf(R"({"source": "smartctl", "lastGood": 1795296098})"), "0 s");
+   EXPECT_EQ(ageOf(R"({"source": 5, "lastGood": "x"}, 7)"), "(no such column)");
+}
+
+TEST(StatusTable, namesEveryReadingThatFails) {
+   std::string const text = tableOf(stateWith(sata, R"(, "readings": {"S3E": [
+      {"source": "smartctl", "failingSince": 1795196298, "reason": "unreadable output"},
+      {"source": "nvme", "failingSince": 1795109898, "reason": "exit code 1"},
+      {"source": "iostat", "failingSince": 1795196298, "reason": "r"}]})"));
+   EXPECT_NE(text.find("smartctl failing for 0 s: unreadable output; nvme failing for 24 h: exit code 1; "
+                       "I/O statistics failing for 0 s: r\n"),
+             std::string::npos)
+       << text;
 }
 
 TEST(StatusTable, hasTheMessagesBelowOnANarrowTerminal) {
@@ -108,7 +220,8 @@ N9: 2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
 
 TEST(StatusTable, isNeverWiderThanTheTerminal) {
    for (std::size_t width = 1; width < 200; width += 3) {
-      std::istringstream lines{tableOf(stateWith(allDisks(), health), messages, {.width = width})};
+      std::istringstream lines{tableOf(stateWith(allDisks(), health), messages, {.width = width}) +
+                               tableOf(stateWith(allDisks(), figures), messages, {.width = width})};
       for (std::string line; std::getline(lines, line);)
          EXPECT_LE(displayWidth(line), width) << line;
    }
@@ -142,8 +255,8 @@ TEST(StatusTable, saysNothingOfWhatWasNotReadYet) {
 TEST(StatusTable, explainsWhyThereAreNoDisks) {
    EXPECT_EQ(tableOf(stateWith("")),
              "storagedevices 1.2.3: ready, 0 disks, 2026-11-20T17:38:18.500Z\n"
-             "No disks: none of this machine's devices matches an entry of /etc/blockdev, or there is no "
-             "such file. "
+             "No disks: none of this machine's devices matches an entry of the appliance's "
+             "blockdev file, or there is none. "
              "\"storagedevices check-config\" tells what becomes of each device.\n");
    EXPECT_EQ(tableOf(R"({"internalDevicesReady": false, "connectedDevices": {"disk": {}}})"),
              "storagedevices: still identifying devices, 0 disks\n"
@@ -152,9 +265,9 @@ TEST(StatusTable, explainsWhyThereAreNoDisks) {
              "storagedevices 1.2.3: ready, 0 disks,\n"
              "2026-11-20T17:38:18.500Z\n"
              "No disks: none of this machine's devices matches\n"
-             "an entry of /etc/blockdev, or there is no such\n"
-             "file. \"storagedevices check-config\" tells what\n"
-             "becomes of each device.\n");
+             "an entry of the appliance's blockdev file, or\n"
+             "there is none. \"storagedevices check-config\" tells\n"
+             "what becomes of each device.\n");
 }
 
 TEST(StatusTable, showsTheLatestMessageOfADiskThatHasGone) {

@@ -44,6 +44,21 @@ TEST(TextTable, cutsTheWidestCellsFirst) {
              "beta   1000 GB  x        fixed  look\n");
 }
 
+TEST(TextTable, keepsColumnsThatGoSecondLongest) {
+   std::vector<Column> columns = sample();
+   columns[2].spare = Spare::second;
+   EXPECT_EQ(textTable(columns, 24, false),
+             "NAME    SIZE  MOD…  NOTE\n"
+             "alpha   5 GB  one…\n"
+             "beta   1000…  x     look\n"
+             "(too narrow for KIND)\n");
+   EXPECT_EQ(textTable(columns, 20, false),
+             "NAME      SIZE  NOTE\n"
+             "alpha     5 GB\n"
+             "beta   1000 GB  look\n"
+             "(too narrow for MOD…\n");
+}
+
 TEST(TextTable, dropsTheRightmostSpareColumnsWhereCuttingIsNotEnough) {
    EXPECT_EQ(textTable(sample(), 24, false),
              "NAME    SIZE  MOD…  NOTE\n"

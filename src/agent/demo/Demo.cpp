@@ -114,7 +114,7 @@ void Demo::askState() {
    std::string document;
    std::string messages;
    try {
-      document = askAgent(config_.statusSocket, "/api/v1/state", answerLimits);
+      document = askAgent(config_.statusSocket, "/api/v1/state?history=1", answerLimits);
       messages = askAgent(config_.statusSocket, "/api/v1/messages", answerLimits);
    } catch (StatusError const &) {
       if (document.empty())

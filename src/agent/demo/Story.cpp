@@ -71,6 +71,7 @@ Disk brokenDisk() {
 }
 
 void toolKnows(SimulatedUnit & unit, Disk const & disk, std::string const & firmware) {
+   unit.healthIs(disk, {});
    if (disk.kind == Disk::Kind::nvme)
       unit.tools().outputIs(
           Tool::nvmeList, disk.name,
@@ -133,6 +134,11 @@ bool brokenUnidentified(ApplianceState const & state) {
                 {"Kestrel_S2_960GB", "1.0", "/dev/sde", "/mnt/data2", false, sataSsd, sataBus, 960});
 }
 
+void plugStick(SimulatedUnit & unit, Disk const & disk) {
+   unit.healthIs(disk, {});
+   unit.plug(disk);
+}
+
 void plugSlow(SimulatedUnit & unit) {
    toolKnows(unit, slowDisk(), "KF2.4");
    unit.tools().delayIs(Tool::hdparm, slowDisk().name, 2);
@@ -140,6 +146,7 @@ void plugSlow(SimulatedUnit & unit) {
 }
 
 void plugBroken(SimulatedUnit & unit) {
+   unit.healthIs(brokenDisk(), {});
    unit.tools().outputIs(Tool::hdparm, brokenDisk().name, "");
    unit.tools().exitCodeIs(Tool::hdparm, brokenDisk().name, 5);
    unit.plug(brokenDisk());
@@ -150,11 +157,12 @@ std::vector<Step> discovery() {
        {"The unit boots with a SATA disk, an NVMe drive, an eMMC and an eUSB; hdparm, nvme and the card's "
         "register tell who they are",
         [](SimulatedUnit &) {}, bootDisksIdentified, std::chrono::seconds(20)},
-       {"A USB stick is plugged in", [](SimulatedUnit & unit) { unit.plug(firstStick()); }, firstStickThere},
+       {"A USB stick is plugged in", [](SimulatedUnit & unit) { plugStick(unit, firstStick()); },
+        firstStickThere},
        {"The stick is pulled", [](SimulatedUnit & unit) { unit.unplug("sdc"); },
         [](ApplianceState const & state) { return state.disk(firstStickSerial) == nullptr; }},
        {"A card reader with a small card is plugged in",
-        [](SimulatedUnit & unit) { unit.plug(secondStick()); },
+        [](SimulatedUnit & unit) { plugStick(unit, secondStick()); },
         [](ApplianceState const & state) { return secondStickThere(state, smallCard); }},
        {"The reader gets a bigger card",
         [](SimulatedUnit & unit) {
@@ -201,6 +209,7 @@ void bootUnit(SimulatedUnit & unit) {
       unit.add(disk);
    toolKnows(unit, flashDisk(), "KF2.4");
    toolKnows(unit, driveDisk(), "M7.11");
+   unit.healthIs(eusbDisk(), {});
 }
 
 std::vector<Step> const & story() {

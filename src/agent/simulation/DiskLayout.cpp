@@ -7,6 +7,7 @@
 
 #include "agent/simulation/DeviceText.h"
 #include "agent/simulation/Disk.h"
+#include "agent/simulation/DriveHealth.h"
 
 namespace Agent::Simulation {
 
@@ -203,6 +204,8 @@ std::vector<DeviceRecord> cardRecords(Disk const & disk, unsigned sequence) {
       parent.attribute("cid", disk.cid);
    if (!disk.serial.empty())
       parent.attribute("serial", disk.serial);
+   DriveHealth const health;
+   parent.attribute("life_time", emmcLifeTime(health)).attribute("pre_eol_info", emmcPreEndOfLife(health));
    parent.attributesAre(disk.deviceAttributes);
    return {diskRecord(text, disk), parent.record(), DeviceText(hostPath, "mmc_host").record(),
            pciDevice(controller, "sdhci-pci", "80501")};

@@ -1,5 +1,6 @@
 #include "agent/simulation/FakeTools.h"
 
+#include <array>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -10,7 +11,7 @@ namespace Agent::Simulation {
 
 namespace {
 
-// Common to both tools: `base` names the device's files, `output` the one to print.
+// Common to all tools: `base` names the device's files, `output` the one to print.
 constexpr std::string_view answer = R"sh(
 printf '%s\n' "${0##*/} $*" >>"$data/runs"
 [ ! -e "$base.hang" ] || exec sleep 2147483647
@@ -34,14 +35,50 @@ output=$base
 )sh";
 
 constexpr std::string_view nvmeArguments = R"sh(
-if [ $# -ne 4 ] || [ "$1 $2 $3" != "list -o json" ]; then
-   echo "nvme: only list -o json DEVICE is simulated" >&2
+case "$# $1 $2 $3" in
+"4 list -o json") device=$4 ;;
+"3 smart-log --output-format=json "*) device=$3 ;;
+*)
+   echo "nvme: only list -o json DEVICE and smart-log --output-format=json DEVICE are simulated" >&2
    exit 22
-fi
-device=$4
-base=$data/nvme-list/${device##*/}
+   ;;
+esac
+base=$data/nvme-$1/${device##*/}
 output=$base.json
 )sh";
+
+constexpr std::string_view smartctlArguments = R"sh(
+case "$# $*" in
+"4 --json=c --offlineauto=on -HA "*) device=$4 ;;
+"6 --json=c --offlineauto=on -HA -d scsi "*) device=$6 ;;
+*)
+   echo "smartctl: only --json=c --offlineauto=on -HA [-d scsi] DEVICE is simulated" >&2
+   exit 1
+   ;;
+esac
+base=$data/smartctl/${device##*/}
+output=$base.json
+)sh";
+
+constexpr std::array tools{Tool::hdparm, Tool::nvmeList, Tool::nvmeSmartLog, Tool::smartctl};
+
+char const * folderOf(Tool tool) {
+   switch (tool) {
+      case Tool::hdparm:
+         return "hdparm";
+      case Tool::nvmeList:
+         return "nvme-list";
+      case Tool::nvmeSmartLog:
+         return "nvme-smart-log";
+      case Tool::smartctl:
+         break;
+   }
+   return "smartctl";
+}
+
+char const * outputSuffix(Tool tool) {
+   return tool == Tool::hdparm ? "" : ".json";
+}
 
 std::string quotedForShell(std::string_view text) {
    std::string quoted = "'";
@@ -62,25 +99,25 @@ void scriptIs(std::filesystem::path const & path, std::filesystem::path const & 
 
 FakeTools::FakeTools(std::filesystem::path folder) : folder_(std::move(folder)) {
    std::filesystem::create_directories(path());
-   std::filesystem::create_directories(data() / "hdparm");
-   std::filesystem::create_directories(data() / "nvme-list");
+   for (auto const tool : tools)
+      std::filesystem::create_directories(data() / folderOf(tool));
    scriptIs(path() / "hdparm", data(), hdparmArguments);
    scriptIs(path() / "nvme", data(), nvmeArguments);
+   scriptIs(path() / "smartctl", data(), smartctlArguments);
 }
 
 std::filesystem::path FakeTools::file(Tool tool, std::string_view name, std::string_view suffix) const {
    if (name.empty() || name.find('/') != std::string_view::npos)
       throw std::invalid_argument("'" + std::string(name) + "' is no kernel name");
-   auto const folder = data() / (tool == Tool::hdparm ? "hdparm" : "nvme-list");
-   return folder / std::string(name).append(suffix);
+   return data() / folderOf(tool) / std::string(name).append(suffix);
 }
 
 void FakeTools::outputIs(Tool tool, std::string_view name, std::string_view text) {
-   textFileIs(file(tool, name, tool == Tool::hdparm ? "" : ".json"), text);
+   textFileIs(file(tool, name, outputSuffix(tool)), text);
 }
 
 void FakeTools::outputDel(Tool tool, std::string_view name) {
-   std::filesystem::remove(file(tool, name, tool == Tool::hdparm ? "" : ".json"));
+   std::filesystem::remove(file(tool, name, outputSuffix(tool)));
 }
 
 void FakeTools::exitCodeIs(Tool tool, std::string_view name, int code) {
@@ -106,7 +143,7 @@ void FakeTools::hangsIs(Tool tool, std::string_view name, bool hangs) {
 }
 
 void FakeTools::deviceDel(std::string_view name) {
-   for (auto const tool : {Tool::hdparm, Tool::nvmeList})
+   for (auto const tool : tools)
       for (auto const * suffix : {"", ".json", ".exit", ".delay", ".hang"})
          std::filesystem::remove(file(tool, name, suffix));
 }

@@ -1,4 +1,4 @@
-// Programs that stand in for hdparm and nvme and say what they were given to say.
+// Programs that stand in for hdparm, nvme and smartctl and say what they were given to say.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,13 @@
 
 namespace Agent::Simulation {
 
-enum class Tool { hdparm, nvmeList };
+enum class Tool { hdparm, nvmeList, nvmeSmartLog, smartctl };
 
-// `hdparm -I /dev/NAME` prints the file DATA/hdparm/NAME, `nvme list -o json /dev/NAME` the file
-// DATA/nvme-list/NAME.json, DATA being $SIMULATION_TOOL_DATA or, without it, the folder given here.
+// Each prints a file of DATA, which is $SIMULATION_TOOL_DATA or, without it, the folder given here:
+//    hdparm -I /dev/NAME                                 hdparm/NAME
+//    nvme list -o json /dev/NAME                         nvme-list/NAME.json
+//    nvme smart-log --output-format=json /dev/NAME       nvme-smart-log/NAME.json
+//    smartctl --json=c --offlineauto=on -HA [-d scsi] /dev/NAME    smartctl/NAME.json
 // A tool without its file fails as the real one does for a device that is not there. All of it can be
 // changed while the tools are in use: a run takes what is there when it starts.
 class FakeTools {
@@ -33,7 +36,7 @@ class FakeTools {
    void delayIs(Tool tool, std::string_view name, double seconds);
    // A tool that hangs prints nothing and never ends by itself.
    void hangsIs(Tool tool, std::string_view name, bool hangs);
-   // Output, exit code, delay and hanging of the device, for both tools.
+   // Output, exit code, delay and hanging of the device, for all tools.
    void deviceDel(std::string_view name);
 
    // Command lines of all runs so far, oldest first, for example "hdparm -I /dev/sda".

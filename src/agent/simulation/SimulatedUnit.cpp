@@ -197,6 +197,36 @@ void SimulatedUnit::propertyIs(std::string_view name, std::string_view property,
    state_->testbed.propertyIs(state_->disk(name).front().path, property, value);
 }
 
+void SimulatedUnit::healthIs(Disk const & disk, DriveHealth const & health) {
+   switch (disk.kind) {
+      case Disk::Kind::sata:
+         tools().outputIs(Tool::smartctl, disk.name, smartctlAtaReport(disk.name, health));
+         break;
+      case Disk::Kind::nvme:
+         tools().outputIs(Tool::smartctl, disk.name, smartctlNvmeReport(disk.name, health));
+         tools().outputIs(Tool::nvmeSmartLog, disk.name, nvmeSmartLog(health));
+         break;
+      case Disk::Kind::usb:
+         tools().outputIs(Tool::smartctl, disk.name, smartctlScsiReport(disk.name, health));
+         break;
+      case Disk::Kind::card:
+         attributeIs(disk.name, "device/life_time", emmcLifeTime(health));
+         attributeIs(disk.name, "device/pre_eol_info", emmcPreEndOfLife(health));
+         return;
+      case Disk::Kind::other:
+         return;
+   }
+   tools().exitCodeIs(Tool::smartctl, disk.name, smartctlExitCode(health));
+}
+
+void SimulatedUnit::trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten) {
+   // Requests, merged ones, sectors and milliseconds of reads, the same of writes, and what else there is.
+   constexpr std::uint64_t sectorBytes = 512;
+   std::string const read = std::to_string(bytesRead / sectorBytes);
+   std::string const written = std::to_string(bytesWritten / sectorBytes);
+   attributeIs(name, "stat", "51 0 " + read + " 20 64 0 " + written + " 31 0 20 51 0 0 0 0 0 0");
+}
+
 std::vector<std::string> SimulatedUnit::disks() const {
    std::vector<std::string> names;
    for (auto const & [name, records] : state_->disks)

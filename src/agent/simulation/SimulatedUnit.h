@@ -39,6 +39,7 @@
 #include <vector>
 
 #include "agent/simulation/Disk.h"
+#include "agent/simulation/DriveHealth.h"
 #include "agent/simulation/FakeTools.h"
 
 namespace Agent::Simulation {
@@ -85,6 +86,13 @@ class SimulatedUnit {
    void attributeIs(std::string_view name, std::string_view attribute, std::string_view value);
    void attributeDel(std::string_view name, std::string_view attribute);
    void propertyIs(std::string_view name, std::string_view property, std::string_view value);
+
+   // What the tools and registers say of the disk's health from now on: smartctl's report and exit code of
+   // a SATA drive, an NVMe drive or a USB disk, the smart log too of an NVMe drive, and of a card, which must
+   // be there, its registers. A disk's tools do not know it before this is called.
+   void healthIs(Disk const & disk, DriveHealth const & health);
+   // Bytes since the disk appeared, in the kernel's statistics.
+   void trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
    std::vector<std::string> disks() const;            // kernel names
    std::string sysPath(std::string_view name) const;  // "/sys/devices/…", as a watching process sees it

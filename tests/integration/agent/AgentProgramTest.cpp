@@ -1,117 +1,17 @@
 // The program itself on a simulated unit: what it serves, how it follows the unit, how it ends.
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <rapidjson/document.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <chrono>
-#include <cstdio>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <string>
-#include <vector>
 
-#include "agent/StatusClient.h"
-#include "agent/demo/AgentProcess.h"
-#include "agent/simulation/SimulatedUnit.h"
-#include "tests/support/TempDir.h"
+#include "tests/integration/agent/AgentProgramTest.h"
 
 namespace {
 
-using Agent::Demo::AgentProcess;
 using Agent::Simulation::Tool;
 namespace Simulation = Agent::Simulation;
-
-struct Output {
-   int exitCode;
-   std::string text;  // of both standard output and error
-};
-
-Output runProgram(std::string const & arguments) {
-   std::unique_ptr<FILE, int (*)(FILE *)> pipe{
-       popen((std::string{AGENT_PROGRAM} + " " + arguments + " 2>&1").c_str(), "r"),
-       [](FILE *) { return 0; }};
-   std::string text;
-   std::array<char, 4096> buffer{};
-   for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0;)
-      text.append(buffer.data(), count);
-   int const status = pclose(pipe.release());
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
-class AgentProgramTest : public testing::Test {
- protected:
-   AgentProgramTest() {
-      unit.blockdevIs(
-          {{".*/ata1/", "drive"}, {".*/ata2/", "flash"}, {".*/nvme/", "drive2"}, {".*/usb", "usb1"}});
-      addDrive("sda", 1, "SN-A");
-      config("");
-   }
-
-   void addDrive(char const * name, unsigned port, char const * serial) {
-      auto const disk =
-          Simulation::sataDisk(name, port, std::string{"UDEV-"} + serial, "Test Disk", 500118192);
-      unit.add(disk);
-      unit.tools().outputIs(Tool::hdparm, name,
-                            Simulation::hdparmReport({name, "Test Disk", serial, "F1", 500118192}));
-   }
-
-   void config(std::string const & more) {
-      folder.fileIs("agent.toml", "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
-                                      "\"\n[tools]\npath = \"" + unit.toolsPath().string() +
-                                      "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
-   }
-
-   void start() {
-      agent = std::make_unique<AgentProcess>(
-          AGENT_PROGRAM, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
-          unit.environment());
-      ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
-   }
-
-   // Asks until the condition holds of the state, ten seconds at most.
-   bool eventually(std::function<bool()> const & holds) {
-      auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
-      while (std::chrono::steady_clock::now() < deadline) {
-         for (std::string const & line : agent->lines())
-            log += line + "\n";
-         try {
-            std::string const text = Agent::askAgent(socket, "/api/v1/state");
-            state.Parse(text.c_str());
-            if (holds())
-               return true;
-         } catch (Agent::StatusError const &) {
-            if (!agent->running())
-               return false;
-         }
-         pollfd output{agent->outputDescriptor(), POLLIN, 0};
-         poll(&output, 1, 10);
-      }
-      return false;
-   }
-
-   // Number of processes that were started to see the unit: the agent and all its children.
-   std::size_t watchingProcesses() const {
-      std::string const mark = unit.environment().at("UMOCKDEV_DIR");
-      std::size_t count = 0;
-      for (auto const & process : std::filesystem::directory_iterator{"/proc"})
-         count += Support::fileContent(process.path() / "environ").find(mark) != std::string::npos;
-      return count;
-   }
-
-   rapidjson::Value const & disks() const { return state["connectedDevices"]["disk"]; }
-   bool has(char const * name) const { return disks().HasMember(name); }
-
-   Support::TempDir folder;
-   std::string socket = folder.string() + "/run/status.sock";
-   Simulation::SimulatedUnit unit;
-   std::unique_ptr<AgentProcess> agent;
-   std::string log;
-   rapidjson::Document state;
-};
 
 TEST_F(AgentProgramTest, ShowsTheDisksThatItFound) {
    start();
@@ -139,7 +39,7 @@ TEST_F(AgentProgramTest, ADiskPulledWhileItsToolHangsLeavesNothing) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && unit.tools().runs().size() == 2; })) << log;
+   ASSERT_TRUE(eventually([&] { return has("SN-A") && runsOf("hdparm") == 2; })) << log;
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
    unit.unplug("sdb");
    ASSERT_TRUE(eventually([&] { return state["internalDevicesReady"].GetBool(); })) << log;
@@ -149,18 +49,39 @@ TEST_F(AgentProgramTest, ADiskPulledWhileItsToolHangsLeavesNothing) {
 TEST_F(AgentProgramTest, AToolThatHangsIsEndedAndTheDiskIsShownUnidentified) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
-   config("");
-   std::string const text = folder.content("agent.toml");
-   std::size_t const at = text.find("[tools]\n") + 8;
-   folder.fileIs("agent.toml", text.substr(0, at) + "timeout = 1\n" + text.substr(at));
+   toolsKeyIs("timeout = 1");
    start();
    EXPECT_TRUE(eventually([&] { return has("UDEV-SN-B"); })) << log;
+}
+
+TEST_F(AgentProgramTest, AnNvmeDriveIsIdentifiedFromALayoutThatTheLibraryDoesNotKnow) {
+   addNestedNvmeDrive();
+   start();
+   ASSERT_TRUE(eventually([&] { return has("EXN0000000000003"); })) << log;
+   EXPECT_STREQ(disks()["EXN0000000000003"]["model"].GetString(), "Example NVMe 960");
+   EXPECT_EQ(disks()["EXN0000000000003"]["sizeGb"].GetUint(), 960U);
+   EXPECT_FALSE(has("UDEV-NVME"));
+}
+
+TEST_F(AgentProgramTest, WithoutTheNvmeFilterSuchADriveStaysUnidentified) {
+   addNestedNvmeDrive();
+   toolsKeyIs("nvme_compat = false");
+   start();
+   EXPECT_TRUE(eventually([&] { return has("UDEV-NVME"); })) << log;
+   EXPECT_EQ(log.find("nvme filter"), std::string::npos) << log;
+}
+
+TEST_F(AgentProgramTest, AnAgentWithoutItsNvmeFilterSaysSoAndGoesOn) {
+   std::filesystem::copy_file(AGENT_PROGRAM, folder.path() / "storagedevices");
+   start(folder.path() / "storagedevices");
+   EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+   EXPECT_NE(log.find("the nvme filter is not installed beside this program"), std::string::npos) << log;
 }
 
 TEST_F(AgentProgramTest, StopsCleanlyWhileAToolRuns) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    start();
-   ASSERT_TRUE(eventually([&] { return unit.tools().runs().size() == 1; })) << log;
+   ASSERT_TRUE(eventually([&] { return runsOf("hdparm") == 1; })) << log;
    EXPECT_EQ(watchingProcesses(), 2U);
    EXPECT_EQ(agent->stop(), "exit code 0");
    EXPECT_FALSE(std::filesystem::exists(socket));
@@ -215,9 +136,20 @@ TEST_F(AgentProgramTest, CheckConfigTellsWhatEachDeviceWouldBecome) {
          "/dev/sda: fixed: /mnt/drive, sata (ata1), 256 GB, identified by hdparm -I\n",
          "/dev/sdb: removable: /mnt/usb1, usb (usb 1-1.2), 31 GB, known by what udev says of it\n",
          "/dev/sdq: skipped: no entry of blockdev matches its path\n",
-         "expected mount flash: no device on this machine would become /mnt/flash\n"})
+         "expected mount flash: no device on this machine would become /mnt/flash\n", "/bin/smartctl\n"})
       EXPECT_NE(checked.text.find(line), std::string::npos) << "missing: " << line << "in:\n" << checked.text;
    EXPECT_TRUE(unit.tools().runs().empty());
+}
+
+TEST_F(AgentProgramTest, AParentThatIgnoresItsChildrenDoesNotHideHowOursEnd) {
+   Output const checked =
+       runProgram("check-config --config " + folder.string() + "/agent.toml", "env --ignore-signal=CHLD ");
+   EXPECT_NE(checked.text.find("/dev/sda: fixed: "), std::string::npos) << checked.text;
+}
+
+TEST_F(AgentProgramTest, AnAnswerThatCannotBeWrittenIsAFailure) {
+   EXPECT_EQ(runProgram("catalogue > /dev/full").exitCode, 1);
+   EXPECT_EQ(runProgram("catalogue > /dev/null").exitCode, 0);
 }
 
 TEST_F(AgentProgramTest, TheCatalogueHasTenMessages) {

@@ -1,0 +1,139 @@
+#include "agent/Readings.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "agent/ToolMeaning.h"
+
+namespace Agent {
+
+namespace {
+
+using StorageDevices::HealthReading;
+
+constexpr double latePolls = 2.5;
+
+// Good readings of a record that may not be there.
+template <class Record>
+std::uint64_t countOf(Pelm::Ptr<Record> const & record) {
+   return record ? record->reading.count() : 0;
+}
+
+std::optional<Vorn::Seconds> lastGoodOf(HealthReading const & reading) {
+   return reading.count() > 0 ? std::optional{reading.time()} : std::nullopt;
+}
+
+bool isSmartctl(Brul::FinishedRun const & run) {
+   return run.argv.front() == "smartctl" &&
+          std::find(run.argv.begin(), run.argv.end(), "-HA") != run.argv.end();
+}
+
+bool isNvmeSmartLog(Brul::FinishedRun const & run) {
+   return run.argv.front() == "nvme" && run.argv[1] == "smart-log";
+}
+
+// Fails if the last good reading, or without one the disk's appearance, is too long ago.
+std::optional<Reading::Failure> lateness(std::optional<Vorn::Seconds> lastGood, Vorn::Seconds seenUtc,
+                                         Vorn::Seconds interval, char const * reason) {
+   Vorn::Seconds const now = Vorn::System::currentTimeUtc();
+   if (now - std::max(lastGood.value_or(seenUtc), seenUtc) <= interval * latePolls)
+      return std::nullopt;
+   // The first reading that did not come.
+   return Reading::Failure{lastGood ? *lastGood + interval : seenUtc, reason};
+}
+
+}  // namespace
+
+Readings::Readings(Entities const & entities, Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker)
+    : entities_{entities} {
+   devicesReactor_.notifierIs(entities_.devices);
+   devicesReactor_.on<&Readings::handleDisk>(entities_.devices->disk, *this);
+   devicesReactor_.hasNotificationActiveIs(true);
+   trackerReactor_.notifierIs(tracker);
+   trackerReactor_.on<&Readings::handleFinishedRun>(tracker->finishedRun, *this);
+   trackerReactor_.hasNotificationActiveIs(true);
+   for (auto const & [serial, disk] : entities_.devices->disk)
+      add(serial);
+}
+
+void Readings::handleDisk(Pelm::String const & serial,
+                          Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk const>> const & change) {
+   if (!change.now)
+      disks_.erase(serial);
+   else if (!disks_.contains(serial))
+      add(serial);
+}
+
+void Readings::add(Pelm::String const & serial) {
+   Disk disk{Vorn::System::currentTimeUtc(), {}, {}};
+   disk.smartctl.count = countOf(entities_.smart->deviceData(serial));
+   disk.nvme.count = countOf(entities_.nvme->deviceData(serial));
+   disks_.emplace(serial, std::move(disk));
+}
+
+void Readings::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change) {
+   if (!change.now || !*change.now || (*change.now)->argv.size() < 2)
+      return;
+   Brul::FinishedRun const & run = **change.now;
+   bool const smartctl = isSmartctl(run);
+   if (!smartctl && !isNvmeSmartLog(run))
+      return;
+   for (auto & [serial, disk] : disks_) {
+      auto const connected = entities_.devices->disk(serial);
+      if (!connected || connected->blockDevice() != run.argv.back())
+         continue;
+      // The monitor has filed the output before it is told here that the run is over.
+      if (smartctl)
+         note(disk.smartctl, countOf(entities_.smart->deviceData(serial)), run);
+      else
+         note(disk.nvme, countOf(entities_.nvme->deviceData(serial)), run);
+   }
+}
+
+void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run) {
+   if (count != tool.count) {
+      tool.count = count;
+      tool.failure.reset();
+      return;
+   }
+   if (!tool.failure)
+      tool.failure.emplace().since = Vorn::System::currentTimeUtc();
+   tool.failure->reason =
+       run.failed ? runMeaning(run.argv.front().view(), run.exitCode, run.timedOut) : "unreadable output";
+}
+
+std::vector<Reading> Readings::of(Pelm::String const & serial) const {
+   std::vector<Reading> readings;
+   auto const found = disks_.find(serial);
+   if (found == disks_.end())
+      return readings;
+   Disk const & disk = found->second;
+   if (auto const record = entities_.smart->deviceData(serial))
+      readings.push_back({"smartctl", lastGoodOf(record->reading), disk.smartctl.failure});
+   if (auto const record = entities_.nvme->deviceData(serial))
+      readings.push_back({"nvme", lastGoodOf(record->reading), disk.nvme.failure});
+   if (auto const record = entities_.emmc->deviceData(serial))
+      readings.push_back(emmcReading(disk, record->reading));
+   if (auto const history = entities_.ioStat->ioStat(serial))
+      readings.push_back(ioStatReading(disk, *history));
+   return readings;
+}
+
+Reading Readings::emmcReading(Disk const & disk, HealthReading const & reading) const {
+   auto const lastGood = lastGoodOf(reading);
+   return {"emmc", lastGood,
+           lateness(lastGood, disk.seenUtc, entities_.pollInterval->interval(),
+                    "the registers life_time and pre_eol_info cannot be read")};
+}
+
+Reading Readings::ioStatReading(Disk const & disk, StorageDevices::IOStat const & history) const {
+   // Measurements have the framework's time; they are told in UTC like everything else.
+   std::optional<Vorn::Seconds> lastGood;
+   if (auto const newest = history.topMeasurement())
+      lastGood = Vorn::System::currentTimeUtc() - (Vorn::System::currentTime() - newest->time);
+   return {"iostat", lastGood,
+           lateness(lastGood, disk.seenUtc, entities_.pollInterval->interval(),
+                    "the statistics in /sys/block cannot be read")};
+}
+
+}  // namespace Agent

@@ -1,0 +1,78 @@
+#include "agent/ReadingsDocument.h"
+
+#include "agent/ToolMeaning.h"
+
+namespace Agent {
+
+namespace {
+
+void writeSeconds(JsonWriter & writer, char const * key, Vorn::Seconds seconds) {
+   writer.Key(key);
+   writer.Double(seconds.value());
+}
+
+void writeRun(JsonWriter & writer, ToolRuns::Ended const & ended) {
+   Brul::FinishedRun const & run = *ended.run;
+   writer.StartObject();
+   writer.Key("argv");
+   writer.StartArray();
+   for (Pelm::String const & argument : run.argv)
+      writeText(writer, argument.view());
+   writer.EndArray();
+   writer.Key("exitCode");
+   writer.Int(run.exitCode);
+   auto const program = run.argv.empty() ? std::string_view{} : run.argv.front().view();
+   writeMember(writer, "meaning", runMeaning(program, run.exitCode, run.timedOut));
+   writeSeconds(writer, "seconds", run.duration);
+   writer.Key("failed");
+   writer.Bool(run.failed);
+   writer.Key("timedOut");
+   writer.Bool(run.timedOut);
+   writeSeconds(writer, "time", ended.utc);
+   writer.EndObject();
+}
+
+void writeReading(JsonWriter & writer, Reading const & reading) {
+   writer.StartObject();
+   writeMember(writer, "source", reading.source);
+   if (reading.lastGood)
+      writeSeconds(writer, "lastGood", *reading.lastGood);
+   if (reading.failure) {
+      writeSeconds(writer, "failingSince", reading.failure->since);
+      writeMember(writer, "reason", reading.failure->reason);
+   }
+   writer.EndObject();
+}
+
+}  // namespace
+
+void writeTools(JsonWriter & writer, ToolRuns const & tools) {
+   writer.StartObject();
+   writer.Key("runs");
+   writer.Uint64(tools.runs());
+   writer.Key("failed");
+   writer.Uint64(tools.failed());
+   writer.Key("timedOut");
+   writer.Uint64(tools.timedOut());
+   writer.Key("last");
+   writer.StartArray();
+   for (ToolRuns::Ended const & ended : tools.last())
+      writeRun(writer, ended);
+   writer.EndArray();
+   writer.EndObject();
+}
+
+void writeReadings(JsonWriter & writer, StorageDevices::ConnectedDevices const & devices,
+                   Readings const & readings) {
+   writer.StartObject();
+   for (auto const & [serial, disk] : devices.disk) {
+      writeKey(writer, serial.view());
+      writer.StartArray();
+      for (Reading const & reading : readings.of(serial))
+         writeReading(writer, reading);
+      writer.EndArray();
+   }
+   writer.EndObject();
+}
+
+}  // namespace Agent

@@ -1,0 +1,49 @@
+// What became of the tools that the monitors ran: counts since the start, and the latest runs.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+
+#include "runtime/Brul/ChildProcessTrackerSm.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace Agent {
+
+class ToolRuns {
+ public:
+   static constexpr std::size_t kept = 32;
+
+   struct Ended {
+      Pelm::Ptr<Brul::FinishedRun const> run;
+      Vorn::Seconds utc;
+   };
+
+   // Counts the tracker's runs from now on.
+   explicit ToolRuns(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker);
+   ToolRuns(ToolRuns const &) = delete;
+   ToolRuns & operator=(ToolRuns const &) = delete;
+   ~ToolRuns() = default;
+
+   std::uint64_t runs() const { return runs_; }
+   // Those that failed, and those of them that passed their time limit.
+   std::uint64_t failed() const { return failed_; }
+   std::uint64_t timedOut() const { return timedOut_; }
+
+   // The latest, newest last.
+   std::deque<Ended> const & last() const { return last_; }
+
+   void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
+
+ private:
+   std::uint64_t runs_ = 0;
+   std::uint64_t failed_ = 0;
+   std::uint64_t timedOut_ = 0;
+   std::deque<Ended> last_;
+   Vorn::NotifieeConst reactor_;
+};
+
+}  // namespace Agent

@@ -1,0 +1,134 @@
+// The program as an operator runs it, on a simulated unit with one identified drive, sda.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <rapidjson/document.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "agent/StatusClient.h"
+#include "agent/demo/AgentProcess.h"
+#include "agent/simulation/SimulatedUnit.h"
+#include "tests/support/TempDir.h"
+
+struct Output {
+   int exitCode;
+   std::string text;  // of both standard output and error
+};
+
+inline Output runProgram(std::string const & arguments, std::string const & runner = "") {
+   std::unique_ptr<FILE, int (*)(FILE *)> pipe{
+       popen((runner + AGENT_PROGRAM + " " + arguments + " 2>&1").c_str(), "r"), [](FILE *) { return 0; }};
+   std::string text;
+   std::array<char, 4096> buffer{};
+   for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0;)
+      text.append(buffer.data(), count);
+   int const status = pclose(pipe.release());
+   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+class AgentProgramTest : public testing::Test {
+ protected:
+   AgentProgramTest() {
+      unit.blockdevIs(
+          {{".*/ata1/", "drive"}, {".*/ata2/", "flash"}, {".*/nvme/", "drive2"}, {".*/usb", "usb1"}});
+      addDrive("sda", 1, "SN-A");
+      config("");
+   }
+
+   // A healthy SATA drive that hdparm identifies.
+   Agent::Simulation::Disk addDrive(char const * name, unsigned port, char const * serial) {
+      auto disk =
+          Agent::Simulation::sataDisk(name, port, std::string{"UDEV-"} + serial, "Test Disk", 500118192);
+      unit.add(disk);
+      unit.tools().outputIs(Agent::Simulation::Tool::hdparm, name,
+                            Agent::Simulation::hdparmReport({name, "Test Disk", serial, "F1", 500118192}));
+      unit.healthIs(disk, {});
+      return disk;
+   }
+
+   // Keys of the configuration's top and further tables, beside what the unit needs.
+   void config(std::string const & more, std::string const & top = "") {
+      folder.fileIs("agent.toml", top + "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
+                                      "\"\n[tools]\npath = \"" + unit.toolsPath().string() +
+                                      "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
+   }
+
+   // A further line of a table of the configuration.
+   void keyIs(std::string const & table, std::string const & line) {
+      std::string const text = folder.content("agent.toml");
+      std::size_t const at = text.find("[" + table + "]\n") + table.size() + 3;
+      folder.fileIs("agent.toml", text.substr(0, at) + line + "\n" + text.substr(at));
+   }
+   void toolsKeyIs(std::string const & line) { keyIs("tools", line); }
+
+   void addNestedNvmeDrive() {
+      unit.add(Agent::Simulation::nvmeDrive("nvme0n1", "UDEV-NVME", "Test Drive", 1875385008));
+      unit.tools().outputIs(Agent::Simulation::Tool::nvmeList, "nvme0n1",
+                            Support::fileContent(TEST_DATA_DIR "/nvme-compat/2.11/list.json"));
+   }
+
+   void start(std::filesystem::path const & program = AGENT_PROGRAM) {
+      agent = std::make_unique<Agent::Demo::AgentProcess>(
+          program, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
+          unit.environment());
+      ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
+   }
+
+   // Asks until the condition holds of the state, ten seconds at most.
+   bool eventually(std::function<bool()> const & holds) {
+      auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+      while (std::chrono::steady_clock::now() < deadline) {
+         for (std::string const & line : agent->lines())
+            log += line + "\n";
+         try {
+            std::string const text = Agent::askAgent(socket, "/api/v1/state");
+            state.Parse(text.c_str());
+            if (holds())
+               return true;
+         } catch (Agent::StatusError const &) {
+            if (!agent->running())
+               return false;
+         }
+         pollfd output{agent->outputDescriptor(), POLLIN, 0};
+         poll(&output, 1, 10);
+      }
+      return false;
+   }
+
+   // Number of processes that were started to see the unit: the agent and all its children.
+   std::size_t watchingProcesses() const {
+      std::string const mark = unit.environment().at("UMOCKDEV_DIR");
+      std::size_t count = 0;
+      for (auto const & process : std::filesystem::directory_iterator{"/proc"})
+         count += Support::fileContent(process.path() / "environ").find(mark) != std::string::npos;
+      return count;
+   }
+
+   std::size_t runsOf(std::string_view tool) {
+      auto const runs = unit.tools().runs();
+      return static_cast<std::size_t>(std::count_if(
+          runs.begin(), runs.end(), [tool](std::string const & run) { return run.starts_with(tool); }));
+   }
+
+   rapidjson::Value const & disks() const { return state["connectedDevices"]["disk"]; }
+   bool has(char const * name) const { return disks().HasMember(name); }
+
+   Support::TempDir folder;
+   std::string socket = folder.string() + "/run/status.sock";
+   Agent::Simulation::SimulatedUnit unit;
+   std::unique_ptr<Agent::Demo::AgentProcess> agent;
+   std::string log;
+   rapidjson::Document state;
+};

@@ -1,0 +1,348 @@
+// What the running program says of the disks' health: of good tools, bad ones, slow ones and none.
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <string>
+#include <string_view>
+
+#include "tests/integration/agent/AgentProgramTest.h"
+
+namespace {
+
+using Agent::Simulation::Disk;
+using Agent::Simulation::DriveHealth;
+using Agent::Simulation::Tool;
+namespace Simulation = Agent::Simulation;
+using Json = rapidjson::Value;
+
+constexpr char cardRegister[] = "9b014e4f53505245592100a1b2c35a01";
+constexpr char cardSerial[] = "00a1b2c3";
+
+std::string textOf(Json const & value) {
+   rapidjson::StringBuffer buffer;
+   rapidjson::Writer writer{buffer};
+   value.Accept(writer);
+   return buffer.GetString();
+}
+
+// Whether two JSON values are equal, whatever the order of members.
+testing::AssertionResult isJson(Json const & value, char const * expected) {
+   rapidjson::Document document;
+   document.Parse(expected);
+   if (!document.HasParseError() && value == document)
+      return testing::AssertionSuccess();
+   return testing::AssertionFailure() << textOf(value) << "\nis not\n" << expected;
+}
+
+class HealthTest : public AgentProgramTest {
+ protected:
+   HealthTest() {
+      unit.blockdevIs({{".*/ata1/", "drive"},
+                       {".*/ata2/", "flash"},
+                       {".*/nvme/", "drive2"},
+                       {".*/mmc_host/", "emmc"},
+                       {".*/usb", "usb1"}});
+      polled("");
+   }
+
+   // Ten polls a second.
+   void polled(std::string const & more) {
+      config("[clock]\ntime_scale = 10\n" + more, "poll_interval = 1\n");
+      keyIs("appliance", "expected_mounts = [\"flash\", \"drive\", \"emmc\"]");
+   }
+
+   Disk addNvme() {
+      auto disk = Simulation::nvmeDrive("nvme0n1", "SN-N", "Test Drive", 1875385008);
+      unit.add(disk);
+      unit.tools().outputIs(
+          Tool::nvmeList, "nvme0n1",
+          Simulation::nvmeListDocument({{"nvme0n1", "Test Drive", "SN-N", "F2", 960197124096}}));
+      unit.healthIs(disk, {});
+      return disk;
+   }
+
+   Json const & of(char const * key, char const * serial) const { return state[key][serial]; }
+
+   // Null when the disk has no such source.
+   Json const * reading(char const * serial, std::string_view source) const {
+      if (!state["readings"].HasMember(serial))
+         return nullptr;
+      for (Json const & reading : state["readings"][serial].GetArray())
+         if (reading["source"].GetString() == source)
+            return &reading;
+      return nullptr;
+   }
+   bool isGood(char const * serial, std::string_view source) const {
+      Json const * const found = reading(serial, source);
+      return found && found->HasMember("lastGood") && !found->HasMember("failingSince");
+   }
+   std::string reason(char const * serial, std::string_view source) const {
+      Json const * const found = reading(serial, source);
+      return found && found->HasMember("reason") ? (*found)["reason"].GetString() : "";
+   }
+
+   // The latest run of a tool on a device that ended, null when there is none among the latest.
+   Json const * lastRun(std::string_view program, std::string_view device) const {
+      Json const * last = nullptr;
+      for (Json const & run : state["tools"]["last"].GetArray()) {
+         auto const & argv = run["argv"];
+         if (argv[0].GetString() == program && argv[argv.Size() - 1].GetString() == device)
+            last = &run;
+      }
+      return last;
+   }
+};
+
+TEST_F(HealthTest, EveryKeyIsThereFromTheFirstAnswer) {
+   unit.vanish("sda");
+   start();
+   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings"})
+      EXPECT_TRUE(state[key].ObjectEmpty()) << key;
+   EXPECT_TRUE(isJson(state["ioStatErrors"],
+                      R"({"openErrorCount": 0, "getlineErrorCount": 0, "regexErrorCount": 0})"));
+   EXPECT_TRUE(isJson(state["tools"], R"({"runs": 0, "failed": 0, "timedOut": 0, "last": []})"));
+}
+
+constexpr char ataReport[] = R"json({"smart_status": {"passed": true},
+   "ata_smart_attributes": {"table": [
+      {"id": 194, "name": "Temperature_Celsius", "value": 64, "worst": 45, "thresh": 0,
+       "flags": {"value": 34}, "raw": {"value": 236225232932, "string": "36 (Min/Max 20/55)"}},
+      {"id": 173, "name": "Wear", "value": 5, "worst": 5, "thresh": 10,
+       "flags": {"value": 3}, "raw": {"value": 9007199254740995, "string": "\u00e4"}},
+      {"id": 3, "name": "Spin", "value": 100, "worst": 99, "flags": {"value": 2}, "raw": {"value": -1}},
+      {"id": 9, "name": "Power_On_Hours", "value": 98, "worst": 98, "thresh": 0,
+       "flags": {"value": 50}, "raw": {"value": 12345, "string": "12345"}}]}})json";
+
+constexpr char ataRecord[] = R"json({"healthStatusOk": true, "allAttrsPassing": false,
+   "attrs": {
+      "temperatureCelsius": {"id": 194, "name": "Temperature_Celsius", "thresh": 0, "value": 64,
+         "worst": 45, "flags": 34, "raw": 236225232932, "rawString": "36 (Min/Max 20/55)",
+         "reportedValue": 36},
+      "powerOnHours": {"id": 9, "name": "Power_On_Hours", "thresh": 0, "value": 98, "worst": 98,
+         "flags": 50, "raw": 12345, "rawString": "12345", "reportedValue": 12345}},
+   "unknownAttrs": [
+      {"id": 3, "name": "Spin", "thresh": 0, "value": 100, "worst": 99, "flags": 2, "raw": -1,
+       "rawString": "", "reportedValue": 100},
+      {"id": 173, "name": "Wear", "thresh": 10, "value": 5, "worst": 5, "flags": 3,
+       "raw": 9007199254740995, "rawString": "\u00e4", "reportedValue": 5}]})json";
+
+TEST_F(HealthTest, AnAtaTableIsShownAttributeByAttribute) {
+   unit.tools().outputIs(Tool::smartctl, "sda", ataReport);
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   EXPECT_TRUE(isJson(of("smartData", "SN-A"), ataRecord));
+}
+
+TEST_F(HealthTest, ADriveWithoutAVerdictAndATableHasNone) {
+   unit.tools().outputIs(Tool::smartctl, "sda", R"({"ata_smart_attributes": {"table": []}})");
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   EXPECT_TRUE(
+       isJson(of("smartData", "SN-A"), R"({"allAttrsPassing": true, "attrs": {}, "unknownAttrs": []})"));
+   unit.tools().outputIs(Tool::smartctl, "sda", R"({"smart_status": {"passed": false}})");
+   EXPECT_TRUE(eventually([&] { return of("smartData", "SN-A").HasMember("healthStatusOk"); })) << log;
+   EXPECT_FALSE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
+}
+
+TEST_F(HealthTest, AnNvmeDriveIsShownWithItsLogAndItsVerdict) {
+   DriveHealth health;
+   health.temperature = 41;
+   health.percentUsed = 3;
+   health.bytesRead = 512000 * 2000ULL;
+   health.bytesWritten = 512000 * 1000ULL;
+   health.powerOnHours = 100;
+   health.powerCycles = 16;
+   health.mediaErrors = 2;
+   unit.healthIs(addNvme(), health);
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme") && isGood("SN-N", "smartctl"); })) << log;
+   EXPECT_TRUE(
+       isJson(of("smartData", "SN-N"), R"({"healthStatusOk": true, "attrs": {}, "unknownAttrs": []})"));
+   EXPECT_TRUE(isJson(of("nvmeData", "SN-N"), R"({
+      "criticalWarning": {"name": "critical_warning", "value": 0},
+      "temperatureCelsius": {"name": "temperature", "value": 41},
+      "availableSpare": {"name": "avail_spare", "value": 100},
+      "availableSpareThreshold": {"name": "spare_thresh", "value": 10},
+      "percentageUsed": {"name": "percent_used", "value": 3},
+      "dataUnitsRead": {"name": "data_units_read", "value": 2000},
+      "dataUnitsWritten": {"name": "data_units_written", "value": 1000},
+      "hostReadCommands": {"name": "host_read_commands", "value": 60000},
+      "hostWriteCommands": {"name": "host_write_commands", "value": 25000},
+      "controllerBusyTime": {"name": "controller_busy_time", "value": 25},
+      "powerCycleCount": {"name": "power_cycles", "value": 16},
+      "powerOnHours": {"name": "power_on_hours", "value": 100},
+      "unsafeShutdowns": {"name": "unsafe_shutdowns", "value": 2},
+      "mediaErrors": {"name": "media_errors", "value": 2},
+      "numErrLogEntries": {"name": "num_err_log_entries", "value": 2},
+      "temperatureTimeWarning": {"name": "warning_temp_time", "value": 0},
+      "temperatureTimeCritical": {"name": "critical_comp_time", "value": 0}})"));
+   EXPECT_FALSE(state["nvmeData"].HasMember("SN-A"));
+}
+
+TEST_F(HealthTest, AChipIsShownWithItsRegistersUntilTheyCannotBeRead) {
+   auto const card = Simulation::emmcCard("mmcblk0", cardRegister, 62500000);
+   unit.add(card);
+   DriveHealth worn;
+   worn.percentUsed = 27;
+   worn.preEndOfLife = 2;
+   unit.healthIs(card, worn);
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood(cardSerial, "emmc"); })) << log;
+   char const * const registers = R"({"lifetimeEstTypA": 3, "lifetimeEstTypB": 3, "preEolInfo": 2})";
+   EXPECT_TRUE(isJson(of("emmcData", cardSerial), registers));
+   EXPECT_EQ(reading(cardSerial, "smartctl"), nullptr);
+   unit.attributeDel("mmcblk0", "device/life_time");
+   ASSERT_TRUE(eventually([&] { return !isGood(cardSerial, "emmc"); })) << log;
+   EXPECT_EQ(reason(cardSerial, "emmc"), "the registers life_time and pre_eol_info cannot be read");
+   EXPECT_TRUE(isJson(of("emmcData", cardSerial), registers));
+   unit.healthIs(card, {});
+   EXPECT_TRUE(eventually([&] { return isGood(cardSerial, "emmc"); })) << log;
+}
+
+TEST_F(HealthTest, UseIsSampledAndFailedSamplesAreCounted) {
+   unit.trafficIs("sda", 1024000, 2048000);
+   start();
+   ASSERT_TRUE(eventually([&] { return state["ioStatData"].HasMember("SN-A"); })) << log;
+   EXPECT_EQ(of("ioStatData", "SN-A")[0]["bytesRead"].GetUint64(), 1024000U);
+   EXPECT_EQ(of("ioStatData", "SN-A")[0]["bytesWritten"].GetUint64(), 2048000U);
+   unit.trafficIs("sda", 4096000, 8192000);
+   auto const newest = [&]() -> Json const & {
+      Json const & history = of("ioStatData", "SN-A");
+      return history[history.Size() - 1];
+   };
+   ASSERT_TRUE(eventually([&] { return newest()["bytesWritten"].GetUint64() == 8192000; })) << log;
+   EXPECT_GT(newest()["time"].GetDouble(), of("ioStatData", "SN-A")[0]["time"].GetDouble());
+   unit.attributeDel("sda", "stat");
+   ASSERT_TRUE(eventually([&] { return state["ioStatErrors"]["openErrorCount"].GetUint() > 0; })) << log;
+   unit.attributeIs("sda", "stat", "rubbish");
+   ASSERT_TRUE(eventually([&] { return state["ioStatErrors"]["regexErrorCount"].GetUint() > 0; })) << log;
+   EXPECT_TRUE(eventually([&] {
+      return reason("SN-A", "iostat") == "the statistics in /sys/block cannot be read";
+   })) << log;
+}
+
+TEST_F(HealthTest, ABoundedAnswerHasTheNewestMeasurementsOnly) {
+   start();
+   ASSERT_TRUE(eventually([&] { return has("SN-A") && of("ioStatData", "SN-A").Size() > 3; })) << log;
+   rapidjson::Document bounded;
+   bounded.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str());
+   auto const & history = bounded["ioStatData"]["SN-A"];
+   ASSERT_EQ(history.Size(), 1U);
+   EXPECT_GE(history[0]["time"].GetDouble(), of("ioStatData", "SN-A")[3]["time"].GetDouble());
+   EXPECT_THROW(Agent::askAgent(socket, "/api/v1/state?history=x"), Agent::StatusError);
+}
+
+TEST_F(HealthTest, ABadRunChangesNothingAndIsTold) {
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   std::string const good = textOf(of("smartData", "SN-A"));
+   unit.tools().outputIs(Tool::smartctl, "sda", "{\"smart_status\": {\"passed\": fal");
+   ASSERT_TRUE(eventually([&] { return reason("SN-A", "smartctl") == "unreadable output"; })) << log;
+   EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
+   double const lastGood = (*reading("SN-A", "smartctl"))["lastGood"].GetDouble();
+   double const failingSince = (*reading("SN-A", "smartctl"))["failingSince"].GetDouble();
+   EXPECT_GT(failingSince, lastGood);
+
+   unit.tools().outputDel(Tool::smartctl, "sda");
+   ASSERT_TRUE(eventually([&] { return state["tools"]["failed"].GetUint() > 0; })) << log;
+   EXPECT_EQ(reason("SN-A", "smartctl"), "device open failed, or it could not be identified or sleeps");
+   EXPECT_EQ((*reading("SN-A", "smartctl"))["failingSince"].GetDouble(), failingSince);
+   EXPECT_EQ((*reading("SN-A", "smartctl"))["lastGood"].GetDouble(), lastGood);
+   EXPECT_EQ(textOf(of("smartData", "SN-A")), good);
+   auto const & run = *lastRun("smartctl", "/dev/sda");
+   EXPECT_TRUE(isJson(run["argv"], R"(["smartctl", "--json=c", "--offlineauto=on", "-HA", "/dev/sda"])"));
+   EXPECT_EQ(run["exitCode"].GetInt(), 2);
+   EXPECT_TRUE(run["failed"].GetBool());
+
+   unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
+   EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+}
+
+TEST_F(HealthTest, AWholeReportWithAnAcceptedExitBitIsTaken) {
+   unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   EXPECT_TRUE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
+   auto const & run = *lastRun("smartctl", "/dev/sda");
+   EXPECT_STREQ(run["meaning"].GetString(), "a command to the disk failed or a checksum was wrong");
+   EXPECT_FALSE(run["failed"].GetBool());
+   EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
+}
+
+TEST_F(HealthTest, AWholeReportWithAnExitBitThatIsNotAcceptedIsRefused) {
+   unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
+   toolsKeyIs("accept_exit_bits = { smartctl = [3] }");
+   start();
+   ASSERT_TRUE(eventually([&] { return !reason("SN-A", "smartctl").empty(); })) << log;
+   EXPECT_TRUE(isJson(of("smartData", "SN-A"), R"({"attrs": {}, "unknownAttrs": []})"));
+   EXPECT_EQ(reason("SN-A", "smartctl"), "a command to the disk failed or a checksum was wrong");
+   EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
+   EXPECT_TRUE((*lastRun("smartctl", "/dev/sda"))["failed"].GetBool());
+}
+
+TEST_F(HealthTest, AToolThatHangsIsEndedAndDelaysNobodyElse) {
+   addDrive("sdb", 2, "SN-B");
+   unit.tools().hangsIs(Tool::smartctl, "sda", true);
+   toolsKeyIs("timeout = 2");
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-B", "smartctl"); })) << log;
+   EXPECT_EQ(state["tools"]["timedOut"].GetUint(), 0U);
+   double const first = (*reading("SN-B", "smartctl"))["lastGood"].GetDouble();
+   ASSERT_TRUE(eventually([&] { return state["tools"]["timedOut"].GetUint() > 0; })) << log;
+   EXPECT_EQ(reason("SN-A", "smartctl"), "took longer than its limit");
+   EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
+   EXPECT_GE((*lastRun("smartctl", "/dev/sda"))["seconds"].GetDouble(), 2.0);
+   // Two real seconds are twenty polls, of which a busy machine may lose some.
+   EXPECT_GT((*reading("SN-B", "smartctl"))["lastGood"].GetDouble(), first + 5);
+   EXPECT_GT(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sdb"), 5U);
+   EXPECT_LE(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sda"), 2U);
+   unit.tools().hangsIs(Tool::smartctl, "sda", false);
+   EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+}
+
+TEST_F(HealthTest, ADiskThatGoesTakesItsRecordsAlong) {
+   addNvme();
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme") && isGood("SN-A", "smartctl"); })) << log;
+   unit.unplug("nvme0n1");
+   ASSERT_TRUE(eventually([&] { return !has("SN-N"); })) << log;
+   for (char const * key : {"smartData", "nvmeData", "ioStatData", "readings"})
+      EXPECT_FALSE(state[key].HasMember("SN-N")) << key;
+   EXPECT_TRUE(state["smartData"].HasMember("SN-A"));
+}
+
+TEST_F(HealthTest, StatusShowsTheFiguresAndWhatFails) {
+   unit.trafficIs("sda", 0, 2048000);
+   addNvme();
+   unit.tools().outputDel(Tool::nvmeSmartLog, "nvme0n1");
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl") && !reason("SN-N", "nvme").empty(); }))
+       << log;
+   Output const status = runProgram("status --socket " + socket);
+   EXPECT_EQ(status.exitCode, 0);
+   for (char const * const shown : {"HEALTH", "TEMP", "LIFE", "HOURS", "WRITTEN", "AGE", "READING", "34 °C",
+                                    "93 %", "9120", "18 TB", "nvme failing for ", ": exit code 2"})
+      EXPECT_NE(status.text.find(shown), std::string::npos) << "missing: " << shown << " in\n" << status.text;
+   rapidjson::Document document;
+   document.Parse(runProgram("status --json --socket " + socket).text.c_str());
+   ASSERT_FALSE(document.HasParseError());
+   EXPECT_EQ(document["smartData"]["SN-A"], of("smartData", "SN-A"));
+   EXPECT_TRUE(document["nvmeData"]["SN-N"].ObjectEmpty());
+}
+
+TEST_F(HealthTest, StopsCleanlyWhileToolsRun) {
+   addNvme();
+   unit.tools().hangsIs(Tool::smartctl, "sda", true);
+   unit.tools().hangsIs(Tool::smartctl, "nvme0n1", true);
+   unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true);
+   start();
+   ASSERT_TRUE(eventually([&] { return runsOf("smartctl") == 2 && runsOf("nvme smart-log") == 1; })) << log;
+   EXPECT_GE(watchingProcesses(), 4U);
+   EXPECT_EQ(agent->stop(), "exit code 0");
+   EXPECT_EQ(watchingProcesses(), 0U);
+}
+
+}  // namespace
