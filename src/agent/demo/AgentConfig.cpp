@@ -43,11 +43,11 @@ AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options con
    std::string mounts;
    for (auto const & mount : expectedMounts())
       mounts += (mounts.empty() ? "" : ", ") + quoted(mount);
-   std::string text = "poll_interval = 10\n\n[appliance]\n";
+   std::string text = "poll_interval = 60\n\n[appliance]\n";
    text += "etc_dir = " + quoted(unit.etcFolder()) + "\n";
    text += "expected_mounts = [" + mounts + "]\n";
    text += "mount_source_dir = " + quoted(folder / "mount-source") + "\n";
-   text += "\n[tools]\ntimeout = 20\npath = " + quoted(unit.toolsPath()) + "\n";
+   text += "\n[tools]\ntimeout = 4\npath = " + quoted(unit.toolsPath()) + "\n";
    text += "\n[kernel_messages]\nsocket = " + quoted(folder / "kernel.sock") + "\nforward_kmsg = false\n";
    text += "\n[status]\nsocket = " + quoted(config.statusSocket) + "\n";
    if (!options.http.empty())

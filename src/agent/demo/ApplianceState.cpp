@@ -28,6 +28,37 @@ DiskState diskState(rapidjson::Value const & value) {
    return disk;
 }
 
+std::optional<double> valueOf(rapidjson::Value const * attr, char const * member) {
+   return jsonNumber(attr, member);
+}
+
+std::string failingReading(rapidjson::Value const * readings) {
+   if (readings == nullptr || !readings->IsArray())
+      return {};
+   for (auto const & reading : readings->GetArray())
+      if (std::string const reason = jsonText(&reading, "reason"); !reason.empty())
+         return jsonText(&reading, "source") + ": " + reason;
+   return {};
+}
+
+DiskHealth diskHealth(rapidjson::Value const & state, std::string const & serial) {
+   auto const * smart = jsonMember(jsonMember(&state, "smartData"), serial);
+   auto const * attrs = jsonMember(smart, "attrs");
+   auto const * nvme = jsonMember(jsonMember(&state, "nvmeData"), serial);
+   auto const * emmc = jsonMember(jsonMember(&state, "emmcData"), serial);
+   auto const firstOf = [](std::optional<double> a, std::optional<double> b) { return a ? a : b; };
+   DiskHealth health;
+   health.passed = jsonBool(smart, "healthStatusOk");
+   health.temperature = firstOf(valueOf(jsonMember(attrs, "temperatureCelsius"), "reportedValue"),
+                                valueOf(jsonMember(nvme, "temperatureCelsius"), "value"));
+   health.hours = firstOf(valueOf(jsonMember(attrs, "powerOnHours"), "reportedValue"),
+                          valueOf(jsonMember(nvme, "powerOnHours"), "value"));
+   health.lifeUsed =
+       firstOf(valueOf(jsonMember(nvme, "percentageUsed"), "value"), jsonNumber(emmc, "lifetimeEstTypA"));
+   health.failing = failingReading(jsonMember(jsonMember(&state, "readings"), serial));
+   return health;
+}
+
 std::string described(std::string const & serial, DiskState const & disk) {
    return escaped(serial) + "  " + escaped(disk.model) + "  firmware " + escaped(disk.firmware) + "  " +
           escaped(disk.blockDevice) + "  " + std::to_string(disk.sizeGb) + " GB  " +
@@ -43,6 +74,31 @@ void difference(std::string & line, char const * what, Value const & before, Val
       line.append(std::to_string(before)).append(" -> ").append(std::to_string(now));
    else
       line.append(escaped(before)).append(" -> ").append(escaped(now));
+}
+
+std::string shown(std::optional<double> value) {
+   return value ? std::to_string(static_cast<long>(*value)) : "?";
+}
+
+std::string shown(std::optional<bool> verdict) {
+   return !verdict ? "?" : *verdict ? "passed" : "FAILING";
+}
+
+std::string shown(std::string const & failing) {
+   return failing.empty() ? "good" : failing;
+}
+
+std::string healthChanges(DiskHealth const & before, DiskHealth const & now) {
+   std::string line;
+   auto const tell = [&line](char const * what, auto const & old, auto const & current) {
+      difference(line, what, shown(old), shown(current));
+   };
+   tell("self-test", before.passed, now.passed);
+   tell("degrees", before.temperature, now.temperature);
+   tell("hours", before.hours, now.hours);
+   tell("life used", before.lifeUsed, now.lifeUsed);
+   tell("reading", before.failing, now.failing);
+   return line;
 }
 
 std::string changes(DiskState const & before, DiskState const & now) {
@@ -66,6 +122,11 @@ DiskState const * ApplianceState::disk(std::string const & serial) const {
    return found == disks.end() ? nullptr : &found->second;
 }
 
+DiskHealth const * ApplianceState::healthOf(std::string const & serial) const {
+   auto const found = health.find(serial);
+   return found == health.end() ? nullptr : &found->second;
+}
+
 ApplianceState parseState(std::string_view document) {
    rapidjson::Document json;
    json.Parse(document.data(), document.size());
@@ -75,8 +136,11 @@ ApplianceState parseState(std::string_view document) {
    state.internalDevicesReady = jsonBool(&json, "internalDevicesReady").value_or(false);
    auto const * disks = jsonMember(jsonMember(&json, "connectedDevices"), "disk");
    if (disks != nullptr && disks->IsObject())
-      for (auto const & member : disks->GetObject())
-         state.disks.emplace(jsonText(member.name), diskState(member.value));
+      for (auto const & member : disks->GetObject()) {
+         std::string const serial{jsonText(member.name)};
+         state.disks.emplace(serial, diskState(member.value));
+         state.health.emplace(serial, diskHealth(json, serial));
+      }
    return state;
 }
 
@@ -91,6 +155,11 @@ std::vector<std::string> differences(ApplianceState const & before, ApplianceSta
          lines.push_back("+ " + described(serial, disk));
       else if (*old != disk)
          lines.push_back("~ " + escaped(serial) + changes(*old, disk));
+      auto const * oldHealth = before.healthOf(serial);
+      auto const * health = now.healthOf(serial);
+      if (health != nullptr && *health != (oldHealth ? *oldHealth : DiskHealth{}))
+         lines.push_back("~ " + escaped(serial) +
+                         healthChanges(oldHealth ? *oldHealth : DiskHealth{}, *health));
    }
    return lines;
 }

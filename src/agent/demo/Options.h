@@ -15,9 +15,9 @@ class UsageError : public std::runtime_error {
 
 struct Options {
    bool help = false;
-   std::string agent;       // path of the agent; empty: the one that belongs to the demo
-   std::string http;        // address and port of the page, as in the configuration; empty: none
-   double timeScale = 1.0;  // 0.001 to 100000
+   std::string agent;      // path of the agent; empty: the one that belongs to the demo
+   std::string http;       // address and port of the page, as in the configuration; empty: none
+   double timeScale = 60;  // 0.001 to 100000; with 60 the disks are read every second
 };
 
 // `arguments` are those after the program's name. Throws UsageError with one line.

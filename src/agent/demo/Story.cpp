@@ -107,6 +107,22 @@ bool eusbIdentified(ApplianceState const & state) {
                 {"Wren_Internal_Flash", "1.00", "/dev/sdb", "/mnt/eusb", false, eusb, usbBus, 8});
 }
 
+// Whether a disk's health is known and no reading of it fails.
+bool healthy(ApplianceState const & state, char const * serial) {
+   auto const * health = state.healthOf(serial);
+   return health != nullptr && health->passed.value_or(true) && health->failing.empty() &&
+          (health->hours || health->lifeUsed);
+}
+
+bool bootDisksHealthy(ApplianceState const & state) {
+   return healthy(state, flashSerial) && healthy(state, driveSerial) && healthy(state, cardSerial);
+}
+
+bool failing(ApplianceState const & state, char const * serial, std::string const & reading) {
+   auto const * health = state.healthOf(serial);
+   return health != nullptr && health->failing.starts_with(reading);
+}
+
 bool bootDisksIdentified(ApplianceState const & state) {
    return state.internalDevicesReady && flashIdentified(state) && driveIdentified(state) &&
           cardIdentified(state) && eusbIdentified(state);
@@ -173,6 +189,78 @@ std::vector<Step> discovery() {
    };
 }
 
+// A year of hard work.
+Simulation::DriveHealth worn() {
+   Simulation::DriveHealth health;
+   health.temperature = 58;
+   health.powerOnHours = 17880;
+   health.percentUsed = 91;
+   health.bytesWritten = 190'000'000'000'000;
+   return health;
+}
+
+Simulation::DriveHealth broken() {
+   auto health = worn();
+   health.passed = false;
+   health.reallocatedSectors = 2040;
+   return health;
+}
+
+bool grownOld(ApplianceState const & state) {
+   auto const * flash = state.healthOf(flashSerial);
+   auto const * drive = state.healthOf(driveSerial);
+   auto const * card = state.healthOf(cardSerial);
+   return flash != nullptr && flash->temperature == worn().temperature &&
+          flash->hours == static_cast<double>(worn().powerOnHours) && drive != nullptr &&
+          drive->lifeUsed == worn().percentUsed && card != nullptr && card->lifeUsed == 10;
+}
+
+std::vector<Step> health() {
+   return {
+       {"smartctl, nvme and the chip's registers tell how the disks are", [](SimulatedUnit &) {},
+        bootDisksHealthy},
+       {"A year of hard work: the disks are warm and old",
+        [](SimulatedUnit & unit) {
+           for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()}) {
+              unit.healthIs(disk, worn());
+              unit.trafficIs(disk.name, 2'000'000'000'000, 9'000'000'000'000);
+           }
+        },
+        grownOld},
+       {"smartctl prints rubbish about the SATA disk: what was read before stays",
+        [](SimulatedUnit & unit) { unit.tools().outputIs(Tool::smartctl, "sda", "Segmentation fau"); },
+        [](ApplianceState const & state) {
+           return failing(state, flashSerial, "smartctl: unreadable output") && grownOld(state);
+        }},
+       {"smartctl is itself again, and the disk fails its self-test",
+        [](SimulatedUnit & unit) { unit.healthIs(flashDisk(), broken()); },
+        [](ApplianceState const & state) {
+           auto const * flash = state.healthOf(flashSerial);
+           return flash != nullptr && flash->passed == false && flash->failing.empty();
+        }},
+       {"nvme hangs on the NVMe drive; its run is ended after four seconds, the other disks are read on",
+        [](SimulatedUnit & unit) { unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true); },
+        [](ApplianceState const & state) { return failing(state, driveSerial, "nvme: "); },
+        std::chrono::seconds(15)},
+       {"nvme answers again",
+        [](SimulatedUnit & unit) { unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", false); },
+        [](ApplianceState const & state) { return healthy(state, driveSerial); }, std::chrono::seconds(15)},
+       {"The failing SATA disk is taken out for repair", [](SimulatedUnit & unit) { unit.unplug("sda"); },
+        [](ApplianceState const & state) {
+           return state.disk(driveSerial) != nullptr && state.disk(flashSerial) == nullptr;
+        }},
+       {"It comes back as new, and the others are replaced by new ones of the same kind",
+        [](SimulatedUnit & unit) {
+           for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()})
+              unit.healthIs(disk, {});
+           unit.plug(flashDisk());
+        },
+        [](ApplianceState const & state) {
+           return flashIdentified(state) && bootDisksHealthy(state) && !grownOld(state);
+        }},
+   };
+}
+
 std::vector<Step> troubles() {
    return {
        {"The NVMe drive is pulled while the unit runs", [](SimulatedUnit & unit) { unit.unplug("nvme0n1"); },
@@ -215,8 +303,8 @@ void bootUnit(SimulatedUnit & unit) {
 std::vector<Step> const & story() {
    static std::vector<Step> const steps = [] {
       auto all = discovery();
-      auto rest = troubles();
-      all.insert(all.end(), rest.begin(), rest.end());
+      for (auto const & more : {health(), troubles()})
+         all.insert(all.end(), more.begin(), more.end());
       return all;
    }();
    return steps;

@@ -71,6 +71,23 @@ TEST(ApplianceStateTest, tellsWhatCameWentAndChanged) {
              (std::vector<std::string>{"- A1  Kestrel  firmware 1  /dev/sda  240 GB  fixed  /mnt/flash"}));
 }
 
+TEST(ApplianceStateTest, tellsHowTheHealthOfADiskChanged) {
+   std::string const disk = R"("connectedDevices": {"disk": {"A1": {"model": "Kestrel"}}})";
+   auto const before = parseState("{" + disk + "}");
+   EXPECT_EQ(*before.healthOf("A1"), DiskHealth());
+   auto const now = parseState("{" + disk + R"(, "smartData": {"A1": {"healthStatusOk": false,
+      "attrs": {"temperatureCelsius": {"reportedValue": 58}, "powerOnHours": {"reportedValue": 9120}}}},
+      "nvmeData": {"A1": {"percentageUsed": {"value": 91}}},
+      "readings": {"A1": [{"source": "iostat"}, {"source": "smartctl", "reason": "bad\nnews"}]}})");
+   EXPECT_EQ(*now.healthOf("A1"), (DiskHealth{false, 58, 9120, 91, "smartctl: bad\nnews"}));
+   EXPECT_EQ(differences(before, now),
+             std::vector<std::string>{
+                 "~ A1  self-test ? -> FAILING  degrees ? -> 58  hours ? -> 9120  life used ? -> "
+                 "91  reading good -> smartctl: bad\\nnews"});
+   EXPECT_EQ(differences(now, now), nothing);
+   EXPECT_EQ(before.healthOf("A2"), nullptr);
+}
+
 TEST(DemoOptionsTest, areReadInBothSpellings) {
    auto const options =
        parseOptions({"--time-scale=60", "--http", "127.0.0.1:9634", "--agent", "/bin/agent"});
@@ -78,7 +95,7 @@ TEST(DemoOptionsTest, areReadInBothSpellings) {
    EXPECT_EQ(options.http, "127.0.0.1:9634");
    EXPECT_EQ(options.agent, "/bin/agent");
    EXPECT_TRUE(parseOptions({"--help"}).help);
-   EXPECT_EQ(parseOptions({}).timeScale, 1.0);
+   EXPECT_EQ(parseOptions({}).timeScale, 60.0);
 }
 
 TEST(DemoOptionsTest, areRefusedWhenTheyMakeNoSense) {
