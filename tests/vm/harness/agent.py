@@ -14,10 +14,9 @@ KERNEL_SOCKET = "/run/kernelmessages"
 
 # An hour of the framework's time passes in a minute, so that a file system test and several polls fit in.
 TIME_SCALE = 60
+POLL_SECONDS = 15  # real ones
 
 _CONFIGURATION = f"""
-poll_interval = 900
-
 [appliance]
 expected_mounts = {json.dumps(machine.EXPECTED_MOUNTS)}
 
@@ -41,14 +40,17 @@ class Agent:
     def __init__(self, guest: Guest) -> None:
         self._guest = guest
 
-    def configure(self) -> None:
+    def configure(self, poll_seconds: int = POLL_SECONDS, tools: str = "") -> None:
+        """Writes its files; `poll_seconds` are real ones, `tools` is the content of that section."""
         self._guest.write("/etc/blockdev", machine.ETC_BLOCKDEV)
         self._guest.write("/etc/multidrive", machine.ETC_MULTIDRIVE)
         self._guest.write("/etc/multidrive_src", machine.ETC_MULTIDRIVE_SRC)
-        self._guest.write(CONFIG, _CONFIGURATION)
+        configuration = f"poll_interval = {poll_seconds * TIME_SCALE}\n{_CONFIGURATION}\n[tools]\n{tools}\n"
+        self._guest.write(CONFIG, configuration)
 
     def start(self) -> None:
         program = f"echo $$ >{PID}; exec {PROGRAM} agent --config {CONFIG}"
+        self._guest.must(f"rm -f {STATUS}")
         self._guest.must(f"(setsid sh -c '{program}' >/run/agent.out 2>{LOG}; echo $? >{STATUS}) >/dev/null 2>&1 &")
 
     def terminate(self) -> None:
@@ -64,6 +66,10 @@ class Agent:
     def state(self) -> dict[str, Any]:
         """The state document; empty while the agent does not answer."""
         return self._asked("status --json")
+
+    def time(self) -> float:
+        """By its own clock, as it times its readings."""
+        return float(self.state().get("time", 0.0))
 
     def disks(self) -> dict[str, dict[str, Any]]:
         return self.state().get("connectedDevices", {}).get("disk", {})
@@ -87,9 +93,12 @@ class Agent:
     def leftovers(self) -> list[str]:
         """Its sockets and the processes of its tools that are still there."""
         sockets = self._guest.run(f"ls {STATUS_SOCKET} {KERNEL_SOCKET} 2>/dev/null").out.split()
-        processes = self._guest.must("for p in /proc/[0-9]*; do cat $p/comm 2>/dev/null; done").split("\n")
         tools = {"storagedevices", "smartctl", "nvme", "hdparm", "expr"}
-        return sockets + [process for process in processes if process in tools]
+        return sockets + [process for process in self.processes() if process in tools]
+
+    def processes(self) -> list[str]:
+        """The guest's processes by name, those of the agent's tools among them."""
+        return self._guest.must("for p in /proc/[0-9]*; do cat $p/comm 2>/dev/null; done; true").split("\n")
 
     def _asked(self, question: str) -> dict[str, Any]:
         answer = self._guest.run(f"{PROGRAM} {question}", 30)

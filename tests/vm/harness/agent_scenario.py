@@ -1,18 +1,17 @@
 """The agent on the emulated appliance: what it says of every disk, and how it follows faults, pulls, plugs, storms."""
 
-import json
-from collections.abc import Callable, Collection
+from collections.abc import Collection
 from pathlib import Path
 from typing import Any
 
 from . import machine
-from .agent import TIME_SCALE, Agent
+from .agent import TIME_SCALE
 from .appliance import Appliance
+from .health import GOOD_SOURCES
+from .health_checks import BUSSES, HealthChecks, check_kept
 from .machine import Disk
+from .scenario import FOLLOW_SECONDS, START_SECONDS, Scenario
 
-START_SECONDS = 90.0
-FOLLOW_SECONDS = 60.0
-STOP_SECONDS = 30.0
 # Both phases of a file system test, each after five minutes of the framework's time, and as long again.
 FILE_SYSTEM_TEST_SECONDS = 2 * 2 * 300 / TIME_SCALE + FOLLOW_SECONDS
 STORM_SECONDS = 400
@@ -21,51 +20,34 @@ TEST_MOUNT = "/mnt/drive"
 
 # What the agent runs beside discovery: the start-up check and, by their keys in the state document, the monitors.
 DETECTION = "detection"
-MONITORS = (DETECTION, "smartData", "nvmeData", "ioStatData", "mountPoints", "storageDevicesInfo")
+MONITORS = (DETECTION, *BUSSES, "mountPoints", "storageDevicesInfo")
+HEALTH_MONITORS = frozenset(BUSSES)
 
 
-class AgentScenario:
-    """Runs the checks in order; the present disks are kept up to date as they are pulled and plugged."""
+class AgentScenario(Scenario):
+    """The agent as it is configured by default; its checks build on each other."""
 
     def __init__(self, appliance: Appliance, monitors: Collection[str], storm_rounds: int) -> None:
-        self._appliance = appliance
-        self._guest = appliance.guest
-        self._report = appliance.report
-        self._agent = Agent(appliance.guest)
+        super().__init__(appliance)
         self._monitors = frozenset(monitors)
         self._storm_rounds = storm_rounds
-        self._watched = list(machine.WATCHED)
-        self._last_state: dict[str, Any] = {}
 
     def run(self, work: Path) -> None:
         partition = self._appliance.format_and_mount(machine.SATA_SSD, TEST_MOUNT)
         self._agent.configure()
-        self._agent.start()
-        steps: tuple[Callable[[], None], ...] = (
-            self._check_start,
-            self._check_detection,
-            self._check_health,
-            lambda: self._check_file_system(partition),
-            self._check_faults,
-            self._check_pulls,
-            self._check_plugs,
-            self._check_storm,
+        self._run_agent(
+            work,
+            (
+                self._check_start,
+                self._check_detection,
+                self._check_health,
+                lambda: self._check_file_system(partition),
+                self._check_faults,
+                self._check_pulls,
+                self._check_plugs,
+                self._check_storm,
+            ),
         )
-        try:
-            if all(self._survives(step) for step in steps):
-                self._check_stop()
-        finally:
-            (work / "vm-agent.log").write_text(self._agent.log())
-            (work / "vm-state.json").write_text(json.dumps(self._last_state, indent=2))
-
-    def _survives(self, step: Callable[[], None]) -> bool:
-        step()
-        self._last_state = self._agent.state() or self._last_state
-        status = self._agent.exit_status()
-        if status:
-            ending = f"it ended with status {status}: {self._agent.log()[-1000:]}"
-            self._report.check("the agent keeps running", False, ending)
-        return not status
 
     def _check_start(self) -> None:
         self._expect_disks("at the start", START_SECONDS)
@@ -95,16 +77,11 @@ class AgentScenario:
     def _says(self, check: str, name: str, argument: str) -> None:
         self._report.becomes(check, lambda: self._agent.has_said(name, argument), True, FOLLOW_SECONDS)
 
-    def _expect_disks(self, when: str, seconds: float = FOLLOW_SECONDS) -> None:
-        """Checks that the agent comes to watch exactly the disks that it should."""
-        wanted = sorted(record["name"] for record in self._appliance.expected_records(self._watched).values())
-        check = f"{when}: the agent watches {wanted}"
-        self._report.becomes(check, lambda: sorted(self._agent.disks()), wanted, seconds)
-
     def _expect_records(self, when: str) -> None:
         """Checks every field of every disk, and the map from udev's serials."""
         expected = self._appliance.expected_records(self._watched)
-        devices = self._agent.state().get("connectedDevices", {})
+        state = self._agent.state()
+        devices = state.get("connectedDevices", {})
         for disk, record in expected.items():
             actual = devices.get("disk", {}).get(record["name"], {})
             wrong = [key for key, value in record.items() if actual.get(key) != value]
@@ -112,58 +89,17 @@ class AgentScenario:
             self._report.check(f"{when}: the record of {disk.name} is right", not wrong, detail)
         names = {disk.udev_serial: record["name"] for disk, record in expected.items()}
         self._report.equal(f"{when}: udev's serials lead to the disks", devices.get("udevSerialToSerialMap"), names)
+        serials = {disk: record["name"] for disk, record in expected.items()}
+        check_kept(self._report, when, state, serials, self._monitors)
 
     def _check_health(self) -> None:
-        """Each monitor keeps a record of the disks that are its own, filled from what the tools say."""
-        busses = {record["name"]: record["busType"] for record in self._agent.disks().values()}
-        wired_disks = {name for name, bus in busses.items() if bus != machine.OTHER}
-        nvme_drives = {name for name, bus in busses.items() if bus == machine.NVME}
-        self._check_polled("smartData", wired_disks, machine.SATA_SSD, "attrs", self._compare_smart)
-        self._check_polled("nvmeData", nvme_drives, machine.NVME_FIXED, "temperatureCelsius", self._compare_nvme)
-        if "ioStatData" in self._monitors:
-            kept = sorted(self._agent.state().get("ioStatData", {}))
-            self._report.equal("I/O statistics are kept for every disk", kept, sorted(busses))
-
-    def _check_polled(
-        self,
-        monitor: str,
-        disks: set[str],
-        example: Disk,
-        attribute: str,
-        compare: Callable[[dict[str, Any]], None],
-    ) -> None:
-        """Checks whose data a monitor keeps and, once the example's has the attribute, what it says."""
-        if monitor not in self._monitors:
+        """With nothing configured, every tool's report counts."""
+        if not HEALTH_MONITORS <= self._monitors:
             return
-        kept = sorted(self._agent.state().get(monitor, {}))
-        self._report.equal(f"{monitor} is kept for its disks", kept, sorted(disks))
-        data = self._report.eventually(
-            f"{monitor} of {example.name} is read",
-            lambda: self._agent.state().get(monitor, {}).get(example.serial, {}),
-            lambda data: bool(data.get(attribute)),
-            FOLLOW_SECONDS,
-        )
-        if data.get(attribute):
-            compare(data)
-
-    def _compare_smart(self, data: dict[str, Any]) -> None:
-        device = self._appliance.disks()[machine.SATA_SSD.udev_serial].device
-        table = json.loads(self._guest.run(f"smartctl --json=c -HA {device}").out)["ata_smart_attributes"]["table"]
-        rows = {row["id"]: row for row in table}
-        self._report.equal("the SATA drive's health is good", data.get("healthStatusOk"), True)
-        hours = data["attrs"].get("powerOnHours", {}).get("raw")
-        self._report.equal("its power-on hours are what smartctl says", hours, rows[9]["raw"]["value"])
-        named = {attribute["id"] for attribute in (*data["attrs"].values(), *data.get("unknownAttrs", []))}
-        self._report.equal("all its attributes are there", named, set(rows))
-
-    def _compare_nvme(self, data: dict[str, Any]) -> None:
-        device = self._appliance.disks()[machine.NVME_FIXED.udev_serial].device
-        log = json.loads(self._guest.must(f"nvme smart-log --output-format=json {device}"))
-        celsius = int(log["temperature"]) - 273
-        self._report.equal("the NVMe drive's temperature is right", data["temperatureCelsius"]["value"], celsius)
-        reads = data["hostReadCommands"]["value"]
-        told = int(log["host_read_commands"])
-        self._report.check("its counters are read, though printed as texts", 0 < reads <= told, f"{reads} of {told}")
+        checks = HealthChecks(self._appliance, self._agent, self._serials())
+        readings = [(disk, source) for disk in self._watched for source in GOOD_SOURCES[disk.bus]]
+        state = checks.wait("every disk is read", lambda state: checks.read_since(state, 0.0, readings))
+        checks.nothing_is_wrong("as configured by default", state)
 
     def _check_file_system(self, partition: str) -> None:
         if "mountPoints" not in self._monitors:
@@ -210,8 +146,10 @@ class AgentScenario:
     def _gone(self, when: str, disk: Disk) -> None:
         self._watched.remove(disk)
         self._expect_disks(when)
-        known = self._agent.state().get("connectedDevices", {}).get("udevSerialToSerialMap", {})
+        state = self._agent.state()
+        known = state.get("connectedDevices", {}).get("udevSerialToSerialMap", {})
         self._report.check(f"{when}: its entry in the map is gone", disk.udev_serial not in known, str(known))
+        check_kept(self._report, when, state, self._serials(), self._monitors)
 
     def _expect_offline(self, when: str, disk: Disk, disconnects: int) -> None:
         if DETECTION in self._monitors:
@@ -262,8 +200,3 @@ class AgentScenario:
             lambda count: count <= descriptors,
             FOLLOW_SECONDS,
         )
-
-    def _check_stop(self) -> None:
-        self._agent.terminate()
-        self._report.becomes("SIGTERM ends the agent with status 0", self._agent.exit_status, "0", STOP_SECONDS)
-        self._report.equal("no socket and no child is left", self._agent.leftovers(), [])

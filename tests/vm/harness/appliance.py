@@ -72,6 +72,10 @@ class Appliance:
     def unplug(self, identifier: str) -> None:
         self.emulator.unplug(identifier)
 
+    def critical_warning_is(self, drive: Disk, bits: int) -> None:
+        """What an NVMe drive says of itself; any bit makes it a failing one to smartctl."""
+        self.emulator.set_property(drive.name, "smart_critical_warning", bits)
+
     def delete_in_guest(self, disk: Disk) -> str:
         """Takes a disk away as the kernel does when its link dies; answers its host, for bring_back."""
         seen = self.disks()[disk.udev_serial]

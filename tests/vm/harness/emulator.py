@@ -97,6 +97,9 @@ class Emulator:
     def plug(self, device: dict[str, Any]) -> None:
         self.execute("device_add", device)
 
+    def set_property(self, identifier: str, name: str, value: Any) -> None:
+        self.execute("qom-set", {"path": f"/machine/peripheral/{identifier}", "property": name, "value": value})
+
     def unplug(self, identifier: str, seconds: float = 30) -> None:
         """Asks for the removal and waits until the guest has let go of the device."""
         self.execute("device_del", {"id": identifier})

@@ -8,6 +8,7 @@ from typing import Any
 USB, SATA, NVME, OTHER = range(4)  # the bus types of the state document
 EUSB, SSD, EMMC, NVM = 1, 2, 3, 4  # its storage types; 0 is a disk that no collector has looked at
 SECTOR = 512
+UNRELIABLE = 4  # the critical warning of an NVMe drive that has worn out
 
 
 @dataclass(frozen=True, eq=False)
@@ -29,6 +30,11 @@ class Disk:
     @property
     def serial(self) -> str:
         return self.expected.get("name", self.udev_serial)
+
+    @property
+    def bus(self) -> int:
+        """Of a disk that the agent watches."""
+        return int(self.expected["busType"])
 
     def image(self, work: Path) -> Path:
         return work / f"{self.name}.img"
