@@ -11,8 +11,8 @@ install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${pa
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h")
 foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
         DiskInfoCollectorSm ApplianceRules
-        DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export IOStatSm
-        LogCatalogue NvmeDataMonitorSm SmartDataMonitorSm TempSensorSm)
+        DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export FsHealthIoOps FsHealthSm IOStatSm
+        LogCatalogue MountPtMonitorManagerSm MountPtMonitorSm NvmeDataMonitorSm SmartDataMonitorSm TempSensorSm)
   install(FILES ${PROJECT_SOURCE_DIR}/src/StorageDevices/${header}.h DESTINATION ${headerDir}/StorageDevices)
 endforeach()
 

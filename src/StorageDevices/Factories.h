@@ -10,6 +10,7 @@
 #include "runtime/model/EmmcData.h"
 #include "runtime/model/FruConfig.h"
 #include "runtime/model/IOStatData.h"
+#include "runtime/model/MountPtMonitorHelper.h"
 #include "runtime/model/NvmeData.h"
 #include "runtime/model/PollInterval.h"
 #include "runtime/model/SmartData.h"
@@ -22,7 +23,11 @@ class ConnectedDevicesSm;
 class DeviceDetectionSm;
 class DeviceLifetimeMonitorSm;
 class EmmcDataMonitorSm;
+class FsHealthIoOps;
+class FsHealthSm;
 class IOStatSm;
+class MountPtMonitorManagerSm;
+class MountPtMonitorSm;
 class NvmeDataMonitorSm;
 class SmartDataMonitorSm;
 class StorageDeviceErrWatcherSm;
@@ -77,5 +82,20 @@ STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> tempSensorSmFactory(
 STORAGEDEVICES_API Pelm::Ptr<StorageDeviceErrWatcherSm> storageDeviceErrWatcherSmFactory(
     Pelm::Ptr<StorageDevicesInfo> const & sdevInfo, Pelm::Ptr<ConnectedDevices const> const & connDevs,
     Pelm::String const & unixSockName);
+
+// Watches the mount points of the fixed disks that are known when it is called, and tests their file
+// systems. Call it when discovery has settled.
+STORAGEDEVICES_API Pelm::Ptr<MountPtMonitorManagerSm> mountPtMonitorManagerSmFactory(
+    Pelm::Ptr<ConnectedDevices> const & devices);
+
+// One mount point of the above.
+STORAGEDEVICES_API Pelm::Ptr<MountPtMonitorSm> mountPtMonitorSmFactory(
+    Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
+    Pelm::Ptr<ConnectedDevices const> const & devices);
+
+// The test of one file system, which runs between `start` and `stop`, and the system calls that it makes.
+STORAGEDEVICES_API Pelm::Ptr<FsHealthSm> fsHealthSmFactory(Pelm::String const & mntPt, unsigned int blkSize,
+                                                           Pelm::Ptr<ConnectedDevices const> const & devices);
+STORAGEDEVICES_API Pelm::Ptr<FsHealthIoOps> fsHealthIoOpsFactory();
 
 }  // namespace StorageDevices

@@ -17,8 +17,10 @@ inline std::string fileContent(std::filesystem::path const & path) {
 
 class TempDir {
  public:
-   TempDir() {
-      std::string name = (std::filesystem::temp_directory_path() / "test-XXXXXX").string();
+   TempDir() : TempDir{std::filesystem::temp_directory_path()} {}
+   // In another folder than the usual.
+   explicit TempDir(std::filesystem::path const & parent) {
+      std::string name = (parent / "test-XXXXXX").string();
       if (!mkdtemp(name.data()))
          throw std::runtime_error{"no temporary folder"};
       path_ = name;

@@ -1,0 +1,72 @@
+#include "StorageDevices/FsHealthIoOps.h"
+
+#include <fcntl.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthTrace.h"
+
+namespace StorageDevices {
+
+namespace {
+
+// The injected result, or what the call answers.
+template <class Call>
+auto injectedOr(FsHealthIoOps::Attribute const & result, FsHealthIoOps::Attribute const & error, Call call)
+    -> decltype(call()) {
+   if (result() == 0)
+      return call();
+   errno = error();
+   return result();
+}
+
+}  // namespace
+
+int FsHealthIoOps::openPath(Pelm::String const & path, int flags) const {
+   constexpr mode_t mode = 0644;
+   return injectedOr(openRet, openErrno, [&] { return open(path.data(), flags | O_CLOEXEC, mode); });
+}
+
+std::int64_t FsHealthIoOps::lseekFd(int fd, int offset, int whence) const {
+   return injectedOr(lseekRet, lseekErrno, [&] { return std::int64_t{lseek(fd, offset, whence)}; });
+}
+
+std::int64_t FsHealthIoOps::readFd(int fd, void * buffer, std::uint32_t length) const {
+   return injectedOr(readRet, readErrno, [&] { return std::int64_t{read(fd, buffer, length)}; });
+}
+
+std::int64_t FsHealthIoOps::writeFd(int fd, void const * buffer, std::uint32_t length) const {
+   return injectedOr(writeRet, writeErrno, [&] { return std::int64_t{write(fd, buffer, length)}; });
+}
+
+int FsHealthIoOps::fsyncFd(int fd) const {
+   return injectedOr(fsyncRet, fsyncErrno, [&] { return fsync(fd); });
+}
+
+int FsHealthIoOps::closeFd(int fd) const {
+   return injectedOr(closeRet, closeErrno, [&] { return close(fd); });
+}
+
+int FsHealthIoOps::getUtilPercent(Pelm::String const & path) const {
+   constexpr std::uint64_t all = 100;
+   if (utilChkRet() != 0)
+      return utilChkRet();
+   struct statvfs status {};
+   if (statvfs(path.data(), &status) != 0)
+      return -1;
+   VORN_TRACE(fsHealthTraceHandle, 7) << "getUtilPercent"
+                                      << " blks: " << status.f_blocks << " free-blks: " << status.f_bfree
+                                      << " blks-avail: " << status.f_bavail;
+   std::uint64_t const used = status.f_blocks - status.f_bfree;
+   std::uint64_t const usable = used + status.f_bavail;
+   return usable == 0 ? -1 : static_cast<int>(used * all / usable);
+}
+
+Pelm::Ptr<FsHealthIoOps> fsHealthIoOpsFactory() {
+   return Pelm::make<FsHealthIoOps>();
+}
+
+}  // namespace StorageDevices

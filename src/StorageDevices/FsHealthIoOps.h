@@ -1,0 +1,58 @@
+// The system calls of the file system health test. Each can be made to fail on purpose: while its result
+// attribute is not 0, that is answered, with errno set to the errno attribute, and no call is made.
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+
+namespace StorageDevices {
+
+class FsHealthIoOps : public Pelm::Node {
+ public:
+   using Attribute = Vorn::Attribute<std::int32_t, FsHealthIoOps>;
+
+   Attribute openRet{*this, "openRet", 0};
+   void openRetIs(std::int32_t value) { openRet.valueIs(value); }
+   Attribute openErrno{*this, "openErrno", 0};
+   void openErrnoIs(std::int32_t value) { openErrno.valueIs(value); }
+   Attribute lseekRet{*this, "lseekRet", 0};
+   void lseekRetIs(std::int32_t value) { lseekRet.valueIs(value); }
+   Attribute lseekErrno{*this, "lseekErrno", 0};
+   void lseekErrnoIs(std::int32_t value) { lseekErrno.valueIs(value); }
+   Attribute readRet{*this, "readRet", 0};
+   void readRetIs(std::int32_t value) { readRet.valueIs(value); }
+   Attribute readErrno{*this, "readErrno", 0};
+   void readErrnoIs(std::int32_t value) { readErrno.valueIs(value); }
+   Attribute writeRet{*this, "writeRet", 0};
+   void writeRetIs(std::int32_t value) { writeRet.valueIs(value); }
+   Attribute writeErrno{*this, "writeErrno", 0};
+   void writeErrnoIs(std::int32_t value) { writeErrno.valueIs(value); }
+   Attribute fsyncRet{*this, "fsyncRet", 0};
+   void fsyncRetIs(std::int32_t value) { fsyncRet.valueIs(value); }
+   Attribute fsyncErrno{*this, "fsyncErrno", 0};
+   void fsyncErrnoIs(std::int32_t value) { fsyncErrno.valueIs(value); }
+   Attribute closeRet{*this, "closeRet", 0};
+   void closeRetIs(std::int32_t value) { closeRet.valueIs(value); }
+   Attribute closeErrno{*this, "closeErrno", 0};
+   void closeErrnoIs(std::int32_t value) { closeErrno.valueIs(value); }
+   // Percent, or -1; there is no errno to it.
+   Attribute utilChkRet{*this, "utilChkRet", 0};
+   void utilChkRetIs(std::int32_t value) { utilChkRet.valueIs(value); }
+
+   // As the calls of the same name: a descriptor, an offset, a number of bytes or 0; negative, and errno, on
+   // failure. A file that is created gets mode 0644.
+   int openPath(Pelm::String const & path, int flags) const;
+   std::int64_t lseekFd(int fd, int offset, int whence) const;
+   std::int64_t readFd(int fd, void * buffer, std::uint32_t length) const;
+   std::int64_t writeFd(int fd, void const * buffer, std::uint32_t length) const;
+   int fsyncFd(int fd) const;
+   int closeFd(int fd) const;
+   // Used space of a file system in percent, of what users may use; -1 when it cannot be told.
+   int getUtilPercent(Pelm::String const & path) const;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,373 @@
+#include "StorageDevices/FsHealthSm.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthTrace.h"
+#include "StorageDevices/LogMessages.h"
+#include "runtime/Vorn/Machine.h"
+
+namespace StorageDevices {
+
+Vorn::TraceHandle fsHealthTraceHandle{"StorageFsHealthSm", true};
+
+namespace {
+
+LogMessages logs;
+
+using State = FsHealthSmState;
+
+constexpr char utilChkName[] = "utilChk";
+
+bool isDirectory(Pelm::String const & path) {
+   struct stat status {};
+   return stat(path.data(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// What tells an operator that the medium is in trouble; everything else is only traced.
+bool isLogged(int error) {
+   for (int const logged : {EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT})
+      if (error == logged)
+         return true;
+   return false;
+}
+
+}  // namespace
+
+FsHealthSm::FsHealthSm(Pelm::String mntPt, std::uint32_t blkSize, Pelm::Ptr<ConnectedDevices const> devices)
+    : mntPt_{std::move(mntPt)}, blkSize_{blkSize}, devices_{std::move(devices)} {}
+
+FsHealthSm::~FsHealthSm() {
+   if (fsHealthSmFd_)
+      closeHeldFd();
+}
+
+void FsHealthSm::vornDoZombieReactors(bool zombie) {
+   fdReactor_.hasNotificationActiveIs(!zombie);
+   if (testClock_)
+      testClock_->hasNotificationActiveIs(!zombie);
+   if (utilChkClock_)
+      utilChkClock_->hasNotificationActiveIs(!zombie);
+}
+
+void FsHealthSm::handleInitialized() {
+   ioOps_ = fsHealthIoOpsFactory();
+   fsHealthSmFd_ = Pelm::make<Vorn::FileDescriptor>("fsHealthSm");
+   fsHealthSmFd_->nonBlockingIs(true);
+   fdReactor_.notifierIs(fsHealthSmFd_);
+   fdReactor_.on<&FsHealthSm::doReadTest>(fsHealthSmFd_->readableCount, *this);
+   fdReactor_.on<&FsHealthSm::doWriteTest>(fsHealthSmFd_->writableCount, *this);
+   fdReactor_.hasNotificationActiveIs(true);
+   testClock_.emplace(*this, Vorn::Seconds::infinity());
+   utilChkClock_.emplace(*this, Vorn::System::currentTime() + utilChkDelay());
+   void * block = nullptr;
+   if (int const error = posix_memalign(&block, blkSize_, blkSize_); error != 0) {
+      VORN_TRACE(fsHealthTraceHandle, 0) << "Failed to allocate memory: " << std::strerror(error);
+      std::abort();  // who asks for such a block does not know what it is doing
+   }
+   alignedBlock_.reset(static_cast<char *>(block));
+   initialized.valueIs(true);
+   stateIs(State::idle);
+}
+
+void FsHealthSm::start() {
+   running.valueIs(true);
+   stateIs(State::setup);
+}
+
+void FsHealthSm::stop() {
+   running.valueIs(false);
+   stateIs(State::cleanup);
+}
+
+void FsHealthSm::stateIs(State value) {
+   if (state() == value)
+      return;
+   state.valueIs(value);
+   handleState();
+}
+
+void FsHealthSm::handleState() {
+   switch (state().value()) {
+      case State::idle:
+         break;
+      case State::setup:
+         handleSetupState();
+         break;
+      case State::writeTest:
+      case State::readTest:
+         armTestClock(testDelay());
+         break;
+      case State::cleanup:
+         handleCleanupState();
+         break;
+   }
+}
+
+void FsHealthSm::armTestClock(Vorn::Seconds delay) {
+   testClock_->timeMinIs(Vorn::System::currentTime() + delay);
+}
+
+void FsHealthSm::handleSetupState() {
+   closeHeldFd();
+   testClock_->timeMinIs(Vorn::Seconds::infinity());
+   syslogTriggered.valueIs(false);
+   if (!isDirectory(mntPt_)) {
+      // Waits here until it is stopped and started again.
+      emitSyslog("setupTest - exists", "not a directory or doesn't exist");
+      return;
+   }
+   Pelm::String const folder{mntPt_.str() + "/debug"};
+   if (!prepareFolder(folder))
+      return;
+   cookieFilePath.valueIs(Pelm::String{folder.str() + "/healthTestCookie"});
+   if (unlink(cookieFilePath().data()) != 0 && errno != ENOENT) {
+      handleAndLogError("setupTest - unlink");
+      return;
+   }
+   VORN_TRACE(fsHealthTraceHandle, 7) << "handleSetupState"
+                                      << " " << cookieFilePath();
+   genRandomCookieData();
+   writeTestOk.valueIs(false);
+   readTestOk.valueIs(false);
+   stateIs(State::writeTest);
+}
+
+bool FsHealthSm::prepareFolder(Pelm::String const & folder) {
+   constexpr mode_t mode = 0770;
+   struct stat status {};
+   if (stat(folder.data(), &status) == 0 || mkdir(folder.data(), mode) == 0)
+      return true;
+   handleAndLogError("setupTest - mkdir");
+   return false;
+}
+
+void FsHealthSm::genRandomCookieData() {
+   constexpr char alphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+   std::string text(blkSize_, '\0');
+   for (char & c : text)
+      c = alphabet[static_cast<std::size_t>(std::rand()) % (sizeof alphabet - 1)];  // NOLINT: no secret
+   cookieData.valueIs(Pelm::String{std::move(text)});
+}
+
+void FsHealthSm::handleTestClock() {
+   if (!initialized())
+      return;
+   VORN_TRACE(fsHealthTraceHandle, 7) << "handleTestClock"
+                                      << " " << state();
+   switch (state().value()) {
+      case State::writeTest:
+         if (fsHealthSmFd_->notifyOnWritable())
+            handleHung("writeTest");
+         else
+            setupWriteTest();
+         break;
+      case State::readTest:
+         if (fsHealthSmFd_->notifyOnReadable())
+            handleHung("readTest");
+         else
+            setupReadTest();
+         break;
+      case State::idle:
+         stateIs(State::setup);
+         break;
+      case State::setup:
+      case State::cleanup:
+         VORN_TRACE(fsHealthTraceHandle, 0) << "handleTestClock"
+                                            << " unexpected state: " << state();
+         stateIs(State::setup);
+         break;
+   }
+}
+
+void FsHealthSm::handleHung(char const * opName) {
+   emitSyslog(opName, "fd is hung");
+   syslogTriggered.valueIs(true);
+   stateIs(State::cleanup);
+}
+
+void FsHealthSm::setupWriteTest() {
+   int const fd = ioOps_->openPath(cookieFilePath(), O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
+   if (fd >= 0)
+      awaitReady(fd, Direction::writable);
+   else
+      handleAndLogError("writeTest - open");
+}
+
+void FsHealthSm::setupReadTest() {
+   int const fd = ioOps_->openPath(cookieFilePath(), O_RDONLY | O_NONBLOCK | O_DIRECT);
+   if (fd >= 0)
+      awaitReady(fd, Direction::readable);
+   else
+      handleAndLogError("readTest - open");
+}
+
+void FsHealthSm::awaitReady(int fd, Direction direction) {
+   fsHealthSmFd_->descriptorIs(fd);
+   if (direction == Direction::writable)
+      fsHealthSmFd_->notifyOnWritableIs(true);
+   else
+      fsHealthSmFd_->notifyOnReadableIs(true);
+   armTestClock(hungDelay());
+}
+
+void FsHealthSm::doWriteTest() {
+   if (!initialized())
+      return;
+   Pelm::Ptr<FsHealthSm> const keepAlive{this};  // a log message may make the host let go of it
+   VORN_TRACE(fsHealthTraceHandle, 7) << "doWriteTest"
+                                      << " has writableCount: " << fsHealthSmFd_->writableCount();
+   int const fd = fsHealthSmFd_->descriptor();
+   if (ioOps_->lseekFd(fd, 0, SEEK_SET) < 0) {
+      handleAndLogError("writeTest - lseek");
+      return;
+   }
+   std::memcpy(alignedBlock_.get(), cookieData().data(), blkSize_);
+   std::int64_t const written = ioOps_->writeFd(fd, alignedBlock_.get(), blkSize_);
+   if (written < 0) {
+      handleAndLogError("writeTest - write");
+      return;
+   }
+   if (written < blkSize_)
+      VORN_TRACE(fsHealthTraceHandle, 0) << "doWriteTest"
+                                         << " not all data was written";
+   if (ioOps_->fsyncFd(fd) < 0) {
+      handleAndLogError("writeTest - fsync");
+      return;
+   }
+   if (!closeAfter("writeTest - close"))
+      return;
+   writeTestOk.valueIs(true);
+   stateIs(State::readTest);
+}
+
+void FsHealthSm::doReadTest() {
+   if (!initialized())
+      return;
+   Pelm::Ptr<FsHealthSm> const keepAlive{this};
+   VORN_TRACE(fsHealthTraceHandle, 7) << "doReadTest"
+                                      << " has readable: " << fsHealthSmFd_->readableCount();
+   int const fd = fsHealthSmFd_->descriptor();
+   if (ioOps_->lseekFd(fd, 0, SEEK_SET) == -1) {
+      handleAndLogError("readTest - lseek");
+      return;
+   }
+   // What was written from here must not be taken for what was read.
+   std::memset(alignedBlock_.get(), 0, blkSize_);
+   if (ioOps_->readFd(fd, alignedBlock_.get(), blkSize_) < 0) {
+      handleAndLogError("readTest - read");
+      return;
+   }
+   if (std::strncmp(cookieData().data(), alignedBlock_.get(), blkSize_) != 0)
+      emitSyslog("readTest - read", "data doesn't match");
+   if (!closeAfter("readTest - close"))
+      return;
+   readTestOk.valueIs(true);
+   goIdle();
+}
+
+// Closes the file of a phase that is done; false when that failed.
+bool FsHealthSm::closeAfter(char const * opName) {
+   if (ioOps_->closeFd(fsHealthSmFd_->descriptor()) < 0) {
+      handleAndLogError(opName);
+      return false;
+   }
+   fsHealthSmFd_->notifyOnReadableIs(false);
+   fsHealthSmFd_->notifyOnWritableIs(false);
+   fsHealthSmFd_->descriptorIs(-1);
+   return true;
+}
+
+void FsHealthSm::goIdle() {
+   stateIs(State::idle);
+   armTestClock(syslogTriggered() ? pauseDelay() : testDelay());
+}
+
+void FsHealthSm::handleCleanupState() {
+   closeHeldFd();
+   if (running())
+      goIdle();
+   else
+      testClock_->timeMinIs(Vorn::Seconds::infinity());
+}
+
+void FsHealthSm::closeHeldFd() {
+   int const fd = fsHealthSmFd_->descriptor();
+   fsHealthSmFd_->notifyOnReadableIs(false);
+   fsHealthSmFd_->notifyOnWritableIs(false);
+   fsHealthSmFd_->descriptorIs(-1);
+   if (fd < 0)
+      return;
+   if (int const result = ioOps_->closeFd(fd); result < 0)
+      VORN_TRACE(fsHealthTraceHandle, 0) << "handleCleanupState"
+                                         << " failed to close fd " << result;
+}
+
+void FsHealthSm::handleAndLogError(char const * opName) {
+   int const error = errno;
+   if (isLogged(error)) {
+      emitSyslog(opName, std::strerror(error));
+      syslogTriggered.valueIs(true);
+      stateIs(State::cleanup);
+      return;
+   }
+   if (error != EAGAIN) {
+      VORN_TRACE(fsHealthTraceHandle, 0) << opName << " failed with " << std::strerror(error);
+      nonSyslogErrorCount.valueIs(nonSyslogErrorCount() + 1);
+      stateIs(State::cleanup);
+      return;
+   }
+   eagainErrorCount.valueIs(eagainErrorCount() + 1);
+   // A phase that waits for its file has the hung timer. One that could not even open it tries again; and
+   // where there is no phase yet the next test is waited for.
+   if (state() == State::setup)
+      stateIs(State::cleanup);
+   else if (fsHealthSmFd_->descriptor() < 0)
+      armTestClock(hungDelay());
+}
+
+void FsHealthSm::emitSyslog(char const * opName, char const * errorMsg) const {
+   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(devices_->getDiskMountedAt(mntPt_));
+   Pelm::String const none;
+   Pelm::String const & name = disk ? disk->mountPoint() : none;
+   Pelm::String const & serial = disk ? disk->name() : none;
+   Pelm::String const & model = disk ? disk->model() : none;
+   Pelm::String const & firmware = disk ? disk->firmwareRevision() : none;
+   if (std::strcmp(opName, utilChkName) == 0)
+      logs.monitorWarning(name, serial, model, firmware, errorMsg);
+   else
+      logs.monitorError(opName, name, serial, model, firmware, errorMsg);
+}
+
+void FsHealthSm::doUtilChk() {
+   if (!initialized())
+      return;
+   Pelm::Ptr<FsHealthSm> const keepAlive{this};
+   int const percent = ioOps_->getUtilPercent(mntPt_);
+   if (percent == -1) {
+      VORN_TRACE(fsHealthTraceHandle, 7) << "doUtilChk"
+                                         << "Failed to get disk utilization for: " << mntPt_;
+   } else {
+      VORN_TRACE(fsHealthTraceHandle, 7) << "doUtilChk"
+                                         << ": Disk Utilization for " << mntPt_ << " " << percent;
+      bool const exceeded = percent > static_cast<int>(highUtilThreshold());
+      if (exceeded && !utilThresholdExceeded())
+         emitSyslog(utilChkName, "has exceeded 85 percent");
+      utilThresholdExceeded.valueIs(exceeded);
+   }
+   utilChkClock_->timeMinIs(Vorn::System::currentTime() + utilChkDelay());
+}
+
+Pelm::Ptr<FsHealthSm> fsHealthSmFactory(Pelm::String const & mntPt, unsigned int blkSize,
+                                        Pelm::Ptr<ConnectedDevices const> const & devices) {
+   return Vorn::makeMachine<FsHealthSm>(mntPt, blkSize, devices);
+}
+
+}  // namespace StorageDevices

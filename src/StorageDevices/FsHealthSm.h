@@ -1,0 +1,135 @@
+// Proves, again and again, that a mounted file system takes data and gives it back: writes a block of
+// random text to a file of its own, syncs it, reads it back and compares, all past the page cache. Beside
+// that it looks at the use of the space every two minutes.
+//
+// Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
+// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point.
+//
+// States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart when the
+// mount point is not there; writeTest and readTest, waiting for their turn or for the file to be ready;
+// cleanup, closing the file, or stopped.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/FsHealthIoOps.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/EnumType.h"
+#include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/Notifiee.h"
+
+namespace StorageDevices {
+
+class FsHealthSmState : public Vorn::EnumType<unsigned char, FsHealthSmState> {
+ public:
+   enum Value : unsigned char { idle = 0, setup = 1, writeTest = 2, readTest = 3, cleanup = 4 };
+   static constexpr Vorn::EnumName<unsigned char> names[] = {{idle, "idle"},
+                                                             {setup, "setup"},
+                                                             {writeTest, "writeTest"},
+                                                             {readTest, "readTest"},
+                                                             {cleanup, "cleanup"}};
+   using EnumType::EnumType;
+};
+
+class FsHealthSm final : public Pelm::Node {
+ public:
+   // `blkSize`: bytes of a block of the device, a power of two of at least 8; anything else ends the process.
+   FsHealthSm(Pelm::String mntPt, std::uint32_t blkSize, Pelm::Ptr<ConnectedDevices const> devices);
+   ~FsHealthSm() override;
+
+   template <class T>
+   using Attribute = Vorn::Attribute<T, FsHealthSm>;
+
+   Pelm::String const & mntPt() const { return mntPt_; }
+   std::uint32_t blkSize() const { return blkSize_; }
+   Pelm::Ptr<FsHealthIoOps> const & ioOps() const { return ioOps_; }
+
+   // The file of the current test and its text.
+   Attribute<Pelm::String> cookieFilePath{*this, "cookieFilePath"};
+   Attribute<Pelm::String> cookieData{*this, "cookieData"};
+
+   // A failure of the current test was logged.
+   Attribute<bool> syslogTriggered{*this, "syslogTriggered", false};
+   // Failures that were only traced, and operations that were to be tried again, since the start.
+   Attribute<std::uint64_t> nonSyslogErrorCount{*this, "nonSyslogErrorCount", 0};
+   Attribute<std::uint64_t> eagainErrorCount{*this, "eagainErrorCount", 0};
+   // The phases of the current test that are done.
+   Attribute<bool> writeTestOk{*this, "writeTestOk", false};
+   Attribute<bool> readTestOk{*this, "readTestOk", false};
+   // The warning was given and the use has not fallen since.
+   Attribute<bool> utilThresholdExceeded{*this, "utilThresholdExceeded", false};
+
+   // Percent of use above which the warning is given.
+   Attribute<std::uint32_t> highUtilThreshold{*this, "highUtilThreshold", 85};
+   void highUtilThresholdIs(std::uint32_t value) { highUtilThreshold.valueIs(value); }
+   // Seconds from a test whose failure was logged to the next.
+   Attribute<Vorn::Seconds> pauseDelay{*this, "pauseDelay", 86400};
+   // Seconds from any other test to the next, and before each phase.
+   Attribute<Vorn::Seconds> testDelay{*this, "testDelay", 300};
+   // Seconds that the opened file may take to be ready.
+   Attribute<Vorn::Seconds> hungDelay{*this, "hungDelay", 300};
+   // Seconds between looks at the use.
+   Attribute<Vorn::Seconds> utilChkDelay{*this, "utilChkDelay", 120};
+
+   Attribute<FsHealthSmState> state{*this, "state", FsHealthSmState::idle};
+   // Between `start` and `stop`.
+   Attribute<bool> running{*this, "running", false};
+   Attribute<bool> initialized{*this, "initialized", false};
+
+   void start();
+   void stop();
+
+   void handleInitialized();
+   void handleTestClock();
+   void doUtilChk();
+   void doWriteTest();
+   void doReadTest();
+   void vornDoZombieReactors(bool zombie) override;
+
+   // When the test clock rings next; infinity: never.
+   Vorn::Seconds testTime() const { return testClock_ ? testClock_->timeMin() : Vorn::Seconds::infinity(); }
+
+ private:
+   enum class Direction { readable, writable };
+
+   void stateIs(FsHealthSmState value);
+   void handleState();
+   void handleSetupState();
+   void handleCleanupState();
+   bool prepareFolder(Pelm::String const & folder);
+   void genRandomCookieData();
+   void setupWriteTest();
+   void setupReadTest();
+   void awaitReady(int fd, Direction direction);
+   void handleHung(char const * opName);
+   void closeHeldFd();
+   bool closeAfter(char const * opName);
+   void goIdle();
+   void handleAndLogError(char const * opName);
+   void emitSyslog(char const * opName, char const * errorMsg) const;
+   void armTestClock(Vorn::Seconds delay);
+
+   struct Free {
+      void operator()(char * block) const { std::free(block); }
+   };
+
+   Pelm::String mntPt_;
+   std::uint32_t blkSize_;
+   Pelm::Ptr<ConnectedDevices const> devices_;
+   Pelm::Ptr<FsHealthIoOps> ioOps_;
+   std::unique_ptr<char, Free> alignedBlock_;
+   Pelm::Ptr<Vorn::FileDescriptor> fsHealthSmFd_;
+   std::optional<Vorn::Clock::Notifiee<&FsHealthSm::handleTestClock>> testClock_;
+   std::optional<Vorn::Clock::Notifiee<&FsHealthSm::doUtilChk>> utilChkClock_;
+   Vorn::NotifieeConst fdReactor_;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,37 @@
+// Decides, once, which mount points are watched: those of the fixed disks that are known when it is made.
+// The host makes it when discovery has settled. Disks that come later get no monitor from it, and the monitor
+// of one that goes stays: its own checks tell of that.
+#pragma once
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/MountPtMonitorSm.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Collection.h"
+#include "runtime/model/MountPtMonitorHelper.h"
+
+namespace StorageDevices {
+
+class MountPtMonitorManagerSm final : public Pelm::Node {
+ public:
+   explicit MountPtMonitorManagerSm(Pelm::Ptr<ConnectedDevices> devices) : devices_{std::move(devices)} {}
+   ~MountPtMonitorManagerSm() override;
+
+   // By mount point.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<MountPtMonitorSm>, MountPtMonitorManagerSm> mountPtMonitorSm{
+       *this, "mountPtMonitorSm"};
+   void mountPtMonitorSmDel(Pelm::String const & mountPt) { mountPtMonitorSm.memberDel(mountPt); }
+   void mountPtMonitorSmDelAll() { mountPtMonitorSm.memberDelAll(); }
+
+   void handleInitialized();
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void mountPtMonitorSmIs(Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
+                           Pelm::Ptr<ConnectedDevices const> const & devices);
+
+   Pelm::Ptr<ConnectedDevices> devices_;
+   Pelm::Ptr<MountPtMonitorHelper> helper_;  // of the monitor made last
+};
+
+}  // namespace StorageDevices

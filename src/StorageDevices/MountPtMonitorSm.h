@@ -1,0 +1,64 @@
+// Watches one mount point of a fixed disk: that it is mounted, writable, and still on the same device. While
+// all of that holds it keeps a health test of the file system running; when it does not it says so once a
+// day.
+//
+// Inputs: the mount query of the helper, every five minutes; the connected disks, to name the disk. Outputs:
+// MONITOR_ERROR, and a health test that runs or is stopped.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/FsHealthSm.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/model/MountPtMonitorHelper.h"
+
+namespace StorageDevices {
+
+class MountPtMonitorSm final : public Pelm::Node {
+ public:
+   MountPtMonitorSm(Pelm::String mountPt, Pelm::Ptr<MountPtMonitorHelper> helper,
+                    Pelm::Ptr<ConnectedDevices const> devices);
+
+   template <class T>
+   using Attribute = Vorn::Attribute<T, MountPtMonitorSm>;
+
+   Pelm::String const & mountPt() const { return mountPt_; }
+
+   // The device behind the mount point and its block size, as first seen.
+   Attribute<Pelm::String> mountPtDevice{*this, "mountPtDevice"};
+   Attribute<std::uint32_t> mountPtDeviceBlkSize{*this, "mountPtDeviceBlkSize", 0};
+   // Null until the mount point was found in order once.
+   Attribute<Pelm::Ptr<FsHealthSm>> fsHealthSm{*this, "fsHealthSm"};
+
+   // Seconds to the next check, after an error and otherwise.
+   Attribute<Vorn::Seconds> holdOffTime{*this, "holdOffTime", 86400};
+   Attribute<Vorn::Seconds> periodicCheckTime{*this, "periodicCheckTime", 300};
+   // Checks that may still find nothing mounted before that is an error.
+   Attribute<std::uint32_t> initialMountFailuresRemaining{*this, "initialMountFailuresRemaining", 12};
+   Attribute<bool> initialized{*this, "initialized", false};
+
+   void handleInitialized();
+   void handleTestClock();
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   void handleMounted(MountPtMonitorHelper::MountState const & mount);
+   void handleNotMounted();
+   void fsHealthSmIs(Pelm::String const & mountPt, std::uint32_t blkSize,
+                     Pelm::Ptr<ConnectedDevices const> const & devices);
+   void handleError(char const * errorMsg);
+   void armTestClock(Vorn::Seconds delay);
+
+   Pelm::String mountPt_;
+   Pelm::Ptr<MountPtMonitorHelper> helper_;
+   Pelm::Ptr<ConnectedDevices const> devices_;
+   std::optional<Vorn::Clock::Notifiee<&MountPtMonitorSm::handleTestClock>> testClock_;
+};
+
+}  // namespace StorageDevices

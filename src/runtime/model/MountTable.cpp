@@ -1,0 +1,150 @@
+#include "runtime/model/MountTable.h"
+
+#include <libmount/libmount.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace Mounts {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Unref {
+   void operator()(libmnt_table * table) const { mnt_unref_table(table); }
+   void operator()(libmnt_iter * iterator) const { mnt_free_iter(iterator); }
+};
+using TablePtr = std::unique_ptr<libmnt_table, Unref>;
+using IteratorPtr = std::unique_ptr<libmnt_iter, Unref>;
+
+std::string & root() {
+   static std::string directory;
+   return directory;
+}
+
+fs::path sysDevice(dev_t number) {
+   return root() + "/sys/dev/block/" + std::to_string(major(number)) + ":" + std::to_string(minor(number));
+}
+
+std::string firstWord(fs::path const & file) {
+   std::string word;
+   std::ifstream{file} >> word;
+   return word;
+}
+
+// The node that the kernel gave the device.
+std::optional<std::string> nodeOf(fs::path const & sysfs) {
+   std::ifstream uevent{sysfs / "uevent"};
+   constexpr std::string_view prefix = "DEVNAME=";
+   for (std::string line; std::getline(uevent, line);)
+      if (line.starts_with(prefix))
+         return "/dev/" + line.substr(prefix.size());
+   return std::nullopt;
+}
+
+// A partition has its disk's.
+std::uint32_t blockSize(fs::path const & sysfs) {
+   std::error_code error;
+   fs::path const device = fs::canonical(sysfs, error);
+   std::string text = firstWord(device / "queue/logical_block_size");
+   if (text.empty())
+      text = firstWord(device.parent_path() / "queue/logical_block_size");
+   std::uint32_t size = 0;
+   std::from_chars(text.data(), text.data() + text.size(), size);
+   constexpr std::uint32_t smallest = 8;
+   bool const usable = size >= smallest && (size & (size - 1)) == 0;
+   return usable ? size : 0;
+}
+
+// A file system over several devices (btrfs) has a number of its own; its source is the device to ask.
+std::optional<dev_t> numberOf(libmnt_fs * mount, std::string_view source) {
+   dev_t const number = mnt_fs_get_devno(mount);
+   if (major(number) != 0)
+      return number;
+   constexpr std::string_view dev = "/dev/";
+   if (!source.starts_with(dev))
+      return std::nullopt;
+   std::string const name{source.substr(dev.size())};
+   std::string const text = firstWord(root() + "/sys/class/block/" + name + "/dev");
+   unsigned numbers[2] = {};
+   auto const colon = text.find(':');
+   if (name.find('/') != std::string::npos || colon == std::string::npos)
+      return std::nullopt;
+   std::from_chars(text.data(), text.data() + colon, numbers[0]);
+   std::from_chars(text.data() + colon + 1, text.data() + text.size(), numbers[1]);
+   return makedev(numbers[0], numbers[1]);
+}
+
+bool hasReadOnly(char const * options) {
+   char * value = nullptr;
+   std::size_t size = 0;
+   return options && mnt_optstr_get_option(options, "ro", &value, &size) == 0;
+}
+
+Mount describe(libmnt_fs * mount) {
+   char const * const named = mnt_fs_get_source(mount);
+   std::string const source = named ? named : "";
+   Mount result;
+   result.device = source;
+   result.readOnly = hasReadOnly(mnt_fs_get_vfs_options(mount)) || hasReadOnly(mnt_fs_get_fs_options(mount));
+   if (auto const number = numberOf(mount, source)) {
+      result.device = nodeOf(sysDevice(*number)).value_or(source);
+      result.blkSize = blockSize(sysDevice(*number));
+   }
+   return result;
+}
+
+void collectBelow(std::string const & name, std::vector<std::string> & found) {
+   constexpr std::size_t most = 64;
+   std::error_code error;
+   std::vector<std::string> names;
+   for (auto const & slave : fs::directory_iterator{root() + "/sys/class/block/" + name + "/slaves", error})
+      names.push_back(slave.path().filename());
+   std::sort(names.begin(), names.end());
+   for (std::string const & below : names) {
+      std::string const node = "/dev/" + below;
+      if (found.size() == most || std::find(found.begin(), found.end(), node) != found.end())
+         continue;
+      found.push_back(node);
+      collectBelow(below, found);
+   }
+}
+
+}  // namespace
+
+std::vector<Mount> mountsAt(Pelm::String const & path) {
+   std::vector<Mount> result;
+   std::string const file = root() + "/proc/self/mountinfo";
+   TablePtr const table{mnt_new_table_from_file(file.c_str())};
+   IteratorPtr const iterator{mnt_new_iter(MNT_ITER_FORWARD)};
+   if (!table || !iterator)
+      return result;
+   libmnt_fs * mount = nullptr;
+   while (mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
+      char const * const target = mnt_fs_get_target(mount);
+      if (target && path == target)
+         result.push_back(describe(mount));
+   }
+   return result;
+}
+
+std::vector<std::string> devicesBelow(std::string const & device) {
+   std::vector<std::string> found;
+   std::string const name = fs::path{device}.filename();
+   if (name.starts_with("dm-"))
+      collectBelow(name, found);
+   return found;
+}
+
+void rootIs(std::string const & directory) {
+   root() = directory;
+}
+
+}  // namespace Mounts

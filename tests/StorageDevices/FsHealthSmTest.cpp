@@ -1,0 +1,528 @@
+#include "StorageDevices/FsHealthSm.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <random>
+#include <set>
+
+#include "StorageDevices/Factories.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MountPoint.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using State = FsHealthSmState;
+
+constexpr std::uint32_t blockSize = 4096;
+constexpr double day = 86400;
+
+class FsHealth : public Support::VirtualTimeTest {
+ protected:
+   FsHealth() {
+      Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
+      machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
+   }
+
+   FsHealthIoOps & ops() const { return *machine_->ioOps(); }
+   std::string state() const { return machine_->state().stringValue().str(); }
+   std::filesystem::path cookie() const { return folder_.path() / "debug/healthTestCookie"; }
+   // Starts a test and lets it come to a phase in which the file is open and ready.
+   void reach(State::Value phase) {
+      machine_->start();
+      Host::runFor(phase == State::writeTest ? 299 : 599);
+   }
+   // The names and messages of what was logged: "writeTest - open: No such file or directory".
+   Texts logged() const {
+      Texts result;
+      for (auto const & message : logs_.messages())
+         result.push_back(message.arguments.size() == 6 ? message.arguments[0] + ": " + message.arguments[5]
+                                                        : message.name + ": " + message.arguments[4]);
+      return result;
+   }
+   // Seconds until the test clock rings; -1: never.
+   double nextTest() const {
+      Vorn::Seconds const at = machine_->testTime();
+      return at == Vorn::Seconds::infinity() ? -1 : (at - Vorn::System::currentTime()).value();
+   }
+
+   Support::TempDir folder_{Support::folderWithDirectIo()};
+   Support::LogRecorder logs_;
+   Support::TraceRecorder traces_{{"StorageFsHealthSm", 7}};
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<FsHealthSm> machine_;
+};
+
+TEST_F(FsHealth, doesNothingUntilItIsStarted) {
+   EXPECT_EQ(state(), "idle");
+   EXPECT_EQ(nextTest(), -1);
+   Host::runFor(day);
+   EXPECT_EQ(state(), "idle");
+   EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug"));
+}
+
+TEST_F(FsHealth, writesReadsAndRests) {
+   machine_->start();
+   EXPECT_EQ(state(), "writeTest");
+   EXPECT_EQ(nextTest(), 300);
+   EXPECT_EQ(machine_->cookieFilePath(), cookie().string());
+   EXPECT_FALSE(std::filesystem::exists(cookie()));
+   Host::runFor(301);
+   EXPECT_EQ(state(), "readTest");
+   EXPECT_TRUE(machine_->writeTestOk());
+   EXPECT_FALSE(machine_->readTestOk());
+   EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
+   Host::runFor(300);
+   EXPECT_EQ(state(), "idle");
+   EXPECT_TRUE(machine_->readTestOk());
+   EXPECT_NEAR(nextTest(), 299, 1.1);
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
+TEST_F(FsHealth, testsAgainWithNewTextEveryFifteenMinutes) {
+   machine_->start();
+   std::set<std::string> texts;
+   for (int i = 0; i < 10; ++i) {
+      texts.insert(machine_->cookieData().str());
+      Host::runFor(900);
+   }
+   EXPECT_EQ(texts.size(), 10U);
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(FsHealth, itsTextIsABlockOfDigitsAndCapitals) {
+   machine_->start();
+   std::string const & text = machine_->cookieData().str();
+   EXPECT_EQ(text.size(), blockSize);
+   EXPECT_EQ(text.find_first_not_of("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"), std::string::npos);
+   EXPECT_EQ(std::set<char>(text.begin(), text.end()).size(), 36U);
+}
+
+TEST_F(FsHealth, touchesNothingButItsOwnFile) {
+   folder_.fileIs("precious", "data");
+   std::filesystem::create_directory(folder_.path() / "debug");
+   folder_.fileIs("debug/other", "data");
+   folder_.fileIs("debug/healthTestCookie", "stale");
+   machine_->start();
+   EXPECT_FALSE(std::filesystem::exists(cookie())) << "a stale file goes before the test";
+   Host::runFor(day + 400);
+   Texts files;
+   for (auto const & file : std::filesystem::recursive_directory_iterator{folder_.path()})
+      files.push_back(file.path().filename());
+   std::sort(files.begin(), files.end());
+   EXPECT_EQ(files, (Texts{"debug", "healthTestCookie", "other", "precious"}));
+   EXPECT_EQ(folder_.content("precious") + folder_.content("debug/other"), "datadata");
+}
+
+TEST_F(FsHealth, aMountPointThatIsNotThereIsToldOnceAndWaitedForARestart) {
+   std::filesystem::remove_all(folder_.path());
+   machine_->start();
+   EXPECT_EQ(logged(), Texts{"setupTest - exists: not a directory or doesn't exist"});
+   EXPECT_EQ(state(), "setup");
+   EXPECT_EQ(nextTest(), -1);
+   machine_->start();
+   Host::runFor(10 * day);
+   EXPECT_EQ(logged().size(), 1U);
+   std::filesystem::create_directory(folder_.path());
+   machine_->stop();
+   machine_->start();
+   EXPECT_EQ(state(), "writeTest");
+}
+
+TEST_F(FsHealth, aFileIsNoMountPoint) {
+   std::filesystem::remove_all(folder_.path());
+   std::ofstream{folder_.path()} << "file";
+   machine_->start();
+   EXPECT_EQ(logged(), Texts{"setupTest - exists: not a directory or doesn't exist"});
+}
+
+TEST_F(FsHealth, aFolderInTheWayOfItsFileIsTracedAndTriedAgain) {
+   std::filesystem::create_directories(cookie() / "x");
+   machine_->start();
+   EXPECT_EQ(traces_.errors(), Texts{"setupTest - unlink failed with Is a directory"});
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
+   EXPECT_EQ(state(), "idle");
+   EXPECT_EQ(nextTest(), 300);
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(FsHealth, aFileInTheWayOfItsFolderIsTracedAndTriedAgain) {
+   folder_.fileIs("debug", "");
+   machine_->start();
+   EXPECT_EQ(traces_.errors(), Texts{"setupTest - unlink failed with Not a directory"});
+   EXPECT_EQ(state(), "idle");
+}
+
+TEST_F(FsHealth, namesTheDiskInItsMessages) {
+   ops().openRetIs(-1);
+   ops().openErrnoIs(EIO);
+   reach(State::writeTest);
+   Host::runFor(2);
+   ASSERT_EQ(logs_.messages().size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_MONITOR_ERROR");
+   EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"writeTest - open", folder_.string(), "S1", "Kestrel_S2",
+                                                   "KF1.2", "Input/output error"}));
+   devices_->diskDel("S1");
+   Host::runFor(day + 301);
+   ASSERT_EQ(logs_.messages().size(), 2U);
+   EXPECT_EQ(logs_.messages()[1].arguments,
+             (Texts{"writeTest - open", "", "", "", "", "Input/output error"}));
+}
+
+// A step of the test that fails, in which phase, and what it is called.
+struct Step {
+   char const * name;
+   State::Value phase;
+   void (FsHealthIoOps::*result)(std::int32_t);
+   void (FsHealthIoOps::*error)(std::int32_t);
+};
+
+class FsHealthSteps : public FsHealth, public testing::WithParamInterface<Step> {
+ protected:
+   // The step fails with that error while its phase runs.
+   void failWith(int error) {
+      reach(GetParam().phase);
+      (ops().*GetParam().result)(-1);
+      (ops().*GetParam().error)(error);
+      Host::runFor(2);
+   }
+   void heal() {
+      (ops().*GetParam().result)(0);
+      (ops().*GetParam().error)(0);
+   }
+};
+
+TEST_P(FsHealthSteps, failWithAnErrorOfTheMediumIsLoggedAndPausesForADay) {
+   for (int const error : {EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT}) {
+      logs_.clear();
+      failWith(error);
+      EXPECT_EQ(logged(), Texts{std::string{GetParam().name} + ": " + std::strerror(error)});
+      EXPECT_TRUE(machine_->syslogTriggered());
+      EXPECT_EQ(state(), "idle");
+      EXPECT_NEAR(nextTest(), day, 3);
+      heal();
+      machine_->stop();
+   }
+   EXPECT_EQ(machine_->nonSyslogErrorCount() + machine_->eagainErrorCount(), 0U);
+}
+
+TEST_P(FsHealthSteps, failWithAnotherErrorIsTracedAndTestedAgainSoon) {
+   for (int const error : {EINVAL, EINTR, ENODEV, 0}) {
+      traces_.clear();
+      failWith(error);
+      EXPECT_EQ(traces_.errors()[0], std::string{GetParam().name} + " failed with " + std::strerror(error));
+      EXPECT_EQ(state(), "idle");
+      EXPECT_NEAR(nextTest(), 300, 3);
+      heal();
+      machine_->stop();
+   }
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 4U);
+}
+
+TEST_P(FsHealthSteps, failWithAgainIsCountedOnceAndTheHungTimerDecides) {
+   failWith(EAGAIN);
+   EXPECT_EQ(state(), GetParam().phase == State::writeTest ? "writeTest" : "readTest");
+   EXPECT_EQ(machine_->eagainErrorCount(), 1U);
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_NEAR(nextTest(), 300, 3);
+   Host::runFor(200);
+   EXPECT_EQ(machine_->eagainErrorCount(), 1U) << "it neither spins nor counts twice";
+   std::string const name = GetParam().name;
+   bool const opening = name.ends_with("open");
+   heal();
+   Host::runFor(110);
+   // A file that could not be opened is tried again.
+   EXPECT_EQ(logged(), opening ? Texts{} : Texts{name.substr(0, name.find(' ')) + ": fd is hung"});
+}
+
+TEST_P(FsHealthSteps, leaveNoDescriptorBehind) {
+   auto const before = Support::openDescriptors();
+   bool const closing = std::string{GetParam().name}.ends_with("close");
+   for (int const error : {EIO, EINVAL, EAGAIN}) {
+      failWith(error);
+      heal();
+      machine_->stop();
+   }
+   EXPECT_EQ(Support::openDescriptors().size(), before.size() + (closing ? 2 : 0))
+       << "a close that is made to fail does not close";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, FsHealthSteps,
+    testing::Values(
+        Step{"writeTest - open", State::writeTest, &FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs},
+        Step{"writeTest - lseek", State::writeTest, &FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
+        Step{"writeTest - write", State::writeTest, &FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs},
+        Step{"writeTest - fsync", State::writeTest, &FsHealthIoOps::fsyncRetIs, &FsHealthIoOps::fsyncErrnoIs},
+        Step{"writeTest - close", State::writeTest, &FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs},
+        Step{"readTest - open", State::readTest, &FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs},
+        Step{"readTest - lseek", State::readTest, &FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
+        Step{"readTest - read", State::readTest, &FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs},
+        Step{"readTest - close", State::readTest, &FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs}));
+
+TEST_F(FsHealth, writingTestsAnyNegativeSeekAndReadingOnlyMinusOne) {
+   reach(State::writeTest);
+   ops().lseekRetIs(-2);
+   ops().lseekErrnoIs(EIO);
+   Host::runFor(2);
+   EXPECT_EQ(logged(), Texts{"writeTest - lseek: Input/output error"});
+   machine_->stop();
+   ops().lseekRetIs(0);
+   reach(State::readTest);
+   ops().lseekRetIs(-2);
+   Host::runFor(2);
+   EXPECT_TRUE(machine_->readTestOk());
+   EXPECT_EQ(logged().size(), 1U);
+}
+
+TEST_F(FsHealth, aShortWriteIsTracedAndThePhaseGoesOn) {
+   reach(State::writeTest);
+   ops().writeRetIs(100);
+   Host::runFor(2);
+   EXPECT_EQ(traces_.errors(), Texts{"doWriteTest not all data was written"});
+   EXPECT_TRUE(machine_->writeTestOk());
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 0U);
+}
+
+TEST_F(FsHealth, otherDataThanWasWrittenIsLoggedAndNeitherPausesNorStops) {
+   reach(State::readTest);
+   std::ofstream{cookie()} << std::string(blockSize, 'A');
+   Host::runFor(2);
+   EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
+   EXPECT_TRUE(machine_->readTestOk());
+   EXPECT_FALSE(machine_->syslogTriggered());
+   EXPECT_NEAR(nextTest(), 300, 3);
+}
+
+TEST_F(FsHealth, nothingReadIsNotTakenForWhatWasWritten) {
+   reach(State::readTest);
+   ops().readRetIs(static_cast<std::int32_t>(blockSize));
+   Host::runFor(2);
+   EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
+}
+
+TEST_F(FsHealth, stoppedInAPhaseItClosesItsFileAndStaysStopped) {
+   auto const before = Support::openDescriptors();
+   for (State::Value const phase : {State::writeTest, State::readTest}) {
+      reach(phase);
+      ops().lseekRetIs(-1);
+      ops().lseekErrnoIs(EAGAIN);
+      Host::runFor(2);
+      EXPECT_EQ(Support::openDescriptors().size(), before.size() + 1);
+      machine_->stop();
+      EXPECT_EQ(state(), "cleanup");
+      EXPECT_EQ(nextTest(), -1);
+      EXPECT_EQ(Support::openDescriptors(), before);
+      Host::runFor(10 * day);
+      EXPECT_EQ(state(), "cleanup");
+      ops().lseekRetIs(0);
+   }
+}
+
+TEST_F(FsHealth, startedAgainItTestsWithNewText) {
+   machine_->start();
+   std::string const first = machine_->cookieData().str();
+   machine_->stop();
+   machine_->start();
+   EXPECT_EQ(state(), "writeTest");
+   EXPECT_NE(machine_->cookieData().str(), first);
+}
+
+TEST_F(FsHealth, startedInAPhaseItClosesItsFileAndBeginsAnew) {
+   auto const before = Support::openDescriptors();
+   reach(State::writeTest);
+   ops().lseekRetIs(-1);
+   ops().lseekErrnoIs(EAGAIN);
+   Host::runFor(2);
+   machine_->start();
+   EXPECT_EQ(Support::openDescriptors(), before);
+   EXPECT_EQ(state(), "writeTest");
+   EXPECT_NEAR(nextTest(), 300, 0.1);
+}
+
+TEST_F(FsHealth, aFailedCloseInCleanupIsOnlyTraced) {
+   reach(State::writeTest);
+   ops().lseekRetIs(-1);
+   ops().lseekErrnoIs(EAGAIN);
+   Host::runFor(2);
+   ops().closeRetIs(-7);
+   machine_->stop();
+   EXPECT_EQ(traces_.errors(), Texts{"handleCleanupState failed to close fd -7"});
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 0U);
+}
+
+TEST_F(FsHealth, aClockThatRingsInCleanupIsTracedAndTestsAgain) {
+   machine_->stop();
+   traces_.clear();
+   machine_->handleTestClock();
+   EXPECT_EQ(traces_.errors(), Texts{"handleTestClock unexpected state: cleanup"});
+   EXPECT_EQ(state(), "writeTest");
+}
+
+TEST_F(FsHealth, warnsOnceWhenTheUseRisesAboveTheThreshold) {
+   auto const use = [&](int percent) {
+      ops().utilChkRetIs(percent);
+      Host::runFor(120);
+   };
+   use(85);
+   EXPECT_TRUE(logs_.messages().empty());
+   use(86);
+   EXPECT_EQ(logged(), Texts{"STORAGEDEVICE_MONITOR_WARNING: has exceeded 85 percent"});
+   EXPECT_TRUE(machine_->utilThresholdExceeded());
+   use(99);
+   EXPECT_EQ(logged().size(), 1U);
+   use(-1);
+   EXPECT_TRUE(machine_->utilThresholdExceeded()) << "not knowing changes nothing";
+   EXPECT_EQ(traces_.texts(7).back(), "doUtilChkFailed to get disk utilization for: " + folder_.string());
+   use(85);
+   EXPECT_FALSE(machine_->utilThresholdExceeded());
+   use(86);
+   EXPECT_EQ(logged().size(), 2U);
+}
+
+TEST_F(FsHealth, theWarningSays85WhateverTheThreshold) {
+   machine_->highUtilThresholdIs(10);
+   ops().utilChkRetIs(11);
+   Host::runFor(121);
+   EXPECT_EQ(logs_.texts(), Texts{"disk utilization on " + folder_.string() +
+                                  " (SN:S1 Model:Kestrel_S2 Firmware:KF1.2) has exceeded 85 percent"});
+}
+
+TEST_F(FsHealth, looksAtTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
+   ops().utilChkRetIs(50);
+   machine_->stop();
+   Host::runFor(119);
+   EXPECT_TRUE(traces_.texts(7).empty());
+   Host::runFor(241);
+   EXPECT_EQ(traces_.texts(7), Texts(3, "doUtilChk: Disk Utilization for " + folder_.string() + " 50"));
+}
+
+TEST_F(FsHealth, aBlockThatCannotBeEndsTheProcess) {
+   EXPECT_DEATH(fsHealthSmFactory("/", 3, devices_), "");
+}
+
+TEST(FsHealthSmState, hasNamesAndValues) {
+   EXPECT_EQ(State{State::readTest}.stringValue(), "readTest");
+   EXPECT_EQ(State::instance("cleanup")->value(), State::cleanup);
+   EXPECT_FALSE(State::instance("asleep"));
+}
+
+// Whatever happens in whatever order, the machine stays in its table, holds at most one descriptor, and is
+// never without a next clock unless it is stopped or its mount point is missing.
+TEST_F(FsHealth, staysInOrderUnderAnySequence) {
+#ifdef STORAGEDEVICES_SANITIZED
+   constexpr int sequences = 10000;
+#else
+   constexpr int sequences = 12000;
+#endif
+   traces_.levelsAre(-1);
+   auto const before = Support::openDescriptors();
+   std::mt19937 random{20261120};
+   auto const pick = [&](unsigned count) { return random() % count; };
+   constexpr int errors[] = {0, EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT, EAGAIN, EINVAL, EINTR};
+   struct Knob {
+      void (FsHealthIoOps::*result)(std::int32_t);
+      void (FsHealthIoOps::*error)(std::int32_t);
+   };
+   constexpr Knob knobs[] = {{&FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs},
+                             {&FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
+                             {&FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs},
+                             {&FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs},
+                             {&FsHealthIoOps::fsyncRetIs, &FsHealthIoOps::fsyncErrnoIs}};
+   for (int i = 0; i < sequences; ++i) {
+      for (unsigned step = 0; step < 6; ++step) {
+         switch (pick(8)) {
+            case 0:
+               machine_->start();
+               break;
+            case 1:
+               machine_->stop();
+               break;
+            case 2: {
+               Knob const & knob = knobs[pick(std::size(knobs))];
+               (ops().*knob.result)(pick(2) ? -1 : 0);
+               (ops().*knob.error)(errors[pick(std::size(errors))]);
+               break;
+            }
+            case 3:
+               machine_->handleTestClock();
+               break;
+            default:
+               Host::runFor(static_cast<double>(pick(400)));
+         }
+         bool const waits = machine_->running() && machine_->state() != State::setup;
+         bool const stopped = !machine_->running() && machine_->state() == State::cleanup;
+         ASSERT_FALSE(waits && nextTest() == -1) << state() << " in sequence " << i;
+         ASSERT_FALSE(stopped && nextTest() != -1) << "in sequence " << i;
+      }
+      ASSERT_LE(Support::openDescriptors().size(), before.size() + 1);
+   }
+   machine_->stop();
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+class IoOps : public testing::Test {
+ protected:
+   Support::TempDir folder_;
+   Pelm::Ptr<FsHealthIoOps> ops_ = fsHealthIoOpsFactory();
+};
+
+TEST_F(IoOps, makeTheRealCallsByDefault) {
+   Pelm::String const path{(folder_.path() / "file").string()};
+   int const fd = ops_->openPath(path, O_RDWR | O_CREAT);
+   ASSERT_GE(fd, 0);
+   EXPECT_EQ(ops_->writeFd(fd, "hello", 5), 5);
+   EXPECT_EQ(ops_->lseekFd(fd, 1, SEEK_SET), 1);
+   char text[8] = {};
+   EXPECT_EQ(ops_->readFd(fd, text, 4), 4);
+   EXPECT_STREQ(text, "ello");
+   EXPECT_EQ(ops_->fsyncFd(fd), 0);
+   EXPECT_EQ(ops_->closeFd(fd), 0);
+   EXPECT_EQ(ops_->closeFd(fd), -1);
+   EXPECT_EQ(errno, EBADF);
+   EXPECT_EQ(std::filesystem::status(path.str()).permissions() & std::filesystem::perms::owner_all,
+             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+   int const percent = ops_->getUtilPercent(Pelm::String{folder_.string()});
+   EXPECT_GE(percent, 0);
+   EXPECT_LE(percent, 100);
+   EXPECT_EQ(ops_->getUtilPercent("/nowhere"), -1);
+   EXPECT_EQ(ops_->getUtilPercent("/proc"), -1) << "no used and no available blocks";
+}
+
+TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {
+   ops_->openRetIs(77);
+   ops_->openErrnoIs(EIO);
+   Pelm::String const path{(folder_.path() / "file").string()};
+   EXPECT_EQ(ops_->openPath(path, O_RDWR | O_CREAT), 77);
+   EXPECT_EQ(errno, EIO);
+   EXPECT_FALSE(std::filesystem::exists(path.str()));
+   ops_->lseekRetIs(-3);
+   ops_->readRetIs(-4);
+   ops_->writeRetIs(-5);
+   ops_->fsyncRetIs(-6);
+   ops_->closeRetIs(-7);
+   ops_->utilChkRetIs(90);
+   ops_->closeErrnoIs(EBUSY);
+   EXPECT_EQ(ops_->lseekFd(-1, 0, SEEK_SET), -3);
+   EXPECT_EQ(errno, 0);
+   EXPECT_EQ(ops_->readFd(-1, nullptr, 1), -4);
+   EXPECT_EQ(ops_->writeFd(-1, nullptr, 1), -5);
+   EXPECT_EQ(ops_->fsyncFd(-1), -6);
+   EXPECT_EQ(ops_->closeFd(-1), -7);
+   EXPECT_EQ(errno, EBUSY);
+   EXPECT_EQ(ops_->getUtilPercent("/nowhere"), 90);
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

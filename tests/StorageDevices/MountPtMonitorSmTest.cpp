@@ -1,0 +1,242 @@
+#include "StorageDevices/MountPtMonitorSm.h"
+
+#include <gtest/gtest.h>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/MountPtMonitorManagerSm.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MountPoint.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using MountState = MountPtMonitorHelper::MountState;
+
+constexpr double day = 86400;
+
+// Answers what the test says.
+class FakeHelper final : public MountPtMonitorHelper {
+ public:
+   MountState mountState(Pelm::String const & mountPt) const override {
+      asked.push_back(mountPt.str());
+      return answer;
+   }
+   MountState answer{true, false, "/dev/sda1", 4096};
+   mutable Texts asked;
+};
+
+class MountPoint : public Support::VirtualTimeTest {
+ protected:
+   MountPoint() { Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_); }
+
+   void start() {
+      monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
+      Host::turn();
+   }
+   Texts errors() const {
+      Texts result;
+      for (auto const & message : logs_.messages())
+         if (message.arguments[0] == "mountPtCheck")
+            result.push_back(message.arguments.back());
+      return result;
+   }
+   bool testing() const { return monitor_->fsHealthSm() && monitor_->fsHealthSm()->running(); }
+
+   Support::TempDir folder_{Support::folderWithDirectIo()};
+   Support::LogRecorder logs_;
+   Support::TraceRecorder traces_{{"StorageMountPtMonitorSm", 7}};
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<FakeHelper> helper_ = Pelm::make<FakeHelper>();
+   Pelm::Ptr<MountPtMonitorSm> monitor_;
+};
+
+TEST_F(MountPoint, inOrderStartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
+   start();
+   ASSERT_TRUE(testing());
+   EXPECT_EQ(monitor_->fsHealthSm()->blkSize(), 4096U);
+   EXPECT_EQ(monitor_->fsHealthSm()->mntPt(), folder_.string());
+   EXPECT_EQ(monitor_->mountPtDevice(), "/dev/sda1");
+   EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
+   EXPECT_EQ(monitor_->initialMountFailuresRemaining(), 0U);
+   EXPECT_EQ(helper_->asked, Texts{folder_.string()});
+   Host::runFor(899);
+   EXPECT_EQ(helper_->asked.size(), 3U);
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(MountPoint, notMountedHasTwelveChecksOfGrace) {
+   helper_->answer.mounted = false;
+   start();
+   Host::runFor(11 * 300);
+   Texts expected;
+   for (int left = 11; left >= 0; --left)
+      expected.push_back("void StorageDevices::MountPtMonitorSm::handleTestClock()" + folder_.string() +
+                         ", was not initialy mounted. " + std::to_string(left) + " tries remaining");
+   EXPECT_EQ(traces_.texts(7), expected);
+   EXPECT_TRUE(errors().empty());
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"not mounted"});
+   EXPECT_EQ(helper_->asked.size(), 13U);
+   Host::runFor(day - 1);
+   EXPECT_EQ(helper_->asked.size(), 13U);
+   Host::runFor(2);
+   EXPECT_EQ(errors().size(), 2U);
+}
+
+TEST_F(MountPoint, mountedWithinTheGraceIsInOrder) {
+   helper_->answer.mounted = false;
+   start();
+   Host::runFor(3 * 300 + 1);
+   helper_->answer.mounted = true;
+   Host::runFor(300);
+   EXPECT_TRUE(testing());
+   helper_->answer.mounted = false;
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"not mounted"}) << "the grace ends with the first mount";
+   EXPECT_FALSE(testing());
+}
+
+TEST_F(MountPoint, readOnlyIsAnErrorThatRemembersTheDevice) {
+   helper_->answer.readOnly = true;
+   start();
+   EXPECT_EQ(errors(), Texts{"mount point is read-only"});
+   EXPECT_EQ(monitor_->mountPtDevice(), "/dev/sda1");
+   EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
+   EXPECT_FALSE(monitor_->fsHealthSm());
+   helper_->answer.readOnly = false;
+   Host::runFor(day + 1);
+   EXPECT_TRUE(testing());
+}
+
+TEST_F(MountPoint, anUnknownBlockSizeIsAnErrorBeforeAnythingIsRemembered) {
+   helper_->answer.blkSize = 0;
+   helper_->answer.readOnly = true;
+   start();
+   EXPECT_EQ(errors(), Texts{"failed to determine device blockSize"});
+   EXPECT_TRUE(monitor_->mountPtDevice().empty());
+   EXPECT_EQ(monitor_->initialMountFailuresRemaining(), 0U);
+}
+
+TEST_F(MountPoint, anotherDeviceIsAnErrorEveryDayUntilTheFirstIsBack) {
+   start();
+   helper_->answer.device = "/dev/sdb1";
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
+   EXPECT_FALSE(testing());
+   EXPECT_EQ(monitor_->mountPtDevice(), "/dev/sda1");
+   Host::runFor(day);
+   EXPECT_EQ(errors().size(), 2U);
+   helper_->answer.device = "/dev/sda1";
+   Host::runFor(day);
+   EXPECT_TRUE(testing()) << "the test that was stopped starts again";
+}
+
+TEST_F(MountPoint, anotherBlockSizeIsAnotherDevice) {
+   start();
+   helper_->answer.blkSize = 512;
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
+}
+
+TEST_F(MountPoint, itsErrorsNameTheDisk) {
+   helper_->answer.readOnly = true;
+   start();
+   EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"mountPtCheck", folder_.string(), "S1", "Kestrel_S2",
+                                                   "KF1.2", "mount point is read-only"}));
+   devices_->diskDel("S1");
+   Host::runFor(day + 1);
+   EXPECT_EQ(logs_.messages()[1].arguments,
+             (Texts{"mountPtCheck", "", "", "", "", "mount point is read-only"}));
+}
+
+TEST_F(MountPoint, aZombieHearsNothing) {
+   start();
+   monitor_->vornDoZombieReactors(true);
+   helper_->answer.mounted = false;
+   Host::runFor(2 * day);
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+class MountPoints : public Support::VirtualTimeTest {
+ protected:
+   MountPoints() {
+      mountPtMonitorHelperCreatorIs([this] {
+         helpers_.push_back(Pelm::make<FakeHelper>());
+         return helpers_.back();
+      });
+   }
+   ~MountPoints() override { mountPtMonitorHelperCreatorIs(nullptr); }
+
+   void plug(std::string const & serial, std::string const & mountPoint, bool removable = false) const {
+      Support::DiskFields{.name = serial, .mountPoint = mountPoint, .removable = removable}.writeTo(
+          *devices_);
+   }
+   Texts watched() {
+      manager_ = mountPtMonitorManagerSmFactory(devices_);
+      Texts result;
+      for (auto const & [mountPt, monitor] : manager_->mountPtMonitorSm)
+         result.push_back(mountPt.str());
+      return result;
+   }
+
+   Support::TraceRecorder traces_{{"StorageDevicesMountPtMonitorManagerSm", 7}};
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   std::vector<Pelm::Ptr<FakeHelper>> helpers_;
+   Pelm::Ptr<MountPtMonitorManagerSm> manager_;
+};
+
+TEST_F(MountPoints, ofFixedDisksAreWatchedEachWithAHelperOfItsOwn) {
+   plug("A", "/mnt/flash");
+   plug("B", "/mnt/drive");
+   plug("stick", "/mnt/usb1", true);
+   EXPECT_EQ(watched(), (Texts{"/mnt/flash", "/mnt/drive"}));
+   EXPECT_EQ(helpers_.size(), 2U);
+   EXPECT_EQ(traces_.texts(2), (Texts{"Instantiating state machine for /mnt/flash",
+                                      "Instantiating state machine for /mnt/drive"}));
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
+TEST_F(MountPoints, areWatchedOnceEach) {
+   plug("A", "/mnt/flash");
+   plug("B", "/mnt/flash");
+   EXPECT_EQ(watched(), Texts{"/mnt/flash"});
+   EXPECT_EQ(traces_.texts(1), Texts{"Already have a monitoring SM for /mnt/flash, skipping"});
+}
+
+TEST_F(MountPoints, withoutANameAreWatchedToo) {
+   plug("A", "");
+   EXPECT_EQ(watched(), Texts{""});
+}
+
+TEST_F(MountPoints, withoutTheMainFlashAreTraced) {
+   EXPECT_EQ(watched(), Texts{});
+   EXPECT_EQ(traces_.errors(), Texts{"No monitoring state machine instantiated for /mnt/flash"});
+}
+
+TEST_F(MountPoints, areDecidedOnce) {
+   plug("A", "/mnt/flash");
+   watched();
+   plug("B", "/mnt/drive");
+   devices_->diskDel("A");
+   Host::runFor(10);
+   EXPECT_EQ(manager_->mountPtMonitorSm.size(), 1U);
+   manager_->mountPtMonitorSmDel("/mnt/flash");
+   EXPECT_TRUE(manager_->mountPtMonitorSm.empty());
+}
+
+TEST_F(MountPoints, areLeftWhenTheManagerIsStopped) {
+   plug("A", "/mnt/flash");
+   watched();
+   manager_->vornDoZombieReactors(true);
+   Host::runFor(1000);
+   EXPECT_TRUE(helpers_[0]->asked.empty());
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

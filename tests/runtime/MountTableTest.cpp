@@ -1,0 +1,145 @@
+#include "runtime/model/MountTable.h"
+
+#include <gtest/gtest.h>
+
+#include "runtime/model/MountPtMonitorHelper.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A mount table and a sysfs of the test's own.
+class MountTable : public testing::Test {
+ protected:
+   MountTable() {
+      fs::create_directories(folder_.path() / "proc/self");
+      fs::create_directories(folder_.path() / "sys/dev/block");
+      fs::create_directories(folder_.path() / "sys/class/block");
+      device("sda", "8:0", "512");
+      device("sda/sda1", "8:1", "");
+      device("nvme0n1", "259:0", "4096");
+      device("dm-0", "254:0", "512");
+      Mounts::rootIs(folder_.string());
+   }
+   ~MountTable() override { Mounts::rootIs(""); }
+
+   void device(std::string const & path, std::string const & number, std::string const & blockSize) const {
+      fs::path const at = folder_.path() / "sys/devices" / path;
+      std::string const name = at.filename();
+      fs::create_directories(at / "queue");
+      if (blockSize.empty())
+         fs::remove_all(at / "queue");
+      else
+         std::ofstream{at / "queue/logical_block_size"} << blockSize << '\n';
+      std::ofstream{at / "uevent"} << "MAJOR=0\nDEVNAME=" << name << "\nDEVTYPE=disk\n";
+      std::ofstream{at / "dev"} << number << '\n';
+      fs::create_directory_symlink(at, folder_.path() / "sys/dev/block" / number);
+      fs::create_directory_symlink(at, folder_.path() / "sys/class/block" / name);
+   }
+   // A line of the table: number, root, mount point, options, type, source, options of the file system.
+   void mount(std::string const & number, std::string const & mountPoint, std::string const & options,
+              std::string const & type, std::string const & source, std::string const & superOptions) {
+      table_ += "36 25 " + number + " / " + mountPoint + " " + options + " shared:1 - " + type + " " +
+                source + " " + superOptions + "\n";
+      folder_.fileIs("proc/self/mountinfo", table_);
+   }
+   static std::string seenAt(char const * path) {
+      auto const state = MountPtMonitorHelper{}.mountState(path);
+      return state.mounted ? state.device.str() + " " + std::to_string(state.blkSize) +
+                                 (state.readOnly ? " read-only" : "")
+                           : "not mounted";
+   }
+
+   Support::TempDir folder_;
+   std::string table_;
+};
+
+TEST_F(MountTable, namesTheDeviceAndItsBlockSize) {
+   mount("259:0", "/mnt/drive", "rw,relatime", "ext4", "/dev/nvme0n1", "rw");
+   EXPECT_EQ(seenAt("/mnt/drive"), "/dev/nvme0n1 4096");
+   EXPECT_EQ(seenAt("/mnt/driv"), "not mounted");
+   EXPECT_EQ(seenAt("/mnt/drive/"), "not mounted");
+}
+
+TEST_F(MountTable, aPartitionHasTheBlockSizeOfItsDisk) {
+   mount("8:1", "/mnt/flash", "rw", "vfat", "/dev/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/flash"), "/dev/sda1 512");
+}
+
+TEST_F(MountTable, readOnlyIsTheMountsOrTheFileSystems) {
+   mount("8:1", "/mnt/a", "ro,relatime", "ext4", "/dev/sda1", "rw");
+   mount("8:1", "/mnt/b", "rw,relatime", "ext4", "/dev/sda1", "ro,errors=remount-ro");
+   mount("8:1", "/mnt/c", "rw,relatime", "ext4", "/dev/sda1", "rw,errors=remount-ro");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512 read-only");
+   EXPECT_EQ(seenAt("/mnt/b"), "/dev/sda1 512 read-only");
+   EXPECT_EQ(seenAt("/mnt/c"), "/dev/sda1 512");
+}
+
+TEST_F(MountTable, theLastMountOfAPathIsSeen) {
+   mount("8:1", "/mnt/flash", "rw", "ext4", "/dev/sda1", "rw");
+   mount("259:0", "/mnt/flash", "rw", "ext4", "/dev/nvme0n1", "rw");
+   EXPECT_EQ(seenAt("/mnt/flash"), "/dev/nvme0n1 4096");
+   EXPECT_EQ(Mounts::mountsAt("/mnt/flash").size(), 2U);
+}
+
+TEST_F(MountTable, namesThatAreNoNodesAreResolved) {
+   mount("8:1", "/mnt/a", "rw", "ext4", "/dev/root", "rw");
+   mount("254:0", "/mnt/b", "rw", "ext4", "/dev/mapper/vault", "rw");
+   mount("0:40", "/mnt/c", "rw", "btrfs", "/dev/sda1", "rw,subvol=/");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
+   EXPECT_EQ(seenAt("/mnt/b"), "/dev/dm-0 512");
+   EXPECT_EQ(seenAt("/mnt/c"), "/dev/sda1 512");
+}
+
+TEST_F(MountTable, whatHasNoDeviceHasNoBlockSize) {
+   mount("0:30", "/mnt/a", "rw", "overlay", "overlay", "rw,lowerdir=/x");
+   mount("0:31", "/mnt/b", "rw", "nfs4", "server:/share", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "overlay 0");
+   EXPECT_EQ(seenAt("/mnt/b"), "server:/share 0");
+}
+
+TEST_F(MountTable, aBlockSizeThatIsNoneIsNotKnown) {
+   device("odd", "7:0", "513");
+   device("tiny", "7:1", "4");
+   device("word", "7:2", "many");
+   for (char const * const name : {"0", "1", "2"})
+      mount(std::string{"7:"} + name, std::string{"/mnt/"} + name, "rw", "ext4", "/dev/x", "rw");
+   EXPECT_EQ(seenAt("/mnt/0"), "/dev/odd 0");
+   EXPECT_EQ(seenAt("/mnt/1"), "/dev/tiny 0");
+   EXPECT_EQ(seenAt("/mnt/2"), "/dev/word 0");
+}
+
+TEST_F(MountTable, escapedNamesAreRead) {
+   mount("8:1", "/mnt/my\\040drive", "rw", "ext4", "/dev/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/my drive"), "/dev/sda1 512");
+}
+
+TEST_F(MountTable, withoutATableNothingIsMounted) {
+   EXPECT_EQ(seenAt("/mnt/flash"), "not mounted");
+}
+
+TEST_F(MountTable, aMapperNodeIsMadeOfTheDevicesBelowIt) {
+   device("dm-1", "254:1", "512");
+   fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves/dm-1");
+   fs::create_directories(folder_.path() / "sys/devices/dm-1/slaves/sda1");
+   fs::create_directories(folder_.path() / "sys/devices/dm-1/slaves/dm-0");
+   EXPECT_EQ(Mounts::devicesBelow("/dev/dm-0"),
+             (std::vector<std::string>{"/dev/dm-1", "/dev/dm-0", "/dev/sda1"}));
+   EXPECT_TRUE(Mounts::devicesBelow("/dev/sda1").empty());
+   EXPECT_TRUE(Mounts::devicesBelow("/dev/dm-9").empty());
+}
+
+TEST_F(MountTable, aHelperOfTheHostsMakingIsUsed) {
+   int made = 0;
+   mountPtMonitorHelperCreatorIs([&] {
+      ++made;
+      return Pelm::make<MountPtMonitorHelper>();
+   });
+   EXPECT_TRUE(newMountPtMonitorHelper());
+   mountPtMonitorHelperCreatorIs(nullptr);
+   EXPECT_TRUE(newMountPtMonitorHelper());
+   EXPECT_EQ(made, 1);
+}
+
+}  // namespace

@@ -1,0 +1,31 @@
+// A folder that stands in for a mount point: its file system takes direct I/O.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "tests/support/TempDir.h"
+
+namespace Support {
+
+inline bool takesDirectIo(std::filesystem::path const & folder) {
+   TempDir const probe{folder};
+   int const fd = open((probe.path() / "probe").c_str(), O_WRONLY | O_CREAT | O_DIRECT | O_CLOEXEC, 0600);
+   if (fd >= 0)
+      close(fd);
+   return fd >= 0;
+}
+
+inline std::filesystem::path folderWithDirectIo() {
+   for (std::filesystem::path const & folder :
+        {std::filesystem::temp_directory_path(), std::filesystem::path{"/var/tmp"},
+         std::filesystem::current_path()})
+      if (takesDirectIo(folder))
+         return folder;
+   throw std::runtime_error{"no folder here takes direct I/O"};
+}
+
+}  // namespace Support
