@@ -12,7 +12,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FIL
 foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
         DiskInfoCollectorSm ApplianceRules
         DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export FsHealthIoOps FsHealthSm IOStatSm
-        LogCatalogue MountPtMonitorManagerSm MountPtMonitorSm NvmeDataMonitorSm SmartDataMonitorSm TempSensorSm)
+        LogCatalogue MountPtMonitorManagerSm MountPtMonitorSm NvmeDataMonitorSm SdErrWatcherSm SmartDataMonitorSm TempSensorSm)
   install(FILES ${PROJECT_SOURCE_DIR}/src/StorageDevices/${header}.h DESTINATION ${headerDir}/StorageDevices)
 endforeach()
 

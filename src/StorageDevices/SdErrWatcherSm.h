@@ -1,0 +1,80 @@
+// Turns storage errors in the kernel's messages into log messages, at most one per device and day.
+//
+// Inputs: kernel lines, one a datagram, on a Unix socket of its own; the connected disks. Outputs:
+// IO_ERROR and IO_ERROR_EXTERNAL_USB, and a record per device in `StorageDevicesInfo`, which outlives the
+// monitor and the removal of a fixed device.
+#pragma once
+
+#include <sys/un.h>
+
+#include <cstdint>
+#include <utility>
+
+#include "StorageDevices/ConnectedDevices.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/Notifiee.h"
+#include "runtime/Vorn/Seconds.h"
+#include "runtime/model/StorageDevicesInfo.h"
+
+namespace StorageDevices {
+
+class StorageDeviceErrWatcherSm final : public Pelm::Node {
+ public:
+   StorageDeviceErrWatcherSm(Pelm::Ptr<StorageDevicesInfo> sdevInfo,
+                             Pelm::Ptr<ConnectedDevices const> connDevs, Pelm::String unixSockName);
+   ~StorageDeviceErrWatcherSm() override;
+
+   Pelm::String const & unixSockName() const { return unixSockName_; }
+
+   template <class T>
+   using Attribute = Vorn::Attribute<T, StorageDeviceErrWatcherSm>;
+
+   // The socket; -1: none.
+   Attribute<std::int32_t> kMsgSockFd{*this, "kMsgSockFd", -1};
+   // A line is read up to one byte less.
+   Attribute<std::uint32_t> recvBufSize{*this, "recvBufSize", 1025};
+   // How long one notification may go on reading, in seconds.
+   Attribute<Vorn::Seconds> maxProcessTime{*this, "maxProcessTime", 0.5};
+   // Shortest time between two messages for one device, in seconds.
+   Attribute<std::uint32_t> syslogThreshold{*this, "syslogThreshold", 86400};
+   void syslogThresholdIs(std::uint32_t value) { syslogThreshold.valueIs(value); }
+   // Whether the socket is bound.
+   Attribute<bool> initialized{*this, "initialized", false};
+
+   // Raises std::runtime_error when there is no socket to be had.
+   void handleInitialized();
+   void handleDeviceAddRem(Pelm::String const & name);
+   void handleReadable();
+   // One kernel line.
+   void processKernelMsg(char const * text);
+   void handleDestruction();
+   void vornDoZombieReactors(bool zombie) override;
+
+ private:
+   // Holds the kernel's name of the device that a line speaks of.
+   struct RegexMatch : public Pelm::Node {
+      explicit RegexMatch(Pelm::String captured) : text{std::move(captured)} {}
+      Pelm::String text;
+   };
+
+   void kMsgSockFdIs(int fd);
+   void openSocket();
+   void checkStorageDevicesInfoColln();
+   Pelm::Ptr<StorageDevErrorSyslogInfo> recordNamed(Pelm::String const & kernelName) const;
+   void maybeLog(StorageDevErrorSyslogInfo & record) const;
+
+   Pelm::Ptr<StorageDevicesInfo> sdevInfo_;
+   Pelm::Ptr<ConnectedDevices const> connDevs_;
+   Pelm::String unixSockName_;
+   sockaddr_un sockAddr_{};
+   std::string buffer_;
+   Pelm::Ptr<Vorn::FileDescriptor> socketFd_;
+   Vorn::NotifieeConst devicesReactor_;
+   Vorn::NotifieeConst socketReactor_;
+};
+
+}  // namespace StorageDevices

@@ -1,0 +1,351 @@
+#include "StorageDevices/SdErrWatcherSm.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "StorageDevices/Factories.h"
+#include "runtime/host/Failure.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Support::DiskFields;
+using Texts = std::vector<std::string>;
+
+constexpr double day = 86400;
+
+// Sends datagrams to a path.
+class Sender {
+ public:
+   explicit Sender(std::string const & path) {
+      address_.sun_family = AF_UNIX;
+      path.copy(address_.sun_path, sizeof address_.sun_path - 1);
+   }
+   Sender(Sender const &) = delete;
+   Sender & operator=(Sender const &) = delete;
+   ~Sender() { close(fd_); }
+
+   // False when the socket does not take it.
+   bool send(std::string_view line) const {
+      return sendto(fd_, line.data(), line.size(), MSG_DONTWAIT,
+                    reinterpret_cast<sockaddr const *>(&address_),
+                    sizeof address_) == static_cast<ssize_t>(line.size());
+   }
+
+ private:
+   int fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   sockaddr_un address_{};
+};
+
+class ErrWatcher : public Support::VirtualTimeTest {
+ protected:
+   ErrWatcher() {
+      sata_.writeTo(*devices_);
+      stick_.writeTo(*devices_);
+   }
+
+   void start() { watcher_ = storageDeviceErrWatcherSmFactory(info_, devices_, Pelm::String{path_}); }
+   void line(std::string const & text) const {
+      ASSERT_TRUE(Sender{path_}.send("kernel: [  123.456789] " + text));
+      Host::turn();
+   }
+   Pelm::Ptr<StorageDevErrorSyslogInfo> record(char const * serial) const { return info_->fsList(serial); }
+
+   Support::TempDir folder_;
+   std::string path_ = folder_.string() + "/kernelmessages";
+   DiskFields sata_;
+   DiskFields stick_{.name = "VT01",
+                     .blockDevice = "/dev/sdb",
+                     .mountPoint = "/mnt/usb1",
+                     .model = "Stick",
+                     .firmwareRevision = "1.0",
+                     .removable = true,
+                     .busType = ConnectedDisk::BusType::usb,
+                     .devAddress = "2-1"};
+   Support::LogRecorder logs_;
+   Support::TraceRecorder traces_{{"StorageDevicesErrWatchSm", 7}};
+   Pelm::Ptr<StorageDevicesInfo> info_ = Pelm::make<StorageDevicesInfo>();
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<StorageDeviceErrWatcherSm> watcher_;
+};
+
+TEST_F(ErrWatcher, logsAnErrorOfAFixedDisk) {
+   start();
+   line("blk_update_request: I/O error, dev sda, sector 2048");
+   ASSERT_EQ(logs_.texts(),
+             Texts{"/dev/sda (SN:KS0001 Model:Kestrel_S2 Firmware:KF1.2) has read or write errors "
+                   "and is unstable."});
+   EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_IO_ERROR");
+   EXPECT_EQ(record("KS0001")->syslogTimestamp(), Vorn::System::currentTimeUtc());
+}
+
+TEST_F(ErrWatcher, logsAnErrorOfARemovableDiskByItsPort) {
+   start();
+   line("usb 2-1: USB disconnect, device number 2");
+   ASSERT_EQ(logs_.texts(),
+             Texts{"USB storage at /dev/sdb (SN:VT01 Model:Stick Firmware:1.0) appears to be faulty."});
+   EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_IO_ERROR_EXTERNAL_USB");
+}
+
+TEST_F(ErrWatcher, aSecondLineWithinADayIsOnlyTraced) {
+   start();
+   line("ata2: hard resetting link");
+   time->jumpBy(day);
+   line("ata2: hard resetting link");
+   EXPECT_EQ(logs_.messages().size(), 1U) << "after exactly a day it is too early";
+   EXPECT_EQ(traces_.texts(2), Texts{"Syslog for /dev/sda sent 86400 seconds ago."});
+   time->jumpBy(1);
+   line("ata2: hard resetting link");
+   EXPECT_EQ(logs_.messages().size(), 2U);
+}
+
+TEST_F(ErrWatcher, everyDeviceHasItsOwnDay) {
+   start();
+   line("ata2: hard resetting link");
+   line("usb 2-1: USB disconnect, device number 2");
+   line("usb 2-1: USB disconnect, device number 3");
+   EXPECT_EQ(logs_.messages().size(), 2U);
+}
+
+TEST_F(ErrWatcher, aPartitionIsNoDisk) {
+   start();
+   line("Buffer I/O error on device sdb1, logical block 5");
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_EQ(traces_.count(7, "regex matched! sdb1"), 1);
+}
+
+TEST_F(ErrWatcher, linesThatMatchNothingAndLongOnesAreHandled) {
+   start();
+   for (std::size_t const size : {1, 1000, 1024, 1025, 5000})
+      line(std::string(size, 'x'));
+   line("blk_update_request: I/O error, dev sda, sector 1" + std::string(2000, '0'));
+   EXPECT_EQ(logs_.messages().size(), 1U) << "what is read of a long line is a line";
+}
+
+TEST_F(ErrWatcher, anEmptyDatagramIsNoEnd) {
+   start();
+   Sender const sender{path_};
+   ASSERT_TRUE(sender.send(""));
+   ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
+   Host::turn();
+   EXPECT_EQ(logs_.messages().size(), 1U);
+}
+
+TEST_F(ErrWatcher, whatFollowsANulIsNotSeen) {
+   start();
+   using namespace std::string_literals;
+   line("ata2: hard\0 resetting link"s);
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(ErrWatcher, anEmptyAddressMatchesNoLine) {
+   DiskFields{.name = "NOADDR", .blockDevice = "", .busType = ConnectedDisk::BusType::other, .devAddress = ""}
+       .writeTo(*devices_);
+   start();
+   EXPECT_EQ(record("NOADDR")->interfaceAndAddress(), "");
+   line("EXT4-fs error (device ):");
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(ErrWatcher, aBurstIsReadInPortions) {
+   start();
+   time->stepPerReadingIs(0.2);
+   Sender const sender{path_};
+   int sent = 0;
+   while (sender.send("kernel: [1.2] nothing"))
+      ++sent;
+   ASSERT_GT(sent, 8);
+   traces_.clear();
+   watcher_->handleReadable();
+   auto const read = traces_.count(7, "receivedkernel: [1.2] nothing");
+   EXPECT_GE(read, 2);
+   EXPECT_LE(read, 4) << "half a second at 0.2 seconds a line";
+   time->stepPerReadingIs(0);
+   for (int i = 0; i < 20; ++i)
+      Host::turn();
+   EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] nothing"), sent);
+}
+
+TEST_F(ErrWatcher, aHundredThousandLinesLoseNothingThatTheSocketTook) {
+   traces_.levelsAre(0);
+   start();
+   Sender const sender{path_};
+   int taken = 0;
+   for (int i = 0; i < 100000; ++i) {
+      std::string const text =
+          i == 99999 ? "ata2: hard resetting link" : "ordinary line " + std::to_string(i);
+      while (!sender.send("kernel: [1.2] " + text))
+         Host::turn();
+      ++taken;
+   }
+   Host::turn();
+   EXPECT_EQ(taken, 100000);
+   EXPECT_EQ(logs_.messages().size(), 1U) << "the last line was heard";
+}
+
+TEST_F(ErrWatcher, recordsWhatIsConnectedWithAllThatAMessageNeeds) {
+   start();
+   ASSERT_TRUE(record("KS0001"));
+   EXPECT_EQ(record("KS0001")->blockDevice(), "/dev/sda");
+   EXPECT_EQ(record("KS0001")->interfaceAndAddress(), "ata2");
+   EXPECT_EQ(record("KS0001")->kernelDevName(), "sda");
+   EXPECT_EQ(record("KS0001")->model(), "Kestrel_S2");
+   EXPECT_EQ(record("KS0001")->firmwareRevision(), "KF1.2");
+   EXPECT_FALSE(record("KS0001")->removable());
+   EXPECT_EQ(record("KS0001")->syslogTimestamp(), 0);
+   EXPECT_EQ(record("VT01")->interfaceAndAddress(), "usb 2-1");
+   EXPECT_TRUE(record("VT01")->removable());
+   EXPECT_EQ(traces_.count(7, "handleDeviceAddRem add KS0001 ata2 to dev list"), 1);
+}
+
+TEST_F(ErrWatcher, removingARemovableDiskDeletesItsRecordAndAFixedOneIsCounted) {
+   start();
+   devices_->diskDel("VT01");
+   devices_->diskDel("KS0001");
+   EXPECT_FALSE(record("VT01"));
+   ASSERT_TRUE(record("KS0001"));
+   EXPECT_EQ(record("KS0001")->disconnectCount(), 1U);
+   sata_.writeTo(*devices_);
+   devices_->diskDel("KS0001");
+   EXPECT_EQ(record("KS0001")->disconnectCount(), 2U);
+}
+
+TEST_F(ErrWatcher, aDiskThatComesBackKeepsItsDayAndRefreshesItsRecord) {
+   start();
+   line("ata2: hard resetting link");
+   devices_->diskDel("KS0001");
+   DiskFields back = sata_;
+   back.blockDevice = "/dev/sdc";
+   back.model = "other";
+   back.firmwareRevision = "KF2";
+   back.writeTo(*devices_);
+   EXPECT_EQ(record("KS0001")->kernelDevName(), "sdc");
+   EXPECT_EQ(record("KS0001")->firmwareRevision(), "KF2");
+   EXPECT_EQ(record("KS0001")->model(), "Kestrel_S2");
+   EXPECT_EQ(traces_.texts(7).back(), "handleDeviceAddRem modify KS0001 to dev list");
+   line("blk_update_request: I/O error, dev sdc, sector 1");
+   EXPECT_EQ(logs_.messages().size(), 1U);
+}
+
+TEST_F(ErrWatcher, recordsOfAnEarlierRunAgreeWithTheDisksAfterTheStart) {
+   info_->fsListIs("gone fixed", "/dev/sdx", "ata9", false);
+   info_->fsListIs("gone stick", "/dev/sdy", "usb 9-9", true);
+   info_->fsListIs("KS0001", "/dev/sda", "ata2", false);
+   start();
+   EXPECT_EQ(record("gone fixed")->disconnectCount(), 1U);
+   EXPECT_FALSE(record("gone stick"));
+   EXPECT_EQ(record("KS0001")->kernelDevName(), "sda");
+   EXPECT_EQ(info_->fsList.size(), 3U);
+}
+
+TEST_F(ErrWatcher, aNameThatPassedToAnotherDiskIsTheConnectedOnes) {
+   start();
+   devices_->diskDel("KS0001");
+   DiskFields next = sata_;
+   next.name = "KS0002";
+   next.writeTo(*devices_);
+   line("blk_update_request: I/O error, dev sda, sector 1");
+   ASSERT_EQ(logs_.messages().size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[1], "KS0002");
+}
+
+TEST_F(ErrWatcher, anErrorOfADiskThatIsGoneIsStillTold) {
+   start();
+   devices_->diskDel("KS0001");
+   line("blk_update_request: I/O error, dev sda, sector 1");
+   EXPECT_EQ(logs_.messages().size(), 1U);
+}
+
+TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
+   mode_t const before = umask(0);
+   start();
+   umask(before);
+   struct stat status {};
+   ASSERT_EQ(stat(path_.c_str(), &status), 0);
+   EXPECT_TRUE(S_ISSOCK(status.st_mode));
+   EXPECT_EQ(status.st_mode & 0777U, 0600U);
+   EXPECT_TRUE(watcher_->initialized());
+   EXPECT_EQ(traces_.texts(1), Texts{"Socket opened path" + path_});
+}
+
+TEST_F(ErrWatcher, aStaleFileIsReplacedAndTheSocketGoesWithTheWatcher) {
+   folder_.fileIs("kernelmessages", "stale");
+   auto const before = Support::openDescriptors();
+   start();
+   line("ata2: hard resetting link");
+   EXPECT_EQ(logs_.messages().size(), 1U);
+   watcher_ = nullptr;
+   EXPECT_FALSE(std::filesystem::exists(path_));
+   EXPECT_EQ(Support::openDescriptors(), before);
+   EXPECT_EQ(traces_.count(2, " close socket"), 1);
+   EXPECT_EQ(traces_.count(2, " unlink"), 1);
+}
+
+class ErrWatcherFailures : public ErrWatcher {
+ protected:
+   ErrWatcherFailures() {
+      Host::failureSinkIs([this](std::string_view, std::string_view what) { failures_.emplace_back(what); });
+   }
+   ~ErrWatcherFailures() override { Host::failureSinkIs(nullptr); }
+   Texts failures_;
+};
+
+TEST_F(ErrWatcherFailures, aFolderThatIsNotThereIsAFailureOfItsOwn) {
+   path_ = folder_.string() + "/missing/socket";
+   auto const before = Support::openDescriptors();
+   start();
+   EXPECT_EQ(failures_, Texts{"binding to dgram socket"});
+   ASSERT_TRUE(watcher_);
+   EXPECT_FALSE(watcher_->initialized());
+   EXPECT_EQ(watcher_->kMsgSockFd(), -1);
+   ASSERT_EQ(traces_.errors().size(), 1U);
+   EXPECT_TRUE(traces_.errors()[0].starts_with("StorageDeviceErrWatcherSm::handleInitialized() bind errno "));
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+TEST_F(ErrWatcherFailures, aFolderAtThePathIsOneTooAndStays) {
+   std::filesystem::create_directory(path_);
+   start();
+   EXPECT_EQ(failures_, Texts{"binding to dgram socket"});
+   watcher_ = nullptr;
+   EXPECT_TRUE(std::filesystem::is_directory(path_));
+}
+
+TEST_F(ErrWatcherFailures, withoutDescriptorsThereIsNoSocket) {
+   {
+      Support::DescriptorLimit const limit{0};
+      start();
+   }
+   EXPECT_EQ(failures_, Texts{"creating unix dgram socket"});
+   ASSERT_EQ(traces_.errors().size(), 1U);
+   EXPECT_TRUE(traces_.errors()[0].starts_with("StorageDeviceErrWatcherSm::handleInitialized() socket "));
+}
+
+TEST_F(ErrWatcher, beforeItIsInitialisedNothingIsRead) {
+   watcher_ = Pelm::make<StorageDeviceErrWatcherSm>(info_, devices_, Pelm::String{path_});
+   watcher_->handleReadable();
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
+TEST_F(ErrWatcher, aZombieHearsNothing) {
+   start();
+   watcher_->vornDoZombieReactors(true);
+   line("ata2: hard resetting link");
+   devices_->diskDel("VT01");
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_TRUE(record("VT01"));
+}
+
+}  // namespace
+
+}  // namespace StorageDevices
