@@ -32,7 +32,7 @@ std::int64_t percentLeft(NvmeAttr const & percentageUsed) {
 }  // namespace
 
 DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
-    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> record)
+    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record)
     : owner_{owner}, serial_{record->name()} {
    notifierIs(record);
    on<&NestedSm_SmartDeviceData::handleLifetimeRemaining>(record->lifetimeRemaining, *this);
@@ -45,7 +45,7 @@ void DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::handleLifetimeRemaining(
 }
 
 DeviceLifetimeMonitorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(
-    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> record)
+    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record)
     : owner_{owner}, serial_{record->name()} {
    notifierIs(record);
    on<&NestedSm_NvmeDeviceData::handlePercentageUsed>(record->percentageUsed, *this);

@@ -130,7 +130,7 @@ bool maybeInsertKnownAttr(DeviceSmartData & record, SmartAttr const & attr,
                           DriveSmartMapping const & mapping) {
    if (auto const mapped = mapping.find(attr.id); mapped != mapping.end()) {
       DriveSmartMappingEntry const & entry = mapped->second;
-      if (entry.ignore)
+      if (entry.ignore || !entry.field.set)
          return false;
       file(record, entry.field, attr, entry.value ? entry.value(attr) : attr.reportedValue);
       return true;

@@ -22,7 +22,7 @@ constexpr Units::Celsius usualChange = 20.0;
 }  // namespace
 
 TempSensorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(TempSensorSm & owner,
-                                                               Pelm::Ptr<DeviceNvmeData const> record)
+                                                               Pelm::Ptr<DeviceNvmeData const> const & record)
     : owner_{owner}, name_{record->name()} {
    notifierIs(record);
    on<&NestedSm_NvmeDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);
@@ -30,7 +30,7 @@ TempSensorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(TempSensorSm & ow
 }
 
 TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(TempSensorSm & owner,
-                                                                 Pelm::Ptr<DeviceSmartData const> record)
+                                                                 Pelm::Ptr<DeviceSmartData const> const & record)
     : owner_{owner}, name_{record->name()} {
    notifierIs(record);
    on<&NestedSm_SmartDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);

@@ -23,7 +23,7 @@ class TempSensorSm final : public Pelm::Node {
    // Watch the temperature of one record.
    class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
     public:
-      NestedSm_NvmeDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceNvmeData const> record);
+      NestedSm_NvmeDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record);
 
     private:
       void handleTemperatureCelsius() { owner_.updateTempSensor(name_, {}, {}); }
@@ -33,7 +33,7 @@ class TempSensorSm final : public Pelm::Node {
    };
    class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
     public:
-      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> record);
+      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record);
 
     private:
       void handleTemperatureCelsius(Vorn::Change<OptionalSmartAttr> const & change);

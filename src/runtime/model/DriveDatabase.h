@@ -13,7 +13,7 @@ namespace StorageDevices {
 
 // What to do with one attribute of a drive model.
 struct DriveSmartMappingEntry {
-   SmartField field{};  // where it goes, whatever its name; unused when ignored
+   SmartField field{};  // where it goes, whatever its name; without one it is ignored
    // Computes what readers of the field take; without one it is the normalised value.
    std::int64_t (*value)(SmartAttr const &) = nullptr;
    bool ignore = false;  // it goes to no named field

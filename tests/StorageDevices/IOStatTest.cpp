@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <random>
+
+#include "runtime/model/IOStatData.h"
+#include "tests/support/RandomSeed.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+namespace {
+
+using Measurement = IOStat::Measurement;
+
+class IOStatTest : public Support::VirtualTimeTest {
+ protected:
+   static Vorn::Seconds now() { return Vorn::System::currentTime(); }
+   void recordNow(std::uint64_t bytesWritten) { stat->recordMeasurement(now(), 0, bytesWritten); }
+   std::vector<std::uint64_t> written() const {
+      std::vector<std::uint64_t> result;
+      for (std::size_t i = 0; i < stat->size(); ++i)
+         result.push_back((*stat)[i].bytesWritten);
+      return result;
+   }
+
+   Pelm::Ptr<IOStat> const stat = Pelm::make<IOStat>();
+};
+
+TEST_F(IOStatTest, isEmptyAtFirst) {
+   EXPECT_TRUE(stat->empty());
+   EXPECT_EQ(stat->size(), 0U);
+   EXPECT_FALSE(stat->topMeasurement());
+   stat->pruneMeasurements(0);
+   EXPECT_TRUE(stat->empty());
+}
+
+TEST_F(IOStatTest, keepsMeasurementsInTheirOrder) {
+   stat->recordMeasurement(1000, 1024000, 2048000);
+   EXPECT_EQ(stat->topMeasurement(), (Measurement{1000, 1024000, 2048000}));
+   stat->recordMeasurement(1060, UINT64_MAX, 3);
+   EXPECT_EQ(stat->topMeasurement(), (Measurement{1060, UINT64_MAX, 3}));
+   ASSERT_EQ(stat->size(), 2U);
+   EXPECT_EQ((*stat)[0], (Measurement{1000, 1024000, 2048000}));
+   EXPECT_EQ((*stat)[1], (Measurement{1060, UINT64_MAX, 3}));
+}
+
+TEST_F(IOStatTest, dropsWhatIsOlderThanTheAge) {
+   for (std::uint64_t i = 0; i < 5; ++i) {
+      recordNow(i);
+      time->jumpBy(60);
+   }
+   // The newest is a minute old, the oldest five.
+   stat->pruneMeasurements(300);
+   EXPECT_EQ(written(), (std::vector<std::uint64_t>{0, 1, 2, 3, 4}));
+   stat->pruneMeasurements(299);
+   EXPECT_EQ(written(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+   stat->pruneMeasurements(120);
+   EXPECT_EQ(written(), (std::vector<std::uint64_t>{3, 4}));
+   EXPECT_EQ(stat->topMeasurement()->bytesWritten, 4U);
+   stat->pruneMeasurements(0);
+   EXPECT_TRUE(stat->empty());
+   EXPECT_FALSE(stat->topMeasurement());
+}
+
+TEST_F(IOStatTest, goesOnAfterAllWasDropped) {
+   for (std::uint64_t round = 0; round < 200; ++round) {
+      recordNow(round);
+      ASSERT_EQ(written(), std::vector<std::uint64_t>{round});
+      time->jumpBy(10);
+      stat->pruneMeasurements(5);
+      ASSERT_TRUE(stat->empty());
+   }
+}
+
+TEST_F(IOStatTest, aDayAndAPollRemainOfALongHistory) {
+   constexpr double interval = 300;
+   for (std::uint64_t poll = 0; poll < 1000; ++poll) {
+      recordNow(poll);
+      stat->pruneMeasurements(86400 + interval);
+      ASSERT_LE((now() - (*stat)[0].time).value(), 86400 + interval);
+      time->jumpBy(interval);
+   }
+   EXPECT_EQ(stat->size(), 86400 / 300 + 2U);
+   EXPECT_EQ((*stat)[0].bytesWritten, 1000 - stat->size());
+   EXPECT_EQ(stat->topMeasurement()->bytesWritten, 999U);
+}
+
+// Against a plain list, over recordings and prunings in any order.
+TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
+   std::mt19937 random(Support::randomSeed(20240616));
+   std::deque<Measurement> expected;
+   std::size_t most = 0;
+   for (int step = 0; step < 20'000; ++step) {
+      if (random() % 4 != 0) {
+         Measurement const taken{now(), random(), random()};
+         stat->recordMeasurement(taken.time, taken.bytesRead, taken.bytesWritten);
+         expected.push_back(taken);
+      } else {
+         auto const age = static_cast<double>(random() % (random() % 50 == 0 ? 100 : 2000));
+         stat->pruneMeasurements(age);
+         while (!expected.empty() && (now() - expected.front().time).value() > age)
+            expected.pop_front();
+      }
+      time->jumpBy(static_cast<double>(random() % 3));
+      ASSERT_EQ(stat->size(), expected.size());
+      most = std::max(most, expected.size());
+      if (expected.empty())
+         continue;
+      auto const index = random() % expected.size();
+      ASSERT_EQ((*stat)[0], expected[0]);
+      ASSERT_EQ((*stat)[index], expected[index]);
+      ASSERT_EQ(stat->topMeasurement(), expected.back());
+   }
+   EXPECT_GT(most, 200U);
+}
+
+TEST(IOStatDataTest, historiesAreKeptUntilTheyAreDeleted) {
+   auto const all = Pelm::make<IOStatData>();
+   all->ioStatDataIs("SN1");
+   auto const first = all->ioStat("SN1");
+   ASSERT_TRUE(first);
+   first->recordMeasurement(1, 2, 3);
+   all->ioStatDataIs("SN1");
+   EXPECT_EQ(all->ioStat("SN1"), first);
+   all->ioStatDataDel("SN1");
+   EXPECT_FALSE(all->ioStat("SN1"));
+   all->ioStatDataIs("SN1");
+   EXPECT_TRUE(all->ioStat("SN1")->empty());
+}
+
+}  // namespace
+}  // namespace StorageDevices
