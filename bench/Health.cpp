@@ -119,13 +119,18 @@ std::string reportOf(long hours) {
    std::string rows;
    for (std::size_t i = 0; i < std::size(attributeIds); ++i) {
       std::string const raw = std::to_string(i == 2 ? hours : 36 + static_cast<long>(i));
-      rows +=
-          (rows.empty() ? R"({"id":)" : R"(,{"id":)") + std::to_string(attributeIds[i]) + R"(,"name":")" +
-          attributeNames[i] +
-          R"(","value":100,"worst":100,"thresh":10,"when_failed":"","flags":{"value":50,"string":"-O--CK ",)"
-          R"("prefailure":false,"updated_online":true,"performance":false,"error_rate":false,)"
-          R"("event_count":true,"auto_keep":true},"raw":{"value":)" +
-          raw + R"(,"string":")" + raw + R"("}})";
+      rows.append(rows.empty() ? R"({"id":)" : R"(,{"id":)")
+          .append(std::to_string(attributeIds[i]))
+          .append(R"(,"name":")")
+          .append(attributeNames[i])
+          .append(
+              R"(","value":100,"worst":100,"thresh":10,"when_failed":"","flags":{"value":50,"string":"-O--CK ",)"
+              R"("prefailure":false,"updated_online":true,"performance":false,"error_rate":false,)"
+              R"("event_count":true,"auto_keep":true},"raw":{"value":)")
+          .append(raw)
+          .append(R"(,"string":")")
+          .append(raw)
+          .append(R"("}})");
    }
    return R"({"json_format_version":[1,0],"smartctl":{"version":[7,3],"exit_status":0},"device":{"name":"/dev/sda",)"
           R"("info_name":"/dev/sda [SAT]","type":"sat","protocol":"ATA"},"smart_status":{"passed":true},)"

@@ -32,7 +32,7 @@ std::optional<std::uint8_t> readByte(std::ifstream & stream) {
 
 }  // namespace
 
-bool EmmcDataAccess::safeOpenFilestream(std::ifstream & stream, std::string path) {
+bool EmmcDataAccess::safeOpenFilestream(std::ifstream & stream, std::string const & path) {
    stream.open(path);
    if (stream.is_open())
       return true;

@@ -14,7 +14,7 @@ namespace StorageDevices {
 class EmmcDataAccess {
  public:
    // False, and a trace, when the file cannot be opened.
-   static bool safeOpenFilestream(std::ifstream & stream, std::string path);
+   static bool safeOpenFilestream(std::ifstream & stream, std::string const & path);
 
    // Reads the files "life_time" (two hexadecimal bytes, type A and B) and "pre_eol_info" (one) of the
    // directory. False, and nothing stored, unless all three were read.

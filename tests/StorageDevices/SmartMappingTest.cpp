@@ -73,6 +73,7 @@ TEST(MaybeInsertKnownAttrTest, tellsWhetherItFiled) {
    EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {}));
    EXPECT_TRUE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hours}}}));
    EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hours, .ignore = true}}}));
+   EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {{9, {}}})) << "an entry without a field";
    EXPECT_FALSE(maybeInsertKnownAttr(*data, SmartRecords::row(3, "Spin_Up_Time"), {}));
    EXPECT_TRUE(data->unknownAttr.empty());
    insertAttr(*data, attr, {});
