@@ -120,6 +120,8 @@ void IOStatSm::handleConnectedDevices(Pelm::String const & serial) {
 void IOStatSm::handlePollClock() {
    if (!initialized())
       return;
+   // Who is told of a failed sample may let go of the monitor.
+   Pelm::Ptr<IOStatSm> const keepAlive{this};
    for (auto const entry : ioStatData_->ioStat)
       Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });
    pollClock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());

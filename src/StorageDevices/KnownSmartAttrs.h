@@ -12,10 +12,14 @@ namespace StorageDevices {
 enum class SmartSource : std::uint8_t { value, raw, temperature };
 
 struct KnownSmartAttr {
-   std::uint8_t id;
+   constexpr KnownSmartAttr(std::uint8_t number, std::string_view text, SmartField const & where,
+                            SmartSource what = SmartSource::value)
+       : name{text}, field{where}, id{number}, source{what} {}
+
    std::string_view name;
    SmartField field;
-   SmartSource source = SmartSource::value;
+   std::uint8_t id;
+   SmartSource source;
 };
 
 // Names under any number that tell of the life of the drive. Whether it is what is left or what is used
