@@ -59,7 +59,8 @@ class DeviceLifetimeMonitorSm final : public Pelm::Node {
    // Watch the life figure of one record.
    class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
     public:
-      NestedSm_SmartDeviceData(DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record);
+      NestedSm_SmartDeviceData(DeviceLifetimeMonitorSm & owner,
+                               Pelm::Ptr<DeviceSmartData const> const & record);
 
     private:
       void handleLifetimeRemaining(Vorn::Change<OptionalSmartAttr> const & change);
@@ -69,7 +70,8 @@ class DeviceLifetimeMonitorSm final : public Pelm::Node {
    };
    class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
     public:
-      NestedSm_NvmeDeviceData(DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record);
+      NestedSm_NvmeDeviceData(DeviceLifetimeMonitorSm & owner,
+                              Pelm::Ptr<DeviceNvmeData const> const & record);
 
     private:
       void handlePercentageUsed(Vorn::Change<NvmeAttr> const & change);

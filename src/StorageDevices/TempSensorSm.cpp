@@ -29,8 +29,8 @@ TempSensorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(TempSensorSm & ow
    hasNotificationActiveIs(true);
 }
 
-TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(TempSensorSm & owner,
-                                                                 Pelm::Ptr<DeviceSmartData const> const & record)
+TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
+    TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record)
     : owner_{owner}, name_{record->name()} {
    notifierIs(record);
    on<&NestedSm_SmartDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);

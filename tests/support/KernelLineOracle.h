@@ -1,7 +1,6 @@
 // The library's expressions as the standard library's matcher reads them: for short lines only.
 #pragma once
 
-#include <algorithm>
 #include <regex>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@ namespace Support {
 inline std::string deviceByExpressions(std::string const & line) {
    static std::vector<std::regex> const expressions = [] {
       std::vector<std::regex> result;
+      result.reserve(StorageDevices::kernelLinePatterns.size());
       for (auto const & pattern : StorageDevices::kernelLinePatterns)
          result.emplace_back(pattern.expression);
       return result;
