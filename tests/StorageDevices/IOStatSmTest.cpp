@@ -257,6 +257,28 @@ TEST_F(IOStatMonitor, aZombieHearsNothing) {
    EXPECT_FALSE(data_->ioStat.contains("B"));
 }
 
+TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
+   struct Dropper {
+      void handleOpenErrorCount() {
+         reactor.notifierIs(nullptr);
+         *monitor = nullptr;
+      }
+      Pelm::Ptr<IOStatSm> * monitor;
+      Vorn::NotifieeConst reactor;
+   } dropper{&monitor_, {}};
+   plug("A", "/dev/sdx");
+   plug("B");
+   start();
+   dropper.reactor.notifierIs(monitor_);
+   dropper.reactor.on<&Dropper::handleOpenErrorCount>(monitor_->openErrorCount, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   Host::runFor(61);
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(history("B").size(), 2U) << "the poll that it began it ends";
+   Host::runFor(200);
+   EXPECT_EQ(history("B").size(), 2U);
+}
+
 }  // namespace
 
 }  // namespace StorageDevices

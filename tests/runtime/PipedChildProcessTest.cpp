@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -350,6 +351,31 @@ TEST_F(Children, TimeLimitHoldsAlsoAgainstAnOutputKeptOutOfReach) {
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{15});
    kill(std::atoi(done->process->stdoutBuffer().c_str()), SIGKILL);
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+}
+
+TEST_F(Children, CommandWhoseLastRunCannotBeEndedIsNotRunAgain) {
+   // Stands for a run that the kernel holds: killed, and alive all the same.
+   pid_t const held = Vorn::spawnProcess({"sleep", "1000"}, -1, -1, -1);
+   ASSERT_GT(held, 0);
+   auto const pidfd = static_cast<int>(syscall(SYS_pidfd_open, held, 0));
+   tracker->orphanIs(held, pidfd, {"sh", "-c", "exit 0"});
+   auto const refused = shell("exit 0");
+   EXPECT_EQ(refused->states, (std::vector<std::string>{"running", "failed"}));
+   EXPECT_EQ(refused->process->exitCode(), -SIGKILL);
+   EXPECT_EQ(refused->process->stderrString(), "sh: its last run passed the time limit and cannot be ended");
+   EXPECT_TRUE(tracker->finishedRun()->timedOut);
+   EXPECT_EQ(tracker->orphans(), 1U);
+   EXPECT_EQ(shell("exit 0;")->process->state(), State::finished) << "another command is";
+   kill(held, SIGKILL);
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_EQ(shell("exit 0")->process->state(), State::finished);
+}
+
+TEST_F(Children, CommandThatWasDroppedIsRunAgainAtOnce) {
+   auto first = std::make_unique<Command>(tracker, Argv{"sleep", "0"});
+   first->process->start(true, true);
+   first->drop();
+   EXPECT_EQ(run({"sleep", "0"})->process->state(), State::finished);
 }
 
 TEST_F(Children, RunWithinItsTimeLimitIsNotTouched) {

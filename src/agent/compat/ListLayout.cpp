@@ -147,8 +147,11 @@ class Flattening {
       push(text + '}');
    }
 
+   // An identity is repeated for every namespace: what is longer than any drive's (40 characters, each of
+   // which may be escaped) would make gigabytes of a list.
    void append(std::string & text, std::string_view key, Value const * value) const {
-      if (value != nullptr)
+      constexpr std::size_t longest = 256;
+      if (value != nullptr && json_.written(*value).size() <= longest)
          text.append(",\"").append(key).append("\":").append(json_.written(*value));
    }
 

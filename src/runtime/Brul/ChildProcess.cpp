@@ -49,11 +49,11 @@ int ChildProcess::reap() {
    return status;
 }
 
-void ChildProcess::abandon(ChildProcessTrackerSm & tracker) {
+void ChildProcess::abandon(ChildProcessTrackerSm & tracker, std::vector<Pelm::String> command) {
    if (!exists())
       return;
    signalGroup(SIGKILL);
-   tracker.orphanIs(std::exchange(pid_, -1), std::exchange(pidfd_, -1));
+   tracker.orphanIs(std::exchange(pid_, -1), std::exchange(pidfd_, -1), std::move(command));
 }
 
 }  // namespace Brul

@@ -33,8 +33,8 @@ class ChildProcess {
    // For an ended child: its exit code, or minus its signal; nothing is left of it.
    int reap();
 
-   // Kills the group and leaves the reaping to the tracker.
-   void abandon(ChildProcessTrackerSm & tracker);
+   // Kills the group and leaves the reaping to the tracker (see ChildProcessTrackerSm::orphanIs).
+   void abandon(ChildProcessTrackerSm & tracker, std::vector<Pelm::String> command = {});
 
  private:
    pid_t pid_ = -1;

@@ -17,8 +17,11 @@ namespace Brul {
 
 class ChildProcessTrackerSm::Orphan {
  public:
-   Orphan(ChildProcessTrackerSm & tracker, pid_t pid, int pidfd)
-       : tracker_{tracker}, pid_{pid}, exit_{Pelm::make<Vorn::FileDescriptor>("orphan")} {
+   Orphan(ChildProcessTrackerSm & tracker, pid_t pid, int pidfd, std::vector<Pelm::String> command)
+       : tracker_{tracker},
+         pid_{pid},
+         command_{std::move(command)},
+         exit_{Pelm::make<Vorn::FileDescriptor>("orphan")} {
       Vorn::activityManager().outsideWorkInc(1);
       exit_->descriptorIs(pidfd);
       reactor_.notifierIs(exit_);
@@ -38,10 +41,13 @@ class ChildProcessTrackerSm::Orphan {
       close(pidfd);
    }
 
-   void awaitDeath(int patienceMs) const {
+   // Whether it has died.
+   bool awaitDeath(int patienceMs) const {
       pollfd died{exit_->descriptor(), POLLIN, 0};
-      poll(&died, 1, patienceMs);
+      return poll(&died, 1, patienceMs) > 0;
    }
+
+   std::vector<Pelm::String> const & command() const { return command_; }
 
  private:
    void handleExit() { tracker_.orphanDel(*this); }
@@ -53,6 +59,7 @@ class ChildProcessTrackerSm::Orphan {
 
    ChildProcessTrackerSm & tracker_;
    pid_t pid_;
+   std::vector<Pelm::String> command_;
    Pelm::Ptr<Vorn::FileDescriptor> exit_;
    Vorn::NotifieeConst reactor_;
 };
@@ -75,8 +82,14 @@ bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode
    return !failurePolicy_ || failurePolicy_(program, exitCode);
 }
 
-void ChildProcessTrackerSm::orphanIs(pid_t pid, int pidfd) {
-   orphans_.push_back(std::make_unique<Orphan>(*this, pid, pidfd));
+void ChildProcessTrackerSm::orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command) {
+   orphans_.push_back(std::make_unique<Orphan>(*this, pid, pidfd, std::move(command)));
+}
+
+bool ChildProcessTrackerSm::isHeld(std::vector<Pelm::String> const & command) const {
+   return std::any_of(orphans_.begin(), orphans_.end(), [&](auto const & orphan) {
+      return !command.empty() && orphan->command() == command && !orphan->awaitDeath(0);
+   });
 }
 
 void ChildProcessTrackerSm::orphanDel(Orphan const & orphan) {

@@ -52,9 +52,13 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    void finishedRunIs(Pelm::Ptr<FinishedRun const> run) { finishedRun.valueIs(std::move(run)); }
 
    // Takes over a killed child whose owner does not wait for it: reaps it when it has died, which
-   // may be long after when the kernel holds it. `pidfd` is closed here.
-   void orphanIs(pid_t pid, int pidfd);
+   // may be long after when the kernel holds it. `pidfd` is closed here. `command` is that of a child
+   // that outlived its time limit; empty for others.
+   void orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command = {});
    std::size_t orphans() const { return orphans_.size(); }
+   // Whether a child of that command outlived its time limit and still lives. Another one would end no
+   // better, and a dying disk would collect them.
+   bool isHeld(std::vector<Pelm::String> const & command) const;
 
  private:
    class Orphan;

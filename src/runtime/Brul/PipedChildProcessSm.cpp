@@ -19,6 +19,7 @@ namespace {
 Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
 
 constexpr auto timeLimitPassed = "it passed its time limit";
+constexpr auto lastRunIsHeld = "its last run passed the time limit and cannot be ended";
 constexpr int cannotRun = 127;        // as shells say it
 constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
 constexpr double killSeconds = 2;     // between the request to terminate and the kill
@@ -75,7 +76,11 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       return;
    startedAt_ = realNow();
    argv_.assign(arg.begin(), arg.end());
-   if (!launch(captureStdout, captureStderr)) {
+   if (tracker_->isHeld(argv_)) {
+      timedOut_ = true;
+      reasonIs(lastRunIsHeld);
+      deadlineIs(Deadline::held, 0);
+   } else if (!launch(captureStdout, captureStderr)) {
       char const * const program = argv_.empty() ? "(no program)" : argv_.front().data();
       stderr_.textIs(Vorn::Errno(errno, program).stringValue().str());
       stdout_.closeEnd();
@@ -137,6 +142,9 @@ void PipedChildProcessSm::handleDeadline() {
       case Deadline::cannotStart:
          end(cannotRun, true);
          break;
+      case Deadline::held:
+         end(-SIGKILL, true);
+         break;
       case Deadline::grace:
          process_.signalGroup(SIGKILL);
          stdout_.closeEnd();
@@ -175,7 +183,7 @@ void PipedChildProcessSm::giveUp(char const * reason) {
    stderr_.closeEnd();
    exit_->descriptorIs(-1);
    reasonIs(reason);
-   process_.abandon(*tracker_);
+   process_.abandon(*tracker_, timedOut_ ? argv_ : std::vector<Pelm::String>{});
    Vorn::activityManager().outsideWorkInc(-1);
    end(-SIGKILL, true);
 }

@@ -123,6 +123,23 @@ TEST(NvmeListLayoutTest, devicesOfBothKindsStandSideBySide) {
              "{\"DevicePath\":\"/dev/nvme1n1\"}]}");
 }
 
+TEST(NvmeListLayoutTest, anIdentityLongerThanAnyDrivesIsNotRepeated) {
+   std::string spaces = R"({"NameSpace":"nvme0n1"})";
+   for (int i = 2; i < 2000; ++i)
+      spaces += R"(,{"NameSpace":"nvme0n)" + std::to_string(i) + "\"}";
+   auto const listOf = [&spaces](std::string const & model) {
+      return list(R"({"Devices":[{"Subsystems":[{"Controllers":[{"ModelNumber":")" + model +
+                  R"(","SerialNumber":"SN-1","Namespaces":[)" + spaces + "]}]}]}]}")
+          .text;
+   };
+   std::string const longest(254, 'M');
+   EXPECT_NE(listOf(longest).find(R"("/dev/nvme0n1999","ModelNumber":")" + longest), std::string::npos);
+   std::string const text = listOf(std::string(1U << 20U, 'M'));
+   EXPECT_EQ(text.find("ModelNumber"), std::string::npos);
+   EXPECT_NE(text.find(R"("/dev/nvme0n1999","SerialNumber":"SN-1")"), std::string::npos);
+   EXPECT_LT(text.size(), 200000U);
+}
+
 TEST(NvmeListLayoutTest, otherShapesAreUnchanged) {
    for (std::string const output : {R"({"Devices":null})", R"({"Devices":{"Subsystems":[]}})",
                                     R"({"Devices":["Subsystems",[],null,{}]})", R"([{"Devices":[]}])", "{}"})
