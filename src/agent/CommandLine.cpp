@@ -24,14 +24,24 @@ void addAgent(CLI::App & app, Command & command) {
    sub->callback([&command] { command.kind = Command::Kind::agent; });
 }
 
+void addSocketOption(CLI::App & app, Command & command) {
+   app.add_option("--socket", command.socket, "The agent's socket")->type_name("PATH")->capture_default_str();
+}
+
 void addStatus(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand("status", "Show what the running agent knows of each disk");
    auto * json = sub->add_flag("--json", command.json, "Print the state document");
    sub->add_flag("--watch", command.watch, "Redraw until interrupted")->excludes(json);
-   sub->add_option("--socket", command.socket, "The agent's socket")
-       ->type_name("PATH")
-       ->capture_default_str();
+   addSocketOption(*sub, command);
    sub->callback([&command] { command.kind = Command::Kind::status; });
+}
+
+void addMessages(CLI::App & app, Command & command) {
+   auto * sub = app.add_subcommand("messages", "Show the latest messages of the running agent, newest last");
+   sub->add_flag("--json", command.json, "Print them as JSON; with --follow one a line");
+   sub->add_flag("--follow", command.follow, "Go on with those that come until interrupted");
+   addSocketOption(*sub, command);
+   sub->callback([&command] { command.kind = Command::Kind::messages; });
 }
 
 void addCatalogue(CLI::App & app, Command & command) {
@@ -92,6 +102,7 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    app.require_subcommand(0, 1);  // that none is given is found below: an unknown word shall be named first
    addAgent(app, command);
    addStatus(app, command);
+   addMessages(app, command);
    addCatalogue(app, command);
    addCheckConfig(app, command);
    addDemo(app, command);

@@ -11,13 +11,14 @@
 namespace Agent {
 
 struct Command {
-   enum class Kind { agent, status, catalogue, checkConfig, demo };
+   enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
 
    Kind kind = Kind::agent;
    std::optional<std::string> configPath;     // agent, check-config: --config
-   bool json = false;                         // status, catalogue
+   bool json = false;                         // status, messages, catalogue
    bool watch = false;                        // status; never together with json
-   std::string socket = defaultStatusSocket;  // status
+   bool follow = false;                       // messages
+   std::string socket = defaultStatusSocket;  // status, messages
    std::optional<double> timeScale;           // demo: 0.001 to 100000
    std::optional<std::string> http;           // demo: a loopback address and a port
 

@@ -97,6 +97,18 @@ class Verdict {
    std::string text_;
 };
 
+// The two phases have a verdict only when the test is over, which is while it waits for the next one.
+void addFileSystemTest(Verdict & verdict, Json const * test) {
+   auto const running = jsonBool(test, "running");
+   verdict.test(running, "file system test stopped");
+   if (!running.value_or(false) || jsonText(test, "state") != "idle")
+      return;
+   auto const written = jsonBool(test, "writeTestOk");
+   verdict.test(written, "write test failed");
+   if (written.value_or(false))
+      verdict.test(jsonBool(test, "readTestOk"), "read test failed");
+}
+
 Cell healthCell(Records const & records) {
    Verdict verdict;
    verdict.test(jsonBool(records.smart, "healthStatusOk"), "SMART failing");
@@ -107,8 +119,7 @@ Cell healthCell(Records const & records) {
       verdict.test(endOfLife != 3, "pre-EOL urgent");
       verdict.test(endOfLife != 2, "pre-EOL warning", Tone::warning);
    }
-   verdict.test(jsonBool(records.fileSystem, "writeTestOk"), "write test failed");
-   verdict.test(jsonBool(records.fileSystem, "readTestOk"), "read test failed");
+   addFileSystemTest(verdict, records.fileSystem);
    verdict.test(jsonBool(records.smart, "allAttrsPassing"), "attribute below threshold", Tone::warning);
    return verdict.cell();
 }

@@ -2,12 +2,26 @@
 #pragma once
 
 #include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace Agent {
+
+// Raises std::runtime_error with one line that names what was to be read for a text that is not JSON.
+inline rapidjson::Document parsedJson(std::string_view text, char const * what) {
+   rapidjson::Document document;
+   // Iterative: however deep a document is nested, parsing it needs no more stack.
+   document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+   if (document.HasParseError())
+      throw std::runtime_error{std::string{"the agent's "} + what + " cannot be read as JSON: " +
+                               rapidjson::GetParseError_En(document.GetParseError()) + " (at byte " +
+                               std::to_string(document.GetErrorOffset()) + ")"};
+   return document;
+}
 
 // Null unless `value` is an object with such a member.
 inline rapidjson::Value const * jsonMember(rapidjson::Value const * value, std::string_view name) {

@@ -33,13 +33,13 @@ bool isNvmeSmartLog(Brul::FinishedRun const & run) {
 }
 
 // Fails if the last good reading, or without one the disk's appearance, is too long ago.
-std::optional<Reading::Failure> lateness(std::optional<Vorn::Seconds> lastGood, Vorn::Seconds seenUtc,
+std::optional<Reading::Failure> lateness(std::optional<Vorn::Seconds> lastGood, Vorn::Seconds seen,
                                          Vorn::Seconds interval, char const * reason) {
-   Vorn::Seconds const now = Vorn::System::currentTimeUtc();
-   if (now - std::max(lastGood.value_or(seenUtc), seenUtc) <= interval * latePolls)
+   Vorn::Seconds const now = Vorn::System::currentTime();
+   if (now - std::max(lastGood.value_or(seen), seen) <= interval * latePolls)
       return std::nullopt;
    // The first reading that did not come.
-   return Reading::Failure{lastGood ? *lastGood + interval : seenUtc, reason};
+   return Reading::Failure{lastGood ? *lastGood + interval : seen, reason};
 }
 
 }  // namespace
@@ -65,7 +65,7 @@ void Readings::handleDisk(Pelm::String const & serial,
 }
 
 void Readings::add(Pelm::String const & serial) {
-   Disk disk{Vorn::System::currentTimeUtc(), {}, {}};
+   Disk disk{Vorn::System::currentTime(), {}, {}};
    disk.smartctl.count = countOf(entities_.smart->deviceData(serial));
    disk.nvme.count = countOf(entities_.nvme->deviceData(serial));
    disks_.emplace(serial, std::move(disk));
@@ -78,16 +78,28 @@ void Readings::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>
    bool const smartctl = isSmartctl(run);
    if (!smartctl && !isNvmeSmartLog(run))
       return;
+   std::vector<std::pair<Tool *, std::uint64_t>> read;
    for (auto & [serial, disk] : disks_) {
       auto const connected = entities_.devices->disk(serial);
       if (!connected || connected->blockDevice() != run.argv.back())
          continue;
-      // The monitor has filed the output before it is told here that the run is over.
       if (smartctl)
-         note(disk.smartctl, countOf(entities_.smart->deviceData(serial)), run);
+         read.emplace_back(&disk.smartctl, countOf(entities_.smart->deviceData(serial)));
       else
-         note(disk.nvme, countOf(entities_.nvme->deviceData(serial)), run);
+         read.emplace_back(&disk.nvme, countOf(entities_.nvme->deviceData(serial)));
    }
+   note(read, run);
+}
+
+// The monitor has filed the output before it is told here that the run is over. A disk that was identified
+// anew has records under two names; the run was of one of them, which is told by what was filed.
+void Readings::note(std::vector<std::pair<Tool *, std::uint64_t>> const & read,
+                    Brul::FinishedRun const & run) {
+   bool const filed =
+       std::any_of(read.begin(), read.end(), [](auto const & one) { return one.first->count != one.second; });
+   for (auto const & [tool, count] : read)
+      if (!filed || tool->count != count)
+         note(*tool, count, run);
 }
 
 void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run) {
@@ -97,7 +109,7 @@ void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & 
       return;
    }
    if (!tool.failure)
-      tool.failure.emplace().since = Vorn::System::currentTimeUtc();
+      tool.failure.emplace().since = Vorn::System::currentTime();
    tool.failure->reason =
        run.failed ? runMeaning(run.argv.front().view(), run.exitCode, run.timedOut) : "unreadable output";
 }
@@ -109,30 +121,45 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
       return readings;
    Disk const & disk = found->second;
    if (auto const record = entities_.smart->deviceData(serial))
-      readings.push_back({"smartctl", lastGoodOf(record->reading), disk.smartctl.failure});
+      readings.push_back(told({"smartctl", lastGoodOf(record->reading), disk.smartctl.failure}));
    if (auto const record = entities_.nvme->deviceData(serial))
-      readings.push_back({"nvme", lastGoodOf(record->reading), disk.nvme.failure});
+      readings.push_back(told({"nvme", lastGoodOf(record->reading), disk.nvme.failure}));
    if (auto const record = entities_.emmc->deviceData(serial))
-      readings.push_back(emmcReading(disk, record->reading));
+      readings.push_back(told(emmcReading(disk, record->reading)));
    if (auto const history = entities_.ioStat->ioStat(serial))
-      readings.push_back(ioStatReading(disk, *history));
+      readings.push_back(told(ioStatReading(disk, *history)));
    return readings;
+}
+
+// In UTC. What was told stays as it was until the wall clock is corrected, however long it takes to read the
+// clocks.
+Reading Readings::told(Reading reading) const {
+   constexpr double correction = 0.5;
+   Vorn::Seconds const before = Vorn::System::currentTime();
+   Vorn::Seconds const utc = Vorn::System::currentTimeUtc();
+   Vorn::Seconds const after = Vorn::System::currentTime();
+   if (before + utcOffset_ > utc + correction || after + utcOffset_ < utc - correction)
+      utcOffset_ = utc - before;
+   if (reading.lastGood)
+      *reading.lastGood += utcOffset_;
+   if (reading.failure)
+      reading.failure->since += utcOffset_;
+   return reading;
 }
 
 Reading Readings::emmcReading(Disk const & disk, HealthReading const & reading) const {
    auto const lastGood = lastGoodOf(reading);
    return {"emmc", lastGood,
-           lateness(lastGood, disk.seenUtc, entities_.pollInterval->interval(),
+           lateness(lastGood, disk.seen, entities_.pollInterval->interval(),
                     "the registers life_time and pre_eol_info cannot be read")};
 }
 
 Reading Readings::ioStatReading(Disk const & disk, StorageDevices::IOStat const & history) const {
-   // Measurements have the framework's time; they are told in UTC like everything else.
    std::optional<Vorn::Seconds> lastGood;
    if (auto const newest = history.topMeasurement())
-      lastGood = Vorn::System::currentTimeUtc() - (Vorn::System::currentTime() - newest->time);
+      lastGood = newest->time;
    return {"iostat", lastGood,
-           lateness(lastGood, disk.seenUtc, entities_.pollInterval->interval(),
+           lateness(lastGood, disk.seen, entities_.pollInterval->interval(),
                     "the statistics in /sys/block cannot be read")};
 }
 

@@ -5,32 +5,19 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "agent/Entities.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Notifiee.h"
 #include "runtime/Vorn/Seconds.h"
-#include "runtime/model/EmmcData.h"
-#include "runtime/model/IOStatData.h"
-#include "runtime/model/NvmeData.h"
-#include "runtime/model/PollInterval.h"
-#include "runtime/model/SmartData.h"
 
 namespace Agent {
-
-// What the monitors share.
-struct Entities {
-   Pelm::Ptr<PollInterval> pollInterval = Pelm::make<PollInterval>();
-   Pelm::Ptr<StorageDevices::ConnectedDevices> devices = Pelm::make<StorageDevices::ConnectedDevices>();
-   Pelm::Ptr<StorageDevices::SmartData> smart = Pelm::make<StorageDevices::SmartData>();
-   Pelm::Ptr<StorageDevices::NvmeData> nvme = Pelm::make<StorageDevices::NvmeData>();
-   Pelm::Ptr<StorageDevices::EmmcData> emmc = Pelm::make<StorageDevices::EmmcData>();
-   Pelm::Ptr<StorageDevices::IOStatData> ioStat = Pelm::make<StorageDevices::IOStatData>();
-};
 
 struct Reading {
    struct Failure {
@@ -60,23 +47,28 @@ class Readings {
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
 
  private:
+   // Times are the framework's: ages stay right when the wall clock is corrected.
    struct Tool {
       std::uint64_t count = 0;  // good readings at the end of the latest run
       std::optional<Reading::Failure> failure;
    };
    struct Disk {
-      Vorn::Seconds seenUtc;  // when it appeared
+      Vorn::Seconds seen;  // when it appeared
       Tool smartctl;
       Tool nvme;
    };
 
    void add(Pelm::String const & serial);
+   static void note(std::vector<std::pair<Tool *, std::uint64_t>> const & read,
+                    Brul::FinishedRun const & run);
    static void note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run);
+   Reading told(Reading reading) const;
    Reading emmcReading(Disk const & disk, StorageDevices::HealthReading const & reading) const;
    Reading ioStatReading(Disk const & disk, StorageDevices::IOStat const & history) const;
 
    Entities entities_;
    std::map<Pelm::String, Disk> disks_;
+   mutable Vorn::Seconds utcOffset_ = 0;  // of UTC from the framework's time
    Vorn::NotifieeConst devicesReactor_;
    Vorn::NotifieeConst trackerReactor_;
 };

@@ -74,6 +74,17 @@ void writeHealth(JsonWriter & writer, StateSources const & sources, std::size_t 
    writeReadings(writer, *sources.entities.devices, sources.readings);
 }
 
+void writeKeepers(JsonWriter & writer, StateSources const & sources) {
+   writer.Key("deviceLifetimeChange");
+   writeLifetimeChanges(writer, sources.keepers.lifetime);
+   writer.Key("temperature");
+   writeTemperature(writer, sources.entities, sources.keepers.temperature);
+   writer.Key("mountPoints");
+   writeMountPoints(writer, sources.keepers.mountPoints);
+   writer.Key("storageDevicesInfo");
+   writeStorageDevicesInfo(writer, *sources.entities.kernelErrors);
+}
+
 }  // namespace
 
 std::string stateDocument(StateSources const & sources, std::size_t history) {
@@ -88,6 +99,7 @@ std::string stateDocument(StateSources const & sources, std::size_t history) {
    writer.Key("connectedDevices");
    writeConnectedDevices(writer, *sources.entities.devices);
    writeHealth(writer, sources, history);
+   writeKeepers(writer, sources);
    writer.Key("tools");
    writeTools(writer, sources.tools);
    writer.EndObject();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "agent/MonitorDocument.h"
 #include "agent/Readings.h"
 #include "agent/ToolRuns.h"
 
@@ -17,6 +18,13 @@ struct IoStatErrors {
    std::uint64_t regexErrorCount = 0;
 };
 
+// Monitors that keep records of their own; null while they do not run.
+struct RecordKeepers {
+   StorageDevices::DeviceLifetimeMonitorSm const * lifetime = nullptr;
+   StorageDevices::TempSensorSm const * temperature = nullptr;
+   StorageDevices::MountPtMonitorManagerSm const * mountPoints = nullptr;
+};
+
 struct StateSources {
    bool internalDevicesReady;
    double utc;
@@ -24,6 +32,7 @@ struct StateSources {
    IoStatErrors ioStatErrors;
    ToolRuns const & tools;
    Readings const & readings;
+   RecordKeepers keepers = {};
 };
 
 // `history`: how many measurements of each disk's use it holds, the newest ones.

@@ -1,9 +1,6 @@
 #include "agent/StatusTable.h"
 
-#include <rapidjson/error/en.h>
-
 #include <algorithm>
-#include <stdexcept>
 #include <tuple>
 #include <vector>
 
@@ -191,17 +188,6 @@ std::string strayMessage(std::vector<DiskRow> const & rows, Json const * message
           safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
 }
 
-rapidjson::Document parsed(std::string_view text, char const * what) {
-   rapidjson::Document document;
-   // Iterative: however deep a document is nested, parsing it needs no more stack.
-   document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
-   if (document.HasParseError())
-      throw std::runtime_error{std::string{"the agent's "} + what + " cannot be read as JSON: " +
-                               rapidjson::GetParseError_En(document.GetParseError()) + " (at byte " +
-                               std::to_string(document.GetErrorOffset()) + ")"};
-   return document;
-}
-
 }  // namespace
 
 std::string statusTable(Json const & state, Json const * messages, TableOptions const & options) {
@@ -225,10 +211,10 @@ std::string statusTable(Json const & state, Json const * messages, TableOptions 
 }
 
 std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options) {
-   rapidjson::Document const stateDocument = parsed(state, "state document");
+   rapidjson::Document const stateDocument = parsedJson(state, "state document");
    if (messages.empty())
       return statusTable(stateDocument, nullptr, options);
-   rapidjson::Document const messagesDocument = parsed(messages, "list of messages");
+   rapidjson::Document const messagesDocument = parsedJson(messages, "list of messages");
    return statusTable(stateDocument, jsonMember(&messagesDocument, "messages"), options);
 }
 

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <optional>
 
-#include "StorageDevices/Factories.h"
 #include "agent/HelperPrograms.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
@@ -50,17 +49,6 @@ std::string toolPath(Config::Tools const & tools, StderrLog & log) {
 
 }  // namespace
 
-Pelm::Ptr<FruConfig> fruConfigOf(Config const & config) {
-   auto fruConfig = Pelm::make<FruConfig>();
-   fruConfig->etcDirIs(Pelm::String{config.appliance.etcDir});
-   fruConfig->mountSourceDirIs(Pelm::String{config.appliance.mountSourceDir});
-   for (std::string const & mount : config.appliance.expectedMounts)
-      fruConfig->expectedMountsIs(Pelm::String{mount});
-   for (auto const & [serial, sensor] : config.appliance.sensors)
-      fruConfig->serialToSensorMapIs(Pelm::String{serial}, Pelm::String{sensor});
-   return fruConfig;
-}
-
 Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & config, StderrLog & log) {
    auto tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    tracker->toolPathIs(Pelm::String{toolPath(config.tools, log)});
@@ -78,9 +66,9 @@ StorageAgent::StorageAgent(Config const & config, StderrLog & log)
       log_{log},
       lastTurn_{realNow()},
       tracker_{trackerOf(config, log)},
-      fruConfig_{fruConfigOf(config)} {
+      monitors_{config, tracker_,
+                [this](int severity, std::string const & text) { log_.notice(severity, text); }} {
    Host::timeSourceIs(std::make_unique<Host::RealTime>(config.timeScale));
-   entities_.pollInterval->intervalIs(static_cast<double>(config.pollInterval));
    for (auto const & [facility, level] : config.trace)
       Host::traceLevelIs(facility, level);
    Host::logSinkIs([this](Host::LogMessage const & message) {
@@ -104,26 +92,12 @@ StorageAgent::~StorageAgent() {
 void StorageAgent::run() {
    log_.notice(severityInfo,
                std::string{"version "} + version + " started; status on " + config_.status.socket);
-   startMonitors();
+   monitors_.start();
    while (!Host::stopRequested()) {
       Host::turn();
       lastTurn_ = realNow();
    }
    log_.notice(severityInfo, "stopping");
-}
-
-void StorageAgent::startMonitors() {
-   using namespace StorageDevices;
-   Entities const & shared = entities_;
-   discovery_ = connectedDevicesSmFactory(fruConfig_, shared.devices, tracker_);
-   smartMonitor_ = smartDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.smart, tracker_);
-   nvmeMonitor_ = nvmeDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.nvme, tracker_);
-   emmcMonitor_ = emmcDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.emmc);
-   ioStat_ = iOStatSmFactory(shared.pollInterval, shared.devices, shared.ioStat);
-   if (discovery_ && discovery_->etcBlockDev().empty())
-      log_.notice(severityWarning, config_.appliance.etcDir +
-                                       "/blockdev names no disk, so none is watched; "
-                                       "'storagedevices check-config' tells what each disk would become");
 }
 
 HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
@@ -144,14 +118,11 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) const {
    auto const history = argument ? wholeNumber(argument) : std::optional<std::uint64_t>{SIZE_MAX};
    if (!history)
       return {400, "text/plain", "history: must be a whole number, 0 or more\n"};
-   IoStatErrors errors;
-   if (ioStat_)
-      errors = {ioStat_->openErrorCount(), ioStat_->getlineErrorCount(), ioStat_->regexErrorCount()};
-   bool const ready = discovery_ && discovery_->internalDevicesReady();
-   return {
-       200, "application/json",
-       stateDocument({ready, Vorn::System::currentTimeUtc().value(), entities_, errors, toolRuns_, readings_},
-                     *history)};
+   return {200, "application/json",
+           stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc().value(),
+                          monitors_.entities(), monitors_.ioStatErrors(), toolRuns_, readings_,
+                          monitors_.recordKeepers()},
+                         *history)};
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {

@@ -19,7 +19,9 @@
 #include "agent/CheckConfig.h"
 #include "agent/CommandLine.h"
 #include "agent/Config.h"
+#include "agent/Entities.h"
 #include "agent/HelperPrograms.h"
+#include "agent/MessagesText.h"
 #include "agent/StatusClient.h"
 #include "agent/StatusTable.h"
 #include "agent/StderrLog.h"
@@ -128,6 +130,22 @@ int showStatus(Agent::Command const & command) {
    return 0;
 }
 
+// Following ends with an error when the agent does.
+int showMessages(Agent::Command const & command) {
+   if (command.json && !command.follow) {
+      print(Agent::askAgent(command.socket, "/api/v1/messages") + "\n");
+      return 0;
+   }
+   using Form = Agent::MessageFeed::Form;
+   Agent::MessageFeed feed{command.json ? Form::json : Form::text};
+   print(feed.take(Agent::askAgent(command.socket, feed.resource())));
+   while (command.follow) {
+      std::this_thread::sleep_for(std::chrono::seconds{1});
+      print(feed.take(Agent::askAgent(command.socket, feed.resource())));
+   }
+   return 0;
+}
+
 // The demo is a program of its own, so that what simulates a unit is no part of the agent.
 int runDemo(Agent::Command const & command) {
    std::filesystem::path const self = std::filesystem::read_symlink("/proc/self/exe");
@@ -151,6 +169,8 @@ int run(Agent::Command const & command) {
          return runAgent(command);
       case Agent::Command::Kind::status:
          return showStatus(command);
+      case Agent::Command::Kind::messages:
+         return showMessages(command);
       case Agent::Command::Kind::catalogue:
          return showCatalogue(command);
       case Agent::Command::Kind::checkConfig:

@@ -31,6 +31,7 @@ std::string usageErrorOf(Arguments const & arguments) {
 TEST(CommandLine, namesACommand) {
    EXPECT_EQ(commandOf({"agent"}).kind, Command::Kind::agent);
    EXPECT_EQ(commandOf({"status"}).kind, Command::Kind::status);
+   EXPECT_EQ(commandOf({"messages"}).kind, Command::Kind::messages);
    EXPECT_EQ(commandOf({"catalogue"}).kind, Command::Kind::catalogue);
    EXPECT_EQ(commandOf({"check-config"}).kind, Command::Kind::checkConfig);
    EXPECT_EQ(commandOf({"demo"}).kind, Command::Kind::demo);
@@ -40,6 +41,9 @@ TEST(CommandLine, leavesUnsaidOptionsAtTheirDefaults) {
    Command const status = commandOf({"status"});
    EXPECT_EQ(status.socket, "/run/storagedevices/status.sock");
    EXPECT_FALSE(status.json || status.watch);
+   Command const messages = commandOf({"messages"});
+   EXPECT_EQ(messages.socket, "/run/storagedevices/status.sock");
+   EXPECT_FALSE(messages.json || messages.follow);
    EXPECT_EQ(commandOf({"agent"}).configPath, std::nullopt);
    EXPECT_EQ(commandOf({"demo"}).timeScale, std::nullopt);
 }
@@ -51,6 +55,9 @@ TEST(CommandLine, takesTheOptionsOfEachCommand) {
    Command const watch = commandOf({"status", "--socket", "/x.sock", "--watch"});
    EXPECT_TRUE(watch.watch);
    EXPECT_EQ(watch.socket, "/x.sock");
+   Command const messages = commandOf({"messages", "--follow", "--json", "--socket", "/y.sock"});
+   EXPECT_TRUE(messages.follow && messages.json);
+   EXPECT_EQ(messages.socket, "/y.sock");
    EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
    EXPECT_EQ(commandOf({"demo", "--time-scale", "250.5"}).timeScale, 250.5);
    EXPECT_EQ(commandOf({"demo", "--http", "127.0.0.1:9634"}).http, "127.0.0.1:9634");
@@ -67,6 +74,7 @@ TEST(CommandLine, refusesWrongUsageInOneLine) {
    EXPECT_NE(usageErrorOf({"agent", "--config", ""}).find("--config"), std::string::npos);
    EXPECT_NE(usageErrorOf({"agent", "--config", "a", "--config", "b"}).find("--config"), std::string::npos);
    EXPECT_NE(usageErrorOf({"status", "--json", "--watch"}).find("--json"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"messages", "--watch"}).find("--watch"), std::string::npos);
    EXPECT_NE(usageErrorOf({"status", "catalogue"}).find("catalogue"), std::string::npos);
 }
 
@@ -90,7 +98,7 @@ TEST(CommandLine, printsHelpAndVersion) {
    Invocation const help = parseCommandLine({"--help"}, "1.2.3");
    EXPECT_EQ(help.exitCode, 0);
    EXPECT_FALSE(help.command.has_value());
-   for (char const * name : {"agent", "status", "catalogue", "check-config", "demo", "--version"})
+   for (char const * name : {"agent", "status", "messages", "catalogue", "check-config", "demo", "--version"})
       EXPECT_NE(help.output.find(name), std::string::npos) << name;
    Invocation const statusHelp = parseCommandLine({"status", "--help"}, "1.2.3");
    EXPECT_NE(statusHelp.output.find("--socket"), std::string::npos);

@@ -133,6 +133,20 @@ TEST_F(ReadingsTest, OneDisksRunsAreNotAnothers) {
    EXPECT_EQ(reason("B", "smartctl"), "command line not understood");
 }
 
+TEST_F(ReadingsTest, ADiskUnderTwoNamesIsReadUnderBoth) {
+   addDisk("old", "/dev/sda", BusType::sata);
+   addDisk("new", "/dev/sda", BusType::sata);
+   for (int poll = 0; poll < 2; ++poll) {
+      endWell("old", "/dev/sda");
+      endWell("new", "/dev/sda");
+   }
+   EXPECT_FALSE(of("old", "smartctl").failure);
+   EXPECT_FALSE(of("new", "smartctl").failure);
+   endSmartctl("/dev/sda", 2, true);
+   EXPECT_TRUE(of("old", "smartctl").failure);
+   EXPECT_TRUE(of("new", "smartctl").failure);
+}
+
 TEST_F(ReadingsTest, ADiskThatComesBackBeginsAnew) {
    addDisk("A", "/dev/sda", BusType::sata);
    endWell("A", "/dev/sda");
@@ -174,6 +188,29 @@ TEST_F(ReadingsTest, MeasurementsAreToldInUtc) {
    EXPECT_FALSE(of("A", "iostat").failure);
    time->jumpBy(51);
    EXPECT_EQ(reason("A", "iostat"), "the statistics in /sys/block cannot be read");
+}
+
+TEST_F(ReadingsTest, ACorrectionOfTheWallClockIsNoDelayAndHidesNone) {
+   entities.pollInterval->intervalIs(100);
+   for (double const years : {30, -30}) {
+      addDisk("A", "/dev/sda", BusType::sata);
+      addDisk("E", "/dev/mmcblk0", BusType::other);
+      entities.emmc->deviceData("E")->reading.countInc();
+      endWell("A", "/dev/sda");
+      endSmartctl("/dev/sda", 1, true);
+      double const corrected = Vorn::System::currentTimeUtc().value() + years * 365 * 86400;
+      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), corrected);
+      time = source.get();
+      Host::timeSourceIs(std::move(source));
+      time->jumpBy(200);
+      EXPECT_EQ(of("A", "smartctl").lastGood, corrected);
+      EXPECT_EQ(of("A", "smartctl").failure->since, corrected);
+      EXPECT_FALSE(of("E", "emmc").failure) << years;
+      time->jumpBy(51);
+      EXPECT_TRUE(of("E", "emmc").failure) << years;
+      delDisk("A");
+      delDisk("E");
+   }
 }
 
 }  // namespace

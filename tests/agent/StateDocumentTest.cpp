@@ -37,11 +37,13 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
    EXPECT_TRUE(state["connectedDevices"]["disk"].ObjectEmpty());
    EXPECT_TRUE(state["connectedDevices"]["udevSerialToSerialMap"].ObjectEmpty());
-   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings"})
+   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
+                            "deviceLifetimeChange", "temperature", "mountPoints"})
       EXPECT_TRUE(state[key].ObjectEmpty()) << key;
    EXPECT_EQ(state["tools"]["runs"].GetUint(), 0U);
    EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
-   EXPECT_EQ(state.MemberCount(), 11U);
+   EXPECT_TRUE(state["storageDevicesInfo"]["fsList"].ObjectEmpty());
+   EXPECT_EQ(state.MemberCount(), 15U);
 }
 
 TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {

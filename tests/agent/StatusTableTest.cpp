@@ -239,10 +239,30 @@ TEST(StatusTable, coloursWhatIsWrong) {
 TEST(StatusTable, namesEveryFailingTestTheWorstFirst) {
    std::string const text = tableOf(stateWith(sata, R"(,
       "smartData": {"S3E": {"healthStatusOk": false, "allAttrsPassing": false}},
-      "mountPoints": {"/mnt/drive": {"fsHealth": {"writeTestOk": false, "readTestOk": false}}})"));
-   EXPECT_NE(text.find("SMART failing, write test failed, read test failed, attribute below threshold"),
-             std::string::npos)
+      "mountPoints": {"/mnt/drive": {"fsHealth": {"state": "idle", "running": true, "writeTestOk": true,
+         "readTestOk": false}}})"));
+   EXPECT_NE(text.find("SMART failing, read test failed, attribute below threshold"), std::string::npos)
        << text;
+}
+
+std::string tableWithTest(std::string const & state, bool running, bool written, bool readBack) {
+   auto const word = [](bool value) { return std::string{value ? "true" : "false"}; };
+   return tableOf(stateWith(sata, R"(, "mountPoints": {"/mnt/drive": {"fsHealth": {"state": ")" + state +
+                                      R"(", "running": )" + word(running) + R"(, "writeTestOk": )" +
+                                      word(written) + R"(, "readTestOk": )" + word(readBack) +
+                                      R"(, "utilThresholdExceeded": false}}})"));
+}
+
+TEST(StatusTable, AFileSystemTestHasFailedOnlyWhenItIsOver) {
+   for (char const * state : {"setup", "writeTest", "readTest", "cleanup"})
+      EXPECT_EQ(tableWithTest(state, true, false, false).find("failed"), std::string::npos) << state;
+   EXPECT_NE(tableWithTest("idle", true, false, false).find("write test failed"), std::string::npos);
+   EXPECT_EQ(tableWithTest("idle", true, false, false).find("read test failed"), std::string::npos);
+   EXPECT_NE(tableWithTest("idle", true, true, false).find("read test failed"), std::string::npos);
+   std::string const good = tableWithTest("idle", true, true, true);
+   EXPECT_NE(good.find("ok"), std::string::npos) << good;
+   EXPECT_EQ(good.find("failed"), std::string::npos) << good;
+   EXPECT_NE(tableWithTest("cleanup", false, true, true).find("file system test stopped"), std::string::npos);
 }
 
 TEST(StatusTable, saysNothingOfWhatWasNotReadYet) {

@@ -12,12 +12,13 @@ class HealthReading {
  public:
    // Good readings since the record was made.
    std::uint64_t count() const { return count_; }
-   // UTC of the last one; 0: there was none.
+   // When the last one was, in the framework's time, which no correction of the wall clock moves; 0: there
+   // was none.
    Vorn::Seconds time() const { return time_; }
 
    void countInc() {
       ++count_;
-      time_ = Vorn::System::currentTimeUtc();
+      time_ = Vorn::System::currentTime();
    }
 
  private:

@@ -23,6 +23,7 @@ class Celsius {
    constexpr Celsius() = default;
    constexpr explicit(false) Celsius(double degrees) : degrees_{degrees} {}
    constexpr double value() const { return degrees_; }
+   // NOLINTNEXTLINE(modernize-use-nullptr): it takes a zero that the compiler makes up for a pointer.
    constexpr auto operator<=>(Celsius const &) const = default;
 
  private:

@@ -82,9 +82,11 @@ TEST_F(AgentProgramTest, StopsCleanlyWhileAToolRuns) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    start();
    ASSERT_TRUE(eventually([&] { return runsOf("hdparm") == 1; })) << log;
+   EXPECT_TRUE(std::filesystem::is_socket(kernelSocket));
    EXPECT_EQ(watchingProcesses(), 2U);
    EXPECT_EQ(agent->stop(), "exit code 0");
    EXPECT_FALSE(std::filesystem::exists(socket));
+   EXPECT_FALSE(std::filesystem::exists(kernelSocket));
    EXPECT_EQ(watchingProcesses(), 0U);
 }
 
@@ -120,7 +122,7 @@ TEST_F(AgentProgramTest, AWrongConfigurationIsOneLineAndTwo) {
    config("[clock]\ntime_scale = 0\n");
    Output const agentOutput = runProgram("agent --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(agentOutput.exitCode, 2);
-   EXPECT_NE(agentOutput.text.find("agent.toml:8: clock.time_scale: "), std::string::npos)
+   EXPECT_NE(agentOutput.text.find("agent.toml:12: clock.time_scale: "), std::string::npos)
        << agentOutput.text;
    EXPECT_EQ(runProgram("check-config --config " + folder.string() + "/agent.toml").exitCode, 2);
    EXPECT_EQ(runProgram("fly").exitCode, 2);

@@ -61,8 +61,10 @@ class AgentProgramTest : public testing::Test {
    // Keys of the configuration's top and further tables, beside what the unit needs.
    void config(std::string const & more, std::string const & top = "") {
       folder.fileIs("agent.toml", top + "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
-                                      "\"\n[tools]\npath = \"" + unit.toolsPath().string() +
-                                      "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
+                                      "\"\nmount_source_dir = \"" + folder.string() + "/mount-source\"\n" +
+                                      "[tools]\npath = \"" + unit.toolsPath().string() +
+                                      "\"\n[kernel_messages]\nforward_kmsg = false\nsocket = \"" +
+                                      kernelSocket + "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
    }
 
    // A further line of a table of the configuration.
@@ -73,6 +75,16 @@ class AgentProgramTest : public testing::Test {
    }
    void toolsKeyIs(std::string const & line) { keyIs("tools", line); }
 
+   // A healthy NVMe drive.
+   Agent::Simulation::Disk addNvme() {
+      auto disk = Agent::Simulation::nvmeDrive("nvme0n1", "SN-N", "Test Drive", 1875385008);
+      unit.add(disk);
+      unit.tools().outputIs(
+          Agent::Simulation::Tool::nvmeList, "nvme0n1",
+          Agent::Simulation::nvmeListDocument({{"nvme0n1", "Test Drive", "SN-N", "F2", 960197124096}}));
+      unit.healthIs(disk, {});
+      return disk;
+   }
    void addNestedNvmeDrive() {
       unit.add(Agent::Simulation::nvmeDrive("nvme0n1", "UDEV-NVME", "Test Drive", 1875385008));
       unit.tools().outputIs(Agent::Simulation::Tool::nvmeList, "nvme0n1",
@@ -127,6 +139,7 @@ class AgentProgramTest : public testing::Test {
 
    Support::TempDir folder;
    std::string socket = folder.string() + "/run/status.sock";
+   std::string kernelSocket = folder.string() + "/kernel.sock";
    Agent::Simulation::SimulatedUnit unit;
    std::unique_ptr<Agent::Demo::AgentProcess> agent;
    std::string log;

@@ -12,7 +12,6 @@
 
 namespace {
 
-using Agent::Simulation::Disk;
 using Agent::Simulation::DriveHealth;
 using Agent::Simulation::Tool;
 namespace Simulation = Agent::Simulation;
@@ -54,16 +53,6 @@ class HealthTest : public AgentProgramTest {
       keyIs("appliance", "expected_mounts = [\"flash\", \"drive\", \"emmc\"]");
    }
 
-   Disk addNvme() {
-      auto disk = Simulation::nvmeDrive("nvme0n1", "SN-N", "Test Drive", 1875385008);
-      unit.add(disk);
-      unit.tools().outputIs(
-          Tool::nvmeList, "nvme0n1",
-          Simulation::nvmeListDocument({{"nvme0n1", "Test Drive", "SN-N", "F2", 960197124096}}));
-      unit.healthIs(disk, {});
-      return disk;
-   }
-
    Json const & of(char const * key, char const * serial) const { return state[key][serial]; }
 
    // Null when the disk has no such source.
@@ -99,8 +88,10 @@ class HealthTest : public AgentProgramTest {
 TEST_F(HealthTest, EveryKeyIsThereFromTheFirstAnswer) {
    unit.vanish("sda");
    start();
-   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings"})
+   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
+                            "deviceLifetimeChange", "temperature", "mountPoints"})
       EXPECT_TRUE(state[key].ObjectEmpty()) << key;
+   EXPECT_TRUE(isJson(state["storageDevicesInfo"], R"({"fsList": {}})"));
    EXPECT_TRUE(isJson(state["ioStatErrors"],
                       R"({"openErrorCount": 0, "getlineErrorCount": 0, "regexErrorCount": 0})"));
    EXPECT_TRUE(isJson(state["tools"], R"({"runs": 0, "failed": 0, "timedOut": 0, "last": []})"));

@@ -1,0 +1,101 @@
+#include "agent/Monitors.h"
+
+#include <filesystem>
+#include <set>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int severityError = 3;
+constexpr int severityWarning = 4;
+
+std::string kernelSocketNotice(std::string const & path) {
+   std::error_code ignored;
+   bool const hasDirectory =
+       std::filesystem::is_directory(std::filesystem::path{path}.parent_path(), ignored);
+   return path + ": the socket for kernel messages cannot be made there, so storage errors that the kernel " +
+          "reports go unnoticed; " +
+          (hasDirectory ? "see that its directory can be written and nothing is in the way,"
+                        : "make its directory") +
+          " or set kernel_messages.socket elsewhere";
+}
+
+}  // namespace
+
+Monitors::Monitors(Config const & config, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker, Notice notice)
+    : config_{config},
+      tracker_{std::move(tracker)},
+      notice_{std::move(notice)},
+      entities_{entitiesOf(config)} {}
+
+void Monitors::start() {
+   startDiscovery();
+   startHealth();
+   startKernelErrors();
+   startSettled();
+}
+
+void Monitors::startDiscovery() {
+   discovery_ = StorageDevices::connectedDevicesSmFactory(entities_.fruConfig, entities_.devices, tracker_);
+   if (discovery_ && discovery_->etcBlockDev().empty())
+      notice_(severityWarning, config_.appliance.etcDir +
+                                   "/blockdev names no disk, so none is watched; "
+                                   "'storagedevices check-config' tells what each disk would become");
+}
+
+void Monitors::startHealth() {
+   using namespace StorageDevices;
+   Entities const & shared = entities_;
+   smart_ = smartDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.smart, tracker_);
+   nvme_ = nvmeDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.nvme, tracker_);
+   emmc_ = emmcDataMonitorSmFactory(shared.pollInterval, shared.devices, shared.emmc);
+   ioStat_ = iOStatSmFactory(shared.pollInterval, shared.devices, shared.ioStat);
+   lifetime_ =
+       deviceLifetimeMonitorSmFactory(shared.devices, shared.emmc, shared.nvme, shared.smart, shared.ioStat);
+   temperature_ =
+       tempSensorSmFactory(shared.fruConfig, shared.sensors, shared.sensorStatus, shared.nvme, shared.smart);
+}
+
+void Monitors::startKernelErrors() {
+   auto const & config = config_.kernelMessages;
+   kernelErrors_ = StorageDevices::storageDeviceErrWatcherSmFactory(entities_.kernelErrors, entities_.devices,
+                                                                    Pelm::String{config.socket});
+   if (!kernelErrors_ || !kernelErrors_->initialized()) {
+      notice_(severityError, kernelSocketNotice(config.socket));
+      return;
+   }
+   if (config.forwardKmsg)
+      kernelForwarder_ = std::make_unique<KernelForwarder>(
+          config, [this](std::string const & text) { notice_(severityWarning, text); });
+}
+
+void Monitors::startSettled() {
+   std::set<std::string> names{config_.appliance.expectedMounts.begin(),
+                               config_.appliance.expectedMounts.end()};
+   if (discovery_)
+      for (auto const & entry : discovery_->etcBlockDev())
+         names.insert(entry.mount.str());
+   mountSources_ =
+       std::make_unique<MountSources>(config_.appliance.mountSourceDir, names,
+                                      [this](std::string const & text) { notice_(severityWarning, text); });
+   settledStart_ = std::make_unique<SettledStart>(discovery_, [this] {
+      detection_ = StorageDevices::deviceDetectionSmFactory(entities_.fruConfig, entities_.devices);
+      mountPoints_ = StorageDevices::mountPtMonitorManagerSmFactory(entities_.devices);
+   });
+}
+
+IoStatErrors Monitors::ioStatErrors() const {
+   if (!ioStat_)
+      return {};
+   return {ioStat_->openErrorCount(), ioStat_->getlineErrorCount(), ioStat_->regexErrorCount()};
+}
+
+RecordKeepers Monitors::recordKeepers() const {
+   return {lifetime_.get(), temperature_.get(), mountPoints_.get()};
+}
+
+}  // namespace Agent

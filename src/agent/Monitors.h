@@ -1,0 +1,73 @@
+// All monitors of the library, with the entities that they share and what the agent does for them: the files
+// of the mount sources, the kernel's messages, and to start at the right time what looks only once.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "StorageDevices/ConnectedDevicesSm.h"
+#include "StorageDevices/DeviceDetectionSm.h"
+#include "StorageDevices/DeviceLifetimeMonitorSm.h"
+#include "StorageDevices/EmmcDataMonitorSm.h"
+#include "StorageDevices/IOStatSm.h"
+#include "StorageDevices/MountPtMonitorManagerSm.h"
+#include "StorageDevices/NvmeDataMonitorSm.h"
+#include "StorageDevices/SdErrWatcherSm.h"
+#include "StorageDevices/SmartDataMonitorSm.h"
+#include "StorageDevices/TempSensorSm.h"
+#include "agent/Config.h"
+#include "agent/Entities.h"
+#include "agent/KernelForwarder.h"
+#include "agent/MountSources.h"
+#include "agent/SettledStart.h"
+#include "agent/StateDocument.h"
+#include "runtime/Brul/ChildProcessTrackerSm.h"
+#include "runtime/Pelm/Ptr.h"
+
+namespace Agent {
+
+class Monitors {
+ public:
+   // A line for the operator, with its syslog severity.
+   using Notice = std::function<void(int severity, std::string const & text)>;
+
+   Monitors(Config const & config, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker, Notice notice);
+   Monitors(Monitors const &) = delete;
+   Monitors & operator=(Monitors const &) = delete;
+   ~Monitors() = default;
+
+   // Once. What cannot run is told, and the rest runs.
+   void start();
+
+   Entities const & entities() const { return entities_; }
+   bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
+   IoStatErrors ioStatErrors() const;
+   RecordKeepers recordKeepers() const;
+
+ private:
+   void startDiscovery();
+   void startHealth();
+   void startKernelErrors();
+   void startSettled();
+
+   Config const & config_;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+   Notice notice_;
+   Entities entities_;
+   Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery_;
+   Pelm::Ptr<StorageDevices::SmartDataMonitorSm> smart_;
+   Pelm::Ptr<StorageDevices::NvmeDataMonitorSm> nvme_;
+   Pelm::Ptr<StorageDevices::EmmcDataMonitorSm> emmc_;
+   Pelm::Ptr<StorageDevices::IOStatSm> ioStat_;
+   Pelm::Ptr<StorageDevices::DeviceLifetimeMonitorSm> lifetime_;
+   Pelm::Ptr<StorageDevices::TempSensorSm> temperature_;
+   Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> kernelErrors_;
+   std::unique_ptr<KernelForwarder> kernelForwarder_;
+   std::unique_ptr<MountSources> mountSources_;
+   std::unique_ptr<SettledStart> settledStart_;
+   Pelm::Ptr<StorageDevices::DeviceDetectionSm> detection_;
+   Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> mountPoints_;
+};
+
+}  // namespace Agent

@@ -1,0 +1,146 @@
+#include "agent/MountSources.h"
+
+#include <fcntl.h>
+#include <libmount/libmount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "runtime/model/MountTable.h"
+
+namespace Agent {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool canBeFileName(std::string_view name) {
+   return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." &&
+          name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
+}
+
+// A source on a line of its own, in one word. The table's own word for no source is "none".
+std::string sourceLine(std::string_view source) {
+   std::string line;
+   for (char const c : source) {
+      auto const byte = static_cast<unsigned char>(c);
+      if (byte > ' ') {
+         line += c;
+         continue;
+      }
+      line += '\\';
+      for (unsigned const shift : {6U, 3U, 0U})
+         line += static_cast<char>('0' + ((byte >> shift) & 7U));
+   }
+   return (line.empty() ? "none" : line) + "\n";
+}
+
+bool writeAll(int fd, std::string_view text) {
+   while (!text.empty()) {
+      ssize_t const count = ::write(fd, text.data(), text.size());
+      if (count < 0 && errno != EINTR)
+         return false;
+      text.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+   }
+   return true;
+}
+
+// The error number; 0: replaced.
+int replaceFile(fs::path const & path, std::string_view text) {
+   std::string temporary = path.parent_path() / ".XXXXXX";
+   int const fd = mkostemp(temporary.data(), O_CLOEXEC);
+   if (fd < 0)
+      return errno;
+   constexpr mode_t everybodyReads = 0644;
+   bool good = writeAll(fd, text) && fchmod(fd, everybodyReads) == 0;
+   int error = good ? 0 : errno;
+   close(fd);
+   if (good && std::rename(temporary.c_str(), path.c_str()) != 0)
+      error = errno;
+   if (error != 0)
+      unlink(temporary.c_str());
+   return error;
+}
+
+}  // namespace
+
+std::string mountSourceText(std::string const & name) {
+   auto const mounts = Mounts::mountsAt(Pelm::String{"/mnt/" + name});
+   if (mounts.empty())
+      return {};
+   std::string const device = mounts.back().device.str();
+   std::string text = sourceLine(device);
+   for (std::string const & below : Mounts::devicesBelow(device))
+      text += sourceLine(below);
+   return text;
+}
+
+void MountSources::Unref::operator()(libmnt_monitor * monitor) const {
+   mnt_unref_monitor(monitor);
+}
+
+MountSources::MountSources(fs::path directory, std::set<std::string> const & names, Notice notice)
+    : directory_{std::move(directory)}, notice_{std::move(notice)} {
+   for (std::string const & name : names)
+      if (canBeFileName(name))
+         names_.insert(name);
+      else
+         notice_("the mount name \"" + name + "\" cannot be the name of a file in " + directory_.string() +
+                 ", so what is mounted there is not checked; rename it in blockdev and expected_mounts");
+   watch();
+   write();
+}
+
+MountSources::~MountSources() {
+   mountTable_->descriptorIs(-1);
+}
+
+void MountSources::watch() {
+   monitor_.reset(mnt_new_monitor());
+   int const enabled = monitor_ ? mnt_monitor_enable_kernel(monitor_.get(), 1) : -ENOMEM;
+   int const fd = enabled == 0 ? mnt_monitor_get_fd(monitor_.get()) : enabled;
+   if (fd < 0) {
+      notice_("changes of the mount table cannot be watched (" + std::generic_category().message(-fd) +
+              "); the files in " + directory_.string() + " stay as they are at the start");
+      return;
+   }
+   reactor_.notifierIs(mountTable_);
+   reactor_.on<&MountSources::handleMountTable>(mountTable_->readableCount, *this);
+   reactor_.hasNotificationActiveIs(true);
+   mountTable_->descriptorIs(fd);
+   mountTable_->notifyOnReadableIs(true);
+}
+
+void MountSources::handleMountTable() {
+   // First the event, then the table: a change in between is another event.
+   mnt_monitor_event_cleanup(monitor_.get());
+   write();
+}
+
+void MountSources::write() {
+   std::error_code error;
+   fs::create_directories(directory_, error);
+   outcome(directory_, error.value());
+   if (error)
+      return;
+   for (std::string const & name : names_)
+      outcome(directory_ / name, replaceFile(directory_ / name, mountSourceText(name)));
+}
+
+void MountSources::outcome(fs::path const & path, int error) {
+   if (error == 0)
+      failing_.erase(path);
+   else if (failing_.insert(path).second)
+      notice_(path.string() + ": cannot be written (" + std::generic_category().message(error) +
+              "), so wrong mounts may go unnoticed or be reported falsely; allow it, or set "
+              "appliance.mount_source_dir elsewhere");
+}
+
+}  // namespace Agent

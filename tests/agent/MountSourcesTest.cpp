@@ -1,0 +1,168 @@
+#include "agent/MountSources.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "runtime/host/Loop.h"
+#include "runtime/model/MountTable.h"
+#include "tests/support/MountNamespace.h"
+#include "tests/support/TempDir.h"
+
+namespace Agent {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A mount table and a sysfs of the test's own.
+class MountSourcesTest : public testing::Test {
+ protected:
+   MountSourcesTest() {
+      fs::create_directories(root.path() / "proc/self");
+      table("");
+      Mounts::rootIs(root.string());
+   }
+   ~MountSourcesTest() override { Mounts::rootIs(""); }
+
+   void table(std::string const & lines) const { root.fileIs("proc/self/mountinfo", lines); }
+   // A line of the table; 0:9 is no block device, so that the source is shown as it stands.
+   static std::string mount(std::string const & point, std::string const & source,
+                            std::string const & number = "0:9") {
+      return "36 25 " + number + " / " + point + " rw - ext4 " + source + " rw\n";
+   }
+   void device(std::string const & name, std::string const & number) const {
+      fs::path const at = root.path() / "sys/devices" / name;
+      fs::create_directories(at);
+      fs::create_directories(root.path() / "sys/dev/block");
+      fs::create_directories(root.path() / "sys/class/block");
+      std::ofstream{at / "uevent"} << "DEVNAME=" << name << '\n';
+      fs::create_directory_symlink(at, root.path() / "sys/dev/block" / number);
+      fs::create_directory_symlink(at, root.path() / "sys/class/block" / name);
+   }
+   std::unique_ptr<MountSources> sources(std::set<std::string> const & names) {
+      return std::make_unique<MountSources>(files(), names,
+                                            [this](std::string const & text) { notices.push_back(text); });
+   }
+   fs::path files() const { return folder.path() / "run/mount-source"; }
+   std::string file(char const * name) const {
+      return fs::is_regular_file(files() / name) ? Support::fileContent(files() / name) : "no file";
+   }
+
+   Support::TempDir root;
+   Support::TempDir folder;
+   std::vector<std::string> notices;
+};
+
+TEST_F(MountSourcesTest, EveryNameHasAFileFromTheStartAndOthersHaveNone) {
+   table(mount("/mnt/drive", "/dev/sda1") + mount("/mnt/other", "/dev/sdz"));
+   auto const kept = sources({"drive", "flash"});
+   EXPECT_EQ(file("drive"), "/dev/sda1\n");
+   EXPECT_EQ(file("flash"), "");
+   EXPECT_EQ(file("other"), "no file");
+   EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 2);
+   EXPECT_EQ(fs::status(files() / "drive").permissions(), fs::perms{0644});
+   EXPECT_TRUE(notices.empty());
+}
+
+TEST_F(MountSourcesTest, AFileFollowsTheMountThatIsSeen) {
+   auto const kept = sources({"drive"});
+   EXPECT_EQ(file("drive"), "");
+   table(mount("/mnt/drive", "/dev/sda1") + mount("/mnt/drive", "/dev/sdb1"));
+   kept->write();
+   EXPECT_EQ(file("drive"), "/dev/sdb1\n");
+   table("");
+   kept->write();
+   EXPECT_EQ(file("drive"), "");
+}
+
+TEST_F(MountSourcesTest, AMapperNodeIsFollowedByTheDevicesBelow) {
+   device("dm-0", "254:0");
+   device("sda2", "8:2");
+   fs::create_directories(root.path() / "sys/devices/dm-0/slaves/sda2");
+   table(mount("/mnt/drive", "/dev/mapper/vault", "254:0"));
+   auto const kept = sources({"drive"});
+   EXPECT_EQ(file("drive"), "/dev/dm-0\n/dev/sda2\n");
+}
+
+TEST_F(MountSourcesTest, ASourceIsOneWordOnOneLine) {
+   table(mount("/mnt/drive", "server:/a\\040b\\012/dev/sda"));
+   auto const kept = sources({"drive"});
+   EXPECT_EQ(file("drive"), "server:/a\\040b\\012/dev/sda\n");
+}
+
+TEST_F(MountSourcesTest, ANameThatCannotBeAFilesIsTold) {
+   auto const kept = sources({"", ".", "..", "a/b", std::string(300, 'x'), std::string{"a\0b", 3}, "drive"});
+   EXPECT_EQ(notices.size(), 6U);
+   for (std::string const & notice : notices)
+      EXPECT_NE(notice.find("\" cannot be the name of a file in " + files().string()), std::string::npos);
+   EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 1);
+}
+
+TEST_F(MountSourcesTest, WhatCannotBeWrittenIsToldOnceUntilItWasWritten) {
+   auto const kept = sources({"drive", "flash"});
+   fs::remove(files() / "drive");
+   fs::create_directories(files() / "drive/full");
+   table(mount("/mnt/flash", "/dev/sda1"));
+   kept->write();
+   kept->write();
+   ASSERT_EQ(notices.size(), 1U);
+   EXPECT_NE(notices[0].find((files() / "drive").string() + ": cannot be written"), std::string::npos);
+   EXPECT_EQ(file("flash"), "/dev/sda1\n");
+   EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 2);
+   fs::remove_all(files() / "drive");
+   kept->write();
+   EXPECT_EQ(file("drive"), "");
+   fs::remove(files() / "drive");
+   fs::create_directories(files() / "drive/full");
+   kept->write();
+   EXPECT_EQ(notices.size(), 2U);
+}
+
+TEST_F(MountSourcesTest, ADirectoryThatCannotBeMadeIsToldOnce) {
+   folder.fileIs("run", "a file is in the way");
+   auto const kept = sources({"drive", "flash"});
+   kept->write();
+   ASSERT_EQ(notices.size(), 1U);
+   EXPECT_NE(notices[0].find(files().string() + ": cannot be written"), std::string::npos);
+   EXPECT_NE(notices[0].find("appliance.mount_source_dir"), std::string::npos);
+}
+
+// What the process below found: its exit code.
+enum Found : int { followed, noOwnTable, stale };
+
+int followsMounts(fs::path const & files) {
+   Mounts::rootIs("");
+   if (!Support::ownMountTable().empty())
+      return noOwnTable;
+   MountSources const kept{files, {"drive"}, [](std::string const &) {}};
+   auto const shows = [&](std::string const & text) {
+      auto const asExpected = [&] { return Support::fileContent(files / "drive") == text; };
+      return Host::runUntil(asExpected, Vorn::System::currentTime() + 10);
+   };
+   bool good = shows("");
+   {
+      Support::MountedFolder const drive{"/dev/sdy1", "/mnt/drive"};
+      good = good && drive && shows("/dev/sdy1\n");
+   }
+   return good && shows("") ? followed : stale;
+}
+
+TEST_F(MountSourcesTest, FilesFollowTheKernelsMountTable) {
+   pid_t const child = fork();
+   if (child == 0)
+      _exit(followsMounts(files()));
+   int status = 0;
+   ASSERT_EQ(waitpid(child, &status, 0), child);
+   ASSERT_TRUE(WIFEXITED(status));
+   if (WEXITSTATUS(status) == noOwnTable)
+      GTEST_SKIP() << "needs the privilege to have a mount table of its own";
+   EXPECT_EQ(WEXITSTATUS(status), followed);
+}
+
+}  // namespace
+}  // namespace Agent

@@ -1,0 +1,73 @@
+#include "agent/SettledStart.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/VirtualTimeTest.h"
+
+namespace Agent {
+namespace {
+
+using StorageDevices::ConnectedDevicesSm;
+
+class SettledStartTest : public Support::VirtualTimeTest {
+ protected:
+   std::unique_ptr<SettledStart> waiting(Pelm::Ptr<ConnectedDevicesSm> const & watched) {
+      return std::make_unique<SettledStart>(watched, [this] { ++starts; });
+   }
+
+   // Not started, so that it is the test that says when it is ready.
+   Pelm::Ptr<ConnectedDevicesSm> discovery =
+       Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), Pelm::make<StorageDevices::ConnectedDevices>(),
+                                      Pelm::make<Brul::ChildProcessTrackerSm>());
+   int starts = 0;
+};
+
+TEST_F(SettledStartTest, StartsOnceWhenTheDevicesAreReadyButNotWithinTheChange) {
+   auto const settled = waiting(discovery);
+   Host::runFor(59);
+   EXPECT_EQ(starts, 0);
+   discovery->handleInternalDevicesReady();
+   ASSERT_TRUE(discovery->internalDevicesReady());
+   EXPECT_EQ(starts, 0);
+   Host::turn();
+   EXPECT_EQ(starts, 1);
+   Host::runFor(600);
+   EXPECT_EQ(starts, 1);
+}
+
+TEST_F(SettledStartTest, StartsOnceWhenTheyAreReadyAlready) {
+   discovery->handleInternalDevicesReady();
+   auto const settled = waiting(discovery);
+   EXPECT_EQ(starts, 0);
+   Host::runFor(600);
+   EXPECT_EQ(starts, 1);
+}
+
+TEST_F(SettledStartTest, StartsOnceWhenItHasWaitedForAMinute) {
+   auto const settled = waiting(discovery);
+   auto const begin = Vorn::System::currentTime();
+   ASSERT_TRUE(eventually([&] { return starts == 1; }));
+   EXPECT_EQ((Vorn::System::currentTime() - begin).value(), SettledStart::patience);
+   discovery->handleInternalDevicesReady();
+   Host::runFor(600);
+   EXPECT_EQ(starts, 1);
+}
+
+TEST_F(SettledStartTest, WithoutDiscoveryItWaitsForTheMinuteAlone) {
+   auto const settled = waiting(nullptr);
+   Host::runFor(59);
+   EXPECT_EQ(starts, 0);
+   Host::runFor(2);
+   EXPECT_EQ(starts, 1);
+}
+
+TEST_F(SettledStartTest, OneThatGoesStartsNothing) {
+   auto settled = waiting(discovery);
+   discovery->handleInternalDevicesReady();
+   settled.reset();
+   Host::runFor(600);
+   EXPECT_EQ(starts, 0);
+}
+
+}  // namespace
+}  // namespace Agent

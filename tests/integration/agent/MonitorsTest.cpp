@@ -1,0 +1,285 @@
+// What the running program makes of disks that are missing, mounted wrongly, hot, worn, pulled, or that the
+// kernel reports errors of; and how it tells.
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "tests/integration/agent/AgentProgramTest.h"
+#include "tests/support/MountNamespace.h"
+
+namespace {
+
+using Agent::Simulation::DriveHealth;
+namespace Simulation = Agent::Simulation;
+using Json = rapidjson::Value;
+
+class MonitorsTest : public AgentProgramTest {
+ protected:
+   // A real second is that many; the disks are read once at the start and then every ten of them.
+   void timeScaleIs(int scale, std::string const & more = "") {
+      config("[clock]\ntime_scale = " + std::to_string(scale) + "\n" + more, "poll_interval = 10\n");
+   }
+
+   // The first of the messages of that name, null when there is none.
+   Json const * message(std::string_view name) {
+      messages.Parse(Agent::askAgent(socket, "/api/v1/messages").c_str());
+      for (Json const & candidate : messages["messages"].GetArray())
+         if (candidate["name"].GetString() == name)
+            return &candidate;
+      return nullptr;
+   }
+   std::string text(std::string_view name) {
+      Json const * const found = message(name);
+      return found ? (*found)["text"].GetString() : "";
+   }
+   bool isTold(std::string_view name) { return message(name) != nullptr; }
+   void startSettled() {
+      start();
+      ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+   }
+
+   bool kernelSays(std::string const & line) const {
+      int const fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      kernelSocket.copy(address.sun_path, sizeof address.sun_path - 1);
+      ssize_t const sent = sendto(fd, line.data(), line.size(), 0,
+                                  reinterpret_cast<sockaddr const *>(&address), sizeof address);
+      close(fd);
+      return sent == static_cast<ssize_t>(line.size());
+   }
+   void heat(int celsius) {
+      DriveHealth health;
+      health.temperature = celsius;
+      unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), health);
+   }
+
+   // SIGTERM for the one who listens there, and for nobody that this process has started beside.
+   void endAgent() const {
+      int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      socket.copy(address.sun_path, sizeof address.sun_path - 1);
+      ucred peer{};
+      socklen_t size = sizeof peer;
+      ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr const *>(&address), sizeof address), 0);
+      ASSERT_EQ(getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
+      close(fd);
+      ASSERT_EQ(kill(peer.pid, SIGTERM), 0);
+   }
+
+   rapidjson::Document messages;
+};
+
+TEST_F(MonitorsTest, AnExpectedMountWithoutADiskIsTold) {
+   startSettled();
+   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   EXPECT_EQ(text("STORAGEDEVICE_DETECTION_ERROR"), "Failed to detect storage device /mnt/flash on bootup.");
+   EXPECT_EQ(text("STORAGEDEVICE_PARTITION_NOT_MOUNTED"),
+             "Storage device partition /dev/sda not mounted as /mnt/drive");
+   EXPECT_EQ(folder.content("mount-source/drive"), "");
+   EXPECT_TRUE(std::filesystem::exists(folder.path() / "mount-source/usb1"));
+}
+
+TEST_F(MonitorsTest, AUnitThatIsNotIdentifiedInAMinuteIsLookedAtAllTheSame) {
+   addDrive("sdb", 2, "SN-B");
+   unit.tools().hangsIs(Simulation::Tool::hdparm, "sdb", true);
+   timeScaleIs(30);
+   start();
+   EXPECT_FALSE(isTold("STORAGEDEVICE_DETECTION_ERROR"));
+   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   EXPECT_FALSE(state["internalDevicesReady"].GetBool());
+}
+
+TEST_F(MonitorsTest, AFixedDiskThatIsPulledIsTold) {
+   startSettled();
+   unit.unplug("sda");
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_OFFLINE"); })) << log;
+   EXPECT_EQ(text("STORAGEDEVICE_OFFLINE"),
+             "A removal event occurred unexpectedly for internal storage device SN-A");
+   EXPECT_EQ(state["storageDevicesInfo"]["fsList"]["SN-A"]["disconnectCount"].GetUint(), 1U);
+}
+
+TEST_F(MonitorsTest, AnotherMountInTheDisksPlaceIsTold) {
+   if (std::string const lacking = Support::ownMountTable(); !lacking.empty())
+      GTEST_SKIP() << lacking;
+   Support::MountedFolder const drive{"/dev/sdz1", "/mnt/drive"};
+   ASSERT_TRUE(drive);
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED"); })) << log;
+   EXPECT_EQ(
+       text("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED"),
+       "Unexpected partition /dev/sdz1 mounted as /mnt/drive. Expected storage device partition /dev/sda "
+       "to be mounted instead.");
+   Support::MountedFolder const flash{"/dev/sdy1", "/mnt/flash"};
+   ASSERT_TRUE(flash);
+   EXPECT_TRUE(eventually([&] { return folder.content("mount-source/flash") == "/dev/sdy1\n"; })) << log;
+}
+
+TEST_F(MonitorsTest, TheDisksOwnMountIsInOrder) {
+   if (std::string const lacking = Support::ownMountTable(); !lacking.empty())
+      GTEST_SKIP() << lacking;
+   Support::MountedFolder const drive{"/dev/sda1", "/mnt/drive"};
+   ASSERT_TRUE(drive);
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   EXPECT_EQ(text("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED") + text("STORAGEDEVICE_PARTITION_NOT_MOUNTED"),
+             "");
+}
+
+TEST_F(MonitorsTest, AMountPointWithoutAMountIsWaitedForAndThenTold) {
+   config("[clock]\ntime_scale = 1000\n", "poll_interval = 86400\n");
+   startSettled();
+   ASSERT_TRUE(eventually([&] {
+      return state["mountPoints"]["/mnt/drive"]["initialMountFailuresRemaining"].GetUint() < 12;
+   })) << log;
+   EXPECT_FALSE(isTold("STORAGEDEVICE_MONITOR_ERROR"));
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_MONITOR_ERROR"); })) << log;
+   EXPECT_EQ(text("STORAGEDEVICE_MONITOR_ERROR"),
+             "A test operation (mountPtCheck) encountered an error on /mnt/drive (SN:SN-A Model:Test Disk "
+             "Firmware:F1): not mounted");
+   ASSERT_TRUE(eventually([] { return true; }));
+   auto const & mountPoint = state["mountPoints"]["/mnt/drive"];
+   EXPECT_EQ(mountPoint["initialMountFailuresRemaining"].GetUint(), 0U);
+   EXPECT_EQ(mountPoint.MemberCount(), 1U);
+}
+
+TEST_F(MonitorsTest, AnErrorThatTheKernelReportsIsToldWithWhatToDo) {
+   startSettled();
+   ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
+   Json const & told = *message("STORAGEDEVICE_IO_ERROR");
+   EXPECT_STREQ(told["text"].GetString(),
+                "/dev/sda (SN:SN-A Model:Test Disk Firmware:F1) has read or write errors and is unstable.");
+   EXPECT_STREQ(
+       told["explanation"].GetString(),
+       "Storage device is reporting problems. This could mean faulty hardware or device reaching end "
+       "of life.");
+   EXPECT_GT(told["recommendedAction"].GetStringLength(), 20U);
+   ASSERT_TRUE(eventually([] { return true; }));
+   auto const & record = state["storageDevicesInfo"]["fsList"]["SN-A"];
+   EXPECT_STREQ(record["kernelDevName"].GetString(), "sda");
+   EXPECT_NEAR(record["syslogTimestamp"].GetDouble(), told["time"].GetDouble(), 1);
+   EXPECT_NE(runProgram("status --socket " + socket).text.find("has read or write errors"),
+             std::string::npos);
+}
+
+TEST_F(MonitorsTest, AStickWithErrorsIsToldAsOne) {
+   unit.add(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return has("STICK"); })) << log;
+   ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sdb, sector 2048"));
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR_EXTERNAL_USB"); })) << log;
+   unit.unplug("sdb");
+   EXPECT_TRUE(eventually([&] { return !state["storageDevicesInfo"]["fsList"].HasMember("STICK"); })) << log;
+}
+
+TEST_F(MonitorsTest, WithoutAPlaceForTheKernelsSocketTheRestRuns) {
+   kernelSocket = folder.string() + "/nowhere/kernel.sock";
+   config("");
+   startSettled();
+   EXPECT_NE(log.find(" error storagedevices: " + kernelSocket + ": the socket for kernel messages cannot"),
+             std::string::npos)
+       << log;
+   EXPECT_NE(log.find("make its directory or set kernel_messages.socket elsewhere"), std::string::npos);
+   EXPECT_TRUE(isTold("STORAGEDEVICE_DETECTION_ERROR"));
+   EXPECT_EQ(agent->stop(), "exit code 0");
+}
+
+TEST_F(MonitorsTest, ADrivesTemperatureIsItsSensors) {
+   timeScaleIs(100,
+               "[sensors.Bay1]\noverheat = 45.0\ncritical = 55.0\n[appliance.sensors]\nSN-A = \"Bay1\"\n");
+   start();
+   ASSERT_TRUE(eventually([&] { return state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
+   EXPECT_STREQ(state["temperature"]["Bay1"]["drive"].GetString(), "SN-A");
+   EXPECT_EQ(state["temperature"]["Bay1"]["temperature"].GetDouble(), 34);
+   EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");
+   heat(48);
+   ASSERT_TRUE(eventually([&] {
+      return state["temperature"]["Bay1"]["alarm"].GetString() == std::string_view{"overheat"};
+   })) << log;
+   EXPECT_EQ(state["temperature"]["Bay1"]["temperature"].GetDouble(), 48);
+   Output const status = runProgram("status --socket " + socket);
+   EXPECT_NE(status.text.find("48 °C overheat"), std::string::npos) << status.text;
+   unit.unplug("sda");
+   ASSERT_TRUE(eventually([&] { return !state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
+   EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");
+}
+
+TEST_F(MonitorsTest, ALifeThatFallsFastIsTold) {
+   auto const drive = addNvme();
+   timeScaleIs(100);
+   start();
+   auto const wear = [&](unsigned percentUsed) {
+      DriveHealth health;
+      health.percentUsed = percentUsed;
+      unit.healthIs(drive, health);
+   };
+   auto const lifeIs = [&](std::int64_t value) {
+      return eventually([&] {
+         Json const & of = state["deviceLifetimeChange"];
+         return of.HasMember("SN-N") && of["SN-N"]["lastValue"].GetInt64() == value;
+      });
+   };
+   ASSERT_TRUE(lifeIs(93)) << log;
+   EXPECT_FALSE(state["deviceLifetimeChange"]["SN-N"]["firstDropDetected"].GetBool());
+   wear(8);
+   ASSERT_TRUE(lifeIs(92)) << log;
+   EXPECT_TRUE(state["deviceLifetimeChange"]["SN-N"]["firstDropDetected"].GetBool());
+   EXPECT_FALSE(isTold("STORAGEDEVICE_LIFETIME_WARNING") || isTold("STORAGEDEVICE_LIFETIME_INFO"));
+   wear(10);
+   ASSERT_TRUE(lifeIs(90)) << log;
+   EXPECT_EQ(state["deviceLifetimeChange"]["SN-N"]["numPastLogs"].GetUint(), 1U);
+   std::string const told = text("STORAGEDEVICE_LIFETIME_WARNING") + text("STORAGEDEVICE_LIFETIME_INFO");
+   EXPECT_TRUE(told.starts_with("Lifetime of /mnt/drive2 (SN:SN-N Model:Test Drive Firmware:F2) has "))
+       << told;
+}
+
+TEST_F(MonitorsTest, MessagesAreShownNewestLastWithWhatToDo) {
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
+   Output const shown = runProgram("messages --socket " + socket);
+   EXPECT_EQ(shown.exitCode, 0);
+   std::size_t const first = shown.text.find(
+       "Z error STORAGEDEVICE_DETECTION_ERROR: Failed to detect storage device /mnt/flash on bootup.\n"
+       "   Meaning: Failed to detect a storage device during system bootup.");
+   ASSERT_NE(first, std::string::npos) << shown.text;
+   EXPECT_NE(shown.text.find("\n   Action:  ", first), std::string::npos) << shown.text;
+   EXPECT_LT(first, shown.text.find("STORAGEDEVICE_PARTITION_NOT_MOUNTED: "));
+   Output const json = runProgram("messages --json --socket " + socket);
+   rapidjson::Document document;
+   document.Parse(json.text.c_str());
+   ASSERT_FALSE(document.HasParseError()) << json.text;
+   EXPECT_EQ(document, messages);
+}
+
+TEST_F(MonitorsTest, FollowingShowsWhatComesAndEndsWithTheAgent) {
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
+   FILE * const follower = popen(
+       (std::string{AGENT_PROGRAM} + " messages --follow --json --socket " + socket + " 2>&1").c_str(), "r");
+   std::array<char, 4096> line{};
+   auto const next = [&] {
+      return std::fgets(line.data(), line.size(), follower) ? line.data() : std::string{};
+   };
+   EXPECT_NE(next().find(R"("sequence":1,)"), std::string::npos) << line.data();
+   EXPECT_NE(next().find(R"("sequence":2,)"), std::string::npos) << line.data();
+   unit.unplug("sda");
+   EXPECT_NE(next().find("STORAGEDEVICE_OFFLINE"), std::string::npos) << line.data();
+   endAgent();
+   EXPECT_TRUE(next().starts_with(socket)) << line.data();
+   EXPECT_EQ(next(), "");
+   int const status = pclose(follower);
+   EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1);
+}
+
+}  // namespace
