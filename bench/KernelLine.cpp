@@ -1,17 +1,24 @@
 // Matching the lines of the kernel's log beside what it cannot do without: receiving them. Every line comes
-// as a datagram of a Unix socket; one contender receives it, the other reads it for a device as well.
+// as a datagram of a Unix socket; one contender receives it, the next reads it for a device as well, and the
+// last is the whole watcher, its records of devices and its clock included.
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstddef>
+#include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Ratio.h"
+#include "StorageDevices/Factories.h"
 #include "StorageDevices/KernelLine.h"
+#include "StorageDevices/SdErrWatcherSm.h"
+#include "runtime/host/Log.h"
 
 namespace {
 
@@ -60,6 +67,79 @@ class Sockets {
    std::array<int, 2> fds_{};
 };
 
+// A watcher of ten disks, and who sends to it. The two sockets are connected to each other: so the watcher's
+// takes as many lines as those of a pair.
+class Watched {
+ public:
+   Watched() {
+      for (int i = 0; i < 10; ++i) {
+         std::string const number = std::to_string(i);
+         devices_->diskIs(Pelm::String{"SN" + number}, 2,
+                          Pelm::String{"/dev/sd" + std::string(1, static_cast<char>('a' + i))}, "", "", "",
+                          false, 1, Pelm::String{number}, 256);
+      }
+      Host::logSinkIs([](Host::LogMessage const &) {});
+      watcher_ = StorageDevices::storageDeviceErrWatcherSmFactory(Pelm::make<StorageDevicesInfo>(), devices_,
+                                                                  Pelm::String{address("watcher").sun_path});
+      sockaddr_un const mine = address("sender");
+      sockaddr_un const its = address("watcher");
+      if (bind(fd_, reinterpret_cast<sockaddr const *>(&mine), sizeof mine) != 0 ||
+          connect(fd_, reinterpret_cast<sockaddr const *>(&its), sizeof its) != 0 ||
+          connect(watcher_->kMsgSockFd(), reinterpret_cast<sockaddr const *>(&mine), sizeof mine) != 0)
+         throw std::runtime_error("cannot connect to the watcher");
+      int const size = 1 << 20;
+      setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+   }
+   Watched(Watched const &) = delete;
+   Watched & operator=(Watched const &) = delete;
+   ~Watched() {
+      close(fd_);
+      watcher_ = nullptr;
+      std::error_code ignored;
+      std::filesystem::remove_all(folder_, ignored);
+   }
+
+   void send(std::string const & line) const {
+      if (::send(fd_, line.data(), line.size(), 0) != static_cast<ssize_t>(line.size()))
+         throw std::runtime_error("cannot send a line to the watcher");
+   }
+   void drain() const { watcher_->handleReadable(); }
+   bool empty() const {
+      char byte = 0;
+      return recv(watcher_->kMsgSockFd(), &byte, 1, MSG_PEEK) < 0;
+   }
+
+ private:
+   sockaddr_un address(char const * name) const {
+      sockaddr_un result{};
+      result.sun_family = AF_UNIX;
+      (folder_ / name).string().copy(result.sun_path, sizeof result.sun_path - 1);
+      return result;
+   }
+   static std::filesystem::path makeFolder() {
+      std::string name = "/tmp/bench-XXXXXX";
+      if (!mkdtemp(name.data()))
+         throw std::runtime_error("cannot make a folder");
+      return name;
+   }
+
+   std::filesystem::path folder_ = makeFolder();
+   Pelm::Ptr<StorageDevices::ConnectedDevices> devices_ = Pelm::make<StorageDevices::ConnectedDevices>();
+   Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> watcher_;
+   int fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+};
+
+Bench::Contender watcher(Watched const & watched, Lines const & lines) {
+   return [&watched, &lines] {
+      for (std::size_t i = 0; i < linesPerRound; ++i)
+         watched.send(lines[i % lines.size()]);
+      double const seconds = Bench::secondsOf([&] { watched.drain(); });
+      if (!watched.empty())
+         throw std::runtime_error("the watcher has left lines unread");
+      return seconds / static_cast<double>(linesPerRound);
+   };
+}
+
 // Sending is not timed.
 Bench::Contender contender(Sockets const & sockets, Lines const & lines, Work work, bool isFound) {
    return [&sockets, &lines, work, isFound] {
@@ -75,12 +155,15 @@ Bench::Contender contender(Sockets const & sockets, Lines const & lines, Work wo
 
 void compare(Bench::Report & report, std::string const & name, Lines const & lines, bool isFound,
              double bound) {
-   enum : std::size_t { ours, bare };
+   enum : std::size_t { ours, bare, whole };
    Sockets const sockets;
-   auto const rounds = Bench::compete({contender(sockets, lines, Work::receiveAndMatch, isFound),
-                                       contender(sockets, lines, Work::receive, isFound)},
-                                      roundCount);
+   Watched const watched;
+   auto const rounds =
+       Bench::compete({contender(sockets, lines, Work::receiveAndMatch, isFound),
+                       contender(sockets, lines, Work::receive, isFound), watcher(watched, lines)},
+                      roundCount);
    report.claim("kernel lines: " + name + ", beside receiving them", rounds, ours, bare, bound);
+   report.claim("kernel lines: " + name + ", the whole watcher", rounds, whole, bare, bound);
 }
 
 Lines stamped(Lines const & messages) {
