@@ -42,8 +42,6 @@ namespace Bench {
 namespace {
 
 constexpr char const * matching = "pci[^/]*/.*/usb[0-9]*/.*";
-constexpr char const * others[] = {"pci0000:00/0000:00:1f.2/ata1/.*", "pci0000:00/0000:00:1f.2/ata2/.*",
-                                   "platform/mmc-controller/.*"};
 
 // All that discovery asks of a device, but for what its collectors do.
 bool look(udev_device * device) {
@@ -83,8 +81,8 @@ DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::size_t disks)
 
 void DiscoveryProbe::entriesIs(std::size_t count) {
    std::ofstream file{etc_ / "blockdev"};
-   for (std::size_t i = 0; i + 1 < count; ++i)
-      file << others[i] << " usb" << i + 2 << '\n';
+   for (std::size_t i = 1; i < count; ++i)
+      file << "pci0000:00/0000:00:1f.2/ata" << i << "/.* drive" << i << '\n';
    file << matching << " usb1\n";
 }
 
