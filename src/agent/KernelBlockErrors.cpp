@@ -43,6 +43,8 @@ std::string bufferError(Cursor cursor) {
    if (device.empty() || (isNewer ? !rest.starts_with(", logical block ") : !rest.empty()))
       return {};
    std::string const disk = wholeDisk(device);
+   if (disk.empty())
+      return {};
    return isNewer ? std::string{"Buffer I/O error on device "}.append(disk).append(rest)
                   : unexpected("lost page write", disk, "due to I/O error");
 }
@@ -180,8 +182,8 @@ std::string journalError(Cursor cursor) {
    if (!cursor.takes("-") || !cursor.takesRun<isDigit>())
       return {};
    cursor.takes(".");
-   return cursor.rest().empty() && !device.empty() ? unexpected("JBD2", wholeDisk(device), line.rest())
-                                                   : std::string{};
+   std::string const disk = wholeDisk(device);
+   return cursor.rest().empty() && !disk.empty() ? unexpected("JBD2", disk, line.rest()) : std::string{};
 }
 
 // "md/raid1:md0: Disk failure on sdb1, disabling device.", "md/raid1:md0: read error corrected (8 sectors at
@@ -196,8 +198,9 @@ std::string raidError(Cursor cursor) {
       return {};
    cursor.at += at + on.size();
    std::string_view const device = cursor.run<isAlnum>();
-   bool const isDevice = !device.empty() && startsWithOneOf(cursor.rest(), {")", ", disabling device"});
-   return isDevice ? unexpected("md/raid", wholeDisk(device), line) : std::string{};
+   std::string const disk = wholeDisk(device);
+   bool const isDisk = !disk.empty() && startsWithOneOf(cursor.rest(), {")", ", disabling device"});
+   return isDisk ? unexpected("md/raid", disk, line) : std::string{};
 }
 
 }  // namespace

@@ -69,12 +69,19 @@ std::string numberedDisk(Cursor cursor) {
    return isPartition(cursor) ? std::string{between(name, cursor.at)} : std::string{};
 }
 
+// "md0": a software RAID, which lies on several disks.
+bool isOnSeveralDisks(Cursor cursor) {
+   return cursor.takes("md") && takesNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
+}
+
 }  // namespace
 
 std::string wholeDisk(std::string_view name) {
    if (name.starts_with("usb "))
       return std::string{name.substr(0, name.find(':'))};
    Cursor const cursor{name.data(), name.data() + name.size()};
+   if (isOnSeveralDisks(cursor))
+      return {};
    for (std::string const & disk :
         std::array{letteredDisk(name), card(cursor), nvmeNamespace(cursor), numberedDisk(cursor)})
       if (!disk.empty())

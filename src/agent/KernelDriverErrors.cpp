@@ -144,13 +144,43 @@ bool isScsiError(std::string_view event) {
                                   "rejecting I/O to dead device", "Device offlined"});
 }
 
+// "0:0:1:0:"
+bool takesScsiAddress(Cursor & cursor) {
+   for (int number = 0; number < 4; ++number)
+      if (!cursor.takesRun<isDigit>() || !cursor.takes(":"))
+         return false;
+   return true;
+}
+
+bool takesTag(Cursor & cursor) {
+   cursor.run<isSpace>();
+   return !cursor.takes("tag#") || (cursor.takesRun<isDigit>() && cursor.takesRun<isSpace>());
+}
+
+// Optical drives refuse requests all day long: that is none of their errors.
+bool isOpticalFailure(std::string_view senseKey) {
+   return isFailure(senseKey) && !startsWithOneOf(senseKey, {"Illegal Request", "Not Ready", "0x5", "0x2"});
+}
+
+std::string opticalError(Cursor cursor) {
+   if (!cursor.takes("sr ") || !takesScsiAddress(cursor) || !cursor.takes(" ["))
+      return {};
+   std::string_view const drive = cursor.run<StorageDevices::isAlnum>();
+   if (!drive.starts_with("sr") || !cursor.takes("] ") || !takesTag(cursor))
+      return {};
+   std::string_view const event = cursor.rest();
+   bool const isError = cursor.takes("Sense Key : ")
+                            ? isOpticalFailure(cursor.rest())
+                            : event.starts_with("Add. Sense: ") && isScsiError(event);
+   return isError ? unexpected("sr", drive, event) : std::string{};
+}
+
 std::string scsiError(Cursor cursor) {
    if (!cursor.takes("sd ") && !cursor.takes("scsi "))
       return {};
    auto const * const address = cursor.at;
-   for (int number = 0; number < 4; ++number)
-      if (!cursor.takesRun<isDigit>() || !cursor.takes(":"))
-         return {};
+   if (!takesScsiAddress(cursor))
+      return {};
    std::string subject{"sd "};
    subject.append(between(address, cursor.at));
    if (!cursor.takes(" ["))
@@ -158,8 +188,7 @@ std::string scsiError(Cursor cursor) {
    subject.append(" [").append(cursor.run<isLetter>()).append("]");
    if (subject.ends_with("[]") || !cursor.takes("] "))
       return {};
-   cursor.run<isSpace>();
-   if (cursor.takes("tag#") && (!cursor.takesRun<isDigit>() || !cursor.takesRun<isSpace>()))
+   if (!takesTag(cursor))
       return {};
    std::string_view const event = cursor.rest();
    if (cursor.takes("Sense Key : "))
@@ -214,7 +243,8 @@ std::string nvmeDiskError(Cursor cursor) {
 
 std::string driverError(std::string_view text) {
    Cursor const cursor = cursorOf(text);
-   for (auto const reader : {usbError, ataError, cardError, scsiError, nvmeControllerError, nvmeDiskError})
+   for (auto const reader :
+        {usbError, ataError, cardError, scsiError, opticalError, nvmeControllerError, nvmeDiskError})
       if (std::string result = reader(cursor); !result.empty())
          return result;
    return {};

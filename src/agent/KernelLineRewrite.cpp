@@ -15,13 +15,14 @@ using StorageDevices::between;
 using StorageDevices::Cursor;
 using StorageDevices::isDigit;
 
-// The line with the disk in place of a partition, or empty when the library reads no device from it.
+// The line with the disk in place of a partition, or empty when the library reads no disk's name from it.
 std::string withDisk(std::string_view line) {
    auto const device = StorageDevices::deviceInKernelLine(line);
-   if (!device)
+   std::string const disk = device ? wholeDisk(*device) : std::string{};
+   if (disk.empty())
       return {};
    std::string result{between(line.data(), device->data())};
-   result += wholeDisk(*device);
+   result += disk;
    return result.append(device->data() + device->size(), line.data() + line.size());
 }
 

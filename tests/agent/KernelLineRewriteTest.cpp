@@ -88,6 +88,28 @@ TEST(KernelLineRewriteTest, SenseKeysStandBehindTwoBlanks) {
                     "scsi 2:0:0:0: tag#50 Sense Key : Medium Error [current]"});
 }
 
+TEST(KernelLineRewriteTest, ErrorsOfOpticalDrivesAreTheirsAndRefusalsAreNone) {
+   expectDevices(
+       {{"sr 1:0:0:0: [sr1] tag#0 Sense Key : Hardware Error [current]", "sr1"},
+        {"sr 1:0:0:0: [sr0] Add. Sense: Logical unit communication CRC error (Ultra-DMA/32)", "sr0"}});
+   expectUntouched({"sr 1:0:0:0: [sr0] tag#0 Sense Key : Illegal Request [current]",
+                    "sr 1:0:0:0: [sr0] tag#0 Sense Key : Not Ready [current]",
+                    "sr 1:0:0:0: [sr0] tag#0 Sense Key : 0x5 [current]",
+                    "sr 1:0:0:0: [sr0] tag#0 FAILED Result: hostbyte=DID_OK",
+                    "sr 1:0:0:0: [sr0] tag#0 Add. Sense: Illegal mode for this track",
+                    "sr 1:0:0:0: [sda] tag#0 Sense Key : Hardware Error",
+                    "sr 1:0:0:0: [] Sense Key : Medium Error", "sr 1:0:0: [sr0] Sense Key : Medium Error",
+                    "sr 1:0:0:0: [sr0] scsi3-mmc drive: 48x/48x cd/rw"});
+}
+
+TEST(KernelLineRewriteTest, NobodyKnowsTheDiskOfASoftwareRaid) {
+   expectUntouched(
+       {"Buffer I/O error on dev md126, logical block 8, async page read",
+        "I/O error, dev md0, sector 9 op 0x0:(READ)", "EXT4-fs (md0p1): I/O error while writing superblock",
+        "BTRFS error (device md1): parent transid verify failed on logical 1",
+        "Aborting journal on device md0-8.", "md/raid1:md0: Disk failure on md1, disabling device."});
+}
+
 TEST(KernelLineRewriteTest, FailedCommandsOfADiskAreErrors) {
    EXPECT_EQ(rewritten("sd 0:0:0:0: [sda] tag#24 timing out command, waited 180s"),
              "sd 0:0:0:0: [sda] Unhandled error: timing out command, waited 180s");
@@ -284,6 +306,8 @@ TEST(KernelDeviceNameTest, DisksOfPartitionsAndPaths) {
    for (auto const & [name, disk] :
         std::vector<std::pair<std::string, std::string>>{{"sda", "sda"},
                                                          {"sda1", "sda"},
+                                                         {"md0", ""},
+                                                         {"mdx", "mdx"},
                                                          {"sdaa15", "sdaa"},
                                                          {"vdb1", "vdb"},
                                                          {"xvda2", "xvda"},
@@ -300,7 +324,7 @@ TEST(KernelDeviceNameTest, DisksOfPartitionsAndPaths) {
                                                          {"nvme0", "nvme0"},
                                                          {"nvme0n", "nvme0n"},
                                                          {"nvme0n1p", "nvme0n1p"},
-                                                         {"md127p1", "md127"},
+                                                         {"md127p1", ""},
                                                          {"loop0", "loop0"},
                                                          {"nbd0p1", "nbd0"},
                                                          {"sd1", "sd1"},
