@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/Vorn/BlockingCall.h"
 #include "runtime/model/MountTable.h"
 
 namespace Agent {
@@ -54,6 +55,7 @@ bool writeAll(int fd, std::string_view text) {
 
 // The error number; 0: replaced.
 int replaceFile(fs::path const & path, std::string_view text) {
+   Vorn::BlockingCall const call{"write", path.native()};
    std::string temporary = path.parent_path() / ".XXXXXX";
    int const fd = mkostemp(temporary.data(), O_CLOEXEC);
    if (fd < 0)
@@ -66,6 +68,13 @@ int replaceFile(fs::path const & path, std::string_view text) {
       error = errno;
    if (error != 0)
       unlink(temporary.c_str());
+   return error;
+}
+
+std::error_code makeDirectory(fs::path const & path) {
+   Vorn::BlockingCall const call{"mkdir", path.native()};
+   std::error_code error;
+   fs::create_directories(path, error);
    return error;
 }
 
@@ -125,8 +134,7 @@ void MountSources::handleMountTable() {
 }
 
 void MountSources::write() {
-   std::error_code error;
-   fs::create_directories(directory_, error);
+   std::error_code const error = makeDirectory(directory_);
    outcome(directory_, error.value());
    if (error)
       return;

@@ -5,10 +5,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstddef>
+#include <thread>
+#include <utility>
 
 #include "agent/Text.h"
+#include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Seconds.h"
 #include "runtime/host/Failure.h"
 
@@ -21,6 +25,10 @@ constexpr std::size_t maxLine = PIPE_BUF;
 
 std::string now() {
    return utcTime(Vorn::System::currentTimeUtc().value());
+}
+
+std::string noticeLine(int severity, std::string_view text) {
+   return now() + " " + std::string{severityWord(severity)} + " storagedevices: " + escaped(text);
 }
 
 // Cut so that the line and its end fit; the escaped text is UTF-8, which a cut may not split.
@@ -53,7 +61,21 @@ StderrLog::~StderrLog() {
 }
 
 void StderrLog::notice(int severity, std::string_view text) {
-   line(now() + " " + std::string{severityWord(severity)} + " storagedevices: " + escaped(text));
+   line(noticeLine(severity, text));
+}
+
+void StderrLog::noticeFromBeside(int severity, std::string_view text) {
+   constexpr auto moment = std::chrono::milliseconds{1};
+   std::string const whole = noticeLine(severity, text);
+   for (int tries = 0; tries < 100; ++tries) {
+      if (std::unique_lock const lock{writing_, std::try_to_lock}) {
+         lineAlone(whole);
+         return;
+      }
+      std::this_thread::sleep_for(moment);
+   }
+   ++droppedTotal_;
+   ++droppedUntold_;
 }
 
 void StderrLog::message(Host::LogMessage const & message) {
@@ -69,6 +91,12 @@ void StderrLog::trace(Host::TraceLine const & line_) {
 }
 
 void StderrLog::line(std::string text) {
+   Vorn::BlockingCall const call{"write", "standard error"};
+   std::lock_guard const lock{writing_};
+   lineAlone(std::move(text));
+}
+
+void StderrLog::lineAlone(std::string text) {
    if (droppedUntold_ > 0) {
       std::string const told = now() + " warning storagedevices: " + std::to_string(droppedUntold_) +
                                " lines were dropped: standard error did not take them\n";

@@ -4,7 +4,9 @@
 // and the count is told as soon as there is room again.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -23,6 +25,9 @@ class StderrLog {
 
    // A line of the agent itself: "<time> <severity word> storagedevices: <text>".
    void notice(int severity, std::string_view text);
+   // The same from another thread than the loop's. When that one is held in a line of its own the new one is
+   // dropped.
+   void noticeFromBeside(int severity, std::string_view text);
    void message(Host::LogMessage const & message);
    void trace(Host::TraceLine const & line);
 
@@ -30,11 +35,13 @@ class StderrLog {
 
  private:
    void line(std::string text);
+   void lineAlone(std::string text);
    bool writeAtOnce(std::string_view text) const;
 
    int fd_;
-   std::uint64_t droppedTotal_ = 0;
-   std::uint64_t droppedUntold_ = 0;
+   std::mutex writing_;  // whoever finds room for a line must find it still there when it writes
+   std::atomic<std::uint64_t> droppedTotal_ = 0;
+   std::atomic<std::uint64_t> droppedUntold_ = 0;
 };
 
 }  // namespace Agent

@@ -3,13 +3,12 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
-#include <ctime>
 #include <optional>
 
 #include "agent/HelperPrograms.h"
+#include "agent/LivenessDocument.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
-#include "runtime/Vorn/Format.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
 
@@ -19,12 +18,6 @@ namespace {
 
 constexpr int severityWarning = 4;
 constexpr int severityInfo = 6;
-
-double realNow() {
-   timespec time{};
-   clock_gettime(CLOCK_MONOTONIC, &time);
-   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
 
 std::optional<std::uint64_t> wholeNumber(char const * text) {
    std::uint64_t value = 0;
@@ -64,7 +57,7 @@ Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & co
 StorageAgent::StorageAgent(Config const & config, StderrLog & log)
     : config_{config},
       log_{log},
-      lastTurn_{realNow()},
+      lastTurn_{Host::monotonicSeconds()},
       tracker_{trackerOf(config, log)},
       monitors_{config, tracker_,
                 [this](int severity, std::string const & text) { log_.notice(severity, text); }} {
@@ -92,11 +85,15 @@ StorageAgent::~StorageAgent() {
 void StorageAgent::run() {
    log_.notice(severityInfo,
                std::string{"version "} + version + " started; status on " + config_.status.socket);
+   Host::turn(0);  // from here on it counts as at work, the start of the monitors included
+   watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
+   serviceManager_.tell("READY=1");
    while (!Host::stopRequested()) {
       Host::turn();
-      lastTurn_ = realNow();
+      lastTurn_ = Host::monotonicSeconds();
    }
+   serviceManager_.tell("STOPPING=1");
    log_.notice(severityInfo, "stopping");
 }
 
@@ -107,8 +104,9 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
       return messages(request);
    if (request.path == "/healthz") {
       // That it is answered at all is the proof of life: a loop that is held does not answer.
-      return {200, "application/json",
-              Vorn::_fmt("{\"status\":\"ok\",\"lastTurnAgeSeconds\":%.6f}\n", realNow() - lastTurn_).str()};
+      return {
+          200, "application/json",
+          livenessDocument(Host::monotonicSeconds() - lastTurn_, watchdog_ ? watchdog_->holds() : Holds{})};
    }
    return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages or /healthz\n"};
 }

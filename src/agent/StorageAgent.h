@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,9 +11,11 @@
 #include "agent/MessageStore.h"
 #include "agent/Monitors.h"
 #include "agent/Readings.h"
+#include "agent/ServiceManager.h"
 #include "agent/Signals.h"
 #include "agent/StderrLog.h"
 #include "agent/ToolRuns.h"
+#include "agent/Watchdog.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
 
@@ -42,6 +45,8 @@ class StorageAgent {
    MessageStore messages_;
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
    TerminationSignals signals_;
+   ServiceManager serviceManager_;
+   std::optional<Watchdog> watchdog_;  // outlives the monitors: their end may be held too
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
    Monitors monitors_;
    ToolRuns toolRuns_{tracker_};

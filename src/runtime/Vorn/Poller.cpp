@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Breadcrumb.h"
 #include "runtime/Vorn/Errno.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Trace.h"
@@ -111,7 +112,11 @@ void Poller::forget(FileDescriptor & descriptor) {
 
 std::size_t Poller::turn(int timeoutMs) {
    int const timeout = unpollable_.empty() ? timeoutMs : 0;
+   Breadcrumb & crumb = Breadcrumb::instance();
+   if (timeout != 0)
+      crumb.waits();
    int const count = epoll_wait(epoll_, ready_.data(), static_cast<int>(batch), timeout);
+   crumb.works();
    return tellReady(std::max(count, 0)) + tellUnpollable();
 }
 

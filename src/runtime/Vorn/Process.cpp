@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "runtime/Vorn/BlockingCall.h"
+
 namespace Vorn {
 
 namespace {
@@ -145,6 +147,8 @@ int spawn(pid_t & pid, std::string const & program, std::vector<std::string> & a
    posix_spawn_file_actions_t actions;
    posix_spawn_file_actions_init(&actions);
    fds.addTo(actions);
+   // Comes back when the kernel has read the beginning of the program from its disk.
+   BlockingCall const call{"start", program};
    int const error = posix_spawn(&pid, program.c_str(), &actions, attributes.get(), pointers(argv).data(),
                                  pointers(environment).data());
    posix_spawn_file_actions_destroy(&actions);

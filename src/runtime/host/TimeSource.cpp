@@ -61,6 +61,10 @@ TimeSource & timeSource() {
    return *current();
 }
 
+double monotonicSeconds() {
+   return read(CLOCK_MONOTONIC).value();
+}
+
 }  // namespace Host
 
 namespace Vorn::System {

@@ -69,4 +69,7 @@ class RUNTIME_API VirtualTime final : public TimeSource {
 RUNTIME_API void timeSourceIs(std::unique_ptr<TimeSource> source);
 RUNTIME_API TimeSource & timeSource();
 
+// The kernel's CLOCK_MONOTONIC, whatever the source says.
+RUNTIME_API double monotonicSeconds();
+
 }  // namespace Host

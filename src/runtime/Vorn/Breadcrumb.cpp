@@ -1,0 +1,111 @@
+#include "runtime/Vorn/Breadcrumb.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <thread>
+
+namespace Vorn {
+
+namespace {
+
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<double>::is_always_lock_free);
+
+// A few milliseconds late is near enough, and it costs next to nothing also where the fine clock is slow.
+double coarseNow() {
+   timespec time{};
+   clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// Its address tells threads apart.
+thread_local char const here = 0;
+
+}  // namespace
+
+Breadcrumb & Breadcrumb::instance() {
+   static constinit Breadcrumb crumb;
+   return crumb;
+}
+
+// No fences, which ThreadSanitizer does not know: whoever reads, by acquiring, what a change has stored by
+// releasing, also finds the odd version that was stored before it.
+template <class Change>
+void Breadcrumb::publish(Change const & change) {
+   Word const version = version_.load(std::memory_order_relaxed);
+   version_.store(version + 1, std::memory_order_relaxed);
+   change();
+   version_.store(version + 2, std::memory_order_release);
+}
+
+void Breadcrumb::waits() {
+   publish([this] { busy_.store(false, std::memory_order_release); });
+}
+
+void Breadcrumb::works() {
+   double const now = coarseNow();
+   writer_.store(&here, std::memory_order_relaxed);
+   publish([this, now] {
+      busy_.store(true, std::memory_order_release);
+      turn_.store(turn_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+      since_.store(now, std::memory_order_release);
+   });
+}
+
+bool Breadcrumb::enter(char const * operation, std::string_view path) {
+   if (writer_.load(std::memory_order_relaxed) != &here)
+      return false;
+   std::string_view const text = path.substr(0, Host::Activity::pathSize - 1);
+   std::size_t const depth = depth_.load(std::memory_order_relaxed);
+   publish([&] {
+      depth_.store(depth + 1, std::memory_order_release);
+      if (depth >= maxDepth)
+         return;
+      Call & call = calls_[depth];
+      call.operation.store(operation, std::memory_order_release);
+      for (std::size_t at = 0; at <= text.size(); at += sizeof(Word)) {
+         Word word = 0;
+         text.copy(reinterpret_cast<char *>(&word), sizeof word, at);
+         call.path[at / sizeof word].store(word, std::memory_order_release);
+      }
+   });
+   return true;
+}
+
+void Breadcrumb::leave() {
+   publish([this] { depth_.store(depth_.load(std::memory_order_relaxed) - 1, std::memory_order_release); });
+}
+
+Host::Activity Breadcrumb::copy() const {
+   Host::Activity result;
+   result.busy = busy_.load(std::memory_order_acquire);
+   result.turn = turn_.load(std::memory_order_acquire);
+   result.since = since_.load(std::memory_order_acquire);
+   std::size_t const depth = std::min(depth_.load(std::memory_order_acquire), maxDepth);
+   if (depth == 0)
+      return result;
+   Call const & call = calls_[depth - 1];
+   result.operation = call.operation.load(std::memory_order_acquire);
+   for (std::size_t i = 0; i < call.path.size(); ++i) {
+      Word const word = call.path[i].load(std::memory_order_acquire);
+      char * const part = result.pathText.data() + i * sizeof word;
+      std::memcpy(part, &word, sizeof word);
+      if (std::memchr(part, '\0', sizeof word))
+         break;
+   }
+   return result;
+}
+
+Host::Activity Breadcrumb::read() const {
+   for (;;) {
+      Word const before = version_.load(std::memory_order_acquire);
+      if (before % 2 == 0) {
+         Host::Activity const result = copy();
+         if (version_.load(std::memory_order_relaxed) == before)
+            return result;
+      }
+      std::this_thread::yield();
+   }
+}
+
+}  // namespace Vorn

@@ -1,0 +1,146 @@
+// The watchdog's thread beside a loop of the test's own. Also run under ThreadSanitizer.
+#include "agent/Watchdog.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "runtime/Vorn/BlockingCall.h"
+#include "runtime/host/Loop.h"
+#include "tests/support/NotifySocket.h"
+
+namespace Agent {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ThreadsWatchdog : public testing::Test {
+ protected:
+   ThreadsWatchdog() {
+      EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+      log = std::make_unique<StderrLog>(ends[1]);
+      setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
+   }
+   ~ThreadsWatchdog() override {
+      log.reset();
+      close(ends[0]);
+      close(ends[1]);
+      unsetenv("NOTIFY_SOCKET");
+      unsetenv("WATCHDOG_USEC");
+   }
+
+   static std::set<std::string> threads() {
+      std::set<std::string> ids;
+      for (auto const & task : fs::directory_iterator{"/proc/self/task"})
+         ids.insert(task.path().filename());
+      return ids;
+   }
+   static bool isBlocked(std::string const & thread, int signal) {
+      std::ifstream status{"/proc/self/task/" + thread + "/status"};
+      std::uint64_t mask = 0;
+      for (std::string word; status >> word;)
+         if (word == "SigBlk:")
+            status >> std::hex >> mask;
+      return (mask >> static_cast<unsigned>(signal - 1) & 1U) != 0;
+   }
+   std::string written() const {
+      std::string text;
+      std::array<char, 65536> buffer{};
+      for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
+         text.append(buffer.data(), static_cast<std::size_t>(count));
+      return text;
+   }
+
+   Support::TempDir folder;
+   Support::NotifySocket socket{folder.string() + "/notify"};
+   std::array<int, 2> ends{};
+   std::unique_ptr<StderrLog> log;
+};
+
+TEST_F(ThreadsWatchdog, IsOneThreadThatTakesNoSignalsAndGoesAtOnce) {
+   ServiceManager const manager;
+   std::thread{[] {}}.join();  // a sanitizer starts one of its own with the first
+   auto const before = threads();
+   auto const start = std::chrono::steady_clock::now();
+   {
+      Watchdog const watchdog{*log, manager};
+      auto now = threads();
+      for (std::string const & thread : before)
+         now.erase(thread);
+      ASSERT_EQ(now.size(), 1U);
+      for (int const signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGUSR1, SIGPIPE, SIGALRM})
+         EXPECT_TRUE(isBlocked(*now.begin(), signal)) << signal;
+      EXPECT_FALSE(isBlocked(std::to_string(gettid()), SIGTERM));
+   }
+   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{900});
+   EXPECT_EQ(threads(), before);
+   EXPECT_EQ(written(), "");
+}
+
+TEST_F(ThreadsWatchdog, GivesTheServiceManagerFourSignsInItsTime) {
+   setenv("WATCHDOG_USEC", "80000", 1);
+   ServiceManager const manager;
+   auto const start = std::chrono::steady_clock::now();
+   Watchdog const watchdog{*log, manager};
+   for (int i = 0; i < 5; ++i)
+      EXPECT_EQ(socket.next(), "WATCHDOG=1");
+   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{80});
+}
+
+TEST_F(ThreadsWatchdog, WithoutAWatchfulManagerItGivesNone) {
+   ServiceManager const manager;
+   {
+      Watchdog const watchdog{*log, manager};
+      manager.tell("READY=1");
+      EXPECT_EQ(socket.next(), "READY=1");
+   }
+   EXPECT_TRUE(socket.told().empty());
+}
+
+TEST_F(ThreadsWatchdog, LinesOfTwoThreadsStayWholeBesideALoopAtWork) {
+   ServiceManager const manager;
+   Watchdog const watchdog{*log, manager};
+   std::atomic<bool> done = false;
+   std::string text;
+   std::thread reader{[&] {
+      while (!done)
+         text += written();
+   }};
+   std::thread beside{[&] {
+      for (int i = 0; i < 200; ++i)
+         log->noticeFromBeside(4, std::string(500, 'b'));
+   }};
+   for (int i = 0; i < 200; ++i) {
+      Host::turn(0);
+      Vorn::BlockingCall const call{"fsync", "/mnt/drive"};
+      log->notice(6, std::string(500, 'a'));
+      EXPECT_EQ(watchdog.holds().count, 0U);
+   }
+   beside.join();
+   done = true;
+   reader.join();
+   text += written();
+   std::uint64_t whole = 0;
+   for (std::size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+      std::string const line = text.substr(at, end - at);
+      whole += line.ends_with(": " + std::string(500, 'a')) || line.ends_with(": " + std::string(500, 'b'));
+   }
+   EXPECT_EQ(whole + log->dropped(), 400U);
+   EXPECT_GT(whole, 0U);
+}
+
+}  // namespace
+}  // namespace Agent
