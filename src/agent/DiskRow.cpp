@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "agent/FileSystemWord.h"
 #include "agent/JsonView.h"
 #include "agent/Quantity.h"
 
@@ -262,6 +263,13 @@ Cell ageCell(Records const & records) {
    return cell;
 }
 
+Cell fileSystemCell(Json const & state, std::string const & mountPoint) {
+   std::string const word{fileSystemWord(jsonMember(jsonMember(&state, "mountPoints"), mountPoint))};
+   if (word == "ok")
+      return {word, Tone::good};
+   return {word, word == "failed" || word == "stopped" ? Tone::bad : Tone::plain};
+}
+
 Cell useCell(Records const & records) {
    auto const exceeded = jsonBool(records.fileSystem, "utilThresholdExceeded");
    if (!exceeded.has_value())
@@ -295,6 +303,7 @@ DiskRow diskRow(Json const & state, std::string const & name, Json const & disk)
    row.written = writtenText(records);
    row.age = ageCell(records);
    row.reading = readingCell(records);
+   row.fileSystem = fileSystemCell(state, row.mountPoint);
    row.use = useCell(records);
    return row;
 }

@@ -28,6 +28,7 @@ struct DiskRow {
    std::string written;  // to the drive in its life, or where it does not tell "… since boot"
    Cell age;             // of the last good reading of its health
    Cell reading;         // which readings fail, for how long and why
+   Cell fileSystem;      // how it is tested, in a word
    Cell use;             // "ok", or "full" above the file system's utilisation threshold
    std::string interfaceAndAddress;
 };

@@ -33,10 +33,20 @@ Monitors::Monitors(Config const & config, Pelm::Ptr<Brul::ChildProcessTrackerSm>
       entities_{entitiesOf(config)} {}
 
 void Monitors::start() {
+   startSimulation();
    startDiscovery();
    startHealth();
    startKernelErrors();
    startSettled();
+}
+
+void Monitors::startSimulation() {
+   auto const folder = SimulatedRoot::named();
+   if (!folder)
+      return;
+   simulatedRoot_ = std::make_unique<SimulatedRoot>(*folder);
+   notice_(severityWarning, "this is a simulation: the mount points are those of " + *folder + ", since " +
+                                SimulatedRoot::variable + " names it");
 }
 
 void Monitors::startDiscovery() {
@@ -85,6 +95,8 @@ void Monitors::startSettled() {
    settledStart_ = std::make_unique<SettledStart>(discovery_, [this] {
       detection_ = StorageDevices::deviceDetectionSmFactory(entities_.fruConfig, entities_.devices);
       mountPoints_ = StorageDevices::mountPtMonitorManagerSmFactory(entities_.devices);
+      if (simulatedRoot_)
+         simulatedRoot_->mountPointsIs(mountPoints_);
    });
 }
 

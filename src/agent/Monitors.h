@@ -21,6 +21,7 @@
 #include "agent/KernelForwarder.h"
 #include "agent/MountSources.h"
 #include "agent/SettledStart.h"
+#include "agent/SimulatedRoot.h"
 #include "agent/StateDocument.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
@@ -46,6 +47,7 @@ class Monitors {
    RecordKeepers recordKeepers() const;
 
  private:
+   void startSimulation();
    void startDiscovery();
    void startHealth();
    void startKernelErrors();
@@ -64,6 +66,7 @@ class Monitors {
    Pelm::Ptr<StorageDevices::TempSensorSm> temperature_;
    Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> kernelErrors_;
    std::unique_ptr<KernelForwarder> kernelForwarder_;
+   std::unique_ptr<SimulatedRoot> simulatedRoot_;
    std::unique_ptr<MountSources> mountSources_;
    std::unique_ptr<SettledStart> settledStart_;
    Pelm::Ptr<StorageDevices::DeviceDetectionSm> detection_;

@@ -1,6 +1,7 @@
 // The program `storagedevices`: reads the command line and runs the command.
 
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,7 +47,17 @@ Agent::Config configOf(Agent::Command const & command) {
                              : Agent::loadConfigIfPresent(Agent::defaultConfigPath);
 }
 
+// A tool that runs takes three, and a unit's disks are all asked at once.
+void allowAllDescriptors() {
+   rlimit limit{};
+   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max)
+      return;
+   limit.rlim_cur = limit.rlim_max;
+   setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 int runAgent(Agent::Command const & command) {
+   allowAllDescriptors();
    Agent::Config const config = configOf(command);
    Agent::StderrLog log;
    Agent::StorageAgent agent{config, log};

@@ -265,6 +265,33 @@ TEST(StatusTable, AFileSystemTestHasFailedOnlyWhenItIsOver) {
    EXPECT_NE(tableWithTest("cleanup", false, true, true).find("file system test stopped"), std::string::npos);
 }
 
+std::string fileSystemColumn(std::string const & table) {
+   auto const at = table.find("FS  ");
+   auto const line = table.rfind('\n', at) + 1;
+   auto const row = table.find('\n', at) + 1;
+   return at == std::string::npos
+              ? ""
+              : table.substr(row + at - line, table.find(' ', row + at - line) - row - at + line);
+}
+
+TEST(StatusTable, hasAWordForEachFileSystem) {
+   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, true)), "ok");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, false)), "failed");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, false, false)), "failed");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("writeTest", true, false, false)), "testing");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("readTest", true, true, false)), "testing");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("setup", true, false, false)), "waiting");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("cleanup", false, true, true)), "stopped");
+   auto const untested = [](std::string const & mountPoint) {
+      return tableOf(stateWith(sata, R"(, "smartData": {"S3E": {"healthStatusOk": true}},
+         "mountPoints": {"/mnt/drive": {"initialMountFailuresRemaining": 12)" +
+                                         mountPoint + "}}"));
+   };
+   EXPECT_EQ(fileSystemColumn(untested("")), "unmounted");
+   EXPECT_EQ(fileSystemColumn(untested(R"(, "device": "/dev/sda1")")), "stopped");
+   EXPECT_EQ(fileSystemColumn(tableOf(stateWith(sata))), "");
+}
+
 TEST(StatusTable, saysNothingOfWhatWasNotReadYet) {
    std::string const text = tableOf(stateWith(sata, R"(, "smartData": {"S3E": {"attrs": {}}}, "nvmeData": {},
       "emmcData": {"S3E": {"lifetimeEstTypA": 0}}, "temperature": {}, "mountPoints": {"/mnt/drive": {}})"));

@@ -142,6 +142,23 @@ TEST_F(SimulatedHealthTest, AChipHasRegistersThatCanBeSet) {
    EXPECT_EQ(emmc->lifetimeEstTypA().raw(), 11);
 }
 
+TEST_F(SimulatedHealthTest, ASataDriveCountsItsLifeUpOrDown) {
+   auto const disk = sataDisk("sda", 1, "KS0001", "Kestrel", 1000);
+   unit.add(disk);
+   DriveHealth health;
+   health.percentUsed = 30;
+   auto const rawOf = [&] {
+      unit.healthIs(disk, health);
+      std::string const report = tool("smartctl --json=c --offlineauto=on -HA /dev/sda").output;
+      auto const row = report.find("Percent_Lifetime_Remain");
+      auto const raw = report.find("\"raw\":{\"value\":", row) + 15;
+      return report.substr(raw, report.find(',', raw) - raw);
+   };
+   EXPECT_EQ(rawOf(), "30");
+   health.rawLifeIsLeft = true;
+   EXPECT_EQ(rawOf(), "70");
+}
+
 TEST_F(SimulatedHealthTest, TrafficIsToldInTheKernelsStatistics) {
    unit.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    unit.trafficIs("sda", 3584, 4608);

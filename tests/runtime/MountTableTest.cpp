@@ -55,6 +55,12 @@ class MountTable : public testing::Test {
    std::string table_;
 };
 
+TEST_F(MountTable, placesWhatIsMountedBelowItsRoot) {
+   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), folder_.string() + "/mnt/drive");
+   Mounts::rootIs("");
+   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), "/mnt/drive");
+}
+
 TEST_F(MountTable, namesTheDeviceAndItsBlockSize) {
    mount("259:0", "/mnt/drive", "rw,relatime", "ext4", "/dev/nvme0n1", "rw");
    EXPECT_EQ(seenAt("/mnt/drive"), "/dev/nvme0n1 4096");
@@ -74,6 +80,11 @@ TEST_F(MountTable, readOnlyIsTheMountsOrTheFileSystems) {
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512 read-only");
    EXPECT_EQ(seenAt("/mnt/b"), "/dev/sda1 512 read-only");
    EXPECT_EQ(seenAt("/mnt/c"), "/dev/sda1 512");
+}
+
+TEST_F(MountTable, soIsOneThatTheKernelStoppedAfterAnError) {
+   mount("8:1", "/mnt/a", "rw,relatime", "ext4", "/dev/sda1", "rw,errors=remount-ro,emergency_ro");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512 read-only");
 }
 
 TEST_F(MountTable, theLastMountOfAPathIsSeen) {

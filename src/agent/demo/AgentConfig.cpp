@@ -3,6 +3,7 @@
 #include <iomanip>
 #include <sstream>
 
+#include "agent/demo/Cast.h"
 #include "agent/demo/Story.h"
 #include "agent/simulation/TextFile.h"
 
@@ -36,6 +37,10 @@ std::string number(double value) {
 
 }  // namespace
 
+std::filesystem::path kernelSocket(Simulation::SimulatedUnit const & unit) {
+   return unit.folder() / "kernel.sock";
+}
+
 AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options const & options) {
    auto const & folder = unit.folder();
    std::filesystem::create_directories(folder / "mount-source");
@@ -47,8 +52,10 @@ AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options con
    text += "etc_dir = " + quoted(unit.etcFolder()) + "\n";
    text += "expected_mounts = [" + mounts + "]\n";
    text += "mount_source_dir = " + quoted(folder / "mount-source") + "\n";
-   text += "\n[tools]\ntimeout = 4\npath = " + quoted(unit.toolsPath()) + "\n";
-   text += "\n[kernel_messages]\nsocket = " + quoted(folder / "kernel.sock") + "\nforward_kmsg = false\n";
+   text += "\n[appliance.sensors]\n" + std::string(flashSerial) + " = \"DriveTemp1\"\n";
+   text += "\n[sensors.DriveTemp1]\ndescription = \"SATA disk\"\noverheat = 55.0\ncritical = 70.0\n";
+   text += "\n[tools]\ntimeout = 3\npath = " + quoted(unit.toolsPath()) + "\n";
+   text += "\n[kernel_messages]\nsocket = " + quoted(kernelSocket(unit)) + "\nforward_kmsg = false\n";
    text += "\n[status]\nsocket = " + quoted(config.statusSocket) + "\n";
    if (!options.http.empty())
       text += "http = " + quoted(options.http) + "\n";

@@ -14,6 +14,9 @@ struct AgentConfig {
    std::filesystem::path statusSocket;
 };
 
+// Where the agent reads the kernel's messages.
+std::filesystem::path kernelSocket(Simulation::SimulatedUnit const & unit);
+
 // Writes the configuration into the unit's folder, where the agent's sockets go too. Throws
 // std::runtime_error when it cannot.
 AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options const & options);

@@ -1,8 +1,10 @@
 #include "agent/demo/ApplianceState.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <type_traits>
 
+#include "agent/FileSystemWord.h"
 #include "agent/JsonView.h"
 #include "agent/Text.h"
 
@@ -41,6 +43,16 @@ std::string failingReading(rapidjson::Value const * readings) {
    return {};
 }
 
+std::string alarmOf(rapidjson::Value const & state, std::string const & serial) {
+   auto const * sensors = jsonMember(&state, "temperature");
+   if (sensors == nullptr || !sensors->IsObject())
+      return {};
+   for (auto const & sensor : sensors->GetObject())
+      if (jsonText(&sensor.value, "drive") == serial)
+         return jsonText(&sensor.value, "alarm");
+   return {};
+}
+
 DiskHealth diskHealth(rapidjson::Value const & state, std::string const & serial) {
    auto const * smart = jsonMember(jsonMember(&state, "smartData"), serial);
    auto const * attrs = jsonMember(smart, "attrs");
@@ -55,8 +67,35 @@ DiskHealth diskHealth(rapidjson::Value const & state, std::string const & serial
                           valueOf(jsonMember(nvme, "powerOnHours"), "value"));
    health.lifeUsed =
        firstOf(valueOf(jsonMember(nvme, "percentageUsed"), "value"), jsonNumber(emmc, "lifetimeEstTypA"));
+   health.lifeLeft = valueOf(jsonMember(attrs, "lifetimeRemaining"), "raw");
    health.failing = failingReading(jsonMember(jsonMember(&state, "readings"), serial));
+   health.alarm = alarmOf(state, serial);
    return health;
+}
+
+void addFileSystems(ApplianceState & state, rapidjson::Value const * mountPoints) {
+   if (mountPoints == nullptr || !mountPoints->IsObject())
+      return;
+   for (auto const & member : mountPoints->GetObject())
+      state.fileSystems[std::string{jsonText(member.name)}] = {
+          std::string{fileSystemWord(&member.value)},
+          jsonBool(jsonMember(&member.value, "fsHealth"), "utilThresholdExceeded").value_or(false)};
+}
+
+void addMessages(ApplianceState & state, rapidjson::Value const * messages) {
+   if (messages == nullptr || !messages->IsArray())
+      return;
+   for (auto const & message : messages->GetArray())
+      state.messages.push_back(
+          {natural(message, "sequence"), jsonText(&message, "name"), jsonText(&message, "text")});
+}
+
+rapidjson::Document parsedObject(std::string_view text, char const * what) {
+   rapidjson::Document json;
+   json.Parse(text.data(), text.size());
+   if (json.HasParseError() || !json.IsObject())
+      throw std::runtime_error(std::string("the agent's ") + what + " is no JSON object");
+   return json;
 }
 
 std::string described(std::string const & serial, DiskState const & disk) {
@@ -97,7 +136,18 @@ std::string healthChanges(DiskHealth const & before, DiskHealth const & now) {
    tell("degrees", before.temperature, now.temperature);
    tell("hours", before.hours, now.hours);
    tell("life used", before.lifeUsed, now.lifeUsed);
+   tell("life left", before.lifeLeft, now.lifeLeft);
    tell("reading", before.failing, now.failing);
+   if (!now.alarm.empty())
+      difference(line, "alarm", before.alarm.empty() ? std::string("?") : before.alarm, now.alarm);
+   return line;
+}
+
+std::string changes(FileSystemState const & before, FileSystemState const & now) {
+   std::string line;
+   difference(line, "file system", before.word.empty() ? std::string("?") : before.word, now.word);
+   if (before.isFull != now.isFull)
+      line += now.isFull ? "  now full" : "  full no more";
    return line;
 }
 
@@ -127,11 +177,16 @@ DiskHealth const * ApplianceState::healthOf(std::string const & serial) const {
    return found == health.end() ? nullptr : &found->second;
 }
 
-ApplianceState parseState(std::string_view document) {
-   rapidjson::Document json;
-   json.Parse(document.data(), document.size());
-   if (json.HasParseError() || !json.IsObject())
-      throw std::runtime_error("the agent's state is no JSON object");
+bool ApplianceState::told(std::string_view name, std::initializer_list<std::string_view> parts) const {
+   return std::any_of(messages.begin(), messages.end(), [&](Message const & message) {
+      return message.name == name && std::all_of(parts.begin(), parts.end(), [&](std::string_view part) {
+                return message.text.find(part) != std::string::npos;
+             });
+   });
+}
+
+ApplianceState parseState(std::string_view document, std::string_view messages) {
+   auto const json = parsedObject(document, "state");
    ApplianceState state;
    state.internalDevicesReady = jsonBool(&json, "internalDevicesReady").value_or(false);
    auto const * disks = jsonMember(jsonMember(&json, "connectedDevices"), "disk");
@@ -141,6 +196,11 @@ ApplianceState parseState(std::string_view document) {
          state.disks.emplace(serial, diskState(member.value));
          state.health.emplace(serial, diskHealth(json, serial));
       }
+   addFileSystems(state, jsonMember(&json, "mountPoints"));
+   if (!messages.empty()) {
+      auto const list = parsedObject(messages, "list of messages");
+      addMessages(state, jsonMember(&list, "messages"));
+   }
    return state;
 }
 
@@ -160,6 +220,13 @@ std::vector<std::string> differences(ApplianceState const & before, ApplianceSta
       if (health != nullptr && *health != (oldHealth ? *oldHealth : DiskHealth{}))
          lines.push_back("~ " + escaped(serial) +
                          healthChanges(oldHealth ? *oldHealth : DiskHealth{}, *health));
+   }
+   for (auto const & [mountPoint, fileSystem] : now.fileSystems) {
+      auto const old = before.fileSystems.find(mountPoint);
+      std::string const line =
+          changes(old == before.fileSystems.end() ? FileSystemState{} : old->second, fileSystem);
+      if (!line.empty())
+         lines.push_back("~ " + escaped(mountPoint) + line);
    }
    return lines;
 }

@@ -1,6 +1,7 @@
 // What the agent's state document says of the disks, and how two such documents differ.
 #pragma once
 
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
@@ -28,26 +29,45 @@ struct DiskHealth {
    std::optional<double> temperature;  // degrees Celsius
    std::optional<double> hours;        // of operation
    std::optional<double> lifeUsed;     // percent of an NVMe drive, tenths of an eMMC chip
+   std::optional<double> lifeLeft;     // percent of a SATA drive
    std::string failing;                // the reading that fails and why: "smartctl: unreadable output"
+   std::string alarm;                  // of its temperature sensor: "none", "overheat", "critical"
 
    bool operator==(DiskHealth const &) const = default;
+};
+
+struct FileSystemState {
+   std::string word;     // how its tests go: "ok"
+   bool isFull = false;  // above the threshold of its use
+   bool operator==(FileSystemState const &) const = default;
+};
+
+struct Message {
+   unsigned sequence = 0;
+   std::string name;
+   std::string text;
 };
 
 struct ApplianceState {
    bool internalDevicesReady = false;
    std::map<std::string, DiskState> disks;  // by serial number
-
    std::map<std::string, DiskHealth> health;
+   std::map<std::string, FileSystemState> fileSystems;  // by mount point
+   std::vector<Message> messages;                       // since the agent started, oldest first
 
+   // Whether there is a message of that name whose text holds all of these.
+   bool told(std::string_view name, std::initializer_list<std::string_view> parts) const;
    // Null when there is none of that serial.
    DiskState const * disk(std::string const & serial) const;
    DiskHealth const * healthOf(std::string const & serial) const;
 };
 
-// Throws std::runtime_error for a text that is no JSON object.
-ApplianceState parseState(std::string_view document);
+// From the agent's answers to /api/v1/state and /api/v1/messages, the latter empty when there is none. Throws
+// std::runtime_error for a text that is no JSON object.
+ApplianceState parseState(std::string_view document, std::string_view messages = {});
 
-// One line for each disk that came ("+"), went ("-") or changed ("~"), its health included, safe to show.
+// One line for each disk that came ("+"), went ("-") or changed ("~"), its health included, and for each
+// change of a file system, safe to show.
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now);
 
 }  // namespace Agent::Demo

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 
+#include "StorageDevices/LogCatalogue.h"
 #include "agent/StatusClient.h"
 
 namespace Agent::Demo {
@@ -35,13 +36,22 @@ Demo::Demo(Options const & options, Signals & signals, Display & display)
     : signals_(signals),
       display_(display),
       config_(writeAgentConfig(booted(unit_), options)),
-      agent_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent),
-             {"agent", "--config", config_.file.string()}, unit_.environment()) {
+      timeScale_(options.timeScale),
+      program_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent)) {
+   boot();
    unit_.whenFullIs([this] {
       wait();
       if (interrupted_)
          throw Simulation::ListenerStalled("interrupted");
    });
+}
+
+void Demo::boot() {
+   agent_.reset();
+   state_ = {};
+   lastMessage_ = 0;
+   agent_ = std::make_unique<AgentProcess>(
+       program_, std::vector<std::string>{"agent", "--config", config_.file.string()}, unit_.environment());
 }
 
 void Demo::play(bool repeat) {
@@ -55,21 +65,35 @@ void Demo::play(bool repeat) {
 
 void Demo::playStep(Step const & step, std::string const & number) {
    display_.storyIs(number + step.text);
+   if (step.needsDirectIo && !unit_.fileSystems().takeDirectIo()) {
+      ++leftOut_;
+      display_.verdictIs("left out: no folder here takes direct I/O; set TMPDIR to one that does");
+      return;
+   }
    auto const start = Clock::now();
    if (!act(step))
       return;
-   bool const reached = watch(start + step.deadline, step.reached);
+   bool const reached = watch(start + deadline(step), step.reached);
    if (over())
       return;
    ++(reached ? seen_ : missed_);
    display_.verdictIs(reached ? "seen after " + seconds(Clock::now() - start)
-                              : "NOT SEEN within " + seconds(step.deadline));
+                              : "NOT SEEN within " + seconds(deadline(step)));
    watch(Clock::now() + display_.pause(), [](ApplianceState const &) { return false; });
+}
+
+std::chrono::milliseconds Demo::deadline(Step const & step) const {
+   std::chrono::duration<double> const agentTime = step.agentTime / timeScale_;
+   return step.deadline + std::chrono::duration_cast<std::chrono::milliseconds>(agentTime);
 }
 
 bool Demo::act(Step const & step) {
    try {
+      if (step.reboots)
+         agent_.reset();
       step.act(unit_);
+      if (step.reboots)
+         boot();
    } catch (Simulation::ListenerStalled const & error) {
       if (!interrupted_)
          failure_ = std::string("the agent does not read its events: ") + error.what();
@@ -90,9 +114,9 @@ bool Demo::watch(Time until, std::function<bool(ApplianceState const &)> const &
 
 void Demo::wait() {
    std::array<pollfd, 2> entries{
-       {{signals_.descriptor(), POLLIN, 0}, {agent_.outputDescriptor(), POLLIN, 0}}};
+       {{signals_.descriptor(), POLLIN, 0}, {agent_->outputDescriptor(), POLLIN, 0}}};
    poll(entries.data(), entries.size(), static_cast<int>(lookEvery.count()));
-   for (auto const & line : agent_.lines())
+   for (auto const & line : agent_->lines())
       display_.agentLine(line);
    interrupted_ = signals_.raised();
    if (std::ferror(stdout) != 0)
@@ -103,8 +127,8 @@ void Demo::look() {
    wait();
    if (over())
       return;
-   if (!agent_.running())
-      failure_ = "the agent ended by itself: " + agent_.stop();
+   if (!agent_->running())
+      failure_ = "the agent ended by itself: " + agent_->stop();
    else
       askState();
 }
@@ -120,7 +144,8 @@ void Demo::askState() {
       if (document.empty())
          return;
    }
-   auto now = parseState(document);
+   auto now = parseState(document, messages);
+   count(now.messages);
    for (auto const & line : differences(state_, now))
       display_.difference(line);
    for (auto const & [serial, disk] : now.disks)
@@ -129,13 +154,44 @@ void Demo::askState() {
    display_.stateIs(document, messages);
 }
 
+void Demo::count(std::vector<Message> const & messages) {
+   for (auto const & message : messages)
+      if (message.sequence > lastMessage_) {
+         ++messages_[message.name];
+         lastMessage_ = message.sequence;
+      }
+}
+
+std::size_t Demo::messagesMissing() const {
+   auto const & all = StorageDevices::Catalogue::all;
+   return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [&](auto const & descriptor) {
+      return !messages_.contains(descriptor.name);
+   }));
+}
+
+bool Demo::good() const {
+   return failure_.empty() && missed_ == 0 && !interrupted_ && messagesMissing() == 0;
+}
+
 std::string Demo::summary() const {
-   auto const told = std::max<std::size_t>(story().size(), seen_ + missed_);
+   auto const told = std::max<std::size_t>(story().size(), seen_ + missed_ + leftOut_);
    auto text = std::to_string(disksSeen_.size()) + " disks, " + std::to_string(seen_) + " of " +
-               std::to_string(told) + " steps seen in " + seconds(Clock::now() - start_);
-   if (!failure_.empty())
-      return text + "; ended because " + failure_;
-   return text + (interrupted_ ? "; interrupted" : "");
+               std::to_string(told) + " steps seen" +
+               (leftOut_ > 0 ? ", " + std::to_string(leftOut_) + " left out" : "") + " in " +
+               seconds(Clock::now() - start_);
+   text += interrupted_ ? "; interrupted" : "";
+   text += failure_.empty() ? "" : "; ended because " + failure_;
+   auto const & all = StorageDevices::Catalogue::all;
+   text += "\n" + std::to_string(all.size() - messagesMissing()) + " of the " + std::to_string(all.size()) +
+           " messages came:";
+   for (auto const & descriptor : all) {
+      auto const times = messages_.find(descriptor.name);
+      std::array<char, 96> line{};
+      std::snprintf(line.data(), line.size(), "\n  %4u  %s", times == messages_.end() ? 0 : times->second,
+                    descriptor.name);
+      text += line.data();
+   }
+   return text;
 }
 
 }  // namespace Agent::Demo

@@ -14,6 +14,7 @@ struct DriveHealth {
    std::uint64_t powerOnHours = 9120;
    std::uint64_t powerCycles = 41;
    unsigned percentUsed = 7;                         // of the rated life; may exceed 100
+   bool rawLifeIsLeft = false;                       // a SATA drive's raw figure of it is what is left
    std::uint64_t bytesWritten = 18'400'000'000'000;  // in its life
    std::uint64_t bytesRead = 26'100'000'000'000;     // likewise
    std::uint64_t reallocatedSectors = 0;

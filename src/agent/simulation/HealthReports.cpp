@@ -60,7 +60,13 @@ std::vector<Row> rowsOf(DriveHealth const & health) {
         std::to_string(health.temperature) + " (Min/Max 19/58)"},
        {197, "Current_Pending_Sector", 100, 0, false, 0, {}},
        {199, "UDMA_CRC_Error_Count", 100, 0, false, 0, {}},
-       {202, "Percent_Lifetime_Remain", lifeLeft(health), 1, false, health.percentUsed, {}},
+       {202,
+        "Percent_Lifetime_Remain",
+        lifeLeft(health),
+        1,
+        false,
+        health.rawLifeIsLeft ? lifeLeft(health) : health.percentUsed,
+        {}},
        {241, "Total_LBAs_Written", 100, 0, false, written, {}},
        {242, "Total_LBAs_Read", 100, 0, false, read, {}}};
    for (Row & row : rows)

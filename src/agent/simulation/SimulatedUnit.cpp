@@ -39,6 +39,7 @@ class SimulatedUnit::State {
    Testbed testbed;
    std::filesystem::path folder;
    FakeTools tools;
+   std::optional<FileSystems> fileSystems;
    EventSockets sockets;
    std::chrono::milliseconds patience{10000};
    std::function<void()> makeRoom;
@@ -129,9 +130,12 @@ SimulatedUnit::SimulatedUnit() : state_(std::make_unique<State>()) {}
 SimulatedUnit::~SimulatedUnit() = default;
 
 std::map<std::string, std::string> SimulatedUnit::environment() const {
-   return {{"LD_PRELOAD", environmentText("LD_PRELOAD")},
-           {"UMOCKDEV_DIR", state_->testbed.folder()},
-           {"SIMULATION_TOOL_DATA", state_->tools.data()}};
+   std::map<std::string, std::string> all{{"LD_PRELOAD", environmentText("LD_PRELOAD")},
+                                          {"UMOCKDEV_DIR", state_->testbed.folder()},
+                                          {"SIMULATION_TOOL_DATA", state_->tools.data()}};
+   if (state_->fileSystems)
+      all.emplace("STORAGEDEVICES_SIMULATED_ROOT", state_->fileSystems->root());
+   return all;
 }
 
 std::filesystem::path const & SimulatedUnit::folder() const {
@@ -256,6 +260,12 @@ void SimulatedUnit::whenFullIs(std::function<void()> makeRoom) {
 
 FakeTools & SimulatedUnit::tools() {
    return state_->tools;
+}
+
+FileSystems & SimulatedUnit::fileSystems() {
+   if (!state_->fileSystems)
+      state_->fileSystems.emplace(folder() / "root");
+   return *state_->fileSystems;
 }
 
 std::filesystem::path SimulatedUnit::toolsPath() const {

@@ -41,6 +41,7 @@
 #include "agent/simulation/Disk.h"
 #include "agent/simulation/DriveHealth.h"
 #include "agent/simulation/FakeTools.h"
+#include "agent/simulation/FileSystems.h"
 
 namespace Agent::Simulation {
 
@@ -108,6 +109,10 @@ class SimulatedUnit {
    FakeTools & tools();
    std::filesystem::path toolsPath() const;
    std::string searchPath() const;  // a PATH with the tools before the system's own
+
+   // What is mounted. A process whose environment is asked for before the first use of this sees the
+   // machine's own mount table.
+   FileSystems & fileSystems();
 
    // The appliance files: pattern and mount name per entry, in order; patterns; a pattern or none.
    std::filesystem::path etcFolder() const;

@@ -11,6 +11,8 @@
 #include <optional>
 #include <string_view>
 
+#include "runtime/Vorn/BlockingCall.h"
+
 namespace Mounts {
 
 namespace {
@@ -82,10 +84,17 @@ std::optional<dev_t> numberOf(libmnt_fs * mount, std::string_view source) {
    return makedev(numbers[0], numbers[1]);
 }
 
-bool hasReadOnly(char const * options) {
+bool hasOption(char const * options, char const * name) {
    char * value = nullptr;
    std::size_t size = 0;
-   return options && mnt_optstr_get_option(options, "ro", &value, &size) == 0;
+   return options && mnt_optstr_get_option(options, name, &value, &size) == 0;
+}
+
+// An ext4 that meets an error under errors=remount-ro stays "rw" to the table on newer kernels.
+bool takesNoWrites(libmnt_fs * mount) {
+   char const * const fsOptions = mnt_fs_get_fs_options(mount);
+   return hasOption(mnt_fs_get_vfs_options(mount), "ro") || hasOption(fsOptions, "ro") ||
+          hasOption(fsOptions, "emergency_ro");
 }
 
 Mount describe(libmnt_fs * mount) {
@@ -93,7 +102,7 @@ Mount describe(libmnt_fs * mount) {
    std::string const source = named ? named : "";
    Mount result;
    result.device = source;
-   result.readOnly = hasReadOnly(mnt_fs_get_vfs_options(mount)) || hasReadOnly(mnt_fs_get_fs_options(mount));
+   result.readOnly = takesNoWrites(mount);
    if (auto const number = numberOf(mount, source)) {
       result.device = nodeOf(sysDevice(*number)).value_or(source);
       result.blkSize = blockSize(sysDevice(*number));
@@ -120,6 +129,7 @@ void collectBelow(std::string const & name, std::vector<std::string> & found) {
 }  // namespace
 
 std::vector<Mount> mountsAt(Pelm::String const & path) {
+   Vorn::BlockingCall const call{"mount table query", path.view()};
    std::vector<Mount> result;
    std::string const file = root() + "/proc/self/mountinfo";
    TablePtr const table{mnt_new_table_from_file(file.c_str())};
@@ -136,11 +146,16 @@ std::vector<Mount> mountsAt(Pelm::String const & path) {
 }
 
 std::vector<std::string> devicesBelow(std::string const & device) {
+   Vorn::BlockingCall const call{"sysfs query", device};
    std::vector<std::string> found;
    std::string const name = fs::path{device}.filename();
    if (name.starts_with("dm-"))
       collectBelow(name, found);
    return found;
+}
+
+Pelm::String placeOf(Pelm::String const & mountPoint) {
+   return Pelm::String{root() + mountPoint.str()};
 }
 
 void rootIs(std::string const & directory) {
