@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <string>
@@ -44,6 +45,25 @@ TEST_F(AgentProgramTest, ADiskPulledWhileItsToolHangsLeavesNothing) {
    unit.unplug("sdb");
    ASSERT_TRUE(eventually([&] { return state["internalDevicesReady"].GetBool(); })) << log;
    EXPECT_EQ(disks().MemberCount(), 1U);
+}
+
+TEST_F(AgentProgramTest, ManyDisksAreAskedAtOnceWhateverTheSoftLimitOfDescriptors) {
+   constexpr unsigned count = 20;
+   for (unsigned port = 3; port < 3 + count; ++port) {
+      std::string const letter(1, static_cast<char>('a' + port));
+      addDrive(("sd" + letter).c_str(), port, ("SN-" + letter).c_str());
+      unit.tools().delayIs(Agent::Simulation::Tool::hdparm, "sd" + letter, 0.5);
+   }
+   unit.blockdevIs({{".*/ata[0-9]*/", "drive"}});
+   rlimit before{};
+   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+   rlimit const low{40, before.rlim_max};
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+   start();
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+   EXPECT_TRUE(eventually([this] { return state["internalDevicesReady"].GetBool(); }));
+   for (unsigned port = 3; port < 3 + count; ++port)
+      EXPECT_TRUE(has(("SN-" + std::string(1, static_cast<char>('a' + port))).c_str())) << port << log;
 }
 
 TEST_F(AgentProgramTest, AToolThatHangsIsEndedAndTheDiskIsShownUnidentified) {

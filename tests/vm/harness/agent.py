@@ -26,11 +26,9 @@ socket = "{STATUS_SOCKET}"
 [log]
 destination = "stderr"
 
-[clock]
-time_scale = {TIME_SCALE}.0
-
 [trace]
 StorageConnectedDevicesSm = 1
+StorageDevicesErrWatchSm = 7
 """
 
 
@@ -40,12 +38,13 @@ class Agent:
     def __init__(self, guest: Guest) -> None:
         self._guest = guest
 
-    def configure(self, poll_seconds: int = POLL_SECONDS, tools: str = "") -> None:
+    def configure(self, poll_seconds: int = POLL_SECONDS, tools: str = "", time_scale: int = TIME_SCALE) -> None:
         """Writes its files; `poll_seconds` are real ones, `tools` is the content of that section."""
         self._guest.write("/etc/blockdev", machine.ETC_BLOCKDEV)
         self._guest.write("/etc/multidrive", machine.ETC_MULTIDRIVE)
         self._guest.write("/etc/multidrive_src", machine.ETC_MULTIDRIVE_SRC)
-        configuration = f"poll_interval = {poll_seconds * TIME_SCALE}\n{_CONFIGURATION}\n[tools]\n{tools}\n"
+        configuration = f"poll_interval = {poll_seconds * time_scale}\n{_CONFIGURATION}\n[tools]\n{tools}\n"
+        configuration += f"[clock]\ntime_scale = {time_scale}.0\n"
         self._guest.write(CONFIG, configuration)
 
     def start(self) -> None:
@@ -79,6 +78,18 @@ class Agent:
 
     def has_said(self, name: str, argument: str) -> bool:
         return any(message["name"] == name and argument in message["arguments"] for message in self.messages())
+
+    def said(self, *names: str) -> list[tuple[str, ...]]:
+        """The messages of these names, each with its arguments behind its name."""
+        return [(message["name"], *message["arguments"]) for message in self.messages() if message["name"] in names]
+
+    def errors_kept_back(self) -> int:
+        """How many lines of the kernel told errors of disks of which that had been said already."""
+        return int(self._guest.run(f"grep -c 'Syslog for .* seconds ago' {LOG}").out)
+
+    def has_heard(self, stamp: str) -> bool:
+        """Whether a line of the kernel with this stamp, and so every one before it, has come."""
+        return self._guest.run(f"grep -qF 'receivedkernel: {stamp}' {LOG}").status == 0
 
     def open_descriptors(self) -> int:
         """The least of a few looks, since a poll in flight holds some for a moment."""

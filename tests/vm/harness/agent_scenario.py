@@ -9,6 +9,7 @@ from .agent import TIME_SCALE
 from .appliance import Appliance
 from .health import GOOD_SOURCES
 from .health_checks import BUSSES, HealthChecks, check_kept
+from .kernel_error_checks import KernelErrorChecks
 from .machine import Disk
 from .scenario import FOLLOW_SECONDS, START_SECONDS, Scenario
 
@@ -31,6 +32,7 @@ class AgentScenario(Scenario):
         super().__init__(appliance)
         self._monitors = frozenset(monitors)
         self._storm_rounds = storm_rounds
+        self._errors = KernelErrorChecks(appliance, self._agent)
 
     def run(self, work: Path) -> None:
         partition = self._appliance.format_and_mount(machine.SATA_SSD, TEST_MOUNT)
@@ -46,6 +48,7 @@ class AgentScenario(Scenario):
                 self._check_pulls,
                 self._check_plugs,
                 self._check_storm,
+                self._check_accused,
             ),
         )
 
@@ -120,16 +123,9 @@ class AgentScenario(Scenario):
         return self._agent.state().get("mountPoints", {}).get(TEST_MOUNT, {})
 
     def _check_faults(self) -> None:
-        """A read of a faulty sector fails in the emulator; the kernel's lines about it reach the agent."""
-        if "storageDevicesInfo" not in self._monitors:
-            return
-        disk = machine.SATA_HDD
-        early = self._agent.has_said("STORAGEDEVICE_IO_ERROR", disk.serial)
-        self._report.check("a disk without errors is not said to have any", not early)
-        device = self._appliance.disks()[disk.udev_serial].device
-        read = self._guest.run(f"dd if={device} of=/dev/null bs=512 count=1 skip={disk.faulty_sector}")
-        self._report.check("a faulty sector cannot be read", read.status != 0, read.err)
-        self._says("its disk is said to have errors", "STORAGEDEVICE_IO_ERROR", disk.serial)
+        """What fails in the emulator reaches the agent in the kernel's lines."""
+        if "storageDevicesInfo" in self._monitors:
+            self._errors.are_told(machine.SATA_HDD)
 
     def _check_pulls(self) -> None:
         self._appliance.unplug(machine.USB_STICK.name)
@@ -138,10 +134,22 @@ class AgentScenario(Scenario):
             "the loss of a removable disk is no error",
             not self._agent.has_said("STORAGEDEVICE_OFFLINE", machine.USB_STICK.serial),
         )
-        self._report.note("the emulator pulls no single SATA disk: its whole controller is pulled with it")
+        self._report.note("the emulator pulls no single SATA disk: its whole controller is pulled, while it is read")
+        self._read_until_it_fails(machine.SATA_CAGE, blocks=70000)
         self._appliance.unplug("cage")
         self._gone("SATA cage pulled", machine.SATA_CAGE)
+        self._expect_end_of_reading("SATA cage pulled")
         self._expect_offline("SATA cage pulled", machine.SATA_CAGE, disconnects=1)
+
+    def _read_until_it_fails(self, disk: Disk, blocks: int) -> None:
+        device = self._appliance.disks()[disk.udev_serial].device
+        with self._errors.busy("read", disk):
+            read = f"blockdev --flushbufs {device}; dd if={device} of=/dev/null bs=64k count={blocks}"
+            self._guest.must(f"({read}) >/dev/null 2>&1 &")
+
+    def _expect_end_of_reading(self, why: str) -> None:
+        check = f"{why}, which ends the reading"
+        self._report.becomes(check, lambda: self._agent.processes().count("dd"), 0, FOLLOW_SECONDS)
 
     def _gone(self, when: str, disk: Disk) -> None:
         self._watched.remove(disk)
@@ -166,6 +174,10 @@ class AgentScenario(Scenario):
         self._expect_disks("USB stick and NVMe drive plugged in")
         self._expect_records("USB stick and NVMe drive plugged in")
 
+        if "storageDevicesInfo" in self._monitors:
+            self._errors.are_told(machine.NEW_NVME)
+            self._read_until_it_fails(machine.SATA_HDD, blocks=15000)  # what lies before the faulty sector
+            self._errors.is_kept_back(machine.SATA_HDD, self._give_up_sata_disk)
         self._report.note("a SATA disk is deleted in the guest through sysfs, as when its link dies, and found again")
         host = self._appliance.delete_in_guest(machine.SATA_HDD)
         self._gone("SATA disk deleted in the guest", machine.SATA_HDD)
@@ -178,6 +190,18 @@ class AgentScenario(Scenario):
         self._appliance.remove_in_guest(machine.NEW_NVME)
         self._gone("NVMe drive fallen off the bus", machine.NEW_NVME)
         self._expect_offline("NVMe drive fallen off the bus", machine.NEW_NVME, disconnects=1)
+
+    def _give_up_sata_disk(self) -> None:
+        self._appliance.offline_in_guest(machine.SATA_HDD)
+        self._expect_end_of_reading("SATA disk given up by its kernel")
+
+    def _check_accused(self) -> None:
+        """A disk that is pulled may be said to have errors, since its kernel says so; all others work."""
+        if "storageDevicesInfo" not in self._monitors:
+            return
+        self._errors.is_kept_back(machine.SATA_HDD)
+        failing, pulled = (machine.SATA_HDD, machine.NEW_NVME), (machine.SATA_CAGE, machine.USB_STICK)
+        self._errors.nobody_else_is_accused("with disks pulled and plugged in", failing, pulled)
 
     def _check_storm(self) -> None:
         """A change event for every disk, many times over, changes nothing and leaves nothing behind."""

@@ -76,6 +76,16 @@ class Appliance:
         """What an NVMe drive says of itself; any bit makes it a failing one to smartctl."""
         self.emulator.set_property(drive.name, "smart_critical_warning", bits)
 
+    def requests(self, device: str) -> dict[str, int]:
+        """How many reads and writes the kernel has completed on a disk."""
+        counts = self.guest.must(f"cat /sys/block/{device.removeprefix('/dev/')}/stat").split()
+        return {"read": int(counts[0]), "written": int(counts[4])}
+
+    def offline_in_guest(self, disk: Disk) -> None:
+        """Gives up a SATA disk as the kernel does when it does not answer any more."""
+        device = self.disks()[disk.udev_serial].device
+        self.guest.must(f"echo offline >/sys/block/{device.removeprefix('/dev/')}/device/state")
+
     def delete_in_guest(self, disk: Disk) -> str:
         """Takes a disk away as the kernel does when its link dies; answers its host, for bring_back."""
         seen = self.disks()[disk.udev_serial]

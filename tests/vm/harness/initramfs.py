@@ -14,13 +14,15 @@ GUEST_PREFIX = "/opt/storagedevices"
 
 KERNEL_MODULES = (
     "ahci", "sd_mod", "nvme", "xhci_pci", "usb_storage", "uas", "sdhci_pci", "mmc_block",
-    "crc32c_generic", "ext4", "virtio_pci", "virtio_console",
+    "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii", "xfs", "dm_mod", "dm_zero",
+    "virtio_pci", "virtio_console",
 )  # fmt: skip
-# One path per namespace, whatever the default of this kernel.
-MODULE_PARAMETERS = {"nvme_core": "multipath=N"}
+# One path per namespace, whatever the default of this kernel. One SATA command at a time: after a command that a disk
+# refuses, as it does smartctl's --offlineauto, the emulator fails the next one of those that are queued.
+MODULE_PARAMETERS = {"nvme_core": "multipath=N", "libata": "force=noncq"}
 
 # Where they stand in the cache or, failing that, on this machine.
-PROGRAMS = ("/bin/udevadm", "/sbin/hdparm", "/usr/sbin/nvme", "/usr/sbin/smartctl", "/usr/bin/expr")
+PROGRAMS = ("/bin/udevadm", "/sbin/hdparm", "/usr/sbin/nvme", "/usr/sbin/smartctl", "/sbin/dmsetup", "/usr/bin/expr")
 UDEV_HELPERS = ("ata_id", "scsi_id", "cdrom_id")
 MERGED = ("bin", "sbin", "lib", "lib64")
 GROUPS = "root tty dialout kmem input video audio lp disk cdrom tape floppy render sgx kvm plugdev".split()
@@ -113,13 +115,27 @@ def _dependencies(module: Path) -> list[str]:
     return [name.replace("-", "_") for name in names.split(",") if name]
 
 
+def _environment(root: Path) -> dict[str, str]:
+    """In which the cache's programs find their libraries on this machine."""
+    folders = [root / "usr/lib/x86_64-linux-gnu", root / "lib/x86_64-linux-gnu"]
+    return {**os.environ, "LC_ALL": "C", "LD_LIBRARY_PATH": ":".join(map(str, folders))}
+
+
+def run_here(cache: Path, program: str, *arguments: str) -> None:
+    """Runs a program of the cache on this machine; it has to succeed."""
+    root = cache / "root"
+    command = [str(_located(root, program)), *arguments]
+    done = subprocess.run(command, env=_environment(root), capture_output=True, text=True, timeout=60)
+    if done.returncode != 0:
+        raise SetupError(f"{' '.join(command)}: {(done.stderr or done.stdout).strip()}")
+
+
 class Libraries:
     """Adds to the archive the shared libraries that programs need, as this machine's dynamic linker finds them."""
 
     def __init__(self, archive: Archive, root: Path) -> None:
         self._archive = archive
-        folders = [root / "usr/lib/x86_64-linux-gnu", root / "lib/x86_64-linux-gnu"]
-        self._environment = {**os.environ, "LC_ALL": "C", "LD_LIBRARY_PATH": ":".join(map(str, folders))}
+        self._environment = _environment(root)
 
     def add_for(self, program: Path, prefix: Path | None = None) -> None:
         for library in self._needed(program):

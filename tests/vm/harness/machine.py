@@ -11,6 +11,14 @@ SECTOR = 512
 UNRELIABLE = 4  # the critical warning of an NVMe drive that has worn out
 
 
+@dataclass(frozen=True)
+class Fault:
+    """A sector of which every read, or every write, fails; the other operation works."""
+
+    operation: str  # read or write
+    sector: int
+
+
 @dataclass(frozen=True, eq=False)
 class Disk:
     """One emulated disk: how the emulator is to make it, where the guest will find it, and the record expected of it.
@@ -25,7 +33,7 @@ class Disk:
     udev_serial: str
     expected: dict[str, Any] = field(default_factory=dict)
     partitioned: bool = False
-    faulty_sector: int | None = None
+    fault: Fault | None = None
 
     @property
     def serial(self) -> str:
@@ -47,11 +55,12 @@ class Disk:
                 image.write(_partition(start=2048, sectors=131072) + bytes(48) + b"\x55\xaa")
 
     def block_node(self, work: Path) -> dict[str, Any]:
-        """The emulator's description of the image; reads of a faulty sector fail."""
+        """The emulator's description of the image, with the faulty sector if there is one."""
         file: dict[str, Any] = {"driver": "file", "filename": str(self.image(work))}
-        if self.faulty_sector is not None:
-            fault = {"event": "read_aio", "errno": 5, "sector": self.faulty_sector}
-            file = {"driver": "blkdebug", "image": file, "inject-error": [fault]}
+        if self.fault is not None:
+            what = self.fault.operation
+            error = {"event": f"{what}_aio", "iotype": what, "errno": 5, "sector": self.fault.sector}
+            file = {"driver": "blkdebug", "image": file, "inject-error": [error]}
         return {"driver": "raw", "node-name": f"{self.name}-image", "file": file}
 
 
@@ -98,7 +107,8 @@ SATA_SSD = Disk(
 SATA_HDD = Disk(
     "sata-hdd", 2_600_000_000, _sata("sata-hdd", "ide.1", "H2SATA00002", "Example HDD", 7200),
     r"pci0000:00/0000:00:1f.2/ata2/.*/block/sd[a-z]$", "H2SATA00002",
-    _record("H2SATA00002", "drive2", EUSB, "Example_HDD", "FW1.02", SATA, "2", 3, "ata2"), faulty_sector=2_000_000,
+    _record("H2SATA00002", "drive2", EUSB, "Example_HDD", "FW1.02", SATA, "2", 3, "ata2"),
+    fault=Fault("read", 2_000_000),
 )  # fmt: skip
 # In no list of the appliance.
 SATA_STRANGER = Disk(
@@ -115,11 +125,13 @@ SATA_CAGE = Disk(
     "sata-cage", 5_000_000_000, _sata("sata-cage", "cage.0", "S2SATA00005", "Example SSD 700", 1),
     r"pci0000:00/0000:00:02.0/.*/ata7/.*/block/sd[a-z]$", "S2SATA00005",
     _record("S2SATA00005", "drive3", SSD, "Example SSD 700", "FW1.02", SATA, "7", 5, "ata7"),
+    fault=Fault("write", 1_000_000),
 )  # fmt: skip
 NVME_FIXED = Disk(
     "nvme-fixed", 1_600_000_000, _nvme("nvme-fixed", "NV0000001", addr="0x3"),
     r"pci0000:00/0000:00:03.0/nvme/nvme0/nvme0n1$", "NV0000001",
     _record("NV0000001", "nvme", NVM, "QEMU NVMe Ctrl", EMULATOR_VERSION, NVME, "nvme0n1", 2, "nvme0n1"),
+    fault=Fault("read", 1_500_000),
 )  # fmt: skip
 NVME_SPARE = Disk(
     "nvme-spare", 1_400_000_000, _nvme("nvme-spare", "NV0000002", bus="port-spare"),
@@ -152,6 +164,7 @@ NEW_NVME = Disk(
     "new-nvme", 3_000_000_000, _nvme("new-nvme", "NV0000003", bus="port-new"),
     r"pci0000:00/0000:00:05.0/0000:03:00.0/nvme/nvme2/nvme2n1$", "NV0000003",
     _record("NV0000003", "nvme2", NVM, "QEMU NVMe Ctrl", EMULATOR_VERSION, NVME, "nvme2n1", 3, "nvme2n1"),
+    fault=Fault("write", 1_500_000),
 )  # fmt: skip
 
 WATCHED = (SATA_SSD, SATA_HDD, SATA_CAGE, NVME_FIXED, NVME_SPARE, EUSB_FLASH, USB_STICK, CARD)
@@ -175,6 +188,9 @@ ETC_MULTIDRIVE_SRC = ".*/ata1/\n"
 ABSENT_MOUNT = "missing"
 EXPECTED_MOUNTS = ("flash", "drive", "drive2", "drive3", "nvme", "nvme2", "card", ABSENT_MOUNT)
 
+# Where the disks of filesystem_disks.py are plugged in.
+FILE_SYSTEMS_BUS, FILE_SYSTEMS_ADDRESS = "file-systems", "0000:00:10.0"
+
 CONTROLLERS: tuple[dict[str, Any], ...] = (
     {"driver": "virtio-serial-pci", "id": "serial", "addr": "0x8"},
     {"driver": "virtserialport", "bus": "serial.0", "chardev": "control", "name": "control"},
@@ -185,6 +201,7 @@ CONTROLLERS: tuple[dict[str, Any], ...] = (
     {"driver": "qemu-xhci", "id": "xhci", "addr": "0x6"},
     {"driver": "usb-hub", "id": "hub", "bus": "xhci.0", "port": "1"},
     {"driver": "sdhci-pci", "id": "sdhci", "addr": "0x7"},
+    {"driver": "qemu-xhci", "id": FILE_SYSTEMS_BUS, "addr": "0x10", "p2": 8, "p3": 8},
 )
 
 

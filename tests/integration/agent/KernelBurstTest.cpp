@@ -1,0 +1,154 @@
+// What the running program does while the kernel says more than anybody can listen to: it goes on answering,
+// and hears every line that its socket has taken.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "tests/integration/agent/AgentProgramTest.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+#ifdef STORAGEDEVICES_SANITIZED
+constexpr unsigned fewestLines = 10000;
+#else
+constexpr unsigned fewestLines = 100000;
+#endif
+constexpr unsigned fewestAnswers = 20;
+constexpr unsigned linesPerError = 20;
+constexpr int outputSize = 1 << 20;  // what may be traced of them between two questions
+// An answer takes three turns at most: to accept, to read and to write. The kernel's lines hold each for half
+// a second.
+constexpr std::chrono::milliseconds longestWait{2000};
+
+// Says lines as fast as they are taken, from a thread of its own, until it is ended.
+class Burst {
+ public:
+   Burst(std::string const & path, std::string error) : error_{std::move(error)} {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      path.copy(address.sun_path, sizeof address.sun_path - 1);
+      connected_ = connect(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0;
+      timeval const patience{10, 0};
+      setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+   }
+   Burst(Burst const &) = delete;
+   Burst & operator=(Burst const &) = delete;
+   ~Burst() {
+      end();
+      close(fd_);
+   }
+
+   void start() {
+      thread_ = std::jthread{[this](std::stop_token const & ended) {
+         while (!ended.stop_requested() && isGoing())
+            sayNext();
+      }};
+   }
+   void end() {
+      if (thread_.joinable()) {
+         thread_.request_stop();
+         thread_.join();
+      }
+   }
+   // Waits until the socket has room for it.
+   bool say(std::string_view text) const {
+      return send(fd_, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+   }
+
+   // Until a line is not taken.
+   bool isGoing() const { return connected_; }
+   unsigned lines() const { return lines_; }
+   unsigned errors() const { return errors_; }
+
+ private:
+   void sayNext() {
+      bool const isError = lines_ % linesPerError == 0;
+      connected_ =
+          say(isError ? error_ : "kernel: [   12.500000] usb 9-9: ordinary line " + std::to_string(lines_));
+      if (!connected_)
+         return;
+      ++lines_;
+      errors_ += isError ? 1 : 0;
+   }
+
+   std::string error_;
+   int fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   std::atomic<bool> connected_ = false;
+   std::atomic<unsigned> lines_ = 0;
+   std::atomic<unsigned> errors_ = 0;
+   std::jthread thread_;
+};
+
+class KernelBurstTest : public AgentProgramTest {
+ protected:
+   KernelBurstTest() {
+      addDrive("sdb", 2, "SN-B");
+      config("[trace]\nStorageDevicesErrWatchSm = 2\n");
+   }
+
+   bool isRecorded(char const * serial) const {
+      return state["storageDevicesInfo"]["fsList"].HasMember(serial);
+   }
+
+   // Asks one after the other until enough was answered and said; the longest wait for an answer.
+   Clock::duration slowestAnswer(Burst const & burst) {
+      Clock::duration slowest{};
+      for (unsigned answers = 0; burst.isGoing() && (answers < fewestAnswers || burst.lines() < fewestLines);
+           ++answers) {
+         keepLog();
+         auto const asked = Clock::now();
+         Agent::askAgent(socket, answers % 2 == 0 ? "/api/v1/state" : "/healthz");
+         slowest = std::max(slowest, Clock::now() - asked);
+      }
+      return slowest;
+   }
+
+   void keepLog() {
+      for (std::string const & line : agent->lines())
+         log += line + "\n";
+   }
+   std::size_t logged(std::string_view text) {
+      keepLog();
+      std::size_t count = 0;
+      for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + text.size()))
+         ++count;
+      return count;
+   }
+};
+
+TEST_F(KernelBurstTest, ABurstIsHeardToItsLastLineWhileQuestionsAreAnswered) {
+   start();
+   ASSERT_TRUE(eventually([&] { return isRecorded("SN-A") && isRecorded("SN-B"); })) << log;
+   ASSERT_GE(fcntl(agent->outputDescriptor(), F_SETPIPE_SZ, outputSize), outputSize);
+   Burst burst{kernelSocket, "kernel: [   12.500000] ata1: hard resetting link"};
+   Burst other{kernelSocket, "kernel: [   12.500000] ata9: hard resetting link"};
+   burst.start();
+   other.start();
+   Clock::duration const slowest = slowestAnswer(burst);
+   burst.end();
+   other.end();
+   ASSERT_TRUE(burst.isGoing() && other.isGoing())
+       << "after " << burst.lines() + other.lines() << " lines one was not taken";
+   EXPECT_LT(slowest, longestWait);
+
+   ASSERT_TRUE(burst.say("kernel: [   12.500000] ata2: hard resetting link"));
+   std::string const error = " error STORAGEDEVICE_IO_ERROR: ";
+   EXPECT_TRUE(eventually([&] { return logged(error + "/dev/sdb ") == 1; })) << log;
+   EXPECT_EQ(logged(error + "/dev/sda "), 1U);
+   EXPECT_EQ(logged("Syslog for /dev/sda sent"), burst.errors() - 1) << "of " << burst.lines() << " lines";
+}
+
+}  // namespace
