@@ -13,6 +13,7 @@
 #include "StorageDevices/FsHealthTrace.h"
 #include "StorageDevices/LogMessages.h"
 #include "runtime/Vorn/Machine.h"
+#include "runtime/model/MountTable.h"
 
 namespace StorageDevices {
 
@@ -119,16 +120,16 @@ void FsHealthSm::handleSetupState() {
    closeHeldFd();
    testClock_->timeMinIs(Vorn::Seconds::infinity());
    syslogTriggered.valueIs(false);
-   if (!isDirectory(mntPt_)) {
+   if (!published("stat", [&] { return isDirectory(Mounts::placeOf(mntPt_)); })) {
       // Waits here until it is stopped and started again.
       emitSyslog("setupTest - exists", "not a directory or doesn't exist");
       return;
    }
-   Pelm::String const folder{mntPt_.str() + "/debug"};
+   Pelm::String const folder{Mounts::placeOf(mntPt_).str() + "/debug"};
    if (!prepareFolder(folder))
       return;
    cookieFilePath.valueIs(Pelm::String{folder.str() + "/healthTestCookie"});
-   if (unlink(cookieFilePath().data()) != 0 && errno != ENOENT) {
+   if (published("unlink", [&] { return unlink(cookieFilePath().data()); }) != 0 && errno != ENOENT) {
       handleAndLogError("setupTest - unlink");
       return;
    }
@@ -143,7 +144,8 @@ void FsHealthSm::handleSetupState() {
 bool FsHealthSm::prepareFolder(Pelm::String const & folder) {
    constexpr mode_t mode = 0770;
    struct stat status {};
-   if (stat(folder.data(), &status) == 0 || mkdir(folder.data(), mode) == 0)
+   if (published("stat", [&] { return stat(folder.data(), &status); }) == 0 ||
+       published("mkdir", [&] { return mkdir(folder.data(), mode); }) == 0)
       return true;
    handleAndLogError("setupTest - mkdir");
    return false;
@@ -160,6 +162,8 @@ void FsHealthSm::genRandomCookieData() {
 void FsHealthSm::handleTestClock() {
    if (!initialized())
       return;
+   // What is logged here may make the host let go of the machine.
+   Pelm::Ptr<FsHealthSm> const keepAlive{this};
    VORN_TRACE(fsHealthTraceHandle, 7) << "handleTestClock"
                                       << " " << state();
    switch (state().value()) {
@@ -194,7 +198,9 @@ void FsHealthSm::handleHung(char const * opName) {
 }
 
 void FsHealthSm::setupWriteTest() {
-   int const fd = ioOps_->openPath(cookieFilePath(), O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
+   int const fd = published("open", [&] {
+      return ioOps_->openPath(cookieFilePath(), O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
+   });
    if (fd >= 0)
       awaitReady(fd, Direction::writable);
    else
@@ -202,7 +208,8 @@ void FsHealthSm::setupWriteTest() {
 }
 
 void FsHealthSm::setupReadTest() {
-   int const fd = ioOps_->openPath(cookieFilePath(), O_RDONLY | O_NONBLOCK | O_DIRECT);
+   int const fd = published(
+       "open", [&] { return ioOps_->openPath(cookieFilePath(), O_RDONLY | O_NONBLOCK | O_DIRECT); });
    if (fd >= 0)
       awaitReady(fd, Direction::readable);
    else
@@ -225,12 +232,13 @@ void FsHealthSm::doWriteTest() {
    VORN_TRACE(fsHealthTraceHandle, 7) << "doWriteTest"
                                       << " has writableCount: " << fsHealthSmFd_->writableCount();
    int const fd = fsHealthSmFd_->descriptor();
-   if (ioOps_->lseekFd(fd, 0, SEEK_SET) < 0) {
+   if (published("lseek", [&] { return ioOps_->lseekFd(fd, 0, SEEK_SET); }) < 0) {
       handleAndLogError("writeTest - lseek");
       return;
    }
    std::memcpy(alignedBlock_.get(), cookieData().data(), blkSize_);
-   std::int64_t const written = ioOps_->writeFd(fd, alignedBlock_.get(), blkSize_);
+   std::int64_t const written =
+       published("write", [&] { return ioOps_->writeFd(fd, alignedBlock_.get(), blkSize_); });
    if (written < 0) {
       handleAndLogError("writeTest - write");
       return;
@@ -238,7 +246,7 @@ void FsHealthSm::doWriteTest() {
    if (written < blkSize_)
       VORN_TRACE(fsHealthTraceHandle, 0) << "doWriteTest"
                                          << " not all data was written";
-   if (ioOps_->fsyncFd(fd) < 0) {
+   if (published("fsync", [&] { return ioOps_->fsyncFd(fd); }) < 0) {
       handleAndLogError("writeTest - fsync");
       return;
    }
@@ -255,13 +263,13 @@ void FsHealthSm::doReadTest() {
    VORN_TRACE(fsHealthTraceHandle, 7) << "doReadTest"
                                       << " has readable: " << fsHealthSmFd_->readableCount();
    int const fd = fsHealthSmFd_->descriptor();
-   if (ioOps_->lseekFd(fd, 0, SEEK_SET) == -1) {
+   if (published("lseek", [&] { return ioOps_->lseekFd(fd, 0, SEEK_SET); }) == -1) {
       handleAndLogError("readTest - lseek");
       return;
    }
    // What was written from here must not be taken for what was read.
    std::memset(alignedBlock_.get(), 0, blkSize_);
-   if (ioOps_->readFd(fd, alignedBlock_.get(), blkSize_) < 0) {
+   if (published("read", [&] { return ioOps_->readFd(fd, alignedBlock_.get(), blkSize_); }) < 0) {
       handleAndLogError("readTest - read");
       return;
    }
@@ -275,13 +283,13 @@ void FsHealthSm::doReadTest() {
 
 // Closes the file of a phase that is done; false when that failed.
 bool FsHealthSm::closeAfter(char const * opName) {
-   if (ioOps_->closeFd(fsHealthSmFd_->descriptor()) < 0) {
+   if (published("close", [&] { return ioOps_->closeFd(fsHealthSmFd_->descriptor()); }) < 0) {
       handleAndLogError(opName);
       return false;
    }
+   fsHealthSmFd_->descriptorIs(-1);  // first: there is nothing to watch any more
    fsHealthSmFd_->notifyOnReadableIs(false);
    fsHealthSmFd_->notifyOnWritableIs(false);
-   fsHealthSmFd_->descriptorIs(-1);
    return true;
 }
 
@@ -305,7 +313,7 @@ void FsHealthSm::closeHeldFd() {
    fsHealthSmFd_->descriptorIs(-1);
    if (fd < 0)
       return;
-   if (int const result = ioOps_->closeFd(fd); result < 0)
+   if (int const result = published("close", [&] { return ioOps_->closeFd(fd); }); result < 0)
       VORN_TRACE(fsHealthTraceHandle, 0) << "handleCleanupState"
                                          << " failed to close fd " << result;
 }
@@ -350,7 +358,7 @@ void FsHealthSm::doUtilChk() {
    if (!initialized())
       return;
    Pelm::Ptr<FsHealthSm> const keepAlive{this};
-   int const percent = ioOps_->getUtilPercent(mntPt_);
+   int const percent = published("statvfs", [&] { return ioOps_->getUtilPercent(Mounts::placeOf(mntPt_)); });
    if (percent == -1) {
       VORN_TRACE(fsHealthTraceHandle, 7) << "doUtilChk"
                                          << "Failed to get disk utilization for: " << mntPt_;

@@ -21,6 +21,7 @@
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/EnumType.h"
 #include "runtime/Vorn/FileDescriptor.h"
@@ -72,14 +73,20 @@ class FsHealthSm final : public Pelm::Node {
    void highUtilThresholdIs(std::uint32_t value) { highUtilThreshold.valueIs(value); }
    // Seconds from a test whose failure was logged to the next.
    Attribute<Vorn::Seconds> pauseDelay{*this, "pauseDelay", 86400};
+   void pauseDelayIs(Vorn::Seconds value) { pauseDelay.valueIs(value); }
    // Seconds from any other test to the next, and before each phase.
    Attribute<Vorn::Seconds> testDelay{*this, "testDelay", 300};
+   void testDelayIs(Vorn::Seconds value) { testDelay.valueIs(value); }
    // Seconds that the opened file may take to be ready.
    Attribute<Vorn::Seconds> hungDelay{*this, "hungDelay", 300};
+   void hungDelayIs(Vorn::Seconds value) { hungDelay.valueIs(value); }
    // Seconds between looks at the use.
    Attribute<Vorn::Seconds> utilChkDelay{*this, "utilChkDelay", 120};
+   void utilChkDelayIs(Vorn::Seconds value) { utilChkDelay.valueIs(value); }
 
    Attribute<FsHealthSmState> state{*this, "state", FsHealthSmState::idle};
+   // Enters a state and does what its entry asks for; nothing when it is in it already.
+   void stateIs(FsHealthSmState value);
    // Between `start` and `stop`.
    Attribute<bool> running{*this, "running", false};
    Attribute<bool> initialized{*this, "initialized", false};
@@ -100,7 +107,6 @@ class FsHealthSm final : public Pelm::Node {
  private:
    enum class Direction { readable, writable };
 
-   void stateIs(FsHealthSmState value);
    void handleState();
    void handleSetupState();
    void handleCleanupState();
@@ -116,6 +122,13 @@ class FsHealthSm final : public Pelm::Node {
    void handleAndLogError(char const * opName);
    void emitSyslog(char const * opName, char const * errorMsg) const;
    void armTestClock(Vorn::Seconds delay);
+
+   // Every call that a dying disk may hold is made through this, so that whoever watches the loop sees it.
+   template <class Call>
+   auto published(char const * operation, Call const & call) const {
+      Vorn::BlockingCall const crumb{operation, mntPt_.view()};
+      return call();
+   }
 
    struct Free {
       void operator()(char * block) const { std::free(block); }

@@ -20,6 +20,8 @@ class MountPtMonitorManagerSm final : public Pelm::Node {
    // By mount point.
    Vorn::Collection<Pelm::String, Pelm::Ptr<MountPtMonitorSm>, MountPtMonitorManagerSm> mountPtMonitorSm{
        *this, "mountPtMonitorSm"};
+   void mountPtMonitorSmIs(Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
+                           Pelm::Ptr<ConnectedDevices const> const & devices);
    void mountPtMonitorSmDel(Pelm::String const & mountPt) { mountPtMonitorSm.memberDel(mountPt); }
    void mountPtMonitorSmDelAll() { mountPtMonitorSm.memberDelAll(); }
 
@@ -27,9 +29,6 @@ class MountPtMonitorManagerSm final : public Pelm::Node {
    void vornDoZombieReactors(bool zombie) override;
 
  private:
-   void mountPtMonitorSmIs(Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
-                           Pelm::Ptr<ConnectedDevices const> const & devices);
-
    Pelm::Ptr<ConnectedDevices> devices_;
    Pelm::Ptr<MountPtMonitorHelper> helper_;  // of the monitor made last
 };

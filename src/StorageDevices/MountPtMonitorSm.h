@@ -35,10 +35,14 @@ class MountPtMonitorSm final : public Pelm::Node {
    Attribute<std::uint32_t> mountPtDeviceBlkSize{*this, "mountPtDeviceBlkSize", 0};
    // Null until the mount point was found in order once.
    Attribute<Pelm::Ptr<FsHealthSm>> fsHealthSm{*this, "fsHealthSm"};
+   void fsHealthSmIs(Pelm::String const & mountPt, std::uint32_t blkSize,
+                     Pelm::Ptr<ConnectedDevices const> const & devices);
 
    // Seconds to the next check, after an error and otherwise.
    Attribute<Vorn::Seconds> holdOffTime{*this, "holdOffTime", 86400};
+   void holdOffTimeIs(Vorn::Seconds value) { holdOffTime.valueIs(value); }
    Attribute<Vorn::Seconds> periodicCheckTime{*this, "periodicCheckTime", 300};
+   void periodicCheckTimeIs(Vorn::Seconds value) { periodicCheckTime.valueIs(value); }
    // Checks that may still find nothing mounted before that is an error.
    Attribute<std::uint32_t> initialMountFailuresRemaining{*this, "initialMountFailuresRemaining", 12};
    Attribute<bool> initialized{*this, "initialized", false};
@@ -50,8 +54,6 @@ class MountPtMonitorSm final : public Pelm::Node {
  private:
    void handleMounted(MountPtMonitorHelper::MountState const & mount);
    void handleNotMounted();
-   void fsHealthSmIs(Pelm::String const & mountPt, std::uint32_t blkSize,
-                     Pelm::Ptr<ConnectedDevices const> const & devices);
    void handleError(char const * errorMsg);
    void armTestClock(Vorn::Seconds delay);
 

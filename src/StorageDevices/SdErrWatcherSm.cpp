@@ -34,7 +34,6 @@ StorageDeviceErrWatcherSm::StorageDeviceErrWatcherSm(Pelm::Ptr<StorageDevicesInf
       socketFd_{Pelm::make<Vorn::FileDescriptor>("StorageDeviceErrWatcherSm")} {
    devicesReactor_.notifierIs(connDevs_);
    devicesReactor_.on<&StorageDeviceErrWatcherSm::handleDeviceAddRem>(connDevs_->disk, *this);
-   devicesReactor_.hasNotificationActiveIs(true);
    socketReactor_.notifierIs(socketFd_);
    socketReactor_.on<&StorageDeviceErrWatcherSm::handleReadable>(socketFd_->readableCount, *this);
    socketReactor_.hasNotificationActiveIs(true);
@@ -51,6 +50,7 @@ void StorageDeviceErrWatcherSm::vornDoZombieReactors(bool zombie) {
 
 void StorageDeviceErrWatcherSm::handleInitialized() {
    openSocket();
+   devicesReactor_.hasNotificationActiveIs(true);
    initialized.valueIs(true);
    VORN_TRACE(traceHandle, 1) << "Socket opened"
                               << " path" << unixSockName_;
@@ -83,6 +83,12 @@ void StorageDeviceErrWatcherSm::kMsgSockFdIs(int fd) {
    kMsgSockFd.valueIs(fd);
    socketFd_->descriptorIs(fd);
    socketFd_->notifyOnReadableIs(fd >= 0);
+}
+
+void StorageDeviceErrWatcherSm::recvBufSizeIs(std::uint32_t value) {
+   if (value == 0)
+      throw std::invalid_argument{"recvBufSize: must have room for the end of a text, 1 or more"};
+   recvBufSize.valueIs(value);
 }
 
 void StorageDeviceErrWatcherSm::checkStorageDevicesInfoColln() {

@@ -37,8 +37,11 @@ class StorageDeviceErrWatcherSm final : public Pelm::Node {
    Attribute<std::int32_t> kMsgSockFd{*this, "kMsgSockFd", -1};
    // A line is read up to one byte less.
    Attribute<std::uint32_t> recvBufSize{*this, "recvBufSize", 1025};
+   // Throws std::invalid_argument for 0.
+   void recvBufSizeIs(std::uint32_t value);
    // How long one notification may go on reading, in seconds.
    Attribute<Vorn::Seconds> maxProcessTime{*this, "maxProcessTime", 0.5};
+   void maxProcessTimeIs(Vorn::Seconds value) { maxProcessTime.valueIs(value); }
    // Shortest time between two messages for one device, in seconds.
    Attribute<std::uint32_t> syslogThreshold{*this, "syslogThreshold", 86400};
    void syslogThresholdIs(std::uint32_t value) { syslogThreshold.valueIs(value); }

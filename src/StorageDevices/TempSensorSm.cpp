@@ -147,10 +147,21 @@ void TempSensorSm::updateTempSensor(Pelm::String const & name,
 
 void TempSensorSm::fruConfigDispatch(Pelm::String const & name) {
    if (Pelm::Ptr<Wrapper> const before = temperatureWrapper(name)) {
-      envTempStatusDir_->entityDel(before->name());
       temperatureWrapperDel(name);
+      if (!passOn(before->name()))
+         envTempStatusDir_->entityDel(before->name());
    }
    createTempStatus(name);
+}
+
+// A sensor that one drive leaves may be that of another already, which replaces it.
+bool TempSensorSm::passOn(Pelm::String const & sensor) {
+   for (auto const & [name, wrapper] : temperatureWrapper)
+      if (wrapper->name() == sensor) {
+         createTempStatus(Pelm::String{name});
+         return true;
+      }
+   return false;
 }
 
 void TempSensorSm::nvmeDataDispatch(Pelm::String const & name) {

@@ -55,6 +55,15 @@ class TempSensorSm final : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<Wrapper>, TempSensorSm> temperatureWrapper{*this,
                                                                                        "temperatureWrapper"};
 
+   // The wrapper is called after the sensor.
+   void temperatureWrapperIs(Pelm::String const & name,
+                             Environment::Temperature::TempSensorConfig const & config);
+   void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
+   void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
+   void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
+   void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData_.memberDel(name); }
+   void nvmeDeviceDataDelAll() { nvmeDeviceData_.memberDelAll(); }
+
    void handleInitialized();
    // Sets up the sensor of one drive, if it has one.
    void createTempStatus(Pelm::String const & name);
@@ -68,17 +77,12 @@ class TempSensorSm final : public Pelm::Node {
    using Config = Environment::Temperature::TempSensorConfig;
    using Status = Environment::Temperature::TempSensorStatus;
 
-   void temperatureWrapperIs(Pelm::String const & name, Config const & config);
-   void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
-   void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
-   void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
-   void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData_.memberDel(name); }
-   void nvmeDeviceDataDelAll() { nvmeDeviceData_.memberDelAll(); }
    void smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record);
    void smartDeviceDataDel(Pelm::String const & name) { smartDeviceData_.memberDel(name); }
    void smartDeviceDataDelAll() { smartDeviceData_.memberDelAll(); }
 
    void fruConfigDispatch(Pelm::String const & name);
+   bool passOn(Pelm::String const & sensor);
    void nvmeDataDispatch(Pelm::String const & name);
    void on_smartData(Pelm::String const & name);
    Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;

@@ -2,12 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <set>
 
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
 #include "StorageDevices/Factories.h"
+#include "runtime/host/Log.h"
+#include "runtime/host/Trace.h"
+#include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MountPoint.h"
@@ -99,6 +107,43 @@ TEST_F(FsHealth, testsAgainWithNewTextEveryFifteenMinutes) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
+TEST_F(FsHealth, waitsForEachOfItsDelaysAsItIsSet) {
+   machine_->testDelayIs(100);
+   machine_->hungDelayIs(50);
+   ops().lseekRetIs(-1);
+   ops().lseekErrnoIs(EAGAIN);
+   machine_->start();
+   EXPECT_EQ(nextTest(), 100) << "to the writing";
+   Host::runFor(101);
+   EXPECT_NEAR(nextTest(), 49, 1) << "for the file to be ready";
+   ops().lseekRetIs(0);
+   machine_->start();
+   Host::runFor(101);
+   EXPECT_EQ(state(), "readTest");
+   EXPECT_NEAR(nextTest(), 99, 1.1) << "to the reading";
+   ops().lseekRetIs(-1);
+   Host::runFor(100);
+   EXPECT_NEAR(nextTest(), 49, 1.1);
+   machine_->pauseDelayIs(1000);
+   Host::runFor(50);
+   EXPECT_EQ(logged(), Texts{"readTest: fd is hung"});
+   EXPECT_NEAR(nextTest(), 999, 1.1) << "after a failure that was logged";
+}
+
+TEST_F(FsHealth, tracesEachStep) {
+   machine_->start();
+   Host::runFor(900);
+   Texts expected{"handleSetupState " + cookie().string(), "handleTestClock writeTest",
+                  "doWriteTest has writableCount: 1", "handleTestClock readTest",
+                  "doReadTest has readable: 1"};
+   Texts told;
+   for (std::string const & text : traces_.texts(7))
+      if (text.find("Util") == std::string::npos)
+         told.push_back(text);
+   told.resize(expected.size());
+   EXPECT_EQ(told, expected);
+}
+
 TEST_F(FsHealth, itsTextIsABlockOfDigitsAndCapitals) {
    machine_->start();
    std::string const & text = machine_->cookieData().str();
@@ -153,6 +198,34 @@ TEST_F(FsHealth, aFolderInTheWayOfItsFileIsTracedAndTriedAgain) {
    EXPECT_EQ(state(), "idle");
    EXPECT_EQ(nextTest(), 300);
    EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(FsHealth, aFolderThatCannotBeMadeIsTracedAndTriedAgain) {
+   std::filesystem::create_symlink("nowhere", folder_.path() / "debug");
+   machine_->start();
+   EXPECT_EQ(traces_.errors(), Texts{"setupTest - mkdir failed with File exists"});
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
+   EXPECT_EQ(state(), "idle");
+   EXPECT_EQ(nextTest(), 300);
+}
+
+TEST_F(FsHealth, anErrorOfTheMediumInSetupIsLoggedAndPausesForADay) {
+   machine_ = fsHealthSmFactory("/proc/self", blockSize, devices_);  // where no folder can be made
+   machine_->start();
+   ASSERT_EQ(logged().size(), 1U);
+   EXPECT_TRUE(logged()[0].starts_with("setupTest - mkdir: ")) << logged()[0];
+   EXPECT_TRUE(machine_->syslogTriggered());
+   EXPECT_EQ(state(), "idle");
+   EXPECT_EQ(nextTest(), day);
+}
+
+TEST_F(FsHealth, itsFolderIsForItsUserAndGroup) {
+   mode_t const before = umask(0);
+   machine_->start();
+   umask(before);
+   struct stat status {};
+   ASSERT_EQ(stat((folder_.path() / "debug").c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 0777U, 0770U);
 }
 
 TEST_F(FsHealth, aFileInTheWayOfItsFolderIsTracedAndTriedAgain) {
@@ -243,6 +316,11 @@ TEST_P(FsHealthSteps, failWithAgainIsCountedOnceAndTheHungTimerDecides) {
    Host::runFor(110);
    // A file that could not be opened is tried again.
    EXPECT_EQ(logged(), opening ? Texts{} : Texts{name.substr(0, name.find(' ')) + ": fd is hung"});
+   if (!opening) {
+      EXPECT_EQ(state(), "idle");
+      EXPECT_TRUE(machine_->syslogTriggered());
+      EXPECT_NEAR(nextTest(), day, 15);
+   }
 }
 
 TEST_P(FsHealthSteps, leaveNoDescriptorBehind) {
@@ -408,67 +486,150 @@ TEST_F(FsHealth, looksAtTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
 }
 
 TEST_F(FsHealth, aBlockThatCannotBeEndsTheProcess) {
-   EXPECT_DEATH(fsHealthSmFactory("/", 3, devices_), "");
+   auto const toldOnStderr = [](Host::TraceLine const & line) { std::fputs(line.text.c_str(), stderr); };
+   EXPECT_DEATH(
+       {
+          Host::traceSinkIs(toldOnStderr);
+          fsHealthSmFactory("/", 3, devices_);
+       },
+       "Failed to allocate memory: Invalid argument");
+}
+
+TEST_F(FsHealth, aHostMayLetGoOfItWhileItIsBeingTold) {
+   Support::ChangeRecorder const states{machine_->state};
+   for (bool const hung : {true, false}) {
+      machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
+      ops().lseekRetIs(-1);
+      ops().lseekErrnoIs(hung ? EAGAIN : EIO);
+      bool told = false;
+      Host::logSinkIs([&](Host::LogMessage const &) {
+         told = true;
+         machine_ = nullptr;
+      });
+      machine_->start();
+      Host::runFor(700);
+      EXPECT_TRUE(told);
+      EXPECT_FALSE(machine_);
+   }
+   Host::logSinkIs(nullptr);
 }
 
 TEST(FsHealthSmState, hasNamesAndValues) {
    EXPECT_EQ(State{State::readTest}.stringValue(), "readTest");
    EXPECT_EQ(State::instance("cleanup")->value(), State::cleanup);
+   std::string const name = "setup";
+   EXPECT_EQ(State::sequenceToValue(name.data(), name.data() + name.size()), State{State::setup});
    EXPECT_FALSE(State::instance("asleep"));
 }
 
-// Whatever happens in whatever order, the machine stays in its table, holds at most one descriptor, and is
-// never without a next clock unless it is stopped or its mount point is missing.
-TEST_F(FsHealth, staysInOrderUnderAnySequence) {
-#ifdef STORAGEDEVICES_SANITIZED
-   constexpr int sequences = 10000;
-#else
-   constexpr int sequences = 12000;
-#endif
-   traces_.levelsAre(-1);
-   auto const before = Support::openDescriptors();
-   std::mt19937 random{20261120};
-   auto const pick = [&](unsigned count) { return random() % count; };
-   constexpr int errors[] = {0, EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT, EAGAIN, EINVAL, EINTR};
+// Anything, in any order, many times over.
+class FsHealthSequences : public FsHealth {
+ protected:
    struct Knob {
       void (FsHealthIoOps::*result)(std::int32_t);
       void (FsHealthIoOps::*error)(std::int32_t);
+      bool takesAnyResult;  // that of an open or a close is a descriptor's
    };
-   constexpr Knob knobs[] = {{&FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs},
-                             {&FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
-                             {&FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs},
-                             {&FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs},
-                             {&FsHealthIoOps::fsyncRetIs, &FsHealthIoOps::fsyncErrnoIs}};
-   for (int i = 0; i < sequences; ++i) {
-      for (unsigned step = 0; step < 6; ++step) {
-         switch (pick(8)) {
-            case 0:
-               machine_->start();
-               break;
-            case 1:
-               machine_->stop();
-               break;
-            case 2: {
-               Knob const & knob = knobs[pick(std::size(knobs))];
-               (ops().*knob.result)(pick(2) ? -1 : 0);
-               (ops().*knob.error)(errors[pick(std::size(errors))]);
-               break;
-            }
-            case 3:
-               machine_->handleTestClock();
-               break;
-            default:
-               Host::runFor(static_cast<double>(pick(400)));
-         }
-         bool const waits = machine_->running() && machine_->state() != State::setup;
-         bool const stopped = !machine_->running() && machine_->state() == State::cleanup;
-         ASSERT_FALSE(waits && nextTest() == -1) << state() << " in sequence " << i;
-         ASSERT_FALSE(stopped && nextTest() != -1) << "in sequence " << i;
-      }
-      ASSERT_LE(Support::openDescriptors().size(), before.size() + 1);
+   static constexpr Knob knobs[] = {{&FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs, false},
+                                    {&FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs, true},
+                                    {&FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs, true},
+                                    {&FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs, true},
+                                    {&FsHealthIoOps::fsyncRetIs, &FsHealthIoOps::fsyncErrnoIs, true},
+                                    {&FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs, false}};
+
+   FsHealthSequences() { traces_.levelsAre(-1); }
+
+   unsigned pick(std::size_t count) { return static_cast<unsigned>(random_() % count); }
+   void inject(Knob const & knob) {
+      constexpr int errors[] = {0, EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT, EAGAIN, EINVAL, EINTR};
+      constexpr int results[] = {0, -1, -2, 7};
+      (ops().*knob.result)(results[pick(knob.takesAnyResult ? 4 : 2)]);
+      (ops().*knob.error)(errors[pick(std::size(errors))]);
    }
-   machine_->stop();
-   EXPECT_EQ(Support::openDescriptors(), before);
+   // The folder of the mount point comes and goes.
+   void moveFolder() {
+      std::string const aside = folder_.string() + ".aside";
+      std::filesystem::rename(isThere_ ? folder_.string() : aside, isThere_ ? aside : folder_.string());
+      isThere_ = !isThere_;
+   }
+   void doAnything(std::size_t knobCount) {
+      switch (pick(10)) {
+         case 0:
+            machine_->start();
+            break;
+         case 1:
+            machine_->stop();
+            break;
+         case 2:
+            inject(knobs[pick(knobCount)]);
+            break;
+         case 3:
+            machine_->handleTestClock();
+            break;
+         case 4:
+            if (!isThere_ || pick(4) == 0)
+               moveFolder();
+            break;
+         default:
+            Host::runFor(static_cast<double>(pick(400)));
+      }
+   }
+   // Waiting for a restart, since its mount point was missing.
+   bool parked() const { return machine_->running() && machine_->state() == State::setup; }
+   void expectOrder() {
+      bool const stopped = !machine_->running() && machine_->state() == State::cleanup;
+      bool const waits = machine_->running() && !parked();
+      ASSERT_FALSE(waits && nextTest() == -1) << state();
+      ASSERT_FALSE((stopped || parked()) && nextTest() != -1) << state();
+      parkings_ += parked();
+   }
+   void expectTable(Support::ChangeRecorder<Vorn::Attribute<State, FsHealthSm>> const & states) {
+      static std::set<std::pair<int, int>> const steps{{State::setup, State::writeTest},
+                                                       {State::writeTest, State::readTest},
+                                                       {State::readTest, State::idle},
+                                                       {State::cleanup, State::idle}};
+      for (auto const & change : states.changes()) {
+         bool const always = *change.now == State::setup || *change.now == State::cleanup;
+         ASSERT_TRUE(always || steps.contains({*change.old, *change.now}))
+             << *change.old << " to " << *change.now;
+         seen_.insert({*change.old, *change.now});
+      }
+   }
+   void run(int sequences, std::size_t knobCount) {
+      for (int i = 0; i < sequences && !HasFatalFailure(); ++i) {
+         Support::ChangeRecorder const states{machine_->state};
+         for (unsigned step = 0; step < 6 && !HasFatalFailure(); ++step) {
+            doAnything(knobCount);
+            expectOrder();
+         }
+         expectTable(states);
+         // Closes that are made to fail leave theirs open.
+         if (knobCount < std::size(knobs)) {
+            ASSERT_LE(Support::openDescriptors().size(), before_.size() + 1) << "in sequence " << i;
+         }
+      }
+      machine_->stop();
+      EXPECT_GT(parkings_, 0);
+   }
+
+   std::mt19937 random_{20261120};
+   bool isThere_ = true;
+   int parkings_ = 0;
+   std::set<std::pair<int, int>> seen_;
+   std::vector<int> before_ = Support::openDescriptors();
+};
+
+TEST_F(FsHealthSequences, leaveItInItsTableWithANextClockAndAtMostOneFile) {
+   run(10000, std::size(knobs) - 1);
+   EXPECT_EQ(Support::openDescriptors(), before_);
+   EXPECT_GE(seen_.size(), 12U) << "every way through the table was taken";
+}
+
+TEST_F(FsHealthSequences, withClosesThatFailLeaveItInItsTable) {
+   run(300, std::size(knobs));
+   for (int const leaked : Support::openDescriptors())
+      if (!std::binary_search(before_.begin(), before_.end(), leaked))
+         close(leaked);
 }
 
 class IoOps : public testing::Test {
@@ -490,13 +651,33 @@ TEST_F(IoOps, makeTheRealCallsByDefault) {
    EXPECT_EQ(ops_->closeFd(fd), 0);
    EXPECT_EQ(ops_->closeFd(fd), -1);
    EXPECT_EQ(errno, EBADF);
-   EXPECT_EQ(std::filesystem::status(path.str()).permissions() & std::filesystem::perms::owner_all,
-             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-   int const percent = ops_->getUtilPercent(Pelm::String{folder_.string()});
-   EXPECT_GE(percent, 0);
-   EXPECT_LE(percent, 100);
    EXPECT_EQ(ops_->getUtilPercent("/nowhere"), -1);
    EXPECT_EQ(ops_->getUtilPercent("/proc"), -1) << "no used and no available blocks";
+}
+
+TEST_F(IoOps, makeFilesThatOthersMayRead) {
+   Pelm::String const path{(folder_.path() / "file").string()};
+   mode_t const before = umask(0);
+   int const fd = ops_->openPath(path, O_WRONLY | O_CREAT);
+   umask(before);
+   EXPECT_EQ(ops_->closeFd(fd), 0);
+   struct stat status {};
+   ASSERT_EQ(stat(path.data(), &status), 0);
+   EXPECT_EQ(status.st_mode & 0777U, 0644U);
+}
+
+TEST_F(IoOps, countReservedBlocksNeitherAsUsedNorAsAvailable) {
+   Support::TraceRecorder const traces{{"StorageFsHealthSm", 7}};
+   struct statvfs status {};
+   ASSERT_EQ(statvfs(folder_.string().c_str(), &status), 0);
+   int const percent = ops_->getUtilPercent(Pelm::String{folder_.string()});
+   std::uint64_t const used = status.f_blocks - status.f_bfree;
+   EXPECT_NEAR(percent, used * 100 / (used + status.f_bavail), 1) << "others write here too";
+   ASSERT_EQ(traces.texts(7).size(), 1U);
+   std::string const text = traces.texts(7)[0];
+   EXPECT_TRUE(text.starts_with("getUtilPercent blks: " + std::to_string(status.f_blocks) + " free-blks: "))
+       << text;
+   EXPECT_NE(text.find(" blks-avail: "), std::string::npos) << text;
 }
 
 TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {

@@ -1,5 +1,6 @@
 #include "StorageDevices/SdErrWatcherSm.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -132,6 +133,48 @@ TEST_F(ErrWatcher, linesThatMatchNothingAndLongOnesAreHandled) {
    EXPECT_EQ(logs_.messages().size(), 1U) << "what is read of a long line is a line";
 }
 
+TEST_F(ErrWatcher, aLineIsReadUpToItsByte1024) {
+   start();
+   std::string const words = "(sda): This should";
+   std::size_t const stamp = std::string{"kernel: [  123.456789] "}.size();
+   line(std::string(1024 - stamp - words.size() + 1, 'x') + words);
+   EXPECT_TRUE(logs_.messages().empty()) << "its last letter is the 1025th";
+   line(std::string(1024 - stamp - words.size(), 'x') + words);
+   EXPECT_EQ(logs_.messages().size(), 1U);
+}
+
+TEST_F(ErrWatcher, aSmallerBufferReadsLess) {
+   start();
+   watcher_->recvBufSizeIs(40);
+   line("ata2: hard resetting link");
+   EXPECT_EQ(traces_.count(7, "receivedkernel: [  123.456789] ata2: hard reset"), 1);
+   EXPECT_THROW(watcher_->recvBufSizeIs(0), std::invalid_argument);
+   watcher_->recvBufSizeIs(1);
+   line("ata2: hard resetting link");
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(ErrWatcher, tracesWhatItReads) {
+   start();
+   traces_.clear();
+   line("ata9: hard resetting link");
+   std::string const text = "kernel: [  123.456789] ata9: hard resetting link";
+   EXPECT_EQ(traces_.texts(7),
+             (Texts{"SdErrWatcher reading using socket " + std::to_string(watcher_->kMsgSockFd()),
+                    "received" + text, "processKernelMsg" + text, "regex matched! ata9"}));
+}
+
+TEST_F(ErrWatcher, anErrorOfReadingEndsTheBurstAndIsTraced) {
+   start();
+   int const nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+   ASSERT_GE(dup2(nothing, watcher_->kMsgSockFd()), 0);
+   close(nothing);
+   watcher_->handleReadable();
+   ASSERT_EQ(traces_.errors().size(), 1U);
+   EXPECT_TRUE(traces_.errors()[0].starts_with("handleReadable read error:")) << traces_.errors()[0];
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
 TEST_F(ErrWatcher, anEmptyDatagramIsNoEnd) {
    start();
    Sender const sender{path_};
@@ -177,20 +220,18 @@ TEST_F(ErrWatcher, aBurstIsReadInPortions) {
 }
 
 TEST_F(ErrWatcher, aHundredThousandLinesLoseNothingThatTheSocketTook) {
-   traces_.levelsAre(0);
+   constexpr int lines = 100000;
    start();
+   int heard = 0;
+   Host::traceSinkIs([&heard](Host::TraceLine const & trace) {
+      heard += trace.text == "receivedkernel: [1.2] ordinary line " + std::to_string(heard);
+   });
    Sender const sender{path_};
-   int taken = 0;
-   for (int i = 0; i < 100000; ++i) {
-      std::string const text =
-          i == 99999 ? "ata2: hard resetting link" : "ordinary line " + std::to_string(i);
-      while (!sender.send("kernel: [1.2] " + text))
+   for (int i = 0; i < lines; ++i)
+      while (!sender.send("kernel: [1.2] ordinary line " + std::to_string(i)))
          Host::turn();
-      ++taken;
-   }
    Host::turn();
-   EXPECT_EQ(taken, 100000);
-   EXPECT_EQ(logs_.messages().size(), 1U) << "the last line was heard";
+   EXPECT_EQ(heard, lines) << "each of them, in their order";
 }
 
 TEST_F(ErrWatcher, recordsWhatIsConnectedWithAllThatAMessageNeeds) {
@@ -269,7 +310,7 @@ TEST_F(ErrWatcher, anErrorOfADiskThatIsGoneIsStillTold) {
 TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
    mode_t const before = umask(0);
    start();
-   umask(before);
+   EXPECT_EQ(umask(before), 0U) << "the process's mask is not its own to change";
    struct stat status {};
    ASSERT_EQ(stat(path_.c_str(), &status), 0);
    EXPECT_TRUE(S_ISSOCK(status.st_mode));
@@ -306,6 +347,8 @@ TEST_F(ErrWatcherFailures, aFolderThatIsNotThereIsAFailureOfItsOwn) {
    start();
    EXPECT_EQ(failures_, Texts{"binding to dgram socket"});
    ASSERT_TRUE(watcher_);
+   DiskFields{.name = "LATER"}.writeTo(*devices_);
+   EXPECT_TRUE(info_->fsList.empty()) << "it does nothing at all";
    EXPECT_FALSE(watcher_->initialized());
    EXPECT_EQ(watcher_->kMsgSockFd(), -1);
    ASSERT_EQ(traces_.errors().size(), 1U);

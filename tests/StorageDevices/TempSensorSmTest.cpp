@@ -6,6 +6,7 @@
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/ChangeRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
 
@@ -14,7 +15,7 @@ namespace {
 using Environment::Temperature::TempSensorStatus;
 using Alarm = TempSensorStatus::Alarm;
 
-class TemperatureSensor : public testing::Test {
+class TemperatureSensor : public Support::VirtualTimeTest {
  protected:
    TemperatureSensor() {
       config_->tempSensorIs("DriveTemp1", "Drive 1", 70.0, 80.0);
@@ -93,6 +94,12 @@ TEST_F(TemperatureSensor, theSameReadingPublishesNothing) {
    Support::ChangeRecorder const readings{status()->temperature};
    smart(35);
    EXPECT_EQ(readings.count(), 0U);
+   SmartAttr attr = *smart_->deviceData("S1")->temperatureCelsius();
+   attr.rawString = "35 (Min/Max 20/60)";
+   smart_->deviceData("S1")->temperatureCelsiusIs(OptionalSmartAttr::from(attr));
+   EXPECT_EQ(threshold(), 0) << "the field changed, its degrees did not";
+   EXPECT_EQ(readings.count(), 0U);
+   EXPECT_EQ(shown(), 35);
 }
 
 TEST_F(TemperatureSensor, anNvmeDriveIsReadFromItsSmartLogOnly) {
@@ -120,6 +127,31 @@ TEST_F(TemperatureSensor, anNvmeJumpIsHeldBackUntilASecondReadingAgrees) {
    EXPECT_EQ(shown(), 40);
    nvme(74);
    EXPECT_EQ(shown(), 74);
+}
+
+TEST_F(TemperatureSensor, aJumpThatStandsForFiveMinutesIsShown) {
+   start();
+   nvme(40);
+   nvme(75);
+   Host::runFor(299);
+   EXPECT_EQ(shown(), 40);
+   Host::runFor(2);
+   EXPECT_EQ(shown(), 75);
+   EXPECT_EQ(status()->alarm(), Alarm::overheat);
+   nvme(60);
+   EXPECT_EQ(shown(), 60) << "what was believed is what the next is compared with";
+}
+
+TEST_F(TemperatureSensor, aJumpThatIsContradictedNeverShows) {
+   start();
+   nvme(40);
+   nvme(75);
+   Host::runFor(200);
+   nvme(41);
+   Support::ChangeRecorder const readings{status()->temperature};
+   Host::runFor(10000);
+   EXPECT_EQ(readings.count(), 0U);
+   EXPECT_EQ(shown(), 41);
 }
 
 TEST_F(TemperatureSensor, onlyDrivesWithAConfiguredSensorHaveOne) {
@@ -171,6 +203,29 @@ TEST_F(TemperatureSensor, followsAChangedMap) {
    EXPECT_FALSE(status("DriveTemp2"));
 }
 
+TEST_F(TemperatureSensor, aSensorMayBeAnotherDrivesBeforeTheFirstLeavesIt) {
+   smart(35);
+   smart(60, "S2");
+   start();
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp1");
+   fruConfig_->serialToSensorMapDel("S1");
+   EXPECT_EQ(shown(), 60);
+   smart(61, "S2");
+   EXPECT_EQ(shown(), 61);
+   smart(36);
+   EXPECT_EQ(shown(), 61);
+}
+
+TEST_F(TemperatureSensor, aSensorThatPassedToADriveWithoutAReadingShowsNone) {
+   smart(35);
+   start();
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp1");
+   smart(36);
+   fruConfig_->serialToSensorMapDel("S1");
+   ASSERT_TRUE(status());
+   EXPECT_FALSE(status()->temperature());
+}
+
 TEST_F(TemperatureSensor, aNewValueWithoutTheOldOneIsAnError) {
    smart(35);
    start();
@@ -189,7 +244,7 @@ TEST_F(TemperatureSensor, aZombieHearsNothing) {
 }
 
 // The environment model itself.
-class Sensor : public testing::Test {
+class Sensor : public Support::VirtualTimeTest {
  protected:
    double read(double degrees) {
       updateEnvTempSensorStatus(-40.0, 140.0, degrees, false, *config_, *status_, *wrapper_);

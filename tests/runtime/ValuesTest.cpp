@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Dir.h"
@@ -24,6 +27,22 @@ class Colour : public Vorn::EnumType<unsigned char, Colour> {
    static constexpr Vorn::EnumName<unsigned char> names[] = {{red, "red"}, {green, "green"}};
    using EnumType::EnumType;
 };
+
+TEST(EnumType, IsReadFromTheCharactersOfItsName) {
+   std::string_view const text = "a green one";
+   char const * const green = text.data() + 2;
+   EXPECT_EQ(Colour::sequenceToValue(green, green + 5), Colour{Colour::green});
+   EXPECT_EQ((Colour{green, green + 5}), Colour{Colour::green});
+   EXPECT_THROW(Colour::sequenceToValue(green, green + 4), std::invalid_argument);
+   EXPECT_THROW((Colour{green, green}), std::invalid_argument);
+   std::string const withNul{"red\0x", 5};
+   EXPECT_THROW(Colour::sequenceToValue(withNul.data(), withNul.data() + 5), std::invalid_argument);
+}
+
+TEST(EnumType, CanBeAKeyOfHashedCollections) {
+   std::unordered_map<Colour, int> numbers{{Colour::red, 1}, {Colour::green, 2}};
+   EXPECT_EQ(numbers.at(Colour::green), 2);
+}
 
 TEST(Optional, HoldsAValueOrNone) {
    Optional<int> number;

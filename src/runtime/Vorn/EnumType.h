@@ -8,7 +8,12 @@
 //    };
 #pragma once
 
+#include <concepts>
+#include <cstddef>
+#include <functional>
 #include <ostream>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "runtime/Vorn/Format.h"
@@ -27,6 +32,8 @@ class EnumType {
  public:
    constexpr EnumType() = default;
    constexpr EnumType(Rep value) : value_{value} {}
+   // The value of the name that these characters are; throws std::invalid_argument when no value has it.
+   EnumType(char const * first, char const * last) : value_{sequenceToValue(first, last).value_} {}
 
    constexpr Rep value() const { return value_; }
    constexpr operator Rep() const { return value_; }
@@ -47,6 +54,14 @@ class EnumType {
       return {};
    }
 
+   static Derived sequenceToValue(char const * first, char const * last) {
+      std::string const name{first, last};
+      if (auto const value =
+              name.find('\0') == std::string::npos ? instance(name.c_str()) : Optional<Derived>{})
+         return *value;
+      throw std::invalid_argument{"no value is called '" + name + "'"};
+   }
+
    friend std::ostream & operator<<(std::ostream & stream, Derived const & value) {
       return stream << value.stringValue();
    }
@@ -55,4 +70,16 @@ class EnumType {
    Rep value_{};
 };
 
+// Any enumeration of this kind.
+template <class T>
+concept NamedEnum = requires(T value) {
+   { value.stringValue() } -> std::convertible_to<Pelm::String>;
+   { T::sequenceToValue(nullptr, nullptr) } -> std::same_as<T>;
+};
+
 }  // namespace Vorn
+
+template <Vorn::NamedEnum T>
+struct std::hash<T> {
+   std::size_t operator()(T value) const noexcept { return value.value(); }
+};

@@ -7,6 +7,7 @@ namespace Environment::Temperature {
 namespace {
 
 constexpr double hysteresis = 2;
+constexpr Vorn::Seconds longSilence = 300;
 
 using Alarm = TempSensorStatus::Alarm;
 
@@ -21,18 +22,35 @@ Alarm alarmAt(double reading, TempSensorConfig const & config, Alarm before) {
    return isOn(reading, config.overheat(), before != Alarm::none) ? Alarm::overheat : Alarm::none;
 }
 
+void show(double reading, TempSensorConfig const & config, TempSensorStatus & status) {
+   status.temperatureIs(Vorn::Optional<Units::Celsius>{Units::Celsius{reading}});
+   status.alarmIs(alarmAt(reading, config, status.alarm()));
+}
+
 }  // namespace
 
 bool TemperatureWrapper::isNear(Units::Celsius a, Units::Celsius b) const {
    return std::abs(a.value() - b.value()) <= unrealisticTempChangeThreshold().value();
 }
 
-bool TemperatureWrapper::accepts(Units::Celsius reading) {
+bool TemperatureWrapper::accepts(Units::Celsius reading, std::function<void(Units::Celsius)> believed) {
    bool const good = !lastGood_ || isNear(reading, *lastGood_) || (heldBack_ && isNear(reading, *heldBack_));
    (good ? lastGood_ : heldBack_) = reading;
    if (good)
       heldBack_.reset();
+   believed_ = good ? nullptr : std::move(believed);
+   silenceClock_.timeMinIs(good ? Vorn::Seconds::infinity() : Vorn::System::currentTime() + longSilence);
    return good;
+}
+
+void TemperatureWrapper::handleSilence() {
+   silenceClock_.timeMinIs(Vorn::Seconds::infinity());
+   if (!heldBack_)
+      return;
+   lastGood_ = *heldBack_;
+   heldBack_.reset();
+   if (auto const believed = std::exchange(believed_, nullptr))
+      believed(*lastGood_);
 }
 
 Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(Pelm::Ptr<Vorn::Dir> const & dir,
@@ -48,10 +66,14 @@ void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double re
    status.minTemperatureIs(min);
    status.maxTemperatureIs(max);
    bool const inRange = reading >= min.value() && reading <= max.value();
-   if (!inRange || !(wrapper.accepts(reading) || force))
+   if (!inRange)
       return;
-   status.temperatureIs(Vorn::Optional<Units::Celsius>{Units::Celsius{reading}});
-   status.alarmIs(alarmAt(reading, config, status.alarm()));
+   auto const showLater = [config = Pelm::Ptr<TempSensorConfig const>{&config},
+                           status = Pelm::Ptr<TempSensorStatus>{&status}](Units::Celsius believed) {
+      show(believed.value(), *config, *status);
+   };
+   if (wrapper.accepts(reading, showLater) || force)
+      show(reading, config, status);
 }
 
 }  // namespace Environment::Temperature

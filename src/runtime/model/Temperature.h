@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 #include "runtime/Export.h"
@@ -10,10 +11,12 @@
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
+#include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/Collection.h"
 #include "runtime/Vorn/Dir.h"
 #include "runtime/Vorn/EnumType.h"
 #include "runtime/Vorn/Optional.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Units {
 
@@ -101,7 +104,7 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
 };
 
 // What is remembered of a sensor's readings, to tell a real change from a bad reading.
-class TemperatureWrapper : public Pelm::Node {
+class RUNTIME_API TemperatureWrapper : public Pelm::Node {
  public:
    explicit TemperatureWrapper(Pelm::String name) : name_{std::move(name)} {}
    Pelm::String const & name() const { return name_; }
@@ -113,24 +116,28 @@ class TemperatureWrapper : public Pelm::Node {
       unrealisticTempChangeThreshold.valueIs(value);
    }
 
-   // Whether to believe a reading.
-   RUNTIME_API bool accepts(Units::Celsius reading);
+   // Whether to believe a reading. `believed` is called later with one that is not believed yet, when no
+   // other has come for five minutes: drives tell their temperature when it changes, so that silence agrees.
+   bool accepts(Units::Celsius reading, std::function<void(Units::Celsius)> believed);
 
  private:
    bool isNear(Units::Celsius a, Units::Celsius b) const;
+   void handleSilence();
 
    Pelm::String name_;
    Vorn::Optional<Units::Celsius> lastGood_;
    Vorn::Optional<Units::Celsius> heldBack_;
+   std::function<void(Units::Celsius)> believed_;
+   Vorn::Clock::Notifiee<&TemperatureWrapper::handleSilence> silenceClock_{*this, Vorn::Seconds::infinity()};
 };
 
 // Creates the sensor's status in the directory, under the configured name; one that is there is replaced.
 RUNTIME_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
     Pelm::Ptr<Vorn::Dir> const & dir, Pelm::Ptr<TempSensorConfig const> const & config);
 
-// Hands a reading to the sensor. One outside of the range, or that the wrapper does not believe, changes
-// nothing but the range. An alarm ends two degrees below the temperature at which it began. `force` skips
-// the wrapper.
+// Hands a reading to the sensor. One outside of the range, or that the wrapper does not believe (yet),
+// changes nothing but the range. An alarm ends two degrees below the temperature at which it began. `force`
+// skips the wrapper.
 RUNTIME_API void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double reading, bool force,
                                            TempSensorConfig const & config, TempSensorStatus & status,
                                            TemperatureWrapper & wrapper);

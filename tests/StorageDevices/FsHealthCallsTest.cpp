@@ -1,0 +1,105 @@
+// Which call, and for which mount point, a host sees while the test of a file system makes it.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthSm.h"
+#include "runtime/host/Activity.h"
+#include "tests/support/MountPoint.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+// "fsync: fsync of /mnt/drive", as they were made.
+std::vector<std::string> * seenCalls = nullptr;
+
+void seen(char const * call) {
+   Host::Activity const activity = Host::activity();
+   if (seenCalls)
+      seenCalls->push_back(std::string{call} + ": " + (activity.operation ? activity.operation : "nothing") +
+                           " of " + std::string{activity.path()});
+}
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" {
+
+int fsync(int fd) {
+   seen("fsync");
+   return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+   seen("lseek");
+   return syscall(SYS_lseek, fd, offset, whence);
+}
+
+int unlink(char const * path) noexcept {
+   seen("unlink");
+   return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+int mkdir(char const * path, mode_t mode) noexcept {
+   seen("mkdir");
+   return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
+
+}  // extern "C"
+
+namespace StorageDevices {
+namespace {
+
+class FsHealthCalls : public Support::VirtualTimeTest {
+ protected:
+   FsHealthCalls() { Host::runFor(0); }
+   ~FsHealthCalls() override { seenCalls = nullptr; }
+
+   Support::TempDir folder{Support::folderWithDirectIo()};
+   std::string mountPoint = folder.string();
+   Pelm::Ptr<FsHealthSm> machine =
+       fsHealthSmFactory(mountPoint.c_str(), 4096, Pelm::make<ConnectedDevices>());
+};
+
+TEST_F(FsHealthCalls, ACallThatMayBlockIsNamedWithItsMountPoint) {
+   std::vector<std::string> calls;
+   seenCalls = &calls;
+   machine->start();
+   Host::runFor(601);
+   seenCalls = nullptr;
+   ASSERT_TRUE(machine->readTestOk());
+   std::vector<std::string> expected;
+   for (char const * const call : {"mkdir", "unlink", "lseek", "fsync", "lseek"})
+      expected.push_back(std::string{call}.append(": ").append(call).append(" of ").append(mountPoint));
+   EXPECT_EQ(calls, expected);
+   EXPECT_EQ(Host::activity().operation, nullptr);
+}
+
+TEST_F(FsHealthCalls, SoIsTheLookAtTheUse) {
+   std::vector<std::string> calls;
+   Host::traceLevelIs("StorageFsHealthSm", 7);
+   Host::traceSinkIs([&](Host::TraceLine const & line) {
+      Host::Activity const activity = Host::activity();
+      if (line.function == "getUtilPercent")
+         calls.push_back(std::string{activity.operation} + " of " + std::string{activity.path()});
+   });
+   Host::runFor(121);
+   Host::traceSinkIs(nullptr);
+   Host::traceLevelIs("StorageFsHealthSm", 0);
+   EXPECT_EQ(calls, std::vector<std::string>{"statvfs of " + mountPoint});
+}
+
+TEST_F(FsHealthCalls, AGoodTestLeavesNothingToWatch) {
+   Support::TraceRecorder const traces{{"VornPoller", 0}};
+   machine->start();
+   Host::runFor(3600);
+   EXPECT_EQ(traces.errors(), std::vector<std::string>{});
+}
+
+}  // namespace
+}  // namespace StorageDevices
