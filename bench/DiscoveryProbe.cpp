@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <libudev.h>
+#include <sys/epoll.h>
 
 #include <fstream>
 #include <stdexcept>
@@ -14,34 +15,56 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Process.h"
+#include "runtime/host/Loop.h"
 
 namespace {
 
 double secondsInPrograms = 0;
 
+template <typename Function>
+Function theirs(char const * name) {
+   auto const function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+   if (!function)
+      throw std::runtime_error(std::string{name} + " is not there to be measured");
+   return function;
+}
+
 }  // namespace
 
-pid_t Vorn::spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd, int stderrFd) {
+pid_t Vorn::spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd, int stderrFd,
+                         Pelm::String const & searchFirst) {
+   using Spawn = pid_t (*)(std::vector<Pelm::String> const &, int, int, int, Pelm::String const &);
+   static auto const spawn =
+       theirs<Spawn>("_ZN4Vorn12spawnProcessERKSt6vectorIN4Pelm6StringESaIS2_EEiiiRKS2_");
    pid_t pid = -1;
-   secondsInPrograms += Bench::secondsOf([&] { pid = spawnProcess(argv, stdinFd, stdoutFd, stderrFd, {}); });
+   secondsInPrograms +=
+       Bench::secondsOf([&] { pid = spawn(argv, stdinFd, stdoutFd, stderrFd, searchFirst); });
    return pid;
 }
 
 int Brul::waitForProcess(pid_t pid) {
    using Wait = int (*)(pid_t);
-   static auto const runtimes = reinterpret_cast<Wait>(dlsym(RTLD_NEXT, "_ZN4Brul14waitForProcessEi"));
-   if (!runtimes)
-      throw std::runtime_error("the runtime cannot wait for processes");
+   static auto const wait = theirs<Wait>("_ZN4Brul14waitForProcessEi");
    int status = 0;
-   secondsInPrograms += Bench::secondsOf([&] { status = runtimes(pid); });
+   secondsInPrograms += Bench::secondsOf([&] { status = wait(pid); });
    return status;
+}
+
+// The loop waits for nothing here but for tools.
+extern "C" int epoll_wait(int epoll, epoll_event * events, int size, int timeout) {
+   using Wait = int (*)(int, epoll_event *, int, int);
+   static auto const wait = theirs<Wait>("epoll_wait");
+   int count = 0;
+   secondsInPrograms += Bench::secondsOf([&] { count = wait(epoll, events, size, timeout); });
+   return count;
 }
 
 namespace Bench {
 
 namespace {
 
-constexpr char const * matching = "pci[^/]*/.*/usb[0-9]*/.*";
+constexpr char const * matching = "pci[^/]*/.*/nvme[0-9]*/.*";
+constexpr char const * mount = "disk";
 
 // All that discovery asks of a device, but for what its collectors do.
 bool look(udev_device * device) {
@@ -72,8 +95,8 @@ std::size_t lookAtAll() {
 
 }  // namespace
 
-DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::size_t disks)
-    : etc_{std::move(etc)}, disks_{disks} {
+DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::filesystem::path tools, std::size_t disks)
+    : etc_{std::move(etc)}, tools_{std::move(tools)}, disks_{disks} {
    if (std::size_t const seen = lookAtAll(); seen != disks)
       throw std::runtime_error("libudev knows " + std::to_string(seen) + " disks, not " +
                                std::to_string(disks));
@@ -82,23 +105,32 @@ DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::size_t disks)
 void DiscoveryProbe::entriesIs(std::size_t count) {
    std::ofstream file{etc_ / "blockdev"};
    for (std::size_t i = 1; i < count; ++i)
-      file << "pci0000:00/0000:00:1f.2/ata" << i << "/.* drive" << i << '\n';
-   file << matching << " usb1\n";
+      file << "pci0000:00/0000:00:06.0/usb" << i << "/.* usb" << i << '\n';
+   file << matching << ' ' << mount << '\n';
 }
 
-DiscoveryProbe::Times DiscoveryProbe::discovery() const {
+DiscoveryProbe::Times DiscoveryProbe::discovery(Kind kind) const {
    auto const config = Pelm::make<FruConfig>();
    config->etcDirIs(Pelm::String{etc_.string()});
+   if (kind == Kind::fixed)
+      config->expectedMountsIs(mount);
    auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
    auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
+   tracker->toolPathIs(Pelm::String{tools_.string()});
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> machine;
    Times times;
    secondsInPrograms = 0;
-   times.all =
-       secondsOf([&] { machine = StorageDevices::connectedDevicesSmFactory(config, devices, tracker); });
+   times.all = secondsOf([&] {
+      machine = StorageDevices::connectedDevicesSmFactory(config, devices, tracker);
+      while (!machine->internalDevicesReady())
+         Host::turn();
+   });
    times.programs = secondsInPrograms;
-   if (!machine->internalDevicesReady() || devices->disk.size() != disks_ || times.programs <= 0)
-      throw std::runtime_error("discovery has not found all disks");
+   if (devices->disk.size() != disks_ || times.programs <= 0)
+      throw std::runtime_error("discovery has found " + std::to_string(devices->disk.size()) + " disks");
+   for (auto const & [name, disk] : devices->disk)
+      if ((disk->model() == toldModel) != (kind == Kind::fixed))
+         throw std::runtime_error("the disks are not what their tools tell");
    return times;
 }
 

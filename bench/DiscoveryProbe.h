@@ -1,7 +1,7 @@
 // Measures discovery in the process that it is called in, with whatever devices that process sees.
 //
-// The time of the programs is taken where the library calls the runtime to start and to await them: this
-// file's functions stand in the way of the runtime's own.
+// The time of the programs is taken where they are started and awaited: this file's functions stand in the
+// way of the runtime's own, and in that of the loop's wait.
 #pragma once
 
 #include <cstddef>
@@ -9,27 +9,33 @@
 
 namespace Bench {
 
+// What the tool tells of every disk.
+constexpr char const * toldModel = "Told by its tool";
+
 class DiscoveryProbe {
  public:
-   // `etc` is the folder of the appliance's files. Throws std::runtime_error when libudev does not see
-   // that many disks, as do all below when what they do goes wrong.
-   DiscoveryProbe(std::filesystem::path etc, std::size_t disks);
+   // `etc` is the folder of the appliance's files, `tools` that of the tools' programs. Throws
+   // std::runtime_error when libudev does not see that many disks, as do all below when what they do goes
+   // wrong.
+   DiscoveryProbe(std::filesystem::path etc, std::filesystem::path tools, std::size_t disks);
 
-   // Entries of blockdev, 1 to 4. All are tried for every disk: only the last one matches, and makes it
-   // removable.
+   // Entries of blockdev, 1 or more. All are tried for every disk: only the last one matches.
    void entriesIs(std::size_t count);
 
+   enum class Kind { removable, fixed };
    struct Times {
-      double all = 0;       // seconds of discovery, from the factory's call to its return
+      double all = 0;       // seconds from the factory's call to the moment when all disks are known
       double programs = 0;  // those among them in which programs were started and awaited
    };
-   Times discovery() const;
+   // Of removable disks, which no tool is asked about, or of fixed ones.
+   Times discovery(Kind kind) const;
 
    // Seconds that it takes to ask libudev what discovery asks.
    double udev() const;
 
  private:
    std::filesystem::path etc_;
+   std::filesystem::path tools_;
    std::size_t disks_;
 };
 
