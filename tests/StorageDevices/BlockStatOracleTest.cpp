@@ -1,8 +1,4 @@
 // The reading of stat lines against the regular expression that tells what a stat line is.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <gtest/gtest.h>
 
 #include <random>

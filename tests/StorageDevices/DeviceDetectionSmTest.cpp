@@ -88,6 +88,37 @@ TEST_F(Detection, namesThatOnlyLookLikeMapperNodesAreOtherPartitions) {
    EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/dm-");
 }
 
+TEST_F(Detection, aNumberMakesAMapperNode) {
+   ASSERT_EQ(loggedFor("/dev/dm-x /dev/sda").size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/dm-x");
+}
+
+TEST_F(Detection, isContentWithAMapperNodeThatIsTheExpectedOne) {
+   plug("S1", "drive", "/dev/dm-0");
+   folder_.fileIs("drive", "/dev/dm-0\n");
+   start();
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(Detection, aPathAsLongAsTheyMayBeIsToldWhole) {
+   std::string const path = "/dev/" + std::string(4090, 'x');
+   ASSERT_EQ(loggedFor(path).size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[0], path);
+}
+
+TEST_F(Detection, looksForMissingDisksFirst) {
+   fruConfig_->expectedMountsIs("flash");
+   EXPECT_EQ(loggedFor(""),
+             (Texts{"Failed to detect storage device /mnt/flash on bootup.", notMounted_.front()}));
+}
+
+TEST_F(Detection, removableDisksAreLookedAtToo) {
+   plug("stick", "drive", "/dev/sda", true);
+   folder_.fileIs("drive", "");
+   start();
+   EXPECT_EQ(logs_.texts(), notMounted_);
+}
+
 TEST_F(Detection, aFileThatIsNotThereIsTracedAndTheOthersAreRead) {
    plug("S1", "flash");
    plug("S2", "drive", "/dev/sdb");

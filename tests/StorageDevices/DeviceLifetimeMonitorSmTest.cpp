@@ -257,6 +257,27 @@ TEST_F(LifetimeMonitor, recordsThatComeLaterAreWatchedAndThoseThatGoAreNot) {
    EXPECT_EQ(monitor_->deviceLifetimeChange("KS0002")->lastValue(), 50);
 }
 
+TEST_F(LifetimeMonitor, aDiskThatChangesIsNot) {
+   settle();
+   disk_.firmwareRevision = "KF1.3";
+   disk_.writeTo(*devices_);
+   later(1);
+   life(89);
+   ASSERT_EQ(names(), Texts{info});
+   EXPECT_EQ(logs_.messages()[0].arguments[3], "KF1.3");
+}
+
+TEST_F(LifetimeMonitor, nvmeRecordsComeAndGoToo) {
+   Support::DiskFields{.name = "KS0002"}.writeTo(*devices_);
+   nvme_->deviceDataIs("KS0002");
+   Pelm::Ptr<DeviceNvmeData> const record = nvme_->deviceData("KS0002");
+   record->percentageUsedIs({"percent_used", 50});
+   EXPECT_EQ(monitor_->deviceLifetimeChange("KS0002")->lastValue(), 50);
+   nvme_->deviceDataDel("KS0002");
+   record->percentageUsedIs({"percent_used", 60});
+   EXPECT_EQ(monitor_->deviceLifetimeChange("KS0002")->lastValue(), 50);
+}
+
 TEST_F(LifetimeMonitor, aDiskThatGoesIsForgotten) {
    settle();
    devices_->diskDel("KS0001");
@@ -278,6 +299,17 @@ TEST_F(LifetimeMonitor, aZombieHearsNothing) {
    left(40);
    devices_->diskDel("KS0001");
    EXPECT_EQ(change().lastValue(), 90);
+}
+
+TEST_F(LifetimeMonitor, aZombieWatchesNoFurtherRecords) {
+   monitor_->vornDoZombieReactors(true);
+   smart_->deviceDataDel("KS0001");
+   nvme_->deviceDataDel("KS0001");
+   smart_->deviceDataIs("KS0001");
+   nvme_->deviceDataIs("KS0001");
+   life(91);
+   left(90);
+   EXPECT_TRUE(monitor_->deviceLifetimeChange.empty());
 }
 
 }  // namespace

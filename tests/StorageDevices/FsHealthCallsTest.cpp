@@ -1,10 +1,11 @@
 // Which call, and for which mount point, a host sees while the test of a file system makes it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <fcntl.h>
+#include <cerrno>
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthSm.h"
@@ -17,6 +18,8 @@ namespace {
 
 // "fsync: fsync of /mnt/drive", as they were made.
 std::vector<std::string> * seenCalls = nullptr;
+// What the next makings of a folder fail with; 0: they do not.
+int mkdirError = 0;
 
 void seen(char const * call) {
    Host::Activity const activity = Host::activity();
@@ -47,6 +50,10 @@ int unlink(char const * path) noexcept {
 
 int mkdir(char const * path, mode_t mode) noexcept {
    seen("mkdir");
+   if (mkdirError != 0) {
+      errno = mkdirError;
+      return -1;
+   }
    return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
@@ -92,6 +99,18 @@ TEST_F(FsHealthCalls, SoIsTheLookAtTheUse) {
    Host::traceSinkIs(nullptr);
    Host::traceLevelIs("StorageFsHealthSm", 0);
    EXPECT_EQ(calls, std::vector<std::string>{"statvfs of " + mountPoint});
+}
+
+TEST_F(FsHealthCalls, ASetupThatIsToBeTriedAgainIsCountedAndTriedAtTheNextTest) {
+   mkdirError = EAGAIN;
+   machine->start();
+   mkdirError = 0;
+   EXPECT_EQ(machine->eagainErrorCount(), 1U);
+   EXPECT_EQ(machine->nonSyslogErrorCount(), 0U);
+   EXPECT_FALSE(machine->syslogTriggered());
+   EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::idle});
+   Host::runFor(301);
+   EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::writeTest});
 }
 
 TEST_F(FsHealthCalls, AGoodTestLeavesNothingToWatch) {

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <random>
 #include <set>
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -23,6 +25,21 @@
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
 
+namespace {
+
+std::optional<struct statvfs> statvfsAnswer;
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" int statvfs(char const * path, struct statvfs * status) noexcept {
+   static auto const real = reinterpret_cast<decltype(&statvfs)>(dlsym(RTLD_NEXT, "statvfs"));
+   if (!statvfsAnswer)
+      return real(path, status);
+   *status = *statvfsAnswer;
+   return 0;
+}
+
 namespace StorageDevices {
 
 namespace {
@@ -36,6 +53,7 @@ constexpr double day = 86400;
 class FsHealth : public Support::VirtualTimeTest {
  protected:
    FsHealth() {
+      Host::turn();  // opens what the loop itself holds, whichever test is the first
       Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
    }
@@ -55,6 +73,19 @@ class FsHealth : public Support::VirtualTimeTest {
          result.push_back(message.arguments.size() == 6 ? message.arguments[0] + ": " + message.arguments[5]
                                                         : message.name + ": " + message.arguments[4]);
       return result;
+   }
+   // Starts a test and keeps its file open in a phase, as one that is never ready: every look at it is to be
+   // tried again.
+   int holdOpen(State::Value phase) {
+      auto const before = Support::openDescriptors();
+      reach(phase);
+      ops().lseekRetIs(-1);
+      ops().lseekErrnoIs(EAGAIN);
+      Host::runFor(2);
+      for (int const fd : Support::openDescriptors())
+         if (std::find(before.begin(), before.end(), fd) == before.end())
+            return fd;
+      return -1;
    }
    // Seconds until the test clock rings; -1: never.
    double nextTest() const {
@@ -144,6 +175,35 @@ TEST_F(FsHealth, tracesEachStep) {
    EXPECT_EQ(told, expected);
 }
 
+TEST_F(FsHealth, aNewTestHasNothingOfTheLastOne) {
+   ops().writeRetIs(-1);
+   ops().writeErrnoIs(EIO);
+   machine_->start();
+   Host::runFor(302);
+   EXPECT_TRUE(machine_->syslogTriggered());
+   ops().writeRetIs(0);
+   Host::runFor(day);
+   EXPECT_FALSE(machine_->syslogTriggered());
+   Host::runFor(600);
+   EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
+   EXPECT_NEAR(nextTest(), 300, 3) << "and does not pause for the failure of the last one";
+   Host::runFor(300);
+   EXPECT_EQ(state(), "writeTest");
+   EXPECT_FALSE(machine_->writeTestOk() || machine_->readTestOk());
+}
+
+TEST_F(FsHealth, goesPastThePageCache) {
+   for (State::Value const phase : {State::writeTest, State::readTest}) {
+      int const fd = holdOpen(phase);
+      ASSERT_GE(fd, 0);
+      int const access = phase == State::writeTest ? O_WRONLY : O_RDONLY;
+      EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_DIRECT | O_NONBLOCK), access | O_DIRECT | O_NONBLOCK);
+      EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+      machine_->stop();
+      ops().lseekRetIs(0);
+   }
+}
+
 TEST_F(FsHealth, itsTextIsABlockOfDigitsAndCapitals) {
    machine_->start();
    std::string const & text = machine_->cookieData().str();
@@ -181,6 +241,15 @@ TEST_F(FsHealth, aMountPointThatIsNotThereIsToldOnceAndWaitedForARestart) {
    machine_->stop();
    machine_->start();
    EXPECT_EQ(state(), "writeTest");
+}
+
+TEST_F(FsHealth, aMountPointThatIsGoneAtARestartStopsTheClock) {
+   machine_->start();
+   EXPECT_EQ(nextTest(), 300);
+   std::filesystem::remove_all(folder_.path());
+   machine_->start();
+   EXPECT_EQ(state(), "setup");
+   EXPECT_EQ(nextTest(), -1);
 }
 
 TEST_F(FsHealth, aFileIsNoMountPoint) {
@@ -335,6 +404,13 @@ TEST_P(FsHealthSteps, leaveNoDescriptorBehind) {
        << "a close that is made to fail does not close";
 }
 
+TEST_P(FsHealthSteps, mayMakeTheHostLetGoOfTheMachine) {
+   Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
+   failWith(EIO);
+   EXPECT_FALSE(machine_);
+   Host::runFor(day);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     All, FsHealthSteps,
     testing::Values(
@@ -347,6 +423,21 @@ INSTANTIATE_TEST_SUITE_P(
         Step{"readTest - lseek", State::readTest, &FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
         Step{"readTest - read", State::readTest, &FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs},
         Step{"readTest - close", State::readTest, &FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs}));
+
+TEST_F(FsHealth, allErrorsOfTheMediumAndNoOthersAreLogged) {
+   std::set<int> loggedErrors;
+   machine_->start();
+   for (int error = 0; error <= EHWPOISON; ++error) {
+      logs_.clear();
+      ops().openRetIs(-1);
+      ops().openErrnoIs(error);
+      Host::runFor(301);
+      if (!logs_.messages().empty())
+         loggedErrors.insert(error);
+      machine_->start();
+   }
+   EXPECT_EQ(loggedErrors, (std::set<int>{EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT}));
+}
 
 TEST_F(FsHealth, writingTestsAnyNegativeSeekAndReadingOnlyMinusOne) {
    reach(State::writeTest);
@@ -382,6 +473,13 @@ TEST_F(FsHealth, otherDataThanWasWrittenIsLoggedAndNeitherPausesNorStops) {
    EXPECT_NEAR(nextTest(), 300, 3);
 }
 
+TEST_F(FsHealth, everyByteThatWasWrittenIsCompared) {
+   reach(State::readTest);
+   std::fstream{cookie()}.seekp(blockSize - 1).put('*');
+   Host::runFor(2);
+   EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
+}
+
 TEST_F(FsHealth, nothingReadIsNotTakenForWhatWasWritten) {
    reach(State::readTest);
    ops().readRetIs(static_cast<std::int32_t>(blockSize));
@@ -405,6 +503,25 @@ TEST_F(FsHealth, stoppedInAPhaseItClosesItsFileAndStaysStopped) {
       EXPECT_EQ(state(), "cleanup");
       ops().lseekRetIs(0);
    }
+}
+
+TEST_F(FsHealth, destroyedInAPhaseItClosesItsFile) {
+   auto const before = Support::openDescriptors();
+   holdOpen(State::writeTest);
+   machine_ = nullptr;
+   EXPECT_EQ(Support::openDescriptors(), before);
+}
+
+TEST_F(FsHealth, aZombieHearsNothing) {
+   ops().utilChkRetIs(86);
+   reach(State::writeTest);
+   Host::runFor(1);
+   machine_->vornDoZombieReactors(true);
+   logs_.clear();
+   traces_.clear();
+   Host::runFor(day);
+   EXPECT_TRUE(traces_.lines().empty());
+   EXPECT_EQ(state(), "writeTest");
 }
 
 TEST_F(FsHealth, startedAgainItTestsWithNewText) {
@@ -468,6 +585,13 @@ TEST_F(FsHealth, warnsOnceWhenTheUseRisesAboveTheThreshold) {
    EXPECT_EQ(logged().size(), 2U);
 }
 
+TEST_F(FsHealth, theWarningMayMakeTheHostLetGoOfTheMachine) {
+   Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
+   ops().utilChkRetIs(86);
+   Host::runFor(day);
+   EXPECT_FALSE(machine_);
+}
+
 TEST_F(FsHealth, theWarningSays85WhateverTheThreshold) {
    machine_->highUtilThresholdIs(10);
    ops().utilChkRetIs(11);
@@ -512,6 +636,16 @@ TEST_F(FsHealth, aHostMayLetGoOfItWhileItIsBeingTold) {
       EXPECT_FALSE(machine_);
    }
    Host::logSinkIs(nullptr);
+}
+
+TEST_F(FsHealth, beforeItIsInitialisedItHearsNothing) {
+   machine_ = Pelm::make<FsHealthSm>(folder_.string().c_str(), blockSize, devices_);
+   machine_->handleTestClock();
+   machine_->doWriteTest();
+   machine_->doReadTest();
+   machine_->doUtilChk();
+   EXPECT_EQ(state(), "idle");
+   EXPECT_TRUE(traces_.lines().empty());
 }
 
 TEST(FsHealthSmState, hasNamesAndValues) {
@@ -609,6 +743,8 @@ class FsHealthSequences : public FsHealth {
          }
       }
       machine_->stop();
+      if (!isThere_)
+         moveFolder();
       EXPECT_GT(parkings_, 0);
    }
 
@@ -666,18 +802,16 @@ TEST_F(IoOps, makeFilesThatOthersMayRead) {
    EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
-TEST_F(IoOps, countReservedBlocksNeitherAsUsedNorAsAvailable) {
+TEST_F(IoOps, blocksReservedForTheSuperuserAreNeitherUsedNorFree) {
    Support::TraceRecorder const traces{{"StorageFsHealthSm", 7}};
-   struct statvfs status {};
-   ASSERT_EQ(statvfs(folder_.string().c_str(), &status), 0);
-   int const percent = ops_->getUtilPercent(Pelm::String{folder_.string()});
-   std::uint64_t const used = status.f_blocks - status.f_bfree;
-   EXPECT_NEAR(percent, used * 100 / (used + status.f_bavail), 1) << "others write here too";
-   ASSERT_EQ(traces.texts(7).size(), 1U);
-   std::string const text = traces.texts(7)[0];
-   EXPECT_TRUE(text.starts_with("getUtilPercent blks: " + std::to_string(status.f_blocks) + " free-blks: "))
-       << text;
-   EXPECT_NE(text.find(" blks-avail: "), std::string::npos) << text;
+   statvfsAnswer.emplace();
+   statvfsAnswer->f_blocks = 1000;
+   statvfsAnswer->f_bfree = 300;
+   statvfsAnswer->f_bavail = 250;
+   int const percent = ops_->getUtilPercent("/mnt/drive");
+   statvfsAnswer.reset();
+   EXPECT_EQ(percent, 73) << "700 of 950";
+   EXPECT_EQ(traces.texts(7), Texts{"getUtilPercent blks: 1000 free-blks: 300 blks-avail: 250"});
 }
 
 TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {

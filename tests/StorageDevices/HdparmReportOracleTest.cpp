@@ -1,8 +1,4 @@
 // The hand-written search against std::regex, and its cost on inputs on which std::regex fails.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <gtest/gtest.h>
 #include <pthread.h>
 

@@ -1,8 +1,4 @@
 // The readers of kernel lines against the expressions that they stand for, by std::regex.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <gtest/gtest.h>
 
 #include <array>

@@ -69,6 +69,14 @@ TEST_F(MountPoint, inOrderStartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
+TEST_F(MountPoint, inOrderLetsTheHealthTestRun) {
+   start();
+   Pelm::Ptr<FsHealthSm> const test = monitor_->fsHealthSm();
+   Host::runFor(700);
+   EXPECT_TRUE(test->readTestOk());
+   EXPECT_EQ(monitor_->fsHealthSm(), test);
+}
+
 TEST_F(MountPoint, notMountedHasTwelveChecksOfGrace) {
    helper_->answer.mounted = false;
    start();
@@ -162,6 +170,27 @@ TEST_F(MountPoint, aZombieHearsNothing) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
+TEST_F(MountPoint, itsHealthTestIsAZombieToo) {
+   start();
+   monitor_->vornDoZombieReactors(true);
+   Host::runFor(450);
+   EXPECT_FALSE(monitor_->fsHealthSm()->writeTestOk());
+}
+
+TEST_F(MountPoint, beforeItIsInitialisedNothingIsAsked) {
+   monitor_ = Pelm::make<MountPtMonitorSm>(folder_.string().c_str(), helper_, devices_);
+   monitor_->handleTestClock();
+   EXPECT_TRUE(helper_->asked.empty());
+}
+
+TEST_F(MountPoint, itsErrorMayMakeTheHostLetGoOfIt) {
+   start();
+   Host::logSinkIs([this](Host::LogMessage const &) { monitor_ = nullptr; });
+   helper_->answer.readOnly = true;
+   Host::runFor(300);
+   EXPECT_FALSE(monitor_);
+}
+
 class MountPoints : public Support::VirtualTimeTest {
  protected:
    MountPoints() {
@@ -208,6 +237,14 @@ TEST_F(MountPoints, areWatchedOnceEach) {
    EXPECT_EQ(traces_.texts(1), Texts{"Already have a monitoring SM for /mnt/flash, skipping"});
 }
 
+TEST_F(MountPoints, ofOneNameHaveOneHelper) {
+   plug("A", "/mnt/flash");
+   plug("B", "/mnt/flash");
+   watched();
+   EXPECT_EQ(helpers_.size(), 1U);
+   EXPECT_TRUE(traces_.errors().empty());
+}
+
 TEST_F(MountPoints, withoutANameAreWatchedToo) {
    plug("A", "");
    EXPECT_EQ(watched(), Texts{""});
@@ -215,6 +252,12 @@ TEST_F(MountPoints, withoutANameAreWatchedToo) {
 
 TEST_F(MountPoints, withoutTheMainFlashAreTraced) {
    EXPECT_EQ(watched(), Texts{});
+   EXPECT_EQ(traces_.errors(), Texts{"No monitoring state machine instantiated for /mnt/flash"});
+}
+
+TEST_F(MountPoints, withoutTheMainFlashButWithOthersAreTracedToo) {
+   plug("A", "/mnt/drive");
+   watched();
    EXPECT_EQ(traces_.errors(), Texts{"No monitoring state machine instantiated for /mnt/flash"});
 }
 

@@ -175,6 +175,16 @@ TEST_F(ErrWatcher, anErrorOfReadingEndsTheBurstAndIsTraced) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
+TEST_F(ErrWatcher, aShortLineHasNothingOfALongOneBeforeIt) {
+   start();
+   Sender const sender{path_};
+   ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
+   ASSERT_TRUE(sender.send("kernel: [1.2] ata3: "));
+   Host::turn();
+   EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] ata3: "), 1);
+   EXPECT_TRUE(traces_.errors().empty()) << "nothing more to read is no error";
+}
+
 TEST_F(ErrWatcher, anEmptyDatagramIsNoEnd) {
    start();
    Sender const sender{path_};
@@ -249,6 +259,16 @@ TEST_F(ErrWatcher, recordsWhatIsConnectedWithAllThatAMessageNeeds) {
    EXPECT_EQ(traces_.count(7, "handleDeviceAddRem add KS0001 ata2 to dev list"), 1);
 }
 
+TEST_F(ErrWatcher, recordsWhatIsConnectedLaterToo) {
+   start();
+   DiskFields{.name = "LATER", .blockDevice = "/dev/sdc", .devAddress = "3"}.writeTo(*devices_);
+   ASSERT_TRUE(record("LATER"));
+   EXPECT_EQ(record("LATER")->blockDevice(), "/dev/sdc");
+   EXPECT_EQ(record("LATER")->kernelDevName(), "sdc");
+   EXPECT_EQ(record("LATER")->model(), "Kestrel_S2");
+   EXPECT_EQ(record("LATER")->firmwareRevision(), "KF1.2");
+}
+
 TEST_F(ErrWatcher, removingARemovableDiskDeletesItsRecordAndAFixedOneIsCounted) {
    start();
    devices_->diskDel("VT01");
@@ -307,6 +327,15 @@ TEST_F(ErrWatcher, anErrorOfADiskThatIsGoneIsStillTold) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
+TEST_F(ErrWatcher, ofDisksThatAreGoneTheFirstRecordIsTaken) {
+   info_->fsListIs("first", "/dev/sdx", "ata9", false);
+   info_->fsListIs("second", "/dev/sdx", "ata9", false);
+   start();
+   line("ata9: hard resetting link");
+   ASSERT_EQ(logs_.messages().size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[1], "first");
+}
+
 TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
    mode_t const before = umask(0);
    start();
@@ -317,6 +346,33 @@ TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
    EXPECT_EQ(status.st_mode & 0777U, 0600U);
    EXPECT_TRUE(watcher_->initialized());
    EXPECT_EQ(traces_.texts(1), Texts{"Socket opened path" + path_});
+}
+
+TEST_F(ErrWatcher, itsSocketIsNotForItsChildren) {
+   start();
+   EXPECT_EQ(fcntl(watcher_->kMsgSockFd(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(ErrWatcher, isDestroyedOnce) {
+   start();
+   watcher_->handleDestruction();
+   EXPECT_EQ(watcher_->kMsgSockFd(), -1);
+   folder_.fileIs("kernelmessages", "somebody else's");
+   watcher_ = nullptr;
+   EXPECT_EQ(folder_.content("kernelmessages"), "somebody else's");
+   EXPECT_EQ(traces_.count(2, " close socket"), 1);
+}
+
+TEST_F(ErrWatcher, aPathIsCutToWhatAnAddressHolds) {
+   constexpr std::size_t most = 107;
+   std::string const longest = path_ + std::string(most - path_.size(), 'x');
+   for (std::string const & path : {longest, longest + "yz"}) {
+      path_ = path;
+      start();
+      EXPECT_TRUE(std::filesystem::exists(longest));
+      watcher_ = nullptr;
+      EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+   }
 }
 
 TEST_F(ErrWatcher, aStaleFileIsReplacedAndTheSocketGoesWithTheWatcher) {

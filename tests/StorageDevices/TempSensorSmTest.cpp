@@ -113,11 +113,56 @@ TEST_F(TemperatureSensor, anNvmeDriveIsReadFromItsSmartLogOnly) {
    EXPECT_EQ(threshold(), 20);
 }
 
+TEST_F(TemperatureSensor, aSmartReadingOfAnNvmeDriveLeavesItsThreshold) {
+   start();
+   nvme(40);
+   smart(90);
+   smart(30);
+   EXPECT_EQ(threshold(), 20);
+   EXPECT_EQ(shown(), 40);
+}
+
+TEST_F(TemperatureSensor, recordsOfBeforeTheStartAreFollowed) {
+   config_->tempSensorIs("DriveTemp2", "Drive 2", 70.0, 80.0);
+   fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
+   nvme(40);
+   smart(30, "S2");
+   start();
+   nvme(41);
+   smart(31, "S2");
+   EXPECT_EQ(shown("DriveTemp1"), 41);
+   EXPECT_EQ(shown("DriveTemp2"), 31);
+}
+
+TEST_F(TemperatureSensor, anNvmeRecordThatIsGoneIsNotHeard) {
+   start();
+   nvme(40);
+   Pelm::Ptr<DeviceNvmeData> const gone = nvme_->deviceData("S1");
+   nvme_->deviceDataDel("S1");
+   smart(35);
+   smart(40);
+   EXPECT_EQ(threshold(), 5);
+   gone->temperatureCelsiusIs({"temperature", 50});
+   EXPECT_EQ(threshold(), 5);
+   EXPECT_EQ(shown(), 40);
+}
+
 TEST_F(TemperatureSensor, anNvmeRecordNeverReadShowsNothing) {
    smart(90);
    nvme_->deviceDataIs("S1");
    start();
    EXPECT_FALSE(status()->temperature());
+}
+
+TEST_F(TemperatureSensor, aSmartRecordThatIsGoneIsNotHeard) {
+   smart(30);
+   start();
+   Pelm::Ptr<DeviceSmartData> const gone = smart_->deviceData("S1");
+   smart_->deviceDataDel("S1");
+   nvme(40);
+   nvme(75);
+   gone->temperatureCelsiusIs({});
+   EXPECT_EQ(shown(), 40) << "what is held back was not read again";
 }
 
 TEST_F(TemperatureSensor, anNvmeJumpIsHeldBackUntilASecondReadingAgrees) {
@@ -163,6 +208,14 @@ TEST_F(TemperatureSensor, onlyDrivesWithAConfiguredSensorHaveOne) {
    smart(35, "S4");
    EXPECT_EQ(dir_->entity.size(), 1U);
    EXPECT_EQ(monitor_->temperatureWrapper.size(), 1U);
+}
+
+TEST_F(TemperatureSensor, aSensorWithoutANameIsNone) {
+   config_->tempSensorIs("", "nameless", 70.0, 80.0);
+   fruConfig_->serialToSensorMapIs("S1", "");
+   smart(35);
+   start();
+   EXPECT_TRUE(dir_->entity.empty());
 }
 
 TEST_F(TemperatureSensor, aDriveThatComesBackIsShownAgain) {
@@ -226,6 +279,12 @@ TEST_F(TemperatureSensor, aSensorThatPassedToADriveWithoutAReadingShowsNone) {
    EXPECT_FALSE(status()->temperature());
 }
 
+TEST_F(TemperatureSensor, aSensorThatLeavesTheMapIsForgotten) {
+   start();
+   fruConfig_->serialToSensorMapDel("S1");
+   EXPECT_TRUE(monitor_->temperatureWrapper.empty());
+}
+
 TEST_F(TemperatureSensor, aNewValueWithoutTheOldOneIsAnError) {
    smart(35);
    start();
@@ -241,6 +300,20 @@ TEST_F(TemperatureSensor, aZombieHearsNothing) {
    fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
    EXPECT_EQ(shown(), 35);
    EXPECT_FALSE(status("DriveTemp2"));
+}
+
+TEST_F(TemperatureSensor, aZombieWatchesNoFurtherRecords) {
+   nvme(40);
+   start();
+   monitor_->vornDoZombieReactors(true);
+   nvme(41);
+   EXPECT_EQ(shown(), 40);
+   nvme_->deviceDataDel("S1");
+   nvme_->deviceDataIs("S1");
+   nvme(42);
+   nvme_->deviceDataDel("S1");
+   smart(43);
+   EXPECT_EQ(shown(), 40);
 }
 
 // The environment model itself.
@@ -282,6 +355,20 @@ TEST_F(Sensor, aHeldBackReadingMustBeAgreedWithByTheNext) {
    EXPECT_EQ(read(75), 75);
 }
 
+TEST_F(Sensor, aForcedReadingNeedsNoAgreement) {
+   EXPECT_EQ(read(30), 30);
+   updateEnvTempSensorStatus(-40.0, 140.0, 90, true, *config_, *status_, *wrapper_);
+   EXPECT_EQ(status_->temperature()->value(), 90);
+   updateEnvTempSensorStatus(-40.0, 140.0, 150, true, *config_, *status_, *wrapper_);
+   EXPECT_EQ(status_->temperature()->value(), 90) << "but must be in the range";
+}
+
+TEST_F(Sensor, aReadingOutsideOfTheRangeStillTellsTheRange) {
+   read(200);
+   EXPECT_EQ(status_->minTemperature(), Units::Celsius{-40});
+   EXPECT_EQ(status_->maxTemperature(), Units::Celsius{140});
+}
+
 TEST_F(Sensor, aReadingAtTheThresholdIsRealistic) {
    EXPECT_EQ(read(30), 30);
    EXPECT_EQ(read(50), 50);
@@ -297,6 +384,8 @@ TEST_F(Sensor, alarmsFromTheConfiguredTemperaturesOnAndEndTwoDegreesBelow) {
    EXPECT_EQ(alarmAt(78), "critical");
    EXPECT_EQ(alarmAt(77.9), "overheat");
    EXPECT_EQ(alarmAt(79), "overheat");
+   EXPECT_EQ(alarmAt(95), "critical");
+   EXPECT_EQ(alarmAt(69), "overheat") << "critical was overheat too";
    EXPECT_EQ(alarmAt(95), "critical");
    EXPECT_EQ(alarmAt(20), "none");
 }

@@ -121,6 +121,24 @@ TEST_F(MountTable, aBlockSizeThatIsNoneIsNotKnown) {
    EXPECT_EQ(seenAt("/mnt/2"), "/dev/word 0");
 }
 
+TEST_F(MountTable, theSmallestBlockSizeIsEightBytes) {
+   device("small", "7:0", "8");
+   mount("7:0", "/mnt/a", "rw", "ext4", "/dev/x", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/small 8");
+}
+
+TEST_F(MountTable, aDeviceThatSysfsDoesNotKnowKeepsTheNameOfTheTable) {
+   mount("8:99", "/mnt/a", "rw", "ext4", "/dev/sda99", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda99 0");
+}
+
+TEST_F(MountTable, aSourceWithAFolderIsNotLookedUp) {
+   mount("0:40", "/mnt/a", "rw", "btrfs", "/dev/sda/sda1", "rw");
+   mount("0:41", "/mnt/b", "rw", "fuse", "/xxx/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda/sda1 0");
+   EXPECT_EQ(seenAt("/mnt/b"), "/xxx/sda1 0");
+}
+
 TEST_F(MountTable, escapedNamesAreRead) {
    mount("8:1", "/mnt/my\\040drive", "rw", "ext4", "/dev/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/my drive"), "/dev/sda1 512");
@@ -139,6 +157,20 @@ TEST_F(MountTable, aMapperNodeIsMadeOfTheDevicesBelowIt) {
              (std::vector<std::string>{"/dev/dm-1", "/dev/dm-0", "/dev/sda1"}));
    EXPECT_TRUE(Mounts::devicesBelow("/dev/sda1").empty());
    EXPECT_TRUE(Mounts::devicesBelow("/dev/dm-9").empty());
+}
+
+TEST_F(MountTable, theDevicesBelowAreInTheOrderOfTheirNames) {
+   std::vector<std::string> expected;
+   for (int i = 10; i < 30; ++i) {
+      fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves" / ("sd" + std::to_string(i)));
+      expected.push_back("/dev/sd" + std::to_string(i));
+   }
+   EXPECT_EQ(Mounts::devicesBelow("/dev/dm-0"), expected);
+}
+
+TEST_F(MountTable, onlyAMapperNodeHasDevicesBelowIt) {
+   fs::create_directories(folder_.path() / "sys/devices/nvme0n1/slaves/sda");
+   EXPECT_TRUE(Mounts::devicesBelow("/dev/nvme0n1").empty());
 }
 
 TEST_F(MountTable, aHelperOfTheHostsMakingIsUsed) {
