@@ -44,7 +44,7 @@ bool hasControlCharacters(std::string_view text) {
    });
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
    std::string const shortened = cutToWidth(escaped(text.substr(0, maxText)), maxShown);
    return "\"" + shortened + "\"";
 }
@@ -118,7 +118,7 @@ void ConfigValue::fail(std::string const & what) const {
 std::string ConfigValue::shown() const {
    toml::node const & node = nodeOf(node_);
    if (auto const * text = node.as_string())
-      return quoted(text->get());
+      return inQuotes(text->get());
    if (node.is_table())
       return "a table";
    if (node.is_array())
@@ -180,7 +180,7 @@ double ConfigValue::number(double min, double max, std::string const & what) con
 }
 
 std::string ConfigValue::childPath(std::string_view key) const {
-   std::string const name = isBareKey(key) ? cutToWidth(key, maxShown) : quoted(key);
+   std::string const name = isBareKey(key) ? cutToWidth(key, maxShown) : inQuotes(key);
    return path_.empty() ? name : path_ + "." + name;
 }
 

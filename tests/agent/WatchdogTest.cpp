@@ -33,6 +33,7 @@ class ThreadsWatchdog : public testing::Test {
       EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
       log = std::make_unique<StderrLog>(ends[1]);
       setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
+      Host::turn(0);  // what the loop did last, whoever ran it, was just now
    }
    ~ThreadsWatchdog() override {
       log.reset();
