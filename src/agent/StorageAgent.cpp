@@ -7,6 +7,7 @@
 
 #include "agent/HelperPrograms.h"
 #include "agent/LivenessDocument.h"
+#include "agent/Metrics.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
 #include "runtime/host/Loop.h"
@@ -104,11 +105,19 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
       return messages(request);
    if (request.path == "/healthz") {
       // That it is answered at all is the proof of life: a loop that is held does not answer.
-      return {
-          200, "application/json",
-          livenessDocument(Host::monotonicSeconds() - lastTurn_, watchdog_ ? watchdog_->holds() : Holds{})};
+      return {200, "application/json", livenessDocument(lastTurnAge(), holds())};
    }
-   return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages or /healthz\n"};
+   if (request.path == "/metrics")
+      return {200, metricsType, metricsText(lastTurnAge(), holds())};
+   return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
+}
+
+double StorageAgent::lastTurnAge() const {
+   return Host::monotonicSeconds() - lastTurn_;
+}
+
+Holds StorageAgent::holds() const {
+   return watchdog_ ? watchdog_->holds() : Holds{};
 }
 
 HttpAnswer StorageAgent::state(HttpRequest const & request) const {

@@ -37,6 +37,8 @@ class StorageAgent {
 
  private:
    static Pelm::Ptr<Brul::ChildProcessTrackerSm> trackerOf(Config const & config, StderrLog & log);
+   double lastTurnAge() const;  // seconds
+   Holds holds() const;
    HttpAnswer state(HttpRequest const & request) const;
    HttpAnswer messages(HttpRequest const & request) const;
 

@@ -87,6 +87,9 @@ TEST_F(HeldLoopTest, ADiskThatDoesNotAnswerIsNamedWithTheCallThatWaitsForIt) {
    EXPECT_STREQ(last["path"].GetString(), "/mnt/drive");
    EXPECT_GE(last["seconds"].GetDouble(), 5);
    EXPECT_EQ(last["seconds"].GetDouble(), document["holds"]["longestSeconds"].GetDouble());
+   std::string const metrics = Agent::askAgent(socket, "/metrics");
+   EXPECT_NE(metrics.find("\nstoragedevices_loop_holds_total 1.0"), std::string::npos) << metrics;
+   EXPECT_NE(metrics.find("{operation=\"fsync\",path=\"/mnt/drive\"} "), std::string::npos) << metrics;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
