@@ -29,6 +29,9 @@ destination = "stderr"
 time_scale = {TIME_SCALE}.0
 """
 
+# What a test may say whose file another test has replaced.
+SHARED_FILE = (("readTest - open", "No such file or directory"), ("readTest - read", "data doesn't match"))
+
 
 class FileSystemScenario(FileSystemChecks):
     """Each disk has its own fate, some of them one after the other; the day after the errors is waited for once."""
@@ -194,12 +197,11 @@ class FileSystemScenario(FileSystemChecks):
         return [m for m in self._errors() if (m["arguments"][0], m["arguments"][-1]) == ("mountPtCheck", error)]
 
     def _check_exchange(self) -> None:
-        before = self._told(VFAT)
         self._systems.mount_over(VFAT, EXT4)
         self._report.becomes(
             "another device mounted in its place is told",
-            lambda: self._told(VFAT),
-            [*before, ("mountPtCheck", "device was disconnected and changed")],
+            lambda: ("mountPtCheck", "device was disconnected and changed") in self._told(VFAT),
+            True,
             FOLLOW_SECONDS,
         )
         mount = self._mount(VFAT)
@@ -222,9 +224,10 @@ class FileSystemScenario(FileSystemChecks):
         full, changed = ("writeTest - write", NO_SPACE), ("mountPtCheck", "device was disconnected and changed")
         read_only = ("mountPtCheck", "mount point is read-only")
         for each, last in ((EXT4, read_only), (VFAT, changed)):
-            told = self._told(each)
+            # For a moment both test the same file, when one is mounted in the other's place too.
+            told = [error for error in self._told(each) if error not in SHARED_FILE]
             once = told[:1] == [full] and set(told[1:]) == {last}  # the latter again where the machine is slow
-            self._report.check(f"the errors of {each.name} are told", once, str(told))
+            self._report.check(f"the errors of {each.name} are told", once, str(self._told(each)))
             self._report.equal(f"all warnings of {each.name}", self._told(each, WARNING), [(EXCEEDED,)])
         self._check_names_of_pulled()
         self._report.equal("the loop watched all that it should", self._agent.log().count("VornPoller"), 0)
