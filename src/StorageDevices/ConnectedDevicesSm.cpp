@@ -1,7 +1,5 @@
 #include "StorageDevices/ConnectedDevicesSm.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <string_view>
 #include <utility>
@@ -260,26 +258,8 @@ void ConnectedDevicesSm::traceTwin(Pelm::String const & udevSerial, Pelm::String
                                  << known->blockDevice();
 }
 
-// Udev loses the properties of a disk that goes right after it was written to: the event tells its name
-// alone.
-Pelm::String ConnectedDevicesSm::serialOfGone(udev_device * device) const {
-   char const * const path = udev_device_get_syspath(device);
-   Pelm::String const node = udev_device_get_devnode(device);
-   if (node.empty() || !path || access(path, F_OK) == 0)
-      return {};
-   for (auto const & [udevSerial, collector] : diskInfoCollectorSm)
-      if (collector->device()->blockDevice() == node)
-         return udevSerial;
-   for (auto const & [udevSerial, name] : devices_->udevSerialToSerialMap)
-      if (auto const disk = devices_->disk(name); disk && disk->blockDevice() == node)
-         return udevSerial;
-   return {};
-}
-
 void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
-   Pelm::String udevSerial = CDevsUtil::udevSerial(device);
-   if (udevSerial.empty())
-      udevSerial = serialOfGone(device);
+   Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
    if (udevSerial.empty())
       return;
    diskInfoCollectorSmDel(udevSerial);

@@ -93,7 +93,6 @@ class ConnectedDevicesSm final : public Pelm::Node {
    void handleDisk(udev_device * device);
    void handleAddEvent(udev_device * device);
    void handleRemoveEvent(udev_device * device);
-   Pelm::String serialOfGone(udev_device * device) const;
    Pelm::Ptr<DiskInfoCollectorSm> collectorFor(udev_device * device, DeviceVerdict const & verdict) const;
    void traceTwin(Pelm::String const & udevSerial, Pelm::String const & node) const;
    void maybeInsertDisk(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk);
