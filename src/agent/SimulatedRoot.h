@@ -3,10 +3,8 @@
 //
 //    FOLDER/proc/self/mountinfo, FOLDER/sys    the mount table and its devices
 //    FOLDER/mnt/NAME                           what is mounted at /mnt/NAME
-//    FOLDER/io-results                         steps of the file system tests that do not really happen: a
-//    line
-//                                              "/mnt/NAME ATTRIBUTE VALUE" each, such as "/mnt/drive
-//                                              writeErrno 5"
+//    FOLDER/io-results                         what file system tests get instead, a line each:
+//                                              "/mnt/NAME ATTRIBUTE VALUE"
 #pragma once
 
 #include <optional>
