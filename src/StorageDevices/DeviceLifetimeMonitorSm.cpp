@@ -140,12 +140,9 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
-   // A disk that has gone has nothing to remember.
-   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
-   if (!disk)
-      return;
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
+   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
    std::int64_t const oldValue = change->lastValue();
    if (newValue == oldValue)
       return;
@@ -156,7 +153,7 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
    change->lastValueIs(newValue);
    change->timestampIs(now);
    change->lastBytesWrittenIs(newBytes);
-   Pelm::String const & name = disk->mountPoint();
+   Pelm::String const name = disk ? disk->mountPoint() : Pelm::String{};
    VORN_TRACE(traceHandle, 2) << " Lifetime changed from " << oldValue << " to " << newValue << " for "
                               << name << " SN: " << serial;
    if (oldValue == noFigure)
@@ -175,7 +172,7 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
    }
    // A counter that restarted has nothing to tell of the time before.
    std::uint64_t const bytes = newBytes > oldBytes ? newBytes - oldBytes : 0;
-   logFall(*change, *disk, bytes >> gigabyteShift, now - oldTime);
+   logFall(*change, disk.get(), bytes >> gigabyteShift, now - oldTime);
 }
 
 std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial) const {
@@ -184,12 +181,16 @@ std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial)
    return newest ? newest->bytesWritten : 0;
 }
 
-void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, ConnectedDisk const & disk,
+void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, ConnectedDisk const * disk,
                                       std::uint64_t gigabytes, Vorn::Seconds span) {
    Pelm::String const days = Vorn::valueToString(span.value() / 60 / 60 / 24);
    Pelm::String const written = Vorn::valueToString(gigabytes);
+   auto const textOf = [disk](Pelm::String const & (ConnectedDisk::*text)() const) {
+      return disk ? (disk->*text)() : Pelm::String{};
+   };
    auto const log = [&](auto & message) {
-      message(disk.mountPoint(), change.serial(), disk.model(), disk.firmwareRevision(), written, days);
+      message(textOf(&ConnectedDisk::mountPoint), change.serial(), textOf(&ConnectedDisk::model),
+              textOf(&ConnectedDisk::firmwareRevision), written, days);
    };
    if (change.numPastLogs() > informationalLogs || change.lastValue() < lowLife)
       log(logs.lifetimeWarning);

@@ -114,7 +114,7 @@ class DeviceLifetimeMonitorSm final : public Pelm::Node {
    void handleSmartRecord(Pelm::String const & serial);
    void handleNvmeRecord(Pelm::String const & serial);
    std::uint64_t bytesWritten(Pelm::String const & serial) const;
-   void logFall(DeviceLifetimeChange & change, ConnectedDisk const & disk, std::uint64_t gigabytes,
+   void logFall(DeviceLifetimeChange & change, ConnectedDisk const * disk, std::uint64_t gigabytes,
                 Vorn::Seconds span);
 
    Pelm::Ptr<ConnectedDevices> devices_;

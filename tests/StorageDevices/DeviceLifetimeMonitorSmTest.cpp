@@ -282,13 +282,20 @@ TEST_F(LifetimeMonitor, aDiskThatGoesIsForgotten) {
    settle();
    devices_->diskDel("KS0001");
    EXPECT_TRUE(monitor_->deviceLifetimeChange.empty());
-   life(12);
-   EXPECT_TRUE(monitor_->deviceLifetimeChange.empty()) << "a reading that comes after it";
    disk_.writeTo(*devices_);
    life(90);
    later(1);
    life(80);
    EXPECT_TRUE(logs_.messages().empty()) << "the first change of what came back";
+}
+
+TEST_F(LifetimeMonitor, aDiskThatIsNotConnectedIsNamedByItsSerialAlone) {
+   devices_->diskDel("KS0001");
+   settle();
+   later(1);
+   life(89);
+   ASSERT_EQ(names(), Texts{info});
+   EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"", "KS0001", "", "", "0", "1"}));
 }
 
 TEST_F(LifetimeMonitor, aZombieHearsNothing) {
