@@ -13,6 +13,7 @@
 #include "runtime/Vorn/Log.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
+#include "tests/support/PipedLog.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -20,29 +21,7 @@ namespace {
 Vorn::TraceHandle traceHandle{"StderrLogTest", true};
 constexpr Vorn::LogDescriptor lamp{"LAMP_OUT", "lamp %s is out", "", "", 4};
 
-class StderrLogTest : public Support::VirtualTimeTest {
- protected:
-   StderrLogTest() {
-      EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-      log = std::make_unique<Agent::StderrLog>(ends[1]);
-   }
-   ~StderrLogTest() override {
-      log.reset();
-      close(ends[0]);
-      close(ends[1]);
-   }
-
-   std::string written() const {
-      std::string text;
-      std::array<char, 65536> buffer{};
-      for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
-         text.append(buffer.data(), static_cast<std::size_t>(count));
-      return text;
-   }
-
-   std::array<int, 2> ends{};
-   std::unique_ptr<Agent::StderrLog> log;
-};
+class StderrLogTest : public Support::VirtualTimeTest, protected Support::PipedLog {};
 
 TEST_F(StderrLogTest, AMessageIsOneLineWithTimeSeverityAndName) {
    Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};

@@ -21,24 +21,20 @@
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/host/Loop.h"
 #include "tests/support/NotifySocket.h"
+#include "tests/support/PipedLog.h"
 
 namespace Agent {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ThreadsWatchdog : public testing::Test {
+class ThreadsWatchdog : public testing::Test, protected Support::PipedLog {
  protected:
    ThreadsWatchdog() {
-      EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-      log = std::make_unique<StderrLog>(ends[1]);
       setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
       Host::turn(0);  // what the loop did last, whoever ran it, was just now
    }
    ~ThreadsWatchdog() override {
-      log.reset();
-      close(ends[0]);
-      close(ends[1]);
       unsetenv("NOTIFY_SOCKET");
       unsetenv("WATCHDOG_USEC");
    }
@@ -57,18 +53,8 @@ class ThreadsWatchdog : public testing::Test {
             status >> std::hex >> mask;
       return (mask >> static_cast<unsigned>(signal - 1) & 1U) != 0;
    }
-   std::string written() const {
-      std::string text;
-      std::array<char, 65536> buffer{};
-      for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
-         text.append(buffer.data(), static_cast<std::size_t>(count));
-      return text;
-   }
-
    Support::TempDir folder;
    Support::NotifySocket socket{folder.string() + "/notify"};
-   std::array<int, 2> ends{};
-   std::unique_ptr<StderrLog> log;
 };
 
 TEST_F(ThreadsWatchdog, IsOneThreadThatTakesNoSignalsAndGoesAtOnce) {

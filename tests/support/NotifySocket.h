@@ -44,9 +44,8 @@ class NotifySocket {
          all.emplace_back(buffer.data(), static_cast<std::size_t>(size));
       return all;
    }
-   // Waits for the next; nothing after ten seconds.
-   std::string next() const {
-      constexpr int patience = 10000;
+   // Waits for the next, at most so many milliseconds; nothing then.
+   std::string next(int patience = 10000) const {
       pollfd ready{fd_, POLLIN, 0};
       std::array<char, 256> buffer{};
       if (poll(&ready, 1, patience) != 1)
