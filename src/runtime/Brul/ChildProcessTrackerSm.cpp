@@ -76,6 +76,10 @@ ChildProcessTrackerSm::~ChildProcessTrackerSm() {
    }
 }
 
+void ChildProcessTrackerSm::finishedRunIs(Pelm::Ptr<FinishedRun const> run) {
+   finishedRun.valueIs(std::move(run));
+}
+
 bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode) const {
    if (exitCode <= 0)
       return exitCode < 0;

@@ -49,7 +49,7 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
 
    // The latest run that ended; null before the first.
    Vorn::Attribute<Pelm::Ptr<FinishedRun const>, ChildProcessTrackerSm> finishedRun{*this, "finishedRun"};
-   void finishedRunIs(Pelm::Ptr<FinishedRun const> run) { finishedRun.valueIs(std::move(run)); }
+   void finishedRunIs(Pelm::Ptr<FinishedRun const> run);
 
    // Takes over a killed child whose owner does not wait for it: reaps it when it has died, which
    // may be long after when the kernel holds it. `pidfd` is closed here. `command` is that of a child

@@ -71,6 +71,22 @@ void PipedChildProcessSm::hasNotificationActiveIs(bool active) {
    exit_->notifyOnReadableIs(active);
 }
 
+void PipedChildProcessSm::argPush(Pelm::String value) {
+   arg.push(std::move(value));
+}
+void PipedChildProcessSm::argPop() {
+   arg.pop();
+}
+void PipedChildProcessSm::argPopAll() {
+   arg.popAll();
+}
+void PipedChildProcessSm::argIs(std::size_t index, Pelm::String value) {
+   arg.elementIs(index, std::move(value));
+}
+void PipedChildProcessSm::stateIs(State value) {
+   state.valueIs(value);
+}
+
 void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
    if (state() != State::idle)
       return;

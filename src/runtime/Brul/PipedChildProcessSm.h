@@ -44,10 +44,10 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
 
    // The command line; the first is the program, looked up on the tracker's tool path and PATH.
    Vorn::Queue<Pelm::String, PipedChildProcessSm> arg{*this, "arg"};
-   void argPush(Pelm::String value) { arg.push(std::move(value)); }
-   void argPop() { arg.pop(); }
-   void argPopAll() { arg.popAll(); }
-   void argIs(std::size_t index, Pelm::String value) { arg.elementIs(index, std::move(value)); }
+   void argPush(Pelm::String value);
+   void argPop();
+   void argPopAll();
+   void argIs(std::size_t index, Pelm::String value);
 
    // Runs the command, once; what is not captured goes to /dev/null. Nothing happens unless idle.
    void start(bool captureStdout, bool captureStderr);
@@ -68,7 +68,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    template <class T, class... Args>
    friend Pelm::Ptr<T> Pelm::make(Args &&... args);
 
-   void stateIs(State value) { state.valueIs(value); }
+   void stateIs(State value);
    bool launch(bool captureStdout, bool captureStderr);
    void handleStdout();
    void handleStderr();

@@ -47,8 +47,9 @@ struct NoKey {};
 template <class Key, class T>
 [[gnu::noinline, gnu::cold]] void enqueue(Pelm::Node const & notifier, Pelm::Publisher & publisher,
                                           Key const & key, Change<T> && change) {
-   Pelm::delivery.enqueue(
-       std::make_unique<PendingChangeOf<Key, T>>(notifier, publisher, key, std::move(change)));
+   // Not by std::make_unique, which every type of change would have to compile.
+   Pelm::delivery.enqueue(std::unique_ptr<Pelm::PendingChange>{
+       new PendingChangeOf<Key, T>{notifier, publisher, key, std::move(change)}});
 }
 
 // The change goes by reference: copied through registers, it would be read before its parts are written.

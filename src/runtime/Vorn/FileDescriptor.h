@@ -41,19 +41,7 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
 
  private:
    friend Poller;
-   // Does not touch the entity after the last of what it tells: those who are told may let go of it.
-   void handleReady(bool readable, bool writable) {
-      bool const tellReadable = readable && notifyOnReadable();
-      if (writable && notifyOnWritable()) [[unlikely]] {
-         Pelm::Ptr<FileDescriptor> const keepAlive{this};
-         if (tellReadable)
-            readableCount.valueIs(readableCount() + 1);
-         if (notifyOnWritable())
-            writableCount.valueIs(writableCount() + 1);
-      } else if (tellReadable) {
-         readableCount.valueIs(readableCount() + 1);
-      }
-   }
+   void handleReady(bool readable, bool writable);  // defined with the poller, its only caller
    void watch();
 
    Pelm::String name_;

@@ -32,6 +32,20 @@ unsigned wantedEvents(FileDescriptor const & descriptor) {
 
 }  // namespace
 
+// Does not touch the entity after the last of what it tells: those who are told may let go of it.
+inline void FileDescriptor::handleReady(bool readable, bool writable) {
+   bool const tellReadable = readable && notifyOnReadable();
+   if (writable && notifyOnWritable()) [[unlikely]] {
+      Pelm::Ptr<FileDescriptor> const keepAlive{this};
+      if (tellReadable)
+         readableCount.valueIs(readableCount() + 1);
+      if (notifyOnWritable())
+         writableCount.valueIs(writableCount() + 1);
+   } else if (tellReadable) {
+      readableCount.valueIs(readableCount() + 1);
+   }
+}
+
 Poller & Poller::instance() {
    static auto * const poller = new Poller;
    return *poller;

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
+#include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -52,19 +52,20 @@ class PreEolEmmcAttr : public EmmcAttr {
 };
 
 // What one chip said at its last good reading.
-class DeviceEmmcData : public Pelm::Node {
+class RUNTIME_API DeviceEmmcData : public Pelm::Node {
  public:
-   explicit DeviceEmmcData(Pelm::String name) : name_{std::move(name)} {}
+   explicit DeviceEmmcData(Pelm::String name);
+   ~DeviceEmmcData() override;
 
    // The chip's serial number, its key.
    Pelm::String const & name() const { return name_; }
 
    Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypA{*this, "lifetimeEstTypA"};
-   void lifetimeEstTypAIs(LifetimeEmmcAttr value) { lifetimeEstTypA.valueIs(value); }
+   void lifetimeEstTypAIs(LifetimeEmmcAttr value);
    Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypB{*this, "lifetimeEstTypB"};
-   void lifetimeEstTypBIs(LifetimeEmmcAttr value) { lifetimeEstTypB.valueIs(value); }
+   void lifetimeEstTypBIs(LifetimeEmmcAttr value);
    Vorn::Attribute<PreEolEmmcAttr, DeviceEmmcData> preEolInfo{*this, "preEolInfo"};
-   void preEolInfoIs(PreEolEmmcAttr value) { preEolInfo.valueIs(value); }
+   void preEolInfoIs(PreEolEmmcAttr value);
 
    HealthReading reading;
 
@@ -72,17 +73,17 @@ class DeviceEmmcData : public Pelm::Node {
    Pelm::String name_;
 };
 
-class EmmcData : public Pelm::Node {
+class RUNTIME_API EmmcData : public Pelm::Node {
  public:
+   EmmcData();
+   ~EmmcData() override;
+
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceEmmcData>, EmmcData> deviceData{*this, "deviceData"};
 
    // Creates the record of a name; one that is there already stays as it is.
-   void deviceDataIs(Pelm::String const & name) {
-      if (!deviceData.contains(name))
-         deviceData.memberIs(name, Pelm::make<DeviceEmmcData>(name));
-   }
-   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+   void deviceDataIs(Pelm::String const & name);
+   void deviceDataDel(Pelm::String const & name);
 };
 
 }  // namespace StorageDevices

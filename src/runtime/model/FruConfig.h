@@ -1,36 +1,36 @@
 // What the hardware unit is expected to carry, and where its files lie. Written by the host.
 #pragma once
 
-#include <utility>
-
+#include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Collection.h"
 
-class FruConfig : public Pelm::Node {
+class RUNTIME_API FruConfig : public Pelm::Node {
  public:
+   FruConfig();
+   ~FruConfig() override;
+
    // Directory of the appliance's files blockdev, multidrive and multidrive_src.
    Vorn::Attribute<Pelm::String, FruConfig> etcDir{*this, "etcDir", "/etc"};
-   void etcDirIs(Pelm::String value) { etcDir.valueIs(std::move(value)); }
+   void etcDirIs(Pelm::String value);
 
    // Directory of the mount-source files, one per mount name.
    Vorn::Attribute<Pelm::String, FruConfig> mountSourceDir{*this, "mountSourceDir", "/etc"};
-   void mountSourceDirIs(Pelm::String value) { mountSourceDir.valueIs(std::move(value)); }
+   void mountSourceDirIs(Pelm::String value);
 
    // The set of mount names (second fields of blockdev entries) at which the unit must carry a disk.
    struct Expected {
       bool operator==(Expected const &) const = default;
    };
    Vorn::Collection<Pelm::String, Expected, FruConfig> expectedMounts{*this, "expectedMounts"};
-   void expectedMountsIs(Pelm::String const & mount) { expectedMounts.memberIs(mount, {}); }
-   void expectedMountsDel(Pelm::String const & mount) { expectedMounts.memberDel(mount); }
-   void expectedMountsDelAll() { expectedMounts.memberDelAll(); }
+   void expectedMountsIs(Pelm::String const & mount);
+   void expectedMountsDel(Pelm::String const & mount);
+   void expectedMountsDelAll();
 
    // A drive's serial number to the name of its temperature sensor.
    Vorn::Collection<Pelm::String, Pelm::String, FruConfig> serialToSensorMap{*this, "serialToSensorMap"};
-   void serialToSensorMapIs(Pelm::String const & serial, Pelm::String sensor) {
-      serialToSensorMap.memberIs(serial, std::move(sensor));
-   }
-   void serialToSensorMapDel(Pelm::String const & serial) { serialToSensorMap.memberDel(serial); }
-   void serialToSensorMapDelAll() { serialToSensorMap.memberDelAll(); }
+   void serialToSensorMapIs(Pelm::String const & serial, Pelm::String sensor);
+   void serialToSensorMapDel(Pelm::String const & serial);
+   void serialToSensorMapDelAll();
 };

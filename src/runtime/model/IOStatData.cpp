@@ -27,4 +27,15 @@ Vorn::Optional<IOStat::Measurement> IOStat::topMeasurement() const {
    return (*this)[size() - 1];
 }
 
+IOStatData::IOStatData() = default;
+IOStatData::~IOStatData() = default;
+
+void IOStatData::ioStatDataIs(Pelm::String const & serial) {
+   if (!ioStat.contains(serial))
+      ioStat.memberIs(serial, Pelm::make<IOStat>());
+}
+void IOStatData::ioStatDataDel(Pelm::String const & serial) {
+   ioStat.memberDel(serial);
+}
+
 }  // namespace StorageDevices

@@ -54,17 +54,17 @@ class RUNTIME_API IOStat : public Pelm::Node {
    std::size_t end_ = 0;
 };
 
-class IOStatData : public Pelm::Node {
+class RUNTIME_API IOStatData : public Pelm::Node {
  public:
+   IOStatData();
+   ~IOStatData() override;
+
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<IOStat>, IOStatData> ioStat{*this, "ioStat"};
 
    // Creates the history of a disk; one that is there already stays as it is.
-   void ioStatDataIs(Pelm::String const & serial) {
-      if (!ioStat.contains(serial))
-         ioStat.memberIs(serial, Pelm::make<IOStat>());
-   }
-   void ioStatDataDel(Pelm::String const & serial) { ioStat.memberDel(serial); }
+   void ioStatDataIs(Pelm::String const & serial);
+   void ioStatDataDel(Pelm::String const & serial);
 };
 
 }  // namespace StorageDevices

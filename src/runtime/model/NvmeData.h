@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
+#include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -22,9 +22,10 @@ struct NvmeAttr {
 };
 
 // What one drive said at its last good reading.
-class DeviceNvmeData : public Pelm::Node {
+class RUNTIME_API DeviceNvmeData : public Pelm::Node {
  public:
-   explicit DeviceNvmeData(Pelm::String name) : name_{std::move(name)} {}
+   explicit DeviceNvmeData(Pelm::String name);
+   ~DeviceNvmeData() override;
 
    // The drive's serial number, its key.
    Pelm::String const & name() const { return name_; }
@@ -32,48 +33,48 @@ class DeviceNvmeData : public Pelm::Node {
    using Field = Vorn::Attribute<NvmeAttr, DeviceNvmeData>;
    // Bits of alarms; 0: none.
    Field criticalWarning{*this, "criticalWarning"};
-   void criticalWarningIs(NvmeAttr attr) { criticalWarning.valueIs(std::move(attr)); }
+   void criticalWarningIs(NvmeAttr attr);
    // Degrees Celsius; the log has kelvin.
    Field temperatureCelsius{*this, "temperatureCelsius"};
-   void temperatureCelsiusIs(NvmeAttr attr) { temperatureCelsius.valueIs(std::move(attr)); }
+   void temperatureCelsiusIs(NvmeAttr attr);
    // Percent.
    Field availableSpare{*this, "availableSpare"};
-   void availableSpareIs(NvmeAttr attr) { availableSpare.valueIs(std::move(attr)); }
+   void availableSpareIs(NvmeAttr attr);
    // Percent.
    Field availableSpareThreshold{*this, "availableSpareThreshold"};
-   void availableSpareThresholdIs(NvmeAttr attr) { availableSpareThreshold.valueIs(std::move(attr)); }
+   void availableSpareThresholdIs(NvmeAttr attr);
    // Percent of the rated life; may exceed 100.
    Field percentageUsed{*this, "percentageUsed"};
-   void percentageUsedIs(NvmeAttr attr) { percentageUsed.valueIs(std::move(attr)); }
+   void percentageUsedIs(NvmeAttr attr);
    // Units of 512,000 bytes.
    Field dataUnitsRead{*this, "dataUnitsRead"};
-   void dataUnitsReadIs(NvmeAttr attr) { dataUnitsRead.valueIs(std::move(attr)); }
+   void dataUnitsReadIs(NvmeAttr attr);
    // Units of 512,000 bytes.
    Field dataUnitsWritten{*this, "dataUnitsWritten"};
-   void dataUnitsWrittenIs(NvmeAttr attr) { dataUnitsWritten.valueIs(std::move(attr)); }
+   void dataUnitsWrittenIs(NvmeAttr attr);
    Field hostReadCommands{*this, "hostReadCommands"};
-   void hostReadCommandsIs(NvmeAttr attr) { hostReadCommands.valueIs(std::move(attr)); }
+   void hostReadCommandsIs(NvmeAttr attr);
    Field hostWriteCommands{*this, "hostWriteCommands"};
-   void hostWriteCommandsIs(NvmeAttr attr) { hostWriteCommands.valueIs(std::move(attr)); }
+   void hostWriteCommandsIs(NvmeAttr attr);
    // Minutes.
    Field controllerBusyTime{*this, "controllerBusyTime"};
-   void controllerBusyTimeIs(NvmeAttr attr) { controllerBusyTime.valueIs(std::move(attr)); }
+   void controllerBusyTimeIs(NvmeAttr attr);
    Field powerCycleCount{*this, "powerCycleCount"};
-   void powerCycleCountIs(NvmeAttr attr) { powerCycleCount.valueIs(std::move(attr)); }
+   void powerCycleCountIs(NvmeAttr attr);
    Field powerOnHours{*this, "powerOnHours"};
-   void powerOnHoursIs(NvmeAttr attr) { powerOnHours.valueIs(std::move(attr)); }
+   void powerOnHoursIs(NvmeAttr attr);
    Field unsafeShutdowns{*this, "unsafeShutdowns"};
-   void unsafeShutdownsIs(NvmeAttr attr) { unsafeShutdowns.valueIs(std::move(attr)); }
+   void unsafeShutdownsIs(NvmeAttr attr);
    Field mediaErrors{*this, "mediaErrors"};
-   void mediaErrorsIs(NvmeAttr attr) { mediaErrors.valueIs(std::move(attr)); }
+   void mediaErrorsIs(NvmeAttr attr);
    Field numErrLogEntries{*this, "numErrLogEntries"};
-   void numErrLogEntriesIs(NvmeAttr attr) { numErrLogEntries.valueIs(std::move(attr)); }
+   void numErrLogEntriesIs(NvmeAttr attr);
    // Minutes above the warning temperature.
    Field temperatureTimeWarning{*this, "temperatureTimeWarning"};
-   void temperatureTimeWarningIs(NvmeAttr attr) { temperatureTimeWarning.valueIs(std::move(attr)); }
+   void temperatureTimeWarningIs(NvmeAttr attr);
    // Minutes above the critical temperature.
    Field temperatureTimeCritical{*this, "temperatureTimeCritical"};
-   void temperatureTimeCriticalIs(NvmeAttr attr) { temperatureTimeCritical.valueIs(std::move(attr)); }
+   void temperatureTimeCriticalIs(NvmeAttr attr);
 
    HealthReading reading;
 
@@ -109,17 +110,17 @@ inline constexpr NvmeField nvmeFields[] = {
      &DeviceNvmeData::temperatureTimeCriticalIs},
 };
 
-class NvmeData : public Pelm::Node {
+class RUNTIME_API NvmeData : public Pelm::Node {
  public:
+   NvmeData();
+   ~NvmeData() override;
+
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceNvmeData>, NvmeData> deviceData{*this, "deviceData"};
 
    // Creates the record of a name; one that is there already stays as it is.
-   void deviceDataIs(Pelm::String const & name) {
-      if (!deviceData.contains(name))
-         deviceData.memberIs(name, Pelm::make<DeviceNvmeData>(name));
-   }
-   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+   void deviceDataIs(Pelm::String const & name);
+   void deviceDataDel(Pelm::String const & name);
 };
 
 }  // namespace StorageDevices

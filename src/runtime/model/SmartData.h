@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
+#include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -15,91 +15,79 @@
 namespace StorageDevices {
 
 // What one drive said at its last good reading.
-class DeviceSmartData : public Pelm::Node {
+class RUNTIME_API DeviceSmartData : public Pelm::Node {
  public:
-   explicit DeviceSmartData(Pelm::String name) : name_{std::move(name)} {}
+   explicit DeviceSmartData(Pelm::String name);
+   ~DeviceSmartData() override;
 
    // The drive's serial number, its key.
    Pelm::String const & name() const { return name_; }
 
    // The tool's overall verdict. Means nothing until `healthStatusRead`.
    Vorn::Attribute<bool, DeviceSmartData> healthStatusOk{*this, "healthStatusOk"};
-   void healthStatusOkIs(bool value) { healthStatusOk.valueIs(value); }
+   void healthStatusOkIs(bool value);
    // Whether the drive has ever given a verdict.
    Vorn::Attribute<bool, DeviceSmartData> healthStatusRead{*this, "healthStatusRead"};
-   void healthStatusReadIs(bool value) { healthStatusRead.valueIs(value); }
+   void healthStatusReadIs(bool value);
 
    // Whether every row of the table is within its threshold. Means nothing until `attrsRead`.
    Vorn::Attribute<bool, DeviceSmartData> allAttrsPassing{*this, "allAttrsPassing"};
-   void allAttrsPassingIs(bool value) { allAttrsPassing.valueIs(value); }
+   void allAttrsPassingIs(bool value);
    // Whether the drive has ever given a table.
    Vorn::Attribute<bool, DeviceSmartData> attrsRead{*this, "attrsRead"};
-   void attrsReadIs(bool value) { attrsRead.valueIs(value); }
+   void attrsReadIs(bool value);
 
    // The rows that no named field takes, by attribute number; of two with one number the later.
    Vorn::Collection<std::uint8_t, SmartAttr, DeviceSmartData> unknownAttr{*this, "unknownAttr"};
-   void unknownAttrIs(SmartAttr attr) {
-      std::uint8_t const id = attr.id;
-      unknownAttr.memberIs(id, std::move(attr));
-   }
-   void unknownAttrDel(std::uint8_t id) { unknownAttr.memberDel(id); }
-   void unknownAttrDelAll() { unknownAttr.memberDelAll(); }
+   void unknownAttrIs(SmartAttr attr);
+   void unknownAttrDel(std::uint8_t id);
+   void unknownAttrDelAll();
 
    using Field = Vorn::Attribute<OptionalSmartAttr, DeviceSmartData>;
    Field rawReadErrorRate{*this, "rawReadErrorRate"};
-   void rawReadErrorRateIs(OptionalSmartAttr attr) { rawReadErrorRate.valueIs(std::move(attr)); }
+   void rawReadErrorRateIs(OptionalSmartAttr attr);
    Field reallocatedSectorCount{*this, "reallocatedSectorCount"};
-   void reallocatedSectorCountIs(OptionalSmartAttr attr) { reallocatedSectorCount.valueIs(std::move(attr)); }
+   void reallocatedSectorCountIs(OptionalSmartAttr attr);
    Field powerOnHours{*this, "powerOnHours"};
-   void powerOnHoursIs(OptionalSmartAttr attr) { powerOnHours.valueIs(std::move(attr)); }
+   void powerOnHoursIs(OptionalSmartAttr attr);
    Field powerCycleCount{*this, "powerCycleCount"};
-   void powerCycleCountIs(OptionalSmartAttr attr) { powerCycleCount.valueIs(std::move(attr)); }
+   void powerCycleCountIs(OptionalSmartAttr attr);
    Field programFailCountTotal{*this, "programFailCountTotal"};
-   void programFailCountTotalIs(OptionalSmartAttr attr) { programFailCountTotal.valueIs(std::move(attr)); }
+   void programFailCountTotalIs(OptionalSmartAttr attr);
    Field programFailCountChip{*this, "programFailCountChip"};
-   void programFailCountChipIs(OptionalSmartAttr attr) { programFailCountChip.valueIs(std::move(attr)); }
+   void programFailCountChipIs(OptionalSmartAttr attr);
    Field wearLevelingCount{*this, "wearLevelingCount"};
-   void wearLevelingCountIs(OptionalSmartAttr attr) { wearLevelingCount.valueIs(std::move(attr)); }
+   void wearLevelingCountIs(OptionalSmartAttr attr);
    Field eraseFailCountTotal{*this, "eraseFailCountTotal"};
-   void eraseFailCountTotalIs(OptionalSmartAttr attr) { eraseFailCountTotal.valueIs(std::move(attr)); }
+   void eraseFailCountTotalIs(OptionalSmartAttr attr);
    Field eraseFailCountChip{*this, "eraseFailCountChip"};
-   void eraseFailCountChipIs(OptionalSmartAttr attr) { eraseFailCountChip.valueIs(std::move(attr)); }
+   void eraseFailCountChipIs(OptionalSmartAttr attr);
    Field usedReserveBlockCountChip{*this, "usedReserveBlockCountChip"};
-   void usedReserveBlockCountChipIs(OptionalSmartAttr attr) {
-      usedReserveBlockCountChip.valueIs(std::move(attr));
-   }
+   void usedReserveBlockCountChipIs(OptionalSmartAttr attr);
    Field reportedUncorrectableErrorCount{*this, "reportedUncorrectableErrorCount"};
-   void reportedUncorrectableErrorCountIs(OptionalSmartAttr attr) {
-      reportedUncorrectableErrorCount.valueIs(std::move(attr));
-   }
+   void reportedUncorrectableErrorCountIs(OptionalSmartAttr attr);
    Field unexpectedPowerOffCount{*this, "unexpectedPowerOffCount"};
-   void unexpectedPowerOffCountIs(OptionalSmartAttr attr) {
-      unexpectedPowerOffCount.valueIs(std::move(attr));
-   }
+   void unexpectedPowerOffCountIs(OptionalSmartAttr attr);
    Field temperatureCelsius{*this, "temperatureCelsius"};
-   void temperatureCelsiusIs(OptionalSmartAttr attr) { temperatureCelsius.valueIs(std::move(attr)); }
+   void temperatureCelsiusIs(OptionalSmartAttr attr);
    Field hardwareEccRecovered{*this, "hardwareEccRecovered"};
-   void hardwareEccRecoveredIs(OptionalSmartAttr attr) { hardwareEccRecovered.valueIs(std::move(attr)); }
+   void hardwareEccRecoveredIs(OptionalSmartAttr attr);
    Field reallocationEventCount{*this, "reallocationEventCount"};
-   void reallocationEventCountIs(OptionalSmartAttr attr) { reallocationEventCount.valueIs(std::move(attr)); }
+   void reallocationEventCountIs(OptionalSmartAttr attr);
    Field currentPendingSectorCount{*this, "currentPendingSectorCount"};
-   void currentPendingSectorCountIs(OptionalSmartAttr attr) {
-      currentPendingSectorCount.valueIs(std::move(attr));
-   }
+   void currentPendingSectorCountIs(OptionalSmartAttr attr);
    Field offlineUncorrectableSectorCount{*this, "offlineUncorrectableSectorCount"};
-   void offlineUncorrectableSectorCountIs(OptionalSmartAttr attr) {
-      offlineUncorrectableSectorCount.valueIs(std::move(attr));
-   }
+   void offlineUncorrectableSectorCountIs(OptionalSmartAttr attr);
    Field udmaCrcErrorCount{*this, "udmaCrcErrorCount"};
-   void udmaCrcErrorCountIs(OptionalSmartAttr attr) { udmaCrcErrorCount.valueIs(std::move(attr)); }
+   void udmaCrcErrorCountIs(OptionalSmartAttr attr);
    Field availableReservedSpace{*this, "availableReservedSpace"};
-   void availableReservedSpaceIs(OptionalSmartAttr attr) { availableReservedSpace.valueIs(std::move(attr)); }
+   void availableReservedSpaceIs(OptionalSmartAttr attr);
    Field totalLbasWritten{*this, "totalLbasWritten"};
-   void totalLbasWrittenIs(OptionalSmartAttr attr) { totalLbasWritten.valueIs(std::move(attr)); }
+   void totalLbasWrittenIs(OptionalSmartAttr attr);
    Field totalLbasRead{*this, "totalLbasRead"};
-   void totalLbasReadIs(OptionalSmartAttr attr) { totalLbasRead.valueIs(std::move(attr)); }
+   void totalLbasReadIs(OptionalSmartAttr attr);
    Field lifetimeRemaining{*this, "lifetimeRemaining"};
-   void lifetimeRemainingIs(OptionalSmartAttr attr) { lifetimeRemaining.valueIs(std::move(attr)); }
+   void lifetimeRemainingIs(OptionalSmartAttr attr);
 
    // Empties the named fields and the unknown attributes.
    void clearAttrs();
@@ -144,24 +132,17 @@ inline constexpr SmartField smartFields[] = {
     {&DeviceSmartData::lifetimeRemaining, &DeviceSmartData::lifetimeRemainingIs},
 };
 
-inline void DeviceSmartData::clearAttrs() {
-   for (SmartField const & field : smartFields)
-      if ((this->*field.cell)())
-         (this->*field.set)({});
-   unknownAttrDelAll();
-}
-
-class SmartData : public Pelm::Node {
+class RUNTIME_API SmartData : public Pelm::Node {
  public:
+   SmartData();
+   ~SmartData() override;
+
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceSmartData>, SmartData> deviceData{*this, "deviceData"};
 
    // Creates the record of a name; one that is there already stays as it is.
-   void deviceDataIs(Pelm::String const & name) {
-      if (!deviceData.contains(name))
-         deviceData.memberIs(name, Pelm::make<DeviceSmartData>(name));
-   }
-   void deviceDataDel(Pelm::String const & name) { deviceData.memberDel(name); }
+   void deviceDataIs(Pelm::String const & name);
+   void deviceDataDel(Pelm::String const & name);
 };
 
 }  // namespace StorageDevices

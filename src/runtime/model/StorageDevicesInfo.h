@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
+#include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -11,14 +11,11 @@
 #include "runtime/Vorn/Seconds.h"
 
 // The record of one device. It outlives the disconnection of a fixed device.
-class StorageDevErrorSyslogInfo : public Pelm::Node {
+class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
  public:
    StorageDevErrorSyslogInfo(Pelm::String name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
-                             bool removable)
-       : name_{std::move(name)},
-         blockDevice_{std::move(blockDevice)},
-         interfaceAndAddress_{std::move(interfaceAndAddress)},
-         removable_{removable} {}
+                             bool removable);
+   ~StorageDevErrorSyslogInfo() override;
 
    // The device's serial number, its key.
    Pelm::String const & name() const { return name_; }
@@ -31,19 +28,19 @@ class StorageDevErrorSyslogInfo : public Pelm::Node {
 
    // The block device without its directory.
    Attribute<Pelm::String> kernelDevName{*this, "kernelDevName"};
-   void kernelDevNameIs(Pelm::String value) { kernelDevName.valueIs(std::move(value)); }
+   void kernelDevNameIs(Pelm::String value);
    Attribute<Pelm::String> model{*this, "model"};
-   void modelIs(Pelm::String value) { model.valueIs(std::move(value)); }
+   void modelIs(Pelm::String value);
    Attribute<Pelm::String> firmwareRevision{*this, "firmwareRevision"};
-   void firmwareRevisionIs(Pelm::String value) { firmwareRevision.valueIs(std::move(value)); }
+   void firmwareRevisionIs(Pelm::String value);
 
    // UTC of the last message about this device; 0: there was none.
    Attribute<Vorn::Seconds> syslogTimestamp{*this, "syslogTimestamp"};
-   void syslogTimestampIs(Vorn::Seconds value) { syslogTimestamp.valueIs(value); }
+   void syslogTimestampIs(Vorn::Seconds value);
 
    // How often the fixed device has gone.
    Attribute<std::uint32_t> disconnectCount{*this, "disconnectCount"};
-   void disconnectCountInc(std::uint32_t n) { disconnectCount.valueIs(disconnectCount() + n); }
+   void disconnectCountInc(std::uint32_t n);
 
  private:
    Pelm::String name_;
@@ -52,17 +49,16 @@ class StorageDevErrorSyslogInfo : public Pelm::Node {
    bool removable_;
 };
 
-class StorageDevicesInfo : public Pelm::Node {
+class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
  public:
+   StorageDevicesInfo();
+   ~StorageDevicesInfo() override;
+
    Vorn::Collection<Pelm::String, Pelm::Ptr<StorageDevErrorSyslogInfo>, StorageDevicesInfo> fsList{*this,
                                                                                                    "fsList"};
 
    // Creates the record of a name; one that is there already stays as it is.
    void fsListIs(Pelm::String const & name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
-                 bool removable) {
-      if (!fsList.contains(name))
-         fsList.memberIs(name, Pelm::make<StorageDevErrorSyslogInfo>(
-                                   name, std::move(blockDevice), std::move(interfaceAndAddress), removable));
-   }
-   void fsListDel(Pelm::String const & name) { fsList.memberDel(name); }
+                 bool removable);
+   void fsListDel(Pelm::String const & name);
 };

@@ -1,6 +1,7 @@
 #include "runtime/model/Temperature.h"
 
 #include <cmath>
+#include <utility>
 
 namespace Environment::Temperature {
 
@@ -28,6 +29,41 @@ void show(double reading, TempSensorConfig const & config, TempSensorStatus & st
 }
 
 }  // namespace
+
+Config::Config() = default;
+Config::~Config() = default;
+
+void Config::tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
+                          Units::Celsius critical) {
+   tempSensor.memberIs(name,
+                       Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical));
+}
+void Config::tempSensorDel(Pelm::String const & name) {
+   tempSensor.memberDel(name);
+}
+
+TempSensorStatus::TempSensorStatus(Pelm::String name) : name_{std::move(name)} {}
+TempSensorStatus::~TempSensorStatus() = default;
+
+void TempSensorStatus::temperatureIs(Vorn::Optional<Units::Celsius> value) {
+   temperature.valueIs(value);
+}
+void TempSensorStatus::minTemperatureIs(Units::Celsius value) {
+   minTemperature.valueIs(value);
+}
+void TempSensorStatus::maxTemperatureIs(Units::Celsius value) {
+   maxTemperature.valueIs(value);
+}
+void TempSensorStatus::alarmIs(Alarm value) {
+   alarm.valueIs(value);
+}
+
+TemperatureWrapper::TemperatureWrapper(Pelm::String name) : name_{std::move(name)} {}
+TemperatureWrapper::~TemperatureWrapper() = default;
+
+void TemperatureWrapper::unrealisticTempChangeThresholdIs(Units::Celsius value) {
+   unrealisticTempChangeThreshold.valueIs(value);
+}
 
 bool TemperatureWrapper::isNear(Units::Celsius a, Units::Celsius b) const {
    return std::abs(a.value() - b.value()) <= unrealisticTempChangeThreshold().value();

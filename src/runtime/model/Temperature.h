@@ -38,7 +38,7 @@ class Celsius {
 namespace Environment::Temperature {
 
 // What the unit's description says of one sensor.
-class TempSensorConfig : public Pelm::Node {
+class RUNTIME_API TempSensorConfig : public Pelm::Node {
  public:
    TempSensorConfig(Pelm::String name, Pelm::String description, Units::Celsius overheat,
                     Units::Celsius critical)
@@ -61,15 +61,15 @@ class TempSensorConfig : public Pelm::Node {
 };
 
 // The configured sensors. Written by the host.
-class Config : public Pelm::Node {
+class RUNTIME_API Config : public Pelm::Node {
  public:
+   Config();
+   ~Config() override;
+
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
    void tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
-                     Units::Celsius critical) {
-      tempSensor.memberIs(
-          name, Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical));
-   }
-   void tempSensorDel(Pelm::String const & name) { tempSensor.memberDel(name); }
+                     Units::Celsius critical);
+   void tempSensorDel(Pelm::String const & name);
 };
 
 // What one sensor reads.
@@ -85,19 +85,20 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    template <class T>
    using Attribute = Vorn::Attribute<T, TempSensorStatus>;
 
-   explicit TempSensorStatus(Pelm::String name) : name_{std::move(name)} {}
+   explicit TempSensorStatus(Pelm::String name);
+   ~TempSensorStatus() override;
    Pelm::String const & name() const { return name_; }
 
    // The latest reading that was accepted; empty before the first.
    Attribute<Vorn::Optional<Units::Celsius>> temperature{*this, "temperature"};
-   void temperatureIs(Vorn::Optional<Units::Celsius> value) { temperature.valueIs(value); }
+   void temperatureIs(Vorn::Optional<Units::Celsius> value);
    // The range in which a reading is one.
    Attribute<Units::Celsius> minTemperature{*this, "minTemperature"};
-   void minTemperatureIs(Units::Celsius value) { minTemperature.valueIs(value); }
+   void minTemperatureIs(Units::Celsius value);
    Attribute<Units::Celsius> maxTemperature{*this, "maxTemperature"};
-   void maxTemperatureIs(Units::Celsius value) { maxTemperature.valueIs(value); }
+   void maxTemperatureIs(Units::Celsius value);
    Attribute<Alarm> alarm{*this, "alarm", Alarm::none};
-   void alarmIs(Alarm value) { alarm.valueIs(value); }
+   void alarmIs(Alarm value);
 
  private:
    Pelm::String name_;
@@ -106,15 +107,14 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
 // What is remembered of a sensor's readings, to tell a real change from a bad reading.
 class RUNTIME_API TemperatureWrapper : public Pelm::Node {
  public:
-   explicit TemperatureWrapper(Pelm::String name) : name_{std::move(name)} {}
+   explicit TemperatureWrapper(Pelm::String name);
+   ~TemperatureWrapper() override;
    Pelm::String const & name() const { return name_; }
 
    // A reading further than this from the last good one is not believed until a second one agrees.
    Vorn::Attribute<Units::Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
        *this, "unrealisticTempChangeThreshold", 20.0};
-   void unrealisticTempChangeThresholdIs(Units::Celsius value) {
-      unrealisticTempChangeThreshold.valueIs(value);
-   }
+   void unrealisticTempChangeThresholdIs(Units::Celsius value);
 
    // Whether to believe a reading. `believed` is called later with one that is not believed yet, when no
    // other has come for five minutes: drives tell their temperature when it changes, so that silence agrees.
