@@ -6,7 +6,8 @@ from typing import TypeVar
 
 T = TypeVar("T")
 
-POLL_SECONDS = 0.25
+# Every look costs the guest work that what is waited for could use: seldom, where it takes long.
+FIRST_PAUSE, LONGEST_PAUSE = 0.1, 1.0
 DETAIL_LENGTH = 600
 
 
@@ -53,8 +54,10 @@ class Report:
 def wait_until(read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
     """Reads until it holds or the time is up; answers what was read last."""
     deadline = time.monotonic() + seconds
+    pause = FIRST_PAUSE
     value = read()
     while not holds(value) and time.monotonic() < deadline:
-        time.sleep(POLL_SECONDS)
+        time.sleep(pause)
+        pause = min(1.5 * pause, LONGEST_PAUSE)
         value = read()
     return value
