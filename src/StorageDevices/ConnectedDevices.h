@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "StorageDevices/ConnectedDisk.h"
 #include "runtime/Pelm/Node.h"
@@ -20,17 +21,27 @@ class ConnectedDevices : public Pelm::Node {
    void diskIs(Pelm::String const & name, EntityMib::StorageType mibType, Pelm::String const & blockDevice,
                Pelm::String const & mountPoint, Pelm::String const & model,
                Pelm::String const & firmwareRevision, bool removable, ConnectedDisk::BusType busType,
-               Pelm::String const & devAddress, std::uint32_t sizeGb);
-   void diskDel(Pelm::String const & name);
-   void diskDelAll();
+               Pelm::String const & devAddress, std::uint32_t sizeGb) {
+      auto record = Pelm::make<ConnectedDisk const>(name, mibType, blockDevice, mountPoint, model,
+                                                    firmwareRevision, removable, busType, devAddress, sizeGb);
+      Pelm::Ptr<ConnectedDisk const> const stored = disk(name);
+      if (!stored || !stored->isEq(*record))
+         disk.memberIs(name, std::move(record));
+   }
+   void diskDel(Pelm::String const & name) { disk.memberDel(name); }
+   void diskDelAll() { disk.memberDelAll(); }
 
    // The serial under which udev knows a device to the device's current name. A removal event knows
    // only the former.
    Vorn::Collection<Pelm::String, Pelm::String, ConnectedDevices> udevSerialToSerialMap{
        *this, "udevSerialToSerialMap"};
-   void udevSerialToSerialMapIs(Pelm::String const & udevSerial, Pelm::String const & serial);
-   void udevSerialToSerialMapDel(Pelm::String const & udevSerial);
-   void udevSerialToSerialMapDelAll();
+   void udevSerialToSerialMapIs(Pelm::String const & udevSerial, Pelm::String const & serial) {
+      udevSerialToSerialMap.memberIs(udevSerial, serial);
+   }
+   void udevSerialToSerialMapDel(Pelm::String const & udevSerial) {
+      udevSerialToSerialMap.memberDel(udevSerial);
+   }
+   void udevSerialToSerialMapDelAll() { udevSerialToSerialMap.memberDelAll(); }
 
    // The name of the disk with that mount point; empty when there is none.
    Pelm::String getDiskMountedAt(Pelm::String const & mountPoint) const {

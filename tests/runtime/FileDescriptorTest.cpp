@@ -156,6 +156,57 @@ TEST_F(Descriptors, LostReaderIsWritable) {
    pipe.closeReader();
    Host::turn();
    EXPECT_EQ(writer->writableCount(), 1U);
+   EXPECT_EQ(writer->readableCount(), 0U) << "nobody asked for that";
+}
+
+TEST_F(Descriptors, AHandlerOfReadingThatEndsWritingIsObeyedAtOnce) {
+   std::array<int, 2> ends{};
+   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+   ASSERT_EQ(write(ends[1], "x", 1), 1);
+   Reader reader{ends[0]};
+   reader.watched->notifyOnWritableIs(true);
+   reader.then = [&] { reader.watched->notifyOnWritableIs(false); };
+   Host::turn();
+   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.watched->writableCount(), 0U);
+   reader.watched->descriptorIs(-1);
+   close(ends[0]);
+   close(ends[1]);
+}
+
+TEST_F(Descriptors, WhoLetsGoOfTheDescriptorWhenItCanBeReadIsNotToldThatItCanBeWritten) {
+   std::array<int, 2> ends{};
+   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+   ASSERT_EQ(write(ends[1], "x", 1), 1);
+   auto descriptor = Pelm::make<FileDescriptor>("socket");
+   descriptor->descriptorIs(ends[0]);
+   descriptor->notifyOnReadableIs(true);
+   descriptor->notifyOnWritableIs(true);
+   int told = 0;
+   class Leaver {
+    public:
+      Leaver(Pelm::Ptr<FileDescriptor> & watched, int & count) : watched_{watched}, count_{count} {
+         reactor_.notifierIs(watched);
+         reactor_.on<&Leaver::handleReadable>(watched->readableCount, *this);
+         reactor_.hasNotificationActiveIs(true);
+      }
+
+    private:
+      void handleReadable() {
+         ++count_;
+         watched_->notifyOnWritableIs(false);
+         reactor_.notifierIs(Pelm::Ptr<FileDescriptor>{});
+         watched_ = nullptr;
+      }
+      Pelm::Ptr<FileDescriptor> & watched_;
+      int & count_;
+      Vorn::NotifieeConst reactor_;
+   } const leaver{descriptor, told};
+   Host::turn();
+   EXPECT_EQ(told, 1);
+   EXPECT_FALSE(descriptor);
+   close(ends[0]);
+   close(ends[1]);
 }
 
 TEST_F(Descriptors, NobodyIsToldAfterTheirWatchEndedInAHandlerOfTheSameTurn) {

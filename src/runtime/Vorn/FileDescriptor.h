@@ -41,7 +41,7 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
 
  private:
    friend Poller;
-   void handleReady(bool readable, bool writable);  // defined with the poller, its only caller
+   inline void handleReady(bool readable, bool writable);  // defined with the poller, its only caller
    void watch();
 
    Pelm::String name_;

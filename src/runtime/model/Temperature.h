@@ -38,7 +38,7 @@ class Celsius {
 namespace Environment::Temperature {
 
 // What the unit's description says of one sensor.
-class RUNTIME_API TempSensorConfig : public Pelm::Node {
+class TempSensorConfig : public Pelm::Node {
  public:
    TempSensorConfig(Pelm::String name, Pelm::String description, Units::Celsius overheat,
                     Units::Celsius critical)
