@@ -94,13 +94,17 @@ void ConnectedDevicesSm::handleInitialized() {
       VORN_TRACE(traceHandle, 0) << " Unable to initalize udev monitor.";
       return;
    }
-   enumerateAnew();
+   if (enumerateAnew())
+      handleInternalDevicesReady();
+   else
+      socketFd_->notifyOnReadableIs(false);
 }
 
-void ConnectedDevicesSm::enumerateAnew() {
-   if (!initalizeDevices())
+bool ConnectedDevicesSm::enumerateAnew() {
+   bool const done = initalizeDevices();
+   if (!done)
       VORN_TRACE(traceHandle, 0) << "  Unable to obtain initial device set.";
-   handleInternalDevicesReady();
+   return done;
 }
 
 bool ConnectedDevicesSm::initalizeMonitor() {
@@ -176,8 +180,10 @@ void ConnectedDevicesSm::handleSocket() {
       int const error = errno;
       VORN_TRACE(traceHandle, 0) << " Could not receive device from udev.";
       // The kernel had no room for an event: what it was is unknown, so everything is looked at again.
-      if (error == ENOBUFS)
+      if (error == ENOBUFS) {
          enumerateAnew();
+         handleInternalDevicesReady();
+      }
       return;
    }
    VORN_TRACE(traceHandle, 2) << " uevent received.";

@@ -84,7 +84,8 @@ class ConnectedDevicesSm final : public Pelm::Node {
 
    bool initalizeMonitor();
    bool initalizeDevices();
-   void enumerateAnew();
+   // Whether every device could be looked at.
+   bool enumerateAnew();
    using Serials = std::unordered_set<Pelm::String>;
    bool enumerate(Serials & serials);
    void addEnumerated(char const * sysPath, Serials & serials);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "StorageDevices/ApplianceErrors.h"
+#include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceVerdict.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Format.h"
@@ -45,7 +46,8 @@ void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules con
              FruConfig const & fruConfig) {
    examined.verdict = "skipped";
    if (!isAddressable(device)) {
-      examined.reason = "udev knows no serial number of it";
+      examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev knows no serial number of it"
+                                                              : "udev knows no device node of it";
       return;
    }
    DeviceVerdict const verdict = judge(device, rules, fruConfig);

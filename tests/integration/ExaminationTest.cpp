@@ -86,6 +86,7 @@ TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
    auto const devices = examined();
    ASSERT_EQ(devices.size(), 1U);
    EXPECT_EQ(devices.begin()->first, "nvme0n1");
+   EXPECT_EQ(devices.begin()->second, "skipped: udev knows no device node of it");
 }
 
 TEST_F(ExaminationTest, withoutAScanItSaysSo) {

@@ -4,14 +4,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "runtime/host/Loop.h"
@@ -24,11 +29,24 @@ inline bool hasChildren() {
    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
+// Whether it belongs to the thread that simulates devices, whose descriptors come and go as it pleases.
+inline bool isSimulations(int fd) {
+   std::array<char, 64> target{};
+   std::string const link = "/proc/self/fd/" + std::to_string(fd);
+   if (readlink(link.c_str(), target.data(), target.size() - 1) > 0 &&
+       std::string_view{target.data()} == "anon_inode:[eventfd]")
+      return true;
+   sockaddr_un address{};
+   socklen_t size = sizeof address;
+   return getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size) == 0 &&
+          address.sun_family == AF_UNIX && std::string_view{address.sun_path}.ends_with("/ioctl/_default");
+}
+
 inline std::vector<int> openDescriptors() {
    constexpr int highest = 1024;
    std::vector<int> result;
    for (int fd = 0; fd < highest; ++fd)
-      if (fcntl(fd, F_GETFD) >= 0)
+      if (fcntl(fd, F_GETFD) >= 0 && !isSimulations(fd))
          result.push_back(fd);
    return result;
 }

@@ -13,8 +13,10 @@ namespace {
 
 // Common to all tools: `base` names the device's files, `output` the one to print.
 constexpr std::string_view answer = R"sh(
+hang=
+[ ! -e "$base.hang" ] || hang=1
 printf '%s\n' "${0##*/} $*" >>"$data/runs"
-[ ! -e "$base.hang" ] || exec sleep 2147483647
+[ -z "$hang" ] || exec sleep 2147483647
 [ ! -e "$base.delay" ] || sleep "$(cat "$base.delay")"
 if [ ! -e "$output" ]; then
    echo "$device: No such file or directory" >&2
