@@ -2,7 +2,10 @@
 
 #include <fcntl.h>
 #include <microhttpd.h>
+#include <sys/socket.h>
 
+#include <algorithm>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -20,6 +23,8 @@ namespace {
 // A client that does nothing, or too much, costs no more than this.
 constexpr unsigned maxConnections = 64;
 constexpr unsigned idleSeconds = 5;
+// What an exchange may take while all places are taken: clients that trickle keep nobody out for long.
+constexpr double crowdedSeconds = 0.5;
 constexpr std::size_t connectionMemory = 32768;
 
 MHD_Result send(MHD_Connection * connection, HttpAnswer const & answer, char const * allow = nullptr) {
@@ -51,12 +56,18 @@ class HttpServer::Daemon {
                             char const * version, char const * upload, std::size_t * uploadSize,
                             void ** state);
    MHD_Result answer(MHD_Connection * connection, std::string_view method, char const * url) const;
-   unsigned connections() const;
+   static void handleConnection(void * self, MHD_Connection * connection, void ** state,
+                                MHD_ConnectionNotificationCode code);
+   bool full() const { return connections_.size() >= maxConnections; }
+   void makeRoom();
+   Vorn::Seconds nextRun() const;
    void run();
 
    ListenSocket socket_;
    Handler handler_;
    MHD_Daemon * daemon_ = nullptr;
+   // Since when, real seconds. Each is for one exchange.
+   std::map<MHD_Connection *, double> connections_;
    Pelm::Ptr<Vorn::FileDescriptor> epoll_ = Pelm::make<Vorn::FileDescriptor>("http");
    Vorn::Clock::Notifiee<&Daemon::run> timeoutClock_{*this, Vorn::Seconds::infinity()};
    Vorn::NotifieeConst epollReactor_;
@@ -69,7 +80,8 @@ HttpServer::Daemon::Daemon(ListenSocket socket, Handler handler)
    daemon_ =
        MHD_start_daemon(MHD_USE_EPOLL, 0, nullptr, nullptr, &Daemon::answer, this, MHD_OPTION_LISTEN_SOCKET,
                         listening, MHD_OPTION_CONNECTION_LIMIT, maxConnections, MHD_OPTION_CONNECTION_TIMEOUT,
-                        idleSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, connectionMemory, MHD_OPTION_END);
+                        idleSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, connectionMemory,
+                        MHD_OPTION_NOTIFY_CONNECTION, &Daemon::handleConnection, this, MHD_OPTION_END);
    MHD_DaemonInfo const * const info =
        daemon_ ? MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD) : nullptr;
    if (!info)
@@ -87,23 +99,47 @@ HttpServer::Daemon::~Daemon() {
       MHD_stop_daemon(daemon_);
 }
 
-unsigned HttpServer::Daemon::connections() const {
-   MHD_DaemonInfo const * const info = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_CURRENT_CONNECTIONS);
-   return info ? info->num_connections : 0;
+void HttpServer::Daemon::handleConnection(void * self, MHD_Connection * connection, void **,
+                                          MHD_ConnectionNotificationCode code) {
+   auto & connections = static_cast<Daemon *>(self)->connections_;
+   if (code == MHD_CONNECTION_NOTIFY_STARTED)
+      connections[connection] = Host::monotonicSeconds();
+   else
+      connections.erase(connection);
+}
+
+void HttpServer::Daemon::makeRoom() {
+   double const now = Host::monotonicSeconds();
+   for (auto const & [connection, since] : connections_) {
+      MHD_ConnectionInfo const * const info =
+          MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+      if (info && now - since >= crowdedSeconds)
+         shutdown(info->connect_fd, SHUT_RDWR);
+   }
+}
+
+Vorn::Seconds HttpServer::Daemon::nextRun() const {
+   double wait = Vorn::Seconds::infinity().value();
+   MHD_UNSIGNED_LONG_LONG milliseconds = 0;
+   if (MHD_get_timeout(daemon_, &milliseconds) == MHD_YES)
+      wait = static_cast<double>(milliseconds) * 1e-3;
+   if (full())
+      for (auto const & [connection, since] : connections_)
+         wait = std::min(wait, std::max(0.0, since + crowdedSeconds - Host::monotonicSeconds()));
+   if (wait == Vorn::Seconds::infinity().value())
+      return Vorn::Seconds::infinity();
+   return Vorn::System::currentTime() + Host::timeSource().spanOf(wait);
 }
 
 void HttpServer::Daemon::run() {
-   unsigned const before = connections();
+   if (full())
+      makeRoom();
+   std::size_t const before = connections_.size();
    MHD_run(daemon_);
    // A full daemon does not listen, and listens again only in the run after the one in which a client left.
-   if (connections() < before)
+   if (connections_.size() < before)
       MHD_run(daemon_);
-   MHD_UNSIGNED_LONG_LONG milliseconds = 0;
-   Vorn::Seconds next = Vorn::Seconds::infinity();
-   if (MHD_get_timeout(daemon_, &milliseconds) == MHD_YES)
-      next =
-          Vorn::System::currentTime() + Host::timeSource().spanOf(static_cast<double>(milliseconds) * 1e-3);
-   timeoutClock_.timeMinIs(next);
+   timeoutClock_.timeMinIs(nextRun());
 }
 
 MHD_Result HttpServer::Daemon::answer(void * self, MHD_Connection * connection, char const * url,

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/host/Loop.h"
 #include "tests/support/HttpExchange.h"
 #include "tests/support/TempDir.h"
 
@@ -97,6 +98,23 @@ TEST_F(HttpTest, ClientsThatFilledItLeaveItOpenToOthersWhenTheyGo) {
    while (Host::turn(0) == Host::Turn::worked)
       continue;
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
+}
+
+TEST_F(HttpTest, ClientsThatTrickleKeepNobodyOut) {
+   std::vector<std::unique_ptr<HttpExchange>> trickling;
+   for (int i = 0; i < 100; ++i) {  // as many as there are places, and more that wait for one
+      trickling.push_back(std::make_unique<HttpExchange>(path, "GET /"));
+      Host::turn(0);
+   }
+   HttpExchange asking{path, "GET /x HTTP/1.1\r\nHost: x\r\n\r\n"};
+   Vorn::Seconds const start = Vorn::System::currentTime();
+   while (!asking.readSome() && Vorn::System::currentTime() < start + 4) {
+      for (auto const & client : trickling)
+         client->more("x");
+      Host::turn(0.01);
+   }
+   EXPECT_TRUE(asking.text().starts_with("HTTP/1.1 200")) << asking.text();
+   EXPECT_LT(Vorn::System::currentTime() - start, 3);
 }
 
 TEST_F(HttpTest, TheSocketGoesWithTheServer) {

@@ -30,6 +30,9 @@ class HttpExchange {
    ~HttpExchange() { close(fd_); }
 
    bool connected() const { return connected_; }
+   void more(std::string const & text) const {
+      send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+   }
 
    // What comes until the server closes, or for five seconds at most.
    std::string answer() {
@@ -39,8 +42,8 @@ class HttpExchange {
       return text_;
    }
 
- private:
-   // True at the end of the answer.
+   std::string const & text() const { return text_; }
+   // Takes what has come; true at the end of the answer.
    bool readSome() {
       std::array<char, 65536> buffer{};
       ssize_t const count = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
@@ -49,6 +52,7 @@ class HttpExchange {
       return count == 0;
    }
 
+ private:
    int fd_;
    bool connected_ = false;
    std::string text_;
