@@ -24,8 +24,17 @@ void addAgent(CLI::App & app, Command & command) {
    sub->callback([&command] { command.kind = Command::Kind::agent; });
 }
 
+std::string socketPathError(std::string & path) {
+   if (!path.empty() && path.size() <= maxSocketPath)
+      return {};
+   return "needs the path of a socket, at most " + std::to_string(maxSocketPath) + " bytes long";
+}
+
 void addSocketOption(CLI::App & app, Command & command) {
-   app.add_option("--socket", command.socket, "The agent's socket")->type_name("PATH")->capture_default_str();
+   app.add_option("--socket", command.socket, "The agent's socket")
+       ->type_name("PATH")
+       ->capture_default_str()
+       ->check(CLI::Validator{socketPathError, ""});
 }
 
 void addStatus(CLI::App & app, Command & command) {

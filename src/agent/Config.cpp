@@ -1,6 +1,7 @@
 #include "agent/Config.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 #include <utility>
@@ -14,13 +15,12 @@ namespace Agent {
 namespace {
 
 constexpr std::size_t maxFileSize = std::size_t{1} << 20U;
-constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
 
 std::string socketPath(ConfigValue const & value) {
    std::string path = value.absolutePath();
    if (path.size() > maxSocketPath)
-      value.fail("must be at most 107 bytes long, the limit for a socket, not " +
-                 std::to_string(path.size()));
+      value.fail("must be at most " + std::to_string(maxSocketPath) +
+                 " bytes long, the limit for a socket, not " + std::to_string(path.size()));
    return path;
 }
 
@@ -109,6 +109,7 @@ class ConfigReader {
                     {"trace", [this](auto const & v) { readTrace(v); }},
                     {"clock", [this](auto const & v) { readClock(v); }}});
       checkSensorUses();
+      checkSockets();
       return std::move(config_);
    }
 
@@ -170,7 +171,11 @@ class ConfigReader {
 
    void readKernelMessages(ConfigValue const & section) {
       auto & kernel = config_.kernelMessages;
-      section.members({{"socket", [&](auto const & v) { kernel.socket = socketPath(v); }},
+      section.members({{"socket",
+                        [&](auto const & v) {
+                           kernel.socket = socketPath(v);
+                           socketUses_.push_back(v);
+                        }},
                        {"forward_kmsg", [&](auto const & v) { kernel.forwardKmsg = v.boolean(); }},
                        {"modern_kernels", [&](auto const & v) { kernel.modernKernels = v.boolean(); }}});
    }
@@ -178,7 +183,11 @@ class ConfigReader {
    void readStatus(ConfigValue const & section) {
       auto & status = config_.status;
       std::optional<ConfigValue> http;
-      section.members({{"socket", [&](auto const & v) { status.socket = socketPath(v); }},
+      section.members({{"socket",
+                        [&](auto const & v) {
+                           status.socket = socketPath(v);
+                           socketUses_.push_back(v);
+                        }},
                        {"http",
                         [&](auto const & v) {
                            status.http = httpAddress(v);
@@ -217,8 +226,18 @@ class ConfigReader {
                      ", which has no [sensors.…] section: add one with description, overheat and critical");
    }
 
+   // Each would take the other's place.
+   void checkSockets() const {
+      auto const place = [](std::string const & path) {
+         return std::filesystem::path{path}.lexically_normal();
+      };
+      if (place(config_.kernelMessages.socket) == place(config_.status.socket))
+         socketUses_.back().fail("must not be both status.socket and kernel_messages.socket");
+   }
+
    Config config_;
    std::vector<ConfigValue> sensorUses_;
+   std::vector<ConfigValue> socketUses_;
 };
 
 std::string errorText(std::string const & path, int error) {

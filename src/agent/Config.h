@@ -1,6 +1,7 @@
 // The agent's configuration: what an operator may set, each value with its default.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -14,6 +15,7 @@
 namespace Agent {
 
 inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
+inline constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
 inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
 
 // A configuration that cannot be used. what() is one line without control characters, such as

@@ -25,8 +25,8 @@ constexpr char elsewhere[] = "; run as root or set status.socket elsewhere";
    throw SocketError{what + ": " + std::generic_category().message(error)};
 }
 
-int newSocket(int family) {
-   int const fd = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+int newSocket(int family, int type = SOCK_STREAM) {
+   int const fd = socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
    if (fd < 0)
       fail("cannot make a socket", errno);
    return fd;
@@ -52,26 +52,35 @@ sockaddr const * generic(sockaddr_un const & address) {
    return reinterpret_cast<sockaddr const *>(&address);
 }
 
+sockaddr_un addressOf(std::string const & path) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   if (path.size() >= sizeof address.sun_path)
+      throw SocketError{path + ": is too long for a socket's path"};
+   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+   return address;
+}
+
 // Whether the file is a socket that somebody holds, one of another kind included.
-bool isAnswered(sockaddr_un const & address) {
-   Fd const probe{newSocket(AF_UNIX)};
+bool isHeld(sockaddr_un const & address, int type) {
+   Fd const probe{newSocket(AF_UNIX, type)};
    return connect(probe.get(), generic(address), sizeof address) == 0 ||
           (errno != ECONNREFUSED && errno != ENOENT);
 }
 
-void clearStale(std::string const & path, sockaddr_un const & address) {
+}  // namespace
+
+void clearSocketPath(std::string const & path, int type, std::string const & key) {
+   sockaddr_un const address = addressOf(path);
    struct stat status {};
    if (lstat(path.c_str(), &status) != 0)
       return;
    if (!S_ISSOCK(status.st_mode))
-      throw SocketError{path +
-                        ": is there already and is no socket; remove it or set status.socket elsewhere"};
-   if (isAnswered(address))
-      throw SocketError{path + ": another agent answers there; stop it first or set status.socket elsewhere"};
+      throw SocketError{path + ": is there already and is no socket; remove it or set " + key + " elsewhere"};
+   if (isHeld(address, type))
+      throw SocketError{path + ": another agent answers there; stop it first or set " + key + " elsewhere"};
    unlink(path.c_str());
 }
-
-}  // namespace
 
 ListenSocket::ListenSocket(int fd, std::string path) : fd_{fd}, path_{std::move(path)} {
    struct stat status {};
@@ -93,16 +102,12 @@ ListenSocket::~ListenSocket() {
 }
 
 ListenSocket ListenSocket::atPath(std::string const & path) {
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   if (path.size() >= sizeof address.sun_path)
-      throw SocketError{path + ": is too long for a socket's path"};
-   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+   sockaddr_un const address = addressOf(path);
    std::error_code error;
    std::filesystem::create_directories(std::filesystem::path{path}.parent_path(), error);
    if (error)
       throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
-   clearStale(path, address);
+   clearSocketPath(path, SOCK_STREAM, "status.socket");
    Fd fd{newSocket(AF_UNIX)};
    if (bind(fd.get(), generic(address), sizeof address) != 0)
       throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +

@@ -14,6 +14,11 @@ class SocketError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
+// Makes way for a Unix socket of that type: a file left behind by a program that is gone is removed. Raises
+// SocketError for a socket that somebody holds and for any other file; `key` is the configuration's that
+// names the path.
+void clearSocketPath(std::string const & path, int type, std::string const & key);
+
 // A listening socket, non-blocking. A Unix socket's file goes with it.
 class ListenSocket {
  public:

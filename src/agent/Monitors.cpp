@@ -1,10 +1,13 @@
 #include "agent/Monitors.h"
 
+#include <sys/socket.h>
+
 #include <filesystem>
 #include <set>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
+#include "agent/ListenSocket.h"
 
 namespace Agent {
 
@@ -72,6 +75,14 @@ void Monitors::startHealth() {
 
 void Monitors::startKernelErrors() {
    auto const & config = config_.kernelMessages;
+   try {
+      // The library takes the path from whoever has it.
+      clearSocketPath(config.socket, SOCK_DGRAM, "kernel_messages.socket");
+   } catch (SocketError const & error) {
+      notice_(severityError,
+              std::string{error.what()} + " (storage errors that the kernel reports go unnoticed)");
+      return;
+   }
    kernelErrors_ = StorageDevices::storageDeviceErrWatcherSmFactory(entities_.kernelErrors, entities_.devices,
                                                                     Pelm::String{config.socket});
    if (!kernelErrors_ || !kernelErrors_->initialized()) {

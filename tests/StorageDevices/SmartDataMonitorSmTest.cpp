@@ -349,7 +349,7 @@ class TestDatabase final : public DriveDatabase {
       DriveSmartMapping mapping;
       mapping[9].ignore = true;
       mapping[3].field = {&DeviceSmartData::wearLevelingCount, &DeviceSmartData::wearLevelingCountIs};
-      mapping[3].value = [](SmartAttr const & attr) -> std::int64_t { return attr.value * 2; };
+      mapping[3].value = [](SmartAttr const & attr) -> std::int64_t { return std::int64_t{attr.value} * 2; };
       return mapping;
    }
 

@@ -73,6 +73,8 @@ TEST(CommandLine, refusesWrongUsageInOneLine) {
    EXPECT_NE(usageErrorOf({"agent", "--config"}).find("--config"), std::string::npos);
    EXPECT_NE(usageErrorOf({"agent", "--config", ""}).find("--config"), std::string::npos);
    EXPECT_NE(usageErrorOf({"agent", "--config", "a", "--config", "b"}).find("--config"), std::string::npos);
+   for (std::string const & path : {std::string{}, "/" + std::string(107, 's')})
+      EXPECT_NE(usageErrorOf({"status", "--socket", path}).find("--socket"), std::string::npos) << path;
    EXPECT_NE(usageErrorOf({"status", "--json", "--watch"}).find("--json"), std::string::npos);
    EXPECT_NE(usageErrorOf({"messages", "--watch"}).find("--watch"), std::string::npos);
    EXPECT_NE(usageErrorOf({"status", "catalogue"}).find("catalogue"), std::string::npos);

@@ -295,6 +295,15 @@ TEST(Config, wantsSocketPathsThatASocketCanHave) {
              "kernel_messages.modern_kernels: must be true or false, not 0");
 }
 
+TEST(Config, wantsTwoSocketsAtTwoPlaces) {
+   std::string const both = "must not be both status.socket and kernel_messages.socket";
+   EXPECT_EQ(refusal("[status]\nsocket = '/run/a'\n[kernel_messages]\nsocket = '/run/b/./../a'"),
+             "/etc/x.toml:2: status.socket: " + both);
+   EXPECT_EQ(refusalIn("status", "socket = '/var/run/kernelmessages'"), "status.socket: " + both);
+   EXPECT_EQ(refusalIn("kernel_messages", "socket = '/run/storagedevices/status.sock'"),
+             "kernel_messages.socket: " + both);
+}
+
 TEST(Config, servesOtherMachinesOnlyWhenToldTo) {
    std::string const remote =
        "status.http: can be reached from other machines: set allow_remote = true beside it if that is "

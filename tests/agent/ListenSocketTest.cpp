@@ -84,6 +84,22 @@ TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
    EXPECT_EQ(folder.content("status.sock"), "precious");
 }
 
+TEST_F(ListenSocketTest, ASocketForDatagramsIsClearedWhenNobodyReadsThere) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   std::string const datagrams = folder.string() + "/kernel";
+   datagrams.copy(address.sun_path, sizeof address.sun_path - 1);
+   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
+   EXPECT_THROW(clear(), SocketError);
+   EXPECT_TRUE(std::filesystem::exists(datagrams));
+   close(fd);
+   clear();
+   EXPECT_FALSE(std::filesystem::exists(datagrams));
+   clear();
+}
+
 TEST_F(ListenSocketTest, AFileThatSomebodyElsePutThereMeanwhileStays) {
    std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
    std::filesystem::remove(path);

@@ -109,7 +109,7 @@ TEST_F(MonitorDocumentTest, AMountPointIsShownWithItsTestOnceThereIsOne) {
       MountState mountState(Pelm::String const &) const override { return answer; }
       MountState answer;
    };
-   auto const helper = Pelm::make<Helper>();
+   auto helper = Pelm::make<Helper>();
    mountPtMonitorHelperCreatorIs([&] { return helper; });
    Support::TempDir const folder;
    Support::DiskFields{.name = "S1", .mountPoint = folder.string()}.writeTo(*entities.devices);

@@ -169,8 +169,16 @@ std::size_t Demo::messagesMissing() const {
    }));
 }
 
-bool Demo::good() const {
-   return failure_.empty() && missed_ == 0 && !interrupted_ && messagesMissing() == 0;
+std::string Demo::complaint() const {
+   if (!failure_.empty())
+      return failure_;
+   if (interrupted_)
+      return "interrupted";
+   if (missed_ > 0)
+      return std::to_string(missed_) + (missed_ == 1 ? " step was" : " steps were") + " not seen";
+   if (auto const missing = messagesMissing(); missing > 0)
+      return std::to_string(missing) + (missing == 1 ? " message" : " messages") + " did not come";
+   return {};
 }
 
 std::string Demo::summary() const {

@@ -35,11 +35,14 @@ int run(Options const & options, Signals & signals, bool live) {
    auto demo = std::make_unique<Demo>(options, signals, *display);
    demo->play(live);
    auto const summary = demo->summary() + "\n";
-   bool const good = demo->good() || (live && demo->interrupted());
+   auto const complaint = live && demo->interrupted() ? std::string{} : demo->complaint();
    demo.reset();
    display.reset();
    std::fputs(summary.c_str(), stdout);
-   return good && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+   bool const told = std::fflush(stdout) == 0;
+   if (!complaint.empty())
+      std::fprintf(stderr, "storagedevices-demo: %s\n", complaint.c_str());
+   return complaint.empty() && told ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

@@ -21,6 +21,9 @@ struct FreeError {
    void operator()(GError * error) const { g_error_free(error); }
 };
 
+// A socket's path holds 107 bytes, and the unit's folder and its sockets are below this one.
+constexpr std::size_t longestTemporaryFolder = 70;
+
 // umockdev tells the preloaded library of its folder through one environment variable.
 bool testbedLives = false;
 
@@ -31,9 +34,11 @@ std::string sysPath(std::string_view devicePath) {
 void circumstancesChecked() {
    if (testbedLives)
       throw std::runtime_error("only one simulated unit can exist in a process at a time");
-   if (access(g_get_tmp_dir(), W_OK | X_OK) != 0)
-      throw std::runtime_error(std::string("cannot write to ") + g_get_tmp_dir() +
-                               ": set TMPDIR to a folder of yours");
+   std::string const folder = g_get_tmp_dir();
+   if (access(folder.c_str(), W_OK | X_OK) != 0)
+      throw std::runtime_error("cannot write to " + folder + ": set TMPDIR to a folder of yours");
+   if (folder.size() > longestTemporaryFolder)
+      throw std::runtime_error(folder + " is too long for a socket's path: set TMPDIR to a shorter folder");
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "agent/StatusClient.h"
@@ -105,8 +106,9 @@ class AgentProgramTest : public testing::Test {
          for (std::string const & line : agent->lines())
             log += line + "\n";
          try {
-            std::string const text = Agent::askAgent(socket, "/api/v1/state");
-            state.Parse(text.c_str());
+            rapidjson::Document answer;
+            answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
+            state = std::move(answer);
             if (holds())
                return true;
          } catch (Agent::StatusError const &) {

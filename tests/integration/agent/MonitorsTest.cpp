@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tests/integration/agent/AgentProgramTest.h"
 #include "tests/support/MountNamespace.h"
@@ -193,6 +194,31 @@ TEST_F(MonitorsTest, WithoutAPlaceForTheKernelsSocketTheRestRuns) {
    EXPECT_NE(log.find("make its directory or set kernel_messages.socket elsewhere"), std::string::npos);
    EXPECT_TRUE(isTold("STORAGEDEVICE_DETECTION_ERROR"));
    EXPECT_EQ(agent->stop(), "exit code 0");
+}
+
+TEST_F(MonitorsTest, TheKernelsSocketOfAnotherAgentIsItsOwn) {
+   startSettled();
+   auto const firstSocket = std::exchange(socket, folder.string() + "/second.sock");
+   auto const first = std::move(agent);
+   config("");
+   startSettled();
+   EXPECT_NE(log.find(" error storagedevices: " + kernelSocket +
+                      ": another agent answers there; stop it first or set kernel_messages.socket elsewhere "
+                      "(storage errors that the kernel reports go unnoticed)"),
+             std::string::npos)
+       << log;
+   socket = firstSocket;
+   ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
+   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
+}
+
+TEST_F(MonitorsTest, AFileInThePlaceOfTheKernelsSocketStays) {
+   kernelSocket = folder.fileIs("precious", "precious").string();
+   config("");
+   startSettled();
+   EXPECT_NE(log.find(kernelSocket + ": is there already and is no socket"), std::string::npos) << log;
+   EXPECT_EQ(agent->stop(), "exit code 0");
+   EXPECT_EQ(folder.content("precious"), "precious");
 }
 
 TEST_F(MonitorsTest, ADrivesTemperatureIsItsSensors) {

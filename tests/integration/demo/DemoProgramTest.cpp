@@ -5,8 +5,11 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -66,6 +69,17 @@ TEST_F(DemoProgramTest, EndsBySignalAndLeavesNothing) {
    EXPECT_EQ(leftovers(), 1U);
    EXPECT_EQ(demo.stop(), "exit code 1") << output;
    EXPECT_EQ(leftovers(), 0U);
+}
+
+TEST(DemoProgram, WhatIsWrongIsALineOnStandardError) {
+   Support::TempDir const folder;
+   std::string const command =
+       "TMPDIR=" + folder.string() + " " DEMO_PROGRAM " --agent /bin/false 2>&1 >/dev/null";
+   std::unique_ptr<FILE, int (*)(FILE *)> const pipe{popen(command.c_str(), "r"), pclose};
+   std::array<char, 1024> text{};
+   std::size_t const size = std::fread(text.data(), 1, text.size(), pipe.get());
+   EXPECT_EQ((std::string{text.data(), size}),
+             "storagedevices-demo: the agent ended by itself: exit code 1\n");
 }
 
 }  // namespace
