@@ -1,13 +1,37 @@
 // The program itself on a simulated unit: what it serves, how it follows the unit, how it ends.
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <rapidjson/document.h>
 #include <sys/resource.h>
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "tests/integration/agent/AgentProgramTest.h"
+
+bool AgentProgramTest::eventually(std::function<bool()> const & holds) {
+   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+   while (std::chrono::steady_clock::now() < deadline) {
+      for (std::string const & line : agent->lines())
+         log += line + "\n";
+      try {
+         rapidjson::Document answer;
+         answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
+         state.Swap(answer);
+         if (holds())
+            return true;
+      } catch (Agent::StatusError const &) {
+         if (!agent->running())
+            return false;
+      }
+      pollfd output{agent->outputDescriptor(), POLLIN, 0};
+      poll(&output, 1, 10);
+   }
+   return false;
+}
 
 namespace {
 

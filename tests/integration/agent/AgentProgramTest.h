@@ -2,20 +2,17 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <rapidjson/document.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "agent/StatusClient.h"
@@ -100,26 +97,7 @@ class AgentProgramTest : public testing::Test {
    }
 
    // Asks until the condition holds of the state, ten seconds at most.
-   bool eventually(std::function<bool()> const & holds) {
-      auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
-      while (std::chrono::steady_clock::now() < deadline) {
-         for (std::string const & line : agent->lines())
-            log += line + "\n";
-         try {
-            rapidjson::Document answer;
-            answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
-            state = std::move(answer);
-            if (holds())
-               return true;
-         } catch (Agent::StatusError const &) {
-            if (!agent->running())
-               return false;
-         }
-         pollfd output{agent->outputDescriptor(), POLLIN, 0};
-         poll(&output, 1, 10);
-      }
-      return false;
-   }
+   bool eventually(std::function<bool()> const & holds);
 
    // Number of processes that were started to see the unit: the agent and all its children.
    std::size_t watchingProcesses() const {
