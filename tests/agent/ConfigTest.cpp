@@ -372,6 +372,17 @@ TEST(Config, isBoundedInSizeAndDepth) {
              0U);
 }
 
+TEST(Config, takesNoLetterBeyondAsciiForWhiteSpace) {
+   EXPECT_TRUE(refusal("\xef\xbb\x9f*").starts_with("/etc/x.toml:1: ")) << refusal("\xef\xbb\x9f*");
+   EXPECT_TRUE(refusal("poll_interval = 6\xc3\xa9").starts_with("/etc/x.toml:1: "));
+   EXPECT_TRUE(refusal("poll_interval =\xc2\xa0 6").starts_with("/etc/x.toml:1: "));
+   EXPECT_EQ(
+       parseConfig("[sensors.a]\noverheat = 1\ncritical = 2\ndescription = \"\"\"\\\n  \xc3\xa9\"\"\"\n", "x")
+           .sensors.at("a")
+           .description,
+       "\xc3\xa9");
+}
+
 TEST(Config, showsLongValuesShortened) {
    std::string const message = refusalIn("log", "destination = '" + std::string(3000, 'x') + "'");
    EXPECT_LT(message.size(), 200U);
