@@ -27,6 +27,15 @@ std::string errorOf(std::string const & path) {
    return "no error";
 }
 
+int datagramSocketAt(std::string const & path) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   return fd;
+}
+
 class ListenSocketTest : public testing::Test {
  protected:
    Support::TempDir folder;
@@ -66,12 +75,8 @@ TEST_F(ListenSocketTest, ARunningAgentIsLeftAlone) {
 }
 
 TEST_F(ListenSocketTest, ASocketOfAnotherKindIsLeftAlone) {
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
    std::string const datagrams = folder.string() + "/log";
-   datagrams.copy(address.sun_path, sizeof address.sun_path - 1);
-   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   int const fd = datagramSocketAt(datagrams);
    EXPECT_NE(errorOf(datagrams), "no error");
    EXPECT_TRUE(std::filesystem::exists(datagrams));
    close(fd);
@@ -85,12 +90,8 @@ TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
 }
 
 TEST_F(ListenSocketTest, ASocketForDatagramsIsClearedWhenNobodyReadsThere) {
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
    std::string const datagrams = folder.string() + "/kernel";
-   datagrams.copy(address.sun_path, sizeof address.sun_path - 1);
-   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   int const fd = datagramSocketAt(datagrams);
    auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
    EXPECT_THROW(clear(), SocketError);
    EXPECT_TRUE(std::filesystem::exists(datagrams));
