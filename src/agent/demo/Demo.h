@@ -33,9 +33,8 @@ class Demo {
 
    // How it went: a line, and one for each of the library's messages with how often it came.
    std::string summary() const;
-   // Whether every step that was told was also seen, none was cut short, and every message came.
-   bool good() const { return complaint().empty(); }
-   // What was not so, in one line; empty when it was good.
+   // What was wrong, in one line; empty when every step that was told was also seen, none was cut short, and
+   // every message came.
    std::string complaint() const;
    // A signal ended it and nothing was wrong until then.
    bool interrupted() const { return interrupted_ && failure_.empty(); }

@@ -71,15 +71,21 @@ TEST_F(DemoProgramTest, EndsBySignalAndLeavesNothing) {
    EXPECT_EQ(leftovers(), 0U);
 }
 
-TEST(DemoProgram, WhatIsWrongIsALineOnStandardError) {
-   Support::TempDir const folder;
-   std::string const command =
-       "TMPDIR=" + folder.string() + " " DEMO_PROGRAM " --agent /bin/false 2>&1 >/dev/null";
+// What the demo says on standard error with that folder for its files.
+std::string complaintOf(std::string const & folder) {
+   std::string const command = "TMPDIR=" + folder + " " DEMO_PROGRAM " --agent /bin/false 2>&1 >/dev/null";
    std::unique_ptr<FILE, int (*)(FILE *)> const pipe{popen(command.c_str(), "r"), pclose};
    std::array<char, 1024> text{};
-   std::size_t const size = std::fread(text.data(), 1, text.size(), pipe.get());
-   EXPECT_EQ((std::string{text.data(), size}),
-             "storagedevices-demo: the agent ended by itself: exit code 1\n");
+   return {text.data(), std::fread(text.data(), 1, text.size(), pipe.get())};
+}
+
+TEST(DemoProgram, WhatIsWrongIsALineOnStandardError) {
+   Support::TempDir const folder;
+   EXPECT_EQ(complaintOf(folder.string()), "storagedevices-demo: the agent ended by itself: exit code 1\n");
+   std::string const deep = folder.string() + "/" + std::string(70, 'd');
+   std::filesystem::create_directory(deep);
+   EXPECT_EQ(complaintOf(deep), "storagedevices-demo: " + deep +
+                                    " is too long for a socket's path: set TMPDIR to a shorter folder\n");
 }
 
 }  // namespace
