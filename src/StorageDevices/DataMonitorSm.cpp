@@ -3,16 +3,17 @@
 #include <utility>
 
 #include "runtime/Vorn/Failure.h"
+#include "runtime/Vorn/Trace.h"
 
 namespace StorageDevices {
 
+namespace {
+Vorn::TraceHandle traceHandle{"StorageDataMonitorSm", true};
+}
+
 DataMonitorSm::DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
-                             Pelm::Ptr<ConnectedDevices const> devices, char const * typeStr,
-                             Vorn::TraceHandle const & traceHandle)
-    : pollInterval_{std::move(pollInterval)},
-      devices_{std::move(devices)},
-      typeStr_{typeStr},
-      traceHandle_{traceHandle} {
+                             Pelm::Ptr<ConnectedDevices const> devices)
+    : pollInterval_{std::move(pollInterval)}, devices_{std::move(devices)} {
    pollIntervalReactor_.notifierIs(pollInterval_);
    pollIntervalReactor_.on<&DataMonitorSm::handleClock>(pollInterval_->interval, *this);
    pollIntervalReactor_.hasNotificationActiveIs(true);
@@ -31,17 +32,17 @@ void DataMonitorSm::vornDoZombieReactors(bool zombie) {
 void DataMonitorSm::handleInitialized() {
    clock_.emplace(*this);
    for (auto const & [serial, disk] : devices_->disk) {
-      VORN_TRACE(traceHandle_, 7) << "devices(), next key: " << serial;
+      VORN_TRACE(traceHandle, 7) << "devices(), next key: " << serial;
       handleDisk(serial);
    }
    forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
       if (monitor.devices_->disk.contains(serial)) {
-         VORN_TRACE(monitor.traceHandle_, 7)
-             << "data(), next key: " << serial << " was already processed through devices()";
+         VORN_TRACE(traceHandle, 7) << "data(), next key: " << serial
+                                    << " was already processed through devices()";
          return;
       }
       // Left over from an earlier run of the agent.
-      VORN_TRACE(monitor.traceHandle_, 7) << "data(), next key: " << serial;
+      VORN_TRACE(traceHandle, 7) << "data(), next key: " << serial;
       monitor.handleDisk(serial);
    });
    initialized.valueIs(true);
@@ -50,14 +51,14 @@ void DataMonitorSm::handleInitialized() {
 void DataMonitorSm::handleDisk(Pelm::String const & serial) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
    if (!disk) {
-      VORN_TRACE(traceHandle_, 2) << "Deleting " << serial << " from its associated *Data collection";
+      VORN_TRACE(traceHandle, 2) << "Deleting " << serial << " from its associated *Data collection";
       removeFromData(serial);
       return;
    }
-   VORN_TRACE(traceHandle_, 2) << serial << " is in the disk collection";
+   VORN_TRACE(traceHandle, 2) << serial << " is in the disk collection";
    if (isInData(serial))
       return;
-   VORN_TRACE(traceHandle_, 2) << "Adding " << serial << " to the relevant *Data collection";
+   VORN_TRACE(traceHandle, 2) << "Adding " << serial << " to the relevant *Data collection";
    addToData(serial);
    if (initialized() && disk->removable())
       updateDevice(serial);
@@ -68,6 +69,7 @@ void DataMonitorSm::handleClock() {
       return;
    // What is published here may make the host let go of the monitor.
    Pelm::Ptr<DataMonitorSm> const keepAlive{this};
+   VORN_TRACE(traceHandle, 7) << "polling the " << typeStr() << " data";
    update();
    pollCountInc(1);
    clock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());

@@ -8,14 +8,15 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/Notifiee.h"
-#include "runtime/Vorn/Trace.h"
 #include "runtime/model/PollInterval.h"
 
 namespace StorageDevices {
@@ -47,24 +48,26 @@ class DataMonitorSm : public Pelm::Node {
    Vorn::Attribute<std::uint32_t, DataMonitorSm> pollCount{*this, "pollCount", 0};
    void pollCountInc(std::uint32_t n) { pollCount.valueIs(pollCount() + n); }
 
-   // The kind of data, for traces.
-   char const * typeStr() const { return typeStr_; }
+   // The subclass's short name of its data, for traces.
+   Vorn::Attribute<Pelm::String, DataMonitorSm> typeStr{*this, "typeStr"};
+
+   // Wakes the next poll; null before `handleInitialized`.
+   Vorn::Clock::NotifieeConst const * clock() const { return clock_ ? &*clock_ : nullptr; }
 
    void handleInitialized();
    // A poll.
    void handleClock();
-
- protected:
-   DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
-                 char const * typeStr, Vorn::TraceHandle const & traceHandle);
-
- private:
+   // Reads every disk of the data collection.
    void update();
 
+ protected:
+   DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices);
+
+   void typeStrIs(Pelm::String value) { typeStr.valueIs(std::move(value)); }
+
+ private:
    Pelm::Ptr<PollInterval const> pollInterval_;
    Pelm::Ptr<ConnectedDevices const> devices_;
-   char const * typeStr_;
-   Vorn::TraceHandle const & traceHandle_;
    std::optional<Vorn::Clock::Notifiee<&DataMonitorSm::handleClock>> clock_;
    Vorn::NotifieeConst pollIntervalReactor_;
    Vorn::NotifieeConst devicesReactor_;

@@ -14,12 +14,13 @@ DeviceToolProcess::DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> cons
    sm_->hasNotificationActiveIs(true);
 }
 
-void DeviceToolProcess::start(std::initializer_list<Pelm::String> command) {
+void DeviceToolProcess::start(Pelm::String const & devicePath, std::initializer_list<Pelm::String> command) {
    if (started())
       return;
    Pelm::Ptr<Brul::PipedChildProcessSm> const sm = sm_;
    if (sm->state() != State::idle)
       return;
+   devicePath_ = devicePath;
    sm->argPopAll();
    for (Pelm::String const & argument : command)
       sm->argPush(argument);
@@ -28,10 +29,9 @@ void DeviceToolProcess::start(std::initializer_list<Pelm::String> command) {
 }
 
 std::optional<JsonDocument> DeviceToolProcess::document(Vorn::TraceHandle const & traceHandle,
-                                                        char const * handler, char const * tool,
-                                                        Pelm::String const & devicePath) const {
+                                                        char const * handler, char const * tool) const {
    if (sm_->state() == State::failed) {
-      VORN_TRACE(traceHandle, 0) << handler << " Error running " << tool << " for " << devicePath
+      VORN_TRACE(traceHandle, 0) << handler << " Error running " << tool << " for " << devicePath_
                                  << "; exit code: " << sm_->exitCode();
       if (!sm_->stderrString().empty())
          VORN_TRACE(traceHandle, 0) << handler << " " << sm_->stderrString();

@@ -23,6 +23,8 @@ class DeviceToolProcess : public Pelm::Node {
  public:
    // The name of the disk.
    Pelm::String const & device() const { return device_; }
+   // The device node that the run was started for; empty before.
+   Pelm::String const & devicePath() const { return devicePath_; }
    Pelm::Ptr<Brul::PipedChildProcessSm> const & sm() const { return sm_; }
 
    Vorn::Attribute<bool, DeviceToolProcess> started{*this, "started", false};
@@ -34,16 +36,17 @@ class DeviceToolProcess : public Pelm::Node {
    // The document that a run that is over has printed. Empty, and traced, when it failed or printed
    // something else. `handler` names the function in the traces, `tool` the tool.
    std::optional<JsonDocument> document(Vorn::TraceHandle const & traceHandle, char const * handler,
-                                        char const * tool, Pelm::String const & devicePath) const;
+                                        char const * tool) const;
 
  protected:
    DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device);
 
    // Does nothing the second time.
-   void start(std::initializer_list<Pelm::String> command);
+   void start(Pelm::String const & devicePath, std::initializer_list<Pelm::String> command);
 
  private:
    Pelm::String device_;
+   Pelm::String devicePath_;
    Pelm::Ptr<Brul::PipedChildProcessSm> sm_;
 };
 

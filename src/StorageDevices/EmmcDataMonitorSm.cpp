@@ -8,6 +8,7 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/PathPattern.h"
 #include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
 
 namespace StorageDevices {
 
@@ -20,6 +21,10 @@ constexpr char safeOpenFilestreamName[] =
     "bool StorageDevices::EmmcDataAccess::safeOpenFilestream(std::ifstream&, std::string)";
 constexpr char updateDeviceName[] =
     "virtual void StorageDevices::EmmcDataMonitorSm::updateDevice(const String&)";
+
+bool isRead(ConnectedDisk const & disk) {
+   return disk.busType() == ConnectedDisk::BusType::other;
+}
 
 // The next hexadecimal number of the stream, with or without 0x. Through a wider type: extracting into a
 // byte would read a character.
@@ -61,12 +66,13 @@ bool EmmcDataAccess::getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & 
 
 EmmcDataMonitorSm::EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                      Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<EmmcData> data)
-    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Emmc", traceHandle},
-      data_{std::move(data)} {}
+    : DataMonitorSm{std::move(pollInterval), std::move(devices)}, data_{std::move(data)} {
+   typeStrIs("Emmc");
+}
 
 void EmmcDataMonitorSm::handleDisk(Pelm::String const & serial) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
-   if (!disk || disk->busType() == ConnectedDisk::BusType::other)
+   if (!disk || isRead(*disk))
       DataMonitorSm::handleDisk(serial);
 }
 
@@ -90,7 +96,7 @@ void EmmcDataMonitorSm::forEach(DeviceCallback callback) {
 void EmmcDataMonitorSm::updateDevice(Pelm::String const & serial) {
    Pelm::Ptr<DeviceEmmcData> const record = data_->deviceData(serial);
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
-   if (!record || !disk)
+   if (!record || !disk || !isRead(*disk))
       return;
    std::string const baseDir = pathFromPattern(emmcBaseDir().view(), disk->blockDeviceName().view());
    if (!EmmcDataAccess::getEmmcAttrs(baseDir, *record))

@@ -18,10 +18,14 @@ namespace {
 constexpr char handleNvmeCliStateName[] =
     "void StorageDevices::NvmeDataMonitorSm::handleNvmeCliState(const String&)";
 
+bool isRead(ConnectedDisk const & disk) {
+   return disk.busType() == ConnectedDisk::BusType::nvme;
+}
+
 }  // namespace
 
 void NvmeCliProcess::run(Pelm::String const & devicePath) {
-   start({"nvme", "smart-log", "--output-format=json", devicePath});
+   start(devicePath, {"nvme", "smart-log", "--output-format=json", devicePath});
 }
 
 NvmeDataMonitorSm::NestedSm_NvmeCliReactor::NestedSm_NvmeCliReactor(NvmeDataMonitorSm & owner,
@@ -41,9 +45,11 @@ void NvmeDataMonitorSm::NestedSm_NvmeCliReactor::handleState() {
 NvmeDataMonitorSm::NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                      Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<NvmeData> data,
                                      Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Nvme", nvmeTraceHandle},
+    : DataMonitorSm{std::move(pollInterval), std::move(devices)},
       data_{std::move(data)},
-      tracker_{std::move(tracker)} {}
+      tracker_{std::move(tracker)} {
+   typeStrIs("Nvme");
+}
 
 NvmeDataMonitorSm::~NvmeDataMonitorSm() {
    nvmeCliProcessDelAll();
@@ -51,7 +57,7 @@ NvmeDataMonitorSm::~NvmeDataMonitorSm() {
 
 void NvmeDataMonitorSm::handleDisk(Pelm::String const & name) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
-   if (!disk || disk->busType() == ConnectedDisk::BusType::nvme)
+   if (!disk || isRead(*disk))
       DataMonitorSm::handleDisk(name);
 }
 
@@ -74,7 +80,8 @@ void NvmeDataMonitorSm::forEach(DeviceCallback callback) {
 }
 
 void NvmeDataMonitorSm::updateDevice(Pelm::String const & name) {
-   if (Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name))
+   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
+   if (disk && isRead(*disk))
       nvmeCliProcessIs(tracker_, name)->run(disk->blockDevice());
 }
 
@@ -85,9 +92,7 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    // What is published from here on may make the host let go of the monitor.
    Pelm::Ptr<NvmeDataMonitorSm> const keepAlive{this};
    nvmeCliProcessDel(process->device());
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(process->device());
-   Pelm::String const devicePath = disk ? disk->blockDevice() : Pelm::String{};
-   auto const document = process->document(nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli", devicePath);
+   auto const document = process->document(nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");
    if (!document)
       return;
    if (!document->root().IsObject()) {

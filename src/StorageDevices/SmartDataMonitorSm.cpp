@@ -6,6 +6,7 @@
 #include "StorageDevices/JsonDocument.h"
 #include "StorageDevices/SmartAttributes.h"
 #include "runtime/Vorn/Machine.h"
+#include "runtime/Vorn/Trace.h"
 
 namespace StorageDevices {
 
@@ -17,13 +18,17 @@ Vorn::TraceHandle traceHandle{"StorageSmartDataMonitorSm", true};
 constexpr char handleSmartctlStateName[] =
     "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
 
+bool isRead(ConnectedDisk const & disk) {
+   return disk.busType() != ConnectedDisk::BusType::other;
+}
+
 }  // namespace
 
 void SmartctlProcess::run(Pelm::String const & devicePath, bool scsi) {
    if (scsi)
-      start({"smartctl", "--json=c", "--offlineauto=on", "-HA", "-d", "scsi", devicePath});
+      start(devicePath, {"smartctl", "--json=c", "--offlineauto=on", "-HA", "-d", "scsi", devicePath});
    else
-      start({"smartctl", "--json=c", "--offlineauto=on", "-HA", devicePath});
+      start(devicePath, {"smartctl", "--json=c", "--offlineauto=on", "-HA", devicePath});
 }
 
 SmartDataMonitorSm::NestedSm_SmartctlReactor::NestedSm_SmartctlReactor(SmartDataMonitorSm & owner,
@@ -43,9 +48,11 @@ void SmartDataMonitorSm::NestedSm_SmartctlReactor::handleState() {
 SmartDataMonitorSm::SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                        Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<SmartData> data,
                                        Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : DataMonitorSm{std::move(pollInterval), std::move(devices), "Smart", traceHandle},
+    : DataMonitorSm{std::move(pollInterval), std::move(devices)},
       data_{std::move(data)},
-      tracker_{std::move(tracker)} {}
+      tracker_{std::move(tracker)} {
+   typeStrIs("Smart");
+}
 
 SmartDataMonitorSm::~SmartDataMonitorSm() {
    smartctlProcessDelAll();
@@ -55,7 +62,7 @@ SmartDataMonitorSm::~SmartDataMonitorSm() {
 void SmartDataMonitorSm::handleDisk(Pelm::String const & name) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
    if (disk) {
-      if (disk->busType() == ConnectedDisk::BusType::other)
+      if (!isRead(*disk))
          return;
       if (!smartDbMapping.contains(name))
          smartDbMappingIs(name, findDeviceMapping(disk->model()));
@@ -84,7 +91,7 @@ void SmartDataMonitorSm::forEach(DeviceCallback callback) {
 
 void SmartDataMonitorSm::updateDevice(Pelm::String const & name) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
-   if (!disk)
+   if (!disk || !isRead(*disk))
       return;
    smartctlProcessIs(tracker_, name)
        ->run(disk->blockDevice(), disk->busType() == ConnectedDisk::BusType::usb);
@@ -97,12 +104,10 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    // What is published from here on may make the host let go of the monitor.
    Pelm::Ptr<SmartDataMonitorSm> const keepAlive{this};
    smartctlProcessDel(process->device());
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(process->device());
-   Pelm::String const devicePath = disk ? disk->blockDevice() : Pelm::String{};
-   auto const document = process->document(traceHandle, handleSmartctlStateName, "smartctl", devicePath);
+   auto const document = process->document(traceHandle, handleSmartctlStateName, "smartctl");
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
    if (document && record)
-      parse(*document, *record, devicePath);
+      parse(*document, *record, process->devicePath());
 }
 
 void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,

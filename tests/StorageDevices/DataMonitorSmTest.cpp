@@ -17,20 +17,26 @@ namespace {
 
 using Serials = std::vector<std::string>;
 
-Vorn::TraceHandle traceHandle{"StorageTestDataMonitor", true};
-
 // Keeps its data in a list and notes what it is asked to do.
 class ListMonitor final : public DataMonitorSm {
  public:
    ListMonitor(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                Serials & data)
-       : DataMonitorSm{std::move(pollInterval), std::move(devices), "List", traceHandle}, data_{data} {}
+       : DataMonitorSm{std::move(pollInterval), std::move(devices)}, data_{data} {
+      typeStrIs("List");
+   }
 
    bool isInData(Pelm::String const & serial) const override {
       return std::find(data_.begin(), data_.end(), serial.str()) != data_.end();
    }
-   void addToData(Pelm::String const & serial) override { data_.push_back(serial.str()); }
-   void removeFromData(Pelm::String const & serial) override { std::erase(data_, serial.str()); }
+   void addToData(Pelm::String const & serial) override {
+      noteTraces();
+      data_.push_back(serial.str());
+   }
+   void removeFromData(Pelm::String const & serial) override {
+      noteTraces();
+      std::erase(data_, serial.str());
+   }
    void forEach(DeviceCallback callback) override {
       for (std::string const & serial : Serials{data_})
          callback(*this, serial);
@@ -45,8 +51,16 @@ class ListMonitor final : public DataMonitorSm {
    Serials updated;
    std::vector<double> times;
    std::string failing = "(none)";
+   // Where given, what was traced when the data was last asked to change.
+   Support::TraceRecorder const * traces = nullptr;
+   Serials tracedBefore;
 
  private:
+   void noteTraces() {
+      if (traces)
+         tracedBefore = traces->texts(2);
+   }
+
    Serials & data_;
 };
 
@@ -59,7 +73,7 @@ class PollingMonitor : public Support::VirtualTimeTest {
    // Serials that were read since the last call.
    Serials updated() const { return std::exchange(monitor_->updated, {}); }
 
-   Support::TraceRecorder traces_{{"StorageTestDataMonitor", 7}};
+   Support::TraceRecorder traces_{{"StorageDataMonitorSm", 7}};
    Pelm::Ptr<PollInterval> interval_ = Pelm::make<PollInterval>();
    Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
    Serials data_;
@@ -147,6 +161,58 @@ TEST_F(PollingMonitor, tracesADiskThatItAdds) {
    start();
    EXPECT_EQ(traces_.texts(2),
              (Serials{"A is in the disk collection", "Adding A to the relevant *Data collection"}));
+}
+
+TEST_F(PollingMonitor, tracesWhatItIsAboutToDo) {
+   start();
+   monitor_->traces = &traces_;
+   plug("A");
+   EXPECT_EQ(monitor_->tracedBefore,
+             (Serials{"A is in the disk collection", "Adding A to the relevant *Data collection"}));
+   devices_->diskDel("A");
+   EXPECT_EQ(monitor_->tracedBefore.back(), "Deleting A from its associated *Data collection");
+}
+
+TEST_F(PollingMonitor, tracesTheKindOfDataThatItPolls) {
+   start();
+   Host::turn();
+   EXPECT_EQ(traces_.texts(7), Serials{"polling the List data"});
+}
+
+TEST_F(PollingMonitor, tracesADiskBeforeItLooksWhetherItHasData) {
+   data_ = {"A"};
+   plug("A");
+   start();
+   std::vector<int> levels;
+   for (auto const & line : traces_.lines())
+      levels.push_back(line.level);
+   EXPECT_EQ(levels, (std::vector<int>{7, 2, 7})) << "next key, in the disk collection, already processed";
+}
+
+// Notes what a poll has done when it is counted.
+struct PollWatcher {
+   void handlePollCount() {
+      updated = monitor.updated;
+      wakeUp = monitor.clock()->timeMin();
+   }
+   ListMonitor const & monitor;
+   Serials updated;
+   Vorn::Seconds wakeUp = 0;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(PollingMonitor, readsThenCountsThePollThenAsksForTheNext) {
+   plug("A");
+   start();
+   PollWatcher watcher{*monitor_, {}, 0, {}};
+   watcher.reactor.notifierIs(monitor_);
+   watcher.reactor.on<&PollWatcher::handlePollCount>(static_cast<DataMonitorSm &>(*monitor_).pollCount,
+                                                     watcher);
+   watcher.reactor.hasNotificationActiveIs(true);
+   Host::turn();
+   EXPECT_EQ(watcher.updated, Serials{"A"});
+   EXPECT_EQ(watcher.wakeUp, Vorn::Seconds::infinity());
+   EXPECT_EQ(monitor_->clock()->timeMin(), Vorn::System::currentTime() + 60);
 }
 
 TEST_F(PollingMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {

@@ -104,6 +104,21 @@ TEST_F(EmmcMonitor, watchesDisksOfNoKnownBusOnly) {
    EXPECT_TRUE(data_->deviceData.contains("E1"));
 }
 
+TEST_F(EmmcMonitor, aRecordWhoseDiskMovedToAnotherBusStaysAndIsNotRead) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   plug("E1");
+   start();
+   Host::turn();
+   registersAre("0x05 0x06\n", "0x02\n");
+   plug("E1", ConnectedDisk::BusType::nvme);
+   Host::runFor(121);
+   EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
+   EXPECT_EQ(data_->deviceData("E1")->reading.count(), 1U);
+   plug("E1");
+   Host::runFor(61);
+   EXPECT_EQ(values("E1"), (std::vector<int>{5, 6, 2}));
+}
+
 TEST_F(EmmcMonitor, dropsAChipThatGoesAndWhatAnEarlierRunLeftBehind) {
    data_->deviceDataIs("gone");
    plug("E1");

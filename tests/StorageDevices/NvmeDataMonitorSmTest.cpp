@@ -77,6 +77,34 @@ TEST_F(NvmeMonitor, disksOfOtherBusesAreNotPolled) {
    EXPECT_TRUE(runs().empty());
 }
 
+TEST_F(NvmeMonitor, aRecordWhoseDiskIsOnAnotherBusStaysAndIsNotPolled) {
+   data_->deviceDataIs("N1");
+   Support::DiskFields moved = disk_;
+   for (unsigned char const bus : {0, 1, 3}) {
+      moved.busType = bus;
+      plug(moved);
+      start();
+      poll();
+      EXPECT_TRUE(monitor_->nvmeCliProcess.empty());
+   }
+   EXPECT_TRUE(record());
+   EXPECT_TRUE(runs().empty());
+}
+
+TEST_F(NvmeMonitor, aFailureNamesTheDeviceThatWasRun) {
+   toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; exit 3");
+   plug();
+   start();
+   Host::turn();
+   Support::DiskFields changed = disk_;
+   changed.blockDevice = "/dev/nvme7n1";
+   plug(changed);
+   folder_.fileIs("go", "");
+   EXPECT_TRUE(Support::soon([&] { return monitor_->nvmeCliProcess.empty(); }));
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{handler} + " Error running nvme-cli for /dev/nvme0n1; exit code: 3"});
+}
+
 TEST_F(NvmeMonitor, aMissingKeyIsZeroAndTracedAndTheOthersAreRead) {
    std::string without = log;
    without.replace(without.find(R"("media_errors":19,)"), std::string{R"("media_errors":19,)"}.size(), "");

@@ -118,6 +118,38 @@ TEST_F(SmartMonitor, aDiskOfNoKnownBusIsNeitherMappedNorPolledNorFiled) {
    EXPECT_TRUE(runs().empty());
 }
 
+TEST_F(SmartMonitor, aRecordWhoseDiskIsOnNoKnownBusStaysAndIsNotPolled) {
+   data_->deviceDataIs("S1");
+   plug({.name = "S1", .busType = ConnectedDisk::BusType::other});
+   start();
+   poll();
+   EXPECT_TRUE(record());
+   EXPECT_TRUE(runs().empty());
+   EXPECT_TRUE(monitor_->smartctlProcess.empty());
+}
+
+// A run that waits for the file "go", and then does something, while the disk changes its device node.
+TEST_F(SmartMonitor, tracesNameTheDeviceThatWasRun) {
+   std::string const wait =
+       "while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; ";
+   DiskFields changed = disk_;
+   changed.blockDevice = "/dev/sdz";
+   for (auto const & [does, text] :
+        {std::pair{"exit 1", " Error running smartctl for /dev/sda; exit code: 1"},
+         std::pair{"echo {}", " Could not obtain health status for /dev/sda"}}) {
+      toolDoes(wait + does);
+      plug();
+      start();
+      Host::turn();
+      plug(changed);
+      folder_.fileIs("go", "");
+      EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
+      EXPECT_EQ(traces_.errors(), Texts{handler + std::string{text}});
+      std::filesystem::remove(folder_.path() / "go");
+      traces_.clear();
+   }
+}
+
 TEST_F(SmartMonitor, theSameReportTwiceTellsNobodyAnything) {
    plug();
    start();
