@@ -8,7 +8,8 @@ install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTarget
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${headerDir})
 install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${packageDir})
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h"
+        PATTERN "Vorn/Poller.h" EXCLUDE)
 foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
         DiskInfoCollectorSm ApplianceRules
         DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export FsHealthIoOps FsHealthSm IOStatSm

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "StorageDevices/EtcBlockdevEntry.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Optional.h"
 
@@ -13,7 +14,7 @@ class TraceHandle;
 
 namespace StorageDevices {
 
-struct ApplianceRules {
+struct STORAGEDEVICES_API ApplianceRules {
    std::vector<EtcBlockdevEntry> etcBlockDev;   // in file order
    std::vector<Pelm::String> etcMultidrive;     // patterns of drives that are inactive, in file order
    Vorn::Optional<Pelm::String> multidriveSrc;  // pattern of the drive that is active all the same
@@ -21,6 +22,7 @@ struct ApplianceRules {
 
 // Reads blockdev, multidrive and multidrive_src in `etcDir`. Entries and failures are traced; what
 // cannot be read is taken as empty. The traces name the files as every unit knows them, below /etc.
-ApplianceRules readApplianceRules(Pelm::String const & etcDir, Vorn::TraceHandle const & traceHandle);
+STORAGEDEVICES_API ApplianceRules readApplianceRules(Pelm::String const & etcDir,
+                                                     Vorn::TraceHandle const & traceHandle);
 
 }  // namespace StorageDevices

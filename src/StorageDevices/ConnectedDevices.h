@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "StorageDevices/ConnectedDisk.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -12,7 +13,7 @@
 
 namespace StorageDevices {
 
-class ConnectedDevices : public Pelm::Node {
+class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
  public:
    // By name: the serial number once the device is identified.
    Vorn::Collection<Pelm::String, Pelm::Ptr<ConnectedDisk const>, ConnectedDevices> disk{*this, "disk"};

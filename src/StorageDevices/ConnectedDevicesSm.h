@@ -15,6 +15,7 @@
 #include "StorageDevices/ApplianceRules.h"
 #include "StorageDevices/ConnectedDevices.h"
 #include "StorageDevices/DiskInfoCollectorSm.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
@@ -32,7 +33,7 @@ namespace StorageDevices {
 
 struct DeviceVerdict;
 
-class ConnectedDevicesSm final : public Pelm::Node {
+class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    // Waits for one collector's result.
    class NestedSm_InfoReactor final : public Vorn::NotifieeConst {
     public:

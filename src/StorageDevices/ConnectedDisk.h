@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/EnumType.h"
@@ -11,7 +12,7 @@
 
 namespace StorageDevices {
 
-class ConnectedDisk : public Pelm::Node {
+class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
  public:
    // How the device is attached.
    class BusType : public Vorn::EnumType<unsigned char, BusType> {

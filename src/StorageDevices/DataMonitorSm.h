@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -21,7 +22,7 @@
 
 namespace StorageDevices {
 
-class DataMonitorSm : public Pelm::Node {
+class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
  public:
    using DeviceCallback = void (*)(DataMonitorSm &, Pelm::String const & serial);
 

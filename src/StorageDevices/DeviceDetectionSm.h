@@ -6,6 +6,7 @@
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Attribute.h"
@@ -14,7 +15,7 @@
 
 namespace StorageDevices {
 
-class DeviceDetectionSm final : public Pelm::Node {
+class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
  public:
    DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices const> devices);
 

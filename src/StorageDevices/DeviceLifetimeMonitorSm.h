@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -27,7 +28,7 @@
 namespace StorageDevices {
 
 // What is remembered of one disk while the agent runs.
-class DeviceLifetimeChange : public Pelm::Node {
+class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
  public:
    explicit DeviceLifetimeChange(Pelm::String serial) : serial_{std::move(serial)} {}
 
@@ -55,7 +56,7 @@ class DeviceLifetimeChange : public Pelm::Node {
    Pelm::String serial_;
 };
 
-class DeviceLifetimeMonitorSm final : public Pelm::Node {
+class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    // Watch the life figure of one record.
    class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
     public:

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "StorageDevices/JsonDocument.h"
-
 namespace StorageDevices {
 
 using State = Brul::PipedChildProcessSm::State;
@@ -26,26 +24,6 @@ void DeviceToolProcess::start(Pelm::String const & devicePath, std::initializer_
       sm->argPush(argument);
    sm->start(true, true);
    startedIs(true);
-}
-
-std::optional<JsonDocument> DeviceToolProcess::document(Vorn::TraceHandle const & traceHandle,
-                                                        char const * handler, char const * tool) const {
-   if (sm_->state() == State::failed) {
-      VORN_TRACE(traceHandle, 0) << handler << " Error running " << tool << " for " << devicePath_
-                                 << "; exit code: " << sm_->exitCode();
-      if (!sm_->stderrString().empty())
-         VORN_TRACE(traceHandle, 0) << handler << " " << sm_->stderrString();
-      return std::nullopt;
-   }
-   JsonDocument document{sm_->stdoutBuffer()};
-   if (document.isValid())
-      return document;
-   traceJsonError(traceHandle, handler, document.error());
-   return std::nullopt;
-}
-
-void traceJsonError(Vorn::TraceHandle const & traceHandle, char const * handler, std::string_view error) {
-   VORN_TRACE(traceHandle, 0) << handler << " JSON parsing error: " << error;
 }
 
 }  // namespace StorageDevices

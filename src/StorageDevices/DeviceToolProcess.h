@@ -4,22 +4,18 @@
 #pragma once
 
 #include <initializer_list>
-#include <optional>
-#include <string_view>
 
+#include "StorageDevices/Export.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Brul/PipedChildProcessSm.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
-#include "runtime/Vorn/Trace.h"
 
 namespace StorageDevices {
 
-class JsonDocument;
-
-class DeviceToolProcess : public Pelm::Node {
+class STORAGEDEVICES_API DeviceToolProcess : public Pelm::Node {
  public:
    // The name of the disk.
    Pelm::String const & device() const { return device_; }
@@ -33,11 +29,6 @@ class DeviceToolProcess : public Pelm::Node {
    // Whether it was started and is no longer running.
    bool isOver() const { return started() && sm_->state() != Brul::PipedChildProcessSm::State::running; }
 
-   // The document that a run that is over has printed. Empty, and traced, when it failed or printed
-   // something else. `handler` names the function in the traces, `tool` the tool.
-   std::optional<JsonDocument> document(Vorn::TraceHandle const & traceHandle, char const * handler,
-                                        char const * tool) const;
-
  protected:
    DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device);
 
@@ -49,8 +40,5 @@ class DeviceToolProcess : public Pelm::Node {
    Pelm::String devicePath_;
    Pelm::Ptr<Brul::PipedChildProcessSm> sm_;
 };
-
-// Traces that an output is not what was asked for.
-void traceJsonError(Vorn::TraceHandle const & traceHandle, char const * handler, std::string_view error);
 
 }  // namespace StorageDevices

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "StorageDevices/ConnectedDisk.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Attribute.h"
@@ -16,7 +17,7 @@
 
 namespace StorageDevices {
 
-class DiskInfoCollectorSm : public Pelm::Node {
+class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
  public:
    // The disk that was handed in. What a collector cannot learn is copied from it.
    Pelm::Ptr<ConnectedDisk const> const & device() const { return device_; }

@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "StorageDevices/DataMonitorSm.h"
+#include "StorageDevices/Export.h"
 #include "runtime/model/EmmcData.h"
 
 namespace StorageDevices {
 
 // The health registers of a chip, as the kernel shows them in sysfs.
-class EmmcDataAccess {
+class STORAGEDEVICES_API EmmcDataAccess {
  public:
    // False, and a trace, when the file cannot be opened.
    static bool safeOpenFilestream(std::ifstream & stream, std::string const & path);
@@ -21,7 +22,7 @@ class EmmcDataAccess {
    static bool getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & deviceData);
 };
 
-class EmmcDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API EmmcDataMonitorSm final : public DataMonitorSm {
  public:
    EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<EmmcData> data);

@@ -4,12 +4,13 @@
 #include <tuple>
 #include <utility>
 
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/ValueRecord.h"
 
 namespace StorageDevices {
 
-struct EtcBlockdevEntry : public Vorn::ValueRecord<EtcBlockdevEntry> {
+struct STORAGEDEVICES_API EtcBlockdevEntry : public Vorn::ValueRecord<EtcBlockdevEntry> {
    EtcBlockdevEntry() = default;
    EtcBlockdevEntry(Pelm::String pattern, Pelm::String mountName)
        : sysPathRe{std::move(pattern)}, mount{std::move(mountName)} {}

@@ -10,14 +10,14 @@
 
 namespace StorageDevices {
 
-struct ExaminedDevice {
+struct STORAGEDEVICES_API ExaminedDevice {
    std::string device;   // node, or the kernel's name where it has none
    std::string sysPath;  // below /sys/devices, what the patterns of blockdev are matched against
    std::string verdict;  // "skipped", "removable" or "fixed"
    std::string reason;   // why it is skipped, or where it is mounted, how attached and who identifies it
 };
 
-struct Examination {
+struct STORAGEDEVICES_API Examination {
    // What is wrong with the appliance's files: a line each, that names the file and says what to do.
    std::vector<std::string> errors;
    bool blockdevReadable = false;

@@ -1,4 +1,4 @@
-// Marks what the library exports: its factories.
+// Marks what the library exports: all that its installed headers declare.
 #pragma once
 
 #define STORAGEDEVICES_API __attribute__((visibility("default")))

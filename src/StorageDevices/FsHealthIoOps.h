@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -11,7 +12,7 @@
 
 namespace StorageDevices {
 
-class FsHealthIoOps : public Pelm::Node {
+class STORAGEDEVICES_API FsHealthIoOps : public Pelm::Node {
  public:
    using Attribute = Vorn::Attribute<std::int32_t, FsHealthIoOps>;
 

@@ -16,6 +16,7 @@
 #include <optional>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "StorageDevices/FsHealthIoOps.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
@@ -29,7 +30,7 @@
 
 namespace StorageDevices {
 
-class FsHealthSmState : public Vorn::EnumType<unsigned char, FsHealthSmState> {
+class STORAGEDEVICES_API FsHealthSmState : public Vorn::EnumType<unsigned char, FsHealthSmState> {
  public:
    enum Value : unsigned char { idle = 0, setup = 1, writeTest = 2, readTest = 3, cleanup = 4 };
    static constexpr Vorn::EnumName<unsigned char> names[] = {{idle, "idle"},
@@ -40,7 +41,7 @@ class FsHealthSmState : public Vorn::EnumType<unsigned char, FsHealthSmState> {
    using EnumType::EnumType;
 };
 
-class FsHealthSm final : public Pelm::Node {
+class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
  public:
    // `blkSize`: bytes of a block of the device, a power of two of at least 8; anything else ends the process.
    FsHealthSm(Pelm::String mntPt, std::uint32_t blkSize, Pelm::Ptr<ConnectedDevices const> devices);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -21,7 +22,7 @@
 
 namespace StorageDevices {
 
-class IOStatSm final : public Pelm::Node {
+class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
  public:
    IOStatSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> connectedDevices,
             Pelm::Ptr<IOStatData> ioStatData);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "StorageDevices/MountPtMonitorSm.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
@@ -12,7 +13,7 @@
 
 namespace StorageDevices {
 
-class MountPtMonitorManagerSm final : public Pelm::Node {
+class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
  public:
    explicit MountPtMonitorManagerSm(Pelm::Ptr<ConnectedDevices> devices) : devices_{std::move(devices)} {}
    ~MountPtMonitorManagerSm() override;

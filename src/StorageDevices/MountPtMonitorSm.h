@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "StorageDevices/FsHealthSm.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
@@ -20,7 +21,7 @@
 
 namespace StorageDevices {
 
-class MountPtMonitorSm final : public Pelm::Node {
+class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
  public:
    MountPtMonitorSm(Pelm::String mountPt, Pelm::Ptr<MountPtMonitorHelper> helper,
                     Pelm::Ptr<ConnectedDevices const> devices);

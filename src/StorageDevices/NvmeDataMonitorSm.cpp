@@ -8,6 +8,7 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/JsonDocument.h"
 #include "StorageDevices/NvmeSmartLog.h"
+#include "StorageDevices/ToolDocument.h"
 #include "runtime/Vorn/Machine.h"
 
 namespace StorageDevices {
@@ -92,7 +93,7 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    // What is published from here on may make the host let go of the monitor.
    Pelm::Ptr<NvmeDataMonitorSm> const keepAlive{this};
    nvmeCliProcessDel(process->device());
-   auto const document = process->document(nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");
+   auto const document = toolDocument(*process, nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");
    if (!document)
       return;
    if (!document->root().IsObject()) {

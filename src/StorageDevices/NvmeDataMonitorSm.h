@@ -6,13 +6,14 @@
 
 #include "StorageDevices/DataMonitorSm.h"
 #include "StorageDevices/DeviceToolProcess.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Vorn/Collection.h"
 #include "runtime/model/NvmeData.h"
 
 namespace StorageDevices {
 
 // One run of nvme smart-log.
-class NvmeCliProcess final : public DeviceToolProcess {
+class STORAGEDEVICES_API NvmeCliProcess final : public DeviceToolProcess {
  public:
    NvmeCliProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device)
        : DeviceToolProcess{tracker, std::move(device)} {}
@@ -20,7 +21,7 @@ class NvmeCliProcess final : public DeviceToolProcess {
    void run(Pelm::String const & devicePath);
 };
 
-class NvmeDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
    // Waits for the end of one run.
    class NestedSm_NvmeCliReactor final : public Vorn::NotifieeConst {
     public:
@@ -71,9 +72,8 @@ class NvmeDataMonitorSm final : public DataMonitorSm {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
 };
 
-Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
-                                                 Pelm::Ptr<ConnectedDevices const> const & devices,
-                                                 Pelm::Ptr<NvmeData> const & data,
-                                                 Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+STORAGEDEVICES_API Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<NvmeData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
 
 }  // namespace StorageDevices

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -22,7 +23,7 @@
 
 namespace StorageDevices {
 
-class StorageDeviceErrWatcherSm final : public Pelm::Node {
+class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
  public:
    StorageDeviceErrWatcherSm(Pelm::Ptr<StorageDevicesInfo> sdevInfo,
                              Pelm::Ptr<ConnectedDevices const> connDevs, Pelm::String unixSockName);

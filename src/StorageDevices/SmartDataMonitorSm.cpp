@@ -5,6 +5,7 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/JsonDocument.h"
 #include "StorageDevices/SmartAttributes.h"
+#include "StorageDevices/ToolDocument.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
 
@@ -104,7 +105,7 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    // What is published from here on may make the host let go of the monitor.
    Pelm::Ptr<SmartDataMonitorSm> const keepAlive{this};
    smartctlProcessDel(process->device());
-   auto const document = process->document(traceHandle, handleSmartctlStateName, "smartctl");
+   auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
    if (document && record)
       parse(*document, *record, process->devicePath());

@@ -7,14 +7,17 @@
 
 #include "StorageDevices/DataMonitorSm.h"
 #include "StorageDevices/DeviceToolProcess.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Vorn/Collection.h"
 #include "runtime/model/DriveDatabase.h"
 #include "runtime/model/SmartData.h"
 
 namespace StorageDevices {
 
+class JsonDocument;
+
 // One run of smartctl.
-class SmartctlProcess final : public DeviceToolProcess {
+class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
  public:
    SmartctlProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device)
        : DeviceToolProcess{tracker, std::move(device)} {}
@@ -24,7 +27,7 @@ class SmartctlProcess final : public DeviceToolProcess {
    void run(Pelm::String const & devicePath, bool scsi);
 };
 
-class SmartDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    // Waits for the end of one run.
    class NestedSm_SmartctlReactor final : public Vorn::NotifieeConst {
     public:
@@ -86,9 +89,8 @@ class SmartDataMonitorSm final : public DataMonitorSm {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
 };
 
-Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,
-                                                   Pelm::Ptr<ConnectedDevices const> const & devices,
-                                                   Pelm::Ptr<SmartData> const & data,
-                                                   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
+STORAGEDEVICES_API Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(
+    Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
+    Pelm::Ptr<SmartData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
 
 }  // namespace StorageDevices

@@ -5,6 +5,7 @@
 // its smart log, never of its SMART record.
 #pragma once
 
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
@@ -19,7 +20,7 @@
 
 namespace StorageDevices {
 
-class TempSensorSm final : public Pelm::Node {
+class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    // Watch the temperature of one record.
    class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
     public:
@@ -104,7 +105,7 @@ class TempSensorSm final : public Pelm::Node {
    Vorn::NotifieeConst smartDataReactor_;
 };
 
-Pelm::Ptr<TempSensorSm> TempSensorSmIs(
+STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> TempSensorSmIs(
     Pelm::Ptr<FruConfig const> const & fruConfig,
     Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
     Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,

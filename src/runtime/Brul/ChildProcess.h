@@ -11,7 +11,7 @@
 
 namespace Brul {
 
-class ChildProcess {
+class RUNTIME_API ChildProcess {
  public:
    ChildProcess() = default;
    ChildProcess(ChildProcess const &) = delete;

@@ -10,7 +10,7 @@
 
 namespace Brul {
 
-class OutputPipe {
+class RUNTIME_API OutputPipe {
  public:
    // More than this is no report of any tool.
    static constexpr std::size_t maxBytes = std::size_t{4} << 20U;

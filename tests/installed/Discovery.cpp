@@ -1,0 +1,90 @@
+#include "Host.h"
+#include "StorageDevices/ApplianceRules.h"
+#include "StorageDevices/ConnectedDevicesSm.h"
+#include "StorageDevices/DeviceDetectionSm.h"
+#include "StorageDevices/DiskInfoCollectorSm.h"
+#include "StorageDevices/EtcBlockdevEntry.h"
+#include "StorageDevices/Examination.h"
+#include "StorageDevices/Factories.h"
+#include "runtime/Vorn/Trace.h"
+
+namespace InstalledHost {
+
+namespace {
+
+using namespace StorageDevices;
+
+// A collector of the host's own, for what the base offers.
+class Collector final : public DiskInfoCollectorSm {
+ public:
+   explicit Collector(Pelm::Ptr<ConnectedDisk const> device) : DiskInfoCollectorSm{std::move(device)} {}
+   EntityMib::StorageType mibType() const override { return EntityMib::StorageType::eMmc; }
+   void collect() { finalize("S2", "Model", "1.0", 64); }
+   void giveUp() { finalizeUnchanged(); }
+};
+
+TEST_F(Unit, WatchesItsDisks) {
+   write("blockdev", "pci0000:00/ata1/host drive\n");
+   write("multidrive", "ata2\n");
+   write("multidrive_src", "ata1\n");
+   auto const discovery = connectedDevicesSmFactory(fruConfig, devices, tracker);
+   EXPECT_TRUE(eventually([&] { return discovery->internalDevicesReady(); }));
+   ASSERT_EQ(discovery->etcBlockDev().size(), 1U);
+   EXPECT_EQ(discovery->etcMultidrive().size(), 1U);
+   EXPECT_TRUE(discovery->multidriveSrc().has_value());
+   EXPECT_FALSE(discovery->diskInfoCollectorSm("S1"));
+   EXPECT_FALSE(discovery->infoReactor("S1"));
+   discovery->handleInfoCollectorCompleted("S1");
+   discovery->handleInternalDevicesReady();
+   expectLinked(&ConnectedDevicesSm::handleInitialized, &ConnectedDevicesSm::handleSocket,
+                &ConnectedDevicesSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {
+   fruConfig->expectedMountsIs("drive");
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const detection = deviceDetectionSmFactory(fruConfig, devices);
+   devices->diskDel("S1");
+   detection->handleDisk("S1", {});
+   EXPECT_EQ(logged.size(), 2U);
+   expectLinked(&DeviceDetectionSm::handleInitialized, &DeviceDetectionSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, ExplainsItsConfiguration) {
+   write("blockdev", "pci0000:00/ata1/host drive\n");
+   EXPECT_EQ(examineDevices(fruConfig).blockdevEntries, 1U);
+   Vorn::TraceHandle const trace{"InstalledHost", false};
+   ApplianceRules const rules = readApplianceRules(folder.c_str(), trace);
+   ASSERT_EQ(rules.etcBlockDev.size(), 1U);
+   EXPECT_EQ(EtcBlockdevEntry::instance(rules.etcBlockDev.front().stringValue().view()),
+             rules.etcBlockDev.front());
+}
+
+TEST_F(Unit, CompletesTheRecordOfADisk) {
+   addDisk("S1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
+   auto const collector = Pelm::make<Collector>(devices->disk("S1"));
+   collector->giveUp();
+   EXPECT_EQ(collector->finalDisk()->mibType(), EntityMib::StorageType::eMmc);
+   collector->collect();
+   EXPECT_EQ(collector->finalDisk()->name(), "S2");
+   EXPECT_EQ(collector->finalDisk()->deviceIntfAndAddress(), "mmc0");
+   EXPECT_EQ(collector->finalDisk()->blockDeviceName(), "mmcblk0");
+   EXPECT_EQ(collector->device()->name(), "S1");
+   EXPECT_EQ(collector->finalDiskDel()->name(), "S2");
+   expectLinked(&DiskInfoCollectorSm::finalDiskIs);
+}
+
+TEST_F(Unit, KeepsItsSetOfDisks) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   devices->udevSerialToSerialMapIs("U1", "S1");
+   EXPECT_EQ(devices->getDiskMountedAt(folder.c_str()), "S1");
+   EXPECT_EQ(devices->udevSerialToSerialMap("U1"), Pelm::String{"S1"});
+   devices->udevSerialToSerialMapDel("U1");
+   devices->udevSerialToSerialMapDelAll();
+   devices->diskDelAll();
+   EXPECT_TRUE(devices->disk.empty());
+}
+
+}  // namespace
+
+}  // namespace InstalledHost

@@ -1,0 +1,148 @@
+#include <fcntl.h>
+
+#include <array>
+#include <cerrno>
+
+#include "Host.h"
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthIoOps.h"
+#include "StorageDevices/FsHealthSm.h"
+#include "StorageDevices/MountPtMonitorManagerSm.h"
+#include "StorageDevices/MountPtMonitorSm.h"
+
+namespace InstalledHost {
+
+namespace {
+
+using namespace StorageDevices;
+using State = FsHealthSmState;
+
+constexpr unsigned blkSize = 4096;
+
+TEST_F(Unit, TestsAFileSystemFromStartToStop) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const test = fsHealthSmFactory(folder.c_str(), blkSize, devices);
+   ASSERT_TRUE(test->initialized());
+   test->testDelayIs(10);
+   test->hungDelayIs(20);
+   test->pauseDelayIs(30);
+   test->utilChkDelayIs(40);
+   test->highUtilThresholdIs(100);
+   test->start();
+   ASSERT_EQ(test->state(), State::writeTest);
+   EXPECT_TRUE(test->running());
+   // A file system without direct I/O (tmpfs) fails to open, which is traced, not logged.
+   EXPECT_TRUE(eventually([&] { return test->state() == State::idle; }));
+   EXPECT_EQ(test->readTestOk(), test->nonSyslogErrorCount() == 0);
+   EXPECT_EQ(test->writeTestOk(), test->readTestOk());
+   test->doUtilChk();
+   test->handleTestClock();
+   EXPECT_EQ(test->cookieData().size(), blkSize);
+   test->stop();
+   EXPECT_EQ(test->state(), State::cleanup);
+   EXPECT_FALSE(test->running());
+   EXPECT_EQ(test->mntPt(), folder.c_str());
+   EXPECT_EQ(test->blkSize(), blkSize);
+   EXPECT_EQ(test->testTime(), Vorn::Seconds::infinity());
+   EXPECT_EQ(logged, std::vector<std::string>{});
+}
+
+TEST_F(Unit, EntersTheStatesOfATest) {
+   auto const test = fsHealthSmFactory(folder.c_str(), blkSize, devices);
+   test->ioOps()->lseekRetIs(-1);
+   test->ioOps()->lseekErrnoIs(EIO);
+   test->doWriteTest();
+   EXPECT_TRUE(test->syslogTriggered());
+   test->doReadTest();
+   EXPECT_EQ(logged.size(), 2U);
+   test->stateIs(State::idle);
+   EXPECT_EQ(test->state().stringValue(), "idle");
+   EXPECT_EQ(State::sequenceToValue(std::begin("setup"), std::end("setup") - 1), State::setup);
+   expectLinked(&FsHealthSm::handleInitialized, &FsHealthSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, MakesTheCallsOfATest) {
+   auto const ops = fsHealthIoOpsFactory();
+   Pelm::String const path = (folder / "file").c_str();
+   std::array<char, 8> text{"0123456"};
+   int const fd = ops->openPath(path, O_RDWR | O_CREAT);
+   ASSERT_GE(fd, 0);
+   EXPECT_EQ(ops->writeFd(fd, text.data(), text.size()), 8);
+   EXPECT_EQ(ops->fsyncFd(fd), 0);
+   EXPECT_EQ(ops->lseekFd(fd, 4, SEEK_SET), 4);
+   EXPECT_EQ(ops->readFd(fd, text.data(), text.size()), 4);
+   EXPECT_EQ(text[0], '4');
+   EXPECT_EQ(ops->closeFd(fd), 0);
+   EXPECT_EQ(ops->closeFd(fd), -1);
+   EXPECT_EQ(errno, EBADF);
+   EXPECT_GE(ops->getUtilPercent(folder.c_str()), -1);
+   EXPECT_EQ(ops->getUtilPercent("/nowhere/at/all"), -1);
+}
+
+// The operation answers what was injected, with the errno that was.
+template <class Call>
+void expectInjected(Call const & call, int number) {
+   errno = 0;
+   EXPECT_EQ(call(), -number);
+   EXPECT_EQ(errno, number);
+}
+
+TEST_F(Unit, MakesTheCallsOfATestFail) {
+   auto const ops = fsHealthIoOpsFactory();
+   ops->openRetIs(-EIO), ops->openErrnoIs(EIO);
+   ops->lseekRetIs(-EBADF), ops->lseekErrnoIs(EBADF);
+   ops->readRetIs(-EAGAIN), ops->readErrnoIs(EAGAIN);
+   ops->writeRetIs(-ENOSPC), ops->writeErrnoIs(ENOSPC);
+   ops->fsyncRetIs(-EDQUOT), ops->fsyncErrnoIs(EDQUOT);
+   ops->closeRetIs(-EINTR), ops->closeErrnoIs(EINTR);
+   ops->utilChkRetIs(90);
+   char byte = 0;
+   expectInjected([&] { return ops->openPath("/nowhere", O_RDONLY); }, EIO);
+   expectInjected([&] { return ops->lseekFd(-1, 0, SEEK_SET); }, EBADF);
+   expectInjected([&] { return ops->readFd(-1, &byte, 1); }, EAGAIN);
+   expectInjected([&] { return ops->writeFd(-1, &byte, 1); }, ENOSPC);
+   expectInjected([&] { return ops->fsyncFd(-1); }, EDQUOT);
+   expectInjected([&] { return ops->closeFd(-1); }, EINTR);
+   EXPECT_EQ(ops->getUtilPercent("/nowhere"), 90);
+}
+
+// Answers as if the folder were a mount point.
+class Helper final : public MountPtMonitorHelper {
+ public:
+   MountState mountState(Pelm::String const &) const override { return {true, false, "/dev/sda1", blkSize}; }
+};
+
+TEST_F(Unit, WatchesAMountPoint) {
+   auto const monitor = mountPtMonitorSmFactory(folder.c_str(), Pelm::make<Helper>(), devices);
+   monitor->holdOffTimeIs(1000);
+   monitor->periodicCheckTimeIs(100);
+   EXPECT_TRUE(eventually([&] { return bool{monitor->fsHealthSm()}; }));
+   EXPECT_TRUE(monitor->fsHealthSm()->running());
+   monitor->handleTestClock();
+   EXPECT_EQ(monitor->mountPt(), folder.c_str());
+   EXPECT_EQ(monitor->mountPtDevice(), "/dev/sda1");
+   EXPECT_EQ(monitor->mountPtDeviceBlkSize(), blkSize);
+   monitor->fsHealthSmIs(folder.c_str(), blkSize, devices);
+   EXPECT_TRUE(monitor->initialized());
+   EXPECT_LE(monitor->initialMountFailuresRemaining(), 12U);
+   expectLinked(&MountPtMonitorSm::handleInitialized, &MountPtMonitorSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, WatchesTheMountPointsOfItsFixedDisks) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   mountPtMonitorHelperCreatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
+   auto const manager = mountPtMonitorManagerSmFactory(devices);
+   EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);
+   manager->mountPtMonitorSmIs("/mnt/other", newMountPtMonitorHelper(), devices);
+   mountPtMonitorHelperCreatorIs(nullptr);
+   EXPECT_TRUE(manager->mountPtMonitorSm("/mnt/other"));
+   manager->mountPtMonitorSmDel("/mnt/other");
+   EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);
+   manager->mountPtMonitorSmDelAll();
+   EXPECT_TRUE(manager->mountPtMonitorSm.empty());
+   expectLinked(&MountPtMonitorManagerSm::handleInitialized, &MountPtMonitorManagerSm::vornDoZombieReactors);
+}
+
+}  // namespace
+
+}  // namespace InstalledHost

@@ -1,0 +1,180 @@
+#include "Host.h"
+#include "StorageDevices/DeviceLifetimeMonitorSm.h"
+#include "StorageDevices/EmmcDataMonitorSm.h"
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/IOStatSm.h"
+#include "StorageDevices/NvmeDataMonitorSm.h"
+#include "StorageDevices/SmartDataMonitorSm.h"
+#include "StorageDevices/TempSensorSm.h"
+
+namespace InstalledHost {
+
+namespace {
+
+using namespace StorageDevices;
+
+// What every polling monitor offers, asked of a disk that it has already read.
+void expectPolls(DataMonitorSm & monitor, Pelm::String const & disk) {
+   EXPECT_TRUE(monitor.initialized());
+   EXPECT_TRUE(monitor.isInData(disk));
+   EXPECT_TRUE(monitor.pollInterval());
+   EXPECT_TRUE(monitor.devices());
+   EXPECT_FALSE(std::string{monitor.typeStr()}.empty());
+   auto const polls = monitor.pollCount();
+   monitor.pollCountInc(1);
+   monitor.handleClock();
+   EXPECT_EQ(monitor.pollCount(), polls + 2);
+   monitor.forEach([](DataMonitorSm & self, Pelm::String const & name) { self.updateDevice(name); });
+   monitor.handleDisk(disk);
+   monitor.removeFromData(disk);
+   EXPECT_FALSE(monitor.isInData(disk));
+   monitor.addToData(disk);
+   EXPECT_TRUE(monitor.isInData(disk));
+}
+
+TEST_F(Unit, ReadsSmartData) {
+   writeTool("smartctl", R"({"smart_status": {"passed": true}, "ata_smart_attributes": {"table": []}})");
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const data = Pelm::make<SmartData>();
+   auto const monitor = smartDataMonitorSmFactory(pollInterval, devices, data, tracker);
+   EXPECT_TRUE(
+       eventually([&] { return data->deviceData("S1") && data->deviceData("S1")->healthStatusRead(); }));
+   EXPECT_EQ(monitor->data(), data);
+   EXPECT_EQ(monitor->tracker(), tracker);
+   EXPECT_TRUE(monitor->smartDbMapping("S1"));
+   monitor->smartDbMappingIs("S2", {});
+   monitor->smartDbMappingDel("S2");
+   monitor->smartDbMappingDelAll();
+   expectPolls(*monitor, "S1");
+   EXPECT_EQ(monitor->smartctlProcess.size(), monitor->smartctlReactor.size());
+   monitor->handleSmartctlState("S1");
+   EXPECT_TRUE(SmartDataMonitorSmIs(pollInterval, devices, data, tracker));
+
+   auto const run = Pelm::make<SmartctlProcess>(tracker, "S1");
+   run->run("/dev/sda", false);
+   EXPECT_TRUE(run->started());
+   EXPECT_TRUE(eventually([&] { return run->isOver(); }));
+   EXPECT_EQ(run->device(), "S1");
+   EXPECT_EQ(run->sm()->exitCode(), 0);
+   expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, ReadsTheSmartLogOfNvmeDrives) {
+   writeTool("nvme", R"({"temperature": 310, "percent_used": 5})");
+   addDisk("N1", ConnectedDisk::BusType::nvme, "/dev/nvme0n1");
+   auto const data = Pelm::make<NvmeData>();
+   auto const monitor = nvmeDataMonitorSmFactory(pollInterval, devices, data, tracker);
+   EXPECT_TRUE(
+       eventually([&] { return data->deviceData("N1") && data->deviceData("N1")->reading.count() > 0; }));
+   EXPECT_EQ(data->deviceData("N1")->percentageUsed().value, 5);
+   EXPECT_EQ(monitor->data(), data);
+   EXPECT_EQ(monitor->tracker(), tracker);
+   expectPolls(*monitor, "N1");
+   EXPECT_EQ(monitor->nvmeCliProcess.size(), monitor->nvmeCliReactor.size());
+   monitor->handleNvmeCliState("N1");
+   EXPECT_TRUE(NvmeDataMonitorSmIs(pollInterval, devices, data, tracker));
+
+   auto const run = Pelm::make<NvmeCliProcess>(tracker, "N1");
+   run->run("/dev/nvme0n1");
+   run->startedIs(true);
+   EXPECT_TRUE(eventually([&] { return run->isOver(); }));
+}
+
+TEST_F(Unit, ReadsTheRegistersOfEmmcDevices) {
+   write("life_time", "0x02 0x03\n");
+   write("pre_eol_info", "0x01\n");
+   addDisk("E1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
+   auto const data = Pelm::make<EmmcData>();
+   auto const monitor = emmcDataMonitorSmFactory(pollInterval, devices, data);
+   monitor->emmcBaseDirIs(folder.c_str());
+   EXPECT_TRUE(
+       eventually([&] { return data->deviceData("E1") && data->deviceData("E1")->reading.count() > 0; }));
+   EXPECT_EQ(data->deviceData("E1")->lifetimeEstTypA().percentValue(), 90);
+   EXPECT_EQ(monitor->data(), data);
+   expectPolls(*monitor, "E1");
+
+   std::ifstream file;
+   EXPECT_TRUE(EmmcDataAccess::safeOpenFilestream(file, (folder / "life_time").string()));
+   EXPECT_TRUE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data->deviceData("E1")));
+}
+
+TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
+   write("stat", "1 0 8 0 2 0 16 0 0 0 0\n");
+   setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", (folder / "stat").c_str(), 1);
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const data = Pelm::make<IOStatData>();
+   auto const monitor = iOStatSmFactory(pollInterval, devices, data);
+   unsetenv("STORAGEDEVICES_IOSTAT_PATH_BASE");
+   ASSERT_TRUE(monitor->initialized());
+   EXPECT_TRUE(eventually([&] { return data->ioStat("S1") && data->ioStat("S1")->size() >= 2; }));
+   EXPECT_EQ(data->ioStat("S1")->topMeasurement()->bytesWritten, 16U * 512);
+   data->ioStat("S1")->pruneMeasurements(1e6);
+   monitor->shouldRecordMeasurementIs(false);
+   monitor->ioStatPathBaseIs("/nowhere/%s");
+   monitor->handlePollClock();
+   monitor->handleConnectedDevices();
+   monitor->handleConnectedDevices("S1");
+   EXPECT_GT(monitor->openErrorCount(), 0U);
+   EXPECT_EQ(monitor->getlineErrorCount() + monitor->regexErrorCount(), 0U);
+   EXPECT_EQ(monitor->pollInterval(), pollInterval);
+   EXPECT_EQ(monitor->connectedDevices(), devices);
+   EXPECT_EQ(monitor->ioStatData(), data);
+   expectLinked(&IOStatSm::handleInitialized, &IOStatSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, FollowsTheLifeOfItsDisks) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const emmc = Pelm::make<EmmcData>();
+   auto const nvme = Pelm::make<NvmeData>();
+   auto const smart = Pelm::make<SmartData>();
+   auto const monitor = deviceLifetimeMonitorSmFactory(devices, emmc, nvme, smart, Pelm::make<IOStatData>());
+   monitor->deviceLifetimeChangeIs("S1");
+   auto const change = monitor->deviceLifetimeChange("S1");
+   change->numPastLogsIs(0);
+   change->lastBytesWrittenIs(0);
+   change->timestampIs(Vorn::System::currentTime());
+   monitor->handleChange("S1", 90);
+   EXPECT_EQ(change->lastValue(), 90);
+   change->firstDropDetectedIs(true);
+   change->lastValueIs(40);
+   SmartAttr attr;
+   attr.raw = 39;
+   monitor->handleSmartData("S1", OptionalSmartAttr{}, OptionalSmartAttr::from(attr));
+   monitor->handleNvmeData("S1", {}, {});
+   monitor->handleEmmcData("S1", {}, {});
+   EXPECT_EQ(change->serial(), "S1");
+   EXPECT_LE(logged.size(), 1U);
+   monitor->deviceLifetimeChangeDel("S1");
+   monitor->deviceLifetimeChangeDelAll();
+   EXPECT_TRUE(monitor->deviceLifetimeChange.empty());
+   expectLinked(&DeviceLifetimeMonitorSm::handleInitialized, &DeviceLifetimeMonitorSm::vornDoZombieReactors);
+}
+
+TEST_F(Unit, ShowsTheTemperaturesOfItsDisks) {
+   auto const sensors = Pelm::make<Environment::Temperature::Config>();
+   sensors->tempSensorIs("Drive", "the drive", 70.0, 80.0);
+   fruConfig->serialToSensorMapIs("N1", "Drive");
+   auto const dir = Pelm::make<Vorn::Dir>();
+   auto const nvme = Pelm::make<NvmeData>();
+   nvme->deviceDataIs("N1");
+   nvme->deviceData("N1")->temperatureCelsiusIs({"temperature", 37});
+   auto const monitor = tempSensorSmFactory(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>());
+   auto const * const status =
+       dynamic_cast<Environment::Temperature::TempSensorStatus const *>(dir->entityPtr("Drive").get());
+   ASSERT_TRUE(status);
+   EXPECT_EQ(status->temperature(), Units::Celsius{37});
+   monitor->createTempStatus("N1");
+   monitor->updateTempSensor("N1", {}, {});
+   EXPECT_TRUE(monitor->temperatureWrapper("N1"));
+   monitor->temperatureWrapperDel("N1");
+   monitor->temperatureWrapperDelAll();
+   monitor->nvmeDeviceDataDel("N1");
+   monitor->nvmeDeviceDataIs(nvme->deviceData("N1"));
+   monitor->nvmeDeviceDataDelAll();
+   EXPECT_TRUE(TempSensorSmIs(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>()));
+   expectLinked(&TempSensorSm::handleInitialized, &TempSensorSm::vornDoZombieReactors);
+}
+
+}  // namespace
+
+}  // namespace InstalledHost

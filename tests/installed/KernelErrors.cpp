@@ -1,0 +1,34 @@
+#include "Host.h"
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/SdErrWatcherSm.h"
+
+namespace InstalledHost {
+
+namespace {
+
+using namespace StorageDevices;
+
+TEST_F(Unit, LogsWhatTheKernelReports) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const info = Pelm::make<StorageDevicesInfo>();
+   auto const watcher = storageDeviceErrWatcherSmFactory(info, devices, (folder / "kernel").c_str());
+   ASSERT_TRUE(watcher->initialized());
+   EXPECT_GE(watcher->kMsgSockFd(), 0);
+   EXPECT_EQ(watcher->unixSockName(), (folder / "kernel").c_str());
+   watcher->recvBufSizeIs(2000);
+   watcher->maxProcessTimeIs(0.25);
+   watcher->syslogThresholdIs(100);
+   watcher->processKernelMsg("kernel: [   12.345678] blk_update_request: I/O error, dev sda, sector 8");
+   ASSERT_EQ(logged.size(), 1U);
+   EXPECT_EQ(info->fsList("S1")->kernelDevName(), "sda");
+   devices->diskDel("S1");
+   watcher->handleDeviceAddRem("S1");
+   EXPECT_GE(info->fsList("S1")->disconnectCount(), 1U);
+   watcher->handleDestruction();
+   expectLinked(&StorageDeviceErrWatcherSm::handleInitialized,
+                &StorageDeviceErrWatcherSm::vornDoZombieReactors);
+}
+
+}  // namespace
+
+}  // namespace InstalledHost
