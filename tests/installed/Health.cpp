@@ -19,7 +19,9 @@ void expectPolls(DataMonitorSm & monitor, Pelm::String const & disk) {
    EXPECT_TRUE(monitor.isInData(disk));
    EXPECT_TRUE(monitor.pollInterval());
    EXPECT_TRUE(monitor.devices());
-   EXPECT_FALSE(std::string{monitor.typeStr()}.empty());
+   EXPECT_FALSE(monitor.typeStr().empty());
+   EXPECT_TRUE(monitor.clock());
+   monitor.update();
    auto const polls = monitor.pollCount();
    monitor.pollCountInc(1);
    monitor.handleClock();
