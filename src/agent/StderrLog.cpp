@@ -27,6 +27,11 @@ std::string now() {
    return utcTime(Vorn::System::currentTimeUtc().value());
 }
 
+// What comes from a device, spelled as the state document spells it.
+std::string shown(std::string_view text) {
+   return escaped(validUtf8(text));
+}
+
 std::string noticeLine(int severity, std::string_view text) {
    return now() + " " + std::string{severityWord(severity)} + " storagedevices: " + escaped(text);
 }
@@ -80,14 +85,14 @@ void StderrLog::noticeFromBeside(int severity, std::string_view text) {
 
 void StderrLog::message(Host::LogMessage const & message) {
    line(utcTime(message.utc.value()) + " " + std::string{severityWord(message.descriptor.severity)} + " " +
-        message.descriptor.name + ": " + escaped(message.text.view()));
+        message.descriptor.name + ": " + shown(message.text.view()));
 }
 
 void StderrLog::trace(Host::TraceLine const & line_) {
    // Traces hold whole outputs of tools; escaping megabytes to show four kilobytes would be a waste.
    std::string_view const text = std::string_view{line_.text}.substr(0, maxLine);
    line(now() + " trace " + std::string{line_.facility} + "/" + std::to_string(line_.level) + " " +
-        std::string{line_.function} + ":" + (text.starts_with(' ') ? "" : " ") + escaped(text));
+        std::string{line_.function} + ":" + (text.starts_with(' ') ? "" : " ") + shown(text));
 }
 
 void StderrLog::line(std::string text) {

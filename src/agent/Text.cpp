@@ -31,6 +31,17 @@ constexpr std::array doubleWidth{Range{0x1100, 0x115f},   Range{0x2e80, 0xa4cf},
                                  Range{0xffe0, 0xffe6},   Range{0x1f300, 0x1f64f}, Range{0x1f680, 0x1f6ff},
                                  Range{0x1f900, 0x1faff}, Range{0x20000, 0x3fffd}};
 
+// Format characters, separators of lines and paragraphs, and whatever else shows nothing of itself: they turn
+// the writing direction round, join and part words, or hide in a name.
+constexpr std::array unseen{
+    Range{0x80, 0x9f},       Range{0xad, 0xad},       Range{0x34f, 0x34f},     Range{0x600, 0x605},
+    Range{0x61c, 0x61c},     Range{0x6dd, 0x6dd},     Range{0x70f, 0x70f},     Range{0x890, 0x891},
+    Range{0x8e2, 0x8e2},     Range{0x115f, 0x1160},   Range{0x17b4, 0x17b5},   Range{0x180b, 0x180f},
+    Range{0x200b, 0x200f},   Range{0x2028, 0x202e},   Range{0x2060, 0x206f},   Range{0x3164, 0x3164},
+    Range{0xfe00, 0xfe0f},   Range{0xfeff, 0xfeff},   Range{0xffa0, 0xffa0},   Range{0xfff0, 0xfffb},
+    Range{0x110bd, 0x110bd}, Range{0x110cd, 0x110cd}, Range{0x13430, 0x1343f}, Range{0x1bca0, 0x1bca3},
+    Range{0x1d173, 0x1d17a}, Range{0xe0000, 0xe0fff}};
+
 template <std::size_t N>
 bool isIn(std::array<Range, N> const & ranges, char32_t point) {
    return std::any_of(ranges.begin(), ranges.end(),
@@ -95,11 +106,6 @@ std::string hexEscape(char kind, int digits, unsigned value) {
    return buffer.data();
 }
 
-bool steersTerminal(char32_t point) {
-   return (point >= 0x80 && point <= 0x9f) || (point >= 0x200e && point <= 0x200f) ||
-          (point >= 0x2028 && point <= 0x202e) || (point >= 0x2066 && point <= 0x2069);
-}
-
 std::string escapedCharacter(char32_t point, std::string_view bytes) {
    if (point == '\n')
       return "\\n";
@@ -109,9 +115,22 @@ std::string escapedCharacter(char32_t point, std::string_view bytes) {
       return "\\t";
    if (point < 0x20 || point == 0x7f)
       return hexEscape('x', 2, point);
-   if (steersTerminal(point))
-      return hexEscape('u', 4, point);
+   if (isIn(unseen, point))
+      return point > 0xffff ? hexEscape('U', 8, point) : hexEscape('u', 4, point);
    return std::string{bytes};
+}
+
+std::string escapedBytes(std::string_view bytes) {
+   std::string result;
+   for (char const byte : bytes)
+      result += hexEscape('x', 2, static_cast<unsigned char>(byte));
+   return result;
+}
+
+// Whether the text goes on as an escaped byte does behind its backslash.
+bool readsAsByte(std::string_view text) {
+   auto const isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
+   return text.size() >= 3 && text[0] == 'x' && isDigit(text[1]) && isDigit(text[2]);
 }
 
 std::size_t widthOf(Decoded const & decoded) {
@@ -126,12 +145,7 @@ std::string escaped(std::string_view text) {
    std::string result;
    result.reserve(text.size());
    forEachCharacter(text, [&result](Decoded const & decoded, std::string_view bytes) {
-      if (decoded.valid) {
-         result += escapedCharacter(decoded.point, bytes);
-         return;
-      }
-      for (char const byte : bytes)
-         result += hexEscape('x', 2, static_cast<unsigned char>(byte));
+      result += decoded.valid ? escapedCharacter(decoded.point, bytes) : escapedBytes(bytes);
    });
    return result;
 }
@@ -139,8 +153,11 @@ std::string escaped(std::string_view text) {
 std::string validUtf8(std::string_view text) {
    std::string result;
    result.reserve(text.size());
-   forEachCharacter(text, [&result](Decoded const & decoded, std::string_view bytes) {
-      result += decoded.valid ? bytes : std::string_view{"\xef\xbf\xbd"};
+   std::string_view rest = text;
+   forEachCharacter(text, [&](Decoded const & decoded, std::string_view bytes) {
+      rest.remove_prefix(bytes.size());
+      bool const isText = decoded.valid && !(decoded.point == '\\' && readsAsByte(rest));
+      result += isText ? std::string{bytes} : escapedBytes(bytes);
    });
    return result;
 }

@@ -7,13 +7,18 @@
 
 namespace Agent {
 
-// The text with everything that could steer a terminal or forge a log line written out: control
-// characters and DEL as \n, \r, \t or \xNN, bytes that are no UTF-8 as \xNN, the C1 controls, line
-// separators and bidirectional controls as \uNNNN. A backslash stays as it is.
-std::string escaped(std::string_view text);
-
-// The text with every ill-formed UTF-8 sequence replaced by U+FFFD, as JSON needs it.
+// Text of any bytes as UTF-8, so that two that differ stay two: a byte of an ill-formed sequence becomes \xNN
+// (two lower-case digits), and so does a backslash that stands before such an xNN (\x5c). All else stays as
+// it is. What comes from a device passes it once, on its way into a document or a log; whoever turns every
+// \xNN back into its byte has the text.
 std::string validUtf8(std::string_view text);
+
+// The text for a terminal or a line of a log, with everything written out that could steer the one or forge
+// the other, or that shows nothing of itself: control characters and DEL as \n, \r, \t or \xNN, bytes that
+// are no UTF-8 as \xNN, the C1 controls, separators of lines and paragraphs, bidirectional controls and other
+// characters without a shape as \uNNNN or \UNNNNNNNN. A backslash stays as it is, so that what was escaped
+// already, or came through `validUtf8`, changes no more.
+std::string escaped(std::string_view text);
 
 // Terminal cells that a UTF-8 text takes up: none for combining marks, two for East Asian wide characters.
 std::size_t displayWidth(std::string_view text);

@@ -92,7 +92,7 @@ TEST(HealthDocumentTest, AnAttributeHasAllItsParts) {
    EXPECT_EQ(textOf(*smart),
              "{\"S\":{\"attrs\":{\"powerOnHours\":{\"id\":9,\"name\":\"Power_On_Hours\",\"thresh\":1,"
              "\"value\":255,\"worst\":2,\"flags\":50,\"raw\":-9223372036854775808,\"rawString\":\"12h"
-             "\\uFFFD\",\"reportedValue\":9223372036854775807}},\"unknownAttrs\":[]}}");
+             "\\\\xff\",\"reportedValue\":9223372036854775807}},\"unknownAttrs\":[]}}");
 }
 
 TEST(HealthDocumentTest, EveryFieldOfARecordHasItsOwnName) {

@@ -46,7 +46,7 @@ class ReadingsDocumentTest : public Support::VirtualTimeTest {
 TEST_F(ReadingsDocumentTest, ARunIsToldInNumbersAndWords) {
    end({"smartctl", "-HA", "/dev/sd\xff"}, 8, false, false);
    EXPECT_EQ(toolsText(), R"({"runs":1,"failed":0,"timedOut":0,"last":[{"argv":["smartctl","-HA",)"
-                          R"("/dev/sd\uFFFD"],"exitCode":8,"meaning":"SMART says DISK FAILING",)"
+                          R"("/dev/sd\\xff"],"exitCode":8,"meaning":"SMART says DISK FAILING",)"
                           R"("seconds":0.25,"failed":false,"timedOut":false,"time":1700000000.0}]})");
 }
 

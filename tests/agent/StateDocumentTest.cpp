@@ -82,8 +82,19 @@ TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {
    ASSERT_FALSE(state.HasParseError());
    ASSERT_EQ(state["connectedDevices"]["disk"].MemberCount(), 1U);
    auto const & disk = state["connectedDevices"]["disk"].MemberBegin()->value;
-   EXPECT_STREQ(disk["model"].GetString(), "\xef\xbf\xbd(");
+   EXPECT_STREQ(disk["model"].GetString(), "\\xc3(");
    EXPECT_EQ(disk["sizeGb"].GetUint(), 4294967295U);
+}
+
+TEST_F(StateDocumentTest, SerialsThatDifferInIllFormedBytesAloneStayTwoKeys) {
+   for (char const * const serial : {"SN\xff", "SN\xfe", "SN\\xff"})
+      devices->diskIs(serial, StorageType::sataSsd, "/dev/sda", "/mnt/drive", "", "", false, BusType::sata,
+                      "1", 1);
+   auto const state = document(true);
+   auto const & disks = state["connectedDevices"]["disk"];
+   EXPECT_EQ(disks.MemberCount(), 3U);
+   for (char const * const key : {"SN\\xff", "SN\\xfe", "SN\\x5cxff"})
+      EXPECT_TRUE(disks.HasMember(key)) << key;
 }
 
 TEST_F(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {

@@ -34,6 +34,12 @@ TEST_F(StderrLogTest, ATraceNamesFacilityLevelAndFunction) {
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z trace StderrLogTest/0 TestBody: it went 3\n");
 }
 
+TEST_F(StderrLogTest, SpellsIllFormedBytesAsTheStateDocumentDoes) {
+   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::log(handle, "\xff\\xff");
+   EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp \\xff\\x5cxff is out\n");
+}
+
 TEST_F(StderrLogTest, WhatADeviceSaysCannotForgeALine) {
    Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
    Vorn::log(handle, "1\n2023-11-14T22:13:20.000Z error FORGED: \x1b[2J");

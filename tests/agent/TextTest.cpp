@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
+#include <string>
 
 namespace Agent {
 namespace {
@@ -30,6 +32,33 @@ TEST(Escaped, writesOutLineSeparatorsAndBidirectionalControls) {
    EXPECT_EQ(escaped(lead + "\x80\x8f"), "\\u200f");
 }
 
+// The character in UTF-8, which a literal must not itself hold here.
+std::string utf8(char32_t point) {
+   auto const tail = [point](unsigned shift) {
+      return static_cast<char>(0x80U | ((point >> shift) & 0x3fU));
+   };
+   if (point < 0x800)
+      return {static_cast<char>(0xc0U | (point >> 6U)), tail(0)};
+   if (point < 0x10000)
+      return {static_cast<char>(0xe0U | (point >> 12U)), tail(6), tail(0)};
+   return {static_cast<char>(0xf0U | (point >> 18U)), tail(12), tail(6), tail(0)};
+}
+
+TEST(Escaped, writesOutWhatTurnsTheWritingDirectionRound) {
+   for (char32_t const point :
+        {0x61c, 0x200e, 0x200f, 0x202a, 0x202b, 0x202c, 0x202d, 0x202e, 0x2066, 0x2067, 0x2068, 0x2069})
+      EXPECT_EQ(escaped(utf8(point)).substr(0, 2), "\\u") << std::hex << static_cast<unsigned>(point);
+   EXPECT_EQ(escaped(utf8(0x61c)), "\\u061c");
+}
+
+TEST(Escaped, writesOutWhatShowsNothing) {
+   for (char32_t const point : {0xad, 0x34f, 0x180e, 0x200b, 0x200c, 0x200d, 0x2060, 0x2064, 0x206a, 0x206f,
+                                0x2028, 0x2029, 0x3164, 0xfe0f, 0xfeff, 0xfff9, 0xfffb})
+      EXPECT_EQ(escaped(utf8(point)).substr(0, 2), "\\u") << std::hex << static_cast<unsigned>(point);
+   EXPECT_EQ(escaped(utf8(0xe0001)), "\\U000e0001");
+   EXPECT_EQ(escaped(utf8(0xe0fff) + utf8(0xe1000)), "\\U000e0fff" + utf8(0xe1000));
+}
+
 TEST(Escaped, writesOutEveryByteThatIsNoUtf8) {
    EXPECT_EQ(escaped("a\xff"
                      "b"),
@@ -53,19 +82,51 @@ TEST(Escaped, staysTheSameWhenEscapedAgain) {
       EXPECT_TRUE(c >= 0x20 && c < 0x7f) << static_cast<int>(c);
 }
 
-TEST(ValidUtf8, putsOneReplacementForEachIllFormedSequence) {
-   EXPECT_EQ(validUtf8("plain é 東 🙂\n"), "plain é 東 🙂\n");
+TEST(ValidUtf8, leavesWellFormedTextAlone) {
+   for (char const * const text :
+        {"", "plain é 東 🙂\n", "C:\\x", "\\", "\\x", "\\xf", "\\xFF", "\\x0g", "\\n"})
+      EXPECT_EQ(validUtf8(text), text);
+}
+
+TEST(ValidUtf8, writesOutEveryByteOfAnIllFormedSequence) {
    EXPECT_EQ(validUtf8("a\xff"
                        "b"),
-             "a\xef\xbf\xbd"
-             "b");
-   EXPECT_EQ(validUtf8("\xe2\x82"), "\xef\xbf\xbd");
+             "a\\xffb");
+   EXPECT_EQ(validUtf8("\xe2\x82"), "\\xe2\\x82");
    EXPECT_EQ(validUtf8("\xf0\x9f\x99"
                        "x"),
-             "\xef\xbf\xbd"
-             "x");
-   EXPECT_EQ(validUtf8("\xc0\xaf"), "\xef\xbf\xbd\xef\xbf\xbd");
-   EXPECT_EQ(validUtf8("\xed\xa0\x80"), "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd");
+             "\\xf0\\x9f\\x99x");
+   EXPECT_EQ(validUtf8("\xc0\xaf"), "\\xc0\\xaf");
+   EXPECT_EQ(validUtf8("\xed\xa0\x80"), "\\xed\\xa0\\x80");
+}
+
+// The text again, by the rule that the header gives.
+std::string bytesOf(std::string const & valid) {
+   std::string bytes;
+   for (std::size_t at = 0; at < valid.size(); ++at) {
+      std::string const digits = valid.substr(at, 2) == "\\x" ? valid.substr(at + 2, 2) : "";
+      bool const escapedByte =
+          digits.size() == 2 && digits.find_first_not_of("0123456789abcdef") == std::string::npos;
+      bytes += escapedByte ? static_cast<char>(std::stoi(digits, nullptr, 16)) : valid[at];
+      at += escapedByte ? 3 : 0;
+   }
+   return bytes;
+}
+
+TEST(ValidUtf8, canBeTurnedBackWhateverTheBytes) {
+   std::mt19937 random{7};  // NOLINT(cert-msc51-cpp): the same texts each time
+   std::string const letters = "\\\\xx5cf0\xff\xc3\xa9\xe2\x80";
+   for (int round = 0; round < 20000; ++round) {
+      std::string text;
+      for (unsigned left = random() % 10; left > 0; --left)
+         text += letters[random() % letters.size()];
+      ASSERT_EQ(bytesOf(validUtf8(text)), text) << validUtf8(text);
+   }
+}
+
+TEST(ValidUtf8, isShownTheSameOnATerminalAsTheTextItself) {
+   EXPECT_EQ(escaped(validUtf8("SN\xff\x80")), "SN\\xff\\x80");
+   EXPECT_EQ(escaped("SN\xff\x80"), "SN\\xff\\x80");
 }
 
 TEST(DisplayWidth, countsTerminalCells) {
