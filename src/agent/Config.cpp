@@ -1,20 +1,19 @@
 #include "agent/Config.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <system_error>
+#include <iterator>
 #include <utility>
 
 #include "agent/ConfigNesting.h"
 #include "agent/ConfigValue.h"
 #include "agent/Text.h"
+#include "agent/ToolSearch.h"
+#include "runtime/host/Trace.h"
 
 namespace Agent {
 
 namespace {
-
-constexpr std::size_t maxFileSize = std::size_t{1} << 20U;
 
 std::string socketPath(ConfigValue const & value) {
    std::string path = value.absolutePath();
@@ -55,11 +54,24 @@ std::string toolPath(ConfigValue const & value) {
    return path;
 }
 
+// "a, b and c".
+template <class Names>
+std::string listed(Names const & names) {
+   std::string text;
+   std::size_t left = std::size(names);
+   for (auto const & name : names) {
+      text += name;
+      --left;
+      text += left == 0 ? "" : left == 1 ? " and " : ", ";
+   }
+   return text;
+}
+
 std::map<std::string, std::uint8_t> exitBits(ConfigValue const & value) {
    std::map<std::string, std::uint8_t> bitsOf;
    value.forEachEntry([&bitsOf](std::string const & tool, ConfigValue const & bits) {
-      if (tool.find('/') != std::string::npos)
-         bits.fail("must be set for a tool's name without a directory, such as smartctl");
+      if (std::find(std::begin(toolNames), std::end(toolNames), tool) == std::end(toolNames))
+         bits.fail("is set for no tool that is run; these are " + listed(toolNames));
       unsigned mask = 0;
       bits.forEachElement([&mask](ConfigValue const & bit) {
          mask |= 1U << static_cast<unsigned>(bit.wholeNumber(0, 7, "must be the number of a bit, 0 to 7"));
@@ -80,6 +92,14 @@ std::optional<HttpAddress> httpAddress(ConfigValue const & value) {
           "not " +
           value.shown());
    return address;
+}
+
+std::string groupName(ConfigValue const & value) {
+   constexpr std::size_t longest = 32;
+   std::string name = value.text();
+   if (name.size() > longest || name.find_first_of(":/ ") != std::string::npos || name.starts_with('-'))
+      value.fail("must be the name of a group, or empty, not " + value.shown());
+   return name;
 }
 
 LogDestination logDestination(ConfigValue const & value) {
@@ -106,6 +126,8 @@ class ConfigReader {
                     {"kernel_messages", [this](auto const & v) { readKernelMessages(v); }},
                     {"status", [this](auto const & v) { readStatus(v); }},
                     {"log", [this](auto const & v) { readLog(v); }},
+                    {"history", [this](auto const & v) { readHistory(v); }},
+                    {"verdict", [this](auto const & v) { readVerdict(v); }},
                     {"trace", [this](auto const & v) { readTrace(v); }},
                     {"clock", [this](auto const & v) { readClock(v); }}});
       checkSensorUses();
@@ -193,7 +215,8 @@ class ConfigReader {
                            status.http = httpAddress(v);
                            http = v;
                         }},
-                       {"allow_remote", [&](auto const & v) { status.allowRemote = v.boolean(); }}});
+                       {"allow_remote", [&](auto const & v) { status.allowRemote = v.boolean(); }},
+                       {"socket_group", [&](auto const & v) { status.socketGroup = groupName(v); }}});
       if (status.http.has_value() && !status.http->loopback() && !status.allowRemote)
          http->fail(
              "can be reached from other machines: set allow_remote = true beside it if that is wanted, "
@@ -204,8 +227,33 @@ class ConfigReader {
       section.members({{"destination", [&](auto const & v) { config_.logDestination = logDestination(v); }}});
    }
 
+   void readHistory(ConfigValue const & section) {
+      auto & history = config_.history;
+      section.members({{"hours",
+                        [&](auto const & v) {
+                           history.hours = v.number(0, 8760, "must be a number of hours, 0 to 8760");
+                        }},
+                       {"file", [&](auto const & v) {
+                           history.file = v.text().empty() ? std::string{} : v.absolutePath();
+                        }}});
+   }
+
+   void readVerdict(ConfigValue const & section) {
+      auto & verdict = config_.verdict;
+      auto const percent = [](ConfigValue const & value) {
+         return value.number(0, 100, "must be a percentage of the rated life, 0 to 100");
+      };
+      section.members({{"life_warning", [&](auto const & v) { verdict.lifeWarning = percent(v); }},
+                       {"life_failing", [&](auto const & v) { verdict.lifeFailing = percent(v); }}});
+      if (verdict.lifeFailing > verdict.lifeWarning)
+         section.fail("life_failing must not be above life_warning");
+   }
+
    void readTrace(ConfigValue const & section) {
-      section.forEachEntry([this](std::string const & facility, ConfigValue const & level) {
+      auto const known = Host::traceFacilities();
+      section.forEachEntry([&](std::string const & facility, ConfigValue const & level) {
+         if (std::find(known.begin(), known.end(), facility) == known.end())
+            level.fail("is no trace facility; these are " + listed(known));
          config_.trace[facility] =
              static_cast<int>(level.wholeNumber(0, 9, "must be a trace level, a whole number from 0 to 9"));
       });
@@ -240,50 +288,15 @@ class ConfigReader {
    std::vector<ConfigValue> socketUses_;
 };
 
-std::string errorText(std::string const & path, int error) {
-   return escaped(path) + ": cannot be read: " + std::generic_category().message(error) +
-          "; name the file to use with --config";
-}
-
-// The content of a file, or the errno of what went wrong. Reads one byte beyond the limit at most.
-std::pair<std::string, int> fileContent(std::string const & path) {
-   errno = 0;
-   std::ifstream file{path, std::ios::binary};
-   if (!file)
-      return {{}, errno};
-   std::string text(maxFileSize + 1, '\0');
-   file.read(text.data(), static_cast<std::streamsize>(text.size()));
-   if (file.bad() || (file.fail() && !file.eof()))
-      return {{}, errno != 0 ? errno : EIO};
-   text.resize(static_cast<std::size_t>(file.gcount()));
-   return {std::move(text), 0};
-}
-
 }  // namespace
 
 Config parseConfig(std::string_view text, std::string const & fileName) {
-   if (text.size() > maxFileSize)
+   if (text.size() > maxConfigSize)
       throw ConfigError{escaped(fileName) + ": must not be larger than 1 MiB"};
    if (auto const line = tooDeepConfigLine(text))
       throw ConfigError{escaped(fileName) + ":" + std::to_string(*line) + ": is nested too deeply"};
    ConfigDocument const document{text, fileName};
    return ConfigReader{}.read(document.root());
-}
-
-Config loadConfig(std::string const & path) {
-   auto const [text, error] = fileContent(path);
-   if (error != 0)
-      throw ConfigError{errorText(path, error)};
-   return parseConfig(text, path);
-}
-
-Config loadConfigIfPresent(std::string const & path) {
-   auto const [text, error] = fileContent(path);
-   if (error == ENOENT)
-      return {};
-   if (error != 0)
-      throw ConfigError{errorText(path, error)};
-   return parseConfig(text, path);
 }
 
 }  // namespace Agent

@@ -64,7 +64,22 @@ struct Config {
       std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
       std::optional<HttpAddress> http;           // beyond loopback only with allowRemote
       bool allowRemote = false;
+      std::string socketGroup;  // name of the group that may ask on the socket; empty: no group
       bool operator==(Status const &) const = default;
+   };
+
+   // Steers nothing yet, as Verdict.
+   struct History {
+      double hours = 24;                                 // 0 to 8760
+      std::string file = "/run/storagedevices/history";  // absolute, or empty: none
+      bool operator==(History const &) const = default;
+   };
+
+   // Percent of a disk's rated life that is left, 0 to 100.
+   struct Verdict {
+      double lifeWarning = 10;
+      double lifeFailing = 1;  // not above lifeWarning
+      bool operator==(Verdict const &) const = default;
    };
 
    std::int64_t pollInterval = 60;  // seconds, 1 or more
@@ -74,21 +89,20 @@ struct Config {
    KernelMessages kernelMessages;
    Status status;
    LogDestination logDestination = LogDestination::automatic;
+   History history;
+   Verdict verdict;
    std::map<std::string, int> trace;  // facility -> highest level written, 0 to 9
    double timeScale = 1.0;            // 0.001 to 100000
 
    bool operator==(Config const &) const = default;
 };
 
+inline constexpr std::size_t maxConfigSize = std::size_t{1} << 20U;  // bytes
+
 // Reads a configuration in TOML. Keys that are not there keep their defaults; a key that is not known,
-// a value of the wrong type or out of range, a text of more than 1 MiB, and a drive whose sensor has no
-// section raise ConfigError. `fileName` is for its message alone.
+// a value of the wrong type or out of range, a tool or a trace facility that is not known, a text of more
+// than `maxConfigSize`, and a drive whose sensor has no section raise ConfigError. `fileName` is for its
+// message alone. Facilities are those of this program and of the libraries that it has loaded.
 Config parseConfig(std::string_view text, std::string const & fileName);
-
-// The same for a file; one that cannot be read raises ConfigError.
-Config loadConfig(std::string const & path);
-
-// The same, except that a file that does not exist means the defaults.
-Config loadConfigIfPresent(std::string const & path);
 
 }  // namespace Agent

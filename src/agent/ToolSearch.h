@@ -5,6 +5,9 @@
 
 namespace Agent {
 
+// The programs that the monitors run and may have exit codes of their own.
+inline constexpr char const * toolNames[] = {"hdparm", "nvme", "smartctl"};
+
 // Where the program is on a search path (directories with colons between them); empty when it is nowhere.
 std::string findTool(std::string const & name, std::string const & searchPath);
 

@@ -19,7 +19,7 @@
 #include "agent/CatalogueText.h"
 #include "agent/CheckConfig.h"
 #include "agent/CommandLine.h"
-#include "agent/Config.h"
+#include "agent/ConfigFile.h"
 #include "agent/Entities.h"
 #include "agent/HelperPrograms.h"
 #include "agent/MessagesText.h"

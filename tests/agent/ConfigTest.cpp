@@ -1,17 +1,20 @@
 #include "agent/Config.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <limits>
+#include <string>
 
 #include "agent/Text.h"
+#include "agent/ToolSearch.h"
+#include "runtime/host/Trace.h"
+#include "tests/support/EveryKey.h"
 
 namespace Agent {
 namespace {
+
+using Support::everyKey;
+using Support::everyValue;
 
 // The message with which a configuration is refused, or "accepted".
 std::string refusal(std::string const & text) {
@@ -28,92 +31,6 @@ std::string refusalIn(std::string const & section, std::string const & line) {
    std::string const message = refusal("[" + section + "]\n" + line + "\n");
    std::string const place = "/etc/x.toml:2: ";
    return message.starts_with(place) ? message.substr(place.size()) : message;
-}
-
-class ConfigFileTest : public testing::Test {
- protected:
-   ConfigFileTest() {
-      std::string pattern = testing::TempDir() + "configXXXXXX";
-      dir_ = mkdtemp(pattern.data());
-   }
-   ~ConfigFileTest() override { std::filesystem::remove_all(dir_); }
-
-   std::string fileWith(std::string const & text) const {
-      std::string path = dir_ + "/storagedevices.toml";
-      std::ofstream{path, std::ios::binary} << text;
-      return path;
-   }
-   static std::string refusalOf(std::string const & path) {
-      try {
-         loadConfig(path);
-      } catch (ConfigError const & error) {
-         return error.what();
-      }
-      return "accepted";
-   }
-
-   std::string dir_;
-};
-
-constexpr char everyKey[] = R"toml(
-poll_interval = 5
-
-[appliance]
-etc_dir = "/etc/appliance"
-expected_mounts = ["flash", "drive2"]
-mount_source_dir = "/run/mounts"
-
-[appliance.sensors]
-S3EVNX0K123456 = "DriveTemp1"
-"SN WITH BLANK" = "DriveTemp1"
-
-[sensors.DriveTemp1]
-description = "Drive 1 temperature"
-overheat = 70.5
-critical = 80
-
-[tools]
-timeout = 0
-path = "/opt/tools:/usr/local/sbin"
-accept_exit_bits = { smartctl = [0, 7], nvme = [] }
-nvme_compat = false
-
-[kernel_messages]
-socket = "/run/k.sock"
-forward_kmsg = false
-modern_kernels = false
-
-[status]
-socket = "/run/s.sock"
-http = "0.0.0.0:9634"
-allow_remote = true
-
-[log]
-destination = "stderr"
-
-[trace]
-StorageSmartDataMonitorSm = 2
-DeviceDetectionSm = 9
-
-[clock]
-time_scale = 250
-)toml";
-
-Config everyValue() {
-   Config config;
-   config.pollInterval = 5;
-   config.appliance = {"/etc/appliance",
-                       {"flash", "drive2"},
-                       "/run/mounts",
-                       {{"S3EVNX0K123456", "DriveTemp1"}, {"SN WITH BLANK", "DriveTemp1"}}};
-   config.sensors = {{"DriveTemp1", {"Drive 1 temperature", 70.5, 80}}};
-   config.tools = {0, "/opt/tools:/usr/local/sbin", {{"smartctl", 0x81}, {"nvme", 0}}, false};
-   config.kernelMessages = {"/run/k.sock", false, false};
-   config.status = {"/run/s.sock", HttpAddress{"0.0.0.0", 9634}, true};
-   config.logDestination = LogDestination::standardError;
-   config.trace = {{"StorageSmartDataMonitorSm", 2}, {"DeviceDetectionSm", 9}};
-   config.timeScale = 250;
-   return config;
 }
 
 TEST(Config, ofAnEmptyFileIsTheDefaults) {
@@ -150,10 +67,10 @@ TEST(Config, ofDottedKeysAndInlineTablesIsTheSame) {
 }
 
 TEST(Config, keepsTheDefaultsOfAnEmptySection) {
-   EXPECT_EQ(
-       parseConfig("[appliance]\n[sensors]\n[tools]\n[kernel_messages]\n[status]\n[log]\n[trace]\n[clock]\n",
-                   "x"),
-       Config{});
+   EXPECT_EQ(parseConfig("[appliance]\n[sensors]\n[tools]\n[kernel_messages]\n[status]\n[log]\n[history]\n["
+                         "verdict]\n[trace]\n[clock]\n",
+                         "x"),
+             Config{});
 }
 
 TEST(Config, namesFileLineKeyAndRemedyOfAnError) {
@@ -166,7 +83,7 @@ TEST(Config, namesFileLineKeyAndRemedyOfAnError) {
 TEST(Config, refusesUnknownKeysAtEveryLevel) {
    EXPECT_EQ(refusal("\npol_interval = 60"),
              "/etc/x.toml:2: pol_interval: is not a known key; here may stand poll_interval, appliance, "
-             "sensors, tools, kernel_messages, status, log, trace or clock");
+             "sensors, tools, kernel_messages, status, log, history, verdict, trace or clock");
    EXPECT_EQ(refusalIn("log", "level = 3"), "log.level: is not a known key; here may stand destination");
    EXPECT_EQ(refusalIn("clock", "scale = 3"), "clock.scale: is not a known key; here may stand time_scale");
    for (char const * section : {"appliance", "tools", "kernel_messages", "status", "sensors.A"})
@@ -177,8 +94,8 @@ TEST(Config, refusesUnknownKeysAtEveryLevel) {
 }
 
 TEST(Config, refusesASectionThatIsNoTable) {
-   for (char const * section :
-        {"appliance", "sensors", "tools", "kernel_messages", "status", "log", "trace", "clock"})
+   for (char const * section : {"appliance", "sensors", "tools", "kernel_messages", "status", "log",
+                                "history", "verdict", "trace", "clock"})
       EXPECT_EQ(refusal(std::string{section} + " = 1"),
                 "/etc/x.toml:1: " + std::string{section} + ": must be a table, not 1");
    EXPECT_EQ(refusalIn("sensors", "A = true"), "sensors.A: must be a table, not true");
@@ -273,10 +190,47 @@ TEST(Config, checksTheTools) {
              "tools.accept_exit_bits.smartctl: must be the number of a bit, 0 to 7, not 8");
    EXPECT_EQ(refusalIn("tools", "accept_exit_bits = { smartctl = 4 }"),
              "tools.accept_exit_bits.smartctl: must be an array in square brackets, not 4");
-   EXPECT_EQ(
-       refusalIn("tools", "accept_exit_bits = { '/sbin/nvme' = [1] }"),
-       "tools.accept_exit_bits.\"/sbin/nvme\": must be set for a tool's name without a directory, such as "
-       "smartctl");
+   for (char const * const bit : {"-1", "9", "64", "1.0", "'2'", "9223372036854775807"})
+      EXPECT_TRUE(refusalIn("tools", std::string{"accept_exit_bits = { nvme = ["} + bit + "] }")
+                      .starts_with("tools.accept_exit_bits.nvme: must be the number of a bit, 0 to 7, not "))
+          << bit;
+}
+
+TEST(Config, knowsTheToolsWhoseExitBitsItAccepts) {
+   for (char const * const tool : toolNames)
+      EXPECT_EQ(refusalIn("tools", std::string{"accept_exit_bits."} + tool + " = [0]"), "accepted");
+   std::string const unknown = ": is set for no tool that is run; these are hdparm, nvme and smartctl";
+   EXPECT_EQ(refusal("[tools.accept_exit_bits]\nhdparm = []\nsmartcl = [2]\n"),
+             "/etc/x.toml:3: tools.accept_exit_bits.smartcl" + unknown);
+   EXPECT_EQ(refusalIn("tools", "accept_exit_bits = { '/sbin/nvme' = [1] }"),
+             "tools.accept_exit_bits.\"/sbin/nvme\"" + unknown);
+}
+
+TEST(Config, boundsTheHistory) {
+   EXPECT_EQ(refusalIn("history", "hours = 0"), "accepted");
+   EXPECT_EQ(refusalIn("history", "hours = 8761"),
+             "history.hours: must be a number of hours, 0 to 8760, not 8761");
+   EXPECT_EQ(refusalIn("history", "file = 'history'"),
+             "history.file: must be an absolute path, beginning with \"/\", not \"history\"");
+   EXPECT_EQ(parseConfig("history.file = ''", "x").history.file, "");
+}
+
+TEST(Config, wantsLifeToFailBelowItsWarning) {
+   std::string const percentage = "must be a percentage of the rated life, 0 to 100, not ";
+   EXPECT_EQ(refusalIn("verdict", "life_warning = 101"), "verdict.life_warning: " + percentage + "101");
+   EXPECT_EQ(refusalIn("verdict", "life_failing = -1"), "verdict.life_failing: " + percentage + "-1");
+   EXPECT_EQ(refusal("\n[verdict]\nlife_failing = 11"),
+             "/etc/x.toml:2: verdict: life_failing must not be above life_warning");
+   EXPECT_EQ(refusalIn("verdict", "life_failing = 10"), "accepted");
+}
+
+TEST(Config, wantsTheNameOfAGroup) {
+   EXPECT_EQ(refusalIn("status", "socket_group = 'disk'"), "accepted");
+   EXPECT_EQ(refusalIn("status", "socket_group = ''"), "accepted");
+   for (char const * const name : {"a b", "a:b", "a/b", "-a", "abcdefghijklmnopqrstuvwxyzabcdefg"})
+      EXPECT_EQ(
+          refusalIn("status", std::string{"socket_group = '"} + name + "'"),
+          std::string{"status.socket_group: must be the name of a group, or empty, not \""} + name + "\"");
 }
 
 TEST(Config, wantsSocketPathsThatASocketCanHave) {
@@ -332,16 +286,28 @@ TEST(Config, knowsTheLogDestinations) {
 }
 
 TEST(Config, boundsTraceLevelsAndTimeScale) {
-   std::string const level = "trace.A: must be a trace level, a whole number from 0 to 9, not ";
+   std::string const level =
+       "trace.DeviceDetectionSm: must be a trace level, a whole number from 0 to 9, not ";
    std::string const scale = "clock.time_scale: must be a number from 0.001 to 100000, not ";
-   EXPECT_EQ(refusalIn("trace", "A = 10"), level + "10");
-   EXPECT_EQ(refusalIn("trace", "A = -1"), level + "-1");
-   EXPECT_EQ(refusalIn("trace", "A = 1.0").substr(0, level.size()), level);
+   EXPECT_EQ(refusalIn("trace", "DeviceDetectionSm = 10"), level + "10");
+   EXPECT_EQ(refusalIn("trace", "DeviceDetectionSm = -1"), level + "-1");
+   EXPECT_EQ(refusalIn("trace", "DeviceDetectionSm = 1.0").substr(0, level.size()), level);
    EXPECT_EQ(refusalIn("clock", "time_scale = 0"), scale + "0");
    EXPECT_EQ(refusalIn("clock", "time_scale = -1"), scale + "-1");
    EXPECT_EQ(refusalIn("clock", "time_scale = nan"), scale + "nan");
    EXPECT_EQ(refusalIn("clock", "time_scale = 100001"), scale + "100001");
    EXPECT_EQ(parseConfig("clock.time_scale = 0.001", "x").timeScale, 0.001);
+}
+
+TEST(Config, knowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
+   std::string const unknown = refusal("[trace]\n\nStorageSmartDataMonitor = 2\n");
+   EXPECT_TRUE(
+       unknown.starts_with("/etc/x.toml:3: trace.StorageSmartDataMonitor: is no trace facility; these are "))
+       << unknown;
+   for (std::string const & facility : Host::traceFacilities()) {
+      EXPECT_EQ(refusalIn("trace", facility + " = 9"), "accepted");
+      EXPECT_NE(unknown.find(facility), std::string::npos) << facility;
+   }
 }
 
 TEST(Config, refusesWhatIsNoTomlInOneLine) {
@@ -387,29 +353,6 @@ TEST(Config, showsLongValuesShortened) {
    std::string const message = refusalIn("log", "destination = '" + std::string(3000, 'x') + "'");
    EXPECT_LT(message.size(), 200U);
    EXPECT_NE(message.find("xxx…\""), std::string::npos);
-}
-
-TEST_F(ConfigFileTest, isReadFromItsPath) {
-   EXPECT_EQ(loadConfig(fileWith(everyKey)), everyValue());
-   EXPECT_EQ(loadConfigIfPresent(fileWith(everyKey)), everyValue());
-   EXPECT_EQ(loadConfig("/dev/null"), Config{});
-   std::string const path = fileWith("poll_interval = 0");
-   EXPECT_EQ(refusalOf(path).find(path + ":1: poll_interval: must be"), 0U);
-}
-
-TEST_F(ConfigFileTest, mayBeMissingOnlyWhereNobodyNamedIt) {
-   std::string const path = dir_ + "/none.toml";
-   EXPECT_EQ(refusalOf(path),
-             path + ": cannot be read: No such file or directory; name the file to use with --config");
-   EXPECT_EQ(loadConfigIfPresent(path), Config{});
-}
-
-TEST_F(ConfigFileTest, thatIsNoFileIsRefused) {
-   EXPECT_EQ(refusalOf(dir_), dir_ + ": cannot be read: Is a directory; name the file to use with --config");
-   EXPECT_EQ(refusalOf(""),
-             ": cannot be read: No such file or directory; name the file to use with --config");
-   EXPECT_EQ(refusalOf("/dev/zero"), "/dev/zero: must not be larger than 1 MiB");
-   EXPECT_THROW(loadConfigIfPresent(dir_), ConfigError);
 }
 
 }  // namespace
