@@ -1,6 +1,8 @@
 // What the monitors share: the records that they read and write, and what the host tells them.
 #pragma once
 
+#include <cstddef>
+
 #include "StorageDevices/ConnectedDevices.h"
 #include "agent/Config.h"
 #include "runtime/Pelm/Ptr.h"
@@ -32,5 +34,12 @@ struct Entities {
 // As the configuration has them.
 Pelm::Ptr<FruConfig> fruConfigOf(Config const & config);
 Entities entitiesOf(Config const & config);
+
+// Has the entities that were made for `before` say what `now` says of the poll interval, the expected mounts
+// and the sensors. A sensor that stays as it was keeps its status.
+void entitiesAre(Entities const & entities, Config const & before, Config const & now);
+
+// Deletes the records that are kept of disks that are gone; how many.
+std::size_t forgetGoneDisks(Entities const & entities);
 
 }  // namespace Agent

@@ -42,6 +42,9 @@ class KernelForwarder {
    KernelForwarder & operator=(KernelForwarder const &) = delete;
    ~KernelForwarder();
 
+   // Whether lines are rewritten, from the next one on.
+   void modernKernelsIs(bool modern) { modernKernels_ = modern; }
+
    // Lines sent, and how many of them in other words than the kernel's.
    std::uint64_t forwarded() const { return forwarded_; }
    std::uint64_t rewritten() const { return rewritten_; }

@@ -87,14 +87,25 @@ void Monitors::startKernelErrors() {
                                                                     Pelm::String{config.socket});
    if (!kernelErrors_ || !kernelErrors_->initialized()) {
       notice_(severityError, kernelSocketNotice(config.socket));
+      kernelErrors_ = nullptr;
       return;
    }
-   if (config.forwardKmsg)
+   startForwarding();
+}
+
+// Or ends it.
+void Monitors::startForwarding() {
+   auto const & config = config_.kernelMessages;
+   if (!config.forwardKmsg || !kernelErrors_)
+      kernelForwarder_.reset();
+   else if (kernelForwarder_)
+      kernelForwarder_->modernKernelsIs(config.modernKernels);
+   else
       kernelForwarder_ = std::make_unique<KernelForwarder>(
           config, [this](std::string const & text) { notice_(severityWarning, text); });
 }
 
-void Monitors::startSettled() {
+void Monitors::startMountSources() {
    std::set<std::string> names{config_.appliance.expectedMounts.begin(),
                                config_.appliance.expectedMounts.end()};
    if (discovery_)
@@ -103,12 +114,24 @@ void Monitors::startSettled() {
    mountSources_ =
        std::make_unique<MountSources>(config_.appliance.mountSourceDir, names,
                                       [this](std::string const & text) { notice_(severityWarning, text); });
+}
+
+void Monitors::startSettled() {
+   startMountSources();
    settledStart_ = std::make_unique<SettledStart>(discovery_, [this] {
       detection_ = StorageDevices::deviceDetectionSmFactory(entities_.fruConfig, entities_.devices);
       mountPoints_ = StorageDevices::mountPtMonitorManagerSmFactory(entities_.devices);
       if (simulatedRoot_)
          simulatedRoot_->mountPointsIs(mountPoints_);
    });
+}
+
+std::size_t Monitors::reload(Config const & before) {
+   entitiesAre(entities_, before, config_);
+   startForwarding();
+   if (before.appliance.expectedMounts != config_.appliance.expectedMounts)
+      startMountSources();
+   return forgetGoneDisks(entities_);
 }
 
 IoStatErrors Monitors::ioStatErrors() const {

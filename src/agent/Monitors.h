@@ -2,6 +2,7 @@
 // of the mount sources, the kernel's messages, and to start at the right time what looks only once.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -41,6 +42,10 @@ class Monitors {
    // Once. What cannot run is told, and the rest runs.
    void start();
 
+   // The configuration that was `before` has become another one: its monitors and entities follow. Forgets
+   // disks that are gone; how many.
+   std::size_t reload(Config const & before);
+
    Entities const & entities() const { return entities_; }
    bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
    IoStatErrors ioStatErrors() const;
@@ -51,6 +56,8 @@ class Monitors {
    void startDiscovery();
    void startHealth();
    void startKernelErrors();
+   void startForwarding();
+   void startMountSources();
    void startSettled();
 
    Config const & config_;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <system_error>
+#include <utility>
 
 #include "runtime/host/Loop.h"
 
@@ -13,32 +14,38 @@ namespace Agent {
 
 namespace {
 
-sigset_t terminationSet() {
+sigset_t steeringSet() {
    sigset_t set;
    sigemptyset(&set);
-   sigaddset(&set, SIGTERM);
-   sigaddset(&set, SIGINT);
-   sigaddset(&set, SIGHUP);  // its terminal went: nothing must stay behind then either
+   for (int const signal : {SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGHUP})
+      sigaddset(&set, signal);
    return set;
+}
+
+bool isIgnored(int signal) {
+   struct sigaction action {};
+   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 }  // namespace
 
-TerminationSignals::TerminationSignals() {
-   sigset_t const set = terminationSet();
+Signals::Signals(std::function<void()> reload)
+    : reload_{std::move(reload)}, endsWithItsTerminal_{!isIgnored(SIGHUP)} {
+   sigset_t const set = steeringSet();
    pthread_sigmask(SIG_BLOCK, &set, nullptr);
    std::signal(SIGPIPE, SIG_IGN);
+   std::signal(SIGXFSZ, SIG_IGN);
    int const fd = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
    if (fd < 0)
       throw std::system_error{errno, std::generic_category(), "signalfd"};
    signals_->descriptorIs(fd);
    reactor_.notifierIs(signals_);
-   reactor_.on<&TerminationSignals::handleSignal>(signals_->readableCount, *this);
+   reactor_.on<&Signals::handleSignal>(signals_->readableCount, *this);
    reactor_.hasNotificationActiveIs(true);
    signals_->notifyOnReadableIs(true);
 }
 
-TerminationSignals::~TerminationSignals() {
+Signals::~Signals() {
    int const fd = signals_->descriptor();
    signals_->descriptorIs(-1);
    // One that came while the agent was stopping already must not end it now by its default action.
@@ -46,14 +53,20 @@ TerminationSignals::~TerminationSignals() {
    while (read(fd, &late, sizeof late) > 0)
       continue;
    close(fd);
-   sigset_t const set = terminationSet();
+   sigset_t const set = steeringSet();
    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
-void TerminationSignals::handleSignal() {
+void Signals::handleSignal() {
    signalfd_siginfo info{};
-   while (read(signals_->descriptor(), &info, sizeof info) == static_cast<ssize_t>(sizeof info))
-      Host::stop();
+   while (read(signals_->descriptor(), &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+      // Only the kernel sends the one of a terminal.
+      bool const hungUp = info.ssi_code == SI_KERNEL && endsWithItsTerminal_;
+      if (info.ssi_signo == SIGHUP && !hungUp)
+         reload_();
+      else
+         Host::stop();
+   }
 }
 
 }  // namespace Agent

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <utility>
 
+#include "agent/ConfigChange.h"
 #include "agent/HelperPrograms.h"
 #include "agent/LivenessDocument.h"
 #include "agent/Metrics.h"
@@ -17,6 +19,7 @@ namespace Agent {
 
 namespace {
 
+constexpr int severityError = 3;
 constexpr int severityWarning = 4;
 constexpr int severityInfo = 6;
 
@@ -43,38 +46,44 @@ std::string toolPath(Config::Tools const & tools, StderrLog & log) {
 
 }  // namespace
 
-Pelm::Ptr<Brul::ChildProcessTrackerSm> StorageAgent::trackerOf(Config const & config, StderrLog & log) {
-   auto tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
-   tracker->toolPathIs(Pelm::String{toolPath(config.tools, log)});
-   tracker->timeLimitIs(config.tools.timeout);
-   tracker->failurePolicyIs(
-       [accepted = config.tools.acceptExitBits](Pelm::String const & program, int exitCode) {
-          auto const bits = accepted.find(program.str());
-          return bits == accepted.end() || (exitCode & ~int{bits->second}) != 0;
-       });
-   return tracker;
+void StorageAgent::toolsAre(Config::Tools const & tools) {
+   tracker_->toolPathIs(Pelm::String{toolPath(tools, log_)});
+   tracker_->timeLimitIs(tools.timeout);
+   tracker_->failurePolicyIs([accepted = tools.acceptExitBits](Pelm::String const & program, int exitCode) {
+      auto const bits = accepted.find(program.str());
+      return bits == accepted.end() || (exitCode & ~int{bits->second}) != 0;
+   });
 }
 
-StorageAgent::StorageAgent(Config const & config, StderrLog & log)
-    : config_{config},
-      log_{log},
-      lastTurn_{Host::monotonicSeconds()},
-      tracker_{trackerOf(config, log)},
-      monitors_{config, tracker_,
-                [this](int severity, std::string const & text) { log_.notice(severity, text); }} {
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(config.timeScale));
-   for (auto const & [facility, level] : config.trace)
+void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {
+   for (auto const & [facility, level] : before)
+      Host::traceLevelIs(facility, 0);
+   for (auto const & [facility, level] : config_.trace)
       Host::traceLevelIs(facility, level);
+}
+
+StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
+    : config_{std::move(config)},
+      log_{log},
+      reread_{std::move(reread)},
+      lastTurn_{Host::monotonicSeconds()},
+      signals_{[this] { reload(); }},
+      monitors_{config_, tracker_,
+                [this](int severity, std::string const & text) { log_.notice(severity, text); }} {
+   toolsAre(config_.tools);
+   Host::timeSourceIs(std::make_unique<Host::RealTime>(config_.timeScale));
+   traceLevelsAre({});
    Host::logSinkIs([this](Host::LogMessage const & message) {
       messages_.add(message);
       log_.message(message);
    });
    auto const handler = [this](HttpRequest const & request) { return answer(request); };
-   servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atPath(config.status.socket), handler));
-   if (config.status.http) {
-      servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atAddress(*config.status.http), handler));
-      if (!config.status.http->loopback())
-         log_.notice(severityWarning, "status is served to other machines on " + config.status.http->text());
+   servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atPath(config_.status.socket), handler));
+   if (config_.status.http) {
+      servers_.push_back(
+          std::make_unique<HttpServer>(ListenSocket::atAddress(*config_.status.http), handler));
+      if (!config_.status.http->loopback())
+         log_.notice(severityWarning, "status is served to other machines on " + config_.status.http->text());
    }
 }
 
@@ -96,6 +105,21 @@ void StorageAgent::run() {
    }
    serviceManager_.tell("STOPPING=1");
    log_.notice(severityInfo, "stopping");
+}
+
+void StorageAgent::reload() {
+   Config before = config_;
+   try {
+      ConfigChange const change = applyConfig(config_, reread_());
+      toolsAre(config_.tools);
+      traceLevelsAre(before.trace);
+      std::size_t const forgotten = monitors_.reload(before);
+      log_.notice(severityInfo, "configuration read again: " + changeText(change) +
+                                    (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +
+                                    (forgotten == 0 ? "" : std::to_string(forgotten)));
+   } catch (ConfigError const & error) {
+      log_.notice(severityError, std::string{error.what()} + "; the configuration stays as it was");
+   }
 }
 
 HttpAnswer StorageAgent::answer(HttpRequest const & request) const {

@@ -1,6 +1,8 @@
 // The agent itself: has the monitors run, shows what they publish, runs until it is told to stop.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,33 +25,42 @@ namespace Agent {
 
 class StorageAgent {
  public:
+   // Reads the configuration again; raises ConfigError when that is no good.
+   using Reread = std::function<Config()>;
+
    // Raises SocketError when the agent cannot be asked on its sockets.
-   StorageAgent(Config const & config, StderrLog & log);
+   StorageAgent(Config config, StderrLog & log, Reread reread);
    StorageAgent(StorageAgent const &) = delete;
    StorageAgent & operator=(StorageAgent const &) = delete;
    ~StorageAgent();
 
-   // Until SIGTERM, SIGINT or SIGHUP.
+   // Until a signal ends it (see Signals).
    void run();
+
+   // Has the configuration hold that is there now, as far as that needs no new start, and forgets disks that
+   // are gone. One that is no good changes nothing. Either is reported in one line.
+   void reload();
 
    // What is served on a path.
    HttpAnswer answer(HttpRequest const & request) const;
 
  private:
-   static Pelm::Ptr<Brul::ChildProcessTrackerSm> trackerOf(Config const & config, StderrLog & log);
+   void toolsAre(Config::Tools const & tools);
+   void traceLevelsAre(std::map<std::string, int> const & before);
    double lastTurnAge() const;  // seconds
    Holds holds() const;
    HttpAnswer state(HttpRequest const & request) const;
    HttpAnswer messages(HttpRequest const & request) const;
 
-   Config const & config_;
+   Config config_;
    StderrLog & log_;
+   Reread reread_;
    MessageStore messages_;
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
-   TerminationSignals signals_;
+   Signals signals_;
    ServiceManager serviceManager_;
    std::optional<Watchdog> watchdog_;  // outlives the monitors: their end may be held too
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
    Monitors monitors_;
    ToolRuns toolRuns_{tracker_};
    Readings readings_{monitors_.entities(), tracker_};

@@ -2,6 +2,7 @@
 
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +14,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "StorageDevices/Examination.h"
@@ -47,6 +49,10 @@ Agent::Config configOf(Agent::Command const & command) {
                              : Agent::loadConfigIfPresent(Agent::defaultConfigPath);
 }
 
+Agent::Config rereadConfigOf(Agent::Command const & command) {
+   return command.configPath ? Agent::reloadConfig(*command.configPath) : configOf(command);
+}
+
 // A tool that runs takes three, and a unit's disks are all asked at once.
 void allowAllDescriptors() {
    rlimit limit{};
@@ -56,11 +62,18 @@ void allowAllDescriptors() {
    setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// Who may enter its directories is for the agent to say, not for whoever starts it.
+void allowEntering() {
+   constexpr mode_t nobodyElseWrites = 022;
+   umask(nobodyElseWrites);
+}
+
 int runAgent(Agent::Command const & command) {
    allowAllDescriptors();
-   Agent::Config const config = configOf(command);
+   allowEntering();
+   Agent::Config config = configOf(command);
    Agent::StderrLog log;
-   Agent::StorageAgent agent{config, log};
+   Agent::StorageAgent agent{std::move(config), log, [&command] { return rereadConfigOf(command); }};
    agent.run();
    return 0;
 }

@@ -4,6 +4,9 @@
 #include <poll.h>
 #include <rapidjson/document.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -31,6 +34,19 @@ bool AgentProgramTest::eventually(std::function<bool()> const & holds) {
       poll(&output, 1, 10);
    }
    return false;
+}
+
+pid_t AgentProgramTest::agentPid() const {
+   int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   socket.copy(address.sun_path, sizeof address.sun_path - 1);
+   ucred peer{};
+   socklen_t size = sizeof peer;
+   bool const found = connect(fd, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0 &&
+                      getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+   close(fd);
+   return found ? peer.pid : -1;
 }
 
 namespace {

@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -95,6 +97,10 @@ class AgentProgramTest : public testing::Test {
           unit.environment());
       ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
    }
+
+   // The process that listens on the socket; nobody that this process has started beside. -1: nobody does.
+   pid_t agentPid() const;
+   void signalAgent(int signal) const { ASSERT_EQ(kill(agentPid(), signal), 0); }
 
    // Asks until the condition holds of the state, ten seconds at most.
    bool eventually(std::function<bool()> const & holds);

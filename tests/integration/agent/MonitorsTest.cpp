@@ -64,20 +64,6 @@ class MonitorsTest : public AgentProgramTest {
       unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), health);
    }
 
-   // SIGTERM for the one who listens there, and for nobody that this process has started beside.
-   void endAgent() const {
-      int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      socket.copy(address.sun_path, sizeof address.sun_path - 1);
-      ucred peer{};
-      socklen_t size = sizeof peer;
-      ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr const *>(&address), sizeof address), 0);
-      ASSERT_EQ(getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size), 0);
-      close(fd);
-      ASSERT_EQ(kill(peer.pid, SIGTERM), 0);
-   }
-
    rapidjson::Document messages;
 };
 
@@ -301,7 +287,7 @@ TEST_F(MonitorsTest, FollowingShowsWhatComesAndEndsWithTheAgent) {
    EXPECT_NE(next().find(R"("sequence":2,)"), std::string::npos) << line.data();
    unit.unplug("sda");
    EXPECT_NE(next().find("STORAGEDEVICE_OFFLINE"), std::string::npos) << line.data();
-   endAgent();
+   signalAgent(SIGTERM);
    EXPECT_TRUE(next().starts_with(socket)) << line.data();
    EXPECT_EQ(next(), "");
    int const status = pclose(follower);
