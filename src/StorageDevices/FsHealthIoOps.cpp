@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "StorageDevices/CookieFile.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthTrace.h"
 
@@ -28,6 +29,10 @@ auto injectedOr(FsHealthIoOps::Attribute const & result, FsHealthIoOps::Attribut
 int FsHealthIoOps::openPath(Pelm::String const & path, int flags) const {
    constexpr mode_t mode = 0644;
    return injectedOr(openRet, openErrno, [&] { return open(path.data(), flags | O_CLOEXEC, mode); });
+}
+
+int FsHealthIoOps::openCookie(Pelm::String const & mountPoint, int flags) const {
+   return injectedOr(openRet, openErrno, [&] { return CookieFile::open(mountPoint, flags); });
 }
 
 std::int64_t FsHealthIoOps::lseekFd(int fd, int offset, int whence) const {

@@ -47,6 +47,9 @@ class STORAGEDEVICES_API FsHealthIoOps : public Pelm::Node {
    // As the calls of the same name: a descriptor, an offset, a number of bytes or 0; negative, and errno, on
    // failure. A file that is created gets mode 0644.
    int openPath(Pelm::String const & path, int flags) const;
+   // As `openPath`, with its injected results, for the test's own file below a mount point: no link is
+   // followed and nothing else is opened (CookieFile.h).
+   int openCookie(Pelm::String const & mountPoint, int flags) const;
    std::int64_t lseekFd(int fd, int offset, int whence) const;
    std::int64_t readFd(int fd, void * buffer, std::uint32_t length) const;
    std::int64_t writeFd(int fd, void const * buffer, std::uint32_t length) const;

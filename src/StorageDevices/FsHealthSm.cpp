@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "StorageDevices/CookieFile.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthTrace.h"
 #include "StorageDevices/LogMessages.h"
@@ -125,11 +126,13 @@ void FsHealthSm::handleSetupState() {
       emitSyslog("setupTest - exists", "not a directory or doesn't exist");
       return;
    }
-   Pelm::String const folder{Mounts::placeOf(mntPt_).str() + "/debug"};
-   if (!prepareFolder(folder))
+   Pelm::String const place = Mounts::placeOf(mntPt_);
+   if (published("mkdir", [&] { return CookieFile::mkdir(place); }) != 0) {
+      handleAndLogError("setupTest - mkdir");
       return;
-   cookieFilePath.valueIs(Pelm::String{folder.str() + "/healthTestCookie"});
-   if (published("unlink", [&] { return unlink(cookieFilePath().data()); }) != 0 && errno != ENOENT) {
+   }
+   cookieFilePath.valueIs(CookieFile::path(place));
+   if (published("unlink", [&] { return CookieFile::unlink(place); }) != 0 && errno != ENOENT) {
       handleAndLogError("setupTest - unlink");
       return;
    }
@@ -139,16 +142,6 @@ void FsHealthSm::handleSetupState() {
    writeTestOk.valueIs(false);
    readTestOk.valueIs(false);
    stateIs(State::writeTest);
-}
-
-bool FsHealthSm::prepareFolder(Pelm::String const & folder) {
-   constexpr mode_t mode = 0770;
-   struct stat status {};
-   if (published("stat", [&] { return stat(folder.data(), &status); }) == 0 ||
-       published("mkdir", [&] { return mkdir(folder.data(), mode); }) == 0)
-      return true;
-   handleAndLogError("setupTest - mkdir");
-   return false;
 }
 
 void FsHealthSm::genRandomCookieData() {
@@ -198,9 +191,7 @@ void FsHealthSm::handleHung(char const * opName) {
 }
 
 void FsHealthSm::setupWriteTest() {
-   int const fd = published("open", [&] {
-      return ioOps_->openPath(cookieFilePath(), O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
-   });
+   int const fd = openCookie(O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
    if (fd >= 0)
       awaitReady(fd, Direction::writable);
    else
@@ -208,12 +199,15 @@ void FsHealthSm::setupWriteTest() {
 }
 
 void FsHealthSm::setupReadTest() {
-   int const fd = published(
-       "open", [&] { return ioOps_->openPath(cookieFilePath(), O_RDONLY | O_NONBLOCK | O_DIRECT); });
+   int const fd = openCookie(O_RDONLY | O_NONBLOCK | O_DIRECT);
    if (fd >= 0)
       awaitReady(fd, Direction::readable);
    else
       handleAndLogError("readTest - open");
+}
+
+int FsHealthSm::openCookie(int flags) {
+   return published("open", [&] { return ioOps_->openCookie(Mounts::placeOf(mntPt_), flags); });
 }
 
 void FsHealthSm::awaitReady(int fd, Direction direction) {

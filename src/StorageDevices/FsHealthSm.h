@@ -3,7 +3,8 @@
 // that it looks at the use of the space every two minutes.
 //
 // Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
-// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point.
+// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point (CookieFile.h), and
+// nothing that somebody put in its place.
 //
 // States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart when the
 // mount point is not there; writeTest and readTest, waiting for their turn or for the file to be ready;
@@ -111,10 +112,10 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    void handleState();
    void handleSetupState();
    void handleCleanupState();
-   bool prepareFolder(Pelm::String const & folder);
    void genRandomCookieData();
    void setupWriteTest();
    void setupReadTest();
+   int openCookie(int flags);
    void awaitReady(int fd, Direction direction);
    void handleHung(char const * opName);
    void closeHeldFd();

@@ -43,9 +43,9 @@ off_t lseek(int fd, off_t offset, int whence) noexcept {
    return syscall(SYS_lseek, fd, offset, whence);
 }
 
-int unlink(char const * path) noexcept {
+int unlinkat(int folder, char const * path, int flags) noexcept {
    seen("unlink");
-   return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+   return static_cast<int>(syscall(SYS_unlinkat, folder, path, flags));
 }
 
 int mkdir(char const * path, mode_t mode) noexcept {

@@ -269,15 +269,6 @@ TEST_F(FsHealth, aFolderInTheWayOfItsFileIsTracedAndTriedAgain) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(FsHealth, aFolderThatCannotBeMadeIsTracedAndTriedAgain) {
-   std::filesystem::create_symlink("nowhere", folder_.path() / "debug");
-   machine_->start();
-   EXPECT_EQ(traces_.errors(), Texts{"setupTest - mkdir failed with File exists"});
-   EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
-   EXPECT_EQ(state(), "idle");
-   EXPECT_EQ(nextTest(), 300);
-}
-
 TEST_F(FsHealth, anErrorOfTheMediumInSetupIsLoggedAndPausesForADay) {
    machine_ = fsHealthSmFactory("/proc/self", blockSize, devices_);  // where no folder can be made
    machine_->start();
@@ -791,6 +782,17 @@ TEST_F(IoOps, makeTheRealCallsByDefault) {
    EXPECT_EQ(ops_->getUtilPercent("/proc"), -1) << "no used and no available blocks";
 }
 
+TEST_F(IoOps, openWhateverAHostNames) {
+   folder_.fileIs("file", "data");
+   std::filesystem::create_symlink("file", folder_.path() / "link");
+   int const fd = ops_->openPath(Pelm::String{(folder_.path() / "link").string()}, O_RDONLY);
+   ASSERT_GE(fd, 0);
+   char text[8] = {};
+   EXPECT_EQ(ops_->readFd(fd, text, 4), 4);
+   EXPECT_STREQ(text, "data");
+   EXPECT_EQ(ops_->closeFd(fd), 0);
+}
+
 TEST_F(IoOps, makeFilesThatOthersMayRead) {
    Pelm::String const path{(folder_.path() / "file").string()};
    mode_t const before = umask(0);
@@ -821,6 +823,9 @@ TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {
    EXPECT_EQ(ops_->openPath(path, O_RDWR | O_CREAT), 77);
    EXPECT_EQ(errno, EIO);
    EXPECT_FALSE(std::filesystem::exists(path.str()));
+   EXPECT_EQ(ops_->openCookie(Pelm::String{folder_.string()}, O_RDWR | O_CREAT), 77);
+   EXPECT_EQ(errno, EIO);
+   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
    ops_->lseekRetIs(-3);
    ops_->readRetIs(-4);
    ops_->writeRetIs(-5);

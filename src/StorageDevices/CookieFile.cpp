@@ -1,0 +1,115 @@
+#include "StorageDevices/CookieFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+namespace StorageDevices::CookieFile {
+
+namespace {
+
+constexpr char folderName[] = "debug";
+constexpr char fileName[] = "healthTestCookie";
+
+// A descriptor that is closed when it goes; errno stays.
+class Descriptor {
+ public:
+   explicit Descriptor(int fd) : fd_{fd} {}
+   Descriptor(Descriptor const &) = delete;
+   Descriptor & operator=(Descriptor const &) = delete;
+   ~Descriptor() {
+      int const error = errno;
+      if (fd_ >= 0)
+         close(fd_);
+      errno = error;
+   }
+
+   int operator()() const { return fd_; }
+   int release() { return std::exchange(fd_, -1); }
+
+ private:
+   int fd_;
+};
+
+int failure(int error) {
+   errno = error;
+   return -1;
+}
+
+// The mount point's folder, and the device that all must be on. Nothing is opened but places in the tree.
+int openFolder(Pelm::String const & mountPoint, dev_t & device) {
+   Descriptor const root{::open(mountPoint.data(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+   struct stat status {};
+   if (root() < 0 || fstat(root(), &status) != 0)
+      return -1;
+   device = status.st_dev;
+   Descriptor folder{openat(root(), folderName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+   if (folder() < 0 || fstat(folder(), &status) != 0)
+      return -1;
+   if (S_ISLNK(status.st_mode) || status.st_dev != device)
+      return failure(ELOOP);
+   return S_ISDIR(status.st_mode) ? folder.release() : failure(ENOTDIR);
+}
+
+bool isOwn(int fd, dev_t device) {
+   struct stat status {};
+   return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+          status.st_dev == device;
+}
+
+// A file that is there: first its place alone, since to open a device may do something already.
+int openPresent(int folder, dev_t device, int flags) {
+   Descriptor const place{openat(folder, fileName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+   if (place() < 0)
+      return -1;
+   if (!isOwn(place(), device))
+      return failure(ELOOP);
+   std::string const itself = "/proc/self/fd/" + std::to_string(place());
+   return ::open(itself.c_str(), (flags & ~O_CREAT) | O_CLOEXEC);
+}
+
+int openOrMake(int folder, dev_t device, int flags) {
+   constexpr mode_t mode = 0644;
+   int const fd = openPresent(folder, device, flags);
+   if (fd >= 0 || errno != ENOENT || (flags & O_CREAT) == 0)
+      return fd;
+   // Made here or not at all: what has come in between is not ours.
+   int const made = openat(folder, fileName, flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+   return made < 0 && errno == EEXIST ? failure(ELOOP) : made;
+}
+
+}  // namespace
+
+Pelm::String path(Pelm::String const & mountPoint) {
+   return Pelm::String{mountPoint.str() + "/" + folderName + "/" + fileName};
+}
+
+int mkdir(Pelm::String const & mountPoint) {
+   constexpr mode_t mode = 0770;
+   std::string const folder = mountPoint.str() + "/" + folderName;
+   struct stat status {};
+   return lstat(folder.c_str(), &status) == 0 ? 0 : ::mkdir(folder.c_str(), mode);
+}
+
+int unlink(Pelm::String const & mountPoint) {
+   dev_t device = 0;
+   Descriptor const folder{openFolder(mountPoint, device)};
+   return folder() < 0 ? -1 : unlinkat(folder(), fileName, 0);
+}
+
+int open(Pelm::String const & mountPoint, int flags) {
+   dev_t device = 0;
+   Descriptor const folder{openFolder(mountPoint, device)};
+   if (folder() < 0)
+      return errno == ENOTDIR ? failure(ELOOP) : -1;
+   Descriptor file{openOrMake(folder(), device, flags)};
+   if (file() < 0)
+      return -1;
+   return isOwn(file(), device) ? file.release() : failure(ELOOP);
+}
+
+}  // namespace StorageDevices::CookieFile

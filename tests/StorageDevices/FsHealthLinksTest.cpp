@@ -1,0 +1,414 @@
+// The health test runs as root where users may write. Whatever they put in the place of its folder or its
+// file, and whenever they do, it touches nothing else.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <functional>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthSm.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/LoopMount.h"
+#include "tests/support/MountNamespace.h"
+#include "tests/support/MountPoint.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+// Runs once, right before the next call of that kind: somebody was faster.
+std::function<void()> beforeMaking;
+std::function<void()> beforeOpeningItself;
+
+void run(std::function<void()> & hook) {
+   if (auto const once = std::exchange(hook, nullptr))
+      once();
+}
+
+mode_t modeArgument(int flags, va_list arguments) {
+   return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+}
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" {
+
+int openat(int folder, char const * path, int flags, ...) {  // NOLINT: as it is
+   va_list arguments;
+   va_start(arguments, flags);
+   mode_t const mode = modeArgument(flags, arguments);
+   va_end(arguments);
+   if ((flags & O_CREAT) != 0)
+      run(beforeMaking);
+   return static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
+}
+
+int open(char const * path, int flags, ...) {  // NOLINT: as it is
+   va_list arguments;
+   va_start(arguments, flags);
+   mode_t const mode = modeArgument(flags, arguments);
+   va_end(arguments);
+   if (std::string_view{path}.starts_with("/proc/self/fd/"))
+      run(beforeOpeningItself);
+   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+}  // extern "C"
+
+namespace StorageDevices {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Texts = std::vector<std::string>;
+
+constexpr std::uint32_t blockSize = 4096;
+
+class FsHealthLinks : public Support::VirtualTimeTest {
+ protected:
+   FsHealthLinks() {
+      Host::turn();  // opens what the loop itself holds
+      fs::create_directory(elsewhere_);
+      folder_.fileIs("elsewhere/precious", precious_);
+      fs::create_directory(mountPoint_);
+      watch(mountPoint_);
+   }
+
+   void watch(fs::path const & mountPoint) {
+      Support::DiskFields{.name = "S1", .mountPoint = mountPoint.string()}.writeTo(*devices_);
+      machine_ = fsHealthSmFactory(mountPoint.c_str(), blockSize, devices_);
+   }
+   fs::path debug() const { return mountPoint_ / "debug"; }
+   fs::path cookie() const { return debug() / "healthTestCookie"; }
+   fs::path precious() const { return elsewhere_ / "precious"; }
+
+   // Puts what `make` makes in the place of the file or the folder.
+   template <class Make>
+   static void replace(fs::path const & place, Make const & make) {
+      fs::create_directories(place.parent_path());
+      fs::remove_all(place);
+      make(place);
+   }
+   void expectNothingTouched() const {
+      EXPECT_EQ(Support::fileContent(precious()), precious_);
+      Texts found;
+      for (auto const & entry : fs::directory_iterator{elsewhere_})
+         found.push_back(entry.path().filename());
+      EXPECT_EQ(found, Texts{"precious"}) << "something was made elsewhere";
+      EXPECT_EQ(Support::openDescriptors(), before_);
+   }
+   // The step that was refused is counted and traced; nobody is alarmed, and the next test comes.
+   void expectRefused(std::string const & step, int error = ELOOP) const {
+      EXPECT_EQ(traces_.errors(), Texts{step + " failed with " + std::strerror(error)});
+      EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
+      EXPECT_EQ(logs_.texts(), Texts{});
+      EXPECT_EQ(machine_->state(), FsHealthSmState{FsHealthSmState::idle});
+      EXPECT_FALSE(machine_->readTestOk());
+      expectNothingTouched();
+   }
+   void expectHealthy() const {
+      EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
+      EXPECT_EQ(traces_.errors(), Texts{});
+      EXPECT_EQ(logs_.texts(), Texts{});
+      expectNothingTouched();
+   }
+
+   Support::TempDir folder_{Support::folderWithDirectIo()};
+   fs::path elsewhere_ = folder_.path() / "elsewhere";
+   fs::path mountPoint_ = folder_.path() / "mount";
+   std::string precious_ = std::string(2 * blockSize, '#');
+   Support::LogRecorder logs_;
+   Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
+   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
+   Pelm::Ptr<FsHealthSm> machine_;
+   std::vector<int> before_ = Support::openDescriptors();
+};
+
+// What may stand in the place of the file.
+struct Trap {
+   char const * name;
+   bool needsRoot;
+   void (*make)(fs::path const & place, fs::path const & precious);
+};
+
+constexpr Trap traps[] = {
+    {"aLink", false, [](auto const & place, auto const & precious) { fs::create_symlink(precious, place); }},
+    {"aRelativeLink", false,
+     [](auto const & place, auto const &) { fs::create_symlink("../../elsewhere/precious", place); }},
+    {"aLinkToNothingYet", false,
+     [](auto const & place, auto const & precious) {
+        fs::create_symlink(precious.parent_path() / "new", place);
+     }},
+    {"aLinkToAFolder", false,
+     [](auto const & place, auto const & precious) { fs::create_symlink(precious.parent_path(), place); }},
+    {"anotherNameOfAFile", false,
+     [](auto const & place, auto const & precious) { fs::create_hard_link(precious, place); }},
+    {"aFifo", false, [](auto const & place, auto const &) { ASSERT_EQ(mkfifo(place.c_str(), 0666), 0); }},
+    {"aCharacterDevice", true,
+     [](auto const & place, auto const &) {
+        ASSERT_EQ(mknod(place.c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
+     }},
+    {"aBlockDevice", true,
+     [](auto const & place, auto const &) {
+        ASSERT_EQ(mknod(place.c_str(), S_IFBLK | 0666, makedev(7, 7)), 0);
+     }},
+    // Last: it may stand in the place of the file alone.
+    {"aFolder", false, [](auto const & place, auto const &) { fs::create_directory(place); }},
+};
+
+class FsHealthTraps : public FsHealthLinks, public testing::WithParamInterface<Trap> {
+ protected:
+   void SetUp() override {
+      if (GetParam().needsRoot && geteuid() != 0)
+         GTEST_SKIP() << "only root makes devices";
+   }
+   void setIn(fs::path const & place) const {
+      replace(place, [&](fs::path const & at) { GetParam().make(at, precious()); });
+   }
+};
+
+TEST_P(FsHealthTraps, BeforeTheTestMakesWayForTheFile) {
+   setIn(cookie());
+   machine_->start();
+   if (std::string{GetParam().name} == "aFolder") {
+      expectRefused("setupTest - unlink", EISDIR);
+      return;
+   }
+   Host::runFor(601);
+   expectHealthy();
+}
+
+TEST_P(FsHealthTraps, SwappedInBeforeTheWritingIsNotWrittenTo) {
+   machine_->start();
+   setIn(cookie());
+   Host::runFor(301);
+   expectRefused("writeTest - open");
+}
+
+TEST_P(FsHealthTraps, SwappedInWhileTheFileIsMadeIsNotWrittenTo) {
+   machine_->start();
+   beforeMaking = [this] { setIn(cookie()); };
+   Host::runFor(301);
+   EXPECT_FALSE(beforeMaking);
+   expectRefused("writeTest - open");
+}
+
+TEST_P(FsHealthTraps, SwappedInWhileTheFileIsOpenedIsNotOpened) {
+   machine_->start();
+   Host::runFor(301);
+   beforeOpeningItself = [this] {
+      fs::rename(cookie(), mountPoint_ / "aside");
+      setIn(cookie());
+   };
+   Host::runFor(300);
+   EXPECT_FALSE(beforeOpeningItself);
+   expectHealthy();
+}
+
+TEST_P(FsHealthTraps, SwappedInBeforeTheReadingIsNotRead) {
+   machine_->start();
+   Host::runFor(301);
+   setIn(cookie());
+   Host::runFor(300);
+   expectRefused("readTest - open");
+}
+
+// The same in the place of the folder.
+class FsHealthFolderTraps : public FsHealthTraps {};
+
+TEST_P(FsHealthFolderTraps, ThereBeforeIsNotEntered) {
+   setIn(debug());
+   machine_->start();
+   bool const isLink = std::string{GetParam().name}.find("Link") != std::string::npos;
+   expectRefused("setupTest - unlink", isLink ? ELOOP : ENOTDIR);
+}
+
+TEST_P(FsHealthFolderTraps, SwappedInBeforeTheWritingIsNotEntered) {
+   machine_->start();
+   setIn(debug());
+   Host::runFor(301);
+   expectRefused("writeTest - open");
+}
+
+TEST_P(FsHealthFolderTraps, SwappedInBeforeTheReadingIsNotEntered) {
+   machine_->start();
+   Host::runFor(301);
+   setIn(debug());
+   Host::runFor(300);
+   expectRefused("readTest - open");
+}
+
+std::string trapName(testing::TestParamInfo<Trap> const & trap) {
+   return trap.param.name;
+}
+INSTANTIATE_TEST_SUITE_P(All, FsHealthTraps, testing::ValuesIn(traps), trapName);
+INSTANTIATE_TEST_SUITE_P(All, FsHealthFolderTraps, testing::ValuesIn(std::begin(traps), std::end(traps) - 1),
+                         trapName);
+
+TEST_F(FsHealthLinks, AFileOfThatNameBehindALinkedFolderIsNotDeleted) {
+   std::string const theirs = "elsewhere/healthTestCookie";
+   folder_.fileIs(theirs, "theirs");
+   fs::create_directory_symlink(elsewhere_, debug());
+   machine_->start();
+   EXPECT_EQ(folder_.content(theirs), "theirs");
+   EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
+}
+
+TEST_F(FsHealthLinks, NoFolderIsMadeBehindALink) {
+   fs::create_directory_symlink(elsewhere_ / "new", debug());
+   machine_->start();
+   expectRefused("setupTest - unlink");
+}
+
+TEST_F(FsHealthLinks, AFifoThatSomebodyReadsTellsThemNothing) {
+   machine_->start();
+   replace(cookie(), [](fs::path const & place) { ASSERT_EQ(mkfifo(place.c_str(), 0666), 0); });
+   int const reader = open(cookie().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+   ASSERT_GE(reader, 0);
+   Host::runFor(301);
+   char byte = 0;
+   EXPECT_EQ(read(reader, &byte, 1), 0);
+   close(reader);
+   expectRefused("writeTest - open");
+}
+
+TEST_F(FsHealthLinks, APlainFileThatSomebodyPutThereIsUsed) {
+   machine_->start();
+   replace(cookie(), [](fs::path const & place) { std::ofstream{place} << "another"; });
+   Host::runFor(601);
+   expectHealthy();
+   EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
+}
+
+TEST_F(FsHealthLinks, AFileThatGetsAnotherNameWhileItIsOpenedIsNotUsed) {
+   machine_->start();
+   Host::runFor(301);
+   beforeOpeningItself = [this] { fs::create_hard_link(cookie(), mountPoint_ / "another"); };
+   Host::runFor(300);
+   expectRefused("readTest - open");
+}
+
+TEST_F(FsHealthLinks, OwnersDoNotMatter) {
+   if (geteuid() != 0)
+      GTEST_SKIP() << "only root gives files away";
+   constexpr uid_t another = 12345;
+   fs::create_directory(debug());
+   for (fs::path const & place : {mountPoint_, debug()})
+      ASSERT_EQ(chown(place.c_str(), another, another), 0);
+   machine_->start();
+   Host::runFor(301);
+   ASSERT_EQ(chown(cookie().c_str(), another, another), 0);
+   Host::runFor(300);
+   expectHealthy();
+}
+
+// Somebody swaps file and folder for links as fast as a thread can.
+TEST_F(FsHealthLinks, ARaceIsNeverWon) {
+   fs::create_directory(debug());
+   fs::create_directory_symlink(elsewhere_, mountPoint_ / "aside");
+   int const mount = open(mountPoint_.c_str(), O_PATH | O_CLOEXEC);
+   int const own = open(debug().c_str(), O_PATH | O_CLOEXEC);
+   std::atomic<bool> over = false;
+   std::thread attacker{[&] {
+      auto const plant = [&](fs::path const & target) {
+         symlinkat(target.c_str(), mount, "trap");
+         if (renameat2(mount, "trap", own, "healthTestCookie", RENAME_EXCHANGE) != 0)
+            renameat(mount, "trap", own, "healthTestCookie");
+      };
+      while (!over) {
+         plant(precious());
+         plant(elsewhere_ / "new");
+         for (int i = 0; i < 2; ++i)
+            renameat2(mount, "aside", mount, "debug", RENAME_EXCHANGE);
+      }
+   }};
+   for (int i = 0; i < 100; ++i) {
+      machine_->start();
+      Host::runFor(900);
+   }
+   over = true;
+   attacker.join();
+   machine_->stop();
+   close(own);
+   close(mount);
+   expectNothingTouched();
+}
+
+// What only root can arrange: other file systems in the place of the folder and of the file.
+class FsHealthMounts : public FsHealthLinks {
+ protected:
+   static void SetUpTestSuite() { lacking_ = Support::ownMountTable(); }
+   void SetUp() override {
+      if (!lacking_.empty())
+         GTEST_SKIP() << lacking_;
+   }
+   static inline std::string lacking_;
+};
+
+TEST_F(FsHealthMounts, AnotherDeviceInThePlaceOfTheFolderIsNotEntered) {
+   Support::MountedFolder const other{"other", debug()};
+   ASSERT_TRUE(other);
+   std::ofstream{cookie()} << "theirs";
+   machine_->start();
+   expectRefused("setupTest - unlink");
+   EXPECT_EQ(Support::fileContent(cookie()), "theirs");
+}
+
+TEST_F(FsHealthMounts, AnotherDeviceMountedOnTheFolderDuringTheTestIsNotEntered) {
+   machine_->start();
+   {
+      Support::MountedFolder const other{"other", debug()};
+      ASSERT_TRUE(other);
+      Host::runFor(301);
+      expectRefused("writeTest - open");
+      EXPECT_TRUE(fs::is_empty(debug()));
+   }
+   traces_.clear();
+   machine_->start();
+   Host::runFor(601);
+   expectHealthy();
+}
+
+TEST_F(FsHealthMounts, AFileOfAnotherDeviceIsNotWrittenTo) {
+   fs::path const other = folder_.path() / "other";
+   Support::MountedFolder const mounted{"other", other};
+   ASSERT_TRUE(mounted);
+   std::ofstream{other / "file"} << precious_;
+   machine_->start();
+   replace(cookie(), [](fs::path const & place) { std::ofstream{place}.close(); });
+   ASSERT_EQ(mount((other / "file").c_str(), cookie().c_str(), nullptr, MS_BIND, nullptr), 0);
+   Host::runFor(301);
+   EXPECT_EQ(umount2(cookie().c_str(), MNT_DETACH), 0);
+   EXPECT_EQ(Support::fileContent(other / "file"), precious_);
+   expectRefused("writeTest - open");
+}
+
+TEST_F(FsHealthMounts, AVfatOfAnotherOwnerIsHealthy) {
+   Support::LoopMount const vfat{"vfat", "uid=12345,gid=12345,umask=022"};
+   if (!vfat.lacking().empty())
+      GTEST_SKIP() << "this machine lacks " << vfat.lacking();
+   watch(vfat.path());
+   machine_->start();
+   Host::runFor(601);
+   EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
+   EXPECT_EQ(traces_.errors(), Texts{});
+}
+
+}  // namespace
+
+}  // namespace StorageDevices
