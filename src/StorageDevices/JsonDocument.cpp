@@ -5,65 +5,130 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
+#include <new>
+
+#include "StorageDevices/JsonMemory.h"
+
 namespace StorageDevices {
 
 namespace {
 
-// Builds the document from the reader's events and ends the reading when it goes too deep. The reader
-// recurses once per level, after it has told of the level's start.
+using Pool = JsonValue::AllocatorType;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, JsonMemory>;
+using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
+
+// What the values of a text can take at most: an element takes 16 bytes for at least two of the text, a
+// member 32 for at least five, and a string little more than its own size. Texts of more than a MiB may take
+// half of that, which still is more than reports of tools do.
+std::size_t bytesFor(std::string_view text) {
+   constexpr std::size_t slack = 64;
+   constexpr std::size_t densest = 8;
+   constexpr std::size_t dense = 4;
+   return std::min(text.size() * densest, std::max(JsonDocument::roomForAll, text.size() * dense)) + slack;
+}
+
+// Builds the document from the reader's events and ends the reading when it goes too deep or takes more
+// memory than there is. The reader recurses once per level, after it has told of the level's start.
 class BoundedBuilder {
  public:
-   using Ch = rapidjson::Document::Ch;
+   using Ch = Document::Ch;
    using Size = rapidjson::SizeType;
 
-   explicit BoundedBuilder(rapidjson::Document & document) : document_(document) {}
+   BoundedBuilder(Document & document, std::size_t bytes) : document_(document), bytesLeft_(bytes) {}
 
-   bool Null() { return document_.Null(); }
-   bool Bool(bool value) { return document_.Bool(value); }
-   bool Int(int value) { return document_.Int(value); }
-   bool Uint(unsigned value) { return document_.Uint(value); }
-   bool Int64(std::int64_t value) { return document_.Int64(value); }
-   bool Uint64(std::uint64_t value) { return document_.Uint64(value); }
-   bool Double(double value) { return document_.Double(value); }
-   bool RawNumber(Ch const * text, Size size, bool copy) { return document_.RawNumber(text, size, copy); }
-   bool String(Ch const * text, Size size, bool copy) { return document_.String(text, size, copy); }
-   bool Key(Ch const * text, Size size, bool copy) { return document_.Key(text, size, copy); }
+   bool Null() { return take(value) && document_.Null(); }
+   bool Bool(bool truth) { return take(value) && document_.Bool(truth); }
+   bool Int(int number) { return take(value) && document_.Int(number); }
+   bool Uint(unsigned number) { return take(value) && document_.Uint(number); }
+   bool Int64(std::int64_t number) { return take(value) && document_.Int64(number); }
+   bool Uint64(std::uint64_t number) { return take(value) && document_.Uint64(number); }
+   bool Double(double number) { return take(value) && document_.Double(number); }
+   bool RawNumber(Ch const * text, Size size, bool copy) {
+      return takeText(size) && document_.RawNumber(text, size, copy);
+   }
+   bool String(Ch const * text, Size size, bool copy) {
+      return takeText(size) && document_.String(text, size, copy);
+   }
+   bool Key(Ch const * text, Size size, bool copy) {
+      return takeText(size) && document_.Key(text, size, copy);
+   }
    bool StartObject() { return enter() && document_.StartObject(); }
    bool EndObject(Size members) { return leave() && document_.EndObject(members); }
    bool StartArray() { return enter() && document_.StartArray(); }
    bool EndArray(Size elements) { return leave() && document_.EndArray(elements); }
 
  private:
-   bool enter() { return ++depth_ <= JsonDocument::maxDepth; }
+   static constexpr std::size_t value = sizeof(JsonValue);
+
+   bool enter() { return ++depth_ <= JsonDocument::maxDepth && take(value); }
 
    bool leave() {
       --depth_;
       return true;
    }
 
-   rapidjson::Document & document_;
+   // A short text has its place in its value.
+   bool takeText(Size size) {
+      constexpr Size shortText = 12;
+      return take(size < shortText ? value : value + RAPIDJSON_ALIGN(size + 1));
+   }
+
+   // Each value is first on the document's stack and then, when what it is part of ends, in the pool.
+   bool take(std::size_t bytes) {
+      if (bytes > bytesLeft_)
+         return false;
+      bytesLeft_ -= bytes;
+      return true;
+   }
+
+   Document & document_;
+   std::size_t bytesLeft_;
    unsigned depth_ = 0;
 };
 
-rapidjson::ParseResult parse(std::string_view text, rapidjson::Document & into) {
-   rapidjson::ParseResult result;
-   auto generate = [&](rapidjson::Document & document) {
-      rapidjson::MemoryStream stream(text.data(), text.size());
-      BoundedBuilder builder(document);
-      rapidjson::Reader reader;
-      result = reader.Parse(stream, builder);
-      return !result.IsError();
-   };
-   into.Populate(generate);
-   return result;
-}
-
 }  // namespace
 
-JsonDocument::JsonDocument(std::string_view text) : document_(std::make_unique<rapidjson::Document>()) {
-   auto const result = parse(text.substr(0, text.find('\0')), *document_);
-   if (result.IsError())
-      error_ = rapidjson::GetParseError_En(result.Code());
+// The pool never needs more than its buffer: where it asked the system for more, it would not notice that
+// there is none.
+struct JsonDocument::Content {
+   explicit Content(std::size_t bytes)
+       : buffer(JsonMemory::Malloc(bytes + poolHead), &JsonMemory::Free),
+         pool(buffer.get(), bytes + poolHead),
+         document(&pool) {}
+
+   rapidjson::ParseResult parse(std::string_view text, std::size_t bytes) {
+      rapidjson::ParseResult result;
+      auto generate = [&](Document & into) {
+         rapidjson::MemoryStream stream(text.data(), text.size());
+         BoundedBuilder builder(into, bytes);
+         Reader reader;
+         result = reader.Parse(stream, builder);
+         return !result.IsError();
+      };
+      document.Populate(generate);
+      return result;
+   }
+
+   static constexpr std::size_t poolHead = 64;
+
+   std::unique_ptr<void, decltype(&JsonMemory::Free)> buffer;
+   Pool pool;
+   Document document;
+};
+
+JsonDocument::JsonDocument(std::string_view text) {
+   text = text.substr(0, text.find('\0'));
+   try {
+      content_ = std::make_unique<Content>(bytesFor(text));
+      auto const result = content_->parse(text, bytesFor(text));
+      if (result.IsError())
+         error_ = rapidjson::GetParseError_En(result.Code());
+   } catch (std::bad_alloc const &) {
+      error_ = tooMuch;
+   }
+   if (!isValid())
+      content_.reset();
 }
 
 JsonDocument::JsonDocument(JsonDocument &&) noexcept = default;
@@ -71,7 +136,8 @@ JsonDocument & JsonDocument::operator=(JsonDocument &&) noexcept = default;
 JsonDocument::~JsonDocument() = default;
 
 JsonValue const & JsonDocument::root() const {
-   return *document_;
+   static JsonValue const none;
+   return content_ ? content_->document : none;
 }
 
 JsonValue const * jsonMember(JsonValue const * value, std::string_view name) {

@@ -1,11 +1,14 @@
 // A JSON text of a tool, read whole: either a document or why it is none.
 //
 // The text is outside data. It is read by RapidJSON under its default rules, as a C string (whatever
-// follows its first NUL is not seen), and its nesting is bounded before it can exhaust the stack.
+// follows its first NUL is not seen). Its nesting is bounded before it can exhaust the stack, and so is the
+// memory that it takes. A text beyond these bounds, or for which there is no memory, is no document; its
+// error is "Terminate parsing due to Handler error."
 #pragma once
 
 #include <rapidjson/fwd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,9 +20,15 @@ using JsonValue = rapidjson::Value;
 
 class JsonDocument {
  public:
-   // Levels of arrays and objects inside each other. A text nested deeper is no document; its error is
-   // "Terminate parsing due to Handler error."
+   // The error of a text that is beyond the bounds or finds no memory.
+   static constexpr std::string_view tooMuch = "Terminate parsing due to Handler error.";
+
+   // Levels of arrays and objects inside each other.
    static constexpr unsigned maxDepth = 512;
+
+   // Bytes that a document may take whatever its text; no text of up to a MiB takes more. A longer text may
+   // take four bytes for each of its own.
+   static constexpr std::size_t roomForAll = std::size_t{8} << 20U;
 
    explicit JsonDocument(std::string_view text);
    JsonDocument(JsonDocument &&) noexcept;
@@ -36,7 +45,8 @@ class JsonDocument {
    JsonValue const & root() const;
 
  private:
-   std::unique_ptr<rapidjson::Document> document_;
+   struct Content;
+   std::unique_ptr<Content> content_;
    std::string_view error_;
 };
 

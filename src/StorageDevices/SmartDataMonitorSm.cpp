@@ -1,5 +1,6 @@
 #include "StorageDevices/SmartDataMonitorSm.h"
 
+#include <new>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
@@ -107,28 +108,34 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    smartctlProcessDel(process->device());
    auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
-   if (document && record)
+   if (!document || !record)
+      return;
+   try {
       parse(*document, *record, process->devicePath());
+   } catch (std::bad_alloc const &) {
+      traceJsonError(traceHandle, handleSmartctlStateName, JsonDocument::tooMuch);
+   }
 }
 
 void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
                                Pelm::String const & devicePath) {
    JsonValue const * const table = smartAttrsTable(document.root());
+   // Filed aside first, so that nobody sees the moment in which the record is empty, nor half of a table for
+   // which there is no memory.
+   auto const scratch = Pelm::make<DeviceSmartData>(record.name());
+   if (table)
+      parseSmartAttrs(*table, *scratch, smartDbMapping(record.name()).value_or(DriveSmartMapping{}));
    bool const hasVerdict = parseHealthStatus(document.root(), record);
    if (hasVerdict || table)
       record.reading.countInc();
    if (!hasVerdict)
       VORN_TRACE(traceHandle, 0) << handleSmartctlStateName << " Could not obtain health status for "
                                  << devicePath;
-   if (!table) {
+   if (table)
+      attrsIs(record, *scratch);
+   else
       VORN_TRACE(traceHandle, 2) << handleSmartctlStateName << " Could not obtain SMART attributes for "
                                  << devicePath;
-      return;
-   }
-   // Filed aside first, so that nobody sees the moment in which the record is empty.
-   auto const scratch = Pelm::make<DeviceSmartData>(record.name());
-   parseSmartAttrs(*table, *scratch, smartDbMapping(record.name()).value_or(DriveSmartMapping{}));
-   attrsIs(record, *scratch);
 }
 
 Pelm::Ptr<SmartctlProcess> SmartDataMonitorSm::smartctlProcessIs(

@@ -6,6 +6,8 @@
 #include <csignal>
 
 #include "StorageDevices/Factories.h"
+#include "runtime/host/Failure.h"
+#include "tests/support/MemoryLimit.h"
 #include "tests/support/ToolMonitorTest.h"
 
 namespace StorageDevices {
@@ -74,6 +76,19 @@ class SmartMonitor : public Support::ToolMonitorTest {
       return content();
    }
 
+   // A poll with that many bytes of memory to spare.
+   void pollWith(std::size_t more) {
+      Host::failureSinkIs([](std::string_view, std::string_view) {});
+      {
+         Support::MemoryLimit const limit{more};
+         poll();
+      }
+      Host::failureSinkIs(nullptr);
+      errors_ = traces_.errors();
+      traces_.clear();
+   }
+
+   Texts errors_;
    Texts const healthyContent = {"ok true, passing true", "reallocatedSectorCount 100", "powerOnHours 12345",
                                  "unknown Spin_Up_Time"};
    Pelm::Ptr<SmartData> data_ = Pelm::make<SmartData>();
@@ -214,6 +229,49 @@ TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
    EXPECT_EQ(traces_.errors().size(), 1U);
    EXPECT_EQ(record()->reading.count(), 1U);
 }
+
+#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
+
+// As much as a tool may print.
+TEST_F(SmartMonitor, aReportForWhichThereIsNoMemoryChangesNothing) {
+   plug();
+   start();
+   poll();
+   std::string hostile = "[0";
+   while (hostile.size() < 3900 * 1024)
+      hostile += ",0";
+   toolPrints(hostile + "]");
+   for (std::size_t const more : {0, 1, 4, 8, 16, 32}) {
+      pollWith(more << 20U);
+      EXPECT_TRUE(monitor_->smartctlProcess.empty()) << more;
+      EXPECT_EQ(content(), healthyContent) << more;
+      EXPECT_FALSE(std::exchange(errors_, {}).empty()) << more;
+   }
+   toolPrints(healthy);
+   poll();
+   EXPECT_EQ(record()->reading.count(), 2U);
+}
+
+TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
+   plug();
+   start();
+   std::string const padding(3900 * 1024, 'x');
+   int filed = 0;
+   for (std::size_t more = 0; more < 30; more += 2) {
+      toolPrints(healthy);
+      poll();
+      toolPrints(report("false", row(9, padding, 100, 1)));
+      auto const before = record()->reading.count();
+      pollWith(more << 20U);
+      bool const isFiled = record()->reading.count() != before;
+      EXPECT_NE(isFiled, content() == healthyContent) << more;
+      EXPECT_NE(isFiled, !std::exchange(errors_, {}).empty()) << more;
+      filed += isFiled ? 1 : 0;
+   }
+   EXPECT_GT(filed, 0);
+}
+
+#endif
 
 TEST_F(SmartMonitor, aDocumentThatIsNoObjectChangesNothing) {
    EXPECT_EQ(contentAfter("[1, 2, 3]"), healthyContent);

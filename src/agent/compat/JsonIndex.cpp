@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "StorageDevices/JsonMemory.h"
+
 namespace Agent::Compat {
 
 namespace {
@@ -82,7 +84,7 @@ std::optional<JsonIndex> JsonIndex::of(std::string_view text) {
    JsonIndex index(text);
    rapidjson::MemoryStream stream(text.data(), text.size());
    Notes notes(text, stream, index.values_);
-   rapidjson::Reader reader;
+   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, StorageDevices::JsonMemory> reader;
    if (reader.Parse<rapidjson::kParseNumbersAsStringsFlag>(stream, notes).IsError())
       return std::nullopt;
    return index;

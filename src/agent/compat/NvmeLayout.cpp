@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <optional>
 
 #include "agent/compat/JsonIndex.h"
@@ -97,9 +98,7 @@ std::optional<JsonIndex> documentIn(std::string_view output) {
    return std::nullopt;
 }
 
-}  // namespace
-
-Layout knownLayout(NvmeCommand command, std::string_view output) {
+Layout layoutOf(NvmeCommand command, std::string_view output) {
    auto const json = documentIn(output);
    if (!json)
       return {};
@@ -111,6 +110,16 @@ Layout knownLayout(NvmeCommand command, std::string_view output) {
    if (text == output)
       return {};
    return {Layout::Kind::rewritten, std::move(text)};
+}
+
+}  // namespace
+
+Layout knownLayout(NvmeCommand command, std::string_view output) {
+   try {
+      return layoutOf(command, output);
+   } catch (std::bad_alloc const &) {
+      return {};
+   }
 }
 
 }  // namespace Agent::Compat

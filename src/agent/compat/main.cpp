@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -86,6 +87,9 @@ int run(std::vector<std::string_view> const & arguments, char ** argv) {
 int main(int argc, char ** argv) {
    try {
       return run({argv, argv + argc}, argv);
+   } catch (std::bad_alloc const &) {
+      std::fputs("nvme: not enough memory for what it prints\n", stderr);
+      return toolFailed;
    } catch (std::exception const & error) {
       std::fprintf(stderr, "nvme: %s\n", error.what());
       return toolFailed;

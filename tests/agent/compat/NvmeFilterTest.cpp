@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TempDir.h"
@@ -32,9 +33,9 @@ class NvmeFilterTest : public testing::Test {
    void toolDoes(std::string const & script) const { folder.scriptIs("tools/nvme", script); }
 
    // The shell becomes the filter, whose parent is this process then.
-   Ending run(std::string const & arguments, std::string const & path) const {
-      std::string const command = "cd '" + folder.string() + "'; PATH='" + path +
-                                  "'; exec '" NVME_FILTER "' " + arguments + " >out 2>err";
+   Ending run(std::string const & arguments, std::string const & path, std::string const & first = "") const {
+      std::string const command = "cd '" + folder.string() + "'; PATH='" + path + "'; " + first +
+                                  "exec '" NVME_FILTER "' " + arguments + " >out 2>err";
       int const status = std::system(command.c_str());  // NOLINT(*-env33-c): a shell is wanted
       return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), folder.content("out"),
               folder.content("err")};
@@ -184,6 +185,34 @@ TEST_F(NvmeFilterTest, HostileOutputPassesUnchanged) {
    EXPECT_EQ(smartLog().output, "");
    EXPECT_EQ(smartLog().exitCode, 0);
 }
+
+#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
+
+TEST_F(NvmeFilterTest, WithLittleMemoryItPassesUnchangedOrFailsWithAWord) {
+   std::string const log = R"({"power_cycles":"12","padding":")" + std::string(3900000, 'x') + "\"}\n";
+   std::string list = R"({"Devices":[0)";
+   while (list.size() < 3900000)
+      list += ",0";
+   list += "]}\n";
+   std::string rewritten = log;
+   rewritten.replace(rewritten.find("\"12\""), 4, "12");
+   for (auto const * const text : {&std::as_const(log), &std::as_const(list)}) {
+      folder.fileIs("text", *text);
+      toolDoes("cat text");
+      for (int const kib : {8000, 16000, 24000, 32000, 100000}) {
+         Ending const ending =
+             run("smart-log -o json /dev/nvme0n1", usualPath(), "ulimit -v " + std::to_string(kib) + "; ");
+         bool const isPassed = ending.exitCode == 0 && (ending.output == *text || ending.output == rewritten);
+         bool const isFailed = ending.exitCode == 1 && ending.error.starts_with("nvme: ");
+         EXPECT_TRUE(isPassed || isFailed) << kib << " KiB: " << ending.exitCode << ' ' << ending.error;
+         if (kib > 48000) {
+            EXPECT_EQ(ending.output == rewritten, text == &log);
+         }
+      }
+   }
+}
+
+#endif
 
 TEST_F(NvmeFilterTest, AnOutputThatTakesNothingIsAFailure) {
    toolDoes(R"(echo '{"power_cycles":"12"}')");

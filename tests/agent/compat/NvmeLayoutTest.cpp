@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "agent/compat/JsonIndex.h"
+#include "tests/support/MemoryLimit.h"
 #include "tests/support/TempDir.h"
 
 namespace Agent::Compat {
@@ -182,6 +183,17 @@ TEST(NvmeLayoutTest, theIndexKnowsWhereValuesLie) {
    EXPECT_EQ(json->written(*json->member(&json->root(), "b")), "null");
    EXPECT_EQ(json->member(a, "b"), nullptr);
 }
+
+#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than that
+
+TEST(NvmeLayoutTest, aLogThatFindsNoMemoryStaysAsItIs) {
+   std::string const log = R"({"power_cycles":"12","padding":")" + std::string(3900000, 'x') + "\"}";
+   EXPECT_EQ(smartLog(log).kind, Kind::rewritten);
+   Support::MemoryLimit const limit{1 << 20U};
+   EXPECT_EQ(smartLog(log).kind, Kind::unchanged);
+}
+
+#endif
 
 }  // namespace
 }  // namespace Agent::Compat

@@ -1,0 +1,76 @@
+// Memory for reading JSON texts that come from outside.
+//
+// RapidJSON's own allocators answer null when there is no memory, and its stacks do not notice. This one
+// raises std::bad_alloc instead, also for a block beyond `maxBlock`. A large block is a mapping of its own:
+// it grows without a second copy, and the system has it back as soon as it is freed.
+#pragma once
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace StorageDevices {
+
+// The names are those that RapidJSON asks of an allocator.
+class JsonMemory {
+ public:
+   static constexpr bool kNeedFree = true;
+
+   static void * Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+
+   // Null, and the block freed, for size 0.
+   static void * Realloc(void * block, std::size_t oldSize, std::size_t size) {
+      if (size == 0) {
+         Free(block);
+         return nullptr;
+      }
+      Head * const head = block != nullptr ? headOf(block) : nullptr;
+      std::size_t const whole = size + sizeof(Head);
+      if (head != nullptr && head->mapped != 0)
+         return grown(head, whole);
+      if (whole < largeBlock)
+         return placed(std::realloc(head, whole), 0);
+      void * const moved = mapped(whole);
+      if (block != nullptr)
+         std::memcpy(moved, block, std::min(oldSize, size));
+      Free(block);
+      return moved;
+   }
+
+   static void Free(void * block) noexcept {
+      if (block == nullptr)
+         return;
+      Head * const head = headOf(block);
+      if (head->mapped != 0)
+         munmap(head, head->mapped);
+      else
+         std::free(head);
+   }
+
+ private:
+   static constexpr std::size_t largeBlock = 65536;
+
+   struct alignas(std::max_align_t) Head {
+      std::size_t mapped;  // bytes of the mapping, this head included; 0: the block is from the heap
+   };
+
+   static Head * headOf(void * block) { return static_cast<Head *>(block) - 1; }
+
+   static void * placed(void * memory, std::size_t mapped) {
+      if (memory == nullptr || memory == MAP_FAILED)
+         throw std::bad_alloc{};
+      return new (memory) Head{mapped} + 1;
+   }
+   static void * mapped(std::size_t whole) {
+      return placed(mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0), whole);
+   }
+   static void * grown(Head * head, std::size_t whole) {
+      return placed(mremap(head, head->mapped, whole, MREMAP_MAYMOVE), whole);
+   }
+};
+
+}  // namespace StorageDevices
