@@ -112,6 +112,7 @@ void KernelForwarder::handleRecord(std::string_view text) {
    countLost(record->sequence);
    if (record->facility != 0)
       return;
+   ++received_;
    std::string const line = kernelLine(*record).substr(0, kernelLineSize);
    waiting_ = modernKernels_ ? rewriteKernelLine(line) : line;
    waitingIsRewritten_ = waiting_ != line;

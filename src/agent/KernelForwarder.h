@@ -45,6 +45,8 @@ class KernelForwarder {
    // Whether lines are rewritten, from the next one on.
    void modernKernelsIs(bool modern) { modernKernels_ = modern; }
 
+   // Records of the kernel itself that were read, whatever became of them.
+   std::uint64_t received() const { return received_; }
    // Lines sent, and how many of them in other words than the kernel's.
    std::uint64_t forwarded() const { return forwarded_; }
    std::uint64_t rewritten() const { return rewritten_; }
@@ -76,6 +78,7 @@ class KernelForwarder {
    double retryWait_;  // real seconds
    std::uint64_t nextSequence_ = 0;
    bool wasOverrun_ = false;
+   std::uint64_t received_ = 0;
    std::uint64_t forwarded_ = 0;
    std::uint64_t rewritten_ = 0;
    std::uint64_t dropped_ = 0;

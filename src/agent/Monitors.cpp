@@ -96,9 +96,10 @@ void Monitors::startKernelErrors() {
 // Or ends it.
 void Monitors::startForwarding() {
    auto const & config = config_.kernelMessages;
-   if (!config.forwardKmsg || !kernelErrors_)
+   if (!config.forwardKmsg || !kernelErrors_) {
+      earlierLines_ = kernelLines().value_or(earlierLines_);
       kernelForwarder_.reset();
-   else if (kernelForwarder_)
+   } else if (kernelForwarder_)
       kernelForwarder_->modernKernelsIs(config.modernKernels);
    else
       kernelForwarder_ = std::make_unique<KernelForwarder>(
@@ -138,6 +139,16 @@ IoStatErrors Monitors::ioStatErrors() const {
    if (!ioStat_)
       return {};
    return {ioStat_->openErrorCount(), ioStat_->getlineErrorCount(), ioStat_->regexErrorCount()};
+}
+
+std::optional<KernelLineCounts> Monitors::kernelLines() const {
+   if (!kernelForwarder_)
+      return std::nullopt;
+   auto const & now = *kernelForwarder_;
+   auto const & earlier = earlierLines_;
+   return KernelLineCounts{earlier.received + now.received(), earlier.forwarded + now.forwarded(),
+                           earlier.rewritten + now.rewritten(), earlier.dropped + now.dropped(),
+                           earlier.overruns + now.overruns()};
 }
 
 RecordKeepers Monitors::recordKeepers() const {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
@@ -49,6 +50,8 @@ class Monitors {
    Entities const & entities() const { return entities_; }
    bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
    IoStatErrors ioStatErrors() const;
+   // Nothing while the agent forwards no lines of the kernel.
+   std::optional<KernelLineCounts> kernelLines() const;
    RecordKeepers recordKeepers() const;
 
  private:
@@ -73,6 +76,7 @@ class Monitors {
    Pelm::Ptr<StorageDevices::TempSensorSm> temperature_;
    Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> kernelErrors_;
    std::unique_ptr<KernelForwarder> kernelForwarder_;
+   KernelLineCounts earlierLines_;  // of forwarders that a reload has ended
    std::unique_ptr<SimulatedRoot> simulatedRoot_;
    std::unique_ptr<MountSources> mountSources_;
    std::unique_ptr<SettledStart> settledStart_;

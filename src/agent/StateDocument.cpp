@@ -102,6 +102,7 @@ std::string stateDocument(StateSources const & sources, std::size_t history) {
    writeKeepers(writer, sources);
    writer.Key("tools");
    writeTools(writer, sources.tools);
+   writeCounters(writer, sources.counters);
    writer.EndObject();
    return {buffer.GetString(), buffer.GetSize()};
 }

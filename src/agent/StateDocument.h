@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "agent/CountersDocument.h"
 #include "agent/MonitorDocument.h"
 #include "agent/Readings.h"
 #include "agent/ToolRuns.h"
@@ -33,6 +34,7 @@ struct StateSources {
    ToolRuns const & tools;
    Readings const & readings;
    RecordKeepers keepers = {};
+   Counters counters = {};
 };
 
 // `history`: how many measurements of each disk's use it holds, the newest ones.

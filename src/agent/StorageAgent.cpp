@@ -8,6 +8,7 @@
 
 #include "agent/ConfigChange.h"
 #include "agent/HelperPrograms.h"
+#include "agent/KeysWithoutEffect.h"
 #include "agent/LivenessDocument.h"
 #include "agent/Metrics.h"
 #include "agent/StateDocument.h"
@@ -21,6 +22,7 @@ namespace {
 
 constexpr int severityError = 3;
 constexpr int severityWarning = 4;
+constexpr int severityNotice = 5;
 constexpr int severityInfo = 6;
 
 std::optional<std::uint64_t> wholeNumber(char const * text) {
@@ -95,6 +97,8 @@ StorageAgent::~StorageAgent() {
 void StorageAgent::run() {
    log_.notice(severityInfo,
                std::string{"version "} + version + " started; status on " + config_.status.socket);
+   for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
+      log_.notice(severityNotice, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
    watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
@@ -150,9 +154,14 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) const {
    if (!history)
       return {400, "text/plain", "history: must be a whole number, 0 or more\n"};
    return {200, "application/json",
-           stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc().value(),
-                          monitors_.entities(), monitors_.ioStatErrors(), toolRuns_, readings_,
-                          monitors_.recordKeepers()},
+           stateDocument({monitors_.internalDevicesReady(),
+                          Vorn::System::currentTimeUtc().value(),
+                          monitors_.entities(),
+                          monitors_.ioStatErrors(),
+                          toolRuns_,
+                          readings_,
+                          monitors_.recordKeepers(),
+                          {monitors_.kernelLines(), log_.dropped()}},
                          *history)};
 }
 

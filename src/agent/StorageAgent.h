@@ -16,6 +16,7 @@
 #include "agent/ServiceManager.h"
 #include "agent/Signals.h"
 #include "agent/StderrLog.h"
+#include "agent/StrayProcesses.h"
 #include "agent/ToolRuns.h"
 #include "agent/Watchdog.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
@@ -61,6 +62,7 @@ class StorageAgent {
    ServiceManager serviceManager_;
    std::optional<Watchdog> watchdog_;  // outlives the monitors: their end may be held too
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
+   StrayProcesses strays_{tracker_};
    Monitors monitors_;
    ToolRuns toolRuns_{tracker_};
    Readings readings_{monitors_.entities(), tracker_};

@@ -24,6 +24,7 @@
 #include "agent/ConfigFile.h"
 #include "agent/Entities.h"
 #include "agent/HelperPrograms.h"
+#include "agent/KeysWithoutEffect.h"
 #include "agent/MessagesText.h"
 #include "agent/StatusClient.h"
 #include "agent/StatusTable.h"
@@ -93,6 +94,8 @@ int checkConfig(Agent::Command const & command) {
    char const * const path = std::getenv("PATH");
    print(Agent::checkConfigText(config, source, examination) +
          Agent::toolsText(config.tools.path + ":" + (path != nullptr ? path : "")));
+   for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
+      print(line + "\n");
    for (std::string const & error : examination.errors)
       fail(wrongUsage, error);
    return examination.errors.empty() ? 0 : wrongUsage;

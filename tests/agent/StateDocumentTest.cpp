@@ -19,13 +19,14 @@ class StateDocumentTest : public testing::Test {
       return parsed;
    }
    std::string text(bool ready) const {
-      return Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings});
+      return Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings, {}, counters});
    }
 
    Agent::Entities entities;
    Pelm::Ptr<StorageDevices::ConnectedDevices> devices = entities.devices;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    Agent::IoStatErrors errors;
+   Agent::Counters counters;
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities, tracker};
 };
@@ -38,12 +39,13 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_TRUE(state["connectedDevices"]["disk"].ObjectEmpty());
    EXPECT_TRUE(state["connectedDevices"]["udevSerialToSerialMap"].ObjectEmpty());
    for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
-                            "deviceLifetimeChange", "temperature", "mountPoints"})
+                            "deviceLifetimeChange", "temperature", "mountPoints", "kernelLines"})
       EXPECT_TRUE(state[key].ObjectEmpty()) << key;
    EXPECT_EQ(state["tools"]["runs"].GetUint(), 0U);
    EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
    EXPECT_TRUE(state["storageDevicesInfo"]["fsList"].ObjectEmpty());
-   EXPECT_EQ(state.MemberCount(), 15U);
+   EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 0U);
+   EXPECT_EQ(state.MemberCount(), 17U);
 }
 
 TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
@@ -52,6 +54,18 @@ TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
    EXPECT_EQ(state["ioStatErrors"]["openErrorCount"].GetUint(), 1U);
    EXPECT_EQ(state["ioStatErrors"]["getlineErrorCount"].GetUint(), 2U);
    EXPECT_EQ(state["ioStatErrors"]["regexErrorCount"].GetUint(), 3U);
+}
+
+TEST_F(StateDocumentTest, LinesOfTheKernelAndOfTheLogAreCounted) {
+   counters = {Agent::KernelLineCounts{9, 6, 5, 3, 1}, 7};
+   auto const state = document(false);
+   auto const & lines = state["kernelLines"];
+   EXPECT_EQ(lines["received"].GetUint(), 9U);
+   EXPECT_EQ(lines["forwarded"].GetUint(), 6U);
+   EXPECT_EQ(lines["rewritten"].GetUint(), 5U);
+   EXPECT_EQ(lines["dropped"].GetUint(), 3U);
+   EXPECT_EQ(lines["overruns"].GetUint(), 1U);
+   EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 7U);
 }
 
 TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {

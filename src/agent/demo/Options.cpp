@@ -60,7 +60,7 @@ std::string_view usage() {
           "is touched. In a terminal the story repeats until Ctrl-C; elsewhere it is told once and checked.\n"
           "\n"
           "  --time-scale N    the agent's time runs N times faster, 0.001 to 100000; 60 if not given\n"
-          "  --http ADDR:PORT  the agent also serves its page there\n"
+          "  --http ADDR:PORT  the agent also answers there: state, messages and metrics\n"
           "  --agent PATH      the agent's program, if it is not the one beside this one\n";
 }
 

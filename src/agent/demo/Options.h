@@ -16,7 +16,7 @@ class UsageError : public std::runtime_error {
 struct Options {
    bool help = false;
    std::string agent;      // path of the agent; empty: the one that belongs to the demo
-   std::string http;       // address and port of the page, as in the configuration; empty: none
+   std::string http;       // where the agent answers on TCP too, as in the configuration; empty: none
    double timeScale = 60;  // 0.001 to 100000; with 60 the disks are read every second
 };
 

@@ -24,6 +24,8 @@ class RUNTIME_API ChildProcess {
               int stderrFd);
 
    bool exists() const { return pid_ > 0; }
+   // -1 when there is none.
+   pid_t pid() const { return pid_; }
    // Readable when the child has ended; -1 when there is none.
    int pidfd() const { return pidfd_; }
 

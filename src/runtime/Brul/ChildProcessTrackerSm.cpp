@@ -47,6 +47,7 @@ class ChildProcessTrackerSm::Orphan {
       return poll(&died, 1, patienceMs) > 0;
    }
 
+   pid_t pid() const { return pid_; }
    std::vector<Pelm::String> const & command() const { return command_; }
 
  private:
@@ -87,7 +88,13 @@ bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode
 }
 
 void ChildProcessTrackerSm::orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command) {
+   runningDel(pid);
    orphans_.push_back(std::make_unique<Orphan>(*this, pid, pidfd, std::move(command)));
+}
+
+bool ChildProcessTrackerSm::isOrphan(pid_t pid) const {
+   return std::any_of(orphans_.begin(), orphans_.end(),
+                      [pid](auto const & orphan) { return orphan->pid() == pid; });
 }
 
 bool ChildProcessTrackerSm::isHeld(std::vector<Pelm::String> const & command) const {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "runtime/Export.h"
@@ -51,11 +52,18 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    Vorn::Attribute<Pelm::Ptr<FinishedRun const>, ChildProcessTrackerSm> finishedRun{*this, "finishedRun"};
    void finishedRunIs(Pelm::Ptr<FinishedRun const> run);
 
+   // The processes of the runs that are under way. A host that adopts what a program leaves behind (a child
+   // subreaper) knows by them, and by `isOrphan`, which of its children are nobody's.
+   void runningIs(pid_t pid) { running_.insert(pid); }
+   void runningDel(pid_t pid) { running_.erase(pid); }
+   bool isRunning(pid_t pid) const { return running_.contains(pid); }
+
    // Takes over a killed child whose owner does not wait for it: reaps it when it has died, which
    // may be long after when the kernel holds it. `pidfd` is closed here. `command` is that of a child
    // that outlived its time limit; empty for others.
    void orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command = {});
    std::size_t orphans() const { return orphans_.size(); }
+   bool isOrphan(pid_t pid) const;
    // Whether a child of that command outlived its time limit and still lives. Another one would end no
    // better, and a dying disk would collect them.
    bool isHeld(std::vector<Pelm::String> const & command) const;
@@ -67,6 +75,7 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    Vorn::Seconds timeLimit_ = 0;
    FailurePolicy failurePolicy_;
    Pelm::String toolPath_;
+   std::set<pid_t> running_;
    std::vector<std::unique_ptr<Orphan>> orphans_;
 };
 

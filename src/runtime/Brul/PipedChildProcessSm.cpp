@@ -122,6 +122,7 @@ bool PipedChildProcessSm::launch(bool captureStdout, bool captureStderr) {
    if (!process_.start(argv_, tracker_->toolPath(), out, err))
       return false;
    Vorn::activityManager().outsideWorkInc(1);
+   tracker_->runningIs(process_.pid());
    exit_->descriptorIs(process_.pidfd());
    return true;
 }
@@ -187,6 +188,7 @@ void PipedChildProcessSm::handleDeadline() {
 void PipedChildProcessSm::maybeEnd() {
    if (!exited_ || stdout_.isOpen() || stderr_.isOpen())
       return;
+   tracker_->runningDel(process_.pid());
    int const exitCode = process_.reap();
    Vorn::activityManager().outsideWorkInc(-1);
    if (timedOut_)

@@ -5,6 +5,7 @@
 #include <rapidjson/document.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -34,6 +35,15 @@ bool AgentProgramTest::eventually(std::function<bool()> const & holds) {
       poll(&output, 1, 10);
    }
    return false;
+}
+
+bool AgentProgramTest::endsBy(int signal) const {
+   pid_t const pid = agentPid();
+   pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, pid, 0)), POLLIN, 0};
+   constexpr int patienceMs = 10000;
+   bool const hasEnded = ended.fd >= 0 && kill(pid, signal) == 0 && poll(&ended, 1, patienceMs) == 1;
+   close(ended.fd);
+   return hasEnded;
 }
 
 pid_t AgentProgramTest::agentPid() const {

@@ -102,6 +102,10 @@ class AgentProgramTest : public testing::Test {
    pid_t agentPid() const;
    void signalAgent(int signal) const { ASSERT_EQ(kill(agentPid(), signal), 0); }
 
+   // Sends the signal and waits, ten seconds at most, until the agent has ended. What it leaves behind is
+   // there still: that is ended only when `agent` is asked how it ended.
+   bool endsBy(int signal) const;
+
    // Asks until the condition holds of the state, ten seconds at most.
    bool eventually(std::function<bool()> const & holds);
 
