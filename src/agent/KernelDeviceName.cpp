@@ -69,9 +69,10 @@ std::string numberedDisk(Cursor cursor) {
    return isPartition(cursor) ? std::string{between(name, cursor.at)} : std::string{};
 }
 
-// "md0": a software RAID, which lies on several disks.
+// "md0" is a software RAID, the others a mirror over the network and a disk with its cache.
 bool isOnSeveralDisks(Cursor cursor) {
-   return cursor.takes("md") && takesNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
+   bool const isKnown = cursor.takes("md") || cursor.takes("drbd") || cursor.takes("bcache");
+   return isKnown && takesNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "agent/KernelLineRewrite.h"
+#include "agent/KernelFileSystems.h"
 #include "agent/KernelRecord.h"
 #include "runtime/Vorn/Trace.h"
 #include "runtime/host/TimeSource.h"
@@ -49,6 +49,7 @@ KernelForwarder::KernelForwarder(Config::KernelMessages const & config, Notice n
       notice_{std::move(notice)},
       read_{read},
       sender_{config.socket},
+      rewriter_{[](std::string_view device) { return liesOnSeveralDevices(device); }},
       retryWait_{firstRetryWait} {
    log_->descriptorIs(log);
    reactor_.notifierIs(log_);
@@ -114,7 +115,7 @@ void KernelForwarder::handleRecord(std::string_view text) {
       return;
    ++received_;
    std::string const line = kernelLine(*record).substr(0, kernelLineSize);
-   waiting_ = modernKernels_ ? rewriteKernelLine(line) : line;
+   waiting_ = modernKernels_ ? rewriter_.rewritten(line) : line;
    waitingIsRewritten_ = waiting_ != line;
    send();
 }

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "agent/Config.h"
+#include "agent/KernelLineRewrite.h"
 #include "agent/KernelLineSender.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Clock.h"
@@ -72,6 +73,7 @@ class KernelForwarder {
    Notice notice_;
    Read read_;
    KernelLineSender sender_;
+   KernelLineRewriter rewriter_;
    std::array<char, recordSize> buffer_{};
    std::string waiting_;  // the line for which the receiver has no room
    bool waitingIsRewritten_ = false;

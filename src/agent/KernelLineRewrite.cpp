@@ -1,23 +1,26 @@
 #include "agent/KernelLineRewrite.h"
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 
 #include "StorageDevices/KernelLine.h"
+#include "StorageDevices/TextCursor.h"
 #include "agent/KernelDeviceName.h"
-#include "agent/KernelErrorWords.h"
-#include "agent/KernelErrors.h"
+#include "agent/KernelLinePrefix.h"
 
 namespace Agent {
 
 namespace {
 
 using StorageDevices::between;
-using StorageDevices::Cursor;
-using StorageDevices::isDigit;
+using StorageDevices::deviceInKernelLine;
+
+constexpr std::string_view beginning = "kernel: [";
 
 // The line with the disk in place of a partition, or empty when the library reads no disk's name from it.
 std::string withDisk(std::string_view line) {
-   auto const device = StorageDevices::deviceInKernelLine(line);
+   auto const device = deviceInKernelLine(line);
    std::string const disk = device ? wholeDisk(*device) : std::string{};
    if (disk.empty())
       return {};
@@ -26,88 +29,112 @@ std::string withDisk(std::string_view line) {
    return result.append(device->data() + device->size(), line.data() + line.size());
 }
 
-bool isBlank(char c) {
-   return c == ' ';
+// The line, from which the library reads nothing.
+std::string silent(std::string_view line) {
+   std::string result{line};
+   if (!deviceInKernelLine(line))
+      return result;
+   for (auto at = result.find(beginning); at != result.npos; at = result.find(beginning, at))
+      result[at + beginning.size() - 2] = '_';
+   return result;
 }
 
-// "kernel: [    5.123456]"
-bool takesStamp(Cursor & cursor) {
-   if (!cursor.takes("kernel: ["))
-      return false;
-   cursor.run<isBlank>();
-   return cursor.takesRun<isDigit>() && cursor.takes(".") && cursor.takesRun<isDigit>() && cursor.takes("]");
+// "(sda): This should" somewhere in a line is what a device calls itself, or a file.
+bool isInnerParenthesis(std::string_view line, std::string_view device) {
+   auto const at = static_cast<std::size_t>(device.data() - line.data());
+   return at > 0 && line[at - 1] == '(' && line.substr(at + device.size()).starts_with("):");
 }
 
-// Who said it, thread or processor: "[  T123]", "[C0]", of some makers' kernels "I[7:  swapper/7:    0]".
-bool takesCaller(Cursor & cursor) {
-   Cursor caller = cursor;
-   if (!caller.rest().starts_with("["))
-      caller.takesOne<StorageDevices::isLetter>();
-   if (!caller.takes("["))
-      return false;
-   caller.run<isBlank>();
-   bool const isNumbered = caller.takes("T") || caller.takes("C");
-   if (!caller.takesRun<isDigit>() || (!isNumbered && !caller.takes(":")))
-      return false;
-   if (!isNumbered) {
-      constexpr std::size_t longest = 64;
-      std::size_t const end = caller.rest().substr(0, longest).find(']');
-      if (end == std::string_view::npos)
-         return false;
-      caller.at += end;
+std::string unlisted(std::string_view line, std::string_view text, std::string const & head) {
+   for (std::string const & candidate : {std::string{line}, head + std::string{text}}) {
+      auto const device = deviceInKernelLine(candidate);
+      if (!device)
+         continue;
+      if (isInnerParenthesis(candidate, *device))
+         return silent(line);
+      if (std::string result = withDisk(candidate); !result.empty())
+         return result;
    }
-   if (!caller.takes("]"))
-      return false;
-   cursor = caller;
-   return true;
+   return std::string{line};
 }
 
-// "003: ", the processor in real-time kernels.
-bool takesProcessor(Cursor & cursor) {
-   Cursor processor = cursor;
-   if (processor.run<isDigit>().size() != 3 || !processor.takes(": "))
-      return false;
-   cursor = processor;
-   return true;
-}
-
-void takePrefixes(Cursor & cursor) {
-   cursor.run<isBlank>();
-   while (takesCaller(cursor) || takesProcessor(cursor) || cursor.takes("kernel: "))
-      cursor.run<isBlank>();
-}
-
-// What the readers of errors make of the text, if the library will read the device from it. It does not from
-// what a stray stamp or the line's end spoils.
-std::string asError(std::string const & head, std::string_view text) {
-   for (auto const reader : {driverError, blockError})
-      if (std::string const words = reader(text); !words.empty())
-         return withDisk((head + words).substr(0, kernelLineSize));
-   return {};
-}
-
-std::string rewritten(std::string_view line) {
-   if (std::string result = withDisk(line); !result.empty())
-      return result;
-   Cursor cursor = cursorOf(line);
-   if (!takesStamp(cursor))
-      return std::string{line};
-   std::string head{between(line.data(), cursor.at)};
-   head += ' ';
-   takePrefixes(cursor);
-   if (std::string result = withDisk(head + std::string{cursor.rest()}); !result.empty())
-      return result;
-   std::string const result = asError(head, cursor.rest());
-   return result.empty() ? std::string{line} : result;
+// The message in words from which the library reads the device; without the kernel's own where they spoil it.
+std::string inWords(KernelForm form, std::string_view line, std::string const & head, std::string_view text,
+                    KernelMatch const & match) {
+   auto const isRead = [&](std::string_view candidate) {
+      auto const device = deviceInKernelLine(candidate);
+      return device && *device == match.device;
+   };
+   for (std::string const & candidate : {std::string{line}, head + std::string{text}})
+      if (std::string known = withDisk(candidate); isRead(known))
+         return known;
+   std::string const whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
+   if (isRead(whole))
+      return whole;
+   std::string const bare = head + toldInLibrarysWords(match.device, {});
+   return isRead(bare) ? bare : silent(line);
 }
 
 }  // namespace
 
-std::string rewriteKernelLine(std::string_view line) {
+std::string KernelLineRewriter::rewrittenText(std::string_view line) {
+   auto const prefix = kernelLinePrefix(line);
+   if (!prefix) {
+      std::string const result = withDisk(line);
+      return result.empty() ? std::string{line} : result;
+   }
+   KernelMatch match;
+   KernelMessage const * const message = kernelMessageOf(prefix->text, match);
+   if (!message)
+      return unlisted(line, prefix->text, prefix->head);
+   if (message->form == KernelForm::nobody || match.device.empty() || isDoubtful(match, prefix->seconds))
+      return silent(line);
+   remember(match, prefix->seconds);
+   return inWords(message->form, line, prefix->head, prefix->text, match);
+}
+
+bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) const {
+   if (match.blame != KernelBlame::pool)
+      return false;
+   if (std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end() ||
+       (liesOnSeveral_ && liesOnSeveral_(match.fileSystem)))
+      return true;
+   constexpr double shortly = 60;
+   bool hasOwn = false;
+   bool hasOther = false;
+   for (Failure const & failure : failures_)
+      if (!failure.disk.empty() && seconds - failure.seconds <= shortly)
+         (failure.disk == match.device ? hasOwn : hasOther) = true;
+   return hasOther && !hasOwn;
+}
+
+void KernelLineRewriter::remember(KernelMatch const & match, double seconds) {
+   if (match.blame != KernelBlame::device || !match.isBlockDevice)
+      return;
+   auto known = std::find_if(failures_.begin(), failures_.end(),
+                             [&](Failure const & failure) { return failure.disk == match.device; });
+   if (known == failures_.end()) {
+      known = failures_.begin() + static_cast<std::ptrdiff_t>(oldest_);
+      oldest_ = (oldest_ + 1) % failures_.size();
+   }
+   *known = {match.device, seconds};
+   bool const isElsewhere = !match.fileSystem.empty() && wholeDisk(match.fileSystem) != match.device;
+   if (isElsewhere && std::find(pools_.begin(), pools_.end(), match.fileSystem) == pools_.end()) {
+      if (pools_.size() == mostPools)
+         pools_.erase(pools_.begin());
+      pools_.emplace_back(match.fileSystem);
+   }
+}
+
+std::string KernelLineRewriter::rewritten(std::string_view line) {
    line = line.substr(0, kernelLineSize);
-   std::string result = rewritten(line.substr(0, line.find('\0')));
+   std::string result = rewrittenText(line.substr(0, line.find('\0')));
    result.resize(std::min(result.size(), kernelLineSize));
    return result;
+}
+
+std::string rewriteKernelLine(std::string_view line) {
+   return KernelLineRewriter{}.rewritten(line);
 }
 
 }  // namespace Agent

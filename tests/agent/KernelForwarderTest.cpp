@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "StorageDevices/KernelLine.h"
 #include "agent/KernelRecord.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
@@ -124,6 +125,23 @@ TEST_F(KernelForwarderWithReceiverTest, NewerWordsAreRewritten) {
    EXPECT_EQ(forwarded({"3,1,1000000,-;I/O error, dev sda1, sector 8 op 0x0:(READ)"}),
              Lines{"kernel: [    1.000000] blk_update_request: I/O error, dev sda, sector 8 op 0x0:(READ)"});
    EXPECT_EQ(forwarder->rewritten(), 1U);
+}
+
+TEST_F(KernelForwarderWithReceiverTest, AFileSystemsDiskIsNotBlamedForItsJournals) {
+   Lines const lines = forwarded({"3,1,1000000,-;I/O error, dev sdb, sector 8 op 0x1:(WRITE)",
+                                  "3,2,1000100,-;EXT4-fs (sda1): Remounting filesystem read-only",
+                                  "3,3,99000100,-;EXT4-fs (sda1): Remounting filesystem read-only"});
+   ASSERT_EQ(lines.size(), 3U);
+   EXPECT_EQ(lines[1], "kernel:_[    1.000100] EXT4-fs (sda1): Remounting filesystem read-only");
+   EXPECT_EQ(lines[2], "kernel: [   99.000100] EXT4-fs (sda): Remounting filesystem read-only");
+}
+
+TEST_F(KernelForwarderWithReceiverTest, WhatADeviceCallsItselfTellsNoError) {
+   Lines const lines = forwarded({"6,1,1000000,-;usb 1-4: Product: (sda): This should\n SUBSYSTEM=usb\n",
+                                  "6,2,1000000,-;input: Keys (sda): This should as /devices/x"});
+   ASSERT_EQ(lines.size(), 2U);
+   for (std::string const & line : lines)
+      EXPECT_FALSE(StorageDevices::deviceInKernelLine(line)) << line;
 }
 
 TEST_F(KernelForwarderTest, NothingIsRewrittenUnlessItIsAskedFor) {

@@ -1,0 +1,68 @@
+#include "agent/KernelMessages.h"
+
+namespace Agent {
+
+namespace {
+
+using enum KernelForm;
+
+// What a device says of itself.
+constexpr KernelMessage identities[]{
+    {"<ATA-|ATAPI: |CFA: >", nobody, "ata1.00: ATA-8: (sda): This should, 1.0, max UDMA/133", ""},
+};
+
+constexpr KernelMessage reports[]{
+    {"%any interface fatal error", asIs, "ata1.00: irq_stat 0x08000000, interface fatal error", "ata1"},
+    {"SError: { %any }", asIs, "ata1: SError: { PHYRdyChg CommWake 10B8B DevExch }", "ata1"},
+    {"exception Emask ", ata, "ata2.00: exception Emask 0x0 SAct 0x0 SErr 0x0 action 0x6 frozen", "ata2"},
+    {"failed command: ", asIs, "ata1.00: failed command: READ FPDMA QUEUED", "ata1"},
+    {"error: { %any }", asIs, "ata3.00: error: { ICRC UNC AMNF IDNF ABRT }", "ata3"},
+    {"status: {%any ERR }", ata, "ata3.00: status: { DRDY SENSE ERR }", "ata3"},
+    {"status: {%any DF }", ata, "ata3.00: status: { DRDY DF }", "ata3"},
+    {"internal fatal error", asIs, "ata1: internal fatal error", "ata1"},
+};
+
+constexpr KernelMessage resets[]{
+    {"hard resetting link", asIs, "ata2: hard resetting link", "ata2"},
+    {"soft resetting <link|port>", ata, "ata2: soft resetting link", "ata2"},
+    {"COMRESET failed", asIs, "ata8: COMRESET failed (errno=-16)", "ata8"},
+    {"SRST failed", ata, "ata2: SRST failed (errno=-16)", "ata2"},
+    {"softreset failed", ata, "ata2: softreset failed (device not ready)", "ata2"},
+    {"reset failed", ata, "ata2: reset failed (errno=-32), retrying in 8 secs", "ata2"},
+    {"follow-up softreset failed", ata, "ata2: follow-up softreset failed (errno=-16)", "ata2"},
+    {"device not ready (errno=%num)", ata, "ata2: device not ready (errno=-16), forcing hardreset", "ata2"},
+};
+
+constexpr KernelMessage recoveries[]{
+    {"qc timeout ", ata, "ata1.00: qc timeout after 10000 msecs (cmd 0x40)", "ata1"},
+    {"revalidation failed", ata, "ata10.00: revalidation failed (errno=-5)", "ata10"},
+    {"failed to IDENTIFY", ata, "ata2.00: failed to IDENTIFY (I/O error, err_mask=0x4)", "ata2"},
+    {"failed to set xfermode", ata, "ata15.00: failed to set xfermode (err_mask=0x4)", "ata15"},
+    {"failed to recover ", ata, "ata2.00: failed to recover some devices, retrying in 5 secs", "ata2"},
+    {"failed to read log page 10h", ata, "ata2.00: failed to read log page 10h (errno=-5)", "ata2"},
+    {"failed to read log page %hex", ata, "ata2.00: failed to read log page 0x10 (errno=-5)", "ata2"},
+    {"disabled%end", ata, "ata8.00: disabled", "ata8"},
+    {"disable device", ata, "ata216.00: disable device", "ata216"},
+    {"NCQ disabled due to excessive errors", ata, "ata1.00: NCQ disabled due to excessive errors", "ata1"},
+    {"speed down requested but no transfer mode left", ata,
+     "ata1.00: speed down requested but no transfer mode left", "ata1"},
+    {"EH pending after %num tries, giving up", ata, "ata1: EH pending after 5 tries, giving up", "ata1"},
+    {"lost interrupt", ata, "ata1: lost interrupt (Status 0x50)", "ata1"},
+    {"illegal qc_active transition", ata, "ata1: illegal qc_active transition (00000001->00000003)", "ata1"},
+    {"timeout waiting for ADMA ", ata, "ata1: timeout waiting for ADMA IDLE, stat=0x440", "ata1"},
+};
+
+constexpr KernelMessageGroup groups[]{
+    {"drivers/ata/libata-core.c", "%ata: ", identities},
+    {"drivers/ata/libata-eh.c", "%ata: ", reports},
+    {"drivers/ata/libata-eh.c, libata-core.c", "%ata: ", resets},
+    {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, sata_nv.c", "%ata: ", recoveries},
+};
+
+}  // namespace
+
+KernelMessageGroups ataMessages() {
+   return groups;
+}
+
+}  // namespace Agent

@@ -1,0 +1,91 @@
+#include "agent/KernelMessages.h"
+
+namespace Agent {
+
+namespace {
+
+using enum KernelForm;
+
+constexpr char line[] =
+    "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name|>): ";
+
+// These tell the member of the file system that failed.
+constexpr KernelMessage members[]{
+    {"bdev /dev/%dev errs: ", told,
+     "BTRFS error (device sda1): bdev /dev/sdb1 errs: wr 1, rd 0, flush 0, corrupt 0, gen 0", "sdb"},
+    {"<lost page write|lost super block write> due to IO error on /dev/%dev", told,
+     "BTRFS warning (device sda1): lost super block write due to IO error on /dev/sdb1 (-5)", "sdb"},
+    {"<unable to fixup|fixed up error>%any on dev /dev/%dev", told,
+     "BTRFS error (device sda1): unable to fixup (regular) error at logical 1048576 on dev /dev/sdb1 "
+     "physical 8",
+     "sdb"},
+    {"<i/o|checksum|checksum/header|metadata> error at logical %num on dev /dev/%dev", told,
+     "BTRFS warning (device sda1): i/o error at logical 1048576 on dev /dev/sdb1, physical 1048576, root 5",
+     "sdb"},
+    {"<header error|tree block %num mirror %num has bad>%any on dev /dev/%dev", told,
+     "BTRFS warning (device sda1): header error at logical 1048576 on dev /dev/sdb1, physical 1048576",
+     "sdb"},
+    {"read error corrected: ino %num off %num (dev /dev/%dev sector %num)", told,
+     "BTRFS info (device sda1): read error corrected: ino 0 off 12887984144384 (dev /dev/sdb1 sector 8)",
+     "sdb"},
+    {"error writing primary super block to device %num", nobody,
+     "BTRFS error (device sda1): error writing primary super block to device 2", ""},
+    {"open /dev/%dev failed", nobody, "BTRFS error (device sda1): open /dev/sdb1 failed", ""},
+    {"devid %num uuid %name is missing", nobody,
+     "BTRFS warning (device sda1): devid 2 uuid 4d3c2b1a-0000-4000-8000-000000000001 is missing", ""},
+};
+
+// Which of the copies was bad is told by a number, or not at all.
+constexpr KernelMessage trees[]{
+    {"parent transid verify failed", told,
+     "BTRFS error (device sda3: state EA): parent transid verify failed on logical 1048576 mirror 1 wanted 5 "
+     "found 4",
+     "sda"},
+    {"checksum verify failed", told,
+     "BTRFS warning (device sda3): checksum verify failed on logical 1048576 mirror 1 wanted 0x1 found 0x2",
+     "sda"},
+    {"%any checksum verify failed", told,
+     "BTRFS warning (device sda3): sda3 checksum verify failed on 1048576 wanted 1 found 2 level 0", "sda"},
+    {"<bad tree block|tree block> ", told,
+     "BTRFS error (device sda3): bad tree block start, want 30490624 have 0", "sda"},
+    {"<tree level mismatch|level verify failed|tree first key mismatch>", told,
+     "BTRFS error (device sda3): tree level mismatch detected, bytenr=1166186938368 level expected=0 has=1",
+     "sda"},
+    {"failed to read <chunk tree|chunk root|tree root|block groups>", told,
+     "BTRFS error (device sda3): failed to read chunk tree: -5", "sda"},
+    {"csum failed ", told,
+     "BTRFS warning (device sda3): csum failed root 5 ino 257 off 0 csum 0x8941f998 expected csum 0x9a8b "
+     "mirror 1",
+     "sda"},
+    {"direct IO failed ino ", told,
+     "BTRFS warning (device sda3): direct IO failed ino 257 rw 0,0 sector 0x8 len 4096 err no 10", "sda"},
+    {"unable to find chunk map", told,
+     "BTRFS critical (device sda3): unable to find chunk map for logical 1084548771840 length 4096", "sda"},
+    {"corrupt <leaf|node>", told, "BTRFS critical (device sda3): corrupt leaf: root=2 block=1048576 slot=3",
+     "sda"},
+    {"block=%num <read|write> time tree block corruption detected", told,
+     "BTRFS error (device sda3): block=1048576 read time tree block corruption detected", "sda"},
+};
+
+// Of what ends a transaction only these are the disk's.
+constexpr KernelMessage transactions[]{
+    {"errno=<-5|-117> ", told,
+     "BTRFS: error (device sdb1: state A) in write_all_supers:4370: errno=-5 IO failure (errors while "
+     "submitting "
+     "device barriers.)",
+     "sdb"},
+};
+
+constexpr KernelMessageGroup groups[]{
+    {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c", line, members},
+    {"fs/btrfs/disk-io.c, inode.c, bio.c, tree-checker.c, volumes.c, direct-io.c", line, trees},
+    {"fs/btrfs/messages.c", "BTRFS: error (device %pool<: state %name|>) in %any: ", transactions},
+};
+
+}  // namespace
+
+KernelMessageGroups btrfsMessages() {
+   return groups;
+}
+
+}  // namespace Agent

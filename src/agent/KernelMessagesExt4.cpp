@@ -1,0 +1,132 @@
+#include "agent/KernelMessages.h"
+
+namespace Agent {
+
+namespace {
+
+using enum KernelForm;
+
+// Of warnings these are none of the disk's: settings, limits, resizing, and errors of long ago.
+constexpr KernelMessage harmlessWarnings[]{
+    {"ext4_multi_mount_protect:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_multi_mount_protect:324: MMP interval 42 higher than expected", ""},
+    {"<ext4_dx_add_entry|ext4_add_entry>:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_dx_add_entry:2461: Directory (ino: 12) index full, reach max htree",
+     ""},
+    {"<ext4_resize_begin|ext4_resize_fs|ext4_group_extend|ext4_group_add|verify_group_input>:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_resize_fs:2005: can't read last block, resize aborted", ""},
+    {"ext4_clear_journal_err:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_clear_journal_err:5090: Filesystem error recorded from previous "
+     "mount: IO failure",
+     ""},
+    {"ext4_enable_quotas:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_enable_quotas:7029: Failed to enable quota tracking (type=0, "
+     "err=-3)",
+     ""},
+    {"<ext4_update_dynamic_rev|ext4_expand_extra_isize_ea|ext4_block_to_path>:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_block_to_path:107: block 1074791436 > max in inode 13", ""},
+    {"kmmpd:%num: kmmpd being stopped", nobody,
+     "EXT4-fs warning (device sda1): kmmpd:186: kmmpd being stopped since filesystem has been remounted", ""},
+};
+
+// The journal may be on a device of its own.
+constexpr KernelMessage errors[]{
+    {"%any Detected aborted journal", asIs,
+     "EXT4-fs error (device sda1): ext4_journal_check_start:83: comm sh: Detected aborted journal", "sda"},
+};
+
+constexpr KernelMessage journalErrors[]{
+    {" in %any: Journal has aborted", told,
+     "EXT4-fs error (device sda1) in ext4_reserve_inode_write:5797: "
+     "Journal has aborted",
+     "sda"},
+    {" in %any: Readonly filesystem", told,
+     "EXT4-fs error (device sda1) in ext4_dirty_inode:5989: Readonly filesystem", "sda"},
+};
+
+constexpr KernelMessage everyError[]{
+    {"", asIs,
+     "EXT4-fs error (device sda1): ext4_find_entry:1463: inode #2: comm ls: reading directory lblock", "sda"},
+};
+
+constexpr KernelMessage functionErrors[]{
+    {" in ", told, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
+};
+
+// Those that the journal's failure brings about are the pool's, not the file system's.
+constexpr KernelMessage consequences[]{
+    {"Remounting filesystem read-only", asIs, "EXT4-fs (sda1): Remounting filesystem read-only", "sda"},
+    {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", told,
+     "EXT4-fs (sda1): ext4_do_writepages: jbd2_start: 2017 pages, ino 852052; err -5", "sda"},
+    {"error loading journal", told, "EXT4-fs (sda1): error loading journal", "sda"},
+    {"Delayed block allocation failed", told,
+     "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
+     "with "
+     "error 5",
+     "sda"},
+    {"This should not happen!!", asIs, "EXT4-fs (sda1): This should not happen!! Data will be lost", "sda"},
+    {"failed to convert unwritten extents", told,
+     "EXT4-fs (sda1): failed to convert unwritten extents to written extents -- potential data loss!", "sda"},
+    {"error restoring inline_data", told,
+     "EXT4-fs (sda1): error restoring inline_data for inode -- potential data loss! (inode 12, error -30)",
+     "sda"},
+};
+
+constexpr KernelMessage superBlocks[]{
+    {"I/O error while writing superblock", told, "EXT4-fs (sda1): I/O error while writing superblock", "sda"},
+    {"previous I/O error to superblock", told, "EXT4-fs (sda1): previous I/O error to superblock detected",
+     "sda"},
+    {"unable to read superblock", told, "EXT4-fs (sda1): unable to read superblock", "sda"},
+    {"unable to read inode", asIs, "EXT4-fs (sda1): unable to read inode block", "sda"},
+    {"can't read <group descriptor|superblock>", told, "EXT4-fs (sda1): can't read group descriptor 12",
+     "sda"},
+    {"Invalid checksum for backup superblock", told,
+     "EXT4-fs (sda5): Invalid checksum for backup superblock 1605632", "sda"},
+    {"VFS: Found ext4 filesystem with invalid superblock checksum", told,
+     "EXT4-fs (sda1): VFS: Found ext4 filesystem with invalid superblock checksum.  Run e2fsck?", "sda"},
+    {"group descriptors corrupted", told, "EXT4-fs (sda1): group descriptors corrupted!", "sda"},
+    {"ext4_check_descriptors: ", told,
+     "EXT4-fs (sda1): ext4_check_descriptors: Checksum for group 0 failed (4711!=815)", "sda"},
+    {"<get root inode failed|corrupt root inode>", told, "EXT4-fs (sda1): get root inode failed", "sda"},
+    {"failed to initialize system zone", told, "EXT4-fs (sda1): failed to initialize system zone (-117)",
+     "sda"},
+};
+
+// "sda1-8": the journal's device and its inode, without which the journal has a device of its own.
+constexpr KernelMessage journals[]{
+    {"Aborting journal on device %dev<-%num|><.|>%end", told, "Aborting journal on device mmcblk0p2-8.",
+     "mmcblk0"},
+    {"JBD2: Detected IO errors <%num |>while flushing file data on %dev<-%num|><.|>%end", told,
+     "JBD2: Detected IO errors while flushing file data on sda1-8", "sda"},
+    {"JBD2: I/O error when updating journal superblock for %dev<-%num|><.|>%end", told,
+     "JBD2: I/O error when updating journal superblock for sda1-8.", "sda"},
+    {"JBD2: Error %num detected when updating journal superblock for %dev<-%num|><.|>%end", told,
+     "JBD2: Error -5 detected when updating journal superblock for sda1-8.", "sda"},
+};
+
+constexpr KernelMessage ext2Errors[]{
+    {"error: ", told, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2", "sda"},
+    {"previous I/O error to superblock", told, "EXT2-fs (sda1): previous I/O error to superblock detected",
+     "sda"},
+};
+
+constexpr KernelMessageGroup groups[]{
+    {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c",
+     "EXT4-fs warning (device %fs): ", harmlessWarnings},
+    {"fs/ext4/ext4_jbd2.c", "EXT4-fs error (device %pool):", errors},
+    {"fs/ext4/super.c", "EXT4-fs error (device %pool)", journalErrors},
+    {"fs/ext4/super.c", "EXT4-fs %name (device %fs):", everyError},
+    {"fs/ext4/super.c", "EXT4-fs error (device %fs)", functionErrors},
+    {"fs/ext4/super.c, inode.c, page-io.c, inline.c", "EXT4-fs (%pool): ", consequences},
+    {"fs/ext4/super.c, resize.c", "EXT4-fs (%fs): ", superBlocks},
+    {"fs/jbd2/journal.c, commit.c", "", journals},
+    {"fs/ext2/super.c", "EXT2-fs (%fs): ", ext2Errors},
+};
+
+}  // namespace
+
+KernelMessageGroups ext4Messages() {
+   return groups;
+}
+
+}  // namespace Agent

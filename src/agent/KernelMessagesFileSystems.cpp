@@ -1,0 +1,85 @@
+#include "agent/KernelMessages.h"
+
+namespace Agent {
+
+namespace {
+
+using enum KernelForm;
+
+constexpr KernelMessage fatErrors[]{
+    {"error, ", told, "FAT-fs (sdc1): error, fat_get_cluster: invalid cluster chain (i_pos 0)", "sdc"},
+    {"Directory bread(block %num) failed", asIs, "FAT-fs (sdc1): Directory bread(block 32801) failed", "sdc"},
+    {"FAT read failed (blocknr %num)", asIs, "FAT-fs (sdc1): FAT read failed (blocknr 32)", "sdc"},
+    {"unable to read inode", asIs, "FAT-fs (sdc1): unable to read inode block for updating (i_pos 12)",
+     "sdc"},
+    {"Filesystem has been set read-only", asIs, "FAT-fs (sdc1): Filesystem has been set read-only", "sdc"},
+    {"unable to read boot sector", told, "FAT-fs (sdc1): unable to read boot sector", "sdc"},
+    {"bread failed", told, "FAT-fs (sdc1): bread failed, FSINFO block (sector = 1)", "sdc"},
+    {"<failed to read sector|failed to bh read>", told, "exFAT-fs (sdc1): failed to read sector(0x18)",
+     "sdc"},
+};
+
+// Its name in the line is that of the first of its devices.
+constexpr KernelMessage f2fsErrors[]{
+    {"Stopped filesystem due to", told, "F2FS-fs (sda1): Stopped filesystem due to reason: 3", "sda"},
+    {"inconsistent node block", told, "F2FS-fs (sda1): inconsistent node block, nid:12, node_footer[nid:0]",
+     "sda"},
+    {"I/O error", told, "F2FS-fs (sda1): I/O error on block 12", "sda"},
+    {"Unable to read %name superblock", told, "F2FS-fs (sda1): Unable to read 1th superblock", "sda"},
+    {"Failed to get valid F2FS checkpoint", told, "F2FS-fs (sda1): Failed to get valid F2FS checkpoint",
+     "sda"},
+    {"Failed to read root inode", told, "F2FS-fs (sda1): Failed to read root inode", "sda"},
+    {"Inconsistent error blkaddr", told, "F2FS-fs (sda1): Inconsistent error blkaddr:12, sit bitmap:0",
+     "sda"},
+    {"Issue discard(%any) failed, ret: %num", told,
+     "F2FS-fs (sda1): Issue discard(16, 16, 8) failed, ret: -5", "sda"},
+};
+
+constexpr KernelMessage zoneErrors[]{
+    {"remounting filesystem read-only", told, "zonefs (nvme0n1) WARNING: remounting filesystem read-only",
+     "nvme0n1"},
+};
+
+constexpr KernelMessage nilfsErrors[]{
+    {"I/O error", told, "NILFS (sda1): I/O error reading meta-data file (ino=3, block-offset=0)", "sda"},
+};
+
+constexpr KernelMessage otherErrors[]{
+    {"NILFS error (device %fs): ", told, "NILFS error (device sda1): nilfs_bmap_last_key: broken bmap",
+     "sda"},
+    {"REISERFS <error|abort> (device %fs): ", told,
+     "REISERFS abort (device sda1): Journal write error in flush_commit_list", "sda"},
+    {"ERROR: (device %fs): ", told, "ERROR: (device sda1): diRead: i_ino != di_number", "sda"},
+    {"UDF-fs: error (device %fs): ", told, "UDF-fs: error (device sr0): udf_read_inode: (ino 44) failed !bh",
+     "sr0"},
+    {"isofs_fill_super: bread failed, dev=%dev", told,
+     "isofs_fill_super: bread failed, dev=sr0, iso_blknum=17, block=17", "sr0"},
+};
+
+// Whatever file system says it: these the library knows.
+constexpr KernelMessage everyFileSystem[]{
+    {"<Remounting filesystem|Remounting read-only|This should|unable to read inode|FAT read "
+     "failed|Filesystem "
+     "has been set>",
+     asIs, "NILFS (sda1): Remounting filesystem read-only", "sda"},
+    {"Directory bread%any failed", asIs, "FAT-fs (sdc1): Directory bread (block 8) failed", "sdc"},
+};
+
+constexpr KernelMessageGroup groups[]{
+    {"fs/fat/misc.c, dir.c, fatent.c, inode.c, fs/exfat/misc.c, super.c",
+     "<FAT-fs|exFAT-fs> (%fs): ", fatErrors},
+    {"fs/f2fs/super.c, segment.c, node.c, checkpoint.c, inode.c", "F2FS-fs (%pool): ", f2fsErrors},
+    {"fs/zonefs/super.c", "zonefs (%fs) WARNING: ", zoneErrors},
+    {"fs/nilfs2/mdt.c", "NILFS (%fs): ", nilfsErrors},
+    {"fs/nilfs2/super.c, fs/reiserfs/prints.c, fs/jfs/super.c, fs/udf/super.c, fs/isofs/inode.c", "",
+     otherErrors},
+    {"fs/*", "%name (%pool): ", everyFileSystem},
+};
+
+}  // namespace
+
+KernelMessageGroups otherFileSystemMessages() {
+   return groups;
+}
+
+}  // namespace Agent

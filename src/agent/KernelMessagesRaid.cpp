@@ -1,0 +1,94 @@
+#include "agent/KernelMessages.h"
+
+namespace Agent {
+
+namespace {
+
+using enum KernelForm;
+
+constexpr KernelMessage everyLevel[]{
+    {"Disk failure on %dev, <disabling device|failing array>", told,
+     "md/raid1:md0: Disk failure on sdb1, disabling device.", "sdb"},
+    {"Disk failure on %dev detected, <disabling device|failing array>", told,
+     "md/raid0:md0: Disk failure on sdb1 detected, failing array.", "sdb"},
+    {"IO failure on %dev, disabling IO path", told, "md/multipath:md0: IO failure on sdb, disabling IO path.",
+     "sdb"},
+    {"read error corrected (%num sectors at %num on %dev)", told,
+     "md/raid1:md0: read error corrected (8 sectors at 16 on nvme0n1p2)", "nvme0n1"},
+};
+
+// "redirecting sector" names the mirror that is still good.
+constexpr KernelMessage mirrors[]{
+    {"redirecting sector %num to other mirror: %name", nobody,
+     "md/raid1:md0: redirecting sector 8 to other mirror: sda1", ""},
+    {"%name: redirecting sector %num to another mirror", nobody,
+     "md/raid10:md0: sda1: redirecting sector 8 to another mirror", ""},
+    {"%dev: rescheduling sector %num", told, "md/raid1:md0: sdb1: rescheduling sector 2056", "sdb"},
+    {"%dev: unrecoverable I/O read error for block %num", told,
+     "md/raid1:md0: sdb1: unrecoverable I/O read error for block 128", "sdb"},
+    {"%dev: unrecoverable I/O error for block %num", told,
+     "md/raid10:md0: sdb1: unrecoverable I/O error for block 128", "sdb"},
+    {"%dev: Raid device exceeded read_error threshold", told,
+     "md/raid10:md0: sdb1: Raid device exceeded read_error threshold [cur 21:max 20]", "sdb"},
+    {"%dev: Failing raid device", told, "md/raid10:md0: sdb1: Failing raid device", "sdb"},
+    {"read correction write failed (%num sectors at %num on %dev)", told,
+     "md/raid10:md0: read correction write failed (8 sectors at 16 on sdb1)", "sdb"},
+    {"unable to read back corrected sectors (%num sectors at %num on %dev)", told,
+     "md/raid10:md0: unable to read back corrected sectors (8 sectors at 16 on sdb1)", "sdb"},
+    {"recovery aborted due to read error", nobody, "md/raid10:md0: recovery aborted due to read error", ""},
+};
+
+constexpr KernelMessage stripes[]{
+    {"read error not correctable (sector %num on %dev)", told,
+     "md/raid:md0: read error not correctable (sector 1024 on sdb1).", "sdb"},
+    {"read error NOT corrected!! (sector %num on %dev)", told,
+     "md/raid:md0: read error NOT corrected!! (sector 1024 on sdb1).", "sdb"},
+    {"Too many read errors, failing device %dev", told,
+     "md/raid:md0: Too many read errors, failing device sdb1.", "sdb"},
+    {"failed to read <superblock|dev> of device %dev", told,
+     "md/raid:md0: failed to read superblock of device sdb1", "sdb"},
+};
+
+constexpr KernelMessage arrays[]{
+    {"disabled device %dev, could not read superblock", told,
+     "md: disabled device sdb1, could not read superblock.", "sdb"},
+    {"%dev has zero or unknown size, marking faulty", told,
+     "md: sdb1 has zero or unknown size, marking faulty!", "sdb"},
+    {"super_written gets error=%num on %dev", told, "md: super_written gets error=-5 on sdb1", "sdb"},
+};
+
+// The device of a mapping is most often told by its numbers, which name nobody.
+constexpr KernelMessage mappings[]{
+    {"integrity: %dev: Checksum failed at sector 0x%hex", told,
+     "device-mapper: integrity: sdb1: Checksum failed at sector 0x1f80", "sdb"},
+    {"crypt: %dev: INTEGRITY AEAD ERROR, sector %num", told,
+     "device-mapper: crypt: sdb1: INTEGRITY AEAD ERROR, sector 8", "sdb"},
+    {"multipath: %num:%num: Failing path %num:%num", nobody,
+     "device-mapper: multipath: 254:3: Failing path 8:48.", ""},
+    {"raid1: Mirror read failed from %num:%num", nobody,
+     "device-mapper: raid1: Mirror read failed from 8:16. Trying alternative device.", ""},
+};
+
+constexpr KernelMessage caches[]{
+    {"<bch_count_io_errors()|bch_count_backing_io_errors()> %dev: IO error", told,
+     "bcache: bch_count_io_errors() nvme0n1p2: IO error on writing btree, recovering.", "nvme0n1"},
+    {"<bch_count_io_errors()|bch_cached_dev_error()> %dev: too many IO errors", told,
+     "bcache: bch_count_io_errors() nvme0n1p2: too many IO errors writing btree", "nvme0n1"},
+};
+
+constexpr KernelMessageGroup groups[]{
+    {"drivers/md/raid1.c, raid10.c, raid5.c, raid0.c, md-multipath.c", "md/%name:%name: ", everyLevel},
+    {"drivers/md/raid1.c, raid10.c", "md/%name:%name: ", mirrors},
+    {"drivers/md/raid5.c", "md/%name:%name: ", stripes},
+    {"drivers/md/md.c", "md: ", arrays},
+    {"drivers/md/dm-integrity.c, dm-crypt.c, dm-mpath.c, dm-raid1.c", "device-mapper: ", mappings},
+    {"drivers/md/bcache/io.c", "bcache: ", caches},
+};
+
+}  // namespace
+
+KernelMessageGroups raidMessages() {
+   return groups;
+}
+
+}  // namespace Agent
