@@ -76,7 +76,7 @@ void comparePolls(Bench::Report & report) {
                                        [&] { return Bench::secondsOf(bare); }},
                                       201);
    if (monitor->openErrorCount() + monitor->getlineErrorCount() + monitor->regexErrorCount() != 0 ||
-       data->ioStat("SN0")->size() < 200)
+       data->ioStatData("SN0")->size() < 200)
       throw std::runtime_error("the monitor has not recorded its measurements");
    report.claim("I/O statistics: a poll of 1000 disks beside open-read-close", rounds, 0, 1, 1.5);
 }

@@ -16,16 +16,16 @@ namespace StorageDevices {
 class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
  public:
    // By name: the serial number once the device is identified.
-   Vorn::Collection<Pelm::String, Pelm::Ptr<ConnectedDisk const>, ConnectedDevices> disk{*this, "disk"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<ConnectedDisk>, ConnectedDevices> disk{*this, "disk"};
 
    // Replaces the record of that name unless all ten fields are equal.
    void diskIs(Pelm::String const & name, EntityMib::StorageType mibType, Pelm::String const & blockDevice,
                Pelm::String const & mountPoint, Pelm::String const & model,
                Pelm::String const & firmwareRevision, bool removable, ConnectedDisk::BusType busType,
                Pelm::String const & devAddress, std::uint32_t sizeGb) {
-      auto record = Pelm::make<ConnectedDisk const>(name, mibType, blockDevice, mountPoint, model,
-                                                    firmwareRevision, removable, busType, devAddress, sizeGb);
-      Pelm::Ptr<ConnectedDisk const> const stored = disk(name);
+      auto record = Pelm::make<ConnectedDisk>(name, mibType, blockDevice, mountPoint, model, firmwareRevision,
+                                              removable, busType, devAddress, sizeGb);
+      Pelm::Ptr<ConnectedDisk> const stored = disk(name);
       if (!stored || !stored->isEq(*record))
          disk.memberIs(name, std::move(record));
    }

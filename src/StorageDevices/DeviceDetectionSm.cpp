@@ -93,7 +93,7 @@ void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
 }
 
 void DeviceDetectionSm::handleDisk(Pelm::String const & serial,
-                                   Vorn::Change<Pelm::Ptr<ConnectedDisk const>> const & change) {
+                                   Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change) {
    bool const deleted = change.old && !change.now;
    if (!deleted || (*change.old)->removable())
       return;

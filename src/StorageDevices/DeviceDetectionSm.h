@@ -20,7 +20,7 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
    DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices const> devices);
 
    void handleInitialized();
-   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk const>> const & change);
+   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
    void vornDoZombieReactors(bool zombie) override;
 
  private:

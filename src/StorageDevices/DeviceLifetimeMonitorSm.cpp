@@ -176,7 +176,7 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
 }
 
 std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial) const {
-   Pelm::Ptr<IOStat> const history = iostat_->ioStat(serial);
+   Pelm::Ptr<IOStat> const history = iostat_->ioStatData(serial);
    auto const newest = history ? history->topMeasurement() : Vorn::Optional<IOStat::Measurement>{};
    return newest ? newest->bytesWritten : 0;
 }

@@ -101,7 +101,7 @@ void IOStatSm::handleInitialized() {
 }
 
 void IOStatSm::handleConnectedDevices() {
-   for (auto const & [serial, history] : ioStatData_->ioStat)
+   for (auto const & [serial, history] : ioStatData_->ioStatData)
       if (!connectedDevices_->disk.contains(serial))
          ioStatData_->ioStatDataDel(serial);
    for (auto const & [serial, disk] : connectedDevices_->disk)
@@ -111,7 +111,7 @@ void IOStatSm::handleConnectedDevices() {
 void IOStatSm::handleConnectedDevices(Pelm::String const & serial) {
    if (!connectedDevices_->disk.contains(serial)) {
       ioStatData_->ioStatDataDel(serial);
-   } else if (!ioStatData_->ioStat.contains(serial)) {
+   } else if (!ioStatData_->ioStatData.contains(serial)) {
       ioStatData_->ioStatDataIs(serial);
       collectIoStatForDisk(serial);
    }
@@ -122,13 +122,13 @@ void IOStatSm::handlePollClock() {
       return;
    // Who is told of a failed sample may let go of the monitor.
    Pelm::Ptr<IOStatSm> const keepAlive{this};
-   for (auto const entry : ioStatData_->ioStat)
+   for (auto const entry : ioStatData_->ioStatData)
       Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });
    pollClock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());
 }
 
 void IOStatSm::collectIoStatForDisk(Pelm::String const & serial) {
-   if (Pelm::Ptr<IOStat> const history = ioStatData_->ioStat(serial))
+   if (Pelm::Ptr<IOStat> const history = ioStatData_->ioStatData(serial))
       collectIoStatForDisk(serial, *history);
 }
 

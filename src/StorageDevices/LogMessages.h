@@ -3,8 +3,8 @@
 //    StorageDevices::LogMessages logs;
 //    logs.offline(serial);
 //
-// Each takes as many texts as its format has placeholders, in their order; another number does not
-// compile.
+// Each takes as many texts and numbers as its format has placeholders, in their order; another count does
+// not compile.
 #pragma once
 
 #include "StorageDevices/LogCatalogue.h"
@@ -16,9 +16,10 @@ namespace StorageDevices {
 template <Vorn::LogDescriptor const & descriptor>
 class LogMessage {
  public:
-   template <class... Texts>
-   requires(sizeof...(Texts) == descriptor.placeholderCount()) void operator()(Texts const &... texts) {
-      Vorn::log(handle_, {Pelm::String{texts}...});
+   template <class... Arguments>
+   requires(sizeof...(Arguments) == descriptor.placeholderCount()) void operator()(
+       Arguments const &... arguments) {
+      Vorn::log(handle_, {Vorn::logArgument(arguments)...});
    }
 
  private:

@@ -119,7 +119,7 @@ void writeEmmcData(JsonWriter & writer, StorageDevices::EmmcData const & data) {
 
 void writeIoStatData(JsonWriter & writer, StorageDevices::IOStatData const & data, std::size_t history) {
    writer.StartObject();
-   for (auto const & [serial, stat] : data.ioStat) {
+   for (auto const & [serial, stat] : data.ioStatData) {
       writeKey(writer, serial.view());
       writer.StartArray();
       for (std::size_t at = stat->size() - std::min(stat->size(), history); at < stat->size(); ++at) {

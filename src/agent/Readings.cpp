@@ -57,7 +57,7 @@ Readings::Readings(Entities const & entities, Pelm::Ptr<Brul::ChildProcessTracke
 }
 
 void Readings::handleDisk(Pelm::String const & serial,
-                          Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk const>> const & change) {
+                          Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk>> const & change) {
    if (!change.now)
       disks_.erase(serial);
    else if (!disks_.contains(serial))
@@ -126,7 +126,7 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
       readings.push_back(told({"nvme", lastGoodOf(record->reading), disk.nvme.failure}));
    if (auto const record = entities_.emmc->deviceData(serial))
       readings.push_back(told(emmcReading(disk, record->reading)));
-   if (auto const history = entities_.ioStat->ioStat(serial))
+   if (auto const history = entities_.ioStat->ioStatData(serial))
       readings.push_back(told(ioStatReading(disk, *history)));
    return readings;
 }

@@ -43,7 +43,7 @@ class Readings {
    std::vector<Reading> of(Pelm::String const & serial) const;
 
    void handleDisk(Pelm::String const & serial,
-                   Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk const>> const & change);
+                   Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk>> const & change);
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
 
  private:

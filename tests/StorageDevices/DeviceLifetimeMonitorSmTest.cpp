@@ -45,7 +45,7 @@ class LifetimeMonitor : public Support::VirtualTimeTest {
       nvme_->deviceData("KS0001")->percentageUsedIs({"percent_used", 100 - percent});
    }
    void written(std::uint64_t bytes) const {
-      history_->ioStat("KS0001")->recordMeasurement(Vorn::System::currentTime(), 1, bytes);
+      history_->ioStatData("KS0001")->recordMeasurement(Vorn::System::currentTime(), 1, bytes);
    }
    void later(double days) const { time->jumpBy(days * day); }
    // As after the first reading and the first change: the figure is 90 and its time known.

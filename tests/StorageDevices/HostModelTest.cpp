@@ -4,9 +4,14 @@
 #include <limits>
 #include <stdexcept>
 
+#include "runtime/Vorn/Dir.h"
+#include "runtime/model/EmmcData.h"
 #include "runtime/model/FruConfig.h"
+#include "runtime/model/NvmeData.h"
 #include "runtime/model/PollInterval.h"
+#include "runtime/model/SmartData.h"
 #include "runtime/model/StorageDevicesInfo.h"
+#include "runtime/model/Temperature.h"
 #include "tests/support/ChangeRecorder.h"
 
 namespace {
@@ -73,7 +78,7 @@ TEST(PollIntervalTest, lessThanASecondAndNeverAreRefusedAndChangeNothing) {
    EXPECT_EQ(changes.count(), 0U);
 }
 
-TEST(StorageDevicesInfoTest, aRecordOfANameIsMadeOnce) {
+TEST(StorageDevicesInfoTest, aRecordIsMadeOnceOfItsArgumentsAndReplacedWhenTheyDiffer) {
    auto const info = Pelm::make<StorageDevicesInfo>();
    ChangeRecorder const changes{info->fsList};
    info->fsListIs("KS0001", "/dev/sda", "ata2", true);
@@ -83,13 +88,84 @@ TEST(StorageDevicesInfoTest, aRecordOfANameIsMadeOnce) {
    EXPECT_EQ(record->blockDevice(), "/dev/sda");
    EXPECT_EQ(record->interfaceAndAddress(), "ata2");
    EXPECT_TRUE(record->removable());
-   info->fsListIs("KS0001", "/dev/sdb", "ata3", false);
+   info->fsListIs("KS0001", "/dev/sda", "ata2", true);
    EXPECT_EQ(info->fsList("KS0001"), record);
-   EXPECT_EQ(record->blockDevice(), "/dev/sda");
    EXPECT_EQ(changes.count(), 1U);
-   info->fsListDel("KS0001");
+   info->fsListIs("KS0001", "/dev/sdb", "ata2", true);
+   EXPECT_EQ(info->fsList("KS0001")->blockDevice(), "/dev/sdb");
+   info->fsListIs("KS0001", "/dev/sdb", "ata3", true);
+   EXPECT_EQ(info->fsList("KS0001")->interfaceAndAddress(), "ata3");
+   info->fsListIs("KS0001", "/dev/sdb", "ata3", false);
+   EXPECT_FALSE(info->fsList("KS0001")->removable());
+   EXPECT_EQ(changes.count(), 4U);
+   EXPECT_EQ(record->blockDevice(), "/dev/sda") << "who holds the old record keeps it as it was";
+}
+
+TEST(StorageDevicesInfoTest, recordsGoOneByOneOrAllAtOnce) {
+   auto const info = Pelm::make<StorageDevicesInfo>();
+   for (char const * name : {"A", "B", "C"})
+      info->fsListIs(name, "/dev/sda", "ata2", true);
+   ChangeRecorder const changes{info->fsList};
+   info->fsListDel("B");
+   info->fsListDel("B");
+   EXPECT_EQ(info->fsList.size(), 2U);
+   info->fsListDelAll();
    EXPECT_TRUE(info->fsList.empty());
-   EXPECT_EQ(changes.count(), 2U);
+   EXPECT_EQ(changes.count(), 3U);
+}
+
+TEST(TemperatureConfigTest, aSensorIsReplacedOnlyWhenItsArgumentsDiffer) {
+   auto const config = Pelm::make<Environment::Temperature::Config>();
+   config->tempSensorIs("Drive", "the drive", 70.0, 80.0);
+   ChangeRecorder const changes{config->tempSensor};
+   auto const record = config->tempSensor("Drive");
+   config->tempSensorIs("Drive", "the drive", 70.0, 80.0);
+   EXPECT_EQ(config->tempSensor("Drive"), record);
+   EXPECT_EQ(changes.count(), 0U);
+   config->tempSensorIs("Drive", "a drive", 70.0, 80.0);
+   config->tempSensorIs("Drive", "a drive", 71.0, 80.0);
+   config->tempSensorIs("Drive", "a drive", 71.0, 81.0);
+   EXPECT_EQ(changes.count(), 3U);
+   EXPECT_EQ(config->tempSensor("Drive")->critical(), 81.0);
+   config->tempSensorDelAll();
+   EXPECT_TRUE(config->tempSensor.empty());
+}
+
+TEST(DirTest, itsChildrenGoOneByOneOrAllAtOnce) {
+   auto const dir = Pelm::make<Vorn::Dir>();
+   auto const child = Pelm::make<PollInterval>();
+   for (char const * name : {"a", "b", "c"})
+      dir->entityIs(name, child);
+   EXPECT_EQ(dir->entityPtr("a"), child);
+   dir->entityDel("a");
+   EXPECT_FALSE(dir->entityPtr("a"));
+   dir->entityDelAll();
+   EXPECT_FALSE(dir->entityPtr("c"));
+   EXPECT_EQ(child->useCount(), 1U);
+}
+
+// Records made of their name alone: the same name is the same record.
+template <class Data>
+void expectRecordsByName() {
+   auto const data = Pelm::make<Data>();
+   data->deviceDataIs("A");
+   auto const record = data->deviceData("A");
+   ASSERT_TRUE(record);
+   EXPECT_EQ(record->name(), "A");
+   data->deviceDataIs("A");
+   EXPECT_EQ(data->deviceData("A"), record);
+   data->deviceDataIs("B");
+   data->deviceDataIs("C");
+   data->deviceDataDel("A");
+   EXPECT_FALSE(data->deviceData("A"));
+   data->deviceDataDelAll();
+   EXPECT_TRUE(data->deviceData.empty());
+}
+
+TEST(HealthDataTest, recordsGoOneByOneOrAllAtOnce) {
+   expectRecordsByName<StorageDevices::SmartData>();
+   expectRecordsByName<StorageDevices::NvmeData>();
+   expectRecordsByName<StorageDevices::EmmcData>();
 }
 
 TEST(StorageDevicesInfoTest, aRecordsFieldsAreEmptyAtFirstAndTellOfTheirChanges) {

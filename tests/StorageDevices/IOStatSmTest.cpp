@@ -30,7 +30,7 @@ class IOStatMonitor : public Support::VirtualTimeTest {
    void start() { monitor_ = iOStatSmFactory(interval_, devices_, data_); }
    History history(char const * serial) const {
       History result;
-      if (Pelm::Ptr<IOStat> const stat = data_->ioStat(serial))
+      if (Pelm::Ptr<IOStat> const stat = data_->ioStatData(serial))
          for (std::size_t i = 0; i < stat->size(); ++i)
             result.push_back((*stat)[i]);
       return result;
@@ -67,7 +67,7 @@ TEST_F(IOStatMonitor, withoutTheEnvironmentItReadsSysfs) {
    start();
    EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to open /sys/block/no-such-disk/stat"});
    EXPECT_EQ(monitor_->openErrorCount(), 1U);
-   EXPECT_TRUE(data_->ioStat.contains("A")) << "its history begins when it can be read";
+   EXPECT_TRUE(data_->ioStatData.contains("A")) << "its history begins when it can be read";
 }
 
 TEST_F(IOStatMonitor, samplesADiskThatAppearsAtOnce) {
@@ -117,7 +117,7 @@ TEST_F(IOStatMonitor, aDiskThatGoesLosesItsHistoryAtOnce) {
    start();
    Host::runFor(200);
    devices_->diskDel("A");
-   EXPECT_FALSE(data_->ioStat.contains("A"));
+   EXPECT_FALSE(data_->ioStatData.contains("A"));
    plug("A");
    EXPECT_EQ(history("A"), (History{{1200, 1024000, 2048000}}));
 }
@@ -138,7 +138,7 @@ TEST_F(IOStatMonitor, dropsWhatAnEarlierRunLeftBehindAndKeepsTheRest) {
    data_->ioStatDataIs("gone too");
    plug("A");
    start();
-   EXPECT_EQ(data_->ioStat.size(), 1U);
+   EXPECT_EQ(data_->ioStatData.size(), 1U);
    EXPECT_TRUE(history("A").empty()) << "a disk with a history waits for the next poll";
 }
 
@@ -238,7 +238,7 @@ TEST_F(IOStatMonitor, aDayAtOneSecondTakesLittleMoreThanItsMeasurements) {
    std::size_t const before = mallinfo2().uordblks;
    Host::runFor(1.5 * day);
    std::size_t const taken = mallinfo2().uordblks - before;
-   EXPECT_EQ(data_->ioStat("disk0")->size(), day + 2);
+   EXPECT_EQ(data_->ioStatData("disk0")->size(), day + 2);
    std::size_t const bare = disks * (day + 2) * sizeof(IOStat::Measurement);
    EXPECT_EQ(sizeof(IOStat::Measurement), 24U);
    EXPECT_LT(taken, bare + bare / 10);
@@ -254,7 +254,7 @@ TEST_F(IOStatMonitor, aZombieHearsNothing) {
    interval_->intervalIs(5);
    Host::runFor(60);
    EXPECT_EQ(history("A").size(), 1U);
-   EXPECT_FALSE(data_->ioStat.contains("B"));
+   EXPECT_FALSE(data_->ioStatData.contains("B"));
 }
 
 TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {

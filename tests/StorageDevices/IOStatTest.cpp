@@ -117,15 +117,18 @@ TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
 TEST(IOStatDataTest, historiesAreKeptUntilTheyAreDeleted) {
    auto const all = Pelm::make<IOStatData>();
    all->ioStatDataIs("SN1");
-   auto const first = all->ioStat("SN1");
+   auto const first = all->ioStatData("SN1");
    ASSERT_TRUE(first);
    first->recordMeasurement(1, 2, 3);
    all->ioStatDataIs("SN1");
-   EXPECT_EQ(all->ioStat("SN1"), first);
+   EXPECT_EQ(all->ioStatData("SN1"), first);
    all->ioStatDataDel("SN1");
-   EXPECT_FALSE(all->ioStat("SN1"));
+   EXPECT_FALSE(all->ioStatData("SN1"));
    all->ioStatDataIs("SN1");
-   EXPECT_TRUE(all->ioStat("SN1")->empty());
+   EXPECT_TRUE(all->ioStatData("SN1")->empty());
+   all->ioStatDataIs("SN2");
+   all->ioStatDataDelAll();
+   EXPECT_TRUE(all->ioStatData.empty());
 }
 
 }  // namespace

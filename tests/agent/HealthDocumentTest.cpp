@@ -139,8 +139,8 @@ TEST(HealthDocumentTest, ARegisterThatReadsZeroIsRead) {
 TEST(HealthDocumentTest, AHistoryIsToldOldestFirstAndAsMuchOfItAsAsked) {
    auto const data = Pelm::make<IOStatData>();
    data->ioStatDataIs("S");
-   data->ioStat("S")->recordMeasurement(12.5, 1024000, 2048000);
-   data->ioStat("S")->recordMeasurement(72.5, 18446744073709551104ULL, 0);
+   data->ioStatData("S")->recordMeasurement(12.5, 1024000, 2048000);
+   data->ioStatData("S")->recordMeasurement(72.5, 18446744073709551104ULL, 0);
    std::string const newest = R"({"time":72.5,"bytesRead":18446744073709551104,"bytesWritten":0})";
    std::string const all =
        R"({"S":[{"time":12.5,"bytesRead":1024000,"bytesWritten":2048000},)" + newest + "]}";

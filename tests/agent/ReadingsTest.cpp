@@ -181,7 +181,7 @@ TEST_F(ReadingsTest, MeasurementsAreToldInUtc) {
    entities.pollInterval->intervalIs(100);
    addDisk("A", "/dev/sda", BusType::sata);
    entities.ioStat->ioStatDataIs("A");
-   entities.ioStat->ioStat("A")->recordMeasurement(Vorn::System::currentTime(), 1, 2);
+   entities.ioStat->ioStatData("A")->recordMeasurement(Vorn::System::currentTime(), 1, 2);
    Vorn::Seconds const good = Vorn::System::currentTimeUtc();
    time->jumpBy(200);
    EXPECT_EQ(of("A", "iostat").lastGood, good);

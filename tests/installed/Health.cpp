@@ -108,9 +108,9 @@ TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
    auto const monitor = iOStatSmFactory(pollInterval, devices, data);
    unsetenv("STORAGEDEVICES_IOSTAT_PATH_BASE");
    ASSERT_TRUE(monitor->initialized());
-   EXPECT_TRUE(eventually([&] { return data->ioStat("S1") && data->ioStat("S1")->size() >= 2; }));
-   EXPECT_EQ(data->ioStat("S1")->topMeasurement()->bytesWritten, 16U * 512);
-   data->ioStat("S1")->pruneMeasurements(1e6);
+   EXPECT_TRUE(eventually([&] { return data->ioStatData("S1") && data->ioStatData("S1")->size() >= 2; }));
+   EXPECT_EQ(data->ioStatData("S1")->topMeasurement()->bytesWritten, 16U * 512);
+   data->ioStatData("S1")->pruneMeasurements(1e6);
    monitor->shouldRecordMeasurementIs(false);
    monitor->ioStatPathBaseIs("/nowhere/%s");
    monitor->handlePollClock();

@@ -178,6 +178,22 @@ TEST_F(Clock, SwitchedOnTwiceKeepsItsPlaceInTheOrder) {
    EXPECT_EQ(order, "ab");
 }
 
+TEST_F(Clock, ReactorsAreCountedWhileRegistered) {
+   auto const before = Vorn::activityManager().registeredNotifiees();
+   {
+      Ringer ringer;
+      Vorn::Clock::NotifieeConst & base = ringer.clock;
+      EXPECT_FALSE(base.isRegisteredNotifiee());
+      base.isRegisteredNotifieeIs(true);
+      base.isRegisteredNotifieeIs(true);
+      EXPECT_TRUE(base.isRegisteredNotifiee());
+      EXPECT_EQ(Vorn::activityManager().registeredNotifiees(), before + 1);
+      EXPECT_TRUE(base.hasNotificationActive());
+      EXPECT_EQ(base.notifier(), Vorn::activityManager().config()->clock());
+   }
+   EXPECT_EQ(Vorn::activityManager().registeredNotifiees(), before);
+}
+
 TEST_F(Clock, WaitsOnAnotherClockOrOnNone) {
    Ringer ringer{currentTime() + 1.0, {}};
    ringer.clock.notifierIs(nullptr);

@@ -56,6 +56,28 @@ TEST_F(Log, MessageReachesTheSinkWithItsArgumentsAndText) {
    EXPECT_EQ(messages[0].utc, Seconds{1700000000});
 }
 
+TEST_F(Log, NumbersBecomeText) {
+   LogHandle two{failing, 0, 1.0, 0, 0};
+   LogHandle one{alive, 0, 1.0, 0, 0};
+   Vorn::log(two, std::int64_t{-9000000000}, 2.5);
+   Vorn::log(two, Seconds{86400}, "/mnt/flash");
+   Vorn::log(two, std::uint8_t{65}, std::uint64_t{18446744073709551615U});
+   Vorn::log(two, Pelm::String{"S1"}, std::string{"/mnt/drive"});
+   Vorn::log(two, 12345678901234567LL, 1ULL);
+   Vorn::log(one, 7);
+   Vorn::log(one, Seconds{0.25});
+   std::vector<std::vector<Pelm::String>> arguments;
+   for (auto const & message : messages)
+      arguments.push_back(message.arguments);
+   EXPECT_EQ(arguments, (std::vector<std::vector<Pelm::String>>{{"-9000000000", "2.5"},
+                                                                {"86400", "/mnt/flash"},
+                                                                {"65", "18446744073709551615"},
+                                                                {"S1", "/mnt/drive"},
+                                                                {"12345678901234567", "1"},
+                                                                {"7"},
+                                                                {"0.25"}}));
+}
+
 TEST_F(Log, OneArgumentHasAFormOfItsOwn) {
    LogHandle handle{alive, 0, 1.0, 0, 0};
    Vorn::log(handle, Pelm::String{"S1"});

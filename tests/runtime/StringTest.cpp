@@ -9,7 +9,9 @@
 #include <type_traits>
 #include <unordered_set>
 
+#include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Seconds.h"
+#include "tests/support/ChangeRecorder.h"
 
 namespace {
 
@@ -94,6 +96,43 @@ TEST(String, ServesAsAnOptionalText) {
    text.optionalClearValue();
    text = "";
    EXPECT_TRUE(text.optionalHasValue()) << "an empty text is a value";
+}
+
+TEST(String, ClearedDiffersFromEveryTextTheEmptyOneIncluded) {
+   String cleared;
+   cleared.optionalClearValue();
+   String alsoCleared{"text"};
+   alsoCleared.optionalClearValue();
+   EXPECT_EQ(cleared, alsoCleared);
+   EXPECT_FALSE(cleared == String{});
+   EXPECT_FALSE(cleared == "");
+   EXPECT_FALSE(cleared == ""sv);
+   EXPECT_FALSE(cleared == std::string{});
+   EXPECT_EQ(cleared.compare(alsoCleared), 0);
+   EXPECT_LT(cleared.compare(String{}), 0);
+   EXPECT_GT(String{}.compare(cleared), 0);
+   EXPECT_TRUE(cleared < String{} && String{} < String{"a"});
+   EXPECT_EQ((std::unordered_set<String>{cleared, String{}, alsoCleared}).size(), 2U);
+}
+
+class Label : public Pelm::Node {
+ public:
+   Vorn::Attribute<String, Label> text{*this, "text"};
+   void textIs(String value) { text.valueIs(std::move(value)); }
+};
+
+TEST(String, ClearingAnEmptyAttributeIsAChange) {
+   auto const label = Pelm::make<Label>();
+   Support::ChangeRecorder const changes{label->text};
+   String cleared;
+   cleared.optionalClearValue();
+   label->textIs(cleared);
+   EXPECT_EQ(changes.count(), 1U);
+   label->textIs(cleared);
+   EXPECT_EQ(changes.count(), 1U);
+   label->textIs("");
+   EXPECT_EQ(changes.count(), 2U);
+   EXPECT_TRUE(label->text().optionalHasValue());
 }
 
 TEST(String, IsFoundInHashedSetsByValue) {

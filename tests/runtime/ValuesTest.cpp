@@ -39,6 +39,29 @@ TEST(EnumType, IsReadFromTheCharactersOfItsName) {
    EXPECT_THROW(Colour::sequenceToValue(withNul.data(), withNul.data() + 5), std::invalid_argument);
 }
 
+class Shape : public Vorn::EnumType<unsigned char, Shape> {
+ public:
+   enum Value : unsigned char { round = 1, square = 2 };
+   static constexpr Vorn::EnumName<unsigned char> names[] = {{round, "round"}, {square, "square"}};
+   using EnumType::EnumType;
+};
+
+TEST(EnumType, OfOneByteTakesTheValuesOfEveryEnumeration) {
+   Vorn::EnumType<unsigned char> any = Colour{Colour::green};
+   EXPECT_EQ(any.value(), 2);
+   EXPECT_EQ(any.stringValue(), "green");
+   EXPECT_EQ(any.instance("red"), Vorn::EnumType<unsigned char>{Colour{Colour::red}});
+   EXPECT_FALSE(any.instance("round"));
+   EXPECT_FALSE(any.instance(nullptr));
+   EXPECT_FALSE(any == Shape{Shape::square}) << "the same byte with another name";
+   any = Shape{Shape::square};
+   std::ostringstream stream;
+   stream << any;
+   EXPECT_EQ(stream.str(), "square");
+   EXPECT_EQ((Vorn::EnumType<unsigned char>{Shape{9}}.stringValue()), "9");
+   static_assert(sizeof(Colour) == 1, "its own class still takes a byte");
+}
+
 TEST(EnumType, CanBeAKeyOfHashedCollections) {
    std::unordered_map<Colour, int> numbers{{Colour::red, 1}, {Colour::green, 2}};
    EXPECT_EQ(numbers.at(Colour::green), 2);

@@ -17,11 +17,10 @@
 
 namespace Pelm {
 
-// A change that waits for its turn. It keeps its notifier, and so the publisher, alive.
+// A change that waits for its turn. It keeps its notifier, and so the publisher, whole.
 class RUNTIME_API PendingChange {
  public:
-   PendingChange(Node const & notifier, Publisher & publisher)
-       : notifier_{&notifier}, publisher_{publisher} {}
+   PendingChange(Node const & notifier, Publisher & publisher) : notifier_{notifier}, publisher_{publisher} {}
    PendingChange(PendingChange const &) = delete;
    PendingChange & operator=(PendingChange const &) = delete;
    virtual ~PendingChange();
@@ -31,7 +30,7 @@ class RUNTIME_API PendingChange {
 
  private:
    friend class Delivery;
-   Ptr<Node const> notifier_;
+   KeepAlive notifier_;
    Publisher & publisher_;
    std::uint64_t sequence_ = 0;
    PendingChange * next_ = nullptr;
@@ -47,13 +46,13 @@ class RUNTIME_API Delivery {
    std::uint64_t sequence() const { return sequence_; }
    bool busy() const { return busy_; }
 
-   // Delivers at once. Only for the outermost change: `busy()` is false. The notifier lives until all
-   // are told, even when nobody holds it any more.
+   // Delivers at once. Only for the outermost change: `busy()` is false. The notifier stays whole until all
+   // are told, even when nobody holds it any more; its own reactors are off from then on.
    void deliverOutermost(Node const & notifier, Publisher & publisher, void const * key,
                          void const * change) noexcept {
       if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]] {
          // Other threads may let go of it at any moment: only its count keeps it.
-         Ptr<Node const> const keepAlive{&notifier};
+         KeepAlive const keepAlive{notifier};
          tellAll(publisher, key, change);
          return;
       }
@@ -64,7 +63,7 @@ class RUNTIME_API Delivery {
       notifier.goIfUnused();
    }
 
-   // Whether the outermost change is the node's, which therefore must not go yet.
+   // Whether the outermost change is the node's, which therefore must not be destroyed yet.
    bool isTelling(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
 
    void enqueue(std::unique_ptr<PendingChange> pending);

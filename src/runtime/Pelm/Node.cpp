@@ -29,13 +29,20 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
 void Node::vornDoZombieReactors(bool) {}
 
 void Node::countIsZero(std::uint32_t before) const {
-   if (delivery.isTelling(*this))
-      return;
    // Pointers that come and go while a zombie is torn down must not destroy it under its own feet.
    if ((before & static_cast<std::uint32_t>(Flag::zombie)) == 0)
       lastUserGone();
-   else if ((before & static_cast<std::uint32_t>(Flag::tornDown)) != 0)
+   else
+      goIfTornDown(before);
+}
+
+void Node::goIfTornDown(std::uint32_t word) const {
+   if ((word & static_cast<std::uint32_t>(Flag::tornDown)) != 0 && !isKept())
       destroy();
+}
+
+bool Node::isKept() const {
+   return keepers_ > 0 || delivery.isTelling(*this);
 }
 
 void Node::lastUserGone() const {
@@ -44,7 +51,7 @@ void Node::lastUserGone() const {
    // Flag and count are one word: either we see a pointer that is still there, or its end sees the flag.
    std::uint32_t const before =
        word_.fetch_or(static_cast<std::uint32_t>(Flag::tornDown), std::memory_order_acq_rel);
-   if ((before & countMask) == 0)
+   if ((before & countMask) == 0 && !isKept())
       destroy();
 }
 

@@ -70,16 +70,45 @@ class RUNTIME_API Node {
    static constexpr std::uint32_t countMask = (1U << 28) - 1;
 
    friend class Delivery;
-   // For the delivery, which held the node without counting.
+   friend class KeepAlive;
+   // For those who kept the node without being its users.
    void goIfUnused() const {
       if (useCount() == 0) [[unlikely]]
-         countIsZero(word_.load(std::memory_order_relaxed));
+         goIfTornDown(word_.load(std::memory_order_relaxed));
    }
 
    void countIsZero(std::uint32_t before) const;
+   void goIfTornDown(std::uint32_t word) const;
+   bool isKept() const;
    void destroy() const;
 
    mutable std::atomic<std::uint32_t> word_{0};
+   mutable std::uint32_t keepers_ = 0;
+};
+
+// Keeps a node whole for a scope without being its user. A node whose last user goes meanwhile is a zombie at
+// once: its reactors are off. It is destroyed at the end of the scope. For the reactor thread alone; while
+// threads are enabled it counts as a user.
+class KeepAlive {
+ public:
+   explicit KeepAlive(Node const & node) : node_{node}, counts_{threadsEnabled()} {
+      if (counts_)
+         node.useCountInc();
+      else
+         ++node.keepers_;
+   }
+   KeepAlive(KeepAlive const &) = delete;
+   KeepAlive & operator=(KeepAlive const &) = delete;
+   ~KeepAlive() {
+      if (counts_)
+         node_.useCountDec();
+      else if (--node_.keepers_ == 0)
+         node_.goIfUnused();
+   }
+
+ private:
+   Node const & node_;
+   bool counts_;
 };
 
 }  // namespace Pelm

@@ -40,19 +40,23 @@ class RUNTIME_API String {
    std::string_view view() const { return text_; }
    std::string const & str() const { return text_; }
 
-   // As an optional text: makes it the value that stands for "none" (it compares like an empty text), and
-   // asks whether it is a value. What is put into it later is one.
+   // As an optional text: makes it the value that stands for "none", and asks whether it is a value. What is
+   // put into it later is one. "None" has no characters, differs from every text, the empty one included, and
+   // comes before them all.
    void optionalClearValue();
    bool optionalHasValue() const { return !cleared_; }
 
    // Byte-wise; negative, zero or positive.
-   int compare(String const & other) const { return text_.compare(other.text_); }
+   int compare(String const & other) const {
+      int const order = text_.compare(other.text_);
+      return order != 0 ? order : int{other.cleared_} - int{cleared_};
+   }
 
-   bool operator==(String const & other) const { return text_ == other.text_; }
-   bool operator==(char const * other) const { return view() == (other ? other : ""); }
-   bool operator==(std::string_view other) const { return view() == other; }
-   bool operator==(std::string const & other) const { return text_ == other; }
-   std::strong_ordering operator<=>(String const & other) const { return text_ <=> other.text_; }
+   bool operator==(String const & other) const { return text_ == other.text_ && cleared_ == other.cleared_; }
+   bool operator==(char const * other) const { return !cleared_ && view() == (other ? other : ""); }
+   bool operator==(std::string_view other) const { return !cleared_ && view() == other; }
+   bool operator==(std::string const & other) const { return !cleared_ && text_ == other; }
+   std::strong_ordering operator<=>(String const & other) const { return compare(other) <=> 0; }
 
  private:
    std::string text_;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "runtime/Vorn/ActivityManager.h"
+
 namespace Vorn {
 
 Clock::~Clock() = default;
@@ -27,6 +29,7 @@ void Clock::fireDue(Seconds now) {
 }
 
 Clock::NotifieeConst::~NotifieeConst() {
+   isRegisteredNotifieeIs(false);
    disarm();
 }
 
@@ -42,6 +45,13 @@ void Clock::NotifieeConst::hasNotificationActiveIs(bool active) {
    disarm();
    active_ = active;
    arm();
+}
+
+void Clock::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
+   if (registered == registered_)
+      return;
+   registered_ = registered;
+   activityManager().registeredNotifieesInc(registered ? 1 : -1);
 }
 
 void Clock::NotifieeConst::timeMinIs(Seconds time) {

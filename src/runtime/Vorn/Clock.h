@@ -53,7 +53,14 @@ class RUNTIME_API Clock::NotifieeConst {
 
    // Waits on another clock, or with null on none.
    void notifierIs(Pelm::Ptr<Clock> clock);
+   Pelm::Ptr<Clock> const & notifier() const { return clock_; }
+
    void hasNotificationActiveIs(bool active);
+   bool hasNotificationActive() const { return active_; }
+
+   // Whether the activity manager counts this reactor among those at work.
+   void isRegisteredNotifieeIs(bool registered);
+   bool isRegisteredNotifiee() const { return registered_; }
 
    // One call of the handler as soon as current time is at least `time`; replaces the earlier
    // request. Infinity: never.
@@ -73,6 +80,7 @@ class RUNTIME_API Clock::NotifieeConst {
    std::uint64_t order_ = 0;
    bool active_ = false;
    bool armed_ = false;
+   bool registered_ = false;
 };
 
 namespace detail {

@@ -104,10 +104,9 @@ class Collection {
       tell(name, [&] { return Change<T>{old, {}}; });
    }
 
-   // Not from the owner's constructor: nobody holds the owner yet.
    void memberDelAll() {
       // Those who are told may let go of the owner.
-      Pelm::Ptr<Owner const> const keepAlive{&owner_};
+      Pelm::KeepAlive const keepAlive{owner_};
       std::vector<Key> keys;
       keys.reserve(size());
       for (auto const member : members_)

@@ -13,5 +13,8 @@ void Dir::entityIs(Pelm::String const & name, Pelm::Ptr<Pelm::Node> child) {
 void Dir::entityDel(Pelm::String const & name) {
    entity.memberDel(name);
 }
+void Dir::entityDelAll() {
+   entity.memberDelAll();
+}
 
 }  // namespace Vorn

@@ -17,6 +17,7 @@ class RUNTIME_API Dir : public Pelm::Node {
    Collection<Pelm::String, Pelm::Ptr<Pelm::Node>, Dir> entity{*this, "entity"};
    void entityIs(Pelm::String const & name, Pelm::Ptr<Pelm::Node> child);
    void entityDel(Pelm::String const & name);
+   void entityDelAll();
 
    // Null when there is no child of that name.
    Pelm::Ptr<Pelm::Node> entityPtr(Pelm::String const & name) const { return entity(name); }

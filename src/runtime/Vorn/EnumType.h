@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <ostream>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,7 +28,9 @@ struct EnumName {
    char const * name;
 };
 
-template <class Rep, class Derived>
+// With a class of its own, a value of that class. Without one, as EnumType<unsigned char>, a value of any
+// enumeration of that size: what takes one takes them all, and they keep their names.
+template <class Rep, class Derived = void>
 class EnumType {
  public:
    constexpr EnumType() = default;
@@ -37,21 +40,15 @@ class EnumType {
 
    constexpr Rep value() const { return value_; }
    constexpr operator Rep() const { return value_; }
+   constexpr operator EnumType<Rep>() const { return {value_, Derived::names}; }
 
    // A value without a name reads as its number.
-   Pelm::String stringValue() const {
-      for (EnumName<Rep> const & entry : Derived::names)
-         if (entry.value == value_)
-            return entry.name;
-      return valueToString(static_cast<unsigned>(value_));
-   }
+   Pelm::String stringValue() const { return EnumType<Rep>{*this}.stringValue(); }
 
    // The value of a name; empty when no value has it.
    static Optional<Derived> instance(char const * name) {
-      for (EnumName<Rep> const & entry : Derived::names)
-         if (name && std::string_view{entry.name} == name)
-            return Derived{entry.value};
-      return {};
+      auto const found = EnumType<Rep>{Rep{}, Derived::names}.instance(name);
+      return found ? Optional<Derived>{found->value()} : Optional<Derived>{};
    }
 
    static Derived sequenceToValue(char const * first, char const * last) {
@@ -68,6 +65,43 @@ class EnumType {
 
  private:
    Rep value_{};
+};
+
+template <class Rep>
+class EnumType<Rep, void> {
+ public:
+   // The names of the enumeration, which live as long as the process.
+   constexpr EnumType(Rep value, std::span<EnumName<Rep> const> names) : value_{value}, names_{names} {}
+
+   constexpr Rep value() const { return value_; }
+
+   // A value without a name reads as its number.
+   Pelm::String stringValue() const {
+      for (EnumName<Rep> const & entry : names_)
+         if (entry.value == value_)
+            return entry.name;
+      return valueToString(static_cast<unsigned>(value_));
+   }
+
+   // The value of a name in the same enumeration; empty when no value has it.
+   Optional<EnumType> instance(char const * name) const {
+      for (EnumName<Rep> const & entry : names_)
+         if (name && std::string_view{entry.name} == name)
+            return EnumType{entry.value, names_};
+      return {};
+   }
+
+   // Values of two enumerations are never equal.
+   friend bool operator==(EnumType const & a, EnumType const & b) {
+      return a.value_ == b.value_ && a.names_.data() == b.names_.data();
+   }
+   friend std::ostream & operator<<(std::ostream & stream, EnumType const & value) {
+      return stream << value.stringValue();
+   }
+
+ private:
+   Rep value_;
+   std::span<EnumName<Rep> const> names_;
 };
 
 // Any enumeration of this kind.

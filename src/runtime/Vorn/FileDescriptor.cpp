@@ -13,7 +13,7 @@ FileDescriptor::~FileDescriptor() {
 }
 
 void FileDescriptor::descriptorIs(int fd) {
-   Pelm::Ptr<FileDescriptor> const keepAlive{this};  // those who are told may let go of it
+   Pelm::KeepAlive const keepAlive{*this};  // those who are told may let go of it
    // Also for the number it has: that may have been closed and opened anew.
    Poller::instance().forget(*this);
    armedReadable_ = notifyOnReadable();
@@ -25,7 +25,7 @@ void FileDescriptor::descriptorIs(int fd) {
 }
 
 void FileDescriptor::nonBlockingIs(bool value) {
-   Pelm::Ptr<FileDescriptor> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    nonBlocking.valueIs(value);
    if (descriptor() < 0)
       return;
@@ -36,14 +36,14 @@ void FileDescriptor::nonBlockingIs(bool value) {
 }
 
 void FileDescriptor::notifyOnReadableIs(bool value) {
-   Pelm::Ptr<FileDescriptor> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    armedReadable_ = value && (armedReadable_ || !notifyOnReadable());
    notifyOnReadable.valueIs(value);
    watch();
 }
 
 void FileDescriptor::notifyOnWritableIs(bool value) {
-   Pelm::Ptr<FileDescriptor> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    armedWritable_ = value && (armedWritable_ || !notifyOnWritable());
    notifyOnWritable.valueIs(value);
    watch();

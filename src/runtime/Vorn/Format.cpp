@@ -45,8 +45,17 @@ Pelm::String valueToString(long value) {
 Pelm::String valueToString(unsigned long value) {
    return decimal(value);
 }
+Pelm::String valueToString(long long value) {
+   return decimal(value);
+}
+Pelm::String valueToString(unsigned long long value) {
+   return decimal(value);
+}
 Pelm::String valueToString(double value) {
    return decimal(value);
+}
+Pelm::String valueToString(Seconds value) {
+   return decimal(value.value());
 }
 
 }  // namespace Vorn

@@ -5,6 +5,7 @@
 
 #include "runtime/Export.h"
 #include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Vorn {
 
@@ -16,6 +17,9 @@ RUNTIME_API Pelm::String valueToString(int value);
 RUNTIME_API Pelm::String valueToString(unsigned value);
 RUNTIME_API Pelm::String valueToString(long value);
 RUNTIME_API Pelm::String valueToString(unsigned long value);
+RUNTIME_API Pelm::String valueToString(long long value);
+RUNTIME_API Pelm::String valueToString(unsigned long long value);
 RUNTIME_API Pelm::String valueToString(double value);
+RUNTIME_API Pelm::String valueToString(Seconds value);
 
 }  // namespace Vorn

@@ -5,15 +5,18 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "runtime/Export.h"
 #include "runtime/Pelm/String.h"
+#include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Optional.h"
 #include "runtime/Vorn/Seconds.h"
 
@@ -111,6 +114,28 @@ class RUNTIME_API LogHandle {
 // Emits a message with its arguments in placeholder order, unless the rate limit holds it back.
 RUNTIME_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
 RUNTIME_API void log(LogHandle & handle, Pelm::String const & argument);
+
+// The text of an argument: its own, its name, or that of a number.
+template <class Argument>
+Pelm::String logArgument(Argument const & argument) {
+   if constexpr (std::convertible_to<Argument const &, Pelm::String>)
+      return argument;
+   else if constexpr (requires { argument.stringValue(); })
+      return argument.stringValue();
+   else
+      return valueToString(argument);
+}
+
+// The same for arguments of any type that has a text.
+template <class... Arguments>
+requires(sizeof...(Arguments) > 1) void log(LogHandle & handle, Arguments const &... arguments) {
+   log(handle, {logArgument(arguments)...});
+}
+template <class Number>
+requires(std::is_arithmetic_v<Number> || std::same_as<Number, Seconds>) void log(LogHandle & handle,
+                                                                                 Number argument) {
+   log(handle, logArgument(argument));
+}
 
 // The text of a message: the format with its arguments filled in.
 RUNTIME_API Pelm::String logText(LogDescriptor const & descriptor,

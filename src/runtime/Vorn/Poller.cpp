@@ -36,7 +36,7 @@ unsigned wantedEvents(FileDescriptor const & descriptor) {
 inline void FileDescriptor::handleReady(bool readable, bool writable) {
    bool const tellReadable = readable && notifyOnReadable();
    if (writable && notifyOnWritable()) [[unlikely]] {
-      Pelm::Ptr<FileDescriptor> const keepAlive{this};
+      Pelm::KeepAlive const keepAlive{*this};
       if (tellReadable)
          readableCount.valueIs(readableCount() + 1);
       if (notifyOnWritable())
@@ -158,10 +158,10 @@ std::size_t Poller::tellUnpollable() {
    for (FileDescriptor * const waiting : telling_) {
       if (!waiting)
          continue;
-      Pelm::Ptr<FileDescriptor> const descriptor{waiting};
-      bool const readable = std::exchange(descriptor->armedReadable_, false);
-      bool const writable = std::exchange(descriptor->armedWritable_, false);
-      descriptor->handleReady(readable, writable);
+      Pelm::KeepAlive const keepAlive{*waiting};
+      bool const readable = std::exchange(waiting->armedReadable_, false);
+      bool const writable = std::exchange(waiting->armedWritable_, false);
+      waiting->handleReady(readable, writable);
       told += readable || writable;
    }
    telling_.clear();

@@ -74,7 +74,7 @@ class Queue {
 
    // What those who are told push meanwhile stays.
    void popAll() {
-      Pelm::Ptr<Owner const> const keepAlive{&owner_};
+      Pelm::KeepAlive const keepAlive{owner_};
       for (std::size_t left = size(); left > 0 && !empty(); --left)
          pop();
    }

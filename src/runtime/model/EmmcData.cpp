@@ -27,5 +27,8 @@ void EmmcData::deviceDataIs(Pelm::String const & name) {
 void EmmcData::deviceDataDel(Pelm::String const & name) {
    deviceData.memberDel(name);
 }
+void EmmcData::deviceDataDelAll() {
+   deviceData.memberDelAll();
+}
 
 }  // namespace StorageDevices

@@ -81,9 +81,10 @@ class RUNTIME_API EmmcData : public Pelm::Node {
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceEmmcData>, EmmcData> deviceData{*this, "deviceData"};
 
-   // Creates the record of a name; one that is there already stays as it is.
+   // Creates the record of a name. One that is there already was made of the same name, and stays as it is.
    void deviceDataIs(Pelm::String const & name);
    void deviceDataDel(Pelm::String const & name);
+   void deviceDataDelAll();
 };
 
 }  // namespace StorageDevices

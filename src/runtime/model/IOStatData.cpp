@@ -31,11 +31,14 @@ IOStatData::IOStatData() = default;
 IOStatData::~IOStatData() = default;
 
 void IOStatData::ioStatDataIs(Pelm::String const & serial) {
-   if (!ioStat.contains(serial))
-      ioStat.memberIs(serial, Pelm::make<IOStat>());
+   if (!ioStatData.contains(serial))
+      ioStatData.memberIs(serial, Pelm::make<IOStat>());
 }
 void IOStatData::ioStatDataDel(Pelm::String const & serial) {
-   ioStat.memberDel(serial);
+   ioStatData.memberDel(serial);
+}
+void IOStatData::ioStatDataDelAll() {
+   ioStatData.memberDelAll();
 }
 
 }  // namespace StorageDevices

@@ -60,11 +60,12 @@ class RUNTIME_API IOStatData : public Pelm::Node {
    ~IOStatData() override;
 
    // By serial number.
-   Vorn::Collection<Pelm::String, Pelm::Ptr<IOStat>, IOStatData> ioStat{*this, "ioStat"};
+   Vorn::Collection<Pelm::String, Pelm::Ptr<IOStat>, IOStatData> ioStatData{*this, "ioStatData"};
 
-   // Creates the history of a disk; one that is there already stays as it is.
+   // Creates the history of a disk. One that is there already stays as it is.
    void ioStatDataIs(Pelm::String const & serial);
    void ioStatDataDel(Pelm::String const & serial);
+   void ioStatDataDelAll();
 };
 
 }  // namespace StorageDevices

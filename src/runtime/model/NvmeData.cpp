@@ -69,5 +69,8 @@ void NvmeData::deviceDataIs(Pelm::String const & name) {
 void NvmeData::deviceDataDel(Pelm::String const & name) {
    deviceData.memberDel(name);
 }
+void NvmeData::deviceDataDelAll() {
+   deviceData.memberDelAll();
+}
 
 }  // namespace StorageDevices

@@ -113,5 +113,8 @@ void SmartData::deviceDataIs(Pelm::String const & name) {
 void SmartData::deviceDataDel(Pelm::String const & name) {
    deviceData.memberDel(name);
 }
+void SmartData::deviceDataDelAll() {
+   deviceData.memberDelAll();
+}
 
 }  // namespace StorageDevices

@@ -31,10 +31,14 @@ StorageDevicesInfo::~StorageDevicesInfo() = default;
 
 void StorageDevicesInfo::fsListIs(Pelm::String const & name, Pelm::String blockDevice,
                                   Pelm::String interfaceAndAddress, bool removable) {
-   if (!fsList.contains(name))
+   Pelm::Ptr<StorageDevErrorSyslogInfo> const stored = fsList(name);
+   if (!stored || !stored->isMadeOf(blockDevice, interfaceAndAddress, removable))
       fsList.memberIs(name, Pelm::make<StorageDevErrorSyslogInfo>(name, std::move(blockDevice),
                                                                   std::move(interfaceAndAddress), removable));
 }
 void StorageDevicesInfo::fsListDel(Pelm::String const & name) {
    fsList.memberDel(name);
+}
+void StorageDevicesInfo::fsListDelAll() {
+   fsList.memberDelAll();
 }

@@ -22,6 +22,11 @@ class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
    Pelm::String const & blockDevice() const { return blockDevice_; }
    Pelm::String const & interfaceAndAddress() const { return interfaceAndAddress_; }
    bool removable() const { return removable_; }
+   bool isMadeOf(Pelm::String const & blockDevice, Pelm::String const & interfaceAndAddress,
+                 bool removable) const {
+      return blockDevice_ == blockDevice && interfaceAndAddress_ == interfaceAndAddress &&
+             removable_ == removable;
+   }
 
    template <class T>
    using Attribute = Vorn::Attribute<T, StorageDevErrorSyslogInfo>;
@@ -57,8 +62,10 @@ class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<StorageDevErrorSyslogInfo>, StorageDevicesInfo> fsList{*this,
                                                                                                    "fsList"};
 
-   // Creates the record of a name; one that is there already stays as it is.
+   // Creates the record of a name, or replaces one whose other arguments were others. What the old one
+   // counted goes with it.
    void fsListIs(Pelm::String const & name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
                  bool removable);
    void fsListDel(Pelm::String const & name);
+   void fsListDelAll();
 };

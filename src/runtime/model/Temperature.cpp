@@ -35,11 +35,16 @@ Config::~Config() = default;
 
 void Config::tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
                           Units::Celsius critical) {
-   tempSensor.memberIs(name,
-                       Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical));
+   auto record = Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical);
+   Pelm::Ptr<TempSensorConfig const> const stored = tempSensor(name);
+   if (!stored || !stored->isEq(*record))
+      tempSensor.memberIs(name, std::move(record));
 }
 void Config::tempSensorDel(Pelm::String const & name) {
    tempSensor.memberDel(name);
+}
+void Config::tempSensorDelAll() {
+   tempSensor.memberDelAll();
 }
 
 TempSensorStatus::TempSensorStatus(Pelm::String name) : name_{std::move(name)} {}

@@ -52,6 +52,10 @@ class TempSensorConfig : public Pelm::Node {
    // From these temperatures on the sensor alarms.
    Units::Celsius overheat() const { return overheat_; }
    Units::Celsius critical() const { return critical_; }
+   bool isEq(TempSensorConfig const & other) const {
+      return name_ == other.name_ && description_ == other.description_ && overheat_ == other.overheat_ &&
+             critical_ == other.critical_;
+   }
 
  private:
    Pelm::String name_;
@@ -67,9 +71,11 @@ class RUNTIME_API Config : public Pelm::Node {
    ~Config() override;
 
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
+   // Creates the record of a sensor, or replaces one whose other arguments were others.
    void tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
                      Units::Celsius critical);
    void tempSensorDel(Pelm::String const & name);
+   void tempSensorDelAll();
 };
 
 // What one sensor reads.

@@ -1,0 +1,175 @@
+// A machine that loses its last user in the middle of what it publishes: its reactors are off at once, and it
+// stays whole until it has published.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/host/Loop.h"
+#include "tests/runtime/House.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+using RuntimeTest::House;
+using RuntimeTest::Watcher;
+using Heard = std::vector<std::string>;
+
+// A machine as those of the library: it watches a house, has a clock, and publishes attributes of its own.
+class Machine : public House {
+ public:
+   Machine(Pelm::Ptr<House> const & watched, Heard & heard, bool & gone) : House{gone}, heard_{heard} {
+      reactor_.notifierIs(watched);
+      reactor_.on<&Machine::handleWatched>(watched->door, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+   void vornDoZombieReactors(bool zombie) override {
+      heard_.push_back("machine:zombie");
+      reactor_.hasNotificationActiveIs(!zombie);
+      clock_.hasNotificationActiveIs(!zombie);
+   }
+
+ private:
+   // Publishes twice, as a machine that counts and then reports.
+   void handleWatched() {
+      Pelm::KeepAlive const keepAlive{*this};
+      heard_.push_back("machine:watched");
+      visitsInc(1);
+      doorIs(door() + 1);
+   }
+   void handleClock() { heard_.push_back("machine:clock"); }
+
+   Heard & heard_;
+   Vorn::Clock::Notifiee<&Machine::handleClock> clock_{*this, 1005};
+   Vorn::NotifieeConst reactor_;
+};
+
+class LastUser : public Support::VirtualTimeTest {
+ protected:
+   // What the host does when it is told: lets go of the machine, then changes what the machine watched.
+   void letGo() {
+      host.reactor.notifierIs(nullptr);
+      machine = nullptr;
+      EXPECT_FALSE(gone) << "its mutator has not returned";
+      watched->doorIs(watched->door() + 10);
+   }
+
+   Heard heard;
+   bool gone = false;
+   Pelm::Ptr<House> watched = Pelm::make<House>();
+   Pelm::Ptr<Machine> machine = Pelm::make<Machine>(watched, heard, gone);
+   House & bare = *machine;
+   Watcher host{machine, heard, "host"};
+};
+
+TEST_F(LastUser, GoneInTheMachinesOwnChangeTurnsItsReactorsOffAtOnce) {
+   host.then = [&] { letGo(); };
+   bare.doorIs(1);
+   EXPECT_TRUE(gone);
+   Host::runFor(100);
+   EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"}));
+}
+
+TEST_F(LastUser, GoneLeavesOthersToBeToldOfTheChange) {
+   auto other = std::make_unique<Watcher>(machine, heard, "other");
+   host.then = [&] { letGo(); };
+   // It watches, so it is a user; it lets go when it has been told.
+   other->then = [&] { other->reactor.notifierIs(nullptr); };
+   bare.doorIs(1);
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"host:door 0>1", "other:door 0>1", "machine:zombie"}))
+       << "the house changed while the other was still its user, and the news were dropped with it";
+}
+
+TEST_F(LastUser, GoneWhileItsOwnChangeIsQueuedTurnsItsReactorsOffAtOnce) {
+   Pelm::Ptr<House> const trigger = Pelm::make<House>();
+   Watcher const first{trigger, heard, "trigger", [&] {
+                          bare.doorIs(1);  // queued behind the trigger's change
+                          letGo();
+                       }};
+   trigger->doorIs(1);
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"trigger:door 0>1", "machine:zombie"}));
+}
+
+TEST_F(LastUser, GoneInTheMachinesOwnHandlerLeavesThatWholeToItsEnd) {
+   host.then = [&] { letGo(); };
+   watched->doorIs(1);
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"machine:watched", "host:door 0>1", "machine:zombie"}));
+}
+
+TEST_F(LastUser, GoneInTheMiddleOfADeletionOfAllMembersLeavesTheRestToBeDeleted) {
+   bare.lampIs("a", 1);
+   bare.lampIs("b", 2);
+   heard.clear();
+   host.then = [&] { letGo(); };
+   bare.lampDelAll();
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"host:lamp a 1>none", "machine:zombie"}));
+}
+
+TEST_F(LastUser, GoneInTheMiddleOfAnEmptiedQueueLeavesTheRestToBeEmptied) {
+   bare.guestPush("a");
+   bare.guestPush("b");
+   heard.clear();
+   host.then = [&] { letGo(); };
+   bare.guestPopAll();
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"host:guest 0 a>none", "machine:zombie"}));
+}
+
+TEST_F(LastUser, GoneMachineThatIsTakenUpAgainStaysOff) {
+   Pelm::Ptr<House> again;
+   host.then = [&] {
+      letGo();
+      again = Pelm::Ptr<House>{&bare};
+   };
+   bare.doorIs(1);
+   watched->doorIs(50);
+   EXPECT_FALSE(gone);
+   EXPECT_TRUE(again->nodeFlag(Pelm::Node::Flag::zombie));
+   again = nullptr;
+   EXPECT_TRUE(gone);
+   EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"})) << "it is torn down once";
+}
+
+TEST_F(LastUser, KeptAliveIsNoUser) {
+   {
+      Pelm::KeepAlive const keepAlive{bare};
+      EXPECT_EQ(bare.useCount(), 2U) << "the test's and the watcher's";
+      letGo();
+      EXPECT_TRUE(bare.nodeFlag(Pelm::Node::Flag::zombie));
+      Pelm::KeepAlive const inner{bare};
+   }
+   EXPECT_TRUE(gone);
+}
+
+TEST_F(LastUser, KeptAliveOutsideOfAnyChangeIsDestroyedWhenTheScopeEnds) {
+   Pelm::Ptr<House> held;
+   {
+      Pelm::KeepAlive const keepAlive{bare};
+      host.reactor.notifierIs(nullptr);
+      held = machine;
+      machine = nullptr;
+   }
+   EXPECT_FALSE(gone) << "it has a user";
+   EXPECT_FALSE(held->nodeFlag(Pelm::Node::Flag::zombie));
+   held = nullptr;
+   EXPECT_TRUE(gone);
+}
+
+TEST(NodeThatNobodyHolds, MayPublishAndBeKeptAlive) {
+   Heard heard;
+   House house;
+   Vorn::NotifieeConst const reactor;
+   { Pelm::KeepAlive const keepAlive{house}; }
+   house.lampIs("a", 1);
+   house.lampDelAll();
+   EXPECT_TRUE(house.lamp.empty());
+}
+
+}  // namespace
