@@ -435,7 +435,7 @@ TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
       ends.push_back(done->process->state());
       EXPECT_TRUE(done->over());
       bool const started = done->process->exitCode() != 127;
-      EXPECT_EQ(done->process->stderrString(), started ? "" : "sh: Too many open files (errno 24)") << spare;
+      EXPECT_EQ(done->process->stderrString(), started ? "" : "sh: too many open files: raise LimitNOFILE") << spare;
    }
    EXPECT_EQ(openDescriptors(), before);
    EXPECT_EQ(ends.front(), State::failed);

@@ -4,6 +4,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <utility>
@@ -18,13 +20,26 @@ int devNull(int flags) {
    return open("/dev/null", flags | O_CLOEXEC);
 }
 
+void closeAll(std::array<int, 3> const & fds) {
+   for (int const fd : fds)
+      if (fd >= 0)
+         close(fd);
+}
+
 }  // namespace
 
 bool ChildProcess::start(std::vector<Pelm::String> const & argv, Pelm::String const & searchFirst,
                          int stdoutFd, int stderrFd) {
-   int const out = stdoutFd >= 0 ? stdoutFd : devNull(O_WRONLY);
-   int const err = stderrFd >= 0 ? stderrFd : devNull(O_WRONLY);
-   pid_ = Vorn::spawnProcess(argv, devNull(O_RDONLY), out, err, searchFirst);
+   std::array<int, 3> const fds{devNull(O_RDONLY), stdoutFd >= 0 ? stdoutFd : devNull(O_WRONLY),
+                                stderrFd >= 0 ? stderrFd : devNull(O_WRONLY)};
+   if (std::find(fds.begin(), fds.end(), -1) != fds.end()) {
+      // A program without its standard descriptors would write into whatever it opens first.
+      int const error = errno;
+      closeAll(fds);
+      errno = error;
+      return false;
+   }
+   pid_ = Vorn::spawnProcess(argv, fds[0], fds[1], fds[2], searchFirst);
    if (pid_ < 0)
       return false;
    pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));

@@ -24,6 +24,7 @@ struct FinishedRun : public Pelm::Node {
    int exitCode = 0;        // minus the signal that ended it; 127 when it could not be run
    bool failed = false;     // what its owner was told
    bool timedOut = false;   // the time limit ended it
+   Pelm::String reason;     // why it could not be run, or for which limit it was ended; else empty
    Vorn::Seconds duration;  // real seconds
 };
 

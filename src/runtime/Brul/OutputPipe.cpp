@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 
 namespace Brul {
 
@@ -32,10 +33,20 @@ bool OutputPipe::read() {
 }
 
 bool OutputPipe::take(char const * bytes, std::size_t size) {
-   overflowed_ = size > maxBytes - text_.size();
-   if (!overflowed_)
+   if (size > maxBytes - text_.size())
+      return lose("it wrote more than 4 MiB");
+   try {
       text_.append(bytes, size);
-   return !overflowed_;
+   } catch (std::bad_alloc const &) {
+      return lose("there was no memory for its output");
+   }
+   return true;
+}
+
+bool OutputPipe::lose(char const * reason) {
+   lossReason_ = reason;
+   std::string{}.swap(text_);
+   return false;
 }
 
 void OutputPipe::closeEnd() {

@@ -26,7 +26,9 @@ class RUNTIME_API OutputPipe {
    // Reads what is there, up to a bound per call; true until the writers are gone.
    bool read();
    bool isOpen() const { return end_->descriptor() >= 0; }
-   bool overflowed() const { return overflowed_; }
+   // Why the output could not be kept, null while it is: beyond the bound, or no memory for it. What was read
+   // so far is gone then.
+   char const * lossReason() const { return lossReason_; }
    void closeEnd();
 
    Pelm::Ptr<Vorn::FileDescriptor> const & end() const { return end_; }
@@ -35,10 +37,11 @@ class RUNTIME_API OutputPipe {
 
  private:
    bool take(char const * bytes, std::size_t size);
+   bool lose(char const * reason);
 
    Pelm::Ptr<Vorn::FileDescriptor> end_;
    std::string text_;
-   bool overflowed_ = false;
+   char const * lossReason_ = nullptr;
 };
 
 }  // namespace Brul

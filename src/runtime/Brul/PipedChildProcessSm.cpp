@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
-#include "runtime/Vorn/Errno.h"
+#include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Trace.h"
 #include "runtime/host/TimeSource.h"
 
@@ -97,8 +97,7 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       reasonIs(lastRunIsHeld);
       deadlineIs(Deadline::held, 0);
    } else if (!launch(captureStdout, captureStderr)) {
-      char const * const program = argv_.empty() ? "(no program)" : argv_.front().data();
-      stderr_.textIs(Vorn::Errno(errno, program).stringValue().str());
+      reasonIs(Vorn::startFailure(errno));
       stdout_.closeEnd();
       stderr_.closeEnd();
       deadlineIs(Deadline::cannotStart, 0);
@@ -137,8 +136,8 @@ void PipedChildProcessSm::handleStderr() {
 
 void PipedChildProcessSm::handleOutput(OutputPipe & output) {
    output.read();
-   if (output.overflowed())
-      giveUp("it wrote more than 4 MiB");
+   if (output.lossReason())
+      giveUp(output.lossReason());
    else
       maybeEnd();
 }
@@ -206,8 +205,9 @@ void PipedChildProcessSm::giveUp(char const * reason) {
    end(-SIGKILL, true);
 }
 
-void PipedChildProcessSm::reasonIs(char const * reason) {
-   stderr_.textIs(argv_.front().str() + ": " + reason);
+void PipedChildProcessSm::reasonIs(Pelm::String reason) {
+   reason_ = std::move(reason);
+   stderr_.textIs((argv_.empty() ? "(no program)" : argv_.front().str()) + ": " + reason_.str());
 }
 
 void PipedChildProcessSm::end(int exitCode, bool failed) {
@@ -218,6 +218,7 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
    run->exitCode = exitCode;
    run->failed = failed;
    run->timedOut = timedOut_;
+   run->reason = reason_;
    run->duration = realNow() - startedAt_;
    // The owner may let go of this object while it is told.
    Pelm::Ptr<ChildProcessTrackerSm> const tracker = tracker_;

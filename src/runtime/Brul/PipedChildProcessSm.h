@@ -1,7 +1,8 @@
 // One run of a command, its standard output and error captured through pipes.
 //
 // States: idle (not started); running; failed (it could not be run, ended with a failure code or by a
-// signal, wrote more than 4 MiB or passed the tracker's time limit); finished (ended well).
+// signal, wrote more than 4 MiB or than memory has room for, or passed the tracker's time limit); finished
+// (ended well).
 //
 // A run is over when the process has ended and both outputs are at their end. A grandchild that
 // keeps an output open cannot hold it: half a second after the process has ended the rest of its
@@ -54,6 +55,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
 
    // Off at first: the run's progress is then neither read nor published.
    void hasNotificationActiveIs(bool active);
+   bool hasNotificationActive() const { return exitReactor_.hasNotificationActive(); }
 
    // Valid when the run is over. Minus the signal that ended it; 127 when it could not be run.
    int exitCode() const { return exitCode_; }
@@ -78,7 +80,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void maybeEnd();
    void end(int exitCode, bool failed);
    void giveUp(char const * reason);
-   void reasonIs(char const * reason);
+   void reasonIs(Pelm::String reason);
 
    enum class Deadline { none, cannotStart, held, timeLimit, kill, abandon, grace };
    void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
@@ -91,6 +93,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    Pelm::Ptr<Vorn::FileDescriptor> exit_ = Pelm::make<Vorn::FileDescriptor>("child");
    bool exited_ = false;
    bool timedOut_ = false;
+   Pelm::String reason_;  // why it could not be run or was ended
    int exitCode_ = 0;
    double startedAt_ = 0;  // real monotonic seconds
    Deadline deadline_ = Deadline::none;

@@ -25,6 +25,10 @@ RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdin
 RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
                                int stderrFd, Pelm::String const & searchFirst);
 
+// Why a program could not be started, from the errno of `spawnProcess`. Where means are scarce the text names
+// what to do about it: "too many open files: raise LimitNOFILE".
+RUNTIME_API Pelm::String startFailure(int error);
+
 }  // namespace Vorn
 
 namespace Brul {

@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <string>
+#include <new>
+#include <string_view>
 #include <utility>
 
 #include "runtime/Vorn/Failure.h"
@@ -20,18 +21,27 @@ FailureSink & sink() {
    return *instance;
 }
 
-std::string className(std::type_info const & type) {
+void printLine(std::string_view machine, std::string_view what) {
+   std::fprintf(stderr, "%.*s: a handler failed: %.*s\n", static_cast<int>(machine.size()), machine.data(),
+                static_cast<int>(what.size()), what.data());
+}
+
+void report(std::string_view machine, std::string_view what) noexcept {
+   try {
+      if (sink())
+         return sink()(machine, what);
+   } catch (...) {  // The sink failed in its turn, for want of memory perhaps; a line takes none.
+      printLine(machine, what);
+      return;
+   }
+   printLine(machine, what);
+}
+
+void reportOf(std::type_info const & type, std::string_view what) noexcept {
    int status = 0;
    std::unique_ptr<char, decltype(&std::free)> const name{
        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free};
-   return name ? name.get() : type.name();
-}
-
-void report(std::string const & machine, char const * what) {
-   if (sink())
-      sink()(machine, what);
-   else
-      std::fprintf(stderr, "%s: a handler failed: %s\n", machine.c_str(), what);
+   report(name ? name.get() : type.name(), what);
 }
 
 }  // namespace
@@ -45,9 +55,12 @@ void failureSinkIs(FailureSink newSink) {
 void Vorn::detail::reportFailure(std::type_info const & machine) noexcept {
    try {
       throw;
+   } catch (std::bad_alloc const &) {
+      // Allocates nothing, so the class is named as the compiler spells it.
+      Host::report(machine.name(), "out of memory");
    } catch (std::exception const & error) {
-      Host::report(Host::className(machine), error.what());
+      Host::reportOf(machine, error.what());
    } catch (...) {
-      Host::report(Host::className(machine), "an exception that is no std::exception");
+      Host::reportOf(machine, "an exception that is no std::exception");
    }
 }

@@ -1,0 +1,209 @@
+// What the runtime does when descriptors, processes or memory are scarce: a failed run or a failed handler
+// that says why, and nothing else.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/Brul/PipedChildProcessSm.h"
+#include "runtime/Vorn/Failure.h"
+#include "runtime/Vorn/Process.h"
+#include "runtime/host/Failure.h"
+#include "runtime/host/Loop.h"
+#include "runtime/host/TimeSource.h"
+#include "tests/runtime/House.h"
+
+namespace {
+
+int spawnError = 0;                   // what posix_spawn answers; 0: it makes the process
+int allocationsMade = 0;              // or tried
+std::size_t largestBlock = SIZE_MAX;  // a larger one cannot be had; 0: none
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" int posix_spawn(pid_t * pid, char const * path, posix_spawn_file_actions_t const * actions,
+                           posix_spawnattr_t const * attributes, char * const * argv,
+                           char * const * environment) {
+   static auto const real = reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
+   return spawnError ? spawnError : real(pid, path, actions, attributes, argv, environment);
+}
+
+void * operator new(std::size_t size) {
+   ++allocationsMade;
+   void * const block = size > largestBlock ? nullptr : std::malloc(size > 0 ? size : 1);
+   if (!block)
+      throw std::bad_alloc{};
+   return block;
+}
+void operator delete(void * block) noexcept {
+   std::free(block);
+}
+void operator delete(void * block, std::size_t) noexcept {
+   std::free(block);
+}
+
+namespace {
+
+using Brul::ChildProcessTrackerSm;
+using Brul::PipedChildProcessSm;
+using State = PipedChildProcessSm::State;
+
+class ScarceMeans : public testing::Test {
+ protected:
+   ScarceMeans() { Host::timeSourceIs(nullptr); }
+   ~ScarceMeans() override { spawnError = 0; }
+
+   Pelm::Ptr<PipedChildProcessSm> run(std::vector<Pelm::String> const & argv) const {
+      auto const process = PipedChildProcessSm::PipedChildProcessSmIs(tracker);
+      process->hasNotificationActiveIs(true);
+      for (Pelm::String const & argument : argv)
+         process->argPush(argument);
+      process->start(true, true);
+      EXPECT_EQ(process->state(), State::running) << "the end comes in a later turn";
+      auto const over = [&] { return process->state() != State::running; };
+      EXPECT_TRUE(Host::runUntil(over, Vorn::System::currentTime() + 20));
+      return process;
+   }
+   std::string reason() const { return tracker->finishedRun()->reason.str(); }
+
+   Pelm::Ptr<ChildProcessTrackerSm> tracker = Pelm::make<ChildProcessTrackerSm>();
+};
+
+struct Scarcity {
+   int error;
+   char const * reason;
+};
+constexpr std::array scarcities{
+    Scarcity{EMFILE, "too many open files: raise LimitNOFILE"},
+    Scarcity{ENFILE, "too many open files in the whole system: raise fs.file-max"},
+    Scarcity{EAGAIN, "no process could be made: raise TasksMax or LimitNPROC"},
+    Scarcity{ENOMEM, "no process could be made for want of memory: raise MemoryMax"},
+    Scarcity{EACCES, "Permission denied (errno 13)"},
+};
+
+TEST_F(ScarceMeans, RunThatCannotBeStartedFailsAndNamesCauseAndRemedy) {
+   for (auto const & [error, cause] : scarcities) {
+      spawnError = error;
+      auto const process = run({"true"});
+      EXPECT_EQ(process->state(), State::failed);
+      EXPECT_EQ(process->exitCode(), 127);
+      EXPECT_EQ(process->stderrString(), "true: " + std::string{cause});
+      EXPECT_EQ(reason(), cause);
+      EXPECT_EQ(Vorn::startFailure(error), cause);
+   }
+   spawnError = 0;
+   EXPECT_EQ(run({"true"})->state(), State::finished) << "the next one runs";
+   EXPECT_EQ(reason(), "");
+}
+
+TEST_F(ScarceMeans, ProcessThatCannotBeMadeLeavesItsErrorAndNoDescriptor) {
+   for (auto const & [error, cause] : scarcities) {
+      spawnError = error;
+      int const in = open("/dev/null", O_RDONLY);
+      EXPECT_EQ(Vorn::spawnProcess({"true"}, in, -1, -1), -1);
+      EXPECT_EQ(errno, error);
+      EXPECT_EQ(fcntl(in, F_GETFD), -1) << "it was taken over, and closed";
+   }
+}
+
+TEST_F(ScarceMeans, RunThatWroteTooMuchSaysSoToItsOwnerAndToTheHost) {
+   auto const process = run({"head", "-c", "5000000", "/dev/zero"});
+   EXPECT_EQ(process->stderrString(), "head: it wrote more than 4 MiB");
+   EXPECT_EQ(reason(), "it wrote more than 4 MiB");
+   EXPECT_FALSE(tracker->finishedRun()->timedOut);
+   EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
+}
+
+TEST_F(ScarceMeans, RunWhoseOutputFindsNoMemoryFailsAndSaysSo) {
+   largestBlock = 1000000;
+   auto const process = run({"head", "-c", "3000000", "/dev/zero"});
+   largestBlock = SIZE_MAX;
+   EXPECT_EQ(process->state(), State::failed);
+   EXPECT_EQ(process->stdoutBuffer(), "");
+   EXPECT_EQ(reason(), "there was no memory for its output");
+   EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
+}
+
+TEST_F(ScarceMeans, RunThatTookTooLongSaysSoToItsOwnerAndToTheHost) {
+   tracker->timeLimitIs(0.05);
+   auto const process = run({"sleep", "1000"});
+   EXPECT_EQ(process->stderrString(), "sleep: it passed its time limit");
+   EXPECT_EQ(reason(), "it passed its time limit");
+}
+
+TEST_F(ScarceMeans, RunThatFailedByItselfHasNoReasonBesideWhatItWrote) {
+   auto const process = run({"sh", "-c", "echo no disk >&2; exit 3"});
+   EXPECT_EQ(process->stderrString(), "no disk\n");
+   EXPECT_EQ(reason(), "");
+}
+
+// A machine whose handler wants memory when there is none.
+class Hungry {
+ public:
+   explicit Hungry(Pelm::Ptr<RuntimeTest::House> const & house) {
+      reactor_.notifierIs(house);
+      reactor_.on<&Hungry::handleDoor>(house->door, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+
+ private:
+   void handleDoor() {
+      largestBlock = 0;
+      wanted_ = std::make_unique<int>(1);
+      ADD_FAILURE() << "there was memory";
+   }
+   std::unique_ptr<int> wanted_;
+   Vorn::NotifieeConst reactor_;
+};
+
+TEST(ScarceMemory, HandlerThatRunsOutOfItIsReportedWithoutAnAllocation) {
+   static std::array<char, 64> machine;
+   static std::array<char, 64> cause;
+   int allocations = -1;
+   Host::failureSinkIs([&](std::string_view name, std::string_view what) {
+      allocations = allocationsMade;
+      name.copy(machine.data(), machine.size() - 1);
+      what.copy(cause.data(), cause.size() - 1);
+   });
+   auto const house = Pelm::make<RuntimeTest::House>();
+   Hungry const hungry{house};
+   allocationsMade = 0;
+   house->doorIs(1);
+   largestBlock = SIZE_MAX;
+   Host::failureSinkIs(nullptr);
+   EXPECT_EQ(allocations, 1) << "the handler's own";
+   EXPECT_NE(std::string_view{machine.data()}.find("Hungry"), std::string_view::npos) << machine.data();
+   EXPECT_STREQ(cause.data(), "out of memory");
+}
+
+TEST(ScarceMemory, SinkThatRunsOutOfItTooLeavesALineOnStandardError) {
+   Host::failureSinkIs([](std::string_view name, std::string_view) {
+      std::string const copy(name.size() + 100, name.front());
+   });
+   auto const house = Pelm::make<RuntimeTest::House>();
+   Hungry const hungry{house};
+   testing::internal::CaptureStderr();
+   house->doorIs(1);
+   largestBlock = SIZE_MAX;
+   Host::failureSinkIs(nullptr);
+   std::string const line = testing::internal::GetCapturedStderr();
+   EXPECT_NE(line.find("Hungry"), std::string::npos);
+   EXPECT_NE(line.find("a handler failed: out of memory"), std::string::npos) << line;
+}
+
+}  // namespace
