@@ -68,7 +68,7 @@ void DataMonitorSm::handleClock() {
    if (!initialized())
       return;
    // What is published here may make the host let go of the monitor.
-   Pelm::Ptr<DataMonitorSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "polling the " << typeStr() << " data";
    update();
    pollCountInc(1);

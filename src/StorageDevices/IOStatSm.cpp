@@ -121,7 +121,7 @@ void IOStatSm::handlePollClock() {
    if (!initialized())
       return;
    // Who is told of a failed sample may let go of the monitor.
-   Pelm::Ptr<IOStatSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    for (auto const entry : ioStatData_->ioStatData)
       Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });
    pollClock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());

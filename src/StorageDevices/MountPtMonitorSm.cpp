@@ -42,7 +42,7 @@ void MountPtMonitorSm::armTestClock(Vorn::Seconds delay) {
 void MountPtMonitorSm::handleTestClock() {
    if (!initialized())
       return;
-   Pelm::Ptr<MountPtMonitorSm> const keepAlive{this};  // a log message may make the host let go of it
+   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host let go of it
    MountPtMonitorHelper::MountState const mount = helper_->mountState(mountPt_);
    if (mount.mounted)
       handleMounted(mount);

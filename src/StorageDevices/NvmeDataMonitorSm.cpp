@@ -91,7 +91,7 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    if (!process || !process->isOver())
       return;
    // What is published from here on may make the host let go of the monitor.
-   Pelm::Ptr<NvmeDataMonitorSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    nvmeCliProcessDel(process->device());
    auto const document = toolDocument(*process, nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");
    if (!document)

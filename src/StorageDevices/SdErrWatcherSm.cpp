@@ -126,7 +126,7 @@ void StorageDeviceErrWatcherSm::handleReadable() {
    if (!initialized())
       return;
    // What is logged here may make the host let go of the monitor.
-   Pelm::Ptr<StorageDeviceErrWatcherSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << kMsgSockFd();
    Vorn::Seconds const deadline = Vorn::System::currentTime() + maxProcessTime();
    buffer_.resize(recvBufSize());

@@ -104,7 +104,7 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    if (!process || !process->isOver())
       return;
    // What is published from here on may make the host let go of the monitor.
-   Pelm::Ptr<SmartDataMonitorSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    smartctlProcessDel(process->device());
    auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
