@@ -69,6 +69,16 @@ TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
                  lifetime + "(340GB written in the last 7 days)."}));
 }
 
+TEST_F(LogMessagesTest, numbersBecomeText) {
+   logs_.lifetimeInfo("/mnt/drive", "S", "M", "F", std::uint64_t{340}, 7.25);
+   logs_.lifetimeWarning("/mnt/drive", "S", "M", "F", 12, Vorn::Seconds{0.5});
+   ASSERT_EQ(recorder_.messages().size(), 2U);
+   EXPECT_EQ(recorder_.messages()[0].arguments,
+             (std::vector<std::string>{"/mnt/drive", "S", "M", "F", "340", "7.25"}));
+   EXPECT_EQ(recorder_.messages()[1].arguments,
+             (std::vector<std::string>{"/mnt/drive", "S", "M", "F", "12", "0.5"}));
+}
+
 TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {
    logs_.ioError("/mnt/drive", "KS0001", "Kestrel", "KF1.2");
    ASSERT_EQ(recorder_.messages().size(), 1U);

@@ -36,9 +36,10 @@ std::size_t largestBlock = SIZE_MAX;  // a larger one cannot be had; 0: none
 }  // namespace
 
 // In the place of the C library's for this program.
-extern "C" int posix_spawn(pid_t * pid, char const * path, posix_spawn_file_actions_t const * actions,
-                           posix_spawnattr_t const * attributes, char * const * argv,
-                           char * const * environment) {
+extern "C" [[gnu::visibility("default")]] int posix_spawn(pid_t * pid, char const * path,
+                                                          posix_spawn_file_actions_t const * actions,
+                                                          posix_spawnattr_t const * attributes,
+                                                          char * const * argv, char * const * environment) {
    static auto const real = reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
    return spawnError ? spawnError : real(pid, path, actions, attributes, argv, environment);
 }
