@@ -4,10 +4,12 @@
 
 #include <filesystem>
 #include <set>
+#include <system_error>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
 #include "agent/ListenSocket.h"
+#include "agent/Scarcity.h"
 
 namespace Agent {
 
@@ -102,8 +104,16 @@ void Monitors::startForwarding() {
    } else if (kernelForwarder_)
       kernelForwarder_->modernKernelsIs(config.modernKernels);
    else
+      makeForwarder();
+}
+
+void Monitors::makeForwarder() {
+   try {
       kernelForwarder_ = std::make_unique<KernelForwarder>(
-          config, [this](std::string const & text) { notice_(severityWarning, text); });
+          config_.kernelMessages, [this](std::string const & text) { notice_(severityWarning, text); });
+   } catch (std::system_error const & error) {
+      notice_(severityError, explained(error) + " (no kernel messages are forwarded)");
+   }
 }
 
 void Monitors::startMountSources() {

@@ -60,6 +60,7 @@ class Monitors {
    void startHealth();
    void startKernelErrors();
    void startForwarding();
+   void makeForwarder();
    void startMountSources();
    void startSettled();
 

@@ -110,8 +110,7 @@ void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & 
    }
    if (!tool.failure)
       tool.failure.emplace().since = Vorn::System::currentTime();
-   tool.failure->reason =
-       run.failed ? runMeaning(run.argv.front().view(), run.exitCode, run.timedOut) : "unreadable output";
+   tool.failure->reason = run.failed ? runMeaning(run) : "unreadable output";
 }
 
 std::vector<Reading> Readings::of(Pelm::String const & serial) const {

@@ -21,8 +21,7 @@ void writeRun(JsonWriter & writer, ToolRuns::Ended const & ended) {
    writer.EndArray();
    writer.Key("exitCode");
    writer.Int(run.exitCode);
-   auto const program = run.argv.empty() ? std::string_view{} : run.argv.front().view();
-   writeMember(writer, "meaning", runMeaning(program, run.exitCode, run.timedOut));
+   writeMember(writer, "meaning", runMeaning(run));
    writeSeconds(writer, "seconds", run.duration);
    writer.Key("failed");
    writer.Bool(run.failed);

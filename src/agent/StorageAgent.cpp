@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "agent/ConfigChange.h"
@@ -11,6 +12,7 @@
 #include "agent/KeysWithoutEffect.h"
 #include "agent/LivenessDocument.h"
 #include "agent/Metrics.h"
+#include "agent/Scarcity.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
 #include "runtime/host/Loop.h"
@@ -100,7 +102,7 @@ void StorageAgent::run() {
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(severityNotice, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
-   watchdog_.emplace(log_, serviceManager_);
+   startWatchdog();
    monitors_.start();
    serviceManager_.tell("READY=1");
    while (!Host::stopRequested()) {
@@ -109,6 +111,18 @@ void StorageAgent::run() {
    }
    serviceManager_.tell("STOPPING=1");
    log_.notice(severityInfo, "stopping");
+}
+
+// It takes a thread, which the system may refuse.
+void StorageAgent::startWatchdog() {
+   try {
+      watchdog_.emplace(log_, serviceManager_);
+   } catch (std::system_error const & error) {
+      log_.notice(severityWarning,
+                  "nobody watches whether the loop is held, and no service manager hears that it is "
+                  "not: " +
+                      explained(error));
+   }
 }
 
 void StorageAgent::reload() {

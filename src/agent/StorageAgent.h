@@ -17,6 +17,7 @@
 #include "agent/Signals.h"
 #include "agent/StderrLog.h"
 #include "agent/StrayProcesses.h"
+#include "agent/ToolNotices.h"
 #include "agent/ToolRuns.h"
 #include "agent/Watchdog.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
@@ -48,6 +49,7 @@ class StorageAgent {
  private:
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
+   void startWatchdog();
    double lastTurnAge() const;  // seconds
    Holds holds() const;
    HttpAnswer state(HttpRequest const & request) const;
@@ -65,6 +67,8 @@ class StorageAgent {
    StrayProcesses strays_{tracker_};
    Monitors monitors_;
    ToolRuns toolRuns_{tracker_};
+   ToolNotices toolNotices_{tracker_,
+                            [this](int severity, std::string const & text) { log_.notice(severity, text); }};
    Readings readings_{monitors_.entities(), tracker_};
    std::vector<std::unique_ptr<HttpServer>> servers_;
 };

@@ -39,6 +39,19 @@ std::string signalName(int signal) {
 
 }  // namespace
 
+bool couldNotStart(Brul::FinishedRun const & run) {
+   return run.exitCode == cannotRun && !run.reason.empty();
+}
+
+std::string runMeaning(Brul::FinishedRun const & run) {
+   if (couldNotStart(run))
+      return "could not be started: " + run.reason.str();
+   if (!run.reason.empty() && !run.timedOut)
+      return "ended: " + run.reason.str();
+   auto const program = run.argv.empty() ? std::string_view{} : run.argv.front().view();
+   return runMeaning(program, run.exitCode, run.timedOut);
+}
+
 std::string runMeaning(std::string_view program, int exitCode, bool timedOut) {
    if (timedOut)
       return "took longer than its limit";

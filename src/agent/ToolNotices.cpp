@@ -30,7 +30,7 @@ void ToolNotices::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun con
          notice_(severityInfo, tool + " can be started again");
       return;
    }
-   std::string const why = startFailure(run);
+   std::string const why = run.reason.str();
    if (std::string & told = failing_[tool]; told != why) {
       told = why;
       notice_(severityWarning, tool + " cannot be started, so its readings fail until it can: " + why);

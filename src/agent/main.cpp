@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -26,6 +27,7 @@
 #include "agent/HelperPrograms.h"
 #include "agent/KeysWithoutEffect.h"
 #include "agent/MessagesText.h"
+#include "agent/Scarcity.h"
 #include "agent/StatusClient.h"
 #include "agent/StatusTable.h"
 #include "agent/StderrLog.h"
@@ -39,6 +41,7 @@ namespace {
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
+constexpr int severityWarning = 4;
 
 void print(std::string const & text) {
    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
@@ -54,13 +57,14 @@ Agent::Config rereadConfigOf(Agent::Command const & command) {
    return command.configPath ? Agent::reloadConfig(*command.configPath) : configOf(command);
 }
 
-// A tool that runs takes three, and a unit's disks are all asked at once.
-void allowAllDescriptors() {
+// A tool that runs takes three, and a unit's disks are all asked at once. How many there are.
+rlim_t allowAllDescriptors() {
    rlimit limit{};
-   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == limit.rlim_max)
-      return;
+   if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+      return RLIM_INFINITY;
    limit.rlim_cur = limit.rlim_max;
    setrlimit(RLIMIT_NOFILE, &limit);
+   return limit.rlim_max;
 }
 
 // Who may enter its directories is for the agent to say, not for whoever starts it.
@@ -70,10 +74,12 @@ void allowEntering() {
 }
 
 int runAgent(Agent::Command const & command) {
-   allowAllDescriptors();
+   rlim_t const descriptors = allowAllDescriptors();
    allowEntering();
    Agent::Config config = configOf(command);
    Agent::StderrLog log;
+   if (auto const line = Agent::descriptorsLine(descriptors))
+      log.notice(severityWarning, *line);
    Agent::StorageAgent agent{std::move(config), log, [&command] { return rereadConfigOf(command); }};
    agent.run();
    return 0;
@@ -222,6 +228,10 @@ int main(int argc, char ** argv) {
       return invocation.exitCode;
    } catch (Agent::ConfigError const & error) {
       return fail(wrongUsage, error.what());
+   } catch (std::system_error const & error) {
+      return fail(failed, Agent::explained(error));
+   } catch (std::bad_alloc const &) {
+      return fail(failed, Agent::memoryExhausted());
    } catch (std::exception const & error) {
       return fail(failed, error.what());
    }

@@ -43,5 +43,28 @@ TEST(ToolMeaningTest, AnyToolMayEndWellByASignalLateOrNotAtAll) {
    }
 }
 
+TEST(ToolMeaningTest, ARunSaysWhyItCouldNotStart) {
+   Brul::FinishedRun run;
+   run.argv = {"smartctl"};
+   run.exitCode = 127;
+   run.reason = "no process could be made: raise TasksMax or LimitNPROC";
+   EXPECT_EQ(runMeaning(run), "could not be started: no process could be made: raise TasksMax or LimitNPROC");
+   run.reason = "";
+   EXPECT_EQ(runMeaning(run), "not found or not executable");
+}
+
+TEST(ToolMeaningTest, ARunThatItsOutputEndedSaysSo) {
+   Brul::FinishedRun run;
+   run.argv = {"smartctl"};
+   run.exitCode = -SIGKILL;
+   run.reason = "it wrote more than 4 MiB";
+   EXPECT_EQ(runMeaning(run), "ended: it wrote more than 4 MiB");
+   run.reason = "";
+   EXPECT_EQ(runMeaning(run), "ended by signal SIGKILL");
+   run.reason = "its time limit passed";
+   run.timedOut = true;
+   EXPECT_EQ(runMeaning(run), "took longer than its limit");
+}
+
 }  // namespace
 }  // namespace Agent
