@@ -52,9 +52,9 @@ TEST_F(ToolNoticesTest, ARunWithoutADescriptorToSpareSaysWhatIsMissing) {
    auto const child = Brul::PipedChildProcessSm::PipedChildProcessSmIs(tracker);
    child->argPush("true");
    child->hasNotificationActiveIs(true);
-   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), "");
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
    child->start(true, true);
-   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), "");
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
    EXPECT_TRUE(eventually([&] { return !lines.empty(); }));
    EXPECT_EQ(
        lines.front(),
