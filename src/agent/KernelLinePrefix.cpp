@@ -64,7 +64,8 @@ bool takesProcessor(Cursor & cursor) {
    return true;
 }
 
-// "kernel: [    5.123456]", the level before the bracket left out.
+// "kernel: [    5.123456]"; a level before the bracket and a processor in it, "[    5.123456@1]", are left
+// out.
 bool takesStamp(Cursor & cursor, KernelLinePrefix & prefix) {
    if (!cursor.takes("kernel: "))
       return false;
@@ -76,10 +77,12 @@ bool takesStamp(Cursor & cursor, KernelLinePrefix & prefix) {
    auto const * const number = cursor.at;
    if (!cursor.takesRun<isDigit>() || !cursor.takes(".") || !cursor.takesRun<isDigit>())
       return false;
-   std::from_chars(number, cursor.at, prefix.seconds);
+   auto const * const end = cursor.at;
+   cursor.run<isOfCaller>();
    if (!cursor.takes("]"))
       return false;
-   prefix.head.append("kernel: ").append(between(begin, cursor.at)).append(" ");
+   std::from_chars(number, end, prefix.seconds);
+   prefix.head.append("kernel: ").append(between(begin, end)).append("] ");
    return true;
 }
 

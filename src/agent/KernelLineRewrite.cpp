@@ -87,9 +87,10 @@ std::string KernelLineRewriter::rewrittenText(std::string_view line) {
    KernelMessage const * const message = kernelMessageOf(prefix->text, match);
    if (!message)
       return unlisted(line, prefix->text, prefix->head);
+   rememberPool(match);
    if (message->form == KernelForm::nobody || match.device.empty() || isDoubtful(match, prefix->seconds))
       return silent(line);
-   remember(match, prefix->seconds);
+   rememberFailure(match, prefix->seconds);
    return inWords(message->form, line, prefix->head, prefix->text, match);
 }
 
@@ -108,7 +109,17 @@ bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) c
    return hasOther && !hasOwn;
 }
 
-void KernelLineRewriter::remember(KernelMatch const & match, double seconds) {
+void KernelLineRewriter::rememberPool(KernelMatch const & match) {
+   bool const isElsewhere = match.blame == KernelBlame::device && !match.fileSystem.empty() &&
+                            wholeDisk(match.fileSystem) != match.device;
+   if (!isElsewhere || std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end())
+      return;
+   if (pools_.size() == mostPools)
+      pools_.erase(pools_.begin());
+   pools_.emplace_back(match.fileSystem);
+}
+
+void KernelLineRewriter::rememberFailure(KernelMatch const & match, double seconds) {
    if (match.blame != KernelBlame::device || !match.isBlockDevice)
       return;
    auto known = std::find_if(failures_.begin(), failures_.end(),
@@ -118,12 +129,6 @@ void KernelLineRewriter::remember(KernelMatch const & match, double seconds) {
       oldest_ = (oldest_ + 1) % failures_.size();
    }
    *known = {match.device, seconds};
-   bool const isElsewhere = !match.fileSystem.empty() && wholeDisk(match.fileSystem) != match.device;
-   if (isElsewhere && std::find(pools_.begin(), pools_.end(), match.fileSystem) == pools_.end()) {
-      if (pools_.size() == mostPools)
-         pools_.erase(pools_.begin());
-      pools_.emplace_back(match.fileSystem);
-   }
 }
 
 std::string KernelLineRewriter::rewritten(std::string_view line) {

@@ -47,7 +47,8 @@ class KernelLineRewriter {
 
    std::string rewrittenText(std::string_view line);
    bool isDoubtful(KernelMatch const & match, double seconds) const;
-   void remember(KernelMatch const & match, double seconds);
+   void rememberPool(KernelMatch const & match);
+   void rememberFailure(KernelMatch const & match, double seconds);
 
    static constexpr std::size_t mostPools = 32;
 

@@ -78,10 +78,6 @@ constexpr KernelMessage multipathDisks[]{
     {"no available path - failing I/O", told, "block nvme0n1: no available path - failing I/O", "nvme0n1"},
 };
 
-constexpr KernelMessage virtualDisks[]{
-    {"<write|read|flush|discard> error %num", nobody, "vbd vbd-51712: write error 5", ""},
-};
-
 constexpr KernelMessageGroup groups[]{
     {"block/blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
     {"fs/buffer.c", "", buffers},
@@ -91,7 +87,6 @@ constexpr KernelMessageGroup groups[]{
     {"block/partitions/amiga.c", "", rigidDiskBlocks},
     {"drivers/block/nbd.c", "block %dev: ", networkDisks},
     {"drivers/nvme/host/multipath.c", "block %dev: ", multipathDisks},
-    {"drivers/block/xen-blkfront.c", "vbd %name: ", virtualDisks},
 };
 
 }  // namespace

@@ -7,7 +7,13 @@ namespace {
 using enum KernelForm;
 
 constexpr char line[] =
-    "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name|>): ";
+    "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name|>): <scrub: |>";
+
+// What the members' counters held when the file system was mounted.
+constexpr KernelMessage oldErrors[]{
+    {"bdev /dev/%dev errs: ", nobody,
+     "BTRFS info (device sda1): bdev /dev/sdb1 errs: wr 0, rd 3, flush 0, corrupt 0, gen 0", ""},
+};
 
 // These tell the member of the file system that failed.
 constexpr KernelMessage members[]{
@@ -51,6 +57,8 @@ constexpr KernelMessage trees[]{
     {"<tree level mismatch|level verify failed|tree first key mismatch>", told,
      "BTRFS error (device sda3): tree level mismatch detected, bytenr=1166186938368 level expected=0 has=1",
      "sda"},
+    {"<superblock checksum mismatch|couldn't read tree root|bad fsid on >", told,
+     "BTRFS error (device sda3): superblock checksum mismatch", "sda"},
     {"failed to read <chunk tree|chunk root|tree root|block groups>", told,
      "BTRFS error (device sda3): failed to read chunk tree: -5", "sda"},
     {"csum failed ", told,
@@ -67,6 +75,11 @@ constexpr KernelMessage trees[]{
      "BTRFS error (device sda3): block=1048576 read time tree block corruption detected", "sda"},
 };
 
+constexpr KernelMessage abortions[]{
+    {"Transaction <%num |>aborted (error <-5|-117>)", told,
+     "BTRFS error (device sda3: state A): Transaction 12 aborted (error -5)", "sda"},
+};
+
 // Of what ends a transaction only these are the disk's.
 constexpr KernelMessage transactions[]{
     {"errno=<-5|-117> ", told,
@@ -77,8 +90,10 @@ constexpr KernelMessage transactions[]{
 };
 
 constexpr KernelMessageGroup groups[]{
+    {"fs/btrfs/volumes.c", "BTRFS info (device %pool<: state %name|>): ", oldErrors},
     {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c", line, members},
     {"fs/btrfs/disk-io.c, inode.c, bio.c, tree-checker.c, volumes.c, direct-io.c", line, trees},
+    {"fs/btrfs/transaction.h", line, abortions},
     {"fs/btrfs/messages.c", "BTRFS: error (device %pool<: state %name|>) in %any: ", transactions},
 };
 

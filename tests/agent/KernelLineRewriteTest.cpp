@@ -142,6 +142,65 @@ TEST(KernelLineRewriteTest, TellersAfterTheStampGo) {
    expectUntouched({"[drm] " + text, "[T12 " + text, "[C] " + text, "12: " + text, "[4:" + text});
 }
 
+TEST(KernelLineRewriteTest, LogsWithDatesLevelsAndProcessorsInTheStamp) {
+   std::string const text = "I/O error, dev sda1, sector 8";
+   std::string const known = "blk_update_request: I/O error, dev sda, sector 8";
+   EXPECT_EQ(rewriteKernelLine("Nov 22 03:00:00 unit kernel: [    5.140900] " + text),
+             "Nov 22 03:00:00 unit kernel: [    5.140900] " + known);
+   EXPECT_EQ(rewriteKernelLine("2026-11-22T03:00:00+0000 unit kernel: [    5.140900][  T12] " + text),
+             "2026-11-22T03:00:00+0000 unit kernel: [    5.140900] " + known);
+   EXPECT_EQ(rewriteKernelLine("kernel: <3>[    5.140900] " + text), "kernel: [    5.140900] " + known);
+   EXPECT_EQ(rewriteKernelLine("kernel: [    5.140900@1] " + text), "kernel: [    5.140900] " + known);
+   EXPECT_EQ(rewriteKernelLine("kernel: [    5.140900] (2)[77:kworker/2:1]" + text),
+             "kernel: [    5.140900] " + known);
+}
+
+TEST(KernelLineRewriteTest, WhatTheLibraryWouldReadFromAHarmlessLineIsSpoiled) {
+   for (std::string const harmless :
+        {"EXT4-fs warning (device sda): ext4_resize_fs:2005: can't read last block, resize aborted",
+         "usb 1-4: Product: Disk (sda): This should", "systemd[1]: (sda): Remounting filesystem"}) {
+      EXPECT_NE(deviceByExpressions(stamp + harmless), "") << harmless;
+      EXPECT_EQ(rewriteKernelLine(stamp + harmless), "kernel:_" + (stamp + harmless).substr(8));
+   }
+}
+
+TEST(KernelLineRewriteTest, AFileSystemsDiskIsBlamedUnlessAnotherAloneFailedWithinAMinute) {
+   Agent::KernelLineRewriter rewriter;
+   auto const named = [&](std::string const & seconds, std::string const & text) {
+      return deviceByExpressions(rewriter.rewritten("kernel: [" + seconds + ".000000] " + text));
+   };
+   EXPECT_EQ(named("10", "XFS (sda1): log I/O error -5"), "sda");
+   EXPECT_EQ(named("11", "I/O error, dev sdb, sector 8"), "sdb");
+   EXPECT_EQ(named("12", "XFS (sda1): log I/O error -5"), "");
+   EXPECT_EQ(named("13", "XFS (sda1): Metadata CRC error detected at xfs_agf_read_verify"), "sda");
+   EXPECT_EQ(named("71", "XFS (sda1): log I/O error -5"), "");
+   EXPECT_EQ(named("72", "XFS (sda1): log I/O error -5"), "sda");
+   EXPECT_EQ(named("80", "I/O error, dev sdb, sector 8"), "sdb");
+   EXPECT_EQ(named("81", "I/O error, dev sda, sector 8"), "sda");
+   EXPECT_EQ(named("82", "XFS (sda1): log I/O error -5"), "sda");
+}
+
+// Ports are none: that of the disk itself fails before it.
+TEST(KernelLineRewriteTest, APortThatFailedClearsNoDisk) {
+   Agent::KernelLineRewriter rewriter;
+   for (std::string const text : {"ata1: hard resetting link", "usb 1-2: USB disconnect, device number 4",
+                                  "mmc0: Timeout waiting for hardware interrupt."})
+      EXPECT_NE(deviceByExpressions(rewriter.rewritten(stamp + text)), "");
+   EXPECT_EQ(
+       deviceByExpressions(rewriter.rewritten(stamp + "EXT4-fs (sda1): Remounting filesystem read-only")),
+       "sda");
+}
+
+TEST(KernelLineRewriteTest, AFileSystemOnceSeenOnSeveralDisksNamesNoneOfItself) {
+   Agent::KernelLineRewriter rewriter;
+   std::string const line = "BTRFS error (device sda1): parent transid verify failed on logical 1";
+   EXPECT_EQ(deviceByExpressions(rewriter.rewritten(stamp + line)), "sda");
+   std::string const old =
+       "BTRFS info (device sda1): bdev /dev/sdb1 errs: wr 0, rd 3, flush 0, corrupt 0, gen 0";
+   EXPECT_EQ(deviceByExpressions(rewriter.rewritten(stamp + old)), "");
+   EXPECT_EQ(deviceByExpressions(rewriter.rewritten(stamp + line)), "");
+}
+
 TEST(KernelLineRewriteTest, ResetsOfUsbDevicesOfEverySpeed) {
    EXPECT_EQ(rewritten("usb 2-1: reset SuperSpeed USB device number 4 using xhci_hcd"),
              "usb 2-1: reset super-speed USB device number 4 using xhci_hcd");
