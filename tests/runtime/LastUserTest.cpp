@@ -162,6 +162,18 @@ TEST_F(LastUser, KeptAliveOutsideOfAnyChangeIsDestroyedWhenTheScopeEnds) {
    EXPECT_TRUE(gone);
 }
 
+TEST_F(LastUser, KeptAliveWhileThreadsAreEnabledIsAUser) {
+   Pelm::threadsEnabledIs(true);
+   {
+      Pelm::KeepAlive const keepAlive{bare};
+      host.reactor.notifierIs(nullptr);
+      machine = nullptr;
+      EXPECT_FALSE(bare.nodeFlag(Pelm::Node::Flag::zombie)) << "another thread might have dropped it";
+   }
+   Pelm::threadsEnabledIs(false);
+   EXPECT_TRUE(gone);
+}
+
 TEST(NodeThatNobodyHolds, MayPublishAndBeKeptAlive) {
    Heard heard;
    House house;
