@@ -4,6 +4,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 
 #include "StorageDevices/CookieFile.h"
@@ -22,6 +24,15 @@ auto injectedOr(FsHealthIoOps::Attribute const & result, FsHealthIoOps::Attribut
       return call();
    errno = error();
    return result();
+}
+
+// In percent, of numbers whose product with 100 has no room in 64 bits without their last bits, which count
+// for nothing then.
+int percentOf(std::uint64_t part, std::uint64_t whole) {
+   constexpr std::uint64_t all = 100;
+   constexpr int room = 57;
+   int const excess = std::max(0, static_cast<int>(std::bit_width(whole)) - room);
+   return static_cast<int>((part >> excess) * all / (whole >> excess));
 }
 
 }  // namespace
@@ -56,7 +67,6 @@ int FsHealthIoOps::closeFd(int fd) const {
 }
 
 int FsHealthIoOps::getUtilPercent(Pelm::String const & path) const {
-   constexpr std::uint64_t all = 100;
    if (utilChkRet() != 0)
       return utilChkRet();
    struct statvfs status {};
@@ -67,7 +77,8 @@ int FsHealthIoOps::getUtilPercent(Pelm::String const & path) const {
                                       << " blks-avail: " << status.f_bavail;
    std::uint64_t const used = status.f_blocks - status.f_bfree;
    std::uint64_t const usable = used + status.f_bavail;
-   return usable == 0 ? -1 : static_cast<int>(used * all / usable);
+   bool const makesNoSense = status.f_bfree > status.f_blocks || usable < used;
+   return makesNoSense || usable == 0 ? -1 : percentOf(used, usable);
 }
 
 Pelm::Ptr<FsHealthIoOps> fsHealthIoOpsFactory() {

@@ -52,6 +52,7 @@ FsHealthSm::~FsHealthSm() {
 }
 
 void FsHealthSm::vornDoZombieReactors(bool zombie) {
+   ++course_;  // a handler that is under way when the last user goes ends there
    fdReactor_.hasNotificationActiveIs(!zombie);
    if (testClock_)
       testClock_->hasNotificationActiveIs(!zombie);
@@ -80,20 +81,29 @@ void FsHealthSm::handleInitialized() {
 }
 
 void FsHealthSm::start() {
+   Pelm::KeepAlive const keepAlive{*this};  // those who are notified may let go of it
+   auto const course = course_;
    running.valueIs(true);
-   stateIs(State::setup);
+   if (running() && course == course_)
+      stateIs(State::setup);
 }
 
 void FsHealthSm::stop() {
+   Pelm::KeepAlive const keepAlive{*this};
+   auto const course = course_;
    running.valueIs(false);
-   stateIs(State::cleanup);
+   if (course == course_)
+      stateIs(State::cleanup);
 }
 
 void FsHealthSm::stateIs(State value) {
+   Pelm::KeepAlive const keepAlive{*this};
    if (state() == value)
       return;
+   auto const course = ++course_;
    state.valueIs(value);
-   handleState();
+   if (course == course_)
+      handleState();
 }
 
 void FsHealthSm::handleState() {
@@ -118,30 +128,44 @@ void FsHealthSm::armTestClock(Vorn::Seconds delay) {
 }
 
 void FsHealthSm::handleSetupState() {
-   closeHeldFd();
+   auto const course = course_;
    testClock_->timeMinIs(Vorn::Seconds::infinity());
+   closeHeldFd();
    syslogTriggered.valueIs(false);
+   if (course != course_)
+      return;
    if (!published("stat", [&] { return isDirectory(Mounts::placeOf(mntPt_)); })) {
       // Waits here until it is stopped and started again.
       emitSyslog("setupTest - exists", "not a directory or doesn't exist");
       return;
    }
-   Pelm::String const place = Mounts::placeOf(mntPt_);
-   if (published("mkdir", [&] { return CookieFile::mkdir(place); }) != 0) {
-      handleAndLogError("setupTest - mkdir");
+   if (!prepareFile())
       return;
-   }
-   cookieFilePath.valueIs(CookieFile::path(place));
-   if (published("unlink", [&] { return CookieFile::unlink(place); }) != 0 && errno != ENOENT) {
-      handleAndLogError("setupTest - unlink");
-      return;
-   }
    VORN_TRACE(fsHealthTraceHandle, 7) << "handleSetupState"
                                       << " " << cookieFilePath();
    genRandomCookieData();
    writeTestOk.valueIs(false);
    readTestOk.valueIs(false);
-   stateIs(State::writeTest);
+   if (course == course_)
+      stateIs(State::writeTest);
+}
+
+// Makes way for a new file; false when that is not to be or the test was stopped.
+bool FsHealthSm::prepareFile() {
+   auto const course = course_;
+   Pelm::String const place = Mounts::placeOf(mntPt_);
+   if (published("mkdir", [&] { return CookieFile::mkdir(place); }) != 0) {
+      handleAndLogError("setupTest - mkdir");
+      return false;
+   }
+   cookieFilePath.valueIs(CookieFile::path(place));
+   if (course != course_)
+      return false;
+   if (published("unlink", [&] { return CookieFile::unlink(place); }) != 0 && errno != ENOENT) {
+      handleAndLogError("setupTest - unlink");
+      return false;
+   }
+   return true;
 }
 
 void FsHealthSm::genRandomCookieData() {
@@ -156,19 +180,19 @@ void FsHealthSm::handleTestClock() {
    if (!initialized())
       return;
    // What is logged here may make the host let go of the machine.
-   Pelm::Ptr<FsHealthSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(fsHealthTraceHandle, 7) << "handleTestClock"
                                       << " " << state();
    switch (state().value()) {
       case State::writeTest:
          if (fsHealthSmFd_->notifyOnWritable())
-            handleHung("writeTest");
+            failLogged("writeTest", "fd is hung");
          else
             setupWriteTest();
          break;
       case State::readTest:
          if (fsHealthSmFd_->notifyOnReadable())
-            handleHung("readTest");
+            failLogged("readTest", "fd is hung");
          else
             setupReadTest();
          break;
@@ -184,116 +208,16 @@ void FsHealthSm::handleTestClock() {
    }
 }
 
-void FsHealthSm::handleHung(char const * opName) {
-   emitSyslog(opName, "fd is hung");
-   syslogTriggered.valueIs(true);
-   stateIs(State::cleanup);
-}
-
-void FsHealthSm::setupWriteTest() {
-   int const fd = openCookie(O_WRONLY | O_CREAT | O_NONBLOCK | O_DIRECT);
-   if (fd >= 0)
-      awaitReady(fd, Direction::writable);
-   else
-      handleAndLogError("writeTest - open");
-}
-
-void FsHealthSm::setupReadTest() {
-   int const fd = openCookie(O_RDONLY | O_NONBLOCK | O_DIRECT);
-   if (fd >= 0)
-      awaitReady(fd, Direction::readable);
-   else
-      handleAndLogError("readTest - open");
-}
-
-int FsHealthSm::openCookie(int flags) {
-   return published("open", [&] { return ioOps_->openCookie(Mounts::placeOf(mntPt_), flags); });
-}
-
-void FsHealthSm::awaitReady(int fd, Direction direction) {
-   fsHealthSmFd_->descriptorIs(fd);
-   if (direction == Direction::writable)
-      fsHealthSmFd_->notifyOnWritableIs(true);
-   else
-      fsHealthSmFd_->notifyOnReadableIs(true);
-   armTestClock(hungDelay());
-}
-
-void FsHealthSm::doWriteTest() {
-   if (!initialized())
-      return;
-   Pelm::Ptr<FsHealthSm> const keepAlive{this};  // a log message may make the host let go of it
-   VORN_TRACE(fsHealthTraceHandle, 7) << "doWriteTest"
-                                      << " has writableCount: " << fsHealthSmFd_->writableCount();
-   int const fd = fsHealthSmFd_->descriptor();
-   if (published("lseek", [&] { return ioOps_->lseekFd(fd, 0, SEEK_SET); }) < 0) {
-      handleAndLogError("writeTest - lseek");
-      return;
-   }
-   std::memcpy(alignedBlock_.get(), cookieData().data(), blkSize_);
-   std::int64_t const written =
-       published("write", [&] { return ioOps_->writeFd(fd, alignedBlock_.get(), blkSize_); });
-   if (written < 0) {
-      handleAndLogError("writeTest - write");
-      return;
-   }
-   if (written < blkSize_)
-      VORN_TRACE(fsHealthTraceHandle, 0) << "doWriteTest"
-                                         << " not all data was written";
-   if (published("fsync", [&] { return ioOps_->fsyncFd(fd); }) < 0) {
-      handleAndLogError("writeTest - fsync");
-      return;
-   }
-   if (!closeAfter("writeTest - close"))
-      return;
-   writeTestOk.valueIs(true);
-   stateIs(State::readTest);
-}
-
-void FsHealthSm::doReadTest() {
-   if (!initialized())
-      return;
-   Pelm::Ptr<FsHealthSm> const keepAlive{this};
-   VORN_TRACE(fsHealthTraceHandle, 7) << "doReadTest"
-                                      << " has readable: " << fsHealthSmFd_->readableCount();
-   int const fd = fsHealthSmFd_->descriptor();
-   if (published("lseek", [&] { return ioOps_->lseekFd(fd, 0, SEEK_SET); }) == -1) {
-      handleAndLogError("readTest - lseek");
-      return;
-   }
-   // What was written from here must not be taken for what was read.
-   std::memset(alignedBlock_.get(), 0, blkSize_);
-   if (published("read", [&] { return ioOps_->readFd(fd, alignedBlock_.get(), blkSize_); }) < 0) {
-      handleAndLogError("readTest - read");
-      return;
-   }
-   if (std::strncmp(cookieData().data(), alignedBlock_.get(), blkSize_) != 0)
-      emitSyslog("readTest - read", "data doesn't match");
-   if (!closeAfter("readTest - close"))
-      return;
-   readTestOk.valueIs(true);
-   goIdle();
-}
-
-// Closes the file of a phase that is done; false when that failed.
-bool FsHealthSm::closeAfter(char const * opName) {
-   if (published("close", [&] { return ioOps_->closeFd(fsHealthSmFd_->descriptor()); }) < 0) {
-      handleAndLogError(opName);
-      return false;
-   }
-   fsHealthSmFd_->descriptorIs(-1);  // first: there is nothing to watch any more
-   fsHealthSmFd_->notifyOnReadableIs(false);
-   fsHealthSmFd_->notifyOnWritableIs(false);
-   return true;
-}
-
 void FsHealthSm::goIdle() {
    stateIs(State::idle);
-   armTestClock(syslogTriggered() ? pauseDelay() : testDelay());
+   if (state() == State::idle)
+      armTestClock(syslogTriggered() ? pauseDelay() : testDelay());
 }
 
 void FsHealthSm::handleCleanupState() {
    closeHeldFd();
+   if (state() != State::cleanup)
+      return;
    if (running())
       goIdle();
    else
@@ -302,9 +226,7 @@ void FsHealthSm::handleCleanupState() {
 
 void FsHealthSm::closeHeldFd() {
    int const fd = fsHealthSmFd_->descriptor();
-   fsHealthSmFd_->notifyOnReadableIs(false);
-   fsHealthSmFd_->notifyOnWritableIs(false);
-   fsHealthSmFd_->descriptorIs(-1);
+   watchNothing();
    if (fd < 0)
       return;
    if (int const result = published("close", [&] { return ioOps_->closeFd(fd); }); result < 0)
@@ -312,23 +234,43 @@ void FsHealthSm::closeHeldFd() {
                                          << " failed to close fd " << result;
 }
 
+// The descriptor goes first: whoever is notified finds none to close.
+void FsHealthSm::watchNothing() {
+   fsHealthSmFd_->descriptorIs(-1);
+   fsHealthSmFd_->notifyOnReadableIs(false);
+   fsHealthSmFd_->notifyOnWritableIs(false);
+}
+
 void FsHealthSm::handleAndLogError(char const * opName) {
    int const error = errno;
+   auto const course = course_;
    if (isLogged(error)) {
-      emitSyslog(opName, std::strerror(error));
-      syslogTriggered.valueIs(true);
-      stateIs(State::cleanup);
-      return;
-   }
-   if (error != EAGAIN) {
+      failLogged(opName, std::strerror(error));
+   } else if (error == EAGAIN) {
+      eagainErrorCount.valueIs(eagainErrorCount() + 1);
+      if (course == course_)
+         tryAgain();
+   } else {
       VORN_TRACE(fsHealthTraceHandle, 0) << opName << " failed with " << std::strerror(error);
       nonSyslogErrorCount.valueIs(nonSyslogErrorCount() + 1);
-      stateIs(State::cleanup);
-      return;
+      if (course == course_)
+         stateIs(State::cleanup);
    }
-   eagainErrorCount.valueIs(eagainErrorCount() + 1);
-   // A phase that waits for its file has the hung timer. One that could not even open it tries again; and
-   // where there is no phase yet the next test is waited for.
+}
+
+void FsHealthSm::failLogged(char const * opName, char const * errorMsg) {
+   auto const course = course_;
+   emitSyslog(opName, errorMsg);
+   if (course != course_)
+      return;
+   syslogTriggered.valueIs(true);
+   if (course == course_)
+      stateIs(State::cleanup);
+}
+
+// A phase that waits for its file has the hung timer. One that could not even open it tries again; and where
+// there is no phase yet the next test is waited for.
+void FsHealthSm::tryAgain() {
    if (state() == State::setup)
       stateIs(State::cleanup);
    else if (fsHealthSmFd_->descriptor() < 0)
@@ -351,7 +293,7 @@ void FsHealthSm::emitSyslog(char const * opName, char const * errorMsg) const {
 void FsHealthSm::doUtilChk() {
    if (!initialized())
       return;
-   Pelm::Ptr<FsHealthSm> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    int const percent = published("statvfs", [&] { return ioOps_->getUtilPercent(Mounts::placeOf(mntPt_)); });
    if (percent == -1) {
       VORN_TRACE(fsHealthTraceHandle, 7) << "doUtilChk"

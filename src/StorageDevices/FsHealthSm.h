@@ -3,8 +3,8 @@
 // that it looks at the use of the space every two minutes.
 //
 // Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
-// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point (CookieFile.h), and
-// nothing that somebody put in its place.
+// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point and nothing
+// that somebody put in its place.
 //
 // States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart when the
 // mount point is not there; writeTest and readTest, waiting for their turn or for the file to be ready;
@@ -53,7 +53,17 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
 
    Pelm::String const & mntPt() const { return mntPt_; }
    std::uint32_t blkSize() const { return blkSize_; }
+   Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
    Pelm::Ptr<FsHealthIoOps> const & ioOps() const { return ioOps_; }
+   // `blkSize` bytes, aligned to `blkSize`: all that is written from and read into.
+   char const * alignedBlock() const { return alignedBlock_.get(); }
+   // Watches the file of a phase; -1 between them.
+   Pelm::Ptr<Vorn::FileDescriptor const> fsHealthSmFd() const { return fsHealthSmFd_; }
+   // Null before `initialized`. Infinity: never.
+   Vorn::Clock::NotifieeConst const * testClock() const { return testClock_ ? &*testClock_ : nullptr; }
+   Vorn::Clock::NotifieeConst const * utilChkClock() const {
+      return utilChkClock_ ? &*utilChkClock_ : nullptr;
+   }
 
    // The file of the current test and its text.
    Attribute<Pelm::String> cookieFilePath{*this, "cookieFilePath"};
@@ -93,6 +103,8 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    Attribute<bool> running{*this, "running", false};
    Attribute<bool> initialized{*this, "initialized", false};
 
+   // Both may be called from anywhere, the machine's own notifications included: what was going on ends
+   // there.
    void start();
    void stop();
 
@@ -103,25 +115,25 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    void doReadTest();
    void vornDoZombieReactors(bool zombie) override;
 
-   // When the test clock rings next; infinity: never.
-   Vorn::Seconds testTime() const { return testClock_ ? testClock_->timeMin() : Vorn::Seconds::infinity(); }
-
  private:
    enum class Direction { readable, writable };
 
    void handleState();
    void handleSetupState();
+   bool prepareFile();
    void handleCleanupState();
    void genRandomCookieData();
    void setupWriteTest();
    void setupReadTest();
    int openCookie(int flags);
    void awaitReady(int fd, Direction direction);
-   void handleHung(char const * opName);
+   void watchNothing();
    void closeHeldFd();
    bool closeAfter(char const * opName);
    void goIdle();
    void handleAndLogError(char const * opName);
+   void failLogged(char const * opName, char const * errorMsg);
+   void tryAgain();
    void emitSyslog(char const * opName, char const * errorMsg) const;
    void armTestClock(Vorn::Seconds delay);
 
@@ -139,6 +151,9 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    Pelm::String mntPt_;
    std::uint32_t blkSize_;
    Pelm::Ptr<ConnectedDevices const> devices_;
+   // Another one with every change of state and when the last user goes: a handler that finds one after it
+   // has notified somebody ends there.
+   std::uint64_t course_ = 0;
    Pelm::Ptr<FsHealthIoOps> ioOps_;
    std::unique_ptr<char, Free> alignedBlock_;
    Pelm::Ptr<Vorn::FileDescriptor> fsHealthSmFd_;

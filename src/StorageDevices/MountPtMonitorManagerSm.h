@@ -18,6 +18,10 @@ class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
    explicit MountPtMonitorManagerSm(Pelm::Ptr<ConnectedDevices> devices) : devices_{std::move(devices)} {}
    ~MountPtMonitorManagerSm() override;
 
+   Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
+   // That of the monitor made last; each has one of its own. Null when none was made.
+   Pelm::Ptr<MountPtMonitorHelper> const & helper() const { return helper_; }
+
    // By mount point.
    Vorn::Collection<Pelm::String, Pelm::Ptr<MountPtMonitorSm>, MountPtMonitorManagerSm> mountPtMonitorSm{
        *this, "mountPtMonitorSm"};
@@ -31,7 +35,7 @@ class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
 
  private:
    Pelm::Ptr<ConnectedDevices> devices_;
-   Pelm::Ptr<MountPtMonitorHelper> helper_;  // of the monitor made last
+   Pelm::Ptr<MountPtMonitorHelper> helper_;
 };
 
 }  // namespace StorageDevices

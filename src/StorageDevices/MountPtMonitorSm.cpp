@@ -68,6 +68,8 @@ void MountPtMonitorSm::handleMounted(MountPtMonitorHelper::MountState const & mo
       handleError("device was disconnected and changed");
       return;
    }
+   if (nodeFlag(Flag::zombie))
+      return;  // let go of by somebody who was notified
    if (!fsHealthSm())
       fsHealthSmIs(mountPt_, mountPtDeviceBlkSize(), devices_);
    if (!fsHealthSm()->running())

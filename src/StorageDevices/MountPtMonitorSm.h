@@ -30,6 +30,8 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
    using Attribute = Vorn::Attribute<T, MountPtMonitorSm>;
 
    Pelm::String const & mountPt() const { return mountPt_; }
+   Pelm::Ptr<MountPtMonitorHelper> const & helper() const { return helper_; }
+   Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
 
    // The device behind the mount point and its block size, as first seen.
    Attribute<Pelm::String> mountPtDevice{*this, "mountPtDevice"};
@@ -46,6 +48,8 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
    void periodicCheckTimeIs(Vorn::Seconds value) { periodicCheckTime.valueIs(value); }
    // Checks that may still find nothing mounted before that is an error.
    Attribute<std::uint32_t> initialMountFailuresRemaining{*this, "initialMountFailuresRemaining", 12};
+   // Drives the checks. Null before `initialized`.
+   Vorn::Clock::NotifieeConst const * testClock() const { return testClock_ ? &*testClock_ : nullptr; }
    Attribute<bool> initialized{*this, "initialized", false};
 
    void handleInitialized();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthSm.h"
@@ -18,6 +19,10 @@ namespace {
 
 // "fsync: fsync of /mnt/drive", as they were made.
 std::vector<std::string> * seenCalls = nullptr;
+// Offset and origin of each seek, and each buffer that a block went from or to, while calls are seen.
+std::vector<std::pair<off_t, int>> seeks;
+std::vector<void const *> buffers;
+constexpr std::size_t blockSize = 4096;
 // What the next makings of a folder fail with; 0: they do not.
 int mkdirError = 0;
 
@@ -40,7 +45,21 @@ int fsync(int fd) {
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
    seen("lseek");
+   if (seenCalls)
+      seeks.emplace_back(offset, whence);
    return syscall(SYS_lseek, fd, offset, whence);
+}
+
+ssize_t write(int fd, void const * buffer, std::size_t size) {
+   if (seenCalls && size == blockSize)
+      buffers.push_back(buffer);
+   return syscall(SYS_write, fd, buffer, size);
+}
+
+ssize_t read(int fd, void * buffer, std::size_t size) {
+   if (seenCalls && size == blockSize)
+      buffers.push_back(buffer);
+   return syscall(SYS_read, fd, buffer, size);
 }
 
 int unlinkat(int folder, char const * path, int flags) noexcept {
@@ -70,7 +89,7 @@ class FsHealthCalls : public Support::VirtualTimeTest {
    Support::TempDir folder{Support::folderWithDirectIo()};
    std::string mountPoint = folder.string();
    Pelm::Ptr<FsHealthSm> machine =
-       fsHealthSmFactory(mountPoint.c_str(), 4096, Pelm::make<ConnectedDevices>());
+       fsHealthSmFactory(mountPoint.c_str(), blockSize, Pelm::make<ConnectedDevices>());
 };
 
 TEST_F(FsHealthCalls, ACallThatMayBlockIsNamedWithItsMountPoint) {
@@ -85,6 +104,19 @@ TEST_F(FsHealthCalls, ACallThatMayBlockIsNamedWithItsMountPoint) {
       expected.push_back(std::string{call}.append(": ").append(call).append(" of ").append(mountPoint));
    EXPECT_EQ(calls, expected);
    EXPECT_EQ(Host::activity().operation, nullptr);
+}
+
+TEST_F(FsHealthCalls, SeeksFromTheStartAndHandsOnlyItsAlignedBlockToTheCalls) {
+   std::vector<std::string> calls;
+   seeks.clear();
+   buffers.clear();
+   seenCalls = &calls;
+   machine->start();
+   Host::runFor(601);
+   seenCalls = nullptr;
+   ASSERT_TRUE(machine->readTestOk());
+   EXPECT_EQ(seeks, (std::vector<std::pair<off_t, int>>{{0, SEEK_SET}, {0, SEEK_SET}}));
+   EXPECT_EQ(buffers, std::vector<void const *>(2, machine->alignedBlock()));
 }
 
 TEST_F(FsHealthCalls, SoIsTheLookAtTheUse) {

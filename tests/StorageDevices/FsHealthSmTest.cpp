@@ -89,7 +89,7 @@ class FsHealth : public Support::VirtualTimeTest {
    }
    // Seconds until the test clock rings; -1: never.
    double nextTest() const {
-      Vorn::Seconds const at = machine_->testTime();
+      Vorn::Seconds const at = machine_->testClock()->timeMin();
       return at == Vorn::Seconds::infinity() ? -1 : (at - Vorn::System::currentTime()).value();
    }
 
@@ -814,6 +814,29 @@ TEST_F(IoOps, blocksReservedForTheSuperuserAreNeitherUsedNorFree) {
    statvfsAnswer.reset();
    EXPECT_EQ(percent, 73) << "700 of 950";
    EXPECT_EQ(traces.texts(7), Texts{"getUtilPercent blks: 1000 free-blks: 300 blks-avail: 250"});
+}
+
+TEST_F(IoOps, theUseIsExactWhateverTheSize) {
+   struct Size {
+      fsblkcnt_t blocks, free, available;
+      int percent;
+   };
+   constexpr fsblkcnt_t tebibyte = fsblkcnt_t{1} << 28;  // blocks of 4 KiB
+   constexpr fsblkcnt_t most = fsblkcnt_t{1} << 60;
+   for (Size const & size :
+        {Size{tebibyte, tebibyte / 4, tebibyte / 4, 75}, Size{tebibyte, 1, 1, 99}, Size{tebibyte, 0, 0, 100},
+         Size{100 * tebibyte, 14 * tebibyte, 14 * tebibyte, 86}, Size{most, most / 2, most / 2, 50},
+         Size{most, most, most, 0}, Size{most, 0, 0, 100},
+         Size{UINT64_MAX, UINT64_MAX / 4, UINT64_MAX / 4, 75}, Size{10, 11, 11, -1},
+         Size{UINT64_MAX, 0, UINT64_MAX, -1}}) {
+      statvfsAnswer.emplace();
+      statvfsAnswer->f_blocks = size.blocks;
+      statvfsAnswer->f_bfree = size.free;
+      statvfsAnswer->f_bavail = size.available;
+      int const percent = ops_->getUtilPercent("/mnt/drive");
+      statvfsAnswer.reset();
+      EXPECT_EQ(percent, size.percent) << size.blocks << " blocks, " << size.free << " free";
+   }
 }
 
 TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/MountPtMonitorManagerSm.h"
 #include "tests/support/DiskFields.h"
@@ -151,6 +153,100 @@ TEST_F(MountPoint, anotherBlockSizeIsAnotherDevice) {
    EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
 }
 
+TEST_F(MountPoint, readOnlyIsJudgedBeforeAnotherDevice) {
+   start();
+   helper_->answer.readOnly = true;
+   helper_->answer.device = "/dev/sdb1";
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"mount point is read-only"});
+}
+
+TEST_F(MountPoint, anUnknownBlockSizeIsJudgedBeforeEither) {
+   start();
+   helper_->answer = {true, true, "/dev/sdb1", 0};
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"failed to determine device blockSize"});
+   EXPECT_FALSE(testing());
+   EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
+}
+
+TEST_F(MountPoint, isCheckedAfterItsPeriodAndAfterAnErrorWhenTheHoldOffIsOver) {
+   start();
+   monitor_->periodicCheckTimeIs(50);
+   monitor_->holdOffTimeIs(1000);
+   Host::runFor(301);
+   ASSERT_EQ(helper_->asked.size(), 2U) << "the first was armed before it was set";
+   helper_->answer.readOnly = true;
+   Host::runFor(50);
+   ASSERT_EQ(helper_->asked.size(), 3U);
+   Host::runFor(998);
+   EXPECT_EQ(helper_->asked.size(), 3U);
+   Host::runFor(2);
+   EXPECT_EQ(helper_->asked.size(), 4U);
+}
+
+TEST_F(MountPoint, notMountedYetIsCheckedAfterThePeriodToo) {
+   helper_->answer.mounted = false;
+   start();
+   monitor_->periodicCheckTimeIs(50);
+   Host::runFor(301);
+   Host::runFor(50);
+   EXPECT_EQ(helper_->asked.size(), 3U);
+}
+
+TEST_F(MountPoint, itsErrorIsLoggedBeforeItsHealthTestIsStopped) {
+   start();
+   std::vector<bool> tested;
+   Host::logSinkIs([&](Host::LogMessage const &) { tested.push_back(testing()); });
+   helper_->answer.readOnly = true;
+   Host::runFor(300);
+   Host::logSinkIs(nullptr);
+   EXPECT_EQ(tested, std::vector<bool>{true});
+   EXPECT_FALSE(testing());
+}
+
+TEST_F(MountPoint, isTestedInBlocksOfTheDeviceAsItWasFirstSeen) {
+   helper_->answer.blkSize = 512;
+   start();
+   EXPECT_EQ(monitor_->fsHealthSm()->blkSize(), 512U);
+   EXPECT_EQ(monitor_->fsHealthSm()->cookieData().size(), 512U);
+   helper_->answer.blkSize = 4096;
+   Host::runFor(300);
+   EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
+   EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 512U);
+}
+
+// Lets go of a monitor when it learns its device.
+struct Quitter {
+   explicit Quitter(Pelm::Ptr<MountPtMonitorSm> & monitor) : monitor_{monitor} {
+      reactor_.notifierIs(monitor);
+      reactor_.on<&Quitter::handleDevice>(monitor->mountPtDevice, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+   void handleDevice() {
+      reactor_.notifierIs(nullptr);
+      monitor_ = nullptr;
+   }
+   Pelm::Ptr<MountPtMonitorSm> & monitor_;
+   Vorn::NotifieeConst reactor_;
+};
+
+TEST_F(MountPoint, thatIsLetGoInItsOwnChangeTestsNothing) {
+   monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
+   Quitter const quitter{monitor_};
+   Host::turn();
+   EXPECT_FALSE(monitor_);
+   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(MountPoint, thatIsLetGoIsNotCheckedAgain) {
+   start();
+   monitor_ = nullptr;
+   Host::runFor(2 * day);
+   EXPECT_EQ(helper_->asked.size(), 1U);
+   EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug/healthTestCookie"));
+}
+
 TEST_F(MountPoint, itsErrorsNameTheDisk) {
    helper_->answer.readOnly = true;
    start();
@@ -270,6 +366,14 @@ TEST_F(MountPoints, areDecidedOnce) {
    EXPECT_EQ(manager_->mountPtMonitorSm.size(), 1U);
    manager_->mountPtMonitorSmDel("/mnt/flash");
    EXPECT_TRUE(manager_->mountPtMonitorSm.empty());
+}
+
+TEST_F(MountPoints, areLeftWhenTheManagerIsLetGo) {
+   plug("A", "/mnt/flash");
+   watched();
+   manager_ = nullptr;
+   Host::runFor(1000);
+   EXPECT_TRUE(helpers_[0]->asked.empty());
 }
 
 TEST_F(MountPoints, areLeftWhenTheManagerIsStopped) {

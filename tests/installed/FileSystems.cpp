@@ -42,8 +42,12 @@ TEST_F(Unit, TestsAFileSystemFromStartToStop) {
    EXPECT_EQ(test->state(), State::cleanup);
    EXPECT_FALSE(test->running());
    EXPECT_EQ(test->mntPt(), folder.c_str());
+   EXPECT_EQ(test->devices(), devices);
+   EXPECT_EQ(test->fsHealthSmFd()->descriptor(), -1);
+   EXPECT_NE(test->alignedBlock(), nullptr);
+   EXPECT_LT(test->utilChkClock()->timeMin(), Vorn::Seconds::infinity());
    EXPECT_EQ(test->blkSize(), blkSize);
-   EXPECT_EQ(test->testTime(), Vorn::Seconds::infinity());
+   EXPECT_EQ(test->testClock()->timeMin(), Vorn::Seconds::infinity());
    EXPECT_EQ(logged, std::vector<std::string>{});
 }
 
@@ -75,6 +79,8 @@ TEST_F(Unit, MakesTheCallsOfATest) {
    EXPECT_EQ(ops->closeFd(fd), 0);
    EXPECT_EQ(ops->closeFd(fd), -1);
    EXPECT_EQ(errno, EBADF);
+   EXPECT_EQ(ops->openCookie(folder.c_str(), O_RDONLY), -1);
+   EXPECT_EQ(errno, ENOENT);
    EXPECT_GE(ops->getUtilPercent(folder.c_str()), -1);
    EXPECT_EQ(ops->getUtilPercent("/nowhere/at/all"), -1);
 }
@@ -120,6 +126,9 @@ TEST_F(Unit, WatchesAMountPoint) {
    EXPECT_TRUE(monitor->fsHealthSm()->running());
    monitor->handleTestClock();
    EXPECT_EQ(monitor->mountPt(), folder.c_str());
+   EXPECT_TRUE(monitor->helper());
+   EXPECT_EQ(monitor->devices(), devices);
+   EXPECT_LT(monitor->testClock()->timeMin(), Vorn::Seconds::infinity());
    EXPECT_EQ(monitor->mountPtDevice(), "/dev/sda1");
    EXPECT_EQ(monitor->mountPtDeviceBlkSize(), blkSize);
    monitor->fsHealthSmIs(folder.c_str(), blkSize, devices);
@@ -133,6 +142,8 @@ TEST_F(Unit, WatchesTheMountPointsOfItsFixedDisks) {
    mountPtMonitorHelperCreatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
    auto const manager = mountPtMonitorManagerSmFactory(devices);
    EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);
+   EXPECT_EQ(manager->devices(), devices);
+   EXPECT_TRUE(manager->helper());
    manager->mountPtMonitorSmIs("/mnt/other", newMountPtMonitorHelper(), devices);
    mountPtMonitorHelperCreatorIs(nullptr);
    EXPECT_TRUE(manager->mountPtMonitorSm("/mnt/other"));

@@ -1,0 +1,213 @@
+// Whoever is notified of anything that a health test does may stop it there, start it again or let go of it.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+
+#include "StorageDevices/Factories.h"
+#include "StorageDevices/FsHealthSm.h"
+#include "runtime/host/Log.h"
+#include "tests/support/MountPoint.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TraceRecorder.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Texts = std::vector<std::string>;
+using State = FsHealthSmState;
+
+constexpr std::uint32_t blockSize = 4096;
+constexpr double day = 86400;
+
+// Calls an action at the notification of that number, be it a change of an attribute or a log message.
+class Interruption {
+ public:
+   Interruption(FsHealthSm const & machine, int at, std::function<void()> action)
+       : at_{at}, action_{std::move(action)} {
+      Host::logSinkIs([this](Host::LogMessage const &) { handle(); });
+      machine_.notifierIs(Pelm::Ptr<Pelm::Node const>{&machine});
+      listen(machine_, machine.running, machine.state, machine.syslogTriggered, machine.nonSyslogErrorCount,
+             machine.eagainErrorCount, machine.writeTestOk, machine.readTestOk, machine.cookieFilePath,
+             machine.cookieData);
+      auto const & fd = *machine.fsHealthSmFd();
+      fd_.notifierIs(Pelm::Ptr<Pelm::Node const>{&fd});
+      listen(fd_, fd.descriptor, fd.notifyOnReadable, fd.notifyOnWritable);
+   }
+   Interruption(Interruption const &) = delete;
+   Interruption & operator=(Interruption const &) = delete;
+   ~Interruption() { Host::logSinkIs(nullptr); }
+
+   int notifications() const { return count_; }
+
+ private:
+   template <class... Cell>
+   void listen(Vorn::NotifieeConst & reactor, Cell const &... cells) {
+      (reactor.template on<&Interruption::handle>(cells, *this), ...);
+      reactor.hasNotificationActiveIs(true);
+   }
+   void handle() {
+      if (++count_ == at_)
+         action_();
+   }
+
+   int at_;
+   int count_ = 0;
+   std::function<void()> action_;
+   Vorn::NotifieeConst machine_;
+   Vorn::NotifieeConst fd_;
+};
+
+// A way that a test may go.
+struct Way {
+   char const * name;
+   void (*arrange)(FsHealthIoOps & ops, fs::path const & mountPoint);
+};
+
+void failWith(FsHealthIoOps & ops, void (FsHealthIoOps::*result)(std::int32_t),
+              void (FsHealthIoOps::*error)(std::int32_t), int number) {
+   (ops.*result)(-1);
+   (ops.*error)(number);
+}
+
+constexpr Way ways[] = {
+    {"good", [](FsHealthIoOps &, fs::path const &) {}},
+    {"unreadable",
+     [](FsHealthIoOps & ops, fs::path const &) {
+        failWith(ops, &FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs, EIO);
+     }},
+    {"changed", [](FsHealthIoOps & ops, fs::path const &) { ops.readRetIs(static_cast<int>(blockSize)); }},
+    {"unwritable",
+     [](FsHealthIoOps & ops, fs::path const &) {
+        failWith(ops, &FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs, EIO);
+     }},
+    {"odd",
+     [](FsHealthIoOps & ops, fs::path const &) {
+        failWith(ops, &FsHealthIoOps::writeRetIs, &FsHealthIoOps::writeErrnoIs, EINVAL);
+     }},
+    {"hung",
+     [](FsHealthIoOps & ops, fs::path const &) {
+        failWith(ops, &FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs, EAGAIN);
+     }},
+    {"notToBeOpenedYet",
+     [](FsHealthIoOps & ops, fs::path const &) {
+        failWith(ops, &FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs, EAGAIN);
+     }},
+    {"withoutMountPoint", [](FsHealthIoOps &, fs::path const & mountPoint) { fs::remove_all(mountPoint); }},
+    {"inItsWay",
+     [](FsHealthIoOps &, fs::path const & mountPoint) {
+        fs::create_directories(mountPoint / "debug/healthTestCookie");
+     }},
+};
+
+class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
+ protected:
+   FsHealthInterruptions() { Host::turn(); }
+
+   void make() {
+      fs::remove_all(mountPoint_);
+      fs::create_directory(mountPoint_);
+      machine_ = fsHealthSmFactory(mountPoint_.c_str(), blockSize, Pelm::make<ConnectedDevices>());
+      GetParam().arrange(*machine_->ioOps(), mountPoint_);
+      traces_.clear();
+   }
+   // A whole test, as the loop drives it.
+   void runOnLoop() const {
+      if (Pelm::Ptr<FsHealthSm> const machine = machine_)
+         machine->start();
+      Host::runFor(700);
+   }
+   // The same by calls, so that each change is delivered where it is made.
+   void runByHand() const {
+      Pelm::Ptr<FsHealthSm> const machine = machine_;
+      auto const step = [&](State::Value state, auto const & call) {
+         if (machine_ && machine->state() == state)
+            call();
+      };
+      machine->start();
+      step(State::writeTest, [&] { machine->handleTestClock(); });
+      step(State::writeTest, [&] { ready(*machine, &FsHealthSm::doWriteTest); });
+      step(State::readTest, [&] { machine->handleTestClock(); });
+      step(State::readTest, [&] { ready(*machine, &FsHealthSm::doReadTest); });
+      step(State::writeTest, [&] { machine->handleTestClock(); });
+   }
+   static void ready(FsHealthSm & machine, void (FsHealthSm::*phase)()) {
+      if (machine.fsHealthSmFd()->descriptor() >= 0)
+         (machine.*phase)();
+   }
+   // Interrupts each notification of a run in turn; `check` is told after each. How many there were.
+   template <class Action, class Check>
+   int interruptEach(Action const & action, Check const & check) {
+      int notified = 0;
+      for (bool const byHand : {false, true})
+         for (int at = 1;; ++at) {
+            make();
+            Interruption const interruption{*machine_, at, action};
+            if (byHand)
+               runByHand();
+            else
+               runOnLoop();
+            if (interruption.notifications() < at)
+               break;
+            SCOPED_TRACE((byHand ? "by hand, " : "") + std::to_string(at));
+            ++notified;
+            check(interruption);
+         }
+      return notified;
+   }
+
+   Support::TempDir folder_{Support::folderWithDirectIo()};
+   fs::path mountPoint_ = folder_.path() / "mount";
+   Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
+   Pelm::Ptr<FsHealthSm> machine_;
+   std::vector<int> before_ = Support::openDescriptors();
+};
+
+TEST_P(FsHealthInterruptions, StopItForGood) {
+   auto const check = [this](Interruption const & interruption) {
+      EXPECT_EQ(machine_->state(), State{State::cleanup});
+      EXPECT_FALSE(machine_->running());
+      EXPECT_EQ(machine_->testClock()->timeMin(), Vorn::Seconds::infinity());
+      EXPECT_EQ(Support::openDescriptors(), before_);
+      int const heard = interruption.notifications();
+      Host::runFor(2 * day);
+      EXPECT_EQ(interruption.notifications(), heard) << "it went on";
+      for (std::string const & error : traces_.errors())
+         EXPECT_EQ(error.find("close"), std::string::npos) << error;
+   };
+   EXPECT_GT(interruptEach([this] { machine_->stop(); }, check), 4);
+}
+
+TEST_P(FsHealthInterruptions, StopAndStartItAgain) {
+   auto const check = [this](Interruption const &) {
+      bool const parked = machine_->state() == State::setup;
+      EXPECT_TRUE(machine_->running());
+      EXPECT_NE(machine_->state(), State{State::cleanup});
+      EXPECT_EQ(parked, machine_->testClock()->timeMin() == Vorn::Seconds::infinity());
+      machine_->stop();
+      EXPECT_EQ(Support::openDescriptors(), before_);
+   };
+   auto const restart = [this] {
+      machine_->stop();
+      machine_->start();
+   };
+   EXPECT_GT(interruptEach(restart, check), 4);
+}
+
+TEST_P(FsHealthInterruptions, LetGoOfIt) {
+   auto const check = [this](Interruption const &) { EXPECT_FALSE(machine_); };
+   EXPECT_GT(interruptEach([this] { machine_ = nullptr; }, check), 4);
+   EXPECT_EQ(Support::openDescriptors(), before_);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FsHealthInterruptions, testing::ValuesIn(ways),
+                         [](auto const & way) { return std::string{way.param.name}; });
+
+}  // namespace
+
+}  // namespace StorageDevices
