@@ -35,7 +35,7 @@ StorageDeviceErrWatcherSm::StorageDeviceErrWatcherSm(Pelm::Ptr<StorageDevicesInf
    devicesReactor_.notifierIs(connDevs_);
    devicesReactor_.on<&StorageDeviceErrWatcherSm::handleDeviceAddRem>(connDevs_->disk, *this);
    socketReactor_.notifierIs(socketFd_);
-   socketReactor_.on<&StorageDeviceErrWatcherSm::handleReadable>(socketFd_->readableCount, *this);
+   socketReactor_.on<&StorageDeviceErrWatcherSm::handleSocket>(socketFd_->readableCount, *this);
    socketReactor_.hasNotificationActiveIs(true);
 }
 
@@ -122,16 +122,20 @@ void StorageDeviceErrWatcherSm::handleDeviceAddRem(Pelm::String const & name) {
    }
 }
 
-void StorageDeviceErrWatcherSm::handleReadable() {
+void StorageDeviceErrWatcherSm::handleSocket() {
+   handleReadable(kMsgSockFd());
+}
+
+void StorageDeviceErrWatcherSm::handleReadable(int fd) {
    if (!initialized())
       return;
    // What is logged here may make the host let go of the monitor.
    Pelm::KeepAlive const keepAlive{*this};
-   VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << kMsgSockFd();
+   VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << fd;
    Vorn::Seconds const deadline = Vorn::System::currentTime() + maxProcessTime();
    buffer_.resize(recvBufSize());
    do {
-      ssize_t const size = recv(kMsgSockFd(), buffer_.data(), buffer_.size() - 1, 0);
+      ssize_t const size = recv(fd, buffer_.data(), buffer_.size() - 1, 0);
       if (size < 0) {
          if (errno != EAGAIN)
             VORN_TRACE(traceHandle, 0) << "handleReadable"
@@ -141,12 +145,12 @@ void StorageDeviceErrWatcherSm::handleReadable() {
       buffer_[static_cast<std::size_t>(size)] = '\0';
       VORN_TRACE(traceHandle, 7) << "received" << buffer_.c_str();
       processKernelMsg(buffer_.c_str());
-   } while (Vorn::System::currentTime() <= deadline);
+   } while (!nodeFlag(Flag::zombie) && Vorn::System::currentTime() <= deadline);
 }
 
-void StorageDeviceErrWatcherSm::processKernelMsg(char const * text) {
-   VORN_TRACE(traceHandle, 7) << "processKernelMsg" << text;
-   auto const captured = deviceInKernelLine(text);
+void StorageDeviceErrWatcherSm::processKernelMsg(Pelm::String const & text) {
+   VORN_TRACE(traceHandle, 7) << "processKernelMsg" << text.data();
+   auto const captured = deviceInKernelLine(text.data());
    if (!captured)
       return;
    auto const match = Pelm::make<RegexMatch>(Pelm::String{*captured});
@@ -174,8 +178,9 @@ Pelm::Ptr<StorageDevErrorSyslogInfo> StorageDeviceErrWatcherSm::recordNamed(
 
 void StorageDeviceErrWatcherSm::maybeLog(StorageDevErrorSyslogInfo & record) const {
    Vorn::Seconds const now = Vorn::System::currentTimeUtc();
-   Vorn::Seconds const since = now - record.syslogTimestamp();
-   if (!(since > Vorn::Seconds{static_cast<double>(syslogThreshold())})) {
+   Vorn::Seconds const last = record.syslogTimestamp();
+   Vorn::Seconds const since = now - last;
+   if (last != 0 && !(since > Vorn::Seconds{static_cast<double>(syslogThreshold())})) {
       VORN_TRACE(traceHandle, 2) << "Syslog for " << record.blockDevice() << " sent " << since
                                  << " seconds ago.";
       return;

@@ -7,7 +7,10 @@
 
 #include <sys/un.h>
 
+#include <array>
 #include <cstdint>
+#include <regex>
+#include <string>
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -29,7 +32,14 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
                              Pelm::Ptr<ConnectedDevices const> connDevs, Pelm::String unixSockName);
    ~StorageDeviceErrWatcherSm() override;
 
+   Pelm::Ptr<StorageDevicesInfo> const & sdevInfo() const { return sdevInfo_; }
+   Pelm::Ptr<ConnectedDevices const> const & connDevs() const { return connDevs_; }
    Pelm::String const & unixSockName() const { return unixSockName_; }
+   // The address of the socket, as much of `unixSockName` as it holds.
+   sockaddr_un const & sockAddr() const { return sockAddr_; }
+   // The expressions that a line is matched with, in their order. Compiled at the first
+   // call: the watcher itself gives their answers without them.
+   static std::array<std::regex, 9> const & regex();
 
    template <class T>
    using Attribute = Vorn::Attribute<T, StorageDeviceErrWatcherSm>;
@@ -52,9 +62,11 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    // Raises std::runtime_error when there is no socket to be had.
    void handleInitialized();
    void handleDeviceAddRem(Pelm::String const & name);
-   void handleReadable();
-   // One kernel line.
-   void processKernelMsg(char const * text);
+   // Reads datagrams until there are no more or `maxProcessTime` is over.
+   void handleReadable(int fd);
+   // One kernel line, up to a NUL.
+   void processKernelMsg(Pelm::String const & text);
+   // Closes the socket and removes its file.
    void handleDestruction();
    void vornDoZombieReactors(bool zombie) override;
 
@@ -67,6 +79,7 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
 
    void kMsgSockFdIs(int fd);
    void openSocket();
+   void handleSocket();
    void checkStorageDevicesInfoColln();
    Pelm::Ptr<StorageDevErrorSyslogInfo> recordNamed(Pelm::String const & kernelName) const;
    void maybeLog(StorageDevErrorSyslogInfo & record) const;

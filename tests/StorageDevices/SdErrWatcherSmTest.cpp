@@ -4,8 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
 
 #include "StorageDevices/Factories.h"
 #include "runtime/host/Failure.h"
@@ -15,6 +20,18 @@
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+socklen_t boundLength = 0;
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" int bind(int fd, sockaddr const * address, socklen_t length) noexcept {
+   boundLength = length;
+   return static_cast<int>(syscall(SYS_bind, fd, address, length));
+}
 
 namespace StorageDevices {
 
@@ -110,6 +127,99 @@ TEST_F(ErrWatcher, aSecondLineWithinADayIsOnlyTraced) {
    EXPECT_EQ(logs_.messages().size(), 2U);
 }
 
+TEST_F(ErrWatcher, theFirstErrorIsLoggedWhateverTheClockSays) {
+   for (double const utc : {0.5, 5.0, 86400.0}) {
+      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), utc);
+      Host::timeSourceIs(std::move(source));
+      info_ = Pelm::make<StorageDevicesInfo>();
+      start();
+      logs_.clear();
+      line("ata2: hard resetting link");
+      EXPECT_EQ(logs_.messages().size(), 1U) << utc;
+      line("ata2: hard resetting link");
+      EXPECT_EQ(logs_.messages().size(), 1U) << utc;
+      watcher_ = nullptr;
+   }
+}
+
+TEST_F(ErrWatcher, waitsAsLongAsItsThresholdSays) {
+   start();
+   watcher_->syslogThresholdIs(10);
+   line("ata2: hard resetting link");
+   time->jumpBy(10);
+   line("ata2: hard resetting link");
+   EXPECT_EQ(logs_.messages().size(), 1U);
+   time->jumpBy(1);
+   line("ata2: hard resetting link");
+   EXPECT_EQ(logs_.messages().size(), 2U);
+}
+
+TEST_F(ErrWatcher, notesTheTimeBeforeItLogs) {
+   start();
+   std::optional<Vorn::Seconds> noted;
+   Host::logSinkIs([&](Host::LogMessage const &) { noted = record("KS0001")->syslogTimestamp(); });
+   line("ata2: hard resetting link");
+   Host::logSinkIs(nullptr);
+   EXPECT_EQ(noted, Vorn::System::currentTimeUtc());
+}
+
+TEST_F(ErrWatcher, namesTheBlockDeviceOfTheRecordNotOfTheDiskAsItIsNow) {
+   start();
+   devices_->diskDel("KS0001");
+   DiskFields back = sata_;
+   back.blockDevice = "/dev/sdc";
+   back.writeTo(*devices_);
+   line("blk_update_request: I/O error, dev sdc, sector 1");
+   ASSERT_EQ(logs_.messages().size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/sda");
+}
+
+TEST_F(ErrWatcher, reconcilesTheDisksFirstThenTheRecords) {
+   info_->fsListIs("gone", "/dev/sdx", "ata9", false);
+   start();
+   EXPECT_EQ(traces_.texts(7), (Texts{"handleDeviceAddRem add KS0001 ata2 to dev list",
+                                      "handleDeviceAddRem add VT01 usb 2-1 to dev list",
+                                      "handleDeviceAddRem modify KS0001 to dev list",
+                                      "handleDeviceAddRem modify VT01 to dev list"}));
+   EXPECT_EQ(record("gone")->disconnectCount(), 1U);
+}
+
+TEST_F(ErrWatcher, bindsWithTheWholeAddress) {
+   start();
+   EXPECT_EQ(boundLength, sizeof(sockaddr_un));
+}
+
+TEST_F(ErrWatcher, saysFirstThatItClosesItsSocketThenThatItRemovesIt) {
+   start();
+   int const fd = watcher_->kMsgSockFd();
+   Texts seen;
+   Host::traceSinkIs([&](Host::TraceLine const & trace) {
+      bool const open = fcntl(fd, F_GETFD) >= 0;
+      bool const there = std::filesystem::exists(path_);
+      seen.push_back(trace.text + (open ? ", open" : "") + (there ? ", there" : ""));
+   });
+   watcher_->handleDestruction();
+   Host::traceSinkIs(nullptr);
+   EXPECT_EQ(seen, (Texts{" close socket, open, there", " unlink, there"}));
+   EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+TEST_F(ErrWatcher, letGoInItsOwnMessageItReadsNoMore) {
+   start();
+   Sender const sender{path_};
+   ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
+   ASSERT_TRUE(sender.send("kernel: [1.2] usb 2-1: USB disconnect, device number 2"));
+   int messages = 0;
+   Host::logSinkIs([&](Host::LogMessage const &) {
+      ++messages;
+      watcher_ = nullptr;
+   });
+   Host::turn();
+   Host::logSinkIs(nullptr);
+   EXPECT_EQ(messages, 1);
+   EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
 TEST_F(ErrWatcher, everyDeviceHasItsOwnDay) {
    start();
    line("ata2: hard resetting link");
@@ -169,7 +279,7 @@ TEST_F(ErrWatcher, anErrorOfReadingEndsTheBurstAndIsTraced) {
    int const nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
    ASSERT_GE(dup2(nothing, watcher_->kMsgSockFd()), 0);
    close(nothing);
-   watcher_->handleReadable();
+   watcher_->handleReadable(watcher_->kMsgSockFd());
    ASSERT_EQ(traces_.errors().size(), 1U);
    EXPECT_TRUE(traces_.errors()[0].starts_with("handleReadable read error:")) << traces_.errors()[0];
    EXPECT_TRUE(logs_.messages().empty());
@@ -219,7 +329,7 @@ TEST_F(ErrWatcher, aBurstIsReadInPortions) {
       ++sent;
    ASSERT_GT(sent, 8);
    traces_.clear();
-   watcher_->handleReadable();
+   watcher_->handleReadable(watcher_->kMsgSockFd());
    auto const read = traces_.count(7, "receivedkernel: [1.2] nothing");
    EXPECT_GE(read, 2);
    EXPECT_LE(read, 4) << "half a second at 0.2 seconds a line";
@@ -227,6 +337,23 @@ TEST_F(ErrWatcher, aBurstIsReadInPortions) {
    for (int i = 0; i < 20; ++i)
       Host::turn();
    EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] nothing"), sent);
+}
+
+TEST_F(ErrWatcher, readsOnUntilItIsPastItsTime) {
+   start();
+   Sender const sender{path_};
+   for (int i = 0; i < 6; ++i)
+      ASSERT_TRUE(sender.send("kernel: [1.2] nothing"));
+   auto const readAt = [&](double budget) {
+      watcher_->maxProcessTimeIs(budget);
+      traces_.clear();
+      time->stepPerReadingIs(0.25);
+      watcher_->handleReadable(watcher_->kMsgSockFd());
+      time->stepPerReadingIs(0);
+      return traces_.count(7, "receivedkernel: [1.2] nothing");
+   };
+   EXPECT_EQ(readAt(0.5), 3) << "at the deadline itself it goes on";
+   EXPECT_EQ(readAt(0), 1);
 }
 
 TEST_F(ErrWatcher, aHundredThousandLinesLoseNothingThatTheSocketTook) {
@@ -433,7 +560,7 @@ TEST_F(ErrWatcherFailures, withoutDescriptorsThereIsNoSocket) {
 
 TEST_F(ErrWatcher, beforeItIsInitialisedNothingIsRead) {
    watcher_ = Pelm::make<StorageDeviceErrWatcherSm>(info_, devices_, Pelm::String{path_});
-   watcher_->handleReadable();
+   watcher_->handleReadable(watcher_->kMsgSockFd());
    EXPECT_TRUE(traces_.lines().empty());
 }
 

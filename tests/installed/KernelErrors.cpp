@@ -1,3 +1,7 @@
+#include <sys/socket.h>
+
+#include <regex>
+
 #include "Host.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/SdErrWatcherSm.h"
@@ -15,6 +19,11 @@ TEST_F(Unit, LogsWhatTheKernelReports) {
    ASSERT_TRUE(watcher->initialized());
    EXPECT_GE(watcher->kMsgSockFd(), 0);
    EXPECT_EQ(watcher->unixSockName(), (folder / "kernel").c_str());
+   EXPECT_EQ(watcher->sdevInfo(), info);
+   EXPECT_EQ(watcher->connDevs(), devices);
+   EXPECT_EQ(watcher->sockAddr().sun_family, AF_UNIX);
+   EXPECT_TRUE(std::regex_search("kernel: [1.2] ata1: hard resetting link", watcher->regex()[1]));
+   watcher->handleReadable(watcher->kMsgSockFd());
    watcher->recvBufSizeIs(2000);
    watcher->maxProcessTimeIs(0.25);
    watcher->syslogThresholdIs(100);
