@@ -128,6 +128,7 @@ void KernelForwarder::countLost(std::uint64_t sequence) {
 }
 
 void KernelForwarder::send() {
+   beforeLine_();
    auto const outcome = sender_.send(waiting_);
    bool const isFull = outcome == KernelLineSender::Outcome::full;
    log_->notifyOnReadableIs(isReading() && !isFull);

@@ -12,6 +12,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "agent/Config.h"
 #include "agent/KernelLineRewrite.h"
@@ -43,6 +44,8 @@ class KernelForwarder {
    KernelForwarder & operator=(KernelForwarder const &) = delete;
    ~KernelForwarder();
 
+   // Called before each line is sent.
+   void beforeLineIs(std::function<void()> call) { beforeLine_ = std::move(call); }
    // Whether lines are rewritten, from the next one on.
    void modernKernelsIs(bool modern) { modernKernels_ = modern; }
 
@@ -71,6 +74,7 @@ class KernelForwarder {
 
    bool modernKernels_;
    Notice notice_;
+   std::function<void()> beforeLine_ = [] {};
    Read read_;
    KernelLineSender sender_;
    KernelLineRewriter rewriter_;

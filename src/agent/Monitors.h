@@ -18,6 +18,7 @@
 #include "StorageDevices/SdErrWatcherSm.h"
 #include "StorageDevices/SmartDataMonitorSm.h"
 #include "StorageDevices/TempSensorSm.h"
+#include "agent/ClockWatch.h"
 #include "agent/Config.h"
 #include "agent/Entities.h"
 #include "agent/KernelForwarder.h"
@@ -76,6 +77,7 @@ class Monitors {
    Pelm::Ptr<StorageDevices::DeviceLifetimeMonitorSm> lifetime_;
    Pelm::Ptr<StorageDevices::TempSensorSm> temperature_;
    Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> kernelErrors_;
+   std::optional<ClockWatch> clockWatch_;
    std::unique_ptr<KernelForwarder> kernelForwarder_;
    KernelLineCounts earlierLines_;  // of forwarders that a reload has ended
    std::unique_ptr<SimulatedRoot> simulatedRoot_;
