@@ -22,6 +22,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// With one behind it a link would be followed.
+fs::path withoutSlash(fs::path const & directory) {
+   fs::path const normal = directory.lexically_normal();
+   return normal.has_filename() ? normal : normal.parent_path();
+}
+
 bool canBeFileName(std::string_view name) {
    return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." &&
           name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
@@ -55,7 +61,6 @@ bool writeAll(int fd, std::string_view text) {
 
 // The error number; 0: replaced.
 int replaceFile(fs::path const & path, std::string_view text) {
-   Vorn::BlockingCall const call{"write", path.native()};
    std::string temporary = path.parent_path() / ".XXXXXX";
    int const fd = mkostemp(temporary.data(), O_CLOEXEC);
    if (fd < 0)
@@ -71,11 +76,21 @@ int replaceFile(fs::path const & path, std::string_view text) {
    return error;
 }
 
-std::error_code makeDirectory(fs::path const & path) {
-   Vorn::BlockingCall const call{"mkdir", path.native()};
+// The directory itself, made if it is missing; or minus the error number, ELOOP for a link.
+int openDirectory(fs::path const & path) {
    std::error_code error;
+   if (fs::is_symlink(fs::symlink_status(path, error)))
+      return -ELOOP;
    fs::create_directories(path, error);
-   return error;
+   if (error)
+      return -error.value();
+   int const fd = open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+   return fd < 0 ? -errno : fd;
+}
+
+std::string reasonOf(int error) {
+   return error == ELOOP ? "it is a symbolic link, which is not followed"
+                         : std::generic_category().message(error);
 }
 
 }  // namespace
@@ -95,8 +110,8 @@ void MountSources::Unref::operator()(libmnt_monitor * monitor) const {
    mnt_unref_monitor(monitor);
 }
 
-MountSources::MountSources(fs::path directory, std::set<std::string> const & names, Notice notice)
-    : directory_{std::move(directory)}, notice_{std::move(notice)} {
+MountSources::MountSources(fs::path const & directory, std::set<std::string> const & names, Notice notice)
+    : directory_{withoutSlash(directory)}, notice_{std::move(notice)} {
    for (std::string const & name : names)
       if (canBeFileName(name))
          names_.insert(name);
@@ -134,19 +149,23 @@ void MountSources::handleMountTable() {
 }
 
 void MountSources::write() {
-   std::error_code const error = makeDirectory(directory_);
-   outcome(directory_, error.value());
-   if (error)
+   Vorn::BlockingCall const call{"write", directory_.native()};
+   int const directory = openDirectory(directory_);
+   outcome(directory_, directory < 0 ? -directory : 0);
+   if (directory < 0)
       return;
+   // Whatever its name stands for by now.
+   fs::path const place = "/proc/self/fd/" + std::to_string(directory);
    for (std::string const & name : names_)
-      outcome(directory_ / name, replaceFile(directory_ / name, mountSourceText(name)));
+      outcome(directory_ / name, replaceFile(place / name, mountSourceText(name)));
+   close(directory);
 }
 
 void MountSources::outcome(fs::path const & path, int error) {
    if (error == 0)
       failing_.erase(path);
    else if (failing_.insert(path).second)
-      notice_(path.string() + ": cannot be written (" + std::generic_category().message(error) +
+      notice_(path.string() + ": cannot be written (" + reasonOf(error) +
               "), so wrong mounts may go unnoticed or be reported falsely; allow it, or set "
               "appliance.mount_source_dir elsewhere");
 }

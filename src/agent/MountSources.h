@@ -27,9 +27,9 @@ class MountSources {
    // A line for the operator. What goes on failing is told once.
    using Notice = std::function<void(std::string const & text)>;
 
-   // Writes the files, and again whenever the mount table changes. Makes the directory if it is missing. A
-   // name that cannot be a file's gets none.
-   MountSources(std::filesystem::path directory, std::set<std::string> const & names, Notice notice);
+   // Writes the files, and again whenever the mount table changes. Makes the directory if it is missing, and
+   // refuses one that is a symbolic link. A name that cannot be a file's gets none.
+   MountSources(std::filesystem::path const & directory, std::set<std::string> const & names, Notice notice);
    MountSources(MountSources const &) = delete;
    MountSources & operator=(MountSources const &) = delete;
    ~MountSources();

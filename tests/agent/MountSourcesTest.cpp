@@ -132,6 +132,41 @@ TEST_F(MountSourcesTest, ADirectoryThatCannotBeMadeIsToldOnce) {
    EXPECT_NE(notices[0].find("appliance.mount_source_dir"), std::string::npos);
 }
 
+TEST_F(MountSourcesTest, ADirectoryThatIsALinkIsRefused) {
+   fs::path const elsewhere = folder.path() / "elsewhere";
+   fs::create_directory(elsewhere);
+   fs::create_directories(files().parent_path());
+   fs::path const link = files().parent_path() / "link";
+   fs::create_directory_symlink(elsewhere, link);
+   fs::path const toNothing = files().parent_path() / "toNothing";
+   fs::create_directory_symlink(folder.path() / "new", toNothing);
+   for (fs::path const & directory : {link, link / "", link / ".", toNothing}) {
+      notices.clear();
+      MountSources const kept{
+          directory, {"drive"}, [this](std::string const & text) { notices.push_back(text); }};
+      ASSERT_EQ(notices.size(), 1U) << directory;
+      EXPECT_NE(notices[0].find(": cannot be written (it is a symbolic link, which is not followed)"),
+                std::string::npos)
+          << notices[0];
+   }
+   EXPECT_TRUE(fs::is_empty(elsewhere));
+   EXPECT_FALSE(fs::exists(folder.path() / "new"));
+}
+
+TEST_F(MountSourcesTest, ALinkSwappedInForTheDirectoryIsNotFollowed) {
+   auto const kept = sources({"drive"});
+   fs::path const elsewhere = folder.path() / "elsewhere";
+   fs::create_directory(elsewhere);
+   fs::remove_all(files());
+   fs::create_directory_symlink(elsewhere, files());
+   kept->write();
+   EXPECT_TRUE(fs::is_empty(elsewhere));
+   EXPECT_EQ(notices.size(), 1U);
+   fs::remove(files());
+   kept->write();
+   EXPECT_EQ(file("drive"), "");
+}
+
 // What the process below found: its exit code.
 enum Found : int { followed, noOwnTable, stale };
 
