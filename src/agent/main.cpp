@@ -1,6 +1,7 @@
 // The program `storagedevices`: reads the command line and runs the command.
 
 #include <sys/ioctl.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -73,7 +74,15 @@ void allowEntering() {
    umask(nobodyElseWrites);
 }
 
+// So that no two runs write the same texts when they test file systems.
+void seedRandom() {
+   auto seed = static_cast<unsigned>(getpid());
+   getrandom(&seed, sizeof seed, GRND_NONBLOCK);
+   std::srand(seed);
+}
+
 int runAgent(Agent::Command const & command) {
+   seedRandom();
    rlim_t const descriptors = allowAllDescriptors();
    allowEntering();
    Agent::Config config = configOf(command);

@@ -123,6 +123,23 @@ TEST_F(MonitorsTest, TheDisksOwnMountIsInOrder) {
              "");
 }
 
+TEST_F(MonitorsTest, EachRunTestsAFileSystemWithTextsOfItsOwn) {
+   if (!unit.fileSystems().takeDirectIo())
+      GTEST_SKIP() << "no folder here takes direct I/O";
+   unit.fileSystems().mountIs("drive", "sda1");
+   config("[clock]\ntime_scale = 600\n", "poll_interval = 86400\n");
+   auto const cookie = unit.fileSystems().root() / "mnt/drive/debug/healthTestCookie";
+   auto const written = [&] { return Support::fileContent(cookie); };
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return !written().empty(); })) << log;
+   std::string const first = written();
+   EXPECT_EQ(agent->stop(), "exit code 0");
+   std::filesystem::remove(cookie);
+   startSettled();
+   ASSERT_TRUE(eventually([&] { return !written().empty(); })) << log;
+   EXPECT_NE(written(), first);
+}
+
 TEST_F(MonitorsTest, AMountPointWithoutAMountIsWaitedForAndThenTold) {
    config("[clock]\ntime_scale = 1000\n", "poll_interval = 86400\n");
    startSettled();
