@@ -76,7 +76,7 @@ class Check {
       constexpr int cannotRun = 127;
       if (exprMissing_)
          return;
-      int const status = CDevsUtil::bashRegexStatus("/", text.c_str());
+      int const status = CDevsUtil::askExpr("/", text.c_str()).status;
       if (status == noPattern)
          error("the pattern " + text + " is no basic regular expression: correct it");
       else if (status == cannotRun)

@@ -18,6 +18,7 @@ struct STORAGEDEVICES_API ApplianceRules {
    std::vector<EtcBlockdevEntry> etcBlockDev;   // in file order
    std::vector<Pelm::String> etcMultidrive;     // patterns of drives that are inactive, in file order
    Vorn::Optional<Pelm::String> multidriveSrc;  // pattern of the drive that is active all the same
+   int shortage = 0;  // errno for want of which one of the files could not be opened
 };
 
 // Reads blockdev, multidrive and multidrive_src in `etcDir`. Entries and failures are traced; what

@@ -20,10 +20,10 @@ Vorn::TraceHandle traceHandle{"StorageCDevsUtil", true};
 }  // namespace
 
 bool CDevsUtil::bashRegexMatch(char const * string, char const * pattern) {
-   return bashRegexStatus(string, pattern) == 0;
+   return askExpr(string, pattern).status == 0;
 }
 
-int CDevsUtil::bashRegexStatus(char const * string, char const * pattern) {
+CDevsUtil::ExprAnswer CDevsUtil::askExpr(char const * string, char const * pattern) {
    constexpr int cannotRun = 127;
    int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
    if (devNull < 0)
@@ -31,15 +31,16 @@ int CDevsUtil::bashRegexStatus(char const * string, char const * pattern) {
    // Starting the program takes the descriptor over.
    pid_t const pid = Vorn::spawnProcess({"expr", "match", string, pattern}, -1, devNull, devNull);
    if (pid < 0) {
-      VORN_TRACE(traceHandle, 0) << " could not run expr: " << Vorn::Errno(errno, "spawn");
-      return cannotRun;
+      int const error = errno;
+      VORN_TRACE(traceHandle, 0) << " could not run expr: " << Vorn::Errno(error, "spawn");
+      return {cannotRun, error};
    }
    int const status = Brul::waitForProcess(pid);
    if (status < 0)
       VORN_TRACE(traceHandle, 0) << " expr exited due to signal:" << -status;
    if (status == Brul::waitFailed)
       VORN_TRACE(traceHandle, 0) << " could not learn how expr ended: does the host ignore SIGCHLD?";
-   return status;
+   return {status, 0};
 }
 
 Pelm::String CDevsUtil::udevSerial(udev_device * device) {

@@ -13,8 +13,13 @@ namespace StorageDevices::CDevsUtil {
 bool bashRegexMatch(char const * string, char const * pattern);
 
 // The same in the words of `expr`: 0 it matches, 1 it does not, 2 the pattern is no regular expression,
-// 127 `expr` cannot be run; anything else is its failure.
-int bashRegexStatus(char const * string, char const * pattern);
+// 127 `expr` cannot be run; anything else is its failure. `startError`: the errno value of an `expr` that
+// could not be started, else 0.
+struct ExprAnswer {
+   int status = 0;
+   int startError = 0;
+};
+ExprAnswer askExpr(char const * string, char const * pattern);
 
 // The serial under which udev knows the device: ID_SERIAL_SHORT, or ID_SERIAL where there is no
 // short one (cards); empty when it has neither.

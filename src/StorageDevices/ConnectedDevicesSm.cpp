@@ -1,18 +1,19 @@
 #include "StorageDevices/ConnectedDevicesSm.h"
 
 #include <cerrno>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceVerdict.h"
-#include "StorageDevices/EmmcDiskInfoCollectorSm.h"
-#include "StorageDevices/EusbDiskInfoCollectorSm.h"
+#include "StorageDevices/DiskInfoCollectors.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/Module.h"
-#include "StorageDevices/NvmeDiskInfoCollectorSm.h"
-#include "StorageDevices/SsdDiskInfoCollectorSm.h"
+#include "StorageDevices/RecordedDisks.h"
+#include "StorageDevices/SeenDevices.h"
+#include "StorageDevices/Shortage.h"
 #include "StorageDevices/Udev.h"
+#include "runtime/Vorn/Errno.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
 
@@ -23,12 +24,12 @@ namespace {
 [[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
 Vorn::TraceHandle traceHandle{"StorageConnectedDevicesSm", true};
 
-// A message of udev takes some 5 KiB of the socket's budget: room for three thousand of them. The
-// memory is taken only while they wait.
-constexpr int socketBufferBytes = 16 << 20;
+// Where udev itself, or the appliance's files, are what cannot be read.
+constexpr char udevKey[] = "udev";
+constexpr char rulesKey[] = "blockdev";
 
-bool isLoop(char const * sysName) {
-   return sysName && std::string_view{sysName}.starts_with("loop");
+bool isDevice(Pelm::String const & key) {
+   return key.view().starts_with('/');
 }
 
 // Marks a scan as under way until it ends, also when it ends with a failure.
@@ -58,7 +59,9 @@ ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
                                        Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm)
     : fruConfig_{std::move(fruConfig)},
       devices_{std::move(devices)},
-      childProcessTrackerSm_{std::move(childProcessTrackerSm)} {}
+      childProcessTrackerSm_{std::move(childProcessTrackerSm)},
+      disks_{std::make_unique<RecordedDisks>(devices_)},
+      seen_{std::make_unique<SeenDevices>()} {}
 
 ConnectedDevicesSm::~ConnectedDevicesSm() {
    diskInfoCollectorSmDelAll();
@@ -68,11 +71,15 @@ ConnectedDevicesSm::~ConnectedDevicesSm() {
 
 void ConnectedDevicesSm::vornDoZombieReactors(bool zombie) {
    socketReactor_.hasNotificationActiveIs(!zombie);
+   for (auto const & [udevSerial, reactor] : infoReactor)
+      reactor->hasNotificationActiveIs(!zombie);
 }
 
 void ConnectedDevicesSm::handleDeletion() {
+   watching_ = false;
    if (socketFd_)
       socketFd_->descriptorIs(-1);
+   socketFd_ = nullptr;
    if (monitor_)
       udev_monitor_unref(std::exchange(monitor_, nullptr));
    if (udev_)
@@ -84,106 +91,156 @@ void ConnectedDevicesSm::handleInitialized() {
    socketReactor_.notifierIs(socketFd_);
    socketReactor_.on<&ConnectedDevicesSm::handleSocket>(socketFd_->readableCount, *this);
    socketReactor_.hasNotificationActiveIs(true);
+   readRules();
+   startWatching();
+}
+
+void ConnectedDevicesSm::readRules() {
    rules_ = readApplianceRules(fruConfig_->etcDir(), traceHandle);
-   udev_ = udev_new();
+   seen_->delAll();
+   noteShortage(rulesKey, {fruConfig_->etcDir(), "the appliance's files cannot be read", rules_.shortage});
+}
+
+void ConnectedDevicesSm::startWatching() {
+   if (!udev_) {
+      udev_ = udev_new();
+      noteShortage(udevKey, {udevKey, "udev cannot be used", udev_ ? 0 : errno});
+   }
    if (!udev_) {
       VORN_TRACE(traceHandle, 0) << " Unable to create libudev context.";
       return;
    }
-   if (!initalizeMonitor()) {
+   if (!monitor_ && !initalizeMonitor()) {
       VORN_TRACE(traceHandle, 0) << " Unable to initalize udev monitor.";
       return;
    }
-   if (enumerateAnew())
-      handleInternalDevicesReady();
-   else
-      socketFd_->notifyOnReadableIs(false);
+   watching_ = enumerateAgain();
+   socketFd_->notifyOnReadableIs(watching_);
 }
 
-bool ConnectedDevicesSm::enumerateAnew() {
+bool ConnectedDevicesSm::enumerateAgain() {
    bool const done = initalizeDevices();
-   if (!done)
+   if (done)
+      handleInternalDevicesReady();
+   else
       VORN_TRACE(traceHandle, 0) << "  Unable to obtain initial device set.";
    return done;
 }
 
+void ConnectedDevicesSm::rescan() {
+   rescanWanted_ = enumerating_;
+   if (enumerating_ || !socketFd_)
+      return;
+   // Whoever is notified of a disk may let go of this machine.
+   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
+   if (rules_.shortage != 0)
+      readRules();
+   if (watching_)
+      enumerateAgain();
+   else
+      startWatching();
+}
+
+void ConnectedDevicesSm::noteShortage(Pelm::String const & key, Unclassified const & value) {
+   if (!isShortage(value.error)) {
+      unclassifiedDeviceDel(key);
+      return;
+   }
+   // Of the others the start tells by itself.
+   if (isDevice(key) && !unclassifiedDevice.contains(key))
+      VORN_TRACE(traceHandle, 0) << " could not classify " << value.device << ": " << value.attempt << ": "
+                                 << Vorn::Errno(value.error, "shortage");
+   unclassifiedDevice.memberIs(key, value);
+}
+
 bool ConnectedDevicesSm::initalizeMonitor() {
-   UdevMonitorPtr monitor{udev_monitor_new_from_netlink(udev_, "udev")};
-   if (!monitor || udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "block", "disk") < 0 ||
-       udev_monitor_filter_update(monitor.get()) < 0)
-      return false;
-   // Helps against bursts; without the right to a large buffer the loss is noticed (see handleSocket).
-   udev_monitor_set_receive_buffer_size(monitor.get(), socketBufferBytes);
-   if (udev_monitor_enable_receiving(monitor.get()) < 0)
-      return false;
-   int const fd = udev_monitor_get_fd(monitor.get());
-   if (fd < 0)
+   UdevMonitorPtr monitor = openDiskMonitor(udev_);
+   noteShortage(udevKey, {udevKey, "its events cannot be received", monitor ? 0 : errno});
+   if (!monitor)
       return false;
    monitor_ = monitor.release();
-   socketFd_->descriptorIs(fd);
+   socketFd_->descriptorIs(udev_monitor_get_fd(monitor_));
    socketFd_->nonBlockingIs(true);
    socketFd_->notifyOnReadableIs(true);
    return true;
 }
 
 bool ConnectedDevicesSm::initalizeDevices() {
-   VORN_TRACE(traceHandle, 2) << " enumerating devices";
-   Serials serials;
-   // Collectors that finish at once must not announce the set complete before it is enumerated.
-   bool enumerated = false;
-   {
-      EnumerationScope const scope{enumerating_};
-      enumerated = enumerate(serials);
-   }
-   if (enumerated)
-      forgetAllBut(serials);
-   return enumerated;
+   bool const done = scanDevices();
+   // Whoever is notified of a disk may ask for a rescan: one more pass sees what there was to see.
+   return std::exchange(rescanWanted_, false) && done ? scanDevices() : done;
 }
 
-bool ConnectedDevicesSm::enumerate(Serials & serials) {
-   UdevEnumeratePtr const scan{udev_enumerate_new(udev_)};
-   if (!scan || udev_enumerate_add_match_subsystem(scan.get(), "block") < 0 ||
-       udev_enumerate_add_match_property(scan.get(), "DEVTYPE", "disk") < 0 ||
-       udev_enumerate_scan_devices(scan.get()) < 0)
+bool ConnectedDevicesSm::scanDevices() {
+   VORN_TRACE(traceHandle, 2) << " enumerating devices";
+   // Collectors that finish at once must not announce the set complete before it is enumerated.
+   EnumerationScope const scope{enumerating_};
+   DiskList const disks = listDisks(udev_);
+   noteShortage(udevKey, {udevKey, "its devices cannot be listed", disks.error});
+   if (disks.error != 0)
       return false;
-   for (udev_list_entry * entry = udev_enumerate_get_list_entry(scan.get()); entry;
-        entry = udev_list_entry_get_next(entry))
-      addEnumerated(udev_list_entry_get_name(entry), serials);
+   seen_->goneDel();
+   Scan scan;
+   for (std::string const & sysPath : disks.sysPaths)
+      if (!isLoop(nameIn(sysPath)))
+         examineEnumerated(sysPath, scan);
+   forgetGone(scan);
    return true;
 }
 
-void ConnectedDevicesSm::addEnumerated(char const * sysPath, Serials & serials) {
-   UdevDevicePtr const device{udev_device_new_from_syspath(udev_, sysPath)};
-   if (!device || isLoop(udev_device_get_sysname(device.get())))
+void ConnectedDevicesSm::examineEnumerated(std::string const & sysPath, Scan & scan) {
+   int error = descriptorShortage();
+   errno = 0;
+   UdevDevicePtr const device{error == 0 ? udev_device_new_from_syspath(udev_, sysPath.c_str()) : nullptr};
+   if (!device) {
+      error = error == 0 ? errno : error;
+      if (!isShortage(error))
+         return;
+      scan.complete = false;
+      scan.serials[sysPath] = "";
+      if (!seen_->seen(sysPath))
+         noteShortage(sysPath, {nameIn(sysPath), "it cannot be read", error});
       return;
-   serials.insert(CDevsUtil::udevSerial(device.get()));
-   handleAddEvent(device.get());
+   }
+   Pelm::String const udevSerial = CDevsUtil::udevSerial(device.get());
+   scan.serials[sysPath] = udevSerial;
+   bool const waits = unclassifiedDevice.contains(sysPath) && !diskInfoCollectorSm.contains(udevSerial);
+   if (waits || !isUnchanged(device.get()))
+      handleAddEvent(device.get());
 }
 
-void ConnectedDevicesSm::forgetAllBut(Serials const & serials) {
+bool ConnectedDevicesSm::isUnchanged(udev_device * device) const {
+   auto const * const seen = seen_->seen(udev_device_get_syspath(device));
+   if (!seen)
+      return false;
+   if (!seen->verdict)
+      return true;
+   return isAddressable(device) && seen->udevSerial == CDevsUtil::udevSerial(device) &&
+          (diskInfoCollectorSm.contains(seen->udevSerial) || disks_->disk(seen->udevSerial)) &&
+          judge(device, seen->mount, *fruConfig_) == *seen->verdict;
+}
+
+void ConnectedDevicesSm::forgetGone(Scan const & scan) {
+   auto const isGone = [&](Pelm::String const & udevSerial) { return seen_->isGone(udevSerial, scan); };
    for (auto const & [udevSerial, collector] : diskInfoCollectorSm)
-      if (!serials.contains(udevSerial))
+      if (isGone(udevSerial))
          diskInfoCollectorSmDel(udevSerial);
-   for (auto const & [udevSerial, name] : devices_->udevSerialToSerialMap) {
-      if (serials.contains(udevSerial))
-         continue;
-      Pelm::String const gone = name;
-      devices_->udevSerialToSerialMapDel(udevSerial);
-      devices_->diskDel(gone);
-   }
+   disks_->removeGone(isGone);
+   for (auto const & [sysPath, why] : unclassifiedDevice)
+      if (isDevice(sysPath) && !isInSysfs(sysPath))
+         unclassifiedDeviceDel(sysPath);
 }
 
 void ConnectedDevicesSm::handleSocket() {
+   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
    errno = 0;
    UdevDevicePtr const device{udev_monitor_receive_device(monitor_)};
    if (!device) {
       int const error = errno;
       VORN_TRACE(traceHandle, 0) << " Could not receive device from udev.";
-      // The kernel had no room for an event: what it was is unknown, so everything is looked at again.
-      if (error == ENOBUFS) {
-         enumerateAnew();
-         handleInternalDevicesReady();
-      }
+      // The kernel had no room for an event, so nobody knows which.
+      if (error == ENOBUFS)
+         rescan();
       return;
    }
    VORN_TRACE(traceHandle, 2) << " uevent received.";
@@ -194,7 +251,7 @@ void ConnectedDevicesSm::handleSocket() {
 
 void ConnectedDevicesSm::handleDisk(udev_device * device) {
    Pelm::String const action = udev_device_get_action(device);
-   VORN_TRACE(traceHandle, 2) << " received uevent with action " << action;
+   VORN_TRACE(traceHandle, 2) << " received uevent with action" << action;
    if (action == "add" || action == "change") {
       VORN_TRACE(traceHandle, 2) << " handling add event";
       handleAddEvent(device);
@@ -205,60 +262,63 @@ void ConnectedDevicesSm::handleDisk(udev_device * device) {
 }
 
 void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
-   Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
-   Pelm::String const node = udev_device_get_devnode(device);
-   if (!isAddressable(device))
+   Pelm::String const sysPath = udev_device_get_syspath(device);
+   if (!isAddressable(device)) {
+      unclassifiedDeviceDel(sysPath);
       return;
+   }
+   Pelm::String const node = udev_device_get_devnode(device);
    VORN_TRACE(traceHandle, 2) << " processing addition for " << node;
-   DeviceVerdict const verdict = judge(device, rules_, *fruConfig_);
-   switch (verdict.kind) {
-      case DeviceVerdict::Kind::inactive:
-         VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
-         return;
-      case DeviceVerdict::Kind::strange:
-         VORN_TRACE(traceHandle, 2) << " strange device " << node
-                                    << " doesn't have an /etc/blockdev entry; skipping";
-         return;
-      case DeviceVerdict::Kind::removable:
-      case DeviceVerdict::Kind::fixed:
-         break;
+   if (int const error = descriptorShortage()) {
+      noteShortage(sysPath, {node, "it cannot be read", error});
+      return;
    }
-   traceTwin(udevSerial, node);
-   // Whatever an earlier event started for this device is out of date now.
-   diskInfoCollectorSmDel(udevSerial);
-   if (auto const collector = collectorFor(device, verdict)) {
-      diskInfoCollectorSmIs(udevSerial, collector);
-   } else {
-      maybeInsertDisk(udevSerial, verdict.disk);
-      handleInternalDevicesReady();
+   PathVerdict const path = judgePath(patternPath(device), rules_);
+   if (path.shortage != 0) {
+      noteShortage(sysPath, {node, "expr cannot be started", path.shortage});
+      return;
    }
+   if (path.kind == PathVerdict::Kind::known) {
+      admit(device, path.mount);
+      return;
+   }
+   if (path.kind == PathVerdict::Kind::inactive)
+      VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
+   else
+      VORN_TRACE(traceHandle, 2) << " strange device " << node
+                                 << " doesn't have an /etc/blockdev entry; skipping";
+   seen_->seenIs(sysPath, {CDevsUtil::udevSerial(device), {}, {}});
+   unclassifiedDeviceDel(sysPath);
 }
 
-// Null: no collector knows the device better than udev does.
-Pelm::Ptr<DiskInfoCollectorSm> ConnectedDevicesSm::collectorFor(udev_device * device,
-                                                                DeviceVerdict const & verdict) const {
-   switch (verdict.collector) {
-      case DeviceVerdict::Collector::none:
-         return nullptr;
-      case DeviceVerdict::Collector::ssd:
-         return SsdDiskInfoCollectorSmIs(verdict.disk, childProcessTrackerSm_);
-      case DeviceVerdict::Collector::eusb:
-         return EusbDiskInfoCollectorSmIs(verdict.disk, device);
-      case DeviceVerdict::Collector::nvme:
-         return NvmeDiskInfoCollectorSmIs(verdict.disk, childProcessTrackerSm_);
-      case DeviceVerdict::Collector::emmc:
-         return EmmcDiskInfoCollectorSmIs(verdict.disk, device);
+void ConnectedDevicesSm::admit(udev_device * device, Pelm::String const & mount) {
+   Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
+   Pelm::String const sysPath = udev_device_get_syspath(device);
+   DeviceVerdict const verdict = judge(device, mount, *fruConfig_);
+   traceDuplicate(udevSerial, verdict.disk->blockDevice());
+   // Whatever an earlier event started for this device is out of date now.
+   diskInfoCollectorSmDel(udevSerial);
+   seen_->seenIs(sysPath, {udevSerial, mount, verdict});
+   if (auto const collector = diskInfoCollectorFor(device, verdict, childProcessTrackerSm_)) {
+      diskInfoCollectorSmIs(udevSerial, collector);
+      return;
    }
-   return nullptr;
+   maybeInsertDisk(udevSerial, verdict.disk);
+   unclassifiedDeviceDel(sysPath);
+   handleInternalDevicesReady();
+}
+
+bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
+   return judgePath(sysPath, rules_).kind == PathVerdict::Kind::inactive;
 }
 
 // Nothing tells two devices of one serial apart: the one seen last stands for both.
-void ConnectedDevicesSm::traceTwin(Pelm::String const & udevSerial, Pelm::String const & node) const {
+void ConnectedDevicesSm::traceDuplicate(Pelm::String const & udevSerial, Pelm::String const & node) const {
    Pelm::Ptr<ConnectedDisk const> known;
    if (auto const collector = diskInfoCollectorSm(udevSerial))
       known = collector->device();
-   else if (auto const name = devices_->udevSerialToSerialMap(udevSerial))
-      known = devices_->disk(*name);
+   else
+      known = disks_->disk(udevSerial);
    if (known && !(known->blockDevice() == node))
       VORN_TRACE(traceHandle, 0) << " serial " << udevSerial << " of " << node << " is also that of "
                                  << known->blockDevice();
@@ -266,15 +326,15 @@ void ConnectedDevicesSm::traceTwin(Pelm::String const & udevSerial, Pelm::String
 
 void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
    Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
-   if (udevSerial.empty())
+   if (udevSerial.empty()) {
+      anonymousRemovalCountIs(anonymousRemovalCount() + 1);
       return;
+   }
+   seen_->serialDel(udevSerial);
+   unclassifiedDeviceDel(udev_device_get_syspath(device));
    diskInfoCollectorSmDel(udevSerial);
    handleInternalDevicesReady();
-   auto const name = devices_->udevSerialToSerialMap(udevSerial);
-   if (!name)
-      return;
-   devices_->udevSerialToSerialMapDel(udevSerial);
-   devices_->diskDel(*name);
+   disks_->remove(udevSerial);
 }
 
 // By value: the caller goes with the reactor that is deleted here.
@@ -283,8 +343,13 @@ void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
    if (!collector || !collector->finalDisk())
       return;
+   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
    diskInfoCollectorSmDel(udevSerial);
-   maybeInsertDisk(udevSerial, collector->finalDisk());
+   Pelm::String const sysPath = seen_->pathOf(udevSerial);
+   int const error = collector->startError();
+   if (!isShortage(error))
+      maybeInsertDisk(udevSerial, collector->finalDisk());
+   noteShortage(sysPath, {collector->device()->blockDevice(), "its tool cannot be started", error});
    handleInternalDevicesReady();
 }
 
@@ -295,13 +360,7 @@ void ConnectedDevicesSm::handleInternalDevicesReady() {
 
 void ConnectedDevicesSm::maybeInsertDisk(Pelm::String const & udevSerial,
                                          Pelm::Ptr<ConnectedDisk const> const & disk) {
-   if (auto const name = devices_->udevSerialToSerialMap(udevSerial))
-      if (auto const stored = devices_->disk(*name); stored && stored->isEqButTexts(*disk))
-         return;
-   devices_->udevSerialToSerialMapIs(udevSerial, disk->name());
-   devices_->diskIs(disk->name(), disk->mibType(), disk->blockDevice(), disk->mountPoint(), disk->model(),
-                    disk->firmwareRevision(), disk->removable(), disk->busType(), disk->devAddress(),
-                    disk->sizeGb());
+   disks_->insert(udevSerial, disk);
 }
 
 void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,

@@ -6,6 +6,7 @@
 #include "StorageDevices/BusAddress.h"
 #include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceNames.h"
+#include "StorageDevices/Shortage.h"
 #include "StorageDevices/SizeGb.h"
 #include "StorageDevices/Udev.h"
 
@@ -16,23 +17,32 @@ namespace {
 constexpr std::string_view sysDevices = "/sys/devices/";
 constexpr std::string_view mountRoot = "/mnt/";
 
-bool matches(Pelm::String const & sysPath, Pelm::String const & pattern) {
-   return CDevsUtil::bashRegexMatch(sysPath.data(), pattern.data());
-}
+// One path against the patterns, until one of them cannot be matched for want of means.
+class PathMatch {
+ public:
+   PathMatch(Pelm::String const & path, Matcher const & matcher) : path_{path}, matcher_{matcher} {}
 
-bool isInactiveDrive(Pelm::String const & sysPath, ApplianceRules const & rules) {
-   if (rules.multidriveSrc && matches(sysPath, *rules.multidriveSrc))
-      return false;
-   return std::any_of(rules.etcMultidrive.begin(), rules.etcMultidrive.end(),
-                      [&](Pelm::String const & pattern) { return matches(sysPath, pattern); });
-}
+   bool matches(Pelm::String const & pattern) {
+      if (shortage_ != 0)
+         return false;
+      auto const answer = matcher_(path_.data(), pattern.data());
+      if (isShortage(answer.startError))
+         shortage_ = answer.startError;
+      return answer.status == 0;
+   }
+   bool isInactive(ApplianceRules const & rules) {
+      if (rules.multidriveSrc && matches(*rules.multidriveSrc))
+         return false;
+      return std::any_of(rules.etcMultidrive.begin(), rules.etcMultidrive.end(),
+                         [&](Pelm::String const & pattern) { return matches(pattern); });
+   }
+   int shortage() const { return shortage_; }
 
-// Null when no entry speaks of the device.
-EtcBlockdevEntry const * entryFor(Pelm::String const & sysPath, ApplianceRules const & rules) {
-   auto const entry = std::find_if(rules.etcBlockDev.begin(), rules.etcBlockDev.end(),
-                                   [&](EtcBlockdevEntry const & e) { return matches(sysPath, e.sysPathRe); });
-   return entry == rules.etcBlockDev.end() ? nullptr : &*entry;
-}
+ private:
+   Pelm::String const & path_;
+   Matcher const & matcher_;
+   int shortage_ = 0;
+};
 
 bool isFixed(Pelm::String const & mount, FruConfig const & fruConfig) {
    return mount == "flash" || mount == "drive" || mount == "drive2" ||
@@ -78,18 +88,33 @@ bool isAddressable(udev_device * device) {
    return !CDevsUtil::udevSerial(device).empty() && node && *node && path && *path;
 }
 
-DeviceVerdict judge(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig) {
+Pelm::String patternPath(udev_device * device) {
    Pelm::String path = udev_device_get_syspath(device);
    path.erase(path.begin(), path.begin() + std::min(path.size(), sysDevices.size()));
-   if (isInactiveDrive(path, rules))
-      return {DeviceVerdict::Kind::inactive, nullptr, DeviceVerdict::Collector::none};
-   EtcBlockdevEntry const * const entry = entryFor(path, rules);
-   if (!entry)
-      return {DeviceVerdict::Kind::strange, nullptr, DeviceVerdict::Collector::none};
-   bool const fixed = isFixed(entry->mount, fruConfig);
+   return path;
+}
+
+PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules, Matcher const & matcher) {
+   using Kind = PathVerdict::Kind;
+   PathMatch match{path, matcher};
+   if (match.isInactive(rules))
+      return {Kind::inactive, {}, 0};
+   auto const entry =
+       std::find_if(rules.etcBlockDev.begin(), rules.etcBlockDev.end(),
+                    [&](EtcBlockdevEntry const & each) { return match.matches(each.sysPathRe); });
+   if (match.shortage() != 0)
+      return {Kind::strange, {}, match.shortage()};
+   if (entry == rules.etcBlockDev.end())
+      return {Kind::strange, {}, 0};
+   return {Kind::known, entry->mount, 0};
+}
+
+DeviceVerdict judge(udev_device * device, Pelm::String const & mount, FruConfig const & fruConfig) {
+   bool const fixed = isFixed(mount, fruConfig);
+   auto const collector = fixed ? collectorFor(device) : DeviceVerdict::Collector::none;
    return {fixed ? DeviceVerdict::Kind::fixed : DeviceVerdict::Kind::removable,
-           provisionalDisk(device, entry->mount, !fixed),
-           fixed ? collectorFor(device) : DeviceVerdict::Collector::none};
+           provisionalDisk(device, mount, !fixed), collector,
+           collector == DeviceVerdict::Collector::eusb ? udevProperty(device, "DEVLINKS") : Pelm::String{}};
 }
 
 }  // namespace StorageDevices

@@ -35,6 +35,9 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
    // Clears the result and answers it.
    Pelm::Ptr<ConnectedDisk const> finalDiskDel();
 
+   // The errno value of a tool that could not be started, else 0. Then the result is the disk as handed in.
+   int startError() const { return startError_; }
+
    // The storage type of every disk that this kind of collector completes.
    virtual EntityMib::StorageType mibType() const = 0;
 
@@ -47,10 +50,13 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
    // Publishes the disk as it was handed in, but for the storage type.
    void finalizeUnchanged();
 
+   void startErrorIs(int error) { startError_ = error; }
+
    static Vorn::TraceHandle traceHandle;
 
  private:
    Pelm::Ptr<ConnectedDisk const> device_;
+   int startError_ = 0;
 };
 
 }  // namespace StorageDevices

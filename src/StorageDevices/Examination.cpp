@@ -1,12 +1,12 @@
 #include "StorageDevices/Examination.h"
 
-#include <algorithm>
-#include <fstream>
-#include <string_view>
+#include <cerrno>
 
 #include "StorageDevices/ApplianceErrors.h"
 #include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/RegularFile.h"
+#include "StorageDevices/Shortage.h"
 #include "StorageDevices/Udev.h"
 #include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Trace.h"
@@ -44,43 +44,33 @@ std::string diskText(DeviceVerdict const & verdict) {
 
 void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules const & rules,
              FruConfig const & fruConfig) {
-   examined.verdict = "skipped";
    if (!isAddressable(device)) {
       examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev knows no serial number of it"
                                                               : "udev knows no device node of it";
       return;
    }
-   DeviceVerdict const verdict = judge(device, rules, fruConfig);
-   switch (verdict.kind) {
-      case DeviceVerdict::Kind::inactive:
-         examined.reason = "multidrive lists it and it is not the source drive of multidrive_src";
-         break;
-      case DeviceVerdict::Kind::strange:
-         examined.reason = "no entry of blockdev matches its path";
-         break;
-      case DeviceVerdict::Kind::removable:
-         examined.verdict = "removable";
-         examined.reason = diskText(verdict);
-         break;
-      case DeviceVerdict::Kind::fixed:
-         examined.verdict = "fixed";
-         examined.reason = diskText(verdict);
-         break;
+   PathVerdict const path = judgePath(patternPath(device), rules);
+   if (path.shortage != 0) {
+      examined.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
+   } else if (path.kind == PathVerdict::Kind::inactive) {
+      examined.reason = "multidrive lists it and it is not the source drive of multidrive_src";
+   } else if (path.kind == PathVerdict::Kind::strange) {
+      examined.reason = "no entry of blockdev matches its path";
+   } else {
+      DeviceVerdict const verdict = judge(device, path.mount, fruConfig);
+      examined.verdict = verdict.kind == DeviceVerdict::Kind::fixed ? "fixed" : "removable";
+      examined.reason = diskText(verdict);
    }
 }
 
 ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig) {
-   constexpr std::string_view sysDevices = "/sys/devices/";
    char const * const node = udev_device_get_devnode(device);
-   std::string_view path = udev_device_get_syspath(device);
-   path.remove_prefix(std::min(path.size(), sysDevices.size()));
-   ExaminedDevice examined{node ? node : udev_device_get_sysname(device), std::string{path}, {}, {}};
-   if (std::string_view{udev_device_get_sysname(device)}.starts_with("loop")) {
-      examined.verdict = "skipped";
+   ExaminedDevice examined{
+       node ? node : udev_device_get_sysname(device), patternPath(device).str(), "skipped", {}};
+   if (isLoop(udev_device_get_sysname(device)))
       examined.reason = "loop devices are no disks";
-   } else {
+   else
       explain(examined, device, rules, fruConfig);
-   }
    return examined;
 }
 
@@ -89,20 +79,19 @@ ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruCo
 Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig) {
    Examination result;
    result.errors = applianceErrors(fruConfig->etcDir());
-   result.blockdevReadable = std::ifstream{fruConfig->etcDir().str() + "/blockdev"}.good();
+   FileText const blockdev = readRegularFile(fruConfig->etcDir().str() + "/blockdev", 1);
+   result.blockdevReadable = blockdev.openError == 0 && !blockdev.failed();
    ApplianceRules const rules = readApplianceRules(fruConfig->etcDir(), traceHandle);
    result.blockdevEntries = rules.etcBlockDev.size();
    UdevPtr const context{udev_new()};
-   UdevEnumeratePtr const scan{context ? udev_enumerate_new(context.get()) : nullptr};
-   if (!scan || udev_enumerate_add_match_subsystem(scan.get(), "block") < 0 ||
-       udev_enumerate_add_match_property(scan.get(), "DEVTYPE", "disk") < 0 ||
-       udev_enumerate_scan_devices(scan.get()) < 0)
-      return result;
-   result.udevAvailable = true;
-   for (udev_list_entry * entry = udev_enumerate_get_list_entry(scan.get()); entry;
-        entry = udev_list_entry_get_next(entry)) {
-      UdevDevicePtr const device{
-          udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry))};
+   DiskList const disks = context ? listDisks(context.get()) : DiskList{{}, errno};
+   result.udevAvailable = disks.error == 0;
+   if (!result.udevAvailable)
+      result.udevError = errorAndRemedy(disks.error);
+   for (std::string const & sysPath : disks.sysPaths) {
+      UdevDevicePtr const device{udev_device_new_from_syspath(context.get(), sysPath.c_str())};
+      if (!device && isShortage(errno))
+         result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno)});
       if (device)
          result.devices.push_back(examine(device.get(), rules, *fruConfig));
    }

@@ -23,6 +23,7 @@ struct STORAGEDEVICES_API Examination {
    bool blockdevReadable = false;
    std::size_t blockdevEntries = 0;
    bool udevAvailable = false;
+   std::string udevError;  // why udev's devices cannot be listed, and what to do
    std::vector<ExaminedDevice> devices;
 };
 

@@ -75,6 +75,7 @@ void NvmeDiskInfoCollectorSm::handleNvmeCli() {
       return;
    if (nvmeCliSm_->state() == State::failed) {
       VORN_TRACE(traceHandle, 0) << handleNvmeCliName << " nvme failed";
+      startErrorIs(nvmeCliSm_->startError());
       finalizeUnchanged();
    } else {
       parseOutput();

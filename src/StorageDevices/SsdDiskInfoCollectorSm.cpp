@@ -42,6 +42,7 @@ void SsdDiskInfoCollectorSm::handleHdparm() {
       return;
    if (hdparmSm_->state() == State::failed) {
       VORN_TRACE(traceHandle, 0) << handleHdparmName << " hdparm failed";
+      startErrorIs(hdparmSm_->startError());
       finalizeUnchanged();
    } else {
       parseOutput();

@@ -4,6 +4,8 @@
 #include <libudev.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "runtime/Pelm/String.h"
 
@@ -21,6 +23,20 @@ using UdevPtr = std::unique_ptr<udev, UdevUnref<udev_unref>>;
 using UdevMonitorPtr = std::unique_ptr<udev_monitor, UdevUnref<udev_monitor_unref>>;
 using UdevEnumeratePtr = std::unique_ptr<udev_enumerate, UdevUnref<udev_enumerate_unref>>;
 using UdevDevicePtr = std::unique_ptr<udev_device, UdevUnref<udev_device_unref>>;
+
+// The folders in sysfs of all whole disks.
+struct DiskList {
+   std::vector<std::string> sysPaths;
+   int error = 0;  // errno value when they could not be listed
+};
+DiskList listDisks(udev * context);
+
+// A monitor of the events of whole disks that receives already; null, with errno set, when udev refuses.
+UdevMonitorPtr openDiskMonitor(udev * context);
+
+// The kernel's name of a device, and whether that is a loop device's.
+std::string nameIn(std::string const & sysPath);
+bool isLoop(std::string const & name);
 
 // A property of the device; empty when it has none of that name.
 inline Pelm::String udevProperty(udev_device * device, char const * name) {

@@ -11,12 +11,13 @@ SettledStart::SettledStart(Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> d
       return;
    reactor_.notifierIs(discovery_);
    reactor_.on<&SettledStart::handleReady>(discovery_->internalDevicesReady, *this);
+   reactor_.on<&SettledStart::handleReady>(discovery_->unclassifiedDevice, *this);
    reactor_.hasNotificationActiveIs(true);
    handleReady();
 }
 
 void SettledStart::handleReady() {
-   if (start_ && discovery_->internalDevicesReady())
+   if (start_ && discovery_->internalDevicesReady() && discovery_->unclassifiedDevice.empty())
       clock_.timeMinIs(Vorn::System::currentTime());
 }
 

@@ -50,13 +50,13 @@ TEST_F(DiscoveryEventsTest, aPluggedDiskAppearsAndAPulledOneGoes) {
    EXPECT_EQ(disk("0123ABCD").blockDevice, "/dev/sdb");
    EXPECT_EQ(traces_.texts(2).back(), " processing addition for /dev/sdb");
    EXPECT_EQ(traces_.count(2, " uevent received."), 1);
-   EXPECT_EQ(traces_.count(2, " received uevent with action add"), 1);
+   EXPECT_EQ(traces_.count(2, " received uevent with actionadd"), 1);
    EXPECT_EQ(traces_.count(2, " handling add event"), 1);
    unit_.unplug("sdb");
    settle();
    EXPECT_TRUE(disks().empty());
    EXPECT_TRUE(serials().empty());
-   EXPECT_EQ(traces_.count(2, " received uevent with action remove"), 1);
+   EXPECT_EQ(traces_.count(2, " received uevent with actionremove"), 1);
    EXPECT_EQ(traces_.texts(2).back(), " handling remove event");
    EXPECT_TRUE(traces_.errors().empty());
 }
@@ -201,7 +201,7 @@ TEST_F(DiscoveryEventsTest, otherActionsAreIgnored) {
    settle();
    EXPECT_EQ(changes.count(), 0U);
    EXPECT_EQ(traces_.lines().size(), 10U);
-   EXPECT_EQ(traces_.count(2, " received uevent with action offline"), 1);
+   EXPECT_EQ(traces_.count(2, " received uevent with actionoffline"), 1);
 }
 
 TEST_F(DiscoveryEventsTest, disksOfAnEarlierRunGoAfterTheScanUnlessTheyAreStillThere) {

@@ -97,7 +97,8 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       reasonIs(lastRunIsHeld);
       deadlineIs(Deadline::held, 0);
    } else if (!launch(captureStdout, captureStderr)) {
-      reasonIs(Vorn::startFailure(errno));
+      startError_ = errno;
+      reasonIs(Vorn::startFailure(startError_));
       stdout_.closeEnd();
       stderr_.closeEnd();
       deadlineIs(Deadline::cannotStart, 0);

@@ -59,6 +59,8 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
 
    // Valid when the run is over. Minus the signal that ended it; 127 when it could not be run.
    int exitCode() const { return exitCode_; }
+   // The errno value of a command that could not be started, else 0.
+   int startError() const { return startError_; }
    std::string const & stdoutBuffer() const { return stdout_.text(); }
    // Of a run that could not be started or was ended for a limit, the reason stands here.
    Pelm::String stderrString() const { return Pelm::String{stderr_.text()}; }
@@ -95,6 +97,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    bool timedOut_ = false;
    Pelm::String reason_;  // why it could not be run or was ended
    int exitCode_ = 0;
+   int startError_ = 0;
    double startedAt_ = 0;  // real monotonic seconds
    Deadline deadline_ = Deadline::none;
 

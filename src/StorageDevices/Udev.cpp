@@ -1,0 +1,72 @@
+#include "StorageDevices/Udev.h"
+
+#include <cerrno>
+
+#include "StorageDevices/Shortage.h"
+
+namespace StorageDevices {
+
+namespace {
+
+// A message of udev takes some 5 KiB of the socket's budget: room for three thousand of them. The
+// memory is taken only while they wait.
+constexpr int socketBufferBytes = 16 << 20;
+
+int matchDisks(udev_monitor * monitor) {
+   return udev_monitor_filter_add_match_subsystem_devtype(monitor, "block", "disk");
+}
+
+// Helps against bursts; without the right to a large buffer the loss of an event is noticed.
+int enlarge(udev_monitor * monitor) {
+   udev_monitor_set_receive_buffer_size(monitor, socketBufferBytes);
+   return 0;
+}
+
+int scan(udev_enumerate * devices) {
+   int result = udev_enumerate_add_match_subsystem(devices, "block");
+   if (result >= 0)
+      result = udev_enumerate_add_match_property(devices, "DEVTYPE", "disk");
+   return result >= 0 ? udev_enumerate_scan_devices(devices) : result;
+}
+
+}  // namespace
+
+std::string nameIn(std::string const & sysPath) {
+   return sysPath.substr(sysPath.rfind('/') + 1);
+}
+
+bool isLoop(std::string const & name) {
+   return name.starts_with("loop");
+}
+
+DiskList listDisks(udev * context) {
+   // Without a descriptor udev may leave devices out and not say so.
+   if (int const error = descriptorShortage())
+      return {{}, error};
+   UdevEnumeratePtr const devices{udev_enumerate_new(context)};
+   if (!devices)
+      return {{}, ENOMEM};
+   if (int const result = scan(devices.get()); result < 0)
+      return {{}, -result};
+   DiskList list;
+   for (udev_list_entry * entry = udev_enumerate_get_list_entry(devices.get()); entry;
+        entry = udev_list_entry_get_next(entry))
+      list.sysPaths.emplace_back(udev_list_entry_get_name(entry));
+   return list;
+}
+
+UdevMonitorPtr openDiskMonitor(udev * context) {
+   UdevMonitorPtr monitor{udev_monitor_new_from_netlink(context, "udev")};
+   if (!monitor)
+      return nullptr;
+   for (auto const step : {&matchDisks, &udev_monitor_filter_update, &enlarge, &udev_monitor_enable_receiving,
+                           &udev_monitor_get_fd})
+      if (int const result = step(monitor.get()); result < 0) {
+         monitor.reset();
+         errno = -result;
+         return nullptr;
+      }
+   return monitor;
+}
+
+}  // namespace StorageDevices

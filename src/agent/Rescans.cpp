@@ -1,0 +1,75 @@
+#include "agent/Rescans.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "StorageDevices/Shortage.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int severityError = 3;
+constexpr int severityInfo = 6;
+
+}  // namespace
+
+Rescans::Rescans(Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery, Notice notice)
+    : discovery_{std::move(discovery)},
+      notice_{std::move(notice)},
+      clock_{*this,
+             discovery_ ? Vorn::System::currentTime() + Vorn::Seconds{period} : Vorn::Seconds::infinity()} {
+   if (!discovery_)
+      return;
+   reactor_.notifierIs(discovery_);
+   reactor_.on<&Rescans::handleRemoval>(discovery_->anonymousRemovalCount, *this);
+   reactor_.on<&Rescans::handleUnclassified>(discovery_->unclassifiedDevice, *this);
+   reactor_.hasNotificationActiveIs(true);
+   for (auto const & [key, unclassified] : discovery_->unclassifiedDevice)
+      handleUnclassified({{}, unclassified});
+}
+
+void Rescans::handleRemoval() {
+   removalPending_ = true;
+   rescanAfter(0);
+}
+
+void Rescans::handleUnclassified(Vorn::Change<StorageDevices::Unclassified> const & change) {
+   if (!change.now) {
+      notice_(severityInfo,
+              change.old->device.str() + ": no longer short of descriptors, processes or memory");
+      return;
+   }
+   notice_(severityError, change.now->device.str() + ": not classified: " + change.now->attempt.str() + ": " +
+                              StorageDevices::errorAndRemedy(change.now->error));
+   if (!change.old) {
+      retryWait_ = shortestWait;
+      rescanAfter(shortestWait);
+   }
+}
+
+void Rescans::handleClock() {
+   latest_ = Vorn::System::currentTime();
+   double const wait = nextWait();
+   clock_.timeMinIs(latest_ + Vorn::Seconds{wait});
+   discovery_->rescan();
+}
+
+double Rescans::nextWait() {
+   if (std::exchange(removalPending_, false))
+      return shortestWait;
+   if (discovery_->unclassifiedDevice.empty()) {
+      retryWait_ = shortestWait;
+      return period;
+   }
+   retryWait_ = std::min(2 * retryWait_, period);
+   return retryWait_;
+}
+
+void Rescans::rescanAfter(double wait) {
+   Vorn::Seconds const time = std::max(Vorn::System::currentTime() + Vorn::Seconds{wait},
+                                       latest_ + Vorn::Seconds{shortestWait});
+   clock_.timeMinIs(std::min(clock_.timeMin(), time));
+}
+
+}  // namespace Agent

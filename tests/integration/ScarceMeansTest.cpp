@@ -1,0 +1,200 @@
+// Discovery on a machine that is short of descriptors, processes or memory.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "tests/support/DiscoveryTest.h"
+#include "tests/support/SpawnFailure.h"
+
+namespace {
+
+using namespace Agent::Simulation;
+using StorageDevices::Unclassified;
+using Support::ChangeRecorder;
+using Serials = std::map<std::string, std::string>;
+
+class ScarceMeansTest : public Support::DiscoveryTest {
+ protected:
+   ScarceMeansTest() {
+      unit_.blockdevIs({{".*/ata", "drive"}, {".*/usb1", "usb1"}});
+      unit_.tools().outputIs(Tool::hdparm, "sda", hdparmReport({"sda", "Kestrel", "Y", "KF1", 468862128}));
+   }
+
+   static Disk ssd() { return sataDisk("sda", 1, "X", "Kestrel", 468862128); }
+   static Disk stick() { return usbDisk("sdb", "1-1", "STICK", "Flash", 31250000); }
+
+   Unclassified unclassified(char const * name) const {
+      return sm_->unclassifiedDevice(Pelm::String{unit_.sysPath(name)}).value_or(Unclassified{"none", "", 0});
+   }
+   void rescanAndSettle() {
+      sm_->rescan();
+      settle();
+   }
+};
+
+TEST_F(ScarceMeansTest, withoutDescriptorsAPluggedDiskIsToldAndClassifiedByTheRescan) {
+   startAndSettle();
+   ChangeRecorder const changes{sm_->unclassifiedDevice};
+   unit_.plug(stick());
+   {
+      Support::DescriptorLimit const limit{4};
+      handleEvents();
+   }
+   EXPECT_EQ(unclassified("sdb"), (Unclassified{"/dev/sdb", "it cannot be read", EMFILE}));
+   ASSERT_EQ(traces_.errors().size(), 1U);
+   EXPECT_TRUE(traces_.errors()[0].starts_with(" could not classify /dev/sdb: it cannot be read: "))
+       << traces_.errors()[0];
+   EXPECT_FALSE(has("STICK"));
+   rescanAndSettle();
+   EXPECT_TRUE(has("STICK"));
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(changes.count(), 2U);
+}
+
+TEST_F(ScarceMeansTest, withoutProcessesADiskIsToldOnceAndClassifiedByTheRescan) {
+   unit_.add(ssd());
+   unit_.add(stick());
+   {
+      Support::SpawnFailure const failure{EAGAIN};
+      start();
+      ChangeRecorder const changes{sm_->unclassifiedDevice};
+      sm_->rescan();
+      EXPECT_EQ(changes.count(), 0U) << "it is known already";
+   }
+   EXPECT_EQ(unclassified("sda"), (Unclassified{"/dev/sda", "expr cannot be started", EAGAIN}));
+   EXPECT_EQ(unclassified("sdb"), (Unclassified{"/dev/sdb", "expr cannot be started", EAGAIN}));
+   EXPECT_TRUE(isReady()) << "no collector runs";
+   EXPECT_EQ(traces_.errors().size(), 2U);
+   rescanAndSettle();
+   EXPECT_EQ(serials(), (Serials{{"X", "Y"}, {"STICK", "STICK"}}));
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
+TEST_F(ScarceMeansTest, aMissingExprIsNoWantOfMeans) {
+   unit_.add(stick());
+   {
+      Support::SpawnFailure const failure{ENOENT};
+      start();
+   }
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(traces_.count(2, " strange device /dev/sdb doesn't have an /etc/blockdev entry; skipping"), 1);
+}
+
+TEST_F(ScarceMeansTest, aDiskWhoseToolCannotBeStartedIsToldAndIdentifiedByTheRescan) {
+   unit_.add(ssd());
+   {
+      Support::SpawnFailure const failure{ENOMEM, "/hdparm"};
+      startAndSettle();
+      EXPECT_EQ(unclassified("sda"), (Unclassified{"/dev/sda", "its tool cannot be started", ENOMEM}));
+      EXPECT_TRUE(disks().empty()) << "it would stay under the serial that is not its own";
+      EXPECT_TRUE(isReady());
+      ChangeRecorder const changes{sm_->unclassifiedDevice};
+      rescanAndSettle();
+      EXPECT_EQ(changes.count(), 0U);
+   }
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(serials(), (Serials{{"X", "Y"}}));
+}
+
+TEST_F(ScarceMeansTest, aKnownDiskWhoseToolCannotBeStartedStaysAsItIs) {
+   unit_.add(ssd());
+   startAndSettle();
+   ChangeRecorder const changes{devices_->disk};
+   {
+      Support::SpawnFailure const failure{EAGAIN, "/hdparm"};
+      unit_.change("sda");
+      settle();
+   }
+   EXPECT_EQ(unclassified("sda").error, EAGAIN);
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(changes.count(), 0U);
+   EXPECT_EQ(unit_.tools().runs().size(), 2U);
+}
+
+TEST_F(ScarceMeansTest, aToolThatIsNotThereIsNoWantOfMeans) {
+   unit_.add(ssd());
+   Support::SpawnFailure const failure{ENOENT, "/hdparm"};
+   startAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(serials(), (Serials{{"X", "X"}}));
+}
+
+TEST_F(ScarceMeansTest, aRunningCollectorOfAnUnclassifiedDiskIsNotRestarted) {
+   unit_.tools().hangsIs(Tool::hdparm, "sda", true);
+   unit_.add(ssd());
+   {
+      Support::SpawnFailure const failure{EAGAIN};
+      start();
+   }
+   sm_->rescan();
+   auto const collector = sm_->diskInfoCollectorSm("X");
+   ASSERT_TRUE(collector);
+   EXPECT_EQ(sm_->unclassifiedDevice.size(), 1U) << "until it is identified";
+   sm_->rescan();
+   EXPECT_EQ(sm_->diskInfoCollectorSm("X"), collector);
+}
+
+TEST_F(ScarceMeansTest, aDiskThatLeavesIsNoLongerUnclassified) {
+   unit_.add(ssd());
+   unit_.add(stick());
+   {
+      Support::SpawnFailure const failure{EAGAIN};
+      start();
+   }
+   EXPECT_EQ(sm_->unclassifiedDevice.size(), 2U);
+   unit_.unplug("sda");
+   settle();
+   EXPECT_EQ(sm_->unclassifiedDevice.size(), 1U);
+   unit_.vanish("sdb");
+   sm_->rescan();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
+TEST_F(ScarceMeansTest, knownDisksStayWhenTheRescanRunsOutOfDescriptors) {
+   unit_.add(ssd());
+   unit_.add(stick());
+   startAndSettle();
+   for (unsigned room = 0; room < 24; ++room) {
+      Support::DescriptorLimit const limit{room};
+      sm_->rescan();
+      ASSERT_EQ(serials(), (Serials{{"X", "Y"}, {"STICK", "STICK"}})) << room;
+   }
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(unit_.tools().runs().size(), 1U);
+}
+
+TEST_F(ScarceMeansTest, aStartThatIsShortOfDescriptorsSaysWhatIsMissing) {
+   {
+      Support::DescriptorLimit const limit{0};
+      start();
+   }
+   ASSERT_TRUE(sm_->unclassifiedDevice("udev"));
+   EXPECT_EQ(sm_->unclassifiedDevice("udev")->error, EMFILE);
+   ASSERT_TRUE(sm_->unclassifiedDevice("blockdev"));
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
+// Ten disks whose tools hang take three descriptors each: not all can be identified at a time.
+TEST_F(ScarceMeansTest, withFewDescriptorsNoDiskIsLostWithoutAWord) {
+   for (unsigned i = 0; i < 10; ++i)
+      unit_.add(sataDisk(std::string{"sd"} + static_cast<char>('a' + i), i + 1, "D" + std::to_string(i),
+                         "Kestrel", 468862128));
+   for (char name = 'a'; name < 'a' + 10; ++name)
+      unit_.tools().hangsIs(Tool::hdparm, std::string{"sd"} + name, true);
+   {
+      Support::DescriptorLimit const limit{25};
+      start();
+      std::size_t const begun = sm_->diskInfoCollectorSm.size();
+      EXPECT_GT(begun, 0U);
+      EXPECT_LT(begun, 10U);
+      EXPECT_EQ(begun + sm_->unclassifiedDevice.size(), 10U);
+   }
+   sm_->rescan();
+   EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 10U);
+}
+
+}  // namespace
