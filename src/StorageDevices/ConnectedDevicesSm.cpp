@@ -132,7 +132,7 @@ void ConnectedDevicesSm::rescan() {
    if (enumerating_ || !socketFd_)
       return;
    // Whoever is notified of a disk may let go of this machine.
-   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    if (rules_.shortage != 0)
       readRules();
    if (watching_)
@@ -232,7 +232,7 @@ void ConnectedDevicesSm::forgetGone(Scan const & scan) {
 }
 
 void ConnectedDevicesSm::handleSocket() {
-   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    errno = 0;
    UdevDevicePtr const device{udev_monitor_receive_device(monitor_)};
    if (!device) {
@@ -343,7 +343,7 @@ void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
    if (!collector || !collector->finalDisk())
       return;
-   Pelm::Ptr<ConnectedDevicesSm const> const keepAlive{this};
+   Pelm::KeepAlive const keepAlive{*this};
    diskInfoCollectorSmDel(udevSerial);
    Pelm::String const sysPath = seen_->pathOf(udevSerial);
    int const error = collector->startError();

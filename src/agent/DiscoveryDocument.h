@@ -1,5 +1,5 @@
-// What discovery says of itself, as a JSON object: which devices it could not classify, and how often a disk was
-// removed without its serial.
+// What discovery says of itself, as a JSON object: which devices it could not classify, and how often a disk
+// was removed without its serial.
 #pragma once
 
 #include "StorageDevices/ConnectedDevicesSm.h"

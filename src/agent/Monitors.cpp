@@ -56,6 +56,7 @@ void Monitors::startSimulation() {
 
 void Monitors::startDiscovery() {
    discovery_ = StorageDevices::connectedDevicesSmFactory(entities_.fruConfig, entities_.devices, tracker_);
+   rescans_ = std::make_unique<Rescans>(discovery_, notice_);
    if (discovery_ && discovery_->etcBlockDev().empty())
       notice_(severityWarning, config_.appliance.etcDir +
                                    "/blockdev names no disk, so none is watched; "
@@ -162,7 +163,7 @@ std::optional<KernelLineCounts> Monitors::kernelLines() const {
 }
 
 RecordKeepers Monitors::recordKeepers() const {
-   return {lifetime_.get(), temperature_.get(), mountPoints_.get()};
+   return {lifetime_.get(), temperature_.get(), mountPoints_.get(), discovery_.get()};
 }
 
 }  // namespace Agent

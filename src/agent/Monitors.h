@@ -23,6 +23,7 @@
 #include "agent/Entities.h"
 #include "agent/KernelForwarder.h"
 #include "agent/MountSources.h"
+#include "agent/Rescans.h"
 #include "agent/SettledStart.h"
 #include "agent/SimulatedRoot.h"
 #include "agent/StateDocument.h"
@@ -70,6 +71,7 @@ class Monitors {
    Notice notice_;
    Entities entities_;
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery_;
+   std::unique_ptr<Rescans> rescans_;
    Pelm::Ptr<StorageDevices::SmartDataMonitorSm> smart_;
    Pelm::Ptr<StorageDevices::NvmeDataMonitorSm> nvme_;
    Pelm::Ptr<StorageDevices::EmmcDataMonitorSm> emmc_;

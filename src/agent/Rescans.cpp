@@ -67,8 +67,8 @@ double Rescans::nextWait() {
 }
 
 void Rescans::rescanAfter(double wait) {
-   Vorn::Seconds const time = std::max(Vorn::System::currentTime() + Vorn::Seconds{wait},
-                                       latest_ + Vorn::Seconds{shortestWait});
+   Vorn::Seconds const time =
+       std::max(Vorn::System::currentTime() + Vorn::Seconds{wait}, latest_ + Vorn::Seconds{shortestWait});
    clock_.timeMinIs(std::min(clock_.timeMin(), time));
 }
 

@@ -17,8 +17,9 @@ class SettledStart {
    // How long a disk that never gets identified may hold up the rest, framework seconds.
    static constexpr double patience = 60;
 
-   // Calls `start` once, from the loop and never from within a change: when the internal devices are ready and
-   // none waits to be classified, or when the patience is at its end. Without a discovery (null) it is only the latter.
+   // Calls `start` once, from the loop and never from within a change: when the internal devices are ready
+   // and none waits to be classified, or when the patience is at its end. Without a discovery (null) it is
+   // only the latter.
    SettledStart(Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> discovery, std::function<void()> start);
    SettledStart(SettledStart const &) = delete;
    SettledStart & operator=(SettledStart const &) = delete;

@@ -1,5 +1,6 @@
 #include "agent/StateDocument.h"
 
+#include "agent/DiscoveryDocument.h"
 #include "agent/HealthDocument.h"
 #include "agent/JsonText.h"
 #include "agent/ReadingsDocument.h"
@@ -98,6 +99,8 @@ std::string stateDocument(StateSources const & sources, std::size_t history) {
    writer.Bool(sources.internalDevicesReady);
    writer.Key("connectedDevices");
    writeConnectedDevices(writer, *sources.entities.devices);
+   writer.Key("discovery");
+   writeDiscovery(writer, sources.keepers.discovery);
    writeHealth(writer, sources, history);
    writeKeepers(writer, sources);
    writer.Key("tools");

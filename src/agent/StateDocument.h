@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "StorageDevices/ConnectedDevicesSm.h"
 #include "agent/CountersDocument.h"
 #include "agent/MonitorDocument.h"
 #include "agent/Readings.h"
@@ -24,6 +25,7 @@ struct RecordKeepers {
    StorageDevices::DeviceLifetimeMonitorSm const * lifetime = nullptr;
    StorageDevices::TempSensorSm const * temperature = nullptr;
    StorageDevices::MountPtMonitorManagerSm const * mountPoints = nullptr;
+   StorageDevices::ConnectedDevicesSm const * discovery = nullptr;
 };
 
 struct StateSources {

@@ -157,11 +157,21 @@ std::string counted(std::size_t disks) {
    return std::to_string(disks) + (disks == 1 ? " disk" : " disks");
 }
 
+// A device that cannot be classified for want of means may be a disk.
+std::string readiness(Json const & state) {
+   Json const * const waiting = jsonMember(jsonMember(&state, "discovery"), "unclassifiedDevices");
+   std::size_t const count = waiting != nullptr && waiting->IsObject() ? waiting->MemberCount() : 0;
+   if (count == 0)
+      return "ready, ";
+   return "not complete: " + std::to_string(count) +
+          (count == 1 ? " device waits to be classified, " : " devices wait to be classified, ");
+}
+
 std::string headline(Json const & state, Json const * disks) {
    std::string const version = safe(jsonText(&state, "version"));
    std::string result = "storagedevices" + (version.empty() ? "" : " " + version) + ": ";
    if (auto const ready = jsonBool(&state, "internalDevicesReady"))
-      result += *ready ? "ready, " : "still identifying devices, ";
+      result += *ready ? readiness(state) : "still identifying devices, ";
    result += disks == nullptr ? "disks not known" : counted(disks->MemberCount());
    if (auto const time = jsonNumber(&state, "time"))
       result += ", " + utcTime(*time);

@@ -45,7 +45,9 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
    EXPECT_TRUE(state["storageDevicesInfo"]["fsList"].ObjectEmpty());
    EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 0U);
-   EXPECT_EQ(state.MemberCount(), 17U);
+   EXPECT_EQ(state["discovery"]["anonymousRemovalCount"].GetUint(), 0U);
+   EXPECT_TRUE(state["discovery"]["unclassifiedDevices"].ObjectEmpty());
+   EXPECT_EQ(state.MemberCount(), 18U);
 }
 
 TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {

@@ -58,6 +58,13 @@ constexpr char messages[] = R"({"messages": [
    {"sequence": 2, "time": 1795196100, "name": "STORAGEDEVICE_MONITOR_WARNING", "severity": 4,
     "text": "disk utilization on /mnt/drive", "arguments": ["/mnt/drive", "S3E", "Model A", "R", "x"]}]})";
 
+TEST(StatusTable, countsTheDevicesThatWaitToBeClassified) {
+   std::string const more = R"(, "discovery": {"unclassifiedDevices": {"/sys/a": {}, "/sys/b": {}}})";
+   EXPECT_NE(tableOf(stateWith(sata, more)).find("not complete: 2 devices wait to be classified, 1 disk"),
+             std::string::npos);
+   EXPECT_NE(tableOf(stateWith(sata)).find("ready, 1 disk"), std::string::npos);
+}
+
 TEST(StatusTable, hasARowPerDiskInOrderOfMountPoints) {
    EXPECT_EQ(tableOf(stateWith(allDisks())),
              R"(storagedevices 1.2.3: ready, 4 disks, 2026-11-20T17:38:18.500Z

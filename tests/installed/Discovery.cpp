@@ -36,8 +36,20 @@ TEST_F(Unit, WatchesItsDisks) {
    EXPECT_FALSE(discovery->infoReactor("S1"));
    discovery->handleInfoCollectorCompleted("S1");
    discovery->handleInternalDevicesReady();
+   EXPECT_EQ(discovery->fruConfig(), fruConfig);
+   EXPECT_EQ(discovery->devices(), devices);
+   EXPECT_EQ(discovery->childProcessTrackerSm(), tracker);
+   EXPECT_TRUE(discovery->socketFd());
+   EXPECT_EQ(discovery->anonymousRemovalCount(), 0U);
+   EXPECT_FALSE(discovery->unclassifiedDevice("S1"));
+   EXPECT_FALSE(discovery->isInactiveDrive("ata1"));
+   discovery->rescan();
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   discovery->maybeInsertDisk("U1", devices->disk("S1"));
+   discovery->handleDeletion();
    expectLinked(&ConnectedDevicesSm::handleInitialized, &ConnectedDevicesSm::handleSocket,
-                &ConnectedDevicesSm::vornDoZombieReactors);
+                &ConnectedDevicesSm::handleDisk, &ConnectedDevicesSm::handleAddEvent,
+                &ConnectedDevicesSm::handleRemoveEvent, &ConnectedDevicesSm::vornDoZombieReactors);
 }
 
 TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {

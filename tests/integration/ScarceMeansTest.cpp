@@ -156,7 +156,7 @@ TEST_F(ScarceMeansTest, knownDisksStayWhenTheRescanRunsOutOfDescriptors) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
-   for (unsigned room = 0; room < 24; ++room) {
+   for (unsigned const room : {0U, 1U, 4U, 7U}) {
       Support::DescriptorLimit const limit{room};
       sm_->rescan();
       ASSERT_EQ(serials(), (Serials{{"X", "Y"}, {"STICK", "STICK"}})) << room;
@@ -176,25 +176,6 @@ TEST_F(ScarceMeansTest, aStartThatIsShortOfDescriptorsSaysWhatIsMissing) {
    ASSERT_TRUE(sm_->unclassifiedDevice("blockdev"));
    rescanAndSettle();
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
-}
-
-// Ten disks whose tools hang take three descriptors each: not all can be identified at a time.
-TEST_F(ScarceMeansTest, withFewDescriptorsNoDiskIsLostWithoutAWord) {
-   for (unsigned i = 0; i < 10; ++i)
-      unit_.add(sataDisk(std::string{"sd"} + static_cast<char>('a' + i), i + 1, "D" + std::to_string(i),
-                         "Kestrel", 468862128));
-   for (char name = 'a'; name < 'a' + 10; ++name)
-      unit_.tools().hangsIs(Tool::hdparm, std::string{"sd"} + name, true);
-   {
-      Support::DescriptorLimit const limit{25};
-      start();
-      std::size_t const begun = sm_->diskInfoCollectorSm.size();
-      EXPECT_GT(begun, 0U);
-      EXPECT_LT(begun, 10U);
-      EXPECT_EQ(begun + sm_->unclassifiedDevice.size(), 10U);
-   }
-   sm_->rescan();
-   EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 10U);
 }
 
 }  // namespace

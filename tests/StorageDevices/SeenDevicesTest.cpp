@@ -1,0 +1,97 @@
+#include "StorageDevices/SeenDevices.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/DiskFields.h"
+#include "tests/support/TempDir.h"
+
+namespace StorageDevices {
+
+namespace {
+
+class SeenDevicesTest : public testing::Test {
+ protected:
+   // A device's folder that is there.
+   Pelm::String folder(char const * name) const {
+      std::filesystem::create_directories(folder_.path() / name);
+      return (folder_.path() / name).string();
+   }
+   Pelm::String seenAt(char const * name, char const * udevSerial) {
+      Pelm::String const path = folder(name);
+      DeviceVerdict verdict;
+      verdict.disk = Support::DiskFields{}.make();
+      seen_.seenIs(path, {udevSerial, "drive", verdict});
+      return path;
+   }
+   void vanish(char const * name) const { std::filesystem::remove(folder_.path() / name); }
+
+   Support::TempDir folder_;
+   SeenDevices seen_;
+   Scan scan_;
+};
+
+TEST_F(SeenDevicesTest, aDeviceThatTheScanFoundIsNotGone) {
+   scan_.serials[seenAt("a", "A")] = "A";
+   EXPECT_FALSE(seen_.isGone("A", scan_));
+   vanish("a");
+   EXPECT_FALSE(seen_.isGone("A", scan_)) << "its events will tell";
+}
+
+TEST_F(SeenDevicesTest, aDeviceWhoseFolderIsGoneIsGone) {
+   seenAt("a", "A");
+   vanish("a");
+   EXPECT_TRUE(seen_.isGone("A", scan_));
+   scan_.complete = false;
+   EXPECT_TRUE(seen_.isGone("A", scan_));
+}
+
+TEST_F(SeenDevicesTest, aDeviceThatCouldNotBeReadOrHasLostItsSerialIsNotGone) {
+   Pelm::String const path = seenAt("a", "A");
+   EXPECT_FALSE(seen_.isGone("A", scan_)) << "left out of the list";
+   scan_.serials[path] = "";
+   EXPECT_FALSE(seen_.isGone("A", scan_));
+}
+
+TEST_F(SeenDevicesTest, aDeviceWhosePlaceAnotherHasTakenIsGone) {
+   scan_.serials[seenAt("a", "A")] = "B";
+   EXPECT_TRUE(seen_.isGone("A", scan_));
+}
+
+TEST_F(SeenDevicesTest, aDeviceThatMovedIsNotGone) {
+   seenAt("a", "A");
+   vanish("a");
+   scan_.serials[folder("b")] = "A";
+   EXPECT_FALSE(seen_.isGone("A", scan_));
+}
+
+TEST_F(SeenDevicesTest, aSerialOfAnEarlierRunIsGoneOnlyAfterACompleteScan) {
+   EXPECT_TRUE(seen_.isGone("A", scan_));
+   scan_.complete = false;
+   EXPECT_FALSE(seen_.isGone("A", scan_));
+}
+
+TEST_F(SeenDevicesTest, forgetsDevicesThatAreGoneAndThoseOfTheSameSerial) {
+   seenAt("a", "SAME");
+   Pelm::String const second = seenAt("b", "SAME");
+   Pelm::String const other = seenAt("c", "OTHER");
+   seen_.goneDel();
+   EXPECT_TRUE(seen_.seen(second));
+   vanish("a");
+   seen_.goneDel();
+   EXPECT_FALSE(seen_.seen(second));
+   EXPECT_TRUE(seen_.seen(other));
+   EXPECT_EQ(seen_.pathOf("OTHER"), other);
+   EXPECT_EQ(seen_.pathOf("SAME"), "");
+}
+
+TEST_F(SeenDevicesTest, aSkippedDeviceHasNoPathToItsSerial) {
+   seen_.seenIs(folder("a"), {"A", "", std::nullopt});
+   EXPECT_EQ(seen_.pathOf("A"), "");
+   EXPECT_TRUE(seen_.seen(folder("a")));
+   seen_.delAll();
+   EXPECT_FALSE(seen_.seen(folder("a")));
+}
+
+}  // namespace
+
+}  // namespace StorageDevices
