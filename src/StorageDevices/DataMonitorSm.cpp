@@ -77,6 +77,9 @@ void DataMonitorSm::handleClock() {
 
 void DataMonitorSm::update() {
    forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
+      // A monitor that was let go of meanwhile reads no more.
+      if (monitor.nodeFlag(Flag::zombie))
+         return;
       // One disk's failure is neither the next one's nor the end of polling.
       Vorn::guarded<DataMonitorSm>([&] { monitor.updateDevice(serial); });
    });

@@ -140,6 +140,8 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
+   // What is published and logged here may make the host let go of the monitor.
+   Pelm::KeepAlive const keepAlive{*this};
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
    Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);

@@ -87,6 +87,12 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
                            Pelm::Ptr<IOStatData> iostat);
    ~DeviceLifetimeMonitorSm() override;
 
+   Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
+   Pelm::Ptr<EmmcData const> const & emmcData() const { return emmcData_; }
+   Pelm::Ptr<NvmeData const> const & nvmeData() const { return nvmeData_; }
+   Pelm::Ptr<SmartData const> const & smartData() const { return smartData_; }
+   Pelm::Ptr<IOStatData> const & iostat() const { return iostat_; }
+
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceLifetimeChange>, DeviceLifetimeMonitorSm>
        deviceLifetimeChange{*this, "deviceLifetimeChange"};
    // Creates the record of a disk; one that is there already stays as it is.

@@ -122,8 +122,11 @@ void IOStatSm::handlePollClock() {
       return;
    // Who is told of a failed sample may let go of the monitor.
    Pelm::KeepAlive const keepAlive{*this};
-   for (auto const entry : ioStatData_->ioStatData)
+   for (auto const entry : ioStatData_->ioStatData) {
+      if (nodeFlag(Flag::zombie))
+         return;
       Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });
+   }
    pollClock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());
 }
 

@@ -49,10 +49,16 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    Pelm::Ptr<ConnectedDevices const> const & connectedDevices() const { return connectedDevices_; }
    Pelm::Ptr<IOStatData> const & ioStatData() const { return ioStatData_; }
 
+   // Wakes the next poll; null before `handleInitialized`.
+   Vorn::Clock::NotifieeConst const * pollClock() const { return pollClock_ ? &*pollClock_ : nullptr; }
+
    void handleInitialized();
    void handleConnectedDevices();
    void handleConnectedDevices(Pelm::String const & serial);
+   // A poll.
    void handlePollClock();
+   // Takes a sample of a disk that has a history.
+   void collectIoStatForDisk(Pelm::String const & serial);
    void vornDoZombieReactors(bool zombie) override;
 
  private:
@@ -60,7 +66,6 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    void openErrorCountInc() { openErrorCount.valueIs(openErrorCount() + 1); }
    void getlineErrorCountInc() { getlineErrorCount.valueIs(getlineErrorCount() + 1); }
    void regexErrorCountInc() { regexErrorCount.valueIs(regexErrorCount() + 1); }
-   void collectIoStatForDisk(Pelm::String const & serial);
    void collectIoStatForDisk(Pelm::String const & serial, IOStat & history);
 
    Pelm::Ptr<PollInterval const> pollInterval_;

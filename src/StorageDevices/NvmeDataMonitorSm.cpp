@@ -56,6 +56,12 @@ NvmeDataMonitorSm::~NvmeDataMonitorSm() {
    nvmeCliProcessDelAll();
 }
 
+void NvmeDataMonitorSm::vornDoZombieReactors(bool zombie) {
+   DataMonitorSm::vornDoZombieReactors(zombie);
+   for (auto const & [name, reactor] : nvmeCliReactor)
+      reactor->hasNotificationActiveIs(!zombie);
+}
+
 void NvmeDataMonitorSm::handleDisk(Pelm::String const & name) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
    if (!disk || isRead(*disk))

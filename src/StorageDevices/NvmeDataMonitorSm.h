@@ -22,6 +22,7 @@ class STORAGEDEVICES_API NvmeCliProcess final : public DeviceToolProcess {
 };
 
 class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
+ public:
    // Waits for the end of one run.
    class NestedSm_NvmeCliReactor final : public Vorn::NotifieeConst {
     public:
@@ -34,7 +35,6 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
       Pelm::Ptr<NvmeCliProcess> process_;
    };
 
- public:
    NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<NvmeData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
    ~NvmeDataMonitorSm() override;
@@ -47,6 +47,7 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
    void removeFromData(Pelm::String const & name) override;
    void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
+   void vornDoZombieReactors(bool zombie) override;
 
    Pelm::Ptr<NvmeData> const & data() const { return data_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
@@ -57,17 +58,21 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeCliReactor>, NvmeDataMonitorSm> nvmeCliReactor{
        *this, "nvmeCliReactor"};
 
-   void handleNvmeCliState(Pelm::String const & name);
-
- private:
+   // Creates the run of a disk and its reactor; a run that is there already stays as it is.
    Pelm::Ptr<NvmeCliProcess> nvmeCliProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
                                               Pelm::String const & device);
+   // The reactor goes first.
    void nvmeCliProcessDel(Pelm::String const & device);
    void nvmeCliProcessDelAll();
+   // The reactor of a run; one that is there already stays as it is.
    void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process);
    void nvmeCliReactorDel(Pelm::String const & device) { nvmeCliReactor.memberDel(device); }
    void nvmeCliReactorDelAll() { nvmeCliReactor.memberDelAll(); }
 
+   // A run has changed its state. Once it is over, it goes and what it printed is filed.
+   void handleNvmeCliState(Pelm::String const & name);
+
+ private:
    Pelm::Ptr<NvmeData> data_;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
 };

@@ -61,6 +61,12 @@ SmartDataMonitorSm::~SmartDataMonitorSm() {
    smartDbMappingDelAll();
 }
 
+void SmartDataMonitorSm::vornDoZombieReactors(bool zombie) {
+   DataMonitorSm::vornDoZombieReactors(zombie);
+   for (auto const & [name, reactor] : smartctlReactor)
+      reactor->hasNotificationActiveIs(!zombie);
+}
+
 void SmartDataMonitorSm::handleDisk(Pelm::String const & name) {
    Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
    if (disk) {

@@ -28,6 +28,7 @@ class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
 };
 
 class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
+ public:
    // Waits for the end of one run.
    class NestedSm_SmartctlReactor final : public Vorn::NotifieeConst {
     public:
@@ -40,7 +41,6 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
       Pelm::Ptr<SmartctlProcess> process_;
    };
 
- public:
    SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                       Pelm::Ptr<SmartData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
    ~SmartDataMonitorSm() override;
@@ -53,6 +53,7 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    void removeFromData(Pelm::String const & name) override;
    void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
+   void vornDoZombieReactors(bool zombie) override;
 
    Pelm::Ptr<SmartData> const & data() const { return data_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
@@ -72,17 +73,21 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartctlReactor>, SmartDataMonitorSm> smartctlReactor{
        *this, "smartctlReactor"};
 
-   void handleSmartctlState(Pelm::String const & name);
-
- private:
+   // Creates the run of a disk and its reactor; a run that is there already stays as it is.
    Pelm::Ptr<SmartctlProcess> smartctlProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
                                                 Pelm::String const & device);
+   // The reactor goes first.
    void smartctlProcessDel(Pelm::String const & device);
    void smartctlProcessDelAll();
+   // The reactor of a run; one that is there already stays as it is.
    void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process);
    void smartctlReactorDel(Pelm::String const & device) { smartctlReactor.memberDel(device); }
    void smartctlReactorDelAll() { smartctlReactor.memberDelAll(); }
 
+   // A run has changed its state. Once it is over, it goes and what it printed is filed.
+   void handleSmartctlState(Pelm::String const & name);
+
+ private:
    void parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);
 
    Pelm::Ptr<SmartData> data_;

@@ -37,15 +37,6 @@ TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
    hasNotificationActiveIs(true);
 }
 
-void TempSensorSm::NestedSm_SmartDeviceData::handleTemperatureCelsius(
-    Vorn::Change<OptionalSmartAttr> const & change) {
-   // A temperature that comes or goes is no change from one to another.
-   if (*change.old && *change.now)
-      owner_.updateTempSensor(name_, change.now, change.old);
-   else
-      owner_.updateTempSensor(name_, {}, {});
-}
-
 TempSensorSm::TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
                            Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
                            Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
@@ -76,7 +67,7 @@ void TempSensorSm::vornDoZombieReactors(bool zombie) {
    fruConfigReactor_.hasNotificationActiveIs(!zombie);
    nvmeDataReactor_.hasNotificationActiveIs(!zombie);
    smartDataReactor_.hasNotificationActiveIs(!zombie);
-   for (auto const & [name, reactor] : nvmeDeviceData_)
+   for (auto const & [name, reactor] : nvmeDeviceData)
       reactor->hasNotificationActiveIs(!zombie);
    for (auto const & [name, reactor] : smartDeviceData_)
       reactor->hasNotificationActiveIs(!zombie);
@@ -102,17 +93,21 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
+   // Who is told of the new sensor may let go of the machine.
+   Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
       return;
    VORN_TRACE(traceHandle, 2) << " sensor " << config->name() << " shows the temperature of " << name;
    createEnvTempSensorStatus(envTempStatusDir_, config);
-   temperatureWrapperIs(name, *config);
-   updateTempSensor(name, {}, {});
+   temperatureWrapperIs(name);
+   if (!nodeFlag(Flag::zombie))
+      updateTempSensor(name, {}, {});
 }
 
-void TempSensorSm::temperatureWrapperIs(Pelm::String const & name, Config const & config) {
-   temperatureWrapper.memberIs(name, Pelm::make<Wrapper>(config.name()));
+void TempSensorSm::temperatureWrapperIs(Pelm::String const & name) {
+   Pelm::Ptr<Config const> const config = configOf(name);
+   temperatureWrapper.memberIs(name, Pelm::make<Wrapper>(config ? config->name() : name));
 }
 
 Vorn::Optional<double> TempSensorSm::reading(Pelm::String const & name) const {
@@ -171,13 +166,22 @@ void TempSensorSm::nvmeDataDispatch(Pelm::String const & name) {
 }
 
 void TempSensorSm::nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record) {
-   nvmeDeviceData_.memberIs(record->name(), Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
+   nvmeDeviceData.memberIs(record->name(), Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
 }
 
 void TempSensorSm::on_smartData(Pelm::String const & name) {
    smartDeviceDataDel(name);
    if (Pelm::Ptr<DeviceSmartData> const record = smartData_->deviceData(name))
       smartDeviceDataIs(record);
+}
+
+void TempSensorSm::on_smartData_deviceData(Pelm::String const & name,
+                                           Vorn::Change<OptionalSmartAttr> const & change) {
+   // A temperature that comes or goes is no change from one to another.
+   if (*change.old && *change.now)
+      updateTempSensor(name, change.now, change.old);
+   else
+      updateTempSensor(name, {}, {});
 }
 
 void TempSensorSm::smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record) {

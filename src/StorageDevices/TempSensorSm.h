@@ -21,7 +21,8 @@
 namespace StorageDevices {
 
 class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
-   // Watch the temperature of one record.
+ public:
+   // Watches the temperature of one NVMe record.
    class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
     public:
       NestedSm_NvmeDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record);
@@ -32,18 +33,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
       TempSensorSm & owner_;
       Pelm::String name_;
    };
-   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record);
 
-    private:
-      void handleTemperatureCelsius(Vorn::Change<OptionalSmartAttr> const & change);
-
-      TempSensorSm & owner_;
-      Pelm::String name_;
-   };
-
- public:
    using Wrapper = Environment::Temperature::TemperatureWrapper;
 
    TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
@@ -52,18 +42,29 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
                 Pelm::Ptr<SmartData const> smartData);
    ~TempSensorSm() override;
 
+   Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
+   Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir() const {
+      return envTempConfigDir_;
+   }
+   Pelm::Ptr<Vorn::Dir> const & envTempStatusDir() const { return envTempStatusDir_; }
+   Pelm::Ptr<NvmeData const> const & nvmeData() const { return nvmeData_; }
+   Pelm::Ptr<SmartData const> const & smartData() const { return smartData_; }
+
    // By the drive's serial number, for drives that have a sensor.
    Vorn::Collection<Pelm::String, Pelm::Ptr<Wrapper>, TempSensorSm> temperatureWrapper{*this,
                                                                                        "temperatureWrapper"};
 
-   // The wrapper is called after the sensor.
-   void temperatureWrapperIs(Pelm::String const & name,
-                             Environment::Temperature::TempSensorConfig const & config);
+   // The wrapper is called after the drive's sensor, or after the drive where it has none.
+   void temperatureWrapperIs(Pelm::String const & name);
    void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
    void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
+
+   // By the drive's serial number, for drives that have an NVMe record.
+   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData{
+       *this, "nvmeDeviceData"};
    void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
-   void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData_.memberDel(name); }
-   void nvmeDeviceDataDelAll() { nvmeDeviceData_.memberDelAll(); }
+   void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData.memberDel(name); }
+   void nvmeDeviceDataDelAll() { nvmeDeviceData.memberDelAll(); }
 
    void handleInitialized();
    // Sets up the sensor of one drive, if it has one.
@@ -72,9 +73,30 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    // the SMART record was `oldValue` and has become `newValue`.
    void updateTempSensor(Pelm::String const & name, Vorn::Optional<OptionalSmartAttr> const & newValue,
                          Vorn::Optional<OptionalSmartAttr> const & oldValue);
+
+   // The drive's sensor is another, or is no longer.
+   void fruConfigDispatch(Pelm::String const & name);
+   // A record came or went.
+   void nvmeDataDispatch(Pelm::String const & name);
+   void on_smartData(Pelm::String const & name);
+   // The temperature in a drive's SMART record changed.
+   void on_smartData_deviceData(Pelm::String const & name, Vorn::Change<OptionalSmartAttr> const & change);
    void vornDoZombieReactors(bool zombie) override;
 
  private:
+   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
+    public:
+      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record);
+
+    private:
+      void handleTemperatureCelsius(Vorn::Change<OptionalSmartAttr> const & change) {
+         owner_.on_smartData_deviceData(name_, change);
+      }
+
+      TempSensorSm & owner_;
+      Pelm::String name_;
+   };
+
    using Config = Environment::Temperature::TempSensorConfig;
    using Status = Environment::Temperature::TempSensorStatus;
 
@@ -82,10 +104,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    void smartDeviceDataDel(Pelm::String const & name) { smartDeviceData_.memberDel(name); }
    void smartDeviceDataDelAll() { smartDeviceData_.memberDelAll(); }
 
-   void fruConfigDispatch(Pelm::String const & name);
    bool passOn(Pelm::String const & sensor);
-   void nvmeDataDispatch(Pelm::String const & name);
-   void on_smartData(Pelm::String const & name);
    Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;
    Pelm::Ptr<Status> statusOf(Config const & config) const;
    // Empty when there is nothing to push yet.
@@ -96,8 +115,6 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Pelm::Ptr<Vorn::Dir> envTempStatusDir_;
    Pelm::Ptr<NvmeData const> nvmeData_;
    Pelm::Ptr<SmartData const> smartData_;
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData_{
-       *this, "nvmeDeviceData"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartDeviceData>, TempSensorSm> smartDeviceData_{
        *this, "smartDeviceData"};
    Vorn::NotifieeConst fruConfigReactor_;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include "runtime/Vorn/Machine.h"
 #include "runtime/host/Failure.h"
@@ -44,6 +46,10 @@ class ListMonitor final : public DataMonitorSm {
    void updateDevice(Pelm::String const & serial) override {
       updated.push_back(serial.str());
       times.push_back(Vorn::System::currentTime().value());
+      if (reads)
+         reads->push_back(serial.str());
+      if (onUpdate)
+         std::exchange(onUpdate, nullptr)();
       if (serial == failing)
          throw std::runtime_error{"cannot be read"};
    }
@@ -51,6 +57,9 @@ class ListMonitor final : public DataMonitorSm {
    Serials updated;
    std::vector<double> times;
    std::string failing = "(none)";
+   // Outlive the monitor: what it reads, and what to do when it does.
+   Serials * reads = nullptr;
+   std::function<void()> onUpdate;
    // Where given, what was traced when the data was last asked to change.
    Support::TraceRecorder const * traces = nullptr;
    Serials tracedBefore;
@@ -277,26 +286,40 @@ TEST_F(PollingMonitor, droppedItPollsNoMore) {
    EXPECT_EQ(data_, Serials{"A"}) << "nobody is there to drop it";
 }
 
-// Lets go of the monitor when it counts a poll.
+// Lets go of the monitor when it counts a poll, and then unplugs a disk.
 struct Dropper {
    void handlePollCount() {
       reactor.notifierIs(nullptr);
       *monitor = nullptr;
+      devices.diskDel("A");
    }
    Pelm::Ptr<ListMonitor> * monitor;
+   ConnectedDevices & devices;
    Vorn::NotifieeConst reactor;
 };
 
 TEST_F(PollingMonitor, mayBeDroppedByWhoIsToldOfItsPoll) {
    plug("A");
    start();
-   Dropper dropper{&monitor_, {}};
+   Dropper dropper{&monitor_, *devices_, {}};
    dropper.reactor.notifierIs(monitor_);
    dropper.reactor.on<&Dropper::handlePollCount>(static_cast<DataMonitorSm &>(*monitor_).pollCount, dropper);
    dropper.reactor.hasNotificationActiveIs(true);
    Host::turn();
    EXPECT_FALSE(monitor_);
+   EXPECT_EQ(data_, Serials{"A"}) << "it hears nothing more";
    Host::runFor(200);
+}
+
+TEST_F(PollingMonitor, droppedDuringAPollItReadsNoFurtherDisk) {
+   Serials reads;
+   plug("A");
+   plug("B");
+   start();
+   monitor_->reads = &reads;
+   monitor_->onUpdate = [&] { monitor_ = nullptr; };
+   Host::turn();
+   EXPECT_EQ(reads, Serials{"A"});
 }
 
 TEST(PollInterval, belowASecondIsRefused) {

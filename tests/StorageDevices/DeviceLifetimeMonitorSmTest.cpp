@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "StorageDevices/Factories.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/LogRecorder.h"
@@ -101,6 +103,56 @@ TEST_F(LifetimeMonitor, remembersTheFirstFigureAndNeverLogsTheFirstChange) {
    EXPECT_EQ(traces_.texts(2), (Texts{" Lifetime changed from -1 to 90 for /mnt/drive SN: KS0001",
                                       " Lifetime changed from 90 to 10 for /mnt/drive SN: KS0001",
                                       " Detected first drop since agent start for /mnt/drive SN: KS0001"}));
+}
+
+TEST_F(LifetimeMonitor, aRiseIsAFirstChangeToo) {
+   life(50);
+   later(1);
+   life(60);
+   EXPECT_TRUE(change().firstDropDetected());
+   EXPECT_TRUE(logs_.messages().empty());
+   later(1);
+   life(59);
+   EXPECT_EQ(names(), Texts{info});
+}
+
+TEST_F(LifetimeMonitor, minusOneAloneIsNoFigure) {
+   for (std::int64_t const figure : {0, -2, -100}) {
+      monitor_->deviceLifetimeChangeDelAll();
+      life(figure);
+      later(1);
+      life(figure - 10);
+      EXPECT_TRUE(change().firstDropDetected()) << figure;
+   }
+   life(-1);
+   later(1);
+   life(-50);
+   EXPECT_TRUE(logs_.messages().empty()) << "as after no figure";
+   later(1);
+   life(-51);
+   EXPECT_EQ(names(), Texts{warning});
+}
+
+TEST_F(LifetimeMonitor, aChangeOfAnEmmcRecordIsNotHeard) {
+   emmc_->deviceDataIs("KS0001");
+   emmc_->deviceData("KS0001")->lifetimeEstTypAIs(LifetimeEmmcAttr{1});
+   emmc_->deviceData("KS0001")->lifetimeEstTypAIs(LifetimeEmmcAttr{5});
+   emmc_->deviceData("KS0001")->lifetimeEstTypBIs(LifetimeEmmcAttr{6});
+   emmc_->deviceDataDel("KS0001");
+   EXPECT_TRUE(monitor_->deviceLifetimeChange.empty());
+}
+
+TEST_F(LifetimeMonitor, countsInFrameworkTimeWhateverTheWallClockSays) {
+   settle();
+   wallClockJumpsBy(100 * 365 * day);
+   later(1);
+   life(89);
+   ASSERT_EQ(names(), Texts{info});
+   EXPECT_EQ(logs_.messages()[0].arguments[5], "1");
+   wallClockJumpsBy(-200 * 365 * day);
+   later(31);
+   life(88);
+   EXPECT_EQ(names(), Texts{info}) << "slow enough";
 }
 
 TEST_F(LifetimeMonitor, oneUnitInThirtyDaysIsSlowEnough) {
@@ -306,6 +358,39 @@ TEST_F(LifetimeMonitor, aZombieHearsNothing) {
    left(40);
    devices_->diskDel("KS0001");
    EXPECT_EQ(change().lastValue(), 90);
+}
+
+// Lets go of the monitor when it makes the record of a disk, then has more to say of it.
+struct LifetimeDropper {
+   void handleChange() {
+      change = (*monitor)->deviceLifetimeChange("KS0001");
+      reactor.notifierIs(nullptr);
+      *monitor = nullptr;
+      then();
+   }
+   Pelm::Ptr<DeviceLifetimeMonitorSm> * monitor;
+   std::function<void()> then;
+   Pelm::Ptr<DeviceLifetimeChange> change;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(LifetimeMonitor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
+   LifetimeDropper dropper{&monitor_,
+                           [&] {
+                              life(70);
+                              left(60);
+                              devices_->diskDel("KS0001");
+                           },
+                           {},
+                           {}};
+   dropper.reactor.notifierIs(monitor_);
+   dropper.reactor.on<&LifetimeDropper::handleChange>(monitor_->deviceLifetimeChange, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   monitor_->handleChange("KS0001", 80);
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(dropper.change->lastValue(), 80);
+   life(50);
+   EXPECT_EQ(dropper.change->lastValue(), 80);
 }
 
 TEST_F(LifetimeMonitor, aZombieWatchesNoFurtherRecords) {

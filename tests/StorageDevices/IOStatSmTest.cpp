@@ -215,6 +215,58 @@ TEST_F(IOStatMonitor, readsButStoresNothingWhenItShouldNotRecord) {
    EXPECT_EQ(monitor_->regexErrorCount(), 1U) << "it is checked all the same";
 }
 
+TEST_F(IOStatMonitor, dropsWhatIsTooOldThoughItShouldNotRecord) {
+   plug("A");
+   start();
+   monitor_->shouldRecordMeasurementIs(false);
+   Host::runFor(86400 + 60);
+   EXPECT_EQ(history("A").size(), 1U);
+   Host::runFor(61);
+   EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatMonitor, aFailedSampleDropsNothingHoweverOld) {
+   plug("A");
+   start();
+   statIs("sda", "rubbish\n");
+   Host::runFor(3 * 86400);
+   EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
+}
+
+TEST_F(IOStatMonitor, aGoodSampleLeavesTheCountersOfFailures) {
+   std::string const good = "1 0 2000 0 2 0 4000 0\n";
+   EXPECT_EQ(countersOf("rubbish\n"), (std::vector<unsigned>{0, 0, 1}));
+   statIs("sda", "");
+   Host::runFor(61);
+   std::filesystem::remove(folder_.path() / "sda.stat");
+   Host::runFor(60);
+   statIs("sda", good);
+   Host::runFor(200);
+   EXPECT_EQ(history("A").back().bytesRead, 1024000U);
+   EXPECT_EQ((std::vector<unsigned>{monitor_->openErrorCount(), monitor_->getlineErrorCount(),
+                                    monitor_->regexErrorCount()}),
+             (std::vector<unsigned>{1, 1, 1}));
+}
+
+TEST_F(IOStatMonitor, anEnvironmentThatIsSetButEmptyIsTaken) {
+   setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", "", 1);
+   plug("A");
+   start();
+   EXPECT_EQ(monitor_->ioStatPathBase(), "");
+   EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to open "});
+}
+
+TEST_F(IOStatMonitor, measuresInFrameworkTimeWhateverTheWallClockSays) {
+   plug("A");
+   start();
+   wallClockJumpsBy(-50 * 365 * 86400.0);
+   Host::runFor(61);
+   wallClockJumpsBy(100 * 365 * 86400.0);
+   Host::runFor(60);
+   ASSERT_EQ(history("A").size(), 3U);
+   EXPECT_EQ(history("A").back().time, 1120);
+}
+
 TEST_F(IOStatMonitor, holdsNoDescriptorBetweenSamples) {
    auto const before = Support::openDescriptors();
    plug("A");
@@ -262,10 +314,12 @@ TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
       void handleOpenErrorCount() {
          reactor.notifierIs(nullptr);
          *monitor = nullptr;
+         devices.diskDel("B");
       }
       Pelm::Ptr<IOStatSm> * monitor;
+      ConnectedDevices & devices;
       Vorn::NotifieeConst reactor;
-   } dropper{&monitor_, {}};
+   } dropper{&monitor_, *devices_, {}};
    plug("A", "/dev/sdx");
    plug("B");
    start();
@@ -274,9 +328,8 @@ TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
    dropper.reactor.hasNotificationActiveIs(true);
    Host::runFor(61);
    EXPECT_FALSE(monitor_);
-   EXPECT_EQ(history("B").size(), 2U) << "the poll that it began it ends";
    Host::runFor(200);
-   EXPECT_EQ(history("B").size(), 2U);
+   EXPECT_EQ(history("B").size(), 1U) << "nobody wants the rest of its poll";
 }
 
 }  // namespace

@@ -91,6 +91,34 @@ TEST_F(NvmeMonitor, aRecordWhoseDiskIsOnAnotherBusStaysAndIsNotPolled) {
    EXPECT_TRUE(runs().empty());
 }
 
+TEST_F(NvmeMonitor, aRunWhoseChildIsNotIdleDoesNothingAndAnotherClearsItsArguments) {
+   auto const busy = Pelm::make<NvmeCliProcess>(tracker_, "N1");
+   busy->sm()->argPush("true");
+   busy->sm()->start(true, true);
+   busy->run("/dev/nvme0n1");
+   EXPECT_FALSE(busy->started());
+   EXPECT_EQ(busy->sm()->arg.size(), 1U);
+   auto const idle = Pelm::make<NvmeCliProcess>(tracker_, "N1");
+   idle->sm()->argPush("echo");
+   idle->run("/dev/nvme0n1");
+   EXPECT_TRUE(idle->started());
+   EXPECT_TRUE(Support::soon([&] { return idle->isOver(); }));
+   EXPECT_EQ(runs(), Texts{nvmeRun});
+   EXPECT_TRUE(
+       Support::soon([&] { return busy->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
+}
+
+TEST_F(NvmeMonitor, aZombieFilesNothingOfARunInFlight) {
+   plug();
+   start();
+   Host::turn();
+   auto const process = monitor_->nvmeCliProcess("N1");
+   ASSERT_TRUE(process);
+   monitor_->vornDoZombieReactors(true);
+   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_EQ(record()->reading.count(), 0U);
+}
+
 TEST_F(NvmeMonitor, aFailureNamesTheDeviceThatWasRun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; exit 3");
    plug();

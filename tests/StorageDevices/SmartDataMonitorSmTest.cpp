@@ -362,6 +362,62 @@ TEST_F(SmartMonitor, aRunStartsItsCommandOnlyOnce) {
    EXPECT_EQ(started.count(), 1U);
 }
 
+TEST_F(SmartMonitor, aRunWhoseChildIsNotIdleDoesNothing) {
+   auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
+   process->sm()->argPush("true");
+   process->sm()->start(true, true);
+   process->run("/dev/sda", false);
+   EXPECT_FALSE(process->started());
+   EXPECT_EQ(process->sm()->arg.size(), 1U);
+   EXPECT_TRUE(
+       Support::soon([&] { return process->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
+   process->run("/dev/sda", false);
+   EXPECT_FALSE(process->started());
+   EXPECT_TRUE(runs().empty());
+}
+
+TEST_F(SmartMonitor, aRunClearsItsArgumentsFirst) {
+   auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
+   process->sm()->argPush("echo");
+   process->sm()->argPush("junk");
+   process->run("/dev/sda", false);
+   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_EQ(runs(), Texts{smartctlRun});
+}
+
+// Notes the state of the child when the run says that it has started.
+struct StartWatcher {
+   void handleStarted() { state = process->sm()->state(); }
+   Pelm::Ptr<SmartctlProcess> process;
+   Brul::PipedChildProcessSm::State state = Brul::PipedChildProcessSm::State::idle;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(SmartMonitor, aRunSaysThatItHasStartedWhenItHas) {
+   StartWatcher watcher{Pelm::make<SmartctlProcess>(tracker_, "S1"), {}, {}};
+   watcher.state = Brul::PipedChildProcessSm::State::idle;
+   watcher.reactor.notifierIs(watcher.process);
+   watcher.reactor.on<&StartWatcher::handleStarted>(watcher.process->started, watcher);
+   watcher.reactor.hasNotificationActiveIs(true);
+   watcher.process->run("/dev/sda", false);
+   EXPECT_EQ(watcher.state, Brul::PipedChildProcessSm::State::running);
+   EXPECT_TRUE(Support::soon([&] { return watcher.process->isOver(); }));
+}
+
+TEST_F(SmartMonitor, aZombieFilesNothingOfARunInFlight) {
+   plug();
+   start();
+   Host::turn();
+   ASSERT_EQ(monitor_->smartctlProcess.size(), 1U);
+   monitor_->vornDoZombieReactors(true);
+   auto const process = monitor_->smartctlProcess("S1");
+   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_EQ(record()->reading.count(), 0U);
+   monitor_->vornDoZombieReactors(false);
+   monitor_->handleSmartctlState("S1");
+   EXPECT_EQ(record()->reading.count(), 1U);
+}
+
 TEST_F(SmartMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
    plug();
    start();
@@ -463,6 +519,16 @@ TEST_F(SmartMonitor, theMappingIsAskedOncePerDiskAndUsed) {
    unplug();
    plug(changed);
    EXPECT_EQ(asked, (Texts{"Kestrel_S2", "Kestrel_S3"}));
+}
+
+TEST_F(SmartMonitor, withoutAMappingTheTableOfNamesDecidesAlone) {
+   Texts asked;
+   driveDatabaseIs(std::make_unique<TestDatabase>(asked));
+   plug();
+   start();
+   monitor_->smartDbMappingDel("S1");
+   poll();
+   EXPECT_EQ(content(), healthyContent);
 }
 
 TEST_F(SmartMonitor, aRemovableDriveIsReadAsSoonAsItAppears) {

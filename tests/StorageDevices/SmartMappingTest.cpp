@@ -80,5 +80,34 @@ TEST(MaybeInsertKnownAttrTest, tellsWhetherItFiled) {
    EXPECT_EQ(data->unknownAttr.size(), 1U);
 }
 
+TEST(SmartMappingTest, anEntryWithoutAFunctionKeepsTheReportedValue) {
+   SmartAttr attr;
+   attr.id = 9;
+   attr.name = "Power_On_Hours";
+   attr.value = 88;
+   attr.raw = 5;
+   attr.reportedValue = 77;
+   auto const record = Pelm::make<DeviceSmartData>("S");
+   DriveSmartMapping mapping;
+   mapping[9].field = {&DeviceSmartData::powerOnHours, &DeviceSmartData::powerOnHoursIs};
+   EXPECT_TRUE(maybeInsertKnownAttr(*record, attr, mapping));
+   EXPECT_EQ(record->powerOnHours()->reportedValue, 77);
+}
+
+TEST(SmartMappingTest, aLifetimeNameReportsTheNormalisedValue) {
+   SmartAttr attr;
+   attr.id = 202;
+   attr.value = 88;
+   attr.raw = 5;
+   attr.reportedValue = 77;
+   for (char const * const name : {"Percent_Lifetime_Used", "Perc_Rated_Life_Used", "Percent_Lifetime_Remain",
+                                   "Remainig_Lifetime_Perc", "Lifetime_Remaining%"}) {
+      attr.name = name;
+      auto const record = Pelm::make<DeviceSmartData>("S");
+      EXPECT_TRUE(maybeInsertKnownAttr(*record, attr, {}));
+      EXPECT_EQ(record->lifetimeRemaining()->reportedValue, 88) << name;
+   }
+}
+
 }  // namespace
 }  // namespace StorageDevices

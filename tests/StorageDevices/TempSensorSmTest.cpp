@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/ChangeRecorder.h"
@@ -299,6 +300,55 @@ TEST_F(TemperatureSensor, aZombieHearsNothing) {
    smart(36);
    fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
    EXPECT_EQ(shown(), 35);
+   EXPECT_FALSE(status("DriveTemp2"));
+}
+
+TEST_F(TemperatureSensor, sensorsAreMadeInTheOrderOfTheMap) {
+   fruConfig_->serialToSensorMapDelAll();
+   std::vector<std::string> expected;
+   for (int const i : {7, 2, 9, 1, 8, 3}) {
+      std::string const number = std::to_string(i);
+      config_->tempSensorIs("T" + number, "a sensor", 70.0, 80.0);
+      fruConfig_->serialToSensorMapIs("S" + number, "T" + number);
+   }
+   for (auto const & [serial, sensor] : fruConfig_->serialToSensorMap)
+      expected.push_back(sensor.str());
+   start();
+   std::vector<std::string> made;
+   for (auto const & [name, entity] : dir_->entity)
+      made.push_back(name.str());
+   EXPECT_EQ(made, expected);
+}
+
+// Lets go of the machine when it makes a wrapper, then has more temperatures.
+struct SensorDropper {
+   void handleWrapper() {
+      reactor.notifierIs(nullptr);
+      *monitor = nullptr;
+      then();
+   }
+   Pelm::Ptr<TempSensorSm> * monitor;
+   std::function<void()> then;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(TemperatureSensor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
+   smart(35);
+   nvme_->deviceDataIs("S2");
+   start();
+   SensorDropper dropper{&monitor_,
+                         [&] {
+                            smart(36);
+                            nvme_->deviceDataIs("S3");
+                            fruConfig_->serialToSensorMapIs("S1", "DriveTemp2");
+                         },
+                         {}};
+   dropper.reactor.notifierIs(monitor_);
+   dropper.reactor.on<&SensorDropper::handleWrapper>(monitor_->temperatureWrapper, dropper);
+   dropper.reactor.hasNotificationActiveIs(true);
+   monitor_->createTempStatus("S1");
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(shown(), -999) << "the new sensor of S1 is not told its reading";
    EXPECT_FALSE(status("DriveTemp2"));
 }
 

@@ -49,6 +49,14 @@ TEST_F(Unit, ReadsSmartData) {
    monitor->smartDbMappingDelAll();
    expectPolls(*monitor, "S1");
    EXPECT_EQ(monitor->smartctlProcess.size(), monitor->smartctlReactor.size());
+   auto const own = monitor->smartctlProcessIs(tracker, "S2");
+   EXPECT_EQ(monitor->smartctlReactor("S2")->notifier(), own->sm());
+   monitor->smartctlReactorDel("S2");
+   monitor->smartctlReactorIs(own);
+   monitor->smartctlProcessDel("S2");
+   monitor->smartctlReactorDelAll();
+   monitor->smartctlProcessDelAll();
+   EXPECT_TRUE(monitor->smartctlProcess.empty());
    monitor->handleSmartctlState("S1");
    EXPECT_TRUE(SmartDataMonitorSmIs(pollInterval, devices, data, tracker));
 
@@ -73,6 +81,14 @@ TEST_F(Unit, ReadsTheSmartLogOfNvmeDrives) {
    EXPECT_EQ(monitor->tracker(), tracker);
    expectPolls(*monitor, "N1");
    EXPECT_EQ(monitor->nvmeCliProcess.size(), monitor->nvmeCliReactor.size());
+   auto const own = monitor->nvmeCliProcessIs(tracker, "N2");
+   EXPECT_EQ(monitor->nvmeCliReactor("N2")->notifier(), own->sm());
+   monitor->nvmeCliReactorDel("N2");
+   monitor->nvmeCliReactorIs(own);
+   monitor->nvmeCliProcessDel("N2");
+   monitor->nvmeCliReactorDelAll();
+   monitor->nvmeCliProcessDelAll();
+   EXPECT_TRUE(monitor->nvmeCliProcess.empty());
    monitor->handleNvmeCliState("N1");
    EXPECT_TRUE(NvmeDataMonitorSmIs(pollInterval, devices, data, tracker));
 
@@ -116,6 +132,8 @@ TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
    monitor->handlePollClock();
    monitor->handleConnectedDevices();
    monitor->handleConnectedDevices("S1");
+   monitor->collectIoStatForDisk("S1");
+   EXPECT_TRUE(monitor->pollClock());
    EXPECT_GT(monitor->openErrorCount(), 0U);
    EXPECT_EQ(monitor->getlineErrorCount() + monitor->regexErrorCount(), 0U);
    EXPECT_EQ(monitor->pollInterval(), pollInterval);
@@ -145,6 +163,11 @@ TEST_F(Unit, FollowsTheLifeOfItsDisks) {
    monitor->handleNvmeData("S1", {}, {});
    monitor->handleEmmcData("S1", {}, {});
    EXPECT_EQ(change->serial(), "S1");
+   EXPECT_EQ(monitor->devices(), devices);
+   EXPECT_EQ(monitor->emmcData(), emmc);
+   EXPECT_EQ(monitor->nvmeData(), nvme);
+   EXPECT_EQ(monitor->smartData(), smart);
+   EXPECT_TRUE(monitor->iostat());
    EXPECT_LE(logged.size(), 1U);
    monitor->deviceLifetimeChangeDel("S1");
    monitor->deviceLifetimeChangeDelAll();
@@ -168,6 +191,17 @@ TEST_F(Unit, ShowsTheTemperaturesOfItsDisks) {
    monitor->createTempStatus("N1");
    monitor->updateTempSensor("N1", {}, {});
    EXPECT_TRUE(monitor->temperatureWrapper("N1"));
+   monitor->temperatureWrapperIs("N1");
+   monitor->fruConfigDispatch("N1");
+   monitor->nvmeDataDispatch("N1");
+   EXPECT_TRUE(monitor->nvmeDeviceData("N1"));
+   monitor->on_smartData("N1");
+   monitor->on_smartData_deviceData("N1", {OptionalSmartAttr{}, OptionalSmartAttr{}});
+   EXPECT_EQ(monitor->fruConfig(), fruConfig);
+   EXPECT_EQ(monitor->envTempConfigDir(), sensors);
+   EXPECT_EQ(monitor->envTempStatusDir(), dir);
+   EXPECT_EQ(monitor->nvmeData(), nvme);
+   EXPECT_TRUE(monitor->smartData());
    monitor->temperatureWrapperDel("N1");
    monitor->temperatureWrapperDelAll();
    monitor->nvmeDeviceDataDel("N1");

@@ -25,6 +25,14 @@ class VirtualTimeTest : public testing::Test {
       return Host::runUntil(condition, Vorn::System::currentTime() + span);
    }
 
+   // UTC alone becomes another, as when it is corrected.
+   void wallClockJumpsBy(Vorn::Seconds span) {
+      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(),
+                                                        Vorn::System::currentTimeUtc() + span);
+      time = source.get();
+      Host::timeSourceIs(std::move(source));
+   }
+
    Host::VirtualTime * time;
 };
 
