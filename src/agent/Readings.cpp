@@ -10,6 +10,7 @@ namespace Agent {
 namespace {
 
 using StorageDevices::HealthReading;
+using BusType = StorageDevices::ConnectedDisk::BusType;
 
 constexpr double latePolls = 2.5;
 
@@ -116,14 +117,18 @@ void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & 
 std::vector<Reading> Readings::of(Pelm::String const & serial) const {
    std::vector<Reading> readings;
    auto const found = disks_.find(serial);
-   if (found == disks_.end())
+   auto const connected = entities_.devices->disk(serial);
+   if (found == disks_.end() || !connected)
       return readings;
    Disk const & disk = found->second;
-   if (auto const record = entities_.smart->deviceData(serial))
+   // A record stays where its disk moved to another bus, and is read no more.
+   bool const isEmmc = connected->busType() == BusType::other;
+   if (auto const record = entities_.smart->deviceData(serial); record && !isEmmc)
       readings.push_back(told({"smartctl", lastGoodOf(record->reading), disk.smartctl.failure}));
-   if (auto const record = entities_.nvme->deviceData(serial))
+   if (auto const record = entities_.nvme->deviceData(serial);
+       record && connected->busType() == BusType::nvme)
       readings.push_back(told({"nvme", lastGoodOf(record->reading), disk.nvme.failure}));
-   if (auto const record = entities_.emmc->deviceData(serial))
+   if (auto const record = entities_.emmc->deviceData(serial); record && isEmmc)
       readings.push_back(told(emmcReading(disk, record->reading)));
    if (auto const history = entities_.ioStat->ioStatData(serial))
       readings.push_back(told(ioStatReading(disk, *history)));

@@ -78,6 +78,33 @@ TEST_F(ReadingsTest, ADiskHasTheSourcesThatItIsReadFrom) {
    EXPECT_EQ(sources("X"), "");
 }
 
+TEST_F(ReadingsTest, ADiskThatMovedToAnotherBusIsReadAsOneOfThatBus) {
+   auto const move = [&](char const * serial, BusType bus) {
+      entities.devices->diskIs(serial, StorageType::sataSsd, "/dev/sdx", "/mnt/x", "M", "1", false, bus, "1",
+                               1);
+   };
+   addDisk("E", "/dev/mmcblk0", BusType::other);
+   addDisk("N", "/dev/nvme0n1", BusType::nvme);
+   move("E", BusType::sata);
+   move("N", BusType::sata);
+   EXPECT_TRUE(readings.of("E").empty());
+   ASSERT_EQ(readings.of("N").size(), 1U);
+   EXPECT_STREQ(readings.of("N").front().source, "smartctl");
+   move("N", BusType::other);
+   EXPECT_TRUE(readings.of("N").empty());
+}
+
+TEST_F(ReadingsTest, AReadingThatTheTrackerEndedSaysWhy) {
+   addDisk("A", "/dev/sda", BusType::sata);
+   auto const run = Pelm::make<Brul::FinishedRun>();
+   run->argv = {"smartctl", "-HA", "/dev/sda"};
+   run->failed = true;
+   run->exitCode = -9;
+   run->reason = "it wrote more than 4 MiB";
+   tracker->finishedRunIs(run);
+   EXPECT_EQ(reason("A", "smartctl"), "ended: it wrote more than 4 MiB");
+}
+
 TEST_F(ReadingsTest, NothingIsGoodOrFailingBeforeTheFirstRun) {
    addDisk("A", "/dev/sda", BusType::sata);
    time->jumpBy(100000);
