@@ -63,19 +63,6 @@ std::vector<Hostile> hostileTexts(std::size_t size) {
            {"half a document", filled(size, "0").substr(0, size - 1)}};
 }
 
-// Whether the action, in a process of its own with that much more memory, came to its end.
-bool survives(std::size_t more, std::function<void()> const & action) {
-   pid_t const child = fork();
-   if (child == 0) {
-      Support::MemoryLimit const limit{more};
-      action();
-      _exit(0);
-   }
-   int status = -1;
-   waitpid(child, &status, 0);
-   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 TEST(JsonMemoryTest, keepsWhatIsInABlockThatGrowsAndShrinks) {
    void * block = nullptr;
    std::size_t size = 0;
@@ -116,6 +103,19 @@ TEST(JsonMemoryTest, aListBeyondItTellsSo) {
 }
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
+
+// Whether the action, in a process of its own with that much more memory, came to its end.
+bool survives(std::size_t more, std::function<void()> const & action) {
+   pid_t const child = fork();
+   if (child == 0) {
+      Support::MemoryLimit const limit{more};
+      action();
+      _exit(0);
+   }
+   int status = -1;
+   waitpid(child, &status, 0);
+   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 TEST(JsonMemoryTest, whereThereIsNoMemoryBlocksRaise) {
    Support::MemoryLimit const limit{miB};
