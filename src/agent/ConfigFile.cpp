@@ -10,8 +10,8 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
-#include <system_error>
 
+#include "agent/Scarcity.h"
 #include "agent/Text.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Format.h"
@@ -26,8 +26,7 @@ namespace {
 }
 
 [[noreturn]] void failRead(std::string const & path, int error) {
-   fail(path,
-        "cannot be read: " + std::generic_category().message(error) + "; name the file to use with --config");
+   fail(path, "cannot be read: " + explained(error) + "; name the file to use with --config");
 }
 
 class OpenFile {

@@ -119,8 +119,7 @@ void StorageAgent::startWatchdog() {
       watchdog_.emplace(log_, serviceManager_);
    } catch (std::system_error const & error) {
       log_.notice(severityWarning,
-                  "nobody watches whether the loop is held, and no service manager hears that it is "
-                  "not: " +
+                  "the loop is not watched for stalls, and the service manager gets no sign of life: " +
                       explained(error));
    }
 }

@@ -8,10 +8,8 @@ namespace Agent {
 // The programs that the monitors run and may have exit codes of their own.
 inline constexpr char const * toolNames[] = {"hdparm", "nvme", "smartctl"};
 
-// Where the program is on a search path (directories with colons between them); empty when it is nowhere.
-std::string findTool(std::string const & name, std::string const & searchPath);
-
-// A line per tool: where it is, or what is not known without it.
-std::string toolsText(std::string const & searchPath);
+// A line per tool: where it is found when it is run, with the directories of `toolPath` (colons between them)
+// before PATH, or what is not known without it.
+std::string toolsText(std::string const & toolPath);
 
 }  // namespace Agent

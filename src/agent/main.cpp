@@ -106,9 +106,7 @@ int checkConfig(Agent::Command const & command) {
                                   ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
                                   : std::string{Agent::defaultConfigPath} + ": not there, the defaults hold";
    auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
-   char const * const path = std::getenv("PATH");
-   print(Agent::checkConfigText(config, source, examination) +
-         Agent::toolsText(config.tools.path + ":" + (path != nullptr ? path : "")));
+   print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
       print(line + "\n");
    for (std::string const & error : examination.errors)

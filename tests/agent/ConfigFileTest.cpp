@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -89,6 +90,18 @@ TEST_F(ConfigFileTest, thatIsNoFileIsRefused) {
              ": cannot be read: No such file or directory; name the file to use with --config");
    EXPECT_EQ(refusalOf("/dev/zero"), "/dev/zero: is no regular file; name one with --config");
    EXPECT_EQ(refusalOf(folder, &loadConfigIfPresent), refusalOf(folder));
+}
+
+TEST_F(ConfigFileTest, thatCannotBeOpenedForWantOfDescriptorsSaysHowToGetMore) {
+   std::string const path = fileWith("");
+   rlimit before{};
+   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+   rlimit const none{0, before.rlim_max};
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+   std::string const refusal = refusalOf(path);
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+   EXPECT_TRUE(refusal.starts_with(path + ": cannot be read: Too many open files; ")) << refusal;
+   EXPECT_NE(refusal.find("LimitNOFILE="), std::string::npos) << refusal;
 }
 
 TEST_F(ConfigFileTest, thatIsAFifoIsRefusedWithoutWaitingForItsWriter) {

@@ -199,6 +199,10 @@ Pelm::String startFailure(int error) {
    }
 }
 
+std::string programPath(std::string const & name, Pelm::String const & searchFirst) {
+   return findProgram(name, searchPath(searchFirst));
+}
+
 }  // namespace Vorn
 
 namespace Brul {

@@ -29,6 +29,10 @@ RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdin
 // what to do about it: "too many open files: raise LimitNOFILE".
 RUNTIME_API Pelm::String startFailure(int error);
 
+// Where `spawnProcess` finds a program that is named without a directory, or that name with a directory
+// itself; empty when it is nowhere.
+RUNTIME_API std::string programPath(std::string const & name, Pelm::String const & searchFirst);
+
 }  // namespace Vorn
 
 namespace Brul {

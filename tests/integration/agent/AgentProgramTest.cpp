@@ -198,6 +198,30 @@ TEST_F(AgentProgramTest, AWrongConfigurationIsOneLineAndTwo) {
    EXPECT_EQ(runProgram("fly").exitCode, 2);
 }
 
+TEST_F(AgentProgramTest, KeysThatAreNotServedAreNamedAtTheStartAndByCheckConfig) {
+   config("[log]\ndestination = \"syslog\"\n[verdict]\nlife_failing = 2\n");
+   Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
+   start();
+   EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+   for (std::string const line :
+        {"log.destination: \"syslog\" is not served in this version; lines go to standard error\n",
+         "verdict: is not served in this version; "}) {
+      EXPECT_NE(checked.text.find("\n" + line), std::string::npos) << checked.text;
+      EXPECT_NE(log.find(" notice storagedevices: " + line), std::string::npos) << log;
+   }
+}
+
+TEST_F(AgentProgramTest, TooFewDescriptorsAreNamedBeforeAnythingElse) {
+   std::filesystem::create_directories(socket);  // nothing can listen there, so that it ends at once
+   Output const started = runProgram("agent --config " + folder.string() + "/agent.toml", "ulimit -n 40; ");
+   EXPECT_EQ(started.exitCode, 1);
+   EXPECT_NE(started.text.find(" warning storagedevices: no more than 40 descriptors may be open, "),
+             std::string::npos)
+       << started.text;
+   EXPECT_EQ(runProgram("agent --config " + folder.string() + "/agent.toml").text.find("descriptors"),
+             std::string::npos);
+}
+
 TEST_F(AgentProgramTest, CheckConfigTellsWhatEachDeviceWouldBecome) {
    unit.add(Simulation::sataDisk("sdq", 9, "STRANGE", "Other", 1000000));
    unit.add(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
