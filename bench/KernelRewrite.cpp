@@ -120,11 +120,11 @@ Lines errorTexts() {
 // Every beginning of a row, and its literal parts again and again: what costs the rows most.
 Lines hostileTexts() {
    Lines result;
-   for (std::string const & begun :
+   for (std::string const begun :
         {"BTRFS error (device sda1): ", "EXT4-fs error (device sda1): ", "sd 0:0:0:0: [sda] Add. Sense: ",
          "ata1.00: ", "md/raid1:md0: ", "usb 1-1: reset SuperSpeed ", "nvme nvme0: I/O 1 (",
          "(sda): This should", "nvme0n1: ", "XFS (sda1): ", "kernel: [T1] "})
-      for (std::string const & repeated :
+      for (std::string const repeated :
            {"a", " ", "(sda): ", "error", " on dev /dev/", ") @ LBA ", "<6>", ": "})
          result.push_back(begun + "\1" + repeated);
    return result;

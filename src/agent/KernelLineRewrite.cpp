@@ -58,6 +58,13 @@ std::string unlisted(std::string_view line, std::string_view text, std::string c
    return std::string{line};
 }
 
+// Whether a line of a file system that may lie on several devices also names another one by its path.
+bool namesAnother(std::string_view text, KernelMatch const & match) {
+   constexpr std::string_view folder = "/dev/";
+   std::size_t const at = match.blame == KernelBlame::pool ? text.find(folder) : text.npos;
+   return at != text.npos && !text.substr(at + folder.size()).starts_with(match.device);
+}
+
 // The message in words from which the library reads the device; without the kernel's own where they spoil it.
 std::string inWords(KernelForm form, std::string_view line, std::string const & head, std::string_view text,
                     KernelMatch const & match) {
@@ -88,7 +95,8 @@ std::string KernelLineRewriter::rewrittenText(std::string_view line) {
    if (!message)
       return unlisted(line, prefix->text, prefix->head);
    rememberPool(match);
-   if (message->form == KernelForm::nobody || match.device.empty() || isDoubtful(match, prefix->seconds))
+   bool const isNobodys = message->form == KernelForm::nobody || match.device.empty();
+   if (isNobodys || namesAnother(prefix->text, match) || isDoubtful(match, prefix->seconds))
       return silent(line);
    rememberFailure(match, prefix->seconds);
    return inWords(message->form, line, prefix->head, prefix->text, match);

@@ -14,6 +14,10 @@ std::string joined(std::initializer_list<std::string_view> parts) {
    return result;
 }
 
+char first(std::string_view text) {
+   return text.empty() ? '\0' : text.front();
+}
+
 }  // namespace
 
 std::span<KernelMessageGroups const> kernelMessages() {
@@ -29,9 +33,12 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
       for (KernelMessageGroup const & group : groups) {
          std::string_view behind = text;
          KernelMatch beginning;
-         if (!takesKernelPattern(group.beginning, behind, beginning))
+         if (!mayBeginWith(group.beginning, first(text)) ||
+             !takesKernelPattern(group.beginning, behind, beginning))
             continue;
          for (KernelMessage const & message : group.messages) {
+            if (!mayBeginWith(message.pattern, first(behind)))
+               continue;
             std::string_view rest = behind;
             match = beginning;
             if (takesKernelPattern(message.pattern, rest, match))

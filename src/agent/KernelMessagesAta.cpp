@@ -26,6 +26,7 @@ constexpr KernelMessage resets[]{
     {"hard resetting link", asIs, "ata2: hard resetting link", "ata2"},
     {"soft resetting <link|port>", ata, "ata2: soft resetting link", "ata2"},
     {"COMRESET failed", asIs, "ata8: COMRESET failed (errno=-16)", "ata8"},
+    {"prereset failed", ata, "ata2: prereset failed (errno=-19)", "ata2"},
     {"SRST failed", ata, "ata2: SRST failed (errno=-16)", "ata2"},
     {"softreset failed", ata, "ata2: softreset failed (device not ready)", "ata2"},
     {"reset failed", ata, "ata2: reset failed (errno=-32), retrying in 8 secs", "ata2"},

@@ -78,6 +78,12 @@ constexpr KernelMessage multipathDisks[]{
     {"no available path - failing I/O", told, "block nvme0n1: no available path - failing I/O", "nvme0n1"},
 };
 
+// Of kernels before 5.14.
+constexpr KernelMessage ideDisks[]{
+    {"%dev: %name: error=0x%hex { ", told,
+     "hda: dma_intr: error=0x40 { UncorrectableError }, LBAsect=1953525, sector=1953520", "hda"},
+};
+
 constexpr KernelMessageGroup groups[]{
     {"block/blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
     {"fs/buffer.c", "", buffers},
@@ -85,6 +91,7 @@ constexpr KernelMessageGroup groups[]{
     {"fs/iomap/buffered-io.c", "", writebacks},
     {"block/partitions/core.c", "", partitionTables},
     {"block/partitions/amiga.c", "", rigidDiskBlocks},
+    {"drivers/ide/ide-lib.c", "", ideDisks},
     {"drivers/block/nbd.c", "block %dev: ", networkDisks},
     {"drivers/nvme/host/multipath.c", "block %dev: ", multipathDisks},
 };

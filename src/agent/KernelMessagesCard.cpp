@@ -49,6 +49,7 @@ constexpr KernelMessage hosts[]{
     {"Got <command|data> interrupt 0x%hex even though no", told,
      "mmc0: Got data interrupt 0x04000000 even though no data operation was in progress.", "mmc0"},
     {"Unexpected interrupt 0x", told, "mmc0: Unexpected interrupt 0x00004000.", "mmc0"},
+    {"Card removed during transfer", told, "mmc1: Card removed during transfer!", "mmc1"},
     {"ADMA error", told, "mmc0: ADMA error: 0x02000000", "mmc0"},
     {"Internal clock never stabilised", told, "mmc0: Internal clock never stabilised.", "mmc0"},
 };

@@ -110,6 +110,12 @@ constexpr KernelMessage ext2Errors[]{
      "sda"},
 };
 
+// Of kernels before 4.3, which had a driver of its own.
+constexpr KernelMessage ext3Errors[]{
+    {"EXT3-fs error (device %fs): ", told,
+     "EXT3-fs error (device sda1): ext3_get_inode_loc: unable to read inode block", "sda"},
+};
+
 constexpr KernelMessageGroup groups[]{
     {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c",
      "EXT4-fs warning (device %fs): ", harmlessWarnings},
@@ -121,6 +127,7 @@ constexpr KernelMessageGroup groups[]{
     {"fs/ext4/super.c, resize.c", "EXT4-fs (%fs): ", superBlocks},
     {"fs/jbd2/journal.c, commit.c", "", journals},
     {"fs/ext2/super.c", "EXT2-fs (%fs): ", ext2Errors},
+    {"fs/ext3/super.c", "", ext3Errors},
 };
 
 }  // namespace

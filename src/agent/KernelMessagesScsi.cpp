@@ -37,6 +37,7 @@ constexpr KernelMessage commands[]{
      "sda"},
     {"rejecting I/O to <offline|dead> device", unhandled, "sd 0:0:0:0: [sda] rejecting I/O to offline device",
      "sda"},
+    {"killing request", unhandled, "sd 0:0:0:0: [sda] killing request", "sda"},
     {"Device offlined", unhandled, "sd 0:0:0:0: [sda] Device offlined - not ready after error recovery",
      "sda"},
 };

@@ -45,6 +45,7 @@ constexpr KernelMessage ports[]{
      "usb usb1-port3: Cannot enable. Maybe the USB cable is bad?", "usb 1-3"},
     {"disabled by hub (EMI?), re-enabling", usb, "usb 1-5-port2: disabled by hub (EMI?), re-enabling...",
      "usb 1-5.2"},
+    {"config error", usb, "usb usb2-port2: config error", "usb 2-2"},
     {"connect-debounce failed", usb, "usb 1-5-port2: connect-debounce failed", "usb 1-5.2"},
 };
 

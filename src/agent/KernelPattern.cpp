@@ -287,6 +287,14 @@ constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::t
 
 }  // namespace
 
+bool mayBeginWith(std::string_view pattern, char c) {
+   constexpr std::array<std::string_view, 3> ports{"%ata", "%usb", "%card"};
+   for (std::string_view const port : ports)
+      if (pattern.starts_with(port))
+         return c == (port == "%card" ? 'm' : port[1]);
+   return pattern.empty() || pattern.front() == '%' || pattern.front() == '<' || pattern.front() == c;
+}
+
 bool takesKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match) {
    Reader reader{pattern, {text.data(), text.data() + text.size()}, match};
    if (!reader.takesAll())

@@ -45,4 +45,7 @@ struct KernelMatch {
 // %usb, %card and %nvme names the device, else the last of %fs and %pool.
 bool takesKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match);
 
+// Whether a text that begins with this character may fit the pattern: a quick no for most.
+bool mayBeginWith(std::string_view pattern, char c);
+
 }  // namespace Agent

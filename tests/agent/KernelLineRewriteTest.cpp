@@ -180,6 +180,14 @@ TEST(KernelLineRewriteTest, AFileSystemsDiskIsBlamedUnlessAnotherAloneFailedWith
    EXPECT_EQ(named("82", "XFS (sda1): log I/O error -5"), "sda");
 }
 
+TEST(KernelLineRewriteTest, AFileSystemThatNamesAnotherDeviceIsNotItsFirst) {
+   expectDevices(
+       {{"BTRFS error (device sda1): parent transid verify failed on /dev/sdb1 logical 1", ""},
+        {"BTRFS error (device sda1): parent transid verify failed on /dev/mapper/data logical 1", ""},
+        {"BTRFS error (device sda1): parent transid verify failed on /dev/sda1 logical 1", "sda"},
+        {"EXT4-fs error (device sda1): ext4_lookup:1: comm /dev/sdb: bad entry", "sda"}});
+}
+
 // Ports are none: that of the disk itself fails before it.
 TEST(KernelLineRewriteTest, APortThatFailedClearsNoDisk) {
    Agent::KernelLineRewriter rewriter;

@@ -92,7 +92,7 @@ TEST_P(KernelLinePoolTest, NamesTheDeviceThatFailedAndNeverAHealthyOne) {
       EXPECT_TRUE(has(named, device)) << device;
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, KernelLinePoolTest,
+INSTANTIATE_TEST_SUITE_P(Kernel, KernelLinePoolTest,
                          testing::Values("btrfs-raid1", "btrfs-silent", "md-raid1-ext4", "lvm-xfs",
                                          "f2fs-two-devices", "ext4-external-journal", "xfs-external-log",
                                          "xfs-realtime"),
