@@ -58,6 +58,11 @@ constexpr KernelMessage otherErrors[]{
      "isofs_fill_super: bread failed, dev=sr0, iso_blknum=17, block=17", "sr0"},
 };
 
+// No kernel's: a line that comes a second time stays.
+constexpr KernelMessage rewrittenBefore[]{
+    {"This should not happen: ", asIs, "storage (sda): This should not happen: sdb", "sda"},
+};
+
 // Whatever file system says it: these the library knows.
 constexpr KernelMessage everyFileSystem[]{
     {"<Remounting filesystem|Remounting read-only|This should|unable to read inode|FAT read "
@@ -75,6 +80,7 @@ constexpr KernelMessageGroup groups[]{
     {"fs/nilfs2/mdt.c", "NILFS (%fs): ", nilfsErrors},
     {"fs/nilfs2/super.c, fs/reiserfs/prints.c, fs/jfs/super.c, fs/udf/super.c, fs/isofs/inode.c", "",
      otherErrors},
+    {"none", "storage (%dev): ", rewrittenBefore},
     {"fs/*", "%name (%pool): ", everyFileSystem},
 };
 
