@@ -208,7 +208,8 @@ TEST_F(Unit, ShowsTheTemperaturesOfItsDisks) {
    monitor->nvmeDeviceDataIs(nvme->deviceData("N1"));
    monitor->nvmeDeviceDataDelAll();
    EXPECT_TRUE(TempSensorSmIs(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>()));
-   expectLinked(&TempSensorSm::handleInitialized, &TempSensorSm::vornDoZombieReactors);
+   expectLinked(&TempSensorSm::temperatureWrapperIs, &TempSensorSm::handleInitialized,
+                &TempSensorSm::vornDoZombieReactors);
 }
 
 }  // namespace
