@@ -9,12 +9,9 @@ void writeCount(JsonWriter & writer, char const * key, std::uint64_t count) {
    writer.Uint64(count);
 }
 
-}  // namespace
-
-void writeCounters(JsonWriter & writer, Counters const & counters) {
-   writer.Key("kernelLines");
+void writeKernelLines(JsonWriter & writer, std::optional<KernelLineCounts> const & lines) {
    writer.StartObject();
-   if (auto const & lines = counters.kernelLines) {
+   if (lines) {
       writeCount(writer, "received", lines->received);
       writeCount(writer, "forwarded", lines->forwarded);
       writeCount(writer, "rewritten", lines->rewritten);
@@ -22,10 +19,20 @@ void writeCounters(JsonWriter & writer, Counters const & counters) {
       writeCount(writer, "overruns", lines->overruns);
    }
    writer.EndObject();
-   writer.Key("log");
-   writer.StartObject();
-   writeCount(writer, "linesDropped", counters.logLinesDropped);
-   writer.EndObject();
+}
+
+}  // namespace
+
+void addCounters(JsonMembers & members, Counters const & counters) {
+   members
+       .add("kernelLines", wholeJson([lines = counters.kernelLines](JsonWriter & writer) {
+               writeKernelLines(writer, lines);
+            }))
+       .add("log", wholeJson([dropped = counters.logLinesDropped](JsonWriter & writer) {
+               writer.StartObject();
+               writeCount(writer, "linesDropped", dropped);
+               writer.EndObject();
+            }));
 }
 
 }  // namespace Agent

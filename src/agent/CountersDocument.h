@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 
 namespace Agent {
 
@@ -23,7 +23,7 @@ struct Counters {
    std::uint64_t logLinesDropped = 0;            // that standard error did not take
 };
 
-// The members "kernelLines", empty when none are forwarded, and "log".
-void writeCounters(JsonWriter & writer, Counters const & counters);
+// Adds "kernelLines", empty when none are forwarded, and "log".
+void addCounters(JsonMembers & members, Counters const & counters);
 
 }  // namespace Agent

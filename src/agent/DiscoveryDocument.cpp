@@ -1,6 +1,7 @@
 #include "agent/DiscoveryDocument.h"
 
 #include <cstring>
+#include <utility>
 
 #include "StorageDevices/Shortage.h"
 
@@ -19,19 +20,17 @@ void writeUnclassified(JsonWriter & writer, StorageDevices::Unclassified const &
 
 }  // namespace
 
-void writeDiscovery(JsonWriter & writer, StorageDevices::ConnectedDevicesSm const * discovery) {
-   writer.StartObject();
-   writer.Key("anonymousRemovalCount");
-   writer.Uint64(discovery ? discovery->anonymousRemovalCount() : 0);
-   writer.Key("unclassifiedDevices");
-   writer.StartObject();
+JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery) {
+   JsonValue devices = JsonMembers{};
    if (discovery)
-      for (auto const & [key, device] : discovery->unclassifiedDevice) {
-         writeKey(writer, key.view());
+      devices = jsonObject(discovery->unclassifiedDevice, [](JsonWriter & writer, Pelm::String const &,
+                                                             StorageDevices::Unclassified const & device) {
          writeUnclassified(writer, device);
-      }
-   writer.EndObject();
-   writer.EndObject();
+      });
+   return JsonMembers{}
+       .add("anonymousRemovalCount", wholeJson([count = discovery ? discovery->anonymousRemovalCount() : 0](
+                                                   JsonWriter & writer) { writer.Uint64(count); }))
+       .add("unclassifiedDevices", std::move(devices));
 }
 
 }  // namespace Agent

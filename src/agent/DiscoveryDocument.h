@@ -3,11 +3,11 @@
 #pragma once
 
 #include "StorageDevices/ConnectedDevicesSm.h"
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 
 namespace Agent {
 
 // Without discovery (null) nothing is unclassified.
-void writeDiscovery(JsonWriter & writer, StorageDevices::ConnectedDevicesSm const * discovery);
+JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery);
 
 }  // namespace Agent

@@ -8,7 +8,12 @@ namespace Agent {
 
 namespace {
 
+using StorageDevices::IOStat;
 using StorageDevices::SmartAttr;
+
+// A record is written at once, whatever a tool put into it: some hundred attributes at most, none longer than
+// this.
+constexpr std::size_t longestAttrText = 256;
 
 void writeNumber(JsonWriter & writer, char const * key, std::int64_t value) {
    writer.Key(key);
@@ -18,13 +23,13 @@ void writeNumber(JsonWriter & writer, char const * key, std::int64_t value) {
 void writeAttr(JsonWriter & writer, SmartAttr const & attr) {
    writer.StartObject();
    writeNumber(writer, "id", attr.id);
-   writeMember(writer, "name", attr.name.view());
+   writeMember(writer, "name", attr.name.view(), longestAttrText);
    writeNumber(writer, "thresh", attr.thresh);
    writeNumber(writer, "value", attr.value);
    writeNumber(writer, "worst", attr.worst);
    writeNumber(writer, "flags", attr.flags);
    writeNumber(writer, "raw", attr.raw);
-   writeMember(writer, "rawString", attr.rawString.view());
+   writeMember(writer, "rawString", attr.rawString.view(), longestAttrText);
    writeNumber(writer, "reportedValue", attr.reportedValue);
    writer.EndObject();
 }
@@ -72,7 +77,7 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceNvmeData const & rec
          continue;
       writer.Key(cell.id());
       writer.StartObject();
-      writeMember(writer, "name", cell().name.view());
+      writeMember(writer, "name", cell().name.view(), longestAttrText);
       writeNumber(writer, "value", cell().value);
       writer.EndObject();
    }
@@ -94,48 +99,127 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceEmmcData const & rec
 }
 
 template <class Records>
-void writeRecords(JsonWriter & writer, Records const & records) {
+JsonValue recordsJson(Records const & records) {
+   return jsonObject(records, [](JsonWriter & writer, Pelm::String const &, auto const & record) {
+      writeRecord(writer, record);
+   });
+}
+
+void writeMeasurement(JsonWriter & writer, IOStat::Measurement const & measurement) {
    writer.StartObject();
-   for (auto const & [serial, record] : records) {
-      writeKey(writer, serial.view());
-      writeRecord(writer, *record);
-   }
+   writer.Key("time");
+   writer.Double(measurement.time.value());
+   writer.Key("bytesRead");
+   writer.Uint64(measurement.bytesRead);
+   writer.Key("bytesWritten");
+   writer.Uint64(measurement.bytesWritten);
    writer.EndObject();
 }
+
+// The index of the first measurement later than that.
+std::size_t firstAfter(IOStat const & history, Vorn::Seconds time) {
+   std::size_t low = 0;
+   for (std::size_t high = history.size(); low < high;) {
+      std::size_t const middle = low + (high - low) / 2;
+      (history[middle].time <= time ? low : high) = history[middle].time <= time ? middle + 1 : middle;
+   }
+   return low;
+}
+
+// The array of one disk's measurements. Positions are times: indices shift when old measurements are dropped.
+class HistoryJson {
+ public:
+   explicit HistoryJson(std::size_t newest) : newest_{newest} {}
+
+   // Writes the next part; false once the array is complete. A null history has come to its end.
+   bool write(JsonWriter & writer, IOStat const * history) {
+      if (!begun_)
+         begin(writer, history);
+      std::size_t const last = history ? firstAfter(*history, until_) : 0;
+      std::size_t at = history ? firstAfter(*history, written_) : 0;
+      for (std::size_t const end = std::min(last, at + partSize); at < end; ++at) {
+         written_ = (*history)[at].time;
+         writeMeasurement(writer, (*history)[at]);
+      }
+      if (at < last)
+         return true;
+      writer.EndArray();
+      return false;
+   }
+
+ private:
+   static constexpr std::size_t partSize = 32;
+
+   void begin(JsonWriter & writer, IOStat const * history) {
+      begun_ = true;
+      writer.StartArray();
+      if (history && newest_ > 0 && !history->empty())
+         until_ = history->topMeasurement()->time;
+      if (history && newest_ < history->size())
+         written_ = (*history)[history->size() - newest_ - 1].time;
+   }
+
+   std::size_t newest_;
+   bool begun_ = false;
+   Vorn::Seconds written_ =
+       -Vorn::Seconds::infinity().value();                     // the time of the latest one that was written
+   Vorn::Seconds until_ = -Vorn::Seconds::infinity().value();  // the time of the last one to write
+};
+
+class HistoriesJson {
+ public:
+   HistoriesJson(StorageDevices::IOStatData const & data, std::size_t newest)
+       : walk_{data.ioStatData}, newest_{newest}, history_{newest} {}
+
+   bool operator()(JsonWriter & writer) {
+      if (!walk_.begun()) {
+         walk_.begin();
+         writer.StartObject();
+      }
+      if (walk_.ended()) {
+         writer.EndObject();
+         return false;
+      }
+      writeNext(writer);
+      return true;
+   }
+
+ private:
+   void writeNext(JsonWriter & writer) {
+      auto const history = walk_.value();
+      if (history && !inArray_)
+         writeKey(writer, walk_.key().view());
+      // A disk that goes while its array is written ends it.
+      if (history || inArray_)
+         inArray_ = history_.write(writer, history.get());
+      if (inArray_)
+         return;
+      walk_.advance();
+      history_ = HistoryJson{newest_};
+   }
+
+   KeyWalk<decltype(StorageDevices::IOStatData::ioStatData)> walk_;
+   std::size_t newest_;
+   HistoryJson history_;
+   bool inArray_ = false;
+};
 
 }  // namespace
 
-void writeSmartData(JsonWriter & writer, StorageDevices::SmartData const & data) {
-   writeRecords(writer, data.deviceData);
+JsonValue smartDataJson(StorageDevices::SmartData const & data) {
+   return recordsJson(data.deviceData);
 }
 
-void writeNvmeData(JsonWriter & writer, StorageDevices::NvmeData const & data) {
-   writeRecords(writer, data.deviceData);
+JsonValue nvmeDataJson(StorageDevices::NvmeData const & data) {
+   return recordsJson(data.deviceData);
 }
 
-void writeEmmcData(JsonWriter & writer, StorageDevices::EmmcData const & data) {
-   writeRecords(writer, data.deviceData);
+JsonValue emmcDataJson(StorageDevices::EmmcData const & data) {
+   return recordsJson(data.deviceData);
 }
 
-void writeIoStatData(JsonWriter & writer, StorageDevices::IOStatData const & data, std::size_t history) {
-   writer.StartObject();
-   for (auto const & [serial, stat] : data.ioStatData) {
-      writeKey(writer, serial.view());
-      writer.StartArray();
-      for (std::size_t at = stat->size() - std::min(stat->size(), history); at < stat->size(); ++at) {
-         auto const & measurement = (*stat)[at];
-         writer.StartObject();
-         writer.Key("time");
-         writer.Double(measurement.time.value());
-         writer.Key("bytesRead");
-         writer.Uint64(measurement.bytesRead);
-         writer.Key("bytesWritten");
-         writer.Uint64(measurement.bytesWritten);
-         writer.EndObject();
-      }
-      writer.EndArray();
-   }
-   writer.EndObject();
+JsonValue ioStatDataJson(StorageDevices::IOStatData const & data, std::size_t history) {
+   return HistoriesJson{data, history};
 }
 
 }  // namespace Agent

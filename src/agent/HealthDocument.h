@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 #include "runtime/model/EmmcData.h"
 #include "runtime/model/IOStatData.h"
 #include "runtime/model/NvmeData.h"
@@ -11,10 +11,13 @@
 
 namespace Agent {
 
-void writeSmartData(JsonWriter & writer, StorageDevices::SmartData const & data);
-void writeNvmeData(JsonWriter & writer, StorageDevices::NvmeData const & data);
-void writeEmmcData(JsonWriter & writer, StorageDevices::EmmcData const & data);
-// Of each disk the newest `history` measurements, oldest first.
-void writeIoStatData(JsonWriter & writer, StorageDevices::IOStatData const & data, std::size_t history);
+JsonValue smartDataJson(StorageDevices::SmartData const & data);
+JsonValue nvmeDataJson(StorageDevices::NvmeData const & data);
+JsonValue emmcDataJson(StorageDevices::EmmcData const & data);
+
+// Of each disk the newest `history` measurements, oldest first. A part has some dozens of them. Measurements
+// that are made or dropped while the document is read do not disturb it: it goes on after the latest one that
+// it wrote, and ends with the one that was the newest when the disk's turn came.
+JsonValue ioStatDataJson(StorageDevices::IOStatData const & data, std::size_t history);
 
 }  // namespace Agent

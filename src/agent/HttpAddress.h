@@ -14,6 +14,10 @@ struct HttpAddress {
 
    // Only programs on this machine can reach it: 127.0.0.0/8 and ::1.
    bool loopback() const;
+   // Whether the Host of a request stands for it: "localhost", an address of loopback or this one. If this is
+   // the one for all addresses ("0.0.0.0", "::"), any numeric address does, but no name: a name may be
+   // another site's. The port may be any, since connections may be forwarded.
+   bool isNamedBy(std::string_view hostHeader) const;
    // As it is written in the configuration: "127.0.0.1:9634", "[::1]:9634".
    std::string text() const;
 

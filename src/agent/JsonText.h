@@ -5,6 +5,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstdlib>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -12,24 +14,47 @@
 
 namespace Agent {
 
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
+// Raises std::bad_alloc, where the allocators of the JSON library answer null and nobody looks.
+class JsonAllocator {
+ public:
+   static constexpr bool kNeedFree = true;
+
+   static void * Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+   static void * Realloc(void * block, std::size_t, std::size_t size) {
+      if (size == 0) {
+         std::free(block);
+         return nullptr;
+      }
+      void * const moved = std::realloc(block, size);
+      if (moved == nullptr)
+         throw std::bad_alloc{};
+      return moved;
+   }
+   static void Free(void * block) { std::free(block); }
+};
+
+using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonAllocator>;
+using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonAllocator>;
+
+// The rest of a longer text is left out. No device, tool or kernel line that means well says more.
+inline constexpr std::size_t longestText = 4096;  // bytes
 
 // The writer leaves DEL as it is, the one control character that JSON allows.
-inline std::string withoutDel(rapidjson::StringBuffer const & json) {
+inline std::string withoutDel(JsonBuffer const & json) {
    std::string text;
    for (char const c : std::string_view{json.GetString(), json.GetSize()})
       c == '\x7f' ? text += "\\u007f" : text += c;
    return text;
 }
 
-inline void writeText(JsonWriter & writer, std::string_view text) {
-   std::string const valid = validUtf8(text);
+inline void writeText(JsonWriter & writer, std::string_view text, std::size_t longest = longestText) {
+   std::string const valid = validUtf8(text.substr(0, longest));
    auto const size = static_cast<rapidjson::SizeType>(valid.size());
    if (valid.find('\x7f') == std::string::npos) {
       writer.String(valid.data(), size);
       return;
    }
-   rapidjson::StringBuffer quoted;
+   JsonBuffer quoted;
    JsonWriter{quoted}.String(valid.data(), size);
    std::string const json = withoutDel(quoted);
    writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
@@ -40,9 +65,10 @@ inline void writeKey(JsonWriter & writer, std::string_view key) {
    writeText(writer, key);
 }
 
-inline void writeMember(JsonWriter & writer, char const * key, std::string_view text) {
+inline void writeMember(JsonWriter & writer, char const * key, std::string_view text,
+                        std::size_t longest = longestText) {
    writer.Key(key);
-   writeText(writer, text);
+   writeText(writer, text, longest);
 }
 
 }  // namespace Agent

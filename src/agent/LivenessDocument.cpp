@@ -25,7 +25,7 @@ void writeHold(JsonWriter & writer, Hold const & hold) {
 
 std::string livenessDocument(double lastTurnAgeSeconds, Holds const & holds) {
    constexpr int microseconds = 6;
-   rapidjson::StringBuffer buffer;
+   JsonBuffer buffer;
    JsonWriter writer{buffer};
    writer.SetMaxDecimalPlaces(microseconds);
    writer.StartObject();

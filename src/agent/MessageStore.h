@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <string>
+#include <memory>
 #include <vector>
 
+#include "agent/Document.h"
+#include "agent/JsonText.h"
 #include "runtime/host/Log.h"
 
 namespace Agent {
@@ -17,8 +19,10 @@ class MessageStore {
 
    void add(Host::LogMessage const & message);
 
-   // {"messages": [...]}: those with a number above `after`, oldest first. Numbers start at 1.
-   std::string json(std::uint64_t after) const;
+   // {"messages": [...]}: those with a number above `after`, oldest first. Numbers start at 1. It is written
+   // while it is read, message by message, and ends with the one that is the latest now; those dropped
+   // meanwhile are left out. The store must outlive it.
+   std::unique_ptr<Document> json(std::uint64_t after) const;
    std::uint64_t lastSequence() const { return lastSequence_; }
 
  private:
@@ -29,6 +33,10 @@ class MessageStore {
       std::vector<Pelm::String> arguments;
       Pelm::String text;
    };
+
+   static void write(JsonWriter & writer, Stored const & stored);
+   // The first one above the number, null when there is none.
+   Stored const * firstAfter(std::uint64_t sequence) const;
 
    std::deque<Stored> messages_;
    std::uint64_t lastSequence_ = 0;

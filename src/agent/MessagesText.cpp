@@ -39,7 +39,7 @@ std::string textOf(Json const & message) {
 }
 
 std::string jsonOf(Json const & message) {
-   rapidjson::StringBuffer buffer;
+   JsonBuffer buffer;
    JsonWriter writer{buffer};
    message.Accept(writer);
    return withoutDel(buffer) + "\n";

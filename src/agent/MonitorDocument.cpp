@@ -114,54 +114,50 @@ void writeMountPoint(JsonWriter & writer, StorageDevices::MountPtMonitorSm const
    writer.EndObject();
 }
 
+JsonValue emptyObject() {
+   return JsonMembers{};
+}
+
 }  // namespace
 
-void writeLifetimeChanges(JsonWriter & writer, StorageDevices::DeviceLifetimeMonitorSm const * monitor) {
-   writer.StartObject();
-   if (monitor)
-      for (auto const & [serial, change] : monitor->deviceLifetimeChange) {
-         writeKey(writer, serial.view());
-         writeChange(writer, *change);
-      }
-   writer.EndObject();
+JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor) {
+   if (!monitor)
+      return emptyObject();
+   return jsonObject(monitor->deviceLifetimeChange, [](JsonWriter & writer, Pelm::String const &,
+                                                       StorageDevices::DeviceLifetimeChange const & change) {
+      writeChange(writer, change);
+   });
 }
 
-void writeStorageDevicesInfo(JsonWriter & writer, StorageDevicesInfo const & info) {
-   writer.StartObject();
-   writer.Key(info.fsList.id());
-   writer.StartObject();
-   for (auto const & [serial, record] : info.fsList) {
-      writeKey(writer, serial.view());
-      writeInfo(writer, *record);
-   }
-   writer.EndObject();
-   writer.EndObject();
+JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info) {
+   return JsonMembers{}.add(
+       info.fsList.id(),
+       jsonObject(info.fsList, [](JsonWriter & writer, Pelm::String const &,
+                                  StorageDevErrorSyslogInfo const & record) { writeInfo(writer, record); }));
 }
 
-void writeTemperature(JsonWriter & writer, Entities const & entities,
-                      StorageDevices::TempSensorSm const * monitor) {
-   writer.StartObject();
-   for (auto const & [sensor, config] : entities.sensors->tempSensor) {
+JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor) {
+   Pelm::Ptr<StorageDevices::TempSensorSm const> const kept{monitor};
+   auto const write = [entities, kept](JsonWriter & writer, Pelm::String const & sensor, auto const &) {
       auto const entity = entities.sensorStatus->entityPtr(sensor);
       auto const * status = dynamic_cast<TempSensorStatus const *>(entity.get());
       if (!status)
-         continue;
+         return;
       Pelm::String const drive = driveOf(entities, sensor);
-      auto const wrapper = monitor ? monitor->temperatureWrapper(drive) : nullptr;
+      auto const wrapper = kept ? kept->temperatureWrapper(drive) : nullptr;
       writeKey(writer, sensor.view());
       writeSensor(writer, *status, drive, hasRecord(entities, drive), wrapper.get());
-   }
-   writer.EndObject();
+   };
+   return jsonObjectOfSome(entities.sensors->tempSensor, write);
 }
 
-void writeMountPoints(JsonWriter & writer, StorageDevices::MountPtMonitorManagerSm const * manager) {
-   writer.StartObject();
-   if (manager)
-      for (auto const & [mountPoint, monitor] : manager->mountPtMonitorSm) {
-         writeKey(writer, mountPoint.view());
-         writeMountPoint(writer, *monitor);
-      }
-   writer.EndObject();
+JsonValue mountPointsJson(StorageDevices::MountPtMonitorManagerSm const * manager) {
+   if (!manager)
+      return emptyObject();
+   return jsonObject(manager->mountPtMonitorSm, [](JsonWriter & writer, Pelm::String const &,
+                                                   StorageDevices::MountPtMonitorSm const & monitor) {
+      writeMountPoint(writer, monitor);
+   });
 }
 
 }  // namespace Agent

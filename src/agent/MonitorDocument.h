@@ -6,17 +6,16 @@
 #include "StorageDevices/MountPtMonitorManagerSm.h"
 #include "StorageDevices/TempSensorSm.h"
 #include "agent/Entities.h"
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 
 namespace Agent {
 
 // By serial number.
-void writeLifetimeChanges(JsonWriter & writer, StorageDevices::DeviceLifetimeMonitorSm const * monitor);
-void writeStorageDevicesInfo(JsonWriter & writer, StorageDevicesInfo const & info);
+JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor);
+JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info);
 // By sensor. A sensor whose drive has no record now shows no temperature and no alarm.
-void writeTemperature(JsonWriter & writer, Entities const & entities,
-                      StorageDevices::TempSensorSm const * monitor);
+JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor);
 // By mount point.
-void writeMountPoints(JsonWriter & writer, StorageDevices::MountPtMonitorManagerSm const * manager);
+JsonValue mountPointsJson(StorageDevices::MountPtMonitorManagerSm const * manager);
 
 }  // namespace Agent

@@ -43,8 +43,6 @@ void writeReading(JsonWriter & writer, Reading const & reading) {
    writer.EndObject();
 }
 
-}  // namespace
-
 void writeTools(JsonWriter & writer, ToolRuns const & tools) {
    writer.StartObject();
    writer.Key("runs");
@@ -61,17 +59,20 @@ void writeTools(JsonWriter & writer, ToolRuns const & tools) {
    writer.EndObject();
 }
 
-void writeReadings(JsonWriter & writer, StorageDevices::ConnectedDevices const & devices,
-                   Readings const & readings) {
-   writer.StartObject();
-   for (auto const & [serial, disk] : devices.disk) {
-      writeKey(writer, serial.view());
-      writer.StartArray();
-      for (Reading const & reading : readings.of(serial))
-         writeReading(writer, reading);
-      writer.EndArray();
-   }
-   writer.EndObject();
+}  // namespace
+
+JsonValue toolsJson(ToolRuns const & tools) {
+   return wholeJson([&tools](JsonWriter & writer) { writeTools(writer, tools); });
+}
+
+JsonValue readingsJson(StorageDevices::ConnectedDevices const & devices, Readings const & readings) {
+   return jsonObject(devices.disk,
+                     [&readings](JsonWriter & writer, Pelm::String const & serial, auto const &) {
+                        writer.StartArray();
+                        for (Reading const & reading : readings.of(serial))
+                           writeReading(writer, reading);
+                        writer.EndArray();
+                     });
 }
 
 }  // namespace Agent

@@ -2,15 +2,15 @@
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 #include "agent/Readings.h"
 #include "agent/ToolRuns.h"
 
 namespace Agent {
 
-void writeTools(JsonWriter & writer, ToolRuns const & tools);
+// Both must outlive what is made here.
+JsonValue toolsJson(ToolRuns const & tools);
 // An array of readings per disk.
-void writeReadings(JsonWriter & writer, StorageDevices::ConnectedDevices const & devices,
-                   Readings const & readings);
+JsonValue readingsJson(StorageDevices::ConnectedDevices const & devices, Readings const & readings);
 
 }  // namespace Agent

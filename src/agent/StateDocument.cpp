@@ -2,7 +2,7 @@
 
 #include "agent/DiscoveryDocument.h"
 #include "agent/HealthDocument.h"
-#include "agent/JsonText.h"
+#include "agent/PiecedJson.h"
 #include "agent/ReadingsDocument.h"
 #include "agent/Version.h"
 
@@ -30,23 +30,15 @@ void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) 
    writer.EndObject();
 }
 
-void writeConnectedDevices(JsonWriter & writer, StorageDevices::ConnectedDevices const & devices) {
-   writer.StartObject();
-   writer.Key("disk");
-   writer.StartObject();
-   for (auto const & [name, disk] : devices.disk) {
-      writeKey(writer, name.view());
-      writeDisk(writer, *disk);
-   }
-   writer.EndObject();
-   writer.Key("udevSerialToSerialMap");
-   writer.StartObject();
-   for (auto const & [udevSerial, serial] : devices.udevSerialToSerialMap) {
-      writeKey(writer, udevSerial.view());
-      writeText(writer, serial.view());
-   }
-   writer.EndObject();
-   writer.EndObject();
+JsonValue connectedDevicesJson(StorageDevices::ConnectedDevices const & devices) {
+   auto disks =
+       jsonObject(devices.disk, [](JsonWriter & writer, Pelm::String const &,
+                                   StorageDevices::ConnectedDisk const & disk) { writeDisk(writer, disk); });
+   auto serials = jsonObject(devices.udevSerialToSerialMap,
+                             [](JsonWriter & writer, Pelm::String const &, Pelm::String const & serial) {
+                                writeText(writer, serial.view());
+                             });
+   return JsonMembers{}.add("disk", std::move(disks)).add("udevSerialToSerialMap", std::move(serials));
 }
 
 void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
@@ -60,54 +52,42 @@ void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
    writer.EndObject();
 }
 
-void writeHealth(JsonWriter & writer, StateSources const & sources, std::size_t history) {
-   writer.Key("smartData");
-   writeSmartData(writer, *sources.entities.smart);
-   writer.Key("nvmeData");
-   writeNvmeData(writer, *sources.entities.nvme);
-   writer.Key("emmcData");
-   writeEmmcData(writer, *sources.entities.emmc);
-   writer.Key("ioStatData");
-   writeIoStatData(writer, *sources.entities.ioStat, history);
-   writer.Key("ioStatErrors");
-   writeErrors(writer, sources.ioStatErrors);
-   writer.Key("readings");
-   writeReadings(writer, *sources.entities.devices, sources.readings);
+void addUnit(JsonMembers & members, StateSources const & sources) {
+   members.add("version", wholeJson([](JsonWriter & writer) { writeText(writer, version); }))
+       .add("time", wholeJson([utc = sources.utc](JsonWriter & writer) { writer.Double(utc); }))
+       .add("internalDevicesReady",
+            wholeJson([ready = sources.internalDevicesReady](JsonWriter & writer) { writer.Bool(ready); }))
+       .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 
-void writeKeepers(JsonWriter & writer, StateSources const & sources) {
-   writer.Key("deviceLifetimeChange");
-   writeLifetimeChanges(writer, sources.keepers.lifetime);
-   writer.Key("temperature");
-   writeTemperature(writer, sources.entities, sources.keepers.temperature);
-   writer.Key("mountPoints");
-   writeMountPoints(writer, sources.keepers.mountPoints);
-   writer.Key("storageDevicesInfo");
-   writeStorageDevicesInfo(writer, *sources.entities.kernelErrors);
+void addHealth(JsonMembers & members, StateSources const & sources, std::size_t history) {
+   members.add("smartData", smartDataJson(*sources.entities.smart))
+       .add("nvmeData", nvmeDataJson(*sources.entities.nvme))
+       .add("emmcData", emmcDataJson(*sources.entities.emmc))
+       .add("ioStatData", ioStatDataJson(*sources.entities.ioStat, history))
+       .add("ioStatErrors",
+            wholeJson([errors = sources.ioStatErrors](JsonWriter & writer) { writeErrors(writer, errors); }))
+       .add("readings", readingsJson(*sources.entities.devices, sources.readings));
+}
+
+void addKeepers(JsonMembers & members, StateSources const & sources) {
+   members.add("deviceLifetimeChange", lifetimeChangesJson(sources.keepers.lifetime))
+       .add("temperature", temperatureJson(sources.entities, sources.keepers.temperature))
+       .add("mountPoints", mountPointsJson(sources.keepers.mountPoints))
+       .add("storageDevicesInfo", storageDevicesInfoJson(*sources.entities.kernelErrors));
 }
 
 }  // namespace
 
-std::string stateDocument(StateSources const & sources, std::size_t history) {
-   rapidjson::StringBuffer buffer;
-   JsonWriter writer{buffer};
-   writer.StartObject();
-   writeMember(writer, "version", version);
-   writer.Key("time");
-   writer.Double(sources.utc);
-   writer.Key("internalDevicesReady");
-   writer.Bool(sources.internalDevicesReady);
-   writer.Key("connectedDevices");
-   writeConnectedDevices(writer, *sources.entities.devices);
-   writer.Key("discovery");
-   writeDiscovery(writer, sources.keepers.discovery);
-   writeHealth(writer, sources, history);
-   writeKeepers(writer, sources);
-   writer.Key("tools");
-   writeTools(writer, sources.tools);
-   writeCounters(writer, sources.counters);
-   writer.EndObject();
-   return {buffer.GetString(), buffer.GetSize()};
+std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_t history) {
+   JsonMembers members;
+   addUnit(members, sources);
+   members.add("discovery", discoveryJson(sources.keepers.discovery));
+   addHealth(members, sources, history);
+   addKeepers(members, sources);
+   members.add("tools", toolsJson(sources.tools));
+   addCounters(members, sources.counters);
+   return std::make_unique<PiecedJson>(std::move(members));
 }
 
 }  // namespace Agent

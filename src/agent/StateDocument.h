@@ -3,10 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <memory>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "agent/CountersDocument.h"
+#include "agent/Document.h"
 #include "agent/MonitorDocument.h"
 #include "agent/Readings.h"
 #include "agent/ToolRuns.h"
@@ -39,7 +40,10 @@ struct StateSources {
    Counters counters = {};
 };
 
-// `history`: how many measurements of each disk's use it holds, the newest ones.
-std::string stateDocument(StateSources const & sources, std::size_t history = SIZE_MAX);
+// How many measurements of each disk's use it holds unless more or fewer are asked for, the newest ones.
+inline constexpr std::size_t usualHistory = 60;
+
+// Written while it is read, record by record (see PiecedJson). What the sources refer to must outlive it.
+std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_t history = usualHistory);
 
 }  // namespace Agent

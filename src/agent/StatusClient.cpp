@@ -28,12 +28,15 @@ constexpr std::size_t maxHead = std::size_t{64} << 10U;
 constexpr char startHint[] =
     "is the agent running? Start it with \"storagedevices agent\", or name its socket with --socket";
 
+constexpr char notTheAgent[] = "the answer is not the agent's: does --socket name the agent's socket?";
+constexpr char tooEarly[] = "the answer ended too early: is the agent stopping? Try again";
+
 // A general-purpose client would bound each wait, not the exchange, and take a full backlog for a
 // refusal; both matter when the agent is held up, which is when an operator asks.
 class Exchange {
  public:
-   Exchange(std::string const & path, StatusLimits const & limits)
-       : path_{path}, limits_{limits}, deadline_{Clock::now() + limits.time} {
+   Exchange(std::string const & path, std::chrono::milliseconds time)
+       : path_{path}, time_{time}, deadline_{Clock::now() + time} {
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
       if (path.empty() || path.size() >= sizeof address.sun_path)
@@ -78,7 +81,8 @@ class Exchange {
       }
    }
 
-   StatusLimits const & limits() const { return limits_; }
+   // Gives the next waits the whole time again.
+   void startAfresh() { deadline_ = Clock::now() + time_; }
 
  private:
    void connectTo(sockaddr_un const & address) {
@@ -112,7 +116,7 @@ class Exchange {
       if (error == EACCES || error == EPERM)
          fail("permission denied: run this as root or as a user who may use the socket");
       if (error == EAGAIN)
-         fail("no whole answer within " + std::to_string(limits_.time.count()) +
+         fail("no whole answer within " + std::to_string(time_.count()) +
               " ms: the agent is held up, see its log");
       if (error == ECONNRESET || error == EPIPE)
          fail("the agent closed the connection without an answer: is it stopping? Try again");
@@ -126,7 +130,7 @@ class Exchange {
    }
 
    std::string path_;
-   StatusLimits limits_;
+   std::chrono::milliseconds time_;
    Clock::time_point deadline_;
    int fd_ = -1;
 };
@@ -134,7 +138,8 @@ class Exchange {
 struct Head {
    int status = 0;
    std::optional<std::size_t> length;
-   bool plain = true;  // the body comes as it is, in no transfer coding
+   bool chunked = false;
+   bool known = true;  // false: the body comes in a coding that is not known here
 };
 
 bool sameIgnoringCase(std::string_view left, std::string_view right) {
@@ -160,8 +165,10 @@ bool takeHeaderLine(std::string_view line, Head & head) {
    std::string_view value = line.substr(colon + 1);
    value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
    value = value.substr(0, value.find_last_not_of(" \t") + 1);
-   if (sameIgnoringCase(name, "Transfer-Encoding"))
-      head.plain = false;
+   if (sameIgnoringCase(name, "Transfer-Encoding")) {
+      head.known = !head.chunked && sameIgnoringCase(value, "chunked");
+      head.chunked = true;
+   }
    if (!sameIgnoringCase(name, "Content-Length"))
       return true;
    auto const length = wholeNumber(value);
@@ -202,37 +209,137 @@ Head receiveHead(Exchange & exchange, std::string & rest) {
       exchange.fail("the agent closed the connection without an answer: is it stopping? Try again");
    auto const head =
        end == std::string::npos ? std::nullopt : parseHead(std::string_view{rest}.substr(0, end));
-   if (!head.has_value() || !head->plain)
-      exchange.fail("the answer is not the agent's: does --socket name the agent's socket?");
+   if (!head.has_value() || !head->known)
+      exchange.fail(notTheAgent);
    rest.erase(0, end + 4);
    return *head;
 }
 
-std::string receiveBody(Exchange & exchange, Head const & head, std::string body) {
-   std::size_t const limit = exchange.limits().answer;
-   bool more = true;
-   while (more && body.size() <= limit && body.size() < head.length.value_or(SIZE_MAX))
-      more = exchange.receive(body);
-   if (body.size() > limit || head.length.value_or(0) > limit)
-      exchange.fail("the answer is larger than " + std::to_string(limit) + " bytes");
-   if (body.size() < head.length.value_or(0))
-      exchange.fail("the answer ended too early: is the agent stopping? Try again");
-   body.resize(head.length.value_or(body.size()));
-   return body;
+using Take = std::function<void(std::string_view)>;
+
+// The bytes of a body that is sent in chunks, each behind its size.
+class Chunks {
+ public:
+   explicit Chunks(Exchange & exchange) : exchange_{exchange} {}
+
+   bool ended() const { return ended_; }
+
+   // Takes what is complete off the front of what has come.
+   void decode(std::string & coded, Take const & take) {
+      std::size_t at = 0;
+      while (!ended_ && (left_ > 0 ? takeData(coded, at, take) : takeSize(coded, at)))
+         continue;
+      coded.erase(0, at);
+   }
+
+ private:
+   // False when more must come first.
+   bool takeData(std::string_view coded, std::size_t & at, Take const & take) {
+      std::string_view const part = coded.substr(at, left_);
+      take(part);
+      at += part.size();
+      left_ -= part.size();
+      return left_ == 0;
+   }
+
+   bool takeSize(std::string_view coded, std::size_t & at) {
+      constexpr std::size_t longestLine = 256;
+      // The data of a chunk ends with a line end of its own.
+      std::size_t const start = first_ ? at : at + 2;
+      std::size_t const end = coded.find("\r\n", start);
+      if (end == std::string_view::npos) {
+         if (coded.size() > start + longestLine)
+            exchange_.fail(notTheAgent);
+         return false;
+      }
+      auto const [stop, error] = std::from_chars(coded.data() + start, coded.data() + end, left_, 16);
+      bool const isSize = error == std::errc{} && (stop == coded.data() + end || *stop == ';');
+      if (!isSize || (!first_ && coded.substr(at, 2) != "\r\n"))
+         exchange_.fail(notTheAgent);
+      first_ = false;
+      ended_ = left_ == 0;
+      at = end + 2;
+      return true;
+   }
+
+   Exchange & exchange_;
+   std::size_t left_ = 0;
+   bool first_ = true;
+   bool ended_ = false;
+};
+
+// Receives the body, of which `rest` has come; `more` is called before each further part.
+void receiveChunks(Exchange & exchange, std::string & rest, Take const & take,
+                   std::function<void()> const & more) {
+   Chunks chunks{exchange};
+   for (chunks.decode(rest, take); !chunks.ended(); chunks.decode(rest, take)) {
+      more();
+      if (!exchange.receive(rest))
+         exchange.fail(tooEarly);
+   }
+}
+
+void receivePlain(Exchange & exchange, std::optional<std::size_t> length, std::string & rest,
+                  Take const & take, std::function<void()> const & more) {
+   std::size_t left = length.value_or(SIZE_MAX);
+   for (bool open = true; open;) {
+      rest.resize(std::min(rest.size(), left));
+      left -= rest.size();
+      take(rest);
+      rest.clear();
+      if (left == 0)
+         return;
+      more();
+      open = exchange.receive(rest);
+   }
+   if (length)
+      exchange.fail(tooEarly);
+}
+
+Head ask(Exchange & exchange, std::string const & resource, std::string & rest) {
+   exchange.send("GET " + resource + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+   Head const head = receiveHead(exchange, rest);
+   if (head.status != 200)
+      exchange.fail("the agent answered " + std::to_string(head.status) + " to " + escaped(resource) +
+                    ": is it of the same version as this program?");
+   return head;
+}
+
+void receiveBody(Exchange & exchange, Head const & head, std::string & rest, Take const & take,
+                 std::function<void()> const & more) {
+   if (head.chunked)
+      receiveChunks(exchange, rest, take, more);
+   else
+      receivePlain(exchange, head.length, rest, take, more);
 }
 
 }  // namespace
 
 std::string askAgent(std::string const & socketPath, std::string const & resource,
                      StatusLimits const & limits) {
-   Exchange exchange{socketPath, limits};
-   exchange.send("GET " + resource + " HTTP/1.0\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+   Exchange exchange{socketPath, limits.time};
+   std::string rest;
+   Head const head = ask(exchange, resource, rest);
    std::string body;
-   Head const head = receiveHead(exchange, body);
-   if (head.status != 200)
-      exchange.fail("the agent answered " + std::to_string(head.status) + " to " + escaped(resource) +
-                    ": is it of the same version as this program?");
-   return receiveBody(exchange, head, std::move(body));
+   auto const bound = [&](std::size_t size) {
+      if (size > limits.answer)
+         exchange.fail("the answer is larger than " + std::to_string(limits.answer) + " bytes");
+   };
+   bound(head.length.value_or(0));
+   auto const take = [&](std::string_view part) {
+      bound(body.size() + part.size());
+      body += part;
+   };
+   receiveBody(exchange, head, rest, take, [] {});
+   return body;
+}
+
+void streamFromAgent(std::string const & socketPath, std::string const & resource, Take const & take,
+                     std::chrono::milliseconds wait) {
+   Exchange exchange{socketPath, wait};
+   std::string rest;
+   Head const head = ask(exchange, resource, rest);
+   receiveBody(exchange, head, rest, take, [&] { exchange.startAfresh(); });
 }
 
 }  // namespace Agent

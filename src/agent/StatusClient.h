@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace Agent {
 
@@ -23,5 +25,11 @@ struct StatusLimits {
 // answer with status 200 within the limits raises StatusError.
 std::string askAgent(std::string const & socketPath, std::string const & resource,
                      StatusLimits const & limits = {});
+
+// Hands the body over part by part as it comes, however long it is. Raises StatusError like `askAgent`, and
+// when nothing comes for as long as `wait`; parts may have been taken by then.
+void streamFromAgent(std::string const & socketPath, std::string const & resource,
+                     std::function<void(std::string_view part)> const & take,
+                     std::chrono::milliseconds wait = std::chrono::seconds{5});
 
 }  // namespace Agent

@@ -3,7 +3,9 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -32,6 +34,17 @@ std::optional<std::uint64_t> wholeNumber(char const * text) {
    char const * const end = text + std::strlen(text);
    auto const result = std::from_chars(text, end, value);
    return result.ec == std::errc{} && result.ptr == end ? std::optional{value} : std::nullopt;
+}
+
+// How many measurements of each disk are asked for; empty for what is no number of them.
+std::optional<std::size_t> historyOf(char const * argument) {
+   if (argument == nullptr)
+      return usualHistory;
+   return std::string_view{argument} == "all" ? SIZE_MAX : wholeNumber(argument);
+}
+
+HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
+   return {200, "application/json", {}, std::move(document)};
 }
 
 // What is searched for the tools before PATH.
@@ -81,14 +94,18 @@ StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
       messages_.add(message);
       log_.message(message);
    });
-   auto const handler = [this](HttpRequest const & request) { return answer(request); };
-   servers_.push_back(std::make_unique<HttpServer>(ListenSocket::atPath(config_.status.socket), handler));
+   serve(ListenSocket::atPath(config_.status.socket));
    if (config_.status.http) {
-      servers_.push_back(
-          std::make_unique<HttpServer>(ListenSocket::atAddress(*config_.status.http), handler));
+      serve(ListenSocket::atAddress(*config_.status.http), config_.status.http);
       if (!config_.status.http->loopback())
          log_.notice(severityWarning, "status is served to other machines on " + config_.status.http->text());
    }
+}
+
+void StorageAgent::serve(ListenSocket socket, std::optional<HttpAddress> const & address) {
+   auto const handler = [this](HttpRequest const & request) { return answer(request); };
+   auto const notice = [this](std::string const & text) { log_.notice(severityWarning, text); };
+   servers_.push_back(std::make_unique<HttpServer>(std::move(socket), handler, HttpOptions{address, notice}));
 }
 
 StorageAgent::~StorageAgent() {
@@ -162,20 +179,18 @@ Holds StorageAgent::holds() const {
 }
 
 HttpAnswer StorageAgent::state(HttpRequest const & request) const {
-   char const * const argument = request.argument("history");
-   auto const history = argument ? wholeNumber(argument) : std::optional<std::uint64_t>{SIZE_MAX};
+   auto const history = historyOf(request.argument("history"));
    if (!history)
-      return {400, "text/plain", "history: must be a whole number, 0 or more\n"};
-   return {200, "application/json",
-           stateDocument({monitors_.internalDevicesReady(),
-                          Vorn::System::currentTimeUtc().value(),
-                          monitors_.entities(),
-                          monitors_.ioStatErrors(),
-                          toolRuns_,
-                          readings_,
-                          monitors_.recordKeepers(),
-                          {monitors_.kernelLines(), log_.dropped()}},
-                         *history)};
+      return {400, "text/plain", "history: must be a whole number, 0 or more, or \"all\"\n"};
+   return jsonAnswer(stateDocument({monitors_.internalDevicesReady(),
+                                    Vorn::System::currentTimeUtc().value(),
+                                    monitors_.entities(),
+                                    monitors_.ioStatErrors(),
+                                    toolRuns_,
+                                    readings_,
+                                    monitors_.recordKeepers(),
+                                    {monitors_.kernelLines(), log_.dropped()}},
+                                   *history));
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
@@ -183,7 +198,7 @@ HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
    auto const sequence = after ? wholeNumber(after) : std::optional<std::uint64_t>{0};
    if (!sequence)
       return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
-   return {200, "application/json", messages_.json(*sequence)};
+   return jsonAnswer(messages_.json(*sequence));
 }
 
 }  // namespace Agent

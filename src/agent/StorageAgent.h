@@ -50,6 +50,7 @@ class StorageAgent {
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
    void startWatchdog();
+   void serve(ListenSocket socket, std::optional<HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
    Holds holds() const;
    HttpAnswer state(HttpRequest const & request) const;

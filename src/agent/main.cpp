@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -47,6 +48,12 @@ constexpr int severityWarning = 4;
 void print(std::string const & text) {
    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
       throw std::system_error{errno, std::generic_category(), "standard output does not take the answer"};
+}
+
+// As it comes, however long it is.
+void printDocument(std::string const & socket, std::string const & resource) {
+   Agent::streamFromAgent(socket, resource, [](std::string_view part) { print(std::string{part}); });
+   print("\n");
 }
 
 Agent::Config configOf(Agent::Command const & command) {
@@ -164,7 +171,7 @@ int showStatus(Agent::Command const & command) {
    if (command.watch)
       return watchStatus(command.socket);
    if (command.json)
-      print(Agent::askAgent(command.socket, "/api/v1/state") + "\n");
+      printDocument(command.socket, "/api/v1/state");
    else
       print(currentTable(command.socket));
    return 0;
@@ -173,7 +180,7 @@ int showStatus(Agent::Command const & command) {
 // Following ends with an error when the agent does.
 int showMessages(Agent::Command const & command) {
    if (command.json && !command.follow) {
-      print(Agent::askAgent(command.socket, "/api/v1/messages") + "\n");
+      printDocument(command.socket, "/api/v1/messages");
       return 0;
    }
    using Form = Agent::MessageFeed::Form;

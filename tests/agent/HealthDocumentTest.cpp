@@ -8,31 +8,24 @@
 #include <set>
 #include <string>
 
+#include "tests/support/DocumentText.h"
+
 namespace Agent {
 namespace {
 
 using namespace StorageDevices;
 
-template <class Write>
-std::string written(Write write) {
-   rapidjson::StringBuffer buffer;
-   JsonWriter writer{buffer};
-   write(writer);
-   EXPECT_TRUE(writer.IsComplete());
-   return buffer.GetString();
-}
-
 std::string textOf(SmartData const & data) {
-   return written([&](JsonWriter & writer) { writeSmartData(writer, data); });
+   return Support::documentText(smartDataJson(data));
 }
 std::string textOf(NvmeData const & data) {
-   return written([&](JsonWriter & writer) { writeNvmeData(writer, data); });
+   return Support::documentText(nvmeDataJson(data));
 }
 std::string textOf(EmmcData const & data) {
-   return written([&](JsonWriter & writer) { writeEmmcData(writer, data); });
+   return Support::documentText(emmcDataJson(data));
 }
 std::string textOf(IOStatData const & data, std::size_t history = SIZE_MAX) {
-   return written([&](JsonWriter & writer) { writeIoStatData(writer, data, history); });
+   return Support::documentText(ioStatDataJson(data, history));
 }
 
 SmartAttr attr(std::uint8_t id, char const * name) {

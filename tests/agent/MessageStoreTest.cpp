@@ -8,6 +8,7 @@
 
 #include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Log.h"
+#include "tests/support/DocumentText.h"
 
 namespace {
 
@@ -22,14 +23,14 @@ void add(Agent::MessageStore & store, Vorn::LogDescriptor const & descriptor,
 
 rapidjson::Document messages(Agent::MessageStore const & store, std::uint64_t after) {
    rapidjson::Document document;
-   document.Parse(store.json(after).c_str());
+   document.Parse(Support::documentText(*store.json(after)).c_str());
    return document;
 }
 
 TEST(MessageStoreTest, TellsEverythingOfAMessage) {
    Agent::MessageStore store;
    add(store, lamp, {"1", "hall"}, 1795196298.5);
-   EXPECT_EQ(store.json(0),
+   EXPECT_EQ(Support::documentText(*store.json(0)),
              R"({"messages":[{"sequence":1,"time":1795196298.5,"name":"LAMP_OUT","severity":4,)"
              R"("text":"lamp 1 of hall is out","arguments":["1","hall"],"explanation":"It is dark.",)"
              R"("recommendedAction":"Change it."}]})");

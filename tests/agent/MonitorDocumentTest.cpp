@@ -6,19 +6,14 @@
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/DocumentText.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace Agent {
 namespace {
 
-template <class Write>
-std::string written(Write write) {
-   rapidjson::StringBuffer buffer;
-   JsonWriter writer{buffer};
-   write(writer);
-   return buffer.GetString();
-}
+using Support::documentText;
 
 class MonitorDocumentTest : public Support::VirtualTimeTest {
  protected:
@@ -37,26 +32,23 @@ class MonitorDocumentTest : public Support::VirtualTimeTest {
                                                  entities.nvme, entities.smart);
    }
    std::string temperature(StorageDevices::TempSensorSm const * monitor) const {
-      return written([&](JsonWriter & writer) { writeTemperature(writer, entities, monitor); });
+      return documentText(temperatureJson(entities, monitor));
    }
 
    Entities entities;
 };
 
 TEST_F(MonitorDocumentTest, AMonitorThatDoesNotRunHasAnEmptyObject) {
-   EXPECT_EQ(written([](JsonWriter & writer) { writeLifetimeChanges(writer, nullptr); }), "{}");
-   EXPECT_EQ(written([](JsonWriter & writer) { writeMountPoints(writer, nullptr); }), "{}");
+   EXPECT_EQ(documentText(lifetimeChangesJson(nullptr)), "{}");
+   EXPECT_EQ(documentText(mountPointsJson(nullptr)), "{}");
    EXPECT_EQ(temperature(nullptr), "{}");
-   EXPECT_EQ(written([&](JsonWriter & writer) { writeStorageDevicesInfo(writer, *entities.kernelErrors); }),
-             R"({"fsList":{}})");
+   EXPECT_EQ(documentText(storageDevicesInfoJson(*entities.kernelErrors)), R"({"fsList":{}})");
 }
 
 TEST_F(MonitorDocumentTest, AFigureOfLifeIsShownOnceThereIsOne) {
    auto const monitor = StorageDevices::deviceLifetimeMonitorSmFactory(
        entities.devices, entities.emmc, entities.nvme, entities.smart, entities.ioStat);
-   auto const text = [&] {
-      return written([&](JsonWriter & writer) { writeLifetimeChanges(writer, monitor.get()); });
-   };
+   auto const text = [&] { return documentText(lifetimeChangesJson(monitor.get())); };
    EXPECT_EQ(text(), "{}");
    monitor->deviceLifetimeChangeIs("S\x1b");
    EXPECT_EQ(text(), R"({"S\u001B":{"numPastLogs":0,"firstDropDetected":false}})");
@@ -114,9 +106,7 @@ TEST_F(MonitorDocumentTest, AMountPointIsShownWithItsTestOnceThereIsOne) {
    Support::TempDir const folder;
    Support::DiskFields{.name = "S1", .mountPoint = folder.string()}.writeTo(*entities.devices);
    auto const manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
-   auto const text = [&] {
-      return written([&](JsonWriter & writer) { writeMountPoints(writer, manager.get()); });
-   };
+   auto const text = [&] { return documentText(mountPointsJson(manager.get())); };
    std::string const start = "{\"" + folder.string() + "\":{";
    EXPECT_EQ(text(), start + R"("initialMountFailuresRemaining":12}})");
    Host::turn();
@@ -140,7 +130,7 @@ TEST_F(MonitorDocumentTest, ARecordForKernelErrorsIsToldWhole) {
    record->syslogTimestampIs(1700000000.5);
    record->disconnectCountInc(2);
    EXPECT_EQ(
-       written([&](JsonWriter & writer) { writeStorageDevicesInfo(writer, info); }),
+       documentText(storageDevicesInfoJson(info)),
        R"({"fsList":{"S1":{"blockDevice":"/dev/sda","interfaceAndAddress":"ata1","kernelDevName":"sda",)"
        R"("model":"Model","firmwareRevision":"F1","removable":false,"syslogTimestamp":1700000000.5,)"
        R"("disconnectCount":2}}})");

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "tests/support/DocumentText.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace Agent {
@@ -12,18 +13,9 @@ namespace {
 
 class ReadingsDocumentTest : public Support::VirtualTimeTest {
  protected:
-   template <class Write>
-   static std::string written(Write write) {
-      rapidjson::StringBuffer buffer;
-      JsonWriter writer{buffer};
-      write(writer);
-      return buffer.GetString();
-   }
-   std::string toolsText() const {
-      return written([&](JsonWriter & writer) { writeTools(writer, tools); });
-   }
+   std::string toolsText() const { return Support::documentText(toolsJson(tools)); }
    std::string readingsText() const {
-      return written([&](JsonWriter & writer) { writeReadings(writer, *entities.devices, readings); });
+      return Support::documentText(readingsJson(*entities.devices, readings));
    }
 
    void end(std::vector<Pelm::String> argv, int exitCode, bool failed, bool timedOut) const {

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string>
 
+#include "tests/support/DocumentText.h"
+
 namespace {
 
 using BusType = StorageDevices::ConnectedDisk::BusType;
@@ -19,7 +21,8 @@ class StateDocumentTest : public testing::Test {
       return parsed;
    }
    std::string text(bool ready) const {
-      return Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings, {}, counters});
+      return Support::documentText(
+          *Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings, {}, counters}));
    }
 
    Agent::Entities entities;

@@ -1,10 +1,12 @@
 #include "agent/StatusClient.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -91,7 +93,7 @@ TEST_F(StatusClientTest, answersTheBody) {
    serve("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\ncontent-length:  2 \r\n\r\n{}");
    EXPECT_EQ(askAgent(path_, "/api/v1/state"), "{}");
    server_.join();
-   EXPECT_EQ(request_, "GET /api/v1/state HTTP/1.0\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+   EXPECT_EQ(request_, "GET /api/v1/state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
 }
 
 TEST_F(StatusClientTest, readsToTheEndWhereNoLengthIsGiven) {
@@ -173,6 +175,69 @@ TEST_F(StatusClientTest, tellsOfAConnectionClosedAtOnce) {
    EXPECT_EQ(errorOf(), "the agent closed the connection without an answer: is it stopping? Try again");
 }
 
+#define CHUNKED(body) "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" body
+
+TEST_F(StatusClientTest, putsChunksTogether) {
+   serve(CHUNKED("3\r\nabc\r\n0A;x=y\r\n0123456789\r\n0\r\n\r\n"));
+   EXPECT_EQ(askAgent(path_, "/"), "abc0123456789");
+}
+
+TEST_F(StatusClientTest, refusesChunksThatEndEarly) {
+   serve(CHUNKED("3\r\nabc\r\n5\r\nab"));
+   EXPECT_EQ(errorOf(), "the answer ended too early: is the agent stopping? Try again");
+}
+
+TEST_F(StatusClientTest, boundsChunksAsItDoesAnyAnswer) {
+   serve(CHUNKED("3e8\r\n") + std::string(1000, 'x') + "\r\n1\r\nx\r\n0\r\n\r\n");
+   EXPECT_EQ(errorOf({.answer = 1000}), "the answer is larger than 1000 bytes");
+}
+
+TEST_F(StatusClientTest, streamsAnAnswerThatIsLargerThanTheBoundOfOthers) {
+   constexpr std::size_t size = (std::size_t{64} << 20U) + 1;
+   serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n" + std::string(size, 'x'));
+   std::size_t taken = 0;
+   std::size_t longest = 0;
+   streamFromAgent(path_, "/", [&](std::string_view part) {
+      taken += part.size();
+      longest = std::max(longest, part.size());
+   });
+   EXPECT_EQ(taken, size);
+   EXPECT_LE(longest, 200000U);
+}
+
+TEST_F(StatusClientTest, waitsForEachPartOfAStreamAnew) {
+   listenOn(1);
+   server_ = std::thread{[this] {
+      int const connection = accept(listener_, nullptr, nullptr);
+      std::array<char, 4096> request;
+      recv(connection, request.data(), request.size(), 0);
+      std::string_view const head = "HTTP/1.1 200 OK\r\n\r\n";
+      send(connection, head.data(), head.size(), MSG_NOSIGNAL);
+      pollfd idle{-1, 0, 0};
+      for (int i = 0; i < 6; ++i) {
+         poll(&idle, 1, 100);
+         send(connection, "x", 1, MSG_NOSIGNAL);
+      }
+      close(connection);
+   }};
+   std::string text;
+   streamFromAgent(
+       path_, "/", [&](std::string_view part) { text += part; }, 500ms);
+   EXPECT_EQ(text, "xxxxxx");
+}
+
+TEST_F(StatusClientTest, aStreamThatStallsIsGivenUp) {
+   listenOn(1);
+   try {
+      streamFromAgent(
+          path_, "/", [](std::string_view) {}, 30ms);
+      FAIL();
+   } catch (StatusError const & error) {
+      EXPECT_EQ(std::string{error.what()},
+                path_ + ": no whole answer within 30 ms: the agent is held up, see its log");
+   }
+}
+
 class OddAnswerTest : public StatusClientTest, public testing::WithParamInterface<char const *> {};
 
 TEST_P(OddAnswerTest, isNotTheAgents) {
@@ -187,7 +252,9 @@ INSTANTIATE_TEST_SUITE_P(StatusClient, OddAnswerTest,
                                          "HTTP/1.1 200 OK\r\nContent-Length: 1x\r\n\r\n",
                                          "HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\n",
                                          "HTTP/1.1 200 OK\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nx",
-                                         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+                                         "HTTP/1.1 200 OK\r\nTransfer-Encoding: gzip\r\n\r\n0\r\n\r\n",
+                                         CHUNKED("x\r\n"), CHUNKED("-1\r\nx"), CHUNKED("\r\n"),
+                                         CHUNKED("1\r\nxyz0\r\n\r\n"), CHUNKED("fffffffffffffffff\r\n"),
                                          "HTTP/1.1 200 OK\r\n"));
 
 TEST_F(StatusClientTest, boundsTheHeaders) {

@@ -7,6 +7,7 @@
 #include "agent/Rescans.h"
 #include "agent/SettledStart.h"
 #include "tests/support/DiscoveryTest.h"
+#include "tests/support/DocumentText.h"
 #include "tests/support/SpawnFailure.h"
 
 namespace {
@@ -47,10 +48,7 @@ class AgentRescansTest : public Support::DiscoveryTest {
       return scans() - before;
    }
    std::string document() const {
-      rapidjson::StringBuffer buffer;
-      Agent::JsonWriter writer{buffer};
-      Agent::writeDiscovery(writer, sm_.get());
-      return buffer.GetString();
+      return Support::documentText(Agent::discoveryJson(sm_.get()));
    }
 
    Texts notices_;
