@@ -63,6 +63,8 @@ class HttpServer::Daemon {
    Daemon & operator=(Daemon const &) = delete;
    ~Daemon();
 
+   void acceptingIs(bool accepting) { listening_->notifyOnReadableIs(accepting); }
+
  private:
    static MHD_Result answer(void * self, MHD_Connection * connection, char const * url, char const * method,
                             char const * version, char const * upload, std::size_t * uploadSize,
@@ -80,7 +82,7 @@ class HttpServer::Daemon {
    void handleWaiting();
    bool acceptOne();
    void pause(int error);
-   void resume();
+   void resume() { acceptingIs(true); }
    Vorn::Seconds nextRun() const;
    void run();
 
@@ -201,12 +203,8 @@ void HttpServer::Daemon::pause(int error) {
    if (!std::exchange(toldScarcity_, true))
       options_.notice("status: a client cannot be let in: " + std::generic_category().message(error) +
                       "; raise the limit of open files (LimitNOFILE) or of memory");
-   listening_->notifyOnReadableIs(false);
+   acceptingIs(false);
    pauseClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(scarcityPause));
-}
-
-void HttpServer::Daemon::resume() {
-   listening_->notifyOnReadableIs(true);
 }
 
 Vorn::Seconds HttpServer::Daemon::nextRun() const {
@@ -279,5 +277,9 @@ HttpServer::HttpServer(ListenSocket socket, Handler handler, HttpOptions options
     : daemon_{std::make_unique<Daemon>(std::move(socket), std::move(handler), std::move(options))} {}
 
 HttpServer::~HttpServer() = default;
+
+void HttpServer::acceptingIs(bool accepting) {
+   daemon_->acceptingIs(accepting);
+}
 
 }  // namespace Agent

@@ -50,6 +50,9 @@ class HttpServer {
    HttpServer & operator=(HttpServer const &) = delete;
    ~HttpServer();
 
+   // Whether clients are let in; true at first. Those that come meanwhile wait.
+   void acceptingIs(bool accepting);
+
  private:
    class Daemon;
    std::unique_ptr<Daemon> daemon_;

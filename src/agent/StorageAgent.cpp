@@ -121,6 +121,8 @@ void StorageAgent::run() {
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
    startWatchdog();
    monitors_.start();
+   for (auto const & server : servers_)
+      server->acceptingIs(true);
    serviceManager_.tell("READY=1");
    while (!Host::stopRequested()) {
       Host::turn();
