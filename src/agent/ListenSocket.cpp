@@ -18,7 +18,7 @@ namespace Agent {
 
 namespace {
 
-constexpr int backlog = 64;
+constexpr int backlog = 128;
 constexpr char elsewhere[] = "; run as root or set status.socket elsewhere";
 
 [[noreturn]] void fail(std::string const & what, int error) {
@@ -68,6 +68,18 @@ bool isHeld(sockaddr_un const & address, int type) {
           (errno != ECONNREFUSED && errno != ENOENT);
 }
 
+// What it tells is no secret on the machine itself, and it takes no orders. The file has its mode from the
+// start: a mode that is set later would go to whatever somebody has put in its place.
+int bindForEverybody(int fd, sockaddr_un const & address) {
+   constexpr mode_t nobodyExecutes = 0111;
+   mode_t const before = umask(nobodyExecutes);
+   int const result = bind(fd, generic(address), sizeof address);
+   int const error = errno;
+   umask(before);
+   errno = error;
+   return result;
+}
+
 }  // namespace
 
 void clearSocketPath(std::string const & path, int type, std::string const & key) {
@@ -82,20 +94,23 @@ void clearSocketPath(std::string const & path, int type, std::string const & key
    unlink(path.c_str());
 }
 
-ListenSocket::ListenSocket(int fd, std::string path) : fd_{fd}, path_{std::move(path)} {
-   struct stat status {};
-   if (!path_.empty() && stat(path_.c_str(), &status) == 0)
-      inode_ = status.st_ino;
-}
+ListenSocket::ListenSocket(int fd, std::string path)
+    : fd_{fd}, path_{std::move(path)}, file_{path_.empty() ? File{} : fileAt(path_)} {}
 
 ListenSocket::ListenSocket(ListenSocket && other) noexcept
-    : fd_{std::exchange(other.fd_, -1)}, path_{std::move(other.path_)}, inode_{other.inode_} {
+    : fd_{std::exchange(other.fd_, -1)}, path_{std::move(other.path_)}, file_{other.file_} {
    other.path_.clear();
 }
 
-ListenSocket::~ListenSocket() {
+ListenSocket::File ListenSocket::fileAt(std::string const & path) {
    struct stat status {};
-   if (!path_.empty() && lstat(path_.c_str(), &status) == 0 && status.st_ino == inode_)
+   if (lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode))
+      return {};
+   return {status.st_dev, status.st_ino};
+}
+
+ListenSocket::~ListenSocket() {
+   if (!path_.empty() && file_ != File{} && fileAt(path_) == file_)
       unlink(path_.c_str());
    if (fd_ >= 0)
       close(fd_);
@@ -109,13 +124,11 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
       throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
    clearSocketPath(path, SOCK_STREAM, "status.socket");
    Fd fd{newSocket(AF_UNIX)};
-   if (bind(fd.get(), generic(address), sizeof address) != 0)
+   if (bindForEverybody(fd.get(), address) != 0)
       throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +
                         elsewhere};
    ListenSocket socket{fd.release(), path};
-   // What it tells is no secret on the machine itself, and it takes no orders.
-   constexpr mode_t everybody = 0666;
-   if (chmod(path.c_str(), everybody) != 0 || listen(socket.fd(), backlog) != 0)
+   if (listen(socket.fd(), backlog) != 0)
       fail(path + ": cannot listen on the status socket", errno);
    return socket;
 }

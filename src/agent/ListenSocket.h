@@ -34,11 +34,20 @@ class ListenSocket {
    int fd() const { return fd_; }
 
  private:
+   // What tells one socket's file from another's.
+   struct File {
+      unsigned long long device = 0;
+      unsigned long long inode = 0;
+      bool operator==(File const &) const = default;
+   };
+
    ListenSocket(int fd, std::string path);
+   // All zero where there is no socket; a link is none.
+   static File fileAt(std::string const & path);
 
    int fd_;
-   std::string path_;              // of a Unix socket, else empty
-   unsigned long long inode_ = 0;  // of the file made here: one made by somebody else later is left alone
+   std::string path_;  // of a Unix socket, else empty
+   File file_;         // made here: one that somebody else puts there later is left alone
 };
 
 }  // namespace Agent

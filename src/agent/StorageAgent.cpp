@@ -106,6 +106,7 @@ void StorageAgent::serve(ListenSocket socket, std::optional<HttpAddress> const &
    auto const handler = [this](HttpRequest const & request) { return answer(request); };
    auto const notice = [this](std::string const & text) { log_.notice(severityWarning, text); };
    servers_.push_back(std::make_unique<HttpServer>(std::move(socket), handler, HttpOptions{address, notice}));
+   servers_.back()->acceptingIs(false);
 }
 
 StorageAgent::~StorageAgent() {

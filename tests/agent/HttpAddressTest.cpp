@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 namespace Agent {
 namespace {
 
@@ -58,4 +60,51 @@ TEST(HttpAddress, isWrittenAsItIsRead) {
 }
 
 }  // namespace
+TEST(HttpAddressTest, ARequestNamesItOrThisMachine) {
+   auto const named = [](char const * address, std::string_view host) {
+      return Agent::parseHttpAddress(address)->isNamedBy(host);
+   };
+   for (char const * const host : {"localhost", "LocalHost:80", "127.0.0.1", "127.0.0.1:9634", "127.9.9.9:1",
+                                   "[::1]", "[::1]:9634", "[0:0::1]"})
+      EXPECT_TRUE(named("127.0.0.1:9634", host)) << host;
+   EXPECT_TRUE(named("192.0.2.7:9634", "192.0.2.7:9634"));
+   EXPECT_TRUE(named("192.0.2.7:9634", "localhost"));
+   EXPECT_TRUE(named("[2001:db8::7]:9634", "[2001:DB8:0::7]:9634"));
+   EXPECT_TRUE(named("0.0.0.0:9634", "192.0.2.9:9634"));
+   EXPECT_TRUE(named("[::]:9634", "192.0.2.9"));
+   EXPECT_TRUE(named("[::]:9634", "[2001:db8::9]"));
+}
+
+TEST(HttpAddressTest, ARequestThatNamesAnotherHostIsNotForIt) {
+   auto const named = [](char const * address, std::string_view host) {
+      return Agent::parseHttpAddress(address)->isNamedBy(host);
+   };
+   for (char const * const host : {"",
+                                   ":",
+                                   ":9634",
+                                   "evil.example",
+                                   "evil.example:9634",
+                                   "localhost.evil.example",
+                                   "127.0.0.1.evil.example",
+                                   "127.evil.example",
+                                   "192.0.2.7",
+                                   "[::2]",
+                                   "::1",
+                                   "[::1",
+                                   "[127.0.0.1]",
+                                   "localhost:",
+                                   "localhost:x",
+                                   "localhost:99999",
+                                   "localhost:80:80",
+                                   "localhost 127.0.0.1",
+                                   " localhost",
+                                   "127.0.0.1@evil.example",
+                                   "0x7f.1",
+                                   "127.1"})
+      EXPECT_FALSE(named("127.0.0.1:9634", host)) << host;
+   EXPECT_FALSE(named("192.0.2.7:9634", "192.0.2.8:9634"));
+   EXPECT_FALSE(named("0.0.0.0:9634", "evil.example"));
+   EXPECT_FALSE(named("127.0.0.1:9634", std::string_view{"localhost\0x", 11}));
+}
+
 }  // namespace Agent

@@ -3,15 +3,33 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tests/support/HttpExchange.h"
 #include "tests/support/TempDir.h"
+
+namespace {
+
+// What somebody does to the path at the moment in which a socket was bound to it.
+std::function<void()> afterBind;
+
+}  // namespace
+
+// In the place of the C library's.
+extern "C" int bind(int fd, sockaddr const * address, socklen_t size) {
+   long const result = syscall(SYS_bind, fd, address, size);
+   if (afterBind)
+      std::exchange(afterBind, nullptr)();
+   return static_cast<int>(result);
+}
 
 namespace {
 
@@ -48,6 +66,31 @@ TEST_F(ListenSocketTest, MakesItsFoldersAndIsOpenToEverybody) {
    ASSERT_EQ(stat(path.c_str(), &status), 0);
    EXPECT_EQ(status.st_mode & 07777U, 0666U);
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, IsOpenToEverybodyWhateverTheUmask) {
+   for (mode_t const mask : {0777U, 0U}) {
+      mode_t const before = umask(mask);
+      ListenSocket const socket = ListenSocket::atPath(folder.string() + "/s");
+      EXPECT_EQ(umask(before), mask);
+      struct stat status {};
+      ASSERT_EQ(stat((folder.string() + "/s").c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 07777U, 0666U) << mask;
+   }
+}
+
+TEST_F(ListenSocketTest, ALinkPlantedInItsPlaceIsNeitherFollowedNorRemoved) {
+   std::string const victim = folder.fileIs("shadow", "secret").string();
+   ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
+   afterBind = [&] {
+      std::filesystem::remove(path);
+      std::filesystem::create_symlink(victim, path);
+   };
+   { ListenSocket const socket = ListenSocket::atPath(path); }
+   struct stat status {};
+   ASSERT_EQ(stat(victim.c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 07777U, 0600U);
+   EXPECT_TRUE(std::filesystem::is_symlink(path));
 }
 
 TEST_F(ListenSocketTest, ItsFileGoesWithIt) {

@@ -1,11 +1,13 @@
 // Asks an HTTP server of this very process: the loop turns while the test waits for the answer.
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -23,7 +25,18 @@ class HttpExchange {
       std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
       connected_ = connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
       if (connected_)
-         send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
+         more(request);
+   }
+   // Likewise, over TCP to this machine.
+   HttpExchange(std::uint16_t port, std::string const & request)
+       : fd_{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      sockaddr_in address{};
+      address.sin_family = AF_INET;
+      address.sin_port = htons(port);
+      address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      connected_ = connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+      if (connected_)
+         more(request);
    }
    HttpExchange(HttpExchange const &) = delete;
    HttpExchange & operator=(HttpExchange const &) = delete;
