@@ -10,17 +10,18 @@ from . import filesystem_disks, machine
 from .agent import CONFIG, PID, STATUS_SOCKET
 from .appliance import Appliance
 from .filesystem_checks import (
-    DAY, DAY_SECONDS, ERROR, EXCEEDED, FOLLOW_SECONDS, NO_SPACE, OFFLINE, TIME_SCALE, UNNAMED, USE_CHECK, WARNING,
+    DAY, DAY_SECONDS, ERROR, EXCEEDED, FOLLOW_SECONDS, IO_ERROR, NO_SPACE, OFFLINE, TIME_SCALE, UNNAMED, USE_CHECK, WARNING,
     FileSystemChecks, is_io_error, is_repeated,
 )  # fmt: skip
 from .filesystem_disks import ALL, EXT4, FRAGILE, MAPPED, VFAT, XFS, FileSystemDisk, FileSystems
 from .scenario import START_SECONDS
+from .silent_disk import COMMAND_SECONDS, MOUNT, MOUNT_NAME, RULE, TRIES, SilentDisk
 
 # The tools run once, at the start: what is looked at here needs none.
 _CONFIGURATION = f"""
 poll_interval = {int(30 * DAY)}
 [appliance]
-expected_mounts = {json.dumps([each.name for each in ALL])}
+expected_mounts = {json.dumps([*(each.name for each in ALL), MOUNT_NAME])}
 [status]
 socket = "{STATUS_SOCKET}"
 [log]
@@ -39,6 +40,7 @@ class FileSystemScenario(FileSystemChecks):
     def __init__(self, appliance: Appliance, work: Path) -> None:
         super().__init__(appliance, "-filesystems")
         self._systems = FileSystems(appliance, work)
+        self._silent = SilentDisk(appliance)
         self._inventories: dict[FileSystemDisk, list[str]] = {}
 
     def run(self, work: Path) -> None:
@@ -46,9 +48,10 @@ class FileSystemScenario(FileSystemChecks):
         try:
             self._systems.plug()
             self._systems.mount()
+            self._silent.plug()
             self._inventories = {each: self._systems.inventory(each) for each in ALL}
             self._agent.configure()
-            self._guest.write("/etc/blockdev", filesystem_disks.rules())
+            self._guest.write("/etc/blockdev", filesystem_disks.rules() + RULE)
             self._guest.write(CONFIG, _CONFIGURATION)
             steps = (
                 self._check_healthy,
@@ -62,6 +65,7 @@ class FileSystemScenario(FileSystemChecks):
                 self._check_exchange,
                 self._check_read_only,
                 self._check_nothing_else,
+                self._check_silence,
             )
             self._run_agent(work, [self._unless_failed(step) for step in steps])
         finally:
@@ -76,7 +80,7 @@ class FileSystemScenario(FileSystemChecks):
         self._report.becomes(
             "every file system is looked after",
             lambda: sorted(self._agent.state().get("mountPoints", {})),
-            sorted(each.mount for each in ALL),
+            sorted([*(each.mount for each in ALL), MOUNT]),
             START_SECONDS,
         )
         self._passes("healthy", *ALL)
@@ -246,6 +250,26 @@ class FileSystemScenario(FileSystemChecks):
         of_disks = [message for each in ALL for message in self._messages(each)]
         others = [m for m in self._errors() if m not in of_disks and m not in unnamed]
         self._report.equal("no error names anything else", others, [])
+
+    def _check_silence(self) -> None:
+        """A disk answers nothing, for minutes: the kernel fails each command only when it has tried it often enough."""
+        self._silent.silent_is(True)
+        try:
+            held = rf"the loop has been held for \d+ s by \S.* of {MOUNT} \("
+            self._says("what holds the loop is told", held)
+            failed = rf"encountered an error on {MOUNT} .*: {IO_ERROR}"
+            waited = TRIES * COMMAND_SECONDS + FOLLOW_SECONDS
+            self._report.eventually(
+                "when the kernel gives up, the test does", self._agent.log, lambda log: bool(re.search(failed, log)), waited
+            )
+        finally:
+            self._silent.silent_is(False)
+        self._becomes(
+            "the kernel's errors of it are told",
+            lambda: self._agent.has_said("STORAGEDEVICE_IO_ERROR", self._silent.serial),
+            True,
+        )
+        self._passes("another fell silent", MAPPED)
 
     def _errors(self) -> list[dict[str, Any]]:
         return [message for message in self._agent.messages() if message["name"] == ERROR]

@@ -17,6 +17,7 @@ KERNEL_MODULES = (
     "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii", "xfs", "dm_mod", "dm_zero",
     "virtio_pci", "virtio_console",
 )  # fmt: skip
+LATER_MODULES = ("scsi_debug",)  # which a scenario loads by itself
 # One path per namespace, whatever the default of this kernel. One SATA command at a time: after a command that a disk
 # refuses, as it does smartctl's --offlineauto, the emulator fails the next one of those that are queued.
 MODULE_PARAMETERS = {"nvme_core": "multipath=N", "libata": "force=noncq"}
@@ -97,11 +98,11 @@ def _add_modules(archive: Archive, tree: Path) -> None:
             visit(needed)
         order.append(name)
 
-    for name in KERNEL_MODULES:
+    for name in (*KERNEL_MODULES, *LATER_MODULES):
         visit(name)
     for name in order:
         archive.file(f"/modules/{name}.ko", files[name].read_bytes())
-    lines = [f"{name}.ko {MODULE_PARAMETERS.get(name, '')}".rstrip() for name in order]
+    lines = [f"{name}.ko {MODULE_PARAMETERS.get(name, '')}".rstrip() for name in order if name not in LATER_MODULES]
     archive.file("/modules/order", ("\n".join(lines) + "\n").encode())
 
 

@@ -188,7 +188,7 @@ ETC_MULTIDRIVE_SRC = ".*/ata1/\n"
 ABSENT_MOUNT = "missing"
 EXPECTED_MOUNTS = ("flash", "drive", "drive2", "drive3", "nvme", "nvme2", "card", ABSENT_MOUNT)
 
-# Where the disks of filesystem_disks.py are plugged in.
+# Where the disks of filesystem_disks.py and pull_disks.py are plugged in.
 FILE_SYSTEMS_BUS, FILE_SYSTEMS_ADDRESS = "file-systems", "0000:00:10.0"
 
 CONTROLLERS: tuple[dict[str, Any], ...] = (
@@ -201,7 +201,7 @@ CONTROLLERS: tuple[dict[str, Any], ...] = (
     {"driver": "qemu-xhci", "id": "xhci", "addr": "0x6"},
     {"driver": "usb-hub", "id": "hub", "bus": "xhci.0", "port": "1"},
     {"driver": "sdhci-pci", "id": "sdhci", "addr": "0x7"},
-    {"driver": "qemu-xhci", "id": FILE_SYSTEMS_BUS, "addr": "0x10", "p2": 8, "p3": 8},
+    {"driver": "qemu-xhci", "id": FILE_SYSTEMS_BUS, "addr": "0x10", "p2": 15, "p3": 15},
 )
 
 

@@ -1,0 +1,134 @@
+"""Disks are pulled in the middle of writing, all at once and again and again."""
+
+import json
+import re
+from collections import Counter
+from datetime import datetime
+from pathlib import Path
+
+from .agent import CONFIG, STATUS_SOCKET
+from .appliance import Appliance
+from .pull_disks import ALL, FIXED, PullDisk, PullDisks
+from .scenario import FOLLOW_SECONDS, START_SECONDS, Scenario
+
+ROUNDS = 10
+GONE_SECONDS = 2.0  # from the kernel's end of a disk to the agent's
+OFFLINE = "STORAGEDEVICE_OFFLINE"
+EVENTS = "/run/events.log"
+
+_CONFIGURATION = f"""
+poll_interval = 5
+[appliance]
+expected_mounts = {json.dumps([each.mount for each in FIXED])}
+[status]
+socket = "{STATUS_SOCKET}"
+[log]
+destination = "stderr"
+[trace]
+StorageDataMonitorSm = 2
+"""
+
+
+class PullScenario(Scenario):
+    """The event of such an end often carries no serial number: udev cannot read a disk any more that has gone."""
+
+    def __init__(self, appliance: Appliance, work: Path) -> None:
+        super().__init__(appliance, "-pulls")
+        self._work = work
+        self._disks = PullDisks(appliance)
+        self._offset = 0.0  # of UTC to the time since the boot
+
+    def run(self, work: Path) -> None:
+        self._report.note(f"{ROUNDS} times {len(ALL)} disks are pulled while they are written")
+        try:
+            self._prepare()
+            steps = (self._check_start, self._check_rounds, self._check_times)
+            self._run_agent(work, steps)
+        finally:
+            self._guest.run("killall udevadm")
+            for each in ALL:
+                each.disk.image(self._work).unlink(missing_ok=True)
+
+    def _prepare(self) -> None:
+        for each in ALL:
+            each.disk.create_image(self._work)
+            node = each.disk.block_node(self._work)
+            node["file"]["cache"] = node["cache"] = {"no-flush": True}
+            self._appliance.emulator.execute("blockdev-add", node)
+        self._agent.configure()
+        self._guest.write("/etc/blockdev", "".join(f"{each.rule}\n" for each in ALL))
+        self._guest.write(CONFIG, _CONFIGURATION)
+        self._guest.must(f"udevadm monitor --kernel --udev --subsystem-match=block/disk >{EVENTS} 2>&1 &")
+
+    def _check_start(self) -> None:
+        self._report.becomes("pulls: the internal devices are ready", self._ready, True, START_SECONDS)
+        now = self._guest.must("touch /run/now && stat -c %y /run/now && cut -d ' ' -f 1 /proc/uptime").split()
+        utc = datetime.fromisoformat(f"{now[0]}T{now[1][:15]}+00:00")  # to the microsecond
+        self._offset = utc.timestamp() - float(now[-1])
+
+    def _ready(self) -> bool:
+        return bool(self._agent.state().get("internalDevicesReady"))
+
+    def _check_rounds(self) -> None:
+        for number in range(1, ROUNDS + 1):
+            if not self._round(number):
+                return
+
+    def _round(self, number: int) -> bool:
+        """Waiting for what cannot come takes minutes: the first failure ends it."""
+        failures, serials = len(self._report.failures), {each.serial for each in ALL}
+        self._disks.plug()
+        self._report.eventually(
+            f"round {number}: the agent watches the disks", self._seen, serials.__eq__, START_SECONDS
+        )
+        if len(self._report.failures) > failures:
+            return False
+        enough = self._disks.write()
+        self._report.becomes(
+            f"round {number}: they are written", lambda: self._disks.are_written(enough), True, FOLLOW_SECONDS
+        )
+        self._disks.pull()
+        self._report.becomes(f"round {number}: the agent watches none of them", self._seen, set(), FOLLOW_SECONDS)
+        self._report.becomes(
+            f"round {number}: each fixed one was reported once more",
+            self._offline,
+            Counter({each.serial: number for each in FIXED}),
+            FOLLOW_SECONDS,
+        )
+        return len(self._report.failures) == failures
+
+    def _seen(self) -> set[str]:
+        return {each.serial for each in ALL} & set(self._agent.disks())
+
+    def _offline(self) -> Counter[str]:
+        return Counter(serial for _, serial in self._agent.said(OFFLINE))
+
+    def _check_times(self) -> None:
+        """From the kernel's event to the agent's message, or to the end of its record."""
+        ends = self._kernel_ends()
+        log = self._agent.log()
+        late = []
+        for each in ALL:
+            told = self._agent_ends(log, each)
+            pairs = list(zip(ends[each], told, strict=False))
+            if len(pairs) != ROUNDS:
+                late.append(f"{each.serial}: {len(ends[each])} ends, {len(told)} reported")
+            took = [end - begin for begin, end in pairs]
+            self._report.note(f"{each.serial}: gone after {', '.join(f'{seconds:.2f}' for seconds in took)} s")
+            late += [f"{each.serial}: {seconds:.2f} s" for seconds in took if not 0 <= seconds <= GONE_SECONDS]
+        anonymous = self._agent.state().get("connectedDevices", {}).get("anonymousRemovalCount")
+        self._report.note(f"ends without a serial number: {anonymous}")
+        self._report.equal(f"each was gone within {GONE_SECONDS:g} s of its end in the kernel", late, [])
+
+    def _kernel_ends(self) -> dict[PullDisk, list[float]]:
+        """In UTC, by disk."""
+        events = re.findall(r"^KERNEL\[([\d.]+)\] remove +(\S+)", self._guest.must(f"cat {EVENTS}"), re.MULTILINE)
+        return {
+            each: [float(stamp) + self._offset for stamp, path in events if each.is_at(path)] for each in ALL
+        }
+
+    def _agent_ends(self, log: str, each: PullDisk) -> list[float]:
+        """When the first of its health records went, each time, in UTC; the others follow at once."""
+        pattern = rf"^(\S+) .*Deleting {each.serial} from its associated"
+        stamps = [datetime.fromisoformat(stamp).timestamp() for stamp in re.findall(pattern, log, re.MULTILINE)]
+        return [now for before, now in zip([0.0, *stamps], stamps, strict=False) if now - before > 0.5]
