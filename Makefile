@@ -31,8 +31,8 @@ test: setup ## every test: release, sanitizers, architecture, format, a real ker
 	@scripts/test
 
 .PHONY: vm
-vm: build ## the test on a real kernel alone; the console log stays in build/release/tests/vm
-	@ctest --preset release -L '^vm$$' --verbose
+vm: build ## the tests on a real kernel alone; their logs stay in build/release/tests/vm
+	@ctest --preset release -j 2 -L '^vm$$' --verbose
 
 .PHONY: bench
 bench: build ## the benchmarks, each beside its floor or peer
