@@ -12,7 +12,7 @@ from .pull_disks import ALL, FIXED, PullDisk, PullDisks
 from .scenario import FOLLOW_SECONDS, START_SECONDS, Scenario
 
 ROUNDS = 10
-GONE_SECONDS = 2.0  # from the kernel's end of a disk to the agent's
+GONE_SECONDS = 2.0  # from udev's event of a disk's end to the agent's
 OFFLINE = "STORAGEDEVICE_OFFLINE"
 EVENTS = "/run/events.log"
 
@@ -104,31 +104,35 @@ class PullScenario(Scenario):
         return Counter(serial for _, serial in self._agent.said(OFFLINE))
 
     def _check_times(self) -> None:
-        """From the kernel's event to the agent's message, or to the end of its record."""
-        ends = self._kernel_ends()
-        log = self._agent.log()
+        """From udev's event, before which the agent cannot know, to the end of the disk's record."""
+        (self._work / "vm-events-pulls.log").write_text(self._guest.must(f"cat {EVENTS}"))
+        kernel, udev, log = self._ends("KERNEL"), self._ends("UDEV"), self._agent.log()
         late = []
         for each in ALL:
-            told = self._agent_ends(log, each)
-            pairs = list(zip(ends[each], told, strict=False))
-            if len(pairs) != ROUNDS:
-                late.append(f"{each.serial}: {len(ends[each])} ends, {len(told)} reported")
-            took = [end - begin for begin, end in pairs]
-            self._report.note(f"{each.serial}: gone after {', '.join(f'{seconds:.2f}' for seconds in took)} s")
-            late += [f"{each.serial}: {seconds:.2f} s" for seconds in took if not 0 <= seconds <= GONE_SECONDS]
-        anonymous = self._agent.state().get("connectedDevices", {}).get("anonymousRemovalCount")
-        self._report.note(f"ends without a serial number: {anonymous}")
-        self._report.equal(f"each was gone within {GONE_SECONDS:g} s of its end in the kernel", late, [])
+            agent = self._agent_ends(log, each)
+            counts = (len(kernel[each]), len(udev[each]), len(agent))
+            self._report.equal(f"{each.serial}: ends seen by the kernel, udev and the agent", counts, (ROUNDS,) * 3)
+            took = [end - begin for begin, end in zip(udev[each], agent, strict=False)]
+            total = [end - begin for begin, end in zip(kernel[each], agent, strict=False)]
+            self._report.note(f"{each.serial}: gone {_span(took)} after udev's event, {_span(total)} after the kernel's")
+            late += [f"{each.serial}: {seconds:.2f} s" for seconds in took if seconds > GONE_SECONDS]
+        anonymous = self._agent.state().get("discovery", {}).get("anonymousRemovalCount", 0)
+        self._report.check("ends without a serial number were among them", anonymous > 0, str(anonymous))
+        self._report.note(f"{anonymous} ends came without a serial number")
+        self._report.equal(f"each was gone within {GONE_SECONDS:g} s of udev's event", late, [])
 
-    def _kernel_ends(self) -> dict[PullDisk, list[float]]:
+    def _ends(self, source: str) -> dict[PullDisk, list[float]]:
         """In UTC, by disk."""
-        events = re.findall(r"^KERNEL\[([\d.]+)\] remove +(\S+)", self._guest.must(f"cat {EVENTS}"), re.MULTILINE)
-        return {
-            each: [float(stamp) + self._offset for stamp, path in events if each.is_at(path)] for each in ALL
-        }
+        pattern = rf"^{source} *\[([\d.]+)\] remove +(\S+)"
+        events = re.findall(pattern, self._guest.must(f"cat {EVENTS}"), re.MULTILINE)
+        return {each: [float(stamp) + self._offset for stamp, path in events if each.is_at(path)] for each in ALL}
 
     def _agent_ends(self, log: str, each: PullDisk) -> list[float]:
         """When the first of its health records went, each time, in UTC; the others follow at once."""
         pattern = rf"^(\S+) .*Deleting {each.serial} from its associated"
         stamps = [datetime.fromisoformat(stamp).timestamp() for stamp in re.findall(pattern, log, re.MULTILINE)]
         return [now for before, now in zip([0.0, *stamps], stamps, strict=False) if now - before > 0.5]
+
+
+def _span(seconds: list[float]) -> str:
+    return f"{min(seconds):.2f} to {max(seconds):.2f} s" if seconds else "never"
