@@ -28,8 +28,10 @@ fs::path withoutSlash(fs::path const & directory) {
    return normal.has_filename() ? normal : normal.parent_path();
 }
 
+constexpr char temporaryName[] = ".new";
+
 bool canBeFileName(std::string_view name) {
-   return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." &&
+   return !name.empty() && name != temporaryName && name.size() <= NAME_MAX && name != "." && name != ".." &&
           name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
@@ -61,8 +63,10 @@ bool writeAll(int fd, std::string_view text) {
 
 // The error number; 0: replaced.
 int replaceFile(fs::path const & path, std::string_view text) {
-   std::string temporary = path.parent_path() / ".XXXXXX";
-   int const fd = mkostemp(temporary.data(), O_CLOEXEC);
+   // One name for all: what an agent that was killed has left there goes with the next file.
+   std::string const temporary = path.parent_path() / temporaryName;
+   unlink(temporary.c_str());
+   int const fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
    if (fd < 0)
       return errno;
    constexpr mode_t everybodyReads = 0644;

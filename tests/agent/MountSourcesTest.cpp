@@ -103,6 +103,15 @@ TEST_F(MountSourcesTest, ANameThatCannotBeAFilesIsTold) {
    EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 1);
 }
 
+TEST_F(MountSourcesTest, WhatAKilledAgentLeftHalfWrittenIsGone) {
+   fs::create_directories(files());
+   std::ofstream{files() / ".new"} << "/dev/sd";
+   auto const kept = sources({"drive", ".new"});
+   EXPECT_EQ(std::distance(fs::directory_iterator{files()}, fs::directory_iterator{}), 1);
+   EXPECT_EQ(file("drive"), "");
+   EXPECT_EQ(notices.size(), 1U);  // the name cannot be a file's
+}
+
 TEST_F(MountSourcesTest, WhatCannotBeWrittenIsToldOnceUntilItWasWritten) {
    auto const kept = sources({"drive", "flash"});
    fs::remove(files() / "drive");
