@@ -39,8 +39,11 @@ std::string silent(std::string_view line) {
    return result;
 }
 
-// "(sda): This should" somewhere in a line is what a device calls itself, or a file.
-bool isInnerParenthesis(std::string_view line, std::string_view device) {
+// "(sda): This should" somewhere in a line is what a device calls itself, or a file; so is an event behind
+// "usb 1-2: Name".
+bool isNoMessage(std::string_view line, std::string_view device) {
+   if (device.find(':') != device.npos)
+      return true;
    auto const at = static_cast<std::size_t>(device.data() - line.data());
    return at > 0 && line[at - 1] == '(' && line.substr(at + device.size()).starts_with("):");
 }
@@ -50,7 +53,7 @@ std::string unlisted(std::string_view line, std::string_view text, std::string c
       auto const device = deviceInKernelLine(candidate);
       if (!device)
          continue;
-      if (isInnerParenthesis(candidate, *device))
+      if (isNoMessage(candidate, *device))
          return silent(line);
       if (std::string result = withDisk(candidate); !result.empty())
          return result;

@@ -158,7 +158,8 @@ TEST(KernelLineRewriteTest, LogsWithDatesLevelsAndProcessorsInTheStamp) {
 TEST(KernelLineRewriteTest, WhatTheLibraryWouldReadFromAHarmlessLineIsSpoiled) {
    for (std::string const harmless :
         {"EXT4-fs warning (device sda): ext4_resize_fs:2005: can't read last block, resize aborted",
-         "usb 1-4: Product: Disk (sda): This should", "systemd[1]: (sda): Remounting filesystem"}) {
+         "usb 1-4: Product: Disk (sda): This should", "usb 1-4: Interface: USB disconnect, device number",
+         "systemd[1]: (sda): Remounting filesystem"}) {
       EXPECT_NE(deviceByExpressions(stamp + harmless), "") << harmless;
       EXPECT_EQ(rewriteKernelLine(stamp + harmless), "kernel:_" + (stamp + harmless).substr(8));
    }
