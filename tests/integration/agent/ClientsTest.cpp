@@ -112,10 +112,13 @@ class ClientsTest : public AgentProgramTest {
       return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
    }
 
-   // How long answers about its health take: the median of twenty.
-   Clock::duration usualWait() {
+   // How long answers about its health take: the median of twenty. Before each a crowd comes that says
+   // nothing.
+   Clock::duration usualWait(int crowd = 0) {
       std::vector<Clock::duration> waits;
+      Clients here;
       for (int i = 0; i < 20; ++i) {
+         here = clients(crowd);
          auto const asked = Clock::now();
          EXPECT_EQ(Client(socket, "/healthz").status(), 200) << i;
          waits.push_back(Clock::now() - asked);
@@ -132,8 +135,7 @@ class ClientsTest : public AgentProgramTest {
 
 TEST_F(ClientsTest, ThoseThatSayNothingKeepNobodyOut) {
    start();
-   Clients const idle = clients(300);
-   EXPECT_LT(usualWait(), 50ms);
+   EXPECT_LT(usualWait(200), 50ms);
 }
 
 TEST_F(ClientsTest, SlowReadersOfEverythingCostNeitherTimeNorMemory) {
@@ -157,7 +159,7 @@ TEST_F(ClientsTest, AskingForEverythingWhereMemoryEndsEndsNoAgent) {
    addHistory();
    start();
    ASSERT_TRUE(eventually(
-       [&] { return Agent::askAgent(socket, "/api/v1/state?history=all").size() > std::size_t{1000000}; }));
+       [&] { return Agent::askAgent(socket, "/api/v1/state?history=all").size() > std::size_t{400000}; }));
    pid_t const pid = process();
    rlimit before{};
    ASSERT_EQ(prlimit(pid, RLIMIT_AS, nullptr, &before), 0);
