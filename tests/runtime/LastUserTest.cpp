@@ -87,7 +87,8 @@ TEST_F(LastUser, GoneLeavesOthersToBeToldOfTheChange) {
 TEST_F(LastUser, GoneWhileItsOwnChangeIsQueuedTurnsItsReactorsOffAtOnce) {
    Pelm::Ptr<House> const trigger = Pelm::make<House>();
    Watcher const first{trigger, heard, "trigger", [&] {
-                          bare.doorIs(1);  // queued behind the trigger's change
+                          watched->doorIs(5);  // both are queued behind the trigger's change
+                          bare.doorIs(1);
                           letGo();
                        }};
    trigger->doorIs(1);
