@@ -19,6 +19,9 @@ cd {0} && find . ! -path . ! -path ./debug ! -path ./debug/healthTestCookie | so
    [ ! -f "$name" ] || md5sum <"$name"
 done
 """
+# What nobody but root may write, in a folder where nobody but root may make files.
+_ELSEWHERE = "/run/elsewhere"
+_PRECIOUS = f"mkdir -p {_ELSEWHERE} && echo precious >{_ELSEWHERE}/precious"
 
 
 @dataclass(frozen=True, eq=False)
@@ -66,7 +69,8 @@ class FileSystemDisk:
 
 
 EXT4 = FileSystemDisk("fs-ext4", 1, 24, _EXT4)
-VFAT = FileSystemDisk("fs-vfat", 2, 12, ("/sbin/mkfs.vfat",))
+# As its options say, all that is on it belongs to somebody else.
+VFAT = FileSystemDisk("fs-vfat", 2, 12, ("/sbin/mkfs.vfat",), options="rw,uid=1000,gid=1000")
 XFS = FileSystemDisk("fs-xfs", 3, 320, ("/sbin/mkfs.xfs", "-q"))
 MAPPED = FileSystemDisk("fs-mapped", 4, 40, _EXT4, mapped=True)
 FRAGILE = FileSystemDisk("fs-fragile", 5, 24, _EXT4, options="errors=remount-ro", mapped=True)
@@ -151,6 +155,34 @@ class FileSystems:
 
     def free(self, each: FileSystemDisk) -> None:
         self._must(f"rm {each.mount}/fill {each.mount}/ballast")
+
+    def link_folder(self, each: FileSystemDisk, agent: str) -> None:
+        """A user puts a link in the place of the test's folder; the agent stands still meanwhile."""
+        debug = f"{each.mount}/debug"
+        self._must(f"{_PRECIOUS} && kill -STOP $(cat {agent}); rm -r {debug}; ln -s {_ELSEWHERE} {debug}")
+        self._must(f"kill -CONT $(cat {agent})")
+
+    def unlink_folder(self, each: FileSystemDisk) -> None:
+        self._must(f"rm {each.mount}/debug")
+
+    def link_file(self, each: FileSystemDisk, seconds: int) -> None:
+        """A user goes on putting links in the place of the test's file."""
+        trap, cookie = f"{each.mount}/trap", f"{each.mount}/debug/healthTestCookie"
+        script = f"""
+        {_PRECIOUS}
+        end=$(($(date +%s) + {seconds}))
+        while [ $(date +%s) -lt $end ]; do
+           for target in precious new; do
+              ln -s {_ELSEWHERE}/$target {trap}
+              mv -f {trap} {cookie} || rm {trap}
+           done
+        done
+        """
+        self._must(script)
+
+    def elsewhere(self) -> str:
+        """All that is where the links lead to."""
+        return self._must(f"cd {_ELSEWHERE} && head -c 100 *")
 
     def sectors(self, each: FileSystemDisk) -> int:
         return each.disk.size // machine.SECTOR

@@ -1,4 +1,4 @@
-"""The tests of mounted file systems on real ones: healthy, full, failing, pulled, exchanged, corrupt, suspended."""
+"""The tests of mounted file systems on real ones: healthy, attacked, full, failing, pulled, exchanged, corrupt, hung."""
 
 import json
 import re
@@ -30,6 +30,9 @@ destination = "stderr"
 time_scale = {TIME_SCALE}.0
 """
 
+# How long links are put in the place of the test's file: several tests at the agent's pace.
+LINKING_SECONDS = 5
+
 # What a test may say whose file another test has replaced.
 SHARED_FILE = (("readTest - open", "No such file or directory"), ("readTest - read", "data doesn't match"))
 
@@ -55,6 +58,7 @@ class FileSystemScenario(FileSystemChecks):
             self._guest.write(CONFIG, _CONFIGURATION)
             steps = (
                 self._check_healthy,
+                self._check_links,
                 self._check_full,
                 self._check_failing,
                 self._check_pulled,
@@ -96,6 +100,20 @@ class FileSystemScenario(FileSystemChecks):
             )
             inventory = self._systems.inventory(each)
             self._report.equal(f"{each.name}: nothing else is touched", inventory, self._inventories[each])
+
+    def _check_links(self) -> None:
+        """Users may write to the root of a file system; what they put there leads the agent, which is root, nowhere."""
+        count = lambda: int(self._health(MAPPED).get("nonSyslogErrorCount", 0))  # noqa: E731
+        self._systems.link_folder(MAPPED, PID)
+        self._eventually("a link in the folder's place is refused and counted", count, lambda n: n > 2)
+        before = count()
+        self._systems.unlink_folder(MAPPED)
+        self._passes("without the link", MAPPED)
+        self._systems.link_file(MAPPED, LINKING_SECONDS)
+        self._eventually("links in the file's place are refused and counted", count, lambda n: n > before)
+        self._passes("without the links", MAPPED)
+        self._report.equal("where they led to nothing is touched", self._systems.elsewhere(), "precious\n")
+        self._report.equal("nobody is alarmed", self._told(MAPPED), [])
 
     def _check_full(self) -> None:
         for each in (EXT4, VFAT):
@@ -239,7 +257,8 @@ class FileSystemScenario(FileSystemChecks):
     def _check_names_of_pulled(self) -> None:
         """What is told of it names it as long as it is there, and nothing afterwards."""
         offline = next(m["sequence"] for m in self._agent.messages() if m["name"] == OFFLINE)
-        named, unnamed = self._messages(XFS), [m for m in self._errors() if tuple(m["arguments"][1:5]) == UNNAMED]
+        errors = self._errors()  # those until now: the next one may come at any moment
+        named, unnamed = self._messages(XFS), [m for m in errors if tuple(m["arguments"][1:5]) == UNNAMED]
         order = [m["sequence"] < offline for m in named] + [m["sequence"] > offline for m in unnamed]
         self._report.check(f"{XFS.name} is named while it is there", all(order), f"{named}, {unnamed}, {offline}")
         told = [(message["arguments"][0], message["arguments"][-1]) for message in (*named, *unnamed)]
@@ -248,7 +267,7 @@ class FileSystemScenario(FileSystemChecks):
         check = f"the test of {XFS.name} met errors of input and output"
         self._report.check(check, gone or is_io_error(tests), str(tests))
         of_disks = [message for each in ALL for message in self._messages(each)]
-        others = [m for m in self._errors() if m not in of_disks and m not in unnamed]
+        others = [m for m in errors if m not in of_disks and m not in unnamed]
         self._report.equal("no error names anything else", others, [])
 
     def _check_silence(self) -> None:
