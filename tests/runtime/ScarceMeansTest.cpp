@@ -44,9 +44,12 @@ extern "C" [[gnu::visibility("default")]] int posix_spawn(pid_t * pid, char cons
    return spawnError ? spawnError : real(pid, path, actions, attributes, argv, environment);
 }
 
-void * operator new(std::size_t size) {
+void * operator new(std::size_t size, std::nothrow_t const &) noexcept {
    ++allocationsMade;
-   void * const block = size > largestBlock ? nullptr : std::malloc(size > 0 ? size : 1);
+   return size > largestBlock ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+void * operator new(std::size_t size) {
+   void * const block = operator new(size, std::nothrow);
    if (!block)
       throw std::bad_alloc{};
    return block;
@@ -55,6 +58,9 @@ void operator delete(void * block) noexcept {
    std::free(block);
 }
 void operator delete(void * block, std::size_t) noexcept {
+   std::free(block);
+}
+void operator delete(void * block, std::nothrow_t const &) noexcept {
    std::free(block);
 }
 
