@@ -314,7 +314,7 @@ TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
       void handleOpenErrorCount() {
          reactor.notifierIs(nullptr);
          *monitor = nullptr;
-         devices.diskDel("B");
+         devices.diskDel("C");
       }
       Pelm::Ptr<IOStatSm> * monitor;
       ConnectedDevices & devices;
@@ -322,6 +322,7 @@ TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
    } dropper{&monitor_, *devices_, {}};
    plug("A", "/dev/sdx");
    plug("B");
+   plug("C");
    start();
    dropper.reactor.notifierIs(monitor_);
    dropper.reactor.on<&Dropper::handleOpenErrorCount>(monitor_->openErrorCount, dropper);
@@ -330,6 +331,7 @@ TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
    EXPECT_FALSE(monitor_);
    Host::runFor(200);
    EXPECT_EQ(history("B").size(), 1U) << "nobody wants the rest of its poll";
+   EXPECT_EQ(history("C").size(), 1U) << "nor is there anybody to hear of the disk that went";
 }
 
 }  // namespace

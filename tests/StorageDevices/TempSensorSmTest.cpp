@@ -340,7 +340,7 @@ TEST_F(TemperatureSensor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
                          [&] {
                             smart(36);
                             nvme_->deviceDataIs("S3");
-                            fruConfig_->serialToSensorMapIs("S1", "DriveTemp2");
+                            fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
                          },
                          {}};
    dropper.reactor.notifierIs(monitor_);
