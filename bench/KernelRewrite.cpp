@@ -1,5 +1,5 @@
-// Rewriting the lines of the kernel's log beside what forwarding them cannot do without: reading each record
-// and sending a datagram of its size.
+// Rewriting the lines of the kernel's log beside what forwarding them cannot do without: reading each record,
+// making its line and sending it.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -63,15 +63,12 @@ class Forwarding {
  private:
    void drain(Work work) {
       for (ssize_t size = 0; (size = read(log_.ends[1], buffer_.data(), buffer_.size())) > 0;) {
-         std::string const text{buffer_.data(), static_cast<std::size_t>(size)};
-         receiver_.send(work == Work::forward ? text.substr(0, Agent::kernelLineSize) : rewritten(text));
+         auto const record = Agent::kernelRecord({buffer_.data(), static_cast<std::size_t>(size)});
+         if (!record)
+            throw std::runtime_error("no record");
+         std::string const line = Agent::kernelLine(*record).substr(0, Agent::kernelLineSize);
+         receiver_.send(work == Work::forward ? line : rewriter_.rewritten(line));
       }
-   }
-   std::string rewritten(std::string const & text) {
-      auto const record = Agent::kernelRecord(text);
-      if (!record)
-         throw std::runtime_error("no record");
-      return rewriter_.rewritten(Agent::kernelLine(*record));
    }
 
    std::array<char, 8192> buffer_{};

@@ -1,8 +1,6 @@
 #include "agent/KernelLineRewrite.h"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
 
 #include "StorageDevices/KernelLine.h"
 #include "StorageDevices/TextCursor.h"

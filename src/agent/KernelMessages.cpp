@@ -32,9 +32,10 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
    for (KernelMessageGroups const groups : kernelMessages())
       for (KernelMessageGroup const & group : groups) {
          std::string_view behind = text;
+         if (!mayBeginWith(group.beginning, first(text)))
+            continue;
          KernelMatch beginning;
-         if (!mayBeginWith(group.beginning, first(text)) ||
-             !takesKernelPattern(group.beginning, behind, beginning))
+         if (!takesKernelPattern(group.beginning, behind, beginning))
             continue;
          for (KernelMessage const & message : group.messages) {
             if (!mayBeginWith(message.pattern, first(behind)))

@@ -292,7 +292,13 @@ bool mayBeginWith(std::string_view pattern, char c) {
    for (std::string_view const port : ports)
       if (pattern.starts_with(port))
          return c == (port == "%card" ? 'm' : port[1]);
-   return pattern.empty() || pattern.front() == '%' || pattern.front() == '<' || pattern.front() == c;
+   if (!pattern.starts_with('<'))
+      return pattern.empty() || pattern.front() == '%' || pattern.front() == c;
+   std::size_t const close = pattern.find('>');
+   for (std::size_t at = 0; at < close; at = pattern.find('|', at + 1))
+      if (char const next = pattern[at + 1]; next == c || next == '%' || next == '|' || next == '>')
+         return true;
+   return false;
 }
 
 bool takesKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match) {
