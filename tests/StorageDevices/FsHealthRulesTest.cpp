@@ -154,6 +154,17 @@ TEST_F(FsHealthRules, StartedWhileItWaitsInSetupItOnlyRuns) {
    EXPECT_EQ(logs_.messages().size(), 1U) << "the mount point is examined once";
 }
 
+TEST_F(FsHealthRules, AClockThatRingsInSetupIsTracedAndNothingMore) {
+   fs::remove_all(folder_.path());
+   machine_->start();
+   traces_.clear();
+   logs_.clear();
+   machine_->handleTestClock();
+   EXPECT_EQ(traces_.errors(), Texts{"handleTestClock unexpected state: setup"});
+   EXPECT_EQ(machine_->state(), State{State::setup});
+   EXPECT_EQ(logs_.texts(), Texts{});
+}
+
 TEST_F(FsHealthRules, CleanupIsEnteredOnceByAStop) {
    machine_->stop();
    Support::ChangeRecorder const states{machine_->state};

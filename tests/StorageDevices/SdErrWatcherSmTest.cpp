@@ -184,6 +184,14 @@ TEST_F(ErrWatcher, reconcilesTheDisksFirstThenTheRecords) {
    EXPECT_EQ(record("gone")->disconnectCount(), 1U);
 }
 
+TEST_F(ErrWatcher, aNameThatNobodyHasIsNothing) {
+   start();
+   traces_.clear();
+   watcher_->handleDeviceAddRem("nobody");
+   EXPECT_EQ(info_->fsList.size(), 2U);
+   EXPECT_TRUE(traces_.lines().empty());
+}
+
 TEST_F(ErrWatcher, bindsWithTheWholeAddress) {
    start();
    EXPECT_EQ(boundLength, sizeof(sockaddr_un));
