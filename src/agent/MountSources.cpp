@@ -82,6 +82,7 @@ int replaceFile(fs::path const & path, std::string_view text) {
 
 // The directory itself, made if it is missing; or minus the error number, ELOOP for a link.
 int openDirectory(fs::path const & path) {
+   Vorn::BlockingCall const call{"open", path.native()};
    std::error_code error;
    if (fs::is_symlink(fs::symlink_status(path, error)))
       return -ELOOP;
@@ -153,15 +154,17 @@ void MountSources::handleMountTable() {
 }
 
 void MountSources::write() {
-   Vorn::BlockingCall const call{"write", directory_.native()};
    int const directory = openDirectory(directory_);
    outcome(directory_, directory < 0 ? -directory : 0);
    if (directory < 0)
       return;
    // Whatever its name stands for by now.
    fs::path const place = "/proc/self/fd/" + std::to_string(directory);
-   for (std::string const & name : names_)
-      outcome(directory_ / name, replaceFile(place / name, mountSourceText(name)));
+   for (std::string const & name : names_) {
+      fs::path const file = directory_ / name;
+      Vorn::BlockingCall const call{"write", file.native()};
+      outcome(file, replaceFile(place / name, mountSourceText(name)));
+   }
    close(directory);
 }
 

@@ -47,9 +47,7 @@ class AgentRescansTest : public Support::DiscoveryTest {
       Host::runFor(seconds);
       return scans() - before;
    }
-   std::string document() const {
-      return Support::documentText(Agent::discoveryJson(sm_.get()));
-   }
+   std::string document() const { return Support::documentText(Agent::discoveryJson(sm_.get())); }
 
    Texts notices_;
    std::unique_ptr<Rescans> rescans_;

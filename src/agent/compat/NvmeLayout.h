@@ -23,8 +23,8 @@ struct Layout {
 //
 // Of a smart log the counters that the library reads become whole numbers of at most 64 bits with sign, and a
 // "critical_warning" that is spread out becomes its value; of a list, see ListLayout.h. All else stays byte
-// for byte. It is outside data: text that is no JSON, has a NUL, is beyond the bounds of JsonIndex or finds no
-// memory is unchanged.
+// for byte. It is outside data: text that is no JSON, has a NUL, is beyond the bounds of JsonIndex or finds
+// no memory is unchanged.
 Layout knownLayout(NvmeCommand command, std::string_view output);
 
 }  // namespace Agent::Compat

@@ -2,7 +2,7 @@
 #include <poll.h>
 #include <signal.h>
 
-#include "agent/Config.h"
+#include "agent/ConfigFile.h"
 #include "agent/demo/AgentConfig.h"
 #include "agent/demo/AgentProcess.h"
 #include "agent/demo/ApplianceState.h"
