@@ -30,7 +30,7 @@ constexpr KernelMessage resets[]{
     {"SRST failed", ata, "ata2: SRST failed (errno=-16)", "ata2"},
     {"softreset failed", ata, "ata2: softreset failed (device not ready)", "ata2"},
     {"reset failed", ata, "ata2: reset failed (errno=-32), retrying in 8 secs", "ata2"},
-    {"follow-up softreset failed", ata, "ata2: follow-up softreset failed (errno=-16)", "ata2"},
+    {"follow-up softreset failed", ata, "ata2: follow-up softreset failed, retrying in 5 secs", "ata2"},
     {"device not ready (errno=%num)", ata, "ata2: device not ready (errno=-16), forcing hardreset", "ata2"},
 };
 
@@ -39,9 +39,9 @@ constexpr KernelMessage recoveries[]{
     {"revalidation failed", ata, "ata10.00: revalidation failed (errno=-5)", "ata10"},
     {"failed to IDENTIFY", ata, "ata2.00: failed to IDENTIFY (I/O error, err_mask=0x4)", "ata2"},
     {"failed to set xfermode", ata, "ata15.00: failed to set xfermode (err_mask=0x4)", "ata15"},
-    {"failed to recover ", ata, "ata2.00: failed to recover some devices, retrying in 5 secs", "ata2"},
-    {"failed to read log page 10h", ata, "ata2.00: failed to read log page 10h (errno=-5)", "ata2"},
-    {"failed to read log page %hex", ata, "ata2.00: failed to read log page 0x10 (errno=-5)", "ata2"},
+    {"failed to recover <link after|some devices>", ata,
+     "ata2.00: failed to recover link after 3 tries, disabling", "ata2"},
+    {"failed to read log page 10h", ata, "ata2: failed to read log page 10h (errno=-5)", "ata2"},
     {"disabled%end", ata, "ata8.00: disabled", "ata8"},
     {"disable device", ata, "ata216.00: disable device", "ata216"},
     {"NCQ disabled due to excessive errors", ata, "ata1.00: NCQ disabled due to excessive errors", "ata1"},
@@ -56,8 +56,9 @@ constexpr KernelMessage recoveries[]{
 constexpr KernelMessageGroup groups[]{
     {"drivers/ata/libata-core.c", "%ata: ", identities},
     {"drivers/ata/libata-eh.c", "%ata: ", reports},
-    {"drivers/ata/libata-eh.c, libata-core.c", "%ata: ", resets},
-    {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, sata_nv.c", "%ata: ", recoveries},
+    {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, libahci.c", "%ata: ", resets},
+    {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, libata-pmp.c, sata_nv.c",
+     "%ata: ", recoveries},
 };
 
 }  // namespace

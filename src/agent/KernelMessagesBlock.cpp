@@ -85,11 +85,11 @@ constexpr KernelMessage ideDisks[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"block/blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
+    {"block/blk-core.c, blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
     {"fs/buffer.c", "", buffers},
-    {"block/bdev.c", "", nodes},
+    {"fs/block_dev.c, block/bdev.c", "", nodes},
     {"fs/iomap/buffered-io.c", "", writebacks},
-    {"block/partitions/core.c", "", partitionTables},
+    {"block/partitions/check.c, core.c", "", partitionTables},
     {"block/partitions/amiga.c", "", rigidDiskBlocks},
     {"drivers/ide/ide-lib.c", "", ideDisks},
     {"drivers/block/nbd.c", "block %dev: ", networkDisks},

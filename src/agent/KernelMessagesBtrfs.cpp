@@ -94,7 +94,7 @@ constexpr KernelMessageGroup groups[]{
     {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c", line, members},
     {"fs/btrfs/disk-io.c, inode.c, bio.c, tree-checker.c, volumes.c, direct-io.c", line, trees},
     {"fs/btrfs/transaction.h", line, abortions},
-    {"fs/btrfs/messages.c", "BTRFS: error (device %pool<: state %name|>) in %any: ", transactions},
+    {"fs/btrfs/super.c, messages.c", "BTRFS: error (device %pool<: state %name|>) in %any: ", transactions},
 };
 
 }  // namespace

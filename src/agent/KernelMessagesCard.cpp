@@ -16,13 +16,14 @@ constexpr KernelMessage transfers[]{
     {"error %num sending <read/write|stop> command", told,
      "mmcblk0: error -110 sending read/write command, response 0x0, card status 0x0", "mmcblk0"},
     {"error %num requesting status", told, "mmcblk1p2: error -110 requesting status", "mmcblk1"},
-    {"unknown error %num sending", told, "mmcblk0: unknown error -22 sending/receiving data", "mmcblk0"},
+    {"unknown error %num sending", told,
+     "mmcblk0: unknown error -22 sending read/write command, card status 0x900", "mmcblk0"},
     {"timed out sending ", told, "mmcblk0: timed out sending r/w cmd command, card status 0x900", "mmcblk0"},
     {"response CRC error sending ", told, "mmcblk0: response CRC error sending r/w cmd command", "mmcblk0"},
     {"packed cmd failed", told, "mmcblk0: packed cmd failed, nr 4, sectors 32, failure index: 2", "mmcblk0"},
     {"recovery failed", told, "mmcblk0: recovery failed!", "mmcblk0"},
     {"Card stuck in <programming|wrong> state", told,
-     "mmcblk0: Card stuck in programming state! mmcblk0 card_busy_detect", "mmcblk0"},
+     "mmc0: Card stuck in programming state! mmcblk0 card_busy_detect", "mmc0"},
 };
 
 constexpr KernelMessage cards[]{
@@ -64,7 +65,7 @@ constexpr KernelMessageGroup groups[]{
     {"drivers/mmc/core/block.c", "%card: ", transfers},
     {"drivers/mmc/core/core.c, mmc.c, mmc_ops.c, sd.c", "%card: ", cards},
     {"drivers/mmc/host/sdhci.c", "%card: ", hosts},
-    {"drivers/mmc/host/cqhci-core.c", "%card: cqhci: ", queues},
+    {"drivers/mmc/host/cqhci.c, cqhci-core.c", "%card: cqhci: ", queues},
 };
 
 }  // namespace

@@ -15,16 +15,17 @@ constexpr KernelMessage fatErrors[]{
     {"Filesystem has been set read-only", asIs, "FAT-fs (sdc1): Filesystem has been set read-only", "sdc"},
     {"unable to read boot sector", told, "FAT-fs (sdc1): unable to read boot sector", "sdc"},
     {"bread failed", told, "FAT-fs (sdc1): bread failed, FSINFO block (sector = 1)", "sdc"},
-    {"<failed to read sector|failed to bh read>", told, "exFAT-fs (sdc1): failed to read sector(0x18)",
-     "sdc"},
+    {"failed to read sector(0x%hex)", told, "exFAT-fs (sdc1): failed to read sector(0x18)", "sdc"},
 };
 
-// Its name in the line is that of the first of its devices.
+// Its name in the line is that of the first of its devices. The reasons 0, 1 and 7: somebody shut it down, a
+// test made it fail, and no room was left.
 constexpr KernelMessage f2fsErrors[]{
+    {"Stopped filesystem due to reason: <0|1|7>%end", nobody,
+     "F2FS-fs (sda1): Stopped filesystem due to reason: 0", ""},
     {"Stopped filesystem due to", told, "F2FS-fs (sda1): Stopped filesystem due to reason: 3", "sda"},
     {"inconsistent node block", told, "F2FS-fs (sda1): inconsistent node block, nid:12, node_footer[nid:0]",
      "sda"},
-    {"I/O error", told, "F2FS-fs (sda1): I/O error on block 12", "sda"},
     {"Unable to read %name superblock", told, "F2FS-fs (sda1): Unable to read 1th superblock", "sda"},
     {"Failed to get valid F2FS checkpoint", told, "F2FS-fs (sda1): Failed to get valid F2FS checkpoint",
      "sda"},

@@ -33,7 +33,6 @@ constexpr KernelMessage controllers[]{
     {"Identify Controller failed", told, "nvme nvme3: Identify Controller failed (-4)", "nvme3n1"},
     {"resetting controller due to <AER|persistent internal error>", told,
      "nvme nvme0: resetting controller due to persistent internal error", "nvme0n1"},
-    {"controller fatal status, resetting", told, "nvme nvme0: controller fatal status, resetting", "nvme0n1"},
     {"request 0x%hex genctr mismatch", told,
      "nvme nvme0: request 0x100 genctr mismatch (got 0xc expected 0xd)", "nvme0n1"},
     {"Failed to read smart log (error %num)", told, "nvme nvme0: Failed to read smart log (error -5)",
@@ -47,7 +46,7 @@ constexpr KernelMessage commands[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"drivers/nvme/host/pci.c, tcp.c", "nvme %nvme: ", timeouts},
+    {"drivers/nvme/host/pci.c, tcp.c, rdma.c", "nvme %nvme: ", timeouts},
     {"drivers/nvme/host/core.c, nvme.h, hwmon.c", "nvme %nvme: ", controllers},
     {"drivers/nvme/host/core.c", "", commands},
 };

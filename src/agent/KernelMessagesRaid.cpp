@@ -11,10 +11,19 @@ constexpr KernelMessage everyLevel[]{
      "md/raid1:md0: Disk failure on sdb1, disabling device.", "sdb"},
     {"Disk failure on %dev detected, <disabling device|failing array>", told,
      "md/raid0:md0: Disk failure on sdb1 detected, failing array.", "sdb"},
-    {"IO failure on %dev, disabling IO path", told, "md/multipath:md0: IO failure on sdb, disabling IO path.",
-     "sdb"},
     {"read error corrected (%num sectors at %num on %dev)", told,
      "md/raid1:md0: read error corrected (8 sectors at 16 on nvme0n1p2)", "nvme0n1"},
+};
+
+// Of kernels before 6.8.
+constexpr KernelMessage paths[]{
+    {"IO failure on %dev, disabling IO path", told, "multipath: IO failure on sdb, disabling IO path.",
+     "sdb"},
+};
+
+constexpr KernelMessage linearArrays[]{
+    {"Disk failure on %dev detected, failing array", told,
+     "md/linearmd0: Disk failure on sdb1 detected, failing array.", "sdb"},
 };
 
 // "redirecting sector" names the mirror that is still good.
@@ -45,8 +54,6 @@ constexpr KernelMessage stripes[]{
      "md/raid:md0: read error NOT corrected!! (sector 1024 on sdb1).", "sdb"},
     {"Too many read errors, failing device %dev", told,
      "md/raid:md0: Too many read errors, failing device sdb1.", "sdb"},
-    {"failed to read <superblock|dev> of device %dev", told,
-     "md/raid:md0: failed to read superblock of device sdb1", "sdb"},
 };
 
 constexpr KernelMessage arrays[]{
@@ -54,15 +61,18 @@ constexpr KernelMessage arrays[]{
      "md: disabled device sdb1, could not read superblock.", "sdb"},
     {"%dev has zero or unknown size, marking faulty", told,
      "md: sdb1 has zero or unknown size, marking faulty!", "sdb"},
-    {"super_written gets error=%num on %dev", told, "md: super_written gets error=-5 on sdb1", "sdb"},
+    {"%name: %dev: super_written gets error=%num", told, "md: md0: sdb1: super_written gets error=-5", "sdb"},
+    {"super_written gets error=%num", nobody, "md: super_written gets error=-5", ""},
 };
 
-// The device of a mapping is most often told by its numbers, which name nobody.
+// The device of a mapping is most often told by its numbers, which name nobody; or the mapping tells itself.
 constexpr KernelMessage mappings[]{
     {"integrity: %dev: Checksum failed at sector 0x%hex", told,
      "device-mapper: integrity: sdb1: Checksum failed at sector 0x1f80", "sdb"},
-    {"crypt: %dev: INTEGRITY AEAD ERROR, sector %num", told,
-     "device-mapper: crypt: sdb1: INTEGRITY AEAD ERROR, sector 8", "sdb"},
+    {"crypt: %name: INTEGRITY AEAD ERROR, sector %num", nobody,
+     "device-mapper: crypt: dm-1: INTEGRITY AEAD ERROR, sector 8", ""},
+    {"raid: Failed to read superblock of device at position %num", nobody,
+     "device-mapper: raid: Failed to read superblock of device at position 2", ""},
     {"multipath: %num:%num: Failing path %num:%num", nobody,
      "device-mapper: multipath: 254:3: Failing path 8:48.", ""},
     {"raid1: Mirror read failed from %num:%num", nobody,
@@ -72,17 +82,23 @@ constexpr KernelMessage mappings[]{
 constexpr KernelMessage caches[]{
     {"<bch_count_io_errors()|bch_count_backing_io_errors()> %dev: IO error", told,
      "bcache: bch_count_io_errors() nvme0n1p2: IO error on writing btree, recovering.", "nvme0n1"},
-    {"<bch_count_io_errors()|bch_cached_dev_error()> %dev: too many IO errors", told,
-     "bcache: bch_count_io_errors() nvme0n1p2: too many IO errors writing btree", "nvme0n1"},
+    {"<bch_cache_set_error() |>error on %name: %dev: too many IO errors", told,
+     "bcache: bch_cache_set_error() error on 4d3c2b1a-0000-4000-8000-000000000001: nvme0n1p2: too many IO "
+     "errors writing btree, disabling caching",
+     "nvme0n1"},
+    {"bch_cached_dev_error() stop %name: too many IO errors on backing device %dev", told,
+     "bcache: bch_cached_dev_error() stop bcache0: too many IO errors on backing device sdb1", "sdb"},
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"drivers/md/raid1.c, raid10.c, raid5.c, raid0.c, md-multipath.c", "md/%name:%name: ", everyLevel},
+    {"drivers/md/raid1.c, raid10.c, raid5.c, raid0.c", "md/%name:%name: ", everyLevel},
+    {"drivers/md/md-multipath.c", "multipath: ", paths},
+    {"drivers/md/md-linear.c", "md/linear%name: ", linearArrays},
     {"drivers/md/raid1.c, raid10.c", "md/%name:%name: ", mirrors},
     {"drivers/md/raid5.c", "md/%name:%name: ", stripes},
     {"drivers/md/md.c", "md: ", arrays},
-    {"drivers/md/dm-integrity.c, dm-crypt.c, dm-mpath.c, dm-raid1.c", "device-mapper: ", mappings},
-    {"drivers/md/bcache/io.c", "bcache: ", caches},
+    {"drivers/md/dm-integrity.c, dm-crypt.c, dm-mpath.c, dm-raid.c, dm-raid1.c", "device-mapper: ", mappings},
+    {"drivers/md/bcache/io.c, super.c", "bcache: ", caches},
 };
 
 }  // namespace

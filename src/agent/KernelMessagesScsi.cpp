@@ -26,7 +26,8 @@ constexpr KernelMessage senseKeys[]{
     {"Unhandled <error|sense> code", unhandled, "sd 3:0:0:0: [sdb] Unhandled sense code", "sdb"},
 };
 
-// 0x2003: FAILED, of kernels without the names of the results.
+// 0x2003: FAILED, of kernels without the names of the results. A device that is offline is told by its
+// address alone.
 constexpr KernelMessage commands[]{
     {"FAILED Result: ", unhandled,
      "sd 5:0:0:0: [sdd] tag#15 FAILED Result: hostbyte=DID_OK driverbyte=DRIVER_SENSE", "sdd"},
@@ -35,11 +36,7 @@ constexpr KernelMessage commands[]{
      "sd 9:0:0:0: [sdb] tag#0 UNKNOWN(0x2003) Result: hostbyte=0x07 driverbyte=DRIVER_OK cmd_age=0s", "sdb"},
     {"timing out command, waited %num", unhandled, "sd 0:0:0:0: [sda] tag#24 timing out command, waited 180s",
      "sda"},
-    {"rejecting I/O to <offline|dead> device", unhandled, "sd 0:0:0:0: [sda] rejecting I/O to offline device",
-     "sda"},
     {"killing request", unhandled, "sd 0:0:0:0: [sda] killing request", "sda"},
-    {"Device offlined", unhandled, "sd 0:0:0:0: [sda] Device offlined - not ready after error recovery",
-     "sda"},
 };
 
 constexpr KernelMessage disks[]{
@@ -60,14 +57,15 @@ constexpr KernelMessage disks[]{
 constexpr KernelMessage bulkStreams[]{
     {"data cmplt err %num", unhandled,
      "sd 0:0:0:1: [sdf] tag#9 data cmplt err -75 uas-tag 1 inflight:", "sdf"},
-    {"uas_eh_<abort_handler|device_reset_handler|bus_reset_handler>", unhandled,
+    {"uas_eh_abort_handler", unhandled,
      "sd 0:0:0:1: [sdf] tag#2 uas_eh_abort_handler 0 uas-tag 2 inflight: CMD IN", "sdf"},
     {"uas_zap_pending", unhandled, "sd 0:0:0:0: [sda] tag#10 uas_zap_pending 0 uas-tag 1 inflight: CMD",
      "sda"},
     {"<sense|data in|data out|cmd> submit err %num", unhandled,
      "sd 0:0:0:0: [sda] tag#10 cmd submit err -19 uas-tag 1 inflight: s-cmd", "sda"},
-    {"unexpected <status cmplt|read rdy|write rdy|response iu|data cmplt>", unhandled,
-     "sd 0:0:0:0: [sda] tag#10 unexpected response iu 9 uas-tag 1 inflight: CMD", "sda"},
+    {"unexpected <status cmplt|read rdy|write rdy|data cmplt>", unhandled,
+     "sd 0:0:0:0: [sda] tag#10 unexpected status cmplt 0 uas-tag 1 inflight: CMD", "sda"},
+    {"response iu %num", unhandled, "sd 0:0:0:0: [sda] tag#10 response iu 9 uas-tag 1 inflight: CMD", "sda"},
     {"bogus IU", unhandled, "sd 0:0:0:0: [sda] tag#10 bogus IU 0 uas-tag 1 inflight: CMD", "sda"},
 };
 
@@ -84,7 +82,7 @@ constexpr KernelMessage opticalDrives[]{
 
 constexpr KernelMessageGroup groups[]{
     {"drivers/scsi/scsi_logging.c", "<sd|scsi> %scsi: [%dev]%tag", senseKeys},
-    {"drivers/scsi/scsi_lib.c, scsi_error.c", "<sd|scsi> %scsi: [%dev]%tag", commands},
+    {"drivers/scsi/scsi_lib.c, scsi_logging.c", "<sd|scsi> %scsi: [%dev]%tag", commands},
     {"drivers/scsi/sd.c", "<sd|scsi> %scsi: [%dev]%tag", disks},
     {"drivers/usb/storage/uas.c", "<sd|scsi> %scsi: [%dev]%tag", bulkStreams},
     {"drivers/scsi/sr.c, scsi_logging.c", "sr %scsi: [%dev]%tag", opticalDrives},

@@ -30,8 +30,9 @@ constexpr KernelMessage devices[]{
      "usb 1-1"},
     {"unable to read config index %num descriptor", usb,
      "usb 1-1: unable to read config index 0 descriptor/start: -71", "usb 1-1"},
-    {"string descriptor %num <read error|malformed>", usb, "usb 1-1: string descriptor 0 read error: -71",
-     "usb 1-1"},
+    {"string descriptor 0 read error", usb, "usb 1-1: string descriptor 0 read error: -71", "usb 1-1"},
+    {"string descriptor 0 malformed", nobody,
+     "usb 1-1: string descriptor 0 malformed (err = -61), defaulting to 0x0409", ""},
     {"can't restore configuration #%num (error=%num)", usb,
      "usb 1-1: can't restore configuration #1 (error=-71)", "usb 1-1"},
     {"failed to restore interface %num altsetting %num", usb,
@@ -39,7 +40,7 @@ constexpr KernelMessage devices[]{
 };
 
 constexpr KernelMessage ports[]{
-    {"cannot <reset|disable> (err", usb, "usb 1-5-port2: cannot reset (err = -71)", "usb 1-5.2"},
+    {"cannot <warm reset|reset|disable> (err", usb, "usb 1-5-port2: cannot reset (err = -71)", "usb 1-5.2"},
     {"unable to enumerate USB device", usb, "usb usb1-port3: unable to enumerate USB device", "usb 1-3"},
     {"Cannot enable. Maybe the USB cable is bad?", usb,
      "usb usb1-port3: Cannot enable. Maybe the USB cable is bad?", "usb 1-3"},

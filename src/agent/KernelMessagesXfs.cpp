@@ -10,10 +10,16 @@ using enum KernelForm;
 constexpr KernelMessage transfers[]{
     {"metadata I/O error", told,
      "XFS (sda3): metadata I/O error in \"xfs_da_read_buf+0xd9/0x120\" at daddr 0x8 len 8 error 5", "sda"},
-    {"<log I/O error|Log I/O Error>", told, "XFS (nvme0n1p2): log I/O error -5", "nvme0n1"},
+    {"<log|Log> I/O <error|Error>", told, "XFS (nvme0n1p2): log I/O error -5", "nvme0n1"},
     {"log recovery <read|write> I/O error", told,
      "XFS (sda3): log recovery read I/O error at daddr 0x4 len 8 error -5", "sda"},
-    {"<I/O Error|Metadata I/O Error> ", told,
+    {"<I/O error (0x|I/O Error Detected>", told, "XFS (sda3): I/O Error Detected. Shutting down filesystem",
+     "sda"},
+    {"Block device removal (0x%hex) detected", told,
+     "XFS (sda3): Block device removal (0x20) detected at fs_bdev_mark_dead+0x1 (fs/xfs/xfs_super.c:1).  "
+     "Shutting down filesystem.",
+     "sda"},
+    {"Metadata I/O Error ", told,
      "XFS (sda3): Metadata I/O Error (0x1) detected at xfs_trans_read_buf_map+0x1 "
      "(fs/xfs/xfs_trans_buf.c:296). "
      " Shutting down filesystem.",
