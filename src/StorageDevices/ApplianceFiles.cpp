@@ -21,6 +21,7 @@ class WordReader {
       auto c = take();
       while (c && isSpace(*c))
          c = take();
+      line_ = linesBegun_;
       while (c && !isSpace(*c)) {
          if (word.size() == ApplianceFileBounds::wordBytes)
             failed_ = true;
@@ -31,6 +32,9 @@ class WordReader {
          return std::nullopt;
       return word;
    }
+
+   // Where the latest word stands, from 1.
+   std::size_t line() const { return line_; }
 
    // Whether reading stopped elsewhere than at the end of the file.
    bool failed() const { return failed_; }
@@ -46,12 +50,16 @@ class WordReader {
          failed_ = !file_.eof();
          return std::nullopt;
       }
+      if (c == '\n')
+         ++linesBegun_;
       failed_ = taken_++ == ApplianceFileBounds::fileBytes;
       return failed_ ? std::nullopt : std::optional(c);
    }
 
    std::istream & file_;
    std::size_t taken_ = 0;
+   std::size_t linesBegun_ = 1;
+   std::size_t line_ = 0;
    bool failed_ = false;
 };
 
@@ -76,11 +84,13 @@ BlockdevFile readBlockdev(std::istream & file) {
    BlockdevFile result;
    WordReader words(file);
    while (auto pattern = words.next()) {
+      std::size_t const line = words.line();
       auto mount = words.next();
       if (!mount) {
          result.lonelyPattern = !words.failed();
          break;
       }
+      result.lines.push_back({line, words.line()});
       add(result.entries, blockdevEntry(std::move(*pattern), std::move(*mount)), words);
    }
    result.readError = words.failed();
@@ -90,8 +100,10 @@ BlockdevFile readBlockdev(std::istream & file) {
 MultidriveFile readMultidrive(std::istream & file) {
    MultidriveFile result;
    WordReader words(file);
-   while (auto pattern = words.next())
+   while (auto pattern = words.next()) {
+      result.lines.push_back(words.line());
       add(result.patterns, std::move(*pattern), words);
+   }
    result.readError = words.failed();
    return result;
 }
@@ -99,7 +111,7 @@ MultidriveFile readMultidrive(std::istream & file) {
 MultidriveSrcFile readMultidriveSrc(std::istream & file) {
    WordReader words(file);
    auto pattern = words.next();
-   return {std::move(pattern), words.failed()};
+   return {std::move(pattern), words.line(), words.failed()};
 }
 
 }  // namespace StorageDevices

@@ -29,18 +29,26 @@ struct BlockdevFile {
       bool operator==(Entry const &) const = default;
    };
 
+   struct Lines {
+      std::size_t pattern;
+      std::size_t mount;
+   };
+
    std::vector<Entry> entries;  // in file order
+   std::vector<Lines> lines;    // where the words of each entry stand, from 1
    bool lonelyPattern = false;  // the last pattern has no mount and was dropped
    bool readError = false;      // reading stopped elsewhere than at the end of the file
 };
 
 struct MultidriveFile {
    std::vector<std::string> patterns;  // in file order
+   std::vector<std::size_t> lines;     // where each stands, from 1
    bool readError = false;             // reading stopped elsewhere than at the end of the file
 };
 
 struct MultidriveSrcFile {
    std::optional<std::string> pattern;  // the first word; the rest is not read
+   std::size_t line = 0;                // where it stands, from 1
    bool readError = false;              // the first word was missed elsewhere than at the end of the file
 };
 

@@ -68,6 +68,9 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
                       Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm);
    ~ConnectedDevicesSm() override;
 
+   static constexpr std::uint64_t bytesPerBlock = 512;  // the kernel's sector
+   static constexpr std::uint64_t bytesPerGb = 1'000'000'000;
+
    // True once every fixed disk found so far has been identified; then for ever. For the host, which
    // waits for it before it looks for missing disks.
    Vorn::Attribute<bool, ConnectedDevicesSm> internalDevicesReady{*this, "internalDevicesReady"};

@@ -1,7 +1,7 @@
 #include "StorageDevices/DeviceDetectionSm.h"
 
-#include <fstream>
-#include <iomanip>
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,6 +9,7 @@
 #include "StorageDevices/CharacterClasses.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/LogMessages.h"
+#include "StorageDevices/RegularFile.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
 
@@ -20,12 +21,21 @@ Vorn::TraceHandle traceHandle{"DeviceDetectionSm", true};
 LogMessages logs;
 
 constexpr std::string_view mountRoot = "/mnt/";
-constexpr int maxWord = 4096;  // a path has no more; the rest counts as the next word
+constexpr std::size_t maxWord = 4096;       // a path has no more; the rest of a longer word is dropped
+constexpr std::size_t maxFile = 1U << 20U;  // what is longer is none of ours
 
 // Device-mapper nodes: a file system on one tells nothing of the disk below.
 bool isMapperNode(std::string_view word) {
    constexpr std::string_view prefix = "/dev/dm-";
    return word.starts_with(prefix) && word.size() > prefix.size() && isDigit(word[prefix.size()]);
+}
+
+// Takes the next word off the text; empty at its end.
+std::string_view takeWord(std::string_view & text) {
+   auto const * const begin = std::find_if_not(text.begin(), text.end(), isSpace);
+   auto const * const end = std::find_if(begin, text.end(), isSpace);
+   text = {end, text.end()};
+   return std::string_view{begin, end}.substr(0, maxWord);
 }
 
 std::string mountSourcePath(FruConfig const & fruConfig, ConnectedDisk const & disk) {
@@ -67,15 +77,19 @@ void DeviceDetectionSm::checkExpectedMounts() const {
 
 void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
    std::string const path = mountSourcePath(*fruConfig_, disk);
-   std::ifstream file{path};
-   if (!file) {
+   FileText file = readRegularFile(path, maxFile + 1);
+   if (file.openError != 0) {
       VORN_TRACE(traceHandle, 0) << " Could not open mount path: " << path;
       return;
    }
+   bool const tooLong = file.text.size() > maxFile;
+   // The bound may stand in the middle of a word.
+   while (tooLong && !file.text.empty() && !isSpace(file.text.back()))
+      file.text.pop_back();
    Pelm::String const & expected = disk.blockDevice();
-   std::string word;
-   while (file >> std::setw(maxWord) >> word) {
-      if (word.starts_with(expected.str()))
+   std::string_view rest = file.text;
+   for (auto word = takeWord(rest); !word.empty(); word = takeWord(rest)) {
+      if (word.starts_with(expected.view()))
          return;
       if (isMapperNode(word))
          continue;
@@ -84,7 +98,7 @@ void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
       logs.unexpectedPartitionMounted(word, disk.mountPoint(), expected);
       return;
    }
-   if (!file.eof()) {
+   if (file.failed() || tooLong) {
       VORN_TRACE(traceHandle, 0) << "An error occurred while reading themount file: " << path;
       return;
    }

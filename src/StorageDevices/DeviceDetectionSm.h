@@ -19,6 +19,10 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
  public:
    DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices const> devices);
 
+   // What the factory was given.
+   Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
+   Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
+
    void handleInitialized();
    void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
    void vornDoZombieReactors(bool zombie) override;

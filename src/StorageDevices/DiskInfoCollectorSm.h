@@ -7,11 +7,13 @@
 #pragma once
 
 #include <cstdint>
+#include <typeinfo>
 
 #include "StorageDevices/ConnectedDisk.h"
 #include "StorageDevices/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/Publisher.h"
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Trace.h"
 
@@ -19,6 +21,8 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
  public:
+   static constexpr std::uint64_t bytesPerGb = 1'000'000'000;
+
    // The disk that was handed in. What a collector cannot learn is copied from it.
    Pelm::Ptr<ConnectedDisk const> const & device() const { return device_; }
 
@@ -32,12 +36,20 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
                                               Pelm::String const & firmwareRevision, bool removable,
                                               ConnectedDisk::BusType busType, Pelm::String const & devAddress,
                                               std::uint32_t sizeGb);
+   // Publishes the disk as it was handed in, but for the storage type.
+   void finalizeUnchanged();
    // Clears the result and answers it.
    Pelm::Ptr<ConnectedDisk const> finalDiskDel();
 
    // The errno value of a tool that could not be started, else 0. Then the result is the disk as handed in.
    int startError() const { return startError_; }
 
+   void lastUserGone() const override { Pelm::Node::lastUserGone(); }
+   // Where those who wait for the result subscribe.
+   virtual Pelm::Publisher & publisher() const { return finalDisk.publisher(); }
+   // Which kind of collector it is.
+   virtual std::type_info const & typeData() const { return typeid(*this); }
+   void vornDoZombieReactors(bool zombie) override { Pelm::Node::vornDoZombieReactors(zombie); }
    // The storage type of every disk that this kind of collector completes.
    virtual EntityMib::StorageType mibType() const = 0;
 
@@ -47,9 +59,6 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
    // Publishes what was read; all else is the device's.
    void finalize(Pelm::String const & serial, Pelm::String const & model,
                  Pelm::String const & firmwareRevision, std::uint32_t sizeGb);
-   // Publishes the disk as it was handed in, but for the storage type.
-   void finalizeUnchanged();
-
    void startErrorIs(int error) { startError_ = error; }
 
    static Vorn::TraceHandle traceHandle;

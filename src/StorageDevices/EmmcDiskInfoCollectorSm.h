@@ -14,6 +14,8 @@ class EmmcDiskInfoCollectorSm final : public DiskInfoCollectorSm {
    EmmcDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk, udev_device * udevDisk);
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::eMmc; }
+   // Dangles when the collector has been handed out and its maker lets go of the device.
+   udev_device * udevDisk() const { return udevDisk_; }
    void handleInitialized();
 
  private:

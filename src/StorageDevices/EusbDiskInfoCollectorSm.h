@@ -14,6 +14,8 @@ class EusbDiskInfoCollectorSm final : public DiskInfoCollectorSm {
    EusbDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk, udev_device * udevDisk);
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::eUsb; }
+   // Dangles when the collector has been handed out and its maker lets go of the device.
+   udev_device * udevDisk() const { return udevDisk_; }
    void handleInitialized();
 
  private:

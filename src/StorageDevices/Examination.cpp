@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "StorageDevices/ApplianceErrors.h"
 #include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/ExprPattern.h"
 #include "StorageDevices/RegularFile.h"
 #include "StorageDevices/Shortage.h"
 #include "StorageDevices/Udev.h"
@@ -43,13 +43,13 @@ std::string diskText(DeviceVerdict const & verdict) {
 }
 
 void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules const & rules,
-             FruConfig const & fruConfig) {
+             FruConfig const & fruConfig, Matcher const & matcher) {
    if (!isAddressable(device)) {
       examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev knows no serial number of it"
                                                               : "udev knows no device node of it";
       return;
    }
-   PathVerdict const path = judgePath(patternPath(device), rules);
+   PathVerdict const path = judgePath(patternPath(device), rules, matcher);
    if (path.shortage != 0) {
       examined.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
    } else if (path.kind == PathVerdict::Kind::inactive) {
@@ -63,14 +63,15 @@ void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules con
    }
 }
 
-ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig) {
+ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig,
+                       Matcher const & matcher) {
    char const * const node = udev_device_get_devnode(device);
    ExaminedDevice examined{
        node ? node : udev_device_get_sysname(device), patternPath(device).str(), "skipped", {}};
    if (isLoop(udev_device_get_sysname(device)))
       examined.reason = "loop devices are no disks";
    else
-      explain(examined, device, rules, fruConfig);
+      explain(examined, device, rules, fruConfig, matcher);
    return examined;
 }
 
@@ -88,12 +89,17 @@ Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig) {
    result.udevAvailable = disks.error == 0;
    if (!result.udevAvailable)
       result.udevError = errorAndRemedy(disks.error);
+   // Every pattern meets every device: most are matched without a process.
+   ExprPatterns patterns;
+   Matcher const matcher = [&](char const * path, char const * pattern) {
+      return patterns.ask(path, pattern);
+   };
    for (std::string const & sysPath : disks.sysPaths) {
       UdevDevicePtr const device{udev_device_new_from_syspath(context.get(), sysPath.c_str())};
       if (!device && isShortage(errno))
          result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno)});
       if (device)
-         result.devices.push_back(examine(device.get(), rules, *fruConfig));
+         result.devices.push_back(examine(device.get(), rules, *fruConfig, matcher));
    }
    return result;
 }

@@ -6,6 +6,7 @@
 
 #include "StorageDevices/Export.h"
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/Pelm/String.h"
 #include "runtime/model/FruConfig.h"
 
 namespace StorageDevices {
@@ -26,6 +27,11 @@ struct STORAGEDEVICES_API Examination {
    std::string udevError;  // why udev's devices cannot be listed, and what to do
    std::vector<ExaminedDevice> devices;
 };
+
+// What is wrong with the appliance's files: a line per error that names the file, the line in it where that
+// is known, and what to do. A file that is not there is none. Discovery itself takes what it can read and
+// traces the rest.
+STORAGEDEVICES_API std::vector<std::string> applianceErrors(Pelm::String const & etcDir);
 
 // Reads the appliance's files and looks at every block device once, by the rules of discovery. Runs no
 // tool on any disk and changes nothing. Exported for hosts, since only the library knows its rules.

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <regex>
+#include <string>
 #include <string_view>
 
 namespace StorageDevices {
@@ -35,5 +37,10 @@ std::optional<std::uint32_t> parseSizeGb(std::string_view digits);
 
 // The text without its trailing blanks. Only 0x20 is a blank here; other white space stays.
 std::string_view strippedMatch(std::string_view text);
+// The same of what a group of a regular expression has matched; empty when it has not.
+template <class Iterator>
+std::string strippedMatch(std::sub_match<Iterator> const & match) {
+   return std::string{strippedMatch(std::string_view{match.str()})};
+}
 
 }  // namespace StorageDevices

@@ -65,13 +65,20 @@ void NvmeDiskInfoCollectorSm::handleInitialized() {
    nvmeCliSm_->start(true, true);
 }
 
+void NvmeDiskInfoCollectorSm::nvmeCliSmDel() {
+   nvmeCliReactor_.hasNotificationActiveIs(false);
+   nvmeCliReactor_.notifierIs(nullptr);
+   if (auto const run = std::exchange(nvmeCliSm_, nullptr))
+      run->hasNotificationActiveIs(false);
+}
+
 void NvmeDiskInfoCollectorSm::vornDoZombieReactors(bool zombie) {
    nvmeCliReactor_.hasNotificationActiveIs(!zombie);
 }
 
 void NvmeDiskInfoCollectorSm::handleNvmeCli() {
    using State = Brul::PipedChildProcessSm::State;
-   if (!initialized_ || nvmeCliSm_->state() == State::running)
+   if (!initialized_ || !nvmeCliSm_ || nvmeCliSm_->state() == State::running)
       return;
    if (nvmeCliSm_->state() == State::failed) {
       VORN_TRACE(traceHandle, 0) << handleNvmeCliName << " nvme failed";
@@ -83,6 +90,8 @@ void NvmeDiskInfoCollectorSm::handleNvmeCli() {
 }
 
 void NvmeDiskInfoCollectorSm::parseOutput() {
+   if (!nvmeCliSm_)
+      return;
    // As one C string: what follows a NUL is not shown either.
    char const * const output = nvmeCliSm_->stdoutBuffer().c_str();
    VORN_TRACE(traceHandle, 7) << parseOutputName << "Parsing for " << device()->blockDevice();

@@ -12,15 +12,27 @@ class NvmeDiskInfoCollectorSm final : public DiskInfoCollectorSm {
  public:
    NvmeDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
                            Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
+   ~NvmeDiskInfoCollectorSm() override { nvmeCliSmDel(); }
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::nvme; }
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm() const {
+      return childProcessTrackerSm_;
+   }
+   // The run of the tool; null before the start and after its deletion.
+   Pelm::Ptr<Brul::PipedChildProcessSm> const & nvmeCliSm() const { return nvmeCliSm_; }
+   // Lets go of the run; a tool that still runs is ended.
+   void nvmeCliSmDel();
+   // Whether the tool has been started.
+   bool initialized() const { return initialized_; }
+
    void handleInitialized();
+   // The run has changed its state.
+   void handleNvmeCli();
+   // Publishes what the output of the run says.
+   void parseOutput();
    void vornDoZombieReactors(bool zombie) override;
 
  private:
-   void handleNvmeCli();
-   void parseOutput();
-
    Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm_;
    Pelm::Ptr<Brul::PipedChildProcessSm> nvmeCliSm_;
    bool initialized_ = false;

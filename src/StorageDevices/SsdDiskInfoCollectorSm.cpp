@@ -32,13 +32,20 @@ void SsdDiskInfoCollectorSm::handleInitialized() {
    hdparmSm_->start(true, true);
 }
 
+void SsdDiskInfoCollectorSm::hdparmSmDel() {
+   hdparmReactor_.hasNotificationActiveIs(false);
+   hdparmReactor_.notifierIs(nullptr);
+   if (auto const run = std::exchange(hdparmSm_, nullptr))
+      run->hasNotificationActiveIs(false);
+}
+
 void SsdDiskInfoCollectorSm::vornDoZombieReactors(bool zombie) {
    hdparmReactor_.hasNotificationActiveIs(!zombie);
 }
 
 void SsdDiskInfoCollectorSm::handleHdparm() {
    using State = Brul::PipedChildProcessSm::State;
-   if (!initialized_ || hdparmSm_->state() == State::running)
+   if (!initialized_ || !hdparmSm_ || hdparmSm_->state() == State::running)
       return;
    if (hdparmSm_->state() == State::failed) {
       VORN_TRACE(traceHandle, 0) << handleHdparmName << " hdparm failed";
@@ -50,6 +57,8 @@ void SsdDiskInfoCollectorSm::handleHdparm() {
 }
 
 void SsdDiskInfoCollectorSm::parseOutput() {
+   if (!hdparmSm_)
+      return;
    std::string_view const report = hdparmSm_->stdoutBuffer();
    auto const identity = findIdentity(report);
    auto const sizeText = findSizeGb(report);

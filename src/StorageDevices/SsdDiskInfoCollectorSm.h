@@ -12,15 +12,27 @@ class SsdDiskInfoCollectorSm final : public DiskInfoCollectorSm {
  public:
    SsdDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
                           Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
+   ~SsdDiskInfoCollectorSm() override { hdparmSmDel(); }
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::sataSsd; }
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm() const {
+      return childProcessTrackerSm_;
+   }
+   // The run of the tool; null before the start and after its deletion.
+   Pelm::Ptr<Brul::PipedChildProcessSm> const & hdparmSm() const { return hdparmSm_; }
+   // Lets go of the run; a tool that still runs is ended.
+   void hdparmSmDel();
+   // Whether the tool has been started.
+   bool initialized() const { return initialized_; }
+
    void handleInitialized();
+   // The run has changed its state.
+   void handleHdparm();
+   // Publishes what the output of the run says.
+   void parseOutput();
    void vornDoZombieReactors(bool zombie) override;
 
  private:
-   void handleHdparm();
-   void parseOutput();
-
    Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm_;
    Pelm::Ptr<Brul::PipedChildProcessSm> hdparmSm_;
    bool initialized_ = false;

@@ -45,7 +45,7 @@ std::string checkConfigText(Config const & config, std::string const & sourceLin
                             StorageDevices::Examination const & examination) {
    std::string text = sourceLine + "\n" + filesText(config, examination);
    if (!examination.udevAvailable)
-      return text + "udev: its devices cannot be listed\n";
+      return text + "udev: its devices cannot be listed: " + examination.udevError + "\n";
    if (examination.devices.empty())
       text += "udev knows no disk on this machine\n";
    for (StorageDevices::ExaminedDevice const & device : examination.devices)

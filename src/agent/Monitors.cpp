@@ -2,11 +2,13 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 #include <system_error>
 #include <utility>
 
+#include "StorageDevices/Examination.h"
 #include "StorageDevices/Factories.h"
 #include "agent/ListenSocket.h"
 #include "agent/Scarcity.h"
@@ -57,10 +59,21 @@ void Monitors::startSimulation() {
 void Monitors::startDiscovery() {
    discovery_ = StorageDevices::connectedDevicesSmFactory(entities_.fruConfig, entities_.devices, tracker_);
    rescans_ = std::make_unique<Rescans>(discovery_, notice_);
+   reportApplianceErrors();
    if (discovery_ && discovery_->etcBlockDev().empty())
       notice_(severityWarning, config_.appliance.etcDir +
                                    "/blockdev names no disk, so none is watched; "
                                    "'storagedevices check-config' tells what each disk would become");
+}
+
+void Monitors::reportApplianceErrors() {
+   constexpr std::size_t most = 20;
+   auto const errors = StorageDevices::applianceErrors(Pelm::String{config_.appliance.etcDir});
+   for (std::size_t i = 0; i < std::min(errors.size(), most); ++i)
+      notice_(severityError, errors[i]);
+   if (errors.size() > most)
+      notice_(severityError, std::to_string(errors.size() - most) +
+                                 " more errors in the appliance's files: see 'storagedevices check-config'");
 }
 
 void Monitors::startHealth() {

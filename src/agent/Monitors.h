@@ -59,6 +59,7 @@ class Monitors {
  private:
    void startSimulation();
    void startDiscovery();
+   void reportApplianceErrors();
    void startHealth();
    void startKernelErrors();
    void startForwarding();

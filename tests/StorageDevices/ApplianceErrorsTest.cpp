@@ -1,6 +1,7 @@
-#include "StorageDevices/ApplianceErrors.h"
+#include "StorageDevices/Examination.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
@@ -55,14 +56,58 @@ TEST_F(ApplianceFileErrors, patternsThatExprRefusesAreNamed) {
    folder_.fileIs("multidrive", R"(good x\{2)");
    folder_.fileIs("multidrive_src", R"([a)");
    EXPECT_EQ(errors(),
-             (Texts{R"(/blockdev: the pattern pci\(.* is no basic regular expression: correct it)",
-                    R"(/multidrive: the pattern x\{2 is no basic regular expression: correct it)",
-                    R"(/multidrive_src: the pattern [a is no basic regular expression: correct it)"}));
+             (Texts{R"(/blockdev:1: the pattern pci\(.* is no basic regular expression: correct it)",
+                    R"(/multidrive:1: the pattern x\{2 is no basic regular expression: correct it)",
+                    R"(/multidrive_src:1: the pattern [a is no basic regular expression: correct it)"}));
 }
 
 TEST_F(ApplianceFileErrors, aFileThatIsThereButCannotBeReadIsOne) {
    std::filesystem::create_symlink("blockdev", folder_.path() / "blockdev");
    EXPECT_EQ(errors(), Texts{"/blockdev: cannot be read: Too many levels of symbolic links"});
+}
+
+TEST_F(ApplianceFileErrors, theLineOfABadWordIsTold) {
+   folder_.fileIs("blockdev", "good drive\n\n[b\n flash\ngood ..\ngood a/b good .\n");
+   folder_.fileIs("multidrive", "good\ngood [c");
+   folder_.fileIs("multidrive_src", "\n\n[d");
+   std::string const bad = " is no basic regular expression: correct it";
+   std::string const noName = " names no folder below /mnt: write one without slashes that is not . or ..";
+   EXPECT_EQ(errors(),
+             (Texts{"/blockdev:3: the pattern [b" + bad, "/blockdev:5: the mount name .." + noName,
+                    "/blockdev:6: the mount name a/b" + noName, "/blockdev:6: the mount name ." + noName,
+                    "/multidrive:2: the pattern [c" + bad, "/multidrive_src:3: the pattern [d" + bad}));
+}
+
+TEST_F(ApplianceFileErrors, whatIsNoRegularFileIsNamedAndNotRead) {
+   ASSERT_EQ(mkfifo((folder_.path() / "blockdev").c_str(), 0600), 0);
+   std::filesystem::create_directory(folder_.path() / "multidrive");
+   std::filesystem::create_symlink("/dev/zero", folder_.path() / "multidrive_src");
+   std::string const text = ": is no regular file: put a text file in its place";
+   EXPECT_EQ(errors(), (Texts{"/blockdev" + text, "/multidrive" + text, "/multidrive_src" + text}));
+}
+
+TEST_F(ApplianceFileErrors, aLinkToARegularFileIsGood) {
+   folder_.fileIs("elsewhere", "good drive");
+   std::filesystem::create_symlink("elsewhere", folder_.path() / "blockdev");
+   EXPECT_EQ(errors(), Texts{});
+}
+
+TEST_F(ApplianceFileErrors, scarceDescriptorsAreNamedWithTheRemedy) {
+   folder_.fileIs("blockdev", "good drive");
+   Support::DescriptorLimit const limit{0};
+   std::string const why = ": cannot be read: Too many open files; raise LimitNOFILE= of the service";
+   EXPECT_EQ(errors().front(), "/blockdev" + why);
+}
+
+TEST_F(ApplianceFileErrors, asManyEntriesAsThereMayBeAreCheckedWithOneProcess) {
+   std::string text;
+   for (int i = 0; i < 4096; ++i)
+      text += "pci.*/ata" + std::to_string(i) + "/.* drive\n";
+   folder_.fileIs("blockdev", text);
+   folder_.scriptIs("expr", "echo run >>\"" + folder_.string() + "/runs\"\nexit 1");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   EXPECT_EQ(errors(), Texts{});
+   EXPECT_EQ(folder_.content("runs"), "run\n");
 }
 
 TEST_F(ApplianceFileErrors, aMissingExprIsToldOnce) {

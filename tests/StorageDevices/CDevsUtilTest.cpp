@@ -71,6 +71,12 @@ TEST_F(BashRegexMatchTest, theProgramIsGivenFourArgumentsAndNoInput) {
    EXPECT_EQ(folder_.content("arguments"), "<3><match><some string><a pat*>");
 }
 
+TEST_F(BashRegexMatchTest, theProgramHasNoStandardInputAtAll) {
+   exprIs("[ ! -e /proc/$$/fd/0 ]");
+   Support::EnvironmentSetting const path{"PATH", folder_.string()};
+   EXPECT_TRUE(bashRegexMatch("a", "a"));
+}
+
 TEST_F(BashRegexMatchTest, whatTheProgramPrintsGoesNowhere) {
    exprIs("echo out\necho err >&2\n[ /proc/self/fd/1 -ef /dev/null ] && [ /proc/self/fd/2 -ef /dev/null ]");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};

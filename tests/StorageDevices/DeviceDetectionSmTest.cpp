@@ -1,6 +1,7 @@
 #include "StorageDevices/DeviceDetectionSm.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/DiskFields.h"
@@ -135,6 +136,48 @@ TEST_F(Detection, aFileThatCannotBeReadIsTracedAndNothingIsLogged) {
    EXPECT_EQ(traces_.errors(),
              Texts{"An error occurred while reading themount file: " + folder_.string() + "/drive"});
    EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(Detection, theRestOfAnOverlongWordIsDropped) {
+   // A word that is cut in two would be told as the second one, or pass as the disk.
+   EXPECT_EQ(loggedFor("/dev/dm-0" + std::string(4087, 'x') + "/dev/sda /dev/dm-1"), notMounted_);
+   EXPECT_EQ(traces_.errors(), Texts{});
+}
+
+TEST_F(Detection, whatIsNoRegularFileIsAReadError) {
+   ASSERT_EQ(mkfifo((folder_.path() / "drive").c_str(), 0600), 0);
+   std::filesystem::create_symlink("/dev/zero", folder_.path() / "flash");
+   plug("S1", "drive");
+   plug("S2", "flash");
+   start();
+   std::string const text = "An error occurred while reading themount file: " + folder_.string();
+   EXPECT_EQ(traces_.errors(), (Texts{text + "/drive", text + "/flash"}));
+   EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(Detection, aFileThatIsTooLongIsAReadErrorUnlessAWordDecides) {
+   std::string mapperNodes;
+   while (mapperNodes.size() <= 1U << 20U)
+      mapperNodes += "/dev/dm-0\n";
+   EXPECT_EQ(loggedFor(mapperNodes), Texts{});
+   EXPECT_EQ(traces_.errors().size(), 1U);
+   folder_.fileIs("drive", "/dev/sdb1 " + mapperNodes);
+   start();
+   EXPECT_EQ(logs_.texts().size(), 1U);
+}
+
+TEST_F(Detection, theTraceComesBeforeTheMessage) {
+   std::string order;
+   Host::traceSinkIs([&](Host::TraceLine const &) { order += 't'; });
+   Host::logSinkIs([&](Host::LogMessage const &) { order += 'm'; });
+   fruConfig_->expectedMountsIs("flash");
+   plug("S1", "drive");
+   plug("S2", "drive2", "/dev/sdb");
+   folder_.fileIs("drive", "");
+   folder_.fileIs("drive2", "/dev/sdz");
+   start();
+   devices_->diskDel("S1");
+   EXPECT_EQ(order, "tmtmtmtm");
 }
 
 TEST_F(Detection, aFileThatIsNoneOfOursIsBounded) {

@@ -65,6 +65,7 @@ TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {
 TEST_F(Unit, ExplainsItsConfiguration) {
    write("blockdev", "pci0000:00/ata1/host drive\n");
    EXPECT_EQ(examineDevices(fruConfig).blockdevEntries, 1U);
+   EXPECT_TRUE(applianceErrors(folder.c_str()).empty());
    Vorn::TraceHandle const trace{"InstalledHost", false};
    ApplianceRules const rules = readApplianceRules(folder.c_str(), trace);
    ASSERT_EQ(rules.etcBlockDev.size(), 1U);

@@ -81,6 +81,13 @@ TEST_F(BusAddressTest, aRecordedUsbDiskBehindAHubHasTheWholeWayToIt) {
    EXPECT_EQ(bus("sdd"), "usb 1-1.2");
 }
 
+TEST_F(BusAddressTest, theUsbAddressEndsAtTheFirstOfTwoColons) {
+   auto disk = usbDisk("sda", "1-1", "S", "Flash", 1000);
+   disk.usbPort = "1-1:9";
+   unit_.add(disk);
+   EXPECT_EQ(*StorageDevices::CDevsUtil::getUsbInterface(device("sda").get()), "1-1");
+}
+
 TEST_F(BusAddressTest, recordedNvmeDrivesHaveTheNamesOfTheirNamespaces) {
    recorded("nvme0n1");
    recorded("nvme1n1");

@@ -1,5 +1,7 @@
 // Disks that come, change and go while discovery runs.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -72,6 +74,34 @@ TEST_F(DiscoveryEventsTest, aRemovalThatTellsNoSerialIsIgnored) {
    EXPECT_EQ(traces_.texts(2).back(), " handling remove event");
    EXPECT_TRUE(has("0123ABCD"));
    EXPECT_EQ(serials(), (Serials{{"0123ABCD", "0123ABCD"}}));
+}
+
+TEST_F(DiscoveryEventsTest, eventsAreReadWithoutBlocking) {
+   auto const before = Support::openDescriptors();
+   start();
+   EXPECT_TRUE(sm_->socketFd()->nonBlocking());
+   for (int const fd : Support::openDescriptors()) {
+      int type = 0;
+      socklen_t size = sizeof type;
+      if (!std::binary_search(before.begin(), before.end(), fd) &&
+          getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0) {
+         EXPECT_NE(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+      }
+   }
+}
+
+TEST_F(DiscoveryEventsTest, aZombieFollowsNeitherEventsNorCollectors) {
+   unit_.tools().hangsIs(Tool::hdparm, "sda", true);
+   unit_.add(ssd());
+   start();
+   ASSERT_TRUE(toolHasStarted());
+   auto const collector = sm_->diskInfoCollectorSm("UDEV1");
+   sm_->vornDoZombieReactors(true);
+   unit_.plug(stick());
+   handleEvents();
+   collector->finalizeUnchanged();
+   EXPECT_TRUE(disks().empty());
+   EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 1U);
 }
 
 TEST_F(DiscoveryEventsTest, anIdentifiedDiskIsKnownByItsOwnSerialAndFoundByTheUdevSerialWhenItGoes) {

@@ -1,5 +1,6 @@
 // What discovery makes of the appliance's files.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "tests/support/DiscoveryTest.h"
 
@@ -87,6 +88,24 @@ TEST_F(DiscoveryFilesTest, filesThatCannotBeReadAreTracedInOrderAndDiscoveryGoes
              (Texts{" error while reading /etc/blockdev", " error while reading /etc/multidrive",
                     " error while reading /etc/multidrive_src"}));
    EXPECT_TRUE(isReady());
+}
+
+TEST_F(DiscoveryFilesTest, fifosAndDevicesInTheirPlaceStallNobody) {
+   ASSERT_EQ(mkfifo((unit_.etcFolder() / "blockdev").c_str(), 0600), 0);
+   ASSERT_EQ(mkfifo((unit_.etcFolder() / "multidrive").c_str(), 0600), 0);
+   std::filesystem::create_symlink("/dev/zero", unit_.etcFolder() / "multidrive_src");
+   start();
+   EXPECT_EQ(traces_.errors(),
+             (Texts{" error while reading /etc/blockdev", " error while reading /etc/multidrive",
+                    " error while reading /etc/multidrive_src"}));
+   EXPECT_TRUE(isReady());
+}
+
+TEST_F(DiscoveryFilesTest, linksToRegularFilesAreRead) {
+   unit_.etcFileIs("elsewhere", "pci0 flash");
+   std::filesystem::create_symlink("elsewhere", unit_.etcFolder() / "blockdev");
+   start();
+   EXPECT_EQ(sm_->etcBlockDev(), std::vector<EtcBlockdevEntry>{entry("pci0", "flash")});
 }
 
 TEST_F(DiscoveryFilesTest, whatStandsBeforeAReadErrorIsKept) {

@@ -195,6 +195,17 @@ TEST_F(DiscoveryFilterTest, aLoopDeviceIsNeverConsidered) {
    EXPECT_EQ(traces_.count(2, " processing addition for /dev/loop0"), 0);
 }
 
+TEST_F(DiscoveryFilterTest, aNodeInASubfolderIsOfNoKnownKind) {
+   unit_.blockdevIs({{".*", "drive"}});
+   auto disk = sataDisk("sda", 1, "X", "Kestrel", 1953125);
+   disk.properties["DEVNAME"] = "/dev/mapper/sda";
+   unit_.add(disk);
+   start();
+   EXPECT_TRUE(sm_->diskInfoCollectorSm.empty());
+   EXPECT_EQ(disks().at("X").blockDevice, "/dev/mapper/sda");
+   EXPECT_EQ(disks().at("X").mibType, 0);
+}
+
 TEST_F(DiscoveryFilterTest, aPartitionIsNoDisk) {
    everythingIsMountedAt("usb1");
    auto partition = plainDisk("vda1");

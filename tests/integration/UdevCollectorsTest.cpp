@@ -98,6 +98,20 @@ TEST_F(EmmcCollectorTest, aCardWithoutRegisterIsTraced) {
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
+TEST_F(EmmcCollectorTest, theRegisterIsTheParentsOfWhateverSubsystem) {
+   auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
+   disk.deviceAttributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
+   EXPECT_EQ(collected(disk).model, "Samsung KSTREL");
+}
+
+TEST_F(EmmcCollectorTest, aRegisterOfTheDiskItselfIsNone) {
+   auto card = emmcCard("mmcblk0", "", 1000);
+   card.serial = "0x1";
+   card.attributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
+   EXPECT_EQ(collected(card), unchanged());
+   EXPECT_EQ(error(), signature() + " Error reading CID register");
+}
+
 TEST_F(EmmcCollectorTest, aDiskWithoutParentIsTraced) {
    EXPECT_EQ(collected(otherDisk("mmcblk0", "virtual", 1000)), unchanged());
    EXPECT_EQ(error(), signature() + " Error getting parent block device");

@@ -1,0 +1,164 @@
+// The names and signatures that hosts use of discovery and of the collectors: what is missing does not
+// compile.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <type_traits>
+
+#include "StorageDevices/ConnectedDevicesSm.h"
+#include "StorageDevices/DeviceDetectionSm.h"
+#include "StorageDevices/EmmcDiskInfoCollectorSm.h"
+#include "StorageDevices/EusbDiskInfoCollectorSm.h"
+#include "StorageDevices/HdparmReport.h"
+#include "StorageDevices/NvmeDiskInfoCollectorSm.h"
+#include "StorageDevices/SizeGb.h"
+#include "StorageDevices/SsdDiskInfoCollectorSm.h"
+#include "tests/support/ChangeRecorder.h"
+#include "tests/support/DiskFields.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace StorageDevices {
+
+namespace {
+
+using Disk = Pelm::Ptr<ConnectedDisk const>;
+using Tracker = Pelm::Ptr<Brul::ChildProcessTrackerSm>;
+
+template <auto operation, class Signature>
+constexpr bool isOperation = std::is_same_v<decltype(operation), Signature>;
+
+static_assert(isOperation<&ConnectedDevicesSm::isInactiveDrive,
+                          bool (ConnectedDevicesSm::*)(Pelm::String const &) const>);
+static_assert(isOperation<&ConnectedDevicesSm::maybeInsertDisk,
+                          void (ConnectedDevicesSm::*)(Pelm::String const &, Disk const &)>);
+static_assert(isOperation<&ConnectedDevicesSm::handleDisk, void (ConnectedDevicesSm::*)(udev_device *)>);
+static_assert(isOperation<&ConnectedDevicesSm::handleAddEvent, void (ConnectedDevicesSm::*)(udev_device *)>);
+static_assert(
+    isOperation<&ConnectedDevicesSm::handleRemoveEvent, void (ConnectedDevicesSm::*)(udev_device *)>);
+static_assert(isOperation<&ConnectedDevicesSm::handleDeletion, void (ConnectedDevicesSm::*)()>);
+static_assert(isOperation<&ConnectedDevicesSm::rescan, void (ConnectedDevicesSm::*)()>);
+static_assert(isOperation<&SsdDiskInfoCollectorSm::hdparmSmDel, void (SsdDiskInfoCollectorSm::*)()>);
+static_assert(isOperation<&NvmeDiskInfoCollectorSm::nvmeCliSmDel, void (NvmeDiskInfoCollectorSm::*)()>);
+static_assert(isOperation<&DiskInfoCollectorSm::finalizeUnchanged, void (DiskInfoCollectorSm::*)()>);
+static_assert(isOperation<&DiskInfoCollectorSm::finalDiskDel, Disk (DiskInfoCollectorSm::*)()>);
+static_assert(ConnectedDevicesSm::bytesPerBlock == bytesPerBlock && bytesPerBlock == 512);
+static_assert(ConnectedDevicesSm::bytesPerGb == bytesPerGb && bytesPerGb == 1000000000);
+static_assert(DiskInfoCollectorSm::bytesPerGb == bytesPerGb);
+
+class DiscoveryInterfaceTest : public Support::VirtualTimeTest {
+ protected:
+   Tracker tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
+   Support::DiskFields fields_;
+   Disk disk_ = fields_.make();
+};
+
+TEST_F(DiscoveryInterfaceTest, discoveryTellsWhatItWasGiven) {
+   auto const fruConfig = Pelm::make<FruConfig>();
+   auto const devices = Pelm::make<ConnectedDevices>();
+   auto const discovery = Pelm::make<ConnectedDevicesSm>(fruConfig, devices, tracker_);
+   EXPECT_EQ(discovery->fruConfig(), fruConfig);
+   EXPECT_EQ(discovery->devices(), devices);
+   EXPECT_EQ(discovery->childProcessTrackerSm(), tracker_);
+   EXPECT_EQ(discovery->socketFd(), nullptr);
+   EXPECT_EQ(discovery->anonymousRemovalCount(), 0U);
+   auto const detection = Pelm::make<DeviceDetectionSm>(fruConfig, devices);
+   EXPECT_EQ(detection->fruConfig(), fruConfig);
+   EXPECT_EQ(detection->devices(), devices);
+}
+
+// Where a disk and its name are told of.
+class Order {
+ public:
+   explicit Order(ConnectedDevices const & devices) {
+      reactor_.notifierIs(Pelm::Ptr<Pelm::Node const>{&devices});
+      reactor_.on<&Order::handleDisk>(devices.disk, *this);
+      reactor_.on<&Order::handleMap>(devices.udevSerialToSerialMap, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+   std::string text;
+
+ private:
+   void handleDisk() { text += "disk "; }
+   void handleMap() { text += "map "; }
+
+   Vorn::NotifieeConst reactor_;
+};
+
+TEST_F(DiscoveryInterfaceTest, aDiskIsComparedWithTheOneOfTheNameRecordedLast) {
+   auto const devices = Pelm::make<ConnectedDevices>();
+   auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);
+   Order const order{*devices};
+   discovery->maybeInsertDisk("X", disk_);
+   EXPECT_EQ(order.text, "map disk ");
+   discovery->maybeInsertDisk("X", disk_);
+   EXPECT_EQ(order.text, "map disk ");
+   // The other disk is there already, under its own name: only what is recorded for the serial counts.
+   Support::DiskFields other = fields_;
+   other.name = "other";
+   other.writeTo(*devices);
+   discovery->maybeInsertDisk("X", other.make());
+   EXPECT_EQ(order.text, "map disk disk map ");
+   EXPECT_EQ(*devices->udevSerialToSerialMap("X"), "other");
+}
+
+TEST_F(DiscoveryInterfaceTest, collectorsThatRunAToolLetGoOfIt) {
+   auto const ssd = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
+   EXPECT_EQ(ssd->childProcessTrackerSm(), tracker_);
+   EXPECT_FALSE(ssd->initialized());
+   EXPECT_EQ(ssd->hdparmSm(), nullptr);
+   ssd->handleInitialized();
+   EXPECT_TRUE(ssd->initialized());
+   EXPECT_EQ(ssd->hdparmSm()->arg.size(), 3U);
+   ssd->hdparmSmDel();
+   EXPECT_EQ(ssd->hdparmSm(), nullptr);
+   ssd->handleHdparm();
+   ssd->parseOutput();
+   auto const nvme = Pelm::make<NvmeDiskInfoCollectorSm>(disk_, tracker_);
+   nvme->handleInitialized();
+   EXPECT_EQ(nvme->childProcessTrackerSm(), tracker_);
+   EXPECT_TRUE(nvme->initialized() && nvme->nvmeCliSm());
+   nvme->nvmeCliSmDel();
+   nvme->handleNvmeCli();
+   nvme->parseOutput();
+   EXPECT_EQ(nvme->nvmeCliSm(), nullptr);
+   Host::runFor(60);
+   EXPECT_EQ(ssd->finalDisk(), nullptr);
+   EXPECT_EQ(nvme->finalDisk(), nullptr);
+}
+
+TEST_F(DiscoveryInterfaceTest, zombiesOfCollectorsPublishNothing) {
+   auto const ssd = SsdDiskInfoCollectorSmIs(disk_, tracker_);
+   auto const nvme = NvmeDiskInfoCollectorSmIs(disk_, tracker_);
+   ssd->vornDoZombieReactors(true);
+   nvme->vornDoZombieReactors(true);
+   Host::runFor(60);
+   EXPECT_EQ(ssd->finalDisk(), nullptr);
+   EXPECT_EQ(nvme->finalDisk(), nullptr);
+}
+
+TEST_F(DiscoveryInterfaceTest, theBaseOffersWhatEveryCollectorHas) {
+   Pelm::Ptr<DiskInfoCollectorSm> const held = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
+   DiskInfoCollectorSm & ssd = *held;
+   Support::ChangeRecorder const changes{ssd.finalDisk};
+   EXPECT_EQ(&ssd.publisher(), &ssd.finalDisk.publisher());
+   EXPECT_EQ(ssd.typeData(), typeid(SsdDiskInfoCollectorSm));
+   EXPECT_EQ(ssd.mibType(), EntityMib::StorageType::sataSsd);
+   ssd.finalizeUnchanged();
+   EXPECT_EQ(changes.count(), 1U);
+   EXPECT_EQ(ssd.finalDiskDel()->name(), disk_->name());
+   auto const emmc = Pelm::make<EmmcDiskInfoCollectorSm>(disk_, nullptr);
+   auto const eusb = Pelm::make<EusbDiskInfoCollectorSm>(disk_, nullptr);
+   EXPECT_EQ(emmc->udevDisk(), nullptr);
+   EXPECT_EQ(eusb->udevDisk(), nullptr);
+}
+
+TEST_F(DiscoveryInterfaceTest, aGroupIsStrippedOfItsTrailingBlanks) {
+   std::cmatch match;
+   std::regex_search("a: Foo  ;", match, std::regex{"a: ([^;]*);(x)?"});
+   EXPECT_EQ(strippedMatch(match[1]), "Foo");
+   EXPECT_EQ(strippedMatch(match[2]), "");
+}
+
+}  // namespace
+
+}  // namespace StorageDevices

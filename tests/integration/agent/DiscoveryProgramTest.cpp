@@ -1,0 +1,112 @@
+// What the running program makes of disks that vanish without a word, of scarce descriptors and of bad
+// appliance files.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+
+#include "tests/integration/agent/AgentProgramTest.h"
+
+namespace {
+
+namespace Simulation = Agent::Simulation;
+
+class DiscoveryProgramTest : public AgentProgramTest {
+ protected:
+   std::size_t offlineMessages() {
+      std::string const messages = Agent::askAgent(socket, "/api/v1/messages");
+      std::size_t count = 0;
+      for (std::size_t at = 0; (at = messages.find("\"STORAGEDEVICE_OFFLINE\"", at)) != std::string::npos;
+           ++at)
+         ++count;
+      return count;
+   }
+   // As udev answers a pull in the middle of writing.
+   void pullWithoutSerial(char const * name) {
+      for (char const * property : {"ID_SERIAL", "ID_SERIAL_SHORT"})
+         unit.propertyIs(name, property, "");
+      unit.announce(name, "change");
+      unit.announce(name, "remove");
+      unit.vanish(name);
+   }
+   // The program with no more descriptors than that.
+   std::filesystem::path withDescriptors(int limit) const {
+      folder.scriptIs("limited",
+                      "ulimit -n " + std::to_string(limit) + "\nexec " + AGENT_PROGRAM + " \"$@\"");
+      return folder.path() / "limited";
+   }
+};
+
+TEST_F(DiscoveryProgramTest, FixedDisksPulledWithoutASerialAreOfflineInTwoSecondsAndOnce) {
+   start();
+   ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+   for (unsigned pulls = 1; pulls <= 5; ++pulls) {
+      auto const begin = std::chrono::steady_clock::now();
+      pullWithoutSerial("sda");
+      ASSERT_TRUE(eventually([&] { return !has("SN-A"); })) << log;
+      EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{2});
+      EXPECT_EQ(offlineMessages(), pulls);
+      EXPECT_EQ(state["discovery"]["anonymousRemovalCount"].GetUint(), pulls);
+      auto const disk = addDrive("sda", 1, "SN-A");
+      unit.announce("sda", "add");
+      ASSERT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+   }
+   EXPECT_EQ(offlineMessages(), 5U);
+}
+
+TEST_F(DiscoveryProgramTest, WithFewDescriptorsEveryDiskIsClassifiedInTheEnd) {
+   constexpr int disks = 10;
+   for (int i = 1; i < disks; ++i)
+      addDrive((std::string{"sd"} + static_cast<char>('a' + i)).c_str(), static_cast<unsigned>(i + 10),
+               ("SN-" + std::to_string(i)).c_str());
+   unit.blockdevIs({{".*/ata1/", "drive"}, {".*/ata", "flash"}});
+   start(withDescriptors(36));
+   EXPECT_TRUE(eventually([&] {
+      return this->disks().MemberCount() == disks && state["discovery"]["unclassifiedDevices"].ObjectEmpty();
+   })) << log;
+   EXPECT_NE(
+       log.find(
+           ": not classified: it cannot be read: Too many open files; raise LimitNOFILE= of the service"),
+       std::string::npos)
+       << log;
+   EXPECT_NE(log.find(": no longer short of descriptors, processes or memory"), std::string::npos) << log;
+}
+
+TEST_F(DiscoveryProgramTest, ApplianceFilesThatAreNoneOrBadAreReportedAndStallNobody) {
+   unit.etcFileIs("blockdev", "good drive\n[x flash\ngood ../etc\n");
+   ASSERT_EQ(mkfifo((unit.etcFolder() / "multidrive").c_str(), 0600), 0);
+   ASSERT_EQ(mkfifo((unit.etcFolder() / "multidrive_src").c_str(), 0600), 0);
+   start();
+   std::string const etc = unit.etcFolder().string();
+   for (std::string const & error :
+        {etc + "/blockdev:2: the pattern [x is no basic regular expression: correct it",
+         etc + "/blockdev:3: the mount name ../etc names no folder below /mnt",
+         etc + "/multidrive: is no regular file: put a text file in its place",
+         etc + "/multidrive_src: is no regular file"})
+      EXPECT_NE(log.find(error), std::string::npos) << error << "\n" << log;
+   Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
+   EXPECT_EQ(checked.exitCode, 2);
+   EXPECT_NE(checked.text.find(etc + "/blockdev:2: the pattern [x"), std::string::npos) << checked.text;
+   EXPECT_NE(checked.text.find(etc + "/multidrive: is no regular file"), std::string::npos) << checked.text;
+}
+
+TEST_F(DiscoveryProgramTest, AsManyEntriesAsThereMayBeAreCheckedInTwoSeconds) {
+   std::string text;
+   for (int i = 0; i < 4096; ++i)
+      text += "pci.*/nowhere" + std::to_string(i) + "/.* drive\n";
+   unit.etcFileIs("blockdev", text);
+   for (char name = 'b'; name < 'l'; ++name)
+      addDrive((std::string{"sd"} + name).c_str(), static_cast<unsigned>(name),
+               (std::string{"SN-"} + name).c_str());
+   auto const begin = std::chrono::steady_clock::now();
+   Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
+   auto const took = std::chrono::steady_clock::now() - begin;
+   EXPECT_EQ(checked.exitCode, 0) << checked.text;
+   EXPECT_NE(checked.text.find("no entry of blockdev matches its path"), std::string::npos) << checked.text;
+   EXPECT_LT(took, std::chrono::seconds{2});
+   RecordProperty("milliseconds",
+                  static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
+}
+
+}  // namespace
