@@ -84,7 +84,7 @@ TEST_F(DiscoveryProgramTest, ApplianceFilesThatAreNoneOrBadAreReportedAndStallNo
          etc + "/blockdev:3: the mount name ../etc names no folder below /mnt",
          etc + "/multidrive: is no regular file: put a text file in its place",
          etc + "/multidrive_src: is no regular file"})
-      EXPECT_NE(log.find(error), std::string::npos) << error << "\n" << log;
+      EXPECT_TRUE(eventually([&] { return log.find(error) != std::string::npos; })) << error << "\n" << log;
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(checked.exitCode, 2);
    EXPECT_NE(checked.text.find(etc + "/blockdev:2: the pattern [x"), std::string::npos) << checked.text;
