@@ -71,7 +71,7 @@ constexpr KernelMessage trees[]{
      "BTRFS critical (device sda3): unable to find chunk map for logical 1084548771840 length 4096", "sda"},
     {"corrupt <leaf|node>", told, "BTRFS critical (device sda3): corrupt leaf: root=2 block=1048576 slot=3",
      "sda"},
-    {"block=%num <read|write> time tree block corruption detected", told,
+    {"<block=%num |><read|write> time tree block corruption detected", told,
      "BTRFS error (device sda3): block=1048576 read time tree block corruption detected", "sda"},
 };
 

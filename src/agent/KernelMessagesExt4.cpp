@@ -6,7 +6,8 @@ namespace {
 
 using enum KernelForm;
 
-// Of warnings these are none of the disk's: settings, limits, resizing, and errors of long ago.
+// Of warnings these are none of the disk's: settings, limits, resizing, want of memory, and errors of long
+// ago.
 constexpr KernelMessage harmlessWarnings[]{
     {"ext4_multi_mount_protect:%num: ", nobody,
      "EXT4-fs warning (device sda1): ext4_multi_mount_protect:324: MMP interval 42 higher than expected", ""},
@@ -25,17 +26,42 @@ constexpr KernelMessage harmlessWarnings[]{
      ""},
     {"<ext4_update_dynamic_rev|ext4_expand_extra_isize_ea|ext4_block_to_path>:%num: ", nobody,
      "EXT4-fs warning (device sda1): ext4_block_to_path:107: block 1074791436 > max in inode 13", ""},
+    {"<ext4_da_update_reserve_space|ext4_da_release_space>:%num: ", nobody,
+     "EXT4-fs warning (device sda1): ext4_da_update_reserve_space:344: ext4_da_update_reserve_space: ino 15, "
+     "used 1 with only 0 reserved data blocks",
+     ""},
+    {"%name:%num: <Cannot get buffer for block bitmap|Cannot read inode bitmap> - ", nobody,
+     "EXT4-fs warning (device sda1): ext4_read_block_bitmap_nowait:440: Cannot get buffer for block bitmap - "
+     "block_group = 3, block_bitmap = 1027",
+     ""},
+    {"%name:%num: <metadata_csum and uninit_bg are |Setting inode version is not supported >", nobody,
+     "EXT4-fs warning (device sda1): ext4_ioctl:812: Setting inode version is not supported with "
+     "metadata_csum enabled.",
+     ""},
+    {"%name:%num: Unable to expand inode %num. Delete some EAs", nobody,
+     "EXT4-fs warning (device sda1): ext4_mark_inode_dirty:5946: Unable to expand inode 12. Delete some EAs "
+     "or run e2fsck.",
+     ""},
+    {"%name:%num: inode #%num: comm %any: inode does not support timestamps beyond 2038", nobody,
+     "EXT4-fs warning (device sda1): ext4_do_update_inode:5168: inode #12: comm touch: inode does not "
+     "support "
+     "timestamps beyond 2038",
+     ""},
     {"kmmpd:%num: kmmpd being stopped", nobody,
      "EXT4-fs warning (device sda1): kmmpd:186: kmmpd being stopped since filesystem has been remounted", ""},
 };
 
 // The journal may be on a device of its own.
 constexpr KernelMessage errors[]{
+    {" <ext4_remount|__ext4_remount>:%num: <comm %any: |>Abort forced by user", nobody,
+     "EXT4-fs error (device sda1): __ext4_remount:6522: comm mount: Abort forced by user", ""},
     {"%any Detected aborted journal", asIs,
      "EXT4-fs error (device sda1): ext4_journal_check_start:83: comm sh: Detected aborted journal", "sda"},
 };
 
 constexpr KernelMessage journalErrors[]{
+    {" in %any: <Out of memory|error 28>%end", nobody,
+     "EXT4-fs error (device sda1) in ext4_dirty_inode:5989: Out of memory", ""},
     {" in %any: Journal has aborted", told,
      "EXT4-fs error (device sda1) in ext4_reserve_inode_write:5797: "
      "Journal has aborted",
@@ -59,6 +85,10 @@ constexpr KernelMessage consequences[]{
     {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", told,
      "EXT4-fs (sda1): ext4_do_writepages: jbd2_start: 2017 pages, ino 852052; err -5", "sda"},
     {"error loading journal", told, "EXT4-fs (sda1): error loading journal", "sda"},
+    {"Delayed block allocation failed %any with error 28%end", nobody,
+     "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
+     "with error 28",
+     ""},
     {"Delayed block allocation failed", told,
      "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
      "with "
@@ -104,8 +134,14 @@ constexpr KernelMessage journals[]{
      "JBD2: Error -5 detected when updating journal superblock for sda1-8.", "sda"},
 };
 
+// It says "error" also of what is no ext2 file system, or one that it cannot mount.
 constexpr KernelMessage ext2Errors[]{
-    {"error: ", told, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2", "sda"},
+    {"error: %name: ", told, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2",
+     "sda"},
+    {"error: <unable to read |corrupt root inode|get root inode failed|group descriptors corrupted>", told,
+     "EXT2-fs (sda1): error: unable to read superblock", "sda"},
+    {"error: ", nobody,
+     "EXT2-fs (sda1): error: couldn't mount because of unsupported optional features (240)", ""},
     {"previous I/O error to superblock", told, "EXT2-fs (sda1): previous I/O error to superblock detected",
      "sda"},
 };
@@ -117,9 +153,9 @@ constexpr KernelMessage ext3Errors[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c",
+    {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c, balloc.c, ialloc.c, ioctl.c, ext4.h",
      "EXT4-fs warning (device %fs): ", harmlessWarnings},
-    {"fs/ext4/ext4_jbd2.c", "EXT4-fs error (device %pool):", errors},
+    {"fs/ext4/ext4_jbd2.c, super.c", "EXT4-fs error (device %pool):", errors},
     {"fs/ext4/super.c", "EXT4-fs error (device %pool)", journalErrors},
     {"fs/ext4/super.c", "EXT4-fs %name (device %fs):", everyError},
     {"fs/ext4/super.c", "EXT4-fs error (device %fs)", functionErrors},

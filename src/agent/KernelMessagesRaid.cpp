@@ -19,6 +19,7 @@ constexpr KernelMessage everyLevel[]{
 constexpr KernelMessage paths[]{
     {"IO failure on %dev, disabling IO path", told, "multipath: IO failure on sdb, disabling IO path.",
      "sdb"},
+    {"%dev: rescheduling sector %num", told, "multipath: sdb: rescheduling sector 2056", "sdb"},
 };
 
 constexpr KernelMessage linearArrays[]{
@@ -35,8 +36,6 @@ constexpr KernelMessage mirrors[]{
     {"%dev: rescheduling sector %num", told, "md/raid1:md0: sdb1: rescheduling sector 2056", "sdb"},
     {"%dev: unrecoverable I/O read error for block %num", told,
      "md/raid1:md0: sdb1: unrecoverable I/O read error for block 128", "sdb"},
-    {"%dev: unrecoverable I/O error for block %num", told,
-     "md/raid10:md0: sdb1: unrecoverable I/O error for block 128", "sdb"},
     {"%dev: Raid device exceeded read_error threshold", told,
      "md/raid10:md0: sdb1: Raid device exceeded read_error threshold [cur 21:max 20]", "sdb"},
     {"%dev: Failing raid device", told, "md/raid10:md0: sdb1: Failing raid device", "sdb"},

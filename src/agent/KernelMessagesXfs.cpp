@@ -7,6 +7,7 @@ namespace {
 using enum KernelForm;
 
 // The log and the real-time data may be on devices of their own; the line always names that of the rest.
+// Of the errors of a mount only three are the disk's: others come of options, features and read-only devices.
 constexpr KernelMessage transfers[]{
     {"metadata I/O error", told,
      "XFS (sda3): metadata I/O error in \"xfs_da_read_buf+0xd9/0x120\" at daddr 0x8 len 8 error 5", "sda"},
@@ -24,9 +25,10 @@ constexpr KernelMessage transfers[]{
      "(fs/xfs/xfs_trans_buf.c:296). "
      " Shutting down filesystem.",
      "sda"},
-    {"log mount/recovery failed: error", told, "XFS (sda3): log mount/recovery failed: error -5", "sda"},
+    {"log mount/recovery failed: error <-5|-74|-117>%end", told,
+     "XFS (sda3): log mount/recovery failed: error -5", "sda"},
     {"failed to <locate log tail|find log head>", told, "XFS (sda3): failed to locate log tail", "sda"},
-    {"log mount failed", told, "XFS (sda3): log mount failed", "sda"},
+    {"log mount failed", nobody, "XFS (sda3): log mount failed", ""},
     {"Failing async write", told,
      "XFS (sda3): Failing async write on buffer block 0x8. Retrying async write.", "sda"},
     {"writeback error", told, "XFS (sda3): writeback error on sector 2048", "sda"},
@@ -49,7 +51,8 @@ constexpr KernelMessage corruption[]{
     {"Uncorrected metadata errors detected", told,
      "XFS (sda3): Uncorrected metadata errors detected; please run xfs_repair.", "sda"},
     {"last sector read failed", told, "XFS (sda3): last sector read failed", "sda"},
-    {"SB validate failed with error %num", told, "XFS (sda3): SB validate failed with error -5.", "sda"},
+    {"SB validate failed with error <-5|-74|-117>.", told, "XFS (sda3): SB validate failed with error -5.",
+     "sda"},
     {"failed to read root inode", told, "XFS (sda3): failed to read root inode", "sda"},
     {"xfs_imap_to_bp: xfs_trans_read_buf() returned error %num", told,
      "XFS (sda3): xfs_imap_to_bp: xfs_trans_read_buf() returned error -5.", "sda"},
