@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <map>
 #include <set>
 #include <string>
 
@@ -73,6 +75,35 @@ TEST(KernelMessagesTest, NoExampleStandsTwice) {
       EXPECT_TRUE(seen.insert(message.example).second) << message.example;
    });
    EXPECT_GT(seen.size(), 200U);
+}
+
+// Of each row, by the file that prints it and its whole pattern, where its statement was seen.
+std::map<std::string, std::string> recordedSources() {
+   std::ifstream stream{TEST_DATA_DIR "/kernel-lines/sources.txt"};
+   std::map<std::string, std::string> recorded;
+   for (std::string line; std::getline(stream, line);) {
+      if (line.starts_with('#'))
+         continue;
+      std::size_t const tab = line.find('\t');
+      EXPECT_NE(tab, line.npos) << line;
+      EXPECT_TRUE(recorded.emplace(line.substr(tab + 1), line.substr(0, tab)).second) << line;
+   }
+   return recorded;
+}
+
+TEST(KernelMessagesTest, EveryRowsSourceIsRecordedAndNoOther) {
+   std::set<std::string> const places{"4.19", "6.6", "source", "printed", "none", "not seen"};
+   auto recorded = recordedSources();
+   forEachMessage([&](auto const & group, auto const & message) {
+      std::string const row =
+          std::string{group.source} + '\t' + std::string{group.beginning} + std::string{message.pattern};
+      auto const found = recorded.find(row);
+      ASSERT_NE(found, recorded.end()) << row;
+      EXPECT_TRUE(places.contains(found->second)) << found->second << ": " << row;
+      recorded.erase(found);
+   });
+   for (auto const & [row, place] : recorded)
+      ADD_FAILURE() << "in no table: " << row;
 }
 
 }  // namespace
