@@ -7,7 +7,8 @@ namespace {
 using enum KernelForm;
 
 constexpr char line[] =
-    "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name|>): <scrub: |>";
+    "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name| state %name|>): "
+    "<scrub: |>";
 
 // What the members' counters held when the file system was mounted.
 constexpr KernelMessage oldErrors[]{
@@ -90,11 +91,12 @@ constexpr KernelMessage transactions[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"fs/btrfs/volumes.c", "BTRFS info (device %pool<: state %name|>): ", oldErrors},
+    {"fs/btrfs/volumes.c", "BTRFS info (device %pool<: state %name| state %name|>): ", oldErrors},
     {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c", line, members},
     {"fs/btrfs/disk-io.c, inode.c, bio.c, tree-checker.c, volumes.c, direct-io.c", line, trees},
     {"fs/btrfs/transaction.h", line, abortions},
-    {"fs/btrfs/super.c, messages.c", "BTRFS: error (device %pool<: state %name|>) in %any: ", transactions},
+    {"fs/btrfs/super.c, messages.c",
+     "BTRFS: error (device %pool<: state %name| state %name|>) in %any: ", transactions},
 };
 
 }  // namespace

@@ -32,6 +32,8 @@ constexpr KernelMessage f2fsErrors[]{
     {"Failed to read root inode", told, "F2FS-fs (sda1): Failed to read root inode", "sda"},
     {"Inconsistent error blkaddr", told, "F2FS-fs (sda1): Inconsistent error blkaddr:12, sit bitmap:0",
      "sda"},
+    {"Failed to enable quota tracking", nobody,
+     "F2FS-fs (sda1): Failed to enable quota tracking (type=0, err=-3). Please run fsck to fix.", ""},
     {"%any run fsck to fix", told,
      "F2FS-fs (sda1): f2fs_check_nid_range: out-of-range nid=1, run fsck to fix.", "sda"},
     {"Issue discard(%any) failed, ret: %num", told,

@@ -9,8 +9,6 @@ using enum KernelForm;
 constexpr KernelMessage everyLevel[]{
     {"Disk failure on %dev, <disabling device|failing array>", told,
      "md/raid1:md0: Disk failure on sdb1, disabling device.", "sdb"},
-    {"Disk failure on %dev detected, <disabling device|failing array>", told,
-     "md/raid0:md0: Disk failure on sdb1 detected, failing array.", "sdb"},
     {"read error corrected (%num sectors at %num on %dev)", told,
      "md/raid1:md0: read error corrected (8 sectors at 16 on nvme0n1p2)", "nvme0n1"},
 };
@@ -22,9 +20,9 @@ constexpr KernelMessage paths[]{
     {"%dev: rescheduling sector %num", told, "multipath: sdb: rescheduling sector 2056", "sdb"},
 };
 
-constexpr KernelMessage linearArrays[]{
+constexpr KernelMessage arraysWithoutCopies[]{
     {"Disk failure on %dev detected, failing array", told,
-     "md/linearmd0: Disk failure on sdb1 detected, failing array.", "sdb"},
+     "md/raid0md0: Disk failure on sdb1 detected, failing array.", "sdb"},
 };
 
 // "redirecting sector" names the mirror that is still good.
@@ -90,9 +88,9 @@ constexpr KernelMessage caches[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"drivers/md/raid1.c, raid10.c, raid5.c, raid0.c", "md/%name:%name: ", everyLevel},
+    {"drivers/md/raid1.c, raid10.c, raid5.c", "md/%name:%name: ", everyLevel},
     {"drivers/md/md-multipath.c", "multipath: ", paths},
-    {"drivers/md/md-linear.c", "md/linear%name: ", linearArrays},
+    {"drivers/md/raid0.c, md-linear.c", "md/<linear|raid0><:|>%name: ", arraysWithoutCopies},
     {"drivers/md/raid1.c, raid10.c", "md/%name:%name: ", mirrors},
     {"drivers/md/raid5.c", "md/%name:%name: ", stripes},
     {"drivers/md/md.c", "md: ", arrays},
