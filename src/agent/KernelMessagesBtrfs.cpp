@@ -68,8 +68,12 @@ constexpr KernelMessage trees[]{
      "sda"},
     {"direct IO failed ino ", told,
      "BTRFS warning (device sda3): direct IO failed ino 257 rw 0,0 sector 0x8 len 4096 err no 10", "sda"},
-    {"unable to find chunk map", told,
+    {"unable to find <chunk map for |>logical %num", told,
      "BTRFS critical (device sda3): unable to find chunk map for logical 1084548771840 length 4096", "sda"},
+    {"bad key order, sibling blocks", told,
+     "BTRFS critical (device sda3): bad key order, sibling blocks, left last (4382045401088 230 4096) right "
+     "first (4382045396992 230 4096)",
+     "sda"},
     {"corrupt <leaf|node>", told, "BTRFS critical (device sda3): corrupt leaf: root=2 block=1048576 slot=3",
      "sda"},
     {"<block=%num |><read|write> time tree block corruption detected", told,

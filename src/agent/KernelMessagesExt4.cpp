@@ -16,6 +16,8 @@ constexpr KernelMessage harmlessWarnings[]{
      ""},
     {"<ext4_resize_begin|ext4_resize_fs|ext4_group_extend|ext4_group_add|verify_group_input>:%num: ", nobody,
      "EXT4-fs warning (device sda1): ext4_resize_fs:2005: can't read last block, resize aborted", ""},
+    {"__ext4fs_dirhash:%num: inode #%num: comm %any: Siphash requires key", nobody,
+     "EXT4-fs warning (device sda1): __ext4fs_dirhash:270: inode #12: comm ls: Siphash requires key", ""},
     {"ext4_clear_journal_err:%num: ", nobody,
      "EXT4-fs warning (device sda1): ext4_clear_journal_err:5090: Filesystem error recorded from previous "
      "mount: IO failure",

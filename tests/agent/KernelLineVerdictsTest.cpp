@@ -38,7 +38,7 @@ TEST(KernelLineVerdictsTest, UnseenLinesNameWhatTheyMustOrNobody) {
              << line;
       ++count;
    }
-   EXPECT_EQ(count, 264U);
+   EXPECT_EQ(count, 269U);
 }
 
 // The log of a file system over several devices, and what its comments tell of them.
