@@ -16,8 +16,8 @@
 
 #include "tests/integration/agent/AgentProgramTest.h"
 
-bool AgentProgramTest::eventually(std::function<bool()> const & holds) {
-   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+bool AgentProgramTest::eventually(std::function<bool()> const & holds, std::chrono::seconds limit) {
+   auto const deadline = std::chrono::steady_clock::now() + limit;
    while (std::chrono::steady_clock::now() < deadline) {
       for (std::string const & line : agent->lines())
          log += line + "\n";

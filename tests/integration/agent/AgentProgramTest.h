@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -107,7 +108,8 @@ class AgentProgramTest : public testing::Test {
    bool endsBy(int signal) const;
 
    // Asks until the condition holds of the state, ten seconds at most.
-   bool eventually(std::function<bool()> const & holds);
+   bool eventually(std::function<bool()> const & holds,
+                   std::chrono::seconds limit = std::chrono::seconds{10});
 
    // Number of processes that were started to see the unit: the agent and all its children.
    std::size_t watchingProcesses() const {

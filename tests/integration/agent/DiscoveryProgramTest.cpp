@@ -104,7 +104,9 @@ TEST_F(DiscoveryProgramTest, AsManyEntriesAsThereMayBeAreCheckedInTwoSeconds) {
    auto const took = std::chrono::steady_clock::now() - begin;
    EXPECT_EQ(checked.exitCode, 0) << checked.text;
    EXPECT_NE(checked.text.find("no entry of blockdev matches its path"), std::string::npos) << checked.text;
+#ifndef STORAGEDEVICES_SANITIZED
    EXPECT_LT(took, std::chrono::seconds{2});
+#endif
    RecordProperty("milliseconds",
                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
 }
