@@ -82,7 +82,7 @@ class FileSystemChecks(Scenario):
 
 
 def _named(message: dict[str, Any], each: FileSystemDisk) -> bool:
-    return tuple(message["arguments"][-5:-1]) == each.told_as
+    return each.is_named_by(tuple(message["arguments"][-5:-1]))
 
 
 def _passed(mount: dict[str, Any]) -> bool:

@@ -62,10 +62,13 @@ class FileSystemDisk:
         """Its line in /etc/blockdev."""
         return f"pci0000:00/{machine.FILE_SYSTEMS_ADDRESS}/usb[0-9]/[0-9]-{self.port}/.*/block/sd. {self.name}"
 
-    @property
-    def told_as(self) -> tuple[str, ...]:
-        """How a message of the agent names it."""
-        return (self.mount, self.serial, "QEMU_QEMU_HARDDISK", "2.5+")
+    def is_named_by(self, names: tuple[str, ...]) -> bool:
+        """Whether a message with this mount point, serial number, model and firmware names it.
+
+        Of a disk that has just gone udev may say no more than its model; the by-id link is gone with it.
+        """
+        models = ("QEMU_QEMU_HARDDISK", "QEMU_HARDDISK")
+        return names in [(self.mount, self.serial, model, "2.5+") for model in models]
 
 
 EXT4 = FileSystemDisk("fs-ext4", 1, 24, _EXT4)

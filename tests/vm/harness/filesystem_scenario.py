@@ -245,11 +245,12 @@ class FileSystemScenario(FileSystemChecks):
         """Of each disk only what was done to it; of the failing and the pulled one also what its test ran into."""
         full, changed = ("writeTest - write", NO_SPACE), ("mountPtCheck", "device was disconnected and changed")
         read_only = ("mountPtCheck", "mount point is read-only")
-        for each, last in ((EXT4, read_only), (VFAT, changed)):
+        # Where the machine is slow the last comes again, and finds what stands in the vfat's place read-only by then.
+        for each, last, again in ((EXT4, read_only, ()), (VFAT, changed, (read_only,))):
             # For a moment both test the same file, when one is mounted in the other's place too.
             told = [error for error in self._told(each) if error not in SHARED_FILE]
-            once = told[:1] == [full] and set(told[1:]) == {last}  # the latter again where the machine is slow
-            self._report.check(f"the errors of {each.name} are told", once, str(self._told(each)))
+            right = told[:2] == [full, last] and set(told[2:]) <= {last, *again}
+            self._report.check(f"the errors of {each.name} are told", right, str(self._told(each)))
             self._report.equal(f"all warnings of {each.name}", self._told(each, WARNING), [(EXCEEDED,)])
         self._check_names_of_pulled()
         self._report.equal("the loop watched all that it should", self._agent.log().count("VornPoller"), 0)
