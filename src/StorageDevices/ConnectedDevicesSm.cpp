@@ -146,7 +146,7 @@ void ConnectedDevicesSm::noteShortage(Pelm::String const & key, Unclassified con
       unclassifiedDeviceDel(key);
       return;
    }
-   // Of the others the start tells by itself.
+   // The start traces the others itself.
    if (isDevice(key) && !unclassifiedDevice.contains(key))
       VORN_TRACE(traceHandle, 0) << " could not classify " << value.device << ": " << value.attempt << ": "
                                  << Vorn::Errno(value.error, "shortage");

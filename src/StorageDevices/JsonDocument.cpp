@@ -29,7 +29,7 @@ std::size_t bytesFor(std::string_view text) {
 }
 
 // Builds the document from the reader's events and ends the reading when it goes too deep or takes more
-// memory than there is. The reader recurses once per level, after it has told of the level's start.
+// memory than there is. The reader recurses once per level, after it has reported the level's start.
 class BoundedBuilder {
  public:
    using Ch = Document::Ch;

@@ -93,7 +93,7 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
-   // Who is told of the new sensor may let go of the machine.
+   // A subscriber to the new sensor may let go of the machine.
    Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
