@@ -20,7 +20,6 @@
 #include "StorageDevices/FsHealthSm.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/LogRecorder.h"
-#include "tests/support/LoopMount.h"
 #include "tests/support/MountNamespace.h"
 #include "tests/support/MountPoint.h"
 #include "tests/support/ProcessState.h"
@@ -396,17 +395,6 @@ TEST_F(FsHealthMounts, AFileOfAnotherDeviceIsNotWrittenTo) {
    EXPECT_EQ(umount2(cookie().c_str(), MNT_DETACH), 0);
    EXPECT_EQ(Support::fileContent(other / "file"), precious_);
    expectRefused("writeTest - open");
-}
-
-TEST_F(FsHealthMounts, AVfatOfAnotherOwnerIsHealthy) {
-   Support::LoopMount const vfat{"vfat", "uid=12345,gid=12345,umask=022"};
-   if (!vfat.lacking().empty())
-      GTEST_SKIP() << "this machine lacks " << vfat.lacking();
-   watch(vfat.path());
-   machine_->start();
-   Host::runFor(601);
-   EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
-   EXPECT_EQ(traces_.errors(), Texts{});
 }
 
 }  // namespace
