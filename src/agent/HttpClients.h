@@ -11,7 +11,7 @@ namespace Agent {
 class HttpClients {
  public:
    static constexpr std::size_t places = 64;
-   // Connections that were told to end keep theirs until the library has noticed.
+   // Connections that were asked to end keep theirs until the library has noticed.
    static constexpr std::size_t connections = places + 16;
 
    struct Client {

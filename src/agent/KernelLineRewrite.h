@@ -15,7 +15,7 @@ namespace Agent {
 // As much of a line as its receiver reads.
 inline constexpr std::size_t kernelLineSize = 1024;
 
-// Rewrites line by line, and remembers what the lines before told of the disks.
+// Rewrites line by line, and remembers what earlier lines said of the disks.
 //
 // The table of KernelMessages.h decides which device a line names: the one that failed, or none. A line of a
 // file system that may lie on several devices names its disk unless another disk is known to be among them,

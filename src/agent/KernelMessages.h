@@ -16,7 +16,7 @@ namespace Agent {
 
 // What the library reads a device from. The kernel's own words follow wherever they differ.
 enum class KernelForm {
-   nobody,     // no device failed, or it cannot be told which
+   nobody,     // no device failed, or nothing says which
    asIs,       // the library knows the message; the disk stands for its partition
    request,    // blk_update_request: I/O error, dev sda, sector 8
    buffer,     // Buffer I/O error on device sda, logical block 8
