@@ -38,11 +38,11 @@ std::string_view takeWord(std::string_view & text) {
    return std::string_view{begin, end}.substr(0, maxWord);
 }
 
-std::string mountSourcePath(FruConfig const & fruConfig, ConnectedDisk const & disk) {
+std::string mountName(ConnectedDisk const & disk) {
    std::string_view mount = disk.mountPoint().view();
    if (mount.starts_with(mountRoot))
       mount.remove_prefix(mountRoot.size());
-   return fruConfig.mountSourceDir().str() + "/" + std::string{mount};
+   return std::string{mount};
 }
 
 }  // namespace
@@ -76,8 +76,9 @@ void DeviceDetectionSm::checkExpectedMounts() const {
 }
 
 void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
-   std::string const path = mountSourcePath(*fruConfig_, disk);
-   FileText file = readRegularFile(path, maxFile + 1);
+   std::string const directory = fruConfig_->mountSourceDir().str();
+   std::string const path = directory + "/" + mountName(disk);
+   FileText file = readMountSource(directory, mountName(disk), maxFile + 1);
    if (file.openError != 0) {
       VORN_TRACE(traceHandle, 0) << " Could not open mount path: " << path;
       return;

@@ -10,6 +10,7 @@
 
 #include "StorageDevices/CharacterClasses.h"
 #include "runtime/Vorn/BlockingCall.h"
+#include "runtime/model/MountSourceFolder.h"
 
 namespace StorageDevices {
 
@@ -32,19 +33,17 @@ void readAll(int fd, FileText & file, std::size_t maxBytes) {
    }
 }
 
-}  // namespace
-
-FileText readRegularFile(std::string const & path, std::size_t maxBytes) {
+// `path` is below the directory that `folder` stands for.
+FileText readBelow(int folder, std::string const & path, std::size_t maxBytes) {
    FileText file;
    struct stat status {};
-   Vorn::BlockingCall const call{"read", path};
    // A device may act on being opened, so it is not; what takes the file's place meanwhile is found out
    // below.
-   if (stat(path.c_str(), &status) != 0)
+   if (fstatat(folder, path.c_str(), &status, 0) != 0)
       return {{}, errno, true, 0};
    if (!S_ISREG(status.st_mode))
       return {{}, 0, false, 0};
-   int const fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+   int const fd = openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
    if (fd < 0)
       return {{}, errno, true, 0};
    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode))
@@ -52,6 +51,24 @@ FileText readRegularFile(std::string const & path, std::size_t maxBytes) {
    else
       file.regular = false;
    close(fd);
+   return file;
+}
+
+}  // namespace
+
+FileText readRegularFile(std::string const & path, std::size_t maxBytes) {
+   Vorn::BlockingCall const call{"read", path};
+   return readBelow(AT_FDCWD, path, maxBytes);
+}
+
+FileText readMountSource(std::string const & directory, std::string const & name, std::size_t maxBytes) {
+   int const folder = Mounts::openSourceFolder(directory);
+   if (folder < 0)
+      return {{}, -folder, true, 0};
+   Vorn::BlockingCall const call{"read", directory + "/" + name};
+   // With the dot a name that begins with a slash stays below.
+   FileText file = readBelow(folder, "./" + name, maxBytes);
+   close(folder);
    return file;
 }
 

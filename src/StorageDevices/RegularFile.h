@@ -20,4 +20,8 @@ struct FileText {
 // At most `maxBytes` of the file. A symbolic link to a regular file is followed.
 FileText readRegularFile(std::string const & path, std::size_t maxBytes);
 
+// The same of a file of the directory of mount-source files, which is never reached through a symbolic link
+// in that directory's own place: then the file cannot be opened (ELOOP).
+FileText readMountSource(std::string const & directory, std::string const & name, std::size_t maxBytes);
+
 }  // namespace StorageDevices

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "runtime/Vorn/BlockingCall.h"
+#include "runtime/model/MountSourceFolder.h"
 #include "runtime/model/MountTable.h"
 
 namespace Agent {
@@ -21,12 +22,6 @@ namespace Agent {
 namespace {
 
 namespace fs = std::filesystem;
-
-// With one behind it a link would be followed.
-fs::path withoutSlash(fs::path const & directory) {
-   fs::path const normal = directory.lexically_normal();
-   return normal.has_filename() ? normal : normal.parent_path();
-}
 
 constexpr char temporaryName[] = ".new";
 
@@ -82,15 +77,12 @@ int replaceFile(fs::path const & path, std::string_view text) {
 
 // The directory itself, made if it is missing; or minus the error number, ELOOP for a link.
 int openDirectory(fs::path const & path) {
-   Vorn::BlockingCall const call{"open", path.native()};
+   int const folder = Mounts::openSourceFolder(path);
+   if (folder != -ENOENT)
+      return folder;
    std::error_code error;
-   if (fs::is_symlink(fs::symlink_status(path, error)))
-      return -ELOOP;
    fs::create_directories(path, error);
-   if (error)
-      return -error.value();
-   int const fd = open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-   return fd < 0 ? -errno : fd;
+   return error ? -error.value() : Mounts::openSourceFolder(path);
 }
 
 std::string reasonOf(int error) {
@@ -111,12 +103,22 @@ std::string mountSourceText(std::string const & name) {
    return text;
 }
 
+std::optional<std::string> mountSourceError(fs::path const & directory) {
+   int const folder = Mounts::openSourceFolder(directory);
+   if (folder >= 0)
+      close(folder);
+   if (folder != -ELOOP && folder != -ENOTDIR)
+      return std::nullopt;
+   return "appliance.mount_source_dir: " + directory.string() + ": " + reasonOf(-folder) +
+          "; name a directory, or a place where there is nothing yet";
+}
+
 void MountSources::Unref::operator()(libmnt_monitor * monitor) const {
    mnt_unref_monitor(monitor);
 }
 
 MountSources::MountSources(fs::path const & directory, std::set<std::string> const & names, Notice notice)
-    : directory_{withoutSlash(directory)}, notice_{std::move(notice)} {
+    : directory_{directory}, notice_{std::move(notice)} {
    for (std::string const & name : names)
       if (canBeFileName(name))
          names_.insert(name);

@@ -29,6 +29,7 @@
 #include "agent/HelperPrograms.h"
 #include "agent/KeysWithoutEffect.h"
 #include "agent/MessagesText.h"
+#include "agent/MountSources.h"
 #include "agent/Scarcity.h"
 #include "agent/StatusClient.h"
 #include "agent/StatusTable.h"
@@ -116,9 +117,12 @@ int checkConfig(Agent::Command const & command) {
    print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
       print(line + "\n");
-   for (std::string const & error : examination.errors)
+   std::vector<std::string> errors = examination.errors;
+   if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
+      errors.push_back(*error);
+   for (std::string const & error : errors)
       fail(wrongUsage, error);
-   return examination.errors.empty() ? 0 : wrongUsage;
+   return errors.empty() ? 0 : wrongUsage;
 }
 
 int showCatalogue(Agent::Command const & command) {

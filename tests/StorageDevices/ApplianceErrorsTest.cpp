@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "tests/support/FileCalls.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
@@ -64,6 +65,13 @@ TEST_F(ApplianceFileErrors, patternsThatExprRefusesAreNamed) {
 TEST_F(ApplianceFileErrors, aFileThatIsThereButCannotBeReadIsOne) {
    std::filesystem::create_symlink("blockdev", folder_.path() / "blockdev");
    EXPECT_EQ(errors(), Texts{"/blockdev: cannot be read: Too many levels of symbolic links"});
+}
+
+TEST_F(ApplianceFileErrors, aReadErrorIsOneBehindThoseOfTheWordsBeforeIt) {
+   folder_.fileIs("blockdev", "[a drive good fla");
+   Support::ReadFailure const failure{1};
+   EXPECT_EQ(errors(), (Texts{"/blockdev:1: the pattern [a is no basic regular expression: correct it",
+                              "/blockdev: cannot be read to its end: Input/output error"}));
 }
 
 TEST_F(ApplianceFileErrors, theLineOfABadWordIsTold) {

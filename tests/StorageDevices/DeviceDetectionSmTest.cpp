@@ -5,6 +5,7 @@
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/FileCalls.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
@@ -164,6 +165,31 @@ TEST_F(Detection, aFileThatIsTooLongIsAReadErrorUnlessAWordDecides) {
    folder_.fileIs("drive", "/dev/sdb1 " + mapperNodes);
    start();
    EXPECT_EQ(logs_.texts().size(), 1U);
+}
+
+TEST_F(Detection, aReadErrorBehindMapperNodesIsTracedAndNothingIsLogged) {
+   Support::ReadFailure const failure{1};
+   // How the last word ends is not known.
+   EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/sdb"), Texts{});
+   EXPECT_EQ(traces_.errors(),
+             Texts{"An error occurred while reading themount file: " + folder_.string() + "/drive"});
+}
+
+TEST_F(Detection, aWordBeforeAReadErrorDecides) {
+   Support::ReadFailure const failure{1};
+   EXPECT_EQ(loggedFor("/dev/sdb1 /dev/sda").size(), 1U);
+   EXPECT_EQ(traces_.errors(), Texts{});
+}
+
+TEST_F(Detection, aDirectoryThatIsALinkIsNotFollowed) {
+   plug("S1", "drive");
+   folder_.fileIs("drive", "/dev/sdz1");
+   std::string const link = folder_.string() + "/link";
+   std::filesystem::create_directory_symlink(".", link);
+   fruConfig_->mountSourceDirIs(link);
+   start();
+   EXPECT_TRUE(logs_.messages().empty());
+   EXPECT_EQ(traces_.errors(), Texts{" Could not open mount path: " + link + "/drive"});
 }
 
 TEST_F(Detection, theTraceComesBeforeTheMessage) {

@@ -11,6 +11,7 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthSm.h"
 #include "runtime/host/Activity.h"
+#include "tests/support/FileCalls.h"
 #include "tests/support/MountPoint.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
@@ -57,6 +58,8 @@ ssize_t write(int fd, void const * buffer, std::size_t size) {
 }
 
 ssize_t read(int fd, void * buffer, std::size_t size) {
+   if (Support::readFails())
+      return -1;
    if (seenCalls && size == blockSize)
       buffers.push_back(buffer);
    return syscall(SYS_read, fd, buffer, size);

@@ -162,6 +162,24 @@ TEST_F(MountSourcesTest, ADirectoryThatIsALinkIsRefused) {
    EXPECT_FALSE(fs::exists(folder.path() / "new"));
 }
 
+TEST_F(MountSourcesTest, ADirectoryThatIsNoneIsAnErrorOfTheConfiguration) {
+   fs::path const link = folder.path() / "link";
+   fs::create_directory_symlink(".", link);
+   folder.fileIs("file", "");
+   for (fs::path const & directory : {link, link / ""})
+      EXPECT_EQ(
+          mountSourceError(directory).value_or("none"),
+          "appliance.mount_source_dir: " + directory.string() +
+              ": it is a symbolic link, which is not followed; name a directory, or a place where there "
+              "is nothing yet");
+   for (char const * const path : {"file", "file/below"})
+      EXPECT_TRUE(mountSourceError(folder.path() / path)
+                      ->starts_with("appliance.mount_source_dir: " + (folder.path() / path).string() +
+                                    ": Not a directory; "));
+   EXPECT_EQ(mountSourceError(folder.path()), std::nullopt);
+   EXPECT_EQ(mountSourceError(link / "nothing/yet"), std::nullopt);
+}
+
 TEST_F(MountSourcesTest, ALinkSwappedInForTheDirectoryIsNotFollowed) {
    auto const kept = sources({"drive"});
    fs::path const elsewhere = folder.path() / "elsewhere";

@@ -91,6 +91,21 @@ TEST_F(DiscoveryProgramTest, ApplianceFilesThatAreNoneOrBadAreReportedAndStallNo
    EXPECT_NE(checked.text.find(etc + "/multidrive: is no regular file"), std::string::npos) << checked.text;
 }
 
+TEST_F(DiscoveryProgramTest, ALinkInThePlaceOfTheMountSourcesIsNamedByAgentAndCheckConfig) {
+   std::string const place = folder.string() + "/mount-source";
+   std::filesystem::create_directory_symlink(".", place);
+   Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
+   EXPECT_EQ(checked.exitCode, 2);
+   EXPECT_NE(checked.text.find("\nappliance.mount_source_dir: " + place + ": it is a symbolic link, "),
+             std::string::npos)
+       << checked.text;
+   start();
+   EXPECT_TRUE(eventually([&] {
+      return log.find(place + ": cannot be written (it is a symbolic link") != std::string::npos;
+   })) << log;
+   EXPECT_FALSE(std::filesystem::exists(folder.path() / "drive"));
+}
+
 TEST_F(DiscoveryProgramTest, AsManyEntriesAsThereMayBeAreCheckedInTwoSeconds) {
    std::string text;
    for (int i = 0; i < 4096; ++i)
