@@ -65,7 +65,6 @@ ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
 
 ConnectedDevicesSm::~ConnectedDevicesSm() {
    diskInfoCollectorSmDelAll();
-   infoReactorDelAll();
    handleDeletion();
 }
 
@@ -197,7 +196,6 @@ void ConnectedDevicesSm::examineEnumerated(std::string const & sysPath, Scan & s
       if (!isShortage(error))
          return;
       scan.complete = false;
-      scan.serials[sysPath] = "";
       if (!seen_->seen(sysPath))
          noteShortage(sysPath, {nameIn(sysPath), "it cannot be read", error});
       return;
@@ -244,8 +242,7 @@ void ConnectedDevicesSm::handleSocket() {
       return;
    }
    VORN_TRACE(traceHandle, 2) << " uevent received.";
-   char const * const sysName = udev_device_get_sysname(device.get());
-   if (udev_device_get_devtype(device.get()) && sysName && !isLoop(sysName))
+   if (isFollowed(device.get()))
       handleDisk(device.get());
 }
 
@@ -309,7 +306,7 @@ void ConnectedDevicesSm::admit(udev_device * device, Pelm::String const & mount)
 }
 
 bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
-   return judgePath(sysPath, rules_).kind == PathVerdict::Kind::inactive;
+   return isInactive(sysPath, rules_);
 }
 
 // Nothing tells two devices of one serial apart: the one seen last stands for both.
@@ -349,7 +346,9 @@ void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    int const error = collector->startError();
    if (!isShortage(error))
       maybeInsertDisk(udevSerial, collector->finalDisk());
-   noteShortage(sysPath, {collector->device()->blockDevice(), "its tool cannot be started", error});
+   // A device that a rescan has forgotten meanwhile is new to the next one.
+   if (!sysPath.empty())
+      noteShortage(sysPath, {collector->device()->blockDevice(), "its tool cannot be started", error});
    handleInternalDevicesReady();
 }
 

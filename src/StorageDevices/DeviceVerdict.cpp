@@ -94,6 +94,11 @@ Pelm::String patternPath(udev_device * device) {
    return path;
 }
 
+bool isInactive(Pelm::String const & path, ApplianceRules const & rules) {
+   Matcher const matcher = &CDevsUtil::askExpr;
+   return PathMatch{path, matcher}.isInactive(rules);
+}
+
 PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules, Matcher const & matcher) {
    using Kind = PathVerdict::Kind;
    PathMatch match{path, matcher};

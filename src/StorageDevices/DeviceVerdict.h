@@ -30,6 +30,9 @@ struct PathVerdict {
 // What is asked whether a pattern matches the beginning of a path.
 using Matcher = std::function<CDevsUtil::ExprAnswer(char const * path, char const * pattern)>;
 
+// Whether multidrive lists the path, which begins below /sys/devices, and multidrive_src does not.
+bool isInactive(Pelm::String const & path, ApplianceRules const & rules);
+
 // `path`: below /sys/devices. Asks once per pattern tried.
 PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules,
                       Matcher const & matcher = &CDevsUtil::askExpr);

@@ -14,8 +14,8 @@ namespace StorageDevices {
 
 // One look at all devices.
 struct Scan {
-   // The serial under which udev knows each device, by its folder; empty where udev knows none or could not
-   // be asked.
+   // The serial under which udev knows each device that could be read, by its folder; empty where it has
+   // none.
    std::unordered_map<Pelm::String, Pelm::String> serials;
    bool complete = true;  // false: a device could not be read for want of means
 };

@@ -39,6 +39,11 @@ bool isLoop(std::string const & name) {
    return name.starts_with("loop");
 }
 
+bool isFollowed(udev_device * device) {
+   char const * const name = udev_device_get_sysname(device);
+   return udev_device_get_devtype(device) && name && !isLoop(name);
+}
+
 DiskList listDisks(udev * context) {
    // Without a descriptor udev may leave devices out and not say so.
    if (int const error = descriptorShortage())

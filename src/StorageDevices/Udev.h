@@ -38,6 +38,10 @@ UdevMonitorPtr openDiskMonitor(udev * context);
 std::string nameIn(std::string const & sysPath);
 bool isLoop(std::string const & name);
 
+// Whether the events of the device are followed: udev knows its type, and it is no loop device. The filter of
+// `openDiskMonitor` lets through no device without a type.
+bool isFollowed(udev_device * device);
+
 // A property of the device; empty when it has none of that name.
 inline Pelm::String udevProperty(udev_device * device, char const * name) {
    return udev_device_get_property_value(device, name);

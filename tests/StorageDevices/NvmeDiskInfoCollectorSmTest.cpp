@@ -75,6 +75,21 @@ TEST_F(NvmeCollectorTest, theOutputIsTracedInDetail) {
              (std::vector<std::string>{std::string{parser} + "Parsing for /dev/nvme0n1", parser + output}));
 }
 
+TEST_F(NvmeCollectorTest, theOutputIsTracedBeforeWhatIsWrongWithIt) {
+   std::string const outputs[] = {"no JSON", "[]", "{}", listOf(""), listOf(device(""))};
+   for (std::string const & output : outputs) {
+      traces_.clear();
+      toolPrints(output);
+      collected();
+      std::vector<int> levels;
+      for (auto const & line : traces_.lines())
+         levels.push_back(line.level);
+      std::vector<int> expected{7, 7, 0};
+      expected.resize(output == outputs[4] ? 6 : 3);
+      EXPECT_EQ(levels, expected) << output;
+   }
+}
+
 TEST_F(NvmeCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
    toolPrints(listOf(device(identity)));
    start();

@@ -88,23 +88,6 @@ TEST_F(SsdCollectorTest, fieldsThatTheToolDoesNotTellAreTheDisksOwn) {
    EXPECT_EQ(result.devAddress, "17");
 }
 
-TEST_F(SsdCollectorTest, aFailureIsTracedBeforeTheDiskIsPublished) {
-   std::size_t before = 0;
-   toolDoes("exit 1");
-   start();
-   struct Watcher {
-      void handle() { before = traces.errors().size(); }
-      Support::TraceRecorder const & traces;
-      std::size_t & before;
-   } watcher{traces_, before};
-   Vorn::NotifieeConst reactor;
-   reactor.notifierIs(collector_);
-   reactor.on<&Watcher::handle>(collector_->finalDisk, watcher);
-   reactor.hasNotificationActiveIs(true);
-   result();
-   EXPECT_EQ(before, 1U);
-}
-
 TEST_F(SsdCollectorTest, trailingBlanksGoAndABlankFirmwareIsEmpty) {
    toolPrints(identification("Foo  ", "KS0002    ", "        ") + size());
    DiskFields const result = collected();

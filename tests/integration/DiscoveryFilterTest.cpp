@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/DiscoveryTest.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/UdevDevices.h"
 
 namespace {
 
@@ -173,6 +175,20 @@ TEST_F(DiscoveryFilterTest, withoutASourceEveryMultidriveIsInactive) {
    EXPECT_EQ(traces_.count(2, " is an inactive multidrive; skipping"), 2);
 }
 
+TEST_F(DiscoveryFilterTest, whetherAPathIsInactiveIsAskedOfItsPatternsAlone) {
+   everythingIsMountedAt("usb1");
+   unit_.multidriveIs({"place1/", "place2/"});
+   unit_.multidriveSrcIs("place2/");
+   start();
+   Support::TempDir const folder;
+   folder.scriptIs("expr", "echo run >>\"" + folder.string() + "/runs\"\nexec /usr/bin/expr \"$@\"");
+   Support::EnvironmentSetting const path{"PATH", folder.string() + ":/usr/bin:/bin"};
+   EXPECT_TRUE(sm_->isInactiveDrive("place1/block"));
+   EXPECT_FALSE(sm_->isInactiveDrive("place2/block"));
+   EXPECT_FALSE(sm_->isInactiveDrive("place3/block"));
+   EXPECT_EQ(folder.content("runs").size() / 4, 2U + 1U + 3U);
+}
+
 TEST_F(DiscoveryFilterTest, anInactiveDriveIsSkippedBeforeItsEntryIsLookedFor) {
    unit_.multidriveIs({".*"});
    unit_.add(plainDisk("vda"));
@@ -193,6 +209,33 @@ TEST_F(DiscoveryFilterTest, aLoopDeviceIsNeverConsidered) {
    EXPECT_EQ(traces_.count(2, " uevent received."), 2);
    EXPECT_EQ(traces_.count(2, " handling add event"), 0);
    EXPECT_EQ(traces_.count(2, " processing addition for /dev/loop0"), 0);
+}
+
+TEST_F(DiscoveryFilterTest, onlyDevicesWithATypeAreFollowedAndNoLoopDevices) {
+   Support::UdevDevices const udev;
+   auto const isFollowed = [&](std::string const & name) {
+      return StorageDevices::isFollowed(udev.device(unit_.sysPath(name)).get());
+   };
+   auto noType = plainDisk("vdb");
+   noType.absent = {"DEVTYPE"};
+   for (auto const & disk : {plainDisk("vda"), noType, plainDisk("loop0"), plainDisk("xloop")})
+      unit_.add(disk);
+   EXPECT_TRUE(isFollowed("vda"));
+   EXPECT_FALSE(isFollowed("vdb"));
+   EXPECT_FALSE(isFollowed("loop0"));
+   EXPECT_TRUE(isFollowed("xloop"));
+}
+
+TEST_F(DiscoveryFilterTest, anEventOfADeviceWithoutATypeDoesNotPassUdevsOwnFilter) {
+   everythingIsMountedAt("usb1");
+   auto noType = plainDisk("vdb");
+   noType.absent = {"DEVTYPE"};
+   unit_.add(noType);
+   startAndSettle();
+   unit_.announce("vdb", "add");
+   handleEvents();
+   EXPECT_EQ(traces_.count(2, " uevent received."), 0);
+   EXPECT_TRUE(disks().empty());
 }
 
 TEST_F(DiscoveryFilterTest, aNodeInASubfolderIsOfNoKnownKind) {

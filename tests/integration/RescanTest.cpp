@@ -48,6 +48,16 @@ class RescanTest : public Support::DiscoveryTest {
       path_.emplace("PATH", folder_.string() + ":/usr/bin:/bin");
    }
    std::size_t exprRuns() const { return folder_.content("runs").size() / 4; }
+   // As one whose tool fails after it was identified once: recorded as X, and as Y before.
+   void knownByTwoNames() {
+      unit_.add(ssd());
+      startAndSettle();
+      detect();
+      logs_.clear();
+      unit_.tools().exitCodeIs(Tool::hdparm, "sda", 5);
+      unit_.change("sda");
+      settle();
+   }
    void detect() {
       fruConfig_->mountSourceDirIs(folder_.string());
       detection_ = StorageDevices::deviceDetectionSmFactory(fruConfig_, devices_);
@@ -223,17 +233,27 @@ TEST_F(RescanTest, aDiskWhoseSerialUdevHasForgottenStaysWhileItIsThere) {
    EXPECT_EQ(logs_.texts().size(), 1U);
 }
 
-TEST_F(RescanTest, theRecordUnderAFormerNameGoesWithTheDisk) {
-   unit_.add(ssd());
-   startAndSettle();
-   unit_.tools().exitCodeIs(Tool::hdparm, "sda", 5);
-   unit_.change("sda");
-   settle();
+TEST_F(RescanTest, theRecordUnderAFormerNameStaysWhileTheDiskIsThereAndGoesWithIt) {
+   knownByTwoNames();
    rescanAndSettle();
    EXPECT_TRUE(has("X") && has("Y"));
+   EXPECT_TRUE(logs_.texts().empty()) << "nothing was removed";
    pullWithoutSerial("sda");
    sm_->rescan();
    EXPECT_TRUE(disks().empty());
+   EXPECT_EQ(logs_.texts().size(), 2U);
+}
+
+TEST_F(RescanTest, theRecordUnderAFormerNameGoesAfterARemovalThatNamesTheDisk) {
+   knownByTwoNames();
+   unit_.unplug("sda");
+   settle();
+   EXPECT_EQ(disks().size(), 1U);
+   EXPECT_TRUE(has("Y"));
+   sm_->rescan();
+   EXPECT_TRUE(disks().empty());
+   rescanAndSettle();
+   EXPECT_EQ(logs_.texts().size(), 2U);
 }
 
 TEST_F(RescanTest, aDiskThatIsKnownByItsFormerNameAgainKeepsIt) {

@@ -5,6 +5,7 @@
 
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/SpawnFailure.h"
+#include "tests/support/UdevFailure.h"
 
 namespace {
 
@@ -13,11 +14,34 @@ using StorageDevices::Unclassified;
 using Support::ChangeRecorder;
 using Serials = std::map<std::string, std::string>;
 
+// Leaves too few descriptors for a device from the first disk on that comes.
+class LimitAtChange {
+ public:
+   explicit LimitAtChange(StorageDevices::ConnectedDevices const & devices) {
+      reactor_.notifierIs(Pelm::Ptr<Pelm::Node const>{&devices});
+      reactor_.on<&LimitAtChange::handleDisk>(devices.disk, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+
+ private:
+   void handleDisk() {
+      if (!limit_)
+         limit_.emplace(4U);
+   }
+
+   std::optional<Support::DescriptorLimit> limit_;
+   Vorn::NotifieeConst reactor_;
+};
+
 class ScarceMeansTest : public Support::DiscoveryTest {
  protected:
    ScarceMeansTest() {
       unit_.blockdevIs({{".*/ata", "drive"}, {".*/usb1", "usb1"}});
-      unit_.tools().outputIs(Tool::hdparm, "sda", hdparmReport({"sda", "Kestrel", "Y", "KF1", 468862128}));
+      hdparmKnows("sda");
+   }
+
+   void hdparmKnows(char const * name) {
+      unit_.tools().outputIs(Tool::hdparm, name, hdparmReport({name, "Kestrel", "Y", "KF1", 468862128}));
    }
 
    static Disk ssd() { return sataDisk("sda", 1, "X", "Kestrel", 468862128); }
@@ -164,6 +188,85 @@ TEST_F(ScarceMeansTest, knownDisksStayWhenTheRescanRunsOutOfDescriptors) {
    rescanAndSettle();
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
    EXPECT_EQ(unit_.tools().runs().size(), 1U);
+}
+
+TEST_F(ScarceMeansTest, aKnownDiskThatCannotBeReadInTheMiddleOfARescanStaysAndIsReadByTheNext) {
+   unit_.add(ssd());
+   unit_.add(stick());
+   startAndSettle();
+   unit_.add(usbDisk("sdc", "1-0", "FIRST", "Flash", 31250000));
+   unit_.sectorsIs("sdb", 62500000);
+   {
+      LimitAtChange const limit{*devices_};
+      sm_->rescan();
+   }
+   EXPECT_EQ(serials(), (Serials{{"X", "Y"}, {"STICK", "STICK"}, {"FIRST", "FIRST"}}));
+   EXPECT_EQ(disk("STICK").sizeGb, 16U);
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty()) << "it is classified, if not anew";
+   rescanAndSettle();
+   EXPECT_EQ(disk("STICK").sizeGb, 32U);
+}
+
+TEST_F(ScarceMeansTest, aDiskThatCannotBeReadInItsNewPlaceStaysUntilTheNextRescan) {
+   unit_.add(stick());
+   startAndSettle();
+   unit_.vanish("sdb");
+   unit_.add(usbDisk("sdc", "1-0", "FIRST", "Flash", 31250000));
+   unit_.add(usbDisk("sdd", "1-2", "STICK", "Flash", 31250000));
+   {
+      LimitAtChange const limit{*devices_};
+      sm_->rescan();
+   }
+   EXPECT_EQ(serials(), (Serials{{"STICK", "STICK"}, {"FIRST", "FIRST"}}));
+   EXPECT_EQ(unclassified("sdd"), (Unclassified{"sdd", "it cannot be read", EMFILE}));
+   rescanAndSettle();
+   EXPECT_EQ(disk("STICK").blockDevice, "/dev/sdd");
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
+TEST_F(ScarceMeansTest, disksOfAnEarlierRunStayWhileOneDeviceCannotBeReadForWantOfMemory) {
+   Support::DiskFields{.name = "Y"}.writeTo(*devices_);
+   devices_->udevSerialToSerialMapIs("X", "Y");
+   unit_.add(ssd());
+   {
+      Support::UdevFailure const failure{ENOMEM, "/sda"};
+      startAndSettle();
+      EXPECT_TRUE(has("Y"));
+      EXPECT_EQ(unclassified("sda"), (Unclassified{"sda", "it cannot be read", ENOMEM}));
+      EXPECT_TRUE(isReady()) << "no collector runs";
+   }
+   rescanAndSettle();
+   EXPECT_EQ(serials(), (Serials{{"X", "Y"}}));
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(unit_.tools().runs().size(), 1U);
+}
+
+TEST_F(ScarceMeansTest, aDeviceThatIsGoneWhenItIsReadIsNoWantOfMeans) {
+   unit_.add(stick());
+   Support::UdevFailure const failure{ENODEV, "/sdb"};
+   devices_->udevSerialToSerialMapIs("X", "Y");
+   start();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_TRUE(serials().empty());
+}
+
+TEST_F(ScarceMeansTest, aToolThatCannotBeStartedForADeviceForgottenMeanwhileLeavesNothingUnclassified) {
+   hdparmKnows("sdc");
+   unit_.add(ssd());
+   unit_.add(sataDisk("sdc", 3, "X", "Kestrel", 468862128));
+   {
+      Support::SpawnFailure const failure{EAGAIN, "/hdparm"};
+      start();
+      // Both are forgotten with the one that goes, and the other cannot be classified now.
+      unit_.vanish("sda");
+      Support::SpawnFailure const all{EAGAIN};
+      sm_->rescan();
+      settle();
+   }
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_EQ(serials(), (Serials{{"X", "Y"}}));
+   EXPECT_EQ(disk("Y").blockDevice, "/dev/sdc");
 }
 
 TEST_F(ScarceMeansTest, aStartThatIsShortOfDescriptorsSaysWhatIsMissing) {

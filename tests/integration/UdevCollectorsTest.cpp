@@ -4,6 +4,7 @@
 #include "StorageDevices/EmmcDiskInfoCollectorSm.h"
 #include "StorageDevices/EusbDiskInfoCollectorSm.h"
 #include "agent/simulation/SimulatedUnit.h"
+#include "runtime/Vorn/Notifiee.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/UdevDevices.h"
@@ -50,6 +51,24 @@ class EmmcCollectorTest : public UdevCollectorTest {
       return UdevCollectorTest::collected(&EmmcDiskInfoCollectorSmIs, card);
    }
    DiskFields collectedCid(std::string_view cid) { return collected(emmcCard("mmcblk0", cid, 1000)); }
+   DiskFields collectedFrom(std::string const & sysPath) {
+      return Support::fieldsOf(
+          *EmmcDiskInfoCollectorSmIs(disk_.make(), udev_.device(sysPath).get())->finalDisk());
+   }
+   // How many lines have been traced when the disk is published.
+   std::size_t tracedBeforeResult(Disk const & card) {
+      unit_.add(card);
+      auto const device = udev_.device(unit_.sysPath(card.name));
+      auto const collector = Pelm::make<EmmcDiskInfoCollectorSm>(disk_.make(), device.get());
+      Vorn::NotifieeConst reactor;
+      reactor.notifierIs(collector);
+      reactor.on<&EmmcCollectorTest::handleResult>(collector->finalDisk, *this);
+      reactor.hasNotificationActiveIs(true);
+      traces_.clear();
+      collector->handleInitialized();
+      unit_.vanish(card.name);
+      return tracedBefore_;
+   }
    DiskFields unchanged() const {
       DiskFields disk = disk_;
       disk.mibType = 3;
@@ -60,6 +79,11 @@ class EmmcCollectorTest : public UdevCollectorTest {
    static std::string signature() {
       return "void StorageDevices::EmmcDiskInfoCollectorSm::handleInitialized()";
    }
+
+ private:
+   void handleResult() { tracedBefore_ = traces_.errors().size(); }
+
+   std::size_t tracedBefore_ = 0;
 };
 
 TEST_F(EmmcCollectorTest, readsModelSerialAndFirmwareFromTheRegister) {
@@ -98,10 +122,32 @@ TEST_F(EmmcCollectorTest, aCardWithoutRegisterIsTraced) {
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
+TEST_F(EmmcCollectorTest, aFailureIsTracedBeforeTheDiskIsPublished) {
+   std::map<std::string, std::string> const errors{
+       {"a", "(size)"}, {std::string(32, 'x'), "(hex)"}, {"", ""}};
+   for (auto const & [cid, kind] : errors) {
+      auto card = emmcCard("mmcblk0", "", 1000);
+      card.serial = "0x1";
+      if (!cid.empty())
+         card.deviceAttributes["cid"] = cid;
+      EXPECT_EQ(tracedBeforeResult(card), 1U) << kind;
+   }
+   EXPECT_EQ(tracedBeforeResult(otherDisk("mmcblk0", "virtual", 1000)), 1U);
+}
+
 TEST_F(EmmcCollectorTest, theRegisterIsTheParentsOfWhateverSubsystem) {
    auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
    disk.deviceAttributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
    EXPECT_EQ(collected(disk).model, "Samsung KSTREL");
+}
+
+TEST_F(EmmcCollectorTest, aRegisterAboveTheParentIsNone) {
+   unit_.addRecording(
+       "P: /devices/host/card/block/mmcblk0\nN: mmcblk0\nE: DEVNAME=/dev/mmcblk0\nE: DEVTYPE=disk\n"
+       "E: SUBSYSTEM=block\n\nP: /devices/host/card\nE: SUBSYSTEM=mmc\n\n"
+       "P: /devices/host\nE: SUBSYSTEM=mmc_host\nA: cid=1501004b535452454c0a00000a1f5ac1\n");
+   EXPECT_EQ(collectedFrom(unit_.sysPath("mmcblk0")), unchanged());
+   EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
 TEST_F(EmmcCollectorTest, aRegisterOfTheDiskItselfIsNone) {

@@ -42,6 +42,9 @@ class CollectorTest : public VirtualTimeTest {
    void start() {
       collector_ = factory_(disk_.make(), tracker_);
       changes_ = std::make_unique<Changes>(collector_->finalDisk);
+      resultReactor_.notifierIs(collector_);
+      resultReactor_.on<&CollectorTest::handleResult>(collector_->finalDisk, *this);
+      resultReactor_.hasNotificationActiveIs(true);
    }
    // Starts a collector and turns the loop until it has published; its record.
    DiskFields collected() {
@@ -53,11 +56,13 @@ class CollectorTest : public VirtualTimeTest {
    DiskFields result() {
       Host::runFor(3600);
       EXPECT_EQ(changes_->count(), 1U) << "the collector must publish exactly once";
+      EXPECT_EQ(tracedBefore_, traces_.lines().size()) << "the collector must trace before it publishes";
       return collector_->finalDisk() ? fieldsOf(*collector_->finalDisk()) : DiskFields{.name = "(none)"};
    }
    // Nobody holds the collector any longer.
    void drop() {
       changes_.reset();
+      resultReactor_.notifierIs(nullptr);
       collector_ = nullptr;
    }
    // The disk as handed in, but for the type.
@@ -77,7 +82,12 @@ class CollectorTest : public VirtualTimeTest {
 
  private:
    using Changes = ChangeRecorder<decltype(StorageDevices::DiskInfoCollectorSm::finalDisk)>;
+
+   void handleResult() { tracedBefore_ = traces_.lines().size(); }
+
    std::unique_ptr<Changes> changes_;
+   std::size_t tracedBefore_ = 0;  // lines, when the disk was published
+   Vorn::NotifieeConst resultReactor_;
 };
 
 }  // namespace Support
