@@ -75,14 +75,14 @@ TEST_F(ApplianceFileErrors, aReadErrorIsOneBehindThoseOfTheWordsBeforeIt) {
 }
 
 TEST_F(ApplianceFileErrors, theLineOfABadWordIsTold) {
-   folder_.fileIs("blockdev", "good drive\n\n[b\n flash\ngood ..\ngood a/b good .\n");
+   folder_.fileIs("blockdev", "good drive\n\n[b\n flash\ngood\n..\ngood a/b good .\n");
    folder_.fileIs("multidrive", "good\ngood [c");
    folder_.fileIs("multidrive_src", "\n\n[d");
    std::string const bad = " is no basic regular expression: correct it";
    std::string const noName = " names no folder below /mnt: write one without slashes that is not . or ..";
    EXPECT_EQ(errors(),
-             (Texts{"/blockdev:3: the pattern [b" + bad, "/blockdev:5: the mount name .." + noName,
-                    "/blockdev:6: the mount name a/b" + noName, "/blockdev:6: the mount name ." + noName,
+             (Texts{"/blockdev:3: the pattern [b" + bad, "/blockdev:6: the mount name .." + noName,
+                    "/blockdev:7: the mount name a/b" + noName, "/blockdev:7: the mount name ." + noName,
                     "/multidrive:2: the pattern [c" + bad, "/multidrive_src:3: the pattern [d" + bad}));
 }
 

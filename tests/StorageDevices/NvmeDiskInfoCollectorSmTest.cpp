@@ -173,6 +173,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Unusable{"elementIsNoObject", printing(listOf("7," + device(identity))), noEntry}),
     [](auto const & unusable) { return std::string{unusable.param.name}; });
 
+TEST_F(NvmeCollectorTest, everythingIsTracedBeforeTheDiskIsPublished) {
+   for (std::string const & script :
+        {std::string{"exit 1"}, std::string{"true"}, printing(listOf(device("")))})
+      EXPECT_FALSE(publishesBeforeItTraces(script)) << script;
+}
+
 TEST_F(NvmeCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    auto const result = collected();

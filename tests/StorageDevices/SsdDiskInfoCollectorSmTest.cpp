@@ -156,6 +156,12 @@ INSTANTIATE_TEST_SUITE_P(
         Unusable{"allBehindANul", "printf '\\0'\n" + printing(identification() + size()), noMatch}),
     [](auto const & unusable) { return std::string{unusable.param.name}; });
 
+TEST_F(SsdCollectorTest, whatIsWrongIsTracedBeforeTheDiskIsPublished) {
+   for (std::string const & script :
+        {std::string{"exit 1"}, std::string{"true"}, printing(identification() + size("4294967296"))})
+      EXPECT_FALSE(publishesBeforeItTraces(script)) << script;
+}
+
 TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    DiskFields const result = collected();

@@ -256,6 +256,18 @@ TEST_F(RescanTest, theRecordUnderAFormerNameGoesAfterARemovalThatNamesTheDisk) {
    EXPECT_EQ(logs_.texts().size(), 2U);
 }
 
+TEST_F(RescanTest, aFormerNameThatIsAnotherDisksNowStays) {
+   knownByTwoNames();
+   unit_.unplug("sda");
+   settle();
+   unit_.tools().exitCodeIs(Tool::hdparm, "sda", 0);
+   unit_.plug(sataDisk("sda", 1, "OTHER", "Kestrel", 468862128));
+   settle();
+   ASSERT_EQ(serials(), (Serials{{"OTHER", "Y"}}));
+   rescanAndSettle();
+   EXPECT_TRUE(has("Y"));
+}
+
 TEST_F(RescanTest, aDiskThatIsKnownByItsFormerNameAgainKeepsIt) {
    unit_.add(ssd());
    startAndSettle();
