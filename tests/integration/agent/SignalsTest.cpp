@@ -111,10 +111,13 @@ TEST_F(AgentSignalsTest, ASigtermAtAnyMomentOfTheStartLeavesNothing) {
 }
 
 TEST_F(AgentSignalsTest, AConfigurationComesThroughAPipe) {
-   Output const checked =
-       runProgram("check-config --config /dev/stdin", "cat " + folder.string() + "/agent.toml | ");
-   EXPECT_EQ(checked.exitCode, 0);
-   EXPECT_TRUE(checked.text.starts_with("/dev/stdin: good\n")) << checked.text;
+   // The latter as shells name the pipe that stands for a command's output.
+   for (std::string const name : {"/dev/stdin", "/dev/fd/0"}) {
+      Output const checked =
+          runProgram("check-config --config " + name, "cat " + folder.string() + "/agent.toml | ");
+      EXPECT_EQ(checked.exitCode, 0);
+      EXPECT_TRUE(checked.text.starts_with(name + ": good\n")) << checked.text;
+   }
 }
 
 TEST_F(AgentSignalsTest, AConfigurationThatNeverComesHoldsNoStart) {
