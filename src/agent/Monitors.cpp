@@ -106,6 +106,7 @@ void Monitors::startKernelErrors() {
       kernelErrors_ = nullptr;
       return;
    }
+   clockWatch_.emplace(entities_.kernelErrors);
    startForwarding();
 }
 
@@ -125,6 +126,7 @@ void Monitors::makeForwarder() {
    try {
       kernelForwarder_ = std::make_unique<KernelForwarder>(
           config_.kernelMessages, [this](std::string const & text) { notice_(severityWarning, text); });
+      kernelForwarder_->beforeLineIs([this] { clockWatch_->check(); });
    } catch (std::system_error const & error) {
       notice_(severityError, explained(error) + " (no kernel messages are forwarded)");
    }
