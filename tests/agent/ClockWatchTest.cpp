@@ -23,13 +23,6 @@ class ClockWatchTest : public Support::VirtualTimeTest {
           info, devices, Pelm::String{folder.string() + "/kernelmessages"});
    }
 
-   // The wall clock is set; framework time goes on as it was.
-   void setBy(double span) {
-      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(),
-                                                        Vorn::System::currentTimeUtc() + Vorn::Seconds{span});
-      time = source.get();
-      Host::timeSourceIs(std::move(source));
-   }
    // How many messages an error gives.
    std::size_t error() {
       logs.clear();
@@ -48,7 +41,7 @@ class ClockWatchTest : public Support::VirtualTimeTest {
 
 TEST_F(ClockWatchTest, ADiskIsNotSilencedByAClockThatWasSetBack) {
    ASSERT_EQ(error(), 1U);
-   setBy(-30 * day);
+   wallClockJumpsBy(-30 * day);
    EXPECT_EQ(error(), 0U) << "it has not been noticed yet";
    Host::runFor(61);
    EXPECT_EQ(timestamp(), 0);
@@ -59,7 +52,7 @@ TEST_F(ClockWatchTest, ADiskIsNotSilencedByAClockThatWasSetBack) {
 
 TEST_F(ClockWatchTest, AMessageCanBeForestalled) {
    ASSERT_EQ(error(), 1U);
-   setBy(-30 * day);
+   wallClockJumpsBy(-30 * day);
    clockWatch.check();
    EXPECT_EQ(error(), 1U);
 }
@@ -68,7 +61,7 @@ TEST_F(ClockWatchTest, WhatWasLoggedBeforeTheTimeThatItIsNowStays) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    Host::runFor(3 * 3600);
-   setBy(-3600);
+   wallClockJumpsBy(-3600);
    Host::runFor(61);
    EXPECT_EQ(timestamp(), logged);
    EXPECT_EQ(error(), 0U);
@@ -78,7 +71,7 @@ TEST_F(ClockWatchTest, CorrectionsChangeNothing) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    for (int i = 0; i < 100; ++i) {
-      setBy(-0.5);
+      wallClockJumpsBy(-0.5);
       clockWatch.check();
    }
    EXPECT_EQ(timestamp(), logged);
@@ -87,7 +80,7 @@ TEST_F(ClockWatchTest, CorrectionsChangeNothing) {
 TEST_F(ClockWatchTest, AClockSetForwardOrASuspensionChangesNothing) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
-   setBy(100);
+   wallClockJumpsBy(100);
    Host::runFor(61);
    time->jumpBy(1000);
    Host::runFor(61);
