@@ -78,6 +78,11 @@ class ErrWatcher : public Support::VirtualTimeTest {
       Host::turn();
    }
    Pelm::Ptr<StorageDevErrorSyslogInfo> record(char const * serial) const { return info_->fsList(serial); }
+   // The fixed disk is pulled, and that one is plugged.
+   void fixedDiskBecomes(DiskFields const & next) const {
+      devices_->diskDel("KS0001");
+      next.writeTo(*devices_);
+   }
 
    Support::TempDir folder_;
    std::string path_ = folder_.string() + "/kernelmessages";
@@ -165,10 +170,7 @@ TEST_F(ErrWatcher, notesTheTimeBeforeItLogs) {
 
 TEST_F(ErrWatcher, namesTheBlockDeviceOfTheRecordNotOfTheDiskAsItIsNow) {
    start();
-   devices_->diskDel("KS0001");
-   DiskFields back = sata_;
-   back.blockDevice = "/dev/sdc";
-   back.writeTo(*devices_);
+   fixedDiskBecomes({.blockDevice = "/dev/sdc"});
    line("blk_update_request: I/O error, dev sdc, sector 1");
    ASSERT_EQ(logs_.messages().size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/sda");
@@ -420,12 +422,7 @@ TEST_F(ErrWatcher, removingARemovableDiskDeletesItsRecordAndAFixedOneIsCounted) 
 TEST_F(ErrWatcher, aDiskThatComesBackKeepsItsDayAndRefreshesItsRecord) {
    start();
    line("ata2: hard resetting link");
-   devices_->diskDel("KS0001");
-   DiskFields back = sata_;
-   back.blockDevice = "/dev/sdc";
-   back.model = "other";
-   back.firmwareRevision = "KF2";
-   back.writeTo(*devices_);
+   fixedDiskBecomes({.blockDevice = "/dev/sdc", .model = "other", .firmwareRevision = "KF2"});
    EXPECT_EQ(record("KS0001")->kernelDevName(), "sdc");
    EXPECT_EQ(record("KS0001")->firmwareRevision(), "KF2");
    EXPECT_EQ(record("KS0001")->model(), "Kestrel_S2");
@@ -447,10 +444,7 @@ TEST_F(ErrWatcher, recordsOfAnEarlierRunAgreeWithTheDisksAfterTheStart) {
 
 TEST_F(ErrWatcher, aNameThatPassedToAnotherDiskIsTheConnectedOnes) {
    start();
-   devices_->diskDel("KS0001");
-   DiskFields next = sata_;
-   next.name = "KS0002";
-   next.writeTo(*devices_);
+   fixedDiskBecomes({.name = "KS0002"});
    line("blk_update_request: I/O error, dev sda, sector 1");
    ASSERT_EQ(logs_.messages().size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[1], "KS0002");
