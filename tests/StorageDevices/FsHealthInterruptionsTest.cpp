@@ -107,7 +107,10 @@ constexpr Way ways[] = {
 
 class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
  protected:
-   FsHealthInterruptions() { Host::turn(); }
+   FsHealthInterruptions() {
+      Host::turn();  // opens what the loop itself holds
+      before_ = Support::openDescriptors();
+   }
 
    void make() {
       fs::remove_all(mountPoint_);
@@ -140,6 +143,12 @@ class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::W
       if (machine.fsHealthSmFd()->descriptor() >= 0)
          (machine.*phase)();
    }
+   void expectStopped() const {
+      EXPECT_EQ(machine_->state(), State{State::cleanup});
+      EXPECT_FALSE(machine_->running());
+      EXPECT_EQ(machine_->testClock()->timeMin(), Vorn::Seconds::infinity());
+      EXPECT_EQ(Support::openDescriptors(), before_);
+   }
    // Interrupts each notification of a run in turn; `check` is told after each. How many there were.
    template <class Action, class Check>
    int interruptEach(Action const & action, Check const & check) {
@@ -165,15 +174,12 @@ class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::W
    fs::path mountPoint_ = folder_.path() / "mount";
    Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
    Pelm::Ptr<FsHealthSm> machine_;
-   std::vector<int> before_ = Support::openDescriptors();
+   std::vector<int> before_;
 };
 
 TEST_P(FsHealthInterruptions, StopItForGood) {
    auto const check = [this](Interruption const & interruption) {
-      EXPECT_EQ(machine_->state(), State{State::cleanup});
-      EXPECT_FALSE(machine_->running());
-      EXPECT_EQ(machine_->testClock()->timeMin(), Vorn::Seconds::infinity());
-      EXPECT_EQ(Support::openDescriptors(), before_);
+      expectStopped();
       int const heard = interruption.notifications();
       Host::runFor(2 * day);
       EXPECT_EQ(interruption.notifications(), heard) << "it went on";
@@ -197,6 +203,45 @@ TEST_P(FsHealthInterruptions, StopAndStartItAgain) {
       machine_->start();
    };
    EXPECT_GT(interruptEach(restart, check), 4);
+}
+
+TEST_P(FsHealthInterruptions, StartItWhileItStops) {
+   int notified = 0;
+   for (double const into : {0.0, 302.0, 602.0})
+      for (int at = 1;; ++at) {
+         make();
+         machine_->start();
+         Host::runFor(into);
+         Interruption const interruption{*machine_, at, [this] { machine_->start(); }};
+         machine_->stop();
+         if (interruption.notifications() < at)
+            break;
+         SCOPED_TRACE(std::to_string(into) + " s, " + std::to_string(at));
+         ++notified;
+         EXPECT_TRUE(machine_->running());
+         EXPECT_NE(machine_->state(), State{State::cleanup});
+         bool const parked = machine_->state() == State::setup;
+         EXPECT_EQ(parked, machine_->testClock()->timeMin() == Vorn::Seconds::infinity());
+         machine_->stop();
+         EXPECT_EQ(Support::openDescriptors(), before_);
+      }
+   EXPECT_GT(notified, 4);
+}
+
+TEST_P(FsHealthInterruptions, StopItWhileItStartsAgain) {
+   int notified = 0;
+   for (int at = 1;; ++at) {
+      make();
+      machine_->stop();
+      Interruption const interruption{*machine_, at, [this] { machine_->stop(); }};
+      machine_->start();
+      if (interruption.notifications() < at)
+         break;
+      SCOPED_TRACE(at);
+      ++notified;
+      expectStopped();
+   }
+   EXPECT_GT(notified, 2);
 }
 
 TEST_P(FsHealthInterruptions, LetGoOfIt) {

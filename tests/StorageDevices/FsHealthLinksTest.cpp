@@ -82,6 +82,7 @@ class FsHealthLinks : public Support::VirtualTimeTest {
  protected:
    FsHealthLinks() {
       Host::turn();  // opens what the loop itself holds
+      before_ = Support::openDescriptors();
       fs::create_directory(elsewhere_);
       folder_.fileIs("elsewhere/precious", precious_);
       fs::create_directory(mountPoint_);
@@ -135,7 +136,7 @@ class FsHealthLinks : public Support::VirtualTimeTest {
    Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
    Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
    Pelm::Ptr<FsHealthSm> machine_;
-   std::vector<int> before_ = Support::openDescriptors();
+   std::vector<int> before_;
 };
 
 // What may stand in the place of the file.
@@ -289,6 +290,24 @@ TEST_F(FsHealthLinks, AFifoThatSomebodyReadsTellsThemNothing) {
 TEST_F(FsHealthLinks, APlainFileThatSomebodyPutThereIsUsed) {
    machine_->start();
    replace(cookie(), [](fs::path const & place) { std::ofstream{place} << "another"; });
+   Host::runFor(601);
+   expectHealthy();
+   EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
+}
+
+TEST_F(FsHealthLinks, ALongerFileThatSomebodyPutThereIsNotCutShort) {
+   machine_->start();
+   replace(cookie(), [this](fs::path const & place) { std::ofstream{place} << precious_; });
+   Host::runFor(601);
+   expectHealthy();
+   EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str() + precious_.substr(blockSize));
+}
+
+TEST_F(FsHealthLinks, TheMountPointItselfMayBeALink) {
+   fs::path const link = folder_.path() / "link";
+   fs::create_directory_symlink(mountPoint_, link);
+   watch(link);
+   machine_->start();
    Host::runFor(601);
    expectHealthy();
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
