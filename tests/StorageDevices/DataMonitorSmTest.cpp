@@ -188,14 +188,23 @@ TEST_F(PollingMonitor, tracesTheKindOfDataThatItPolls) {
    EXPECT_EQ(traces_.texts(7), Serials{"polling the List data"});
 }
 
-TEST_F(PollingMonitor, tracesADiskBeforeItLooksWhetherItHasData) {
-   data_ = {"A"};
+TEST_F(PollingMonitor, tracesEachKeyBeforeItLooksAtTheDisk) {
+   data_ = {"A", "gone"};
    plug("A");
+   plug("B");
    start();
-   std::vector<int> levels;
+   Serials texts;
    for (auto const & line : traces_.lines())
-      levels.push_back(line.level);
-   EXPECT_EQ(levels, (std::vector<int>{7, 2, 7})) << "next key, in the disk collection, already processed";
+      texts.push_back(line.facility + "/" + std::to_string(line.level) + " " + line.text);
+   std::string const detail = "StorageDataMonitorSm/7 ";
+   std::string const event = "StorageDataMonitorSm/2 ";
+   EXPECT_EQ(texts, (Serials{detail + "devices(), next key: A", event + "A is in the disk collection",
+                             detail + "devices(), next key: B", event + "B is in the disk collection",
+                             event + "Adding B to the relevant *Data collection",
+                             detail + "data(), next key: A was already processed through devices()",
+                             detail + "data(), next key: gone",
+                             event + "Deleting gone from its associated *Data collection",
+                             detail + "data(), next key: B was already processed through devices()"}));
 }
 
 // Notes what a poll has done when it is counted.

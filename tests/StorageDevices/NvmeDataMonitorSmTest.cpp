@@ -108,6 +108,35 @@ TEST_F(NvmeMonitor, aRunWhoseChildIsNotIdleDoesNothingAndAnotherClearsItsArgumen
        Support::soon([&] { return busy->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
 }
 
+TEST_F(NvmeMonitor, aRunHasEachArgumentByItself) {
+   auto const process = Pelm::make<NvmeCliProcess>(tracker_, "N1");
+   process->run("/dev/nvme0n1");
+   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   Texts arguments;
+   for (Pelm::String const & argument : process->sm()->arg)
+      arguments.push_back(argument.str());
+   EXPECT_EQ(arguments, (Texts{"nvme", "smart-log", "--output-format=json", "/dev/nvme0n1"}));
+}
+
+// Notes whether the run is still there when something is filed.
+struct RunWatcher {
+   void handleTemperature() { isGone = monitor->nvmeCliProcess.empty() && monitor->nvmeCliReactor.empty(); }
+   Pelm::Ptr<NvmeDataMonitorSm> monitor;
+   bool isGone = false;
+   Vorn::NotifieeConst reactor;
+};
+
+TEST_F(NvmeMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
+   plug();
+   start();
+   RunWatcher watcher{monitor_, false, {}};
+   watcher.reactor.notifierIs(record());
+   watcher.reactor.on<&RunWatcher::handleTemperature>(record()->temperatureCelsius, watcher);
+   watcher.reactor.hasNotificationActiveIs(true);
+   poll();
+   EXPECT_TRUE(watcher.isGone);
+}
+
 TEST_F(NvmeMonitor, aZombieFilesNothingOfARunInFlight) {
    plug();
    start();

@@ -123,6 +123,15 @@ TEST_F(NvmeSmartLogTest, aLaterLogOverwritesEveryField) {
    EXPECT_EQ(traces.errors().size(), std::size(logFields));
 }
 
+TEST_F(NvmeSmartLogTest, fieldsAreFiledInTheOrderOfTheLog) {
+   read("{}");
+   std::vector<std::string> expected;
+   for (auto const & field : logFields)
+      expected.push_back(std::string{NaiveHealth::logTraceStart} + field.key +
+                         " does not exist in nvme smart-log output");
+   EXPECT_EQ(traces.errors(), expected);
+}
+
 TEST_F(NvmeSmartLogTest, tellsSubscribersOfWhatChangedAlone) {
    read(fullLog);
    Support::ChangeRecorder const hours(record->powerOnHours);

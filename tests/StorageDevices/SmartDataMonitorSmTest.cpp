@@ -95,6 +95,14 @@ class SmartMonitor : public Support::ToolMonitorTest {
    Pelm::Ptr<SmartDataMonitorSm> monitor_;
 };
 
+// Notes what of a record is told, in its order.
+struct RecordWatcher {
+   void handleVerdict() { told.emplace_back("verdict"); }
+   void handleHours() { told.emplace_back("attributes"); }
+   Texts told;
+   Vorn::NotifieeConst reactor;
+};
+
 TEST_F(SmartMonitor, runsTheToolOncePerPollAndFilesItsReport) {
    plug();
    start();
@@ -208,6 +216,28 @@ TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
    EXPECT_TRUE(traces_.errors().empty());
    EXPECT_EQ(traces_.texts(2),
              Texts{std::string{handler} + " Could not obtain SMART attributes for /dev/sda"});
+}
+
+TEST_F(SmartMonitor, withoutEitherTheMissingVerdictIsTracedFirst) {
+   EXPECT_EQ(contentAfter("{}"), healthyContent);
+   std::string const start = handler;
+   EXPECT_EQ(
+       traces_.lines(),
+       (std::vector<Support::TraceRecorder::Line>{
+           {"StorageSmartDataMonitorSm", 0, start + " Could not obtain health status for /dev/sda"},
+           {"StorageSmartDataMonitorSm", 2, start + " Could not obtain SMART attributes for /dev/sda"}}));
+}
+
+TEST_F(SmartMonitor, theVerdictIsFiledBeforeTheAttributes) {
+   plug();
+   start();
+   RecordWatcher watcher;
+   watcher.reactor.notifierIs(record());
+   watcher.reactor.on<&RecordWatcher::handleVerdict>(record()->healthStatusOk, watcher);
+   watcher.reactor.on<&RecordWatcher::handleHours>(record()->powerOnHours, watcher);
+   watcher.reactor.hasNotificationActiveIs(true);
+   poll();
+   EXPECT_EQ(watcher.told, (Texts{"verdict", "attributes"}));
 }
 
 TEST_F(SmartMonitor, anEmptyTableEmptiesTheAttributes) {
@@ -374,6 +404,21 @@ TEST_F(SmartMonitor, aRunWhoseChildIsNotIdleDoesNothing) {
    process->run("/dev/sda", false);
    EXPECT_FALSE(process->started());
    EXPECT_TRUE(runs().empty());
+}
+
+TEST_F(SmartMonitor, aRunHasEachArgumentByItself) {
+   auto const argumentsOf = [&](bool scsi) {
+      auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
+      process->run("/dev/sda", scsi);
+      EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+      Texts arguments;
+      for (Pelm::String const & argument : process->sm()->arg)
+         arguments.push_back(argument.str());
+      return arguments;
+   };
+   EXPECT_EQ(argumentsOf(true),
+             (Texts{"smartctl", "--json=c", "--offlineauto=on", "-HA", "-d", "scsi", "/dev/sda"}));
+   EXPECT_EQ(argumentsOf(false), (Texts{"smartctl", "--json=c", "--offlineauto=on", "-HA", "/dev/sda"}));
 }
 
 TEST_F(SmartMonitor, aRunClearsItsArgumentsFirst) {

@@ -177,13 +177,17 @@ TEST_F(Children, RunThatClosesItsOutputsLastsUntilItsEnd) {
 }
 
 TEST_F(Children, GrandchildThatKeepsAnOutputIsKilledAfterAShortGrace) {
-   auto const done = shell("sleep 1000 & echo $!");
-   EXPECT_EQ(done->process->state(), State::finished);
-   EXPECT_EQ(done->process->exitCode(), 0);
-   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
-   pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
-   ASSERT_GT(grandchild, 0);
-   EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
+   for (char const * const keepsBothOrOne :
+        {"sleep 1000 & echo $!", "sleep 1000 2>&- & echo $!", "sleep 1000 >&- & echo $!"}) {
+      auto const done = shell(keepsBothOrOne);
+      EXPECT_EQ(done->process->state(), State::finished);
+      EXPECT_EQ(done->process->exitCode(), 0);
+      EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{0.5}) << keepsBothOrOne;
+      EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
+      pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
+      ASSERT_GT(grandchild, 0);
+      EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); })) << keepsBothOrOne;
+   }
 }
 
 TEST_F(Children, GrandchildInASessionOfItsOwnCannotHoldTheRunEither) {
@@ -199,6 +203,8 @@ TEST_F(Children, GrandchildInASessionOfItsOwnCannotHoldTheRunEither) {
 TEST_F(Children, GrandchildThatFinishesWithinTheGraceIsHeard) {
    auto const done = shell("(sleep 0.1; echo late) & echo early");
    EXPECT_EQ(done->process->stdoutBuffer(), "early\nlate\n");
+   auto const onOneOutput = shell("(sleep 0.1; echo late >&2) >&- & echo early >&2");
+   EXPECT_EQ(onOneOutput->process->stderrString(), "early\nlate\n");
 }
 
 TEST_F(Children, ProgramThatIsNotThereFailsFromALaterTurn) {
