@@ -79,7 +79,7 @@ std::string inWords(KernelForm form, std::string_view line, std::string const & 
    std::string const whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
    if (isRead(whole))
       return whole;
-   std::string const bare = head + toldInLibrarysWords(match.device, {});
+   std::string const bare = head + quotedInLibrarysWords(match.device, {});
    return isRead(bare) ? bare : silent(line);
 }
 

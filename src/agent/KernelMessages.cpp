@@ -72,13 +72,13 @@ std::string inLibrarysWords(KernelForm form, std::string_view text, KernelMatch 
          return joined({match.device, ": device descriptor read", behind});
       case KernelForm::usbReset:
          return joined({match.device, ": reset super-speed USB device number ", match.event});
-      case KernelForm::told:
-         return toldInLibrarysWords(match.device, text);
+      case KernelForm::quoted:
+         return quotedInLibrarysWords(match.device, text);
    }
    return {};
 }
 
-std::string toldInLibrarysWords(std::string_view device, std::string_view text) {
+std::string quotedInLibrarysWords(std::string_view device, std::string_view text) {
    return joined({"storage (", device, "): This should not happen: ", text});
 }
 

@@ -25,7 +25,7 @@ enum class KernelForm {
    ata,        // ata3: failed command: ...
    usb,        // usb 1-2: device descriptor read: ...
    usbReset,   // usb 1-2: reset super-speed USB device number 4
-   told        // storage (sda): This should not happen: ...
+   quoted      // storage (sda): This should not happen: the kernel's whole line
 };
 
 struct KernelMessage {
@@ -66,6 +66,6 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
 std::string inLibrarysWords(KernelForm form, std::string_view text, KernelMatch const & match);
 
 // The last of the forms, for any device.
-std::string toldInLibrarysWords(std::string_view device, std::string_view text);
+std::string quotedInLibrarysWords(std::string_view device, std::string_view text);
 
 }  // namespace Agent

@@ -34,59 +34,70 @@ constexpr KernelMessage requests[]{
 constexpr KernelMessage buffers[]{
     {"Buffer I/O error on <device|dev> %dev, logical block %num", buffer,
      "Buffer I/O error on dev sda1, logical block 77, lost async page write", "sda"},
-    {"lost page write due to I/O error on %dev%end", told, "lost page write due to I/O error on sdb1", "sdb"},
+    {"lost page write due to I/O error on %dev%end", quoted, "lost page write due to I/O error on sdb1",
+     "sdb"},
+};
+
+// The check sums that travel with the data, of a disk formatted with them.
+constexpr KernelMessage protections[]{
+    {"%dev: <ref|guard> tag error at <location|sector> %num", quoted,
+     "sdb: guard tag error at sector 2048 (rcvd 1a2b, want 3c4d)", "sdb"},
 };
 
 constexpr KernelMessage nodes[]{
-    {"VFS: Dirty inode writeback failed for block device %dev (err=%num)", told,
+    {"VFS: Dirty inode writeback failed for block device %dev (err=%num)", quoted,
      "VFS: Dirty inode writeback failed for block device sda1 (err=-5).", "sda"},
 };
 
 constexpr KernelMessage writebacks[]{
-    {"%pool: writeback error on <inode|sector> %num", told,
+    {"%pool: writeback error on <inode|sector> %num", quoted,
      "sda1: writeback error on inode 131, offset 0, sector 2048", "sda"},
 };
 
 constexpr KernelMessage partitionTables[]{
-    {"%dev:< |>unable to read partition table", told, " sda: unable to read partition table", "sda"},
+    {"%dev:< |>unable to read partition table", quoted, " sda: unable to read partition table", "sda"},
 };
 
 constexpr KernelMessage rigidDiskBlocks[]{
-    {"<Dev|dev> %dev: unable to read RDB block %num", told, "Dev sdb: unable to read RDB block 0", "sdb"},
-    {"<Dev|dev> %dev: unable to read partition block %num", told, "Dev sdb: unable to read partition block 4",
-     "sdb"},
+    {"<Dev|dev> %dev: unable to read RDB block %num", quoted, "Dev sdb: unable to read RDB block 0", "sdb"},
+    {"<Dev|dev> %dev: unable to read partition block %num", quoted,
+     "Dev sdb: unable to read partition block 4", "sdb"},
 };
 
 constexpr KernelMessage networkDisks[]{
-    {"Receive <control|data> failed (result %num)", told, "block nbd0: Receive control failed (result -104)",
-     "nbd0"},
-    {"Send <control|data> failed (result %num)", told, "block nbd0: Send data failed (result -32)", "nbd0"},
-    {"Request send failed", told, "block nbd0: Request send failed, requeueing", "nbd0"},
-    {"Connection timed out", told, "block nbd0: Connection timed out, retrying (0/1 alive)", "nbd0"},
-    {"Possible stuck request", told,
+    {"Receive <control|data> failed (result %num)", quoted,
+     "block nbd0: Receive control failed (result -104)", "nbd0"},
+    {"Send <control|data> failed (result %num)", quoted, "block nbd0: Send data failed (result -32)", "nbd0"},
+    {"Request send failed", quoted, "block nbd0: Request send failed, requeueing", "nbd0"},
+    {"Connection timed out", quoted, "block nbd0: Connection timed out, retrying (0/1 alive)", "nbd0"},
+    {"Possible stuck request", quoted,
      "block nbd0: Possible stuck request 000000008a1e5c7d: control (read@0,4096B). Runtime 30 seconds",
      "nbd0"},
-    {"Other side returned error (%num)", told, "block nbd0: Other side returned error (5)", "nbd0"},
-    {"Attempted send on <closed|invalid> socket", told, "block nbd0: Attempted send on invalid socket",
-     "nbd0"},
-    {"Dead connection, failed to find a fallback", told,
+    {"Other side returned error (%num)", quoted, "block nbd0: Other side returned error (5)", "nbd0"},
+    {"<Unexpected|Suspicious|Double> reply ", quoted,
+     "block nbd0: Double reply on req 000000008a1e5c7d, cmd_cookie 8, handle cookie 7", "nbd0"},
+    {"Attempted <send|recv> on <closed|invalid> socket", quoted,
+     "block nbd0: Attempted send on invalid socket", "nbd0"},
+    {"Dead connection, failed to find a fallback", quoted,
      "block nbd0: Dead connection, failed to find a fallback", "nbd0"},
-    {"Wrong magic (%any)", told, "block nbd0: Wrong magic (0x12345678)", "nbd0"},
+    {"Wrong magic (%any)", quoted, "block nbd0: Wrong magic (0x12345678)", "nbd0"},
 };
 
 constexpr KernelMessage multipathDisks[]{
-    {"no available path - failing I/O", told, "block nvme0n1: no available path - failing I/O", "nvme0n1"},
+    {"no <available path|path available> - failing I/O", quoted,
+     "block nvme0n1: no available path - failing I/O", "nvme0n1"},
 };
 
 // Of kernels before 5.14.
 constexpr KernelMessage ideDisks[]{
-    {"%dev: %name: error=0x%hex { ", told,
+    {"%dev: %name: error=0x%hex { ", quoted,
      "hda: dma_intr: error=0x40 { UncorrectableError }, LBAsect=1953525, sector=1953520", "hda"},
 };
 
 constexpr KernelMessageGroup groups[]{
     {"block/blk-core.c, blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
-    {"fs/buffer.c", "", buffers},
+    {"fs/buffer.c, fs/ext4/page-io.c", "", buffers},
+    {"block/t10-pi.c", "", protections},
     {"fs/block_dev.c, block/bdev.c", "", nodes},
     {"fs/iomap/buffered-io.c", "", writebacks},
     {"block/partitions/check.c, core.c", "", partitionTables},

@@ -64,11 +64,11 @@ constexpr KernelMessage errors[]{
 constexpr KernelMessage journalErrors[]{
     {" in %any: <Out of memory|error 28>%end", nobody,
      "EXT4-fs error (device sda1) in ext4_dirty_inode:5989: Out of memory", ""},
-    {" in %any: Journal has aborted", told,
+    {" in %any: Journal has aborted", quoted,
      "EXT4-fs error (device sda1) in ext4_reserve_inode_write:5797: "
      "Journal has aborted",
      "sda"},
-    {" in %any: Readonly filesystem", told,
+    {" in %any: Readonly filesystem", quoted,
      "EXT4-fs error (device sda1) in ext4_dirty_inode:5989: Readonly filesystem", "sda"},
 };
 
@@ -78,94 +78,103 @@ constexpr KernelMessage everyError[]{
 };
 
 constexpr KernelMessage functionErrors[]{
-    {" in ", told, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
+    {" in ", quoted, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
 };
 
 // Those that the journal's failure brings about are the pool's, not the file system's.
 constexpr KernelMessage consequences[]{
     {"Remounting filesystem read-only", asIs, "EXT4-fs (sda1): Remounting filesystem read-only", "sda"},
-    {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", told,
+    {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", quoted,
      "EXT4-fs (sda1): ext4_do_writepages: jbd2_start: 2017 pages, ino 852052; err -5", "sda"},
-    {"error loading journal", told, "EXT4-fs (sda1): error loading journal", "sda"},
+    {"error loading journal", quoted, "EXT4-fs (sda1): error loading journal", "sda"},
     {"Delayed block allocation failed %any with error 28%end", nobody,
      "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
      "with error 28",
      ""},
-    {"Delayed block allocation failed", told,
+    {"Delayed block allocation failed", quoted,
      "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
      "with "
      "error 5",
      "sda"},
     {"This should not happen!!", asIs, "EXT4-fs (sda1): This should not happen!! Data will be lost", "sda"},
-    {"failed to convert unwritten extents", told,
+    {"failed to convert unwritten extents", quoted,
      "EXT4-fs (sda1): failed to convert unwritten extents to written extents -- potential data loss!", "sda"},
-    {"error restoring inline_data", told,
+    {"error restoring inline_data", quoted,
      "EXT4-fs (sda1): error restoring inline_data for inode -- potential data loss! (inode 12, error -30)",
      "sda"},
 };
 
 constexpr KernelMessage superBlocks[]{
-    {"I/O error while writing superblock", told, "EXT4-fs (sda1): I/O error while writing superblock", "sda"},
-    {"previous I/O error to superblock", told, "EXT4-fs (sda1): previous I/O error to superblock detected",
+    {"I/O error while writing superblock", quoted, "EXT4-fs (sda1): I/O error while writing superblock",
      "sda"},
-    {"unable to read superblock", told, "EXT4-fs (sda1): unable to read superblock", "sda"},
-    {"unable to read inode", asIs, "EXT4-fs (sda1): unable to read inode block", "sda"},
-    {"can't read <group descriptor|superblock>", told, "EXT4-fs (sda1): can't read group descriptor 12",
+    {"previous I/O error to superblock", quoted, "EXT4-fs (sda1): previous I/O error to superblock detected",
      "sda"},
-    {"Invalid checksum for backup superblock", told,
+    {"unable to read superblock", quoted, "EXT4-fs (sda1): unable to read superblock", "sda"},
+    {"can't read <group descriptor|superblock|descriptor>", quoted,
+     "EXT4-fs (sda1): can't read group descriptor 12", "sda"},
+    {"Invalid checksum for backup superblock", quoted,
      "EXT4-fs (sda5): Invalid checksum for backup superblock 1605632", "sda"},
-    {"VFS: Found ext4 filesystem with invalid superblock checksum", told,
+    {"VFS: Found ext4 filesystem with invalid superblock checksum", quoted,
      "EXT4-fs (sda1): VFS: Found ext4 filesystem with invalid superblock checksum.  Run e2fsck?", "sda"},
-    {"group descriptors corrupted", told, "EXT4-fs (sda1): group descriptors corrupted!", "sda"},
-    {"ext4_check_descriptors: ", told,
+    {"group descriptors corrupted", quoted, "EXT4-fs (sda1): group descriptors corrupted!", "sda"},
+    {"journal bmap failed: block ", quoted, "EXT4-fs (sda1): journal bmap failed: block 12 ret -5", "sda"},
+    {"discard request in group:%num block:%num count:%num failed with ", quoted,
+     "EXT4-fs (sda1): discard request in group:3 block:12 count:8 failed with -5", "sda"},
+    {"<ext4_check_descriptors|ext4_remount>: ", quoted,
      "EXT4-fs (sda1): ext4_check_descriptors: Checksum for group 0 failed (4711!=815)", "sda"},
-    {"<get root inode failed|corrupt root inode>", told, "EXT4-fs (sda1): get root inode failed", "sda"},
-    {"failed to initialize system zone", told, "EXT4-fs (sda1): failed to initialize system zone (-117)",
+    {"<get root inode failed|get orphan inode failed|corrupt root inode>", quoted,
+     "EXT4-fs (sda1): get root inode failed", "sda"},
+    {"failed to initialize system zone", quoted, "EXT4-fs (sda1): failed to initialize system zone (-117)",
      "sda"},
 };
 
 // "sda1-8": the journal's device and its inode, without which the journal has a device of its own.
 constexpr KernelMessage journals[]{
-    {"Aborting journal on device %dev<-%num|><.|>%end", told, "Aborting journal on device mmcblk0p2-8.",
+    {"Aborting journal on device %dev<-%num|><.|>%end", quoted, "Aborting journal on device mmcblk0p2-8.",
      "mmcblk0"},
-    {"JBD2: Detected IO errors <%num |>while flushing file data on %dev<-%num|><.|>%end", told,
+    {"JBD2: Detected IO errors <%num |>while flushing file data on %dev<-%num|><.|>%end", quoted,
      "JBD2: Detected IO errors while flushing file data on sda1-8", "sda"},
-    {"JBD2: I/O error when updating journal superblock for %dev<-%num|><.|>%end", told,
+    {"JBD2: previous I/O error detected for journal superblock update for %dev<-%num|><.|>%end", quoted,
+     "JBD2: previous I/O error detected for journal superblock update for sda1-8.", "sda"},
+    {"JBD2: journal transaction %num on %dev<-%num|> is corrupt", quoted,
+     "JBD2: journal transaction 12 on sdb1 is corrupt.", "sdb"},
+    {"%name: journal block not found at offset %num on %dev<-%num|>%end", quoted,
+     "jbd2_journal_bmap: journal block not found at offset 12 on sda1-8", "sda"},
+    {"JBD2: I/O error when updating journal superblock for %dev<-%num|><.|>%end", quoted,
      "JBD2: I/O error when updating journal superblock for sda1-8.", "sda"},
-    {"JBD2: Error %num detected when updating journal superblock for %dev<-%num|><.|>%end", told,
-     "JBD2: Error -5 detected when updating journal superblock for sda1-8.", "sda"},
+    {"JBD2: <Error %num|I/O error> detected when updating journal superblock for %dev<-%num|><.|>%end",
+     quoted, "JBD2: Error -5 detected when updating journal superblock for sda1-8.", "sda"},
 };
 
 // It says "error" also of what is no ext2 file system, or one that it cannot mount.
 constexpr KernelMessage ext2Errors[]{
-    {"error: %name: ", told, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2",
+    {"error: %name: ", quoted, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2",
      "sda"},
-    {"error: <unable to read |corrupt root inode|get root inode failed|group descriptors corrupted>", told,
+    {"error: <unable to read |corrupt root inode|get root inode failed|group descriptors corrupted>", quoted,
      "EXT2-fs (sda1): error: unable to read superblock", "sda"},
     {"error: ", nobody,
      "EXT2-fs (sda1): error: couldn't mount because of unsupported optional features (240)", ""},
-    {"previous I/O error to superblock", told, "EXT2-fs (sda1): previous I/O error to superblock detected",
+    {"previous I/O error to superblock", quoted, "EXT2-fs (sda1): previous I/O error to superblock detected",
      "sda"},
 };
 
-// Of kernels before 4.3, which had a driver of its own.
-constexpr KernelMessage ext3Errors[]{
-    {"EXT3-fs error (device %fs): ", told,
-     "EXT3-fs error (device sda1): ext3_get_inode_loc: unable to read inode block", "sda"},
+// Which names the block device, and the inode by its number.
+constexpr KernelMessage ext2Inodes[]{
+    {"IO error syncing ext2 inode [%dev:%hex]", quoted, "IO error syncing ext2 inode [sda1:0000000c]", "sda"},
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c, balloc.c, ialloc.c, ioctl.c, ext4.h",
+    {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c, balloc.c, ialloc.c, ioctl.c, ext4.h, hash.c",
      "EXT4-fs warning (device %fs): ", harmlessWarnings},
     {"fs/ext4/ext4_jbd2.c, super.c", "EXT4-fs error (device %pool):", errors},
     {"fs/ext4/super.c", "EXT4-fs error (device %pool)", journalErrors},
     {"fs/ext4/super.c", "EXT4-fs %name (device %fs):", everyError},
     {"fs/ext4/super.c", "EXT4-fs error (device %fs)", functionErrors},
     {"fs/ext4/super.c, inode.c, page-io.c, inline.c", "EXT4-fs (%pool): ", consequences},
-    {"fs/ext4/super.c, resize.c", "EXT4-fs (%fs): ", superBlocks},
+    {"fs/ext4/super.c, resize.c, ioctl.c, mballoc.c, orphan.c", "EXT4-fs (%fs): ", superBlocks},
     {"fs/jbd2/journal.c, commit.c", "", journals},
     {"fs/ext2/super.c", "EXT2-fs (%fs): ", ext2Errors},
-    {"fs/ext3/super.c", "", ext3Errors},
+    {"fs/ext2/inode.c", "", ext2Inodes},
 };
 
 }  // namespace
