@@ -1,0 +1,27 @@
+// What is asked for: the path and the arguments of a request's target.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Agent {
+
+struct HttpRequest {
+   // Those without a value left out. Texts are decoded, except one with an encoded NUL byte: that one stays
+   // as it was sent.
+   std::string path;
+   std::vector<std::pair<std::string, std::string>> arguments;
+
+   // The value of the first argument of that name; null when it is not there.
+   char const * argument(std::string_view name) const;
+};
+
+inline constexpr std::size_t mostArguments = 100;
+
+// Reads "/path?name=value&…". Raises HttpRefusal: 400 for another form of target, 414 for too many arguments.
+HttpRequest requestOf(std::string_view target);
+
+}  // namespace Agent
