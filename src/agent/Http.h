@@ -6,30 +6,20 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "agent/Document.h"
 #include "agent/HttpAddress.h"
+#include "agent/HttpClients.h"
+#include "agent/HttpService.h"
 #include "agent/ListenSocket.h"
+#include "agent/UniqueFd.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/Notifiee.h"
 
 namespace Agent {
-
-struct HttpRequest {
-   std::string path;  // decoded, except an encoded NUL byte
-   // The value of a query argument; null when it is not there.
-   std::function<char const *(char const * name)> argument;
-};
-
-struct HttpAnswer {
-   unsigned status = 200;
-   std::string contentType = "application/json";
-   std::string body;
-   // In place of a body. The client sees a document that cannot be continued as a connection that ends early.
-   std::unique_ptr<Document> document = nullptr;
-};
 
 struct HttpOptions {
    // The TCP address that is served: requests must name it, or this machine, as their host. Web pages whose
@@ -41,21 +31,35 @@ struct HttpOptions {
 
 class HttpServer {
  public:
-   // May raise: std::bad_alloc is answered with 503, another exception with 500 and its text.
-   using Handler = std::function<HttpAnswer(HttpRequest const &)>;
+   using Handler = HttpService::Handler;
 
-   // Serves the socket until it goes. Raises SocketError.
+   // Serves the socket until it goes.
    HttpServer(ListenSocket socket, Handler handler, HttpOptions options = {});
    HttpServer(HttpServer const &) = delete;
    HttpServer & operator=(HttpServer const &) = delete;
    ~HttpServer();
 
    // Whether clients are let in; true at first. Those that come meanwhile wait.
-   void acceptingIs(bool accepting);
+   void acceptingIs(bool accepting) { listening_->notifyOnReadableIs(accepting); }
 
  private:
-   class Daemon;
-   std::unique_ptr<Daemon> daemon_;
+   void handleWaiting();
+   void handlePauseOver();
+
+   UniqueFd accepted() const;
+   bool acceptOne();
+   void serve(UniqueFd & client);
+   bool makeRoom(int error);
+   bool refuseOne();
+
+   ListenSocket socket_;
+   std::function<void(std::string const &)> notice_;
+   HttpClients clients_;
+   UniqueFd spare_;  // is let go to refuse a client for whom there is no other
+   bool reportedScarcity_ = false;
+   Pelm::Ptr<Vorn::FileDescriptor> listening_ = Pelm::make<Vorn::FileDescriptor>("http listening");
+   Vorn::Clock::Notifiee<&HttpServer::handlePauseOver> pauseClock_{*this, Vorn::Seconds::infinity()};
+   Vorn::NotifieeConst listeningReactor_;
 };
 
 }  // namespace Agent

@@ -1,47 +1,33 @@
 #include "agent/HttpClients.h"
 
-#include <microhttpd.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-
-#include "runtime/host/TimeSource.h"
+#include <utility>
 
 namespace Agent {
 
-HttpClients::Client * HttpClients::add(MHD_Connection * connection) {
-   auto const free = std::find_if(clients_.begin(), clients_.end(),
-                                  [](Client const & client) { return client.connection == nullptr; });
-   if (free == clients_.end())
-      return nullptr;
-   *free = {connection, Host::monotonicSeconds()};
-   ++count_;
-   return &*free;
+HttpClients::HttpClients(HttpService service) : service_{std::move(service)} {
+   connections_.reserve(places);
 }
 
-void HttpClients::progressed(Client & client) {
-   client.progress = Host::monotonicSeconds();
+void HttpClients::add(UniqueFd & socket) {
+   if (connections_.size() == places)
+      endOldest();
+   connections_.push_back(std::make_unique<HttpConnection>(socket, service_, ended_));
+   connections_.back()->start();
 }
 
-void HttpClients::remove(Client & client) {
-   count_ -= client.leaving ? 0 : 1;
-   client = {};
-}
-
-bool HttpClients::shutOldest() {
-   Client * oldest = nullptr;
-   for (Client & client : clients_)
-      if (client.connection && !client.leaving && (!oldest || client.progress < oldest->progress))
-         oldest = &client;
-   if (!oldest)
+bool HttpClients::endOldest() {
+   auto const oldest = std::min_element(
+       connections_.begin(), connections_.end(),
+       [](auto const & left, auto const & right) { return left->progress() < right->progress(); });
+   if (oldest == connections_.end())
       return false;
-   MHD_ConnectionInfo const * const info =
-       MHD_get_connection_info(oldest->connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-   if (info)
-      shutdown(info->connect_fd, SHUT_RDWR);
-   oldest->leaving = true;
-   --count_;
+   connections_.erase(oldest);
    return true;
+}
+
+void HttpClients::remove(HttpConnection const & connection) {
+   std::erase_if(connections_, [&](auto const & other) { return other.get() == &connection; });
 }
 
 }  // namespace Agent

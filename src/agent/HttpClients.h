@@ -1,39 +1,37 @@
 // The clients of an HTTP server, and which of them has to make room for another one.
 #pragma once
 
-#include <array>
 #include <cstddef>
+#include <memory>
+#include <vector>
 
-struct MHD_Connection;
+#include "agent/HttpConnection.h"
+#include "agent/HttpService.h"
+#include "agent/UniqueFd.h"
 
 namespace Agent {
 
 class HttpClients {
  public:
    static constexpr std::size_t places = 64;
-   // Connections that were asked to end keep theirs until the library has noticed.
-   static constexpr std::size_t connections = places + 16;
 
-   struct Client {
-      MHD_Connection * connection = nullptr;
-      double progress = 0;   // when a byte of its answer, or its request, was taken last; real seconds
-      bool leaving = false;  // its connection was shut down
-   };
+   explicit HttpClients(HttpService service);
+   HttpClients(HttpClients const &) = delete;
+   HttpClients & operator=(HttpClients const &) = delete;
 
-   // Null when all connections are taken.
-   Client * add(MHD_Connection * connection);
-   static void progressed(Client & client);
-   void remove(Client & client);
+   // Where all places are taken, ends the oldest first. Takes over the socket, a non-blocking one, unless it
+   // raises std::bad_alloc.
+   void add(UniqueFd & socket);
 
-   std::size_t count() const { return count_; }
-
-   // Shuts down the connection of the client that has made no progress for the longest time. False when there
-   // is no client that could leave.
-   bool shutOldest();
+   // Ends the client that has made no progress for the longest time. False when there is none.
+   bool endOldest();
 
  private:
-   std::array<Client, connections> clients_;
-   std::size_t count_ = 0;  // those that are not leaving
+   void remove(HttpConnection const & connection);
+
+   HttpService service_;
+   HttpConnection::Ended ended_ = [this](HttpConnection & connection) { remove(connection); };
+   std::vector<std::unique_ptr<HttpConnection>> connections_;  // in the order in which they came
 };
 
 }  // namespace Agent

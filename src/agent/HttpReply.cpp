@@ -1,134 +1,133 @@
 #include "agent/HttpReply.h"
 
+#include <boost/beast/http/status.hpp>
+
 #include <algorithm>
-#include <cstring>
-#include <exception>
-#include <memory>
+#include <array>
+#include <charconv>
+#include <ctime>
 #include <new>
-#include <string_view>
 #include <utility>
 
 namespace Agent {
 
 namespace {
 
-// What one client gets in a turn of the loop.
-constexpr std::size_t blockBytes = 8192;
+namespace http = boost::beast::http;
 
-std::size_t queuedBytes = 0;
+std::size_t queuedByAll = 0;
 
-// A document on its way to a client.
-class Sending {
+// A text that is there already.
+class WholeText final : public Document {
  public:
-   Sending(std::unique_ptr<Document> document, HttpClients::Client & client)
-       : document_{std::move(document)}, client_{client} {
-      prepare();
-   }
-   Sending(Sending const &) = delete;
-   Sending & operator=(Sending const &) = delete;
-   ~Sending() { queuedBytes -= rest_.size(); }
+   explicit WholeText(std::string text) : text_{std::move(text)} {}
 
-   static ssize_t read(void * self, std::uint64_t, char * buffer, std::size_t size) {
-      try {
-         return static_cast<Sending *>(self)->read(buffer, size);
-      } catch (std::exception const &) {  // into C code nothing may be thrown
-         return MHD_CONTENT_READER_END_WITH_ERROR;
-      }
-   }
-   static void destroy(void * self) { delete static_cast<Sending *>(self); }
+   std::string_view next() override { return std::exchange(taken_, true) ? std::string_view{} : text_; }
 
  private:
-   ssize_t read(char * buffer, std::size_t size) {
-      HttpClients::progressed(client_);
-      if (rest_.empty())
-         prepare();
-      if (rest_.empty())
-         return MHD_CONTENT_READER_END_OF_STREAM;
-      std::size_t const count = std::min({size, rest_.size(), blockBytes});
-      std::memcpy(buffer, rest_.data(), count);
-      rest_.remove_prefix(count);
-      queuedBytes -= count;
-      return static_cast<ssize_t>(count);
-   }
-
-   void prepare() {
-      std::string_view const piece = document_->next();
-      if (piece.size() > mostQueuedBytes - queuedBytes)
-         throw std::bad_alloc{};
-      rest_ = piece;
-      queuedBytes += piece.size();
-   }
-
-   std::unique_ptr<Document> document_;
-   HttpClients::Client & client_;
-   std::string_view rest_;
+   std::string text_;
+   bool taken_ = false;
 };
 
-using Response = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)>;
-
-Response owned(MHD_Response * response) {
-   if (!response)
-      throw std::bad_alloc{};
-   return {response, &MHD_destroy_response};
+// As RFC 9110 wants it: "Sun, 22 Nov 2026 06:11:15 GMT".
+std::string dateText() {
+   std::time_t const now = std::time(nullptr);
+   std::tm time{};
+   std::array<char, 64> text{};
+   gmtime_r(&now, &time);
+   return {text.data(), std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S GMT", &time)};
 }
 
-Response bodyResponse(std::string_view body) {
-   // The library copies the body and never writes to it, whatever its parameter's type says.
-   return owned(
-       MHD_create_response_from_buffer(body.size(), const_cast<char *>(body.data()), MHD_RESPMEM_MUST_COPY));
+std::string statusLine(unsigned status) {
+   auto const reason = http::obsolete_reason(http::int_to_status(status));
+   return "HTTP/1.1 " + std::to_string(status) + " " + std::string{reason.data(), reason.size()} + "\r\n";
 }
 
-Response documentResponse(std::unique_ptr<Document> document, HttpClients::Client & client) {
-   auto sending = std::make_unique<Sending>(std::move(document), client);
-   auto response = owned(MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, blockBytes, &Sending::read,
-                                                           sending.get(), &Sending::destroy));
-   sending.release();
-   return response;
+// How the client finds the end of the body; a document of unknown length is in chunks, or ends with the
+// connection.
+std::string lengthField(HttpAnswer const & answer, bool chunked) {
+   if (!answer.document)
+      return "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
+   return chunked ? "Transfer-Encoding: chunked\r\n" : "";
 }
 
-void addHeader(Response const & response, char const * name, char const * value) {
-   if (MHD_add_response_header(response.get(), name, value) != MHD_YES)
-      throw std::bad_alloc{};
+std::string headOf(HttpAnswer const & answer, bool chunked) {
+   constexpr unsigned methodNotAllowed = 405;
+   return statusLine(answer.status) + "Date: " + dateText() + "\r\nContent-Type: " + answer.contentType +
+          "\r\nCache-Control: no-store\r\nConnection: close\r\n" +
+          (answer.status == methodNotAllowed ? "Allow: GET, HEAD\r\n" : "") + lengthField(answer, chunked) +
+          "\r\n";
 }
 
-void addUsualHeaders(Response const & response, char const * contentType) {
-   addHeader(response, MHD_HTTP_HEADER_CONTENT_TYPE, contentType);
-   addHeader(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+std::string chunkLine(std::size_t size) {
+   std::array<char, 32> text{};
+   auto const end = std::to_chars(text.data(), text.data() + text.size(), size, 16).ptr;
+   return std::string{text.data(), end} + "\r\n";
 }
 
 }  // namespace
 
-MHD_Result reply(MHD_Connection * connection, HttpClients::Client & client, HttpAnswer answer,
-                 bool headOnly) {
-   Response const response =
-       answer.document ? documentResponse(std::move(answer.document), client) : bodyResponse(answer.body);
-   addUsualHeaders(response, answer.contentType.c_str());
-   // The library ends a body in chunks even where there is none.
+QueuedBytes::QueuedBytes(QueuedBytes && other) noexcept : count_{std::exchange(other.count_, 0)} {}
+
+QueuedBytes & QueuedBytes::operator=(QueuedBytes && other) noexcept {
+   std::swap(count_, other.count_);
+   return *this;
+}
+
+QueuedBytes::~QueuedBytes() {
+   queuedByAll -= count_;
+}
+
+void QueuedBytes::countIs(std::size_t count) {
+   if (count > mostQueuedBytes - (queuedByAll - count_))
+      throw std::bad_alloc{};
+   queuedByAll += count - count_;
+   count_ = count;
+}
+
+HttpReply::HttpReply(HttpAnswer answer, bool headOnly, bool isOld)
+    : chunked_{answer.document != nullptr && !isOld} {
+   constexpr std::size_t usualHead = 512;
+   block_.reserve(blockBytes + usualHead);
+   block_ += headOf(answer, chunked_);
+   document_ =
+       answer.document ? std::move(answer.document) : std::make_unique<WholeText>(std::move(answer.body));
+   nextPiece();  // where there is no memory for it, nothing is sent yet
    if (headOnly)
-      MHD_set_response_options(response.get(), MHD_RF_HTTP_1_0_COMPATIBLE_STRICT, MHD_RO_END);
-   return MHD_queue_response(connection, answer.status, response.get());
+      document_.reset();
+   else
+      addBlock();
 }
 
-MHD_Result replyMethodNotAllowed(MHD_Connection * connection) {
-   Response const response = bodyResponse("only GET and HEAD are served here\n");
-   addUsualHeaders(response, "text/plain");
-   addHeader(response, MHD_HTTP_HEADER_ALLOW, "GET, HEAD");
-   return MHD_queue_response(connection, MHD_HTTP_METHOD_NOT_ALLOWED, response.get());
+std::string_view HttpReply::front() {
+   if (sent_ == block_.size() && document_) {
+      block_.clear();
+      sent_ = 0;
+      if (piece_.empty())
+         nextPiece();
+      addBlock();
+   }
+   return std::string_view{block_}.substr(sent_);
 }
 
-ReadyReply::ReadyReply(unsigned status, char const * text) : status_{status} {
-   auto response = owned(
-       MHD_create_response_from_buffer(std::strlen(text), const_cast<char *>(text), MHD_RESPMEM_PERSISTENT));
-   addUsualHeaders(response, "text/plain");
-   response_ = response.release();
+void HttpReply::nextPiece() {
+   queued_.countIs(0);
+   piece_ = document_->next();
+   queued_.countIs(piece_.size());
 }
 
-ReadyReply::~ReadyReply() {
-   MHD_destroy_response(response_);
-}
-
-MHD_Result ReadyReply::send(MHD_Connection * connection) const {
-   return MHD_queue_response(connection, status_, response_);
+// The piece's next part, or the end of the body.
+void HttpReply::addBlock() {
+   std::string_view const part = piece_.substr(0, blockBytes);
+   if (chunked_)
+      block_ += chunkLine(part.size());
+   block_ += part;
+   if (chunked_)
+      block_ += "\r\n";
+   piece_.remove_prefix(part.size());
+   queued_.countIs(piece_.size());
+   if (part.empty())
+      document_.reset();
 }
 
 }  // namespace Agent

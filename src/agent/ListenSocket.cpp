@@ -14,6 +14,8 @@
 #include <system_error>
 #include <utility>
 
+#include "agent/UniqueFd.h"
+
 namespace Agent {
 
 namespace {
@@ -32,22 +34,6 @@ int newSocket(int family, int type = SOCK_STREAM) {
    return fd;
 }
 
-class Fd {
- public:
-   explicit Fd(int fd) : fd_{fd} {}
-   Fd(Fd const &) = delete;
-   Fd & operator=(Fd const &) = delete;
-   ~Fd() {
-      if (fd_ >= 0)
-         close(fd_);
-   }
-   int get() const { return fd_; }
-   int release() { return std::exchange(fd_, -1); }
-
- private:
-   int fd_;
-};
-
 sockaddr const * generic(sockaddr_un const & address) {
    return reinterpret_cast<sockaddr const *>(&address);
 }
@@ -63,7 +49,7 @@ sockaddr_un addressOf(std::string const & path) {
 
 // Whether the file is a socket that somebody holds, one of another kind included.
 bool isHeld(sockaddr_un const & address, int type) {
-   Fd const probe{newSocket(AF_UNIX, type)};
+   UniqueFd const probe{newSocket(AF_UNIX, type)};
    return connect(probe.get(), generic(address), sizeof address) == 0 ||
           (errno != ECONNREFUSED && errno != ENOENT);
 }
@@ -123,7 +109,7 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
    if (error)
       throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
    clearSocketPath(path, SOCK_STREAM, "status.socket");
-   Fd fd{newSocket(AF_UNIX)};
+   UniqueFd fd{newSocket(AF_UNIX)};
    if (bindForEverybody(fd.get(), address) != 0)
       throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +
                         elsewhere};
@@ -141,7 +127,7 @@ ListenSocket ListenSocket::atAddress(HttpAddress const & address) {
    if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &list) != 0)
       throw SocketError{address.text() + ": is no address to listen on"};
    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const found{list, &freeaddrinfo};
-   Fd fd{newSocket(found->ai_family)};
+   UniqueFd fd{newSocket(found->ai_family)};
    int const on = 1;
    setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
    if (bind(fd.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(fd.get(), backlog) != 0)

@@ -153,6 +153,18 @@ TEST_F(HttpDocumentTest, SlowReadersTogetherHoldNoMoreThanFourMebibytes) {
    EXPECT_EQ(unchunked(get()).size(), std::size_t{2} << 20U);
 }
 
+TEST_F(HttpDocumentTest, ThoseWhoOnlyWaitCostNothing) {
+   answerIs(100, std::size_t{1} << 20U);
+   HttpExchange const silent{path, "GET "};
+   HttpExchange const stalled{path, request};
+   HttpExchange const halfClosed{path, request};
+   halfClosed.endSending();
+   HttpExchange const answered{path, "rubbish\n"};
+   for (int turns = 0; turns < 1000; ++turns)
+      Host::turn(0);
+   EXPECT_EQ(Host::turn(0), Host::Turn::idle);
+}
+
 // Processor time of this thread in seconds: what others do meanwhile does not count.
 double threadSeconds() {
    timespec time{};

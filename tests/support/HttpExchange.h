@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -47,6 +48,12 @@ class HttpExchange {
       send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
    }
 
+   // Whether the server still takes something from it.
+   bool takes(std::string const & text) const {
+      return send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
+   }
+   void endSending() const { shutdown(fd_, SHUT_WR); }
+
    // What comes until the server closes, or for five seconds at most.
    std::string answer() {
       Vorn::Seconds const deadline = Vorn::System::currentTime() + 5;
@@ -62,12 +69,15 @@ class HttpExchange {
       ssize_t const count = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
       if (count > 0)
          text_.append(buffer.data(), static_cast<std::size_t>(count));
+      wasReset_ |= count < 0 && errno == ECONNRESET;
       return count == 0;
    }
+   bool wasReset() const { return wasReset_; }
 
  private:
    int fd_;
    bool connected_ = false;
+   bool wasReset_ = false;
    std::string text_;
 };
 
