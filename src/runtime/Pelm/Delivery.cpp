@@ -8,7 +8,7 @@ constinit Delivery delivery;
 
 PendingChange::~PendingChange() = default;
 
-void Delivery::enqueue(std::unique_ptr<PendingChange> pending) {
+void Delivery::enqueue(std::unique_ptr<PendingChange> pending) noexcept {
    pending->sequence_ = ++sequence_;
    PendingChange * const added = pending.release();
    (last_ ? last_->next_ : first_) = added;

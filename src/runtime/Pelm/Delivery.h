@@ -66,7 +66,7 @@ class RUNTIME_API Delivery {
    // Whether the outermost change is the node's, which therefore must not be destroyed yet.
    bool isTelling(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
 
-   void enqueue(std::unique_ptr<PendingChange> pending);
+   void enqueue(std::unique_ptr<PendingChange> pending) noexcept;
 
    // A subscriber leaves; if its turn was next, the one after it is next now.
    void subscriberLeaves(Subscriber const & subscriber) {

@@ -35,6 +35,7 @@ class PendingChangeOf final : public Pelm::PendingChange {
        : PendingChange{notifier, publisher}, key_{std::move(key)}, change_{std::move(change)} {}
    void const * key() const override { return &key_; }
    void const * change() const override { return &change_; }
+   Change<T> & record() { return change_; }
 
  private:
    Key key_;
@@ -45,21 +46,29 @@ struct NoKey {};
 
 // Kept out of the way of the outermost change, which is the usual one.
 template <class Key, class T>
-[[gnu::noinline, gnu::cold]] void enqueue(Pelm::Node const & notifier, Pelm::Publisher & publisher,
-                                          Key const & key, Change<T> && change) {
+[[gnu::noinline, gnu::cold]] std::unique_ptr<PendingChangeOf<Key, T>> pendingChange(
+    Pelm::Node const & notifier, Pelm::Publisher & publisher, Key const & key, Change<T> && change) {
    // Not by std::make_unique, which every type of change would have to compile.
-   Pelm::delivery.enqueue(std::unique_ptr<Pelm::PendingChange>{
-       new PendingChangeOf<Key, T>{notifier, publisher, key, std::move(change)}});
+   return std::unique_ptr<PendingChangeOf<Key, T>>{
+       new PendingChangeOf<Key, T>{notifier, publisher, key, std::move(change)}};
 }
 
-// The change goes by reference: copied through registers, it would be read before its parts are written.
-template <class Key, class T>
+// Makes a change and notifies of it, or does neither and raises: `make` comes after all else that takes
+// memory. It puts the value that it replaces into the record. The record goes by reference: copied through
+// registers, it would be read before its parts are written.
+template <class Key, class T, class Make>
 [[gnu::always_inline]] inline void publish(Pelm::Node const & notifier, Pelm::Publisher & publisher,
-                                           Key const & key, Change<T> && change) {
-   if (Pelm::delivery.busy()) [[unlikely]]
-      enqueue(notifier, publisher, key, std::move(change));
-   else
+                                           Key const & key, Change<T> && change, Make const & make) {
+   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>,
+                 "a value that cannot be moved safely might be changed and its notification lost");
+   if (Pelm::delivery.busy()) [[unlikely]] {
+      auto pending = pendingChange(notifier, publisher, key, std::move(change));
+      make(pending->record());
+      Pelm::delivery.enqueue(std::move(pending));
+   } else {
+      make(change);
       Pelm::delivery.deliverOutermost(notifier, publisher, &key, &change);
+   }
 }
 
 }  // namespace detail
@@ -92,8 +101,9 @@ class Attribute {
          value_ = std::move(value);
          return;
       }
-      Change<T> change{std::exchange(value_, std::move(value)), value_};
-      detail::publish(owner_, publisher_, detail::NoKey{}, std::move(change));
+      detail::publish(owner_, publisher_, detail::NoKey{}, Change<T>{{}, value}, [&](Change<T> & change) {
+         change.old.emplace(std::exchange(value_, std::move(value)));
+      });
    }
 
    Owner & owner_;

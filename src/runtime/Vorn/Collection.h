@@ -84,13 +84,11 @@ class Collection {
 
    void memberIs(Key const & key, T value) {
       T * const stored = members_.find(key);
-      if (!stored) {
-         T const & added = members_.insert(key, std::move(value));
-         tell(key, [&] { return Change<T>{{}, added}; });
-      } else if (!(*stored == value)) {
-         T const old = std::exchange(*stored, std::move(value));
-         tell(key, [&] { return Change<T>{old, *stored}; });
-      }
+      if (!stored)
+         change(key, changeTo(value), [&](Change<T> &) { members_.insert(key, std::move(value)); });
+      else if (!(*stored == value))
+         change(key, changeTo(value),
+                [&](Change<T> & record) { record.old.emplace(std::exchange(*stored, std::move(value))); });
    }
 
    void memberDel(Key const & key) {
@@ -99,9 +97,7 @@ class Collection {
          return;
       // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `key` may live in the entry that goes.
       Key const name = key;
-      T const old = *stored;
-      members_.erase(name);
-      tell(name, [&] { return Change<T>{old, {}}; });
+      change(name, Change<T>{*stored, {}}, [&](Change<T> &) { members_.erase(name); });
    }
 
    void memberDelAll() {
@@ -115,10 +111,17 @@ class Collection {
          memberDel(key);
    }
 
-   template <class MakeChange>
-   void tell(Key const & key, MakeChange const & makeChange) {
+   // Without the value when nobody is there to read it.
+   Change<T> changeTo(T const & value) const {
+      return publisher_.hasSubscribers() ? Change<T>{{}, value} : Change<T>{};
+   }
+
+   template <class Make>
+   void change(Key const & key, Change<T> && record, Make const & make) {
       if (publisher_.hasSubscribers())
-         detail::publish(owner_, publisher_, Key{key}, makeChange());
+         detail::publish(owner_, publisher_, Key{key}, std::move(record), make);
+      else
+         make(record);
    }
 
    Owner & owner_;

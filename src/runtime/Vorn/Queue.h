@@ -62,14 +62,15 @@ class Queue {
    friend Owner;
 
    void push(T value) {
-      elements_.push_back(std::move(value));
-      tell(elements_.size() - 1, [&] { return Change<T>{{}, elements_.back()}; });
+      change(elements_.size(), changeTo(value), [&](Change<T> &) { elements_.push_back(std::move(value)); });
    }
 
    void pop() {
-      T const old = std::move(elements_[checkedFront()]);
-      elements_.erase(elements_.begin());
-      tell(0, [&] { return Change<T>{old, {}}; });
+      T & first = elements_[checkedFront()];
+      change(0, Change<T>{}, [&](Change<T> & record) {
+         record.old.emplace(std::move(first));
+         elements_.erase(elements_.begin());
+      });
    }
 
    // What those who are told push meanwhile stays.
@@ -83,8 +84,8 @@ class Queue {
       T & stored = elements_[checked(index)];
       if (stored == value)
          return;
-      T const old = std::exchange(stored, std::move(value));
-      tell(index, [&] { return Change<T>{old, stored}; });
+      change(index, changeTo(value),
+             [&](Change<T> & record) { record.old.emplace(std::exchange(stored, std::move(value))); });
    }
 
    std::size_t checked(std::size_t index) const {
@@ -98,10 +99,17 @@ class Queue {
       return 0;
    }
 
-   template <class MakeChange>
-   void tell(std::size_t index, MakeChange const & makeChange) {
+   // Without the value when nobody is there to read it.
+   Change<T> changeTo(T const & value) const {
+      return publisher_.hasSubscribers() ? Change<T>{{}, value} : Change<T>{};
+   }
+
+   template <class Make>
+   void change(std::size_t index, Change<T> && record, Make const & make) {
       if (publisher_.hasSubscribers())
-         detail::publish(owner_, publisher_, index, makeChange());
+         detail::publish(owner_, publisher_, index, std::move(record), make);
+      else
+         make(record);
    }
 
    Owner & owner_;
