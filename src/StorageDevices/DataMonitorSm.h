@@ -26,6 +26,8 @@ class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
  public:
    using DeviceCallback = void (*)(DataMonitorSm &, Pelm::String const & serial);
 
+   // Where those who wait for polls subscribe.
+   Pelm::Publisher * publisher() const override { return &pollCount.publisher(); }
    void vornDoZombieReactors(bool zombie) override;
 
    // One disk appeared, changed or went.

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <cstdint>
-#include <typeinfo>
 
 #include "StorageDevices/ConnectedDisk.h"
 #include "StorageDevices/Export.h"
@@ -44,12 +43,8 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
    // The errno value of a tool that could not be started, else 0. Then the result is the disk as handed in.
    int startError() const { return startError_; }
 
-   void lastUserGone() const override { Pelm::Node::lastUserGone(); }
    // Where those who wait for the result subscribe.
-   virtual Pelm::Publisher & publisher() const { return finalDisk.publisher(); }
-   // Which kind of collector it is.
-   virtual std::type_info const & typeData() const { return typeid(*this); }
-   void vornDoZombieReactors(bool zombie) override { Pelm::Node::vornDoZombieReactors(zombie); }
+   Pelm::Publisher * publisher() const override { return &finalDisk.publisher(); }
    // The storage type of every disk that this kind of collector completes.
    virtual EntityMib::StorageType mibType() const = 0;
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <type_traits>
+#include <typeinfo>
 #include <unordered_set>
 #include <utility>
 
@@ -179,6 +180,13 @@ TEST(Node, PointersCanBeKeptInHashedSets) {
    EXPECT_EQ(set.size(), 2U);
    EXPECT_TRUE(set.contains(two));
    EXPECT_EQ(one->useCount(), 2U);
+}
+
+TEST(Node, SaysItsClassAndHasNoPublisherOfItsOwn) {
+   int destroyed = 0;
+   Ptr<Node const> const node = Pelm::make<Special>(destroyed);
+   EXPECT_EQ(node->typeData(), typeid(Special));
+   EXPECT_EQ(node->publisher(), nullptr);
 }
 
 TEST(Node, WithoutReactorsOfItsOwnJustGoes) {

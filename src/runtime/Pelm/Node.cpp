@@ -26,6 +26,14 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
       word_.fetch_and(~bit, std::memory_order_relaxed);
 }
 
+Publisher * Node::publisher() const {
+   return nullptr;
+}
+
+std::type_info const & Node::typeData() const {
+   return typeid(*this);
+}
+
 void Node::vornDoZombieReactors(bool) {}
 
 void Node::countIsZero(std::uint32_t before) const {

@@ -3,10 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <typeinfo>
 
 #include "runtime/Export.h"
 
 namespace Pelm {
+
+class Publisher;
 
 // Use counts change atomically only after the host has switched threads on; it does so before it
 // starts the first thread that touches a node, and never switches back while such a thread lives.
@@ -57,14 +60,21 @@ class RUNTIME_API Node {
          countIsZero(before);
    }
 
-   // Stops (true) or resumes (false) the reactors that the node owns. The framework calls it with
-   // true once, when the last user is gone and the node is still whole.
-   virtual void vornDoZombieReactors(bool zombie);
-
+   // The operations of every node come in this order in the table of its class.
  protected:
    // Runs when the count drops to zero: makes the node a zombie, tears its reactors down and destroys it
    // once nobody holds it.
    virtual void lastUserGone() const;
+
+ public:
+   // Where those subscribe who wait for the one attribute that the node is made for; null: it has none such,
+   // and each attribute is subscribed to on its own.
+   virtual Publisher * publisher() const;
+   // Which kind of node it is.
+   virtual std::type_info const & typeData() const;
+   // Stops (true) or resumes (false) the reactors that the node owns. The framework calls it with
+   // true once, when the last user is gone and the node is still whole.
+   virtual void vornDoZombieReactors(bool zombie);
 
  private:
    static constexpr std::uint32_t countMask = (1U << 28) - 1;
