@@ -47,8 +47,8 @@ class EnumerationScope {
 }  // namespace
 
 ConnectedDevicesSm::NestedSm_InfoReactor::NestedSm_InfoReactor(
-    ConnectedDevicesSm & owner, Pelm::String udevSerial, Pelm::Ptr<DiskInfoCollectorSm> const & collector)
-    : owner_{owner}, udevSerial_{std::move(udevSerial)} {
+    ConnectedDevicesSm & owner, Pelm::Ptr<DiskInfoCollectorSm> const & collector)
+    : owner_{owner}, udevSerial_{collector->device()->name()} {
    notifierIs(collector);
    on<&NestedSm_InfoReactor::handleFinalDisk>(collector->finalDisk, *this);
    hasNotificationActiveIs(true);
@@ -366,7 +366,7 @@ void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,
                                                Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
    VORN_TRACE(traceHandle, 2) << " collecting information about " << collector->device()->blockDevice();
    diskInfoCollectorSm.memberIs(udevSerial, collector);
-   infoReactorIs(udevSerial, collector);
+   infoReactorIs(collector);
    // One that reads udev alone is done already, before anybody could subscribe.
    if (collector->finalDisk())
       handleInfoCollectorCompleted(udevSerial);
@@ -382,9 +382,8 @@ void ConnectedDevicesSm::diskInfoCollectorSmDelAll() {
    diskInfoCollectorSm.memberDelAll();
 }
 
-void ConnectedDevicesSm::infoReactorIs(Pelm::String const & udevSerial,
-                                       Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
-   infoReactor.memberIs(udevSerial, Pelm::make<NestedSm_InfoReactor>(*this, udevSerial, collector));
+void ConnectedDevicesSm::infoReactorIs(Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
+   infoReactor.memberIs(collector->device()->name(), Pelm::make<NestedSm_InfoReactor>(*this, collector));
 }
 
 Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(

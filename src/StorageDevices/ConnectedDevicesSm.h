@@ -53,8 +53,7 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    // Waits for one collector's result.
    class NestedSm_InfoReactor final : public Vorn::NotifieeConst {
     public:
-      NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::String udevSerial,
-                           Pelm::Ptr<DiskInfoCollectorSm> const & collector);
+      NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::Ptr<DiskInfoCollectorSm> const & collector);
 
     private:
       void handleFinalDisk() { owner_.handleInfoCollectorCompleted(udevSerial_); }
@@ -102,6 +101,18 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
        *this, "diskInfoCollectorSm"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_InfoReactor>, ConnectedDevicesSm> infoReactor{
        *this, "infoReactor"};
+   using HN_InfoReactor = decltype(infoReactor)::Member;
+
+   // A collector comes with its reactor; of one that is done already the result is inserted at once.
+   void diskInfoCollectorSmIs(Pelm::String const & udevSerial,
+                              Pelm::Ptr<DiskInfoCollectorSm> const & collector);
+   // The reactor goes first.
+   void diskInfoCollectorSmDel(Pelm::String const & udevSerial);
+   void diskInfoCollectorSmDelAll();
+   // By the name of the collector's device, which is the udev serial.
+   void infoReactorIs(Pelm::Ptr<DiskInfoCollectorSm> const & collector);
+   void infoReactorDel(Pelm::String const & udevSerial) { infoReactor.memberDel(udevSerial); }
+   void infoReactorDelAll() { infoReactor.memberDelAll(); }
 
    void handleInitialized();
    void handleSocket();
@@ -130,13 +141,6 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
 
  private:
    void internalDevicesReadyIs(bool value) { internalDevicesReady.valueIs(value); }
-   void diskInfoCollectorSmIs(Pelm::String const & udevSerial,
-                              Pelm::Ptr<DiskInfoCollectorSm> const & collector);
-   void diskInfoCollectorSmDel(Pelm::String const & udevSerial);
-   void diskInfoCollectorSmDelAll();
-   void infoReactorIs(Pelm::String const & udevSerial, Pelm::Ptr<DiskInfoCollectorSm> const & collector);
-   void infoReactorDel(Pelm::String const & udevSerial) { infoReactor.memberDel(udevSerial); }
-   void infoReactorDelAll() { infoReactor.memberDelAll(); }
 
    void anonymousRemovalCountIs(std::uint64_t value) { anonymousRemovalCount.valueIs(value); }
    void unclassifiedDeviceDel(Pelm::String const & key) { unclassifiedDevice.memberDel(key); }

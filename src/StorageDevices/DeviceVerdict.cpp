@@ -106,12 +106,12 @@ PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules, M
       return {Kind::inactive, {}, 0};
    auto const entry =
        std::find_if(rules.etcBlockDev.begin(), rules.etcBlockDev.end(),
-                    [&](EtcBlockdevEntry const & each) { return match.matches(each.sysPathRe); });
+                    [&](EtcBlockdevEntry const & each) { return match.matches(each.sysPathRe()); });
    if (match.shortage() != 0)
       return {Kind::strange, {}, match.shortage()};
    if (entry == rules.etcBlockDev.end())
       return {Kind::strange, {}, 0};
-   return {Kind::known, entry->mount, 0};
+   return {Kind::known, entry->mount(), 0};
 }
 
 DeviceVerdict judge(udev_device * device, Pelm::String const & mount, FruConfig const & fruConfig) {

@@ -10,19 +10,29 @@
 
 namespace StorageDevices {
 
-struct STORAGEDEVICES_API EtcBlockdevEntry : public Vorn::ValueRecord<EtcBlockdevEntry> {
+class STORAGEDEVICES_API EtcBlockdevEntry : public Vorn::ValueRecord<EtcBlockdevEntry> {
+ public:
    EtcBlockdevEntry() = default;
-   EtcBlockdevEntry(Pelm::String pattern, Pelm::String mountName)
-       : sysPathRe{std::move(pattern)}, mount{std::move(mountName)} {}
+   EtcBlockdevEntry(Pelm::String sysPathRe, Pelm::String mount)
+       : sysPathRe_{std::move(sysPathRe)}, mount_{std::move(mount)} {}
 
-   Pelm::String sysPathRe;  // pattern matched against a device's path below /sys/devices
-   Pelm::String mount;      // mount name; the mount point is "/mnt/" and this
+   // Pattern matched against a device's path below /sys/devices.
+   Pelm::String const & sysPathRe() const { return sysPathRe_; }
+   void sysPathReIs(Pelm::String value) { sysPathRe_ = std::move(value); }
+   // Mount name; the mount point is "/mnt/" and this.
+   Pelm::String const & mount() const { return mount_; }
+   void mountIs(Pelm::String value) { mount_ = std::move(value); }
 
    static constexpr char const * recordName = "EtcBlockdevEntry";
    static constexpr auto recordFields() {
-      return std::tuple{Vorn::recordField("sysPathRe", &EtcBlockdevEntry::sysPathRe),
-                        Vorn::recordField("mount", &EtcBlockdevEntry::mount)};
+      return std::tuple{
+          Vorn::recordField("sysPathRe", &EtcBlockdevEntry::sysPathRe, &EtcBlockdevEntry::sysPathReIs),
+          Vorn::recordField("mount", &EtcBlockdevEntry::mount, &EtcBlockdevEntry::mountIs)};
    }
+
+ private:
+   Pelm::String sysPathRe_;
+   Pelm::String mount_;
 };
 
 }  // namespace StorageDevices

@@ -57,6 +57,7 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
        *this, "nvmeCliProcess"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeCliReactor>, NvmeDataMonitorSm> nvmeCliReactor{
        *this, "nvmeCliReactor"};
+   using HN_NvmeCliReactor = decltype(nvmeCliReactor)::Member;
 
    // Creates the run of a disk and its reactor; a run that is there already stays as it is.
    Pelm::Ptr<NvmeCliProcess> nvmeCliProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,

@@ -72,6 +72,7 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
        *this, "smartctlProcess"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartctlReactor>, SmartDataMonitorSm> smartctlReactor{
        *this, "smartctlReactor"};
+   using HN_SmartctlReactor = decltype(smartctlReactor)::Member;
 
    // Creates the run of a disk and its reactor; a run that is there already stays as it is.
    Pelm::Ptr<SmartctlProcess> smartctlProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,

@@ -62,6 +62,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    // By the drive's serial number, for drives that have an NVMe record.
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData{
        *this, "nvmeDeviceData"};
+   using HN_NvmeDeviceData = decltype(nvmeDeviceData)::Member;
    void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
    void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData.memberDel(name); }
    void nvmeDeviceDataDelAll() { nvmeDeviceData.memberDelAll(); }

@@ -137,7 +137,7 @@ void Monitors::startMountSources() {
                                config_.appliance.expectedMounts.end()};
    if (discovery_)
       for (auto const & entry : discovery_->etcBlockDev())
-         names.insert(entry.mount.str());
+         names.insert(entry.mount().str());
    mountSources_ =
        std::make_unique<MountSources>(config_.appliance.mountSourceDir, names,
                                       [this](std::string const & text) { notice_(severityWarning, text); });

@@ -2,8 +2,12 @@
 // compile.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <regex>
 #include <type_traits>
+#include <typeinfo>
+#include <utility>
+#include <vector>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "StorageDevices/DeviceDetectionSm.h"
@@ -15,6 +19,7 @@
 #include "StorageDevices/SsdDiskInfoCollectorSm.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/SlotOf.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
@@ -35,6 +40,9 @@ static_assert(isOperation<&ConnectedDevicesSm::handleDisk, void (ConnectedDevice
 static_assert(isOperation<&ConnectedDevicesSm::handleAddEvent, void (ConnectedDevicesSm::*)(udev_device *)>);
 static_assert(
     isOperation<&ConnectedDevicesSm::handleRemoveEvent, void (ConnectedDevicesSm::*)(udev_device *)>);
+static_assert(isOperation<&ConnectedDevicesSm::handleSocket, void (ConnectedDevicesSm::*)()>);
+static_assert(isOperation<&ConnectedDevicesSm::handleInitialized, void (ConnectedDevicesSm::*)()>);
+static_assert(isOperation<&ConnectedDevicesSm::handleInternalDevicesReady, void (ConnectedDevicesSm::*)()>);
 static_assert(isOperation<&ConnectedDevicesSm::handleDeletion, void (ConnectedDevicesSm::*)()>);
 static_assert(isOperation<&ConnectedDevicesSm::rescan, void (ConnectedDevicesSm::*)()>);
 static_assert(isOperation<&SsdDiskInfoCollectorSm::hdparmSmDel, void (SsdDiskInfoCollectorSm::*)()>);
@@ -101,6 +109,53 @@ TEST_F(DiscoveryInterfaceTest, aDiskIsComparedWithTheOneOfTheNameRecordedLast) {
    EXPECT_EQ(*devices->udevSerialToSerialMap("X"), "other");
 }
 
+TEST_F(DiscoveryInterfaceTest, aCollectorComesAndGoesWithItsReactor) {
+   auto const devices = Pelm::make<ConnectedDevices>();
+   auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);
+   auto const collector = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
+   Pelm::String const & serial = disk_->name();
+   discovery->diskInfoCollectorSmIs(serial, collector);
+   EXPECT_EQ(discovery->diskInfoCollectorSm(serial), collector);
+   ASSERT_TRUE(discovery->infoReactor(serial));
+   EXPECT_EQ(discovery->infoReactor(serial)->notifier(), collector);
+   ConnectedDevicesSm::HN_InfoReactor const node = *discovery->infoReactor.begin();
+   EXPECT_EQ(node.key, serial);
+   discovery->infoReactorDel(serial);
+   discovery->infoReactorIs(collector);
+   EXPECT_EQ(discovery->infoReactor.size(), 1U);
+   collector->finalizeUnchanged();
+   EXPECT_TRUE(discovery->diskInfoCollectorSm.empty() && discovery->infoReactor.empty());
+   EXPECT_TRUE(devices->disk(serial));
+   discovery->diskInfoCollectorSmIs(serial, Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_));
+   discovery->diskInfoCollectorSmDel(serial);
+   EXPECT_TRUE(discovery->diskInfoCollectorSm.empty() && discovery->infoReactor.empty());
+   discovery->diskInfoCollectorSmIs(serial, Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_));
+   discovery->infoReactorDelAll();
+   EXPECT_TRUE(discovery->infoReactor.empty());
+   discovery->diskInfoCollectorSmDelAll();
+   EXPECT_TRUE(discovery->diskInfoCollectorSm.empty());
+}
+
+class OwnCollector final : public DiskInfoCollectorSm {
+ public:
+   explicit OwnCollector(Disk disk) : DiskInfoCollectorSm{std::move(disk)} {}
+   EntityMib::StorageType mibType() const override { return EntityMib::StorageType::unknown; }
+
+   static auto lastUserGoneOperation() { return &OwnCollector::lastUserGone; }
+};
+
+TEST_F(DiscoveryInterfaceTest, theOperationsOfACollectorStandInTheirOrder) {
+   using Support::slotOf;
+   std::vector<std::intptr_t> const slots = {
+       slotOf(OwnCollector::lastUserGoneOperation()), slotOf(&DiskInfoCollectorSm::publisher),
+       slotOf(&DiskInfoCollectorSm::typeData), slotOf(&DiskInfoCollectorSm::vornDoZombieReactors),
+       slotOf(&DiskInfoCollectorSm::mibType)};
+   EXPECT_EQ(slots[0], 2) << "after the destructors";
+   for (std::size_t i = 1; i < slots.size(); ++i)
+      EXPECT_EQ(slots[i], slots[i - 1] + 1) << i;
+   EXPECT_EQ(Pelm::make<OwnCollector>(disk_)->typeData(), typeid(OwnCollector));
+}
+
 TEST_F(DiscoveryInterfaceTest, collectorsThatRunAToolLetGoOfIt) {
    auto const ssd = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
    EXPECT_EQ(ssd->childProcessTrackerSm(), tracker_);
@@ -140,7 +195,7 @@ TEST_F(DiscoveryInterfaceTest, theBaseOffersWhatEveryCollectorHas) {
    Pelm::Ptr<DiskInfoCollectorSm> const held = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
    DiskInfoCollectorSm & ssd = *held;
    Support::ChangeRecorder const changes{ssd.finalDisk};
-   EXPECT_EQ(&ssd.publisher(), &ssd.finalDisk.publisher());
+   EXPECT_EQ(ssd.publisher(), &ssd.finalDisk.publisher());
    EXPECT_EQ(ssd.typeData(), typeid(SsdDiskInfoCollectorSm));
    EXPECT_EQ(ssd.mibType(), EntityMib::StorageType::sataSsd);
    ssd.finalizeUnchanged();

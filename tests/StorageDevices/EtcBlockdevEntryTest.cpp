@@ -11,6 +11,15 @@ TEST(EtcBlockdevEntryTest, isComparedByValue) {
    EXPECT_FALSE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("b.*", "drive")));
 }
 
+TEST(EtcBlockdevEntryTest, itsAttributesAreReadAndWritten) {
+   EtcBlockdevEntry entry{"a.*", "drive"};
+   EXPECT_EQ(entry.sysPathRe(), "a.*");
+   EXPECT_EQ(entry.mount(), "drive");
+   entry.sysPathReIs("b.*");
+   entry.mountIs("flash");
+   EXPECT_EQ(entry, EtcBlockdevEntry("b.*", "flash"));
+}
+
 TEST(EtcBlockdevEntryTest, itsTextFormReadsBack) {
    EtcBlockdevEntry const entry{"pci0000:00/.*, \"x\"\\(1)", "drive"};
    EXPECT_EQ(entry.stringValue().view(),

@@ -4,8 +4,8 @@
 #include <rapidjson/document.h>
 
 #include <cstdint>
-#include <cstring>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include "StorageDevices/DeviceLifetimeMonitorSm.h"
@@ -18,12 +18,15 @@
 #include "StorageDevices/SmartDataMonitorSm.h"
 #include "StorageDevices/TempSensorSm.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/SlotOf.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
 
 namespace {
+
+using Support::slotOf;
 
 // The least that a monitor of its own kind must say.
 class OwnMonitor final : public DataMonitorSm {
@@ -36,6 +39,8 @@ class OwnMonitor final : public DataMonitorSm {
    void removeFromData(Pelm::String const &) override {}
    void forEach(DeviceCallback) override {}
    void updateDevice(Pelm::String const &) override {}
+
+   static auto lastUserGoneOperation() { return &OwnMonitor::lastUserGone; }
 };
 
 class HealthInterface : public Support::VirtualTimeTest {
@@ -71,27 +76,23 @@ TEST_F(HealthInterface, aMonitorIsMadeOfAPollIntervalAndTheDevices) {
    EXPECT_EQ(monitor->clock(), nullptr);
    EXPECT_FALSE(monitor->initialized());
    EXPECT_EQ(monitor->pollCount(), 0U);
-}
-
-// Where a virtual operation stands in the table of its class.
-template <class Operation>
-std::intptr_t slotOf(Operation operation) {
-   std::intptr_t place = 0;
-   static_assert(sizeof operation >= sizeof place);
-   std::memcpy(&place, &operation, sizeof place);
-   return place / static_cast<std::intptr_t>(sizeof place);
+   EXPECT_EQ(monitor->publisher(), &monitor->pollCount.publisher());
+   EXPECT_EQ(monitor->typeData(), typeid(OwnMonitor));
 }
 
 TEST_F(HealthInterface, theOperationsOfAMonitorStandInTheirOrder) {
-   std::vector<std::intptr_t> const slots = {slotOf(&DataMonitorSm::vornDoZombieReactors),
+   std::vector<std::intptr_t> const slots = {slotOf(OwnMonitor::lastUserGoneOperation()),
+                                             slotOf(&DataMonitorSm::publisher),
+                                             slotOf(&DataMonitorSm::typeData),
+                                             slotOf(&DataMonitorSm::vornDoZombieReactors),
                                              slotOf(&DataMonitorSm::handleDisk),
                                              slotOf(&DataMonitorSm::isInData),
                                              slotOf(&DataMonitorSm::addToData),
                                              slotOf(&DataMonitorSm::removeFromData),
                                              slotOf(&DataMonitorSm::forEach),
                                              slotOf(&DataMonitorSm::updateDevice)};
-   EXPECT_LT(slots[0], slots[1]);
-   for (std::size_t i = 2; i < slots.size(); ++i)
+   EXPECT_EQ(slots[0], 2) << "after the destructors";
+   for (std::size_t i = 1; i < slots.size(); ++i)
       EXPECT_EQ(slots[i], slots[i - 1] + 1) << i;
 }
 
@@ -119,6 +120,8 @@ TEST_F(HealthInterface, runsOfSmartctl) {
    monitor->smartctlProcessIs(tracker_, "S1");
    EXPECT_EQ(monitor->smartctlProcess("S1"), process);
    EXPECT_EQ(monitor->smartctlReactor("S1"), reactor);
+   SmartDataMonitorSm::HN_SmartctlReactor const node = *monitor->smartctlReactor.begin();
+   EXPECT_TRUE(node.key == "S1" && node.value == reactor);
    monitor->smartctlReactorDel("S1");
    EXPECT_FALSE(monitor->smartctlReactor("S1"));
    monitor->smartctlReactorIs(process);
@@ -151,6 +154,8 @@ TEST_F(HealthInterface, runsOfNvmeCli) {
    monitor->nvmeCliProcessIs(tracker_, "N1");
    EXPECT_EQ(monitor->nvmeCliProcess("N1"), process);
    EXPECT_EQ(monitor->nvmeCliReactor("N1"), reactor);
+   NvmeDataMonitorSm::HN_NvmeCliReactor const node = *monitor->nvmeCliReactor.begin();
+   EXPECT_TRUE(node.key == "N1" && node.value == reactor);
    monitor->nvmeCliReactorDel("N1");
    EXPECT_FALSE(monitor->nvmeCliReactor("N1"));
    monitor->nvmeCliReactorIs(process);
@@ -333,6 +338,8 @@ TEST_F(TemperatureInterface, reactorsOfNvmeRecords) {
    Pelm::Ptr<TempSensorSm::NestedSm_NvmeDeviceData> const reactor = monitor_->nvmeDeviceData("S1");
    ASSERT_TRUE(reactor);
    EXPECT_EQ(reactor->notifier(), record);
+   TempSensorSm::HN_NvmeDeviceData const node = *monitor_->nvmeDeviceData.begin();
+   EXPECT_TRUE(node.key == "S1" && node.value == reactor);
    monitor_->nvmeDeviceDataDel("S1");
    EXPECT_FALSE(monitor_->nvmeDeviceData("S1"));
    nvme_->deviceDataIs("S1");
