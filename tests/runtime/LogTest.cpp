@@ -34,11 +34,13 @@ class Log : public Support::VirtualTimeTest {
       std::vector<Pelm::String> arguments;
       std::string text;
       Seconds utc;
+      std::uint64_t argsHash;
    };
 
    Log() {
       Host::logSinkIs([this](Host::LogMessage const & message) {
-         messages.push_back({message.descriptor.name, message.arguments, message.text.str(), message.utc});
+         messages.push_back(
+             {message.descriptor.name, message.arguments, message.text.str(), message.utc, message.argsHash});
       });
    }
    ~Log() override { Host::logSinkIs(nullptr); }
@@ -102,8 +104,14 @@ TEST_F(Log, StepsOfAMessageCanBeTakenOneByOne) {
    handle.log(logString);
    ASSERT_EQ(messages.size(), 1U);
    EXPECT_EQ(messages[0].text, "Device S1 at /mnt/flash fails: 100%");
+   EXPECT_EQ(messages[0].argsHash, argsHash);
    Vorn::log(handle, {"S1", "/mnt/other"});
    EXPECT_EQ(messages.size(), 1U) << "the same key by the convenient form";
+   Vorn::log(handle, {"S2", "/mnt/other"});
+   logString.strIs(0, "S2");
+   ASSERT_EQ(messages.size(), 2U);
+   EXPECT_EQ(messages[1].argsHash, Vorn::logArgsHash(logString, mask));
+   EXPECT_NE(messages[1].argsHash, argsHash);
 }
 
 TEST_F(Log, ArgumentsOutsideTheKeyAreLoggedAllTheSame) {

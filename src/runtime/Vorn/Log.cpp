@@ -125,7 +125,7 @@ bool LogHandle::okToLog(std::uint32_t key) {
 
 void LogHandle::log(LogString const & arguments) const {
    Host::detail::emit({descriptor_, arguments.arguments(), logText(descriptor_, arguments.arguments()),
-                       System::currentTimeUtc()});
+                       System::currentTimeUtc(), arguments.argsHash()});
 }
 
 void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments) {

@@ -1,6 +1,7 @@
 // What a host does with log messages.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct LogMessage {
    std::vector<Pelm::String> const & arguments;
    Pelm::String text;  // any bytes; what comes from a device is not escaped
    Vorn::Seconds utc;
+   // Of the arguments that are in the key of the rate limit.
+   std::uint64_t argsHash = 0;
 };
 
 using LogSink = std::function<void(LogMessage const &)>;
