@@ -103,8 +103,9 @@ TEST_F(LogMessagesTest, argumentsAreNotReadAsFormats) {
 }
 
 // Members are made in the order of their addresses.
-TEST_F(LogMessagesTest, theHandlesAreMadeInTheirFixedOrder) {
-   std::vector<void const *> const order{&logs_.monitorError,
+TEST_F(LogMessagesTest, theHandlesAreMadeInTheirFixedOrderAfterTheModuleIsKnown) {
+   std::vector<void const *> const order{&logs_.registered,
+                                         &logs_.monitorError,
                                          &logs_.ioError,
                                          &logs_.ioErrorExternalUsb,
                                          &logs_.monitorWarning,

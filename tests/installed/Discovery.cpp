@@ -1,3 +1,5 @@
+#include <typeinfo>
+
 #include "Host.h"
 #include "StorageDevices/ApplianceRules.h"
 #include "StorageDevices/ConnectedDevicesSm.h"
@@ -34,7 +36,6 @@ TEST_F(Unit, WatchesItsDisks) {
    EXPECT_TRUE(discovery->multidriveSrc().has_value());
    EXPECT_FALSE(discovery->diskInfoCollectorSm("S1"));
    EXPECT_FALSE(discovery->infoReactor("S1"));
-   discovery->handleInfoCollectorCompleted("S1");
    discovery->handleInternalDevicesReady();
    EXPECT_EQ(discovery->fruConfig(), fruConfig);
    EXPECT_EQ(discovery->devices(), devices);
@@ -52,12 +53,34 @@ TEST_F(Unit, WatchesItsDisks) {
                 &ConnectedDevicesSm::handleRemoveEvent, &ConnectedDevicesSm::vornDoZombieReactors);
 }
 
+TEST_F(Unit, WaitsForACollectorOfItsOwn) {
+   addDisk("S1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
+   auto const discovery = connectedDevicesSmFactory(fruConfig, devices, tracker);
+   auto const collector = Pelm::make<Collector>(devices->disk("S1"));
+   discovery->diskInfoCollectorSmIs("S1", collector);
+   EXPECT_EQ(discovery->diskInfoCollectorSm("S1"), collector);
+   discovery->infoReactorDel("S1");
+   discovery->infoReactorIs(collector);
+   EXPECT_EQ(discovery->infoReactor("S1")->notifier(), collector);
+   collector->collect();
+   discovery->handleInfoCollectorCompleted("S1");
+   EXPECT_TRUE(discovery->diskInfoCollectorSm.empty());
+   EXPECT_TRUE(devices->disk("S2"));
+   discovery->diskInfoCollectorSmIs("S1", Pelm::make<Collector>(devices->disk("S1")));
+   discovery->diskInfoCollectorSmDel("S1");
+   discovery->infoReactorDelAll();
+   discovery->diskInfoCollectorSmDelAll();
+   EXPECT_TRUE(discovery->infoReactor.empty());
+}
+
 TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {
    fruConfig->expectedMountsIs("drive");
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const detection = deviceDetectionSmFactory(fruConfig, devices);
    devices->diskDel("S1");
    detection->handleDisk("S1", {});
+   EXPECT_EQ(detection->fruConfig(), fruConfig);
+   EXPECT_EQ(detection->devices(), devices);
    EXPECT_EQ(logged.size(), 2U);
    expectLinked(&DeviceDetectionSm::handleInitialized, &DeviceDetectionSm::vornDoZombieReactors);
 }
@@ -69,8 +92,13 @@ TEST_F(Unit, ExplainsItsConfiguration) {
    Vorn::TraceHandle const trace{"InstalledHost", false};
    ApplianceRules const rules = readApplianceRules(folder.c_str(), trace);
    ASSERT_EQ(rules.etcBlockDev.size(), 1U);
-   EXPECT_EQ(EtcBlockdevEntry::instance(rules.etcBlockDev.front().stringValue().view()),
-             rules.etcBlockDev.front());
+   EtcBlockdevEntry entry = rules.etcBlockDev.front();
+   EXPECT_EQ(entry.sysPathRe(), "pci0000:00/ata1/host");
+   EXPECT_EQ(entry.mount(), "drive");
+   EXPECT_EQ(EtcBlockdevEntry::instance(entry.stringValue().view()), entry);
+   entry.sysPathReIs("");
+   entry.mountIs("");
+   EXPECT_TRUE(entry.isEq({}));
 }
 
 TEST_F(Unit, CompletesTheRecordOfADisk) {
@@ -83,12 +111,26 @@ TEST_F(Unit, CompletesTheRecordOfADisk) {
    EXPECT_EQ(collector->finalDisk()->deviceIntfAndAddress(), "mmc0");
    EXPECT_EQ(collector->finalDisk()->blockDeviceName(), "mmcblk0");
    EXPECT_EQ(collector->device()->name(), "S1");
+   EXPECT_EQ(collector->startError(), 0);
+   EXPECT_EQ(collector->publisher(), &collector->finalDisk.publisher());
+   EXPECT_EQ(collector->typeData(), typeid(Collector));
    EXPECT_EQ(collector->finalDiskDel()->name(), "S2");
    expectLinked(&DiskInfoCollectorSm::finalDiskIs);
 }
 
 TEST_F(Unit, KeepsItsSetOfDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const disk = devices->disk("S1");
+   EXPECT_EQ(disk->mibType(), EntityMib::StorageType::sataSsd);
+   EXPECT_EQ(disk->blockDevice(), "/dev/sda");
+   EXPECT_EQ(disk->mountPoint(), folder.c_str());
+   EXPECT_EQ(disk->model(), "Model");
+   EXPECT_EQ(disk->firmwareRevision(), "1.0");
+   EXPECT_FALSE(disk->removable());
+   EXPECT_EQ(disk->busType(), ConnectedDisk::BusType::sata);
+   EXPECT_EQ(disk->devAddress(), "1");
+   EXPECT_EQ(disk->sizeGb(), 240U);
+   EXPECT_TRUE(disk->isEq(*disk) && disk->isEqButTexts(*disk));
    devices->udevSerialToSerialMapIs("U1", "S1");
    EXPECT_EQ(devices->getDiskMountedAt(folder.c_str()), "S1");
    EXPECT_EQ(devices->udevSerialToSerialMap("U1"), Pelm::String{"S1"});

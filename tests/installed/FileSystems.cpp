@@ -28,6 +28,8 @@ TEST_F(Unit, TestsAFileSystemFromStartToStop) {
    test->pauseDelayIs(30);
    test->utilChkDelayIs(40);
    test->highUtilThresholdIs(100);
+   EXPECT_EQ(test->testDelay() + test->hungDelay() + test->pauseDelay() + test->utilChkDelay(), 100);
+   EXPECT_EQ(test->highUtilThreshold(), 100U);
    test->start();
    ASSERT_EQ(test->state(), State::writeTest);
    EXPECT_TRUE(test->running());
@@ -38,6 +40,9 @@ TEST_F(Unit, TestsAFileSystemFromStartToStop) {
    test->doUtilChk();
    test->handleTestClock();
    EXPECT_EQ(test->cookieData().size(), blkSize);
+   EXPECT_EQ(test->cookieFilePath(), (folder / "debug" / "healthTestCookie").c_str());
+   EXPECT_EQ(test->eagainErrorCount(), 0U);
+   EXPECT_FALSE(test->utilThresholdExceeded());
    test->stop();
    EXPECT_EQ(test->state(), State::cleanup);
    EXPECT_FALSE(test->running());
@@ -102,6 +107,13 @@ TEST_F(Unit, MakesTheCallsOfATestFail) {
    ops->fsyncRetIs(-EDQUOT), ops->fsyncErrnoIs(EDQUOT);
    ops->closeRetIs(-EINTR), ops->closeErrnoIs(EINTR);
    ops->utilChkRetIs(90);
+   EXPECT_EQ(ops->openRet(), -ops->openErrno());
+   EXPECT_EQ(ops->lseekRet(), -ops->lseekErrno());
+   EXPECT_EQ(ops->readRet(), -ops->readErrno());
+   EXPECT_EQ(ops->writeRet(), -ops->writeErrno());
+   EXPECT_EQ(ops->fsyncRet(), -ops->fsyncErrno());
+   EXPECT_EQ(ops->closeRet(), -ops->closeErrno());
+   EXPECT_EQ(ops->utilChkRet(), 90);
    char byte = 0;
    expectInjected([&] { return ops->openPath("/nowhere", O_RDONLY); }, EIO);
    expectInjected([&] { return ops->lseekFd(-1, 0, SEEK_SET); }, EBADF);
@@ -122,6 +134,7 @@ TEST_F(Unit, WatchesAMountPoint) {
    auto const monitor = mountPtMonitorSmFactory(folder.c_str(), Pelm::make<Helper>(), devices);
    monitor->holdOffTimeIs(1000);
    monitor->periodicCheckTimeIs(100);
+   EXPECT_EQ(monitor->holdOffTime() + monitor->periodicCheckTime(), 1100);
    EXPECT_TRUE(eventually([&] { return bool{monitor->fsHealthSm()}; }));
    EXPECT_TRUE(monitor->fsHealthSm()->running());
    monitor->handleTestClock();

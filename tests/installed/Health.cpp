@@ -21,6 +21,7 @@ void expectPolls(DataMonitorSm & monitor, Pelm::String const & disk) {
    EXPECT_TRUE(monitor.devices());
    EXPECT_FALSE(monitor.typeStr().empty());
    EXPECT_TRUE(monitor.clock());
+   EXPECT_EQ(monitor.publisher(), &monitor.pollCount.publisher());
    monitor.update();
    auto const polls = monitor.pollCount();
    monitor.pollCountInc(1);
@@ -41,6 +42,7 @@ TEST_F(Unit, ReadsSmartData) {
    auto const monitor = smartDataMonitorSmFactory(pollInterval, devices, data, tracker);
    EXPECT_TRUE(
        eventually([&] { return data->deviceData("S1") && data->deviceData("S1")->healthStatusRead(); }));
+   EXPECT_EQ(data->deviceData("S1")->name(), "S1");
    EXPECT_EQ(monitor->data(), data);
    EXPECT_EQ(monitor->tracker(), tracker);
    EXPECT_TRUE(monitor->smartDbMapping("S1"));
@@ -65,6 +67,7 @@ TEST_F(Unit, ReadsSmartData) {
    EXPECT_TRUE(run->started());
    EXPECT_TRUE(eventually([&] { return run->isOver(); }));
    EXPECT_EQ(run->device(), "S1");
+   EXPECT_EQ(run->devicePath(), "/dev/sda");
    EXPECT_EQ(run->sm()->exitCode(), 0);
    expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
 }
@@ -76,6 +79,7 @@ TEST_F(Unit, ReadsTheSmartLogOfNvmeDrives) {
    auto const monitor = nvmeDataMonitorSmFactory(pollInterval, devices, data, tracker);
    EXPECT_TRUE(
        eventually([&] { return data->deviceData("N1") && data->deviceData("N1")->reading.count() > 0; }));
+   EXPECT_EQ(data->deviceData("N1")->name(), "N1");
    EXPECT_EQ(data->deviceData("N1")->percentageUsed().value, 5);
    EXPECT_EQ(monitor->data(), data);
    EXPECT_EQ(monitor->tracker(), tracker);
@@ -105,9 +109,15 @@ TEST_F(Unit, ReadsTheRegistersOfEmmcDevices) {
    auto const data = Pelm::make<EmmcData>();
    auto const monitor = emmcDataMonitorSmFactory(pollInterval, devices, data);
    monitor->emmcBaseDirIs(folder.c_str());
+   EXPECT_EQ(monitor->emmcBaseDir(), folder.c_str());
    EXPECT_TRUE(
        eventually([&] { return data->deviceData("E1") && data->deviceData("E1")->reading.count() > 0; }));
-   EXPECT_EQ(data->deviceData("E1")->lifetimeEstTypA().percentValue(), 90);
+   auto const record = data->deviceData("E1");
+   EXPECT_EQ(record->name(), "E1");
+   EXPECT_EQ(record->lifetimeEstTypA().percentValue(), 90);
+   auto const before = record->reading.time();
+   record->reading.countInc();
+   EXPECT_GE(record->reading.time(), before);
    EXPECT_EQ(monitor->data(), data);
    expectPolls(*monitor, "E1");
 
@@ -127,8 +137,12 @@ TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
    EXPECT_TRUE(eventually([&] { return data->ioStatData("S1") && data->ioStatData("S1")->size() >= 2; }));
    EXPECT_EQ(data->ioStatData("S1")->topMeasurement()->bytesWritten, 16U * 512);
    data->ioStatData("S1")->pruneMeasurements(1e6);
+   EXPECT_FALSE(data->ioStatData("S1")->empty());
+   EXPECT_EQ((*data->ioStatData("S1"))[0].bytesRead, 8U * 512);
    monitor->shouldRecordMeasurementIs(false);
+   EXPECT_FALSE(monitor->shouldRecordMeasurement());
    monitor->ioStatPathBaseIs("/nowhere/%s");
+   EXPECT_EQ(monitor->ioStatPathBase(), "/nowhere/%s");
    monitor->handlePollClock();
    monitor->handleConnectedDevices();
    monitor->handleConnectedDevices("S1");
@@ -153,12 +167,19 @@ TEST_F(Unit, FollowsTheLifeOfItsDisks) {
    change->numPastLogsIs(0);
    change->lastBytesWrittenIs(0);
    change->timestampIs(Vorn::System::currentTime());
+   EXPECT_EQ(change->numPastLogs() + change->lastBytesWritten(), 0U);
+   EXPECT_EQ(change->timestamp(), Vorn::System::currentTime());
+   EXPECT_FALSE(change->firstDropDetected());
    monitor->handleChange("S1", 90);
    EXPECT_EQ(change->lastValue(), 90);
    change->firstDropDetectedIs(true);
    change->lastValueIs(40);
    SmartAttr attr;
    attr.raw = 39;
+   EXPECT_TRUE(attr.isPassing());
+   auto const present = OptionalSmartAttr::from(attr);
+   EXPECT_TRUE(bool{present});
+   EXPECT_EQ((*present).raw, present->raw);
    monitor->handleSmartData("S1", OptionalSmartAttr{}, OptionalSmartAttr::from(attr));
    monitor->handleNvmeData("S1", {}, {});
    monitor->handleEmmcData("S1", {}, {});

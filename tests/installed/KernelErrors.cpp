@@ -27,6 +27,9 @@ TEST_F(Unit, LogsWhatTheKernelReports) {
    watcher->recvBufSizeIs(2000);
    watcher->maxProcessTimeIs(0.25);
    watcher->syslogThresholdIs(100);
+   EXPECT_EQ(watcher->recvBufSize(), 2000U);
+   EXPECT_EQ(watcher->maxProcessTime(), 0.25);
+   EXPECT_EQ(watcher->syslogThreshold(), 100U);
    watcher->processKernelMsg("kernel: [   12.345678] blk_update_request: I/O error, dev sda, sector 8");
    ASSERT_EQ(logged.size(), 1U);
    EXPECT_EQ(info->fsList("S1")->kernelDevName(), "sda");
