@@ -11,10 +11,10 @@
 #include <cerrno>
 #include <cmath>
 
-#include "agent/Scarcity.h"
 #include "agent/Text.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Format.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/host/TimeSource.h"
 
 namespace Agent {
@@ -26,7 +26,7 @@ namespace {
 }
 
 [[noreturn]] void failRead(std::string const & path, int error) {
-   fail(path, "cannot be read: " + explained(error) + "; name the file to use with --config");
+   fail(path, "cannot be read: " + Vorn::errorAndRemedy(error) + "; name the file to use with --config");
 }
 
 class OpenFile {

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "StorageDevices/Shortage.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
 
@@ -14,7 +14,7 @@ void writeUnclassified(JsonWriter & writer, StorageDevices::Unclassified const &
    writeMember(writer, "device", device.device.view());
    writeMember(writer, "attempt", device.attempt.view());
    writeMember(writer, "error", std::strerror(device.error));
-   writeMember(writer, "remedy", StorageDevices::shortageRemedy(device.error));
+   writeMember(writer, "remedy", Vorn::shortageRemedy(device.error));
    writer.EndObject();
 }
 

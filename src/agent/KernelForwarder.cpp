@@ -11,6 +11,7 @@
 
 #include "agent/KernelFileSystems.h"
 #include "agent/KernelRecord.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/Vorn/Trace.h"
 #include "runtime/host/TimeSource.h"
 
@@ -24,14 +25,10 @@ Vorn::TraceHandle traceHandle{"KernelForwarder", true};
 constexpr double firstRetryWait = 0.001;
 constexpr double longestRetryWait = 0.05;
 
-std::string explained(int error) {
-   return std::generic_category().message(error);
-}
-
 int opened(std::string const & device, KernelForwarder::Notice const & notice) {
    int const fd = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
    if (fd < 0)
-      notice(device + ": cannot be read (" + explained(errno) +
+      notice(device + ": cannot be read (" + Vorn::errorAndRemedy(errno) +
              "); no kernel messages are forwarded: allow it, or set kernel_messages.forward_kmsg = false");
    else
       lseek(fd, 0, SEEK_END);
@@ -100,7 +97,7 @@ bool KernelForwarder::goesOnAfter(int error) {
       VORN_TRACE(traceHandle, 0) << " a record is too long.";
       return true;
    }
-   stopReading("the kernel's log cannot be read any more (" + explained(error) + ")");
+   stopReading("the kernel's log cannot be read any more (" + Vorn::errorAndRemedy(error) + ")");
    return false;
 }
 

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "agent/UniqueFd.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
 
@@ -24,7 +25,7 @@ constexpr int backlog = 128;
 constexpr char elsewhere[] = "; run as root or set status.socket elsewhere";
 
 [[noreturn]] void fail(std::string const & what, int error) {
-   throw SocketError{what + ": " + std::generic_category().message(error)};
+   throw SocketError{what + ": " + Vorn::errorAndRemedy(error)};
 }
 
 int newSocket(int family, int type = SOCK_STREAM) {

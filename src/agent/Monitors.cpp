@@ -11,7 +11,7 @@
 #include "StorageDevices/Examination.h"
 #include "StorageDevices/Factories.h"
 #include "agent/ListenSocket.h"
-#include "agent/Scarcity.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
 
@@ -128,7 +128,7 @@ void Monitors::makeForwarder() {
           config_.kernelMessages, [this](std::string const & text) { notice_(severityWarning, text); });
       kernelForwarder_->beforeLineIs([this] { clockWatch_->check(); });
    } catch (std::system_error const & error) {
-      notice_(severityError, explained(error) + " (no kernel messages are forwarded)");
+      notice_(severityError, Vorn::errorAndRemedy(error) + " (no kernel messages are forwarded)");
    }
 }
 

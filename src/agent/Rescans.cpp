@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "StorageDevices/Shortage.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
 
@@ -41,7 +41,7 @@ void Rescans::handleUnclassified(Vorn::Change<StorageDevices::Unclassified> cons
       return;
    }
    notice_(severityError, change.now->device.str() + ": not classified: " + change.now->attempt.str() + ": " +
-                              StorageDevices::errorAndRemedy(change.now->error));
+                              Vorn::errorAndRemedy(change.now->error));
    if (!change.old) {
       retryWait_ = shortestWait;
       rescanAfter(shortestWait);

@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "agent/ConfigChange.h"
@@ -14,7 +13,6 @@
 #include "agent/KeysWithoutEffect.h"
 #include "agent/LivenessDocument.h"
 #include "agent/Metrics.h"
-#include "agent/Scarcity.h"
 #include "agent/StateDocument.h"
 #include "agent/Version.h"
 #include "runtime/host/Loop.h"
@@ -120,7 +118,7 @@ void StorageAgent::run() {
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(severityNotice, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
-   startWatchdog();
+   watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
    for (auto const & server : servers_)
       server->acceptingIs(true);
@@ -131,17 +129,6 @@ void StorageAgent::run() {
    }
    serviceManager_.tell("STOPPING=1");
    log_.notice(severityInfo, "stopping");
-}
-
-// It takes a thread, which the system may refuse.
-void StorageAgent::startWatchdog() {
-   try {
-      watchdog_.emplace(log_, serviceManager_);
-   } catch (std::system_error const & error) {
-      log_.notice(severityWarning,
-                  "the loop is not watched for stalls, and the service manager gets no sign of life: " +
-                      explained(error));
-   }
 }
 
 void StorageAgent::reload() {

@@ -19,7 +19,7 @@
 #include "agent/StrayProcesses.h"
 #include "agent/ToolNotices.h"
 #include "agent/ToolRuns.h"
-#include "agent/Watchdog.h"
+#include "agent/WatchdogStart.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
 
@@ -49,7 +49,6 @@ class StorageAgent {
  private:
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
-   void startWatchdog();
    void serve(ListenSocket socket, std::optional<HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
    Holds holds() const;
@@ -63,7 +62,7 @@ class StorageAgent {
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
    Signals signals_;
    ServiceManager serviceManager_;
-   std::optional<Watchdog> watchdog_;  // outlives the monitors: their end may be held too
+   std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may be held too
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
    StrayProcesses strays_{tracker_};
    Monitors monitors_;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <csignal>
+#include <exception>
 #include <limits>
 #include <system_error>
 
@@ -36,6 +37,18 @@ class SignalsBlocked {
    sigset_t before_{};
 };
 
+// With a small stack: the usual one is more address space than the whole agent's. Answers an errno value.
+int startThread(pthread_t & thread, void * (*function)(void *), void * argument) {
+   constexpr std::size_t stackBytes = 256 * 1024;
+   pthread_attr_t attributes;
+   if (int const error = pthread_attr_init(&attributes); error != 0)
+      return error;
+   pthread_attr_setstacksize(&attributes, stackBytes);
+   int const error = pthread_create(&thread, &attributes, function, argument);
+   pthread_attr_destroy(&attributes);
+   return error;
+}
+
 }  // namespace
 
 Watchdog::Watchdog(StderrLog & log, ServiceManager const & manager)
@@ -43,18 +56,26 @@ Watchdog::Watchdog(StderrLog & log, ServiceManager const & manager)
    if (stop_ < 0)
       throw std::system_error{errno, std::generic_category(), "eventfd"};
    SignalsBlocked const blocked;
-   thread_ = std::thread{[this] { run(); }};
+   if (int const error = startThread(thread_, &Watchdog::runThread, this); error != 0) {
+      close(stop_);
+      throw std::system_error{error, std::generic_category(), "no thread"};
+   }
 }
 
 Watchdog::~Watchdog() {
    eventfd_write(stop_, 1);
-   thread_.join();
+   pthread_join(thread_, nullptr);
    close(stop_);
 }
 
 Holds Watchdog::holds() const {
    std::lock_guard const lock{mutex_};
    return watch_.holds();
+}
+
+void * Watchdog::runThread(void * self) {
+   static_cast<Watchdog *>(self)->run();
+   return nullptr;
 }
 
 void Watchdog::run() {
@@ -66,7 +87,7 @@ void Watchdog::run() {
    do {
       now = Host::monotonicSeconds();
       if (now >= nextLook) {
-         look(Host::activity(), now);
+         lookSafely(Host::activity(), now);
          nextLook = now + watch_.pause();
       }
       if (now >= nextSign) {
@@ -77,7 +98,14 @@ void Watchdog::run() {
    } while (!stopsWithin(std::min(nextLook, nextSign) - now));
    Host::Activity stopping = Host::activity();
    stopping.busy = false;  // who ends the watchdog is not held any more
-   look(stopping, Host::monotonicSeconds());
+   lookSafely(stopping, Host::monotonicSeconds());
+}
+
+void Watchdog::lookSafely(Host::Activity const & seen, double now) noexcept {
+   try {
+      look(seen, now);
+   } catch (std::exception const &) {  // out of memory; the signs of life go on
+   }
 }
 
 void Watchdog::look(Host::Activity const & seen, double now) {

@@ -1,5 +1,6 @@
 // The program `storagedevices`: reads the command line and runs the command.
 
+#include <malloc.h>
 #include <sys/ioctl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -39,6 +40,7 @@
 #include "agent/ToolSearch.h"
 #include "agent/Version.h"
 #include "runtime/Vorn/Module.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace {
 
@@ -89,7 +91,13 @@ void seedRandom() {
    std::srand(seed);
 }
 
+// A heap of its own for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.
+void keepOneHeap() {
+   mallopt(M_ARENA_MAX, 1);
+}
+
 int runAgent(Agent::Command const & command) {
+   keepOneHeap();
    seedRandom();
    rlim_t const descriptors = allowAllDescriptors();
    allowEntering();
@@ -247,9 +255,9 @@ int main(int argc, char ** argv) {
    } catch (Agent::ConfigError const & error) {
       return fail(wrongUsage, error.what());
    } catch (std::system_error const & error) {
-      return fail(failed, Agent::explained(error));
+      return fail(failed, Vorn::errorAndRemedy(error));
    } catch (std::bad_alloc const &) {
-      return fail(failed, Agent::memoryExhausted());
+      return fail(failed, Vorn::errorAndRemedy(ENOMEM));
    } catch (std::exception const & error) {
       return fail(failed, error.what());
    }

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+
+#include "runtime/Vorn/Shortage.h"
 #include "tests/support/FileCalls.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
@@ -103,7 +106,7 @@ TEST_F(ApplianceFileErrors, aLinkToARegularFileIsGood) {
 TEST_F(ApplianceFileErrors, scarceDescriptorsAreNamedWithTheRemedy) {
    folder_.fileIs("blockdev", "good drive");
    Support::DescriptorLimit const limit{0};
-   std::string const why = ": cannot be read: Too many open files; raise LimitNOFILE= of the service";
+   std::string const why = ": cannot be read: " + Vorn::errorAndRemedy(EMFILE);
    EXPECT_EQ(errors().front(), "/blockdev" + why);
 }
 

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "runtime/model/IOStatData.h"
+#include "tests/support/MemoryLimit.h"
 #include "tests/support/RandomSeed.h"
 #include "tests/support/VirtualTimeTest.h"
 
@@ -113,6 +114,32 @@ TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
    }
    EXPECT_GT(most, 200U);
 }
+
+#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
+
+// Records until the history no longer grows, and as much again; whether it ends with the newest without a
+// gap.
+bool keepsTheNewestWithoutMemory(IOStat & history) {
+   std::uint64_t written = 0;
+   std::uint64_t full = 0;
+   for (; full == 0 || written < 2 * full; ++written) {
+      std::size_t const before = history.size();
+      history.recordMeasurement(static_cast<double>(written), 0, written);
+      if (full == 0 && history.size() < before)
+         full = written;
+   }
+   bool complete = history.size() > full / 2 && history.size() <= full + 1;
+   for (std::size_t i = 0; i < history.size(); ++i)
+      complete = complete && history[i].bytesWritten == written - history.size() + i;
+   return complete;
+}
+
+TEST_F(IOStatTest, dropsTheOldestWhereThereIsNoMemoryForTheNewest) {
+   EXPECT_TRUE(Support::survives(std::size_t{1} << 20U,
+                                 [this] { _exit(keepsTheNewestWithoutMemory(*stat) ? 0 : 1); }));
+}
+
+#endif
 
 TEST(IOStatDataTest, historiesAreKeptUntilTheyAreDeleted) {
    auto const all = Pelm::make<IOStatData>();

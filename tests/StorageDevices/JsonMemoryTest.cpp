@@ -3,12 +3,8 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdlib>
-#include <functional>
 #include <new>
 #include <string>
 #include <vector>
@@ -105,28 +101,7 @@ TEST(JsonMemoryTest, aListBeyondItTellsSo) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
 
-// What was freed before must not serve where there is a limit.
-void takeWhatIsFree() {
-   Support::MemoryLimit const none{0};
-   void * volatile block = nullptr;
-   do
-      block = std::malloc(16 * kiB);
-   while (block != nullptr);
-}
-
-// Whether the action, in a process of its own with that much more memory, came to its end.
-bool survives(std::size_t more, std::function<void()> const & action) {
-   pid_t const child = fork();
-   if (child == 0) {
-      takeWhatIsFree();
-      Support::MemoryLimit const limit{more};
-      action();
-      _exit(0);
-   }
-   int status = -1;
-   waitpid(child, &status, 0);
-   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+using Support::survives;
 
 TEST(JsonMemoryTest, whereThereIsNoMemoryBlocksRaise) {
    Support::MemoryLimit const limit{miB};

@@ -262,6 +262,25 @@ TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
 
+TEST_F(SmartMonitor, thousandsOfLargeReportsTakeNoMoreMemoryThanTheFirstOnes) {
+   constexpr int readings = 2000;
+   constexpr int first = 200;
+   std::string rows = hours;
+   while (rows.size() < 100000)
+      rows += "," + row(9, "Power_On_Hours", 100, 12345);
+   folder_.scriptIs("smartctl",
+                    "exec cat \"" + folder_.fileIs("large", report("true", rows)).string() + "\"");
+   plug();
+   start();
+   std::size_t before = 0;
+   for (int reading = 0; reading < readings; ++reading) {
+      poll();
+      before = reading == first ? Support::MemoryUse::now().resident : before;
+   }
+   EXPECT_GT(record()->reading.count(), 0U + readings - 1);
+   EXPECT_LT(Support::MemoryUse::now().resident, before + (std::size_t{1} << 20U));
+}
+
 // As much as a tool may print.
 TEST_F(SmartMonitor, aReportForWhichThereIsNoMemoryChangesNothing) {
    plug();

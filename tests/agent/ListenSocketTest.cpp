@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "tests/support/HttpExchange.h"
 #include "tests/support/TempDir.h"
@@ -91,6 +92,20 @@ TEST_F(ListenSocketTest, ALinkPlantedInItsPlaceIsNeitherFollowedNorRemoved) {
    ASSERT_EQ(stat(victim.c_str(), &status), 0);
    EXPECT_EQ(status.st_mode & 07777U, 0600U);
    EXPECT_TRUE(std::filesystem::is_symlink(path));
+}
+
+TEST_F(ListenSocketTest, AHundredClientsMayWaitToBeLetIn) {
+   ListenSocket const listening = ListenSocket::atPath(path);
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   std::vector<int> waiting;
+   for (int i = 0; i < 100; ++i) {
+      waiting.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      EXPECT_EQ(connect(waiting.back(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0) << i;
+   }
+   for (int const fd : waiting)
+      close(fd);
 }
 
 TEST_F(ListenSocketTest, ItsFileGoesWithIt) {

@@ -47,8 +47,8 @@ TEST(ToolMeaningTest, ARunSaysWhyItCouldNotStart) {
    Brul::FinishedRun run;
    run.argv = {"smartctl"};
    run.exitCode = 127;
-   run.reason = "no process could be made: raise TasksMax or LimitNPROC";
-   EXPECT_EQ(runMeaning(run), "could not be started: no process could be made: raise TasksMax or LimitNPROC");
+   run.reason = "Permission denied";
+   EXPECT_EQ(runMeaning(run), "could not be started: Permission denied");
    run.reason = "";
    EXPECT_EQ(runMeaning(run), "not found or not executable");
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "runtime/Brul/PipedChildProcessSm.h"
+#include "runtime/Vorn/Shortage.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -56,9 +57,8 @@ TEST_F(ToolNoticesTest, ARunWithoutADescriptorToSpareSaysWhatIsMissing) {
    child->start(true, true);
    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
    EXPECT_TRUE(eventually([&] { return !lines.empty(); }));
-   EXPECT_EQ(
-       lines.front(),
-       "true cannot be started, so its readings fail until it can: too many open files: raise LimitNOFILE");
+   EXPECT_EQ(lines.front(),
+             "true cannot be started, so its readings fail until it can: " + Vorn::errorAndRemedy(EMFILE));
 }
 
 }  // namespace

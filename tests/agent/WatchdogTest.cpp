@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
@@ -22,6 +23,27 @@
 #include "runtime/host/Loop.h"
 #include "tests/support/NotifySocket.h"
 #include "tests/support/PipedLog.h"
+
+namespace {
+
+// While it is set, every thread but the first finds no memory.
+std::atomic<bool> noMemoryBeside = false;
+
+}  // namespace
+
+void * operator new(std::size_t size) {
+   bool const refused = noMemoryBeside && gettid() != getpid();
+   void * const block = refused ? nullptr : std::malloc(size > 0 ? size : 1);
+   if (!block)
+      throw std::bad_alloc{};
+   return block;
+}
+void operator delete(void * block) noexcept {
+   std::free(block);
+}
+void operator delete(void * block, std::size_t) noexcept {
+   std::free(block);
+}
 
 namespace Agent {
 namespace {
@@ -95,6 +117,19 @@ TEST_F(ThreadsWatchdog, WithoutAWatchfulManagerItGivesNone) {
       EXPECT_EQ(socket.next(), "READY=1");
    }
    EXPECT_TRUE(socket.told().empty());
+}
+
+TEST_F(ThreadsWatchdog, GivesSignsOfLifeWhereItFindsNoMemoryToLook) {
+   setenv("WATCHDOG_USEC", "80000", 1);
+   ServiceManager const manager;
+   Vorn::BlockingCall const call{"fsync", "/mnt/a-name-that-takes-memory-to-be-kept"};
+   noMemoryBeside = true;
+   {
+      Watchdog const watchdog{*log, manager};
+      for (int i = 0; i < 3; ++i)
+         EXPECT_EQ(socket.next(), "WATCHDOG=1");
+   }
+   noMemoryBeside = false;
 }
 
 TEST_F(ThreadsWatchdog, LinesOfTwoThreadsStayWholeBesideALoopAtWork) {

@@ -6,6 +6,7 @@
 #include "agent/DiscoveryDocument.h"
 #include "agent/Rescans.h"
 #include "agent/SettledStart.h"
+#include "runtime/Vorn/Shortage.h"
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/DocumentText.h"
 #include "tests/support/SpawnFailure.h"
@@ -123,9 +124,7 @@ TEST_F(AgentRescansTest, whatIsUnclassifiedIsReportedOnceWithCauseAndRemedy) {
       handleSome();
       Host::runFor(10);
    }
-   std::string const why =
-       ": not classified: expr cannot be started: Resource temporarily unavailable; raise TasksMax= and "
-       "LimitNPROC= of the service";
+   std::string const why = ": not classified: expr cannot be started: " + Vorn::errorAndRemedy(EAGAIN);
    EXPECT_EQ(notices_, (Texts{"3 /dev/sdb" + why, "3 /dev/sdc" + why}));
    notices_.clear();
    Host::runFor(60);
@@ -139,12 +138,11 @@ TEST_F(AgentRescansTest, withoutDescriptorsTheRemedyIsTheLimitOfFiles) {
       startWithRescans();
    }
    ASSERT_EQ(notices_.size(), 2U);
-   EXPECT_EQ(notices_[0], "3 " + unit_.etcFolder().string() +
-                              ": not classified: the appliance's files cannot be read: Too many open files; "
-                              "raise LimitNOFILE= of the service");
+   EXPECT_EQ(notices_[0],
+             "3 " + unit_.etcFolder().string() +
+                 ": not classified: the appliance's files cannot be read: " + Vorn::errorAndRemedy(EMFILE));
    EXPECT_EQ(notices_[1],
-             "3 udev: not classified: its events cannot be received: Too many open files; raise "
-             "LimitNOFILE= of the service");
+             "3 udev: not classified: its events cannot be received: " + Vorn::errorAndRemedy(EMFILE));
 }
 
 TEST_F(AgentRescansTest, theDocumentNamesWhatIsUnclassified) {
@@ -155,8 +153,8 @@ TEST_F(AgentRescansTest, theDocumentNamesWhatIsUnclassified) {
    }
    EXPECT_EQ(document(), R"({"anonymousRemovalCount":0,"unclassifiedDevices":{")" + unit_.sysPath("sdb") +
                              R"(":{"device":"/dev/sdb","attempt":"expr cannot be started",)"
-                             R"("error":"Too many open files in system","remedy":"raise the kernel's )"
-                             R"(fs.file-max"}}})");
+                             R"("error":"Too many open files in system","remedy":"raise fs.file-max )"
+                             R"(with sysctl"}}})");
    sm_->rescan();
    removeWithoutSerial("sdb");
    handleSome();

@@ -20,8 +20,10 @@
 #include <vector>
 
 #include "runtime/Brul/PipedChildProcessSm.h"
+#include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/Failure.h"
 #include "runtime/Vorn/Process.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/host/Failure.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
@@ -91,27 +93,17 @@ class ScarceMeans : public testing::Test {
    Pelm::Ptr<ChildProcessTrackerSm> tracker = Pelm::make<ChildProcessTrackerSm>();
 };
 
-struct Scarcity {
-   int error;
-   char const * reason;
-};
-constexpr std::array scarcities{
-    Scarcity{EMFILE, "too many open files: raise LimitNOFILE"},
-    Scarcity{ENFILE, "too many open files in the whole system: raise fs.file-max"},
-    Scarcity{EAGAIN, "no process could be made: raise TasksMax or LimitNPROC"},
-    Scarcity{ENOMEM, "no process could be made for want of memory: raise MemoryMax"},
-    Scarcity{EACCES, "Permission denied (errno 13)"},
-};
+constexpr std::array spawnErrors{EMFILE, ENFILE, EAGAIN, ENOMEM, EACCES};
 
 TEST_F(ScarceMeans, RunThatCannotBeStartedFailsAndNamesCauseAndRemedy) {
-   for (auto const & [error, cause] : scarcities) {
+   for (int const error : spawnErrors) {
+      std::string const cause = Vorn::errorAndRemedy(error);
       spawnError = error;
       auto const process = run({"true"});
       EXPECT_EQ(process->state(), State::failed);
       EXPECT_EQ(process->exitCode(), 127);
-      EXPECT_EQ(process->stderrString(), "true: " + std::string{cause});
+      EXPECT_EQ(process->stderrString(), "true: " + cause);
       EXPECT_EQ(reason(), cause);
-      EXPECT_EQ(Vorn::startFailure(error), cause);
    }
    spawnError = 0;
    EXPECT_EQ(run({"true"})->state(), State::finished) << "the next one runs";
@@ -119,7 +111,7 @@ TEST_F(ScarceMeans, RunThatCannotBeStartedFailsAndNamesCauseAndRemedy) {
 }
 
 TEST_F(ScarceMeans, ProcessThatCannotBeMadeLeavesItsErrorAndNoDescriptor) {
-   for (auto const & [error, cause] : scarcities) {
+   for (int const error : spawnErrors) {
       spawnError = error;
       int const in = open("/dev/null", O_RDONLY);
       EXPECT_EQ(Vorn::spawnProcess({"true"}, in, -1, -1), -1);
@@ -196,6 +188,33 @@ TEST(ScarceMemory, HandlerThatRunsOutOfItIsReportedWithoutAnAllocation) {
    EXPECT_EQ(allocations, 1) << "the handler's own";
    EXPECT_NE(std::string_view{machine.data()}.find("Hungry"), std::string_view::npos) << machine.data();
    EXPECT_STREQ(cause.data(), "out of memory");
+}
+
+// A machine that asks for its next time whenever its time has come.
+class Ticking {
+ public:
+   int ticks() const { return ticks_; }
+
+ private:
+   void handleTime() {
+      ++ticks_;
+      clock_.timeMinIs(Vorn::System::currentTime() + 60);
+   }
+   int ticks_ = 0;
+   Vorn::Clock::Notifiee<&Ticking::handleTime> clock_{*this};
+};
+
+TEST(ScarceMemory, ClockThatAsksForItsNextTimeGoesOnWithoutMemory) {
+   Host::timeSourceIs(std::make_unique<Host::VirtualTime>());
+   Ticking const machine;
+   Host::turn();
+   ASSERT_EQ(machine.ticks(), 1);
+   largestBlock = 0;
+   for (int turns = 0; turns < 20; ++turns)
+      Host::turn();
+   largestBlock = SIZE_MAX;
+   Host::timeSourceIs(nullptr);
+   EXPECT_EQ(machine.ticks(), 11) << "a turn to reach each time, another to handle it";
 }
 
 TEST(ScarceMemory, SinkThatRunsOutOfItTooLeavesALineOnStandardError) {

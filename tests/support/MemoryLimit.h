@@ -2,10 +2,13 @@
 #pragma once
 
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <fstream>
+#include <functional>
 
 namespace Support {
 
@@ -36,5 +39,30 @@ class MemoryLimit {
  private:
    rlimit before_{};
 };
+
+// Takes all memory that this process may have without another mapping: what was freed before must not serve
+// where there is a limit.
+inline void takeWhatIsFree() {
+   constexpr std::size_t blockBytes = 16384;
+   MemoryLimit const none{0};
+   void * volatile block = nullptr;
+   do
+      block = std::malloc(blockBytes);
+   while (block != nullptr);
+}
+
+// Whether the action, in a process of its own with that much more memory, came to its end.
+inline bool survives(std::size_t more, std::function<void()> const & action) {
+   pid_t const child = fork();
+   if (child == 0) {
+      takeWhatIsFree();
+      MemoryLimit const limit{more};
+      action();
+      _exit(0);
+   }
+   int status = -1;
+   waitpid(child, &status, 0);
+   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 }  // namespace Support

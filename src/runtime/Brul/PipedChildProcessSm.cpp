@@ -9,6 +9,7 @@
 
 #include "runtime/Vorn/ActivityManager.h"
 #include "runtime/Vorn/Process.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/Vorn/Trace.h"
 #include "runtime/host/TimeSource.h"
 
@@ -98,7 +99,7 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       deadlineIs(Deadline::held, 0);
    } else if (!launch(captureStdout, captureStderr)) {
       startError_ = errno;
-      reasonIs(Vorn::startFailure(startError_));
+      reasonIs(Pelm::String{Vorn::errorAndRemedy(startError_)});
       stdout_.closeEnd();
       stderr_.closeEnd();
       deadlineIs(Deadline::cannotStart, 0);

@@ -65,14 +65,20 @@ void Clock::NotifieeConst::arm() {
    if (!clock_ || !active_ || !(timeMin_ < Seconds::infinity()))
       return;
    order_ = ++clock_->arms_;
-   clock_->waiting_.insert({timeMin_, order_, this});
+   Entry const entry{timeMin_, order_, this};
+   if (place_) {
+      place_.value() = entry;
+      clock_->waiting_.insert(std::move(place_));
+   } else {
+      clock_->waiting_.insert(entry);
+   }
    armed_ = true;
 }
 
 void Clock::NotifieeConst::disarm() {
    if (!armed_)
       return;
-   clock_->waiting_.erase({timeMin_, order_, this});
+   place_ = clock_->waiting_.extract({timeMin_, order_, this});
    armed_ = false;
 }
 

@@ -63,7 +63,8 @@ class RUNTIME_API Clock::NotifieeConst {
    bool isRegisteredNotifiee() const { return registered_; }
 
    // One call of the handler as soon as current time is at least `time`; replaces the earlier
-   // request. Infinity: never.
+   // request. Infinity: never. Only the first request takes memory: one that is made again and again
+   // goes on where there is none.
    void timeMinIs(Seconds time);
    Seconds timeMin() const { return timeMin_; }
 
@@ -76,6 +77,7 @@ class RUNTIME_API Clock::NotifieeConst {
    void disarm();
 
    Pelm::Ptr<Clock> clock_;
+   std::set<Entry>::node_type place_;  // its own among those that wait, while it does not
    Seconds timeMin_ = 0;
    std::uint64_t order_ = 0;
    bool active_ = false;

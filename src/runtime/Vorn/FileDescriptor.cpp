@@ -9,13 +9,13 @@ namespace Vorn {
 FileDescriptor::FileDescriptor(Pelm::String name) : name_{std::move(name)} {}
 
 FileDescriptor::~FileDescriptor() {
-   Poller::instance().forget(*this);
+   Poller::forget(*this);
 }
 
 void FileDescriptor::descriptorIs(int fd) {
    Pelm::KeepAlive const keepAlive{*this};  // those who are told may let go of it
    // Also for the number it has: that may have been closed and opened anew.
-   Poller::instance().forget(*this);
+   Poller::forget(*this);
    armedReadable_ = notifyOnReadable();
    armedWritable_ = notifyOnWritable();
    descriptor.valueIs(fd);
@@ -50,7 +50,7 @@ void FileDescriptor::notifyOnWritableIs(bool value) {
 }
 
 void FileDescriptor::watch() {
-   Poller::instance().watch(*this);
+   Poller::watch(*this);
 }
 
 }  // namespace Vorn

@@ -23,6 +23,9 @@ TraceHandle traceHandle{"VornPoller", true};
 // the kernel hands out the rest in the following turns, in rotation.
 constexpr std::size_t batch = 1024;
 
+// Never destroyed. Null until it is needed, so that a descriptor can end where the kernel refuses a poller.
+Poller * made = nullptr;
+
 unsigned wantedEvents(FileDescriptor const & descriptor) {
    if (descriptor.descriptor() < 0)
       return 0;
@@ -47,8 +50,9 @@ inline void FileDescriptor::handleReady(bool readable, bool writable) {
 }
 
 Poller & Poller::instance() {
-   static auto * const poller = new Poller;
-   return *poller;
+   if (!made)
+      made = new Poller;
+   return *made;
 }
 
 Poller::Poller() : epoll_{epoll_create1(EPOLL_CLOEXEC)}, ready_(batch) {
@@ -57,11 +61,13 @@ Poller::Poller() : epoll_{epoll_create1(EPOLL_CLOEXEC)}, ready_(batch) {
 }
 
 void Poller::watch(FileDescriptor & descriptor) {
-   unsigned const wanted = wantedEvents(descriptor);
-   if (wanted == 0) {
-      unwatch(descriptor);
-      return;
-   }
+   if (unsigned const wanted = wantedEvents(descriptor))
+      instance().watchFor(descriptor, wanted);
+   else if (made)
+      made->unwatch(descriptor);
+}
+
+void Poller::watchFor(FileDescriptor & descriptor, unsigned wanted) {
    if (wanted == descriptor.watchedEvents_)
       return;
    if (tellKernel(descriptor, wanted)) {
@@ -120,8 +126,11 @@ void Poller::unwatch(FileDescriptor & descriptor) {
 }
 
 void Poller::forget(FileDescriptor & descriptor) {
-   unwatch(descriptor);
-   std::replace(telling_.begin(), telling_.end(), &descriptor, static_cast<FileDescriptor *>(nullptr));
+   if (!made)
+      return;
+   made->unwatch(descriptor);
+   auto & telling = made->telling_;
+   std::replace(telling.begin(), telling.end(), &descriptor, static_cast<FileDescriptor *>(nullptr));
 }
 
 std::size_t Poller::turn(int timeoutMs) {

@@ -19,9 +19,10 @@ class Poller {
    Poller(Poller const &) = delete;
    Poller & operator=(Poller const &) = delete;
 
-   // Brings the watch of a descriptor in line with its attributes.
-   void watch(FileDescriptor & descriptor);
-   void forget(FileDescriptor & descriptor);
+   // Brings the watch of a descriptor in line with its attributes. The first that is watched makes the
+   // poller, which raises std::system_error where the kernel refuses it.
+   static void watch(FileDescriptor & descriptor);
+   static void forget(FileDescriptor & descriptor);
 
    // Waits at most `timeoutMs` (-1: for ever) and tells what is ready, at most a batch; the number told.
    std::size_t turn(int timeoutMs);
@@ -34,6 +35,7 @@ class Poller {
    FileDescriptor * watcher(int fd) const;
    bool isWatched(FileDescriptor const & descriptor) const;
    void watcherIs(int fd, FileDescriptor * descriptor);
+   void watchFor(FileDescriptor & descriptor, unsigned events);
    bool tellKernel(FileDescriptor & descriptor, unsigned events);
    void unwatch(FileDescriptor & descriptor);
    std::size_t tellReady(int count);

@@ -12,10 +12,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <string_view>
-#include <system_error>
 
 #include "runtime/Vorn/BlockingCall.h"
-#include "runtime/Vorn/Format.h"
 
 namespace Vorn {
 
@@ -182,21 +180,6 @@ pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdo
       return pid;
    errno = error;
    return -1;
-}
-
-Pelm::String startFailure(int error) {
-   switch (error) {
-      case EMFILE:
-         return "too many open files: raise LimitNOFILE";
-      case ENFILE:
-         return "too many open files in the whole system: raise fs.file-max";
-      case EAGAIN:
-         return "no process could be made: raise TasksMax or LimitNPROC";
-      case ENOMEM:
-         return "no process could be made for want of memory: raise MemoryMax";
-      default:
-         return _fmt("%s (errno %d)", std::generic_category().message(error).c_str(), error);
-   }
 }
 
 std::string programPath(std::string const & name, Pelm::String const & searchFirst) {

@@ -25,10 +25,6 @@ RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdin
 RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
                                int stderrFd, Pelm::String const & searchFirst);
 
-// Why a program could not be started, from the errno of `spawnProcess`. Where means are scarce the text names
-// what to do about it: "too many open files: raise LimitNOFILE".
-RUNTIME_API Pelm::String startFailure(int error);
-
 // Where `spawnProcess` finds a program that is named without a directory, or that name with a directory
 // itself; empty when it is nowhere.
 RUNTIME_API std::string programPath(std::string const & name, Pelm::String const & searchFirst);

@@ -1,23 +1,40 @@
 #include "runtime/model/IOStatData.h"
 
+#include <new>
+
 namespace StorageDevices {
 
 void IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten) {
    if (end_ == chunks_.size() * chunkSize)
-      chunks_.emplace_back();
+      addChunk();
    chunks_[end_ / chunkSize][end_ % chunkSize] = {time, bytesRead, bytesWritten};
    ++end_;
+}
+
+void IOStat::addChunk() {
+   constexpr std::size_t share = 4;
+   try {
+      chunks_.emplace_back();
+   } catch (std::bad_alloc const &) {
+      if (chunks_.size() < share)
+         throw;
+      dropOldestChunks(chunks_.size() / share);
+      chunks_.emplace_back();
+   }
+}
+
+void IOStat::dropOldestChunks(std::size_t count) {
+   chunks_.erase(chunks_.begin(), chunks_.begin() + static_cast<std::ptrdiff_t>(count));
+   first_ = 0;
+   end_ -= count * chunkSize;
 }
 
 void IOStat::pruneMeasurements(Vorn::Seconds maxAge) {
    Vorn::Seconds const oldest = Vorn::System::currentTime() - maxAge;
    while (!empty() && (*this)[0].time < oldest) {
       ++first_;
-      if (first_ == chunkSize) {
-         chunks_.pop_front();
-         first_ = 0;
-         end_ -= chunkSize;
-      }
+      if (first_ == chunkSize)
+         dropOldestChunks(1);
    }
 }
 

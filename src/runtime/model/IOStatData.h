@@ -29,6 +29,8 @@ class RUNTIME_API IOStat : public Pelm::Node {
       bool operator==(Measurement const &) const = default;
    };
 
+   // Where there is no memory for it, the oldest quarter of the history makes room. Raises std::bad_alloc
+   // where that is not enough.
    void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
    // Drops the measurements that are older than that many seconds.
@@ -47,6 +49,9 @@ class RUNTIME_API IOStat : public Pelm::Node {
 
  private:
    static constexpr std::size_t chunkSize = 64;
+
+   void addChunk();
+   void dropOldestChunks(std::size_t count);
 
    std::deque<std::array<Measurement, chunkSize>> chunks_;
    // Positions counted from the start of the first chunk.

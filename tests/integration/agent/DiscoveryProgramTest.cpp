@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <string>
 
+#include "runtime/Vorn/Shortage.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
 namespace {
@@ -65,10 +67,8 @@ TEST_F(DiscoveryProgramTest, WithFewDescriptorsEveryDiskIsClassifiedInTheEnd) {
    EXPECT_TRUE(eventually([&] {
       return this->disks().MemberCount() == disks && state["discovery"]["unclassifiedDevices"].ObjectEmpty();
    })) << log;
-   EXPECT_NE(
-       log.find(
-           ": not classified: it cannot be read: Too many open files; raise LimitNOFILE= of the service"),
-       std::string::npos)
+   EXPECT_NE(log.find(": not classified: it cannot be read: " + Vorn::errorAndRemedy(EMFILE)),
+             std::string::npos)
        << log;
    EXPECT_NE(log.find(": no longer short of descriptors, processes or memory"), std::string::npos) << log;
 }

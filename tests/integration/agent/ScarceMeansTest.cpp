@@ -1,0 +1,140 @@
+// The running program where the system gives it no more processes, descriptors or memory: at its start one
+// line that names cause and remedy, later failed readings that recover.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "runtime/Vorn/Shortage.h"
+#include "tests/integration/agent/AgentProgramTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A user that has no other process, since all of a user's count.
+constexpr uid_t strangerId = 54321;
+
+class ScarceProcessesTest : public AgentProgramTest {
+ protected:
+   static std::string asStranger() {
+      std::string const id = std::to_string(strangerId);
+      return "/usr/bin/setpriv --reuid=" + id + " --regid=" + id + " --clear-groups ";
+   }
+
+   // Why the program cannot be run as that user; empty where it can.
+   static std::string lacking() {
+      if (geteuid() != 0)
+         return "only root runs the agent as another user, whose processes are limited";
+      Output const tried = runProgram("--version", asStranger());
+      return tried.exitCode == 0 ? "" : "another user cannot run the program: " + tried.text;
+   }
+
+   void start(rlim_t processes) {
+      config("", "poll_interval = 1\n");
+      for (fs::path const & shared :
+           {folder.path(), unit.folder(), fs::path{unit.environment().at("UMOCKDEV_DIR")}})
+         giveAway(shared);
+      agent = std::make_unique<Agent::Demo::AgentProcess>(
+          "/usr/bin/prlimit",
+          std::vector<std::string>{"--nproc=" + std::to_string(processes) + ":", "/usr/bin/setpriv",
+                                   "--reuid=" + std::to_string(strangerId),
+                                   "--regid=" + std::to_string(strangerId), "--clear-groups", AGENT_PROGRAM,
+                                   "agent", "--config", folder.string() + "/agent.toml"},
+          unit.environment());
+      ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer" << log;
+   }
+   static void giveAway(fs::path const & path) {
+      std::error_code ignored;
+      EXPECT_EQ(lchown(path.c_str(), strangerId, strangerId), 0) << path;
+      for (auto const & entry : fs::recursive_directory_iterator{path, ignored})
+         EXPECT_EQ(lchown(entry.path().c_str(), strangerId, strangerId), 0) << entry.path();
+   }
+
+   // From now on.
+   void processesAre(rlim_t most) const {
+      rlimit limit{};
+      ASSERT_EQ(prlimit(agentPid(), RLIMIT_NPROC, nullptr, &limit), 0);
+      limit.rlim_cur = most;
+      ASSERT_EQ(prlimit(agentPid(), RLIMIT_NPROC, &limit, nullptr), 0);
+   }
+   bool says(std::string const & text) {
+      return eventually([&] { return log.find(text) != std::string::npos; }, std::chrono::seconds{20});
+   }
+   bool isRead() const {
+      auto const & readings = state["readings"];
+      return readings.HasMember("SN-A") && readings["SN-A"].HasMember("smartctl") &&
+             !readings["SN-A"]["smartctl"].HasMember("failingSince");
+   }
+};
+
+TEST_F(ScarceProcessesTest, ReadingsFailWithCauseAndRemedyAndRecoverWithTheLimit) {
+   if (std::string const reason = lacking(); !reason.empty())
+      GTEST_SKIP() << reason;
+   start(1000);
+   ASSERT_TRUE(eventually([&] { return has("SN-A") && isRead(); })) << log;
+   processesAre(2);  // the loop and its watchdog
+   ASSERT_TRUE(
+       says(" warning storagedevices: smartctl cannot be started, so its readings fail until it can: " +
+            Vorn::errorAndRemedy(EAGAIN) + "\n"))
+       << log;
+   EXPECT_TRUE(eventually([&] { return has("SN-A") && !isRead(); })) << log;
+   EXPECT_NE(Agent::askAgent(socket, "/healthz").find("\"ok\""), std::string::npos);
+   processesAre(1000);
+   ASSERT_TRUE(says(" info storagedevices: smartctl can be started again\n")) << log;
+   EXPECT_TRUE(eventually([&] { return isRead(); })) << log;
+   EXPECT_EQ(agent->stop(), "exit code 0");
+}
+
+TEST_F(ScarceProcessesTest, AnAgentThatStartsWithoutThemFindsItsDisksAndItsWatchdogWhenItMay) {
+   if (std::string const reason = lacking(); !reason.empty())
+      GTEST_SKIP() << reason;
+   start(1);
+   std::string const why = Vorn::errorAndRemedy(EAGAIN) + "\n";
+   ASSERT_TRUE(
+       says(" warning storagedevices: nothing watches the loop for stalls; the next attempt follows: "));
+   ASSERT_TRUE(says(" error storagedevices: /dev/sda: not classified: expr cannot be started: " + why))
+       << log;
+   EXPECT_TRUE(disks().ObjectEmpty());
+   processesAre(1000);
+   EXPECT_TRUE(says(" info storagedevices: the loop is watched for stalls now\n")) << log;
+   EXPECT_TRUE(eventually([&] { return has("SN-A") && isRead(); }, std::chrono::seconds{20})) << log;
+   EXPECT_EQ(agent->stop(), "exit code 0");
+}
+
+class ScarceStartTest : public AgentProgramTest {
+ protected:
+   Output startWith(std::string const & limit) const {
+      return runProgram("agent --config " + folder.string() + "/agent.toml", limit + "; ");
+   }
+   static std::string lastLine(std::string text) {
+      text.erase(text.find_last_not_of('\n') + 1);
+      return text.substr(text.rfind('\n') + 1);
+   }
+};
+
+TEST_F(ScarceStartTest, WithoutADescriptorForItsLoopItSaysSoInOneLine) {
+   Output const started = startWith("ulimit -n 4");
+   EXPECT_EQ(started.exitCode, 1) << started.text;
+   std::string const last = lastLine(started.text);
+   EXPECT_NE(last.find(Vorn::errorAndRemedy(EMFILE)), std::string::npos) << started.text;
+   EXPECT_EQ(started.text.find("terminate"), std::string::npos) << started.text;
+}
+
+TEST_F(ScarceStartTest, WhateverItsFirstDescriptorsAreItEndsWithCauseAndRemedy) {
+   fs::create_directories(socket);  // nothing can listen there, so that it ends at once
+   for (int const limit : {4, 5, 6, 7, 8}) {
+      Output const started = startWith("ulimit -n " + std::to_string(limit));
+      EXPECT_EQ(started.exitCode, 1) << limit << ": " << started.text;
+      std::string const last = lastLine(started.text);
+      EXPECT_TRUE(last.find(Vorn::errorAndRemedy(EMFILE)) != std::string::npos ||
+                  last.find(" remove it or set status.socket elsewhere") != std::string::npos)
+          << limit << ": " << started.text;
+   }
+}
+
+}  // namespace
