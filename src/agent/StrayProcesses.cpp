@@ -62,6 +62,8 @@ StrayProcesses::~StrayProcesses() {
 }
 
 void StrayProcesses::sweep() {
+   // First, for what follows may find no memory.
+   clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(otherwise));
    std::vector<Child> strays = children();
    auto const isOfTracker = [this](Child const & child) {
       return tracker_->isRunning(child.pid) || tracker_->isOrphan(child.pid);
@@ -81,8 +83,8 @@ void StrayProcesses::sweep() {
       if (int const pidfd = watch(stray.pid); pidfd >= 0)
          tracker_->orphanIs(stray.pid, pidfd);
    }
-   clock_.timeMinIs(Vorn::System::currentTime() +
-                    Host::timeSource().spanOf(killed ? nextGeneration : otherwise));
+   if (killed)
+      clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(nextGeneration));
 }
 
 }  // namespace Agent

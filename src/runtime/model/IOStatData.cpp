@@ -1,8 +1,19 @@
 #include "runtime/model/IOStatData.h"
 
-#include <new>
+#include <sys/mman.h>
 
 namespace StorageDevices {
+
+namespace {
+
+// Whether this process may have as much memory more as readings, tools and answers take together.
+bool isMemoryLeft() {
+   constexpr std::size_t bytes = std::size_t{4} << 20U;
+   void * const block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+   return block != MAP_FAILED && munmap(block, bytes) == 0;
+}
+
+}  // namespace
 
 void IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten) {
    if (end_ == chunks_.size() * chunkSize)
@@ -12,15 +23,9 @@ void IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std:
 }
 
 void IOStat::addChunk() {
-   constexpr std::size_t share = 4;
-   try {
-      chunks_.emplace_back();
-   } catch (std::bad_alloc const &) {
-      if (chunks_.size() < share)
-         throw;
-      dropOldestChunks(chunks_.size() / share);
-      chunks_.emplace_back();
-   }
+   if (chunks_.size() > 1 && !isMemoryLeft())
+      dropOldestChunks(1);
+   chunks_.emplace_back();
 }
 
 void IOStat::dropOldestChunks(std::size_t count) {

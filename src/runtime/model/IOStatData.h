@@ -29,8 +29,7 @@ class RUNTIME_API IOStat : public Pelm::Node {
       bool operator==(Measurement const &) const = default;
    };
 
-   // Where there is no memory for it, the oldest quarter of the history makes room. Raises std::bad_alloc
-   // where that is not enough.
+   // Where less than 4 MiB of memory is left for everything else, the oldest measurements make room.
    void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
    // Drops the measurements that are older than that many seconds.

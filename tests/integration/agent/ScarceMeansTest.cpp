@@ -66,9 +66,12 @@ class ScarceProcessesTest : public AgentProgramTest {
       return eventually([&] { return log.find(text) != std::string::npos; }, std::chrono::seconds{20});
    }
    bool isRead() const {
-      auto const & readings = state["readings"];
-      return readings.HasMember("SN-A") && readings["SN-A"].HasMember("smartctl") &&
-             !readings["SN-A"]["smartctl"].HasMember("failingSince");
+      if (!state["readings"].HasMember("SN-A"))
+         return false;
+      for (auto const & reading : state["readings"]["SN-A"].GetArray())
+         if (std::string_view{reading["source"].GetString()} == "smartctl")
+            return reading.HasMember("lastGood") && !reading.HasMember("failingSince");
+      return false;
    }
 };
 
