@@ -120,7 +120,7 @@ TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
 // Records until the history no longer grows, and as much again. Whether it ends with the newest, without a
 // gap, and has left memory.
 bool keepsTheNewestAndLeavesMemory(IOStat & history) {
-   constexpr std::size_t left = std::size_t{3} << 20U;
+   constexpr std::size_t left = std::size_t{2} << 20U;
    std::uint64_t written = 0;
    std::uint64_t full = 0;
    for (; full == 0 || written < 2 * full; ++written) {
@@ -129,7 +129,7 @@ bool keepsTheNewestAndLeavesMemory(IOStat & history) {
       if (full == 0 && history.size() < before)
          full = written;
    }
-   bool good = history.size() + 100 > full && full > 100000;
+   bool good = history.size() + 100 > full && full > 50000;
    for (std::size_t i = 0; i < history.size(); ++i)
       good = good && history[i].bytesWritten == written - history.size() + i;
    void * const volatile block = std::malloc(left);
