@@ -345,6 +345,7 @@ TEST_F(Children, TimeLimitKillsWhatIgnoresTermination) {
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap '' TERM; while :; do sleep 0.05; done");
    EXPECT_EQ(done->process->exitCode(), -SIGKILL);
+   EXPECT_EQ(tracker->orphans(), 0U) << "killed and reaped, not given up";
    EXPECT_TRUE(tracker->finishedRun()->timedOut);
    EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{2.2});
 }
