@@ -57,10 +57,10 @@ bool EmmcDataAccess::getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & 
       preEol = readByte(preEolInfo);
    if (!typeA || !typeB || !preEol)
       return false;
-   deviceData.reading.countInc();
    deviceData.preEolInfoIs(PreEolEmmcAttr{*preEol});
    deviceData.lifetimeEstTypAIs(LifetimeEmmcAttr{*typeA});
    deviceData.lifetimeEstTypBIs(LifetimeEmmcAttr{*typeB});
+   deviceData.reading.countInc();
    return true;
 }
 

@@ -109,8 +109,10 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    Pelm::Ptr<DeviceNvmeData> const record = data_->deviceData(process->device());
    if (!record)
       return;
-   record->reading.countInc();
-   parseAndInsertNvmeAttrs(document->root(), *record);
+   fileDocument(nvmeTraceHandle, handleNvmeCliStateName, [&] {
+      parseAndInsertNvmeAttrs(document->root(), *record);
+      record->reading.countInc();
+   });
 }
 
 Pelm::Ptr<NvmeCliProcess> NvmeDataMonitorSm::nvmeCliProcessIs(

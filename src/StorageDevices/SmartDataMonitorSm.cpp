@@ -1,6 +1,5 @@
 #include "StorageDevices/SmartDataMonitorSm.h"
 
-#include <new>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
@@ -116,11 +115,8 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
    if (!document || !record)
       return;
-   try {
-      parse(*document, *record, process->devicePath());
-   } catch (std::bad_alloc const &) {
-      traceJsonError(traceHandle, handleSmartctlStateName, JsonDocument::tooMuch);
-   }
+   fileDocument(traceHandle, handleSmartctlStateName,
+                [&] { parse(*document, *record, process->devicePath()); });
 }
 
 void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
@@ -132,8 +128,6 @@ void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & 
    if (table)
       parseSmartAttrs(*table, *scratch, smartDbMapping(record.name()).value_or(DriveSmartMapping{}));
    bool const hasVerdict = parseHealthStatus(document.root(), record);
-   if (hasVerdict || table)
-      record.reading.countInc();
    if (!hasVerdict)
       VORN_TRACE(traceHandle, 0) << handleSmartctlStateName << " Could not obtain health status for "
                                  << devicePath;
@@ -142,6 +136,8 @@ void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & 
    else
       VORN_TRACE(traceHandle, 2) << handleSmartctlStateName << " Could not obtain SMART attributes for "
                                  << devicePath;
+   if (hasVerdict || table)
+      record.reading.countInc();
 }
 
 Pelm::Ptr<SmartctlProcess> SmartDataMonitorSm::smartctlProcessIs(

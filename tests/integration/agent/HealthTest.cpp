@@ -4,6 +4,7 @@
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <sys/resource.h>
 
 #include <string>
 #include <string_view>
@@ -251,6 +252,36 @@ TEST_F(HealthTest, ABadRunChangesNothingAndIsTold) {
    unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
    EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
 }
+
+#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
+
+TEST_F(HealthTest, AReportForWhichThereIsNoMemoryIsAFailedReadingAndEndsNoAgent) {
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   std::string const good = textOf(of("smartData", "SN-A"));
+   std::string hostile = "[0";
+   while (hostile.size() < 3900 * 1024)  // as much as a tool may print
+      hostile += ",0";
+   hostile += "]";
+   pid_t const pid = agentPid();
+   rlimit before{};
+   ASSERT_EQ(prlimit(pid, RLIMIT_AS, nullptr, &before), 0);
+   for (rlim_t const megabytes : {40, 50, 60, 70, 80, 90, 100}) {
+      rlimit const scarce{megabytes << 20U, before.rlim_max};
+      ASSERT_EQ(prlimit(pid, RLIMIT_AS, &scarce, nullptr), 0);
+      unit.tools().outputIs(Tool::smartctl, "sda", hostile);
+      std::size_t const runs = runsOf("smartctl");
+      EXPECT_TRUE(eventually([&] { return runsOf("smartctl") > runs + 2; })) << megabytes << log;
+      ASSERT_TRUE(agent->running()) << megabytes << agent->stop() << log;
+      ASSERT_EQ(prlimit(pid, RLIMIT_AS, &before, nullptr), 0);
+      EXPECT_TRUE(eventually([&] { return !reason("SN-A", "smartctl").empty(); })) << megabytes << log;
+      EXPECT_EQ(textOf(of("smartData", "SN-A")), good) << megabytes;
+      unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
+      ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << megabytes << log;
+   }
+}
+
+#endif
 
 TEST_F(HealthTest, AWholeReportWithAnAcceptedExitBitIsTaken) {
    unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
