@@ -50,6 +50,22 @@ TEST_F(ClockWatchTest, ADiskIsNotSilencedByAClockThatWasSetBack) {
    EXPECT_EQ(error(), 0U) << "once a day by the clock as it is now";
 }
 
+TEST_F(ClockWatchTest, TheClockIsWatchedForAsLongAsItLives) {
+   Host::runFor(600);
+   ASSERT_EQ(error(), 1U);
+   wallClockJumpsBy(-30 * day);
+   Host::runFor(61);
+   EXPECT_EQ(timestamp(), 0);
+}
+
+TEST_F(ClockWatchTest, AClockSetBackByLessThanHasPassedSinceItWasReadIsNoticed) {
+   Host::runFor(50);
+   ASSERT_EQ(error(), 1U);
+   wallClockJumpsBy(-30);
+   Host::runFor(11);
+   EXPECT_EQ(timestamp(), 0);
+}
+
 TEST_F(ClockWatchTest, AMessageCanBeForestalled) {
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
