@@ -1,5 +1,6 @@
-// The kernel's messages of storage errors, kernels 4.19 to 6.12 and some older words, as a table: a row a
-// message. tests/data/kernel-lines/sources.txt records where the statement of each row was seen.
+// The kernel's messages of storage errors, kernels 5.10 to 6.12, as a table: a row a message; of older
+// kernels the words that were seen. tests/data/kernel-lines/sources.txt records where each row's statement
+// was seen.
 //
 // Each says which source of the kernel prints it, its pattern (see KernelPattern.h), what becomes of it and
 // an example with the device that it then names. Spellings of one message stand in one row where they differ

@@ -39,6 +39,8 @@ constexpr KernelMessage resets[]{
     {"port failed to respond", ata, "ata2: port failed to respond (30 secs, Status 0x80)", "ata2"},
     {"reset failed", ata, "ata2: reset failed (errno=-32), retrying in 8 secs", "ata2"},
     {"device not ready (errno=%num)", ata, "ata2: device not ready (errno=-16), forcing hardreset", "ata2"},
+    {"link online but %num devices misclassified, device detection might fail", ata,
+     "ata2: link online but 1 devices misclassified, device detection might fail", "ata2"},
 };
 
 // A log that the drive does not have (1), or for which no room was left (40), is no error of the drive.
@@ -78,6 +80,8 @@ constexpr KernelMessage recoveries[]{
     {"lost interrupt", ata, "ata1: lost interrupt (Status 0x50)", "ata1"},
     {"illegal qc_active transition", ata, "ata1: illegal qc_active transition (00000001->00000003)", "ata1"},
     {"timeout waiting for ADMA ", ata, "ata1: timeout waiting for ADMA IDLE, stat=0x440", "ata1"},
+    {"failed to <read PMP|reset PMP, giving up|clear SError.N>", ata,
+     "ata7.15: failed to read PMP GSCR[0] (Emask=0x4)", "ata7"},
 };
 
 constexpr KernelMessageGroup groups[]{

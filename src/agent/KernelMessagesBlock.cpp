@@ -88,6 +88,17 @@ constexpr KernelMessage multipathDisks[]{
      "block nvme0n1: no available path - failing I/O", "nvme0n1"},
 };
 
+// Of a mirror over the network, the disk that it lies on.
+constexpr KernelMessage replicatedDisks[]{
+    {"local <READ|WRITE> IO error sector %num+%num on %dev", quoted,
+     "block drbd0: local WRITE IO error sector 2048+8 on sdb1", "sdb"},
+};
+
+constexpr KernelMessage objectDisks[]{
+    {"%name at objno %num %num~%num result -%num", quoted, "rbd: rbd0: write at objno 12 0~4096 result -110",
+     "rbd0"},
+};
+
 // Of kernels before 5.14.
 constexpr KernelMessage ideDisks[]{
     {"%dev: %name: error=0x%hex { ", quoted,
@@ -105,6 +116,8 @@ constexpr KernelMessageGroup groups[]{
     {"drivers/ide/ide-lib.c", "", ideDisks},
     {"drivers/block/nbd.c", "block %dev: ", networkDisks},
     {"drivers/nvme/host/multipath.c", "block %dev: ", multipathDisks},
+    {"drivers/block/drbd/drbd_req.c", "block %name: ", replicatedDisks},
+    {"drivers/block/rbd.c", "rbd: %dev: ", objectDisks},
 };
 
 }  // namespace

@@ -26,7 +26,7 @@ constexpr KernelMessage members[]{
      "BTRFS error (device sda1): unable to fixup (regular) error at logical 1048576 on dev /dev/sdb1 "
      "physical 8",
      "sdb"},
-    {"<i/o|checksum|checksum/header|metadata> error at logical %num on dev /dev/%dev", quoted,
+    {"<i/o|checksum/header|checksum|metadata|generation> error at logical %num on dev /dev/%dev", quoted,
      "BTRFS warning (device sda1): i/o error at logical 1048576 on dev /dev/sdb1, physical 1048576, root 5",
      "sdb"},
     {"<header error|tree block %num mirror %num has bad>%any on dev /dev/%dev", quoted,
@@ -37,10 +37,12 @@ constexpr KernelMessage members[]{
      "sdb"},
     {"error writing primary super block to device %num", nobody,
      "BTRFS error (device sda1): error writing primary super block to device 2", ""},
-    {"zoned: failed to read zone %num on /dev/%dev", quoted,
+    {"zoned: <failed to read|offline/readonly> zone %num on <device |>/dev/%dev", quoted,
      "BTRFS error (device sda1): zoned: failed to read zone 0 on /dev/sdb1 (devid 2)", "sdb"},
     {"devid %num uuid %name is missing", nobody,
      "BTRFS warning (device sda1): devid 2 uuid 4d3c2b1a-0000-4000-8000-000000000001 is missing", ""},
+    {"super block error on device /dev/%dev", quoted,
+     "BTRFS warning (device sda1): super block error on device /dev/sdb1, physical 65536", "sdb"},
 };
 
 // The line gives the copy that was bad by a number, or not at all.
@@ -63,8 +65,8 @@ constexpr KernelMessage trees[]{
      "BTRFS error (device sda3): fixed up error at logical 1048576 on mirror 1", "sda"},
     {"%num errors while writing supers", quoted, "BTRFS error (device sda3): 1 errors while writing supers",
      "sda"},
-    {"error reading free space cache", quoted, "BTRFS error (device sda3): error reading free space cache",
-     "sda"},
+    {"<error reading|csum mismatch on> free space cache", quoted,
+     "BTRFS error (device sda3): error reading free space cache", "sda"},
     {"<tree level mismatch|level verify failed|tree first key mismatch>", quoted,
      "BTRFS error (device sda3): tree level mismatch detected, bytenr=1166186938368 level expected=0 has=1",
      "sda"},
@@ -88,6 +90,18 @@ constexpr KernelMessage trees[]{
      "BTRFS critical (device sda3): corrupt leaf: root=2 block=1048576 slot=3", "sda"},
     {"<block=%num |><read|write> time tree block corruption detected", quoted,
      "BTRFS error (device sda3): block=1048576 read time tree block corruption detected", "sda"},
+    {"super block at physical %num devid %num has bad ", quoted,
+     "BTRFS warning (device sda3): super block at physical 65536 devid 2 has bad csum", "sda"},
+    {"<error while reading tree root|failed to load root >", quoted,
+     "BTRFS warning (device sda3): error while reading tree root", "sda"},
+    {"%name could not find the bad stripe in raid56", quoted,
+     "BTRFS warning (device sda3): __raid_recover_end_io could not find the bad stripe in raid56 so that we "
+     "cannot recover any more",
+     "sda"},
+    {"zoned: relocating block group %num to repair IO failure", quoted,
+     "BTRFS info (device sda3): zoned: relocating block group 1048576 to repair IO failure", "sda"},
+    {"<root=%num |>block=%num<, tree root owner mismatch| bad generation>", quoted,
+     "BTRFS error (device sda3): block=1048576 bad generation, have 4 expect > 5", "sda"},
 };
 
 constexpr KernelMessage abortions[]{
@@ -108,7 +122,7 @@ constexpr KernelMessageGroup groups[]{
     {"fs/btrfs/volumes.c", "BTRFS info (device %pool<: state %name| state %name|>): ", oldErrors},
     {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c, zoned.c", line, members},
     {"fs/btrfs/disk-io.c, inode.c, tree-checker.c, volumes.c, direct-io.c, ctree.c, scrub.c, "
-     "free-space-cache.c, tree-mod-log.c",
+     "free-space-cache.c, tree-mod-log.c, raid56.c, zoned.c",
      line, trees},
     {"fs/btrfs/transaction.h", line, abortions},
     {"fs/btrfs/super.c, messages.c",

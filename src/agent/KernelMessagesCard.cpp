@@ -59,6 +59,9 @@ constexpr KernelMessage cards[]{
      "mmc0"},
     {"problem reading <SD Status register|switch function status register|Bus Speed modes>", quoted,
      "mmc0: problem reading SD Status register", "mmc0"},
+    {"<Enabling HPI failed|Enabling CMDQ failed|Cache is supported, but failed to turn on|Failed to enable "
+     "CQE, error %num>",
+     quoted, "mmc0: Cache is supported, but failed to turn on (-110)", "mmc0"},
 };
 
 constexpr KernelMessage hosts[]{
@@ -94,7 +97,8 @@ constexpr KernelMessage designWareHosts[]{
 
 constexpr KernelMessageGroup groups[]{
     {"drivers/mmc/core/block.c, drivers/mmc/card/block.c", "%card: ", transfers},
-    {"drivers/mmc/core/core.c, mmc.c, mmc_ops.c, sd.c, sd_ops.c, bus.c", "%card: ", cards},
+    {"drivers/mmc/core/core.c, mmc.c, mmc_ops.c, sd.c, sd_ops.c, bus.c, drivers/mmc/host/cqhci.c",
+     "%card: ", cards},
     {"drivers/mmc/host/sdhci.c", "%card: ", hosts},
     {"drivers/mmc/host/cqhci.c, cqhci-core.c", "%card: cqhci: ", queues},
     {"drivers/mmc/host/dw_mmc.c", "mmc_host %card: ", designWareHosts},

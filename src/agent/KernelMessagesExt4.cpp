@@ -102,6 +102,7 @@ constexpr KernelMessage consequences[]{
     {"error restoring inline_data", quoted,
      "EXT4-fs (sda1): error restoring inline_data for inode -- potential data loss! (inode 12, error -30)",
      "sda"},
+    {"Couldn't clean up the journal", quoted, "EXT4-fs (sda1): Couldn't clean up the journal", "sda"},
 };
 
 constexpr KernelMessage superBlocks[]{
@@ -110,7 +111,7 @@ constexpr KernelMessage superBlocks[]{
     {"previous I/O error to superblock", quoted, "EXT4-fs (sda1): previous I/O error to superblock detected",
      "sda"},
     {"unable to read superblock", quoted, "EXT4-fs (sda1): unable to read superblock", "sda"},
-    {"can't read <group descriptor|superblock|descriptor>", quoted,
+    {"<can't|Can't> read <group descriptor|superblock|descriptor>", quoted,
      "EXT4-fs (sda1): can't read group descriptor 12", "sda"},
     {"Invalid checksum for backup superblock", quoted,
      "EXT4-fs (sda5): Invalid checksum for backup superblock 1605632", "sda"},

@@ -24,6 +24,8 @@ constexpr KernelMessage fatErrors[]{
     {"<unable|failed> to read boot sector", quoted, "FAT-fs (sdc1): unable to read boot sector", "sdc"},
     {"bread failed", quoted, "FAT-fs (sdc1): bread failed, FSINFO block (sector = 1)", "sdc"},
     {"failed to read sector(0x%hex)", quoted, "exFAT-fs (sdc1): failed to read sector(0x18)", "sdc"},
+    {"<failed zeroed sect |Invalid boot checksum (>", quoted, "exFAT-fs (sdc1): failed zeroed sect 8192",
+     "sdc"},
 };
 
 // Its name in the line is that of the first of its devices. The reasons 0, 1 and 7: somebody shut it down, a
@@ -56,17 +58,43 @@ constexpr KernelMessage f2fsErrors[]{
      "F2FS-fs (sda1): f2fs_check_nid_range: out-of-range nid=1, run fsck to fix.", "sda"},
     {"Issue discard(%any) failed, ret: %num", quoted,
      "F2FS-fs (sda1): Issue discard(16, 16, 8) failed, ret: -5", "sda"},
+    {"%name: inode (ino=%hex) has corrupted ", quoted,
+     "F2FS-fs (sda1): sanity_check_inode: inode (ino=1a) has corrupted i_inline_xattr_size: 9, max: 8",
+     "sda"},
+    {"<lookup |list |set |>inode (%num) has <corrupted xattr|invalid last xattr>", quoted,
+     "F2FS-fs (sda1): inode (12) has corrupted xattr", "sda"},
+    {"Inconsistent <i_blocks|total_valid_block_count|blkaddr offset|segment|ofs_in_node|ofs_of_node|dest "
+     "blkaddr|error when>",
+     quoted, "F2FS-fs (sda1): Inconsistent ofs_of_node, ino:12, ofs:3, 4", "sda"},
+    {"<incorrect node reference|mismatched blkaddr|Mismatch valid blocks|Wrong valid blocks|Wrong journal "
+     "entry on segno|Corrupted nid|Corrupted max_depth>",
+     quoted, "F2FS-fs (sda1): Wrong valid blocks 9 or segno 3", "sda"},
+    {"%name: <detect|Detect> looped node chain", quoted,
+     "F2FS-fs (sda1): find_fsync_dnodes: detect looped node chain, blkaddr:12, next:12", "sda"},
+    {"Invalid SB checksum value", quoted, "F2FS-fs (sda1): Invalid SB checksum value: 3735928559", "sda"},
 };
 
 constexpr KernelMessage zoneErrors[]{
     {"remounting filesystem read-only", quoted, "zonefs (nvme0n1) WARNING: remounting filesystem read-only",
      "nvme0n1"},
+    {"<inode|Zone> %num: <offline|read-only> zone", quoted,
+     "zonefs (nvme0n1) WARNING: inode 524288: offline zone", "nvme0n1"},
+    {"closing zone <at %num |>failed", quoted,
+     "zonefs (nvme0n1) WARNING: closing zone failed, remounting filesystem read-only", "nvme0n1"},
+    {"Corrupted write pointer", quoted, "zonefs (nvme0n1) WARNING: Corrupted write pointer 96 for zone at 64",
+     "nvme0n1"},
+    {"<Zone management operation %name at %num|Zone report|Get inode %num zone information> failed", quoted,
+     "zonefs (nvme0n1) ERROR: Zone report failed -5", "nvme0n1"},
 };
 
 constexpr KernelMessage nilfsErrors[]{
     {"unable to <read superblock|read primary superblock|read secondary superblock|write superblock>", quoted,
      "NILFS (sda1): unable to write superblock: err=-5", "sda"},
     {"I/O error", quoted, "NILFS (sda1): I/O error reading meta-data file (ino=3, block-offset=0)", "sda"},
+    {"<bad btree node (ino=|bad btree root (ino=|buffer sync write failed during post-cleaning|active "
+     "segment %num is erroneous>",
+     quoted, "NILFS (sda1): bad btree node (ino=6, blocknr=12): level = 0, flags = 0x0, nchildren = 0",
+     "sda"},
 };
 
 constexpr KernelMessage otherErrors[]{
@@ -89,10 +117,11 @@ constexpr KernelMessage rewrittenBefore[]{
 constexpr KernelMessageGroup groups[]{
     {"fs/fat/misc.c, dir.c, fatent.c, inode.c, nfs.c, fs/exfat/misc.c, super.c, nls.c",
      "<FAT-fs|exFAT-fs> (%fs): ", fatErrors},
-    {"fs/f2fs/super.c, segment.c, node.c, checkpoint.c, inode.c, compress.c, dir.c",
+    {"fs/f2fs/super.c, segment.c, segment.h, node.c, checkpoint.c, inode.c, compress.c, dir.c, xattr.c, "
+     "f2fs.h, gc.c, recovery.c",
      "F2FS-fs (%pool): ", f2fsErrors},
-    {"fs/zonefs/super.c", "zonefs (%fs) WARNING: ", zoneErrors},
-    {"fs/nilfs2/mdt.c, btree.c, gcinode.c, recovery.c, segbuf.c, super.c, the_nilfs.c",
+    {"fs/zonefs/super.c, file.c", "zonefs (%fs) <WARNING|ERROR>: ", zoneErrors},
+    {"fs/nilfs2/mdt.c, btree.c, gcinode.c, recovery.c, segbuf.c, sufile.c, super.c, the_nilfs.c",
      "NILFS (%fs): ", nilfsErrors},
     {"fs/nilfs2/super.c, fs/reiserfs/prints.c, fs/jfs/super.c, fs/udf/super.c, fs/isofs/inode.c", "",
      otherErrors},

@@ -26,6 +26,7 @@ constexpr KernelMessage timeouts[]{
      "nvme nvme0: frozen state error detected, reset controller", "nvme0n1"},
     {"invalid id %num completed on queue %num", quoted, "nvme nvme0: invalid id 49408 completed on queue 4",
      "nvme0n1"},
+    {"I/O %num(aq:%num) timeout", quoted, "nvme nvme0: I/O 5(aq:0) timeout: resetting controller", "nvme0n1"},
 };
 
 constexpr KernelMessage controllers[]{
@@ -48,6 +49,30 @@ constexpr KernelMessage controllers[]{
      "nvme nvme0: request 0x100 genctr mismatch (got 0xc expected 0xd)", "nvme0n1"},
     {"Failed to read smart log (error %num)", quoted, "nvme nvme0: Failed to read smart log (error -5)",
      "nvme0n1"},
+    {"keep-alive failed", quoted, "nvme nvme3: keep-alive failed: -11", "nvme3n1"},
+    {"<Failed to get ANA log: %num|ANATT timeout, resetting controller>", quoted,
+     "nvme nvme3: ANATT timeout, resetting controller.", "nvme3n1"},
+    {"failfast expired", quoted, "nvme nvme3: failfast expired", "nvme3n1"},
+    {"<get bad block table failed|set bad block table failed|Get REPORT CHUNK log error>", quoted,
+     "nvme nvme3: get bad block table failed (770)", "nvme3n1"},
+};
+
+// Of a controller at the other end of a network.
+constexpr KernelMessage remoteControllers[]{
+    {"starting error recovery", quoted, "nvme nvme0: starting error recovery", "nvme0n1"},
+    {"Failed reconnect attempt %num", quoted, "nvme nvme0: Failed reconnect attempt 3/60", "nvme0n1"},
+    {"failed to send request %num", quoted, "nvme nvme0: failed to send request -32", "nvme0n1"},
+    {"<queue %num: |>receive failed: %num", quoted, "nvme nvme0: queue 1: receive failed: -104", "nvme0n1"},
+    {"queue %num socket state %num", quoted, "nvme nvme0: queue 1 socket state 7", "nvme0n1"},
+    {"got bad %name %hex on <queue|QP>", quoted, "nvme nvme0: got bad cqe.command_id 0x2a on queue 1",
+     "nvme0n1"},
+    {"%name for CQE %hex failed with status", quoted,
+     "nvme nvme0: RECV for CQE 0x00000000f3a1 failed with status WR flushed (5)", "nvme0n1"},
+    {"NVME-FC{%num}: <io failed due to |transport association event: |controller connectivity lost|Max "
+     "reconnect attempts|dev_loss_tmo |reset: Reconnect attempt failed>",
+     quoted, "nvme nvme0: NVME-FC{0}: io failed due to lldd error 6", "nvme0n1"},
+    {"NVME-FC{%num.%num}: io timeout", quoted,
+     "nvme nvme0: NVME-FC{0.1}: io timeout: opcode 1 fctype 0 w10/11: x00000008/x00000000", "nvme0n1"},
 };
 
 // A command of a program that the controller refuses has no LBA.
@@ -57,8 +82,9 @@ constexpr KernelMessage commands[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"drivers/nvme/host/pci.c, tcp.c, rdma.c", "nvme %nvme: ", timeouts},
-    {"drivers/nvme/host/core.c, nvme.h, hwmon.c", "nvme %nvme: ", controllers},
+    {"drivers/nvme/host/pci.c, tcp.c, rdma.c, apple.c", "nvme %nvme: ", timeouts},
+    {"drivers/nvme/host/core.c, nvme.h, hwmon.c, multipath.c, lightnvm.c", "nvme %nvme: ", controllers},
+    {"drivers/nvme/host/tcp.c, rdma.c, fc.c", "nvme %nvme: ", remoteControllers},
     {"drivers/nvme/host/core.c", "", commands},
 };
 

@@ -18,6 +18,10 @@ constexpr KernelMessage paths[]{
     {"IO failure on %dev, disabling IO path", quoted, "multipath: IO failure on sdb, disabling IO path.",
      "sdb"},
     {"%dev: rescheduling sector %num", quoted, "multipath: sdb: rescheduling sector 2056", "sdb"},
+    {"%dev: unrecoverable IO read error for block %num", quoted,
+     "multipath: sdb: unrecoverable IO read error for block 128", "sdb"},
+    {"%dev: redirecting sector %num to another IO path", quoted,
+     "multipath: sdb: redirecting sector 2056 to another IO path", "sdb"},
 };
 
 constexpr KernelMessage arraysWithoutCopies[]{
@@ -87,6 +91,8 @@ constexpr KernelMessage mappings[]{
      "device-mapper: multipath: 254:3: Failing path 8:48.", ""},
     {"raid1: <Mirror read failed from|Read failure on mirror device> %num:%num", nobody,
      "device-mapper: raid1: Mirror read failed from 8:16. Trying alternative device.", ""},
+    {"<zoned reclaim|zoned>: (%dev): <Backing device offline|Backing device queue dying|Align zone %num wp>",
+     quoted, "device-mapper: zoned: (sdb): Backing device offline", "sdb"},
 };
 
 constexpr KernelMessage caches[]{
@@ -98,6 +104,10 @@ constexpr KernelMessage caches[]{
      "nvme0n1"},
     {"bch_cached_dev_error() stop %name: too many IO errors on backing device %dev", quoted,
      "bcache: bch_cached_dev_error() stop bcache0: too many IO errors on backing device sdb1", "sdb"},
+    {"%any Can't flush %dev: returned bi_status %num", quoted,
+     "bcache: cached_dev_write_complete() Can't flush sdb1: returned bi_status 10", "sdb"},
+    {"cached_dev_status_update() %dev: device offline for %num seconds", quoted,
+     "bcache: cached_dev_status_update() sdb1: device offline for 5 seconds", "sdb"},
 };
 
 constexpr KernelMessageGroup groups[]{
@@ -107,9 +117,10 @@ constexpr KernelMessageGroup groups[]{
     {"drivers/md/raid1.c, raid10.c, raid1-10.c", "md/%name:%name: ", mirrors},
     {"drivers/md/raid5.c", "md/%name:%name: ", stripes},
     {"drivers/md/md.c", "md: ", arrays},
-    {"drivers/md/dm-integrity.c, dm-zoned-metadata.c, dm-crypt.c, dm-mpath.c, dm-raid.c, dm-raid1.c",
+    {"drivers/md/dm-integrity.c, dm-zoned-metadata.c, dm-zoned-target.c, dm-zoned-reclaim.c, dm-crypt.c, "
+     "dm-mpath.c, dm-raid.c, dm-raid1.c",
      "device-mapper: ", mappings},
-    {"drivers/md/bcache/io.c, super.c", "bcache: ", caches},
+    {"drivers/md/bcache/io.c, super.c, request.c", "bcache: ", caches},
 };
 
 }  // namespace

@@ -38,6 +38,14 @@ constexpr KernelMessage transfers[]{
     {"page discard on ", quoted, "XFS (sda3): page discard on page 00000000f3, inode 0x83, offset 0.", "sda"},
     {"Filesystem has been shut down due to log error", quoted,
      "XFS (sda3): Filesystem has been shut down due to log error (0x2).", "sda"},
+    {"<log record CRC mismatch|ondisk log corrupt>", quoted,
+     "XFS (sda3): log record CRC mismatch: found 0x1a2b3c4d, expected 0x5e6f7081.", "sda"},
+    {"%name <agf|agi> read failed agno %num error <-5|-74|-117>", quoted,
+     "XFS (sda3): xlog_recover_check_summary agf read failed agno 2 error -5", "sda"},
+    {"%name: xfs_%any returned error <-5|-74|-117>", quoted,
+     "XFS (sda3): xfs_iunlink_remove: xfs_imap_to_bp returned error -5.", "sda"},
+    {"<Error |Failed to recover leftover CoW staging extents, err ><-5|-74|-117>", quoted,
+     "XFS (sda3): Error -5 recovering leftover CoW allocations.", "sda"},
 };
 
 constexpr KernelMessage corruption[]{
@@ -55,13 +63,13 @@ constexpr KernelMessage corruption[]{
     {"last sector read failed", quoted, "XFS (sda3): last sector read failed", "sda"},
     {"write error %num updating a secondary superblock", quoted,
      "XFS (sda3): write error -5 updating a secondary superblock near ag 2", "sda"},
-    {"discard failed for extent [", quoted, "XFS (sda3): discard failed for extent [0x8,16], error -5",
-     "sda"},
+    {"discard failed for <extent|rtextent> [", quoted,
+     "XFS (sda3): discard failed for extent [0x8,16], error -5", "sda"},
     {"%any record corruption in <AG|inode> ", quoted,
      "XFS (sda3): Block Freespace BTree record corruption in AG 1 detected!", "sda"},
     {"<AG %num|Inode %num fork %num>: Corrupt ", quoted,
      "XFS (sda3): AG 1: Corrupt btree 0 pointer at level 1 index 3.", "sda"},
-    {"<corrupt|corrupted root> <inode|dinode> %num", quoted,
+    {"<corrupted root|corrupt> <inode|dinode> %num", quoted,
      "XFS (sda3): corrupt dinode 131, (btree extents).", "sda"},
     {"AGF corruption", quoted, "XFS (sda3): AGF corruption. Please run xfs_repair.", "sda"},
     {"SB validate failed with error <-5|-74|-117>.", quoted, "XFS (sda3): SB validate failed with error -5.",
@@ -70,7 +78,8 @@ constexpr KernelMessage corruption[]{
 };
 
 constexpr KernelMessageGroup groups[]{
-    {"fs/xfs/xfs_buf.c, xfs_buf_item.c, xfs_log.c, xfs_log_recover.c, xfs_fsops.c, xfs_mount.c, xfs_aops.c",
+    {"fs/xfs/xfs_buf.c, xfs_buf_item.c, xfs_log.c, xfs_log_recover.c, xfs_fsops.c, xfs_mount.c, xfs_aops.c, "
+     "xfs_inode.c, xfs_super.c, xfs_notify_failure.c, libxfs/xfs_ialloc.c",
      "XFS (%pool): ", transfers},
     {"fs/xfs/xfs_error.c, xfs_fsops.c, xfs_mount.c, xfs_health.c, xfs_discard.c, libxfs/xfs_sb.c, "
      "libxfs/xfs_ag.c, libxfs/xfs_btree.c, libxfs/xfs_alloc.c, libxfs/xfs_bmap.c, libxfs/xfs_inode_fork.c",

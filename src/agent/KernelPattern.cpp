@@ -89,8 +89,9 @@ class Reader {
    }
 
    bool takesToken() {
+      std::string_view const token = pattern_.substr(1);
       for (Named const & named : tokens)
-         if (pattern_.substr(1).starts_with(named.name)) {
+         if (token.starts_with(named.name.front()) && token.starts_with(named.name)) {
             pattern_.remove_prefix(1 + named.name.size());
             return (this->*named.token)();
          }
@@ -285,15 +286,25 @@ constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::t
                                                               {"any", &Reader::takesAny},
                                                               {"end", &Reader::takesEnd}}};
 
+// Ports begin with a letter of their own.
+bool mayBeginToken(std::string_view token, char c) {
+   constexpr std::array<std::pair<std::string_view, char>, 4> ports{
+       {{"ata", 'a'}, {"usb", 'u'}, {"card", 'm'}, {"nvme", 'n'}}};
+   for (auto const & [port, letter] : ports)
+      if (token.starts_with(port.front()) && token.starts_with(port))
+         return c == letter;
+   return true;
+}
+
 }  // namespace
 
 bool mayBeginWith(std::string_view pattern, char c) {
-   constexpr std::array<std::string_view, 3> ports{"%ata", "%usb", "%card"};
-   for (std::string_view const port : ports)
-      if (pattern.starts_with(port))
-         return c == (port == "%card" ? 'm' : port[1]);
-   if (!pattern.starts_with('<'))
-      return pattern.empty() || pattern.front() == '%' || pattern.front() == c;
+   if (pattern.empty())
+      return true;
+   if (pattern.front() == '%')
+      return mayBeginToken(pattern.substr(1), c);
+   if (pattern.front() != '<')
+      return pattern.front() == c;
    std::size_t const close = pattern.find('>');
    for (std::size_t at = 0; at < close; at = pattern.find('|', at + 1))
       if (char const next = pattern[at + 1]; next == c || next == '%' || next == '|' || next == '>')

@@ -17,7 +17,7 @@
 //   %name   letters, digits, and what joins them: - _ . + /
 //   %any    everything up to the text that follows in the pattern, or to the end
 //   %end    nothing but blanks up to the end
-//   <a|b|>  the first of these that fits
+//   <a|b|>  the first of these that fits; of two that begin alike the longer one stands first
 //
 // A message may go on behind its pattern. Nothing is tried twice: the time is in proportion to the line's
 // length.

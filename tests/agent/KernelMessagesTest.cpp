@@ -76,7 +76,45 @@ TEST(KernelMessagesTest, NoExampleStandsTwice) {
       EXPECT_FALSE(group.messages.empty());
       EXPECT_TRUE(seen.insert(message.example).second) << message.example;
    });
-   EXPECT_GT(seen.size(), 390U);
+   EXPECT_GT(seen.size(), 440U);
+}
+
+// The alternatives of each "<a|b>" of a pattern.
+std::vector<std::vector<std::string>> alternativesOf(std::string_view pattern) {
+   std::vector<std::vector<std::string>> found;
+   for (auto open = pattern.find('<'); open != pattern.npos; open = pattern.find('<', open + 1)) {
+      auto & choices = found.emplace_back(1);
+      for (char const c : pattern.substr(open + 1, pattern.find('>', open) - open - 1))
+         if (c == '|')
+            choices.emplace_back();
+         else
+            choices.back() += c;
+   }
+   return found;
+}
+
+void expectNoneHidesALater(std::string_view pattern) {
+   for (auto const & choices : alternativesOf(pattern))
+      for (auto earlier = choices.begin(); earlier != choices.end(); ++earlier)
+         for (auto later = earlier + 1; later != choices.end(); ++later) {
+            EXPECT_NE(*earlier, "") << pattern;
+            EXPECT_FALSE(later->starts_with(*earlier)) << *later << " in " << pattern;
+         }
+}
+
+TEST(KernelMessagesTest, NoAlternativeHidesALaterOne) {
+   forEachMessage([](auto const & group, auto const & message) {
+      expectNoneHidesALater(group.beginning);
+      expectNoneHidesALater(message.pattern);
+   });
+}
+
+TEST(KernelMessagesTest, LongerAlternativesNameTheirDeviceToo) {
+   EXPECT_EQ(deviceOf("XFS (sda3): corrupted root inode 128: not a directory"), "sda");
+   EXPECT_EQ(
+       deviceOf("BTRFS warning (device sda1): checksum/header error at logical 1048576 on dev /dev/sdb1, "
+                "physical 8: metadata leaf (level 0) in tree 5"),
+       "sdb");
 }
 
 struct Attestation {
