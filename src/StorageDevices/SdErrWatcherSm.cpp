@@ -162,8 +162,6 @@ void StorageDeviceErrWatcherSm::processKernelMsg(Pelm::String const & text) {
 Pelm::Ptr<StorageDevErrorSyslogInfo> StorageDeviceErrWatcherSm::recordNamed(
     Pelm::String const & kernelName) const {
    Pelm::Ptr<StorageDevErrorSyslogInfo> gone;
-   if (kernelName.empty())
-      return gone;
    for (auto const & [name, record] : sdevInfo_->fsList) {
       if (record->interfaceAndAddress() != kernelName && record->kernelDevName() != kernelName)
          continue;

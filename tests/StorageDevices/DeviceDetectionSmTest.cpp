@@ -108,6 +108,12 @@ TEST_F(Detection, aPathAsLongAsTheyMayBeIsToldWhole) {
    EXPECT_EQ(logs_.messages()[0].arguments[0], path);
 }
 
+TEST_F(Detection, aPathThatIsTooLongIsToldByItsBeginning) {
+   std::string const path = "/dev/" + std::string(5000, 'x');
+   ASSERT_EQ(loggedFor(path).size(), 1U);
+   EXPECT_EQ(logs_.messages()[0].arguments[0], path.substr(0, 4096));
+}
+
 TEST_F(Detection, looksForMissingDisksFirst) {
    fruConfig_->expectedMountsIs("flash");
    EXPECT_EQ(loggedFor(""),

@@ -272,28 +272,6 @@ TEST_F(FsHealthRules, ATestThatIsLetGoEndsAtOnce) {
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-// Lets go of a machine when its state changes.
-struct Quitter {
-   explicit Quitter(Pelm::Ptr<FsHealthSm> & machine) : machine_{machine} {
-      reactor_.notifierIs(machine);
-      reactor_.on<&Quitter::handleState>(machine->state, *this);
-      reactor_.hasNotificationActiveIs(true);
-   }
-   void handleState() {
-      reactor_.notifierIs(nullptr);
-      machine_ = nullptr;
-   }
-   Pelm::Ptr<FsHealthSm> & machine_;
-   Vorn::NotifieeConst reactor_;
-};
-
-TEST_F(FsHealthRules, ATestThatIsLetGoInItsOwnChangeTouchesNothingMore) {
-   Quitter const quitter{machine_};
-   machine_->start();
-   EXPECT_FALSE(machine_);
-   EXPECT_TRUE(fs::is_empty(folder_.path()));
-}
-
 }  // namespace
 
 }  // namespace StorageDevices

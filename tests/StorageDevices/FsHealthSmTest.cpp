@@ -28,6 +28,7 @@
 namespace {
 
 std::optional<struct statvfs> statvfsAnswer;
+std::string statvfsPath;
 
 }  // namespace
 
@@ -37,6 +38,7 @@ extern "C" int statvfs(char const * path, struct statvfs * status) noexcept {
    if (!statvfsAnswer)
       return real(path, status);
    *status = *statvfsAnswer;
+   statvfsPath = path;
    return 0;
 }
 
@@ -286,6 +288,16 @@ TEST_F(FsHealth, itsFolderIsForItsUserAndGroup) {
    struct stat status {};
    ASSERT_EQ(stat((folder_.path() / "debug").c_str(), &status), 0);
    EXPECT_EQ(status.st_mode & 0777U, 0770U);
+}
+
+TEST_F(FsHealth, itsFileIsForEverybodyToRead) {
+   mode_t const before = umask(0);
+   reach(State::writeTest);
+   Host::runFor(2);
+   umask(before);
+   struct stat status {};
+   ASSERT_EQ(stat(cookie().c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
 TEST_F(FsHealth, aFileInTheWayOfItsFolderIsTracedAndTriedAgain) {
@@ -555,6 +567,13 @@ TEST_F(FsHealth, aClockThatRingsInCleanupIsTracedAndTestsAgain) {
    EXPECT_EQ(state(), "writeTest");
 }
 
+TEST_F(FsHealth, samplesTheUseOfItsMountPoint) {
+   statvfsAnswer.emplace();
+   Host::runFor(121);
+   statvfsAnswer.reset();
+   EXPECT_EQ(statvfsPath, folder_.string());
+}
+
 TEST_F(FsHealth, warnsOnceWhenTheUseRisesAboveTheThreshold) {
    auto const use = [&](int percent) {
       ops().utilChkRetIs(percent);
@@ -769,6 +788,7 @@ TEST_F(IoOps, makeTheRealCallsByDefault) {
    Pelm::String const path{(folder_.path() / "file").string()};
    int const fd = ops_->openPath(path, O_RDWR | O_CREAT);
    ASSERT_GE(fd, 0);
+   EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
    EXPECT_EQ(ops_->writeFd(fd, "hello", 5), 5);
    EXPECT_EQ(ops_->lseekFd(fd, 1, SEEK_SET), 1);
    char text[8] = {};
