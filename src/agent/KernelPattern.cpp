@@ -288,8 +288,8 @@ constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::t
 
 // Ports begin with a letter of their own.
 bool mayBeginToken(std::string_view token, char c) {
-   constexpr std::array<std::pair<std::string_view, char>, 4> ports{
-       {{"ata", 'a'}, {"usb", 'u'}, {"card", 'm'}, {"nvme", 'n'}}};
+   constexpr std::array<std::pair<std::string_view, char>, 3> ports{
+       {{"ata", 'a'}, {"usb", 'u'}, {"card", 'm'}}};
    for (auto const & [port, letter] : ports)
       if (token.starts_with(port.front()) && token.starts_with(port))
          return c == letter;
