@@ -648,6 +648,19 @@ TEST_F(SmartMonitor, droppedItEndsItsRuns) {
    EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
 }
 
+TEST_F(SmartMonitor, letGoOfWhenItTracesABadReportItEnds) {
+   toolPrints("{");
+   plug();
+   start();
+   Host::traceSinkIs([this](Host::TraceLine const & line) {
+      if (line.level == 0)
+         monitor_ = nullptr;
+   });
+   poll();
+   EXPECT_FALSE(monitor_);
+   EXPECT_EQ(record()->reading.count(), 0U);
+}
+
 }  // namespace
 
 }  // namespace StorageDevices

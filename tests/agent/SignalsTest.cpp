@@ -72,6 +72,16 @@ TEST(SignalsDeathTest, AFileThatMayNotGrowIsAnErrorOfTheWrite) {
    EXPECT_EXIT(writeTooMuch(), testing::ExitedWithCode(0), "");
 }
 
+TEST(SignalsDeathTest, APipeThatNobodyReadsIsAnErrorOfTheWrite) {
+   auto const writeInVain = [] {
+      Agent::Signals const signals{[] {}};
+      int ends[2] = {-1, -1};
+      bool const made = pipe(ends) == 0 && close(ends[0]) == 0;
+      std::exit(made && write(ends[1], "x", 1) < 0 && errno == EPIPE ? 0 : 1);
+   };
+   EXPECT_EXIT(writeInVain(), testing::ExitedWithCode(0), "");
+}
+
 TEST(SignalsDeathTest, ThatComeWhileStoppingDoNoHarm) {
    auto const stopTwice = [] {
       {
