@@ -31,8 +31,9 @@ test: setup ## every test: release, sanitizers, architecture, format, a real ker
 	@scripts/test
 
 .PHONY: vm
-vm: build ## the tests on a real kernel alone; their logs stay in build/release/tests/vm
-	@ctest --preset release -j 2 -L '^vm$$' --verbose
+vm: build ## the tests on a real kernel, with every round of pulls and storms; the logs stay in build/vm
+	@cmake --install build/release --prefix build/vm/prefix >/dev/null
+	@tests/vm/run --prefix build/vm/prefix --work build/vm
 
 .PHONY: bench
 bench: build ## the benchmarks, each beside its floor or peer

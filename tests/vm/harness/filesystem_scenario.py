@@ -7,7 +7,7 @@ from pathlib import Path
 from typing import Any
 
 from . import filesystem_disks, machine
-from .agent import CONFIG, PID, STATUS_SOCKET
+from .agent import CONFIG, PID, STATUS_ADDRESS, STATUS_SOCKET
 from .appliance import Appliance
 from .filesystem_checks import (
     DAY, DAY_SECONDS, ERROR, EXCEEDED, FOLLOW_SECONDS, IO_ERROR, NO_SPACE, OFFLINE, TIME_SCALE, UNNAMED, USE_CHECK, WARNING,
@@ -24,6 +24,7 @@ poll_interval = {int(30 * DAY)}
 expected_mounts = {json.dumps([*(each.name for each in ALL), MOUNT_NAME])}
 [status]
 socket = "{STATUS_SOCKET}"
+http = "{STATUS_ADDRESS}"
 [log]
 destination = "stderr"
 [clock]

@@ -6,12 +6,11 @@ from collections import Counter
 from datetime import datetime
 from pathlib import Path
 
-from .agent import CONFIG, STATUS_SOCKET
+from .agent import CONFIG, STATUS_ADDRESS, STATUS_SOCKET
 from .appliance import Appliance
 from .pull_disks import ALL, FIXED, PullDisk, PullDisks
 from .scenario import FOLLOW_SECONDS, START_SECONDS, Scenario
 
-ROUNDS = 10
 GONE_SECONDS = 2.0  # from udev's event of a disk's end to the agent's
 OFFLINE = "STORAGEDEVICE_OFFLINE"
 EVENTS = "/run/events.log"
@@ -22,6 +21,7 @@ poll_interval = 5
 expected_mounts = {json.dumps([each.mount for each in FIXED])}
 [status]
 socket = "{STATUS_SOCKET}"
+http = "{STATUS_ADDRESS}"
 [log]
 destination = "stderr"
 [trace]
@@ -32,14 +32,15 @@ StorageDataMonitorSm = 2
 class PullScenario(Scenario):
     """The event of such an end often carries no serial number: udev cannot read a disk any more that has gone."""
 
-    def __init__(self, appliance: Appliance, work: Path) -> None:
+    def __init__(self, appliance: Appliance, work: Path, rounds: int) -> None:
         super().__init__(appliance, "-pulls")
+        self._rounds = rounds
         self._work = work
         self._disks = PullDisks(appliance)
         self._offset = 0.0  # of UTC to the time since the boot
 
     def run(self, work: Path) -> None:
-        self._report.note(f"{ROUNDS} times {len(ALL)} disks are pulled while they are written")
+        self._report.note(f"{self._rounds} times {len(ALL)} disks are pulled while they are written")
         try:
             self._prepare()
             steps = (self._check_start, self._check_rounds, self._check_times)
@@ -70,7 +71,7 @@ class PullScenario(Scenario):
         return bool(self._agent.state().get("internalDevicesReady"))
 
     def _check_rounds(self) -> None:
-        for number in range(1, ROUNDS + 1):
+        for number in range(1, self._rounds + 1):
             if not self._round(number):
                 return
 
@@ -111,7 +112,7 @@ class PullScenario(Scenario):
         for each in ALL:
             agent = self._agent_ends(log, each)
             counts = (len(kernel[each]), len(udev[each]), len(agent))
-            self._report.equal(f"{each.serial}: ends seen by the kernel, udev and the agent", counts, (ROUNDS,) * 3)
+            self._report.equal(f"{each.serial}: ends seen by the kernel, udev and the agent", counts, (self._rounds,) * 3)
             took = [end - begin for begin, end in zip(udev[each], agent, strict=False)]
             total = [end - begin for begin, end in zip(kernel[each], agent, strict=False)]
             self._report.note(f"{each.serial}: gone {_span(took)} after udev's event, {_span(total)} after the kernel's")

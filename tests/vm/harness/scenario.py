@@ -45,6 +45,8 @@ class Scenario:
         return not status
 
     def _check_stop(self) -> None:
+        disks = self._agent.shown_state().get("connectedDevices", {}).get("disk", {})
+        self._report.equal("the program shows the disks that are served", sorted(disks), sorted(self._agent.disks()))
         self._agent.terminate()
         self._report.becomes("SIGTERM ends the agent with status 0", self._agent.exit_status, "0", STOP_SECONDS)
         self._report.equal("no socket and no child is left", self._agent.leftovers(), [])
