@@ -114,7 +114,7 @@ StorageAgent::~StorageAgent() {
 
 void StorageAgent::run() {
    log_.notice(severityInfo,
-               std::string{"version "} + version + " started; status on " + config_.status.socket);
+               "version " + std::string{version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(severityNotice, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
