@@ -13,9 +13,9 @@ namespace StorageDevices {
 namespace {
 
 #ifdef STORAGEDEVICES_SANITIZED
-constexpr int runs = 10'000;
+constexpr int lineRuns = 10'000;
 #else
-constexpr int runs = 100'000;
+constexpr int lineRuns = 100'000;
 #endif
 
 std::optional<BlockStat> statByRegex(std::string const & line) {
@@ -70,14 +70,14 @@ class LineMaker {
 TEST(BlockStatOracleTest, findsWhatTheRegularExpressionFinds) {
    LineMaker maker(Support::randomSeed(20240614));
    int found = 0;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < lineRuns; ++i) {
       std::string const line = maker.line();
       auto const expected = statByRegex(line);
       ASSERT_EQ(readBlockStat(line), expected) << "line " << i << ": " << testing::PrintToString(line);
       found += expected ? 1 : 0;
    }
-   EXPECT_GT(found, runs / 5);
-   EXPECT_LT(found, runs - runs / 5);
+   EXPECT_GT(found, lineRuns / 5);
+   EXPECT_LT(found, lineRuns - lineRuns / 5);
 }
 
 // A line cut off or damaged at every place.

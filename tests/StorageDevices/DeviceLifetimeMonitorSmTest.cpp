@@ -8,6 +8,7 @@
 #include "tests/support/DiskFields.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
@@ -16,8 +17,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-constexpr double day = 86400;
-constexpr std::uint64_t gib = std::uint64_t{1} << 30;
 constexpr char const * info = "STORAGEDEVICE_LIFETIME_INFO";
 constexpr char const * warning = "STORAGEDEVICE_LIFETIME_WARNING";
 

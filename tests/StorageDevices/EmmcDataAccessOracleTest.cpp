@@ -15,9 +15,9 @@ namespace StorageDevices {
 namespace {
 
 #ifdef STORAGEDEVICES_SANITIZED
-constexpr int runs = 10'000;
+constexpr int registerRuns = 10'000;
 #else
-constexpr int runs = 100'000;
+constexpr int registerRuns = 100'000;
 #endif
 
 // A file of the folder that is overwritten many times, and therefore in memory.
@@ -89,7 +89,7 @@ TEST(EmmcDataAccessOracleTest, readsRandomRegistersAsANaiveReaderDoes) {
    Register const lifeTime(folder.path(), "life_time");
    Register const preEolInfo(folder.path(), "pre_eol_info");
    int stored = 0;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < registerRuns; ++i) {
       std::string const lives = maker.text();
       std::string const eol = maker.text();
       ASSERT_NO_FATAL_FAILURE(lifeTime.textIs(lives));
@@ -103,8 +103,8 @@ TEST(EmmcDataAccessOracleTest, readsRandomRegistersAsANaiveReaderDoes) {
       ASSERT_EQ(data->reading.count(), isRead ? 1U : 0U);
       stored += isRead ? 1 : 0;
    }
-   EXPECT_GT(stored, runs / 5);
-   EXPECT_LT(stored, runs - runs / 5);
+   EXPECT_GT(stored, registerRuns / 5);
+   EXPECT_LT(stored, registerRuns - registerRuns / 5);
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ namespace {
 
 using Pelm::Ptr;
 using Pelm::String;
-using Tracker = Brul::ChildProcessTrackerSm;
+using ChildTracker = Brul::ChildProcessTrackerSm;
 using Sensors = Environment::Temperature::Config;
 
 // Pointers are passed by reference, texts too.
@@ -38,14 +38,14 @@ constexpr bool makes(Factory *) {
           std::is_base_of_v<Pelm::Node, Machine>;
 }
 
-static_assert(makes<ConnectedDevicesSm, Ptr<FruConfig const>, Ptr<ConnectedDevices>, Ptr<Tracker>>(
+static_assert(makes<ConnectedDevicesSm, Ptr<FruConfig const>, Ptr<ConnectedDevices>, Ptr<ChildTracker>>(
     &connectedDevicesSmFactory));
 static_assert(
     makes<DeviceDetectionSm, Ptr<FruConfig const>, Ptr<ConnectedDevices const>>(&deviceDetectionSmFactory));
 static_assert(makes<SmartDataMonitorSm, Ptr<PollInterval const>, Ptr<ConnectedDevices const>, Ptr<SmartData>,
-                    Ptr<Tracker>>(&smartDataMonitorSmFactory));
+                    Ptr<ChildTracker>>(&smartDataMonitorSmFactory));
 static_assert(makes<NvmeDataMonitorSm, Ptr<PollInterval const>, Ptr<ConnectedDevices const>, Ptr<NvmeData>,
-                    Ptr<Tracker>>(&nvmeDataMonitorSmFactory));
+                    Ptr<ChildTracker>>(&nvmeDataMonitorSmFactory));
 static_assert(makes<EmmcDataMonitorSm, Ptr<PollInterval const>, Ptr<ConnectedDevices const>, Ptr<EmmcData>>(
     &emmcDataMonitorSmFactory));
 static_assert(

@@ -14,6 +14,7 @@
 #include "tests/support/FileCalls.h"
 #include "tests/support/MountPoint.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -23,7 +24,6 @@ std::vector<std::string> * seenCalls = nullptr;
 // Offset and origin of each seek, and each buffer that a block went from or to, while calls are seen.
 std::vector<std::pair<off_t, int>> seeks;
 std::vector<void const *> buffers;
-constexpr std::size_t blockSize = 4096;
 // What the next makings of a folder fail with; 0: they do not.
 int mkdirError = 0;
 

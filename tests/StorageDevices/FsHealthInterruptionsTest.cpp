@@ -13,6 +13,7 @@
 #include "tests/support/MountPoint.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
@@ -23,9 +24,6 @@ namespace fs = std::filesystem;
 
 using Texts = std::vector<std::string>;
 using State = FsHealthSmState;
-
-constexpr std::uint32_t blockSize = 4096;
-constexpr double day = 86400;
 
 // Calls an action at the notification of that number, be it a change of an attribute or a log message.
 class Interruption {

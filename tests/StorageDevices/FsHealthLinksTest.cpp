@@ -24,6 +24,7 @@
 #include "tests/support/MountPoint.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -75,8 +76,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using Texts = std::vector<std::string>;
-
-constexpr std::uint32_t blockSize = 4096;
 
 class FsHealthLinks : public Support::VirtualTimeTest {
  protected:

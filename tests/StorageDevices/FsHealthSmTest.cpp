@@ -23,6 +23,7 @@
 #include "tests/support/MountPoint.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -48,9 +49,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 using State = FsHealthSmState;
-
-constexpr std::uint32_t blockSize = 4096;
-constexpr double day = 86400;
 
 class FsHealth : public Support::VirtualTimeTest {
  protected:

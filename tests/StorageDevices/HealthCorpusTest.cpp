@@ -101,7 +101,7 @@ TEST(HealthCorpusTest, readsStatLinesAsTheRegularExpressionDoes) {
 }
 
 // The contents of the two register files that the samples tell of, in whatever form.
-struct Registers {
+struct CorpusRegisters {
    std::vector<std::string> lifeTime;
    std::vector<std::string> preEolInfo;
 
@@ -130,7 +130,7 @@ struct Registers {
 
 TEST(HealthCorpusTest, readsRegistersAsANaiveReaderDoes) {
    SKIP_WITHOUT_CORPUS();
-   Registers registers;
+   CorpusRegisters registers;
    for (auto const & file : TestData::corpusFiles("emmc"))
       registers.add(file);
    EXPECT_GT(registers.lifeTime.size(), 1U);

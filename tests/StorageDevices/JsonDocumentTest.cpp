@@ -12,7 +12,7 @@
 namespace StorageDevices {
 namespace {
 
-constexpr std::string_view tooDeep = "Terminate parsing due to Handler error.";
+constexpr std::string_view depthError = "Terminate parsing due to Handler error.";
 
 std::string nested(unsigned depth, std::string const & open, std::string const & close) {
    std::string text;
@@ -76,10 +76,10 @@ TEST(JsonDocumentTest, nestingIsBounded) {
    for (auto const & [open, close] : {std::pair<std::string, std::string>("[", "]"),
                                       std::pair<std::string, std::string>("{\"a\":", "}")}) {
       EXPECT_TRUE(JsonDocument(nested(JsonDocument::maxDepth, open, close)).isValid());
-      EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth + 1, open, close)).error(), tooDeep);
-      EXPECT_EQ(JsonDocument(nested(1'000'000, open, close)).error(), tooDeep);
+      EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth + 1, open, close)).error(), depthError);
+      EXPECT_EQ(JsonDocument(nested(1'000'000, open, close)).error(), depthError);
    }
-   EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth / 2 + 1, "[{\"a\":", "}]")).error(), tooDeep);
+   EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth / 2 + 1, "[{\"a\":", "}]")).error(), depthError);
 }
 
 TEST(JsonDocumentTest, nestingIsDepthAndNotCount) {

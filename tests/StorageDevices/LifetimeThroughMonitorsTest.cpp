@@ -8,15 +8,13 @@
 #include "StorageDevices/SmartDataMonitorSm.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ToolMonitorTest.h"
+#include "tests/support/Units.h"
 
 namespace StorageDevices {
 
 namespace {
 
 using Texts = std::vector<std::string>;
-
-constexpr double day = 86400;
-constexpr std::uint64_t gib = std::uint64_t{1} << 30;
 
 class LifetimeThroughMonitors : public Support::ToolMonitorTest {
  protected:

@@ -10,6 +10,7 @@
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MountPoint.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
@@ -18,8 +19,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 using MountState = MountPtMonitorHelper::MountState;
-
-constexpr double day = 86400;
 
 // Answers what the test says.
 class FakeHelper final : public MountPtMonitorHelper {
@@ -217,10 +216,10 @@ TEST_F(MountPoint, isTestedInBlocksOfTheDeviceAsItWasFirstSeen) {
 }
 
 // Lets go of a monitor when it learns its device.
-struct Quitter {
-   explicit Quitter(Pelm::Ptr<MountPtMonitorSm> & monitor) : monitor_{monitor} {
+struct MonitorQuitter {
+   explicit MonitorQuitter(Pelm::Ptr<MountPtMonitorSm> & monitor) : monitor_{monitor} {
       reactor_.notifierIs(monitor);
-      reactor_.on<&Quitter::handleDevice>(monitor->mountPtDevice, *this);
+      reactor_.on<&MonitorQuitter::handleDevice>(monitor->mountPtDevice, *this);
       reactor_.hasNotificationActiveIs(true);
    }
    void handleDevice() {
@@ -233,7 +232,7 @@ struct Quitter {
 
 TEST_F(MountPoint, thatIsLetGoInItsOwnChangeTestsNothing) {
    monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
-   Quitter const quitter{monitor_};
+   MonitorQuitter const quitter{monitor_};
    Host::turn();
    EXPECT_FALSE(monitor_);
    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));

@@ -10,8 +10,8 @@ namespace {
 
 using Support::DiskFields;
 
-constexpr char handler[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
-constexpr char parser[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
+constexpr char listHandler[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
+constexpr char listParser[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
 
 std::string const identity =
     R"("ModelNumber":"Marlin 480","SerialNumber":"   MR7700","Firmware":"M4.1","PhysicalSize":480103981056)";
@@ -71,8 +71,8 @@ TEST_F(NvmeCollectorTest, theOutputIsTracedInDetail) {
    std::string const output = listOf(device(identity));
    toolPrints(output);
    collected();
-   EXPECT_EQ(traces_.texts(7),
-             (std::vector<std::string>{std::string{parser} + "Parsing for /dev/nvme0n1", parser + output}));
+   EXPECT_EQ(traces_.texts(7), (std::vector<std::string>{std::string{listParser} + "Parsing for /dev/nvme0n1",
+                                                         listParser + output}));
 }
 
 TEST_F(NvmeCollectorTest, theOutputIsTracedBeforeWhatIsWrongWithIt) {
@@ -107,10 +107,10 @@ TEST_F(NvmeCollectorTest, anEntryWithoutValuesGetsTheDefaultsAndATraceForEach) {
    expected.sizeGb = 0;
    EXPECT_EQ(collected(), expected);
    EXPECT_EQ(traces_.errors(),
-             (std::vector<std::string>{std::string{parser} + " error parsing NMVe model number",
-                                       std::string{parser} + " error parsing NMVe serial number",
-                                       std::string{parser} + " error parsing NMVe firmware revision",
-                                       std::string{parser} + " error parsing NMVe size"}));
+             (std::vector<std::string>{std::string{listParser} + " error parsing NMVe model number",
+                                       std::string{listParser} + " error parsing NMVe serial number",
+                                       std::string{listParser} + " error parsing NMVe firmware revision",
+                                       std::string{listParser} + " error parsing NMVe size"}));
 }
 
 TEST_F(NvmeCollectorTest, aSizeThatIsNoUnsignedNumberCountsAsMissing) {
@@ -119,7 +119,8 @@ TEST_F(NvmeCollectorTest, aSizeThatIsNoUnsignedNumberCountsAsMissing) {
       toolPrints(listOf(device(R"("ModelNumber":"M","SerialNumber":"S","Firmware":"F","PhysicalSize":)" +
                                std::string{size})));
       EXPECT_EQ(collected().sizeGb, 0U) << size;
-      EXPECT_EQ(traces_.errors(), std::vector<std::string>{std::string{parser} + " error parsing NMVe size"});
+      EXPECT_EQ(traces_.errors(),
+                std::vector<std::string>{std::string{listParser} + " error parsing NMVe size"});
    }
 }
 
@@ -145,11 +146,11 @@ TEST_P(UnusableNvmeListTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy)
    EXPECT_FALSE(Support::hasChildren());
 }
 
-std::string const failed = std::string{handler} + " nvme failed";
-std::string const malformed = std::string{parser} + " malformed output from nvme";
-std::string const noDevices = std::string{parser} + " \"Devices\" not found in output";
-std::string const noEntry = std::string{parser} + " \"Devices\" list is malformed";
-std::string const jsonError = std::string{parser} + " JSON parsing error: ";
+std::string const failed = std::string{listHandler} + " nvme failed";
+std::string const malformed = std::string{listParser} + " malformed output from nvme";
+std::string const noDevices = std::string{listParser} + " \"Devices\" not found in output";
+std::string const noEntry = std::string{listParser} + " \"Devices\" list is malformed";
+std::string const jsonError = std::string{listParser} + " JSON parsing error: ";
 
 INSTANTIATE_TEST_SUITE_P(
     Lists, UnusableNvmeListTest,

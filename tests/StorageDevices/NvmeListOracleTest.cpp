@@ -16,9 +16,9 @@ namespace {
 using Outcome = NvmeList::Outcome;
 
 #ifdef STORAGEDEVICES_SANITIZED
-constexpr int runs = 2'000;
+constexpr int listRuns = 2'000;
 #else
-constexpr int runs = 40'000;
+constexpr int listRuns = 40'000;
 #endif
 
 bool isString(NaiveJson::Value const * value) {
@@ -190,25 +190,25 @@ class ListMaker {
 TEST(NvmeListOracleTest, readsRandomListsAsANaiveReaderDoes) {
    ListMaker maker;
    int found = 0;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < listRuns; ++i) {
       std::string const output = maker.list();
       ASSERT_NO_FATAL_FAILURE(expectNaiveReading(output, "/dev/nvme0n1"));
       found += readNvmeList(output, "/dev/nvme0n1").outcome == Outcome::device ? 1 : 0;
    }
-   EXPECT_GT(found, runs / 5);
-   EXPECT_LT(found, runs - runs / 5);
+   EXPECT_GT(found, listRuns / 5);
+   EXPECT_LT(found, listRuns - listRuns / 5);
 }
 
 TEST(NvmeListOracleTest, readsDamagedListsAsANaiveReaderDoes) {
    ListMaker maker;
    int errors = 0;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < listRuns; ++i) {
       std::string const output = maker.damaged();
       ASSERT_NO_FATAL_FAILURE(expectNaiveReading(output, "/dev/nvme0n1"));
       errors += readNvmeList(output, "/dev/nvme0n1").outcome == Outcome::jsonError ? 1 : 0;
    }
-   EXPECT_GT(errors, runs / 5);
-   EXPECT_LT(errors, runs - runs / 20);
+   EXPECT_GT(errors, listRuns / 5);
+   EXPECT_LT(errors, listRuns - listRuns / 20);
 }
 
 TEST(NvmeListOracleTest, readsTheListsOfRealDisksAsANaiveReaderDoes) {

@@ -9,15 +9,15 @@ namespace {
 
 using Outcome = NvmeList::Outcome;
 
-constexpr std::string_view path = "/dev/nvme0n1";
+constexpr std::string_view nvmePath = "/dev/nvme0n1";
 
-NvmeList listOf(std::string const & devices) {
-   return readNvmeList(R"({"Devices":[)" + devices + "]}", path);
+NvmeList parsedListOf(std::string const & devices) {
+   return readNvmeList(R"({"Devices":[)" + devices + "]}", nvmePath);
 }
 
 // A list of this disk alone, with further members.
 NvmeListDevice deviceWith(std::string const & members) {
-   auto const list = listOf(R"({"DevicePath":"/dev/nvme0n1",)" + members + "}");
+   auto const list = parsedListOf(R"({"DevicePath":"/dev/nvme0n1",)" + members + "}");
    EXPECT_EQ(list.outcome, Outcome::device) << members;
    return list.device;
 }
@@ -39,10 +39,10 @@ TEST(NvmeListTest, findsEachDeviceOfAList) {
 }
 
 TEST(NvmeListTest, aListThatLacksTheDeviceIsMalformed) {
-   EXPECT_EQ(listOf("").outcome, Outcome::malformedList);
+   EXPECT_EQ(parsedListOf("").outcome, Outcome::malformedList);
    EXPECT_EQ(readNvmeList(TestData::sample("nvme-480gb/nvme-list.json"), "/dev/nvme2n1").outcome,
              Outcome::malformedList);
-   EXPECT_EQ(readNvmeList(TestData::sample("nvme-nested/nvme-list.json"), path).outcome,
+   EXPECT_EQ(readNvmeList(TestData::sample("nvme-nested/nvme-list.json"), nvmePath).outcome,
              Outcome::malformedList);
 }
 
@@ -51,46 +51,46 @@ TEST(NvmeListTest, thePathIsComparedWhole) {
    EXPECT_EQ(readNvmeList(output, "/dev/nvme0n1").outcome, Outcome::device);
    for (auto const * other : {"/dev/nvme0n1p1", "/dev/nvme0n", "/dev/NVME0n1", "", "nvme0n1"})
       EXPECT_EQ(readNvmeList(output, other).outcome, Outcome::malformedList) << other;
-   EXPECT_EQ(listOf(R"({"DevicePath":"/dev/nvme0n1\u0000"})").outcome, Outcome::malformedList);
+   EXPECT_EQ(parsedListOf(R"({"DevicePath":"/dev/nvme0n1\u0000"})").outcome, Outcome::malformedList);
 }
 
 TEST(NvmeListTest, devicesWithAnotherPathOrNoneAreSkipped) {
-   auto const list =
-       listOf(R"({}, {"DevicePath":1}, {"DevicePath":null}, {"DevicePath":"/dev/nvme1n1","Firmware":"a"},)"
-              R"({"DevicePath":"/dev/nvme0n1","Firmware":"b"}, {"DevicePath":"/dev/nvme0n1"}, 1)");
+   auto const list = parsedListOf(
+       R"({}, {"DevicePath":1}, {"DevicePath":null}, {"DevicePath":"/dev/nvme1n1","Firmware":"a"},)"
+       R"({"DevicePath":"/dev/nvme0n1","Firmware":"b"}, {"DevicePath":"/dev/nvme0n1"}, 1)");
    ASSERT_EQ(list.outcome, Outcome::device);
    EXPECT_EQ(list.device.firmware, "b");
 }
 
 TEST(NvmeListTest, anElementThatIsNoObjectEndsTheSearch) {
    for (auto const * element : {"1", "null", "[]", "\"/dev/nvme0n1\"", R"([{"DevicePath":"/dev/nvme0n1"}])"})
-      EXPECT_EQ(listOf(element + std::string(R"(,{"DevicePath":"/dev/nvme0n1"})")).outcome,
+      EXPECT_EQ(parsedListOf(element + std::string(R"(,{"DevicePath":"/dev/nvme0n1"})")).outcome,
                 Outcome::malformedList)
           << element;
 }
 
 TEST(NvmeListTest, theListMustBeAnArrayInAnObject) {
    for (auto const * output : {"[]", "null", "1", "\"Devices\"", R"([{"Devices":[]}])"})
-      EXPECT_EQ(readNvmeList(output, path).outcome, Outcome::malformedRoot) << output;
+      EXPECT_EQ(readNvmeList(output, nvmePath).outcome, Outcome::malformedRoot) << output;
    for (auto const * output : {"{}", R"({"Devices":null})", R"({"Devices":{}})", R"({"devices":[]})",
                                R"({"Devices":1})", R"({"Devices\u0000":[]})", R"({"a":{"Devices":[]}})"})
-      EXPECT_EQ(readNvmeList(output, path).outcome, Outcome::noDevices) << output;
+      EXPECT_EQ(readNvmeList(output, nvmePath).outcome, Outcome::noDevices) << output;
 }
 
 TEST(NvmeListTest, errorsAreToldInTheParsersWords) {
-   auto const list = readNvmeList(R"({"Devices":[] "x":1})", path);
+   auto const list = readNvmeList(R"({"Devices":[] "x":1})", nvmePath);
    EXPECT_EQ(list.outcome, Outcome::jsonError);
    EXPECT_EQ(list.jsonError, "Missing a comma or '}' after an object member.");
-   EXPECT_EQ(readNvmeList("", path).jsonError, "The document is empty.");
-   EXPECT_EQ(readNvmeList(std::string(100'000, '['), path).jsonError,
+   EXPECT_EQ(readNvmeList("", nvmePath).jsonError, "The document is empty.");
+   EXPECT_EQ(readNvmeList(std::string(100'000, '['), nvmePath).jsonError,
              "Terminate parsing due to Handler error.");
 }
 
 TEST(NvmeListTest, theOutputEndsAtItsFirstNul) {
    std::string output = R"({"Devices":[{"DevicePath":"/dev/nvme0n1"}]})";
    output.push_back('\0');
-   EXPECT_EQ(readNvmeList(output + "trailing", path).outcome, Outcome::device);
-   EXPECT_EQ(readNvmeList('\0' + output, path).outcome, Outcome::jsonError);
+   EXPECT_EQ(readNvmeList(output + "trailing", nvmePath).outcome, Outcome::device);
+   EXPECT_EQ(readNvmeList('\0' + output, nvmePath).outcome, Outcome::jsonError);
 }
 
 TEST(NvmeListTest, whatIsMissingHasItsDefaultAndItsMark) {
@@ -155,9 +155,10 @@ TEST(NvmeListTest, theFirstOfSeveralMembersCounts) {
        deviceWith(R"("Firmware":"a","Firmware":"b","PhysicalSize":"x","PhysicalSize":1000000000)");
    EXPECT_EQ(device.firmware, "a");
    EXPECT_TRUE(device.sizeFailed);
-   EXPECT_EQ(readNvmeList(R"({"Devices":[],"Devices":[{"DevicePath":"/dev/nvme0n1"}]})", path).outcome,
+   EXPECT_EQ(readNvmeList(R"({"Devices":[],"Devices":[{"DevicePath":"/dev/nvme0n1"}]})", nvmePath).outcome,
              Outcome::malformedList);
-   EXPECT_EQ(listOf(R"({"DevicePath":"x","DevicePath":"/dev/nvme0n1"})").outcome, Outcome::malformedList);
+   EXPECT_EQ(parsedListOf(R"({"DevicePath":"x","DevicePath":"/dev/nvme0n1"})").outcome,
+             Outcome::malformedList);
 }
 
 }  // namespace

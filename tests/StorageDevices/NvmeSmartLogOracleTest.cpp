@@ -17,9 +17,9 @@ using NaiveHealth::logFields;
 using NaiveJson::Value;
 
 #ifdef STORAGEDEVICES_SANITIZED
-constexpr int runs = 10'000;
+constexpr int smartLogRuns = 10'000;
 #else
-constexpr int runs = 100'000;
+constexpr int smartLogRuns = 100'000;
 #endif
 
 // Mostly some of the keys: a log with all of them would be long, and each is read alone.
@@ -48,7 +48,7 @@ TEST(NvmeSmartLogOracleTest, readsRandomLogsAsANaiveReaderDoes) {
    auto const data = Pelm::make<DeviceNvmeData>("SN1");
    int good = 0;
    int malformed = 0;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < smartLogRuns; ++i) {
       Value const log = randomLog(json);
       std::string const text = json.text(log);
       JsonDocument const document(text);
@@ -62,8 +62,8 @@ TEST(NvmeSmartLogOracleTest, readsRandomLogsAsANaiveReaderDoes) {
       for (auto const & trace : expected.traces)
          malformed += trace.ends_with("format") ? 1 : 0;
    }
-   EXPECT_GT(good, 2 * runs);
-   EXPECT_GT(malformed, runs / 2);
+   EXPECT_GT(good, 2 * smartLogRuns);
+   EXPECT_GT(malformed, smartLogRuns / 2);
 }
 
 }  // namespace

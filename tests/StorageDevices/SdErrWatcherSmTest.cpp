@@ -19,6 +19,7 @@
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -39,8 +40,6 @@ namespace {
 
 using Support::DiskFields;
 using Texts = std::vector<std::string>;
-
-constexpr double day = 86400;
 
 // Sends datagrams to a path.
 class Sender {

@@ -18,9 +18,9 @@ using NaiveSmart::knownRows;
 using SmartRecords::namedFields;
 
 #ifdef STORAGEDEVICES_SANITIZED
-constexpr int runs = 10'000;
+constexpr int attributeRuns = 10'000;
 #else
-constexpr int runs = 100'000;
+constexpr int attributeRuns = 100'000;
 #endif
 
 std::int64_t rawLowByte(SmartAttr const & attr) {
@@ -37,9 +37,9 @@ struct Mappings {
    NaiveSmart::Mapping naive;
 };
 
-class ReportMaker {
+class AttributeReportMaker {
  public:
-   explicit ReportMaker(std::uint32_t seed) : json_{seed} {}
+   explicit AttributeReportMaker(std::uint32_t seed) : json_{seed} {}
 
    Value report() {
       Value document = RandomJson::object();
@@ -182,9 +182,9 @@ struct Tally {
 };
 
 TEST(SmartAttributesOracleTest, readsRandomReportsAsANaiveReaderDoes) {
-   ReportMaker maker(Support::randomSeed(20240611));
+   AttributeReportMaker maker(Support::randomSeed(20240611));
    Tally tally;
-   for (int i = 0; i < runs; ++i) {
+   for (int i = 0; i < attributeRuns; ++i) {
       Value const report = maker.report();
       std::string const text = maker.text(report);
       auto const mappings = maker.mappings();
@@ -195,16 +195,16 @@ TEST(SmartAttributesOracleTest, readsRandomReportsAsANaiveReaderDoes) {
       tally.add(record);
    }
    for (int const count : {tally.filled, tally.unknown, tally.failing, tally.withoutTable})
-      EXPECT_TRUE(count > runs / 20 && count < runs - runs / 20) << count;
+      EXPECT_TRUE(count > attributeRuns / 20 && count < attributeRuns - attributeRuns / 20) << count;
    EXPECT_EQ(tally.fields.size(), std::size(namedFields));
    for (auto const & [name, count] : tally.fields)
-      EXPECT_GT(count, runs / 200) << name;
+      EXPECT_GT(count, attributeRuns / 200) << name;
 }
 
 // The naive reader of texts sees in them what they were written from: both sides read one report.
 TEST(SmartAttributesOracleTest, theNaiveReaderReadsWhatWasWritten) {
-   ReportMaker maker(Support::randomSeed(20240612));
-   for (int i = 0; i < runs / 50; ++i) {
+   AttributeReportMaker maker(Support::randomSeed(20240612));
+   for (int i = 0; i < attributeRuns / 50; ++i) {
       Value const report = maker.report();
       std::string const text = maker.text(report);
       ASSERT_EQ(NaiveSmart::naiveRecord(NaiveJson::Reader(text).value()), NaiveSmart::naiveRecord(report))

@@ -17,10 +17,11 @@ namespace {
 using Texts = std::vector<std::string>;
 using Support::DiskFields;
 
-constexpr char handler[] = "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
+constexpr char smartctlHandler[] =
+    "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
 constexpr char smartctlRun[] = "smartctl --json=c --offlineauto=on -HA /dev/sda";
 
-std::string row(int id, std::string const & name, int value, long raw, int thresh = 10) {
+std::string rowText(int id, std::string const & name, int value, long raw, int thresh = 10) {
    return R"({"id":)" + std::to_string(id) + R"(,"name":")" + name + R"(","value":)" + std::to_string(value) +
           R"(,"worst":99,"thresh":)" + std::to_string(thresh) + R"(,"flags":{"value":50},"raw":{"value":)" +
           std::to_string(raw) + R"(,"string":")" + std::to_string(raw) + R"("}})";
@@ -32,10 +33,10 @@ std::string report(char const * verdict, std::string const & rows) {
    return "{" + status + R"("ata_smart_attributes":{"table":[)" + rows + "]}}";
 }
 
-std::string const hours = row(9, "Power_On_Hours", 100, 12345);
-std::string const sectors = row(5, "Reallocated_Sector_Ct", 100, 3);
-std::string const spinUp = row(3, "Spin_Up_Time", 97, 0);
-std::string const healthy = report("true", hours + "," + sectors + "," + spinUp);
+std::string const hoursRow = rowText(9, "Power_On_Hours", 100, 12345);
+std::string const sectors = rowText(5, "Reallocated_Sector_Ct", 100, 3);
+std::string const spinUp = rowText(3, "Spin_Up_Time", 97, 0);
+std::string const healthy = report("true", hoursRow + "," + sectors + "," + spinUp);
 
 class SmartMonitor : public Support::ToolMonitorTest {
  protected:
@@ -167,7 +168,7 @@ TEST_F(SmartMonitor, tracesNameTheDeviceThatWasRun) {
       plug(changed);
       folder_.fileIs("go", "");
       EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
-      EXPECT_EQ(traces_.errors(), Texts{handler + std::string{text}});
+      EXPECT_EQ(traces_.errors(), Texts{smartctlHandler + std::string{text}});
       std::filesystem::remove(folder_.path() / "go");
       traces_.clear();
    }
@@ -194,7 +195,7 @@ TEST_F(SmartMonitor, aReportThatDropsAFieldTellsExactlyThat) {
    Support::ChangeRecorder const hoursChanges{record()->powerOnHours};
    Support::ChangeRecorder const sectorChanges{record()->reallocatedSectorCount};
    Support::ChangeRecorder const unknownChanges{record()->unknownAttr};
-   toolPrints(report("true", hours + "," + spinUp));
+   toolPrints(report("true", hoursRow + "," + spinUp));
    poll();
    EXPECT_EQ(hoursChanges.count(), 0U);
    EXPECT_EQ(unknownChanges.count(), 0U);
@@ -205,8 +206,9 @@ TEST_F(SmartMonitor, aReportThatDropsAFieldTellsExactlyThat) {
 
 TEST_F(SmartMonitor, withoutAVerdictTheAttributesAreReadAndTheVerdictStays) {
    Texts const expected = {"ok true, passing true", "powerOnHours 500"};
-   EXPECT_EQ(contentAfter(report("", row(9, "Power_On_Hours", 100, 500))), expected);
-   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " Could not obtain health status for /dev/sda"});
+   EXPECT_EQ(contentAfter(report("", rowText(9, "Power_On_Hours", 100, 500))), expected);
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{smartctlHandler} + " Could not obtain health status for /dev/sda"});
 }
 
 TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
@@ -215,12 +217,12 @@ TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
    EXPECT_EQ(contentAfter(R"({"smart_status":{"passed":false}})"), expected);
    EXPECT_TRUE(traces_.errors().empty());
    EXPECT_EQ(traces_.texts(2),
-             Texts{std::string{handler} + " Could not obtain SMART attributes for /dev/sda"});
+             Texts{std::string{smartctlHandler} + " Could not obtain SMART attributes for /dev/sda"});
 }
 
 TEST_F(SmartMonitor, withoutEitherTheMissingVerdictIsTracedFirst) {
    EXPECT_EQ(contentAfter("{}"), healthyContent);
-   std::string const start = handler;
+   std::string const start = smartctlHandler;
    EXPECT_EQ(
        traces_.lines(),
        (std::vector<Support::TraceRecorder::Line>{
@@ -245,13 +247,14 @@ TEST_F(SmartMonitor, anEmptyTableEmptiesTheAttributes) {
 }
 
 TEST_F(SmartMonitor, aRowBelowItsThresholdIsSeen) {
-   EXPECT_EQ(contentAfter(report("true", row(5, "Reallocated_Sector_Ct", 10, 3)))[0],
+   EXPECT_EQ(contentAfter(report("true", rowText(5, "Reallocated_Sector_Ct", 10, 3)))[0],
              "ok true, passing false");
 }
 
 TEST_F(SmartMonitor, outputThatIsNoDocumentChangesNothing) {
    EXPECT_EQ(contentAfter(""), healthyContent);
-   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " JSON parsing error: The document is empty."});
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{smartctlHandler} + " JSON parsing error: The document is empty."});
 }
 
 TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
@@ -265,9 +268,9 @@ TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
 TEST_F(SmartMonitor, thousandsOfLargeReportsTakeNoMoreMemoryThanTheFirstOnes) {
    constexpr int readings = 2000;
    constexpr int first = 200;
-   std::string rows = hours;
+   std::string rows = hoursRow;
    while (rows.size() < 100000)
-      rows += "," + row(9, "Power_On_Hours", 100, 12345);
+      rows += "," + rowText(9, "Power_On_Hours", 100, 12345);
    folder_.scriptIs("smartctl",
                     "exec cat \"" + folder_.fileIs("large", report("true", rows)).string() + "\"");
    plug();
@@ -309,7 +312,7 @@ TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
    for (std::size_t more = 0; more < 30; more += 2) {
       toolPrints(healthy);
       poll();
-      toolPrints(report("false", row(9, padding, 100, 1)));
+      toolPrints(report("false", rowText(9, padding, 100, 1)));
       auto const before = record()->reading.count();
       pollWith(more << 20U);
       bool const isFiled = record()->reading.count() != before;
@@ -325,7 +328,8 @@ TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
 TEST_F(SmartMonitor, aDocumentThatIsNoObjectChangesNothing) {
    EXPECT_EQ(contentAfter("[1, 2, 3]"), healthyContent);
    EXPECT_EQ(record()->reading.count(), 1U);
-   EXPECT_EQ(traces_.errors(), Texts{std::string{handler} + " Could not obtain health status for /dev/sda"});
+   EXPECT_EQ(traces_.errors(),
+             Texts{std::string{smartctlHandler} + " Could not obtain health status for /dev/sda"});
 }
 
 TEST_F(SmartMonitor, aFailedRunChangesNothingAndItsWordsAreTraced) {
@@ -337,8 +341,8 @@ TEST_F(SmartMonitor, aFailedRunChangesNothingAndItsWordsAreTraced) {
    EXPECT_EQ(content(), healthyContent);
    EXPECT_EQ(record()->reading.count(), 1U);
    EXPECT_EQ(traces_.errors(),
-             (Texts{std::string{handler} + " Error running smartctl for /dev/sda; exit code: 2",
-                    std::string{handler} + " no such device\n"}));
+             (Texts{std::string{smartctlHandler} + " Error running smartctl for /dev/sda; exit code: 2",
+                    std::string{smartctlHandler} + " no such device\n"}));
    EXPECT_TRUE(monitor_->smartctlProcess.empty());
 }
 
@@ -348,7 +352,7 @@ TEST_F(SmartMonitor, aFailedRunThatSaysNothingIsOneLine) {
    start();
    poll();
    EXPECT_EQ(traces_.errors(),
-             Texts{std::string{handler} + " Error running smartctl for /dev/sda; exit code: 1"});
+             Texts{std::string{smartctlHandler} + " Error running smartctl for /dev/sda; exit code: 1"});
    EXPECT_EQ(content(), Texts{"ok false unread, passing false unread"});
 }
 
@@ -360,7 +364,7 @@ TEST_F(SmartMonitor, aToolThatIsNotThereIsAFailedRunAndIsTriedAgain) {
    poll();
    ASSERT_EQ(traces_.errors().size(), 2U);
    EXPECT_EQ(traces_.errors()[0],
-             std::string{handler} + " Error running smartctl for /dev/sda; exit code: 127");
+             std::string{smartctlHandler} + " Error running smartctl for /dev/sda; exit code: 127");
    EXPECT_TRUE(monitor_->smartctlProcess.empty());
    poll();
    EXPECT_EQ(traces_.errors().size(), 4U);
@@ -545,9 +549,10 @@ TEST_F(SmartMonitor, aHangingToolIsEndedByTheLimitAndTheNextPollStartsAnew) {
    EXPECT_TRUE(Support::soon([&] { return record()->reading.count() >= 1; }));
    EXPECT_EQ(content(), healthyContent);
    ASSERT_EQ(traces_.errors().size(), 2U);
-   EXPECT_EQ(traces_.errors()[0], std::string{handler} + " Error running smartctl for /dev/sda; exit code: " +
-                                      std::to_string(-SIGTERM));
-   EXPECT_EQ(traces_.errors()[1], std::string{handler} + " smartctl: it passed its time limit");
+   EXPECT_EQ(traces_.errors()[0],
+             std::string{smartctlHandler} +
+                 " Error running smartctl for /dev/sda; exit code: " + std::to_string(-SIGTERM));
+   EXPECT_EQ(traces_.errors()[1], std::string{smartctlHandler} + " smartctl: it passed its time limit");
 }
 
 // Deviates in two attributes and counts how often it is asked.

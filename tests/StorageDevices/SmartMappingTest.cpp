@@ -10,10 +10,10 @@ namespace {
 
 using namespace SmartRows;
 
-constexpr SmartField hours{&DeviceSmartData::powerOnHours, &DeviceSmartData::powerOnHoursIs};
+constexpr SmartField hoursField{&DeviceSmartData::powerOnHours, &DeviceSmartData::powerOnHoursIs};
 
 TEST(SmartMappingTest, aMappedNumberGoesToItsFieldWhateverItsName) {
-   DriveSmartMapping const mapping{{240, {.field = hours}}};
+   DriveSmartMapping const mapping{{240, {.field = hoursField}}};
    auto const data = read({row(240, "Vendor_Specific", 91, 12345)}, mapping);
    EXPECT_EQ(data->powerOnHours()->name, "Vendor_Specific");
    EXPECT_EQ(data->powerOnHours()->reportedValue, 91);
@@ -21,7 +21,7 @@ TEST(SmartMappingTest, aMappedNumberGoesToItsFieldWhateverItsName) {
 }
 
 TEST(SmartMappingTest, aMappedRowOverwritesItsField) {
-   DriveSmartMapping const mapping{{240, {.field = hours}}};
+   DriveSmartMapping const mapping{{240, {.field = hoursField}}};
    Row const usual = row(9, "Power_On_Hours", 100, 7);
    auto const data = read({usual, row(240, "A", 91), row(240, "B", 92)}, mapping);
    EXPECT_EQ(data->powerOnHours()->name, "B");
@@ -32,7 +32,7 @@ TEST(SmartMappingTest, aMappedRowOverwritesItsField) {
 }
 
 TEST(SmartMappingTest, anIgnoredRowIsUnknown) {
-   DriveSmartMapping const mapping{{9, {.field = hours, .ignore = true}}, {202, {.ignore = true}}};
+   DriveSmartMapping const mapping{{9, {.field = hoursField, .ignore = true}}, {202, {.ignore = true}}};
    auto const data = read({row(9, "Power_On_Hours"), row(202, "Percent_Lifetime_Remain")}, mapping);
    EXPECT_FALSE(data->powerOnHours());
    EXPECT_FALSE(data->lifetimeRemaining());
@@ -43,18 +43,19 @@ TEST(SmartMappingTest, anIgnoredRowIsUnknown) {
 TEST(SmartMappingTest, theValueIsTheFunctionsOrTheNormalisedOne) {
    auto const minutesToHours = [](SmartAttr const & attr) { return attr.raw / 60; };
    Row const given = row(9, "Power_On_Hours", 100, 6000);
-   auto const computed = read({given}, {{9, {.field = hours, .value = minutesToHours}}});
+   auto const computed = read({given}, {{9, {.field = hoursField, .value = minutesToHours}}});
    EXPECT_EQ(computed->powerOnHours()->reportedValue, 100);
    EXPECT_EQ(computed->powerOnHours()->raw, 6000);
    Row const worn = row(9, "Power_On_Hours", 88, 6000);
-   EXPECT_EQ(read({worn}, {{9, {.field = hours, .value = minutesToHours}}})->powerOnHours()->reportedValue,
-             100);
-   EXPECT_EQ(read({worn}, {{9, {.field = hours}}})->powerOnHours()->reportedValue, 88);
-   EXPECT_EQ(read({worn}, {{10, {.field = hours}}})->powerOnHours()->reportedValue, 6000);
+   EXPECT_EQ(
+       read({worn}, {{9, {.field = hoursField, .value = minutesToHours}}})->powerOnHours()->reportedValue,
+       100);
+   EXPECT_EQ(read({worn}, {{9, {.field = hoursField}}})->powerOnHours()->reportedValue, 88);
+   EXPECT_EQ(read({worn}, {{10, {.field = hoursField}}})->powerOnHours()->reportedValue, 6000);
 }
 
 TEST(SmartMappingTest, aMappedLifetimeNameGoesWhereItIsMapped) {
-   auto const data = read({row(202, "Percent_Lifetime_Remain", 97)}, {{202, {.field = hours}}});
+   auto const data = read({row(202, "Percent_Lifetime_Remain", 97)}, {{202, {.field = hoursField}}});
    EXPECT_FALSE(data->lifetimeRemaining());
    EXPECT_EQ(data->powerOnHours()->reportedValue, 97);
 }
@@ -71,8 +72,8 @@ TEST(MaybeInsertKnownAttrTest, tellsWhetherItFiled) {
    SmartAttr const attr = SmartRecords::row(9, "Power_On_Hours", 5);
    EXPECT_TRUE(maybeInsertKnownAttr(*data, attr, {}));
    EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {}));
-   EXPECT_TRUE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hours}}}));
-   EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hours, .ignore = true}}}));
+   EXPECT_TRUE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hoursField}}}));
+   EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {{9, {.field = hoursField, .ignore = true}}}));
    EXPECT_FALSE(maybeInsertKnownAttr(*data, attr, {{9, {}}})) << "an entry without a field";
    EXPECT_FALSE(maybeInsertKnownAttr(*data, SmartRecords::row(3, "Spin_Up_Time"), {}));
    EXPECT_TRUE(data->unknownAttr.empty());

@@ -10,8 +10,8 @@ namespace {
 
 using Support::DiskFields;
 
-constexpr char handler[] = "void StorageDevices::SsdDiskInfoCollectorSm::handleHdparm()";
-constexpr char parser[] = "void StorageDevices::SsdDiskInfoCollectorSm::parseOutput()";
+constexpr char hdparmHandler[] = "void StorageDevices::SsdDiskInfoCollectorSm::handleHdparm()";
+constexpr char hdparmParser[] = "void StorageDevices::SsdDiskInfoCollectorSm::parseOutput()";
 
 std::string identification(std::string const & model = "Kestrel S2", std::string const & serial = "KS0002",
                            std::string const & firmware = "KF9.9") {
@@ -101,7 +101,7 @@ TEST_F(SsdCollectorTest, aSizeBeyondThirtyTwoBitsIsTracedAndTheDisksOwnStays) {
    DiskFields const result = collected();
    EXPECT_EQ(result.sizeGb, 240U);
    EXPECT_EQ(result.name, "KS0002");
-   EXPECT_EQ(errorsText(), std::string{parser} + " could not parse size from hdparm\n");
+   EXPECT_EQ(errorsText(), std::string{hdparmParser} + " could not parse size from hdparm\n");
 }
 
 TEST_F(SsdCollectorTest, theLargestSizeIsTaken) {
@@ -110,17 +110,17 @@ TEST_F(SsdCollectorTest, theLargestSizeIsTaken) {
    EXPECT_EQ(errorsText(), "");
 }
 
-struct Unusable {
+struct UnusableReport {
    char const * name;
    std::string script;
    std::string trace;
 };
 
-std::string printing(std::string const & report) {
+std::string printingReport(std::string const & report) {
    return "cat <<'END'\n" + report + "END\n";
 }
 
-class UnusableHdparmTest : public SsdCollectorTest, public testing::WithParamInterface<Unusable> {};
+class UnusableHdparmTest : public SsdCollectorTest, public testing::WithParamInterface<UnusableReport> {};
 
 TEST_P(UnusableHdparmTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
    toolDoes(GetParam().script);
@@ -132,33 +132,37 @@ TEST_P(UnusableHdparmTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
    EXPECT_FALSE(Support::hasChildren());
 }
 
-std::string const failed = std::string{handler} + " hdparm failed";
-std::string const noMatch = std::string{parser} + " hdparm output did not match expected";
+std::string const hdparmFailed = std::string{hdparmHandler} + " hdparm failed";
+std::string const noMatch = std::string{hdparmParser} + " hdparm output did not match expected";
 
 INSTANTIATE_TEST_SUITE_P(
     Reports, UnusableHdparmTest,
     testing::Values(
-        Unusable{"exitCode", printing(identification() + size()) + "exit 1", failed},
-        Unusable{"signal", printing(identification() + size()) + "kill -KILL $$", failed},
-        Unusable{"tenMegabytes", printing(identification() + size()) + "head -c 10485760 /dev/zero", failed},
-        Unusable{"nothing", "", noMatch},
-        Unusable{"errorsOnly", "echo 'HDIO_DRIVE_CMD(identify) failed' >&2", noMatch},
-        Unusable{"garbage", "head -c 300000 /dev/urandom", noMatch},
-        Unusable{"identificationWithoutSize", printing(identification()), noMatch},
-        Unusable{"sizeWithoutIdentification", printing(size()), noMatch},
-        Unusable{
+        UnusableReport{"exitCode", printingReport(identification() + size()) + "exit 1", hdparmFailed},
+        UnusableReport{"signal", printingReport(identification() + size()) + "kill -KILL $$", hdparmFailed},
+        UnusableReport{"tenMegabytes",
+                       printingReport(identification() + size()) + "head -c 10485760 /dev/zero",
+                       hdparmFailed},
+        UnusableReport{"nothing", "", noMatch},
+        UnusableReport{"errorsOnly", "echo 'HDIO_DRIVE_CMD(identify) failed' >&2", noMatch},
+        UnusableReport{"garbage", "head -c 300000 /dev/urandom", noMatch},
+        UnusableReport{"identificationWithoutSize", printingReport(identification()), noMatch},
+        UnusableReport{"sizeWithoutIdentification", printingReport(size()), noMatch},
+        UnusableReport{
             "aLineBetween",
-            printing("\tModel Number:  Foo\n\tMedia Serial Num:\n\tSerial Number:  S\n\tFirmware Revision:  "
-                     "F\n" +
-                     size()),
+            printingReport(
+                "\tModel Number:  Foo\n\tMedia Serial Num:\n\tSerial Number:  S\n\tFirmware Revision:  "
+                "F\n" +
+                size()),
             noMatch},
-        Unusable{"solidusInTheModel", printing(identification("Foo/Bar") + size()), noMatch},
-        Unusable{"allBehindANul", "printf '\\0'\n" + printing(identification() + size()), noMatch}),
+        UnusableReport{"solidusInTheModel", printingReport(identification("Foo/Bar") + size()), noMatch},
+        UnusableReport{"allBehindANul", "printf '\\0'\n" + printingReport(identification() + size()),
+                       noMatch}),
     [](auto const & unusable) { return std::string{unusable.param.name}; });
 
 TEST_F(SsdCollectorTest, whatIsWrongIsTracedBeforeTheDiskIsPublished) {
    for (std::string const & script :
-        {std::string{"exit 1"}, std::string{"true"}, printing(identification() + size("4294967296"))})
+        {std::string{"exit 1"}, std::string{"true"}, printingReport(identification() + size("4294967296"))})
       EXPECT_FALSE(publishesBeforeItTraces(script)) << script;
 }
 
@@ -166,7 +170,7 @@ TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    DiskFields const result = collected();
    EXPECT_EQ(result, unchanged());
-   EXPECT_EQ(errorsText(), failed + "\n");
+   EXPECT_EQ(errorsText(), hdparmFailed + "\n");
    EXPECT_EQ(tracker_->finishedRun()->exitCode, 127);
 }
 
@@ -178,7 +182,7 @@ TEST_F(SsdCollectorTest, aToolThatCannotBeStartedForWantOfDescriptorsCompletesTh
    }
    EXPECT_EQ(collector_->finalDisk(), nullptr);
    EXPECT_EQ(result(), unchanged());
-   EXPECT_EQ(errorsText(), failed + "\n");
+   EXPECT_EQ(errorsText(), hdparmFailed + "\n");
 }
 
 TEST_F(SsdCollectorTest, aTimeLimitOfTheHostEndsAHangingTool) {

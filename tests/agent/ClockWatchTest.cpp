@@ -7,13 +7,12 @@
 #include "tests/support/DiskFields.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/Units.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace Agent {
 
 namespace {
-
-constexpr double day = 86400;
 
 class ClockWatchTest : public Support::VirtualTimeTest {
  protected:

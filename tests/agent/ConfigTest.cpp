@@ -17,7 +17,7 @@ using Support::everyKey;
 using Support::everyValue;
 
 // The message with which a configuration is refused, or "accepted".
-std::string refusal(std::string const & text) {
+std::string configRefusal(std::string const & text) {
    try {
       parseConfig(text, "/etc/x.toml");
    } catch (ConfigError const & error) {
@@ -28,7 +28,7 @@ std::string refusal(std::string const & text) {
 
 // Refusals of one section's line, without the place in front of them.
 std::string refusalIn(std::string const & section, std::string const & line) {
-   std::string const message = refusal("[" + section + "]\n" + line + "\n");
+   std::string const message = configRefusal("[" + section + "]\n" + line + "\n");
    std::string const place = "/etc/x.toml:2: ";
    return message.starts_with(place) ? message.substr(place.size()) : message;
 }
@@ -74,14 +74,14 @@ TEST(Config, keepsTheDefaultsOfAnEmptySection) {
 }
 
 TEST(Config, namesFileLineKeyAndRemedyOfAnError) {
-   EXPECT_EQ(refusal("\n\npoll_interval = 0\n"),
+   EXPECT_EQ(configRefusal("\n\npoll_interval = 0\n"),
              "/etc/x.toml:3: poll_interval: must be a whole number of seconds, 1 or more, not 0");
-   EXPECT_EQ(refusal("[tools]\n\ntimeout = \"60\""),
+   EXPECT_EQ(configRefusal("[tools]\n\ntimeout = \"60\""),
              "/etc/x.toml:3: tools.timeout: must be a number of seconds, 0 (no limit) to 86400, not \"60\"");
 }
 
 TEST(Config, refusesUnknownKeysAtEveryLevel) {
-   EXPECT_EQ(refusal("\npol_interval = 60"),
+   EXPECT_EQ(configRefusal("\npol_interval = 60"),
              "/etc/x.toml:2: pol_interval: is not a known key; here may stand poll_interval, appliance, "
              "sensors, tools, kernel_messages, status, log, history, verdict, trace or clock");
    EXPECT_EQ(refusalIn("log", "level = 3"), "log.level: is not a known key; here may stand destination");
@@ -90,16 +90,16 @@ TEST(Config, refusesUnknownKeysAtEveryLevel) {
       EXPECT_TRUE(refusalIn(section, "nonsense = 1")
                       .starts_with(std::string{section} + ".nonsense: is not a known key"))
           << section;
-   EXPECT_EQ(refusal("[unknown]\nx = 1").substr(0, 43), "/etc/x.toml:1: unknown: is not a known key;");
+   EXPECT_EQ(configRefusal("[unknown]\nx = 1").substr(0, 43), "/etc/x.toml:1: unknown: is not a known key;");
 }
 
 TEST(Config, refusesASectionThatIsNoTable) {
    for (char const * section : {"appliance", "sensors", "tools", "kernel_messages", "status", "log",
                                 "history", "verdict", "trace", "clock"})
-      EXPECT_EQ(refusal(std::string{section} + " = 1"),
+      EXPECT_EQ(configRefusal(std::string{section} + " = 1"),
                 "/etc/x.toml:1: " + std::string{section} + ": must be a table, not 1");
    EXPECT_EQ(refusalIn("sensors", "A = true"), "sensors.A: must be a table, not true");
-   EXPECT_EQ(refusal("[[tools]]\n"), "/etc/x.toml:1: tools: must be a table, not an array");
+   EXPECT_EQ(configRefusal("[[tools]]\n"), "/etc/x.toml:1: tools: must be a table, not an array");
 }
 
 TEST(Config, boundsThePollInterval) {
@@ -107,11 +107,11 @@ TEST(Config, boundsThePollInterval) {
        "/etc/x.toml:1: poll_interval: must be a whole number of seconds, 1 or more, not ";
    EXPECT_EQ(parseConfig("poll_interval = 1", "x").pollInterval, 1);
    EXPECT_EQ(parseConfig("poll_interval = 604801", "x").pollInterval, 604801);
-   EXPECT_EQ(refusal("poll_interval = -5"), must + "-5");
-   EXPECT_EQ(refusal("poll_interval = 1.5"), must + "1.5");
-   EXPECT_EQ(refusal("poll_interval = true"), must + "true");
-   EXPECT_EQ(refusal("poll_interval = [60]"), must + "an array");
-   EXPECT_EQ(refusal("poll_interval = 2026-11-20"), must + "2026-11-20");
+   EXPECT_EQ(configRefusal("poll_interval = -5"), must + "-5");
+   EXPECT_EQ(configRefusal("poll_interval = 1.5"), must + "1.5");
+   EXPECT_EQ(configRefusal("poll_interval = true"), must + "true");
+   EXPECT_EQ(configRefusal("poll_interval = [60]"), must + "an array");
+   EXPECT_EQ(configRefusal("poll_interval = 2026-11-20"), must + "2026-11-20");
 }
 
 TEST(Config, wantsAbsoluteDirectories) {
@@ -146,13 +146,14 @@ TEST(Config, wantsDistinctMountNames) {
              "appliance.expected_mounts: must be an array in square brackets, not \"flash\"");
    EXPECT_EQ(refusalIn("appliance", "expected_mounts = ['a', 1]"),
              "appliance.expected_mounts: must be text in quotation marks, not 1");
-   EXPECT_EQ(refusal("[appliance]\nexpected_mounts = [\n'a',\n'b/'\n]\n").substr(0, 16), "/etc/x.toml:4: a");
+   EXPECT_EQ(configRefusal("[appliance]\nexpected_mounts = [\n'a',\n'b/'\n]\n").substr(0, 16),
+             "/etc/x.toml:4: a");
    EXPECT_TRUE(parseConfig("[appliance]\nexpected_mounts = []", "x").appliance.expectedMounts.empty());
 }
 
 TEST(Config, wantsEverySensorOfADriveDescribed) {
    EXPECT_EQ(
-       refusal("[appliance.sensors]\nSERIAL = 'Nowhere'\n"),
+       configRefusal("[appliance.sensors]\nSERIAL = 'Nowhere'\n"),
        "/etc/x.toml:2: appliance.sensors.SERIAL: names the sensor \"Nowhere\", which has no [sensors.…] "
        "section: add one with description, overheat and critical");
    EXPECT_EQ(refusalIn("appliance.sensors", "SERIAL = ''"), "appliance.sensors.SERIAL: must not be empty");
@@ -161,14 +162,14 @@ TEST(Config, wantsEverySensorOfADriveDescribed) {
    EXPECT_EQ(
        refusalIn("appliance.sensors", "\"a\\u001b[2J\" = 'A'"),
        "appliance.sensors.\"a\\x1b[2J\": must be a name that is not empty and has no control characters");
-   EXPECT_EQ(refusal("[sensors.Spare]\noverheat = 1\ncritical = 2\n"), "accepted");
+   EXPECT_EQ(configRefusal("[sensors.Spare]\noverheat = 1\ncritical = 2\n"), "accepted");
 }
 
 TEST(Config, wantsOverheatBelowCritical) {
    std::string const degrees = "must be a number of degrees Celsius, -273.15 to 1000, not ";
-   EXPECT_EQ(refusal("[sensors.A]\noverheat = 80\ncritical = 80.0"),
+   EXPECT_EQ(configRefusal("[sensors.A]\noverheat = 80\ncritical = 80.0"),
              "/etc/x.toml:1: sensors.A: overheat must be below critical");
-   EXPECT_EQ(refusal("[sensors.A]\noverheat = 80"),
+   EXPECT_EQ(configRefusal("[sensors.A]\noverheat = 80"),
              "/etc/x.toml:1: sensors.A: needs both overheat and critical, in degrees Celsius");
    EXPECT_EQ(refusalIn("sensors.A", "overheat = nan"), "sensors.A.overheat: " + degrees + "nan");
    EXPECT_EQ(refusalIn("sensors.A", "critical = inf"), "sensors.A.critical: " + degrees + "inf");
@@ -200,7 +201,7 @@ TEST(Config, knowsTheToolsWhoseExitBitsItAccepts) {
    for (char const * const tool : toolNames)
       EXPECT_EQ(refusalIn("tools", std::string{"accept_exit_bits."} + tool + " = [0]"), "accepted");
    std::string const unknown = ": is set for no tool that is run; these are hdparm, nvme and smartctl";
-   EXPECT_EQ(refusal("[tools.accept_exit_bits]\nhdparm = []\nsmartcl = [2]\n"),
+   EXPECT_EQ(configRefusal("[tools.accept_exit_bits]\nhdparm = []\nsmartcl = [2]\n"),
              "/etc/x.toml:3: tools.accept_exit_bits.smartcl" + unknown);
    EXPECT_EQ(refusalIn("tools", "accept_exit_bits = { '/sbin/nvme' = [1] }"),
              "tools.accept_exit_bits.\"/sbin/nvme\"" + unknown);
@@ -219,7 +220,7 @@ TEST(Config, wantsLifeToFailBelowItsWarning) {
    std::string const percentage = "must be a percentage of the rated life, 0 to 100, not ";
    EXPECT_EQ(refusalIn("verdict", "life_warning = 101"), "verdict.life_warning: " + percentage + "101");
    EXPECT_EQ(refusalIn("verdict", "life_failing = -1"), "verdict.life_failing: " + percentage + "-1");
-   EXPECT_EQ(refusal("\n[verdict]\nlife_failing = 11"),
+   EXPECT_EQ(configRefusal("\n[verdict]\nlife_failing = 11"),
              "/etc/x.toml:2: verdict: life_failing must not be above life_warning");
    EXPECT_EQ(refusalIn("verdict", "life_failing = 10"), "accepted");
 }
@@ -251,7 +252,7 @@ TEST(Config, wantsSocketPathsThatASocketCanHave) {
 
 TEST(Config, wantsTwoSocketsAtTwoPlaces) {
    std::string const both = "must not be both status.socket and kernel_messages.socket";
-   EXPECT_EQ(refusal("[status]\nsocket = '/run/a'\n[kernel_messages]\nsocket = '/run/b/./../a'"),
+   EXPECT_EQ(configRefusal("[status]\nsocket = '/run/a'\n[kernel_messages]\nsocket = '/run/b/./../a'"),
              "/etc/x.toml:2: status.socket: " + both);
    EXPECT_EQ(refusalIn("status", "socket = '/var/run/kernelmessages'"), "status.socket: " + both);
    EXPECT_EQ(refusalIn("kernel_messages", "socket = '/run/storagedevices/status.sock'"),
@@ -300,7 +301,7 @@ TEST(Config, boundsTraceLevelsAndTimeScale) {
 }
 
 TEST(Config, knowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
-   std::string const unknown = refusal("[trace]\n\nStorageSmartDataMonitor = 2\n");
+   std::string const unknown = configRefusal("[trace]\n\nStorageSmartDataMonitor = 2\n");
    EXPECT_TRUE(
        unknown.starts_with("/etc/x.toml:3: trace.StorageSmartDataMonitor: is no trace facility; these are "))
        << unknown;
@@ -311,15 +312,16 @@ TEST(Config, knowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
 }
 
 TEST(Config, refusesWhatIsNoTomlInOneLine) {
-   EXPECT_EQ(refusal("poll_interval = 1\n [[ /a]\nx = 1\n"),
+   EXPECT_EQ(configRefusal("poll_interval = 1\n [[ /a]\nx = 1\n"),
              "/etc/x.toml:2: is not TOML: a table header needs a name after its bracket");
-   EXPECT_TRUE(refusal("a = 1\nb = \n").starts_with("/etc/x.toml:2: is not TOML: "));
-   EXPECT_TRUE(refusal("poll_interval = 1\npoll_interval = 2\n").starts_with("/etc/x.toml:2: is not TOML: "));
+   EXPECT_TRUE(configRefusal("a = 1\nb = \n").starts_with("/etc/x.toml:2: is not TOML: "));
+   EXPECT_TRUE(
+       configRefusal("poll_interval = 1\npoll_interval = 2\n").starts_with("/etc/x.toml:2: is not TOML: "));
    for (std::string const & text :
         {std::string{"a = \"\x1b[2J"}, std::string{"\xff\xfe"}, std::string{"a\0b", 3},
          std::string{"\x7f = 1"}, std::string{"\"\\u001b[2J\" = 1"},
          std::string{"poll_interval = \"\\u001b[2J\\n\""}}) {
-      std::string const message = refusal(text);
+      std::string const message = configRefusal(text);
       EXPECT_TRUE(message.starts_with("/etc/x.toml:1: ")) << message;
       EXPECT_EQ(escaped(message), message);
    }
@@ -327,21 +329,23 @@ TEST(Config, refusesWhatIsNoTomlInOneLine) {
 
 TEST(Config, isBoundedInSizeAndDepth) {
    std::string const comment(std::size_t{1} << 20U, '#');
-   EXPECT_EQ(refusal(comment), "accepted");
-   EXPECT_EQ(refusal(comment + "#"), "/etc/x.toml: must not be larger than 1 MiB");
+   EXPECT_EQ(configRefusal(comment), "accepted");
+   EXPECT_EQ(configRefusal(comment + "#"), "/etc/x.toml: must not be larger than 1 MiB");
    std::string dotted = "\n";
    for (int level = 0; level < 200000; ++level)
       dotted += "a.";
-   EXPECT_EQ(refusal(dotted + "a = 1"), "/etc/x.toml:2: is nested too deeply");
-   EXPECT_EQ(refusal("\n\na = " + std::string(500000, '[')), "/etc/x.toml:3: is nested too deeply");
-   EXPECT_EQ(refusal("b = '" + std::string(100000, '.') + "'").find("/etc/x.toml:1: b: is not a known key"),
-             0U);
+   EXPECT_EQ(configRefusal(dotted + "a = 1"), "/etc/x.toml:2: is nested too deeply");
+   EXPECT_EQ(configRefusal("\n\na = " + std::string(500000, '[')), "/etc/x.toml:3: is nested too deeply");
+   EXPECT_EQ(
+       configRefusal("b = '" + std::string(100000, '.') + "'").find("/etc/x.toml:1: b: is not a known key"),
+       0U);
 }
 
 TEST(Config, takesNoLetterBeyondAsciiForWhiteSpace) {
-   EXPECT_TRUE(refusal("\xef\xbb\x9f*").starts_with("/etc/x.toml:1: ")) << refusal("\xef\xbb\x9f*");
-   EXPECT_TRUE(refusal("poll_interval = 6\xc3\xa9").starts_with("/etc/x.toml:1: "));
-   EXPECT_TRUE(refusal("poll_interval =\xc2\xa0 6").starts_with("/etc/x.toml:1: "));
+   EXPECT_TRUE(configRefusal("\xef\xbb\x9f*").starts_with("/etc/x.toml:1: "))
+       << configRefusal("\xef\xbb\x9f*");
+   EXPECT_TRUE(configRefusal("poll_interval = 6\xc3\xa9").starts_with("/etc/x.toml:1: "));
+   EXPECT_TRUE(configRefusal("poll_interval =\xc2\xa0 6").starts_with("/etc/x.toml:1: "));
    EXPECT_EQ(
        parseConfig("[sensors.a]\noverheat = 1\ncritical = 2\ndescription = \"\"\"\\\n  \xc3\xa9\"\"\"\n", "x")
            .sensors.at("a")

@@ -20,7 +20,7 @@ namespace {
 using Support::HttpExchange;
 using Support::httpGet;
 
-constexpr char request[] = "GET /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
+constexpr char closingRequest[] = "GET /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
 
 // So many pieces of a size, then the end or a lack of memory.
 class Pieces final : public Document {
@@ -129,7 +129,7 @@ TEST_F(HttpDocumentTest, WithoutMemoryForItsRestIsSeenToEndEarly) {
 TEST_F(HttpDocumentTest, AClientThatGoesTakesItAlong) {
    answerIs(100000, 1000);
    {
-      HttpExchange const reader{path, request};
+      HttpExchange const reader{path, closingRequest};
       while (Pieces::living == 0)
          Host::turn(0.01);
    }
@@ -142,7 +142,7 @@ TEST_F(HttpDocumentTest, SlowReadersTogetherHoldNoMoreThanFourMebibytes) {
    std::vector<std::unique_ptr<HttpExchange>> readers;
    answerIs(100, std::size_t{1} << 20U);
    for (int i = 0; i < 3; ++i) {
-      readers.push_back(std::make_unique<HttpExchange>(path, request));
+      readers.push_back(std::make_unique<HttpExchange>(path, closingRequest));
       while (Host::turn(0) == Host::Turn::worked)
          continue;
    }
@@ -156,8 +156,8 @@ TEST_F(HttpDocumentTest, SlowReadersTogetherHoldNoMoreThanFourMebibytes) {
 TEST_F(HttpDocumentTest, ThoseWhoOnlyWaitCostNothing) {
    answerIs(100, std::size_t{1} << 20U);
    HttpExchange const silent{path, "GET "};
-   HttpExchange const stalled{path, request};
-   HttpExchange const halfClosed{path, request};
+   HttpExchange const stalled{path, closingRequest};
+   HttpExchange const halfClosed{path, closingRequest};
    halfClosed.endSending();
    HttpExchange const answered{path, "rubbish\n"};
    for (int turns = 0; turns < 1000; ++turns)
@@ -184,7 +184,7 @@ TEST_F(HttpDocumentTest, NoTurnIsLongWhateverIsAskedOfALongHistory) {
    ToolRuns const tools{tracker};
    Readings const readings{entities, tracker};
    make = [&] { return stateDocument({true, 1, entities, {}, tools, readings}, SIZE_MAX); };
-   HttpExchange reader{path, request};
+   HttpExchange reader{path, closingRequest};
    double longest = 0;
    while (reader.text().size() < std::size_t{4} << 20U) {
       double const start = threadSeconds();

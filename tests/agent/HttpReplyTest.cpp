@@ -12,9 +12,9 @@
 namespace Agent {
 namespace {
 
-class Pieces final : public Document {
+class FixedPieces final : public Document {
  public:
-   explicit Pieces(std::vector<std::string> pieces) : pieces_{std::move(pieces)} {}
+   explicit FixedPieces(std::vector<std::string> pieces) : pieces_{std::move(pieces)} {}
    std::string_view next() override { return at_ == pieces_.size() ? std::string_view{} : pieces_[at_++]; }
 
  private:
@@ -23,7 +23,7 @@ class Pieces final : public Document {
 };
 
 HttpAnswer documentOf(std::vector<std::string> pieces) {
-   return {200, "text/x-test", {}, std::make_unique<Pieces>(std::move(pieces))};
+   return {200, "text/x-test", {}, std::make_unique<FixedPieces>(std::move(pieces))};
 }
 
 // All of it, taken so many bytes at a time.

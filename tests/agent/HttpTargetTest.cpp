@@ -9,7 +9,7 @@
 namespace Agent {
 namespace {
 
-unsigned refusalOf(std::string const & target) {
+unsigned targetRefusal(std::string const & target) {
    try {
       requestOf(target);
       return 0;
@@ -52,12 +52,12 @@ TEST(HttpTargetTest, BoundsTheArguments) {
    for (std::size_t i = 1; i < mostArguments; ++i)
       target += "&a=1";
    EXPECT_EQ(requestOf(target).arguments.size(), mostArguments);
-   EXPECT_EQ(refusalOf(target + "&"), 414U);
+   EXPECT_EQ(targetRefusal(target + "&"), 414U);
 }
 
 TEST(HttpTargetTest, RefusesWhatIsNoPath) {
    for (char const * const target : {"http://x/y", "*", "x:1", "?a=b", ""})
-      EXPECT_EQ(refusalOf(target), 400U) << target;
+      EXPECT_EQ(targetRefusal(target), 400U) << target;
 }
 
 }  // namespace

@@ -19,12 +19,12 @@
 namespace {
 
 Vorn::TraceHandle traceHandle{"StderrLogTest", true};
-constexpr Vorn::LogDescriptor lamp{"LAMP_OUT", "lamp %s is out", "", "", 4};
+constexpr Vorn::LogDescriptor lampOut{"LAMP_OUT", "lamp %s is out", "", "", 4};
 
 class StderrLogTest : public Support::VirtualTimeTest, protected Support::PipedLog {};
 
 TEST_F(StderrLogTest, AMessageIsOneLineWithTimeSeverityAndName) {
-   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::LogHandle handle{lampOut, 0, 1.0, 0, 0};
    Vorn::log(handle, "7");
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp 7 is out\n");
 }
@@ -35,13 +35,13 @@ TEST_F(StderrLogTest, ATraceNamesFacilityLevelAndFunction) {
 }
 
 TEST_F(StderrLogTest, SpellsIllFormedBytesAsTheStateDocumentDoes) {
-   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::LogHandle handle{lampOut, 0, 1.0, 0, 0};
    Vorn::log(handle, "\xff\\xff");
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp \\xff\\x5cxff is out\n");
 }
 
 TEST_F(StderrLogTest, WhatADeviceSaysCannotForgeALine) {
-   Vorn::LogHandle handle{lamp, 0, 1.0, 0, 0};
+   Vorn::LogHandle handle{lampOut, 0, 1.0, 0, 0};
    Vorn::log(handle, "1\n2023-11-14T22:13:20.000Z error FORGED: \x1b[2J");
    std::string const text = written();
    EXPECT_EQ(text.find('\n'), text.size() - 1);

@@ -100,13 +100,13 @@ class Listener {
    std::unique_ptr<udev_monitor, Unref> monitor_{udev_monitor_new_from_netlink(udev_.context(), "udev")};
 };
 
-struct Outcome {
+struct UnitOutcome {
    int exitCode = -1;
    std::string output;
 };
 
-Outcome run(std::string const & command) {
-   Outcome outcome;
+UnitOutcome run(std::string const & command) {
+   UnitOutcome outcome;
    auto * pipe = popen((command + " 2>/dev/null").c_str(), "r");
    std::array<char, 4096> buffer{};
    for (std::size_t got = 0; (got = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
@@ -449,7 +449,7 @@ TEST(SimulatedUnitFolderTest, isRemovedWithTheUnitAlsoWhenAnExceptionEndsIt) {
 
 class FakeToolsTest : public SimulatedUnitTest {
  protected:
-   Outcome tool(std::string const & commandLine) {
+   UnitOutcome tool(std::string const & commandLine) {
       return run(unit_.toolsPath().string() + "/" + commandLine);
    }
    FakeTools & tools() { return unit_.tools(); }

@@ -11,14 +11,13 @@
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/Units.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 using namespace Agent::Simulation;
-
-constexpr double day = 86400;
 
 class WallClockTest : public Support::DiscoveryTest {
  protected:

@@ -14,9 +14,9 @@ namespace {
 
 enum class Fails { nowhere, inConstructor, inInitialisation };
 
-class Machine : public Pelm::Node {
+class PlainMachine : public Pelm::Node {
  public:
-   explicit Machine(Fails fails) : fails_{fails} {
+   explicit PlainMachine(Fails fails) : fails_{fails} {
       if (fails_ == Fails::inConstructor)
          throw std::runtime_error{"no parts"};
    }
@@ -31,11 +31,11 @@ class Machine : public Pelm::Node {
    Fails fails_;
 };
 
-class Special : public Machine {
+class Special : public PlainMachine {
  public:
-   using Machine::Machine;
+   using PlainMachine::PlainMachine;
    void handleInitialized() override {
-      Machine::handleInitialized();
+      PlainMachine::handleInitialized();
       special = true;
    }
    bool special = false;
@@ -69,9 +69,9 @@ TEST_F(MakeMachine, HandsOutUninitialisedWhatRaisedInItsInitialisation) {
 }
 
 TEST_F(MakeMachine, AnswersNullForWhatRaisedInItsConstructor) {
-   EXPECT_FALSE(Vorn::makeMachine<Machine>(Fails::inConstructor));
+   EXPECT_FALSE(Vorn::makeMachine<PlainMachine>(Fails::inConstructor));
    ASSERT_EQ(failures.size(), 1U);
-   EXPECT_NE(failures[0].find("Machine: no parts"), std::string::npos);
+   EXPECT_NE(failures[0].find("PlainMachine: no parts"), std::string::npos);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ class Thing : public Node {
    int & destroyed_;
 };
 
-class Special : public Thing {
+class SpecialThing : public Thing {
  public:
    using Thing::Thing;
 };
@@ -56,7 +56,7 @@ TEST(Node, LivesAsLongAsOnePointerHoldsIt) {
 TEST(Node, IsCountedThroughReadingAndBasePointersToo) {
    int destroyed = 0;
    {
-      Ptr<Special> const special = Pelm::make<Special>(destroyed);
+      Ptr<SpecialThing> const special = Pelm::make<SpecialThing>(destroyed);
       Ptr<Thing> const base = special;
       Ptr<Thing const> const reading = base;
       Ptr<Node const> const node = reading;
@@ -184,8 +184,8 @@ TEST(Node, PointersCanBeKeptInHashedSets) {
 
 TEST(Node, SaysItsClassAndHasNoPublisherOfItsOwn) {
    int destroyed = 0;
-   Ptr<Node const> const node = Pelm::make<Special>(destroyed);
-   EXPECT_EQ(node->typeData(), typeid(Special));
+   Ptr<Node const> const node = Pelm::make<SpecialThing>(destroyed);
+   EXPECT_EQ(node->typeData(), typeid(SpecialThing));
    EXPECT_EQ(node->publisher(), nullptr);
 }
 

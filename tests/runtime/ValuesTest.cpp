@@ -39,7 +39,7 @@ TEST(EnumType, IsReadFromTheCharactersOfItsName) {
    EXPECT_THROW(Colour::sequenceToValue(withNul.data(), withNul.data() + 5), std::invalid_argument);
 }
 
-class Shape : public Vorn::EnumType<unsigned char, Shape> {
+class Outline : public Vorn::EnumType<unsigned char, Outline> {
  public:
    enum Value : unsigned char { round = 1, square = 2 };
    static constexpr Vorn::EnumName<unsigned char> names[] = {{round, "round"}, {square, "square"}};
@@ -53,12 +53,12 @@ TEST(EnumType, OfOneByteTakesTheValuesOfEveryEnumeration) {
    EXPECT_EQ(any.instance("red"), Vorn::EnumType<unsigned char>{Colour{Colour::red}});
    EXPECT_FALSE(any.instance("round"));
    EXPECT_FALSE(any.instance(nullptr));
-   EXPECT_FALSE(any == Shape{Shape::square}) << "the same byte with another name";
-   any = Shape{Shape::square};
+   EXPECT_FALSE(any == Outline{Outline::square}) << "the same byte with another name";
+   any = Outline{Outline::square};
    std::ostringstream stream;
    stream << any;
    EXPECT_EQ(stream.str(), "square");
-   EXPECT_EQ((Vorn::EnumType<unsigned char>{Shape{9}}.stringValue()), "9");
+   EXPECT_EQ((Vorn::EnumType<unsigned char>{Outline{9}}.stringValue()), "9");
    static_assert(sizeof(Colour) == 1, "its own class still takes a byte");
 }
 

@@ -13,7 +13,7 @@ namespace {
 using Kind = Layout::Kind;
 using Outcome = StorageDevices::NvmeList::Outcome;
 
-std::string sample(std::string const & version) {
+std::string listSample(std::string const & version) {
    return Support::fileContent(std::string{TEST_DATA_DIR "/nvme-compat/"} + version + "/list.json");
 }
 
@@ -33,7 +33,7 @@ std::string sizeIn(std::string const & members) {
 
 TEST(NvmeListLayoutTest, listsOfAllVersionsIdentifyTheDrive) {
    for (std::string const version : {"2.0", "2.2", "2.2-arm", "2.11", "2.12-multipath"}) {
-      Layout const layout = list(sample(version));
+      Layout const layout = list(listSample(version));
       EXPECT_EQ(layout.kind, Kind::rewritten) << version;
       auto const found = StorageDevices::readNvmeList(layout.text, "/dev/nvme0n1");
       ASSERT_EQ(found.outcome, Outcome::device) << version << "\n" << layout.text;
@@ -47,7 +47,7 @@ TEST(NvmeListLayoutTest, listsOfAllVersionsIdentifyTheDrive) {
 
 TEST(NvmeListLayoutTest, theOtherDriveOfANestedListKeepsItsIdentity) {
    for (std::string const version : {"2.11", "2.12-multipath"}) {
-      auto const found = StorageDevices::readNvmeList(list(sample(version)).text, "/dev/nvme1n1");
+      auto const found = StorageDevices::readNvmeList(list(listSample(version)).text, "/dev/nvme1n1");
       ASSERT_EQ(found.outcome, Outcome::device) << version;
       EXPECT_EQ(found.device.serial, "EXN0000000000004") << version;
    }
@@ -55,7 +55,7 @@ TEST(NvmeListLayoutTest, theOtherDriveOfANestedListKeepsItsIdentity) {
 
 TEST(NvmeListLayoutTest, whatIsGoodStaysByteForByte) {
    for (std::string const version : {"1.16", "2.3"})
-      EXPECT_EQ(list(sample(version)).kind, Kind::unchanged) << version;
+      EXPECT_EQ(list(listSample(version)).kind, Kind::unchanged) << version;
    EXPECT_EQ(list("{\n  \"Devices\":[\n  ]\n}\n").kind, Kind::unchanged);
 }
 
