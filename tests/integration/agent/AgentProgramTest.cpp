@@ -105,12 +105,11 @@ TEST_F(AgentProgramTest, ManyDisksAreAskedAtOnceWhateverTheSoftLimitOfDescriptor
       unit.tools().delayIs(Agent::Simulation::Tool::hdparm, "sd" + letter, 0.5);
    }
    unit.blockdevIs({{".*/ata[0-9]*/", "drive"}});
-   rlimit before{};
-   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-   rlimit const low{40, before.rlim_max};
-   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
-   start();
-   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+   agent = std::make_unique<Agent::Demo::AgentProcess>(
+       "/usr/bin/prlimit",
+       std::vector<std::string>{"--nofile=40:", AGENT_PROGRAM, "agent", "--config",
+                                folder.string() + "/agent.toml"},
+       unit.environment());
    EXPECT_TRUE(eventually([this] { return state["internalDevicesReady"].GetBool(); }));
    for (unsigned port = 3; port < 3 + count; ++port)
       EXPECT_TRUE(has(("SN-" + std::string(1, static_cast<char>('a' + port))).c_str())) << port << log;
