@@ -28,7 +28,7 @@ namespace Agent {
 
 class HttpConnection {
  public:
-   // Told when it has ended; destroys it.
+   // Called once it has ended; destroys it.
    using Ended = std::function<void(HttpConnection &)>;
 
    // Service and `ended` must outlive it. Takes over the socket, a non-blocking one, unless it raises
