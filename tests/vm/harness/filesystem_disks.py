@@ -138,23 +138,10 @@ class FileSystems:
         self._must(f"{grow} {ballast}")
 
     def fill(self, each: FileSystemDisk, agent: str) -> None:
-        """Leaves no room, not even that of the cookie file: it is not there while that is done, and the agent stopped.
-
-        `agent` is the file with its process id.
-        """
+        """Leaves no room, not even that of the cookie file. `agent` is the file with its process id."""
         self.use(each, 99)
-        script = f"""
-        cd {each.mount}
-        kill -STOP $(cat {agent})
-        while [ -e debug/healthTestCookie ]; do
-           kill -CONT $(cat {agent})
-           usleep 20000
-           kill -STOP $(cat {agent})
-        done
-        dd if=/dev/zero bs=2k >>fill
-        kill -CONT $(cat {agent})
-        """
-        self._must(script)
+        self._stand_before_write(each, agent)
+        self._must(f"cd {each.mount} && dd if=/dev/zero bs=2k >>fill; kill -CONT $(cat {agent})")
 
     def free(self, each: FileSystemDisk) -> None:
         self._must(f"rm {each.mount}/fill {each.mount}/ballast")
@@ -197,8 +184,12 @@ class FileSystems:
         """Writes succeed and are lost; zeros are read."""
         self._table(each, "zero")
 
-    def fail(self, each: FileSystemDisk) -> None:
+    def fail(self, each: FileSystemDisk, agent: str) -> None:
+        """The journal has nothing to write, so that the test's own write is the first to fail."""
+        self._stand_before_write(each, agent)
+        self._must(f"sync -f {each.mount}")
         self._table(each, "error")
+        self._must(f"kill -CONT $(cat {agent})")
 
     def suspend(self, each: FileSystemDisk) -> None:
         self._must(f"dmsetup suspend --nolockfs --noflush {each.name}")
@@ -209,6 +200,18 @@ class FileSystems:
     def mount_over(self, each: FileSystemDisk, other: FileSystemDisk) -> None:
         """The other one's file system comes to stand in its place, from one moment to the next."""
         self._must(f"mount -t {other.kind} {self.devices[other]} {each.mount}")
+
+    def _stand_before_write(self, each: FileSystemDisk, agent: str) -> None:
+        """Stops the agent when it has removed the cookie file and not made the next."""
+        script = f"""
+        kill -STOP $(cat {agent})
+        while [ -e {each.mount}/debug/healthTestCookie ]; do
+           kill -CONT $(cat {agent})
+           usleep 20000
+           kill -STOP $(cat {agent})
+        done
+        """
+        self._must(script)
 
     def _mapped(self, each: FileSystemDisk) -> str:
         table = f"0 {self.sectors(each)} linear {self._disks[each]} 0"

@@ -128,8 +128,11 @@ class FileSystemScenario(FileSystemChecks):
             self._systems.free(each)
 
     def _check_failing(self) -> None:
-        """Writes fail, and with them the journal; reads may too, since nothing is left below."""
-        self._systems.fail(FRAGILE)
+        """Writes fail, and with them the journal; reads may too, since nothing is left below.
+
+        A journal that fails first makes the file system refuse writes (EROFS), which is only counted.
+        """
+        self._systems.fail(FRAGILE, PID)
         told = self._eventually("failing writes are told", lambda: self._told(FRAGILE), bool)
         self._report.check(f"as what {FRAGILE.name} met", is_io_error(told), str(told))
         health = self._health(FRAGILE)
