@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
-#include <new>
+#include <cstddef>
 #include <string>
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/NvmeDataMonitorSm.h"
 #include "StorageDevices/SmartDataMonitorSm.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/ToolMonitorTest.h"
 
 namespace {
@@ -18,19 +18,8 @@ int allocationsLeft = INT_MAX;  // until the one that fails
 
 }  // namespace
 
-// In the place of the C++ library's for this program.
-void * operator new(std::size_t size) {
-   if (allocationsLeft != INT_MAX && --allocationsLeft == 0)
-      throw std::bad_alloc{};
-   if (void * const block = std::malloc(size > 0 ? size : 1))
-      return block;
-   throw std::bad_alloc{};
-}
-void operator delete(void * block) noexcept {
-   std::free(block);
-}
-void operator delete(void * block, std::size_t) noexcept {
-   std::free(block);
+bool Support::refusesAllocation(std::size_t /*bytes*/) {
+   return allocationsLeft != INT_MAX && --allocationsLeft == 0;
 }
 
 namespace StorageDevices {

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <deque>
 #include <random>
 
@@ -117,10 +120,18 @@ TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
 
+// The allocator takes a mebibyte at a time where the heap cannot grow. Below it is the table of chunks.
+constexpr std::size_t historyReserve = std::size_t{4} << 20U;
+constexpr std::size_t allocatorStep = std::size_t{1} << 20U;
+constexpr std::size_t tableOfChunks = std::size_t{64} << 10U;
+
+bool canMap(std::size_t bytes) {
+   return mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
+}
+
 // Records until the history no longer grows, and as much again. Whether it ends with the newest, without a
 // gap, and has left memory.
 bool keepsTheNewestAndLeavesMemory(IOStat & history) {
-   constexpr std::size_t left = std::size_t{2} << 20U;
    std::uint64_t written = 0;
    std::uint64_t full = 0;
    for (; full == 0 || written < 2 * full; ++written) {
@@ -129,16 +140,30 @@ bool keepsTheNewestAndLeavesMemory(IOStat & history) {
       if (full == 0 && history.size() < before)
          full = written;
    }
-   bool good = history.size() + 100 > full && full > 50000;
+   bool good = history.size() + 100 > full && full > 100000;
    for (std::size_t i = 0; i < history.size(); ++i)
       good = good && history[i].bytesWritten == written - history.size() + i;
-   void * const volatile block = std::malloc(left);
-   return good && block != nullptr;
+   return good && canMap(historyReserve - allocatorStep - tableOfChunks);
+}
+
+// As where a mapping stands right behind the heap.
+bool stopTheHeap() {
+   constexpr std::size_t page = 4096;
+   std::size_t const end = (reinterpret_cast<std::size_t>(sbrk(0)) + page - 1) / page * page;
+   auto * const next = reinterpret_cast<void *>(end);  // NOLINT(performance-no-int-to-ptr)
+   return mmap(next, page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0) == next ||
+          errno == EEXIST;
 }
 
 TEST_F(IOStatTest, dropsTheOldestRatherThanTakeTheLastMemory) {
    EXPECT_TRUE(Support::survives(std::size_t{8} << 20U,
                                  [this] { _exit(keepsTheNewestAndLeavesMemory(*stat) ? 0 : 1); }));
+}
+
+TEST_F(IOStatTest, leavesMemoryWhereTheHeapCannotGrow) {
+   EXPECT_TRUE(Support::survives(std::size_t{8} << 20U, [this] {
+      _exit(stopTheHeap() && keepsTheNewestAndLeavesMemory(*stat) ? 0 : 1);
+   }));
 }
 
 #endif

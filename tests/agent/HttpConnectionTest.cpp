@@ -1,11 +1,8 @@
 // Clients that are odd, slow or silent, each on a connection of its own. Time is virtual.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cstddef>
-#include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +10,7 @@
 #include "agent/Http.h"
 #include "agent/UniqueFd.h"
 #include "tests/support/HttpExchange.h"
+#include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
 
@@ -144,36 +142,15 @@ TEST_F(HttpConnectionTest, TargetsThatAreNoPathAreRefused) {
 }
 
 // The number that the next descriptor gets.
-int nextDescriptor() {
-   return UniqueFd{dup(0)}.get();
+unsigned nextDescriptor() {
+   return static_cast<unsigned>(UniqueFd{dup(0)}.get());
 }
-
-std::ptrdiff_t openDescriptors() {
-   std::filesystem::directory_iterator const descriptors{"/proc/self/fd"};
-   return std::distance(begin(descriptors), end(descriptors));
-}
-
-class DescriptorLimit {
- public:
-   explicit DescriptorLimit(int most) {
-      getrlimit(RLIMIT_NOFILE, &before_);
-      rlimit limit = before_;
-      limit.rlim_cur = static_cast<rlim_t>(most);
-      setrlimit(RLIMIT_NOFILE, &limit);
-   }
-   DescriptorLimit(DescriptorLimit const &) = delete;
-   DescriptorLimit & operator=(DescriptorLimit const &) = delete;
-   ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-   rlimit before_{};
-};
 
 TEST_F(HttpConnectionTest, WithoutADescriptorAClientIsRefusedWithTheReason) {
    HttpExchange first{path, request};
    HttpExchange second{path, request};
    {
-      DescriptorLimit const none{nextDescriptor()};
+      Support::DescriptorLimit const none{0};
       EXPECT_TRUE(endsWithin(first, 0.05));
       EXPECT_TRUE(endsWithin(second, 0.05));
    }
@@ -190,11 +167,12 @@ TEST_F(HttpConnectionTest, ACrowdLeavesAThirdOfTheDescriptorsToOthers) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (int i = 0; i < 60; ++i)
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "GET " : request));
-   std::ptrdiff_t const before = openDescriptors();
-   constexpr int places = 5;
-   DescriptorLimit const limit{(nextDescriptor() + places) * 3 / 2};
+   std::size_t const before = Support::openDescriptors().size();
+   constexpr unsigned places = 5;
+   unsigned const next = nextDescriptor();
+   Support::DescriptorLimit const limit{(next + places) * 3 / 2 - next};
    Host::runFor(0.1);
-   EXPECT_LE(openDescriptors(), before + places + 1);
+   EXPECT_LE(Support::openDescriptors().size(), before + places + 1);
    EXPECT_TRUE(crowd.front()->readSome());
    readAll(*crowd.back());
    EXPECT_TRUE(crowd.back()->text().ends_with("whole"));
@@ -205,7 +183,7 @@ TEST_F(HttpConnectionTest, WithoutADescriptorTheOldestClientMakesRoom) {
    Host::runFor(0.01);
    HttpExchange client{path, request};
    {
-      DescriptorLimit const none{nextDescriptor()};
+      Support::DescriptorLimit const none{0};
       EXPECT_TRUE(endsWithin(client, 0.05));
    }
    EXPECT_TRUE(client.text().ends_with("whole")) << client.text();

@@ -14,23 +14,16 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <new>
 #include <set>
 #include <string>
 #include <thread>
 
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/host/Loop.h"
+#include "tests/support/FailingAllocations.h"
 #include "tests/support/NotifySocket.h"
 #include "tests/support/PipedLog.h"
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define ALLOCATES_BY_ITSELF  // ThreadSanitizer, whose operator new nobody may replace
-#endif
-#endif
-
-#ifndef ALLOCATES_BY_ITSELF
 namespace {
 
 // While it is set, every thread but the first finds no memory.
@@ -38,20 +31,9 @@ std::atomic<bool> noMemoryBeside = false;
 
 }  // namespace
 
-void * operator new(std::size_t size) {
-   bool const refused = noMemoryBeside && gettid() != getpid();
-   void * const block = refused ? nullptr : std::malloc(size > 0 ? size : 1);
-   if (!block)
-      throw std::bad_alloc{};
-   return block;
+bool Support::refusesAllocation(std::size_t /*bytes*/) {
+   return noMemoryBeside && gettid() != getpid();
 }
-void operator delete(void * block) noexcept {
-   std::free(block);
-}
-void operator delete(void * block, std::size_t) noexcept {
-   std::free(block);
-}
-#endif
 
 namespace Agent {
 namespace {
@@ -127,7 +109,7 @@ TEST_F(ThreadsWatchdog, WithoutAWatchfulManagerItGivesNone) {
    EXPECT_TRUE(socket.told().empty());
 }
 
-#ifndef ALLOCATES_BY_ITSELF
+#ifndef STORAGEDEVICES_ALLOCATES_BY_ITSELF
 TEST_F(ThreadsWatchdog, GivesSignsOfLifeWhereItFindsNoMemoryToLook) {
    setenv("WATCHDOG_USEC", "80000", 1);
    ServiceManager const manager;

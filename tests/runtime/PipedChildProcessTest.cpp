@@ -1,7 +1,6 @@
 // Runs of real programs, in real time.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,7 +12,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -27,6 +25,7 @@
 #include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Shortage.h"
 #include "tests/runtime/TemporaryFolder.h"
+#include "tests/support/ProcessState.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
@@ -78,22 +77,12 @@ bool isRunning(pid_t pid) {
    return state != std::string::npos && stat[state + 2] != 'Z' && stat[state + 2] != 'X';
 }
 
-bool hasChildren() {
-   siginfo_t info{};
-   return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-std::size_t openDescriptors() {
-   using std::filesystem::directory_iterator;
-   return static_cast<std::size_t>(std::distance(directory_iterator{"/proc/self/fd"}, directory_iterator{}));
-}
-
 class Children : public testing::Test {
  protected:
    Children() { Host::timeSourceIs(nullptr); }
    ~Children() override {
       tracker = nullptr;
-      EXPECT_FALSE(hasChildren()) << "no test leaves a child";
+      EXPECT_FALSE(Support::hasChildren()) << "no test leaves a child";
       EXPECT_EQ(Vorn::activityManager().outsideWork(), 0);
    }
 
@@ -167,7 +156,7 @@ TEST_F(Children, MoreOutputFailsTheRunAndHoldsNothingUp) {
       EXPECT_EQ(done->process->exitCode(), -SIGKILL);
       EXPECT_EQ(done->process->stderrString(), "sh: it wrote more than 4 MiB");
       EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
-      EXPECT_FALSE(hasChildren());
+      EXPECT_FALSE(Support::hasChildren());
    }
 }
 
@@ -293,7 +282,7 @@ TEST_F(Children, DroppedWhileRunningTakesItsWholeGroupAndLeavesNoZombie) {
    running.drop();
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
-   EXPECT_FALSE(hasChildren());
+   EXPECT_FALSE(Support::hasChildren());
    EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
 }
 
@@ -302,7 +291,7 @@ TEST_F(Children, DroppedTogetherWithTheTrackerLeavesNoZombie) {
    running.process->start(true, true);
    tracker = nullptr;
    running.drop();
-   EXPECT_FALSE(hasChildren());
+   EXPECT_FALSE(Support::hasChildren());
 }
 
 TEST_F(Children, OwnerMayDropTheObjectWhileItIsTold) {
@@ -427,26 +416,20 @@ TEST_F(Children, LeaveTheSignalHandlingOfTheHostAlone) {
 
 TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
    shell("true");
-   std::size_t const before = openDescriptors();
-   rlimit limit{};
-   getrlimit(RLIMIT_NOFILE, &limit);
-   rlimit const original = limit;
-   int const freeFd = dup(STDIN_FILENO);
-   close(freeFd);
-   auto const lowestFree = static_cast<rlim_t>(freeFd);
+   auto const before = Support::openDescriptors();
    std::vector<State> ends;
-   for (rlim_t spare = 0; spare < 24; ++spare) {
-      limit.rlim_cur = lowestFree + spare;
-      setrlimit(RLIMIT_NOFILE, &limit);
-      auto const done = shell("test -e /proc/self/fd/0");
-      setrlimit(RLIMIT_NOFILE, &original);
+   for (unsigned spare = 0; spare < 24; ++spare) {
+      auto const done = [&] {
+         Support::DescriptorLimit const limit{spare};
+         return shell("test -e /proc/self/fd/0");
+      }();
       ends.push_back(done->process->state());
       EXPECT_TRUE(done->over());
       bool const started = done->process->exitCode() != 127;
       EXPECT_TRUE(!started || done->process->exitCode() == 0) << spare << ": no run without standard input";
       EXPECT_EQ(done->process->stderrString(), started ? "" : "sh: " + Vorn::errorAndRemedy(EMFILE)) << spare;
    }
-   EXPECT_EQ(openDescriptors(), before);
+   EXPECT_EQ(Support::openDescriptors(), before);
    EXPECT_EQ(ends.front(), State::failed);
    EXPECT_EQ(ends.back(), State::finished);
 }

@@ -11,10 +11,8 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +26,7 @@
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
 #include "tests/runtime/House.h"
+#include "tests/support/FailingAllocations.h"
 
 namespace {
 
@@ -46,24 +45,9 @@ extern "C" [[gnu::visibility("default")]] int posix_spawn(pid_t * pid, char cons
    return spawnError ? spawnError : real(pid, path, actions, attributes, argv, environment);
 }
 
-void * operator new(std::size_t size, std::nothrow_t const &) noexcept {
+bool Support::refusesAllocation(std::size_t bytes) {
    ++allocationsMade;
-   return size > largestBlock ? nullptr : std::malloc(size > 0 ? size : 1);
-}
-void * operator new(std::size_t size) {
-   void * const block = operator new(size, std::nothrow);
-   if (!block)
-      throw std::bad_alloc{};
-   return block;
-}
-void operator delete(void * block) noexcept {
-   std::free(block);
-}
-void operator delete(void * block, std::size_t) noexcept {
-   std::free(block);
-}
-void operator delete(void * block, std::nothrow_t const &) noexcept {
-   std::free(block);
+   return bytes > largestBlock;
 }
 
 namespace {
