@@ -309,7 +309,7 @@ TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
    start();
    std::string const padding(3900 * 1024, 'x');
    int filed = 0;
-   for (std::size_t more = 0; more < 30; more += 2) {
+   for (std::size_t const more : {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 100}) {
       toolPrints(healthy);
       poll();
       toolPrints(report("false", rowText(9, padding, 100, 1)));
