@@ -59,6 +59,8 @@ constexpr KernelMessage errors[]{
      "EXT4-fs error (device sda1): __ext4_remount:6522: comm mount: Abort forced by user", ""},
     {"%any Detected aborted journal", asIs,
      "EXT4-fs error (device sda1): ext4_journal_check_start:83: comm sh: Detected aborted journal", "sda"},
+    {"%any Couldn't clean up the journal", asIs,
+     "EXT4-fs error (device sda1): ext4_put_super:1205: comm umount: Couldn't clean up the journal", "sda"},
 };
 
 constexpr KernelMessage journalErrors[]{
@@ -102,7 +104,6 @@ constexpr KernelMessage consequences[]{
     {"error restoring inline_data", quoted,
      "EXT4-fs (sda1): error restoring inline_data for inode -- potential data loss! (inode 12, error -30)",
      "sda"},
-    {"Couldn't clean up the journal", quoted, "EXT4-fs (sda1): Couldn't clean up the journal", "sda"},
 };
 
 constexpr KernelMessage superBlocks[]{
