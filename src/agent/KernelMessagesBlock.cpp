@@ -86,6 +86,7 @@ constexpr KernelMessage networkDisks[]{
 constexpr KernelMessage multipathDisks[]{
     {"no <available path|path available> - failing I/O", quoted,
      "block nvme0n1: no available path - failing I/O", "nvme0n1"},
+    {"no path - failing I/O", quoted, "block nvme0n1: no path - failing I/O", "nvme0n1"},
 };
 
 // Of a mirror over the network, the disk that it lies on.

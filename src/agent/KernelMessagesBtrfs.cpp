@@ -94,6 +94,13 @@ constexpr KernelMessage trees[]{
      "BTRFS warning (device sda3): super block at physical 65536 devid 2 has bad csum", "sda"},
     {"<error while reading tree root|failed to load root >", quoted,
      "BTRFS warning (device sda3): error while reading tree root", "sda"},
+    {"invalid tree nritems, ", quoted,
+     "BTRFS error (device sda3): invalid tree nritems, bytenr=1166186938368 nritems=0 expect >0", "sda"},
+    {"invalid chunk <num_stripes|logical|sectorsize|length|stripe length>", quoted,
+     "BTRFS error (device sda3): invalid chunk stripe length: 4096", "sda"},
+    {"<invalid num_stripes:sub_stripes |unrecognized chunk type: |missing chunk type flag: "
+     "|mixed chunk type in |system chunk with data or metadata type: >",
+     quoted, "BTRFS error (device sda3): unrecognized chunk type: 2048", "sda"},
     {"%name could not find the bad stripe in raid56", quoted,
      "BTRFS warning (device sda3): __raid_recover_end_io could not find the bad stripe in raid56 so that we "
      "cannot recover any more",

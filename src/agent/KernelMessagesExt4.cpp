@@ -32,6 +32,10 @@ constexpr KernelMessage harmlessWarnings[]{
      "EXT4-fs warning (device sda1): ext4_da_update_reserve_space:344: ext4_da_update_reserve_space: ino 15, "
      "used 1 with only 0 reserved data blocks",
      ""},
+    {"%name:%num: inode #%num: comm %any: page %num does not have buffers attached", nobody,
+     "EXT4-fs warning (device sda1): mpage_prepare_extent_to_map:2734: inode #12: comm kworker/u8:1: page 5 "
+     "does not have buffers attached",
+     ""},
     {"%name:%num: <Cannot get buffer for block bitmap|Cannot read inode bitmap> - ", nobody,
      "EXT4-fs warning (device sda1): ext4_read_block_bitmap_nowait:440: Cannot get buffer for block bitmap - "
      "block_group = 3, block_bitmap = 1027",

@@ -64,6 +64,7 @@ constexpr KernelMessage remoteControllers[]{
     {"failed to send request %num", quoted, "nvme nvme0: failed to send request -32", "nvme0n1"},
     {"<queue %num: |>receive failed: %num", quoted, "nvme nvme0: queue 1: receive failed: -104", "nvme0n1"},
     {"queue %num socket state %num", quoted, "nvme nvme0: queue 1 socket state 7", "nvme0n1"},
+    {"tag 0x%hex on QP 0x%hex not found", quoted, "nvme nvme0: tag 0x2a on QP 0x1f not found", "nvme0n1"},
     {"got bad %name %hex on <queue|QP>", quoted, "nvme nvme0: got bad cqe.command_id 0x2a on queue 1",
      "nvme0n1"},
     {"%name for CQE %hex failed with status", quoted,

@@ -81,9 +81,13 @@ constexpr KernelMessage mappings[]{
     {"zoned metadata: (%dev): <Read %name super block|Get zone %num report|Reset zone %num|Recovery of "
      "superblock %num> failed",
      quoted, "device-mapper: zoned metadata: (sdb): Read primary super block failed", "sdb"},
+    {"zoned metadata: (%dev): <Report zones|Recovery> failed", quoted,
+     "device-mapper: zoned metadata: (sdb): Report zones failed -5", "sdb"},
+    {"zoned metadata: (%dev): <Zone %num is offline|Broken zone %num>", quoted,
+     "device-mapper: zoned metadata: (sdb): Zone 12 is offline", "sdb"},
     {"zoned metadata: (%dev): Processing zone %num write error", quoted,
      "device-mapper: zoned metadata: (sdb): Processing zone 12 write error (zone wp 8/4)", "sdb"},
-    {"crypt: %name: INTEGRITY AEAD ERROR, sector %num", nobody,
+    {"crypt: <%name: |>INTEGRITY AEAD ERROR, sector %num", nobody,
      "device-mapper: crypt: dm-1: INTEGRITY AEAD ERROR, sector 8", ""},
     {"raid: Failed to read superblock of device at position %num", nobody,
      "device-mapper: raid: Failed to read superblock of device at position 2", ""},
@@ -110,6 +114,12 @@ constexpr KernelMessage caches[]{
      "bcache: cached_dev_status_update() sdb1: device offline for 5 seconds", "sdb"},
 };
 
+// In 4.19 what follows the identity of the set of caches is a line of its own.
+constexpr KernelMessage partsOfCaches[]{
+    {"%dev: too many IO errors <reading|writing> ", quoted, "nvme0n1p2: too many IO errors writing btree",
+     "nvme0n1"},
+};
+
 constexpr KernelMessageGroup groups[]{
     {"drivers/md/raid1.c, raid10.c, raid5.c", "md/%name:%name: ", everyLevel},
     {"drivers/md/md-multipath.c", "multipath: ", paths},
@@ -121,6 +131,7 @@ constexpr KernelMessageGroup groups[]{
      "dm-mpath.c, dm-raid.c, dm-raid1.c",
      "device-mapper: ", mappings},
     {"drivers/md/bcache/io.c, super.c, request.c", "bcache: ", caches},
+    {"drivers/md/bcache/io.c", "", partsOfCaches},
 };
 
 }  // namespace

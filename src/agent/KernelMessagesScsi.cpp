@@ -60,6 +60,8 @@ constexpr KernelMessage disks[]{
      "sd 2:0:0:0: [sdb] Test Unit Ready failed: Result: hostbyte=DID_TIME_OUT driverbyte=DRIVER_OK", "sdb"},
     {"REPORT ZONES<:| start lba %num failed>", unhandled,
      "sd 2:0:0:0: [sdb] REPORT ZONES start lba 524288 failed", "sdb"},
+    {"REPORT ZONES lba %num failed with ", unhandled,
+     "sd 2:0:0:0: [sdb] REPORT ZONES lba 524288 failed with 7/0", "sdb"},
     {"Unaligned partial completion (", unhandled,
      "sd 2:0:0:0: [sdb] Unaligned partial completion (resid=12288, sector_sz=4096)", "sdb"},
     {"Read Capacity(<10|16>) failed: Result: ", unhandled,
