@@ -24,7 +24,7 @@ run: ## a simulated unit, watched live
 	@scripts/setup build
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release -j $(JOBS) --target storagedevices storagedevices-demo
-	@build/release/src/agent/storagedevices demo
+	@build/release/src/command/storagedevices demo
 
 .PHONY: test
 test: setup ## every test: release, sanitizers, architecture, format, a real kernel

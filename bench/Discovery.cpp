@@ -30,8 +30,8 @@
 
 #include "DiscoveryProbe.h"
 #include "Ratio.h"
-#include "agent/simulation/SimulatedUnit.h"
 #include "runtime/Vorn/Process.h"
+#include "simulation/SimulatedUnit.h"
 
 namespace {
 

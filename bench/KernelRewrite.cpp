@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Ratio.h"
-#include "agent/KernelLineRewrite.h"
-#include "agent/KernelMessages.h"
-#include "agent/KernelRecord.h"
+#include "agent/kernel/KernelLineRewrite.h"
+#include "agent/kernel/KernelMessages.h"
+#include "agent/kernel/KernelRecord.h"
 
 namespace {
 

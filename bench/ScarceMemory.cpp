@@ -2,7 +2,7 @@
 // address space that hold from its start. It is asked for the whole history again and again, and by a hundred
 // readers that read nothing. Takes minutes, so `make bench` leaves it out:
 //
-//    umockdev-wrapper build/release/bench/memory_bench build/release/src/agent/storagedevices [MEGABYTES…]
+//    umockdev-wrapper build/release/bench/memory_bench build/release/src/command/storagedevices [MEGABYTES…]
 //
 // The history comes from DayOfHistory.cpp within half a minute; everything else is the program's own.
 // Fails when the agent ends, answers anything but 200 and 503, usually takes 50 ms for its health, or has 16
@@ -26,8 +26,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/demo/AgentProcess.h"
-#include "agent/simulation/SimulatedUnit.h"
+#include "demo/AgentProcess.h"
+#include "simulation/SimulatedUnit.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "agent/Config.h"
-#include "agent/Text.h"
+#include "agent/config/Config.h"
+#include "base/Text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
    // The fuzzer's bytes are characters here.

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "Check.h"
-#include "agent/HttpHead.h"
-#include "agent/HttpRefusal.h"
-#include "agent/HttpTarget.h"
+#include "agent/serve/HttpHead.h"
+#include "agent/serve/HttpRefusal.h"
+#include "agent/serve/HttpTarget.h"
 
 namespace {
 

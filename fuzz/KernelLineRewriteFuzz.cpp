@@ -8,9 +8,9 @@
 
 #include "Check.h"
 #include "StorageDevices/KernelLine.h"
-#include "agent/KernelDeviceName.h"
-#include "agent/KernelLineRewrite.h"
-#include "agent/KernelRecord.h"
+#include "agent/kernel/KernelDeviceName.h"
+#include "agent/kernel/KernelLineRewrite.h"
+#include "agent/kernel/KernelRecord.h"
 
 namespace {
 

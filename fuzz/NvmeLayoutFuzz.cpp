@@ -6,8 +6,8 @@
 
 #include "Check.h"
 #include "StorageDevices/JsonDocument.h"
-#include "agent/compat/NvmeLayout.h"
-#include "agent/compat/WholeNumber.h"
+#include "nvme-compat/NvmeLayout.h"
+#include "nvme-compat/WholeNumber.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "StorageDevices/ConnectedDevices.h"
-#include "agent/Config.h"
+#include "agent/config/Config.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Dir.h"
 #include "runtime/model/EmmcData.h"

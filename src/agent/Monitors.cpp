@@ -10,7 +10,7 @@
 
 #include "StorageDevices/Examination.h"
 #include "StorageDevices/Factories.h"
-#include "agent/ListenSocket.h"
+#include "agent/serve/ListenSocket.h"
 #include "runtime/Vorn/Shortage.h"
 
 namespace Agent {

@@ -8,13 +8,13 @@
 #include <string_view>
 #include <utility>
 
-#include "agent/ConfigChange.h"
-#include "agent/HelperPrograms.h"
-#include "agent/KeysWithoutEffect.h"
-#include "agent/LivenessDocument.h"
-#include "agent/Metrics.h"
-#include "agent/StateDocument.h"
-#include "agent/Version.h"
+#include "agent/config/ConfigChange.h"
+#include "agent/config/KeysWithoutEffect.h"
+#include "agent/documents/LivenessDocument.h"
+#include "agent/documents/Metrics.h"
+#include "agent/documents/StateDocument.h"
+#include "agent/tools/HelperPrograms.h"
+#include "base/Version.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
 

@@ -3,9 +3,9 @@
 
 #include <cerrno>
 
-#include "agent/DiscoveryDocument.h"
 #include "agent/Rescans.h"
 #include "agent/SettledStart.h"
+#include "agent/documents/DiscoveryDocument.h"
 #include "runtime/Vorn/Shortage.h"
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/DocumentText.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "StorageDevices/CDevsUtil.h"
-#include "agent/simulation/SimulatedUnit.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/UdevDevices.h"
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "agent/simulation/SimulatedUnit.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TraceRecorder.h"
 

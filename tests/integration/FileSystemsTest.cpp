@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <optional>
 
-#include "agent/simulation/SimulatedUnit.h"
 #include "runtime/model/MountPtMonitorHelper.h"
 #include "runtime/model/MountTable.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/simulation/SimulatedUnit.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/DiskFields.h"
 
 namespace RandomDevices {

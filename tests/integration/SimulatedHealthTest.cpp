@@ -13,7 +13,7 @@
 #include "StorageDevices/JsonDocument.h"
 #include "StorageDevices/NvmeSmartLog.h"
 #include "StorageDevices/SmartAttributes.h"
-#include "agent/simulation/SimulatedUnit.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "agent/simulation/SimulatedUnit.h"
+#include "simulation/SimulatedUnit.h"
 
 #include <gtest/gtest.h>
 #include <libudev.h>

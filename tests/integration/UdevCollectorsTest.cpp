@@ -3,8 +3,8 @@
 
 #include "StorageDevices/EmmcDiskInfoCollectorSm.h"
 #include "StorageDevices/EusbDiskInfoCollectorSm.h"
-#include "agent/simulation/SimulatedUnit.h"
 #include "runtime/Vorn/Notifiee.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/UdevDevices.h"

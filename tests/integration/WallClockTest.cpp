@@ -6,8 +6,8 @@
 #include <fstream>
 #include <memory>
 
-#include "agent/KernelLineSender.h"
 #include "agent/Monitors.h"
+#include "agent/kernel/KernelLineSender.h"
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempDir.h"

@@ -8,8 +8,8 @@
 
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "StorageDevices/Factories.h"
-#include "agent/simulation/SimulatedUnit.h"
 #include "runtime/host/Failure.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/ProcessState.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "agent/Document.h"
-#include "agent/PiecedJson.h"
+#include "agent/documents/Document.h"
+#include "agent/documents/PiecedJson.h"
 
 namespace Support {
 

@@ -1,7 +1,7 @@
 // A configuration that sets every key to something else than its default.
 #pragma once
 
-#include "agent/Config.h"
+#include "agent/config/Config.h"
 
 namespace Support {
 

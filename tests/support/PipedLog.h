@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "agent/StderrLog.h"
+#include "agent/logs/StderrLog.h"
 
 namespace Support {
 

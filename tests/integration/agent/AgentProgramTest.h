@@ -18,9 +18,9 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/StatusClient.h"
-#include "agent/demo/AgentProcess.h"
-#include "agent/simulation/SimulatedUnit.h"
+#include "command/StatusClient.h"
+#include "demo/AgentProcess.h"
+#include "simulation/SimulatedUnit.h"
 #include "tests/support/TempDir.h"
 
 struct Output {

@@ -1,0 +1,1 @@
+// Carries the headers that are compiled once for all rooms.

@@ -1,0 +1,108 @@
+// The agent's configuration: what an operator may set, each value with its default.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/HttpAddress.h"
+
+namespace Agent {
+
+inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
+inline constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
+inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
+
+// A configuration that cannot be used. what() is one line without control characters, such as
+// "/etc/x.toml:3: poll_interval: must be a whole number of seconds, 1 or more, not 0".
+class ConfigError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+enum class LogDestination { automatic, journal, syslog, standardError };
+
+struct Config {
+   struct Appliance {
+      std::string etcDir = "/etc";  // absolute
+      std::vector<std::string> expectedMounts{"flash", "drive"};
+      std::string mountSourceDir = "/run/storagedevices/mount-source";  // absolute
+      std::map<std::string, std::string> sensors;  // drive serial number -> a name of Config::sensors
+      bool operator==(Appliance const &) const = default;
+   };
+
+   struct Sensor {
+      std::string description;
+      double overheat = 0;  // degrees Celsius, below critical
+      double critical = 0;  // degrees Celsius
+      bool operator==(Sensor const &) const = default;
+   };
+
+   struct Tools {
+      double timeout = 60;  // seconds, 0 to 86400; 0: no limit
+      std::string path;     // absolute directories with colons between them, or empty
+      // Tool -> the bits of its exit code that do not make a run fail. A table in the file replaces
+      // this one whole.
+      std::map<std::string, std::uint8_t> acceptExitBits{{"smartctl", 0xfc}};
+      bool nvmeCompat = true;
+      bool operator==(Tools const &) const = default;
+   };
+
+   struct KernelMessages {
+      std::string socket = "/var/run/kernelmessages";  // absolute, at most 107 bytes
+      bool forwardKmsg = true;
+      bool modernKernels = true;
+      bool operator==(KernelMessages const &) const = default;
+   };
+
+   struct Status {
+      std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
+      std::optional<HttpAddress> http;           // beyond loopback only with allowRemote
+      bool allowRemote = false;
+      std::string socketGroup;  // name of the group that may ask on the socket; empty: no group
+      bool operator==(Status const &) const = default;
+   };
+
+   // Steers nothing yet, as Verdict.
+   struct History {
+      double hours = 24;                                 // 0 to 8760
+      std::string file = "/run/storagedevices/history";  // absolute, or empty: none
+      bool operator==(History const &) const = default;
+   };
+
+   // Percent of a disk's rated life that is left, 0 to 100.
+   struct Verdict {
+      double lifeWarning = 10;
+      double lifeFailing = 1;  // not above lifeWarning
+      bool operator==(Verdict const &) const = default;
+   };
+
+   std::int64_t pollInterval = 60;  // seconds, 1 or more
+   Appliance appliance;
+   std::map<std::string, Sensor> sensors;  // by sensor name
+   Tools tools;
+   KernelMessages kernelMessages;
+   Status status;
+   LogDestination logDestination = LogDestination::automatic;
+   History history;
+   Verdict verdict;
+   std::map<std::string, int> trace;  // facility -> highest level written, 0 to 9
+   double timeScale = 1.0;            // 0.001 to 100000
+
+   bool operator==(Config const &) const = default;
+};
+
+inline constexpr std::size_t maxConfigSize = std::size_t{1} << 20U;  // bytes
+
+// Reads a configuration in TOML. Keys that are not there keep their defaults; a key that is not known,
+// a value of the wrong type or out of range, a tool or a trace facility that is not known, a text of more
+// than `maxConfigSize`, and a drive whose sensor has no section raise ConfigError. `fileName` is for its
+// message alone. Facilities are those of this program and of the libraries that it has loaded.
+Config parseConfig(std::string_view text, std::string const & fileName);
+
+}  // namespace Agent

@@ -1,0 +1,141 @@
+#include "agent/config/ConfigFile.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+
+#include "base/Text.h"
+#include "runtime/Vorn/BlockingCall.h"
+#include "runtime/Vorn/Format.h"
+#include "runtime/Vorn/Shortage.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+[[noreturn]] void fail(std::string const & path, std::string const & what) {
+   throw ConfigError{escaped(path) + ": " + what};
+}
+
+[[noreturn]] void failRead(std::string const & path, int error) {
+   fail(path, "cannot be read: " + Vorn::errorAndRemedy(error) + "; name the file to use with --config");
+}
+
+class OpenFile {
+ public:
+   // Without waiting for whoever would write into a pipe.
+   explicit OpenFile(std::string const & path)
+       : fd_{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)} {}
+   OpenFile(OpenFile const &) = delete;
+   OpenFile & operator=(OpenFile const &) = delete;
+   ~OpenFile() {
+      if (fd_ >= 0)
+         close(fd_);
+   }
+   int fd() const { return fd_; }
+
+ private:
+   int fd_;
+};
+
+// Of the whole file system, these name what this process has open already.
+bool isHandedOpen(std::string const & path) {
+   return path == "/dev/stdin" || path.starts_with("/dev/fd/") || path.starts_with("/proc/self/fd/");
+}
+
+// The device that is an empty file.
+bool isNull(struct stat const & status) {
+   return S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
+}
+
+// Of other devices not even the opening is harmless.
+void checkKind(std::string const & path, struct stat const & status) {
+   mode_t const mode = status.st_mode;
+   if (S_ISREG(mode) || isNull(status) || (S_ISFIFO(mode) && isHandedOpen(path)))
+      return;
+   if (S_ISDIR(mode))
+      fail(path, "is a directory; name the file in it with --config");
+   if (S_ISFIFO(mode))
+      fail(path, "is a pipe that anyone may hold open for ever; name a regular file with --config");
+   fail(path, "is no regular file; name one with --config");
+}
+
+// Waits until the pipe has something or is at its end.
+void await(std::string const & path, int fd, double patience, double deadline) {
+   double const left = deadline - Host::monotonicSeconds();
+   pollfd pipe{fd, POLLIN, 0};
+   int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left * 1e3))) : 0;
+   if (ready == 0)
+      fail(path, "has not come to its end after " + Vorn::_fmt("%g", patience).str() +
+                     " s; see that its writer ends, or name a regular file with --config");
+   if (ready < 0 && errno != EINTR)
+      failRead(path, errno);
+}
+
+std::string content(std::string const & path, int fd, double patience) {
+   Vorn::BlockingCall const call{"read", path};
+   double const deadline = Host::monotonicSeconds() + patience;
+   std::string text;
+   std::array<char, 65536> buffer{};
+   while (text.size() <= maxConfigSize) {
+      ssize_t const count = read(fd, buffer.data(), buffer.size());
+      if (count == 0)
+         break;
+      if (count > 0)
+         text.append(buffer.data(), static_cast<std::size_t>(count));
+      else if (errno == EAGAIN)
+         await(path, fd, patience, deadline);
+      else if (errno != EINTR)
+         failRead(path, errno);
+   }
+   return text;
+}
+
+Config parsed(std::string const & path, std::optional<std::string> const & text) {
+   if (!text)
+      failRead(path, ENOENT);
+   return parseConfig(*text, path);
+}
+
+}  // namespace
+
+std::optional<std::string> configText(std::string const & path, double patience) {
+   struct stat status {};
+   if (stat(path.c_str(), &status) == 0)
+      checkKind(path, status);
+   OpenFile const file{path};
+   if (file.fd() < 0 && errno == ENOENT)
+      return std::nullopt;
+   if (file.fd() < 0 || fstat(file.fd(), &status) != 0)
+      failRead(path, errno);
+   checkKind(path, status);
+   return content(path, file.fd(), patience);
+}
+
+Config loadConfig(std::string const & path) {
+   return parsed(path, configText(path));
+}
+
+Config loadConfigIfPresent(std::string const & path) {
+   auto const text = configText(path);
+   return text ? parseConfig(*text, path) : Config{};
+}
+
+Config reloadConfig(std::string const & path) {
+   struct stat status {};
+   if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
+      fail(
+          path,
+          "is a pipe, which gives what it has but once; name a regular file with --config at the next start");
+   return loadConfig(path);
+}
+
+}  // namespace Agent

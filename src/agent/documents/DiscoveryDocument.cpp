@@ -1,0 +1,36 @@
+#include "agent/documents/DiscoveryDocument.h"
+
+#include <cstring>
+#include <utility>
+
+#include "runtime/Vorn/Shortage.h"
+
+namespace Agent {
+
+namespace {
+
+void writeUnclassified(JsonWriter & writer, StorageDevices::Unclassified const & device) {
+   writer.StartObject();
+   writeMember(writer, "device", device.device.view());
+   writeMember(writer, "attempt", device.attempt.view());
+   writeMember(writer, "error", std::strerror(device.error));
+   writeMember(writer, "remedy", Vorn::shortageRemedy(device.error));
+   writer.EndObject();
+}
+
+}  // namespace
+
+JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery) {
+   JsonValue devices = JsonMembers{};
+   if (discovery)
+      devices = jsonObject(discovery->unclassifiedDevice, [](JsonWriter & writer, Pelm::String const &,
+                                                             StorageDevices::Unclassified const & device) {
+         writeUnclassified(writer, device);
+      });
+   return JsonMembers{}
+       .add("anonymousRemovalCount", wholeJson([count = discovery ? discovery->anonymousRemovalCount() : 0](
+                                                   JsonWriter & writer) { writer.Uint64(count); }))
+       .add("unclassifiedDevices", std::move(devices));
+}
+
+}  // namespace Agent

@@ -1,0 +1,225 @@
+#include "agent/documents/HealthDocument.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+
+namespace Agent {
+
+namespace {
+
+using StorageDevices::IOStat;
+using StorageDevices::SmartAttr;
+
+// A record is written at once, whatever a tool put into it: some hundred attributes at most, none longer than
+// this.
+constexpr std::size_t longestAttrText = 256;
+
+void writeNumber(JsonWriter & writer, char const * key, std::int64_t value) {
+   writer.Key(key);
+   writer.Int64(value);
+}
+
+void writeAttr(JsonWriter & writer, SmartAttr const & attr) {
+   writer.StartObject();
+   writeNumber(writer, "id", attr.id);
+   writeMember(writer, "name", attr.name.view(), longestAttrText);
+   writeNumber(writer, "thresh", attr.thresh);
+   writeNumber(writer, "value", attr.value);
+   writeNumber(writer, "worst", attr.worst);
+   writeNumber(writer, "flags", attr.flags);
+   writeNumber(writer, "raw", attr.raw);
+   writeMember(writer, "rawString", attr.rawString.view(), longestAttrText);
+   writeNumber(writer, "reportedValue", attr.reportedValue);
+   writer.EndObject();
+}
+
+void writeVerdict(JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
+   if (record.healthStatusRead()) {
+      writer.Key(record.healthStatusOk.id());
+      writer.Bool(record.healthStatusOk());
+   }
+   if (record.attrsRead()) {
+      writer.Key(record.allAttrsPassing.id());
+      writer.Bool(record.allAttrsPassing());
+   }
+}
+
+void writeRecord(JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
+   writer.StartObject();
+   writeVerdict(writer, record);
+   writer.Key("attrs");
+   writer.StartObject();
+   for (StorageDevices::SmartField const & field : StorageDevices::smartFields) {
+      auto const & cell = record.*field.cell;
+      if (!cell())
+         continue;
+      writer.Key(cell.id());
+      writeAttr(writer, *cell());
+   }
+   writer.EndObject();
+   std::map<std::uint8_t, SmartAttr> unknown;
+   for (auto const & [id, attr] : record.unknownAttr)
+      unknown.emplace(id, attr);
+   writer.Key("unknownAttrs");
+   writer.StartArray();
+   for (auto const & [id, attr] : unknown)
+      writeAttr(writer, attr);
+   writer.EndArray();
+   writer.EndObject();
+}
+
+void writeRecord(JsonWriter & writer, StorageDevices::DeviceNvmeData const & record) {
+   writer.StartObject();
+   for (StorageDevices::NvmeField const & field : StorageDevices::nvmeFields) {
+      auto const & cell = record.*field.cell;
+      if (cell().name.empty())
+         continue;
+      writer.Key(cell.id());
+      writer.StartObject();
+      writeMember(writer, "name", cell().name.view(), longestAttrText);
+      writeNumber(writer, "value", cell().value);
+      writer.EndObject();
+   }
+   writer.EndObject();
+}
+
+template <class Cell>
+void writeRegister(JsonWriter & writer, Cell const & cell) {
+   if (cell().present())
+      writeNumber(writer, cell.id(), cell().raw());
+}
+
+void writeRecord(JsonWriter & writer, StorageDevices::DeviceEmmcData const & record) {
+   writer.StartObject();
+   writeRegister(writer, record.lifetimeEstTypA);
+   writeRegister(writer, record.lifetimeEstTypB);
+   writeRegister(writer, record.preEolInfo);
+   writer.EndObject();
+}
+
+template <class Records>
+JsonValue recordsJson(Records const & records) {
+   return jsonObject(records, [](JsonWriter & writer, Pelm::String const &, auto const & record) {
+      writeRecord(writer, record);
+   });
+}
+
+void writeMeasurement(JsonWriter & writer, IOStat::Measurement const & measurement) {
+   writer.StartObject();
+   writer.Key("time");
+   writer.Double(measurement.time.value());
+   writer.Key("bytesRead");
+   writer.Uint64(measurement.bytesRead);
+   writer.Key("bytesWritten");
+   writer.Uint64(measurement.bytesWritten);
+   writer.EndObject();
+}
+
+// The index of the first measurement later than that.
+std::size_t firstAfter(IOStat const & history, Vorn::Seconds time) {
+   std::size_t low = 0;
+   for (std::size_t high = history.size(); low < high;) {
+      std::size_t const middle = low + (high - low) / 2;
+      (history[middle].time <= time ? low : high) = history[middle].time <= time ? middle + 1 : middle;
+   }
+   return low;
+}
+
+// The array of one disk's measurements. Positions are times: indices shift when old measurements are dropped.
+class HistoryJson {
+ public:
+   explicit HistoryJson(std::size_t newest) : newest_{newest} {}
+
+   // Writes the next part; false once the array is complete. A null history has come to its end.
+   bool write(JsonWriter & writer, IOStat const * history) {
+      if (!begun_)
+         begin(writer, history);
+      std::size_t const last = history ? firstAfter(*history, until_) : 0;
+      std::size_t at = history ? firstAfter(*history, written_) : 0;
+      for (std::size_t const end = std::min(last, at + partSize); at < end; ++at) {
+         written_ = (*history)[at].time;
+         writeMeasurement(writer, (*history)[at]);
+      }
+      if (at < last)
+         return true;
+      writer.EndArray();
+      return false;
+   }
+
+ private:
+   static constexpr std::size_t partSize = 32;
+
+   void begin(JsonWriter & writer, IOStat const * history) {
+      begun_ = true;
+      writer.StartArray();
+      if (history && newest_ > 0 && !history->empty())
+         until_ = history->topMeasurement()->time;
+      if (history && newest_ < history->size())
+         written_ = (*history)[history->size() - newest_ - 1].time;
+   }
+
+   std::size_t newest_;
+   bool begun_ = false;
+   Vorn::Seconds written_ =
+       -Vorn::Seconds::infinity().value();                     // the time of the latest one that was written
+   Vorn::Seconds until_ = -Vorn::Seconds::infinity().value();  // the time of the last one to write
+};
+
+class HistoriesJson {
+ public:
+   HistoriesJson(StorageDevices::IOStatData const & data, std::size_t newest)
+       : walk_{data.ioStatData}, newest_{newest}, history_{newest} {}
+
+   bool operator()(JsonWriter & writer) {
+      if (!walk_.begun()) {
+         walk_.begin();
+         writer.StartObject();
+      }
+      if (walk_.ended()) {
+         writer.EndObject();
+         return false;
+      }
+      writeNext(writer);
+      return true;
+   }
+
+ private:
+   void writeNext(JsonWriter & writer) {
+      auto const history = walk_.value();
+      if (history && !inArray_)
+         writeKey(writer, walk_.key().view());
+      // A disk that goes while its array is written ends it.
+      if (history || inArray_)
+         inArray_ = history_.write(writer, history.get());
+      if (inArray_)
+         return;
+      walk_.advance();
+      history_ = HistoryJson{newest_};
+   }
+
+   KeyWalk<decltype(StorageDevices::IOStatData::ioStatData)> walk_;
+   std::size_t newest_;
+   HistoryJson history_;
+   bool inArray_ = false;
+};
+
+}  // namespace
+
+JsonValue smartDataJson(StorageDevices::SmartData const & data) {
+   return recordsJson(data.deviceData);
+}
+
+JsonValue nvmeDataJson(StorageDevices::NvmeData const & data) {
+   return recordsJson(data.deviceData);
+}
+
+JsonValue emmcDataJson(StorageDevices::EmmcData const & data) {
+   return recordsJson(data.deviceData);
+}
+
+JsonValue ioStatDataJson(StorageDevices::IOStatData const & data, std::size_t history) {
+   return HistoriesJson{data, history};
+}
+
+}  // namespace Agent

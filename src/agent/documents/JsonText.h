@@ -1,0 +1,74 @@
+// Writing JSON: every text becomes valid UTF-8 on the way. Whatever is not ASCII is written as \uNNNN: a
+// document may be shown on a terminal, which some of these characters steer.
+#pragma once
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "base/Text.h"
+
+namespace Agent {
+
+// Raises std::bad_alloc, where the allocators of the JSON library answer null and nobody looks.
+class JsonAllocator {
+ public:
+   static constexpr bool kNeedFree = true;
+
+   static void * Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+   static void * Realloc(void * block, std::size_t, std::size_t size) {
+      if (size == 0) {
+         std::free(block);
+         return nullptr;
+      }
+      void * const moved = std::realloc(block, size);
+      if (moved == nullptr)
+         throw std::bad_alloc{};
+      return moved;
+   }
+   static void Free(void * block) { std::free(block); }
+};
+
+using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonAllocator>;
+using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonAllocator>;
+
+// The rest of a longer text is left out. No device, tool or kernel line that means well says more.
+inline constexpr std::size_t longestText = 4096;  // bytes
+
+// The writer leaves DEL as it is, the one control character that JSON allows.
+inline std::string withoutDel(JsonBuffer const & json) {
+   std::string text;
+   for (char const c : std::string_view{json.GetString(), json.GetSize()})
+      c == '\x7f' ? text += "\\u007f" : text += c;
+   return text;
+}
+
+inline void writeText(JsonWriter & writer, std::string_view text, std::size_t longest = longestText) {
+   std::string const valid = validUtf8(text.substr(0, longest));
+   auto const size = static_cast<rapidjson::SizeType>(valid.size());
+   if (valid.find('\x7f') == std::string::npos) {
+      writer.String(valid.data(), size);
+      return;
+   }
+   JsonBuffer quoted;
+   JsonWriter{quoted}.String(valid.data(), size);
+   std::string const json = withoutDel(quoted);
+   writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
+}
+
+// A name in an object and a text are written alike.
+inline void writeKey(JsonWriter & writer, std::string_view key) {
+   writeText(writer, key);
+}
+
+inline void writeMember(JsonWriter & writer, char const * key, std::string_view text,
+                        std::size_t longest = longestText) {
+   writer.Key(key);
+   writeText(writer, text, longest);
+}
+
+}  // namespace Agent

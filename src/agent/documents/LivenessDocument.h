@@ -1,0 +1,13 @@
+// What is answered to whoever asks whether the agent is alive.
+#pragma once
+
+#include <string>
+
+#include "agent/service/LoopWatch.h"
+
+namespace Agent {
+
+// Ends with a line end.
+std::string livenessDocument(double lastTurnAgeSeconds, Holds const & holds);
+
+}  // namespace Agent

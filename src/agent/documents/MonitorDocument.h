@@ -1,0 +1,21 @@
+// What the monitors that watch over wear, temperature, mount points and kernel errors publish, as JSON
+// objects. A monitor that does not run (null) has an empty one; a value that is not known is left out.
+#pragma once
+
+#include "StorageDevices/DeviceLifetimeMonitorSm.h"
+#include "StorageDevices/MountPtMonitorManagerSm.h"
+#include "StorageDevices/TempSensorSm.h"
+#include "agent/Entities.h"
+#include "agent/documents/PiecedJson.h"
+
+namespace Agent {
+
+// By serial number.
+JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor);
+JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info);
+// By sensor. A sensor whose drive has no record now shows no temperature and no alarm.
+JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor);
+// By mount point.
+JsonValue mountPointsJson(StorageDevices::MountPtMonitorManagerSm const * manager);
+
+}  // namespace Agent

@@ -1,0 +1,123 @@
+// A JSON document that is written piece by piece. What it shows may change between two pieces. The text stays
+// valid JSON all the same:
+// - A record is written at once, so it is of one moment. Two records may be of two moments.
+// - An object of records has those that were there when its first one was written. A record that goes before
+//   its turn is left out.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "agent/documents/Document.h"
+#include "agent/documents/JsonText.h"
+#include "runtime/Pelm/Node.h"
+#include "runtime/Pelm/Ptr.h"
+
+namespace Agent {
+
+// A value that writes its next part at each call, and answers whether more is to come. A part is small: some
+// kilobytes, in some microseconds.
+using JsonValue = std::function<bool(JsonWriter &)>;
+
+class PiecedJson final : public Document {
+ public:
+   // A piece ends with the part that makes it as long as this.
+   static constexpr std::size_t pieceBytes = 4096;
+
+   explicit PiecedJson(JsonValue value) : value_{std::move(value)} {}
+
+   std::string_view next() override;
+
+ private:
+   JsonValue value_;
+   bool more_ = true;
+   JsonBuffer buffer_;
+   JsonWriter writer_{buffer_};
+};
+
+// A value of a single part.
+JsonValue wholeJson(std::function<void(JsonWriter &)> write);
+
+// An object whose members are known beforehand; each takes its own number of parts.
+class JsonMembers {
+ public:
+   // The key must live as long as the program.
+   JsonMembers & add(char const * key, JsonValue value);
+
+   bool operator()(JsonWriter & writer);
+
+ private:
+   struct Member {
+      char const * key;
+      JsonValue value;
+      bool begun = false;
+   };
+   std::vector<Member> members_;
+   std::size_t at_ = 0;
+   bool begun_ = false;
+};
+
+// The keys of a collection when they were taken, one after the other. A document keeps no more of what it
+// shows between two pieces, so that nothing outlives its end for the sake of a slow reader, the owner of the
+// collection excepted.
+template <class Collection>
+class KeyWalk {
+ public:
+   using Key = typename Collection::Key;
+
+   explicit KeyWalk(Collection const & collection) : collection_{&collection}, owner_{&collection.owner()} {}
+
+   bool begun() const { return begun_; }
+   void begin() {
+      begun_ = true;
+      keys_.reserve(collection_->size());
+      for (auto const member : *collection_)
+         keys_.push_back(member.key);
+   }
+   bool ended() const { return at_ == keys_.size(); }
+   Key const & key() const { return keys_[at_]; }
+   // Null or empty for a member that is gone.
+   typename Collection::Found value() const { return (*collection_)(key()); }
+   void advance() { ++at_; }
+
+ private:
+   Collection const * collection_;
+   Pelm::Ptr<Pelm::Node const> owner_;
+   std::vector<Key> keys_;
+   std::size_t at_ = 0;
+   bool begun_ = false;
+};
+
+// An object with members of a collection. `write(writer, key, member)` writes the key and the value of one,
+// or neither.
+template <class Collection, class Write>
+JsonValue jsonObjectOfSome(Collection const & collection, Write write) {
+   return [walk = KeyWalk{collection}, write = std::move(write)](JsonWriter & writer) mutable {
+      if (!walk.begun()) {
+         walk.begin();
+         writer.StartObject();
+      }
+      if (walk.ended()) {
+         writer.EndObject();
+         return false;
+      }
+      if (auto const found = walk.value())
+         write(writer, walk.key(), *found);
+      walk.advance();
+      return true;
+   };
+}
+
+// An object with a member for each one of a collection. `write(writer, key, member)` writes the value of one.
+template <class Collection, class Write>
+JsonValue jsonObject(Collection const & collection, Write write) {
+   return jsonObjectOfSome(
+       collection, [write = std::move(write)](JsonWriter & writer, auto const & key, auto const & member) {
+          writeKey(writer, key.view());
+          write(writer, key, member);
+       });
+}
+
+}  // namespace Agent

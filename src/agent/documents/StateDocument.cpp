@@ -1,0 +1,93 @@
+#include "agent/documents/StateDocument.h"
+
+#include "agent/documents/DiscoveryDocument.h"
+#include "agent/documents/HealthDocument.h"
+#include "agent/documents/PiecedJson.h"
+#include "agent/documents/ReadingsDocument.h"
+#include "base/Version.h"
+
+namespace Agent {
+
+namespace {
+
+void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
+   writer.StartObject();
+   writeMember(writer, "name", disk.name().view());
+   writer.Key("mibType");
+   writer.Uint(disk.mibType());
+   writeMember(writer, "blockDevice", disk.blockDevice().view());
+   writeMember(writer, "mountPoint", disk.mountPoint().view());
+   writeMember(writer, "model", disk.model().view());
+   writeMember(writer, "firmwareRevision", disk.firmwareRevision().view());
+   writer.Key("removable");
+   writer.Bool(disk.removable());
+   writer.Key("busType");
+   writer.Uint(disk.busType());
+   writeMember(writer, "devAddress", disk.devAddress().view());
+   writer.Key("sizeGb");
+   writer.Uint(disk.sizeGb());
+   writeMember(writer, "deviceIntfAndAddress", disk.deviceIntfAndAddress().view());
+   writer.EndObject();
+}
+
+JsonValue connectedDevicesJson(StorageDevices::ConnectedDevices const & devices) {
+   auto disks =
+       jsonObject(devices.disk, [](JsonWriter & writer, Pelm::String const &,
+                                   StorageDevices::ConnectedDisk const & disk) { writeDisk(writer, disk); });
+   auto serials = jsonObject(devices.udevSerialToSerialMap,
+                             [](JsonWriter & writer, Pelm::String const &, Pelm::String const & serial) {
+                                writeText(writer, serial.view());
+                             });
+   return JsonMembers{}.add("disk", std::move(disks)).add("udevSerialToSerialMap", std::move(serials));
+}
+
+void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
+   writer.StartObject();
+   writer.Key("openErrorCount");
+   writer.Uint64(errors.openErrorCount);
+   writer.Key("getlineErrorCount");
+   writer.Uint64(errors.getlineErrorCount);
+   writer.Key("regexErrorCount");
+   writer.Uint64(errors.regexErrorCount);
+   writer.EndObject();
+}
+
+void addUnit(JsonMembers & members, StateSources const & sources) {
+   members.add("version", wholeJson([](JsonWriter & writer) { writeText(writer, version); }))
+       .add("time", wholeJson([utc = sources.utc](JsonWriter & writer) { writer.Double(utc); }))
+       .add("internalDevicesReady",
+            wholeJson([ready = sources.internalDevicesReady](JsonWriter & writer) { writer.Bool(ready); }))
+       .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
+}
+
+void addHealth(JsonMembers & members, StateSources const & sources, std::size_t history) {
+   members.add("smartData", smartDataJson(*sources.entities.smart))
+       .add("nvmeData", nvmeDataJson(*sources.entities.nvme))
+       .add("emmcData", emmcDataJson(*sources.entities.emmc))
+       .add("ioStatData", ioStatDataJson(*sources.entities.ioStat, history))
+       .add("ioStatErrors",
+            wholeJson([errors = sources.ioStatErrors](JsonWriter & writer) { writeErrors(writer, errors); }))
+       .add("readings", readingsJson(*sources.entities.devices, sources.readings));
+}
+
+void addKeepers(JsonMembers & members, StateSources const & sources) {
+   members.add("deviceLifetimeChange", lifetimeChangesJson(sources.keepers.lifetime))
+       .add("temperature", temperatureJson(sources.entities, sources.keepers.temperature))
+       .add("mountPoints", mountPointsJson(sources.keepers.mountPoints))
+       .add("storageDevicesInfo", storageDevicesInfoJson(*sources.entities.kernelErrors));
+}
+
+}  // namespace
+
+std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_t history) {
+   JsonMembers members;
+   addUnit(members, sources);
+   members.add("discovery", discoveryJson(sources.keepers.discovery));
+   addHealth(members, sources, history);
+   addKeepers(members, sources);
+   members.add("tools", toolsJson(sources.tools));
+   addCounters(members, sources.counters);
+   return std::make_unique<PiecedJson>(std::move(members));
+}
+
+}  // namespace Agent

@@ -1,0 +1,49 @@
+// The state document: what the monitors publish, as one JSON text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "StorageDevices/ConnectedDevicesSm.h"
+#include "agent/documents/CountersDocument.h"
+#include "agent/documents/Document.h"
+#include "agent/documents/MonitorDocument.h"
+#include "agent/tools/Readings.h"
+#include "agent/tools/ToolRuns.h"
+
+namespace Agent {
+
+// Failed samples of the I/O statistics since the start, by cause.
+struct IoStatErrors {
+   std::uint64_t openErrorCount = 0;
+   std::uint64_t getlineErrorCount = 0;
+   std::uint64_t regexErrorCount = 0;
+};
+
+// Monitors that keep records of their own; null while they do not run.
+struct RecordKeepers {
+   StorageDevices::DeviceLifetimeMonitorSm const * lifetime = nullptr;
+   StorageDevices::TempSensorSm const * temperature = nullptr;
+   StorageDevices::MountPtMonitorManagerSm const * mountPoints = nullptr;
+   StorageDevices::ConnectedDevicesSm const * discovery = nullptr;
+};
+
+struct StateSources {
+   bool internalDevicesReady;
+   double utc;
+   Entities const & entities;
+   IoStatErrors ioStatErrors;
+   ToolRuns const & tools;
+   Readings const & readings;
+   RecordKeepers keepers = {};
+   Counters counters = {};
+};
+
+// How many measurements of each disk's use it holds unless more or fewer are asked for, the newest ones.
+inline constexpr std::size_t usualHistory = 60;
+
+// Written while it is read, record by record (see PiecedJson). What the sources refer to must outlive it.
+std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_t history = usualHistory);
+
+}  // namespace Agent

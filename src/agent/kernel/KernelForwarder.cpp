@@ -1,0 +1,158 @@
+#include "agent/kernel/KernelForwarder.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "agent/kernel/KernelFileSystems.h"
+#include "agent/kernel/KernelRecord.h"
+#include "runtime/Vorn/Shortage.h"
+#include "runtime/Vorn/Trace.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+Vorn::TraceHandle traceHandle{"KernelForwarder", true};
+
+// A receiver on this loop has room again after one turn, a slow one elsewhere is not asked all the time.
+constexpr double firstRetryWait = 0.001;
+constexpr double longestRetryWait = 0.05;
+
+int opened(std::string const & device, KernelForwarder::Notice const & notice) {
+   int const fd = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+   if (fd < 0)
+      notice(device + ": cannot be read (" + Vorn::errorAndRemedy(errno) +
+             "); no kernel messages are forwarded: allow it, or set kernel_messages.forward_kmsg = false");
+   else
+      lseek(fd, 0, SEEK_END);
+   return fd;
+}
+
+}  // namespace
+
+KernelForwarder::KernelForwarder(Config::KernelMessages const & config, Notice const & notice,
+                                 std::string const & device)
+    : KernelForwarder{config, notice, opened(device, notice)} {}
+
+KernelForwarder::KernelForwarder(Config::KernelMessages const & config, Notice notice, int log, Read read)
+    : modernKernels_{config.modernKernels},
+      notice_{std::move(notice)},
+      read_{read},
+      sender_{config.socket},
+      rewriter_{[](std::string_view device) { return liesOnSeveralDevices(device); }},
+      retryWait_{firstRetryWait} {
+   log_->descriptorIs(log);
+   reactor_.notifierIs(log_);
+   reactor_.on<&KernelForwarder::handleReadable>(log_->readableCount, *this);
+   reactor_.hasNotificationActiveIs(true);
+   log_->notifyOnReadableIs(isReading());
+}
+
+KernelForwarder::~KernelForwarder() {
+   int const fd = log_->descriptor();
+   log_->descriptorIs(-1);
+   if (fd >= 0)
+      close(fd);
+}
+
+void KernelForwarder::handleReadable() {
+   for (unsigned count = 0; count < recordsPerTurn && waiting_.empty(); ++count)
+      if (!readsRecord())
+         return;
+}
+
+// Whether there may be another record.
+bool KernelForwarder::readsRecord() {
+   ssize_t const size = read_(log_->descriptor(), buffer_.data(), buffer_.size());
+   if (size < 0)
+      return goesOnAfter(errno);
+   if (size == 0) {
+      stopReading("the kernel's log has ended");
+      return false;
+   }
+   handleRecord({buffer_.data(), static_cast<std::size_t>(size)});
+   return true;
+}
+
+bool KernelForwarder::goesOnAfter(int error) {
+   if (error == EAGAIN || error == EWOULDBLOCK)
+      return false;
+   if (error == EPIPE) {
+      ++overruns_;
+      wasOverrun_ = true;
+      VORN_TRACE(traceHandle, 1) << " the kernel's log was overrun.";
+      return true;
+   }
+   if (error == EINTR)
+      return true;
+   if (error == EINVAL) {  // a record too long for the buffer; the next read gives the next one
+      ++dropped_;
+      VORN_TRACE(traceHandle, 0) << " a record is too long.";
+      return true;
+   }
+   stopReading("the kernel's log cannot be read any more (" + Vorn::errorAndRemedy(error) + ")");
+   return false;
+}
+
+void KernelForwarder::handleRecord(std::string_view text) {
+   auto const record = kernelRecord(text);
+   if (!record) {
+      VORN_TRACE(traceHandle, 0) << " what was read is no record.";
+      return;
+   }
+   countLost(record->sequence);
+   if (record->facility != 0)
+      return;
+   ++received_;
+   std::string const line = kernelLine(*record).substr(0, kernelLineSize);
+   waiting_ = modernKernels_ ? rewriter_.rewritten(line) : line;
+   waitingIsRewritten_ = waiting_ != line;
+   send();
+}
+
+// Records are numbered without a gap but for those that an overrun took.
+void KernelForwarder::countLost(std::uint64_t sequence) {
+   if (std::exchange(wasOverrun_, false) && nextSequence_ != 0 && sequence > nextSequence_)
+      dropped_ += sequence - nextSequence_;
+   nextSequence_ = sequence + 1;
+}
+
+void KernelForwarder::send() {
+   beforeLine_();
+   auto const outcome = sender_.send(waiting_);
+   bool const isFull = outcome == KernelLineSender::Outcome::full;
+   log_->notifyOnReadableIs(isReading() && !isFull);
+   if (isFull) {
+      retryClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(retryWait_));
+      retryWait_ = std::min(2 * retryWait_, longestRetryWait);
+      return;
+   }
+   retryWait_ = firstRetryWait;
+   waiting_.clear();
+   if (outcome == KernelLineSender::Outcome::dropped) {
+      ++dropped_;
+      return;
+   }
+   ++forwarded_;
+   rewritten_ += waitingIsRewritten_ ? 1 : 0;
+}
+
+void KernelForwarder::handleRetry() {
+   send();
+}
+
+void KernelForwarder::stopReading(std::string const & why) {
+   int const fd = log_->descriptor();
+   log_->descriptorIs(-1);
+   close(fd);
+   notice_(why + "; no kernel messages are forwarded");
+}
+
+}  // namespace Agent

@@ -1,0 +1,97 @@
+// Feeds the socket on which kernel messages are read with what the kernel says from now on.
+//
+// Lives on the loop and never holds it. While the receiver is full the kernel's own buffer keeps what comes,
+// and what it cannot keep is counted. Lines that programs put into the kernel's log are not forwarded: they
+// could tell errors that never happened.
+#pragma once
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "agent/config/Config.h"
+#include "agent/kernel/KernelLineRewrite.h"
+#include "agent/kernel/KernelLineSender.h"
+#include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/Notifiee.h"
+
+namespace Agent {
+
+class KernelForwarder {
+ public:
+   // Told once, in a line for the operator, when there is nothing to read, or no longer.
+   using Notice = std::function<void(std::string const & text)>;
+
+   using Read = ssize_t (*)(int fd, void * buffer, std::size_t size);
+
+   static constexpr char const * kernelLog = "/dev/kmsg";
+   // Lines that a turn of the loop forwards at most.
+   static constexpr unsigned recordsPerTurn = 64;
+
+   // Begins behind what the log holds already. Goes on without a log that cannot be opened.
+   KernelForwarder(Config::KernelMessages const & config, Notice const & notice,
+                   std::string const & device = kernelLog);
+   // Reads records from an open descriptor, non-blocking and from then on its own.
+   KernelForwarder(Config::KernelMessages const & config, Notice notice, int log, Read read = &::read);
+   KernelForwarder(KernelForwarder const &) = delete;
+   KernelForwarder & operator=(KernelForwarder const &) = delete;
+   ~KernelForwarder();
+
+   // Called before each line is sent.
+   void beforeLineIs(std::function<void()> call) { beforeLine_ = std::move(call); }
+   // Whether lines are rewritten, from the next one on.
+   void modernKernelsIs(bool modern) { modernKernels_ = modern; }
+
+   // Records of the kernel itself that were read, whatever became of them.
+   std::uint64_t received() const { return received_; }
+   // Lines sent, and how many of them in other words than the kernel's.
+   std::uint64_t forwarded() const { return forwarded_; }
+   std::uint64_t rewritten() const { return rewritten_; }
+   // Lines that nobody was there to receive, and records lost before they could be read.
+   std::uint64_t dropped() const { return dropped_; }
+   // How often the kernel overwrote what was not read yet.
+   std::uint64_t overruns() const { return overruns_; }
+
+ private:
+   bool isReading() const { return log_->descriptor() >= 0; }
+   void handleReadable();
+   void handleRetry();
+   bool readsRecord();
+   bool goesOnAfter(int error);
+   void handleRecord(std::string_view text);
+   void countLost(std::uint64_t sequence);
+   void send();
+   void stopReading(std::string const & why);
+
+   static constexpr std::size_t recordSize = 8192;  // what the kernel asks for
+
+   bool modernKernels_;
+   Notice notice_;
+   std::function<void()> beforeLine_ = [] {};
+   Read read_;
+   KernelLineSender sender_;
+   KernelLineRewriter rewriter_;
+   std::array<char, recordSize> buffer_{};
+   std::string waiting_;  // the line for which the receiver has no room
+   bool waitingIsRewritten_ = false;
+   double retryWait_;  // real seconds
+   std::uint64_t nextSequence_ = 0;
+   bool wasOverrun_ = false;
+   std::uint64_t received_ = 0;
+   std::uint64_t forwarded_ = 0;
+   std::uint64_t rewritten_ = 0;
+   std::uint64_t dropped_ = 0;
+   std::uint64_t overruns_ = 0;
+   Pelm::Ptr<Vorn::FileDescriptor> log_ = Pelm::make<Vorn::FileDescriptor>("kernel log");
+   Vorn::Clock::Notifiee<&KernelForwarder::handleRetry> retryClock_{*this, Vorn::Seconds::infinity()};
+   Vorn::NotifieeConst reactor_;
+};
+
+}  // namespace Agent

@@ -1,0 +1,154 @@
+#include "agent/kernel/KernelLineRewrite.h"
+
+#include <algorithm>
+
+#include "StorageDevices/KernelLine.h"
+#include "StorageDevices/TextCursor.h"
+#include "agent/kernel/KernelDeviceName.h"
+#include "agent/kernel/KernelLinePrefix.h"
+
+namespace Agent {
+
+namespace {
+
+using StorageDevices::between;
+using StorageDevices::deviceInKernelLine;
+
+constexpr std::string_view beginning = "kernel: [";
+
+// The line with the disk in place of a partition, or empty when the library reads no disk's name from it.
+std::string withDisk(std::string_view line) {
+   auto const device = deviceInKernelLine(line);
+   std::string const disk = device ? wholeDisk(*device) : std::string{};
+   if (disk.empty())
+      return {};
+   std::string result{between(line.data(), device->data())};
+   result += disk;
+   return result.append(device->data() + device->size(), line.data() + line.size());
+}
+
+// The line, from which the library reads nothing.
+std::string silent(std::string_view line) {
+   std::string result{line};
+   if (!deviceInKernelLine(line))
+      return result;
+   for (auto at = result.find(beginning); at != result.npos; at = result.find(beginning, at))
+      result[at + beginning.size() - 2] = '_';
+   return result;
+}
+
+// "(sda): This should" somewhere in a line is what a device calls itself, or a file; so is an event behind
+// "usb 1-2: Name".
+bool isNoMessage(std::string_view line, std::string_view device) {
+   if (device.find(':') != device.npos)
+      return true;
+   auto const at = static_cast<std::size_t>(device.data() - line.data());
+   return at > 0 && line[at - 1] == '(' && line.substr(at + device.size()).starts_with("):");
+}
+
+std::string unlisted(std::string_view line, std::string_view text, std::string const & head) {
+   for (std::string const & candidate : {std::string{line}, head + std::string{text}}) {
+      auto const device = deviceInKernelLine(candidate);
+      if (!device)
+         continue;
+      if (isNoMessage(candidate, *device))
+         return silent(line);
+      if (std::string result = withDisk(candidate); !result.empty())
+         return result;
+   }
+   return std::string{line};
+}
+
+// Whether a line of a file system that may lie on several devices also names another one by its path.
+bool namesAnother(std::string_view text, KernelMatch const & match) {
+   constexpr std::string_view folder = "/dev/";
+   std::size_t const at = match.blame == KernelBlame::pool ? text.find(folder) : text.npos;
+   return at != text.npos && !text.substr(at + folder.size()).starts_with(match.device);
+}
+
+// The message in words from which the library reads the device; without the kernel's own where they spoil it.
+std::string inWords(KernelForm form, std::string_view line, std::string const & head, std::string_view text,
+                    KernelMatch const & match) {
+   auto const isRead = [&](std::string_view candidate) {
+      auto const device = deviceInKernelLine(candidate);
+      return device && *device == match.device;
+   };
+   for (std::string const & candidate : {std::string{line}, head + std::string{text}})
+      if (std::string known = withDisk(candidate); isRead(known))
+         return known;
+   std::string const whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
+   if (isRead(whole))
+      return whole;
+   std::string const bare = head + quotedInLibrarysWords(match.device, {});
+   return isRead(bare) ? bare : silent(line);
+}
+
+}  // namespace
+
+std::string KernelLineRewriter::rewrittenText(std::string_view line) {
+   auto const prefix = kernelLinePrefix(line);
+   if (!prefix) {
+      std::string const result = withDisk(line);
+      return result.empty() ? std::string{line} : result;
+   }
+   KernelMatch match;
+   KernelMessage const * const message = kernelMessageOf(prefix->text, match);
+   if (!message)
+      return unlisted(line, prefix->text, prefix->head);
+   rememberPool(match);
+   bool const isNobodys = message->form == KernelForm::nobody || match.device.empty();
+   if (isNobodys || namesAnother(prefix->text, match) || isDoubtful(match, prefix->seconds))
+      return silent(line);
+   rememberFailure(match, prefix->seconds);
+   return inWords(message->form, line, prefix->head, prefix->text, match);
+}
+
+bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) const {
+   if (match.blame != KernelBlame::pool)
+      return false;
+   if (std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end() ||
+       (liesOnSeveral_ && liesOnSeveral_(match.fileSystem)))
+      return true;
+   constexpr double shortly = 60;
+   bool hasOwn = false;
+   bool hasOther = false;
+   for (Failure const & failure : failures_)
+      if (!failure.disk.empty() && seconds - failure.seconds <= shortly)
+         (failure.disk == match.device ? hasOwn : hasOther) = true;
+   return hasOther && !hasOwn;
+}
+
+void KernelLineRewriter::rememberPool(KernelMatch const & match) {
+   bool const isElsewhere = match.blame == KernelBlame::device && !match.fileSystem.empty() &&
+                            wholeDisk(match.fileSystem) != match.device;
+   if (!isElsewhere || std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end())
+      return;
+   if (pools_.size() == mostPools)
+      pools_.erase(pools_.begin());
+   pools_.emplace_back(match.fileSystem);
+}
+
+void KernelLineRewriter::rememberFailure(KernelMatch const & match, double seconds) {
+   if (match.blame != KernelBlame::device || !match.isBlockDevice)
+      return;
+   auto known = std::find_if(failures_.begin(), failures_.end(),
+                             [&](Failure const & failure) { return failure.disk == match.device; });
+   if (known == failures_.end()) {
+      known = failures_.begin() + static_cast<std::ptrdiff_t>(oldest_);
+      oldest_ = (oldest_ + 1) % failures_.size();
+   }
+   *known = {match.device, seconds};
+}
+
+std::string KernelLineRewriter::rewritten(std::string_view line) {
+   line = line.substr(0, kernelLineSize);
+   std::string result = rewrittenText(line.substr(0, line.find('\0')));
+   result.resize(std::min(result.size(), kernelLineSize));
+   return result;
+}
+
+std::string rewriteKernelLine(std::string_view line) {
+   return KernelLineRewriter{}.rewritten(line);
+}
+
+}  // namespace Agent

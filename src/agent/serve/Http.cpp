@@ -1,0 +1,127 @@
+#include "agent/serve/Http.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+// What a turn of the loop takes of those that wait.
+constexpr int acceptsPerTurn = 16;
+// How long nobody is let in while descriptors or memory are scarce, real seconds.
+constexpr double scarcityPause = 0.1;
+// Descriptors that clients leave to the loop: its tools, files and events.
+constexpr rlim_t mostReserved = 256;
+
+bool isScarcity(int error) {
+   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+// Whether so many descriptors are open that the loop may soon need the next ones itself. The kernel gives out
+// the lowest number that is free, so a number says how many are in use.
+bool isReserved(int fd) {
+   rlimit limit{};
+   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+      return false;
+   return static_cast<rlim_t>(fd) >= limit.rlim_cur - std::min(limit.rlim_cur / 3, mostReserved);
+}
+
+// A number that is kept for bad times.
+UniqueFd spareOf(ListenSocket const & socket) {
+   return UniqueFd{fcntl(socket.fd(), F_DUPFD_CLOEXEC, 0)};
+}
+
+}  // namespace
+
+HttpServer::HttpServer(ListenSocket socket, Handler handler, HttpOptions options)
+    : socket_{std::move(socket)},
+      notice_{std::move(options.notice)},
+      clients_{HttpService{std::move(handler), std::move(options.address)}},
+      spare_{spareOf(socket_)} {
+   listeningReactor_.notifierIs(listening_);
+   listeningReactor_.on<&HttpServer::handleWaiting>(listening_->readableCount, *this);
+   listeningReactor_.hasNotificationActiveIs(true);
+   listening_->descriptorIs(socket_.fd());
+   acceptingIs(true);
+}
+
+HttpServer::~HttpServer() {
+   listening_->descriptorIs(-1);
+}
+
+void HttpServer::handleWaiting() {
+   for (int accepts = 0; accepts < acceptsPerTurn && acceptOne(); ++accepts)
+      continue;
+}
+
+void HttpServer::handlePauseOver() {
+   if (!spare_)
+      spare_ = spareOf(socket_);
+   acceptingIs(true);
+}
+
+UniqueFd HttpServer::accepted() const {
+   return UniqueFd{accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
+}
+
+// False when nobody waits or nobody can be let in now.
+bool HttpServer::acceptOne() {
+   UniqueFd client = accepted();
+   int const error = errno;
+   if (!client)
+      return error == ECONNABORTED || error == EINTR || (isScarcity(error) && makeRoom(error));
+   // It takes the number of the one that goes for it, so that the reserve stays as it is.
+   if (isReserved(client.get()) && clients_.endOldest())
+      client.reset(fcntl(client.get(), F_DUPFD_CLOEXEC, 0));
+   serve(client);
+   return true;
+}
+
+void HttpServer::serve(UniqueFd & client) {
+   // No block waits until the client has confirmed the one before. Unix sockets have no such delay.
+   int const on = 1;
+   setsockopt(client.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+   try {
+      clients_.add(client);
+   } catch (std::exception const &) {
+      refuseForMemory(client.get());
+   }
+}
+
+// Whether it is worth another attempt at once.
+bool HttpServer::makeRoom(int error) {
+   if (!std::exchange(reportedScarcity_, true))
+      notice_("status: a client cannot be let in: " + std::generic_category().message(error) +
+              "; raise the limit of open files (LimitNOFILE) or of memory");
+   if (clients_.endOldest() || refuseOne())
+      return true;
+   acceptingIs(false);
+   pauseClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(scarcityPause));
+   return false;
+}
+
+// False when even the spare descriptor lets nobody in.
+bool HttpServer::refuseOne() {
+   spare_.reset();
+   UniqueFd client = accepted();
+   bool const came{client};
+   if (came)
+      refuseForDescriptors(client.get());
+   client.reset();
+   spare_ = spareOf(socket_);
+   return came;
+}
+
+}  // namespace Agent

@@ -1,0 +1,37 @@
+// The clients of an HTTP server, and which of them has to make room for another one.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "agent/serve/HttpConnection.h"
+#include "agent/serve/HttpService.h"
+#include "base/UniqueFd.h"
+
+namespace Agent {
+
+class HttpClients {
+ public:
+   static constexpr std::size_t places = 64;
+
+   explicit HttpClients(HttpService service);
+   HttpClients(HttpClients const &) = delete;
+   HttpClients & operator=(HttpClients const &) = delete;
+
+   // Where all places are taken, ends the oldest first. Takes over the socket, a non-blocking one, unless it
+   // raises std::bad_alloc.
+   void add(UniqueFd & socket);
+
+   // Ends the client that has made no progress for the longest time. False when there is none.
+   bool endOldest();
+
+ private:
+   void remove(HttpConnection const & connection);
+
+   HttpService service_;
+   HttpConnection::Ended ended_ = [this](HttpConnection & connection) { remove(connection); };
+   std::vector<std::unique_ptr<HttpConnection>> connections_;  // in the order in which they came
+};
+
+}  // namespace Agent

@@ -1,0 +1,126 @@
+#include "agent/serve/HttpConnection.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include "agent/serve/HttpRefusal.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+// Real seconds.
+constexpr double usualPatience = 5;
+constexpr double closingPatience = 1;
+
+bool isTemporary(int error) {
+   return error == EAGAIN || error == EINTR;
+}
+
+}  // namespace
+
+HttpConnection::HttpConnection(UniqueFd & socket, HttpService const & service, Ended const & ended)
+    : service_{service}, ended_{ended} {
+   reactor_.notifierIs(descriptor_);
+   reactor_.on<&HttpConnection::handleReadable>(descriptor_->readableCount, *this);
+   reactor_.on<&HttpConnection::handleWritable>(descriptor_->writableCount, *this);
+   reactor_.hasNotificationActiveIs(true);
+   stateIs(State::reading);
+   descriptor_->descriptorIs(socket.get());
+   socket_ = std::move(socket);
+}
+
+HttpConnection::~HttpConnection() {
+   descriptor_->descriptorIs(-1);
+}
+
+// A client for whom there is no memory goes, and so does one whose answer cannot be continued.
+void HttpConnection::orEnd(void (HttpConnection::*step)()) {
+   try {
+      (this->*step)();
+   } catch (std::exception const &) {
+      end();
+   }
+}
+
+void HttpConnection::read() {
+   std::array<char, 4096> bytes;
+   ssize_t const count = recv(socket_.get(), bytes.data(), bytes.size(), 0);
+   if (count < 0 && isTemporary(errno))
+      return;
+   if (count <= 0)
+      end();
+   else if (state_ == State::reading)
+      receive({bytes.data(), static_cast<std::size_t>(count)});
+}
+
+void HttpConnection::receive(std::string_view bytes) {
+   try {
+      reply_ = replyTo(bytes);
+   } catch (std::exception const &) {
+      refuseForMemory(socket_.get());
+      return close();
+   }
+   if (reply_) {
+      stateIs(State::answering);
+      write();
+   }
+}
+
+// Empty while more of the request must come.
+std::optional<HttpReply> HttpConnection::replyTo(std::string_view bytes) {
+   try {
+      if (!reader_.take(bytes))
+         return std::nullopt;
+   } catch (HttpRefusal const & refusal) {
+      return HttpReply{answerOf(refusal), false, false};
+   }
+   return service_.reply(reader_.head());
+}
+
+void HttpConnection::write() {
+   for (std::size_t sent = 0; sent < HttpReply::blockBytes;) {
+      std::string_view const bytes = reply_->front();
+      if (bytes.empty())
+         return close();
+      ssize_t const count = send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (count < 0)
+         return isTemporary(errno) ? void() : end();
+      reply_->taken(static_cast<std::size_t>(count));
+      sent += static_cast<std::size_t>(count);
+      progress_ = Vorn::System::currentTime();
+   }
+}
+
+void HttpConnection::wait() {
+   Vorn::Seconds const longest = progress_ + patience();
+   if (Vorn::System::currentTime() < longest)
+      clock_.timeMinIs(longest);
+   else
+      end();
+}
+
+void HttpConnection::close() {
+   reply_.reset();
+   shutdown(socket_.get(), SHUT_WR);
+   stateIs(State::closing);
+}
+
+void HttpConnection::stateIs(State state) {
+   state_ = state;
+   progress_ = Vorn::System::currentTime();
+   clock_.timeMinIs(progress_ + patience());
+   descriptor_->notifyOnReadableIs(state != State::answering);
+   descriptor_->notifyOnWritableIs(state == State::answering);
+}
+
+Vorn::Seconds HttpConnection::patience() const {
+   return Host::timeSource().spanOf(state_ == State::closing ? closingPatience : usualPatience);
+}
+
+}  // namespace Agent

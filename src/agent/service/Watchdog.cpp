@@ -1,0 +1,129 @@
+#include "agent/service/Watchdog.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <exception>
+#include <limits>
+#include <system_error>
+
+#include "runtime/Vorn/Seconds.h"
+#include "runtime/host/Activity.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+// What is started while it lives inherits that every signal is blocked.
+class SignalsBlocked {
+ public:
+   SignalsBlocked() {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_SETMASK, &all, &before_);
+   }
+   SignalsBlocked(SignalsBlocked const &) = delete;
+   SignalsBlocked & operator=(SignalsBlocked const &) = delete;
+   ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+   sigset_t before_{};
+};
+
+// With a small stack: the usual one is more address space than the whole agent's. Answers an errno value.
+int startThread(pthread_t & thread, void * (*function)(void *), void * argument) {
+   constexpr std::size_t stackBytes = 256 * 1024;
+   pthread_attr_t attributes;
+   if (int const error = pthread_attr_init(&attributes); error != 0)
+      return error;
+   pthread_attr_setstacksize(&attributes, stackBytes);
+   int const error = pthread_create(&thread, &attributes, function, argument);
+   pthread_attr_destroy(&attributes);
+   return error;
+}
+
+}  // namespace
+
+Watchdog::Watchdog(StderrLog & log, ServiceManager const & manager)
+    : log_{log}, manager_{manager}, stop_{eventfd(0, EFD_CLOEXEC)} {
+   if (stop_ < 0)
+      throw std::system_error{errno, std::generic_category(), "eventfd"};
+   SignalsBlocked const blocked;
+   if (int const error = startThread(thread_, &Watchdog::runThread, this); error != 0) {
+      close(stop_);
+      throw std::system_error{error, std::generic_category(), "no thread"};
+   }
+}
+
+Watchdog::~Watchdog() {
+   eventfd_write(stop_, 1);
+   pthread_join(thread_, nullptr);
+   close(stop_);
+}
+
+Holds Watchdog::holds() const {
+   std::lock_guard const lock{mutex_};
+   return watch_.holds();
+}
+
+void * Watchdog::runThread(void * self) {
+   static_cast<Watchdog *>(self)->run();
+   return nullptr;
+}
+
+void Watchdog::run() {
+   double const never = std::numeric_limits<double>::infinity();
+   double const signOfLifeEvery = manager_.patience() ? *manager_.patience() / 4 : never;
+   double nextLook = 0;
+   double nextSign = manager_.patience() ? 0 : never;
+   double now = 0;
+   do {
+      now = Host::monotonicSeconds();
+      if (now >= nextLook) {
+         lookSafely(Host::activity(), now);
+         nextLook = now + watch_.pause();
+      }
+      if (now >= nextSign) {
+         if (!watch_.tooLong())
+            manager_.tell("WATCHDOG=1");
+         nextSign = now + signOfLifeEvery;
+      }
+   } while (!stopsWithin(std::min(nextLook, nextSign) - now));
+   Host::Activity stopping = Host::activity();
+   stopping.busy = false;  // who ends the watchdog is not held any more
+   lookSafely(stopping, Host::monotonicSeconds());
+}
+
+void Watchdog::lookSafely(Host::Activity const & seen, double now) noexcept {
+   try {
+      look(seen, now);
+   } catch (std::exception const &) {  // out of memory; the signs of life go on
+   }
+}
+
+void Watchdog::look(Host::Activity const & seen, double now) {
+   LoopWatch::Look look{seen, now, 0};
+   Vorn::Seconds const age = Host::timeSource().spanOf(now - look.seen.since);
+   look.utcOfTurn = (Vorn::System::currentTimeUtc() - age).value();
+   std::optional<LoopWatch::Line> line;
+   {
+      std::lock_guard const lock{mutex_};
+      line = watch_.look(look);
+   }
+   if (line)
+      log_.noticeFromBeside(line->severity, line->text);
+}
+
+bool Watchdog::stopsWithin(double seconds) const {
+   pollfd stop{stop_, POLLIN, 0};
+   return poll(&stop, 1, static_cast<int>(std::ceil(std::max(seconds, 0.0) * 1e3))) > 0;
+}
+
+}  // namespace Agent

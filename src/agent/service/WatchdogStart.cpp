@@ -1,0 +1,56 @@
+#include "agent/service/WatchdogStart.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "runtime/Vorn/Seconds.h"
+#include "runtime/Vorn/Shortage.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int severityWarning = 4;
+constexpr int severityInfo = 6;
+constexpr double shortestWait = 1;
+constexpr double longestWait = 60;
+
+}  // namespace
+
+WatchdogStart::WatchdogStart(StderrLog & log, ServiceManager const & manager)
+    : WatchdogStart{log, manager, [&] { return std::make_unique<Watchdog>(log, manager); }} {}
+
+WatchdogStart::WatchdogStart(StderrLog & log, ServiceManager const & manager, Make make)
+    : log_{log},
+      manager_{manager},
+      make_{std::move(make)},
+      wait_{shortestWait},
+      clock_{*this, Vorn::Seconds::infinity()} {
+   start();
+}
+
+void WatchdogStart::start() {
+   try {
+      watchdog_ = make_();
+   } catch (std::system_error const & error) {
+      handleRefusal(error);
+      return;
+   }
+   if (refused_)
+      log_.notice(severityInfo, "the loop is watched for stalls now");
+}
+
+void WatchdogStart::handleRefusal(std::system_error const & error) {
+   double const longest = manager_.patience() ? *manager_.patience() / 4 : longestWait;
+   clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(std::min(wait_, longest)));
+   wait_ = std::min(2 * wait_, longestWait);
+   if (manager_.patience())
+      manager_.tell("WATCHDOG=1");
+   if (!std::exchange(refused_, true))
+      log_.notice(severityWarning, "nothing watches the loop for stalls; the next attempt follows: " +
+                                       Vorn::errorAndRemedy(error));
+}
+
+}  // namespace Agent

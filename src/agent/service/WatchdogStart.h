@@ -1,0 +1,43 @@
+// Starts the watchdog. Where the system refuses its thread, that is reported once and tried again after 1, 2,
+// 4 seconds and so on up to a minute. Meanwhile the loop itself gives the service manager its signs of life:
+// one that is stalled gives none.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "agent/logs/StderrLog.h"
+#include "agent/service/ServiceManager.h"
+#include "agent/service/Watchdog.h"
+#include "runtime/Vorn/Clock.h"
+
+namespace Agent {
+
+class WatchdogStart {
+ public:
+   // Raises std::system_error where the watchdog cannot be had now.
+   using Make = std::function<std::unique_ptr<Watchdog>()>;
+
+   WatchdogStart(StderrLog & log, ServiceManager const & manager);
+   WatchdogStart(StderrLog & log, ServiceManager const & manager, Make make);
+   WatchdogStart(WatchdogStart const &) = delete;
+   WatchdogStart & operator=(WatchdogStart const &) = delete;
+   ~WatchdogStart() = default;
+
+   // Those that were seen; none without a watchdog.
+   Holds holds() const { return watchdog_ ? watchdog_->holds() : Holds{}; }
+
+ private:
+   void start();
+   void handleRefusal(std::system_error const & error);
+
+   StderrLog & log_;
+   ServiceManager const & manager_;
+   Make make_;
+   bool refused_ = false;
+   double wait_;  // until the next attempt, real seconds
+   std::unique_ptr<Watchdog> watchdog_;
+   Vorn::Clock::Notifiee<&WatchdogStart::start> clock_;
+};
+
+}  // namespace Agent

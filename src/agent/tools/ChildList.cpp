@@ -1,0 +1,77 @@
+#include "agent/tools/ChildList.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <system_error>
+
+namespace Agent {
+
+namespace {
+
+std::string contentOf(std::string const & path) {
+   std::ifstream file{path, std::ios::binary};
+   return {std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{}};
+}
+
+template <class Number>
+std::optional<Number> numberIn(std::string_view text) {
+   Number number = 0;
+   auto const result = std::from_chars(text.data(), text.data() + text.size(), number);
+   return result.ec == std::errc{} ? std::optional{number} : std::nullopt;
+}
+
+// The kernel may be built without the list of children.
+std::vector<pid_t> allProcesses() {
+   std::vector<pid_t> processes;
+   std::error_code error;
+   for (auto entry = std::filesystem::directory_iterator{"/proc", error};
+        !error && entry != std::filesystem::directory_iterator{}; entry.increment(error))
+      if (auto const pid = numberIn<pid_t>(entry->path().filename().native()))
+         processes.push_back(*pid);
+   return processes;
+}
+
+std::vector<pid_t> listed() {
+   std::string const self = std::to_string(getpid());
+   std::ifstream list{"/proc/self/task/" + self + "/children"};
+   return list ? std::vector<pid_t>{std::istream_iterator<pid_t>{list}, std::istream_iterator<pid_t>{}}
+               : allProcesses();
+}
+
+}  // namespace
+
+std::optional<Child> childIn(std::string_view stat, pid_t parent) {
+   auto const pid = numberIn<pid_t>(stat);
+   std::size_t const nameEnd = stat.rfind(')');  // a name may hold blanks and brackets
+   if (!pid || nameEnd == std::string_view::npos)
+      return std::nullopt;
+   constexpr std::size_t parentAt = 1;
+   constexpr std::size_t startedAt = 19;
+   std::array<std::string_view, startedAt + 1> fields;  // from the state on
+   stat.remove_prefix(nameEnd + 1);
+   for (std::string_view & field : fields) {
+      stat.remove_prefix(std::min(stat.find_first_not_of(' '), stat.size()));
+      field = stat.substr(0, stat.find(' '));
+      stat.remove_prefix(field.size());
+   }
+   auto const started = numberIn<std::uint64_t>(fields[startedAt]);
+   if (fields.front().size() != 1 || numberIn<pid_t>(fields[parentAt]) != parent || !started)
+      return std::nullopt;
+   return Child{*pid, fields.front().front(), *started};
+}
+
+std::vector<Child> children() {
+   std::vector<Child> found;
+   for (pid_t const pid : listed())
+      if (auto const child = childIn(contentOf("/proc/" + std::to_string(pid) + "/stat"), getpid()))
+         found.push_back(*child);
+   return found;
+}
+
+}  // namespace Agent

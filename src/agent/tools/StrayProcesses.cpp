@@ -1,0 +1,90 @@
+#include "agent/tools/StrayProcesses.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+#include "agent/tools/ChildList.h"
+#include "runtime/host/TimeSource.h"
+
+namespace Agent {
+
+namespace {
+
+// Real seconds. Those whose parent has been killed come only then; one whose run was dropped with its disk is
+// nobody's without a word.
+constexpr double nextGeneration = 0.1;
+constexpr double otherwise = 5;
+constexpr double lastPatience = 0.25;
+
+int watch(pid_t pid) {
+   return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
+// Whether nothing is left of it.
+bool isReaped(pid_t pid) {
+   return waitpid(pid, nullptr, WNOHANG) != 0;
+}
+
+void awaitDeath(pid_t pid, double patience) {
+   pollfd died{watch(pid), POLLIN, 0};
+   poll(&died, 1, static_cast<int>(patience * 1e3));
+   if (died.fd >= 0)
+      close(died.fd);
+}
+
+}  // namespace
+
+StrayProcesses::StrayProcesses(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
+    : tracker_{std::move(tracker)}, clock_{*this} {
+   prctl(PR_SET_CHILD_SUBREAPER, 1);
+   reactor_.notifierIs(tracker_);
+   reactor_.on<&StrayProcesses::sweep>(tracker_->finishedRun, *this);
+   reactor_.hasNotificationActiveIs(true);
+}
+
+StrayProcesses::~StrayProcesses() {
+   double const deadline = Host::monotonicSeconds() + lastPatience;
+   for (auto left = children(); !left.empty(); left = children()) {
+      for (Child const & child : left)
+         kill(child.pid, SIGKILL);
+      awaitDeath(left.front().pid, std::max(deadline - Host::monotonicSeconds(), 0.0));
+      std::erase_if(left, [](Child const & child) { return isReaped(child.pid); });
+      if (Host::monotonicSeconds() >= deadline)
+         return;
+   }
+}
+
+void StrayProcesses::sweep() {
+   // First, for what follows may find no memory.
+   clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(otherwise));
+   std::vector<Child> strays = children();
+   auto const isOfTracker = [this](Child const & child) {
+      return tracker_->isRunning(child.pid) || tracker_->isOrphan(child.pid);
+   };
+   auto const firstStray = std::partition(strays.begin(), strays.end(), isOfTracker);
+   std::vector<Child> runs{strays.begin(), firstStray};
+   std::erase_if(runs, [this](Child const & run) { return !tracker_->isRunning(run.pid); });
+   strays.erase(strays.begin(), firstStray);
+   bool killed = false;
+   for (Child const & stray : strays) {
+      bool const mayBeOfARun = std::any_of(
+          runs.begin(), runs.end(), [&stray](Child const & run) { return run.started <= stray.started; });
+      if (isReaped(stray.pid) || mayBeOfARun)
+         continue;
+      killed = true;
+      kill(stray.pid, SIGKILL);
+      if (int const pidfd = watch(stray.pid); pidfd >= 0)
+         tracker_->orphanIs(stray.pid, pidfd);
+   }
+   if (killed)
+      clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(nextGeneration));
+}
+
+}  // namespace Agent

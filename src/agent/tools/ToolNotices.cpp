@@ -1,0 +1,40 @@
+#include "agent/tools/ToolNotices.h"
+
+#include <utility>
+
+#include "agent/tools/ToolMeaning.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr int severityWarning = 4;
+constexpr int severityInfo = 6;
+
+}  // namespace
+
+ToolNotices::ToolNotices(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker, Notice notice)
+    : notice_{std::move(notice)} {
+   reactor_.notifierIs(tracker);
+   reactor_.on<&ToolNotices::handleFinishedRun>(tracker->finishedRun, *this);
+   reactor_.hasNotificationActiveIs(true);
+}
+
+void ToolNotices::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change) {
+   if (!change.now || !*change.now || (*change.now)->argv.empty())
+      return;
+   Brul::FinishedRun const & run = **change.now;
+   std::string const tool = run.argv.front().str();
+   if (!couldNotStart(run)) {
+      if (failing_.erase(tool) > 0)
+         notice_(severityInfo, tool + " can be started again");
+      return;
+   }
+   std::string const why = run.reason.str();
+   if (std::string & told = failing_[tool]; told != why) {
+      told = why;
+      notice_(severityWarning, tool + " cannot be started, so its readings fail until it can: " + why);
+   }
+}
+
+}  // namespace Agent

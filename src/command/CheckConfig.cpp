@@ -1,0 +1,57 @@
+#include "command/CheckConfig.h"
+
+#include <algorithm>
+
+#include "base/Text.h"
+
+namespace Agent {
+
+namespace {
+
+std::string filesText(Config const & config, StorageDevices::Examination const & examination) {
+   std::string const file = config.appliance.etcDir + "/blockdev";
+   if (!examination.blockdevReadable)
+      return file +
+             ": cannot be read, so every device is skipped; it holds pairs of a path pattern and a mount "
+             "name\n";
+   if (examination.blockdevEntries == 0)
+      return file + ": holds no entry, so every device is skipped\n";
+   return file + ": " + std::to_string(examination.blockdevEntries) +
+          (examination.blockdevEntries == 1 ? " entry\n" : " entries\n");
+}
+
+bool isMountedBy(StorageDevices::ExaminedDevice const & device, std::string const & mount) {
+   return device.verdict != "skipped" && device.reason.starts_with("/mnt/" + mount + ",");
+}
+
+std::string missingText(Config const & config, StorageDevices::Examination const & examination) {
+   std::string text;
+   for (std::string const & mount : config.appliance.expectedMounts) {
+      auto const & devices = examination.devices;
+      if (std::none_of(devices.begin(), devices.end(),
+                       [&](auto const & device) { return isMountedBy(device, mount); }))
+         text.append("expected mount ")
+             .append(mount)
+             .append(": no device on this machine would become /mnt/")
+             .append(mount)
+             .append("\n");
+   }
+   return text;
+}
+
+}  // namespace
+
+std::string checkConfigText(Config const & config, std::string const & sourceLine,
+                            StorageDevices::Examination const & examination) {
+   std::string text = sourceLine + "\n" + filesText(config, examination);
+   if (!examination.udevAvailable)
+      return text + "udev: its devices cannot be listed: " + examination.udevError + "\n";
+   if (examination.devices.empty())
+      text += "udev knows no disk on this machine\n";
+   for (StorageDevices::ExaminedDevice const & device : examination.devices)
+      text += escaped(device.device) + ": " + device.verdict + ": " + escaped(device.reason) + "\n    path " +
+              escaped(device.sysPath) + "\n";
+   return text + missingText(config, examination);
+}
+
+}  // namespace Agent

@@ -1,0 +1,40 @@
+// What the operator asked for on the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "agent/config/Config.h"
+
+namespace Agent {
+
+struct Command {
+   enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
+
+   Kind kind = Kind::agent;
+   std::optional<std::string> configPath;     // agent, check-config: --config
+   bool json = false;                         // status, messages, catalogue
+   bool watch = false;                        // status; never together with json
+   bool follow = false;                       // messages
+   std::string socket = defaultStatusSocket;  // status, messages
+   std::optional<double> timeScale;           // demo: 0.001 to 100000
+   std::optional<std::string> http;           // demo: a loopback address and a port
+
+   bool operator==(Command const &) const = default;
+};
+
+// Either a command to run, or what to print and the code to exit with: 0 after --help and --version,
+// 2 after wrong usage.
+struct Invocation {
+   std::optional<Command> command;
+   std::string output;  // for standard output
+   std::string error;   // one line for standard error
+   int exitCode = 0;
+};
+
+// `arguments` are those after the program's name.
+Invocation parseCommandLine(std::vector<std::string> const & arguments, std::string_view version);
+
+}  // namespace Agent

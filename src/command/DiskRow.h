@@ -1,0 +1,43 @@
+// One disk of the state document in the words of the status table. Pure functions; nothing here escapes
+// what comes from devices.
+#pragma once
+
+#include <rapidjson/fwd.h>
+
+#include <optional>
+#include <string>
+
+#include "command/TextTable.h"
+
+namespace Agent {
+
+// What is not known is an empty text.
+struct DiskRow {
+   std::string name;
+   std::string model;
+   std::string firmware;
+   std::string device;
+   std::string bus;  // kind of bus and address on it: "SATA 1"
+   std::string size;
+   std::string mountPoint;
+   std::string kind;  // "fixed" or "removable"
+   Cell health;       // "ok", or what is wrong, the worst first
+   Cell temperature;
+   Cell life;            // percent of the rated life that is left
+   std::string hours;    // powered on
+   std::string written;  // to the drive in its life, or where it does not tell "… since boot"
+   Cell age;             // of the last good reading of its health
+   Cell reading;         // which readings fail, for how long and why
+   Cell fileSystem;      // how it is tested, in a word
+   Cell use;             // "ok", or "full" above the file system's utilisation threshold
+   std::string interfaceAndAddress;
+};
+
+// `disk` is the member `name` of the document's connectedDevices.disk.
+DiskRow diskRow(rapidjson::Value const & state, std::string const & name, rapidjson::Value const & disk);
+
+// The newest of the log messages (oldest first, an array) that names the disk among its arguments;
+// null when none does.
+rapidjson::Value const * lastMessageOf(DiskRow const & disk, rapidjson::Value const * messages);
+
+}  // namespace Agent

@@ -1,0 +1,78 @@
+#include "command/MessagesText.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "agent/documents/JsonText.h"
+#include "command/JsonView.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = rapidjson::Value;
+
+std::uint64_t sequenceOf(Json const & message) {
+   Json const * const sequence = jsonMember(&message, "sequence");
+   return sequence != nullptr && sequence->IsUint64() ? sequence->GetUint64() : 0;
+}
+
+double timeOf(Json const & message) {
+   return jsonNumber(&message, "time").value_or(0);
+}
+
+std::string textOf(Json const & message) {
+   constexpr std::size_t indent = 3;
+   int const severity =
+       static_cast<int>(std::clamp(jsonNumber(&message, "severity").value_or(-1), -1.0, 8.0));
+   std::string result = utcTime(timeOf(message)) + " " + std::string{severityWord(severity)} + " " +
+                        escaped(jsonText(&message, "name")) + ": " + escaped(jsonText(&message, "text")) +
+                        "\n";
+   auto const add = [&](char const * title, char const * key) {
+      std::string const text = escaped(jsonText(&message, key));
+      if (!text.empty())
+         result.append(indent, ' ').append(title).append(text).append("\n");
+   };
+   add("Meaning: ", "explanation");
+   add("Action:  ", "recommendedAction");
+   return result;
+}
+
+std::string jsonOf(Json const & message) {
+   JsonBuffer buffer;
+   JsonWriter writer{buffer};
+   message.Accept(writer);
+   return withoutDel(buffer) + "\n";
+}
+
+}  // namespace
+
+std::string MessageFeed::resource() const {
+   return shown_ == 0 ? "/api/v1/messages" : "/api/v1/messages?after=" + std::to_string(shown_ - 1);
+}
+
+std::string MessageFeed::take(std::string_view answer) {
+   rapidjson::Document const document = parsedJson(answer, "list of messages");
+   Json const * const messages = jsonMember(&document, "messages");
+   if (messages == nullptr || !messages->IsArray())
+      throw std::runtime_error{
+          "the agent's answer lists no messages: is it of the same version as this program?"};
+   bool const hasFirst = !messages->Empty();
+   bool const isOther =
+       hasFirst && sequenceOf(*messages->Begin()) == shown_ && timeOf(*messages->Begin()) != shownTime_;
+   if (shown_ != 0 && (!hasFirst || isOther)) {
+      shown_ = 0;
+      return {};
+   }
+   std::string result;
+   for (Json const & message : messages->GetArray()) {
+      if (sequenceOf(message) <= shown_)
+         continue;
+      result += form_ == Form::text ? textOf(message) : jsonOf(message);
+      shown_ = sequenceOf(message);
+      shownTime_ = timeOf(message);
+   }
+   return result;
+}
+
+}  // namespace Agent

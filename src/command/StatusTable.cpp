@@ -1,0 +1,233 @@
+#include "command/StatusTable.h"
+
+#include <algorithm>
+#include <tuple>
+#include <vector>
+
+#include "base/Text.h"
+#include "command/DiskRow.h"
+#include "command/JsonView.h"
+
+namespace Agent {
+
+namespace {
+
+using Json = rapidjson::Value;
+
+constexpr std::size_t maxRows = 256;
+constexpr std::size_t maxCell = 400;
+constexpr std::size_t widthForSentences = 160;  // a narrower terminal has them below the table
+
+// Cells stay short whatever a device calls itself.
+std::string safe(std::string_view text) {
+   return cutToWidth(escaped(text.substr(0, maxCell)), maxCell);
+}
+
+Cell safe(Cell cell) {
+   cell.text = safe(cell.text);
+   return cell;
+}
+
+// "2026-11-20 19:04" of a message.
+std::string messageTime(Json const & message) {
+   auto const time = jsonNumber(&message, "time");
+   std::string text = utcTime(time.value_or(-1e300));
+   if (text.size() > 16)
+      text = text.substr(0, 10) + " " + text.substr(11, 5);
+   return text;
+}
+
+Tone messageTone(Json const & message) {
+   double const severity = jsonNumber(&message, "severity").value_or(6);
+   return severity <= 3 ? Tone::bad : severity <= 4 ? Tone::warning : Tone::plain;
+}
+
+Cell messageCell(Json const * message) {
+   if (message == nullptr)
+      return {};
+   return {messageTime(*message) + " " + safe(jsonText(message, "text")), messageTone(*message)};
+}
+
+std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
+   std::vector<DiskRow> rows;
+   for (auto const & disk : disks.GetObject())
+      rows.push_back(diskRow(state, std::string{jsonText(disk.name)}, disk.value));
+   std::sort(rows.begin(), rows.end(), [](DiskRow const & a, DiskRow const & b) {
+      return std::tie(a.mountPoint, a.device, a.name) < std::tie(b.mountPoint, b.device, b.name);
+   });
+   return rows;
+}
+
+std::vector<Column> emptyColumns() {
+   using Spare = Column::Spare;
+   return {{"DISK", 12},
+           {"MODEL", 12, Spare::first},
+           {"FIRMWARE", 8, Spare::first},
+           {"DEVICE", 12},
+           {"BUS", 12, Spare::first},
+           {"SIZE", 7, Spare::never, true},
+           {"MOUNT POINT", 12},
+           {"KIND", 5, Spare::first},
+           {"USE", 4, Spare::first},
+           {"FS", 7, Spare::second},
+           {"HEALTH", 12, Spare::ifEmpty},
+           {"TEMP", 5, Spare::ifEmpty, true},
+           {"LIFE", 5, Spare::ifEmpty, true},
+           {"HOURS", 6, Spare::second, true},
+           {"WRITTEN", 8, Spare::second},
+           {"AGE", 5, Spare::second, true},
+           {"READING", 24, Spare::ifEmpty},
+           {"LAST MESSAGE", 40, Spare::ifEmpty}};
+}
+
+// Breaks a sentence between words; a word longer than a line is cut.
+std::string wrapped(std::string_view sentence, std::size_t width) {
+   std::string result;
+   std::size_t used = 0;
+   while (!sentence.empty()) {
+      std::string_view const word = sentence.substr(0, sentence.find(' '));
+      sentence.remove_prefix(std::min(word.size() + 1, sentence.size()));
+      std::string const fitting = width == 0 ? std::string{word} : cutToWidth(word, width);
+      std::size_t const cells = displayWidth(fitting);
+      bool const fits = width == 0 || used + 1 + cells <= width;
+      if (used > 0)
+         result += fits ? " " : "\n";
+      used = (used > 0 && fits ? used + 1 : 0) + cells;
+      result += fitting;
+   }
+   return result + "\n";
+}
+
+bool sentencesFitIn(TableOptions const & options) {
+   return options.width == 0 || options.width >= widthForSentences;
+}
+
+// What has no room in the table: a sentence per disk under a title, nothing where no disk has one.
+template <class CellOf>
+std::string listBelow(char const * title, std::vector<DiskRow> const & rows, std::size_t width,
+                      CellOf cellOf) {
+   std::string result;
+   for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
+      std::string const sentence = cellOf(rows[at]).text;
+      if (!sentence.empty())
+         result += wrapped(safe(rows[at].name) + ": " + sentence, width);
+   }
+   return result.empty() ? result : cutToWidth(title, width) + "\n" + result;
+}
+
+std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
+                      TableOptions const & options) {
+   bool const besides = sentencesFitIn(options);
+   auto const messageOf = [&](DiskRow const & disk) { return messageCell(lastMessageOf(disk, messages)); };
+   auto const readingOf = [](DiskRow const & disk) { return safe(disk.reading); };
+   std::vector<Column> columns = emptyColumns();
+   for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
+      DiskRow const & disk = rows[at];
+      std::vector<Cell> cells{{safe(disk.name)},
+                              {safe(disk.model)},
+                              {safe(disk.firmware)},
+                              {safe(disk.device)},
+                              {safe(disk.bus)},
+                              {disk.size},
+                              {safe(disk.mountPoint)},
+                              {disk.kind},
+                              disk.use,
+                              disk.fileSystem,
+                              safe(disk.health),
+                              safe(disk.temperature),
+                              disk.life,
+                              {disk.hours},
+                              {disk.written},
+                              disk.age,
+                              besides ? readingOf(disk) : Cell{},
+                              besides ? messageOf(disk) : Cell{}};
+      for (std::size_t column = 0; column < columns.size(); ++column)
+         columns[column].cells.push_back(std::move(cells[column]));
+   }
+   std::string result = textTable(std::move(columns), options.width, options.colour);
+   if (rows.size() > maxRows)
+      result += "and " + std::to_string(rows.size() - maxRows) + " more disks; --json shows them all\n";
+   if (besides)
+      return result;
+   return result + listBelow("Failing readings:", rows, options.width, readingOf) +
+          listBelow("Last messages:", rows, options.width, messageOf);
+}
+
+std::string counted(std::size_t disks) {
+   return std::to_string(disks) + (disks == 1 ? " disk" : " disks");
+}
+
+// A device that cannot be classified for want of means may be a disk.
+std::string readiness(Json const & state) {
+   Json const * const waiting = jsonMember(jsonMember(&state, "discovery"), "unclassifiedDevices");
+   std::size_t const count = waiting != nullptr && waiting->IsObject() ? waiting->MemberCount() : 0;
+   if (count == 0)
+      return "ready, ";
+   return "not complete: " + std::to_string(count) +
+          (count == 1 ? " device waits to be classified, " : " devices wait to be classified, ");
+}
+
+std::string headline(Json const & state, Json const * disks) {
+   std::string const version = safe(jsonText(&state, "version"));
+   std::string result = "storagedevices" + (version.empty() ? "" : " " + version) + ": ";
+   if (auto const ready = jsonBool(&state, "internalDevicesReady"))
+      result += *ready ? readiness(state) : "still identifying devices, ";
+   result += disks == nullptr ? "disks not known" : counted(disks->MemberCount());
+   if (auto const time = jsonNumber(&state, "time"))
+      result += ", " + utcTime(*time);
+   return result;
+}
+
+std::string whyNoDisks(Json const & state) {
+   if (!jsonBool(&state, "internalDevicesReady").value_or(true))
+      return "No disks yet: the devices of this machine are still being identified.";
+   return "No disks: none of this machine's devices matches an entry of the appliance's blockdev "
+          "file, or there is none. \"storagedevices check-config\" tells what becomes of each device.";
+}
+
+// The newest message, unless a row shows it: that of a disk that has gone, for example.
+std::string strayMessage(std::vector<DiskRow> const & rows, Json const * messages) {
+   if (messages == nullptr || !messages->IsArray() || messages->Empty())
+      return {};
+   Json const & newest = *(messages->End() - 1);
+   bool const shown =
+       std::any_of(rows.begin(), rows.begin() + static_cast<long>(std::min(rows.size(), maxRows)),
+                   [&](DiskRow const & disk) { return lastMessageOf(disk, messages) == &newest; });
+   if (shown || !newest.IsObject())
+      return {};
+   int const severity = static_cast<int>(std::clamp(jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
+   return "Latest message: " + messageTime(newest) + " " + std::string{severityWord(severity)} + " " +
+          safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
+}
+
+}  // namespace
+
+std::string statusTable(Json const & state, Json const * messages, TableOptions const & options) {
+   Json const * disks = jsonMember(jsonMember(&state, "connectedDevices"), "disk");
+   if (disks != nullptr && !disks->IsObject())
+      disks = nullptr;
+   std::string result = wrapped(headline(state, disks), options.width);
+   std::vector<DiskRow> rows;
+   if (disks == nullptr)
+      result +=
+          wrapped("The agent's answer does not list the disks: is it of the same version as this program?",
+                  options.width);
+   else if (disks->ObjectEmpty())
+      result += wrapped(whyNoDisks(state), options.width);
+   else
+      rows = sortedRows(state, *disks);
+   if (!rows.empty())
+      result += diskTable(rows, messages, options);
+   std::string const stray = strayMessage(rows, messages);
+   return result + (stray.empty() ? "" : wrapped(stray, options.width));
+}
+
+std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options) {
+   rapidjson::Document const stateDocument = parsedJson(state, "state document");
+   if (messages.empty())
+      return statusTable(stateDocument, nullptr, options);
+   rapidjson::Document const messagesDocument = parsedJson(messages, "list of messages");
+   return statusTable(stateDocument, jsonMember(&messagesDocument, "messages"), options);
+}
+
+}  // namespace Agent

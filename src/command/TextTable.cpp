@@ -1,0 +1,183 @@
+#include "command/TextTable.h"
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+
+#include "base/Text.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr std::size_t gap = 2;
+
+// A column with the width it is given.
+struct Placed {
+   Column column;
+   std::size_t width = 0;
+};
+
+bool isEmpty(Column const & column) {
+   return std::all_of(column.cells.begin(), column.cells.end(),
+                      [](Cell const & cell) { return cell.text.empty(); });
+}
+
+Placed natural(Column column) {
+   std::size_t width = displayWidth(column.title);
+   for (Cell const & cell : column.cells)
+      width = std::max(width, displayWidth(cell.text));
+   return {std::move(column), width};
+}
+
+std::size_t leastWidth(Placed const & placed) {
+   return std::min(placed.width, placed.column.leastWidth);
+}
+
+template <class WidthOf>
+std::size_t lineWidth(std::vector<Placed> const & columns, WidthOf widthOf) {
+   std::size_t const cells =
+       std::accumulate(columns.begin(), columns.end(), std::size_t{0},
+                       [widthOf](std::size_t sum, Placed const & placed) { return sum + widthOf(placed); });
+   return cells + gap * (columns.empty() ? 0 : columns.size() - 1);
+}
+
+// The column to leave out next: the rightmost of those that go first, then of those that go second.
+std::vector<Placed>::iterator nextToDrop(std::vector<Placed> & columns) {
+   for (auto const spare : {Column::Spare::first, Column::Spare::second}) {
+      auto const last = std::find_if(columns.rbegin(), columns.rend(),
+                                     [spare](Placed const & placed) { return placed.column.spare == spare; });
+      if (last != columns.rend())
+         return std::prev(last.base());
+   }
+   return columns.end();
+}
+
+// Leaves columns out until the others can be made to fit; returns the titles of those that went, in order.
+std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
+   std::vector<std::string> titles;
+   titles.reserve(columns.size());
+   for (Placed const & placed : columns)
+      titles.push_back(placed.column.title);
+   std::vector<std::string> kept = titles;
+   while (lineWidth(columns, leastWidth) > width) {
+      auto const next = nextToDrop(columns);
+      if (next == columns.end())
+         break;
+      std::erase(kept, next->column.title);
+      columns.erase(next);
+   }
+   std::string dropped;
+   for (std::string const & title : titles)
+      if (std::find(kept.begin(), kept.end(), title) == kept.end())
+         dropped.append(dropped.empty() ? "" : ", ").append(title);
+   return dropped;
+}
+
+// Takes cells from whichever column is widest, the rightmost of several, until the line fits.
+void shrinkColumns(std::vector<Placed> & columns, std::size_t width) {
+   auto const spareWidth = [](Placed const & placed) {
+      return placed.width > placed.column.leastWidth ? placed.width : 0;
+   };
+   auto const narrower = [spareWidth](Placed const & a, Placed const & b) {
+      return spareWidth(a) < spareWidth(b);
+   };
+   while (lineWidth(columns, [](Placed const & placed) { return placed.width; }) > width) {
+      auto const widest = std::max_element(columns.rbegin(), columns.rend(), narrower);
+      if (widest == columns.rend() || spareWidth(*widest) == 0)
+         break;
+      --widest->width;
+   }
+}
+
+std::string_view colourOf(Tone tone) {
+   switch (tone) {
+      case Tone::good:
+         return "\x1b[32m";
+      case Tone::warning:
+         return "\x1b[33m";
+      case Tone::bad:
+         return "\x1b[31m";
+      case Tone::plain:
+         break;
+   }
+   return "";
+}
+
+std::string coloured(std::string const & text, std::string_view colour) {
+   return colour.empty() || text.empty() ? text : std::string{colour} + text + "\x1b[0m";
+}
+
+// Puts cells side by side, none beyond the right edge and no blanks at the end.
+class Line {
+ public:
+   explicit Line(std::size_t width) : width_{width} {}
+
+   void add(Placed const & placed, std::string const & cell, std::string_view colour) {
+      std::string text = cutToWidth(cell, placed.width);
+      std::size_t const padding = placed.width - displayWidth(text);
+      advance(first_ ? 0 : gap);
+      first_ = false;
+      if (placed.column.right)
+         advance(padding);
+      put(text, colour);
+      if (!placed.column.right)
+         advance(padding);
+   }
+
+   std::string text() const { return line_ + "\n"; }
+
+ private:
+   void advance(std::size_t cells) { blanks_ += cells; }
+
+   void put(std::string const & text, std::string_view colour) {
+      if (text.empty() || full_)
+         return;
+      std::size_t const room = width_ > used_ + blanks_ ? width_ - used_ - blanks_ : 0;
+      std::string const fitting = cutToWidth(text, room);
+      full_ = fitting != text;
+      if (fitting.empty())
+         return;
+      line_ += std::string(blanks_, ' ') + coloured(fitting, colour);
+      used_ += blanks_ + displayWidth(fitting);
+      blanks_ = 0;
+   }
+
+   std::size_t width_;
+   std::size_t used_ = 0;
+   std::size_t blanks_ = 0;
+   bool first_ = true;
+   bool full_ = false;
+   std::string line_;
+};
+
+}  // namespace
+
+std::string textTable(std::vector<Column> columns, std::size_t width, bool colour) {
+   std::size_t const limit = width == 0 ? SIZE_MAX : width;
+   std::vector<Placed> placed;
+   for (Column & column : columns)
+      if (column.spare == Column::Spare::never || !isEmpty(column))
+         placed.push_back(natural(std::move(column)));
+   std::string const dropped = dropColumns(placed, limit);
+   shrinkColumns(placed, limit);
+
+   Line header{limit};
+   for (Placed const & column : placed)
+      header.add(column, column.column.title, colour ? "\x1b[1m" : "");
+   std::string result = header.text();
+   std::size_t const rows = placed.empty() ? 0 : placed.front().column.cells.size();
+   for (std::size_t row = 0; row < rows; ++row) {
+      Line line{limit};
+      for (Placed const & column : placed) {
+         Cell const & cell = column.column.cells.at(row);
+         line.add(column, cell.text, colour ? colourOf(cell.tone) : "");
+      }
+      result += line.text();
+   }
+   if (!dropped.empty())
+      result += cutToWidth("(too narrow for " + dropped + ")", limit) + "\n";
+   return result;
+}
+
+}  // namespace Agent

@@ -1,0 +1,162 @@
+#include "demo/Cast.h"
+
+#include <algorithm>
+
+#include "agent/kernel/KernelLineSender.h"
+#include "demo/AgentConfig.h"
+
+namespace Agent::Demo {
+
+namespace {
+
+// The agent's numbers for storage types and buses.
+enum Type { unidentified = 0, eusb = 1, sataSsd = 2, emmc = 3, nvme = 4 };
+enum Bus { usbBus = 0, sataBus = 1, nvmeBus = 2, otherBus = 3 };
+
+// Unknown maker 0x9b, product "OSPREY", revision 2.1.
+constexpr char cardRegister[] = "9b014e4f53505245592100a1b2c35a01";
+
+bool there(ApplianceState const & state, char const * serial, DiskState const & wanted) {
+   auto const * disk = state.disk(serial);
+   return disk != nullptr && *disk == wanted;
+}
+
+bool cardIdentified(ApplianceState const & state) {
+   return there(state, cardSerial,
+                {"0x9b OSPREY", "2.1", "/dev/mmcblk0", "/mnt/drive2", false, emmc, otherBus, 32});
+}
+
+bool eusbIdentified(ApplianceState const & state) {
+   return there(state, eusbSerial,
+                {"Wren_Internal_Flash", "1.00", "/dev/sdb", "/mnt/eusb", false, eusb, usbBus, 8});
+}
+
+}  // namespace
+
+Disk flashDisk() {
+   return Simulation::sataDisk("sda", 1, flashSerial, "Kestrel S2 240GB", sectors(240));
+}
+
+Disk driveDisk() {
+   return Simulation::nvmeDrive("nvme0n1", driveSerial, "Marlin N7 480", sectors(480));
+}
+
+Disk cardDisk() {
+   return Simulation::emmcCard("mmcblk0", cardRegister, sectors(32));
+}
+
+Disk eusbDisk() {
+   auto disk = Simulation::usbDisk("sdb", "2-1", eusbSerial, "Internal Flash", sectors(8));
+   disk.vendor = "Wren";
+   return disk;
+}
+
+Disk firstStick() {
+   auto disk = Simulation::usbDisk("sdc", "1-1.2", firstStickSerial, "Pocket Stick", sectors(32));
+   disk.vendor = "Vireo";
+   return disk;
+}
+
+Disk cardReader() {
+   auto disk = Simulation::usbDisk("sdc", "1-1.3", readerSerial, "Card Reader", sectors(smallCard));
+   disk.vendor = "Plover";
+   return disk;
+}
+
+Disk strangeDisk() {
+   return Simulation::sataDisk("sda", 1, strangeSerial, "Kestrel S2 240GB", sectors(240));
+}
+
+Simulation::DriveHealth fresh() {
+   Simulation::DriveHealth health;
+   health.rawLifeIsLeft = true;
+   return health;
+}
+
+void toolsKnow(SimulatedUnit & unit, Disk const & disk) {
+   unit.healthIs(disk, fresh());
+   if (disk.kind == Disk::Kind::nvme)
+      unit.tools().outputIs(
+          Tool::nvmeList, disk.name,
+          Simulation::nvmeListDocument({{disk.name, disk.model, disk.serial, "M7.11", disk.sectors * 512}}));
+   else if (disk.kind == Disk::Kind::sata)
+      unit.tools().outputIs(
+          Tool::hdparm, disk.name,
+          Simulation::hdparmReport({disk.name, disk.model, disk.serial, "KF2.4", disk.sectors}));
+}
+
+void mountAll(SimulatedUnit & unit) {
+   constexpr unsigned halfFull = 52;
+   auto & fileSystems = unit.fileSystems();
+   for (auto const & [name, partition] : {std::pair{"flash", "sda1"}, std::pair{"drive", "nvme0n1p1"},
+                                          std::pair{"drive2", "mmcblk0p1"}, std::pair{"eusb", "sdb1"}}) {
+      fileSystems.mountIs(name, partition);
+      fileSystems.usedPercentIs(name, halfFull);
+      fileSystems.writeErrorIs(name, 0);
+   }
+}
+
+void kernelSays(SimulatedUnit & unit, std::string const & line) {
+   KernelLineSender(kernelSocket(unit)).send("kernel: [ 2718.281828] " + line);
+}
+
+bool flashIdentified(ApplianceState const & state) {
+   return there(state, flashSerial,
+                {"Kestrel S2 240GB", "KF2.4", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
+}
+
+bool driveIdentified(ApplianceState const & state) {
+   return there(state, driveSerial,
+                {"Marlin N7 480", "M7.11", "/dev/nvme0n1", "/mnt/drive", false, nvme, nvmeBus, 480});
+}
+
+bool bootDisksIdentified(ApplianceState const & state) {
+   return state.internalDevicesReady && flashIdentified(state) && driveIdentified(state) &&
+          cardIdentified(state) && eusbIdentified(state);
+}
+
+bool firstStickThere(ApplianceState const & state) {
+   return there(state, firstStickSerial,
+                {"Pocket_Stick", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus, 32});
+}
+
+bool cardReaderThere(ApplianceState const & state, std::uint64_t gigabytes) {
+   return there(state, readerSerial,
+                {"Card_Reader", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus,
+                 static_cast<unsigned>(gigabytes)});
+}
+
+// What udev knows is all there is: its spelling of the model, and its revision.
+bool strangeDiskThere(ApplianceState const & state) {
+   return there(state, strangeSerial,
+                {"Kestrel_S2_240GB", "1.0", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
+}
+
+bool healthy(ApplianceState const & state, char const * serial) {
+   auto const * health = state.healthOf(serial);
+   return health != nullptr && health->passed.value_or(true) && health->failing.empty() &&
+          (health->hours || health->lifeUsed);
+}
+
+bool bootDisksHealthy(ApplianceState const & state) {
+   return healthy(state, flashSerial) && healthy(state, driveSerial) && healthy(state, cardSerial);
+}
+
+bool failing(ApplianceState const & state, char const * serial, std::string const & reading) {
+   auto const * health = state.healthOf(serial);
+   return health != nullptr && health->failing.starts_with(reading);
+}
+
+std::string fileSystem(ApplianceState const & state, char const * mountPoint) {
+   auto const found = state.fileSystems.find(mountPoint);
+   return found == state.fileSystems.end() ? std::string() : found->second.word;
+}
+
+bool fileSystemsAre(ApplianceState const & state, std::vector<std::string> const & words) {
+   auto const isOneOf = [&](char const * mountPoint) {
+      return std::find(words.begin(), words.end(), fileSystem(state, mountPoint)) != words.end();
+   };
+   return isOneOf("/mnt/flash") && isOneOf("/mnt/drive") && isOneOf("/mnt/drive2") && isOneOf("/mnt/eusb");
+}
+
+}  // namespace Agent::Demo

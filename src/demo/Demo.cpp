@@ -1,0 +1,205 @@
+#include "demo/Demo.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "StorageDevices/LogCatalogue.h"
+#include "command/StatusClient.h"
+
+namespace Agent::Demo {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds lookEvery(100);
+constexpr StatusLimits answerLimits{std::size_t{8} << 20U, std::chrono::milliseconds(500)};
+
+std::string seconds(Clock::duration time) {
+   std::array<char, 32> text{};
+   std::snprintf(text.data(), text.size(), "%.1f s", std::chrono::duration<double>(time).count());
+   return text.data();
+}
+
+Simulation::SimulatedUnit & booted(Simulation::SimulatedUnit & unit) {
+   unit.patienceIs(std::chrono::seconds(3));
+   bootUnit(unit);
+   return unit;
+}
+
+}  // namespace
+
+Demo::Demo(Options const & options, Signals & signals, Display & display)
+    : signals_(signals),
+      display_(display),
+      config_(writeAgentConfig(booted(unit_), options)),
+      timeScale_(options.timeScale),
+      program_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent)) {
+   boot();
+   unit_.whenFullIs([this] {
+      wait();
+      if (interrupted_)
+         throw Simulation::ListenerStalled("interrupted");
+   });
+}
+
+void Demo::boot() {
+   agent_.reset();
+   state_ = {};
+   lastMessage_ = 0;
+   agent_ = std::make_unique<AgentProcess>(
+       program_, std::vector<std::string>{"agent", "--config", config_.file.string()}, unit_.environment());
+}
+
+void Demo::play(bool repeat) {
+   auto const & steps = story();
+   do {
+      // What is told later builds on what was told before: a step not seen ends a story that is told once.
+      for (std::size_t i = 0; i < steps.size() && !over() && (repeat || missed_ == 0); ++i)
+         playStep(steps[i], std::to_string(i + 1) + "/" + std::to_string(steps.size()) + "  ");
+   } while (repeat && !over());
+}
+
+void Demo::playStep(Step const & step, std::string const & number) {
+   display_.storyIs(number + step.text);
+   if (step.needsDirectIo && !unit_.fileSystems().takeDirectIo()) {
+      ++leftOut_;
+      display_.verdictIs("left out: no folder here takes direct I/O; set TMPDIR to one that does");
+      return;
+   }
+   auto const start = Clock::now();
+   if (!act(step))
+      return;
+   bool const reached = watch(start + deadline(step), step.reached);
+   if (over())
+      return;
+   ++(reached ? seen_ : missed_);
+   display_.verdictIs(reached ? "seen after " + seconds(Clock::now() - start)
+                              : "NOT SEEN within " + seconds(deadline(step)));
+   watch(Clock::now() + display_.pause(), [](ApplianceState const &) { return false; });
+}
+
+std::chrono::milliseconds Demo::deadline(Step const & step) const {
+   std::chrono::duration<double> const agentTime = step.agentTime / timeScale_;
+   return step.deadline + std::chrono::duration_cast<std::chrono::milliseconds>(agentTime);
+}
+
+bool Demo::act(Step const & step) {
+   try {
+      if (step.reboots)
+         agent_.reset();
+      step.act(unit_);
+      if (step.reboots)
+         boot();
+   } catch (Simulation::ListenerStalled const & error) {
+      if (!interrupted_)
+         failure_ = std::string("the agent does not read its events: ") + error.what();
+   }
+   return !over();
+}
+
+bool Demo::watch(Time until, std::function<bool(ApplianceState const &)> const & reached) {
+   while (!over()) {
+      if (reached(state_))
+         return true;
+      if (Clock::now() >= until)
+         return false;
+      look();
+   }
+   return false;
+}
+
+void Demo::wait() {
+   std::array<pollfd, 2> entries{
+       {{signals_.descriptor(), POLLIN, 0}, {agent_->outputDescriptor(), POLLIN, 0}}};
+   poll(entries.data(), entries.size(), static_cast<int>(lookEvery.count()));
+   for (auto const & line : agent_->lines())
+      display_.agentLine(line);
+   interrupted_ = signals_.raised();
+   if (std::ferror(stdout) != 0)
+      failure_ = "nobody reads standard output any more";
+}
+
+void Demo::look() {
+   wait();
+   if (over())
+      return;
+   if (!agent_->running())
+      failure_ = "the agent ended by itself: " + agent_->stop();
+   else
+      askState();
+}
+
+// An agent that does not answer leaves the state as it was; the step's deadline decides.
+void Demo::askState() {
+   std::string document;
+   std::string messages;
+   try {
+      document = askAgent(config_.statusSocket, "/api/v1/state?history=1", answerLimits);
+      messages = askAgent(config_.statusSocket, "/api/v1/messages", answerLimits);
+   } catch (StatusError const &) {
+      if (document.empty())
+         return;
+   }
+   auto now = parseState(document, messages);
+   count(now.messages);
+   for (auto const & line : differences(state_, now))
+      display_.difference(line);
+   for (auto const & [serial, disk] : now.disks)
+      disksSeen_.insert(serial);
+   state_ = std::move(now);
+   display_.stateIs(document, messages);
+}
+
+void Demo::count(std::vector<Message> const & messages) {
+   for (auto const & message : messages)
+      if (message.sequence > lastMessage_) {
+         ++messages_[message.name];
+         lastMessage_ = message.sequence;
+      }
+}
+
+std::size_t Demo::messagesMissing() const {
+   auto const & all = StorageDevices::Catalogue::all;
+   return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [&](auto const & descriptor) {
+      return !messages_.contains(descriptor.name);
+   }));
+}
+
+std::string Demo::complaint() const {
+   if (!failure_.empty())
+      return failure_;
+   if (interrupted_)
+      return "interrupted";
+   if (missed_ > 0)
+      return std::to_string(missed_) + (missed_ == 1 ? " step was" : " steps were") + " not seen";
+   if (auto const missing = messagesMissing(); missing > 0)
+      return std::to_string(missing) + (missing == 1 ? " message" : " messages") + " did not come";
+   return {};
+}
+
+std::string Demo::summary() const {
+   auto const told = std::max<std::size_t>(story().size(), seen_ + missed_ + leftOut_);
+   auto text = std::to_string(disksSeen_.size()) + " disks, " + std::to_string(seen_) + " of " +
+               std::to_string(told) + " steps seen" +
+               (leftOut_ > 0 ? ", " + std::to_string(leftOut_) + " left out" : "") + " in " +
+               seconds(Clock::now() - start_);
+   text += interrupted_ ? "; interrupted" : "";
+   text += failure_.empty() ? "" : "; ended because " + failure_;
+   auto const & all = StorageDevices::Catalogue::all;
+   text += "\n" + std::to_string(all.size() - messagesMissing()) + " of the " + std::to_string(all.size()) +
+           " messages came:";
+   for (auto const & descriptor : all) {
+      auto const times = messages_.find(descriptor.name);
+      std::array<char, 96> line{};
+      std::snprintf(line.data(), line.size(), "\n  %4u  %s", times == messages_.end() ? 0 : times->second,
+                    descriptor.name);
+      text += line.data();
+   }
+   return text;
+}
+
+}  // namespace Agent::Demo

@@ -1,0 +1,80 @@
+// Runs the agent on a simulated unit and tells the story, step by step, checking what the agent says.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "demo/AgentConfig.h"
+#include "demo/AgentProcess.h"
+#include "demo/ApplianceState.h"
+#include "demo/Display.h"
+#include "demo/Options.h"
+#include "demo/Signals.h"
+#include "demo/Story.h"
+#include "simulation/SimulatedUnit.h"
+
+namespace Agent::Demo {
+
+class Demo {
+ public:
+   // Makes the unit and starts the agent; throws std::runtime_error with one line when it cannot.
+   Demo(Options const & options, Signals & signals, Display & display);
+   // Stops the agent and removes the unit.
+   ~Demo() = default;
+   Demo(Demo const &) = delete;
+   Demo & operator=(Demo const &) = delete;
+
+   // Once, or until a signal comes. Ends early when the agent does.
+   void play(bool repeat);
+
+   // How it went: a line, and one for each of the library's messages with how often it came.
+   std::string summary() const;
+   // What was wrong, in one line; empty when every step that was told was also seen, none was cut short, and
+   // every message came.
+   std::string complaint() const;
+   // A signal ended it and nothing was wrong until then.
+   bool interrupted() const { return interrupted_ && failure_.empty(); }
+
+ private:
+   using Time = std::chrono::steady_clock::time_point;
+
+   bool over() const { return interrupted_ || !failure_.empty(); }
+   // Starts the agent, or starts it anew.
+   void boot();
+   void playStep(Step const & step, std::string const & number);
+   bool act(Step const & step);
+   std::chrono::milliseconds deadline(Step const & step) const;
+   // Looks at everything until `reached` says so, the time is up or the demo over; says which was first.
+   bool watch(Time until, std::function<bool(ApplianceState const &)> const & reached);
+   // Waits for a signal or the agent's output, but not for long.
+   void wait();
+   void look();
+   void askState();
+   void count(std::vector<Message> const & messages);
+   std::size_t messagesMissing() const;
+
+   Signals & signals_;
+   Display & display_;
+   Simulation::SimulatedUnit unit_;
+   AgentConfig config_;
+   double timeScale_;
+   std::filesystem::path program_;
+   std::unique_ptr<AgentProcess> agent_;
+
+   ApplianceState state_;
+   std::set<std::string> disksSeen_;
+   std::map<std::string, unsigned> messages_;  // how often each came
+   unsigned lastMessage_ = 0;                  // sequence number, of the agent that runs
+   unsigned seen_ = 0;
+   unsigned missed_ = 0;
+   unsigned leftOut_ = 0;
+   bool interrupted_ = false;
+   std::string failure_;
+   Time start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace Agent::Demo

@@ -1,0 +1,136 @@
+#include "demo/Display.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "base/Text.h"
+#include "command/StatusTable.h"
+
+namespace Agent::Demo {
+
+namespace {
+
+constexpr std::size_t keptLines = 200;
+
+constexpr std::string_view enterScreen = "\x1b[?1049h\x1b[?25l";
+constexpr std::string_view leaveScreen = "\x1b[?25h\x1b[?1049l";
+
+struct Size {
+   std::size_t rows = 24;
+   std::size_t columns = 80;
+};
+
+Size terminalSize() {
+   winsize size{};
+   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0)
+      return {};
+   return {size.ws_row, size.ws_col};
+}
+
+void write(std::string_view text) {
+   std::fwrite(text.data(), 1, text.size(), stdout);
+   std::fflush(stdout);
+}
+
+std::vector<std::string> split(std::string_view text) {
+   std::vector<std::string> lines;
+   while (!text.empty()) {
+      auto const end = std::min(text.find('\n'), text.size());
+      lines.emplace_back(text.substr(0, end));
+      text.remove_prefix(std::min(end + 1, text.size()));
+   }
+   return lines;
+}
+
+}  // namespace
+
+void PlainDisplay::line(std::string_view mark, std::string_view text) {
+   std::chrono::duration<double> const age = std::chrono::steady_clock::now() - start_;
+   std::array<char, 32> stamp{};
+   std::snprintf(stamp.data(), stamp.size(), "%6.1f s  ", age.count());
+   write(stamp.data() + std::string(mark) + std::string(text) + "\n");
+}
+
+void PlainDisplay::storyIs(std::string_view text) {
+   line("", text);
+}
+
+void PlainDisplay::verdictIs(std::string_view text) {
+   line("   ", text);
+}
+
+void PlainDisplay::difference(std::string_view text) {
+   line("   ", text);
+}
+
+void PlainDisplay::agentLine(std::string_view text) {
+   line("   agent: ", escaped(text));
+}
+
+LiveDisplay::LiveDisplay() : colour_(std::getenv("NO_COLOR") == nullptr) {
+   write(enterScreen);
+}
+
+LiveDisplay::~LiveDisplay() {
+   write(leaveScreen);
+}
+
+void LiveDisplay::storyIs(std::string_view text) {
+   story_ = text;
+   verdict_.clear();
+   draw();
+}
+
+void LiveDisplay::verdictIs(std::string_view text) {
+   verdict_ = text;
+   draw();
+}
+
+void LiveDisplay::difference(std::string_view line) {
+   lineIs(std::string(line));
+}
+
+void LiveDisplay::agentLine(std::string_view line) {
+   lineIs(escaped(line));
+}
+
+void LiveDisplay::lineIs(std::string text) {
+   lines_.push_back(std::move(text));
+   if (lines_.size() > keptLines)
+      lines_.pop_front();
+}
+
+void LiveDisplay::stateIs(std::string const & document, std::string const & messages) {
+   document_ = document;
+   messages_ = messages;
+   draw();
+}
+
+void LiveDisplay::draw() const {
+   auto const size = terminalSize();
+   auto screen = document_.empty() ? std::vector<std::string>{"The agent has not answered yet."}
+                                   : split(statusTable(document_, messages_, {size.columns, colour_}));
+   screen.resize(std::min(screen.size(), size.rows - std::min<std::size_t>(size.rows, 5)));
+   screen.emplace_back();
+   screen.push_back((colour_ ? "\x1b[1m" : "") + cutToWidth(story_, size.columns) +
+                    (colour_ ? "\x1b[0m" : ""));
+   screen.push_back(cutToWidth(verdict_, size.columns));
+   screen.emplace_back();
+   auto const room = size.rows - std::min(size.rows, screen.size());
+   auto const shown = std::min(room, lines_.size());
+   for (auto line = lines_.end() - static_cast<std::ptrdiff_t>(shown); line != lines_.end(); ++line)
+      screen.push_back(cutToWidth(*line, size.columns));
+   std::string text = "\x1b[H";
+   for (std::size_t row = 0; row < screen.size(); ++row)
+      text += (row == 0 ? "" : "\r\n") + screen[row] + "\x1b[K";
+   write(text + "\x1b[J");
+}
+
+}  // namespace Agent::Demo

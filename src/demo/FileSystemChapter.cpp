@@ -1,0 +1,45 @@
+// What is mounted is looked at, and tested by writing and reading back.
+#include "demo/Cast.h"
+#include "demo/Story.h"
+
+namespace Agent::Demo {
+
+namespace {
+
+constexpr std::chrono::seconds wholeTest(1200);
+
+bool driveIsFull(ApplianceState const & state) {
+   auto const found = state.fileSystems.find("/mnt/drive");
+   return found != state.fileSystems.end() && found->second.isFull &&
+          state.told("STORAGEDEVICE_MONITOR_WARNING", {driveSerial, "has exceeded 85 percent"});
+}
+
+bool cardIsReadOnly(ApplianceState const & state) {
+   return fileSystem(state, "/mnt/drive2") == "stopped" &&
+          state.told("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", cardSerial, "read-only"});
+}
+
+}  // namespace
+
+Chapter fileSystemChapter() {
+   return {
+       {.text = "The file system of each disk is tested: a block is written past the cache and read back",
+        .act = [](SimulatedUnit &) {},
+        .reached = [](ApplianceState const & state) { return fileSystemsAre(state, {"ok"}); },
+        .agentTime = wholeTest,
+        .needsDirectIo = true},
+       {.text = "The file system of the NVMe drive fills up",
+        .act = [](SimulatedUnit & unit) { unit.fileSystems().usedPercentIs("drive", 90); },
+        .reached = driveIsFull,
+        .agentTime = std::chrono::seconds(240)},
+       {.text = "The kernel remounts that of the eMMC read-only",
+        .act =
+            [](SimulatedUnit & unit) {
+               unit.fileSystems().mountIs("drive2", "mmcblk0p1", Simulation::FileSystems::Access::readOnly);
+            },
+        .reached = cardIsReadOnly,
+        .agentTime = std::chrono::seconds(600)},
+   };
+}
+
+}  // namespace Agent::Demo

@@ -1,0 +1,46 @@
+// The life of a simulated appliance: what happens to its disks, and what the agent must then say.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "demo/ApplianceState.h"
+#include "simulation/SimulatedUnit.h"
+
+namespace Agent::Demo {
+
+struct Step {
+   std::string text;
+   std::function<void(Simulation::SimulatedUnit &)> act;
+   std::function<bool(ApplianceState const &)> reached;
+   // What the agent may take: some real seconds for its work, and what it waits by its own clock.
+   std::chrono::seconds deadline{10};
+   std::chrono::seconds agentTime{120};
+   // The agent is stopped before the act and started anew after it.
+   bool reboots = false;
+   // Left out where no folder for the file systems takes direct I/O.
+   bool needsDirectIo = false;
+};
+
+using Chapter = std::vector<Step>;
+
+// The mounts of the unit's own disks.
+std::vector<std::string> const & expectedMounts();
+
+// The disks, file systems, tools and appliance files with which the unit boots; before the agent starts.
+void bootUnit(Simulation::SimulatedUnit & unit);
+
+// In the last step the unit boots again and is as at first, so that the story can be told again.
+std::vector<Step> const & story();
+
+// In this order.
+Chapter discoveryChapter();
+Chapter wearChapter();
+Chapter fileSystemChapter();
+Chapter failureChapter();
+Chapter replacementChapter();
+Chapter bootChapter();
+
+}  // namespace Agent::Demo

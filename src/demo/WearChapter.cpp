@@ -1,0 +1,76 @@
+// The disks grow old faster than they should.
+#include "demo/Cast.h"
+#include "demo/Story.h"
+
+namespace Agent::Demo {
+
+namespace {
+
+constexpr std::uint64_t terabyte = 1'000'000'000'000;
+
+Simulation::DriveHealth worn(unsigned percentUsed, int temperature) {
+   auto health = fresh();
+   health.percentUsed = percentUsed;
+   health.temperature = temperature;
+   return health;
+}
+
+// A year of hard work.
+Simulation::DriveHealth old() {
+   auto health = worn(91, 58);
+   health.powerOnHours = 17880;
+   health.bytesWritten = 190 * terabyte;
+   return health;
+}
+
+void allAre(SimulatedUnit & unit, Simulation::DriveHealth const & health, std::uint64_t bytesWritten) {
+   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()}) {
+      unit.trafficIs(disk.name, bytesWritten / 4, bytesWritten);
+      unit.healthIs(disk, health);
+   }
+}
+
+bool lifeUsedIs(ApplianceState const & state, unsigned percent) {
+   auto const * flash = state.healthOf(flashSerial);
+   auto const * drive = state.healthOf(driveSerial);
+   return flash != nullptr && flash->lifeLeft == 100 - percent && drive != nullptr &&
+          drive->lifeUsed == percent;
+}
+
+bool oldAndHot(ApplianceState const & state) {
+   auto const * flash = state.healthOf(flashSerial);
+   auto const * card = state.healthOf(cardSerial);
+   return lifeUsedIs(state, old().percentUsed) && card != nullptr && card->lifeUsed == 10 &&
+          flash->temperature == old().temperature && flash->alarm == "overheat" &&
+          flash->hours == static_cast<double>(old().powerOnHours);
+}
+
+bool bothTold(ApplianceState const & state, std::string_view name) {
+   return state.told(name, {flashSerial}) && state.told(name, {driveSerial});
+}
+
+}  // namespace
+
+Chapter wearChapter() {
+   return {
+       {.text = "smartctl, nvme and the chip's registers tell how the disks are",
+        .act = [](SimulatedUnit &) {},
+        .reached = bootDisksHealthy},
+       {.text = "Two percent of the life of the SATA disk and the NVMe drive are gone; since when is not "
+                "known, so this first fall is only noted",
+        .act = [](SimulatedUnit & unit) { allAre(unit, worn(9, 40), terabyte); },
+        .reached = [](ApplianceState const & state) { return lifeUsedIs(state, 9); }},
+       {.text = "Two more are gone in no time",
+        .act = [](SimulatedUnit & unit) { allAre(unit, worn(11, 46), 3 * terabyte); },
+        .reached =
+            [](ApplianceState const & state) { return bothTold(state, "STORAGEDEVICE_LIFETIME_INFO"); }},
+       {.text = "A year of hard work: the disks are hot, and less than a third of their life is left",
+        .act = [](SimulatedUnit & unit) { allAre(unit, old(), 9 * terabyte); },
+        .reached =
+            [](ApplianceState const & state) {
+               return oldAndHot(state) && bothTold(state, "STORAGEDEVICE_LIFETIME_WARNING");
+            }},
+   };
+}
+
+}  // namespace Agent::Demo

@@ -1,0 +1,289 @@
+// Where the devices of each kind stand in sysfs, as seen on a Linux 6.1 kernel with udev 252.
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <stdexcept>
+
+#include "simulation/DeviceText.h"
+#include "simulation/Disk.h"
+#include "simulation/DriveHealth.h"
+
+namespace Agent::Simulation {
+
+namespace {
+
+constexpr std::string_view devices = "/devices/";
+
+// udev's spelling of what a device says: blanks, and whatever could trouble a path, become "_".
+std::string udevSpelling(std::string_view text) {
+   std::string spelled;
+   for (char const c : text)
+      spelled += std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+                         std::string_view("#+-.:=@_").find(c) != std::string_view::npos
+                     ? c
+                     : '_';
+   return spelled;
+}
+
+unsigned trailingNumber(std::string_view name) {
+   auto const begin = name.find_last_not_of("0123456789") + 1;
+   unsigned number = 0;
+   std::from_chars(name.data() + begin, name.data() + name.size(), number);
+   return number;
+}
+
+std::string deviceNumber(Disk const & disk, unsigned sequence) {
+   static constexpr std::array<unsigned, 16> sdMajors{8,   65,  66,  67,  68,  69,  70,  71,
+                                                      128, 129, 130, 131, 132, 133, 134, 135};
+   switch (disk.kind) {
+      case Disk::Kind::sata:
+      case Disk::Kind::usb: {
+         auto const index = scsiDiskIndex(disk.name);
+         return std::to_string(sdMajors[index / 16 % sdMajors.size()]) + ":" +
+                std::to_string(index % 16 * 16);
+      }
+      case Disk::Kind::card:
+         return "179:" + std::to_string(trailingNumber(disk.name) * 8);
+      case Disk::Kind::nvme:
+      case Disk::Kind::other:
+         break;
+   }
+   return "259:" + std::to_string(sequence);
+}
+
+std::string controllerPath(Disk const & disk, std::string_view usual) {
+   return std::string(devices) + (disk.controller.empty() ? std::string(usual) : disk.controller);
+}
+
+DeviceText blockDevice(Disk const & disk, std::string const & path, std::string_view deviceLink,
+                       unsigned sequence) {
+   DeviceText text(path, "block");
+   auto const number = deviceNumber(disk, sequence);
+   auto const colon = number.find(':');
+   text.node(disk.name)
+       .property("DEVTYPE", "disk")
+       .property("DISKSEQ", std::to_string(sequence))
+       .property("MAJOR", number.substr(0, colon))
+       .property("MINOR", number.substr(colon + 1))
+       .property("CURRENT_TAGS", ":systemd:")
+       .property("TAGS", ":systemd:");
+   text.attribute("dev", number)
+       .attribute("diskseq", std::to_string(sequence))
+       .attribute("size", std::to_string(disk.sectors))
+       .attribute("removable", "0")
+       .attribute("ro", "0")
+       .attribute("queue/logical_block_size", "512")
+       .attribute("stat",
+                  "      51        0     2112       20        0        0        0        0        0"
+                  "       20       20        0        0        0        0        0        0");
+   if (disk.rotational)
+      text.attribute("queue/rotational", *disk.rotational);
+   if (!deviceLink.empty())
+      text.link("device", deviceLink);
+   return text;
+}
+
+// The properties that udev's rules give every disk; `by` is what the link in by-id begins with.
+void identity(DeviceText & text, Disk const & disk, std::string_view by, std::string const & longSerial) {
+   if (!disk.revision.empty())
+      text.property("ID_REVISION", disk.revision);
+   if (disk.kind != Disk::Kind::card && !disk.serial.empty())
+      text.property("ID_SERIAL_SHORT", disk.serial);
+   auto const full = disk.longSerial.empty() ? longSerial : disk.longSerial;
+   if (!full.empty())
+      text.property("ID_SERIAL", full);
+   std::string const links = "/dev/disk/by-path/simulated-" + udevSpelling(disk.name) +
+                             (full.empty() ? "" : " /dev/disk/by-id/" + std::string(by) + udevSpelling(full));
+   text.property("DEVLINKS", disk.devLinks.value_or(links));
+}
+
+// What the disk itself asks for comes over everything made.
+DeviceRecord diskRecord(DeviceText & text, Disk const & disk) {
+   return text.propertiesAre(disk.properties).attributesAre(disk.attributes).absentAre(disk.absent).record();
+}
+
+DeviceRecord pciDevice(std::string const & path, std::string_view driver, std::string_view pciClass) {
+   DeviceText text(path, "pci");
+   text.property("DRIVER", driver).property("PCI_CLASS", pciClass);
+   text.property("PCI_SLOT_NAME", path.substr(path.rfind('/') + 1));
+   text.attribute("class", "0x0" + std::string(pciClass)).attribute("vendor", "0x1b36");
+   return text.record();
+}
+
+std::string joined(std::string const & maker, std::string const & model, std::string const & serial) {
+   std::string text;
+   for (auto const & part : {maker, model, serial})
+      if (!part.empty())
+         text += (text.empty() ? "" : "_") + udevSpelling(part);
+   return text;
+}
+
+// The devices from the SCSI disk down to its host, the disk's own record excepted.
+void scsiParents(std::vector<DeviceRecord> & records, Disk const & disk, std::string const & hostPath) {
+   auto const host = std::to_string(disk.host);
+   auto const target = hostPath + "/target" + host + ":0:0";
+   DeviceText device(target + "/" + host + ":0:0:0", "scsi");
+   device.property("DEVTYPE", "scsi_device").property("DRIVER", "sd").property("MODALIAS", "scsi:t-0x00");
+   device.attribute("model", disk.model)
+       .attribute("rev", disk.revision)
+       .attribute("vendor", disk.kind == Disk::Kind::sata ? "ATA     " : disk.vendor)
+       .attribute("state", "running")
+       .attribute("type", "0")
+       .attributesAre(disk.deviceAttributes);
+   records.push_back(device.record());
+   records.push_back(DeviceText(target, "scsi").property("DEVTYPE", "scsi_target").record());
+   if (disk.scsiHost == Disk::ScsiHost::absent)
+      return;
+   DeviceText hostClass(hostPath + "/scsi_host/host" + host, "scsi_host");
+   hostClass.attribute("state", "running");
+   if (disk.scsiHost == Disk::ScsiHost::complete)
+      hostClass.attribute(
+          "unique_id",
+          disk.uniqueId.value_or(disk.kind == Disk::Kind::sata ? std::to_string(disk.ataPort) : "0"));
+   records.push_back(hostClass.link("device", "../../../host" + host).record());
+   records.push_back(DeviceText(hostPath, "scsi").property("DEVTYPE", "scsi_host").record());
+}
+
+std::string scsiDiskPath(Disk const & disk, std::string const & hostPath) {
+   auto const host = std::to_string(disk.host);
+   return hostPath + "/target" + host + ":0:0/" + host + ":0:0:0/block/" + disk.name;
+}
+
+std::vector<DeviceRecord> sataRecords(Disk const & disk, unsigned sequence) {
+   auto const controller = controllerPath(disk, "pci0000:00/0000:00:02.0");
+   auto const hostPath =
+       controller + "/ata" + std::to_string(disk.ataPort) + "/host" + std::to_string(disk.host);
+   auto text = blockDevice(disk, scsiDiskPath(disk, hostPath),
+                           "../../../" + std::to_string(disk.host) + ":0:0:0", sequence);
+   text.property("ID_BUS", "ata").property("ID_ATA", "1").property("ID_ATA_SATA", "1");
+   text.property("ID_TYPE", "disk").property("ID_MODEL", udevSpelling(disk.model));
+   identity(text, disk, "ata-", joined("", disk.model, disk.serial));
+   std::vector<DeviceRecord> records{diskRecord(text, disk)};
+   scsiParents(records, disk, hostPath);
+   records.push_back(pciDevice(controller, "ahci", "10601"));
+   return records;
+}
+
+std::vector<DeviceRecord> nvmeRecords(Disk const & disk, unsigned sequence) {
+   auto const nameSpace = disk.name.rfind('n');
+   if (!disk.name.starts_with("nvme") || nameSpace < 5 || nameSpace == std::string::npos)
+      throw std::invalid_argument("'" + disk.name + "' is no name of an NVMe namespace");
+   auto const drive = disk.name.substr(0, nameSpace);
+   auto const controller =
+       controllerPath(disk, "pci0000:00/0000:01:0" + std::to_string(trailingNumber(drive)) + ".0");
+   auto text = blockDevice(disk, controller + "/nvme/" + drive + "/" + disk.name, "../../" + drive, sequence);
+   text.property("ID_MODEL", disk.model).property("ID_NSID", disk.name.substr(nameSpace + 1));
+   text.attribute("nsid", disk.name.substr(nameSpace + 1));
+   auto const longSerial = joined("", disk.model, disk.serial);
+   identity(text, disk, "nvme-", longSerial.empty() ? "" : longSerial + "_1");
+   DeviceText parent(controller + "/nvme/" + drive, "nvme");
+   parent.property("DEVNAME", "/dev/" + drive).property("NVME_TRTYPE", "pcie");
+   parent.attribute("address", controller.substr(controller.rfind('/') + 1))
+       .attribute("firmware_rev", disk.revision)
+       .attribute("model", disk.model)
+       .attribute("serial", disk.serial)
+       .attribute("state", "live")
+       .attribute("transport", "pcie")
+       .attributesAre(disk.deviceAttributes);
+   return {diskRecord(text, disk), parent.record(), pciDevice(controller, "nvme", "10802")};
+}
+
+std::vector<DeviceRecord> cardRecords(Disk const & disk, unsigned sequence) {
+   auto const controller = controllerPath(disk, "pci0000:00/0000:00:06.0");
+   auto const host = "mmc" + std::to_string(trailingNumber(disk.name));
+   auto const hostPath = controller + "/mmc_host/" + host;
+   auto const card = host + ":0001";
+   auto text = blockDevice(disk, hostPath + "/" + card + "/block/" + disk.name, "../../../" + card, sequence);
+   text.property("ID_NAME", udevSpelling(disk.model)).property("MMC_TYPE", "MMC").attribute("force_ro", "0");
+   identity(text, disk, "mmc-" + udevSpelling(disk.model) + "_", disk.serial);
+   DeviceText parent(hostPath + "/" + card, "mmc");
+   parent.property("DRIVER", "mmcblk").property("MMC_TYPE", "MMC").property("MODALIAS", "mmc:block");
+   parent.property("MMC_NAME", disk.model).attribute("name", disk.model).attribute("type", "MMC");
+   if (!disk.cid.empty())
+      parent.attribute("cid", disk.cid);
+   if (!disk.serial.empty())
+      parent.attribute("serial", disk.serial);
+   DriveHealth const health;
+   parent.attribute("life_time", emmcLifeTime(health)).attribute("pre_eol_info", emmcPreEndOfLife(health));
+   parent.attributesAre(disk.deviceAttributes);
+   return {diskRecord(text, disk), parent.record(), DeviceText(hostPath, "mmc_host").record(),
+           pciDevice(controller, "sdhci-pci", "80501")};
+}
+
+// The USB devices on the way to a port, the bus first: usb1, usb1/1-1, usb1/1-1/1-1.2.
+std::vector<std::string> usbDevicePaths(Disk const & disk, std::string const & controller) {
+   auto const & port = disk.usbPort;
+   auto const dash = port.find('-');
+   if (dash == std::string::npos || port.find('/') != std::string::npos)
+      throw std::invalid_argument("'" + port + "' is no USB port");
+   std::vector<std::string> paths{controller + "/usb" + port.substr(0, dash)};
+   for (auto end = port.find('.'); end != std::string::npos; end = port.find('.', end + 1))
+      paths.push_back(paths.back() + "/" + port.substr(0, end));
+   paths.push_back(paths.back() + "/" + port);
+   return paths;
+}
+
+void usbParents(std::vector<DeviceRecord> & records, Disk const & disk,
+                std::vector<std::string> const & paths) {
+   DeviceText interface(paths.back() + "/" + disk.usbPort + ":1.0", "usb");
+   interface.property("DEVTYPE", "usb_interface").property("DRIVER", "usb-storage");
+   interface.property("INTERFACE", "8/6/80").attribute("bInterfaceNumber", "00");
+   records.push_back(interface.record());
+   for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+      DeviceText text(*path, "usb");
+      text.property("DEVTYPE", "usb_device").property("DRIVER", "usb");
+      if (path == paths.rbegin())
+         text.attribute("serial", disk.serial).attribute("product", disk.model);
+      records.push_back(text.record());
+   }
+}
+
+std::vector<DeviceRecord> usbRecords(Disk const & disk, unsigned sequence) {
+   auto const controller = controllerPath(disk, "pci0000:00/0000:00:05.0");
+   auto const paths = usbDevicePaths(disk, controller);
+   auto const hostPath = paths.back() + "/" + disk.usbPort + ":1.0/host" + std::to_string(disk.host);
+   auto text = blockDevice(disk, scsiDiskPath(disk, hostPath),
+                           "../../../" + std::to_string(disk.host) + ":0:0:0", sequence);
+   text.property("ID_BUS", "usb").property("ID_TYPE", "disk").property("ID_INSTANCE", "0:0");
+   text.property("ID_MODEL", udevSpelling(disk.model)).property("ID_USB_DRIVER", "usb-storage");
+   if (!disk.vendor.empty())
+      text.property("ID_VENDOR", udevSpelling(disk.vendor));
+   auto const longSerial = joined(disk.vendor, disk.model, disk.serial);
+   identity(text, disk, "usb-", longSerial.empty() ? "" : longSerial + "-0:0");
+   std::vector<DeviceRecord> records{diskRecord(text, disk)};
+   scsiParents(records, disk, hostPath);
+   usbParents(records, disk, paths);
+   records.push_back(pciDevice(controller, "xhci_hcd", "C0330"));
+   return records;
+}
+
+std::vector<DeviceRecord> otherRecords(Disk const & disk, unsigned sequence) {
+   auto text = blockDevice(disk, controllerPath(disk, "virtual") + "/block/" + disk.name, "", sequence);
+   if (!disk.model.empty())
+      text.property("ID_MODEL", disk.model);
+   identity(text, disk, "", joined(disk.vendor, disk.model, disk.serial));
+   return {diskRecord(text, disk)};
+}
+
+}  // namespace
+
+std::vector<DeviceRecord> deviceRecords(Disk const & disk, unsigned sequence) {
+   if (disk.name.empty() || disk.name.find('/') != std::string::npos)
+      throw std::invalid_argument("'" + disk.name + "' is no kernel name");
+   switch (disk.kind) {
+      case Disk::Kind::sata:
+         return sataRecords(disk, sequence);
+      case Disk::Kind::nvme:
+         return nvmeRecords(disk, sequence);
+      case Disk::Kind::card:
+         return cardRecords(disk, sequence);
+      case Disk::Kind::usb:
+         return usbRecords(disk, sequence);
+      case Disk::Kind::other:
+         break;
+   }
+   return otherRecords(disk, sequence);
+}
+
+}  // namespace Agent::Simulation

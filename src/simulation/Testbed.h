@@ -1,0 +1,38 @@
+// The umockdev test bed of a simulated unit, GLib kept out of sight.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "simulation/Disk.h"
+
+namespace Agent::Simulation {
+
+class Testbed {
+ public:
+   // Throws std::runtime_error when the preload is missing, another test bed lives or no folder can be made.
+   Testbed();
+   ~Testbed();
+   Testbed(Testbed const &) = delete;
+   Testbed & operator=(Testbed const &) = delete;
+
+   std::filesystem::path const & folder() const { return folder_; }
+   // Where a device's sysfs folder, named as the kernel does, is for everybody.
+   std::filesystem::path sysFolder(std::string_view devicePath) const;
+
+   // Throws std::invalid_argument when umockdev does not understand the record.
+   void deviceIs(DeviceRecord const & record);
+   void deviceDel(DeviceRecord const & record);
+   void propertyIs(std::string_view devicePath, std::string_view name, std::string_view value);
+   // Every listener must have room, or umockdev ends the process.
+   void event(std::string_view devicePath, std::string_view action);
+
+ private:
+   struct Handle;
+   std::unique_ptr<Handle> handle_;
+   std::filesystem::path folder_;
+};
+
+}  // namespace Agent::Simulation

@@ -1,0 +1,25 @@
+#include "agent/documents/LivenessDocument.h"
+
+#include <gtest/gtest.h>
+
+namespace Agent {
+namespace {
+
+TEST(LivenessDocument, WithoutAHoldThereIsNoLastOne) {
+   EXPECT_EQ(livenessDocument(0.0001234, {}),
+             "{\"status\":\"ok\",\"lastTurnAgeSeconds\":0.000123,\"holds\":{\"count\":0,\"longestSeconds\":0."
+             "0}}\n");
+}
+
+TEST(LivenessDocument, TheLastHoldIsTheOneThatBeganLast) {
+   Holds holds{2, 93.25, Hold{12.5, "fsync", "/mnt/dri\nve\xff", 1700000000.5}};
+   EXPECT_EQ(livenessDocument(0.5, holds),
+             "{\"status\":\"ok\",\"lastTurnAgeSeconds\":0.5,\"holds\":{\"count\":2,\"longestSeconds\":93.25,"
+             "\"last\":{\"seconds\":12.5,\"operation\":\"fsync\",\"path\":\"/mnt/dri\\nve\\\\xff\","
+             "\"time\":1700000000.5}}}\n");
+   holds.last->path = "";
+   EXPECT_EQ(livenessDocument(0.5, holds).find("\"path\""), std::string::npos);
+}
+
+}  // namespace
+}  // namespace Agent

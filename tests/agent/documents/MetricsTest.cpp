@@ -1,0 +1,35 @@
+#include "agent/documents/Metrics.h"
+
+#include <gtest/gtest.h>
+
+namespace Agent {
+namespace {
+
+TEST(Metrics, TellOfTheLoop) {
+   EXPECT_EQ(metricsText(0.25, {}),
+             "# HELP storagedevices_last_turn_age_seconds Since the loop's last turn ended.\n"
+             "# TYPE storagedevices_last_turn_age_seconds gauge\n"
+             "storagedevices_last_turn_age_seconds 0.250000\n"
+             "# HELP storagedevices_loop_holds_total Times that one turn took five seconds or longer.\n"
+             "# TYPE storagedevices_loop_holds_total counter\n"
+             "storagedevices_loop_holds_total 0.000000\n"
+             "# HELP storagedevices_loop_longest_hold_seconds The longest of these turns.\n"
+             "# TYPE storagedevices_loop_longest_hold_seconds gauge\n"
+             "storagedevices_loop_longest_hold_seconds 0.000000\n");
+}
+
+TEST(Metrics, NameWhatHeldItLast) {
+   Holds const holds{2, 93.25, Hold{12.5, "fsync", "/mnt/\"dri\\\nve", 1700000000.5}};
+   std::string const text = metricsText(0, holds);
+   EXPECT_NE(text.find("storagedevices_loop_holds_total 2.000000\n"), std::string::npos) << text;
+   EXPECT_NE(text.find("storagedevices_loop_longest_hold_seconds 93.250000\n"), std::string::npos) << text;
+   std::string const last = text.substr(text.rfind("storagedevices_loop_last_hold_seconds{"));
+   EXPECT_TRUE(
+       last.starts_with("storagedevices_loop_last_hold_seconds{operation=\"fsync\",path=\"/mnt/\\\"dri"))
+       << last;
+   EXPECT_TRUE(last.ends_with("ve\"} 12.500000\n")) << last;
+   EXPECT_EQ(last.find('\n'), last.size() - 1) << "a line end in a name does not end the line";
+}
+
+}  // namespace
+}  // namespace Agent

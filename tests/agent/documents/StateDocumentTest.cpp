@@ -1,0 +1,132 @@
+#include "agent/documents/StateDocument.h"
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/DocumentText.h"
+
+namespace {
+
+using BusType = StorageDevices::ConnectedDisk::BusType;
+using EntityMib::StorageType;
+
+class StateDocumentTest : public testing::Test {
+ protected:
+   rapidjson::Document document(bool ready) const {
+      rapidjson::Document parsed;
+      parsed.Parse(text(ready).c_str());
+      return parsed;
+   }
+   std::string text(bool ready) const {
+      return Support::documentText(
+          *Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings, {}, counters}));
+   }
+
+   Agent::Entities entities;
+   Pelm::Ptr<StorageDevices::ConnectedDevices> devices = entities.devices;
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
+   Agent::IoStatErrors errors;
+   Agent::Counters counters;
+   Agent::ToolRuns tools{tracker};
+   Agent::Readings readings{entities, tracker};
+};
+
+TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
+   auto const state = document(false);
+   EXPECT_TRUE(state["version"].IsString());
+   EXPECT_EQ(state["time"].GetDouble(), 1795196298.5);
+   EXPECT_FALSE(state["internalDevicesReady"].GetBool());
+   EXPECT_TRUE(state["connectedDevices"]["disk"].ObjectEmpty());
+   EXPECT_TRUE(state["connectedDevices"]["udevSerialToSerialMap"].ObjectEmpty());
+   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
+                            "deviceLifetimeChange", "temperature", "mountPoints", "kernelLines"})
+      EXPECT_TRUE(state[key].ObjectEmpty()) << key;
+   EXPECT_EQ(state["tools"]["runs"].GetUint(), 0U);
+   EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
+   EXPECT_TRUE(state["storageDevicesInfo"]["fsList"].ObjectEmpty());
+   EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 0U);
+   EXPECT_EQ(state["discovery"]["anonymousRemovalCount"].GetUint(), 0U);
+   EXPECT_TRUE(state["discovery"]["unclassifiedDevices"].ObjectEmpty());
+   EXPECT_EQ(state.MemberCount(), 18U);
+}
+
+TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
+   errors = {1, 2, 3};
+   auto const state = document(false);
+   EXPECT_EQ(state["ioStatErrors"]["openErrorCount"].GetUint(), 1U);
+   EXPECT_EQ(state["ioStatErrors"]["getlineErrorCount"].GetUint(), 2U);
+   EXPECT_EQ(state["ioStatErrors"]["regexErrorCount"].GetUint(), 3U);
+}
+
+TEST_F(StateDocumentTest, LinesOfTheKernelAndOfTheLogAreCounted) {
+   counters = {Agent::KernelLineCounts{9, 6, 5, 3, 1}, 7};
+   auto const state = document(false);
+   auto const & lines = state["kernelLines"];
+   EXPECT_EQ(lines["received"].GetUint(), 9U);
+   EXPECT_EQ(lines["forwarded"].GetUint(), 6U);
+   EXPECT_EQ(lines["rewritten"].GetUint(), 5U);
+   EXPECT_EQ(lines["dropped"].GetUint(), 3U);
+   EXPECT_EQ(lines["overruns"].GetUint(), 1U);
+   EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 7U);
+}
+
+TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {
+   devices->diskIs("SN1", StorageType::sataSsd, "/dev/sda", "/mnt/drive", "Model A", "1.2", false,
+                   BusType::sata, "1", 256);
+   devices->udevSerialToSerialMapIs("UDEV1", "SN1");
+   auto const state = document(true);
+   EXPECT_TRUE(state["internalDevicesReady"].GetBool());
+   auto const & disk = state["connectedDevices"]["disk"]["SN1"];
+   EXPECT_STREQ(disk["name"].GetString(), "SN1");
+   EXPECT_EQ(disk["mibType"].GetInt(), 2);
+   EXPECT_STREQ(disk["blockDevice"].GetString(), "/dev/sda");
+   EXPECT_STREQ(disk["mountPoint"].GetString(), "/mnt/drive");
+   EXPECT_STREQ(disk["model"].GetString(), "Model A");
+   EXPECT_STREQ(disk["firmwareRevision"].GetString(), "1.2");
+   EXPECT_FALSE(disk["removable"].GetBool());
+   EXPECT_EQ(disk["busType"].GetInt(), 1);
+   EXPECT_STREQ(disk["devAddress"].GetString(), "1");
+   EXPECT_EQ(disk["sizeGb"].GetUint(), 256U);
+   EXPECT_STREQ(disk["deviceIntfAndAddress"].GetString(), "ata1");
+   EXPECT_STREQ(state["connectedDevices"]["udevSerialToSerialMap"]["UDEV1"].GetString(), "SN1");
+}
+
+TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {
+   devices->diskIs(Pelm::String{std::string_view{"S\xff\x01\0N", 5}}, StorageType::eMmc, "/dev/mmcblk0",
+                   "/mnt/x", "\xc3\x28", "", true, BusType::other, "", 4294967295U);
+   auto const state = document(true);
+   ASSERT_FALSE(state.HasParseError());
+   ASSERT_EQ(state["connectedDevices"]["disk"].MemberCount(), 1U);
+   auto const & disk = state["connectedDevices"]["disk"].MemberBegin()->value;
+   EXPECT_STREQ(disk["model"].GetString(), "\\xc3(");
+   EXPECT_EQ(disk["sizeGb"].GetUint(), 4294967295U);
+}
+
+TEST_F(StateDocumentTest, SerialsThatDifferInIllFormedBytesAloneStayTwoKeys) {
+   for (char const * const serial : {"SN\xff", "SN\xfe", "SN\\xff"})
+      devices->diskIs(serial, StorageType::sataSsd, "/dev/sda", "/mnt/drive", "", "", false, BusType::sata,
+                      "1", 1);
+   auto const state = document(true);
+   auto const & disks = state["connectedDevices"]["disk"];
+   EXPECT_EQ(disks.MemberCount(), 3U);
+   for (char const * const key : {"SN\\xff", "SN\\xfe", "SN\\x5cxff"})
+      EXPECT_TRUE(disks.HasMember(key)) << key;
+}
+
+TEST_F(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {
+   // The eight-bit escape of terminals, a right-to-left override, and an innocent letter.
+   std::string const rightToLeft = std::string{"\xe2"} + "\x80\xae";
+   std::string const model = "\xc2\x9b" + std::string{"2J"} + rightToLeft + "\xc3\xbc\x7f";
+   devices->diskIs("SN\xc2\x9b", StorageType::sataSsd, "/dev/sda", "/mnt/drive", Pelm::String{model}, "",
+                   false, BusType::sata, "1", 256);
+   std::string const json = text(true);
+   EXPECT_TRUE(std::all_of(json.begin(), json.end(), [](char c) { return c >= ' ' && c <= '~'; })) << json;
+   rapidjson::Document state;
+   state.Parse(json.c_str());
+   EXPECT_EQ(state["connectedDevices"]["disk"]["SN\xc2\x9b"]["model"].GetString(), model);
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+#include "agent/serve/ListenSocket.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/HttpExchange.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+// What somebody does to the path at the moment in which a socket was bound to it.
+std::function<void()> afterBind;
+
+}  // namespace
+
+// In the place of the C library's.
+extern "C" int bind(int fd, sockaddr const * address, socklen_t size) {
+   long const result = syscall(SYS_bind, fd, address, size);
+   if (afterBind)
+      std::exchange(afterBind, nullptr)();
+   return static_cast<int>(result);
+}
+
+namespace {
+
+using Agent::ListenSocket;
+using Agent::SocketError;
+
+std::string errorOf(std::string const & path) {
+   try {
+      ListenSocket::atPath(path);
+   } catch (SocketError const & error) {
+      return error.what();
+   }
+   return "no error";
+}
+
+int datagramSocketAt(std::string const & path) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   return fd;
+}
+
+class ListenSocketTest : public testing::Test {
+ protected:
+   Support::TempDir folder;
+   std::string path = folder.string() + "/a/b/status.sock";
+};
+
+TEST_F(ListenSocketTest, MakesItsFoldersAndIsOpenToEverybody) {
+   ListenSocket const socket = ListenSocket::atPath(path);
+   struct stat status {};
+   ASSERT_EQ(stat(path.c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 07777U, 0666U);
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, IsOpenToEverybodyWhateverTheUmask) {
+   for (mode_t const mask : {0777U, 0U}) {
+      mode_t const before = umask(mask);
+      ListenSocket const socket = ListenSocket::atPath(folder.string() + "/s");
+      EXPECT_EQ(umask(before), mask);
+      struct stat status {};
+      ASSERT_EQ(stat((folder.string() + "/s").c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 07777U, 0666U) << mask;
+   }
+}
+
+TEST_F(ListenSocketTest, ALinkPlantedInItsPlaceIsNeitherFollowedNorRemoved) {
+   std::string const victim = folder.fileIs("shadow", "secret").string();
+   ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
+   afterBind = [&] {
+      std::filesystem::remove(path);
+      std::filesystem::create_symlink(victim, path);
+   };
+   { ListenSocket const socket = ListenSocket::atPath(path); }
+   struct stat status {};
+   ASSERT_EQ(stat(victim.c_str(), &status), 0);
+   EXPECT_EQ(status.st_mode & 07777U, 0600U);
+   EXPECT_TRUE(std::filesystem::is_symlink(path));
+}
+
+TEST_F(ListenSocketTest, AHundredClientsMayWaitToBeLetIn) {
+   ListenSocket const listening = ListenSocket::atPath(path);
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   std::vector<int> waiting;
+   for (int i = 0; i < 100; ++i) {
+      waiting.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      EXPECT_EQ(connect(waiting.back(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0) << i;
+   }
+   for (int const fd : waiting)
+      close(fd);
+}
+
+TEST_F(ListenSocketTest, ItsFileGoesWithIt) {
+   std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
+   socket.reset();
+   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(ListenSocketTest, AFileLeftBehindIsReplaced) {
+   std::filesystem::path const saved = folder.path() / "saved";
+   {
+      ListenSocket const dead = ListenSocket::atPath(path);
+      std::filesystem::rename(path, saved);
+   }
+   std::filesystem::rename(saved, path);
+   ListenSocket const socket = ListenSocket::atPath(path);
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, ARunningAgentIsLeftAlone) {
+   ListenSocket const running = ListenSocket::atPath(path);
+   EXPECT_EQ(errorOf(path),
+             path + ": another agent answers there; stop it first or set status.socket elsewhere");
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, ASocketOfAnotherKindIsLeftAlone) {
+   std::string const datagrams = folder.string() + "/log";
+   int const fd = datagramSocketAt(datagrams);
+   EXPECT_NE(errorOf(datagrams), "no error");
+   EXPECT_TRUE(std::filesystem::exists(datagrams));
+   close(fd);
+}
+
+TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
+   std::string const file = folder.fileIs("status.sock", "precious").string();
+   EXPECT_EQ(errorOf(file),
+             file + ": is there already and is no socket; remove it or set status.socket elsewhere");
+   EXPECT_EQ(folder.content("status.sock"), "precious");
+}
+
+TEST_F(ListenSocketTest, ASocketForDatagramsIsClearedWhenNobodyReadsThere) {
+   std::string const datagrams = folder.string() + "/kernel";
+   int const fd = datagramSocketAt(datagrams);
+   auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
+   EXPECT_THROW(clear(), SocketError);
+   EXPECT_TRUE(std::filesystem::exists(datagrams));
+   close(fd);
+   clear();
+   EXPECT_FALSE(std::filesystem::exists(datagrams));
+   clear();
+}
+
+TEST_F(ListenSocketTest, AFileThatSomebodyElsePutThereMeanwhileStays) {
+   std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
+   std::filesystem::remove(path);
+   ListenSocket const successor = ListenSocket::atPath(path);
+   socket.reset();
+   EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
+}
+
+TEST_F(ListenSocketTest, PathsThatCannotBeAreRefused) {
+   std::string const tooLong = "/" + std::string(120, 'x');
+   EXPECT_EQ(errorOf(tooLong), tooLong + ": is too long for a socket's path");
+   std::string const below = folder.fileIs("file", "").string() + "/status.sock";
+   EXPECT_EQ(errorOf(below), below +
+                                 ": cannot make its directory: Not a directory; run as root or set "
+                                 "status.socket elsewhere");
+}
+
+TEST_F(ListenSocketTest, ListensOnTcp) {
+   ListenSocket const first = ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634"));
+   EXPECT_GE(first.fd(), 0);
+   EXPECT_THROW(ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634")), SocketError);
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+#include "agent/service/ServiceManager.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/support/NotifySocket.h"
+
+namespace Agent {
+namespace {
+
+class ServiceManagerTest : public testing::Test {
+ protected:
+   ~ServiceManagerTest() override {
+      for (char const * const name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
+         unsetenv(name);
+   }
+   static void variable(char const * name, std::string const & value) { setenv(name, value.c_str(), 1); }
+
+   Support::TempDir folder;
+};
+
+TEST_F(ServiceManagerTest, IsToldOnTheSocketThatItNames) {
+   Support::NotifySocket const socket{folder.string() + "/notify"};
+   variable("NOTIFY_SOCKET", socket.name());
+   ServiceManager const manager;
+   manager.tell("READY=1");
+   manager.tell("STOPPING=1");
+   EXPECT_EQ(socket.told(), (std::vector<std::string>{"READY=1", "STOPPING=1"}));
+   EXPECT_EQ(manager.patience(), std::nullopt);
+}
+
+TEST_F(ServiceManagerTest, MayHaveAnAbstractSocket) {
+   Support::NotifySocket const socket{"@storagedevices-test-" + std::to_string(getpid())};
+   variable("NOTIFY_SOCKET", socket.name());
+   ServiceManager{}.tell("READY=1");
+   EXPECT_EQ(socket.told(), std::vector<std::string>{"READY=1"});
+}
+
+TEST_F(ServiceManagerTest, MayBeAbsentAwayOrOutOfReach) {
+   ServiceManager{}.tell("READY=1");
+   for (std::string const & name : {std::string{}, std::string{"vsock:2:1234"}, folder.string() + "/nobody",
+                                    "/" + std::string(200, 'x')}) {
+      variable("NOTIFY_SOCKET", name);
+      ServiceManager{}.tell("READY=1");
+   }
+}
+
+TEST_F(ServiceManagerTest, ThatReadsNothingHoldsNobody) {
+   Support::NotifySocket const socket{folder.string() + "/notify"};
+   variable("NOTIFY_SOCKET", socket.name());
+   ServiceManager const manager;
+   for (int i = 0; i < 10000; ++i)
+      manager.tell("WATCHDOG=1");
+   EXPECT_GT(socket.told().size(), 0U);
+}
+
+TEST_F(ServiceManagerTest, SaysHowLongItWaitsForThisProcessAlone) {
+   variable("NOTIFY_SOCKET", folder.string() + "/notify");
+   variable("WATCHDOG_USEC", "30000000");
+   EXPECT_EQ(ServiceManager{}.patience(), 30.0);
+   variable("WATCHDOG_PID", std::to_string(getpid()));
+   EXPECT_EQ(ServiceManager{}.patience(), 30.0);
+   variable("WATCHDOG_PID", std::to_string(getppid()));
+   EXPECT_EQ(ServiceManager{}.patience(), std::nullopt);
+   variable("WATCHDOG_PID", "");
+   for (char const * const useless : {"", "0", "-5", "30s", "99999999999999999999"}) {
+      variable("WATCHDOG_USEC", useless);
+      EXPECT_EQ(ServiceManager{}.patience(), std::nullopt) << useless;
+   }
+}
+
+}  // namespace
+}  // namespace Agent

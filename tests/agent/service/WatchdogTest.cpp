@@ -1,0 +1,160 @@
+// The watchdog's thread beside a loop of the test's own. Also run under ThreadSanitizer.
+#include "agent/service/Watchdog.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "runtime/Vorn/BlockingCall.h"
+#include "runtime/host/Loop.h"
+#include "tests/support/FailingAllocations.h"
+#include "tests/support/NotifySocket.h"
+#include "tests/support/PipedLog.h"
+
+namespace {
+
+// While it is set, every thread but the first finds no memory.
+std::atomic<bool> noMemoryBeside = false;
+
+}  // namespace
+
+bool Support::refusesAllocation(std::size_t /*bytes*/) {
+   return noMemoryBeside && gettid() != getpid();
+}
+
+namespace Agent {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ThreadsWatchdog : public testing::Test, protected Support::PipedLog {
+ protected:
+   ThreadsWatchdog() {
+      setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
+      Host::turn(0);  // what the loop did last, whoever ran it, was just now
+   }
+   ~ThreadsWatchdog() override {
+      unsetenv("NOTIFY_SOCKET");
+      unsetenv("WATCHDOG_USEC");
+   }
+
+   static std::set<std::string> threads() {
+      std::set<std::string> ids;
+      for (auto const & task : fs::directory_iterator{"/proc/self/task"})
+         ids.insert(task.path().filename());
+      return ids;
+   }
+   static bool isBlocked(std::string const & thread, int signal) {
+      std::ifstream status{"/proc/self/task/" + thread + "/status"};
+      std::uint64_t mask = 0;
+      for (std::string word; status >> word;)
+         if (word == "SigBlk:")
+            status >> std::hex >> mask;
+      return (mask >> static_cast<unsigned>(signal - 1) & 1U) != 0;
+   }
+   Support::TempDir folder;
+   Support::NotifySocket socket{folder.string() + "/notify"};
+};
+
+TEST_F(ThreadsWatchdog, IsOneThreadThatTakesNoSignalsAndGoesAtOnce) {
+   ServiceManager const manager;
+   std::thread{[] {}}.join();  // a sanitizer starts one of its own with the first
+   auto const before = threads();
+   auto const start = std::chrono::steady_clock::now();
+   {
+      Watchdog const watchdog{*log, manager};
+      auto now = threads();
+      for (std::string const & thread : before)
+         now.erase(thread);
+      ASSERT_EQ(now.size(), 1U);
+      for (int const signal : {SIGTERM, SIGINT, SIGHUP, SIGCHLD, SIGUSR1, SIGPIPE, SIGALRM})
+         EXPECT_TRUE(isBlocked(*now.begin(), signal)) << signal;
+      EXPECT_FALSE(isBlocked(std::to_string(gettid()), SIGTERM));
+   }
+   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{900});
+   EXPECT_EQ(threads(), before);
+   EXPECT_EQ(written(), "");
+}
+
+TEST_F(ThreadsWatchdog, GivesTheServiceManagerFourSignsInItsTime) {
+   setenv("WATCHDOG_USEC", "80000", 1);
+   ServiceManager const manager;
+   auto const start = std::chrono::steady_clock::now();
+   Watchdog const watchdog{*log, manager};
+   for (int i = 0; i < 5; ++i)
+      EXPECT_EQ(socket.next(), "WATCHDOG=1");
+   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{80});
+}
+
+TEST_F(ThreadsWatchdog, WithoutAWatchfulManagerItGivesNone) {
+   ServiceManager const manager;
+   {
+      Watchdog const watchdog{*log, manager};
+      manager.tell("READY=1");
+      EXPECT_EQ(socket.next(), "READY=1");
+   }
+   EXPECT_TRUE(socket.told().empty());
+}
+
+#ifndef STORAGEDEVICES_ALLOCATES_BY_ITSELF
+TEST_F(ThreadsWatchdog, GivesSignsOfLifeWhereItFindsNoMemoryToLook) {
+   setenv("WATCHDOG_USEC", "80000", 1);
+   ServiceManager const manager;
+   Vorn::BlockingCall const call{"fsync", "/mnt/a-name-that-takes-memory-to-be-kept"};
+   noMemoryBeside = true;
+   {
+      Watchdog const watchdog{*log, manager};
+      for (int i = 0; i < 3; ++i)
+         EXPECT_EQ(socket.next(), "WATCHDOG=1");
+   }
+   noMemoryBeside = false;
+}
+#endif
+
+TEST_F(ThreadsWatchdog, LinesOfTwoThreadsStayWholeBesideALoopAtWork) {
+   ServiceManager const manager;
+   Watchdog const watchdog{*log, manager};
+   std::atomic<bool> done = false;
+   std::string text;
+   std::thread reader{[&] {
+      while (!done)
+         text += written();
+   }};
+   std::thread beside{[&] {
+      for (int i = 0; i < 200; ++i)
+         log->noticeFromBeside(4, std::string(500, 'b'));
+   }};
+   for (int i = 0; i < 200; ++i) {
+      Host::turn(0);
+      Vorn::BlockingCall const call{"fsync", "/mnt/drive"};
+      log->notice(6, std::string(500, 'a'));
+      EXPECT_EQ(watchdog.holds().count, 0U);
+   }
+   beside.join();
+   done = true;
+   reader.join();
+   text += written();
+   std::uint64_t whole = 0;
+   for (std::size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+      std::string const line = text.substr(at, end - at);
+      whole += line.ends_with(": " + std::string(500, 'a')) || line.ends_with(": " + std::string(500, 'b'));
+   }
+   EXPECT_EQ(whole + log->dropped(), 400U);
+   EXPECT_GT(whole, 0U);
+}
+
+}  // namespace
+}  // namespace Agent

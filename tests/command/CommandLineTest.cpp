@@ -1,0 +1,112 @@
+#include "command/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace Agent {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+Command commandOf(Arguments const & arguments) {
+   Invocation const invocation = parseCommandLine(arguments, "1.2.3");
+   EXPECT_TRUE(invocation.command.has_value()) << invocation.error;
+   EXPECT_EQ(invocation.exitCode, 0);
+   EXPECT_EQ(invocation.output + invocation.error, "");
+   return invocation.command.value_or(Command{});
+}
+
+std::string usageErrorOf(Arguments const & arguments) {
+   Invocation const invocation = parseCommandLine(arguments, "1.2.3");
+   EXPECT_FALSE(invocation.command.has_value());
+   EXPECT_EQ(invocation.exitCode, 2);
+   EXPECT_EQ(invocation.output, "");
+   EXPECT_EQ(std::count(invocation.error.begin(), invocation.error.end(), '\n'), 1) << invocation.error;
+   EXPECT_TRUE(invocation.error.starts_with("storagedevices: ") && invocation.error.ends_with(" --help\n"))
+       << invocation.error;
+   return invocation.error;
+}
+
+TEST(CommandLine, namesACommand) {
+   EXPECT_EQ(commandOf({"agent"}).kind, Command::Kind::agent);
+   EXPECT_EQ(commandOf({"status"}).kind, Command::Kind::status);
+   EXPECT_EQ(commandOf({"messages"}).kind, Command::Kind::messages);
+   EXPECT_EQ(commandOf({"catalogue"}).kind, Command::Kind::catalogue);
+   EXPECT_EQ(commandOf({"check-config"}).kind, Command::Kind::checkConfig);
+   EXPECT_EQ(commandOf({"demo"}).kind, Command::Kind::demo);
+}
+
+TEST(CommandLine, leavesUnsaidOptionsAtTheirDefaults) {
+   Command const status = commandOf({"status"});
+   EXPECT_EQ(status.socket, "/run/storagedevices/status.sock");
+   EXPECT_FALSE(status.json || status.watch);
+   Command const messages = commandOf({"messages"});
+   EXPECT_EQ(messages.socket, "/run/storagedevices/status.sock");
+   EXPECT_FALSE(messages.json || messages.follow);
+   EXPECT_EQ(commandOf({"agent"}).configPath, std::nullopt);
+   EXPECT_EQ(commandOf({"demo"}).timeScale, std::nullopt);
+}
+
+TEST(CommandLine, takesTheOptionsOfEachCommand) {
+   EXPECT_EQ(commandOf({"agent", "--config", "/a.toml"}).configPath, "/a.toml");
+   EXPECT_EQ(commandOf({"check-config", "--config=/b.toml"}).configPath, "/b.toml");
+   EXPECT_TRUE(commandOf({"status", "--json"}).json);
+   Command const watch = commandOf({"status", "--socket", "/x.sock", "--watch"});
+   EXPECT_TRUE(watch.watch);
+   EXPECT_EQ(watch.socket, "/x.sock");
+   Command const messages = commandOf({"messages", "--follow", "--json", "--socket", "/y.sock"});
+   EXPECT_TRUE(messages.follow && messages.json);
+   EXPECT_EQ(messages.socket, "/y.sock");
+   EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
+   EXPECT_EQ(commandOf({"demo", "--time-scale", "250.5"}).timeScale, 250.5);
+   EXPECT_EQ(commandOf({"demo", "--http", "127.0.0.1:9634"}).http, "127.0.0.1:9634");
+   EXPECT_NE(usageErrorOf({"demo", "--http", "0.0.0.0:9634"}).find("--http"), std::string::npos);
+}
+
+TEST(CommandLine, refusesWrongUsageInOneLine) {
+   EXPECT_EQ(usageErrorOf({}), "storagedevices: A command is required; see storagedevices --help\n");
+   EXPECT_NE(usageErrorOf({"frobnicate"}).find("frobnicate"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"--frobnicate"}).find("--frobnicate"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"agent", "--json"}).find("--json"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"status", "now"}).find("now"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"agent", "--config"}).find("--config"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"agent", "--config", ""}).find("--config"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"agent", "--config", "a", "--config", "b"}).find("--config"), std::string::npos);
+   for (std::string const & path : {std::string{}, "/" + std::string(107, 's')})
+      EXPECT_NE(usageErrorOf({"status", "--socket", path}).find("--socket"), std::string::npos) << path;
+   EXPECT_NE(usageErrorOf({"status", "--json", "--watch"}).find("--json"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"messages", "--watch"}).find("--watch"), std::string::npos);
+   EXPECT_NE(usageErrorOf({"status", "catalogue"}).find("catalogue"), std::string::npos);
+}
+
+TEST(CommandLine, boundsTheTimeScale) {
+   for (char const * scale : {"0", "-1", "nan", "inf", "100001", "fast", ""})
+      EXPECT_NE(usageErrorOf({"demo", "--time-scale", scale}).find("--time-scale"), std::string::npos)
+          << scale;
+}
+
+TEST(CommandLine, escapesWhatItRepeats) {
+   std::string const error = usageErrorOf({"\x1b[2J\n\xff"});
+   EXPECT_NE(error.find("\\x1b[2J\\n\\xff"), std::string::npos) << error;
+}
+
+TEST(CommandLine, pointsToTheHelpOfTheCommand) {
+   EXPECT_TRUE(usageErrorOf({"status", "--no"}).ends_with("; see storagedevices status --help\n"));
+   EXPECT_TRUE(usageErrorOf({"nonsense"}).ends_with("; see storagedevices --help\n"));
+}
+
+TEST(CommandLine, printsHelpAndVersion) {
+   Invocation const help = parseCommandLine({"--help"}, "1.2.3");
+   EXPECT_EQ(help.exitCode, 0);
+   EXPECT_FALSE(help.command.has_value());
+   for (char const * name : {"agent", "status", "messages", "catalogue", "check-config", "demo", "--version"})
+      EXPECT_NE(help.output.find(name), std::string::npos) << name;
+   Invocation const statusHelp = parseCommandLine({"status", "--help"}, "1.2.3");
+   EXPECT_NE(statusHelp.output.find("--socket"), std::string::npos);
+   EXPECT_NE(statusHelp.output.find("storagedevices status"), std::string::npos) << statusHelp.output;
+   EXPECT_EQ(parseCommandLine({"--version"}, "1.2.3").output, "storagedevices 1.2.3\n");
+}
+
+}  // namespace
+}  // namespace Agent
