@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/config/ApplianceConfig.h"
+
 namespace Agent {
 
 namespace {
@@ -46,17 +48,6 @@ void sensorsAre(Entities const & entities, Config const & before, Config const &
 }
 
 }  // namespace
-
-Pelm::Ptr<FruConfig> fruConfigOf(Config const & config) {
-   auto fruConfig = Pelm::make<FruConfig>();
-   fruConfig->etcDirIs(Pelm::String{config.appliance.etcDir});
-   fruConfig->mountSourceDirIs(Pelm::String{config.appliance.mountSourceDir});
-   for (std::string const & mount : config.appliance.expectedMounts)
-      fruConfig->expectedMountsIs(Pelm::String{mount});
-   for (auto const & [serial, sensor] : config.appliance.sensors)
-      fruConfig->serialToSensorMapIs(Pelm::String{serial}, Pelm::String{sensor});
-   return fruConfig;
-}
 
 Entities entitiesOf(Config const & config) {
    Entities entities;

@@ -32,7 +32,6 @@ struct Entities {
 };
 
 // As the configuration has them.
-Pelm::Ptr<FruConfig> fruConfigOf(Config const & config);
 Entities entitiesOf(Config const & config);
 
 // Has the entities that were made for `before` say what `now` says of the poll interval, the expected mounts

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "agent/config/ApplianceConfig.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/model/MountSourceFolder.h"
 #include "runtime/model/MountTable.h"
@@ -85,11 +86,6 @@ int openDirectory(fs::path const & path) {
    return error ? -error.value() : Mounts::openSourceFolder(path);
 }
 
-std::string reasonOf(int error) {
-   return error == ELOOP ? "it is a symbolic link, which is not followed"
-                         : std::generic_category().message(error);
-}
-
 }  // namespace
 
 std::string mountSourceText(std::string const & name) {
@@ -101,16 +97,6 @@ std::string mountSourceText(std::string const & name) {
    for (std::string const & below : Mounts::devicesBelow(device))
       text += sourceLine(below);
    return text;
-}
-
-std::optional<std::string> mountSourceError(fs::path const & directory) {
-   int const folder = Mounts::openSourceFolder(directory);
-   if (folder >= 0)
-      close(folder);
-   if (folder != -ELOOP && folder != -ENOTDIR)
-      return std::nullopt;
-   return "appliance.mount_source_dir: " + directory.string() + ": " + reasonOf(-folder) +
-          "; name a directory, or a place where there is nothing yet";
 }
 
 void MountSources::Unref::operator()(libmnt_monitor * monitor) const {
@@ -174,7 +160,7 @@ void MountSources::outcome(fs::path const & path, int error) {
    if (error == 0)
       failing_.erase(path);
    else if (failing_.insert(path).second)
-      notice_(path.string() + ": cannot be written (" + reasonOf(error) +
+      notice_(path.string() + ": cannot be written (" + mountSourceReason(error) +
               "), so wrong mounts may go unnoticed or be reported falsely; allow it, or set "
               "appliance.mount_source_dir elsewhere");
 }

@@ -23,10 +23,6 @@ namespace Agent {
 // The content of the file of one mount name.
 std::string mountSourceText(std::string const & name);
 
-// A line on a directory that is none, or a symbolic link: no file is kept in it. Nothing for a directory and
-// for one that is to be made.
-std::optional<std::string> mountSourceError(std::filesystem::path const & directory);
-
 class MountSources {
  public:
    // A line for the operator. What goes on failing is told once.

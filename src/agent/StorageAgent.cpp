@@ -11,6 +11,7 @@
 #include "agent/config/ConfigChange.h"
 #include "agent/config/KeysWithoutEffect.h"
 #include "agent/documents/LivenessDocument.h"
+#include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
 #include "agent/tools/HelperPrograms.h"
@@ -188,7 +189,7 @@ HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
    auto const sequence = after ? wholeNumber(after) : std::optional<std::uint64_t>{0};
    if (!sequence)
       return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
-   return jsonAnswer(messages_.json(*sequence));
+   return jsonAnswer(messagesDocument(messages_, *sequence));
 }
 
 }  // namespace Agent

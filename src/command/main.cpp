@@ -22,15 +22,13 @@
 #include <vector>
 
 #include "StorageDevices/Examination.h"
-#include "agent/Entities.h"
-#include "agent/MountSources.h"
 #include "agent/Scarcity.h"
 #include "agent/StorageAgent.h"
+#include "agent/config/ApplianceConfig.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/config/KeysWithoutEffect.h"
 #include "agent/logs/StderrLog.h"
 #include "agent/tools/HelperPrograms.h"
-#include "agent/tools/ToolSearch.h"
 #include "base/Text.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
@@ -39,6 +37,7 @@
 #include "command/MessagesText.h"
 #include "command/StatusClient.h"
 #include "command/StatusTable.h"
+#include "command/ToolSearch.h"
 #include "runtime/Vorn/Module.h"
 #include "runtime/Vorn/Shortage.h"
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/config/ApplianceConfig.h"
 #include "runtime/host/Loop.h"
 #include "runtime/model/MountTable.h"
 #include "tests/support/MountNamespace.h"

@@ -7,7 +7,6 @@
 
 #include "agent/config/ConfigNesting.h"
 #include "agent/config/ConfigValue.h"
-#include "agent/tools/ToolSearch.h"
 #include "base/Text.h"
 #include "runtime/host/Trace.h"
 

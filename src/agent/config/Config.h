@@ -25,6 +25,9 @@ class ConfigError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
+// The programs that the monitors run, whose exit codes `accept_exit_bits` may name.
+inline constexpr char const * toolNames[] = {"hdparm", "nvme", "smartctl"};
+
 enum class LogDestination { automatic, journal, syslog, standardError };
 
 struct Config {

@@ -1,17 +1,22 @@
-// The latest log messages, numbered, for those who ask over HTTP.
+// The latest log messages, numbered.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <vector>
 
-#include "agent/documents/Document.h"
-#include "agent/documents/JsonText.h"
 #include "runtime/host/Log.h"
 
 namespace Agent {
+
+struct StoredMessage {
+   std::uint64_t sequence;                  // 1 or more
+   double time;                             // UTC seconds since 1970
+   Vorn::LogDescriptor const * descriptor;  // of the catalogue, which lives as long as the process
+   std::vector<Pelm::String> arguments;     // any bytes, as they came from the devices
+   Pelm::String text;                       // the descriptor's format, filled in
+};
 
 class MessageStore {
  public:
@@ -19,26 +24,12 @@ class MessageStore {
 
    void add(Host::LogMessage const & message);
 
-   // {"messages": [...]}: those with a number above `after`, oldest first. Numbers start at 1. It is written
-   // while it is read, message by message, and ends with the one that is the latest now; those dropped
-   // meanwhile are left out. The store must outlive it.
-   std::unique_ptr<Document> json(std::uint64_t after) const;
+   // The oldest one that is kept with a number above `sequence`; null when there is none.
+   StoredMessage const * firstAfter(std::uint64_t sequence) const;
    std::uint64_t lastSequence() const { return lastSequence_; }
 
  private:
-   struct Stored {
-      std::uint64_t sequence;
-      double time;
-      Vorn::LogDescriptor const * descriptor;  // of the catalogue, which lives as long as the process
-      std::vector<Pelm::String> arguments;
-      Pelm::String text;
-   };
-
-   static void write(JsonWriter & writer, Stored const & stored);
-   // The first one above the number, null when there is none.
-   Stored const * firstAfter(std::uint64_t sequence) const;
-
-   std::deque<Stored> messages_;
+   std::deque<StoredMessage> messages_;
    std::uint64_t lastSequence_ = 0;
 };
 

@@ -5,7 +5,6 @@
 #include <limits>
 #include <string>
 
-#include "agent/tools/ToolSearch.h"
 #include "base/Text.h"
 #include "runtime/host/Trace.h"
 #include "tests/support/EveryKey.h"

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "agent/documents/HealthDocument.h"
+#include "agent/documents/MessagesDocument.h"
 #include "agent/documents/StateDocument.h"
-#include "agent/logs/MessageStore.h"
 #include "runtime/Vorn/Log.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/DocumentText.h"
@@ -147,7 +147,7 @@ TEST(PiecedMessagesTest, ThoseDroppedMeanwhileAreLeftOutAndLaterOnesWait) {
          store.add({lamp, {"1"}, Vorn::logText(lamp, {"1"}), 1.5});
    };
    add(MessageStore::kept);
-   auto const document = store.json(0);
+   auto const document = Agent::messagesDocument(store, 0);
    std::string text{document->next()};
    EXPECT_LE(text.size(), 2 * PiecedJson::pieceBytes);
    add(1000);

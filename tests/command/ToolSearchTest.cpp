@@ -1,4 +1,4 @@
-#include "agent/tools/ToolSearch.h"
+#include "command/ToolSearch.h"
 
 #include <gtest/gtest.h>
 

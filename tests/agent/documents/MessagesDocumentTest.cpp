@@ -1,4 +1,4 @@
-#include "agent/logs/MessageStore.h"
+#include "agent/documents/MessagesDocument.h"
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -23,27 +23,27 @@ void add(Agent::MessageStore & store, Vorn::LogDescriptor const & descriptor,
 
 rapidjson::Document messages(Agent::MessageStore const & store, std::uint64_t after) {
    rapidjson::Document document;
-   document.Parse(Support::documentText(*store.json(after)).c_str());
+   document.Parse(Support::documentText(*Agent::messagesDocument(store, after)).c_str());
    return document;
 }
 
-TEST(MessageStoreTest, TellsEverythingOfAMessage) {
+TEST(MessagesDocumentTest, TellsEverythingOfAMessage) {
    Agent::MessageStore store;
    add(store, lamp, {"1", "hall"}, 1795196298.5);
-   EXPECT_EQ(Support::documentText(*store.json(0)),
+   EXPECT_EQ(Support::documentText(*Agent::messagesDocument(store, 0)),
              R"({"messages":[{"sequence":1,"time":1795196298.5,"name":"LAMP_OUT","severity":4,)"
              R"("text":"lamp 1 of hall is out","arguments":["1","hall"],"explanation":"It is dark.",)"
              R"("recommendedAction":"Change it."}]})");
 }
 
-TEST(MessageStoreTest, AStandardActionIsToldInWords) {
+TEST(MessagesDocumentTest, AStandardActionIsToldInWords) {
    Agent::MessageStore store;
    add(store, fire, {}, 1);
    auto const document = messages(store, 0);
    EXPECT_GT(std::string{document["messages"][0]["recommendedAction"].GetString()}.size(), 20U);
 }
 
-TEST(MessageStoreTest, OnlyLaterOnesOldestFirst) {
+TEST(MessagesDocumentTest, OnlyLaterOnesOldestFirst) {
    Agent::MessageStore store;
    for (int i = 0; i < 5; ++i)
       add(store, lamp, {Vorn::valueToString(i), "hall"}, i);
@@ -55,7 +55,7 @@ TEST(MessageStoreTest, OnlyLaterOnesOldestFirst) {
    EXPECT_EQ(messages(store, UINT64_MAX)["messages"].Size(), 0U);
 }
 
-TEST(MessageStoreTest, KeepsTheLastTwoThousandAndCountsOn) {
+TEST(MessagesDocumentTest, KeepsTheLastTwoThousandAndCountsOn) {
    Agent::MessageStore store;
    for (int i = 0; i < 2500; ++i)
       add(store, fire, {}, i);
@@ -65,7 +65,7 @@ TEST(MessageStoreTest, KeepsTheLastTwoThousandAndCountsOn) {
    EXPECT_EQ(store.lastSequence(), 2500U);
 }
 
-TEST(MessageStoreTest, WhatADeviceSaysIsValidJson) {
+TEST(MessagesDocumentTest, WhatADeviceSaysIsValidJson) {
    Agent::MessageStore store;
    add(store, lamp, {Pelm::String{std::string_view{"a\0\xff\"\x1b[31m", 9}}, "hall"}, 1);
    auto const document = messages(store, 0);

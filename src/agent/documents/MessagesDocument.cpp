@@ -1,0 +1,50 @@
+#include "agent/documents/MessagesDocument.h"
+
+#include <utility>
+
+#include "agent/documents/PiecedJson.h"
+
+namespace Agent {
+
+namespace {
+
+void writeMessage(JsonWriter & writer, StoredMessage const & stored) {
+   writer.StartObject();
+   writer.Key("sequence");
+   writer.Uint64(stored.sequence);
+   writer.Key("time");
+   writer.Double(stored.time);
+   writeMember(writer, "name", stored.descriptor->name);
+   writer.Key("severity");
+   writer.Int(stored.descriptor->severity);
+   writeMember(writer, "text", stored.text.view());
+   writer.Key("arguments");
+   writer.StartArray();
+   for (Pelm::String const & argument : stored.arguments)
+      writeText(writer, argument.view());
+   writer.EndArray();
+   writeMember(writer, "explanation", stored.descriptor->explanation);
+   writeMember(writer, "recommendedAction", stored.descriptor->recommendedAction.text());
+   writer.EndObject();
+}
+
+}  // namespace
+
+std::unique_ptr<Document> messagesDocument(MessageStore const & store, std::uint64_t after) {
+   auto messages = [&store, written = after, last = store.lastSequence(),
+                    begun = false](JsonWriter & writer) mutable {
+      if (!std::exchange(begun, true))
+         writer.StartArray();
+      StoredMessage const * const next = store.firstAfter(written);
+      if (!next || next->sequence > last) {
+         writer.EndArray();
+         return false;
+      }
+      writeMessage(writer, *next);
+      written = next->sequence;
+      return true;
+   };
+   return std::make_unique<PiecedJson>(JsonMembers{}.add("messages", std::move(messages)));
+}
+
+}  // namespace Agent

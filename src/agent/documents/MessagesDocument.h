@@ -1,0 +1,17 @@
+// The log messages that are kept, for those who ask over HTTP.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "agent/documents/Document.h"
+#include "agent/logs/MessageStore.h"
+
+namespace Agent {
+
+// {"messages": [...]}: those with a number above `after`, oldest first. It is written while it is read,
+// message by message, and ends with the one that is the latest now; those dropped meanwhile are left out. The
+// store must outlive it.
+std::unique_ptr<Document> messagesDocument(MessageStore const & store, std::uint64_t after);
+
+}  // namespace Agent
