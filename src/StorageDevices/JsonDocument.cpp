@@ -8,15 +8,15 @@
 #include <algorithm>
 #include <new>
 
-#include "StorageDevices/JsonMemory.h"
+#include "base/JsonMemory.h"
 
 namespace StorageDevices {
 
 namespace {
 
 using Pool = JsonValue::AllocatorType;
-using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, JsonMemory>;
-using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Agent::JsonMemory>;
+using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Agent::JsonMemory>;
 
 // What the values of a text can take at most: an element takes 16 bytes for at least two of the text, a
 // member 32 for at least five, and a string little more than its own size. Texts of more than a MiB may take
@@ -93,7 +93,7 @@ class BoundedBuilder {
 // there is none.
 struct JsonDocument::Content {
    explicit Content(std::size_t bytes)
-       : buffer(JsonMemory::Malloc(bytes + poolHead), &JsonMemory::Free),
+       : buffer(Agent::JsonMemory::Malloc(bytes + poolHead), &Agent::JsonMemory::Free),
          pool(buffer.get(), bytes + poolHead),
          document(&pool) {}
 
@@ -112,7 +112,7 @@ struct JsonDocument::Content {
 
    static constexpr std::size_t poolHead = 64;
 
-   std::unique_ptr<void, decltype(&JsonMemory::Free)> buffer;
+   std::unique_ptr<void, decltype(&Agent::JsonMemory::Free)> buffer;
    Pool pool;
    Document document;
 };

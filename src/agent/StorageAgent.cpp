@@ -14,7 +14,7 @@
 #include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
-#include "agent/tools/HelperPrograms.h"
+#include "base/Companion.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
@@ -50,7 +50,7 @@ HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
 std::string toolPath(Config::Tools const & tools, StderrLog & log) {
    if (!tools.nvmeCompat)
       return tools.path;
-   std::string const filter = helperProgram(Helper::nvmeFilter).parent_path();
+   std::string const filter = companionProgram({"compat/nvme", "../nvme-compat/nvme"}).parent_path();
    if (filter.empty()) {
       log.notice(severityWarning,
                  "the nvme filter is not installed beside this program, so versions of nvme-cli that print "

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "agent/documents/JsonText.h"
+#include "base/JsonText.h"
 #include "command/JsonView.h"
 
 namespace Agent {

@@ -1,35 +1,26 @@
 // The program `storagedevices`: reads the command line and runs the command.
 
-#include <malloc.h>
 #include <sys/ioctl.h>
-#include <sys/random.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "StorageDevices/Examination.h"
-#include "agent/Scarcity.h"
-#include "agent/StorageAgent.h"
 #include "agent/config/ApplianceConfig.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/config/KeysWithoutEffect.h"
-#include "agent/logs/StderrLog.h"
-#include "agent/tools/HelperPrograms.h"
-#include "base/Text.h"
+#include "agent/config/ProgramEnd.h"
+#include "base/Companion.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
 #include "command/CheckConfig.h"
@@ -39,13 +30,8 @@
 #include "command/StatusTable.h"
 #include "command/ToolSearch.h"
 #include "runtime/Vorn/Module.h"
-#include "runtime/Vorn/Shortage.h"
 
 namespace {
-
-constexpr int failed = 1;
-constexpr int wrongUsage = 2;
-constexpr int severityWarning = 4;
 
 void print(std::string const & text) {
    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
@@ -58,64 +44,30 @@ void printDocument(std::string const & socket, std::string const & resource) {
    print("\n");
 }
 
-Agent::Config configOf(Agent::Command const & command) {
-   return command.configPath ? Agent::loadConfig(*command.configPath)
-                             : Agent::loadConfigIfPresent(Agent::defaultConfigPath);
+[[noreturn]] void become(char const * what, std::filesystem::path const & program,
+                         std::vector<std::string> const & arguments) {
+   if (program.empty())
+      throw std::runtime_error{std::string{what} + " is not installed beside " +
+                               std::filesystem::read_symlink("/proc/self/exe").string()};
+   std::vector<char *> all{const_cast<char *>(program.c_str())};
+   for (std::string const & argument : arguments)
+      all.push_back(const_cast<char *>(argument.c_str()));
+   all.push_back(nullptr);
+   execv(program.c_str(), all.data());
+   throw std::system_error{errno, std::generic_category(), program.string()};
 }
 
-Agent::Config rereadConfigOf(Agent::Command const & command) {
-   return command.configPath ? Agent::reloadConfig(*command.configPath) : configOf(command);
-}
-
-// A tool that runs takes three, and a unit's disks are all asked at once. How many there are.
-rlim_t allowAllDescriptors() {
-   rlimit limit{};
-   if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-      return RLIM_INFINITY;
-   limit.rlim_cur = limit.rlim_max;
-   setrlimit(RLIMIT_NOFILE, &limit);
-   return limit.rlim_max;
-}
-
-// Who may enter its directories is for the agent to say, not for whoever starts it.
-void allowEntering() {
-   constexpr mode_t nobodyElseWrites = 022;
-   umask(nobodyElseWrites);
-}
-
-// So that no two runs write the same texts when they test file systems.
-void seedRandom() {
-   auto seed = static_cast<unsigned>(getpid());
-   getrandom(&seed, sizeof seed, GRND_NONBLOCK);
-   std::srand(seed);
-}
-
-// A heap of its own for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.
-void keepOneHeap() {
-   mallopt(M_ARENA_MAX, 1);
-}
-
+// Becomes the daemon, which is a program of its own: what only a terminal needs is no part of it.
 int runAgent(Agent::Command const & command) {
-   keepOneHeap();
-   seedRandom();
-   rlim_t const descriptors = allowAllDescriptors();
-   allowEntering();
-   Agent::Config config = configOf(command);
-   Agent::StderrLog log;
-   if (auto const line = Agent::descriptorsLine(descriptors))
-      log.notice(severityWarning, *line);
-   Agent::StorageAgent agent{std::move(config), log, [&command] { return rereadConfigOf(command); }};
-   agent.run();
-   return 0;
-}
-
-int fail(int code, std::string const & text) {
-   std::fprintf(stderr, "%s\n", Agent::escaped(text).c_str());
-   return code;
+   std::vector<std::string> arguments;
+   if (command.configPath)
+      arguments = {"--config", *command.configPath};
+   become("the agent", Agent::companionProgram({"../libexec/storagedevices/agent", "../agent/agent"}),
+          arguments);
 }
 
 int checkConfig(Agent::Command const & command) {
-   Agent::Config const config = configOf(command);
+   Agent::Config const config = Agent::configAt(command.configPath);
    bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
    std::string const source = present
                                   ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
@@ -128,8 +80,8 @@ int checkConfig(Agent::Command const & command) {
    if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
       errors.push_back(*error);
    for (std::string const & error : errors)
-      fail(wrongUsage, error);
-   return errors.empty() ? 0 : wrongUsage;
+      Agent::failWith(Agent::exitWrongUsage, error);
+   return errors.empty() ? 0 : Agent::exitWrongUsage;
 }
 
 int showCatalogue(Agent::Command const & command) {
@@ -204,21 +156,17 @@ int showMessages(Agent::Command const & command) {
    return 0;
 }
 
-// The demo is a program of its own, so that what simulates a unit is no part of the agent.
+// What simulates a unit is no part of this program either.
 int runDemo(Agent::Command const & command) {
-   std::filesystem::path const self = std::filesystem::read_symlink("/proc/self/exe");
-   std::filesystem::path const program = Agent::helperProgram(Agent::Helper::demo);
-   if (program.empty())
-      throw std::runtime_error{"storagedevices-demo is not installed beside " + self.string()};
-   std::string const scale = std::to_string(command.timeScale.value_or(1.0));
-   std::vector<char const *> arguments{program.c_str(), "--agent", self.c_str()};
+   std::vector<std::string> arguments{"--agent", std::filesystem::read_symlink("/proc/self/exe")};
    if (command.timeScale)
-      arguments.insert(arguments.end(), {"--time-scale", scale.c_str()});
+      arguments.insert(arguments.end(), {"--time-scale", std::to_string(*command.timeScale)});
    if (command.http)
-      arguments.insert(arguments.end(), {"--http", command.http->c_str()});
-   arguments.push_back(nullptr);
-   execv(program.c_str(), const_cast<char **>(arguments.data()));
-   throw std::system_error{errno, std::generic_category(), program.string()};
+      arguments.insert(arguments.end(), {"--http", *command.http});
+   become("the demo",
+          Agent::companionProgram(
+              {"../libexec/storagedevices/storagedevices-demo", "../demo/storagedevices-demo"}),
+          arguments);
 }
 
 int run(Agent::Command const & command) {
@@ -236,28 +184,18 @@ int run(Agent::Command const & command) {
       case Agent::Command::Kind::demo:
          return runDemo(command);
    }
-   return failed;
+   return Agent::exitFailed;
 }
 
 }  // namespace
 
 int main(int argc, char ** argv) {
-   // A parent that ignores its children hands that on: the kernel would reap ours and keep how they ended.
-   std::signal(SIGCHLD, SIG_DFL);
-   try {
+   return Agent::exitCodeOf([&] {
       auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Agent::version);
       if (invocation.command)
          return run(*invocation.command);
       print(invocation.output);
       std::fputs(invocation.error.c_str(), stderr);
       return invocation.exitCode;
-   } catch (Agent::ConfigError const & error) {
-      return fail(wrongUsage, error.what());
-   } catch (std::system_error const & error) {
-      return fail(failed, Vorn::errorAndRemedy(error));
-   } catch (std::bad_alloc const &) {
-      return fail(failed, Vorn::errorAndRemedy(ENOMEM));
-   } catch (std::exception const & error) {
-      return fail(failed, error.what());
-   }
+   });
 }

@@ -15,6 +15,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "base/Companion.h"
 namespace Agent::Demo {
 
 namespace {
@@ -187,15 +188,10 @@ std::string AgentProcess::stop() {
 }
 
 std::filesystem::path findAgent() {
-   std::error_code unknown;
-   auto const here = std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path();
-   for (auto const * place : {"../../bin/storagedevices", "../storagedevices", "../../../bin/storagedevices",
-                              "../../agent/storagedevices", "storagedevices"}) {
-      auto path = (here / place).lexically_normal();
-      if (std::filesystem::is_regular_file(path, unknown))
-         return path;
-   }
-   throw std::runtime_error("no storagedevices near " + here.string() + ": name it with --agent PATH");
+   auto const program = companionProgram({"../../bin/storagedevices", "../command/storagedevices"});
+   if (program.empty())
+      throw std::runtime_error("no storagedevices is installed with this demo: name it with --agent PATH");
+   return program;
 }
 
 }  // namespace Agent::Demo

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "StorageDevices/JsonMemory.h"
+#include "base/JsonMemory.h"
 
 namespace Agent::Compat {
 
@@ -84,7 +84,7 @@ std::optional<JsonIndex> JsonIndex::of(std::string_view text) {
    JsonIndex index(text);
    rapidjson::MemoryStream stream(text.data(), text.size());
    Notes notes(text, stream, index.values_);
-   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, StorageDevices::JsonMemory> reader;
+   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Agent::JsonMemory> reader;
    if (reader.Parse<rapidjson::kParseNumbersAsStringsFlag>(stream, notes).IsError())
       return std::nullopt;
    return index;

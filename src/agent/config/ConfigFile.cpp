@@ -138,4 +138,12 @@ Config reloadConfig(std::string const & path) {
    return loadConfig(path);
 }
 
+Config configAt(std::optional<std::string> const & path) {
+   return path ? loadConfig(*path) : loadConfigIfPresent(defaultConfigPath);
+}
+
+Config configAgainAt(std::optional<std::string> const & path) {
+   return path ? reloadConfig(*path) : configAt(path);
+}
+
 }  // namespace Agent

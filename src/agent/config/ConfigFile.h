@@ -27,4 +27,9 @@ Config loadConfigIfPresent(std::string const & path);
 // The same as loadConfig, for a file that was read before: a pipe has given what it had.
 Config reloadConfig(std::string const & path);
 
+// Of the command line's --config: without one the file at its usual place, if there is one. `configAgainAt`
+// reads what was read before.
+Config configAt(std::optional<std::string> const & path);
+Config configAgainAt(std::optional<std::string> const & path);
+
 }  // namespace Agent

@@ -1,6 +1,6 @@
 #include "agent/documents/LivenessDocument.h"
 
-#include "agent/documents/JsonText.h"
+#include "base/JsonText.h"
 
 namespace Agent {
 

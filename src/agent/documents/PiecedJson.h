@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "agent/documents/Document.h"
-#include "agent/documents/JsonText.h"
+#include "base/JsonText.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 

@@ -44,7 +44,7 @@ struct Rest {
 
 TEST(PiecedJsonTest, RaisesWhenThereIsNoMemory) {
    std::size_t const volatile tooMuch = SIZE_MAX / 4;
-   EXPECT_THROW(JsonAllocator::Malloc(tooMuch), std::bad_alloc);
+   EXPECT_THROW(JsonMemory::Malloc(tooMuch), std::bad_alloc);
    JsonBuffer buffer;
    EXPECT_THROW(buffer.Reserve(tooMuch), std::bad_alloc);
    JsonWriter writer{buffer};

@@ -141,8 +141,12 @@ TEST_F(AgentProgramTest, WithoutTheNvmeFilterSuchADriveStaysUnidentified) {
 }
 
 TEST_F(AgentProgramTest, AnAgentWithoutItsNvmeFilterSaysSoAndGoesOn) {
-   std::filesystem::copy_file(AGENT_PROGRAM, folder.path() / "storagedevices");
-   start(folder.path() / "storagedevices");
+   std::filesystem::path const daemon = folder.path() / "libexec/storagedevices/agent";
+   std::filesystem::create_directories(daemon.parent_path());
+   std::filesystem::create_directory(folder.path() / "bin");
+   std::filesystem::copy_file(AGENT_DAEMON, daemon);
+   std::filesystem::copy_file(AGENT_PROGRAM, folder.path() / "bin/storagedevices");
+   start(folder.path() / "bin/storagedevices");
    EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
    EXPECT_NE(log.find("the nvme filter is not installed beside this program"), std::string::npos) << log;
 }

@@ -110,7 +110,7 @@ class Agent:
     def leftovers(self) -> list[str]:
         """Its sockets and the processes of its tools that are still there."""
         sockets = self._guest.run(f"ls {STATUS_SOCKET} {KERNEL_SOCKET} 2>/dev/null").out.split()
-        tools = {"storagedevices", "smartctl", "nvme", "hdparm", "expr"}
+        tools = {"agent", "smartctl", "nvme", "hdparm", "expr"}
         return sockets + [process for process in self.processes() if process in tools]
 
     def processes(self) -> list[str]:

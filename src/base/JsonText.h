@@ -5,36 +5,16 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <string_view>
 
+#include "base/JsonMemory.h"
 #include "base/Text.h"
 
 namespace Agent {
 
-// Raises std::bad_alloc, where the allocators of the JSON library answer null and nobody looks.
-class JsonAllocator {
- public:
-   static constexpr bool kNeedFree = true;
-
-   static void * Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
-   static void * Realloc(void * block, std::size_t, std::size_t size) {
-      if (size == 0) {
-         std::free(block);
-         return nullptr;
-      }
-      void * const moved = std::realloc(block, size);
-      if (moved == nullptr)
-         throw std::bad_alloc{};
-      return moved;
-   }
-   static void Free(void * block) { std::free(block); }
-};
-
-using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonAllocator>;
-using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonAllocator>;
+using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
+using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonMemory>;
 
 // The rest of a longer text is left out. No device, tool or kernel line that means well says more.
 inline constexpr std::size_t longestText = 4096;  // bytes

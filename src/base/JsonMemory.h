@@ -1,4 +1,4 @@
-// Memory for reading JSON texts that come from outside.
+// Memory for reading JSON texts that come from outside, and for writing.
 //
 // RapidJSON's own allocators answer null when there is no memory, and its stacks do not notice. This one
 // raises std::bad_alloc instead, also for a block beyond `maxBlock`. A large block is a mapping of its own:
@@ -13,7 +13,7 @@
 #include <cstring>
 #include <new>
 
-namespace StorageDevices {
+namespace Agent {
 
 // The names are those that RapidJSON asks of an allocator.
 class JsonMemory {
@@ -73,4 +73,4 @@ class JsonMemory {
    }
 };
 
-}  // namespace StorageDevices
+}  // namespace Agent
