@@ -9,7 +9,7 @@ install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTarget
 install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${packageDir})
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h"
-        PATTERN "Vorn/Poller.h" EXCLUDE)
+        PATTERN "Vorn/Poller.h" EXCLUDE PATTERN "Vorn/HostSide.h" EXCLUDE)
 foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
         DiskInfoCollectorSm ApplianceRules
         DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export FsHealthIoOps FsHealthSm IOStatSm

@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
+#include "runtime/Vorn/HostSide.h"
 #include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Shortage.h"
 #include "runtime/Vorn/Trace.h"
-#include "runtime/host/TimeSource.h"
 
 namespace Brul {
 
@@ -230,7 +230,7 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
 
 void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSeconds) {
    deadline_ = what;
-   Vorn::Seconds const span = Host::timeSource().spanOf(realSeconds);
+   Vorn::Seconds const span = Vorn::HostSide::spanOf(realSeconds);
    deadlineClock_.timeMinIs(what == Deadline::none ? Vorn::Seconds::infinity()
                                                    : Vorn::System::currentTime() + span);
 }

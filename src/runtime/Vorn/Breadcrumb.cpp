@@ -55,7 +55,7 @@ void Breadcrumb::works() {
 bool Breadcrumb::enter(char const * operation, std::string_view path) {
    if (writer_.load(std::memory_order_relaxed) != &here)
       return false;
-   std::string_view const text = path.substr(0, Host::Activity::pathSize - 1);
+   std::string_view const text = path.substr(0, Activity::pathSize - 1);
    std::size_t const depth = depth_.load(std::memory_order_relaxed);
    publish([&] {
       depth_.store(depth + 1, std::memory_order_release);
@@ -76,8 +76,8 @@ void Breadcrumb::leave() {
    publish([this] { depth_.store(depth_.load(std::memory_order_relaxed) - 1, std::memory_order_release); });
 }
 
-Host::Activity Breadcrumb::copy() const {
-   Host::Activity result;
+Activity Breadcrumb::copy() const {
+   Activity result;
    result.busy = busy_.load(std::memory_order_acquire);
    result.turn = turn_.load(std::memory_order_acquire);
    result.since = since_.load(std::memory_order_acquire);
@@ -96,11 +96,11 @@ Host::Activity Breadcrumb::copy() const {
    return result;
 }
 
-Host::Activity Breadcrumb::read() const {
+Activity Breadcrumb::read() const {
    for (;;) {
       Word const before = version_.load(std::memory_order_acquire);
       if (before % 2 == 0) {
-         Host::Activity const result = copy();
+         Activity const result = copy();
          if (version_.load(std::memory_order_relaxed) == before)
             return result;
       }

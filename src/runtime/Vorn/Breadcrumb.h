@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "runtime/Export.h"
-#include "runtime/host/Activity.h"
+#include "runtime/Vorn/Activity.h"
 
 namespace Vorn {
 
@@ -31,7 +31,7 @@ class RUNTIME_API Breadcrumb {
    bool enter(char const * operation, std::string_view path);
    void leave();
 
-   Host::Activity read() const;
+   Activity read() const;
 
  private:
    // Calls deeper than this leave the innermost of these in sight.
@@ -39,12 +39,12 @@ class RUNTIME_API Breadcrumb {
    using Word = std::uint64_t;
    struct Call {
       std::atomic<char const *> operation = nullptr;
-      std::array<std::atomic<Word>, Host::Activity::pathSize / sizeof(Word)> path{};  // ends with a NUL
+      std::array<std::atomic<Word>, Activity::pathSize / sizeof(Word)> path{};  // ends with a NUL
    };
 
    template <class Change>
    void publish(Change const & change);
-   Host::Activity copy() const;
+   Activity copy() const;
 
    std::atomic<Word> version_ = 0;  // odd while the writer is at it
    std::atomic<void const *> writer_ = nullptr;

@@ -4,7 +4,7 @@
 #include <cassert>
 #include <unordered_map>
 
-#include "runtime/host/Log.h"
+#include "runtime/Vorn/HostSide.h"
 
 namespace Vorn {
 
@@ -124,8 +124,8 @@ bool LogHandle::okToLog(std::uint32_t key) {
 }
 
 void LogHandle::log(LogString const & arguments) const {
-   Host::detail::emit({descriptor_, arguments.arguments(), logText(descriptor_, arguments.arguments()),
-                       System::currentTimeUtc(), arguments.argsHash()});
+   HostSide::emit(LogMessage{descriptor_, arguments.arguments(), logText(descriptor_, arguments.arguments()),
+                             System::currentTimeUtc(), arguments.argsHash()});
 }
 
 void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments) {

@@ -63,6 +63,16 @@ struct LogDescriptor {
    }
 };
 
+// One that is logged, on its way to the host.
+struct LogMessage {
+   LogDescriptor const & descriptor;
+   std::vector<Pelm::String> const & arguments;
+   Pelm::String text;  // any bytes; what comes from a device is not escaped
+   Seconds utc;
+   // Of the arguments that are in the key of the rate limit.
+   std::uint64_t argsHash = 0;
+};
+
 // The arguments of one message on their way to the log.
 class RUNTIME_API LogString {
  public:

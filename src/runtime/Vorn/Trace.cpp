@@ -2,16 +2,17 @@
 
 #include <locale>
 
-#include "runtime/host/Trace.h"
+#include "runtime/Vorn/HostSide.h"
+#include "runtime/Vorn/TraceLine.h"
 
 namespace Vorn {
 
 TraceHandle::TraceHandle(char const * facility, bool onByDefault) : facility_{facility}, level_{-1} {
-   Host::detail::facilityAdd(*this, onByDefault ? 0 : -1);
+   HostSide::facilityAdd(*this, onByDefault ? 0 : -1);
 }
 
 TraceHandle::~TraceHandle() {
-   Host::detail::facilityRemove(*this);
+   HostSide::facilityRemove(*this);
 }
 
 TraceHelper::TraceHelper(TraceHandle const & handle, int level, char const * file, int line,
@@ -24,7 +25,7 @@ TraceHelper::~TraceHelper() {
    if (!handle_.enabled(level_))
       return;
    try {
-      Host::detail::emit({handle_.facility(), level_, file_, line_, function_, stream_.str()});
+      HostSide::emit(TraceLine{handle_.facility(), level_, file_, line_, function_, stream_.str()});
    } catch (...) {  // A trace that cannot be written, for want of memory say, is lost; nothing else is.
       return;
    }

@@ -2,30 +2,12 @@
 // while the reactor thread is held.
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <string_view>
-
 #include "runtime/Export.h"
+#include "runtime/Vorn/Activity.h"
 
 namespace Host {
 
-struct Activity {
-   static constexpr std::size_t pathSize = 256;
-
-   // In handlers. False: it waits for something to do, however long, or has not run a turn yet.
-   bool busy = false;
-   // Number of the turn that it is in, or was in last.
-   std::uint64_t turn = 0;
-   // When that turn's handlers began to be called, in `monotonicSeconds()`.
-   double since = 0;
-   // The call that it is in, if it is in one that has a name (Vorn::BlockingCall), and what that works on.
-   char const * operation = nullptr;
-   std::array<char, pathSize> pathText{};
-
-   std::string_view path() const { return pathText.data(); }
-};
+using Activity = Vorn::Activity;
 
 // One moment's, all members together.
 RUNTIME_API Activity activity();

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "runtime/Vorn/HostSide.h"
+
 namespace Host {
 
 namespace {
@@ -17,9 +19,9 @@ void logSinkIs(LogSink newSink) {
    sink() = std::move(newSink);
 }
 
-void detail::emit(LogMessage const & message) {
-   if (sink())
-      sink()(message);
-}
-
 }  // namespace Host
+
+void Vorn::HostSide::emit(LogMessage const & message) {
+   if (Host::LogSink const & sink = Host::sink())
+      sink(message);
+}

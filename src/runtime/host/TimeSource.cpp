@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "runtime/Vorn/HostSide.h"
+
 namespace Host {
 
 namespace {
@@ -78,3 +80,7 @@ Seconds currentTimeUtc() {
 }
 
 }  // namespace Vorn::System
+
+Vorn::Seconds Vorn::HostSide::spanOf(Seconds real) {
+   return Host::timeSource().spanOf(real);
+}

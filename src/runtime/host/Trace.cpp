@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "runtime/Vorn/HostSide.h"
 #include "runtime/Vorn/Trace.h"
 
 namespace Host {
@@ -49,21 +50,25 @@ std::vector<std::string> traceFacilities() {
    return names;
 }
 
-void detail::facilityAdd(Vorn::TraceHandle & handle, int defaultLevel) {
-   std::lock_guard const lock{registry().mutex};
-   auto const set = registry().levels.find(std::string_view{handle.facility()});
-   handle.levelIs(set == registry().levels.end() ? defaultLevel : set->second);
-   registry().handles.push_back(&handle);
+}  // namespace Host
+
+namespace Vorn::HostSide {
+
+void facilityAdd(TraceHandle & handle, int defaultLevel) {
+   std::lock_guard const lock{Host::registry().mutex};
+   auto const set = Host::registry().levels.find(std::string_view{handle.facility()});
+   handle.levelIs(set == Host::registry().levels.end() ? defaultLevel : set->second);
+   Host::registry().handles.push_back(&handle);
 }
 
-void detail::facilityRemove(Vorn::TraceHandle & handle) {
-   std::lock_guard const lock{registry().mutex};
-   std::erase(registry().handles, &handle);
+void facilityRemove(TraceHandle & handle) {
+   std::lock_guard const lock{Host::registry().mutex};
+   std::erase(Host::registry().handles, &handle);
 }
 
-void detail::emit(TraceLine const & line) {
-   if (TraceSink const & sink = registry().sink)
+void emit(TraceLine const & line) {
+   if (Host::TraceSink const & sink = Host::registry().sink)
       sink(line);
 }
 
-}  // namespace Host
+}  // namespace Vorn::HostSide

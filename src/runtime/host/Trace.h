@@ -7,22 +7,11 @@
 #include <vector>
 
 #include "runtime/Export.h"
-
-namespace Vorn {
-class TraceHandle;
-}
+#include "runtime/Vorn/TraceLine.h"
 
 namespace Host {
 
-struct TraceLine {
-   std::string_view facility;
-   int level;
-   std::string_view file;
-   int line;
-   std::string_view function;
-   std::string text;  // any bytes; what comes from a device is not escaped
-};
-
+using TraceLine = Vorn::TraceLine;
 using TraceSink = std::function<void(TraceLine const &)>;
 
 // Null: lines are dropped, as they are until the host sets a sink.
@@ -34,11 +23,5 @@ RUNTIME_API void traceLevelIs(std::string_view facility, int level);
 
 // The facilities present, by name.
 RUNTIME_API std::vector<std::string> traceFacilities();
-
-namespace detail {
-RUNTIME_API void facilityAdd(Vorn::TraceHandle & handle, int defaultLevel);
-RUNTIME_API void facilityRemove(Vorn::TraceHandle & handle);
-RUNTIME_API void emit(TraceLine const & line);
-}  // namespace detail
 
 }  // namespace Host
