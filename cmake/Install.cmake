@@ -5,17 +5,9 @@ set(headerDir ${CMAKE_INSTALL_INCLUDEDIR}/storagedevices)
 
 install(TARGETS storagedevices RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${headerDir})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${headerDir}
+        FILE_SET HEADERS DESTINATION ${headerDir})
 install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${packageDir})
-
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/runtime DESTINATION ${headerDir} FILES_MATCHING PATTERN "*.h"
-        PATTERN "Vorn/Poller.h" EXCLUDE PATTERN "Vorn/HostSide.h" EXCLUDE)
-foreach(header Factories ConnectedDevices ConnectedDevicesSm ConnectedDisk DeviceDetectionSm DeviceLifetimeMonitorSm
-        DiskInfoCollectorSm ApplianceRules
-        DataMonitorSm DeviceToolProcess EmmcDataMonitorSm EtcBlockdevEntry Examination Export FsHealthIoOps FsHealthSm IOStatSm
-        LogCatalogue MountPtMonitorManagerSm MountPtMonitorSm NvmeDataMonitorSm SdErrWatcherSm SmartDataMonitorSm TempSensorSm)
-  install(FILES ${PROJECT_SOURCE_DIR}/src/StorageDevices/${header}.h DESTINATION ${headerDir}/StorageDevices)
-endforeach()
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/StorageDevicesConfig.cmake.in
                               ${PROJECT_BINARY_DIR}/StorageDevicesConfig.cmake INSTALL_DESTINATION ${packageDir})

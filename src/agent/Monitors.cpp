@@ -1,5 +1,7 @@
 #include "agent/Monitors.h"
 
+#include <syslog.h>
+
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -16,9 +18,6 @@
 namespace Agent {
 
 namespace {
-
-constexpr int severityError = 3;
-constexpr int severityWarning = 4;
 
 std::string kernelSocketNotice(std::string const & path) {
    std::error_code ignored;
@@ -52,8 +51,8 @@ void Monitors::startSimulation() {
    if (!folder)
       return;
    simulatedRoot_ = std::make_unique<SimulatedRoot>(*folder);
-   notice_(severityWarning, "this is a simulation: the mount points are those of " + *folder + ", since " +
-                                SimulatedRoot::variable + " names it");
+   notice_(LOG_WARNING, "this is a simulation: the mount points are those of " + *folder + ", since " +
+                            SimulatedRoot::variable + " names it");
 }
 
 void Monitors::startDiscovery() {
@@ -61,19 +60,19 @@ void Monitors::startDiscovery() {
    rescans_ = std::make_unique<Rescans>(discovery_, notice_);
    reportApplianceErrors();
    if (discovery_ && discovery_->etcBlockDev().empty())
-      notice_(severityWarning, config_.appliance.etcDir +
-                                   "/blockdev names no disk, so none is watched; "
-                                   "'storagedevices check-config' tells what each disk would become");
+      notice_(LOG_WARNING, config_.appliance.etcDir +
+                               "/blockdev names no disk, so none is watched; "
+                               "'storagedevices check-config' tells what each disk would become");
 }
 
 void Monitors::reportApplianceErrors() {
    constexpr std::size_t most = 20;
    auto const errors = StorageDevices::applianceErrors(Pelm::String{config_.appliance.etcDir});
    for (std::size_t i = 0; i < std::min(errors.size(), most); ++i)
-      notice_(severityError, errors[i]);
+      notice_(LOG_ERR, errors[i]);
    if (errors.size() > most)
-      notice_(severityError, std::to_string(errors.size() - most) +
-                                 " more errors in the appliance's files: see 'storagedevices check-config'");
+      notice_(LOG_ERR, std::to_string(errors.size() - most) +
+                           " more errors in the appliance's files: see 'storagedevices check-config'");
 }
 
 void Monitors::startHealth() {
@@ -95,14 +94,13 @@ void Monitors::startKernelErrors() {
       // The library takes the path from whoever has it.
       clearSocketPath(config.socket, SOCK_DGRAM, "kernel_messages.socket");
    } catch (SocketError const & error) {
-      notice_(severityError,
-              std::string{error.what()} + " (storage errors that the kernel reports go unnoticed)");
+      notice_(LOG_ERR, std::string{error.what()} + " (storage errors that the kernel reports go unnoticed)");
       return;
    }
    kernelErrors_ = StorageDevices::storageDeviceErrWatcherSmFactory(entities_.kernelErrors, entities_.devices,
                                                                     Pelm::String{config.socket});
    if (!kernelErrors_ || !kernelErrors_->initialized()) {
-      notice_(severityError, kernelSocketNotice(config.socket));
+      notice_(LOG_ERR, kernelSocketNotice(config.socket));
       kernelErrors_ = nullptr;
       return;
    }
@@ -125,10 +123,10 @@ void Monitors::startForwarding() {
 void Monitors::makeForwarder() {
    try {
       kernelForwarder_ = std::make_unique<KernelForwarder>(
-          config_.kernelMessages, [this](std::string const & text) { notice_(severityWarning, text); });
+          config_.kernelMessages, [this](std::string const & text) { notice_(LOG_WARNING, text); });
       kernelForwarder_->beforeLineIs([this] { clockWatch_->check(); });
    } catch (std::system_error const & error) {
-      notice_(severityError, Vorn::errorAndRemedy(error) + " (no kernel messages are forwarded)");
+      notice_(LOG_ERR, Vorn::errorAndRemedy(error) + " (no kernel messages are forwarded)");
    }
 }
 
@@ -140,7 +138,7 @@ void Monitors::startMountSources() {
          names.insert(entry.mount().str());
    mountSources_ =
        std::make_unique<MountSources>(config_.appliance.mountSourceDir, names,
-                                      [this](std::string const & text) { notice_(severityWarning, text); });
+                                      [this](std::string const & text) { notice_(LOG_WARNING, text); });
 }
 
 void Monitors::startSettled() {

@@ -1,18 +1,13 @@
 #include "agent/Rescans.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
-
-namespace {
-
-constexpr int severityError = 3;
-constexpr int severityInfo = 6;
-
-}  // namespace
 
 Rescans::Rescans(Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery, Notice notice)
     : discovery_{std::move(discovery)},
@@ -36,12 +31,11 @@ void Rescans::handleRemoval() {
 
 void Rescans::handleUnclassified(Vorn::Change<StorageDevices::Unclassified> const & change) {
    if (!change.now) {
-      notice_(severityInfo,
-              change.old->device.str() + ": no longer short of descriptors, processes or memory");
+      notice_(LOG_INFO, change.old->device.str() + ": no longer short of descriptors, processes or memory");
       return;
    }
-   notice_(severityError, change.now->device.str() + ": not classified: " + change.now->attempt.str() + ": " +
-                              Vorn::errorAndRemedy(change.now->error));
+   notice_(LOG_ERR, change.now->device.str() + ": not classified: " + change.now->attempt.str() + ": " +
+                        Vorn::errorAndRemedy(change.now->error));
    if (!change.old) {
       retryWait_ = shortestWait;
       rescanAfter(shortestWait);

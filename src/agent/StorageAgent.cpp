@@ -1,5 +1,7 @@
 #include "agent/StorageAgent.h"
 
+#include <syslog.h>
+
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -22,11 +24,6 @@
 namespace Agent {
 
 namespace {
-
-constexpr int severityError = 3;
-constexpr int severityWarning = 4;
-constexpr int severityNotice = 5;
-constexpr int severityInfo = 6;
 
 std::optional<std::uint64_t> wholeNumber(char const * text) {
    std::uint64_t value = 0;
@@ -52,7 +49,7 @@ std::string toolPath(Config::Tools const & tools, StderrLog & log) {
       return tools.path;
    std::string const filter = companionProgram({"compat/nvme", "../nvme-compat/nvme"}).parent_path();
    if (filter.empty()) {
-      log.notice(severityWarning,
+      log.notice(LOG_WARNING,
                  "the nvme filter is not installed beside this program, so versions of nvme-cli that print "
                  "other layouts go unread; install it, or set tools.nvme_compat = false");
       return tools.path;
@@ -97,13 +94,13 @@ StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
    if (config_.status.http) {
       serve(ListenSocket::atAddress(*config_.status.http), config_.status.http);
       if (!config_.status.http->loopback())
-         log_.notice(severityWarning, "status is served to other machines on " + config_.status.http->text());
+         log_.notice(LOG_WARNING, "status is served to other machines on " + config_.status.http->text());
    }
 }
 
 void StorageAgent::serve(ListenSocket socket, std::optional<HttpAddress> const & address) {
    auto const handler = [this](HttpRequest const & request) { return answer(request); };
-   auto const notice = [this](std::string const & text) { log_.notice(severityWarning, text); };
+   auto const notice = [this](std::string const & text) { log_.notice(LOG_WARNING, text); };
    servers_.push_back(std::make_unique<HttpServer>(std::move(socket), handler, HttpOptions{address, notice}));
    servers_.back()->acceptingIs(false);
 }
@@ -114,10 +111,9 @@ StorageAgent::~StorageAgent() {
 }
 
 void StorageAgent::run() {
-   log_.notice(severityInfo,
-               "version " + std::string{version} + " started; status on " + config_.status.socket);
+   log_.notice(LOG_INFO, "version " + std::string{version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
-      log_.notice(severityNotice, line);
+      log_.notice(LOG_NOTICE, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
    watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
@@ -129,7 +125,7 @@ void StorageAgent::run() {
       lastTurn_ = Host::monotonicSeconds();
    }
    serviceManager_.tell("STOPPING=1");
-   log_.notice(severityInfo, "stopping");
+   log_.notice(LOG_INFO, "stopping");
 }
 
 void StorageAgent::reload() {
@@ -139,11 +135,11 @@ void StorageAgent::reload() {
       toolsAre(config_.tools);
       traceLevelsAre(before.trace);
       std::size_t const forgotten = monitors_.reload(before);
-      log_.notice(severityInfo, "configuration read again: " + changeText(change) +
-                                    (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +
-                                    (forgotten == 0 ? "" : std::to_string(forgotten)));
+      log_.notice(LOG_INFO, "configuration read again: " + changeText(change) +
+                                (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +
+                                (forgotten == 0 ? "" : std::to_string(forgotten)));
    } catch (ConfigError const & error) {
-      log_.notice(severityError, std::string{error.what()} + "; the configuration stays as it was");
+      log_.notice(LOG_ERR, std::string{error.what()} + "; the configuration stays as it was");
    }
 }
 

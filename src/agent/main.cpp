@@ -4,6 +4,7 @@
 #include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -20,8 +21,6 @@
 #include "agent/logs/StderrLog.h"
 
 namespace {
-
-constexpr int severityWarning = 4;
 
 // A tool that runs takes three, and a unit's disks are all asked at once. How many there are.
 rlim_t allowAllDescriptors() {
@@ -59,7 +58,7 @@ int runAgent(std::optional<std::string> const & configPath) {
    Agent::Config config = Agent::configAt(configPath);
    Agent::StderrLog log;
    if (auto const line = Agent::descriptorsLine(descriptors))
-      log.notice(severityWarning, *line);
+      log.notice(LOG_WARNING, *line);
    Agent::StorageAgent agent{std::move(config), log, [&] { return Agent::configAgainAt(configPath); }};
    agent.run();
    return 0;

@@ -1,5 +1,7 @@
 #include "agent/service/LoopWatch.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 
 namespace Agent {
@@ -9,9 +11,6 @@ namespace {
 constexpr double usualPause = 1;
 constexpr double pauseInHold = 0.1;
 constexpr double longestSilence = 60;
-
-constexpr int severityWarning = 4;
-constexpr int severityInfo = 6;
 
 std::string wholeSeconds(double seconds) {
    return std::to_string(static_cast<std::uint64_t>(seconds)) + " s";
@@ -90,15 +89,14 @@ void LoopWatch::record(double seconds) {
 LoopWatch::Line LoopWatch::beginOrGoOn(double seconds) {
    tellAgain_ = seconds + std::min(seconds, longestSilence);
    std::string const hint = now_.path.starts_with('/') ? "; if it lasts, the disk behind it is failing" : "";
-   return {severityWarning, "the loop has been held for " + wholeSeconds(seconds) + " by " + words(now_) +
-                                " (nothing is polled and no status is served meanwhile" + hint + ")"};
+   return {LOG_WARNING, "the loop has been held for " + wholeSeconds(seconds) + " by " + words(now_) +
+                            " (nothing is polled and no status is served meanwhile" + hint + ")"};
 }
 
 LoopWatch::Line LoopWatch::end(double seconds) {
    record(seconds);
    held_ = false;
-   return {severityInfo,
-           "the loop goes on after " + wholeSeconds(seconds) + "; " + words(longest_) + " held it"};
+   return {LOG_INFO, "the loop goes on after " + wholeSeconds(seconds) + "; " + words(longest_) + " held it"};
 }
 
 }  // namespace Agent

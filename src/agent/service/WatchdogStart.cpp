@@ -1,5 +1,7 @@
 #include "agent/service/WatchdogStart.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <system_error>
 #include <utility>
@@ -12,8 +14,6 @@ namespace Agent {
 
 namespace {
 
-constexpr int severityWarning = 4;
-constexpr int severityInfo = 6;
 constexpr double shortestWait = 1;
 constexpr double longestWait = 60;
 
@@ -39,7 +39,7 @@ void WatchdogStart::start() {
       return;
    }
    if (refused_)
-      log_.notice(severityInfo, "the loop is watched for stalls now");
+      log_.notice(LOG_INFO, "the loop is watched for stalls now");
 }
 
 void WatchdogStart::handleRefusal(std::system_error const & error) {
@@ -49,8 +49,8 @@ void WatchdogStart::handleRefusal(std::system_error const & error) {
    if (manager_.patience())
       manager_.tell("WATCHDOG=1");
    if (!std::exchange(refused_, true))
-      log_.notice(severityWarning, "nothing watches the loop for stalls; the next attempt follows: " +
-                                       Vorn::errorAndRemedy(error));
+      log_.notice(LOG_WARNING, "nothing watches the loop for stalls; the next attempt follows: " +
+                                   Vorn::errorAndRemedy(error));
 }
 
 }  // namespace Agent

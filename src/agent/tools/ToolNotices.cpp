@@ -1,17 +1,12 @@
 #include "agent/tools/ToolNotices.h"
 
+#include <syslog.h>
+
 #include <utility>
 
 #include "agent/tools/ToolMeaning.h"
 
 namespace Agent {
-
-namespace {
-
-constexpr int severityWarning = 4;
-constexpr int severityInfo = 6;
-
-}  // namespace
 
 ToolNotices::ToolNotices(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker, Notice notice)
     : notice_{std::move(notice)} {
@@ -27,13 +22,13 @@ void ToolNotices::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun con
    std::string const tool = run.argv.front().str();
    if (!couldNotStart(run)) {
       if (failing_.erase(tool) > 0)
-         notice_(severityInfo, tool + " can be started again");
+         notice_(LOG_INFO, tool + " can be started again");
       return;
    }
    std::string const why = run.reason.str();
    if (std::string & told = failing_[tool]; told != why) {
       told = why;
-      notice_(severityWarning, tool + " cannot be started, so its readings fail until it can: " + why);
+      notice_(LOG_WARNING, tool + " cannot be started, so its readings fail until it can: " + why);
    }
 }
 
