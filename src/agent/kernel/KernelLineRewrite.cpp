@@ -76,7 +76,7 @@ std::string inWords(KernelForm form, std::string_view line, std::string const & 
    for (std::string const & candidate : {std::string{line}, head + std::string{text}})
       if (std::string known = withDisk(candidate); isRead(known))
          return known;
-   std::string const whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
+   std::string whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
    if (isRead(whole))
       return whole;
    std::string const bare = head + quotedInLibrarysWords(match.device, {});
