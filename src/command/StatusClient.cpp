@@ -7,14 +7,14 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <boost/beast/http/basic_parser.hpp>
+
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstring>
-#include <optional>
+#include <cstdint>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "base/Text.h"
 
@@ -24,15 +24,18 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t maxHead = std::size_t{64} << 10U;
+constexpr std::uint32_t maxHead = 65536;  // bytes
+constexpr int answered = 200;
 constexpr char startHint[] =
     "is the agent running? Start it with \"storagedevices agent\", or name its socket with --socket";
 
 constexpr char notTheAgent[] = "the answer is not the agent's: does --socket name the agent's socket?";
+constexpr char closedAtOnce[] =
+    "the agent closed the connection without an answer: is it stopping? Try again";
 constexpr char tooEarly[] = "the answer ended too early: is the agent stopping? Try again";
 
-// A general-purpose client would bound each wait, not the exchange, and take a full backlog for a
-// refusal; both matter when the agent is held up, which is when an operator asks.
+// The connection. What a general-purpose client does not do and an operator needs when the agent is stalled:
+// the whole exchange is bounded, not each wait, and a full backlog is waited for, not taken for a refusal.
 class Exchange {
  public:
    Exchange(std::string const & path, std::chrono::milliseconds time)
@@ -119,7 +122,7 @@ class Exchange {
          fail("no whole answer within " + std::to_string(time_.count()) +
               " ms: the agent is held up, see its log");
       if (error == ECONNRESET || error == EPIPE)
-         fail("the agent closed the connection without an answer: is it stopping? Try again");
+         fail(closedAtOnce);
       fail(std::generic_category().message(error) + ": " + startHint);
    }
 
@@ -135,182 +138,85 @@ class Exchange {
    int fd_ = -1;
 };
 
-struct Head {
-   int status = 0;
-   std::optional<std::size_t> length;
-   bool chunked = false;
-   bool known = true;  // false: the body comes in a coding that is not known here
-};
-
-bool sameIgnoringCase(std::string_view left, std::string_view right) {
-   auto const lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
-   return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                     [lower](char a, char b) { return lower(a) == lower(b); });
-}
-
-std::optional<std::size_t> wholeNumber(std::string_view text) {
-   std::size_t value = 0;
-   auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-   if (error != std::errc{} || end != text.data() + text.size())
-      return std::nullopt;
-   return value;
-}
-
-// False for a header line that cannot be believed.
-bool takeHeaderLine(std::string_view line, Head & head) {
-   std::size_t const colon = line.find(':');
-   if (colon == std::string_view::npos)
-      return false;
-   std::string_view const name = line.substr(0, colon);
-   std::string_view value = line.substr(colon + 1);
-   value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-   value = value.substr(0, value.find_last_not_of(" \t") + 1);
-   if (sameIgnoringCase(name, "Transfer-Encoding")) {
-      head.known = !head.chunked && sameIgnoringCase(value, "chunked");
-      head.chunked = true;
-   }
-   if (!sameIgnoringCase(name, "Content-Length"))
-      return true;
-   auto const length = wholeNumber(value);
-   bool const agrees = !head.length.has_value() || head.length == length;
-   head.length = length;
-   return length.has_value() && agrees;
-}
-
-std::optional<Head> parseHead(std::string_view text) {
-   constexpr std::string_view version = "HTTP/1.";
-   constexpr std::size_t statusAt = 9;  // after "HTTP/1.1 "
-   std::size_t const end = text.find("\r\n");
-   std::string_view const first = text.substr(0, end);
-   Head head;
-   if (!first.starts_with(version) || first.size() < statusAt + 3)
-      return std::nullopt;
-   auto const status = wholeNumber(first.substr(statusAt, 3));
-   if (!status.has_value())
-      return std::nullopt;
-   head.status = static_cast<int>(*status);
-   while (text.find("\r\n") != std::string_view::npos) {
-      text.remove_prefix(text.find("\r\n") + 2);
-      if (!takeHeaderLine(text.substr(0, text.find("\r\n")), head))
-         return std::nullopt;
-   }
-   return head;
-}
-
-// Receives up to the blank line; leaves in `rest` what came of the body.
-Head receiveHead(Exchange & exchange, std::string & rest) {
-   std::size_t end = std::string::npos;
-   bool more = true;
-   while (more && end == std::string::npos && rest.size() <= maxHead) {
-      more = exchange.receive(rest);
-      end = rest.find("\r\n\r\n");
-   }
-   if (rest.empty())
-      exchange.fail("the agent closed the connection without an answer: is it stopping? Try again");
-   auto const head =
-       end == std::string::npos ? std::nullopt : parseHead(std::string_view{rest}.substr(0, end));
-   if (!head.has_value() || !head->known)
-      exchange.fail(notTheAgent);
-   rest.erase(0, end + 4);
-   return *head;
-}
-
 using Take = std::function<void(std::string_view)>;
 
-// The bytes of a body that is sent in chunks, each behind its size.
-class Chunks {
+namespace http = boost::beast::http;
+using boost::beast::error_code;
+using boost::beast::string_view;
+
+// Hands the body over as it is parsed, whether it has a length, comes in chunks or ends with the connection.
+class AnswerParser final : public http::basic_parser<false> {
  public:
-   explicit Chunks(Exchange & exchange) : exchange_{exchange} {}
-
-   bool ended() const { return ended_; }
-
-   // Takes what is complete off the front of what has come.
-   void decode(std::string & coded, Take const & take) {
-      std::size_t at = 0;
-      while (!ended_ && (left_ > 0 ? takeData(coded, at, take) : takeSize(coded, at)))
-         continue;
-      coded.erase(0, at);
+   explicit AnswerParser(Take take) : take_{std::move(take)} {
+      header_limit(maxHead);
+      body_limit(UINT64_MAX);  // none is zero to this version
+      eager(true);
    }
+
+   int status() const { return status_; }
 
  private:
-   // False when more must come first.
-   bool takeData(std::string_view coded, std::size_t & at, Take const & take) {
-      std::string_view const part = coded.substr(at, left_);
-      take(part);
-      at += part.size();
-      left_ -= part.size();
-      return left_ == 0;
+   void on_request_impl(http::verb, string_view, string_view, int, error_code &) override {}
+   void on_response_impl(int status, string_view, int, error_code &) override { status_ = status; }
+   void on_field_impl(http::field field, string_view, string_view value, error_code & error) override {
+      if (field == http::field::transfer_encoding && !boost::beast::iequals(value, "chunked"))
+         error = http::error::bad_transfer_encoding;
    }
-
-   bool takeSize(std::string_view coded, std::size_t & at) {
-      constexpr std::size_t longestLine = 256;
-      // The data of a chunk ends with a line end of its own.
-      std::size_t const start = first_ ? at : at + 2;
-      std::size_t const end = coded.find("\r\n", start);
-      if (end == std::string_view::npos) {
-         if (coded.size() > start + longestLine)
-            exchange_.fail(notTheAgent);
-         return false;
-      }
-      auto const [stop, error] = std::from_chars(coded.data() + start, coded.data() + end, left_, 16);
-      bool const isSize = error == std::errc{} && (stop == coded.data() + end || *stop == ';');
-      if (!isSize || (!first_ && coded.substr(at, 2) != "\r\n"))
-         exchange_.fail(notTheAgent);
-      first_ = false;
-      ended_ = left_ == 0;
-      at = end + 2;
-      return true;
+   // The body of an answer that reports an error is for nobody.
+   void on_header_impl(error_code & error) override {
+      if (status_ != answered)
+         error = http::error::end_of_stream;
    }
+   void on_body_init_impl(boost::optional<std::uint64_t> const &, error_code &) override {}
+   std::size_t on_body_impl(string_view part, error_code &) override {
+      take_({part.data(), part.size()});
+      return part.size();
+   }
+   void on_chunk_header_impl(std::uint64_t, string_view, error_code &) override {}
+   std::size_t on_chunk_body_impl(std::uint64_t, string_view part, error_code & error) override {
+      return on_body_impl(part, error);
+   }
+   void on_finish_impl(error_code &) override {}
 
-   Exchange & exchange_;
-   std::size_t left_ = 0;
-   bool first_ = true;
-   bool ended_ = false;
+   Take take_;
+   int status_ = 0;
 };
 
-// Receives the body, of which `rest` has come; `more` is called before each further part.
-void receiveChunks(Exchange & exchange, std::string & rest, Take const & take,
-                   std::function<void()> const & more) {
-   Chunks chunks{exchange};
-   for (chunks.decode(rest, take); !chunks.ended(); chunks.decode(rest, take)) {
-      more();
-      if (!exchange.receive(rest))
-         exchange.fail(tooEarly);
-   }
+// At the end of the stream; an answer without a length is complete then.
+void endAnswer(Exchange & exchange, AnswerParser & parser) {
+   error_code error;
+   if (!parser.got_some())
+      exchange.fail(closedAtOnce);
+   parser.put_eof(error);
+   if (error)
+      exchange.fail(parser.is_header_done() ? tooEarly : notTheAgent);
 }
 
-void receivePlain(Exchange & exchange, std::optional<std::size_t> length, std::string & rest,
-                  Take const & take, std::function<void()> const & more) {
-   std::size_t left = length.value_or(SIZE_MAX);
-   for (bool open = true; open;) {
-      rest.resize(std::min(rest.size(), left));
-      left -= rest.size();
-      take(rest);
-      rest.clear();
-      if (left == 0)
-         return;
-      more();
-      open = exchange.receive(rest);
-   }
-   if (length)
-      exchange.fail(tooEarly);
-}
-
-Head ask(Exchange & exchange, std::string const & resource, std::string & rest) {
-   exchange.send("GET " + resource + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
-   Head const head = receiveHead(exchange, rest);
-   if (head.status != 200)
-      exchange.fail("the agent answered " + std::to_string(head.status) + " to " + escaped(resource) +
+// Parses what has come and leaves the rest of it; `resource` is what was asked for.
+void parse(Exchange & exchange, AnswerParser & parser, std::string & text, std::string const & resource) {
+   error_code error;
+   std::size_t const parsed = parser.put(boost::asio::const_buffer{text.data(), text.size()}, error);
+   if (error == http::error::end_of_stream)
+      exchange.fail("the agent answered " + std::to_string(parser.status()) + " to " + escaped(resource) +
                     ": is it of the same version as this program?");
-   return head;
+   if (error && error != http::error::need_more)
+      exchange.fail(notTheAgent);
+   text.erase(0, parsed);
 }
 
-void receiveBody(Exchange & exchange, Head const & head, std::string & rest, Take const & take,
-                 std::function<void()> const & more) {
-   if (head.chunked)
-      receiveChunks(exchange, rest, take, more);
-   else
-      receivePlain(exchange, head.length, rest, take, more);
+// `more` is called before each further part of the body.
+void receiveAnswer(Exchange & exchange, AnswerParser & parser, std::string const & resource,
+                   std::function<void()> const & more) {
+   exchange.send("GET " + resource + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+   std::string text;
+   while (!parser.is_done()) {
+      if (parser.is_header_done())
+         more();
+      if (exchange.receive(text))
+         parse(exchange, parser, text, resource);
+      else
+         endAnswer(exchange, parser);
+   }
 }
 
 }  // namespace
@@ -318,28 +224,24 @@ void receiveBody(Exchange & exchange, Head const & head, std::string & rest, Tak
 std::string askAgent(std::string const & socketPath, std::string const & resource,
                      StatusLimits const & limits) {
    Exchange exchange{socketPath, limits.time};
-   std::string rest;
-   Head const head = ask(exchange, resource, rest);
    std::string body;
-   auto const bound = [&](std::size_t size) {
+   auto const bound = [&](std::uint64_t size) {
       if (size > limits.answer)
          exchange.fail("the answer is larger than " + std::to_string(limits.answer) + " bytes");
    };
-   bound(head.length.value_or(0));
-   auto const take = [&](std::string_view part) {
+   AnswerParser parser{[&](std::string_view part) {
       bound(body.size() + part.size());
       body += part;
-   };
-   receiveBody(exchange, head, rest, take, [] {});
+   }};
+   receiveAnswer(exchange, parser, resource, [&] { bound(parser.content_length().value_or(0)); });
    return body;
 }
 
 void streamFromAgent(std::string const & socketPath, std::string const & resource, Take const & take,
                      std::chrono::milliseconds wait) {
    Exchange exchange{socketPath, wait};
-   std::string rest;
-   Head const head = ask(exchange, resource, rest);
-   receiveBody(exchange, head, rest, take, [&] { exchange.startAfresh(); });
+   AnswerParser parser{take};
+   receiveAnswer(exchange, parser, resource, [&] { exchange.startAfresh(); });
 }
 
 }  // namespace Agent
