@@ -138,6 +138,7 @@ TEST_F(PollingMonitor, dropsADiskThatGoesAtOnce) {
    start();
    devices_->diskDel("A");
    EXPECT_EQ(data_, Serials{"B"});
+   ASSERT_FALSE(traces_.texts(2).empty());
    EXPECT_EQ(traces_.texts(2).back(), "Deleting A from its associated *Data collection");
    Host::runFor(1);
    EXPECT_EQ(updated(), Serials{"B"});
@@ -179,6 +180,7 @@ TEST_F(PollingMonitor, tracesWhatItIsAboutToDo) {
    EXPECT_EQ(monitor_->tracedBefore,
              (Serials{"A is in the disk collection", "Adding A to the relevant *Data collection"}));
    devices_->diskDel("A");
+   ASSERT_FALSE(monitor_->tracedBefore.empty());
    EXPECT_EQ(monitor_->tracedBefore.back(), "Deleting A from its associated *Data collection");
 }
 

@@ -1,18 +1,25 @@
 #include "agent/MountSources.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "agent/config/ApplianceConfig.h"
+#include "base/UniqueFd.h"
 #include "runtime/host/Loop.h"
 #include "runtime/model/MountTable.h"
 #include "tests/support/MountNamespace.h"
+#include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 
 namespace Agent {
@@ -96,6 +103,12 @@ TEST_F(MountSourcesTest, ASourceIsOneWordOnOneLine) {
    EXPECT_EQ(file("drive"), "server:/a\\040b\\012/dev/sda\n");
 }
 
+TEST_F(MountSourcesTest, AMountWithoutASourceIsAMountAllTheSame) {
+   table(mount("/mnt/drive", ""));
+   auto const kept = sources({"drive"});
+   EXPECT_EQ(file("drive"), "none\n");
+}
+
 TEST_F(MountSourcesTest, ANameThatCannotBeAFilesIsTold) {
    auto const kept = sources({"", ".", "..", "a/b", std::string(300, 'x'), std::string{"a\0b", 3}, "drive"});
    EXPECT_EQ(notices.size(), 6U);
@@ -131,6 +144,37 @@ TEST_F(MountSourcesTest, WhatCannotBeWrittenIsToldOnceUntilItWasWritten) {
    fs::create_directories(files() / "drive/full");
    kept->write();
    EXPECT_EQ(notices.size(), 2U);
+}
+
+TEST_F(MountSourcesTest, WhatCannotBeReplacedLeavesNothingBesideIt) {
+   fs::create_directories(files() / "drive/full");
+   auto const kept = sources({"drive"});
+   EXPECT_EQ(notices.size(), 1U);
+   EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 1);
+}
+
+TEST_F(MountSourcesTest, AFileThatCannotBeWrittenWholeStaysAsItWas) {
+   table(mount("/mnt/drive", "/dev/sda1"));
+   auto const kept = sources({"drive"});
+   table(mount("/mnt/drive", "/dev/sdb1"));
+   auto * const before = std::signal(SIGXFSZ, SIG_IGN);
+   rlimit limit{};
+   getrlimit(RLIMIT_FSIZE, &limit);
+   rlimit const noByte{0, limit.rlim_max};
+   setrlimit(RLIMIT_FSIZE, &noByte);
+   kept->write();
+   setrlimit(RLIMIT_FSIZE, &limit);
+   std::signal(SIGXFSZ, before);
+   EXPECT_EQ(file("drive"), "/dev/sda1\n");
+   ASSERT_EQ(notices.size(), 1U);
+   EXPECT_NE(notices[0].find("(File too large)"), std::string::npos) << notices[0];
+}
+
+TEST_F(MountSourcesTest, WritingLeavesNoDescriptorOpen) {
+   auto const kept = sources({"drive"});
+   auto const before = Support::openDescriptors();
+   kept->write();
+   EXPECT_EQ(Support::openDescriptors(), before);
 }
 
 TEST_F(MountSourcesTest, ADirectoryThatCannotBeMadeIsToldOnce) {
@@ -195,8 +239,35 @@ TEST_F(MountSourcesTest, ALinkSwappedInForTheDirectoryIsNotFollowed) {
    EXPECT_EQ(file("drive"), "");
 }
 
+TEST_F(MountSourcesTest, ALinkSwappedInWhileTheTableIsReadIsNotFollowed) {
+   auto const kept = sources({"drive"});
+   fs::path const elsewhere = folder.path() / "elsewhere";
+   fs::create_directory(elsewhere);
+   fs::path const table = root.path() / "proc/self/mountinfo";
+   fs::remove(table);
+   ASSERT_EQ(mkfifo(table.c_str(), 0600), 0);
+   std::thread swapping{[&] {
+      std::ofstream const opened{table};  // once the directory has been
+      fs::rename(files(), folder.path() / "before");
+      fs::create_directory_symlink(elsewhere, files());
+   }};
+   kept->write();
+   UniqueFd const reader{open(table.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};  // where nobody read it
+   swapping.join();
+   EXPECT_TRUE(fs::is_empty(elsewhere));
+   EXPECT_TRUE(fs::exists(folder.path() / "before/drive"));
+}
+
 // What the process below found: its exit code.
-enum Found : int { followed, noOwnTable, stale };
+enum Found : int { followed, noOwnTable, stale, restless };
+
+// Whether the loop soon has nothing more to do.
+bool comesToRest() {
+   for (int turns = 0; turns < 10; ++turns)
+      if (Host::turn(0) == Host::Turn::idle)
+         return true;
+   return false;
+}
 
 int followsMounts(fs::path const & files) {
    Mounts::rootIs("");
@@ -212,7 +283,9 @@ int followsMounts(fs::path const & files) {
       Support::MountedFolder const drive{"/dev/sdy1", "/mnt/drive"};
       good = good && drive && shows("/dev/sdy1\n");
    }
-   return good && shows("") ? followed : stale;
+   if (!good || !shows(""))
+      return stale;
+   return comesToRest() ? followed : restless;
 }
 
 TEST_F(MountSourcesTest, FilesFollowTheKernelsMountTable) {

@@ -30,6 +30,22 @@
 
 namespace {
 
+bool groupsAreHeld = false;
+pid_t heldGroup = 0;  // what the signal that was held back last was for
+
+}  // namespace
+
+// In the place of the C library's for this program.
+extern "C" [[gnu::visibility("default")]] int kill(pid_t pid, int signal) noexcept {
+   if (groupsAreHeld && pid < 0) {
+      heldGroup = pid;
+      return 0;
+   }
+   return static_cast<int>(syscall(SYS_kill, pid, signal));
+}
+
+namespace {
+
 using Brul::ChildProcessTrackerSm;
 using Brul::PipedChildProcessSm;
 using RuntimeTest::TemporaryFolder;
@@ -76,6 +92,18 @@ bool isRunning(pid_t pid) {
    std::size_t const state = stat.rfind(") ");
    return state != std::string::npos && stat[state + 2] != 'Z' && stat[state + 2] != 'X';
 }
+
+// While it lives no process group gets a signal, as if the kernel held all its processes.
+class HeldGroups {
+ public:
+   HeldGroups() {
+      groupsAreHeld = true;
+      heldGroup = 0;
+   }
+   HeldGroups(HeldGroups const &) = delete;
+   HeldGroups & operator=(HeldGroups const &) = delete;
+   ~HeldGroups() { groupsAreHeld = false; }
+};
 
 class Children : public testing::Test {
  protected:
@@ -330,6 +358,14 @@ TEST_F(Children, TimeLimitTerminatesTheRun) {
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{2});
 }
 
+TEST_F(Children, TimeLimitFailsARunThatEndsWellWhenItIsTerminated) {
+   tracker->timeLimitIs(0.2);
+   auto const done = shell("trap 'exit 0' TERM; while :; do sleep 0.05; done");
+   EXPECT_EQ(done->process->state(), State::failed);
+   EXPECT_EQ(done->process->exitCode(), 0);
+   EXPECT_TRUE(tracker->finishedRun()->failed);
+}
+
 TEST_F(Children, TimeLimitKillsWhatIgnoresTermination) {
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap '' TERM; while :; do sleep 0.05; done");
@@ -366,6 +402,19 @@ TEST_F(Children, CommandWhoseLastRunCannotBeEndedIsNotRunAgain) {
    kill(held, SIGKILL);
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
    EXPECT_EQ(shell("exit 0")->process->state(), State::finished);
+}
+
+TEST_F(Children, CommandThatWroteTooMuchMayRunAgainThoughItLives) {
+   std::string const script = "head -c 5000000 /dev/zero; exec sleep 1000";
+   {
+      HeldGroups const held;
+      EXPECT_EQ(shell(script)->process->stderrString(), "sh: it wrote more than 4 MiB");
+   }
+   EXPECT_EQ(tracker->orphans(), 1U);
+   EXPECT_FALSE(tracker->isHeld({"sh", "-c", Pelm::String{script}}));
+   ASSERT_LT(heldGroup, -1) << "a group of its own";
+   kill(heldGroup, SIGKILL);
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 
 TEST_F(Children, CommandThatWasDroppedIsRunAgainAtOnce) {
@@ -466,6 +515,30 @@ TEST_F(ChildrenInVirtualTime, AreWaitedForBeforeTimeMovesOn) {
    EXPECT_TRUE(eventually([&] { return done.over(); }));
    EXPECT_EQ(currentTime(), Vorn::Seconds{1000}) << "the run took no virtual time";
    EXPECT_EQ(done.process->stdoutBuffer(), "out\n");
+}
+
+TEST_F(ChildrenInVirtualTime, CommandThatOutlivesItsTimeLimitIsHeldUntilItHasDied) {
+   auto const tracker = Pelm::make<ChildProcessTrackerSm>();
+   tracker->timeLimitIs(5);
+   Argv const argv{"sleep", "1000"};
+   Command done{tracker, argv};
+   done.process->start(true, true);
+   {
+      HeldGroups const held;
+      Vorn::activityManager().outsideWorkInc(-1);  // time does not wait for it
+      EXPECT_TRUE(eventually([&] { return done.over(); }));
+      Vorn::activityManager().outsideWorkInc(1);
+   }
+   EXPECT_EQ(currentTime(), Vorn::Seconds{1008}) << "terminated after 5 s, killed after 7, given up after 8";
+   EXPECT_EQ(done.process->stderrString(), "sleep: it passed its time limit");
+   EXPECT_TRUE(tracker->isHeld(argv));
+   ASSERT_LT(heldGroup, -1) << "a group of its own";
+   kill(heldGroup, SIGKILL);
+   siginfo_t died{};
+   waitid(P_PID, static_cast<id_t>(-heldGroup), &died, WEXITED | WNOWAIT);
+   EXPECT_EQ(tracker->orphans(), 1U);
+   EXPECT_FALSE(tracker->isHeld(argv)) << "it has died, if nobody has reaped it yet";
+   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Clients that are odd, slow or silent, each on a connection of its own. Time is virtual.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cstddef>
 #include <functional>
@@ -161,6 +162,25 @@ TEST_F(HttpConnectionTest, WithoutADescriptorAClientIsRefusedWithTheReason) {
    HttpExchange third{path, request};
    EXPECT_TRUE(endsWithin(third, 0.05));
    EXPECT_TRUE(third.text().ends_with("whole"));
+}
+
+TEST_F(HttpConnectionTest, WhereEvenTheSpareDescriptorLetsNobodyInItRestsBetweenItsAttempts) {
+   HttpExchange client{path, request};
+   Vorn::Seconds const start = Vorn::System::currentTime();
+   rlimit before{};
+   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+   rlimit const none{0, before.rlim_max};  // the number of the spare one is beyond it too
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+   for (int turns = 0; turns < 20; ++turns)
+      Host::turn();
+   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+   EXPECT_GT(Vorn::System::currentTime(), start) << "time moves only while the loop rests";
+   EXPECT_EQ(notices.size(), 1U);
+   EXPECT_TRUE(endsWithin(client, 0.2));
+   EXPECT_TRUE(client.text().ends_with("whole")) << client.text();
+   HttpExchange refused{path, request};
+   Support::DescriptorLimit const full{0};
+   EXPECT_TRUE(endsWithin(refused, 0.05)) << "it has a spare descriptor again";
 }
 
 TEST_F(HttpConnectionTest, ACrowdLeavesAThirdOfTheDescriptorsToOthers) {

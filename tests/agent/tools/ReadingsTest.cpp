@@ -94,6 +94,17 @@ TEST_F(ReadingsTest, ADiskThatMovedToAnotherBusIsReadAsOneOfThatBus) {
    EXPECT_TRUE(readings.of("N").empty());
 }
 
+TEST_F(ReadingsTest, ADiskThatChangesKeepsTheFailuresOfItsReadings) {
+   addDisk("A", "/dev/sda", BusType::sata);
+   endSmartctl("/dev/sda", 1, true);
+   Vorn::Seconds const bad = Vorn::System::currentTimeUtc();
+   time->jumpBy(60);
+   entities.devices->diskIs("A", StorageType::sataSsd, "/dev/sdb", "/mnt/y", "M", "2", false, BusType::sata,
+                            "1", 1);
+   ASSERT_TRUE(of("A", "smartctl").failure);
+   EXPECT_EQ(of("A", "smartctl").failure->since, bad);
+}
+
 TEST_F(ReadingsTest, AReadingThatTheTrackerEndedSaysWhy) {
    addDisk("A", "/dev/sda", BusType::sata);
    auto const run = Pelm::make<Brul::FinishedRun>();

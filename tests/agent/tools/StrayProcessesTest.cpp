@@ -29,11 +29,18 @@ class StrayProcessesTest : public Support::VirtualTimeTest {
       child->start(true, true);
       return child;
    }
+   // A script that writes the number of its process to a file and goes on as that one.
+   std::string numbered(std::string const & file, std::string const & process) const {
+      std::string const path = folder.string() + "/" + file;
+      return "echo $$ >" + path + ".new; mv " + path + ".new " + path + "; " + process;
+   }
+   std::string awaiting(std::string const & file) const {
+      return "while [ ! -e " + folder.string() + "/" + file + " ]; do sleep 0.01; done; ";
+   }
    // A script that leaves an orphan in a session of its own and writes that process's number to a file.
    std::string leaving(std::string const & file, std::string const & process = "exec sleep 1000") const {
-      std::string const path = folder.string() + "/" + file;
-      return "(setsid sh -c 'echo $$ >" + path + ".new; mv " + path + ".new " + path + "; " + process +
-             "' </dev/null >/dev/null 2>&1 &); while [ ! -e " + path + " ]; do sleep 0.01; done; echo; ";
+      return "(setsid sh -c '" + numbered(file, process) + "' </dev/null >/dev/null 2>&1 &); " +
+             awaiting(file) + "echo; ";
    }
    pid_t pidIn(std::string const & file) const {
       std::string const text = folder.content(file);
@@ -60,11 +67,22 @@ TEST_F(StrayProcessesTest, WhatLeftItsGroupIsEndedWithItsRunAndReaped) {
 
 TEST_F(StrayProcessesTest, AWholeTreeIsEnded) {
    auto const parent = folder.scriptIs("parent.sh", leaving("child") + "exec sleep 1000");
-   auto const child = run(leaving("parent", "exec " + parent.string()) + "while [ ! -e " + folder.string() +
-                          "/child ]; do sleep 0.01; done");
+   auto const child = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
    ASSERT_TRUE(eventually([&] { return pidIn("child") > 0 && isOver(child); }));
    EXPECT_TRUE(eventually([&] { return Agent::children().empty(); }));
    EXPECT_FALSE(lives(pidIn("parent")) || lives(pidIn("child")));
+}
+
+TEST_F(StrayProcessesTest, TheChildOfAStrayIsEndedRightAfterItsParent) {
+   auto const child = folder.scriptIs("child.sh", numbered("child", "exec sleep 1000"));
+   auto const parent = folder.scriptIs("parent.sh", child.string() + " & wait");
+   auto const tool = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
+   ASSERT_TRUE(eventually([&] { return isOver(tool); }));
+   ASSERT_TRUE(lives(pidIn("child"))) << "its parent has it still";
+   Vorn::Seconds const over = Vorn::System::currentTime();
+   EXPECT_TRUE(eventually([&] { return Agent::children().empty(); }));
+   EXPECT_FALSE(lives(pidIn("parent")) || lives(pidIn("child")));
+   EXPECT_LT(Vorn::System::currentTime() - over, 1);
 }
 
 TEST_F(StrayProcessesTest, WhatARunUnderWayMayNeedIsLeftAlone) {
