@@ -158,11 +158,8 @@ void insertAttr(DeviceSmartData & record, SmartAttr const & attr, DriveSmartMapp
 }
 
 void attrsIs(DeviceSmartData & record, DeviceSmartData const & other) {
-   for (SmartField const & field : smartFields) {
-      OptionalSmartAttr const & attr = (other.*field.cell)();
-      if ((record.*field.cell)() != attr)
-         (record.*field.set)(attr);
-   }
+   for (SmartField const & field : smartFields)
+      (record.*field.set)((other.*field.cell)());
    for (auto const & [id, attr] : record.unknownAttr)
       if (!other.unknownAttr.contains(id))
          record.unknownAttrDel(id);

@@ -32,15 +32,6 @@ class FilingWithoutMemory : public Support::ToolMonitorTest {
  protected:
    using ToolMonitorTest::ToolMonitorTest;
 
-   // One poll, its run to its end without being filed.
-   template <class Monitor, class Process>
-   void pollWithoutFiling(Monitor & monitor, Process const & process) const {
-      monitor.handleClock();
-      monitor.vornDoZombieReactors(true);
-      EXPECT_TRUE(Support::soon([&] { return process()->isOver(); }));
-      monitor.vornDoZombieReactors(false);
-   }
-
    // Files with the given allocation failing; whether it was made.
    template <class Action>
    static bool failed(int allocation, Action const & file) {

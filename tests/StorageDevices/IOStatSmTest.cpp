@@ -107,6 +107,7 @@ TEST_F(IOStatMonitor, beforeItIsInitialisedNothingPolls) {
    plug("A");
    data_->ioStatDataIs("A");
    monitor_ = Pelm::make<IOStatSm>(interval_, devices_, data_);
+   monitor_->ioStatPathBaseIs((folder_.string() + "/%s.stat").c_str());
    interval_->intervalIs(5);
    Host::runFor(60);
    EXPECT_TRUE(history("A").empty());

@@ -93,6 +93,12 @@ TEST(JsonMemoryTest, aDenseTextBeyondThatIs) {
    EXPECT_EQ(JsonDocument{plain}.error(), "") << "what tools print has room";
 }
 
+TEST(JsonMemoryTest, whatFollowsTheEndOfTheTextBuysItNoMemory) {
+   std::string text = filled(miB + miB / 2, "0");
+   text.resize(outputSize);  // with NUL bytes, the first of which is its end
+   EXPECT_EQ(JsonDocument{text}.error(), refused);
+}
+
 TEST(JsonMemoryTest, aListBeyondItTellsSo) {
    NvmeList const list = readNvmeList(filled(outputSize, "0"), "/dev/nvme0n1");
    EXPECT_EQ(list.outcome, NvmeList::Outcome::jsonError);

@@ -133,8 +133,21 @@ TEST_F(NvmeMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
    watcher.reactor.notifierIs(record());
    watcher.reactor.on<&RunWatcher::handleTemperature>(record()->temperatureCelsius, watcher);
    watcher.reactor.hasNotificationActiveIs(true);
-   poll();
+   // Within no other change, so that what is filed is notified of at once.
+   pollWithoutFiling(*monitor_, [&] { return monitor_->nvmeCliProcess("N1"); });
+   monitor_->handleNvmeCliState("N1");
    EXPECT_TRUE(watcher.isGone);
+}
+
+TEST_F(NvmeMonitor, aRunWhoseRecordIsGoneFilesNothing) {
+   plug();
+   start();
+   Host::turn();
+   ASSERT_TRUE(monitor_->nvmeCliProcess("N1"));
+   data_->deviceDataDel("N1");
+   EXPECT_TRUE(Support::soon([&] { return monitor_->nvmeCliProcess.empty(); }));
+   EXPECT_FALSE(record());
+   EXPECT_EQ(traces_.errors(), Texts{});
 }
 
 TEST_F(NvmeMonitor, aZombieFilesNothingOfARunInFlight) {

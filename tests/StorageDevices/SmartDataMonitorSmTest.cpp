@@ -415,6 +415,15 @@ TEST_F(SmartMonitor, aRunStartsItsCommandOnlyOnce) {
    EXPECT_EQ(started.count(), 1U);
 }
 
+TEST_F(SmartMonitor, aRunThatCountsAsStartedStartsNothing) {
+   auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
+   process->startedIs(true);
+   process->run("/dev/sda", false);
+   EXPECT_EQ(process->sm()->state(), Brul::PipedChildProcessSm::State::idle);
+   EXPECT_EQ(process->sm()->arg.size(), 0U);
+   EXPECT_EQ(process->devicePath(), "");
+}
+
 TEST_F(SmartMonitor, aRunWhoseChildIsNotIdleDoesNothing) {
    auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
    process->sm()->argPush("true");
@@ -498,7 +507,9 @@ TEST_F(SmartMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
    watcher.reactor.notifierIs(record());
    watcher.reactor.on<&Watcher::handleHours>(record()->powerOnHours, watcher);
    watcher.reactor.hasNotificationActiveIs(true);
-   poll();
+   // Within no other change, so that what is filed is notified of at once.
+   pollWithoutFiling(*monitor_, [&] { return monitor_->smartctlProcess("S1"); });
+   monitor_->handleSmartctlState("S1");
    EXPECT_TRUE(watcher.empty);
 }
 

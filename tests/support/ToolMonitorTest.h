@@ -57,6 +57,15 @@ class ToolMonitorTest : public VirtualTimeTest {
       Host::turn();
    }
 
+   // One poll, its run to its end without being filed.
+   template <class Monitor, class Process>
+   static void pollWithoutFiling(Monitor & monitor, Process const & process) {
+      monitor.handleClock();
+      monitor.vornDoZombieReactors(true);
+      EXPECT_TRUE(soon([&] { return process()->isOver(); }));
+      monitor.vornDoZombieReactors(false);
+   }
+
    TempDir folder_;
    DiskFields disk_;
    TraceRecorder traces_;
