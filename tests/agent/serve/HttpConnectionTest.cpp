@@ -178,9 +178,11 @@ TEST_F(HttpConnectionTest, WhereEvenTheSpareDescriptorLetsNobodyInItRestsBetween
    EXPECT_EQ(notices.size(), 1U);
    EXPECT_TRUE(endsWithin(client, 0.2));
    EXPECT_TRUE(client.text().ends_with("whole")) << client.text();
+   Host::runFor(1.1);  // that one is gone
    HttpExchange refused{path, request};
    Support::DescriptorLimit const full{0};
    EXPECT_TRUE(endsWithin(refused, 0.05)) << "it has a spare descriptor again";
+   EXPECT_TRUE(refused.text().starts_with("HTTP/1.1 503 ")) << refused.text();
 }
 
 TEST_F(HttpConnectionTest, ACrowdLeavesAThirdOfTheDescriptorsToOthers) {
