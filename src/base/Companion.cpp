@@ -1,8 +1,8 @@
 #include "base/Companion.h"
 
-#include <unistd.h>
-
 #include <system_error>
+
+#include "base/ProgramSearch.h"
 
 namespace Agent {
 
@@ -11,7 +11,7 @@ std::filesystem::path companionProgram(std::initializer_list<char const *> place
    auto const here = std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path();
    for (char const * const place : places) {
       std::filesystem::path program = (here / place).lexically_normal();
-      if (std::filesystem::is_regular_file(program, unknown) && access(program.c_str(), X_OK) == 0)
+      if (Base::isProgram(program))
          return program;
    }
    return {};

@@ -16,6 +16,8 @@
 #include <system_error>
 #include <vector>
 
+#include "base/ProgramSearch.h"
+
 namespace Agent::Compat {
 
 namespace {
@@ -24,28 +26,11 @@ namespace {
    throw std::system_error(error, std::generic_category(), what);
 }
 
-std::vector<std::string> programsOnPath(std::string const & name, std::string_view searchPath) {
-   std::vector<std::string> programs;
-   while (!searchPath.empty()) {
-      std::size_t const colon = std::min(searchPath.find(':'), searchPath.size());
-      std::string_view const folder = searchPath.substr(0, colon);
-      searchPath.remove_prefix(std::min(colon + 1, searchPath.size()));
-      if (folder.starts_with('/'))
-         programs.push_back(std::string(folder).append("/").append(name));
-   }
-   return programs;
-}
-
 bool isThisProgram(std::string const & path) {
    struct stat self {};
    struct stat other {};
    return stat("/proc/self/exe", &self) == 0 && stat(path.c_str(), &other) == 0 &&
           self.st_dev == other.st_dev && self.st_ino == other.st_ino;
-}
-
-bool isProgram(std::string const & path) {
-   struct stat status {};
-   return access(path.c_str(), X_OK) == 0 && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 std::size_t readSome(int fd, char * into, std::size_t size) {
@@ -86,9 +71,9 @@ void printSome(std::string_view text) {
 }  // namespace
 
 std::string findRealTool(std::string const & name, std::string const & searchPath) {
-   auto const programs = programsOnPath(name, searchPath);
+   auto const programs = Base::programsOnPath(name, searchPath);
    auto const behindSelf = std::find_if(programs.rbegin(), programs.rend(), isThisProgram).base();
-   auto const found = std::find_if(behindSelf, programs.end(), isProgram);
+   auto const found = std::find_if(behindSelf, programs.end(), Base::isProgram);
    return found == programs.end() ? std::string() : *found;
 }
 

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "base/ProgramSearch.h"
 #include "runtime/Vorn/BlockingCall.h"
 
 namespace Vorn {
@@ -67,29 +68,6 @@ std::string searchPath(Pelm::String const & searchFirst) {
    if (!path.empty())
       path += ':';
    return path + (inherited ? inherited : "/usr/sbin:/usr/bin:/sbin:/bin");
-}
-
-bool isProgram(std::string const & path) {
-   struct stat status {};
-   return access(path.c_str(), X_OK) == 0 && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-}
-
-// Empty when there is no such program.
-std::string findProgram(std::string const & name, std::string_view path) {
-   if (name.empty() || name.find('/') != std::string::npos)
-      return name;
-   while (!path.empty()) {
-      std::size_t const colon = path.find(':');
-      std::string_view const folder = path.substr(0, colon);
-      path.remove_prefix(colon == std::string_view::npos ? path.size() : colon + 1);
-      // An empty or relative entry would run what happens to lie in the working directory.
-      if (folder.empty() || folder.front() != '/')
-         continue;
-      std::string candidate = std::string{folder} + '/' + name;
-      if (isProgram(candidate))
-         return candidate;
-   }
-   return {};
 }
 
 bool names(char const * setting, std::string_view variable) {
@@ -172,7 +150,7 @@ pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdo
       arguments.reserve(argv.size());
       for (Pelm::String const & argument : argv)
          arguments.push_back(argument.str());
-      std::string const program = argv.empty() ? std::string{} : findProgram(arguments.front(), path);
+      std::string const program = argv.empty() ? std::string{} : Base::findProgram(arguments.front(), path);
       if (!program.empty())
          error = fds.moveUp() ? spawn(pid, program, arguments, path, fds) : errno;
    }
@@ -183,7 +161,7 @@ pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdo
 }
 
 std::string programPath(std::string const & name, Pelm::String const & searchFirst) {
-   return findProgram(name, searchPath(searchFirst));
+   return Base::findProgram(name, searchPath(searchFirst));
 }
 
 }  // namespace Vorn

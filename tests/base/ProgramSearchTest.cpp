@@ -1,0 +1,31 @@
+#include "base/ProgramSearch.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/TempDir.h"
+
+namespace Base {
+namespace {
+
+TEST(ProgramSearchTest, LeavesOutEmptyAndRelativeFolders) {
+   EXPECT_EQ(programsOnPath("nvme", ":/a:bin:.:/b/:"), (std::vector<std::string>{"/a/nvme", "/b//nvme"}));
+   EXPECT_TRUE(programsOnPath("nvme", "").empty());
+}
+
+TEST(ProgramSearchTest, FindsTheFirstThatCanBeExecuted) {
+   Support::TempDir const folder;
+   std::string const path = folder.string() + "/none:" + folder.string() + "/folder:" + folder.string();
+   std::filesystem::create_directories(folder.path() / "folder/tool");
+   folder.fileIs("tool", "no program yet");
+   EXPECT_EQ(findProgram("tool", path), "");
+   folder.scriptIs("tool", "true");
+   EXPECT_EQ(findProgram("tool", path), folder.string() + "/tool");
+   EXPECT_EQ(findProgram("./tool", path), "./tool") << "a name with a slash is none to search for";
+}
+
+}  // namespace
+}  // namespace Base
