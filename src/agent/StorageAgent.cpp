@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -134,7 +135,8 @@ void StorageAgent::reload() {
       ConfigChange const change = applyConfig(config_, reread_());
       toolsAre(config_.tools);
       traceLevelsAre(before.trace);
-      std::size_t const forgotten = monitors_.reload(before);
+      // Each knows disks of its own: a kernel line may name one that was never judged, and the other way round.
+      std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
       log_.notice(LOG_INFO, "configuration read again: " + changeText(change) +
                                 (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +
                                 (forgotten == 0 ? "" : std::to_string(forgotten)));
@@ -143,7 +145,7 @@ void StorageAgent::reload() {
    }
 }
 
-HttpAnswer StorageAgent::answer(HttpRequest const & request) const {
+HttpAnswer StorageAgent::answer(HttpRequest const & request) {
    if (request.path == "/api/v1/state")
       return state(request);
    if (request.path == "/api/v1/messages")
@@ -165,16 +167,18 @@ Holds StorageAgent::holds() const {
    return watchdog_ ? watchdog_->holds() : Holds{};
 }
 
-HttpAnswer StorageAgent::state(HttpRequest const & request) const {
+HttpAnswer StorageAgent::state(HttpRequest const & request) {
    auto const history = historyOf(request.argument("history"));
    if (!history)
       return {400, "text/plain", "history: must be a whole number, 0 or more, or \"all\"\n"};
+   verdicts_.evaluate();
    return jsonAnswer(stateDocument({monitors_.internalDevicesReady(),
                                     Vorn::System::currentTimeUtc().value(),
                                     monitors_.entities(),
                                     monitors_.ioStatErrors(),
                                     toolRuns_,
                                     readings_,
+                                    verdicts_,
                                     monitors_.recordKeepers(),
                                     {monitors_.kernelLines(), log_.dropped()}},
                                    *history));

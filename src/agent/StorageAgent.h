@@ -20,6 +20,7 @@
 #include "agent/tools/StrayProcesses.h"
 #include "agent/tools/ToolNotices.h"
 #include "agent/tools/ToolRuns.h"
+#include "agent/verdict/Verdicts.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
 
@@ -44,7 +45,7 @@ class StorageAgent {
    void reload();
 
    // What is served on a path.
-   HttpAnswer answer(HttpRequest const & request) const;
+   HttpAnswer answer(HttpRequest const & request);
 
  private:
    void toolsAre(Config::Tools const & tools);
@@ -52,7 +53,7 @@ class StorageAgent {
    void serve(ListenSocket socket, std::optional<HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
    Holds holds() const;
-   HttpAnswer state(HttpRequest const & request) const;
+   HttpAnswer state(HttpRequest const & request);
    HttpAnswer messages(HttpRequest const & request) const;
 
    Config config_;
@@ -70,6 +71,8 @@ class StorageAgent {
    ToolNotices toolNotices_{tracker_,
                             [this](int severity, std::string const & text) { log_.notice(severity, text); }};
    Readings readings_{monitors_.entities(), tracker_};
+   Verdicts verdicts_{monitors_.entities(), config_.verdict, readings_,
+                      [this] { return monitors_.recordKeepers().mountPoints; }};
    std::vector<std::unique_ptr<HttpServer>> servers_;
 };
 

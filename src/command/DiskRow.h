@@ -1,5 +1,5 @@
-// One disk of the state document in the words of the status table. Pure functions; nothing here escapes
-// what comes from devices.
+// One disk of the state document in the words of the status table: what the agent says, formatted, and
+// nothing that it does not say. Pure functions; nothing here escapes what comes from devices.
 #pragma once
 
 #include <rapidjson/fwd.h>
@@ -21,19 +21,20 @@ struct DiskRow {
    std::string size;
    std::string mountPoint;
    std::string kind;  // "fixed" or "removable"
-   Cell health;       // "ok", or what is wrong, the worst first
-   Cell temperature;
-   Cell life;            // percent of the rated life that is left
-   std::string hours;    // powered on
-   std::string written;  // to the drive in its life, or where it does not tell "… since boot"
-   Cell age;             // of the last good reading of its health
-   Cell reading;         // which readings fail, for how long and why
-   Cell fileSystem;      // how it is tested, in a word
-   Cell use;             // "ok", or "full" above the file system's utilisation threshold
+   Cell verdict;
+   Cell reason;  // all reasons for it, the worst first
+   std::string temperature;
+   std::string life;        // percent of the rated life that is left
+   std::string hours;       // powered on
+   std::string written;     // to the drive in its life, or where it does not tell "… since boot"
+   std::string age;         // of the last good reading of its health
+   Cell reading;            // which readings fail, for how long and why
+   std::string fileSystem;  // how its test goes, in a word
    std::string interfaceAndAddress;
 };
 
-// `disk` is the member `name` of the document's connectedDevices.disk.
+// `disk` is the member `name` of the document's connectedDevices.disk, or of an absent disk what its figures
+// hold.
 DiskRow diskRow(rapidjson::Value const & state, std::string const & name, rapidjson::Value const & disk);
 
 // The newest of the log messages (oldest first, an array) that names the disk among its arguments;

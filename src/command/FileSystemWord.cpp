@@ -6,16 +6,12 @@ namespace Agent {
 
 namespace {
 
-// The two phases have a verdict only when the test is over, which is while it waits for the next one.
-std::string_view testWord(rapidjson::Value const * test, bool running) {
-   std::string const state = jsonText(test, "state");
+std::string_view testWord(std::string_view state, bool running) {
    if (!running)
       return "stopped";
-   if (state != "idle")
-      return state == "setup" ? "waiting" : "testing";
-   bool const good =
-       jsonBool(test, "writeTestOk").value_or(false) && jsonBool(test, "readTestOk").value_or(false);
-   return good ? "ok" : "failed";
+   if (state == "idle")
+      return "tested";
+   return state == "setup" ? "waiting" : "testing";
 }
 
 }  // namespace
@@ -23,7 +19,7 @@ std::string_view testWord(rapidjson::Value const * test, bool running) {
 std::string_view fileSystemWord(rapidjson::Value const * mountPoint) {
    auto const * const test = jsonMember(mountPoint, "fsHealth");
    if (auto const running = jsonBool(test, "running"))
-      return testWord(test, *running);
+      return testWord(jsonText(test, "state"), *running);
    if (!jsonNumber(mountPoint, "initialMountFailuresRemaining").has_value())
       return {};
    // Seen, and too bad for a test.

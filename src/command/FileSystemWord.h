@@ -7,9 +7,9 @@
 
 namespace Agent {
 
-// "ok" and "failed" as the last test of its file system went, "testing" during one, "waiting" where one
+// How the test of its file system goes: "testing" during one, "tested" between two, "waiting" where one
 // cannot begin without its folder, "stopped" where the mount is wrong, "unmounted" where none has been seen
-// yet; empty for null and for what is no mount point.
+// yet. How a test ended is for the verdict to say. Empty for null and for what is no mount point.
 std::string_view fileSystemWord(rapidjson::Value const * mountPoint);
 
 }  // namespace Agent

@@ -48,10 +48,18 @@ Cell messageCell(Json const * message) {
    return {messageTime(*message) + " " + safe(jsonText(message, "text")), messageTone(*message)};
 }
 
+// Those that are connected, and those that are absent with what is remembered of them.
 std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
    std::vector<DiskRow> rows;
    for (auto const & disk : disks.GetObject())
       rows.push_back(diskRow(state, std::string{jsonText(disk.name)}, disk.value));
+   auto const * figures = jsonMember(&state, "figures");
+   if (figures != nullptr && figures->IsObject())
+      for (auto const & member : figures->GetObject()) {
+         auto const * gone = jsonMember(&member.value, "disk");
+         if (gone != nullptr && jsonMember(&disks, jsonText(member.name)) == nullptr)
+            rows.push_back(diskRow(state, std::string{jsonText(member.name)}, *gone));
+      }
    std::sort(rows.begin(), rows.end(), [](DiskRow const & a, DiskRow const & b) {
       return std::tie(a.mountPoint, a.device, a.name) < std::tie(b.mountPoint, b.device, b.name);
    });
@@ -60,22 +68,22 @@ std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
 
 std::vector<Column> emptyColumns() {
    using Spare = Column::Spare;
-   return {{"DISK", 12},
+   return {{"VERDICT", 7, Spare::ifEmpty},
+           {"DISK", 12},
            {"MODEL", 12, Spare::first},
            {"FIRMWARE", 8, Spare::first},
            {"DEVICE", 12},
            {"BUS", 12, Spare::first},
-           {"SIZE", 7, Spare::never, true},
+           {"SIZE", 7, Spare::second, true},
            {"MOUNT POINT", 12},
            {"KIND", 5, Spare::first},
-           {"USE", 4, Spare::first},
            {"FS", 7, Spare::second},
-           {"HEALTH", 12, Spare::ifEmpty},
            {"TEMP", 5, Spare::ifEmpty, true},
            {"LIFE", 5, Spare::ifEmpty, true},
            {"HOURS", 6, Spare::second, true},
            {"WRITTEN", 8, Spare::second},
            {"AGE", 5, Spare::second, true},
+           {"REASON", 24, Spare::ifEmpty},
            {"READING", 24, Spare::ifEmpty},
            {"LAST MESSAGE", 40, Spare::ifEmpty}};
 }
@@ -120,10 +128,12 @@ std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
    bool const besides = sentencesFitIn(options);
    auto const messageOf = [&](DiskRow const & disk) { return messageCell(lastMessageOf(disk, messages)); };
    auto const readingOf = [](DiskRow const & disk) { return safe(disk.reading); };
+   auto const reasonOf = [](DiskRow const & disk) { return safe(disk.reason); };
    std::vector<Column> columns = emptyColumns();
    for (std::size_t at = 0; at < std::min(rows.size(), maxRows); ++at) {
       DiskRow const & disk = rows[at];
-      std::vector<Cell> cells{{safe(disk.name)},
+      std::vector<Cell> cells{safe(disk.verdict),
+                              {safe(disk.name)},
                               {safe(disk.model)},
                               {safe(disk.firmware)},
                               {safe(disk.device)},
@@ -131,14 +141,13 @@ std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
                               {disk.size},
                               {safe(disk.mountPoint)},
                               {disk.kind},
-                              disk.use,
-                              disk.fileSystem,
-                              safe(disk.health),
-                              safe(disk.temperature),
-                              disk.life,
+                              {disk.fileSystem},
+                              {disk.temperature},
+                              {disk.life},
                               {disk.hours},
                               {disk.written},
-                              disk.age,
+                              {disk.age},
+                              besides ? reasonOf(disk) : Cell{},
                               besides ? readingOf(disk) : Cell{},
                               besides ? messageOf(disk) : Cell{}};
       for (std::size_t column = 0; column < columns.size(); ++column)
@@ -149,7 +158,8 @@ std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
       result += "and " + std::to_string(rows.size() - maxRows) + " more disks; --json shows them all\n";
    if (besides)
       return result;
-   return result + listBelow("Failing readings:", rows, options.width, readingOf) +
+   return result + listBelow("Reasons:", rows, options.width, reasonOf) +
+          listBelow("Failing readings:", rows, options.width, readingOf) +
           listBelow("Last messages:", rows, options.width, messageOf);
 }
 
@@ -167,12 +177,24 @@ std::string readiness(Json const & state) {
           (count == 1 ? " device waits to be classified, " : " devices wait to be classified, ");
 }
 
+// ", none at /mnt/a, /mnt/b".
+std::string missing(Json const & state) {
+   Json const * const mountPoints = jsonMember(jsonMember(&state, "unit"), "missing");
+   std::string result;
+   if (mountPoints != nullptr && mountPoints->IsArray())
+      for (Json const & mountPoint : mountPoints->GetArray())
+         result += (result.empty() ? ", none at " : ", ") + safe(jsonText(mountPoint));
+   return result;
+}
+
 std::string headline(Json const & state, Json const * disks) {
    std::string const version = safe(jsonText(&state, "version"));
    std::string result = "storagedevices" + (version.empty() ? "" : " " + version) + ": ";
    if (auto const ready = jsonBool(&state, "internalDevicesReady"))
       result += *ready ? readiness(state) : "still identifying devices, ";
-   result += disks == nullptr ? "disks not known" : counted(disks->MemberCount());
+   std::string const verdict = safe(jsonText(jsonMember(&state, "unit"), "verdict"));
+   result += verdict.empty() ? "" : "unit " + verdict + ", ";
+   result += disks == nullptr ? "disks not known" : counted(disks->MemberCount()) + missing(state);
    if (auto const time = jsonNumber(&state, "time"))
       result += ", " + utcTime(*time);
    return result;
@@ -212,12 +234,12 @@ std::string statusTable(Json const & state, Json const * messages, TableOptions 
       result +=
           wrapped("The agent's answer does not list the disks: is it of the same version as this program?",
                   options.width);
-   else if (disks->ObjectEmpty())
-      result += wrapped(whyNoDisks(state), options.width);
    else
       rows = sortedRows(state, *disks);
    if (!rows.empty())
       result += diskTable(rows, messages, options);
+   else if (disks != nullptr)
+      result += wrapped(whyNoDisks(state), options.width);
    std::string const stray = strayMessage(rows, messages);
    return result + (stray.empty() ? "" : wrapped(stray, options.width));
 }

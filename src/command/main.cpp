@@ -24,6 +24,7 @@
 #include "base/Version.h"
 #include "command/CatalogueText.h"
 #include "command/CheckConfig.h"
+#include "command/Colour.h"
 #include "command/CommandLine.h"
 #include "command/MessagesText.h"
 #include "command/StatusClient.h"
@@ -104,8 +105,8 @@ int showCatalogue(Agent::Command const & command) {
 Agent::TableOptions tableOptions() {
    Agent::TableOptions options;
    winsize size{};
-   options.colour = isatty(STDOUT_FILENO) != 0;
-   if (options.colour && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
+   options.colour = Agent::takesColour(STDOUT_FILENO);
+   if (isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
       options.width = size.ws_col;
    return options;
 }

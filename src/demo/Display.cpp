@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
 #include "base/Text.h"
+#include "command/Colour.h"
 #include "command/StatusTable.h"
 
 namespace Agent::Demo {
@@ -74,7 +74,7 @@ void PlainDisplay::agentLine(std::string_view text) {
    line("   agent: ", escaped(text));
 }
 
-LiveDisplay::LiveDisplay() : colour_(std::getenv("NO_COLOR") == nullptr) {
+LiveDisplay::LiveDisplay() : colour_(takesColour(STDOUT_FILENO)) {
    write(enterScreen);
 }
 

@@ -71,7 +71,7 @@ struct Config {
       bool operator==(Status const &) const = default;
    };
 
-   // Steers nothing yet, as Verdict.
+   // Steers nothing yet.
    struct History {
       double hours = 24;                                 // 0 to 8760
       std::string file = "/run/storagedevices/history";  // absolute, or empty: none

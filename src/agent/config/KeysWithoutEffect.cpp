@@ -36,8 +36,6 @@ std::vector<std::string> keysWithoutEffect(Config const & config, bool underSyst
           "status.socket_group: is not served in this version; every local user may ask on the socket");
    if (config.history != Config::History{})
       lines.emplace_back("history: is not served in this version; no history is kept over a restart");
-   if (config.verdict != Config::Verdict{})
-      lines.emplace_back("verdict: is not served in this version; no disk is given a verdict by it");
    return lines;
 }
 

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "agent/verdict/DiskRecords.h"
+
 namespace Agent {
 
 namespace {
@@ -51,19 +53,6 @@ void writeInfo(JsonWriter & writer, StorageDevErrorSyslogInfo const & info) {
    writeReal(writer, info.syslogTimestamp.id(), info.syslogTimestamp().value());
    writeCount(writer, info.disconnectCount);
    writer.EndObject();
-}
-
-bool hasRecord(Entities const & entities, Pelm::String const & serial) {
-   return entities.smart->deviceData.contains(serial) || entities.nvme->deviceData.contains(serial);
-}
-
-// The drive of a sensor: of several that are configured one that is there.
-Pelm::String driveOf(Entities const & entities, Pelm::String const & sensor) {
-   Pelm::String drive;
-   for (auto const & [serial, mapped] : entities.fruConfig->serialToSensorMap)
-      if (mapped == sensor && (drive.empty() || hasRecord(entities, serial)))
-         drive = serial;
-   return drive;
 }
 
 void writeSensor(JsonWriter & writer, TempSensorStatus const & status, Pelm::String const & drive,

@@ -4,31 +4,12 @@
 #include "agent/documents/HealthDocument.h"
 #include "agent/documents/PiecedJson.h"
 #include "agent/documents/ReadingsDocument.h"
+#include "agent/documents/VerdictDocument.h"
 #include "base/Version.h"
 
 namespace Agent {
 
 namespace {
-
-void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
-   writer.StartObject();
-   writeMember(writer, "name", disk.name().view());
-   writer.Key("mibType");
-   writer.Uint(disk.mibType());
-   writeMember(writer, "blockDevice", disk.blockDevice().view());
-   writeMember(writer, "mountPoint", disk.mountPoint().view());
-   writeMember(writer, "model", disk.model().view());
-   writeMember(writer, "firmwareRevision", disk.firmwareRevision().view());
-   writer.Key("removable");
-   writer.Bool(disk.removable());
-   writer.Key("busType");
-   writer.Uint(disk.busType());
-   writeMember(writer, "devAddress", disk.devAddress().view());
-   writer.Key("sizeGb");
-   writer.Uint(disk.sizeGb());
-   writeMember(writer, "deviceIntfAndAddress", disk.deviceIntfAndAddress().view());
-   writer.EndObject();
-}
 
 JsonValue connectedDevicesJson(StorageDevices::ConnectedDevices const & devices) {
    auto disks =
@@ -60,6 +41,13 @@ void addUnit(JsonMembers & members, StateSources const & sources) {
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 
+void addVerdicts(JsonMembers & members, StateSources const & sources) {
+   DiskVerdicts const & disks = sources.verdicts.disks();
+   members.add("unit", unitJson(sources.verdicts.unit()))
+       .add("verdicts", verdictsJson(disks, sources.readings))
+       .add("figures", figuresJson(disks, *sources.entities.devices));
+}
+
 void addHealth(JsonMembers & members, StateSources const & sources, std::size_t history) {
    members.add("smartData", smartDataJson(*sources.entities.smart))
        .add("nvmeData", nvmeDataJson(*sources.entities.nvme))
@@ -83,6 +71,7 @@ std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_
    JsonMembers members;
    addUnit(members, sources);
    members.add("discovery", discoveryJson(sources.keepers.discovery));
+   addVerdicts(members, sources);
    addHealth(members, sources, history);
    addKeepers(members, sources);
    members.add("tools", toolsJson(sources.tools));

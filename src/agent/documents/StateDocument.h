@@ -11,6 +11,7 @@
 #include "agent/documents/MonitorDocument.h"
 #include "agent/tools/Readings.h"
 #include "agent/tools/ToolRuns.h"
+#include "agent/verdict/Verdicts.h"
 
 namespace Agent {
 
@@ -36,6 +37,7 @@ struct StateSources {
    IoStatErrors ioStatErrors;
    ToolRuns const & tools;
    Readings const & readings;
+   Verdicts const & verdicts;
    RecordKeepers keepers = {};
    Counters counters = {};
 };

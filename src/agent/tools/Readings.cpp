@@ -13,6 +13,8 @@ using StorageDevices::HealthReading;
 using BusType = StorageDevices::ConnectedDisk::BusType;
 
 constexpr double latePolls = 2.5;
+constexpr double silentPolls = 3.5;
+constexpr double leastSilence = 180;  // seconds: a disk may take long to wake up
 
 // Good readings of a record that may not be there.
 template <class Record>
@@ -40,7 +42,9 @@ std::optional<Reading::Failure> lateness(std::optional<Vorn::Seconds> lastGood, 
    if (now - std::max(lastGood.value_or(seen), seen) <= interval * latePolls)
       return std::nullopt;
    // The first reading that did not come.
-   return Reading::Failure{lastGood ? *lastGood + interval : seen, reason};
+   Vorn::Seconds const first = lastGood ? *lastGood + interval : seen;
+   double const missed = (now - first).value() / interval.value() + 0.5;
+   return Reading::Failure{first, reason, static_cast<unsigned>(std::clamp(missed, 1.0, 1e9))};
 }
 
 }  // namespace
@@ -104,14 +108,18 @@ void Readings::note(std::vector<std::pair<Tool *, std::uint64_t>> const & read,
 }
 
 void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run) {
+   tool.ended = Vorn::System::currentTime();
    if (count != tool.count) {
       tool.count = count;
       tool.failure.reset();
       return;
    }
-   if (!tool.failure)
-      tool.failure.emplace().since = Vorn::System::currentTime();
+   if (tool.failure)
+      ++tool.failure->polls;
+   else
+      tool.failure.emplace().since = *tool.ended;
    tool.failure->reason = run.failed ? runMeaning(run) : "unreadable output";
+   tool.failure->hangs = run.timedOut;
 }
 
 std::vector<Reading> Readings::of(Pelm::String const & serial) const {
@@ -124,10 +132,10 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
    // A record stays where its disk moved to another bus, and is read no more.
    bool const isEmmc = connected->busType() == BusType::other;
    if (auto const record = entities_.smart->deviceData(serial); record && !isEmmc)
-      readings.push_back(told({"smartctl", lastGoodOf(record->reading), disk.smartctl.failure}));
+      readings.push_back(told(toolReading("smartctl", disk.smartctl, record->reading)));
    if (auto const record = entities_.nvme->deviceData(serial);
        record && connected->busType() == BusType::nvme)
-      readings.push_back(told({"nvme", lastGoodOf(record->reading), disk.nvme.failure}));
+      readings.push_back(told(toolReading("nvme", disk.nvme, record->reading)));
    if (auto const record = entities_.emmc->deviceData(serial); record && isEmmc)
       readings.push_back(told(emmcReading(disk, record->reading)));
    if (auto const history = entities_.ioStat->ioStatData(serial))
@@ -135,20 +143,35 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
    return readings;
 }
 
-// In UTC. What was told stays as it was until the wall clock is corrected, however long it takes to read the
-// clocks.
-Reading Readings::told(Reading reading) const {
+// However long it takes to read the clocks.
+Vorn::Seconds Readings::utcOffset() const {
    constexpr double correction = 0.5;
    Vorn::Seconds const before = Vorn::System::currentTime();
    Vorn::Seconds const utc = Vorn::System::currentTimeUtc();
    Vorn::Seconds const after = Vorn::System::currentTime();
    if (before + utcOffset_ > utc + correction || after + utcOffset_ < utc - correction)
       utcOffset_ = utc - before;
+   return utcOffset_;
+}
+
+// In UTC.
+Reading Readings::told(Reading reading) const {
+   Vorn::Seconds const offset = utcOffset();
    if (reading.lastGood)
-      *reading.lastGood += utcOffset_;
+      *reading.lastGood += offset;
    if (reading.failure)
-      reading.failure->since += utcOffset_;
+      reading.failure->since += offset;
    return reading;
+}
+
+Reading Readings::toolReading(char const * source, Tool const & tool, HealthReading const & reading) const {
+   Vorn::Seconds const silence =
+       std::max(entities_.pollInterval->interval() * silentPolls, Vorn::Seconds{leastSilence});
+   auto failure = tool.failure;
+   if (tool.ended && Vorn::System::currentTime() - *tool.ended > silence)
+      failure = {failure ? failure->since : *tool.ended, "its run does not end",
+                 static_cast<unsigned>(silentPolls), true};
+   return {source, lastGoodOf(reading), std::move(failure)};
 }
 
 Reading Readings::emmcReading(Disk const & disk, HealthReading const & reading) const {

@@ -23,6 +23,8 @@ struct Reading {
    struct Failure {
       Vorn::Seconds since;  // UTC
       std::string reason;
+      unsigned polls = 1;  // in a row
+      bool hangs = false;  // the tool does not end by itself
    };
 
    char const * source;                    // "smartctl", "nvme", "emmc" or "iostat"
@@ -30,8 +32,9 @@ struct Reading {
    std::optional<Failure> failure;         // while it fails
 };
 
-// A tool's reading fails from the end of a run that filed nothing, until one files something. What is read
-// without a tool fails when it is more than two polls late.
+// A tool's reading fails from the end of a run that filed nothing, until one files something; it fails too
+// when after the first run none has ended for more than three polls and three minutes. What is read without a
+// tool fails when it is more than two polls late.
 class Readings {
  public:
    Readings(Entities const & entities, Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker);
@@ -42,6 +45,10 @@ class Readings {
    // One per source that the disk is read from; none for a disk that is not there.
    std::vector<Reading> of(Pelm::String const & serial) const;
 
+   // Added to the framework's time it gives UTC. It stays the same until the wall clock is corrected, so that
+   // a time which was told once stays as it was.
+   Vorn::Seconds utcOffset() const;
+
    void handleDisk(Pelm::String const & serial,
                    Vorn::Change<Pelm::Ptr<StorageDevices::ConnectedDisk>> const & change);
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
@@ -49,7 +56,8 @@ class Readings {
  private:
    // Times are the framework's: ages stay right when the wall clock is corrected.
    struct Tool {
-      std::uint64_t count = 0;  // good readings at the end of the latest run
+      std::uint64_t count = 0;             // good readings at the end of the latest run
+      std::optional<Vorn::Seconds> ended;  // the latest run
       std::optional<Reading::Failure> failure;
    };
    struct Disk {
@@ -63,6 +71,8 @@ class Readings {
                     Brul::FinishedRun const & run);
    static void note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run);
    Reading told(Reading reading) const;
+   Reading toolReading(char const * source, Tool const & tool,
+                       StorageDevices::HealthReading const & reading) const;
    Reading emmcReading(Disk const & disk, StorageDevices::HealthReading const & reading) const;
    Reading ioStatReading(Disk const & disk, StorageDevices::IOStat const & history) const;
 

@@ -40,12 +40,10 @@ TEST(KeysWithoutEffectTest, OtherKeysAreNamedWhenTheyAreSet) {
    EXPECT_TRUE(keysWithoutEffect(config, false).empty());
    config.status.socketGroup = "storage";
    config.history.hours = 1;
-   config.verdict.lifeFailing = 2;
    auto const lines = keysWithoutEffect(config, false);
-   ASSERT_EQ(lines.size(), 3U);
+   ASSERT_EQ(lines.size(), 2U);
    EXPECT_TRUE(lines[0].starts_with("status.socket_group: is not served in this version")) << lines[0];
    EXPECT_TRUE(lines[1].starts_with("history: is not served in this version")) << lines[1];
-   EXPECT_TRUE(lines[2].starts_with("verdict: is not served in this version")) << lines[2];
 }
 
 }  // namespace

@@ -202,13 +202,13 @@ TEST_F(AgentProgramTest, AWrongConfigurationIsOneLineAndTwo) {
 }
 
 TEST_F(AgentProgramTest, KeysThatAreNotServedAreNamedAtTheStartAndByCheckConfig) {
-   config("[log]\ndestination = \"syslog\"\n[verdict]\nlife_failing = 2\n");
+   config("[log]\ndestination = \"syslog\"\n[history]\nhours = 2\n");
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    start();
    EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
    for (std::string const line :
         {"log.destination: \"syslog\" is not served in this version; lines go to standard error\n",
-         "verdict: is not served in this version; "}) {
+         "history: is not served in this version; "}) {
       EXPECT_NE(checked.text.find("\n" + line), std::string::npos) << checked.text;
       EXPECT_NE(log.find(" notice storagedevices: " + line), std::string::npos) << log;
    }

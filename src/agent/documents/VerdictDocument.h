@@ -1,0 +1,19 @@
+// What the agent makes of the disks, as JSON.
+#pragma once
+
+#include "agent/documents/PiecedJson.h"
+#include "agent/tools/Readings.h"
+#include "agent/verdict/Verdicts.h"
+
+namespace Agent {
+
+// By serial number, disks that are absent included. `readings` has the wall clock and must outlive it.
+JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings);
+// The figures behind them, each only where it is known; of an absent disk the last ones, and the disk itself.
+JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevices const & devices);
+JsonValue unitJson(UnitVerdict unit);
+
+// The members of a connected disk.
+void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk);
+
+}  // namespace Agent

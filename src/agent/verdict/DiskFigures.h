@@ -1,0 +1,31 @@
+// The figures of one disk that operators compare, whatever kind of drive it is.
+#pragma once
+
+#include <optional>
+
+#include "agent/verdict/DiskRecords.h"
+#include "runtime/Pelm/Node.h"
+
+namespace Agent {
+
+struct DiskFigures : public Pelm::Node {
+   Pelm::Ptr<StorageDevices::ConnectedDisk const> disk;  // as it is or was
+   // Of its sensor, else as the drive says, in degrees Celsius.
+   std::optional<double> temperature;
+   std::optional<double> lifeLeft;      // percent of the rated life
+   std::optional<double> powerOnHours;  // of operation
+   // In the drive's life; empty where the drive does not say in units that are known.
+   std::optional<double> bytesWritten;
+   std::optional<double> bytesWrittenSinceBoot;  // as the kernel counts them
+   // UTC of the oldest good reading behind these figures; of a disk whose health is not read that of its use.
+   std::optional<Vorn::Seconds> lastRead;
+};
+
+// Empty for the figures that the records do not have.
+Pelm::Ptr<DiskFigures const> figuresOf(DiskRecords const & records);
+
+// Percent of the rated life that is left, of whichever record tells it.
+std::optional<double> lifeLeft(DiskRecords const & records);
+std::optional<double> temperature(DiskRecords const & records);
+
+}  // namespace Agent

@@ -1,0 +1,49 @@
+#include "agent/verdict/FileSystemTests.h"
+
+#include <cstring>
+
+namespace Agent {
+
+namespace {
+
+using StorageDevices::FsHealthSm;
+using State = StorageDevices::FsHealthSmState;
+
+// The test reports a difference and counts the phase as done all the same.
+bool isTheSame(FsHealthSm const & test) {
+   auto const & written = test.cookieData();
+   return written.size() != test.blkSize() ||
+          std::memcmp(written.data(), test.alignedBlock(), written.size()) == 0;
+}
+
+}  // namespace
+
+FileSystemTests::Result FileSystemTests::look(StorageDevices::MountPtMonitorSm const & monitor) {
+   auto const & test = monitor.fsHealthSm();
+   if (!test || !test->running()) {
+      seen_.erase(monitor.mountPt());
+      return Result::none;
+   }
+   Seen & seen = seen_[monitor.mountPt()];
+   if (test->state() == State::setup)
+      return Result::noDirectory;
+   if (test->state() != State::idle)
+      seen.judged = false;
+   else if (!seen.judged || seen.failureLogged != test->syslogTriggered() ||
+            seen.otherErrors != test->nonSyslogErrorCount())
+      judge(seen, *test);
+   return seen.result;
+}
+
+void FileSystemTests::judge(Seen & seen, FsHealthSm const & test) {
+   bool const failed = test.syslogTriggered() || test.nonSyslogErrorCount() != seen.otherErrors;
+   seen.judged = true;
+   seen.failureLogged = test.syslogTriggered();
+   seen.otherErrors = test.nonSyslogErrorCount();
+   if (test.writeTestOk() && test.readTestOk())
+      seen.result = failed ? Result::notBegun : isTheSame(test) ? Result::good : Result::notTheSame;
+   else
+      seen.result = test.writeTestOk() ? Result::notRead : Result::notWritten;
+}
+
+}  // namespace Agent

@@ -1,0 +1,41 @@
+// How the latest test of each file system went. The test's own flags begin anew with each test, and one that
+// cannot even begin leaves those of an earlier one behind; here a result stays until the next test is over.
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "StorageDevices/MountPtMonitorSm.h"
+#include "runtime/Pelm/String.h"
+
+namespace Agent {
+
+class FileSystemTests {
+ public:
+   enum class Result {
+      none,         // there was no test yet, or the mount point is not tested
+      good,         // written and read back
+      noDirectory,  // the mount point is none
+      notBegun,     // its file could not be prepared
+      notWritten,
+      notRead,
+      notTheSame,  // what was read back is not what was written
+   };
+
+   // To be called once a second at least: a test waits for longer than that between its phases.
+   Result look(StorageDevices::MountPtMonitorSm const & monitor);
+
+ private:
+   struct Seen {
+      Result result = Result::none;
+      bool judged = false;            // since the test was last over
+      bool failureLogged = false;     // by the test that was judged
+      std::uint64_t otherErrors = 0;  // that were only traced, until then
+   };
+
+   static void judge(Seen & seen, StorageDevices::FsHealthSm const & test);
+
+   std::map<Pelm::String, Seen> seen_;  // by mount point
+};
+
+}  // namespace Agent

@@ -1,0 +1,65 @@
+// What the agent makes of a disk: a verdict, and the reasons for it.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/Pelm/Node.h"
+#include "runtime/Vorn/Seconds.h"
+
+namespace Agent {
+
+// From the best to the worst: of several the last one decides.
+enum class Verdict { ok, unknown, warning, absent, failing };
+
+// As documents spell it.
+constexpr char const * verdictWord(Verdict verdict) {
+   switch (verdict) {
+      case Verdict::unknown:
+         return "unknown";
+      case Verdict::warning:
+         return "warning";
+      case Verdict::absent:
+         return "absent";
+      case Verdict::failing:
+         return "failing";
+      case Verdict::ok:
+         break;
+   }
+   return "ok";
+}
+
+struct Reason {
+   char const * code;  // that of its rule
+   Verdict verdict;
+   std::string text;     // may hold what a device calls itself or its attributes
+   Vorn::Seconds since;  // when its cause began, in the framework's time
+
+   bool operator==(Reason const &) const = default;
+};
+
+// Immutable: a record is replaced when the verdict or a reason changes.
+class DiskVerdict : public Pelm::Node {
+ public:
+   DiskVerdict(Verdict verdict, Vorn::Seconds since, std::vector<Reason> reasons)
+       : verdict_{verdict}, since_{since}, reasons_{std::move(reasons)} {}
+
+   // That of the worst reason; ok without any.
+   Verdict verdict() const { return verdict_; }
+   // Since when it is this one, in the framework's time.
+   Vorn::Seconds since() const { return since_; }
+   // The worst first, else in the order of the rules.
+   std::vector<Reason> const & reasons() const { return reasons_; }
+
+   bool isEq(DiskVerdict const & other) const {
+      return verdict_ == other.verdict_ && since_ == other.since_ && reasons_ == other.reasons_;
+   }
+
+ private:
+   Verdict verdict_;
+   Vorn::Seconds since_;
+   std::vector<Reason> reasons_;
+};
+
+}  // namespace Agent

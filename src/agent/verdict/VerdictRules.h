@@ -1,0 +1,34 @@
+// The rules by which a disk is judged: one row a reason. They see the records alone, so what a row says holds
+// for exactly as long as its cause.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "agent/config/Config.h"
+#include "agent/verdict/DiskRecords.h"
+#include "agent/verdict/Verdict.h"
+
+namespace Agent {
+
+// That a rule holds.
+struct Finding {
+   std::string detail{};                  // takes the place of "{}" in the rule's text
+   std::optional<Vorn::Seconds> since{};  // UTC of its cause, where the records have it
+};
+
+struct VerdictRule {
+   char const * code;
+   Verdict verdict;
+   std::optional<Finding> (*holds)(DiskRecords const & records, Config::Verdict const & limits);
+   char const * text;
+};
+
+// The worst first.
+std::span<VerdictRule const> verdictRules();
+
+// The text of a rule with the detail of a finding.
+std::string reasonText(VerdictRule const & rule, Finding const & finding);
+
+}  // namespace Agent

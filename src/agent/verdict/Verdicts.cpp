@@ -1,0 +1,129 @@
+#include "agent/verdict/Verdicts.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+constexpr double interval = 1;  // second of framework time
+
+Reason const * reasonOf(DiskVerdict const * verdict, std::string_view code) {
+   if (!verdict)
+      return nullptr;
+   auto const & reasons = verdict->reasons();
+   auto const found = std::find_if(reasons.begin(), reasons.end(),
+                                   [code](Reason const & reason) { return reason.code == code; });
+   return found == reasons.end() ? nullptr : &*found;
+}
+
+// Since the first of its reasons began, unless all of them stood behind a worse one.
+Vorn::Seconds verdictSince(Verdict verdict, std::vector<Reason> const & reasons, DiskVerdict const * before,
+                           Vorn::Seconds now) {
+   if (before && before->verdict() == verdict)
+      return before->since();
+   Vorn::Seconds since = now;
+   for (Reason const & reason : reasons)
+      if (reason.verdict == verdict && !reasonOf(before, reason.code))
+         since = std::min(since, reason.since);
+   return before ? std::max(since, before->since()) : since;
+}
+
+}  // namespace
+
+void DiskVerdicts::diskIs(Pelm::String const & serial, Pelm::Ptr<DiskVerdict const> const & newVerdict,
+                          Pelm::Ptr<DiskFigures const> newFigures) {
+   figures.memberIs(serial, std::move(newFigures));
+   auto const stored = verdict(serial);
+   if (!stored || !stored->isEq(*newVerdict))
+      verdict.memberIs(serial, newVerdict);
+}
+
+void DiskVerdicts::diskDel(Pelm::String const & serial) {
+   Pelm::String const name = serial;  // may live in the entry that goes
+   figures.memberDel(name);
+   verdict.memberDel(name);
+}
+
+Verdicts::Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
+                   MountPoints mountPoints)
+    : entities_{entities}, limits_{limits}, readings_{readings}, mountPoints_{std::move(mountPoints)} {}
+
+void Verdicts::handleClock() {
+   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Seconds{interval});
+   evaluate();
+}
+
+void Verdicts::evaluate() {
+   for (auto const & [serial, disk] : entities_.devices->disk)
+      evaluatePresent(serial);
+   evaluateGone();
+}
+
+void Verdicts::evaluatePresent(Pelm::String const & serial) {
+   auto const records = recordsOf(serial, entities_, readings_, mountPoints_(), tests_);
+   disks_->diskIs(serial, judge(serial, records), figuresOf(records));
+}
+
+void Verdicts::evaluateGone() {
+   std::vector<Pelm::String> forgotten;
+   for (auto const & [serial, figures] : disks_->figures) {
+      if (entities_.devices->disk.contains(serial))
+         continue;
+      DiskRecords records;
+      records.disk = figures->disk;
+      records.present = false;
+      if (figures->disk->removable())
+         forgotten.push_back(serial);
+      else
+         disks_->diskIs(serial, judge(serial, records), figures);
+   }
+   for (Pelm::String const & serial : forgotten)
+      disks_->diskDel(serial);
+}
+
+Pelm::Ptr<DiskVerdict const> Verdicts::judge(Pelm::String const & serial, DiskRecords const & records) const {
+   auto const before = disks_->verdict(serial);
+   Vorn::Seconds const now = Vorn::System::currentTime();
+   std::vector<Reason> reasons;
+   for (VerdictRule const & rule : verdictRules()) {
+      auto const finding = rule.holds(records, limits_);
+      if (!finding)
+         continue;
+      Reason const * const earlier = reasonOf(before.get(), rule.code);
+      Vorn::Seconds const began = finding->since ? *finding->since - readings_.utcOffset() : now;
+      reasons.push_back(
+          {rule.code, rule.verdict, reasonText(rule, *finding), earlier ? earlier->since : began});
+   }
+   Verdict const verdict = reasons.empty() ? Verdict::ok : reasons.front().verdict;
+   Vorn::Seconds const since = verdictSince(verdict, reasons, before.get(), now);
+   return Pelm::make<DiskVerdict const>(verdict, since, std::move(reasons));
+}
+
+UnitVerdict Verdicts::unit() const {
+   UnitVerdict unit;
+   bool const settled = mountPoints_() != nullptr;
+   if (settled)
+      for (auto const & [mount, none] : entities_.fruConfig->expectedMounts)
+         if (std::string mountPoint = "/mnt/" + mount.str();
+             entities_.devices->getDiskMountedAt(mountPoint).empty())
+            unit.missing.push_back(std::move(mountPoint));
+   std::sort(unit.missing.begin(), unit.missing.end());
+   unit.verdict = !unit.missing.empty() ? Verdict::warning : settled ? Verdict::ok : Verdict::unknown;
+   for (auto const & [serial, verdict] : disks_->verdict)
+      unit.verdict = std::max(unit.verdict, verdict->verdict());
+   return unit;
+}
+
+std::size_t Verdicts::forgetAbsent() {
+   std::vector<Pelm::String> absent;
+   for (auto const & [serial, verdict] : disks_->verdict)
+      if (!entities_.devices->disk.contains(serial))
+         absent.push_back(serial);
+   for (Pelm::String const & serial : absent)
+      disks_->diskDel(serial);
+   return absent.size();
+}
+
+}  // namespace Agent

@@ -1,0 +1,485 @@
+#include "agent/verdict/VerdictRules.h"
+
+#include <set>
+
+#include "tests/support/MountPoint.h"
+#include "tests/support/UnitOfRecords.h"
+
+namespace Agent {
+namespace {
+
+using StorageDevices::OptionalSmartAttr;
+using StorageDevices::SmartAttr;
+
+OptionalSmartAttr count(std::uint8_t id, char const * name, std::int64_t raw, char const * rendered = "") {
+   SmartAttr attr;
+   attr.id = id;
+   attr.name = name;
+   attr.value = 100;
+   attr.raw = raw;
+   attr.rawString = rendered;
+   return OptionalSmartAttr::from(attr);
+}
+
+OptionalSmartAttr life(std::uint8_t percent) {
+   auto attr = *count(202, "Percent_Lifetime_Remain", 0);
+   attr.value = percent;
+   attr.reportedValue = percent;
+   return OptionalSmartAttr::from(attr);
+}
+
+// One test a row of the table: the record that makes it hold, and one beside it that does not.
+class VerdictRulesTest : public Support::UnitOfRecords {
+ protected:
+   void diskIs(unsigned char bus = BusType::sata) {
+      UnitOfRecords::diskIs(bus);
+      allIsRead();
+      ASSERT_EQ(reasons(), "");
+      ASSERT_EQ(word(), "ok");
+   }
+   void criticalWarningIs(std::int64_t bits) const { nvme().criticalWarningIs({"critical_warning", bits}); }
+};
+
+TEST_F(VerdictRulesTest, TableHasEachCodeOnceTheWorstFirst) {
+   std::set<std::string> codes;
+   Verdict last = Verdict::failing;
+   for (VerdictRule const & rule : verdictRules()) {
+      EXPECT_TRUE(codes.insert(rule.code).second) << rule.code;
+      EXPECT_LE(rule.verdict, last) << rule.code;
+      last = rule.verdict;
+   }
+   EXPECT_EQ(codes.size(), 30U);
+}
+
+TEST_F(VerdictRulesTest, SelfAssessmentFailedIsTheDrivesOwnWord) {
+   diskIs();
+   smart().healthStatusOkIs(false);
+   EXPECT_EQ(reasons(), "");  // it has not said anything yet
+   smart().healthStatusReadIs(true);
+   EXPECT_EQ(reasons(), "self-assessment-failed: the drive says that it is failing");
+   EXPECT_EQ(word(), "failing");
+   smart().healthStatusOkIs(true);
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesTheAttributes) {
+   diskIs();
+   auto attr = *count(5, "Reallocated_Sector_Ct", 0);
+   attr.thresh = 100;
+   smart().reallocatedSectorCountIs(OptionalSmartAttr::from(attr));
+   smart().allAttrsPassingIs(false);
+   EXPECT_EQ(reasons(), "");
+   smart().attrsReadIs(true);
+   EXPECT_EQ(reasons(), "attribute-below-threshold: Reallocated_Sector_Ct at or below the drive's threshold");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesThreeAtMost) {
+   diskIs();
+   for (std::uint8_t id = 1; id < 6; ++id) {
+      auto attr = *count(id, (std::string{"A"} + std::to_string(id)).c_str(), 0);
+      attr.thresh = 100;
+      smart().unknownAttrIs(attr);
+   }
+   EXPECT_EQ(reasons(), "");
+   smart().attrsReadIs(true);
+   smart().allAttrsPassingIs(false);
+   EXPECT_EQ(reasons(), "attribute-below-threshold: A1, A2, A3, … at or below the drive's threshold");
+}
+
+TEST_F(VerdictRulesTest, NvmeSpareExhaustedIsBitZeroOfTheWarning) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(1);
+   EXPECT_EQ(reasons(), "nvme-spare-exhausted: spare blocks are below the drive's threshold");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, NvmeUnreliableIsBitTwoOfTheWarning) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(4);
+   EXPECT_EQ(reasons(), "nvme-unreliable: the drive says that it is not reliable any more");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, NvmeReadOnlyIsBitThreeOfTheWarning) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(8);
+   EXPECT_EQ(reasons(), "nvme-read-only: the drive takes no more writes");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, NvmeBackupFailedIsBitFourOfTheWarning) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(16);
+   EXPECT_EQ(reasons(), "nvme-backup-failed: the backup of the drive's memory has failed");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, EmmcLifeExceededIsTheRegistersLastStep) {
+   diskIs(BusType::other);
+   emmc().lifetimeEstTypAIs(StorageDevices::LifetimeEmmcAttr{1});
+   emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{0x0B});
+   EXPECT_EQ(reasons(), "emmc-life-exceeded: its rated life is exceeded");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, EmmcSpareUrgentIsPreEolInfoThree) {
+   diskIs(BusType::other);
+   emmc().preEolInfoIs(StorageDevices::PreEolEmmcAttr{3});
+   EXPECT_EQ(reasons(), "emmc-spare-urgent: 90 % of its reserved blocks are used");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, EmmcSpareLowIsPreEolInfoTwo) {
+   diskIs(BusType::other);
+   emmc().preEolInfoIs(StorageDevices::PreEolEmmcAttr{1});
+   EXPECT_EQ(reasons(), "");
+   emmc().preEolInfoIs(StorageDevices::PreEolEmmcAttr{2});
+   EXPECT_EQ(reasons(), "emmc-spare-low: 80 % of its reserved blocks are used");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, LifeUsedUpBeginsAtItsLimit) {
+   diskIs();
+   smart().lifetimeRemainingIs(life(1));
+   EXPECT_EQ(reasons(), "life-used-up: 1 % of its rated life is left");
+   EXPECT_EQ(word(), "failing");
+   limits.lifeFailing = 0;
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, LifeLowBeginsAtItsLimit) {
+   diskIs();
+   smart().lifetimeRemainingIs(life(11));
+   EXPECT_EQ(reasons(), "");
+   smart().lifetimeRemainingIs(life(10));
+   EXPECT_EQ(reasons(), "life-low: 10 % of its rated life is left");
+   EXPECT_EQ(word(), "warning");
+   limits.lifeWarning = 9;
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, LifeLowHoldsForNvmeAndEmmcToo) {
+   diskIs(BusType::nvme);
+   nvme().percentageUsedIs({"percent_used", 91});
+   EXPECT_EQ(reasons(), "life-low: 9 % of its rated life is left");
+   diskGoes();
+   UnitOfRecords::diskIs(BusType::other);
+   allIsRead();
+   emmc().lifetimeEstTypAIs(StorageDevices::LifetimeEmmcAttr{0x0A});
+   EXPECT_EQ(reasons(), "life-low: 10 % of its rated life is left");
+}
+
+// A sensor that alarms: the monitor of the library writes its status.
+class HotDiskTest : public VerdictRulesTest {
+ protected:
+   void degreesAre(std::int64_t degrees) { nvme().temperatureCelsiusIs({"temperature", degrees}); }
+
+   Pelm::Ptr<StorageDevices::TempSensorSm> const monitor = StorageDevices::tempSensorSmFactory(
+       entities.fruConfig, entities.sensors, entities.sensorStatus, entities.nvme, entities.smart);
+};
+
+TEST_F(HotDiskTest, CriticalTemperatureIsTheSensorsAlarm) {
+   diskIs(BusType::nvme);
+   degreesAre(81);
+   EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(HotDiskTest, OverheatIsTheSensorsAlarm) {
+   diskIs(BusType::nvme);
+   degreesAre(65);
+   EXPECT_EQ(reasons(), "");
+   degreesAre(71);
+   EXPECT_EQ(reasons(), "overheat: too hot: 71 °C");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(HotDiskTest, OverheatEndsWithTheRecordOfTheDrive) {
+   diskIs(BusType::nvme);
+   degreesAre(71);
+   entities.nvme->deviceDataDel(serial);
+   entities.smart->deviceDataDel(serial);
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, OverheatIsAlsoWhatAnNvmeDriveSaysByItsOwnLimits) {
+   diskIs(BusType::nvme);
+   nvme().temperatureCelsiusIs({"temperature", 66});
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "overheat: too hot: 66 °C");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, KernelErrorsHoldForADay) {
+   diskIs();
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
+   EXPECT_EQ(reasons(), "");
+   entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc() - 86399);
+   EXPECT_EQ(reasons(), "kernel-errors: the kernel reports errors of it");
+   EXPECT_EQ(word(), "failing");
+   time->jumpBy(2);
+   allIsRead();
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, PendingSectorsAreARawCountAboveNought) {
+   diskIs();
+   smart().currentPendingSectorCountIs(count(197, "Current_Pending_Sector", 0, "0"));
+   EXPECT_EQ(reasons(), "");
+   smart().currentPendingSectorCountIs(count(197, "Current_Pending_Sector", 3, "3"));
+   EXPECT_EQ(reasons(), "pending-sectors: pending sectors: 3");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, UncorrectableErrorsAreThoseOf187OrOf198) {
+   diskIs();
+   smart().offlineUncorrectableSectorCountIs(count(198, "Offline_Uncorrectable", 2));
+   EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 2");
+   smart().reportedUncorrectableErrorCountIs(count(187, "Reported_Uncorrect", 5));
+   EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 5");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, UncorrectableErrorsAreReadUnderAnotherNameOfTheSame) {
+   diskIs();
+   smart().unknownAttrIs(*count(187, "Uncorrectable_Error_Cnt", 4));
+   EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 4");
+   smart().unknownAttrIs(*count(187, "Vendor_Specific", 4));
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, ReallocatedSectorsAreARawCountAboveNought) {
+   diskIs();
+   smart().reallocatedSectorCountIs(count(5, "Reallocated_Sector_Ct", 8, "8"));
+   EXPECT_EQ(reasons(), "reallocated-sectors: reallocated sectors: 8");
+   EXPECT_EQ(word(), "warning");
+   smart().reallocatedSectorCountIs(count(5, "Reallocated_Sector_Ct", 0x50008, "8 (5 0)"));
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, CommandTimeoutsAreNotReadWhereThreeCountsArePacked) {
+   diskIs();
+   smart().unknownAttrIs(*count(188, "Command_Timeout", 11, "11"));
+   EXPECT_EQ(reasons(), "command-timeouts: command timeouts: 11");
+   EXPECT_EQ(word(), "warning");
+   smart().unknownAttrIs(*count(188, "Command_Timeout", 51540393996, "51540393996"));
+   EXPECT_EQ(reasons(), "");
+   smart().unknownAttrIs(*count(188, "Command_Timeout", 8590065666, "2 2 2"));
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, MediaErrorsAreThoseOfTheNvmeLog) {
+   diskIs(BusType::nvme);
+   nvme().mediaErrorsIs({"media_errors", 1});
+   EXPECT_EQ(reasons(), "media-errors: media errors: 1");
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, SpareLowIsATenthOfWhatLiesAboveTheDrivesLimit) {
+   diskIs(BusType::nvme);
+   nvme().availableSpareThresholdIs({"spare_thresh", 10});
+   for (auto const & [spare, isLow] :
+        {std::pair{100, false}, {20, false}, {19, true}, {11, true}, {0, false}}) {
+      nvme().availableSpareIs({"avail_spare", spare});
+      std::string const text = "spare-low: " + std::to_string(spare) + " % of its spare blocks are left";
+      EXPECT_EQ(reasons(), isLow ? text : "") << spare;
+   }
+   nvme().availableSpareIs({"avail_spare", 19});
+   EXPECT_EQ(word(), "warning");
+}
+
+TEST_F(VerdictRulesTest, SpareLowIsReadOfASataDriveWithALimit) {
+   diskIs();
+   auto attr = *count(232, "Available_Reservd_Space", 0);
+   attr.value = 15;
+   smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
+   EXPECT_EQ(reasons(), "");
+   attr.thresh = 10;
+   smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
+   EXPECT_EQ(reasons(), "spare-low: 15 % of its spare blocks are left");
+}
+
+TEST_F(VerdictRulesTest, NotReadYetNamesTheSources) {
+   UnitOfRecords::diskIs(BusType::nvme);
+   EXPECT_EQ(reasons(), "not-read-yet: not read yet: smartctl, nvme");
+   EXPECT_EQ(word(), "unknown");
+   smart().reading.countInc();
+   EXPECT_EQ(reasons(), "not-read-yet: not read yet: nvme");
+   nvme().reading.countInc();
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, ReadingFailsAfterThreePollsInARow) {
+   diskIs();
+   runFails("smartctl");
+   runFails("smartctl");
+   EXPECT_EQ(reasons(), "");
+   runFails("smartctl");
+   EXPECT_EQ(reasons(), "reading-fails: cannot be read: smartctl");
+   EXPECT_EQ(word(), "unknown");
+   allIsRead();
+   runFails("smartctl");  // that is: it filed something
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, ReadingFailsOfAChipWhoseRegistersAreThreePollsLate) {
+   entities.pollInterval->intervalIs(100);
+   diskIs(BusType::other);
+   time->jumpBy(349);
+   EXPECT_EQ(reasons(), "");
+   time->jumpBy(2);
+   EXPECT_EQ(reasons(), "reading-fails: cannot be read: emmc");
+}
+
+TEST_F(VerdictRulesTest, ToolHangsFromTheFirstRunThatItsLimitEnded) {
+   diskIs();
+   runFails("smartctl", true);
+   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+   EXPECT_EQ(word(), "unknown");
+   for (int poll = 0; poll < 3; ++poll)
+      runFails("smartctl", true);
+   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+   runFails("smartctl");
+   EXPECT_EQ(reasons(), "reading-fails: cannot be read: smartctl");
+}
+
+TEST_F(VerdictRulesTest, ToolHangsWhenNoRunEndsAnyMore) {
+   diskIs();
+   smart().reading.countInc();
+   runFails("smartctl");
+   time->jumpBy(209);
+   EXPECT_EQ(reasons(), "");
+   time->jumpBy(2);
+   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+}
+
+TEST_F(VerdictRulesTest, RemovedHoldsForAFixedDiskAlone) {
+   diskIs();
+   diskGoes();
+   EXPECT_EQ(reasons(), "removed: removed");
+   EXPECT_EQ(word(), "absent");
+   UnitOfRecords::diskIs(BusType::usb, true);
+   EXPECT_EQ(reasons(), "not-read-yet: not read yet: smartctl");
+   diskGoes();
+   EXPECT_EQ(word(), "(none)");
+}
+
+// A mount point that the monitors of the library watch, in a folder that stands in for it.
+class MountedDiskTest : public Support::UnitOfRecords {
+ protected:
+   struct Helper final : public MountPtMonitorHelper {
+      MountState mountState(Pelm::String const &) const override { return answer; }
+      MountState answer{true, false, "/dev/sda1", 512};
+   };
+
+   MountedDiskTest() {
+      mountPtMonitorHelperCreatorIs([this] { return helper; });
+      Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
+      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
+   }
+   ~MountedDiskTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
+
+   StorageDevices::FsHealthSm & test() const {
+      return *manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm();
+   }
+   bool begins() {
+      return eventually(
+          [this] { return manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm() != nullptr; });
+   }
+   bool becomes(std::string const & wanted, Vorn::Seconds span = 2000) {
+      bool const seen = eventually([&] { return reasons() == wanted; }, span);
+      EXPECT_TRUE(seen) << reasons();
+      return seen;
+   }
+   // A whole test, from one pause to the next.
+   void oneTestGoesBy() {
+      using State = StorageDevices::FsHealthSmState;
+      ASSERT_TRUE(eventually([this] { return test().state() != State::idle; }, 100000));
+      ASSERT_TRUE(eventually([this] { return test().state() == State::idle; }, 100000));
+   }
+
+   Support::TempDir folder{Support::folderWithDirectIo()};
+   Pelm::Ptr<Helper> helper = Pelm::make<Helper>();
+};
+
+TEST_F(MountedDiskTest, WriteTestFailedLastsUntilATestSucceeds) {
+   ASSERT_TRUE(begins());
+   oneTestGoesBy();
+   EXPECT_EQ(reasons(), "");
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EIO);
+   ASSERT_TRUE(becomes("write-test-failed: write test failed"));
+   EXPECT_EQ(word(), "failing");
+   test().ioOps()->writeRetIs(0);
+   ASSERT_TRUE(
+       eventually([this] { return test().state() == StorageDevices::FsHealthSmState::readTest; }, 100000));
+   EXPECT_EQ(reasons(), "write-test-failed: write test failed");
+   ASSERT_TRUE(becomes(""));
+}
+
+TEST_F(MountedDiskTest, WriteTestFailedIsAlsoATestThatCannotBegin) {
+   ASSERT_TRUE(begins());
+   oneTestGoesBy();
+   ASSERT_TRUE(test().writeTestOk() && test().readTestOk());
+   folder.fileIs("blocker", "");
+   std::filesystem::remove_all(folder.path() / "debug");
+   folder.fileIs("debug", "");
+   EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
+}
+
+TEST_F(MountedDiskTest, ReadTestFailedIsTheSecondPhase) {
+   ASSERT_TRUE(begins());
+   test().ioOps()->readRetIs(-1);
+   test().ioOps()->readErrnoIs(EIO);
+   EXPECT_TRUE(becomes("read-test-failed: read test failed"));
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(MountedDiskTest, ReadTestFailedIsAlsoABlockThatCameBackAsAnother) {
+   ASSERT_TRUE(begins());
+   test().ioOps()->readRetIs(512);  // nothing is read into the block
+   EXPECT_TRUE(becomes("read-test-failed: read test failed: what was read is not what was written"));
+}
+
+TEST_F(MountedDiskTest, MountedReadOnlyEndsWithIt) {
+   ASSERT_TRUE(begins());
+   helper->answer.readOnly = true;
+   EXPECT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
+   EXPECT_EQ(word(), "failing");
+   helper->answer.readOnly = false;
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(MountedDiskTest, MountChangedNamesTheMountPoint) {
+   ASSERT_TRUE(begins());
+   helper->answer.device = "/dev/sdb1";
+   EXPECT_TRUE(becomes("mount-changed: another device is mounted at " + folder.string()));
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(MountedDiskTest, MountGoneIsOneThatWasThere) {
+   ASSERT_TRUE(begins());
+   helper->answer.mounted = false;
+   EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string()));
+   EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(MountedDiskTest, MountGoneIsNotSaidBeforeTheFirstMountHadItsTime) {
+   helper->answer.mounted = false;
+   Host::runFor(600);
+   EXPECT_EQ(reasons(), "");
+   EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string(), 4000));
+}
+
+TEST_F(MountedDiskTest, FileSystemFullIsTheMonitorsWarning) {
+   ASSERT_TRUE(begins());
+   test().ioOps()->utilChkRetIs(90);
+   EXPECT_TRUE(becomes("file-system-full: its file system is more than 85 % full"));
+   EXPECT_EQ(word(), "warning");
+   test().ioOps()->utilChkRetIs(40);
+   EXPECT_TRUE(becomes(""));
+}
+
+}  // namespace
+}  // namespace Agent

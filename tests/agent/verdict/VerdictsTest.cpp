@@ -1,0 +1,233 @@
+#include "agent/verdict/Verdicts.h"
+
+#include "tests/support/UnitOfRecords.h"
+
+namespace Agent {
+namespace {
+
+class VerdictsTest : public Support::UnitOfRecords {
+ protected:
+   Vorn::Seconds since() const { return verdicts.disks().verdict(serial)->since(); }
+   Vorn::Seconds reasonSince(std::string_view code) const {
+      for (Reason const & reason : verdicts.disks().verdict(serial)->reasons())
+         if (reason.code == code)
+            return reason.since;
+      return -1;
+   }
+   void mediaErrorsAre(std::int64_t count) const { nvme().mediaErrorsIs({"media_errors", count}); }
+   void spareIsExhausted(bool is) const { nvme().criticalWarningIs({"critical_warning", is ? 1 : 0}); }
+   void nvmeIsThere() {
+      diskIs(BusType::nvme);
+      allIsRead();
+      verdicts.evaluate();
+   }
+   void unitIs(Verdict verdict, std::vector<std::string> const & missing) const {
+      auto const unit = verdicts.unit();
+      EXPECT_STREQ(verdictWord(unit.verdict), verdictWord(verdict));
+      EXPECT_EQ(unit.missing, missing);
+   }
+   void settle() { manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices); }
+};
+
+TEST_F(VerdictsTest, OrderIsFailingAbsentWarningUnknownOk) {
+   EXPECT_GT(Verdict::failing, Verdict::absent);
+   EXPECT_GT(Verdict::absent, Verdict::warning);
+   EXPECT_GT(Verdict::warning, Verdict::unknown);
+   EXPECT_GT(Verdict::unknown, Verdict::ok);
+   EXPECT_STREQ(verdictWord(Verdict::absent), "absent");
+}
+
+TEST_F(VerdictsTest, WorstReasonDecidesAndComesFirst) {
+   diskIs(BusType::nvme);
+   mediaErrorsAre(1);
+   spareIsExhausted(true);
+   EXPECT_EQ(word(), "failing");
+   EXPECT_EQ(reasons(),
+             "nvme-spare-exhausted: spare blocks are below the drive's threshold\n"
+             "media-errors: media errors: 1\n"
+             "not-read-yet: not read yet: smartctl, nvme");
+}
+
+TEST_F(VerdictsTest, SinceIsRightToTheSecondThoughNobodyAsks) {
+   nvmeIsThere();
+   Host::runFor(100);
+   Vorn::Seconds const began = Vorn::System::currentTime();
+   mediaErrorsAre(1);
+   Host::runFor(50);
+   EXPECT_LE((since() - began).value(), 1);
+   EXPECT_LE((reasonSince("media-errors") - began).value(), 1);
+}
+
+TEST_F(VerdictsTest, ReasonKeepsItsTimeWhileItHolds) {
+   nvmeIsThere();
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   Vorn::Seconds const began = reasonSince("media-errors");
+   time->jumpBy(10);
+   mediaErrorsAre(2);
+   EXPECT_EQ(reasons(), "media-errors: media errors: 2");
+   EXPECT_EQ(reasonSince("media-errors"), began);
+   EXPECT_EQ(since(), began);
+}
+
+TEST_F(VerdictsTest, VerdictThatReturnsFromAWorseOneBeginsThen) {
+   nvmeIsThere();
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   Vorn::Seconds const began = since();
+   time->jumpBy(10);
+   spareIsExhausted(true);
+   EXPECT_EQ(word(), "failing");
+   EXPECT_EQ(since(), began + 10);
+   time->jumpBy(10);
+   spareIsExhausted(false);
+   EXPECT_EQ(word(), "warning");
+   EXPECT_EQ(since(), began + 20);
+   EXPECT_EQ(reasonSince("media-errors"), began);
+}
+
+TEST_F(VerdictsTest, SecondReasonOfTheSameVerdictDoesNotBeginItAnew) {
+   nvmeIsThere();
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   Vorn::Seconds const began = since();
+   time->jumpBy(10);
+   nvme().percentageUsedIs({"percent_used", 95});
+   verdicts.evaluate();
+   EXPECT_EQ(since(), began);
+   EXPECT_EQ(reasonSince("life-low"), began + 10);
+}
+
+TEST_F(VerdictsTest, SinceOfAFailingReadingIsItsFirstFailure) {
+   nvmeIsThere();
+   time->jumpBy(10);
+   Vorn::Seconds const first = Vorn::System::currentTime();
+   for (int poll = 0; poll < 3; ++poll) {
+      runFails("nvme");
+      verdicts.evaluate();
+      time->jumpBy(60);
+   }
+   EXPECT_EQ(reasonSince("reading-fails"), first);
+   EXPECT_EQ(since(), first);
+}
+
+TEST_F(VerdictsTest, SinceOfKernelErrorsIsTheirTime) {
+   nvmeIsThere();
+   time->jumpBy(10);
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "", false);
+   entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc());
+   Vorn::Seconds const reported = Vorn::System::currentTime();
+   time->jumpBy(1);
+   verdicts.evaluate();
+   EXPECT_NEAR(reasonSince("kernel-errors").value(), reported.value(), 1e-3);
+}
+
+TEST_F(VerdictsTest, SinceIsOfTheFrameworkSoThatACorrectedClockDoesNotMoveIt) {
+   nvmeIsThere();
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   Vorn::Seconds const began = since();
+   wallClockJumpsBy(86400.0 * 365);
+   time->jumpBy(5);
+   verdicts.evaluate();
+   EXPECT_EQ(since(), began);
+   EXPECT_EQ(began + readings.utcOffset(), Vorn::System::currentTimeUtc() - 5);
+}
+
+TEST_F(VerdictsTest, RecordStaysTheSameWhileNothingChanges) {
+   nvmeIsThere();
+   auto const record = verdicts.disks().verdict(serial);
+   time->jumpBy(10);
+   verdicts.evaluate();
+   EXPECT_EQ(verdicts.disks().verdict(serial), record);
+}
+
+TEST_F(VerdictsTest, RemovedDiskKeepsItsLastFiguresUntilItComesBack) {
+   nvmeIsThere();
+   nvme().percentageUsedIs({"percent_used", 20});
+   verdicts.evaluate();
+   time->jumpBy(10);
+   diskGoes();
+   EXPECT_EQ(word(), "absent");
+   EXPECT_EQ(since(), Vorn::System::currentTime());
+   auto const figures = verdicts.disks().figures(serial);
+   EXPECT_EQ(figures->lifeLeft, 80);
+   EXPECT_EQ(figures->disk->blockDevice(), "/dev/sda");
+   nvmeIsThere();
+   EXPECT_EQ(word(), "ok");
+   EXPECT_FALSE(verdicts.disks().figures(serial)->lifeLeft);
+}
+
+TEST_F(VerdictsTest, RemovedDiskIsForgottenOnDemand) {
+   nvmeIsThere();
+   EXPECT_EQ(verdicts.forgetAbsent(), 0U);
+   diskGoes();
+   EXPECT_EQ(word(), "absent");
+   EXPECT_EQ(verdicts.forgetAbsent(), 1U);
+   EXPECT_EQ(word(), "(none)");
+   EXPECT_TRUE(verdicts.disks().figures.empty());
+}
+
+TEST_F(VerdictsTest, RemovedDiskIsAbsentWhateverTheKernelReportedOfIt) {
+   nvmeIsThere();
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "", false);
+   entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc());
+   EXPECT_EQ(word(), "failing");
+   diskGoes();
+   EXPECT_EQ(reasons(), "removed: removed");
+}
+
+TEST_F(VerdictsTest, FiguresAreThoseOfTheRecords) {
+   nvmeIsThere();
+   nvme().temperatureCelsiusIs({"temperature", 41});
+   nvme().powerOnHoursIs({"power_on_hours", 900});
+   nvme().dataUnitsWrittenIs({"data_units_written", 10});
+   entities.ioStat->ioStatDataIs(serial);
+   entities.ioStat->ioStatData(serial)->recordMeasurement(1, 1, 5000);
+   verdicts.evaluate();
+   auto const figures = verdicts.disks().figures(serial);
+   EXPECT_EQ(figures->temperature, 41);
+   EXPECT_EQ(figures->powerOnHours, 900);
+   EXPECT_EQ(figures->bytesWritten, 5120000);
+   EXPECT_EQ(figures->bytesWrittenSinceBoot, 5000);
+   EXPECT_EQ(figures->lastRead, Vorn::System::currentTimeUtc());
+}
+
+TEST_F(VerdictsTest, DriveThatSaysLessThanWasWrittenSinceBootCountsInOtherUnits) {
+   nvmeIsThere();
+   nvme().dataUnitsWrittenIs({"data_units_written", 10});
+   entities.ioStat->ioStatDataIs(serial);
+   entities.ioStat->ioStatData(serial)->recordMeasurement(1, 1, 5120001);
+   verdicts.evaluate();
+   EXPECT_FALSE(verdicts.disks().figures(serial)->bytesWritten);
+}
+
+TEST_F(VerdictsTest, UnitIsNotKnownToBeInOrderBeforeItsDisksAreIdentified) {
+   unitIs(Verdict::unknown, {});
+   nvmeIsThere();
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   unitIs(Verdict::warning, {});
+}
+
+TEST_F(VerdictsTest, UnitIsAsItsWorstDiskAndMissingOnesAreAWarning) {
+   settle();
+   unitIs(Verdict::warning, {"/mnt/drive"});
+   nvmeIsThere();
+   unitIs(Verdict::ok, {});
+   spareIsExhausted(true);
+   verdicts.evaluate();
+   unitIs(Verdict::failing, {});
+   diskGoes();
+   verdicts.evaluate();
+   unitIs(Verdict::absent, {"/mnt/drive"});
+}
+
+TEST_F(VerdictsTest, MembersOfAnEmptyUnitAreNone) {
+   verdicts.evaluate();
+   EXPECT_TRUE(verdicts.disks().verdict.empty());
+   EXPECT_TRUE(verdicts.disks().figures.empty());
+}
+
+}  // namespace
+}  // namespace Agent
