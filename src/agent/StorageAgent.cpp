@@ -135,7 +135,7 @@ void StorageAgent::reload() {
       ConfigChange const change = applyConfig(config_, reread_());
       toolsAre(config_.tools);
       traceLevelsAre(before.trace);
-      // Each knows disks of its own: a kernel line may name one that was never judged, and the other way round.
+      // The records of kernel errors and the verdicts may know different disks.
       std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
       log_.notice(LOG_INFO, "configuration read again: " + changeText(change) +
                                 (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +

@@ -57,7 +57,7 @@ std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
    if (figures != nullptr && figures->IsObject())
       for (auto const & member : figures->GetObject()) {
          auto const * gone = jsonMember(&member.value, "disk");
-         if (gone != nullptr && jsonMember(&disks, jsonText(member.name)) == nullptr)
+         if (gone != nullptr && gone->IsObject() && jsonMember(&disks, jsonText(member.name)) == nullptr)
             rows.push_back(diskRow(state, std::string{jsonText(member.name)}, *gone));
       }
    std::sort(rows.begin(), rows.end(), [](DiskRow const & a, DiskRow const & b) {
@@ -74,7 +74,7 @@ std::vector<Column> emptyColumns() {
            {"FIRMWARE", 8, Spare::first},
            {"DEVICE", 12},
            {"BUS", 12, Spare::first},
-           {"SIZE", 7, Spare::second, true},
+           {"SIZE", 7, Spare::never, true},
            {"MOUNT POINT", 12},
            {"KIND", 5, Spare::first},
            {"FS", 7, Spare::second},

@@ -30,10 +30,6 @@ DiskState diskState(rapidjson::Value const & value) {
    return disk;
 }
 
-std::optional<double> valueOf(rapidjson::Value const * attr, char const * member) {
-   return jsonNumber(attr, member);
-}
-
 std::string failingReading(rapidjson::Value const * readings) {
    if (readings == nullptr || !readings->IsArray())
       return {};
@@ -43,43 +39,33 @@ std::string failingReading(rapidjson::Value const * readings) {
    return {};
 }
 
-std::string alarmOf(rapidjson::Value const & state, std::string const & serial) {
-   auto const * sensors = jsonMember(&state, "temperature");
-   if (sensors == nullptr || !sensors->IsObject())
-      return {};
-   for (auto const & sensor : sensors->GetObject())
-      if (jsonText(&sensor.value, "drive") == serial)
-         return jsonText(&sensor.value, "alarm");
-   return {};
+std::vector<std::string> codesOf(rapidjson::Value const * reasons) {
+   std::vector<std::string> codes;
+   if (reasons != nullptr && reasons->IsArray())
+      for (auto const & reason : reasons->GetArray())
+         codes.push_back(jsonText(&reason, "code"));
+   return codes;
 }
 
 DiskHealth diskHealth(rapidjson::Value const & state, std::string const & serial) {
-   auto const * smart = jsonMember(jsonMember(&state, "smartData"), serial);
-   auto const * attrs = jsonMember(smart, "attrs");
-   auto const * nvme = jsonMember(jsonMember(&state, "nvmeData"), serial);
-   auto const * emmc = jsonMember(jsonMember(&state, "emmcData"), serial);
-   auto const firstOf = [](std::optional<double> a, std::optional<double> b) { return a ? a : b; };
+   auto const * verdict = jsonMember(jsonMember(&state, "verdicts"), serial);
+   auto const * figures = jsonMember(jsonMember(&state, "figures"), serial);
    DiskHealth health;
-   health.passed = jsonBool(smart, "healthStatusOk");
-   health.temperature = firstOf(valueOf(jsonMember(attrs, "temperatureCelsius"), "reportedValue"),
-                                valueOf(jsonMember(nvme, "temperatureCelsius"), "value"));
-   health.hours = firstOf(valueOf(jsonMember(attrs, "powerOnHours"), "reportedValue"),
-                          valueOf(jsonMember(nvme, "powerOnHours"), "value"));
-   health.lifeUsed =
-       firstOf(valueOf(jsonMember(nvme, "percentageUsed"), "value"), jsonNumber(emmc, "lifetimeEstTypA"));
-   health.lifeLeft = valueOf(jsonMember(attrs, "lifetimeRemaining"), "raw");
+   health.verdict = jsonText(verdict, "verdict");
+   health.reasons = codesOf(jsonMember(verdict, "reasons"));
+   health.temperature = jsonNumber(figures, "temperature");
+   health.hours = jsonNumber(figures, "powerOnHours");
+   health.lifeLeft = jsonNumber(figures, "lifeLeft");
    health.failing = failingReading(jsonMember(jsonMember(&state, "readings"), serial));
-   health.alarm = alarmOf(state, serial);
    return health;
 }
 
-void addFileSystems(ApplianceState & state, rapidjson::Value const * mountPoints) {
-   if (mountPoints == nullptr || !mountPoints->IsObject())
-      return;
-   for (auto const & member : mountPoints->GetObject())
-      state.fileSystems[std::string{jsonText(member.name)}] = {
-          std::string{fileSystemWord(&member.value)},
-          jsonBool(jsonMember(&member.value, "fsHealth"), "utilThresholdExceeded").value_or(false)};
+// Of each member of an object of the document.
+template <class Visit>
+void forEachMember(rapidjson::Value const * object, Visit visit) {
+   if (object != nullptr && object->IsObject())
+      for (auto const & member : object->GetObject())
+         visit(std::string{jsonText(member.name)}, member.value);
 }
 
 void addMessages(ApplianceState & state, rapidjson::Value const * messages) {
@@ -119,35 +105,28 @@ std::string shown(std::optional<double> value) {
    return value ? std::to_string(static_cast<long>(*value)) : "?";
 }
 
-std::string shown(std::optional<bool> verdict) {
-   return !verdict ? "?" : *verdict ? "passed" : "FAILING";
+std::string shown(std::string const & text) {
+   return text.empty() ? "?" : text;
 }
 
-std::string shown(std::string const & failing) {
-   return failing.empty() ? "good" : failing;
+// "warning (life-low, overheat)".
+std::string verdictText(DiskHealth const & health) {
+   std::string text = shown(health.verdict);
+   for (std::size_t i = 0; i < health.reasons.size(); ++i)
+      text += (i == 0 ? " (" : ", ") + health.reasons[i];
+   return text + (health.reasons.empty() ? "" : ")");
 }
 
 std::string healthChanges(DiskHealth const & before, DiskHealth const & now) {
    std::string line;
-   auto const tell = [&line](char const * what, auto const & old, auto const & current) {
-      difference(line, what, shown(old), shown(current));
+   difference(line, "verdict", verdictText(before), verdictText(now));
+   difference(line, "degrees", shown(before.temperature), shown(now.temperature));
+   difference(line, "hours", shown(before.hours), shown(now.hours));
+   difference(line, "life left", shown(before.lifeLeft), shown(now.lifeLeft));
+   auto const reading = [](DiskHealth const & health) {
+      return health.failing.empty() ? std::string("good") : health.failing;
    };
-   tell("self-test", before.passed, now.passed);
-   tell("degrees", before.temperature, now.temperature);
-   tell("hours", before.hours, now.hours);
-   tell("life used", before.lifeUsed, now.lifeUsed);
-   tell("life left", before.lifeLeft, now.lifeLeft);
-   tell("reading", before.failing, now.failing);
-   if (!now.alarm.empty())
-      difference(line, "alarm", before.alarm.empty() ? std::string("?") : before.alarm, now.alarm);
-   return line;
-}
-
-std::string changes(FileSystemState const & before, FileSystemState const & now) {
-   std::string line;
-   difference(line, "file system", before.word.empty() ? std::string("?") : before.word, now.word);
-   if (before.isFull != now.isFull)
-      line += now.isFull ? "  now full" : "  full no more";
+   difference(line, "reading", reading(before), reading(now));
    return line;
 }
 
@@ -177,6 +156,12 @@ DiskHealth const * ApplianceState::healthOf(std::string const & serial) const {
    return found == health.end() ? nullptr : &found->second;
 }
 
+bool ApplianceState::holds(std::string const & serial, std::string_view code) const {
+   auto const * found = healthOf(serial);
+   return found != nullptr &&
+          std::find(found->reasons.begin(), found->reasons.end(), code) != found->reasons.end();
+}
+
 bool ApplianceState::told(std::string_view name, std::initializer_list<std::string_view> parts) const {
    return std::any_of(messages.begin(), messages.end(), [&](Message const & message) {
       return message.name == name && std::all_of(parts.begin(), parts.end(), [&](std::string_view part) {
@@ -189,14 +174,17 @@ ApplianceState parseState(std::string_view document, std::string_view messages) 
    auto const json = parsedObject(document, "state");
    ApplianceState state;
    state.internalDevicesReady = jsonBool(&json, "internalDevicesReady").value_or(false);
-   auto const * disks = jsonMember(jsonMember(&json, "connectedDevices"), "disk");
-   if (disks != nullptr && disks->IsObject())
-      for (auto const & member : disks->GetObject()) {
-         std::string const serial{jsonText(member.name)};
-         state.disks.emplace(serial, diskState(member.value));
-         state.health.emplace(serial, diskHealth(json, serial));
-      }
-   addFileSystems(state, jsonMember(&json, "mountPoints"));
+   forEachMember(jsonMember(jsonMember(&json, "connectedDevices"), "disk"),
+                 [&](auto const & serial, auto const & disk) {
+                    state.disks.emplace(serial, diskState(disk));
+                    state.health.emplace(serial, diskHealth(json, serial));
+                 });
+   forEachMember(jsonMember(&json, "verdicts"), [&](auto const & serial, auto const &) {
+      state.health.emplace(serial, diskHealth(json, serial));
+   });
+   forEachMember(jsonMember(&json, "mountPoints"), [&](auto const & mountPoint, auto const & mount) {
+      state.fileSystems.emplace(mountPoint, fileSystemWord(&mount));
+   });
    if (!messages.empty()) {
       auto const list = parsedObject(messages, "list of messages");
       addMessages(state, jsonMember(&list, "messages"));
@@ -215,16 +203,16 @@ std::vector<std::string> differences(ApplianceState const & before, ApplianceSta
          lines.push_back("+ " + described(serial, disk));
       else if (*old != disk)
          lines.push_back("~ " + escaped(serial) + changes(*old, disk));
-      auto const * oldHealth = before.healthOf(serial);
-      auto const * health = now.healthOf(serial);
-      if (health != nullptr && *health != (oldHealth ? *oldHealth : DiskHealth{}))
-         lines.push_back("~ " + escaped(serial) +
-                         healthChanges(oldHealth ? *oldHealth : DiskHealth{}, *health));
    }
-   for (auto const & [mountPoint, fileSystem] : now.fileSystems) {
+   for (auto const & [serial, health] : now.health) {
+      auto const * old = before.healthOf(serial);
+      if (health != (old ? *old : DiskHealth{}))
+         lines.push_back("~ " + escaped(serial) + healthChanges(old ? *old : DiskHealth{}, health));
+   }
+   for (auto const & [mountPoint, word] : now.fileSystems) {
       auto const old = before.fileSystems.find(mountPoint);
-      std::string const line =
-          changes(old == before.fileSystems.end() ? FileSystemState{} : old->second, fileSystem);
+      std::string line;
+      difference(line, "file system", shown(old == before.fileSystems.end() ? "" : old->second), word);
       if (!line.empty())
          lines.push_back("~ " + escaped(mountPoint) + line);
    }

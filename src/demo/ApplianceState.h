@@ -23,23 +23,16 @@ struct DiskState {
    bool operator==(DiskState const &) const = default;
 };
 
-// What the readings of a disk say; empty what none has said yet.
+// What the agent makes of a disk; empty what it has not said yet.
 struct DiskHealth {
-   std::optional<bool> passed;         // its own verdict
+   std::string verdict;                // "ok", "warning", "failing" …
+   std::vector<std::string> reasons;   // their codes, the worst first
    std::optional<double> temperature;  // degrees Celsius
    std::optional<double> hours;        // of operation
-   std::optional<double> lifeUsed;     // percent of an NVMe drive, tenths of an eMMC chip
-   std::optional<double> lifeLeft;     // percent of a SATA drive
+   std::optional<double> lifeLeft;     // percent
    std::string failing;                // the reading that fails and why: "smartctl: unreadable output"
-   std::string alarm;                  // of its temperature sensor: "none", "overheat", "critical"
 
    bool operator==(DiskHealth const &) const = default;
-};
-
-struct FileSystemState {
-   std::string word;     // how its tests go: "ok"
-   bool isFull = false;  // above the threshold of its use
-   bool operator==(FileSystemState const &) const = default;
 };
 
 struct Message {
@@ -50,24 +43,26 @@ struct Message {
 
 struct ApplianceState {
    bool internalDevicesReady = false;
-   std::map<std::string, DiskState> disks;  // by serial number
-   std::map<std::string, DiskHealth> health;
-   std::map<std::string, FileSystemState> fileSystems;  // by mount point
-   std::vector<Message> messages;                       // since the agent started, oldest first
+   std::map<std::string, DiskState> disks;          // by serial number
+   std::map<std::string, DiskHealth> health;        // of absent disks too
+   std::map<std::string, std::string> fileSystems;  // by mount point: how its test goes, "tested"
+   std::vector<Message> messages;                   // since the agent started, oldest first
 
    // Whether there is a message of that name whose text holds all of these.
    bool told(std::string_view name, std::initializer_list<std::string_view> parts) const;
    // Null when there is none of that serial.
    DiskState const * disk(std::string const & serial) const;
    DiskHealth const * healthOf(std::string const & serial) const;
+   // Whether a reason of that code holds for the disk.
+   bool holds(std::string const & serial, std::string_view code) const;
 };
 
 // From the agent's answers to /api/v1/state and /api/v1/messages, the latter empty when there is none. Throws
 // std::runtime_error for a text that is no JSON object.
 ApplianceState parseState(std::string_view document, std::string_view messages = {});
 
-// One line for each disk that came ("+"), went ("-") or changed ("~"), its health included, and for each
-// change of a file system, safe to show.
+// One line for each disk that came ("+"), went ("-") or changed ("~"), what the agent makes of it included,
+// and for each change of a file system's test, safe to show.
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now);
 
 }  // namespace Agent::Demo

@@ -25,8 +25,8 @@ void repairUnit(SimulatedUnit & unit) {
 }
 
 bool bootedAgain(ApplianceState const & state) {
-   return bootDisksIdentified(state) && bootDisksHealthy(state) && fileSystemsAre(state, {"testing", "ok"}) &&
-          state.messages.empty();
+   return bootDisksIdentified(state) && bootDisksHealthy(state) &&
+          fileSystemsAre(state, {"testing", "tested"}) && state.messages.empty();
 }
 
 }  // namespace

@@ -132,14 +132,16 @@ bool strangeDiskThere(ApplianceState const & state) {
                 {"Kestrel_S2_240GB", "1.0", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
 }
 
-bool healthy(ApplianceState const & state, char const * serial) {
+bool isRead(ApplianceState const & state, char const * serial) {
    auto const * health = state.healthOf(serial);
-   return health != nullptr && health->passed.value_or(true) && health->failing.empty() &&
-          (health->hours || health->lifeUsed);
+   return health != nullptr && health->failing.empty() && health->lifeLeft;
 }
 
 bool bootDisksHealthy(ApplianceState const & state) {
-   return healthy(state, flashSerial) && healthy(state, driveSerial) && healthy(state, cardSerial);
+   auto const healthy = [&](char const * serial) {
+      return isRead(state, serial) && state.healthOf(serial)->verdict == "ok";
+   };
+   return healthy(flashSerial) && healthy(driveSerial) && healthy(cardSerial);
 }
 
 bool failing(ApplianceState const & state, char const * serial, std::string const & reading) {
@@ -149,7 +151,7 @@ bool failing(ApplianceState const & state, char const * serial, std::string cons
 
 std::string fileSystem(ApplianceState const & state, char const * mountPoint) {
    auto const found = state.fileSystems.find(mountPoint);
-   return found == state.fileSystems.end() ? std::string() : found->second.word;
+   return found == state.fileSystems.end() ? std::string() : found->second;
 }
 
 bool fileSystemsAre(ApplianceState const & state, std::vector<std::string> const & words) {

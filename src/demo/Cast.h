@@ -54,8 +54,9 @@ bool firstStickThere(ApplianceState const & state);
 bool cardReaderThere(ApplianceState const & state, std::uint64_t gigabytes);
 bool strangeDiskThere(ApplianceState const & state);
 
-// Whether a disk's health is known and no reading of it fails.
-bool healthy(ApplianceState const & state, char const * serial);
+// Whether the life that a disk has left is known and no reading of it fails.
+bool isRead(ApplianceState const & state, char const * serial);
+// Whether the agent's verdict on the three that say how they are is that.
 bool bootDisksHealthy(ApplianceState const & state);
 bool failing(ApplianceState const & state, char const * serial, std::string const & reading);
 

@@ -8,7 +8,8 @@ namespace {
 
 // A unit in order has nothing to tell.
 bool booted(ApplianceState const & state) {
-   return bootDisksIdentified(state) && fileSystemsAre(state, {"testing", "ok"}) && state.messages.empty();
+   return bootDisksIdentified(state) && fileSystemsAre(state, {"testing", "tested"}) &&
+          state.messages.empty();
 }
 
 void plugStick(SimulatedUnit & unit, Disk const & disk) {

@@ -18,8 +18,9 @@ void selfTestFails(SimulatedUnit & unit) {
 }
 
 bool selfTestFailed(ApplianceState const & state) {
-   auto const * flash = state.healthOf(flashSerial);
-   return flash != nullptr && flash->passed == false && flash->failing.empty();
+   return isRead(state, flashSerial) && state.holds(flashSerial, "self-assessment-failed") &&
+          state.holds(flashSerial, "reallocated-sectors") &&
+          state.holds(flashSerial, "attribute-below-threshold");
 }
 
 void mediumFails(SimulatedUnit & unit) {
@@ -32,7 +33,7 @@ void readerResets(SimulatedUnit & unit) {
 }
 
 bool writeTestFailed(ApplianceState const & state) {
-   return fileSystem(state, "/mnt/flash") == "failed" &&
+   return state.holds(flashSerial, "write-test-failed") &&
           state.told("STORAGEDEVICE_MONITOR_ERROR", {"writeTest - write", flashSerial, "Input/output error"});
 }
 
@@ -47,11 +48,14 @@ Chapter toolsFail() {
             }},
        {.text = "nvme hangs on the NVMe drive; its run is ended after three seconds, the others go on",
         .act = [](SimulatedUnit & unit) { unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true); },
-        .reached = [](ApplianceState const & state) { return failing(state, driveSerial, "nvme: "); },
+        .reached =
+            [](ApplianceState const & state) {
+               return failing(state, driveSerial, "nvme: ") && state.holds(driveSerial, "tool-hangs");
+            },
         .deadline = std::chrono::seconds(15)},
        {.text = "nvme answers again",
         .act = [](SimulatedUnit & unit) { unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", false); },
-        .reached = [](ApplianceState const & state) { return healthy(state, driveSerial); },
+        .reached = [](ApplianceState const & state) { return isRead(state, driveSerial); },
         .deadline = std::chrono::seconds(15)},
    };
 }
@@ -65,7 +69,8 @@ Chapter mediaFail() {
         .act = mediumFails,
         .reached =
             [](ApplianceState const & state) {
-               return state.told("STORAGEDEVICE_IO_ERROR", {"/dev/sda", flashSerial});
+               return state.told("STORAGEDEVICE_IO_ERROR", {"/dev/sda", flashSerial}) &&
+                      state.holds(flashSerial, "kernel-errors");
             }},
        {.text = "It resets the card reader over and over",
         .act = readerResets,

@@ -8,14 +8,21 @@ namespace {
 
 constexpr std::chrono::seconds wholeTest(1200);
 
+// Tested, and no reason in the verdicts why not well.
+bool allTestedWell(ApplianceState const & state) {
+   for (char const * serial : {flashSerial, driveSerial, cardSerial, eusbSerial})
+      if (state.holds(serial, "write-test-failed") || state.holds(serial, "read-test-failed"))
+         return false;
+   return fileSystemsAre(state, {"tested"});
+}
+
 bool driveIsFull(ApplianceState const & state) {
-   auto const found = state.fileSystems.find("/mnt/drive");
-   return found != state.fileSystems.end() && found->second.isFull &&
+   return state.holds(driveSerial, "file-system-full") &&
           state.told("STORAGEDEVICE_MONITOR_WARNING", {driveSerial, "has exceeded 85 percent"});
 }
 
 bool cardIsReadOnly(ApplianceState const & state) {
-   return fileSystem(state, "/mnt/drive2") == "stopped" &&
+   return state.holds(cardSerial, "mounted-read-only") &&
           state.told("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", cardSerial, "read-only"});
 }
 
@@ -25,7 +32,7 @@ Chapter fileSystemChapter() {
    return {
        {.text = "The file system of each disk is tested: a block is written past the cache and read back",
         .act = [](SimulatedUnit &) {},
-        .reached = [](ApplianceState const & state) { return fileSystemsAre(state, {"ok"}); },
+        .reached = allTestedWell,
         .agentTime = wholeTest,
         .needsDirectIo = true},
        {.text = "The file system of the NVMe drive fills up",

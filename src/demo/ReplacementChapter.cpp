@@ -7,7 +7,8 @@ namespace Agent::Demo {
 namespace {
 
 bool isOffline(ApplianceState const & state, char const * serial) {
-   return state.disk(serial) == nullptr && state.told("STORAGEDEVICE_OFFLINE", {serial});
+   return state.disk(serial) == nullptr && state.holds(serial, "removed") &&
+          state.told("STORAGEDEVICE_OFFLINE", {serial});
 }
 
 void plugStrange(SimulatedUnit & unit) {
@@ -26,11 +27,13 @@ void plugRepaired(SimulatedUnit & unit) {
    unit.plug(flashDisk());
 }
 
+// As new is what the drives say of themselves: what the kernel reported is less than a day ago.
 bool allAsNew(ApplianceState const & state) {
-   auto const * drive = state.healthOf(driveSerial);
-   auto const * flash = state.healthOf(flashSerial);
-   return flashIdentified(state) && bootDisksHealthy(state) && flash->alarm == "none" &&
-          drive->lifeUsed == fresh().percentUsed;
+   auto const asNew = [&](char const * serial) {
+      return isRead(state, serial) && !state.holds(serial, "life-low") && !state.holds(serial, "overheat") &&
+             !state.holds(serial, "self-assessment-failed") && !state.holds(serial, "removed");
+   };
+   return flashIdentified(state) && asNew(flashSerial) && asNew(driveSerial) && asNew(cardSerial);
 }
 
 }  // namespace

@@ -34,14 +34,14 @@ bool lifeUsedIs(ApplianceState const & state, unsigned percent) {
    auto const * flash = state.healthOf(flashSerial);
    auto const * drive = state.healthOf(driveSerial);
    return flash != nullptr && flash->lifeLeft == 100 - percent && drive != nullptr &&
-          drive->lifeUsed == percent;
+          drive->lifeLeft == 100 - percent;
 }
 
 bool oldAndHot(ApplianceState const & state) {
    auto const * flash = state.healthOf(flashSerial);
-   auto const * card = state.healthOf(cardSerial);
-   return lifeUsedIs(state, old().percentUsed) && card != nullptr && card->lifeUsed == 10 &&
-          flash->temperature == old().temperature && flash->alarm == "overheat" &&
+   return lifeUsedIs(state, old().percentUsed) && state.holds(flashSerial, "life-low") &&
+          state.holds(driveSerial, "life-low") && state.holds(cardSerial, "life-low") &&
+          state.holds(flashSerial, "overheat") && flash->temperature == old().temperature &&
           flash->hours == static_cast<double>(old().powerOnHours);
 }
 

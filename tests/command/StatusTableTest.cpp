@@ -43,14 +43,17 @@ std::string allDisks() {
 }
 
 constexpr char health[] = R"(,
-   "smartData": {"S3E": {"healthStatusOk": true, "allAttrsPassing": true, "attrs": {
-      "temperatureCelsius": {"value": 63, "reportedValue": 37}, "lifetimeRemaining": {"value": 98, "raw": 2}}}},
-   "nvmeData": {"N9": {"criticalWarning": {"value": 4}, "percentageUsed": {"value": 93},
-      "temperatureCelsius": {"value": 41}}},
-   "emmcData": {"E1": {"lifetimeEstTypA": 1, "lifetimeEstTypB": 8, "preEolInfo": 2}},
-   "temperature": {"DriveTemp1": {"drive": "N9", "temperature": 71.6, "alarm": "overheat"}},
-   "mountPoints": {"/mnt/drive": {"fsHealth": {"writeTestOk": true, "readTestOk": true,
-      "utilThresholdExceeded": true}}})";
+   "unit": {"verdict": "failing", "missing": ["/mnt/eusb"]},
+   "verdicts": {"S3E": {"verdict": "ok", "since": 1795196000, "reasons": []},
+      "N9": {"verdict": "failing", "since": 1795196000, "reasons": [
+         {"code": "nvme-unreliable", "verdict": "failing", "text": "the drive says that it is not reliable any more"},
+         {"code": "overheat", "verdict": "warning", "text": "too hot: 72 °C"}]},
+      "E1": {"verdict": "warning", "since": 1795196000, "reasons": [
+         {"code": "emmc-spare-low", "verdict": "warning", "text": "80 % of its reserved blocks are used"}]}},
+   "figures": {"S3E": {"temperature": 37.0, "lifeLeft": 98.0}, "N9": {"temperature": 71.6, "lifeLeft": 7.0},
+      "E1": {"lifeLeft": 30.0}},
+   "mountPoints": {"/mnt/drive": {"fsHealth": {"running": true, "state": "idle", "writeTestOk": true,
+      "readTestOk": true, "utilThresholdExceeded": true}}})";
 
 constexpr char messages[] = R"({"messages": [
    {"sequence": 1, "time": 1795196000, "name": "STORAGEDEVICE_IO_ERROR", "severity": 3,
@@ -91,25 +94,73 @@ std::string from(char const * title, std::string const & table) {
    return result;
 }
 
-TEST(StatusTable, showsHealthAndMessagesWhereThereAreSome) {
-   EXPECT_EQ(from("USE", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
-             R"(USE   HEALTH                           TEMP  LIFE  LAST MESSAGE
-full  ok                              37 °C  98 %  2026-11-20 17:35 disk utilization on /mnt/drive
-      NVMe critical warning  72 °C overheat   7 %  2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
-      pre-EOL warning                        30 %
+// The first columns of the table, up to one.
+std::string upTo(char const * title, std::string const & table) {
+   std::istringstream lines{table};
+   std::string result;
+   std::string line;
+   std::getline(lines, line);
+   std::size_t last = 0;
+   while (std::getline(lines, line)) {
+      if (last == 0)
+         last = line.find(title);
+      result += line.substr(0, last) + "\n";
+   }
+   return result;
+}
+
+TEST(StatusTable, showsTheVerdictInTheFirstColumn) {
+   EXPECT_EQ(
+       upTo("MODEL", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc + "," + stick, health))),
+       R"(VERDICT  DISK  
+ok       S3E   
+failing  N9    
+warning  E1    
+         U7    
 )");
 }
 
+TEST(StatusTable, showsReasonsAndMessagesWhereThereAreSome) {
+   EXPECT_EQ(
+       from("FS", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
+       R"(FS       TEMP  LIFE  REASON                                                           LAST MESSAGE
+tested  37 °C  98 %                                                                   2026-11-20 17:35 disk utilization on /mnt/drive
+        72 °C   7 %  the drive says that it is not reliable any more; too hot: 72 °C  2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
+               30 %  80 % of its reserved blocks are used
+)");
+}
+
+TEST(StatusTable, saysInTheFirstLineHowTheUnitIsAndWhatIsMissing) {
+   std::string const text = tableOf(stateWith(sata, health));
+   EXPECT_TRUE(
+       text.starts_with("storagedevices 1.2.3: ready, unit failing, 1 disk, none at /mnt/eusb, 2026-"))
+       << text;
+}
+
+TEST(StatusTable, showsAbsentDisksWithWhatIsRememberedOfThem) {
+   std::string const gone = R"(,
+      "verdicts": {"N9": {"verdict": "absent", "reasons": [{"text": "removed"}]}},
+      "figures": {"N9": {"lifeLeft": 93, "disk": {"blockDevice": "/dev/nvme0n1", "mountPoint": "/mnt/drive2",
+         "model": "Model N", "sizeGb": 1000}}, "S3E": {"disk": {"mountPoint": "/nowhere"}}},
+      "mountPoints": {"/mnt/drive2": {"fsHealth": {"running": true, "state": "idle"}}})";
+   EXPECT_EQ(tableOf(stateWith(sata, gone), "", {.width = 80}),
+             R"(storagedevices 1.2.3: ready, 1 disk, 2026-11-20T17:38:18.500Z
+VERDICT  DISK  MODEL    FIRMWARE  DEVICE           SIZE  MOUNT POINT  LIFE
+         S3E   Model A  RVT01B6Q  /dev/sda       256 GB  /mnt/drive
+absent   N9    Model N            /dev/nvme0n1  1000 GB  /mnt/drive2  93 %
+(too narrow for BUS, KIND)
+Reasons:
+N9: removed
+)");
+   EXPECT_NE(tableOf(stateWith("", gone)).find("absent"), std::string::npos);
+}
+
 constexpr char figures[] = R"(,
-   "smartData": {"S3E": {"healthStatusOk": true, "attrs": {
-      "temperatureCelsius": {"reportedValue": 37}, "lifetimeRemaining": {"value": 3, "reportedValue": 98},
-      "powerOnHours": {"value": 98, "raw": 12345, "rawString": "12345", "reportedValue": 12345},
-      "totalLbasWritten": {"name": "Total_LBAs_Written", "value": 99, "raw": 35937500000}}}},
-   "nvmeData": {"N9": {"criticalWarning": {"value": 0}, "percentageUsed": {"value": 7},
-      "dataUnitsWritten": {"value": 160000000}, "powerOnHours": {"value": 900}}},
-   "emmcData": {"E1": {"lifetimeEstTypA": 1, "preEolInfo": 1}},
-   "ioStatData": {"S3E": [{"time": 1, "bytesWritten": 2048000}],
-      "E1": [{"time": 1, "bytesWritten": 1}, {"time": 2, "bytesWritten": 3240000000}]},
+   "figures": {
+      "S3E": {"temperature": 37, "lifeLeft": 98, "powerOnHours": 12345, "bytesWritten": 18400000000000,
+              "bytesWrittenSinceBoot": 2048000, "lastRead": 1795195518.5},
+      "N9": {"lifeLeft": 93, "powerOnHours": 900, "bytesWritten": 81920000000000, "lastRead": 1795196280},
+      "E1": {"lifeLeft": 100, "bytesWrittenSinceBoot": 3240000000}},
    "readings": {
       "S3E": [{"source": "smartctl", "lastGood": 1795195518.5, "failingSince": 1795195578.5,
                "reason": "device open failed"}, {"source": "iostat", "lastGood": 1795196298.5}],
@@ -118,87 +169,34 @@ constexpr char figures[] = R"(,
              {"source": "iostat", "lastGood": 1795196298.5}]})";
 
 TEST(StatusTable, showsTheFiguresOfEachDiskAndWhatFails) {
-   EXPECT_EQ(from("HEALTH", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, figures))),
-             R"(HEALTH   TEMP   LIFE  HOURS  WRITTEN               AGE  READING
-ok      37 °C   98 %  12345  18 TB              13 min  smartctl failing for 12 min: device open failed
-ok              93 %    900  82 TB                18 s
-ok             100 %         3.2 GB since boot   never  eMMC registers failing for 10 min: no\x1b[2J
+   EXPECT_EQ(from(" TEMP", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, figures))),
+             R"( TEMP   LIFE  HOURS  WRITTEN               AGE  READING
+37 °C   98 %  12345  18 TB              13 min  smartctl failing for 12 min: device open failed
+        93 %    900  82 TB                18 s
+       100 %         3.2 GB since boot          eMMC registers failing for 10 min: no\x1b[2J
 )");
 }
 
 TEST(StatusTable, hasFailingReadingsBelowOnANarrowTerminal) {
    std::string const text = tableOf(stateWith(std::string{sata} + "," + nvme, figures), "", {.width = 80});
    EXPECT_EQ(text, R"(storagedevices 1.2.3: ready, 2 disks, 2026-11-20T17:38:18.500Z
-DISK  DEVICE           SIZE  MOUNT POINT  HEALTH   TEMP  LIFE  HOURS  WRITTEN
-S3E   /dev/sda       256 GB  /mnt/drive   ok      37 °C  98 %  12345  18 TB
-N9    /dev/nvme0n1  1000 GB  /mnt/drive2  ok             93 %    900  82 TB
-(too narrow for MODEL, FIRMWARE, BUS, KIND, AGE)
+DISK  DEVICE           SIZE  MOUNT POINT   TEMP  LIFE  HOURS  WRITTEN     AGE
+S3E   /dev/sda       256 GB  /mnt/drive   37 °C  98 %  12345  18 TB    13 min
+N9    /dev/nvme0n1  1000 GB  /mnt/drive2         93 %    900  82 TB      18 s
+(too narrow for MODEL, FIRMWARE, BUS, KIND)
 Failing readings:
 S3E: smartctl failing for 12 min: device open failed
 )");
 }
 
-// The text in the column of that title in the table's first row.
-std::string cellOf(std::string const & more, std::string const & title) {
-   std::istringstream lines{tableOf(stateWith(sata, more))};
-   std::string skipped;
-   std::string titles;
-   std::string row;
-   std::getline(lines, skipped);
-   std::getline(lines, titles);
-   std::getline(lines, row);
-   std::size_t const at = titles.find(title);
-   if (at == std::string::npos)
-      return "(no such column)";
-   std::size_t const end = std::min(titles.find("  ", at), row.size());
-   std::string const cell = at < row.size() ? row.substr(0, end) : "";
-   return cell.substr(std::min(cell.rfind("  ") + 2, cell.size()));
-}
-
-std::string hoursOf(std::string const & attr) {
-   return cellOf(R"(, "smartData": {"S3E": {"attrs": {"powerOnHours": )" + attr + "}}}", "HOURS");
-}
-
-TEST(StatusTable, takesTheHoursFromWhatTheToolRendered) {
-   EXPECT_EQ(hoursOf(R"({"raw": 12345, "rawString": "12345", "reportedValue": 12345})"), "12345");
-   EXPECT_EQ(hoursOf(R"({"raw": 6339800903693, "rawString": "12301h+34m+56.789s", "reportedValue": 1e12})"),
-             "12301");
-   EXPECT_EQ(hoursOf(R"({"raw": 7, "rawString": "", "reportedValue": 7})"), "7");
-   EXPECT_EQ(hoursOf(R"({"raw": 6339800903693, "rawString": "", "reportedValue": 6339800903693})"),
-             "(no such column)");
-   EXPECT_EQ(hoursOf(R"({"reportedValue": -1})"), "(no such column)");
-}
-
-std::string writtenOf(std::string const & name, std::string const & raw, std::string const & sinceBoot) {
-   return cellOf(R"(, "smartData": {"S3E": {"attrs": {"totalLbasWritten": {"name": ")" + name +
-                     R"(", "value": 99, "raw": )" + raw + R"(}}}}, "ioStatData": {"S3E": [)" + sinceBoot +
-                     "]}",
-                 "WRITTEN");
-}
-
-TEST(StatusTable, showsWhatWasWrittenInADrivesLifeWhereItTells) {
-   std::string const gigabyte = R"({"bytesWritten": 1000000000})";
-   EXPECT_EQ(writtenOf("Total_LBAs_Written", "2000000000", ""), "1.0 TB");
-   EXPECT_EQ(writtenOf("Host_Writes_32MiB", "30000", gigabyte), "1.0 TB");
-   EXPECT_EQ(writtenOf("Vendor_Writes", "2000000000", gigabyte), "1.0 GB since boot");
-   EXPECT_EQ(writtenOf("Vendor_Writes", "2000000000", ""), "(no such column)");
-   EXPECT_EQ(writtenOf("Total_LBAs_Written", "-5", gigabyte), "1.0 GB since boot");
-   // So little can only be in other units than sectors.
-   EXPECT_EQ(writtenOf("Total_LBAs_Written", "1000", gigabyte), "1.0 GB since boot");
-}
-
-std::string ageOf(std::string const & readings) {
-   return cellOf(R"(, "readings": {"S3E": [)" + readings + "]}", "AGE");
-}
-
-TEST(StatusTable, showsTheAgeOfTheOldestGoodReadingOfHealth) {
-   std::string const use = R"({"source": "iostat", "lastGood": 1795196293})";
-   EXPECT_EQ(ageOf(use), "5 s");
-   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl", "lastGood": 1795196098})"), "3 min");
-   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl"})"), "5 s");
-   EXPECT_EQ(ageOf(use + R"(, {"source": "smartctl", "failingSince": 1795196098, "reason": "x"})"), "never");
-   EXPECT_EQ(ageOf(R"({"source": "smartctl", "lastGood": 1795296098})"), "0 s");
-   EXPECT_EQ(ageOf(R"({"source": 5, "lastGood": "x"}, 7)"), "(no such column)");
+TEST(StatusTable, derivesNothingFromTheRecords) {
+   std::string const text = tableOf(stateWith(sata, R"(,
+      "smartData": {"S3E": {"healthStatusOk": false, "allAttrsPassing": false, "attrs": {
+         "temperatureCelsius": {"reportedValue": 99}, "lifetimeRemaining": {"reportedValue": 1, "value": 1}}}},
+      "temperature": {"T1": {"drive": "S3E", "temperature": 99, "alarm": "critical"}},
+      "verdicts": {"S3E": {"verdict": "ok", "reasons": []}}, "figures": {"S3E": {}})"));
+   for (char const * title : {"TEMP", "LIFE", "REASON"})
+      EXPECT_EQ(text.find(title), std::string::npos) << text;
 }
 
 TEST(StatusTable, namesEveryReadingThatFails) {
@@ -212,13 +210,16 @@ TEST(StatusTable, namesEveryReadingThatFails) {
        << text;
 }
 
-TEST(StatusTable, hasTheMessagesBelowOnANarrowTerminal) {
+TEST(StatusTable, hasReasonsAndMessagesBelowOnANarrowTerminal) {
    EXPECT_EQ(tableOf(stateWith(std::string{sata} + "," + nvme, health), messages, {.width = 80}),
-             R"(storagedevices 1.2.3: ready, 2 disks, 2026-11-20T17:38:18.500Z
-DISK  MODEL    DEVICE           SIZE  MOUNT POINT  HEALTH             TEMP  LIFE
-S3E   Model A  /dev/sda       256 GB  /mnt/drive   ok                37 °C  98 %
-N9    Model N  /dev/nvme0n1  1000 GB  /mnt/drive2  NVMe critic…  72 °C ov…   7 %
-(too narrow for FIRMWARE, BUS, KIND, USE)
+             R"(storagedevices 1.2.3: ready, unit failing, 2 disks, none at /mnt/eusb,
+2026-11-20T17:38:18.500Z
+VERDICT  DISK  MODEL    DEVICE           SIZE  MOUNT POINT  FS       TEMP  LIFE
+ok       S3E   Model A  /dev/sda       256 GB  /mnt/drive   tested  37 °C  98 %
+failing  N9    Model N  /dev/nvme0n1  1000 GB  /mnt/drive2          72 °C   7 %
+(too narrow for FIRMWARE, BUS, KIND)
+Reasons:
+N9: the drive says that it is not reliable any more; too hot: 72 °C
 Last messages:
 S3E: 2026-11-20 17:35 disk utilization on /mnt/drive
 N9: 2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
@@ -234,22 +235,18 @@ TEST(StatusTable, isNeverWiderThanTheTerminal) {
    }
 }
 
-TEST(StatusTable, coloursWhatIsWrong) {
-   std::string const text =
-       tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), "", {.colour = true});
-   EXPECT_NE(text.find("\x1b[31mNVMe critical warning\x1b[0m"), std::string::npos);
-   EXPECT_NE(text.find("\x1b[33mpre-EOL warning\x1b[0m"), std::string::npos);
-   EXPECT_NE(text.find("\x1b[32mok\x1b[0m"), std::string::npos);
-   EXPECT_NE(text.find("\x1b[31m7 %\x1b[0m"), std::string::npos);
-}
-
-TEST(StatusTable, namesEveryFailingTestTheWorstFirst) {
-   std::string const text = tableOf(stateWith(sata, R"(,
-      "smartData": {"S3E": {"healthStatusOk": false, "allAttrsPassing": false}},
-      "mountPoints": {"/mnt/drive": {"fsHealth": {"state": "idle", "running": true, "writeTestOk": true,
-         "readTestOk": false}}})"));
-   EXPECT_NE(text.find("SMART failing, read test failed, attribute below threshold"), std::string::npos)
-       << text;
+TEST(StatusTable, coloursTheVerdictAndItsReasons) {
+   std::string const more = R"(, "verdicts": {
+      "S3E": {"verdict": "ok"}, "N9": {"verdict": "failing", "reasons": [{"text": "bad"}]},
+      "E1": {"verdict": "unknown"}, "U7": {"verdict": "absent"}})";
+   std::string const text = tableOf(stateWith(allDisks(), more), "", {.colour = true});
+   for (char const * coloured : {"\x1b[32mok\x1b[0m", "\x1b[31mfailing\x1b[0m", "\x1b[31mbad\x1b[0m",
+                                 "\x1b[33munknown\x1b[0m", "\x1b[31mabsent\x1b[0m"})
+      EXPECT_NE(text.find(coloured), std::string::npos) << coloured;
+   std::string const warning =
+       tableOf(stateWith(sata, R"(, "verdicts": {"S3E": {"verdict": "warning"}})"), "", {.colour = true});
+   EXPECT_NE(warning.find("\x1b[33mwarning\x1b[0m"), std::string::npos);
+   EXPECT_EQ(tableOf(stateWith(allDisks(), more)).find('\x1b'), std::string::npos);
 }
 
 std::string tableWithTest(std::string const & state, bool running, bool written, bool readBack) {
@@ -260,37 +257,24 @@ std::string tableWithTest(std::string const & state, bool running, bool written,
                                       R"(, "utilThresholdExceeded": false}}})"));
 }
 
-TEST(StatusTable, AFileSystemTestHasFailedOnlyWhenItIsOver) {
-   for (char const * state : {"setup", "writeTest", "readTest", "cleanup"})
-      EXPECT_EQ(tableWithTest(state, true, false, false).find("failed"), std::string::npos) << state;
-   EXPECT_NE(tableWithTest("idle", true, false, false).find("write test failed"), std::string::npos);
-   EXPECT_EQ(tableWithTest("idle", true, false, false).find("read test failed"), std::string::npos);
-   EXPECT_NE(tableWithTest("idle", true, true, false).find("read test failed"), std::string::npos);
-   std::string const good = tableWithTest("idle", true, true, true);
-   EXPECT_NE(good.find("ok"), std::string::npos) << good;
-   EXPECT_EQ(good.find("failed"), std::string::npos) << good;
-   EXPECT_NE(tableWithTest("cleanup", false, true, true).find("file system test stopped"), std::string::npos);
-}
-
 std::string fileSystemColumn(std::string const & table) {
-   auto const at = table.find("FS  ");
-   auto const line = table.rfind('\n', at) + 1;
+   auto const at = table.find("  FS");
+   if (at == std::string::npos)
+      return "";
    auto const row = table.find('\n', at) + 1;
-   return at == std::string::npos
-              ? ""
-              : table.substr(row + at - line, table.find(' ', row + at - line) - row - at + line);
+   auto const cell = row + at + 2 - (table.rfind('\n', at) + 1);
+   return table.substr(cell, table.find_first_of(" \n", cell) - cell);
 }
 
 TEST(StatusTable, hasAWordForEachFileSystem) {
-   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, true)), "ok");
-   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, false)), "failed");
-   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, false, false)), "failed");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, true)), "tested");
+   EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, false, false)), "tested");
    EXPECT_EQ(fileSystemColumn(tableWithTest("writeTest", true, false, false)), "testing");
    EXPECT_EQ(fileSystemColumn(tableWithTest("readTest", true, true, false)), "testing");
    EXPECT_EQ(fileSystemColumn(tableWithTest("setup", true, false, false)), "waiting");
    EXPECT_EQ(fileSystemColumn(tableWithTest("cleanup", false, true, true)), "stopped");
    auto const untested = [](std::string const & mountPoint) {
-      return tableOf(stateWith(sata, R"(, "smartData": {"S3E": {"healthStatusOk": true}},
+      return tableOf(stateWith(sata, R"(, "figures": {"S3E": {"lifeLeft": 1}},
          "mountPoints": {"/mnt/drive": {"initialMountFailuresRemaining": 12)" +
                                          mountPoint + "}}"));
    };
@@ -300,9 +284,9 @@ TEST(StatusTable, hasAWordForEachFileSystem) {
 }
 
 TEST(StatusTable, saysNothingOfWhatWasNotReadYet) {
-   std::string const text = tableOf(stateWith(sata, R"(, "smartData": {"S3E": {"attrs": {}}}, "nvmeData": {},
-      "emmcData": {"S3E": {"lifetimeEstTypA": 0}}, "temperature": {}, "mountPoints": {"/mnt/drive": {}})"));
-   for (char const * title : {"HEALTH", "TEMP", "LIFE", "USE", "LAST MESSAGE"})
+   std::string const text = tableOf(stateWith(sata, R"(, "unit": {}, "verdicts": {}, "figures": {"S3E": {}},
+      "mountPoints": {"/mnt/drive": {}})"));
+   for (char const * title : {"VERDICT", "REASON", "TEMP", "LIFE", "WRITTEN", "AGE", "LAST MESSAGE"})
       EXPECT_EQ(text.find(title), std::string::npos) << title;
 }
 
@@ -375,8 +359,9 @@ TEST(StatusTable, passesOverMembersOfTheWrongType) {
    std::string const wrong = R"("A": 5, "B": {"blockDevice": 5, "model": [], "sizeGb": -1, "busType": "x",
       "removable": 3, "mountPoint": {}}, "C": {"sizeGb": 1e300, "busType": 77, "devAddress": "x"})";
    std::string const more =
-       R"(, "smartData": [], "nvmeData": {"B": []}, "emmcData": {"B": {"preEolInfo": 99}},
-      "temperature": {"T": {"drive": "B", "temperature": 1e300}, "U": 5}, "mountPoints": 7)";
+       R"(, "unit": [], "verdicts": {"A": 5, "B": {"verdict": 3, "reasons": [5, {"text": 7}]}, "C": {"reasons": 7}},
+      "figures": {"A": [], "B": {"temperature": "x", "lifeLeft": 1e300, "bytesWritten": -1, "lastRead": {}},
+                  "Z": {"disk": 5}}, "readings": {"A": 5, "B": [5]}, "mountPoints": 7)";
    EXPECT_EQ(
        tableOf(stateWith(wrong, more), R"({"messages": [5, {"arguments": 5}, {"arguments": [5, ""]}, "x"]})"),
        "storagedevices 1.2.3: ready, 3 disks, 2026-11-20T17:38:18.500Z\n"

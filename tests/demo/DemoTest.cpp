@@ -71,40 +71,55 @@ TEST(ApplianceStateTest, tellsWhatCameWentAndChanged) {
              (std::vector<std::string>{"- A1  Kestrel  firmware 1  /dev/sda  240 GB  fixed  /mnt/flash"}));
 }
 
-TEST(ApplianceStateTest, tellsHowTheHealthOfADiskChanged) {
+TEST(ApplianceStateTest, tellsWhatTheAgentMakesOfADisk) {
    std::string const disk = R"("connectedDevices": {"disk": {"A1": {"model": "Kestrel"}}})";
    auto const before = parseState("{" + disk + "}");
    EXPECT_EQ(*before.healthOf("A1"), DiskHealth());
-   auto const now = parseState("{" + disk + R"(, "smartData": {"A1": {"healthStatusOk": false,
-      "attrs": {"temperatureCelsius": {"reportedValue": 58}, "powerOnHours": {"reportedValue": 9120},
-      "lifetimeRemaining": {"raw": 93}}}},
-      "temperature": {"T1": {"drive": "A0", "alarm": "none"}, "T2": {"drive": "A1", "alarm": "overheat"}},
-      "nvmeData": {"A1": {"percentageUsed": {"value": 91}}},
+   auto const now = parseState("{" + disk + R"(,
+      "verdicts": {"A1": {"verdict": "warning", "reasons": [{"code": "life-low"}, {"code": "over\nheat"}]}},
+      "figures": {"A1": {"temperature": 58, "powerOnHours": 9120, "lifeLeft": 9}},
       "readings": {"A1": [{"source": "iostat"}, {"source": "smartctl", "reason": "bad\nnews"}]}})");
-   EXPECT_EQ(*now.healthOf("A1"), (DiskHealth{false, 58, 9120, 91, 93, "smartctl: bad\nnews", "overheat"}));
+   EXPECT_EQ(*now.healthOf("A1"),
+             (DiskHealth{"warning", {"life-low", "over\nheat"}, 58, 9120, 9, "smartctl: bad\nnews"}));
+   EXPECT_TRUE(now.holds("A1", "life-low"));
+   EXPECT_FALSE(now.holds("A1", "removed"));
+   EXPECT_FALSE(now.holds("A2", "life-low"));
    EXPECT_EQ(differences(before, now),
              std::vector<std::string>{
-                 "~ A1  self-test ? -> FAILING  degrees ? -> 58  hours ? -> 9120  life used ? -> "
-                 "91  life left ? -> 93  reading good -> smartctl: bad\\nnews  alarm ? -> overheat"});
+                 "~ A1  verdict ? -> warning (life-low, over\\nheat)  degrees ? -> 58  hours ? -> 9120  "
+                 "life left ? -> 9  reading good -> smartctl: bad\\nnews"});
    EXPECT_EQ(differences(now, now), nothing);
    EXPECT_EQ(before.healthOf("A2"), nullptr);
 }
 
-TEST(ApplianceStateTest, tellsHowTheFileSystemsFare) {
+TEST(ApplianceStateTest, derivesNothingFromTheRecords) {
+   auto const state = parseState(R"({"connectedDevices": {"disk": {"A1": {}}},
+      "smartData": {"A1": {"healthStatusOk": false}}, "nvmeData": {"A1": {"percentageUsed": {"value": 91}}},
+      "temperature": {"T2": {"drive": "A1", "alarm": "overheat"}}})");
+   EXPECT_EQ(*state.healthOf("A1"), DiskHealth());
+}
+
+TEST(ApplianceStateTest, knowsAbsentDisksByTheirVerdict) {
+   auto const state =
+       parseState(R"({"verdicts": {"A1": {"verdict": "absent", "reasons": [{"code": "removed"}]}}})");
+   EXPECT_EQ(state.disk("A1"), nullptr);
+   EXPECT_TRUE(state.holds("A1", "removed"));
+   EXPECT_EQ(differences({}, state), std::vector<std::string>{"~ A1  verdict ? -> absent (removed)"});
+}
+
+TEST(ApplianceStateTest, tellsHowTheTestsOfFileSystemsGo) {
    auto const with = [](std::string const & test) {
       return parseState(R"({"mountPoints": {"/mnt/a": {"initialMountFailuresRemaining": 12},
          "/mnt/b": {"initialMountFailuresRemaining": 0, "fsHealth": {)" +
                         test + "}}}}");
    };
-   auto const before = with(R"("running": true, "state": "readTest", "utilThresholdExceeded": false)");
+   auto const before = with(R"("running": true, "state": "readTest")");
    EXPECT_EQ(differences({}, before), (std::vector<std::string>{"~ /mnt/a  file system ? -> unmounted",
                                                                 "~ /mnt/b  file system ? -> testing"}));
-   auto const now = with(R"("running": true, "state": "idle", "writeTestOk": true, "readTestOk": true,
-      "utilThresholdExceeded": true)");
-   EXPECT_EQ(differences(before, now),
-             std::vector<std::string>{"~ /mnt/b  file system testing -> ok  now full"});
+   auto const now = with(R"("running": true, "state": "idle", "writeTestOk": false)");
+   EXPECT_EQ(differences(before, now), std::vector<std::string>{"~ /mnt/b  file system testing -> tested"});
    EXPECT_EQ(differences(now, with(R"("running": false)")),
-             std::vector<std::string>{"~ /mnt/b  file system ok -> stopped  full no more"});
+             std::vector<std::string>{"~ /mnt/b  file system tested -> stopped"});
 }
 
 TEST(ApplianceStateTest, knowsWhatWasTold) {

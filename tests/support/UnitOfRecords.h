@@ -6,6 +6,7 @@
 #include <string>
 
 #include "StorageDevices/Factories.h"
+#include "StorageDevices/TempSensorSm.h"
 #include "agent/verdict/Verdicts.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/VirtualTimeTest.h"
@@ -55,14 +56,14 @@ class UnitOfRecords : public VirtualTimeTest {
          record->reading.countInc();
       if (auto const record = entities.emmc->deviceData(serial))
          record->reading.countInc();
+      for (char const * tool : {"smartctl", "nvme"})
+         runEnds(tool);
    }
-   // A run of a tool that filed nothing.
-   void runFails(char const * tool, bool timedOut = false) const {
+   // Without anything filed since the last one, a run is a bad one.
+   void runEnds(char const * tool, bool timedOut = false) const {
       auto const run = Pelm::make<Brul::FinishedRun>();
       run->argv = {tool, std::string{tool} == "nvme" ? "smart-log" : "-HA", "/dev/sda"};
-      run->exitCode = 1;
-      run->failed = true;
-      run->timedOut = timedOut;
+      run->failed = run->timedOut = timedOut;
       tracker->finishedRunIs(run);
    }
 

@@ -171,7 +171,7 @@ StorageDevices::SmartAttr attr(std::uint8_t id, std::size_t textSize) {
 class PiecedStateTest : public Support::VirtualTimeTest {
  protected:
    std::unique_ptr<Document> document(std::size_t history = usualHistory) const {
-      return stateDocument({true, 1, entities, {}, tools, readings}, history);
+      return stateDocument({true, 1, entities, {}, tools, readings, verdicts}, history);
    }
    Pelm::String serial() { return std::to_string(random() % 30).c_str(); }
 
@@ -216,6 +216,8 @@ class PiecedStateTest : public Support::VirtualTimeTest {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns tools{tracker};
    Readings readings{entities, tracker};
+   Config::Verdict const limits;
+   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 
 TEST_F(PiecedStateTest, IsValidWhateverChangesBetweenItsPieces) {

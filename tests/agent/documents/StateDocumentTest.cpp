@@ -21,8 +21,8 @@ class StateDocumentTest : public testing::Test {
       return parsed;
    }
    std::string text(bool ready) const {
-      return Support::documentText(
-          *Agent::stateDocument({ready, 1795196298.5, entities, errors, tools, readings, {}, counters}));
+      return Support::documentText(*Agent::stateDocument(
+          {ready, 1795196298.5, entities, errors, tools, readings, verdicts, {}, counters}));
    }
 
    Agent::Entities entities;
@@ -32,6 +32,8 @@ class StateDocumentTest : public testing::Test {
    Agent::Counters counters;
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities, tracker};
+   Agent::Config::Verdict limits;
+   Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 
 TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
@@ -41,8 +43,9 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
    EXPECT_TRUE(state["connectedDevices"]["disk"].ObjectEmpty());
    EXPECT_TRUE(state["connectedDevices"]["udevSerialToSerialMap"].ObjectEmpty());
-   for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
-                            "deviceLifetimeChange", "temperature", "mountPoints", "kernelLines"})
+   for (char const * key :
+        {"smartData", "nvmeData", "emmcData", "ioStatData", "readings", "deviceLifetimeChange", "temperature",
+         "mountPoints", "kernelLines", "verdicts", "figures"})
       EXPECT_TRUE(state[key].ObjectEmpty()) << key;
    EXPECT_EQ(state["tools"]["runs"].GetUint(), 0U);
    EXPECT_EQ(state["ioStatErrors"].MemberCount(), 3U);
@@ -50,7 +53,9 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 0U);
    EXPECT_EQ(state["discovery"]["anonymousRemovalCount"].GetUint(), 0U);
    EXPECT_TRUE(state["discovery"]["unclassifiedDevices"].ObjectEmpty());
-   EXPECT_EQ(state.MemberCount(), 18U);
+   EXPECT_STREQ(state["unit"]["verdict"].GetString(), "unknown");
+   EXPECT_TRUE(state["unit"]["missing"].Empty());
+   EXPECT_EQ(state.MemberCount(), 21U);
 }
 
 TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
@@ -92,6 +97,20 @@ TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {
    EXPECT_EQ(disk["sizeGb"].GetUint(), 256U);
    EXPECT_STREQ(disk["deviceIntfAndAddress"].GetString(), "ata1");
    EXPECT_STREQ(state["connectedDevices"]["udevSerialToSerialMap"]["UDEV1"].GetString(), "SN1");
+}
+
+TEST_F(StateDocumentTest, VerdictsAreThoseOfTheLatestEvaluation) {
+   devices->diskIs("SN1", StorageType::sataSsd, "/dev/sda", "/mnt/drive", "Model A", "1.2", false,
+                   BusType::nvme, "1", 256);
+   entities.nvme->deviceDataIs("SN1");
+   entities.nvme->deviceData("SN1")->percentageUsedIs({"percent_used", 91});
+   EXPECT_TRUE(document(true)["verdicts"].ObjectEmpty());
+   verdicts.evaluate();
+   auto const state = document(true);
+   EXPECT_STREQ(state["unit"]["verdict"].GetString(), "warning");
+   EXPECT_STREQ(state["verdicts"]["SN1"]["verdict"].GetString(), "warning");
+   EXPECT_STREQ(state["verdicts"]["SN1"]["reasons"][0]["text"].GetString(), "9 % of its rated life is left");
+   EXPECT_EQ(state["figures"]["SN1"]["lifeLeft"].GetDouble(), 9);
 }
 
 TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {

@@ -183,7 +183,9 @@ TEST_F(HttpDocumentTest, NoTurnIsLongWhateverIsAskedOfALongHistory) {
    auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns const tools{tracker};
    Readings const readings{entities, tracker};
-   make = [&] { return stateDocument({true, 1, entities, {}, tools, readings}, SIZE_MAX); };
+   Config::Verdict const limits;
+   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
+   make = [&] { return stateDocument({true, 1, entities, {}, tools, readings, verdicts}, SIZE_MAX); };
    HttpExchange reader{path, closingRequest};
    double longest = 0;
    while (reader.text().size() < std::size_t{4} << 20U) {

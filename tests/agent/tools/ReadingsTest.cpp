@@ -228,6 +228,55 @@ TEST_F(ReadingsTest, MeasurementsAreToldInUtc) {
    EXPECT_EQ(reason("A", "iostat"), "the statistics in /sys/block cannot be read");
 }
 
+TEST_F(ReadingsTest, PollsThatFailInARowAreCounted) {
+   addDisk("A", "/dev/sda", BusType::sata);
+   endSmartctl("/dev/sda", 1, true);
+   endSmartctl("/dev/sda");
+   EXPECT_EQ(of("A", "smartctl").failure->polls, 2U);
+   endWell("A", "/dev/sda");
+   endSmartctl("/dev/sda");
+   EXPECT_EQ(of("A", "smartctl").failure->polls, 1U);
+}
+
+TEST_F(ReadingsTest, PollsThatBringNothingWithoutAToolAreCounted) {
+   entities.pollInterval->intervalIs(100);
+   addDisk("E", "/dev/mmcblk0", BusType::other);
+   entities.emmc->deviceData("E")->reading.countInc();
+   time->jumpBy(251);
+   EXPECT_EQ(of("E", "emmc").failure->polls, 2U);
+   time->jumpBy(98);
+   EXPECT_EQ(of("E", "emmc").failure->polls, 2U);
+   time->jumpBy(2);
+   EXPECT_EQ(of("E", "emmc").failure->polls, 3U);
+}
+
+TEST_F(ReadingsTest, AToolHangsWhileItsRunsPassTheirLimit) {
+   addDisk("A", "/dev/sda", BusType::sata);
+   auto const run = Pelm::make<Brul::FinishedRun>();
+   run->argv = {"smartctl", "-HA", "/dev/sda"};
+   run->failed = run->timedOut = true;
+   tracker->finishedRunIs(run);
+   EXPECT_TRUE(of("A", "smartctl").failure->hangs);
+   endSmartctl("/dev/sda", 1, true);
+   EXPECT_FALSE(of("A", "smartctl").failure->hangs);
+}
+
+TEST_F(ReadingsTest, AToolHangsWhenItsRunDoesNotEnd) {
+   entities.pollInterval->intervalIs(100);
+   addDisk("A", "/dev/sda", BusType::sata);
+   endWell("A", "/dev/sda");
+   Vorn::Seconds const ended = Vorn::System::currentTimeUtc();
+   time->jumpBy(350);
+   EXPECT_FALSE(of("A", "smartctl").failure);
+   time->jumpBy(1);
+   ASSERT_TRUE(of("A", "smartctl").failure);
+   EXPECT_TRUE(of("A", "smartctl").failure->hangs);
+   EXPECT_EQ(of("A", "smartctl").failure->since, ended);
+   EXPECT_EQ(reason("A", "smartctl"), "its run does not end");
+   endWell("A", "/dev/sda");
+   EXPECT_FALSE(of("A", "smartctl").failure);
+}
+
 TEST_F(ReadingsTest, ACorrectionOfTheWallClockIsNoDelayAndHidesNone) {
    entities.pollInterval->intervalIs(100);
    for (double const years : {30, -30}) {

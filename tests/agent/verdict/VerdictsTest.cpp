@@ -103,7 +103,7 @@ TEST_F(VerdictsTest, SinceOfAFailingReadingIsItsFirstFailure) {
    time->jumpBy(10);
    Vorn::Seconds const first = Vorn::System::currentTime();
    for (int poll = 0; poll < 3; ++poll) {
-      runFails("nvme");
+      runEnds("nvme");
       verdicts.evaluate();
       time->jumpBy(60);
    }

@@ -345,7 +345,7 @@ TEST_F(HealthTest, StatusShowsTheFiguresAndWhatFails) {
        << log;
    Output const status = runProgram("status --socket " + socket);
    EXPECT_EQ(status.exitCode, 0);
-   for (char const * const shown : {"HEALTH", "TEMP", "LIFE", "HOURS", "WRITTEN", "AGE", "READING", "34 °C",
+   for (char const * const shown : {"VERDICT", "TEMP", "LIFE", "HOURS", "WRITTEN", "AGE", "READING", "34 °C",
                                     "93 %", "9120", "18 TB", "nvme failing for ", ": exit code 2"})
       EXPECT_NE(status.text.find(shown), std::string::npos) << "missing: " << shown << " in\n" << status.text;
    rapidjson::Document document;
@@ -353,6 +353,42 @@ TEST_F(HealthTest, StatusShowsTheFiguresAndWhatFails) {
    ASSERT_FALSE(document.HasParseError());
    EXPECT_EQ(document["smartData"]["SN-A"], of("smartData", "SN-A"));
    EXPECT_TRUE(document["nvmeData"]["SN-N"].ObjectEmpty());
+}
+
+TEST_F(HealthTest, AVerdictFollowsItsLimitsAsTheyAreReadAgain) {
+   auto const verdictIs = [this](char const * word) {
+      return eventually([&] {
+         Json const & all = of("verdicts", "SN-A");
+         return all.IsObject() && all["verdict"] == Json{rapidjson::StringRef(word)};
+      });
+   };
+   polled("[verdict]\nlife_warning = 93\n");
+   start();
+   ASSERT_TRUE(verdictIs("warning")) << log;
+   Json const & reason = of("verdicts", "SN-A")["reasons"][0];
+   EXPECT_STREQ(reason["code"].GetString(), "life-low");
+   EXPECT_STREQ(reason["text"].GetString(), "93 % of its rated life is left");
+   EXPECT_EQ(log.find("[verdict]"), std::string::npos) << log;
+   polled("[verdict]\nlife_warning = 92\n");
+   signalAgent(SIGHUP);
+   EXPECT_TRUE(verdictIs("ok")) << log;
+}
+
+TEST_F(HealthTest, ADiskThatWentStaysAbsentUntilAReload) {
+   addNvme();
+   start();
+   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme"); })) << log;
+   unit.unplug("nvme0n1");
+   ASSERT_TRUE(eventually([&] { return !has("SN-N"); })) << log;
+   EXPECT_STREQ(of("verdicts", "SN-N")["verdict"].GetString(), "absent");
+   EXPECT_STREQ(of("verdicts", "SN-N")["reasons"][0]["code"].GetString(), "removed");
+   EXPECT_EQ(of("figures", "SN-N")["lifeLeft"].GetDouble(), 93);
+   std::string const table = runProgram("status --socket " + socket).text;
+   EXPECT_NE(table.find("absent"), std::string::npos) << table;
+   EXPECT_NE(table.find("SN-N"), std::string::npos) << table;
+   signalAgent(SIGHUP);
+   EXPECT_TRUE(eventually([&] { return !state["verdicts"].HasMember("SN-N"); })) << log;
+   EXPECT_FALSE(state["figures"].HasMember("SN-N"));
 }
 
 TEST_F(HealthTest, StopsCleanlyWhileToolsRun) {
