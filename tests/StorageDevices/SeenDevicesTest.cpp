@@ -17,7 +17,7 @@ class SeenDevicesTest : public testing::Test {
       return (folder_.path() / name).string();
    }
    Pelm::String seenAt(char const * name, char const * udevSerial) {
-      Pelm::String const path = folder(name);
+      Pelm::String path = folder(name);
       DeviceVerdict verdict;
       verdict.disk = Support::DiskFields{}.make();
       seen_.seenIs(path, {udevSerial, "drive", verdict});
