@@ -117,7 +117,7 @@ void Readings::note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & 
    if (tool.failure)
       ++tool.failure->polls;
    else
-      tool.failure.emplace().since = *tool.ended;
+      tool.failure = Reading::Failure{*tool.ended, {}};
    tool.failure->reason = run.failed ? runMeaning(run) : "unreadable output";
    tool.failure->hangs = run.timedOut;
 }

@@ -1,12 +1,15 @@
 #include "agent/verdict/DiskRecords.h"
 
+#include <string_view>
+
 namespace Agent {
 
 namespace {
 
 using Environment::Temperature::TempSensorStatus;
+using StorageDevices::ConnectedDisk;
 using StorageDevices::MountPtMonitorSm;
-using BusType = StorageDevices::ConnectedDisk::BusType;
+using BusType = ConnectedDisk::BusType;
 
 Pelm::Ptr<TempSensorStatus const> sensorOf(Entities const & entities, Pelm::String const & serial) {
    auto const name = entities.fruConfig->serialToSensorMap(serial);
@@ -16,12 +19,28 @@ Pelm::Ptr<TempSensorStatus const> sensorOf(Entities const & entities, Pelm::Stri
    return Pelm::Ptr<TempSensorStatus const>{dynamic_cast<TempSensorStatus const *>(entity.get())};
 }
 
+// The disk itself or a partition of it.
+bool isOf(ConnectedDisk const & disk, std::string_view device) {
+   std::string_view const own = disk.blockDevice().view();
+   return device.starts_with(own) &&
+          device.substr(own.size()).find_first_not_of("p0123456789") == std::string_view::npos;
+}
+
+// Of a disk that belongs elsewhere. What a name stands for that is no disk's (an array, a mapping) is not
+// known.
+bool isAnothers(std::string_view device, ConnectedDisk const & disk,
+                StorageDevices::ConnectedDevices const & devices) {
+   if (isOf(disk, device))
+      return false;
+   for (auto const & [serial, other] : devices.disk)
+      if (other->mountPoint() != disk.mountPoint() && isOf(*other, device))
+         return true;
+   return false;
+}
+
 // The monitor looks every five minutes, and after a fault once a day. So the table is asked while a fault is
 // known.
-MountFault faultOf(MountPtMonitorSm const & monitor) {
-   auto const & test = monitor.fsHealthSm();
-   if (monitor.initialMountFailuresRemaining() > 0 || (test && test->running()))
-      return MountFault::none;
+MountFault tableFault(MountPtMonitorSm const & monitor) {
    auto const mount = monitor.helper()->mountState(monitor.mountPt());
    if (!mount.mounted)
       return MountFault::gone;
@@ -31,10 +50,21 @@ MountFault faultOf(MountPtMonitorSm const & monitor) {
    return changed ? MountFault::changed : MountFault::none;
 }
 
+MountFault faultOf(MountPtMonitorSm const & monitor, ConnectedDisk const & disk) {
+   auto const & test = monitor.fsHealthSm();
+   if (monitor.initialMountFailuresRemaining() > 0)
+      return MountFault::none;
+   if (!test || !test->running())
+      if (auto const fault = tableFault(monitor); fault != MountFault::none)
+         return fault;
+   bool const anothers = isAnothers(monitor.mountPtDevice().view(), disk, *monitor.devices());
+   return anothers ? MountFault::changed : MountFault::none;
+}
+
 void addMount(DiskRecords & records, MountPtMonitorSm const & monitor, FileSystemTests & tests) {
    records.fileSystem = monitor.fsHealthSm();
-   records.test = tests.look(monitor);
-   records.mount = faultOf(monitor);
+   records.test = tests.look(monitor, records.disk->name());
+   records.mount = faultOf(monitor, *records.disk);
 }
 
 void addHealth(DiskRecords & records, Pelm::String const & serial, Entities const & entities) {

@@ -18,21 +18,34 @@ bool isTheSame(FsHealthSm const & test) {
 
 }  // namespace
 
-FileSystemTests::Result FileSystemTests::look(StorageDevices::MountPtMonitorSm const & monitor) {
+FileSystemTests::Result FileSystemTests::look(StorageDevices::MountPtMonitorSm const & monitor,
+                                              Pelm::String const & disk) {
    auto const & test = monitor.fsHealthSm();
    if (!test || !test->running()) {
       seen_.erase(monitor.mountPt());
       return Result::none;
    }
-   Seen & seen = seen_[monitor.mountPt()];
+   Seen & seen = seen_.try_emplace(monitor.mountPt(), Seen{.disk = disk}).first->second;
+   if (seen.disk != disk)
+      seen = {disk, Result::none, true, test->syslogTriggered(), test->nonSyslogErrorCount()};
    if (test->state() == State::setup)
       return Result::noDirectory;
    if (test->state() != State::idle)
       seen.judged = false;
-   else if (!seen.judged || seen.failureLogged != test->syslogTriggered() ||
-            seen.otherErrors != test->nonSyslogErrorCount())
+   else if (isOver(seen, *test))
       judge(seen, *test);
    return seen.result;
+}
+
+void FileSystemTests::diskDel(Pelm::String const & mountPoint) {
+   if (auto const found = seen_.find(mountPoint); found != seen_.end())
+      found->second.disk = Pelm::String{};
+}
+
+// Another test than the one that was judged; one that cannot begin is over at once.
+bool FileSystemTests::isOver(Seen const & seen, FsHealthSm const & test) {
+   return !seen.judged || seen.failureLogged != test.syslogTriggered() ||
+          seen.otherErrors != test.nonSyslogErrorCount();
 }
 
 void FileSystemTests::judge(Seen & seen, FsHealthSm const & test) {

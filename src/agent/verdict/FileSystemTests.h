@@ -22,17 +22,23 @@ class FileSystemTests {
       notTheSame,  // what was read back is not what was written
    };
 
-   // To be called once a second at least: a test waits for longer than that between its phases.
-   Result look(StorageDevices::MountPtMonitorSm const & monitor);
+   // Of the mount point's tests on that disk. To be called once a second at least: a test waits for longer
+   // than that between its phases.
+   Result look(StorageDevices::MountPtMonitorSm const & monitor, Pelm::String const & disk);
+
+   // The disk at that mount point went: how its tests ended is not another one's fault.
+   void diskDel(Pelm::String const & mountPoint);
 
  private:
    struct Seen {
+      Pelm::String disk;
       Result result = Result::none;
       bool judged = false;            // since the test was last over
       bool failureLogged = false;     // by the test that was judged
       std::uint64_t otherErrors = 0;  // that were only traced, until then
    };
 
+   static bool isOver(Seen const & seen, StorageDevices::FsHealthSm const & test);
    static void judge(Seen & seen, StorageDevices::FsHealthSm const & test);
 
    std::map<Pelm::String, Seen> seen_;  // by mount point

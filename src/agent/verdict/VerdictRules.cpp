@@ -231,8 +231,8 @@ constexpr VerdictRule rules[] = {
     {"overheat", Verdict::warning, overheat, "too hot: {}"},
     {"file-system-full", Verdict::warning, fileSystemFull, "its file system is more than {} % full"},
     {"not-read-yet", Verdict::unknown, notReadYet, "not read yet: {}"},
-    {"reading-fails", Verdict::unknown, readingFails, "cannot be read: {}"},
-    {"tool-hangs", Verdict::unknown, toolHangs, "hangs: {}"},
+    {"reading-fails", Verdict::unknown, readingFails, "readings fail: {}"},
+    {"tool-hangs", Verdict::unknown, toolHangs, "tools that hang: {}"},
 };
 
 constexpr auto worse = [](VerdictRule const & a, VerdictRule const & b) { return a.verdict > b.verdict; };

@@ -7,6 +7,8 @@ namespace Agent {
 
 namespace {
 
+using StorageDevices::ConnectedDisk;
+
 constexpr double interval = 1;  // second of framework time
 
 Reason const * reasonOf(DiskVerdict const * verdict, std::string_view code) {
@@ -41,9 +43,8 @@ void DiskVerdicts::diskIs(Pelm::String const & serial, Pelm::Ptr<DiskVerdict con
 }
 
 void DiskVerdicts::diskDel(Pelm::String const & serial) {
-   Pelm::String const name = serial;  // may live in the entry that goes
-   figures.memberDel(name);
-   verdict.memberDel(name);
+   figures.memberDel(serial);
+   verdict.memberDel(serial);
 }
 
 Verdicts::Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
@@ -67,20 +68,20 @@ void Verdicts::evaluatePresent(Pelm::String const & serial) {
 }
 
 void Verdicts::evaluateGone() {
-   std::vector<Pelm::String> forgotten;
-   for (auto const & [serial, figures] : disks_->figures) {
-      if (entities_.devices->disk.contains(serial))
-         continue;
+   std::vector<Pelm::Ptr<ConnectedDisk const>> gone;
+   for (auto const & [serial, figures] : disks_->figures)
+      if (!entities_.devices->disk.contains(serial))
+         gone.push_back(figures->disk);
+   for (auto const & disk : gone) {
       DiskRecords records;
-      records.disk = figures->disk;
+      records.disk = disk;
       records.present = false;
-      if (figures->disk->removable())
-         forgotten.push_back(serial);
+      tests_.diskDel(disk->mountPoint());
+      if (disk->removable())
+         disks_->diskDel(disk->name());
       else
-         disks_->diskIs(serial, judge(serial, records), figures);
+         disks_->diskIs(disk->name(), judge(disk->name(), records), disks_->figures(disk->name()));
    }
-   for (Pelm::String const & serial : forgotten)
-      disks_->diskDel(serial);
 }
 
 Pelm::Ptr<DiskVerdict const> Verdicts::judge(Pelm::String const & serial, DiskRecords const & records) const {

@@ -216,7 +216,7 @@ class PiecedStateTest : public Support::VirtualTimeTest {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns tools{tracker};
    Readings readings{entities, tracker};
-   Config::Verdict const limits;
+   Config::Verdict limits;
    Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 

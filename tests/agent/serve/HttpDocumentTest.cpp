@@ -183,7 +183,7 @@ TEST_F(HttpDocumentTest, NoTurnIsLongWhateverIsAskedOfALongHistory) {
    auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns const tools{tracker};
    Readings const readings{entities, tracker};
-   Config::Verdict const limits;
+   Config::Verdict limits;
    Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
    make = [&] { return stateDocument({true, 1, entities, {}, tools, readings, verdicts}, SIZE_MAX); };
    HttpExchange reader{path, closingRequest};

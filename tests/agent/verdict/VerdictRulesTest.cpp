@@ -317,7 +317,7 @@ TEST_F(VerdictRulesTest, ReadingFailsAfterThreePollsInARow) {
    runEnds("smartctl");
    EXPECT_EQ(reasons(), "");
    runEnds("smartctl");
-   EXPECT_EQ(reasons(), "reading-fails: cannot be read: smartctl");
+   EXPECT_EQ(reasons(), "reading-fails: readings fail: smartctl");
    EXPECT_EQ(word(), "unknown");
    allIsRead();
    EXPECT_EQ(reasons(), "");
@@ -329,19 +329,19 @@ TEST_F(VerdictRulesTest, ReadingFailsOfAChipWhoseRegistersAreThreePollsLate) {
    time->jumpBy(349);
    EXPECT_EQ(reasons(), "");
    time->jumpBy(2);
-   EXPECT_EQ(reasons(), "reading-fails: cannot be read: emmc");
+   EXPECT_EQ(reasons(), "reading-fails: readings fail: emmc");
 }
 
 TEST_F(VerdictRulesTest, ToolHangsFromTheFirstRunThatItsLimitEnded) {
    diskIs();
    runEnds("smartctl", true);
-   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+   EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
    EXPECT_EQ(word(), "unknown");
    for (int poll = 0; poll < 3; ++poll)
       runEnds("smartctl", true);
-   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+   EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
    runEnds("smartctl");
-   EXPECT_EQ(reasons(), "reading-fails: cannot be read: smartctl");
+   EXPECT_EQ(reasons(), "reading-fails: readings fail: smartctl");
 }
 
 TEST_F(VerdictRulesTest, ToolHangsWhenNoRunEndsAnyMore) {
@@ -349,7 +349,7 @@ TEST_F(VerdictRulesTest, ToolHangsWhenNoRunEndsAnyMore) {
    time->jumpBy(209);
    EXPECT_EQ(reasons(), "");
    time->jumpBy(2);
-   EXPECT_EQ(reasons(), "tool-hangs: hangs: smartctl");
+   EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
 }
 
 TEST_F(VerdictRulesTest, RemovedHoldsForAFixedDiskAlone) {
@@ -454,6 +454,39 @@ TEST_F(MountedDiskTest, MountChangedNamesTheMountPoint) {
    helper->answer.device = "/dev/sdb1";
    EXPECT_TRUE(becomes("mount-changed: another device is mounted at " + folder.string()));
    EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(MountedDiskTest, MountChangedIsAlsoAMountOfAnotherDiskFromTheBeginning) {
+   Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = "/mnt/other"}.writeTo(
+       *entities.devices);
+   helper->answer.device = "/dev/sdb1";
+   ASSERT_TRUE(begins());
+   EXPECT_EQ(reasons(), "mount-changed: another device is mounted at " + folder.string());
+}
+
+TEST_F(MountedDiskTest, MountChangedIsNotSaidOfAnArrayOrOfADiskAtTheSameMountPoint) {
+   Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = folder.string()}.writeTo(
+       *entities.devices);
+   for (char const * device : {"/dev/md0", "/dev/dm-1", "/dev/sdb1", "/dev/sdbb1", "overlay"}) {
+      manager = nullptr;
+      helper->answer.device = device;
+      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
+      ASSERT_TRUE(begins());
+      EXPECT_EQ(reasons(), "") << device;
+   }
+}
+
+TEST_F(MountedDiskTest, WriteTestFailedIsNotSaidOfTheDiskThatComesNext) {
+   ASSERT_TRUE(begins());
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EIO);
+   ASSERT_TRUE(becomes("write-test-failed: write test failed"));
+   entities.devices->diskDel(serial);
+   EXPECT_EQ(reasons(), "removed: removed");
+   Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
+   EXPECT_EQ(reasons(), "");
+   oneTestGoesBy();
+   EXPECT_EQ(reasons(), "write-test-failed: write test failed");
 }
 
 TEST_F(MountedDiskTest, MountGoneIsOneThatWasThere) {
