@@ -34,6 +34,18 @@ TEST_F(Delivery, OutermostChangeIsToldBeforeItsMutatorReturns) {
    EXPECT_FALSE(Pelm::delivery.busy());
 }
 
+TEST_F(Delivery, SubscribingBeforeTheNotifierIsSetSaysWhatToDo) {
+   struct Machine {
+      void handleDoor() {}
+   } machine;
+   Vorn::NotifieeConst reactor;
+   EXPECT_DEATH(reactor.on<&Machine::handleDoor>(house->door, machine),
+                "call notifierIs with their owner before on");
+   reactor.notifierIs(Pelm::make<House>());
+   EXPECT_DEATH(reactor.on<&Machine::handleDoor>(house->door, machine),
+                "call notifierIs with their owner before on");
+}
+
 TEST_F(Delivery, WriteOfTheStoredValueIsSilent) {
    Watcher const watcher{house, heard, "w"};
    house->doorIs(0);

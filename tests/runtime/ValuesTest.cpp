@@ -1,4 +1,4 @@
-// Optional, Errno, EnumType, Dir, formatting.
+// Optional, Errno, EnumType, Seconds, Dir, formatting.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -16,6 +16,7 @@
 #include "runtime/Vorn/Errno.h"
 #include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Optional.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace {
 
@@ -27,6 +28,11 @@ class Colour : public Vorn::EnumType<unsigned char, Colour> {
    static constexpr Vorn::EnumName<unsigned char> names[] = {{red, "red"}, {green, "green"}};
    using EnumType::EnumType;
 };
+
+TEST(Seconds, ArePrintedAsANumberWhenATestFails) {
+   EXPECT_EQ(testing::PrintToString(Vorn::Seconds{2.5}), "2.5");
+   EXPECT_EQ(testing::PrintToString(Vorn::Seconds::infinity()), "inf");
+}
 
 TEST(EnumType, IsReadFromTheCharactersOfItsName) {
    std::string_view const text = "a green one";

@@ -99,12 +99,14 @@ class RUNTIME_API NotifieeConst : public Pelm::Node {
    void isRegisteredNotifieeIs(bool registered);
    bool isRegisteredNotifiee() const { return registered_; }
 
-   // Subscribes a handler to an attribute of the notifier.
+   // Subscribes a handler to an attribute of the notifier, which must be set before.
    template <auto handler, class Cell>
    void on(Cell const & cell, typename detail::Call<handler>::Of & machine) {
       static_assert(detail::Call<handler>::template fits<Cell>,
                     "the handler must take the attribute's own key and change types");
-      assert(&cell.owner() == notifier_.get());
+      assert(
+          &cell.owner() == notifier_.get() &&
+          "a reactor watches attributes of its notifier alone: call notifierIs with their owner before on");
       subscribe(cell.publisher(), &detail::dispatch<handler, Cell>, &machine);
    }
 

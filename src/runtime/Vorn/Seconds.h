@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <iosfwd>
 #include <limits>
 
 #include "runtime/Export.h"
@@ -30,6 +31,9 @@ class Seconds {
  private:
    double value_ = 0;
 };
+
+// The number alone, as a trace shows it.
+RUNTIME_API std::ostream & operator<<(std::ostream & stream, Seconds seconds);
 
 namespace System {
 // Monotonic time of the activity manager, live: two readings in one handler may differ.
