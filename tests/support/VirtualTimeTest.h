@@ -1,4 +1,5 @@
-// A fixture whose framework time is virtual: the loop jumps from deadline to deadline.
+// A fixture whose framework time is virtual: the loop jumps from deadline to deadline. A test that takes a
+// minute of real time all the same fails.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
+#include "tests/support/RealTimeLimit.h"
 
 namespace Support {
 
@@ -34,6 +36,9 @@ class VirtualTimeTest : public testing::Test {
    }
 
    Host::VirtualTime * time;
+
+ private:
+   RealTimeLimit limit_;
 };
 
 }  // namespace Support
