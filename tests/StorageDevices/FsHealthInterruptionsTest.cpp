@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
@@ -67,6 +68,9 @@ class Interruption {
 struct Way {
    char const * name;
    void (*arrange)(FsHealthIoOps & ops, fs::path const & mountPoint);
+
+   // As a failure names it.
+   friend void PrintTo(Way const & way, std::ostream * out) { *out << way.name; }
 };
 
 void failWith(FsHealthIoOps & ops, void (FsHealthIoOps::*result)(std::int32_t),

@@ -12,6 +12,7 @@
 #include <cstdarg>
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -143,6 +144,9 @@ struct Trap {
    char const * name;
    bool needsRoot;
    void (*make)(fs::path const & place, fs::path const & precious);
+
+   // As a failure names it.
+   friend void PrintTo(Trap const & trap, std::ostream * out) { *out << trap.name; }
 };
 
 constexpr Trap traps[] = {

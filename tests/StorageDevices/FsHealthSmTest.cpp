@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <ostream>
 #include <random>
 #include <set>
 
@@ -327,6 +328,9 @@ struct Step {
    State::Value phase;
    void (FsHealthIoOps::*result)(std::int32_t);
    void (FsHealthIoOps::*error)(std::int32_t);
+
+   // As a failure names it.
+   friend void PrintTo(Step const & step, std::ostream * out) { *out << step.name; }
 };
 
 class FsHealthSteps : public FsHealth, public testing::WithParamInterface<Step> {

@@ -215,6 +215,9 @@ TEST_F(NvmeMonitor, theSameLogTwiceTellsNobodyAnything) {
 struct BadRun {
    char const * does;
    Texts errors;
+
+   // As a failure names it.
+   friend void PrintTo(BadRun const & run, std::ostream * out) { *out << run.does; }
 };
 
 class NvmeBadRuns : public NvmeMonitor, public testing::WithParamInterface<BadRun> {};

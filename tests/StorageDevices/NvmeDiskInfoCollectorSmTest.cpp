@@ -128,6 +128,9 @@ struct Unusable {
    char const * name;
    std::string script;
    std::string trace;
+
+   // As a failure names it.
+   friend void PrintTo(Unusable const & list, std::ostream * out) { *out << list.name; }
 };
 
 std::string printing(std::string const & output) {

@@ -114,6 +114,9 @@ struct UnusableReport {
    char const * name;
    std::string script;
    std::string trace;
+
+   // As a failure names it.
+   friend void PrintTo(UnusableReport const & report, std::ostream * out) { *out << report.name; }
 };
 
 std::string printingReport(std::string const & report) {

@@ -266,6 +266,9 @@ struct Choice {
    std::optional<std::string> rotational;
    unsigned char mibType;
    char const * run;  // the tool's command line, empty for none
+
+   // As a failure names it.
+   friend void PrintTo(Choice const & choice, std::ostream * out) { *out << choice.name; }
 };
 
 class CollectorChoiceTest : public DiscoveryFilterTest, public testing::WithParamInterface<Choice> {};
