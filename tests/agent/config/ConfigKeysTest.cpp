@@ -1,0 +1,114 @@
+// Whoever adds a key documents and tests it: the keys are those that the reader itself says it knows.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "agent/config/Config.h"
+#include "tests/support/EveryKey.h"
+
+namespace Agent {
+namespace {
+
+using Keys = std::vector<std::string>;
+
+// The members of a table whose keys are fixed: "here may stand a, b or c". None for all else.
+Keys membersOf(std::string const & path) {
+   std::string const known = "is not a known key; here may stand ";
+   try {
+      parseConfig((path.empty() ? "" : path + ".") + "nonsense = 1", "x");
+   } catch (ConfigError const & error) {
+      std::string text = error.what();
+      auto const at = text.find(known);
+      if (at == std::string::npos)
+         return {};
+      text.erase(0, at + known.size());
+      std::replace(text.begin(), text.end(), ',', ' ');
+      std::istringstream words{text};
+      Keys members{std::istream_iterator<std::string>{words}, {}};
+      std::erase(members, "or");
+      return members;
+   }
+   return {};
+}
+
+// Dotted, "any" standing for a name that is free.
+Keys keysBelow(std::string const & path) {
+   std::string const place = membersOf(path).empty() && !path.empty() ? path + ".any" : path;
+   Keys const members = membersOf(place);
+   if (members.empty())
+      return {path};
+   Keys keys;
+   for (std::string const & member : members)
+      std::ranges::copy(keysBelow(place.empty() ? member : place + "." + member), std::back_inserter(keys));
+   return keys;
+}
+
+// The keys that a text with a key on each line sets.
+Keys keysSetIn(std::string const & text) {
+   Keys keys;
+   std::string section;
+   std::istringstream lines{text};
+   for (std::string line; std::getline(lines, line);)
+      if (line.starts_with('['))
+         section = line.substr(1, line.find(']') - 1) + ".";
+      else if (auto const end = line.find(" = "); end != std::string::npos)
+         keys.push_back(section + line.substr(0, end));
+   return keys;
+}
+
+bool isSetBy(std::string const & key, std::string const & line) {
+   std::string const free = ".any.";
+   if (auto const at = key.find(free); at != std::string::npos)
+      return line.starts_with(key.substr(0, at + 1)) && line.ends_with(key.substr(at + free.size() - 1));
+   return line == key || line.starts_with(key + ".");
+}
+
+Keys keysMissingIn(std::string const & text) {
+   Keys const set = keysSetIn(text);
+   Keys missing = keysBelow("");
+   std::erase_if(missing, [&](std::string const & key) {
+      return std::ranges::any_of(set, [&](std::string const & line) { return isSetBy(key, line); });
+   });
+   return missing;
+}
+
+// The configuration that the README shows.
+std::string readmesConfiguration() {
+   std::ifstream file{TEST_DATA_DIR "/../../README.md"};
+   std::string const text{std::istreambuf_iterator<char>{file}, {}};
+   std::string const fence = "```toml\n";
+   auto const begin = text.find(fence) + fence.size();
+   return text.substr(begin, text.find("```", begin) - begin);
+}
+
+TEST(ConfigKeysTest, AreThoseThatTheReaderKnows) {
+   Keys const keys = keysBelow("");
+   EXPECT_GE(keys.size(), 26U);
+   for (char const * key : {"poll_interval", "appliance.sensors", "sensors.any.overheat", "clock.time_scale"})
+      EXPECT_EQ(std::ranges::count(keys, key), 1) << key;
+}
+
+TEST(ConfigKeysTest, StandInTheReadme) {
+   EXPECT_EQ(keysMissingIn(readmesConfiguration()), Keys{}) << "README.md shows a configuration of every key";
+}
+
+TEST(ConfigKeysTest, StandInTheConfigurationOfTheTests) {
+   EXPECT_EQ(keysMissingIn(Support::everyKey), Keys{}) << "tests/support/EveryKey.h sets every key";
+}
+
+TEST(ConfigKeysTest, HaveTheDefaultsThatTheReadmeShows) {
+   Config config = parseConfig(readmesConfiguration(), "README.md");
+   // Examples, since nothing is there by default.
+   config.appliance.sensors.clear();
+   config.sensors.clear();
+   config.trace.clear();
+   EXPECT_EQ(config, Config{});
+}
+
+}  // namespace
+}  // namespace Agent
