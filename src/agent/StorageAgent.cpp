@@ -3,9 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -18,6 +16,7 @@
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
 #include "base/Companion.h"
+#include "base/Number.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
@@ -26,18 +25,11 @@ namespace Agent {
 
 namespace {
 
-std::optional<std::uint64_t> wholeNumber(char const * text) {
-   std::uint64_t value = 0;
-   char const * const end = text + std::strlen(text);
-   auto const result = std::from_chars(text, end, value);
-   return result.ec == std::errc{} && result.ptr == end ? std::optional{value} : std::nullopt;
-}
-
 // How many measurements of each disk are asked for; empty for what is no number of them.
 std::optional<std::size_t> historyOf(char const * argument) {
    if (argument == nullptr)
       return usualHistory;
-   return std::string_view{argument} == "all" ? SIZE_MAX : wholeNumber(argument);
+   return std::string_view{argument} == "all" ? SIZE_MAX : parseWhole<std::size_t>(argument);
 }
 
 HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
@@ -120,12 +112,12 @@ void StorageAgent::run() {
    monitors_.start();
    for (auto const & server : servers_)
       server->acceptingIs(true);
-   serviceManager_.tell("READY=1");
+   serviceManager_.notify("READY=1");
    while (!Host::stopRequested()) {
       Host::turn();
       lastTurn_ = Host::monotonicSeconds();
    }
-   serviceManager_.tell("STOPPING=1");
+   serviceManager_.notify("STOPPING=1");
    log_.notice(LOG_INFO, "stopping");
 }
 
@@ -152,10 +144,10 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
       return messages(request);
    if (request.path == "/healthz") {
       // That it is answered at all is the proof of life: a loop that is held does not answer.
-      return {200, "application/json", livenessDocument(lastTurnAge(), holds())};
+      return {200, "application/json", livenessDocument(lastTurnAge(), stalls())};
    }
    if (request.path == "/metrics")
-      return {200, metricsType, metricsText(lastTurnAge(), holds())};
+      return {200, metricsType, metricsText(lastTurnAge(), stalls())};
    return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
 }
 
@@ -163,8 +155,8 @@ double StorageAgent::lastTurnAge() const {
    return Host::monotonicSeconds() - lastTurn_;
 }
 
-Holds StorageAgent::holds() const {
-   return watchdog_ ? watchdog_->holds() : Holds{};
+Stalls StorageAgent::stalls() const {
+   return watchdog_ ? watchdog_->stalls() : Stalls{};
 }
 
 HttpAnswer StorageAgent::state(HttpRequest const & request) {
@@ -186,7 +178,7 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
    char const * const after = request.argument("after");
-   auto const sequence = after ? wholeNumber(after) : std::optional<std::uint64_t>{0};
+   auto const sequence = after ? parseWhole<std::uint64_t>(after) : std::optional<std::uint64_t>{0};
    if (!sequence)
       return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
    return jsonAnswer(messagesDocument(messages_, *sequence));

@@ -52,7 +52,7 @@ class StorageAgent {
    void traceLevelsAre(std::map<std::string, int> const & before);
    void serve(ListenSocket socket, std::optional<HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
-   Holds holds() const;
+   Stalls stalls() const;
    HttpAnswer state(HttpRequest const & request);
    HttpAnswer messages(HttpRequest const & request) const;
 

@@ -1,4 +1,4 @@
-// The socket of a service manager.
+// A service manager's socket.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace Support {
 
 class NotifySocket {
  public:
-   // A path, or "@" and an abstract name.
+   // `name` is a path, or "@" and an abstract name.
    explicit NotifySocket(std::string name)
        : name_{std::move(name)}, fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
       sockaddr_un address{};
@@ -36,15 +36,15 @@ class NotifySocket {
 
    std::string const & name() const { return name_; }
 
-   // What has come since it was asked last.
-   std::vector<std::string> told() const {
+   // The states that have come since the last call.
+   std::vector<std::string> received() const {
       std::vector<std::string> all;
       std::array<char, 256> buffer{};
       for (ssize_t size = 0; (size = recv(fd_, buffer.data(), buffer.size(), 0)) >= 0;)
          all.emplace_back(buffer.data(), static_cast<std::size_t>(size));
       return all;
    }
-   // Waits for the next, at most so many milliseconds; nothing then.
+   // Waits for the next state, `patience` milliseconds at most; empty: none came.
    std::string next(int patience = 10000) const {
       pollfd ready{fd_, POLLIN, 0};
       std::array<char, 256> buffer{};

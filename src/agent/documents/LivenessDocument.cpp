@@ -11,19 +11,19 @@ void writeNumber(JsonWriter & writer, char const * key, double value) {
    writer.Double(value);
 }
 
-void writeHold(JsonWriter & writer, Hold const & hold) {
+void writeStall(JsonWriter & writer, Stall const & stall) {
    writer.StartObject();
-   writeNumber(writer, "seconds", hold.seconds);
-   writeMember(writer, "operation", hold.operation);
-   if (!hold.path.empty())
-      writeMember(writer, "path", hold.path);
-   writeNumber(writer, "time", hold.time);
+   writeNumber(writer, "seconds", stall.seconds);
+   writeMember(writer, "operation", stall.operation);
+   if (!stall.path.empty())
+      writeMember(writer, "path", stall.path);
+   writeNumber(writer, "time", stall.time);
    writer.EndObject();
 }
 
 }  // namespace
 
-std::string livenessDocument(double lastTurnAgeSeconds, Holds const & holds) {
+std::string livenessDocument(double lastTurnAgeSeconds, Stalls const & stalls) {
    constexpr int microseconds = 6;
    JsonBuffer buffer;
    JsonWriter writer{buffer};
@@ -34,11 +34,11 @@ std::string livenessDocument(double lastTurnAgeSeconds, Holds const & holds) {
    writer.Key("holds");
    writer.StartObject();
    writer.Key("count");
-   writer.Uint64(holds.count);
-   writeNumber(writer, "longestSeconds", holds.longestSeconds);
-   if (holds.last) {
+   writer.Uint64(stalls.count);
+   writeNumber(writer, "longestSeconds", stalls.longestSeconds);
+   if (stalls.last) {
       writer.Key("last");
-      writeHold(writer, *holds.last);
+      writeStall(writer, *stalls.last);
    }
    writer.EndObject();
    writer.EndObject();

@@ -29,17 +29,17 @@ std::string metric(char const * name, char const * type, char const * help, doub
 
 }  // namespace
 
-std::string metricsText(double lastTurnAgeSeconds, Holds const & holds) {
+std::string metricsText(double lastTurnAgeSeconds, Stalls const & stalls) {
    std::string text =
        metric("last_turn_age_seconds", "gauge", "Since the loop's last turn ended.", lastTurnAgeSeconds) +
        metric("loop_holds_total", "counter", "Times that one turn took five seconds or longer.",
-              static_cast<double>(holds.count)) +
-       metric("loop_longest_hold_seconds", "gauge", "The longest of these turns.", holds.longestSeconds);
-   if (holds.last)
+              static_cast<double>(stalls.count)) +
+       metric("loop_longest_hold_seconds", "gauge", "The longest of these turns.", stalls.longestSeconds);
+   if (stalls.last)
       text += metric("loop_last_hold_seconds", "gauge", "The last of these turns, and what took most of it.",
-                     holds.last->seconds,
-                     "{operation=\"" + labelValue(holds.last->operation) + "\",path=\"" +
-                         labelValue(holds.last->path) + "\"}");
+                     stalls.last->seconds,
+                     "{operation=\"" + labelValue(stalls.last->operation) + "\",path=\"" +
+                         labelValue(stalls.last->path) + "\"}");
    return text;
 }
 

@@ -20,12 +20,14 @@ struct StoredMessage {
 
 class MessageStore {
  public:
+   // The store drops its oldest message beyond this many.
    static constexpr std::size_t kept = 2000;
 
    void add(Host::LogMessage const & message);
 
-   // The oldest one that is kept with a number above `sequence`; null when there is none.
+   // The oldest kept message with a number above `sequence`; null when there is none.
    StoredMessage const * firstAfter(std::uint64_t sequence) const;
+   // The number of the latest message; 0 before the first.
    std::uint64_t lastSequence() const { return lastSequence_; }
 
  private:

@@ -20,14 +20,14 @@ namespace Agent {
 
 namespace {
 
-// A pipe that is ready takes this much without blocking.
+// A pipe that is ready accepts this many bytes without blocking.
 constexpr std::size_t maxLine = PIPE_BUF;
 
 std::string now() {
    return utcTime(Vorn::System::currentTimeUtc().value());
 }
 
-// What comes from a device, spelled as the state document spells it.
+// A text from a device, spelled as in the state document.
 std::string shown(std::string_view text) {
    return escaped(validUtf8(text));
 }
@@ -36,7 +36,7 @@ std::string noticeLine(int severity, std::string_view text) {
    return now() + " " + std::string{severityWord(severity)} + " storagedevices: " + escaped(text);
 }
 
-// Cut so that the line and its end fit; the escaped text is UTF-8, which a cut may not split.
+// Cuts the text so that the line and its end fit. A cut must not split a UTF-8 character.
 void bound(std::string & text) {
    constexpr std::string_view mark = "…";
    std::size_t const room = maxLine - mark.size() - 1;
@@ -69,7 +69,7 @@ void StderrLog::notice(int severity, std::string_view text) {
    line(noticeLine(severity, text));
 }
 
-void StderrLog::noticeFromBeside(int severity, std::string_view text) {
+void StderrLog::noticeFromOtherThread(int severity, std::string_view text) {
    constexpr auto moment = std::chrono::milliseconds{1};
    std::string const whole = noticeLine(severity, text);
    for (int tries = 0; tries < 100; ++tries) {
@@ -80,7 +80,7 @@ void StderrLog::noticeFromBeside(int severity, std::string_view text) {
       std::this_thread::sleep_for(moment);
    }
    ++droppedTotal_;
-   ++droppedUntold_;
+   ++droppedUnreported_;
 }
 
 void StderrLog::message(Host::LogMessage const & message) {
@@ -89,7 +89,7 @@ void StderrLog::message(Host::LogMessage const & message) {
 }
 
 void StderrLog::trace(Host::TraceLine const & line_) {
-   // Traces hold whole outputs of tools; escaping megabytes to show four kilobytes would be a waste.
+   // A trace may contain the whole output of a tool: megabytes, of which four kilobytes are shown.
    std::string_view const text = std::string_view{line_.text}.substr(0, maxLine);
    line(now() + " trace " + std::string{line_.facility} + "/" + std::to_string(line_.level) + " " +
         std::string{line_.function} + ":" + (text.starts_with(' ') ? "" : " ") + shown(text));
@@ -102,17 +102,17 @@ void StderrLog::line(std::string text) {
 }
 
 void StderrLog::lineAlone(std::string text) {
-   if (droppedUntold_ > 0) {
-      std::string const told = now() + " warning storagedevices: " + std::to_string(droppedUntold_) +
-                               " lines were dropped: standard error did not take them\n";
-      if (writeAtOnce(told))
-         droppedUntold_ = 0;
+   if (droppedUnreported_ > 0) {
+      std::string const report = now() + " warning storagedevices: " + std::to_string(droppedUnreported_) +
+                                 " lines were dropped: standard error did not take them\n";
+      if (writeAtOnce(report))
+         droppedUnreported_ = 0;
    }
    bound(text);
    text += '\n';
-   if (droppedUntold_ > 0 || !writeAtOnce(text)) {
+   if (droppedUnreported_ > 0 || !writeAtOnce(text)) {
       ++droppedTotal_;
-      ++droppedUntold_;
+      ++droppedUnreported_;
    }
 }
 

@@ -1,7 +1,7 @@
 // The agent's lines on standard error: log messages, traces and its own notices.
 //
-// A reader that has stalled never holds the agent: what does not fit at once is dropped and counted,
-// and the count is told as soon as there is room again.
+// A stalled reader never stalls the agent. A line that does not fit at once is dropped and counted; the count
+// is reported as soon as there is room again.
 #pragma once
 
 #include <atomic>
@@ -17,20 +17,21 @@ namespace Agent {
 
 class StderrLog {
  public:
-   // Sets the runtime's sinks for log messages, traces and failures of handlers; unsets them when it goes.
+   // Sets the runtime's sinks for log messages, traces and failures of handlers; the destructor unsets them.
    explicit StderrLog(int fd = 2);
    StderrLog(StderrLog const &) = delete;
    StderrLog & operator=(StderrLog const &) = delete;
    ~StderrLog();
 
-   // A line of the agent itself: "<time> <severity word> storagedevices: <text>".
+   // Writes a line of the agent itself: "<time> <severity word> storagedevices: <text>".
    void notice(int severity, std::string_view text);
-   // The same from another thread than the loop's. When that one is held in a line of its own the new one is
-   // dropped.
-   void noticeFromBeside(int severity, std::string_view text);
+   // The same for any other thread than the loop's. The line is dropped when the loop's thread stalls within
+   // a line for 100 ms.
+   void noticeFromOtherThread(int severity, std::string_view text);
    void message(Host::LogMessage const & message);
    void trace(Host::TraceLine const & line);
 
+   // The number of lines dropped since the start.
    std::uint64_t dropped() const { return droppedTotal_; }
 
  private:
@@ -39,9 +40,9 @@ class StderrLog {
    bool writeAtOnce(std::string_view text) const;
 
    int fd_;
-   std::mutex writing_;  // whoever finds room for a line must find it still there when it writes
+   std::mutex writing_;  // the room that a thread finds must still be there when it writes
    std::atomic<std::uint64_t> droppedTotal_ = 0;
-   std::atomic<std::uint64_t> droppedUntold_ = 0;
+   std::atomic<std::uint64_t> droppedUnreported_ = 0;
 };
 
 }  // namespace Agent

@@ -9,7 +9,7 @@ namespace Agent {
 namespace {
 
 constexpr double usualPause = 1;
-constexpr double pauseInHold = 0.1;
+constexpr double pauseInStall = 0.1;
 constexpr double longestSilence = 60;
 
 std::string wholeSeconds(double seconds) {
@@ -18,85 +18,86 @@ std::string wholeSeconds(double seconds) {
 
 }  // namespace
 
-std::optional<LoopWatch::Line> LoopWatch::look(Look const & look) {
-   Host::Activity const & seen = look.seen;
-   double const seconds = look.now - seen.since;
-   bool const timely = isTimely(look.now);
-   bool const sameTurn = seen.busy && seen.turn == turn_.turn;
-   bool const twice = timely && tooLong_;
+std::optional<LoopWatch::Line> LoopWatch::add(Sample const & sample) {
+   Host::Activity const & activity = sample.activity;
+   double const seconds = sample.now - activity.since;
+   bool const timely = isTimely(sample.now);
+   bool const sameTurn = activity.busy && activity.turn == latest_.turn;
+   bool const twiceOverdue = timely && isOverdue_;
    std::optional<Line> line;
-   if (held_ && !sameTurn)
-      line = end(look.now - turn_.since);
-   blame(look);
-   turn_ = seen;
-   tooLong_ = seen.busy && seconds >= holdSeconds;
-   if (!tooLong_ || !(held_ || twice))
+   if (stalled_ && !sameTurn)
+      line = endLine(sample.now - latest_.since);
+   trackCalls(sample);
+   latest_ = activity;
+   isOverdue_ = activity.busy && seconds >= stallSeconds;
+   if (!isOverdue_ || !(stalled_ || twiceOverdue))
       return line;
-   bool const begins = !held_;
-   held_ = true;
-   holds_.count += begins;
+   bool const begins = !stalled_;
+   stalled_ = true;
+   stalls_.count += begins;
    record(seconds);
-   return begins || seconds >= tellAgain_ ? beginOrGoOn(seconds) : line;
+   return begins || seconds >= nextReportSeconds_ ? stallLine(seconds) : line;
 }
 
 double LoopWatch::pause() const {
-   return held_ ? pauseInHold : usualPause;
+   return stalled_ ? pauseInStall : usualPause;
 }
 
-// A look that comes late shows that this process did not run, so that a long turn proves nothing.
+// A late sample shows that this process did not run; then a long turn proves nothing.
 bool LoopWatch::isTimely(double now) {
-   double const gap = now - lastLook_;
-   lastLook_ = now;
+   double const gap = now - lastSampleAt_;
+   lastSampleAt_ = now;
    return gap <= 2 * usualPause;
 }
 
-LoopWatch::Call LoopWatch::callOf(Host::Activity const & seen) {
-   if (!seen.operation)
+LoopWatch::Call LoopWatch::callOf(Host::Activity const & activity) {
+   if (!activity.operation)
       return {"handler", {}};
-   return {seen.operation, std::string{seen.path()}};
+   return {activity.operation, std::string{activity.path()}};
 }
 
-std::string LoopWatch::words(Call const & call) {
+std::string LoopWatch::description(Call const & call) {
    if (call.path.empty())
       return call.operation == "handler" ? "a handler" : call.operation;
    return call.operation + " of " + call.path;
 }
 
-// Keeps which call of the turn was seen for the longest time.
-void LoopWatch::blame(Look const & look) {
-   if (!look.seen.busy)
+void LoopWatch::trackCalls(Sample const & sample) {
+   if (!sample.activity.busy)
       return;
-   Call call = callOf(look.seen);
-   if (look.seen.turn != turn_.turn) {
-      nowSince_ = look.seen.since;
-      longestSeconds_ = 0;
-      utc_ = look.utcOfTurn;
-   } else if (call != now_) {
-      nowSince_ = look.now;
+   Call call = callOf(sample.activity);
+   if (sample.activity.turn != latest_.turn) {
+      callSince_ = sample.activity.since;
+      longestCallSeconds_ = 0;
+      turnUtc_ = sample.utcOfTurn;
+   } else if (call != call_) {
+      callSince_ = sample.now;
    }
-   now_ = std::move(call);
-   if (double const seconds = look.now - nowSince_; seconds >= longestSeconds_) {
-      longest_ = now_;
-      longestSeconds_ = seconds;
+   call_ = std::move(call);
+   if (double const seconds = sample.now - callSince_; seconds >= longestCallSeconds_) {
+      longestCall_ = call_;
+      longestCallSeconds_ = seconds;
    }
 }
 
 void LoopWatch::record(double seconds) {
-   holds_.last = Hold{seconds, longest_.operation, longest_.path, utc_};
-   holds_.longestSeconds = std::max(holds_.longestSeconds, seconds);
+   stalls_.last = Stall{seconds, longestCall_.operation, longestCall_.path, turnUtc_};
+   stalls_.longestSeconds = std::max(stalls_.longestSeconds, seconds);
 }
 
-LoopWatch::Line LoopWatch::beginOrGoOn(double seconds) {
-   tellAgain_ = seconds + std::min(seconds, longestSilence);
-   std::string const hint = now_.path.starts_with('/') ? "; if it lasts, the disk behind it is failing" : "";
-   return {LOG_WARNING, "the loop has been held for " + wholeSeconds(seconds) + " by " + words(now_) +
-                            " (nothing is polled and no status is served meanwhile" + hint + ")"};
+LoopWatch::Line LoopWatch::stallLine(double seconds) {
+   nextReportSeconds_ = seconds + std::min(seconds, longestSilence);
+   std::string const hint = call_.path.starts_with('/') ? "; if it lasts, the disk behind it is failing" : "";
+   return {LOG_WARNING, "the loop has been stalled for " + wholeSeconds(seconds) + " by " +
+                            description(call_) + " (nothing is polled and no status is served meanwhile" +
+                            hint + ")"};
 }
 
-LoopWatch::Line LoopWatch::end(double seconds) {
+LoopWatch::Line LoopWatch::endLine(double seconds) {
    record(seconds);
-   held_ = false;
-   return {LOG_INFO, "the loop goes on after " + wholeSeconds(seconds) + "; " + words(longest_) + " held it"};
+   stalled_ = false;
+   return {LOG_INFO, "the loop runs again after " + wholeSeconds(seconds) + "; " + description(longestCall_) +
+                         " stalled it"};
 }
 
 }  // namespace Agent

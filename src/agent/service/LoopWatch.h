@@ -1,5 +1,5 @@
-// Judges from looks at the loop whether it is held, and what is to be said of it. Pure: the looks come from
-// the watchdog's thread, in tests from nowhere.
+// Detects stalls of the loop in samples of its activity, and words the notices about them. It reads no clock
+// and no loop: the watchdog's thread takes the samples, a test makes them up.
 #pragma once
 
 #include <cstdint>
@@ -10,43 +10,46 @@
 
 namespace Agent {
 
-struct Hold {
+// One stall: a turn of the loop that took `LoopWatch::stallSeconds` or longer.
+struct Stall {
    double seconds = 0;     // so far, while it lasts
-   std::string operation;  // the call that took most of it; "handler": none that has a name
-   std::string path;       // of that call, empty where there is none
-   double time = 0;        // when it began, in UTC seconds since 1970
+   std::string operation;  // the call that took most of it; "handler": no call that has a name
+   std::string path;       // of that call; empty: it has none
+   double time = 0;        // when the turn began, in UTC seconds since 1970
 };
 
-struct Holds {
+// The stalls that were reported since the start.
+struct Stalls {
    std::uint64_t count = 0;
    double longestSeconds = 0;
-   std::optional<Hold> last;
+   std::optional<Stall> last;  // nothing before the first
 };
 
 class LoopWatch {
  public:
+   // A notice for the operator.
    struct Line {
-      int severity;
+      int severity;  // of syslog
       std::string text;
    };
-   struct Look {
-      Host::Activity seen;
-      double now = 0;        // in the terms of `seen.since`
+   struct Sample {
+      Host::Activity activity;
+      double now = 0;        // on the clock of `activity.since`, seconds
       double utcOfTurn = 0;  // when that turn began, in UTC seconds since 1970
    };
 
-   // Handlers that take this long hold the loop. It is said when the second look in a row finds them at it:
-   // one look alone may come after the process was stopped, or the machine did not run.
-   static constexpr double holdSeconds = 5;
+   // A turn that takes this long is a stall. Two samples in a row must show it: a single one may follow a
+   // pause of the whole process or machine.
+   static constexpr double stallSeconds = 5;
 
-   // Answers what is to be said now, if anything is.
-   std::optional<Line> look(Look const & look);
+   // Takes the next sample. Answers the notice that is due now, if any.
+   std::optional<Line> add(Sample const & sample);
 
-   // Seconds to the next look: soon, while the end of a hold is waited for.
+   // Seconds until the next sample is due: fewer during a stall, so that its end is noticed soon.
    double pause() const;
-   // Whether the latest look has found handlers that take too long.
-   bool tooLong() const { return tooLong_; }
-   Holds const & holds() const { return holds_; }
+   // Whether the turn of the latest sample had lasted for `stallSeconds`. The first such sample counts.
+   bool isOverdue() const { return isOverdue_; }
+   Stalls const & stalls() const { return stalls_; }
 
  private:
    struct Call {
@@ -55,25 +58,25 @@ class LoopWatch {
       bool operator==(Call const &) const = default;
    };
 
-   static Call callOf(Host::Activity const & seen);
-   static std::string words(Call const & call);
+   static Call callOf(Host::Activity const & activity);
+   static std::string description(Call const & call);
    bool isTimely(double now);
-   void blame(Look const & look);
+   void trackCalls(Sample const & sample);
    void record(double seconds);
-   Line beginOrGoOn(double seconds);
-   Line end(double seconds);
+   Line stallLine(double seconds);
+   Line endLine(double seconds);
 
-   double lastLook_ = 0;
-   Host::Activity turn_;   // as it was seen last
-   bool tooLong_ = false;  // in that look
-   bool held_ = false;     // and said
-   double tellAgain_ = 0;  // seconds of the hold
-   Call now_;              // the call that was seen last
-   double nowSince_ = 0;   // how long that has been so
-   Call longest_;          // the call of this turn that took longest
-   double longestSeconds_ = 0;
-   double utc_ = 0;  // when the turn began
-   Holds holds_;
+   double lastSampleAt_ = 0;
+   Host::Activity latest_;         // of the latest sample
+   bool isOverdue_ = false;        // in that sample
+   bool stalled_ = false;          // a stall is reported and has not ended
+   double nextReportSeconds_ = 0;  // length of the stall at which it is reported again
+   Call call_;                     // in the latest sample
+   double callSince_ = 0;
+   Call longestCall_;  // of the current turn
+   double longestCallSeconds_ = 0;
+   double turnUtc_ = 0;  // when the current turn began
+   Stalls stalls_;
 };
 
 }  // namespace Agent

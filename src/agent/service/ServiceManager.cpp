@@ -4,9 +4,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdint>
 #include <cstdlib>
+
+#include "base/Number.h"
 
 namespace Agent {
 
@@ -17,18 +18,11 @@ std::string_view environment(char const * name) {
    return value ? value : "";
 }
 
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
-   std::int64_t value = 0;
-   auto const result = std::from_chars(text.data(), text.data() + text.size(), value);
-   return result.ec == std::errc{} && result.ptr == text.data() + text.size() ? std::optional{value}
-                                                                              : std::nullopt;
-}
-
 std::optional<double> watchdogPatience() {
    std::string_view const pid = environment("WATCHDOG_PID");
-   if (!pid.empty() && wholeNumber(pid) != getpid())
+   if (!pid.empty() && parseWhole<std::int64_t>(pid) != getpid())
       return std::nullopt;
-   auto const microseconds = wholeNumber(environment("WATCHDOG_USEC"));
+   auto const microseconds = parseWhole<std::int64_t>(environment("WATCHDOG_USEC"));
    return microseconds > 0 ? std::optional{static_cast<double>(*microseconds) * 1e-6} : std::nullopt;
 }
 
@@ -51,7 +45,7 @@ ServiceManager::~ServiceManager() {
       close(socket_);
 }
 
-void ServiceManager::tell(std::string_view state) const {
+void ServiceManager::notify(std::string_view state) const {
    if (socket_ < 0)
       return;
    sockaddr_un address{};

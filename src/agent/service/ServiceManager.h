@@ -1,5 +1,5 @@
-// Telling the service manager (systemd, or whoever reads the socket that it names) how the agent is. Without
-// one, what is told goes nowhere.
+// Notifies the service manager (systemd, or another reader of the socket in NOTIFY_SOCKET) of the agent's
+// state. Without a service manager a notification does nothing.
 #pragma once
 
 #include <optional>
@@ -10,21 +10,23 @@ namespace Agent {
 
 class ServiceManager {
  public:
-   // As the variables NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID say.
+   // Reads the environment variables NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID.
    ServiceManager();
    ServiceManager(ServiceManager const &) = delete;
    ServiceManager & operator=(ServiceManager const &) = delete;
    ~ServiceManager();
 
-   // One state, as "READY=1". Any thread; never waits, what the other side has no room for is lost.
-   void tell(std::string_view state) const;
+   // Sends one state, such as "READY=1". Any thread may call it. It never blocks: a state that does not fit
+   // into the socket's buffer is lost.
+   void notify(std::string_view state) const;
 
-   // Seconds of silence after which it takes the agent for dead; nothing: it does not watch this process.
+   // Seconds without a keep-alive after which the manager takes the agent for dead; nothing: it does not
+   // watch this process.
    std::optional<double> patience() const { return patience_; }
 
  private:
    int socket_ = -1;
-   std::string address_;  // as the kernel wants it: an abstract name begins with NUL
+   std::string address_;  // in the kernel's form: an abstract name begins with NUL
    std::optional<double> patience_;
 };
 

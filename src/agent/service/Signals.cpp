@@ -14,7 +14,7 @@ namespace Agent {
 
 namespace {
 
-sigset_t steeringSet() {
+sigset_t controlSignals() {
    sigset_t set;
    sigemptyset(&set);
    for (int const signal : {SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGHUP})
@@ -30,8 +30,8 @@ bool isIgnored(int signal) {
 }  // namespace
 
 Signals::Signals(std::function<void()> reload)
-    : reload_{std::move(reload)}, endsWithItsTerminal_{!isIgnored(SIGHUP)} {
-   sigset_t const set = steeringSet();
+    : reload_{std::move(reload)}, endsWithTerminal_{!isIgnored(SIGHUP)} {
+   sigset_t const set = controlSignals();
    pthread_sigmask(SIG_BLOCK, &set, nullptr);
    std::signal(SIGPIPE, SIG_IGN);
    std::signal(SIGXFSZ, SIG_IGN);
@@ -48,20 +48,20 @@ Signals::Signals(std::function<void()> reload)
 Signals::~Signals() {
    int const fd = signals_->descriptor();
    signals_->descriptorIs(-1);
-   // One that came while the agent was stopping already must not end it now by its default action.
+   // A signal that came while the agent stopped would otherwise end it by its default action.
    signalfd_siginfo late{};
    while (read(fd, &late, sizeof late) > 0)
       continue;
    close(fd);
-   sigset_t const set = steeringSet();
+   sigset_t const set = controlSignals();
    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 void Signals::handleSignal() {
    signalfd_siginfo info{};
    while (read(signals_->descriptor(), &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
-      // Only the kernel sends the one of a terminal.
-      bool const hungUp = info.ssi_code == SI_KERNEL && endsWithItsTerminal_;
+      // The SIGHUP of a closed terminal comes from the kernel, that of a reload from a process.
+      bool const hungUp = info.ssi_code == SI_KERNEL && endsWithTerminal_;
       if (info.ssi_signo == SIGHUP && !hungUp)
          reload_();
       else

@@ -1,4 +1,4 @@
-// The signals that steer the agent, as events of the loop.
+// Turns the signals that control the agent into events of the loop.
 #pragma once
 
 #include <functional>
@@ -9,10 +9,10 @@
 
 namespace Agent {
 
-// While it lives SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2 and SIGALRM stop the loop, and SIGHUP calls
-// `reload` from it. The SIGHUP of a terminal that goes stops the loop too, unless it was ignored before:
-// nothing must stay behind then. SIGPIPE and SIGXFSZ are ignored, so that what cannot be written is an error
-// of the write. Made before any thread is started.
+// While it exists, SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2 and SIGALRM stop the loop, and SIGHUP calls
+// `reload` in a turn of the loop. When its terminal closes, the kernel sends SIGHUP too; that stops the loop,
+// unless SIGHUP was ignored at the start. SIGPIPE and SIGXFSZ are ignored, so that a failed write is an error
+// of the call. Construct it before any thread starts.
 class Signals {
  public:
    explicit Signals(std::function<void()> reload);
@@ -24,7 +24,7 @@ class Signals {
    void handleSignal();
 
    std::function<void()> reload_;
-   bool endsWithItsTerminal_;
+   bool endsWithTerminal_;
    Pelm::Ptr<Vorn::FileDescriptor> signals_ = Pelm::make<Vorn::FileDescriptor>("signals");
    Vorn::NotifieeConst reactor_;
 };

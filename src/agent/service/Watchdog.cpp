@@ -21,7 +21,7 @@ namespace Agent {
 
 namespace {
 
-// What is started while it lives inherits that every signal is blocked.
+// Blocks every signal; a thread that starts meanwhile inherits the mask.
 class SignalsBlocked {
  public:
    SignalsBlocked() {
@@ -37,7 +37,8 @@ class SignalsBlocked {
    sigset_t before_{};
 };
 
-// With a small stack: the usual one is more address space than the whole agent's. Answers an errno value.
+// Answers 0 or an errno value. The stack is small: the usual one needs more address space than the whole
+// agent.
 int startThread(pthread_t & thread, void * (*function)(void *), void * argument) {
    constexpr std::size_t stackBytes = 256 * 1024;
    pthread_attr_t attributes;
@@ -68,9 +69,9 @@ Watchdog::~Watchdog() {
    close(stop_);
 }
 
-Holds Watchdog::holds() const {
+Stalls Watchdog::stalls() const {
    std::lock_guard const lock{mutex_};
-   return watch_.holds();
+   return watch_.stalls();
 }
 
 void * Watchdog::runThread(void * self) {
@@ -80,45 +81,45 @@ void * Watchdog::runThread(void * self) {
 
 void Watchdog::run() {
    double const never = std::numeric_limits<double>::infinity();
-   double const signOfLifeEvery = manager_.patience() ? *manager_.patience() / 4 : never;
-   double nextLook = 0;
-   double nextSign = manager_.patience() ? 0 : never;
+   double const keepAlivePause = manager_.patience() ? *manager_.patience() / 4 : never;
+   double nextSample = 0;
+   double nextKeepAlive = manager_.patience() ? 0 : never;
    double now = 0;
    do {
       now = Host::monotonicSeconds();
-      if (now >= nextLook) {
-         lookSafely(Host::activity(), now);
-         nextLook = now + watch_.pause();
+      if (now >= nextSample) {
+         sampleSafely(Host::activity(), now);
+         nextSample = now + watch_.pause();
       }
-      if (now >= nextSign) {
-         if (!watch_.tooLong())
-            manager_.tell("WATCHDOG=1");
-         nextSign = now + signOfLifeEvery;
+      if (now >= nextKeepAlive) {
+         if (!watch_.isOverdue())
+            manager_.notify("WATCHDOG=1");
+         nextKeepAlive = now + keepAlivePause;
       }
-   } while (!stopsWithin(std::min(nextLook, nextSign) - now));
+   } while (!stopsWithin(std::min(nextSample, nextKeepAlive) - now));
    Host::Activity stopping = Host::activity();
-   stopping.busy = false;  // who ends the watchdog is not held any more
-   lookSafely(stopping, Host::monotonicSeconds());
+   stopping.busy = false;  // the caller of the destructor runs, so the loop is not stalled
+   sampleSafely(stopping, Host::monotonicSeconds());
 }
 
-void Watchdog::lookSafely(Host::Activity const & seen, double now) noexcept {
+void Watchdog::sampleSafely(Host::Activity const & activity, double now) noexcept {
    try {
-      look(seen, now);
-   } catch (std::exception const &) {  // out of memory; the signs of life go on
+      sample(activity, now);
+   } catch (std::exception const &) {  // no memory; the next sample may find some
    }
 }
 
-void Watchdog::look(Host::Activity const & seen, double now) {
-   LoopWatch::Look look{seen, now, 0};
-   Vorn::Seconds const age = Host::timeSource().spanOf(now - look.seen.since);
-   look.utcOfTurn = (Vorn::System::currentTimeUtc() - age).value();
+void Watchdog::sample(Host::Activity const & activity, double now) {
+   LoopWatch::Sample sample{activity, now, 0};
+   Vorn::Seconds const age = Host::timeSource().spanOf(now - activity.since);
+   sample.utcOfTurn = (Vorn::System::currentTimeUtc() - age).value();
    std::optional<LoopWatch::Line> line;
    {
       std::lock_guard const lock{mutex_};
-      line = watch_.look(look);
+      line = watch_.add(sample);
    }
    if (line)
-      log_.noticeFromBeside(line->severity, line->text);
+      log_.noticeFromOtherThread(line->severity, line->text);
 }
 
 bool Watchdog::stopsWithin(double seconds) const {

@@ -1,6 +1,6 @@
-// Watches the loop from a thread of its own: tells on standard error what holds it, and the service manager,
-// as long as it is not held, that the agent is alive. It reads what the loop publishes of itself
-// (runtime/host/Activity.h) and touches nothing else of it, so that nothing that holds the loop holds it too.
+// Watches the loop from a thread of its own. It reports a stall of the loop and its cause on standard error.
+// While there is none it sends keep-alives to the service manager. It reads only the activity that the loop
+// publishes (runtime/host/Activity.h), so a stall of the loop cannot stall it.
 #pragma once
 
 #include <pthread.h>
@@ -15,28 +15,29 @@ namespace Agent {
 
 class Watchdog {
  public:
-   // Starts the thread, which takes no signals; raises std::system_error where the system refuses it. The
-   // source of framework time must not be replaced while it lives.
+   // Starts the thread, which receives no signals. Raises std::system_error where the system refuses it. The
+   // host must not replace the source of framework time while the watchdog exists.
    Watchdog(StderrLog & log, ServiceManager const & manager);
    Watchdog(Watchdog const &) = delete;
    Watchdog & operator=(Watchdog const &) = delete;
-   // Ends the thread at once. A hold that was told has ended then, and that is told too.
+   // Ends the thread at once. Reports the end of a stall that it has reported.
    ~Watchdog();
 
-   Holds holds() const;
+   // Those that were reported so far. Any thread may call it.
+   Stalls stalls() const;
 
  private:
    static void * runThread(void * self);
    void run();
-   // A line for which there is no memory is lost.
-   void lookSafely(Host::Activity const & seen, double now) noexcept;
-   void look(Host::Activity const & seen, double now);
+   // Where memory ends, the sample is lost; the keep-alives continue.
+   void sampleSafely(Host::Activity const & activity, double now) noexcept;
+   void sample(Host::Activity const & activity, double now);
    bool stopsWithin(double seconds) const;
 
    StderrLog & log_;
    ServiceManager const & manager_;
    int stop_;
-   mutable std::mutex mutex_;  // held for moments; of the members, only `watch_` is shared
+   mutable std::mutex mutex_;  // of `watch_`, the only member that two threads use; locked for moments
    LoopWatch watch_;
    pthread_t thread_{};
 };

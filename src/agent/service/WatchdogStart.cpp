@@ -47,7 +47,7 @@ void WatchdogStart::handleRefusal(std::system_error const & error) {
    clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(std::min(wait_, longest)));
    wait_ = std::min(2 * wait_, longestWait);
    if (manager_.patience())
-      manager_.tell("WATCHDOG=1");
+      manager_.notify("WATCHDOG=1");
    if (!std::exchange(refused_, true))
       log_.notice(LOG_WARNING, "nothing watches the loop for stalls; the next attempt follows: " +
                                    Vorn::errorAndRemedy(error));

@@ -1,6 +1,6 @@
-// Starts the watchdog. Where the system refuses its thread, that is reported once and tried again after 1, 2,
-// 4 seconds and so on up to a minute. Meanwhile the loop itself gives the service manager its signs of life:
-// one that is stalled gives none.
+// Starts the watchdog. Where the system refuses its thread, the refusal is reported once. Attempts follow
+// after 1, 2, 4 seconds and so on, up to a minute. Meanwhile the loop itself sends the service manager's
+// keep-alives; a stalled loop sends none.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ namespace Agent {
 
 class WatchdogStart {
  public:
-   // Raises std::system_error where the watchdog cannot be had now.
+   // Raises std::system_error where the system refuses the watchdog.
    using Make = std::function<std::unique_ptr<Watchdog>()>;
 
    WatchdogStart(StderrLog & log, ServiceManager const & manager);
@@ -24,8 +24,8 @@ class WatchdogStart {
    WatchdogStart & operator=(WatchdogStart const &) = delete;
    ~WatchdogStart() = default;
 
-   // Those that were seen; none without a watchdog.
-   Holds holds() const { return watchdog_ ? watchdog_->holds() : Holds{}; }
+   // Those that the watchdog reported; none before it runs.
+   Stalls stalls() const { return watchdog_ ? watchdog_->stalls() : Stalls{}; }
 
  private:
    void start();
@@ -35,7 +35,7 @@ class WatchdogStart {
    ServiceManager const & manager_;
    Make make_;
    bool refused_ = false;
-   double wait_;  // until the next attempt, real seconds
+   double wait_;  // before the next attempt, real seconds
    std::unique_ptr<Watchdog> watchdog_;
    Vorn::Clock::Notifiee<&WatchdogStart::start> clock_;
 };

@@ -12,13 +12,13 @@ TEST(LivenessDocument, WithoutAHoldThereIsNoLastOne) {
 }
 
 TEST(LivenessDocument, TheLastHoldIsTheOneThatBeganLast) {
-   Holds holds{2, 93.25, Hold{12.5, "fsync", "/mnt/dri\nve\xff", 1700000000.5}};
-   EXPECT_EQ(livenessDocument(0.5, holds),
+   Stalls stalls{2, 93.25, Stall{12.5, "fsync", "/mnt/dri\nve\xff", 1700000000.5}};
+   EXPECT_EQ(livenessDocument(0.5, stalls),
              "{\"status\":\"ok\",\"lastTurnAgeSeconds\":0.5,\"holds\":{\"count\":2,\"longestSeconds\":93.25,"
              "\"last\":{\"seconds\":12.5,\"operation\":\"fsync\",\"path\":\"/mnt/dri\\nve\\\\xff\","
              "\"time\":1700000000.5}}}\n");
-   holds.last->path = "";
-   EXPECT_EQ(livenessDocument(0.5, holds).find("\"path\""), std::string::npos);
+   stalls.last->path = "";
+   EXPECT_EQ(livenessDocument(0.5, stalls).find("\"path\""), std::string::npos);
 }
 
 }  // namespace

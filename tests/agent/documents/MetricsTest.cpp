@@ -19,8 +19,8 @@ TEST(Metrics, TellOfTheLoop) {
 }
 
 TEST(Metrics, NameWhatHeldItLast) {
-   Holds const holds{2, 93.25, Hold{12.5, "fsync", "/mnt/\"dri\\\nve", 1700000000.5}};
-   std::string const text = metricsText(0, holds);
+   Stalls const stalls{2, 93.25, Stall{12.5, "fsync", "/mnt/\"dri\\\nve", 1700000000.5}};
+   std::string const text = metricsText(0, stalls);
    EXPECT_NE(text.find("storagedevices_loop_holds_total 2.000000\n"), std::string::npos) << text;
    EXPECT_NE(text.find("storagedevices_loop_longest_hold_seconds 93.250000\n"), std::string::npos) << text;
    std::string const last = text.substr(text.rfind("storagedevices_loop_last_hold_seconds{"));

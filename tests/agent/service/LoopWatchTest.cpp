@@ -8,174 +8,175 @@
 namespace Agent {
 namespace {
 
-// A loop on a time of its own, looked at as often as the watch wants it.
+// A loop on a time of its own, sampled as often as the watch asks for it.
 class LoopWatchTest : public testing::Test {
  protected:
-   void works(char const * operation = nullptr, std::string_view path = {}) {
+   void beginTurn(char const * operation = nullptr, std::string_view path = {}) {
       ++activity.turn;
       activity.busy = true;
       activity.since = now;
-      in(operation, path);
+      call(operation, path);
    }
-   void in(char const * operation, std::string_view path = {}) {
+   void call(char const * operation, std::string_view path = {}) {
       activity.operation = operation;
       activity.pathText = {};
       path.copy(activity.pathText.data(), activity.pathText.size() - 1);
    }
-   void waits() {
+   void endTurn() {
       activity.busy = false;
-      in(nullptr);
+      call(nullptr);
    }
 
-   void passes(double seconds) {
+   void runFor(double seconds) {
       double const until = now + seconds;
-      while (nextLook <= until) {
-         now = nextLook;
-         if (auto const line = watch.look({activity, now, utc + activity.since}))
+      while (nextSample <= until) {
+         now = nextSample;
+         if (auto const line = watch.add({activity, now, utc + activity.since}))
             lines.push_back((line->severity == 4 ? "warning: " : "info: ") + line->text);
-         nextLook = now + watch.pause();
+         nextSample = now + watch.pause();
       }
       now = until;
    }
-   // Nothing runs meanwhile, neither the loop nor who looks at it.
-   void stoppedFor(double seconds) { nextLook = now += seconds; }
+   // Neither the loop nor the watch runs meanwhile.
+   void suspendFor(double seconds) { nextSample = now += seconds; }
 
-   std::string said() { return lines.empty() ? "nothing" : lines.back(); }
+   std::string lastLine() { return lines.empty() ? "nothing" : lines.back(); }
 
    static constexpr double utc = 1700000000;
    LoopWatch watch;
    Host::Activity activity;
    double now = 1000;
-   double nextLook = 1000;
+   double nextSample = 1000;
    std::vector<std::string> lines;
 };
 
-TEST_F(LoopWatchTest, AHeldLoopIsToldWithWhatHoldsItAndThatItGoesOn) {
-   passes(3);
-   works("fsync", "/mnt/drive");
-   passes(4.5);
-   EXPECT_EQ(said(), "nothing");
-   passes(2.1);
+TEST_F(LoopWatchTest, ReportsAStallWithItsCauseAndItsEnd) {
+   runFor(3);
+   beginTurn("fsync", "/mnt/drive");
+   runFor(4.5);
+   EXPECT_EQ(lastLine(), "nothing");
+   runFor(2.1);
    EXPECT_EQ(
-       said(),
-       "warning: the loop has been held for 6 s by fsync of /mnt/drive (nothing is polled and no status "
+       lastLine(),
+       "warning: the loop has been stalled for 6 s by fsync of /mnt/drive (nothing is polled and no status "
        "is served meanwhile; if it lasts, the disk behind it is failing)");
-   passes(2.9);
-   waits();
-   passes(1);
-   EXPECT_EQ(said(), "info: the loop goes on after 9 s; fsync of /mnt/drive held it");
-   passes(100);
+   runFor(2.9);
+   endTurn();
+   runFor(1);
+   EXPECT_EQ(lastLine(), "info: the loop runs again after 9 s; fsync of /mnt/drive stalled it");
+   runFor(100);
    EXPECT_EQ(lines.size(), 2U);
 }
 
-TEST_F(LoopWatchTest, WhatHoldsItMayHaveNoNameOrNoPath) {
-   works();
-   passes(7);
+TEST_F(LoopWatchTest, ReportsACauseWithoutNameOrPath) {
+   beginTurn();
+   runFor(7);
    EXPECT_EQ(
-       said(),
-       "warning: the loop has been held for 6 s by a handler (nothing is polled and no status is served "
+       lastLine(),
+       "warning: the loop has been stalled for 6 s by a handler (nothing is polled and no status is served "
        "meanwhile)");
-   waits();
-   passes(1);
-   EXPECT_EQ(said(), "info: the loop goes on after 7 s; a handler held it");
-   EXPECT_EQ(watch.holds().last->operation, "handler");
-   works("sync");
-   passes(7);
-   EXPECT_NE(said().find(" by sync (nothing is polled and no status is served meanwhile)"), std::string::npos)
-       << said();
+   endTurn();
+   runFor(1);
+   EXPECT_EQ(lastLine(), "info: the loop runs again after 7 s; a handler stalled it");
+   EXPECT_EQ(watch.stalls().last->operation, "handler");
+   beginTurn("sync");
+   runFor(7);
+   EXPECT_NE(lastLine().find(" by sync (nothing is polled and no status is served meanwhile)"),
+             std::string::npos)
+       << lastLine();
 }
 
-TEST_F(LoopWatchTest, ItIsToldAgainWhenTheTimeHasDoubledAndThenEveryMinute) {
-   works("fsync", "/mnt/drive");
-   passes(230);
+TEST_F(LoopWatchTest, ReportsAgainWhenTheTimeHasDoubledAndThenEveryMinute) {
+   beginTurn("fsync", "/mnt/drive");
+   runFor(230);
    std::vector<std::string> times;
    for (std::string const & line : lines)
       times.push_back(line.substr(0, line.find(" s by")).substr(line.find("for ") + 4));
    EXPECT_EQ(times, (std::vector<std::string>{"6", "12", "24", "48", "96", "156", "216"}));
 }
 
-TEST_F(LoopWatchTest, ALoopThatWaitsOrTurnsIsNotHeld) {
-   waits();
-   passes(3600);
+TEST_F(LoopWatchTest, ReportsNothingOfALoopThatWaitsOrTurns) {
+   endTurn();
+   runFor(3600);
    for (int i = 0; i < 1000; ++i) {
-      works("fsync", "/mnt/drive");
-      passes(4.9);
+      beginTurn("fsync", "/mnt/drive");
+      runFor(4.9);
    }
-   EXPECT_EQ(said(), "nothing");
-   EXPECT_FALSE(watch.tooLong());
-   EXPECT_EQ(watch.holds().count, 0U);
+   EXPECT_EQ(lastLine(), "nothing");
+   EXPECT_FALSE(watch.isOverdue());
+   EXPECT_EQ(watch.stalls().count, 0U);
 }
 
-TEST_F(LoopWatchTest, AProcessThatWasStoppedInATurnIsNoHold) {
-   works("fsync", "/mnt/drive");
-   passes(0.5);
-   stoppedFor(300);
-   passes(0.2);
-   waits();
-   passes(60);
-   EXPECT_EQ(said(), "nothing");
-   EXPECT_EQ(watch.holds().count, 0U);
+TEST_F(LoopWatchTest, ReportsNothingOfAProcessSuspendedInATurn) {
+   beginTurn("fsync", "/mnt/drive");
+   runFor(0.5);
+   suspendFor(300);
+   runFor(0.2);
+   endTurn();
+   runFor(60);
+   EXPECT_EQ(lastLine(), "nothing");
+   EXPECT_EQ(watch.stalls().count, 0U);
 }
 
-TEST_F(LoopWatchTest, AProcessThatIsStoppedAgainAndAgainIsNoHold) {
-   works("fsync", "/mnt/drive");
+TEST_F(LoopWatchTest, ReportsNothingOfAProcessSuspendedAgainAndAgain) {
+   beginTurn("fsync", "/mnt/drive");
    for (int i = 0; i < 10; ++i) {
-      passes(0.5);
-      stoppedFor(300);
+      runFor(0.5);
+      suspendFor(300);
    }
-   EXPECT_EQ(said(), "nothing");
+   EXPECT_EQ(lastLine(), "nothing");
 }
 
-TEST_F(LoopWatchTest, AHoldThatBeginsRightAfterAStopIsTold) {
-   passes(1);
-   stoppedFor(300);
-   works("close", "/mnt/flash");
-   passes(8);
-   EXPECT_NE(said().find(" by close of /mnt/flash ("), std::string::npos) << said();
+TEST_F(LoopWatchTest, ReportsAStallThatBeginsRightAfterASuspension) {
+   runFor(1);
+   suspendFor(300);
+   beginTurn("close", "/mnt/flash");
+   runFor(8);
+   EXPECT_NE(lastLine().find(" by close of /mnt/flash ("), std::string::npos) << lastLine();
 }
 
-TEST_F(LoopWatchTest, OfSeveralCallsInOneHoldTheLongestIsBlamedAfterwards) {
-   works("open", "/mnt/drive");
-   passes(1);
-   in("fsync", "/mnt/drive");
-   passes(20);
-   in("close", "/mnt/drive");
-   passes(4);
-   EXPECT_NE(said().find("held for 24 s by close of /mnt/drive"), std::string::npos) << said();
-   waits();
-   passes(1);
-   EXPECT_EQ(said(), "info: the loop goes on after 25 s; fsync of /mnt/drive held it");
+TEST_F(LoopWatchTest, NamesTheLongestOfSeveralCallsAfterTheStall) {
+   beginTurn("open", "/mnt/drive");
+   runFor(1);
+   call("fsync", "/mnt/drive");
+   runFor(20);
+   call("close", "/mnt/drive");
+   runFor(4);
+   EXPECT_NE(lastLine().find("stalled for 24 s by close of /mnt/drive"), std::string::npos) << lastLine();
+   endTurn();
+   runFor(1);
+   EXPECT_EQ(lastLine(), "info: the loop runs again after 25 s; fsync of /mnt/drive stalled it");
 }
 
-TEST_F(LoopWatchTest, HoldsAreCountedFromTheMomentTheyAreTold) {
-   works("fsync", "/mnt/drive");
-   passes(10);
-   EXPECT_EQ(watch.holds().count, 1U);
-   EXPECT_NEAR(watch.holds().last->seconds, 10, 0.11);
-   passes(10);
-   works("statvfs", "/mnt/flash");
-   passes(8);
-   waits();
-   passes(3600);
-   Holds const & holds = watch.holds();
-   EXPECT_EQ(holds.count, 2U);
-   EXPECT_NEAR(holds.longestSeconds, 20, 0.11);
-   EXPECT_NEAR(holds.last->seconds, 8, 0.11);
-   EXPECT_EQ(holds.last->operation, "statvfs");
-   EXPECT_EQ(holds.last->path, "/mnt/flash");
-   EXPECT_EQ(holds.last->time, utc + 1020);
+TEST_F(LoopWatchTest, CountsAStallFromItsReportOn) {
+   beginTurn("fsync", "/mnt/drive");
+   runFor(10);
+   EXPECT_EQ(watch.stalls().count, 1U);
+   EXPECT_NEAR(watch.stalls().last->seconds, 10, 0.11);
+   runFor(10);
+   beginTurn("statvfs", "/mnt/flash");
+   runFor(8);
+   endTurn();
+   runFor(3600);
+   Stalls const & stalls = watch.stalls();
+   EXPECT_EQ(stalls.count, 2U);
+   EXPECT_NEAR(stalls.longestSeconds, 20, 0.11);
+   EXPECT_NEAR(stalls.last->seconds, 8, 0.11);
+   EXPECT_EQ(stalls.last->operation, "statvfs");
+   EXPECT_EQ(stalls.last->path, "/mnt/flash");
+   EXPECT_EQ(stalls.last->time, utc + 1020);
 }
 
-TEST_F(LoopWatchTest, TooLongIsKnownFromTheFirstLookOn) {
-   works("fsync", "/mnt/drive");
-   passes(4.9);
-   EXPECT_FALSE(watch.tooLong());
-   passes(0.2);
-   EXPECT_TRUE(watch.tooLong());
-   waits();
-   passes(1);
-   EXPECT_FALSE(watch.tooLong());
-   EXPECT_EQ(said(), "nothing");
+TEST_F(LoopWatchTest, IsOverdueFromTheFirstSampleOn) {
+   beginTurn("fsync", "/mnt/drive");
+   runFor(4.9);
+   EXPECT_FALSE(watch.isOverdue());
+   runFor(0.2);
+   EXPECT_TRUE(watch.isOverdue());
+   endTurn();
+   runFor(1);
+   EXPECT_FALSE(watch.isOverdue());
+   EXPECT_EQ(lastLine(), "nothing");
 }
 
 }  // namespace

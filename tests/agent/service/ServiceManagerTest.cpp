@@ -22,42 +22,42 @@ class ServiceManagerTest : public testing::Test {
    Support::TempDir folder;
 };
 
-TEST_F(ServiceManagerTest, IsToldOnTheSocketThatItNames) {
+TEST_F(ServiceManagerTest, IsNotifiedOnTheSocketThatItNames) {
    Support::NotifySocket const socket{folder.string() + "/notify"};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager const manager;
-   manager.tell("READY=1");
-   manager.tell("STOPPING=1");
-   EXPECT_EQ(socket.told(), (std::vector<std::string>{"READY=1", "STOPPING=1"}));
+   manager.notify("READY=1");
+   manager.notify("STOPPING=1");
+   EXPECT_EQ(socket.received(), (std::vector<std::string>{"READY=1", "STOPPING=1"}));
    EXPECT_EQ(manager.patience(), std::nullopt);
 }
 
 TEST_F(ServiceManagerTest, MayHaveAnAbstractSocket) {
    Support::NotifySocket const socket{"@storagedevices-test-" + std::to_string(getpid())};
    variable("NOTIFY_SOCKET", socket.name());
-   ServiceManager{}.tell("READY=1");
-   EXPECT_EQ(socket.told(), std::vector<std::string>{"READY=1"});
+   ServiceManager{}.notify("READY=1");
+   EXPECT_EQ(socket.received(), std::vector<std::string>{"READY=1"});
 }
 
 TEST_F(ServiceManagerTest, MayBeAbsentAwayOrOutOfReach) {
-   ServiceManager{}.tell("READY=1");
+   ServiceManager{}.notify("READY=1");
    for (std::string const & name : {std::string{}, std::string{"vsock:2:1234"}, folder.string() + "/nobody",
                                     "/" + std::string(200, 'x')}) {
       variable("NOTIFY_SOCKET", name);
-      ServiceManager{}.tell("READY=1");
+      ServiceManager{}.notify("READY=1");
    }
 }
 
-TEST_F(ServiceManagerTest, ThatReadsNothingHoldsNobody) {
+TEST_F(ServiceManagerTest, ThatReadsNothingStallsNobody) {
    Support::NotifySocket const socket{folder.string() + "/notify"};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager const manager;
    for (int i = 0; i < 10000; ++i)
-      manager.tell("WATCHDOG=1");
-   EXPECT_GT(socket.told().size(), 0U);
+      manager.notify("WATCHDOG=1");
+   EXPECT_GT(socket.received().size(), 0U);
 }
 
-TEST_F(ServiceManagerTest, SaysHowLongItWaitsForThisProcessAlone) {
+TEST_F(ServiceManagerTest, SetsItsPatienceForThisProcessAlone) {
    variable("NOTIFY_SOCKET", folder.string() + "/notify");
    variable("WATCHDOG_USEC", "30000000");
    EXPECT_EQ(ServiceManager{}.patience(), 30.0);

@@ -48,7 +48,7 @@ class WatchdogStartTest : public Support::VirtualTimeTest, protected Support::Pi
    std::unique_ptr<WatchdogStart> watchdog;
 };
 
-TEST_F(WatchdogStartTest, SaysNothingOfAWatchdogThatStarts) {
+TEST_F(WatchdogStartTest, ReportsNothingOfAWatchdogThatStarts) {
    start();
    Host::runFor(1000);
    EXPECT_EQ(attempts, std::vector<double>{0});
@@ -73,7 +73,7 @@ TEST_F(WatchdogStartTest, TriesAgainMoreAndMoreRarelyAndReportsBothEndsOnce) {
    EXPECT_EQ(std::count(had.begin(), had.end(), '\n'), 1);
 }
 
-TEST_F(WatchdogStartTest, TheLoopGivesTheSignsOfLifeUntilThen) {
+TEST_F(WatchdogStartTest, SendsKeepAlivesFromTheLoopUntilTheWatchdogStarts) {
    setenv("WATCHDOG_USEC", "12000000", 1);
    refusals = 100;
    start();
@@ -81,7 +81,7 @@ TEST_F(WatchdogStartTest, TheLoopGivesTheSignsOfLifeUntilThen) {
    for (std::size_t i = 3; i < attempts.size(); ++i)
       EXPECT_EQ(attempts[i] - attempts[i - 1], 3) << "a quarter of the manager's patience";
    EXPECT_GE(attempts.size(), 100U);
-   std::vector<std::string> const signs = socket.told();
+   std::vector<std::string> const signs = socket.received();
    EXPECT_GE(signs.size(), 5U) << "as many as the socket keeps";
    for (std::string const & sign : signs)
       EXPECT_EQ(sign, "WATCHDOG=1");

@@ -27,12 +27,12 @@
 namespace {
 
 // While it is set, every thread but the first finds no memory.
-std::atomic<bool> noMemoryBeside = false;
+std::atomic<bool> noMemoryForOtherThreads = false;
 
 }  // namespace
 
 bool Support::refusesAllocation(std::size_t /*bytes*/) {
-   return noMemoryBeside && gettid() != getpid();
+   return noMemoryForOtherThreads && gettid() != getpid();
 }
 
 namespace Agent {
@@ -69,7 +69,7 @@ class ThreadsWatchdog : public testing::Test, protected Support::PipedLog {
    Support::NotifySocket socket{folder.string() + "/notify"};
 };
 
-TEST_F(ThreadsWatchdog, IsOneThreadThatTakesNoSignalsAndGoesAtOnce) {
+TEST_F(ThreadsWatchdog, RunsOneThreadThatReceivesNoSignalsAndEndsAtOnce) {
    ServiceManager const manager;
    std::thread{[] {}}.join();  // a sanitizer starts one of its own with the first
    auto const before = threads();
@@ -89,7 +89,7 @@ TEST_F(ThreadsWatchdog, IsOneThreadThatTakesNoSignalsAndGoesAtOnce) {
    EXPECT_EQ(written(), "");
 }
 
-TEST_F(ThreadsWatchdog, GivesTheServiceManagerFourSignsInItsTime) {
+TEST_F(ThreadsWatchdog, SendsFourKeepAlivesWithinTheManagersPatience) {
    setenv("WATCHDOG_USEC", "80000", 1);
    ServiceManager const manager;
    auto const start = std::chrono::steady_clock::now();
@@ -99,32 +99,32 @@ TEST_F(ThreadsWatchdog, GivesTheServiceManagerFourSignsInItsTime) {
    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{80});
 }
 
-TEST_F(ThreadsWatchdog, WithoutAWatchfulManagerItGivesNone) {
+TEST_F(ThreadsWatchdog, SendsNoKeepAlivesWithoutAWatchfulManager) {
    ServiceManager const manager;
    {
       Watchdog const watchdog{*log, manager};
-      manager.tell("READY=1");
+      manager.notify("READY=1");
       EXPECT_EQ(socket.next(), "READY=1");
    }
-   EXPECT_TRUE(socket.told().empty());
+   EXPECT_TRUE(socket.received().empty());
 }
 
 #ifndef STORAGEDEVICES_ALLOCATES_BY_ITSELF
-TEST_F(ThreadsWatchdog, GivesSignsOfLifeWhereItFindsNoMemoryToLook) {
+TEST_F(ThreadsWatchdog, SendsKeepAlivesWhereItFindsNoMemoryForASample) {
    setenv("WATCHDOG_USEC", "80000", 1);
    ServiceManager const manager;
    Vorn::BlockingCall const call{"fsync", "/mnt/a-name-that-takes-memory-to-be-kept"};
-   noMemoryBeside = true;
+   noMemoryForOtherThreads = true;
    {
       Watchdog const watchdog{*log, manager};
       for (int i = 0; i < 3; ++i)
          EXPECT_EQ(socket.next(), "WATCHDOG=1");
    }
-   noMemoryBeside = false;
+   noMemoryForOtherThreads = false;
 }
 #endif
 
-TEST_F(ThreadsWatchdog, LinesOfTwoThreadsStayWholeBesideALoopAtWork) {
+TEST_F(ThreadsWatchdog, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
    ServiceManager const manager;
    Watchdog const watchdog{*log, manager};
    std::atomic<bool> done = false;
@@ -135,13 +135,13 @@ TEST_F(ThreadsWatchdog, LinesOfTwoThreadsStayWholeBesideALoopAtWork) {
    }};
    std::thread beside{[&] {
       for (int i = 0; i < 200; ++i)
-         log->noticeFromBeside(4, std::string(500, 'b'));
+         log->noticeFromOtherThread(4, std::string(500, 'b'));
    }};
    for (int i = 0; i < 200; ++i) {
       Host::turn(0);
       Vorn::BlockingCall const call{"fsync", "/mnt/drive"};
       log->notice(6, std::string(500, 'a'));
-      EXPECT_EQ(watchdog.holds().count, 0U);
+      EXPECT_EQ(watchdog.stalls().count, 0U);
    }
    beside.join();
    done = true;

@@ -1,4 +1,4 @@
-// The running program while a call does not come back: what the watchdog tells of it, and to whom.
+// The running program while a call does not return: what its watchdog reports, and the keep-alives.
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -15,10 +15,10 @@
 
 namespace {
 
-class HeldLoopTest : public AgentProgramTest {
+class StalledLoopTest : public AgentProgramTest {
  protected:
-   // The first such call of the agent is held, until `release`.
-   void startHeld(char const * call) {
+   // The agent's first such call stalls until `release`.
+   void startStalled(char const * call) {
       folder.fileIs("held", "");
       auto environment = unit.environment();
       environment["LD_PRELOAD"] = std::string{HELD_CALLS ":"} + environment["LD_PRELOAD"];
@@ -32,8 +32,8 @@ class HeldLoopTest : public AgentProgramTest {
    }
    void release() const { std::filesystem::remove(folder.path() / "held"); }
 
-   // Waits for a line like that, twenty seconds at most.
-   bool says(std::string const & pattern) {
+   // Waits for a line that matches, twenty seconds at most.
+   bool reports(std::string const & pattern) {
       std::regex const expected{pattern};
       auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
       while (!std::regex_search(log, expected)) {
@@ -55,22 +55,23 @@ class HeldLoopTest : public AgentProgramTest {
    Support::NotifySocket manager{folder.string() + "/notify"};
 };
 
-TEST_F(HeldLoopTest, ADiskThatDoesNotAnswerIsNamedWithTheCallThatWaitsForIt) {
+TEST_F(StalledLoopTest, NamesTheDiskThatDoesNotAnswerAndTheCallThatWaitsForIt) {
    if (std::string const lacking = Support::ownMountTable(); !lacking.empty())
       GTEST_SKIP() << lacking;
    Support::MountedFolder const drive{"/dev/sda", "/mnt/drive"};
    ASSERT_TRUE(drive);
    config("[clock]\ntime_scale = 1000\n", "poll_interval = 86400\n");
-   startHeld("fsync");
-   ASSERT_TRUE(
-       says("\n[0-9TZ:.-]+ warning storagedevices: the loop has been held for [67] s by fsync of /mnt/drive "
-            "\\(nothing is "
-            "polled and no status is served meanwhile; if it lasts, the disk behind it is failing\\)\n"))
+   startStalled("fsync");
+   ASSERT_TRUE(reports(
+       "\n[0-9TZ:.-]+ warning storagedevices: the loop has been stalled for [67] s by fsync of /mnt/drive "
+       "\\(nothing is "
+       "polled and no status is served meanwhile; if it lasts, the disk behind it is failing\\)\n"))
        << log;
-   manager.told();
-   EXPECT_EQ(manager.next(500), "") << "a sign of life is due every tenth of a second";
+   manager.received();
+   EXPECT_EQ(manager.next(500), "") << "a keep-alive is due every tenth of a second";
    release();
-   ASSERT_TRUE(says(" info storagedevices: the loop goes on after [678] s; fsync of /mnt/drive held it\n"))
+   ASSERT_TRUE(
+       reports(" info storagedevices: the loop runs again after [678] s; fsync of /mnt/drive stalled it\n"))
        << log;
    EXPECT_EQ(manager.next(), "WATCHDOG=1");
    auto const document = health();
@@ -87,25 +88,25 @@ TEST_F(HeldLoopTest, ADiskThatDoesNotAnswerIsNamedWithTheCallThatWaitsForIt) {
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
-TEST_F(HeldLoopTest, TheStartIsWatchedTooAndTheServiceManagerIsToldOfItsEnd) {
-   startHeld("rename");
-   ASSERT_TRUE(says("the loop has been held for [67] s by write of " + folder.string() +
-                    "/mount-source/[a-z0-9]+ \\("))
+TEST_F(StalledLoopTest, WatchesTheStartTooAndNotifiesTheServiceManagerOfItsEnd) {
+   startStalled("rename");
+   ASSERT_TRUE(reports("the loop has been stalled for [67] s by write of " + folder.string() +
+                       "/mount-source/[a-z0-9]+ \\("))
        << log;
-   for (std::string const & told : manager.told())
-      EXPECT_EQ(told, "WATCHDOG=1");
+   for (std::string const & state : manager.received())
+      EXPECT_EQ(state, "WATCHDOG=1");
    release();
-   ASSERT_TRUE(says("the loop goes on after [678] s; write of ")) << log;
-   std::string told;
-   while ((told = manager.next()) == "WATCHDOG=1")
+   ASSERT_TRUE(reports("the loop runs again after [678] s; write of ")) << log;
+   std::string state;
+   while ((state = manager.next()) == "WATCHDOG=1")
       continue;
-   EXPECT_EQ(told, "READY=1");
+   EXPECT_EQ(state, "READY=1");
    EXPECT_EQ(agent->stop(), "exit code 0");
-   std::vector<std::string> const last = manager.told();
+   std::vector<std::string> const last = manager.received();
    EXPECT_NE(std::find(last.begin(), last.end(), "STOPPING=1"), last.end());
 }
 
-TEST_F(HeldLoopTest, ALoopThatIsNotHeldSaysSo) {
+TEST_F(StalledLoopTest, ReportsALoopThatIsNotStalledAsSound) {
    start();
    auto const document = health();
    EXPECT_STREQ(document["status"].GetString(), "ok");

@@ -173,21 +173,21 @@ class FileSystemScenario(FileSystemChecks):
         self._report.equal("below another table it is the same device", device, self._systems.devices[MAPPED])
 
     def _check_suspension(self) -> None:
-        """The agent's only thread hangs in the kernel until the device goes on."""
+        """The agent's loop stalls in the kernel until the device resumes."""
         told, time = self._told(MAPPED), self._agent.time()
         self._systems.suspend(MAPPED)
         try:
-            held = rf"the loop has been held for \d+ s by \S.* of {MAPPED.mount} \("
-            self._says("what holds the loop is told", held)
+            stalled = rf"the loop has been stalled for \d+ s by \S.* of {MAPPED.mount} \("
+            self._says("the cause of the stall is reported", stalled)
         finally:
             self._systems.resume(MAPPED)
-        self._says("that it goes on is told", rf"the loop goes on after \d+ s; \S.* of {MAPPED.mount} held it")
+        self._says("the end of the stall is reported", rf"the loop runs again after \d+ s; \S.* of {MAPPED.mount} stalled it")
         self._eventually("the agent answers again", self._agent.time, lambda now: now > time)
         self._passes("no longer suspended", MAPPED)
         self._report.equal("to the test it was only slow", self._told(MAPPED), told)
 
     def _says(self, check: str, line: str) -> None:
-        """On standard error: while the loop is held nothing else can be asked."""
+        """On standard error: while the loop is stalled nothing else can be asked."""
         self._eventually(check, self._agent.log, lambda log: re.search(line, log) is not None)
 
     def _check_next_day(self) -> None:
@@ -279,8 +279,8 @@ class FileSystemScenario(FileSystemChecks):
         """A disk answers nothing, for minutes: the kernel fails each command only when it has tried it often enough."""
         self._silent.silent_is(True)
         try:
-            held = rf"the loop has been held for \d+ s by \S.* of {MOUNT} \("
-            self._says("what holds the loop is told", held)
+            stalled = rf"the loop has been stalled for \d+ s by \S.* of {MOUNT} \("
+            self._says("the cause of the stall is reported", stalled)
             failed = rf"encountered an error on {MOUNT} .*: {IO_ERROR}"
             waited = TRIES * COMMAND_SECONDS + FOLLOW_SECONDS
             self._report.eventually(
