@@ -27,7 +27,7 @@ void FsHealthSm::setupReadTest() {
 }
 
 int FsHealthSm::openCookie(int flags) {
-   return published("open", [&] { return ioOps_->openCookie(Mounts::placeOf(mntPt_), flags); });
+   return published("open", [&] { return ioOps_->openCookie(Mounts::accessPath(mntPt_), flags); });
 }
 
 void FsHealthSm::awaitReady(int fd, Direction direction) {
@@ -46,7 +46,7 @@ void FsHealthSm::awaitReady(int fd, Direction direction) {
 void FsHealthSm::doWriteTest() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host let go of it
+   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host drop the machine
    VORN_TRACE(fsHealthTraceHandle, 7) << "doWriteTest"
                                       << " has writableCount: " << fsHealthSmFd_->writableCount();
    int const fd = fsHealthSmFd_->descriptor();
@@ -87,7 +87,7 @@ void FsHealthSm::doReadTest() {
       handleAndLogError("readTest - lseek");
       return;
    }
-   // What was written from here must not be taken for what was read.
+   // The written text must not pass for the read one.
    std::memset(alignedBlock_.get(), 0, blkSize_);
    if (published("read", [&] { return ioOps_->readFd(fd, alignedBlock_.get(), blkSize_); }) < 0) {
       handleAndLogError("readTest - read");
@@ -103,7 +103,7 @@ void FsHealthSm::doReadTest() {
       goIdle();
 }
 
-// Closes the file of a phase that is done; false when that failed or the test was stopped.
+// Closes the file of a completed phase; false when that failed or the test was stopped.
 bool FsHealthSm::closeAfter(char const * opName) {
    if (published("close", [&] { return ioOps_->closeFd(fsHealthSmFd_->descriptor()); }) < 0) {
       handleAndLogError(opName);

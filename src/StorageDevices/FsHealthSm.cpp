@@ -33,7 +33,7 @@ bool isDirectory(Pelm::String const & path) {
    return stat(path.data(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// What tells an operator that the medium is in trouble; everything else is only traced.
+// Errors that show a failing medium are logged; all others are only traced.
 bool isLogged(int error) {
    for (int const logged : {EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT})
       if (error == logged)
@@ -52,7 +52,7 @@ FsHealthSm::~FsHealthSm() {
 }
 
 void FsHealthSm::vornDoZombieReactors(bool zombie) {
-   ++course_;  // a handler that is under way when the last user goes ends there
+   ++course_;  // a running handler returns after the last user goes
    fdReactor_.hasNotificationActiveIs(!zombie);
    if (testClock_)
       testClock_->hasNotificationActiveIs(!zombie);
@@ -73,7 +73,7 @@ void FsHealthSm::handleInitialized() {
    void * block = nullptr;
    if (int const error = posix_memalign(&block, blkSize_, blkSize_); error != 0) {
       VORN_TRACE(fsHealthTraceHandle, 0) << "Failed to allocate memory: " << std::strerror(error);
-      std::abort();  // who asks for such a block does not know what it is doing
+      std::abort();  // only a caller's error asks for such a block
    }
    alignedBlock_.reset(static_cast<char *>(block));
    initialized.valueIs(true);
@@ -81,7 +81,7 @@ void FsHealthSm::handleInitialized() {
 }
 
 void FsHealthSm::start() {
-   Pelm::KeepAlive const keepAlive{*this};  // those who are notified may let go of it
+   Pelm::KeepAlive const keepAlive{*this};  // a subscriber may drop the machine
    auto const course = course_;
    running.valueIs(true);
    if (running() && course == course_)
@@ -134,8 +134,8 @@ void FsHealthSm::handleSetupState() {
    syslogTriggered.valueIs(false);
    if (course != course_)
       return;
-   if (!published("stat", [&] { return isDirectory(Mounts::placeOf(mntPt_)); })) {
-      // Waits here until it is stopped and started again.
+   if (!published("stat", [&] { return isDirectory(Mounts::accessPath(mntPt_)); })) {
+      // Stays in this state until it is stopped and started again.
       emitSyslog("setupTest - exists", "not a directory or doesn't exist");
       return;
    }
@@ -150,10 +150,10 @@ void FsHealthSm::handleSetupState() {
       stateIs(State::writeTest);
 }
 
-// Makes way for a new file; false when that is not to be or the test was stopped.
+// Removes the old file; false when that failed or the test was stopped.
 bool FsHealthSm::prepareFile() {
    auto const course = course_;
-   Pelm::String const place = Mounts::placeOf(mntPt_);
+   Pelm::String const place = Mounts::accessPath(mntPt_);
    if (published("mkdir", [&] { return CookieFile::mkdir(place); }) != 0) {
       handleAndLogError("setupTest - mkdir");
       return false;
@@ -179,7 +179,7 @@ void FsHealthSm::genRandomCookieData() {
 void FsHealthSm::handleTestClock() {
    if (!initialized())
       return;
-   // What is logged here may make the host let go of the machine.
+   // A log message from here may make the host drop the machine.
    Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(fsHealthTraceHandle, 7) << "handleTestClock"
                                       << " " << state();
@@ -234,7 +234,7 @@ void FsHealthSm::closeHeldFd() {
                                          << " failed to close fd " << result;
 }
 
-// The descriptor goes first: whoever is notified finds none to close.
+// Withdraws the descriptor before it notifies, so that a subscriber finds none to close.
 void FsHealthSm::watchNothing() {
    fsHealthSmFd_->descriptorIs(-1);
    fsHealthSmFd_->notifyOnReadableIs(false);
@@ -268,8 +268,8 @@ void FsHealthSm::failLogged(char const * opName, char const * errorMsg) {
       stateIs(State::cleanup);
 }
 
-// A phase that waits for its file has the hung timer. One that could not even open it tries again; and where
-// there is no phase yet the next test is waited for.
+// A phase that waits for its opened file has the hung timer. A phase that could not open it tries again; in
+// setup, the next test is awaited.
 void FsHealthSm::tryAgain() {
    if (state() == State::setup)
       stateIs(State::cleanup);
@@ -294,7 +294,8 @@ void FsHealthSm::doUtilChk() {
    if (!initialized())
       return;
    Pelm::KeepAlive const keepAlive{*this};
-   int const percent = published("statvfs", [&] { return ioOps_->getUtilPercent(Mounts::placeOf(mntPt_)); });
+   int const percent =
+       published("statvfs", [&] { return ioOps_->getUtilPercent(Mounts::accessPath(mntPt_)); });
    if (percent == -1) {
       VORN_TRACE(fsHealthTraceHandle, 7) << "doUtilChk"
                                          << "Failed to get disk utilization for: " << mntPt_;

@@ -133,10 +133,10 @@ TEST_F(SimulatedRootTest, WhatIsSaidOfAnOperationHappensToIt) {
 TEST_F(SimulatedRootTest, WithoutItTheMachinesOwnMountsAreBack) {
    start();
    ASSERT_EQ(Mounts::mountsAt("/mnt/drive").size(), 1U);
-   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), folder.string() + "/mnt/drive");
+   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder.string() + "/mnt/drive");
    mountPoints = nullptr;
    root.reset();
-   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), "/mnt/drive");
+   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), "/mnt/drive");
    EXPECT_FALSE(Mounts::mountsAt("/proc").empty());
 }
 

@@ -171,14 +171,14 @@ TEST(ThreadsActivity, AReaderSeesOneMomentWhole) {
    std::atomic<bool> done = false;
    std::thread writer{[&] {
       for (std::uint64_t turn = 1; !done; ++turn) {
-         crumb.works();
+         crumb.beginTurn();
          for (std::size_t n = 0; n < operations.size(); ++n) {
             crumb.enter(operations[n], pathOf(turn, n));
             if (turn % 8 == 0)
                std::this_thread::yield();  // or a reader would hardly ever find it in one
             crumb.leave();
          }
-         crumb.waits();
+         crumb.beginWait();
       }
    }};
    int wrong = 0;

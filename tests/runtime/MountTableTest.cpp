@@ -56,9 +56,9 @@ class MountTable : public testing::Test {
 };
 
 TEST_F(MountTable, placesWhatIsMountedBelowItsRoot) {
-   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), folder_.string() + "/mnt/drive");
+   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder_.string() + "/mnt/drive");
    Mounts::rootIs("");
-   EXPECT_EQ(Mounts::placeOf("/mnt/drive"), "/mnt/drive");
+   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), "/mnt/drive");
 }
 
 TEST_F(MountTable, namesTheDeviceAndItsBlockSize) {

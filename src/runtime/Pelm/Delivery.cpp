@@ -15,9 +15,9 @@ void Delivery::enqueue(std::unique_ptr<PendingChange> pending) noexcept {
    last_ = added;
 }
 
-void Delivery::tellRest(void const * key, void const * change, std::uint64_t sequence) noexcept {
+void Delivery::notifyRest(void const * key, void const * change, std::uint64_t sequence) noexcept {
    while (cursor_)
-      tell(*cursor_, key, change, sequence);
+      notify(*cursor_, key, change, sequence);
 }
 
 void Delivery::deliverPending() noexcept {
@@ -27,7 +27,7 @@ void Delivery::deliverPending() noexcept {
       if (!first_)
          last_ = nullptr;
       cursor_ = pending->publisher_.first_;
-      tellRest(pending->key(), pending->change(), pending->sequence_);
+      notifyRest(pending->key(), pending->change(), pending->sequence_);
    }
 }
 

@@ -53,18 +53,18 @@ class RUNTIME_API Delivery {
       if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]] {
          // Other threads may let go of it at any moment: only its count keeps it.
          KeepAlive const keepAlive{notifier};
-         tellAll(publisher, key, change);
+         notifyAll(publisher, key, change);
          return;
       }
       // Counting up and down again would cost as much as all the rest.
       notifier_.store(&notifier, std::memory_order_relaxed);
-      tellAll(publisher, key, change);
+      notifyAll(publisher, key, change);
       notifier_.store(nullptr, std::memory_order_relaxed);
       notifier.goIfUnused();
    }
 
    // Whether the outermost change is the node's, which therefore must not be destroyed yet.
-   bool isTelling(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
+   bool isNotifying(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
 
    void enqueue(std::unique_ptr<PendingChange> pending) noexcept;
 
@@ -75,25 +75,25 @@ class RUNTIME_API Delivery {
    }
 
  private:
-   void tellAll(Publisher & publisher, void const * key, void const * change) noexcept {
+   void notifyAll(Publisher & publisher, void const * key, void const * change) noexcept {
       busy_ = true;
       std::uint64_t const sequence = ++sequence_;
       if (Subscriber * const first = publisher.first_) [[likely]] {
-         tell(*first, key, change, sequence);
+         notify(*first, key, change, sequence);
          if (cursor_) [[unlikely]]
-            tellRest(key, change, sequence);
+            notifyRest(key, change, sequence);
       }
       if (first_) [[unlikely]]
          deliverPending();
       busy_ = false;
    }
-   void tell(Subscriber & subscriber, void const * key, void const * change,
-             std::uint64_t sequence) noexcept {
+   void notify(Subscriber & subscriber, void const * key, void const * change,
+               std::uint64_t sequence) noexcept {
       cursor_ = subscriber.next_;
       if (subscriber.since_ < sequence) [[likely]]
          subscriber.deliver_(subscriber, key, change);
    }
-   void tellRest(void const * key, void const * change, std::uint64_t sequence) noexcept;
+   void notifyRest(void const * key, void const * change, std::uint64_t sequence) noexcept;
    void deliverPending() noexcept;
 
    bool busy_ = false;

@@ -50,7 +50,7 @@ void Node::goIfTornDown(std::uint32_t word) const {
 }
 
 bool Node::isKept() const {
-   return keepers_ > 0 || delivery.isTelling(*this);
+   return keepers_ > 0 || delivery.isNotifying(*this);
 }
 
 void Node::lastUserGone() const {

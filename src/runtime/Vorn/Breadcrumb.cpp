@@ -38,11 +38,11 @@ void Breadcrumb::publish(Change const & change) {
    version_.store(version + 2, std::memory_order_release);
 }
 
-void Breadcrumb::waits() {
+void Breadcrumb::beginWait() {
    publish([this] { busy_.store(false, std::memory_order_release); });
 }
 
-void Breadcrumb::works() {
+void Breadcrumb::beginTurn() {
    double const now = coarseNow();
    writer_.store(&here, std::memory_order_relaxed);
    publish([this, now] {

@@ -23,8 +23,8 @@ class RUNTIME_API Breadcrumb {
 
    // The calling thread, from now on the only writer, is about to wait; begins to call the handlers of a
    // turn.
-   void waits();
-   void works();
+   void beginWait();
+   void beginTurn();
 
    // Enters a call; false, and nothing is written, on another thread than the writer's. What has entered
    // leaves.

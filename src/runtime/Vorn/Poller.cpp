@@ -37,14 +37,14 @@ unsigned wantedEvents(FileDescriptor const & descriptor) {
 
 // Does not touch the entity after the last of what it tells: those who are told may let go of it.
 inline void FileDescriptor::handleReady(bool readable, bool writable) {
-   bool const tellReadable = readable && notifyOnReadable();
+   bool const notifyReadable = readable && notifyOnReadable();
    if (writable && notifyOnWritable()) [[unlikely]] {
       Pelm::KeepAlive const keepAlive{*this};
-      if (tellReadable)
+      if (notifyReadable)
          readableCount.valueIs(readableCount() + 1);
       if (notifyOnWritable())
          writableCount.valueIs(writableCount() + 1);
-   } else if (tellReadable) {
+   } else if (notifyReadable) {
       readableCount.valueIs(readableCount() + 1);
    }
 }
@@ -70,7 +70,7 @@ void Poller::watch(FileDescriptor & descriptor) {
 void Poller::watchFor(FileDescriptor & descriptor, unsigned wanted) {
    if (wanted == descriptor.watchedEvents_)
       return;
-   if (tellKernel(descriptor, wanted)) {
+   if (registerWithKernel(descriptor, wanted)) {
       watcherIs(descriptor.descriptor(), &descriptor);
       descriptor.watchedFd_ = descriptor.descriptor();
       descriptor.watchedEvents_ = wanted;
@@ -101,7 +101,7 @@ void Poller::watcherIs(int fd, FileDescriptor * descriptor) {
    watchers_[index] = descriptor;
 }
 
-bool Poller::tellKernel(FileDescriptor & descriptor, unsigned events) {
+bool Poller::registerWithKernel(FileDescriptor & descriptor, unsigned events) {
    bool const known = isWatched(descriptor);
    if (!known)
       descriptor.watch_ = ++watches_;
@@ -129,22 +129,22 @@ void Poller::forget(FileDescriptor & descriptor) {
    if (!made)
       return;
    made->unwatch(descriptor);
-   auto & telling = made->telling_;
-   std::replace(telling.begin(), telling.end(), &descriptor, static_cast<FileDescriptor *>(nullptr));
+   auto & notifying = made->notifying_;
+   std::replace(notifying.begin(), notifying.end(), &descriptor, static_cast<FileDescriptor *>(nullptr));
 }
 
 std::size_t Poller::turn(int timeoutMs) {
    int const timeout = unpollable_.empty() ? timeoutMs : 0;
    Breadcrumb & crumb = Breadcrumb::instance();
    if (timeout != 0)
-      crumb.waits();
+      crumb.beginWait();
    int const count = epoll_wait(epoll_, ready_.data(), static_cast<int>(batch), timeout);
-   crumb.works();
-   return tellReady(std::max(count, 0)) + tellUnpollable();
+   crumb.beginTurn();
+   return notifyReady(std::max(count, 0)) + notifyUnpollable();
 }
 
-std::size_t Poller::tellReady(int count) {
-   std::size_t told = 0;
+std::size_t Poller::notifyReady(int count) {
+   std::size_t notified = 0;
    for (int i = 0; i < count; ++i) {
       unsigned const events = ready_[static_cast<std::size_t>(i)].events;
       std::uint64_t const data = ready_[static_cast<std::size_t>(i)].data.u64;
@@ -154,27 +154,27 @@ std::size_t Poller::tellReady(int count) {
          continue;
       unsigned const failed = events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});
       watching->handleReady((events & EPOLLIN) || failed, (events & EPOLLOUT) || failed);
-      ++told;
+      ++notified;
    }
-   return told;
+   return notified;
 }
 
-std::size_t Poller::tellUnpollable() {
+std::size_t Poller::notifyUnpollable() {
    if (unpollable_.empty())
       return 0;
-   telling_.swap(unpollable_);
-   std::size_t told = 0;
-   for (FileDescriptor * const waiting : telling_) {
+   notifying_.swap(unpollable_);
+   std::size_t notified = 0;
+   for (FileDescriptor * const waiting : notifying_) {
       if (!waiting)
          continue;
       Pelm::KeepAlive const keepAlive{*waiting};
       bool const readable = std::exchange(waiting->armedReadable_, false);
       bool const writable = std::exchange(waiting->armedWritable_, false);
       waiting->handleReady(readable, writable);
-      told += readable || writable;
+      notified += readable || writable;
    }
-   telling_.clear();
-   return told;
+   notifying_.clear();
+   return notified;
 }
 
 }  // namespace Vorn

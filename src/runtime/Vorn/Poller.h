@@ -36,10 +36,10 @@ class Poller {
    bool isWatched(FileDescriptor const & descriptor) const;
    void watcherIs(int fd, FileDescriptor * descriptor);
    void watchFor(FileDescriptor & descriptor, unsigned events);
-   bool tellKernel(FileDescriptor & descriptor, unsigned events);
+   bool registerWithKernel(FileDescriptor & descriptor, unsigned events);
    void unwatch(FileDescriptor & descriptor);
-   std::size_t tellReady(int count);
-   std::size_t tellUnpollable();
+   std::size_t notifyReady(int count);
+   std::size_t notifyUnpollable();
 
    int epoll_;
    std::uint32_t watches_ = 0;  // made so far
@@ -48,7 +48,7 @@ class Poller {
    std::vector<FileDescriptor *> watchers_;
    std::vector<FileDescriptor *> unpollable_;  // owed one notification each
    std::vector<epoll_event> ready_;            // the batch being told
-   std::vector<FileDescriptor *> telling_;     // the unpollable ones being told
+   std::vector<FileDescriptor *> notifying_;   // the unpollable ones being told
 };
 
 }  // namespace Vorn

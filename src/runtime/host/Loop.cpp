@@ -22,30 +22,30 @@ int milliseconds(Vorn::Seconds real) {
 Turn realTurn(Vorn::Clock & clock, double secondsPerSecond, Vorn::Seconds maxWait) {
    Vorn::Poller & poller = Vorn::Poller::instance();
    // A busy loop need not read the clock before it asks what is ready; an idle one can afford to ask twice.
-   std::size_t told = poller.turn(0);
-   if (!told && maxWait > 0) {
+   std::size_t notified = poller.turn(0);
+   if (!notified && maxWait > 0) {
       Vorn::Seconds const untilNext = (clock.nextTime() - Vorn::System::currentTime()) * secondsPerSecond;
-      told = poller.turn(milliseconds(std::min(untilNext, maxWait)));
+      notified = poller.turn(milliseconds(std::min(untilNext, maxWait)));
    }
    Vorn::Seconds const now = Vorn::System::currentTime();
    bool const due = clock.nextTime() <= now;
    if (due)
       clock.fireDue(now);
-   return told || due ? Turn::worked : Turn::idle;
+   return notified || due ? Turn::worked : Turn::idle;
 }
 
 Turn virtualTurn(Vorn::Clock & clock, TimeSource & time, Vorn::Seconds maxWait) {
    Vorn::Poller & poller = Vorn::Poller::instance();
-   std::size_t told = poller.turn(0);
+   std::size_t notified = poller.turn(0);
    if (clock.nextTime() <= time.now()) {
       clock.fireDue(time.now());
       return Turn::worked;
    }
-   if (told)
+   if (notified)
       return Turn::worked;
    if (Vorn::activityManager().outsideWork() > 0) {
-      told = poller.turn(milliseconds(maxWait));
-      return told ? Turn::worked : Turn::idle;
+      notified = poller.turn(milliseconds(maxWait));
+      return notified ? Turn::worked : Turn::idle;
    }
    if (clock.nextTime() == Vorn::Seconds::infinity())
       return Turn::idle;

@@ -91,7 +91,7 @@ bool hasOption(char const * options, char const * name) {
 }
 
 // An ext4 that meets an error under errors=remount-ro stays "rw" to the table on newer kernels.
-bool takesNoWrites(libmnt_fs * mount) {
+bool isReadOnly(libmnt_fs * mount) {
    char const * const fsOptions = mnt_fs_get_fs_options(mount);
    return hasOption(mnt_fs_get_vfs_options(mount), "ro") || hasOption(fsOptions, "ro") ||
           hasOption(fsOptions, "emergency_ro");
@@ -102,7 +102,7 @@ Mount describe(libmnt_fs * mount) {
    std::string const source = named ? named : "";
    Mount result;
    result.device = source;
-   result.readOnly = takesNoWrites(mount);
+   result.readOnly = isReadOnly(mount);
    if (auto const number = numberOf(mount, source)) {
       result.device = nodeOf(sysDevice(*number)).value_or(source);
       result.blkSize = blockSize(sysDevice(*number));
@@ -154,7 +154,7 @@ std::vector<std::string> devicesBelow(std::string const & device) {
    return found;
 }
 
-Pelm::String placeOf(Pelm::String const & mountPoint) {
+Pelm::String accessPath(Pelm::String const & mountPoint) {
    return Pelm::String{root() + mountPoint.str()};
 }
 

@@ -30,7 +30,7 @@ RUNTIME_API std::vector<Mount> mountsAt(Pelm::String const & path);
 RUNTIME_API std::vector<std::string> devicesBelow(std::string const & device);
 
 // Where the file system mounted at the path is reached.
-RUNTIME_API Pelm::String placeOf(Pelm::String const & mountPoint);
+RUNTIME_API Pelm::String accessPath(Pelm::String const & mountPoint);
 
 // Where the mount table, sysfs and what is mounted are looked for instead of at /; for tests and simulations.
 RUNTIME_API void rootIs(std::string const & directory);
