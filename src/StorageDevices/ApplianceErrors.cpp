@@ -28,7 +28,7 @@ class Check {
          mountName(content.entries[i].mount, content.lines[i].mount);
       }
       ended(content.readError, file);
-      if (content.lonelyPattern && !file.failed())
+      if (content.patternWithoutMount && !file.failed())
          error("its last pattern has no mount name: write pairs of a path pattern and a mount name");
    }
 
@@ -78,7 +78,7 @@ class Check {
       constexpr int noPattern = 2;
       if (exprFails_)
          return;
-      // That it can be run at all is asked once a file, for discovery matches with nothing else.
+      // Runs `expr` itself once per file, since discovery needs it.
       auto const answer = std::exchange(exprAsked_, true) ? patterns_.ask("/", text.c_str())
                                                           : CDevsUtil::askExpr("/", text.c_str());
       if (answer.startError != 0)
@@ -94,9 +94,10 @@ class Check {
    void exprFails(int startError) {
       exprFails_ = true;
       if (isShortage(startError))
-         error("its patterns cannot be matched, for expr cannot be started: " + errorAndRemedy(startError));
+         error("its patterns cannot be matched, because expr cannot be started: " +
+               errorAndRemedy(startError));
       else
-         error("its patterns cannot be matched, for there is no expr: install coreutils");
+         error("its patterns cannot be matched, because expr is missing: install coreutils");
    }
 
    void mountName(std::string const & name, std::size_t line) {

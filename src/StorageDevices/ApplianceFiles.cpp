@@ -10,12 +10,12 @@ namespace StorageDevices {
 
 namespace {
 
-// Stands in for the stream's own word extraction, which knows no bounds.
+// Replaces the stream's own word extraction, which has no bounds.
 class WordReader {
  public:
    explicit WordReader(std::istream & file) : file_(file) {}
 
-   // The next word; nothing at the end of the file and from the first failure on.
+   // The next word; nothing at the end of the file and after the first failure.
    std::optional<std::string> next() {
       std::string word;
       auto c = take();
@@ -33,10 +33,10 @@ class WordReader {
       return word;
    }
 
-   // Where the latest word stands, from 1.
+   // The line of the latest word, from 1.
    std::size_t line() const { return line_; }
 
-   // Whether reading stopped elsewhere than at the end of the file.
+   // Whether reading stopped before the end of the file.
    bool failed() const { return failed_; }
 
    void failedIs(bool failed) { failed_ = failed; }
@@ -63,7 +63,7 @@ class WordReader {
    bool failed_ = false;
 };
 
-// Adds an entry unless that would be one too many.
+// Adds an entry unless the list is at its bound.
 template <typename Entry>
 void add(std::vector<Entry> & entries, Entry entry, WordReader & words) {
    if (entries.size() == ApplianceFileBounds::entries)
@@ -87,7 +87,7 @@ BlockdevFile readBlockdev(std::istream & file) {
       std::size_t const line = words.line();
       auto mount = words.next();
       if (!mount) {
-         result.lonelyPattern = !words.failed();
+         result.patternWithoutMount = !words.failed();
          break;
       }
       result.lines.push_back({line, words.line()});

@@ -58,7 +58,7 @@ void readEtcMultidriveSrc(ApplianceRules & rules, FileText const & file,
       VORN_TRACE(traceHandle, 2) << " /etc/multidrive_src: " << *source.pattern;
       rules.multidriveSrc = Pelm::String{*source.pattern};
    }
-   // What stands behind the first word is not read.
+   // Words behind the first are ignored.
    if (source.readError || (!source.pattern && file.failed()))
       VORN_TRACE(traceHandle, 0) << " error while reading /etc/multidrive_src";
 }

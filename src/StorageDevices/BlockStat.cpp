@@ -1,16 +1,17 @@
 #include "StorageDevices/BlockStat.h"
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 
 #include "StorageDevices/CharacterClasses.h"
+#include "base/Number.h"
 
 namespace StorageDevices {
 
 namespace {
 
-// The line's numbers one after the other, and whether one belongs to the row of the one before it.
+// Iterates over the numbers of the line, and shows whether only white space separates a number from the
+// previous.
 class NumberScan {
  public:
    explicit NumberScan(std::string_view line) : rest_{line} {}
@@ -36,12 +37,6 @@ class NumberScan {
    bool joined_ = true;
 };
 
-std::optional<std::uint64_t> wholeNumber(std::string_view digits) {
-   std::uint64_t value = 0;
-   auto const result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-   return result.ec == std::errc{} ? std::optional{value} : std::nullopt;
-}
-
 }  // namespace
 
 std::optional<BlockStat> readBlockStat(std::string_view line) {
@@ -58,8 +53,8 @@ std::optional<BlockStat> readBlockStat(std::string_view line) {
          count = 0;
       row[count++] = number;
    }
-   auto const read = wholeNumber(row[readAt]);
-   auto const written = wholeNumber(row[writtenAt]);
+   auto const read = Agent::parseWhole<std::uint64_t>(row[readAt]);
+   auto const written = Agent::parseWhole<std::uint64_t>(row[writtenAt]);
    if (!read || !written)
       return std::nullopt;
    return BlockStat{*read, *written};

@@ -13,9 +13,8 @@ struct BlockStat {
    bool operator==(BlockStat const &) const = default;
 };
 
-// The third and the seventh of seven whole numbers that follow each other with nothing but white space
-// between them, the first seven in the line that do; nothing when there are none, or when one of the two
-// is beyond 64 bits.
+// Takes the first seven whole numbers in the line that only white space separates, and answers the third and
+// the seventh. Nothing when there are no such seven, or when one of the two exceeds 64 bits.
 std::optional<BlockStat> readBlockStat(std::string_view line);
 
 }  // namespace StorageDevices

@@ -1,4 +1,4 @@
-// How a device is attached, and where.
+// The bus and the bus address of a device.
 #pragma once
 
 #include "StorageDevices/ConnectedDisk.h"
@@ -13,8 +13,9 @@ struct BusAddress {
    Pelm::String devAddress;
 };
 
-// SATA when udev's ID_BUS is "ata" and the device has a SCSI host id; without "ata", USB below a USB
-// interface, else NVMe by its name. Otherwise other, without an address.
+// SATA: udev's ID_BUS is "ata" and the device has a SCSI host id. USB: ID_BUS differs and the device is below
+// a USB interface. NVMe: neither, and the device's name is that of a namespace. Every other device has no
+// address.
 BusAddress busAddress(udev_device * device);
 
 }  // namespace StorageDevices

@@ -28,7 +28,7 @@ CDevsUtil::ExprAnswer CDevsUtil::askExpr(char const * string, char const * patte
    int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
    if (devNull < 0)
       VORN_TRACE(traceHandle, 0) << " could not open /dev/null";
-   // Starting the program takes the descriptor over.
+   // spawnProcess takes ownership of the descriptor.
    pid_t const pid = Vorn::spawnProcess({"expr", "match", string, pattern}, -1, devNull, devNull);
    if (pid < 0) {
       int const error = errno;

@@ -1,4 +1,4 @@
-// Helpers of discovery: pattern matching as the appliance's files mean it, and bus addresses.
+// Helpers of discovery: matching of the appliance's patterns, and bus addresses.
 #pragma once
 
 #include "runtime/Pelm/String.h"
@@ -8,21 +8,20 @@ struct udev_device;
 
 namespace StorageDevices::CDevsUtil {
 
-// Whether the pattern, a basic regular expression, matches the beginning of the string and at least
-// one character of it. Decided by the system's `expr`, which is run and awaited.
+// Whether the pattern, a basic regular expression, matches at least one character at the beginning of the
+// string. Runs the system's `expr` and waits for it.
 bool bashRegexMatch(char const * string, char const * pattern);
 
-// The same in the words of `expr`: 0 it matches, 1 it does not, 2 the pattern is no regular expression,
-// 127 `expr` cannot be run; anything else is its failure. `startError`: the errno value of an `expr` that
-// could not be started, else 0.
+// The same with the exit code of `expr`. 0: match; 1: no match; 2: invalid pattern; 127: `expr` cannot be
+// run; any other: `expr` failed. `startError`: the errno value when `expr` could not be started, else 0.
 struct ExprAnswer {
    int status = 0;
    int startError = 0;
 };
 ExprAnswer askExpr(char const * string, char const * pattern);
 
-// The serial under which udev knows the device: ID_SERIAL_SHORT, or ID_SERIAL where there is no
-// short one (cards); empty when it has neither.
+// udev's serial of the device: ID_SERIAL_SHORT, else ID_SERIAL (eMMC devices and SD cards have only that);
+// empty without either.
 Pelm::String udevSerial(udev_device * device);
 
 // Bus addresses; empty when the device is not on that bus.

@@ -1,4 +1,5 @@
-// The character classes of the C locale, whatever locale the host has set; bytes from 0x80 on are in none.
+// The character classes of the C locale, independent of the host's locale. Bytes from 0x80 on are in no
+// class.
 #pragma once
 
 namespace StorageDevices {

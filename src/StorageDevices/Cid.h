@@ -1,4 +1,4 @@
-// The identification register (CID) of an eMMC card.
+// The identification register (CID) of an eMMC device.
 #pragma once
 
 #include <array>
@@ -15,7 +15,7 @@ namespace StorageDevices {
 
 enum class CidError {
    size,  // the text is not 32 characters long
-   hex,   // it is, but not all of them are hexadecimal digits
+   hex,   // the length is right, but a character is no hexadecimal digit
 };
 
 // The 128 bits of the register, least significant byte first, as the eMMC standard (JEDEC) lays them out.
@@ -64,11 +64,11 @@ class Cid : public Vorn::ValueRecord<Cid> {
    std::uint8_t mid() const { return bytes_[15]; }  // bits 127:120, manufacturer id
    void midIs(std::uint8_t value) { bytes_[15] = value; }
 
-   // The seven bits of the checksum. Writing it keeps the bit below it and ignores an eighth.
+   // The checksum, bits 7:1. Writing it keeps bit 0 and ignores an eighth bit of the value.
    std::uint8_t crc() const { return static_cast<std::uint8_t>(crcStorage() >> 1U); }
    void crcIs(std::uint8_t value);
 
-   // The two bits that tell a card from a chip on the board. Writing it keeps the other six and ignores more.
+   // The form: a removable card or a device on the board, bits 113:112. Writing it keeps the other six bits.
    std::uint8_t cbx() const { return cbxStorage() & 3U; }
    void cbxIs(std::uint8_t value);
 
@@ -104,7 +104,7 @@ static_assert(sizeof(Cid) == 16 && alignof(Cid) == 1);
 // line feed may follow.
 std::variant<Cid, CidError> parseCid(std::string_view text);
 
-// The texts by which a disk record knows the card.
+// The identity that goes into the disk record.
 struct CidIdentity {
    std::string model;     // manufacturer, blank, the six bytes of the product name with their blanks and NULs
    std::string serial;    // product serial number, eight lower-case hexadecimal digits

@@ -1,4 +1,4 @@
-// The live set of storage devices. Written by discovery, read by everybody.
+// The connected storage devices. Written by discovery alone.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
  public:
-   // By name: the serial number once the device is identified.
+   // By name, which is the serial number as soon as the device is identified.
    Vorn::Collection<Pelm::String, Pelm::Ptr<ConnectedDisk>, ConnectedDevices> disk{*this, "disk"};
 
    // Replaces the record of that name unless all ten fields are equal.
@@ -32,8 +32,7 @@ class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
    void diskDel(Pelm::String const & name) { disk.memberDel(name); }
    void diskDelAll() { disk.memberDelAll(); }
 
-   // The serial under which udev knows a device to the device's current name. A removal event knows
-   // only the former.
+   // From udev's serial of a device to its current name. A removal event carries only udev's serial.
    Vorn::Collection<Pelm::String, Pelm::String, ConnectedDevices> udevSerialToSerialMap{
        *this, "udevSerialToSerialMap"};
    void udevSerialToSerialMapIs(Pelm::String const & udevSerial, Pelm::String const & serial) {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "StorageDevices/CDevsUtil.h"
-#include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/DeviceClassification.h"
 #include "StorageDevices/DiskInfoCollectors.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/Module.h"
@@ -24,7 +24,7 @@ namespace {
 [[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
 Vorn::TraceHandle traceHandle{"StorageConnectedDevicesSm", true};
 
-// Where udev itself, or the appliance's files, are what cannot be read.
+// Keys of `unclassifiedDevice` for udev itself and for the appliance's files.
 constexpr char udevKey[] = "udev";
 constexpr char rulesKey[] = "blockdev";
 
@@ -130,7 +130,7 @@ void ConnectedDevicesSm::rescan() {
    rescanWanted_ = enumerating_;
    if (enumerating_ || !socketFd_)
       return;
-   // Whoever is notified of a disk may let go of this machine.
+   // A subscriber that is notified of a disk may drop this machine.
    Pelm::KeepAlive const keepAlive{*this};
    if (rules_.shortage != 0)
       readRules();
@@ -166,7 +166,7 @@ bool ConnectedDevicesSm::initalizeMonitor() {
 
 bool ConnectedDevicesSm::initalizeDevices() {
    bool const done = scanDevices();
-   // Whoever is notified of a disk may ask for a rescan: one more pass sees what there was to see.
+   // A subscriber that is notified of a disk may ask for a rescan; one more pass serves all such requests.
    return std::exchange(rescanWanted_, false) && done ? scanDevices() : done;
 }
 
@@ -211,11 +211,11 @@ bool ConnectedDevicesSm::isUnchanged(udev_device * device) const {
    auto const * const seen = seen_->seen(udev_device_get_syspath(device));
    if (!seen)
       return false;
-   if (!seen->verdict)
+   if (!seen->classification)
       return true;
    return isAddressable(device) && seen->udevSerial == CDevsUtil::udevSerial(device) &&
           (diskInfoCollectorSm.contains(seen->udevSerial) || disks_->disk(seen->udevSerial)) &&
-          judge(device, seen->mount, *fruConfig_) == *seen->verdict;
+          classify(device, seen->mount, *fruConfig_) == *seen->classification;
 }
 
 void ConnectedDevicesSm::forgetGone(Scan const & scan) {
@@ -236,7 +236,7 @@ void ConnectedDevicesSm::handleSocket() {
    if (!device) {
       int const error = errno;
       VORN_TRACE(traceHandle, 0) << " Could not receive device from udev.";
-      // The kernel had no room for an event, so nobody knows which.
+      // The kernel had no room for an event and dropped it.
       if (error == ENOBUFS)
          rescan();
       return;
@@ -270,16 +270,16 @@ void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
       noteShortage(sysPath, {node, "it cannot be read", error});
       return;
    }
-   PathVerdict const path = judgePath(patternPath(device), rules_);
+   PathClassification const path = classifyPath(patternPath(device), rules_);
    if (path.shortage != 0) {
       noteShortage(sysPath, {node, "expr cannot be started", path.shortage});
       return;
    }
-   if (path.kind == PathVerdict::Kind::known) {
+   if (path.kind == PathClassification::Kind::known) {
       admit(device, path.mount);
       return;
    }
-   if (path.kind == PathVerdict::Kind::inactive)
+   if (path.kind == PathClassification::Kind::inactive)
       VORN_TRACE(traceHandle, 2) << " is an inactive multidrive; skipping";
    else
       VORN_TRACE(traceHandle, 2) << " strange device " << node
@@ -291,16 +291,16 @@ void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
 void ConnectedDevicesSm::admit(udev_device * device, Pelm::String const & mount) {
    Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
    Pelm::String const sysPath = udev_device_get_syspath(device);
-   DeviceVerdict const verdict = judge(device, mount, *fruConfig_);
-   traceDuplicate(udevSerial, verdict.disk->blockDevice());
-   // Whatever an earlier event started for this device is out of date now.
+   DeviceClassification const classification = classify(device, mount, *fruConfig_);
+   traceDuplicate(udevSerial, classification.disk->blockDevice());
+   // The collector that an earlier event started is out of date.
    diskInfoCollectorSmDel(udevSerial);
-   seen_->seenIs(sysPath, {udevSerial, mount, verdict});
-   if (auto const collector = diskInfoCollectorFor(device, verdict, childProcessTrackerSm_)) {
+   seen_->seenIs(sysPath, {udevSerial, mount, classification});
+   if (auto const collector = diskInfoCollectorFor(device, classification, childProcessTrackerSm_)) {
       diskInfoCollectorSmIs(udevSerial, collector);
       return;
    }
-   maybeInsertDisk(udevSerial, verdict.disk);
+   maybeInsertDisk(udevSerial, classification.disk);
    unclassifiedDeviceDel(sysPath);
    handleInternalDevicesReady();
 }
@@ -309,7 +309,7 @@ bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
    return isInactive(sysPath, rules_);
 }
 
-// Nothing tells two devices of one serial apart: the one seen last stands for both.
+// Two devices with one serial cannot be distinguished: the record is that of the latest.
 void ConnectedDevicesSm::traceDuplicate(Pelm::String const & udevSerial, Pelm::String const & node) const {
    Pelm::Ptr<ConnectedDisk const> known;
    if (auto const collector = diskInfoCollectorSm(udevSerial))
@@ -334,7 +334,7 @@ void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
    disks_->remove(udevSerial);
 }
 
-// By value: the caller goes with the reactor that is deleted here.
+// By value: the caller's text is destroyed with the reactor that is deleted here.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
@@ -346,7 +346,7 @@ void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
    int const error = collector->startError();
    if (!isShortage(error))
       maybeInsertDisk(udevSerial, collector->finalDisk());
-   // A device that a rescan has forgotten meanwhile is new to the next one.
+   // A device without a path was deleted by a rescan meanwhile; the next rescan classifies it as new.
    if (!sysPath.empty())
       noteShortage(sysPath, {collector->device()->blockDevice(), "its tool cannot be started", error});
    handleInternalDevicesReady();
@@ -367,7 +367,7 @@ void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,
    VORN_TRACE(traceHandle, 2) << " collecting information about " << collector->device()->blockDevice();
    diskInfoCollectorSm.memberIs(udevSerial, collector);
    infoReactorIs(collector);
-   // One that reads udev alone is done already, before anybody could subscribe.
+   // A collector that reads udev alone has finished before the reactor could subscribe.
    if (collector->finalDisk())
       handleInfoCollectorCompleted(udevSerial);
 }

@@ -1,15 +1,15 @@
-// Discovery: keeps ConnectedDevices equal to the whole-disk block devices that udev reports, as far as
-// the appliance's files know them.
+// Discovery: keeps ConnectedDevices equal to the whole disks that udev reports and the appliance's files
+// list.
 //
 // Input: the appliance's files, udev's devices and events, the results of the collectors. Output: the
 // disks, the map from udev's serials to theirs, and `internalDevicesReady`.
 //
-// A removable disk, or one of no known kind, is inserted at once. A fixed one is identified first by a
-// collector of its own; a further event for it replaces the running collector. Once started the machine
-// has one state, watching; if udev cannot be had it stays idle.
+// A removable disk, or one of no known kind, is inserted at once. A collector identifies a fixed disk first;
+// a further event for the disk replaces the running collector. A started machine has one state, watching.
+// Without udev it stays idle.
 //
-// A device that cannot be classified for want of descriptors, processes or memory is published as such and
-// classified by the next `rescan`.
+// A device that cannot be classified for a shortage of descriptors, processes or memory becomes a member of
+// `unclassifiedDevice`, until a `rescan` classifies it.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,7 @@ struct Scan;
 
 // Why a device could not be classified.
 struct Unclassified {
-   Pelm::String device;   // its node where that is known, else its name
+   Pelm::String device;   // its node if known, else its name
    Pelm::String attempt;  // what failed, for example "expr cannot be started"
    int error = 0;         // errno: EMFILE, ENFILE, EAGAIN or ENOMEM
 
@@ -70,19 +70,19 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    static constexpr std::uint64_t bytesPerBlock = 512;  // the kernel's sector
    static constexpr std::uint64_t bytesPerGb = 1'000'000'000;
 
-   // True once every fixed disk found so far has been identified; then for ever. For the host, which
-   // waits for it before it looks for missing disks.
+   // Becomes true when every fixed disk found so far is identified, and stays true. The host waits for it
+   // before it checks for missing disks.
    Vorn::Attribute<bool, ConnectedDevicesSm> internalDevicesReady{*this, "internalDevicesReady"};
 
-   // Removal events that named no serial. They are ignored, so the disk stays until the next `rescan`.
+   // Removal events without a serial. They are ignored, so the disk stays until the next `rescan`.
    Vorn::Attribute<std::uint64_t, ConnectedDevicesSm> anonymousRemovalCount{*this, "anonymousRemovalCount"};
 
-   // What could not be classified for want of means: devices by their folder in sysfs, "udev" itself, and
+   // What a shortage kept from being classified: a device by its folder in sysfs, "udev" for udev itself,
    // "blockdev" for the appliance's files.
    Vorn::Collection<Pelm::String, Unclassified, ConnectedDevicesSm> unclassifiedDevice{*this,
                                                                                        "unclassifiedDevice"};
 
-   // What the factory was given.
+   // The factory's argument.
    Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
    Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm() const {
@@ -91,7 +91,7 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    // udev's event socket; null before the start.
    Pelm::Ptr<Vorn::FileDescriptor> const & socketFd() const { return socketFd_; }
 
-   // What the appliance's files say, in file order; read once, at the start.
+   // The entries of blockdev in file order; read once, at the start.
    std::vector<EtcBlockdevEntry> const & etcBlockDev() const { return rules_.etcBlockDev; }
    std::vector<Pelm::String> const & etcMultidrive() const { return rules_.etcMultidrive; }
    Vorn::Optional<Pelm::String> const & multidriveSrc() const { return rules_.multidriveSrc; }
@@ -103,10 +103,10 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
        *this, "infoReactor"};
    using HN_InfoReactor = decltype(infoReactor)::Member;
 
-   // A collector comes with its reactor; of one that is done already the result is inserted at once.
+   // Adds a collector with its reactor. The result of a finished collector is inserted at once.
    void diskInfoCollectorSmIs(Pelm::String const & udevSerial,
                               Pelm::Ptr<DiskInfoCollectorSm> const & collector);
-   // The reactor goes first.
+   // Deletes the reactor first.
    void diskInfoCollectorSmDel(Pelm::String const & udevSerial);
    void diskInfoCollectorSmDelAll();
    // By the name of the collector's device, which is the udev serial.
@@ -118,25 +118,24 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    void handleSocket();
    void handleInfoCollectorCompleted(Pelm::String udevSerial);
    void handleInternalDevicesReady();
-   // Releases udev; no event is followed any more.
+   // Releases udev; no event is handled any more.
    void handleDeletion();
    void vornDoZombieReactors(bool zombie) override;
 
-   // Compares the set with all devices that are there: classifies the new and the changed ones and those that
-   // could not be classified before, and deletes what is gone. A device that is unchanged costs a few reads
-   // of sysfs, no process and no write; a running collector goes on. A start that failed is tried again.
-   // Called from within a scan it is done after it.
+   // Compares the set with all present devices. Classifies new, changed and unclassified devices, and deletes
+   // those that are gone. An unchanged device costs a few reads of sysfs, no process and no write; a running
+   // collector continues. A failed start is tried again. A call from within a scan takes effect after that
+   // scan.
    void rescan();
 
-   // For a device of udev's that carries an action, has been added or changed, or has been removed.
+   // Handle a udev device: any event by its action, an addition or change, a removal.
    void handleDisk(udev_device * device);
    void handleAddEvent(udev_device * device);
    void handleRemoveEvent(udev_device * device);
    // Whether multidrive lists the path, which begins below /sys/devices, and multidrive_src does not. Runs
    // `expr`.
    bool isInactiveDrive(Pelm::String const & sysPath) const;
-   // Writes the disk unless the one recorded for the serial differs in nothing but model and firmware
-   // revision.
+   // Records the disk, unless the recorded one differs at most in model and firmware revision.
    void maybeInsertDisk(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk);
 
  private:
@@ -145,7 +144,7 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    void anonymousRemovalCountIs(std::uint64_t value) { anonymousRemovalCount.valueIs(value); }
    void unclassifiedDeviceDel(Pelm::String const & key) { unclassifiedDevice.memberDel(key); }
 
-   // Publishes a shortage, or withdraws it when the error is none.
+   // Publishes a shortage; withdraws it when `value.error` is none.
    void noteShortage(Pelm::String const & key, Unclassified const & value);
 
    void readRules();

@@ -1,4 +1,4 @@
-// The record of one storage device. Immutable: it is replaced whole when anything changes.
+// The immutable record of one storage device. A change of any field replaces the record.
 #pragma once
 
 #include <cstdint>
@@ -60,8 +60,8 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
       return path.substr(path.rfind('/') + 1);
    }
 
-   // How the kernel's messages name the device's port: "usb 2-1", "ata2", "mmc0", "nvme0n1"; empty
-   // when they name none.
+   // The port's name in the kernel's messages: "usb 2-1", "ata2", "mmc0", "nvme0n1"; empty when they name
+   // none.
    Pelm::String deviceIntfAndAddress() const;
 
    // Whether all ten fields are equal.
@@ -95,13 +95,13 @@ inline Pelm::String ConnectedDisk::deviceIntfAndAddress() const {
       return devAddress_;
    if (busType_ != BusType::other)
       return address.empty() ? "" : (busType_ == BusType::usb ? "usb " : "ata") + address;
-   // A card has no bus address; its number follows "mmcblk" in its own name.
-   constexpr std::string_view card = "mmcblk";
+   // An MMC device has no bus address; the number of its host follows "mmcblk" in its own name.
+   constexpr std::string_view mmcPrefix = "mmcblk";
    std::string const kernelName = blockDeviceName().str();
-   std::size_t const at = kernelName.find(card);
+   std::size_t const at = kernelName.find(mmcPrefix);
    if (at == std::string::npos)
       return {};
-   std::size_t const first = at + card.size();
+   std::size_t const first = at + mmcPrefix.size();
    std::size_t const last = kernelName.find_first_not_of("0123456789", first);
    std::string const number = kernelName.substr(first, last == std::string::npos ? last : last - first);
    return number.empty() ? "" : "mmc" + number;

@@ -15,7 +15,7 @@ namespace {
 constexpr char folderName[] = "debug";
 constexpr char fileName[] = "healthTestCookie";
 
-// A descriptor that is closed when it goes; errno stays.
+// Closes its descriptor at the end of the scope and keeps errno.
 class Descriptor {
  public:
    explicit Descriptor(int fd) : fd_{fd} {}
@@ -40,7 +40,7 @@ int failure(int error) {
    return -1;
 }
 
-// The mount point's folder, and the device that all must be on. Nothing is opened but places in the tree.
+// Opens the folder below the mount point with O_PATH alone, and finds the device that all must be on.
 int openFolder(Pelm::String const & mountPoint, dev_t & device) {
    Descriptor const root{::open(mountPoint.data(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
    struct stat status {};
@@ -61,7 +61,7 @@ bool isOwn(int fd, dev_t device) {
           status.st_dev == device;
 }
 
-// A file that is there: first its place alone, since to open a device may do something already.
+// Opens an existing file. Opens it with O_PATH first, since opening a device may already trigger an action.
 int openPresent(int folder, dev_t device, int flags) {
    Descriptor const place{openat(folder, fileName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
    if (place() < 0)
@@ -77,7 +77,7 @@ int openOrMake(int folder, dev_t device, int flags) {
    int const fd = openPresent(folder, device, flags);
    if (fd >= 0 || errno != ENOENT || (flags & O_CREAT) == 0)
       return fd;
-   // Made here or not at all: what has come in between is not ours.
+   // Fails where another process has created the file meanwhile.
    int const made = openat(folder, fileName, flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
    return made < 0 && errno == EEXIST ? failure(ELOOP) : made;
 }

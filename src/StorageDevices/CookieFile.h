@@ -1,11 +1,12 @@
 // The file of the file system health test, "debug/healthTestCookie" below a mount point.
 //
-// The test runs as root where users may write, and a file system may come prepared. So these follow no link,
-// use a regular file alone, with that one name and on the mount point's device, and open nothing else: what
-// stands in its place is left as it is. Who owns it does not matter. The mount point itself may be a link.
+// The test runs as root in folders where users may write, on file systems that may have been prepared. So
+// these functions follow no link. They open only a regular file that has no second name and lies on the mount
+// point's device, and leave anything else in its place alone. The owner does not matter. The mount point may
+// be a link.
 //
-// Each answers as the call that it is named after: negative, and errno, on failure; ELOOP for what is
-// refused.
+// Each answers like the call of its name: a negative value with errno set on failure; ELOOP for a refused
+// file.
 #pragma once
 
 #include "runtime/Pelm/String.h"
@@ -14,11 +15,11 @@ namespace StorageDevices::CookieFile {
 
 Pelm::String path(Pelm::String const & mountPoint);
 
-// Makes the folder, mode 0770. 0 also when anything of that name is there.
+// Creates the folder, mode 0770. Answers 0 also when that name exists already.
 int mkdir(Pelm::String const & mountPoint);
 // ENOENT: there was no file.
 int unlink(Pelm::String const & mountPoint);
-// A descriptor, closed in children. With O_CREAT a missing file is made, mode 0644.
+// Answers a close-on-exec descriptor. With O_CREAT it creates a missing file, mode 0644.
 int open(Pelm::String const & mountPoint, int flags);
 
 }  // namespace StorageDevices::CookieFile

@@ -67,7 +67,7 @@ void DataMonitorSm::handleDisk(Pelm::String const & serial) {
 void DataMonitorSm::handleClock() {
    if (!initialized())
       return;
-   // What is published here may make the host let go of the monitor.
+   // A subscriber that is notified here may drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "polling the " << typeStr() << " data";
    update();
@@ -77,10 +77,10 @@ void DataMonitorSm::handleClock() {
 
 void DataMonitorSm::update() {
    forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
-      // A monitor that was let go of meanwhile reads no more.
+      // A monitor that was dropped meanwhile reads no further disk.
       if (monitor.nodeFlag(Flag::zombie))
          return;
-      // One disk's failure is neither the next one's nor the end of polling.
+      // The failure of one disk stops neither the next disk nor the polling.
       Vorn::guarded<DataMonitorSm>([&] { monitor.updateDevice(serial); });
    });
 }

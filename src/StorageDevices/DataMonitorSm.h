@@ -1,9 +1,9 @@
-// What the polling monitors share: which disks they watch, and when they read them.
+// The base of the polling monitors: which disks they watch, and when they read them.
 //
-// Inputs: the connected disks and the poll interval. The monitor's own data collection is kept in step
-// with the disks, and `updateDevice` is called once per disk in every poll. The first poll comes at the
-// first turn of the loop, the next ones an interval after the one before; a change of the interval polls
-// at once. A removable disk is read as soon as it appears.
+// Inputs: the connected disks and the poll interval. The monitor's data collection follows the disks. Each
+// poll calls `updateDevice` once per disk. The first poll is at the first turn of the loop, each further one
+// an interval after the previous. A change of the interval polls at once. A removable disk is read as soon as
+// it appears.
 #pragma once
 
 #include <cstdint>
@@ -26,11 +26,11 @@ class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
  public:
    using DeviceCallback = void (*)(DataMonitorSm &, Pelm::String const & serial);
 
-   // Where those who wait for polls subscribe.
+   // Publishes `pollCount`.
    Pelm::Publisher * publisher() const override { return &pollCount.publisher(); }
    void vornDoZombieReactors(bool zombie) override;
 
-   // One disk appeared, changed or went.
+   // A disk appeared, changed or disappeared.
    virtual void handleDisk(Pelm::String const & serial);
    // Whether the data collection has an entry for the disk; creates and deletes it.
    virtual bool isInData(Pelm::String const & serial) const = 0;

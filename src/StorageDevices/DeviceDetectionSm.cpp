@@ -21,16 +21,16 @@ Vorn::TraceHandle traceHandle{"DeviceDetectionSm", true};
 LogMessages logs;
 
 constexpr std::string_view mountRoot = "/mnt/";
-constexpr std::size_t maxWord = 4096;       // a path has no more; the rest of a longer word is dropped
-constexpr std::size_t maxFile = 1U << 20U;  // what is longer is none of ours
+constexpr std::size_t maxWord = 4096;       // bytes of a path; the rest of a longer word is dropped
+constexpr std::size_t maxFile = 1U << 20U;  // bytes; a longer file is no mount-source file
 
-// Device-mapper nodes: a file system on one tells nothing of the disk below.
+// A device-mapper node does not show the disk below it.
 bool isMapperNode(std::string_view word) {
    constexpr std::string_view prefix = "/dev/dm-";
    return word.starts_with(prefix) && word.size() > prefix.size() && isDigit(word[prefix.size()]);
 }
 
-// Takes the next word off the text; empty at its end.
+// Removes the next word from the text and answers it; empty at the end.
 std::string_view takeWord(std::string_view & text) {
    auto const * const begin = std::find_if_not(text.begin(), text.end(), isSpace);
    auto const * const end = std::find_if(begin, text.end(), isSpace);
@@ -84,7 +84,7 @@ void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
       return;
    }
    bool const tooLong = file.text.size() > maxFile;
-   // The bound may stand in the middle of a word.
+   // The bound may cut a word.
    while (tooLong && !file.text.empty() && !isSpace(file.text.back()))
       file.text.pop_back();
    Pelm::String const & expected = disk.blockDevice();

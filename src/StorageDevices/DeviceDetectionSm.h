@@ -1,8 +1,8 @@
-// Tells of disks that the unit should carry: once at the start of those that are not there or not mounted
-// as expected, and later of every fixed disk that goes.
+// Checks the disks that the unit should have. At the start it logs, once, each that is missing or not mounted
+// as expected. Later it logs the removal of each fixed disk.
 //
-// Inputs: the expected mounts, the connected disks, and per disk its mount-source file, which names what is
-// mounted at its mount point. The host makes it when discovery has settled.
+// Inputs: the expected mounts, the connected disks, and each disk's mount-source file, which names the device
+// mounted at its mount point. The host creates the machine when `internalDevicesReady` is true.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -19,7 +19,7 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
  public:
    DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices const> devices);
 
-   // What the factory was given.
+   // The factory's argument.
    Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
    Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
 

@@ -19,10 +19,10 @@ constexpr double secondsPerDay = 86400;
 constexpr double fastestFall = 1 / (30 * secondsPerDay);  // units per second
 constexpr unsigned gigabyteShift = 30;                    // units of 2^30 bytes
 constexpr std::int64_t lowLife = 30;
-constexpr std::uint8_t informationalLogs = 9;  // beyond that many every message is a warning
+constexpr std::uint8_t informationalLogs = 9;  // from the next message on, each is a warning
 constexpr std::int64_t noFigure = -1;
 
-// Percent that is left of an NVMe drive; the drive counts what is used, beyond 100 too.
+// Percent left of an NVMe drive. The drive counts the percent used, which may exceed 100.
 std::int64_t percentLeft(NvmeAttr const & percentageUsed) {
    constexpr std::int64_t all = 100;
    constexpr std::int64_t sane = std::int64_t{1} << 32;
@@ -140,7 +140,7 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
-   // What is published and logged here may make the host let go of the monitor.
+   // A notification or message from here may make the host drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
@@ -172,7 +172,7 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
       VORN_TRACE(traceHandle, 2) << rate << " Was within threshold for " << name << " SN: " << serial;
       return;
    }
-   // A counter that restarted has nothing to tell of the time before.
+   // A counter that fell has restarted, so the difference is unknown.
    std::uint64_t const bytes = newBytes > oldBytes ? newBytes - oldBytes : 0;
    logFall(*change, disk.get(), bytes >> gigabyteShift, now - oldTime);
 }

@@ -1,10 +1,10 @@
-// Warns of a disk whose remaining life falls faster than one unit per 30 days.
+// Logs a message about a disk whose remaining life falls faster than one unit per 30 days.
 //
-// Inputs: the life figures in the SMART and NVMe records (percent left, or whatever the vendor counts), and
-// the newest measurement of the I/O statistics. Output: LIFETIME_INFO and LIFETIME_WARNING.
+// Inputs: the life figures in the SMART and NVMe records (percent left, or the vendor's own unit), and the
+// newest measurement of the I/O statistics. Outputs: LIFETIME_INFO and LIFETIME_WARNING.
 //
-// Per disk: no figure yet; the first figure is only remembered; the first change after that too, for nobody
-// knows when the figure before it began; each later change is logged or found to be slow enough.
+// Per disk: the first figure is only recorded. So is the first change, since the previous figure began at an
+// unknown time. Each later change is logged if it came too fast.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@
 
 namespace StorageDevices {
 
-// What is remembered of one disk while the agent runs.
+// The state of one disk since the start of the host.
 class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
  public:
    explicit DeviceLifetimeChange(Pelm::String serial) : serial_{std::move(serial)} {}
@@ -37,7 +37,7 @@ class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
    template <class T>
    using Attribute = Vorn::Attribute<T, DeviceLifetimeChange>;
 
-   // Whether the figure has changed since the agent started.
+   // Whether the figure has changed since the start of the host.
    Attribute<bool> firstDropDetected{*this, "firstDropDetected", false};
    void firstDropDetectedIs(bool value) { firstDropDetected.valueIs(value); }
    // Messages logged for this disk; wraps after 255.
@@ -46,7 +46,7 @@ class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
    // The latest figure; -1: none yet.
    Attribute<std::int64_t> lastValue{*this, "lastValue", -1};
    void lastValueIs(std::int64_t value) { lastValue.valueIs(value); }
-   // When it came, framework time, and how many bytes had been written then.
+   // Framework time of that figure, and the bytes written until then.
    Attribute<Vorn::Seconds> timestamp{*this, "timestamp", 0};
    void timestampIs(Vorn::Seconds value) { timestamp.valueIs(value); }
    Attribute<std::uint64_t> lastBytesWritten{*this, "lastBytesWritten", 0};
@@ -103,8 +103,8 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    void deviceLifetimeChangeDel(Pelm::String const & serial) { deviceLifetimeChange.memberDel(serial); }
    void deviceLifetimeChangeDelAll() { deviceLifetimeChange.memberDelAll(); }
 
-   // The figure of a disk was one thing and is another: a SMART attribute, of which the raw value counts;
-   // percent left of an NVMe drive; the register of an eMMC chip. No reactor watches eMMC chips.
+   // The figure of a disk changed: the raw value of a SMART attribute, the percent left of an NVMe drive, or
+   // the register of an eMMC device. No reactor watches eMMC devices.
    void handleSmartData(Pelm::String const & serial, Vorn::Optional<OptionalSmartAttr> const & oldValue,
                         Vorn::Optional<OptionalSmartAttr> const & newValue);
    void handleNvmeData(Pelm::String const & serial, Vorn::Optional<NvmeAttr> const & oldValue,

@@ -15,7 +15,7 @@ bool take(std::string_view & text, std::string_view what) {
    return true;
 }
 
-// Whether there was at least one.
+// Removes leading digits; answers whether there was at least one.
 bool takeDigits(std::string_view & text) {
    std::size_t count = 0;
    while (count < text.size() && isDigit(text[count]))

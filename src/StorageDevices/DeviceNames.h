@@ -1,4 +1,4 @@
-// Which kind of disk a device node's name stands for, and how an appliance names a partition's disk.
+// The kinds of device nodes' names, and the whitebox form of a pattern.
 #pragma once
 
 #include <optional>
@@ -7,15 +7,15 @@
 
 namespace StorageDevices {
 
-// Each takes the node without "/dev/" and compares it whole; a partition's name is no disk's.
+// Each compares the whole name, the node without "/dev/". A partition's name never matches.
 bool isScsiDiskName(std::string_view name);  // [hs]d[a-z]
 bool isNvmeDiskName(std::string_view name);  // nvme\d+n\d+
 bool isEmmcDiskName(std::string_view name);  // e?mmcblk[0-9]+
 
-// The pattern without its last slash and what follows it, when that is nothing but digits, an optional
-// dot, an optional asterisk and an optional dollar sign, in this order; nothing otherwise. The same as
-// group 1 of a whole match with the ECMAScript pattern (.*)/\d*\.?\*?\$?$, whose dot stops at line
-// terminators, so that a pattern with one before that slash is not cut.
+// The pattern without its whitebox tail: the last slash, digits, an optional dot, an optional asterisk and an
+// optional dollar sign, in this order. Nothing without such a tail. Equals group 1 of a whole match with the
+// ECMAScript pattern (.*)/\d*\.?\*?\$?$, whose dot matches no line terminator: a pattern with one before that
+// slash is not cut.
 std::optional<std::string> withoutWhiteboxTail(std::string_view pattern);
 
 }  // namespace StorageDevices

@@ -1,6 +1,6 @@
-// One run of a tool on one device, for the monitors that learn a drive's health from a tool.
+// One run of a tool on one device, for the monitors that read a drive's health with a tool.
 //
-// A run is made for one poll, started once in its life, and dropped when it is over.
+// The object is created for one poll, started once, and dropped when the run is over.
 #pragma once
 
 #include <initializer_list>
@@ -32,7 +32,7 @@ class STORAGEDEVICES_API DeviceToolProcess : public Pelm::Node {
  protected:
    DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device);
 
-   // Does nothing the second time.
+   // A second call does nothing.
    void start(Pelm::String const & devicePath, std::initializer_list<Pelm::String> command);
 
  private:

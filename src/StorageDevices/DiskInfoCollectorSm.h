@@ -1,9 +1,8 @@
-// Completes the record of a newly seen disk with its identity, and ends.
+// Completes the record of a new disk with its identity, once.
 //
-// Input: the disk as discovery knows it. Output: `finalDisk`, published exactly once, whether the
-// identity could be read or not. The variants differ in where they read it: the report of a tool
-// (SSD, NVMe), which takes a while, or udev (eMMC, eUSB), which is done before the collector is
-// handed out.
+// Input: the disk with udev's properties. Output: `finalDisk`, published exactly once, even if the identity
+// could not be read. The SSD and NVMe variants run a tool. The eMMC and eUSB variants read udev, and have
+// finished when the factory returns them.
 #pragma once
 
 #include <cstdint>
@@ -22,28 +21,29 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
  public:
    static constexpr std::uint64_t bytesPerGb = 1'000'000'000;
 
-   // The disk that was handed in. What a collector cannot learn is copied from it.
+   // The constructor's argument. Fields that the collector cannot read are copied from it.
    Pelm::Ptr<ConnectedDisk const> const & device() const { return device_; }
 
    // Null until the collector is done.
    Vorn::Attribute<Pelm::Ptr<ConnectedDisk const>, DiskInfoCollectorSm> finalDisk{*this, "finalDisk"};
 
-   // Publishes a record of the ten values, unless the one published last has the same.
+   // Publishes a record of the ten values, unless the published one has the same.
    Pelm::Ptr<ConnectedDisk const> finalDiskIs(Pelm::String const & name, EntityMib::StorageType mibDeviceType,
                                               Pelm::String const & blockDevice,
                                               Pelm::String const & mountPoint, Pelm::String const & model,
                                               Pelm::String const & firmwareRevision, bool removable,
                                               ConnectedDisk::BusType busType, Pelm::String const & devAddress,
                                               std::uint32_t sizeGb);
-   // Publishes the disk as it was handed in, but for the storage type.
+   // Publishes `device()` with the collector's storage type.
    void finalizeUnchanged();
    // Clears the result and answers it.
    Pelm::Ptr<ConnectedDisk const> finalDiskDel();
 
-   // The errno value of a tool that could not be started, else 0. Then the result is the disk as handed in.
+   // The errno value when the tool could not be started, else 0. The result is then that of
+   // `finalizeUnchanged`.
    int startError() const { return startError_; }
 
-   // Where those who wait for the result subscribe.
+   // Publishes `finalDisk`.
    Pelm::Publisher * publisher() const override { return &finalDisk.publisher(); }
    // The storage type of every disk that this kind of collector completes.
    virtual EntityMib::StorageType mibType() const = 0;
@@ -51,7 +51,7 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
  protected:
    explicit DiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> device);
 
-   // Publishes what was read; all else is the device's.
+   // Publishes the identity that was read; the other fields are those of `device()`.
    void finalize(Pelm::String const & serial, Pelm::String const & model,
                  Pelm::String const & firmwareRevision, std::uint32_t sizeGb);
    void startErrorIs(int error) { startError_ = error; }

@@ -7,19 +7,20 @@
 
 namespace StorageDevices {
 
-Pelm::Ptr<DiskInfoCollectorSm> diskInfoCollectorFor(udev_device * device, DeviceVerdict const & verdict,
+Pelm::Ptr<DiskInfoCollectorSm> diskInfoCollectorFor(udev_device * device,
+                                                    DeviceClassification const & classification,
                                                     Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker) {
-   switch (verdict.collector) {
-      case DeviceVerdict::Collector::none:
+   switch (classification.collector) {
+      case DeviceClassification::Collector::none:
          return nullptr;
-      case DeviceVerdict::Collector::ssd:
-         return SsdDiskInfoCollectorSmIs(verdict.disk, tracker);
-      case DeviceVerdict::Collector::eusb:
-         return EusbDiskInfoCollectorSmIs(verdict.disk, device);
-      case DeviceVerdict::Collector::nvme:
-         return NvmeDiskInfoCollectorSmIs(verdict.disk, tracker);
-      case DeviceVerdict::Collector::emmc:
-         return EmmcDiskInfoCollectorSmIs(verdict.disk, device);
+      case DeviceClassification::Collector::ssd:
+         return SsdDiskInfoCollectorSmIs(classification.disk, tracker);
+      case DeviceClassification::Collector::eusb:
+         return EusbDiskInfoCollectorSmIs(classification.disk, device);
+      case DeviceClassification::Collector::nvme:
+         return NvmeDiskInfoCollectorSmIs(classification.disk, tracker);
+      case DeviceClassification::Collector::emmc:
+         return EmmcDiskInfoCollectorSmIs(classification.disk, device);
    }
    return nullptr;
 }

@@ -1,7 +1,7 @@
-// Which collector identifies a disk.
+// Creates the collector that identifies a disk.
 #pragma once
 
-#include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/DeviceClassification.h"
 #include "StorageDevices/DiskInfoCollectorSm.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
@@ -10,9 +10,10 @@ struct udev_device;
 
 namespace StorageDevices {
 
-// A new collector, started; one that reads udev alone is done already. Null: no collector knows the device
-// better than udev does.
-Pelm::Ptr<DiskInfoCollectorSm> diskInfoCollectorFor(udev_device * device, DeviceVerdict const & verdict,
+// Answers a started collector; one that reads only udev has finished. Null: the classification names no
+// collector.
+Pelm::Ptr<DiskInfoCollectorSm> diskInfoCollectorFor(udev_device * device,
+                                                    DeviceClassification const & classification,
                                                     Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
 
 }  // namespace StorageDevices

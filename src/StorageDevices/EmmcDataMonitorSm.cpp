@@ -26,8 +26,8 @@ bool isRead(ConnectedDisk const & disk) {
    return disk.busType() == ConnectedDisk::BusType::other;
 }
 
-// The next hexadecimal number of the stream, with or without 0x. Through a wider type: extracting into a
-// byte would read a character.
+// The next hexadecimal number of the stream, with or without 0x. It extracts into a wider type, since
+// extracting into a byte reads a character.
 std::optional<std::uint8_t> readByte(std::ifstream & stream) {
    unsigned value = 0;
    if (!(stream >> std::hex >> value) || value > std::numeric_limits<std::uint8_t>::max())

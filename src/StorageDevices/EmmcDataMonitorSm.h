@@ -1,4 +1,4 @@
-// Polls the health registers of eMMC chips into `EmmcData`.
+// Polls the health registers of eMMC devices into `EmmcData`.
 #pragma once
 
 #include <fstream>
@@ -11,7 +11,7 @@
 
 namespace StorageDevices {
 
-// The health registers of a chip, as the kernel shows them in sysfs.
+// The health registers of an eMMC device, which the kernel publishes in sysfs.
 class STORAGEDEVICES_API EmmcDataAccess {
  public:
    // False, and a trace, when the file cannot be opened.
@@ -37,7 +37,7 @@ class STORAGEDEVICES_API EmmcDataMonitorSm final : public DataMonitorSm {
 
    Pelm::Ptr<EmmcData> const & data() const { return data_; }
 
-   // Where the registers of a block device are; "%s" stands for its name.
+   // The folder of a block device's registers; "%s" stands for the device's name.
    Vorn::Attribute<Pelm::String, EmmcDataMonitorSm> emmcBaseDir{*this, "emmcBaseDir", "/sys/block/%s/device"};
    void emmcBaseDirIs(Pelm::String value) { emmcBaseDir.valueIs(std::move(value)); }
 

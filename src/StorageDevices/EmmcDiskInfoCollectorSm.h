@@ -1,5 +1,5 @@
-// Identifies an eMMC chip by its CID register, which the kernel shows at the disk's parent device.
-// It is done before it is handed out.
+// Identifies an eMMC device by its CID register, an attribute of the disk's parent device in sysfs. The
+// collector has finished when its factory returns it.
 #pragma once
 
 #include "StorageDevices/DiskInfoCollectorSm.h"
@@ -10,11 +10,11 @@ namespace StorageDevices {
 
 class EmmcDiskInfoCollectorSm final : public DiskInfoCollectorSm {
  public:
-   // The udev device must live until the collector is handed out.
+   // The udev device must exist until `handleInitialized` returns.
    EmmcDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk, udev_device * udevDisk);
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::eMmc; }
-   // Dangles when the collector has been handed out and its maker lets go of the device.
+   // Invalid as soon as the creator releases the device.
    udev_device * udevDisk() const { return udevDisk_; }
    void handleInitialized();
 

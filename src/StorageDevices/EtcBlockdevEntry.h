@@ -1,4 +1,4 @@
-// An entry of /etc/blockdev: which device it speaks of, and where that is mounted.
+// An entry of /etc/blockdev: the pattern of a device's path, and the device's mount name.
 #pragma once
 
 #include <tuple>

@@ -1,5 +1,5 @@
-// Completes an embedded USB flash disk: its model stands in the link that udev makes for it under
-// /dev/disk/by-id. It is done before it is handed out.
+// Identifies an embedded USB flash disk: its model is part of udev's link under /dev/disk/by-id. The
+// collector has finished when its factory returns it.
 #pragma once
 
 #include "StorageDevices/DiskInfoCollectorSm.h"
@@ -10,11 +10,11 @@ namespace StorageDevices {
 
 class EusbDiskInfoCollectorSm final : public DiskInfoCollectorSm {
  public:
-   // The udev device must live until the collector is handed out.
+   // The udev device must exist until `handleInitialized` returns.
    EusbDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk, udev_device * udevDisk);
 
    EntityMib::StorageType mibType() const override { return EntityMib::StorageType::eUsb; }
-   // Dangles when the collector has been handed out and its maker lets go of the device.
+   // Invalid as soon as the creator releases the device.
    udev_device * udevDisk() const { return udevDisk_; }
    void handleInitialized();
 

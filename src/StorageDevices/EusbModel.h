@@ -1,4 +1,4 @@
-// Tells the model of an embedded USB flash disk by the links that udev makes for it.
+// Reads the model of an embedded USB flash disk from udev's links to it.
 #pragma once
 
 #include <string>
@@ -6,16 +6,18 @@
 
 namespace StorageDevices {
 
-// The model that stands in the first /dev/disk/by-id/ link, between the link's first hyphen and the character
-// before the serial: /dev/disk/by-id/usb-Vendor_Flash_Drive_0123ABCD-0:0 with the serial 0123ABCD gives
-// Vendor_Flash_Drive. `model` itself when there is no such link, when it has no hyphen with at least two
-// characters behind it, when the serial is not found from the second of these on, or when it is empty. A
-// serial found at the second one leaves no model: the result is empty.
+// The model in the first /dev/disk/by-id/ link: the text between the link's first hyphen and the character
+// before the serial. /dev/disk/by-id/usb-Vendor_Flash_Drive_0123ABCD-0:0 with the serial 0123ABCD gives
+// Vendor_Flash_Drive.
 //
-// `devlinks` is udev's property "DEVLINKS", paths separated by white space, empty when the disk has none.
+// Answers `model` itself in these cases: there is no such link, fewer than two characters follow its first
+// hyphen, the serial is empty, or it is not found from the second of those characters on. A serial found at
+// the second character gives an empty model.
+//
+// `devlinks` is udev's property "DEVLINKS": paths separated by white space, or empty.
 std::string eusbModel(std::string_view devlinks, std::string_view serial, std::string_view model);
 
-// The texts by which a disk record knows the disk. None is empty: "Unknown" stands in.
+// The identity that goes into the disk record. No field is empty: "Unknown" replaces an empty text.
 struct EusbIdentity {
    std::string model;
    std::string serial;
@@ -24,7 +26,7 @@ struct EusbIdentity {
    bool operator==(EusbIdentity const &) const = default;
 };
 
-// The model told by the links, the serial and the firmware revision as given.
+// The model comes from the links; the serial and the firmware revision are the arguments.
 EusbIdentity eusbIdentity(std::string_view devlinks, std::string_view serial, std::string_view model,
                           std::string_view firmware);
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "StorageDevices/CDevsUtil.h"
-#include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/DeviceClassification.h"
 #include "StorageDevices/ExprPattern.h"
 #include "StorageDevices/RegularFile.h"
 #include "StorageDevices/Shortage.h"
@@ -17,49 +17,49 @@ namespace {
 
 Vorn::TraceHandle traceHandle{"StorageExamination", true};
 
-char const * collectorText(DeviceVerdict::Collector collector) {
+char const * collectorText(DeviceClassification::Collector collector) {
    switch (collector) {
-      case DeviceVerdict::Collector::none:
-         return "known by what udev says of it";
-      case DeviceVerdict::Collector::ssd:
+      case DeviceClassification::Collector::none:
+         return "identified by udev's properties";
+      case DeviceClassification::Collector::ssd:
          return "identified by hdparm -I";
-      case DeviceVerdict::Collector::eusb:
+      case DeviceClassification::Collector::eusb:
          return "identified by its link under /dev/disk/by-id";
-      case DeviceVerdict::Collector::nvme:
+      case DeviceClassification::Collector::nvme:
          return "identified by nvme list";
-      case DeviceVerdict::Collector::emmc:
+      case DeviceClassification::Collector::emmc:
          return "identified by its CID register";
    }
    return "";
 }
 
-std::string diskText(DeviceVerdict const & verdict) {
-   ConnectedDisk const & disk = *verdict.disk;
+std::string diskText(DeviceClassification const & classification) {
+   ConnectedDisk const & disk = *classification.disk;
    std::string const address = disk.deviceIntfAndAddress().str();
    std::string const attached =
        std::string{disk.busType().stringValue().view()} + (address.empty() ? "" : " (" + address + ")");
    return disk.mountPoint().str() + ", " + attached + ", " + std::to_string(disk.sizeGb()) + " GB, " +
-          collectorText(verdict.collector);
+          collectorText(classification.collector);
 }
 
 void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules const & rules,
              FruConfig const & fruConfig, Matcher const & matcher) {
    if (!isAddressable(device)) {
-      examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev knows no serial number of it"
-                                                              : "udev knows no device node of it";
+      examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
+                                                              : "udev has no device node for it";
       return;
    }
-   PathVerdict const path = judgePath(patternPath(device), rules, matcher);
+   PathClassification const path = classifyPath(patternPath(device), rules, matcher);
    if (path.shortage != 0) {
       examined.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
-   } else if (path.kind == PathVerdict::Kind::inactive) {
+   } else if (path.kind == PathClassification::Kind::inactive) {
       examined.reason = "multidrive lists it and it is not the source drive of multidrive_src";
-   } else if (path.kind == PathVerdict::Kind::strange) {
+   } else if (path.kind == PathClassification::Kind::unlisted) {
       examined.reason = "no entry of blockdev matches its path";
    } else {
-      DeviceVerdict const verdict = judge(device, path.mount, fruConfig);
-      examined.verdict = verdict.kind == DeviceVerdict::Kind::fixed ? "fixed" : "removable";
-      examined.reason = diskText(verdict);
+      DeviceClassification const classification = classify(device, path.mount, fruConfig);
+      examined.verdict = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
+      examined.reason = diskText(classification);
    }
 }
 
@@ -89,7 +89,7 @@ Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig) {
    result.udevAvailable = disks.error == 0;
    if (!result.udevAvailable)
       result.udevError = errorAndRemedy(disks.error);
-   // Every pattern meets every device: most are matched without a process.
+   // Every pattern is matched with every device; most patterns need no process.
    ExprPatterns patterns;
    Matcher const matcher = [&](char const * path, char const * pattern) {
       return patterns.ask(path, pattern);

@@ -1,4 +1,4 @@
-// What discovery would make of the devices of this machine, for a host that explains a configuration.
+// A preview of discovery on this machine, for a host that explains a configuration.
 #pragma once
 
 #include <string>
@@ -12,29 +12,28 @@
 namespace StorageDevices {
 
 struct STORAGEDEVICES_API ExaminedDevice {
-   std::string device;   // node, or the kernel's name where it has none
-   std::string sysPath;  // below /sys/devices, what the patterns of blockdev are matched against
+   std::string device;   // node, or the kernel's name for a device without one
+   std::string sysPath;  // below /sys/devices; blockdev's patterns are matched with it
    std::string verdict;  // "skipped", "removable" or "fixed"
-   std::string reason;   // why it is skipped, or where it is mounted, how attached and who identifies it
+   std::string reason;   // why it is skipped; or its mount point, bus, size and collector
 };
 
 struct STORAGEDEVICES_API Examination {
-   // What is wrong with the appliance's files: a line each, that names the file and says what to do.
+   // The errors in the appliance's files, as `applianceErrors` answers them.
    std::vector<std::string> errors;
    bool blockdevReadable = false;
    std::size_t blockdevEntries = 0;
    bool udevAvailable = false;
-   std::string udevError;  // why udev's devices cannot be listed, and what to do
+   std::string udevError;  // why udev's devices cannot be listed, and the remedy
    std::vector<ExaminedDevice> devices;
 };
 
-// What is wrong with the appliance's files: a line per error that names the file, the line in it where that
-// is known, and what to do. A file that is not there is none. Discovery itself takes what it can read and
-// traces the rest.
+// The errors in the appliance's files, one line each. A line names the file, the line number if known, and
+// the remedy. A missing file is no error. Discovery itself uses the valid entries and traces the errors.
 STORAGEDEVICES_API std::vector<std::string> applianceErrors(Pelm::String const & etcDir);
 
-// Reads the appliance's files and looks at every block device once, by the rules of discovery. Runs no
-// tool on any disk and changes nothing. Exported for hosts, since only the library knows its rules.
+// Reads the appliance's files and classifies every block device once, by the rules of discovery. Runs no tool
+// on a disk and changes nothing.
 STORAGEDEVICES_API Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig);
 
 }  // namespace StorageDevices

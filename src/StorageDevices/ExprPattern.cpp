@@ -11,14 +11,14 @@ namespace StorageDevices {
 
 namespace {
 
-// In the words of `expr`.
+// The exit codes of `expr`.
 constexpr int match = 0;
 constexpr int noMatch = 1;
 
 }  // namespace
 
 bool isPlainPattern(std::string const & pattern) {
-   // Alone these are words of `expr`'s own language.
+   // As a whole pattern, each of these is a keyword of `expr`.
    for (std::string_view const word :
         {"+",  "(", ")",  "match", "substr", "index", "length", "quote", "|", "&", "<",
          "<=", "=", "==", "!=",    ">=",     ">",     "-",      "*",     "/", "%", ":"})
@@ -40,7 +40,7 @@ class ExprPatterns::Compiled {
          regfree(&expression_);
    }
 
-   // `expr` takes more than is taken here (empty ranges, repeated repeats), so of the rest it is the judge.
+   // `expr` accepts more forms (empty ranges, repeated repeats), so other patterns are left to it.
    bool isCertain() const { return error_ == 0; }
    int status(char const * string) const {
       regmatch_t found{};

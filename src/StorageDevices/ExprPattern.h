@@ -1,8 +1,7 @@
-// Answers as `expr` does whether a pattern matches the beginning of a text, mostly without running it.
+// Answers like `expr` whether a pattern matches the beginning of a text, mostly without running it.
 //
-// A pattern without groups, repeat counts and back references is matched here and, as the tests prove, with
-// the same answer. All others are left to `expr` itself, where a pattern that costs without bound harms
-// nobody else.
+// A pattern without groups, repeat counts and back references is matched here; the tests compare the answers.
+// Others are left to `expr`: a pattern of unbounded cost then burdens a process of its own.
 #pragma once
 
 #include <memory>
@@ -13,7 +12,7 @@
 
 namespace StorageDevices {
 
-// Whether `expr` need not be run for the pattern.
+// Whether the pattern can be matched without `expr`.
 bool isPlainPattern(std::string const & pattern);
 
 // Compiles every pattern once.

@@ -1,6 +1,6 @@
-// What the library exports: one factory per monitor. Each makes a machine, starts it and hands it out;
-// the host keeps the pointer for as long as the monitor shall run. A machine that could not start is
-// handed out all the same, idle, and the failure is traced.
+// One factory per monitor. Each creates a machine, starts it and answers it. The monitor runs as long as the
+// host keeps the pointer. A machine that could not start is answered too; it is idle, and the failure is
+// traced.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -33,8 +33,8 @@ class SmartDataMonitorSm;
 class StorageDeviceErrWatcherSm;
 class TempSensorSm;
 
-// Discovery: keeps `connectedDevices` equal to the disks of this unit. Call it first; every other
-// monitor works from that set.
+// Discovery: keeps `connectedDevices` equal to the disks of this unit. Call it first; every other monitor
+// reads that set.
 STORAGEDEVICES_API Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(
     Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices> const & connectedDevices,
     Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm);
@@ -49,51 +49,51 @@ STORAGEDEVICES_API Pelm::Ptr<NvmeDataMonitorSm> nvmeDataMonitorSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
     Pelm::Ptr<NvmeData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
 
-// The health registers of eMMC chips.
+// The health registers of eMMC devices.
 STORAGEDEVICES_API Pelm::Ptr<EmmcDataMonitorSm> emmcDataMonitorSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
     Pelm::Ptr<EmmcData> const & data);
 
-// How much was read from and written to every disk over the last day.
+// The bytes read from and written to each disk in the last day.
 STORAGEDEVICES_API Pelm::Ptr<IOStatSm> iOStatSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval,
     Pelm::Ptr<ConnectedDevices const> const & connectedDevices, Pelm::Ptr<IOStatData> const & ioStatData);
 
-// Tells of disks that are missing or not mounted as expected, once, and of fixed disks that go. Call it
-// when discovery has settled.
+// Logs disks that are missing or not mounted as expected, once, and removals of fixed disks. Call it when
+// `internalDevicesReady` is true.
 STORAGEDEVICES_API Pelm::Ptr<DeviceDetectionSm> deviceDetectionSmFactory(
     Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices const> const & devices);
 
-// Warns of disks whose life falls fast.
+// Logs disks whose remaining life falls fast.
 STORAGEDEVICES_API Pelm::Ptr<DeviceLifetimeMonitorSm> deviceLifetimeMonitorSmFactory(
     Pelm::Ptr<ConnectedDevices> const & devices, Pelm::Ptr<EmmcData const> const & emmcData,
     Pelm::Ptr<NvmeData const> const & nvmeData, Pelm::Ptr<SmartData const> const & smartData,
     Pelm::Ptr<IOStatData> const & iostat);
 
-// Shows the drives' temperatures as sensors of the unit.
+// Publishes the drives' temperatures as sensors of the unit.
 STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> tempSensorSmFactory(
     Pelm::Ptr<FruConfig const> const & fruConfig,
     Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir,
     Pelm::Ptr<Vorn::Dir> const & envTempStatusDir, Pelm::Ptr<NvmeData const> const & nvmeData,
     Pelm::Ptr<SmartData const> const & smartData);
 
-// Tells of devices that the kernel reports errors of. Kernel lines arrive on a socket that is made at the
-// path.
+// Logs devices for which the kernel reports errors. Creates a socket at the path, on which it receives kernel
+// lines.
 STORAGEDEVICES_API Pelm::Ptr<StorageDeviceErrWatcherSm> storageDeviceErrWatcherSmFactory(
     Pelm::Ptr<StorageDevicesInfo> const & sdevInfo, Pelm::Ptr<ConnectedDevices const> const & connDevs,
     Pelm::String const & unixSockName);
 
-// Watches the mount points of the fixed disks that are known when it is called, and tests their file
-// systems. Call it when discovery has settled.
+// Watches the mount points of the fixed disks that are connected at the time of the call, and tests their
+// file systems. Call it when `internalDevicesReady` is true.
 STORAGEDEVICES_API Pelm::Ptr<MountPtMonitorManagerSm> mountPtMonitorManagerSmFactory(
     Pelm::Ptr<ConnectedDevices> const & devices);
 
-// One mount point of the above.
+// Watches a single mount point in that way.
 STORAGEDEVICES_API Pelm::Ptr<MountPtMonitorSm> mountPtMonitorSmFactory(
     Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
     Pelm::Ptr<ConnectedDevices const> const & devices);
 
-// The test of one file system, which runs between `start` and `stop`, and the system calls that it makes.
+// The test of one file system, which runs between `start` and `stop`, and its system calls.
 STORAGEDEVICES_API Pelm::Ptr<FsHealthSm> fsHealthSmFactory(Pelm::String const & mntPt, unsigned int blkSize,
                                                            Pelm::Ptr<ConnectedDevices const> const & devices);
 STORAGEDEVICES_API Pelm::Ptr<FsHealthIoOps> fsHealthIoOpsFactory();

@@ -16,7 +16,7 @@ namespace StorageDevices {
 
 namespace {
 
-// The injected result, or what the call answers.
+// The injected result if there is one, else the result of the call.
 template <class Call>
 auto injectedOr(FsHealthIoOps::Attribute const & result, FsHealthIoOps::Attribute const & error, Call call)
     -> decltype(call()) {
@@ -26,8 +26,7 @@ auto injectedOr(FsHealthIoOps::Attribute const & result, FsHealthIoOps::Attribut
    return result();
 }
 
-// In percent, of numbers whose product with 100 has no room in 64 bits without their last bits, which count
-// for nothing then.
+// Drops the last bits of numbers whose product with 100 exceeds 64 bits; they do not affect the percentage.
 int percentOf(std::uint64_t part, std::uint64_t whole) {
    constexpr std::uint64_t all = 100;
    constexpr int room = 57;

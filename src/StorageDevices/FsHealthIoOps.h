@@ -1,5 +1,5 @@
-// The system calls of the file system health test. Each can be made to fail on purpose: while its result
-// attribute is not 0, that is answered, with errno set to the errno attribute, and no call is made.
+// The system calls of the file system health test, with fault injection. While the result attribute of a call
+// is not 0, the call is not made: the attribute is answered, with errno set to the errno attribute.
 #pragma once
 
 #include <cstdint>
@@ -40,22 +40,22 @@ class STORAGEDEVICES_API FsHealthIoOps : public Pelm::Node {
    void closeRetIs(std::int32_t value) { closeRet.valueIs(value); }
    Attribute closeErrno{*this, "closeErrno", 0};
    void closeErrnoIs(std::int32_t value) { closeErrno.valueIs(value); }
-   // Percent, or -1; there is no errno to it.
+   // Percent, or -1; it has no errno attribute.
    Attribute utilChkRet{*this, "utilChkRet", 0};
    void utilChkRetIs(std::int32_t value) { utilChkRet.valueIs(value); }
 
-   // As the calls of the same name: a descriptor, an offset, a number of bytes or 0; negative, and errno, on
-   // failure. A file that is created gets mode 0644.
+   // Each answers like the call of its name: a descriptor, an offset, a number of bytes or 0; a negative
+   // value with errno set on failure. A created file gets mode 0644.
    int openPath(Pelm::String const & path, int flags) const;
-   // As `openPath`, with its injected results, for the test's own file below a mount point: no link is
-   // followed and nothing else is opened (CookieFile.h).
+   // Opens the test's own file below a mount point, by the rules of CookieFile.h. The injected results of
+   // `openPath` apply.
    int openCookie(Pelm::String const & mountPoint, int flags) const;
    std::int64_t lseekFd(int fd, int offset, int whence) const;
    std::int64_t readFd(int fd, void * buffer, std::uint32_t length) const;
    std::int64_t writeFd(int fd, void const * buffer, std::uint32_t length) const;
    int fsyncFd(int fd) const;
    int closeFd(int fd) const;
-   // Used space of a file system in percent, of what users may use; -1 when it cannot be told.
+   // Used space of a file system in percent of the space that users may use; -1 when it is unknown.
    int getUtilPercent(Pelm::String const & path) const;
 };
 

@@ -1,14 +1,14 @@
-// Proves, again and again, that a mounted file system takes data and gives it back: writes a block of
-// random text to a file of its own, syncs it, reads it back and compares, all past the page cache. Beside
-// that it looks at the use of the space every two minutes.
+// Tests periodically that a mounted file system stores data: writes a block of random text to a file of its
+// own, syncs it, reads it back and compares, all with direct I/O. Every two minutes it also checks the used
+// space.
 //
 // Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
-// MONITOR_WARNING. It touches nothing but "debug/healthTestCookie" below the mount point and nothing
-// that somebody put in its place.
+// MONITOR_WARNING. It accesses only "debug/healthTestCookie" below the mount point, and no other kind of file
+// in its place.
 //
-// States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart when the
-// mount point is not there; writeTest and readTest, waiting for their turn or for the file to be ready;
-// cleanup, closing the file, or stopped.
+// States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart if there is no
+// mount point; writeTest and readTest, waiting for their time or for the file to be ready; cleanup, closing
+// the file, or stopped.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,8 @@ class STORAGEDEVICES_API FsHealthSmState : public Vorn::EnumType<unsigned char, 
 
 class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
  public:
-   // `blkSize`: bytes of a block of the device, a power of two of at least 8; anything else ends the process.
+   // `blkSize`: bytes of a block of the device, a power of two, 8 or more. Any other value aborts the
+   // process.
    FsHealthSm(Pelm::String mntPt, std::uint32_t blkSize, Pelm::Ptr<ConnectedDevices const> devices);
    ~FsHealthSm() override;
 
@@ -55,7 +56,7 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    std::uint32_t blkSize() const { return blkSize_; }
    Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
    Pelm::Ptr<FsHealthIoOps> const & ioOps() const { return ioOps_; }
-   // `blkSize` bytes, aligned to `blkSize`: all that is written from and read into.
+   // The buffer of writes and reads: `blkSize` bytes, aligned to `blkSize`.
    char const * alignedBlock() const { return alignedBlock_.get(); }
    // Watches the file of a phase; -1 between them.
    Pelm::Ptr<Vorn::FileDescriptor const> fsHealthSmFd() const { return fsHealthSmFd_; }
@@ -69,18 +70,18 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    Attribute<Pelm::String> cookieFilePath{*this, "cookieFilePath"};
    Attribute<Pelm::String> cookieData{*this, "cookieData"};
 
-   // A failure of the current test was logged.
+   // Whether a failure of the current test was logged.
    Attribute<bool> syslogTriggered{*this, "syslogTriggered", false};
-   // Failures that were only traced, and operations that were to be tried again, since the start.
+   // Since the start: failures that were only traced, and operations that answered EAGAIN.
    Attribute<std::uint64_t> nonSyslogErrorCount{*this, "nonSyslogErrorCount", 0};
    Attribute<std::uint64_t> eagainErrorCount{*this, "eagainErrorCount", 0};
-   // The phases of the current test that are done.
+   // Whether the phase of the current test has succeeded.
    Attribute<bool> writeTestOk{*this, "writeTestOk", false};
    Attribute<bool> readTestOk{*this, "readTestOk", false};
-   // The warning was given and the use has not fallen since.
+   // Whether the warning was logged and the use has not fallen since.
    Attribute<bool> utilThresholdExceeded{*this, "utilThresholdExceeded", false};
 
-   // Percent of use above which the warning is given.
+   // Percent of use above which the warning is logged.
    Attribute<std::uint32_t> highUtilThreshold{*this, "highUtilThreshold", 85};
    void highUtilThresholdIs(std::uint32_t value) { highUtilThreshold.valueIs(value); }
    // Seconds from a test whose failure was logged to the next.
@@ -89,22 +90,22 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    // Seconds from any other test to the next, and before each phase.
    Attribute<Vorn::Seconds> testDelay{*this, "testDelay", 300};
    void testDelayIs(Vorn::Seconds value) { testDelay.valueIs(value); }
-   // Seconds that the opened file may take to be ready.
+   // Seconds within which the opened file must become ready.
    Attribute<Vorn::Seconds> hungDelay{*this, "hungDelay", 300};
    void hungDelayIs(Vorn::Seconds value) { hungDelay.valueIs(value); }
-   // Seconds between looks at the use.
+   // Seconds between two checks of the used space.
    Attribute<Vorn::Seconds> utilChkDelay{*this, "utilChkDelay", 120};
    void utilChkDelayIs(Vorn::Seconds value) { utilChkDelay.valueIs(value); }
 
    Attribute<FsHealthSmState> state{*this, "state", FsHealthSmState::idle};
-   // Enters a state and does what its entry asks for; nothing when it is in it already.
+   // Enters a state and runs its entry action. Does nothing if the machine is in that state.
    void stateIs(FsHealthSmState value);
-   // Between `start` and `stop`.
+   // Whether `start` was called, and `stop` not since.
    Attribute<bool> running{*this, "running", false};
    Attribute<bool> initialized{*this, "initialized", false};
 
-   // Both may be called from anywhere, the machine's own notifications included: what was going on ends
-   // there.
+   // Both may be called from anywhere, from the machine's own notifications too. They end any activity in
+   // progress.
    void start();
    void stop();
 
@@ -137,7 +138,7 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    void emitSyslog(char const * opName, char const * errorMsg) const;
    void armTestClock(Vorn::Seconds delay);
 
-   // Every call that a dying disk may hold is made through this, so that whoever watches the loop sees it.
+   // Makes a call that may stall on a failing disk, and publishes it for a watchdog of the loop.
    template <class Call>
    auto published(char const * operation, Call const & call) const {
       Vorn::BlockingCall const crumb{operation, mntPt_.view()};
@@ -151,8 +152,8 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    Pelm::String mntPt_;
    std::uint32_t blkSize_;
    Pelm::Ptr<ConnectedDevices const> devices_;
-   // Another one with every change of state and when the last user goes: a handler that finds one after it
-   // has notified somebody ends there.
+   // Changes with every change of state and when the last user goes. A handler that finds it changed after a
+   // notification must return.
    std::uint64_t course_ = 0;
    Pelm::Ptr<FsHealthIoOps> ioOps_;
    std::unique_ptr<char, Free> alignedBlock_;

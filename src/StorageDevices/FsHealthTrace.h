@@ -1,4 +1,4 @@
-// The facility of the file system health test and its system calls.
+// The trace facility of the file system health test and its system calls.
 #pragma once
 
 #include "runtime/Vorn/Trace.h"

@@ -42,16 +42,16 @@ std::size_t skip(std::string_view text, std::size_t at) {
 
 struct Value {
    std::string_view text;
-   std::size_t next;  // just behind the label of the next line
+   std::size_t next;  // behind the label of the next line
 };
 
-// Reads the value that begins at `at`, just behind its label, up to and including the label after it.
+// Reads the value that begins at `at`, behind its label, up to and including the next label.
 //
 // No class holds a line feed or a colon. A value therefore either begins behind all the white space and
 // ends at a line feed, or it is empty and stands before the last line feed of that white space, which
 // needs one more white space character before it. The second way requires the next label right where the
-// first way would begin its value, and that label's colon defeats the first way: no choice made here ever
-// has to be taken back when a later line does not fit.
+// first way would begin its value, and that label's colon excludes the first way. So no choice made here
+// needs backtracking when a later line does not match.
 template <CharacterClass isIn>
 std::optional<Value> readValue(std::string_view report, std::size_t at, std::string_view nextLabel) {
    std::size_t const begin = skip<isSpace>(report, at);

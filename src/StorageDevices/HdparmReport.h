@@ -1,7 +1,7 @@
-// Reads a disk's identity and size out of the identification report of `hdparm -I`.
+// Reads a disk's identity and size from the identification report of `hdparm -I`.
 //
-// The report is outside data of any length and content. Reading it takes time linear in its length and
-// no recursion. It is read as a C string: whatever follows its first NUL is not seen.
+// The report is untrusted data of any length and content. Reading takes time linear in its length, without
+// recursion. The report is read as a C string: it ends at its first NUL.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace StorageDevices {
 
-// The three values as they stand in the report, trailing blanks included. They point into the report.
+// The three values with their trailing blanks. They point into the report.
 struct HdparmIdentity {
    std::string_view model;     // word characters and 0x20 (blank) to 0x2E (full stop)
    std::string_view serial;    // word characters, blank and hyphen
@@ -21,23 +21,23 @@ struct HdparmIdentity {
    bool operator==(HdparmIdentity const &) const = default;
 };
 
-// The first place in the report where the lines "Model Number:", "Serial Number:" and "Firmware
-// Revision:" follow each other with nothing but white space between them and each value runs to the end
-// of its line; nothing when there is no such place. Finds what a search for this ECMAScript pattern finds:
+// Finds the first place where the lines "Model Number:", "Serial Number:" and "Firmware Revision:" follow
+// each other with only white space between them, each value up to the end of its line. Nothing when there is
+// no such place. Equals a search for this ECMAScript pattern:
 //    \s*Model Number:\s+([\w -\.]*)\n\s*Serial Number:\s+([\w -]*)\n\s*Firmware Revision:\s+([\w -\/]*)\n
 std::optional<HdparmIdentity> findIdentity(std::string_view report);
 
-// The digits of the first "(<digits> GB)", at least one; nothing when the report has no such text. They
-// point into the report. Finds what a search for the ECMAScript pattern \((\d+) GB\) finds.
+// The digits of the first "(<digits> GB)", at least one, as a part of the report; nothing when there is no
+// such text. Equals a search for the ECMAScript pattern \((\d+) GB\).
 std::optional<std::string_view> findSizeGb(std::string_view report);
 
-// The size in gigabytes of 10^9 bytes that the leading digits spell; nothing when there are none or when
-// the number is above 4294967295.
+// The number of the leading digits, in gigabytes of 10^9 bytes. Nothing without digits, and for a number
+// above 4294967295.
 std::optional<std::uint32_t> parseSizeGb(std::string_view digits);
 
-// The text without its trailing blanks. Only 0x20 is a blank here; other white space stays.
+// The text without its trailing blanks (0x20). Other white space stays.
 std::string_view strippedMatch(std::string_view text);
-// The same of what a group of a regular expression has matched; empty when it has not.
+// The same for the match of a group of a regular expression; empty when the group did not match.
 template <class Iterator>
 std::string strippedMatch(std::sub_match<Iterator> const & match) {
    return std::string{strippedMatch(std::string_view{match.str()})};

@@ -26,8 +26,8 @@ constexpr char pathVariable[] = "STORAGEDEVICES_IOSTAT_PATH_BASE";
 constexpr Vorn::Seconds day = 86400;
 constexpr unsigned sectorShift = 9;  // sectors of 512 bytes
 
-// A file's first line. Some 20 numbers of 20 digits fit many times; a line that does not fit is shown as
-// an empty one, for a cut number would be a wrong one.
+// The first line of a file. The buffer has room for 20 numbers of 20 digits many times over. A longer line
+// counts as empty, since a cut number would be wrong.
 class FirstLine {
  public:
    bool open(std::string const & path) {
@@ -120,7 +120,7 @@ void IOStatSm::handleConnectedDevices(Pelm::String const & serial) {
 void IOStatSm::handlePollClock() {
    if (!initialized())
       return;
-   // Who is told of a failed sample may let go of the monitor.
+   // A subscriber that is notified of a failed sample may drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    for (auto const entry : ioStatData_->ioStatData) {
       if (nodeFlag(Flag::zombie))

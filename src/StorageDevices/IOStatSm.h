@@ -1,8 +1,8 @@
-// Samples how many bytes were read from and written to every disk, and keeps a day of it.
+// Samples the bytes read from and written to each disk, and keeps the samples of a day.
 //
 // Inputs: the connected disks, the poll interval and each disk's stat file. Output: a history per disk.
-// A disk is sampled when it appears and at every poll; the first poll comes one interval after the start,
-// and a change of the interval polls at once. A disk that goes takes its history with it.
+// A disk is sampled when it appears and at every poll. The first poll is one interval after the start; a
+// change of the interval polls at once. The history of a removed disk is deleted.
 #pragma once
 
 #include <cstdint>
@@ -27,8 +27,8 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    IOStatSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> connectedDevices,
             Pelm::Ptr<IOStatData> ioStatData);
 
-   // Where the stat file of a block device is; "%s" stands for its name. At the start the environment
-   // variable STORAGEDEVICES_IOSTAT_PATH_BASE is taken when it is set.
+   // The path of a block device's stat file; "%s" stands for the device's name. At the start the environment
+   // variable STORAGEDEVICES_IOSTAT_PATH_BASE replaces it, if set.
    Vorn::Attribute<Pelm::String, IOStatSm> ioStatPathBase{*this, "ioStatPathBase", "/sys/block/%s/stat"};
    void ioStatPathBaseIs(Pelm::String value) { ioStatPathBase.valueIs(std::move(value)); }
 
@@ -36,7 +36,7 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    Vorn::Attribute<bool, IOStatSm> shouldRecordMeasurement{*this, "shouldRecordMeasurement", true};
    void shouldRecordMeasurementIs(bool value) { shouldRecordMeasurement.valueIs(value); }
 
-   // Failed samples since the start: the file could not be opened, had no line, or its line has not the
+   // Failed samples since the start: the file could not be opened, had no line, or its line lacked the
    // numbers.
    Vorn::Attribute<std::uint32_t, IOStatSm> openErrorCount{*this, "openErrorCount", 0};
    Vorn::Attribute<std::uint32_t, IOStatSm> getlineErrorCount{*this, "getlineErrorCount", 0};

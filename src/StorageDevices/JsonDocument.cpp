@@ -18,9 +18,9 @@ using Pool = JsonValue::AllocatorType;
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Agent::JsonMemory>;
 using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Agent::JsonMemory>;
 
-// What the values of a text can take at most: an element takes 16 bytes for at least two of the text, a
-// member 32 for at least five, and a string little more than its own size. Texts of more than a MiB may take
-// half of that, which still is more than reports of tools do.
+// The most that the values of a text can occupy: an element 16 bytes for at least two of the text, a member
+// 32 for at least five, a string little more than its own size. Texts above a MiB may occupy half of that;
+// reports of tools need less.
 std::size_t bytesFor(std::string_view text) {
    constexpr std::size_t slack = 64;
    constexpr std::size_t densest = 8;
@@ -28,8 +28,8 @@ std::size_t bytesFor(std::string_view text) {
    return std::min(text.size() * densest, std::max(JsonDocument::roomForAll, text.size() * dense)) + slack;
 }
 
-// Builds the document from the reader's events and ends the reading when it goes too deep or takes more
-// memory than there is. The reader recurses once per level, after it has reported the level's start.
+// Builds the document from the reader's events. It stops the reader at the bound of nesting or memory. The
+// reader recurses once per level, after it has reported the start of the level.
 class BoundedBuilder {
  public:
    using Ch = Document::Ch;
@@ -68,13 +68,13 @@ class BoundedBuilder {
       return true;
    }
 
-   // A short text has its place in its value.
+   // A value stores a short text itself.
    bool takeText(Size size) {
       constexpr Size shortText = 12;
       return take(size < shortText ? value : value + RAPIDJSON_ALIGN(size + 1));
    }
 
-   // Each value is first on the document's stack and then, when what it is part of ends, in the pool.
+   // A value is on the document's stack until its parent ends, then in the pool.
    bool take(std::size_t bytes) {
       if (bytes > bytesLeft_)
          return false;
@@ -89,8 +89,7 @@ class BoundedBuilder {
 
 }  // namespace
 
-// The pool never needs more than its buffer: where it asked the system for more, it would not notice that
-// there is none.
+// The pool never needs more than its buffer. If it asked the system for more, it would not notice a failure.
 struct JsonDocument::Content {
    explicit Content(std::size_t bytes)
        : buffer(Agent::JsonMemory::Malloc(bytes + poolHead), &Agent::JsonMemory::Free),

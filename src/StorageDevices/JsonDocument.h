@@ -1,9 +1,8 @@
-// A JSON text of a tool, read whole: either a document or why it is none.
+// A parsed JSON text of a tool: either a document or an error.
 //
-// The text is outside data. It is read by RapidJSON under its default rules, as a C string (whatever
-// follows its first NUL is not seen). Its nesting is bounded before it can exhaust the stack, and so is the
-// memory that it takes. A text beyond these bounds, or for which there is no memory, is no document; its
-// error is "Terminate parsing due to Handler error."
+// The text is untrusted. RapidJSON reads it under its default rules, as a C string that ends at its first
+// NUL. Nesting and memory are bounded. A text beyond a bound, or for which there is no memory, has the error
+// "Terminate parsing due to Handler error."
 #pragma once
 
 #include <rapidjson/fwd.h>
@@ -20,14 +19,14 @@ using JsonValue = rapidjson::Value;
 
 class JsonDocument {
  public:
-   // The error of a text that is beyond the bounds or finds no memory.
+   // The error of a text beyond the bounds or without memory.
    static constexpr std::string_view tooMuch = "Terminate parsing due to Handler error.";
 
    // Levels of arrays and objects inside each other.
    static constexpr unsigned maxDepth = 512;
 
-   // Bytes that a document may take whatever its text; no text of up to a MiB takes more. A longer text may
-   // take four bytes for each of its own.
+   // Bytes that any document may occupy; a text of up to a MiB needs no more. The document of a longer text
+   // may occupy four times the text's size.
    static constexpr std::size_t roomForAll = std::size_t{8} << 20U;
 
    explicit JsonDocument(std::string_view text);
@@ -40,8 +39,7 @@ class JsonDocument {
    // RapidJSON's English description of the first error, empty when there is none.
    std::string_view error() const { return error_; }
 
-   // The outermost value; null when the text is no document. It and all values below it live as long as
-   // the document.
+   // The outermost value; a JSON null when there is an error. All values exist as long as the document.
    JsonValue const & root() const;
 
  private:
@@ -50,11 +48,10 @@ class JsonDocument {
    std::string_view error_;
 };
 
-// Look-ups that copy nothing and take what they are given: any kind of value, or none (a null pointer), so
-// that they chain. Names and texts are compared and returned with their length, NULs included.
+// Look-ups without copies. They accept any kind of value and a null pointer, so that calls can be chained.
+// Names and texts have a length and may contain NULs.
 
-// The object's member of that name (the first, where the text has several); null when there is none or when
-// the value is no object.
+// The object's first member of that name; null when there is none or the value is no object.
 JsonValue const * jsonMember(JsonValue const * value, std::string_view name);
 
 // A string; nothing for any other kind.

@@ -1,6 +1,6 @@
-// One reader per pattern, without going back: what a repetition of a pattern takes is always followed by a
-// character that it cannot take, so there is one length that it can have. Where that is not so, ".*" and the
-// time stamp, a comment says which of several ways the expression prefers.
+// One reader per pattern, without backtracking. A character that a repetition cannot match follows almost
+// every repetition, so its length is unique. For the exceptions, ".*" and the time stamp, a comment names the
+// length that the expression prefers.
 #include "StorageDevices/KernelLine.h"
 
 #include <algorithm>
@@ -13,84 +13,85 @@
 namespace StorageDevices {
 namespace {
 
-// "\s*\d{1,}.\d{1,6}\]\s*", from behind the opening bracket. Any character may separate the two numbers.
-// It may be a digit too, as in "1111]", which then is what it must be, or the closing bracket, as in
-// "111]1]". Of the latter the expression prefers to read more; nothing that it would find behind "111]" is
-// missed, since no pattern goes on with "1]" but the one with ".*", for which both ends are alike.
-bool takesStamp(Cursor & cursor) {
+// "\s*\d{1,}.\d{1,6}\]\s*", from behind the opening bracket. Any character may separate the two numbers: a
+// digit, as in "1111]", or the closing bracket, as in "111]1]". In "111]1]" the expression prefers the longer
+// stamp. The shorter one gives no other result: only the pattern with ".*" can continue with "1]", and it
+// accepts both.
+bool consumeStamp(Cursor & cursor) {
    cursor.run<isSpace>();
    std::size_t const digits = cursor.run<isDigit>().size();
    if (digits == 0)
       return false;
    Cursor separated = cursor;
-   bool const isSeparated = separated.takesOne<isInLine>() && separated.takesRun<isDigit>() &&
-                            separated.at - cursor.at <= 1 + 6 && separated.takes("]");
+   bool const isSeparated = separated.consumeOne<isInLine>() && separated.consumeRun<isDigit>() &&
+                            separated.at - cursor.at <= 1 + 6 && separated.consume("]");
    if (isSeparated)
       cursor = separated;
-   else if (digits < 3 || !cursor.takes("]"))
+   else if (digits < 3 || !cursor.consume("]"))
       return false;
    cursor.run<isSpace>();
    return true;
 }
 
-bool takesOneOf(Cursor & cursor, auto const &... texts) {
-   return (cursor.takes(texts) || ...);
+bool consumeOneOf(Cursor & cursor, auto const &... texts) {
+   return (cursor.consume(texts) || ...);
 }
 
 bool isUsbEvent(Cursor cursor) {
-   if (!cursor.takesRun<isSpace>())
+   if (!cursor.consumeRun<isSpace>())
       return false;
-   if (takesOneOf(cursor, "USB disconnect, device number", "USB disconnect, address",
-                  "device descriptor read"))
+   if (consumeOneOf(cursor, "USB disconnect, device number", "USB disconnect, address",
+                    "device descriptor read"))
       return true;
-   return cursor.takes("reset ") && cursor.takesRun<isLower>() && cursor.takes("-speed USB device number");
+   return cursor.consume("reset ") && cursor.consumeRun<isLower>() &&
+          cursor.consume("-speed USB device number");
 }
 
-// "\{ [a-zA-Z0-9 ]+ \}": the last blank is not one of the words'.
+// "\{ [a-zA-Z0-9 ]+ \}"; the last blank belongs to " \}".
 bool isBraced(Cursor cursor) {
-   if (!cursor.takes("{ "))
+   if (!cursor.consume("{ "))
       return false;
    std::string_view const words = cursor.run<isAlnumOrBlank>();
-   return words.size() >= 2 && words.ends_with(' ') && cursor.takes("}");
+   return words.size() >= 2 && words.ends_with(' ') && cursor.consume("}");
 }
 
 bool isAtaEvent(Cursor cursor) {
-   if (takesOneOf(cursor, "SError: ", "error: "))
+   if (consumeOneOf(cursor, "SError: ", "error: "))
       return isBraced(cursor);
-   return takesOneOf(cursor, "internal fatal error", "COMRESET failed", "hard resetting link",
-                     "failed command:");
+   return consumeOneOf(cursor, "internal fatal error", "COMRESET failed", "hard resetting link",
+                       "failed command:");
 }
 
-// "(:|.\d+:)\s+". Only one of the two can be: blank or digit follows the first character. Digits of the port
-// may be read as the unit's too, as in "ata123:", but the port's name takes as many as it can.
-bool takesAtaUnit(Cursor & cursor) {
+// "(:|.\d+:)\s+". A blank or a digit follows the first character, so only one alternative can match. In
+// "ata123:" the digits could belong to the unit too; the port's name takes as many as possible.
+bool consumeAtaUnit(Cursor & cursor) {
    Cursor const unit = cursor;
-   if (cursor.takes(":") && cursor.takesRun<isSpace>())
+   if (cursor.consume(":") && cursor.consumeRun<isSpace>())
       return true;
    cursor = unit;
-   return cursor.takesOne<isInLine>() && cursor.takesRun<isDigit>() && cursor.takes(":") &&
-          cursor.takesRun<isSpace>();
+   return cursor.consumeOne<isInLine>() && cursor.consumeRun<isDigit>() && cursor.consume(":") &&
+          cursor.consumeRun<isSpace>();
 }
 
 // "error -5 ...", from behind "error -".
 bool isCardError(Cursor cursor) {
-   if (!cursor.takesRun<isDigit>())
+   if (!cursor.consumeRun<isDigit>())
       return false;
-   if (cursor.takes(" sending status command"))
+   if (cursor.consume(" sending status command"))
       return true;
-   return cursor.takes(" transferring data, sector ") && cursor.takesRun<isDigit>() &&
-          cursor.takes(", nr ") && cursor.takesRun<isDigit>() && cursor.takes(", cmd response");
+   return cursor.consume(" transferring data, sector ") && cursor.consumeRun<isDigit>() &&
+          cursor.consume(", nr ") && cursor.consumeRun<isDigit>() && cursor.consume(", cmd response");
 }
 
-// "([a-zA-Z0-9]+), sector \d+" and its like.
+// "([a-zA-Z0-9]+), sector \d+" and similar.
 std::string_view deviceAndBlock(Cursor cursor, std::string_view block) {
    std::string_view const device = cursor.run<isAlnum>();
-   bool const isFound = !device.empty() && cursor.takes(block) && cursor.takesOne<isDigit>();
+   bool const isFound = !device.empty() && cursor.consume(block) && cursor.consumeOne<isDigit>();
    return isFound ? device : std::string_view();
 }
 
-// The patterns behind one time stamp. The same object is asked for every stamp of a line, from left to right,
-// and does not search again what it has searched in vain: many stamps take no more time than one.
+// The patterns behind a time stamp. One object serves all stamps of a line, from left to right. It does not
+// repeat a search that failed, so many stamps take no more time than one.
 class Line {
  public:
    // Reads the device, empty when the pattern does not match.
@@ -109,8 +110,8 @@ class Line {
  private:
    std::string_view usbPort(Cursor cursor) {
       Place const port = cursor.at;
-      if (!cursor.takes("usb ") || !cursor.takesRun<isDigit>() || !cursor.takes("-") ||
-          !cursor.takesRun<isDigit>())
+      if (!cursor.consume("usb ") || !cursor.consumeRun<isDigit>() || !cursor.consume("-") ||
+          !cursor.consumeRun<isDigit>())
          return {};
       return last(":", cursor.at, usbSearched_, [port](Cursor behind) {
          return isUsbEvent(behind) ? between(port, behind.at - 1) : std::string_view();
@@ -119,77 +120,77 @@ class Line {
 
    std::string_view ataPort(Cursor cursor) {
       Place const port = cursor.at;
-      if (!cursor.takes("ata") || !cursor.takesRun<isDigit>())
+      if (!cursor.consume("ata") || !cursor.consumeRun<isDigit>())
          return {};
       std::string_view const name = between(port, cursor.at);
-      if (!takesAtaUnit(cursor) || !(isAtaEvent(cursor) || hasInterfaceError(cursor)))
+      if (!consumeAtaUnit(cursor) || !(isAtaEvent(cursor) || hasInterfaceError(cursor)))
          return {};
       return name;
    }
 
    std::string_view card(Cursor cursor) {
       Place const start = cursor.at;
-      if (!takesOneOf(cursor, "mmc0:", "mmcblk0:"))
+      if (!consumeOneOf(cursor, "mmc0:", "mmcblk0:"))
          return {};
       std::string_view const name = between(start, cursor.at - 1);
-      if (!cursor.takesRun<isSpace>())
+      if (!cursor.consumeRun<isSpace>())
          return {};
-      bool const isError =
-          cursor.takes("Timeout waiting for hardware") || (cursor.takes("error -") && isCardError(cursor));
+      bool const isError = cursor.consume("Timeout waiting for hardware") ||
+                           (cursor.consume("error -") && isCardError(cursor));
       return isError ? name : std::string_view();
    }
 
    std::string_view fileSystem(Cursor cursor) {
       auto const closing = [](std::string_view text) { return findPair(text, ')', ':'); };
       if (next(closing, cursor.at, closed_) == end_)
-         return {};  // nearly all lines end here, and sooner than the search below would know
+         return {};  // the result for nearly all lines, without the search below
       return last("(", cursor.at, fileSystemSearched_, [this](Cursor behind) {
          std::string_view const device = behind.run<isAlnum>();
-         bool const isEvent =
-             !device.empty() && behind.takes("):") && behind.takesOne<isSpace>() && isFileSystemEvent(behind);
+         bool const isEvent = !device.empty() && behind.consume("):") && behind.consumeOne<isSpace>() &&
+                              isFileSystemEvent(behind);
          return isEvent ? device : std::string_view();
       });
    }
 
    std::string_view ext4FileSystem(Cursor cursor) {
-      if (!cursor.takes("EXT4-fs ") || !cursor.takesRun<isLower>() || !cursor.takes(" (device "))
+      if (!cursor.consume("EXT4-fs ") || !cursor.consumeRun<isLower>() || !cursor.consume(" (device "))
          return {};
       std::string_view const device = cursor.run<isAlnum>();
-      return cursor.takes("):") ? device : std::string_view();
+      return cursor.consume("):") ? device : std::string_view();
    }
 
    std::string_view scsiDisk(Cursor cursor) {
-      if (!cursor.takes("sd") || !cursor.takesOne<isSpace>())
+      if (!cursor.consume("sd") || !cursor.consumeOne<isSpace>())
          return {};
       for (int number = 0; number < 4; ++number)
-         if (!cursor.takesRun<isDigit>() || !cursor.takes(":"))
+         if (!cursor.consumeRun<isDigit>() || !cursor.consume(":"))
             return {};
-      if (!cursor.takesOne<isSpace>() || !cursor.takes("["))
+      if (!cursor.consumeOne<isSpace>() || !cursor.consume("["))
          return {};
       std::string_view const disk = cursor.run<isLetter>();
-      bool const isError = cursor.takes("]") && takesOneOf(cursor, " Unhandled error", "  Sense Key : ");
+      bool const isError = cursor.consume("]") && consumeOneOf(cursor, " Unhandled error", "  Sense Key : ");
       return isError ? disk : std::string_view();
    }
 
    std::string_view updateRequest(Cursor cursor) {
-      bool const isError = cursor.takes("blk_update_request: I/O error, dev ");
+      bool const isError = cursor.consume("blk_update_request: I/O error, dev ");
       return isError ? deviceAndBlock(cursor, ", sector ") : std::string_view();
    }
 
    std::string_view endRequest(Cursor cursor) {
-      if (!cursor.takes("end_request:"))
+      if (!cursor.consume("end_request:"))
          return {};
       return last("error, dev ", cursor.at, requestSearched_,
                   [](Cursor behind) { return deviceAndBlock(behind, ", sector "); });
    }
 
    std::string_view bufferError(Cursor cursor) {
-      bool const isError = cursor.takes("Buffer I/O error on device ");
+      bool const isError = cursor.consume("Buffer I/O error on device ");
       return isError ? deviceAndBlock(cursor, ", logical block ") : std::string_view();
    }
 
-   // What a greedy ".*" before the text finds: the last place of the text in the line from which `device`
-   // reads one. Up to `searched` there is none.
+   // The result of a greedy ".*" before the text: the last occurrence of the text in the line from which
+   // `device` reads a name. There is none before `searched`.
    std::string_view last(std::string_view text, Place from, Place & searched, auto const & device) {
       if (from < searched)
          return {};
@@ -211,10 +212,10 @@ class Line {
    }
 
    bool isFileSystemEvent(Cursor cursor) {
-      if (cursor.takes("Directory bread"))
+      if (cursor.consume("Directory bread"))
          return hasFailed(cursor);
-      return takesOneOf(cursor, "Remounting filesystem", "This should", "unable to read inode",
-                        "FAT read failed", "Filesystem has been set", "Remounting read-only");
+      return consumeOneOf(cursor, "Remounting filesystem", "This should", "unable to read inode",
+                          "FAT read failed", "Filesystem has been set", "Remounting read-only");
    }
 
    // ".*failed"
@@ -224,8 +225,8 @@ class Line {
       return at != end_ && at + failed.size() <= endOfLine(cursor.at);
    }
 
-   // The next place that `find` finds, or the end. Asked from left to right, so `known`, the last answer, may
-   // still be right.
+   // The next place that `find` finds, or the end. Calls go from left to right, so `known`, the previous
+   // answer, may still be valid.
    Place next(auto const & find, Place from, Place & known) const {
       if (known < from) {
          std::string_view const rest = between(from, end_);
@@ -244,7 +245,7 @@ class Line {
 
    Place begin_;
    Place end_;
-   Place lineFrom_ = end_;  // the line asked for last
+   Place lineFrom_ = end_;  // of the latest line
    Place lineEnd_ = end_;
    Place usbSearched_ = begin_;
    Place interfaceSearched_ = begin_;
@@ -264,7 +265,7 @@ constinit std::array<Line::Pattern, 9> const Line::patterns{{{'u', &Line::usbPor
                                                              {'e', &Line::endRequest},
                                                              {'B', &Line::bufferError}}};
 
-// Where the next time stamp may begin: behind "kernel: [", of which the bracket is the rarest character.
+// The possible begin of the next time stamp, behind "kernel: [". The bracket is its rarest character.
 std::size_t nextStamp(std::string_view line, std::size_t from) {
    for (auto at = line.find('[', from); at != line.npos; at = line.find('[', at + 1))
       if (line.substr(0, at).ends_with("kernel: "))
@@ -278,10 +279,10 @@ std::optional<std::string_view> deviceInKernelLine(std::string_view line) {
    line = line.substr(0, line.find('\0'));
    Line reader(line);
    std::optional<std::string_view> device;
-   std::size_t open = Line::patterns.size();  // how many patterns would precede the one that gave the device
+   std::size_t open = Line::patterns.size();  // patterns before the one that gave the device
    for (auto at = nextStamp(line, 0); at != line.npos && open > 0; at = nextStamp(line, at)) {
       Cursor cursor{line.data() + at, line.data() + line.size()};
-      if (!takesStamp(cursor) || cursor.at == cursor.end)
+      if (!consumeStamp(cursor) || cursor.at == cursor.end)
          continue;
       for (std::size_t i = 0; i < open; ++i) {
          auto const & pattern = Line::patterns[i];

@@ -1,4 +1,4 @@
-// The device that a line of the kernel's log tells an error of.
+// Finds the device for which a line of the kernel's log reports an error.
 #pragma once
 
 #include <optional>
@@ -6,10 +6,10 @@
 
 namespace StorageDevices {
 
-// The answer of kernelLinePatterns (KernelLinePatterns.h): the first group of the first pattern that is found
-// in the line, a part of the line, for example "usb 1-2", "ata1" or "sda"; nothing when none is found. Any
-// bytes of any length may stand in the line, a zero byte ends it. Takes time in proportion to the length and
-// neither memory nor deep stack, whatever the line holds.
+// The first group of the first of the kernelLinePatterns (KernelLinePatterns.h) that is found in the line, as
+// a part of the line: for example "usb 1-2", "ata1" or "sda". Nothing when none is found. The line may have
+// any bytes and any length; it ends at a NUL. The time is proportional to the length. No memory is allocated
+// and nothing recurses.
 std::optional<std::string_view> deviceInKernelLine(std::string_view line);
 
 }  // namespace StorageDevices

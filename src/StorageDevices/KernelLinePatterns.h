@@ -1,7 +1,7 @@
-// The lines of the kernel's log that tell an error of a storage device, as ECMAScript expressions.
+// ECMAScript expressions for the lines of the kernel's log that report an error of a storage device.
 //
-// They are tried in this order, each as a search in the whole line. The first that matches decides, and its
-// first group is the kernel's name for the device. deviceInKernelLine() gives their answer without them.
+// They are tried in this order, each as a search in the whole line. The first group of the first match is the
+// kernel's name of the device. deviceInKernelLine() gives the same answer without them.
 #pragma once
 
 #include <array>
@@ -10,12 +10,12 @@
 namespace StorageDevices {
 
 struct KernelLinePattern {
-   std::string_view captured;  // what the first group names
+   std::string_view captured;  // the kind of device in the first group
    char const * expression;
 };
 
-// Exactly these characters are meant: the unescaped dot in the time stamp, the words that stand twice in
-// the fourth, the two blanks in the sixth.
+// These oddities are intended: the unescaped dot in the time stamp, the words that occur twice in the fourth
+// expression, the two blanks in the sixth.
 inline constexpr std::array<KernelLinePattern, 9> kernelLinePatterns{{
     {"USB port", R"(kernel: \[\s*\d{1,}.\d{1,6}\]\s*(usb \d+-\d+.*)[:]\s+)"
                  R"(((USB disconnect, (device number|address))|(device descriptor read)|)"

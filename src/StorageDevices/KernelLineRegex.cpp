@@ -1,5 +1,5 @@
-// The kernel-line patterns as expressions of the standard library, for hosts. The watcher's own matching does
-// without them (KernelLine.h): they recurse per character.
+// The kernel-line patterns as expressions of the standard library, for hosts. The watcher does not use them:
+// their matching recurses per character (see KernelLine.h).
 #include <algorithm>
 
 #include "StorageDevices/KernelLinePatterns.h"

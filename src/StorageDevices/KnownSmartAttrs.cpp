@@ -10,7 +10,7 @@ namespace {
 #define SMART_FIELD(name) \
    { &DeviceSmartData::name, &DeviceSmartData::name##Is }
 
-// By number. A vendor's other name for the same thing is one more line.
+// Sorted by number. Another vendor's name for an attribute is a row of its own.
 constexpr KnownSmartAttr knownSmartAttrs[] = {
     {1, "Raw_Read_Error_Rate", SMART_FIELD(rawReadErrorRate)},
     {5, "Reallocated_Sector_Ct", SMART_FIELD(reallocatedSectorCount)},

@@ -1,4 +1,4 @@
-// The attribute names that the record has a named field for.
+// The attributes that have a named field in the record.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace StorageDevices {
 
-// What readers of the field take.
+// The source of `reportedValue`.
 enum class SmartSource : std::uint8_t { value, raw, temperature };
 
 struct KnownSmartAttr {
@@ -22,8 +22,8 @@ struct KnownSmartAttr {
    SmartSource source;
 };
 
-// Names under any number that tell of the life of the drive. Whether it is what is left or what is used
-// depends on the vendor. One is spelled so by the drives' firmware.
+// Names, under any number, of the drive's life: the percentage left or used, depending on the vendor. The odd
+// spelling is that of the drives' firmware.
 inline constexpr std::string_view lifetimeNames[] = {"Percent_Lifetime_Used", "Perc_Rated_Life_Used",
                                                      "Percent_Lifetime_Remain", "Remainig_Lifetime_Perc",
                                                      "Lifetime_Remaining%"};
@@ -31,7 +31,7 @@ inline constexpr std::string_view lifetimeNames[] = {"Percent_Lifetime_Used", "P
 inline constexpr SmartField lifetimeField{&DeviceSmartData::lifetimeRemaining,
                                           &DeviceSmartData::lifetimeRemainingIs};
 
-// The row of a number and a name; null when there is none. Several vendors' names may share a field.
+// The row with that number and name; null when there is none. Names of several vendors may share a field.
 KnownSmartAttr const * findKnownSmartAttr(std::uint8_t id, std::string_view name);
 
 }  // namespace StorageDevices

@@ -1,5 +1,5 @@
-// The ten messages that the library logs, in the catalogue's order. The texts are part of the
-// product's interface and stay to the letter.
+// The ten messages that the library logs, in the catalogue's order. Other programs match the texts, so every
+// letter stays.
 #pragma once
 
 #include <array>

@@ -1,10 +1,9 @@
-// The log messages as a source file uses them: one handle for each, made when the library is loaded.
+// Handles of the log messages, for the sources that log them; created when the library is loaded.
 //
 //    StorageDevices::LogMessages logs;
 //    logs.offline(serial);
 //
-// Each takes as many texts and numbers as its format has placeholders, in their order; another count does
-// not compile.
+// A handle takes one text or number per placeholder of its format, in order. Another count does not compile.
 #pragma once
 
 #include "StorageDevices/LogCatalogue.h"

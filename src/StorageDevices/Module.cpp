@@ -6,7 +6,7 @@
 
 namespace StorageDevices {
 
-// The header is for hosts, which the system's macros would get in the way of.
+// The catalogue's header does not include the system's macros, which could disturb a host's code.
 static_assert(Catalogue::error == LOG_ERR && Catalogue::warning == LOG_WARNING &&
               Catalogue::informational == LOG_INFO);
 
@@ -16,7 +16,7 @@ Vorn::Module const & module() {
 }
 
 namespace {
-// A library none of whose sources logs still shows its catalogue.
+// Registers the catalogue even before any source logs.
 [[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
 }  // namespace
 

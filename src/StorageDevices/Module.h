@@ -1,4 +1,4 @@
-// The library as the runtime knows it.
+// The library's entry in the runtime's list of modules.
 #pragma once
 
 #include "runtime/Vorn/Module.h"

@@ -1,6 +1,6 @@
-// Decides, once, which mount points are watched: those of the fixed disks that are known when it is made.
-// The host makes it when discovery has settled. Disks that come later get no monitor from it, and the monitor
-// of one that goes stays: its own checks tell of that.
+// Creates the monitors of mount points, once: for the fixed disks that are connected at its construction. The
+// host creates it when `internalDevicesReady` is true. A later disk gets no monitor. The monitor of a removed
+// disk stays; its checks log the removal.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -19,7 +19,7 @@ class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
    ~MountPtMonitorManagerSm() override;
 
    Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
-   // That of the monitor made last; each has one of its own. Null when none was made.
+   // The helper of the monitor created last; each monitor has its own. Null without a monitor.
    Pelm::Ptr<MountPtMonitorHelper> const & helper() const { return helper_; }
 
    // By mount point.

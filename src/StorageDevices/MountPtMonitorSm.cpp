@@ -42,7 +42,7 @@ void MountPtMonitorSm::armTestClock(Vorn::Seconds delay) {
 void MountPtMonitorSm::handleTestClock() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host let go of it
+   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host drop the monitor
    MountPtMonitorHelper::MountState const mount = helper_->mountState(mountPt_);
    if (mount.mounted)
       handleMounted(mount);
@@ -69,7 +69,7 @@ void MountPtMonitorSm::handleMounted(MountPtMonitorHelper::MountState const & mo
       return;
    }
    if (nodeFlag(Flag::zombie))
-      return;  // let go of by somebody who was notified
+      return;  // a subscriber has dropped the monitor
    if (!fsHealthSm())
       fsHealthSmIs(mountPt_, mountPtDeviceBlkSize(), devices_);
    if (!fsHealthSm()->running())

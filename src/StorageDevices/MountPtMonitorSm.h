@@ -1,9 +1,8 @@
-// Watches one mount point of a fixed disk: that it is mounted, writable, and still on the same device. While
-// all of that holds it keeps a health test of the file system running; when it does not it says so once a
-// day.
+// Watches one mount point of a fixed disk: it must be mounted, writable and on the same device as before.
+// While it is, a health test of the file system runs; otherwise the monitor logs the error, once a day.
 //
-// Inputs: the mount query of the helper, every five minutes; the connected disks, to name the disk. Outputs:
-// MONITOR_ERROR, and a health test that runs or is stopped.
+// Inputs: the helper's mount query, every five minutes; the connected disks, for the disk's identity.
+// Outputs: MONITOR_ERROR, and the start and stop of the health test.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +35,7 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
    // The device behind the mount point and its block size, as first seen.
    Attribute<Pelm::String> mountPtDevice{*this, "mountPtDevice"};
    Attribute<std::uint32_t> mountPtDeviceBlkSize{*this, "mountPtDeviceBlkSize", 0};
-   // Null until the mount point was found in order once.
+   // Null until a check has succeeded.
    Attribute<Pelm::Ptr<FsHealthSm>> fsHealthSm{*this, "fsHealthSm"};
    void fsHealthSmIs(Pelm::String const & mountPt, std::uint32_t blkSize,
                      Pelm::Ptr<ConnectedDevices const> const & devices);
@@ -46,7 +45,7 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
    void holdOffTimeIs(Vorn::Seconds value) { holdOffTime.valueIs(value); }
    Attribute<Vorn::Seconds> periodicCheckTime{*this, "periodicCheckTime", 300};
    void periodicCheckTimeIs(Vorn::Seconds value) { periodicCheckTime.valueIs(value); }
-   // Checks that may still find nothing mounted before that is an error.
+   // Remaining checks that may find nothing mounted before that is an error.
    Attribute<std::uint32_t> initialMountFailuresRemaining{*this, "initialMountFailuresRemaining", 12};
    // Drives the checks. Null before `initialized`.
    Vorn::Clock::NotifieeConst const * testClock() const { return testClock_ ? &*testClock_ : nullptr; }

@@ -38,7 +38,7 @@ NvmeDataMonitorSm::NestedSm_NvmeCliReactor::NestedSm_NvmeCliReactor(NvmeDataMoni
 }
 
 void NvmeDataMonitorSm::NestedSm_NvmeCliReactor::handleState() {
-   // The end of the run is the end of this reactor and of what it holds.
+   // The end of the run destroys this reactor and its members.
    Pelm::Ptr<NvmeCliProcess> const process = process_;
    owner_.handleNvmeCliState(process->device());
 }
@@ -96,7 +96,7 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    Pelm::Ptr<NvmeCliProcess> const process = nvmeCliProcess(name);
    if (!process || !process->isOver())
       return;
-   // What is published from here on may make the host let go of the monitor.
+   // A subscriber that is notified from here on may drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    nvmeCliProcessDel(process->device());
    auto const document = toolDocument(*process, nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");

@@ -1,7 +1,7 @@
 // Polls the smart log of NVMe drives into `NvmeData`, by running `nvme smart-log` once per drive and poll.
 //
-// Per drive: no run; a run in flight, during which a poll starts nothing; the run is over and gone, and
-// what it printed is filed. A run that failed or printed rubbish leaves the record as it was.
+// Per drive, a poll starts a run unless one is in flight. At the end of the run its output is written into
+// the record, and the run is deleted. A run that failed or printed invalid output does not change the record.
 #pragma once
 
 #include "StorageDevices/DataMonitorSm.h"
@@ -59,18 +59,19 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
        *this, "nvmeCliReactor"};
    using HN_NvmeCliReactor = decltype(nvmeCliReactor)::Member;
 
-   // Creates the run of a disk and its reactor; a run that is there already stays as it is.
+   // Creates the run of a disk and its reactor; an existing run stays as it is.
    Pelm::Ptr<NvmeCliProcess> nvmeCliProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
                                               Pelm::String const & device);
-   // The reactor goes first.
+   // Deletes the reactor first.
    void nvmeCliProcessDel(Pelm::String const & device);
    void nvmeCliProcessDelAll();
-   // The reactor of a run; one that is there already stays as it is.
+   // Creates the reactor of a run; an existing one stays as it is.
    void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process);
    void nvmeCliReactorDel(Pelm::String const & device) { nvmeCliReactor.memberDel(device); }
    void nvmeCliReactorDelAll() { nvmeCliReactor.memberDelAll(); }
 
-   // A run has changed its state. Once it is over, it goes and what it printed is filed.
+   // A run has changed its state. If it is over, its output is written into the record and the run is
+   // deleted.
    void handleNvmeCliState(Pelm::String const & name);
 
  private:

@@ -13,7 +13,7 @@ namespace {
 constexpr char handleNvmeCliName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
 constexpr char parseOutputName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
 
-// The odd letter order is how these messages have always been.
+// The spelling NMVe is part of these messages.
 void traceFailedFields(Vorn::TraceHandle const & traceHandle, NvmeListDevice const & found) {
    struct {
       bool failed;
@@ -92,7 +92,7 @@ void NvmeDiskInfoCollectorSm::handleNvmeCli() {
 void NvmeDiskInfoCollectorSm::parseOutput() {
    if (!nvmeCliSm_)
       return;
-   // As one C string: what follows a NUL is not shown either.
+   // As a C string: the output ends at its first NUL.
    char const * const output = nvmeCliSm_->stdoutBuffer().c_str();
    VORN_TRACE(traceHandle, 7) << parseOutputName << "Parsing for " << device()->blockDevice();
    VORN_TRACE(traceHandle, 7) << parseOutputName << output;

@@ -28,7 +28,7 @@ std::string_view withoutLeadingSpace(std::string_view text) {
    return text;
 }
 
-// Whether the value was missing.
+// Answers whether the value was missing.
 bool readInto(std::string & text, std::optional<std::string_view> value) {
    if (value)
       text = *value;

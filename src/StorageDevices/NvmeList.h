@@ -7,12 +7,12 @@
 
 namespace StorageDevices {
 
-// What the list says of the device. A value that it lacks, or gives in another type than asked for, has its
-// default and its mark set.
+// The device's entry in the list. A value that is missing or of another type keeps its default, and its
+// `Failed` flag is set.
 struct NvmeListDevice {
-   std::string model = "Unknown";   // "ModelNumber", as it is
+   std::string model = "Unknown";   // "ModelNumber", unchanged
    std::string serial = "Unknown";  // "SerialNumber" without its leading white space
-   std::string firmware = "0.0";    // "Firmware", as it is
+   std::string firmware = "0.0";    // "Firmware", unchanged
    std::uint32_t sizeGb = 0;        // "PhysicalSize", bytes in the list; in gigabytes of 10^9 bytes, rounded
 
    bool modelFailed = false;
@@ -25,7 +25,7 @@ struct NvmeListDevice {
 
 struct NvmeList {
    enum class Outcome {
-      device,         // `device` holds what the list says
+      device,         // `device` has the entry
       jsonError,      // the output is no JSON; `jsonError` says why
       malformedRoot,  // its root is no object
       noDevices,      // the root has no array "Devices"
@@ -37,8 +37,8 @@ struct NvmeList {
    std::string_view jsonError;  // a constant text
 };
 
-// Looks for the first device whose "DevicePath" is `devicePath`; devices with another path or with none are
-// skipped. The output ends at its first NUL.
+// Finds the first device whose "DevicePath" is `devicePath`. Skips devices with another path or none. The
+// output ends at its first NUL.
 NvmeList readNvmeList(std::string_view output, std::string_view devicePath);
 
 }  // namespace StorageDevices

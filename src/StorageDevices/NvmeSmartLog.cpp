@@ -16,9 +16,9 @@ constexpr char parseAttrName[] =
     "StorageDevices::NvmeAttr StorageDevices::parseAttr(const Document&, const char*)";
 
 constexpr std::string_view temperatureKey = "temperature";
-constexpr std::int64_t zeroCelsius = 273;  // kelvin, as the log rounds it
+constexpr std::int64_t zeroCelsius = 273;  // kelvin, rounded as in the log
 
-std::optional<std::int64_t> wholeNumber(JsonValue const & value, std::string_view key) {
+std::optional<std::int64_t> attrValue(JsonValue const & value, std::string_view key) {
    if (key == temperatureKey)
       return value.IsInt() ? std::optional{value.GetInt() - zeroCelsius} : std::nullopt;
    return value.IsInt64() ? std::optional{value.GetInt64()} : std::nullopt;
@@ -33,7 +33,7 @@ NvmeAttr parseAttr(JsonValue const & document, char const * key) {
                                      << " does not exist in nvme smart-log output";
       return {key, 0};
    }
-   auto const value = wholeNumber(*member, key);
+   auto const value = attrValue(*member, key);
    if (!value)
       VORN_TRACE(nvmeTraceHandle, 0) << parseAttrName << "Property " << key << " is not in expected format";
    return {key, value.value_or(0)};

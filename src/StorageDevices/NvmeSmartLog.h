@@ -1,4 +1,4 @@
-// From the JSON of `nvme smart-log` to the record of one drive.
+// Reads the JSON of `nvme smart-log` into the record of one drive.
 #pragma once
 
 #include "StorageDevices/JsonDocument.h"
@@ -7,11 +7,11 @@
 
 namespace StorageDevices {
 
-// The facility of all that reads NVMe smart logs.
+// The trace facility of the sources that read NVMe smart logs.
 extern Vorn::TraceHandle nvmeTraceHandle;
 
-// The whole number under a key of a smart log, an object. 0, and traced, when there is no such key or
-// something else under it: a fraction, a text, a number beyond 64 bits.
+// The whole number at a key of a smart log, an object. 0, and a trace, when the key is missing or has another
+// value: a fraction, a text, a number beyond 64 bits.
 NvmeAttr parseAttr(JsonValue const & document, char const * key);
 
 // Sets all fields of a record, each from its key.

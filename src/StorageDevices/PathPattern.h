@@ -10,8 +10,8 @@ namespace StorageDevices {
 // Longer paths are cut.
 inline constexpr std::size_t maxPathLength = 4095;
 
-// Puts the name in the place of the first "%s". The pattern may come from the environment: everything
-// else in it stands as it is, other conversions included, but for "%%", which is one "%".
+// Replaces the first "%s" by the name, and "%%" by "%". The pattern may come from the environment, so other
+// conversions stay as they are.
 std::string pathFromPattern(std::string_view pattern, std::string_view name);
 
 }  // namespace StorageDevices

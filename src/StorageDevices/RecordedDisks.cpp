@@ -32,7 +32,7 @@ void RecordedDisks::removeGone(std::function<bool(Pelm::String const & udevSeria
    for (auto const & [udevSerial, name] : devices_->udevSerialToSerialMap)
       if (isGone(udevSerial))
          remove(Pelm::String{udevSerial});
-   // A copy: whoever is notified may have another disk recorded.
+   // A copy, since a subscriber may cause another disk to be recorded.
    for (auto const & [name, udevSerial] : std::unordered_map{formerNames_})
       if (isGone(udevSerial) && formerNames_.erase(name) > 0)
          devices_->diskDel(name);

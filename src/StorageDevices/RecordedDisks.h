@@ -1,4 +1,4 @@
-// What discovery has recorded in ConnectedDevices, by the serial under which udev knows a disk.
+// The disks that discovery has recorded in ConnectedDevices, by udev's serial.
 #pragma once
 
 #include <functional>
@@ -18,17 +18,17 @@ class RecordedDisks {
    // Null when none is recorded under the serial.
    Pelm::Ptr<ConnectedDisk const> disk(Pelm::String const & udevSerial) const;
 
-   // Writes the disk unless the one recorded for the serial differs in nothing but model and firmware
-   // revision. When it was known by another name, the record of that name stays.
+   // Records the disk, unless the recorded one differs at most in model and firmware revision. If it had
+   // another name, the record of that name stays.
    void insert(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk);
-   // Deletes what is recorded now.
+   // Deletes the current record of the serial.
    void remove(Pelm::String const & udevSerial);
-   // Deletes what is recorded of every serial that is gone, under former names too.
+   // Deletes all records of every serial that is gone, those under former names too.
    void removeGone(std::function<bool(Pelm::String const & udevSerial)> const & isGone);
 
  private:
    Pelm::Ptr<ConnectedDevices> devices_;
-   // Names that disks had before they were identified otherwise, with their serials.
+   // Former names of disks that were identified by another name since, with udev's serials.
    std::unordered_map<Pelm::String, Pelm::String> formerNames_;
 };
 

@@ -37,7 +37,7 @@ void readAll(int fd, FileText & file, std::size_t maxBytes) {
 FileText readBelow(int folder, std::string const & path, std::size_t maxBytes) {
    FileText file;
    struct stat status {};
-   // A device may act on being opened, so it is not; what takes the file's place meanwhile is found out
+   // Opening a device may trigger an action, so the type is checked before. A replacement in between is found
    // below.
    if (fstatat(folder, path.c_str(), &status, 0) != 0)
       return {{}, errno, true, 0};
@@ -66,7 +66,7 @@ FileText readMountSource(std::string const & directory, std::string const & name
    if (folder < 0)
       return {{}, -folder, true, 0};
    Vorn::BlockingCall const call{"read", directory + "/" + name};
-   // With the dot a name that begins with a slash stays below.
+   // The dot keeps a name that begins with a slash below the directory.
    FileText file = readBelow(folder, "./" + name, maxBytes);
    close(folder);
    return file;

@@ -67,7 +67,7 @@ void StorageDeviceErrWatcherSm::openSocket() {
    sockAddr_.sun_family = AF_UNIX;
    std::string_view const path = unixSockName_.view();
    path.copy(sockAddr_.sun_path, sizeof sockAddr_.sun_path - 1);
-   // The file takes over the socket's own mode: nobody else may speak for the kernel.
+   // The file inherits the socket's mode, so no other user can send kernel lines.
    fchmod(fd, S_IRUSR | S_IWUSR);
    unlink(sockAddr_.sun_path);
    if (bind(fd, reinterpret_cast<sockaddr const *>(&sockAddr_), sizeof sockAddr_) != 0) {
@@ -129,7 +129,7 @@ void StorageDeviceErrWatcherSm::handleSocket() {
 void StorageDeviceErrWatcherSm::handleReadable(int fd) {
    if (!initialized())
       return;
-   // What is logged here may make the host let go of the monitor.
+   // A log message from here may make the host drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << fd;
    Vorn::Seconds const deadline = Vorn::System::currentTime() + maxProcessTime();
@@ -165,7 +165,7 @@ Pelm::Ptr<StorageDevErrorSyslogInfo> StorageDeviceErrWatcherSm::recordNamed(
    for (auto const & [name, record] : sdevInfo_->fsList) {
       if (record->interfaceAndAddress() != kernelName && record->kernelDevName() != kernelName)
          continue;
-      // A port or a name may have passed from a disk that is gone to one that is there.
+      // A connected disk may have the port or the name of a removed one.
       if (connDevs_->disk.contains(name))
          return record;
       if (!gone)

@@ -1,6 +1,6 @@
-// Turns storage errors in the kernel's messages into log messages, at most one per device and day.
+// Logs the storage errors in the kernel's messages, at most one message per device and day.
 //
-// Inputs: kernel lines, one a datagram, on a Unix socket of its own; the connected disks. Outputs:
+// Inputs: kernel lines, one per datagram, on a Unix socket of its own; the connected disks. Outputs:
 // IO_ERROR and IO_ERROR_EXTERNAL_USB, and a record per device in `StorageDevicesInfo`, which outlives the
 // monitor and the removal of a fixed device.
 #pragma once
@@ -35,10 +35,10 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    Pelm::Ptr<StorageDevicesInfo> const & sdevInfo() const { return sdevInfo_; }
    Pelm::Ptr<ConnectedDevices const> const & connDevs() const { return connDevs_; }
    Pelm::String const & unixSockName() const { return unixSockName_; }
-   // The address of the socket, as much of `unixSockName` as it holds.
+   // The address of the socket; a longer `unixSockName` is cut.
    sockaddr_un const & sockAddr() const { return sockAddr_; }
-   // The expressions that a line is matched with, in their order. Compiled at the first
-   // call: the watcher itself gives their answers without them.
+   // The expressions for kernel lines, in their order. Compiled at the first call; the watcher itself does
+   // not use them (KernelLine.h).
    static std::array<std::regex, 9> const & regex();
 
    template <class T>
@@ -46,11 +46,11 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
 
    // The socket; -1: none.
    Attribute<std::int32_t> kMsgSockFd{*this, "kMsgSockFd", -1};
-   // A line is read up to one byte less.
+   // Bytes; a line is read up to one byte less.
    Attribute<std::uint32_t> recvBufSize{*this, "recvBufSize", 1025};
    // Throws std::invalid_argument for 0.
    void recvBufSizeIs(std::uint32_t value);
-   // How long one notification may go on reading, in seconds.
+   // Seconds that one notification may spend reading.
    Attribute<Vorn::Seconds> maxProcessTime{*this, "maxProcessTime", 0.5};
    void maxProcessTimeIs(Vorn::Seconds value) { maxProcessTime.valueIs(value); }
    // Shortest time between two messages for one device, in seconds.
@@ -59,7 +59,7 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    // Whether the socket is bound.
    Attribute<bool> initialized{*this, "initialized", false};
 
-   // Raises std::runtime_error when there is no socket to be had.
+   // Raises std::runtime_error when the socket cannot be created or bound.
    void handleInitialized();
    void handleDeviceAddRem(Pelm::String const & name);
    // Reads datagrams until there are no more or `maxProcessTime` is over.
@@ -71,7 +71,7 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    void vornDoZombieReactors(bool zombie) override;
 
  private:
-   // Holds the kernel's name of the device that a line speaks of.
+   // The kernel's name of the device in a line.
    struct RegexMatch : public Pelm::Node {
       explicit RegexMatch(Pelm::String captured) : text{std::move(captured)} {}
       Pelm::String text;

@@ -19,7 +19,7 @@ SeenDevices::Seen const * SeenDevices::seen(Pelm::String const & sysPath) const 
 
 Pelm::String SeenDevices::pathOf(Pelm::String const & udevSerial) const {
    auto const found = std::find_if(seen_.begin(), seen_.end(), [&](auto const & each) {
-      return each.second.verdict && each.second.udevSerial == udevSerial;
+      return each.second.classification && each.second.udevSerial == udevSerial;
    });
    return found == seen_.end() ? Pelm::String{} : found->first;
 }
@@ -51,7 +51,7 @@ bool SeenDevices::isGone(Pelm::String const & udevSerial, Scan const & scan) con
       if (found == serials.end() ? isInSysfs(sysPath) : found->second.empty())
          return false;
    }
-   // One of an earlier run may be behind a device that could not be read.
+   // A device that could not be read may have that serial.
    return isKnown || scan.complete;
 }
 

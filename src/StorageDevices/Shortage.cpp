@@ -9,7 +9,7 @@ namespace StorageDevices {
 
 namespace {
 
-// An event descriptor is as scarce as a file's and needs no path.
+// An event descriptor counts against the same limits as a file and needs no path.
 int openAndClose(int count) {
    if (count == 0)
       return 0;

@@ -1,5 +1,5 @@
-// Whether the process or the machine is short of descriptors, processes or memory. The disk that was asked
-// for is as good as before, so it is worth trying again.
+// Detects a shortage of descriptors, processes or memory. A shortage says nothing about the disk, so another
+// attempt is worthwhile.
 #pragma once
 
 #include "runtime/Vorn/Shortage.h"
@@ -9,11 +9,11 @@ namespace StorageDevices {
 using Vorn::errorAndRemedy;
 using Vorn::isShortage;
 
-// How many descriptors libudev, `expr` and the start of a tool take at most at a time.
+// The most descriptors that libudev, `expr` or the start of a tool needs at a time.
 constexpr int descriptorsPerDevice = 8;
 
-// 0 when that many can be opened now, else why not. libudev does not say so: without a descriptor a property
-// or a parent is simply not there.
+// 0 when that many descriptors can be opened now, else the errno value. libudev does not report such a
+// shortage: it leaves out a property or a parent.
 int descriptorShortage(int count = descriptorsPerDevice);
 
 }  // namespace StorageDevices

@@ -1,8 +1,8 @@
 #include "StorageDevices/SizeGb.h"
 
-#include <charconv>
 #include <limits>
-#include <system_error>
+
+#include "base/Number.h"
 
 namespace StorageDevices {
 
@@ -17,14 +17,10 @@ std::optional<std::uint32_t> gigabytes(std::uint64_t bytes) {
 std::uint32_t sizeGbFromSectors(std::string_view sectors) {
    if (sectors.ends_with('\n'))
       sectors.remove_suffix(1);
-   std::uint64_t count = 0;
-   char const * const end = sectors.data() + sectors.size();
-   auto const result = std::from_chars(sectors.data(), end, count);
-   if (result.ec != std::errc() || result.ptr != end)
+   auto const count = Agent::parseWhole<std::uint64_t>(sectors);
+   if (!count || *count > std::numeric_limits<std::uint64_t>::max() / bytesPerBlock)
       return 0;
-   if (count > std::numeric_limits<std::uint64_t>::max() / bytesPerBlock)
-      return 0;
-   return gigabytes(count * bytesPerBlock).value_or(0);
+   return gigabytes(*count * bytesPerBlock).value_or(0);
 }
 
 }  // namespace StorageDevices

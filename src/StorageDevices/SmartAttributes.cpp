@@ -30,14 +30,14 @@ bool isSigned(JsonValue const & value) {
    return value.IsInt64();
 }
 
-// False when there is no such byte.
+// False when the value is no byte.
 bool readByte(std::uint8_t & byte, JsonValue const * value) {
    if (value)
       byte = static_cast<std::uint8_t>(value->GetUint64());
    return value != nullptr;
 }
 
-// Empty for a malformed row.
+// Nothing for a malformed row.
 std::optional<SmartAttr> readRow(JsonValue const & row) {
    SmartAttr attr;
    if (!readByte(attr.id, parseMember(row, "id", isByte)))
@@ -74,7 +74,7 @@ void file(DeviceSmartData & record, SmartField const & field, SmartAttr const & 
    (record.*field.set)(OptionalSmartAttr::from(std::move(filed)));
 }
 
-// False when an earlier attribute is there.
+// False when an earlier attribute occupies the field.
 bool fileIfEmpty(DeviceSmartData & record, SmartField const & field, SmartAttr const & attr,
                  std::int64_t reportedValue) {
    if ((record.*field.cell)())

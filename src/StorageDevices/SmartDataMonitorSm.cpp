@@ -41,7 +41,7 @@ SmartDataMonitorSm::NestedSm_SmartctlReactor::NestedSm_SmartctlReactor(SmartData
 }
 
 void SmartDataMonitorSm::NestedSm_SmartctlReactor::handleState() {
-   // The end of the run is the end of this reactor and of what it holds.
+   // The end of the run destroys this reactor and its members.
    Pelm::Ptr<SmartctlProcess> const process = process_;
    owner_.handleSmartctlState(process->device());
 }
@@ -108,7 +108,7 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    Pelm::Ptr<SmartctlProcess> const process = smartctlProcess(name);
    if (!process || !process->isOver())
       return;
-   // What is published from here on may make the host let go of the monitor.
+   // A subscriber that is notified from here on may drop the monitor.
    Pelm::KeepAlive const keepAlive{*this};
    smartctlProcessDel(process->device());
    auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
@@ -122,8 +122,8 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
 void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
                                Pelm::String const & devicePath) {
    JsonValue const * const table = smartAttrsTable(document.root());
-   // Filed aside first, so that nobody sees the moment in which the record is empty, nor half of a table for
-   // which there is no memory.
+   // Parsed into a scratch record first: subscribers see no empty record, and no half of a table for which
+   // memory ends.
    auto const scratch = Pelm::make<DeviceSmartData>(record.name());
    if (table)
       parseSmartAttrs(*table, *scratch, smartDbMapping(record.name()).value_or(DriveSmartMapping{}));

@@ -1,8 +1,8 @@
-// Polls the SMART verdict and attribute table of SATA, NVMe and USB drives into `SmartData`, by running
+// Polls the SMART health status and attribute table of SATA, NVMe and USB drives into `SmartData`. Runs
 // `smartctl` once per drive and poll.
 //
-// Per drive: no run; a run in flight, during which a poll starts nothing; the run is over and gone, and
-// what it printed is filed. A run that failed or printed rubbish leaves the record as it was.
+// Per drive, a poll starts a run unless one is in flight. At the end of the run its output is written into
+// the record, and the run is deleted. A run that failed or printed invalid output does not change the record.
 #pragma once
 
 #include "StorageDevices/DataMonitorSm.h"
@@ -23,7 +23,7 @@ class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
        : DeviceToolProcess{tracker, std::move(device)} {}
 
    // Also switches on the drive's automatic offline data collection. `scsi`: the drive is behind a USB
-   // bridge; otherwise the tool finds out what it talks to.
+   // bridge; otherwise the tool detects the type.
    void run(Pelm::String const & devicePath, bool scsi);
 };
 
@@ -45,11 +45,11 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
                       Pelm::Ptr<SmartData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
    ~SmartDataMonitorSm() override;
 
-   // Ignores disks with no bus address, which are the eMMC monitor's.
+   // Ignores disks without a bus address: the eMMC monitor reads those.
    void handleDisk(Pelm::String const & name) override;
    bool isInData(Pelm::String const & name) const override;
    void addToData(Pelm::String const & name) override;
-   // Ends the disk's run and forgets its mapping too.
+   // Ends the disk's run and deletes its mapping too.
    void removeFromData(Pelm::String const & name) override;
    void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
@@ -58,7 +58,7 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    Pelm::Ptr<SmartData> const & data() const { return data_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
 
-   // What the drive database says of each disk; asked once, when the disk appears.
+   // The drive database's entry for each disk, read once, when the disk appears.
    Vorn::Collection<Pelm::String, DriveSmartMapping, SmartDataMonitorSm> smartDbMapping{*this,
                                                                                         "smartDbMapping"};
    void smartDbMappingIs(Pelm::String const & name, DriveSmartMapping mapping) {
@@ -74,18 +74,19 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
        *this, "smartctlReactor"};
    using HN_SmartctlReactor = decltype(smartctlReactor)::Member;
 
-   // Creates the run of a disk and its reactor; a run that is there already stays as it is.
+   // Creates the run of a disk and its reactor; an existing run stays as it is.
    Pelm::Ptr<SmartctlProcess> smartctlProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
                                                 Pelm::String const & device);
-   // The reactor goes first.
+   // Deletes the reactor first.
    void smartctlProcessDel(Pelm::String const & device);
    void smartctlProcessDelAll();
-   // The reactor of a run; one that is there already stays as it is.
+   // Creates the reactor of a run; an existing one stays as it is.
    void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process);
    void smartctlReactorDel(Pelm::String const & device) { smartctlReactor.memberDel(device); }
    void smartctlReactorDelAll() { smartctlReactor.memberDelAll(); }
 
-   // A run has changed its state. Once it is over, it goes and what it printed is filed.
+   // A run has changed its state. If it is over, its output is written into the record and the run is
+   // deleted.
    void handleSmartctlState(Pelm::String const & name);
 
  private:

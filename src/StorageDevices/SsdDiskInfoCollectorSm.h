@@ -20,7 +20,7 @@ class SsdDiskInfoCollectorSm final : public DiskInfoCollectorSm {
    }
    // The run of the tool; null before the start and after its deletion.
    Pelm::Ptr<Brul::PipedChildProcessSm> const & hdparmSm() const { return hdparmSm_; }
-   // Lets go of the run; a tool that still runs is ended.
+   // Drops the run; a running tool is ended.
    void hdparmSmDel();
    // Whether the tool has been started.
    bool initialized() const { return initialized_; }
@@ -28,7 +28,7 @@ class SsdDiskInfoCollectorSm final : public DiskInfoCollectorSm {
    void handleInitialized();
    // The run has changed its state.
    void handleHdparm();
-   // Publishes what the output of the run says.
+   // Publishes the identity in the output of the run.
    void parseOutput();
    void vornDoZombieReactors(bool zombie) override;
 

@@ -13,8 +13,7 @@ namespace {
 
 Vorn::TraceHandle traceHandle{"StorageTempSensorSm", true};
 
-// What a drive can have, and how much it can change from one reading to the next when nothing is known of
-// the one before.
+// The range of a drive's temperature, and the largest credible change when the previous reading is unknown.
 constexpr Units::Celsius minTemperature = -40.0;
 constexpr Units::Celsius maxTemperature = 140.0;
 constexpr Units::Celsius usualChange = 20.0;
@@ -93,7 +92,7 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
-   // A subscriber to the new sensor may let go of the machine.
+   // A subscriber to the new sensor may drop the machine.
    Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
@@ -143,14 +142,15 @@ void TempSensorSm::updateTempSensor(Pelm::String const & name,
 void TempSensorSm::fruConfigDispatch(Pelm::String const & name) {
    if (Pelm::Ptr<Wrapper> const before = temperatureWrapper(name)) {
       temperatureWrapperDel(name);
-      if (!passOn(before->name()))
+      if (!reassignSensor(before->name()))
          envTempStatusDir_->entityDel(before->name());
    }
    createTempStatus(name);
 }
 
-// A sensor that one drive leaves may be that of another already, which replaces it.
-bool TempSensorSm::passOn(Pelm::String const & sensor) {
+// Gives a sensor that one drive has lost to another drive that is configured for it. False when there is
+// none.
+bool TempSensorSm::reassignSensor(Pelm::String const & sensor) {
    for (auto const & [name, wrapper] : temperatureWrapper)
       if (wrapper->name() == sensor) {
          createTempStatus(Pelm::String{name});
@@ -177,7 +177,7 @@ void TempSensorSm::on_smartData(Pelm::String const & name) {
 
 void TempSensorSm::on_smartData_deviceData(Pelm::String const & name,
                                            Vorn::Change<OptionalSmartAttr> const & change) {
-   // A temperature that comes or goes is no change from one to another.
+   // The first and the last temperature are no change between two readings.
    if (*change.old && *change.now)
       updateTempSensor(name, change.now, change.old);
    else

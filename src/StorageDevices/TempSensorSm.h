@@ -1,8 +1,8 @@
-// Shows the temperature of each drive that has a sensor in the unit's description as that sensor's status.
+// Publishes the temperature of each drive that has a configured sensor, as that sensor's status.
 //
-// Inputs: which drive has which sensor, the sensors' configuration, and the temperatures in the NVMe and
-// SMART records. Output: a status per sensor in the given directory. An NVMe drive's temperature is that of
-// its smart log, never of its SMART record.
+// Inputs: the drives' sensors, the sensors' configuration, and the temperatures in the NVMe and SMART
+// records. Output: a status per sensor in the given directory. An NVMe drive's temperature comes from its
+// smart log, never from its SMART record.
 #pragma once
 
 #include "StorageDevices/Export.h"
@@ -54,7 +54,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<Wrapper>, TempSensorSm> temperatureWrapper{*this,
                                                                                        "temperatureWrapper"};
 
-   // The wrapper is called after the drive's sensor, or after the drive where it has none.
+   // The wrapper has the name of the drive's sensor, or that of the drive if it has none.
    void temperatureWrapperIs(Pelm::String const & name);
    void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
    void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
@@ -68,16 +68,16 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    void nvmeDeviceDataDelAll() { nvmeDeviceData.memberDelAll(); }
 
    void handleInitialized();
-   // Sets up the sensor of one drive, if it has one.
+   // Creates the status of the drive's sensor, if it has one.
    void createTempStatus(Pelm::String const & name);
-   // Hands the drive's current temperature to its sensor. Both optionals or neither: the temperature in
-   // the SMART record was `oldValue` and has become `newValue`.
+   // Passes the drive's current temperature to its sensor. `oldValue` and `newValue`, both or neither: the
+   // change of the temperature in the SMART record.
    void updateTempSensor(Pelm::String const & name, Vorn::Optional<OptionalSmartAttr> const & newValue,
                          Vorn::Optional<OptionalSmartAttr> const & oldValue);
 
-   // The drive's sensor is another, or is no longer.
+   // The drive's sensor has changed or was removed.
    void fruConfigDispatch(Pelm::String const & name);
-   // A record came or went.
+   // A record was added or deleted.
    void nvmeDataDispatch(Pelm::String const & name);
    void on_smartData(Pelm::String const & name);
    // The temperature in a drive's SMART record changed.
@@ -105,10 +105,10 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    void smartDeviceDataDel(Pelm::String const & name) { smartDeviceData_.memberDel(name); }
    void smartDeviceDataDelAll() { smartDeviceData_.memberDelAll(); }
 
-   bool passOn(Pelm::String const & sensor);
+   bool reassignSensor(Pelm::String const & sensor);
    Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;
    Pelm::Ptr<Status> statusOf(Config const & config) const;
-   // Empty when there is nothing to push yet.
+   // Nothing when the drive has no temperature yet.
    Vorn::Optional<double> reading(Pelm::String const & name) const;
 
    Pelm::Ptr<FruConfig const> fruConfig_;

@@ -27,7 +27,7 @@ constexpr bool isAlnumOrBlank(char c) {
    return isAlnum(c) || c == ' ';
 }
 
-// What "." takes in an ECMAScript expression.
+// The characters that "." matches in an ECMAScript expression.
 constexpr bool isInLine(char c) {
    return c != '\n' && c != '\r';
 }
@@ -36,8 +36,8 @@ inline std::string_view between(Place from, Place to) {
    return {from, static_cast<std::size_t>(to - from)};
 }
 
-// Up to a line feed or a carriage return. Searched piece by piece, so that many short lines that one of the
-// two ends do not each search the whole text for the other.
+// The length up to a line feed or a carriage return. Searches piece by piece: otherwise each of many short
+// lines that end with one of the two would search the whole text for the other.
 inline std::size_t lengthOfLine(std::string_view text) {
    constexpr std::size_t pieceSize = 128;
    for (std::size_t at = 0; at < text.size(); at += pieceSize) {
@@ -49,8 +49,8 @@ inline std::size_t lengthOfLine(std::string_view text) {
    return text.size();
 }
 
-// Where the two characters stand side by side, npos where they do not. Leaps from one to the other: many of
-// the one take no time where there are few of the other.
+// The position of the two characters side by side, or npos. Searches for them alternately, so that many of
+// one cost no time if there are few of the other.
 inline std::size_t findPair(std::string_view text, char first, char second) {
    for (auto at = text.find(first); at != text.npos; at = text.find(first, at)) {
       at = text.find(second, at + 1);
@@ -60,14 +60,14 @@ inline std::size_t findPair(std::string_view text, char first, char second) {
    return text.npos;
 }
 
-// Where reading has got to. What takes() refuses stays unread.
+// A position in a text. A consuming function that answers false leaves it where it was.
 struct Cursor {
    Place at;
    Place end;
 
    std::string_view rest() const { return between(at, end); }
 
-   bool takes(std::string_view text) {
+   bool consume(std::string_view text) {
       if (!rest().starts_with(text))
          return false;
       at += text.size();
@@ -75,14 +75,14 @@ struct Cursor {
    }
 
    template <bool (*belongs)(char)>
-   bool takesOne() {
+   bool consumeOne() {
       if (at == end || !belongs(*at))
          return false;
       ++at;
       return true;
    }
 
-   // As many as there are, which may be none.
+   // Removes the longest run of such characters, which may be empty.
    template <bool (*belongs)(char)>
    std::string_view run() {
       Place const from = at;
@@ -92,7 +92,7 @@ struct Cursor {
    }
 
    template <bool (*belongs)(char)>
-   bool takesRun() {
+   bool consumeRun() {
       return !run<belongs>().empty();
    }
 };

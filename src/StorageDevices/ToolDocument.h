@@ -1,4 +1,4 @@
-// What a run of a tool has printed, read as JSON.
+// The output of a tool's run, read as JSON.
 #pragma once
 
 #include <new>
@@ -11,16 +11,17 @@
 
 namespace StorageDevices {
 
-// The document that a run that is over has printed. Empty, and traced, when it failed or printed
-// something else. `handler` names the function in the traces, `tool` the tool.
+// The document that a completed run has printed. Nothing, and a trace, when the run failed or printed
+// something else. `handler` and `tool` name the function and the tool in the traces.
 std::optional<JsonDocument> toolDocument(DeviceToolProcess const & process,
                                          Vorn::TraceHandle const & traceHandle, char const * handler,
                                          char const * tool);
 
-// Traces that an output is not what was asked for.
+// Traces an output that is not the expected document.
 void traceJsonError(Vorn::TraceHandle const & traceHandle, char const * handler, std::string_view error);
 
-// Calls `action`, which files a document. One for which there is no memory is traced as if it were none.
+// Calls `action`, which writes a document into a record. If memory ends, that is traced like an invalid
+// document.
 template <class Action>
 void fileDocument(Vorn::TraceHandle const & traceHandle, char const * handler, Action const & action) {
    try {

@@ -8,15 +8,14 @@ namespace StorageDevices {
 
 namespace {
 
-// A message of udev takes some 5 KiB of the socket's budget: room for three thousand of them. The
-// memory is taken only while they wait.
+// Room for three thousand messages of udev, of some 5 KiB each. Memory is used only while messages wait.
 constexpr int socketBufferBytes = 16 << 20;
 
 int matchDisks(udev_monitor * monitor) {
    return udev_monitor_filter_add_match_subsystem_devtype(monitor, "block", "disk");
 }
 
-// Helps against bursts; without the right to a large buffer the loss of an event is noticed.
+// A large buffer survives bursts. Without the privilege to have one, a lost event is still noticed.
 int enlarge(udev_monitor * monitor) {
    udev_monitor_set_receive_buffer_size(monitor, socketBufferBytes);
    return 0;
@@ -45,7 +44,7 @@ bool isFollowed(udev_device * device) {
 }
 
 DiskList listDisks(udev * context) {
-   // Without a descriptor udev may leave devices out and not say so.
+   // Without descriptors udev may leave out devices without an error.
    if (int const error = descriptorShortage())
       return {{}, error};
    UdevEnumeratePtr const devices{udev_enumerate_new(context)};

@@ -31,15 +31,15 @@ struct DiskList {
 };
 DiskList listDisks(udev * context);
 
-// A monitor of the events of whole disks that receives already; null, with errno set, when udev refuses.
+// A receiving monitor of the events of whole disks; null, with errno set, when udev refuses it.
 UdevMonitorPtr openDiskMonitor(udev * context);
 
-// The kernel's name of a device, and whether that is a loop device's.
+// The kernel's name of a device; whether a name is that of a loop device.
 std::string nameIn(std::string const & sysPath);
 bool isLoop(std::string const & name);
 
-// Whether the events of the device are followed: udev knows its type, and it is no loop device. The filter of
-// `openDiskMonitor` lets through no device without a type.
+// Whether the events of the device are followed: it has a type in udev, and it is no loop device. The filter
+// of `openDiskMonitor` passes no device without a type.
 bool isFollowed(udev_device * device);
 
 // A property of the device; empty when it has none of that name.

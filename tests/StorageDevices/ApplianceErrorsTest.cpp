@@ -126,7 +126,7 @@ TEST_F(ApplianceFileErrors, aMissingExprIsToldOnce) {
    folder_.fileIs("blockdev", "a drive b flash");
    Support::EnvironmentSetting const path{"PATH", "/nowhere"};
    EXPECT_EQ(errors(),
-             Texts{"/blockdev: its patterns cannot be matched, for there is no expr: install coreutils"});
+             Texts{"/blockdev: its patterns cannot be matched, because expr is missing: install coreutils"});
 }
 
 }  // namespace

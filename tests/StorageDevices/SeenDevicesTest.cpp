@@ -18,9 +18,9 @@ class SeenDevicesTest : public testing::Test {
    }
    Pelm::String seenAt(char const * name, char const * udevSerial) {
       Pelm::String path = folder(name);
-      DeviceVerdict verdict;
-      verdict.disk = Support::DiskFields{}.make();
-      seen_.seenIs(path, {udevSerial, "drive", verdict});
+      DeviceClassification classification;
+      classification.disk = Support::DiskFields{}.make();
+      seen_.seenIs(path, {udevSerial, "drive", classification});
       return path;
    }
    void vanish(char const * name) const { std::filesystem::remove(folder_.path() / name); }

@@ -54,9 +54,9 @@ TEST_F(ExaminationTest, tellsOfEveryDeviceWhatDiscoveryWouldMakeOfItAndRunsNoToo
            {"/dev/sda", "fixed: /mnt/drive, sata (ata1), 240 GB, identified by hdparm -I"},
            {"/dev/sdb", "skipped: multidrive lists it and it is not the source drive of multidrive_src"},
            {"/dev/sdc", "fixed: /mnt/drive, sata (ata3), 1 GB, identified by its link under /dev/disk/by-id"},
-           {"/dev/sdd", "removable: /mnt/usb1, usb (usb 1-1), 16 GB, known by what udev says of it"},
+           {"/dev/sdd", "removable: /mnt/usb1, usb (usb 1-1), 16 GB, identified by udev's properties"},
            {"/dev/vda", "skipped: no entry of blockdev matches its path"},
-           {"/dev/vdb", "skipped: udev knows no serial number of it"}}));
+           {"/dev/vdb", "skipped: udev has no serial number for it"}}));
    EXPECT_TRUE(unit_.tools().runs().empty());
 }
 
@@ -86,7 +86,7 @@ TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
    auto const devices = examined();
    ASSERT_EQ(devices.size(), 1U);
    EXPECT_EQ(devices.begin()->first, "nvme0n1");
-   EXPECT_EQ(devices.begin()->second, "skipped: udev knows no device node of it");
+   EXPECT_EQ(devices.begin()->second, "skipped: udev has no device node for it");
 }
 
 TEST_F(ExaminationTest, withoutAScanItSaysSo) {

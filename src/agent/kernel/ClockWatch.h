@@ -1,5 +1,5 @@
-// Notices that the wall clock was set back. What was logged of a device at a time that is yet to come would
-// keep its next error from being logged until then, so that is forgotten.
+// Detects that the wall clock was set back. Then the time of a device's last message lies in the future, and
+// would suppress the next message until that time; so it is cleared.
 #pragma once
 
 #include "runtime/Pelm/Ptr.h"
@@ -13,12 +13,12 @@ class ClockWatch {
  public:
    // Framework seconds from one comparison of the clocks to the next.
    static constexpr double interval = 60;
-   // The wall clock may lose that many seconds between two comparisons, as corrections take.
+   // Seconds that the wall clock may lose between two comparisons; gradual corrections take less.
    static constexpr double tolerance = 1;
 
    explicit ClockWatch(Pelm::Ptr<StorageDevicesInfo> info);
 
-   // Compares the clocks now, beside what the interval does: what is logged next must find what holds.
+   // Compares the clocks now. Call it before each kernel line, so that its message finds a valid time.
    void check();
 
  private:

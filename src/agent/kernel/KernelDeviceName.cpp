@@ -13,23 +13,23 @@ using StorageDevices::Cursor;
 using StorageDevices::isDigit;
 using StorageDevices::isLower;
 
-bool takesNumber(Cursor & cursor) {
-   return cursor.takesRun<isDigit>();
+bool consumeNumber(Cursor & cursor) {
+   return cursor.consumeRun<isDigit>();
 }
 
-// "p2" at the end.
+// Whether the rest is a partition's suffix, such as "p2".
 bool isPartition(Cursor cursor) {
-   return cursor.takes("p") && takesNumber(cursor) && cursor.rest().empty();
+   return cursor.consume("p") && consumeNumber(cursor) && cursor.rest().empty();
 }
 
-// Disks called by letters: a number behind them is a partition's.
+// A disk named by letters, such as "sda"; a number that follows is its partition's.
 std::string letteredDisk(std::string_view name) {
    for (std::string_view const family : {"sd", "vd", "hd", "xvd"}) {
       Cursor cursor{name.data(), name.data() + name.size()};
-      if (!cursor.takes(family) || !cursor.takesRun<isLower>())
+      if (!cursor.consume(family) || !cursor.consumeRun<isLower>())
          continue;
       std::string_view const disk = between(name.data(), cursor.at);
-      if (takesNumber(cursor) && cursor.rest().empty())
+      if (consumeNumber(cursor) && cursor.rest().empty())
          return std::string{disk};
    }
    return {};
@@ -37,42 +37,42 @@ std::string letteredDisk(std::string_view name) {
 
 std::string card(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.takes("mmcblk") || !takesNumber(cursor))
+   if (!cursor.consume("mmcblk") || !consumeNumber(cursor))
       return {};
    std::string disk{between(name, cursor.at)};
-   bool const isArea = cursor.takes("boot") || cursor.takes("gp");
+   bool const isArea = cursor.consume("boot") || cursor.consume("gp");
    if (isPartition(cursor) || cursor.rest() == "rpmb" ||
-       (isArea && takesNumber(cursor) && cursor.rest().empty()))
+       (isArea && consumeNumber(cursor) && cursor.rest().empty()))
       return disk;
    return {};
 }
 
 std::string nvmeNamespace(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.takes("nvme") || !takesNumber(cursor))
+   if (!cursor.consume("nvme") || !consumeNumber(cursor))
       return {};
    std::string const subsystem{between(name, cursor.at)};
-   if (cursor.takes("c") && !takesNumber(cursor))
+   if (cursor.consume("c") && !consumeNumber(cursor))
       return {};
    auto const * const number = cursor.at;
-   if (!cursor.takes("n") || !takesNumber(cursor))
+   if (!cursor.consume("n") || !consumeNumber(cursor))
       return {};
    std::string const disk = subsystem + std::string{between(number, cursor.at)};
    return cursor.rest().empty() || isPartition(cursor) ? disk : std::string{};
 }
 
-// Disks called by a number: "p" separates that of a partition.
+// A disk named by a number, such as "mmcblk0"; a "p" separates the partition's number.
 std::string numberedDisk(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.takesRun<isLower>() || !takesNumber(cursor))
+   if (!cursor.consumeRun<isLower>() || !consumeNumber(cursor))
       return {};
    return isPartition(cursor) ? std::string{between(name, cursor.at)} : std::string{};
 }
 
-// "md0" is a software RAID, the others a mirror over the network and a disk with its cache.
+// "md0" is a software RAID, "drbd0" a mirror over the network, "bcache0" a disk with its cache.
 bool isOnSeveralDisks(Cursor cursor) {
-   bool const isKnown = cursor.takes("md") || cursor.takes("drbd") || cursor.takes("bcache");
-   return isKnown && takesNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
+   bool const isKnown = cursor.consume("md") || cursor.consume("drbd") || cursor.consume("bcache");
+   return isKnown && consumeNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t mostNames = 64;
 
-// How many names the folder has, counted up to the bound.
+// The number of names in the folder, counted up to the bound.
 std::size_t sizeOf(fs::path const & folder) {
    std::error_code ignored;
    std::size_t count = 0;

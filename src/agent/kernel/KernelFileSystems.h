@@ -1,4 +1,4 @@
-// What the kernel publishes of the devices of its mounted file systems.
+// The devices of mounted file systems, as the kernel publishes them in sysfs.
 #pragma once
 
 #include <filesystem>
@@ -6,9 +6,9 @@
 
 namespace Agent {
 
-// Whether a mounted btrfs that has this block device ("sda1") lies on others too, from the folder of its
-// devices below /sys/fs/btrfs. False for every other device, and where nothing can be read. Never asks a
-// device itself; reads at most a few hundred names.
+// Whether a mounted btrfs with this block device ("sda1") has other devices too. Source: the folder of its
+// devices below /sys/fs/btrfs. False for every other device, and where nothing can be read. Accesses no
+// device; reads a few hundred names at most.
 bool liesOnSeveralDevices(std::string_view device, std::filesystem::path const & root = "/sys/fs/btrfs");
 
 }  // namespace Agent

@@ -21,7 +21,8 @@ namespace {
 
 Vorn::TraceHandle traceHandle{"KernelForwarder", true};
 
-// A receiver on this loop has room again after one turn, a slow one elsewhere is not asked all the time.
+// Short for a receiver on this loop, which has room after one turn. The wait grows for a slow receiver
+// elsewhere.
 constexpr double firstRetryWait = 0.001;
 constexpr double longestRetryWait = 0.05;
 
@@ -68,7 +69,7 @@ void KernelForwarder::handleReadable() {
          return;
 }
 
-// Whether there may be another record.
+// Answers whether another record may follow.
 bool KernelForwarder::readsRecord() {
    ssize_t const size = read_(log_->descriptor(), buffer_.data(), buffer_.size());
    if (size < 0)
@@ -92,7 +93,7 @@ bool KernelForwarder::goesOnAfter(int error) {
    }
    if (error == EINTR)
       return true;
-   if (error == EINVAL) {  // a record too long for the buffer; the next read gives the next one
+   if (error == EINVAL) {  // the record does not fit into the buffer; the next read gives the next record
       ++dropped_;
       VORN_TRACE(traceHandle, 0) << " a record is too long.";
       return true;
@@ -117,7 +118,7 @@ void KernelForwarder::handleRecord(std::string_view text) {
    send();
 }
 
-// Records are numbered without a gap but for those that an overrun took.
+// Sequence numbers have no gaps, except for records that an overrun destroyed.
 void KernelForwarder::countLost(std::uint64_t sequence) {
    if (std::exchange(wasOverrun_, false) && nextSequence_ != 0 && sequence > nextSequence_)
       dropped_ += sequence - nextSequence_;

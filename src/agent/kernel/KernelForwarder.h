@@ -1,8 +1,8 @@
-// Feeds the socket on which kernel messages are read with what the kernel says from now on.
+// Forwards the kernel's log, from its current end on, to the socket on which kernel messages are read.
 //
-// Lives on the loop and never holds it. While the receiver is full the kernel's own buffer keeps what comes,
-// and what it cannot keep is counted. Lines that programs put into the kernel's log are not forwarded: they
-// could tell errors that never happened.
+// Runs on the loop and never stalls it. While the receiver's buffer is full, new records stay in the kernel's
+// buffer; records lost there are counted. Lines that programs write into the kernel's log are not forwarded:
+// they could report errors that never happened.
 #pragma once
 
 #include <unistd.h>
@@ -26,19 +26,19 @@ namespace Agent {
 
 class KernelForwarder {
  public:
-   // Told once, in a line for the operator, when there is nothing to read, or no longer.
+   // Gets one line for the operator when the log cannot be opened, or cannot be read any more.
    using Notice = std::function<void(std::string const & text)>;
 
    using Read = ssize_t (*)(int fd, void * buffer, std::size_t size);
 
    static constexpr char const * kernelLog = "/dev/kmsg";
-   // Lines that a turn of the loop forwards at most.
+   // A turn of the loop forwards at most this many lines.
    static constexpr unsigned recordsPerTurn = 64;
 
-   // Begins behind what the log holds already. Goes on without a log that cannot be opened.
+   // Begins at the current end of the log. A log that cannot be opened is reported, and nothing is forwarded.
    KernelForwarder(Config::KernelMessages const & config, Notice const & notice,
                    std::string const & device = kernelLog);
-   // Reads records from an open descriptor, non-blocking and from then on its own.
+   // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it.
    KernelForwarder(Config::KernelMessages const & config, Notice notice, int log, Read read = &::read);
    KernelForwarder(KernelForwarder const &) = delete;
    KernelForwarder & operator=(KernelForwarder const &) = delete;
@@ -49,14 +49,14 @@ class KernelForwarder {
    // Whether lines are rewritten, from the next one on.
    void modernKernelsIs(bool modern) { modernKernels_ = modern; }
 
-   // Records of the kernel itself that were read, whatever became of them.
+   // Records of the kernel itself that were read.
    std::uint64_t received() const { return received_; }
-   // Lines sent, and how many of them in other words than the kernel's.
+   // Lines sent, and how many of them were rewritten.
    std::uint64_t forwarded() const { return forwarded_; }
    std::uint64_t rewritten() const { return rewritten_; }
-   // Lines that nobody was there to receive, and records lost before they could be read.
+   // Lines without a receiver, and records lost before they were read.
    std::uint64_t dropped() const { return dropped_; }
-   // How often the kernel overwrote what was not read yet.
+   // How often the kernel overwrote records before they were read.
    std::uint64_t overruns() const { return overruns_; }
 
  private:
@@ -70,7 +70,7 @@ class KernelForwarder {
    void send();
    void stopReading(std::string const & why);
 
-   static constexpr std::size_t recordSize = 8192;  // what the kernel asks for
+   static constexpr std::size_t recordSize = 8192;  // bytes; the kernel's own limit
 
    bool modernKernels_;
    Notice notice_;
@@ -79,7 +79,7 @@ class KernelForwarder {
    KernelLineSender sender_;
    KernelLineRewriter rewriter_;
    std::array<char, recordSize> buffer_{};
-   std::string waiting_;  // the line for which the receiver has no room
+   std::string waiting_;  // the line that did not fit into the receiver's buffer
    bool waitingIsRewritten_ = false;
    double retryWait_;  // real seconds
    std::uint64_t nextSequence_ = 0;

@@ -23,63 +23,62 @@ bool isOfCaller(char c) {
 }
 
 // "<6>"
-bool takesLevel(Cursor & cursor) {
+bool consumeLevel(Cursor & cursor) {
    Cursor level = cursor;
-   if (!level.takes("<") || !level.takesRun<isDigit>() || !level.takes(">"))
+   if (!level.consume("<") || !level.consumeRun<isDigit>() || !level.consume(">"))
       return false;
    cursor = level;
    return true;
 }
 
-// Who said it: thread or processor.
-bool takesCaller(Cursor & cursor) {
+// The writer: a thread or a processor.
+bool consumeCaller(Cursor & cursor) {
    Cursor caller = cursor;
-   if (caller.takes("("))
-      if (!caller.takesRun<isDigit>() || !caller.takes(")"))
+   if (caller.consume("("))
+      if (!caller.consumeRun<isDigit>() || !caller.consume(")"))
          return false;
    if (!caller.rest().starts_with("["))
-      caller.takesOne<isLetter>();
-   if (!caller.takes("["))
+      caller.consumeOne<isLetter>();
+   if (!caller.consume("["))
       return false;
    caller.run<isBlank>();
-   bool const isNumbered = caller.takes("T") || caller.takes("C") || caller.takes("c");
-   if (!caller.takesRun<isDigit>())
+   bool const isNumbered = caller.consume("T") || caller.consume("C") || caller.consume("c");
+   if (!caller.consumeRun<isDigit>())
       return false;
    bool const isList = caller.rest().starts_with(":") || caller.rest().starts_with(",");
    if (!isNumbered && !isList)
       return false;
    caller.run<isOfCaller>();
-   if (!caller.takes("]"))
+   if (!caller.consume("]"))
       return false;
    cursor = caller;
    return true;
 }
 
 // "003: ", the processor in real-time kernels.
-bool takesProcessor(Cursor & cursor) {
+bool consumeProcessor(Cursor & cursor) {
    Cursor processor = cursor;
-   if (processor.run<isDigit>().size() != 3 || !processor.takes(": "))
+   if (processor.run<isDigit>().size() != 3 || !processor.consume(": "))
       return false;
    cursor = processor;
    return true;
 }
 
-// "kernel: [    5.123456]"; a level before the bracket and a processor in it, "[    5.123456@1]", are left
-// out.
-bool takesStamp(Cursor & cursor, KernelLinePrefix & prefix) {
-   if (!cursor.takes("kernel: "))
+// "kernel: [    5.123456]". Skips a level before the bracket, and a processor in it: "[    5.123456@1]".
+bool consumeStamp(Cursor & cursor, KernelLinePrefix & prefix) {
+   if (!cursor.consume("kernel: "))
       return false;
-   takesLevel(cursor);
+   consumeLevel(cursor);
    auto const * const begin = cursor.at;
-   if (!cursor.takes("["))
+   if (!cursor.consume("["))
       return false;
    cursor.run<isBlank>();
    auto const * const number = cursor.at;
-   if (!cursor.takesRun<isDigit>() || !cursor.takes(".") || !cursor.takesRun<isDigit>())
+   if (!cursor.consumeRun<isDigit>() || !cursor.consume(".") || !cursor.consumeRun<isDigit>())
       return false;
    auto const * const end = cursor.at;
    cursor.run<isOfCaller>();
-   if (!cursor.takes("]"))
+   if (!cursor.consume("]"))
       return false;
    std::from_chars(number, end, prefix.seconds);
    prefix.head.append("kernel: ").append(between(begin, end)).append("] ");
@@ -95,10 +94,11 @@ std::optional<KernelLinePrefix> kernelLinePrefix(std::string_view line) {
    KernelLinePrefix prefix;
    prefix.head = line.substr(0, at);
    Cursor cursor{line.data() + at, line.data() + line.size()};
-   if (!takesStamp(cursor, prefix))
+   if (!consumeStamp(cursor, prefix))
       return std::nullopt;
    cursor.run<isBlank>();
-   while (takesLevel(cursor) || takesCaller(cursor) || takesProcessor(cursor) || cursor.takes("kernel: "))
+   while (consumeLevel(cursor) || consumeCaller(cursor) || consumeProcessor(cursor) ||
+          cursor.consume("kernel: "))
       cursor.run<isBlank>();
    prefix.text = cursor.rest();
    return prefix;

@@ -16,7 +16,7 @@ using StorageDevices::deviceInKernelLine;
 
 constexpr std::string_view beginning = "kernel: [";
 
-// The line with the disk in place of a partition, or empty when the library reads no disk's name from it.
+// The line with its partition replaced by the disk; empty when the library reads no disk's name from it.
 std::string withDisk(std::string_view line) {
    auto const device = deviceInKernelLine(line);
    std::string const disk = device ? wholeDisk(*device) : std::string{};
@@ -27,7 +27,7 @@ std::string withDisk(std::string_view line) {
    return result.append(device->data() + device->size(), line.data() + line.size());
 }
 
-// The line, from which the library reads nothing.
+// The line, changed so that the library reads no device from it.
 std::string silent(std::string_view line) {
    std::string result{line};
    if (!deviceInKernelLine(line))
@@ -37,7 +37,7 @@ std::string silent(std::string_view line) {
    return result;
 }
 
-// "(sda): This should" somewhere in a line is what a device calls itself, or a file; so is an event behind
+// A device or a file may carry "(sda): This should" in its name, and a USB device an event behind
 // "usb 1-2: Name".
 bool isNoMessage(std::string_view line, std::string_view device) {
    if (device.find(':') != device.npos)
@@ -66,7 +66,7 @@ bool namesAnother(std::string_view text, KernelMatch const & match) {
    return at != text.npos && !text.substr(at + folder.size()).starts_with(match.device);
 }
 
-// The message in words from which the library reads the device; without the kernel's own where they spoil it.
+// The message in the library's form. The kernel's own text is left out where the library would misread it.
 std::string inWords(KernelForm form, std::string_view line, std::string const & head, std::string_view text,
                     KernelMatch const & match) {
    auto const isRead = [&](std::string_view candidate) {
@@ -76,10 +76,10 @@ std::string inWords(KernelForm form, std::string_view line, std::string const & 
    for (std::string const & candidate : {std::string{line}, head + std::string{text}})
       if (std::string known = withDisk(candidate); isRead(known))
          return known;
-   std::string whole = (head + inLibrarysWords(form, text, match)).substr(0, kernelLineSize);
+   std::string whole = (head + inLibraryForm(form, text, match)).substr(0, kernelLineSize);
    if (isRead(whole))
       return whole;
-   std::string const bare = head + quotedInLibrarysWords(match.device, {});
+   std::string const bare = head + quotedInLibraryForm(match.device, {});
    return isRead(bare) ? bare : silent(line);
 }
 

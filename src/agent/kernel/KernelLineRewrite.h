@@ -1,4 +1,4 @@
-// The lines of newer kernels in the words of those for which the library's expressions were written.
+// Rewrites the lines of newer kernels to the wording that the library's expressions match.
 #pragma once
 
 #include <array>
@@ -12,31 +12,31 @@
 
 namespace Agent {
 
-// As much of a line as its receiver reads.
+// Bytes of a line that its receiver reads.
 inline constexpr std::size_t kernelLineSize = 1024;
 
-// Rewrites line by line, and remembers what earlier lines said of the disks.
+// Rewrites line by line, and remembers the disks that earlier lines named.
 //
-// The table of KernelMessages.h decides which device a line names: the one that failed, or none. A line of a
-// file system that may lie on several devices names its disk unless another disk is known to be among them,
-// or another disk alone had errors in the minute before, by the kernel's own stamps.
+// The table in KernelMessages.h decides which device a line names: the failed one, or none. A line of a file
+// system on possibly several devices names its disk, with two exceptions: another disk is known to belong to
+// the file system, or another disk alone had errors in the minute before (by the kernel's stamps).
 class KernelLineRewriter {
  public:
-   // Whether the file system that the kernel calls by this block device lies on others too.
+   // Whether the file system that the kernel names by this block device has other devices too.
    using LiesOnSeveral = std::function<bool(std::string_view device)>;
 
    explicit KernelLineRewriter(LiesOnSeveral liesOnSeveral = {}) : liesOnSeveral_{std::move(liesOnSeveral)} {}
 
-   // Takes a whole line, "kernel: [ssssss.uuuuuu] text", and gives back at most kernelLineSize bytes of it:
+   // Rewrites a whole line, "kernel: [ssssss.uuuuuu] text". Answers at most kernelLineSize bytes:
    //
    // - From a line that names a device the library reads that device, a disk in place of its partition. Where
-   //   the kernel has other words than the library, the kernel's follow.
-   // - From a line that names nobody the library reads nothing: it stays as it is, or its "kernel: [" becomes
+   //   the kernel's wording differs, it follows the library's.
+   // - From a line that names no device the library reads none: the line stays, or its "kernel: [" becomes
    //   "kernel:_[" where the library would read a device that did not fail, or one that the device itself put
    //   into its name.
-   // - A line that is not in the table stays, a disk in place of its partition.
+   // - A line that is not in the table stays, with its partition replaced by the disk.
    //
-   // Any bytes may come. Takes time in proportion to the length.
+   // The line may contain any bytes. The time is proportional to its length.
    std::string rewritten(std::string_view line);
 
  private:
@@ -55,10 +55,10 @@ class KernelLineRewriter {
    LiesOnSeveral liesOnSeveral_;
    std::array<Failure, 16> failures_;  // the latest of each disk
    std::size_t oldest_ = 0;
-   std::vector<std::string> pools_;  // file systems that were seen to lie on several disks
+   std::vector<std::string> pools_;  // file systems known to lie on several disks
 };
 
-// A line of which nothing is known but itself.
+// Rewrites one line without knowledge of earlier ones.
 std::string rewriteKernelLine(std::string_view line);
 
 }  // namespace Agent

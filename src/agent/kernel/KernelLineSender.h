@@ -8,13 +8,13 @@
 
 namespace Agent {
 
-// Never waits. A receiver that is not there now may be there for the next line.
+// Never blocks. Each line is sent anew, so a receiver may appear and disappear between two lines.
 class KernelLineSender {
  public:
    enum class Outcome {
       sent,
-      full,    // the receiver has not read what it has: to be tried again
-      dropped  // nobody is there, or the line cannot be sent
+      full,    // the receiver's buffer has no room: try again
+      dropped  // there is no receiver, or the line cannot be sent
    };
 
    explicit KernelLineSender(std::string const & socketPath);

@@ -35,14 +35,14 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
          if (!mayBeginWith(group.beginning, first(text)))
             continue;
          KernelMatch beginning;
-         if (!takesKernelPattern(group.beginning, behind, beginning))
+         if (!consumeKernelPattern(group.beginning, behind, beginning))
             continue;
          for (KernelMessage const & message : group.messages) {
             if (!mayBeginWith(message.pattern, first(behind)))
                continue;
             std::string_view rest = behind;
             match = beginning;
-            if (takesKernelPattern(message.pattern, rest, match))
+            if (consumeKernelPattern(message.pattern, rest, match))
                return &message;
          }
       }
@@ -50,9 +50,10 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
    return nullptr;
 }
 
-std::string inLibrarysWords(KernelForm form, std::string_view text, KernelMatch const & match) {
-   std::string_view const before{text.data(), static_cast<std::size_t>(match.said.data() - text.data())};
-   std::string_view const behind = text.substr(before.size() + match.said.size());
+std::string inLibraryForm(KernelForm form, std::string_view text, KernelMatch const & match) {
+   std::string_view const before{text.data(),
+                                 static_cast<std::size_t>(match.nameInLine.data() - text.data())};
+   std::string_view const behind = text.substr(before.size() + match.nameInLine.size());
    switch (form) {
       case KernelForm::nobody:
          return {};
@@ -67,18 +68,18 @@ std::string inLibrarysWords(KernelForm form, std::string_view text, KernelMatch 
       case KernelForm::unhandled:
          return joined({"sd ", match.address, ": [", match.device, "] Unhandled error: ", match.event});
       case KernelForm::ata:
-         return joined({match.said, ": failed command", behind});
+         return joined({match.nameInLine, ": failed command", behind});
       case KernelForm::usb:
          return joined({match.device, ": device descriptor read", behind});
       case KernelForm::usbReset:
          return joined({match.device, ": reset super-speed USB device number ", match.event});
       case KernelForm::quoted:
-         return quotedInLibrarysWords(match.device, text);
+         return quotedInLibraryForm(match.device, text);
    }
    return {};
 }
 
-std::string quotedInLibrarysWords(std::string_view device, std::string_view text) {
+std::string quotedInLibraryForm(std::string_view device, std::string_view text) {
    return joined({"storage (", device, "): This should not happen: ", text});
 }
 

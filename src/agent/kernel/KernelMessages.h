@@ -1,10 +1,10 @@
-// The kernel's messages of storage errors, kernels 5.10 to 6.12, as a table: a row a message; of older
-// kernels the words that were seen. tests/data/kernel-lines/sources.txt records where each row's statement
-// was seen.
+// A table of the kernel's messages about storage errors, one row per message: those of kernels 5.10 to 6.12,
+// and some of older ones. tests/data/kernel-lines/sources.txt records the source of each row.
 //
-// Each says which source of the kernel prints it, its pattern (see KernelPattern.h), what becomes of it and
-// an example with the device that it then names. Spellings of one message stand in one row where they differ
-// in a word. What is in no row names nobody. Rows of one group are tried in their order; groups are too.
+// A row has the pattern of the message (see KernelPattern.h), the form to which it is rewritten, and an
+// example with the device that the rewritten line names. A group names the kernel's source file that prints
+// its messages. Spellings that differ in a word share a row. A message without a row names no device. Groups,
+// and the rows of a group, are tried in their order.
 #pragma once
 
 #include <span>
@@ -15,10 +15,10 @@
 
 namespace Agent {
 
-// What the library reads a device from. The kernel's own words follow wherever they differ.
+// The wording from which the library reads a device. Where the kernel's own differs, it follows.
 enum class KernelForm {
-   nobody,     // no device failed, or nothing says which
-   asIs,       // the library knows the message; the disk stands for its partition
+   nobody,     // no device failed, or the message does not show which
+   asIs,       // the library knows the message; only a partition is replaced by its disk
    request,    // blk_update_request: I/O error, dev sda, sector 8
    buffer,     // Buffer I/O error on device sda, logical block 8
    sense,      // sd 0:0:0:0: [sda]  Sense Key : Medium Error
@@ -30,15 +30,15 @@ enum class KernelForm {
 };
 
 struct KernelMessage {
-   std::string_view pattern;  // behind the group's beginning
+   std::string_view pattern;  // of the text behind the group's beginning
    KernelForm form;
    std::string_view example;
-   std::string_view device;  // that the example names, empty for nobody
+   std::string_view device;  // that the rewritten example names; empty: none
 };
 
 struct KernelMessageGroup {
-   std::string_view source;     // of the kernel, the file that prints them
-   std::string_view beginning;  // the pattern of what stands before each
+   std::string_view source;     // the kernel's source file that prints them
+   std::string_view beginning;  // the pattern of the text before each message
    std::span<KernelMessage const> messages;
 };
 
@@ -57,16 +57,16 @@ KernelMessageGroups xfsMessages();
 KernelMessageGroups btrfsMessages();
 KernelMessageGroups otherFileSystemMessages();
 
-// All of them, in the order in which they are tried.
+// All groups, in the order in which they are tried.
 std::span<KernelMessageGroups const> kernelMessages();
 
-// The first message that the text, what stands behind a line's time stamp, is; null for none.
+// The first row that matches `text`, the part of a line behind its time stamp; null when none does.
 KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match);
 
-// The text in the words from which the library reads the device of the match.
-std::string inLibrarysWords(KernelForm form, std::string_view text, KernelMatch const & match);
+// The text in the form from which the library reads the device of the match.
+std::string inLibraryForm(KernelForm form, std::string_view text, KernelMatch const & match);
 
-// The last of the forms, for any device.
-std::string quotedInLibrarysWords(std::string_view device, std::string_view text);
+// The text in the form `quoted`, for any device.
+std::string quotedInLibraryForm(std::string_view device, std::string_view text);
 
 }  // namespace Agent

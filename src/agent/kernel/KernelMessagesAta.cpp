@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// What a device says of itself.
+// Texts that the device itself supplies.
 constexpr KernelMessage identities[]{
     {"<ATA-|ATAPI: |CFA: >", nobody, "ata1.00: ATA-8: (sda): This should, 1.0, max UDMA/133", ""},
 };
@@ -43,7 +43,7 @@ constexpr KernelMessage resets[]{
      "ata2: link online but 1 devices misclassified, device detection might fail", "ata2"},
 };
 
-// A log that the drive does not have (1), or for which no room was left (40), is no error of the drive.
+// Two codes are no error of the drive: it does not have the log (1), or there was no room for it (40).
 constexpr KernelMessage recoveries[]{
     {"qc timeout ", ata, "ata1.00: qc timeout after 10000 msecs (cmd 0x40)", "ata1"},
     {"request sense failed stat ", ata, "ata1.00: request sense failed stat 51 emask 1", "ata1"},

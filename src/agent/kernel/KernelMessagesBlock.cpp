@@ -38,7 +38,7 @@ constexpr KernelMessage buffers[]{
      "sdb"},
 };
 
-// The check sums that travel with the data, of a disk formatted with them.
+// Checksums stored with the data, on a disk formatted for them.
 constexpr KernelMessage protections[]{
     {"%dev: <ref|guard> tag error at <location|sector> %num", quoted,
      "sdb: guard tag error at sector 2048 (rcvd 1a2b, want 3c4d)", "sdb"},
@@ -89,7 +89,7 @@ constexpr KernelMessage multipathDisks[]{
     {"no path - failing I/O", quoted, "block nvme0n1: no path - failing I/O", "nvme0n1"},
 };
 
-// Of a mirror over the network, the disk that it lies on.
+// A mirror over the network; the message names the disk below it.
 constexpr KernelMessage replicatedDisks[]{
     {"local <READ|WRITE> IO error sector %num+%num on %dev", quoted,
      "block drbd0: local WRITE IO error sector 2048+8 on sdb1", "sdb"},
@@ -100,7 +100,7 @@ constexpr KernelMessage objectDisks[]{
      "rbd0"},
 };
 
-// Of kernels before 5.14.
+// Kernels before 5.14.
 constexpr KernelMessage ideDisks[]{
     {"%dev: %name: error=0x%hex { ", quoted,
      "hda: dma_intr: error=0x40 { UncorrectableError }, LBAsect=1953525, sector=1953520", "hda"},

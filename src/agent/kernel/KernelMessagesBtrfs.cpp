@@ -10,13 +10,13 @@ constexpr char line[] =
     "BTRFS <error|warning|critical|info|alert|emergency> (device %pool<: state %name| state %name|>): "
     "<scrub: |>";
 
-// What the members' counters held when the file system was mounted.
+// The members' counters at the time of the mount: old errors.
 constexpr KernelMessage oldErrors[]{
     {"bdev /dev/%dev errs: ", nobody,
      "BTRFS info (device sda1): bdev /dev/sdb1 errs: wr 0, rd 3, flush 0, corrupt 0, gen 0", ""},
 };
 
-// These tell the member of the file system that failed.
+// These name the failed member of the file system.
 constexpr KernelMessage members[]{
     {"bdev /dev/%dev errs: ", quoted,
      "BTRFS error (device sda1): bdev /dev/sdb1 errs: wr 1, rd 0, flush 0, corrupt 0, gen 0", "sdb"},
@@ -45,7 +45,7 @@ constexpr KernelMessage members[]{
      "BTRFS warning (device sda1): super block error on device /dev/sdb1, physical 65536", "sdb"},
 };
 
-// The line gives the copy that was bad by a number, or not at all.
+// The line names the bad copy by a number, or not at all.
 constexpr KernelMessage trees[]{
     {"parent transid verify failed", quoted,
      "BTRFS error (device sda3: state EA): parent transid verify failed on logical 1048576 mirror 1 wanted 5 "
@@ -116,7 +116,7 @@ constexpr KernelMessage abortions[]{
      "BTRFS error (device sda3: state A): Transaction 12 aborted (error -5)", "sda"},
 };
 
-// Of what ends a transaction only these are the disk's.
+// Of the causes that abort a transaction, only these are errors of the disk.
 constexpr KernelMessage transactions[]{
     {"errno=<-5|-117> ", quoted,
      "BTRFS: error (device sdb1: state A) in write_all_supers:4370: errno=-5 IO failure (errors while "

@@ -30,7 +30,7 @@ constexpr KernelMessage transfers[]{
      "mmc0: Card stuck in programming state! mmcblk0 card_busy_detect", "mmc0"},
 };
 
-// A command that the card refuses is none of its errors.
+// A command that the card refuses is no error of the card.
 constexpr KernelMessage cards[]{
     {"error %num whilst initialising ", quoted, "mmc1: error -110 whilst initialising SD card", "mmc1"},
     {"error %num ", quoted, "mmc0: error -110 reading status reg of PM func", "mmc0"},

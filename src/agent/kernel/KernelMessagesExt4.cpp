@@ -57,7 +57,7 @@ constexpr KernelMessage harmlessWarnings[]{
      "EXT4-fs warning (device sda1): kmmpd:186: kmmpd being stopped since filesystem has been remounted", ""},
 };
 
-// The journal may be on a device of its own.
+// The journal may lie on another device.
 constexpr KernelMessage errors[]{
     {" <ext4_remount|__ext4_remount>:%num: <comm %any: |>Abort forced by user", nobody,
      "EXT4-fs error (device sda1): __ext4_remount:6522: comm mount: Abort forced by user", ""},
@@ -87,7 +87,7 @@ constexpr KernelMessage functionErrors[]{
     {" in ", quoted, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
 };
 
-// Those that the journal's failure brings about are the pool's, not the file system's.
+// Errors that follow a failure of the journal may concern its device: %pool, not %fs.
 constexpr KernelMessage consequences[]{
     {"Remounting filesystem read-only", asIs, "EXT4-fs (sda1): Remounting filesystem read-only", "sda"},
     {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", quoted,
@@ -152,7 +152,7 @@ constexpr KernelMessage journals[]{
      quoted, "JBD2: Error -5 detected when updating journal superblock for sda1-8.", "sda"},
 };
 
-// It says "error" also of what is no ext2 file system, or one that it cannot mount.
+// ext2 writes "error" also for a device without ext2, and for one that it cannot mount.
 constexpr KernelMessage ext2Errors[]{
     {"error: %name: ", quoted, "EXT2-fs (sda1): error: ext2_get_inode: unable to read inode block - inode=2",
      "sda"},

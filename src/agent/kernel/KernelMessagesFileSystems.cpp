@@ -109,7 +109,7 @@ constexpr KernelMessage otherErrors[]{
      "isofs_fill_super: bread failed, dev=sr0, iso_blknum=17, block=17", "sr0"},
 };
 
-// No kernel's: a line that comes a second time stays.
+// Not from the kernel: an already rewritten line stays as it is.
 constexpr KernelMessage rewrittenBefore[]{
     {"This should not happen: ", asIs, "storage (sda): This should not happen: sdb", "sda"},
 };

@@ -57,7 +57,7 @@ constexpr KernelMessage controllers[]{
      "nvme nvme3: get bad block table failed (770)", "nvme3n1"},
 };
 
-// Of a controller at the other end of a network.
+// A controller that is reached over a network.
 constexpr KernelMessage remoteControllers[]{
     {"starting error recovery", quoted, "nvme nvme0: starting error recovery", "nvme0n1"},
     {"Failed reconnect attempt %num", quoted, "nvme nvme0: Failed reconnect attempt 3/60", "nvme0n1"},
@@ -76,7 +76,7 @@ constexpr KernelMessage remoteControllers[]{
      "nvme nvme0: NVME-FC{0.1}: io timeout: opcode 1 fctype 0 w10/11: x00000008/x00000000", "nvme0n1"},
 };
 
-// A command of a program that the controller refuses has no LBA.
+// A refused command of a program has no LBA.
 constexpr KernelMessage commands[]{
     {"%dev: %any) @ LBA %num, %num blocks, %any (sct 0x%hex / sc 0x%hex)", quoted,
      "nvme0c1n2: Read(0x2) @ LBA 8, 8 blocks, Unrecovered Read Error (sct 0x2 / sc 0x81) DNR", "nvme0n2"},

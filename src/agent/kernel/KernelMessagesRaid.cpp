@@ -13,7 +13,7 @@ constexpr KernelMessage everyLevel[]{
      "md/raid1:md0: read error corrected (8 sectors at 16 on nvme0n1p2)", "nvme0n1"},
 };
 
-// Of kernels before 6.8.
+// Kernels before 6.8.
 constexpr KernelMessage paths[]{
     {"IO failure on %dev, disabling IO path", quoted, "multipath: IO failure on sdb, disabling IO path.",
      "sdb"},
@@ -74,7 +74,7 @@ constexpr KernelMessage arrays[]{
     {"super_written gets error=%num", nobody, "md: super_written gets error=-5", ""},
 };
 
-// Most lines give the device of a mapping by its numbers, which name nobody, or give the mapping itself.
+// Most lines identify the device of a mapping by its numbers, which name no disk, or name the mapping itself.
 constexpr KernelMessage mappings[]{
     {"integrity: %dev: Checksum failed at sector 0x%hex", quoted,
      "device-mapper: integrity: sdb1: Checksum failed at sector 0x1f80", "sdb"},
@@ -114,7 +114,7 @@ constexpr KernelMessage caches[]{
      "bcache: cached_dev_status_update() sdb1: device offline for 5 seconds", "sdb"},
 };
 
-// In 4.19 what follows the identity of the set of caches is a line of its own.
+// In 4.19 the text behind the identity of the cache set is a line of its own.
 constexpr KernelMessage partsOfCaches[]{
     {"%dev: too many IO errors <reading|writing> ", quoted, "nvme0n1p2: too many IO errors writing btree",
      "nvme0n1"},

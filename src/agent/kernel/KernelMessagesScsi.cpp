@@ -90,7 +90,7 @@ constexpr KernelMessage bulkStreams[]{
     {"bogus IU", unhandled, "sd 0:0:0:0: [sda] tag#10 bogus IU 0 uas-tag 1 inflight: CMD", "sda"},
 };
 
-// An optical drive refuses requests all day long: that is none of its errors.
+// An optical drive refuses requests regularly; that is no error of the drive.
 constexpr KernelMessage opticalDrives[]{
     {"Sense Key : <Unit Attention|0x6|No Sense|0x0|Recovered Error|0x1|Illegal Request|0x5|Not Ready|0x2>",
      nobody, "sr 1:0:0:0: [sr0] tag#0 Sense Key : Illegal Request [current]", ""},

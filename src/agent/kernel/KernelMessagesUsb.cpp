@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// What a device says of itself.
+// Texts that the device itself supplies.
 constexpr KernelMessage identities[]{
     {"<Product|Manufacturer|SerialNumber>: ", nobody, "usb 1-1: Product: USB disconnect, device number", ""},
 };

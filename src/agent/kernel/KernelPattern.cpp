@@ -31,40 +31,40 @@ bool isOfName(char c) {
    return isAlnum(c) || c == '-' || c == '_' || c == '.' || c == '+' || c == '/';
 }
 
-bool takesNumber(Cursor & cursor) {
-   cursor.takes("-");
-   return cursor.takesRun<isDigit>();
+bool consumeNumber(Cursor & cursor) {
+   cursor.consume("-");
+   return cursor.consumeRun<isDigit>();
 }
 
-bool takesHex(Cursor & cursor) {
-   cursor.takes("0x");
-   return cursor.takesRun<isHexDigit>();
+bool consumeHex(Cursor & cursor) {
+   cursor.consume("0x");
+   return cursor.consumeRun<isHexDigit>();
 }
 
-// One pattern on its way through one line.
+// Matches one pattern with one line.
 class Reader {
  public:
    Reader(std::string_view pattern, Cursor cursor, KernelMatch & match)
        : pattern_{pattern}, cursor_{cursor}, match_{match} {}
 
-   // Without alternatives.
-   bool takesSequence() {
+   // Up to the next alternative or the end of the pattern.
+   bool consumeSequence() {
       while (!pattern_.empty())
-         if (!(pattern_.front() == '%' ? takesToken() : takesText()))
+         if (!(pattern_.front() == '%' ? consumeToken() : consumeText()))
             return false;
       return true;
    }
 
-   bool takesAll() {
+   bool consumeAll() {
       while (!pattern_.empty()) {
          std::size_t const open = std::min(pattern_.size(), pattern_.find('<'));
          std::string_view const rest = pattern_.substr(open);
          pattern_ = pattern_.substr(0, open);
          follows_ = rest;
-         if (!takesSequence())
+         if (!consumeSequence())
             return false;
          pattern_ = rest;
-         if (!pattern_.empty() && !takesAlternative())
+         if (!pattern_.empty() && !consumeAlternative())
             return false;
       }
       return true;
@@ -81,14 +81,14 @@ class Reader {
    };
    static std::array<Named, 15> const tokens;
 
-   bool takesText() {
+   bool consumeText() {
       std::size_t const size = std::min(pattern_.size(), pattern_.find('%'));
       std::string_view const text = pattern_.substr(0, size);
       pattern_.remove_prefix(size);
-      return cursor_.takes(text);
+      return cursor_.consume(text);
    }
 
-   bool takesToken() {
+   bool consumeToken() {
       std::string_view const token = pattern_.substr(1);
       for (Named const & named : tokens)
          if (token.starts_with(named.name.front()) && token.starts_with(named.name)) {
@@ -98,7 +98,7 @@ class Reader {
       return false;
    }
 
-   bool takesAlternative() {
+   bool consumeAlternative() {
       std::size_t const close = std::min(pattern_.size(), pattern_.find('>'));
       std::string_view choices = pattern_.substr(1, close - 1);
       std::string_view const behind = pattern_.substr(std::min(pattern_.size(), close + 1));
@@ -106,7 +106,7 @@ class Reader {
          std::size_t const size = std::min(choices.size(), choices.find('|'));
          Reader choice{choices.substr(0, size), cursor_, match_};
          choice.follows_ = behind;
-         if (choice.takesSequence()) {
+         if (choice.consumeSequence()) {
             cursor_ = choice.cursor_;
             pattern_ = behind;
             return true;
@@ -117,8 +117,8 @@ class Reader {
       return false;
    }
 
-   // Whether the pattern goes on with this character, in one of its alternatives too.
-   bool goesOnWith(char c) const {
+   // Whether the rest of the pattern, or one of its alternatives, begins with this character.
+   bool continuesWith(char c) const {
       std::string_view const next = pattern_.empty() ? follows_ : pattern_;
       if (!next.starts_with('<'))
          return next.starts_with(c);
@@ -129,68 +129,68 @@ class Reader {
       return false;
    }
 
-   // Of "dm-0" and "mapper/x" no part is a disk, unless the pattern itself goes on so.
+   // No part of "dm-0" or "mapper/x" is a disk, unless the pattern itself continues so.
    bool isWhole() const {
-      if (cursor_.at == cursor_.end || goesOnWith(*cursor_.at))
+      if (cursor_.at == cursor_.end || continuesWith(*cursor_.at))
          return true;
       if (*cursor_.at == '.')
          return cursor_.at + 1 == cursor_.end || !isAlnum(cursor_.at[1]);
       return !isOfName(*cursor_.at) && *cursor_.at != '!';
    }
 
-   bool takesBlockDevice(KernelBlame blame) {
+   bool consumeBlockDevice(KernelBlame blame) {
       auto const * const begin = cursor_.at;
       bool const isDisk =
-          cursor_.at != cursor_.end && isLetter(*cursor_.at) && cursor_.takesRun<isAlnum>() && isWhole();
-      if (!isDisk && !cursor_.takesRun<isOfName>() && cursor_.at == begin)
+          cursor_.at != cursor_.end && isLetter(*cursor_.at) && cursor_.consumeRun<isAlnum>() && isWhole();
+      if (!isDisk && !cursor_.consumeRun<isOfName>() && cursor_.at == begin)
          return false;
-      std::string_view const said = between(begin, cursor_.at);
+      std::string_view const nameInLine = between(begin, cursor_.at);
       if (blame != KernelBlame::device)
-         match_.fileSystem = said;
+         match_.fileSystem = nameInLine;
       if (blame == KernelBlame::device || match_.blame != KernelBlame::device)
-         name(blame, said, isDisk ? wholeDisk(said) : std::string{});
+         name(blame, nameInLine, isDisk ? wholeDisk(nameInLine) : std::string{});
       return true;
    }
 
-   void name(KernelBlame blame, std::string_view said, std::string device, bool isBlockDevice = true) {
+   void name(KernelBlame blame, std::string_view nameInLine, std::string device, bool isBlockDevice = true) {
       match_.blame = blame;
       match_.isBlockDevice = isBlockDevice;
-      match_.said = said;
+      match_.nameInLine = nameInLine;
       match_.device = std::move(device);
    }
 
-   bool takesDevice() { return takesBlockDevice(KernelBlame::device); }
-   bool takesFileSystem() { return takesBlockDevice(KernelBlame::fileSystem); }
-   bool takesPool() { return takesBlockDevice(KernelBlame::pool); }
+   bool consumeDevice() { return consumeBlockDevice(KernelBlame::device); }
+   bool consumeFileSystem() { return consumeBlockDevice(KernelBlame::fileSystem); }
+   bool consumePool() { return consumeBlockDevice(KernelBlame::pool); }
 
-   bool takesAta() {
+   bool consumeAta() {
       auto const * const begin = cursor_.at;
-      if (!cursor_.takes("ata") || !cursor_.takesRun<isDigit>())
+      if (!cursor_.consume("ata") || !cursor_.consumeRun<isDigit>())
          return false;
       std::string const port{between(begin, cursor_.at)};
-      if (cursor_.takes(".") && !cursor_.takesRun<isDigit>())
+      if (cursor_.consume(".") && !cursor_.consumeRun<isDigit>())
          return false;
       name(KernelBlame::device, between(begin, cursor_.at), port, false);
       return true;
    }
 
-   // Of a hub's port, the port that it is.
-   bool takesUsb() {
+   // For the port of a hub, that port is the device.
+   bool consumeUsb() {
       auto const * const begin = cursor_.at;
-      if (!cursor_.takes("usb "))
+      if (!cursor_.consume("usb "))
          return false;
-      bool const isRoot = cursor_.takes("usb");
+      bool const isRoot = cursor_.consume("usb");
       auto const * const bus = cursor_.at;
-      if (!cursor_.takesRun<isDigit>())
+      if (!cursor_.consumeRun<isDigit>())
          return false;
-      if (!isRoot && cursor_.takes("-") && cursor_.takesRun<isDigit>())
-         while (cursor_.takes(".") && cursor_.takesRun<isDigit>())
+      if (!isRoot && cursor_.consume("-") && cursor_.consumeRun<isDigit>())
+         while (cursor_.consume(".") && cursor_.consumeRun<isDigit>())
             continue;
       std::string port{between(bus, cursor_.at)};
-      if (cursor_.takes("-port"))
+      if (cursor_.consume("-port"))
          port.append(isRoot ? "-" : ".").append(cursor_.run<isDigit>());
       else
-         takesInterface();
+         consumeInterface();
       if (port.find('-') == port.npos || !isDigit(port.back()))
          return false;
       name(KernelBlame::device, between(begin, cursor_.at), "usb " + port, false);
@@ -198,58 +198,58 @@ class Reader {
    }
 
    // ":1.0"
-   void takesInterface() {
+   void consumeInterface() {
       Cursor interface = cursor_;
-      if (interface.takes(":") && interface.takesRun<isDigit>() && interface.takes(".") &&
-          interface.takesRun<isDigit>())
+      if (interface.consume(":") && interface.consumeRun<isDigit>() && interface.consume(".") &&
+          interface.consumeRun<isDigit>())
          cursor_ = interface;
    }
 
-   bool takesCard() {
+   bool consumeCard() {
       auto const * const begin = cursor_.at;
-      if ((!cursor_.takes("mmcblk") && !cursor_.takes("mmc")) || !cursor_.takesRun<isDigit>())
+      if ((!cursor_.consume("mmcblk") && !cursor_.consume("mmc")) || !cursor_.consumeRun<isDigit>())
          return false;
       cursor_.run<isAlnum>();
-      std::string_view const said = between(begin, cursor_.at);
-      name(KernelBlame::device, said, wholeDisk(said), said.starts_with("mmcblk"));
+      std::string_view const nameInLine = between(begin, cursor_.at);
+      name(KernelBlame::device, nameInLine, wholeDisk(nameInLine), nameInLine.starts_with("mmcblk"));
       return true;
    }
 
-   bool takesNvme() {
+   bool consumeNvme() {
       auto const * const begin = cursor_.at;
-      if (!cursor_.takes("nvme") || !cursor_.takesRun<isDigit>())
+      if (!cursor_.consume("nvme") || !cursor_.consumeRun<isDigit>())
          return false;
-      std::string_view const said = between(begin, cursor_.at);
-      name(KernelBlame::device, said, std::string{said} + "n1");
+      std::string_view const nameInLine = between(begin, cursor_.at);
+      name(KernelBlame::device, nameInLine, std::string{nameInLine} + "n1");
       return true;
    }
 
-   bool takesScsi() {
+   bool consumeScsi() {
       auto const * const begin = cursor_.at;
       for (int number = 0; number < 4; ++number)
-         if ((number > 0 && !cursor_.takes(":")) || !cursor_.takesRun<isDigit>())
+         if ((number > 0 && !cursor_.consume(":")) || !cursor_.consumeRun<isDigit>())
             return false;
       match_.address = between(begin, cursor_.at);
       return true;
    }
 
-   bool takesTag() {
+   bool consumeTag() {
       cursor_.run<isBlank>();
-      if (cursor_.takes("tag#") && (!cursor_.takesRun<isDigit>() || !cursor_.takesRun<isBlank>()))
+      if (cursor_.consume("tag#") && (!cursor_.consumeRun<isDigit>() || !cursor_.consumeRun<isBlank>()))
          return false;
-      return takesEvent();
+      return consumeEvent();
    }
 
-   bool takesEvent() {
+   bool consumeEvent() {
       match_.event = cursor_.rest();
       return true;
    }
 
-   bool takesNum() { return takesNumber(cursor_); }
-   bool takesHexNum() { return takesHex(cursor_); }
-   bool takesName() { return cursor_.takesRun<isOfName>(); }
+   bool consumeNum() { return consumeNumber(cursor_); }
+   bool consumeHexNum() { return consumeHex(cursor_); }
+   bool consumeName() { return cursor_.consumeRun<isOfName>(); }
 
-   bool takesAny() {
+   bool consumeAny() {
       std::string_view const next = pattern_.empty() ? follows_ : pattern_;
       std::string_view const text = next.substr(0, next.find_first_of("%<"));
       std::size_t const at = text.empty() ? cursor_.rest().size() : cursor_.rest().find(text);
@@ -259,34 +259,34 @@ class Reader {
       return true;
    }
 
-   bool takesEnd() {
+   bool consumeEnd() {
       cursor_.run<isBlank>();
       return cursor_.at == cursor_.end;
    }
 
-   std::string_view pattern_;  // what of it is still to be taken
-   std::string_view follows_;  // behind an alternative, or from the next one on
+   std::string_view pattern_;  // its unmatched rest
+   std::string_view follows_;  // the pattern behind an alternative
    Cursor cursor_;
    KernelMatch & match_;
 };
 
-constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::takesDevice},
-                                                              {"fs", &Reader::takesFileSystem},
-                                                              {"pool", &Reader::takesPool},
-                                                              {"ata", &Reader::takesAta},
-                                                              {"usb", &Reader::takesUsb},
-                                                              {"card", &Reader::takesCard},
-                                                              {"nvme", &Reader::takesNvme},
-                                                              {"scsi", &Reader::takesScsi},
-                                                              {"tag", &Reader::takesTag},
-                                                              {"event", &Reader::takesEvent},
-                                                              {"num", &Reader::takesNum},
-                                                              {"hex", &Reader::takesHexNum},
-                                                              {"name", &Reader::takesName},
-                                                              {"any", &Reader::takesAny},
-                                                              {"end", &Reader::takesEnd}}};
+constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::consumeDevice},
+                                                              {"fs", &Reader::consumeFileSystem},
+                                                              {"pool", &Reader::consumePool},
+                                                              {"ata", &Reader::consumeAta},
+                                                              {"usb", &Reader::consumeUsb},
+                                                              {"card", &Reader::consumeCard},
+                                                              {"nvme", &Reader::consumeNvme},
+                                                              {"scsi", &Reader::consumeScsi},
+                                                              {"tag", &Reader::consumeTag},
+                                                              {"event", &Reader::consumeEvent},
+                                                              {"num", &Reader::consumeNum},
+                                                              {"hex", &Reader::consumeHexNum},
+                                                              {"name", &Reader::consumeName},
+                                                              {"any", &Reader::consumeAny},
+                                                              {"end", &Reader::consumeEnd}}};
 
-// Ports begin with a letter of their own.
+// Each kind of port begins with its own letter.
 bool mayBeginToken(std::string_view token, char c) {
    constexpr std::array<std::pair<std::string_view, char>, 3> ports{
        {{"ata", 'a'}, {"usb", 'u'}, {"card", 'm'}}};
@@ -312,9 +312,9 @@ bool mayBeginWith(std::string_view pattern, char c) {
    return false;
 }
 
-bool takesKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match) {
+bool consumeKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match) {
    Reader reader{pattern, {text.data(), text.data() + text.size()}, match};
-   if (!reader.takesAll())
+   if (!reader.consumeAll())
       return false;
    text = reader.cursor().rest();
    return true;

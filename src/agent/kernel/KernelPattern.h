@@ -1,26 +1,26 @@
-// The small language in which the table of kernel messages writes a message down.
+// The pattern language of the table of kernel messages.
 //
-// Text stands for itself; these stand for a part of the line:
+// Text matches itself; these tokens match a part of the line:
 //
 //   %dev    a block device: the one that failed
-//   %fs     the block device of a file system, of which the message is: a disk that failed, or whose data did
-//   %pool   the same, where the failed device may be another one of the file system: a member, a journal
+//   %fs     the block device of the file system in the message: the disk, or the data on it, failed
+//   %pool   the same, but another device of the file system may have failed: a member, a journal
 //   %ata    "ata3", "ata3.00"          the port
 //   %usb    "usb 1-2", "usb 1-2:1.0", "usb 1-5-port2", "usb usb1-port3"     the port
 //   %card   "mmc0", "mmcblk0p2"        the host or the card
-//   %nvme   "nvme0"                    the controller, of which the disk is the first namespace
-//   %scsi   "0:0:1:0"                  an address; it names nobody
+//   %nvme   "nvme0"                    the controller; its first namespace is taken as the disk
+//   %scsi   "0:0:1:0"                  an address; it names no device
 //   %tag    " tag#12 ", or blanks, or nothing; the event begins behind it
 //   %event  nothing; the event begins here
 //   %num    digits, with or without a sign
 //   %hex    hexadecimal digits, with or without "0x"
-//   %name   letters, digits, and what joins them: - _ . + /
-//   %any    everything up to the text that follows in the pattern, or to the end
+//   %name   letters, digits and the characters - _ . + /
+//   %any    everything up to the next text of the pattern, or to the end
 //   %end    nothing but blanks up to the end
-//   <a|b|>  the first of these that fits; of two that begin alike the longer one stands first
+//   <a|b|>  the first alternative that matches; write the longer of two with a common beginning first
 //
-// A message may go on behind its pattern. Nothing is tried twice: the time is in proportion to the line's
-// length.
+// A message may continue behind its pattern. Matching never goes back, so its time is proportional to the
+// length of the line.
 #pragma once
 
 #include <string>
@@ -28,24 +28,24 @@
 
 namespace Agent {
 
-// How sure it is that the device that a message names is the one that failed.
+// How closely a message identifies the failed device: by its own name, or by the file system on it.
 enum class KernelBlame { nobody, device, fileSystem, pool };
 
 struct KernelMatch {
    KernelBlame blame = KernelBlame::nobody;
-   std::string device;           // a whole disk, a card or a port; empty for what lies on several disks
-   std::string_view said;        // what the line calls it
-   bool isBlockDevice = true;    // no port and no host
-   std::string_view fileSystem;  // what %fs or %pool took, whoever is to blame
+   std::string device;           // a whole disk, a card or a port; empty: it lies on several disks
+   std::string_view nameInLine;  // the device's name as the line spells it
+   bool isBlockDevice = true;    // false: a port or a host
+   std::string_view fileSystem;  // the text that %fs or %pool matched
    std::string_view address;     // of a SCSI device
-   std::string_view event;       // from %tag or %event on
+   std::string_view event;       // the text from %tag or %event on
 };
 
-// Whether the pattern fits the beginning of the text; `text` is then what it left. The last of %dev, %ata,
-// %usb, %card and %nvme names the device, else the last of %fs and %pool.
-bool takesKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match);
+// Whether the pattern matches the beginning of the text; then it is removed from `text`. The last of %dev,
+// %ata, %usb, %card and %nvme names the device; without them, the last of %fs and %pool.
+bool consumeKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match);
 
-// Whether a text that begins with this character may fit the pattern: a quick no for most.
+// Whether a text that begins with this character can match the pattern; a cheap test that rules out most.
 bool mayBeginWith(std::string_view pattern, char c);
 
 }  // namespace Agent

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint64_t microsecondsPerSecond = 1000000;
 
-bool takesNumber(std::string_view & text, std::uint64_t & value, char end) {
+bool consumeNumber(std::string_view & text, std::uint64_t & value, char end) {
    char const * const last = text.data() + text.size();
    auto const [at, error] = std::from_chars(text.data(), last, value);
    if (error != std::errc{} || at == last || (*at != end && *at != ';'))
@@ -20,8 +20,8 @@ bool takesNumber(std::string_view & text, std::uint64_t & value, char end) {
    return true;
 }
 
-// The kernel writes "\x5c" for a backslash and for every byte that is not printable. What would end the line
-// or steer a terminal stays as it is written.
+// The kernel writes "\x5c" for a backslash, and so for each byte that is not printable. Escapes of control
+// characters stay: they could end the line or control a terminal.
 char unescaped(std::string_view escape) {
    if (!escape.starts_with("\\x") || escape.size() < 4)
       return '\0';
@@ -56,8 +56,8 @@ std::optional<KernelRecord> kernelRecord(std::string_view record) {
    KernelRecord result;
    std::uint64_t priority = 0;
    std::string_view head = record.substr(0, textAt + 1);
-   if (!takesNumber(head, priority, ',') || !takesNumber(head, result.sequence, ',') ||
-       !takesNumber(head, result.microseconds, ','))
+   if (!consumeNumber(head, priority, ',') || !consumeNumber(head, result.sequence, ',') ||
+       !consumeNumber(head, result.microseconds, ','))
       return std::nullopt;
    result.facility = static_cast<unsigned>(priority / levels);
    std::string_view const text = record.substr(textAt + 1);

@@ -233,7 +233,7 @@ TEST_F(AgentProgramTest, CheckConfigTellsWhatEachDeviceWouldBecome) {
    for (char const * const line :
         {"agent.toml: good\n", "blockdev: 4 entries\n",
          "/dev/sda: fixed: /mnt/drive, sata (ata1), 256 GB, identified by hdparm -I\n",
-         "/dev/sdb: removable: /mnt/usb1, usb (usb 1-1.2), 31 GB, known by what udev says of it\n",
+         "/dev/sdb: removable: /mnt/usb1, usb (usb 1-1.2), 31 GB, identified by udev's properties\n",
          "/dev/sdq: skipped: no entry of blockdev matches its path\n",
          "expected mount flash: no device on this machine would become /mnt/flash\n", "/bin/smartctl\n"})
       EXPECT_NE(checked.text.find(line), std::string::npos) << "missing: " << line << "in:\n" << checked.text;

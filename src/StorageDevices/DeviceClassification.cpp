@@ -1,4 +1,4 @@
-#include "StorageDevices/DeviceVerdict.h"
+#include "StorageDevices/DeviceClassification.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view sysDevices = "/sys/devices/";
 constexpr std::string_view mountRoot = "/mnt/";
 
-// One path against the patterns, until one of them cannot be matched for want of means.
+// Matches one path with patterns, until a shortage keeps one from being matched.
 class PathMatch {
  public:
    PathMatch(Pelm::String const & path, Matcher const & matcher) : path_{path}, matcher_{matcher} {}
@@ -64,20 +64,21 @@ Pelm::Ptr<ConnectedDisk const> provisionalDisk(udev_device * device, Pelm::Strin
                                           bus.devAddress, sizeGbFromSectors(sectors ? sectors : ""));
 }
 
-DeviceVerdict::Collector collectorFor(udev_device * device) {
+DeviceClassification::Collector identifyingCollector(udev_device * device) {
    std::string_view name = udev_device_get_devnode(device);
    if (constexpr std::string_view dev = "/dev/"; name.starts_with(dev))
       name.remove_prefix(dev.size());
    if (isScsiDiskName(name)) {
       char const * const rotational = udev_device_get_sysattr_value(device, "queue/rotational");
       if (!rotational)
-         return DeviceVerdict::Collector::none;
-      return std::string_view{rotational} == "0" ? DeviceVerdict::Collector::ssd
-                                                 : DeviceVerdict::Collector::eusb;
+         return DeviceClassification::Collector::none;
+      return std::string_view{rotational} == "0" ? DeviceClassification::Collector::ssd
+                                                 : DeviceClassification::Collector::eusb;
    }
    if (isNvmeDiskName(name))
-      return DeviceVerdict::Collector::nvme;
-   return isEmmcDiskName(name) ? DeviceVerdict::Collector::emmc : DeviceVerdict::Collector::none;
+      return DeviceClassification::Collector::nvme;
+   return isEmmcDiskName(name) ? DeviceClassification::Collector::emmc
+                               : DeviceClassification::Collector::none;
 }
 
 }  // namespace
@@ -99,8 +100,9 @@ bool isInactive(Pelm::String const & path, ApplianceRules const & rules) {
    return PathMatch{path, matcher}.isInactive(rules);
 }
 
-PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules, Matcher const & matcher) {
-   using Kind = PathVerdict::Kind;
+PathClassification classifyPath(Pelm::String const & path, ApplianceRules const & rules,
+                                Matcher const & matcher) {
+   using Kind = PathClassification::Kind;
    PathMatch match{path, matcher};
    if (match.isInactive(rules))
       return {Kind::inactive, {}, 0};
@@ -108,18 +110,19 @@ PathVerdict judgePath(Pelm::String const & path, ApplianceRules const & rules, M
        std::find_if(rules.etcBlockDev.begin(), rules.etcBlockDev.end(),
                     [&](EtcBlockdevEntry const & each) { return match.matches(each.sysPathRe()); });
    if (match.shortage() != 0)
-      return {Kind::strange, {}, match.shortage()};
+      return {Kind::unlisted, {}, match.shortage()};
    if (entry == rules.etcBlockDev.end())
-      return {Kind::strange, {}, 0};
+      return {Kind::unlisted, {}, 0};
    return {Kind::known, entry->mount(), 0};
 }
 
-DeviceVerdict judge(udev_device * device, Pelm::String const & mount, FruConfig const & fruConfig) {
+DeviceClassification classify(udev_device * device, Pelm::String const & mount, FruConfig const & fruConfig) {
    bool const fixed = isFixed(mount, fruConfig);
-   auto const collector = fixed ? collectorFor(device) : DeviceVerdict::Collector::none;
-   return {fixed ? DeviceVerdict::Kind::fixed : DeviceVerdict::Kind::removable,
+   auto const collector = fixed ? identifyingCollector(device) : DeviceClassification::Collector::none;
+   return {fixed ? DeviceClassification::Kind::fixed : DeviceClassification::Kind::removable,
            provisionalDisk(device, mount, !fixed), collector,
-           collector == DeviceVerdict::Collector::eusb ? udevProperty(device, "DEVLINKS") : Pelm::String{}};
+           collector == DeviceClassification::Collector::eusb ? udevProperty(device, "DEVLINKS")
+                                                              : Pelm::String{}};
 }
 
 }  // namespace StorageDevices
