@@ -14,8 +14,8 @@ namespace {
 using Kind = JsonIndex::Kind;
 using Value = JsonIndex::Value;
 
-// Notes the values as the reader tells of them; refuses, and so ends the reading, beyond the bounds. Numbers
-// come as they are written.
+// Records the values from the reader's events. Beyond the bounds it stops the reader. Numbers keep their
+// spelling.
 class Notes : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Notes> {
  public:
    Notes(std::string_view text, rapidjson::MemoryStream const & stream, std::vector<Value> & values)
@@ -43,7 +43,8 @@ class Notes : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Notes> {
    bool EndArray(rapidjson::SizeType) { return close(); }
 
  private:
-   // The reader stands behind the value; between it and the token before are white space and a separator.
+   // The reader is behind the value. White space and a separator lie between the value and the previous
+   // token.
    bool add(Kind kind) {
       if (values_.size() == JsonIndex::maxValues)
          return false;
@@ -80,7 +81,7 @@ class Notes : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Notes> {
 
 std::optional<JsonIndex> JsonIndex::of(std::string_view text) {
    if (text.find('\0') != std::string_view::npos)
-      return std::nullopt;  // the reader would take it for the end
+      return std::nullopt;  // the reader would take the NUL for the end
    JsonIndex index(text);
    rapidjson::MemoryStream stream(text.data(), text.size());
    Notes notes(text, stream, index.values_);

@@ -1,7 +1,7 @@
-// Where the values of a JSON text lie, so that one of them can be replaced while all others stay as they
-// were written, numbers of any length included.
+// The positions of the values in a JSON text. A value can be replaced while all others keep their spelling,
+// numbers of any length included.
 //
-// The text is outside data: its nesting and the number of its values are bounded.
+// The text is untrusted: its nesting and the number of its values are bounded.
 #pragma once
 
 #include <cstddef>
@@ -21,26 +21,26 @@ class JsonIndex {
 
    struct Value {
       Kind kind;
-      std::string name;  // in an object: what it is the value of
-      std::string text;  // of a string: without quotes and escapes
+      std::string name;  // the member's name, in an object
+      std::string text;  // of a string, without quotes, escapes resolved
       std::size_t begin;
       std::size_t end;
-      std::size_t next;  // index of the value after this one and all that it contains
+      std::size_t next;  // index of the value behind this one and its descendants
    };
 
-   // Nothing when the text is not one JSON value with white space around it, or beyond the bounds. The text
-   // must outlive the index.
+   // Nothing when the text is not a single JSON value, or exceeds the bounds. The text must outlive the
+   // index.
    static std::optional<JsonIndex> of(std::string_view text);
 
    Value const & root() const { return values_.front(); }
 
-   // Elements of an array, values of an object's members; none for anything else.
+   // The elements of an array or the values of an object's members; none for another kind.
    std::vector<Value const *> children(Value const & value) const;
 
    // The first member of that name; null when there is none or the value is no object or null itself.
    Value const * member(Value const * value, std::string_view name) const;
 
-   // As it is written.
+   // The value's text, in its original spelling.
    std::string_view written(Value const & value) const {
       return text_.substr(value.begin, value.end - value.begin);
    }
@@ -53,14 +53,14 @@ class JsonIndex {
    std::vector<Value> values_;
 };
 
-// A stretch of a text and what is to stand there.
+// A part of a text and its replacement.
 struct Edit {
    std::size_t begin;
    std::size_t end;
    std::string text;
 };
 
-// The edits must be in the order of their places and not overlap.
+// The text with the edits applied. They must be in the order of their positions and must not overlap.
 std::string edited(std::string_view text, std::vector<Edit> const & edits);
 
 }  // namespace Agent::Compat

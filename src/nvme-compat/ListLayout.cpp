@@ -22,17 +22,18 @@ std::optional<std::int64_t> numberOf(JsonIndex const & json, Value const * value
    if (value == nullptr)
       return std::nullopt;
    if (value->kind == Kind::string)
-      return wholeNumberInQuotes(value->text);
+      return truncatedQuotedNumber(value->text);
    if (value->kind != Kind::number)
       return std::nullopt;
    std::string_view const written = json.written(*value);
    if (!written.starts_with('-'))
-      return wholeNumber(written);
-   auto const amount = wholeNumber(written.substr(1));
+      return truncatedJsonNumber(written);
+   auto const amount = truncatedJsonNumber(written.substr(1));
    return amount ? std::optional{-*amount} : std::nullopt;
 }
 
-// Sectors of a drive of n gigabytes are `of50` + (n - 50) * `each`, by the rule that makers agreed on.
+// A drive of n gigabytes has `of50` + (n - 50) * `each` sectors, by the rule that the manufacturers agreed
+// on.
 struct SectorRule {
    std::int64_t sectorSize;
    std::int64_t of50;
@@ -40,8 +41,8 @@ struct SectorRule {
 };
 constexpr SectorRule sectorRules[] = {{512, 97696368, 1953504}, {4096, 12212046, 244188}};
 
-// From the lower 32 bits of the number of sectors. The rule's counts differ in these bits up to sizes far
-// beyond those tried, so the first that fits is the only one.
+// The size for the lower 32 bits of the number of sectors. The rule's counts differ in these bits far beyond
+// the sizes tried here, so the first match is the only one.
 std::optional<std::int64_t> sizeFromLowBits(std::int64_t sectorSize, std::uint32_t lowBits) {
    constexpr std::int64_t highest = 63;
    for (SectorRule const & rule : sectorRules)
@@ -61,12 +62,12 @@ std::optional<std::int64_t> sizeFromSectors(JsonIndex const & json, Value const 
    return sizeFromLowBits(*sectorSize, static_cast<std::uint32_t>(*sectors));
 }
 
-// As it is to be written.
+// The size as JSON.
 std::string sizeOf(JsonIndex const & json, Value const & device, Value const & size) {
    auto number = numberOf(json, &size);
    if (!number)
       return std::string(json.written(size));
-   // No drive has an odd number of bytes.
+   // The largest number of 32 bits stands for an overflow: no drive has an odd number of bytes.
    if (*number < 0 || *number == int32Max)
       number = sizeFromSectors(json, device);
    return number ? std::to_string(*number) : "null";
@@ -76,7 +77,7 @@ bool isNested(JsonIndex const & json, Value const & device) {
    return json.member(&device, "Subsystems") != nullptr && json.member(&device, "DevicePath") == nullptr;
 }
 
-// Of a device that is flat already.
+// For a device of the flat layout.
 std::optional<Edit> sizeEdit(JsonIndex const & json, Value const & device) {
    Value const * const size = json.member(&device, "PhysicalSize");
    if (size == nullptr)
@@ -147,8 +148,8 @@ class Flattening {
       push(text + '}');
    }
 
-   // An identity is repeated for every namespace: what is longer than any drive's (40 characters, each of
-   // which may be escaped) would make gigabytes of a list.
+   // Every namespace repeats an identity. One longer than a drive's (40 characters, possibly escaped) could
+   // make a list of gigabytes.
    void append(std::string & text, std::string_view key, Value const * value) const {
       constexpr std::size_t longest = 256;
       if (value != nullptr && json_.written(*value).size() <= longest)

@@ -17,7 +17,7 @@ namespace {
 using Kind = JsonIndex::Kind;
 using Value = JsonIndex::Value;
 
-// What the library reads of a smart log.
+// The keys of a smart log that the library reads.
 constexpr std::string_view temperature = "temperature";
 constexpr std::string_view smartLogKeys[] = {
     "critical_warning",    "temperature",          "avail_spare",         "spare_thresh",
@@ -30,7 +30,7 @@ bool isSmartLogKey(std::string_view name) {
    return std::find(std::begin(smartLogKeys), std::end(smartLogKeys), name) != std::end(smartLogKeys);
 }
 
-bool hasWhatWasAsked(NvmeCommand command, JsonIndex const & json) {
+bool hasExpectedKeys(NvmeCommand command, JsonIndex const & json) {
    auto const members = json.children(json.root());
    return std::any_of(members.begin(), members.end(), [command](Value const * member) {
       return command == NvmeCommand::list ? member->name == "Devices" : isSmartLogKey(member->name);
@@ -46,17 +46,17 @@ std::string smartLog(JsonIndex const & json) {
       Value const & value = spread != nullptr ? *spread : *member;
       std::optional<std::int64_t> number;
       if (value.kind == Kind::number)
-         number = wholeNumber(json.written(value));
+         number = truncatedJsonNumber(json.written(value));
       else if (value.kind == Kind::string)
-         number = wholeNumberInQuotes(value.text);
-      // A temperature has 32 bits to the library; no reading of a drive is beyond them.
+         number = truncatedQuotedNumber(value.text);
+      // The library reads a temperature of 32 bits; no drive's reading exceeds them.
       if (number && (member->name != temperature || *number <= std::numeric_limits<std::int32_t>::max()))
          edits.push_back({member->begin, member->end, std::to_string(*number)});
    }
    return edited(json.text(), edits);
 }
 
-// Errors are told as {"error": "…"}, as an "error" that is an object, or under a heading such as
+// The tool prints an error as {"error": "…"}, as an "error" that is an object, or under a heading such as
 // "Error: smart log": [{"error": "…", "type": "nvme"}].
 Value const * errorOf(JsonIndex const & json) {
    if (Value const * const error = json.member(&json.root(), "error"))
@@ -83,12 +83,12 @@ std::string errorText(JsonIndex const & json, Value const & error) {
    return inOneLine(text);
 }
 
-// The object that the output consists of or, behind other text, ends with. Only the first few braces behind
-// such a text are tried, each takes a reading of the rest.
+// The object that is the output, or that ends it behind other text. Only the first few braces behind such a
+// text are tried, since each attempt reads the rest.
 std::optional<JsonIndex> documentIn(std::string_view output) {
    std::size_t begin = output.find('{');
    if (begin == output.find_first_not_of(" \t\r\n"))
-      return JsonIndex::of(output);  // where it is damaged, what it contains is not what was asked for
+      return JsonIndex::of(output);  // a part of a damaged document is not the requested one
    for (int tries = 8; tries > 0 && begin != std::string_view::npos; --tries) {
       if (auto json = JsonIndex::of(output.substr(begin)))
          return json;
@@ -102,7 +102,7 @@ Layout layoutOf(NvmeCommand command, std::string_view output) {
    auto const json = documentIn(output);
    if (!json)
       return {};
-   if (!hasWhatWasAsked(command, *json)) {
+   if (!hasExpectedKeys(command, *json)) {
       Value const * const error = errorOf(*json);
       return error != nullptr ? Layout{Layout::Kind::error, errorText(*json, *error)} : Layout{};
    }

@@ -1,4 +1,4 @@
-// Turns what the many versions of nvme print as JSON into the one layout that the library reads.
+// Converts the JSON output of the versions of nvme to the layout that the library reads.
 #pragma once
 
 #include <string>
@@ -10,21 +10,21 @@ enum class NvmeCommand { smartLog, list };
 
 struct Layout {
    enum class Kind {
-      unchanged,  // it is in that layout, or in none that is known
-      rewritten,  // `text` is it in that layout
-      error,      // instead of what was asked for it tells of an error; `text` says which, in one line
+      unchanged,  // the output has that layout, or an unknown one
+      rewritten,  // `text` is the output in that layout
+      error,      // the output reports an error; `text` is its message, one line
    };
 
    Kind kind = Kind::unchanged;
    std::string text;
 };
 
-// What the command printed. Text before the JSON is dropped.
+// Converts the output of the command. Drops text before the JSON.
 //
-// Of a smart log the counters that the library reads become whole numbers of at most 64 bits with sign, and a
-// "critical_warning" that is spread out becomes its value; of a list, see ListLayout.h. All else stays byte
-// for byte. It is outside data: text that is no JSON, has a NUL, is beyond the bounds of JsonIndex or finds
-// no memory is unchanged.
+// Smart log: the counters that the library reads become whole numbers of signed 64 bits, and a
+// "critical_warning" that is an object becomes its value. List: see ListLayout.h. Everything else stays byte
+// for byte. The output is untrusted: it stays unchanged if it is no JSON, has a NUL, exceeds the bounds of
+// JsonIndex or finds no memory.
 Layout knownLayout(NvmeCommand command, std::string_view output);
 
 }  // namespace Agent::Compat

@@ -53,7 +53,7 @@ void printSome(std::string_view text) {
    }
 }
 
-// The dead process of the tool has its core already.
+// The tool's process has dumped its core already.
 [[noreturn]] void dieOf(int signal) {
    rlimit const none{0, 0};
    setrlimit(RLIMIT_CORE, &none);

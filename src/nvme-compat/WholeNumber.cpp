@@ -31,7 +31,7 @@ std::int64_t saturated(std::string_view digits) {
    return number;
 }
 
-// Digits, a point after `whole` of them: shifted by the exponent.
+// The value of the digits with a point behind the first `whole` of them, which the exponent has shifted.
 std::int64_t shifted(std::string_view digits, std::int64_t whole) {
    if (whole <= 0)
       return 0;
@@ -44,7 +44,7 @@ std::int64_t shifted(std::string_view digits, std::int64_t whole) {
    return number;
 }
 
-// What follows an "e". Bounded, so that it can be added to a length.
+// The number behind an "e", bounded so that it can be added to a length.
 std::optional<std::int64_t> exponentOf(std::string_view text) {
    constexpr std::int64_t bound = std::int64_t{1} << 40U;
    bool const negative = text.starts_with('-');
@@ -66,8 +66,7 @@ std::size_t separatorAt(std::string_view text) {
    return 0;
 }
 
-// Digits, points and commas that are left without separators between digits; nothing when there is anything
-// else.
+// The text without separators between digits: digits, points and commas. Nothing if it has other characters.
 std::optional<std::string> withoutSeparators(std::string_view text) {
    std::string result;
    while (!text.empty()) {
@@ -109,7 +108,7 @@ std::optional<std::int64_t> ofGroups(std::string_view text, char separator) {
 
 }  // namespace
 
-std::optional<std::int64_t> wholeNumber(std::string_view jsonNumber) {
+std::optional<std::int64_t> truncatedJsonNumber(std::string_view jsonNumber) {
    std::size_t const e = jsonNumber.find_first_of("eE");
    std::string_view const number = jsonNumber.substr(0, e);
    auto const exponent =
@@ -123,7 +122,7 @@ std::optional<std::int64_t> wholeNumber(std::string_view jsonNumber) {
    return shifted(digits, static_cast<std::int64_t>(point) + *exponent);
 }
 
-std::optional<std::int64_t> wholeNumberInQuotes(std::string_view text) {
+std::optional<std::int64_t> truncatedQuotedNumber(std::string_view text) {
    auto const plain = withoutSeparators(text);
    if (!plain)
       return std::nullopt;

@@ -1,5 +1,5 @@
-// Stands before the real nvme on the tools' search path: runs it and, of the commands that the library
-// uses, brings what it prints into the layout that the library reads.
+// A filter in front of the real nvme on the tools' search path. It runs the real program, and converts the
+// output of the commands that the library uses to the library's layout.
 
 #include <unistd.h>
 
@@ -38,7 +38,7 @@ bool asksForJson(std::vector<std::string_view> const & arguments) {
    return false;
 }
 
-// Nothing: what it prints is none of this program's business.
+// Nothing: the output is passed on unchanged.
 std::optional<NvmeCommand> commandOf(std::vector<std::string_view> const & arguments) {
    if (arguments.size() < 2 || !asksForJson(arguments))
       return std::nullopt;
@@ -48,7 +48,7 @@ std::optional<NvmeCommand> commandOf(std::vector<std::string_view> const & argum
 }
 
 [[noreturn]] void runFiltered(NvmeCommand command, std::string const & program, char ** argv) {
-   std::signal(SIGCHLD, SIG_DFL);  // ignored, it would hide how the tool ends
+   std::signal(SIGCHLD, SIG_DFL);  // an ignored SIGCHLD would hide the tool's exit status
    Agent::Compat::ToolRun tool(program, argv);
    std::string const output = tool.output(largestOutput);
    if (output.size() > largestOutput) {

@@ -32,13 +32,13 @@ TEST(WholeNumberTest, readsNumbersOfJson) {
                                             {"1e40", largest},
                                             {"1e99999999999999999999", largest},
                                             {"1e-99999999999999999999", 0}})
-      EXPECT_EQ(wholeNumber(text), number) << text;
+      EXPECT_EQ(truncatedJsonNumber(text), number) << text;
 }
 
 TEST(WholeNumberTest, refusesWhatIsBelowZeroOrNone) {
    for (std::string const text :
         {"-1", "-0.5", "", ".", "e", "x", "1e", "1e+", "1e5x", "1x5", "0Error", "1.2.3"})
-      EXPECT_EQ(wholeNumber(text), std::nullopt) << text;
+      EXPECT_EQ(truncatedJsonNumber(text), std::nullopt) << text;
 }
 
 TEST(WholeNumberTest, readsQuotedNumbersOfAllVersionsAndLocales) {
@@ -61,7 +61,7 @@ TEST(WholeNumberTest, readsQuotedNumbersOfAllVersionsAndLocales) {
                                             {"1 234,500000", 1234},
                                             {"340,282,366,920,938,463,463,374,607,431,768,211,455", largest},
                                             {"340282366920938463463374607431768211455.000000", largest}})
-      EXPECT_EQ(wholeNumberInQuotes(text), number) << text;
+      EXPECT_EQ(truncatedQuotedNumber(text), number) << text;
 }
 
 TEST(WholeNumberTest, oneMarkAndThreeDigitsAreThousandsWhereTheyCanBe) {
@@ -74,7 +74,7 @@ TEST(WholeNumberTest, oneMarkAndThreeDigitsAreThousandsWhereTheyCanBe) {
                                             {"012.345", 12},
                                             {"1,23", 1},
                                             {"1,2345", 1}})
-      EXPECT_EQ(wholeNumberInQuotes(text), number) << text;
+      EXPECT_EQ(truncatedQuotedNumber(text), number) << text;
 }
 
 TEST(WholeNumberTest, refusesQuotedTextThatIsNoNumber) {
@@ -82,14 +82,14 @@ TEST(WholeNumberTest, refusesQuotedTextThatIsNoNumber) {
         {"",        " ",   ".",      ",",       "1.",    ".5",    "-3",       "+3",
          "0x10",    "3 C", "1  234", " 1",      "1 ",    "1.2.3", "1,23,456", "1,234.567.890",
          "1,2.3,4", "1e5", "1\xC2",  "\u00A01", "1_000", "n/a",   "1,,234",   "1, 234"})
-      EXPECT_EQ(wholeNumberInQuotes(text), std::nullopt) << text;
+      EXPECT_EQ(truncatedQuotedNumber(text), std::nullopt) << text;
 }
 
 TEST(WholeNumberTest, readsMillionsOfDigitsQuickly) {
    std::string const digits(std::size_t{4} << 20U, '7');
-   EXPECT_EQ(wholeNumber(digits), largest);
-   EXPECT_EQ(wholeNumberInQuotes(digits), largest);
-   EXPECT_EQ(wholeNumberInQuotes("1." + digits), 1);
+   EXPECT_EQ(truncatedJsonNumber(digits), largest);
+   EXPECT_EQ(truncatedQuotedNumber(digits), largest);
+   EXPECT_EQ(truncatedQuotedNumber("1." + digits), 1);
 }
 
 }  // namespace
