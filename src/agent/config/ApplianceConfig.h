@@ -1,4 +1,4 @@
-// What the configuration says of the appliance, as the library takes it.
+// Converts the configuration of the appliance to the library's form.
 #pragma once
 
 #include <filesystem>
@@ -13,10 +13,10 @@ namespace Agent {
 
 Pelm::Ptr<FruConfig> fruConfigOf(Config const & config);
 
-// A line on a directory that is none, or a symbolic link: no file is kept in it. Nothing for a directory and
-// for one that is to be made.
+// A line for the operator if the path is a symbolic link or no directory: then no file is written there.
+// Nothing for a directory and for a missing path, which is created later.
 std::optional<std::string> mountSourceError(std::filesystem::path const & directory);
-// Why such a directory cannot be used; `error` is an errno of opening it.
+// The reason and the remedy; `error` is the errno value of opening the directory.
 std::string mountSourceReason(int error);
 
 }  // namespace Agent

@@ -73,7 +73,8 @@ std::map<std::string, std::uint8_t> exitBits(ConfigValue const & value) {
          bits.fail("is set for no tool that is run; these are " + listed(toolNames));
       unsigned mask = 0;
       bits.forEachElement([&mask](ConfigValue const & bit) {
-         mask |= 1U << static_cast<unsigned>(bit.wholeNumber(0, 7, "must be the number of a bit, 0 to 7"));
+         mask |=
+             1U << static_cast<unsigned>(bit.wholeNumberWithin(0, 7, "must be the number of a bit, 0 to 7"));
       });
       bitsOf[tool] = static_cast<std::uint8_t>(mask);
    });
@@ -114,7 +115,7 @@ LogDestination logDestination(ConfigValue const & value) {
    value.fail("must be \"auto\", \"journal\", \"syslog\" or \"stderr\", not " + value.shown());
 }
 
-// Walks the document once, section by section. What two sections must agree on is checked at the end.
+// Reads the document once, section by section. Conditions across sections are checked at the end.
 class ConfigReader {
  public:
    Config read(ConfigValue const & root) {
@@ -136,7 +137,7 @@ class ConfigReader {
 
  private:
    static std::int64_t pollInterval(ConfigValue const & value) {
-      return value.wholeNumber(1, INT64_MAX, "must be a whole number of seconds, 1 or more");
+      return value.wholeNumberWithin(1, INT64_MAX, "must be a whole number of seconds, 1 or more");
    }
 
    void readAppliance(ConfigValue const & section) {
@@ -253,8 +254,8 @@ class ConfigReader {
       section.forEachEntry([&](std::string const & facility, ConfigValue const & level) {
          if (std::find(known.begin(), known.end(), facility) == known.end())
             level.fail("is no trace facility; these are " + listed(known));
-         config_.trace[facility] =
-             static_cast<int>(level.wholeNumber(0, 9, "must be a trace level, a whole number from 0 to 9"));
+         config_.trace[facility] = static_cast<int>(
+             level.wholeNumberWithin(0, 9, "must be a trace level, a whole number from 0 to 9"));
       });
    }
 
@@ -265,7 +266,7 @@ class ConfigReader {
                         }}});
    }
 
-   // A drive whose sensor is described nowhere would go without any temperature alarm.
+   // A drive whose sensor has no section would have no temperature alarm.
    void checkSensorUses() const {
       for (ConfigValue const & use : sensorUses_)
          if (!config_.sensors.contains(use.text()))
@@ -273,7 +274,7 @@ class ConfigReader {
                      ", which has no [sensors.…] section: add one with description, overheat and critical");
    }
 
-   // Each would take the other's place.
+   // Two sockets with one path would replace each other.
    void checkSockets() const {
       auto const place = [](std::string const & path) {
          return std::filesystem::path{path}.lexically_normal();

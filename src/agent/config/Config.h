@@ -1,4 +1,4 @@
-// The agent's configuration: what an operator may set, each value with its default.
+// The agent's configuration: the values that an operator may set, and their defaults.
 #pragma once
 
 #include <cstddef>
@@ -48,7 +48,7 @@ struct Config {
 
    struct Tools {
       double timeout = 60;  // seconds, 0 to 86400; 0: no limit
-      std::string path;     // absolute directories with colons between them, or empty
+      std::string path;     // absolute directories, separated by colons; or empty
       // Tool -> the bits of its exit code that do not make a run fail. A table in the file replaces
       // this one whole.
       std::map<std::string, std::uint8_t> acceptExitBits{{"smartctl", 0xfc}};
@@ -65,13 +65,13 @@ struct Config {
 
    struct Status {
       std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
-      std::optional<HttpAddress> http;           // beyond loopback only with allowRemote
+      std::optional<HttpAddress> http;           // not loopback: needs allowRemote
       bool allowRemote = false;
-      std::string socketGroup;  // name of the group that may ask on the socket; empty: no group
+      std::string socketGroup;  // name of the group that may connect; empty: no group
       bool operator==(Status const &) const = default;
    };
 
-   // Steers nothing yet.
+   // No effect yet.
    struct History {
       double hours = 24;                                 // 0 to 8760
       std::string file = "/run/storagedevices/history";  // absolute, or empty: none
@@ -102,10 +102,10 @@ struct Config {
 
 inline constexpr std::size_t maxConfigSize = std::size_t{1} << 20U;  // bytes
 
-// Reads a configuration in TOML. Keys that are not there keep their defaults; a key that is not known,
-// a value of the wrong type or out of range, a tool or a trace facility that is not known, a text of more
-// than `maxConfigSize`, and a drive whose sensor has no section raise ConfigError. `fileName` is for its
-// message alone. Facilities are those of this program and of the libraries that it has loaded.
+// Reads a configuration in TOML. Missing keys keep their defaults. Raises ConfigError for an unknown key,
+// tool or trace facility, a value of the wrong type or out of range, a text of more than `maxConfigSize`, and
+// a drive whose sensor has no section. `fileName` appears only in the error. Facilities are those of this
+// program and its loaded libraries.
 Config parseConfig(std::string_view text, std::string const & fileName);
 
 }  // namespace Agent

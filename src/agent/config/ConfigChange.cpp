@@ -11,12 +11,12 @@ enum class Takes { now, nextStart };
 struct Key {
    char const * name;
    Takes effect;
-   // Whether the two differ there; `take` makes the first like the second.
+   // Answers whether the two differ in this key; `take` copies the second's value to the first.
    std::function<bool(Config const &, Config const &)> differs;
    std::function<void(Config &, Config const &)> take;
 };
 
-// `member` answers a reference to the value, in whichever configuration it is given.
+// `member` answers a reference to the value in the given configuration.
 template <class Member>
 Key key(char const * name, Takes effect, Member member) {
    return {name, effect, [member](Config const & a, Config const & b) { return !(member(a) == member(b)); },

@@ -1,4 +1,4 @@
-// What a configuration that is read again changes, key by key.
+// The changes of a reread configuration, key by key.
 #pragma once
 
 #include <string>
@@ -8,17 +8,17 @@
 
 namespace Agent {
 
-// Keys as the file spells them, sections joined by dots. A table whose keys are free is one key.
+// Keys in the file's spelling, sections joined by dots. A table with free keys counts as one key.
 struct ConfigChange {
    std::vector<std::string> applied;
-   std::vector<std::string> atNextStart;  // these stay as they are while the agent runs
+   std::vector<std::string> atNextStart;  // these keep their values until the agent restarts
 };
 
-// Makes `running` what `reread` asks for, except for keys that need a new start: sockets, directories, the
-// time scale. Says which keys differed.
+// Copies the values of `reread` to `running`, except for keys that need a restart: sockets, directories, the
+// time scale. Answers the keys that differed.
 ConfigChange applyConfig(Config & running, Config const & reread);
 
-// The change in words: "poll_interval, trace hold now; clock.time_scale takes effect at the next start", or
+// The change as text: "poll_interval, trace hold now; clock.time_scale takes effect at the next start", or
 // "nothing in it has changed".
 std::string changeText(ConfigChange const & change);
 

@@ -31,7 +31,7 @@ namespace {
 
 class OpenFile {
  public:
-   // Without waiting for whoever would write into a pipe.
+   // Non-blocking, so that it does not wait for the writer of a pipe.
    explicit OpenFile(std::string const & path)
        : fd_{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)} {}
    OpenFile(OpenFile const &) = delete;
@@ -46,17 +46,17 @@ class OpenFile {
    int fd_;
 };
 
-// Of the whole file system, these name what this process has open already.
+// Whether the path names a descriptor that this process has inherited.
 bool isHandedOpen(std::string const & path) {
    return path == "/dev/stdin" || path.starts_with("/dev/fd/") || path.starts_with("/proc/self/fd/");
 }
 
-// The device that is an empty file.
+// Whether it is /dev/null, which reads as an empty file.
 bool isNull(struct stat const & status) {
    return S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
 }
 
-// Of other devices not even the opening is harmless.
+// Opening any other device may already have an effect.
 void checkKind(std::string const & path, struct stat const & status) {
    mode_t const mode = status.st_mode;
    if (S_ISREG(mode) || isNull(status) || (S_ISFIFO(mode) && isHandedOpen(path)))
@@ -64,17 +64,17 @@ void checkKind(std::string const & path, struct stat const & status) {
    if (S_ISDIR(mode))
       fail(path, "is a directory; name the file in it with --config");
    if (S_ISFIFO(mode))
-      fail(path, "is a pipe that anyone may hold open for ever; name a regular file with --config");
+      fail(path, "is a pipe, which may stay open for ever; name a regular file with --config");
    fail(path, "is no regular file; name one with --config");
 }
 
-// Waits until the pipe has something or is at its end.
+// Waits until the pipe has data or is at its end.
 void await(std::string const & path, int fd, double patience, double deadline) {
    double const left = deadline - Host::monotonicSeconds();
    pollfd pipe{fd, POLLIN, 0};
    int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left * 1e3))) : 0;
    if (ready == 0)
-      fail(path, "has not come to its end after " + Vorn::_fmt("%g", patience).str() +
+      fail(path, "has not ended after " + Vorn::_fmt("%g", patience).str() +
                      " s; see that its writer ends, or name a regular file with --config");
    if (ready < 0 && errno != EINTR)
       failRead(path, errno);
@@ -132,9 +132,8 @@ Config loadConfigIfPresent(std::string const & path) {
 Config reloadConfig(std::string const & path) {
    struct stat status {};
    if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
-      fail(
-          path,
-          "is a pipe, which gives what it has but once; name a regular file with --config at the next start");
+      fail(path,
+           "is a pipe, which can be read only once; name a regular file with --config at the next start");
    return loadConfig(path);
 }
 

@@ -70,14 +70,14 @@ class NestingScanner {
          if (text_[at_] == '\\' && quote == '"')
             ++at_;
       }
-      broken_ = true;  // a string without an end: the parser stops here as well
+      broken_ = true;  // an unterminated string: the parser stops here too
    }
 
    void skipLongString(char quote) {
       for (at_ += 3; at_ < text_.size(); ++at_) {
          if (threeAt(at_, quote)) {
             at_ += 3;
-            // One or two quotes more belong to the string's content.
+            // One or two further quotes are part of the string.
             for (int more = 0; more < 2 && at_ < text_.size() && text_[at_] == quote; ++more)
                ++at_;
             return;

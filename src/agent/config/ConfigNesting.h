@@ -1,5 +1,5 @@
-// Keeps configuration files out of the TOML parser that would make it, or the destruction of what it
-// returns, recurse too deeply: it bounds nested values, but not the parts of a dotted name.
+// Detects configuration files that would make the TOML parser, or the destruction of its result, recurse too
+// deeply. The parser bounds nested values, but not the parts of a dotted name.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 namespace Agent {
 
 // The line (from 1) at which a TOML text first nests brackets more than 16 deep or uses a name of more
-// than 16 parts; empty if it never does. What is no TOML is left for the parser to refuse.
+// than 16 parts; nothing if it never does. The parser itself refuses invalid TOML.
 std::optional<std::size_t> tooDeepConfigLine(std::string_view text);
 
 }  // namespace Agent

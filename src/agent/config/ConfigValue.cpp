@@ -7,8 +7,8 @@
 
 namespace {
 
-// The parser asserts where it should refuse: on a table header that begins with no key. An operator's
-// slip must not end the agent without a word.
+// The parser asserts, instead of refusing, at a table header without a key. An operator's mistake must not
+// abort the agent.
 struct TomlAssertion : std::logic_error {
    using std::logic_error::logic_error;
 };
@@ -21,8 +21,7 @@ struct TomlAssertion : std::logic_error {
 
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage)
 #define TOML_ASSERT(expr) ((expr) ? static_cast<void>(0) : tomlAssertionFailed(#expr))
-// Which letters beyond ASCII are white space stands in a table whose holes it takes for unreachable. They are
-// none.
+// The parser's table of white space beyond ASCII treats its gaps as unreachable. They are reachable.
 #include <toml++/impl/preprocessor.h>
 #pragma push_macro("TOML_UNREACHABLE")
 #undef TOML_UNREACHABLE
@@ -67,7 +66,7 @@ bool isBareKey(std::string_view key) {
    throw ConfigError{escaped(fileName) + place + ": " + what};
 }
 
-// The keys of a section as a sentence needs them: "a, b or c".
+// The keys of a section for a sentence: "a, b or c".
 std::string listed(std::initializer_list<ConfigValue::Member> known) {
    std::string result;
    std::size_t left = known.size();
@@ -168,7 +167,8 @@ bool ConfigValue::boolean() const {
    return value->get();
 }
 
-std::int64_t ConfigValue::wholeNumber(std::int64_t min, std::int64_t max, std::string const & what) const {
+std::int64_t ConfigValue::wholeNumberWithin(std::int64_t min, std::int64_t max,
+                                            std::string const & what) const {
    auto const * value = nodeOf(node_).as_integer();
    if (value == nullptr || value->get() < min || value->get() > max)
       fail(what + ", not " + shown());
@@ -201,7 +201,7 @@ void ConfigValue::members(std::initializer_list<Member> known) const {
                                        [&key = key](Member const & m) { return m.first == key.str(); });
       if (member == known.end())
          refuse(*fileName_, key.source().begin.line,
-                childPath(key.str()) + ": is not a known key; here may stand " + listed(known));
+                childPath(key.str()) + ": is not a known key; the known keys here are " + listed(known));
       member->second({*fileName_, childPath(key.str()), &node});
    }
 }

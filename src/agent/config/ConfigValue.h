@@ -1,5 +1,5 @@
-// A value of a configuration file with its place in it, so that whoever refuses it can say where it
-// stands. Hides the TOML parser from the code that knows the keys.
+// A value of a configuration file with its position, so that an error can name the line. Hides the TOML
+// parser from the code that knows the keys.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,8 @@
 
 namespace Agent {
 
-// Lives no longer than the document that it came from. Every reader raises ConfigError, naming file,
-// line and key, when the value is not what was asked for.
+// Valid as long as its document. Each reader raises ConfigError, with file, line and key, for a value of
+// another type or out of range.
 class ConfigValue {
  public:
    using Handler = std::function<void(ConfigValue const &)>;
@@ -34,14 +34,15 @@ class ConfigValue {
    std::string absolutePath() const;
    bool boolean() const;
 
-   // `what` says what it must be, without what it is: "must be the number of a bit, 0 to 7".
-   std::int64_t wholeNumber(std::int64_t min, std::int64_t max, std::string const & what) const;
-   // Takes whole numbers too; refuses infinity and what is not a number.
+   // A whole number from `min` to `max`. `what` is the error's description of the valid values: "must be the
+   // number of a bit, 0 to 7".
+   std::int64_t wholeNumberWithin(std::int64_t min, std::int64_t max, std::string const & what) const;
+   // A number from `min` to `max`, whole or not; refuses infinity and NaN.
    double number(double min, double max, std::string const & what) const;
 
-   // Hands each member of a table to its handler; a key without one is refused.
+   // Calls the handler of each member of a table; refuses a key without a handler.
    void members(std::initializer_list<Member> known) const;
-   // Visits the entries of a table whose keys are free: not empty and without control characters.
+   // Visits the entries of a table with free keys, which must not be empty or contain control characters.
    void forEachEntry(std::function<void(std::string const & key, ConfigValue const &)> const & visit) const;
    void forEachElement(Handler const & visit) const;
 
@@ -55,7 +56,7 @@ class ConfigValue {
 
 class ConfigDocument {
  public:
-   // Raises ConfigError for a text that is not TOML.
+   // Raises ConfigError for invalid TOML.
    ConfigDocument(std::string_view text, std::string fileName);
    ConfigDocument(ConfigDocument const &) = delete;
    ConfigDocument & operator=(ConfigDocument const &) = delete;

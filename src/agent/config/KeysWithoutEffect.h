@@ -1,4 +1,4 @@
-// Keys that the configuration may set and that this version does not serve.
+// Configuration keys that this version accepts but does not serve.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace Agent {
 
-// A line for each key that asks for something else than what is done, with what is done.
+// A line for each such key that is set, with the actual behaviour.
 std::vector<std::string> keysWithoutEffect(Config const & config, bool underSystemd);
 
-// Whether systemd has started this process, as its environment says.
+// Whether systemd has started this process, by its environment.
 bool isUnderSystemd();
 
 }  // namespace Agent

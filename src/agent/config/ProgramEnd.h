@@ -1,4 +1,4 @@
-// How a program of ours ends when it fails: one line on standard error, and a code that scripts can rely on.
+// The end of a program that fails: one line on standard error, and a documented exit code.
 #pragma once
 
 #include <functional>
@@ -9,10 +9,10 @@ namespace Agent {
 inline constexpr int exitFailed = 1;      // at run time
 inline constexpr int exitWrongUsage = 2;  // of the command line or the configuration
 
-// Writes the line, with everything in it escaped that could steer a terminal. Answers the code.
+// Writes the line, with control characters escaped. Answers the code.
 int failWith(int code, std::string const & text);
 
-// What `program` answers; where it raises, the line that says why and the code.
+// Answers the result of `program`. If it raises, writes the reason and answers the code for it.
 int exitCodeOf(std::function<int()> const & program);
 
 }  // namespace Agent

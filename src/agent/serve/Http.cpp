@@ -18,19 +18,19 @@ namespace Agent {
 
 namespace {
 
-// What a turn of the loop takes of those that wait.
+// Waiting clients that a turn of the loop accepts at most.
 constexpr int acceptsPerTurn = 16;
-// How long nobody is let in while descriptors or memory are scarce, real seconds.
+// Real seconds for which no client is accepted during a shortage of descriptors or memory.
 constexpr double scarcityPause = 0.1;
-// Descriptors that clients leave to the loop: its tools, files and events.
+// Descriptors that clients leave to the loop's tools, files and events, at most.
 constexpr rlim_t mostReserved = 256;
 
 bool isScarcity(int error) {
    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-// Whether so many descriptors are open that the loop may soon need the next ones itself. The kernel gives out
-// the lowest number that is free, so a number says how many are in use.
+// Whether the descriptor is one of those reserved for the loop. The kernel assigns the lowest free number, so
+// a number shows how many are in use.
 bool isReserved(int fd) {
    rlimit limit{};
    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
@@ -38,7 +38,7 @@ bool isReserved(int fd) {
    return static_cast<rlim_t>(fd) >= limit.rlim_cur - std::min(limit.rlim_cur / 3, mostReserved);
 }
 
-// A number that is kept for bad times.
+// A descriptor that is kept for a shortage.
 UniqueFd spareOf(ListenSocket const & socket) {
    return UniqueFd{fcntl(socket.fd(), F_DUPFD_CLOEXEC, 0)};
 }
@@ -76,13 +76,13 @@ UniqueFd HttpServer::accepted() const {
    return UniqueFd{accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
 }
 
-// False when nobody waits or nobody can be let in now.
+// False when no client waits or none can be accepted now.
 bool HttpServer::acceptOne() {
    UniqueFd client = accepted();
    int const error = errno;
    if (!client)
       return error == ECONNABORTED || error == EINTR || (isScarcity(error) && makeRoom(error));
-   // It takes the number of the one that goes for it, so that the reserve stays as it is.
+   // The new client uses the place of the ended one, so the reserve stays.
    if (isReserved(client.get()) && clients_.endOldest())
       client.reset(fcntl(client.get(), F_DUPFD_CLOEXEC, 0));
    serve(client);
@@ -90,7 +90,7 @@ bool HttpServer::acceptOne() {
 }
 
 void HttpServer::serve(UniqueFd & client) {
-   // No block waits until the client has confirmed the one before. Unix sockets have no such delay.
+   // No block waits for the acknowledgement of the previous one. Unix sockets have no such delay.
    int const on = 1;
    setsockopt(client.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
    try {
@@ -100,10 +100,10 @@ void HttpServer::serve(UniqueFd & client) {
    }
 }
 
-// Whether it is worth another attempt at once.
+// Answers whether another attempt may succeed at once.
 bool HttpServer::makeRoom(int error) {
    if (!std::exchange(reportedScarcity_, true))
-      notice_("status: a client cannot be let in: " + std::generic_category().message(error) +
+      notice_("status: a client cannot be accepted: " + std::generic_category().message(error) +
               "; raise the limit of open files (LimitNOFILE) or of memory");
    if (clients_.endOldest() || refuseOne())
       return true;
@@ -112,7 +112,7 @@ bool HttpServer::makeRoom(int error) {
    return false;
 }
 
-// False when even the spare descriptor lets nobody in.
+// False when not even the spare descriptor can accept a client.
 bool HttpServer::refuseOne() {
    spare_.reset();
    UniqueFd client = accepted();

@@ -1,8 +1,8 @@
 // A small HTTP server on the agent's own loop: GET and HEAD, no thread.
 //
-// A turn of the loop writes at most some kilobytes to each client, so no answer delays what else the loop has
-// to do. At most 64 clients are served at a time: one more takes the place of the client that has made no
-// progress for the longest time. A client that does nothing for five seconds loses its place too.
+// A turn of the loop writes some kilobytes at most to each client, so no answer delays the rest of the loop.
+// At most 64 clients are served at a time. A further one replaces the client that has made no progress for
+// the longest time. A client without progress for five seconds is ended.
 #pragma once
 
 #include <functional>
@@ -22,10 +22,10 @@
 namespace Agent {
 
 struct HttpOptions {
-   // The TCP address that is served: requests must name it, or this machine, as their host. Web pages whose
-   // name was made to lead here get nothing. Empty for a Unix socket, where no such page comes from.
+   // The served TCP address; nothing for a Unix socket. A request must name it, or this machine, as its host.
+   // So a web page cannot ask under another name that resolves to this machine.
    std::optional<HttpAddress> address = {};
-   // Takes a line for the operator.
+   // Reports a line to the operator.
    std::function<void(std::string const &)> notice = [](std::string const &) {};
 };
 
@@ -33,13 +33,13 @@ class HttpServer {
  public:
    using Handler = HttpService::Handler;
 
-   // Serves the socket until it goes.
+   // Serves the socket until its destruction.
    HttpServer(ListenSocket socket, Handler handler, HttpOptions options = {});
    HttpServer(HttpServer const &) = delete;
    HttpServer & operator=(HttpServer const &) = delete;
    ~HttpServer();
 
-   // Whether clients are let in; true at first. Those that come meanwhile wait.
+   // Whether clients are accepted; true at first. Meanwhile new clients wait.
    void acceptingIs(bool accepting) { listening_->notifyOnReadableIs(accepting); }
 
  private:
@@ -55,7 +55,7 @@ class HttpServer {
    ListenSocket socket_;
    std::function<void(std::string const &)> notice_;
    HttpClients clients_;
-   UniqueFd spare_;  // is let go to refuse a client for whom there is no other
+   UniqueFd spare_;  // closed to accept and refuse a client when there is no other descriptor
    bool reportedScarcity_ = false;
    Pelm::Ptr<Vorn::FileDescriptor> listening_ = Pelm::make<Vorn::FileDescriptor>("http listening");
    Vorn::Clock::Notifiee<&HttpServer::handlePauseOver> pauseClock_{*this, Vorn::Seconds::infinity()};

@@ -1,4 +1,4 @@
-// The clients of an HTTP server, and which of them has to make room for another one.
+// The clients of an HTTP server, and the choice of the one that makes room for another.
 #pragma once
 
 #include <cstddef>
@@ -19,8 +19,8 @@ class HttpClients {
    HttpClients(HttpClients const &) = delete;
    HttpClients & operator=(HttpClients const &) = delete;
 
-   // Where all places are taken, ends the oldest first. Takes over the socket, a non-blocking one, unless it
-   // raises std::bad_alloc.
+   // Ends the oldest client first if all places are occupied. Takes ownership of the non-blocking socket,
+   // unless it raises std::bad_alloc.
    void add(UniqueFd & socket);
 
    // Ends the client that has made no progress for the longest time. False when there is none.
@@ -31,7 +31,7 @@ class HttpClients {
 
    HttpService service_;
    HttpConnection::Ended ended_ = [this](HttpConnection & connection) { remove(connection); };
-   std::vector<std::unique_ptr<HttpConnection>> connections_;  // in the order in which they came
+   std::vector<std::unique_ptr<HttpConnection>> connections_;  // in the order of their arrival
 };
 
 }  // namespace Agent

@@ -39,7 +39,7 @@ HttpConnection::~HttpConnection() {
    descriptor_->descriptorIs(-1);
 }
 
-// A client for whom there is no memory goes, and so does one whose answer cannot be continued.
+// Ends the connection when there is no memory for the step, or the answer cannot be continued.
 void HttpConnection::orEnd(void (HttpConnection::*step)()) {
    try {
       (this->*step)();
@@ -72,7 +72,7 @@ void HttpConnection::receive(std::string_view bytes) {
    }
 }
 
-// Empty while more of the request must come.
+// Nothing while the request is incomplete.
 std::optional<HttpReply> HttpConnection::replyTo(std::string_view bytes) {
    try {
       if (!reader_.take(bytes))

@@ -1,13 +1,13 @@
 // A client's connection to the HTTP server, for one request and its answer:
 //
-//    reading    its request comes, until the head is complete or refused
-//    answering  the answer goes out, a block in a turn of the loop
+//    reading    the request arrives, until the head is complete or refused
+//    answering  the answer is sent, a block per turn of the loop
 //    closing    all is sent. What the client still sends is dropped until it closes its end too: a socket
 //    that is
 //               closed with bytes unread is reset, and a reset may overtake the answer
 //
-// It ends with the client, and when nothing happens for too long: a request must be complete after five
-// seconds, an answer may rest for as long, and the end of the client is awaited for one.
+// It ends with the client or at a time limit: five seconds for the whole request, five without progress of
+// the answer, one until the client closes.
 #pragma once
 
 #include <functional>
@@ -28,21 +28,21 @@ namespace Agent {
 
 class HttpConnection {
  public:
-   // Called once it has ended; destroys it.
+   // Called when the connection has ended; destroys it.
    using Ended = std::function<void(HttpConnection &)>;
 
-   // Service and `ended` must outlive it. Takes over the socket, a non-blocking one, unless it raises
+   // Service and `ended` must outlive it. Takes ownership of the non-blocking socket, unless it raises
    // std::bad_alloc.
    HttpConnection(UniqueFd & socket, HttpService const & service, Ended const & ended);
    HttpConnection(HttpConnection const &) = delete;
    HttpConnection & operator=(HttpConnection const &) = delete;
    ~HttpConnection();
 
-   // Takes what has come already. It may have ended then.
+   // Reads the bytes that have arrived. The connection may have ended on return.
    void start() { handleReadable(); }
 
-   // When a byte of its answer was taken last, or its request begun; 0 for one that has its answer, with
-   // which nothing is lost.
+   // Framework time of the latest byte sent, or of the request's begin. 0 after the whole answer: ending such
+   // a connection loses nothing.
    Vorn::Seconds progress() const { return state_ == State::closing ? 0 : progress_; }
 
  private:
@@ -52,7 +52,7 @@ class HttpConnection {
    void handleWritable() { orEnd(&HttpConnection::write); }
    void handleTimeout() { orEnd(&HttpConnection::wait); }
 
-   // Each may end it, as its last step.
+   // Each may end the connection, as its last step.
    void orEnd(void (HttpConnection::*step)());
    void read();
    void receive(std::string_view bytes);
@@ -71,7 +71,7 @@ class HttpConnection {
    State state_ = State::reading;
    HttpHeadReader reader_;
    std::optional<HttpReply> reply_;
-   Vorn::Seconds progress_ = 0;  // when a byte of the answer was taken last, or the state begun
+   Vorn::Seconds progress_ = 0;  // time of the latest byte sent, or of the state's begin
    Pelm::Ptr<Vorn::FileDescriptor> descriptor_ = Pelm::make<Vorn::FileDescriptor>("http client");
    Vorn::Clock::Notifiee<&HttpConnection::handleTimeout> clock_{*this, Vorn::Seconds::infinity()};
    Vorn::NotifieeConst reactor_;

@@ -20,7 +20,7 @@ std::string text(string_view view) {
    return {view.data(), view.size()};
 }
 
-// Takes what matters of a head. Nothing that is asked here has a body, so none of its parts come.
+// Collects the relevant fields of a head. No served request has a body, so the callbacks for it do nothing.
 class HeadParser final : public http::basic_parser<true> {
  public:
    explicit HeadParser(HttpHead & head) : head_{head} {
@@ -45,7 +45,7 @@ class HeadParser final : public http::basic_parser<true> {
          error = http::error::header_limit;
       if (field == http::field::transfer_encoding)
          coded_ = true;
-      // Two lengths that agree are one to Beast.
+      // Beast accepts two equal lengths.
       if (field == http::field::content_length &&
           (std::exchange(measured_, true) || value.find(',') != string_view::npos))
          error = http::error::bad_value;
@@ -71,7 +71,7 @@ class HeadParser final : public http::basic_parser<true> {
 constexpr char malformed[] = "the head of the request is malformed\n";
 constexpr char tooManyFields[] = "the head of the request is too long or has too many fields\n";
 
-// Whether the field at the beginning of the text is a number.
+// Whether the value of the field at the beginning of the text is a number.
 bool isNumber(std::string_view text) {
    constexpr std::string_view digits = "0123456789";
    std::string_view const line = text.substr(0, text.find("\r\n"));
@@ -80,7 +80,7 @@ bool isNumber(std::string_view text) {
    return !number.empty() && value.find_first_not_of("0123456789 \t") == std::string_view::npos;
 }
 
-// `rest` begins with what could not be parsed.
+// `rest` begins with the text that could not be parsed.
 HttpRefusal refusalOf(error_code const & error, std::string_view rest, HeadParser const & parser) {
    if (error == http::error::header_limit)
       return {431, tooManyFields};
@@ -114,7 +114,7 @@ bool HttpHeadReader::take(std::string_view bytes) {
    return false;
 }
 
-// True at the end of the head.
+// Answers whether the byte ends the head.
 bool HttpHeadReader::scan(char byte) {
    char const before = bytes_.empty() ? '\0' : bytes_.back();
    bool const folds = before == '\n' && (byte == ' ' || byte == '\t');

@@ -1,4 +1,4 @@
-// The head of an HTTP request, read from bytes that may be anybody's.
+// Reads the head of an HTTP request from untrusted bytes.
 #pragma once
 
 #include <cstddef>
@@ -10,25 +10,23 @@ namespace Agent {
 struct HttpHead {
    std::string method;
    std::string target;  // as it was sent
-   bool isOld = false;  // HTTP/1.0, which knows no chunks
-   unsigned hosts = 0;  // how many fields named Host it has
-   std::string host;    // the last of them
+   bool isOld = false;  // HTTP/1.0, which has no chunked coding
+   unsigned hosts = 0;  // the number of Host fields
+   std::string host;    // the value of the last of them
 };
 
-// Takes a request as it comes, up to the end of its head. Lines end with CR LF, none is folded, and no byte
-// is NUL: where programs disagree about such heads, one of them is made to believe in a request that nobody
-// sent.
+// Reads a request in pieces, up to the end of its head. Accepts only lines that end with CR LF, none folded,
+// without NUL bytes: programs read other heads differently, which allows request smuggling.
 class HttpHeadReader {
  public:
    static constexpr std::size_t mostBytes = 16384;
    static constexpr unsigned mostFields = 100;
 
-   // The bytes that follow those of the calls before; whatever follows the head is left out. True when the
-   // head is complete. Raises HttpRefusal, with 400, 413, 414 or 431, as soon as it can be none that is
-   // served.
+   // Reads the bytes that follow those of the previous calls; ignores bytes behind the head. True when the
+   // head is complete. Raises HttpRefusal with 400, 413, 414 or 431 as soon as the request cannot be served.
    bool take(std::string_view bytes);
 
-   // Once it is complete.
+   // Valid when the head is complete.
    HttpHead const & head() const { return head_; }
 
  private:

@@ -22,7 +22,8 @@ void refuse(int socket, std::string_view answer) {
    std::array<char, 4096> request;
    send(socket, answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
    shutdown(socket, SHUT_WR);
-   // What a closed socket leaves unread resets the connection, perhaps before the answer is read.
+   // Closing a socket with unread bytes resets the connection, possibly before the client has read the
+   // answer.
    recv(socket, request.data(), request.size(), MSG_DONTWAIT);
 }
 

@@ -3,13 +3,13 @@
 
 namespace Agent {
 
-// Raised for such a request: the status and the text that answer it.
+// Raised for such a request: the status and the text of the answer.
 struct HttpRefusal {
    unsigned status;
-   char const * text;  // lives as long as the program
+   char const * text;  // a constant
 };
 
-// Answer 503 and end the connection's sending half. They want no memory, and the socket's buffer must be
+// Answer 503 and close the connection's sending half. They allocate no memory. The socket's buffer must be
 // empty.
 void refuseForMemory(int socket);
 void refuseForDescriptors(int socket);

@@ -17,7 +17,7 @@ namespace http = boost::beast::http;
 
 std::size_t queuedByAll = 0;
 
-// A text that is there already.
+// A document of known text.
 class WholeText final : public Document {
  public:
    explicit WholeText(std::string text) : text_{std::move(text)} {}
@@ -29,7 +29,7 @@ class WholeText final : public Document {
    bool taken_ = false;
 };
 
-// As RFC 9110 wants it: "Sun, 22 Nov 2026 06:11:15 GMT".
+// In the form of RFC 9110: "Sun, 22 Nov 2026 06:11:15 GMT".
 std::string dateText() {
    std::time_t const now = std::time(nullptr);
    std::tm time{};
@@ -43,8 +43,8 @@ std::string statusLine(unsigned status) {
    return "HTTP/1.1 " + std::to_string(status) + " " + std::string{reason.data(), reason.size()} + "\r\n";
 }
 
-// How the client finds the end of the body; a document of unknown length is in chunks, or ends with the
-// connection.
+// The field by which the client finds the end of the body. A document of unknown length is chunked, or ends
+// with the connection.
 std::string lengthField(HttpAnswer const & answer, bool chunked) {
    if (!answer.document)
       return "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
@@ -92,7 +92,7 @@ HttpReply::HttpReply(HttpAnswer answer, bool headOnly, bool isOld)
    block_ += headOf(answer, chunked_);
    document_ =
        answer.document ? std::move(answer.document) : std::make_unique<WholeText>(std::move(answer.body));
-   nextPiece();  // where there is no memory for it, nothing is sent yet
+   nextPiece();  // where memory ends, nothing is sent yet
    if (headOnly)
       document_.reset();
    else

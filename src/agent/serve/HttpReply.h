@@ -1,4 +1,4 @@
-// The bytes of an answer, made while the client takes them.
+// The bytes of an answer, generated as the client receives them.
 #pragma once
 
 #include <cstddef>
@@ -14,12 +14,11 @@ struct HttpAnswer {
    unsigned status = 200;
    std::string contentType = "application/json";
    std::string body;
-   // In place of a body. The client sees a document that cannot be continued as a connection that ends early.
+   // Replaces `body` if set. When a document cannot be continued, the connection ends early.
    std::unique_ptr<Document> document = nullptr;
 };
 
-// What all clients of all servers together have not taken yet of what is written. The answer that would
-// exceed it is ended.
+// Bytes written but not yet received, of all clients of all servers. An answer that would exceed it is ended.
 inline constexpr std::size_t mostQueuedBytes = std::size_t{4} << 20U;
 
 // A part of `mostQueuedBytes`.
@@ -30,7 +29,7 @@ class QueuedBytes {
    QueuedBytes & operator=(QueuedBytes && other) noexcept;
    ~QueuedBytes();
 
-   // Raises std::bad_alloc where there is no room for it.
+   // Raises std::bad_alloc when that would exceed `mostQueuedBytes`.
    void countIs(std::size_t count);
 
  private:
@@ -39,16 +38,16 @@ class QueuedBytes {
 
 class HttpReply {
  public:
-   // A part of the body has no more bytes.
+   // Bytes of a part of the body, at most.
    static constexpr std::size_t blockBytes = 8192;
 
-   // The answer to a GET, or with `headOnly` to a HEAD, of HTTP/1.1 or, with `isOld`, 1.0. Raises what the
-   // document raises, std::bad_alloc among it.
+   // The answer to a GET, or with `headOnly` to a HEAD, of HTTP/1.1 or, with `isOld`, 1.0. Raises the
+   // exceptions of the document, such as std::bad_alloc.
    HttpReply(HttpAnswer answer, bool headOnly, bool isOld);
 
-   // What is to be sent next; empty at the end. Raises like the document when it cannot be continued.
+   // The next bytes to send; empty at the end. Raises the document's exception when it cannot be continued.
    std::string_view front();
-   // So many bytes of it are sent.
+   // That many bytes of `front` have been sent.
    void taken(std::size_t count) { sent_ += count; }
 
  private:
@@ -56,9 +55,9 @@ class HttpReply {
    void addBlock();
 
    std::unique_ptr<Document> document_;
-   std::string_view piece_;  // what is not sent yet of the document's latest
+   std::string_view piece_;  // the unsent rest of the document's latest piece
    QueuedBytes queued_;
-   std::string block_;  // as it is sent
+   std::string block_;  // in its form on the wire
    std::size_t sent_ = 0;
    bool chunked_;
 };

@@ -1,4 +1,4 @@
-// Decides what a request is answered with.
+// Chooses the answer to a request.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,7 @@ class HttpService {
    // With an address, requests must name it, or this machine, as their host.
    HttpService(Handler handler, std::optional<HttpAddress> address);
 
-   // Raises std::bad_alloc.
+   // May raise std::bad_alloc.
    HttpReply reply(HttpHead const & head) const;
 
  private:
@@ -31,7 +31,7 @@ class HttpService {
    std::optional<HttpAddress> address_;
 };
 
-// What a refused request is answered with.
+// The answer to a refused request.
 HttpAnswer answerOf(HttpRefusal const & refusal);
 
 }  // namespace Agent

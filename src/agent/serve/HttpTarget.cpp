@@ -21,7 +21,7 @@ std::optional<char> escapedByte(std::string_view text) {
    return error == std::errc{} && stop == end ? std::optional{static_cast<char>(value)} : std::nullopt;
 }
 
-// A NUL byte would end the text before its end: a text that has one stays as it was sent.
+// An encoded NUL byte would cut a C string, so a text with one stays undecoded.
 std::string decoded(std::string_view text) {
    if (text.find("%00") != std::string_view::npos)
       return std::string{text};
@@ -40,7 +40,7 @@ std::string decodedArgument(std::string_view text) {
    return decoded(spaced);
 }
 
-// Takes the text up to the separator, and the separator, off its front.
+// Removes the text up to the separator, and the separator, and answers that text.
 std::string_view cut(std::string_view & text, char separator) {
    std::string_view const part = text.substr(0, text.find(separator));
    text.remove_prefix(std::min(text.size(), part.size() + 1));

@@ -1,4 +1,4 @@
-// What is asked for: the path and the arguments of a request's target.
+// The path and the arguments of a request's target.
 #pragma once
 
 #include <cstddef>
@@ -10,12 +10,11 @@
 namespace Agent {
 
 struct HttpRequest {
-   // Those without a value left out. Texts are decoded, except one with an encoded NUL byte: that one stays
-   // as it was sent.
+   // Decoded, except for a text with an encoded NUL byte. Arguments without a value are left out.
    std::string path;
    std::vector<std::pair<std::string, std::string>> arguments;
 
-   // The value of the first argument of that name; null when it is not there.
+   // The value of the first argument of that name; null without one.
    char const * argument(std::string_view name) const;
 };
 

@@ -48,15 +48,15 @@ sockaddr_un addressOf(std::string const & path) {
    return address;
 }
 
-// Whether the file is a socket that somebody holds, one of another kind included.
+// Whether the file is a socket that a program has open, of any type.
 bool isHeld(sockaddr_un const & address, int type) {
    UniqueFd const probe{newSocket(AF_UNIX, type)};
    return connect(probe.get(), generic(address), sizeof address) == 0 ||
           (errno != ECONNREFUSED && errno != ENOENT);
 }
 
-// What it tells is no secret on the machine itself, and it takes no orders. The file has its mode from the
-// start: a mode that is set later would go to whatever somebody has put in its place.
+// Every local user may connect: the answers are no secret on the machine, and no request changes anything.
+// The mode is set at the creation: a later chmod could apply to another file in its place.
 int bindForEverybody(int fd, sockaddr_un const & address) {
    constexpr mode_t nobodyExecutes = 0111;
    mode_t const before = umask(nobodyExecutes);

@@ -1,4 +1,4 @@
-// The sockets on which the agent is asked.
+// The sockets on which the agent serves.
 #pragma once
 
 #include <stdexcept>
@@ -8,22 +8,21 @@
 
 namespace Agent {
 
-// A socket that cannot be had; the text names it and says what to do.
+// A socket that cannot be created; the text names it and the remedy.
 class SocketError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
 };
 
-// Makes way for a Unix socket of that type: a file left behind by a program that is gone is removed. Raises
-// SocketError for a socket that somebody holds and for any other file; `key` is the configuration's that
-// names the path.
+// Removes the socket file of an ended program, so that a Unix socket of that type can be bound. Raises
+// SocketError for a socket in use and for any other file. `key` is the configuration key of the path.
 void clearSocketPath(std::string const & path, int type, std::string const & key);
 
-// A listening socket, non-blocking. A Unix socket's file goes with it.
+// A non-blocking listening socket. Its destruction removes the file of a Unix socket.
 class ListenSocket {
  public:
-   // Makes missing directories. A file left behind by an agent that is gone is replaced; a socket that
-   // somebody answers on is not. Raises SocketError.
+   // Creates missing directories. Replaces the socket file of an ended agent, but no socket in use. Raises
+   // SocketError.
    static ListenSocket atPath(std::string const & path);
    static ListenSocket atAddress(HttpAddress const & address);
 
@@ -34,7 +33,7 @@ class ListenSocket {
    int fd() const { return fd_; }
 
  private:
-   // What tells one socket's file from another's.
+   // The identity of a socket's file.
    struct File {
       unsigned long long device = 0;
       unsigned long long inode = 0;
@@ -42,12 +41,12 @@ class ListenSocket {
    };
 
    ListenSocket(int fd, std::string path);
-   // All zero where there is no socket; a link is none.
+   // All zero if the path is no socket; links are not followed.
    static File fileAt(std::string const & path);
 
    int fd_;
    std::string path_;  // of a Unix socket, else empty
-   File file_;         // made here: one that somebody else puts there later is left alone
+   File file_;         // as created here; another file in its place is not removed
 };
 
 }  // namespace Agent

@@ -26,7 +26,7 @@ std::optional<Number> numberIn(std::string_view text) {
    return result.ec == std::errc{} ? std::optional{number} : std::nullopt;
 }
 
-// The kernel may be built without the list of children.
+// For kernels that are built without the list of children.
 std::vector<pid_t> allProcesses() {
    std::vector<pid_t> processes;
    std::error_code error;

@@ -1,4 +1,4 @@
-// The children of this process, as the kernel lists them.
+// Lists the children of this process.
 #pragma once
 
 #include <sys/types.h>
@@ -18,8 +18,8 @@ struct Child {
    bool operator==(Child const &) const = default;
 };
 
-// Those of the process's first thread, adopted ones included. One that comes or goes meanwhile may be
-// missing.
+// The children of the process's first thread, adopted ones included. A child that starts or ends meanwhile
+// may be missing.
 std::vector<Child> children();
 
 // The process that the text of its /proc/PID/stat describes, if it is a child of `parent`.

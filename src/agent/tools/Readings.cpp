@@ -16,7 +16,7 @@ constexpr double latePolls = 2.5;
 constexpr double silentPolls = 3.5;
 constexpr double leastSilence = 180;  // seconds: a disk may take long to wake up
 
-// Good readings of a record that may not be there.
+// The number of good readings of a record; the record may be missing.
 template <class Record>
 std::uint64_t countOf(Pelm::Ptr<Record> const & record) {
    return record ? record->reading.count() : 0;
@@ -35,13 +35,13 @@ bool isNvmeSmartLog(Brul::FinishedRun const & run) {
    return run.argv.front() == "nvme" && run.argv[1] == "smart-log";
 }
 
-// Fails if the last good reading, or without one the disk's appearance, is too long ago.
+// A failure if the last good reading, or else the disk's appearance, is too long ago.
 std::optional<Reading::Failure> lateness(std::optional<Vorn::Seconds> lastGood, Vorn::Seconds seen,
                                          Vorn::Seconds interval, char const * reason) {
    Vorn::Seconds const now = Vorn::System::currentTime();
    if (now - std::max(lastGood.value_or(seen), seen) <= interval * latePolls)
       return std::nullopt;
-   // The first reading that did not come.
+   // The time of the first missing reading.
    Vorn::Seconds const first = lastGood ? *lastGood + interval : seen;
    double const missed = (now - first).value() / interval.value() + 0.5;
    return Reading::Failure{first, reason, static_cast<unsigned>(std::clamp(missed, 1.0, 1e9))};
@@ -96,8 +96,8 @@ void Readings::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>
    note(read, run);
 }
 
-// The monitor has filed the output before it is told here that the run is over. A disk that was identified
-// anew has records under two names; the run was of one of them, which is told by what was filed.
+// The monitor has written the output into the record before this is notified of the run's end. A disk that
+// was identified by another name has two records. The run belongs to the record that has changed.
 void Readings::note(std::vector<std::pair<Tool *, std::uint64_t>> const & read,
                     Brul::FinishedRun const & run) {
    bool const filed =
@@ -129,21 +129,21 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
    if (found == disks_.end() || !connected)
       return readings;
    Disk const & disk = found->second;
-   // A record stays where its disk moved to another bus, and is read no more.
+   // The record of a disk that moved to another bus stays, but is not read any more.
    bool const isEmmc = connected->busType() == BusType::other;
    if (auto const record = entities_.smart->deviceData(serial); record && !isEmmc)
-      readings.push_back(told(toolReading("smartctl", disk.smartctl, record->reading)));
+      readings.push_back(inUtc(toolReading("smartctl", disk.smartctl, record->reading)));
    if (auto const record = entities_.nvme->deviceData(serial);
        record && connected->busType() == BusType::nvme)
-      readings.push_back(told(toolReading("nvme", disk.nvme, record->reading)));
+      readings.push_back(inUtc(toolReading("nvme", disk.nvme, record->reading)));
    if (auto const record = entities_.emmc->deviceData(serial); record && isEmmc)
-      readings.push_back(told(emmcReading(disk, record->reading)));
+      readings.push_back(inUtc(emmcReading(disk, record->reading)));
    if (auto const history = entities_.ioStat->ioStatData(serial))
-      readings.push_back(told(ioStatReading(disk, *history)));
+      readings.push_back(inUtc(ioStatReading(disk, *history)));
    return readings;
 }
 
-// However long it takes to read the clocks.
+// The tolerance covers the time between the readings of the two clocks.
 Vorn::Seconds Readings::utcOffset() const {
    constexpr double correction = 0.5;
    Vorn::Seconds const before = Vorn::System::currentTime();
@@ -155,7 +155,7 @@ Vorn::Seconds Readings::utcOffset() const {
 }
 
 // In UTC.
-Reading Readings::told(Reading reading) const {
+Reading Readings::inUtc(Reading reading) const {
    Vorn::Seconds const offset = utcOffset();
    if (reading.lastGood)
       *reading.lastGood += offset;

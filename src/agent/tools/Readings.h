@@ -1,4 +1,4 @@
-// Which readings of which disk are good, and which fail, since when and why.
+// The state of each disk's readings: good or failing, since when and why.
 #pragma once
 
 #include <cstdint>
@@ -32,8 +32,8 @@ struct Reading {
    std::optional<Failure> failure;         // while it fails
 };
 
-// A tool's reading fails from the end of a run that filed nothing, until one files something; it fails too
-// when after the first run none has ended for more than three polls and three minutes. What is read without a
+// A tool's reading fails from the end of a run that changed no record until a run that does. It also fails
+// when, after the first run, none has ended for more than three polls and three minutes. A reading without a
 // tool fails when it is more than two polls late.
 class Readings {
  public:
@@ -42,11 +42,11 @@ class Readings {
    Readings & operator=(Readings const &) = delete;
    ~Readings() = default;
 
-   // One per source that the disk is read from; none for a disk that is not there.
+   // One per source of the disk's data; none for a disk that is not connected.
    std::vector<Reading> of(Pelm::String const & serial) const;
 
-   // Added to the framework's time it gives UTC. It stays the same until the wall clock is corrected, so that
-   // a time which was told once stays as it was.
+   // UTC minus framework time. It changes only with a correction of the wall clock, so that published times
+   // stay equal.
    Vorn::Seconds utcOffset() const;
 
    void handleDisk(Pelm::String const & serial,
@@ -54,7 +54,7 @@ class Readings {
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
 
  private:
-   // Times are the framework's: ages stay right when the wall clock is corrected.
+   // Times are framework times, so that ages stay correct when the wall clock is corrected.
    struct Tool {
       std::uint64_t count = 0;             // good readings at the end of the latest run
       std::optional<Vorn::Seconds> ended;  // the latest run
@@ -70,7 +70,7 @@ class Readings {
    static void note(std::vector<std::pair<Tool *, std::uint64_t>> const & read,
                     Brul::FinishedRun const & run);
    static void note(Tool & tool, std::uint64_t count, Brul::FinishedRun const & run);
-   Reading told(Reading reading) const;
+   Reading inUtc(Reading reading) const;
    Reading toolReading(char const * source, Tool const & tool,
                        StorageDevices::HealthReading const & reading) const;
    Reading emmcReading(Disk const & disk, StorageDevices::HealthReading const & reading) const;

@@ -17,8 +17,8 @@ namespace Agent {
 
 namespace {
 
-// Real seconds. Those whose parent has been killed come only then; one whose run was dropped with its disk is
-// nobody's without a word.
+// Real seconds. The children of a killed process are adopted only then. Those of a run that was dropped with
+// its disk appear without a notification.
 constexpr double nextGeneration = 0.1;
 constexpr double otherwise = 5;
 constexpr double lastPatience = 0.25;
@@ -27,7 +27,7 @@ int watch(pid_t pid) {
    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
 
-// Whether nothing is left of it.
+// Whether the process has ended and was reaped.
 bool isReaped(pid_t pid) {
    return waitpid(pid, nullptr, WNOHANG) != 0;
 }
@@ -62,7 +62,7 @@ StrayProcesses::~StrayProcesses() {
 }
 
 void StrayProcesses::sweep() {
-   // First, for what follows may find no memory.
+   // Armed first, since the rest may find no memory.
    clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(otherwise));
    std::vector<Child> strays = children();
    auto const isOfTracker = [this](Child const & child) {

@@ -1,6 +1,6 @@
-// Ends what the tools leave behind. A program that leaves its process group (setsid, a double fork) outlives
-// the end of that group; this process adopts it as the child subreaper that it makes itself, kills it when no
-// run is under way that may have begun it, and reaps it.
+// Ends processes that the tools leave behind. A process that leaves its group (setsid, a double fork)
+// survives the end of the group. This process becomes a child subreaper and so adopts it. It kills and reaps
+// the process when no run is in flight that may have started it.
 #pragma once
 
 #include "runtime/Brul/ChildProcessTrackerSm.h"
@@ -10,15 +10,14 @@
 
 namespace Agent {
 
-// Made on the process's first thread, from which all children of this process are started, and none but those
-// of the tracker's runs outlives the handler that starts it.
+// Construct it on the process's first thread, which must start all children of this process. No child may
+// outlive the handler that starts it, except those of the tracker's runs.
 class StrayProcesses {
  public:
    explicit StrayProcesses(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
    StrayProcesses(StrayProcesses const &) = delete;
    StrayProcesses & operator=(StrayProcesses const &) = delete;
-   // Kills and reaps every child that there is; waits a quarter of a second at most for those that the kernel
-   // holds.
+   // Kills and reaps every child. Waits a quarter of a second at most for those that are stuck in the kernel.
    ~StrayProcesses();
 
  private:

@@ -12,8 +12,8 @@ namespace {
 constexpr int cannotRun = 127;
 constexpr std::string_view smartctl = "smartctl";
 
-// By number, as the manual has them. The first three say that the run itself went wrong, the others what
-// the drive says of itself.
+// By bit number, from the tool's manual. The first three are failures of the run, the others report the
+// drive's state.
 constexpr std::array<std::string_view, 8> smartctlBits{
     "command line not understood",
     "device open failed, or it could not be identified or sleeps",

@@ -1,4 +1,4 @@
-// Reports in one line that a tool cannot be started, and in another that it can again.
+// Reports with one line that a tool cannot be started, and with another that it can be started again.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// What became of the tools that the monitors ran: counts since the start, and the latest runs.
+// The results of the monitors' tool runs: counts since the start, and the latest runs.
 #pragma once
 
 #include <cstddef>
@@ -22,18 +22,18 @@ class ToolRuns {
       Vorn::Seconds utc;
    };
 
-   // Counts the tracker's runs from now on.
+   // Counts the tracker's runs from its construction on.
    explicit ToolRuns(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker);
    ToolRuns(ToolRuns const &) = delete;
    ToolRuns & operator=(ToolRuns const &) = delete;
    ~ToolRuns() = default;
 
    std::uint64_t runs() const { return runs_; }
-   // Those that failed, and those of them that passed their time limit.
+   // Failed runs, and those of them that exceeded their time limit.
    std::uint64_t failed() const { return failed_; }
    std::uint64_t timedOut() const { return timedOut_; }
 
-   // The latest, newest last.
+   // The latest runs, newest last.
    std::deque<Ended> const & last() const { return last_; }
 
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);

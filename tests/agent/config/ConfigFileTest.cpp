@@ -108,7 +108,7 @@ TEST_F(ConfigFileTest, thatIsAFifoIsRefusedWithoutWaitingForItsWriter) {
    std::string const path = folder_.string() + "/fifo";
    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
    EXPECT_EQ(refusalOf(path),
-             path + ": is a pipe that anyone may hold open for ever; name a regular file with --config");
+             path + ": is a pipe, which may stay open for ever; name a regular file with --config");
 }
 
 TEST_F(ConfigFileTest, isReadFromAPipeThatWasHandedOpen) {
@@ -128,10 +128,9 @@ TEST_F(ConfigFileTest, inAPipeThatNeverEndsIsGivenUp) {
       configText(path, 0.02);
       FAIL() << "it was read";
    } catch (ConfigError const & error) {
-      EXPECT_EQ(error.what(),
-                path +
-                    ": has not come to its end after 0.02 s; see that its writer ends, or name a "
-                    "regular file with --config");
+      EXPECT_EQ(error.what(), path +
+                                  ": has not ended after 0.02 s; see that its writer ends, or name a "
+                                  "regular file with --config");
    }
 }
 
@@ -139,11 +138,10 @@ TEST_F(ConfigFileTest, inAPipeIsNotReadAgain) {
    Pipe pipe;
    pipe.closeWriter();
    std::string const path = pipe.path("/dev/fd/");
-   EXPECT_EQ(
-       refusalOf(path, &reloadConfig),
-       path +
-           ": is a pipe, which gives what it has but once; name a regular file with --config at the next "
-           "start");
+   EXPECT_EQ(refusalOf(path, &reloadConfig),
+             path +
+                 ": is a pipe, which can be read only once; name a regular file with --config at the next "
+                 "start");
 }
 
 }  // namespace

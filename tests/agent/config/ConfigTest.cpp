@@ -80,11 +80,14 @@ TEST(Config, namesFileLineKeyAndRemedyOfAnError) {
 }
 
 TEST(Config, refusesUnknownKeysAtEveryLevel) {
-   EXPECT_EQ(configRefusal("\npol_interval = 60"),
-             "/etc/x.toml:2: pol_interval: is not a known key; here may stand poll_interval, appliance, "
-             "sensors, tools, kernel_messages, status, log, history, verdict, trace or clock");
-   EXPECT_EQ(refusalIn("log", "level = 3"), "log.level: is not a known key; here may stand destination");
-   EXPECT_EQ(refusalIn("clock", "scale = 3"), "clock.scale: is not a known key; here may stand time_scale");
+   EXPECT_EQ(
+       configRefusal("\npol_interval = 60"),
+       "/etc/x.toml:2: pol_interval: is not a known key; the known keys here are poll_interval, appliance, "
+       "sensors, tools, kernel_messages, status, log, history, verdict, trace or clock");
+   EXPECT_EQ(refusalIn("log", "level = 3"),
+             "log.level: is not a known key; the known keys here are destination");
+   EXPECT_EQ(refusalIn("clock", "scale = 3"),
+             "clock.scale: is not a known key; the known keys here are time_scale");
    for (char const * section : {"appliance", "tools", "kernel_messages", "status", "sensors.A"})
       EXPECT_TRUE(refusalIn(section, "nonsense = 1")
                       .starts_with(std::string{section} + ".nonsense: is not a known key"))

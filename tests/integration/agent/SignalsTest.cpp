@@ -126,7 +126,7 @@ TEST_F(AgentSignalsTest, AConfigurationThatNeverComesHoldsNoStart) {
    Output const refused = runProgram("agent --config " + fifo);
    EXPECT_EQ(refused.exitCode, 2);
    EXPECT_EQ(refused.text,
-             fifo + ": is a pipe that anyone may hold open for ever; name a regular file with --config\n");
+             fifo + ": is a pipe, which may stay open for ever; name a regular file with --config\n");
 }
 
 TEST_F(AgentSignalsTest, DirectoriesThatItMakesAreOpenWhateverTheUmask) {
