@@ -1,4 +1,4 @@
-// Programs that come with this one and are not for an operator to call.
+// Finds programs that are installed with this one and that an operator does not call.
 #pragma once
 
 #include <filesystem>
@@ -6,8 +6,8 @@
 
 namespace Agent {
 
-// The first of these places that holds a program; they are relative to the folder of the one that runs. In
-// the build tree it is another place than in an installed one. Empty when there is none.
+// The first of these paths that is a program; empty without one. They are relative to the folder of the
+// running program. The build tree and an installed tree have different paths.
 std::filesystem::path companionProgram(std::initializer_list<char const *> places);
 
 }  // namespace Agent

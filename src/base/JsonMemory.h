@@ -1,8 +1,8 @@
-// Memory for reading JSON texts that come from outside, and for writing.
+// The allocator for reading untrusted JSON texts, and for writing JSON.
 //
-// RapidJSON's own allocators answer null when there is no memory, and its stacks do not notice. This one
+// RapidJSON's own allocators answer null when there is no memory, and its stacks do not check that. This one
 // raises std::bad_alloc instead, also for a block beyond `maxBlock`. A large block is a mapping of its own:
-// it grows without a second copy, and the system has it back as soon as it is freed.
+// it grows without a second copy, and returns to the system when it is freed.
 #pragma once
 
 #include <sys/mman.h>
@@ -15,14 +15,14 @@
 
 namespace Agent {
 
-// The names are those that RapidJSON asks of an allocator.
+// RapidJSON prescribes the names of an allocator's members.
 class JsonMemory {
  public:
    static constexpr bool kNeedFree = true;
 
    static void * Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
 
-   // Null, and the block freed, for size 0.
+   // For size 0 it frees the block and answers null.
    static void * Realloc(void * block, std::size_t oldSize, std::size_t size) {
       if (size == 0) {
          Free(block);

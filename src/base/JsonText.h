@@ -1,5 +1,5 @@
-// Writing JSON: every text becomes valid UTF-8 on the way. Whatever is not ASCII is written as \uNNNN: a
-// document may be shown on a terminal, which some of these characters steer.
+// Writes JSON. Every text becomes valid UTF-8. Characters beyond ASCII are written as \uNNNN, since some of
+// them control a terminal that shows the document.
 #pragma once
 
 #include <rapidjson/stringbuffer.h>
@@ -16,10 +16,10 @@ namespace Agent {
 using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonMemory>;
 
-// The rest of a longer text is left out. No device, tool or kernel line that means well says more.
+// A longer text is cut. No regular device, tool or kernel line has more.
 inline constexpr std::size_t longestText = 4096;  // bytes
 
-// The writer leaves DEL as it is, the one control character that JSON allows.
+// Escapes DEL, which the writer leaves as it is: the only control character that JSON allows.
 inline std::string withoutDel(JsonBuffer const & json) {
    std::string text;
    for (char const c : std::string_view{json.GetString(), json.GetSize()})
@@ -40,7 +40,7 @@ inline void writeText(JsonWriter & writer, std::string_view text, std::size_t lo
    writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
 }
 
-// A name in an object and a text are written alike.
+// Writes the name of a member by the same rules as a text.
 inline void writeKey(JsonWriter & writer, std::string_view key) {
    writeText(writer, key);
 }

@@ -1,4 +1,4 @@
-// Numbers in texts.
+// Reads numbers.
 #pragma once
 
 #include <charconv>

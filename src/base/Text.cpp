@@ -11,7 +11,7 @@ namespace Agent {
 
 namespace {
 
-// One step through a text: a character, or the bytes of an ill-formed sequence.
+// A decoded character, or the bytes of an ill-formed sequence.
 struct Decoded {
    char32_t point = 0;
    std::size_t length = 0;
@@ -31,8 +31,8 @@ constexpr std::array doubleWidth{Range{0x1100, 0x115f},   Range{0x2e80, 0xa4cf},
                                  Range{0xffe0, 0xffe6},   Range{0x1f300, 0x1f64f}, Range{0x1f680, 0x1f6ff},
                                  Range{0x1f900, 0x1faff}, Range{0x20000, 0x3fffd}};
 
-// Format characters, separators of lines and paragraphs, and whatever else shows nothing of itself: they turn
-// the writing direction round, join and part words, or hide in a name.
+// Format characters, separators of lines and paragraphs, and other invisible characters. They change the
+// writing direction, join and separate words, or hide in a name.
 constexpr std::array unseen{
     Range{0x80, 0x9f},       Range{0xad, 0xad},       Range{0x34f, 0x34f},     Range{0x600, 0x605},
     Range{0x61c, 0x61c},     Range{0x6dd, 0x6dd},     Range{0x70f, 0x70f},     Range{0x890, 0x891},
@@ -52,8 +52,8 @@ bool isContinuation(char byte) {
    return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U;
 }
 
-// How many bytes follow a lead byte, and the range of the first of them (narrower where a sequence
-// would be overlong, a surrogate or above U+10FFFF).
+// The number of bytes that follow a lead byte, and the range of the first of them. The range excludes
+// overlong sequences, surrogates and characters above U+10FFFF.
 struct Lead {
    std::size_t following = 0;
    unsigned char low = 0x80;
@@ -127,7 +127,7 @@ std::string escapedBytes(std::string_view bytes) {
    return result;
 }
 
-// Whether the text goes on as an escaped byte does behind its backslash.
+// Whether the text behind a backslash begins like an escaped byte: xNN.
 bool readsAsByte(std::string_view text) {
    auto const isDigit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
    return text.size() >= 3 && text[0] == 'x' && isDigit(text[1]) && isDigit(text[2]);

@@ -1,4 +1,4 @@
-// Text that comes from devices, files and the network, made safe to show; times as text.
+// Makes text from devices, files and the network safe to show; formats times.
 #pragma once
 
 #include <cstddef>
@@ -7,23 +7,23 @@
 
 namespace Agent {
 
-// Text of any bytes as UTF-8, so that two that differ stay two: a byte of an ill-formed sequence becomes \xNN
-// (two lower-case digits), and so does a backslash that stands before such an xNN (\x5c). All else stays as
-// it is. What comes from a device passes it once, on its way into a document or a log; whoever turns every
-// \xNN back into its byte has the text.
+// Converts text of any bytes to UTF-8, without loss. A byte of an ill-formed sequence becomes \xNN (two
+// lower-case digits), and so does a backslash before such an xNN (\x5c). Everything else stays. A text from a
+// device is converted once, before it enters a document or a log. Replacing every \xNN by its byte restores
+// the text.
 std::string validUtf8(std::string_view text);
 
-// The text for a terminal or a line of a log, with everything written out that could steer the one or forge
-// the other, or that shows nothing of itself: control characters and DEL as \n, \r, \t or \xNN, bytes that
-// are no UTF-8 as \xNN, the C1 controls, separators of lines and paragraphs, bidirectional controls and other
-// characters without a shape as \uNNNN or \UNNNNNNNN. A backslash stays as it is, so that what was escaped
-// already, or came through `validUtf8`, changes no more.
+// Escapes text for a terminal or a line of a log, so that it can neither control the terminal nor forge a
+// line. Control characters and DEL become \n, \r, \t or \xNN; bytes that are no UTF-8 become \xNN. Invisible
+// characters (C1 controls, separators of lines and paragraphs, bidirectional controls and others) become
+// \uNNNN or \UNNNNNNNN. A backslash stays, so an escaped text, or a result of `validUtf8`, does not change
+// again.
 std::string escaped(std::string_view text);
 
-// Terminal cells that a UTF-8 text takes up: none for combining marks, two for East Asian wide characters.
+// The terminal cells of a UTF-8 text: none for combining marks, two for East Asian wide characters.
 std::size_t displayWidth(std::string_view text);
 
-// The text itself if it fits in `width` cells, else as much of it as fits before a "…".
+// The text if it fits into `width` cells, else the part that fits before a "…".
 std::string cutToWidth(std::string_view text, std::size_t width);
 
 // Seconds since 1970 in RFC 3339, UTC, rounded to milliseconds: "2026-11-20T19:04:58.500Z".

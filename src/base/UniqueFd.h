@@ -1,4 +1,4 @@
-// An open descriptor that somebody owns.
+// Owns an open descriptor and closes it.
 #pragma once
 
 #include <unistd.h>

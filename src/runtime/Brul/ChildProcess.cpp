@@ -33,7 +33,7 @@ bool ChildProcess::start(std::vector<Pelm::String> const & argv, Pelm::String co
    std::array<int, 3> const fds{devNull(O_RDONLY), stdoutFd >= 0 ? stdoutFd : devNull(O_WRONLY),
                                 stderrFd >= 0 ? stderrFd : devNull(O_WRONLY)};
    if (std::find(fds.begin(), fds.end(), -1) != fds.end()) {
-      // A program without its standard descriptors would write into whatever it opens first.
+      // Without standard descriptors a program would write into the first file that it opens.
       int const error = errno;
       closeAll(fds);
       errno = error;
@@ -45,7 +45,7 @@ bool ChildProcess::start(std::vector<Pelm::String> const & argv, Pelm::String co
    pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
    if (pidfd_ >= 0)
       return true;
-   // Out of descriptors: a child that cannot be watched is of no use.
+   // No descriptor is free. A child that cannot be watched is ended.
    int const error = errno;
    signalGroup(SIGKILL);
    waitForProcess(std::exchange(pid_, -1));

@@ -1,4 +1,4 @@
-// A child process group seen from outside: started, watched through a pidfd, killed, reaped.
+// A child process group: starts it, watches it through a pidfd, kills and reaps it.
 // Used by PipedChildProcessSm alone.
 #pragma once
 
@@ -16,23 +16,24 @@ class RUNTIME_API ChildProcess {
    ChildProcess() = default;
    ChildProcess(ChildProcess const &) = delete;
    ChildProcess & operator=(ChildProcess const &) = delete;
-   // `abandon` or `reap` has been called for a child that was started.
+   // A started child must have been passed to `abandon` or `reap` before.
    ~ChildProcess() = default;
 
-   // Standard input is /dev/null; the others are taken over, -1 stands for /dev/null. False with errno set.
+   // Starts the command with /dev/null as standard input. Takes ownership of the other descriptors; -1 stands
+   // for /dev/null. False, with errno set, on failure.
    bool start(std::vector<Pelm::String> const & argv, Pelm::String const & searchFirst, int stdoutFd,
               int stderrFd);
 
    bool exists() const { return pid_ > 0; }
-   // -1 when there is none.
+   // -1: none.
    pid_t pid() const { return pid_; }
-   // Readable when the child has ended; -1 when there is none.
+   // Readable when the child has ended; -1: none.
    int pidfd() const { return pidfd_; }
 
-   // Sends a signal to the whole group. The child is not reaped yet, so its number is still its own.
+   // Sends a signal to the whole group. The child is not reaped yet, so its number is not reused.
    void signalGroup(int signal) const;
 
-   // For an ended child: its exit code, or minus its signal; nothing is left of it.
+   // Reaps the ended child: its exit code, or minus its signal.
    int reap();
 
    // Kills the group and leaves the reaping to the tracker (see ChildProcessTrackerSm::orphanIs).

@@ -32,7 +32,7 @@ class ChildProcessTrackerSm::Orphan {
    Orphan(Orphan const &) = delete;
    Orphan & operator=(Orphan const &) = delete;
 
-   // One that has not died yet is init's to reap.
+   // init reaps a child that has not died yet.
    ~Orphan() {
       Vorn::activityManager().outsideWorkInc(-1);
       int const pidfd = exit_->descriptor();
@@ -41,7 +41,7 @@ class ChildProcessTrackerSm::Orphan {
       close(pidfd);
    }
 
-   // Whether it has died.
+   // Waits for its death; answers whether it has died.
    bool awaitDeath(int patienceMs) const {
       pollfd died{exit_->descriptor(), POLLIN, 0};
       return poll(&died, 1, patienceMs) > 0;
@@ -68,7 +68,7 @@ class ChildProcessTrackerSm::Orphan {
 ChildProcessTrackerSm::ChildProcessTrackerSm() = default;
 
 ChildProcessTrackerSm::~ChildProcessTrackerSm() {
-   // They have been killed, so they die at once, all but those that the kernel holds.
+   // They have been killed, so they die at once, except those that are stuck in the kernel.
    using namespace std::chrono;
    auto const deadline = steady_clock::now() + milliseconds{200};
    for (auto const & orphan : orphans_) {

@@ -1,4 +1,4 @@
-// The host's view of all child processes: their limits, their ends, and those nobody owns any more.
+// The host's view of all child processes: their limits, their results, and the orphans.
 #pragma once
 
 #include <sys/types.h>
@@ -18,11 +18,11 @@
 
 namespace Brul {
 
-// One run of a program, told when it is over.
+// A completed run of a program.
 struct FinishedRun : public Pelm::Node {
    std::vector<Pelm::String> argv;
    int exitCode = 0;        // minus the signal that ended it; 127 when it could not be run
-   bool failed = false;     // what its owner was told
+   bool failed = false;     // the result that the owner got
    bool timedOut = false;   // the time limit ended it
    Pelm::String reason;     // why it could not be run, or for which limit it was ended; else empty
    Vorn::Seconds duration;  // real seconds
@@ -30,18 +30,18 @@ struct FinishedRun : public Pelm::Node {
 
 class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
  public:
-   // Whether an exit code other than 0 of a program (argv[0]) makes its run a failed one.
+   // Whether a run of a program (argv[0]) with an exit code other than 0 has failed.
    using FailurePolicy = std::function<bool(Pelm::String const & program, int exitCode)>;
 
    ChildProcessTrackerSm();
    ~ChildProcessTrackerSm() override;
 
-   // Real seconds that a run may take before its process group is terminated, and killed 2 seconds
-   // later; such a run has failed. 0: no limit, the default.
+   // Real seconds after which the process group of a run is terminated, and killed 2 seconds later. Such a
+   // run has failed. 0, the default: no limit.
    void timeLimitIs(Vorn::Seconds limit) { timeLimit_ = limit; }
    Vorn::Seconds timeLimit() const { return timeLimit_; }
 
-   // By default every exit code but 0 is a failure. A death by signal always is.
+   // By default every exit code except 0 is a failure. A death by signal always is.
    void failurePolicyIs(FailurePolicy policy) { failurePolicy_ = std::move(policy); }
    bool isFailure(Pelm::String const & program, int exitCode) const;
 
@@ -53,20 +53,20 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    Vorn::Attribute<Pelm::Ptr<FinishedRun const>, ChildProcessTrackerSm> finishedRun{*this, "finishedRun"};
    void finishedRunIs(Pelm::Ptr<FinishedRun const> run);
 
-   // The processes of the runs that are under way. A host that adopts what a program leaves behind (a child
-   // subreaper) knows by them, and by `isOrphan`, which of its children are nobody's.
+   // The processes of the runs in flight. A host that is a child subreaper needs them, and `isOrphan`, to
+   // find its stray children.
    void runningIs(pid_t pid) { running_.insert(pid); }
    void runningDel(pid_t pid) { running_.erase(pid); }
    bool isRunning(pid_t pid) const { return running_.contains(pid); }
 
-   // Takes over a killed child whose owner does not wait for it: reaps it when it has died, which
-   // may be long after when the kernel holds it. `pidfd` is closed here. `command` is that of a child
-   // that outlived its time limit; empty for others.
+   // Takes over a killed child whose owner does not wait for it, and reaps it when it has died. A child stuck
+   // in the kernel may die much later. Closes `pidfd`. `command` is that of a child that outlived its time
+   // limit; empty for others.
    void orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command = {});
    std::size_t orphans() const { return orphans_.size(); }
    bool isOrphan(pid_t pid) const;
-   // Whether a child of that command outlived its time limit and still lives. Another one would end no
-   // better, and a dying disk would collect them.
+   // Whether a child of that command outlived its time limit and still exists. Another run would get stuck
+   // too, and such children would accumulate on a failing disk.
    bool isHeld(std::vector<Pelm::String> const & command) const;
 
  private:

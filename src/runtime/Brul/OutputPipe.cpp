@@ -19,7 +19,7 @@ int OutputPipe::open() {
 }
 
 bool OutputPipe::read() {
-   // A pipe holds 64 KiB; a few fillings a turn keep up with any tool and starve nobody.
+   // Of a pipe's 64 KiB: a few reads per turn keep up with any tool and starve no other descriptor.
    constexpr int readsPerTurn = 4;
    static std::array<char, 65536> buffer;
    for (int i = 0; i < readsPerTurn && isOpen(); ++i) {

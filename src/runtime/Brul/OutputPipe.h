@@ -1,4 +1,4 @@
-// One captured output of a child: the reading end of a pipe and what came out of it so far.
+// One captured output of a child: the reading end of a pipe, and the bytes read so far.
 // Used by PipedChildProcessSm alone.
 #pragma once
 
@@ -12,7 +12,7 @@ namespace Brul {
 
 class RUNTIME_API OutputPipe {
  public:
-   // More than this is no report of any tool.
+   // No tool's report is larger.
    static constexpr std::size_t maxBytes = std::size_t{4} << 20U;
 
    explicit OutputPipe(char const * name) : end_{Pelm::make<Vorn::FileDescriptor>(name)} {}
@@ -20,14 +20,13 @@ class RUNTIME_API OutputPipe {
    OutputPipe & operator=(OutputPipe const &) = delete;
    ~OutputPipe() { closeEnd(); }
 
-   // Makes the pipe; the end for the child, or -1 with errno set.
+   // Creates the pipe. Answers the child's end, or -1 with errno set.
    int open();
 
-   // Reads what is there, up to a bound per call; true until the writers are gone.
+   // Reads the available bytes, up to a bound per call. False when all writers have closed.
    bool read();
    bool isOpen() const { return end_->descriptor() >= 0; }
-   // Why the output could not be kept, null while it is: beyond the bound, or no memory for it. What was read
-   // so far is gone then.
+   // Why the output was lost: it exceeded the bound, or there was no memory for it. Null: it was not.
    char const * lossReason() const { return lossReason_; }
    void closeEnd();
 

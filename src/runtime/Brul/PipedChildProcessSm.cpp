@@ -20,11 +20,11 @@ namespace {
 Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
 
 constexpr auto timeLimitPassed = "it passed its time limit";
-constexpr auto lastRunIsHeld = "its last run passed the time limit and cannot be ended";
-constexpr int cannotRun = 127;        // as shells say it
+constexpr auto lastRunIsStuck = "its last run passed the time limit and cannot be ended";
+constexpr int cannotRun = 127;        // the exit code of shells for it
 constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
 constexpr double killSeconds = 2;     // between the request to terminate and the kill
-constexpr double abandonSeconds = 1;  // between the kill and going on without it
+constexpr double abandonSeconds = 1;  // between the kill and giving up on its death
 
 double realNow() {
    timespec time{};
@@ -66,7 +66,7 @@ void PipedChildProcessSm::hasNotificationActiveIs(bool active) {
    stderrReactor_.hasNotificationActiveIs(active);
    exitReactor_.hasNotificationActiveIs(active);
    deadlineClock_.hasNotificationActiveIs(active);
-   // A ready descriptor that nobody serves would keep the loop from resting.
+   // A ready descriptor that is not read would keep the loop busy.
    stdout_.end()->notifyOnReadableIs(active);
    stderr_.end()->notifyOnReadableIs(active);
    exit_->notifyOnReadableIs(active);
@@ -95,7 +95,7 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
    argv_.assign(arg.begin(), arg.end());
    if (tracker_->isHeld(argv_)) {
       timedOut_ = true;
-      reasonIs(lastRunIsHeld);
+      reasonIs(lastRunIsStuck);
       deadlineIs(Deadline::held, 0);
    } else if (!launch(captureStdout, captureStderr)) {
       startError_ = errno;
@@ -222,7 +222,7 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
    run->timedOut = timedOut_;
    run->reason = reason_;
    run->duration = realNow() - startedAt_;
-   // The owner may let go of this object while it is told.
+   // A subscriber may drop this object.
    Pelm::Ptr<ChildProcessTrackerSm> const tracker = tracker_;
    stateIs(failed ? State::failed : State::finished);
    tracker->finishedRunIs(run);

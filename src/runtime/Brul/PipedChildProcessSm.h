@@ -1,13 +1,12 @@
 // One run of a command, its standard output and error captured through pipes.
 //
-// States: idle (not started); running; failed (it could not be run, ended with a failure code or by a
-// signal, wrote more than 4 MiB or than memory has room for, or passed the tracker's time limit); finished
-// (ended well).
+// States: idle (not started); running; finished (succeeded); failed. A run fails when it cannot be started,
+// ends with a failure code or by a signal, writes more than 4 MiB or than fits into memory, or exceeds the
+// tracker's time limit.
 //
-// A run is over when the process has ended and both outputs are at their end. A grandchild that
-// keeps an output open cannot hold it: half a second after the process has ended the rest of its
-// group is killed. The end is always published from a later turn of the loop than the start.
-// Dropping a running object kills its group.
+// A run is over when the process has ended and both outputs are at their end. A grandchild may keep an output
+// open; half a second after the end of the process the rest of its group is killed. The end is always
+// published in a later turn of the loop than the start. Dropping a running object kills its group.
 #pragma once
 
 #include <string>
@@ -43,26 +42,26 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
 
    Vorn::Attribute<State, PipedChildProcessSm> state{*this, "state", State::idle};
 
-   // The command line; the first is the program, looked up on the tracker's tool path and PATH.
+   // The command line. Its first element is the program, searched on the tracker's tool path and PATH.
    Vorn::Queue<Pelm::String, PipedChildProcessSm> arg{*this, "arg"};
    void argPush(Pelm::String value);
    void argPop();
    void argPopAll();
    void argIs(std::size_t index, Pelm::String value);
 
-   // Runs the command, once; what is not captured goes to /dev/null. Nothing happens unless idle.
+   // Starts the command. An output that is not captured goes to /dev/null. Does nothing unless idle.
    void start(bool captureStdout, bool captureStderr);
 
-   // Off at first: the run's progress is then neither read nor published.
+   // Whether the run's progress is read and published; off at first.
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return exitReactor_.hasNotificationActive(); }
 
-   // Valid when the run is over. Minus the signal that ended it; 127 when it could not be run.
+   // Valid when the run is over. Minus the signal that ended it; 127: it could not be run.
    int exitCode() const { return exitCode_; }
    // The errno value of a command that could not be started, else 0.
    int startError() const { return startError_; }
    std::string const & stdoutBuffer() const { return stdout_.text(); }
-   // Of a run that could not be started or was ended for a limit, the reason stands here.
+   // The standard error; or the reason, for a run that could not be started or was ended at a limit.
    Pelm::String stderrString() const { return Pelm::String{stderr_.text()}; }
 
    void vornDoZombieReactors(bool zombie) override;

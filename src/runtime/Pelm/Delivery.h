@@ -17,7 +17,7 @@
 
 namespace Pelm {
 
-// A change that waits for its turn. It keeps its notifier, and so the publisher, whole.
+// A queued change. It keeps its notifier, and so the publisher, whole.
 class RUNTIME_API PendingChange {
  public:
    PendingChange(Node const & notifier, Publisher & publisher) : notifier_{notifier}, publisher_{publisher} {}
@@ -47,16 +47,16 @@ class RUNTIME_API Delivery {
    bool busy() const { return busy_; }
 
    // Delivers at once. Only for the outermost change: `busy()` is false. The notifier stays whole until all
-   // are told, even when nobody holds it any more; its own reactors are off from then on.
+   // subscribers are notified. If its last user goes meanwhile, its own reactors are off from then on.
    void deliverOutermost(Node const & notifier, Publisher & publisher, void const * key,
                          void const * change) noexcept {
       if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]] {
-         // Other threads may let go of it at any moment: only its count keeps it.
+         // Another thread may drop its last pointer at any moment, so the use count must keep it.
          KeepAlive const keepAlive{notifier};
          notifyAll(publisher, key, change);
          return;
       }
-      // Counting up and down again would cost as much as all the rest.
+      // Changing the use count would double the cost of a delivery.
       notifier_.store(&notifier, std::memory_order_relaxed);
       notifyAll(publisher, key, change);
       notifier_.store(nullptr, std::memory_order_relaxed);
@@ -68,7 +68,7 @@ class RUNTIME_API Delivery {
 
    void enqueue(std::unique_ptr<PendingChange> pending) noexcept;
 
-   // A subscriber leaves; if its turn was next, the one after it is next now.
+   // Skips a leaving subscriber if it would be notified next.
    void subscriberLeaves(Subscriber const & subscriber) {
       if (cursor_ == &subscriber)
          cursor_ = subscriber.next_;
@@ -99,7 +99,7 @@ class RUNTIME_API Delivery {
    bool busy_ = false;
    std::atomic<Node const *> notifier_ = nullptr;  // of the outermost change
    std::uint64_t sequence_ = 0;
-   Subscriber * cursor_ = nullptr;  // whose turn is next in the change being delivered
+   Subscriber * cursor_ = nullptr;  // next subscriber of the change being delivered
    PendingChange * first_ = nullptr;
    PendingChange * last_ = nullptr;
 };

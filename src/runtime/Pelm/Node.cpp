@@ -37,7 +37,7 @@ std::type_info const & Node::typeData() const {
 void Node::vornDoZombieReactors(bool) {}
 
 void Node::countIsZero(std::uint32_t before) const {
-   // Pointers that come and go while a zombie is torn down must not destroy it under its own feet.
+   // Pointers made and dropped while a zombie is torn down must not destroy it a second time.
    if ((before & static_cast<std::uint32_t>(Flag::zombie)) == 0)
       lastUserGone();
    else
@@ -56,7 +56,7 @@ bool Node::isKept() const {
 void Node::lastUserGone() const {
    nodeFlagSet(Flag::zombie, true);
    const_cast<Node *>(this)->vornDoZombieReactors(true);
-   // Flag and count are one word: either we see a pointer that is still there, or its end sees the flag.
+   // Flag and count are one word: either this sees a remaining pointer, or the pointer's end sees the flag.
    std::uint32_t const before =
        word_.fetch_or(static_cast<std::uint32_t>(Flag::tornDown), std::memory_order_acq_rel);
    if ((before & countMask) == 0 && !isKept())
@@ -64,7 +64,7 @@ void Node::lastUserGone() const {
 }
 
 void Node::destroy() const {
-   // Pointers that come and go while destructors run find a node that is nobody's to destroy.
+   // Pointers made and dropped while destructors run must not destroy the node again.
    nodeFlagSet(Flag::tornDown, false);
    delete this;
 }

@@ -11,8 +11,8 @@ namespace Pelm {
 
 class Publisher;
 
-// Use counts change atomically only after the host has switched threads on; it does so before it
-// starts the first thread that touches a node, and never switches back while such a thread lives.
+// Switches to atomic use counts. The host must call it before it starts the first thread that uses a node,
+// and must not switch back while such a thread exists.
 RUNTIME_API void threadsEnabledIs(bool enabled);
 RUNTIME_API bool threadsEnabled();
 
@@ -20,12 +20,12 @@ namespace detail {
 RUNTIME_API extern std::atomic<bool> threadsAreEnabled;
 }
 
-// A node is made with `new`, held by `Ptr`s and destroyed by the framework when the last of them goes.
+// A node is created with `new`. The framework destroys it when the last `Ptr` to it is destroyed.
 class RUNTIME_API Node {
  public:
    enum class Flag : std::uint32_t {
-      zombie = 1U << 28,    // the last user is gone, the node's own reactors are being torn down
-      tornDown = 1U << 29,  // that is done; the node goes when its count is zero again
+      zombie = 1U << 28,    // the last user is gone; the node's own reactors are torn down
+      tornDown = 1U << 29,  // they are torn down; the node is destroyed when its count is zero
    };
 
    Node() = default;
@@ -38,7 +38,7 @@ class RUNTIME_API Node {
       return (word_.load(std::memory_order_relaxed) & static_cast<std::uint32_t>(flag)) != 0;
    }
 
-   // Number of `Ptr`s that hold the node.
+   // The number of `Ptr`s to the node.
    std::uint32_t useCount() const { return word_.load(std::memory_order_relaxed) & countMask; }
 
    void useCountInc() const {
@@ -60,20 +60,20 @@ class RUNTIME_API Node {
          countIsZero(before);
    }
 
-   // The operations of every node come in this order in the table of its class.
+   // The order of these operations fixes their places in the table of every class.
  protected:
-   // Runs when the count drops to zero: makes the node a zombie, tears its reactors down and destroys it
-   // once nobody holds it.
+   // Runs when the count drops to zero: makes the node a zombie, tears down its reactors, and destroys it
+   // when no pointer is left.
    virtual void lastUserGone() const;
 
  public:
-   // Where those subscribe who wait for the one attribute that the node is made for; null: it has none such,
-   // and each attribute is subscribed to on its own.
+   // The publisher of the node's main attribute. Null: it has none, and each attribute is subscribed to
+   // separately.
    virtual Publisher * publisher() const;
-   // Which kind of node it is.
+   // The type of the node.
    virtual std::type_info const & typeData() const;
-   // Stops (true) or resumes (false) the reactors that the node owns. The framework calls it with
-   // true once, when the last user is gone and the node is still whole.
+   // Stops (true) or resumes (false) the node's own reactors. The framework calls it once with true, when the
+   // last user is gone and the node is still whole.
    virtual void vornDoZombieReactors(bool zombie);
 
  private:
@@ -81,7 +81,7 @@ class RUNTIME_API Node {
 
    friend class Delivery;
    friend class KeepAlive;
-   // For those who kept the node without being its users.
+   // For KeepAlive and the delivery, which keep the node without counting as users.
    void goIfUnused() const {
       if (useCount() == 0) [[unlikely]]
          goIfTornDown(word_.load(std::memory_order_relaxed));
@@ -96,8 +96,8 @@ class RUNTIME_API Node {
    mutable std::uint32_t keepers_ = 0;
 };
 
-// Keeps a node whole for a scope without being its user. A node whose last user goes meanwhile is a zombie at
-// once: its reactors are off. It is destroyed at the end of the scope. For the reactor thread alone; while
+// Keeps a node whole for a scope without being its user. If the last user goes meanwhile, the node is a
+// zombie at once: its reactors are off. It is destroyed at the end of the scope. Reactor thread only; while
 // threads are enabled it counts as a user.
 class KeepAlive {
  public:

@@ -23,7 +23,7 @@ class Ptr {
          node_->useCountDec();
    }
 
-   // The old node is let go only when the new one is in place: its last words may look here.
+   // Drops the old node only after the assignment, since its destruction may read this pointer.
    Ptr & operator=(Ptr other) noexcept {
       std::swap(node_, other.node_);
       return *this;
@@ -49,7 +49,7 @@ class Ptr {
    T * node_ = nullptr;
 };
 
-// Makes a node and its first pointer in one step.
+// Creates a node and its first pointer.
 template <class T, class... Args>
 Ptr<T> make(Args &&... args) {
    return Ptr<T>{new T(std::forward<Args>(args)...)};

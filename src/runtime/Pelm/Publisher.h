@@ -1,8 +1,7 @@
-// The list of those who are told of one attribute's changes.
+// The subscribers of one attribute.
 //
-// Everything here runs on the reactor thread. At most one change is being delivered at any moment
-// (the runtime queues the others), so one cursor, kept by the delivery, is all that removal of a
-// subscriber in mid-delivery has to mend.
+// Everything here runs on the reactor thread. At most one change is delivered at a time; the runtime queues
+// the others. So removing a subscriber during a delivery only has to adjust the delivery's cursor.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +12,7 @@ namespace Pelm {
 
 class Publisher;
 
-// One subscription. The reactor owns it; it unlinks itself when destroyed.
+// One subscription, owned by its reactor. Its destruction unlinks it.
 class RUNTIME_API Subscriber {
  public:
    // `key` is null for a scalar attribute; `change` points to the attribute's own change record.
@@ -26,7 +25,7 @@ class RUNTIME_API Subscriber {
 
    void * target() const { return target_; }
 
-   // Delivery of changes made from now on; off until it is first switched on.
+   // Whether changes made from now on are delivered; off at first.
    void activeIs(bool active);
 
  private:
@@ -36,7 +35,7 @@ class RUNTIME_API Subscriber {
 
    Deliver deliver_;
    void * target_;
-   std::uint64_t since_ = inactive;  // the last change that it must not be told of
+   std::uint64_t since_ = inactive;  // the latest change that it must not be notified of
    Publisher * publisher_ = nullptr;
    Subscriber * previous_ = nullptr;
    Subscriber * next_ = nullptr;

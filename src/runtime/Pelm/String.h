@@ -1,4 +1,4 @@
-// Text passed by value. It holds any bytes, NUL included, and doubles as an optional text.
+// Text passed by value: any bytes, NUL included. It can also be "none", like an optional text.
 #pragma once
 
 #include <compare>
@@ -16,7 +16,7 @@ namespace Pelm {
 class RUNTIME_API String {
  public:
    String() = default;
-   // A null pointer makes an empty string.
+   // A null pointer gives an empty string.
    String(char const * text) : text_{text ? text : ""} {}
    String(std::string_view text) : text_{text} {}
    String(std::string text) : text_{std::move(text)} {}
@@ -40,13 +40,13 @@ class RUNTIME_API String {
    std::string_view view() const { return text_; }
    std::string const & str() const { return text_; }
 
-   // As an optional text: makes it the value that stands for "none", and asks whether it is a value. What is
-   // put into it later is one. "None" has no characters, differs from every text, the empty one included, and
-   // comes before them all.
+   // `optionalClearValue` makes it "none"; the other answers whether it is a value. Any later assignment
+   // makes it a value. "None" has no characters, differs from every text, also from the empty one, and sorts
+   // before all.
    void optionalClearValue();
    bool optionalHasValue() const { return !cleared_; }
 
-   // Byte-wise; negative, zero or positive.
+   // Compares bytes: negative, zero or positive.
    int compare(String const & other) const {
       int const order = text_.compare(other.text_);
       return order != 0 ? order : int{other.cleared_} - int{cleared_};
@@ -65,7 +65,7 @@ class RUNTIME_API String {
 
 RUNTIME_API std::ostream & operator<<(std::ostream & stream, String const & text);
 
-// Lets a map keyed by strings be asked with views.
+// Allows look-ups by views in a map with string keys.
 struct StringHash {
    using is_transparent = void;
    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }

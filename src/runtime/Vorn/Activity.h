@@ -1,4 +1,4 @@
-// What the reactor thread is doing at one moment.
+// The reactor thread's activity at one moment.
 #pragma once
 
 #include <array>
@@ -11,13 +11,13 @@ namespace Vorn {
 struct Activity {
    static constexpr std::size_t pathSize = 256;
 
-   // In handlers. False: it waits for something to do, however long, or has not run a turn yet.
+   // Whether it runs handlers. False: it waits for events, or has not run a turn yet.
    bool busy = false;
-   // Number of the turn that it is in, or was in last.
+   // The number of the current or latest turn.
    std::uint64_t turn = 0;
-   // When that turn's handlers began to be called, in `Host::monotonicSeconds()`.
+   // The begin of that turn's handlers, in `Host::monotonicSeconds()`.
    double since = 0;
-   // The call that it is in, if it is in one that has a name (BlockingCall), and what that works on.
+   // The named call (BlockingCall) in progress and its path; null: none.
    char const * operation = nullptr;
    std::array<char, pathSize> pathText{};
 

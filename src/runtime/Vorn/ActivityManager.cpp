@@ -3,7 +3,7 @@
 namespace Vorn {
 
 ActivityManager & activityManager() {
-   // Never destroyed: reactors of static storage may outlive any order of destruction.
+   // Never destroyed, since reactors of static storage may be destroyed later.
    static auto * const manager = new Pelm::Ptr<ActivityManager>{Pelm::make<ActivityManager>()};
    return **manager;
 }

@@ -1,6 +1,5 @@
-// The process's one activity manager: its clock, its descriptors, and the turns in which it calls
-// handlers. Monitors use only the clock (through the configuration); running turns is the host's
-// (runtime/host/Loop.h).
+// The process's only activity manager: its clock, its descriptors, and the turns in which it calls handlers.
+// Monitors use only the clock, through the configuration. The host runs the turns (runtime/host/Loop.h).
 #pragma once
 
 #include <cstdint>
@@ -24,11 +23,11 @@ class RUNTIME_API ActivityManager : public Pelm::Node {
 
    Pelm::Ptr<Config> const & config() const { return config_; }
 
-   // Number of reactors registered as at work.
+   // The number of registered reactors.
    std::int64_t registeredNotifiees() const { return registeredNotifiees_; }
    void registeredNotifieesInc(std::int64_t n) { registeredNotifiees_ += n; }
 
-   // Work of the real world under way (running child processes), for which virtual time waits.
+   // The number of running child processes, for which virtual time waits.
    std::int64_t outsideWork() const { return outsideWork_; }
    void outsideWorkInc(std::int64_t n) { outsideWork_ += n; }
 

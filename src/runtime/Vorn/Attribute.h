@@ -1,11 +1,11 @@
-// Attributes: cells that everybody reads, their owner writes, and reactors subscribe to.
+// Attributes: cells that only their owner writes, and to which reactors subscribe.
 //
 // An owner declares a cell and, beside it, the mutator that others call:
 //
 //    Vorn::Attribute<bool, Door> open{*this, "open"};
 //    void openIs(bool value) { open.valueIs(value); }
 //
-// Only the owner's own code can call `valueIs`. Writing the value already stored tells nobody.
+// Only the owner's own code can call `valueIs`. Writing the stored value again notifies nobody.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@
 
 namespace Vorn {
 
-// What happened to an attribute. A scalar has both values; of a collection's member `old` is empty
-// when it was added and `now` when it was deleted.
+// A change of an attribute. That of a scalar has both values. For a collection's member, an empty `old` means
+// added, an empty `now` deleted.
 template <class T>
 struct Change {
    Optional<T> old;
@@ -44,18 +44,18 @@ class PendingChangeOf final : public Pelm::PendingChange {
 
 struct NoKey {};
 
-// Kept out of the way of the outermost change, which is the usual one.
+// Not inlined, since most changes are outermost ones.
 template <class Key, class T>
 [[gnu::noinline, gnu::cold]] std::unique_ptr<PendingChangeOf<Key, T>> pendingChange(
     Pelm::Node const & notifier, Pelm::Publisher & publisher, Key const & key, Change<T> && change) {
-   // Not by std::make_unique, which every type of change would have to compile.
+   // std::make_unique would be compiled again for every type of change.
    return std::unique_ptr<PendingChangeOf<Key, T>>{
        new PendingChangeOf<Key, T>{notifier, publisher, key, std::move(change)}};
 }
 
-// Makes a change and notifies of it, or does neither and raises: `make` comes after all else that takes
-// memory. It puts the value that it replaces into the record. The record goes by reference: copied through
-// registers, it would be read before its parts are written.
+// Makes a change and notifies of it, or raises and does neither: all memory is allocated before `make`.
+// `make` moves the replaced value into the record. The record is passed by reference, since a copy would be
+// made before `make` fills it.
 template <class Key, class T, class Make>
 [[gnu::always_inline]] inline void publish(Pelm::Node const & notifier, Pelm::Publisher & publisher,
                                            Key const & key, Change<T> && change, Make const & make) {
@@ -87,7 +87,7 @@ class Attribute {
    T const & operator()() const { return value_; }
    char const * id() const { return id_; }
 
-   // What a reactor needs to subscribe.
+   // For reactors that subscribe.
    Pelm::Node const & owner() const { return owner_; }
    Pelm::Publisher & publisher() const { return publisher_; }
 

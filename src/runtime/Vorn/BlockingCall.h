@@ -1,6 +1,5 @@
-// Names a call that may sit in the kernel for minutes, as fsync, close or statvfs do on a dying disk. It
-// holds the reactor thread and everything with it, so a host looks from another thread at what it is in
-// (host/Activity.h).
+// Names a call that may block in the kernel for minutes, such as fsync, close or statvfs on a failing disk.
+// Such a call stalls the reactor thread, so a host can read its name from another thread (host/Activity.h).
 #pragma once
 
 #include <string_view>
@@ -9,11 +8,13 @@
 
 namespace Vorn {
 
-// While it lives the call is published; at its end the one around it is again. Costs nanoseconds, allocates
-// and locks nothing, leaves errno alone. On any other thread than the one that runs turns it does nothing.
+// Publishes the call for its scope; afterwards the enclosing call is published again. Costs nanoseconds,
+// allocates and locks nothing, and keeps errno. It does nothing on another thread than the one that runs
+// turns.
 class RUNTIME_API BlockingCall {
  public:
-   // `operation` is kept as a pointer: a literal. Of `path` the first 255 bytes are published, up to a NUL.
+   // `operation` must be a literal, since its pointer is kept. The first 255 bytes of `path` are published,
+   // up to a NUL.
    BlockingCall(char const * operation, std::string_view path);
    BlockingCall(BlockingCall const &) = delete;
    BlockingCall & operator=(BlockingCall const &) = delete;

@@ -11,14 +11,14 @@ namespace {
 
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<double>::is_always_lock_free);
 
-// A few milliseconds late is near enough, and it costs next to nothing also where the fine clock is slow.
+// The coarse clock lags a few milliseconds, and is cheap even on machines with a slow fine clock.
 double coarseNow() {
    timespec time{};
    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-// Its address tells threads apart.
+// Its address identifies the thread.
 thread_local char const here = 0;
 
 }  // namespace
@@ -28,8 +28,8 @@ Breadcrumb & Breadcrumb::instance() {
    return crumb;
 }
 
-// No fences, which ThreadSanitizer does not know: whoever reads, by acquiring, what a change has stored by
-// releasing, also finds the odd version that was stored before it.
+// Without fences, which ThreadSanitizer does not support. A reader that acquires a value released by a change
+// also sees the odd version stored before that value.
 template <class Change>
 void Breadcrumb::publish(Change const & change) {
    Word const version = version_.load(std::memory_order_relaxed);

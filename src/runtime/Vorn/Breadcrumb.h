@@ -1,5 +1,5 @@
-// Where the reactor thread is, written by that thread alone and read by any: a sequence lock over atomics, so
-// that neither ever waits for the other. Used by the poller, BlockingCall and Host::activity.
+// The reactor thread's current activity. Only that thread writes it, any thread reads it: a sequence lock
+// over atomics, so the writer never waits. Used by the poller, BlockingCall and Host::activity.
 #pragma once
 
 #include <array>
@@ -21,20 +21,20 @@ class RUNTIME_API Breadcrumb {
    Breadcrumb(Breadcrumb const &) = delete;
    Breadcrumb & operator=(Breadcrumb const &) = delete;
 
-   // The calling thread, from now on the only writer, is about to wait; begins to call the handlers of a
-   // turn.
+   // The loop is about to wait for events; is about to call the handlers of a turn. The thread that calls
+   // `beginTurn` is the only writer from then on.
    void beginWait();
    void beginTurn();
 
-   // Enters a call; false, and nothing is written, on another thread than the writer's. What has entered
-   // leaves.
+   // Enters a call; false, and nothing is written, on another thread than the writer's. After true, `leave`
+   // must follow.
    bool enter(char const * operation, std::string_view path);
    void leave();
 
    Activity read() const;
 
  private:
-   // Calls deeper than this leave the innermost of these in sight.
+   // A call nested deeper is not published; the last of these stays visible.
    static constexpr std::size_t maxDepth = 4;
    using Word = std::uint64_t;
    struct Call {
@@ -46,7 +46,7 @@ class RUNTIME_API Breadcrumb {
    void publish(Change const & change);
    Activity copy() const;
 
-   std::atomic<Word> version_ = 0;  // odd while the writer is at it
+   std::atomic<Word> version_ = 0;  // odd during a change
    std::atomic<void const *> writer_ = nullptr;
    std::atomic<bool> busy_ = false;
    std::atomic<Word> turn_ = 0;

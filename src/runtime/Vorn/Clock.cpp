@@ -14,7 +14,7 @@ Seconds Clock::nextTime() const {
 
 void Clock::fireDue(Seconds now) {
    std::uint64_t const armsBefore = arms_;
-   // Handlers may arm, disarm and destroy any reactor, so the set is asked anew each time.
+   // Handlers may arm, disarm and destroy any reactor, so each step reads the set again.
    for (auto next = waiting_.begin(); next != waiting_.end() && next->time <= now;) {
       if (next->order > armsBefore) {
          ++next;
@@ -61,7 +61,7 @@ void Clock::NotifieeConst::timeMinIs(Seconds time) {
 }
 
 void Clock::NotifieeConst::arm() {
-   // A time that is not a number would break the order of the set; it never comes.
+   // NaN would break the order of the set; it counts as never.
    if (!clock_ || !active_ || !(timeMin_ < Seconds::infinity()))
       return;
    order_ = ++clock_->arms_;

@@ -21,17 +21,17 @@ class RUNTIME_API Clock : public Pelm::Node {
 
    ~Clock() override;
 
-   // The earliest time asked for; infinity when nobody waits.
+   // The earliest wake-up time; infinity without one.
    Seconds nextTime() const;
 
-   // Calls the handler of every reactor whose time has come at `now`. Which ones are due is decided
-   // here, once: one that is armed again meanwhile waits for the next call.
+   // Calls the handler of every reactor that is due at `now`, once. A reactor that is armed again meanwhile
+   // waits for the next call.
    void fireDue(Seconds now);
 
  private:
    struct Entry {
       Seconds time;
-      std::uint64_t order;  // ties fall in order of arming
+      std::uint64_t order;  // equal times: in order of arming
       NotifieeConst * notifiee;
       bool operator<(Entry const & other) const {
          return time != other.time ? time < other.time : order < other.order;
@@ -42,8 +42,8 @@ class RUNTIME_API Clock : public Pelm::Node {
    std::uint64_t arms_ = 0;
 };
 
-// A reactor that is called at a time. Its first wake-up time is 0: unless it is armed otherwise it
-// is called in the first turn after it is attached and active.
+// A reactor for a time. Its first wake-up time is 0: unless it is armed for another time, it is called in the
+// first turn after it is attached and active.
 class RUNTIME_API Clock::NotifieeConst {
  public:
    NotifieeConst() = default;
@@ -51,20 +51,19 @@ class RUNTIME_API Clock::NotifieeConst {
    NotifieeConst & operator=(NotifieeConst const &) = delete;
    virtual ~NotifieeConst();
 
-   // Waits on another clock, or with null on none.
+   // Attaches to another clock; null: to none.
    void notifierIs(Pelm::Ptr<Clock> clock);
    Pelm::Ptr<Clock> const & notifier() const { return clock_; }
 
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return active_; }
 
-   // Whether the activity manager counts this reactor among those at work.
+   // Whether the activity manager counts this reactor as registered.
    void isRegisteredNotifieeIs(bool registered);
    bool isRegisteredNotifiee() const { return registered_; }
 
-   // One call of the handler as soon as current time is at least `time`; replaces the earlier
-   // request. Infinity: never. Only the first request takes memory: one that is made again and again
-   // goes on where there is none.
+   // Requests one call of the handler as soon as the current time is at least `time`; replaces the previous
+   // request. Infinity: never. Only the first request allocates memory.
    void timeMinIs(Seconds time);
    Seconds timeMin() const { return timeMin_; }
 
@@ -77,7 +76,7 @@ class RUNTIME_API Clock::NotifieeConst {
    void disarm();
 
    Pelm::Ptr<Clock> clock_;
-   std::set<Entry>::node_type place_;  // its own among those that wait, while it does not
+   std::set<Entry>::node_type place_;  // its node of the set while it does not wait
    Seconds timeMin_ = 0;
    std::uint64_t order_ = 0;
    bool active_ = false;

@@ -1,4 +1,4 @@
-// Collection attributes: members under keys, each added, replaced and deleted on its own.
+// Collection attributes: members with keys, added, replaced and deleted one by one.
 //
 //    Vorn::Collection<Pelm::String, Pelm::Ptr<Lamp const>, House> lamp{*this, "lamp"};
 //    void lampIs(Pelm::String const & name, ...) { lamp.memberIs(name, Pelm::make<Lamp const>(...)); }
@@ -18,7 +18,7 @@ namespace Vorn {
 
 namespace detail {
 
-// What a lookup answers: a pointer that may be null, or an optional value.
+// The result of a look-up: a pointer that may be null, or an optional value.
 template <class Value>
 struct Lookup {
    using Type = Optional<Value>;
@@ -41,7 +41,7 @@ class Collection {
    Collection(Collection const &) = delete;
    Collection & operator=(Collection const &) = delete;
 
-   // Null or empty when there is no such member.
+   // Null or empty without such a member.
    Found operator()(Key const & key) const {
       T const * const found = members_.find(key);
       return found ? Found{*found} : Found{};
@@ -50,7 +50,7 @@ class Collection {
    std::size_t size() const { return members_.size(); }
    bool empty() const { return members_.empty(); }
 
-   // Members may come and go while the collection is walked (see HashMap2018).
+   // A walk allows additions and deletions (see HashMap2018).
    struct Member {
       Key const & key;
       T const & value;
@@ -101,7 +101,7 @@ class Collection {
    }
 
    void memberDelAll() {
-      // Those who are told may let go of the owner.
+      // A subscriber may drop the owner.
       Pelm::KeepAlive const keepAlive{owner_};
       std::vector<Key> keys;
       keys.reserve(size());
@@ -111,7 +111,7 @@ class Collection {
          memberDel(key);
    }
 
-   // Without the value when nobody is there to read it.
+   // Without the value if there is no subscriber to read it.
    Change<T> changeTo(T const & value) const {
       return publisher_.hasSubscribers() ? Change<T>{{}, value} : Change<T>{};
    }

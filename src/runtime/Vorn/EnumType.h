@@ -28,14 +28,14 @@ struct EnumName {
    char const * name;
 };
 
-// With a class of its own, a value of that class. Without one, as EnumType<unsigned char>, a value of any
-// enumeration of that size: what takes one takes them all, and they keep their names.
+// With `Derived`, a value of that class. Without it, as EnumType<unsigned char>, a value of any enumeration
+// of that size, which keeps its names.
 template <class Rep, class Derived = void>
 class EnumType {
  public:
    constexpr EnumType() = default;
    constexpr EnumType(Rep value) : value_{value} {}
-   // The value of the name that these characters are; throws std::invalid_argument when no value has it.
+   // The value whose name is [first, last); throws std::invalid_argument when there is none.
    EnumType(char const * first, char const * last) : value_{sequenceToValue(first, last).value_} {}
 
    constexpr Rep value() const { return value_; }
@@ -104,7 +104,7 @@ class EnumType<Rep, void> {
    std::span<EnumName<Rep> const> names_;
 };
 
-// Any enumeration of this kind.
+// Any enumeration that is derived from EnumType.
 template <class T>
 concept NamedEnum = requires(T value) {
    { value.stringValue() } -> std::convertible_to<Pelm::String>;

@@ -10,7 +10,7 @@ namespace Vorn {
 
 class RUNTIME_API Errno {
  public:
-   // `number` is an errno value; `context` says what was tried.
+   // `number` is an errno value; `context` names the attempted call.
    Errno(int number, char const * context) : number_{number}, context_{context} {}
 
    int number() const { return number_; }

@@ -1,5 +1,5 @@
-// A handler that raises harms nobody but its own machine: the runtime catches what it raised where
-// it called the handler and hands it to the host's failure sink.
+// A handler that raises an exception affects only its own machine: the runtime catches the exception at the
+// call, and reports it to the host's failure sink.
 #pragma once
 
 #include <typeinfo>
@@ -10,7 +10,7 @@
 namespace Vorn {
 
 namespace detail {
-// To be called while an exception is being handled.
+// Reports the exception that is being handled.
 RUNTIME_API void reportFailure(std::type_info const & machine) noexcept;
 }  // namespace detail
 

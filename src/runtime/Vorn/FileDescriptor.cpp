@@ -13,8 +13,8 @@ FileDescriptor::~FileDescriptor() {
 }
 
 void FileDescriptor::descriptorIs(int fd) {
-   Pelm::KeepAlive const keepAlive{*this};  // those who are told may let go of it
-   // Also for the number it has: that may have been closed and opened anew.
+   Pelm::KeepAlive const keepAlive{*this};  // a subscriber may drop it
+   // Also for an unchanged number: it may have been closed and opened again.
    Poller::forget(*this);
    armedReadable_ = notifyOnReadable();
    armedWritable_ = notifyOnWritable();

@@ -1,5 +1,5 @@
-// A watched file descriptor. It does not own the descriptor: whoever opened it closes it, after
-// telling with `descriptorIs(-1)` or by destroying this entity.
+// A watched file descriptor. It does not own the descriptor: its owner closes it, after calling
+// `descriptorIs(-1)` or destroying this entity.
 #pragma once
 
 #include <cstdint>
@@ -27,13 +27,13 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
    Attribute<bool, FileDescriptor> notifyOnReadable{*this, "notifyOnReadable"};
    Attribute<bool, FileDescriptor> notifyOnWritable{*this, "notifyOnWritable"};
 
-   // Each grows by one whenever the descriptor is found ready while its notification is on: at every
-   // turn for what can be polled, an end of file or an error included; for what cannot (a regular file,
-   // /dev/null) once each time the notification is switched on or the descriptor is set.
+   // Each grows by one when the descriptor is ready while its notification is on. For a pollable descriptor
+   // that is at every turn, at an end of file or an error too. For others (a regular file, /dev/null) it is
+   // once each time the notification is switched on or the descriptor is set.
    Attribute<std::uint64_t, FileDescriptor> readableCount{*this, "readableCount"};
    Attribute<std::uint64_t, FileDescriptor> writableCount{*this, "writableCount"};
 
-   // To be called also when the same number now stands for another open file.
+   // Call it also when the same number refers to another open file.
    void descriptorIs(int fd);
    void nonBlockingIs(bool value);
    void notifyOnReadableIs(bool value);
@@ -45,11 +45,11 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
    void watch();
 
    Pelm::String name_;
-   bool armedReadable_ = false;  // an unpollable descriptor still owes its one notification
+   bool armedReadable_ = false;  // the single notification of an unpollable descriptor is due
    bool armedWritable_ = false;
-   std::uint32_t watchedEvents_ = 0;  // what the poller has been told, 0 for nothing
+   std::uint32_t watchedEvents_ = 0;  // as registered with the poller; 0: none
    int watchedFd_ = -1;
-   std::uint32_t watch_ = 0;  // the number of that watch, which no other has
+   std::uint32_t watch_ = 0;  // the unique number of that watch
 };
 
 }  // namespace Vorn

@@ -12,7 +12,7 @@ namespace Vorn {
 // The compiler checks the arguments against the format, which must be a literal.
 RUNTIME_API Pelm::String _fmt(char const * format, ...) __attribute__((format(printf, 1, 2)));
 
-// Decimal text of a number, as log messages print it. A double has the fewest digits that name it.
+// Decimal text of a number, as log messages print it. A double has the fewest digits that identify it.
 RUNTIME_API Pelm::String valueToString(int value);
 RUNTIME_API Pelm::String valueToString(unsigned value);
 RUNTIME_API Pelm::String valueToString(long value);

@@ -1,9 +1,8 @@
 // A hash map that may be changed in any way while it is walked.
 //
-// A walk visits the members that were there when it began, each at most once, and skips those that
-// were deleted meanwhile; a member deleted and made anew counts as new. An iterator keeps the entry
-// it stands on, so that what it refers to stays readable even when the member is gone (`stale()`).
-// The order of a walk is that of insertion.
+// A walk visits the members that existed at its begin, each at most once, in order of insertion. It skips
+// members that were deleted meanwhile; a member deleted and inserted again counts as new. An iterator keeps
+// its entry, so the entry stays readable after the member is deleted (`stale()`).
 #pragma once
 
 #include <cstddef>
@@ -108,7 +107,7 @@ class HashMap2018 {
    ~HashMap2018() {
       while (!empty())
          clear();
-      // Entries that walkers still stand on outlive the map, each on its own.
+      // Iterators keep their entries beyond the end of the map.
       for (Entry * entry = first_; entry;) {
          Entry * const next = entry->next;
          entry->map = nullptr;
@@ -121,13 +120,13 @@ class HashMap2018 {
    bool empty() const { return index_.empty(); }
    bool contains(Key const & key) const { return index_.contains(key); }
 
-   // Null when there is no such member. Valid until the member is deleted.
+   // Null without such a member. Valid until the member is deleted.
    Value * find(Key const & key) const {
       auto const found = index_.find(key);
       return found == index_.end() ? nullptr : &(*found)->value;
    }
 
-   // The key must be new.
+   // The key must not exist.
    Value & insert(Key key, Value value) {
       auto entry = std::make_unique<Entry>(Entry{std::move(key), std::move(value), nextBirth_, this});
       index_.insert(entry.get());
@@ -136,7 +135,7 @@ class HashMap2018 {
       return entry.release()->value;
    }
 
-   // Whether there was such a member.
+   // Answers whether the member existed.
    bool erase(Key const & key) {
       auto const found = index_.find(key);
       if (found == index_.end())

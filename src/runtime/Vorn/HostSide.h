@@ -1,5 +1,5 @@
-// What the framework needs of its host's side, which runtime/host defines: the framework includes nothing of
-// it.
+// Functions that the framework calls and runtime/host defines, so that the framework does not include
+// runtime/host.
 #pragma once
 
 #include "runtime/Vorn/Seconds.h"
@@ -12,11 +12,11 @@ struct TraceLine;
 
 namespace HostSide {
 
-// The host says which levels of a facility are written.
+// The host decides which levels of a facility are written.
 void facilityAdd(TraceHandle & handle, int defaultLevel);
 void facilityRemove(TraceHandle & handle);
 
-// To the host's sinks; dropped when there is none.
+// Pass to the host's sinks; dropped without one.
 void emit(TraceLine const & line);
 void emit(LogMessage const & message);
 

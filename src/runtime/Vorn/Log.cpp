@@ -26,7 +26,7 @@ bool selected(std::uint32_t mask, std::size_t index) {
 
 }  // namespace
 
-// Remembers a bounded number of keys; beyond it the one that spoke longest ago is forgotten.
+// The state of a bounded number of keys; beyond it, the key that was used longest ago is dropped.
 class LogHandle::RateLimit {
  public:
    RateLimit(Seconds minInterval, double factor, Seconds maxInterval)

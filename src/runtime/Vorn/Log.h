@@ -1,7 +1,7 @@
 // Structured, rate-limited log messages.
 //
-// A library defines its messages once, as constant descriptors. Each source file that logs makes its
-// own handle of each when the library is loaded, and emits with `log`.
+// A library defines its messages once, as constant descriptors. Each source file that logs creates its own
+// handles when the library is loaded, and emits with `log`.
 #pragma once
 
 #include <array>
@@ -22,12 +22,12 @@
 
 namespace Vorn {
 
-// What an operator should do: a text of the message's own, or one of the standard actions.
+// The recommended action: the message's own text, or one of the standard actions.
 class RecommendedAction {
  public:
    enum class Standard : std::uint8_t {
       none = 0,
-      reportIfRecurs = 1,  // note it; tell support when it comes again
+      reportIfRecurs = 1,  // contact support if it recurs
       replaceHardware = 2,
       contactSupport = 3,
    };
@@ -37,9 +37,9 @@ class RecommendedAction {
 
    constexpr bool isStandard() const { return text_ == nullptr; }
    constexpr Standard code() const { return code_; }
-   // The action in words, whichever kind it is.
+   // The text of either kind.
    RUNTIME_API char const * text() const;
-   // The text of its own; null for a standard action.
+   // The message's own text; null for a standard action.
    constexpr char const * ownText() const { return text_; }
 
  private:
@@ -63,21 +63,21 @@ struct LogDescriptor {
    }
 };
 
-// One that is logged, on its way to the host.
+// A logged message, as the host's sink gets it.
 struct LogMessage {
    LogDescriptor const & descriptor;
    std::vector<Pelm::String> const & arguments;
-   Pelm::String text;  // any bytes; what comes from a device is not escaped
+   Pelm::String text;  // any bytes; texts of devices are not escaped
    Seconds utc;
-   // Of the arguments that are in the key of the rate limit.
+   // Hash of the arguments in the key of the rate limit.
    std::uint64_t argsHash = 0;
 };
 
-// The arguments of one message on their way to the log.
+// The arguments of one message.
 class RUNTIME_API LogString {
  public:
    void strIs(std::size_t index, Pelm::String value);
-   // Empty for an argument that was never put in.
+   // Empty for a missing argument.
    Pelm::String const & str(std::size_t index) const;
    std::size_t size() const { return arguments_.size(); }
    std::vector<Pelm::String> const & arguments() const { return arguments_; }
@@ -95,9 +95,9 @@ RUNTIME_API std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t
 
 class RUNTIME_API LogHandle {
  public:
-   // At most one message in `minInterval` per key, the key being the handle and those arguments that
-   // `unkeyedArgs` (bit n: argument n) does not leave out; 0 seconds: no limit. Every message that is
-   // dropped multiplies the interval by `factor`, up to `maxInterval` seconds (0: a day).
+   // Logs at most one message per key in `minInterval`; 0 seconds: no limit. The key consists of the handle
+   // and the arguments that `unkeyedArgs` (bit n: argument n) does not exclude. Each dropped message
+   // multiplies the interval by `factor`, up to `maxInterval` seconds (0: a day).
    LogHandle(LogDescriptor const & descriptor, Seconds minInterval, double factor, unsigned maxInterval,
              unsigned unkeyedArgs);
    LogHandle(LogHandle const &) = delete;
@@ -108,7 +108,7 @@ class RUNTIME_API LogHandle {
    std::uint32_t rateLimitArgsMask() const { return ~unkeyedArgs_; }
    std::uint64_t idHash() const { return idHash_; }
 
-   // Whether a message of this key may be logged now; a yes starts the key's interval anew.
+   // Whether a message with this key may be logged now. True restarts the key's interval.
    bool okToLog(std::uint32_t key);
    void log(LogString const & arguments) const;
 
@@ -121,11 +121,11 @@ class RUNTIME_API LogHandle {
    std::unique_ptr<RateLimit> rateLimit_;  // null: no limit
 };
 
-// Emits a message with its arguments in placeholder order, unless the rate limit holds it back.
+// Emits a message with its arguments in placeholder order, unless the rate limit drops it.
 RUNTIME_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
 RUNTIME_API void log(LogHandle & handle, Pelm::String const & argument);
 
-// The text of an argument: its own, its name, or that of a number.
+// The text of an argument: a text, an enumeration's name, or a number.
 template <class Argument>
 Pelm::String logArgument(Argument const & argument) {
    if constexpr (std::convertible_to<Argument const &, Pelm::String>)

@@ -1,4 +1,4 @@
-// The one way to make a machine.
+// Creates machines.
 #pragma once
 
 #include <utility>
@@ -8,9 +8,9 @@
 
 namespace Vorn {
 
-// Constructs the machine, then calls its `handleInitialized()`, and only then hands it out, so that
-// no virtual call is made from a constructor. A machine whose `handleInitialized()` raised is handed
-// out uninitialised; one whose constructor raised is null.
+// Constructs the machine, calls its `handleInitialized()`, and then answers it, so that no constructor makes
+// a virtual call. If `handleInitialized()` raises, the machine is answered uninitialised. If the constructor
+// raises, the answer is null.
 template <class Machine, class... Args>
 Pelm::Ptr<Machine> makeMachine(Args &&... args) {
    Pelm::Ptr<Machine> machine;

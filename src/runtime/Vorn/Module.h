@@ -1,4 +1,4 @@
-// A library of monitors makes itself known to the process when it is loaded.
+// Registration of a library of monitors, when it is loaded.
 #pragma once
 
 #include <span>
@@ -14,8 +14,8 @@ struct Module {
    std::span<LogDescriptor const> logDescriptors;  // its message catalogue, in order
 };
 
-// Every source file of the library calls this before it makes its log handles; a module that is
-// already registered stays as it is. Answers true, for use in a static initialiser.
+// Every source file of the library calls this before it creates its log handles. A registered module stays as
+// it is. Answers true, for use in a static initialiser.
 RUNTIME_API bool vornModuleIs(Module const & module);
 
 // For the host: the modules registered so far.

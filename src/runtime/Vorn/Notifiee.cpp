@@ -11,7 +11,7 @@ NotifieeConst::~NotifieeConst() {
 void NotifieeConst::notifierIs(Pelm::Ptr<Pelm::Node const> notifier) {
    if (notifier == notifier_)
       return;
-   // The subscriptions live in cells of the old notifier, so they end before it may go.
+   // The subscriptions belong to cells of the old notifier, so they end before it may be destroyed.
    subscriptions_.clear();
    notifier_ = std::move(notifier);
 }

@@ -1,14 +1,14 @@
 // Reactors: objects that watch one notifier and call handlers when its attributes change.
 //
-// A machine keeps a reactor as a member, declared last, and wires it in its constructor:
+// A machine has a reactor as a member, declared last, and connects it in its constructor:
 //
 //    devicesReactor_.notifierIs(devices_);
 //    devicesReactor_.on<&Monitor::handleDisk>(devices_->disk, *this);
 //    devicesReactor_.hasNotificationActiveIs(true);
 //
 // A handler takes nothing, the key of the changed member, the change record, or key and record.
-// It may do anything to its notifier, to its own or other reactors and to the machines around it;
-// one that lets go of the object it is running on must return without touching it again.
+// It may change or drop its notifier, its own and other reactors, and any machine. A handler that drops its
+// own object must return without using it again.
 #pragma once
 
 #include <cassert>
@@ -30,7 +30,7 @@ namespace detail {
 template <class T>
 using Plain = std::remove_cvref_t<T>;
 
-// Calls a handler with what it asks for. The types must be the cell's own: nothing is converted.
+// Calls a handler with the arguments of its signature. Their types must be the cell's: nothing is converted.
 template <auto handler>
 struct Call;
 
@@ -87,15 +87,15 @@ class RUNTIME_API NotifieeConst : public Pelm::Node {
    NotifieeConst() = default;
    ~NotifieeConst() override;
 
-   // Watches another notifier, or with null none; what was subscribed at the old one ends.
+   // Watches another notifier; null: none. Ends the subscriptions at the old one.
    void notifierIs(Pelm::Ptr<Pelm::Node const> notifier);
    Pelm::Ptr<Pelm::Node const> const & notifier() const { return notifier_; }
 
-   // Delivery of changes made from now on. Off at first.
+   // Whether changes made from now on are delivered; off at first.
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return active_; }
 
-   // Whether the activity manager counts this reactor among those at work.
+   // Whether the activity manager counts this reactor as registered.
    void isRegisteredNotifieeIs(bool registered);
    bool isRegisteredNotifiee() const { return registered_; }
 

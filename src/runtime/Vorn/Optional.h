@@ -1,4 +1,4 @@
-// An optional value whose emptiness cannot be overlooked: reading an empty one raises an error.
+// An optional value; reading an empty one raises an error.
 #pragma once
 
 #include <exception>

@@ -19,11 +19,12 @@ namespace {
 
 TraceHandle traceHandle{"VornPoller", true};
 
-// Enough to make the cost of a turn small beside that of its handlers, few enough to stay fair:
-// the kernel hands out the rest in the following turns, in rotation.
+// Large enough that the cost of a turn is small beside that of its handlers, small enough to be fair: the
+// kernel answers the rest in the following turns, in rotation.
 constexpr std::size_t batch = 1024;
 
-// Never destroyed. Null until it is needed, so that a descriptor can end where the kernel refuses a poller.
+// Never destroyed. Null until it is needed: a descriptor can be destroyed even if the kernel refuses a
+// poller.
 Poller * made = nullptr;
 
 unsigned wantedEvents(FileDescriptor const & descriptor) {
@@ -35,7 +36,7 @@ unsigned wantedEvents(FileDescriptor const & descriptor) {
 
 }  // namespace
 
-// Does not touch the entity after the last of what it tells: those who are told may let go of it.
+// Does not use the entity after the last notification, since a subscriber may drop it.
 inline void FileDescriptor::handleReady(bool readable, bool writable) {
    bool const notifyReadable = readable && notifyOnReadable();
    if (writable && notifyOnWritable()) [[unlikely]] {
@@ -86,7 +87,7 @@ void Poller::watchFor(FileDescriptor & descriptor, unsigned wanted) {
 }
 
 FileDescriptor * Poller::watcher(int fd) const {
-   auto const index = static_cast<std::size_t>(fd);  // beyond all others for -1
+   auto const index = static_cast<std::size_t>(fd);  // the largest index for -1
    return index < watchers_.size() ? watchers_[index] : nullptr;
 }
 
@@ -111,7 +112,7 @@ bool Poller::registerWithKernel(FileDescriptor & descriptor, unsigned events) {
    event.data.u64 = std::uint64_t{descriptor.watch_} << 32U | static_cast<std::uint32_t>(fd);
    if (known && epoll_ctl(epoll_, EPOLL_CTL_MOD, fd, &event) == 0)
       return true;
-   // Unknown to the kernel: new, or the number was closed behind our back and opened anew.
+   // The kernel does not know it: it is new, or its owner has closed the number and opened it again.
    return (!known || errno == ENOENT) && epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
@@ -149,7 +150,7 @@ std::size_t Poller::notifyReady(int count) {
       unsigned const events = ready_[static_cast<std::size_t>(i)].events;
       std::uint64_t const data = ready_[static_cast<std::size_t>(i)].data.u64;
       FileDescriptor * const watching = watcher(static_cast<int>(data & UINT32_MAX));
-      // The watch may have ended in a handler of this batch, or its number been closed behind our back.
+      // A handler of this batch may have ended the watch, or the owner may have closed the number.
       if (!watching || watching->watch_ != data >> 32U)
          continue;
       unsigned const failed = events & (unsigned{EPOLLERR} | unsigned{EPOLLHUP});

@@ -1,5 +1,5 @@
-// Tells watched descriptors when they are ready: epoll for what can be polled, once per arming for
-// what cannot. Used by FileDescriptor and the loop alone.
+// Notifies watched descriptors when they are ready: with epoll if they are pollable, else once per arming.
+// Used by FileDescriptor and the loop alone.
 #pragma once
 
 #include <cstddef>
@@ -19,19 +19,20 @@ class Poller {
    Poller(Poller const &) = delete;
    Poller & operator=(Poller const &) = delete;
 
-   // Brings the watch of a descriptor in line with its attributes. The first that is watched makes the
-   // poller, which raises std::system_error where the kernel refuses it.
+   // Updates the watch of a descriptor to its attributes. The first watch creates the poller, which raises
+   // std::system_error where the kernel refuses it.
    static void watch(FileDescriptor & descriptor);
    static void forget(FileDescriptor & descriptor);
 
-   // Waits at most `timeoutMs` (-1: for ever) and tells what is ready, at most a batch; the number told.
+   // Waits at most `timeoutMs` (-1: without limit) and notifies the ready descriptors, at most a batch.
+   // Answers the number notified.
    std::size_t turn(int timeoutMs);
 
  private:
    Poller();
    ~Poller() = default;
 
-   // Null when nobody watches that number.
+   // Null when that number is not watched.
    FileDescriptor * watcher(int fd) const;
    bool isWatched(FileDescriptor const & descriptor) const;
    void watcherIs(int fd, FileDescriptor * descriptor);
@@ -42,13 +43,13 @@ class Poller {
    std::size_t notifyUnpollable();
 
    int epoll_;
-   std::uint32_t watches_ = 0;  // made so far
-   // Which entity the kernel's registration of a descriptor number belongs to: a number may be
-   // closed and reused before the entity that watched it is told. By number, which the kernel keeps low.
+   std::uint32_t watches_ = 0;  // created so far
+   // The entity to which the kernel's registration of a number belongs: a number may be closed and reused
+   // before its entity is notified. Indexed by number, which the kernel keeps low.
    std::vector<FileDescriptor *> watchers_;
-   std::vector<FileDescriptor *> unpollable_;  // owed one notification each
-   std::vector<epoll_event> ready_;            // the batch being told
-   std::vector<FileDescriptor *> notifying_;   // the unpollable ones being told
+   std::vector<FileDescriptor *> unpollable_;  // one notification is due for each
+   std::vector<epoll_event> ready_;            // the batch being notified
+   std::vector<FileDescriptor *> notifying_;   // the unpollable ones being notified
 };
 
 }  // namespace Vorn

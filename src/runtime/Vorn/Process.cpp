@@ -22,8 +22,8 @@ namespace {
 
 constexpr int firstFreeFd = 3;
 
-// The three descriptors of a child on their way to its numbers 0, 1 and 2. Numbers below 3 are moved
-// up first, so that placing one cannot overwrite another.
+// The descriptors that become a child's 0, 1 and 2. Numbers below 3 are duplicated to higher ones first, so
+// that no assignment overwrites another.
 class ChildFds {
  public:
    ChildFds(int in, int out, int err) : given_{in, out, err}, placed_{given_} {}
@@ -125,7 +125,7 @@ int spawn(pid_t & pid, std::string const & program, std::vector<std::string> & a
    posix_spawn_file_actions_t actions;
    posix_spawn_file_actions_init(&actions);
    fds.addTo(actions);
-   // Comes back when the kernel has read the beginning of the program from its disk.
+   // Returns when the kernel has read the beginning of the program from its disk.
    BlockingCall const call{"start", program};
    int const error = posix_spawn(&pid, program.c_str(), &actions, attributes.get(), pointers(argv).data(),
                                  pointers(environment).data());

@@ -1,7 +1,7 @@
-// Starting programs without a copy of the address space and without any signal handler.
+// Starts programs without a copy of the address space and without any signal handler.
 //
 // A child gets LC_ALL=C, default signal dispositions, an empty signal mask, a process group of its
-// own and no descriptor beyond the three it is given.
+// own and no descriptor beyond these three.
 #pragma once
 
 #include <sys/types.h>
@@ -14,27 +14,27 @@
 
 namespace Vorn {
 
-// Starts argv[0], looked up on PATH unless it holds a slash. The descriptors become the child's
-// standard input, output and error; -1 leaves that one closed. They are taken over: each number is
-// closed here, once, whatever comes of it. Answers the process id, or -1 with errno set.
+// Starts argv[0], searched on PATH unless it contains a slash. The descriptors become the child's standard
+// input, output and error; -1 leaves that one closed. Takes ownership of them: each number is closed here,
+// once, on failure too. Answers the process id, or -1 with errno set.
 RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
                                int stderrFd);
 
-// The same, with directories (separated by colons) that are searched before PATH, also by the child
-// itself. Empty: PATH alone.
+// The same; `searchFirst` has directories, separated by colons, that are searched before PATH, by the child
+// too. Empty: only PATH.
 RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
                                int stderrFd, Pelm::String const & searchFirst);
 
-// Where `spawnProcess` finds a program that is named without a directory, or that name with a directory
-// itself; empty when it is nowhere.
+// The path of the program that `spawnProcess` finds for a name; a name with a slash itself. Empty when there
+// is none.
 RUNTIME_API std::string programPath(std::string const & name, Pelm::String const & searchFirst);
 
 }  // namespace Vorn
 
 namespace Brul {
 
-// What `waitForProcess` answers when the process cannot be waited for (it is no child of ours, or
-// the host lets the kernel reap children by itself): no exit code is that large.
+// The answer of `waitForProcess` when waiting is impossible: the process is no child, or the host ignores
+// SIGCHLD. No exit code is that large.
 constexpr int waitFailed = 256;
 
 // Blocks until the child has ended and reaps it: its exit code, or minus the signal that ended it.

@@ -1,4 +1,4 @@
-// Ordered queue attributes: elements join at the back and leave at the front.
+// Queue attributes: elements are appended at the back and removed at the front.
 //
 //    Vorn::Queue<Pelm::String, Command> arg{*this, "arg"};
 //    void argPush(Pelm::String value) { arg.push(std::move(value)); }
@@ -6,7 +6,7 @@
 //    void argPopAll() { arg.popAll(); }
 //    void argIs(std::size_t index, Pelm::String value) { arg.elementIs(index, std::move(value)); }
 //
-// Subscribers are told with the element's index at the moment of the change.
+// Subscribers are notified with the element's index at the time of the change.
 #pragma once
 
 #include <cstddef>
@@ -73,7 +73,7 @@ class Queue {
       });
    }
 
-   // What those who are told push meanwhile stays.
+   // Elements that subscribers push meanwhile stay.
    void popAll() {
       Pelm::KeepAlive const keepAlive{owner_};
       for (std::size_t left = size(); left > 0 && !empty(); --left)
@@ -99,7 +99,7 @@ class Queue {
       return 0;
    }
 
-   // Without the value when nobody is there to read it.
+   // Without the value if there is no subscriber to read it.
    Change<T> changeTo(T const & value) const {
       return publisher_.hasSubscribers() ? Change<T>{{}, value} : Change<T>{};
    }

@@ -36,7 +36,7 @@ class Seconds {
 RUNTIME_API std::ostream & operator<<(std::ostream & stream, Seconds seconds);
 
 namespace System {
-// Monotonic time of the activity manager, live: two readings in one handler may differ.
+// The activity manager's monotonic time. It is live: two readings in one handler may differ.
 RUNTIME_API Seconds currentTime();
 // Wall-clock UTC since 1970.
 RUNTIME_API Seconds currentTimeUtc();

@@ -1,5 +1,5 @@
-// Errors that say that the process or the machine is short of descriptors, processes or memory: their cause
-// and what an operator does about it. What was tried may be tried again later.
+// Errors of a shortage of descriptors, processes or memory, with their causes and remedies. A later attempt
+// may succeed.
 #pragma once
 
 #include <string>
@@ -9,18 +9,17 @@
 
 namespace Vorn {
 
-// Whether an errno value says so.
+// Whether an errno value is such an error.
 RUNTIME_API bool isShortage(int error);
 
-// What an operator does about it, as "raise LimitNOFILE= of the service (ulimit -n)". Empty for an error that
-// is no shortage.
+// The remedy, for example "raise LimitNOFILE= of the service (ulimit -n)". Empty for another error.
 RUNTIME_API std::string shortageRemedy(int error);
 
-// The error in words; of a shortage also its cause and its remedy: "Too many open files; the process has as
+// The text of the error, with cause and remedy for a shortage: "Too many open files; the process has as
 // many open as it may: raise LimitNOFILE= of the service (ulimit -n)".
 RUNTIME_API std::string errorAndRemedy(int error);
 
-// What the exception says, with the same addition.
+// The text of the exception, with the same addition.
 RUNTIME_API std::string errorAndRemedy(std::system_error const & error);
 
 }  // namespace Vorn

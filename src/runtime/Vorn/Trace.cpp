@@ -18,7 +18,8 @@ TraceHandle::~TraceHandle() {
 TraceHelper::TraceHelper(TraceHandle const & handle, int level, char const * file, int line,
                          char const * function)
     : handle_{handle}, level_{level}, file_{file}, line_{line}, function_{function} {
-   stream_.imbue(std::locale::classic());  // whatever the host has set: numbers stay greppable
+   stream_.imbue(
+       std::locale::classic());  // independent of the host's locale, so that numbers can be searched
 }
 
 TraceHelper::~TraceHelper() {

@@ -18,10 +18,10 @@
 
 namespace Vorn {
 
-// One facility, made once per source file and never destroyed before the process ends.
+// One facility. Create one per source file, with static storage: it must exist until the process ends.
 class RUNTIME_API TraceHandle {
  public:
-   // `onByDefault`: level 0 is enabled until the host says otherwise, else nothing is.
+   // `onByDefault`: level 0 is enabled until the host changes it; otherwise none is.
    TraceHandle(char const * facility, bool onByDefault);
    TraceHandle(TraceHandle const &) = delete;
    TraceHandle & operator=(TraceHandle const &) = delete;
@@ -30,7 +30,7 @@ class RUNTIME_API TraceHandle {
    char const * facility() const { return facility_; }
 
    bool enabled(int level) const { return level <= level_.load(std::memory_order_relaxed); }
-   // The highest level that is enabled; -1 for none.
+   // The highest enabled level; -1: none.
    void levelIs(int level) { level_.store(level, std::memory_order_relaxed); }
    int level() const { return level_.load(std::memory_order_relaxed); }
 
@@ -39,8 +39,7 @@ class RUNTIME_API TraceHandle {
    std::atomic<int> level_;
 };
 
-// One line being written; it goes to the host's sink when the helper is destroyed, if the facility is
-// enabled at its level.
+// Builds a line. Its destructor passes the line to the host's sink, if the facility is enabled at its level.
 class RUNTIME_API TraceHelper {
  public:
    TraceHelper(TraceHandle const & handle, int level, char const * file, int line, char const * function);
@@ -48,7 +47,7 @@ class RUNTIME_API TraceHelper {
    TraceHelper & operator=(TraceHelper const &) = delete;
    ~TraceHelper();
 
-   // Turns a finished line into nothing, so that a trace is one expression in any place.
+   // Makes a trace a void expression, so that it can stand anywhere.
    struct Voidify {
       void operator&(TraceHelper const &) const {}
    };

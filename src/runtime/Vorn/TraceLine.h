@@ -1,4 +1,4 @@
-// A line of a trace, on its way to the host.
+// A line of a trace, as the host's sink gets it.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ struct TraceLine {
    std::string_view file;
    int line;
    std::string_view function;
-   std::string text;  // any bytes; what comes from a device is not escaped
+   std::string text;  // any bytes; texts of devices are not escaped
 };
 
 }  // namespace Vorn

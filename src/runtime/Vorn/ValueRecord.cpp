@@ -12,7 +12,7 @@ bool isControl(unsigned char byte) {
    return byte < 0x20 || byte == 0x7f;
 }
 
-// The byte behind a backslash, taken off the front of the text.
+// Removes the code behind a backslash from the front of the text, and decodes it.
 bool takeEscaped(std::string_view & text, char & byte) {
    if (text.empty())
       return false;

@@ -1,6 +1,6 @@
 // Value records: small types compared by value, with a text form that can be read back.
 //
-// A record names its fields once, members or pairs of accessors:
+// A record lists its fields once, as members or pairs of accessors:
 //
 //    struct Place : public Vorn::ValueRecord<Place> {
 //       Pelm::String street;
@@ -12,7 +12,7 @@
 //       }
 //    };
 //
-// and gets `isEq`, `==`, the text `Place(street="Elm \"St\"", number=7)`, and the way back from it.
+// It gets `isEq`, `==`, the text `Place(street="Elm \"St\"", number=7)`, and the parser of that text.
 // Fields are strings, unsigned integers and bools.
 #pragma once
 
@@ -59,7 +59,7 @@ RUNTIME_API void putValue(std::string & text, Pelm::String const & value);
 RUNTIME_API void putValue(std::string & text, std::uint64_t value);
 RUNTIME_API void putValue(std::string & text, bool value);
 
-// Each takes its part off the front of the text, or answers false.
+// Each removes its part from the front of the text, or answers false.
 RUNTIME_API bool takeLiteral(std::string_view & text, std::string_view literal);
 RUNTIME_API bool takeValue(std::string_view & text, Pelm::String & value);
 RUNTIME_API bool takeValue(std::string_view & text, std::uint64_t & value, std::uint64_t max);
@@ -118,7 +118,7 @@ class ValueRecord {
    friend bool operator==(Record const & a, Record const & b) { return a.isEq(b); }
 
    // Quotes, backslashes and control bytes of a string are escaped, so the text is one line; other bytes
-   // stand as they are.
+   // stay.
    Pelm::String stringValue() const {
       std::string text{Record::recordName};
       text += '(';
@@ -128,8 +128,8 @@ class ValueRecord {
       return text;
    }
 
-   // The record of a text; empty for every text that `stringValue()` does not make. Any text will do: it
-   // costs time and memory in proportion to its length.
+   // The record of a text; nothing for every text that `stringValue()` does not generate. The text may be
+   // untrusted: time and memory are proportional to its length.
    static Optional<Record> instance(std::string_view text) {
       Record record{};
       std::string_view rest = text;
@@ -142,7 +142,7 @@ class ValueRecord {
               },
               Record::recordFields()) &&
           rest == ")";
-      // Texts that mean a record but are not its text (leading zeros, needless escapes) are none of ours.
+      // Refuses other spellings of a record: leading zeros, needless escapes.
       if (!taken || record.stringValue() != text)
          return {};
       return record;

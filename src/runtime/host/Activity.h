@@ -1,5 +1,5 @@
-// What the reactor thread is doing, for a host that watches over it. Any thread may ask at any time, also
-// while the reactor thread is held.
+// The reactor thread's activity, for a host's watchdog. Any thread may read it at any time, also during a
+// stall.
 #pragma once
 
 #include "runtime/Export.h"
@@ -9,7 +9,7 @@ namespace Host {
 
 using Activity = Vorn::Activity;
 
-// One moment's, all members together.
+// A consistent snapshot.
 RUNTIME_API Activity activity();
 
 }  // namespace Host

@@ -56,7 +56,7 @@ void Vorn::detail::reportFailure(std::type_info const & machine) noexcept {
    try {
       throw;
    } catch (std::bad_alloc const &) {
-      // Allocates nothing, so the class is named as the compiler spells it.
+      // Allocates nothing, so the class has the compiler's spelling.
       Host::report(machine.name(), "out of memory");
    } catch (std::exception const & error) {
       Host::reportOf(machine, error.what());

@@ -1,4 +1,4 @@
-// What a host does with an exception that left a machine's handler.
+// The host's sink for exceptions that leave a machine's handler.
 #pragma once
 
 #include <functional>
@@ -8,9 +8,9 @@
 
 namespace Host {
 
-// `machine` is the class of the machine, `what` the exception's own text. After a failed allocation they are
-// the class in the compiler's spelling and "out of memory": nothing was allocated to make them. What the sink
-// raises is caught; the failure is then a line on standard error.
+// `machine` is the class of the machine, `what` the exception's text. After a failed allocation they are the
+// class in the compiler's spelling and "out of memory", so that they need no memory. If the sink raises, the
+// failure becomes a line on standard error.
 using FailureSink = std::function<void(std::string_view machine, std::string_view what)>;
 
 // Null: a line on standard error.

@@ -1,4 +1,4 @@
-// What a host does with log messages.
+// The host's sink for log messages.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@ namespace Host {
 using LogMessage = Vorn::LogMessage;
 using LogSink = std::function<void(LogMessage const &)>;
 
-// Null: messages are dropped, as they are until the host sets a sink.
+// Null, the default: messages are dropped.
 RUNTIME_API void logSinkIs(LogSink sink);
 
 }  // namespace Host

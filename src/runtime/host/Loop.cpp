@@ -13,15 +13,15 @@ namespace {
 
 bool stopAsked = false;
 
-// A descriptor wait in milliseconds, rounded up so that a deadline is never met early.
+// The wait in milliseconds, rounded up so that it never ends before a deadline.
 int milliseconds(Vorn::Seconds real) {
-   constexpr double longest = 3600e3;  // one idle turn an hour is no burden
+   constexpr double longest = 3600e3;  // one idle turn an hour costs nothing
    return static_cast<int>(std::clamp(std::ceil(real.value() * 1e3), 0.0, longest));
 }
 
 Turn realTurn(Vorn::Clock & clock, double secondsPerSecond, Vorn::Seconds maxWait) {
    Vorn::Poller & poller = Vorn::Poller::instance();
-   // A busy loop need not read the clock before it asks what is ready; an idle one can afford to ask twice.
+   // A busy loop polls without reading the clock first; an idle loop can afford a second poll.
    std::size_t notified = poller.turn(0);
    if (!notified && maxWait > 0) {
       Vorn::Seconds const untilNext = (clock.nextTime() - Vorn::System::currentTime()) * secondsPerSecond;
@@ -53,7 +53,7 @@ Turn virtualTurn(Vorn::Clock & clock, TimeSource & time, Vorn::Seconds maxWait) 
    return Turn::worked;
 }
 
-// Waiting for the deadline of the caller is waiting on the clock like any other.
+// Waits on the clock for the caller's deadline.
 class Alarm {
  public:
    explicit Alarm(Vorn::Seconds time) { wake_.timeMinIs(time); }
@@ -91,7 +91,7 @@ bool stopRequested() {
 
 bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline) {
    Alarm const alarm{deadline};
-   // It was armed last, so what falls due at the deadline itself has been called when it rings.
+   // It was armed last, so all reactors that are due at the deadline are called before it.
    while (!done()) {
       if (alarm.rang())
          return false;

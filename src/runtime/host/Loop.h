@@ -1,4 +1,4 @@
-// Running the reactor thread. All handlers of all machines are called from here, one at a time.
+// Runs the reactor thread. It calls all handlers of all machines, one at a time.
 #pragma once
 
 #include <functional>
@@ -9,26 +9,25 @@
 namespace Host {
 
 enum class Turn {
-   worked,  // something was ready or due, or time has moved
-   idle,    // the wait ended with nothing to do
+   worked,  // something was ready or due, or virtual time has jumped
+   idle,    // the wait ended without an event
 };
 
-// One turn: waits at most `maxWait` real seconds for what comes first, tells what is ready (bounded,
-// so that no descriptor starves another), then calls the clocks that are due. In virtual time a turn
-// never waits except for outside work (child processes): with nothing ready it jumps to the next
-// deadline.
+// One turn: waits at most `maxWait` real seconds for an event, notifies the ready descriptors (bounded, so
+// that none starves another), then calls the due clock reactors. In virtual time it waits only for running
+// child processes; when nothing is ready it jumps to the next deadline.
 RUNTIME_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
 
 // Whether `stop()` was called since the last run.
 RUNTIME_API bool stopRequested();
-// Turns until `stop()`; a stop that was asked for before returns at once.
+// Runs turns until `stop()`; returns at once after an earlier `stop()`.
 RUNTIME_API void run();
 // Takes effect at the end of the running turn. Reactor thread only.
 RUNTIME_API void stop();
 
-// Turns until `done()`, or until framework time reaches `deadline`; the last answer of `done()`.
+// Runs turns until `done()`, or until framework time reaches `deadline`. Answers the last result of `done()`.
 RUNTIME_API bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline);
-// Turns until framework time is `span` later, running everything that falls due on the way.
+// Runs turns until framework time is `span` later.
 RUNTIME_API void runFor(Vorn::Seconds span);
 
 }  // namespace Host

@@ -34,7 +34,7 @@ Vorn::Seconds RealTime::now() {
 }
 
 Vorn::Seconds RealTime::utc() {
-   // Unscaled, corrections of the wall clock are followed.
+   // Without a scale, it follows corrections of the wall clock.
    return scale_ == 1.0 ? read(CLOCK_REALTIME) : utcStart_ + (now() - monotonicStart_);
 }
 

@@ -1,4 +1,4 @@
-// Where framework time comes from. The host sets one before it makes machines; the default is RealTime.
+// The source of framework time. The host sets one before it creates machines; the default is RealTime.
 #pragma once
 
 #include <functional>
@@ -13,23 +13,23 @@ class RUNTIME_API TimeSource {
  public:
    virtual ~TimeSource();
 
-   // Monotonic, live.
+   // Monotonic and live.
    virtual Vorn::Seconds now() = 0;
    // Since 1970.
    virtual Vorn::Seconds utc() = 0;
-   // Real seconds that one second of this time takes; 0: this time is virtual and moves only by
-   // `jumpTo` (and by readings, if it is told so).
+   // Real seconds per second of this time. 0: virtual time, which advances only by `jumpTo` and, if set, by
+   // readings.
    virtual double realSecondsPerSecond() const = 0;
-   // How long a span of real time is in this time; in virtual time the same.
+   // Converts a span of real time to this time; unchanged in virtual time.
    Vorn::Seconds spanOf(Vorn::Seconds real) const {
       double const scale = realSecondsPerSecond();
       return scale > 0 ? real / scale : real;
    }
-   // Virtual time only: moves to a deadline that all have agreed to wait for.
+   // Virtual time only: advances to the next deadline.
    virtual void jumpTo(Vorn::Seconds deadline);
 };
 
-// The kernel's clocks; with a scale above 1 both run that many times faster from construction on.
+// The kernel's clocks. With a scale above 1 both run that many times faster from the construction on.
 class RUNTIME_API RealTime final : public TimeSource {
  public:
    explicit RealTime(double scale = 1.0);
@@ -44,8 +44,8 @@ class RUNTIME_API RealTime final : public TimeSource {
    Vorn::Seconds utcStart_;
 };
 
-// Time for tests: it stands still while there is work and jumps to the next deadline when there is
-// none. While a real child process runs it waits for that.
+// Time for tests. It stands still during work, and jumps to the next deadline when there is none. It waits
+// for running child processes.
 class RUNTIME_API VirtualTime final : public TimeSource {
  public:
    explicit VirtualTime(Vorn::Seconds now = 1000, Vorn::Seconds utc = 1700000000) : now_{now}, utc_{utc} {}
@@ -54,9 +54,9 @@ class RUNTIME_API VirtualTime final : public TimeSource {
    double realSecondsPerSecond() const override { return 0; }
    void jumpTo(Vorn::Seconds deadline) override;
 
-   // The clock jumped: both clocks move at once and nothing runs in between, as after a suspension.
+   // Advances both clocks at once, as after a suspension; nothing runs in between.
    void jumpBy(Vorn::Seconds span);
-   // Every reading of the current time moves it on by `step`, for tests of time budgets.
+   // Every reading of the current time advances it by `step`, for tests of time budgets.
    void stepPerReadingIs(Vorn::Seconds step) { step_ = step; }
 
  private:
@@ -65,11 +65,11 @@ class RUNTIME_API VirtualTime final : public TimeSource {
    Vorn::Seconds step_ = 0;
 };
 
-// Null: RealTime. Clocks that wait keep their times, in the new source's terms.
+// Null: RealTime. Armed reactors keep their times, which the new source then measures.
 RUNTIME_API void timeSourceIs(std::unique_ptr<TimeSource> source);
 RUNTIME_API TimeSource & timeSource();
 
-// The kernel's CLOCK_MONOTONIC, whatever the source says.
+// The kernel's CLOCK_MONOTONIC, independent of the source.
 RUNTIME_API double monotonicSeconds();
 
 }  // namespace Host

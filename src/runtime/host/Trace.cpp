@@ -12,12 +12,12 @@ namespace Host {
 
 namespace {
 
-// Handles are made by static initialisers of any library, so the registry is made at first use, and
-// destroyed never: a handle may outlive it otherwise.
+// Static initialisers of any library create handles, so the registry is created at its first use. It is never
+// destroyed, since a handle could outlive it.
 struct Registry {
    std::mutex mutex;  // libraries may be loaded on another thread than the reactor's
    std::vector<Vorn::TraceHandle *> handles;
-   std::map<std::string, int, std::less<>> levels;  // what the host has set
+   std::map<std::string, int, std::less<>> levels;  // set by the host
    TraceSink sink;
 };
 

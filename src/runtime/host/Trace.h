@@ -1,4 +1,4 @@
-// What a host does with traces: where lines go, and which are written.
+// The host's sink for traces, and the levels that are written.
 #pragma once
 
 #include <functional>
@@ -14,14 +14,14 @@ namespace Host {
 using TraceLine = Vorn::TraceLine;
 using TraceSink = std::function<void(TraceLine const &)>;
 
-// Null: lines are dropped, as they are until the host sets a sink.
+// Null, the default: lines are dropped.
 RUNTIME_API void traceSinkIs(TraceSink sink);
 
-// The highest level written of a facility, -1 for none. It holds also for a facility that a library
-// loaded later brings.
+// The highest level of a facility that is written; -1: none. It also applies to a facility of a library that
+// is loaded later.
 RUNTIME_API void traceLevelIs(std::string_view facility, int level);
 
-// The facilities present, by name.
+// The registered facilities, by name.
 RUNTIME_API std::vector<std::string> traceFacilities();
 
 }  // namespace Host

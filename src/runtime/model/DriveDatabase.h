@@ -1,4 +1,4 @@
-// What is known of single drive models: where their attributes deviate from the usual table.
+// Drive models whose attributes deviate from the usual table.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 
 namespace StorageDevices {
 
-// What to do with one attribute of a drive model.
+// The mapping of one attribute of a drive model.
 struct DriveSmartMappingEntry {
-   SmartField field{};  // where it goes, whatever its name; without one it is ignored
-   // Computes what readers of the field take; without one it is the normalised value.
+   SmartField field{};  // the field for it, under any name; none: it is ignored
+   // Computes `reportedValue`; null: the normalised value.
    std::int64_t (*value)(SmartAttr const &) = nullptr;
-   bool ignore = false;  // it goes to no named field
+   bool ignore = false;  // it is written to no named field
 
    bool operator==(DriveSmartMappingEntry const &) const = default;
 };
@@ -31,11 +31,11 @@ class RUNTIME_API DriveDatabase {
    DriveDatabase & operator=(DriveDatabase const &) = delete;
    virtual ~DriveDatabase();
 
-   // Empty for a model that deviates nowhere.
+   // Empty for a model without deviations.
    virtual DriveSmartMapping findDeviceMapping(Pelm::String const & model) const = 0;
 };
 
-// Asks the host's database; without one every mapping is empty.
+// Reads the host's database; without one every mapping is empty.
 RUNTIME_API DriveSmartMapping findDeviceMapping(Pelm::String const & model);
 
 // For the host, before it starts the SMART monitor. Null: none.

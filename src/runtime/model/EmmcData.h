@@ -1,4 +1,4 @@
-// The health registers of the unit's eMMC chips. Written by the eMMC monitor alone.
+// The health registers of the unit's eMMC devices. Written by the eMMC monitor alone.
 #pragma once
 
 #include <cstdint>
@@ -34,8 +34,8 @@ class LifetimeEmmcAttr : public EmmcAttr {
  public:
    using EmmcAttr::EmmcAttr;
 
-   // Percent of the life that is left at least at the start of the step: 100 for 0x01 down to 10 for 0x0A,
-   // 0 for 0x0B; -1 when the register says nothing of that.
+   // Percent of the life left at the start of the step: 100 for 0x01 down in tens to 10 for 0x0A, 0 for 0x0B;
+   // -1 for any other value.
    int percentValue() const {
       constexpr std::uint8_t exceeded = 0x0B;
       if (!present() || raw() == 0 || raw() > exceeded)
@@ -51,13 +51,13 @@ class PreEolEmmcAttr : public EmmcAttr {
    using EmmcAttr::EmmcAttr;
 };
 
-// What one chip said at its last good reading.
+// One device's registers at the last good reading.
 class RUNTIME_API DeviceEmmcData : public Pelm::Node {
  public:
    explicit DeviceEmmcData(Pelm::String name);
    ~DeviceEmmcData() override;
 
-   // The chip's serial number, its key.
+   // The device's serial number, its key.
    Pelm::String const & name() const { return name_; }
 
    Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypA{*this, "lifetimeEstTypA"};
@@ -81,7 +81,7 @@ class RUNTIME_API EmmcData : public Pelm::Node {
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceEmmcData>, EmmcData> deviceData{*this, "deviceData"};
 
-   // Creates the record of a name. One that is there already was made of the same name, and stays as it is.
+   // Creates the record of a name; an existing one stays.
    void deviceDataIs(Pelm::String const & name);
    void deviceDataDel(Pelm::String const & name);
    void deviceDataDelAll();

@@ -1,4 +1,4 @@
-// What the hardware unit is expected to carry, and where its files lie. Written by the host.
+// The expected storage of the unit, and the directories of its files. Written by the host.
 #pragma once
 
 #include "runtime/Export.h"
@@ -19,7 +19,7 @@ class RUNTIME_API FruConfig : public Pelm::Node {
    Vorn::Attribute<Pelm::String, FruConfig> mountSourceDir{*this, "mountSourceDir", "/etc"};
    void mountSourceDirIs(Pelm::String value);
 
-   // The set of mount names (second fields of blockdev entries) at which the unit must carry a disk.
+   // The mount names (second fields of blockdev entries) at which the unit must have a disk.
    struct Expected {
       bool operator==(Expected const &) const = default;
    };

@@ -1,5 +1,5 @@
-// When a device's health was last read. What the host shows beside the data; nobody is told of it, for
-// it changes at every poll.
+// The time of a device's latest health reading, for the host to show. It changes at every poll, so it
+// notifies nobody.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,9 @@ namespace StorageDevices {
 
 class HealthReading {
  public:
-   // Good readings since the record was made.
+   // Good readings since the creation of the record.
    std::uint64_t count() const { return count_; }
-   // When the last one was, in the framework's time, which no correction of the wall clock moves; 0: there
-   // was none.
+   // Framework time of the latest one, which corrections of the wall clock do not affect; 0: none yet.
    Vorn::Seconds time() const { return time_; }
 
    void countInc() {

@@ -6,7 +6,7 @@ namespace StorageDevices {
 
 namespace {
 
-// Whether this process may have as much memory more as readings, tools and answers take together.
+// Whether this process can still allocate the memory that readings, tools and answers need together.
 bool isMemoryLeft() {
    constexpr std::size_t bytes = std::size_t{4} << 20U;
    void * const block = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -1,5 +1,5 @@
-// The histories of bytes read from and written to the unit's disks. Written by the I/O statistics
-// monitor alone.
+// The histories of bytes read from and written to the unit's disks. Written by the I/O statistics monitor
+// alone.
 #pragma once
 
 #include <array>
@@ -17,8 +17,8 @@
 
 namespace StorageDevices {
 
-// The history of one disk, oldest measurement first. It is kept in chunks: a day of measurements takes
-// little more than their own size, and dropping the oldest costs nothing but what is dropped.
+// The history of one disk, oldest measurement first. It is stored in chunks: the overhead is small, and
+// dropping the oldest measurements moves no others.
 class RUNTIME_API IOStat : public Pelm::Node {
  public:
    struct Measurement {
@@ -29,13 +29,13 @@ class RUNTIME_API IOStat : public Pelm::Node {
       bool operator==(Measurement const &) const = default;
    };
 
-   // Where less than 4 MiB of memory is left for everything else, the oldest measurements make room.
+   // Drops the oldest measurements where less than 4 MiB of memory is left.
    void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
-   // Drops the measurements that are older than that many seconds.
+   // Drops measurements older than `maxAge`.
    void pruneMeasurements(Vorn::Seconds maxAge);
 
-   // The newest; empty when there is none.
+   // The newest measurement; empty without one.
    Vorn::Optional<Measurement> topMeasurement() const;
 
    std::size_t size() const { return end_ - first_; }
@@ -66,7 +66,7 @@ class RUNTIME_API IOStatData : public Pelm::Node {
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<IOStat>, IOStatData> ioStatData{*this, "ioStatData"};
 
-   // Creates the history of a disk. One that is there already stays as it is.
+   // Creates the history of a disk; an existing one stays.
    void ioStatDataIs(Pelm::String const & serial);
    void ioStatDataDel(Pelm::String const & serial);
    void ioStatDataDelAll();

@@ -1,4 +1,4 @@
-// What the mount point monitors ask of the system.
+// The system queries of the mount point monitors.
 #pragma once
 
 #include <cstdint>
@@ -14,17 +14,17 @@ class RUNTIME_API MountPtMonitorHelper : public Pelm::Node {
    struct MountState {
       bool mounted = false;
       bool readOnly = false;
-      Pelm::String device;        // that backs it
+      Pelm::String device;        // below the file system
       std::uint32_t blkSize = 0;  // of that device, in bytes, a power of two of at least 8; 0: not known
    };
 
-   // Reads the mount table and sysfs, never the mount point. A test or a host may answer otherwise.
+   // Reads the mount table and sysfs, never the mount point. A test or a host may override it.
    virtual MountState mountState(Pelm::String const & mountPt) const;
 };
 
 using MountPtMonitorHelperCreator = std::function<Pelm::Ptr<MountPtMonitorHelper>()>;
 
-// A helper for one more monitor, of the host's making where it has set a creator.
+// Creates the helper of a monitor, with the host's creator if it has set one.
 RUNTIME_API Pelm::Ptr<MountPtMonitorHelper> newMountPtMonitorHelper();
-// Null: the usual helper.
+// Null, the default: MountPtMonitorHelper itself.
 RUNTIME_API void mountPtMonitorHelperCreatorIs(MountPtMonitorHelperCreator creator);

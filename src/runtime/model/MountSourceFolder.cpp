@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// With one behind it a link would be followed.
+// A trailing slash would make the system follow a link.
 fs::path withoutSlash(fs::path const & directory) {
    fs::path const normal = directory.lexically_normal();
    return normal.has_filename() ? normal : normal.parent_path();

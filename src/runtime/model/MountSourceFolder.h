@@ -1,5 +1,5 @@
-// The directory of the mount-source files: a host writes them, detection reads them, and neither lets a
-// symbolic link in the directory's place lead it elsewhere.
+// Opens the directory of the mount-source files, which a host writes and detection reads. A symbolic link in
+// its place is refused.
 #pragma once
 
 #include <filesystem>
@@ -8,9 +8,9 @@
 
 namespace Mounts {
 
-// The directory itself for names below it, as a descriptor (O_PATH) that the caller closes; or minus the
-// errno value: ELOOP for a symbolic link, whether or not a slash stands behind it, ENOTDIR for anything else
-// that is no directory. Links above it are followed.
+// A descriptor (O_PATH) of the directory, which the caller closes, or minus the errno value: ELOOP for a
+// symbolic link, with or without a trailing slash, ENOTDIR for any other kind of file. Links in its parents
+// are followed.
 RUNTIME_API int openSourceFolder(std::filesystem::path const & directory);
 
 }  // namespace Mounts

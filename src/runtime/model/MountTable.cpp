@@ -41,7 +41,7 @@ std::string firstWord(fs::path const & file) {
    return word;
 }
 
-// The node that the kernel gave the device.
+// The node of the device with that folder in sysfs.
 std::optional<std::string> nodeOf(fs::path const & sysfs) {
    std::ifstream uevent{sysfs / "uevent"};
    constexpr std::string_view prefix = "DEVNAME=";
@@ -51,7 +51,7 @@ std::optional<std::string> nodeOf(fs::path const & sysfs) {
    return std::nullopt;
 }
 
-// A partition has its disk's.
+// The logical block size; that of a partition is in its disk's folder.
 std::uint32_t blockSize(fs::path const & sysfs) {
    std::error_code error;
    fs::path const device = fs::canonical(sysfs, error);
@@ -65,7 +65,8 @@ std::uint32_t blockSize(fs::path const & sysfs) {
    return usable ? size : 0;
 }
 
-// A file system over several devices (btrfs) has a number of its own; its source is the device to ask.
+// The number of the mount's device. A file system on several devices (btrfs) has a virtual number; then that
+// of its source.
 std::optional<dev_t> numberOf(libmnt_fs * mount, std::string_view source) {
    dev_t const number = mnt_fs_get_devno(mount);
    if (major(number) != 0)
@@ -90,7 +91,7 @@ bool hasOption(char const * options, char const * name) {
    return options && mnt_optstr_get_option(options, name, &value, &size) == 0;
 }
 
-// An ext4 that meets an error under errors=remount-ro stays "rw" to the table on newer kernels.
+// On newer kernels the table still shows "rw" for an ext4 that errors=remount-ro has made read-only.
 bool isReadOnly(libmnt_fs * mount) {
    char const * const fsOptions = mnt_fs_get_fs_options(mount);
    return hasOption(mnt_fs_get_vfs_options(mount), "ro") || hasOption(fsOptions, "ro") ||

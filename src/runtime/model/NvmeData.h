@@ -16,12 +16,12 @@ namespace StorageDevices {
 // One value of the log.
 struct NvmeAttr {
    Pelm::String name;       // its key in the log; empty: never read
-   std::int64_t value = 0;  // 0 also when the log has no such key or no whole number there
+   std::int64_t value = 0;  // 0 also when the log has no whole number at that key
 
    bool operator==(NvmeAttr const &) const = default;
 };
 
-// What one drive said at its last good reading.
+// One drive's values at the last good reading.
 class RUNTIME_API DeviceNvmeData : public Pelm::Node {
  public:
    explicit DeviceNvmeData(Pelm::String name);
@@ -31,7 +31,7 @@ class RUNTIME_API DeviceNvmeData : public Pelm::Node {
    Pelm::String const & name() const { return name_; }
 
    using Field = Vorn::Attribute<NvmeAttr, DeviceNvmeData>;
-   // Bits of alarms; 0: none.
+   // Alarm bits; 0: none.
    Field criticalWarning{*this, "criticalWarning"};
    void criticalWarningIs(NvmeAttr attr);
    // Degrees Celsius; the log has kelvin.
@@ -118,7 +118,7 @@ class RUNTIME_API NvmeData : public Pelm::Node {
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceNvmeData>, NvmeData> deviceData{*this, "deviceData"};
 
-   // Creates the record of a name. One that is there already was made of the same name, and stays as it is.
+   // Creates the record of a name; an existing one stays.
    void deviceDataIs(Pelm::String const & name);
    void deviceDataDel(Pelm::String const & name);
    void deviceDataDelAll();

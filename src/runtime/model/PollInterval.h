@@ -1,4 +1,4 @@
-// How often the polling monitors read the disks. Written by the host.
+// The interval at which the polling monitors read the disks. Written by the host.
 #pragma once
 
 #include "runtime/Export.h"
@@ -13,6 +13,6 @@ class RUNTIME_API PollInterval : public Pelm::Node {
 
    Vorn::Attribute<Vorn::Seconds, PollInterval> interval{*this, "interval", 60.0};
 
-   // Raises std::invalid_argument below one second: such a poll would do nothing but poll.
+   // Seconds. Raises std::invalid_argument below one second.
    void intervalIs(Vorn::Seconds value);
 };

@@ -10,7 +10,7 @@ namespace {
 constexpr std::int64_t coldest = -40;
 constexpr std::int64_t hottest = 140;
 
-// Empty when the number is too long to be a temperature.
+// Nothing when the number is too long for a temperature.
 std::optional<std::int64_t> temperature(SmartAttr const & attr) {
    std::string_view const text = attr.rawString.view();
    std::int64_t celsius = 0;

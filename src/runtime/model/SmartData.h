@@ -14,7 +14,7 @@
 
 namespace StorageDevices {
 
-// What one drive said at its last good reading.
+// One drive's values at the last good reading.
 class RUNTIME_API DeviceSmartData : public Pelm::Node {
  public:
    explicit DeviceSmartData(Pelm::String name);
@@ -23,21 +23,21 @@ class RUNTIME_API DeviceSmartData : public Pelm::Node {
    // The drive's serial number, its key.
    Pelm::String const & name() const { return name_; }
 
-   // The tool's overall verdict. Means nothing until `healthStatusRead`.
+   // The tool's overall health status. Invalid until `healthStatusRead`.
    Vorn::Attribute<bool, DeviceSmartData> healthStatusOk{*this, "healthStatusOk"};
    void healthStatusOkIs(bool value);
-   // Whether the drive has ever given a verdict.
+   // Whether a health status was ever read.
    Vorn::Attribute<bool, DeviceSmartData> healthStatusRead{*this, "healthStatusRead"};
    void healthStatusReadIs(bool value);
 
-   // Whether every row of the table is within its threshold. Means nothing until `attrsRead`.
+   // Whether every row of the table is within its threshold. Invalid until `attrsRead`.
    Vorn::Attribute<bool, DeviceSmartData> allAttrsPassing{*this, "allAttrsPassing"};
    void allAttrsPassingIs(bool value);
-   // Whether the drive has ever given a table.
+   // Whether a table was ever read.
    Vorn::Attribute<bool, DeviceSmartData> attrsRead{*this, "attrsRead"};
    void attrsReadIs(bool value);
 
-   // The rows that no named field takes, by attribute number; of two with one number the later.
+   // The rows without a named field, by attribute number; of two with one number, the later.
    Vorn::Collection<std::uint8_t, SmartAttr, DeviceSmartData> unknownAttr{*this, "unknownAttr"};
    void unknownAttrIs(SmartAttr attr);
    void unknownAttrDel(std::uint8_t id);
@@ -140,7 +140,7 @@ class RUNTIME_API SmartData : public Pelm::Node {
    // By serial number.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceSmartData>, SmartData> deviceData{*this, "deviceData"};
 
-   // Creates the record of a name. One that is there already was made of the same name, and stays as it is.
+   // Creates the record of a name; an existing one stays.
    void deviceDataIs(Pelm::String const & name);
    void deviceDataDel(Pelm::String const & name);
    void deviceDataDelAll();

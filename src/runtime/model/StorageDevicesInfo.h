@@ -1,4 +1,4 @@
-// What is kept of each device for the reports of kernel errors. Written by the kernel error watcher.
+// The records of devices for reports of kernel errors. Written by the kernel error watcher.
 #pragma once
 
 #include <cstdint>
@@ -39,11 +39,11 @@ class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
    Attribute<Pelm::String> firmwareRevision{*this, "firmwareRevision"};
    void firmwareRevisionIs(Pelm::String value);
 
-   // UTC of the last message about this device; 0: there was none.
+   // UTC of the last message about this device; 0: none yet.
    Attribute<Vorn::Seconds> syslogTimestamp{*this, "syslogTimestamp"};
    void syslogTimestampIs(Vorn::Seconds value);
 
-   // How often the fixed device has gone.
+   // How often the fixed device was disconnected.
    Attribute<std::uint32_t> disconnectCount{*this, "disconnectCount"};
    void disconnectCountInc(std::uint32_t n);
 
@@ -62,8 +62,8 @@ class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<StorageDevErrorSyslogInfo>, StorageDevicesInfo> fsList{*this,
                                                                                                    "fsList"};
 
-   // Creates the record of a name, or replaces one whose other arguments were others. What the old one
-   // counted goes with it.
+   // Creates the record of a name, or replaces it if another argument differs. The counters of a replaced
+   // record are lost.
    void fsListIs(Pelm::String const & name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
                  bool removable);
    void fsListDel(Pelm::String const & name);

@@ -12,7 +12,7 @@ constexpr Vorn::Seconds longSilence = 300;
 
 using Alarm = TempSensorStatus::Alarm;
 
-// Whether the alarm of a level is on, given whether it was.
+// Whether the alarm of a level is on; `wasOn` is its state before.
 bool isOn(double reading, Units::Celsius level, bool wasOn) {
    return reading >= level.value() - (wasOn ? hysteresis : 0);
 }
@@ -74,24 +74,25 @@ bool TemperatureWrapper::isNear(Units::Celsius a, Units::Celsius b) const {
    return std::abs(a.value() - b.value()) <= unrealisticTempChangeThreshold().value();
 }
 
-bool TemperatureWrapper::accepts(Units::Celsius reading, std::function<void(Units::Celsius)> believed) {
-   bool const good = !lastGood_ || isNear(reading, *lastGood_) || (heldBack_ && isNear(reading, *heldBack_));
-   (good ? lastGood_ : heldBack_) = reading;
+bool TemperatureWrapper::accepts(Units::Celsius reading, std::function<void(Units::Celsius)> acceptLater) {
+   bool const good =
+       !lastGood_ || isNear(reading, *lastGood_) || (unconfirmed_ && isNear(reading, *unconfirmed_));
+   (good ? lastGood_ : unconfirmed_) = reading;
    if (good)
-      heldBack_.reset();
-   believed_ = good ? nullptr : std::move(believed);
+      unconfirmed_.reset();
+   acceptLater_ = good ? nullptr : std::move(acceptLater);
    silenceClock_.timeMinIs(good ? Vorn::Seconds::infinity() : Vorn::System::currentTime() + longSilence);
    return good;
 }
 
 void TemperatureWrapper::handleSilence() {
    silenceClock_.timeMinIs(Vorn::Seconds::infinity());
-   if (!heldBack_)
+   if (!unconfirmed_)
       return;
-   lastGood_ = *heldBack_;
-   heldBack_.reset();
-   if (auto const believed = std::exchange(believed_, nullptr))
-      believed(*lastGood_);
+   lastGood_ = *unconfirmed_;
+   unconfirmed_.reset();
+   if (auto const acceptLater = std::exchange(acceptLater_, nullptr))
+      acceptLater(*lastGood_);
 }
 
 Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(Pelm::Ptr<Vorn::Dir> const & dir,
@@ -110,8 +111,8 @@ void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double re
    if (!inRange)
       return;
    auto const showLater = [config = Pelm::Ptr<TempSensorConfig const>{&config},
-                           status = Pelm::Ptr<TempSensorStatus>{&status}](Units::Celsius believed) {
-      show(believed.value(), *config, *status);
+                           status = Pelm::Ptr<TempSensorStatus>{&status}](Units::Celsius confirmed) {
+      show(confirmed.value(), *config, *status);
    };
    if (wrapper.accepts(reading, showLater) || force)
       show(reading, config, status);

@@ -1,5 +1,5 @@
-// The environment model's temperature sensors: what is configured of each, what it reads, and how a
-// reading becomes its status.
+// The environment model's temperature sensors: their configuration, their status, and how a reading changes
+// the status.
 #pragma once
 
 #include <cstdint>
@@ -37,7 +37,7 @@ class Celsius {
 
 namespace Environment::Temperature {
 
-// What the unit's description says of one sensor.
+// The configuration of one sensor.
 class TempSensorConfig : public Pelm::Node {
  public:
    TempSensorConfig(Pelm::String name, Pelm::String description, Units::Celsius overheat,
@@ -49,7 +49,7 @@ class TempSensorConfig : public Pelm::Node {
 
    Pelm::String const & name() const { return name_; }
    Pelm::String const & description() const { return description_; }
-   // From these temperatures on the sensor alarms.
+   // The temperatures at which the alarms begin.
    Units::Celsius overheat() const { return overheat_; }
    Units::Celsius critical() const { return critical_; }
    bool isEq(TempSensorConfig const & other) const {
@@ -71,14 +71,14 @@ class RUNTIME_API Config : public Pelm::Node {
    ~Config() override;
 
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
-   // Creates the record of a sensor, or replaces one whose other arguments were others.
+   // Creates the record of a sensor, or replaces it if another argument differs.
    void tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
                      Units::Celsius critical);
    void tempSensorDel(Pelm::String const & name);
    void tempSensorDelAll();
 };
 
-// What one sensor reads.
+// The status of one sensor.
 class RUNTIME_API TempSensorStatus : public Pelm::Node {
  public:
    class Alarm : public Vorn::EnumType<unsigned char, Alarm> {
@@ -95,10 +95,10 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    ~TempSensorStatus() override;
    Pelm::String const & name() const { return name_; }
 
-   // The latest reading that was accepted; empty before the first.
+   // The latest accepted reading; empty before the first.
    Attribute<Vorn::Optional<Units::Celsius>> temperature{*this, "temperature"};
    void temperatureIs(Vorn::Optional<Units::Celsius> value);
-   // The range in which a reading is one.
+   // The range of valid readings.
    Attribute<Units::Celsius> minTemperature{*this, "minTemperature"};
    void minTemperatureIs(Units::Celsius value);
    Attribute<Units::Celsius> maxTemperature{*this, "maxTemperature"};
@@ -110,21 +110,21 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    Pelm::String name_;
 };
 
-// What is remembered of a sensor's readings, to tell a real change from a bad reading.
+// Filters a sensor's readings, to distinguish a real change from a bad reading.
 class RUNTIME_API TemperatureWrapper : public Pelm::Node {
  public:
    explicit TemperatureWrapper(Pelm::String name);
    ~TemperatureWrapper() override;
    Pelm::String const & name() const { return name_; }
 
-   // A reading further than this from the last good one is not believed until a second one agrees.
+   // A reading that differs by more than this from the last good one needs confirmation.
    Vorn::Attribute<Units::Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
        *this, "unrealisticTempChangeThreshold", 20.0};
    void unrealisticTempChangeThresholdIs(Units::Celsius value);
 
-   // Whether to believe a reading. `believed` is called later with one that is not believed yet, when no
-   // other has come for five minutes: drives tell their temperature when it changes, so that silence agrees.
-   bool accepts(Units::Celsius reading, std::function<void(Units::Celsius)> believed);
+   // Whether the reading is accepted now. Otherwise a second similar reading confirms it; so do five minutes
+   // without another one, since only changes are reported. Then `acceptLater` is called with it.
+   bool accepts(Units::Celsius reading, std::function<void(Units::Celsius)> acceptLater);
 
  private:
    bool isNear(Units::Celsius a, Units::Celsius b) const;
@@ -132,18 +132,17 @@ class RUNTIME_API TemperatureWrapper : public Pelm::Node {
 
    Pelm::String name_;
    Vorn::Optional<Units::Celsius> lastGood_;
-   Vorn::Optional<Units::Celsius> heldBack_;
-   std::function<void(Units::Celsius)> believed_;
+   Vorn::Optional<Units::Celsius> unconfirmed_;
+   std::function<void(Units::Celsius)> acceptLater_;
    Vorn::Clock::Notifiee<&TemperatureWrapper::handleSilence> silenceClock_{*this, Vorn::Seconds::infinity()};
 };
 
-// Creates the sensor's status in the directory, under the configured name; one that is there is replaced.
+// Creates or replaces the sensor's status in the directory, under the configured name.
 RUNTIME_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
     Pelm::Ptr<Vorn::Dir> const & dir, Pelm::Ptr<TempSensorConfig const> const & config);
 
-// Hands a reading to the sensor. One outside of the range, or that the wrapper does not believe (yet),
-// changes nothing but the range. An alarm ends two degrees below the temperature at which it began. `force`
-// skips the wrapper.
+// Passes a reading to the sensor. A reading outside the range, or not accepted by the wrapper, changes only
+// the range. An alarm ends two degrees below the temperature at which it begins. `force` skips the wrapper.
 RUNTIME_API void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double reading, bool force,
                                            TempSensorConfig const & config, TempSensorStatus & status,
                                            TemperatureWrapper & wrapper);
