@@ -1,4 +1,4 @@
-// Any file reads as words within the bounds, whether it ends as a file or as a failing disk does.
+// Any file reads as words within the bounds, with its end at the end of the file or at a read error.
 #include <cstddef>
 #include <cstdint>
 #include <sstream>

@@ -1,4 +1,4 @@
-// Whatever a configuration file holds: it is read, or refused in one line that is safe to print.
+// Any configuration file is read, or refused with one line that is safe to print.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// The short texts that udev and sysfs give: the card's register, links, node names, patterns and sizes.
+// The short texts of udev and sysfs: the CID register, links, node names, patterns and sizes.
 #include <cstddef>
 #include <cstdint>
 #include <string>

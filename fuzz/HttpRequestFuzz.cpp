@@ -1,5 +1,4 @@
-// Whatever a client sends, the reading of its request ends with a refusal or with a head that keeps what it
-// promises, and does so in whatever parts it comes.
+// Any request is refused or gives a head that fulfils its conditions, in whatever parts it arrives.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -45,7 +44,7 @@ void checkTexts(std::string_view input, HttpHead const & head) {
    FUZZ_CHECK(isPlain(head.host) && (head.hosts > 0 || head.host.empty()));
 }
 
-// Lines are those that everybody sees: the head ends at the first blank one and has no other line ends.
+// All programs see the same lines: the head ends at the first blank line and has no other line ends.
 void checkLines(std::string_view input) {
    std::string_view const head = input.substr(0, input.find("\r\n\r\n"));
    FUZZ_CHECK(head.size() + 4 <= HttpHeadReader::mostBytes);

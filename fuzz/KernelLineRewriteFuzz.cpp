@@ -1,5 +1,5 @@
-// Whatever the kernel's log holds, its lines are rewritten into short ones from which the library reads a
-// whole disk or a port, or none; once rewritten they stay, and none is read from a line left as it is.
+// Any line of the kernel's log becomes a bounded line from which the library reads a whole disk, a port or
+// nothing. Rewriting it again changes nothing.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -30,7 +30,7 @@ void checkLine(std::string_view line, Agent::KernelLineRewriter & rewriter) {
       FUZZ_CHECK(after.has_value() == (result != read.substr(0, read.find('\0'))));
    if (isWhole)
       FUZZ_CHECK(Agent::rewriteKernelLine(result) == result);
-   // What was told before can only withhold a device.
+   // Earlier lines can only withhold a device.
    auto const remembered = rewriter.rewritten(line);
    auto const named = deviceInKernelLine(remembered);
    FUZZ_CHECK(!named || (after && *named == *after));

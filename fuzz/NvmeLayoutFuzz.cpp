@@ -1,5 +1,5 @@
-// Whatever nvme prints, the filter leaves it or makes of it something that it would leave, and that the
-// library can read where it could read it before.
+// The filter leaves any output of nvme unchanged, or makes an output that it leaves unchanged. The library
+// can read the result wherever it could read the original.
 #include <cstddef>
 #include <cstdint>
 #include <string>

@@ -1,5 +1,4 @@
-// Whatever the tool prints, the reading of its device list ends with one of its outcomes and consistent
-// values.
+// Reading any output as a device list gives one of the documented results, with consistent values.
 #include <cstddef>
 #include <cstdint>
 #include <string>

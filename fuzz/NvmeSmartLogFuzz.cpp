@@ -1,4 +1,4 @@
-// Whatever a smart log says, all fields are set, each to a number that stands in the log or to 0.
+// Any smart log sets all fields, each to a number of the log or to 0.
 #include <cstddef>
 #include <cstdint>
 #include <limits>

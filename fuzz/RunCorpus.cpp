@@ -136,7 +136,7 @@ class Mutator {
          input.insert(at(input, from), piece.begin(), piece.end());
    }
 
-   // Goes on as another sample does.
+   // Continues with the rest of another sample.
    void splice(Input & input, std::size_t from) {
       Input const & other = samples_[below(samples_.size())];
       input.resize(from);

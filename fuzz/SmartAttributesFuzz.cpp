@@ -1,5 +1,5 @@
-// Whatever a report says, its record is consistent: every row at most once and with the value that its
-// place wants, and what is assigned from one record to another is equal to it.
+// Any report gives a consistent record: every row at most once, with the value that its field requires. A
+// record assigned from another is equal to it.
 #include <cstddef>
 #include <cstdint>
 #include <string>

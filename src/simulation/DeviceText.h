@@ -27,7 +27,7 @@ class DeviceText {
    DeviceText & absentAre(std::set<std::string> const & names);
 
    std::string const & path() const { return path_; }
-   // Throws std::invalid_argument for a name or value that cannot stand in sysfs.
+   // Throws std::invalid_argument for a name or value that is impossible in sysfs.
    DeviceRecord record() const;
 
  private:

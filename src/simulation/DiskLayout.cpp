@@ -1,4 +1,4 @@
-// Where the devices of each kind stand in sysfs, as seen on a Linux 6.1 kernel with udev 252.
+// The places of each kind's devices in sysfs, as on a Linux 6.1 kernel with udev 252.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view devices = "/devices/";
 
-// udev's spelling of what a device says: blanks, and whatever could trouble a path, become "_".
+// udev's spelling of a device's text: blanks, and characters unsuitable for a path, become "_".
 std::string udevSpelling(std::string_view text) {
    std::string spelled;
    for (char const c : text)
@@ -84,7 +84,7 @@ DeviceText blockDevice(Disk const & disk, std::string const & path, std::string_
    return text;
 }
 
-// The properties that udev's rules give every disk; `by` is what the link in by-id begins with.
+// The properties that udev's rules give every disk; `by` is the beginning of the link in by-id.
 void identity(DeviceText & text, Disk const & disk, std::string_view by, std::string const & longSerial) {
    if (!disk.revision.empty())
       text.property("ID_REVISION", disk.revision);
@@ -98,7 +98,7 @@ void identity(DeviceText & text, Disk const & disk, std::string_view by, std::st
    text.property("DEVLINKS", disk.devLinks.value_or(links));
 }
 
-// What the disk itself asks for comes over everything made.
+// The disk's own properties and attributes override the derived ones.
 DeviceRecord diskRecord(DeviceText & text, Disk const & disk) {
    return text.propertiesAre(disk.properties).attributesAre(disk.attributes).absentAre(disk.absent).record();
 }

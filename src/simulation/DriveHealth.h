@@ -1,4 +1,4 @@
-// What a simulated drive says of its own health, and the tools' reports of it.
+// The health of a simulated drive, and the tools' reports of it.
 #pragma once
 
 #include <cstdint>
@@ -9,23 +9,23 @@ namespace Agent::Simulation {
 
 // A healthy drive in its second year.
 struct DriveHealth {
-   bool passed = true;    // the drive's own verdict
+   bool passed = true;    // the drive's self-assessment
    int temperature = 34;  // degrees Celsius
    std::uint64_t powerOnHours = 9120;
    std::uint64_t powerCycles = 41;
    unsigned percentUsed = 7;                         // of the rated life; may exceed 100
-   bool rawLifeIsLeft = false;                       // a SATA drive's raw figure of it is what is left
+   bool rawLifeIsLeft = false;                       // a SATA drive's raw figure is the percentage left
    std::uint64_t bytesWritten = 18'400'000'000'000;  // in its life
    std::uint64_t bytesRead = 26'100'000'000'000;     // likewise
    std::uint64_t reallocatedSectors = 0;
    std::uint64_t mediaErrors = 0;
    unsigned availableSpare = 100;  // percent
    unsigned criticalWarning = 0;   // bits of an NVMe drive; 1: spare below its threshold
-   unsigned preEndOfLife = 1;      // of an eMMC chip: 1 normal, 2 warning, 3 urgent
+   unsigned preEndOfLife = 1;      // of an eMMC device: 1 normal, 2 warning, 3 urgent
 };
 
-// What `smartctl --json=c --offlineauto=on -HA` prints, as of version 7.3: of a SATA drive with its attribute
-// table, of an NVMe drive with its health log, of a USB disk as the bridge shows it.
+// The output of `smartctl --json=c --offlineauto=on -HA`, version 7.3: for a SATA drive with its attribute
+// table, for an NVMe drive with its health log, for a USB disk behind a bridge.
 std::string smartctlAtaReport(std::string_view name, DriveHealth const & health);
 std::string smartctlNvmeReport(std::string_view name, DriveHealth const & health);
 std::string smartctlScsiReport(std::string_view name, DriveHealth const & health);
@@ -33,10 +33,10 @@ std::string smartctlScsiReport(std::string_view name, DriveHealth const & health
 // The exit code that goes with a smartctl report.
 int smartctlExitCode(DriveHealth const & health);
 
-// What `nvme smart-log --output-format=json` prints, as of version 2.4.
+// The output of `nvme smart-log --output-format=json`, version 2.4.
 std::string nvmeSmartLog(DriveHealth const & health);
 
-// The registers of an eMMC chip as the kernel shows them in "life_time" and "pre_eol_info".
+// The registers of an eMMC device, in the kernel's form of "life_time" and "pre_eol_info".
 std::string emmcLifeTime(DriveHealth const & health);
 std::string emmcPreEndOfLife(DriveHealth const & health);
 

@@ -14,7 +14,7 @@ namespace Agent::Simulation {
 
 namespace {
 
-// A socket connected to a listener; the descriptor is -1 when nobody listens there.
+// A socket connected to a listener; the descriptor is -1 without a listener.
 class Sender {
  public:
    explicit Sender(std::string const & path) {
@@ -40,7 +40,7 @@ class Sender {
 
    bool connected() const { return descriptor_ >= 0; }
 
-   // The kernel calls a connected datagram socket writable when the other's queue has room.
+   // A connected datagram socket is writable when the receiver's queue has room.
    bool writable(std::chrono::milliseconds wait) const {
       pollfd entry{descriptor_, POLLOUT, 0};
       return poll(&entry, 1, static_cast<int>(wait.count())) > 0;
@@ -84,7 +84,7 @@ EventSockets::Hidden::Hidden(EventSockets const & sockets) : paths_(sockets.all(
 EventSockets::Hidden::~Hidden() {
    for (auto const & path : paths_) {
       auto const hidden = hiddenPath(path);
-      // A listener that started meanwhile has taken the place.
+      // A listener that started meanwhile has created that socket again.
       if (access(path.c_str(), F_OK) == 0)
          unlink(hidden.c_str());
       else

@@ -12,12 +12,12 @@ class EventSockets {
  public:
    explicit EventSockets(std::filesystem::path folder);
 
-   // Sockets behind which a process still listens.
+   // The sockets on which a process still listens.
    std::vector<std::string> live() const;
-   // Whether each live socket takes one more event within the time.
+   // Whether each live socket has room for another event within the time.
    bool haveRoom(std::chrono::milliseconds wait) const;
 
-   // While it lives, whatever umockdev sends reaches nobody: the sockets stand under another name.
+   // For its scope no event of umockdev reaches a listener: the sockets are renamed.
    class Hidden {
     public:
       explicit Hidden(EventSockets const & sockets);

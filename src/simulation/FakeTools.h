@@ -1,4 +1,4 @@
-// Programs that stand in for hdparm, nvme and smartctl and say what they were given to say.
+// Fake hdparm, nvme and smartctl programs with configured outputs.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ enum class Tool { hdparm, nvmeList, nvmeSmartLog, smartctl };
 //    nvme list -o json /dev/NAME                         nvme-list/NAME.json
 //    nvme smart-log --output-format=json /dev/NAME       nvme-smart-log/NAME.json
 //    smartctl --json=c --offlineauto=on -HA [-d scsi] /dev/NAME    smartctl/NAME.json
-// A tool without its file fails as the real one does for a device that is not there. All of it can be
-// changed while the tools are in use: a run takes what is there when it starts.
+// Without its file a tool fails like the real one for a missing device. Changes apply to runs that start
+// later.
 class FakeTools {
  public:
    // Writes the programs to `folder`/bin, their data to `folder`/data.
@@ -27,14 +27,14 @@ class FakeTools {
    std::filesystem::path path() const { return folder_ / "bin"; }
    std::filesystem::path data() const { return folder_ / "data"; }
 
-   // What the tool prints for the device; any bytes.
+   // The tool's output for the device; any bytes.
    void outputIs(Tool tool, std::string_view name, std::string_view text);
    void outputDel(Tool tool, std::string_view name);
    // Exit code, 0 to 255, after the output.
    void exitCodeIs(Tool tool, std::string_view name, int code);
    // Seconds before the output; 0: none.
    void delayIs(Tool tool, std::string_view name, double seconds);
-   // A tool that hangs prints nothing and never ends by itself.
+   // A hanging tool prints nothing and never ends by itself.
    void hangsIs(Tool tool, std::string_view name, bool hangs);
    // Output, exit code, delay and hanging of the device, for all tools.
    void deviceDel(std::string_view name);
@@ -56,7 +56,7 @@ struct HdparmIdentity {
    std::uint64_t sectors = 0;
 };
 
-// What `hdparm -I` prints for a solid-state disk, as of version 9.65.
+// The output of `hdparm -I` for a solid-state disk, version 9.65.
 std::string hdparmReport(HdparmIdentity const & identity);
 
 struct NvmeIdentity {
@@ -67,7 +67,7 @@ struct NvmeIdentity {
    std::uint64_t bytes = 0;
 };
 
-// What `nvme list -o json` prints for the drives, as of version 2.3.
+// The output of `nvme list -o json` for the drives, version 2.3.
 std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives);
 
 }  // namespace Agent::Simulation

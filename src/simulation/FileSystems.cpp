@@ -18,8 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Some refuse when the file is opened, some when it is written.
-bool takesDirectIo(fs::path const & folder) {
+// Some file systems refuse direct I/O when the file is opened, others when it is written.
+bool supportsDirectIo(fs::path const & folder) {
    constexpr std::size_t size = 4096;
    alignas(size) static char const block[size] = {};
    auto const probe = folder / "probe";
@@ -31,13 +31,13 @@ bool takesDirectIo(fs::path const & folder) {
    return good;
 }
 
-// Empty when it cannot be made.
+// Empty when it cannot be created.
 fs::path freshFolder(fs::path const & parent) {
    std::string path = parent / "storagedevices-unit.XXXXXX";
    return mkdtemp(path.data()) == nullptr ? fs::path() : fs::path(path);
 }
 
-// Where a folder of mount points may lie, the best first.
+// Candidates for the parent of the mount points' folder, best first.
 std::vector<fs::path> candidates(fs::path const & root) {
    std::vector<fs::path> parents{root, "/var/tmp"};
    for (auto const * variable : {"XDG_CACHE_HOME", "HOME"})
@@ -62,11 +62,11 @@ FileSystems::~FileSystems() {
    fs::remove_all(folder_, ignored);
 }
 
-// A file system in memory may not take direct I/O; then the folder lies elsewhere.
+// A file system in memory may not support direct I/O; then the folder is created elsewhere.
 void FileSystems::makeFolder() {
    for (auto const & parent : candidates(root_)) {
       auto const folder = freshFolder(parent);
-      directIo_ = !folder.empty() && takesDirectIo(folder);
+      directIo_ = !folder.empty() && supportsDirectIo(folder);
       if (directIo_) {
          folder_ = folder;
          return;
@@ -101,8 +101,7 @@ void FileSystems::writeErrorIs(std::string_view name, int error) {
    writeResults();
 }
 
-// A partition has a number, by which its name and the size of its blocks are found, from when it is first
-// mounted.
+// A partition gets its device number at its first mount. Its name and block size are found by that number.
 std::string FileSystems::deviceNumber(std::string const & partition) {
    constexpr char major[] = "259:";
    auto const known = numbers_.find(partition);

@@ -1,8 +1,8 @@
-// The file systems of a simulated unit: its mount table, and folders that stand for what is mounted.
+// The file systems of a simulated unit: its mount table, and folders in place of mounted file systems.
 //
-// An agent takes them for its own where the variable STORAGEDEVICES_SIMULATED_ROOT of its environment names
-// `root`. Files can be written below the mount points for real, past the page cache too where the machine has
-// a folder that takes direct I/O. How full a file system is, and errors of its medium, are what is said here.
+// An agent uses them if STORAGEDEVICES_SIMULATED_ROOT in its environment names `root`. Files below the mount
+// points are real, and support direct I/O if a folder of the machine does. The used space and medium errors
+// are simulated.
 #pragma once
 
 #include <filesystem>
@@ -16,7 +16,7 @@ class FileSystems {
  public:
    enum class Access { readWrite, readOnly };
 
-   // Makes `root`. Throws std::runtime_error when it cannot.
+   // Creates `root`. Throws std::runtime_error when it cannot.
    explicit FileSystems(std::filesystem::path root);
    // Removes the mount points' folder.
    ~FileSystems();
@@ -24,16 +24,16 @@ class FileSystems {
    FileSystems & operator=(FileSystems const &) = delete;
 
    std::filesystem::path const & root() const { return root_; }
-   // Whether files below the mount points can be written past the page cache.
+   // Whether files below the mount points support direct I/O.
    bool takeDirectIo() const { return directIo_; }
 
-   // Mounts the partition, such as "sda1", at /mnt/NAME, in place of what is there.
+   // Mounts the partition, such as "sda1", at /mnt/NAME, in place of the previous one.
    void mountIs(std::string_view name, std::string_view partition, Access access = Access::readWrite);
    void mountDel(std::string_view name);
 
-   // Space in use, in percent; 0: as full as the folder's own file system is.
+   // Used space in percent; 0: that of the folder's own file system.
    void usedPercentIs(std::string_view name, unsigned percent);
-   // With what error number every write fails; 0: none does.
+   // The errno value with which every write fails; 0: none fails.
    void writeErrorIs(std::string_view name, int error);
 
  private:

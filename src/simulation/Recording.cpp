@@ -16,7 +16,7 @@ std::string_view nextLine(std::string_view & text) {
 void lineIs(DeviceRecord & record, bool isDisk, std::string_view line) {
    if (line.starts_with("E: SUBSYSTEM="))
       record.subsystem = line.substr(13);
-   // umockdev would make nodes and links for these that it does not remove again; the disk's own node stays.
+   // umockdev would create nodes and links for these and never remove them; the disk's own node stays.
    bool const node = line.starts_with("N: ") || line.starts_with("S: ");
    if (!node || (isDisk && line == "N: " + std::string(record.name())))
       record.text.append(line).append("\n");

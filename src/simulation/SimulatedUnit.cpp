@@ -23,7 +23,7 @@ class SimulatedUnit::State {
    State() : folder(testbed.folder() / "unit"), tools(folder / "tools"), sockets(testbed.folder()) {
       std::filesystem::create_directories(folder / "etc");
    }
-   // The test bed's own clean-up expects nothing of ours.
+   // The test bed's clean-up fails on foreign files.
    ~State() {
       std::error_code ignored;
       std::filesystem::remove_all(folder, ignored);
@@ -71,7 +71,8 @@ void SimulatedUnit::State::diskIs(std::vector<DeviceRecord> records) {
       clashChecked(record);
    std::stable_sort(records.begin() + 1, records.end(),
                     [](auto const & a, auto const & b) { return a.path.size() > b.path.size(); });
-   // umockdev announces every device that it adds, parents included; what a listener gets is ours to say.
+   // umockdev sends an event for every device that it adds, parents too; the unit sends its own events
+   // instead.
    EventSockets::Hidden const hidden(sockets);
    for (auto record = records.rbegin(); record != records.rend(); ++record) {
       try {
@@ -224,7 +225,7 @@ void SimulatedUnit::healthIs(Disk const & disk, DriveHealth const & health) {
 }
 
 void SimulatedUnit::trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten) {
-   // Requests, merged ones, sectors and milliseconds of reads, the same of writes, and what else there is.
+   // Requests, merged ones, sectors and milliseconds of reads, the same of writes, and the remaining columns.
    constexpr std::uint64_t sectorBytes = 512;
    std::string const read = std::to_string(bytesRead / sectorBytes);
    std::string const written = std::to_string(bytesWritten / sectorBytes);

@@ -21,10 +21,10 @@ struct FreeError {
    void operator()(GError * error) const { g_error_free(error); }
 };
 
-// A socket's path holds 107 bytes, and the unit's folder and its sockets are below this one.
+// A socket's path has at most 107 bytes; the unit's folder and its sockets are below this folder.
 constexpr std::size_t longestTemporaryFolder = 70;
 
-// umockdev tells the preloaded library of its folder through one environment variable.
+// umockdev passes its folder to the preloaded library in a single environment variable.
 bool testbedLives = false;
 
 std::string sysPath(std::string_view devicePath) {
@@ -62,7 +62,7 @@ struct Testbed::Handle {
 Testbed::Testbed() {
    circumstancesChecked();
    handle_ = std::make_unique<Handle>();
-   // The preloaded library answers only now that a test bed is there.
+   // The preloaded library answers only while a test bed exists.
    if (umockdev_in_mock_environment() == FALSE)
       throw std::runtime_error(
           "the simulation needs " + std::string(preloadLibrary) +
@@ -91,7 +91,7 @@ void Testbed::deviceDel(DeviceRecord const & record) {
    std::string number;
    std::ifstream(sysFolder(record.path) / "dev") >> number;
    umockdev_testbed_remove_device(handle_->testbed, sysPath(record.path).c_str());
-   // umockdev forgets these links, and would stumble over one when the disk comes back.
+   // umockdev does not remove these links, and would fail on one when the disk comes back.
    if (record.subsystem == "block")
       std::filesystem::remove(folder_ / "sys/block" / record.name());
    if (!number.empty())

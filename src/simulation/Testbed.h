@@ -1,4 +1,4 @@
-// The umockdev test bed of a simulated unit, GLib kept out of sight.
+// The umockdev test bed of a simulated unit; hides GLib.
 #pragma once
 
 #include <filesystem>
@@ -19,14 +19,14 @@ class Testbed {
    Testbed & operator=(Testbed const &) = delete;
 
    std::filesystem::path const & folder() const { return folder_; }
-   // Where a device's sysfs folder, named as the kernel does, is for everybody.
+   // The real path of a device's sysfs folder; `devicePath` is the kernel's.
    std::filesystem::path sysFolder(std::string_view devicePath) const;
 
    // Throws std::invalid_argument when umockdev does not understand the record.
    void deviceIs(DeviceRecord const & record);
    void deviceDel(DeviceRecord const & record);
    void propertyIs(std::string_view devicePath, std::string_view name, std::string_view value);
-   // Every listener must have room, or umockdev ends the process.
+   // Every listener must have room; otherwise umockdev ends the process.
    void event(std::string_view devicePath, std::string_view action);
 
  private:

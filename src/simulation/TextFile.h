@@ -1,4 +1,4 @@
-// Writing the simulation's small files.
+// Writes the simulation's small files.
 #pragma once
 
 #include <filesystem>
@@ -6,8 +6,8 @@
 
 namespace Agent::Simulation {
 
-// Makes or replaces the file in one step: a reader sees the old text or the new one, never a half.
-// Throws std::runtime_error when it cannot.
+// Creates or replaces the file atomically: a reader sees the old or the new text. Throws std::runtime_error
+// on failure.
 void textFileIs(std::filesystem::path const & path, std::string_view text);
 
 }  // namespace Agent::Simulation

@@ -29,7 +29,7 @@ class CollectorTest : public VirtualTimeTest {
       tracker_->toolPathIs(folder_.string());
    }
 
-   // The tool is a shell script; beside what it is told to do it notes its arguments, one a line.
+   // The tool is a shell script with this body; it also records its arguments, one per line.
    void toolDoes(std::string_view body) const {
       folder_.scriptIs(tool_, "for a in \"${0##*/}\" \"$@\"; do echo \"$a\"; done >>\"" +
                                   (folder_.path() / "arguments").string() + "\"\n" + std::string{body});
@@ -43,20 +43,20 @@ class CollectorTest : public VirtualTimeTest {
       collector_ = factory_(disk_.make(), tracker_);
       changes_ = std::make_unique<Changes>(collector_->finalDisk);
    }
-   // Starts a collector and turns the loop until it has published; its record.
+   // Starts a collector and turns the loop until it has published. Answers its record.
    DiskFields collected() {
       start();
       EXPECT_TRUE(eventually([&] { return changes_->count() > 0; }));
       return result();
    }
-   // Whatever more the collector would do has been done.
+   // The record, after the collector has finished everything.
    DiskFields result() {
       Host::runFor(3600);
       EXPECT_EQ(changes_->count(), 1U) << "the collector must publish exactly once";
       return collector_->finalDisk() ? fieldsOf(*collector_->finalDisk()) : DiskFields{.name = "(none)"};
    }
-   // Runs the tool; whether the disk was published before something was traced. Whoever is notified of the
-   // disk cannot tell, since that comes when the collector's handler is through.
+   // Runs the tool; answers whether the disk was published before a trace. A subscriber cannot see that,
+   // since it is notified after the collector's handler.
    bool publishesBeforeItTraces(std::string_view script) {
       drop();
       toolDoes(script);
@@ -71,12 +71,12 @@ class CollectorTest : public VirtualTimeTest {
       EXPECT_GT(lines, 0U);
       return late;
    }
-   // Nobody holds the collector any longer.
+   // Drops the last pointer to the collector.
    void drop() {
       changes_.reset();
       collector_ = nullptr;
    }
-   // The disk as handed in, but for the type.
+   // The constructor's disk with the collector's type.
    DiskFields unchanged() const {
       DiskFields disk = disk_;
       disk.mibType = collector_->mibType();

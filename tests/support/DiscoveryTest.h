@@ -30,12 +30,12 @@ class DiscoveryTest : public VirtualTimeTest {
    ~DiscoveryTest() override { Host::failureSinkIs(nullptr); }
 
    void start() { sm_ = StorageDevices::connectedDevicesSmFactory(fruConfig_, devices_, tracker_); }
-   // Handles the events that have come and does not wait for any tool.
+   // Handles the pending events without waiting for tools.
    static void handleEvents() {
       while (Host::turn(0) == Host::Turn::worked) {
       }
    }
-   // Handles the events that have come and waits for the tools that they started.
+   // Handles the pending events and waits for the tools that they started.
    void settle() {
       handleEvents();
       EXPECT_TRUE(soon([this] { return sm_->diskInfoCollectorSm.empty(); })) << "a collector does not end";

@@ -1,4 +1,4 @@
-// A configuration that sets every key to something else than its default.
+// A configuration that sets every key to another value than its default.
 #pragma once
 
 #include "agent/config/Config.h"

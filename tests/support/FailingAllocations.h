@@ -1,5 +1,5 @@
-// In the place of the C++ library's operators, for the whole program of the one source that includes this: an
-// allocation fails where that source says so.
+// Replaces the C++ library's allocation operators in the whole program. The only source that includes this
+// decides which allocations fail.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace Support {
 
-// Defined by the source that includes this. Asked before each allocation, of any thread.
+// Defined by the including source. Called before each allocation, on any thread.
 bool refusesAllocation(std::size_t bytes);
 
 }  // namespace Support

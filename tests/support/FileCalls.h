@@ -1,11 +1,11 @@
-// Lets a bad disk answer reads, and files change between a look at them and their opening.
+// Makes reads fail, and changes files between the check of their type and their opening.
 #pragma once
 
 #include <functional>
 
 namespace Support {
 
-// While it lives every read after the next `good` ones fails with EIO.
+// For its scope, every read after the next `good` ones fails with EIO.
 class ReadFailure {
  public:
    explicit ReadFailure(unsigned good = 0);
@@ -14,10 +14,10 @@ class ReadFailure {
    ~ReadFailure();
 };
 
-// Whether the read that is to be made now fails so; sets errno. For whoever stands in for read().
+// Whether the next read fails in that way; sets errno. For the replacement of read().
 bool readFails();
 
-// What is done once, when the kind of a file below a directory has been asked for (fstatat).
+// Runs an action once, after the type of a file below a directory was queried (fstatat).
 class AfterLooking {
  public:
    explicit AfterLooking(std::function<void()> action);

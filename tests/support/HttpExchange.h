@@ -1,4 +1,4 @@
-// Asks an HTTP server of this very process: the loop turns while the test waits for the answer.
+// Sends a request to an HTTP server of this process: the loop turns while the test waits for the answer.
 #pragma once
 
 #include <netinet/in.h>
@@ -48,13 +48,13 @@ class HttpExchange {
       send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
    }
 
-   // Whether the server still takes something from it.
+   // Whether the server still receives the text.
    bool takes(std::string const & text) const {
       return send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
    }
    void endSending() const { shutdown(fd_, SHUT_WR); }
 
-   // What comes until the server closes, or for five seconds at most.
+   // The answer: the bytes until the server closes, or for five seconds at most.
    std::string answer() {
       Vorn::Seconds const deadline = Vorn::System::currentTime() + 5;
       while (!readSome() && Vorn::System::currentTime() < deadline)
@@ -63,7 +63,7 @@ class HttpExchange {
    }
 
    std::string const & text() const { return text_; }
-   // Takes what has come; true at the end of the answer.
+   // Reads the available bytes; true at the end of the answer.
    bool readSome() {
       std::array<char, 65536> buffer{};
       ssize_t const count = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);

@@ -19,8 +19,7 @@ namespace Support {
 
 class LoopMount {
  public:
-   // Whatever is lacking (the right to mount, loop devices, the program, the file system) is told by
-   // `lacking`.
+   // `lacking` names a missing condition: the right to mount, loop devices, the program or the file system.
    LoopMount(std::string const & type, std::string const & options) {
       std::filesystem::path const image = folder_.path() / "image";
       std::ofstream{image}.close();

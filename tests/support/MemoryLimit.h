@@ -1,4 +1,4 @@
-// Little memory, for as long as it lives: this process may map so many bytes more than it has mapped.
+// Limits the bytes that this process can map further, for its scope.
 #pragma once
 
 #include <sys/resource.h>
@@ -40,9 +40,8 @@ class MemoryLimit {
    rlimit before_{};
 };
 
-// Takes all memory that this process may have without another mapping: what was freed before must not serve
-// where there is a limit.
-inline void takeWhatIsFree() {
+// Allocates all memory available without another mapping, so that freed memory does not evade the limit.
+inline void takeFreedMemory() {
    constexpr std::size_t blockBytes = 16384;
    MemoryLimit const none{0};
    void * volatile block = nullptr;
@@ -51,11 +50,11 @@ inline void takeWhatIsFree() {
    while (block != nullptr);
 }
 
-// Whether the action, in a process of its own with that much more memory, came to its end.
+// Whether the action completed in a process of its own with that much more memory.
 inline bool survives(std::size_t more, std::function<void()> const & action) {
    pid_t const child = fork();
    if (child == 0) {
-      takeWhatIsFree();
+      takeFreedMemory();
       MemoryLimit const limit{more};
       action();
       _exit(0);

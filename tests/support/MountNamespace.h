@@ -1,4 +1,4 @@
-// Mounts that nobody else sees: this process and its children get a mount table of their own.
+// Private mounts: this process and its children get a mount table of their own.
 #pragma once
 
 #include <sched.h>
@@ -11,7 +11,7 @@
 
 namespace Support {
 
-// Makes the mount table private to this process; what is in the way, or nothing.
+// Makes the mount table private to this process. Answers the obstacle; empty on success.
 inline std::string ownMountTable() {
    if (unshare(CLONE_NEWNS) != 0)
       return std::string{"no mount table of its own: "} + std::strerror(errno);
@@ -23,7 +23,7 @@ inline std::string ownMountTable() {
    return {};
 }
 
-// An empty file system in memory, under the name that the mount table shall show as its source.
+// An empty file system in memory, with that source in the mount table.
 class MountedFolder {
  public:
    MountedFolder(std::string const & source, std::filesystem::path path) : path_{std::move(path)} {

@@ -1,4 +1,4 @@
-// A folder that stands in for a mount point: its file system takes direct I/O.
+// A folder in place of a mount point; its file system supports direct I/O.
 #pragma once
 
 #include <fcntl.h>

@@ -28,7 +28,7 @@ class PipedLog {
       close(ends[1]);
    }
 
-   // What was written since it was asked last.
+   // The text written since the last call.
    std::string written() const {
       std::string text;
       std::array<char, 65536> buffer{};

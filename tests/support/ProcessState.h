@@ -1,4 +1,4 @@
-// What this process holds of the system: children, descriptors, settings.
+// The process's children, descriptors and settings.
 #pragma once
 
 #include <fcntl.h>
@@ -29,7 +29,7 @@ inline bool hasChildren() {
    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
-// Whether it belongs to the thread that simulates devices, whose descriptors come and go as it pleases.
+// Whether the descriptor belongs to the thread that simulates devices, whose descriptors change at any time.
 inline bool isSimulations(int fd) {
    std::array<char, 64> target{};
    std::string const link = "/proc/self/fd/" + std::to_string(fd);
@@ -51,7 +51,7 @@ inline std::vector<int> openDescriptors() {
    return result;
 }
 
-// Turns the loop until it holds, for at most ten real seconds, without letting virtual time run.
+// Turns the loop until the condition holds, for ten real seconds at most, without advancing virtual time.
 inline bool soon(std::function<bool()> const & condition) {
    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
    while (!condition() && std::chrono::steady_clock::now() < deadline)
@@ -59,7 +59,7 @@ inline bool soon(std::function<bool()> const & condition) {
    return condition();
 }
 
-// A setting of the environment, as it was before once this is gone.
+// Sets an environment variable for its scope.
 class EnvironmentSetting {
  public:
    EnvironmentSetting(char const * name, std::string const & value) : name_{name} {
@@ -81,14 +81,14 @@ class EnvironmentSetting {
    std::optional<std::string> before_;
 };
 
-// While it lives this process can open no more than `room` further descriptors.
+// For its scope this process can open at most `room` further descriptors.
 class DescriptorLimit {
  public:
    explicit DescriptorLimit(unsigned room) {
       getrlimit(RLIMIT_NOFILE, &before_);
       rlimit limit = before_;
       limit.rlim_cur = 0;
-      // The limit is on the number: what is free below it is room as well.
+      // The limit applies to the number: free numbers below it are room too.
       for (unsigned found = 0;; ++limit.rlim_cur)
          if (fcntl(static_cast<int>(limit.rlim_cur), F_GETFD) < 0 && found++ == room)
             break;

@@ -1,4 +1,4 @@
-// Where a virtual operation stands in the table of its class.
+// The position of a virtual operation in the table of its class.
 #pragma once
 
 #include <cstdint>

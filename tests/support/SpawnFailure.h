@@ -1,11 +1,11 @@
-// Lets the start of programs fail as on a machine that has no more room for them.
+// Makes the start of programs fail, as during a shortage of processes.
 #pragma once
 
 #include <string>
 
 namespace Support {
 
-// While it lives no program whose path ends so can be started: the attempt ends with that errno value.
+// For its scope, starting a program whose path has that end fails with that errno value.
 class SpawnFailure {
  public:
    explicit SpawnFailure(int error, std::string ending = "");

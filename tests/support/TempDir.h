@@ -1,4 +1,4 @@
-// A folder of the test's own, gone with it.
+// A temporary folder, removed at the end of its scope.
 #pragma once
 
 #include <filesystem>

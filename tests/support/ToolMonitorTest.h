@@ -29,7 +29,7 @@ class ToolMonitorTest : public VirtualTimeTest {
       tracker_->toolPathIs(folder_.string());
    }
 
-   // Beside what it is told to do the tool notes its arguments, a line per run.
+   // The tool is a shell script with this body; it also records its arguments, one line per run.
    void toolDoes(std::string_view body) const {
       folder_.scriptIs(tool_, "echo \"${0##*/}\" \"$@\" >>\"" + (folder_.path() / "runs").string() + "\"\n" +
                                   std::string{body});
@@ -37,7 +37,7 @@ class ToolMonitorTest : public VirtualTimeTest {
    void toolPrints(std::string_view output) const {
       toolDoes("cat \"" + folder_.fileIs("output", output).string() + "\"");
    }
-   // What was run so far.
+   // The command lines of all runs so far.
    std::vector<std::string> runs() const {
       std::vector<std::string> lines;
       std::ifstream file{folder_.path() / "runs"};

@@ -1,4 +1,4 @@
-// Devices of a simulated unit as libudev shows them.
+// libudev's devices of a simulated unit.
 #pragma once
 
 #include <libudev.h>

@@ -1,11 +1,11 @@
-// Lets udev fail to show a device as on a machine that has no more memory for it.
+// Makes libudev fail to create a device, as during a shortage of memory.
 #pragma once
 
 #include <string>
 
 namespace Support {
 
-// While it lives no device whose folder in sysfs ends so can be had: the attempt ends with that errno value.
+// For its scope, creating a device whose sysfs folder has that end fails with that errno value.
 class UdevFailure {
  public:
    UdevFailure(int error, std::string ending);

@@ -22,12 +22,12 @@ class VirtualTimeTest : public testing::Test {
    }
    ~VirtualTimeTest() override { Host::timeSourceIs(nullptr); }
 
-   // Runs the loop until it holds, for at most `span` of virtual time.
+   // Runs the loop until the condition holds, for at most `span` of virtual time.
    static bool eventually(std::function<bool()> const & condition, Vorn::Seconds span = 600) {
       return Host::runUntil(condition, Vorn::System::currentTime() + span);
    }
 
-   // UTC alone becomes another, as when it is corrected.
+   // Changes UTC alone, like a correction of the wall clock.
    void wallClockJumpsBy(Vorn::Seconds span) {
       auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(),
                                                         Vorn::System::currentTimeUtc() + span);

@@ -25,7 +25,7 @@ class WhenChanged {
    void handleChange(Vorn::Change<Value> const & change) {
       if (*change.now != value_)
          return;
-      reactor_.notifierIs(nullptr);  // the action may let go of the owner
+      reactor_.notifierIs(nullptr);  // the action may drop the owner
       action_();
    }
 
