@@ -93,7 +93,7 @@ pid_t forkAndExec(Command command, int out, int err) {
    _exit(127);
 }
 
-// Reads both outputs to their ends; what the first one said.
+// Reads both outputs to their ends. Answers the first one.
 std::string drained(int out, int err) {
    std::array<pollfd, 2> polled{pollfd{out, POLLIN, 0}, pollfd{err, POLLIN, 0}};
    std::array<std::string, 2> texts;
@@ -135,8 +135,8 @@ std::size_t residentMegabytes() {
    return (resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) >> 20U;
 }
 
-// A process of a given size that measures on request. It is forked off before there is anything in this
-// one to share with it.
+// A process of a given size that measures on request. It is forked before this process has memory to share
+// with it.
 class Sized {
  public:
    explicit Sized(std::size_t megabytes) {
@@ -181,7 +181,7 @@ class Sized {
       _exit(0);
    }
 
-   // In small pages, as a program's heap has them after a while.
+   // In small pages, like the heap of a long-running program.
    static void fill(std::size_t megabytes) {
       std::size_t const missing = (megabytes - std::min(megabytes, residentMegabytes())) << 20U;
       if (missing == 0)
@@ -217,7 +217,7 @@ void compareWithHand(Bench::Report & report, std::string const & what, Command c
 }  // namespace
 
 int main() {
-   // The runner gives it to its children, so all get it: it makes them start faster.
+   // The runner sets it for its children. It makes them start faster, so all contenders get it.
    setenv("LC_ALL", "C", 1);
    Bench::Report report;
    compareSizes(report);

@@ -1,5 +1,5 @@
-// Preloaded into the agent: with each measurement of a disk comes an hour of earlier ones, a second apart,
-// until the history holds a day. What is recorded takes the memory that it takes in the field.
+// Preloaded into the agent: it adds an hour of earlier measurements, a second apart, to each measurement of a
+// disk, until the history has a day. The memory use is that of the field.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ std::map<StorageDevices::IOStat *, double> & nextOf() {
 
 }  // namespace
 
-// In the place of the runtime's.
+// Replaces the runtime's function.
 void StorageDevices::IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead,
                                                std::uint64_t bytesWritten) {
    static auto const record = reinterpret_cast<Record>(

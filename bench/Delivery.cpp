@@ -9,7 +9,7 @@ namespace {
 
 constexpr int changesPerRound = 50'000;
 
-// Writes ever new values; `change` is the mutator and `told` the value that arrived.
+// Writes new values; `change` is the mutator, `told` the value that the subscriber has received.
 template <class Change, class Told>
 Bench::Contender contender(Change change, Told told) {
    constexpr int checked = 1000;

@@ -1,5 +1,5 @@
-// Those who are told of a change: a reactor, a virtual function and a slot of sigc++. Their code is in
-// a translation unit of its own, where the compiler of the caller cannot look; all do the same work.
+// The contenders that are notified of a change: a reactor, a virtual function and a slot of sigc++. All do
+// the same work, in a translation unit of their own, so that the compiler cannot inline it into the caller.
 #pragma once
 
 #include <sigc++/sigc++.h>
@@ -41,7 +41,7 @@ class Listener {
 
 std::unique_ptr<Listener> makeListener();
 
-// An observable value as plain as can be: it has one listener and nothing may happen meanwhile.
+// A minimal observable value: one listener, and no change during a notification.
 class ListenedGauge {
  public:
    explicit ListenedGauge(Listener & listener) : listener_{listener} {}
@@ -55,7 +55,7 @@ class ListenedGauge {
    int level_ = 0;
 };
 
-// What a class with an observable value is with sigc++.
+// A class with an observable value by sigc++.
 class SignallingGauge {
  public:
    sigc::signal<void(int, int)> levelChanged;

@@ -50,7 +50,7 @@ int Brul::waitForProcess(pid_t pid) {
    return status;
 }
 
-// The loop waits for nothing here but for tools.
+// Here the loop waits only for tools.
 extern "C" int epoll_wait(int epoll, epoll_event * events, int size, int timeout) {
    using Wait = int (*)(int, epoll_event *, int, int);
    static auto const wait = theirs<Wait>("epoll_wait");
@@ -66,7 +66,7 @@ namespace {
 constexpr char const * matching = "pci[^/]*/.*/nvme[0-9]*/.*";
 constexpr char const * mount = "disk";
 
-// All that discovery asks of a device, but for what its collectors do.
+// Discovery's queries of a device, without those of its collectors.
 bool look(udev_device * device) {
    if (!device || StorageDevices::CDevsUtil::udevSerial(device).empty())
       return false;

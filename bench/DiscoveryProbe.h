@@ -9,7 +9,7 @@
 
 namespace Bench {
 
-// What the tool tells of every disk.
+// The model in the tool's report of every disk.
 constexpr char const * toldModel = "Told by its tool";
 
 class DiscoveryProbe {
@@ -19,7 +19,7 @@ class DiscoveryProbe {
    // wrong.
    DiscoveryProbe(std::filesystem::path etc, std::filesystem::path tools, std::size_t disks);
 
-   // Entries of blockdev, 1 or more. All are tried for every disk: only the last one matches.
+   // Entries of blockdev, 1 or more. All are tried for every disk, since only the last one matches.
    void entriesIs(std::size_t count);
 
    enum class Kind { removable, fixed };
@@ -27,10 +27,10 @@ class DiscoveryProbe {
       double all = 0;       // seconds from the factory's call to the moment when all disks are known
       double programs = 0;  // those among them in which programs were started and awaited
    };
-   // Of removable disks, which no tool is asked about, or of fixed ones.
+   // Measures removable disks, for which no tool runs, or fixed ones.
    Times discovery(Kind kind) const;
 
-   // Seconds that it takes to ask libudev what discovery asks.
+   // Seconds for discovery's queries of libudev alone.
    double udev() const;
 
  private:

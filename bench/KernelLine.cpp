@@ -221,7 +221,7 @@ struct FilledLine {
    std::string repeated;
 };
 
-// What costs an expression its square or cube, and what might cost a reader the same.
+// Lines for which an expression needs quadratic or cubic time, and a reader might too.
 std::vector<FilledLine> hostileLines() {
    std::string const stamp = "kernel: [1.1]";
    return {{"starts", "", "kernel: ["},

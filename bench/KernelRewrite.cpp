@@ -114,7 +114,7 @@ Lines errorTexts() {
    return result;
 }
 
-// Every beginning of a row, and its literal parts again and again: what costs the rows most.
+// Every beginning of a row and repetitions of its literal parts: the most expensive texts.
 Lines hostileTexts() {
    Lines result;
    for (std::string const begun :

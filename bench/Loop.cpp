@@ -133,7 +133,7 @@ Bench::Contender contender(Sources const & sources, std::size_t const & consumed
    };
 }
 
-// A loop without any clock to mind would have less to do than a real one.
+// A real loop has armed clocks, so this one has too.
 class Appointment {
  private:
    void handleTime() {}

@@ -26,7 +26,7 @@ struct NvmeListDevice {
 struct NvmeList {
    enum class Outcome {
       device,         // `device` has the entry
-      jsonError,      // the output is no JSON; `jsonError` says why
+      jsonError,      // the output is no JSON; `jsonError` is the reason
       malformedRoot,  // its root is no object
       noDevices,      // the root has no array "Devices"
       malformedList,  // the device is not in it, or something that is no object comes before it

@@ -1,4 +1,4 @@
-// Detects a shortage of descriptors, processes or memory. A shortage says nothing about the disk, so another
+// Detects a shortage of descriptors, processes or memory. A shortage is no error of the disk, so another
 // attempt is worthwhile.
 #pragma once
 

@@ -1,27 +1,25 @@
-// An appliance's storage that can be plugged and pulled at will, on any machine and without a real disk.
+// A simulated appliance: disks can be plugged and pulled on any machine, without a real disk.
 //
-// The devices live in a umockdev test bed: a temporary folder with a sysfs of its own, which the
-// processes that have libumockdev-preload.so.0 preloaded and UMOCKDEV_DIR set (see `environment`) take
-// for /sys, and whose events they receive from libudev's monitor. The process that owns the unit needs
-// the preload too, since events are made with libudev; start it through umockdev-wrapper.
+// The devices are in a umockdev test bed: a temporary folder with a sysfs of its own. A process with
+// libumockdev-preload.so.0 preloaded and UMOCKDEV_DIR set (see `environment`) sees it as /sys, and receives
+// its events from libudev's monitor. The process that owns the unit needs the preload too; start it through
+// umockdev-wrapper.
 //
-// Events. The message carries all properties of the device as they are when it is sent, so a listener
-// that reads a "remove" late still sees the serial; `unplug` therefore sends first and removes then.
-// Attributes are not in the message: a listener that reads an event late sees the sysfs of that moment.
+// Events. A message contains all properties of the device at the time of sending, so a listener that reads a
+// "remove" late still sees the serial. For that, `unplug` sends before it removes. Attributes are not in the
+// message: a listener reads them from the current sysfs. Only the disk's own events are sent, none of its
+// parents.
 //
-// Only the disk's own events are sent, none of its parents.
-//
-// A listener is a Unix datagram socket, which holds no more than net.unix.max_dgram_qlen + 1 events
-// (11 by default). umockdev itself would end the process when it sends to a full one. A unit waits
-// instead: it calls `whenFull` as long as a socket is full, or without such a function waits until the
-// listener has read something, and throws ListenerStalled when that takes longer than
-// `patience`. So a storm of a thousand events is sent
-// - to another process or thread: just so, at the pace of the listener;
-// - from the listener's own thread: with `whenFullIs` set to what reads the events. Without it the
-//   eleventh unread event ends in ListenerStalled.
-// The sockets are named after their descriptor's number: of two listeners that have the same number in
-// two processes, the later one gets all events. A process that ends takes its socket out of use, and one
-// that starts anew takes its place.
+// A listener is a Unix datagram socket, which holds at most net.unix.max_dgram_qlen + 1 events (11 by
+// default). umockdev itself would end the process when it sends to a full one. A unit calls `whenFull` as
+// long as a socket is full; without that function it waits until the listener reads. It throws
+// ListenerStalled when that takes longer than `patience`. So many events can be sent
+// - to another process or thread: at the pace of the listener;
+// - from the listener's own thread: with `whenFullIs` set to a function that reads the events. Without it the
+// eleventh
+//   unread event ends in ListenerStalled.
+// A socket is named after its descriptor's number. Of two listeners with the same number in two processes,
+// the later one gets all events. The socket of an ended process is unused until a new one replaces it.
 //
 // Not for use by several threads at once, and only one unit may exist in a process at a time.
 #pragma once
@@ -45,7 +43,7 @@
 
 namespace Agent::Simulation {
 
-// A listener has not read its events for longer than the unit is willing to wait.
+// A listener has not read its events within `patience`.
 class ListenerStalled : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
@@ -56,21 +54,21 @@ inline constexpr std::string_view preloadLibrary = "libumockdev-preload.so.0";
 
 class SimulatedUnit {
  public:
-   // A unit without disks, its tools in place and its appliance files absent. Throws
-   // std::runtime_error when the preload is missing, another unit lives or no folder can be made.
+   // A unit with tools, but without disks and appliance files. Throws std::runtime_error when the preload is
+   // missing, another unit exists or no folder can be created.
    SimulatedUnit();
-   // Removes the folder with all that is in it.
+   // Removes the folder and its contents.
    ~SimulatedUnit();
    SimulatedUnit(SimulatedUnit const &) = delete;
    SimulatedUnit & operator=(SimulatedUnit const &) = delete;
 
-   // What a process needs in its environment to see this unit.
+   // The environment variables that a process needs to see this unit.
    std::map<std::string, std::string> environment() const;
 
-   // A folder for whatever belongs to the unit (sockets, configuration); goes with it.
+   // A folder for sockets, configuration and the like; removed with the unit.
    std::filesystem::path const & folder() const;
 
-   // Disks. A name or value that cannot stand in sysfs, a name in use and a name not known throw
+   // Disks. A name or value impossible in sysfs, a name in use and an unknown name throw
    // std::invalid_argument and change nothing.
    void add(Disk const & disk);   // as if present at boot: no event
    void plug(Disk const & disk);  // with the event "add"
@@ -78,7 +76,7 @@ class SimulatedUnit {
    // (…/hostN/scsi_host/hostN), append one where unique_id matters.
    void addRecording(std::string_view recording);
    void plugRecording(std::string_view recording);
-   void unplug(std::string_view name);  // with the event "remove"; parents that nobody uses go too
+   void unplug(std::string_view name);  // with the event "remove"; removes unused parents too
    void vanish(std::string_view name);  // likewise, without an event
    void change(std::string_view name);  // the event "change"
    void announce(std::string_view name, std::string_view action);  // any event
@@ -88,29 +86,30 @@ class SimulatedUnit {
    void attributeDel(std::string_view name, std::string_view attribute);
    void propertyIs(std::string_view name, std::string_view property, std::string_view value);
 
-   // What the tools and registers say of the disk's health from now on: smartctl's report and exit code of
-   // a SATA drive, an NVMe drive or a USB disk, the smart log too of an NVMe drive, and of a card, which must
-   // be there, its registers. A disk's tools do not know it before this is called.
+   // Sets the disk's health for the tools and registers: smartctl's report and exit code for a SATA drive, an
+   // NVMe drive or a USB disk, the smart log for an NVMe drive, the registers for an eMMC device, which must
+   // exist. The tools fail for a disk before the first call.
    void healthIs(Disk const & disk, DriveHealth const & health);
    // Bytes since the disk appeared, in the kernel's statistics.
    void trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
-   std::vector<std::string> disks() const;            // kernel names
-   std::string sysPath(std::string_view name) const;  // "/sys/devices/…", as a watching process sees it
-   std::filesystem::path sysFolder(std::string_view name) const;  // the same folder, for everybody
+   std::vector<std::string> disks() const;  // kernel names
+   std::string sysPath(
+       std::string_view name) const;  // "/sys/devices/…", as a process with the preload sees it
+   std::filesystem::path sysFolder(std::string_view name) const;  // the real path of that folder
 
-   // Number of processes' sockets that receive events now.
+   // The number of sockets that receive events now.
    std::size_t listeners() const;
-   // How long an event may wait for a listener; 10 seconds at first.
+   // The time for which an event may wait for a listener; 10 seconds at first.
    void patienceIs(std::chrono::milliseconds patience);
    void whenFullIs(std::function<void()> makeRoom);
 
-   // The tools' programs and what they say.
+   // The tools' programs and their outputs.
    FakeTools & tools();
    std::filesystem::path toolsPath() const;
    std::string searchPath() const;  // a PATH with the tools before the system's own
 
-   // What is mounted. A process whose environment is asked for before the first use of this sees the
+   // The mounted file systems. A process whose environment was read before the first use of this sees the
    // machine's own mount table.
    FileSystems & fileSystems();
 

@@ -8,7 +8,7 @@
 
 namespace Agent {
 
-// Never blocks. Each line is sent anew, so a receiver may appear and disappear between two lines.
+// Never blocks. A receiver may appear and disappear between two lines.
 class KernelLineSender {
  public:
    enum class Outcome {

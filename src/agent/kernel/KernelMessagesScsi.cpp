@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// What a device only announces, and what it says to a command that a tool passed through.
+// Mere announcements of a device, and its answers to commands that a tool passed through.
 constexpr KernelMessage senseKeys[]{
     {"Sense Key : <Unit Attention|0x6>", nobody,
      "sd 2:0:0:0: [sdi] tag#62 Sense Key : Unit Attention [current]", ""},

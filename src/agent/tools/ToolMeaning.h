@@ -8,7 +8,7 @@
 
 namespace Agent {
 
-// Whether the program never ran; the run's `reason` says why.
+// Whether the program never ran; the run's `reason` is the cause.
 bool couldNotStart(Brul::FinishedRun const & run);
 
 // `exitCode` is the tracker's: minus the signal that ended the run, 127 when the program could not be run.

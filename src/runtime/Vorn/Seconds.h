@@ -1,4 +1,4 @@
-// A time or a span of time in seconds, held as a double.
+// A time or a span of time in seconds, stored as a double.
 #pragma once
 
 #include <compare>
