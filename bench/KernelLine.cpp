@@ -103,7 +103,7 @@ class Watched {
       if (::send(fd_, line.data(), line.size(), 0) != static_cast<ssize_t>(line.size()))
          throw std::runtime_error("cannot send a line to the watcher");
    }
-   void drain() const { watcher_->handleReadable(); }
+   void drain() const { watcher_->handleReadable(watcher_->kMsgSockFd()); }
    bool empty() const {
       char byte = 0;
       return recv(watcher_->kMsgSockFd(), &byte, 1, MSG_PEEK) < 0;

@@ -62,7 +62,7 @@ void Monitors::startDiscovery() {
    if (discovery_ && discovery_->etcBlockDev().empty())
       notice_(LOG_WARNING, config_.appliance.etcDir +
                                "/blockdev names no disk, so none is watched; "
-                               "'storagedevices check-config' tells what each disk would become");
+                               "'storagedevices check-config' shows what each disk would become");
 }
 
 void Monitors::reportApplianceErrors() {

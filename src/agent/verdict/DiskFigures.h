@@ -24,7 +24,7 @@ struct DiskFigures : public Pelm::Node {
 // Empty for the figures that the records do not have.
 Pelm::Ptr<DiskFigures const> figuresOf(DiskRecords const & records);
 
-// Percent of the rated life that is left, of whichever record tells it.
+// Percent of the rated life that is left, of whichever record has it.
 std::optional<double> lifeLeft(DiskRecords const & records);
 std::optional<double> temperature(DiskRecords const & records);
 

@@ -75,7 +75,7 @@ Found criticalTemperature(DiskRecords const & records, Limits const &) {
    return alarms ? degrees(records) : std::nullopt;
 }
 
-// A drive has its own limits too, which its log tells.
+// A drive has its own limits too, which its log reports.
 Found overheat(DiskRecords const & records, Limits const & limits) {
    constexpr unsigned temperatureBit = 1;
    bool const alarms = records.sensor && records.sensor->alarm() == Alarm::overheat;
