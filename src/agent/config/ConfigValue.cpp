@@ -73,7 +73,7 @@ std::string listed(std::initializer_list<ConfigValue::Member> known) {
    for (auto const & member : known) {
       result += member.first;
       --left;
-      result += left == 0 ? "" : left == 1 ? " or " : ", ";
+      result += left == 0 ? "" : left == 1 ? " and " : ", ";
    }
    return result;
 }

@@ -16,9 +16,9 @@ namespace {
 
 using Keys = std::vector<std::string>;
 
-// The members of a table whose keys are fixed: "here may stand a, b or c". None for all else.
+// The members of a table whose keys are fixed: "the known keys here are a, b and c". None for all else.
 Keys membersOf(std::string const & path) {
-   std::string const known = "is not a known key; here may stand ";
+   std::string const known = "is not a known key; the known keys here are ";
    try {
       parseConfig((path.empty() ? "" : path + ".") + "nonsense = 1", "x");
    } catch (ConfigError const & error) {
@@ -30,7 +30,7 @@ Keys membersOf(std::string const & path) {
       std::replace(text.begin(), text.end(), ',', ' ');
       std::istringstream words{text};
       Keys members{std::istream_iterator<std::string>{words}, {}};
-      std::erase(members, "or");
+      std::erase(members, "and");
       return members;
    }
    return {};
