@@ -83,7 +83,7 @@ TEST(Config, refusesUnknownKeysAtEveryLevel) {
    EXPECT_EQ(
        configRefusal("\npol_interval = 60"),
        "/etc/x.toml:2: pol_interval: is not a known key; the known keys here are poll_interval, appliance, "
-       "sensors, tools, kernel_messages, status, log, history, verdict, trace or clock");
+       "sensors, tools, kernel_messages, status, log, history, verdict, trace and clock");
    EXPECT_EQ(refusalIn("log", "level = 3"),
              "log.level: is not a known key; the known keys here are destination");
    EXPECT_EQ(refusalIn("clock", "scale = 3"),
