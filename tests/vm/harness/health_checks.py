@@ -48,7 +48,8 @@ class HealthChecks:
         detail = f"after {READ_SECONDS:g} s the readings were still {state.get('readings')}"
         self._report.check(check, holds(state), detail)
         # A document is of one moment a record: its readings may be newer than the records that stand before them.
-        return self._agent.state()
+        newer = self._agent.state()
+        return newer if holds(newer) else state
 
     def read_since(self, state: dict[str, Any], since: float, readings: Iterable[tuple[Disk, str]]) -> bool:
         return all(self.reading(state, disk, source).get("lastGood", 0.0) > since for disk, source in readings)
