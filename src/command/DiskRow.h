@@ -26,7 +26,7 @@ struct DiskRow {
    std::string temperature;
    std::string life;        // percent of the rated life that is left
    std::string hours;       // powered on
-   std::string written;     // to the drive in its life, or where it does not tell "… since boot"
+   std::string written;     // to the drive in its life, or where it does not report that, "… since boot"
    std::string age;         // of the last good reading of its health
    Cell reading;            // which readings fail, for how long and why
    std::string fileSystem;  // how its test goes, in a word

@@ -162,7 +162,7 @@ bool ApplianceState::holds(std::string const & serial, std::string_view code) co
           std::find(found->reasons.begin(), found->reasons.end(), code) != found->reasons.end();
 }
 
-bool ApplianceState::told(std::string_view name, std::initializer_list<std::string_view> parts) const {
+bool ApplianceState::hasLogged(std::string_view name, std::initializer_list<std::string_view> parts) const {
    return std::any_of(messages.begin(), messages.end(), [&](Message const & message) {
       return message.name == name && std::all_of(parts.begin(), parts.end(), [&](std::string_view part) {
                 return message.text.find(part) != std::string::npos;

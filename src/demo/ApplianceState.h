@@ -49,7 +49,7 @@ struct ApplianceState {
    std::vector<Message> messages;                   // since the agent started, oldest first
 
    // Whether there is a message of that name whose text holds all of these.
-   bool told(std::string_view name, std::initializer_list<std::string_view> parts) const;
+   bool hasLogged(std::string_view name, std::initializer_list<std::string_view> parts) const;
    // Null when there is none of that serial.
    DiskState const * disk(std::string const & serial) const;
    DiskHealth const * healthOf(std::string const & serial) const;

@@ -14,9 +14,10 @@ void breakUnit(SimulatedUnit & unit) {
 }
 
 bool faultsTold(ApplianceState const & state) {
-   return state.told("STORAGEDEVICE_DETECTION_ERROR", {"/mnt/eusb"}) &&
-          state.told("STORAGEDEVICE_PARTITION_NOT_MOUNTED", {"/dev/mmcblk0", "/mnt/drive2"}) &&
-          state.told("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED", {"/dev/sda2", "/mnt/drive", "nvme0n1"}) &&
+   return state.hasLogged("STORAGEDEVICE_DETECTION_ERROR", {"/mnt/eusb"}) &&
+          state.hasLogged("STORAGEDEVICE_PARTITION_NOT_MOUNTED", {"/dev/mmcblk0", "/mnt/drive2"}) &&
+          state.hasLogged("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED",
+                          {"/dev/sda2", "/mnt/drive", "nvme0n1"}) &&
           state.holds(driveSerial, "mount-changed");
 }
 

@@ -34,7 +34,8 @@ void readerResets(SimulatedUnit & unit) {
 
 bool writeTestFailed(ApplianceState const & state) {
    return state.holds(flashSerial, "write-test-failed") &&
-          state.told("STORAGEDEVICE_MONITOR_ERROR", {"writeTest - write", flashSerial, "Input/output error"});
+          state.hasLogged("STORAGEDEVICE_MONITOR_ERROR",
+                          {"writeTest - write", flashSerial, "Input/output error"});
 }
 
 Chapter toolsFail() {
@@ -69,14 +70,14 @@ Chapter mediaFail() {
         .act = mediumFails,
         .reached =
             [](ApplianceState const & state) {
-               return state.told("STORAGEDEVICE_IO_ERROR", {"/dev/sda", flashSerial}) &&
+               return state.hasLogged("STORAGEDEVICE_IO_ERROR", {"/dev/sda", flashSerial}) &&
                       state.holds(flashSerial, "kernel-errors");
             }},
        {.text = "It resets the card reader over and over",
         .act = readerResets,
         .reached =
             [](ApplianceState const & state) {
-               return state.told("STORAGEDEVICE_IO_ERROR_EXTERNAL_USB", {"/dev/sdc", readerSerial});
+               return state.hasLogged("STORAGEDEVICE_IO_ERROR_EXTERNAL_USB", {"/dev/sdc", readerSerial});
             }},
        {.text = "The next test of the SATA disk's file system fails to write",
         .act = [](SimulatedUnit &) {},

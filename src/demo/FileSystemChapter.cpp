@@ -18,12 +18,12 @@ bool allTestedWell(ApplianceState const & state) {
 
 bool driveIsFull(ApplianceState const & state) {
    return state.holds(driveSerial, "file-system-full") &&
-          state.told("STORAGEDEVICE_MONITOR_WARNING", {driveSerial, "has exceeded 85 percent"});
+          state.hasLogged("STORAGEDEVICE_MONITOR_WARNING", {driveSerial, "has exceeded 85 percent"});
 }
 
 bool cardIsReadOnly(ApplianceState const & state) {
    return state.holds(cardSerial, "mounted-read-only") &&
-          state.told("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", cardSerial, "read-only"});
+          state.hasLogged("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", cardSerial, "read-only"});
 }
 
 }  // namespace

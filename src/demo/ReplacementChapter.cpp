@@ -8,7 +8,7 @@ namespace {
 
 bool isOffline(ApplianceState const & state, char const * serial) {
    return state.disk(serial) == nullptr && state.holds(serial, "removed") &&
-          state.told("STORAGEDEVICE_OFFLINE", {serial});
+          state.hasLogged("STORAGEDEVICE_OFFLINE", {serial});
 }
 
 void plugStrange(SimulatedUnit & unit) {

@@ -46,7 +46,7 @@ bool oldAndHot(ApplianceState const & state) {
 }
 
 bool bothTold(ApplianceState const & state, std::string_view name) {
-   return state.told(name, {flashSerial}) && state.told(name, {driveSerial});
+   return state.hasLogged(name, {flashSerial}) && state.hasLogged(name, {driveSerial});
 }
 
 }  // namespace

@@ -127,10 +127,10 @@ TEST(ApplianceStateTest, knowsWhatWasTold) {
       {"sequence": 7, "name": "STORAGEDEVICE_OFFLINE", "text": "removal of A1"}, 5]})");
    ASSERT_EQ(state.messages.size(), 2U);
    EXPECT_EQ(state.messages[0].sequence, 7U);
-   EXPECT_TRUE(state.told("STORAGEDEVICE_OFFLINE", {"A1", "removal"}));
-   EXPECT_TRUE(state.told("STORAGEDEVICE_OFFLINE", {}));
-   EXPECT_FALSE(state.told("STORAGEDEVICE_OFFLINE", {"A1", "A2"}));
-   EXPECT_FALSE(state.told("STORAGEDEVICE_IO_ERROR", {"A1"}));
+   EXPECT_TRUE(state.hasLogged("STORAGEDEVICE_OFFLINE", {"A1", "removal"}));
+   EXPECT_TRUE(state.hasLogged("STORAGEDEVICE_OFFLINE", {}));
+   EXPECT_FALSE(state.hasLogged("STORAGEDEVICE_OFFLINE", {"A1", "A2"}));
+   EXPECT_FALSE(state.hasLogged("STORAGEDEVICE_IO_ERROR", {"A1"}));
    EXPECT_TRUE(parseState("{}").messages.empty());
    EXPECT_THROW(parseState("{}", "[]"), std::runtime_error);
 }

@@ -1,5 +1,6 @@
-// How the latest test of each file system went. The test's own flags begin anew with each test, and one that
-// cannot even begin leaves those of an earlier one behind; here a result stays until the next test is over.
+// How the latest test of each file system ended. The flags of a test are cleared when it begins, and a test
+// that cannot even begin leaves those of an earlier one behind; here a result stays until the next test is
+// over.
 #pragma once
 
 #include <cstdint>

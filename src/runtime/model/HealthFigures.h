@@ -15,7 +15,7 @@ namespace StorageDevices {
 
 // Percent of the rated life that is left, 0 to 100.
 // SMART: the normalised value of the attributes that `lifetimeRemaining` takes; it falls from 100, also where
-// the attribute's name and raw value tell what is used. One whose value rises with its use is not understood.
+// the attribute's name and raw value say what is used. One whose value rises with its use is not understood.
 RUNTIME_API std::optional<double> lifeLeft(DeviceSmartData const & record);
 // NVMe: what `percentageUsed` leaves.
 RUNTIME_API std::optional<double> lifeLeft(DeviceNvmeData const & record);
