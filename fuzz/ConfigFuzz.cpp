@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
          std::abort();
    } catch (Agent::ConfigError const & error) {
       std::string const line = error.what();
-      if (Agent::escaped(line) != line || !line.starts_with("fuzz.toml:"))
+      if (Base::escaped(line) != line || !line.starts_with("fuzz.toml:"))
          std::abort();
    }
    return 0;

@@ -53,8 +53,8 @@ std::optional<BlockStat> readBlockStat(std::string_view line) {
          count = 0;
       row[count++] = number;
    }
-   auto const read = Agent::parseWhole<std::uint64_t>(row[readAt]);
-   auto const written = Agent::parseWhole<std::uint64_t>(row[writtenAt]);
+   auto const read = Base::parseWhole<std::uint64_t>(row[readAt]);
+   auto const written = Base::parseWhole<std::uint64_t>(row[writtenAt]);
    if (!read || !written)
       return std::nullopt;
    return BlockStat{*read, *written};

@@ -15,8 +15,8 @@ namespace StorageDevices {
 namespace {
 
 using Pool = JsonValue::AllocatorType;
-using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Agent::JsonMemory>;
-using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Agent::JsonMemory>;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Base::JsonMemory>;
+using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory>;
 
 // The most that the values of a text can occupy: an element 16 bytes for at least two of the text, a member
 // 32 for at least five, a string little more than its own size. Texts above a MiB may occupy half of that;
@@ -92,7 +92,7 @@ class BoundedBuilder {
 // The pool never needs more than its buffer. If it asked the system for more, it would not notice a failure.
 struct JsonDocument::Content {
    explicit Content(std::size_t bytes)
-       : buffer(Agent::JsonMemory::Malloc(bytes + poolHead), &Agent::JsonMemory::Free),
+       : buffer(Base::JsonMemory::Malloc(bytes + poolHead), &Base::JsonMemory::Free),
          pool(buffer.get(), bytes + poolHead),
          document(&pool) {}
 
@@ -111,7 +111,7 @@ struct JsonDocument::Content {
 
    static constexpr std::size_t poolHead = 64;
 
-   std::unique_ptr<void, decltype(&Agent::JsonMemory::Free)> buffer;
+   std::unique_ptr<void, decltype(&Base::JsonMemory::Free)> buffer;
    Pool pool;
    Document document;
 };

@@ -17,7 +17,7 @@ std::optional<std::uint32_t> gigabytes(std::uint64_t bytes) {
 std::uint32_t sizeGbFromSectors(std::string_view sectors) {
    if (sectors.ends_with('\n'))
       sectors.remove_suffix(1);
-   auto const count = Agent::parseWhole<std::uint64_t>(sectors);
+   auto const count = Base::parseWhole<std::uint64_t>(sectors);
    if (!count || *count > std::numeric_limits<std::uint64_t>::max() / bytesPerBlock)
       return 0;
    return gigabytes(*count * bytesPerBlock).value_or(0);

@@ -29,7 +29,7 @@ namespace {
 std::optional<std::size_t> historyOf(char const * argument) {
    if (argument == nullptr)
       return usualHistory;
-   return std::string_view{argument} == "all" ? SIZE_MAX : parseWhole<std::size_t>(argument);
+   return std::string_view{argument} == "all" ? SIZE_MAX : Base::parseWhole<std::size_t>(argument);
 }
 
 HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
@@ -40,7 +40,7 @@ HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
 std::string toolPath(Config::Tools const & tools, StderrLog & log) {
    if (!tools.nvmeCompat)
       return tools.path;
-   std::string const filter = companionProgram({"compat/nvme", "../nvme-compat/nvme"}).parent_path();
+   std::string const filter = Base::companionProgram({"compat/nvme", "../nvme-compat/nvme"}).parent_path();
    if (filter.empty()) {
       log.notice(LOG_WARNING,
                  "the nvme filter is not installed beside this program, so versions of nvme-cli that print "
@@ -91,7 +91,7 @@ StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
    }
 }
 
-void StorageAgent::serve(ListenSocket socket, std::optional<HttpAddress> const & address) {
+void StorageAgent::serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address) {
    auto const handler = [this](HttpRequest const & request) { return answer(request); };
    auto const notice = [this](std::string const & text) { log_.notice(LOG_WARNING, text); };
    servers_.push_back(std::make_unique<HttpServer>(std::move(socket), handler, HttpOptions{address, notice}));
@@ -104,7 +104,8 @@ StorageAgent::~StorageAgent() {
 }
 
 void StorageAgent::run() {
-   log_.notice(LOG_INFO, "version " + std::string{version} + " started; status on " + config_.status.socket);
+   log_.notice(LOG_INFO,
+               "Base::version " + std::string{Base::version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(LOG_NOTICE, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included
@@ -178,7 +179,7 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
    char const * const after = request.argument("after");
-   auto const sequence = after ? parseWhole<std::uint64_t>(after) : std::optional<std::uint64_t>{0};
+   auto const sequence = after ? Base::parseWhole<std::uint64_t>(after) : std::optional<std::uint64_t>{0};
    if (!sequence)
       return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
    return jsonAnswer(messagesDocument(messages_, *sequence));

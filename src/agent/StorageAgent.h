@@ -50,7 +50,7 @@ class StorageAgent {
  private:
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
-   void serve(ListenSocket socket, std::optional<HttpAddress> const & address = {});
+   void serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
    Stalls stalls() const;
    HttpAnswer state(HttpRequest const & request);

@@ -4,7 +4,7 @@
 
 #include "base/ProgramSearch.h"
 
-namespace Agent {
+namespace Base {
 
 std::filesystem::path companionProgram(std::initializer_list<char const *> places) {
    std::error_code unknown;
@@ -17,4 +17,4 @@ std::filesystem::path companionProgram(std::initializer_list<char const *> place
    return {};
 }
 
-}  // namespace Agent
+}  // namespace Base

@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <initializer_list>
 
-namespace Agent {
+namespace Base {
 
 // The first of these paths that is a program; empty without one. They are relative to the folder of the
 // running program. The build tree and an installed tree have different paths.
 std::filesystem::path companionProgram(std::initializer_list<char const *> places);
 
-}  // namespace Agent
+}  // namespace Base

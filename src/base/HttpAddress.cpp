@@ -7,7 +7,7 @@
 #include <charconv>
 #include <cstring>
 
-namespace Agent {
+namespace Base {
 
 namespace {
 
@@ -97,4 +97,4 @@ std::optional<HttpAddress> parseHttpAddress(std::string_view text) {
    return HttpAddress{host, *port};
 }
 
-}  // namespace Agent
+}  // namespace Base

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Base {
 
 struct HttpAddress {
    std::string host;        // a numeric IPv4 or IPv6 address, without brackets
@@ -27,4 +27,4 @@ struct HttpAddress {
 // Reads "ADDRESS:PORT" or "[IPV6ADDRESS]:PORT"; nothing for any other text, such as a host name.
 std::optional<HttpAddress> parseHttpAddress(std::string_view text);
 
-}  // namespace Agent
+}  // namespace Base

@@ -13,7 +13,7 @@
 #include <cstring>
 #include <new>
 
-namespace Agent {
+namespace Base {
 
 // RapidJSON prescribes the names of an allocator's members.
 class JsonMemory {
@@ -73,4 +73,4 @@ class JsonMemory {
    }
 };
 
-}  // namespace Agent
+}  // namespace Base

@@ -11,7 +11,7 @@
 #include "base/JsonMemory.h"
 #include "base/Text.h"
 
-namespace Agent {
+namespace Base {
 
 using JsonBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonMemory>;
 using JsonWriter = rapidjson::Writer<JsonBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>, JsonMemory>;
@@ -51,4 +51,4 @@ inline void writeMember(JsonWriter & writer, char const * key, std::string_view 
    writeText(writer, text, longest);
 }
 
-}  // namespace Agent
+}  // namespace Base

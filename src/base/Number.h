@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace Agent {
+namespace Base {
 
 // The decimal whole number that is the whole text: digits, after a minus sign where `Number` has one. Nothing
 // for any other text, and for a number outside the range of `Number`.
@@ -18,4 +18,4 @@ std::optional<Number> parseWhole(std::string_view text) {
    return result.ec == std::errc{} && result.ptr == end ? std::optional{value} : std::nullopt;
 }
 
-}  // namespace Agent
+}  // namespace Base

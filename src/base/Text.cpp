@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace Agent {
+namespace Base {
 
 namespace {
 
@@ -211,4 +211,4 @@ std::string_view severityWord(int severity) {
    return severity >= 0 && severity < 8 ? words.at(static_cast<std::size_t>(severity)) : "unknown";
 }
 
-}  // namespace Agent
+}  // namespace Base

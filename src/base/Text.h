@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Base {
 
 // Converts text of any bytes to UTF-8, without loss. A byte of an ill-formed sequence becomes \xNN (two
 // lower-case digits), and so does a backslash before such an xNN (\x5c). Everything else stays. A text from a
@@ -33,4 +33,4 @@ std::string utcTime(double secondsSinceEpoch);
 // The word for a syslog severity: 3 "error", 4 "warning", 6 "info" and so on; "unknown" outside 0..7.
 std::string_view severityWord(int severity);
 
-}  // namespace Agent
+}  // namespace Base

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-namespace Agent {
+namespace Base {
 
 class UniqueFd {
  public:
@@ -31,4 +31,4 @@ class UniqueFd {
    int fd_;
 };
 
-}  // namespace Agent
+}  // namespace Base

@@ -12,7 +12,7 @@ namespace {
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 void writeText(Writer & writer, std::string_view text) {
-   std::string const valid = validUtf8(text);
+   std::string const valid = Base::validUtf8(text);
    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
 }
 
@@ -36,7 +36,7 @@ void writeEntry(Writer & writer, CatalogueEntry const & entry) {
 
 std::string actionText(CatalogueEntry const & entry) {
    if (auto const * text = std::get_if<std::string_view>(&entry.recommendedAction))
-      return escaped(*text);
+      return Base::escaped(*text);
    return "standard action " + std::to_string(std::get<std::uint8_t>(entry.recommendedAction));
 }
 
@@ -60,9 +60,9 @@ std::string catalogueText(std::span<CatalogueEntry const> entries) {
    std::string result;
    for (CatalogueEntry const & entry : entries) {
       result += result.empty() ? "" : "\n";
-      result += escaped(entry.name) + " (" + std::string{severityWord(entry.severity)} + ")\n";
-      result += "   " + escaped(entry.format) + "\n";
-      result += "   Meaning: " + escaped(entry.explanation) + "\n";
+      result += Base::escaped(entry.name) + " (" + std::string{Base::severityWord(entry.severity)} + ")\n";
+      result += "   " + Base::escaped(entry.format) + "\n";
+      result += "   Meaning: " + Base::escaped(entry.explanation) + "\n";
       result += "   Action:  " + actionText(entry) + "\n";
    }
    return result;

@@ -49,8 +49,8 @@ std::string checkConfigText(Config const & config, std::string const & sourceLin
    if (examination.devices.empty())
       text += "udev knows no disk on this machine\n";
    for (StorageDevices::ExaminedDevice const & device : examination.devices)
-      text += escaped(device.device) + ": " + device.verdict + ": " + escaped(device.reason) + "\n    path " +
-              escaped(device.sysPath) + "\n";
+      text += Base::escaped(device.device) + ": " + device.verdict + ": " + Base::escaped(device.reason) +
+              "\n    path " + Base::escaped(device.sysPath) + "\n";
    return text + missingText(config, examination);
 }
 

@@ -75,7 +75,7 @@ std::string timeScaleError(std::string & text) {
 }
 
 std::string httpAddressError(std::string & text) {
-   auto const address = parseHttpAddress(text);
+   auto const address = Base::parseHttpAddress(text);
    if (address && address->loopback())
       return {};
    return "must be a loopback address and a port such as 127.0.0.1:9634, not \"" + text + "\"";
@@ -97,8 +97,8 @@ Invocation usageError(CLI::App const & app, CLI::ParseError const & error) {
    std::string const helpFor = chosen.empty() ? "" : " " + chosen.front()->get_name();
    Invocation invocation;
    invocation.exitCode = 2;
-   invocation.error = std::string{programName} + ": " + cutToWidth(escaped(error.what()), 300) + "; see " +
-                      programName + helpFor + " --help\n";
+   invocation.error = std::string{programName} + ": " + Base::cutToWidth(Base::escaped(error.what()), 300) +
+                      "; see " + programName + helpFor + " --help\n";
    return invocation;
 }
 

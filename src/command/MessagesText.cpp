@@ -25,11 +25,11 @@ std::string textOf(Json const & message) {
    constexpr std::size_t indent = 3;
    int const severity =
        static_cast<int>(std::clamp(jsonNumber(&message, "severity").value_or(-1), -1.0, 8.0));
-   std::string result = utcTime(timeOf(message)) + " " + std::string{severityWord(severity)} + " " +
-                        escaped(jsonText(&message, "name")) + ": " + escaped(jsonText(&message, "text")) +
-                        "\n";
+   std::string result = Base::utcTime(timeOf(message)) + " " + std::string{Base::severityWord(severity)} +
+                        " " + Base::escaped(jsonText(&message, "name")) + ": " +
+                        Base::escaped(jsonText(&message, "text")) + "\n";
    auto const add = [&](char const * title, char const * key) {
-      std::string const text = escaped(jsonText(&message, key));
+      std::string const text = Base::escaped(jsonText(&message, key));
       if (!text.empty())
          result.append(indent, ' ').append(title).append(text).append("\n");
    };
@@ -39,10 +39,10 @@ std::string textOf(Json const & message) {
 }
 
 std::string jsonOf(Json const & message) {
-   JsonBuffer buffer;
-   JsonWriter writer{buffer};
+   Base::JsonBuffer buffer;
+   Base::JsonWriter writer{buffer};
    message.Accept(writer);
-   return withoutDel(buffer) + "\n";
+   return Base::withoutDel(buffer) + "\n";
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ class Exchange {
 
    [[noreturn]] void fail(std::string const & what) {
       closeSocket();
-      throw StatusError{escaped(path_) + ": " + what};
+      throw StatusError{Base::escaped(path_) + ": " + what};
    }
 
    void send(std::string_view text) {
@@ -197,8 +197,8 @@ void parse(Exchange & exchange, AnswerParser & parser, std::string & text, std::
    error_code error;
    std::size_t const parsed = parser.put(boost::asio::const_buffer{text.data(), text.size()}, error);
    if (error == http::error::end_of_stream)
-      exchange.fail("the agent answered " + std::to_string(parser.status()) + " to " + escaped(resource) +
-                    ": is it of the same version as this program?");
+      exchange.fail("the agent answered " + std::to_string(parser.status()) + " to " +
+                    Base::escaped(resource) + ": is it of the same version as this program?");
    if (error && error != http::error::need_more)
       exchange.fail(notTheAgent);
    text.erase(0, parsed);

@@ -20,7 +20,7 @@ constexpr std::size_t widthForSentences = 160;  // a narrower terminal has them 
 
 // Cells stay short whatever a device calls itself.
 std::string safe(std::string_view text) {
-   return cutToWidth(escaped(text.substr(0, maxCell)), maxCell);
+   return Base::cutToWidth(Base::escaped(text.substr(0, maxCell)), maxCell);
 }
 
 Cell safe(Cell cell) {
@@ -31,7 +31,7 @@ Cell safe(Cell cell) {
 // "2026-11-20 19:04" of a message.
 std::string messageTime(Json const & message) {
    auto const time = jsonNumber(&message, "time");
-   std::string text = utcTime(time.value_or(-1e300));
+   std::string text = Base::utcTime(time.value_or(-1e300));
    if (text.size() > 16)
       text = text.substr(0, 10) + " " + text.substr(11, 5);
    return text;
@@ -95,8 +95,8 @@ std::string wrapped(std::string_view sentence, std::size_t width) {
    while (!sentence.empty()) {
       std::string_view const word = sentence.substr(0, sentence.find(' '));
       sentence.remove_prefix(std::min(word.size() + 1, sentence.size()));
-      std::string const fitting = width == 0 ? std::string{word} : cutToWidth(word, width);
-      std::size_t const cells = displayWidth(fitting);
+      std::string const fitting = width == 0 ? std::string{word} : Base::cutToWidth(word, width);
+      std::size_t const cells = Base::displayWidth(fitting);
       bool const fits = width == 0 || used + 1 + cells <= width;
       if (used > 0)
          result += fits ? " " : "\n";
@@ -120,7 +120,7 @@ std::string listBelow(char const * title, std::vector<DiskRow> const & rows, std
       if (!sentence.empty())
          result += wrapped(safe(rows[at].name) + ": " + sentence, width);
    }
-   return result.empty() ? result : cutToWidth(title, width) + "\n" + result;
+   return result.empty() ? result : Base::cutToWidth(title, width) + "\n" + result;
 }
 
 std::string diskTable(std::vector<DiskRow> const & rows, Json const * messages,
@@ -196,7 +196,7 @@ std::string headline(Json const & state, Json const * disks) {
    result += verdict.empty() ? "" : "unit " + verdict + ", ";
    result += disks == nullptr ? "disks not known" : counted(disks->MemberCount()) + missing(state);
    if (auto const time = jsonNumber(&state, "time"))
-      result += ", " + utcTime(*time);
+      result += ", " + Base::utcTime(*time);
    return result;
 }
 
@@ -218,7 +218,7 @@ std::string strayMessage(std::vector<DiskRow> const & rows, Json const * message
    if (shown || !newest.IsObject())
       return {};
    int const severity = static_cast<int>(std::clamp(jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
-   return "Latest message: " + messageTime(newest) + " " + std::string{severityWord(severity)} + " " +
+   return "Latest message: " + messageTime(newest) + " " + std::string{Base::severityWord(severity)} + " " +
           safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
 }
 

@@ -24,9 +24,9 @@ bool isEmpty(Column const & column) {
 }
 
 Placed natural(Column column) {
-   std::size_t width = displayWidth(column.title);
+   std::size_t width = Base::displayWidth(column.title);
    for (Cell const & cell : column.cells)
-      width = std::max(width, displayWidth(cell.text));
+      width = std::max(width, Base::displayWidth(cell.text));
    return {std::move(column), width};
 }
 
@@ -114,8 +114,8 @@ class Line {
    explicit Line(std::size_t width) : width_{width} {}
 
    void add(Placed const & placed, std::string const & cell, std::string_view colour) {
-      std::string text = cutToWidth(cell, placed.width);
-      std::size_t const padding = placed.width - displayWidth(text);
+      std::string text = Base::cutToWidth(cell, placed.width);
+      std::size_t const padding = placed.width - Base::displayWidth(text);
       advance(first_ ? 0 : gap);
       first_ = false;
       if (placed.column.right)
@@ -134,12 +134,12 @@ class Line {
       if (text.empty() || full_)
          return;
       std::size_t const room = width_ > used_ + blanks_ ? width_ - used_ - blanks_ : 0;
-      std::string const fitting = cutToWidth(text, room);
+      std::string const fitting = Base::cutToWidth(text, room);
       full_ = fitting != text;
       if (fitting.empty())
          return;
       line_ += std::string(blanks_, ' ') + coloured(fitting, colour);
-      used_ += blanks_ + displayWidth(fitting);
+      used_ += blanks_ + Base::displayWidth(fitting);
       blanks_ = 0;
    }
 
@@ -176,7 +176,7 @@ std::string textTable(std::vector<Column> columns, std::size_t width, bool colou
       result += line.text();
    }
    if (!dropped.empty())
-      result += cutToWidth("(too narrow for " + dropped + ")", limit) + "\n";
+      result += Base::cutToWidth("(too narrow for " + dropped + ")", limit) + "\n";
    return result;
 }
 

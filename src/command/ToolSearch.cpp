@@ -28,7 +28,7 @@ std::string toolsText(std::string const & toolPath) {
       if (path.empty())
          text.append("neither on tools.path nor on PATH: ").append(tool.without).append("\n");
       else
-         text.append(escaped(path)).append("\n");
+         text.append(Base::escaped(path)).append("\n");
    }
    return text;
 }

@@ -63,7 +63,7 @@ int runAgent(Agent::Command const & command) {
    std::vector<std::string> arguments;
    if (command.configPath)
       arguments = {"--config", *command.configPath};
-   become("the agent", Agent::companionProgram({"../libexec/storagedevices/agent", "../agent/agent"}),
+   become("the agent", Base::companionProgram({"../libexec/storagedevices/agent", "../agent/agent"}),
           arguments);
 }
 
@@ -165,7 +165,7 @@ int runDemo(Agent::Command const & command) {
    if (command.http)
       arguments.insert(arguments.end(), {"--http", *command.http});
    become("the demo",
-          Agent::companionProgram(
+          Base::companionProgram(
               {"../libexec/storagedevices/storagedevices-demo", "../demo/storagedevices-demo"}),
           arguments);
 }
@@ -192,7 +192,7 @@ int run(Agent::Command const & command) {
 
 int main(int argc, char ** argv) {
    return Agent::exitCodeOf([&] {
-      auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Agent::version);
+      auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Base::version);
       if (invocation.command)
          return run(*invocation.command);
       print(invocation.output);

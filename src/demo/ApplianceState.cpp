@@ -85,9 +85,10 @@ rapidjson::Document parsedObject(std::string_view text, char const * what) {
 }
 
 std::string described(std::string const & serial, DiskState const & disk) {
-   return escaped(serial) + "  " + escaped(disk.model) + "  firmware " + escaped(disk.firmware) + "  " +
-          escaped(disk.blockDevice) + "  " + std::to_string(disk.sizeGb) + " GB  " +
-          (disk.removable ? "removable  " : "fixed  ") + escaped(disk.mountPoint);
+   return Base::escaped(serial) + "  " + Base::escaped(disk.model) + "  firmware " +
+          Base::escaped(disk.firmware) + "  " + Base::escaped(disk.blockDevice) + "  " +
+          std::to_string(disk.sizeGb) + " GB  " + (disk.removable ? "removable  " : "fixed  ") +
+          Base::escaped(disk.mountPoint);
 }
 
 template <typename Value>
@@ -98,7 +99,7 @@ void difference(std::string & line, char const * what, Value const & before, Val
    if constexpr (std::is_arithmetic_v<Value>)
       line.append(std::to_string(before)).append(" -> ").append(std::to_string(now));
    else
-      line.append(escaped(before)).append(" -> ").append(escaped(now));
+      line.append(Base::escaped(before)).append(" -> ").append(Base::escaped(now));
 }
 
 std::string shown(std::optional<double> value) {
@@ -202,19 +203,19 @@ std::vector<std::string> differences(ApplianceState const & before, ApplianceSta
       if (old == nullptr)
          lines.push_back("+ " + described(serial, disk));
       else if (*old != disk)
-         lines.push_back("~ " + escaped(serial) + changes(*old, disk));
+         lines.push_back("~ " + Base::escaped(serial) + changes(*old, disk));
    }
    for (auto const & [serial, health] : now.health) {
       auto const * old = before.healthOf(serial);
       if (health != (old ? *old : DiskHealth{}))
-         lines.push_back("~ " + escaped(serial) + healthChanges(old ? *old : DiskHealth{}, health));
+         lines.push_back("~ " + Base::escaped(serial) + healthChanges(old ? *old : DiskHealth{}, health));
    }
    for (auto const & [mountPoint, word] : now.fileSystems) {
       auto const old = before.fileSystems.find(mountPoint);
       std::string line;
       difference(line, "file system", shown(old == before.fileSystems.end() ? "" : old->second), word);
       if (!line.empty())
-         lines.push_back("~ " + escaped(mountPoint) + line);
+         lines.push_back("~ " + Base::escaped(mountPoint) + line);
    }
    return lines;
 }

@@ -71,7 +71,7 @@ void PlainDisplay::difference(std::string_view text) {
 }
 
 void PlainDisplay::agentLine(std::string_view text) {
-   line("   agent: ", escaped(text));
+   line("   agent: ", Base::escaped(text));
 }
 
 LiveDisplay::LiveDisplay() : colour_(takesColour(STDOUT_FILENO)) {
@@ -98,7 +98,7 @@ void LiveDisplay::difference(std::string_view line) {
 }
 
 void LiveDisplay::agentLine(std::string_view line) {
-   lineIs(escaped(line));
+   lineIs(Base::escaped(line));
 }
 
 void LiveDisplay::lineIs(std::string text) {
@@ -119,14 +119,14 @@ void LiveDisplay::draw() const {
                                    : split(statusTable(document_, messages_, {size.columns, colour_}));
    screen.resize(std::min(screen.size(), size.rows - std::min<std::size_t>(size.rows, 5)));
    screen.emplace_back();
-   screen.push_back((colour_ ? "\x1b[1m" : "") + cutToWidth(story_, size.columns) +
+   screen.push_back((colour_ ? "\x1b[1m" : "") + Base::cutToWidth(story_, size.columns) +
                     (colour_ ? "\x1b[0m" : ""));
-   screen.push_back(cutToWidth(verdict_, size.columns));
+   screen.push_back(Base::cutToWidth(verdict_, size.columns));
    screen.emplace_back();
    auto const room = size.rows - std::min(size.rows, screen.size());
    auto const shown = std::min(room, lines_.size());
    for (auto line = lines_.end() - static_cast<std::ptrdiff_t>(shown); line != lines_.end(); ++line)
-      screen.push_back(cutToWidth(*line, size.columns));
+      screen.push_back(Base::cutToWidth(*line, size.columns));
    std::string text = "\x1b[H";
    for (std::size_t row = 0; row < screen.size(); ++row)
       text += (row == 0 ? "" : "\r\n") + screen[row] + "\x1b[K";

@@ -14,15 +14,15 @@ double parseTimeScale(std::string const & text) {
    auto const * end = text.data() + text.size();
    auto const result = std::from_chars(text.data(), end, value);
    if (result.ec != std::errc() || result.ptr != end || !(value >= 0.001 && value <= 100000))
-      throw UsageError("--time-scale: must be a number from 0.001 to 100000, not " + escaped(text));
+      throw UsageError("--time-scale: must be a number from 0.001 to 100000, not " + Base::escaped(text));
    return value;
 }
 
 std::string parseHttp(std::string const & text) {
-   auto const address = parseHttpAddress(text);
+   auto const address = Base::parseHttpAddress(text);
    if (!address || !address->loopback())
       throw UsageError("--http: must be a loopback address and port such as 127.0.0.1:9634, not " +
-                       escaped(text));
+                       Base::escaped(text));
    return address->text();
 }
 
@@ -38,7 +38,7 @@ Options parseOptions(std::vector<std::string> const & arguments) {
          return options;
       }
       if (name != "--agent" && name != "--time-scale" && name != "--http")
-         throw UsageError("unknown argument " + escaped(*argument) + ": see --help");
+         throw UsageError("unknown argument " + Base::escaped(*argument) + ": see --help");
       if (equals == std::string::npos && argument + 1 == arguments.end())
          throw UsageError(name + ": needs a value");
       auto const value = equals == std::string::npos ? *++argument : argument->substr(equals + 1);

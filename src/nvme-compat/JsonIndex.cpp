@@ -85,7 +85,7 @@ std::optional<JsonIndex> JsonIndex::of(std::string_view text) {
    JsonIndex index(text);
    rapidjson::MemoryStream stream(text.data(), text.size());
    Notes notes(text, stream, index.values_);
-   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Agent::JsonMemory> reader;
+   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory> reader;
    if (reader.Parse<rapidjson::kParseNumbersAsStringsFlag>(stream, notes).IsError())
       return std::nullopt;
    return index;

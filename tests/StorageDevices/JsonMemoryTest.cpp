@@ -65,7 +65,7 @@ TEST(JsonMemoryTest, keepsWhatIsInABlockThatGrowsAndShrinks) {
    std::size_t size = 0;
    for (std::size_t const next :
         {std::size_t{1}, std::size_t{100}, 100 * kiB, 7 * miB, 200 * kiB, std::size_t{10}}) {
-      block = Agent::JsonMemory::Realloc(block, size, next);
+      block = Base::JsonMemory::Realloc(block, size, next);
       auto * const bytes = static_cast<unsigned char *>(block);
       for (std::size_t i = 0; i < std::min(size, next); i += 7)
          EXPECT_EQ(bytes[i], static_cast<unsigned char>(i)) << next;
@@ -73,9 +73,9 @@ TEST(JsonMemoryTest, keepsWhatIsInABlockThatGrowsAndShrinks) {
          bytes[i] = static_cast<unsigned char>(i);
       size = next;
    }
-   EXPECT_EQ(Agent::JsonMemory::Realloc(block, size, 0), nullptr);
-   EXPECT_EQ(Agent::JsonMemory::Malloc(0), nullptr);
-   Agent::JsonMemory::Free(nullptr);
+   EXPECT_EQ(Base::JsonMemory::Realloc(block, size, 0), nullptr);
+   EXPECT_EQ(Base::JsonMemory::Malloc(0), nullptr);
+   Base::JsonMemory::Free(nullptr);
 }
 
 TEST(JsonMemoryTest, noTextOfUpToAMebibyteIsRefusedForItsMemory) {
@@ -111,10 +111,10 @@ using Support::survives;
 
 TEST(JsonMemoryTest, whereThereIsNoMemoryBlocksRaise) {
    Support::MemoryLimit const limit{miB};
-   EXPECT_THROW(Agent::JsonMemory::Malloc(2 * miB), std::bad_alloc);
-   void * const block = Agent::JsonMemory::Malloc(200 * kiB);
-   EXPECT_THROW(Agent::JsonMemory::Realloc(block, 200 * kiB, 2 * miB), std::bad_alloc);
-   Agent::JsonMemory::Free(block);
+   EXPECT_THROW(Base::JsonMemory::Malloc(2 * miB), std::bad_alloc);
+   void * const block = Base::JsonMemory::Malloc(200 * kiB);
+   EXPECT_THROW(Base::JsonMemory::Realloc(block, 200 * kiB, 2 * miB), std::bad_alloc);
+   Base::JsonMemory::Free(block);
 }
 
 void readAll(std::vector<Hostile> const & texts, std::size_t more) {

@@ -252,7 +252,8 @@ TEST_F(MountSourcesTest, ALinkSwappedInWhileTheTableIsReadIsNotFollowed) {
       fs::create_directory_symlink(elsewhere, files());
    }};
    kept->write();
-   UniqueFd const reader{open(table.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};  // where nobody read it
+   Base::UniqueFd const reader{
+       open(table.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};  // where nobody read it
    swapping.join();
    EXPECT_TRUE(fs::is_empty(elsewhere));
    EXPECT_TRUE(fs::exists(folder.path() / "before/drive"));

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace Agent {
+namespace Base {
 namespace {
 
 TEST(HttpAddress, readsNumericAddresses) {
@@ -62,7 +62,7 @@ TEST(HttpAddress, isWrittenAsItIsRead) {
 }  // namespace
 TEST(HttpAddressTest, ARequestNamesItOrThisMachine) {
    auto const named = [](char const * address, std::string_view host) {
-      return Agent::parseHttpAddress(address)->isNamedBy(host);
+      return parseHttpAddress(address)->isNamedBy(host);
    };
    for (char const * const host : {"localhost", "LocalHost:80", "127.0.0.1", "127.0.0.1:9634", "127.9.9.9:1",
                                    "[::1]", "[::1]:9634", "[0:0::1]"})
@@ -77,7 +77,7 @@ TEST(HttpAddressTest, ARequestNamesItOrThisMachine) {
 
 TEST(HttpAddressTest, ARequestThatNamesAnotherHostIsNotForIt) {
    auto const named = [](char const * address, std::string_view host) {
-      return Agent::parseHttpAddress(address)->isNamedBy(host);
+      return parseHttpAddress(address)->isNamedBy(host);
    };
    for (char const * const host : {"",
                                    ":",
@@ -107,4 +107,4 @@ TEST(HttpAddressTest, ARequestThatNamesAnotherHostIsNotForIt) {
    EXPECT_FALSE(named("127.0.0.1:9634", std::string_view{"localhost\0x", 11}));
 }
 
-}  // namespace Agent
+}  // namespace Base

@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-namespace Agent {
+namespace Base {
 namespace {
 
 TEST(Escaped, leavesOrdinaryTextAlone) {
@@ -174,4 +174,4 @@ TEST(SeverityWord, knowsTheSyslogNumbers) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Base

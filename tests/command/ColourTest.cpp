@@ -15,12 +15,12 @@ class ColourTest : public testing::Test {
    ColourTest() { unsetenv("NO_COLOR"); }
    ~ColourTest() override { unsetenv("NO_COLOR"); }
 
-   UniqueFd terminal{posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
+   Base::UniqueFd terminal{posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
 };
 
 TEST_F(ColourTest, GoesToATerminalAlone) {
    EXPECT_TRUE(takesColour(terminal.get()));
-   UniqueFd const file{open("/dev/null", O_RDWR | O_CLOEXEC)};
+   Base::UniqueFd const file{open("/dev/null", O_RDWR | O_CLOEXEC)};
    EXPECT_FALSE(takesColour(file.get()));
 }
 

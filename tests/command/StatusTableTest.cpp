@@ -231,7 +231,7 @@ TEST(StatusTable, isNeverWiderThanTheTerminal) {
       std::istringstream lines{tableOf(stateWith(allDisks(), health), messages, {.width = width}) +
                                tableOf(stateWith(allDisks(), figures), messages, {.width = width})};
       for (std::string line; std::getline(lines, line);)
-         EXPECT_LE(displayWidth(line), width) << line;
+         EXPECT_LE(Base::displayWidth(line), width) << line;
    }
 }
 

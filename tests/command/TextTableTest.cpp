@@ -76,7 +76,7 @@ TEST(TextTable, isNeverWiderThanTheTerminal) {
    for (std::size_t width = 1; width < 60; ++width) {
       std::istringstream lines{textTable(sample(), width, false)};
       for (std::string line; std::getline(lines, line);)
-         EXPECT_LE(displayWidth(line), width) << line;
+         EXPECT_LE(Base::displayWidth(line), width) << line;
    }
 }
 

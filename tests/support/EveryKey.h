@@ -69,7 +69,7 @@ inline Agent::Config everyValue() {
    config.sensors = {{"DriveTemp1", {"Drive 1 temperature", 70.5, 80}}};
    config.tools = {0, "/opt/tools:/usr/local/sbin", {{"smartctl", 0x81}, {"nvme", 0}}, false};
    config.kernelMessages = {"/run/k.sock", false, false};
-   config.status = {"/run/s.sock", HttpAddress{"0.0.0.0", 9634}, true, "storage"};
+   config.status = {"/run/s.sock", Base::HttpAddress{"0.0.0.0", 9634}, true, "storage"};
    config.history = {12.5, ""};
    config.verdict = {20, 2.5};
    config.logDestination = LogDestination::standardError;

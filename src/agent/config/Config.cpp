@@ -81,11 +81,11 @@ std::map<std::string, std::uint8_t> exitBits(ConfigValue const & value) {
    return bitsOf;
 }
 
-std::optional<HttpAddress> httpAddress(ConfigValue const & value) {
+std::optional<Base::HttpAddress> httpAddress(ConfigValue const & value) {
    std::string const text = value.text();
    if (text.empty())
       return std::nullopt;
-   auto address = parseHttpAddress(text);
+   auto address = Base::parseHttpAddress(text);
    if (!address.has_value())
       value.fail(
           "must be empty or a numeric address and a port, such as \"127.0.0.1:9634\" or \"[::1]:9634\", "
@@ -292,9 +292,9 @@ class ConfigReader {
 
 Config parseConfig(std::string_view text, std::string const & fileName) {
    if (text.size() > maxConfigSize)
-      throw ConfigError{escaped(fileName) + ": must not be larger than 1 MiB"};
+      throw ConfigError{Base::escaped(fileName) + ": must not be larger than 1 MiB"};
    if (auto const line = tooDeepConfigLine(text))
-      throw ConfigError{escaped(fileName) + ":" + std::to_string(*line) + ": is nested too deeply"};
+      throw ConfigError{Base::escaped(fileName) + ":" + std::to_string(*line) + ": is nested too deeply"};
    ConfigDocument const document{text, fileName};
    return ConfigReader{}.read(document.root());
 }

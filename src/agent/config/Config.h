@@ -65,7 +65,7 @@ struct Config {
 
    struct Status {
       std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
-      std::optional<HttpAddress> http;           // not loopback: needs allowRemote
+      std::optional<Base::HttpAddress> http;     // not loopback: needs allowRemote
       bool allowRemote = false;
       std::string socketGroup;  // name of the group that may connect; empty: no group
       bool operator==(Status const &) const = default;

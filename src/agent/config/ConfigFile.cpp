@@ -22,7 +22,7 @@ namespace Agent {
 namespace {
 
 [[noreturn]] void fail(std::string const & path, std::string const & what) {
-   throw ConfigError{escaped(path) + ": " + what};
+   throw ConfigError{Base::escaped(path) + ": " + what};
 }
 
 [[noreturn]] void failRead(std::string const & path, int error) {

@@ -52,7 +52,7 @@ bool hasControlCharacters(std::string_view text) {
 }
 
 std::string inQuotes(std::string_view text) {
-   std::string const shortened = cutToWidth(escaped(text.substr(0, maxText)), maxShown);
+   std::string const shortened = Base::cutToWidth(Base::escaped(text.substr(0, maxText)), maxShown);
    return "\"" + shortened + "\"";
 }
 
@@ -63,7 +63,7 @@ bool isBareKey(std::string_view key) {
 
 [[noreturn]] void refuse(std::string const & fileName, std::size_t line, std::string const & what) {
    std::string const place = line == 0 ? "" : ":" + std::to_string(line);
-   throw ConfigError{escaped(fileName) + place + ": " + what};
+   throw ConfigError{Base::escaped(fileName) + place + ": " + what};
 }
 
 // The keys of a section for a sentence: "a, b or c".
@@ -105,7 +105,7 @@ ConfigDocument::ConfigDocument(std::string_view text, std::string fileName) : fi
       parsed_ = std::make_unique<Parsed>(Parsed{toml::parse(text, std::string_view{})});
    } catch (toml::parse_error const & error) {
       refuse(fileName_, error.source().begin.line,
-             "is not TOML: " + cutToWidth(escaped(error.description()), 200));
+             "is not TOML: " + Base::cutToWidth(Base::escaped(error.description()), 200));
    } catch (TomlAssertion const &) {
       refuse(fileName_, keylessHeaderLine(text),
              "is not TOML: a table header needs a name after its bracket");
@@ -132,7 +132,7 @@ std::string ConfigValue::shown() const {
       return "an array";
    std::ostringstream stream;
    node.visit([&stream](auto const & value) { stream << value; });
-   return cutToWidth(escaped(stream.str()), maxShown);
+   return Base::cutToWidth(Base::escaped(stream.str()), maxShown);
 }
 
 std::string ConfigValue::text() const {
@@ -188,7 +188,7 @@ double ConfigValue::number(double min, double max, std::string const & what) con
 }
 
 std::string ConfigValue::childPath(std::string_view key) const {
-   std::string const name = isBareKey(key) ? cutToWidth(key, maxShown) : inQuotes(key);
+   std::string const name = isBareKey(key) ? Base::cutToWidth(key, maxShown) : inQuotes(key);
    return path_.empty() ? name : path_ + "." + name;
 }
 

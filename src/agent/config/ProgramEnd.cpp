@@ -13,7 +13,7 @@
 namespace Agent {
 
 int failWith(int code, std::string const & text) {
-   std::fprintf(stderr, "%s\n", escaped(text).c_str());
+   std::fprintf(stderr, "%s\n", Base::escaped(text).c_str());
    return code;
 }
 

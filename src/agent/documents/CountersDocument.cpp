@@ -4,12 +4,12 @@ namespace Agent {
 
 namespace {
 
-void writeCount(JsonWriter & writer, char const * key, std::uint64_t count) {
+void writeCount(Base::JsonWriter & writer, char const * key, std::uint64_t count) {
    writer.Key(key);
    writer.Uint64(count);
 }
 
-void writeKernelLines(JsonWriter & writer, std::optional<KernelLineCounts> const & lines) {
+void writeKernelLines(Base::JsonWriter & writer, std::optional<KernelLineCounts> const & lines) {
    writer.StartObject();
    if (lines) {
       writeCount(writer, "received", lines->received);
@@ -25,10 +25,10 @@ void writeKernelLines(JsonWriter & writer, std::optional<KernelLineCounts> const
 
 void addCounters(JsonMembers & members, Counters const & counters) {
    members
-       .add("kernelLines", wholeJson([lines = counters.kernelLines](JsonWriter & writer) {
+       .add("kernelLines", wholeJson([lines = counters.kernelLines](Base::JsonWriter & writer) {
                writeKernelLines(writer, lines);
             }))
-       .add("log", wholeJson([dropped = counters.logLinesDropped](JsonWriter & writer) {
+       .add("log", wholeJson([dropped = counters.logLinesDropped](Base::JsonWriter & writer) {
                writer.StartObject();
                writeCount(writer, "linesDropped", dropped);
                writer.EndObject();

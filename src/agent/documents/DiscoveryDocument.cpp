@@ -9,12 +9,12 @@ namespace Agent {
 
 namespace {
 
-void writeUnclassified(JsonWriter & writer, StorageDevices::Unclassified const & device) {
+void writeUnclassified(Base::JsonWriter & writer, StorageDevices::Unclassified const & device) {
    writer.StartObject();
-   writeMember(writer, "device", device.device.view());
-   writeMember(writer, "attempt", device.attempt.view());
-   writeMember(writer, "error", std::strerror(device.error));
-   writeMember(writer, "remedy", Vorn::shortageRemedy(device.error));
+   Base::writeMember(writer, "device", device.device.view());
+   Base::writeMember(writer, "attempt", device.attempt.view());
+   Base::writeMember(writer, "error", std::strerror(device.error));
+   Base::writeMember(writer, "remedy", Vorn::shortageRemedy(device.error));
    writer.EndObject();
 }
 
@@ -23,13 +23,13 @@ void writeUnclassified(JsonWriter & writer, StorageDevices::Unclassified const &
 JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery) {
    JsonValue devices = JsonMembers{};
    if (discovery)
-      devices = jsonObject(discovery->unclassifiedDevice, [](JsonWriter & writer, Pelm::String const &,
+      devices = jsonObject(discovery->unclassifiedDevice, [](Base::JsonWriter & writer, Pelm::String const &,
                                                              StorageDevices::Unclassified const & device) {
          writeUnclassified(writer, device);
       });
    return JsonMembers{}
        .add("anonymousRemovalCount", wholeJson([count = discovery ? discovery->anonymousRemovalCount() : 0](
-                                                   JsonWriter & writer) { writer.Uint64(count); }))
+                                                   Base::JsonWriter & writer) { writer.Uint64(count); }))
        .add("unclassifiedDevices", std::move(devices));
 }
 

@@ -15,26 +15,26 @@ using StorageDevices::SmartAttr;
 // this.
 constexpr std::size_t longestAttrText = 256;
 
-void writeNumber(JsonWriter & writer, char const * key, std::int64_t value) {
+void writeNumber(Base::JsonWriter & writer, char const * key, std::int64_t value) {
    writer.Key(key);
    writer.Int64(value);
 }
 
-void writeAttr(JsonWriter & writer, SmartAttr const & attr) {
+void writeAttr(Base::JsonWriter & writer, SmartAttr const & attr) {
    writer.StartObject();
    writeNumber(writer, "id", attr.id);
-   writeMember(writer, "name", attr.name.view(), longestAttrText);
+   Base::writeMember(writer, "name", attr.name.view(), longestAttrText);
    writeNumber(writer, "thresh", attr.thresh);
    writeNumber(writer, "value", attr.value);
    writeNumber(writer, "worst", attr.worst);
    writeNumber(writer, "flags", attr.flags);
    writeNumber(writer, "raw", attr.raw);
-   writeMember(writer, "rawString", attr.rawString.view(), longestAttrText);
+   Base::writeMember(writer, "rawString", attr.rawString.view(), longestAttrText);
    writeNumber(writer, "reportedValue", attr.reportedValue);
    writer.EndObject();
 }
 
-void writeVerdict(JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
+void writeVerdict(Base::JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
    if (record.healthStatusRead()) {
       writer.Key(record.healthStatusOk.id());
       writer.Bool(record.healthStatusOk());
@@ -45,7 +45,7 @@ void writeVerdict(JsonWriter & writer, StorageDevices::DeviceSmartData const & r
    }
 }
 
-void writeRecord(JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
+void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
    writer.StartObject();
    writeVerdict(writer, record);
    writer.Key("attrs");
@@ -69,7 +69,7 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceSmartData const & re
    writer.EndObject();
 }
 
-void writeRecord(JsonWriter & writer, StorageDevices::DeviceNvmeData const & record) {
+void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceNvmeData const & record) {
    writer.StartObject();
    for (StorageDevices::NvmeField const & field : StorageDevices::nvmeFields) {
       auto const & cell = record.*field.cell;
@@ -77,7 +77,7 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceNvmeData const & rec
          continue;
       writer.Key(cell.id());
       writer.StartObject();
-      writeMember(writer, "name", cell().name.view(), longestAttrText);
+      Base::writeMember(writer, "name", cell().name.view(), longestAttrText);
       writeNumber(writer, "value", cell().value);
       writer.EndObject();
    }
@@ -85,12 +85,12 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceNvmeData const & rec
 }
 
 template <class Cell>
-void writeRegister(JsonWriter & writer, Cell const & cell) {
+void writeRegister(Base::JsonWriter & writer, Cell const & cell) {
    if (cell().present())
       writeNumber(writer, cell.id(), cell().raw());
 }
 
-void writeRecord(JsonWriter & writer, StorageDevices::DeviceEmmcData const & record) {
+void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceEmmcData const & record) {
    writer.StartObject();
    writeRegister(writer, record.lifetimeEstTypA);
    writeRegister(writer, record.lifetimeEstTypB);
@@ -100,12 +100,12 @@ void writeRecord(JsonWriter & writer, StorageDevices::DeviceEmmcData const & rec
 
 template <class Records>
 JsonValue recordsJson(Records const & records) {
-   return jsonObject(records, [](JsonWriter & writer, Pelm::String const &, auto const & record) {
+   return jsonObject(records, [](Base::JsonWriter & writer, Pelm::String const &, auto const & record) {
       writeRecord(writer, record);
    });
 }
 
-void writeMeasurement(JsonWriter & writer, IOStat::Measurement const & measurement) {
+void writeMeasurement(Base::JsonWriter & writer, IOStat::Measurement const & measurement) {
    writer.StartObject();
    writer.Key("time");
    writer.Double(measurement.time.value());
@@ -132,7 +132,7 @@ class HistoryJson {
    explicit HistoryJson(std::size_t newest) : newest_{newest} {}
 
    // Writes the next part; false once the array is complete. A null history has come to its end.
-   bool write(JsonWriter & writer, IOStat const * history) {
+   bool write(Base::JsonWriter & writer, IOStat const * history) {
       if (!begun_)
          begin(writer, history);
       std::size_t const last = history ? firstAfter(*history, until_) : 0;
@@ -150,7 +150,7 @@ class HistoryJson {
  private:
    static constexpr std::size_t partSize = 32;
 
-   void begin(JsonWriter & writer, IOStat const * history) {
+   void begin(Base::JsonWriter & writer, IOStat const * history) {
       begun_ = true;
       writer.StartArray();
       if (history && newest_ > 0 && !history->empty())
@@ -171,7 +171,7 @@ class HistoriesJson {
    HistoriesJson(StorageDevices::IOStatData const & data, std::size_t newest)
        : walk_{data.ioStatData}, newest_{newest}, history_{newest} {}
 
-   bool operator()(JsonWriter & writer) {
+   bool operator()(Base::JsonWriter & writer) {
       if (!walk_.begun()) {
          walk_.begin();
          writer.StartObject();
@@ -185,10 +185,10 @@ class HistoriesJson {
    }
 
  private:
-   void writeNext(JsonWriter & writer) {
+   void writeNext(Base::JsonWriter & writer) {
       auto const history = walk_.value();
       if (history && !inArray_)
-         writeKey(writer, walk_.key().view());
+         Base::writeKey(writer, walk_.key().view());
       // A disk that goes while its array is written ends it.
       if (history || inArray_)
          inArray_ = history_.write(writer, history.get());

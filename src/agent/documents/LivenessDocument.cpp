@@ -6,17 +6,17 @@ namespace Agent {
 
 namespace {
 
-void writeNumber(JsonWriter & writer, char const * key, double value) {
+void writeNumber(Base::JsonWriter & writer, char const * key, double value) {
    writer.Key(key);
    writer.Double(value);
 }
 
-void writeStall(JsonWriter & writer, Stall const & stall) {
+void writeStall(Base::JsonWriter & writer, Stall const & stall) {
    writer.StartObject();
    writeNumber(writer, "seconds", stall.seconds);
-   writeMember(writer, "operation", stall.operation);
+   Base::writeMember(writer, "operation", stall.operation);
    if (!stall.path.empty())
-      writeMember(writer, "path", stall.path);
+      Base::writeMember(writer, "path", stall.path);
    writeNumber(writer, "time", stall.time);
    writer.EndObject();
 }
@@ -25,11 +25,11 @@ void writeStall(JsonWriter & writer, Stall const & stall) {
 
 std::string livenessDocument(double lastTurnAgeSeconds, Stalls const & stalls) {
    constexpr int microseconds = 6;
-   JsonBuffer buffer;
-   JsonWriter writer{buffer};
+   Base::JsonBuffer buffer;
+   Base::JsonWriter writer{buffer};
    writer.SetMaxDecimalPlaces(microseconds);
    writer.StartObject();
-   writeMember(writer, "status", "ok");
+   Base::writeMember(writer, "status", "ok");
    writeNumber(writer, "lastTurnAgeSeconds", lastTurnAgeSeconds);
    writer.Key("holds");
    writer.StartObject();

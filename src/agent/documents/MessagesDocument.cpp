@@ -8,23 +8,23 @@ namespace Agent {
 
 namespace {
 
-void writeMessage(JsonWriter & writer, StoredMessage const & stored) {
+void writeMessage(Base::JsonWriter & writer, StoredMessage const & stored) {
    writer.StartObject();
    writer.Key("sequence");
    writer.Uint64(stored.sequence);
    writer.Key("time");
    writer.Double(stored.time);
-   writeMember(writer, "name", stored.descriptor->name);
+   Base::writeMember(writer, "name", stored.descriptor->name);
    writer.Key("severity");
    writer.Int(stored.descriptor->severity);
-   writeMember(writer, "text", stored.text.view());
+   Base::writeMember(writer, "text", stored.text.view());
    writer.Key("arguments");
    writer.StartArray();
    for (Pelm::String const & argument : stored.arguments)
-      writeText(writer, argument.view());
+      Base::writeText(writer, argument.view());
    writer.EndArray();
-   writeMember(writer, "explanation", stored.descriptor->explanation);
-   writeMember(writer, "recommendedAction", stored.descriptor->recommendedAction.text());
+   Base::writeMember(writer, "explanation", stored.descriptor->explanation);
+   Base::writeMember(writer, "recommendedAction", stored.descriptor->recommendedAction.text());
    writer.EndObject();
 }
 
@@ -32,7 +32,7 @@ void writeMessage(JsonWriter & writer, StoredMessage const & stored) {
 
 std::unique_ptr<Document> messagesDocument(MessageStore const & store, std::uint64_t after) {
    auto messages = [&store, written = after, last = store.lastSequence(),
-                    begun = false](JsonWriter & writer) mutable {
+                    begun = false](Base::JsonWriter & writer) mutable {
       if (!std::exchange(begun, true))
          writer.StartArray();
       StoredMessage const * const next = store.firstAfter(written);

@@ -12,7 +12,7 @@ namespace {
 // A value between quotation marks, control characters made visible.
 std::string labelValue(std::string_view text) {
    std::string value;
-   for (char const c : escaped(text)) {
+   for (char const c : Base::escaped(text)) {
       if (c == '\\' || c == '"')
          value += '\\';
       value += c;

@@ -11,23 +11,23 @@ namespace {
 using Environment::Temperature::TempSensorStatus;
 
 template <class Cell>
-void writeBool(JsonWriter & writer, Cell const & cell) {
+void writeBool(Base::JsonWriter & writer, Cell const & cell) {
    writer.Key(cell.id());
    writer.Bool(cell());
 }
 
 template <class Cell>
-void writeCount(JsonWriter & writer, Cell const & cell) {
+void writeCount(Base::JsonWriter & writer, Cell const & cell) {
    writer.Key(cell.id());
    writer.Uint64(cell());
 }
 
-void writeReal(JsonWriter & writer, char const * key, double value) {
+void writeReal(Base::JsonWriter & writer, char const * key, double value) {
    writer.Key(key);
    writer.Double(value);
 }
 
-void writeChange(JsonWriter & writer, StorageDevices::DeviceLifetimeChange const & change) {
+void writeChange(Base::JsonWriter & writer, StorageDevices::DeviceLifetimeChange const & change) {
    writer.StartObject();
    constexpr std::int64_t noFigure = -1;
    if (change.lastValue() != noFigure) {
@@ -41,13 +41,13 @@ void writeChange(JsonWriter & writer, StorageDevices::DeviceLifetimeChange const
    writer.EndObject();
 }
 
-void writeInfo(JsonWriter & writer, StorageDevErrorSyslogInfo const & info) {
+void writeInfo(Base::JsonWriter & writer, StorageDevErrorSyslogInfo const & info) {
    writer.StartObject();
-   writeMember(writer, "blockDevice", info.blockDevice().view());
-   writeMember(writer, "interfaceAndAddress", info.interfaceAndAddress().view());
-   writeMember(writer, info.kernelDevName.id(), info.kernelDevName().view());
-   writeMember(writer, info.model.id(), info.model().view());
-   writeMember(writer, info.firmwareRevision.id(), info.firmwareRevision().view());
+   Base::writeMember(writer, "blockDevice", info.blockDevice().view());
+   Base::writeMember(writer, "interfaceAndAddress", info.interfaceAndAddress().view());
+   Base::writeMember(writer, info.kernelDevName.id(), info.kernelDevName().view());
+   Base::writeMember(writer, info.model.id(), info.model().view());
+   Base::writeMember(writer, info.firmwareRevision.id(), info.firmwareRevision().view());
    writer.Key("removable");
    writer.Bool(info.removable());
    writeReal(writer, info.syslogTimestamp.id(), info.syslogTimestamp().value());
@@ -55,11 +55,11 @@ void writeInfo(JsonWriter & writer, StorageDevErrorSyslogInfo const & info) {
    writer.EndObject();
 }
 
-void writeSensor(JsonWriter & writer, TempSensorStatus const & status, Pelm::String const & drive,
+void writeSensor(Base::JsonWriter & writer, TempSensorStatus const & status, Pelm::String const & drive,
                  bool present, StorageDevices::TempSensorSm::Wrapper const * wrapper) {
    bool const shown = present && status.temperature();
    writer.StartObject();
-   writeMember(writer, "drive", drive.view());
+   Base::writeMember(writer, "drive", drive.view());
    if (shown)
       writeReal(writer, status.temperature.id(), status.temperature()->value());
    // Both are 0 until the first reading came with a range.
@@ -71,13 +71,13 @@ void writeSensor(JsonWriter & writer, TempSensorStatus const & status, Pelm::Str
       writeReal(writer, wrapper->unrealisticTempChangeThreshold.id(),
                 wrapper->unrealisticTempChangeThreshold().value());
    auto const alarm = shown ? status.alarm() : TempSensorStatus::Alarm{TempSensorStatus::Alarm::none};
-   writeMember(writer, status.alarm.id(), alarm.stringValue().view());
+   Base::writeMember(writer, status.alarm.id(), alarm.stringValue().view());
    writer.EndObject();
 }
 
-void writeFsHealth(JsonWriter & writer, StorageDevices::FsHealthSm const & test) {
+void writeFsHealth(Base::JsonWriter & writer, StorageDevices::FsHealthSm const & test) {
    writer.StartObject();
-   writeMember(writer, test.state.id(), test.state().stringValue().view());
+   Base::writeMember(writer, test.state.id(), test.state().stringValue().view());
    writeBool(writer, test.running);
    writeBool(writer, test.writeTestOk);
    writeBool(writer, test.readTestOk);
@@ -87,10 +87,10 @@ void writeFsHealth(JsonWriter & writer, StorageDevices::FsHealthSm const & test)
    writer.EndObject();
 }
 
-void writeMountPoint(JsonWriter & writer, StorageDevices::MountPtMonitorSm const & monitor) {
+void writeMountPoint(Base::JsonWriter & writer, StorageDevices::MountPtMonitorSm const & monitor) {
    writer.StartObject();
    if (!monitor.mountPtDevice().empty())
-      writeMember(writer, "device", monitor.mountPtDevice().view());
+      Base::writeMember(writer, "device", monitor.mountPtDevice().view());
    if (monitor.mountPtDeviceBlkSize() != 0) {
       writer.Key("blkSize");
       writer.Uint(monitor.mountPtDeviceBlkSize());
@@ -112,7 +112,7 @@ JsonValue emptyObject() {
 JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor) {
    if (!monitor)
       return emptyObject();
-   return jsonObject(monitor->deviceLifetimeChange, [](JsonWriter & writer, Pelm::String const &,
+   return jsonObject(monitor->deviceLifetimeChange, [](Base::JsonWriter & writer, Pelm::String const &,
                                                        StorageDevices::DeviceLifetimeChange const & change) {
       writeChange(writer, change);
    });
@@ -121,20 +121,20 @@ JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * mo
 JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info) {
    return JsonMembers{}.add(
        info.fsList.id(),
-       jsonObject(info.fsList, [](JsonWriter & writer, Pelm::String const &,
+       jsonObject(info.fsList, [](Base::JsonWriter & writer, Pelm::String const &,
                                   StorageDevErrorSyslogInfo const & record) { writeInfo(writer, record); }));
 }
 
 JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor) {
    Pelm::Ptr<StorageDevices::TempSensorSm const> const kept{monitor};
-   auto const write = [entities, kept](JsonWriter & writer, Pelm::String const & sensor, auto const &) {
+   auto const write = [entities, kept](Base::JsonWriter & writer, Pelm::String const & sensor, auto const &) {
       auto const entity = entities.sensorStatus->entityPtr(sensor);
       auto const * status = dynamic_cast<TempSensorStatus const *>(entity.get());
       if (!status)
          return;
       Pelm::String const drive = driveOf(entities, sensor);
       auto const wrapper = kept ? kept->temperatureWrapper(drive) : nullptr;
-      writeKey(writer, sensor.view());
+      Base::writeKey(writer, sensor.view());
       writeSensor(writer, *status, drive, hasRecord(entities, drive), wrapper.get());
    };
    return jsonObjectOfSome(entities.sensors->tempSensor, write);
@@ -143,7 +143,7 @@ JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorS
 JsonValue mountPointsJson(StorageDevices::MountPtMonitorManagerSm const * manager) {
    if (!manager)
       return emptyObject();
-   return jsonObject(manager->mountPtMonitorSm, [](JsonWriter & writer, Pelm::String const &,
+   return jsonObject(manager->mountPtMonitorSm, [](Base::JsonWriter & writer, Pelm::String const &,
                                                    StorageDevices::MountPtMonitorSm const & monitor) {
       writeMountPoint(writer, monitor);
    });

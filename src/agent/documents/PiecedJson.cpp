@@ -13,8 +13,8 @@ std::string_view PiecedJson::next() {
    return {buffer_.GetString(), buffer_.GetSize()};
 }
 
-JsonValue wholeJson(std::function<void(JsonWriter &)> write) {
-   return [write = std::move(write)](JsonWriter & writer) {
+JsonValue wholeJson(std::function<void(Base::JsonWriter &)> write) {
+   return [write = std::move(write)](Base::JsonWriter & writer) {
       write(writer);
       return false;
    };
@@ -25,7 +25,7 @@ JsonMembers & JsonMembers::add(char const * key, JsonValue value) {
    return *this;
 }
 
-bool JsonMembers::operator()(JsonWriter & writer) {
+bool JsonMembers::operator()(Base::JsonWriter & writer) {
    if (!std::exchange(begun_, true))
       writer.StartObject();
    if (at_ == members_.size()) {

@@ -19,7 +19,7 @@ namespace Agent {
 
 // A value that writes its next part at each call, and answers whether more is to come. A part is small: some
 // kilobytes, in some microseconds.
-using JsonValue = std::function<bool(JsonWriter &)>;
+using JsonValue = std::function<bool(Base::JsonWriter &)>;
 
 class PiecedJson final : public Document {
  public:
@@ -33,12 +33,12 @@ class PiecedJson final : public Document {
  private:
    JsonValue value_;
    bool more_ = true;
-   JsonBuffer buffer_;
-   JsonWriter writer_{buffer_};
+   Base::JsonBuffer buffer_;
+   Base::JsonWriter writer_{buffer_};
 };
 
 // A value of a single part.
-JsonValue wholeJson(std::function<void(JsonWriter &)> write);
+JsonValue wholeJson(std::function<void(Base::JsonWriter &)> write);
 
 // An object whose members are known beforehand; each takes its own number of parts.
 class JsonMembers {
@@ -46,7 +46,7 @@ class JsonMembers {
    // The key must live as long as the program.
    JsonMembers & add(char const * key, JsonValue value);
 
-   bool operator()(JsonWriter & writer);
+   bool operator()(Base::JsonWriter & writer);
 
  private:
    struct Member {
@@ -94,7 +94,7 @@ class KeyWalk {
 // or neither.
 template <class Collection, class Write>
 JsonValue jsonObjectOfSome(Collection const & collection, Write write) {
-   return [walk = KeyWalk{collection}, write = std::move(write)](JsonWriter & writer) mutable {
+   return [walk = KeyWalk{collection}, write = std::move(write)](Base::JsonWriter & writer) mutable {
       if (!walk.begun()) {
          walk.begin();
          writer.StartObject();
@@ -113,11 +113,11 @@ JsonValue jsonObjectOfSome(Collection const & collection, Write write) {
 // An object with a member for each one of a collection. `write(writer, key, member)` writes the value of one.
 template <class Collection, class Write>
 JsonValue jsonObject(Collection const & collection, Write write) {
-   return jsonObjectOfSome(
-       collection, [write = std::move(write)](JsonWriter & writer, auto const & key, auto const & member) {
-          writeKey(writer, key.view());
-          write(writer, key, member);
-       });
+   return jsonObjectOfSome(collection, [write = std::move(write)](Base::JsonWriter & writer, auto const & key,
+                                                                  auto const & member) {
+      Base::writeKey(writer, key.view());
+      write(writer, key, member);
+   });
 }
 
 }  // namespace Agent

@@ -6,22 +6,22 @@ namespace Agent {
 
 namespace {
 
-void writeSeconds(JsonWriter & writer, char const * key, Vorn::Seconds seconds) {
+void writeSeconds(Base::JsonWriter & writer, char const * key, Vorn::Seconds seconds) {
    writer.Key(key);
    writer.Double(seconds.value());
 }
 
-void writeRun(JsonWriter & writer, ToolRuns::Ended const & ended) {
+void writeRun(Base::JsonWriter & writer, ToolRuns::Ended const & ended) {
    Brul::FinishedRun const & run = *ended.run;
    writer.StartObject();
    writer.Key("argv");
    writer.StartArray();
    for (Pelm::String const & argument : run.argv)
-      writeText(writer, argument.view());
+      Base::writeText(writer, argument.view());
    writer.EndArray();
    writer.Key("exitCode");
    writer.Int(run.exitCode);
-   writeMember(writer, "meaning", runMeaning(run));
+   Base::writeMember(writer, "meaning", runMeaning(run));
    writeSeconds(writer, "seconds", run.duration);
    writer.Key("failed");
    writer.Bool(run.failed);
@@ -31,19 +31,19 @@ void writeRun(JsonWriter & writer, ToolRuns::Ended const & ended) {
    writer.EndObject();
 }
 
-void writeReading(JsonWriter & writer, Reading const & reading) {
+void writeReading(Base::JsonWriter & writer, Reading const & reading) {
    writer.StartObject();
-   writeMember(writer, "source", reading.source);
+   Base::writeMember(writer, "source", reading.source);
    if (reading.lastGood)
       writeSeconds(writer, "lastGood", *reading.lastGood);
    if (reading.failure) {
       writeSeconds(writer, "failingSince", reading.failure->since);
-      writeMember(writer, "reason", reading.failure->reason);
+      Base::writeMember(writer, "reason", reading.failure->reason);
    }
    writer.EndObject();
 }
 
-void writeTools(JsonWriter & writer, ToolRuns const & tools) {
+void writeTools(Base::JsonWriter & writer, ToolRuns const & tools) {
    writer.StartObject();
    writer.Key("runs");
    writer.Uint64(tools.runs());
@@ -62,12 +62,12 @@ void writeTools(JsonWriter & writer, ToolRuns const & tools) {
 }  // namespace
 
 JsonValue toolsJson(ToolRuns const & tools) {
-   return wholeJson([&tools](JsonWriter & writer) { writeTools(writer, tools); });
+   return wholeJson([&tools](Base::JsonWriter & writer) { writeTools(writer, tools); });
 }
 
 JsonValue readingsJson(StorageDevices::ConnectedDevices const & devices, Readings const & readings) {
    return jsonObject(devices.disk,
-                     [&readings](JsonWriter & writer, Pelm::String const & serial, auto const &) {
+                     [&readings](Base::JsonWriter & writer, Pelm::String const & serial, auto const &) {
                         writer.StartArray();
                         for (Reading const & reading : readings.of(serial))
                            writeReading(writer, reading);

@@ -13,16 +13,15 @@ namespace {
 
 JsonValue connectedDevicesJson(StorageDevices::ConnectedDevices const & devices) {
    auto disks =
-       jsonObject(devices.disk, [](JsonWriter & writer, Pelm::String const &,
+       jsonObject(devices.disk, [](Base::JsonWriter & writer, Pelm::String const &,
                                    StorageDevices::ConnectedDisk const & disk) { writeDisk(writer, disk); });
    auto serials = jsonObject(devices.udevSerialToSerialMap,
-                             [](JsonWriter & writer, Pelm::String const &, Pelm::String const & serial) {
-                                writeText(writer, serial.view());
-                             });
+                             [](Base::JsonWriter & writer, Pelm::String const &,
+                                Pelm::String const & serial) { Base::writeText(writer, serial.view()); });
    return JsonMembers{}.add("disk", std::move(disks)).add("udevSerialToSerialMap", std::move(serials));
 }
 
-void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
+void writeErrors(Base::JsonWriter & writer, IoStatErrors const & errors) {
    writer.StartObject();
    writer.Key("openErrorCount");
    writer.Uint64(errors.openErrorCount);
@@ -34,10 +33,11 @@ void writeErrors(JsonWriter & writer, IoStatErrors const & errors) {
 }
 
 void addUnit(JsonMembers & members, StateSources const & sources) {
-   members.add("version", wholeJson([](JsonWriter & writer) { writeText(writer, version); }))
-       .add("time", wholeJson([utc = sources.utc](JsonWriter & writer) { writer.Double(utc); }))
-       .add("internalDevicesReady",
-            wholeJson([ready = sources.internalDevicesReady](JsonWriter & writer) { writer.Bool(ready); }))
+   members
+       .add("version", wholeJson([](Base::JsonWriter & writer) { Base::writeText(writer, Base::version); }))
+       .add("time", wholeJson([utc = sources.utc](Base::JsonWriter & writer) { writer.Double(utc); }))
+       .add("internalDevicesReady", wholeJson([ready = sources.internalDevicesReady](
+                                                  Base::JsonWriter & writer) { writer.Bool(ready); }))
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 
@@ -53,8 +53,9 @@ void addHealth(JsonMembers & members, StateSources const & sources, std::size_t 
        .add("nvmeData", nvmeDataJson(*sources.entities.nvme))
        .add("emmcData", emmcDataJson(*sources.entities.emmc))
        .add("ioStatData", ioStatDataJson(*sources.entities.ioStat, history))
-       .add("ioStatErrors",
-            wholeJson([errors = sources.ioStatErrors](JsonWriter & writer) { writeErrors(writer, errors); }))
+       .add("ioStatErrors", wholeJson([errors = sources.ioStatErrors](Base::JsonWriter & writer) {
+               writeErrors(writer, errors);
+            }))
        .add("readings", readingsJson(*sources.entities.devices, sources.readings));
 }
 

@@ -6,28 +6,28 @@ namespace Agent {
 
 namespace {
 
-void writeNumber(JsonWriter & writer, char const * key, double number) {
+void writeNumber(Base::JsonWriter & writer, char const * key, double number) {
    writer.Key(key);
    writer.Double(number);
 }
 
-void writeFigure(JsonWriter & writer, char const * key, std::optional<double> const & figure) {
+void writeFigure(Base::JsonWriter & writer, char const * key, std::optional<double> const & figure) {
    if (figure)
       writeNumber(writer, key, *figure);
 }
 
-void writeReason(JsonWriter & writer, Reason const & reason, Vorn::Seconds utcOffset) {
+void writeReason(Base::JsonWriter & writer, Reason const & reason, Vorn::Seconds utcOffset) {
    writer.StartObject();
-   writeMember(writer, "code", reason.code);
-   writeMember(writer, "verdict", verdictWord(reason.verdict));
-   writeMember(writer, "text", reason.text);
+   Base::writeMember(writer, "code", reason.code);
+   Base::writeMember(writer, "verdict", verdictWord(reason.verdict));
+   Base::writeMember(writer, "text", reason.text);
    writeNumber(writer, "since", (reason.since + utcOffset).value());
    writer.EndObject();
 }
 
-void writeVerdict(JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset) {
+void writeVerdict(Base::JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset) {
    writer.StartObject();
-   writeMember(writer, "verdict", verdictWord(verdict.verdict()));
+   Base::writeMember(writer, "verdict", verdictWord(verdict.verdict()));
    writeNumber(writer, "since", (verdict.since() + utcOffset).value());
    writer.Key("reasons");
    writer.StartArray();
@@ -37,7 +37,7 @@ void writeVerdict(JsonWriter & writer, DiskVerdict const & verdict, Vorn::Second
    writer.EndObject();
 }
 
-void writeFigures(JsonWriter & writer, DiskFigures const & figures, bool present) {
+void writeFigures(Base::JsonWriter & writer, DiskFigures const & figures, bool present) {
    writer.StartObject();
    writeFigure(writer, "temperature", figures.temperature);
    writeFigure(writer, "lifeLeft", figures.lifeLeft);
@@ -53,56 +53,56 @@ void writeFigures(JsonWriter & writer, DiskFigures const & figures, bool present
    writer.EndObject();
 }
 
-void writeUnit(JsonWriter & writer, UnitVerdict const & unit) {
+void writeUnit(Base::JsonWriter & writer, UnitVerdict const & unit) {
    writer.StartObject();
-   writeMember(writer, "verdict", verdictWord(unit.verdict));
+   Base::writeMember(writer, "verdict", verdictWord(unit.verdict));
    writer.Key("missing");
    writer.StartArray();
    for (std::string const & mountPoint : unit.missing)
-      writeText(writer, mountPoint);
+      Base::writeText(writer, mountPoint);
    writer.EndArray();
    writer.EndObject();
 }
 
 }  // namespace
 
-void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
+void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
    writer.StartObject();
-   writeMember(writer, "name", disk.name().view());
+   Base::writeMember(writer, "name", disk.name().view());
    writer.Key("mibType");
    writer.Uint(disk.mibType());
-   writeMember(writer, "blockDevice", disk.blockDevice().view());
-   writeMember(writer, "mountPoint", disk.mountPoint().view());
-   writeMember(writer, "model", disk.model().view());
-   writeMember(writer, "firmwareRevision", disk.firmwareRevision().view());
+   Base::writeMember(writer, "blockDevice", disk.blockDevice().view());
+   Base::writeMember(writer, "mountPoint", disk.mountPoint().view());
+   Base::writeMember(writer, "model", disk.model().view());
+   Base::writeMember(writer, "firmwareRevision", disk.firmwareRevision().view());
    writer.Key("removable");
    writer.Bool(disk.removable());
    writer.Key("busType");
    writer.Uint(disk.busType());
-   writeMember(writer, "devAddress", disk.devAddress().view());
+   Base::writeMember(writer, "devAddress", disk.devAddress().view());
    writer.Key("sizeGb");
    writer.Uint(disk.sizeGb());
-   writeMember(writer, "deviceIntfAndAddress", disk.deviceIntfAndAddress().view());
+   Base::writeMember(writer, "deviceIntfAndAddress", disk.deviceIntfAndAddress().view());
    writer.EndObject();
 }
 
 JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings) {
-   return jsonObject(disks.verdict,
-                     [&readings](JsonWriter & writer, Pelm::String const &, DiskVerdict const & verdict) {
-                        writeVerdict(writer, verdict, readings.utcOffset());
-                     });
+   return jsonObject(disks.verdict, [&readings](Base::JsonWriter & writer, Pelm::String const &,
+                                                DiskVerdict const & verdict) {
+      writeVerdict(writer, verdict, readings.utcOffset());
+   });
 }
 
 JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevices const & devices) {
    Pelm::Ptr<StorageDevices::ConnectedDevices const> const kept{&devices};
-   return jsonObject(disks.figures,
-                     [kept](JsonWriter & writer, Pelm::String const & serial, DiskFigures const & figures) {
-                        writeFigures(writer, figures, kept->disk.contains(serial));
-                     });
+   return jsonObject(disks.figures, [kept](Base::JsonWriter & writer, Pelm::String const & serial,
+                                           DiskFigures const & figures) {
+      writeFigures(writer, figures, kept->disk.contains(serial));
+   });
 }
 
 JsonValue unitJson(UnitVerdict unit) {
-   return wholeJson([unit = std::move(unit)](JsonWriter & writer) { writeUnit(writer, unit); });
+   return wholeJson([unit = std::move(unit)](Base::JsonWriter & writer) { writeUnit(writer, unit); });
 }
 
 }  // namespace Agent

@@ -14,6 +14,6 @@ JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevic
 JsonValue unitJson(UnitVerdict unit);
 
 // The members of a connected disk.
-void writeDisk(JsonWriter & writer, StorageDevices::ConnectedDisk const & disk);
+void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & disk);
 
 }  // namespace Agent

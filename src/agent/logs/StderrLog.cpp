@@ -24,16 +24,16 @@ namespace {
 constexpr std::size_t maxLine = PIPE_BUF;
 
 std::string now() {
-   return utcTime(Vorn::System::currentTimeUtc().value());
+   return Base::utcTime(Vorn::System::currentTimeUtc().value());
 }
 
 // A text from a device, spelled as in the state document.
 std::string shown(std::string_view text) {
-   return escaped(validUtf8(text));
+   return Base::escaped(Base::validUtf8(text));
 }
 
 std::string noticeLine(int severity, std::string_view text) {
-   return now() + " " + std::string{severityWord(severity)} + " storagedevices: " + escaped(text);
+   return now() + " " + std::string{Base::severityWord(severity)} + " storagedevices: " + Base::escaped(text);
 }
 
 // Cuts the text so that the line and its end fit. A cut must not split a UTF-8 character.
@@ -84,8 +84,9 @@ void StderrLog::noticeFromOtherThread(int severity, std::string_view text) {
 }
 
 void StderrLog::message(Host::LogMessage const & message) {
-   line(utcTime(message.utc.value()) + " " + std::string{severityWord(message.descriptor.severity)} + " " +
-        message.descriptor.name + ": " + shown(message.text.view()));
+   line(Base::utcTime(message.utc.value()) + " " +
+        std::string{Base::severityWord(message.descriptor.severity)} + " " + message.descriptor.name + ": " +
+        shown(message.text.view()));
 }
 
 void StderrLog::trace(Host::TraceLine const & line_) {

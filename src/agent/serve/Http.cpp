@@ -39,8 +39,8 @@ bool isReserved(int fd) {
 }
 
 // A descriptor that is kept for a shortage.
-UniqueFd spareOf(ListenSocket const & socket) {
-   return UniqueFd{fcntl(socket.fd(), F_DUPFD_CLOEXEC, 0)};
+Base::UniqueFd spareOf(ListenSocket const & socket) {
+   return Base::UniqueFd{fcntl(socket.fd(), F_DUPFD_CLOEXEC, 0)};
 }
 
 }  // namespace
@@ -72,13 +72,13 @@ void HttpServer::handlePauseOver() {
    acceptingIs(true);
 }
 
-UniqueFd HttpServer::accepted() const {
-   return UniqueFd{accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
+Base::UniqueFd HttpServer::accepted() const {
+   return Base::UniqueFd{accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)};
 }
 
 // False when no client waits or none can be accepted now.
 bool HttpServer::acceptOne() {
-   UniqueFd client = accepted();
+   Base::UniqueFd client = accepted();
    int const error = errno;
    if (!client)
       return error == ECONNABORTED || error == EINTR || (isScarcity(error) && makeRoom(error));
@@ -89,7 +89,7 @@ bool HttpServer::acceptOne() {
    return true;
 }
 
-void HttpServer::serve(UniqueFd & client) {
+void HttpServer::serve(Base::UniqueFd & client) {
    // No block waits for the acknowledgement of the previous one. Unix sockets have no such delay.
    int const on = 1;
    setsockopt(client.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -115,7 +115,7 @@ bool HttpServer::makeRoom(int error) {
 // False when not even the spare descriptor can accept a client.
 bool HttpServer::refuseOne() {
    spare_.reset();
-   UniqueFd client = accepted();
+   Base::UniqueFd client = accepted();
    bool const came{client};
    if (came)
       refuseForDescriptors(client.get());

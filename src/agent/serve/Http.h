@@ -24,7 +24,7 @@ namespace Agent {
 struct HttpOptions {
    // The served TCP address; nothing for a Unix socket. A request must name it, or this machine, as its host.
    // So a web page cannot ask under another name that resolves to this machine.
-   std::optional<HttpAddress> address = {};
+   std::optional<Base::HttpAddress> address = {};
    // Reports a line to the operator.
    std::function<void(std::string const &)> notice = [](std::string const &) {};
 };
@@ -46,16 +46,16 @@ class HttpServer {
    void handleWaiting();
    void handlePauseOver();
 
-   UniqueFd accepted() const;
+   Base::UniqueFd accepted() const;
    bool acceptOne();
-   void serve(UniqueFd & client);
+   void serve(Base::UniqueFd & client);
    bool makeRoom(int error);
    bool refuseOne();
 
    ListenSocket socket_;
    std::function<void(std::string const &)> notice_;
    HttpClients clients_;
-   UniqueFd spare_;  // closed to accept and refuse a client when there is no other descriptor
+   Base::UniqueFd spare_;  // closed to accept and refuse a client when there is no other descriptor
    bool reportedScarcity_ = false;
    Pelm::Ptr<Vorn::FileDescriptor> listening_ = Pelm::make<Vorn::FileDescriptor>("http listening");
    Vorn::Clock::Notifiee<&HttpServer::handlePauseOver> pauseClock_{*this, Vorn::Seconds::infinity()};

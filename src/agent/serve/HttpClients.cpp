@@ -9,7 +9,7 @@ HttpClients::HttpClients(HttpService service) : service_{std::move(service)} {
    connections_.reserve(places);
 }
 
-void HttpClients::add(UniqueFd & socket) {
+void HttpClients::add(Base::UniqueFd & socket) {
    if (connections_.size() == places)
       endOldest();
    connections_.push_back(std::make_unique<HttpConnection>(socket, service_, ended_));

@@ -21,7 +21,7 @@ class HttpClients {
 
    // Ends the oldest client first if all places are occupied. Takes ownership of the non-blocking socket,
    // unless it raises std::bad_alloc.
-   void add(UniqueFd & socket);
+   void add(Base::UniqueFd & socket);
 
    // Ends the client that has made no progress for the longest time. False when there is none.
    bool endOldest();

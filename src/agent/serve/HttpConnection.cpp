@@ -24,7 +24,7 @@ bool isTemporary(int error) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(UniqueFd & socket, HttpService const & service, Ended const & ended)
+HttpConnection::HttpConnection(Base::UniqueFd & socket, HttpService const & service, Ended const & ended)
     : service_{service}, ended_{ended} {
    reactor_.notifierIs(descriptor_);
    reactor_.on<&HttpConnection::handleReadable>(descriptor_->readableCount, *this);

@@ -33,7 +33,7 @@ class HttpConnection {
 
    // Service and `ended` must outlive it. Takes ownership of the non-blocking socket, unless it raises
    // std::bad_alloc.
-   HttpConnection(UniqueFd & socket, HttpService const & service, Ended const & ended);
+   HttpConnection(Base::UniqueFd & socket, HttpService const & service, Ended const & ended);
    HttpConnection(HttpConnection const &) = delete;
    HttpConnection & operator=(HttpConnection const &) = delete;
    ~HttpConnection();
@@ -65,7 +65,7 @@ class HttpConnection {
    void stateIs(State state);
    Vorn::Seconds patience() const;
 
-   UniqueFd socket_;
+   Base::UniqueFd socket_;
    HttpService const & service_;
    Ended const & ended_;
    State state_ = State::reading;

@@ -10,7 +10,7 @@ HttpAnswer answerOf(HttpRefusal const & refusal) {
    return {refusal.status, "text/plain", refusal.text};
 }
 
-HttpService::HttpService(Handler handler, std::optional<HttpAddress> address)
+HttpService::HttpService(Handler handler, std::optional<Base::HttpAddress> address)
     : handler_{std::move(handler)}, address_{std::move(address)} {}
 
 HttpReply HttpService::reply(HttpHead const & head) const {

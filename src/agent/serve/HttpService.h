@@ -18,7 +18,7 @@ class HttpService {
    using Handler = std::function<HttpAnswer(HttpRequest const &)>;
 
    // With an address, requests must name it, or this machine, as their host.
-   HttpService(Handler handler, std::optional<HttpAddress> address);
+   HttpService(Handler handler, std::optional<Base::HttpAddress> address);
 
    // May raise std::bad_alloc.
    HttpReply reply(HttpHead const & head) const;
@@ -28,7 +28,7 @@ class HttpService {
    HttpAnswer served(HttpHead const & head) const;
 
    Handler handler_;
-   std::optional<HttpAddress> address_;
+   std::optional<Base::HttpAddress> address_;
 };
 
 // The answer to a refused request.

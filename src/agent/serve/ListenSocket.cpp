@@ -50,7 +50,7 @@ sockaddr_un addressOf(std::string const & path) {
 
 // Whether the file is a socket that a program has open, of any type.
 bool isHeld(sockaddr_un const & address, int type) {
-   UniqueFd const probe{newSocket(AF_UNIX, type)};
+   Base::UniqueFd const probe{newSocket(AF_UNIX, type)};
    return connect(probe.get(), generic(address), sizeof address) == 0 ||
           (errno != ECONNREFUSED && errno != ENOENT);
 }
@@ -110,7 +110,7 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
    if (error)
       throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
    clearSocketPath(path, SOCK_STREAM, "status.socket");
-   UniqueFd fd{newSocket(AF_UNIX)};
+   Base::UniqueFd fd{newSocket(AF_UNIX)};
    if (bindForEverybody(fd.get(), address) != 0)
       throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +
                         elsewhere};
@@ -120,7 +120,7 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
    return socket;
 }
 
-ListenSocket ListenSocket::atAddress(HttpAddress const & address) {
+ListenSocket ListenSocket::atAddress(Base::HttpAddress const & address) {
    addrinfo hints{};
    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
    hints.ai_socktype = SOCK_STREAM;
@@ -128,7 +128,7 @@ ListenSocket ListenSocket::atAddress(HttpAddress const & address) {
    if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &list) != 0)
       throw SocketError{address.text() + ": is no address to listen on"};
    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const found{list, &freeaddrinfo};
-   UniqueFd fd{newSocket(found->ai_family)};
+   Base::UniqueFd fd{newSocket(found->ai_family)};
    int const on = 1;
    setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
    if (bind(fd.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(fd.get(), backlog) != 0)

@@ -24,7 +24,7 @@ class ListenSocket {
    // Creates missing directories. Replaces the socket file of an ended agent, but no socket in use. Raises
    // SocketError.
    static ListenSocket atPath(std::string const & path);
-   static ListenSocket atAddress(HttpAddress const & address);
+   static ListenSocket atAddress(Base::HttpAddress const & address);
 
    ListenSocket(ListenSocket && other) noexcept;
    ListenSocket & operator=(ListenSocket && other) = delete;

@@ -20,9 +20,9 @@ std::string_view environment(char const * name) {
 
 std::optional<double> watchdogPatience() {
    std::string_view const pid = environment("WATCHDOG_PID");
-   if (!pid.empty() && parseWhole<std::int64_t>(pid) != getpid())
+   if (!pid.empty() && Base::parseWhole<std::int64_t>(pid) != getpid())
       return std::nullopt;
-   auto const microseconds = parseWhole<std::int64_t>(environment("WATCHDOG_USEC"));
+   auto const microseconds = Base::parseWhole<std::int64_t>(environment("WATCHDOG_USEC"));
    return microseconds > 0 ? std::optional{static_cast<double>(*microseconds) * 1e-6} : std::nullopt;
 }
 

@@ -67,7 +67,7 @@ TEST(ConfigMutation, isReadOrRefusedByFileAndLine) {
       ASSERT_EQ(message.substr(file.size() + digits, 2), ": ") << message;
       ASSERT_TRUE(line >= 1 && line <= 1 + std::count(text.begin(), text.end(), '\n')) << message << "\n"
                                                                                        << text;
-      ASSERT_EQ(escaped(message), message);
+      ASSERT_EQ(Base::escaped(message), message);
    }
    EXPECT_GT(refused, 1000U);
    EXPECT_LT(refused, 3000U);

@@ -325,7 +325,7 @@ TEST(Config, refusesWhatIsNoTomlInOneLine) {
          std::string{"poll_interval = \"\\u001b[2J\\n\""}}) {
       std::string const message = configRefusal(text);
       EXPECT_TRUE(message.starts_with("/etc/x.toml:1: ")) << message;
-      EXPECT_EQ(escaped(message), message);
+      EXPECT_EQ(Base::escaped(message), message);
    }
 }
 

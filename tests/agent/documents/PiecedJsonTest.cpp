@@ -44,18 +44,18 @@ struct Rest {
 
 TEST(PiecedJsonTest, RaisesWhenThereIsNoMemory) {
    std::size_t const volatile tooMuch = SIZE_MAX / 4;
-   EXPECT_THROW(JsonMemory::Malloc(tooMuch), std::bad_alloc);
-   JsonBuffer buffer;
+   EXPECT_THROW(Base::JsonMemory::Malloc(tooMuch), std::bad_alloc);
+   Base::JsonBuffer buffer;
    EXPECT_THROW(buffer.Reserve(tooMuch), std::bad_alloc);
-   JsonWriter writer{buffer};
+   Base::JsonWriter writer{buffer};
    writer.Int(7);
    EXPECT_STREQ(buffer.GetString(), "7");
 }
 
 TEST(PiecedJsonTest, CutsATextThatNobodyMeansWell) {
-   std::string const text = Support::documentText(
-       wholeJson([](JsonWriter & writer) { writeText(writer, std::string(longestText + 1, 'x')); }));
-   EXPECT_EQ(text.size(), longestText + 2);
+   std::string const text = Support::documentText(wholeJson(
+       [](Base::JsonWriter & writer) { Base::writeText(writer, std::string(Base::longestText + 1, 'x')); }));
+   EXPECT_EQ(text.size(), Base::longestText + 2);
 }
 
 TEST(PiecedJsonTest, APieceHasSomeKilobytes) {
@@ -63,8 +63,8 @@ TEST(PiecedJsonTest, APieceHasSomeKilobytes) {
    for (int i = 0; i < 1000; ++i)
       devices->udevSerialToSerialMapIs(std::to_string(i).c_str(), "S");
    PiecedJson document{jsonObject(devices->udevSerialToSerialMap,
-                                  [](JsonWriter & writer, auto const &, Pelm::String const & serial) {
-                                     writeText(writer, serial.view());
+                                  [](Base::JsonWriter & writer, auto const &, Pelm::String const & serial) {
+                                     Base::writeText(writer, serial.view());
                                   })};
    Rest const rest{document};
    EXPECT_GT(rest.text.size(), 2 * PiecedJson::pieceBytes);

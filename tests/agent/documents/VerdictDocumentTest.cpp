@@ -20,7 +20,8 @@ class VerdictDocumentTest : public Support::UnitOfRecords {
    }
    // As the document has it.
    static std::string number(Vorn::Seconds seconds) {
-      return documentText(wholeJson([seconds](JsonWriter & writer) { writer.Double(seconds.value()); }));
+      return documentText(
+          wholeJson([seconds](Base::JsonWriter & writer) { writer.Double(seconds.value()); }));
    }
 };
 

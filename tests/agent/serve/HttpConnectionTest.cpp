@@ -144,7 +144,7 @@ TEST_F(HttpConnectionTest, TargetsThatAreNoPathAreRefused) {
 
 // The number that the next descriptor gets.
 unsigned nextDescriptor() {
-   return static_cast<unsigned>(UniqueFd{dup(0)}.get());
+   return static_cast<unsigned>(Base::UniqueFd{dup(0)}.get());
 }
 
 TEST_F(HttpConnectionTest, WithoutADescriptorAClientIsRefusedWithTheReason) {

@@ -191,7 +191,7 @@ class HttpOverTcpTest : public testing::Test {
       return answer.substr(0, answer.find(" ", 9));
    }
 
-   Agent::HttpAddress address = *Agent::parseHttpAddress("127.0.0.1:29637");
+   Base::HttpAddress address = *Base::parseHttpAddress("127.0.0.1:29637");
    Agent::HttpServer server{Agent::ListenSocket::atAddress(address),
                             [](Agent::HttpRequest const &) {
                                return Agent::HttpAnswer{200, "text/x-test", "x"};

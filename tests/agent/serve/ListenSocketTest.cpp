@@ -177,9 +177,9 @@ TEST_F(ListenSocketTest, PathsThatCannotBeAreRefused) {
 }
 
 TEST_F(ListenSocketTest, ListensOnTcp) {
-   ListenSocket const first = ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634"));
+   ListenSocket const first = ListenSocket::atAddress(*Base::parseHttpAddress("127.0.0.1:29634"));
    EXPECT_GE(first.fd(), 0);
-   EXPECT_THROW(ListenSocket::atAddress(*Agent::parseHttpAddress("127.0.0.1:29634")), SocketError);
+   EXPECT_THROW(ListenSocket::atAddress(*Base::parseHttpAddress("127.0.0.1:29634")), SocketError);
 }
 
 }  // namespace
