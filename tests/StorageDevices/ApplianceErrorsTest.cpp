@@ -17,7 +17,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-class ApplianceFileErrors : public testing::Test {
+class ApplianceErrorsTest : public testing::Test {
  protected:
    Texts errors() const {
       Texts texts = applianceErrors(Pelm::String{folder_.string()});
@@ -29,7 +29,7 @@ class ApplianceFileErrors : public testing::Test {
    Support::TempDir folder_;
 };
 
-TEST_F(ApplianceFileErrors, goodFilesAndMissingOnesHaveNone) {
+TEST_F(ApplianceErrorsTest, FindsNoErrorInGoodOrMissingFiles) {
    EXPECT_EQ(errors(), Texts{});
    folder_.fileIs("blockdev", "pci.*/ata1/.* drive\nplatform/.* flash\n");
    folder_.fileIs("multidrive", "pci.*/ata2/.*");
@@ -37,7 +37,7 @@ TEST_F(ApplianceFileErrors, goodFilesAndMissingOnesHaveNone) {
    EXPECT_EQ(errors(), Texts{});
 }
 
-TEST_F(ApplianceFileErrors, aPatternWithoutAMountIsOne) {
+TEST_F(ApplianceErrorsTest, ReportsAPatternWithoutAMount) {
    folder_.fileIs("blockdev", "a drive\nb");
    EXPECT_EQ(
        errors(),
@@ -45,7 +45,7 @@ TEST_F(ApplianceFileErrors, aPatternWithoutAMountIsOne) {
            "/blockdev: its last pattern has no mount name: write pairs of a path pattern and a mount name"});
 }
 
-TEST_F(ApplianceFileErrors, aWordThatIsTooLongIsOneInEveryFile) {
+TEST_F(ApplianceErrorsTest, ReportsAnOverlongWordInEveryFile) {
    for (char const * const name : {"blockdev", "multidrive", "multidrive_src"})
       folder_.fileIs(name, std::string(5000, 'x') + " y");
    std::string const text =
@@ -55,7 +55,7 @@ TEST_F(ApplianceFileErrors, aWordThatIsTooLongIsOneInEveryFile) {
    EXPECT_EQ(errors(), (Texts{"/blockdev" + text, "/multidrive" + text, "/multidrive_src" + text}));
 }
 
-TEST_F(ApplianceFileErrors, patternsThatExprRefusesAreNamed) {
+TEST_F(ApplianceErrorsTest, NamesPatternsThatExprRefuses) {
    folder_.fileIs("blockdev", R"(pci\(.* drive good flash)");
    folder_.fileIs("multidrive", R"(good x\{2)");
    folder_.fileIs("multidrive_src", R"([a)");
@@ -65,19 +65,19 @@ TEST_F(ApplianceFileErrors, patternsThatExprRefusesAreNamed) {
                     R"(/multidrive_src:1: the pattern [a is no basic regular expression: correct it)"}));
 }
 
-TEST_F(ApplianceFileErrors, aFileThatIsThereButCannotBeReadIsOne) {
+TEST_F(ApplianceErrorsTest, ReportsAFileThatExistsButCannotBeRead) {
    std::filesystem::create_symlink("blockdev", folder_.path() / "blockdev");
    EXPECT_EQ(errors(), Texts{"/blockdev: cannot be read: Too many levels of symbolic links"});
 }
 
-TEST_F(ApplianceFileErrors, aReadErrorIsOneBehindThoseOfTheWordsBeforeIt) {
+TEST_F(ApplianceErrorsTest, ReportsAReadErrorAfterErrorsOfTheWordsBeforeIt) {
    folder_.fileIs("blockdev", "[a drive good fla");
    Support::ReadFailure const failure{1};
    EXPECT_EQ(errors(), (Texts{"/blockdev:1: the pattern [a is no basic regular expression: correct it",
                               "/blockdev: cannot be read to its end: Input/output error"}));
 }
 
-TEST_F(ApplianceFileErrors, theLineOfABadWordIsTold) {
+TEST_F(ApplianceErrorsTest, NamesTheLineOfABadWord) {
    folder_.fileIs("blockdev", "good drive\n\n[b\n flash\ngood\n..\ngood a/b good .\n");
    folder_.fileIs("multidrive", "good\ngood [c");
    folder_.fileIs("multidrive_src", "\n\n[d");
@@ -89,7 +89,7 @@ TEST_F(ApplianceFileErrors, theLineOfABadWordIsTold) {
                     "/multidrive:2: the pattern [c" + bad, "/multidrive_src:3: the pattern [d" + bad}));
 }
 
-TEST_F(ApplianceFileErrors, whatIsNoRegularFileIsNamedAndNotRead) {
+TEST_F(ApplianceErrorsTest, NamesAFileThatIsNotRegularAndDoesNotReadIt) {
    ASSERT_EQ(mkfifo((folder_.path() / "blockdev").c_str(), 0600), 0);
    std::filesystem::create_directory(folder_.path() / "multidrive");
    std::filesystem::create_symlink("/dev/zero", folder_.path() / "multidrive_src");
@@ -97,20 +97,20 @@ TEST_F(ApplianceFileErrors, whatIsNoRegularFileIsNamedAndNotRead) {
    EXPECT_EQ(errors(), (Texts{"/blockdev" + text, "/multidrive" + text, "/multidrive_src" + text}));
 }
 
-TEST_F(ApplianceFileErrors, aLinkToARegularFileIsGood) {
+TEST_F(ApplianceErrorsTest, AcceptsALinkToARegularFile) {
    folder_.fileIs("elsewhere", "good drive");
    std::filesystem::create_symlink("elsewhere", folder_.path() / "blockdev");
    EXPECT_EQ(errors(), Texts{});
 }
 
-TEST_F(ApplianceFileErrors, scarceDescriptorsAreNamedWithTheRemedy) {
+TEST_F(ApplianceErrorsTest, NamesTheRemedyWhereDescriptorsAreScarce) {
    folder_.fileIs("blockdev", "good drive");
    Support::DescriptorLimit const limit{0};
    std::string const why = ": cannot be read: " + Vorn::errorAndRemedy(EMFILE);
    EXPECT_EQ(errors().front(), "/blockdev" + why);
 }
 
-TEST_F(ApplianceFileErrors, asManyEntriesAsThereMayBeAreCheckedWithOneProcess) {
+TEST_F(ApplianceErrorsTest, ChecksTheMaximumOfEntriesWithOneProcess) {
    std::string text;
    for (int i = 0; i < 4096; ++i)
       text += "pci.*/ata" + std::to_string(i) + "/.* drive\n";
@@ -121,7 +121,7 @@ TEST_F(ApplianceFileErrors, asManyEntriesAsThereMayBeAreCheckedWithOneProcess) {
    EXPECT_EQ(folder_.content("runs"), "run\n");
 }
 
-TEST_F(ApplianceFileErrors, aMissingExprIsToldOnce) {
+TEST_F(ApplianceErrorsTest, ReportsAMissingExprOnce) {
    Support::TraceRecorder const quiet{{"StorageCDevsUtil", 0}};
    folder_.fileIs("blockdev", "a drive b flash");
    Support::EnvironmentSetting const path{"PATH", "/nowhere"};

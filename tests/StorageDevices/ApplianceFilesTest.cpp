@@ -62,7 +62,7 @@ class EndlessFile : public std::streambuf {
    std::size_t given_ = 0;
 };
 
-TEST(ApplianceFilesTest, readsTheEntriesOfAWholeBlockdevFile) {
+TEST(ApplianceFilesTest, ReadsTheEntriesOfAWholeBlockdevFile) {
    auto const file = blockdev(TestData::sample("appliance/blockdev"));
    EXPECT_FALSE(file.readError);
    ASSERT_EQ(file.entries.size(), 4U);
@@ -72,13 +72,13 @@ TEST(ApplianceFilesTest, readsTheEntriesOfAWholeBlockdevFile) {
    EXPECT_EQ(file.entries[3], (Entry{"platform/soc/fe340000.mmc/mmc_host/mmc0", "emmc", true}));
 }
 
-TEST(ApplianceFilesTest, lineBreaksInBlockdevCarryNoMeaning) {
+TEST(ApplianceFilesTest, IgnoresLineBreaksInBlockdev) {
    auto const file = blockdev("  a/b\n\n\tdrive c/1.*$ \v\f\r\n drive2");
    EXPECT_EQ(file.entries, (std::vector<Entry>{{"a/b", "drive", false}, {"c", "drive2", true}}));
    EXPECT_FALSE(file.readError);
 }
 
-TEST(ApplianceFilesTest, theLastOfAnOddNumberOfWordsIsDroppedSilently) {
+TEST(ApplianceFilesTest, DropsTheLastOfAnOddNumberOfWordsSilently) {
    auto const file = blockdev("a/b drive c/d\n");
    EXPECT_EQ(file.entries, (std::vector<Entry>{{"a/b", "drive", false}}));
    EXPECT_FALSE(file.readError);
@@ -86,7 +86,7 @@ TEST(ApplianceFilesTest, theLastOfAnOddNumberOfWordsIsDroppedSilently) {
    EXPECT_TRUE(blockdev("alone").entries.empty());
 }
 
-TEST(ApplianceFilesTest, emptyFilesAreNoErrors) {
+TEST(ApplianceFilesTest, ReadsEmptyFilesWithoutAnError) {
    for (auto const * text : {"", " \n\t\n"}) {
       EXPECT_TRUE(blockdev(text).entries.empty());
       EXPECT_FALSE(blockdev(text).readError);
@@ -97,14 +97,14 @@ TEST(ApplianceFilesTest, emptyFilesAreNoErrors) {
    }
 }
 
-TEST(ApplianceFilesTest, readsMultidrivePatternsInOrder) {
+TEST(ApplianceFilesTest, ReadsMultidrivePatternsInOrder) {
    auto const file = multidrive(TestData::sample("appliance/multidrive"));
    EXPECT_EQ(file.patterns, (std::vector<std::string>{"pci0000:00/0000:00:1f.2/ata1/.*",
                                                       "pci0000:00/0000:00:1f.2/ata2/.*"}));
    EXPECT_FALSE(file.readError);
 }
 
-TEST(ApplianceFilesTest, readsOnlyTheFirstWordOfMultidriveSrc) {
+TEST(ApplianceFilesTest, ReadsOnlyTheFirstWordOfMultidriveSrc) {
    EXPECT_EQ(multidriveSrc(TestData::sample("appliance/multidrive_src")).pattern,
              "pci0000:00/0000:00:1f.2/ata2/.*");
    EndlessFile endless(" first second ");
@@ -115,7 +115,7 @@ TEST(ApplianceFilesTest, readsOnlyTheFirstWordOfMultidriveSrc) {
    EXPECT_LE(endless.given(), 15U);
 }
 
-TEST(ApplianceFilesTest, aReadErrorKeepsWhatWasReadBefore) {
+TEST(ApplianceFilesTest, KeepsTheEntriesReadBeforeAReadError) {
    FailingFile failing("a/1 drive b/2 drive2 c/3 dri");
    std::istream file(&failing);
    auto const read = readBlockdev(file);
@@ -123,7 +123,7 @@ TEST(ApplianceFilesTest, aReadErrorKeepsWhatWasReadBefore) {
    EXPECT_TRUE(read.readError);
 }
 
-TEST(ApplianceFilesTest, aReadErrorIsNoEndOfMultidrive) {
+TEST(ApplianceFilesTest, DistinguishesAReadErrorFromTheEndOfMultidrive) {
    FailingFile failing("one two thr");
    std::istream file(&failing);
    auto const read = readMultidrive(file);
@@ -136,7 +136,7 @@ TEST(ApplianceFilesTest, aReadErrorIsNoEndOfMultidrive) {
    EXPECT_TRUE(sourceRead.readError);
 }
 
-TEST(ApplianceFilesTest, aDirectoryIsAReadError) {
+TEST(ApplianceFilesTest, ReportsADirectoryAsAReadError) {
    for (int i = 0; i < 3; ++i) {
       std::ifstream directory("/");
       ASSERT_TRUE(directory.is_open());
@@ -146,14 +146,14 @@ TEST(ApplianceFilesTest, aDirectoryIsAReadError) {
    }
 }
 
-TEST(ApplianceFilesTest, aFileThatIsNotOpenIsAReadError) {
+TEST(ApplianceFilesTest, ReportsAFileThatIsNotOpenAsAReadError) {
    std::ifstream missing("/nonexistent/blockdev");
    auto const read = readBlockdev(missing);
    EXPECT_TRUE(read.readError);
    EXPECT_TRUE(read.entries.empty());
 }
 
-TEST(ApplianceFilesTest, aWordOfThePathLimitIsReadAndALongerOneIsAReadError) {
+TEST(ApplianceFilesTest, ReadsAWordOfThePathLimitAndRefusesALongerOne) {
    std::string const longest(ApplianceFileBounds::wordBytes, 'a');
    EXPECT_EQ(multidrive("b " + longest + " c").patterns, (std::vector<std::string>{"b", longest, "c"}));
    auto const tooLong = multidrive("b " + longest + "a c");
@@ -162,7 +162,7 @@ TEST(ApplianceFilesTest, aWordOfThePathLimitIsReadAndALongerOneIsAReadError) {
    EXPECT_TRUE(multidriveSrc(longest + "a").readError);
 }
 
-TEST(ApplianceFilesTest, aFileOfTheSizeLimitIsReadAndALargerOneIsAReadError) {
+TEST(ApplianceFilesTest, ReadsAFileOfTheSizeLimitAndRefusesALargerOne) {
    std::string const blanks(ApplianceFileBounds::fileBytes - 4, ' ');
    EXPECT_FALSE(multidrive(blanks + "last").readError);
    EXPECT_EQ(multidrive(blanks + "last").patterns.size(), 1U);
@@ -170,7 +170,7 @@ TEST(ApplianceFilesTest, aFileOfTheSizeLimitIsReadAndALargerOneIsAReadError) {
    EXPECT_TRUE(multidrive(blanks + "last2").readError);
 }
 
-TEST(ApplianceFilesTest, endlessFilesEndAtTheirBounds) {
+TEST(ApplianceFilesTest, StopsReadingEndlessFilesAtTheirBounds) {
    for (auto const * piece : {" ", "a", "a ", "a/1 b ", "\n"}) {
       EndlessFile endless(piece);
       std::istream file(&endless);
@@ -181,7 +181,7 @@ TEST(ApplianceFilesTest, endlessFilesEndAtTheirBounds) {
    }
 }
 
-TEST(ApplianceFilesTest, asManyEntriesAsTheLimitAreReadAndOneMoreIsAReadError) {
+TEST(ApplianceFilesTest, ReadsEntriesUpToTheLimitAndRefusesOneMore) {
    std::string text;
    for (std::size_t i = 0; i < ApplianceFileBounds::entries; ++i)
       text += "a ";

@@ -29,7 +29,7 @@ class ApplianceRulesTest : public testing::Test {
    Support::TraceRecorder traces_{{"ApplianceRulesTest", 2}};
 };
 
-TEST_F(ApplianceRulesTest, aReadErrorKeepsTheEntriesBeforeItAndIsTracedLast) {
+TEST_F(ApplianceRulesTest, KeepsTheEntriesBeforeAReadErrorAndTracesItLast) {
    auto const rules = rulesOfBadDisk("blockdev", "pci0/1 flash pci1 drive pci2 dri");
    EXPECT_EQ(rules.etcBlockDev, (std::vector<EtcBlockdevEntry>{{"pci0", "flash"}, {"pci1", "drive"}}));
    EXPECT_EQ(traces_.texts(2),
@@ -39,13 +39,13 @@ TEST_F(ApplianceRulesTest, aReadErrorKeepsTheEntriesBeforeItAndIsTracedLast) {
    EXPECT_EQ(traces_.lines().back().level, 0);
 }
 
-TEST_F(ApplianceRulesTest, aReadErrorKeepsThePatternsBeforeIt) {
+TEST_F(ApplianceRulesTest, KeepsThePatternsBeforeAReadError) {
    auto const rules = rulesOfBadDisk("multidrive", "one two thr");
    EXPECT_EQ(rules.etcMultidrive, (std::vector<Pelm::String>{"one", "two"}));
    EXPECT_EQ(traces_.errors(), Texts{" error while reading /etc/multidrive"});
 }
 
-TEST_F(ApplianceRulesTest, aReadErrorCountsForTheSourceOnlyBeforeTheEndOfItsWord) {
+TEST_F(ApplianceRulesTest, AppliesAReadErrorToTheSourceOnlyBeforeTheEndOfItsWord) {
    EXPECT_FALSE(rulesOfBadDisk("multidrive_src", "sour").multidriveSrc.has_value());
    EXPECT_EQ(traces_.errors(), Texts{" error while reading /etc/multidrive_src"});
    traces_.clear();

@@ -67,7 +67,7 @@ class LineMaker {
    std::mt19937 random_;
 };
 
-TEST(BlockStatOracleTest, findsWhatTheRegularExpressionFinds) {
+TEST(BlockStatOracleTest, MatchesTheRegularExpressionOnRandomLines) {
    LineMaker maker(Support::randomSeed(20240614));
    int found = 0;
    for (int i = 0; i < lineRuns; ++i) {
@@ -81,7 +81,7 @@ TEST(BlockStatOracleTest, findsWhatTheRegularExpressionFinds) {
 }
 
 // A line cut off or damaged at every place.
-TEST(BlockStatOracleTest, agreesOnADamagedLine) {
+TEST(BlockStatOracleTest, MatchesTheRegularExpressionOnADamagedLine) {
    std::string const whole = "  12 0 345  6 7 8\t90 1 2";
    for (std::size_t at = 0; at < whole.size(); ++at) {
       for (char const c : {' ', '\n', '1', 'x', '-', '\0', '\xa0'}) {

@@ -8,7 +8,7 @@
 namespace StorageDevices {
 namespace {
 
-TEST(BlockStatTest, takesTheThirdAndTheSeventhNumber) {
+TEST(BlockStatTest, ReadsTheThirdAndTheSeventhNumber) {
    EXPECT_EQ(readBlockStat("1 2 2000 4 5 6 4000"), (BlockStat{2000, 4000}));
    EXPECT_EQ(readBlockStat(
                  "    5161       38    80224     2107      260       51     3304       95        0     1311"),
@@ -17,7 +17,7 @@ TEST(BlockStatTest, takesTheThirdAndTheSeventhNumber) {
    EXPECT_EQ(readBlockStat("0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0"), BlockStat());
 }
 
-TEST(BlockStatTest, fewerThanSevenNumbersAreNone) {
+TEST(BlockStatTest, RefusesFewerThanSevenNumbers) {
    std::string line;
    for (int count = 0; count < 7; ++count) {
       EXPECT_FALSE(readBlockStat(line)) << line;
@@ -28,14 +28,14 @@ TEST(BlockStatTest, fewerThanSevenNumbersAreNone) {
    EXPECT_FALSE(readBlockStat("no numbers"));
 }
 
-TEST(BlockStatTest, theSevenMayStandAnywhereInTheLine) {
+TEST(BlockStatTest, FindsTheSevenNumbersAnywhereInTheLine) {
    EXPECT_EQ(readBlockStat("sda: 1 2 3 4 5 6 7"), (BlockStat{3, 7}));
    EXPECT_EQ(readBlockStat("x1 2 3 4 5 6 7x"), (BlockStat{3, 7}));
    EXPECT_EQ(readBlockStat("9 9 9 - 1 2 3 4 5 6 7"), (BlockStat{3, 7}));
    EXPECT_EQ(readBlockStat("1 2 3 4 5 6 7 8 9 - 11 12 13 14 15 16 17"), (BlockStat{3, 7}));
 }
 
-TEST(BlockStatTest, onlyWhiteSpaceJoinsThem) {
+TEST(BlockStatTest, AcceptsOnlyWhiteSpaceBetweenNumbers) {
    EXPECT_FALSE(readBlockStat("1 2 3 4, 5 6 7"));
    EXPECT_FALSE(readBlockStat("1 2 3 4 5 6 -7"));
    EXPECT_FALSE(readBlockStat("1 2 3.5 4 5 6 7"));
@@ -44,7 +44,7 @@ TEST(BlockStatTest, onlyWhiteSpaceJoinsThem) {
    EXPECT_FALSE(readBlockStat("1 2 3 4 5\xa0 6 7"));
 }
 
-TEST(BlockStatTest, aNumberBeyondSixtyFourBitsIsNone) {
+TEST(BlockStatTest, RefusesANumberBeyondSixtyFourBits) {
    EXPECT_EQ(readBlockStat("1 2 18446744073709551615 4 5 6 18446744073709551615"),
              (BlockStat{UINT64_MAX, UINT64_MAX}));
    EXPECT_FALSE(readBlockStat("1 2 18446744073709551616 4 5 6 7"));
@@ -55,7 +55,7 @@ TEST(BlockStatTest, aNumberBeyondSixtyFourBitsIsNone) {
 }
 
 // Lines on which a backtracking search takes time that grows with a power of their length.
-TEST(BlockStatTest, readsLongLinesInLinearTime) {
+TEST(BlockStatTest, ReadsLongLinesInLinearTime) {
    constexpr std::size_t length = std::size_t{4} << 20U;
    std::string sixes;
    while (sixes.size() < length)

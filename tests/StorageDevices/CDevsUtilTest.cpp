@@ -21,7 +21,7 @@ class BashRegexMatchTest : public testing::Test {
    Support::TraceRecorder traces_{{"StorageCDevsUtil", 7}};
 };
 
-TEST_F(BashRegexMatchTest, aMatchIsAnchoredAtTheStartAndNeedsNoEnd) {
+TEST_F(BashRegexMatchTest, AnchorsAMatchAtTheStartAndNotAtTheEnd) {
    EXPECT_FALSE(bashRegexMatch("abc", "b"));
    EXPECT_TRUE(bashRegexMatch("abc", "a.*"));
    EXPECT_TRUE(bashRegexMatch("abc", "a"));
@@ -31,14 +31,14 @@ TEST_F(BashRegexMatchTest, aMatchIsAnchoredAtTheStartAndNeedsNoEnd) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(BashRegexMatchTest, anEmptyMatchIsNone) {
+TEST_F(BashRegexMatchTest, TreatsAnEmptyMatchAsNone) {
    EXPECT_FALSE(bashRegexMatch("abc", ""));
    EXPECT_FALSE(bashRegexMatch("abc", "x*"));
    EXPECT_FALSE(bashRegexMatch("", ".*"));
    EXPECT_FALSE(bashRegexMatch("", ""));
 }
 
-TEST_F(BashRegexMatchTest, thePatternIsABasicRegularExpression) {
+TEST_F(BashRegexMatchTest, ReadsThePatternAsABasicRegularExpression) {
    EXPECT_FALSE(bashRegexMatch("aaa", "a+b"));
    EXPECT_TRUE(bashRegexMatch("a+b", "a+b"));
    EXPECT_TRUE(bashRegexMatch("aab", "a\\{2\\}b"));
@@ -49,21 +49,21 @@ TEST_F(BashRegexMatchTest, thePatternIsABasicRegularExpression) {
    EXPECT_FALSE(bashRegexMatch("abc", "abc\\(x*\\)"));
 }
 
-TEST_F(BashRegexMatchTest, aBadPatternMatchesNothing) {
+TEST_F(BashRegexMatchTest, MatchesNothingWithABadPattern) {
    EXPECT_FALSE(bashRegexMatch("abc", "["));
    EXPECT_FALSE(bashRegexMatch("abc", "\\("));
    EXPECT_FALSE(bashRegexMatch("abc", "a\\{2,1\\}"));
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(BashRegexMatchTest, textsThatLookLikeOperatorsAreOnlyTexts) {
+TEST_F(BashRegexMatchTest, TreatsTextsThatLookLikeOperatorsAsPlainTexts) {
    EXPECT_TRUE(bashRegexMatch("1 + 1", "1 + 1"));
    EXPECT_TRUE(bashRegexMatch("a b'c\"d$e", "a b'c"));
    EXPECT_FALSE(bashRegexMatch("$(exit 0)", "x"));
    EXPECT_TRUE(bashRegexMatch(std::string(100000, 'a').c_str(), "a*$"));
 }
 
-TEST_F(BashRegexMatchTest, theProgramIsGivenFourArgumentsAndNoInput) {
+TEST_F(BashRegexMatchTest, PassesFourArgumentsAndNoInputToTheProgram) {
    exprIs("printf '<%s>' \"$#\" \"$@\" >\"" + folder_.string() +
           "/arguments\"\nif read -r line; then exit 1; fi 2>/dev/null\nexit 0");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
@@ -71,13 +71,13 @@ TEST_F(BashRegexMatchTest, theProgramIsGivenFourArgumentsAndNoInput) {
    EXPECT_EQ(folder_.content("arguments"), "<3><match><some string><a pat*>");
 }
 
-TEST_F(BashRegexMatchTest, theProgramHasNoStandardInputAtAll) {
+TEST_F(BashRegexMatchTest, ClosesStandardInputOfTheProgram) {
    exprIs("[ ! -e /proc/$$/fd/0 ]");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    EXPECT_TRUE(bashRegexMatch("a", "a"));
 }
 
-TEST_F(BashRegexMatchTest, whatTheProgramPrintsGoesNowhere) {
+TEST_F(BashRegexMatchTest, DiscardsTheOutputOfTheProgram) {
    exprIs("echo out\necho err >&2\n[ /proc/self/fd/1 -ef /dev/null ] && [ /proc/self/fd/2 -ef /dev/null ]");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    testing::internal::CaptureStdout();
@@ -87,7 +87,7 @@ TEST_F(BashRegexMatchTest, whatTheProgramPrintsGoesNowhere) {
    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(BashRegexMatchTest, onlyTheExitCode0IsAMatch) {
+TEST_F(BashRegexMatchTest, MatchesOnExitCodeZeroAlone) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    for (int const code : {0, 1, 2, 3, 127, 255}) {
       exprIs("exit " + std::to_string(code));
@@ -96,7 +96,7 @@ TEST_F(BashRegexMatchTest, onlyTheExitCode0IsAMatch) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(BashRegexMatchTest, aProgramEndedByASignalIsTracedAndMatchesNothing) {
+TEST_F(BashRegexMatchTest, TracesAProgramEndedByASignalAndMatchesNothing) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    exprIs("kill -KILL $$");
    EXPECT_FALSE(bashRegexMatch("a", "a"));
@@ -107,7 +107,7 @@ TEST_F(BashRegexMatchTest, aProgramEndedByASignalIsTracedAndMatchesNothing) {
    EXPECT_FALSE(Support::hasChildren());
 }
 
-TEST_F(BashRegexMatchTest, aMissingProgramIsTracedAndMatchesNothing) {
+TEST_F(BashRegexMatchTest, TracesAMissingProgramAndMatchesNothing) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    auto const before = Support::openDescriptors();
    EXPECT_FALSE(bashRegexMatch("a", "a"));
@@ -116,7 +116,7 @@ TEST_F(BashRegexMatchTest, aMissingProgramIsTracedAndMatchesNothing) {
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-TEST_F(BashRegexMatchTest, withoutDevNullItIsTracedAndTheProgramRunsAllTheSame) {
+TEST_F(BashRegexMatchTest, TracesAMissingDevNullAndStillRunsTheProgram) {
    // No script: a shell needs descriptors that the limit does not leave it.
    std::filesystem::create_symlink("/bin/true", folder_.path() / "expr");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
@@ -129,7 +129,7 @@ TEST_F(BashRegexMatchTest, withoutDevNullItIsTracedAndTheProgramRunsAllTheSame) 
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /dev/null"});
 }
 
-TEST_F(BashRegexMatchTest, aThousandCallsLeaveNeitherDescriptorsNorChildren) {
+TEST_F(BashRegexMatchTest, LeavesNoDescriptorOrChildAfterAThousandCalls) {
    auto const before = Support::openDescriptors();
    for (int i = 0; i < 1000; ++i)
       ASSERT_FALSE(bashRegexMatch("abc", "b"));

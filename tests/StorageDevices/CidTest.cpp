@@ -35,12 +35,12 @@ CidError errorOf(std::string_view digits) {
    return std::get<CidError>(result);
 }
 
-TEST(CidTest, readsTheRegisterOfACard) {
+TEST(CidTest, ReadsTheRegisterOfACard) {
    EXPECT_EQ(TestData::sample("emmc-32gb/cid"), text);
    EXPECT_EQ(identityOf(TestData::sample("emmc-32gb/cid")), (CidIdentity{"0x9b EX32GB", "00000a1f", "0.10"}));
 }
 
-TEST(CidTest, everyFieldHasItsPlace) {
+TEST(CidTest, ReadsEveryFieldFromItsPlace) {
    Cid const cid = cidOf("f0e1d2c3b4a5968778695a4b3c2d1e0f");
    EXPECT_EQ(cid.mid(), 0xF0);
    EXPECT_EQ(cid.cbxStorage(), 0xE1);
@@ -59,7 +59,7 @@ TEST(CidTest, everyFieldHasItsPlace) {
    EXPECT_EQ(cid.cbx(), 0x01);
 }
 
-TEST(CidTest, fieldsAreWrittenWhereTheyAreRead) {
+TEST(CidTest, WritesFieldsWhereItReadsThem) {
    Cid cid;
    EXPECT_EQ(cid, cidOf(std::string(32, '0')));
    cid.midIs(0xF0);
@@ -79,7 +79,7 @@ TEST(CidTest, fieldsAreWrittenWhereTheyAreRead) {
    EXPECT_EQ(cid, cidOf("f0e1d2c3b4a5968778695a4b3c2d1e0f"));
 }
 
-TEST(CidTest, theChecksumLeavesTheBitBelowIt) {
+TEST(CidTest, KeepsTheBitBelowTheChecksum) {
    Cid cid;
    cid.crcIs(0x7F);
    EXPECT_EQ(cid.crcStorage(), 0xFE);
@@ -91,7 +91,7 @@ TEST(CidTest, theChecksumLeavesTheBitBelowIt) {
    EXPECT_EQ(cid.crc(), 0x7F);
 }
 
-TEST(CidTest, theFormLeavesTheReservedBits) {
+TEST(CidTest, KeepsTheReservedBitsBesideTheForm) {
    Cid cid;
    cid.cbxStorageIs(0xFD);
    EXPECT_EQ(cid.cbx(), 1);
@@ -102,13 +102,13 @@ TEST(CidTest, theFormLeavesTheReservedBits) {
    EXPECT_EQ(cid.cbxStorage(), 0x03);
 }
 
-TEST(CidTest, theNameIsStoredLastCharacterFirst) {
+TEST(CidTest, StoresTheNameLastCharacterFirst) {
    Cid const cid = cidOf(text);
    EXPECT_EQ(std::string(cid.pnm(), cid.pnm() + Cid::pnmSize), "BG23XE");
    EXPECT_EQ(*cid.pnm(), cid.pnm0());
 }
 
-TEST(CidTest, anyOtherLengthIsAnErrorOfSize) {
+TEST(CidTest, RefusesAnyOtherLengthAsAnErrorOfSize) {
    EXPECT_EQ(errorOf(""), CidError::size);
    EXPECT_EQ(errorOf(std::string(text) + "\n"), CidError::size);
    EXPECT_EQ(errorOf(text.substr(1)), CidError::size);
@@ -116,7 +116,7 @@ TEST(CidTest, anyOtherLengthIsAnErrorOfSize) {
    EXPECT_EQ(errorOf(std::string(31, 'x')), CidError::size);
 }
 
-TEST(CidTest, anythingButDigitsIsAnErrorAtEveryPlace) {
+TEST(CidTest, RefusesACharacterThatIsNoDigitAtEveryPlace) {
    for (std::size_t at = 0; at < text.size(); ++at) {
       for (int byte = 0; byte < 256; ++byte) {
          std::string changed(text);
@@ -130,13 +130,13 @@ TEST(CidTest, anythingButDigitsIsAnErrorAtEveryPlace) {
    }
 }
 
-TEST(CidTest, digitsMayBeOfEitherCase) {
+TEST(CidTest, AcceptsDigitsOfEitherCase) {
    std::string upper(text);
    std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
    EXPECT_EQ(cidOf(upper), cidOf(text));
 }
 
-TEST(CidTest, knowsManufacturersByTheirIds) {
+TEST(CidTest, KnowsManufacturersByTheirIds) {
    EXPECT_EQ(manufacturerName(0x03), "Toshiba");
    EXPECT_EQ(manufacturerName(0x11), "Toshiba");
    EXPECT_EQ(manufacturerName(0x13), "Micron");
@@ -148,7 +148,7 @@ TEST(CidTest, knowsManufacturersByTheirIds) {
    EXPECT_EQ(manufacturerName(0xFE), "Micron");
 }
 
-TEST(CidTest, otherManufacturersAreTheirIds) {
+TEST(CidTest, ShowsUnknownManufacturersByTheirIds) {
    int unknown = 0;
    for (unsigned mid = 0; mid < 256; ++mid) {
       char expected[8];
@@ -160,7 +160,7 @@ TEST(CidTest, otherManufacturersAreTheirIds) {
    EXPECT_EQ(manufacturerName(0x00), "0x00");
 }
 
-TEST(CidTest, theNameKeepsItsBlanksAndNuls) {
+TEST(CidTest, KeepsBlanksAndNulsInTheName) {
    auto const identity = identityOf(
        "150100"
        "4120"
@@ -175,7 +175,7 @@ TEST(CidTest, theNameKeepsItsBlanksAndNuls) {
    EXPECT_EQ(identity.firmware, "2.1");
 }
 
-TEST(CidTest, serialAndRevisionAreWrittenAsAlways) {
+TEST(CidTest, WritesSerialAndRevisionInTheirFixedForm) {
    std::mt19937 random(5);
    for (int i = 0; i < 2000; ++i) {
       Cid cid;
@@ -190,7 +190,7 @@ TEST(CidTest, serialAndRevisionAreWrittenAsAlways) {
    }
 }
 
-TEST(CidTest, itsTextFormNamesEveryFieldAndReadsBack) {
+TEST(CidTest, WritesATextFormThatNamesEveryFieldAndReadsBack) {
    Cid const cid = cidOf(text);
    EXPECT_EQ(
        cid.stringValue().view(),

@@ -24,7 +24,7 @@ class ConnectedDevicesTest : public testing::Test {
        devices_->udevSerialToSerialMap};
 };
 
-TEST_F(ConnectedDevicesTest, diskIsStoresAllTenFieldsUnderTheName) {
+TEST_F(ConnectedDevicesTest, StoresAllTenFieldsUnderTheName) {
    DiskFields const disk{"A",
                          EntityMib::StorageType::nvme,
                          "/dev/nvme0n1",
@@ -42,7 +42,7 @@ TEST_F(ConnectedDevicesTest, diskIsStoresAllTenFieldsUnderTheName) {
    EXPECT_EQ(*disks_.changes()[0].now, devices_->disk("A"));
 }
 
-TEST_F(ConnectedDevicesTest, diskIsWithTheSameFieldsWritesNothing) {
+TEST_F(ConnectedDevicesTest, WritesNothingWhereTheFieldsAreTheSame) {
    DiskFields{}.writeTo(*devices_);
    auto const first = devices_->disk("KS0001");
    DiskFields{}.writeTo(*devices_);
@@ -50,7 +50,7 @@ TEST_F(ConnectedDevicesTest, diskIsWithTheSameFieldsWritesNothing) {
    EXPECT_EQ(devices_->disk("KS0001"), first);
 }
 
-TEST_F(ConnectedDevicesTest, diskIsWithOneOtherFieldReplacesTheRecordWhole) {
+TEST_F(ConnectedDevicesTest, ReplacesTheWholeRecordWhereOneFieldDiffers) {
    DiskFields disk;
    disk.writeTo(*devices_);
    auto const first = devices_->disk("KS0001");
@@ -62,7 +62,7 @@ TEST_F(ConnectedDevicesTest, diskIsWithOneOtherFieldReplacesTheRecordWhole) {
    EXPECT_EQ(stored("KS0001"), disk);
 }
 
-TEST_F(ConnectedDevicesTest, disksGoOneByOneOrAllAtOnce) {
+TEST_F(ConnectedDevicesTest, DeletesDisksOneByOneOrAllAtOnce) {
    for (char const * const name : {"A", "B", "C"})
       DiskFields{.name = name}.writeTo(*devices_);
    devices_->diskDel("B");
@@ -76,7 +76,7 @@ TEST_F(ConnectedDevicesTest, disksGoOneByOneOrAllAtOnce) {
    EXPECT_EQ(disks_.count(), 6U);
 }
 
-TEST_F(ConnectedDevicesTest, theMapLeadsFromAUdevSerialToTheCurrentName) {
+TEST_F(ConnectedDevicesTest, MapsAUdevSerialToTheCurrentName) {
    EXPECT_FALSE(devices_->udevSerialToSerialMap("X").has_value());
    devices_->udevSerialToSerialMapIs("X", "X");
    devices_->udevSerialToSerialMapIs("X", "Y");
@@ -91,7 +91,7 @@ TEST_F(ConnectedDevicesTest, theMapLeadsFromAUdevSerialToTheCurrentName) {
    EXPECT_EQ(map_.count(), 5U);
 }
 
-TEST_F(ConnectedDevicesTest, theDiskMountedAtAPointIsFoundByTheWholePoint) {
+TEST_F(ConnectedDevicesTest, FindsTheDiskOfAMountPointByTheWholePoint) {
    EXPECT_EQ(devices_->getDiskMountedAt("/mnt/drive"), "");
    DiskFields{.name = "A", .mountPoint = "/mnt/flash"}.writeTo(*devices_);
    DiskFields{.name = "B", .mountPoint = "/mnt/drive2"}.writeTo(*devices_);
@@ -104,7 +104,7 @@ TEST_F(ConnectedDevicesTest, theDiskMountedAtAPointIsFoundByTheWholePoint) {
    EXPECT_EQ(devices_->getDiskMountedAt("/mnt/flash"), "");
 }
 
-TEST_F(ConnectedDevicesTest, namesMayHoldAnyBytes) {
+TEST_F(ConnectedDevicesTest, AcceptsAnyBytesInNames) {
    std::string const odd{"\0\xff\n", 3};
    DiskFields{.name = odd}.writeTo(*devices_);
    EXPECT_EQ(devices_->disk.size(), 1U);

@@ -26,7 +26,7 @@ std::string interfaceAndAddress(BusType::Value bus, std::string const & address,
    return fields.make()->deviceIntfAndAddress().str();
 }
 
-TEST(ConnectedDiskTest, holdsTheTenFieldsInConstructorOrder) {
+TEST(ConnectedDiskTest, StoresTheTenFieldsInConstructorOrder) {
    ConnectedDisk const disk{
        "S1",       EntityMib::StorageType::eMmc, "/dev/x", "/mnt/y", "M", "F", true, BusType::usb, "2-1",
        4294967295U};
@@ -42,7 +42,7 @@ TEST(ConnectedDiskTest, holdsTheTenFieldsInConstructorOrder) {
    EXPECT_EQ(disk.sizeGb(), 4294967295U);
 }
 
-TEST(ConnectedDiskTest, busAndStorageTypesHaveTheirNumbersAndNames) {
+TEST(ConnectedDiskTest, GivesBusAndStorageTypesTheirNumbersAndNames) {
    EXPECT_EQ(BusType{BusType::usb}.value(), 0);
    EXPECT_EQ(BusType{BusType::sata}.value(), 1);
    EXPECT_EQ(BusType{BusType::nvme}.value(), 2);
@@ -61,7 +61,7 @@ TEST(ConnectedDiskTest, busAndStorageTypesHaveTheirNumbersAndNames) {
    EXPECT_FALSE(StorageType::instance("floppy").has_value());
 }
 
-TEST(ConnectedDiskTest, theBlockDeviceNameIsTheNodeWithoutItsDirectory) {
+TEST(ConnectedDiskTest, NamesTheBlockDeviceWithoutItsDirectory) {
    EXPECT_EQ(deviceName("/dev/sda"), "sda");
    EXPECT_EQ(deviceName("/dev/mapper/root"), "root");
    EXPECT_EQ(deviceName("nvme0n1"), "nvme0n1");
@@ -69,20 +69,20 @@ TEST(ConnectedDiskTest, theBlockDeviceNameIsTheNodeWithoutItsDirectory) {
    EXPECT_EQ(deviceName(""), "");
 }
 
-TEST(ConnectedDiskTest, aDiskOnABusIsNamedByItsAddress) {
+TEST(ConnectedDiskTest, NamesADiskOnABusByItsAddress) {
    EXPECT_EQ(interfaceAndAddress(BusType::usb, "1-1.2", "/dev/sdb"), "usb 1-1.2");
    EXPECT_EQ(interfaceAndAddress(BusType::sata, "2", "/dev/sda"), "ata2");
    EXPECT_EQ(interfaceAndAddress(BusType::nvme, "nvme0n1", "/dev/nvme0n1"), "nvme0n1");
 }
 
-TEST(ConnectedDiskTest, aDiskWithoutAddressHasNoName) {
+TEST(ConnectedDiskTest, LeavesADiskWithoutAddressUnnamed) {
    for (auto const bus : {BusType::usb, BusType::sata, BusType::nvme, BusType::other})
       EXPECT_EQ(interfaceAndAddress(bus, "", "/dev/sda"), "") << +bus;
    EXPECT_EQ(interfaceAndAddress(BusType::usb, "", "/dev/mmcblk0"), "");
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", ""), "");
 }
 
-TEST(ConnectedDiskTest, aCardIsNamedByTheNumberOfItsOwnName) {
+TEST(ConnectedDiskTest, NamesACardByTheNumberOfItsDevice) {
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/mmcblk0"), "mmc0");
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/emmcblk12"), "mmc12");
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/mmcblk1boot0"), "mmc1");
@@ -105,7 +105,7 @@ constexpr std::pair<char const *, Alter> alterations[] = {
     {"devAddress", [](DiskFields & disk) { disk.devAddress = "3"; }},
     {"sizeGb", [](DiskFields & disk) { disk.sizeGb = 241; }}};
 
-TEST(ConnectedDiskTest, isEqualOnlyWhenAllTenFieldsAre) {
+TEST(ConnectedDiskTest, ComparesEqualOnlyWhenAllTenFieldsAre) {
    auto const disk = DiskFields{}.make();
    EXPECT_TRUE(disk->isEq(*DiskFields{}.make()));
    for (auto const & [field, alter] : alterations) {
@@ -115,7 +115,7 @@ TEST(ConnectedDiskTest, isEqualOnlyWhenAllTenFieldsAre) {
    }
 }
 
-TEST(ConnectedDiskTest, withoutTheTextsModelAndFirmwareTakeNoPart) {
+TEST(ConnectedDiskTest, IgnoresModelAndFirmwareWhereComparedWithoutTexts) {
    auto const disk = DiskFields{}.make();
    EXPECT_TRUE(disk->isEqButTexts(*DiskFields{}.make()));
    for (auto const & [field, alter] : alterations) {

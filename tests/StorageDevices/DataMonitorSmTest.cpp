@@ -73,7 +73,7 @@ class ListMonitor final : public DataMonitorSm {
    Serials & data_;
 };
 
-class PollingMonitor : public Support::VirtualTimeTest {
+class DataMonitorSmTest : public Support::VirtualTimeTest {
  protected:
    void plug(std::string const & serial, bool removable = false) const {
       Support::DiskFields{.name = serial, .removable = removable}.writeTo(*devices_);
@@ -89,7 +89,7 @@ class PollingMonitor : public Support::VirtualTimeTest {
    Pelm::Ptr<ListMonitor> monitor_;
 };
 
-TEST_F(PollingMonitor, doesNotReadWhileItStartsButAtTheFirstTurn) {
+TEST_F(DataMonitorSmTest, ReadsNothingBeforeTheFirstTurn) {
    plug("A");
    plug("B", true);
    start();
@@ -100,7 +100,7 @@ TEST_F(PollingMonitor, doesNotReadWhileItStartsButAtTheFirstTurn) {
    EXPECT_EQ(monitor_->pollCount(), 1U);
 }
 
-TEST_F(PollingMonitor, readsEveryDiskOncePerInterval) {
+TEST_F(DataMonitorSmTest, ReadsEveryDiskOncePerInterval) {
    plug("A");
    plug("B");
    start();
@@ -110,7 +110,7 @@ TEST_F(PollingMonitor, readsEveryDiskOncePerInterval) {
    EXPECT_EQ(monitor_->pollCount(), 3U);
 }
 
-TEST_F(PollingMonitor, readsARemovableDiskAsSoonAsItAppears) {
+TEST_F(DataMonitorSmTest, ReadsARemovableDiskAsSoonAsItAppears) {
    start();
    Host::runFor(10);
    plug("stick", true);
@@ -122,7 +122,7 @@ TEST_F(PollingMonitor, readsARemovableDiskAsSoonAsItAppears) {
    EXPECT_EQ(updated(), Serials{"stick"});
 }
 
-TEST_F(PollingMonitor, readsAFixedDiskFirstAtTheNextPoll) {
+TEST_F(DataMonitorSmTest, ReadsANewFixedDiskAtTheNextPoll) {
    start();
    Host::runFor(10);
    plug("A");
@@ -132,7 +132,7 @@ TEST_F(PollingMonitor, readsAFixedDiskFirstAtTheNextPoll) {
    EXPECT_EQ(updated(), Serials{"A"});
 }
 
-TEST_F(PollingMonitor, dropsADiskThatGoesAtOnce) {
+TEST_F(DataMonitorSmTest, DropsARemovedDiskAtOnce) {
    plug("A");
    plug("B");
    start();
@@ -144,7 +144,7 @@ TEST_F(PollingMonitor, dropsADiskThatGoesAtOnce) {
    EXPECT_EQ(updated(), Serials{"B"});
 }
 
-TEST_F(PollingMonitor, leavesADiskThatChangesAlone) {
+TEST_F(DataMonitorSmTest, IgnoresADiskThatChanges) {
    plug("A");
    start();
    Host::runFor(1);
@@ -156,7 +156,7 @@ TEST_F(PollingMonitor, leavesADiskThatChangesAlone) {
    EXPECT_EQ(traces_.texts(2), Serials{"A is in the disk collection"});
 }
 
-TEST_F(PollingMonitor, dropsWhatAnEarlierRunLeftBehind) {
+TEST_F(DataMonitorSmTest, DropsRecordsOfAnEarlierRun) {
    data_ = {"gone", "A", "gone too"};
    plug("A");
    start();
@@ -166,14 +166,14 @@ TEST_F(PollingMonitor, dropsWhatAnEarlierRunLeftBehind) {
                                         "data(), next key: gone too"}));
 }
 
-TEST_F(PollingMonitor, tracesADiskThatItAdds) {
+TEST_F(DataMonitorSmTest, TracesADiskThatItAdds) {
    plug("A");
    start();
    EXPECT_EQ(traces_.texts(2),
              (Serials{"A is in the disk collection", "Adding A to the relevant *Data collection"}));
 }
 
-TEST_F(PollingMonitor, tracesWhatItIsAboutToDo) {
+TEST_F(DataMonitorSmTest, TracesItsNextStep) {
    start();
    monitor_->traces = &traces_;
    plug("A");
@@ -184,13 +184,13 @@ TEST_F(PollingMonitor, tracesWhatItIsAboutToDo) {
    EXPECT_EQ(monitor_->tracedBefore.back(), "Deleting A from its associated *Data collection");
 }
 
-TEST_F(PollingMonitor, tracesTheKindOfDataThatItPolls) {
+TEST_F(DataMonitorSmTest, TracesTheKindOfDataThatItPolls) {
    start();
    Host::turn();
    EXPECT_EQ(traces_.texts(7), Serials{"polling the List data"});
 }
 
-TEST_F(PollingMonitor, tracesEachKeyBeforeItLooksAtTheDisk) {
+TEST_F(DataMonitorSmTest, TracesEachKeyBeforeItReadsTheDisk) {
    data_ = {"A", "gone"};
    plug("A");
    plug("B");
@@ -221,7 +221,7 @@ struct PollWatcher {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(PollingMonitor, readsThenCountsThePollThenAsksForTheNext) {
+TEST_F(DataMonitorSmTest, ReadsThenCountsThePollThenSchedulesTheNext) {
    plug("A");
    start();
    PollWatcher watcher{*monitor_, {}, 0, {}};
@@ -235,7 +235,7 @@ TEST_F(PollingMonitor, readsThenCountsThePollThenAsksForTheNext) {
    EXPECT_EQ(monitor_->clock()->timeMin(), Vorn::System::currentTime() + 60);
 }
 
-TEST_F(PollingMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
+TEST_F(DataMonitorSmTest, PollsAtOnceAndRestartsThePeriodWhenTheIntervalChanges) {
    plug("A");
    start();
    Host::runFor(20);
@@ -249,7 +249,7 @@ TEST_F(PollingMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
    EXPECT_EQ(monitor_->pollCount(), 3U);
 }
 
-TEST_F(PollingMonitor, beforeItIsInitialisedNeitherClockNorIntervalPoll) {
+TEST_F(DataMonitorSmTest, HasNeitherClockNorIntervalPollBeforeItIsInitialised) {
    plug("A");
    data_ = {"A"};
    monitor_ = Pelm::make<ListMonitor>(interval_, devices_, data_);
@@ -263,7 +263,7 @@ TEST_F(PollingMonitor, beforeItIsInitialisedNeitherClockNorIntervalPoll) {
    EXPECT_EQ(updated(), Serials{"A"});
 }
 
-TEST_F(PollingMonitor, oneDiskThatRaisesAFailureHoldsUpNeitherTheOthersNorTheNextPoll) {
+TEST_F(DataMonitorSmTest, ReadsTheOtherDisksAndPollsAgainWhenOneRaisesAFailure) {
    int failures = 0;
    Host::failureSinkIs([&](std::string_view, std::string_view) { ++failures; });
    for (char const * const serial : {"A", "B", "C"})
@@ -276,7 +276,7 @@ TEST_F(PollingMonitor, oneDiskThatRaisesAFailureHoldsUpNeitherTheOthersNorTheNex
    EXPECT_EQ(failures, 2);
 }
 
-TEST_F(PollingMonitor, aZombieHearsNothing) {
+TEST_F(DataMonitorSmTest, IgnoresEventsAsAZombie) {
    plug("A");
    start();
    monitor_->vornDoZombieReactors(true);
@@ -287,7 +287,7 @@ TEST_F(PollingMonitor, aZombieHearsNothing) {
    EXPECT_EQ(data_, Serials{"A"});
 }
 
-TEST_F(PollingMonitor, droppedItPollsNoMore) {
+TEST_F(DataMonitorSmTest, StopsPollingWhenDropped) {
    plug("A");
    start();
    monitor_ = nullptr;
@@ -309,7 +309,7 @@ struct Dropper {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(PollingMonitor, mayBeDroppedByWhoIsToldOfItsPoll) {
+TEST_F(DataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsNotification) {
    plug("A");
    start();
    Dropper dropper{&monitor_, *devices_, {}};
@@ -322,7 +322,7 @@ TEST_F(PollingMonitor, mayBeDroppedByWhoIsToldOfItsPoll) {
    Host::runFor(200);
 }
 
-TEST_F(PollingMonitor, droppedDuringAPollItReadsNoFurtherDisk) {
+TEST_F(DataMonitorSmTest, ReadsNoFurtherDiskWhenDroppedDuringAPoll) {
    Serials reads;
    plug("A");
    plug("B");
@@ -333,7 +333,7 @@ TEST_F(PollingMonitor, droppedDuringAPollItReadsNoFurtherDisk) {
    EXPECT_EQ(reads, Serials{"A"});
 }
 
-TEST(PollInterval, belowASecondIsRefused) {
+TEST(PollIntervalTest, RefusesLessThanASecond) {
    auto const interval = Pelm::make<PollInterval>();
    EXPECT_EQ(interval->interval(), 60.0);
    EXPECT_THROW(interval->intervalIs(0.5), std::invalid_argument);

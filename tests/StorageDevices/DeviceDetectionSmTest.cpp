@@ -16,9 +16,9 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-class Detection : public testing::Test {
+class DeviceDetectionSmTest : public testing::Test {
  protected:
-   Detection() { fruConfig_->mountSourceDirIs(folder_.string()); }
+   DeviceDetectionSmTest() { fruConfig_->mountSourceDirIs(folder_.string()); }
 
    void plug(std::string const & serial, std::string const & mount, std::string const & node = "/dev/sda",
              bool removable = false) const {
@@ -44,7 +44,7 @@ class Detection : public testing::Test {
    Pelm::Ptr<DeviceDetectionSm> monitor_;
 };
 
-TEST_F(Detection, tellsOfEveryExpectedMountWithoutADisk) {
+TEST_F(DeviceDetectionSmTest, LogsEveryExpectedMountWithoutADisk) {
    for (char const * const mount : {"flash", "drive", "drive2"})
       fruConfig_->expectedMountsIs(mount);
    plug("S1", "drive");
@@ -57,26 +57,26 @@ TEST_F(Detection, tellsOfEveryExpectedMountWithoutADisk) {
                                       " Found one detection error in fruConfig, mount path: /mnt/drive2"}));
 }
 
-TEST_F(Detection, isContentWithAPartitionOfTheDisk) {
+TEST_F(DeviceDetectionSmTest, AcceptsAPartitionOfTheDisk) {
    EXPECT_EQ(loggedFor("/dev/sda1\n"), Texts{});
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(Detection, isContentWithTheDiskItselfBehindMapperNodes) {
+TEST_F(DeviceDetectionSmTest, AcceptsTheDiskItselfBehindMapperNodes) {
    EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/dm-17x /dev/sda\n/dev/sdb1"), Texts{});
 }
 
-TEST_F(Detection, mapperNodesAloneAreNoPartition) {
+TEST_F(DeviceDetectionSmTest, RefusesMapperNodesAlone) {
    EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/dm-1\n"), notMounted_);
    EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_PARTITION_NOT_MOUNTED");
    EXPECT_EQ(traces_.texts(2), Texts{"Found one partition-not-found error. Problem device: /dev/sda"});
 }
 
-TEST_F(Detection, anEmptyFileIsNoPartition) {
+TEST_F(DeviceDetectionSmTest, RefusesAnEmptyFile) {
    EXPECT_EQ(loggedFor(""), notMounted_);
 }
 
-TEST_F(Detection, tellsOfTheFirstOtherPartitionAndLooksNoFurther) {
+TEST_F(DeviceDetectionSmTest, LogsTheFirstOtherPartitionAndReadsNoFurther) {
    EXPECT_EQ(loggedFor("/dev/dm-0 /dev/sdb1 /dev/sdc1 /dev/sda1"),
              Texts{"Unexpected partition /dev/sdb1 mounted as /mnt/drive. Expected storage device partition "
                    "/dev/sda to be mounted instead."});
@@ -85,49 +85,49 @@ TEST_F(Detection, tellsOfTheFirstOtherPartitionAndLooksNoFurther) {
              Texts{"Found one unexpected-partition-mounted error, problem device: /dev/sda"});
 }
 
-TEST_F(Detection, namesThatOnlyLookLikeMapperNodesAreOtherPartitions) {
+TEST_F(DeviceDetectionSmTest, LogsNamesThatOnlyResembleMapperNodesAsOtherPartitions) {
    EXPECT_EQ(loggedFor("/dev/dm-").size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/dm-");
 }
 
-TEST_F(Detection, aNumberMakesAMapperNode) {
+TEST_F(DeviceDetectionSmTest, RecognisesAMapperNodeByItsNumber) {
    ASSERT_EQ(loggedFor("/dev/dm-x /dev/sda").size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/dm-x");
 }
 
-TEST_F(Detection, isContentWithAMapperNodeThatIsTheExpectedOne) {
+TEST_F(DeviceDetectionSmTest, AcceptsAMapperNodeThatIsTheExpectedOne) {
    plug("S1", "drive", "/dev/dm-0");
    folder_.fileIs("drive", "/dev/dm-0\n");
    start();
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(Detection, aPathAsLongAsTheyMayBeIsToldWhole) {
+TEST_F(DeviceDetectionSmTest, LogsAPathOfTheMaximumLengthWhole) {
    std::string const path = "/dev/" + std::string(4090, 'x');
    ASSERT_EQ(loggedFor(path).size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[0], path);
 }
 
-TEST_F(Detection, aPathThatIsTooLongIsToldByItsBeginning) {
+TEST_F(DeviceDetectionSmTest, LogsTheBeginningOfAnOverlongPath) {
    std::string const path = "/dev/" + std::string(5000, 'x');
    ASSERT_EQ(loggedFor(path).size(), 1U);
    EXPECT_EQ(logs_.messages()[0].arguments[0], path.substr(0, 4096));
 }
 
-TEST_F(Detection, looksForMissingDisksFirst) {
+TEST_F(DeviceDetectionSmTest, ChecksForMissingDisksFirst) {
    fruConfig_->expectedMountsIs("flash");
    EXPECT_EQ(loggedFor(""),
              (Texts{"Failed to detect storage device /mnt/flash on bootup.", notMounted_.front()}));
 }
 
-TEST_F(Detection, removableDisksAreLookedAtToo) {
+TEST_F(DeviceDetectionSmTest, ChecksRemovableDisksToo) {
    plug("stick", "drive", "/dev/sda", true);
    folder_.fileIs("drive", "");
    start();
    EXPECT_EQ(logs_.texts(), notMounted_);
 }
 
-TEST_F(Detection, aFileThatIsNotThereIsTracedAndTheOthersAreRead) {
+TEST_F(DeviceDetectionSmTest, TracesAMissingFileAndReadsTheOthers) {
    plug("S1", "flash");
    plug("S2", "drive", "/dev/sdb");
    folder_.fileIs("drive", "");
@@ -136,7 +136,7 @@ TEST_F(Detection, aFileThatIsNotThereIsTracedAndTheOthersAreRead) {
    EXPECT_EQ(logs_.texts(), Texts{"Storage device partition /dev/sdb not mounted as /mnt/drive"});
 }
 
-TEST_F(Detection, aFileThatCannotBeReadIsTracedAndNothingIsLogged) {
+TEST_F(DeviceDetectionSmTest, TracesAnUnreadableFileAndLogsNothing) {
    std::filesystem::create_directory(folder_.path() / "drive");
    plug("S1", "drive");
    start();
@@ -145,13 +145,13 @@ TEST_F(Detection, aFileThatCannotBeReadIsTracedAndNothingIsLogged) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(Detection, theRestOfAnOverlongWordIsDropped) {
+TEST_F(DeviceDetectionSmTest, DropsTheRestOfAnOverlongWord) {
    // A word that is cut in two would be told as the second one, or pass as the disk.
    EXPECT_EQ(loggedFor("/dev/dm-0" + std::string(4087, 'x') + "/dev/sda /dev/dm-1"), notMounted_);
    EXPECT_EQ(traces_.errors(), Texts{});
 }
 
-TEST_F(Detection, whatIsNoRegularFileIsAReadError) {
+TEST_F(DeviceDetectionSmTest, TreatsAFileThatIsNotRegularAsAReadError) {
    ASSERT_EQ(mkfifo((folder_.path() / "drive").c_str(), 0600), 0);
    std::filesystem::create_symlink("/dev/zero", folder_.path() / "flash");
    plug("S1", "drive");
@@ -162,7 +162,7 @@ TEST_F(Detection, whatIsNoRegularFileIsAReadError) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(Detection, aFileThatIsTooLongIsAReadErrorUnlessAWordDecides) {
+TEST_F(DeviceDetectionSmTest, TreatsAnOverlongFileAsAReadErrorUnlessAWordDecides) {
    std::string mapperNodes;
    while (mapperNodes.size() <= 1U << 20U)
       mapperNodes += "/dev/dm-0\n";
@@ -173,7 +173,7 @@ TEST_F(Detection, aFileThatIsTooLongIsAReadErrorUnlessAWordDecides) {
    EXPECT_EQ(logs_.texts().size(), 1U);
 }
 
-TEST_F(Detection, aReadErrorBehindMapperNodesIsTracedAndNothingIsLogged) {
+TEST_F(DeviceDetectionSmTest, TracesAReadErrorBehindMapperNodesAndLogsNothing) {
    Support::ReadFailure const failure{1};
    // How the last word ends is not known.
    EXPECT_EQ(loggedFor("/dev/dm-0\n/dev/sdb"), Texts{});
@@ -181,13 +181,13 @@ TEST_F(Detection, aReadErrorBehindMapperNodesIsTracedAndNothingIsLogged) {
              Texts{"An error occurred while reading themount file: " + folder_.string() + "/drive"});
 }
 
-TEST_F(Detection, aWordBeforeAReadErrorDecides) {
+TEST_F(DeviceDetectionSmTest, DecidesByAWordBeforeAReadError) {
    Support::ReadFailure const failure{1};
    EXPECT_EQ(loggedFor("/dev/sdb1 /dev/sda").size(), 1U);
    EXPECT_EQ(traces_.errors(), Texts{});
 }
 
-TEST_F(Detection, aDirectoryThatIsALinkIsNotFollowed) {
+TEST_F(DeviceDetectionSmTest, IgnoresADirectoryThatIsALink) {
    plug("S1", "drive");
    folder_.fileIs("drive", "/dev/sdz1");
    std::string const link = folder_.string() + "/link";
@@ -198,7 +198,7 @@ TEST_F(Detection, aDirectoryThatIsALinkIsNotFollowed) {
    EXPECT_EQ(traces_.errors(), Texts{" Could not open mount path: " + link + "/drive"});
 }
 
-TEST_F(Detection, theTraceComesBeforeTheMessage) {
+TEST_F(DeviceDetectionSmTest, TracesBeforeItLogs) {
    std::string order;
    Host::traceSinkIs([&](Host::TraceLine const &) { order += 't'; });
    Host::logSinkIs([&](Host::LogMessage const &) { order += 'm'; });
@@ -212,12 +212,12 @@ TEST_F(Detection, theTraceComesBeforeTheMessage) {
    EXPECT_EQ(order, "tmtmtmtm");
 }
 
-TEST_F(Detection, aFileThatIsNoneOfOursIsBounded) {
+TEST_F(DeviceDetectionSmTest, BoundsAFileOfAnotherProgram) {
    EXPECT_EQ(loggedFor(std::string(1U << 20U, 'x')).size(), 1U);
    EXPECT_LT(logs_.messages()[0].arguments[0].size(), 4097U);
 }
 
-TEST_F(Detection, tellsOfAFixedDiskThatGoes) {
+TEST_F(DeviceDetectionSmTest, LogsTheRemovalOfAFixedDisk) {
    plug("S1", "drive");
    start();
    traces_.clear();
@@ -227,7 +227,7 @@ TEST_F(Detection, tellsOfAFixedDiskThatGoes) {
    EXPECT_EQ(traces_.texts(2), Texts{"handleDisk Found one device-offline error,serial number: S1"});
 }
 
-TEST_F(Detection, disksThatComeOrChangeAndRemovableOnesThatGoAreNoNews) {
+TEST_F(DeviceDetectionSmTest, IgnoresAddedDisksChangedDisksAndRemovedRemovableOnes) {
    start();
    plug("S1", "drive");
    plug("stick", "usb1", "/dev/sdb", true);
@@ -236,7 +236,7 @@ TEST_F(Detection, disksThatComeOrChangeAndRemovableOnesThatGoAreNoNews) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(Detection, checksTheMountsOnlyOnce) {
+TEST_F(DeviceDetectionSmTest, ChecksTheMountsOnlyOnce) {
    fruConfig_->expectedMountsIs("flash");
    start();
    fruConfig_->expectedMountsIs("drive");
@@ -244,7 +244,7 @@ TEST_F(Detection, checksTheMountsOnlyOnce) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(Detection, aZombieHearsNothing) {
+TEST_F(DeviceDetectionSmTest, IgnoresEventsAsAZombie) {
    plug("S1", "drive");
    folder_.fileIs("drive", "/dev/sda1");
    start();

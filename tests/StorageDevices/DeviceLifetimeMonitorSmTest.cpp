@@ -20,9 +20,9 @@ using Texts = std::vector<std::string>;
 constexpr char const * info = "STORAGEDEVICE_LIFETIME_INFO";
 constexpr char const * warning = "STORAGEDEVICE_LIFETIME_WARNING";
 
-class LifetimeMonitor : public Support::VirtualTimeTest {
+class DeviceLifetimeMonitorSmTest : public Support::VirtualTimeTest {
  protected:
-   LifetimeMonitor() {
+   DeviceLifetimeMonitorSmTest() {
       disk_.writeTo(*devices_);
       smart_->deviceDataIs("KS0001");
       nvme_->deviceDataIs("KS0001");
@@ -74,7 +74,7 @@ class LifetimeMonitor : public Support::VirtualTimeTest {
    Pelm::Ptr<DeviceLifetimeMonitorSm> monitor_;
 };
 
-TEST_F(LifetimeMonitor, logsAFallOfOneUnitInADayWithWhatWasWrittenMeanwhile) {
+TEST_F(DeviceLifetimeMonitorSmTest, LogsAFallOfOneUnitInADayWithTheBytesWrittenMeanwhile) {
    written(5 * gib);
    settle();
    written(17 * gib + gib / 2);
@@ -90,7 +90,7 @@ TEST_F(LifetimeMonitor, logsAFallOfOneUnitInADayWithWhatWasWrittenMeanwhile) {
    EXPECT_EQ(change().lastBytesWritten(), 17 * gib + gib / 2);
 }
 
-TEST_F(LifetimeMonitor, remembersTheFirstFigureAndNeverLogsTheFirstChange) {
+TEST_F(DeviceLifetimeMonitorSmTest, RecordsTheFirstFigureAndNeverLogsTheFirstChange) {
    EXPECT_FALSE(monitor_->deviceLifetimeChange.contains("KS0001"));
    life(90);
    EXPECT_EQ(change().lastValue(), 90);
@@ -104,7 +104,7 @@ TEST_F(LifetimeMonitor, remembersTheFirstFigureAndNeverLogsTheFirstChange) {
                                       " Detected first drop since agent start for /mnt/drive SN: KS0001"}));
 }
 
-TEST_F(LifetimeMonitor, aRiseIsAFirstChangeToo) {
+TEST_F(DeviceLifetimeMonitorSmTest, TreatsARiseAsAFirstChangeToo) {
    life(50);
    later(1);
    life(60);
@@ -115,7 +115,7 @@ TEST_F(LifetimeMonitor, aRiseIsAFirstChangeToo) {
    EXPECT_EQ(names(), Texts{info});
 }
 
-TEST_F(LifetimeMonitor, minusOneAloneIsNoFigure) {
+TEST_F(DeviceLifetimeMonitorSmTest, TreatsOnlyMinusOneAsNoFigure) {
    for (std::int64_t const figure : {0, -2, -100}) {
       monitor_->deviceLifetimeChangeDelAll();
       life(figure);
@@ -132,7 +132,7 @@ TEST_F(LifetimeMonitor, minusOneAloneIsNoFigure) {
    EXPECT_EQ(names(), Texts{warning});
 }
 
-TEST_F(LifetimeMonitor, aChangeOfAnEmmcRecordIsNotHeard) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAChangeOfAnEmmcRecord) {
    emmc_->deviceDataIs("KS0001");
    emmc_->deviceData("KS0001")->lifetimeEstTypAIs(LifetimeEmmcAttr{1});
    emmc_->deviceData("KS0001")->lifetimeEstTypAIs(LifetimeEmmcAttr{5});
@@ -141,7 +141,7 @@ TEST_F(LifetimeMonitor, aChangeOfAnEmmcRecordIsNotHeard) {
    EXPECT_TRUE(monitor_->deviceLifetimeChange.empty());
 }
 
-TEST_F(LifetimeMonitor, countsInFrameworkTimeWhateverTheWallClockSays) {
+TEST_F(DeviceLifetimeMonitorSmTest, CountsInFrameworkTimeWhateverTheWallClock) {
    settle();
    wallClockJumpsBy(100 * 365 * day);
    later(1);
@@ -154,7 +154,7 @@ TEST_F(LifetimeMonitor, countsInFrameworkTimeWhateverTheWallClockSays) {
    EXPECT_EQ(names(), Texts{info}) << "slow enough";
 }
 
-TEST_F(LifetimeMonitor, oneUnitInThirtyDaysIsSlowEnough) {
+TEST_F(DeviceLifetimeMonitorSmTest, AcceptsOneUnitInThirtyDays) {
    settle();
    later(30);
    life(89);
@@ -165,7 +165,7 @@ TEST_F(LifetimeMonitor, oneUnitInThirtyDaysIsSlowEnough) {
    EXPECT_EQ(names(), Texts{info});
 }
 
-TEST_F(LifetimeMonitor, aRiseIsNeverLoggedButMovesTheMark) {
+TEST_F(DeviceLifetimeMonitorSmTest, MovesItsReferenceAtARiseWithoutLogging) {
    settle();
    written(40 * gib);
    later(1);
@@ -179,21 +179,21 @@ TEST_F(LifetimeMonitor, aRiseIsNeverLoggedButMovesTheMark) {
    EXPECT_EQ(names(), Texts{info}) << "counted from the rise";
 }
 
-TEST_F(LifetimeMonitor, belowThirtyTheFirstMessageIsAWarningAlready) {
+TEST_F(DeviceLifetimeMonitorSmTest, WarnsAtTheFirstMessageBelowThirty) {
    settle();
    later(1);
    life(29);
    EXPECT_EQ(names(), Texts{warning});
 }
 
-TEST_F(LifetimeMonitor, atThirtyItIsStillAnInformation) {
+TEST_F(DeviceLifetimeMonitorSmTest, InformsAtThirty) {
    settle();
    later(1);
    life(30);
    EXPECT_EQ(names(), Texts{info});
 }
 
-TEST_F(LifetimeMonitor, theEleventhMessageIsAWarningWhateverTheFigure) {
+TEST_F(DeviceLifetimeMonitorSmTest, WarnsAtTheEleventhMessageWhateverTheFigure) {
    settle();
    for (int i = 0; i < 11; ++i) {
       later(1);
@@ -208,7 +208,7 @@ TEST_F(LifetimeMonitor, theEleventhMessageIsAWarningWhateverTheFigure) {
    EXPECT_EQ(names(), expected);
 }
 
-TEST_F(LifetimeMonitor, theNumberOfMessagesWraps) {
+TEST_F(DeviceLifetimeMonitorSmTest, WrapsTheNumberOfMessages) {
    settle();
    auto const fall = [&] {
       later(1);
@@ -226,7 +226,7 @@ TEST_F(LifetimeMonitor, theNumberOfMessagesWraps) {
    EXPECT_EQ(names(), Texts{info});
 }
 
-TEST_F(LifetimeMonitor, aCounterThatRestartedCountsAsNothingWritten) {
+TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWhenTheCounterRestarted) {
    written(40 * gib);
    settle();
    written(gib);
@@ -235,7 +235,7 @@ TEST_F(LifetimeMonitor, aCounterThatRestartedCountsAsNothingWritten) {
    EXPECT_EQ(logs_.messages()[0].arguments[4], "0");
 }
 
-TEST_F(LifetimeMonitor, aDiskWithoutHistoryHasWrittenNothing) {
+TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWithoutAHistory) {
    history_->ioStatDataDel("KS0001");
    settle();
    later(0.5);
@@ -244,14 +244,14 @@ TEST_F(LifetimeMonitor, aDiskWithoutHistoryHasWrittenNothing) {
    EXPECT_EQ(logs_.messages()[0].arguments[5], "0.5");
 }
 
-TEST_F(LifetimeMonitor, theSameFigureIsNoChange) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAnEqualFigure) {
    settle();
    later(1);
    monitor_->handleChange("KS0001", 90);
    EXPECT_EQ(change().timestamp(), Vorn::System::currentTime() - day);
 }
 
-TEST_F(LifetimeMonitor, aFigureThatGoesIsNoChangeAndComesBackAsOne) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAFigureThatGoesAndCountsItsReturnAsAChange) {
    settle();
    smart_->deviceData("KS0001")->lifetimeRemainingIs({});
    EXPECT_EQ(change().lastValue(), 90);
@@ -260,7 +260,7 @@ TEST_F(LifetimeMonitor, aFigureThatGoesIsNoChangeAndComesBackAsOne) {
    EXPECT_EQ(names(), Texts{info});
 }
 
-TEST_F(LifetimeMonitor, countsWhatIsLeftOfAnNvmeDrive) {
+TEST_F(DeviceLifetimeMonitorSmTest, CountsTheRemainderOfAnNvmeDrive) {
    left(91);
    later(1);
    left(90);
@@ -274,7 +274,7 @@ TEST_F(LifetimeMonitor, countsWhatIsLeftOfAnNvmeDrive) {
    EXPECT_GT(change().lastValue(), 100);
 }
 
-TEST_F(LifetimeMonitor, knowsEmmcChipsWhenAsked) {
+TEST_F(DeviceLifetimeMonitorSmTest, ReadsEmmcDevicesOnDemand) {
    monitor_->handleEmmcData("KS0001", LifetimeEmmcAttr{}, LifetimeEmmcAttr{1});
    EXPECT_EQ(change().lastValue(), 100);
    later(1);
@@ -288,13 +288,13 @@ TEST_F(LifetimeMonitor, knowsEmmcChipsWhenAsked) {
    EXPECT_EQ(change().lastValue(), 80);
 }
 
-TEST_F(LifetimeMonitor, withoutAnOldValueNothingIsHandled) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAChangeWithoutAnOldValue) {
    monitor_->handleSmartData("KS0001", {}, OptionalSmartAttr::from({}));
    monitor_->handleNvmeData("KS0001", {}, NvmeAttr{"percent_used", 3});
    EXPECT_FALSE(monitor_->deviceLifetimeChange.contains("KS0001"));
 }
 
-TEST_F(LifetimeMonitor, recordsThatComeLaterAreWatchedAndThoseThatGoAreNot) {
+TEST_F(DeviceLifetimeMonitorSmTest, WatchesRecordsThatComeLaterAndReleasesThoseThatGo) {
    Support::DiskFields{.name = "KS0002"}.writeTo(*devices_);
    smart_->deviceDataIs("KS0002");
    Pelm::Ptr<DeviceSmartData> const record = smart_->deviceData("KS0002");
@@ -308,7 +308,7 @@ TEST_F(LifetimeMonitor, recordsThatComeLaterAreWatchedAndThoseThatGoAreNot) {
    EXPECT_EQ(monitor_->deviceLifetimeChange("KS0002")->lastValue(), 50);
 }
 
-TEST_F(LifetimeMonitor, aDiskThatChangesIsNot) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresADiskThatChanges) {
    settle();
    disk_.firmwareRevision = "KF1.3";
    disk_.writeTo(*devices_);
@@ -318,7 +318,7 @@ TEST_F(LifetimeMonitor, aDiskThatChangesIsNot) {
    EXPECT_EQ(logs_.messages()[0].arguments[3], "KF1.3");
 }
 
-TEST_F(LifetimeMonitor, nvmeRecordsComeAndGoToo) {
+TEST_F(DeviceLifetimeMonitorSmTest, FollowsNvmeRecordsThatComeAndGo) {
    Support::DiskFields{.name = "KS0002"}.writeTo(*devices_);
    nvme_->deviceDataIs("KS0002");
    Pelm::Ptr<DeviceNvmeData> const record = nvme_->deviceData("KS0002");
@@ -329,7 +329,7 @@ TEST_F(LifetimeMonitor, nvmeRecordsComeAndGoToo) {
    EXPECT_EQ(monitor_->deviceLifetimeChange("KS0002")->lastValue(), 50);
 }
 
-TEST_F(LifetimeMonitor, aDiskThatGoesIsForgotten) {
+TEST_F(DeviceLifetimeMonitorSmTest, ForgetsADiskThatGoes) {
    settle();
    devices_->diskDel("KS0001");
    EXPECT_TRUE(monitor_->deviceLifetimeChange.empty());
@@ -340,7 +340,7 @@ TEST_F(LifetimeMonitor, aDiskThatGoesIsForgotten) {
    EXPECT_TRUE(logs_.messages().empty()) << "the first change of what came back";
 }
 
-TEST_F(LifetimeMonitor, aDiskThatIsNotConnectedIsNamedByItsSerialAlone) {
+TEST_F(DeviceLifetimeMonitorSmTest, NamesADiskThatIsNotConnectedByItsSerialAlone) {
    devices_->diskDel("KS0001");
    settle();
    later(1);
@@ -349,7 +349,7 @@ TEST_F(LifetimeMonitor, aDiskThatIsNotConnectedIsNamedByItsSerialAlone) {
    EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"", "KS0001", "", "", "0", "1"}));
 }
 
-TEST_F(LifetimeMonitor, aZombieHearsNothing) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresEventsAsAZombie) {
    settle();
    monitor_->vornDoZombieReactors(true);
    later(1);
@@ -373,7 +373,7 @@ struct LifetimeDropper {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(LifetimeMonitor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresFurtherChangesWhenDroppedWithinItsOwn) {
    LifetimeDropper dropper{&monitor_,
                            [&] {
                               life(70);
@@ -392,7 +392,7 @@ TEST_F(LifetimeMonitor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
    EXPECT_EQ(dropper.change->lastValue(), 80);
 }
 
-TEST_F(LifetimeMonitor, aZombieWatchesNoFurtherRecords) {
+TEST_F(DeviceLifetimeMonitorSmTest, WatchesNoFurtherRecordsAsAZombie) {
    monitor_->vornDoZombieReactors(true);
    smart_->deviceDataDel("KS0001");
    nvme_->deviceDataDel("KS0001");

@@ -19,14 +19,14 @@ constexpr int oracleRuns = 5'000;
 constexpr int oracleRuns = 100'000;
 #endif
 
-TEST(DeviceNamesTest, scsiDisksHaveOneLetter) {
+TEST(DeviceNamesTest, RecognisesScsiDisksByOneLetter) {
    for (auto const * name : {"sda", "sdz", "hda", "hdc"})
       EXPECT_TRUE(isScsiDiskName(name)) << name;
    for (auto const * name : {"", "sd", "sdaa", "sda1", "sdA", "vda", "sda ", " sda", "sd{", "sd`", "xsda"})
       EXPECT_FALSE(isScsiDiskName(name)) << name;
 }
 
-TEST(DeviceNamesTest, nvmeDisksAreNamespacesAndNotPartitions) {
+TEST(DeviceNamesTest, RecognisesNvmeNamespacesAndNotPartitions) {
    for (auto const * name : {"nvme0n1", "nvme12n345"})
       EXPECT_TRUE(isNvmeDiskName(name)) << name;
    for (auto const * name :
@@ -34,7 +34,7 @@ TEST(DeviceNamesTest, nvmeDisksAreNamespacesAndNotPartitions) {
       EXPECT_FALSE(isNvmeDiskName(name)) << name;
 }
 
-TEST(DeviceNamesTest, emmcDisksMayBeEmbedded) {
+TEST(DeviceNamesTest, RecognisesEmbeddedEmmcDisks) {
    for (auto const * name : {"mmcblk0", "emmcblk0", "mmcblk10"})
       EXPECT_TRUE(isEmmcDiskName(name)) << name;
    for (auto const * name :
@@ -42,7 +42,7 @@ TEST(DeviceNamesTest, emmcDisksMayBeEmbedded) {
       EXPECT_FALSE(isEmmcDiskName(name)) << name;
 }
 
-TEST(DeviceNamesTest, theWhiteboxTailIsCutOff) {
+TEST(DeviceNamesTest, CutsTheWhiteboxTailOff) {
    EXPECT_EQ(withoutWhiteboxTail("pci0000:00/ata1/1.*$"), "pci0000:00/ata1");
    EXPECT_EQ(withoutWhiteboxTail("a/b/"), "a/b");
    EXPECT_EQ(withoutWhiteboxTail("a/"), "a");
@@ -53,7 +53,7 @@ TEST(DeviceNamesTest, theWhiteboxTailIsCutOff) {
    EXPECT_EQ(withoutWhiteboxTail("a/1234567890$"), "a");
 }
 
-TEST(DeviceNamesTest, aPatternWithoutSuchATailIsKept) {
+TEST(DeviceNamesTest, KeepsAPatternWithoutSuchATail) {
    for (auto const * pattern :
         {"", "a", "ata1", "a/b", "a/..", "a/.*.*", "a/1.2", "a/$*", "a/*.", "a/1x", "a/$$"})
       EXPECT_EQ(withoutWhiteboxTail(pattern), std::nullopt) << pattern;
@@ -70,7 +70,7 @@ std::string randomText(std::mt19937 & random, std::array<std::string_view, size>
    return text;
 }
 
-TEST(DeviceNamesTest, namesAreToldAsTheRegularExpressionsTellThem) {
+TEST(DeviceNamesTest, ClassifiesNamesAsTheRegularExpressionsDo) {
    static constexpr std::array<std::string_view, 20> pieces{"s", "h",  "d", "a",    "z", "sd",     "nvme",
                                                             "n", "0",  "9", "10",   "e", "mmcblk", "p",
                                                             "$", "\n", "A", "\xE9", "",  "-"};
@@ -89,7 +89,7 @@ TEST(DeviceNamesTest, namesAreToldAsTheRegularExpressionsTellThem) {
    EXPECT_GT(matches, oracleRuns / 500);
 }
 
-TEST(DeviceNamesTest, theTailIsCutAsTheRegularExpressionCutsIt) {
+TEST(DeviceNamesTest, CutsTheTailAsTheRegularExpressionDoes) {
    static constexpr std::array<std::string_view, 16> pieces{
        "/", "/",    "/",  "1",  "42",           ".",    "*", "$",
        "a", "ata1", "\n", "\r", "\xE2\x80\xA8", "\x85", " ", std::string_view("\0", 1)};

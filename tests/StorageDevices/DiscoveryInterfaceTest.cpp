@@ -60,7 +60,7 @@ class DiscoveryInterfaceTest : public Support::VirtualTimeTest {
    Disk disk_ = fields_.make();
 };
 
-TEST_F(DiscoveryInterfaceTest, discoveryTellsWhatItWasGiven) {
+TEST_F(DiscoveryInterfaceTest, AnswersItsConstructorArguments) {
    auto const fruConfig = Pelm::make<FruConfig>();
    auto const devices = Pelm::make<ConnectedDevices>();
    auto const discovery = Pelm::make<ConnectedDevicesSm>(fruConfig, devices, tracker_);
@@ -92,7 +92,7 @@ class Order {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(DiscoveryInterfaceTest, aDiskIsComparedWithTheOneOfTheNameRecordedLast) {
+TEST_F(DiscoveryInterfaceTest, ComparesADiskWithTheOneOfTheNameRecordedLast) {
    auto const devices = Pelm::make<ConnectedDevices>();
    auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);
    Order const order{*devices};
@@ -109,7 +109,7 @@ TEST_F(DiscoveryInterfaceTest, aDiskIsComparedWithTheOneOfTheNameRecordedLast) {
    EXPECT_EQ(*devices->udevSerialToSerialMap("X"), "other");
 }
 
-TEST_F(DiscoveryInterfaceTest, aCollectorComesAndGoesWithItsReactor) {
+TEST_F(DiscoveryInterfaceTest, DeletesACollectorTogetherWithItsReactor) {
    auto const devices = Pelm::make<ConnectedDevices>();
    auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);
    auto const collector = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
@@ -144,7 +144,7 @@ class OwnCollector final : public DiskInfoCollectorSm {
    static auto lastUserGoneOperation() { return &OwnCollector::lastUserGone; }
 };
 
-TEST_F(DiscoveryInterfaceTest, theOperationsOfACollectorStandInTheirOrder) {
+TEST_F(DiscoveryInterfaceTest, KeepsTheOperationsOfACollectorInTheirOrder) {
    using Support::slotOf;
    std::vector<std::intptr_t> const slots = {
        slotOf(OwnCollector::lastUserGoneOperation()), slotOf(&DiskInfoCollectorSm::publisher),
@@ -156,7 +156,7 @@ TEST_F(DiscoveryInterfaceTest, theOperationsOfACollectorStandInTheirOrder) {
    EXPECT_EQ(Pelm::make<OwnCollector>(disk_)->typeData(), typeid(OwnCollector));
 }
 
-TEST_F(DiscoveryInterfaceTest, collectorsThatRunAToolLetGoOfIt) {
+TEST_F(DiscoveryInterfaceTest, ReleasesTheToolOfACollector) {
    auto const ssd = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
    EXPECT_EQ(ssd->childProcessTrackerSm(), tracker_);
    EXPECT_FALSE(ssd->initialized());
@@ -181,7 +181,7 @@ TEST_F(DiscoveryInterfaceTest, collectorsThatRunAToolLetGoOfIt) {
    EXPECT_EQ(nvme->finalDisk(), nullptr);
 }
 
-TEST_F(DiscoveryInterfaceTest, zombiesOfCollectorsPublishNothing) {
+TEST_F(DiscoveryInterfaceTest, PublishesNothingFromZombieCollectors) {
    auto const ssd = SsdDiskInfoCollectorSmIs(disk_, tracker_);
    auto const nvme = NvmeDiskInfoCollectorSmIs(disk_, tracker_);
    ssd->vornDoZombieReactors(true);
@@ -191,7 +191,7 @@ TEST_F(DiscoveryInterfaceTest, zombiesOfCollectorsPublishNothing) {
    EXPECT_EQ(nvme->finalDisk(), nullptr);
 }
 
-TEST_F(DiscoveryInterfaceTest, theBaseOffersWhatEveryCollectorHas) {
+TEST_F(DiscoveryInterfaceTest, OffersTheMembersOfEveryCollectorInTheBase) {
    Pelm::Ptr<DiskInfoCollectorSm> const held = Pelm::make<SsdDiskInfoCollectorSm>(disk_, tracker_);
    DiskInfoCollectorSm & ssd = *held;
    Support::ChangeRecorder const changes{ssd.finalDisk};
@@ -207,7 +207,7 @@ TEST_F(DiscoveryInterfaceTest, theBaseOffersWhatEveryCollectorHas) {
    EXPECT_EQ(eusb->udevDisk(), nullptr);
 }
 
-TEST_F(DiscoveryInterfaceTest, aGroupIsStrippedOfItsTrailingBlanks) {
+TEST_F(DiscoveryInterfaceTest, StripsTrailingBlanksOfAGroup) {
    std::cmatch match;
    std::regex_search("a: Foo  ;", match, std::regex{"a: ([^;]*);(x)?"});
    EXPECT_EQ(strippedMatch(match[1]), "Foo");

@@ -20,7 +20,7 @@ class PlainCollector final : public DiskInfoCollectorSm {
    using DiskInfoCollectorSm::finalizeUnchanged;
 };
 
-class DiskInfoCollectorTest : public testing::Test {
+class DiskInfoCollectorSmTest : public testing::Test {
  protected:
    Pelm::Ptr<ConnectedDisk const> finalDiskIs(DiskFields const & disk) {
       return collector_->finalDiskIs(disk.name, disk.mibType, disk.blockDevice, disk.mountPoint, disk.model,
@@ -33,12 +33,12 @@ class DiskInfoCollectorTest : public testing::Test {
    Support::ChangeRecorder<decltype(DiskInfoCollectorSm::finalDisk)> changes_{collector_->finalDisk};
 };
 
-TEST_F(DiskInfoCollectorTest, hasNoResultAtFirst) {
+TEST_F(DiskInfoCollectorSmTest, HasNoResultAtFirst) {
    EXPECT_EQ(collector_->finalDisk(), nullptr);
    EXPECT_EQ(Support::fieldsOf(*collector_->device()), disk_);
 }
 
-TEST_F(DiskInfoCollectorTest, publishesARecordOfTheTenValues) {
+TEST_F(DiskInfoCollectorSmTest, PublishesARecordOfTheTenValues) {
    DiskFields const final{"S", 4, "/dev/b", "/mnt/m", "M", "F", true, 2, "a", 7};
    auto const record = finalDiskIs(final);
    EXPECT_EQ(Support::fieldsOf(*record), final);
@@ -48,20 +48,20 @@ TEST_F(DiskInfoCollectorTest, publishesARecordOfTheTenValues) {
    EXPECT_EQ(*changes_.changes()[0].now, record);
 }
 
-TEST_F(DiskInfoCollectorTest, theSameValuesAsTheInputPublishSinceThereWasNoResult) {
+TEST_F(DiskInfoCollectorSmTest, PublishesValuesEqualToTheInputAsTheFirstResult) {
    finalDiskIs(disk_);
    EXPECT_EQ(changes_.count(), 1U);
    EXPECT_EQ(Support::fieldsOf(*collector_->finalDisk()), disk_);
 }
 
-TEST_F(DiskInfoCollectorTest, equalValuesAgainPublishNothing) {
+TEST_F(DiskInfoCollectorSmTest, PublishesNothingForEqualValuesAgain) {
    auto const first = finalDiskIs(disk_);
    EXPECT_EQ(finalDiskIs(disk_), first);
    EXPECT_EQ(collector_->finalDisk(), first);
    EXPECT_EQ(changes_.count(), 1U);
 }
 
-TEST_F(DiskInfoCollectorTest, anyOneDifferingValuePublishesANewRecord) {
+TEST_F(DiskInfoCollectorSmTest, PublishesANewRecordForOneDifferingValue) {
    using Alter = void (*)(DiskFields &);
    Alter const alterations[] = {[](DiskFields & disk) { disk.name = "other"; },
                                 [](DiskFields & disk) { disk.mibType = 3; },
@@ -86,7 +86,7 @@ TEST_F(DiskInfoCollectorTest, anyOneDifferingValuePublishesANewRecord) {
    }
 }
 
-TEST_F(DiskInfoCollectorTest, finalizeTakesFourValuesAndTheTypeAndCopiesTheRest) {
+TEST_F(DiskInfoCollectorSmTest, FinalizesFourValuesAndTheTypeAndCopiesTheRest) {
    collector_->finalize("S", "M", "F", 7);
    DiskFields expected = disk_;
    expected.name = "S";
@@ -97,7 +97,7 @@ TEST_F(DiskInfoCollectorTest, finalizeTakesFourValuesAndTheTypeAndCopiesTheRest)
    EXPECT_EQ(Support::fieldsOf(*collector_->finalDisk()), expected);
 }
 
-TEST_F(DiskInfoCollectorTest, finalizeUnchangedCopiesAllButTheType) {
+TEST_F(DiskInfoCollectorSmTest, FinalizesUnchangedAllButTheType) {
    collector_->finalizeUnchanged();
    DiskFields expected = disk_;
    expected.mibType = 1;
@@ -105,7 +105,7 @@ TEST_F(DiskInfoCollectorTest, finalizeUnchangedCopiesAllButTheType) {
    EXPECT_EQ(changes_.count(), 1U);
 }
 
-TEST_F(DiskInfoCollectorTest, deletingTheResultAnswersIt) {
+TEST_F(DiskInfoCollectorSmTest, AnswersTheResultThatItDeletes) {
    EXPECT_EQ(collector_->finalDiskDel(), nullptr);
    auto const record = finalDiskIs(disk_);
    EXPECT_EQ(collector_->finalDiskDel(), record);

@@ -30,12 +30,12 @@ class DriveDatabaseTest : public testing::Test {
    bool isSecondThere = false;
 };
 
-TEST_F(DriveDatabaseTest, withoutOneNoModelDeviates) {
+TEST_F(DriveDatabaseTest, MapsNoModelWithoutADatabase) {
    EXPECT_TRUE(findDeviceMapping("Sample SSD 256").empty());
    EXPECT_TRUE(findDeviceMapping("").empty());
 }
 
-TEST_F(DriveDatabaseTest, answersWhatTheHostsDatabaseKnows) {
+TEST_F(DriveDatabaseTest, AnswersTheMappingsOfTheHostsDatabase) {
    driveDatabaseIs(std::make_unique<OneModel>(isFirstThere));
    auto const mapping = findDeviceMapping("Sample SSD 256");
    ASSERT_EQ(mapping.size(), 1U);
@@ -45,7 +45,7 @@ TEST_F(DriveDatabaseTest, answersWhatTheHostsDatabaseKnows) {
    EXPECT_TRUE(findDeviceMapping("Sample SSD 512").empty());
 }
 
-TEST_F(DriveDatabaseTest, ownsTheDatabaseUntilTheNext) {
+TEST_F(DriveDatabaseTest, OwnsTheDatabaseUntilTheNext) {
    driveDatabaseIs(std::make_unique<OneModel>(isFirstThere));
    driveDatabaseIs(std::make_unique<OneModel>(isSecondThere));
    EXPECT_FALSE(isFirstThere);

@@ -83,7 +83,7 @@ class TextMaker {
                             "0x",        "g",         "0",           "000000000000000001"};
 };
 
-TEST(EmmcDataAccessOracleTest, readsRandomRegistersAsANaiveReaderDoes) {
+TEST(EmmcDataAccessOracleTest, ReadsRandomRegistersAsANaiveReaderDoes) {
    TextMaker maker(Support::randomSeed(20240615));
    Support::TempDir const folder;
    Register const lifeTime(folder.path(), "life_time");

@@ -35,7 +35,7 @@ class EmmcDataAccessTest : public testing::Test {
    Pelm::Ptr<DeviceEmmcData> const record = Pelm::make<DeviceEmmcData>("SN1");
 };
 
-TEST_F(EmmcDataAccessTest, readsBothFiles) {
+TEST_F(EmmcDataAccessTest, ReadsBothFiles) {
    EXPECT_TRUE(read("0x01 0x02\n", "0x01\n"));
    EXPECT_EQ(stored(), (Registers{1, 2, 1}));
    EXPECT_TRUE(record->lifetimeEstTypA().present());
@@ -44,7 +44,7 @@ TEST_F(EmmcDataAccessTest, readsBothFiles) {
    EXPECT_TRUE(traces.lines().empty());
 }
 
-TEST_F(EmmcDataAccessTest, numbersAreHexadecimalWithAndWithoutTheirPrefix) {
+TEST_F(EmmcDataAccessTest, ReadsHexadecimalNumbersWithAndWithoutTheirPrefix) {
    EXPECT_TRUE(read("01 0b", "02"));
    EXPECT_EQ(stored(), (Registers{1, 11, 2}));
    EXPECT_TRUE(read("0X0A\t0xFF\n", "ff"));
@@ -56,12 +56,12 @@ TEST_F(EmmcDataAccessTest, numbersAreHexadecimalWithAndWithoutTheirPrefix) {
 }
 
 // A number, not the character with that code.
-TEST_F(EmmcDataAccessTest, aDigitIsANumber) {
+TEST_F(EmmcDataAccessTest, ReadsASingleDigit) {
    EXPECT_TRUE(read("1 2", "3"));
    EXPECT_EQ(stored(), (Registers{1, 2, 3}));
 }
 
-TEST_F(EmmcDataAccessTest, anUnreadableTextStoresNothing) {
+TEST_F(EmmcDataAccessTest, StoresNothingFromAnUnreadableText) {
    for (auto const * lifeTime : {"", "\n", "0x01", "0x01\n", "x 0x01", "0x01,0x02", "0x100 0x01",
                                  "0x01 0x100", "0x01 -1", "0x1ffffffff 0x01", "0x", "zz zz"}) {
       EXPECT_FALSE(read(lifeTime, "0x01")) << lifeTime;
@@ -76,7 +76,7 @@ TEST_F(EmmcDataAccessTest, anUnreadableTextStoresNothing) {
    EXPECT_TRUE(traces.lines().empty());
 }
 
-TEST_F(EmmcDataAccessTest, withoutPreEolInfoTheEntryKeepsAll) {
+TEST_F(EmmcDataAccessTest, KeepsTheRecordWithoutPreEolInfo) {
    ASSERT_TRUE(read("0x01 0x02", "0x01"));
    folder.fileIs("life_time", "0x05 0x06");
    std::filesystem::remove(folder.path() / "pre_eol_info");
@@ -85,7 +85,7 @@ TEST_F(EmmcDataAccessTest, withoutPreEolInfoTheEntryKeepsAll) {
    EXPECT_EQ(traces.errors(), std::vector<std::string>{unopened("pre_eol_info")});
 }
 
-TEST_F(EmmcDataAccessTest, withoutLifeTimeTheEntryKeepsAll) {
+TEST_F(EmmcDataAccessTest, KeepsTheRecordWithoutLifeTime) {
    ASSERT_TRUE(read("0x01 0x02", "0x01"));
    folder.fileIs("pre_eol_info", "0x03");
    std::filesystem::remove(folder.path() / "life_time");
@@ -94,20 +94,20 @@ TEST_F(EmmcDataAccessTest, withoutLifeTimeTheEntryKeepsAll) {
    EXPECT_EQ(traces.errors(), std::vector<std::string>{unopened("life_time")});
 }
 
-TEST_F(EmmcDataAccessTest, withoutEitherBothAreTraced) {
+TEST_F(EmmcDataAccessTest, TracesBothMissingFiles) {
    EXPECT_FALSE(read());
    EXPECT_FALSE(stored());
    EXPECT_EQ(traces.errors(), (std::vector<std::string>{unopened("life_time"), unopened("pre_eol_info")}));
 }
 
-TEST_F(EmmcDataAccessTest, aFolderInTheFilesPlaceStoresNothing) {
+TEST_F(EmmcDataAccessTest, StoresNothingFromAFolderInTheFilesPlace) {
    folder.fileIs("life_time", "0x01 0x02");
    std::filesystem::create_directory(folder.path() / "pre_eol_info");
    EXPECT_FALSE(read());
    EXPECT_FALSE(stored());
 }
 
-TEST_F(EmmcDataAccessTest, storesPreEolInfoFirstAndTellsOfWhatChanged) {
+TEST_F(EmmcDataAccessTest, StoresPreEolInfoFirstAndNotifiesOfChangesAlone) {
    class Order {
     public:
       explicit Order(DeviceEmmcData const & data) {
@@ -132,14 +132,14 @@ TEST_F(EmmcDataAccessTest, storesPreEolInfoFirstAndTellsOfWhatChanged) {
    EXPECT_EQ(order.told, "PABB");
 }
 
-TEST_F(EmmcDataAccessTest, countsGoodReadings) {
+TEST_F(EmmcDataAccessTest, CountsGoodReadings) {
    EXPECT_TRUE(read("0x01 0x02", "0x01"));
    EXPECT_TRUE(read("0x01 0x02", "0x01"));
    EXPECT_FALSE(read("0x01", "0x01"));
    EXPECT_EQ(record->reading.count(), 2U);
 }
 
-TEST_F(EmmcDataAccessTest, opensOrTraces) {
+TEST_F(EmmcDataAccessTest, OpensTheFileOrTraces) {
    folder.fileIs("here", "text");
    std::ifstream here;
    EXPECT_TRUE(EmmcDataAccess::safeOpenFilestream(here, folder.string() + "/here"));
@@ -149,7 +149,7 @@ TEST_F(EmmcDataAccessTest, opensOrTraces) {
    EXPECT_EQ(traces.errors(), std::vector<std::string>{unopened("gone")});
 }
 
-TEST(LifetimeEmmcAttrTest, tellsThePercentThatIsLeft) {
+TEST(LifetimeEmmcAttrTest, AnswersThePercentThatIsLeft) {
    EXPECT_EQ(LifetimeEmmcAttr().percentValue(), -1);
    int const expected[] = {-1, 100, 90, 80, 70, 60, 50, 40, 30, 20, 10, 0};
    for (unsigned raw = 0; raw < 256; ++raw)
@@ -158,14 +158,14 @@ TEST(LifetimeEmmcAttrTest, tellsThePercentThatIsLeft) {
           << raw;
 }
 
-TEST(EmmcAttrTest, anUnreadValueIsNotAZero) {
+TEST(EmmcAttrTest, DistinguishesAnUnreadValueFromZero) {
    EXPECT_FALSE(PreEolEmmcAttr().present());
    EXPECT_TRUE(PreEolEmmcAttr(0).present());
    EXPECT_NE(PreEolEmmcAttr(), PreEolEmmcAttr(0));
    EXPECT_EQ(PreEolEmmcAttr(3).raw(), 3);
 }
 
-TEST(EmmcDataTest, recordsAreKeptUntilTheyAreDeleted) {
+TEST(EmmcDataTest, KeepsRecordsUntilTheyAreDeleted) {
    auto const all = Pelm::make<EmmcData>();
    all->deviceDataIs("SN1");
    auto const first = all->deviceData("SN1");

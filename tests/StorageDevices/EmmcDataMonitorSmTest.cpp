@@ -19,9 +19,9 @@ constexpr char opener[] =
     "bool StorageDevices::EmmcDataAccess::safeOpenFilestream(std::ifstream&, std::string)";
 constexpr char updater[] = "virtual void StorageDevices::EmmcDataMonitorSm::updateDevice(const String&)";
 
-class EmmcMonitor : public Support::VirtualTimeTest {
+class EmmcDataMonitorSmTest : public Support::VirtualTimeTest {
  protected:
-   EmmcMonitor() { std::filesystem::create_directory(folder_.path() / "mmcblk0"); }
+   EmmcDataMonitorSmTest() { std::filesystem::create_directory(folder_.path() / "mmcblk0"); }
 
    void registersAre(char const * lifeTime, char const * preEolInfo) const {
       folder_.fileIs("mmcblk0/life_time", lifeTime);
@@ -54,7 +54,7 @@ class EmmcMonitor : public Support::VirtualTimeTest {
    Pelm::Ptr<EmmcDataMonitorSm> monitor_;
 };
 
-TEST_F(EmmcMonitor, readsTheThreeRegistersAtEveryPoll) {
+TEST_F(EmmcDataMonitorSmTest, ReadsTheThreeRegistersAtEveryPoll) {
    registersAre("0x01 0x02\n", "0x01\n");
    plug("E1");
    start();
@@ -68,7 +68,7 @@ TEST_F(EmmcMonitor, readsTheThreeRegistersAtEveryPoll) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(EmmcMonitor, aMissingFileKeepsAllThreeValues) {
+TEST_F(EmmcDataMonitorSmTest, KeepsAllThreeValuesWhenAFileIsMissing) {
    registersAre("0x01 0x02\n", "0x01\n");
    plug("E1");
    start();
@@ -83,7 +83,7 @@ TEST_F(EmmcMonitor, aMissingFileKeepsAllThreeValues) {
                     std::string{updater} + " Error while parsing data for E1"}));
 }
 
-TEST_F(EmmcMonitor, oneFileThatCannotBeOpenedDoesNotHideTheOther) {
+TEST_F(EmmcDataMonitorSmTest, ReadsOneFileWhenTheOtherCannotBeOpened) {
    plug("E1");
    start();
    Host::turn();
@@ -94,7 +94,7 @@ TEST_F(EmmcMonitor, oneFileThatCannotBeOpenedDoesNotHideTheOther) {
    EXPECT_EQ(values("E1"), (std::vector<int>{-1, -1, -1}));
 }
 
-TEST_F(EmmcMonitor, watchesDisksOfNoKnownBusOnly) {
+TEST_F(EmmcDataMonitorSmTest, WatchesOnlyDisksOfNoKnownBus) {
    registersAre("0x01 0x02\n", "0x01\n");
    for (unsigned char const bus : {0, 1, 2})
       plug("disk" + std::to_string(bus), bus);
@@ -104,7 +104,7 @@ TEST_F(EmmcMonitor, watchesDisksOfNoKnownBusOnly) {
    EXPECT_TRUE(data_->deviceData.contains("E1"));
 }
 
-TEST_F(EmmcMonitor, aRecordWhoseDiskMovedToAnotherBusStaysAndIsNotRead) {
+TEST_F(EmmcDataMonitorSmTest, KeepsButDoesNotReadARecordWhoseDiskMovedToAnotherBus) {
    registersAre("0x01 0x02\n", "0x01\n");
    plug("E1");
    start();
@@ -119,7 +119,7 @@ TEST_F(EmmcMonitor, aRecordWhoseDiskMovedToAnotherBusStaysAndIsNotRead) {
    EXPECT_EQ(values("E1"), (std::vector<int>{5, 6, 2}));
 }
 
-TEST_F(EmmcMonitor, dropsAChipThatGoesAndWhatAnEarlierRunLeftBehind) {
+TEST_F(EmmcDataMonitorSmTest, DropsADeviceThatGoesAndRecordsOfAnEarlierRun) {
    data_->deviceDataIs("gone");
    plug("E1");
    start();
@@ -128,20 +128,20 @@ TEST_F(EmmcMonitor, dropsAChipThatGoesAndWhatAnEarlierRunLeftBehind) {
    EXPECT_TRUE(data_->deviceData.empty());
 }
 
-TEST_F(EmmcMonitor, readsARemovableCardAsSoonAsItAppears) {
+TEST_F(EmmcDataMonitorSmTest, ReadsARemovableCardAsSoonAsItAppears) {
    registersAre("0x01 0x02\n", "0x01\n");
    start();
    plug("card", emmcBus, true);
    EXPECT_EQ(values("card"), (std::vector<int>{1, 2, 1}));
 }
 
-TEST_F(EmmcMonitor, looksIntoSysfsByDefault) {
+TEST_F(EmmcDataMonitorSmTest, ReadsSysfsByDefault) {
    plug("E1");
    monitor_ = emmcDataMonitorSmFactory(interval_, devices_, data_);
    EXPECT_EQ(monitor_->emmcBaseDir(), "/sys/block/%s/device");
 }
 
-TEST_F(EmmcMonitor, aRecordWhoseDiskIsGoneIsNotRead) {
+TEST_F(EmmcDataMonitorSmTest, DoesNotReadARecordWhoseDiskIsGone) {
    start();
    data_->deviceDataIs("stranger");
    Host::runFor(61);

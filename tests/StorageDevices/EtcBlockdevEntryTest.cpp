@@ -5,13 +5,13 @@
 namespace StorageDevices {
 namespace {
 
-TEST(EtcBlockdevEntryTest, isComparedByValue) {
+TEST(EtcBlockdevEntryTest, ComparesByValue) {
    EXPECT_TRUE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("a.*", "drive")));
    EXPECT_FALSE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("a.*", "flash")));
    EXPECT_FALSE(EtcBlockdevEntry("a.*", "drive").isEq(EtcBlockdevEntry("b.*", "drive")));
 }
 
-TEST(EtcBlockdevEntryTest, itsAttributesAreReadAndWritten) {
+TEST(EtcBlockdevEntryTest, ReadsAndWritesItsAttributes) {
    EtcBlockdevEntry entry{"a.*", "drive"};
    EXPECT_EQ(entry.sysPathRe(), "a.*");
    EXPECT_EQ(entry.mount(), "drive");
@@ -20,7 +20,7 @@ TEST(EtcBlockdevEntryTest, itsAttributesAreReadAndWritten) {
    EXPECT_EQ(entry, EtcBlockdevEntry("b.*", "flash"));
 }
 
-TEST(EtcBlockdevEntryTest, itsTextFormReadsBack) {
+TEST(EtcBlockdevEntryTest, ReadsItsTextFormBack) {
    EtcBlockdevEntry const entry{"pci0000:00/.*, \"x\"\\(1)", "drive"};
    EXPECT_EQ(entry.stringValue().view(),
              R"x(EtcBlockdevEntry(sysPathRe="pci0000:00/.*, \"x\"\\(1)", mount="drive"))x");

@@ -14,14 +14,14 @@ std::string modelOf(std::string const & linkName, std::string const & serial = "
    return eusbModel("/dev/disk/by-id/" + linkName, serial, "before");
 }
 
-TEST(EusbModelTest, theModelStandsBetweenBusAndSerial) {
+TEST(EusbModelTest, FindsTheModelBetweenBusAndSerial) {
    EXPECT_EQ(modelOf("usb-Vendor_Flash_Drive_0123ABCD-0:0"), "Vendor_Flash_Drive");
    EXPECT_EQ(eusbModel(TestData::sample("eusb-16gb/devlinks"), "EXU0000000000001", ""),
              "Example_Flash_Drive");
    EXPECT_EQ(modelOf("usb-Generic-_SM_xD-Picture_0123ABCD-0:1"), "Generic-_SM_xD-Picture");
 }
 
-TEST(EusbModelTest, theFirstLinkInTheFolderDecides) {
+TEST(EusbModelTest, UsesTheFirstLinkInTheFolder) {
    std::string const good = "/dev/disk/by-id/usb-Good_S1-0:0";
    EXPECT_EQ(
        eusbModel("/dev/disk/by-path/usb-Path_S1 \n\t" + good + " /dev/disk/by-id/usb-Late_S1", "S1", "m"),
@@ -31,31 +31,31 @@ TEST(EusbModelTest, theFirstLinkInTheFolderDecides) {
    EXPECT_EQ(eusbModel("/dev/disk/by-id x/dev/disk/by-id/usb-Bad_S1 " + good, "S1", "m"), "Good");
 }
 
-TEST(EusbModelTest, withoutALinkTheModelStays) {
+TEST(EusbModelTest, KeepsTheModelWithoutALink) {
    for (auto const * links : {"", "  ", "/dev/disk/by-path/pci-0000:00:14.0-usb-0:7 /dev/disk/by-diskseq/9"})
       EXPECT_EQ(eusbModel(links, "S1", "before"), "before");
 }
 
-TEST(EusbModelTest, aNameTooShortLeavesTheModel) {
+TEST(EusbModelTest, KeepsTheModelWhereTheNameIsTooShort) {
    for (auto const * name : {"", "-", "usb", "usb-", "usb-S", "usb_Model_S"})
       EXPECT_EQ(modelOf(name, "S"), "before") << name;
    EXPECT_EQ(modelOf("usb-_S", "S"), "");
    EXPECT_EQ(modelOf("usb-M_S", "S"), "M");
 }
 
-TEST(EusbModelTest, aSerialRightAfterTheHyphenIsNotFoundThere) {
+TEST(EusbModelTest, DoesNotFindASerialRightAfterTheHyphen) {
    EXPECT_EQ(modelOf("usb-0123ABCD-0:0"), "before");
    EXPECT_EQ(modelOf("usb-0123ABCD_Drive_0123ABCD-0:0"), "0123ABCD_Drive");
    EXPECT_EQ(modelOf("usb-AAA", "AA"), "");
 }
 
-TEST(EusbModelTest, aSerialNotFoundOrEmptyLeavesTheModel) {
+TEST(EusbModelTest, KeepsTheModelWhereTheSerialIsEmptyOrNotFound) {
    EXPECT_EQ(modelOf("usb-Vendor_Flash_Drive_0123ABCE-0:0"), "before");
    EXPECT_EQ(modelOf("usb-Vendor_Flash_Drive_0123abcd-0:0"), "before");
    EXPECT_EQ(modelOf("usb-Vendor_Flash_Drive_0123ABCD-0:0", ""), "before");
 }
 
-TEST(EusbModelTest, theIdentityHasNoEmptyText) {
+TEST(EusbModelTest, ReplacesEmptyTextsOfTheIdentity) {
    EXPECT_EQ(eusbIdentity("", "", "", ""), (EusbIdentity{"Unknown", "Unknown", "Unknown"}));
    EXPECT_EQ(eusbIdentity("/dev/disk/by-path/x", "S", "", "1.0"), (EusbIdentity{"Unknown", "S", "1.0"}));
    EXPECT_EQ(eusbIdentity("/dev/disk/by-id/usb-_S", "S", "before", ""),
@@ -81,7 +81,7 @@ std::string naiveModel(std::string const & devlinks, std::string const & serial,
    return model;
 }
 
-TEST(EusbModelTest, readsRandomLinksAsTheRuleSays) {
+TEST(EusbModelTest, ReadsRandomLinksByTheRule) {
    std::vector<std::string> const pieces{"/dev/disk/by-id/",
                                          "/dev/disk/by-id/",
                                          "/dev/disk/by-path/",
@@ -110,7 +110,7 @@ TEST(EusbModelTest, readsRandomLinksAsTheRuleSays) {
    EXPECT_GT(changed, 2'000);
 }
 
-TEST(EusbModelTest, findsAModelInTheLinksOfRealUsbDisks) {
+TEST(EusbModelTest, FindsAModelInTheLinksOfRealUsbDisks) {
    SKIP_WITHOUT_CORPUS();
    int found = 0;
    for (auto const & file : TestData::corpusFiles("udev")) {

@@ -25,7 +25,7 @@ class ExprPatternTest : public testing::Test {
    ExprPatterns patterns_;
 };
 
-TEST_F(ExprPatternTest, patternsOfAppliancesAreAnsweredAsByExpr) {
+TEST_F(ExprPatternTest, AnswersPatternsOfAppliancesAsExprDoes) {
    for (char const * const pattern : {"pci0000:00/0000:00:1f.2/ata1",
                                       "pci.*/ata1/.*",
                                       ".*/ata[0-9]*/",
@@ -76,7 +76,7 @@ TEST_F(ExprPatternTest, patternsOfAppliancesAreAnsweredAsByExpr) {
          expectTheSame(string, pattern);
 }
 
-TEST_F(ExprPatternTest, groupsCountsAndReferencesAreLeftToExpr) {
+TEST_F(ExprPatternTest, LeavesGroupsCountsAndReferencesToExpr) {
    for (char const * const pattern : {"\\(pci\\).*", "\\(x*\\)", "\\(0\\)", "p\\{1\\}", "p\\{1", "\\(p",
                                       "\\)", "\\(p\\)\\1", "p\\1", "\\{1\\}p", "p\\{2,1\\}", "\\\\(p"}) {
       expectTheSame(path, pattern);
@@ -88,7 +88,7 @@ TEST_F(ExprPatternTest, groupsCountsAndReferencesAreLeftToExpr) {
    EXPECT_TRUE(isPlainPattern("a(1){2}\\."));
 }
 
-TEST_F(ExprPatternTest, randomPatternsAreAnsweredAsByExpr) {
+TEST_F(ExprPatternTest, AnswersRandomPatternsAsExprDoes) {
    std::mt19937 random{Support::randomSeed(11)};
    constexpr std::string_view letters = "aab..**[]^$\\-+?|/";
    for (int i = 0; i < 1500; ++i) {
@@ -102,7 +102,7 @@ TEST_F(ExprPatternTest, randomPatternsAreAnsweredAsByExpr) {
    }
 }
 
-TEST_F(ExprPatternTest, plainPatternsStartNoProgram) {
+TEST_F(ExprPatternTest, StartsNoProgramForPlainPatterns) {
    Support::EnvironmentSetting const noPrograms{"PATH", "/nowhere"};
    for (int i = 0; i < 1000; ++i)
       EXPECT_EQ(patterns_.ask(path, ".*/ata1/.*").status, 0);

@@ -31,13 +31,13 @@ using Vorn::Seconds;
 template <class T, class Value>
 constexpr bool isA = std::same_as<std::remove_cvref_t<Value>, T>;
 
-class FileSystemInterface : public Support::VirtualTimeTest {
+class FileSystemInterfaceTest : public Support::VirtualTimeTest {
  protected:
-   FileSystemInterface() {
+   FileSystemInterfaceTest() {
       Support::DiskFields{.mountPoint = folder_.string()}.writeTo(*devices_);
       mountPtMonitorHelperCreatorIs([] { return Pelm::make<MountPtMonitorHelper>(); });
    }
-   ~FileSystemInterface() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~FileSystemInterfaceTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
 
    Support::TempDir folder_{Support::folderWithDirectIo()};
    Pelm::String mountPoint_{folder_.string()};
@@ -46,7 +46,7 @@ class FileSystemInterface : public Support::VirtualTimeTest {
 
 using State = FsHealthSmState;
 
-TEST(FileSystemStateInterface, HasTheNamesAndNumbersOfTheStates) {
+TEST(FsHealthSmStateInterfaceTest, HasTheNamesAndNumbersOfTheStates) {
    constexpr std::array names{"idle", "setup", "writeTest", "readTest", "cleanup"};
    static_assert(sizeof(State) == 1);
    for (unsigned char number = 0; number < names.size(); ++number) {
@@ -65,7 +65,7 @@ TEST(FileSystemStateInterface, HasTheNamesAndNumbersOfTheStates) {
    EXPECT_TRUE(State{State::idle} != State{State::setup});
 }
 
-TEST_F(FileSystemInterface, OfTheHealthTest) {
+TEST_F(FileSystemInterfaceTest, OffersTheHealthTest) {
    Ptr<FsHealthSm> const test = fsHealthSmFactory(mountPoint_, 4096U, devices_);
    static_assert(isA<Pelm::String, decltype(test->mntPt())>);
    static_assert(isA<std::uint32_t, decltype(test->blkSize())>);
@@ -94,7 +94,7 @@ TEST_F(FileSystemInterface, OfTheHealthTest) {
    test->stateIs(State::cleanup);
 }
 
-TEST_F(FileSystemInterface, OfTheHealthTestHasItsFiguresAsAttributes) {
+TEST_F(FileSystemInterfaceTest, OffersTheFiguresOfTheHealthTestAsAttributes) {
    Ptr<FsHealthSm> const test = fsHealthSmFactory(mountPoint_, 4096U, devices_);
    static_assert(isA<std::uint32_t, decltype(test->highUtilThreshold())>);
    EXPECT_EQ(test->highUtilThreshold(), 85U);
@@ -111,7 +111,7 @@ TEST_F(FileSystemInterface, OfTheHealthTestHasItsFiguresAsAttributes) {
    EXPECT_EQ(test->pauseDelay() + test->testDelay() + test->hungDelay() + test->utilChkDelay(), Seconds{14});
 }
 
-TEST_F(FileSystemInterface, OfTheHealthTestBeforeItIsInitialised) {
+TEST_F(FileSystemInterfaceTest, OffersAnEmptyHealthTestBeforeItIsInitialised) {
    auto const test = Pelm::make<FsHealthSm>(mountPoint_, 4096U, devices_);
    EXPECT_FALSE(test->initialized());
    EXPECT_EQ(test->testClock(), nullptr);
@@ -121,7 +121,7 @@ TEST_F(FileSystemInterface, OfTheHealthTestBeforeItIsInitialised) {
    EXPECT_FALSE(test->ioOps());
 }
 
-TEST_F(FileSystemInterface, OfItsSystemCalls) {
+TEST_F(FileSystemInterfaceTest, OffersTheSystemCallsOfTheHealthTest) {
    Ptr<FsHealthIoOps> const ops = fsHealthIoOpsFactory();
    struct Named {
       FsHealthIoOps::Attribute const & attribute;
@@ -158,7 +158,7 @@ TEST_F(FileSystemInterface, OfItsSystemCalls) {
    static_assert(std::same_as<int, decltype(ops->closeFd(int{}))>);
 }
 
-TEST_F(FileSystemInterface, OfAMountPointsMonitor) {
+TEST_F(FileSystemInterfaceTest, OffersTheMonitorOfAMountPoint) {
    auto const helper = Pelm::make<MountPtMonitorHelper>();
    Ptr<MountPtMonitorSm> const monitor = mountPtMonitorSmFactory(mountPoint_, helper, devices_);
    static_assert(isA<Ptr<MountPtMonitorHelper>, decltype(monitor->helper())>);
@@ -184,7 +184,7 @@ TEST_F(FileSystemInterface, OfAMountPointsMonitor) {
    EXPECT_EQ(Pelm::make<MountPtMonitorSm>(mountPoint_, helper, devices_)->testClock(), nullptr);
 }
 
-TEST_F(FileSystemInterface, OfTheMountPointsManager) {
+TEST_F(FileSystemInterfaceTest, OffersTheManagerOfMountPoints) {
    Ptr<MountPtMonitorManagerSm> const manager = mountPtMonitorManagerSmFactory(devices_);
    static_assert(isA<Ptr<ConnectedDevices>, decltype(manager->devices())>);
    static_assert(isA<Ptr<MountPtMonitorHelper>, decltype(manager->helper())>);
@@ -199,7 +199,7 @@ TEST_F(FileSystemInterface, OfTheMountPointsManager) {
    EXPECT_TRUE(manager->mountPtMonitorSm.empty());
 }
 
-TEST_F(FileSystemInterface, OfTheKernelErrorWatcher) {
+TEST_F(FileSystemInterfaceTest, OffersTheWatcherOfKernelErrors) {
    auto const info = Pelm::make<StorageDevicesInfo>();
    Pelm::String const path{folder_.string() + "/socket"};
    Ptr<StorageDeviceErrWatcherSm> const watcher = storageDeviceErrWatcherSmFactory(info, devices_, path);
@@ -227,7 +227,7 @@ TEST_F(FileSystemInterface, OfTheKernelErrorWatcher) {
    EXPECT_EQ(watcher->kMsgSockFd(), -1);
 }
 
-TEST_F(FileSystemInterface, OfTheKernelErrorWatcherHasTheExpressionsInTheirOrder) {
+TEST_F(FileSystemInterfaceTest, OffersTheExpressionsOfTheWatcherInTheirOrder) {
    char const * const lines[9] = {"usb 1-2: device descriptor read",
                                   "ata1: hard resetting link",
                                   "mmc0: Timeout waiting for hardware",

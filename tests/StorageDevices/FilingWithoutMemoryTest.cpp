@@ -43,9 +43,9 @@ class FilingWithoutMemory : public Support::ToolMonitorTest {
    }
 };
 
-class SmartFiling : public FilingWithoutMemory {
+class SmartFilingTest : public FilingWithoutMemory {
  protected:
-   SmartFiling() : FilingWithoutMemory{"smartctl", "StorageSmartDataMonitorSm", {.name = "S1"}} {}
+   SmartFilingTest() : FilingWithoutMemory{"smartctl", "StorageSmartDataMonitorSm", {.name = "S1"}} {}
 
    static std::string row(int id, char const * name, int raw) {
       return R"({"id":)" + std::to_string(id) + R"(,"name":")" + name +
@@ -54,7 +54,7 @@ class SmartFiling : public FilingWithoutMemory {
    }
 };
 
-TEST_F(SmartFiling, thatFailsAnywhereIsAFailedReading) {
+TEST_F(SmartFilingTest, CountsAFailedReadingWhereverAnAllocationFails) {
    auto const data = Pelm::make<SmartData>();
    auto const monitor = smartDataMonitorSmFactory(interval_, devices_, data, tracker_);
    plug();
@@ -82,16 +82,16 @@ TEST_F(SmartFiling, thatFailsAnywhereIsAFailedReading) {
    EXPECT_LT(allocation, 1000);
 }
 
-class NvmeFiling : public FilingWithoutMemory {
+class NvmeFilingTest : public FilingWithoutMemory {
  protected:
-   NvmeFiling()
+   NvmeFilingTest()
        : FilingWithoutMemory{
              "nvme",
              "StorageNvmeDataMonitorSm",
              {.name = "N1", .blockDevice = "/dev/nvme0n1", .busType = ConnectedDisk::BusType::nvme}} {}
 };
 
-TEST_F(NvmeFiling, thatFailsAnywhereIsAFailedReading) {
+TEST_F(NvmeFilingTest, CountsAFailedReadingWhereverAnAllocationFails) {
    auto const data = Pelm::make<NvmeData>();
    auto const monitor = nvmeDataMonitorSmFactory(interval_, devices_, data, tracker_);
    plug();

@@ -84,10 +84,10 @@ int mkdir(char const * path, mode_t mode) noexcept {
 namespace StorageDevices {
 namespace {
 
-class FsHealthCalls : public Support::VirtualTimeTest {
+class FsHealthCallsTest : public Support::VirtualTimeTest {
  protected:
-   FsHealthCalls() { Host::runFor(0); }
-   ~FsHealthCalls() override { seenCalls = nullptr; }
+   FsHealthCallsTest() { Host::runFor(0); }
+   ~FsHealthCallsTest() override { seenCalls = nullptr; }
 
    Support::TempDir folder{Support::folderWithDirectIo()};
    std::string mountPoint = folder.string();
@@ -95,7 +95,7 @@ class FsHealthCalls : public Support::VirtualTimeTest {
        fsHealthSmFactory(mountPoint.c_str(), blockSize, Pelm::make<ConnectedDevices>());
 };
 
-TEST_F(FsHealthCalls, ACallThatMayBlockIsNamedWithItsMountPoint) {
+TEST_F(FsHealthCallsTest, NamesABlockingCallWithItsMountPoint) {
    std::vector<std::string> calls;
    seenCalls = &calls;
    machine->start();
@@ -109,7 +109,7 @@ TEST_F(FsHealthCalls, ACallThatMayBlockIsNamedWithItsMountPoint) {
    EXPECT_EQ(Host::activity().operation, nullptr);
 }
 
-TEST_F(FsHealthCalls, SeeksFromTheStartAndHandsOnlyItsAlignedBlockToTheCalls) {
+TEST_F(FsHealthCallsTest, SeeksFromTheStartAndPassesOnlyItsAlignedBlock) {
    std::vector<std::string> calls;
    seeks.clear();
    buffers.clear();
@@ -122,7 +122,7 @@ TEST_F(FsHealthCalls, SeeksFromTheStartAndHandsOnlyItsAlignedBlockToTheCalls) {
    EXPECT_EQ(buffers, std::vector<void const *>(2, machine->alignedBlock()));
 }
 
-TEST_F(FsHealthCalls, SoIsTheLookAtTheUse) {
+TEST_F(FsHealthCallsTest, NamesTheSamplingOfTheUseAsABlockingCall) {
    std::vector<std::string> calls;
    Host::traceLevelIs("StorageFsHealthSm", 7);
    Host::traceSinkIs([&](Host::TraceLine const & line) {
@@ -136,7 +136,7 @@ TEST_F(FsHealthCalls, SoIsTheLookAtTheUse) {
    EXPECT_EQ(calls, std::vector<std::string>{"statvfs of " + mountPoint});
 }
 
-TEST_F(FsHealthCalls, ASetupThatIsToBeTriedAgainIsCountedAndTriedAtTheNextTest) {
+TEST_F(FsHealthCallsTest, CountsASetupThatSaysAgainAndRepeatsItAtTheNextTest) {
    mkdirError = EAGAIN;
    machine->start();
    mkdirError = 0;
@@ -148,7 +148,7 @@ TEST_F(FsHealthCalls, ASetupThatIsToBeTriedAgainIsCountedAndTriedAtTheNextTest) 
    EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::writeTest});
 }
 
-TEST_F(FsHealthCalls, AGoodTestLeavesNothingToWatch) {
+TEST_F(FsHealthCallsTest, LeavesNothingToWatchAfterAGoodTest) {
    Support::TraceRecorder const traces{{"VornPoller", 0}};
    machine->start();
    Host::runFor(3600);

@@ -109,9 +109,9 @@ constexpr Way ways[] = {
      }},
 };
 
-class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
+class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
  protected:
-   FsHealthInterruptions() {
+   FsHealthInterruptionsTest() {
       Host::turn();  // opens what the loop itself holds
       before_ = Support::openDescriptors();
    }
@@ -191,7 +191,7 @@ class FsHealthInterruptions : public Support::VirtualTimeTest, public testing::W
    std::vector<int> before_;
 };
 
-TEST_P(FsHealthInterruptions, StopItForGood) {
+TEST_P(FsHealthInterruptionsTest, StopsForGoodInAnyNotification) {
    auto const check = [this](Interruption const & interruption) {
       expectStopped();
       int const heard = interruption.notifications();
@@ -203,7 +203,7 @@ TEST_P(FsHealthInterruptions, StopItForGood) {
    EXPECT_GT(interruptEach([this] { machine_->stop(); }, check), 4);
 }
 
-TEST_P(FsHealthInterruptions, StopAndStartItAgain) {
+TEST_P(FsHealthInterruptionsTest, StopsAndRestartsInAnyNotification) {
    auto const check = [this](Interruption const &) {
       ASSERT_TRUE(restartedAt_);
       Vorn::Seconds const restarted = *std::exchange(restartedAt_, std::nullopt);
@@ -224,7 +224,7 @@ TEST_P(FsHealthInterruptions, StopAndStartItAgain) {
    EXPECT_GT(interruptEach(restart, check), 4);
 }
 
-TEST_P(FsHealthInterruptions, StartItWhileItStops) {
+TEST_P(FsHealthInterruptionsTest, StartsWhileItStops) {
    int notified = 0;
    for (double const into : {0.0, 302.0, 602.0})
       for (int at = 1;; ++at) {
@@ -247,7 +247,7 @@ TEST_P(FsHealthInterruptions, StartItWhileItStops) {
    EXPECT_GT(notified, 4);
 }
 
-TEST_P(FsHealthInterruptions, StopItWhileItStartsAgain) {
+TEST_P(FsHealthInterruptionsTest, StopsWhileItStartsAgain) {
    int notified = 0;
    for (int at = 1;; ++at) {
       make();
@@ -263,13 +263,13 @@ TEST_P(FsHealthInterruptions, StopItWhileItStartsAgain) {
    EXPECT_GT(notified, 2);
 }
 
-TEST_P(FsHealthInterruptions, LetGoOfIt) {
+TEST_P(FsHealthInterruptionsTest, EndsWhenReleasedInAnyNotification) {
    auto const check = [this](Interruption const &) { EXPECT_FALSE(machine_); };
    EXPECT_GT(interruptEach([this] { machine_ = nullptr; }, check), 4);
    EXPECT_EQ(Support::openDescriptors(), before_);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, FsHealthInterruptions, testing::ValuesIn(ways),
+INSTANTIATE_TEST_SUITE_P(All, FsHealthInterruptionsTest, testing::ValuesIn(ways),
                          [](auto const & way) { return std::string{way.param.name}; });
 
 }  // namespace

@@ -78,9 +78,9 @@ namespace fs = std::filesystem;
 
 using Texts = std::vector<std::string>;
 
-class FsHealthLinks : public Support::VirtualTimeTest {
+class FsHealthLinksTest : public Support::VirtualTimeTest {
  protected:
-   FsHealthLinks() {
+   FsHealthLinksTest() {
       Host::turn();  // opens what the loop itself holds
       before_ = Support::openDescriptors();
       fs::create_directory(elsewhere_);
@@ -174,7 +174,7 @@ constexpr Trap traps[] = {
     {"aFolder", false, [](auto const & place, auto const &) { fs::create_directory(place); }},
 };
 
-class FsHealthTraps : public FsHealthLinks, public testing::WithParamInterface<Trap> {
+class FsHealthTrapsTest : public FsHealthLinksTest, public testing::WithParamInterface<Trap> {
  protected:
    void SetUp() override {
       if (GetParam().needsRoot && geteuid() != 0)
@@ -185,7 +185,7 @@ class FsHealthTraps : public FsHealthLinks, public testing::WithParamInterface<T
    }
 };
 
-TEST_P(FsHealthTraps, BeforeTheTestMakesWayForTheFile) {
+TEST_P(FsHealthTrapsTest, ReplacesATrapLeftBeforeTheTest) {
    setIn(cookie());
    machine_->start();
    if (std::string{GetParam().name} == "aFolder") {
@@ -196,14 +196,14 @@ TEST_P(FsHealthTraps, BeforeTheTestMakesWayForTheFile) {
    expectHealthy();
 }
 
-TEST_P(FsHealthTraps, SwappedInBeforeTheWritingIsNotWrittenTo) {
+TEST_P(FsHealthTrapsTest, DoesNotWriteToATrapSwappedInBeforeTheWriteTest) {
    machine_->start();
    setIn(cookie());
    Host::runFor(301);
    expectRefused("writeTest - open");
 }
 
-TEST_P(FsHealthTraps, SwappedInWhileTheFileIsMadeIsNotWrittenTo) {
+TEST_P(FsHealthTrapsTest, DoesNotWriteToATrapSwappedInWhileTheFileIsMade) {
    machine_->start();
    beforeMaking = [this] { setIn(cookie()); };
    Host::runFor(301);
@@ -211,7 +211,7 @@ TEST_P(FsHealthTraps, SwappedInWhileTheFileIsMadeIsNotWrittenTo) {
    expectRefused("writeTest - open");
 }
 
-TEST_P(FsHealthTraps, SwappedInWhileTheFileIsOpenedIsNotOpened) {
+TEST_P(FsHealthTrapsTest, DoesNotOpenATrapSwappedInWhileTheFileIsOpened) {
    machine_->start();
    Host::runFor(301);
    beforeOpeningItself = [this] {
@@ -223,7 +223,7 @@ TEST_P(FsHealthTraps, SwappedInWhileTheFileIsOpenedIsNotOpened) {
    expectHealthy();
 }
 
-TEST_P(FsHealthTraps, SwappedInBeforeTheReadingIsNotRead) {
+TEST_P(FsHealthTrapsTest, DoesNotReadATrapSwappedInBeforeTheReadTest) {
    machine_->start();
    Host::runFor(301);
    setIn(cookie());
@@ -232,23 +232,23 @@ TEST_P(FsHealthTraps, SwappedInBeforeTheReadingIsNotRead) {
 }
 
 // The same in the place of the folder.
-class FsHealthFolderTraps : public FsHealthTraps {};
+class FsHealthFolderTrapsTest : public FsHealthTrapsTest {};
 
-TEST_P(FsHealthFolderTraps, ThereBeforeIsNotEntered) {
+TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapLeftBeforeTheTest) {
    setIn(debug());
    machine_->start();
    bool const isLink = std::string{GetParam().name}.find("Link") != std::string::npos;
    expectRefused("setupTest - unlink", isLink ? ELOOP : ENOTDIR);
 }
 
-TEST_P(FsHealthFolderTraps, SwappedInBeforeTheWritingIsNotEntered) {
+TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapSwappedInBeforeTheWriteTest) {
    machine_->start();
    setIn(debug());
    Host::runFor(301);
    expectRefused("writeTest - open");
 }
 
-TEST_P(FsHealthFolderTraps, SwappedInBeforeTheReadingIsNotEntered) {
+TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapSwappedInBeforeTheReadTest) {
    machine_->start();
    Host::runFor(301);
    setIn(debug());
@@ -259,11 +259,11 @@ TEST_P(FsHealthFolderTraps, SwappedInBeforeTheReadingIsNotEntered) {
 std::string trapName(testing::TestParamInfo<Trap> const & trap) {
    return trap.param.name;
 }
-INSTANTIATE_TEST_SUITE_P(All, FsHealthTraps, testing::ValuesIn(traps), trapName);
-INSTANTIATE_TEST_SUITE_P(All, FsHealthFolderTraps, testing::ValuesIn(std::begin(traps), std::end(traps) - 1),
-                         trapName);
+INSTANTIATE_TEST_SUITE_P(All, FsHealthTrapsTest, testing::ValuesIn(traps), trapName);
+INSTANTIATE_TEST_SUITE_P(All, FsHealthFolderTrapsTest,
+                         testing::ValuesIn(std::begin(traps), std::end(traps) - 1), trapName);
 
-TEST_F(FsHealthLinks, AFileOfThatNameBehindALinkedFolderIsNotDeleted) {
+TEST_F(FsHealthLinksTest, DoesNotDeleteAFileBehindALinkedFolder) {
    std::string const theirs = "elsewhere/healthTestCookie";
    folder_.fileIs(theirs, "theirs");
    fs::create_directory_symlink(elsewhere_, debug());
@@ -272,13 +272,13 @@ TEST_F(FsHealthLinks, AFileOfThatNameBehindALinkedFolderIsNotDeleted) {
    EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
 }
 
-TEST_F(FsHealthLinks, NoFolderIsMadeBehindALink) {
+TEST_F(FsHealthLinksTest, MakesNoFolderBehindALink) {
    fs::create_directory_symlink(elsewhere_ / "new", debug());
    machine_->start();
    expectRefused("setupTest - unlink");
 }
 
-TEST_F(FsHealthLinks, AFifoThatSomebodyReadsTellsThemNothing) {
+TEST_F(FsHealthLinksTest, SendsNothingToTheReaderOfAFifo) {
    machine_->start();
    replace(cookie(), [](fs::path const & place) { ASSERT_EQ(mkfifo(place.c_str(), 0666), 0); });
    int const reader = open(cookie().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -290,7 +290,7 @@ TEST_F(FsHealthLinks, AFifoThatSomebodyReadsTellsThemNothing) {
    expectRefused("writeTest - open");
 }
 
-TEST_F(FsHealthLinks, APlainFileThatSomebodyPutThereIsUsed) {
+TEST_F(FsHealthLinksTest, UsesAPlainFileThatSomebodyElseMade) {
    machine_->start();
    replace(cookie(), [](fs::path const & place) { std::ofstream{place} << "another"; });
    Host::runFor(601);
@@ -298,7 +298,7 @@ TEST_F(FsHealthLinks, APlainFileThatSomebodyPutThereIsUsed) {
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
 }
 
-TEST_F(FsHealthLinks, ALongerFileThatSomebodyPutThereIsNotCutShort) {
+TEST_F(FsHealthLinksTest, DoesNotTruncateALongerFileThatSomebodyElseMade) {
    machine_->start();
    replace(cookie(), [this](fs::path const & place) { std::ofstream{place} << precious_; });
    Host::runFor(601);
@@ -306,7 +306,7 @@ TEST_F(FsHealthLinks, ALongerFileThatSomebodyPutThereIsNotCutShort) {
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str() + precious_.substr(blockSize));
 }
 
-TEST_F(FsHealthLinks, TheMountPointItselfMayBeALink) {
+TEST_F(FsHealthLinksTest, FollowsAMountPointThatIsItselfALink) {
    fs::path const link = folder_.path() / "link";
    fs::create_directory_symlink(mountPoint_, link);
    watch(link);
@@ -316,7 +316,7 @@ TEST_F(FsHealthLinks, TheMountPointItselfMayBeALink) {
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
 }
 
-TEST_F(FsHealthLinks, AFileThatGetsAnotherNameWhileItIsOpenedIsNotUsed) {
+TEST_F(FsHealthLinksTest, DoesNotUseAFileThatGetsAnotherNameWhileItIsOpened) {
    machine_->start();
    Host::runFor(301);
    beforeOpeningItself = [this] { fs::create_hard_link(cookie(), mountPoint_ / "another"); };
@@ -324,7 +324,7 @@ TEST_F(FsHealthLinks, AFileThatGetsAnotherNameWhileItIsOpenedIsNotUsed) {
    expectRefused("readTest - open");
 }
 
-TEST_F(FsHealthLinks, OwnersDoNotMatter) {
+TEST_F(FsHealthLinksTest, IgnoresOwners) {
    if (geteuid() != 0)
       GTEST_SKIP() << "only root gives files away";
    constexpr uid_t another = 12345;
@@ -339,7 +339,7 @@ TEST_F(FsHealthLinks, OwnersDoNotMatter) {
 }
 
 // Somebody swaps file and folder for links as fast as a thread can.
-TEST_F(FsHealthLinks, ARaceIsNeverWon) {
+TEST_F(FsHealthLinksTest, LosesNoRaceAgainstASwappedFile) {
    fs::create_directory(debug());
    fs::create_directory_symlink(elsewhere_, mountPoint_ / "aside");
    int const mount = open(mountPoint_.c_str(), O_PATH | O_CLOEXEC);
@@ -371,7 +371,7 @@ TEST_F(FsHealthLinks, ARaceIsNeverWon) {
 }
 
 // What only root can arrange: other file systems in the place of the folder and of the file.
-class FsHealthMounts : public FsHealthLinks {
+class FsHealthMountsTest : public FsHealthLinksTest {
  protected:
    static void SetUpTestSuite() { lacking_ = Support::ownMountTable(); }
    void SetUp() override {
@@ -381,7 +381,7 @@ class FsHealthMounts : public FsHealthLinks {
    static inline std::string lacking_;
 };
 
-TEST_F(FsHealthMounts, AnotherDeviceInThePlaceOfTheFolderIsNotEntered) {
+TEST_F(FsHealthMountsTest, DoesNotEnterAnotherDeviceInThePlaceOfTheFolder) {
    Support::MountedFolder const other{"other", debug()};
    ASSERT_TRUE(other);
    std::ofstream{cookie()} << "theirs";
@@ -390,7 +390,7 @@ TEST_F(FsHealthMounts, AnotherDeviceInThePlaceOfTheFolderIsNotEntered) {
    EXPECT_EQ(Support::fileContent(cookie()), "theirs");
 }
 
-TEST_F(FsHealthMounts, AnotherDeviceMountedOnTheFolderDuringTheTestIsNotEntered) {
+TEST_F(FsHealthMountsTest, DoesNotEnterADeviceMountedOnTheFolderDuringTheTest) {
    machine_->start();
    {
       Support::MountedFolder const other{"other", debug()};
@@ -405,7 +405,7 @@ TEST_F(FsHealthMounts, AnotherDeviceMountedOnTheFolderDuringTheTestIsNotEntered)
    expectHealthy();
 }
 
-TEST_F(FsHealthMounts, AFileOfAnotherDeviceIsNotWrittenTo) {
+TEST_F(FsHealthMountsTest, DoesNotWriteToAFileOfAnotherDevice) {
    fs::path const other = folder_.path() / "other";
    Support::MountedFolder const mounted{"other", other};
    ASSERT_TRUE(mounted);

@@ -28,9 +28,9 @@ namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 using State = FsHealthSmState;
 
-class FsHealthRules : public Support::VirtualTimeTest {
+class FsHealthRulesTest : public Support::VirtualTimeTest {
  protected:
-   FsHealthRules() {
+   FsHealthRulesTest() {
       Host::turn();
       machine_ = make(blockSize);
    }
@@ -68,7 +68,7 @@ class FsHealthRules : public Support::VirtualTimeTest {
    Pelm::Ptr<FsHealthSm> machine_;
 };
 
-TEST_F(FsHealthRules, EachCharacterIsDrawnFromDigitsThenCapitalsByTheCLibrarysGenerator) {
+TEST_F(FsHealthRulesTest, DrawsEachCharacterFromDigitsThenCapitalsByTheCGenerator) {
    std::string const alphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
    std::srand(20261122);
    machine_->start();
@@ -79,7 +79,7 @@ TEST_F(FsHealthRules, EachCharacterIsDrawnFromDigitsThenCapitalsByTheCLibrarysGe
    EXPECT_EQ(machine_->cookieData(), expected);
 }
 
-TEST_F(FsHealthRules, TheGeneratorIsTheHostsToSeed) {
+TEST_F(FsHealthRulesTest, LeavesTheSeedOfTheGeneratorToTheHost) {
    std::srand(1);
    machine_->start();
    std::string const first = machine_->cookieData().str();
@@ -89,7 +89,7 @@ TEST_F(FsHealthRules, TheGeneratorIsTheHostsToSeed) {
    EXPECT_EQ(another->cookieData(), first);
 }
 
-TEST_F(FsHealthRules, TheBlockIsAlignedToItsSizeWhateverThatIs) {
+TEST_F(FsHealthRulesTest, AlignsTheBlockToItsSize) {
    for (std::uint32_t const size : {512U, 4096U, 1U << 16, 1U << 20}) {
       auto const machine = make(size);
       EXPECT_EQ(reinterpret_cast<std::uintptr_t>(machine->alignedBlock()) % size, 0U) << size;
@@ -98,7 +98,7 @@ TEST_F(FsHealthRules, TheBlockIsAlignedToItsSizeWhateverThatIs) {
    }
 }
 
-TEST_F(FsHealthRules, AUseBelowZeroIsNoneAtAll) {
+TEST_F(FsHealthRulesTest, TreatsAUseBelowZeroAsNone) {
    use(86);
    EXPECT_TRUE(machine_->utilThresholdExceeded());
    use(-2);
@@ -106,7 +106,7 @@ TEST_F(FsHealthRules, AUseBelowZeroIsNoneAtAll) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(FsHealthRules, TheUseIsComparedWithTheThresholdAsItIsNow) {
+TEST_F(FsHealthRulesTest, ComparesTheUseWithTheCurrentThreshold) {
    machine_->highUtilThresholdIs(90);
    use(90);
    EXPECT_FALSE(machine_->utilThresholdExceeded());
@@ -114,7 +114,7 @@ TEST_F(FsHealthRules, TheUseIsComparedWithTheThresholdAsItIsNow) {
    EXPECT_TRUE(machine_->utilThresholdExceeded());
 }
 
-TEST_F(FsHealthRules, TheUseIsSampledAfterEachDelayAsItIsSet) {
+TEST_F(FsHealthRulesTest, SamplesTheUseAfterEachDelayAsItIsSet) {
    ops().utilChkRetIs(50);
    machine_->utilChkDelayIs(1000);
    EXPECT_EQ((machine_->utilChkClock()->timeMin() - Vorn::System::currentTime()).value(), 120)
@@ -125,14 +125,14 @@ TEST_F(FsHealthRules, TheUseIsSampledAfterEachDelayAsItIsSet) {
    EXPECT_EQ(traces_.texts(7).size(), 3U);
 }
 
-TEST_F(FsHealthRules, TheUseIsSampledOnWhateverItWas) {
+TEST_F(FsHealthRulesTest, ContinuesToSampleTheUseWhateverItWas) {
    for (int const percent : {-1, 86, 99, 10}) {
       use(percent);
       EXPECT_NEAR((machine_->utilChkClock()->timeMin() - Vorn::System::currentTime()).value(), 120, 1.1);
    }
 }
 
-TEST_F(FsHealthRules, SetupIsEnteredOnceByEachStart) {
+TEST_F(FsHealthRulesTest, EntersSetupOnceAtEachStart) {
    Support::ChangeRecorder const texts{machine_->cookieData};
    Support::ChangeRecorder const states{machine_->state};
    machine_->start();
@@ -143,7 +143,7 @@ TEST_F(FsHealthRules, SetupIsEnteredOnceByEachStart) {
    EXPECT_EQ(traces_.count(7, "handleSetupState " + machine_->cookieFilePath().str()), 2);
 }
 
-TEST_F(FsHealthRules, StartedWhileItWaitsInSetupItOnlyRuns) {
+TEST_F(FsHealthRulesTest, OnlyRunsWhenStartedWhileItWaitsInSetup) {
    fs::remove_all(folder_.path());
    machine_->stateIs(State::setup);
    EXPECT_FALSE(machine_->running());
@@ -152,7 +152,7 @@ TEST_F(FsHealthRules, StartedWhileItWaitsInSetupItOnlyRuns) {
    EXPECT_EQ(logs_.messages().size(), 1U) << "the mount point is examined once";
 }
 
-TEST_F(FsHealthRules, AClockThatRingsInSetupIsTracedAndNothingMore) {
+TEST_F(FsHealthRulesTest, OnlyTracesAClockThatRingsInSetup) {
    fs::remove_all(folder_.path());
    machine_->start();
    traces_.clear();
@@ -163,7 +163,7 @@ TEST_F(FsHealthRules, AClockThatRingsInSetupIsTracedAndNothingMore) {
    EXPECT_EQ(logs_.texts(), Texts{});
 }
 
-TEST_F(FsHealthRules, CleanupIsEnteredOnceByAStop) {
+TEST_F(FsHealthRulesTest, EntersCleanupOnceAtAStop) {
    machine_->stop();
    Support::ChangeRecorder const states{machine_->state};
    machine_->stop();
@@ -171,7 +171,7 @@ TEST_F(FsHealthRules, CleanupIsEnteredOnceByAStop) {
    EXPECT_EQ(machine_->state(), State{State::cleanup});
 }
 
-TEST_F(FsHealthRules, EnteringTheStateThatItIsInDoesNothing) {
+TEST_F(FsHealthRulesTest, DoesNothingWhenItEntersTheStateThatItIsIn) {
    machine_->start();
    machine_->stateIs(State::readTest);
    Host::runFor(100);
@@ -179,7 +179,7 @@ TEST_F(FsHealthRules, EnteringTheStateThatItIsInDoesNothing) {
    EXPECT_EQ(nextTest(), 200) << "it is not armed again";
 }
 
-TEST_F(FsHealthRules, WhatWasLoggedIsForgottenBeforeTheMountPointIsExamined) {
+TEST_F(FsHealthRulesTest, ForgetsLoggedErrorsBeforeItExaminesTheMountPoint) {
    failOnce();
    fs::remove_all(folder_.path());
    machine_->start();
@@ -187,7 +187,7 @@ TEST_F(FsHealthRules, WhatWasLoggedIsForgottenBeforeTheMountPointIsExamined) {
    EXPECT_FALSE(machine_->syslogTriggered());
 }
 
-TEST_F(FsHealthRules, ASetupThatFailsLeavesThePhasesOfTheLastTestAsTheyWere) {
+TEST_F(FsHealthRulesTest, KeepsThePhasesOfTheLastTestWhenASetupFails) {
    passOnce();
    std::string const text = machine_->cookieData().str();
    fs::remove_all(folder_.path() / "debug");
@@ -202,7 +202,7 @@ TEST_F(FsHealthRules, ASetupThatFailsLeavesThePhasesOfTheLastTestAsTheyWere) {
    EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
 }
 
-TEST_F(FsHealthRules, OnlyAShortWriteIsTraced) {
+TEST_F(FsHealthRulesTest, TracesOnlyAShortWrite) {
    machine_->start();
    Host::runFor(299);
    ops().writeRetIs(static_cast<std::int32_t>(blockSize) + 1);
@@ -216,7 +216,7 @@ TEST_F(FsHealthRules, OnlyAShortWriteIsTraced) {
    EXPECT_EQ(traces_.errors(), Texts{"doWriteTest not all data was written"});
 }
 
-TEST_F(FsHealthRules, PositiveResultsAreNoFailures) {
+TEST_F(FsHealthRulesTest, AcceptsPositiveResults) {
    ops().lseekRetIs(7);
    ops().fsyncRetIs(1);
    passOnce();
@@ -224,7 +224,7 @@ TEST_F(FsHealthRules, PositiveResultsAreNoFailures) {
    EXPECT_EQ(logs_.texts(), Texts{});
 }
 
-TEST_F(FsHealthRules, APositiveResultOfAPhasesCloseIsNoFailure) {
+TEST_F(FsHealthRulesTest, AcceptsAPositiveResultOfAClose) {
    auto const before = Support::openDescriptors();
    machine_->start();
    Host::runFor(299);
@@ -238,7 +238,7 @@ TEST_F(FsHealthRules, APositiveResultOfAPhasesCloseIsNoFailure) {
          close(fd);  // which the answer did not
 }
 
-TEST_F(FsHealthRules, ItsDescriptorIsWatchedOnlyForWhatAPhaseWaitsFor) {
+TEST_F(FsHealthRulesTest, WatchesItsDescriptorOnlyForTheAwaitedEvent) {
    auto const & fd = *machine_->fsHealthSmFd();
    EXPECT_EQ(fd.name(), "fsHealthSm");
    EXPECT_TRUE(fd.nonBlocking());
@@ -258,7 +258,7 @@ TEST_F(FsHealthRules, ItsDescriptorIsWatchedOnlyForWhatAPhaseWaitsFor) {
    EXPECT_TRUE(fd.notifyOnReadable() && !fd.notifyOnWritable());
 }
 
-TEST_F(FsHealthRules, ATestThatIsLetGoEndsAtOnce) {
+TEST_F(FsHealthRulesTest, EndsATestAtOnceWhenReleased) {
    auto const before = Support::openDescriptors();
    machine_->start();
    Host::runFor(299);

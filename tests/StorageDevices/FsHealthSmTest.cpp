@@ -51,9 +51,9 @@ namespace {
 using Texts = std::vector<std::string>;
 using State = FsHealthSmState;
 
-class FsHealth : public Support::VirtualTimeTest {
+class FsHealthSmTest : public Support::VirtualTimeTest {
  protected:
-   FsHealth() {
+   FsHealthSmTest() {
       Host::turn();  // opens what the loop itself holds, whichever test is the first
       Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
@@ -101,7 +101,7 @@ class FsHealth : public Support::VirtualTimeTest {
    Pelm::Ptr<FsHealthSm> machine_;
 };
 
-TEST_F(FsHealth, doesNothingUntilItIsStarted) {
+TEST_F(FsHealthSmTest, DoesNothingBeforeItIsStarted) {
    EXPECT_EQ(state(), "idle");
    EXPECT_EQ(nextTest(), -1);
    Host::runFor(day);
@@ -109,7 +109,7 @@ TEST_F(FsHealth, doesNothingUntilItIsStarted) {
    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug"));
 }
 
-TEST_F(FsHealth, writesReadsAndRests) {
+TEST_F(FsHealthSmTest, WritesReadsAndRests) {
    machine_->start();
    EXPECT_EQ(state(), "writeTest");
    EXPECT_EQ(nextTest(), 300);
@@ -128,7 +128,7 @@ TEST_F(FsHealth, writesReadsAndRests) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(FsHealth, testsAgainWithNewTextEveryFifteenMinutes) {
+TEST_F(FsHealthSmTest, TestsAgainWithNewTextEveryFifteenMinutes) {
    machine_->start();
    std::set<std::string> texts;
    for (int i = 0; i < 10; ++i) {
@@ -139,7 +139,7 @@ TEST_F(FsHealth, testsAgainWithNewTextEveryFifteenMinutes) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(FsHealth, waitsForEachOfItsDelaysAsItIsSet) {
+TEST_F(FsHealthSmTest, WaitsForEachOfItsDelaysAsItIsSet) {
    machine_->testDelayIs(100);
    machine_->hungDelayIs(50);
    ops().lseekRetIs(-1);
@@ -162,7 +162,7 @@ TEST_F(FsHealth, waitsForEachOfItsDelaysAsItIsSet) {
    EXPECT_NEAR(nextTest(), 999, 1.1) << "after a failure that was logged";
 }
 
-TEST_F(FsHealth, tracesEachStep) {
+TEST_F(FsHealthSmTest, TracesEachStep) {
    machine_->start();
    Host::runFor(900);
    Texts expected{"handleSetupState " + cookie().string(), "handleTestClock writeTest",
@@ -176,7 +176,7 @@ TEST_F(FsHealth, tracesEachStep) {
    EXPECT_EQ(told, expected);
 }
 
-TEST_F(FsHealth, aNewTestHasNothingOfTheLastOne) {
+TEST_F(FsHealthSmTest, StartsEachTestWithoutResultsOfTheLastOne) {
    ops().writeRetIs(-1);
    ops().writeErrnoIs(EIO);
    machine_->start();
@@ -193,7 +193,7 @@ TEST_F(FsHealth, aNewTestHasNothingOfTheLastOne) {
    EXPECT_FALSE(machine_->writeTestOk() || machine_->readTestOk());
 }
 
-TEST_F(FsHealth, goesPastThePageCache) {
+TEST_F(FsHealthSmTest, BypassesThePageCache) {
    for (State::Value const phase : {State::writeTest, State::readTest}) {
       int const fd = holdOpen(phase);
       ASSERT_GE(fd, 0);
@@ -205,7 +205,7 @@ TEST_F(FsHealth, goesPastThePageCache) {
    }
 }
 
-TEST_F(FsHealth, itsTextIsABlockOfDigitsAndCapitals) {
+TEST_F(FsHealthSmTest, WritesABlockOfDigitsAndCapitals) {
    machine_->start();
    std::string const & text = machine_->cookieData().str();
    EXPECT_EQ(text.size(), blockSize);
@@ -213,7 +213,7 @@ TEST_F(FsHealth, itsTextIsABlockOfDigitsAndCapitals) {
    EXPECT_EQ(std::set<char>(text.begin(), text.end()).size(), 36U);
 }
 
-TEST_F(FsHealth, touchesNothingButItsOwnFile) {
+TEST_F(FsHealthSmTest, TouchesOnlyItsOwnFile) {
    folder_.fileIs("precious", "data");
    std::filesystem::create_directory(folder_.path() / "debug");
    folder_.fileIs("debug/other", "data");
@@ -229,7 +229,7 @@ TEST_F(FsHealth, touchesNothingButItsOwnFile) {
    EXPECT_EQ(folder_.content("precious") + folder_.content("debug/other"), "datadata");
 }
 
-TEST_F(FsHealth, aMountPointThatIsNotThereIsToldOnceAndWaitedForARestart) {
+TEST_F(FsHealthSmTest, ReportsAMissingMountPointOnceAndWaitsForARestart) {
    std::filesystem::remove_all(folder_.path());
    machine_->start();
    EXPECT_EQ(logged(), Texts{"setupTest - exists: not a directory or doesn't exist"});
@@ -244,7 +244,7 @@ TEST_F(FsHealth, aMountPointThatIsNotThereIsToldOnceAndWaitedForARestart) {
    EXPECT_EQ(state(), "writeTest");
 }
 
-TEST_F(FsHealth, aMountPointThatIsGoneAtARestartStopsTheClock) {
+TEST_F(FsHealthSmTest, StopsTheClockWhenTheMountPointIsGoneAtARestart) {
    machine_->start();
    EXPECT_EQ(nextTest(), 300);
    std::filesystem::remove_all(folder_.path());
@@ -253,14 +253,14 @@ TEST_F(FsHealth, aMountPointThatIsGoneAtARestartStopsTheClock) {
    EXPECT_EQ(nextTest(), -1);
 }
 
-TEST_F(FsHealth, aFileIsNoMountPoint) {
+TEST_F(FsHealthSmTest, RefusesAFileAsAMountPoint) {
    std::filesystem::remove_all(folder_.path());
    std::ofstream{folder_.path()} << "file";
    machine_->start();
    EXPECT_EQ(logged(), Texts{"setupTest - exists: not a directory or doesn't exist"});
 }
 
-TEST_F(FsHealth, aFolderInTheWayOfItsFileIsTracedAndTriedAgain) {
+TEST_F(FsHealthSmTest, TracesAFolderInThePlaceOfItsFileAndRetries) {
    std::filesystem::create_directories(cookie() / "x");
    machine_->start();
    EXPECT_EQ(traces_.errors(), Texts{"setupTest - unlink failed with Is a directory"});
@@ -270,7 +270,7 @@ TEST_F(FsHealth, aFolderInTheWayOfItsFileIsTracedAndTriedAgain) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(FsHealth, anErrorOfTheMediumInSetupIsLoggedAndPausesForADay) {
+TEST_F(FsHealthSmTest, LogsAMediumErrorInSetupAndPausesForADay) {
    machine_ = fsHealthSmFactory("/proc/self", blockSize, devices_);  // where no folder can be made
    machine_->start();
    ASSERT_EQ(logged().size(), 1U);
@@ -280,7 +280,7 @@ TEST_F(FsHealth, anErrorOfTheMediumInSetupIsLoggedAndPausesForADay) {
    EXPECT_EQ(nextTest(), day);
 }
 
-TEST_F(FsHealth, itsFolderIsForItsUserAndGroup) {
+TEST_F(FsHealthSmTest, RestrictsItsFolderToItsUserAndGroup) {
    mode_t const before = umask(0);
    machine_->start();
    umask(before);
@@ -289,7 +289,7 @@ TEST_F(FsHealth, itsFolderIsForItsUserAndGroup) {
    EXPECT_EQ(status.st_mode & 0777U, 0770U);
 }
 
-TEST_F(FsHealth, itsFileIsForEverybodyToRead) {
+TEST_F(FsHealthSmTest, MakesItsFileReadableForEverybody) {
    mode_t const before = umask(0);
    reach(State::writeTest);
    Host::runFor(2);
@@ -299,14 +299,14 @@ TEST_F(FsHealth, itsFileIsForEverybodyToRead) {
    EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
-TEST_F(FsHealth, aFileInTheWayOfItsFolderIsTracedAndTriedAgain) {
+TEST_F(FsHealthSmTest, TracesAFileInThePlaceOfItsFolderAndRetries) {
    folder_.fileIs("debug", "");
    machine_->start();
    EXPECT_EQ(traces_.errors(), Texts{"setupTest - unlink failed with Not a directory"});
    EXPECT_EQ(state(), "idle");
 }
 
-TEST_F(FsHealth, namesTheDiskInItsMessages) {
+TEST_F(FsHealthSmTest, NamesTheDiskInItsMessages) {
    ops().openRetIs(-1);
    ops().openErrnoIs(EIO);
    reach(State::writeTest);
@@ -333,7 +333,7 @@ struct Step {
    friend void PrintTo(Step const & step, std::ostream * out) { *out << step.name; }
 };
 
-class FsHealthSteps : public FsHealth, public testing::WithParamInterface<Step> {
+class FsHealthStepsTest : public FsHealthSmTest, public testing::WithParamInterface<Step> {
  protected:
    // The step fails with that error while its phase runs.
    void failWith(int error) {
@@ -348,7 +348,7 @@ class FsHealthSteps : public FsHealth, public testing::WithParamInterface<Step> 
    }
 };
 
-TEST_P(FsHealthSteps, failWithAnErrorOfTheMediumIsLoggedAndPausesForADay) {
+TEST_P(FsHealthStepsTest, LogsAMediumErrorAndPausesForADay) {
    for (int const error : {EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT}) {
       logs_.clear();
       failWith(error);
@@ -362,7 +362,7 @@ TEST_P(FsHealthSteps, failWithAnErrorOfTheMediumIsLoggedAndPausesForADay) {
    EXPECT_EQ(machine_->nonSyslogErrorCount() + machine_->eagainErrorCount(), 0U);
 }
 
-TEST_P(FsHealthSteps, failWithAnotherErrorIsTracedAndTestedAgainSoon) {
+TEST_P(FsHealthStepsTest, TracesAnotherErrorAndTestsAgainSoon) {
    for (int const error : {EINVAL, EINTR, ENODEV, 0}) {
       traces_.clear();
       failWith(error);
@@ -376,7 +376,7 @@ TEST_P(FsHealthSteps, failWithAnotherErrorIsTracedAndTestedAgainSoon) {
    EXPECT_EQ(machine_->nonSyslogErrorCount(), 4U);
 }
 
-TEST_P(FsHealthSteps, failWithAgainIsCountedOnceAndTheHungTimerDecides) {
+TEST_P(FsHealthStepsTest, CountsAnAgainOnceAndLeavesTheRestToTheHungTimer) {
    failWith(EAGAIN);
    EXPECT_EQ(state(), GetParam().phase == State::writeTest ? "writeTest" : "readTest");
    EXPECT_EQ(machine_->eagainErrorCount(), 1U);
@@ -397,7 +397,7 @@ TEST_P(FsHealthSteps, failWithAgainIsCountedOnceAndTheHungTimerDecides) {
    }
 }
 
-TEST_P(FsHealthSteps, leaveNoDescriptorBehind) {
+TEST_P(FsHealthStepsTest, LeavesNoDescriptorAfterAFailure) {
    auto const before = Support::openDescriptors();
    bool const closing = std::string{GetParam().name}.ends_with("close");
    for (int const error : {EIO, EINVAL, EAGAIN}) {
@@ -409,7 +409,7 @@ TEST_P(FsHealthSteps, leaveNoDescriptorBehind) {
        << "a close that is made to fail does not close";
 }
 
-TEST_P(FsHealthSteps, mayMakeTheHostLetGoOfTheMachine) {
+TEST_P(FsHealthStepsTest, AllowsTheHostToReleaseTheMachineAtAFailure) {
    Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
    failWith(EIO);
    EXPECT_FALSE(machine_);
@@ -417,7 +417,7 @@ TEST_P(FsHealthSteps, mayMakeTheHostLetGoOfTheMachine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    All, FsHealthSteps,
+    All, FsHealthStepsTest,
     testing::Values(
         Step{"writeTest - open", State::writeTest, &FsHealthIoOps::openRetIs, &FsHealthIoOps::openErrnoIs},
         Step{"writeTest - lseek", State::writeTest, &FsHealthIoOps::lseekRetIs, &FsHealthIoOps::lseekErrnoIs},
@@ -429,7 +429,7 @@ INSTANTIATE_TEST_SUITE_P(
         Step{"readTest - read", State::readTest, &FsHealthIoOps::readRetIs, &FsHealthIoOps::readErrnoIs},
         Step{"readTest - close", State::readTest, &FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs}));
 
-TEST_F(FsHealth, allErrorsOfTheMediumAndNoOthersAreLogged) {
+TEST_F(FsHealthSmTest, LogsAllErrorsOfTheMediumAndNoOthers) {
    std::set<int> loggedErrors;
    machine_->start();
    for (int error = 0; error <= EHWPOISON; ++error) {
@@ -444,7 +444,7 @@ TEST_F(FsHealth, allErrorsOfTheMediumAndNoOthersAreLogged) {
    EXPECT_EQ(loggedErrors, (std::set<int>{EPERM, ENOENT, EIO, EACCES, EBUSY, ENOSPC, EDQUOT}));
 }
 
-TEST_F(FsHealth, writingTestsAnyNegativeSeekAndReadingOnlyMinusOne) {
+TEST_F(FsHealthSmTest, FailsWritingAtAnyNegativeSeekAndReadingOnlyAtMinusOne) {
    reach(State::writeTest);
    ops().lseekRetIs(-2);
    ops().lseekErrnoIs(EIO);
@@ -459,7 +459,7 @@ TEST_F(FsHealth, writingTestsAnyNegativeSeekAndReadingOnlyMinusOne) {
    EXPECT_EQ(logged().size(), 1U);
 }
 
-TEST_F(FsHealth, aShortWriteIsTracedAndThePhaseGoesOn) {
+TEST_F(FsHealthSmTest, TracesAShortWriteAndContinuesThePhase) {
    reach(State::writeTest);
    ops().writeRetIs(100);
    Host::runFor(2);
@@ -468,7 +468,7 @@ TEST_F(FsHealth, aShortWriteIsTracedAndThePhaseGoesOn) {
    EXPECT_EQ(machine_->nonSyslogErrorCount(), 0U);
 }
 
-TEST_F(FsHealth, otherDataThanWasWrittenIsLoggedAndNeitherPausesNorStops) {
+TEST_F(FsHealthSmTest, LogsReadDataThatDiffersAndNeitherPausesNorStops) {
    reach(State::readTest);
    std::ofstream{cookie()} << std::string(blockSize, 'A');
    Host::runFor(2);
@@ -478,21 +478,21 @@ TEST_F(FsHealth, otherDataThanWasWrittenIsLoggedAndNeitherPausesNorStops) {
    EXPECT_NEAR(nextTest(), 300, 3);
 }
 
-TEST_F(FsHealth, everyByteThatWasWrittenIsCompared) {
+TEST_F(FsHealthSmTest, ComparesEveryByteThatWasWritten) {
    reach(State::readTest);
    std::fstream{cookie()}.seekp(blockSize - 1).put('*');
    Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
 }
 
-TEST_F(FsHealth, nothingReadIsNotTakenForWhatWasWritten) {
+TEST_F(FsHealthSmTest, DoesNotTakeAnEmptyReadForTheWrittenData) {
    reach(State::readTest);
    ops().readRetIs(static_cast<std::int32_t>(blockSize));
    Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
 }
 
-TEST_F(FsHealth, stoppedInAPhaseItClosesItsFileAndStaysStopped) {
+TEST_F(FsHealthSmTest, ClosesItsFileAndStaysStoppedWhenStoppedInAPhase) {
    auto const before = Support::openDescriptors();
    for (State::Value const phase : {State::writeTest, State::readTest}) {
       reach(phase);
@@ -510,14 +510,14 @@ TEST_F(FsHealth, stoppedInAPhaseItClosesItsFileAndStaysStopped) {
    }
 }
 
-TEST_F(FsHealth, destroyedInAPhaseItClosesItsFile) {
+TEST_F(FsHealthSmTest, ClosesItsFileWhenDestroyedInAPhase) {
    auto const before = Support::openDescriptors();
    holdOpen(State::writeTest);
    machine_ = nullptr;
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-TEST_F(FsHealth, aZombieHearsNothing) {
+TEST_F(FsHealthSmTest, IgnoresEventsAsAZombie) {
    ops().utilChkRetIs(86);
    reach(State::writeTest);
    Host::runFor(1);
@@ -529,7 +529,7 @@ TEST_F(FsHealth, aZombieHearsNothing) {
    EXPECT_EQ(state(), "writeTest");
 }
 
-TEST_F(FsHealth, startedAgainItTestsWithNewText) {
+TEST_F(FsHealthSmTest, TestsWithNewTextWhenStartedAgain) {
    machine_->start();
    std::string const first = machine_->cookieData().str();
    machine_->stop();
@@ -538,7 +538,7 @@ TEST_F(FsHealth, startedAgainItTestsWithNewText) {
    EXPECT_NE(machine_->cookieData().str(), first);
 }
 
-TEST_F(FsHealth, startedInAPhaseItClosesItsFileAndBeginsAnew) {
+TEST_F(FsHealthSmTest, ClosesItsFileAndRestartsWhenStartedInAPhase) {
    auto const before = Support::openDescriptors();
    reach(State::writeTest);
    ops().lseekRetIs(-1);
@@ -550,7 +550,7 @@ TEST_F(FsHealth, startedInAPhaseItClosesItsFileAndBeginsAnew) {
    EXPECT_NEAR(nextTest(), 300, 0.1);
 }
 
-TEST_F(FsHealth, aFailedCloseInCleanupIsOnlyTraced) {
+TEST_F(FsHealthSmTest, OnlyTracesAFailedCloseInCleanup) {
    reach(State::writeTest);
    ops().lseekRetIs(-1);
    ops().lseekErrnoIs(EAGAIN);
@@ -561,7 +561,7 @@ TEST_F(FsHealth, aFailedCloseInCleanupIsOnlyTraced) {
    EXPECT_EQ(machine_->nonSyslogErrorCount(), 0U);
 }
 
-TEST_F(FsHealth, aClockThatRingsInCleanupIsTracedAndTestsAgain) {
+TEST_F(FsHealthSmTest, TracesAClockThatRingsInCleanupAndTestsAgain) {
    machine_->stop();
    traces_.clear();
    machine_->handleTestClock();
@@ -569,14 +569,14 @@ TEST_F(FsHealth, aClockThatRingsInCleanupIsTracedAndTestsAgain) {
    EXPECT_EQ(state(), "writeTest");
 }
 
-TEST_F(FsHealth, samplesTheUseOfItsMountPoint) {
+TEST_F(FsHealthSmTest, SamplesTheUseOfItsMountPoint) {
    statvfsAnswer.emplace();
    Host::runFor(121);
    statvfsAnswer.reset();
    EXPECT_EQ(statvfsPath, folder_.string());
 }
 
-TEST_F(FsHealth, warnsOnceWhenTheUseRisesAboveTheThreshold) {
+TEST_F(FsHealthSmTest, WarnsOnceWhenTheUseRisesAboveTheThreshold) {
    auto const use = [&](int percent) {
       ops().utilChkRetIs(percent);
       Host::runFor(120);
@@ -597,14 +597,14 @@ TEST_F(FsHealth, warnsOnceWhenTheUseRisesAboveTheThreshold) {
    EXPECT_EQ(logged().size(), 2U);
 }
 
-TEST_F(FsHealth, theWarningMayMakeTheHostLetGoOfTheMachine) {
+TEST_F(FsHealthSmTest, AllowsItsWarningToMakeTheHostReleaseIt) {
    Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
    ops().utilChkRetIs(86);
    Host::runFor(day);
    EXPECT_FALSE(machine_);
 }
 
-TEST_F(FsHealth, theWarningSays85WhateverTheThreshold) {
+TEST_F(FsHealthSmTest, WritesEightyFivePercentInTheWarningWhateverTheThreshold) {
    machine_->highUtilThresholdIs(10);
    ops().utilChkRetIs(11);
    Host::runFor(121);
@@ -612,7 +612,7 @@ TEST_F(FsHealth, theWarningSays85WhateverTheThreshold) {
                                   " (SN:S1 Model:Kestrel_S2 Firmware:KF1.2) has exceeded 85 percent"});
 }
 
-TEST_F(FsHealth, looksAtTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
+TEST_F(FsHealthSmTest, SamplesTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
    ops().utilChkRetIs(50);
    machine_->stop();
    Host::runFor(119);
@@ -621,7 +621,7 @@ TEST_F(FsHealth, looksAtTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
    EXPECT_EQ(traces_.texts(7), Texts(3, "doUtilChk: Disk Utilization for " + folder_.string() + " 50"));
 }
 
-TEST_F(FsHealth, aBlockThatCannotBeEndsTheProcess) {
+TEST_F(FsHealthSmTest, EndsTheProcessWhereItsBlockCannotBeAllocated) {
    auto const toldOnStderr = [](Host::TraceLine const & line) { std::fputs(line.text.c_str(), stderr); };
    EXPECT_DEATH(
        {
@@ -631,7 +631,7 @@ TEST_F(FsHealth, aBlockThatCannotBeEndsTheProcess) {
        "Failed to allocate memory: Invalid argument");
 }
 
-TEST_F(FsHealth, aHostMayLetGoOfItWhileItIsBeingTold) {
+TEST_F(FsHealthSmTest, AllowsAHostToReleaseItDuringItsNotification) {
    Support::ChangeRecorder const states{machine_->state};
    for (bool const hung : {true, false}) {
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
@@ -650,7 +650,7 @@ TEST_F(FsHealth, aHostMayLetGoOfItWhileItIsBeingTold) {
    Host::logSinkIs(nullptr);
 }
 
-TEST_F(FsHealth, beforeItIsInitialisedItHearsNothing) {
+TEST_F(FsHealthSmTest, IgnoresEventsBeforeItIsInitialised) {
    machine_ = Pelm::make<FsHealthSm>(folder_.string().c_str(), blockSize, devices_);
    machine_->handleTestClock();
    machine_->doWriteTest();
@@ -660,7 +660,7 @@ TEST_F(FsHealth, beforeItIsInitialisedItHearsNothing) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST(FsHealthSmState, hasNamesAndValues) {
+TEST(FsHealthSmStateTest, HasNamesAndValues) {
    EXPECT_EQ(State{State::readTest}.stringValue(), "readTest");
    EXPECT_EQ(State::instance("cleanup")->value(), State::cleanup);
    std::string const name = "setup";
@@ -669,7 +669,7 @@ TEST(FsHealthSmState, hasNamesAndValues) {
 }
 
 // Anything, in any order, many times over.
-class FsHealthSequences : public FsHealth {
+class FsHealthSequencesTest : public FsHealthSmTest {
  protected:
    struct Knob {
       void (FsHealthIoOps::*result)(std::int32_t);
@@ -683,7 +683,7 @@ class FsHealthSequences : public FsHealth {
                                     {&FsHealthIoOps::fsyncRetIs, &FsHealthIoOps::fsyncErrnoIs, true},
                                     {&FsHealthIoOps::closeRetIs, &FsHealthIoOps::closeErrnoIs, false}};
 
-   FsHealthSequences() { traces_.levelsAre(-1); }
+   FsHealthSequencesTest() { traces_.levelsAre(-1); }
 
    unsigned pick(std::size_t count) { return static_cast<unsigned>(random_() % count); }
    void inject(Knob const & knob) {
@@ -767,26 +767,26 @@ class FsHealthSequences : public FsHealth {
    std::vector<int> before_ = Support::openDescriptors();
 };
 
-TEST_F(FsHealthSequences, leaveItInItsTableWithANextClockAndAtMostOneFile) {
+TEST_F(FsHealthSequencesTest, StaysInItsTableWithANextClockAndAtMostOneFile) {
    run(10000, std::size(knobs) - 1);
    EXPECT_EQ(Support::openDescriptors(), before_);
    EXPECT_GE(seen_.size(), 12U) << "every way through the table was taken";
 }
 
-TEST_F(FsHealthSequences, withClosesThatFailLeaveItInItsTable) {
+TEST_F(FsHealthSequencesTest, StaysInItsTableWhenClosesFail) {
    run(300, std::size(knobs));
    for (int const leaked : Support::openDescriptors())
       if (!std::binary_search(before_.begin(), before_.end(), leaked))
          close(leaked);
 }
 
-class IoOps : public testing::Test {
+class FsHealthIoOpsTest : public testing::Test {
  protected:
    Support::TempDir folder_;
    Pelm::Ptr<FsHealthIoOps> ops_ = fsHealthIoOpsFactory();
 };
 
-TEST_F(IoOps, makeTheRealCallsByDefault) {
+TEST_F(FsHealthIoOpsTest, MakesTheRealCallsByDefault) {
    Pelm::String const path{(folder_.path() / "file").string()};
    int const fd = ops_->openPath(path, O_RDWR | O_CREAT);
    ASSERT_GE(fd, 0);
@@ -804,7 +804,7 @@ TEST_F(IoOps, makeTheRealCallsByDefault) {
    EXPECT_EQ(ops_->getUtilPercent("/proc"), -1) << "no used and no available blocks";
 }
 
-TEST_F(IoOps, openWhateverAHostNames) {
+TEST_F(FsHealthIoOpsTest, OpensAnyPathThatAHostNames) {
    folder_.fileIs("file", "data");
    std::filesystem::create_symlink("file", folder_.path() / "link");
    int const fd = ops_->openPath(Pelm::String{(folder_.path() / "link").string()}, O_RDONLY);
@@ -815,7 +815,7 @@ TEST_F(IoOps, openWhateverAHostNames) {
    EXPECT_EQ(ops_->closeFd(fd), 0);
 }
 
-TEST_F(IoOps, makeFilesThatOthersMayRead) {
+TEST_F(FsHealthIoOpsTest, MakesFilesThatOthersMayRead) {
    Pelm::String const path{(folder_.path() / "file").string()};
    mode_t const before = umask(0);
    int const fd = ops_->openPath(path, O_WRONLY | O_CREAT);
@@ -826,7 +826,7 @@ TEST_F(IoOps, makeFilesThatOthersMayRead) {
    EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
-TEST_F(IoOps, blocksReservedForTheSuperuserAreNeitherUsedNorFree) {
+TEST_F(FsHealthIoOpsTest, CountsBlocksReservedForTheSuperuserNeitherUsedNorFree) {
    Support::TraceRecorder const traces{{"StorageFsHealthSm", 7}};
    statvfsAnswer.emplace();
    statvfsAnswer->f_blocks = 1000;
@@ -838,7 +838,7 @@ TEST_F(IoOps, blocksReservedForTheSuperuserAreNeitherUsedNorFree) {
    EXPECT_EQ(traces.texts(7), Texts{"getUtilPercent blks: 1000 free-blks: 300 blks-avail: 250"});
 }
 
-TEST_F(IoOps, theUseIsExactWhateverTheSize) {
+TEST_F(FsHealthIoOpsTest, ComputesTheExactUseWhateverTheSize) {
    struct Size {
       fsblkcnt_t blocks, free, available;
       int percent;
@@ -861,7 +861,7 @@ TEST_F(IoOps, theUseIsExactWhateverTheSize) {
    }
 }
 
-TEST_F(IoOps, answerWhatIsInjectedAndTouchNothing) {
+TEST_F(FsHealthIoOpsTest, AnswersAnInjectedResultAndTouchesNothing) {
    ops_->openRetIs(77);
    ops_->openErrnoIs(EIO);
    Pelm::String const path{(folder_.path() / "file").string()};

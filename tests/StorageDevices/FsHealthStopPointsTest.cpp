@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 using State = FsHealthSmState;
 using Support::WhenChanged;
 
-class FsHealthStopPoints : public Support::VirtualTimeTest {
+class FsHealthStopPointsTest : public Support::VirtualTimeTest {
  protected:
    fs::path debug() const { return folder_.path() / "debug"; }
 
@@ -36,7 +36,7 @@ class FsHealthStopPoints : public Support::VirtualTimeTest {
    std::function<void()> const letGo_ = [this] { machine_ = nullptr; };
 };
 
-TEST_F(FsHealthStopPoints, StoppedAndStartedWhenItRunsItEntersSetupOnce) {
+TEST_F(FsHealthStopPointsTest, EntersSetupOnceWhenStoppedAndStartedAsItBeginsToRun) {
    WhenChanged const restart{machine_->running, true, [this] {
                                 machine_->stop();
                                 machine_->start();
@@ -47,7 +47,7 @@ TEST_F(FsHealthStopPoints, StoppedAndStartedWhenItRunsItEntersSetupOnce) {
    EXPECT_EQ(machine_->state(), State{State::writeTest});
 }
 
-TEST_F(FsHealthStopPoints, StartedWhenItNoLongerRunsItIsNotCleanedUp) {
+TEST_F(FsHealthStopPointsTest, SkipsCleanupWhenStartedAsItCeasesToRun) {
    machine_->start();
    WhenChanged const start{machine_->running, false, start_};
    machine_->stop();
@@ -55,7 +55,7 @@ TEST_F(FsHealthStopPoints, StartedWhenItNoLongerRunsItIsNotCleanedUp) {
    EXPECT_EQ(machine_->state(), State{State::writeTest});
 }
 
-TEST_F(FsHealthStopPoints, AStateThatIsEnteredWhenAnotherWasIsHandledOnce) {
+TEST_F(FsHealthStopPointsTest, HandlesAStateOnceWhenEnteredWithinAnother) {
    machine_->start();
    fs::remove_all(folder_.path());
    WhenChanged const start{machine_->state, State::cleanup, start_};
@@ -64,7 +64,7 @@ TEST_F(FsHealthStopPoints, AStateThatIsEnteredWhenAnotherWasIsHandledOnce) {
    EXPECT_EQ(logs_.messages().size(), 1U) << "the mount point is examined once";
 }
 
-TEST_F(FsHealthStopPoints, StoppedWhenItForgetsAFailureItTouchesNothing) {
+TEST_F(FsHealthStopPointsTest, TouchesNothingWhenStoppedAsItForgetsAFailure) {
    machine_->ioOps()->readRetIs(-1);
    machine_->ioOps()->readErrnoIs(EIO);
    machine_->start();
@@ -77,7 +77,7 @@ TEST_F(FsHealthStopPoints, StoppedWhenItForgetsAFailureItTouchesNothing) {
    EXPECT_FALSE(fs::exists(debug()));
 }
 
-TEST_F(FsHealthStopPoints, StoppedWhenItNamesItsFileItLeavesTheStaleOne) {
+TEST_F(FsHealthStopPointsTest, LeavesTheStaleFileWhenStoppedAsItNamesItsFile) {
    Pelm::String const cookie{(debug() / "healthTestCookie").string()};
    fs::create_directory(debug());
    folder_.fileIs("debug/healthTestCookie", "stale");
@@ -87,28 +87,28 @@ TEST_F(FsHealthStopPoints, StoppedWhenItNamesItsFileItLeavesTheStaleOne) {
    EXPECT_EQ(folder_.content("debug/healthTestCookie"), "stale");
 }
 
-TEST_F(FsHealthStopPoints, LetGoOfWhenItRunsItTouchesNothing) {
+TEST_F(FsHealthStopPointsTest, TouchesNothingWhenReleasedAsItBeginsToRun) {
    WhenChanged const letGo{machine_->running, true, letGo_};
    machine_->start();
    EXPECT_FALSE(machine_);
    EXPECT_TRUE(fs::is_empty(folder_.path()));
 }
 
-TEST_F(FsHealthStopPoints, LetGoOfInItsOwnChangeItTouchesNothing) {
+TEST_F(FsHealthStopPointsTest, TouchesNothingWhenReleasedInItsOwnChange) {
    WhenChanged const letGo{machine_->state, State::setup, letGo_};
    machine_->stateIs(State::setup);
    EXPECT_FALSE(machine_);
    EXPECT_TRUE(fs::is_empty(folder_.path()));
 }
 
-TEST_F(FsHealthStopPoints, LetGoOfWhenItNoLongerRunsItEnds) {
+TEST_F(FsHealthStopPointsTest, EndsWhenReleasedAsItCeasesToRun) {
    machine_->start();
    WhenChanged const letGo{machine_->running, false, letGo_};
    machine_->stop();
    EXPECT_FALSE(machine_);
 }
 
-TEST_F(FsHealthStopPoints, LetGoOfWhenItWarnsItEnds) {
+TEST_F(FsHealthStopPointsTest, EndsWhenReleasedAsItWarns) {
    Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
    machine_->ioOps()->utilChkRetIs(99);
    Host::runFor(121);

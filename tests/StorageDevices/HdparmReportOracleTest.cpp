@@ -143,7 +143,7 @@ class ReportMaker {
    std::mt19937 random_{20240607};
 };
 
-TEST(HdparmReportOracleTest, findsWhatTheRegularExpressionsFind) {
+TEST(HdparmReportOracleTest, MatchesTheRegularExpressionsOnRandomReports) {
    ReportMaker maker;
    int found = 0;
    int const count = isSanitized ? 5'000 : 200'000;
@@ -161,7 +161,7 @@ TEST(HdparmReportOracleTest, findsWhatTheRegularExpressionsFind) {
 }
 
 // What the two searches say of a report cut off or damaged at every place.
-TEST(HdparmReportOracleTest, agreesOnADamagedReport) {
+TEST(HdparmReportOracleTest, MatchesTheRegularExpressionsOnADamagedReport) {
    std::string const whole =
        "(8 GB)\n Model Number:  \n M-1.0 \n\n\tSerial Number: \n\nFirmware Revision: /1 \n(16 GB)";
    for (std::size_t at = 0; at < whole.size(); ++at) {
@@ -178,7 +178,7 @@ TEST(HdparmReportOracleTest, agreesOnADamagedReport) {
    }
 }
 
-TEST(HdparmReportOracleTest, agreesOnTheReportsOfRealDisks) {
+TEST(HdparmReportOracleTest, MatchesTheRegularExpressionsOnReportsOfRealDisks) {
    SKIP_WITHOUT_CORPUS();
    auto const files = TestData::corpusFiles("hdparm-I");
    ASSERT_FALSE(files.empty());
@@ -251,7 +251,7 @@ double secondsToReject(std::string const & report) {
    return least;
 }
 
-TEST(HdparmReportOracleTest, rejectsHostileReportsFastAndWithoutDeepStack) {
+TEST(HdparmReportOracleTest, RejectsHostileReportsFastAndWithoutDeepStack) {
 #ifdef __OPTIMIZE__
    constexpr double limit = 2 * 0.05;  // for both searches
 #else

@@ -14,7 +14,7 @@ std::string lines(std::string const & model, std::string const & serial, std::st
           "\n\tFirmware Revision:  " + firmware + "\n";
 }
 
-TEST(HdparmReportTest, findsTheIdentityInAWholeReport) {
+TEST(HdparmReportTest, FindsTheIdentityInAWholeReport) {
    std::string const report = TestData::sample("sata-ssd-256gb/hdparm-I.txt");
    auto const identity = findIdentity(report);
    ASSERT_TRUE(identity);
@@ -25,33 +25,33 @@ TEST(HdparmReportTest, findsTheIdentityInAWholeReport) {
    EXPECT_EQ(findSizeGb(report), "256");
 }
 
-TEST(HdparmReportTest, aModelInParenthesesIsNoSize) {
+TEST(HdparmReportTest, DoesNotReadASizeFromAModelInParentheses) {
    std::string const report = TestData::sample("sata-ssd-256gb/hdparm-I-no-gb.txt");
    EXPECT_TRUE(findIdentity(report));
    EXPECT_EQ(findSizeGb(report), std::nullopt);
 }
 
-TEST(HdparmReportTest, aSolidusInTheModelDefeatsTheMatch) {
+TEST(HdparmReportTest, FindsNothingWhereTheModelHasASlash) {
    std::string const report = TestData::sample("sata-ssd-solidus/hdparm-I.txt");
    EXPECT_EQ(findIdentity(report), std::nullopt);
    EXPECT_EQ(findSizeGb(report), "256");
 }
 
-TEST(HdparmReportTest, onlyWhiteSpaceMayStandBetweenTheLines) {
+TEST(HdparmReportTest, AcceptsOnlyWhiteSpaceBetweenTheLines) {
    EXPECT_TRUE(findIdentity("Model Number: M\n\n \t\r\n  Serial Number: S\n\n\n\vFirmware Revision: F\n"));
    EXPECT_FALSE(findIdentity("Model Number: M\nWWN: 1\nSerial Number: S\nFirmware Revision: F\n"));
    EXPECT_FALSE(findIdentity("Model Number: M\nSerial Number: S\n.\nFirmware Revision: F\n"));
    EXPECT_FALSE(findIdentity("Model Number: M Serial Number: S\nFirmware Revision: F\n"));
 }
 
-TEST(HdparmReportTest, everyValueRunsToTheEndOfItsLine) {
+TEST(HdparmReportTest, ReadsEveryValueToTheEndOfItsLine) {
    EXPECT_FALSE(findIdentity("Model Number: M\tX\nSerial Number: S\nFirmware Revision: F\n"));
    EXPECT_FALSE(findIdentity("Model Number: M\r\nSerial Number: S\nFirmware Revision: F\n"));
    EXPECT_FALSE(findIdentity("Model Number: M\nSerial Number: S\nFirmware Revision: F"));
    EXPECT_FALSE(findIdentity("Model Number:M\nSerial Number: S\nFirmware Revision: F\n"));
 }
 
-TEST(HdparmReportTest, theClassesAreRangesToTheirEdges) {
+TEST(HdparmReportTest, AcceptsTheClassesToTheirEdges) {
    for (int byte = 1; byte < 256; ++byte) {
       char const c = static_cast<char>(byte);
       bool const word = byte < 128 && (std::isalnum(byte) != 0 || c == '_');
@@ -65,7 +65,7 @@ TEST(HdparmReportTest, theClassesAreRangesToTheirEdges) {
    }
 }
 
-TEST(HdparmReportTest, anEmptyValueNeedsWhiteSpaceBeforeItsLineFeed) {
+TEST(HdparmReportTest, AcceptsAnEmptyValueOnlyWithWhiteSpaceBeforeItsLineFeed) {
    auto const identity = findIdentity("Model Number: \nSerial Number:\n\nFirmware Revision:   \n");
    ASSERT_TRUE(identity);
    EXPECT_EQ(*identity, (HdparmIdentity{"", "", ""}));
@@ -73,20 +73,20 @@ TEST(HdparmReportTest, anEmptyValueNeedsWhiteSpaceBeforeItsLineFeed) {
    EXPECT_FALSE(findIdentity("Model Number: M\nSerial Number: S\nFirmware Revision:\n"));
 }
 
-TEST(HdparmReportTest, anEmptyValueCannotReachPastTheFirstLineWithText) {
+TEST(HdparmReportTest, DoesNotReadAnEmptyValuePastTheFirstLineWithText) {
    auto const identity = findIdentity("Model Number: \n \n  M\nSerial Number: S\nFirmware Revision: F\n");
    ASSERT_TRUE(identity);
    EXPECT_EQ(identity->model, "M");
 }
 
-TEST(HdparmReportTest, theFirstPlaceThatFitsIsTaken) {
+TEST(HdparmReportTest, UsesTheFirstPlaceThatFits) {
    std::string const report = lines("a/b", "S1", "F1") + lines("M2", "S2", "F2") + lines("M3", "S3", "F3");
    EXPECT_EQ(findIdentity(report), (HdparmIdentity{"M2", "S2", "F2"}));
    EXPECT_EQ(findIdentity("Model Number: Model Number: M\nSerial Number: S\nFirmware Revision: F\n"),
              (HdparmIdentity{"M", "S", "F"}));
 }
 
-TEST(HdparmReportTest, theReportEndsAtItsFirstNul) {
+TEST(HdparmReportTest, EndsTheReportAtItsFirstNul) {
    std::string report = lines("M", "S", "F") + "(256 GB)";
    EXPECT_TRUE(findIdentity(report));
    EXPECT_TRUE(findSizeGb(report));
@@ -97,7 +97,7 @@ TEST(HdparmReportTest, theReportEndsAtItsFirstNul) {
    EXPECT_FALSE(findSizeGb(std::string_view()));
 }
 
-TEST(HdparmReportTest, theSizeIsTheFirstInParenthesesWithItsUnit) {
+TEST(HdparmReportTest, ReadsTheFirstSizeInParenthesesWithItsUnit) {
    EXPECT_EQ(findSizeGb("(12GB) (x GB) ( 1 GB) (7 TB) (0256 GB) (1 GB)"), "0256");
    EXPECT_EQ(findSizeGb("((5 GB)"), "5");
    EXPECT_EQ(findSizeGb("(1(2 GB)"), "2");
@@ -105,7 +105,7 @@ TEST(HdparmReportTest, theSizeIsTheFirstInParenthesesWithItsUnit) {
    EXPECT_EQ(findSizeGb("(1.5 GB)(-3 GB)(1\xC2\xB2 GB)"), std::nullopt);
 }
 
-TEST(HdparmReportTest, aSizeAboveThirtyTwoBitsCannotBeParsed) {
+TEST(HdparmReportTest, RefusesASizeAboveThirtyTwoBits) {
    EXPECT_EQ(parseSizeGb("4294967295"), 4294967295U);
    EXPECT_EQ(parseSizeGb("4294967296"), std::nullopt);
    EXPECT_EQ(parseSizeGb(std::string(5000, '9')), std::nullopt);
@@ -117,7 +117,7 @@ TEST(HdparmReportTest, aSizeAboveThirtyTwoBitsCannotBeParsed) {
    EXPECT_EQ(parseSizeGb("-1"), std::nullopt);
 }
 
-TEST(HdparmReportTest, onlyTrailingBlanksAreStripped) {
+TEST(HdparmReportTest, StripsOnlyTrailingBlanks) {
    EXPECT_EQ(strippedMatch("Foo  "), "Foo");
    EXPECT_EQ(strippedMatch("  Foo Bar "), "  Foo Bar");
    EXPECT_EQ(strippedMatch("Foo\t "), "Foo\t");

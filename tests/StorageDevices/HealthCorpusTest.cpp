@@ -39,7 +39,7 @@ SmartRecords::Record recordOf(JsonDocument const & document) {
    return SmartRecords::recordOf(*data);
 }
 
-TEST(HealthCorpusTest, readsSmartReportsAsANaiveReaderDoes) {
+TEST(HealthCorpusTest, ReadsSmartReportsAsANaiveReaderDoes) {
    SKIP_WITHOUT_CORPUS();
    int refused = 0;
    int withTable = 0;
@@ -66,7 +66,7 @@ TEST(HealthCorpusTest, readsSmartReportsAsANaiveReaderDoes) {
       EXPECT_GT(fields[name], 0) << name;
 }
 
-TEST(HealthCorpusTest, readsSmartLogsAsANaiveReaderDoes) {
+TEST(HealthCorpusTest, ReadsSmartLogsAsANaiveReaderDoes) {
    SKIP_WITHOUT_CORPUS();
    Support::TraceRecorder traces{{"StorageNvmeDataMonitorSm", 9}};
    int count = 0;
@@ -85,7 +85,7 @@ TEST(HealthCorpusTest, readsSmartLogsAsANaiveReaderDoes) {
    EXPECT_GT(count, 0);
 }
 
-TEST(HealthCorpusTest, readsStatLinesAsTheRegularExpressionDoes) {
+TEST(HealthCorpusTest, ReadsStatLinesAsTheRegularExpressionDoes) {
    SKIP_WITHOUT_CORPUS();
    static std::regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
    int count = 0;
@@ -128,7 +128,7 @@ struct CorpusRegisters {
    }
 };
 
-TEST(HealthCorpusTest, readsRegistersAsANaiveReaderDoes) {
+TEST(HealthCorpusTest, ReadsRegistersAsANaiveReaderDoes) {
    SKIP_WITHOUT_CORPUS();
    CorpusRegisters registers;
    for (auto const & file : TestData::corpusFiles("emmc"))

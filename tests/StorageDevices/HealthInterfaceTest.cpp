@@ -43,7 +43,7 @@ class OwnMonitor final : public DataMonitorSm {
    static auto lastUserGoneOperation() { return &OwnMonitor::lastUserGone; }
 };
 
-class HealthInterface : public Support::VirtualTimeTest {
+class HealthInterfaceTest : public Support::VirtualTimeTest {
  protected:
    // What every polling monitor has, from the start to the first poll.
    void expectPolls(DataMonitorSm & monitor, char const * typeStr) const {
@@ -69,7 +69,7 @@ class HealthInterface : public Support::VirtualTimeTest {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
 };
 
-TEST_F(HealthInterface, aMonitorIsMadeOfAPollIntervalAndTheDevices) {
+TEST_F(HealthInterfaceTest, MakesAMonitorOfAPollIntervalAndTheDevices) {
    auto const monitor = Pelm::make<OwnMonitor>(interval_, devices_);
    EXPECT_EQ(monitor->pollInterval(), interval_);
    EXPECT_EQ(monitor->devices(), devices_);
@@ -80,7 +80,7 @@ TEST_F(HealthInterface, aMonitorIsMadeOfAPollIntervalAndTheDevices) {
    EXPECT_EQ(monitor->typeData(), typeid(OwnMonitor));
 }
 
-TEST_F(HealthInterface, theOperationsOfAMonitorStandInTheirOrder) {
+TEST_F(HealthInterfaceTest, KeepsTheOperationsOfAMonitorInTheirOrder) {
    std::vector<std::intptr_t> const slots = {slotOf(OwnMonitor::lastUserGoneOperation()),
                                              slotOf(&DataMonitorSm::publisher),
                                              slotOf(&DataMonitorSm::typeData),
@@ -96,7 +96,7 @@ TEST_F(HealthInterface, theOperationsOfAMonitorStandInTheirOrder) {
       EXPECT_EQ(slots[i], slots[i - 1] + 1) << i;
 }
 
-TEST_F(HealthInterface, smart) {
+TEST_F(HealthInterfaceTest, OffersTheSmartMonitor) {
    auto const monitor = smartDataMonitorSmFactory(interval_, devices_, smart_, tracker_);
    expectPolls(*monitor, "Smart");
    EXPECT_EQ(monitor->data(), smart_);
@@ -109,7 +109,7 @@ TEST_F(HealthInterface, smart) {
    EXPECT_TRUE(monitor->smartDbMapping.empty());
 }
 
-TEST_F(HealthInterface, runsOfSmartctl) {
+TEST_F(HealthInterfaceTest, OffersRunsOfSmartctl) {
    auto const monitor = smartDataMonitorSmFactory(interval_, devices_, smart_, tracker_);
    monitor->smartctlProcessIs(tracker_, "S1");
    Pelm::Ptr<SmartctlProcess> const process = monitor->smartctlProcess("S1");
@@ -136,14 +136,14 @@ TEST_F(HealthInterface, runsOfSmartctl) {
    monitor->handleSmartctlState("S2");
 }
 
-TEST_F(HealthInterface, nvme) {
+TEST_F(HealthInterfaceTest, OffersTheNvmeMonitor) {
    auto const monitor = nvmeDataMonitorSmFactory(interval_, devices_, nvme_, tracker_);
    expectPolls(*monitor, "Nvme");
    EXPECT_EQ(monitor->data(), nvme_);
    EXPECT_EQ(monitor->tracker(), tracker_);
 }
 
-TEST_F(HealthInterface, runsOfNvmeCli) {
+TEST_F(HealthInterfaceTest, OffersRunsOfNvmeCli) {
    auto const monitor = nvmeDataMonitorSmFactory(interval_, devices_, nvme_, tracker_);
    monitor->nvmeCliProcessIs(tracker_, "N1");
    Pelm::Ptr<NvmeCliProcess> const process = monitor->nvmeCliProcess("N1");
@@ -170,7 +170,7 @@ TEST_F(HealthInterface, runsOfNvmeCli) {
    monitor->handleNvmeCliState("N2");
 }
 
-TEST_F(HealthInterface, aRunOfATool) {
+TEST_F(HealthInterfaceTest, OffersARunOfATool) {
    SmartctlProcess const * const smartctl = nullptr;
    static_assert(std::is_same_v<decltype(smartctl->device()), Pelm::String const &>);
    static_assert(std::is_same_v<decltype(smartctl->sm()), Pelm::Ptr<Brul::PipedChildProcessSm> const &>);
@@ -182,7 +182,7 @@ TEST_F(HealthInterface, aRunOfATool) {
    EXPECT_TRUE(process->started());
 }
 
-TEST_F(HealthInterface, emmc) {
+TEST_F(HealthInterfaceTest, OffersTheEmmcMonitor) {
    auto const monitor = emmcDataMonitorSmFactory(interval_, devices_, emmc_);
    expectPolls(*monitor, "Emmc");
    EXPECT_EQ(monitor->data(), emmc_);
@@ -191,7 +191,7 @@ TEST_F(HealthInterface, emmc) {
    EXPECT_EQ(monitor->emmcBaseDir(), "/somewhere/%s");
 }
 
-TEST_F(HealthInterface, emmcRegisters) {
+TEST_F(HealthInterfaceTest, OffersTheReadersOfEmmcRegisters) {
    Support::TempDir const folder;
    folder.fileIs("life_time", "0x01 0x02\n");
    folder.fileIs("pre_eol_info", "0x03\n");
@@ -204,7 +204,7 @@ TEST_F(HealthInterface, emmcRegisters) {
    EXPECT_EQ(deviceData->lifetimeEstTypB().raw(), 2);
 }
 
-TEST_F(HealthInterface, ioStat) {
+TEST_F(HealthInterfaceTest, OffersTheIoStatisticsMonitor) {
    auto const monitor = iOStatSmFactory(interval_, devices_, ioStat_);
    EXPECT_EQ(monitor->pollInterval(), interval_);
    EXPECT_EQ(monitor->connectedDevices(), devices_);
@@ -228,13 +228,13 @@ TEST_F(HealthInterface, ioStat) {
    EXPECT_TRUE(ioStat_->ioStatData("S1"));
 }
 
-TEST_F(HealthInterface, ioStatBeforeItIsInitialised) {
+TEST_F(HealthInterfaceTest, OffersAnIoStatisticsMonitorBeforeItIsInitialised) {
    auto const monitor = Pelm::make<IOStatSm>(interval_, devices_, ioStat_);
    EXPECT_EQ(monitor->pollClock(), nullptr);
    EXPECT_FALSE(monitor->initialized());
 }
 
-TEST_F(HealthInterface, readersOfReports) {
+TEST_F(HealthInterfaceTest, OffersTheReadersOfReports) {
    JsonDocument const document{R"({"a":{"b":true},"power_cycles":7,"ata_smart_attributes":{"table":[]}})"};
    auto const isBool = [](JsonValue const & value) { return value.IsBool(); };
    auto const isArray = [](JsonValue const & value) { return value.IsArray(); };
@@ -259,7 +259,7 @@ TEST_F(HealthInterface, readersOfReports) {
    EXPECT_EQ(log->powerCycleCount().value, 7);
 }
 
-TEST_F(HealthInterface, lifetime) {
+TEST_F(HealthInterfaceTest, OffersTheLifetimeMonitor) {
    auto const monitor = deviceLifetimeMonitorSmFactory(devices_, emmc_, nvme_, smart_, ioStat_);
    EXPECT_EQ(monitor->devices(), devices_);
    EXPECT_EQ(monitor->emmcData(), emmc_);
@@ -283,7 +283,7 @@ TEST_F(HealthInterface, lifetime) {
    EXPECT_TRUE(monitor->deviceLifetimeChange.empty());
 }
 
-TEST_F(HealthInterface, handlersOfLifetimes) {
+TEST_F(HealthInterfaceTest, OffersTheHandlersOfLifetimes) {
    auto const monitor = deviceLifetimeMonitorSmFactory(devices_, emmc_, nvme_, smart_, ioStat_);
    auto const last = [&] { return monitor->deviceLifetimeChange("S1")->lastValue(); };
    SmartAttr attr;
@@ -298,9 +298,9 @@ TEST_F(HealthInterface, handlersOfLifetimes) {
    EXPECT_EQ(last(), 40);
 }
 
-class TemperatureInterface : public HealthInterface {
+class TemperatureInterfaceTest : public HealthInterfaceTest {
  protected:
-   TemperatureInterface() {
+   TemperatureInterfaceTest() {
       config_->tempSensorIs("DriveTemp1", "Drive 1", 70.0, 80.0);
       fruConfig_->serialToSensorMapIs("S1", "DriveTemp1");
    }
@@ -310,7 +310,7 @@ class TemperatureInterface : public HealthInterface {
    Pelm::Ptr<TempSensorSm> monitor_ = tempSensorSmFactory(fruConfig_, config_, dir_, nvme_, smart_);
 };
 
-TEST_F(TemperatureInterface, attributes) {
+TEST_F(TemperatureInterfaceTest, AnswersItsConstructorArguments) {
    EXPECT_EQ(monitor_->fruConfig(), fruConfig_);
    EXPECT_EQ(monitor_->envTempConfigDir(), config_);
    EXPECT_EQ(monitor_->envTempStatusDir(), dir_);
@@ -318,7 +318,7 @@ TEST_F(TemperatureInterface, attributes) {
    EXPECT_EQ(monitor_->smartData(), smart_);
 }
 
-TEST_F(TemperatureInterface, wrappers) {
+TEST_F(TemperatureInterfaceTest, OffersAWrapperPerDrive) {
    EXPECT_EQ(monitor_->temperatureWrapper("S1")->name(), "DriveTemp1");
    auto const first = monitor_->temperatureWrapper("S1");
    monitor_->temperatureWrapperIs("S1");
@@ -332,7 +332,7 @@ TEST_F(TemperatureInterface, wrappers) {
    EXPECT_TRUE(monitor_->temperatureWrapper.empty());
 }
 
-TEST_F(TemperatureInterface, reactorsOfNvmeRecords) {
+TEST_F(TemperatureInterfaceTest, OffersReactorsOfNvmeRecords) {
    auto const record = Pelm::make<DeviceNvmeData>("S1");
    monitor_->nvmeDeviceDataIs(record);
    Pelm::Ptr<TempSensorSm::NestedSm_NvmeDeviceData> const reactor = monitor_->nvmeDeviceData("S1");
@@ -351,7 +351,7 @@ TEST_F(TemperatureInterface, reactorsOfNvmeRecords) {
    EXPECT_TRUE(monitor_->nvmeDeviceData.empty());
 }
 
-TEST_F(TemperatureInterface, reactions) {
+TEST_F(TemperatureInterfaceTest, OffersItsReactions) {
    auto const shown = [&] {
       auto const status = dir_->entityPtr("DriveTemp1");
       auto const & temperature =

@@ -117,7 +117,7 @@ std::string textOf(fs::path const & sample) {
    }
 }
 
-TEST(HealthSamplesTest, eachIsReadAsExpected) {
+TEST(HealthSamplesTest, ReadsEachSampleAsExpected) {
    std::map<Kind, int> counts;
    for (auto const & entry : fs::recursive_directory_iterator(dataFolder())) {
       if (kindOf(entry) == Kind::none)
@@ -130,7 +130,7 @@ TEST(HealthSamplesTest, eachIsReadAsExpected) {
    EXPECT_EQ(counts.size(), 4U);
 }
 
-TEST(HealthSamplesTest, eachExpectationHasItsSample) {
+TEST(HealthSamplesTest, FindsASampleForEachExpectation) {
    std::set<fs::path> expected;
    for (auto const & entry : fs::recursive_directory_iterator(dataFolder()))
       if (kindOf(entry) != Kind::none)

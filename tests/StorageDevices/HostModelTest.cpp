@@ -18,7 +18,7 @@ namespace {
 
 using Support::ChangeRecorder;
 
-TEST(FruConfigTest, theApplianceFilesLieInEtcUnlessTheHostSaysOtherwise) {
+TEST(FruConfigTest, PlacesTheApplianceFilesInEtcByDefault) {
    auto const config = Pelm::make<FruConfig>();
    EXPECT_EQ(config->etcDir(), "/etc");
    EXPECT_EQ(config->mountSourceDir(), "/etc");
@@ -28,7 +28,7 @@ TEST(FruConfigTest, theApplianceFilesLieInEtcUnlessTheHostSaysOtherwise) {
    EXPECT_EQ(config->mountSourceDir(), "/run/mounts");
 }
 
-TEST(FruConfigTest, expectedMountsIsASet) {
+TEST(FruConfigTest, KeepsExpectedMountsAsASet) {
    auto const config = Pelm::make<FruConfig>();
    ChangeRecorder const changes{config->expectedMounts};
    EXPECT_TRUE(config->expectedMounts.empty());
@@ -44,7 +44,7 @@ TEST(FruConfigTest, expectedMountsIsASet) {
    EXPECT_TRUE(config->expectedMounts.empty());
 }
 
-TEST(FruConfigTest, aSerialLeadsToItsSensor) {
+TEST(FruConfigTest, MapsASerialToItsSensor) {
    auto const config = Pelm::make<FruConfig>();
    config->serialToSensorMapIs("KS0001", "DriveSensor1");
    config->serialToSensorMapIs("KS0001", "DriveSensor2");
@@ -56,7 +56,7 @@ TEST(FruConfigTest, aSerialLeadsToItsSensor) {
    EXPECT_TRUE(config->serialToSensorMap.empty());
 }
 
-TEST(PollIntervalTest, isAMinuteUntilTheHostSetsIt) {
+TEST(PollIntervalTest, IsAMinuteUntilTheHostSetsIt) {
    auto const poll = Pelm::make<PollInterval>();
    ChangeRecorder const changes{poll->interval};
    EXPECT_EQ(poll->interval(), 60.0);
@@ -67,7 +67,7 @@ TEST(PollIntervalTest, isAMinuteUntilTheHostSetsIt) {
    EXPECT_EQ(changes.count(), 2U);
 }
 
-TEST(PollIntervalTest, lessThanASecondAndNeverAreRefusedAndChangeNothing) {
+TEST(PollIntervalTest, RefusesLessThanASecondAndInfinityUnchanged) {
    auto const poll = Pelm::make<PollInterval>();
    ChangeRecorder const changes{poll->interval};
    for (double const refused :
@@ -78,7 +78,7 @@ TEST(PollIntervalTest, lessThanASecondAndNeverAreRefusedAndChangeNothing) {
    EXPECT_EQ(changes.count(), 0U);
 }
 
-TEST(StorageDevicesInfoTest, aRecordIsMadeOnceOfItsArgumentsAndReplacedWhenTheyDiffer) {
+TEST(StorageDevicesInfoTest, MakesARecordOnceAndReplacesItWhenItsArgumentsDiffer) {
    auto const info = Pelm::make<StorageDevicesInfo>();
    ChangeRecorder const changes{info->fsList};
    info->fsListIs("KS0001", "/dev/sda", "ata2", true);
@@ -101,7 +101,7 @@ TEST(StorageDevicesInfoTest, aRecordIsMadeOnceOfItsArgumentsAndReplacedWhenTheyD
    EXPECT_EQ(record->blockDevice(), "/dev/sda") << "who holds the old record keeps it as it was";
 }
 
-TEST(StorageDevicesInfoTest, recordsGoOneByOneOrAllAtOnce) {
+TEST(StorageDevicesInfoTest, DeletesRecordsOneByOneOrAllAtOnce) {
    auto const info = Pelm::make<StorageDevicesInfo>();
    for (char const * name : {"A", "B", "C"})
       info->fsListIs(name, "/dev/sda", "ata2", true);
@@ -114,7 +114,7 @@ TEST(StorageDevicesInfoTest, recordsGoOneByOneOrAllAtOnce) {
    EXPECT_EQ(changes.count(), 3U);
 }
 
-TEST(TemperatureConfigTest, aSensorIsReplacedOnlyWhenItsArgumentsDiffer) {
+TEST(TemperatureConfigTest, ReplacesASensorOnlyWhenItsArgumentsDiffer) {
    auto const config = Pelm::make<Environment::Temperature::Config>();
    config->tempSensorIs("Drive", "the drive", 70.0, 80.0);
    ChangeRecorder const changes{config->tempSensor};
@@ -131,7 +131,7 @@ TEST(TemperatureConfigTest, aSensorIsReplacedOnlyWhenItsArgumentsDiffer) {
    EXPECT_TRUE(config->tempSensor.empty());
 }
 
-TEST(DirTest, itsChildrenGoOneByOneOrAllAtOnce) {
+TEST(DirTest, DeletesItsChildrenOneByOneOrAllAtOnce) {
    auto const dir = Pelm::make<Vorn::Dir>();
    auto const child = Pelm::make<PollInterval>();
    for (char const * name : {"a", "b", "c"})
@@ -162,13 +162,13 @@ void expectRecordsByName() {
    EXPECT_TRUE(data->deviceData.empty());
 }
 
-TEST(HealthDataTest, recordsGoOneByOneOrAllAtOnce) {
+TEST(HealthDataTest, DeletesRecordsOneByOneOrAllAtOnce) {
    expectRecordsByName<StorageDevices::SmartData>();
    expectRecordsByName<StorageDevices::NvmeData>();
    expectRecordsByName<StorageDevices::EmmcData>();
 }
 
-TEST(StorageDevicesInfoTest, aRecordsFieldsAreEmptyAtFirstAndTellOfTheirChanges) {
+TEST(StorageDevicesInfoTest, StartsWithEmptyFieldsAndNotifiesOfTheirChanges) {
    auto const record = Pelm::make<StorageDevErrorSyslogInfo>("KS0001", "/dev/sda", "ata2", false);
    EXPECT_EQ(record->kernelDevName(), "");
    EXPECT_EQ(record->model(), "");

@@ -73,7 +73,7 @@ std::optional<std::int64_t> cyclesOf(std::string const & text) {
 
 SmartRecords::Record const nothingRead{.verdict = true, .allPassing = true};
 
-TEST(HostileHealthTextsTest, deepNestingIsRefused) {
+TEST(HostileHealthTextsTest, RefusesDeepNesting) {
    for (auto const & [open, inner, close] :
         {std::tuple("[", "", "]"), std::tuple("{\"a\":", "1", "}"), std::tuple("[{\"a\":", "1", "}]"),
          std::tuple("[", "", ""), std::tuple("{\"raw\":", "", "")}) {
@@ -83,7 +83,7 @@ TEST(HostileHealthTextsTest, deepNestingIsRefused) {
    }
 }
 
-TEST(HostileHealthTextsTest, nestingWithinTheBoundIsOnlyAMalformedValue) {
+TEST(HostileHealthTextsTest, TreatsNestingWithinTheBoundAsAMalformedValue) {
    std::string const value = nested(JsonDocument::maxDepth - 5, "[", "", "]");
    EXPECT_EQ(recordOf(report(value)), nothingRead);
    EXPECT_EQ(recordOf(report("1", value)).fields.at("powerOnHours").rawString, "");
@@ -91,21 +91,21 @@ TEST(HostileHealthTextsTest, nestingWithinTheBoundIsOnlyAMalformedValue) {
    EXPECT_EQ(cyclesOf(smartLog(value)), std::nullopt);
 }
 
-TEST(HostileHealthTextsTest, aNumberOfMebibytesIsRefused) {
+TEST(HostileHealthTextsTest, RefusesANumberOfMebibytes) {
    std::string const digits(fourMiB, '9');
    for (auto const & number : {digits, "-" + digits, digits + ".0", digits + "e5"})
       for (auto const & text : {number, report(number), smartLog(number)})
          EXPECT_EQ(JsonDocument(text).error(), tooBig);
 }
 
-TEST(HostileHealthTextsTest, aLongFractionIsOnlyNoWholeNumber) {
+TEST(HostileHealthTextsTest, RefusesALongFractionAsAWholeNumber) {
    for (auto const & number : {"0." + std::string(fourMiB, '3'), "1." + std::string(fourMiB, '0')}) {
       EXPECT_EQ(recordOf(report(number)), nothingRead);
       EXPECT_EQ(cyclesOf(smartLog(number)), std::nullopt);
    }
 }
 
-TEST(HostileHealthTextsTest, numbersAtTheLimitsAreReadAndBeyondThemNot) {
+TEST(HostileHealthTextsTest, ReadsNumbersAtTheLimitsAndRefusesThoseBeyond) {
    for (std::int64_t const value :
         {std::int64_t{INT64_MIN}, std::int64_t{INT64_MAX}, std::int64_t{INT32_MIN} - 1,
          std::int64_t{UINT32_MAX} + 1, std::int64_t{9007199254740993}, std::int64_t{-1}, std::int64_t{0}}) {
@@ -123,7 +123,7 @@ TEST(HostileHealthTextsTest, numbersAtTheLimitsAreReadAndBeyondThemNot) {
    }
 }
 
-TEST(HostileHealthTextsTest, whatIsNoJsonIsRefusedInWords) {
+TEST(HostileHealthTextsTest, RefusesTextThatIsNoJsonWithTheReason) {
    for (auto const & [value, error] :
         {std::pair("1e309", tooBig),
          std::pair("-1e400", tooBig),
@@ -155,7 +155,7 @@ TEST(HostileHealthTextsTest, whatIsNoJsonIsRefusedInWords) {
    }
 }
 
-TEST(HostileHealthTextsTest, aReportCutOffAnywhereIsRefused) {
+TEST(HostileHealthTextsTest, RefusesAReportCutOffAnywhere) {
    for (auto const & whole : {report("36"), smartLog("5")}) {
       for (std::size_t size = 0; size < whole.size(); ++size) {
          EXPECT_NE(JsonDocument(whole.substr(0, size)).error(), "") << size;
@@ -175,7 +175,7 @@ TEST(HostileHealthTextsTest, aReportCutOffAnywhereIsRefused) {
    EXPECT_EQ(JsonDocument("\"" + std::string(fourMiB, 'x')).error(), unclosed);
 }
 
-TEST(HostileHealthTextsTest, bytesThatAreNoUtf8StayAsTheyAre) {
+TEST(HostileHealthTextsTest, KeepsBytesThatAreNoUtf8) {
    for (std::string const bytes :
         {"\xff\xfe", "\xc0\x80", "\xed\xa0\x80", "\xf5\x80\x80\x80", "Power_On_Hours\xc3"}) {
       auto const record = recordOf(report("1", "\"36" + bytes + "\"", "\"" + bytes + "\""));
@@ -185,7 +185,7 @@ TEST(HostileHealthTextsTest, bytesThatAreNoUtf8StayAsTheyAre) {
    }
 }
 
-TEST(HostileHealthTextsTest, aNulInANameIsPartOfIt) {
+TEST(HostileHealthTextsTest, TreatsANulAsPartOfAName) {
    auto const record = recordOf(report("1", R"("36\u0000")", R"("Power_On_Hours\u0000")"));
    ASSERT_EQ(record.unknown.size(), 1U);
    EXPECT_EQ(record.unknown.at(9).name, std::string("Power_On_Hours\0", 15));
@@ -196,7 +196,7 @@ TEST(HostileHealthTextsTest, aNulInANameIsPartOfIt) {
    EXPECT_EQ(JsonDocument(report("1", "\"36\"", std::string("\"a\0b\"", 5))).error(), unclosed);
 }
 
-TEST(HostileHealthTextsTest, longTextsAreKeptWhole) {
+TEST(HostileHealthTextsTest, KeepsLongTextsWhole) {
    std::string const digits(fourMiB, '3');
    auto const temperature = recordOf(report("36", "\"" + digits + "\"", "\"Temperature_Celsius\"", 194));
    ASSERT_EQ(temperature.unknown.size(), 1U);  // no drive is as hot as that
@@ -205,7 +205,7 @@ TEST(HostileHealthTextsTest, longTextsAreKeptWhole) {
    EXPECT_TRUE(name.unknown.at(9).name == digits);
 }
 
-TEST(HostileHealthTextsTest, aHundredThousandRowsLeaveOnePerNumber) {
+TEST(HostileHealthTextsTest, KeepsOneOfAHundredThousandRowsPerNumber) {
    std::string table;
    for (int i = 0; i < 100'000; ++i)
       table += (i == 0 ? "" : ",") + (R"({"id":)" + std::to_string(i % 256)) +
@@ -218,7 +218,7 @@ TEST(HostileHealthTextsTest, aHundredThousandRowsLeaveOnePerNumber) {
    EXPECT_EQ(record.unknown.at((99'999 + 1) % 256).raw, 99'999 - 255);
 }
 
-TEST(HostileHealthTextsTest, aRootThatIsNoObjectSaysNothing) {
+TEST(HostileHealthTextsTest, IgnoresARootThatIsNoObject) {
    Support::TraceRecorder const traces{{"StorageNvmeDataMonitorSm", 0}};
    for (auto const * text : {"[]", "7", "\"power_cycles\"", "null", "true", "[{\"power_cycles\":1}]", "{}"}) {
       EXPECT_EQ(recordOf(text), SmartRecords::Record()) << text;
@@ -229,7 +229,7 @@ TEST(HostileHealthTextsTest, aRootThatIsNoObjectSaysNothing) {
              7);
 }
 
-TEST(HostileHealthTextsTest, registersOfMebibytesStoreNothing) {
+TEST(HostileHealthTextsTest, StoresNothingFromRegistersOfMebibytes) {
    Support::TempDir const folder;
    auto const data = Pelm::make<DeviceEmmcData>("SN1");
    for (auto const & text :

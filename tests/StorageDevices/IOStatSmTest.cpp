@@ -17,9 +17,9 @@ namespace {
 using Texts = std::vector<std::string>;
 using History = std::vector<IOStat::Measurement>;
 
-class IOStatMonitor : public Support::VirtualTimeTest {
+class IOStatSmTest : public Support::VirtualTimeTest {
  protected:
-   IOStatMonitor() { statIs("sda", "1 0 2000 0 2 0 4000 0 0 0 0 0 0 0 0 0 0\n"); }
+   IOStatSmTest() { statIs("sda", "1 0 2000 0 2 0 4000 0 0 0 0 0 0 0 0 0 0\n"); }
 
    void statIs(std::string const & disk, std::string const & text) const {
       folder_.fileIs(disk + ".stat", text);
@@ -52,7 +52,7 @@ class IOStatMonitor : public Support::VirtualTimeTest {
    Pelm::Ptr<IOStatSm> monitor_;
 };
 
-TEST_F(IOStatMonitor, storesSectorsAsBytesUnderThePathOfTheEnvironment) {
+TEST_F(IOStatSmTest, StoresSectorsAsBytesUnderThePathOfTheEnvironment) {
    plug("A");
    start();
    EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
@@ -61,7 +61,7 @@ TEST_F(IOStatMonitor, storesSectorsAsBytesUnderThePathOfTheEnvironment) {
    EXPECT_EQ(monitor_->ioStatPathBase(), folder_.string() + "/%s.stat");
 }
 
-TEST_F(IOStatMonitor, withoutTheEnvironmentItReadsSysfs) {
+TEST_F(IOStatSmTest, ReadsSysfsWithoutTheEnvironment) {
    unsetenv("STORAGEDEVICES_IOSTAT_PATH_BASE");
    plug("A", "/dev/no-such-disk");
    start();
@@ -70,14 +70,14 @@ TEST_F(IOStatMonitor, withoutTheEnvironmentItReadsSysfs) {
    EXPECT_TRUE(data_->ioStatData.contains("A")) << "its history begins when it can be read";
 }
 
-TEST_F(IOStatMonitor, samplesADiskThatAppearsAtOnce) {
+TEST_F(IOStatSmTest, SamplesADiskThatAppearsAtOnce) {
    start();
    Host::runFor(10);
    plug("A");
    EXPECT_EQ(history("A"), (History{{1010, 1024000, 2048000}}));
 }
 
-TEST_F(IOStatMonitor, samplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStart) {
+TEST_F(IOStatSmTest, SamplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStart) {
    statIs("sdb", "1 0 8 0 2 0 16 0 0 0 0\n");
    plug("A");
    plug("B", "/dev/sdb");
@@ -91,7 +91,7 @@ TEST_F(IOStatMonitor, samplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStar
    EXPECT_EQ(history("B"), (History{{1000, 4096, 8192}, {1060, 4096, 8192}, {1120, 4096, 8192}}));
 }
 
-TEST_F(IOStatMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
+TEST_F(IOStatSmTest, PollsAtOnceAndRestartsThePeriodWhenTheIntervalChanges) {
    plug("A");
    start();
    Host::runFor(20);
@@ -103,7 +103,7 @@ TEST_F(IOStatMonitor, aChangeOfTheIntervalPollsAtOnceAndStartsThePeriodAnew) {
    EXPECT_EQ(history("A").size(), 3U);
 }
 
-TEST_F(IOStatMonitor, beforeItIsInitialisedNothingPolls) {
+TEST_F(IOStatSmTest, PollsNothingBeforeItIsInitialised) {
    plug("A");
    data_->ioStatDataIs("A");
    monitor_ = Pelm::make<IOStatSm>(interval_, devices_, data_);
@@ -113,7 +113,7 @@ TEST_F(IOStatMonitor, beforeItIsInitialisedNothingPolls) {
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, aDiskThatGoesLosesItsHistoryAtOnce) {
+TEST_F(IOStatSmTest, DropsTheHistoryOfARemovedDiskAtOnce) {
    plug("A");
    start();
    Host::runFor(200);
@@ -123,7 +123,7 @@ TEST_F(IOStatMonitor, aDiskThatGoesLosesItsHistoryAtOnce) {
    EXPECT_EQ(history("A"), (History{{1200, 1024000, 2048000}}));
 }
 
-TEST_F(IOStatMonitor, aDiskThatChangesKeepsItsHistory) {
+TEST_F(IOStatSmTest, KeepsTheHistoryOfADiskThatChanges) {
    plug("A");
    start();
    statIs("sdb", "1 0 8 0 2 0 16 0 0 0 0\n");
@@ -133,7 +133,7 @@ TEST_F(IOStatMonitor, aDiskThatChangesKeepsItsHistory) {
    EXPECT_EQ(history("A").back(), (IOStat::Measurement{1060, 4096, 8192})) << "read from its new place";
 }
 
-TEST_F(IOStatMonitor, dropsWhatAnEarlierRunLeftBehindAndKeepsTheRest) {
+TEST_F(IOStatSmTest, DropsRecordsOfAnEarlierRunAndKeepsTheRest) {
    data_->ioStatDataIs("gone");
    data_->ioStatDataIs("A");
    data_->ioStatDataIs("gone too");
@@ -143,7 +143,7 @@ TEST_F(IOStatMonitor, dropsWhatAnEarlierRunLeftBehindAndKeepsTheRest) {
    EXPECT_TRUE(history("A").empty()) << "a disk with a history waits for the next poll";
 }
 
-TEST_F(IOStatMonitor, keepsOneDayAndOneIntervalOfHistory) {
+TEST_F(IOStatSmTest, KeepsOneDayAndOneIntervalOfHistory) {
    plug("A");
    start();
    Host::runFor(3 * 86400);
@@ -153,7 +153,7 @@ TEST_F(IOStatMonitor, keepsOneDayAndOneIntervalOfHistory) {
    EXPECT_EQ(kept.size(), 1442U);
 }
 
-TEST_F(IOStatMonitor, countsAFileThatIsNotThere) {
+TEST_F(IOStatSmTest, CountsAMissingFile) {
    plug("A", "/dev/sdx");
    start();
    EXPECT_EQ(monitor_->openErrorCount(), 1U);
@@ -164,32 +164,32 @@ TEST_F(IOStatMonitor, countsAFileThatIsNotThere) {
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, countsAFileWithoutALine) {
+TEST_F(IOStatSmTest, CountsAFileWithoutALine) {
    EXPECT_EQ(countersOf(""), (std::vector<unsigned>{0, 1, 0}));
    EXPECT_EQ(traces_.errors(),
              Texts{"collectIoStatForDisk failed to getline " + folder_.string() + "/sda.stat"});
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, countsAFolderAsAFileWithoutALine) {
+TEST_F(IOStatSmTest, CountsAFolderAsAFileWithoutALine) {
    std::filesystem::create_directory(folder_.path() / "sdd.stat");
    plug("A", "/dev/sdd");
    start();
    EXPECT_EQ(monitor_->getlineErrorCount(), 1U);
 }
 
-TEST_F(IOStatMonitor, countsALineWithFewerThanSevenNumbers) {
+TEST_F(IOStatSmTest, CountsALineWithFewerThanSevenNumbers) {
    EXPECT_EQ(countersOf("1 2 3 4 5 6\n7 8 9 10 11 12 13\n"), (std::vector<unsigned>{0, 0, 1}));
    EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to extract IO info"});
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, countsANumberThatIsTooLong) {
+TEST_F(IOStatSmTest, CountsANumberThatIsTooLong) {
    EXPECT_EQ(countersOf("1 2 18446744073709551616 4 5 6 7\n"), (std::vector<unsigned>{0, 0, 1}));
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, countsALineThatIsTooLong) {
+TEST_F(IOStatSmTest, CountsALineThatIsTooLong) {
    // What is read of it ends in the middle of the seventh number.
    std::string const start = "1 2 3 4 5 6 7";
    EXPECT_EQ(countersOf(std::string(4096 - start.size(), ' ') + start + "7777"),
@@ -197,7 +197,7 @@ TEST_F(IOStatMonitor, countsALineThatIsTooLong) {
        << "the last number would be a part of it";
 }
 
-TEST_F(IOStatMonitor, aFailedSampleKeepsTheHistory) {
+TEST_F(IOStatSmTest, KeepsTheHistoryAfterAFailedSample) {
    plug("A");
    start();
    statIs("sda", "rubbish\n");
@@ -206,7 +206,7 @@ TEST_F(IOStatMonitor, aFailedSampleKeepsTheHistory) {
    EXPECT_EQ(monitor_->regexErrorCount(), 1U);
 }
 
-TEST_F(IOStatMonitor, readsButStoresNothingWhenItShouldNotRecord) {
+TEST_F(IOStatSmTest, ReadsButStoresNothingWhenItShouldNotRecord) {
    start();
    monitor_->shouldRecordMeasurementIs(false);
    plug("A");
@@ -216,7 +216,7 @@ TEST_F(IOStatMonitor, readsButStoresNothingWhenItShouldNotRecord) {
    EXPECT_EQ(monitor_->regexErrorCount(), 1U) << "it is checked all the same";
 }
 
-TEST_F(IOStatMonitor, dropsWhatIsTooOldThoughItShouldNotRecord) {
+TEST_F(IOStatSmTest, DropsOldMeasurementsThoughItShouldNotRecord) {
    plug("A");
    start();
    monitor_->shouldRecordMeasurementIs(false);
@@ -226,7 +226,7 @@ TEST_F(IOStatMonitor, dropsWhatIsTooOldThoughItShouldNotRecord) {
    EXPECT_TRUE(history("A").empty());
 }
 
-TEST_F(IOStatMonitor, aFailedSampleDropsNothingHoweverOld) {
+TEST_F(IOStatSmTest, DropsNothingAfterAFailedSampleHoweverOld) {
    plug("A");
    start();
    statIs("sda", "rubbish\n");
@@ -234,7 +234,7 @@ TEST_F(IOStatMonitor, aFailedSampleDropsNothingHoweverOld) {
    EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
 }
 
-TEST_F(IOStatMonitor, aGoodSampleLeavesTheCountersOfFailures) {
+TEST_F(IOStatSmTest, KeepsTheFailureCountersAfterAGoodSample) {
    std::string const good = "1 0 2000 0 2 0 4000 0\n";
    EXPECT_EQ(countersOf("rubbish\n"), (std::vector<unsigned>{0, 0, 1}));
    statIs("sda", "");
@@ -249,7 +249,7 @@ TEST_F(IOStatMonitor, aGoodSampleLeavesTheCountersOfFailures) {
              (std::vector<unsigned>{1, 1, 1}));
 }
 
-TEST_F(IOStatMonitor, anEnvironmentThatIsSetButEmptyIsTaken) {
+TEST_F(IOStatSmTest, UsesAnEnvironmentVariableThatIsSetButEmpty) {
    setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", "", 1);
    plug("A");
    start();
@@ -257,7 +257,7 @@ TEST_F(IOStatMonitor, anEnvironmentThatIsSetButEmptyIsTaken) {
    EXPECT_EQ(traces_.errors(), Texts{"collectIoStatForDisk failed to open "});
 }
 
-TEST_F(IOStatMonitor, measuresInFrameworkTimeWhateverTheWallClockSays) {
+TEST_F(IOStatSmTest, MeasuresInFrameworkTimeWhateverTheWallClock) {
    plug("A");
    start();
    wallClockJumpsBy(-50 * 365 * 86400.0);
@@ -268,7 +268,7 @@ TEST_F(IOStatMonitor, measuresInFrameworkTimeWhateverTheWallClockSays) {
    EXPECT_EQ(history("A").back().time, 1120);
 }
 
-TEST_F(IOStatMonitor, holdsNoDescriptorBetweenSamples) {
+TEST_F(IOStatSmTest, KeepsNoDescriptorBetweenSamples) {
    auto const before = Support::openDescriptors();
    plug("A");
    plug("B", "/dev/sdx");
@@ -277,7 +277,7 @@ TEST_F(IOStatMonitor, holdsNoDescriptorBetweenSamples) {
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-TEST_F(IOStatMonitor, aDayAtOneSecondTakesLittleMoreThanItsMeasurements) {
+TEST_F(IOStatSmTest, UsesLittleMoreMemoryThanADayOfMeasurementsAtOneSecond) {
 #ifdef STORAGEDEVICES_SANITIZED
    GTEST_SKIP() << "the sanitizers have an allocator of their own";
 #endif
@@ -299,7 +299,7 @@ TEST_F(IOStatMonitor, aDayAtOneSecondTakesLittleMoreThanItsMeasurements) {
                   std::to_string(static_cast<double>(taken) / static_cast<double>(bare) * 24));
 }
 
-TEST_F(IOStatMonitor, aZombieHearsNothing) {
+TEST_F(IOStatSmTest, IgnoresEventsAsAZombie) {
    plug("A");
    start();
    monitor_->vornDoZombieReactors(true);
@@ -310,7 +310,7 @@ TEST_F(IOStatMonitor, aZombieHearsNothing) {
    EXPECT_FALSE(data_->ioStatData.contains("B"));
 }
 
-TEST_F(IOStatMonitor, mayBeDroppedByWhoIsToldOfAFailedSample) {
+TEST_F(IOStatSmTest, AllowsItsSubscriberToDropItAtAFailedSample) {
    struct Dropper {
       void handleOpenErrorCount() {
          reactor.notifierIs(nullptr);

@@ -30,7 +30,7 @@ class IOStatTest : public Support::VirtualTimeTest {
    Pelm::Ptr<IOStat> const stat = Pelm::make<IOStat>();
 };
 
-TEST_F(IOStatTest, isEmptyAtFirst) {
+TEST_F(IOStatTest, IsEmptyAtFirst) {
    EXPECT_TRUE(stat->empty());
    EXPECT_EQ(stat->size(), 0U);
    EXPECT_FALSE(stat->topMeasurement());
@@ -38,7 +38,7 @@ TEST_F(IOStatTest, isEmptyAtFirst) {
    EXPECT_TRUE(stat->empty());
 }
 
-TEST_F(IOStatTest, keepsMeasurementsInTheirOrder) {
+TEST_F(IOStatTest, KeepsMeasurementsInTheirOrder) {
    stat->recordMeasurement(1000, 1024000, 2048000);
    EXPECT_EQ(stat->topMeasurement(), (Measurement{1000, 1024000, 2048000}));
    stat->recordMeasurement(1060, UINT64_MAX, 3);
@@ -48,7 +48,7 @@ TEST_F(IOStatTest, keepsMeasurementsInTheirOrder) {
    EXPECT_EQ((*stat)[1], (Measurement{1060, UINT64_MAX, 3}));
 }
 
-TEST_F(IOStatTest, dropsWhatIsOlderThanTheAge) {
+TEST_F(IOStatTest, DropsMeasurementsOlderThanTheAge) {
    for (std::uint64_t i = 0; i < 5; ++i) {
       recordNow(i);
       time->jumpBy(60);
@@ -66,7 +66,7 @@ TEST_F(IOStatTest, dropsWhatIsOlderThanTheAge) {
    EXPECT_FALSE(stat->topMeasurement());
 }
 
-TEST_F(IOStatTest, goesOnAfterAllWasDropped) {
+TEST_F(IOStatTest, RecordsAgainAfterAllWasDropped) {
    for (std::uint64_t round = 0; round < 200; ++round) {
       recordNow(round);
       ASSERT_EQ(written(), std::vector<std::uint64_t>{round});
@@ -76,7 +76,7 @@ TEST_F(IOStatTest, goesOnAfterAllWasDropped) {
    }
 }
 
-TEST_F(IOStatTest, aDayAndAPollRemainOfALongHistory) {
+TEST_F(IOStatTest, KeepsADayAndAPollOfALongHistory) {
    constexpr double interval = 300;
    for (std::uint64_t poll = 0; poll < 1000; ++poll) {
       recordNow(poll);
@@ -90,7 +90,7 @@ TEST_F(IOStatTest, aDayAndAPollRemainOfALongHistory) {
 }
 
 // Against a plain list, over recordings and prunings in any order.
-TEST_F(IOStatTest, keepsWhatAPlainListKeeps) {
+TEST_F(IOStatTest, KeepsTheSameMeasurementsAsAPlainList) {
    std::mt19937 random(Support::randomSeed(20240616));
    std::deque<Measurement> expected;
    std::size_t most = 0;
@@ -155,12 +155,12 @@ bool stopTheHeap() {
           errno == EEXIST;
 }
 
-TEST_F(IOStatTest, dropsTheOldestRatherThanTakeTheLastMemory) {
+TEST_F(IOStatTest, DropsTheOldestBeforeItUsesTheLastMemory) {
    EXPECT_TRUE(Support::survives(std::size_t{8} << 20U,
                                  [this] { _exit(keepsTheNewestAndLeavesMemory(*stat) ? 0 : 1); }));
 }
 
-TEST_F(IOStatTest, leavesMemoryWhereTheHeapCannotGrow) {
+TEST_F(IOStatTest, LeavesMemoryWhereTheHeapCannotGrow) {
    EXPECT_TRUE(Support::survives(std::size_t{8} << 20U, [this] {
       _exit(stopTheHeap() && keepsTheNewestAndLeavesMemory(*stat) ? 0 : 1);
    }));
@@ -168,7 +168,7 @@ TEST_F(IOStatTest, leavesMemoryWhereTheHeapCannotGrow) {
 
 #endif
 
-TEST(IOStatDataTest, historiesAreKeptUntilTheyAreDeleted) {
+TEST(IOStatDataTest, KeepsHistoriesUntilTheyAreDeleted) {
    auto const all = Pelm::make<IOStatData>();
    all->ioStatDataIs("SN1");
    auto const first = all->ioStatData("SN1");

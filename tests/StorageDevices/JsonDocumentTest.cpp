@@ -31,7 +31,7 @@ std::string written(JsonValue const & value) {
    return buffer.GetString();
 }
 
-TEST(JsonDocumentTest, holdsWhatTheTextSays) {
+TEST(JsonDocumentTest, ReadsTheValuesOfTheText) {
    std::string const text =
        R"({"null":null,"yes":true,"no":false,"int":-5,"unsigned":7,"long":-5000000000,)"
        R"("big":18446744073709551615,"real":1.5,"text":"a\u0000b","list":[1,[2,{}],[]]})";
@@ -41,7 +41,7 @@ TEST(JsonDocumentTest, holdsWhatTheTextSays) {
    EXPECT_EQ(written(document.root()), text);
 }
 
-TEST(JsonDocumentTest, outlivesItsText) {
+TEST(JsonDocumentTest, OutlivesItsText) {
    auto text =
        std::make_unique<std::string>(R"({"a long enough name to be allocated":"and a value like it"})");
    JsonDocument const document(*text);
@@ -50,12 +50,12 @@ TEST(JsonDocumentTest, outlivesItsText) {
              "and a value like it");
 }
 
-TEST(JsonDocumentTest, anyValueMayBeTheRoot) {
+TEST(JsonDocumentTest, AcceptsAnyValueAsTheRoot) {
    for (auto const * text : {"1", "\"x\"", "null", "[]", " \t\r\n{}\n"})
       EXPECT_TRUE(JsonDocument(text).isValid()) << text;
 }
 
-TEST(JsonDocumentTest, tellsErrorsInTheParsersWords) {
+TEST(JsonDocumentTest, DescribesErrorsInTheParsersWords) {
    EXPECT_EQ(JsonDocument("").error(), "The document is empty.");
    EXPECT_EQ(JsonDocument(std::string_view()).error(), "The document is empty.");
    EXPECT_EQ(JsonDocument("{} x").error(), "The document root must not be followed by other values.");
@@ -66,13 +66,13 @@ TEST(JsonDocumentTest, tellsErrorsInTheParsersWords) {
    EXPECT_TRUE(document.root().IsNull());
 }
 
-TEST(JsonDocumentTest, theTextEndsAtItsFirstNul) {
+TEST(JsonDocumentTest, EndsTheTextAtItsFirstNul) {
    EXPECT_TRUE(JsonDocument(std::string_view("{}\0garbage", 10)).isValid());
    EXPECT_EQ(JsonDocument(std::string_view("\0{}", 3)).error(), "The document is empty.");
    EXPECT_FALSE(JsonDocument(std::string_view("{\0}", 3)).isValid());
 }
 
-TEST(JsonDocumentTest, nestingIsBounded) {
+TEST(JsonDocumentTest, BoundsNesting) {
    for (auto const & [open, close] : {std::pair<std::string, std::string>("[", "]"),
                                       std::pair<std::string, std::string>("{\"a\":", "}")}) {
       EXPECT_TRUE(JsonDocument(nested(JsonDocument::maxDepth, open, close)).isValid());
@@ -82,14 +82,14 @@ TEST(JsonDocumentTest, nestingIsBounded) {
    EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth / 2 + 1, "[{\"a\":", "}]")).error(), depthError);
 }
 
-TEST(JsonDocumentTest, nestingIsDepthAndNotCount) {
+TEST(JsonDocumentTest, BoundsTheDepthAndNotTheNumberOfNestedValues) {
    std::string text = "[0";
    for (int i = 0; i < 2000; ++i)
       text += ",[{}]";
    EXPECT_TRUE(JsonDocument(text + "]").isValid());
 }
 
-TEST(JsonDocumentTest, lookUpsTakeWhatTheyAreGiven) {
+TEST(JsonDocumentTest, ToleratesAnyArgumentOfALookUp) {
    JsonDocument const document(R"({"a":{"b":"text"},"a":1,"n":"x"})");
    auto const * root = &document.root();
    EXPECT_EQ(jsonString(jsonMember(jsonMember(root, "a"), "b")), "text");
@@ -102,13 +102,13 @@ TEST(JsonDocumentTest, lookUpsTakeWhatTheyAreGiven) {
    EXPECT_EQ(jsonUnsigned(nullptr), std::nullopt);
 }
 
-TEST(JsonDocumentTest, namesAreComparedWithTheirLength) {
+TEST(JsonDocumentTest, ComparesNamesWithTheirLength) {
    JsonDocument const document(R"({"a\u0000b":1,"a":2})");
    EXPECT_EQ(jsonUnsigned(jsonMember(&document.root(), "a")), 2U);
    EXPECT_EQ(jsonUnsigned(jsonMember(&document.root(), std::string_view("a\0b", 3))), 1U);
 }
 
-TEST(JsonDocumentTest, unsignedNumbersAreWholeAndNotNegative) {
+TEST(JsonDocumentTest, ReadsOnlyWholeNumbersFromZeroAsUnsigned) {
    auto const read = [](std::string_view text) { return jsonUnsigned(&JsonDocument(text).root()); };
    EXPECT_EQ(read("0"), 0U);
    EXPECT_EQ(read("4294967296"), 4294967296U);
@@ -118,7 +118,7 @@ TEST(JsonDocumentTest, unsignedNumbersAreWholeAndNotNegative) {
 }
 
 // The depth bound must be all that distinguishes it from the parser's own document.
-TEST(JsonDocumentTest, readsLikeAnUnboundedDocument) {
+TEST(JsonDocumentTest, ReadsLikeAnUnboundedDocument) {
    std::string const whole =
        R"({"Devices" : [{"a":"\u00e9\n\ud83d\ude00","b":-12.5e-3,"c":[true,false,null,{}]}],"n":0})";
    std::mt19937 random(11);

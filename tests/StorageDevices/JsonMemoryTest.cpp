@@ -60,7 +60,7 @@ std::vector<Hostile> hostileTexts(std::size_t size) {
            {"half a document", filled(size, "0").substr(0, size - 1)}};
 }
 
-TEST(JsonMemoryTest, keepsWhatIsInABlockThatGrowsAndShrinks) {
+TEST(JsonMemoryTest, KeepsTheContentsOfABlockThatGrowsAndShrinks) {
    void * block = nullptr;
    std::size_t size = 0;
    for (std::size_t const next :
@@ -78,7 +78,7 @@ TEST(JsonMemoryTest, keepsWhatIsInABlockThatGrowsAndShrinks) {
    Base::JsonMemory::Free(nullptr);
 }
 
-TEST(JsonMemoryTest, noTextOfUpToAMebibyteIsRefusedForItsMemory) {
+TEST(JsonMemoryTest, RefusesNoTextOfUpToAMebibyte) {
    for (Hostile const & hostile : hostileTexts(100 * kiB))
       if (hostile.name != std::string_view{"nesting"} &&
           hostile.name != std::string_view{"half a document"}) {
@@ -87,19 +87,19 @@ TEST(JsonMemoryTest, noTextOfUpToAMebibyteIsRefusedForItsMemory) {
    EXPECT_EQ(JsonDocument{filled(miB, "0")}.error(), "") << "the densest of them";
 }
 
-TEST(JsonMemoryTest, aDenseTextBeyondThatIs) {
+TEST(JsonMemoryTest, RefusesADenseTextBeyondAMebibyte) {
    EXPECT_EQ(JsonDocument{filled(outputSize, "0")}.error(), refused);
    std::string const plain = filled(outputSize, R"({"name":"a text as reports have them"})");
    EXPECT_EQ(JsonDocument{plain}.error(), "") << "what tools print has room";
 }
 
-TEST(JsonMemoryTest, whatFollowsTheEndOfTheTextBuysItNoMemory) {
+TEST(JsonMemoryTest, CountsOnlyTheTextBeforeItsEnd) {
    std::string text = filled(miB + miB / 2, "0");
    text.resize(outputSize);  // with NUL bytes, the first of which is its end
    EXPECT_EQ(JsonDocument{text}.error(), refused);
 }
 
-TEST(JsonMemoryTest, aListBeyondItTellsSo) {
+TEST(JsonMemoryTest, DescribesAListBeyondTheBound) {
    NvmeList const list = readNvmeList(filled(outputSize, "0"), "/dev/nvme0n1");
    EXPECT_EQ(list.outcome, NvmeList::Outcome::jsonError);
    EXPECT_EQ(list.jsonError, refused);
@@ -109,7 +109,7 @@ TEST(JsonMemoryTest, aListBeyondItTellsSo) {
 
 using Support::survives;
 
-TEST(JsonMemoryTest, whereThereIsNoMemoryBlocksRaise) {
+TEST(JsonMemoryTest, RaisesWhereThereIsNoMemoryForABlock) {
    Support::MemoryLimit const limit{miB};
    EXPECT_THROW(Base::JsonMemory::Malloc(2 * miB), std::bad_alloc);
    void * const block = Base::JsonMemory::Malloc(200 * kiB);
@@ -127,14 +127,14 @@ void readAll(std::vector<Hostile> const & texts, std::size_t more) {
    })) << more;
 }
 
-TEST(JsonMemoryTest, whatIsReadWithLittleMemoryIsADocumentOrRefused) {
+TEST(JsonMemoryTest, ReadsOrRefusesATextWithLittleMemory) {
    auto const texts = hostileTexts(200 * kiB);
    for (std::size_t const more :
         {std::size_t{0}, 64 * kiB, 500 * kiB, miB, 1700 * kiB, 1800 * kiB, 2 * miB, 4 * miB})
       readAll(texts, more);
 }
 
-TEST(JsonMemoryTest, andSoIsTheMostThatAToolMayPrint) {
+TEST(JsonMemoryTest, ReadsOrRefusesTheLargestToolOutputWithLittleMemory) {
    std::vector<Hostile> const texts = {
        {"numbers", filled(outputSize, "0")},
        {"one text", "[\"" + std::string(outputSize, 'x') + "\"]"},
@@ -143,12 +143,12 @@ TEST(JsonMemoryTest, andSoIsTheMostThatAToolMayPrint) {
       readAll(texts, more * miB);
 }
 
-TEST(JsonMemoryTest, readsAReportWithAMebibyteToSpare) {
+TEST(JsonMemoryTest, ReadsAReportWithAMebibyteToSpare) {
    std::string const report = filled(30 * kiB, R"({"id":9,"name":"Power_On_Hours","value":100,"worst":100})");
    EXPECT_TRUE(survives(miB, [&] { _exit(JsonDocument{report}.isValid() ? 0 : 1); }));
 }
 
-TEST(JsonMemoryTest, givesBackWhatItTook) {
+TEST(JsonMemoryTest, ReturnsItsMemory) {
    std::vector<std::string> const texts = {filled(outputSize, "0"), filled(miB, "0"),
                                            "[\"" + std::string(outputSize, 'x') + "\"]"};
    auto const readAll = [&] {

@@ -69,7 +69,7 @@ Answer answerByRegexAtStarts(std::string const & line) {
    return {};
 }
 
-TEST(KernelLineOracleTest, allExpressionsBeginWithTheSamePlainCharacters) {
+TEST(KernelLineOracleTest, FindsTheSamePlainBeginningInAllExpressions) {
    for (auto const & pattern : kernelLinePatterns) {
       std::string_view const expression(pattern.expression);
       EXPECT_TRUE(expression.starts_with(R"(kernel: \[\s*\d)")) << expression;
@@ -87,7 +87,7 @@ TEST(KernelLineOracleTest, allExpressionsBeginWithTheSamePlainCharacters) {
    }
 }
 
-TEST(KernelLineOracleTest, agreesOnRandomLines) {
+TEST(KernelLineOracleTest, MatchesTheExpressionsOnRandomLines) {
    RandomKernelLines lines(Support::randomSeed(20'240'611));
    std::array<std::size_t, kernelLinePatterns.size() + 1> counts{};
    for (std::size_t i = 0; i < lineCount; ++i) {
@@ -104,7 +104,7 @@ TEST(KernelLineOracleTest, agreesOnRandomLines) {
 }
 
 // Many stamps and lines in one text, each of which an earlier search may have passed.
-TEST(KernelLineOracleTest, agreesOnLongLines) {
+TEST(KernelLineOracleTest, MatchesTheExpressionsOnLongLines) {
    RandomKernelLines lines(Support::randomSeed(1'024));
    std::size_t found = 0;
    for (std::size_t i = 0; i < lineCount / 100; ++i) {
@@ -121,7 +121,7 @@ TEST(KernelLineOracleTest, agreesOnLongLines) {
    EXPECT_GT(found, lineCount / 200);
 }
 
-TEST(KernelLineOracleTest, agreesOnLinesOfRealKernels) {
+TEST(KernelLineOracleTest, MatchesTheExpressionsOnLinesOfRealKernels) {
    SKIP_WITHOUT_CORPUS();
    std::size_t found = 0;
    for (auto const & file : TestData::corpusFiles("kernel-lines")) {

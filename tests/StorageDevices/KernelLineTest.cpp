@@ -20,7 +20,7 @@ std::string deviceInLine(std::string_view line) {
    return std::string(deviceInKernelLine(line).value_or("none"));
 }
 
-TEST(KernelLineTest, namesTheUsbPort) {
+TEST(KernelLineTest, NamesTheUsbPort) {
    EXPECT_EQ(deviceIn("usb 1-2: USB disconnect, device number 4"), "usb 1-2");
    EXPECT_EQ(deviceIn("usb 1-2: USB disconnect, address 4"), "usb 1-2");
    EXPECT_EQ(deviceIn("usb 2-1.4: device descriptor read/64, error -110"), "usb 2-1.4");
@@ -35,7 +35,7 @@ TEST(KernelLineTest, namesTheUsbPort) {
    EXPECT_EQ(deviceIn("usb usb1: USB disconnect, device number 4"), "none");
 }
 
-TEST(KernelLineTest, readsTheUsbPortUpToTheLastEventOfTheLine) {
+TEST(KernelLineTest, ReadsTheUsbPortUpToTheLastEventOfTheLine) {
    EXPECT_EQ(deviceIn("usb 1-2: hub: device descriptor read"), "usb 1-2: hub");
    EXPECT_EQ(deviceIn("usb 1-2: device descriptor read: device descriptor read: x"),
              "usb 1-2: device descriptor read");
@@ -43,7 +43,7 @@ TEST(KernelLineTest, readsTheUsbPortUpToTheLastEventOfTheLine) {
    EXPECT_EQ(deviceIn("usb 1-2: device descriptor read\n: device descriptor read"), "usb 1-2");
 }
 
-TEST(KernelLineTest, namesTheAtaPort) {
+TEST(KernelLineTest, NamesTheAtaPort) {
    EXPECT_EQ(deviceIn("ata1: SError: { PHYRdyChg CommWake DevExch }"), "ata1");
    EXPECT_EQ(deviceIn("ata1.00: error: { UNC }"), "ata1");
    EXPECT_EQ(deviceIn("ata12: internal fatal error"), "ata12");
@@ -62,7 +62,7 @@ TEST(KernelLineTest, namesTheAtaPort) {
    EXPECT_EQ(deviceIn("ata3: failed command"), "none");
 }
 
-TEST(KernelLineTest, anyCharacterSeparatesTheAtaPortFromItsUnit) {
+TEST(KernelLineTest, AcceptsAnyCharacterBetweenTheAtaPortAndItsUnit) {
    EXPECT_EQ(deviceIn("ata1x0: hard resetting link"), "ata1");
    EXPECT_EQ(deviceIn("ata1:0: hard resetting link"), "ata1");
    EXPECT_EQ(deviceIn("ata1\3770: hard resetting link"), "ata1");
@@ -73,7 +73,7 @@ TEST(KernelLineTest, anyCharacterSeparatesTheAtaPortFromItsUnit) {
    EXPECT_EQ(deviceIn("ata1.0:hard resetting link"), "none");
 }
 
-TEST(KernelLineTest, namesTheCard) {
+TEST(KernelLineTest, NamesTheCard) {
    EXPECT_EQ(deviceIn("mmc0: Timeout waiting for hardware interrupt."), "mmc0");
    EXPECT_EQ(deviceIn("mmcblk0: error -110 transferring data, sector 2048, nr 8, cmd response 0x900"),
              "mmcblk0");
@@ -85,7 +85,7 @@ TEST(KernelLineTest, namesTheCard) {
    EXPECT_EQ(deviceIn("mmcblk0: error -110 transferring data, sector 2048, nr , cmd response 0x900"), "none");
 }
 
-TEST(KernelLineTest, namesTheDeviceOfAFileSystem) {
+TEST(KernelLineTest, NamesTheDeviceOfAFileSystem) {
    EXPECT_EQ(deviceIn("EXT3-fs (sda1): Remounting filesystem read-only"), "sda1");
    EXPECT_EQ(deviceIn("FAT-fs (sdb1): This should not happen"), "sdb1");
    EXPECT_EQ(deviceIn("EXT2-fs (sda): unable to read inode block"), "sda");
@@ -103,14 +103,14 @@ TEST(KernelLineTest, namesTheDeviceOfAFileSystem) {
    EXPECT_EQ(deviceIn("EXT4-fs\n(sda1): Remounting filesystem read-only"), "none");
 }
 
-TEST(KernelLineTest, theLastFileSystemOfTheLineIsTheOneNamed) {
+TEST(KernelLineTest, NamesTheLastFileSystemOfTheLine) {
    EXPECT_EQ(deviceIn("(sda1): This should (sdb1): This should not"), "sdb1");
    EXPECT_EQ(deviceIn("(sda1): This should (sdb1): mount"), "sda1");
    EXPECT_EQ(deviceIn("(a): Directory bread (b): Directory bread failed (c): Directory bread"), "b");
    EXPECT_EQ(deviceIn("(sda1): This should\n(sdb1): This should"), "sda1");
 }
 
-TEST(KernelLineTest, namesTheDeviceOfAnExt4FileSystem) {
+TEST(KernelLineTest, NamesTheDeviceOfAnExt4FileSystem) {
    EXPECT_EQ(deviceIn("EXT4-fs error (device sda2): ext4_find_entry:1455: inode #2: comm ls: reading"),
              "sda2");
    EXPECT_EQ(deviceIn("EXT4-fs warning (device nvme0n1p2): ext4_end_bio:343:"), "nvme0n1p2");
@@ -120,7 +120,7 @@ TEST(KernelLineTest, namesTheDeviceOfAnExt4FileSystem) {
    EXPECT_EQ(deviceIn("EXT4-fs  (device sda2): ext4_find_entry:1455:"), "none");
 }
 
-TEST(KernelLineTest, namesTheScsiDisk) {
+TEST(KernelLineTest, NamesTheScsiDisk) {
    EXPECT_EQ(deviceIn("sd 2:0:0:0: [sdb] Unhandled error code"), "sdb");
    EXPECT_EQ(deviceIn("sd 2:0:0:0: [sdb]  Sense Key : Medium Error [current] "), "sdb");
    EXPECT_EQ(deviceIn("sd\t12:0:0:127:\n[sdAB]  Sense Key : x"), "sdAB");
@@ -133,7 +133,7 @@ TEST(KernelLineTest, namesTheScsiDisk) {
    EXPECT_EQ(deviceIn("sd  2:0:0:0: [sdb]  Sense Key : Medium Error"), "none");
 }
 
-TEST(KernelLineTest, namesTheBlockDevice) {
+TEST(KernelLineTest, NamesTheBlockDevice) {
    EXPECT_EQ(deviceIn("blk_update_request: I/O error, dev sdb, sector 204800"), "sdb");
    EXPECT_EQ(deviceIn("end_request: I/O error, dev sdc, sector 64"), "sdc");
    EXPECT_EQ(deviceIn("end_request: critical medium error, dev sdc, sector 64"), "sdc");
@@ -146,12 +146,12 @@ TEST(KernelLineTest, namesTheBlockDevice) {
    EXPECT_EQ(deviceIn("end_request: I/O\nerror, dev sdc, sector 64"), "none");
 }
 
-TEST(KernelLineTest, aPartitionIsNotTakenForItsDisk) {
+TEST(KernelLineTest, DoesNotTakeAPartitionForItsDisk) {
    EXPECT_EQ(deviceIn("Buffer I/O error on device sdb1, logical block 25"), "sdb1");
    EXPECT_EQ(deviceIn("blk_update_request: I/O error, dev nvme0n1p3, sector 0"), "nvme0n1p3");
 }
 
-TEST(KernelLineTest, theLastRequestThatEndedInTheLineIsTheOneNamed) {
+TEST(KernelLineTest, NamesTheLastRequestThatEndedInTheLine) {
    EXPECT_EQ(deviceIn("end_request: error, dev sda, sector 1 error, dev sdb, sector 2"), "sdb");
    EXPECT_EQ(deviceIn("end_request: error, dev sda, sector 1 error, dev sdb, sector"), "sda");
    EXPECT_EQ(deviceIn("end_request: error, dev sda, sector 1\nerror, dev sdb, sector 2"), "sda");
@@ -161,7 +161,7 @@ std::string withStamp(std::string const & stamp) {
    return deviceInLine("kernel: [" + stamp + "sd 2:0:0:0: [sdb] Unhandled error");
 }
 
-TEST(KernelLineTest, readsStampsOfOneToSixDecimals) {
+TEST(KernelLineTest, ReadsStampsOfOneToSixDecimals) {
    EXPECT_EQ(withStamp("1.1]"), "sdb");
    EXPECT_EQ(withStamp("     0.000000] "), "sdb");
    EXPECT_EQ(withStamp(" \t\n\v\f\r123456789012.123456] \r\n\t"), "sdb");
@@ -176,7 +176,7 @@ TEST(KernelLineTest, readsStampsOfOneToSixDecimals) {
    EXPECT_EQ(deviceInLine("kernel: [1.1] [    T7] sd 2:0:0:0: [sdb] Unhandled error"), "none");
 }
 
-TEST(KernelLineTest, anyCharacterButALineEndSeparatesTheNumbersOfAStamp) {
+TEST(KernelLineTest, AcceptsAnyCharacterButALineEndInAStamp) {
    for (char const * stamp : {"1,1] ", "1 1] ", "1\2001] ", "1]1] ", "111] ", "123456789] ", "111]1] "})
       EXPECT_EQ(withStamp(stamp), "sdb") << stamp;
    for (char const * stamp : {"1\n1] ", "1\r1] ", "1] ", "11] ", "111]1234567] ", "1\303\2511] "})
@@ -184,14 +184,14 @@ TEST(KernelLineTest, anyCharacterButALineEndSeparatesTheNumbersOfAStamp) {
    EXPECT_EQ(deviceInLine("kernel: [111]1234567] (sdb): This should"), "sdb");
 }
 
-TEST(KernelLineTest, findsTheStampAnywhereInTheLine) {
+TEST(KernelLineTest, FindsTheStampAnywhereInTheLine) {
    EXPECT_EQ(deviceInLine("<3>Jun 11 10:00:00 unit kernel: [1.1] ata4: hard resetting link"), "ata4");
    EXPECT_EQ(deviceInLine("kernel: [kernel: [1.1] ata4: hard resetting link"), "ata4");
    EXPECT_EQ(deviceInLine("akernel: [1.1] ata4: hard resetting link"), "ata4");
    EXPECT_EQ(deviceInLine("Kernel: [1.1] ata4: hard resetting link"), "none");
 }
 
-TEST(KernelLineTest, ofSeveralStampsTheFirstWithAMatchCounts) {
+TEST(KernelLineTest, UsesTheFirstStampWithAMatch) {
    EXPECT_EQ(deviceInLine("kernel: [1.1] ata4: hello kernel: [1.1] ata5: hard resetting link"), "ata5");
    EXPECT_EQ(deviceInLine("kernel: [1.1] ata4: hard resetting link kernel: [1.1] ata5: hard resetting link"),
              "ata4");
@@ -201,7 +201,7 @@ TEST(KernelLineTest, ofSeveralStampsTheFirstWithAMatchCounts) {
    EXPECT_EQ(deviceInLine("kernel: [1.1] (a): This\nkernel: [1.1] (b): This should"), "b");
 }
 
-TEST(KernelLineTest, anEarlierPatternPrecedesAnEarlierStamp) {
+TEST(KernelLineTest, PrefersAnEarlierPatternToAnEarlierStamp) {
    EXPECT_EQ(deviceInLine("kernel: [1.1] Buffer I/O error on device sda, logical block 1 "
                           "kernel: [1.1] ata5: hard resetting link"),
              "ata5");
@@ -209,14 +209,14 @@ TEST(KernelLineTest, anEarlierPatternPrecedesAnEarlierStamp) {
    EXPECT_EQ(deviceIn("EXT4-fs error (device sda2): (sdb): This should"), "sdb");
 }
 
-TEST(KernelLineTest, aZeroByteEndsTheLine) {
+TEST(KernelLineTest, EndsTheLineAtAZeroByte) {
    EXPECT_EQ(deviceInLine("kernel: [1.1] ata4: hard resetting link\0: x"sv), "ata4");
    EXPECT_EQ(deviceInLine("kernel: [1.1] ata4: hard resetting\0 link"sv), "none");
    EXPECT_EQ(deviceInLine("\0kernel: [1.1] ata4: hard resetting link"sv), "none");
    EXPECT_EQ(deviceInLine("kernel: [1.1] (a): This should\0(b): This should"sv), "a");
 }
 
-TEST(KernelLineTest, bytesThatAreNoTextAreNoLettersButMayBeSkipped) {
+TEST(KernelLineTest, SkipsBytesThatAreNoTextAndReadsNoLettersFromThem) {
    EXPECT_EQ(deviceIn("\xFF\xC0(sda): This should"), "sda");
    EXPECT_EQ(deviceIn("end_request: \xE2\x80\xA8 error, dev sda, sector 1"), "sda");
    EXPECT_EQ(deviceIn("(sd\xC3\xA9): This should"), "none");
@@ -226,7 +226,7 @@ TEST(KernelLineTest, bytesThatAreNoTextAreNoLettersButMayBeSkipped) {
    EXPECT_EQ(deviceInLine({}), "none");
 }
 
-TEST(KernelLineTest, everyBeginningOfALineIsHandled) {
+TEST(KernelLineTest, AcceptsEveryBeginningOfALine) {
    std::string const line = "kernel: [ 8123.456789] sd 2:0:0:0: [sdb]  Sense Key : Medium Error";
    std::size_t const complete = line.find("Medium");
    for (std::size_t size = 0; size <= line.size(); ++size) {
@@ -236,7 +236,7 @@ TEST(KernelLineTest, everyBeginningOfALineIsHandled) {
    }
 }
 
-TEST(KernelLineTest, theAnswerIsAPartOfTheLine) {
+TEST(KernelLineTest, AnswersAPartOfTheLine) {
    std::string const line = "kernel: [ 8123.456789] ata1.00: failed command: READ FPDMA QUEUED";
    auto const device = deviceInKernelLine(line);
    ASSERT_TRUE(device);
@@ -262,7 +262,7 @@ constexpr char const * start =
 [    5.799537] sd 1:0:0:0: [sda] Write cache: enabled, read cache: enabled, doesn't support DPO or FUA
 )";
 
-TEST(KernelLineTest, namesNothingWhileAHealthyMachineStarts) {
+TEST(KernelLineTest, NamesNothingWhileAHealthyMachineStarts) {
    std::istringstream lines(start);
    std::size_t count = 0;
    for (std::string line; std::getline(lines, line); ++count)

@@ -16,14 +16,14 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-class LifetimeThroughMonitors : public Support::ToolMonitorTest {
+class LifetimeThroughMonitorsTest : public Support::ToolMonitorTest {
  protected:
    LifetimeThroughMonitors(std::string const & tool, Support::DiskFields disk)
        : ToolMonitorTest{tool, "StorageDeviceLifetimeMonitorSm", std::move(disk)} {
       interval_->intervalIs(day);
       written(0);
    }
-   LifetimeThroughMonitors() : LifetimeThroughMonitors{"smartctl", {.name = "S1"}} {}
+   LifetimeThroughMonitorsTest() : LifetimeThroughMonitorsTest{"smartctl", {.name = "S1"}} {}
 
    void written(std::uint64_t bytes) const {
       for (char const * const name : {"sda", "nvme0n1"})
@@ -64,7 +64,7 @@ class LifetimeThroughMonitors : public Support::ToolMonitorTest {
    Pelm::Ptr<DeviceLifetimeMonitorSm> lifetime_;
 };
 
-TEST_F(LifetimeThroughMonitors, aFallFrom90To89InADayIsLoggedWithWhatWasWritten) {
+TEST_F(LifetimeThroughMonitorsTest, LogsAFallFrom90To89InADayWithTheBytesWritten) {
    figure(91);
    start();
    figure(90);
@@ -78,7 +78,7 @@ TEST_F(LifetimeThroughMonitors, aFallFrom90To89InADayIsLoggedWithWhatWasWritten)
    EXPECT_EQ(logged().size(), 1U) << "the same figure a day later";
 }
 
-TEST_F(LifetimeThroughMonitors, aRunThatFailsIsNoFall) {
+TEST_F(LifetimeThroughMonitorsTest, IgnoresARunThatFails) {
    figure(91);
    start();
    figure(90);
@@ -93,17 +93,17 @@ TEST_F(LifetimeThroughMonitors, aRunThatFailsIsNoFall) {
    EXPECT_EQ(lifetime_->deviceLifetimeChange("S1")->lastValue(), 90);
 }
 
-class NvmeLifetime : public LifetimeThroughMonitors {
+class NvmeLifetimeTest : public LifetimeThroughMonitorsTest {
  protected:
-   NvmeLifetime()
-       : LifetimeThroughMonitors{
+   NvmeLifetimeTest()
+       : LifetimeThroughMonitorsTest{
              "nvme", {.name = "N1", .blockDevice = "/dev/nvme0n1", .busType = ConnectedDisk::BusType::nvme}} {
       folder_.scriptIs("smartctl", "exit 1");
    }
    void used(int percent) const { toolPrints(R"({"percent_used":)" + std::to_string(percent) + "}"); }
 };
 
-TEST_F(NvmeLifetime, isWhatIsLeft) {
+TEST_F(NvmeLifetimeTest, IsTheRemainder) {
    used(9);
    start();
    used(10);

@@ -73,7 +73,7 @@ std::string actionOf(Vorn::LogDescriptor const & message) {
                               : std::string{action.ownText()};
 }
 
-TEST(LogCatalogueTest, holdsTheTenMessagesToTheLetterInTableOrder) {
+TEST(LogCatalogueTest, HasTheTenMessagesToTheLetterInTableOrder) {
    ASSERT_EQ(Catalogue::all.size(), std::size(expected));
    for (std::size_t i = 0; i < std::size(expected); ++i) {
       Vorn::LogDescriptor const & message = Catalogue::all[i];
@@ -86,7 +86,7 @@ TEST(LogCatalogueTest, holdsTheTenMessagesToTheLetterInTableOrder) {
    }
 }
 
-TEST(LogCatalogueTest, formatsHoldNoOtherPlaceholderThanTexts) {
+TEST(LogCatalogueTest, UsesOnlyTextPlaceholdersInFormats) {
    for (Vorn::LogDescriptor const & message : Catalogue::all) {
       std::string_view const format{message.format};
       for (std::size_t at = format.find('%'); at != std::string_view::npos; at = format.find('%', at + 1))
@@ -94,7 +94,7 @@ TEST(LogCatalogueTest, formatsHoldNoOtherPlaceholderThanTexts) {
    }
 }
 
-TEST(LogCatalogueTest, isRegisteredWithTheProcessOnceUnderTheLibrarysName) {
+TEST(LogCatalogueTest, IsRegisteredOnceUnderTheLibrarysName) {
    auto const & modules = Vorn::modules();
    EXPECT_EQ(std::count(modules.begin(), modules.end(), &module()), 1);
    EXPECT_STREQ(module().name, "StorageDevices");

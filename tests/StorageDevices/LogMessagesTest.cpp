@@ -41,7 +41,7 @@ class LogMessagesTest : public Support::VirtualTimeTest {
    Support::LogRecorder recorder_;
 };
 
-TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
+TEST_F(LogMessagesTest, DeliversEveryMessageToTheSinkWithItsArgumentsInOrder) {
    logs_.monitorError("write", "/mnt/flash", "S", "M", "F", "why");
    logs_.ioError("/mnt/drive", "S", "M", "F");
    logs_.ioErrorExternalUsb("/mnt/usb1", "S", "M", "F");
@@ -69,7 +69,7 @@ TEST_F(LogMessagesTest, everyMessageReachesTheSinkWithItsArgumentsInOrder) {
                  lifetime + "(340GB written in the last 7 days)."}));
 }
 
-TEST_F(LogMessagesTest, numbersBecomeText) {
+TEST_F(LogMessagesTest, ConvertsNumbersToText) {
    logs_.lifetimeInfo("/mnt/drive", "S", "M", "F", std::uint64_t{340}, 7.25);
    logs_.lifetimeWarning("/mnt/drive", "S", "M", "F", 12, Vorn::Seconds{0.5});
    ASSERT_EQ(recorder_.messages().size(), 2U);
@@ -79,7 +79,7 @@ TEST_F(LogMessagesTest, numbersBecomeText) {
              (std::vector<std::string>{"/mnt/drive", "S", "M", "F", "12", "0.5"}));
 }
 
-TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {
+TEST_F(LogMessagesTest, CarriesNameSeverityArgumentsAndTime) {
    logs_.ioError("/mnt/drive", "KS0001", "Kestrel", "KF1.2");
    ASSERT_EQ(recorder_.messages().size(), 1U);
    auto const & message = recorder_.messages()[0];
@@ -89,13 +89,13 @@ TEST_F(LogMessagesTest, aMessageCarriesItsNameSeverityArgumentsAndTime) {
    EXPECT_EQ(message.utc, Vorn::System::currentTimeUtc());
 }
 
-TEST_F(LogMessagesTest, theSameMessageIsNeverHeldBack) {
+TEST_F(LogMessagesTest, NeverSuppressesARepeatedMessage) {
    for (int i = 0; i < 100; ++i)
       logs_.offline("KS0001");
    EXPECT_EQ(recorder_.messages().size(), 100U);
 }
 
-TEST_F(LogMessagesTest, argumentsAreNotReadAsFormats) {
+TEST_F(LogMessagesTest, DoesNotReadArgumentsAsFormats) {
    std::string const odd{"a\0b", 3};
    logs_.partitionNotMounted("%s%n", odd);
    ASSERT_EQ(recorder_.messages().size(), 1U);
@@ -103,7 +103,7 @@ TEST_F(LogMessagesTest, argumentsAreNotReadAsFormats) {
 }
 
 // Members are made in the order of their addresses.
-TEST_F(LogMessagesTest, theHandlesAreMadeInTheirFixedOrderAfterTheModuleIsKnown) {
+TEST_F(LogMessagesTest, MakesTheHandlesInTheirFixedOrderAfterTheModule) {
    std::vector<void const *> const order{&logs_.registered,
                                          &logs_.monitorError,
                                          &logs_.ioError,

@@ -31,9 +31,11 @@ class FakeHelper final : public MountPtMonitorHelper {
    mutable Texts asked;
 };
 
-class MountPoint : public Support::VirtualTimeTest {
+class MountPtMonitorSmTest : public Support::VirtualTimeTest {
  protected:
-   MountPoint() { Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_); }
+   MountPtMonitorSmTest() {
+      Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
+   }
 
    void start() {
       monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
@@ -56,7 +58,7 @@ class MountPoint : public Support::VirtualTimeTest {
    Pelm::Ptr<MountPtMonitorSm> monitor_;
 };
 
-TEST_F(MountPoint, inOrderStartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
+TEST_F(MountPtMonitorSmTest, StartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
    start();
    ASSERT_TRUE(testing());
    EXPECT_EQ(monitor_->fsHealthSm()->blkSize(), 4096U);
@@ -70,7 +72,7 @@ TEST_F(MountPoint, inOrderStartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(MountPoint, inOrderLetsTheHealthTestRun) {
+TEST_F(MountPtMonitorSmTest, LetsTheHealthTestRunWhileTheMountIsGood) {
    start();
    Pelm::Ptr<FsHealthSm> const test = monitor_->fsHealthSm();
    Host::runFor(700);
@@ -78,7 +80,7 @@ TEST_F(MountPoint, inOrderLetsTheHealthTestRun) {
    EXPECT_EQ(monitor_->fsHealthSm(), test);
 }
 
-TEST_F(MountPoint, notMountedHasTwelveChecksOfGrace) {
+TEST_F(MountPtMonitorSmTest, AllowsTwelveChecksUntilTheFirstMount) {
    helper_->answer.mounted = false;
    start();
    Host::runFor(11 * 300);
@@ -97,7 +99,7 @@ TEST_F(MountPoint, notMountedHasTwelveChecksOfGrace) {
    EXPECT_EQ(errors().size(), 2U);
 }
 
-TEST_F(MountPoint, mountedWithinTheGraceIsInOrder) {
+TEST_F(MountPtMonitorSmTest, AcceptsAMountWithinTheGracePeriod) {
    helper_->answer.mounted = false;
    start();
    Host::runFor(3 * 300 + 1);
@@ -110,7 +112,7 @@ TEST_F(MountPoint, mountedWithinTheGraceIsInOrder) {
    EXPECT_FALSE(testing());
 }
 
-TEST_F(MountPoint, readOnlyIsAnErrorThatRemembersTheDevice) {
+TEST_F(MountPtMonitorSmTest, LogsAReadOnlyMountAndRemembersItsDevice) {
    helper_->answer.readOnly = true;
    start();
    EXPECT_EQ(errors(), Texts{"mount point is read-only"});
@@ -122,7 +124,7 @@ TEST_F(MountPoint, readOnlyIsAnErrorThatRemembersTheDevice) {
    EXPECT_TRUE(testing());
 }
 
-TEST_F(MountPoint, anUnknownBlockSizeIsAnErrorBeforeAnythingIsRemembered) {
+TEST_F(MountPtMonitorSmTest, LogsAnUnknownBlockSizeBeforeItRemembersAnything) {
    helper_->answer.blkSize = 0;
    helper_->answer.readOnly = true;
    start();
@@ -131,7 +133,7 @@ TEST_F(MountPoint, anUnknownBlockSizeIsAnErrorBeforeAnythingIsRemembered) {
    EXPECT_EQ(monitor_->initialMountFailuresRemaining(), 0U);
 }
 
-TEST_F(MountPoint, anotherDeviceIsAnErrorEveryDayUntilTheFirstIsBack) {
+TEST_F(MountPtMonitorSmTest, LogsAnotherDeviceEveryDayUntilTheFirstIsBack) {
    start();
    helper_->answer.device = "/dev/sdb1";
    Host::runFor(300);
@@ -145,14 +147,14 @@ TEST_F(MountPoint, anotherDeviceIsAnErrorEveryDayUntilTheFirstIsBack) {
    EXPECT_TRUE(testing()) << "the test that was stopped starts again";
 }
 
-TEST_F(MountPoint, anotherBlockSizeIsAnotherDevice) {
+TEST_F(MountPtMonitorSmTest, TreatsAnotherBlockSizeAsAnotherDevice) {
    start();
    helper_->answer.blkSize = 512;
    Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
 }
 
-TEST_F(MountPoint, readOnlyIsJudgedBeforeAnotherDevice) {
+TEST_F(MountPtMonitorSmTest, ChecksForReadOnlyBeforeAnotherDevice) {
    start();
    helper_->answer.readOnly = true;
    helper_->answer.device = "/dev/sdb1";
@@ -160,7 +162,7 @@ TEST_F(MountPoint, readOnlyIsJudgedBeforeAnotherDevice) {
    EXPECT_EQ(errors(), Texts{"mount point is read-only"});
 }
 
-TEST_F(MountPoint, anUnknownBlockSizeIsJudgedBeforeEither) {
+TEST_F(MountPtMonitorSmTest, ChecksForAnUnknownBlockSizeBeforeEither) {
    start();
    helper_->answer = {true, true, "/dev/sdb1", 0};
    Host::runFor(300);
@@ -169,7 +171,7 @@ TEST_F(MountPoint, anUnknownBlockSizeIsJudgedBeforeEither) {
    EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
 }
 
-TEST_F(MountPoint, isCheckedAfterItsPeriodAndAfterAnErrorWhenTheHoldOffIsOver) {
+TEST_F(MountPtMonitorSmTest, ChecksAfterItsPeriodAndAfterAnErrorsHoldOff) {
    start();
    monitor_->periodicCheckTimeIs(50);
    monitor_->holdOffTimeIs(1000);
@@ -184,7 +186,7 @@ TEST_F(MountPoint, isCheckedAfterItsPeriodAndAfterAnErrorWhenTheHoldOffIsOver) {
    EXPECT_EQ(helper_->asked.size(), 4U);
 }
 
-TEST_F(MountPoint, notMountedYetIsCheckedAfterThePeriodToo) {
+TEST_F(MountPtMonitorSmTest, ChecksAfterThePeriodWhileNotMountedYet) {
    helper_->answer.mounted = false;
    start();
    monitor_->periodicCheckTimeIs(50);
@@ -193,7 +195,7 @@ TEST_F(MountPoint, notMountedYetIsCheckedAfterThePeriodToo) {
    EXPECT_EQ(helper_->asked.size(), 3U);
 }
 
-TEST_F(MountPoint, itsErrorIsLoggedBeforeItsHealthTestIsStopped) {
+TEST_F(MountPtMonitorSmTest, LogsItsErrorBeforeItStopsTheHealthTest) {
    start();
    std::vector<bool> tested;
    Host::logSinkIs([&](Host::LogMessage const &) { tested.push_back(testing()); });
@@ -204,7 +206,7 @@ TEST_F(MountPoint, itsErrorIsLoggedBeforeItsHealthTestIsStopped) {
    EXPECT_FALSE(testing());
 }
 
-TEST_F(MountPoint, isTestedInBlocksOfTheDeviceAsItWasFirstSeen) {
+TEST_F(MountPtMonitorSmTest, TestsInBlocksOfTheDeviceThatItSawFirst) {
    helper_->answer.blkSize = 512;
    start();
    EXPECT_EQ(monitor_->fsHealthSm()->blkSize(), 512U);
@@ -230,7 +232,7 @@ struct MonitorQuitter {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(MountPoint, thatIsLetGoInItsOwnChangeTestsNothing) {
+TEST_F(MountPtMonitorSmTest, TestsNothingWhenReleasedInItsOwnChange) {
    monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
    MonitorQuitter const quitter{monitor_};
    Host::turn();
@@ -238,7 +240,7 @@ TEST_F(MountPoint, thatIsLetGoInItsOwnChangeTestsNothing) {
    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
-TEST_F(MountPoint, thatIsLetGoIsNotCheckedAgain) {
+TEST_F(MountPtMonitorSmTest, ChecksNoMoreWhenReleased) {
    start();
    monitor_ = nullptr;
    Host::runFor(2 * day);
@@ -246,7 +248,7 @@ TEST_F(MountPoint, thatIsLetGoIsNotCheckedAgain) {
    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug/healthTestCookie"));
 }
 
-TEST_F(MountPoint, itsErrorsNameTheDisk) {
+TEST_F(MountPtMonitorSmTest, NamesTheDiskInItsErrors) {
    helper_->answer.readOnly = true;
    start();
    EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"mountPtCheck", folder_.string(), "S1", "Kestrel_S2",
@@ -257,7 +259,7 @@ TEST_F(MountPoint, itsErrorsNameTheDisk) {
              (Texts{"mountPtCheck", "", "", "", "", "mount point is read-only"}));
 }
 
-TEST_F(MountPoint, aZombieHearsNothing) {
+TEST_F(MountPtMonitorSmTest, IgnoresEventsAsAZombie) {
    start();
    monitor_->vornDoZombieReactors(true);
    helper_->answer.mounted = false;
@@ -265,20 +267,20 @@ TEST_F(MountPoint, aZombieHearsNothing) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(MountPoint, itsHealthTestIsAZombieToo) {
+TEST_F(MountPtMonitorSmTest, MakesItsHealthTestAZombieToo) {
    start();
    monitor_->vornDoZombieReactors(true);
    Host::runFor(450);
    EXPECT_FALSE(monitor_->fsHealthSm()->writeTestOk());
 }
 
-TEST_F(MountPoint, beforeItIsInitialisedNothingIsAsked) {
+TEST_F(MountPtMonitorSmTest, ChecksNothingBeforeItIsInitialised) {
    monitor_ = Pelm::make<MountPtMonitorSm>(folder_.string().c_str(), helper_, devices_);
    monitor_->handleTestClock();
    EXPECT_TRUE(helper_->asked.empty());
 }
 
-TEST_F(MountPoint, itsErrorMayMakeTheHostLetGoOfIt) {
+TEST_F(MountPtMonitorSmTest, AllowsItsErrorToMakeTheHostReleaseIt) {
    start();
    Host::logSinkIs([this](Host::LogMessage const &) { monitor_ = nullptr; });
    helper_->answer.readOnly = true;
@@ -286,15 +288,15 @@ TEST_F(MountPoint, itsErrorMayMakeTheHostLetGoOfIt) {
    EXPECT_FALSE(monitor_);
 }
 
-class MountPoints : public Support::VirtualTimeTest {
+class MountPtMonitorManagerSmTest : public Support::VirtualTimeTest {
  protected:
-   MountPoints() {
+   MountPtMonitorManagerSmTest() {
       mountPtMonitorHelperCreatorIs([this] {
          helpers_.push_back(Pelm::make<FakeHelper>());
          return helpers_.back();
       });
    }
-   ~MountPoints() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~MountPtMonitorManagerSmTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
 
    void plug(std::string const & serial, std::string const & mountPoint, bool removable = false) const {
       Support::DiskFields{.name = serial, .mountPoint = mountPoint, .removable = removable}.writeTo(
@@ -314,7 +316,7 @@ class MountPoints : public Support::VirtualTimeTest {
    Pelm::Ptr<MountPtMonitorManagerSm> manager_;
 };
 
-TEST_F(MountPoints, ofFixedDisksAreWatchedEachWithAHelperOfItsOwn) {
+TEST_F(MountPtMonitorManagerSmTest, WatchesEachFixedDiskWithAHelperOfItsOwn) {
    plug("A", "/mnt/flash");
    plug("B", "/mnt/drive");
    plug("stick", "/mnt/usb1", true);
@@ -325,14 +327,14 @@ TEST_F(MountPoints, ofFixedDisksAreWatchedEachWithAHelperOfItsOwn) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(MountPoints, areWatchedOnceEach) {
+TEST_F(MountPtMonitorManagerSmTest, WatchesEachMountPointOnce) {
    plug("A", "/mnt/flash");
    plug("B", "/mnt/flash");
    EXPECT_EQ(watched(), Texts{"/mnt/flash"});
    EXPECT_EQ(traces_.texts(1), Texts{"Already have a monitoring SM for /mnt/flash, skipping"});
 }
 
-TEST_F(MountPoints, ofOneNameHaveOneHelper) {
+TEST_F(MountPtMonitorManagerSmTest, UsesOneHelperPerName) {
    plug("A", "/mnt/flash");
    plug("B", "/mnt/flash");
    watched();
@@ -340,23 +342,23 @@ TEST_F(MountPoints, ofOneNameHaveOneHelper) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(MountPoints, withoutANameAreWatchedToo) {
+TEST_F(MountPtMonitorManagerSmTest, WatchesAMountPointWithoutAName) {
    plug("A", "");
    EXPECT_EQ(watched(), Texts{""});
 }
 
-TEST_F(MountPoints, withoutTheMainFlashAreTraced) {
+TEST_F(MountPtMonitorManagerSmTest, TracesAMissingMainFlash) {
    EXPECT_EQ(watched(), Texts{});
    EXPECT_EQ(traces_.errors(), Texts{"No monitoring state machine instantiated for /mnt/flash"});
 }
 
-TEST_F(MountPoints, withoutTheMainFlashButWithOthersAreTracedToo) {
+TEST_F(MountPtMonitorManagerSmTest, TracesAMissingMainFlashBesideOtherMountPoints) {
    plug("A", "/mnt/drive");
    watched();
    EXPECT_EQ(traces_.errors(), Texts{"No monitoring state machine instantiated for /mnt/flash"});
 }
 
-TEST_F(MountPoints, areDecidedOnce) {
+TEST_F(MountPtMonitorManagerSmTest, DecidesOnTheMountPointsOnce) {
    plug("A", "/mnt/flash");
    watched();
    plug("B", "/mnt/drive");
@@ -367,7 +369,7 @@ TEST_F(MountPoints, areDecidedOnce) {
    EXPECT_TRUE(manager_->mountPtMonitorSm.empty());
 }
 
-TEST_F(MountPoints, areLeftWhenTheManagerIsLetGo) {
+TEST_F(MountPtMonitorManagerSmTest, ReleasesItsMonitorsWhenReleased) {
    plug("A", "/mnt/flash");
    watched();
    manager_ = nullptr;
@@ -375,7 +377,7 @@ TEST_F(MountPoints, areLeftWhenTheManagerIsLetGo) {
    EXPECT_TRUE(helpers_[0]->asked.empty());
 }
 
-TEST_F(MountPoints, areLeftWhenTheManagerIsStopped) {
+TEST_F(MountPtMonitorManagerSmTest, ReleasesItsMonitorsWhenStopped) {
    plug("A", "/mnt/flash");
    watched();
    manager_->vornDoZombieReactors(true);

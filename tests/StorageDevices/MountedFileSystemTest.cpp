@@ -19,7 +19,7 @@ namespace StorageDevices {
 
 namespace {
 
-class MountedFileSystem : public Support::VirtualTimeTest {
+class MountedFileSystemTest : public Support::VirtualTimeTest {
  protected:
    static void SetUpTestSuite() { lacking_ = Support::ownMountTable(); }
    void SetUp() override {
@@ -58,14 +58,14 @@ class MountedFileSystem : public Support::VirtualTimeTest {
    Pelm::Ptr<FsHealthSm> machine_;
 };
 
-TEST_F(MountedFileSystem, isSeenOnItsDevice) {
+TEST_F(MountedFileSystemTest, IsSeenOnItsDevice) {
    EXPECT_TRUE(seen_.mounted);
    EXPECT_FALSE(seen_.readOnly);
    EXPECT_EQ(seen_.device, mount_->device());
    EXPECT_EQ(seen_.blkSize, 512U);
 }
 
-TEST_F(MountedFileSystem, passesItsTest) {
+TEST_F(MountedFileSystemTest, PassesItsTest) {
    machine_->start();
    Host::runFor(601);
    EXPECT_TRUE(machine_->writeTestOk());
@@ -74,7 +74,7 @@ TEST_F(MountedFileSystem, passesItsTest) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(MountedFileSystem, pausesForADayWhenItIsFull) {
+TEST_F(MountedFileSystemTest, PausesForADayWhenItIsFull) {
    machine_->start();
    fill();
    Host::runFor(301);
@@ -89,12 +89,12 @@ TEST_F(MountedFileSystem, pausesForADayWhenItIsFull) {
    EXPECT_TRUE(machine_->readTestOk());
 }
 
-TEST_F(MountedFileSystem, takesNoWritesAfterARemount) {
+TEST_F(MountedFileSystemTest, RefusesWritesAfterARemount) {
    ASSERT_EQ(mount(nullptr, mount_->path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
    EXPECT_TRUE(query().readOnly);
 }
 
-TEST_F(MountedFileSystem, takesNoWritesAfterAnError) {
+TEST_F(MountedFileSystemTest, RefusesWritesAfterAnError) {
    std::string const device = mount_->device().substr(mount_->device().rfind('/') + 1);
    std::ofstream trigger{"/sys/fs/ext4/" + device + "/trigger_fs_error"};
    if (!(trigger << "an error" << std::flush))

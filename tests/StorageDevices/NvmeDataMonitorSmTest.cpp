@@ -21,16 +21,16 @@ std::string const log =
     R"("controller_busy_time":15,"power_cycles":16,"power_on_hours":17,"unsafe_shutdowns":18,)"
     R"("media_errors":19,"num_err_log_entries":20,"warning_temp_time":21,"critical_comp_time":22})";
 
-class NvmeMonitor : public Support::ToolMonitorTest {
+class NvmeDataMonitorSmTest : public Support::ToolMonitorTest {
  protected:
-   NvmeMonitor()
+   NvmeDataMonitorSmTest()
        : ToolMonitorTest{
              "nvme",
              "StorageNvmeDataMonitorSm",
              {.name = "N1", .blockDevice = "/dev/nvme0n1", .busType = ConnectedDisk::BusType::nvme}} {
       toolPrints(log);
    }
-   ~NvmeMonitor() override {
+   ~NvmeDataMonitorSmTest() override {
       monitor_ = nullptr;
       EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
    }
@@ -52,7 +52,7 @@ class NvmeMonitor : public Support::ToolMonitorTest {
    Pelm::Ptr<NvmeDataMonitorSm> monitor_;
 };
 
-TEST_F(NvmeMonitor, runsTheToolOncePerPollAndFilesTheLog) {
+TEST_F(NvmeDataMonitorSmTest, RunsTheToolOncePerPollAndStoresTheLog) {
    plug();
    start();
    EXPECT_TRUE(values().empty()) << "before the first poll";
@@ -68,7 +68,7 @@ TEST_F(NvmeMonitor, runsTheToolOncePerPollAndFilesTheLog) {
    EXPECT_TRUE(monitor_->nvmeCliReactor.empty());
 }
 
-TEST_F(NvmeMonitor, disksOfOtherBusesAreNotPolled) {
+TEST_F(NvmeDataMonitorSmTest, IgnoresDisksOfOtherBuses) {
    for (unsigned char const bus : {0, 1, 3})
       plug({.name = "bus" + std::to_string(bus), .busType = bus});
    start();
@@ -77,7 +77,7 @@ TEST_F(NvmeMonitor, disksOfOtherBusesAreNotPolled) {
    EXPECT_TRUE(runs().empty());
 }
 
-TEST_F(NvmeMonitor, aRecordWhoseDiskIsOnAnotherBusStaysAndIsNotPolled) {
+TEST_F(NvmeDataMonitorSmTest, KeepsButDoesNotPollARecordWhoseDiskIsOnAnotherBus) {
    data_->deviceDataIs("N1");
    Support::DiskFields moved = disk_;
    for (unsigned char const bus : {0, 1, 3}) {
@@ -91,7 +91,7 @@ TEST_F(NvmeMonitor, aRecordWhoseDiskIsOnAnotherBusStaysAndIsNotPolled) {
    EXPECT_TRUE(runs().empty());
 }
 
-TEST_F(NvmeMonitor, aRunWhoseChildIsNotIdleDoesNothingAndAnotherClearsItsArguments) {
+TEST_F(NvmeDataMonitorSmTest, IgnoresARunWhoseChildIsNotIdleAndClearsArgumentsOfAnother) {
    auto const busy = Pelm::make<NvmeCliProcess>(tracker_, "N1");
    busy->sm()->argPush("true");
    busy->sm()->start(true, true);
@@ -108,7 +108,7 @@ TEST_F(NvmeMonitor, aRunWhoseChildIsNotIdleDoesNothingAndAnotherClearsItsArgumen
        Support::soon([&] { return busy->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
 }
 
-TEST_F(NvmeMonitor, aRunHasEachArgumentByItself) {
+TEST_F(NvmeDataMonitorSmTest, PassesEachArgumentByItself) {
    auto const process = Pelm::make<NvmeCliProcess>(tracker_, "N1");
    process->run("/dev/nvme0n1");
    EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
@@ -126,7 +126,7 @@ struct RunWatcher {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(NvmeMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
+TEST_F(NvmeDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    plug();
    start();
    RunWatcher watcher{monitor_, false, {}};
@@ -139,7 +139,7 @@ TEST_F(NvmeMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
    EXPECT_TRUE(watcher.isGone);
 }
 
-TEST_F(NvmeMonitor, aRunWhoseRecordIsGoneFilesNothing) {
+TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
    plug();
    start();
    Host::turn();
@@ -150,7 +150,7 @@ TEST_F(NvmeMonitor, aRunWhoseRecordIsGoneFilesNothing) {
    EXPECT_EQ(traces_.errors(), Texts{});
 }
 
-TEST_F(NvmeMonitor, aZombieFilesNothingOfARunInFlight) {
+TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    plug();
    start();
    Host::turn();
@@ -161,7 +161,7 @@ TEST_F(NvmeMonitor, aZombieFilesNothingOfARunInFlight) {
    EXPECT_EQ(record()->reading.count(), 0U);
 }
 
-TEST_F(NvmeMonitor, aFailureNamesTheDeviceThatWasRun) {
+TEST_F(NvmeDataMonitorSmTest, NamesTheDeviceOfAFailedRun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; exit 3");
    plug();
    start();
@@ -175,7 +175,7 @@ TEST_F(NvmeMonitor, aFailureNamesTheDeviceThatWasRun) {
              Texts{std::string{handler} + " Error running nvme-cli for /dev/nvme0n1; exit code: 3"});
 }
 
-TEST_F(NvmeMonitor, aMissingKeyIsZeroAndTracedAndTheOthersAreRead) {
+TEST_F(NvmeDataMonitorSmTest, StoresZeroForAMissingKeyTracesItAndReadsTheOthers) {
    std::string without = log;
    without.replace(without.find(R"("media_errors":19,)"), std::string{R"("media_errors":19,)"}.size(), "");
    toolPrints(without);
@@ -190,7 +190,7 @@ TEST_F(NvmeMonitor, aMissingKeyIsZeroAndTracedAndTheOthersAreRead) {
              Texts{std::string{parser} + "Property media_errors does not exist in nvme smart-log output"});
 }
 
-TEST_F(NvmeMonitor, anEmptyLogOverwritesAllSeventeenFields) {
+TEST_F(NvmeDataMonitorSmTest, OverwritesAllSeventeenFieldsWithAnEmptyLog) {
    plug();
    start();
    poll();
@@ -200,7 +200,7 @@ TEST_F(NvmeMonitor, anEmptyLogOverwritesAllSeventeenFields) {
    EXPECT_EQ(traces_.errors().size(), 17U);
 }
 
-TEST_F(NvmeMonitor, theSameLogTwiceTellsNobodyAnything) {
+TEST_F(NvmeDataMonitorSmTest, NotifiesNobodyOfTheSameLogTwice) {
    plug();
    start();
    poll();
@@ -220,9 +220,9 @@ struct BadRun {
    friend void PrintTo(BadRun const & run, std::ostream * out) { *out << run.does; }
 };
 
-class NvmeBadRuns : public NvmeMonitor, public testing::WithParamInterface<BadRun> {};
+class NvmeBadRunsTest : public NvmeDataMonitorSmTest, public testing::WithParamInterface<BadRun> {};
 
-TEST_P(NvmeBadRuns, changeNothing) {
+TEST_P(NvmeBadRunsTest, ChangesNothing) {
    plug();
    start();
    poll();
@@ -238,7 +238,7 @@ TEST_P(NvmeBadRuns, changeNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Kinds, NvmeBadRuns,
+    Kinds, NvmeBadRunsTest,
     testing::Values(
         BadRun{"echo '{}'; echo 'passthru: No such file' >&2; exit 1",
                {" Error running nvme-cli for /dev/nvme0n1; exit code: 1", " passthru: No such file\n"}},
@@ -253,7 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
                {" JSON parsing error: Terminate parsing due to Handler error."}},
         BadRun{"echo '[{\"temperature\": 310}]'", {" JSON parsing error: Unspecific syntax error."}}));
 
-TEST_F(NvmeMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
+TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +
             (folder_.path() / "output").string() + "\"");
    plug();
@@ -266,7 +266,7 @@ TEST_F(NvmeMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
    EXPECT_EQ(runs(), Texts{nvmeRun});
 }
 
-TEST_F(NvmeMonitor, aDriveThatLeavesTakesItsRunWithIt) {
+TEST_F(NvmeDataMonitorSmTest, DropsTheRunOfADriveThatLeaves) {
    toolDoes("exec sleep 1000");
    plug();
    start();
@@ -279,7 +279,7 @@ TEST_F(NvmeMonitor, aDriveThatLeavesTakesItsRunWithIt) {
    EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
 }
 
-TEST_F(NvmeMonitor, aStateOfARunThatIsGoneDoesNothing) {
+TEST_F(NvmeDataMonitorSmTest, IgnoresAStateOfARunThatIsGone) {
    plug();
    start();
    poll();
@@ -287,7 +287,7 @@ TEST_F(NvmeMonitor, aStateOfARunThatIsGoneDoesNothing) {
    EXPECT_EQ(record()->reading.count(), 1U);
 }
 
-TEST_F(NvmeMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
+TEST_F(NvmeDataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsReading) {
    plug();
    start();
    struct Dropper {

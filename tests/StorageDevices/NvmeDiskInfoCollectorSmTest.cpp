@@ -24,9 +24,9 @@ std::string device(std::string const & members, std::string const & path = "/dev
    return R"({"DevicePath":")" + path + "\"" + (members.empty() ? "" : "," + members) + "}";
 }
 
-class NvmeCollectorTest : public Support::CollectorTest {
+class NvmeDiskInfoCollectorSmTest : public Support::CollectorTest {
  protected:
-   NvmeCollectorTest() : CollectorTest{&NvmeDiskInfoCollectorSmIs, "nvme"} {
+   NvmeDiskInfoCollectorSmTest() : CollectorTest{&NvmeDiskInfoCollectorSmIs, "nvme"} {
       disk_ = {.name = "udev serial",
                .blockDevice = "/dev/nvme0n1",
                .mountPoint = "/mnt/drive",
@@ -49,25 +49,25 @@ class NvmeCollectorTest : public Support::CollectorTest {
    }
 };
 
-TEST_F(NvmeCollectorTest, readsModelSerialFirmwareAndSizeFromTheList) {
+TEST_F(NvmeDiskInfoCollectorSmTest, ReadsModelSerialFirmwareAndSizeFromTheList) {
    toolPrints(listOf(device(identity)));
    EXPECT_EQ(collected(), identified());
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(NvmeCollectorTest, theCommandLineAsksForTheListAsJson) {
+TEST_F(NvmeDiskInfoCollectorSmTest, RequestsTheListAsJson) {
    toolPrints(listOf(device(identity)));
    collected();
    EXPECT_EQ(arguments(), "nvme\nlist\n-o\njson\n/dev/nvme0n1\n");
 }
 
-TEST_F(NvmeCollectorTest, theSecondOfTwoDevicesIsTakenWithoutAWordOfTheFirst) {
+TEST_F(NvmeDiskInfoCollectorSmTest, ReadsTheSecondOfTwoDevicesWithoutATraceOfTheFirst) {
    toolPrints(listOf(device(R"("ModelNumber":1)", "/dev/nvme1n1") + "," + device(identity)));
    EXPECT_EQ(collected(), identified());
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(NvmeCollectorTest, theOutputIsTracedInDetail) {
+TEST_F(NvmeDiskInfoCollectorSmTest, TracesTheOutputInDetail) {
    std::string const output = listOf(device(identity));
    toolPrints(output);
    collected();
@@ -75,7 +75,7 @@ TEST_F(NvmeCollectorTest, theOutputIsTracedInDetail) {
                                                          listParser + output}));
 }
 
-TEST_F(NvmeCollectorTest, theOutputIsTracedBeforeWhatIsWrongWithIt) {
+TEST_F(NvmeDiskInfoCollectorSmTest, TracesTheOutputBeforeItsErrors) {
    std::string const outputs[] = {"no JSON", "[]", "{}", listOf(""), listOf(device(""))};
    for (std::string const & output : outputs) {
       traces_.clear();
@@ -90,7 +90,7 @@ TEST_F(NvmeCollectorTest, theOutputIsTracedBeforeWhatIsWrongWithIt) {
    }
 }
 
-TEST_F(NvmeCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
+TEST_F(NvmeDiskInfoCollectorSmTest, PublishesNothingBeforeTheToolHasEnded) {
    toolPrints(listOf(device(identity)));
    start();
    EXPECT_EQ(collector_->finalDisk(), nullptr);
@@ -98,7 +98,7 @@ TEST_F(NvmeCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
    EXPECT_EQ(result(), identified());
 }
 
-TEST_F(NvmeCollectorTest, anEntryWithoutValuesGetsTheDefaultsAndATraceForEach) {
+TEST_F(NvmeDiskInfoCollectorSmTest, UsesDefaultsForAnEntryWithoutValuesAndTracesEach) {
    toolPrints(listOf(device("")));
    DiskFields expected = identified();
    expected.name = "Unknown";
@@ -113,7 +113,7 @@ TEST_F(NvmeCollectorTest, anEntryWithoutValuesGetsTheDefaultsAndATraceForEach) {
                                        std::string{listParser} + " error parsing NMVe size"}));
 }
 
-TEST_F(NvmeCollectorTest, aSizeThatIsNoUnsignedNumberCountsAsMissing) {
+TEST_F(NvmeDiskInfoCollectorSmTest, TreatsASizeThatIsNoUnsignedNumberAsMissing) {
    for (char const * const size : {"-1", "480103981056.0", "\"480103981056\"", "null"}) {
       traces_.clear();
       toolPrints(listOf(device(R"("ModelNumber":"M","SerialNumber":"S","Firmware":"F","PhysicalSize":)" +
@@ -137,9 +137,10 @@ std::string printing(std::string const & output) {
    return "cat <<'END'\n" + output + "\nEND\n";
 }
 
-class UnusableNvmeListTest : public NvmeCollectorTest, public testing::WithParamInterface<Unusable> {};
+class UnusableNvmeListTest : public NvmeDiskInfoCollectorSmTest,
+                             public testing::WithParamInterface<Unusable> {};
 
-TEST_P(UnusableNvmeListTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
+TEST_P(UnusableNvmeListTest, CompletesTheDiskUnchangedButForTheTypeAndTracesTheReason) {
    toolDoes(GetParam().script);
    DiskFields const result = collected();
    EXPECT_EQ(result, unchanged());
@@ -177,20 +178,20 @@ INSTANTIATE_TEST_SUITE_P(
                     Unusable{"elementIsNoObject", printing(listOf("7," + device(identity))), noEntry}),
     [](auto const & unusable) { return std::string{unusable.param.name}; });
 
-TEST_F(NvmeCollectorTest, everythingIsTracedBeforeTheDiskIsPublished) {
+TEST_F(NvmeDiskInfoCollectorSmTest, TracesEverythingBeforeItPublishesTheDisk) {
    for (std::string const & script :
         {std::string{"exit 1"}, std::string{"true"}, printing(listOf(device("")))})
       EXPECT_FALSE(publishesBeforeItTraces(script)) << script;
 }
 
-TEST_F(NvmeCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
+TEST_F(NvmeDiskInfoCollectorSmTest, CompletesTheDiskUnchangedWithoutTheTool) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    auto const result = collected();
    EXPECT_EQ(result, unchanged());
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{failed});
 }
 
-TEST_F(NvmeCollectorTest, aCollectorDroppedWhileItsToolRunsLeavesNoChildAndNoDescriptor) {
+TEST_F(NvmeDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDuringARun) {
    Host::turn(0);
    auto const before = Support::openDescriptors();
    toolDoes("exec sleep 1000");

@@ -187,7 +187,7 @@ class ListMaker {
    std::mt19937 random_{31};
 };
 
-TEST(NvmeListOracleTest, readsRandomListsAsANaiveReaderDoes) {
+TEST(NvmeListOracleTest, ReadsRandomListsAsANaiveReaderDoes) {
    ListMaker maker;
    int found = 0;
    for (int i = 0; i < listRuns; ++i) {
@@ -199,7 +199,7 @@ TEST(NvmeListOracleTest, readsRandomListsAsANaiveReaderDoes) {
    EXPECT_LT(found, listRuns - listRuns / 5);
 }
 
-TEST(NvmeListOracleTest, readsDamagedListsAsANaiveReaderDoes) {
+TEST(NvmeListOracleTest, ReadsDamagedListsAsANaiveReaderDoes) {
    ListMaker maker;
    int errors = 0;
    for (int i = 0; i < listRuns; ++i) {
@@ -211,7 +211,7 @@ TEST(NvmeListOracleTest, readsDamagedListsAsANaiveReaderDoes) {
    EXPECT_LT(errors, listRuns - listRuns / 20);
 }
 
-TEST(NvmeListOracleTest, readsTheListsOfRealDisksAsANaiveReaderDoes) {
+TEST(NvmeListOracleTest, ReadsTheListsOfRealDisksAsANaiveReaderDoes) {
    SKIP_WITHOUT_CORPUS();
    auto const files = TestData::corpusFiles("nvme-list-json");
    ASSERT_FALSE(files.empty());

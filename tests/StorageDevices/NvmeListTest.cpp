@@ -22,7 +22,7 @@ NvmeListDevice deviceWith(std::string const & members) {
    return list.device;
 }
 
-TEST(NvmeListTest, findsEachDeviceOfAList) {
+TEST(NvmeListTest, FindsEachDeviceOfAList) {
    std::string const output = TestData::sample("nvme-480gb/nvme-list.json");
    auto const first = readNvmeList(output, "/dev/nvme0n1");
    ASSERT_EQ(first.outcome, Outcome::device);
@@ -38,7 +38,7 @@ TEST(NvmeListTest, findsEachDeviceOfAList) {
                 second.device.sizeFailed);
 }
 
-TEST(NvmeListTest, aListThatLacksTheDeviceIsMalformed) {
+TEST(NvmeListTest, TreatsAListThatLacksTheDeviceAsMalformed) {
    EXPECT_EQ(parsedListOf("").outcome, Outcome::malformedList);
    EXPECT_EQ(readNvmeList(TestData::sample("nvme-480gb/nvme-list.json"), "/dev/nvme2n1").outcome,
              Outcome::malformedList);
@@ -46,7 +46,7 @@ TEST(NvmeListTest, aListThatLacksTheDeviceIsMalformed) {
              Outcome::malformedList);
 }
 
-TEST(NvmeListTest, thePathIsComparedWhole) {
+TEST(NvmeListTest, ComparesTheWholePath) {
    std::string const output = R"({"Devices":[{"DevicePath":"/dev/nvme0n1"}]})";
    EXPECT_EQ(readNvmeList(output, "/dev/nvme0n1").outcome, Outcome::device);
    for (auto const * other : {"/dev/nvme0n1p1", "/dev/nvme0n", "/dev/NVME0n1", "", "nvme0n1"})
@@ -54,7 +54,7 @@ TEST(NvmeListTest, thePathIsComparedWhole) {
    EXPECT_EQ(parsedListOf(R"({"DevicePath":"/dev/nvme0n1\u0000"})").outcome, Outcome::malformedList);
 }
 
-TEST(NvmeListTest, devicesWithAnotherPathOrNoneAreSkipped) {
+TEST(NvmeListTest, SkipsDevicesWithAnotherPathOrNone) {
    auto const list = parsedListOf(
        R"({}, {"DevicePath":1}, {"DevicePath":null}, {"DevicePath":"/dev/nvme1n1","Firmware":"a"},)"
        R"({"DevicePath":"/dev/nvme0n1","Firmware":"b"}, {"DevicePath":"/dev/nvme0n1"}, 1)");
@@ -62,14 +62,14 @@ TEST(NvmeListTest, devicesWithAnotherPathOrNoneAreSkipped) {
    EXPECT_EQ(list.device.firmware, "b");
 }
 
-TEST(NvmeListTest, anElementThatIsNoObjectEndsTheSearch) {
+TEST(NvmeListTest, EndsTheSearchAtAnElementThatIsNoObject) {
    for (auto const * element : {"1", "null", "[]", "\"/dev/nvme0n1\"", R"([{"DevicePath":"/dev/nvme0n1"}])"})
       EXPECT_EQ(parsedListOf(element + std::string(R"(,{"DevicePath":"/dev/nvme0n1"})")).outcome,
                 Outcome::malformedList)
           << element;
 }
 
-TEST(NvmeListTest, theListMustBeAnArrayInAnObject) {
+TEST(NvmeListTest, RequiresAnArrayInAnObject) {
    for (auto const * output : {"[]", "null", "1", "\"Devices\"", R"([{"Devices":[]}])"})
       EXPECT_EQ(readNvmeList(output, nvmePath).outcome, Outcome::malformedRoot) << output;
    for (auto const * output : {"{}", R"({"Devices":null})", R"({"Devices":{}})", R"({"devices":[]})",
@@ -77,7 +77,7 @@ TEST(NvmeListTest, theListMustBeAnArrayInAnObject) {
       EXPECT_EQ(readNvmeList(output, nvmePath).outcome, Outcome::noDevices) << output;
 }
 
-TEST(NvmeListTest, errorsAreToldInTheParsersWords) {
+TEST(NvmeListTest, DescribesErrorsInTheParsersWords) {
    auto const list = readNvmeList(R"({"Devices":[] "x":1})", nvmePath);
    EXPECT_EQ(list.outcome, Outcome::jsonError);
    EXPECT_EQ(list.jsonError, "Missing a comma or '}' after an object member.");
@@ -86,14 +86,14 @@ TEST(NvmeListTest, errorsAreToldInTheParsersWords) {
              "Terminate parsing due to Handler error.");
 }
 
-TEST(NvmeListTest, theOutputEndsAtItsFirstNul) {
+TEST(NvmeListTest, EndsTheOutputAtItsFirstNul) {
    std::string output = R"({"Devices":[{"DevicePath":"/dev/nvme0n1"}]})";
    output.push_back('\0');
    EXPECT_EQ(readNvmeList(output + "trailing", nvmePath).outcome, Outcome::device);
    EXPECT_EQ(readNvmeList('\0' + output, nvmePath).outcome, Outcome::jsonError);
 }
 
-TEST(NvmeListTest, whatIsMissingHasItsDefaultAndItsMark) {
+TEST(NvmeListTest, GivesMissingValuesTheirDefaultAndAMark) {
    auto const device = deviceWith(R"("x":0)");
    NvmeListDevice expected;
    expected.modelFailed = expected.serialFailed = expected.firmwareFailed = expected.sizeFailed = true;
@@ -104,7 +104,7 @@ TEST(NvmeListTest, whatIsMissingHasItsDefaultAndItsMark) {
    EXPECT_EQ(device.sizeGb, 0U);
 }
 
-TEST(NvmeListTest, eachValueFailsAlone) {
+TEST(NvmeListTest, ReadsEachValueByItself) {
    auto const device = deviceWith(R"("ModelNumber":"m","SerialNumber":7,"Firmware":"f","PhysicalSize":"1")");
    EXPECT_EQ(device.model, "m");
    EXPECT_EQ(device.firmware, "f");
@@ -118,7 +118,7 @@ TEST(NvmeListTest, eachValueFailsAlone) {
    EXPECT_TRUE(other.modelFailed && other.firmwareFailed);
 }
 
-TEST(NvmeListTest, sizesAreRoundedAndMustBeUnsigned) {
+TEST(NvmeListTest, RoundsSizesAndRequiresUnsignedOnes) {
    EXPECT_EQ(deviceWith(R"("PhysicalSize":480103981056)").sizeGb, 480U);
    EXPECT_EQ(deviceWith(R"("PhysicalSize":500107862016)").sizeGb, 500U);
    EXPECT_EQ(deviceWith(R"("PhysicalSize":1500000000)").sizeGb, 2U);
@@ -131,14 +131,14 @@ TEST(NvmeListTest, sizesAreRoundedAndMustBeUnsigned) {
    }
 }
 
-TEST(NvmeListTest, aSizeThatDoesNotFitTheRecordIsNone) {
+TEST(NvmeListTest, RefusesASizeThatDoesNotFitTheRecord) {
    EXPECT_EQ(deviceWith(R"("PhysicalSize":4294967295000000000)").sizeGb, 4294967295U);
    auto const device = deviceWith(R"("PhysicalSize":18446744073709551615)");
    EXPECT_TRUE(device.sizeFailed);
    EXPECT_EQ(device.sizeGb, 0U);
 }
 
-TEST(NvmeListTest, onlyTheSerialLosesItsLeadingWhiteSpace) {
+TEST(NvmeListTest, StripsLeadingWhiteSpaceOfTheSerialAlone) {
    auto const device =
        deviceWith(R"("SerialNumber":"   S3EVNX0K123456 ","ModelNumber":" m ","Firmware":"  f  ")");
    EXPECT_EQ(device.serial, "S3EVNX0K123456 ");
@@ -150,7 +150,7 @@ TEST(NvmeListTest, onlyTheSerialLosesItsLeadingWhiteSpace) {
    EXPECT_EQ(deviceWith(R"("SerialNumber":"\u0000 1")").serial, std::string("\0 1", 3));
 }
 
-TEST(NvmeListTest, theFirstOfSeveralMembersCounts) {
+TEST(NvmeListTest, UsesTheFirstOfSeveralMembers) {
    auto const device =
        deviceWith(R"("Firmware":"a","Firmware":"b","PhysicalSize":"x","PhysicalSize":1000000000)");
    EXPECT_EQ(device.firmware, "a");

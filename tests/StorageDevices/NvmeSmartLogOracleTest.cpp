@@ -42,7 +42,7 @@ Value randomLog(RandomJson & json) {
    return log;
 }
 
-TEST(NvmeSmartLogOracleTest, readsRandomLogsAsANaiveReaderDoes) {
+TEST(NvmeSmartLogOracleTest, ReadsRandomLogsAsANaiveReaderDoes) {
    RandomJson json(Support::randomSeed(20240613));
    Support::TraceRecorder traces{{"StorageNvmeDataMonitorSm", 9}};
    auto const data = Pelm::make<DeviceNvmeData>("SN1");

@@ -49,7 +49,7 @@ class NvmeSmartLogTest : public testing::Test {
    Pelm::Ptr<DeviceNvmeData> const record = Pelm::make<DeviceNvmeData>("SN1");
 };
 
-TEST_F(NvmeSmartLogTest, fillsEveryFieldFromItsKey) {
+TEST_F(NvmeSmartLogTest, FillsEveryFieldFromItsKey) {
    for (auto const & field : logFields) {
       EXPECT_EQ(((*record).*field.cell)(), NvmeAttr());
       EXPECT_STREQ(((*record).*field.cell).id(), field.name);
@@ -62,7 +62,7 @@ TEST_F(NvmeSmartLogTest, fillsEveryFieldFromItsKey) {
    EXPECT_TRUE(traces.lines().empty());
 }
 
-TEST_F(NvmeSmartLogTest, kelvinBecomeDegreesCelsius) {
+TEST_F(NvmeSmartLogTest, ConvertsKelvinToDegreesCelsius) {
    for (auto const & [kelvin, celsius] :
         {std::pair("310", 37LL), std::pair("273", 0LL), std::pair("0", -273LL),
          std::pair("2147483647", 2147483374LL), std::pair("-2147483648", -2147483921LL)}) {
@@ -72,7 +72,7 @@ TEST_F(NvmeSmartLogTest, kelvinBecomeDegreesCelsius) {
    }
 }
 
-TEST_F(NvmeSmartLogTest, aMissingKeyGivesZeroAndOneTrace) {
+TEST_F(NvmeSmartLogTest, StoresZeroForAMissingKeyAndTracesOnce) {
    for (auto const & field : logFields) {
       readWith(field.key, "");
       EXPECT_EQ(((*record).*field.cell)(), (NvmeAttr{field.key, 0}));
@@ -86,7 +86,7 @@ TEST_F(NvmeSmartLogTest, aMissingKeyGivesZeroAndOneTrace) {
    }
 }
 
-TEST_F(NvmeSmartLogTest, whatIsNoWholeNumberGivesZeroAndOneTrace) {
+TEST_F(NvmeSmartLogTest, StoresZeroForAValueThatIsNoWholeNumberAndTracesOnce) {
    for (auto const & field : logFields) {
       for (auto const * json :
            {"\"310\"", "310.0", "3.1e2", "1E2", "null", "true", "[310]", "{\"value\":310}",
@@ -103,7 +103,7 @@ TEST_F(NvmeSmartLogTest, whatIsNoWholeNumberGivesZeroAndOneTrace) {
    }
 }
 
-TEST_F(NvmeSmartLogTest, valuesHaveSixtyFourSignedBitsAndATemperatureThirtyTwo) {
+TEST_F(NvmeSmartLogTest, ReadsValuesOfSixtyFourSignedBitsAndATemperatureOfThirtyTwo) {
    for (auto const & field : logFields) {
       bool const isTemperature = std::string(field.key) == "temperature";
       for (std::int64_t const value : {std::int64_t{INT64_MAX}, std::int64_t{INT64_MIN},
@@ -115,7 +115,7 @@ TEST_F(NvmeSmartLogTest, valuesHaveSixtyFourSignedBitsAndATemperatureThirtyTwo) 
    }
 }
 
-TEST_F(NvmeSmartLogTest, aLaterLogOverwritesEveryField) {
+TEST_F(NvmeSmartLogTest, OverwritesEveryFieldWithALaterLog) {
    read(fullLog);
    read("{}");
    for (auto const & field : logFields)
@@ -123,7 +123,7 @@ TEST_F(NvmeSmartLogTest, aLaterLogOverwritesEveryField) {
    EXPECT_EQ(traces.errors().size(), std::size(logFields));
 }
 
-TEST_F(NvmeSmartLogTest, fieldsAreFiledInTheOrderOfTheLog) {
+TEST_F(NvmeSmartLogTest, StoresFieldsInTheOrderOfTheLog) {
    read("{}");
    std::vector<std::string> expected;
    for (auto const & field : logFields)
@@ -132,7 +132,7 @@ TEST_F(NvmeSmartLogTest, fieldsAreFiledInTheOrderOfTheLog) {
    EXPECT_EQ(traces.errors(), expected);
 }
 
-TEST_F(NvmeSmartLogTest, tellsSubscribersOfWhatChangedAlone) {
+TEST_F(NvmeSmartLogTest, NotifiesSubscribersOfChangesAlone) {
    read(fullLog);
    Support::ChangeRecorder const hours(record->powerOnHours);
    Support::ChangeRecorder const cycles(record->powerCycleCount);
@@ -143,13 +143,13 @@ TEST_F(NvmeSmartLogTest, tellsSubscribersOfWhatChangedAlone) {
    EXPECT_EQ(cycles.count(), 0U);
 }
 
-TEST_F(NvmeSmartLogTest, ofTwoMembersOfOneNameTheFirstCounts) {
+TEST_F(NvmeSmartLogTest, UsesTheFirstOfTwoMembersOfOneName) {
    read(R"({"power_cycles":1,"power_cycles":2,"media_errors":"x","media_errors":3})");
    EXPECT_EQ(record->powerCycleCount().value, 1);
    EXPECT_EQ(record->mediaErrors().value, 0);
 }
 
-TEST_F(NvmeSmartLogTest, aKeyIsComparedWhole) {
+TEST_F(NvmeSmartLogTest, ComparesTheWholeKey) {
    read(R"({"power_cycles\u0000":1,"Power_cycles":2,"power_cycle":3,"power_cycless":4})");
    EXPECT_EQ(record->powerCycleCount().value, 0);
    EXPECT_EQ(traces.count(0,
@@ -158,7 +158,7 @@ TEST_F(NvmeSmartLogTest, aKeyIsComparedWhole) {
              1);
 }
 
-TEST(NvmeDataTest, recordsAreKeptUntilTheyAreDeleted) {
+TEST(NvmeDataTest, KeepsRecordsUntilTheyAreDeleted) {
    auto const all = Pelm::make<NvmeData>();
    all->deviceDataIs("SN1");
    auto const first = all->deviceData("SN1");

@@ -8,19 +8,19 @@
 namespace StorageDevices {
 namespace {
 
-TEST(PathPatternTest, theNameTakesThePlaceOfTheConversion) {
+TEST(PathPatternTest, ReplacesTheConversionByTheName) {
    EXPECT_EQ(pathFromPattern("/sys/block/%s/stat", "sda"), "/sys/block/sda/stat");
    EXPECT_EQ(pathFromPattern("/tmp/%s.stat", "nvme0n1"), "/tmp/nvme0n1.stat");
    EXPECT_EQ(pathFromPattern("%s", "mmcblk0"), "mmcblk0");
    EXPECT_EQ(pathFromPattern("%s/device", ""), "/device");
 }
 
-TEST(PathPatternTest, aPatternMayHaveNone) {
+TEST(PathPatternTest, AcceptsAPatternWithoutAConversion) {
    EXPECT_EQ(pathFromPattern("/tmp/stat", "sda"), "/tmp/stat");
    EXPECT_EQ(pathFromPattern("", "sda"), "");
 }
 
-TEST(PathPatternTest, aDoubledPercentIsOne) {
+TEST(PathPatternTest, ReadsADoubledPercentAsOne) {
    EXPECT_EQ(pathFromPattern("/50%%/%s", "sda"), "/50%/sda");
    EXPECT_EQ(pathFromPattern("%%s/%s", "sda"), "%s/sda");
    EXPECT_EQ(pathFromPattern("%%%s", "sda"), "%sda");
@@ -28,7 +28,7 @@ TEST(PathPatternTest, aDoubledPercentIsOne) {
 }
 
 // The pattern may come from the environment: it must not make anything be read that was not passed.
-TEST(PathPatternTest, everythingElseStandsAsItIs) {
+TEST(PathPatternTest, KeepsEverythingElse) {
    EXPECT_EQ(pathFromPattern("/%s/%s/%s", "sda"), "/sda/%s/%s");
    EXPECT_EQ(pathFromPattern("/%n/%d/%10s/%s", "sda"), "/%n/%d/%10s/sda");
    EXPECT_EQ(pathFromPattern("/%s/100%", "sda"), "/sda/100%");
@@ -36,12 +36,12 @@ TEST(PathPatternTest, everythingElseStandsAsItIs) {
    EXPECT_EQ(pathFromPattern("/%S/%s", "sda"), "/%S/sda");
 }
 
-TEST(PathPatternTest, theNameIsNoPattern) {
+TEST(PathPatternTest, DoesNotReadTheNameAsAPattern) {
    EXPECT_EQ(pathFromPattern("/%s", "%s"), "/%s");
    EXPECT_EQ(pathFromPattern("/%s/%s", "%%s%n"), "/%%s%n/%s");
 }
 
-TEST(PathPatternTest, aLongPathIsCutAsABufferWouldCutIt) {
+TEST(PathPatternTest, CutsALongPathAsABufferWould) {
    for (std::size_t const before : {0, 1, 4090, 4091, 4092, 4093, 4094, 4095, 4096, 100'000}) {
       std::string const pattern = std::string(before, 'a') + "%s/b";
       char buffer[4096];

@@ -42,7 +42,7 @@ class RegularFileTest : public testing::Test {
    Support::TempDir folder_;
 };
 
-TEST_F(RegularFileTest, isReadUpToItsEndOrTheBound) {
+TEST_F(RegularFileTest, IsReadUpToItsEndOrTheBound) {
    folder_.fileIs("file", "one two\n");
    FileText const file = readFile();
    EXPECT_EQ(file.text, "one two\n");
@@ -51,12 +51,12 @@ TEST_F(RegularFileTest, isReadUpToItsEndOrTheBound) {
    EXPECT_EQ(readRegularFile(path(), 5).text, "one t");
 }
 
-TEST_F(RegularFileTest, thatIsNotThereCannotBeOpened) {
+TEST_F(RegularFileTest, FailsToOpenWhereItIsMissing) {
    EXPECT_EQ(readFile().openError, ENOENT);
    EXPECT_FALSE(readFile().failed());
 }
 
-TEST_F(RegularFileTest, aFifoADirectoryAndADeviceAreNone) {
+TEST_F(RegularFileTest, RefusesAFifoADirectoryAndADevice) {
    fifoIs();
    EXPECT_FALSE(readFile().regular);
    for (char const * const other : {"/dev/zero", "/"}) {
@@ -67,7 +67,7 @@ TEST_F(RegularFileTest, aFifoADirectoryAndADeviceAreNone) {
    }
 }
 
-TEST_F(RegularFileTest, whatIsNoneIsNotEvenOpened) {
+TEST_F(RegularFileTest, DoesNotOpenAFileThatIsNotRegular) {
    fifoIs();
    int const opened = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
    ASSERT_GE(inotify_add_watch(opened, path().c_str(), IN_OPEN), 0);
@@ -78,7 +78,7 @@ TEST_F(RegularFileTest, whatIsNoneIsNotEvenOpened) {
    EXPECT_LT(size, 0);
 }
 
-TEST_F(RegularFileTest, aFifoThatTakesItsPlaceBeforeItIsOpenedIsFoundOut) {
+TEST_F(RegularFileTest, DetectsAFifoThatTakesItsPlaceBeforeItIsOpened) {
    folder_.fileIs("file", "text");
    Support::AfterLooking const swap{[&] {
       fs::remove(path());
@@ -89,7 +89,7 @@ TEST_F(RegularFileTest, aFifoThatTakesItsPlaceBeforeItIsOpenedIsFoundOut) {
    EXPECT_TRUE(file.failed());
 }
 
-TEST_F(RegularFileTest, aReadErrorKeepsTheWholeWordsBeforeIt) {
+TEST_F(RegularFileTest, KeepsTheWholeWordsBeforeAReadError) {
    folder_.fileIs("file", "one two thr");
    Support::ReadFailure const failure{1};
    FileText const file = readFile();
@@ -99,7 +99,7 @@ TEST_F(RegularFileTest, aReadErrorKeepsTheWholeWordsBeforeIt) {
    EXPECT_TRUE(file.regular);
 }
 
-TEST_F(RegularFileTest, linksToFilesAreFollowedButNoneInTheDirectorysPlace) {
+TEST_F(RegularFileTest, FollowsLinksToFilesButNoneInTheDirectorysPlace) {
    folder_.fileIs("elsewhere", "text");
    fs::create_directory(path("directory"));
    fs::create_symlink("../elsewhere", path("directory/file"));
@@ -113,14 +113,14 @@ TEST_F(RegularFileTest, linksToFilesAreFollowedButNoneInTheDirectorysPlace) {
    EXPECT_EQ(readBelow(path("nothing")).openError, ENOENT);
 }
 
-TEST_F(RegularFileTest, linksAboveTheDirectoryAreFollowed) {
+TEST_F(RegularFileTest, FollowsLinksAboveTheDirectory) {
    fs::create_directories(path("above/directory"));
    folder_.fileIs("above/directory/file", "text");
    fs::create_directory_symlink("above", path("link"));
    EXPECT_EQ(readBelow(path("link/directory")).text, "text");
 }
 
-TEST_F(RegularFileTest, aNameThatBeginsWithASlashStaysBelowTheDirectory) {
+TEST_F(RegularFileTest, StaysBelowTheDirectoryForANameThatBeginsWithASlash) {
    folder_.fileIs("file", "text");
    EXPECT_EQ(readMountSource(folder_.string(), path(), enough).openError, ENOENT);
    EXPECT_EQ(readMountSource(folder_.string(), "/file", enough).text, "text");

@@ -64,9 +64,9 @@ class Sender {
    sockaddr_un address_{};
 };
 
-class ErrWatcher : public Support::VirtualTimeTest {
+class SdErrWatcherSmTest : public Support::VirtualTimeTest {
  protected:
-   ErrWatcher() {
+   SdErrWatcherSmTest() {
       sata_.writeTo(*devices_);
       stick_.writeTo(*devices_);
    }
@@ -101,7 +101,7 @@ class ErrWatcher : public Support::VirtualTimeTest {
    Pelm::Ptr<StorageDeviceErrWatcherSm> watcher_;
 };
 
-TEST_F(ErrWatcher, logsAnErrorOfAFixedDisk) {
+TEST_F(SdErrWatcherSmTest, LogsAnErrorOfAFixedDisk) {
    start();
    line("blk_update_request: I/O error, dev sda, sector 2048");
    ASSERT_EQ(logs_.texts(),
@@ -111,7 +111,7 @@ TEST_F(ErrWatcher, logsAnErrorOfAFixedDisk) {
    EXPECT_EQ(record("KS0001")->syslogTimestamp(), Vorn::System::currentTimeUtc());
 }
 
-TEST_F(ErrWatcher, logsAnErrorOfARemovableDiskByItsPort) {
+TEST_F(SdErrWatcherSmTest, LogsAnErrorOfARemovableDiskByItsPort) {
    start();
    line("usb 2-1: USB disconnect, device number 2");
    ASSERT_EQ(logs_.texts(),
@@ -119,7 +119,7 @@ TEST_F(ErrWatcher, logsAnErrorOfARemovableDiskByItsPort) {
    EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_IO_ERROR_EXTERNAL_USB");
 }
 
-TEST_F(ErrWatcher, aSecondLineWithinADayIsOnlyTraced) {
+TEST_F(SdErrWatcherSmTest, OnlyTracesASecondLineWithinADay) {
    start();
    line("ata2: hard resetting link");
    time->jumpBy(day);
@@ -131,7 +131,7 @@ TEST_F(ErrWatcher, aSecondLineWithinADayIsOnlyTraced) {
    EXPECT_EQ(logs_.messages().size(), 2U);
 }
 
-TEST_F(ErrWatcher, theFirstErrorIsLoggedWhateverTheClockSays) {
+TEST_F(SdErrWatcherSmTest, LogsTheFirstErrorWhateverTheClockSays) {
    for (double const utc : {0.5, 5.0, 86400.0}) {
       auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), utc);
       Host::timeSourceIs(std::move(source));
@@ -146,7 +146,7 @@ TEST_F(ErrWatcher, theFirstErrorIsLoggedWhateverTheClockSays) {
    }
 }
 
-TEST_F(ErrWatcher, waitsAsLongAsItsThresholdSays) {
+TEST_F(SdErrWatcherSmTest, WaitsAsLongAsItsThresholdSays) {
    start();
    watcher_->syslogThresholdIs(10);
    line("ata2: hard resetting link");
@@ -158,7 +158,7 @@ TEST_F(ErrWatcher, waitsAsLongAsItsThresholdSays) {
    EXPECT_EQ(logs_.messages().size(), 2U);
 }
 
-TEST_F(ErrWatcher, notesTheTimeBeforeItLogs) {
+TEST_F(SdErrWatcherSmTest, StoresTheTimeBeforeItLogs) {
    start();
    std::optional<Vorn::Seconds> noted;
    Host::logSinkIs([&](Host::LogMessage const &) { noted = record("KS0001")->syslogTimestamp(); });
@@ -167,7 +167,7 @@ TEST_F(ErrWatcher, notesTheTimeBeforeItLogs) {
    EXPECT_EQ(noted, Vorn::System::currentTimeUtc());
 }
 
-TEST_F(ErrWatcher, namesTheBlockDeviceOfTheRecordNotOfTheDiskAsItIsNow) {
+TEST_F(SdErrWatcherSmTest, NamesTheBlockDeviceOfTheRecordNotOfTheCurrentDisk) {
    start();
    fixedDiskBecomes({.blockDevice = "/dev/sdc"});
    line("blk_update_request: I/O error, dev sdc, sector 1");
@@ -175,7 +175,7 @@ TEST_F(ErrWatcher, namesTheBlockDeviceOfTheRecordNotOfTheDiskAsItIsNow) {
    EXPECT_EQ(logs_.messages()[0].arguments[0], "/dev/sda");
 }
 
-TEST_F(ErrWatcher, reconcilesTheDisksFirstThenTheRecords) {
+TEST_F(SdErrWatcherSmTest, ReconcilesTheDisksFirstThenTheRecords) {
    info_->fsListIs("gone", "/dev/sdx", "ata9", false);
    start();
    EXPECT_EQ(traces_.texts(7), (Texts{"handleDeviceAddRem add KS0001 ata2 to dev list",
@@ -185,7 +185,7 @@ TEST_F(ErrWatcher, reconcilesTheDisksFirstThenTheRecords) {
    EXPECT_EQ(record("gone")->disconnectCount(), 1U);
 }
 
-TEST_F(ErrWatcher, aNameThatNobodyHasIsNothing) {
+TEST_F(SdErrWatcherSmTest, IgnoresANameThatNobodyHas) {
    start();
    traces_.clear();
    watcher_->handleDeviceAddRem("nobody");
@@ -193,12 +193,12 @@ TEST_F(ErrWatcher, aNameThatNobodyHasIsNothing) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(ErrWatcher, bindsWithTheWholeAddress) {
+TEST_F(SdErrWatcherSmTest, BindsWithTheWholeAddress) {
    start();
    EXPECT_EQ(boundLength, sizeof(sockaddr_un));
 }
 
-TEST_F(ErrWatcher, saysFirstThatItClosesItsSocketThenThatItRemovesIt) {
+TEST_F(SdErrWatcherSmTest, TracesTheClosingOfItsSocketBeforeItsRemoval) {
    start();
    int const fd = watcher_->kMsgSockFd();
    Texts seen;
@@ -213,7 +213,7 @@ TEST_F(ErrWatcher, saysFirstThatItClosesItsSocketThenThatItRemovesIt) {
    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST_F(ErrWatcher, letGoInItsOwnMessageItReadsNoMore) {
+TEST_F(SdErrWatcherSmTest, ReadsNoMoreWhenReleasedInItsOwnMessage) {
    start();
    Sender const sender{path_};
    ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
@@ -229,7 +229,7 @@ TEST_F(ErrWatcher, letGoInItsOwnMessageItReadsNoMore) {
    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST_F(ErrWatcher, everyDeviceHasItsOwnDay) {
+TEST_F(SdErrWatcherSmTest, CountsTheDayOfEveryDeviceByItself) {
    start();
    line("ata2: hard resetting link");
    line("usb 2-1: USB disconnect, device number 2");
@@ -237,14 +237,14 @@ TEST_F(ErrWatcher, everyDeviceHasItsOwnDay) {
    EXPECT_EQ(logs_.messages().size(), 2U);
 }
 
-TEST_F(ErrWatcher, aPartitionIsNoDisk) {
+TEST_F(SdErrWatcherSmTest, DoesNotTakeAPartitionForADisk) {
    start();
    line("Buffer I/O error on device sdb1, logical block 5");
    EXPECT_TRUE(logs_.messages().empty());
    EXPECT_EQ(traces_.count(7, "regex matched! sdb1"), 1);
 }
 
-TEST_F(ErrWatcher, linesThatMatchNothingAndLongOnesAreHandled) {
+TEST_F(SdErrWatcherSmTest, AcceptsLinesThatMatchNothingAndLongOnes) {
    start();
    for (std::size_t const size : {1, 1000, 1024, 1025, 5000})
       line(std::string(size, 'x'));
@@ -252,7 +252,7 @@ TEST_F(ErrWatcher, linesThatMatchNothingAndLongOnesAreHandled) {
    EXPECT_EQ(logs_.messages().size(), 1U) << "what is read of a long line is a line";
 }
 
-TEST_F(ErrWatcher, aLineIsReadUpToItsByte1024) {
+TEST_F(SdErrWatcherSmTest, ReadsALineUpToItsByte1024) {
    start();
    std::string const words = "(sda): This should";
    std::size_t const stamp = std::string{"kernel: [  123.456789] "}.size();
@@ -262,7 +262,7 @@ TEST_F(ErrWatcher, aLineIsReadUpToItsByte1024) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(ErrWatcher, aSmallerBufferReadsLess) {
+TEST_F(SdErrWatcherSmTest, ReadsLessWithASmallerBuffer) {
    start();
    watcher_->recvBufSizeIs(40);
    line("ata2: hard resetting link");
@@ -273,7 +273,7 @@ TEST_F(ErrWatcher, aSmallerBufferReadsLess) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(ErrWatcher, tracesWhatItReads) {
+TEST_F(SdErrWatcherSmTest, TracesTheLinesThatItReads) {
    start();
    traces_.clear();
    line("ata9: hard resetting link");
@@ -283,7 +283,7 @@ TEST_F(ErrWatcher, tracesWhatItReads) {
                     "received" + text, "processKernelMsg" + text, "regex matched! ata9"}));
 }
 
-TEST_F(ErrWatcher, anErrorOfReadingEndsTheBurstAndIsTraced) {
+TEST_F(SdErrWatcherSmTest, EndsTheBurstAtAReadErrorAndTracesIt) {
    start();
    int const nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
    ASSERT_GE(dup2(nothing, watcher_->kMsgSockFd()), 0);
@@ -294,7 +294,7 @@ TEST_F(ErrWatcher, anErrorOfReadingEndsTheBurstAndIsTraced) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(ErrWatcher, aShortLineHasNothingOfALongOneBeforeIt) {
+TEST_F(SdErrWatcherSmTest, ReadsNothingOfALongerLineIntoAShortOne) {
    start();
    Sender const sender{path_};
    ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
@@ -304,7 +304,7 @@ TEST_F(ErrWatcher, aShortLineHasNothingOfALongOneBeforeIt) {
    EXPECT_TRUE(traces_.errors().empty()) << "nothing more to read is no error";
 }
 
-TEST_F(ErrWatcher, anEmptyDatagramIsNoEnd) {
+TEST_F(SdErrWatcherSmTest, ContinuesAfterAnEmptyDatagram) {
    start();
    Sender const sender{path_};
    ASSERT_TRUE(sender.send(""));
@@ -313,14 +313,14 @@ TEST_F(ErrWatcher, anEmptyDatagramIsNoEnd) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(ErrWatcher, whatFollowsANulIsNotSeen) {
+TEST_F(SdErrWatcherSmTest, IgnoresTextBehindANul) {
    start();
    using namespace std::string_literals;
    line("ata2: hard\0 resetting link"s);
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(ErrWatcher, anEmptyAddressMatchesNoLine) {
+TEST_F(SdErrWatcherSmTest, MatchesNoLineWithAnEmptyAddress) {
    DiskFields{.name = "NOADDR", .blockDevice = "", .busType = ConnectedDisk::BusType::other, .devAddress = ""}
        .writeTo(*devices_);
    start();
@@ -329,7 +329,7 @@ TEST_F(ErrWatcher, anEmptyAddressMatchesNoLine) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
-TEST_F(ErrWatcher, aBurstIsReadInPortions) {
+TEST_F(SdErrWatcherSmTest, ReadsABurstInPortions) {
    start();
    time->stepPerReadingIs(0.2);
    Sender const sender{path_};
@@ -348,7 +348,7 @@ TEST_F(ErrWatcher, aBurstIsReadInPortions) {
    EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] nothing"), sent);
 }
 
-TEST_F(ErrWatcher, readsOnUntilItIsPastItsTime) {
+TEST_F(SdErrWatcherSmTest, StopsReadingWhenItIsPastItsTime) {
    start();
    Sender const sender{path_};
    for (int i = 0; i < 6; ++i)
@@ -365,7 +365,7 @@ TEST_F(ErrWatcher, readsOnUntilItIsPastItsTime) {
    EXPECT_EQ(readAt(0), 1);
 }
 
-TEST_F(ErrWatcher, aHundredThousandLinesLoseNothingThatTheSocketTook) {
+TEST_F(SdErrWatcherSmTest, LosesNoneOfAHundredThousandLinesThatTheSocketAccepted) {
    constexpr int lines = 100000;
    start();
    int heard = 0;
@@ -381,7 +381,7 @@ TEST_F(ErrWatcher, aHundredThousandLinesLoseNothingThatTheSocketTook) {
    EXPECT_EQ(heard, lines) << "each of them, in their order";
 }
 
-TEST_F(ErrWatcher, recordsWhatIsConnectedWithAllThatAMessageNeeds) {
+TEST_F(SdErrWatcherSmTest, RecordsConnectedDisksWithAllThatAMessageNeeds) {
    start();
    ASSERT_TRUE(record("KS0001"));
    EXPECT_EQ(record("KS0001")->blockDevice(), "/dev/sda");
@@ -396,7 +396,7 @@ TEST_F(ErrWatcher, recordsWhatIsConnectedWithAllThatAMessageNeeds) {
    EXPECT_EQ(traces_.count(7, "handleDeviceAddRem add KS0001 ata2 to dev list"), 1);
 }
 
-TEST_F(ErrWatcher, recordsWhatIsConnectedLaterToo) {
+TEST_F(SdErrWatcherSmTest, RecordsDisksThatConnectLater) {
    start();
    DiskFields{.name = "LATER", .blockDevice = "/dev/sdc", .devAddress = "3"}.writeTo(*devices_);
    ASSERT_TRUE(record("LATER"));
@@ -406,7 +406,7 @@ TEST_F(ErrWatcher, recordsWhatIsConnectedLaterToo) {
    EXPECT_EQ(record("LATER")->firmwareRevision(), "KF1.2");
 }
 
-TEST_F(ErrWatcher, removingARemovableDiskDeletesItsRecordAndAFixedOneIsCounted) {
+TEST_F(SdErrWatcherSmTest, DeletesTheRecordOfARemovedRemovableDiskAndCountsAFixedOne) {
    start();
    devices_->diskDel("VT01");
    devices_->diskDel("KS0001");
@@ -418,7 +418,7 @@ TEST_F(ErrWatcher, removingARemovableDiskDeletesItsRecordAndAFixedOneIsCounted) 
    EXPECT_EQ(record("KS0001")->disconnectCount(), 2U);
 }
 
-TEST_F(ErrWatcher, aDiskThatComesBackKeepsItsDayAndRefreshesItsRecord) {
+TEST_F(SdErrWatcherSmTest, KeepsTheDayOfADiskThatComesBackAndRefreshesItsRecord) {
    start();
    line("ata2: hard resetting link");
    fixedDiskBecomes({.blockDevice = "/dev/sdc", .model = "other", .firmwareRevision = "KF2"});
@@ -430,7 +430,7 @@ TEST_F(ErrWatcher, aDiskThatComesBackKeepsItsDayAndRefreshesItsRecord) {
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(ErrWatcher, recordsOfAnEarlierRunAgreeWithTheDisksAfterTheStart) {
+TEST_F(SdErrWatcherSmTest, ReconcilesRecordsOfAnEarlierRunWithTheDisksAfterTheStart) {
    info_->fsListIs("gone fixed", "/dev/sdx", "ata9", false);
    info_->fsListIs("gone stick", "/dev/sdy", "usb 9-9", true);
    info_->fsListIs("KS0001", "/dev/sda", "ata2", false);
@@ -441,7 +441,7 @@ TEST_F(ErrWatcher, recordsOfAnEarlierRunAgreeWithTheDisksAfterTheStart) {
    EXPECT_EQ(info_->fsList.size(), 3U);
 }
 
-TEST_F(ErrWatcher, aNameThatPassedToAnotherDiskIsTheConnectedOnes) {
+TEST_F(SdErrWatcherSmTest, MatchesANameThatPassedToAnotherDiskWithTheConnectedOne) {
    start();
    fixedDiskBecomes({.name = "KS0002"});
    line("blk_update_request: I/O error, dev sda, sector 1");
@@ -449,14 +449,14 @@ TEST_F(ErrWatcher, aNameThatPassedToAnotherDiskIsTheConnectedOnes) {
    EXPECT_EQ(logs_.messages()[0].arguments[1], "KS0002");
 }
 
-TEST_F(ErrWatcher, anErrorOfADiskThatIsGoneIsStillTold) {
+TEST_F(SdErrWatcherSmTest, StillLogsAnErrorOfADiskThatIsGone) {
    start();
    devices_->diskDel("KS0001");
    line("blk_update_request: I/O error, dev sda, sector 1");
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
-TEST_F(ErrWatcher, ofDisksThatAreGoneTheFirstRecordIsTaken) {
+TEST_F(SdErrWatcherSmTest, UsesTheFirstRecordOfDisksThatAreGone) {
    info_->fsListIs("first", "/dev/sdx", "ata9", false);
    info_->fsListIs("second", "/dev/sdx", "ata9", false);
    start();
@@ -465,7 +465,7 @@ TEST_F(ErrWatcher, ofDisksThatAreGoneTheFirstRecordIsTaken) {
    EXPECT_EQ(logs_.messages()[0].arguments[1], "first");
 }
 
-TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
+TEST_F(SdErrWatcherSmTest, RestrictsItsSocketToItsUserWhateverTheMask) {
    mode_t const before = umask(0);
    start();
    EXPECT_EQ(umask(before), 0U) << "the process's mask is not its own to change";
@@ -477,12 +477,12 @@ TEST_F(ErrWatcher, itsSocketIsForItsUserOnlyWhateverTheMask) {
    EXPECT_EQ(traces_.texts(1), Texts{"Socket opened path" + path_});
 }
 
-TEST_F(ErrWatcher, itsSocketIsNotForItsChildren) {
+TEST_F(SdErrWatcherSmTest, DoesNotPassItsSocketToChildren) {
    start();
    EXPECT_EQ(fcntl(watcher_->kMsgSockFd(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(ErrWatcher, isDestroyedOnce) {
+TEST_F(SdErrWatcherSmTest, IsDestroyedOnce) {
    start();
    watcher_->handleDestruction();
    EXPECT_EQ(watcher_->kMsgSockFd(), -1);
@@ -492,7 +492,7 @@ TEST_F(ErrWatcher, isDestroyedOnce) {
    EXPECT_EQ(traces_.count(2, " close socket"), 1);
 }
 
-TEST_F(ErrWatcher, aPathIsCutToWhatAnAddressHolds) {
+TEST_F(SdErrWatcherSmTest, CutsAPathToTheLengthOfAnAddress) {
    constexpr std::size_t most = 107;
    std::string const longest = path_ + std::string(most - path_.size(), 'x');
    for (std::string const & path : {longest, longest + "yz"}) {
@@ -504,7 +504,7 @@ TEST_F(ErrWatcher, aPathIsCutToWhatAnAddressHolds) {
    }
 }
 
-TEST_F(ErrWatcher, aStaleFileIsReplacedAndTheSocketGoesWithTheWatcher) {
+TEST_F(SdErrWatcherSmTest, ReplacesAStaleFileAndRemovesItsSocketAtTheEnd) {
    folder_.fileIs("kernelmessages", "stale");
    auto const before = Support::openDescriptors();
    start();
@@ -517,16 +517,16 @@ TEST_F(ErrWatcher, aStaleFileIsReplacedAndTheSocketGoesWithTheWatcher) {
    EXPECT_EQ(traces_.count(2, " unlink"), 1);
 }
 
-class ErrWatcherFailures : public ErrWatcher {
+class SdErrWatcherSocketTest : public SdErrWatcherSmTest {
  protected:
-   ErrWatcherFailures() {
+   SdErrWatcherSocketTest() {
       Host::failureSinkIs([this](std::string_view, std::string_view what) { failures_.emplace_back(what); });
    }
-   ~ErrWatcherFailures() override { Host::failureSinkIs(nullptr); }
+   ~SdErrWatcherSocketTest() override { Host::failureSinkIs(nullptr); }
    Texts failures_;
 };
 
-TEST_F(ErrWatcherFailures, aFolderThatIsNotThereIsAFailureOfItsOwn) {
+TEST_F(SdErrWatcherSocketTest, NamesAMissingFolderAsAFailureOfItsOwn) {
    path_ = folder_.string() + "/missing/socket";
    auto const before = Support::openDescriptors();
    start();
@@ -541,7 +541,7 @@ TEST_F(ErrWatcherFailures, aFolderThatIsNotThereIsAFailureOfItsOwn) {
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-TEST_F(ErrWatcherFailures, aFolderAtThePathIsOneTooAndStays) {
+TEST_F(SdErrWatcherSocketTest, FailsAtAFolderInItsPlaceAndLeavesIt) {
    std::filesystem::create_directory(path_);
    start();
    EXPECT_EQ(failures_, Texts{"binding to dgram socket"});
@@ -549,7 +549,7 @@ TEST_F(ErrWatcherFailures, aFolderAtThePathIsOneTooAndStays) {
    EXPECT_TRUE(std::filesystem::is_directory(path_));
 }
 
-TEST_F(ErrWatcherFailures, withoutDescriptorsThereIsNoSocket) {
+TEST_F(SdErrWatcherSocketTest, HasNoSocketWithoutDescriptors) {
    {
       Support::DescriptorLimit const limit{0};
       start();
@@ -559,13 +559,13 @@ TEST_F(ErrWatcherFailures, withoutDescriptorsThereIsNoSocket) {
    EXPECT_TRUE(traces_.errors()[0].starts_with("StorageDeviceErrWatcherSm::handleInitialized() socket "));
 }
 
-TEST_F(ErrWatcher, beforeItIsInitialisedNothingIsRead) {
+TEST_F(SdErrWatcherSmTest, ReadsNothingBeforeItIsInitialised) {
    watcher_ = Pelm::make<StorageDeviceErrWatcherSm>(info_, devices_, Pelm::String{path_});
    watcher_->handleReadable(watcher_->kMsgSockFd());
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(ErrWatcher, aZombieHearsNothing) {
+TEST_F(SdErrWatcherSmTest, IgnoresEventsAsAZombie) {
    start();
    watcher_->vornDoZombieReactors(true);
    line("ata2: hard resetting link");

@@ -30,14 +30,14 @@ class SeenDevicesTest : public testing::Test {
    Scan scan_;
 };
 
-TEST_F(SeenDevicesTest, aDeviceThatTheScanFoundIsNotGone) {
+TEST_F(SeenDevicesTest, KeepsADeviceThatTheScanFound) {
    scan_.serials[seenAt("a", "A")] = "A";
    EXPECT_FALSE(seen_.isGone("A", scan_));
    vanish("a");
    EXPECT_FALSE(seen_.isGone("A", scan_)) << "its events will tell";
 }
 
-TEST_F(SeenDevicesTest, aDeviceWhoseFolderIsGoneIsGone) {
+TEST_F(SeenDevicesTest, ReportsADeviceWhoseFolderIsGone) {
    seenAt("a", "A");
    vanish("a");
    EXPECT_TRUE(seen_.isGone("A", scan_));
@@ -45,32 +45,32 @@ TEST_F(SeenDevicesTest, aDeviceWhoseFolderIsGoneIsGone) {
    EXPECT_TRUE(seen_.isGone("A", scan_));
 }
 
-TEST_F(SeenDevicesTest, aDeviceThatCouldNotBeReadOrHasLostItsSerialIsNotGone) {
+TEST_F(SeenDevicesTest, KeepsADeviceThatCouldNotBeReadOrHasLostItsSerial) {
    Pelm::String const path = seenAt("a", "A");
    EXPECT_FALSE(seen_.isGone("A", scan_)) << "left out of the list";
    scan_.serials[path] = "";
    EXPECT_FALSE(seen_.isGone("A", scan_));
 }
 
-TEST_F(SeenDevicesTest, aDeviceWhosePlaceAnotherHasTakenIsGone) {
+TEST_F(SeenDevicesTest, ReportsADeviceWhosePlaceAnotherHasTaken) {
    scan_.serials[seenAt("a", "A")] = "B";
    EXPECT_TRUE(seen_.isGone("A", scan_));
 }
 
-TEST_F(SeenDevicesTest, aDeviceThatMovedIsNotGone) {
+TEST_F(SeenDevicesTest, KeepsADeviceThatMoved) {
    seenAt("a", "A");
    vanish("a");
    scan_.serials[folder("b")] = "A";
    EXPECT_FALSE(seen_.isGone("A", scan_));
 }
 
-TEST_F(SeenDevicesTest, aSerialOfAnEarlierRunIsGoneOnlyAfterACompleteScan) {
+TEST_F(SeenDevicesTest, ReportsASerialOfAnEarlierRunOnlyAfterACompleteScan) {
    EXPECT_TRUE(seen_.isGone("A", scan_));
    scan_.complete = false;
    EXPECT_FALSE(seen_.isGone("A", scan_));
 }
 
-TEST_F(SeenDevicesTest, forgetsDevicesThatAreGoneAndThoseOfTheSameSerial) {
+TEST_F(SeenDevicesTest, ForgetsRemovedDevicesAndThoseOfTheSameSerial) {
    seenAt("a", "SAME");
    Pelm::String const second = seenAt("b", "SAME");
    Pelm::String const other = seenAt("c", "OTHER");
@@ -84,7 +84,7 @@ TEST_F(SeenDevicesTest, forgetsDevicesThatAreGoneAndThoseOfTheSameSerial) {
    EXPECT_EQ(seen_.pathOf("SAME"), "");
 }
 
-TEST_F(SeenDevicesTest, aSkippedDeviceHasNoPathToItsSerial) {
+TEST_F(SeenDevicesTest, HasNoPathToTheSerialOfASkippedDevice) {
    seen_.seenIs(folder("a"), {"A", "", std::nullopt});
    EXPECT_EQ(seen_.pathOf("A"), "");
    EXPECT_TRUE(seen_.seen(folder("a")));

@@ -5,7 +5,7 @@
 namespace StorageDevices {
 namespace {
 
-TEST(SizeGbTest, halvesGoUp) {
+TEST(SizeGbTest, RoundsHalvesUp) {
    EXPECT_EQ(gigabytes(0), 0U);
    EXPECT_EQ(gigabytes(499'999'999), 0U);
    EXPECT_EQ(gigabytes(500'000'000), 1U);
@@ -16,13 +16,13 @@ TEST(SizeGbTest, halvesGoUp) {
    EXPECT_EQ(gigabytes(500'107'862'016), 500U);
 }
 
-TEST(SizeGbTest, aSizeAboveThirtyTwoBitsIsNone) {
+TEST(SizeGbTest, RefusesASizeAboveThirtyTwoBits) {
    EXPECT_EQ(gigabytes(4'294'967'295'499'999'999U), 4'294'967'295U);
    EXPECT_EQ(gigabytes(4'294'967'295'500'000'000U), std::nullopt);
    EXPECT_EQ(gigabytes(UINT64_MAX), std::nullopt);
 }
 
-TEST(SizeGbTest, sectorsAreCountedInBlocksOf512Bytes) {
+TEST(SizeGbTest, CountsSectorsInBlocksOf512Bytes) {
    EXPECT_EQ(sizeGbFromSectors("3907029168"), 2000U);
    EXPECT_EQ(sizeGbFromSectors("3907029168\n"), 2000U);
    EXPECT_EQ(sizeGbFromSectors("0003907029168"), 2000U);
@@ -31,7 +31,7 @@ TEST(SizeGbTest, sectorsAreCountedInBlocksOf512Bytes) {
    EXPECT_EQ(sizeGbFromSectors("0"), 0U);
 }
 
-TEST(SizeGbTest, whateverIsNoNumberIsZero) {
+TEST(SizeGbTest, ReadsATextThatIsNoNumberAsZero) {
    for (auto const * text : {"", "\n", " ", "x", "-3907029168", "+3907029168", " 3907029168", "3907029168 ",
                              "3907029168\n\n", "3907029168 sectors", "0x10000000", "1e10", "39070.29168"})
       EXPECT_EQ(sizeGbFromSectors(text), 0U) << text;
@@ -39,7 +39,7 @@ TEST(SizeGbTest, whateverIsNoNumberIsZero) {
    EXPECT_EQ(sizeGbFromSectors(std::string_view("3907029168\0", 11)), 0U);
 }
 
-TEST(SizeGbTest, overflowIsZero) {
+TEST(SizeGbTest, ReadsAnOverflowAsZero) {
    EXPECT_EQ(sizeGbFromSectors("18446744073709551616"), 0U);
    EXPECT_EQ(sizeGbFromSectors("99999999999999999999999999"), 0U);
    EXPECT_EQ(sizeGbFromSectors("36028797018963968"), 0U);

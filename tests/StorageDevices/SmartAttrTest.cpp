@@ -24,7 +24,7 @@ std::optional<std::int64_t> temperature(char const * rawString, std::int64_t raw
    return useRawStringTemperature(attr);
 }
 
-TEST(SmartAttrTest, passesAboveItsThreshold) {
+TEST(SmartAttrTest, PassesAboveItsThreshold) {
    EXPECT_TRUE(passes(11, 10));
    EXPECT_FALSE(passes(10, 10));
    EXPECT_FALSE(passes(9, 10));
@@ -33,13 +33,13 @@ TEST(SmartAttrTest, passesAboveItsThreshold) {
    EXPECT_TRUE(passes(255, 254));
 }
 
-TEST(SmartAttrTest, passesWithoutAThreshold) {
+TEST(SmartAttrTest, PassesWithoutAThreshold) {
    EXPECT_TRUE(passes(0, 0));
    EXPECT_TRUE(passes(1, 0));
    EXPECT_TRUE(passes(255, 0));
 }
 
-TEST(SmartAttrTest, itsTemperatureIsTheWholeNumberAtTheStartOfTheRawText) {
+TEST(SmartAttrTest, ReadsItsTemperatureFromTheStartOfTheRawText) {
    EXPECT_EQ(temperature("36"), 36);
    EXPECT_EQ(temperature("36 (Min/Max 20/45)", 200), 36);
    EXPECT_EQ(temperature("29 (0 21 0 0 0)", 0x1500001d), 29);
@@ -50,7 +50,7 @@ TEST(SmartAttrTest, itsTemperatureIsTheWholeNumberAtTheStartOfTheRawText) {
    EXPECT_EQ(temperature("36C"), 36);
 }
 
-TEST(SmartAttrTest, withoutANumberThereItIsTheLowByteOfTheRawValue) {
+TEST(SmartAttrTest, ReadsItsTemperatureFromTheLowByteWithoutANumberInTheText) {
    EXPECT_EQ(temperature("", 36), 36);
    EXPECT_EQ(temperature("", 36 + (20LL << 16) + (45LL << 32)), 36);
    EXPECT_EQ(temperature("unknown", 0x7f00000000000024), 36);
@@ -59,7 +59,7 @@ TEST(SmartAttrTest, withoutANumberThereItIsTheLowByteOfTheRawValue) {
    EXPECT_EQ(temperature("", 255), std::nullopt);
 }
 
-TEST(SmartAttrTest, itsTemperatureIsOneThatADriveCanHave) {
+TEST(SmartAttrTest, RefusesATemperatureThatNoDriveCanHave) {
    EXPECT_EQ(temperature("-40"), -40);
    EXPECT_EQ(temperature("-41"), std::nullopt);
    EXPECT_EQ(temperature("140"), 140);
@@ -72,7 +72,7 @@ TEST(SmartAttrTest, itsTemperatureIsOneThatADriveCanHave) {
    EXPECT_EQ(temperature("-99999999999999999999999", 36), std::nullopt);
 }
 
-TEST(OptionalSmartAttrTest, isThereOrNot) {
+TEST(OptionalSmartAttrTest, IsPresentOrNot) {
    OptionalSmartAttr const none;
    EXPECT_FALSE(none);
    auto const attr = OptionalSmartAttr::from(SmartRecords::row(9, "A", 5));

@@ -181,7 +181,7 @@ struct Tally {
    }
 };
 
-TEST(SmartAttributesOracleTest, readsRandomReportsAsANaiveReaderDoes) {
+TEST(SmartAttributesOracleTest, ReadsRandomReportsAsANaiveReaderDoes) {
    AttributeReportMaker maker(Support::randomSeed(20240611));
    Tally tally;
    for (int i = 0; i < attributeRuns; ++i) {
@@ -202,7 +202,7 @@ TEST(SmartAttributesOracleTest, readsRandomReportsAsANaiveReaderDoes) {
 }
 
 // The naive reader of texts sees in them what they were written from: both sides read one report.
-TEST(SmartAttributesOracleTest, theNaiveReaderReadsWhatWasWritten) {
+TEST(SmartAttributesOracleTest, ReadsWrittenReportsBackNaively) {
    AttributeReportMaker maker(Support::randomSeed(20240612));
    for (int i = 0; i < attributeRuns / 50; ++i) {
       Value const report = maker.report();

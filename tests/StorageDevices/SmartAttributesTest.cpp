@@ -21,7 +21,7 @@ std::string fieldOf(Row const & row) {
    return record.fields.empty() ? "unknown" : record.fields.begin()->first;
 }
 
-TEST(ParseMemberTest, walksThePathAndAsksThePredicate) {
+TEST(ParseMemberTest, FollowsThePathAndAsksThePredicate) {
    JsonDocument const document(R"({"a":{"b":{"c":true}},"n":5,"list":[{"b":1}]})");
    auto const isTrue = [](JsonValue const & value) { return value.IsTrue(); };
    ASSERT_NE(parseMember(document.root(), {"a", "b", "c"}), nullptr);
@@ -36,7 +36,7 @@ TEST(ParseMemberTest, walksThePathAndAsksThePredicate) {
    EXPECT_EQ(parseMember(document.root(), "none"), nullptr);
 }
 
-TEST(ParseHealthStatusTest, takesTheVerdict) {
+TEST(ParseHealthStatusTest, ReadsTheVerdict) {
    auto const data = Pelm::make<DeviceSmartData>("SN1");
    EXPECT_FALSE(data->healthStatusRead());
    EXPECT_TRUE(parseHealthStatus(JsonDocument(R"({"smart_status":{"passed":true}})").root(), *data));
@@ -46,7 +46,7 @@ TEST(ParseHealthStatusTest, takesTheVerdict) {
    EXPECT_FALSE(data->healthStatusOk());
 }
 
-TEST(ParseHealthStatusTest, changesNothingWithoutOne) {
+TEST(ParseHealthStatusTest, ChangesNothingWithoutAVerdict) {
    auto const data = Pelm::make<DeviceSmartData>("SN1");
    for (bool const before : {false, true}) {
       for (auto const * text : {"{}", "[]", "true", R"({"smart_status":true})", R"({"smart_status":{}})",
@@ -61,7 +61,7 @@ TEST(ParseHealthStatusTest, changesNothingWithoutOne) {
    }
 }
 
-TEST(SmartAttrsTableTest, isTheArrayOrNothing) {
+TEST(SmartAttrsTableTest, IsTheArrayOrNothing) {
    JsonDocument const document(R"({"ata_smart_attributes":{"revision":1,"table":[7]}})");
    ASSERT_NE(smartAttrsTable(document.root()), nullptr);
    EXPECT_EQ((*smartAttrsTable(document.root()))[0].GetInt(), 7);
@@ -70,7 +70,7 @@ TEST(SmartAttrsTableTest, isTheArrayOrNothing) {
       EXPECT_EQ(smartAttrsTable(JsonDocument(text).root()), nullptr) << text;
 }
 
-TEST(SmartAttributesTest, anEmptyTablePasses) {
+TEST(SmartAttributesTest, PassesAnEmptyTable) {
    auto const data = read({});
    EXPECT_TRUE(data->allAttrsPassing());
    EXPECT_TRUE(data->attrsRead());
@@ -78,7 +78,7 @@ TEST(SmartAttributesTest, anEmptyTablePasses) {
    EXPECT_TRUE(data->unknownAttr.empty());
 }
 
-TEST(SmartAttributesTest, keepsTheWholeRow) {
+TEST(SmartAttributesTest, KeepsTheWholeRow) {
    Row const given = row(5, "Reallocated_Sector_Ct", 98, 3, "3 (0 1)");
    SmartAttr const expected{.id = 5,
                             .name = "Reallocated_Sector_Ct",
@@ -98,7 +98,7 @@ TEST(SmartAttributesTest, keepsTheWholeRow) {
    EXPECT_EQ(unknown->reportedValue, 98);
 }
 
-TEST(SmartAttributesTest, hoursAreReportedRawAndCountsAsTheirValue) {
+TEST(SmartAttributesTest, ReportsHoursByTheirRawValueAndCountsByTheirValue) {
    auto const data =
        read({row(9, "Power_On_Hours", 100, 12345), row(5, "Reallocated_Sector_Ct", 100, 3),
              row(12, "Power_Cycle_Count", 97, 5000), row(241, "Host_Writes_32MiB", 96, 1LL << 40)});
@@ -109,7 +109,7 @@ TEST(SmartAttributesTest, hoursAreReportedRawAndCountsAsTheirValue) {
    EXPECT_EQ(data->totalLbasWritten()->raw, 1LL << 40);
 }
 
-TEST(SmartAttributesTest, ofTwoRowsOfOneMeaningTheFirstIsFiled) {
+TEST(SmartAttributesTest, StoresTheFirstOfTwoRowsOfOneMeaning) {
    Row const chip = row(172, "Erase_Fail_Count", 90);
    Row const total = row(182, "Erase_Fail_Count_Total", 80);
    auto const data = read({chip, total});
@@ -121,7 +121,7 @@ TEST(SmartAttributesTest, ofTwoRowsOfOneMeaningTheFirstIsFiled) {
    EXPECT_EQ(reversed->unknownAttr(172)->value, 90);
 }
 
-TEST(SmartAttributesTest, lifetimeNamesCountUnderAnyNumber) {
+TEST(SmartAttributesTest, AcceptsLifetimeNamesUnderAnyNumber) {
    for (auto const * name : {"Percent_Lifetime_Used", "Perc_Rated_Life_Used", "Percent_Lifetime_Remain",
                              "Remainig_Lifetime_Perc", "Lifetime_Remaining%"})
       for (int const id : {0, 1, 9, 194, 202, 255})
@@ -133,7 +133,7 @@ TEST(SmartAttributesTest, lifetimeNamesCountUnderAnyNumber) {
    EXPECT_EQ(data->unknownAttr(231)->name, "Percent_Lifetime_Used");
 }
 
-TEST(SmartAttributesTest, aNameCountsUnderItsNumberOnly) {
+TEST(SmartAttributesTest, AcceptsOtherNamesUnderTheirNumberOnly) {
    EXPECT_EQ(fieldOf(row(171, "Program_Fail_Count")), "programFailCountTotal");
    EXPECT_EQ(fieldOf(row(181, "Program_Fail_Count")), "unknown");
    EXPECT_EQ(fieldOf(row(182, "Erase_Fail_Count")), "unknown");
@@ -146,7 +146,7 @@ TEST(SmartAttributesTest, aNameCountsUnderItsNumberOnly) {
    EXPECT_EQ(fieldOf(row(242, "Total_LBAs_Written")), "unknown");
 }
 
-TEST(SmartAttributesTest, aTemperatureIsReadFromTheRawText) {
+TEST(SmartAttributesTest, ReadsATemperatureFromTheRawText) {
    constexpr long long packed = 36 + (20LL << 16) + (45LL << 32);
    auto const data = read({row(194, "Temperature_Celsius", 64, packed, "31 (Min/Max 20/45)")});
    EXPECT_EQ(data->temperatureCelsius()->reportedValue, 31);
@@ -167,7 +167,7 @@ SmartRecords::Record readBetween(Row const & middle) {
    return readRecord({row(9, "Power_On_Hours"), middle, row(12, "Power_Cycle_Count")});
 }
 
-TEST(SmartAttributesTest, aMalformedRowIsSkippedWholeAndAlone) {
+TEST(SmartAttributesTest, SkipsAMalformedRowWholeAndAlone) {
    auto const others = readRecord({row(9, "Power_On_Hours"), row(12, "Power_Cycle_Count")});
    auto const bad = {
        "-1",   "256", "300", "18446744073709551615", "18446744073709551616", "1.0", "1e2", "\"5\"", "null",
@@ -197,14 +197,14 @@ TEST(SmartAttributesTest, aMalformedRowIsSkippedWholeAndAlone) {
    }
 }
 
-TEST(SmartAttributesTest, aRowThatIsNoObjectIsSkipped) {
+TEST(SmartAttributesTest, SkipsARowThatIsNoObject) {
    JsonDocument const table("[5,null,\"Power_On_Hours\",[],{}," + row(9, "Power_On_Hours").text() + "]");
    auto const data = Pelm::make<DeviceSmartData>("SN1");
    parseSmartAttrs(table.root(), *data, {});
    EXPECT_EQ(recordOf(*data), readRecord({row(9, "Power_On_Hours")}));
 }
 
-TEST(SmartAttributesTest, theRawValueIsAnyNumberOfSixtyFourSignedBits) {
+TEST(SmartAttributesTest, AcceptsAnyRawValueOfSixtyFourSignedBits) {
    auto const rawOf = [](std::string const & json) -> std::optional<std::int64_t> {
       Row given;
       given.raw = "{\"value\":" + json + "}";
@@ -221,7 +221,7 @@ TEST(SmartAttributesTest, theRawValueIsAnyNumberOfSixtyFourSignedBits) {
       EXPECT_EQ(rawOf(json), std::nullopt) << json;
 }
 
-TEST(SmartAttributesTest, theRawTextMayBeMissing) {
+TEST(SmartAttributesTest, AcceptsAMissingRawText) {
    for (auto const * json : {R"({"value":3})", R"({"value":3,"string":7})", R"({"value":3,"string":null})"}) {
       Row given;
       given.raw = json;
@@ -230,7 +230,7 @@ TEST(SmartAttributesTest, theRawTextMayBeMissing) {
    }
 }
 
-TEST(SmartAttributesTest, aMissingThresholdIsNone) {
+TEST(SmartAttributesTest, TreatsAMissingThresholdAsNone) {
    Row given{.value = "1"};
    given.thresh = "";
    auto const data = read({given});
@@ -238,7 +238,7 @@ TEST(SmartAttributesTest, aMissingThresholdIsNone) {
    EXPECT_TRUE(data->allAttrsPassing());
 }
 
-TEST(SmartAttributesTest, oneRowAtItsThresholdFailsTheTable) {
+TEST(SmartAttributesTest, FailsTheTableForOneRowAtItsThreshold) {
    Row const failing{.value = "10"};
    EXPECT_TRUE(read({Row{.value = "11"}})->allAttrsPassing());
    EXPECT_FALSE(read({failing})->allAttrsPassing());
@@ -252,7 +252,7 @@ TEST(SmartAttributesTest, oneRowAtItsThresholdFailsTheTable) {
    EXPECT_TRUE(read({skipped})->allAttrsPassing());
 }
 
-TEST(SmartAttributesTest, ofUnknownRowsWithOneNumberTheLastStays) {
+TEST(SmartAttributesTest, KeepsTheLastOfUnknownRowsWithOneNumber) {
    auto const data = read({row(170, "First", 1), row(171, "Other", 2), row(170, "Last", 3)});
    EXPECT_EQ(data->unknownAttr.size(), 2U);
    EXPECT_EQ(data->unknownAttr(170)->name, "Last");

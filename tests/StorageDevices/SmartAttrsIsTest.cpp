@@ -83,12 +83,12 @@ class SmartAttrsIsTest : public testing::Test {
    Subscriber subscriber;
 };
 
-TEST_F(SmartAttrsIsTest, anEqualTableTellsNobodyAnything) {
+TEST_F(SmartAttrsIsTest, NotifiesNobodyOfAnEqualTable) {
    attrsIs(*record, *next);
    EXPECT_TRUE(subscriber.moments().empty());
 }
 
-TEST_F(SmartAttrsIsTest, aDroppedFieldTellsThatAlone) {
+TEST_F(SmartAttrsIsTest, NotifiesOnlyOfADroppedField) {
    next->powerOnHoursIs({});
    attrsIs(*record, *next);
    EXPECT_EQ(subscriber.moments().size(), 1U);
@@ -99,7 +99,7 @@ TEST_F(SmartAttrsIsTest, aDroppedFieldTellsThatAlone) {
    EXPECT_FALSE(record->powerOnHours());
 }
 
-TEST_F(SmartAttrsIsTest, aNewFieldTellsThatAlone) {
+TEST_F(SmartAttrsIsTest, NotifiesOnlyOfANewField) {
    record->powerOnHoursIs({});
    Subscriber const later(*record);
    attrsIs(*record, *next);
@@ -110,7 +110,7 @@ TEST_F(SmartAttrsIsTest, aNewFieldTellsThatAlone) {
    EXPECT_EQ(changes[0].now.value(), present(3, 7));
 }
 
-TEST_F(SmartAttrsIsTest, aChangedFieldTellsItsOldAndNewValue) {
+TEST_F(SmartAttrsIsTest, NotifiesOfAChangedFieldWithItsOldAndNewValue) {
    next->temperatureCelsiusIs(present(13, 8));
    attrsIs(*record, *next);
    EXPECT_EQ(subscriber.moments().size(), 1U);
@@ -120,7 +120,7 @@ TEST_F(SmartAttrsIsTest, aChangedFieldTellsItsOldAndNewValue) {
    EXPECT_EQ(changes[0].now.value(), present(13, 8));
 }
 
-TEST_F(SmartAttrsIsTest, unknownRowsThatComeGoAndChangeAreToldOnceEach) {
+TEST_F(SmartAttrsIsTest, NotifiesOnceOfEachUnknownRowThatComesGoesOrChanges) {
    next->unknownAttrDel(200);
    next->unknownAttrIs(attribute(201, 8));
    next->unknownAttrIs(attribute(203, 9));
@@ -139,7 +139,7 @@ TEST_F(SmartAttrsIsTest, unknownRowsThatComeGoAndChangeAreToldOnceEach) {
    EXPECT_EQ(recordOf(*record), recordOf(*next));
 }
 
-TEST_F(SmartAttrsIsTest, aRowThatGetsANameMovesToItsField) {
+TEST_F(SmartAttrsIsTest, MovesARowThatGetsANameToItsField) {
    record->powerOnHoursIs({});
    record->unknownAttrIs(attribute(3, 7));
    attrsIs(*record, *next);
@@ -147,7 +147,7 @@ TEST_F(SmartAttrsIsTest, aRowThatGetsANameMovesToItsField) {
    EXPECT_FALSE(record->unknownAttr.contains(3));
 }
 
-TEST_F(SmartAttrsIsTest, nobodySeesAnEmptyMoment) {
+TEST_F(SmartAttrsIsTest, NeverShowsAnEmptyTableInBetween) {
    unsigned id = 1;
    for (auto const & [name, field] : namedFields)
       ((*next).*field.set)(present(id++, 8));
@@ -162,7 +162,7 @@ TEST_F(SmartAttrsIsTest, nobodySeesAnEmptyMoment) {
    }
 }
 
-TEST_F(SmartAttrsIsTest, takesWhetherAllPassAndLeavesTheVerdict) {
+TEST_F(SmartAttrsIsTest, StoresWhetherAllPassAndKeepsTheVerdict) {
    record->healthStatusOkIs(true);
    record->healthStatusReadIs(true);
    next->allAttrsPassingIs(false);
@@ -173,7 +173,7 @@ TEST_F(SmartAttrsIsTest, takesWhetherAllPassAndLeavesTheVerdict) {
    EXPECT_TRUE(record->healthStatusRead());
 }
 
-TEST_F(SmartAttrsIsTest, anEmptyTableEmptiesTheRecord) {
+TEST_F(SmartAttrsIsTest, EmptiesTheRecordWithAnEmptyTable) {
    auto const none = Pelm::make<DeviceSmartData>("SN1");
    none->attrsReadIs(true);
    none->allAttrsPassingIs(true);
@@ -182,7 +182,7 @@ TEST_F(SmartAttrsIsTest, anEmptyTableEmptiesTheRecord) {
    EXPECT_EQ(subscriber.moments().size(), std::size(namedFields) + 3);
 }
 
-TEST_F(SmartAttrsIsTest, theFirstTableMarksTheRecordRead) {
+TEST_F(SmartAttrsIsTest, MarksTheRecordReadAtTheFirstTable) {
    auto const fresh = Pelm::make<DeviceSmartData>("SN1");
    EXPECT_FALSE(fresh->attrsRead());
    attrsIs(*fresh, *next);

@@ -38,12 +38,12 @@ std::string const sectors = rowText(5, "Reallocated_Sector_Ct", 100, 3);
 std::string const spinUp = rowText(3, "Spin_Up_Time", 97, 0);
 std::string const healthy = report("true", hoursRow + "," + sectors + "," + spinUp);
 
-class SmartMonitor : public Support::ToolMonitorTest {
+class SmartDataMonitorSmTest : public Support::ToolMonitorTest {
  protected:
-   SmartMonitor() : ToolMonitorTest{"smartctl", "StorageSmartDataMonitorSm", {.name = "S1"}} {
+   SmartDataMonitorSmTest() : ToolMonitorTest{"smartctl", "StorageSmartDataMonitorSm", {.name = "S1"}} {
       toolPrints(healthy);
    }
-   ~SmartMonitor() override {
+   ~SmartDataMonitorSmTest() override {
       monitor_ = nullptr;
       driveDatabaseIs(nullptr);
       EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
@@ -104,7 +104,7 @@ struct RecordWatcher {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(SmartMonitor, runsTheToolOncePerPollAndFilesItsReport) {
+TEST_F(SmartDataMonitorSmTest, RunsTheToolOncePerPollAndStoresItsReport) {
    plug();
    start();
    EXPECT_TRUE(eventually([&] { return record()->reading.count() == 1; }));
@@ -119,7 +119,7 @@ TEST_F(SmartMonitor, runsTheToolOncePerPollAndFilesItsReport) {
    EXPECT_TRUE(monitor_->smartctlReactor.empty());
 }
 
-TEST_F(SmartMonitor, asksUsbDrivesThroughScsiAndTheOthersAsTheyAre) {
+TEST_F(SmartDataMonitorSmTest, ReadsUsbDrivesThroughScsiAndTheOthersDirectly) {
    for (unsigned char const bus : {0, 1, 2, 3})
       plug({.name = "bus" + std::to_string(bus),
             .blockDevice = "/dev/b" + std::to_string(bus),
@@ -133,7 +133,7 @@ TEST_F(SmartMonitor, asksUsbDrivesThroughScsiAndTheOthersAsTheyAre) {
                           "smartctl --json=c --offlineauto=on -HA /dev/b2"}));
 }
 
-TEST_F(SmartMonitor, aDiskOfNoKnownBusIsNeitherMappedNorPolledNorFiled) {
+TEST_F(SmartDataMonitorSmTest, IgnoresADiskOfNoKnownBus) {
    plug({.name = "E1", .busType = ConnectedDisk::BusType::other});
    start();
    poll();
@@ -142,7 +142,7 @@ TEST_F(SmartMonitor, aDiskOfNoKnownBusIsNeitherMappedNorPolledNorFiled) {
    EXPECT_TRUE(runs().empty());
 }
 
-TEST_F(SmartMonitor, aRecordWhoseDiskIsOnNoKnownBusStaysAndIsNotPolled) {
+TEST_F(SmartDataMonitorSmTest, KeepsButDoesNotPollARecordWhoseDiskIsOnNoKnownBus) {
    data_->deviceDataIs("S1");
    plug({.name = "S1", .busType = ConnectedDisk::BusType::other});
    start();
@@ -153,7 +153,7 @@ TEST_F(SmartMonitor, aRecordWhoseDiskIsOnNoKnownBusStaysAndIsNotPolled) {
 }
 
 // A run that waits for the file "go", and then does something, while the disk changes its device node.
-TEST_F(SmartMonitor, tracesNameTheDeviceThatWasRun) {
+TEST_F(SmartDataMonitorSmTest, NamesTheDeviceOfTheRunInItsTraces) {
    std::string const wait =
        "while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; ";
    DiskFields changed = disk_;
@@ -174,7 +174,7 @@ TEST_F(SmartMonitor, tracesNameTheDeviceThatWasRun) {
    }
 }
 
-TEST_F(SmartMonitor, theSameReportTwiceTellsNobodyAnything) {
+TEST_F(SmartDataMonitorSmTest, NotifiesNobodyOfTheSameReportTwice) {
    plug();
    start();
    poll();
@@ -188,7 +188,7 @@ TEST_F(SmartMonitor, theSameReportTwiceTellsNobodyAnything) {
              0U);
 }
 
-TEST_F(SmartMonitor, aReportThatDropsAFieldTellsExactlyThat) {
+TEST_F(SmartDataMonitorSmTest, NotifiesOnlyOfTheFieldThatAReportDrops) {
    plug();
    start();
    poll();
@@ -204,14 +204,14 @@ TEST_F(SmartMonitor, aReportThatDropsAFieldTellsExactlyThat) {
    EXPECT_FALSE(*sectorChanges.changes()[0].now);
 }
 
-TEST_F(SmartMonitor, withoutAVerdictTheAttributesAreReadAndTheVerdictStays) {
+TEST_F(SmartDataMonitorSmTest, ReadsTheAttributesAndKeepsTheVerdictWithoutANewVerdict) {
    Texts const expected = {"ok true, passing true", "powerOnHours 500"};
    EXPECT_EQ(contentAfter(report("", rowText(9, "Power_On_Hours", 100, 500))), expected);
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{smartctlHandler} + " Could not obtain health status for /dev/sda"});
 }
 
-TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
+TEST_F(SmartDataMonitorSmTest, ReadsTheVerdictAndKeepsTheAttributesWithoutATable) {
    Texts expected = healthyContent;
    expected[0] = "ok false, passing true";
    EXPECT_EQ(contentAfter(R"({"smart_status":{"passed":false}})"), expected);
@@ -220,7 +220,7 @@ TEST_F(SmartMonitor, withoutATableTheVerdictIsReadAndTheAttributesStay) {
              Texts{std::string{smartctlHandler} + " Could not obtain SMART attributes for /dev/sda"});
 }
 
-TEST_F(SmartMonitor, withoutEitherTheMissingVerdictIsTracedFirst) {
+TEST_F(SmartDataMonitorSmTest, TracesTheMissingVerdictFirstWithoutEither) {
    EXPECT_EQ(contentAfter("{}"), healthyContent);
    std::string const start = smartctlHandler;
    EXPECT_EQ(
@@ -230,7 +230,7 @@ TEST_F(SmartMonitor, withoutEitherTheMissingVerdictIsTracedFirst) {
            {"StorageSmartDataMonitorSm", 2, start + " Could not obtain SMART attributes for /dev/sda"}}));
 }
 
-TEST_F(SmartMonitor, theVerdictIsFiledBeforeTheAttributes) {
+TEST_F(SmartDataMonitorSmTest, StoresTheVerdictBeforeTheAttributes) {
    plug();
    start();
    RecordWatcher watcher;
@@ -242,22 +242,22 @@ TEST_F(SmartMonitor, theVerdictIsFiledBeforeTheAttributes) {
    EXPECT_EQ(watcher.told, (Texts{"verdict", "attributes"}));
 }
 
-TEST_F(SmartMonitor, anEmptyTableEmptiesTheAttributes) {
+TEST_F(SmartDataMonitorSmTest, EmptiesTheAttributesWithAnEmptyTable) {
    EXPECT_EQ(contentAfter(report("true", "")), Texts{"ok true, passing true"});
 }
 
-TEST_F(SmartMonitor, aRowBelowItsThresholdIsSeen) {
+TEST_F(SmartDataMonitorSmTest, ReportsARowBelowItsThreshold) {
    EXPECT_EQ(contentAfter(report("true", rowText(5, "Reallocated_Sector_Ct", 10, 3)))[0],
              "ok true, passing false");
 }
 
-TEST_F(SmartMonitor, outputThatIsNoDocumentChangesNothing) {
+TEST_F(SmartDataMonitorSmTest, ChangesNothingForOutputThatIsNoDocument) {
    EXPECT_EQ(contentAfter(""), healthyContent);
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{smartctlHandler} + " JSON parsing error: The document is empty."});
 }
 
-TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
+TEST_F(SmartDataMonitorSmTest, ChangesNothingForAReportThatIsCutOff) {
    EXPECT_EQ(contentAfter(healthy.substr(0, healthy.size() / 2)), healthyContent);
    EXPECT_EQ(traces_.errors().size(), 1U);
    EXPECT_EQ(record()->reading.count(), 1U);
@@ -265,7 +265,7 @@ TEST_F(SmartMonitor, aReportThatIsCutOffChangesNothing) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
 
-TEST_F(SmartMonitor, thousandsOfLargeReportsTakeNoMoreMemoryThanTheFirstOnes) {
+TEST_F(SmartDataMonitorSmTest, UsesNoMoreMemoryForThousandsOfLargeReportsThanForTheFirst) {
    constexpr int readings = 2000;
    constexpr int first = 200;
    std::string rows = hoursRow;
@@ -285,7 +285,7 @@ TEST_F(SmartMonitor, thousandsOfLargeReportsTakeNoMoreMemoryThanTheFirstOnes) {
 }
 
 // As much as a tool may print.
-TEST_F(SmartMonitor, aReportForWhichThereIsNoMemoryChangesNothing) {
+TEST_F(SmartDataMonitorSmTest, ChangesNothingForAReportWithoutMemoryForIt) {
    plug();
    start();
    poll();
@@ -304,7 +304,7 @@ TEST_F(SmartMonitor, aReportForWhichThereIsNoMemoryChangesNothing) {
    EXPECT_EQ(record()->reading.count(), 2U);
 }
 
-TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
+TEST_F(SmartDataMonitorSmTest, StoresAReportWholeOrNotAtAllWithLittleMemoryForItsText) {
    plug();
    start();
    std::string const padding(3900 * 1024, 'x');
@@ -325,14 +325,14 @@ TEST_F(SmartMonitor, aReportWhoseTextFindsNoMemoryIsFiledWholeOrNotAtAll) {
 
 #endif
 
-TEST_F(SmartMonitor, aDocumentThatIsNoObjectChangesNothing) {
+TEST_F(SmartDataMonitorSmTest, ChangesNothingForADocumentThatIsNoObject) {
    EXPECT_EQ(contentAfter("[1, 2, 3]"), healthyContent);
    EXPECT_EQ(record()->reading.count(), 1U);
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{smartctlHandler} + " Could not obtain health status for /dev/sda"});
 }
 
-TEST_F(SmartMonitor, aFailedRunChangesNothingAndItsWordsAreTraced) {
+TEST_F(SmartDataMonitorSmTest, ChangesNothingAfterAFailedRunAndTracesItsErrorOutput) {
    plug();
    start();
    poll();
@@ -346,7 +346,7 @@ TEST_F(SmartMonitor, aFailedRunChangesNothingAndItsWordsAreTraced) {
    EXPECT_TRUE(monitor_->smartctlProcess.empty());
 }
 
-TEST_F(SmartMonitor, aFailedRunThatSaysNothingIsOneLine) {
+TEST_F(SmartDataMonitorSmTest, TracesASilentFailedRunInOneLine) {
    toolDoes("exit 1");
    plug();
    start();
@@ -356,7 +356,7 @@ TEST_F(SmartMonitor, aFailedRunThatSaysNothingIsOneLine) {
    EXPECT_EQ(content(), Texts{"ok false unread, passing false unread"});
 }
 
-TEST_F(SmartMonitor, aToolThatIsNotThereIsAFailedRunAndIsTriedAgain) {
+TEST_F(SmartDataMonitorSmTest, TreatsAMissingToolAsAFailedRunAndRetries) {
    std::filesystem::remove(folder_.path() / "smartctl");
    Support::EnvironmentSetting const path{"PATH", "/nowhere"};
    plug();
@@ -370,7 +370,7 @@ TEST_F(SmartMonitor, aToolThatIsNotThereIsAFailedRunAndIsTriedAgain) {
    EXPECT_EQ(traces_.errors().size(), 4U);
 }
 
-TEST_F(SmartMonitor, whatTheHostAcceptsAsGoodIsFiledWholeElseNothing) {
+TEST_F(SmartDataMonitorSmTest, StoresAReportWholeWhereTheHostAcceptsItsExitCodeElseNothing) {
    toolDoes("cat \"" + (folder_.path() / "output").string() + "\"; exit 4");
    plug();
    start();
@@ -382,7 +382,7 @@ TEST_F(SmartMonitor, whatTheHostAcceptsAsGoodIsFiledWholeElseNothing) {
    EXPECT_EQ(content(), healthyContent);
 }
 
-TEST_F(SmartMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
+TEST_F(SmartDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +
             (folder_.path() / "output").string() + "\"");
    plug();
@@ -401,7 +401,7 @@ TEST_F(SmartMonitor, aPollDuringARunStartsNothingAndLosesNothing) {
    EXPECT_EQ(content(), healthyContent);
 }
 
-TEST_F(SmartMonitor, aRunStartsItsCommandOnlyOnce) {
+TEST_F(SmartDataMonitorSmTest, StartsTheCommandOfARunOnlyOnce) {
    auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
    Support::ChangeRecorder const started{process->started};
    EXPECT_EQ(process->device(), "S1");
@@ -415,7 +415,7 @@ TEST_F(SmartMonitor, aRunStartsItsCommandOnlyOnce) {
    EXPECT_EQ(started.count(), 1U);
 }
 
-TEST_F(SmartMonitor, aRunThatCountsAsStartedStartsNothing) {
+TEST_F(SmartDataMonitorSmTest, StartsNothingForARunThatCountsAsStarted) {
    auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
    process->startedIs(true);
    process->run("/dev/sda", false);
@@ -424,7 +424,7 @@ TEST_F(SmartMonitor, aRunThatCountsAsStartedStartsNothing) {
    EXPECT_EQ(process->devicePath(), "");
 }
 
-TEST_F(SmartMonitor, aRunWhoseChildIsNotIdleDoesNothing) {
+TEST_F(SmartDataMonitorSmTest, IgnoresARunWhoseChildIsNotIdle) {
    auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
    process->sm()->argPush("true");
    process->sm()->start(true, true);
@@ -438,7 +438,7 @@ TEST_F(SmartMonitor, aRunWhoseChildIsNotIdleDoesNothing) {
    EXPECT_TRUE(runs().empty());
 }
 
-TEST_F(SmartMonitor, aRunHasEachArgumentByItself) {
+TEST_F(SmartDataMonitorSmTest, PassesEachArgumentByItself) {
    auto const argumentsOf = [&](bool scsi) {
       auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
       process->run("/dev/sda", scsi);
@@ -453,7 +453,7 @@ TEST_F(SmartMonitor, aRunHasEachArgumentByItself) {
    EXPECT_EQ(argumentsOf(false), (Texts{"smartctl", "--json=c", "--offlineauto=on", "-HA", "/dev/sda"}));
 }
 
-TEST_F(SmartMonitor, aRunClearsItsArgumentsFirst) {
+TEST_F(SmartDataMonitorSmTest, ClearsTheArgumentsOfARunFirst) {
    auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
    process->sm()->argPush("echo");
    process->sm()->argPush("junk");
@@ -470,7 +470,7 @@ struct StartWatcher {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(SmartMonitor, aRunSaysThatItHasStartedWhenItHas) {
+TEST_F(SmartDataMonitorSmTest, MarksARunAsStartedOnceItHasStarted) {
    StartWatcher watcher{Pelm::make<SmartctlProcess>(tracker_, "S1"), {}, {}};
    watcher.state = Brul::PipedChildProcessSm::State::idle;
    watcher.reactor.notifierIs(watcher.process);
@@ -481,7 +481,7 @@ TEST_F(SmartMonitor, aRunSaysThatItHasStartedWhenItHas) {
    EXPECT_TRUE(Support::soon([&] { return watcher.process->isOver(); }));
 }
 
-TEST_F(SmartMonitor, aZombieFilesNothingOfARunInFlight) {
+TEST_F(SmartDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    plug();
    start();
    Host::turn();
@@ -495,7 +495,7 @@ TEST_F(SmartMonitor, aZombieFilesNothingOfARunInFlight) {
    EXPECT_EQ(record()->reading.count(), 1U);
 }
 
-TEST_F(SmartMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
+TEST_F(SmartDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    plug();
    start();
    struct Watcher {
@@ -513,7 +513,7 @@ TEST_F(SmartMonitor, aRunAndItsReactorAreGoneBeforeAnythingIsFiled) {
    EXPECT_TRUE(watcher.empty);
 }
 
-TEST_F(SmartMonitor, aStateOfARunThatIsGoneDoesNothing) {
+TEST_F(SmartDataMonitorSmTest, IgnoresAStateOfARunThatIsGone) {
    plug();
    start();
    poll();
@@ -522,7 +522,7 @@ TEST_F(SmartMonitor, aStateOfARunThatIsGoneDoesNothing) {
    EXPECT_EQ(record()->reading.count(), 1U);
 }
 
-TEST_F(SmartMonitor, aDiskThatLeavesTakesItsRunWithIt) {
+TEST_F(SmartDataMonitorSmTest, DropsTheRunOfADiskThatLeaves) {
    toolDoes("echo $$ >\"" + (folder_.path() / "pid").string() + "\"; exec sleep 1000");
    plug();
    start();
@@ -536,7 +536,7 @@ TEST_F(SmartMonitor, aDiskThatLeavesTakesItsRunWithIt) {
    EXPECT_TRUE(Support::soon([&] { return kill(pid, 0) != 0; })) << "the tool is not left behind";
 }
 
-TEST_F(SmartMonitor, oneHangingToolDelaysNoOtherDisk) {
+TEST_F(SmartDataMonitorSmTest, DelaysNoOtherDiskForOneHangingTool) {
    Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));  // a poll every 60 ms
    toolDoes("case \"$*\" in *sdb) exec sleep 1000;; esac; cat \"" + (folder_.path() / "output").string() +
             "\"");
@@ -549,7 +549,7 @@ TEST_F(SmartMonitor, oneHangingToolDelaysNoOtherDisk) {
    EXPECT_EQ(std::count(all.begin(), all.end(), "smartctl --json=c --offlineauto=on -HA /dev/sdb"), 1);
 }
 
-TEST_F(SmartMonitor, aHangingToolIsEndedByTheLimitAndTheNextPollStartsAnew) {
+TEST_F(SmartDataMonitorSmTest, EndsAHangingToolAtItsLimitAndRunsItAgainAtTheNextPoll) {
    Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));
    tracker_->timeLimitIs(0.1);
    toolDoes("[ -e \"" + (folder_.path() / "hung").string() + "\" ] || { : >\"" +
@@ -583,7 +583,7 @@ class TestDatabase final : public DriveDatabase {
    std::vector<std::string> & asked_;
 };
 
-TEST_F(SmartMonitor, theMappingIsAskedOncePerDiskAndUsed) {
+TEST_F(SmartDataMonitorSmTest, AsksForTheMappingOncePerDiskAndUsesIt) {
    Texts asked;
    driveDatabaseIs(std::make_unique<TestDatabase>(asked));
    plug();
@@ -601,7 +601,7 @@ TEST_F(SmartMonitor, theMappingIsAskedOncePerDiskAndUsed) {
    EXPECT_EQ(asked, (Texts{"Kestrel_S2", "Kestrel_S3"}));
 }
 
-TEST_F(SmartMonitor, withoutAMappingTheTableOfNamesDecidesAlone) {
+TEST_F(SmartDataMonitorSmTest, UsesTheTableOfNamesAloneWithoutAMapping) {
    Texts asked;
    driveDatabaseIs(std::make_unique<TestDatabase>(asked));
    plug();
@@ -611,7 +611,7 @@ TEST_F(SmartMonitor, withoutAMappingTheTableOfNamesDecidesAlone) {
    EXPECT_EQ(content(), healthyContent);
 }
 
-TEST_F(SmartMonitor, aRemovableDriveIsReadAsSoonAsItAppears) {
+TEST_F(SmartDataMonitorSmTest, ReadsARemovableDriveAsSoonAsItAppears) {
    start();
    Host::turn();
    plug({.name = "S1", .removable = true, .busType = ConnectedDisk::BusType::usb});
@@ -619,7 +619,7 @@ TEST_F(SmartMonitor, aRemovableDriveIsReadAsSoonAsItAppears) {
    EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
 }
 
-TEST_F(SmartMonitor, recordsOfAnEarlierRunGoUnlessTheirDiskIsThere) {
+TEST_F(SmartDataMonitorSmTest, DropsRecordsOfAnEarlierRunUnlessTheirDiskIsConnected) {
    data_->deviceDataIs("gone");
    data_->deviceDataIs("S1");
    plug();
@@ -629,7 +629,7 @@ TEST_F(SmartMonitor, recordsOfAnEarlierRunGoUnlessTheirDiskIsThere) {
    EXPECT_TRUE(monitor_->smartDbMapping.contains("S1"));
 }
 
-TEST_F(SmartMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
+TEST_F(SmartDataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsReading) {
    plug();
    start();
    struct Dropper {
@@ -645,7 +645,7 @@ TEST_F(SmartMonitor, mayBeDroppedByWhoIsToldOfItsReading) {
    EXPECT_EQ(content(), healthyContent) << "what it began to file it files";
 }
 
-TEST_F(SmartMonitor, aReadingWhoseRecordWasDeletedMeanwhileIsDropped) {
+TEST_F(SmartDataMonitorSmTest, DropsAReadingWhoseRecordWasDeletedMeanwhile) {
    plug();
    start();
    Host::turn();
@@ -654,7 +654,7 @@ TEST_F(SmartMonitor, aReadingWhoseRecordWasDeletedMeanwhileIsDropped) {
    EXPECT_TRUE(data_->deviceData.empty());
 }
 
-TEST_F(SmartMonitor, droppedItEndsItsRuns) {
+TEST_F(SmartDataMonitorSmTest, EndsItsRunsWhenDropped) {
    toolDoes("exec sleep 1000");
    plug();
    start();
@@ -664,7 +664,7 @@ TEST_F(SmartMonitor, droppedItEndsItsRuns) {
    EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
 }
 
-TEST_F(SmartMonitor, letGoOfWhenItTracesABadReportItEnds) {
+TEST_F(SmartDataMonitorSmTest, EndsWhenReleasedAsItTracesABadReport) {
    toolPrints("{");
    plug();
    start();

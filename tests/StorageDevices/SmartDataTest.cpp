@@ -11,7 +11,7 @@ namespace {
 
 using SmartRecords::namedFields;
 
-TEST(SmartDataTest, everySetterWritesTheFieldOfItsName) {
+TEST(SmartDataTest, WritesTheFieldOfItsNameByEverySetter) {
    EXPECT_EQ(std::size(namedFields), 22U);
    for (auto const & [name, field] : namedFields) {
       auto const data = Pelm::make<DeviceSmartData>("SN1");
@@ -23,7 +23,7 @@ TEST(SmartDataTest, everySetterWritesTheFieldOfItsName) {
    }
 }
 
-TEST(SmartDataTest, theListOfFieldsHoldsEachOnce) {
+TEST(SmartDataTest, ListsEachFieldOnce) {
    ASSERT_EQ(std::size(smartFields), std::size(namedFields));
    for (auto const & [name, field] : namedFields) {
       int count = 0;
@@ -33,7 +33,7 @@ TEST(SmartDataTest, theListOfFieldsHoldsEachOnce) {
    }
 }
 
-TEST(SmartDataTest, clearingEmptiesTheAttributesAndNothingElse) {
+TEST(SmartDataTest, ClearsTheAttributesAndNothingElse) {
    auto const data = Pelm::make<DeviceSmartData>("SN1");
    for (auto const & [name, field] : namedFields)
       ((*data).*field.set)(OptionalSmartAttr::from(SmartRecords::row(1)));
@@ -45,7 +45,7 @@ TEST(SmartDataTest, clearingEmptiesTheAttributesAndNothingElse) {
    EXPECT_EQ(SmartRecords::recordOf(*data), (SmartRecords::Record{.verdict = true}));
 }
 
-TEST(SmartDataTest, recordsAreKeptUntilTheyAreDeleted) {
+TEST(SmartDataTest, KeepsRecordsUntilTheyAreDeleted) {
    auto const all = Pelm::make<SmartData>();
    all->deviceDataIs("SN1");
    auto const first = all->deviceData("SN1");

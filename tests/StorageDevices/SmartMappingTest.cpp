@@ -12,7 +12,7 @@ using namespace SmartRows;
 
 constexpr SmartField hoursField{&DeviceSmartData::powerOnHours, &DeviceSmartData::powerOnHoursIs};
 
-TEST(SmartMappingTest, aMappedNumberGoesToItsFieldWhateverItsName) {
+TEST(SmartMappingTest, StoresAMappedNumberInItsFieldWhateverItsName) {
    DriveSmartMapping const mapping{{240, {.field = hoursField}}};
    auto const data = read({row(240, "Vendor_Specific", 91, 12345)}, mapping);
    EXPECT_EQ(data->powerOnHours()->name, "Vendor_Specific");
@@ -20,7 +20,7 @@ TEST(SmartMappingTest, aMappedNumberGoesToItsFieldWhateverItsName) {
    EXPECT_TRUE(data->unknownAttr.empty());
 }
 
-TEST(SmartMappingTest, aMappedRowOverwritesItsField) {
+TEST(SmartMappingTest, OverwritesTheFieldOfAMappedRow) {
    DriveSmartMapping const mapping{{240, {.field = hoursField}}};
    Row const usual = row(9, "Power_On_Hours", 100, 7);
    auto const data = read({usual, row(240, "A", 91), row(240, "B", 92)}, mapping);
@@ -31,7 +31,7 @@ TEST(SmartMappingTest, aMappedRowOverwritesItsField) {
    EXPECT_EQ(reversed->unknownAttr(9)->name, "Power_On_Hours");
 }
 
-TEST(SmartMappingTest, anIgnoredRowIsUnknown) {
+TEST(SmartMappingTest, TreatsAnIgnoredRowAsUnknown) {
    DriveSmartMapping const mapping{{9, {.field = hoursField, .ignore = true}}, {202, {.ignore = true}}};
    auto const data = read({row(9, "Power_On_Hours"), row(202, "Percent_Lifetime_Remain")}, mapping);
    EXPECT_FALSE(data->powerOnHours());
@@ -40,7 +40,7 @@ TEST(SmartMappingTest, anIgnoredRowIsUnknown) {
    EXPECT_EQ(data->unknownAttr(202)->name, "Percent_Lifetime_Remain");
 }
 
-TEST(SmartMappingTest, theValueIsTheFunctionsOrTheNormalisedOne) {
+TEST(SmartMappingTest, ReportsTheValueOfTheFunctionOrTheNormalisedOne) {
    auto const minutesToHours = [](SmartAttr const & attr) { return attr.raw / 60; };
    Row const given = row(9, "Power_On_Hours", 100, 6000);
    auto const computed = read({given}, {{9, {.field = hoursField, .value = minutesToHours}}});
@@ -54,20 +54,20 @@ TEST(SmartMappingTest, theValueIsTheFunctionsOrTheNormalisedOne) {
    EXPECT_EQ(read({worn}, {{10, {.field = hoursField}}})->powerOnHours()->reportedValue, 6000);
 }
 
-TEST(SmartMappingTest, aMappedLifetimeNameGoesWhereItIsMapped) {
+TEST(SmartMappingTest, StoresAMappedLifetimeNameInItsMappedField) {
    auto const data = read({row(202, "Percent_Lifetime_Remain", 97)}, {{202, {.field = hoursField}}});
    EXPECT_FALSE(data->lifetimeRemaining());
    EXPECT_EQ(data->powerOnHours()->reportedValue, 97);
 }
 
-TEST(SmartMappingTest, anImplausibleTemperatureIsFiledWhenItIsMapped) {
+TEST(SmartMappingTest, StoresAnImplausibleTemperatureWhenItIsMapped) {
    constexpr SmartField temperature{&DeviceSmartData::temperatureCelsius,
                                     &DeviceSmartData::temperatureCelsiusIs};
    auto const data = read({row(194, "Temperature_Celsius", 60, 255)}, {{194, {.field = temperature}}});
    EXPECT_EQ(data->temperatureCelsius()->reportedValue, 60);
 }
 
-TEST(MaybeInsertKnownAttrTest, tellsWhetherItFiled) {
+TEST(MaybeInsertKnownAttrTest, AnswersWhetherItStoredTheRow) {
    auto const data = Pelm::make<DeviceSmartData>("SN1");
    SmartAttr const attr = SmartRecords::row(9, "Power_On_Hours", 5);
    EXPECT_TRUE(maybeInsertKnownAttr(*data, attr, {}));
@@ -81,7 +81,7 @@ TEST(MaybeInsertKnownAttrTest, tellsWhetherItFiled) {
    EXPECT_EQ(data->unknownAttr.size(), 1U);
 }
 
-TEST(SmartMappingTest, anEntryWithoutAFunctionKeepsTheReportedValue) {
+TEST(SmartMappingTest, KeepsTheReportedValueOfAnEntryWithoutAFunction) {
    SmartAttr attr;
    attr.id = 9;
    attr.name = "Power_On_Hours";
@@ -95,7 +95,7 @@ TEST(SmartMappingTest, anEntryWithoutAFunctionKeepsTheReportedValue) {
    EXPECT_EQ(record->powerOnHours()->reportedValue, 77);
 }
 
-TEST(SmartMappingTest, aLifetimeNameReportsTheNormalisedValue) {
+TEST(SmartMappingTest, ReportsTheNormalisedValueOfALifetimeName) {
    SmartAttr attr;
    attr.id = 202;
    attr.value = 88;

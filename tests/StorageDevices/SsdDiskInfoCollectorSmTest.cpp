@@ -23,9 +23,9 @@ std::string size(std::string const & gigabytes = "256") {
    return "\tdevice size with M = 1000*1000:      256060 MBytes (" + gigabytes + " GB)\n";
 }
 
-class SsdCollectorTest : public Support::CollectorTest {
+class SsdDiskInfoCollectorSmTest : public Support::CollectorTest {
  protected:
-   SsdCollectorTest() : CollectorTest{&SsdDiskInfoCollectorSmIs, "hdparm"} {}
+   SsdDiskInfoCollectorSmTest() : CollectorTest{&SsdDiskInfoCollectorSmIs, "hdparm"} {}
 
    std::string errorsText() const {
       std::string text;
@@ -35,7 +35,7 @@ class SsdCollectorTest : public Support::CollectorTest {
    }
 };
 
-TEST_F(SsdCollectorTest, readsModelSerialFirmwareAndSizeFromTheReport) {
+TEST_F(SsdDiskInfoCollectorSmTest, ReadsModelSerialFirmwareAndSizeFromTheReport) {
    toolPrints(identification() + size());
    DiskFields expected = disk_;
    expected.name = "KS0002";
@@ -47,7 +47,7 @@ TEST_F(SsdCollectorTest, readsModelSerialFirmwareAndSizeFromTheReport) {
    EXPECT_TRUE(traces_.lines().empty()) << errorsText();
 }
 
-TEST_F(SsdCollectorTest, theCommandLineIsHdparmWithDashIAndTheDevice) {
+TEST_F(SsdDiskInfoCollectorSmTest, RunsHdparmWithDashIAndTheDevice) {
    disk_.blockDevice = "/dev/sd with blank";
    toolPrints("");
    collected();
@@ -57,7 +57,7 @@ TEST_F(SsdCollectorTest, theCommandLineIsHdparmWithDashIAndTheDevice) {
              (std::vector<Pelm::String>{"hdparm", "-I", "/dev/sd with blank"}));
 }
 
-TEST_F(SsdCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
+TEST_F(SsdDiskInfoCollectorSmTest, PublishesNothingBeforeTheToolHasEnded) {
    toolPrints(identification() + size());
    start();
    EXPECT_EQ(collector_->finalDisk(), nullptr);
@@ -66,13 +66,13 @@ TEST_F(SsdCollectorTest, nothingIsPublishedBeforeTheToolHasEnded) {
    EXPECT_EQ(result().name, "KS0002");
 }
 
-TEST_F(SsdCollectorTest, whatIsReadAlreadyKnownIsPublishedAllTheSame) {
+TEST_F(SsdDiskInfoCollectorSmTest, PublishesValuesThatWereAlreadyKnown) {
    disk_.mibType = 2;
    toolPrints(identification(disk_.model, disk_.name, disk_.firmwareRevision) + size("240"));
    EXPECT_EQ(collected(), disk_);
 }
 
-TEST_F(SsdCollectorTest, fieldsThatTheToolDoesNotTellAreTheDisksOwn) {
+TEST_F(SsdDiskInfoCollectorSmTest, KeepsTheDisksOwnValuesForMissingFields) {
    disk_ = {.name = "udev",
             .blockDevice = "/dev/hdc",
             .mountPoint = "/mnt/x",
@@ -88,7 +88,7 @@ TEST_F(SsdCollectorTest, fieldsThatTheToolDoesNotTellAreTheDisksOwn) {
    EXPECT_EQ(result.devAddress, "17");
 }
 
-TEST_F(SsdCollectorTest, trailingBlanksGoAndABlankFirmwareIsEmpty) {
+TEST_F(SsdDiskInfoCollectorSmTest, StripsTrailingBlanksAndLeavesABlankFirmwareEmpty) {
    toolPrints(identification("Foo  ", "KS0002    ", "        ") + size());
    DiskFields const result = collected();
    EXPECT_EQ(result.model, "Foo");
@@ -96,7 +96,7 @@ TEST_F(SsdCollectorTest, trailingBlanksGoAndABlankFirmwareIsEmpty) {
    EXPECT_EQ(result.firmwareRevision, "");
 }
 
-TEST_F(SsdCollectorTest, aSizeBeyondThirtyTwoBitsIsTracedAndTheDisksOwnStays) {
+TEST_F(SsdDiskInfoCollectorSmTest, TracesASizeBeyondThirtyTwoBitsAndKeepsTheDisksOwn) {
    toolPrints(identification() + size("4294967296"));
    DiskFields const result = collected();
    EXPECT_EQ(result.sizeGb, 240U);
@@ -104,7 +104,7 @@ TEST_F(SsdCollectorTest, aSizeBeyondThirtyTwoBitsIsTracedAndTheDisksOwnStays) {
    EXPECT_EQ(errorsText(), std::string{hdparmParser} + " could not parse size from hdparm\n");
 }
 
-TEST_F(SsdCollectorTest, theLargestSizeIsTaken) {
+TEST_F(SsdDiskInfoCollectorSmTest, AcceptsTheLargestSize) {
    toolPrints(identification() + size("4294967295"));
    EXPECT_EQ(collected().sizeGb, 4294967295U);
    EXPECT_EQ(errorsText(), "");
@@ -123,9 +123,10 @@ std::string printingReport(std::string const & report) {
    return "cat <<'END'\n" + report + "END\n";
 }
 
-class UnusableHdparmTest : public SsdCollectorTest, public testing::WithParamInterface<UnusableReport> {};
+class UnusableHdparmTest : public SsdDiskInfoCollectorSmTest,
+                           public testing::WithParamInterface<UnusableReport> {};
 
-TEST_P(UnusableHdparmTest, completesTheDiskUnchangedButForTheTypeAndTracesWhy) {
+TEST_P(UnusableHdparmTest, CompletesTheDiskUnchangedButForTheTypeAndTracesTheReason) {
    toolDoes(GetParam().script);
    DiskFields const result = collected();
    EXPECT_EQ(result, unchanged());
@@ -163,13 +164,13 @@ INSTANTIATE_TEST_SUITE_P(
                        noMatch}),
     [](auto const & unusable) { return std::string{unusable.param.name}; });
 
-TEST_F(SsdCollectorTest, whatIsWrongIsTracedBeforeTheDiskIsPublished) {
+TEST_F(SsdDiskInfoCollectorSmTest, TracesErrorsBeforeItPublishesTheDisk) {
    for (std::string const & script :
         {std::string{"exit 1"}, std::string{"true"}, printingReport(identification() + size("4294967296"))})
       EXPECT_FALSE(publishesBeforeItTraces(script)) << script;
 }
 
-TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
+TEST_F(SsdDiskInfoCollectorSmTest, CompletesTheDiskUnchangedWithoutTheTool) {
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    DiskFields const result = collected();
    EXPECT_EQ(result, unchanged());
@@ -177,7 +178,7 @@ TEST_F(SsdCollectorTest, aMissingToolCompletesTheDiskUnchanged) {
    EXPECT_EQ(tracker_->finishedRun()->exitCode, 127);
 }
 
-TEST_F(SsdCollectorTest, aToolThatCannotBeStartedForWantOfDescriptorsCompletesTheDiskUnchanged) {
+TEST_F(SsdDiskInfoCollectorSmTest, CompletesTheDiskUnchangedWhenDescriptorsAreScarce) {
    toolPrints(identification() + size());
    {
       Support::DescriptorLimit const limit{1};
@@ -188,7 +189,7 @@ TEST_F(SsdCollectorTest, aToolThatCannotBeStartedForWantOfDescriptorsCompletesTh
    EXPECT_EQ(errorsText(), hdparmFailed + "\n");
 }
 
-TEST_F(SsdCollectorTest, aTimeLimitOfTheHostEndsAHangingTool) {
+TEST_F(SsdDiskInfoCollectorSmTest, EndsAHangingToolAtTheTimeLimitOfTheHost) {
    toolDoes("exec sleep 1000");
    tracker_->timeLimitIs(0.05);
    Host::timeSourceIs(nullptr);
@@ -198,7 +199,7 @@ TEST_F(SsdCollectorTest, aTimeLimitOfTheHostEndsAHangingTool) {
    EXPECT_FALSE(Support::hasChildren());
 }
 
-TEST_F(SsdCollectorTest, aCollectorDroppedWhileItsToolRunsLeavesNoChildAndNoDescriptor) {
+TEST_F(SsdDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDuringARun) {
    Host::turn(0);
    auto const before = Support::openDescriptors();
    toolDoes("sleep 1000 & exec sleep 1000");

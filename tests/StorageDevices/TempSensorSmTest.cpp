@@ -16,9 +16,9 @@ namespace {
 using Environment::Temperature::TempSensorStatus;
 using Alarm = TempSensorStatus::Alarm;
 
-class TemperatureSensor : public Support::VirtualTimeTest {
+class TempSensorSmTest : public Support::VirtualTimeTest {
  protected:
-   TemperatureSensor() {
+   TempSensorSmTest() {
       config_->tempSensorIs("DriveTemp1", "Drive 1", 70.0, 80.0);
       config_->tempSensorIs("DriveTemp2", "Drive 2", 70.0, 80.0);
       fruConfig_->serialToSensorMapIs("S1", "DriveTemp1");
@@ -56,7 +56,7 @@ class TemperatureSensor : public Support::VirtualTimeTest {
    Pelm::Ptr<TempSensorSm> monitor_;
 };
 
-TEST_F(TemperatureSensor, showsWhatTheRecordHasAtTheStart) {
+TEST_F(TempSensorSmTest, ShowsTheTemperatureOfTheRecordAtTheStart) {
    smart(35);
    start();
    EXPECT_EQ(shown(), 35);
@@ -66,7 +66,7 @@ TEST_F(TemperatureSensor, showsWhatTheRecordHasAtTheStart) {
    EXPECT_EQ(status()->alarm(), Alarm::none);
 }
 
-TEST_F(TemperatureSensor, aSensorWithoutAReadingShowsNone) {
+TEST_F(TempSensorSmTest, ShowsNoTemperatureWithoutAReading) {
    start();
    ASSERT_TRUE(status());
    EXPECT_FALSE(status()->temperature());
@@ -76,7 +76,7 @@ TEST_F(TemperatureSensor, aSensorWithoutAReadingShowsNone) {
    EXPECT_EQ(shown(), 35);
 }
 
-TEST_F(TemperatureSensor, twoSmartReadingsSetTheThresholdToTheirDifference) {
+TEST_F(TempSensorSmTest, SetsTheThresholdToTheDifferenceOfTwoSmartReadings) {
    start();
    smart(35);
    EXPECT_EQ(threshold(), 20);
@@ -89,7 +89,7 @@ TEST_F(TemperatureSensor, twoSmartReadingsSetTheThresholdToTheirDifference) {
    EXPECT_EQ(threshold(), 1);
 }
 
-TEST_F(TemperatureSensor, theSameReadingPublishesNothing) {
+TEST_F(TempSensorSmTest, PublishesNothingForTheSameReading) {
    start();
    smart(35);
    Support::ChangeRecorder const readings{status()->temperature};
@@ -103,7 +103,7 @@ TEST_F(TemperatureSensor, theSameReadingPublishesNothing) {
    EXPECT_EQ(shown(), 35);
 }
 
-TEST_F(TemperatureSensor, anNvmeDriveIsReadFromItsSmartLogOnly) {
+TEST_F(TempSensorSmTest, ReadsAnNvmeDriveFromItsSmartLogOnly) {
    start();
    nvme(40);
    EXPECT_EQ(shown(), 40);
@@ -114,7 +114,7 @@ TEST_F(TemperatureSensor, anNvmeDriveIsReadFromItsSmartLogOnly) {
    EXPECT_EQ(threshold(), 20);
 }
 
-TEST_F(TemperatureSensor, aSmartReadingOfAnNvmeDriveLeavesItsThreshold) {
+TEST_F(TempSensorSmTest, KeepsTheThresholdOfAnNvmeDriveAtASmartReading) {
    start();
    nvme(40);
    smart(90);
@@ -123,7 +123,7 @@ TEST_F(TemperatureSensor, aSmartReadingOfAnNvmeDriveLeavesItsThreshold) {
    EXPECT_EQ(shown(), 40);
 }
 
-TEST_F(TemperatureSensor, recordsOfBeforeTheStartAreFollowed) {
+TEST_F(TempSensorSmTest, FollowsRecordsOfBeforeTheStart) {
    config_->tempSensorIs("DriveTemp2", "Drive 2", 70.0, 80.0);
    fruConfig_->serialToSensorMapIs("S2", "DriveTemp2");
    nvme(40);
@@ -135,7 +135,7 @@ TEST_F(TemperatureSensor, recordsOfBeforeTheStartAreFollowed) {
    EXPECT_EQ(shown("DriveTemp2"), 31);
 }
 
-TEST_F(TemperatureSensor, anNvmeRecordThatIsGoneIsNotHeard) {
+TEST_F(TempSensorSmTest, IgnoresAnNvmeRecordThatIsGone) {
    start();
    nvme(40);
    Pelm::Ptr<DeviceNvmeData> const gone = nvme_->deviceData("S1");
@@ -148,14 +148,14 @@ TEST_F(TemperatureSensor, anNvmeRecordThatIsGoneIsNotHeard) {
    EXPECT_EQ(shown(), 40);
 }
 
-TEST_F(TemperatureSensor, anNvmeRecordNeverReadShowsNothing) {
+TEST_F(TempSensorSmTest, ShowsNothingForAnNvmeRecordNeverRead) {
    smart(90);
    nvme_->deviceDataIs("S1");
    start();
    EXPECT_FALSE(status()->temperature());
 }
 
-TEST_F(TemperatureSensor, aSmartRecordThatIsGoneIsNotHeard) {
+TEST_F(TempSensorSmTest, IgnoresASmartRecordThatIsGone) {
    smart(30);
    start();
    Pelm::Ptr<DeviceSmartData> const gone = smart_->deviceData("S1");
@@ -166,7 +166,7 @@ TEST_F(TemperatureSensor, aSmartRecordThatIsGoneIsNotHeard) {
    EXPECT_EQ(shown(), 40) << "what is held back was not read again";
 }
 
-TEST_F(TemperatureSensor, anNvmeJumpIsHeldBackUntilASecondReadingAgrees) {
+TEST_F(TempSensorSmTest, DelaysAnNvmeJumpUntilASecondReadingAgrees) {
    start();
    nvme(40);
    nvme(75);
@@ -175,7 +175,7 @@ TEST_F(TemperatureSensor, anNvmeJumpIsHeldBackUntilASecondReadingAgrees) {
    EXPECT_EQ(shown(), 74);
 }
 
-TEST_F(TemperatureSensor, aJumpThatStandsForFiveMinutesIsShown) {
+TEST_F(TempSensorSmTest, ShowsAJumpThatStandsForFiveMinutes) {
    start();
    nvme(40);
    nvme(75);
@@ -188,7 +188,7 @@ TEST_F(TemperatureSensor, aJumpThatStandsForFiveMinutesIsShown) {
    EXPECT_EQ(shown(), 60) << "what was believed is what the next is compared with";
 }
 
-TEST_F(TemperatureSensor, aJumpThatIsContradictedNeverShows) {
+TEST_F(TempSensorSmTest, NeverShowsAJumpThatIsContradicted) {
    start();
    nvme(40);
    nvme(75);
@@ -200,7 +200,7 @@ TEST_F(TemperatureSensor, aJumpThatIsContradictedNeverShows) {
    EXPECT_EQ(shown(), 41);
 }
 
-TEST_F(TemperatureSensor, onlyDrivesWithAConfiguredSensorHaveOne) {
+TEST_F(TempSensorSmTest, MakesSensorsOnlyForDrivesWithAConfiguredOne) {
    fruConfig_->serialToSensorMapIs("S2", "");
    fruConfig_->serialToSensorMapIs("S3", "Unknown");
    start();
@@ -211,7 +211,7 @@ TEST_F(TemperatureSensor, onlyDrivesWithAConfiguredSensorHaveOne) {
    EXPECT_EQ(monitor_->temperatureWrapper.size(), 1U);
 }
 
-TEST_F(TemperatureSensor, aSensorWithoutANameIsNone) {
+TEST_F(TempSensorSmTest, TreatsASensorWithoutANameAsNone) {
    config_->tempSensorIs("", "nameless", 70.0, 80.0);
    fruConfig_->serialToSensorMapIs("S1", "");
    smart(35);
@@ -219,7 +219,7 @@ TEST_F(TemperatureSensor, aSensorWithoutANameIsNone) {
    EXPECT_TRUE(dir_->entity.empty());
 }
 
-TEST_F(TemperatureSensor, aDriveThatComesBackIsShownAgain) {
+TEST_F(TempSensorSmTest, ShowsADriveThatComesBackAgain) {
    start();
    smart(35);
    smart_->deviceDataDel("S1");
@@ -231,7 +231,7 @@ TEST_F(TemperatureSensor, aDriveThatComesBackIsShownAgain) {
    EXPECT_EQ(shown(), 54);
 }
 
-TEST_F(TemperatureSensor, aFieldThatGoesAndComesBackIsReadWithTheUsualThreshold) {
+TEST_F(TempSensorSmTest, ReadsAFieldThatComesBackWithTheUsualThreshold) {
    start();
    smart(35);
    smart(39);
@@ -242,7 +242,7 @@ TEST_F(TemperatureSensor, aFieldThatGoesAndComesBackIsReadWithTheUsualThreshold)
    EXPECT_EQ(shown(), 45);
 }
 
-TEST_F(TemperatureSensor, followsAChangedMap) {
+TEST_F(TempSensorSmTest, FollowsAChangedMap) {
    smart(35);
    smart(60, "S2");
    start();
@@ -257,7 +257,7 @@ TEST_F(TemperatureSensor, followsAChangedMap) {
    EXPECT_FALSE(status("DriveTemp2"));
 }
 
-TEST_F(TemperatureSensor, aSensorMayBeAnotherDrivesBeforeTheFirstLeavesIt) {
+TEST_F(TempSensorSmTest, AllowsASensorToPassToAnotherDriveBeforeTheFirstLeavesIt) {
    smart(35);
    smart(60, "S2");
    start();
@@ -270,7 +270,7 @@ TEST_F(TemperatureSensor, aSensorMayBeAnotherDrivesBeforeTheFirstLeavesIt) {
    EXPECT_EQ(shown(), 61);
 }
 
-TEST_F(TemperatureSensor, aSensorThatPassedToADriveWithoutAReadingShowsNone) {
+TEST_F(TempSensorSmTest, ShowsNoTemperatureWhenASensorPassesToADriveWithoutAReading) {
    smart(35);
    start();
    fruConfig_->serialToSensorMapIs("S2", "DriveTemp1");
@@ -280,20 +280,20 @@ TEST_F(TemperatureSensor, aSensorThatPassedToADriveWithoutAReadingShowsNone) {
    EXPECT_FALSE(status()->temperature());
 }
 
-TEST_F(TemperatureSensor, aSensorThatLeavesTheMapIsForgotten) {
+TEST_F(TempSensorSmTest, ForgetsASensorThatLeavesTheMap) {
    start();
    fruConfig_->serialToSensorMapDel("S1");
    EXPECT_TRUE(monitor_->temperatureWrapper.empty());
 }
 
-TEST_F(TemperatureSensor, aNewValueWithoutTheOldOneIsAnError) {
+TEST_F(TempSensorSmTest, TracesANewValueWithoutTheOldOneAsAnError) {
    smart(35);
    start();
    SmartAttr const attr;
    EXPECT_THROW(monitor_->updateTempSensor("S1", OptionalSmartAttr::from(attr), {}), Vorn::BadOptionalAccess);
 }
 
-TEST_F(TemperatureSensor, aZombieHearsNothing) {
+TEST_F(TempSensorSmTest, IgnoresEventsAsAZombie) {
    smart(35);
    start();
    monitor_->vornDoZombieReactors(true);
@@ -303,7 +303,7 @@ TEST_F(TemperatureSensor, aZombieHearsNothing) {
    EXPECT_FALSE(status("DriveTemp2"));
 }
 
-TEST_F(TemperatureSensor, sensorsAreMadeInTheOrderOfTheMap) {
+TEST_F(TempSensorSmTest, MakesSensorsInTheOrderOfTheMap) {
    fruConfig_->serialToSensorMapDelAll();
    std::vector<std::string> expected;
    for (int const i : {7, 2, 9, 1, 8, 3}) {
@@ -332,7 +332,7 @@ struct SensorDropper {
    Vorn::NotifieeConst reactor;
 };
 
-TEST_F(TemperatureSensor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
+TEST_F(TempSensorSmTest, IgnoresFurtherChangesWhenDroppedWithinItsOwn) {
    smart(35);
    nvme_->deviceDataIs("S2");
    start();
@@ -352,7 +352,7 @@ TEST_F(TemperatureSensor, droppedFromWithinItsOwnChangeItHearsNothingMore) {
    EXPECT_FALSE(status("DriveTemp2"));
 }
 
-TEST_F(TemperatureSensor, aZombieWatchesNoFurtherRecords) {
+TEST_F(TempSensorSmTest, WatchesNoFurtherRecordsAsAZombie) {
    nvme(40);
    start();
    monitor_->vornDoZombieReactors(true);
@@ -367,7 +367,7 @@ TEST_F(TemperatureSensor, aZombieWatchesNoFurtherRecords) {
 }
 
 // The environment model itself.
-class Sensor : public Support::VirtualTimeTest {
+class TempSensorStatusTest : public Support::VirtualTimeTest {
  protected:
    double read(double degrees) {
       updateEnvTempSensorStatus(-40.0, 140.0, degrees, false, *config_, *status_, *wrapper_);
@@ -387,7 +387,7 @@ class Sensor : public Support::VirtualTimeTest {
        Pelm::make<Environment::Temperature::TemperatureWrapper>("T");
 };
 
-TEST_F(Sensor, ignoresReadingsOutsideOfTheRange) {
+TEST_F(TempSensorStatusTest, IgnoresReadingsOutsideOfTheRange) {
    EXPECT_EQ(read(-40.5), -999);
    EXPECT_EQ(read(-40), -40);
    wrapper_->unrealisticTempChangeThresholdIs(1000.0);
@@ -396,7 +396,7 @@ TEST_F(Sensor, ignoresReadingsOutsideOfTheRange) {
    EXPECT_EQ(read(std::nan("")), 140);
 }
 
-TEST_F(Sensor, aHeldBackReadingMustBeAgreedWithByTheNext) {
+TEST_F(TempSensorStatusTest, RequiresTheNextReadingToAgreeWithADelayedOne) {
    EXPECT_EQ(read(30), 30);
    EXPECT_EQ(read(51), 30);
    EXPECT_EQ(read(90), 30) << "further again from both";
@@ -405,7 +405,7 @@ TEST_F(Sensor, aHeldBackReadingMustBeAgreedWithByTheNext) {
    EXPECT_EQ(read(75), 75);
 }
 
-TEST_F(Sensor, aForcedReadingNeedsNoAgreement) {
+TEST_F(TempSensorStatusTest, ShowsAForcedReadingWithoutAgreement) {
    EXPECT_EQ(read(30), 30);
    updateEnvTempSensorStatus(-40.0, 140.0, 90, true, *config_, *status_, *wrapper_);
    EXPECT_EQ(status_->temperature()->value(), 90);
@@ -413,18 +413,18 @@ TEST_F(Sensor, aForcedReadingNeedsNoAgreement) {
    EXPECT_EQ(status_->temperature()->value(), 90) << "but must be in the range";
 }
 
-TEST_F(Sensor, aReadingOutsideOfTheRangeStillTellsTheRange) {
+TEST_F(TempSensorStatusTest, PublishesTheRangeOfAReadingOutsideOfIt) {
    read(200);
    EXPECT_EQ(status_->minTemperature(), Units::Celsius{-40});
    EXPECT_EQ(status_->maxTemperature(), Units::Celsius{140});
 }
 
-TEST_F(Sensor, aReadingAtTheThresholdIsRealistic) {
+TEST_F(TempSensorStatusTest, AcceptsAReadingAtTheThreshold) {
    EXPECT_EQ(read(30), 30);
    EXPECT_EQ(read(50), 50);
 }
 
-TEST_F(Sensor, alarmsFromTheConfiguredTemperaturesOnAndEndTwoDegreesBelow) {
+TEST_F(TempSensorStatusTest, AlarmsFromTheConfiguredTemperaturesAndEndsTwoDegreesBelow) {
    EXPECT_EQ(alarmAt(69.9), "none");
    EXPECT_EQ(alarmAt(70), "overheat");
    EXPECT_EQ(alarmAt(68), "overheat");

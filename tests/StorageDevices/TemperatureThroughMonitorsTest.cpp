@@ -13,9 +13,9 @@ namespace {
 using Environment::Temperature::TempSensorStatus;
 using Temperature = Vorn::Optional<Units::Celsius>;
 
-class TemperatureThroughMonitors : public Support::ToolMonitorTest {
+class TemperatureThroughMonitorsTest : public Support::ToolMonitorTest {
  protected:
-   TemperatureThroughMonitors() : ToolMonitorTest{"smartctl", "StorageTempSensorSm", {.name = "S1"}} {
+   TemperatureThroughMonitorsTest() : ToolMonitorTest{"smartctl", "StorageTempSensorSm", {.name = "S1"}} {
       config_->tempSensorIs("DriveTemp1", "Drive 1", 70.0, 80.0);
       fruConfig_->serialToSensorMapIs("S1", "DriveTemp1");
       sensors_ = tempSensorSmFactory(fruConfig_, config_, dir_, nvme_, smart_);
@@ -47,7 +47,7 @@ class TemperatureThroughMonitors : public Support::ToolMonitorTest {
    Pelm::Ptr<SmartDataMonitorSm> smartMonitor_;
 };
 
-TEST_F(TemperatureThroughMonitors, ARiseBetweenTwoRunsShowsWholeAndNothingInBetween) {
+TEST_F(TemperatureThroughMonitorsTest, ShowsARiseBetweenTwoRunsWholeAndNothingInBetween) {
    driveHas(35, 100);
    plug();
    poll();
@@ -65,7 +65,7 @@ TEST_F(TemperatureThroughMonitors, ARiseBetweenTwoRunsShowsWholeAndNothingInBetw
    EXPECT_EQ(status().alarm(), TempSensorStatus::Alarm{TempSensorStatus::Alarm::critical});
 }
 
-TEST_F(TemperatureThroughMonitors, ARunWithTheSameTemperaturePublishesNothing) {
+TEST_F(TemperatureThroughMonitorsTest, PublishesNothingForARunWithTheSameTemperature) {
    driveHas(35, 100);
    plug();
    poll();
@@ -77,7 +77,7 @@ TEST_F(TemperatureThroughMonitors, ARunWithTheSameTemperaturePublishesNothing) {
    EXPECT_EQ(shown.count() + thresholds.count(), 0U);
 }
 
-TEST_F(TemperatureThroughMonitors, ADrivePulledAndPutBackIsShownAgain) {
+TEST_F(TemperatureThroughMonitorsTest, ShowsADrivePulledAndPutBackAgain) {
    driveHas(35, 100);
    plug();
    poll();

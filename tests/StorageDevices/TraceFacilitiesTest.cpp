@@ -11,7 +11,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-TEST(TraceFacilitiesTest, everySourceThatTracesHasOneOfItsName) {
+TEST(TraceFacilitiesTest, FindsAFacilityNamedAfterEverySourceThatTraces) {
    Names const expected = {"DeviceDetectionSm",
                            "StorageCDevsUtil",
                            "StorageConnectedDevicesSm",

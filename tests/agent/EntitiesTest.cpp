@@ -44,14 +44,14 @@ class ReloadedEntitiesTest : public Support::VirtualTimeTest {
        entities.fruConfig, entities.sensors, entities.sensorStatus, entities.nvme, entities.smart);
 };
 
-TEST_F(ReloadedEntitiesTest, AnotherPollIntervalHoldsAtOnce) {
+TEST_F(ReloadedEntitiesTest, AppliesAnotherPollIntervalAtOnce) {
    Config now = config;
    now.pollInterval = 7;
    reload(now);
    EXPECT_EQ(entities.pollInterval->interval(), Vorn::Seconds{7});
 }
 
-TEST_F(ReloadedEntitiesTest, ExpectedMountsComeAndGo) {
+TEST_F(ReloadedEntitiesTest, AddsAndRemovesExpectedMounts) {
    Config now = config;
    now.appliance.expectedMounts = {"drive", "data"};
    reload(now);
@@ -60,7 +60,7 @@ TEST_F(ReloadedEntitiesTest, ExpectedMountsComeAndGo) {
    EXPECT_FALSE(mounts.contains("flash"));
 }
 
-TEST_F(ReloadedEntitiesTest, ASensorWithOtherLimitsAlarmsByThem) {
+TEST_F(ReloadedEntitiesTest, AppliesTheNewLimitsOfASensorToItsAlarm) {
    heat("SN1", 65);
    ASSERT_EQ(alarm("Temp1"), TempSensorStatus::Alarm::overheat);
    reload(configWith({"", 80, 90}));
@@ -69,14 +69,14 @@ TEST_F(ReloadedEntitiesTest, ASensorWithOtherLimitsAlarmsByThem) {
    EXPECT_EQ(alarm("Temp1"), TempSensorStatus::Alarm::critical);
 }
 
-TEST_F(ReloadedEntitiesTest, ASensorThatStaysAsItWasKeepsItsStatus) {
+TEST_F(ReloadedEntitiesTest, KeepsTheStatusOfAnUnchangedSensor) {
    heat("SN2", 65);
    Pelm::Ptr<TempSensorStatus> const before{status("Temp2")};
    reload(configWith({"", 80, 90}));
    EXPECT_EQ(status("Temp2"), before.get());
 }
 
-TEST_F(ReloadedEntitiesTest, ADriveThatGetsAnotherSensorShowsItsTemperatureThere) {
+TEST_F(ReloadedEntitiesTest, ShowsTheTemperatureOfADriveAtItsNewSensor) {
    heat("SN1", 65);
    Config now = config;
    now.sensors.erase("Temp1");
@@ -89,7 +89,7 @@ TEST_F(ReloadedEntitiesTest, ADriveThatGetsAnotherSensorShowsItsTemperatureThere
    EXPECT_EQ(alarm("Temp3"), TempSensorStatus::Alarm::overheat);
 }
 
-TEST_F(ReloadedEntitiesTest, OnlyRecordsOfDisksThatAreGoneAreForgotten) {
+TEST_F(ReloadedEntitiesTest, ForgetsOnlyRecordsOfDisksThatAreGone) {
    entities.devices->diskIs("HERE", EntityMib::StorageType::sataSsd, "/dev/sda", "/mnt/drive", "", "", false,
                             StorageDevices::ConnectedDisk::BusType::sata, "1", 1);
    for (char const * const serial : {"GONE1", "HERE", "GONE2"})

@@ -66,7 +66,7 @@ class MountSourcesTest : public testing::Test {
    std::vector<std::string> notices;
 };
 
-TEST_F(MountSourcesTest, EveryNameHasAFileFromTheStartAndOthersHaveNone) {
+TEST_F(MountSourcesTest, WritesAFilePerNameFromTheStartAndNoOthers) {
    table(mount("/mnt/drive", "/dev/sda1") + mount("/mnt/other", "/dev/sdz"));
    auto const kept = sources({"drive", "flash"});
    EXPECT_EQ(file("drive"), "/dev/sda1\n");
@@ -77,7 +77,7 @@ TEST_F(MountSourcesTest, EveryNameHasAFileFromTheStartAndOthersHaveNone) {
    EXPECT_TRUE(notices.empty());
 }
 
-TEST_F(MountSourcesTest, AFileFollowsTheMountThatIsSeen) {
+TEST_F(MountSourcesTest, FollowsTheMountThatIsSeen) {
    auto const kept = sources({"drive"});
    EXPECT_EQ(file("drive"), "");
    table(mount("/mnt/drive", "/dev/sda1") + mount("/mnt/drive", "/dev/sdb1"));
@@ -88,7 +88,7 @@ TEST_F(MountSourcesTest, AFileFollowsTheMountThatIsSeen) {
    EXPECT_EQ(file("drive"), "");
 }
 
-TEST_F(MountSourcesTest, AMapperNodeIsFollowedByTheDevicesBelow) {
+TEST_F(MountSourcesTest, NamesTheDevicesBelowAMapperNode) {
    device("dm-0", "254:0");
    device("sda2", "8:2");
    fs::create_directories(root.path() / "sys/devices/dm-0/slaves/sda2");
@@ -97,19 +97,19 @@ TEST_F(MountSourcesTest, AMapperNodeIsFollowedByTheDevicesBelow) {
    EXPECT_EQ(file("drive"), "/dev/dm-0\n/dev/sda2\n");
 }
 
-TEST_F(MountSourcesTest, ASourceIsOneWordOnOneLine) {
+TEST_F(MountSourcesTest, WritesASourceAsOneWordOnOneLine) {
    table(mount("/mnt/drive", "server:/a\\040b\\012/dev/sda"));
    auto const kept = sources({"drive"});
    EXPECT_EQ(file("drive"), "server:/a\\040b\\012/dev/sda\n");
 }
 
-TEST_F(MountSourcesTest, AMountWithoutASourceIsAMountAllTheSame) {
+TEST_F(MountSourcesTest, TreatsAMountWithoutASourceAsAMount) {
    table(mount("/mnt/drive", ""));
    auto const kept = sources({"drive"});
    EXPECT_EQ(file("drive"), "none\n");
 }
 
-TEST_F(MountSourcesTest, ANameThatCannotBeAFilesIsTold) {
+TEST_F(MountSourcesTest, ReportsANameThatCannotBeAFilesName) {
    auto const kept = sources({"", ".", "..", "a/b", std::string(300, 'x'), std::string{"a\0b", 3}, "drive"});
    EXPECT_EQ(notices.size(), 6U);
    for (std::string const & notice : notices)
@@ -117,7 +117,7 @@ TEST_F(MountSourcesTest, ANameThatCannotBeAFilesIsTold) {
    EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 1);
 }
 
-TEST_F(MountSourcesTest, WhatAKilledAgentLeftHalfWrittenIsGone) {
+TEST_F(MountSourcesTest, RemovesHalfWrittenFilesOfAKilledAgent) {
    fs::create_directories(files());
    std::ofstream{files() / ".new"} << "/dev/sd";
    auto const kept = sources({"drive", ".new"});
@@ -126,7 +126,7 @@ TEST_F(MountSourcesTest, WhatAKilledAgentLeftHalfWrittenIsGone) {
    EXPECT_EQ(notices.size(), 1U);  // the name cannot be a file's
 }
 
-TEST_F(MountSourcesTest, WhatCannotBeWrittenIsToldOnceUntilItWasWritten) {
+TEST_F(MountSourcesTest, ReportsAFileThatCannotBeWrittenOnceUntilItWasWritten) {
    auto const kept = sources({"drive", "flash"});
    fs::remove(files() / "drive");
    fs::create_directories(files() / "drive/full");
@@ -146,14 +146,14 @@ TEST_F(MountSourcesTest, WhatCannotBeWrittenIsToldOnceUntilItWasWritten) {
    EXPECT_EQ(notices.size(), 2U);
 }
 
-TEST_F(MountSourcesTest, WhatCannotBeReplacedLeavesNothingBesideIt) {
+TEST_F(MountSourcesTest, LeavesNothingBesideAFileThatCannotBeReplaced) {
    fs::create_directories(files() / "drive/full");
    auto const kept = sources({"drive"});
    EXPECT_EQ(notices.size(), 1U);
    EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 1);
 }
 
-TEST_F(MountSourcesTest, AFileThatCannotBeWrittenWholeStaysAsItWas) {
+TEST_F(MountSourcesTest, KeepsAFileThatCannotBeWrittenWhole) {
    table(mount("/mnt/drive", "/dev/sda1"));
    auto const kept = sources({"drive"});
    table(mount("/mnt/drive", "/dev/sdb1"));
@@ -170,14 +170,14 @@ TEST_F(MountSourcesTest, AFileThatCannotBeWrittenWholeStaysAsItWas) {
    EXPECT_NE(notices[0].find("(File too large)"), std::string::npos) << notices[0];
 }
 
-TEST_F(MountSourcesTest, WritingLeavesNoDescriptorOpen) {
+TEST_F(MountSourcesTest, LeavesNoDescriptorOpen) {
    auto const kept = sources({"drive"});
    auto const before = Support::openDescriptors();
    kept->write();
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
-TEST_F(MountSourcesTest, ADirectoryThatCannotBeMadeIsToldOnce) {
+TEST_F(MountSourcesTest, ReportsADirectoryThatCannotBeMadeOnce) {
    folder.fileIs("run", "a file is in the way");
    auto const kept = sources({"drive", "flash"});
    kept->write();
@@ -186,7 +186,7 @@ TEST_F(MountSourcesTest, ADirectoryThatCannotBeMadeIsToldOnce) {
    EXPECT_NE(notices[0].find("appliance.mount_source_dir"), std::string::npos);
 }
 
-TEST_F(MountSourcesTest, ADirectoryThatIsALinkIsRefused) {
+TEST_F(MountSourcesTest, RefusesADirectoryThatIsALink) {
    fs::path const elsewhere = folder.path() / "elsewhere";
    fs::create_directory(elsewhere);
    fs::create_directories(files().parent_path());
@@ -207,7 +207,7 @@ TEST_F(MountSourcesTest, ADirectoryThatIsALinkIsRefused) {
    EXPECT_FALSE(fs::exists(folder.path() / "new"));
 }
 
-TEST_F(MountSourcesTest, ADirectoryThatIsNoneIsAnErrorOfTheConfiguration) {
+TEST_F(MountSourcesTest, TreatsAFileInTheDirectorysPlaceAsAConfigurationError) {
    fs::path const link = folder.path() / "link";
    fs::create_directory_symlink(".", link);
    folder.fileIs("file", "");
@@ -225,7 +225,7 @@ TEST_F(MountSourcesTest, ADirectoryThatIsNoneIsAnErrorOfTheConfiguration) {
    EXPECT_EQ(mountSourceError(link / "nothing/yet"), std::nullopt);
 }
 
-TEST_F(MountSourcesTest, ALinkSwappedInForTheDirectoryIsNotFollowed) {
+TEST_F(MountSourcesTest, DoesNotFollowALinkSwappedInForTheDirectory) {
    auto const kept = sources({"drive"});
    fs::path const elsewhere = folder.path() / "elsewhere";
    fs::create_directory(elsewhere);
@@ -239,7 +239,7 @@ TEST_F(MountSourcesTest, ALinkSwappedInForTheDirectoryIsNotFollowed) {
    EXPECT_EQ(file("drive"), "");
 }
 
-TEST_F(MountSourcesTest, ALinkSwappedInWhileTheTableIsReadIsNotFollowed) {
+TEST_F(MountSourcesTest, DoesNotFollowALinkSwappedInWhileTheTableIsRead) {
    auto const kept = sources({"drive"});
    fs::path const elsewhere = folder.path() / "elsewhere";
    fs::create_directory(elsewhere);
@@ -289,7 +289,7 @@ int followsMounts(fs::path const & files) {
    return comesToRest() ? followed : restless;
 }
 
-TEST_F(MountSourcesTest, FilesFollowTheKernelsMountTable) {
+TEST_F(MountSourcesTest, FollowsTheKernelsMountTable) {
    pid_t const child = fork();
    if (child == 0)
       _exit(followsMounts(files()));

@@ -35,7 +35,7 @@ TEST_F(SettledStartTest, StartsOnceWhenTheDevicesAreReadyButNotWithinTheChange) 
    EXPECT_EQ(starts, 1);
 }
 
-TEST_F(SettledStartTest, StartsOnceWhenTheyAreReadyAlready) {
+TEST_F(SettledStartTest, StartsOnceWhenTheDevicesAreReadyAlready) {
    discovery->handleInternalDevicesReady();
    auto const settled = waiting(discovery);
    EXPECT_EQ(starts, 0);
@@ -43,7 +43,7 @@ TEST_F(SettledStartTest, StartsOnceWhenTheyAreReadyAlready) {
    EXPECT_EQ(starts, 1);
 }
 
-TEST_F(SettledStartTest, StartsOnceWhenItHasWaitedForAMinute) {
+TEST_F(SettledStartTest, StartsOnceAfterAMinute) {
    auto const settled = waiting(discovery);
    auto const begin = Vorn::System::currentTime();
    ASSERT_TRUE(eventually([&] { return starts == 1; }));
@@ -53,7 +53,7 @@ TEST_F(SettledStartTest, StartsOnceWhenItHasWaitedForAMinute) {
    EXPECT_EQ(starts, 1);
 }
 
-TEST_F(SettledStartTest, WithoutDiscoveryItWaitsForTheMinuteAlone) {
+TEST_F(SettledStartTest, WaitsForTheMinuteAloneWithoutDiscovery) {
    auto const settled = waiting(nullptr);
    Host::runFor(59);
    EXPECT_EQ(starts, 0);
@@ -61,7 +61,7 @@ TEST_F(SettledStartTest, WithoutDiscoveryItWaitsForTheMinuteAlone) {
    EXPECT_EQ(starts, 1);
 }
 
-TEST_F(SettledStartTest, OneThatGoesStartsNothing) {
+TEST_F(SettledStartTest, StartsNothingWhenDestroyed) {
    auto settled = waiting(discovery);
    discovery->handleInternalDevicesReady();
    settled.reset();

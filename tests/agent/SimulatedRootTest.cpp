@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 using StorageDevices::FsHealthIoOps;
 
-TEST(IoResultsTest, AreThoseOfTheMountPointAndGoWithTheirLines) {
+TEST(IoResultsTest, AppliesToItsMountPointAndEndsWithItsLines) {
    FsHealthIoOps operations;
    std::string const text =
        "/mnt/flash openRet -7\n/mnt/drive writeRet -1\n/mnt/drive writeErrno 5\n/mnt/drive utilChkRet 90\n";
@@ -36,7 +36,7 @@ TEST(IoResultsTest, AreThoseOfTheMountPointAndGoWithTheirLines) {
    EXPECT_EQ(operations.utilChkRet(), 40);
 }
 
-TEST(IoResultsTest, EveryOperationCanHaveOne) {
+TEST(IoResultsTest, AcceptsEveryOperation) {
    FsHealthIoOps operations;
    std::string text;
    int value = 0;
@@ -58,7 +58,7 @@ TEST(IoResultsTest, EveryOperationCanHaveOne) {
    EXPECT_EQ(operations.closeErrno(), 12);
 }
 
-TEST(IoResultsTest, LinesThatAreNotUnderstoodCountForNothing) {
+TEST(IoResultsTest, IgnoresLinesThatAreNotUnderstood) {
    FsHealthIoOps operations;
    ioResultsAre(operations, "/m",
                 "\n/m\n/m writeRet\n/m writeRet x\n/m unheardOf 3\n/m readRet 99999999999\n");
@@ -66,7 +66,7 @@ TEST(IoResultsTest, LinesThatAreNotUnderstoodCountForNothing) {
    EXPECT_EQ(operations.readRet(), 0);
 }
 
-TEST(SimulatedRootNameTest, IsTheEnvironmentsToGive) {
+TEST(SimulatedRootNameTest, IsReadFromTheEnvironment) {
    unsetenv(SimulatedRoot::variable);
    EXPECT_EQ(SimulatedRoot::named(), std::nullopt);
    setenv(SimulatedRoot::variable, "", 1);
@@ -102,7 +102,7 @@ class SimulatedRootTest : public Support::VirtualTimeTest {
    Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> mountPoints;
 };
 
-TEST_F(SimulatedRootTest, ItsFileSystemsAreTestedWhereTheyReallyLie) {
+TEST_F(SimulatedRootTest, TestsItsFileSystemsWhereTheyReallyLie) {
    start();
    Host::runFor(700);
    auto const test = mountPoints->mountPtMonitorSm("/mnt/drive")->fsHealthSm();
@@ -117,7 +117,7 @@ TEST_F(SimulatedRootTest, ItsFileSystemsAreTestedWhereTheyReallyLie) {
    EXPECT_EQ(logs.messages()[0].arguments[5], "mount point is read-only");
 }
 
-TEST_F(SimulatedRootTest, WhatIsSaidOfAnOperationHappensToIt) {
+TEST_F(SimulatedRootTest, AppliesAnInjectedResultToItsOperation) {
    folder.fileIs("io-results", "/mnt/drive utilChkRet 86\n");
    start();
    Host::runFor(150);
@@ -130,7 +130,7 @@ TEST_F(SimulatedRootTest, WhatIsSaidOfAnOperationHappensToIt) {
              "writeTest - write: Input/output error");
 }
 
-TEST_F(SimulatedRootTest, WithoutItTheMachinesOwnMountsAreBack) {
+TEST_F(SimulatedRootTest, RestoresTheMachinesOwnMountsWhenItEnds) {
    start();
    ASSERT_EQ(Mounts::mountsAt("/mnt/drive").size(), 1U);
    EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder.string() + "/mnt/drive");

@@ -7,14 +7,14 @@
 namespace Base {
 namespace {
 
-TEST(HttpAddress, readsNumericAddresses) {
+TEST(HttpAddressTest, ReadsNumericAddresses) {
    EXPECT_EQ(parseHttpAddress("127.0.0.1:9634"), (HttpAddress{"127.0.0.1", 9634}));
    EXPECT_EQ(parseHttpAddress("0.0.0.0:1"), (HttpAddress{"0.0.0.0", 1}));
    EXPECT_EQ(parseHttpAddress("[::1]:65535"), (HttpAddress{"::1", 65535}));
    EXPECT_EQ(parseHttpAddress("[fd00::7]:80"), (HttpAddress{"fd00::7", 80}));
 }
 
-TEST(HttpAddress, refusesEverythingElse) {
+TEST(HttpAddressTest, RefusesEverythingElse) {
    for (char const * text : {"",
                              ":",
                              "9634",
@@ -44,7 +44,7 @@ TEST(HttpAddress, refusesEverythingElse) {
    EXPECT_EQ(parseHttpAddress(std::string_view{"127.0.0.1\0:80", 13}), std::nullopt);
 }
 
-TEST(HttpAddress, knowsWhatStaysOnThisMachine) {
+TEST(HttpAddressTest, KnowsAddressesOfThisMachine) {
    EXPECT_TRUE(parseHttpAddress("127.0.0.1:80")->loopback());
    EXPECT_TRUE(parseHttpAddress("127.255.0.9:80")->loopback());
    EXPECT_TRUE(parseHttpAddress("[::1]:80")->loopback());
@@ -54,13 +54,13 @@ TEST(HttpAddress, knowsWhatStaysOnThisMachine) {
    EXPECT_FALSE(parseHttpAddress("10.0.0.1:80")->loopback());
 }
 
-TEST(HttpAddress, isWrittenAsItIsRead) {
+TEST(HttpAddressTest, IsWrittenAsItIsRead) {
    for (char const * text : {"127.0.0.1:9634", "[::1]:80"})
       EXPECT_EQ(parseHttpAddress(text)->text(), text);
 }
 
 }  // namespace
-TEST(HttpAddressTest, ARequestNamesItOrThisMachine) {
+TEST(HttpAddressTest, AcceptsARequestThatNamesItOrThisMachine) {
    auto const named = [](char const * address, std::string_view host) {
       return parseHttpAddress(address)->isNamedBy(host);
    };
@@ -75,7 +75,7 @@ TEST(HttpAddressTest, ARequestNamesItOrThisMachine) {
    EXPECT_TRUE(named("[::]:9634", "[2001:db8::9]"));
 }
 
-TEST(HttpAddressTest, ARequestThatNamesAnotherHostIsNotForIt) {
+TEST(HttpAddressTest, RefusesARequestThatNamesAnotherHost) {
    auto const named = [](char const * address, std::string_view host) {
       return parseHttpAddress(address)->isNamedBy(host);
    };

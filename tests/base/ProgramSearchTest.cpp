@@ -11,7 +11,7 @@
 namespace Base {
 namespace {
 
-TEST(ProgramSearchTest, LeavesOutEmptyAndRelativeFolders) {
+TEST(ProgramSearchTest, SkipsEmptyAndRelativeFolders) {
    EXPECT_EQ(programsOnPath("nvme", ":/a:bin:.:/b/:"), (std::vector<std::string>{"/a/nvme", "/b//nvme"}));
    EXPECT_TRUE(programsOnPath("nvme", "").empty());
 }

@@ -10,13 +10,13 @@
 namespace Base {
 namespace {
 
-TEST(Escaped, leavesOrdinaryTextAlone) {
+TEST(EscapedTest, LeavesOrdinaryTextAlone) {
    EXPECT_EQ(escaped(""), "");
    EXPECT_EQ(escaped("Samsung SSD 860 EVO"), "Samsung SSD 860 EVO");
    EXPECT_EQ(escaped("Größe 東京 🙂 C:\\x"), "Größe 東京 🙂 C:\\x");
 }
 
-TEST(Escaped, writesOutWhatSteersATerminal) {
+TEST(EscapedTest, EscapesTerminalControls) {
    EXPECT_EQ(escaped("\x1b[2J"), "\\x1b[2J");
    EXPECT_EQ(escaped("a\nb\rc\td\x7f"), "a\\nb\\rc\\td\\x7f");
    EXPECT_EQ(escaped(std::string_view{"a\0b", 3}), "a\\x00b");
@@ -25,7 +25,7 @@ TEST(Escaped, writesOutWhatSteersATerminal) {
              "\\u009b31m");
 }
 
-TEST(Escaped, writesOutLineSeparatorsAndBidirectionalControls) {
+TEST(EscapedTest, EscapesLineSeparatorsAndBidirectionalControls) {
    std::string const lead = "\xe2";  // apart, since a literal must not itself hold such controls
    EXPECT_EQ(escaped(lead + "\x80\xae" + "gpj.exe"), "\\u202egpj.exe");
    EXPECT_EQ(escaped(lead + "\x80\xa8" + lead + "\x81\xa6"), "\\u2028\\u2066");
@@ -44,14 +44,14 @@ std::string utf8(char32_t point) {
    return {static_cast<char>(0xf0U | (point >> 18U)), tail(12), tail(6), tail(0)};
 }
 
-TEST(Escaped, writesOutWhatTurnsTheWritingDirectionRound) {
+TEST(EscapedTest, EscapesCharactersThatReverseTheWritingDirection) {
    for (char32_t const point :
         {0x61c, 0x200e, 0x200f, 0x202a, 0x202b, 0x202c, 0x202d, 0x202e, 0x2066, 0x2067, 0x2068, 0x2069})
       EXPECT_EQ(escaped(utf8(point)).substr(0, 2), "\\u") << std::hex << static_cast<unsigned>(point);
    EXPECT_EQ(escaped(utf8(0x61c)), "\\u061c");
 }
 
-TEST(Escaped, writesOutWhatShowsNothing) {
+TEST(EscapedTest, EscapesInvisibleCharacters) {
    for (char32_t const point : {0xad, 0x34f, 0x180e, 0x200b, 0x200c, 0x200d, 0x2060, 0x2064, 0x206a, 0x206f,
                                 0x2028, 0x2029, 0x3164, 0xfe0f, 0xfeff, 0xfff9, 0xfffb})
       EXPECT_EQ(escaped(utf8(point)).substr(0, 2), "\\u") << std::hex << static_cast<unsigned>(point);
@@ -59,7 +59,7 @@ TEST(Escaped, writesOutWhatShowsNothing) {
    EXPECT_EQ(escaped(utf8(0xe0fff) + utf8(0xe1000)), "\\U000e0fff" + utf8(0xe1000));
 }
 
-TEST(Escaped, writesOutEveryByteThatIsNoUtf8) {
+TEST(EscapedTest, EscapesEveryByteThatIsNoUtf8) {
    EXPECT_EQ(escaped("a\xff"
                      "b"),
              "a\\xffb");
@@ -72,7 +72,7 @@ TEST(Escaped, writesOutEveryByteThatIsNoUtf8) {
    EXPECT_EQ(escaped("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");
 }
 
-TEST(Escaped, staysTheSameWhenEscapedAgain) {
+TEST(EscapedTest, LeavesEscapedTextAlone) {
    std::string all;
    for (int byte = 0; byte < 256; ++byte)
       all += static_cast<char>(byte);
@@ -82,13 +82,13 @@ TEST(Escaped, staysTheSameWhenEscapedAgain) {
       EXPECT_TRUE(c >= 0x20 && c < 0x7f) << static_cast<int>(c);
 }
 
-TEST(ValidUtf8, leavesWellFormedTextAlone) {
+TEST(ValidUtf8Test, LeavesWellFormedTextAlone) {
    for (char const * const text :
         {"", "plain é 東 🙂\n", "C:\\x", "\\", "\\x", "\\xf", "\\xFF", "\\x0g", "\\n"})
       EXPECT_EQ(validUtf8(text), text);
 }
 
-TEST(ValidUtf8, writesOutEveryByteOfAnIllFormedSequence) {
+TEST(ValidUtf8Test, EscapesEveryByteOfAnIllFormedSequence) {
    EXPECT_EQ(validUtf8("a\xff"
                        "b"),
              "a\\xffb");
@@ -113,7 +113,7 @@ std::string bytesOf(std::string const & valid) {
    return bytes;
 }
 
-TEST(ValidUtf8, canBeTurnedBackWhateverTheBytes) {
+TEST(ValidUtf8Test, IsReversibleWhateverTheBytes) {
    std::mt19937 random{7};  // NOLINT(cert-msc51-cpp): the same texts each time
    std::string const letters = "\\\\xx5cf0\xff\xc3\xa9\xe2\x80";
    for (int round = 0; round < 20000; ++round) {
@@ -124,19 +124,19 @@ TEST(ValidUtf8, canBeTurnedBackWhateverTheBytes) {
    }
 }
 
-TEST(ValidUtf8, isShownTheSameOnATerminalAsTheTextItself) {
+TEST(ValidUtf8Test, IsShownLikeTheTextItselfOnATerminal) {
    EXPECT_EQ(escaped(validUtf8("SN\xff\x80")), "SN\\xff\\x80");
    EXPECT_EQ(escaped("SN\xff\x80"), "SN\\xff\\x80");
 }
 
-TEST(DisplayWidth, countsTerminalCells) {
+TEST(DisplayWidthTest, CountsTerminalCells) {
    EXPECT_EQ(displayWidth(""), 0U);
    EXPECT_EQ(displayWidth("37 °C"), 5U);
    EXPECT_EQ(displayWidth("e\xcc\x81"), 1U);
    EXPECT_EQ(displayWidth("東京"), 4U);
 }
 
-TEST(CutToWidth, marksWhatWasCut) {
+TEST(CutToWidthTest, MarksTheCut) {
    EXPECT_EQ(cutToWidth("abcdef", 6), "abcdef");
    EXPECT_EQ(cutToWidth("abcdef", 5), "abcd…");
    EXPECT_EQ(cutToWidth("abcdef", 1), "…");
@@ -145,7 +145,7 @@ TEST(CutToWidth, marksWhatWasCut) {
    EXPECT_EQ(cutToWidth("ééé", 2), "é…");
 }
 
-TEST(UtcTime, isRfc3339WithMilliseconds) {
+TEST(UtcTimeTest, IsRfc3339WithMilliseconds) {
    EXPECT_EQ(utcTime(0), "1970-01-01T00:00:00.000Z");
    EXPECT_EQ(utcTime(1795196298.5), "2026-11-20T17:38:18.500Z");
    EXPECT_EQ(utcTime(1.001), "1970-01-01T00:00:01.001Z");
@@ -154,7 +154,7 @@ TEST(UtcTime, isRfc3339WithMilliseconds) {
    EXPECT_EQ(utcTime(951782400), "2000-02-29T00:00:00.000Z");
 }
 
-TEST(UtcTime, hasNoTextForWhatIsNoTime) {
+TEST(UtcTimeTest, HasNoTextForANumberThatIsNoTime) {
    EXPECT_EQ(utcTime(std::nan("")), "-");
    EXPECT_EQ(utcTime(std::numeric_limits<double>::infinity()), "-");
    EXPECT_EQ(utcTime(1e18), "-");
@@ -163,7 +163,7 @@ TEST(UtcTime, hasNoTextForWhatIsNoTime) {
    EXPECT_EQ(utcTime(253402300800.0), "-");
 }
 
-TEST(SeverityWord, knowsTheSyslogNumbers) {
+TEST(SeverityWordTest, KnowsTheSyslogNumbers) {
    EXPECT_EQ(severityWord(3), "error");
    EXPECT_EQ(severityWord(4), "warning");
    EXPECT_EQ(severityWord(6), "info");

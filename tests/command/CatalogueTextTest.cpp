@@ -13,7 +13,7 @@ constexpr std::array<CatalogueEntry, 2> entries{
     CatalogueEntry{"STORAGEDEVICE_MONITOR_WARNING", 4, "disk utilization on %s", "Low disk \"space\".",
                    std::string_view{"Delete data."}}};
 
-TEST(CatalogueText, isAParagraphPerMessage) {
+TEST(CatalogueTextTest, WritesAParagraphPerMessage) {
    EXPECT_EQ(catalogueText(entries),
              "STORAGEDEVICE_OFFLINE (error)\n"
              "   Device %s is gone\n"
@@ -26,7 +26,7 @@ TEST(CatalogueText, isAParagraphPerMessage) {
              "   Action:  Delete data.\n");
 }
 
-TEST(CatalogueJson, holdsEveryFieldInOrder) {
+TEST(CatalogueJsonTest, HasEveryFieldInOrder) {
    rapidjson::Document document;
    document.Parse(catalogueJson(entries).c_str());
    ASSERT_FALSE(document.HasParseError());
@@ -41,7 +41,7 @@ TEST(CatalogueJson, holdsEveryFieldInOrder) {
    EXPECT_STREQ(messages[1]["recommendedAction"].GetString(), "Delete data.");
 }
 
-TEST(CatalogueJson, ofNoMessagesIsAnEmptyList) {
+TEST(CatalogueJsonTest, IsAnEmptyListWithoutMessages) {
    rapidjson::Document document;
    document.Parse(catalogueJson({}).c_str());
    ASSERT_FALSE(document.HasParseError());

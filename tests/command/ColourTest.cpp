@@ -18,13 +18,13 @@ class ColourTest : public testing::Test {
    Base::UniqueFd terminal{posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)};
 };
 
-TEST_F(ColourTest, GoesToATerminalAlone) {
+TEST_F(ColourTest, AppliesToATerminalAlone) {
    EXPECT_TRUE(takesColour(terminal.get()));
    Base::UniqueFd const file{open("/dev/null", O_RDWR | O_CLOEXEC)};
    EXPECT_FALSE(takesColour(file.get()));
 }
 
-TEST_F(ColourTest, IsLeftOutWhereTheUserRefusesIt) {
+TEST_F(ColourTest, IsOmittedWhereTheUserRefusesIt) {
    setenv("NO_COLOR", "1", 1);
    EXPECT_FALSE(takesColour(terminal.get()));
    setenv("NO_COLOR", "", 1);

@@ -28,7 +28,7 @@ std::string usageErrorOf(Arguments const & arguments) {
    return invocation.error;
 }
 
-TEST(CommandLine, namesACommand) {
+TEST(CommandLineTest, NamesACommand) {
    EXPECT_EQ(commandOf({"agent"}).kind, Command::Kind::agent);
    EXPECT_EQ(commandOf({"status"}).kind, Command::Kind::status);
    EXPECT_EQ(commandOf({"messages"}).kind, Command::Kind::messages);
@@ -37,7 +37,7 @@ TEST(CommandLine, namesACommand) {
    EXPECT_EQ(commandOf({"demo"}).kind, Command::Kind::demo);
 }
 
-TEST(CommandLine, leavesUnsaidOptionsAtTheirDefaults) {
+TEST(CommandLineTest, LeavesMissingOptionsAtTheirDefaults) {
    Command const status = commandOf({"status"});
    EXPECT_EQ(status.socket, "/run/storagedevices/status.sock");
    EXPECT_FALSE(status.json || status.watch);
@@ -48,7 +48,7 @@ TEST(CommandLine, leavesUnsaidOptionsAtTheirDefaults) {
    EXPECT_EQ(commandOf({"demo"}).timeScale, std::nullopt);
 }
 
-TEST(CommandLine, takesTheOptionsOfEachCommand) {
+TEST(CommandLineTest, AcceptsTheOptionsOfEachCommand) {
    EXPECT_EQ(commandOf({"agent", "--config", "/a.toml"}).configPath, "/a.toml");
    EXPECT_EQ(commandOf({"check-config", "--config=/b.toml"}).configPath, "/b.toml");
    EXPECT_TRUE(commandOf({"status", "--json"}).json);
@@ -64,7 +64,7 @@ TEST(CommandLine, takesTheOptionsOfEachCommand) {
    EXPECT_NE(usageErrorOf({"demo", "--http", "0.0.0.0:9634"}).find("--http"), std::string::npos);
 }
 
-TEST(CommandLine, refusesWrongUsageInOneLine) {
+TEST(CommandLineTest, RefusesWrongUsageInOneLine) {
    EXPECT_EQ(usageErrorOf({}), "storagedevices: A command is required; see storagedevices --help\n");
    EXPECT_NE(usageErrorOf({"frobnicate"}).find("frobnicate"), std::string::npos);
    EXPECT_NE(usageErrorOf({"--frobnicate"}).find("--frobnicate"), std::string::npos);
@@ -80,23 +80,23 @@ TEST(CommandLine, refusesWrongUsageInOneLine) {
    EXPECT_NE(usageErrorOf({"status", "catalogue"}).find("catalogue"), std::string::npos);
 }
 
-TEST(CommandLine, boundsTheTimeScale) {
+TEST(CommandLineTest, BoundsTheTimeScale) {
    for (char const * scale : {"0", "-1", "nan", "inf", "100001", "fast", ""})
       EXPECT_NE(usageErrorOf({"demo", "--time-scale", scale}).find("--time-scale"), std::string::npos)
           << scale;
 }
 
-TEST(CommandLine, escapesWhatItRepeats) {
+TEST(CommandLineTest, EscapesArgumentsThatItRepeats) {
    std::string const error = usageErrorOf({"\x1b[2J\n\xff"});
    EXPECT_NE(error.find("\\x1b[2J\\n\\xff"), std::string::npos) << error;
 }
 
-TEST(CommandLine, pointsToTheHelpOfTheCommand) {
+TEST(CommandLineTest, NamesTheHelpOfTheCommand) {
    EXPECT_TRUE(usageErrorOf({"status", "--no"}).ends_with("; see storagedevices status --help\n"));
    EXPECT_TRUE(usageErrorOf({"nonsense"}).ends_with("; see storagedevices --help\n"));
 }
 
-TEST(CommandLine, printsHelpAndVersion) {
+TEST(CommandLineTest, PrintsHelpAndVersion) {
    Invocation const help = parseCommandLine({"--help"}, "1.2.3");
    EXPECT_EQ(help.exitCode, 0);
    EXPECT_FALSE(help.command.has_value());

@@ -20,7 +20,7 @@ std::string answer(std::string const & messages) {
    return R"({"messages":[)" + messages + "]}";
 }
 
-TEST(MessageFeed, ShowsAMessageLikeTheLogWithWhatItMeans) {
+TEST(MessageFeedTest, ShowsAMessageLikeTheLogWithItsExplanation) {
    MessageFeed feed{Form::text};
    EXPECT_EQ(feed.resource(), "/api/v1/messages");
    EXPECT_EQ(feed.take(answer(message(1, "1795196298.5", "S1 is gone"))),
@@ -29,7 +29,7 @@ TEST(MessageFeed, ShowsAMessageLikeTheLogWithWhatItMeans) {
              "   Action:  Put it back.\n");
 }
 
-TEST(MessageFeed, ShowsEachMessageOnce) {
+TEST(MessageFeedTest, ShowsEachMessageOnce) {
    MessageFeed feed{Form::text};
    EXPECT_EQ(feed.take(answer("")), "");
    EXPECT_EQ(feed.resource(), "/api/v1/messages");
@@ -42,7 +42,7 @@ TEST(MessageFeed, ShowsEachMessageOnce) {
    EXPECT_NE(next.find("three"), std::string::npos);
 }
 
-TEST(MessageFeed, BeginsAnewWithAnAgentThatDid) {
+TEST(MessageFeedTest, RestartsWithARestartedAgent) {
    MessageFeed feed{Form::text};
    feed.take(answer(message(2, "2", "two")));
    EXPECT_EQ(feed.take(answer("")), "");
@@ -52,25 +52,25 @@ TEST(MessageFeed, BeginsAnewWithAnAgentThatDid) {
    EXPECT_NE(feed.take(answer(message(1, "10", "another"))).find("another"), std::string::npos);
 }
 
-TEST(MessageFeed, GoesOnWhenTheLastOneIsKeptNoLonger) {
+TEST(MessageFeedTest, ContinuesWhenTheLastMessageIsKeptNoLonger) {
    MessageFeed feed{Form::text};
    feed.take(answer(message(2, "2", "two")));
    EXPECT_NE(feed.take(answer(message(5000, "9", "later"))).find("later"), std::string::npos);
 }
 
-TEST(MessageFeed, AsJsonAMessageIsOneLine) {
+TEST(MessageFeedTest, ShowsAMessageAsOneLineOfJson) {
    MessageFeed feed{Form::json};
    EXPECT_EQ(feed.take(answer(message(1, "1.5", "\\u001b\\u007f\\u00e4"))),
              message(1, "1.5", "\\u001B\\u007f\\u00E4") + "\n");
 }
 
-TEST(MessageFeed, WhatADeviceSaysCannotSteerATerminal) {
+TEST(MessageFeedTest, EscapesTerminalControlsInTextsOfDevices) {
    MessageFeed feed{Form::text};
    std::string const text = feed.take(answer(message(1, "1", "\\u001b[2J\\nfake\\u0000")));
    EXPECT_NE(text.find("\\x1b[2J\\nfake\\x00"), std::string::npos) << text;
 }
 
-TEST(MessageFeed, OddAnswersAreRefusedInOneLineAndOddMessagesShownAsFarAsTheyGo) {
+TEST(MessageFeedTest, RefusesOddAnswersInOneLineAndShowsOddMessagesAsFarAsPossible) {
    MessageFeed feed{Form::text};
    for (char const * odd : {"", "{", "[]", "{}", R"({"messages":{}})"})
       EXPECT_THROW(feed.take(odd), std::runtime_error) << odd;

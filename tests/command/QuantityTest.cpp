@@ -10,7 +10,7 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-TEST(QuantityTest, ASpanHasTheLargestUnitThatItFills) {
+TEST(QuantityTest, WritesASpanInTheLargestUnitThatItFills) {
    EXPECT_EQ(spanText(0), "0 s");
    EXPECT_EQ(spanText(0.9), "0 s");
    EXPECT_EQ(spanText(59.9), "59 s");
@@ -22,13 +22,13 @@ TEST(QuantityTest, ASpanHasTheLargestUnitThatItFills) {
    EXPECT_EQ(spanText(400.5 * 86400), "400 d");
 }
 
-TEST(QuantityTest, ASpanThatCannotBeIsNone) {
+TEST(QuantityTest, WritesNothingForAnImpossibleSpan) {
    EXPECT_EQ(spanText(-5), "0 s");
    EXPECT_EQ(spanText(std::nan("")), "0 s");
    EXPECT_EQ(spanText(infinity), "");
 }
 
-TEST(QuantityTest, BytesHaveTwoOrThreeDigits) {
+TEST(QuantityTest, WritesBytesWithTwoOrThreeDigits) {
    EXPECT_EQ(bytesText(0), "0 B");
    EXPECT_EQ(bytesText(512), "512 B");
    EXPECT_EQ(bytesText(1000), "1.0 kB");
@@ -40,7 +40,7 @@ TEST(QuantityTest, BytesHaveTwoOrThreeDigits) {
    EXPECT_EQ(bytesText(9.2e18 * 512), "4.7 ZB");
 }
 
-TEST(QuantityTest, WhatIsNoAmountOfBytesIsNotShown) {
+TEST(QuantityTest, WritesNothingForANumberThatIsNoAmountOfBytes) {
    EXPECT_EQ(bytesText(-1), "");
    EXPECT_EQ(bytesText(std::nan("")), "");
    EXPECT_EQ(bytesText(infinity), "");

@@ -89,32 +89,32 @@ constexpr char hint[] =
     "is the agent running? Start it with \"storagedevices agent\", or name its socket with --socket";
 constexpr char notTheAgent[] = "the answer is not the agent's: does --socket name the agent's socket?";
 
-TEST_F(StatusClientTest, answersTheBody) {
+TEST_F(StatusClientTest, AnswersTheBody) {
    serve("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\ncontent-length:  2 \r\n\r\n{}");
    EXPECT_EQ(askAgent(path_, "/api/v1/state"), "{}");
    server_.join();
    EXPECT_EQ(request_, "GET /api/v1/state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
 }
 
-TEST_F(StatusClientTest, readsToTheEndWhereNoLengthIsGiven) {
+TEST_F(StatusClientTest, ReadsToTheEndWithoutALength) {
    std::string const body(300000, 'x');
    serve("HTTP/1.0 200 OK\r\n\r\n" + body);
    EXPECT_EQ(askAgent(path_, "/"), body);
 }
 
-TEST_F(StatusClientTest, readsNoFurtherThanTheLength) {
+TEST_F(StatusClientTest, ReadsNoFurtherThanTheLength) {
    serve("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbodyjunk");
    EXPECT_EQ(askAgent(path_, "/"), "body");
 }
 
-TEST_F(StatusClientTest, tellsThatTheAgentDoesNotRun) {
+TEST_F(StatusClientTest, ReportsAnAgentThatDoesNotRun) {
    EXPECT_EQ(errorOf(), std::string{"there is no such socket: "} + hint);
    listenOn(1);
    stopListening();
    EXPECT_EQ(errorOf(), std::string{"nobody answers on this socket: "} + hint);
 }
 
-TEST_F(StatusClientTest, tellsThatTheSocketIsNone) {
+TEST_F(StatusClientTest, ReportsAFileThatIsNoSocket) {
    std::ofstream{path_} << "a file";
    EXPECT_EQ(errorOf(), std::string{"nobody answers on this socket: "} + hint);
    path_ += std::string(200, 's');
@@ -123,19 +123,19 @@ TEST_F(StatusClientTest, tellsThatTheSocketIsNone) {
    EXPECT_EQ(errorOf(), "a socket's path must have 1 to 107 bytes: name another with --socket");
 }
 
-TEST_F(StatusClientTest, givesUpOnAnAgentThatDoesNotAnswer) {
+TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAnswer) {
    listenOn(1);
    EXPECT_EQ(errorOf({.time = 30ms}), "no whole answer within 30 ms: the agent is held up, see its log");
 }
 
-TEST_F(StatusClientTest, givesUpOnAnAgentThatDoesNotAccept) {
+TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAccept) {
    listenOn(0);
    EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
    EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
    EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
 }
 
-TEST_F(StatusClientTest, boundsTheWholeExchange) {
+TEST_F(StatusClientTest, BoundsTheWholeExchange) {
    listenOn(1);
    server_ = std::thread{[this] {
       int const connection = accept(listener_, nullptr, nullptr);
@@ -149,50 +149,50 @@ TEST_F(StatusClientTest, boundsTheWholeExchange) {
    EXPECT_TRUE(error == notTheAgent || error.starts_with("no whole answer within 100 ms")) << error;
 }
 
-TEST_F(StatusClientTest, refusesAnOversizedAnswer) {
+TEST_F(StatusClientTest, RefusesAnOversizedAnswer) {
    serve("HTTP/1.1 200 OK\r\n\r\n" + std::string(1001, 'x'));
    EXPECT_EQ(errorOf({.answer = 1000}), "the answer is larger than 1000 bytes");
 }
 
-TEST_F(StatusClientTest, refusesAnAnswerThatSaysItIsOversized) {
+TEST_F(StatusClientTest, RefusesAnAnswerThatAnnouncesAnOversizedLength) {
    serve("HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\n");
    EXPECT_EQ(errorOf(), "the answer is larger than 67108864 bytes");
 }
 
-TEST_F(StatusClientTest, refusesAnAnswerThatEndsEarly) {
+TEST_F(StatusClientTest, RefusesAnAnswerThatEndsEarly) {
    serve("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nshort");
    EXPECT_EQ(errorOf(), "the answer ended too early: is the agent stopping? Try again");
 }
 
-TEST_F(StatusClientTest, tellsOfAnyOtherStatus) {
+TEST_F(StatusClientTest, ReportsAnyOtherStatus) {
    serve("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
    EXPECT_EQ(errorOf(),
              "the agent answered 404 to /api/v1/state: is it of the same version as this program?");
 }
 
-TEST_F(StatusClientTest, tellsOfAConnectionClosedAtOnce) {
+TEST_F(StatusClientTest, ReportsAConnectionClosedAtOnce) {
    serve("");
    EXPECT_EQ(errorOf(), "the agent closed the connection without an answer: is it stopping? Try again");
 }
 
 #define CHUNKED(body) "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" body
 
-TEST_F(StatusClientTest, putsChunksTogether) {
+TEST_F(StatusClientTest, JoinsChunks) {
    serve(CHUNKED("3\r\nabc\r\n0A;x=y\r\n0123456789\r\n0\r\n\r\n"));
    EXPECT_EQ(askAgent(path_, "/"), "abc0123456789");
 }
 
-TEST_F(StatusClientTest, refusesChunksThatEndEarly) {
+TEST_F(StatusClientTest, RefusesChunksThatEndEarly) {
    serve(CHUNKED("3\r\nabc\r\n5\r\nab"));
    EXPECT_EQ(errorOf(), "the answer ended too early: is the agent stopping? Try again");
 }
 
-TEST_F(StatusClientTest, boundsChunksAsItDoesAnyAnswer) {
+TEST_F(StatusClientTest, BoundsChunksLikeAnyAnswer) {
    serve(CHUNKED("3e8\r\n") + std::string(1000, 'x') + "\r\n1\r\nx\r\n0\r\n\r\n");
    EXPECT_EQ(errorOf({.answer = 1000}), "the answer is larger than 1000 bytes");
 }
 
-TEST_F(StatusClientTest, streamsAnAnswerThatIsLargerThanTheBoundOfOthers) {
+TEST_F(StatusClientTest, StreamsAnAnswerThatIsLargerThanTheBoundOfOthers) {
    constexpr std::size_t size = (std::size_t{64} << 20U) + 1;
    serve("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n" + std::string(size, 'x'));
    std::size_t taken = 0;
@@ -205,7 +205,7 @@ TEST_F(StatusClientTest, streamsAnAnswerThatIsLargerThanTheBoundOfOthers) {
    EXPECT_LE(longest, 200000U);
 }
 
-TEST_F(StatusClientTest, waitsForEachPartOfAStreamAnew) {
+TEST_F(StatusClientTest, WaitsAsLongForEachPartOfAStream) {
    listenOn(1);
    server_ = std::thread{[this] {
       int const connection = accept(listener_, nullptr, nullptr);
@@ -226,7 +226,7 @@ TEST_F(StatusClientTest, waitsForEachPartOfAStreamAnew) {
    EXPECT_EQ(text, "xxxxxx");
 }
 
-TEST_F(StatusClientTest, aStreamThatStallsIsGivenUp) {
+TEST_F(StatusClientTest, StopsWaitingForAStreamThatStalls) {
    listenOn(1);
    try {
       streamFromAgent(
@@ -240,7 +240,7 @@ TEST_F(StatusClientTest, aStreamThatStallsIsGivenUp) {
 
 class OddAnswerTest : public StatusClientTest, public testing::WithParamInterface<char const *> {};
 
-TEST_P(OddAnswerTest, isNotTheAgents) {
+TEST_P(OddAnswerTest, IsNotTheAgents) {
    serve(GetParam());
    EXPECT_EQ(errorOf(), notTheAgent);
 }
@@ -257,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(StatusClient, OddAnswerTest,
                                          CHUNKED("1\r\nxyz0\r\n\r\n"), CHUNKED("fffffffffffffffff\r\n"),
                                          "HTTP/1.1 200 OK\r\n"));
 
-TEST_F(StatusClientTest, boundsTheHeaders) {
+TEST_F(StatusClientTest, BoundsTheHeaders) {
    serve("HTTP/1.1 200 OK\r\nX: " + std::string(200000, 'x') + "\r\n\r\n");
    EXPECT_EQ(errorOf(), notTheAgent);
 }

@@ -61,14 +61,14 @@ constexpr char messages[] = R"({"messages": [
    {"sequence": 2, "time": 1795196100, "name": "STORAGEDEVICE_MONITOR_WARNING", "severity": 4,
     "text": "disk utilization on /mnt/drive", "arguments": ["/mnt/drive", "S3E", "Model A", "R", "x"]}]})";
 
-TEST(StatusTable, countsTheDevicesThatWaitToBeClassified) {
+TEST(StatusTableTest, CountsTheDevicesThatWaitToBeClassified) {
    std::string const more = R"(, "discovery": {"unclassifiedDevices": {"/sys/a": {}, "/sys/b": {}}})";
    EXPECT_NE(tableOf(stateWith(sata, more)).find("not complete: 2 devices wait to be classified, 1 disk"),
              std::string::npos);
    EXPECT_NE(tableOf(stateWith(sata)).find("ready, 1 disk"), std::string::npos);
 }
 
-TEST(StatusTable, hasARowPerDiskInOrderOfMountPoints) {
+TEST(StatusTableTest, HasARowPerDiskInOrderOfMountPoints) {
    EXPECT_EQ(tableOf(stateWith(allDisks())),
              R"(storagedevices 1.2.3: ready, 4 disks, 2026-11-20T17:38:18.500Z
 DISK  MODEL    FIRMWARE  DEVICE        BUS              SIZE  MOUNT POINT  KIND
@@ -109,7 +109,7 @@ std::string upTo(char const * title, std::string const & table) {
    return result;
 }
 
-TEST(StatusTable, showsTheVerdictInTheFirstColumn) {
+TEST(StatusTableTest, ShowsTheVerdictInTheFirstColumn) {
    EXPECT_EQ(
        upTo("MODEL", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc + "," + stick, health))),
        R"(VERDICT  DISK  
@@ -120,7 +120,7 @@ warning  E1
 )");
 }
 
-TEST(StatusTable, showsReasonsAndMessagesWhereThereAreSome) {
+TEST(StatusTableTest, ShowsReasonsAndMessagesWhereThereAreSome) {
    EXPECT_EQ(
        from("FS", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
        R"(FS       TEMP  LIFE  REASON                                                           LAST MESSAGE
@@ -130,14 +130,14 @@ tested  37 °C  98 %                                                            
 )");
 }
 
-TEST(StatusTable, saysInTheFirstLineHowTheUnitIsAndWhatIsMissing) {
+TEST(StatusTableTest, ShowsTheStateOfTheUnitAndMissingDisksInTheFirstLine) {
    std::string const text = tableOf(stateWith(sata, health));
    EXPECT_TRUE(
        text.starts_with("storagedevices 1.2.3: ready, unit failing, 1 disk, none at /mnt/eusb, 2026-"))
        << text;
 }
 
-TEST(StatusTable, showsAbsentDisksWithWhatIsRememberedOfThem) {
+TEST(StatusTableTest, ShowsAbsentDisksWithTheirLastFigures) {
    std::string const gone = R"(,
       "verdicts": {"N9": {"verdict": "absent", "reasons": [{"text": "removed"}]}},
       "figures": {"N9": {"lifeLeft": 93, "disk": {"blockDevice": "/dev/nvme0n1", "mountPoint": "/mnt/drive2",
@@ -168,7 +168,7 @@ constexpr char figures[] = R"(,
       "E1": [{"source": "emmc", "failingSince": 1795195698.5, "reason": "no\u001b[2J"},
              {"source": "iostat", "lastGood": 1795196298.5}]})";
 
-TEST(StatusTable, showsTheFiguresOfEachDiskAndWhatFails) {
+TEST(StatusTableTest, ShowsTheFiguresOfEachDiskAndItsFailingReadings) {
    EXPECT_EQ(from(" TEMP", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, figures))),
              R"( TEMP   LIFE  HOURS  WRITTEN               AGE  READING
 37 °C   98 %  12345  18 TB              13 min  smartctl failing for 12 min: device open failed
@@ -177,7 +177,7 @@ TEST(StatusTable, showsTheFiguresOfEachDiskAndWhatFails) {
 )");
 }
 
-TEST(StatusTable, hasFailingReadingsBelowOnANarrowTerminal) {
+TEST(StatusTableTest, ShowsFailingReadingsBelowOnANarrowTerminal) {
    std::string const text = tableOf(stateWith(std::string{sata} + "," + nvme, figures), "", {.width = 80});
    EXPECT_EQ(text, R"(storagedevices 1.2.3: ready, 2 disks, 2026-11-20T17:38:18.500Z
 DISK  DEVICE           SIZE  MOUNT POINT   TEMP  LIFE  HOURS  WRITTEN     AGE
@@ -189,7 +189,7 @@ S3E: smartctl failing for 12 min: device open failed
 )");
 }
 
-TEST(StatusTable, derivesNothingFromTheRecords) {
+TEST(StatusTableTest, DerivesNothingFromTheRecords) {
    std::string const text = tableOf(stateWith(sata, R"(,
       "smartData": {"S3E": {"healthStatusOk": false, "allAttrsPassing": false, "attrs": {
          "temperatureCelsius": {"reportedValue": 99}, "lifetimeRemaining": {"reportedValue": 1, "value": 1}}}},
@@ -199,7 +199,7 @@ TEST(StatusTable, derivesNothingFromTheRecords) {
       EXPECT_EQ(text.find(title), std::string::npos) << text;
 }
 
-TEST(StatusTable, namesEveryReadingThatFails) {
+TEST(StatusTableTest, NamesEveryReadingThatFails) {
    std::string const text = tableOf(stateWith(sata, R"(, "readings": {"S3E": [
       {"source": "smartctl", "failingSince": 1795196298, "reason": "unreadable output"},
       {"source": "nvme", "failingSince": 1795109898, "reason": "exit code 1"},
@@ -210,7 +210,7 @@ TEST(StatusTable, namesEveryReadingThatFails) {
        << text;
 }
 
-TEST(StatusTable, hasReasonsAndMessagesBelowOnANarrowTerminal) {
+TEST(StatusTableTest, ShowsReasonsAndMessagesBelowOnANarrowTerminal) {
    EXPECT_EQ(tableOf(stateWith(std::string{sata} + "," + nvme, health), messages, {.width = 80}),
              R"(storagedevices 1.2.3: ready, unit failing, 2 disks, none at /mnt/eusb,
 2026-11-20T17:38:18.500Z
@@ -226,7 +226,7 @@ N9: 2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
 )");
 }
 
-TEST(StatusTable, isNeverWiderThanTheTerminal) {
+TEST(StatusTableTest, IsNeverWiderThanTheTerminal) {
    for (std::size_t width = 1; width < 200; width += 3) {
       std::istringstream lines{tableOf(stateWith(allDisks(), health), messages, {.width = width}) +
                                tableOf(stateWith(allDisks(), figures), messages, {.width = width})};
@@ -235,7 +235,7 @@ TEST(StatusTable, isNeverWiderThanTheTerminal) {
    }
 }
 
-TEST(StatusTable, coloursTheVerdictAndItsReasons) {
+TEST(StatusTableTest, ColoursTheVerdictAndItsReasons) {
    std::string const more = R"(, "verdicts": {
       "S3E": {"verdict": "ok"}, "N9": {"verdict": "failing", "reasons": [{"text": "bad"}]},
       "E1": {"verdict": "unknown"}, "U7": {"verdict": "absent"}})";
@@ -266,7 +266,7 @@ std::string fileSystemColumn(std::string const & table) {
    return table.substr(cell, table.find_first_of(" \n", cell) - cell);
 }
 
-TEST(StatusTable, hasAWordForEachFileSystem) {
+TEST(StatusTableTest, HasAWordForEachFileSystem) {
    EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, true, true)), "tested");
    EXPECT_EQ(fileSystemColumn(tableWithTest("idle", true, false, false)), "tested");
    EXPECT_EQ(fileSystemColumn(tableWithTest("writeTest", true, false, false)), "testing");
@@ -283,14 +283,14 @@ TEST(StatusTable, hasAWordForEachFileSystem) {
    EXPECT_EQ(fileSystemColumn(tableOf(stateWith(sata))), "");
 }
 
-TEST(StatusTable, saysNothingOfWhatWasNotReadYet) {
+TEST(StatusTableTest, ShowsNothingForValuesThatWereNotReadYet) {
    std::string const text = tableOf(stateWith(sata, R"(, "unit": {}, "verdicts": {}, "figures": {"S3E": {}},
       "mountPoints": {"/mnt/drive": {}})"));
    for (char const * title : {"VERDICT", "REASON", "TEMP", "LIFE", "WRITTEN", "AGE", "LAST MESSAGE"})
       EXPECT_EQ(text.find(title), std::string::npos) << title;
 }
 
-TEST(StatusTable, explainsWhyThereAreNoDisks) {
+TEST(StatusTableTest, ExplainsWhyThereAreNoDisks) {
    EXPECT_EQ(tableOf(stateWith("")),
              "storagedevices 1.2.3: ready, 0 disks, 2026-11-20T17:38:18.500Z\n"
              "No disks: none of this machine's devices matches an entry of the appliance's "
@@ -308,7 +308,7 @@ TEST(StatusTable, explainsWhyThereAreNoDisks) {
              "what becomes of each device.\n");
 }
 
-TEST(StatusTable, showsTheLatestMessageOfADiskThatHasGone) {
+TEST(StatusTableTest, ShowsTheLatestMessageOfADiskThatHasGone) {
    std::string const gone =
        R"({"messages": [{"time": 1795196100, "name": "STORAGEDEVICE_OFFLINE", "severity": 3,
       "text": "A removal event occurred", "arguments": ["OLD"]}]})";
@@ -319,7 +319,7 @@ TEST(StatusTable, showsTheLatestMessageOfADiskThatHasGone) {
    EXPECT_EQ(tableOf(stateWith(sata), messages).find("Latest message"), std::string::npos);
 }
 
-TEST(StatusTable, escapesWhatDevicesCallThemselves) {
+TEST(StatusTableTest, EscapesTerminalControlsInTextsOfDevices) {
    std::string const text =
        tableOf(stateWith(R"("a\u001b[2Jb\n": {"blockDevice": "/dev/sd\u0000a", "mountPoint": "/x",
       "model": "M\u009b31m\u202e", "firmwareRevision": "1.0\r"})"),
@@ -330,7 +330,7 @@ TEST(StatusTable, escapesWhatDevicesCallThemselves) {
              "a\\x1b[2Jb\\n  M\\u009b31m\\u202e  1.0\\r     /dev/sd\\x00a        /x           - \\x07bell\n");
 }
 
-TEST(StatusTable, showsTheFirstOfVeryManyDisks) {
+TEST(StatusTableTest, ShowsTheFirstOfVeryManyDisks) {
    std::string disks;
    for (int disk = 0; disk < 300; ++disk)
       disks += (disk == 0 ? "\"" : ",\"") + std::to_string(1000 + disk) + "\": {}";
@@ -343,7 +343,7 @@ TEST(StatusTable, showsTheFirstOfVeryManyDisks) {
 
 class OddDocumentTest : public testing::TestWithParam<char const *> {};
 
-TEST_P(OddDocumentTest, neitherCrashesNorClaimsThatThereAreNoDisks) {
+TEST_P(OddDocumentTest, IsShownWithoutACrashOrTheClaimThatThereAreNoDisks) {
    std::string const text = tableOf(GetParam(), R"({"messages": 5})");
    EXPECT_TRUE(text.starts_with("storagedevices: disks not known\n")) << text;
    EXPECT_NE(text.find("does not list the disks"), std::string::npos) << text;
@@ -355,7 +355,7 @@ INSTANTIATE_TEST_SUITE_P(StatusTable, OddDocumentTest,
                                          "{\"connectedDevices\": {\"disk\": []}}",
                                          "{\"version\": 5, \"time\": \"x\", \"internalDevicesReady\": 1}"));
 
-TEST(StatusTable, passesOverMembersOfTheWrongType) {
+TEST(StatusTableTest, IgnoresMembersOfTheWrongType) {
    std::string const wrong = R"("A": 5, "B": {"blockDevice": 5, "model": [], "sizeGb": -1, "busType": "x",
       "removable": 3, "mountPoint": {}}, "C": {"sizeGb": 1e300, "busType": 77, "devAddress": "x"})";
    std::string const more =
@@ -371,7 +371,7 @@ TEST(StatusTable, passesOverMembersOfTheWrongType) {
        "C             x\n");
 }
 
-TEST(StatusTable, refusesWhatIsNoJson) {
+TEST(StatusTableTest, RefusesTextThatIsNoJson) {
    EXPECT_THROW(tableOf(""), std::runtime_error);
    EXPECT_THROW(tableOf("{"), std::runtime_error);
    EXPECT_THROW(tableOf("{}", "["), std::runtime_error);

@@ -19,14 +19,14 @@ std::vector<Column> sample() {
            {"NOTE", 4, Spare::ifEmpty, false, {{""}, {"look", Tone::bad}}}};
 }
 
-TEST(TextTable, setsColumnsSideBySide) {
+TEST(TextTableTest, SetsColumnsSideBySide) {
    EXPECT_EQ(textTable(sample(), 0, false),
              "NAME      SIZE  MODEL           KIND   NOTE\n"
              "alpha     5 GB  one long model  fixed\n"
              "beta   1000 GB  x               fixed  look\n");
 }
 
-TEST(TextTable, leavesOutColumnsThatSayNothing) {
+TEST(TextTableTest, OmitsEmptyColumns) {
    std::vector<Column> columns = sample();
    columns[0].cells = {{""}, {""}};
    columns[3].cells = {{""}, {""}};
@@ -37,14 +37,14 @@ TEST(TextTable, leavesOutColumnsThatSayNothing) {
              "      1000 GB  x\n");
 }
 
-TEST(TextTable, cutsTheWidestCellsFirst) {
+TEST(TextTableTest, CutsTheWidestCellsFirst) {
    EXPECT_EQ(textTable(sample(), 36, false),
              "NAME      SIZE  MODEL    KIND   NOTE\n"
              "alpha     5 GB  one lo…  fixed\n"
              "beta   1000 GB  x        fixed  look\n");
 }
 
-TEST(TextTable, keepsColumnsThatGoSecondLongest) {
+TEST(TextTableTest, DropsColumnsOfTheSecondRankLast) {
    std::vector<Column> columns = sample();
    columns[2].spare = Spare::second;
    EXPECT_EQ(textTable(columns, 24, false),
@@ -59,7 +59,7 @@ TEST(TextTable, keepsColumnsThatGoSecondLongest) {
              "(too narrow for MOD…\n");
 }
 
-TEST(TextTable, dropsTheRightmostSpareColumnsWhereCuttingIsNotEnough) {
+TEST(TextTableTest, DropsTheRightmostSpareColumnsWhereCuttingIsNotEnough) {
    EXPECT_EQ(textTable(sample(), 24, false),
              "NAME    SIZE  MOD…  NOTE\n"
              "alpha   5 GB  one…\n"
@@ -72,7 +72,7 @@ TEST(TextTable, dropsTheRightmostSpareColumnsWhereCuttingIsNotEnough) {
              "(too narrow for M…\n");
 }
 
-TEST(TextTable, isNeverWiderThanTheTerminal) {
+TEST(TextTableTest, IsNeverWiderThanTheTerminal) {
    for (std::size_t width = 1; width < 60; ++width) {
       std::istringstream lines{textTable(sample(), width, false)};
       for (std::string line; std::getline(lines, line);)
@@ -80,7 +80,7 @@ TEST(TextTable, isNeverWiderThanTheTerminal) {
    }
 }
 
-TEST(TextTable, coloursWithoutMovingAnything) {
+TEST(TextTableTest, ColoursWithoutMovingAnything) {
    std::string text = textTable(sample(), 0, true);
    EXPECT_NE(text.find("fixed  \x1b[31mlook\x1b[0m\n"), std::string::npos);
    EXPECT_EQ(text.find("\x1b[1mNAME\x1b[0m"), 0U);
@@ -90,13 +90,13 @@ TEST(TextTable, coloursWithoutMovingAnything) {
    EXPECT_EQ(text, textTable(sample(), 0, false));
 }
 
-TEST(TextTable, measuresWideCharactersAndMarks) {
+TEST(TextTableTest, MeasuresWideCharactersAndMarks) {
    std::vector<Column> const columns{{"A", 4, Spare::never, false, {{"東京"}, {"é"}}},
                                      {"B", 4, Spare::never, false, {{"1"}, {"2"}}}};
    EXPECT_EQ(textTable(columns, 0, false), "A     B\n東京  1\né     2\n");
 }
 
-TEST(TextTable, ofNothingIsAnEmptyLine) {
+TEST(TextTableTest, IsAnEmptyLineWithoutColumns) {
    EXPECT_EQ(textTable({}, 80, false), "\n");
 }
 

@@ -28,7 +28,7 @@ class ToolSearchTest : public testing::Test {
    Support::TempDir folder;
 };
 
-TEST_F(ToolSearchTest, EachToolIsToldOrWhatIsMissedWithoutIt) {
+TEST_F(ToolSearchTest, NamesEachToolOrTheLossWithoutIt) {
    std::string const bin = programIn("bin", "smartctl");
    EXPECT_EQ(toolsText(bin),
              "hdparm: neither on tools.path nor on PATH: SATA disks stay unidentified\n"
@@ -39,7 +39,7 @@ TEST_F(ToolSearchTest, EachToolIsToldOrWhatIsMissedWithoutIt) {
 }
 
 // As a run finds them, which a list of its own would not do for long.
-TEST_F(ToolSearchTest, ToolsAreFoundWhereTheyAreRun) {
+TEST_F(ToolSearchTest, FindsToolsWhereTheyAreRun) {
    std::string const first = programIn("first", "nvme");
    std::string const second = programIn("second", "nvme");
    programIn("second", "hdparm");
@@ -54,7 +54,7 @@ TEST_F(ToolSearchTest, ToolsAreFoundWhereTheyAreRun) {
    EXPECT_NE(toolsText("").find("smartctl: " + second + "/smartctl\n"), std::string::npos);
 }
 
-TEST_F(ToolSearchTest, WithoutAPathTheUsualDirectoriesAreSearched) {
+TEST_F(ToolSearchTest, SearchesTheUsualDirectoriesWithoutAPath) {
    unsetenv("PATH");
    EXPECT_EQ(Vorn::programPath("sh", {}).substr(0, 1), "/");
    EXPECT_EQ(Vorn::programPath("no-such-program", {}), "");

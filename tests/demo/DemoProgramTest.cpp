@@ -49,7 +49,7 @@ class DemoProgramTest : public testing::Test {
    std::string output;
 };
 
-TEST_F(DemoProgramTest, TellsTheWholeStoryInWhichEveryMessageComes) {
+TEST_F(DemoProgramTest, PlaysTheWholeStoryInWhichEveryMessageComes) {
    auto const start = std::chrono::steady_clock::now();
    reads("");
    EXPECT_EQ(demo.stop(), "exit code 0") << output;
@@ -64,7 +64,7 @@ TEST_F(DemoProgramTest, TellsTheWholeStoryInWhichEveryMessageComes) {
    EXPECT_EQ(leftovers(), 0U);
 }
 
-TEST_F(DemoProgramTest, EndsBySignalAndLeavesNothing) {
+TEST_F(DemoProgramTest, EndsAtASignalAndLeavesNothing) {
    ASSERT_TRUE(reads("seen after")) << output;
    EXPECT_EQ(leftovers(), 1U);
    EXPECT_EQ(demo.stop(), "exit code 1") << output;
@@ -79,7 +79,7 @@ std::string complaintOf(std::string const & folder) {
    return {text.data(), std::fread(text.data(), 1, text.size(), pipe.get())};
 }
 
-TEST(DemoProgram, WhatIsWrongIsALineOnStandardError) {
+TEST(DemoProgramUsageTest, ReportsWrongUsageInALineOnStandardError) {
    Support::TempDir const folder;
    EXPECT_EQ(complaintOf(folder.string()), "storagedevices-demo: the agent ended by itself: exit code 1\n");
    std::string const deep = folder.string() + "/" + std::string(70, 'd');

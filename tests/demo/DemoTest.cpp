@@ -38,7 +38,7 @@ bool exists(std::string const & process) {
 
 }  // namespace
 
-TEST(ApplianceStateTest, isReadFromTheAgentsDocument) {
+TEST(ApplianceStateTest, IsReadFromTheAgentsDocument) {
    auto const state = parseState(document);
    EXPECT_TRUE(state.internalDevicesReady);
    ASSERT_NE(state.disk("A1"), nullptr);
@@ -46,7 +46,7 @@ TEST(ApplianceStateTest, isReadFromTheAgentsDocument) {
    EXPECT_EQ(state.disk("A2"), nullptr);
 }
 
-TEST(ApplianceStateTest, takesWhatItCanFromAnOddDocument) {
+TEST(ApplianceStateTest, ReadsAsMuchAsPossibleOfAnOddDocument) {
    EXPECT_TRUE(parseState("{}").disks.empty());
    EXPECT_TRUE(parseState(R"({"connectedDevices": []})").disks.empty());
    auto const odd =
@@ -57,7 +57,7 @@ TEST(ApplianceStateTest, takesWhatItCanFromAnOddDocument) {
    EXPECT_THROW(parseState("{\"a\":"), std::runtime_error);
 }
 
-TEST(ApplianceStateTest, tellsWhatCameWentAndChanged) {
+TEST(ApplianceStateTest, DescribesDisksThatCameWentAndChanged) {
    auto const before = parseState(document);
    auto now = before;
    EXPECT_EQ(differences(before, now), nothing);
@@ -71,7 +71,7 @@ TEST(ApplianceStateTest, tellsWhatCameWentAndChanged) {
              (std::vector<std::string>{"- A1  Kestrel  firmware 1  /dev/sda  240 GB  fixed  /mnt/flash"}));
 }
 
-TEST(ApplianceStateTest, tellsWhatTheAgentMakesOfADisk) {
+TEST(ApplianceStateTest, DescribesTheAgentsVerdictOnADisk) {
    std::string const disk = R"("connectedDevices": {"disk": {"A1": {"model": "Kestrel"}}})";
    auto const before = parseState("{" + disk + "}");
    EXPECT_EQ(*before.healthOf("A1"), DiskHealth());
@@ -92,14 +92,14 @@ TEST(ApplianceStateTest, tellsWhatTheAgentMakesOfADisk) {
    EXPECT_EQ(before.healthOf("A2"), nullptr);
 }
 
-TEST(ApplianceStateTest, derivesNothingFromTheRecords) {
+TEST(ApplianceStateTest, DerivesNothingFromTheRecords) {
    auto const state = parseState(R"({"connectedDevices": {"disk": {"A1": {}}},
       "smartData": {"A1": {"healthStatusOk": false}}, "nvmeData": {"A1": {"percentageUsed": {"value": 91}}},
       "temperature": {"T2": {"drive": "A1", "alarm": "overheat"}}})");
    EXPECT_EQ(*state.healthOf("A1"), DiskHealth());
 }
 
-TEST(ApplianceStateTest, knowsAbsentDisksByTheirVerdict) {
+TEST(ApplianceStateTest, RecognisesAbsentDisksByTheirVerdict) {
    auto const state =
        parseState(R"({"verdicts": {"A1": {"verdict": "absent", "reasons": [{"code": "removed"}]}}})");
    EXPECT_EQ(state.disk("A1"), nullptr);
@@ -107,7 +107,7 @@ TEST(ApplianceStateTest, knowsAbsentDisksByTheirVerdict) {
    EXPECT_EQ(differences({}, state), std::vector<std::string>{"~ A1  verdict ? -> absent (removed)"});
 }
 
-TEST(ApplianceStateTest, tellsHowTheTestsOfFileSystemsGo) {
+TEST(ApplianceStateTest, DescribesTheTestsOfFileSystems) {
    auto const with = [](std::string const & test) {
       return parseState(R"({"mountPoints": {"/mnt/a": {"initialMountFailuresRemaining": 12},
          "/mnt/b": {"initialMountFailuresRemaining": 0, "fsHealth": {)" +
@@ -122,7 +122,7 @@ TEST(ApplianceStateTest, tellsHowTheTestsOfFileSystemsGo) {
              std::vector<std::string>{"~ /mnt/b  file system tested -> stopped"});
 }
 
-TEST(ApplianceStateTest, knowsWhatWasTold) {
+TEST(ApplianceStateTest, KnowsTheMessagesThatWereLogged) {
    auto const state = parseState("{}", R"({"messages": [
       {"sequence": 7, "name": "STORAGEDEVICE_OFFLINE", "text": "removal of A1"}, 5]})");
    ASSERT_EQ(state.messages.size(), 2U);
@@ -135,7 +135,7 @@ TEST(ApplianceStateTest, knowsWhatWasTold) {
    EXPECT_THROW(parseState("{}", "[]"), std::runtime_error);
 }
 
-TEST(DemoOptionsTest, areReadInBothSpellings) {
+TEST(DemoOptionsTest, ReadsBothSpellings) {
    auto const options =
        parseOptions({"--time-scale=60", "--http", "127.0.0.1:9634", "--agent", "/bin/agent"});
    EXPECT_EQ(options.timeScale, 60.0);
@@ -145,7 +145,7 @@ TEST(DemoOptionsTest, areReadInBothSpellings) {
    EXPECT_EQ(parseOptions({}).timeScale, 60.0);
 }
 
-TEST(DemoOptionsTest, areRefusedWhenTheyMakeNoSense) {
+TEST(DemoOptionsTest, RefusesOptionsThatMakeNoSense) {
    for (auto const & arguments : std::vector<std::vector<std::string>>{{"--time-scale"},
                                                                        {"--time-scale", "0"},
                                                                        {"--time-scale", "nan"},
@@ -157,7 +157,7 @@ TEST(DemoOptionsTest, areRefusedWhenTheyMakeNoSense) {
       EXPECT_THROW(parseOptions(arguments), UsageError) << arguments.front();
 }
 
-TEST(DemoStoryTest, canBeToldAgainSinceTheUnitEndsAsItBooted) {
+TEST(DemoStoryTest, IsRepeatableSinceTheUnitEndsAsItBooted) {
    SimulatedUnit unit;
    bootUnit(unit);
    auto const atBoot = unit.disks();
@@ -169,7 +169,7 @@ TEST(DemoStoryTest, canBeToldAgainSinceTheUnitEndsAsItBooted) {
    }
 }
 
-TEST(DemoStoryTest, noDiskIsTakenForSeenWithoutTheAgentsWord) {
+TEST(DemoStoryTest, WaitsForTheAgentsWordBeforeADiskCountsAsSeen) {
    unsigned absences = 0;
    for (auto const & step : story()) {
       bool const absence = step.text.find("stick is pulled") != std::string::npos;
@@ -179,7 +179,7 @@ TEST(DemoStoryTest, noDiskIsTakenForSeenWithoutTheAgentsWord) {
    EXPECT_EQ(absences, 1U);
 }
 
-TEST(DemoConfigTest, isOneThatTheAgentTakes) {
+TEST(DemoConfigTest, IsAcceptedByTheAgent) {
    SimulatedUnit unit;
    Options options;
    options.timeScale = 60;
@@ -201,7 +201,7 @@ TEST(DemoConfigTest, isOneThatTheAgentTakes) {
    EXPECT_EQ(config.status.http->text(), "127.0.0.1:9634");
 }
 
-TEST(AgentProcessTest, givesTheChildItsEnvironmentAndReadsAllItWrites) {
+TEST(AgentProcessTest, PassesTheChildItsEnvironmentAndReadsAllItWrites) {
    AgentProcess process("/bin/sh", {"-c", "echo out $SIMULATION; echo err >&2; printf unfinished; exit 3"},
                         {{"SIMULATION", "on"}});
    EXPECT_EQ(everything(process), (std::vector<std::string>{"out on", "err"}));
@@ -209,7 +209,7 @@ TEST(AgentProcessTest, givesTheChildItsEnvironmentAndReadsAllItWrites) {
    EXPECT_FALSE(process.running());
 }
 
-TEST(AgentProcessTest, cutsEndlessLines) {
+TEST(AgentProcessTest, CutsEndlessLines) {
    AgentProcess process("/bin/sh", {"-c", "head -c 10000 /dev/zero | tr '\\0' x; echo"}, {});
    auto const lines = everything(process);
    ASSERT_EQ(lines.size(), 3U);
@@ -217,7 +217,7 @@ TEST(AgentProcessTest, cutsEndlessLines) {
    EXPECT_EQ(lines.back().size(), 10000U - 2 * 4096U);
 }
 
-TEST(AgentProcessTest, endsWithSigtermThoughNobodyReadsItsOutput) {
+TEST(AgentProcessTest, EndsAtSigtermThoughNobodyReadsItsOutput) {
    AgentProcess process(
        "/bin/sh", {"-c", "trap 'yes | head -100000; exit 0' TERM; echo ready; while :; do sleep 0.01; done"},
        {});
@@ -227,7 +227,7 @@ TEST(AgentProcessTest, endsWithSigtermThoughNobodyReadsItsOutput) {
    EXPECT_EQ(process.stop(), "exit code 0");
 }
 
-TEST(AgentProcessTest, isKilledWhenItDoesNotListenAndLeavesNothing) {
+TEST(AgentProcessTest, IsKilledWhenItDoesNotListenAndLeavesNothing) {
    AgentProcess process("/bin/sh", {"-c", "trap '' TERM; sleep 1000 & echo $!; exec sleep 1000"}, {});
    pollfd entry{process.outputDescriptor(), POLLIN, 0};
    poll(&entry, 1, 10000);
@@ -238,6 +238,6 @@ TEST(AgentProcessTest, isKilledWhenItDoesNotListenAndLeavesNothing) {
    EXPECT_FALSE(exists(lines.front()));
 }
 
-TEST(AgentProcessTest, refusesAProgramThatIsNotThere) {
+TEST(AgentProcessTest, RefusesAMissingProgram) {
    EXPECT_THROW(AgentProcess("/nonexistent/agent", {}, {}), std::system_error);
 }

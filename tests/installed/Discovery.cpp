@@ -25,7 +25,7 @@ class Collector final : public DiskInfoCollectorSm {
    void giveUp() { finalizeUnchanged(); }
 };
 
-TEST_F(Unit, WatchesItsDisks) {
+TEST_F(InstalledHostTest, WatchesItsDisks) {
    write("blockdev", "pci0000:00/ata1/host drive\n");
    write("multidrive", "ata2\n");
    write("multidrive_src", "ata1\n");
@@ -53,7 +53,7 @@ TEST_F(Unit, WatchesItsDisks) {
                 &ConnectedDevicesSm::handleRemoveEvent, &ConnectedDevicesSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, WaitsForACollectorOfItsOwn) {
+TEST_F(InstalledHostTest, WaitsForACollectorOfItsOwn) {
    addDisk("S1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
    auto const discovery = connectedDevicesSmFactory(fruConfig, devices, tracker);
    auto const collector = Pelm::make<Collector>(devices->disk("S1"));
@@ -73,7 +73,7 @@ TEST_F(Unit, WaitsForACollectorOfItsOwn) {
    EXPECT_TRUE(discovery->infoReactor.empty());
 }
 
-TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {
+TEST_F(InstalledHostTest, LogsTheMissingDiskAndTheOneThatGoes) {
    fruConfig->expectedMountsIs("drive");
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const detection = deviceDetectionSmFactory(fruConfig, devices);
@@ -85,7 +85,7 @@ TEST_F(Unit, LogsTheMissingDiskAndTheOneThatGoes) {
    expectLinked(&DeviceDetectionSm::handleInitialized, &DeviceDetectionSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, ExplainsItsConfiguration) {
+TEST_F(InstalledHostTest, ExplainsItsConfiguration) {
    write("blockdev", "pci0000:00/ata1/host drive\n");
    EXPECT_EQ(examineDevices(fruConfig).blockdevEntries, 1U);
    EXPECT_TRUE(applianceErrors(folder.c_str()).empty());
@@ -101,7 +101,7 @@ TEST_F(Unit, ExplainsItsConfiguration) {
    EXPECT_TRUE(entry.isEq({}));
 }
 
-TEST_F(Unit, CompletesTheRecordOfADisk) {
+TEST_F(InstalledHostTest, CompletesTheRecordOfADisk) {
    addDisk("S1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
    auto const collector = Pelm::make<Collector>(devices->disk("S1"));
    collector->giveUp();
@@ -118,7 +118,7 @@ TEST_F(Unit, CompletesTheRecordOfADisk) {
    expectLinked(&DiskInfoCollectorSm::finalDiskIs);
 }
 
-TEST_F(Unit, KeepsItsSetOfDisks) {
+TEST_F(InstalledHostTest, KeepsItsSetOfDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const disk = devices->disk("S1");
    EXPECT_EQ(disk->mibType(), EntityMib::StorageType::sataSsd);

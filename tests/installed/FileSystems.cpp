@@ -19,7 +19,7 @@ using State = FsHealthSmState;
 
 constexpr unsigned blkSize = 4096;
 
-TEST_F(Unit, TestsAFileSystemFromStartToStop) {
+TEST_F(InstalledHostTest, TestsAFileSystemFromStartToStop) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const test = fsHealthSmFactory(folder.c_str(), blkSize, devices);
    ASSERT_TRUE(test->initialized());
@@ -56,7 +56,7 @@ TEST_F(Unit, TestsAFileSystemFromStartToStop) {
    EXPECT_EQ(logged, std::vector<std::string>{});
 }
 
-TEST_F(Unit, EntersTheStatesOfATest) {
+TEST_F(InstalledHostTest, EntersTheStatesOfATest) {
    auto const test = fsHealthSmFactory(folder.c_str(), blkSize, devices);
    test->ioOps()->lseekRetIs(-1);
    test->ioOps()->lseekErrnoIs(EIO);
@@ -70,7 +70,7 @@ TEST_F(Unit, EntersTheStatesOfATest) {
    expectLinked(&FsHealthSm::handleInitialized, &FsHealthSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, MakesTheCallsOfATest) {
+TEST_F(InstalledHostTest, MakesTheCallsOfATest) {
    auto const ops = fsHealthIoOpsFactory();
    Pelm::String const path = (folder / "file").c_str();
    std::array<char, 8> text{"0123456"};
@@ -98,7 +98,7 @@ void expectInjected(Call const & call, int number) {
    EXPECT_EQ(errno, number);
 }
 
-TEST_F(Unit, MakesTheCallsOfATestFail) {
+TEST_F(InstalledHostTest, MakesTheCallsOfATestFail) {
    auto const ops = fsHealthIoOpsFactory();
    ops->openRetIs(-EIO), ops->openErrnoIs(EIO);
    ops->lseekRetIs(-EBADF), ops->lseekErrnoIs(EBADF);
@@ -130,7 +130,7 @@ class Helper final : public MountPtMonitorHelper {
    MountState mountState(Pelm::String const &) const override { return {true, false, "/dev/sda1", blkSize}; }
 };
 
-TEST_F(Unit, WatchesAMountPoint) {
+TEST_F(InstalledHostTest, WatchesAMountPoint) {
    auto const monitor = mountPtMonitorSmFactory(folder.c_str(), Pelm::make<Helper>(), devices);
    monitor->holdOffTimeIs(1000);
    monitor->periodicCheckTimeIs(100);
@@ -150,7 +150,7 @@ TEST_F(Unit, WatchesAMountPoint) {
    expectLinked(&MountPtMonitorSm::handleInitialized, &MountPtMonitorSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, WatchesTheMountPointsOfItsFixedDisks) {
+TEST_F(InstalledHostTest, WatchesTheMountPointsOfItsFixedDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    mountPtMonitorHelperCreatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
    auto const manager = mountPtMonitorManagerSmFactory(devices);

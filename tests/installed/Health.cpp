@@ -35,7 +35,7 @@ void expectPolls(DataMonitorSm & monitor, Pelm::String const & disk) {
    EXPECT_TRUE(monitor.isInData(disk));
 }
 
-TEST_F(Unit, ReadsSmartData) {
+TEST_F(InstalledHostTest, ReadsSmartData) {
    writeTool("smartctl", R"({"smart_status": {"passed": true}, "ata_smart_attributes": {"table": []}})");
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const data = Pelm::make<SmartData>();
@@ -72,7 +72,7 @@ TEST_F(Unit, ReadsSmartData) {
    expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, ReadsTheSmartLogOfNvmeDrives) {
+TEST_F(InstalledHostTest, ReadsTheSmartLogOfNvmeDrives) {
    writeTool("nvme", R"({"temperature": 310, "percent_used": 5})");
    addDisk("N1", ConnectedDisk::BusType::nvme, "/dev/nvme0n1");
    auto const data = Pelm::make<NvmeData>();
@@ -102,7 +102,7 @@ TEST_F(Unit, ReadsTheSmartLogOfNvmeDrives) {
    EXPECT_TRUE(eventually([&] { return run->isOver(); }));
 }
 
-TEST_F(Unit, ReadsTheRegistersOfEmmcDevices) {
+TEST_F(InstalledHostTest, ReadsTheRegistersOfEmmcDevices) {
    write("life_time", "0x02 0x03\n");
    write("pre_eol_info", "0x01\n");
    addDisk("E1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
@@ -126,7 +126,7 @@ TEST_F(Unit, ReadsTheRegistersOfEmmcDevices) {
    EXPECT_TRUE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data->deviceData("E1")));
 }
 
-TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
+TEST_F(InstalledHostTest, KeepsTheStatisticsOfItsDisks) {
    write("stat", "1 0 8 0 2 0 16 0 0 0 0\n");
    setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", (folder / "stat").c_str(), 1);
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
@@ -156,7 +156,7 @@ TEST_F(Unit, KeepsTheStatisticsOfItsDisks) {
    expectLinked(&IOStatSm::handleInitialized, &IOStatSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, FollowsTheLifeOfItsDisks) {
+TEST_F(InstalledHostTest, FollowsTheLifeOfItsDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const emmc = Pelm::make<EmmcData>();
    auto const nvme = Pelm::make<NvmeData>();
@@ -196,7 +196,7 @@ TEST_F(Unit, FollowsTheLifeOfItsDisks) {
    expectLinked(&DeviceLifetimeMonitorSm::handleInitialized, &DeviceLifetimeMonitorSm::vornDoZombieReactors);
 }
 
-TEST_F(Unit, ShowsTheTemperaturesOfItsDisks) {
+TEST_F(InstalledHostTest, ShowsTheTemperaturesOfItsDisks) {
    auto const sensors = Pelm::make<Environment::Temperature::Config>();
    sensors->tempSensorIs("Drive", "the drive", 70.0, 80.0);
    fruConfig->serialToSensorMapIs("N1", "Drive");

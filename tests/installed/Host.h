@@ -25,9 +25,9 @@ namespace InstalledHost {
 
 using Disk = StorageDevices::ConnectedDisk;
 
-class Unit : public testing::Test {
+class InstalledHostTest : public testing::Test {
  protected:
-   Unit() {
+   InstalledHostTest() {
       Host::timeSourceIs(std::make_unique<Host::VirtualTime>());
       Host::logSinkIs([this](Host::LogMessage const & message) { logged.push_back(message.text.str()); });
       std::string name = std::filesystem::temp_directory_path() / "installed-host-XXXXXX";
@@ -36,7 +36,7 @@ class Unit : public testing::Test {
       fruConfig->mountSourceDirIs(folder.c_str());
       tracker->toolPathIs(folder.c_str());
    }
-   ~Unit() override {
+   ~InstalledHostTest() override {
       Host::logSinkIs(nullptr);
       Host::timeSourceIs(nullptr);
       std::error_code ignored;

@@ -12,7 +12,7 @@ namespace {
 
 using namespace StorageDevices;
 
-TEST_F(Unit, LogsWhatTheKernelReports) {
+TEST_F(InstalledHostTest, LogsErrorsThatTheKernelReports) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const info = Pelm::make<StorageDevicesInfo>();
    auto const watcher = storageDeviceErrWatcherSmFactory(info, devices, (folder / "kernel").c_str());

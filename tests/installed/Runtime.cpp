@@ -57,7 +57,7 @@ class Machine final : public Pelm::Node {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(Unit, RunsAMachineOfItsOwn) {
+TEST_F(InstalledHostTest, RunsAMachineOfItsOwn) {
    auto const machine = Vorn::makeMachine<Machine>();
    machine->levelIs(1);
    EXPECT_EQ(machine->changes(), 1);
@@ -72,7 +72,7 @@ TEST_F(Unit, RunsAMachineOfItsOwn) {
    machine->detach();
 }
 
-TEST_F(Unit, RunsAProgram) {
+TEST_F(InstalledHostTest, RunsAProgram) {
    auto const run = Brul::PipedChildProcessSm::PipedChildProcessSmIs(tracker);
    run->hasNotificationActiveIs(true);
    run->argPush("nothing");
@@ -88,7 +88,7 @@ TEST_F(Unit, RunsAProgram) {
    EXPECT_EQ(Brul::waitForProcess(Vorn::spawnProcess({"true"}, -1, -1, -1)), 0);
 }
 
-TEST_F(Unit, LogsAndTraces) {
+TEST_F(InstalledHostTest, LogsAndTraces) {
    Vorn::LogHandle handle{StorageDevices::Catalogue::offline, 0, 1.0, 0, 0};
    Vorn::log(handle, "S1");
    ASSERT_EQ(logged.size(), 1U);
@@ -103,14 +103,14 @@ TEST_F(Unit, LogsAndTraces) {
    EXPECT_FALSE(Host::traceFacilities().empty());
 }
 
-TEST_F(Unit, ListsTheCatalogueOfTheLibrary) {
+TEST_F(InstalledHostTest, ListsTheCatalogueOfTheLibrary) {
    auto const named = [](Vorn::Module const * module) {
       return std::string{module->name} == "StorageDevices";
    };
    EXPECT_TRUE(std::any_of(Vorn::modules().begin(), Vorn::modules().end(), named));
 }
 
-TEST_F(Unit, WatchesADescriptor) {
+TEST_F(InstalledHostTest, WatchesADescriptor) {
    int ends[2];
    ASSERT_EQ(pipe(ends), 0);
    auto const end = Pelm::make<Vorn::FileDescriptor>("end");

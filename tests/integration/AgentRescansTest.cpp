@@ -54,7 +54,7 @@ class AgentRescansTest : public Support::DiscoveryTest {
    std::unique_ptr<Rescans> rescans_;
 };
 
-TEST_F(AgentRescansTest, comeOnceAMinute) {
+TEST_F(AgentRescansTest, RescansOnceAMinute) {
    startWithRescans();
    EXPECT_EQ(scansIn(59), 0);
    EXPECT_EQ(scansIn(2), 1);
@@ -62,7 +62,7 @@ TEST_F(AgentRescansTest, comeOnceAMinute) {
    EXPECT_TRUE(notices_.empty());
 }
 
-TEST_F(AgentRescansTest, comeAtARemovalWithoutSerialAndOnceMoreASecondLater) {
+TEST_F(AgentRescansTest, RescansAtARemovalWithoutSerialAndASecondLater) {
    unit_.add(stick());
    startWithRescans();
    removeWithoutSerial("sdb");
@@ -75,7 +75,7 @@ TEST_F(AgentRescansTest, comeAtARemovalWithoutSerialAndOnceMoreASecondLater) {
    EXPECT_EQ(scansIn(50), 0);
 }
 
-TEST_F(AgentRescansTest, aStormOfRemovalsLeavesASecondBetweenThem) {
+TEST_F(AgentRescansTest, LeavesASecondBetweenRescansInAStormOfRemovals) {
    startWithRescans();
    unit_.add(otherDisk("vdb", "virtual", 1));
    unit_.whenFullIs(&handleSome);
@@ -86,7 +86,7 @@ TEST_F(AgentRescansTest, aStormOfRemovalsLeavesASecondBetweenThem) {
    EXPECT_LE(scansIn(3.5), 4);
 }
 
-TEST_F(AgentRescansTest, comeAgainSoonerWhileADeviceIsUnclassified) {
+TEST_F(AgentRescansTest, RescansSoonerWhileADeviceIsUnclassified) {
    unit_.add(stick());
    {
       Support::SpawnFailure const failure{EAGAIN};
@@ -102,7 +102,7 @@ TEST_F(AgentRescansTest, comeAgainSoonerWhileADeviceIsUnclassified) {
    EXPECT_EQ(scansIn(2), 1);
 }
 
-TEST_F(AgentRescansTest, aDeviceThatBecomesUnclassifiedLaterIsTriedInASecond) {
+TEST_F(AgentRescansTest, RetriesADeviceThatBecomesUnclassifiedLaterInASecond) {
    startWithRescans();
    {
       Support::SpawnFailure const failure{EAGAIN};
@@ -114,7 +114,7 @@ TEST_F(AgentRescansTest, aDeviceThatBecomesUnclassifiedLaterIsTriedInASecond) {
    EXPECT_TRUE(has("sdb"));
 }
 
-TEST_F(AgentRescansTest, whatIsUnclassifiedIsReportedOnceWithCauseAndRemedy) {
+TEST_F(AgentRescansTest, ReportsAnUnclassifiedDeviceOnceWithCauseAndRemedy) {
    unit_.add(stick());
    {
       Support::SpawnFailure const failure{EAGAIN};
@@ -132,7 +132,7 @@ TEST_F(AgentRescansTest, whatIsUnclassifiedIsReportedOnceWithCauseAndRemedy) {
    EXPECT_EQ(notices_, (Texts{"6 /dev/sdb" + done, "6 /dev/sdc" + done}));
 }
 
-TEST_F(AgentRescansTest, withoutDescriptorsTheRemedyIsTheLimitOfFiles) {
+TEST_F(AgentRescansTest, NamesTheLimitOfFilesAsRemedyForScarceDescriptors) {
    {
       Support::DescriptorLimit const limit{0};
       startWithRescans();
@@ -145,7 +145,7 @@ TEST_F(AgentRescansTest, withoutDescriptorsTheRemedyIsTheLimitOfFiles) {
              "3 udev: not classified: its events cannot be received: " + Vorn::errorAndRemedy(EMFILE));
 }
 
-TEST_F(AgentRescansTest, theDocumentNamesWhatIsUnclassified) {
+TEST_F(AgentRescansTest, ListsUnclassifiedDevicesInTheDocument) {
    unit_.add(stick());
    {
       Support::SpawnFailure const failure{ENFILE};
@@ -161,7 +161,7 @@ TEST_F(AgentRescansTest, theDocumentNamesWhatIsUnclassified) {
    EXPECT_EQ(document(), R"({"anonymousRemovalCount":1,"unclassifiedDevices":{}})");
 }
 
-TEST_F(AgentRescansTest, whatLooksOnlyOnceWaitsForTheUnclassified) {
+TEST_F(AgentRescansTest, DelaysChecksThatRunOnceUntilAllIsClassified) {
    unit_.add(stick());
    int starts = 0;
    std::unique_ptr<Agent::SettledStart> settled;
@@ -178,7 +178,7 @@ TEST_F(AgentRescansTest, whatLooksOnlyOnceWaitsForTheUnclassified) {
    EXPECT_EQ(starts, 1);
 }
 
-TEST_F(AgentRescansTest, withoutDiscoveryNothingHappens) {
+TEST_F(AgentRescansTest, DoesNothingWithoutDiscovery) {
    rescansBegin();
    EXPECT_EQ(scansIn(600), 0);
    EXPECT_TRUE(notices_.empty());

@@ -47,7 +47,7 @@ class BusAddressTest : public testing::Test {
    Support::UdevDevices udev_;
 };
 
-TEST_F(BusAddressTest, aRecordedSataDiskHasTheIdOfItsScsiHost) {
+TEST_F(BusAddressTest, ReadsTheIdOfARecordedSataDiskFromItsScsiHost) {
    recorded("sda", "/devices/pci0000:00/0000:00:02.0/ata2/host1", "2");
    EXPECT_EQ(ata("sda"), "2");
    EXPECT_EQ(usb("sda"), "(none)");
@@ -56,39 +56,39 @@ TEST_F(BusAddressTest, aRecordedSataDiskHasTheIdOfItsScsiHost) {
    EXPECT_EQ(serial("sda"), "S2SATA00002");
 }
 
-TEST_F(BusAddressTest, theIdIsTheHostsOwnWhateverItsNumber) {
+TEST_F(BusAddressTest, ReadsTheIdOfTheHostWhateverItsNumber) {
    recorded("sdb", "/devices/pci0000:00/0000:00:02.0/ata1/host0", "41");
    EXPECT_EQ(ata("sdb"), "41");
    EXPECT_EQ(bus("sdb"), "sata 41");
 }
 
-TEST_F(BusAddressTest, aRecordedSataDiskWithoutTheHostsClassDeviceIsOnNoKnownBus) {
+TEST_F(BusAddressTest, AssignsNoKnownBusToASataDiskWithoutTheHostsClassDevice) {
    recorded("sda");
    EXPECT_EQ(ata("sda"), "(none)");
    EXPECT_EQ(bus("sda"), "other ");
 }
 
-TEST_F(BusAddressTest, aRecordedUsbDiskHasThePortOfItsInterface) {
+TEST_F(BusAddressTest, ReadsThePortOfARecordedUsbDiskFromItsInterface) {
    recorded("sdc");
    EXPECT_EQ(usb("sdc"), "2-2");
    EXPECT_EQ(nvme("sdc"), "(none)");
    EXPECT_EQ(bus("sdc"), "usb 2-2");
 }
 
-TEST_F(BusAddressTest, aRecordedUsbDiskBehindAHubHasTheWholeWayToIt) {
+TEST_F(BusAddressTest, ReadsTheWholePathToARecordedUsbDiskBehindAHub) {
    recorded("sdd");
    EXPECT_EQ(usb("sdd"), "1-1.2");
    EXPECT_EQ(bus("sdd"), "usb 1-1.2");
 }
 
-TEST_F(BusAddressTest, theUsbAddressEndsAtTheFirstOfTwoColons) {
+TEST_F(BusAddressTest, EndsTheUsbAddressAtTheFirstOfTwoColons) {
    auto disk = usbDisk("sda", "1-1", "S", "Flash", 1000);
    disk.usbPort = "1-1:9";
    unit_.add(disk);
    EXPECT_EQ(*StorageDevices::CDevsUtil::getUsbInterface(device("sda").get()), "1-1");
 }
 
-TEST_F(BusAddressTest, recordedNvmeDrivesHaveTheNamesOfTheirNamespaces) {
+TEST_F(BusAddressTest, NamesRecordedNvmeDrivesAfterTheirNamespaces) {
    recorded("nvme0n1");
    recorded("nvme1n1");
    EXPECT_EQ(ata("nvme0n1"), "(none)");
@@ -98,7 +98,7 @@ TEST_F(BusAddressTest, recordedNvmeDrivesHaveTheNamesOfTheirNamespaces) {
    EXPECT_EQ(serial("nvme1n1"), "NV0000002");
 }
 
-TEST_F(BusAddressTest, aRecordedCardHasNoAddressAndOnlyTheLongSerial) {
+TEST_F(BusAddressTest, FindsNoAddressAndOnlyTheLongSerialOfARecordedCard) {
    recorded("mmcblk0");
    EXPECT_EQ(ata("mmcblk0"), "(none)");
    EXPECT_EQ(usb("mmcblk0"), "(none)");
@@ -107,7 +107,7 @@ TEST_F(BusAddressTest, aRecordedCardHasNoAddressAndOnlyTheLongSerial) {
    EXPECT_EQ(serial("mmcblk0"), "0xdeadbeef");
 }
 
-TEST_F(BusAddressTest, theShortSerialComesBeforeTheLongOneAndNoneIsEmpty) {
+TEST_F(BusAddressTest, PrefersTheShortSerialAndLeavesAMissingOneEmpty) {
    auto both = sataDisk("sda", 1, "SHORT", "Kestrel", 1);
    auto longOnly = sataDisk("sdb", 2, "", "Kestrel", 1);
    longOnly.properties = {{"ID_SERIAL", "Kestrel_LONG"}, {"ID_SERIAL_SHORT", ""}};
@@ -120,7 +120,7 @@ TEST_F(BusAddressTest, theShortSerialComesBeforeTheLongOneAndNoneIsEmpty) {
    EXPECT_EQ(serial("sdc"), "");
 }
 
-TEST_F(BusAddressTest, anAtaDiskWithoutIdIsOnNoKnownBusEvenBelowUsb) {
+TEST_F(BusAddressTest, AssignsNoKnownBusToAnAtaDiskWithoutIdEvenBelowUsb) {
    auto noId = sataDisk("sda", 1, "A", "Kestrel", 1);
    noId.scsiHost = Disk::ScsiHost::withoutUniqueId;
    auto noHost = sataDisk("sdb", 2, "B", "Kestrel", 1);
@@ -136,7 +136,7 @@ TEST_F(BusAddressTest, anAtaDiskWithoutIdIsOnNoKnownBusEvenBelowUsb) {
    EXPECT_EQ(usb("sdc"), "1-1");
 }
 
-TEST_F(BusAddressTest, onlyTheWholeWordAtaMakesABusSata) {
+TEST_F(BusAddressTest, RequiresTheWholeWordAtaForASataBus) {
    for (auto const & [name, idBus] : std::map<std::string, std::string>{
             {"sda", "ATA"}, {"sdb", "ata "}, {"sdc", "sata"}, {"sdd", "scsi"}, {"sde", ""}}) {
       auto disk = sataDisk(name, scsiDiskIndex(name) + 1, name, "Kestrel", 1);
@@ -146,7 +146,7 @@ TEST_F(BusAddressTest, onlyTheWholeWordAtaMakesABusSata) {
    }
 }
 
-TEST_F(BusAddressTest, anAtaDiskBelowUsbWithAnIdIsSata) {
+TEST_F(BusAddressTest, ClassifiesAnAtaDiskBelowUsbWithAnIdAsSata) {
    auto bridge = usbDisk("sda", "1-1", "A", "Bridge", 1);
    bridge.properties["ID_BUS"] = "ata";
    bridge.uniqueId = "9";
@@ -154,7 +154,7 @@ TEST_F(BusAddressTest, anAtaDiskBelowUsbWithAnIdIsSata) {
    EXPECT_EQ(bus("sda"), "sata 9");
 }
 
-TEST_F(BusAddressTest, anNvmeAddressBeginsAtTheFirstNvmeOfTheNode) {
+TEST_F(BusAddressTest, StartsAnNvmeAddressAtTheFirstNvmeOfTheNode) {
    auto odd = otherDisk("xnvme3n1nvme", "virtual", 1);
    auto partOfUsb = usbDisk("nvme9n9", "1-1", "U", "Enclosure", 1);
    unit_.add(odd);
@@ -165,7 +165,7 @@ TEST_F(BusAddressTest, anNvmeAddressBeginsAtTheFirstNvmeOfTheNode) {
    EXPECT_EQ(bus("nvme9n9"), "usb 1-1");
 }
 
-TEST_F(BusAddressTest, anEmptyIdIsAnIdAllTheSame) {
+TEST_F(BusAddressTest, AcceptsAnEmptyIdAsAnId) {
    auto disk = sataDisk("sda", 1, "A", "Kestrel", 1);
    disk.uniqueId = "";
    unit_.add(disk);

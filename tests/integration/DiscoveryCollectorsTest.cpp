@@ -31,20 +31,20 @@ class DiscoveryCollectorsTest : public Support::DiscoveryTest {
    }
 };
 
-TEST_F(DiscoveryCollectorsTest, aUnitWithoutDisksIsReadyAfterTheScan) {
+TEST_F(DiscoveryCollectorsTest, IsReadyAfterTheScanWithoutDisks) {
    start();
    EXPECT_TRUE(isReady());
    EXPECT_EQ(traces_.texts(2).back(), " enumerating devices");
 }
 
-TEST_F(DiscoveryCollectorsTest, aUnitWhoseDisksNeedNoCollectorIsReadyAfterTheScan) {
+TEST_F(DiscoveryCollectorsTest, IsReadyAfterTheScanWhereNoDiskNeedsACollector) {
    unit_.add(usbDisk("sdb", "1-1", "0123ABCD", "Flash", 1000));
    start();
    EXPECT_TRUE(isReady());
    EXPECT_TRUE(has("0123ABCD"));
 }
 
-TEST_F(DiscoveryCollectorsTest, aUnitIsReadyOnlyWhenAllFixedDisksAreIdentified) {
+TEST_F(DiscoveryCollectorsTest, IsReadyOnlyWhenAllFixedDisksAreIdentified) {
    hdparmSays("Y");
    unit_.tools().hangsIs(Tool::nvmeList, "nvme0n1", true);
    addSsd();
@@ -59,7 +59,7 @@ TEST_F(DiscoveryCollectorsTest, aUnitIsReadyOnlyWhenAllFixedDisksAreIdentified) 
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryCollectorsTest, aChipThatIsIdentifiedAtOnceDoesNotAnnounceTheOthers) {
+TEST_F(DiscoveryCollectorsTest, IsNotReadyForAnEmmcDeviceThatIsIdentifiedAtOnce) {
    hdparmHangs();
    unit_.add(chip("mmcblk0", "aaa"));
    addSsd();
@@ -70,7 +70,7 @@ TEST_F(DiscoveryCollectorsTest, aChipThatIsIdentifiedAtOnceDoesNotAnnounceTheOth
    EXPECT_FALSE(isReady());
 }
 
-TEST_F(DiscoveryCollectorsTest, aRemovableDiskDoesNotAnnounceTheOthers) {
+TEST_F(DiscoveryCollectorsTest, IsNotReadyForARemovableDisk) {
    hdparmHangs();
    addSsd();
    start();
@@ -80,7 +80,7 @@ TEST_F(DiscoveryCollectorsTest, aRemovableDiskDoesNotAnnounceTheOthers) {
    EXPECT_FALSE(isReady());
 }
 
-TEST_F(DiscoveryCollectorsTest, readinessIsToldOnceAndStays) {
+TEST_F(DiscoveryCollectorsTest, PublishesReadinessOnceAndKeepsIt) {
    hdparmHangs();
    addSsd();
    start();
@@ -97,7 +97,7 @@ TEST_F(DiscoveryCollectorsTest, readinessIsToldOnceAndStays) {
    EXPECT_EQ(changes.count(), 1U);
 }
 
-TEST_F(DiscoveryCollectorsTest, aDiskPulledWhileItIsIdentifiedIsDroppedWithItsTool) {
+TEST_F(DiscoveryCollectorsTest, DropsADiskPulledWhileItIsIdentifiedWithItsTool) {
    hdparmHangs();
    addSsd();
    start();
@@ -113,7 +113,7 @@ TEST_F(DiscoveryCollectorsTest, aDiskPulledWhileItIsIdentifiedIsDroppedWithItsTo
    EXPECT_TRUE(nothingRuns());
 }
 
-TEST_F(DiscoveryCollectorsTest, aFurtherEventWhileADiskIsIdentifiedBeginsAnew) {
+TEST_F(DiscoveryCollectorsTest, RestartsTheCollectorAtAFurtherEventWhileADiskIsIdentified) {
    hdparmHangs();
    addSsd();
    start();
@@ -136,7 +136,7 @@ TEST_F(DiscoveryCollectorsTest, aFurtherEventWhileADiskIsIdentifiedBeginsAnew) {
    EXPECT_EQ(first->finalDisk(), nullptr);
 }
 
-TEST_F(DiscoveryCollectorsTest, theToolOfAReplacedCollectorIsEnded) {
+TEST_F(DiscoveryCollectorsTest, EndsTheToolOfAReplacedCollector) {
    hdparmHangs();
    addSsd();
    start();
@@ -147,7 +147,7 @@ TEST_F(DiscoveryCollectorsTest, theToolOfAReplacedCollectorIsEnded) {
    EXPECT_TRUE(nothingRuns());
 }
 
-TEST_F(DiscoveryCollectorsTest, aDiskThatStopsNeedingACollectorWhileItIsIdentifiedIsInserted) {
+TEST_F(DiscoveryCollectorsTest, InsertsADiskThatStopsNeedingACollectorWhileItIsIdentified) {
    hdparmHangs();
    addSsd();
    start();
@@ -160,7 +160,7 @@ TEST_F(DiscoveryCollectorsTest, aDiskThatStopsNeedingACollectorWhileItIsIdentifi
    EXPECT_TRUE(nothingRuns());
 }
 
-TEST_F(DiscoveryCollectorsTest, aCollectorThatIsNotDoneCannotBeCompleted) {
+TEST_F(DiscoveryCollectorsTest, RefusesToCompleteACollectorThatIsNotDone) {
    hdparmHangs();
    addSsd();
    start();
@@ -171,7 +171,7 @@ TEST_F(DiscoveryCollectorsTest, aCollectorThatIsNotDoneCannotBeCompleted) {
    EXPECT_FALSE(isReady());
 }
 
-TEST_F(DiscoveryCollectorsTest, aToolThatFailsLeavesTheDiskAsUdevKnowsIt) {
+TEST_F(DiscoveryCollectorsTest, KeepsUdevsValuesForADiskWhoseToolFails) {
    addSsd();
    startAndSettle();
    EXPECT_EQ(disk("X").mibType, 2);
@@ -182,7 +182,7 @@ TEST_F(DiscoveryCollectorsTest, aToolThatFailsLeavesTheDiskAsUdevKnowsIt) {
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryCollectorsTest, theEndOfDiscoveryWhileDisksAreIdentifiedLeavesNoChildAndNoDescriptor) {
+TEST_F(DiscoveryCollectorsTest, LeavesNoChildAndNoDescriptorWhenDroppedWhileDisksAreIdentified) {
    Host::turn(0);
    auto const before = Support::openDescriptors();
    hdparmHangs();
@@ -219,7 +219,7 @@ class Leaver {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(DiscoveryCollectorsTest, discoveryMayBeDroppedByAReactorToTheDiskItInserts) {
+TEST_F(DiscoveryCollectorsTest, AllowsAReactorToTheDiskItInsertsToDropIt) {
    hdparmSays("Y");
    addSsd();
    addDrive();

@@ -45,7 +45,7 @@ class DiscoveryEventsTest : public Support::DiscoveryTest {
    }
 };
 
-TEST_F(DiscoveryEventsTest, aPluggedDiskAppearsAndAPulledOneGoes) {
+TEST_F(DiscoveryEventsTest, AddsAPluggedDiskAndRemovesAPulledOne) {
    startAndSettle();
    EXPECT_TRUE(disks().empty());
    plugAndSettle(stick());
@@ -63,7 +63,7 @@ TEST_F(DiscoveryEventsTest, aPluggedDiskAppearsAndAPulledOneGoes) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(DiscoveryEventsTest, aRemovalThatTellsNoSerialIsIgnored) {
+TEST_F(DiscoveryEventsTest, IgnoresARemovalWithoutASerial) {
    startAndSettle();
    plugAndSettle(stick());
    for (char const * property : {"ID_SERIAL", "ID_SERIAL_SHORT"})
@@ -76,7 +76,7 @@ TEST_F(DiscoveryEventsTest, aRemovalThatTellsNoSerialIsIgnored) {
    EXPECT_EQ(serials(), (Serials{{"0123ABCD", "0123ABCD"}}));
 }
 
-TEST_F(DiscoveryEventsTest, eventsAreReadWithoutBlocking) {
+TEST_F(DiscoveryEventsTest, ReadsEventsWithoutBlocking) {
    auto const before = Support::openDescriptors();
    start();
    EXPECT_TRUE(sm_->socketFd()->nonBlocking());
@@ -90,7 +90,7 @@ TEST_F(DiscoveryEventsTest, eventsAreReadWithoutBlocking) {
    }
 }
 
-TEST_F(DiscoveryEventsTest, aZombieFollowsNeitherEventsNorCollectors) {
+TEST_F(DiscoveryEventsTest, FollowsNeitherEventsNorCollectorsAsAZombie) {
    unit_.tools().hangsIs(Tool::hdparm, "sda", true);
    unit_.add(ssd());
    start();
@@ -106,7 +106,7 @@ TEST_F(DiscoveryEventsTest, aZombieFollowsNeitherEventsNorCollectors) {
    EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 1U);
 }
 
-TEST_F(DiscoveryEventsTest, anIdentifiedDiskIsKnownByItsOwnSerialAndFoundByTheUdevSerialWhenItGoes) {
+TEST_F(DiscoveryEventsTest, NamesAnIdentifiedDiskByItsOwnSerialAndFindsItByTheUdevSerial) {
    hdparmSays("Y");
    unit_.add(ssd("X"));
    startAndSettle();
@@ -121,7 +121,7 @@ TEST_F(DiscoveryEventsTest, anIdentifiedDiskIsKnownByItsOwnSerialAndFoundByTheUd
    EXPECT_TRUE(serials().empty());
 }
 
-TEST_F(DiscoveryEventsTest, everyKindOfFixedDiskIsIdentified) {
+TEST_F(DiscoveryEventsTest, IdentifiesEveryKindOfFixedDisk) {
    hdparmSays("KS0001");
    unit_.tools().outputIs(Tool::nvmeList, "nvme0n1",
                           nvmeListDocument({{"nvme0n1", "Marlin 480", "MR7700", "M4.1", 480103981056}}));
@@ -139,7 +139,7 @@ TEST_F(DiscoveryEventsTest, everyKindOfFixedDiskIsIdentified) {
    EXPECT_EQ(runs, (std::vector<std::string>{"hdparm -I /dev/sda", "nvme list -o json /dev/nvme0n1"}));
 }
 
-TEST_F(DiscoveryEventsTest, aChangeWithoutDifferenceWritesNothing) {
+TEST_F(DiscoveryEventsTest, WritesNothingAtAChangeWithoutDifference) {
    hdparmSays("Y");
    unit_.add(ssd());
    unit_.add(stick());
@@ -152,7 +152,7 @@ TEST_F(DiscoveryEventsTest, aChangeWithoutDifferenceWritesNothing) {
    EXPECT_EQ(disks.count() + map.count(), 0U);
 }
 
-TEST_F(DiscoveryEventsTest, aChangeOfModelOrFirmwareAloneWritesNothing) {
+TEST_F(DiscoveryEventsTest, WritesNothingAtAChangeOfModelOrFirmwareAlone) {
    hdparmSays("Y");
    unit_.add(ssd());
    unit_.add(stick());
@@ -168,7 +168,7 @@ TEST_F(DiscoveryEventsTest, aChangeOfModelOrFirmwareAloneWritesNothing) {
    EXPECT_EQ(disk("0123ABCD").model, "Flash");
 }
 
-TEST_F(DiscoveryEventsTest, aChangeOfTheSizeReplacesTheRecordWithModelAndFirmware) {
+TEST_F(DiscoveryEventsTest, ReplacesTheRecordWithModelAndFirmwareAtAChangeOfTheSize) {
    unit_.add(stick());
    startAndSettle();
    ChangeRecorder const changes{devices_->disk};
@@ -181,7 +181,7 @@ TEST_F(DiscoveryEventsTest, aChangeOfTheSizeReplacesTheRecordWithModelAndFirmwar
    EXPECT_EQ(disk("0123ABCD").model, "Another");
 }
 
-TEST_F(DiscoveryEventsTest, aDiskThatComesBackElsewhereReplacesItsRecord) {
+TEST_F(DiscoveryEventsTest, ReplacesTheRecordOfADiskThatComesBackElsewhere) {
    unit_.add(stick("0123ABCD", "sdb", "1-1"));
    startAndSettle();
    unit_.vanish("sdb");
@@ -191,7 +191,7 @@ TEST_F(DiscoveryEventsTest, aDiskThatComesBackElsewhereReplacesItsRecord) {
    EXPECT_EQ(disk("0123ABCD").devAddress, "1-2");
 }
 
-TEST_F(DiscoveryEventsTest, aDiskWhoseIdentityCannotBeReadAnyMoreKeepsItsOldRecordBesideTheNew) {
+TEST_F(DiscoveryEventsTest, KeepsTheOldRecordBesideTheNewWhenAnIdentityCannotBeReadAnyMore) {
    hdparmSays("Y");
    unit_.add(ssd("X"));
    startAndSettle();
@@ -206,7 +206,7 @@ TEST_F(DiscoveryEventsTest, aDiskWhoseIdentityCannotBeReadAnyMoreKeepsItsOldReco
    EXPECT_EQ(disks(), (std::map<std::string, DiskFields>{{"Y", old}}));
 }
 
-TEST_F(DiscoveryEventsTest, aRemovalOfAnUnknownDiskOrOfNoneChangesNothing) {
+TEST_F(DiscoveryEventsTest, ChangesNothingAtTheRemovalOfAnUnknownDiskOrOfNone) {
    auto strange = otherDisk("vda", "virtual", 1);
    strange.serial = "strange";
    auto nameless = otherDisk("vdb", "virtual", 1);
@@ -222,7 +222,7 @@ TEST_F(DiscoveryEventsTest, aRemovalOfAnUnknownDiskOrOfNoneChangesNothing) {
    EXPECT_TRUE(has("0123ABCD"));
 }
 
-TEST_F(DiscoveryEventsTest, otherActionsAreIgnored) {
+TEST_F(DiscoveryEventsTest, IgnoresOtherActions) {
    unit_.add(stick());
    startAndSettle();
    ChangeRecorder const changes{devices_->disk};
@@ -236,7 +236,7 @@ TEST_F(DiscoveryEventsTest, otherActionsAreIgnored) {
    EXPECT_EQ(traces_.count(2, " received uevent with actionoffline"), 1);
 }
 
-TEST_F(DiscoveryEventsTest, disksOfAnEarlierRunGoAfterTheScanUnlessTheyAreStillThere) {
+TEST_F(DiscoveryEventsTest, RemovesDisksOfAnEarlierRunAfterTheScanUnlessTheyAreConnected) {
    DiskFields{.name = "gone"}.writeTo(*devices_);
    devices_->udevSerialToSerialMapIs("udev gone", "gone");
    devices_->udevSerialToSerialMapIs("recordless", "nothing");
@@ -249,7 +249,7 @@ TEST_F(DiscoveryEventsTest, disksOfAnEarlierRunGoAfterTheScanUnlessTheyAreStillT
    EXPECT_EQ(disk("0123ABCD").mountPoint, "/mnt/usb1");
 }
 
-TEST_F(DiscoveryEventsTest, aDiskOfAnEarlierRunStaysWhileItIsIdentifiedAnew) {
+TEST_F(DiscoveryEventsTest, KeepsADiskOfAnEarlierRunWhileItIsIdentifiedAgain) {
    DiskFields{.name = "Y"}.writeTo(*devices_);
    devices_->udevSerialToSerialMapIs("UDEV1", "Y");
    unit_.tools().hangsIs(Tool::hdparm, "sda", true);
@@ -259,7 +259,7 @@ TEST_F(DiscoveryEventsTest, aDiskOfAnEarlierRunStaysWhileItIsIdentifiedAnew) {
    EXPECT_EQ(serials(), (Serials{{"UDEV1", "Y"}}));
 }
 
-TEST_F(DiscoveryEventsTest, twoDisksOfOneSerialAreTracedAndTheLastStandsForBoth) {
+TEST_F(DiscoveryEventsTest, TracesTwoDisksOfOneSerialAndKeepsTheLast) {
    unit_.add(stick("SAME", "sdb", "1-1"));
    unit_.add(stick("SAME", "sdc", "1-2"));
    startAndSettle();
@@ -276,7 +276,7 @@ TEST_F(DiscoveryEventsTest, twoDisksOfOneSerialAreTracedAndTheLastStandsForBoth)
    EXPECT_TRUE(serials().empty());
 }
 
-TEST_F(DiscoveryEventsTest, twoDisksOfOneSerialThatAreIdentifiedAtATimeLeaveOneCollector) {
+TEST_F(DiscoveryEventsTest, LeavesOneCollectorForTwoDisksOfOneSerialIdentifiedAtATime) {
    unit_.add(ssd("SAME", "sda", 1));
    unit_.add(ssd("SAME", "sdb", 2));
    start();
@@ -288,7 +288,7 @@ TEST_F(DiscoveryEventsTest, twoDisksOfOneSerialThatAreIdentifiedAtATimeLeaveOneC
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryEventsTest, aStormOfEventsEndsInTheRightSet) {
+TEST_F(DiscoveryEventsTest, ReachesTheRightSetAfterAStormOfEvents) {
    constexpr std::array<char const *, 8> names{"sdb", "sdc", "sdd", "sde", "sdf", "sdg", "sdh", "sdi"};
    unsigned port = 1;
    for (char const * const name : names)
@@ -312,7 +312,7 @@ TEST_F(DiscoveryEventsTest, aStormOfEventsEndsInTheRightSet) {
    EXPECT_EQ(traces_.count(2, " uevent received."), 1000);
 }
 
-TEST_F(DiscoveryEventsTest, aStormOfPlugsAndPullsOfAFixedDiskEndsWithOneIdentity) {
+TEST_F(DiscoveryEventsTest, IdentifiesAFixedDiskOnceAfterAStormOfPlugsAndPulls) {
    hdparmSays("Y");
    unit_.add(ssd());
    startAndSettle();

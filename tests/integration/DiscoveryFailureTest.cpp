@@ -56,7 +56,7 @@ int overflownSocket() {
    return receiver;
 }
 
-TEST_F(DiscoveryFailureTest, anEventThatCannotBeReceivedIsTracedAndNothingElse) {
+TEST_F(DiscoveryFailureTest, TracesAnEventThatCannotBeReceivedAndNothingElse) {
    addStick("sdb", "1-1");
    startAndSettle();
    traces_.clear();
@@ -66,7 +66,7 @@ TEST_F(DiscoveryFailureTest, anEventThatCannotBeReceivedIsTracedAndNothingElse) 
    EXPECT_TRUE(has("sdb"));
 }
 
-TEST_F(DiscoveryFailureTest, lostEventsAreTracedAndEverythingIsLookedAtAgain) {
+TEST_F(DiscoveryFailureTest, TracesLostEventsAndRescansEverything) {
    int const overflown = overflownSocket();
    if (overflown < 0)
       GTEST_SKIP() << "this account may not join a netlink group, so no socket can lose messages";
@@ -91,7 +91,7 @@ TEST_F(DiscoveryFailureTest, lostEventsAreTracedAndEverythingIsLookedAtAgain) {
    EXPECT_EQ(serials().size(), 2U);
 }
 
-TEST_F(DiscoveryFailureTest, lostEventsEndTheCollectorsOfDisksThatAreGone) {
+TEST_F(DiscoveryFailureTest, EndsTheCollectorsOfRemovedDisksAfterLostEvents) {
    int const overflown = overflownSocket();
    if (overflown < 0)
       GTEST_SKIP() << "this account may not join a netlink group, so no socket can lose messages";
@@ -111,7 +111,7 @@ TEST_F(DiscoveryFailureTest, lostEventsEndTheCollectorsOfDisksThatAreGone) {
    EXPECT_FALSE(Support::hasChildren());
 }
 
-TEST_F(DiscoveryFailureTest, withoutAMonitorTheMachineStaysIdle) {
+TEST_F(DiscoveryFailureTest, StaysIdleWithoutAMonitor) {
    addStick("sdb", "1-1");
    {
       Support::DescriptorLimit const limit{0};
@@ -126,7 +126,7 @@ TEST_F(DiscoveryFailureTest, withoutAMonitorTheMachineStaysIdle) {
    EXPECT_EQ(unit_.listeners(), 0U);
 }
 
-TEST_F(DiscoveryFailureTest, withoutAScanThereAreNoEventsEither) {
+TEST_F(DiscoveryFailureTest, FollowsNoEventsWithoutAScan) {
    addStick("sdb", "1-1");
    {
       // Enough for the event socket alone.

@@ -17,7 +17,7 @@ class DiscoveryFilesTest : public Support::DiscoveryTest {
    static EtcBlockdevEntry entry(char const * pattern, char const * mount) { return {pattern, mount}; }
 };
 
-TEST_F(DiscoveryFilesTest, entriesAreReadInFileOrderWhateverTheLines) {
+TEST_F(DiscoveryFilesTest, ReadsEntriesInFileOrderWhateverTheLines) {
    unit_.etcFileIs("blockdev", "pci0/a.* flash pci1/b.*\n\n\tdrive\npci2 drive2");
    unit_.etcFileIs("multidrive", "one\ntwo three\n");
    unit_.etcFileIs("multidrive_src", " source other\n");
@@ -35,7 +35,7 @@ TEST_F(DiscoveryFilesTest, entriesAreReadInFileOrderWhateverTheLines) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(DiscoveryFilesTest, aWhiteboxEntryIsCutAndTraced) {
+TEST_F(DiscoveryFilesTest, CutsAndTracesAWhiteboxEntry) {
    unit_.blockdevIs({{"pci0/ata1/1.*$", "flash"}, {"pci0/ata1/host", "drive"}});
    start();
    EXPECT_EQ(sm_->etcBlockDev(),
@@ -45,14 +45,14 @@ TEST_F(DiscoveryFilesTest, aWhiteboxEntryIsCutAndTraced) {
                     " /etc/blockdev entry: pci0/ata1/host drive", " enumerating devices"}));
 }
 
-TEST_F(DiscoveryFilesTest, theLastOfAnOddNumberOfWordsIsDroppedWithoutAnError) {
+TEST_F(DiscoveryFilesTest, DropsTheLastOfAnOddNumberOfWordsWithoutAnError) {
    unit_.etcFileIs("blockdev", "pci0 flash pci1\n");
    start();
    EXPECT_EQ(sm_->etcBlockDev(), std::vector<EtcBlockdevEntry>{entry("pci0", "flash")});
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(DiscoveryFilesTest, aMissingBlockdevIsTracedAndNoDevicePasses) {
+TEST_F(DiscoveryFilesTest, TracesAMissingBlockdevAndPassesNoDevice) {
    unit_.add(usbDisk("sda", "1-1", "0123ABCD", "Flash", 1000));
    startAndSettle();
    EXPECT_EQ(traces_.errors(), Texts{" could not open /etc/blockdev"});
@@ -61,7 +61,7 @@ TEST_F(DiscoveryFilesTest, aMissingBlockdevIsTracedAndNoDevicePasses) {
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryFilesTest, missingMultidriveFilesAreNoErrorAndNoDriveIsInactive) {
+TEST_F(DiscoveryFilesTest, AcceptsMissingMultidriveFilesAndTreatsNoDriveAsInactive) {
    unit_.blockdevIs({{".*", "usb1"}});
    unit_.add(usbDisk("sda", "1-1", "0123ABCD", "Flash", 1000));
    startAndSettle();
@@ -71,7 +71,7 @@ TEST_F(DiscoveryFilesTest, missingMultidriveFilesAreNoErrorAndNoDriveIsInactive)
    EXPECT_TRUE(has("0123ABCD"));
 }
 
-TEST_F(DiscoveryFilesTest, emptyFilesAreNoError) {
+TEST_F(DiscoveryFilesTest, AcceptsEmptyFiles) {
    for (char const * const name : {"blockdev", "multidrive", "multidrive_src"})
       unit_.etcFileIs(name, "");
    start();
@@ -80,7 +80,7 @@ TEST_F(DiscoveryFilesTest, emptyFilesAreNoError) {
    EXPECT_FALSE(sm_->multidriveSrc().has_value());
 }
 
-TEST_F(DiscoveryFilesTest, filesThatCannotBeReadAreTracedInOrderAndDiscoveryGoesOn) {
+TEST_F(DiscoveryFilesTest, TracesUnreadableFilesInOrderAndContinues) {
    for (char const * const name : {"multidrive_src", "multidrive", "blockdev"})
       unreadableIs(name);
    start();
@@ -90,7 +90,7 @@ TEST_F(DiscoveryFilesTest, filesThatCannotBeReadAreTracedInOrderAndDiscoveryGoes
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryFilesTest, fifosAndDevicesInTheirPlaceStallNobody) {
+TEST_F(DiscoveryFilesTest, StallsOnNoFifoOrDeviceInTheirPlace) {
    ASSERT_EQ(mkfifo((unit_.etcFolder() / "blockdev").c_str(), 0600), 0);
    ASSERT_EQ(mkfifo((unit_.etcFolder() / "multidrive").c_str(), 0600), 0);
    std::filesystem::create_symlink("/dev/zero", unit_.etcFolder() / "multidrive_src");
@@ -101,14 +101,14 @@ TEST_F(DiscoveryFilesTest, fifosAndDevicesInTheirPlaceStallNobody) {
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryFilesTest, linksToRegularFilesAreRead) {
+TEST_F(DiscoveryFilesTest, ReadsLinksToRegularFiles) {
    unit_.etcFileIs("elsewhere", "pci0 flash");
    std::filesystem::create_symlink("elsewhere", unit_.etcFolder() / "blockdev");
    start();
    EXPECT_EQ(sm_->etcBlockDev(), std::vector<EtcBlockdevEntry>{entry("pci0", "flash")});
 }
 
-TEST_F(DiscoveryFilesTest, whatStandsBeforeAReadErrorIsKept) {
+TEST_F(DiscoveryFilesTest, KeepsEntriesBeforeAReadError) {
    unit_.etcFileIs("blockdev", "pci0 flash " + std::string(5000, 'x') + " drive");
    unit_.etcFileIs("multidrive", "one " + std::string(5000, 'x'));
    start();
@@ -118,7 +118,7 @@ TEST_F(DiscoveryFilesTest, whatStandsBeforeAReadErrorIsKept) {
              (Texts{" error while reading /etc/blockdev", " error while reading /etc/multidrive"}));
 }
 
-TEST_F(DiscoveryFilesTest, aPatternThatIsNoneIsReadAndMatchesNothing) {
+TEST_F(DiscoveryFilesTest, ReadsAnInvalidPatternAndMatchesNothingWithIt) {
    unit_.blockdevIs({{"[", "flash"}, {".*", "usb1"}});
    unit_.multidriveIs({"\\("});
    unit_.add(usbDisk("sda", "1-1", "0123ABCD", "Flash", 1000));

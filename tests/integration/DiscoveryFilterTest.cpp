@@ -22,7 +22,7 @@ class DiscoveryFilterTest : public Support::DiscoveryTest {
    void everythingIsMountedAt(char const * mount) { unit_.blockdevIs({{".*", mount}}); }
 };
 
-TEST_F(DiscoveryFilterTest, aRemovableDiskIsInsertedAtOnceAsUdevKnowsIt) {
+TEST_F(DiscoveryFilterTest, InsertsARemovableDiskAtOnceWithUdevsValues) {
    unit_.blockdevIs({{".*/usb1/", "usb1"}});
    unit_.add(usbDisk("sda", "1-1.2", "0123ABCD", "Flash Drive", 31250000));
    start();
@@ -42,7 +42,7 @@ TEST_F(DiscoveryFilterTest, aRemovableDiskIsInsertedAtOnceAsUdevKnowsIt) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(DiscoveryFilterTest, aDeviceWithoutSerialNodeOrEitherIsIgnored) {
+TEST_F(DiscoveryFilterTest, IgnoresADeviceWithoutSerialNodeOrBoth) {
    everythingIsMountedAt("usb1");
    auto noSerial = plainDisk("vda");
    noSerial.absent = {"ID_SERIAL", "ID_SERIAL_SHORT"};
@@ -63,7 +63,7 @@ TEST_F(DiscoveryFilterTest, aDeviceWithoutSerialNodeOrEitherIsIgnored) {
       EXPECT_FALSE(text.starts_with(" processing addition")) << text;
 }
 
-TEST_F(DiscoveryFilterTest, aDeviceOfNoEntryNeverAppears) {
+TEST_F(DiscoveryFilterTest, IgnoresADeviceOfNoEntry) {
    unit_.blockdevIs({{".*/usb1/", "usb1"}, {"usb9", "flash"}});
    unit_.add(plainDisk("vda"));
    startAndSettle();
@@ -78,14 +78,14 @@ TEST_F(DiscoveryFilterTest, aDeviceOfNoEntryNeverAppears) {
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(DiscoveryFilterTest, theFirstMatchingEntryInFileOrderWins) {
+TEST_F(DiscoveryFilterTest, UsesTheFirstMatchingEntryInFileOrder) {
    unit_.blockdevIs({{"nothing", "a"}, {"virtual/b", "usb2"}, {"virtual", "usb3"}, {".*", "usb4"}});
    unit_.add(plainDisk("vda"));
    startAndSettle();
    EXPECT_EQ(disk("serial of vda").mountPoint, "/mnt/usb2");
 }
 
-TEST_F(DiscoveryFilterTest, aPatternIsMatchedFromTheBeginningOfThePathBelowSysDevices) {
+TEST_F(DiscoveryFilterTest, MatchesAPatternFromTheBeginningOfThePathBelowSysDevices) {
    unit_.blockdevIs({{"/sys/devices/virtual", "wrong1"},
                      {"/virtual", "wrong2"},
                      {"block/vda", "wrong3"},
@@ -95,7 +95,7 @@ TEST_F(DiscoveryFilterTest, aPatternIsMatchedFromTheBeginningOfThePathBelowSysDe
    EXPECT_EQ(disk("serial of vda").mountPoint, "/mnt/usb1");
 }
 
-TEST_F(DiscoveryFilterTest, theUnitsOwnMountsAndTheExpectedOnesAreFixed) {
+TEST_F(DiscoveryFilterTest, TreatsTheUnitsOwnMountsAndTheExpectedOnesAsFixed) {
    std::vector<std::pair<std::string, std::string>> entries;
    std::map<std::string, bool> const removable{{"flash", false},   {"drive", false}, {"drive2", false},
                                                {"drive3", true},   {"usb1", true},   {"Flash", true},
@@ -115,7 +115,7 @@ TEST_F(DiscoveryFilterTest, theUnitsOwnMountsAndTheExpectedOnesAreFixed) {
    }
 }
 
-TEST_F(DiscoveryFilterTest, theModelIsIdNameAndOnlyWithoutItIdModel) {
+TEST_F(DiscoveryFilterTest, ReadsTheModelFromIdNameAndOnlyWithoutItFromIdModel) {
    everythingIsMountedAt("usb1");
    auto both = plainDisk("vda");
    both.properties = {{"ID_NAME", "Name"}, {"ID_MODEL", "Model"}, {"ID_REVISION", "R 1"}};
@@ -131,7 +131,7 @@ TEST_F(DiscoveryFilterTest, theModelIsIdNameAndOnlyWithoutItIdModel) {
    EXPECT_EQ(disk("serial of vdc").firmwareRevision, "");
 }
 
-TEST_F(DiscoveryFilterTest, theSizeIsInGigabytesAnd0WhenItCannotBeRead) {
+TEST_F(DiscoveryFilterTest, ReadsTheSizeInGigabytesAndZeroWhenItCannotBeRead) {
    everythingIsMountedAt("usb1");
    std::map<std::string, std::pair<std::string, unsigned>> const sizes{
        {"vda", {"3907029168", 2000}},     {"vdb", {"", 0}},         {"vdc", {"many", 0}},
@@ -151,7 +151,7 @@ TEST_F(DiscoveryFilterTest, theSizeIsInGigabytesAnd0WhenItCannotBeRead) {
    EXPECT_EQ(disk("serial of vdz").sizeGb, 0U);
 }
 
-TEST_F(DiscoveryFilterTest, aMultidriveIsInactiveUnlessItIsTheSource) {
+TEST_F(DiscoveryFilterTest, TreatsAMultidriveAsInactiveUnlessItIsTheSource) {
    everythingIsMountedAt("usb1");
    unit_.multidriveIs({"place1/", ".*/vdb"});
    unit_.multidriveSrcIs("place2/");
@@ -165,7 +165,7 @@ TEST_F(DiscoveryFilterTest, aMultidriveIsInactiveUnlessItIsTheSource) {
    EXPECT_EQ(traces_.count(2, " is an inactive multidrive; skipping"), 1);
 }
 
-TEST_F(DiscoveryFilterTest, withoutASourceEveryMultidriveIsInactive) {
+TEST_F(DiscoveryFilterTest, TreatsEveryMultidriveAsInactiveWithoutASource) {
    everythingIsMountedAt("usb1");
    unit_.multidriveIs({"place1/", "place2/"});
    unit_.add(plainDisk("vda", "place1"));
@@ -175,7 +175,7 @@ TEST_F(DiscoveryFilterTest, withoutASourceEveryMultidriveIsInactive) {
    EXPECT_EQ(traces_.count(2, " is an inactive multidrive; skipping"), 2);
 }
 
-TEST_F(DiscoveryFilterTest, whetherAPathIsInactiveIsAskedOfItsPatternsAlone) {
+TEST_F(DiscoveryFilterTest, ChecksWhetherAPathIsInactiveByItsPatternsAlone) {
    everythingIsMountedAt("usb1");
    unit_.multidriveIs({"place1/", "place2/"});
    unit_.multidriveSrcIs("place2/");
@@ -189,7 +189,7 @@ TEST_F(DiscoveryFilterTest, whetherAPathIsInactiveIsAskedOfItsPatternsAlone) {
    EXPECT_EQ(folder.content("runs").size() / 4, 2U + 1U + 3U);
 }
 
-TEST_F(DiscoveryFilterTest, anInactiveDriveIsSkippedBeforeItsEntryIsLookedFor) {
+TEST_F(DiscoveryFilterTest, SkipsAnInactiveDriveBeforeItSearchesItsEntry) {
    unit_.multidriveIs({".*"});
    unit_.add(plainDisk("vda"));
    startAndSettle();
@@ -197,7 +197,7 @@ TEST_F(DiscoveryFilterTest, anInactiveDriveIsSkippedBeforeItsEntryIsLookedFor) {
    EXPECT_EQ(traces_.count(2, " strange device /dev/vda doesn't have an /etc/blockdev entry; skipping"), 0);
 }
 
-TEST_F(DiscoveryFilterTest, aLoopDeviceIsNeverConsidered) {
+TEST_F(DiscoveryFilterTest, IgnoresALoopDevice) {
    everythingIsMountedAt("flash");
    unit_.add(plainDisk("loop0"));
    unit_.add(plainDisk("loopy"));
@@ -211,7 +211,7 @@ TEST_F(DiscoveryFilterTest, aLoopDeviceIsNeverConsidered) {
    EXPECT_EQ(traces_.count(2, " processing addition for /dev/loop0"), 0);
 }
 
-TEST_F(DiscoveryFilterTest, onlyDevicesWithATypeAreFollowedAndNoLoopDevices) {
+TEST_F(DiscoveryFilterTest, FollowsOnlyDevicesWithATypeAndNoLoopDevices) {
    Support::UdevDevices const udev;
    auto const isFollowed = [&](std::string const & name) {
       return StorageDevices::isFollowed(udev.device(unit_.sysPath(name)).get());
@@ -226,7 +226,7 @@ TEST_F(DiscoveryFilterTest, onlyDevicesWithATypeAreFollowedAndNoLoopDevices) {
    EXPECT_TRUE(isFollowed("xloop"));
 }
 
-TEST_F(DiscoveryFilterTest, anEventOfADeviceWithoutATypeDoesNotPassUdevsOwnFilter) {
+TEST_F(DiscoveryFilterTest, StopsAnEventOfADeviceWithoutATypeAtUdevsOwnFilter) {
    everythingIsMountedAt("usb1");
    auto noType = plainDisk("vdb");
    noType.absent = {"DEVTYPE"};
@@ -238,7 +238,7 @@ TEST_F(DiscoveryFilterTest, anEventOfADeviceWithoutATypeDoesNotPassUdevsOwnFilte
    EXPECT_TRUE(disks().empty());
 }
 
-TEST_F(DiscoveryFilterTest, aNodeInASubfolderIsOfNoKnownKind) {
+TEST_F(DiscoveryFilterTest, ClassifiesANodeInASubfolderAsNoKnownKind) {
    unit_.blockdevIs({{".*", "drive"}});
    auto disk = sataDisk("sda", 1, "X", "Kestrel", 1953125);
    disk.properties["DEVNAME"] = "/dev/mapper/sda";
@@ -249,7 +249,7 @@ TEST_F(DiscoveryFilterTest, aNodeInASubfolderIsOfNoKnownKind) {
    EXPECT_EQ(disks().at("X").mibType, 0);
 }
 
-TEST_F(DiscoveryFilterTest, aPartitionIsNoDisk) {
+TEST_F(DiscoveryFilterTest, DoesNotTakeAPartitionForADisk) {
    everythingIsMountedAt("usb1");
    auto partition = plainDisk("vda1");
    partition.properties["DEVTYPE"] = "partition";
@@ -273,7 +273,7 @@ struct Choice {
 
 class CollectorChoiceTest : public DiscoveryFilterTest, public testing::WithParamInterface<Choice> {};
 
-TEST_P(CollectorChoiceTest, dependsOnTheNameAndOnWhatItsQueueSays) {
+TEST_P(CollectorChoiceTest, DependsOnTheNameAndTheQueueOfTheDevice) {
    everythingIsMountedAt("drive");
    auto disk = plainDisk(GetParam().name);
    disk.rotational = GetParam().rotational;

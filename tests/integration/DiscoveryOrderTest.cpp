@@ -48,7 +48,7 @@ class DiscoveryOrderTest : public Support::DiscoveryTest {
    Vorn::NotifieeConst readinessReactor_;
 };
 
-TEST_F(DiscoveryOrderTest, aDisksEntryInTheMapComesAndGoesBeforeTheDisk) {
+TEST_F(DiscoveryOrderTest, WritesAndDeletesADisksMapEntryBeforeTheDisk) {
    startAndSettle();
    record();
    unit_.plug(stick());
@@ -60,7 +60,7 @@ TEST_F(DiscoveryOrderTest, aDisksEntryInTheMapComesAndGoesBeforeTheDisk) {
    EXPECT_EQ(order_, (Texts{"entry deleted", "disk deleted"}));
 }
 
-TEST_F(DiscoveryOrderTest, theUnitIsReadyBeforeThePulledDiskIsDeleted) {
+TEST_F(DiscoveryOrderTest, IsReadyBeforeThePulledDiskIsDeleted) {
    // Known from before a restart, and identified again.
    devices_->udevSerialToSerialMapIs("UDEV1", "SN1");
    devices_->diskIs("SN1", 2, "/dev/sda", "/mnt/drive", "Kestrel", "1", false, 1, "1", 240);

@@ -31,7 +31,7 @@ class ExaminationTest : public testing::Test {
    Support::TraceRecorder traces_{{"StorageExamination", 0}};
 };
 
-TEST_F(ExaminationTest, tellsOfEveryDeviceWhatDiscoveryWouldMakeOfItAndRunsNoTool) {
+TEST_F(ExaminationTest, ShowsTheClassificationOfEveryDeviceAndRunsNoTool) {
    unit_.blockdevIs(
        {{".*/ata", "drive"}, {".*/nvme", "drive2"}, {".*/mmc_host", "flash"}, {".*/usb1", "usb1"}});
    unit_.multidriveIs({".*/ata2"});
@@ -60,14 +60,14 @@ TEST_F(ExaminationTest, tellsOfEveryDeviceWhatDiscoveryWouldMakeOfItAndRunsNoToo
    EXPECT_TRUE(unit_.tools().runs().empty());
 }
 
-TEST_F(ExaminationTest, tellsWhatPatternsAreMatchedAgainst) {
+TEST_F(ExaminationTest, ShowsThePathsThatPatternsAreMatchedAgainst) {
    unit_.add(nvmeDrive("nvme0n1", "N", "Marlin", 1000));
    auto const examination = examineDevices(fruConfig_);
    ASSERT_EQ(examination.devices.size(), 1U);
    EXPECT_EQ("/sys/devices/" + examination.devices[0].sysPath, unit_.sysPath("nvme0n1"));
 }
 
-TEST_F(ExaminationTest, tellsWhetherBlockdevCanBeReadAndHowManyEntriesItHas) {
+TEST_F(ExaminationTest, ShowsWhetherBlockdevCanBeReadAndItsNumberOfEntries) {
    auto const without = examineDevices(fruConfig_);
    EXPECT_FALSE(without.blockdevReadable);
    EXPECT_EQ(without.blockdevEntries, 0U);
@@ -79,7 +79,7 @@ TEST_F(ExaminationTest, tellsWhetherBlockdevCanBeReadAndHowManyEntriesItHas) {
    EXPECT_EQ(with.blockdevEntries, 2U);
 }
 
-TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
+TEST_F(ExaminationTest, NamesADeviceWithoutNodeAsTheKernelDoes) {
    auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
    disk.absent = {"DEVNAME"};
    unit_.add(disk);
@@ -89,7 +89,7 @@ TEST_F(ExaminationTest, aDeviceWithoutNodeIsNamedAsTheKernelDoes) {
    EXPECT_EQ(devices.begin()->second, "skipped: udev has no device node for it");
 }
 
-TEST_F(ExaminationTest, withoutAScanItSaysSo) {
+TEST_F(ExaminationTest, ReportsAMissingScan) {
    Support::DescriptorLimit const limit{0};
    auto const examination = examineDevices(fruConfig_);
    EXPECT_FALSE(examination.udevAvailable);

@@ -35,7 +35,7 @@ class FileSystemsTest : public testing::Test {
    std::optional<FileSystems> fileSystems{std::in_place, folder.path() / "root"};
 };
 
-TEST_F(FileSystemsTest, AreSeenAsMountedWithDeviceAndBlockSize) {
+TEST_F(FileSystemsTest, ShowsMountsWithDeviceAndBlockSize) {
    EXPECT_EQ(seenAt("/mnt/flash"), "nothing");
    fileSystems->mountIs("flash", "sda1");
    fileSystems->mountIs("drive", "nvme0n1p1", FileSystems::Access::readOnly);
@@ -49,7 +49,7 @@ TEST_F(FileSystemsTest, AreSeenAsMountedWithDeviceAndBlockSize) {
    EXPECT_EQ(seenAt("/mnt/drive"), "/dev/sda2 4096");
 }
 
-TEST_F(FileSystemsTest, TakeFilesAndLeaveNothingBehind) {
+TEST_F(FileSystemsTest, AcceptsFilesAndLeavesNothingBehind) {
    fileSystems->mountIs("flash", "sda1");
    auto const place = fs::canonical(fileSystems->root() / "mnt/flash");
    int const flags = O_WRONLY | O_CREAT | O_CLOEXEC | (fileSystems->takeDirectIo() ? O_DIRECT : 0);
@@ -60,7 +60,7 @@ TEST_F(FileSystemsTest, TakeFilesAndLeaveNothingBehind) {
    EXPECT_FALSE(fs::exists(place.parent_path()));
 }
 
-TEST_F(FileSystemsTest, WhatIsSaidOfThemIsOneLinePerStep) {
+TEST_F(FileSystemsTest, WritesOneLinePerInjectedStep) {
    EXPECT_EQ(folder.content("root/io-results"), "");
    fileSystems->usedPercentIs("drive", 90);
    fileSystems->writeErrorIs("flash", EIO);
@@ -71,7 +71,7 @@ TEST_F(FileSystemsTest, WhatIsSaidOfThemIsOneLinePerStep) {
    EXPECT_EQ(folder.content("root/io-results"), "");
 }
 
-TEST(SimulatedUnitsFileSystemsTest, AreInItsEnvironmentOnceTheyAreUsed) {
+TEST(SimulatedUnitsFileSystemsTest, AppearsInTheEnvironmentOnceUsed) {
    Agent::Simulation::SimulatedUnit unit;
    EXPECT_FALSE(unit.environment().contains("STORAGEDEVICES_SIMULATED_ROOT"));
    auto const root = unit.fileSystems().root();

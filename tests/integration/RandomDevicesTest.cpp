@@ -57,7 +57,7 @@ class RandomDevicesTest : public Support::DiscoveryTest, public testing::WithPar
    }
 };
 
-TEST_P(RandomDevicesTest, areReadAsTheRulesSay) {
+TEST_P(RandomDevicesTest, ClassifiesRandomDevicesByTheRules) {
    Generator random{GetParam()};
    Rules const rules = random.rules();
    Reading const reading{rules};

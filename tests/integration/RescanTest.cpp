@@ -69,7 +69,7 @@ class RescanTest : public Support::DiscoveryTest {
    Pelm::Ptr<StorageDevices::DeviceDetectionSm> detection_;
 };
 
-TEST_F(RescanTest, aRemovalWithoutASerialIsCountedAndNothingElse) {
+TEST_F(RescanTest, OnlyCountsARemovalWithoutASerial) {
    unit_.add(stick());
    startAndSettle();
    ChangeRecorder const counts{sm_->anonymousRemovalCount};
@@ -80,7 +80,7 @@ TEST_F(RescanTest, aRemovalWithoutASerialIsCountedAndNothingElse) {
    EXPECT_TRUE(has("STICK"));
 }
 
-TEST_F(RescanTest, aRemovalWithASerialIsNotCounted) {
+TEST_F(RescanTest, DoesNotCountARemovalWithASerial) {
    unit_.add(stick());
    startAndSettle();
    unit_.unplug("sdb");
@@ -88,7 +88,7 @@ TEST_F(RescanTest, aRemovalWithASerialIsNotCounted) {
    EXPECT_EQ(sm_->anonymousRemovalCount(), 0U);
 }
 
-TEST_F(RescanTest, aFixedDiskThatIsGoneIsDeletedAndToldOnce) {
+TEST_F(RescanTest, DeletesAFixedDiskThatIsGoneAndLogsItOnce) {
    unit_.add(ssd());
    startAndSettle();
    detect();
@@ -103,7 +103,7 @@ TEST_F(RescanTest, aFixedDiskThatIsGoneIsDeletedAndToldOnce) {
    EXPECT_EQ(unit_.tools().runs().size(), 1U);
 }
 
-TEST_F(RescanTest, aRemovableDiskThatIsGoneIsDeletedWithoutAMessage) {
+TEST_F(RescanTest, DeletesARemovableDiskThatIsGoneWithoutAMessage) {
    unit_.add(stick());
    startAndSettle();
    detect();
@@ -114,7 +114,7 @@ TEST_F(RescanTest, aRemovableDiskThatIsGoneIsDeletedWithoutAMessage) {
    EXPECT_TRUE(logs_.texts().empty());
 }
 
-TEST_F(RescanTest, aDiskThatIsGoneWhileItIsIdentifiedIsDroppedWithItsTool) {
+TEST_F(RescanTest, DropsADiskThatIsGoneWhileItIsIdentifiedWithItsTool) {
    unit_.tools().hangsIs(Tool::hdparm, "sda", true);
    unit_.add(ssd());
    start();
@@ -130,7 +130,7 @@ TEST_F(RescanTest, aDiskThatIsGoneWhileItIsIdentifiedIsDroppedWithItsTool) {
    EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
 }
 
-TEST_F(RescanTest, twoDisksThatGoInARowAreBothDeleted) {
+TEST_F(RescanTest, DeletesTwoDisksThatGoInARow) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
@@ -144,7 +144,7 @@ TEST_F(RescanTest, twoDisksThatGoInARowAreBothDeleted) {
    EXPECT_EQ(logs_.texts().size(), 1U);
 }
 
-TEST_F(RescanTest, withoutAChangeItRunsNothingAndWritesNothing) {
+TEST_F(RescanTest, RunsAndWritesNothingWithoutAChange) {
    auto strange = otherDisk("vda", "virtual", 1);
    strange.serial = "strange";
    unit_.multidriveIs({".*/ata2/"});
@@ -168,7 +168,7 @@ TEST_F(RescanTest, withoutAChangeItRunsNothingAndWritesNothing) {
    EXPECT_TRUE(traces_.errors().empty());
 }
 
-TEST_F(RescanTest, anUnseenDiskIsFoundByTheRulesOfEveryNewOne) {
+TEST_F(RescanTest, FindsAnUnseenDiskByTheRulesOfEveryNewOne) {
    startAndSettle();
    unit_.add(ssd());
    unit_.add(stick());
@@ -183,7 +183,7 @@ TEST_F(RescanTest, anUnseenDiskIsFoundByTheRulesOfEveryNewOne) {
    EXPECT_EQ(exprRuns(), 1U + 3U + 3U);
 }
 
-TEST_F(RescanTest, aDiskThatChangedUnseenIsReadAgain) {
+TEST_F(RescanTest, ReadsADiskThatChangedUnseenAgain) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
@@ -194,7 +194,7 @@ TEST_F(RescanTest, aDiskThatChangedUnseenIsReadAgain) {
    EXPECT_EQ(unit_.tools().runs().size(), 2U) << "a changed fixed disk is identified anew";
 }
 
-TEST_F(RescanTest, anotherDiskInThePlaceOfOneThatWentUnseenReplacesIt) {
+TEST_F(RescanTest, ReplacesADiskThatWentUnseenByTheOneInItsPlace) {
    unit_.add(stick("OLD"));
    startAndSettle();
    unit_.vanish("sdb");
@@ -204,7 +204,7 @@ TEST_F(RescanTest, anotherDiskInThePlaceOfOneThatWentUnseenReplacesIt) {
    EXPECT_EQ(disks().size(), 1U);
 }
 
-TEST_F(RescanTest, aRunningCollectorIsNotRestarted) {
+TEST_F(RescanTest, DoesNotRestartARunningCollector) {
    unit_.tools().hangsIs(Tool::hdparm, "sda", true);
    unit_.add(ssd());
    start();
@@ -217,7 +217,7 @@ TEST_F(RescanTest, aRunningCollectorIsNotRestarted) {
    EXPECT_FALSE(isReady());
 }
 
-TEST_F(RescanTest, aDiskWhoseSerialUdevHasForgottenStaysWhileItIsThere) {
+TEST_F(RescanTest, KeepsAConnectedDiskWhoseSerialUdevHasForgotten) {
    unit_.add(ssd());
    startAndSettle();
    detect();
@@ -233,7 +233,7 @@ TEST_F(RescanTest, aDiskWhoseSerialUdevHasForgottenStaysWhileItIsThere) {
    EXPECT_EQ(logs_.texts().size(), 1U);
 }
 
-TEST_F(RescanTest, theRecordUnderAFormerNameStaysWhileTheDiskIsThereAndGoesWithIt) {
+TEST_F(RescanTest, KeepsTheRecordUnderAFormerNameWhileTheDiskIsConnected) {
    knownByTwoNames();
    rescanAndSettle();
    EXPECT_TRUE(has("X") && has("Y"));
@@ -244,7 +244,7 @@ TEST_F(RescanTest, theRecordUnderAFormerNameStaysWhileTheDiskIsThereAndGoesWithI
    EXPECT_EQ(logs_.texts().size(), 2U);
 }
 
-TEST_F(RescanTest, theRecordUnderAFormerNameGoesAfterARemovalThatNamesTheDisk) {
+TEST_F(RescanTest, DeletesTheRecordUnderAFormerNameAfterARemovalThatNamesTheDisk) {
    knownByTwoNames();
    unit_.unplug("sda");
    settle();
@@ -256,7 +256,7 @@ TEST_F(RescanTest, theRecordUnderAFormerNameGoesAfterARemovalThatNamesTheDisk) {
    EXPECT_EQ(logs_.texts().size(), 2U);
 }
 
-TEST_F(RescanTest, aFormerNameThatIsAnotherDisksNowStays) {
+TEST_F(RescanTest, KeepsAFormerNameThatIsAnotherDisksNow) {
    knownByTwoNames();
    unit_.unplug("sda");
    settle();
@@ -268,7 +268,7 @@ TEST_F(RescanTest, aFormerNameThatIsAnotherDisksNowStays) {
    EXPECT_TRUE(has("Y"));
 }
 
-TEST_F(RescanTest, aDiskThatIsKnownByItsFormerNameAgainKeepsIt) {
+TEST_F(RescanTest, KeepsADiskThatIsKnownByItsFormerNameAgain) {
    unit_.add(ssd());
    startAndSettle();
    for (char const * const serial : {"Z", "Y"}) {
@@ -283,7 +283,7 @@ TEST_F(RescanTest, aDiskThatIsKnownByItsFormerNameAgainKeepsIt) {
    EXPECT_EQ(disks().size(), 1U);
 }
 
-TEST_F(RescanTest, theOneLeftOfTwoDisksOfOneSerialStandsForItself) {
+TEST_F(RescanTest, KeepsTheRemainingOneOfTwoDisksOfOneSerial) {
    unit_.add(stick("SAME", "sdb", "1-1"));
    unit_.add(stick("SAME", "sdc", "1-2"));
    startAndSettle();
@@ -311,7 +311,7 @@ class Rescanner {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(RescanTest, duringAScanItIsDoneOnceAfterIt) {
+TEST_F(RescanTest, RunsOnceAfterAScanWhenRequestedDuringIt) {
    startAndSettle();
    for (char const * const name : {"sdb", "sdc", "sdd"})
       unit_.add(stick(name, name, (std::string{"1-"} + name[2]).c_str()));
@@ -330,7 +330,7 @@ TEST_F(RescanTest, duringAScanItIsDoneOnceAfterIt) {
    EXPECT_TRUE(isReady());
 }
 
-TEST_F(RescanTest, discoveryMayBeDroppedByAReactorToWhatItFinds) {
+TEST_F(RescanTest, AllowsAReactorToTheDiskItFindsToDropIt) {
    startAndSettle();
    unit_.add(stick());
    unit_.add(stick("OTHER", "sdc", "1-2"));
@@ -340,7 +340,7 @@ TEST_F(RescanTest, discoveryMayBeDroppedByAReactorToWhatItFinds) {
    EXPECT_EQ(disks().size(), 2U);
 }
 
-TEST_F(RescanTest, anEnumerationThatFailsChangesNothing) {
+TEST_F(RescanTest, ChangesNothingWhenTheEnumerationFails) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
@@ -360,7 +360,7 @@ TEST_F(RescanTest, anEnumerationThatFailsChangesNothing) {
    EXPECT_TRUE(has("LATER")) << "events are followed as before";
 }
 
-TEST_F(RescanTest, aStartThatFailedIsTriedAgainAsAWhole) {
+TEST_F(RescanTest, RepeatsAFailedStartAsAWhole) {
    unit_.add(stick());
    {
       Support::DescriptorLimit const limit{0};
@@ -377,7 +377,7 @@ TEST_F(RescanTest, aStartThatFailedIsTriedAgainAsAWhole) {
    EXPECT_TRUE(disks().empty());
 }
 
-TEST_F(RescanTest, beforeTheStartAndAfterTheEndItDoesNothing) {
+TEST_F(RescanTest, DoesNothingBeforeTheStartAndAfterTheEnd) {
    unit_.add(stick());
    sm_ = Pelm::make<StorageDevices::ConnectedDevicesSm>(fruConfig_, devices_, tracker_);
    sm_->rescan();

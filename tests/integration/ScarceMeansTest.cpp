@@ -33,9 +33,9 @@ class LimitAtChange {
    Vorn::NotifieeConst reactor_;
 };
 
-class ScarceMeansTest : public Support::DiscoveryTest {
+class DiscoveryScarceMeansTest : public Support::DiscoveryTest {
  protected:
-   ScarceMeansTest() {
+   DiscoveryScarceMeansTest() {
       unit_.blockdevIs({{".*/ata", "drive"}, {".*/usb1", "usb1"}});
       hdparmKnows("sda");
    }
@@ -56,7 +56,7 @@ class ScarceMeansTest : public Support::DiscoveryTest {
    }
 };
 
-TEST_F(ScarceMeansTest, withoutDescriptorsAPluggedDiskIsToldAndClassifiedByTheRescan) {
+TEST_F(DiscoveryScarceMeansTest, ReportsAPluggedDiskWithoutDescriptorsAndClassifiesItByTheRescan) {
    startAndSettle();
    ChangeRecorder const changes{sm_->unclassifiedDevice};
    unit_.plug(stick());
@@ -75,7 +75,7 @@ TEST_F(ScarceMeansTest, withoutDescriptorsAPluggedDiskIsToldAndClassifiedByTheRe
    EXPECT_EQ(changes.count(), 2U);
 }
 
-TEST_F(ScarceMeansTest, withoutProcessesADiskIsToldOnceAndClassifiedByTheRescan) {
+TEST_F(DiscoveryScarceMeansTest, ReportsADiskWithoutProcessesOnceAndClassifiesItByTheRescan) {
    unit_.add(ssd());
    unit_.add(stick());
    {
@@ -94,7 +94,7 @@ TEST_F(ScarceMeansTest, withoutProcessesADiskIsToldOnceAndClassifiedByTheRescan)
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
 }
 
-TEST_F(ScarceMeansTest, aMissingExprIsNoWantOfMeans) {
+TEST_F(DiscoveryScarceMeansTest, DoesNotTreatAMissingExprAsAShortage) {
    unit_.add(stick());
    {
       Support::SpawnFailure const failure{ENOENT};
@@ -104,7 +104,7 @@ TEST_F(ScarceMeansTest, aMissingExprIsNoWantOfMeans) {
    EXPECT_EQ(traces_.count(2, " strange device /dev/sdb doesn't have an /etc/blockdev entry; skipping"), 1);
 }
 
-TEST_F(ScarceMeansTest, aDiskWhoseToolCannotBeStartedIsToldAndIdentifiedByTheRescan) {
+TEST_F(DiscoveryScarceMeansTest, ReportsADiskWhoseToolCannotBeStartedAndIdentifiesItByTheRescan) {
    unit_.add(ssd());
    {
       Support::SpawnFailure const failure{ENOMEM, "/hdparm"};
@@ -121,7 +121,7 @@ TEST_F(ScarceMeansTest, aDiskWhoseToolCannotBeStartedIsToldAndIdentifiedByTheRes
    EXPECT_EQ(serials(), (Serials{{"X", "Y"}}));
 }
 
-TEST_F(ScarceMeansTest, aKnownDiskWhoseToolCannotBeStartedStaysAsItIs) {
+TEST_F(DiscoveryScarceMeansTest, KeepsAKnownDiskWhoseToolCannotBeStarted) {
    unit_.add(ssd());
    startAndSettle();
    ChangeRecorder const changes{devices_->disk};
@@ -137,7 +137,7 @@ TEST_F(ScarceMeansTest, aKnownDiskWhoseToolCannotBeStartedStaysAsItIs) {
    EXPECT_EQ(unit_.tools().runs().size(), 2U);
 }
 
-TEST_F(ScarceMeansTest, aToolThatIsNotThereIsNoWantOfMeans) {
+TEST_F(DiscoveryScarceMeansTest, DoesNotTreatAMissingToolAsAShortage) {
    unit_.add(ssd());
    Support::SpawnFailure const failure{ENOENT, "/hdparm"};
    startAndSettle();
@@ -145,7 +145,7 @@ TEST_F(ScarceMeansTest, aToolThatIsNotThereIsNoWantOfMeans) {
    EXPECT_EQ(serials(), (Serials{{"X", "X"}}));
 }
 
-TEST_F(ScarceMeansTest, aRunningCollectorOfAnUnclassifiedDiskIsNotRestarted) {
+TEST_F(DiscoveryScarceMeansTest, DoesNotRestartARunningCollectorOfAnUnclassifiedDisk) {
    unit_.tools().hangsIs(Tool::hdparm, "sda", true);
    unit_.add(ssd());
    {
@@ -160,7 +160,7 @@ TEST_F(ScarceMeansTest, aRunningCollectorOfAnUnclassifiedDiskIsNotRestarted) {
    EXPECT_EQ(sm_->diskInfoCollectorSm("X"), collector);
 }
 
-TEST_F(ScarceMeansTest, aDiskThatLeavesIsNoLongerUnclassified) {
+TEST_F(DiscoveryScarceMeansTest, ForgetsAnUnclassifiedDiskThatLeaves) {
    unit_.add(ssd());
    unit_.add(stick());
    {
@@ -176,7 +176,7 @@ TEST_F(ScarceMeansTest, aDiskThatLeavesIsNoLongerUnclassified) {
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
 }
 
-TEST_F(ScarceMeansTest, knownDisksStayWhenTheRescanRunsOutOfDescriptors) {
+TEST_F(DiscoveryScarceMeansTest, KeepsKnownDisksWhenTheRescanRunsOutOfDescriptors) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
@@ -190,7 +190,7 @@ TEST_F(ScarceMeansTest, knownDisksStayWhenTheRescanRunsOutOfDescriptors) {
    EXPECT_EQ(unit_.tools().runs().size(), 1U);
 }
 
-TEST_F(ScarceMeansTest, aKnownDiskThatCannotBeReadInTheMiddleOfARescanStaysAndIsReadByTheNext) {
+TEST_F(DiscoveryScarceMeansTest, KeepsAKnownDiskThatARescanCannotReadAndReadsItByTheNext) {
    unit_.add(ssd());
    unit_.add(stick());
    startAndSettle();
@@ -207,7 +207,7 @@ TEST_F(ScarceMeansTest, aKnownDiskThatCannotBeReadInTheMiddleOfARescanStaysAndIs
    EXPECT_EQ(disk("STICK").sizeGb, 32U);
 }
 
-TEST_F(ScarceMeansTest, aDiskThatCannotBeReadInItsNewPlaceStaysUntilTheNextRescan) {
+TEST_F(DiscoveryScarceMeansTest, KeepsADiskThatCannotBeReadInItsNewPlaceUntilTheNextRescan) {
    unit_.add(stick());
    startAndSettle();
    unit_.vanish("sdb");
@@ -224,7 +224,7 @@ TEST_F(ScarceMeansTest, aDiskThatCannotBeReadInItsNewPlaceStaysUntilTheNextResca
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
 }
 
-TEST_F(ScarceMeansTest, disksOfAnEarlierRunStayWhileOneDeviceCannotBeReadForWantOfMemory) {
+TEST_F(DiscoveryScarceMeansTest, KeepsDisksOfAnEarlierRunWhileOneDeviceCannotBeReadForLackOfMemory) {
    Support::DiskFields{.name = "Y"}.writeTo(*devices_);
    devices_->udevSerialToSerialMapIs("X", "Y");
    unit_.add(ssd());
@@ -241,7 +241,7 @@ TEST_F(ScarceMeansTest, disksOfAnEarlierRunStayWhileOneDeviceCannotBeReadForWant
    EXPECT_EQ(unit_.tools().runs().size(), 1U);
 }
 
-TEST_F(ScarceMeansTest, aDeviceThatIsGoneWhenItIsReadIsNoWantOfMeans) {
+TEST_F(DiscoveryScarceMeansTest, DoesNotTreatADeviceThatIsGoneWhenItIsReadAsAShortage) {
    unit_.add(stick());
    Support::UdevFailure const failure{ENODEV, "/sdb"};
    devices_->udevSerialToSerialMapIs("X", "Y");
@@ -250,7 +250,7 @@ TEST_F(ScarceMeansTest, aDeviceThatIsGoneWhenItIsReadIsNoWantOfMeans) {
    EXPECT_TRUE(serials().empty());
 }
 
-TEST_F(ScarceMeansTest, aToolThatCannotBeStartedForADeviceForgottenMeanwhileLeavesNothingUnclassified) {
+TEST_F(DiscoveryScarceMeansTest, LeavesNothingUnclassifiedForADeviceForgottenBeforeItsToolStarts) {
    hdparmKnows("sdc");
    unit_.add(ssd());
    unit_.add(sataDisk("sdc", 3, "X", "Kestrel", 468862128));
@@ -269,7 +269,7 @@ TEST_F(ScarceMeansTest, aToolThatCannotBeStartedForADeviceForgottenMeanwhileLeav
    EXPECT_EQ(disk("Y").blockDevice, "/dev/sdc");
 }
 
-TEST_F(ScarceMeansTest, aStartThatIsShortOfDescriptorsSaysWhatIsMissing) {
+TEST_F(DiscoveryScarceMeansTest, NamesTheMissingMeansOfAStartWithoutDescriptors) {
    {
       Support::DescriptorLimit const limit{0};
       start();

@@ -46,7 +46,7 @@ class SimulatedHealthTest : public testing::Test {
    Pelm::Ptr<StorageDevices::DeviceEmmcData> emmc = Pelm::make<StorageDevices::DeviceEmmcData>("S");
 };
 
-TEST_F(SimulatedHealthTest, ASataDriveTellsItsVerdictAndATable) {
+TEST_F(SimulatedHealthTest, ReportsVerdictAndTableOfASataDrive) {
    DriveHealth health;
    health.temperature = 51;
    health.percentUsed = 30;
@@ -70,7 +70,7 @@ TEST_F(SimulatedHealthTest, ASataDriveTellsItsVerdictAndATable) {
    EXPECT_EQ(smart->unknownAttr.size(), 2U);
 }
 
-TEST_F(SimulatedHealthTest, AFailingDriveSaysSoInItsReportAndItsExitCode) {
+TEST_F(SimulatedHealthTest, ReportsAFailingDriveInReportAndExitCode) {
    DriveHealth health;
    health.passed = false;
    health.reallocatedSectors = 5000;
@@ -88,7 +88,7 @@ TEST_F(SimulatedHealthTest, AFailingDriveSaysSoInItsReportAndItsExitCode) {
    EXPECT_EQ(smart->reallocatedSectorCount()->value, 1);
 }
 
-TEST_F(SimulatedHealthTest, AnNvmeDriveTellsItsLog) {
+TEST_F(SimulatedHealthTest, ReportsTheLogOfAnNvmeDrive) {
    DriveHealth health;
    health.temperature = 44;
    health.criticalWarning = 1;
@@ -107,7 +107,7 @@ TEST_F(SimulatedHealthTest, AnNvmeDriveTellsItsLog) {
    EXPECT_EQ(StorageDevices::smartAttrsTable(report.root()), nullptr);
 }
 
-TEST_F(SimulatedHealthTest, AUsbDiskTellsItsVerdictBehindABridge) {
+TEST_F(SimulatedHealthTest, ReportsTheVerdictOfAUsbDiskBehindABridge) {
    unit.healthIs(usbDisk("sdb", "1-1", "0123", "Flash", 1000), {});
    JsonDocument const report{tool("smartctl --json=c --offlineauto=on -HA -d scsi /dev/sdb").output};
    ASSERT_TRUE(report.isValid());
@@ -115,14 +115,14 @@ TEST_F(SimulatedHealthTest, AUsbDiskTellsItsVerdictBehindABridge) {
    EXPECT_EQ(StorageDevices::smartAttrsTable(report.root()), nullptr);
 }
 
-TEST_F(SimulatedHealthTest, AToolRefusesOtherArgumentsAndUnknownDisks) {
+TEST_F(SimulatedHealthTest, RefusesOtherArgumentsAndUnknownDisks) {
    EXPECT_EQ(tool("smartctl -HA /dev/sda").exitCode, 1);
    EXPECT_EQ(tool("smartctl --json=c --offlineauto=on -HA /dev/sda").exitCode, 2);
    EXPECT_EQ(tool("nvme smart-log /dev/nvme0n1").exitCode, 22);
    EXPECT_EQ(tool("nvme smart-log --output-format=json /dev/nvme0n1").exitCode, 2);
 }
 
-TEST_F(SimulatedHealthTest, AChipHasRegistersThatCanBeSet) {
+TEST_F(SimulatedHealthTest, SetsTheRegistersOfAnEmmcDevice) {
    auto const chip = emmcCard("mmcblk0", "9b014e4f53505245592100a1b2c35a01", 1000);
    unit.add(chip);
    std::string const folder = unit.sysFolder("mmcblk0") / "device";
@@ -142,7 +142,7 @@ TEST_F(SimulatedHealthTest, AChipHasRegistersThatCanBeSet) {
    EXPECT_EQ(emmc->lifetimeEstTypA().raw(), 11);
 }
 
-TEST_F(SimulatedHealthTest, ASataDriveCountsItsLifeUpOrDown) {
+TEST_F(SimulatedHealthTest, CountsTheLifeOfASataDriveUpOrDown) {
    auto const disk = sataDisk("sda", 1, "KS0001", "Kestrel", 1000);
    unit.add(disk);
    DriveHealth health;
@@ -159,7 +159,7 @@ TEST_F(SimulatedHealthTest, ASataDriveCountsItsLifeUpOrDown) {
    EXPECT_EQ(rawOf(), "70");
 }
 
-TEST_F(SimulatedHealthTest, TrafficIsToldInTheKernelsStatistics) {
+TEST_F(SimulatedHealthTest, CountsTrafficInTheKernelsStatistics) {
    unit.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    unit.trafficIs("sda", 3584, 4608);
    auto const stat = StorageDevices::readBlockStat(Support::fileContent(unit.sysFolder("sda") / "stat"));

@@ -147,7 +147,7 @@ class SimulatedUnitTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(SimulatedUnitTest, aSataDiskStandsBelowItsScsiHostAndKnowsItsPort) {
+TEST_F(SimulatedUnitTest, PlacesASataDiskBelowItsScsiHostWithItsPort) {
    unit_.add(sataDisk("sda", 2, "KS0001", "Kestrel S2 128GB", 250069680));
    auto const disk = device("sda");
    EXPECT_EQ(unit_.sysPath("sda"),
@@ -166,7 +166,7 @@ TEST_F(SimulatedUnitTest, aSataDiskStandsBelowItsScsiHostAndKnowsItsPort) {
    EXPECT_STREQ(udev_device_get_subsystem(hostClass.get()), "scsi_host");
 }
 
-TEST_F(SimulatedUnitTest, aSataDiskMayLackItsHostOrTheHostItsNumber) {
+TEST_F(SimulatedUnitTest, AllowsASataDiskWithoutItsHostOrTheHostsNumber) {
    auto disk = sataDisk("sda", 1, "KS0001", "Kestrel", 1000);
    disk.scsiHost = Disk::ScsiHost::absent;
    unit_.add(disk);
@@ -182,7 +182,7 @@ TEST_F(SimulatedUnitTest, aSataDiskMayLackItsHostOrTheHostItsNumber) {
    EXPECT_EQ(attribute(hostClass.get(), "unique_id"), "(none)");
 }
 
-TEST_F(SimulatedUnitTest, anNvmeNamespaceStandsBelowItsDrive) {
+TEST_F(SimulatedUnitTest, PlacesAnNvmeNamespaceBelowItsDrive) {
    unit_.add(nvmeDrive("nvme0n1", "MR7700", "Marlin N7 480", 937703088));
    auto const disk = device("nvme0n1");
    EXPECT_EQ(unit_.sysPath("nvme0n1"), "/sys/devices/pci0000:00/0000:01:00.0/nvme/nvme0/nvme0n1");
@@ -194,7 +194,7 @@ TEST_F(SimulatedUnitTest, anNvmeNamespaceStandsBelowItsDrive) {
    EXPECT_EQ(parent(disk, "usb", "usb_interface"), nullptr);
 }
 
-TEST_F(SimulatedUnitTest, aCardsRegisterIsAnAttributeOfItsParent) {
+TEST_F(SimulatedUnitTest, ShowsACardsRegisterAsAnAttributeOfItsParent) {
    unit_.add(emmcCard("mmcblk0", kestrelCid, 30535680));
    auto const disk = device("mmcblk0");
    auto * const card = udev_device_get_parent(disk.get());
@@ -206,7 +206,7 @@ TEST_F(SimulatedUnitTest, aCardsRegisterIsAnAttributeOfItsParent) {
    EXPECT_EQ(property(disk, "ID_MODEL"), "(none)");
 }
 
-TEST_F(SimulatedUnitTest, aUsbDiskStandsBelowItsInterfaceAndTheHubs) {
+TEST_F(SimulatedUnitTest, PlacesAUsbDiskBelowItsInterfaceAndTheHubs) {
    auto stick = usbDisk("sdb", "1-1.2", "0123ABCD", "Flash Drive", 60437492);
    stick.vendor = "Vireo";
    unit_.add(stick);
@@ -223,7 +223,7 @@ TEST_F(SimulatedUnitTest, aUsbDiskStandsBelowItsInterfaceAndTheHubs) {
              std::string::npos);
 }
 
-TEST_F(SimulatedUnitTest, aDiskOfNoBusHasNoParents) {
+TEST_F(SimulatedUnitTest, MakesNoParentsForADiskOfNoBus) {
    unit_.add(otherDisk("loop0", "virtual", 8));
    auto virtio = otherDisk("vda", "pci0000:00/0000:00:07.0/virtio3", 2048);
    virtio.properties["ID_SERIAL"] = "virtual-1";
@@ -234,7 +234,7 @@ TEST_F(SimulatedUnitTest, aDiskOfNoBusHasNoParents) {
    EXPECT_EQ(udev_.disks(), (std::vector<std::string>{"loop0", "vda"}));
 }
 
-TEST_F(SimulatedUnitTest, whatTheDiskAsksForComesOverWhatIsMade) {
+TEST_F(SimulatedUnitTest, PrefersTheDisksOwnSettingsToTheDefaults) {
    auto disk = sataDisk("sda", 1, "KS0001", "Kestrel", 1000);
    disk.properties = {{"ID_BUS", "scsi"}, {"ID_NAME", "Odd Name"}};
    disk.attributes = {{"size", "many"}};
@@ -255,7 +255,7 @@ TEST_F(SimulatedUnitTest, whatTheDiskAsksForComesOverWhatIsMade) {
    EXPECT_EQ(attribute(hostClass.get(), "unique_id"), "77");
 }
 
-TEST_F(SimulatedUnitTest, bytesOfEveryKindReachTheListener) {
+TEST_F(SimulatedUnitTest, DeliversBytesOfEveryKindToTheListener) {
    std::string const odd = "\x1b[31m\xff\xc3 \\n";
    auto disk = sataDisk("sda", 1, odd, "Kestrel", 1000);
    disk.attributes["state"] = odd;
@@ -267,7 +267,7 @@ TEST_F(SimulatedUnitTest, bytesOfEveryKindReachTheListener) {
    EXPECT_EQ(attribute(event.get(), "state"), odd);
 }
 
-TEST_F(SimulatedUnitTest, aDiskPresentAtBootComesWithoutAnEventAndIsEnumerated) {
+TEST_F(SimulatedUnitTest, EnumeratesADiskPresentAtBootWithoutAnEvent) {
    Listener listener;
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    unit_.add(nvmeDrive("nvme0n1", "MR7700", "Marlin", 1000));
@@ -276,7 +276,7 @@ TEST_F(SimulatedUnitTest, aDiskPresentAtBootComesWithoutAnEventAndIsEnumerated) 
    EXPECT_EQ(unit_.disks(), udev_.disks());
 }
 
-TEST_F(SimulatedUnitTest, aRemovalReadLateStillTellsTheSerial) {
+TEST_F(SimulatedUnitTest, DeliversTheSerialOfARemovalReadLate) {
    Listener listener;
    unit_.plug(usbDisk("sdb", "1-1", "0123ABCD", "Flash", 1000));
    unit_.unplug("sdb");
@@ -289,7 +289,7 @@ TEST_F(SimulatedUnitTest, aRemovalReadLateStillTellsTheSerial) {
    EXPECT_TRUE(udev_.disks().empty());
 }
 
-TEST_F(SimulatedUnitTest, aChangeShowsTheNewAttributesAndProperties) {
+TEST_F(SimulatedUnitTest, ShowsNewAttributesAndPropertiesAtAChange) {
    unit_.add(usbDisk("sdb", "1-1", "0123ABCD", "Flash", 1000));
    Listener listener;
    unit_.sectorsIs("sdb", 2000);
@@ -306,7 +306,7 @@ TEST_F(SimulatedUnitTest, aChangeShowsTheNewAttributesAndProperties) {
    EXPECT_EQ(listener.nextEvent(), "bind sdb");
 }
 
-TEST_F(SimulatedUnitTest, anUnpluggedDiskLeavesNothingAndMayComeBack) {
+TEST_F(SimulatedUnitTest, LeavesNothingOfAnUnpluggedDiskAndAllowsItsReturn) {
    unit_.add(usbDisk("sdb", "1-1.2", "FIRST", "Flash", 1000));
    unit_.add(nvmeDrive("nvme1n1", "MR7701", "Marlin", 1000));
    auto const before = tree(unit_.folder().parent_path());
@@ -321,7 +321,7 @@ TEST_F(SimulatedUnitTest, anUnpluggedDiskLeavesNothingAndMayComeBack) {
    EXPECT_EQ(name(parent(device("sdb"), "usb", "usb_interface")), "1-1.2:1.0");
 }
 
-TEST_F(SimulatedUnitTest, aThousandEventsReachAListenerOfTheSameThreadThatReadsWhenFull) {
+TEST_F(SimulatedUnitTest, DeliversAThousandEventsToAListenerOfTheSameThreadThatReadsWhenFull) {
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    Listener listener;
    unsigned received = 0;
@@ -331,7 +331,7 @@ TEST_F(SimulatedUnitTest, aThousandEventsReachAListenerOfTheSameThreadThatReadsW
    EXPECT_EQ(received + listener.readAll(), 1000U);
 }
 
-TEST_F(SimulatedUnitTest, aThousandEventsReachAListenerOfAnotherThread) {
+TEST_F(SimulatedUnitTest, DeliversAThousandEventsToAListenerOfAnotherThread) {
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    Listener listener;
    unsigned received = 0;
@@ -345,7 +345,7 @@ TEST_F(SimulatedUnitTest, aThousandEventsReachAListenerOfAnotherThread) {
    EXPECT_EQ(received, 1000U);
 }
 
-TEST_F(SimulatedUnitTest, aListenerThatDoesNotReadIsReportedAndLosesNothing) {
+TEST_F(SimulatedUnitTest, ReportsAListenerThatDoesNotReadAndLosesNothing) {
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    Listener listener;
    unit_.patienceIs(std::chrono::milliseconds(20));
@@ -362,7 +362,7 @@ TEST_F(SimulatedUnitTest, aListenerThatDoesNotReadIsReportedAndLosesNothing) {
    EXPECT_EQ(listener.readAll(), 1U);
 }
 
-TEST_F(SimulatedUnitTest, listenersAreCountedWhileTheyLiveAndDoNoHarmAfterwards) {
+TEST_F(SimulatedUnitTest, CountsListenersWhileTheyLiveAndDoesNoHarmAfterwards) {
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    EXPECT_EQ(unit_.listeners(), 0U);
    auto first = std::make_unique<Listener>();
@@ -374,7 +374,7 @@ TEST_F(SimulatedUnitTest, listenersAreCountedWhileTheyLiveAndDoNoHarmAfterwards)
    EXPECT_EQ(second.nextEvent(), "change sda");
 }
 
-TEST_F(SimulatedUnitTest, aRecordingOfARealDeviceIsTakenAsItIs) {
+TEST_F(SimulatedUnitTest, ReplaysARecordingOfARealDeviceUnchanged) {
    constexpr char const * recording =
        "P: /devices/pci0000:00/0000:00:02.0/ata2/host1/target1:0:0/1:0:0:0/block/sda\n"
        "N: sda\nS: disk/by-id/some-link\n"
@@ -404,7 +404,7 @@ TEST_F(SimulatedUnitTest, aRecordingOfARealDeviceIsTakenAsItIs) {
    EXPECT_TRUE(unit_.disks().empty());
 }
 
-TEST_F(SimulatedUnitTest, whatCannotBeIsRefusedAndChangesNothing) {
+TEST_F(SimulatedUnitTest, RefusesTheImpossibleAndChangesNothing) {
    unit_.add(sataDisk("sda", 1, "KS0001", "Kestrel", 1000));
    auto const before = tree(unit_.folder().parent_path());
    EXPECT_THROW(unit_.add(sataDisk("sda", 2, "KS0002", "Kestrel", 1000)), std::invalid_argument);
@@ -420,11 +420,11 @@ TEST_F(SimulatedUnitTest, whatCannotBeIsRefusedAndChangesNothing) {
    EXPECT_EQ(tree(unit_.folder().parent_path()), before);
 }
 
-TEST_F(SimulatedUnitTest, onlyOneUnitMayLiveAtATime) {
+TEST_F(SimulatedUnitTest, IsTheOnlyUnitAtATime) {
    EXPECT_THROW(SimulatedUnit second, std::runtime_error);
 }
 
-TEST_F(SimulatedUnitTest, aProcessWithTheEnvironmentSeesTheUnit) {
+TEST_F(SimulatedUnitTest, IsVisibleToAProcessWithItsEnvironment) {
    unit_.add(nvmeDrive("nvme0n1", "MR7700", "Marlin", 1000));
    std::string command = "env -i PATH=/usr/bin:/bin";
    for (auto const & [name, value] : unit_.environment())
@@ -434,7 +434,7 @@ TEST_F(SimulatedUnitTest, aProcessWithTheEnvironmentSeesTheUnit) {
    EXPECT_EQ(run(command + " cat /sys/block/nvme0n1/device/state").output, "live\n");
 }
 
-TEST(SimulatedUnitFolderTest, isRemovedWithTheUnitAlsoWhenAnExceptionEndsIt) {
+TEST(SimulatedUnitFolderTest, IsRemovedWithTheUnitAlsoAfterAnException) {
    std::filesystem::path folder;
    try {
       SimulatedUnit unit;
@@ -455,7 +455,7 @@ class FakeToolsTest : public SimulatedUnitTest {
    FakeTools & tools() { return unit_.tools(); }
 };
 
-TEST_F(FakeToolsTest, aToolPrintsWhatItWasGivenForTheDevice) {
+TEST_F(FakeToolsTest, PrintsTheGivenOutputForTheDevice) {
    std::string const rubbish("\x00\xff{]\n", 5);
    tools().outputIs(Tool::hdparm, "sda", "the report\n");
    tools().outputIs(Tool::nvmeList, "nvme0n1", rubbish);
@@ -467,7 +467,7 @@ TEST_F(FakeToolsTest, aToolPrintsWhatItWasGivenForTheDevice) {
              (std::vector<std::string>{"hdparm -I /dev/sda", "nvme list -o json /dev/nvme0n1"}));
 }
 
-TEST_F(FakeToolsTest, aToolFailsForADeviceItDoesNotKnowAndForOtherArguments) {
+TEST_F(FakeToolsTest, FailsForAnUnknownDeviceAndForOtherArguments) {
    auto const unknown = tool("hdparm -I /dev/sdx");
    EXPECT_EQ(unknown.exitCode, 2);
    EXPECT_EQ(unknown.output, "");
@@ -476,7 +476,7 @@ TEST_F(FakeToolsTest, aToolFailsForADeviceItDoesNotKnowAndForOtherArguments) {
    EXPECT_EQ(tool("nvme list -o json /dev/nvme9n1").exitCode, 2);
 }
 
-TEST_F(FakeToolsTest, aToolFailsHangsAndIsSlowWhenToldTo) {
+TEST_F(FakeToolsTest, FailsHangsAndIsSlowOnDemand) {
    tools().outputIs(Tool::hdparm, "sda", "the report\n");
    tools().exitCodeIs(Tool::hdparm, "sda", 5);
    auto const failed = tool("hdparm -I /dev/sda");
@@ -498,13 +498,13 @@ TEST_F(FakeToolsTest, aToolFailsHangsAndIsSlowWhenToldTo) {
    EXPECT_THROW(tools().outputIs(Tool::hdparm, "../sda", ""), std::invalid_argument);
 }
 
-TEST_F(FakeToolsTest, theFoldersProgramsComeFirstOnTheSearchPath) {
+TEST_F(FakeToolsTest, PrecedesOtherProgramsOnTheSearchPath) {
    tools().outputIs(Tool::hdparm, "sda", "simulated\n");
    auto const outcome = run("PATH='" + unit_.searchPath() + "' hdparm -I /dev/sda");
    EXPECT_EQ(outcome.output, "simulated\n");
 }
 
-TEST(ToolReportsTest, aReportOfHdparmCarriesIdentityAndSize) {
+TEST(ToolReportsTest, WritesIdentityAndSizeIntoAReportOfHdparm) {
    auto const report = hdparmReport({"sda", "Kestrel S2", "KS0001", "KF1.2", 468862128});
    EXPECT_NE(report.find("\tModel Number:       Kestrel S2" + std::string(30, ' ') +
                          "\n\tSerial Number:      KS0001" + std::string(14, ' ') +
@@ -514,7 +514,7 @@ TEST(ToolReportsTest, aReportOfHdparmCarriesIdentityAndSize) {
    EXPECT_TRUE(report.starts_with("\n/dev/sda:\n\nATA device"));
 }
 
-TEST(ToolReportsTest, aDocumentOfNvmeListsEveryDrive) {
+TEST(ToolReportsTest, ListsEveryDriveInADocumentOfNvme) {
    auto const text = nvmeListDocument({{"nvme1n1", "Other \"N\"", "MR\t1", "1", 1000},
                                        {"nvme0n1", "Marlin", "MR7700", "4.1", 480103981056}});
    rapidjson::Document document;
@@ -532,7 +532,7 @@ TEST(ToolReportsTest, aDocumentOfNvmeListsEveryDrive) {
    EXPECT_TRUE(document["Devices"].Empty());
 }
 
-TEST_F(SimulatedUnitTest, theApplianceFilesSayWhatTheyAreTold) {
+TEST_F(SimulatedUnitTest, WritesTheApplianceFilesAsConfigured) {
    EXPECT_FALSE(std::filesystem::exists(unit_.etcFolder() / "blockdev"));
    unit_.blockdevIs({{"pci0000:00/0000:00:02.0/ata1/.*", "flash"}, {".*nvme.*", "drive"}});
    unit_.multidriveIs({"one.*", "two.*"});

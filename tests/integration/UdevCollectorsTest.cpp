@@ -45,7 +45,7 @@ class UdevCollectorTest : public testing::Test {
                     .sizeGb = 32};
 };
 
-class EmmcCollectorTest : public UdevCollectorTest {
+class EmmcDiskInfoCollectorSmTest : public UdevCollectorTest {
  protected:
    DiskFields collected(Disk const & card) {
       return UdevCollectorTest::collected(&EmmcDiskInfoCollectorSmIs, card);
@@ -62,7 +62,7 @@ class EmmcCollectorTest : public UdevCollectorTest {
       auto const collector = Pelm::make<EmmcDiskInfoCollectorSm>(disk_.make(), device.get());
       Vorn::NotifieeConst reactor;
       reactor.notifierIs(collector);
-      reactor.on<&EmmcCollectorTest::handleResult>(collector->finalDisk, *this);
+      reactor.on<&EmmcDiskInfoCollectorSmTest::handleResult>(collector->finalDisk, *this);
       reactor.hasNotificationActiveIs(true);
       traces_.clear();
       collector->handleInitialized();
@@ -86,7 +86,7 @@ class EmmcCollectorTest : public UdevCollectorTest {
    std::size_t tracedBefore_ = 0;
 };
 
-TEST_F(EmmcCollectorTest, readsModelSerialAndFirmwareFromTheRegister) {
+TEST_F(EmmcDiskInfoCollectorSmTest, ReadsModelSerialAndFirmwareFromTheRegister) {
    DiskFields expected = disk_;
    expected.mibType = 3;
    expected.model = "Samsung KSTREL";
@@ -97,11 +97,11 @@ TEST_F(EmmcCollectorTest, readsModelSerialAndFirmwareFromTheRegister) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(EmmcCollectorTest, anUnknownManufacturerIsWrittenAsItsNumber) {
+TEST_F(EmmcDiskInfoCollectorSmTest, ShowsAnUnknownManufacturerAsItsNumber) {
    EXPECT_EQ(collectedCid("9B01004B202020205A21DEADBEEF5AC1").model, "0x9b K    Z");
 }
 
-TEST_F(EmmcCollectorTest, aRegisterOfAnotherLengthIsTraced) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesARegisterOfAnotherLength) {
    for (std::string const & cid : {std::string(31, 'a'), std::string(33, 'a'), std::string{""}}) {
       traces_.clear();
       auto card = emmcCard("mmcblk0", "", 1000);
@@ -112,17 +112,17 @@ TEST_F(EmmcCollectorTest, aRegisterOfAnotherLengthIsTraced) {
    }
 }
 
-TEST_F(EmmcCollectorTest, aRegisterWithAnythingButDigitsIsTraced) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesARegisterWithACharacterThatIsNoDigit) {
    EXPECT_EQ(collectedCid("15010g4b535452454c0a00000a1f5ac1"), unchanged());
    EXPECT_EQ(error(), signature() + " Error parsing CID register (hex)");
 }
 
-TEST_F(EmmcCollectorTest, aCardWithoutRegisterIsTraced) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesACardWithoutRegister) {
    EXPECT_EQ(collectedCid(""), unchanged());
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
-TEST_F(EmmcCollectorTest, aFailureIsTracedBeforeTheDiskIsPublished) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesAFailureBeforeItPublishesTheDisk) {
    std::map<std::string, std::string> const errors{
        {"a", "(size)"}, {std::string(32, 'x'), "(hex)"}, {"", ""}};
    for (auto const & [cid, kind] : errors) {
@@ -135,13 +135,13 @@ TEST_F(EmmcCollectorTest, aFailureIsTracedBeforeTheDiskIsPublished) {
    EXPECT_EQ(tracedBeforeResult(otherDisk("mmcblk0", "virtual", 1000)), 1U);
 }
 
-TEST_F(EmmcCollectorTest, theRegisterIsTheParentsOfWhateverSubsystem) {
+TEST_F(EmmcDiskInfoCollectorSmTest, ReadsTheRegisterOfTheParentWhateverItsSubsystem) {
    auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
    disk.deviceAttributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
    EXPECT_EQ(collected(disk).model, "Samsung KSTREL");
 }
 
-TEST_F(EmmcCollectorTest, aRegisterAboveTheParentIsNone) {
+TEST_F(EmmcDiskInfoCollectorSmTest, IgnoresARegisterAboveTheParent) {
    unit_.addRecording(
        "P: /devices/host/card/block/mmcblk0\nN: mmcblk0\nE: DEVNAME=/dev/mmcblk0\nE: DEVTYPE=disk\n"
        "E: SUBSYSTEM=block\n\nP: /devices/host/card\nE: SUBSYSTEM=mmc\n\n"
@@ -150,7 +150,7 @@ TEST_F(EmmcCollectorTest, aRegisterAboveTheParentIsNone) {
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
-TEST_F(EmmcCollectorTest, aRegisterOfTheDiskItselfIsNone) {
+TEST_F(EmmcDiskInfoCollectorSmTest, IgnoresARegisterOfTheDiskItself) {
    auto card = emmcCard("mmcblk0", "", 1000);
    card.serial = "0x1";
    card.attributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
@@ -158,12 +158,12 @@ TEST_F(EmmcCollectorTest, aRegisterOfTheDiskItselfIsNone) {
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
-TEST_F(EmmcCollectorTest, aDiskWithoutParentIsTraced) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesADiskWithoutParent) {
    EXPECT_EQ(collected(otherDisk("mmcblk0", "virtual", 1000)), unchanged());
    EXPECT_EQ(error(), signature() + " Error getting parent block device");
 }
 
-class EusbCollectorTest : public UdevCollectorTest {
+class EusbDiskInfoCollectorSmTest : public UdevCollectorTest {
  protected:
    DiskFields collectedLinks(std::optional<std::string> const & links) {
       auto disk = usbDisk("sda", "1-1", "any", "any", 1000);
@@ -174,7 +174,7 @@ class EusbCollectorTest : public UdevCollectorTest {
    }
 };
 
-TEST_F(EusbCollectorTest, readsTheModelFromTheLinkById) {
+TEST_F(EusbDiskInfoCollectorSmTest, ReadsTheModelFromTheLinkById) {
    disk_.name = "0123ABCD";
    DiskFields expected = disk_;
    expected.mibType = 1;
@@ -186,7 +186,7 @@ TEST_F(EusbCollectorTest, readsTheModelFromTheLinkById) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(EusbCollectorTest, withoutAUsableLinkTheModelStays) {
+TEST_F(EusbDiskInfoCollectorSmTest, KeepsTheModelWithoutAUsableLink) {
    disk_.name = "0123ABCD";
    for (std::optional<std::string> const & links :
         {std::optional<std::string>{}, std::optional<std::string>{"/dev/disk/by-path/pci-1"},
@@ -196,7 +196,7 @@ TEST_F(EusbCollectorTest, withoutAUsableLinkTheModelStays) {
    EXPECT_TRUE(traces_.lines().empty());
 }
 
-TEST_F(EusbCollectorTest, whatIsEmptyBecomesUnknown) {
+TEST_F(EusbDiskInfoCollectorSmTest, ReplacesEmptyTextsByUnknown) {
    disk_.name = disk_.model = disk_.firmwareRevision = "";
    DiskFields const result = collectedLinks("/dev/disk/by-path/only");
    EXPECT_EQ(result.name, "Unknown");

@@ -54,7 +54,7 @@ class WallClockTest : public Support::DiscoveryTest {
    std::unique_ptr<Agent::Monitors> monitors_;
 };
 
-TEST_F(WallClockTest, aDiskIsHeardAMinuteAfterTheClockWasSetBackWhoeverSendsTheLines) {
+TEST_F(WallClockTest, LogsADiskAMinuteAfterTheClockWasSetBackWhoeverSendsTheLines) {
    config_.kernelMessages.forwardKmsg = false;
    startMonitors();
    Agent::KernelLineSender const others{config_.kernelMessages.socket};
@@ -70,7 +70,7 @@ TEST_F(WallClockTest, aDiskIsHeardAMinuteAfterTheClockWasSetBackWhoeverSendsTheL
    EXPECT_EQ(errorsAfterAnother(), 2U);
 }
 
-TEST_F(WallClockTest, aDiskIsHeardAtOnceInALineThatIsForwardedAfterTheClockWasSetBack) {
+TEST_F(WallClockTest, LogsADiskAtOnceForAForwardedLineAfterTheClockWasSetBack) {
    startMonitors();
    auto const errorsAfterAnother = [&] {
       kernel_ << "3,1,1000000,-;usb 1-1: USB disconnect, device number 2" << std::flush;

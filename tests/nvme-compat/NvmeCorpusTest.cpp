@@ -41,7 +41,7 @@ bool isGood(std::string const & log) {
    return true;
 }
 
-TEST(NvmeCorpusTest, everySmartLogEndsAsTheLibraryReadsIt) {
+TEST(NvmeCorpusTest, WritesEverySmartLogAsTheLibraryReadsIt) {
    SKIP_WITHOUT_CORPUS();
    auto const files = TestData::corpusFiles("nvme-smart-log-json");
    ASSERT_FALSE(files.empty());
@@ -78,7 +78,7 @@ void expectIdentified(std::string const & list, std::string const & result, std:
    }
 }
 
-TEST(NvmeCorpusTest, everyDriveOfAListIsIdentified) {
+TEST(NvmeCorpusTest, IdentifiesEveryDriveOfAList) {
    SKIP_WITHOUT_CORPUS();
    auto const files = TestData::corpusFiles("nvme-list-json");
    ASSERT_FALSE(files.empty());

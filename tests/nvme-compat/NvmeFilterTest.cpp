@@ -56,7 +56,7 @@ TEST_F(NvmeFilterTest, RewritesTheSmartLogAndTheList) {
    }
 }
 
-TEST_F(NvmeFilterTest, OtherCommandsAndFormatsBecomeTheToolItself) {
+TEST_F(NvmeFilterTest, ReplacesItselfByTheToolForOtherCommandsAndFormats) {
    toolDoes(R"(echo "{\"power_cycles\":\"12\"} $PPID")");
    std::string const itself = "{\"power_cycles\":\"12\"} " + std::to_string(getpid()) + "\n";
    for (std::string const arguments : {"smart-log /dev/nvme0n1", "smart-log -o normal json", "list -v",
@@ -64,7 +64,7 @@ TEST_F(NvmeFilterTest, OtherCommandsAndFormatsBecomeTheToolItself) {
       EXPECT_EQ(run(arguments).output, itself) << arguments;
 }
 
-TEST_F(NvmeFilterTest, ArgumentsAndStandardErrorPassThrough) {
+TEST_F(NvmeFilterTest, PassesArgumentsAndStandardErrorThrough) {
    toolDoes(R"(for a; do echo "<$a>" >&2; done; echo '{"power_cycles":"12"}'; exit 0)");
    Ending const ending = run("smart-log '' 'a b' -o json");
    EXPECT_EQ(ending.error, "<smart-log>\n<>\n<a b>\n<-o>\n<json>\n");
@@ -72,7 +72,7 @@ TEST_F(NvmeFilterTest, ArgumentsAndStandardErrorPassThrough) {
    EXPECT_EQ(ending.exitCode, 0);
 }
 
-TEST_F(NvmeFilterTest, AFailedRunPassesUnchanged) {
+TEST_F(NvmeFilterTest, PassesAFailedRunUnchanged) {
    toolDoes(R"(echo '{"power_cycles":"12"}'; echo oops >&2; exit 3)");
    Ending const ending = smartLog();
    EXPECT_EQ(ending.exitCode, 3);
@@ -80,7 +80,7 @@ TEST_F(NvmeFilterTest, AFailedRunPassesUnchanged) {
    EXPECT_EQ(ending.error, "oops\n");
 }
 
-TEST_F(NvmeFilterTest, AnErrorOnStandardOutputBecomesAFailure) {
+TEST_F(NvmeFilterTest, TurnsAnErrorOnStandardOutputIntoAFailure) {
    toolDoes(R"(echo '{"error":"smart log: Interrupted"}')");
    Ending const ending = smartLog();
    EXPECT_EQ(ending.exitCode, 1);
@@ -97,7 +97,7 @@ TEST_F(NvmeFilterTest, DiesOfTheSignalOfTheTool) {
    }
 }
 
-TEST_F(NvmeFilterTest, AParentThatIgnoresItsChildrenDoesNotHideHowTheToolEnds) {
+TEST_F(NvmeFilterTest, KnowsTheEndOfTheToolUnderAParentThatIgnoresItsChildren) {
    toolDoes("exit 5");
    std::string const command =
        "PATH='" + usualPath() + "' env --ignore-signal=CHLD '" NVME_FILTER "' list -ojson";
@@ -105,14 +105,14 @@ TEST_F(NvmeFilterTest, AParentThatIgnoresItsChildrenDoesNotHideHowTheToolEnds) {
    EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 
-TEST_F(NvmeFilterTest, TheToolIsInTheGroupOfTheFilter) {
+TEST_F(NvmeFilterTest, RunsTheToolInItsOwnGroup) {
    toolDoes(R"(cut -d ' ' -f 5 /proc/$$/stat /proc/$PPID/stat)");
    std::string const groups = smartLog().output;
    std::string const group = std::to_string(getpgrp()) + "\n";
    EXPECT_EQ(groups, group + group);
 }
 
-TEST_F(NvmeFilterTest, WithoutARealToolItSaysSo) {
+TEST_F(NvmeFilterTest, ReportsAMissingRealTool) {
    Ending const ending = smartLog();
    EXPECT_EQ(ending.exitCode, 127);
    EXPECT_EQ(ending.output, "");
@@ -121,7 +121,7 @@ TEST_F(NvmeFilterTest, WithoutARealToolItSaysSo) {
    EXPECT_EQ(run("list", "").exitCode, 127);
 }
 
-TEST_F(NvmeFilterTest, FoldersFilesWithoutRightsAndRelativeEntriesAreNoTool) {
+TEST_F(NvmeFilterTest, IgnoresFoldersFilesWithoutRightsAndRelativeEntries) {
    fs::create_directories(folder.path() / "folder/nvme");
    fs::create_directory(folder.path() / "file");
    folder.fileIs("file/nvme", "#!/bin/sh\necho wrong\n");
@@ -133,7 +133,7 @@ TEST_F(NvmeFilterTest, FoldersFilesWithoutRightsAndRelativeEntriesAreNoTool) {
              "right\n");
 }
 
-TEST_F(NvmeFilterTest, CopiesAndLinksOfItOnThePathEndWithTheRealTool) {
+TEST_F(NvmeFilterTest, FindsTheRealToolBehindCopiesAndLinksOfItself) {
    for (std::string const name : {"copy", "link"})
       fs::create_directory(folder.path() / name);
    fs::copy_file(NVME_FILTER, folder.path() / "copy/nvme");
@@ -152,7 +152,7 @@ TEST_F(NvmeFilterTest, CopiesAndLinksOfItOnThePathEndWithTheRealTool) {
    }
 }
 
-TEST_F(NvmeFilterTest, AToolThatCannotRunIsAFailure) {
+TEST_F(NvmeFilterTest, FailsForAToolThatCannotRun) {
    folder.fileIs("tools/nvme",
                  "\x7f"
                  "ELF");
@@ -162,7 +162,7 @@ TEST_F(NvmeFilterTest, AToolThatCannotRunIsAFailure) {
    EXPECT_NE(smartLog().error.find("tools/nvme: "), std::string::npos) << smartLog().error;
 }
 
-TEST_F(NvmeFilterTest, OutputBeyondItsBoundPassesUnchanged) {
+TEST_F(NvmeFilterTest, PassesOutputBeyondItsBoundUnchanged) {
    auto const toolPrints = [this](std::size_t marks) {
       toolDoes("head -c " + std::to_string(marks) + R"( /dev/zero | tr '\0' x
 echo; echo '{"power_cycles":"12"}'; exit 0)");
@@ -176,7 +176,7 @@ echo; echo '{"power_cycles":"12"}'; exit 0)");
    EXPECT_EQ(smartLog().exitCode, 7);
 }
 
-TEST_F(NvmeFilterTest, HostileOutputPassesUnchanged) {
+TEST_F(NvmeFilterTest, PassesHostileOutputUnchanged) {
    toolDoes(R"(printf '{"power_cycles":"12"}\000\377\n')");
    EXPECT_EQ(smartLog().output, std::string("{\"power_cycles\":\"12\"}\0\xff\n", 24));
    toolDoes("printf '{\"power_cycles\":'; head -c 1000000 /dev/zero | tr '\\0' '['");
@@ -188,7 +188,7 @@ TEST_F(NvmeFilterTest, HostileOutputPassesUnchanged) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
 
-TEST_F(NvmeFilterTest, WithLittleMemoryItPassesUnchangedOrFailsWithAWord) {
+TEST_F(NvmeFilterTest, PassesOutputUnchangedOrFailsWithTheReasonWithLittleMemory) {
    std::string const log = R"({"power_cycles":"12","padding":")" + std::string(3900000, 'x') + "\"}\n";
    std::string list = R"({"Devices":[0)";
    while (list.size() < 3900000)
@@ -214,7 +214,7 @@ TEST_F(NvmeFilterTest, WithLittleMemoryItPassesUnchangedOrFailsWithAWord) {
 
 #endif
 
-TEST_F(NvmeFilterTest, AnOutputThatTakesNothingIsAFailure) {
+TEST_F(NvmeFilterTest, FailsWhereItsOutputAcceptsNothing) {
    toolDoes(R"(echo '{"power_cycles":"12"}')");
    int const status =
        std::system(("PATH='" + usualPath() + "' '" NVME_FILTER "' smart-log -o json >/dev/full 2>/dev/null")

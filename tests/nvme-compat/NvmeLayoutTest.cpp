@@ -60,7 +60,7 @@ std::map<std::string, std::int64_t> const sampleNumbers{{"critical_warning", 0},
                                                         {"thm_temp1_total_time", 44},
                                                         {"thm_temp2_total_time", 0}};
 
-TEST(NvmeLayoutTest, smartLogsOfAllVersionsReadAlike) {
+TEST(NvmeLayoutTest, ReadsSmartLogsOfAllVersionsAlike) {
    for (std::string const version : {"2.1", "2.1-comma", "2.2", "2.3", "2.4-grouped", "2.4-grouped-points",
                                      "2.4-grouped-blanks", "2.11", "2.12"}) {
       Layout const layout = smartLog(sample(version + "/smart-log.json"));
@@ -71,7 +71,7 @@ TEST(NvmeLayoutTest, smartLogsOfAllVersionsReadAlike) {
    }
 }
 
-TEST(NvmeLayoutTest, membersThatTheLibraryDoesNotReadStay) {
+TEST(NvmeLayoutTest, KeepsMembersThatTheLibraryDoesNotRead) {
    Layout const layout = smartLog(sample("2.0/smart-log.json"));
    EXPECT_EQ(numbersOf(layout.text), sampleNumbers);  // the summary has kept its fraction
    EXPECT_NE(layout.text.find("\"endurance_grp_critical_warning_summary\":0.0,\n"), std::string::npos);
@@ -79,30 +79,30 @@ TEST(NvmeLayoutTest, membersThatTheLibraryDoesNotReadStay) {
              R"({ "name" : "12", "x":{"temperature":"1"}, "power_cycles" : 12, "b":1e300 })");
 }
 
-TEST(NvmeLayoutTest, whatIsGoodStaysByteForByte) {
+TEST(NvmeLayoutTest, KeepsGoodMembersByteForByte) {
    for (std::string const version : {"1.16", "2.4"})
       EXPECT_EQ(smartLog(sample(version + "/smart-log.json")).kind, Kind::unchanged) << version;
 }
 
-TEST(NvmeLayoutTest, countersBeyond64BitsBecomeTheLargest) {
+TEST(NvmeLayoutTest, LimitsCountersBeyond64BitsToTheLargest) {
    EXPECT_EQ(
        smartLog(R"({"host_read_commands":340282366920938463463374607431768211455,"power_cycles":1})").text,
        R"({"host_read_commands":9223372036854775807,"power_cycles":1})");
    EXPECT_EQ(smartLog(R"({"power_cycles":9223372036854775807})").kind, Kind::unchanged);
 }
 
-TEST(NvmeLayoutTest, aTemperatureBeyond32BitsIsNotTouched) {
+TEST(NvmeLayoutTest, KeepsATemperatureBeyond32Bits) {
    EXPECT_EQ(smartLog(R"({"temperature":99999999999.0})").kind, Kind::unchanged);
    EXPECT_EQ(smartLog(R"({"temperature":"310"})").text, R"({"temperature":310})");
 }
 
-TEST(NvmeLayoutTest, valuesOfUnknownKindsAreNotTouched) {
+TEST(NvmeLayoutTest, KeepsValuesOfUnknownKinds) {
    for (std::string const value : {"null", "true", "[1]", "{}", R"({"value":null})", R"("n/a")", R"("")",
                                    "-1", R"("-1")", R"("310 K")"})
       EXPECT_EQ(smartLog(R"({"critical_warning":)" + value + "}").kind, Kind::unchanged) << value;
 }
 
-TEST(NvmeLayoutTest, textBeforeTheDocumentIsDropped) {
+TEST(NvmeLayoutTest, DropsTextBeforeTheDocument) {
    for (std::string const before :
         {"Warning: no such locale\n", "two {braces} in it\n", "a {\nb\n", "x ", "[nvme] {\"a\":1}\n"})
       EXPECT_EQ(smartLog(before + R"({"power_cycles":12})").text, R"({"power_cycles":12})") << before;
@@ -110,7 +110,7 @@ TEST(NvmeLayoutTest, textBeforeTheDocumentIsDropped) {
    EXPECT_EQ(smartLog("warning\n{\"other\":12}\n").kind, Kind::unchanged);
 }
 
-TEST(NvmeLayoutTest, errorsInPlaceOfTheLogAreErrors) {
+TEST(NvmeLayoutTest, ReportsErrorsInPlaceOfTheLog) {
    Layout const plain = smartLog(sample("2.16/smart-log-error.json"));
    EXPECT_EQ(plain.kind, Kind::error);
    EXPECT_EQ(plain.text, "smart log: Interrupted system call");
@@ -125,11 +125,11 @@ TEST(NvmeLayoutTest, errorsInPlaceOfTheLogAreErrors) {
    EXPECT_EQ(smartLog(R"({"error":"a\nb\u001b[1m"})").text, "a b [1m");
 }
 
-TEST(NvmeLayoutTest, anErrorBesideTheLogIsNone) {
+TEST(NvmeLayoutTest, IgnoresAnErrorBesideTheLog) {
    EXPECT_EQ(smartLog(R"({"error":"x","power_cycles":"1"})").text, R"({"error":"x","power_cycles":1})");
 }
 
-TEST(NvmeLayoutTest, otherOutputIsUnchanged) {
+TEST(NvmeLayoutTest, KeepsOtherOutput) {
    std::string const deep(1000000, '[');
    for (std::string const & output :
         {std::string{}, std::string{"Usage: nvme smart-log <device>\n"}, std::string{"{}"}, std::string{"[]"},
@@ -140,12 +140,12 @@ TEST(NvmeLayoutTest, otherOutputIsUnchanged) {
       EXPECT_EQ(smartLog(output).kind, Kind::unchanged) << output.substr(0, 80);
 }
 
-TEST(NvmeLayoutTest, invalidUtf8IsKept) {
+TEST(NvmeLayoutTest, KeepsInvalidUtf8) {
    EXPECT_EQ(smartLog("{\"x\":\"\xff\xfe\",\"power_cycles\":\"7\"}").text,
              "{\"x\":\"\xff\xfe\",\"power_cycles\":7}");
 }
 
-TEST(NvmeLayoutTest, millionsOfDigitsAreOneNumberWhereQuoted) {
+TEST(NvmeLayoutTest, ReadsMillionsOfDigitsAsOneNumberWhereQuoted) {
    std::string const digits(std::size_t{4} << 20U, '9');
    EXPECT_EQ(smartLog("{\"power_cycles\":\"" + digits + "\"}").text,
              "{\"power_cycles\":9223372036854775807}");
@@ -153,7 +153,7 @@ TEST(NvmeLayoutTest, millionsOfDigitsAreOneNumberWhereQuoted) {
    EXPECT_EQ(smartLog("{\"power_cycles\":" + digits + "}").kind, Kind::unchanged);
 }
 
-TEST(NvmeLayoutTest, theIndexIsBounded) {
+TEST(NvmeLayoutTest, BoundsTheIndex) {
    auto const array = [](std::size_t elements) {
       std::string text = "[0";
       for (std::size_t i = 1; i < elements; ++i)
@@ -167,7 +167,7 @@ TEST(NvmeLayoutTest, theIndexIsBounded) {
        JsonIndex::of(std::string(JsonIndex::maxDepth + 1, '[') + std::string(JsonIndex::maxDepth + 1, ']')));
 }
 
-TEST(NvmeLayoutTest, theIndexKnowsWhereValuesLie) {
+TEST(NvmeLayoutTest, FindsTheValuesByTheIndex) {
    std::string const text = " {\"a\" : [ 1.50 , \"\\u0041\" ,{ } ], \"b\":null}\n";
    auto const json = JsonIndex::of(text);
    ASSERT_TRUE(json);
@@ -186,7 +186,7 @@ TEST(NvmeLayoutTest, theIndexKnowsWhereValuesLie) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than that
 
-TEST(NvmeLayoutTest, aLogThatFindsNoMemoryStaysAsItIs) {
+TEST(NvmeLayoutTest, KeepsALogWithoutMemoryForIt) {
    std::string const log = R"({"power_cycles":"12","padding":")" + std::string(3900000, 'x') + "\"}";
    EXPECT_EQ(smartLog(log).kind, Kind::rewritten);
    Support::MemoryLimit const limit{1 << 20U};

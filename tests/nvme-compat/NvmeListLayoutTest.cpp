@@ -31,7 +31,7 @@ std::string sizeIn(std::string const & members) {
    return text.substr(begin + key.size(), text.find_first_of(",}", begin) - begin - key.size());
 }
 
-TEST(NvmeListLayoutTest, listsOfAllVersionsIdentifyTheDrive) {
+TEST(NvmeListLayoutTest, IdentifiesTheDriveInListsOfAllVersions) {
    for (std::string const version : {"2.0", "2.2", "2.2-arm", "2.11", "2.12-multipath"}) {
       Layout const layout = list(listSample(version));
       EXPECT_EQ(layout.kind, Kind::rewritten) << version;
@@ -45,7 +45,7 @@ TEST(NvmeListLayoutTest, listsOfAllVersionsIdentifyTheDrive) {
    }
 }
 
-TEST(NvmeListLayoutTest, theOtherDriveOfANestedListKeepsItsIdentity) {
+TEST(NvmeListLayoutTest, KeepsTheIdentityOfTheOtherDriveOfANestedList) {
    for (std::string const version : {"2.11", "2.12-multipath"}) {
       auto const found = StorageDevices::readNvmeList(list(listSample(version)).text, "/dev/nvme1n1");
       ASSERT_EQ(found.outcome, Outcome::device) << version;
@@ -53,13 +53,13 @@ TEST(NvmeListLayoutTest, theOtherDriveOfANestedListKeepsItsIdentity) {
    }
 }
 
-TEST(NvmeListLayoutTest, whatIsGoodStaysByteForByte) {
+TEST(NvmeListLayoutTest, KeepsGoodMembersByteForByte) {
    for (std::string const version : {"1.16", "2.3"})
       EXPECT_EQ(list(listSample(version)).kind, Kind::unchanged) << version;
    EXPECT_EQ(list("{\n  \"Devices\":[\n  ]\n}\n").kind, Kind::unchanged);
 }
 
-TEST(NvmeListLayoutTest, sizesInQuotesOrWithFractionBecomeNumbers) {
+TEST(NvmeListLayoutTest, ReadsSizesInQuotesOrWithFractionAsNumbers) {
    EXPECT_EQ(sizeIn(R"("PhysicalSize":"960197124096")"), "960197124096");
    EXPECT_EQ(sizeIn(R"("PhysicalSize":960197124096.0)"), "960197124096");
    EXPECT_EQ(sizeIn(R"("PhysicalSize":9.60197124096e11)"), "960197124096");
@@ -67,7 +67,7 @@ TEST(NvmeListLayoutTest, sizesInQuotesOrWithFractionBecomeNumbers) {
    EXPECT_EQ(sizeIn(R"("PhysicalSize":null)"), "unchanged");
 }
 
-TEST(NvmeListLayoutTest, aSizeLostIn32BitsIsComputedFromTheSectors) {
+TEST(NvmeListLayoutTest, ComputesASizeLostIn32BitsFromTheSectors) {
    // 1 TB and 3.84 TB as they are, 3.2 TB, 3.84 TB, 8 TB and 30.72 TB with higher bits cut off.
    EXPECT_EQ(sizeIn(R"("MaximumLBA":1953525168,"PhysicalSize":-2147483648,"SectorSize":512)"),
              "1000204886016");
@@ -82,7 +82,7 @@ TEST(NvmeListLayoutTest, aSizeLostIn32BitsIsComputedFromTheSectors) {
    EXPECT_EQ(sizeIn(R"("MaximumLBA":-117878096,"PhysicalSize":-1,"SectorSize":512)"), "30725971992576");
 }
 
-TEST(NvmeListLayoutTest, aSizeThatIsLostIsNone) {
+TEST(NvmeListLayoutTest, TreatsASizeThatIsLostAsNone) {
    for (std::string const members :
         {R"("PhysicalSize":-2147483648)", R"("PhysicalSize":-1,"MaximumLBA":1953525168)",
          R"("PhysicalSize":-1,"SectorSize":512)",
@@ -93,7 +93,7 @@ TEST(NvmeListLayoutTest, aSizeThatIsLostIsNone) {
       EXPECT_EQ(sizeIn(members), "null") << members;
 }
 
-TEST(NvmeListLayoutTest, namespacesUnderPathsHaveTheIdentityOfTheFirst) {
+TEST(NvmeListLayoutTest, GivesNamespacesUnderPathsTheIdentityOfTheFirst) {
    Layout const layout = list(
        R"({"Devices":[{"Subsystems":[{"Namespaces":[{"NameSpace":"nvme3n2","NSID":2,"PhysicalSize":1000000000,)"
        R"("Paths":[{"Path":"nvme3c0n2","SerialNumber":"S1","ModelNumber":"M \"1\"","Firmware":"F1"},)"
@@ -104,7 +104,7 @@ TEST(NvmeListLayoutTest, namespacesUnderPathsHaveTheIdentityOfTheFirst) {
        "\"SerialNumber\":\"S1\",\"NameSpace\":2,\"PhysicalSize\":1000000000}]}");
 }
 
-TEST(NvmeListLayoutTest, aNestedListWithoutNamespacesIsEmpty) {
+TEST(NvmeListLayoutTest, TreatsANestedListWithoutNamespacesAsEmpty) {
    EXPECT_EQ(list(R"({"Devices":[{"HostNQN":"x","Subsystems":[]}],"y":1})").text, R"({"Devices":[],"y":1})");
    for (std::string const subsystems :
         {"null", "{}", "[null,1]", R"([{"Controllers":[{"Namespaces":[{"NameSpace":7},{}]}]}])",
@@ -113,7 +113,7 @@ TEST(NvmeListLayoutTest, aNestedListWithoutNamespacesIsEmpty) {
           << subsystems;
 }
 
-TEST(NvmeListLayoutTest, devicesOfBothKindsStandSideBySide) {
+TEST(NvmeListLayoutTest, ListsDevicesOfBothKindsSideBySide) {
    std::string const text =
        list(R"({"Devices":[{"DevicePath":"/dev/nvme0n1","PhysicalSize":"5"},7,)"
             R"({"Subsystems":[{"Controllers":[{"Namespaces":[{"NameSpace":"nvme1n1"}]}]}]}]})")
@@ -123,7 +123,7 @@ TEST(NvmeListLayoutTest, devicesOfBothKindsStandSideBySide) {
              "{\"DevicePath\":\"/dev/nvme1n1\"}]}");
 }
 
-TEST(NvmeListLayoutTest, anIdentityLongerThanAnyDrivesIsNotRepeated) {
+TEST(NvmeListLayoutTest, DoesNotRepeatAnIdentityLongerThanAnyDrives) {
    std::string spaces = R"({"NameSpace":"nvme0n1"})";
    for (int i = 2; i < 2000; ++i)
       spaces += R"(,{"NameSpace":"nvme0n)" + std::to_string(i) + "\"}";
@@ -140,7 +140,7 @@ TEST(NvmeListLayoutTest, anIdentityLongerThanAnyDrivesIsNotRepeated) {
    EXPECT_LT(text.size(), 200000U);
 }
 
-TEST(NvmeListLayoutTest, otherShapesAreUnchanged) {
+TEST(NvmeListLayoutTest, KeepsOtherShapes) {
    for (std::string const output : {R"({"Devices":null})", R"({"Devices":{"Subsystems":[]}})",
                                     R"({"Devices":["Subsystems",[],null,{}]})", R"([{"Devices":[]}])", "{}"})
       EXPECT_EQ(list(output).kind, Kind::unchanged) << output;

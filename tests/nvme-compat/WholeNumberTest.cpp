@@ -13,7 +13,7 @@ namespace {
 using Cases = std::vector<std::pair<std::string, std::int64_t>>;
 constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
 
-TEST(WholeNumberTest, readsNumbersOfJson) {
+TEST(WholeNumberTest, ReadsNumbersOfJson) {
    for (auto const & [text, number] : Cases{{"0", 0},
                                             {"18", 18},
                                             {"310.0", 310},
@@ -35,13 +35,13 @@ TEST(WholeNumberTest, readsNumbersOfJson) {
       EXPECT_EQ(truncatedJsonNumber(text), number) << text;
 }
 
-TEST(WholeNumberTest, refusesWhatIsBelowZeroOrNone) {
+TEST(WholeNumberTest, RefusesNumbersBelowZeroAndTextsThatAreNone) {
    for (std::string const text :
         {"-1", "-0.5", "", ".", "e", "x", "1e", "1e+", "1e5x", "1x5", "0Error", "1.2.3"})
       EXPECT_EQ(truncatedJsonNumber(text), std::nullopt) << text;
 }
 
-TEST(WholeNumberTest, readsQuotedNumbersOfAllVersionsAndLocales) {
+TEST(WholeNumberTest, ReadsQuotedNumbersOfAllVersionsAndLocales) {
    for (auto const & [text, number] : Cases{{"3", 3},
                                             {"0", 0},
                                             {"3.000000", 3},
@@ -64,7 +64,7 @@ TEST(WholeNumberTest, readsQuotedNumbersOfAllVersionsAndLocales) {
       EXPECT_EQ(truncatedQuotedNumber(text), number) << text;
 }
 
-TEST(WholeNumberTest, oneMarkAndThreeDigitsAreThousandsWhereTheyCanBe) {
+TEST(WholeNumberTest, ReadsOneMarkAndThreeDigitsAsThousandsWherePossible) {
    for (auto const & [text, number] : Cases{{"1,234", 1234},
                                             {"1.234", 1234},
                                             {"123.456", 123456},
@@ -77,7 +77,7 @@ TEST(WholeNumberTest, oneMarkAndThreeDigitsAreThousandsWhereTheyCanBe) {
       EXPECT_EQ(truncatedQuotedNumber(text), number) << text;
 }
 
-TEST(WholeNumberTest, refusesQuotedTextThatIsNoNumber) {
+TEST(WholeNumberTest, RefusesQuotedTextThatIsNoNumber) {
    for (std::string const text :
         {"",        " ",   ".",      ",",       "1.",    ".5",    "-3",       "+3",
          "0x10",    "3 C", "1  234", " 1",      "1 ",    "1.2.3", "1,23,456", "1,234.567.890",
@@ -85,7 +85,7 @@ TEST(WholeNumberTest, refusesQuotedTextThatIsNoNumber) {
       EXPECT_EQ(truncatedQuotedNumber(text), std::nullopt) << text;
 }
 
-TEST(WholeNumberTest, readsMillionsOfDigitsQuickly) {
+TEST(WholeNumberTest, ReadsMillionsOfDigitsQuickly) {
    std::string const digits(std::size_t{4} << 20U, '7');
    EXPECT_EQ(truncatedJsonNumber(digits), largest);
    EXPECT_EQ(truncatedQuotedNumber(digits), largest);

@@ -37,7 +37,7 @@ class ActivityTest : public testing::Test {
    ActivityTest() { Host::turn(0); }
 };
 
-TEST_F(ActivityTest, TheInnermostCallIsShownAndAtItsEndTheOneAroundIt) {
+TEST_F(ActivityTest, ShowsTheInnermostCallAndAtItsEndTheOneAroundIt) {
    EXPECT_EQ(shown(), "none");
    {
       BlockingCall const outer{"open", "/mnt/drive"};
@@ -51,7 +51,7 @@ TEST_F(ActivityTest, TheInnermostCallIsShownAndAtItsEndTheOneAroundIt) {
    EXPECT_EQ(shown(), "none");
 }
 
-TEST_F(ActivityTest, CallsBeyondTheDepthLeaveTheLastThatFitsInSight) {
+TEST_F(ActivityTest, ShowsTheLastCallThatFitsBeyondTheDepth) {
    std::vector<std::unique_ptr<BlockingCall>> calls;
    for (char const * const path : {"1", "2", "3", "4", "5", "6"})
       calls.push_back(std::make_unique<BlockingCall>("open", path));
@@ -63,7 +63,7 @@ TEST_F(ActivityTest, CallsBeyondTheDepthLeaveTheLastThatFitsInSight) {
    EXPECT_EQ(shown(), "none");
 }
 
-TEST_F(ActivityTest, APathIsCutAtItsBoundAndAtANul) {
+TEST_F(ActivityTest, CutsAPathAtItsBoundAndAtANul) {
    for (std::size_t const size : {0, 1, 7, 8, 9, 254, 255, 256, 257, 5000}) {
       std::string const path(size, 'x');
       BlockingCall const call{"open", path};
@@ -75,13 +75,13 @@ TEST_F(ActivityTest, APathIsCutAtItsBoundAndAtANul) {
    EXPECT_EQ(shown(), "sync of ");
 }
 
-TEST_F(ActivityTest, ACallLeavesErrnoAlone) {
+TEST_F(ActivityTest, KeepsErrno) {
    errno = EDOM;
    { BlockingCall const call{"open", "/mnt/drive"}; }
    EXPECT_EQ(errno, EDOM);
 }
 
-TEST_F(ActivityTest, ACallOnAnotherThreadIsNotTheLoops) {
+TEST_F(ActivityTest, IgnoresACallOnAnotherThread) {
    BlockingCall const own{"open", "/mnt/drive"};
    std::thread{[] {
       BlockingCall const other{"stat", "/elsewhere"};
@@ -100,7 +100,7 @@ class Asking {
    Vorn::Clock::Notifiee<&Asking::ring> clock_{*this};
 };
 
-TEST_F(ActivityTest, EveryTurnIsAnotherThatBeganJustNow) {
+TEST_F(ActivityTest, StartsEveryTurnAtItsOwnTime) {
    double const before = Host::monotonicSeconds();
    std::uint64_t const turn = Host::activity().turn;
    Asking asking;
@@ -112,7 +112,7 @@ TEST_F(ActivityTest, EveryTurnIsAnotherThatBeganJustNow) {
    EXPECT_LE(asking.seen.since, Host::monotonicSeconds());
 }
 
-TEST_F(ActivityTest, ScaledFrameworkTimeDoesNotMoveTheBeginOfATurn) {
+TEST_F(ActivityTest, KeepsTheBeginOfATurnUnderScaledFrameworkTime) {
    Host::timeSourceIs(std::make_unique<Host::RealTime>(1e6));
    Host::turn(0);
    EXPECT_LE(Host::activity().since, Host::monotonicSeconds());
@@ -147,7 +147,7 @@ class Waiting {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST(ThreadsActivity, ALoopThatWaitsIsNotBusyUntilSomethingComes) {
+TEST(ActivityThreadsTest, ShowsALoopThatWaitsAsIdleUntilAnEventComes) {
    Waiting waiting;
    Host::turn(0);
    std::uint64_t const turn = Host::activity().turn;
@@ -165,7 +165,7 @@ std::string pathOf(std::uint64_t turn, std::size_t operation) {
    return std::string(120 * (turn % 3), static_cast<char>('a' + operation));
 }
 
-TEST(ThreadsActivity, AReaderSeesOneMomentWhole) {
+TEST(ActivityThreadsTest, ShowsAReaderOneMomentWhole) {
    static constexpr std::array operations{"open", "fsync", "close"};
    Vorn::Breadcrumb crumb;
    std::atomic<bool> done = false;

@@ -91,13 +91,13 @@ std::string text(Vorn::Change<Costly> const & change) {
           (change.now ? std::to_string(change.now->number()) : "none");
 }
 
-class AllOrNothing : public testing::Test {
+class AllOrNothingTest : public testing::Test {
  protected:
-   AllOrNothing() {
+   AllOrNothingTest() {
       reactor_.notifierIs(store_);
-      reactor_.on<&AllOrNothing::handlePrice>(store_->price, *this);
-      reactor_.on<&AllOrNothing::handleShelf>(store_->shelf, *this);
-      reactor_.on<&AllOrNothing::handleOrder>(store_->order, *this);
+      reactor_.on<&AllOrNothingTest::handlePrice>(store_->price, *this);
+      reactor_.on<&AllOrNothingTest::handleShelf>(store_->shelf, *this);
+      reactor_.on<&AllOrNothingTest::handleOrder>(store_->order, *this);
       reactor_.hasNotificationActiveIs(true);
       Host::failureSinkIs([this](auto const &...) { ++failures_; });
       store_->priceIs(Costly{1});
@@ -105,7 +105,7 @@ class AllOrNothing : public testing::Test {
       store_->orderPush(Costly{5});
       heard_.clear();
    }
-   ~AllOrNothing() override {
+   ~AllOrNothingTest() override {
       Costly::copiesLeft = Costly::plenty;
       Host::failureSinkIs(nullptr);
    }
@@ -154,11 +154,11 @@ class AllOrNothing : public testing::Test {
 };
 
 // The same from within a handler, where a change waits for its turn.
-class AllOrNothingQueued : public AllOrNothing {
+class AllOrNothingQueuedTest : public AllOrNothingTest {
  protected:
-   AllOrNothingQueued() {
+   AllOrNothingQueuedTest() {
       bellReactor_.notifierIs(store_);
-      bellReactor_.on<&AllOrNothingQueued::handleBell>(store_->bell, *this);
+      bellReactor_.on<&AllOrNothingQueuedTest::handleBell>(store_->bell, *this);
       bellReactor_.hasNotificationActiveIs(true);
    }
 
@@ -175,42 +175,42 @@ class AllOrNothingQueued : public AllOrNothing {
    Vorn::NotifieeConst bellReactor_;
 };
 
-TEST_F(AllOrNothing, ScalarIsWrittenAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, WritesAScalarAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->priceIs(Costly{2}); }, "2: 7=70 5", "price 1>2");
    EXPECT_EQ(refusals_, 1) << "the old value is moved";
 }
 
-TEST_F(AllOrNothing, MemberIsAddedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, AddsAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfIs(Costly{8}, Costly{80}); }, "1: 7=70 8=80 5", "shelf 8 none>80");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, MemberIsReplacedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, ReplacesAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfIs(Costly{7}, Costly{71}); }, "1: 7=71 5", "shelf 7 70>71");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, MemberIsDeletedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, DeletesAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfDel(Costly{7}); }, "1: 5", "shelf 7 70>none");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, ElementIsPushedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, PushesAnElementAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->orderPush(Costly{6}); }, "1: 7=70 5 6", "order 1 none>6");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, ElementIsReplacedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingTest, ReplacesAnElementAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->orderIs(0, Costly{6}); }, "1: 7=70 6", "order 0 5>6");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, ElementLeavesWithoutACopy) {
+TEST_F(AllOrNothingTest, PopsAnElementWithoutACopy) {
    expectAllOrNothing([&] { store_->orderPop(); }, "1: 7=70", "order 0 5>none");
    EXPECT_EQ(refusals_, 0);
 }
 
-TEST_F(AllOrNothing, NothingIsCopiedForNobody) {
+TEST_F(AllOrNothingTest, CopiesNothingWithoutASubscriber) {
    reactor_.notifierIs(nullptr);
    Costly::copiesLeft = 0;
    store_->priceIs(Costly{2});
@@ -221,32 +221,32 @@ TEST_F(AllOrNothing, NothingIsCopiedForNobody) {
    EXPECT_EQ(store_->contents(), "2: 7=70 8=80 4 6");
 }
 
-TEST_F(AllOrNothingQueued, ScalarIsWrittenAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, WritesAScalarAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->priceIs(Costly{2}); }, "2: 7=70 5", "price 1>2");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothingQueued, MemberIsAddedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, AddsAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfIs(Costly{8}, Costly{80}); }, "1: 7=70 8=80 5", "shelf 8 none>80");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothingQueued, MemberIsReplacedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, ReplacesAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfIs(Costly{7}, Costly{71}); }, "1: 7=71 5", "shelf 7 70>71");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothingQueued, MemberIsDeletedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, DeletesAMemberAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->shelfDel(Costly{7}); }, "1: 5", "shelf 7 70>none");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothingQueued, ElementIsPushedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, PushesAnElementAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->orderPush(Costly{6}); }, "1: 7=70 5 6", "order 1 none>6");
    EXPECT_GT(refusals_, 0);
 }
 
-TEST_F(AllOrNothingQueued, ElementIsReplacedAndNotifiedOfOrNeither) {
+TEST_F(AllOrNothingQueuedTest, ReplacesAnElementAndNotifiesOrNeither) {
    expectAllOrNothing([&] { store_->orderIs(0, Costly{6}); }, "1: 7=70 6", "order 0 5>6");
    EXPECT_GT(refusals_, 0);
 }

@@ -40,12 +40,12 @@ class Ringer {
    Vorn::Clock::Notifiee<&Ringer::handleClock> clock{*this};
 };
 
-class Clock : public Support::VirtualTimeTest {
+class ClockTest : public Support::VirtualTimeTest {
  protected:
    static Seconds next() { return Vorn::activityManager().config()->clock()->nextTime(); }
 };
 
-TEST_F(Clock, CallsAtTheFirstTurnUnlessArmedOtherwise) {
+TEST_F(ClockTest, CallsAtTheFirstTurnUnlessArmedOtherwise) {
    Ringer ringer;
    EXPECT_EQ(ringer.clock.timeMin(), Seconds{0});
    EXPECT_EQ(ringer.rings, 0);
@@ -55,7 +55,7 @@ TEST_F(Clock, CallsAtTheFirstTurnUnlessArmedOtherwise) {
    EXPECT_EQ(ringer.rings, 1);
 }
 
-TEST_F(Clock, NeverCallsAtInfinityOrAtATimeThatIsNoNumber) {
+TEST_F(ClockTest, NeverCallsAtInfinityOrAtATimeThatIsNoNumber) {
    Ringer never;
    never.clock.timeMinIs(Seconds::infinity());
    Ringer notANumber;
@@ -68,7 +68,7 @@ TEST_F(Clock, NeverCallsAtInfinityOrAtATimeThatIsNoNumber) {
    EXPECT_EQ(notANumber.rings, 1);
 }
 
-TEST_F(Clock, CallsAtItsTimeAndNotBefore) {
+TEST_F(ClockTest, CallsAtItsTimeAndNotBefore) {
    Seconds at = 0;
    Ringer ringer{currentTime() + 10.0, [&] { at = currentTime(); }};
    Host::runFor(9.5);
@@ -78,14 +78,14 @@ TEST_F(Clock, CallsAtItsTimeAndNotBefore) {
    EXPECT_EQ(at, Seconds{1010});
 }
 
-TEST_F(Clock, CallsWhatIsDueAtTheVeryEndOfARun) {
+TEST_F(ClockTest, CallsAtTheVeryEndOfARun) {
    Ringer ringer{currentTime() + 60.0, {}};
    Host::runFor(60);
    EXPECT_EQ(ringer.rings, 1);
    EXPECT_EQ(currentTime(), Seconds{1060});
 }
 
-TEST_F(Clock, KeepsOnlyTheLatestRequest) {
+TEST_F(ClockTest, KeepsOnlyTheLatestRequest) {
    Ringer ringer{currentTime() + 10.0, {}};
    ringer.clock.timeMinIs(currentTime() + 100.0);
    Host::runFor(50);
@@ -95,7 +95,7 @@ TEST_F(Clock, KeepsOnlyTheLatestRequest) {
    EXPECT_EQ(ringer.rings, 1);
 }
 
-TEST_F(Clock, ArmedForThePastInItsOwnHandlerCallsOncePerTurn) {
+TEST_F(ClockTest, CallsOncePerTurnWhenArmedForThePastInItsOwnHandler) {
    Ringer ringer;
    ringer.then = [&] { ringer.clock.timeMinIs(0); };
    for (int turns = 1; turns <= 3; ++turns) {
@@ -104,7 +104,7 @@ TEST_F(Clock, ArmedForThePastInItsOwnHandlerCallsOncePerTurn) {
    }
 }
 
-TEST_F(Clock, DoesNotStarveOthersThatAreDueByOneThatIsAlways) {
+TEST_F(ClockTest, StarvesNoOthersWhenAlwaysDue) {
    Ringer always;
    always.then = [&] { always.clock.timeMinIs(-Seconds::infinity().value()); };
    Ringer other{currentTime(), {}};
@@ -113,7 +113,7 @@ TEST_F(Clock, DoesNotStarveOthersThatAreDueByOneThatIsAlways) {
    EXPECT_EQ(other.rings, 1);
 }
 
-TEST_F(Clock, CallsInOrderOfTimeAndTiesInOrderOfArming) {
+TEST_F(ClockTest, CallsInOrderOfTimeAndTiesInOrderOfArming) {
    std::string order;
    Seconds const then = currentTime() + 5.0;
    Ringer a{then, [&] { order += 'a'; }};
@@ -125,7 +125,7 @@ TEST_F(Clock, CallsInOrderOfTimeAndTiesInOrderOfArming) {
    EXPECT_EQ(order, "cbda");
 }
 
-TEST_F(Clock, ArmedAgainByAnotherHandlerWhileDueWaitsForTheNextTurn) {
+TEST_F(ClockTest, WaitsForTheNextTurnWhenArmedAgainByAnotherHandlerWhileDue) {
    Ringer second{currentTime() + 1.0, {}};
    Ringer first{currentTime(), [&] { second.clock.timeMinIs(currentTime()); }};
    Host::turn();
@@ -135,7 +135,7 @@ TEST_F(Clock, ArmedAgainByAnotherHandlerWhileDueWaitsForTheNextTurn) {
    EXPECT_EQ(second.rings, 1);
 }
 
-TEST_F(Clock, DisarmedOrSwitchedOffByAnotherDueHandlerIsNotCalled) {
+TEST_F(ClockTest, SkipsAHandlerThatAnotherDueOneDisarmedOrSwitchedOff) {
    std::unique_ptr<Ringer> disarmed;
    std::unique_ptr<Ringer> off;
    std::unique_ptr<Ringer> deleted;
@@ -157,7 +157,7 @@ TEST_F(Clock, DisarmedOrSwitchedOffByAnotherDueHandlerIsNotCalled) {
    EXPECT_EQ(off->rings, 1) << "its request was kept";
 }
 
-TEST_F(Clock, MayBeDeletedInItsOwnHandler) {
+TEST_F(ClockTest, AllowsItsDeletionInItsOwnHandler) {
    auto ringer = std::make_unique<Ringer>();
    int rings = 0;
    ringer->then = [&] {
@@ -169,7 +169,7 @@ TEST_F(Clock, MayBeDeletedInItsOwnHandler) {
    EXPECT_EQ(next(), Seconds::infinity());
 }
 
-TEST_F(Clock, SwitchedOnTwiceKeepsItsPlaceInTheOrder) {
+TEST_F(ClockTest, KeepsItsPlaceInTheOrderWhenSwitchedOnTwice) {
    std::string order;
    Ringer a{currentTime() + 1.0, [&] { order += 'a'; }};
    Ringer b{currentTime() + 1.0, [&] { order += 'b'; }};
@@ -178,7 +178,7 @@ TEST_F(Clock, SwitchedOnTwiceKeepsItsPlaceInTheOrder) {
    EXPECT_EQ(order, "ab");
 }
 
-TEST_F(Clock, ReactorsAreCountedWhileRegistered) {
+TEST_F(ClockTest, CountsReactorsWhileRegistered) {
    auto const before = Vorn::activityManager().registeredNotifiees();
    {
       Ringer ringer;
@@ -194,7 +194,7 @@ TEST_F(Clock, ReactorsAreCountedWhileRegistered) {
    EXPECT_EQ(Vorn::activityManager().registeredNotifiees(), before);
 }
 
-TEST_F(Clock, WaitsOnAnotherClockOrOnNone) {
+TEST_F(ClockTest, WaitsOnAnotherClockOrOnNone) {
    Ringer ringer{currentTime() + 1.0, {}};
    ringer.clock.notifierIs(nullptr);
    Host::runFor(5);
@@ -208,7 +208,7 @@ TEST_F(Clock, WaitsOnAnotherClockOrOnNone) {
    EXPECT_EQ(ringer.rings, 1);
 }
 
-TEST_F(Clock, HandlerThatRaisesStopsNobody) {
+TEST_F(ClockTest, CallsTheOthersAfterAHandlerThatRaises) {
    std::string failed;
    Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
       failed = std::string{machine} + ": " + std::string{what};
@@ -221,7 +221,7 @@ TEST_F(Clock, HandlerThatRaisesStopsNobody) {
    EXPECT_NE(failed.find("Ringer: spring broke"), std::string::npos) << failed;
 }
 
-TEST_F(Clock, ADayOfMinutesTakesNoTime) {
+TEST_F(ClockTest, RunsADayOfMinutesInNoTime) {
    Ringer minute{currentTime() + 60.0, {}};
    minute.then = [&] { minute.clock.timeMinIs(minute.rings * 60.0 + 1060.0); };
    Host::runFor(86400);
@@ -229,7 +229,7 @@ TEST_F(Clock, ADayOfMinutesTakesNoTime) {
    EXPECT_EQ(Vorn::System::currentTimeUtc(), Seconds{1700086400});
 }
 
-TEST_F(Clock, AfterTheClockJumpedALateRequestIsCalledOnce) {
+TEST_F(ClockTest, CallsALateRequestOnceAfterAClockJump) {
    Ringer minute{currentTime() + 60.0, {}};
    minute.then = [&] { minute.clock.timeMinIs(currentTime() + 60.0); };
    time->jumpBy(3600);
@@ -241,7 +241,7 @@ TEST_F(Clock, AfterTheClockJumpedALateRequestIsCalledOnce) {
    EXPECT_EQ(minute.rings, 2);
 }
 
-TEST_F(Clock, ReadingsMayTakeTimeSoThatHandlersCanBoundTheirWork) {
+TEST_F(ClockTest, LimitsHandlersByATimeThatReadingsAdvance) {
    time->stepPerReadingIs(0.125);
    int steps = 0;
    Ringer worker{0, [&] {
@@ -252,9 +252,9 @@ TEST_F(Clock, ReadingsMayTakeTimeSoThatHandlersCanBoundTheirWork) {
    EXPECT_EQ(steps, 3);
 }
 
-class Loop : public Support::VirtualTimeTest {};
+class LoopTest : public Support::VirtualTimeTest {};
 
-TEST_F(Loop, RunsUntilTheConditionHoldsAndNoLonger) {
+TEST_F(LoopTest, RunsUntilTheConditionHoldsAndNoLonger) {
    Ringer ringer{currentTime() + 30.0, {}};
    EXPECT_TRUE(eventually([&] { return ringer.rings == 1; }));
    EXPECT_EQ(currentTime(), Seconds{1030});
@@ -263,12 +263,12 @@ TEST_F(Loop, RunsUntilTheConditionHoldsAndNoLonger) {
    EXPECT_TRUE(Host::runUntil([] { return true; }, 0));
 }
 
-TEST_F(Loop, AnswersTheConditionThatCameTrueAtTheDeadline) {
+TEST_F(LoopTest, AnswersTheConditionThatCameTrueAtTheDeadline) {
    Ringer ringer{currentTime() + 30.0, {}};
    EXPECT_TRUE(eventually([&] { return ringer.rings == 1; }, 30));
 }
 
-TEST_F(Loop, StopsAtTheEndOfTheTurn) {
+TEST_F(LoopTest, StopsAtTheEndOfTheTurn) {
    Ringer second{currentTime(), {}};
    Ringer first{currentTime() - 1.0, [] { Host::stop(); }};
    Host::run();
@@ -281,12 +281,12 @@ TEST_F(Loop, StopsAtTheEndOfTheTurn) {
    EXPECT_FALSE(Host::stopRequested());
 }
 
-TEST_F(Loop, IsIdleWithNothingToWaitFor) {
+TEST_F(LoopTest, IsIdleWithNothingToWaitFor) {
    EXPECT_EQ(Host::turn(), Host::Turn::idle);
    EXPECT_EQ(currentTime(), Seconds{1000});
 }
 
-TEST(RealTime, FollowsTheKernelAndRunsFasterWhenScaled) {
+TEST(RealTimeTest, FollowsTheKernelAndRunsFasterWhenScaled) {
    Host::timeSourceIs(nullptr);
    Seconds const first = currentTime();
    EXPECT_GE(currentTime(), first);
@@ -304,7 +304,7 @@ TEST(RealTime, FollowsTheKernelAndRunsFasterWhenScaled) {
    Host::timeSourceIs(nullptr);
 }
 
-TEST(RealTime, WaitsForADeadlineAndIsIdleOnlyWhenToldToWaitShorter) {
+TEST(RealTimeTest, WaitsForADeadlineAndIsIdleOnlyForAShorterWait) {
    Host::timeSourceIs(nullptr);
    Ringer ringer{currentTime() + 0.02, {}};
    EXPECT_EQ(Host::turn(0), Host::Turn::idle);

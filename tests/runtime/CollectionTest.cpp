@@ -16,7 +16,7 @@ using RuntimeTest::House;
 using RuntimeTest::Watcher;
 using Heard = std::vector<std::string>;
 
-TEST(Collection, AddsReplacesAndDeletesByKey) {
+TEST(CollectionTest, AddsReplacesAndDeletesByKey) {
    auto const house = Pelm::make<House>();
    EXPECT_FALSE(house->lamp("hall"));
    house->lampIs("hall", 1);
@@ -33,7 +33,7 @@ TEST(Collection, AddsReplacesAndDeletesByKey) {
    EXPECT_STREQ(house->lamp.id(), "lamp");
 }
 
-TEST(Collection, TellsWhatBecameOfEachKeyAndNothingElse) {
+TEST(CollectionTest, NotifiesOfEachKeyAndNothingElse) {
    auto const house = Pelm::make<House>();
    Heard heard;
    Watcher const watcher{house, heard, "w"};
@@ -48,7 +48,7 @@ TEST(Collection, TellsWhatBecameOfEachKeyAndNothingElse) {
                            "w:lamp hall 2>none", "w:lamp attic 5>none"}));
 }
 
-TEST(Collection, MembersMayBeDeletedByTheKeyThatTheyHold) {
+TEST(CollectionTest, DeletesMembersByTheirOwnKey) {
    auto const house = Pelm::make<House>();
    for (char const * const name : {"hall", "attic", "cellar"})
       house->lampIs(name, 1);
@@ -60,7 +60,7 @@ TEST(Collection, MembersMayBeDeletedByTheKeyThatTheyHold) {
    EXPECT_EQ(heard.size(), 3U);
 }
 
-TEST(Collection, WalkReadsReplacedValuesAndKnowsStaleMembers) {
+TEST(CollectionTest, ReadsReplacedValuesAndRecognisesStaleMembersInAWalk) {
    auto const house = Pelm::make<House>();
    house->lampIs("hall", 1);
    house->lampIs("attic", 1);
@@ -85,7 +85,7 @@ class Shelf : public Pelm::Node {
    ~Shelf() override { houseDelAll(); }
 };
 
-TEST(Collection, OwnsItsMembersAndLetsThemGo) {
+TEST(CollectionTest, OwnsItsMembersAndReleasesThem) {
    bool firstGone = false;
    bool secondGone = false;
    auto shelf = Pelm::make<Shelf>();
@@ -99,7 +99,7 @@ TEST(Collection, OwnsItsMembersAndLetsThemGo) {
    EXPECT_TRUE(secondGone);
 }
 
-TEST(Collection, MembersMayBeDeletedWhileTheyAreTold) {
+TEST(CollectionTest, AllowsTheDeletionOfMembersDuringTheirNotification) {
    auto const house = Pelm::make<House>();
    Heard heard;
    Watcher first{house, heard, "1"};
@@ -111,7 +111,7 @@ TEST(Collection, MembersMayBeDeletedWhileTheyAreTold) {
    EXPECT_TRUE(house->lamp.empty());
 }
 
-TEST(Collection, MayLoseItsOwnerWhileAllIsDeleted) {
+TEST(CollectionTest, AllowsItsOwnerToGoWhileAllIsDeleted) {
    bool gone = false;
    auto house = Pelm::make<House>(gone);
    House * const bare = house.get();
@@ -155,7 +155,7 @@ class Mirror {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST(Collection, ReactorsThatMirrorItStayInStepWhateverOtherHandlersChange) {
+TEST(CollectionTest, KeepsMirrorsInStepWhateverOtherHandlersChange) {
    std::mt19937 random{5};
    auto const house = Pelm::make<House>();
    Heard heard;

@@ -20,13 +20,13 @@ using RuntimeTest::House;
 using RuntimeTest::Watcher;
 using Heard = std::vector<std::string>;
 
-class Delivery : public testing::Test {
+class DeliveryTest : public testing::Test {
  protected:
    Pelm::Ptr<House> house = Pelm::make<House>();
    Heard heard;
 };
 
-TEST_F(Delivery, OutermostChangeIsToldBeforeItsMutatorReturns) {
+TEST_F(DeliveryTest, NotifiesOfTheOutermostChangeBeforeItsMutatorReturns) {
    Watcher const first{house, heard, "1"};
    Watcher const second{house, heard, "2"};
    house->doorIs(1);
@@ -34,7 +34,7 @@ TEST_F(Delivery, OutermostChangeIsToldBeforeItsMutatorReturns) {
    EXPECT_FALSE(Pelm::delivery.busy());
 }
 
-TEST_F(Delivery, SubscribingBeforeTheNotifierIsSetSaysWhatToDo) {
+TEST_F(DeliveryTest, RaisesWithARemedyWhenSubscribedBeforeTheNotifierIsSet) {
    struct Machine {
       void handleDoor() {}
    } machine;
@@ -46,7 +46,7 @@ TEST_F(Delivery, SubscribingBeforeTheNotifierIsSetSaysWhatToDo) {
                 "call notifierIs with their owner before on");
 }
 
-TEST_F(Delivery, WriteOfTheStoredValueIsSilent) {
+TEST_F(DeliveryTest, NotifiesNobodyOfAWriteOfTheStoredValue) {
    Watcher const watcher{house, heard, "w"};
    house->doorIs(0);
    house->visitsInc(0);
@@ -56,7 +56,7 @@ TEST_F(Delivery, WriteOfTheStoredValueIsSilent) {
    EXPECT_TRUE(heard.empty()) << "nobody subscribed to visits";
 }
 
-TEST_F(Delivery, ChangesMadeInHandlersAreToldToAllInOrderAndNoStaleValueLast) {
+TEST_F(DeliveryTest, NotifiesAllOfChangesMadeInHandlersInOrder) {
    Watcher first{house, heard, "1"};
    Watcher second{house, heard, "2"};
    first.then = [&] {
@@ -69,7 +69,7 @@ TEST_F(Delivery, ChangesMadeInHandlersAreToldToAllInOrderAndNoStaleValueLast) {
    EXPECT_EQ(house->door(), 3);
 }
 
-TEST_F(Delivery, ChangesOfSeveralAttributesKeepTheirCommonOrder) {
+TEST_F(DeliveryTest, KeepsTheCommonOrderOfChangesOfSeveralAttributes) {
    Watcher first{house, heard, "1"};
    Watcher const second{house, heard, "2"};
    first.then = [&] {
@@ -85,14 +85,14 @@ TEST_F(Delivery, ChangesOfSeveralAttributesKeepTheirCommonOrder) {
                            "1:lamp hall 1>none", "2:lamp hall 1>none"}));
 }
 
-TEST_F(Delivery, ValueHasChangedWhenItIsTold) {
+TEST_F(DeliveryTest, ShowsTheNewValueToItsSubscribers) {
    int seen = 0;
    Watcher const watcher{house, heard, "w", [&] { seen = house->door(); }};
    house->doorIs(5);
    EXPECT_EQ(seen, 5);
 }
 
-TEST_F(Delivery, SubscriberMayUnsubscribeItself) {
+TEST_F(DeliveryTest, AllowsASubscriberToUnsubscribeItself) {
    Watcher first{house, heard, "1"};
    Watcher const second{house, heard, "2"};
    first.then = [&] { first.reactor.notifierIs(nullptr); };
@@ -101,7 +101,7 @@ TEST_F(Delivery, SubscriberMayUnsubscribeItself) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1", "2:door 1>2"}));
 }
 
-TEST_F(Delivery, SubscriberMayDestroyOneBeforeItAndOneAfterIt) {
+TEST_F(DeliveryTest, AllowsASubscriberToDestroyOneBeforeItAndOneAfterIt) {
    auto first = std::make_unique<Watcher>(house, heard, "1");
    Watcher second{house, heard, "2"};
    auto third = std::make_unique<Watcher>(house, heard, "3");
@@ -116,7 +116,7 @@ TEST_F(Delivery, SubscriberMayDestroyOneBeforeItAndOneAfterIt) {
    EXPECT_EQ(heard.size(), 5U);
 }
 
-TEST_F(Delivery, SubscriberMayDestroyEverybodyAndItself) {
+TEST_F(DeliveryTest, AllowsASubscriberToDestroyEverybodyAndItself) {
    std::vector<std::unique_ptr<Watcher>> all;
    for (char const * const name : {"1", "2", "3"})
       all.push_back(std::make_unique<Watcher>(house, heard, name));
@@ -126,7 +126,7 @@ TEST_F(Delivery, SubscriberMayDestroyEverybodyAndItself) {
    EXPECT_FALSE(house->door.publisher().hasSubscribers());
 }
 
-TEST_F(Delivery, NewSubscriberDoesNotHearTheChangeThatBroughtIt) {
+TEST_F(DeliveryTest, SkipsANewSubscriberInTheChangeThatMadeIt) {
    Watcher first{house, heard, "1"};
    std::unique_ptr<Watcher> late;
    first.then = [&] {
@@ -139,7 +139,7 @@ TEST_F(Delivery, NewSubscriberDoesNotHearTheChangeThatBroughtIt) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1", "1:door 1>2", "late:door 1>2"}));
 }
 
-TEST_F(Delivery, NewSubscriberDoesNotHearAChangeThatWasQueuedBeforeIt) {
+TEST_F(DeliveryTest, SkipsANewSubscriberInAChangeThatWasQueuedBeforeIt) {
    Watcher first{house, heard, "1"};
    std::unique_ptr<Watcher> late;
    first.then = [&] {
@@ -152,7 +152,7 @@ TEST_F(Delivery, NewSubscriberDoesNotHearAChangeThatWasQueuedBeforeIt) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1", "1:door 1>2", "1:door 2>3", "late:door 2>3"}));
 }
 
-TEST_F(Delivery, ReactorSwitchedOffAndOnAgainHearsOnlyWhatComesAfter) {
+TEST_F(DeliveryTest, NotifiesAReactorSwitchedOffAndOnOnlyOfLaterChanges) {
    Watcher first{house, heard, "1"};
    Watcher second{house, heard, "2"};
    first.then = [&] {
@@ -170,7 +170,7 @@ TEST_F(Delivery, ReactorSwitchedOffAndOnAgainHearsOnlyWhatComesAfter) {
    EXPECT_FALSE(second.reactor.hasNotificationActive());
 }
 
-TEST_F(Delivery, SubscriberMayDropTheLastPointerToTheNotifier) {
+TEST_F(DeliveryTest, AllowsASubscriberToDropTheLastPointerToTheNotifier) {
    bool gone = false;
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
@@ -188,7 +188,7 @@ TEST_F(Delivery, SubscriberMayDropTheLastPointerToTheNotifier) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1"}));
 }
 
-TEST_F(Delivery, NotifierThatNobodyHoldsAnyMoreGoesAfterAllAreTold) {
+TEST_F(DeliveryTest, DestroysANotifierWithoutUsersAfterAllAreNotified) {
    bool gone = false;
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
@@ -203,7 +203,7 @@ TEST_F(Delivery, NotifierThatNobodyHoldsAnyMoreGoesAfterAllAreTold) {
    EXPECT_TRUE(gone);
 }
 
-TEST_F(Delivery, NotifierThatIsTakenUpAgainWhileItTellsStays) {
+TEST_F(DeliveryTest, KeepsANotifierThatGetsANewUserWhileItNotifies) {
    bool gone = false;
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
@@ -220,7 +220,7 @@ TEST_F(Delivery, NotifierThatIsTakenUpAgainWhileItTellsStays) {
    EXPECT_TRUE(gone);
 }
 
-TEST_F(Delivery, NotifierOfAQueuedChangeLivesUntilItIsTold) {
+TEST_F(DeliveryTest, KeepsTheNotifierOfAQueuedChangeUntilItIsDelivered) {
    bool gone = false;
    auto other = Pelm::make<House>(gone);
    House * const bare = other.get();
@@ -236,7 +236,7 @@ TEST_F(Delivery, NotifierOfAQueuedChangeLivesUntilItIsTold) {
    EXPECT_EQ(heard, (Heard{"1:door 0>1"})) << "the delivery to a gone subscriber is dropped";
 }
 
-TEST_F(Delivery, ReactorMayDestroyItselfWithDeliveriesQueuedForIt) {
+TEST_F(DeliveryTest, AllowsAReactorToDestroyItselfWithQueuedDeliveries) {
    auto own = std::make_unique<Watcher>(house, heard, "own");
    Watcher const other{house, heard, "other"};
    own->then = [&] {
@@ -248,7 +248,7 @@ TEST_F(Delivery, ReactorMayDestroyItselfWithDeliveriesQueuedForIt) {
    EXPECT_EQ(heard, (Heard{"own:door 0>1", "other:door 0>1", "other:door 1>2", "other:lamp hall none>1"}));
 }
 
-TEST_F(Delivery, ReactorMovedToAnotherNotifierHearsThatOneOnly) {
+TEST_F(DeliveryTest, NotifiesAMovedReactorOnlyOfItsNewNotifier) {
    auto const other = Pelm::make<House>();
    Watcher watcher{house, heard, "w"};
    watcher.reactor.notifierIs(other);
@@ -263,7 +263,7 @@ TEST_F(Delivery, ReactorMovedToAnotherNotifierHearsThatOneOnly) {
    EXPECT_EQ(heard.size(), 2U) << "attached to the same one again, it keeps its subscriptions";
 }
 
-TEST_F(Delivery, ChangeMadeByTheEndOfAQueuedNotifierIsStillTold) {
+TEST_F(DeliveryTest, DeliversAChangeMadeByTheEndOfAQueuedNotifier) {
    struct Last : public House {
       explicit Last(Pelm::Ptr<House> heir) : heir_{std::move(heir)} {}
       ~Last() override { heir_->doorIs(99); }
@@ -298,7 +298,7 @@ class Failing {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(Delivery, HandlerThatRaisesStopsNobodyAndReachesTheFailureSink) {
+TEST_F(DeliveryTest, NotifiesTheOthersAndTheFailureSinkWhenAHandlerRaises) {
    Heard failures;
    Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
       failures.push_back(std::string{machine} + " - " + std::string{what});
@@ -317,7 +317,7 @@ TEST_F(Delivery, HandlerThatRaisesStopsNobodyAndReachesTheFailureSink) {
    EXPECT_FALSE(Pelm::delivery.busy());
 }
 
-TEST_F(Delivery, WithoutAFailureSinkAFailureIsALineOnStandardError) {
+TEST_F(DeliveryTest, ReportsAFailureOnStandardErrorWithoutAFailureSink) {
    Failing const failing{house};
    testing::internal::CaptureStderr();
    house->doorIs(1);
@@ -377,14 +377,14 @@ class EveryShape {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(Delivery, HandlersTakeNothingKeyChangeOrBoth) {
+TEST_F(DeliveryTest, CallsHandlersOfNothingKeyChangeOrBoth) {
    EveryShape const shapes{house, heard};
    house->lampIs("hall", 4);
    house->guestPush("Ann");
    EXPECT_EQ(heard, (Heard{"nothing", "key hall", "change 4", "hall 4", "index 0"}));
 }
 
-TEST_F(Delivery, ReactorsAreCountedWhileRegistered) {
+TEST_F(DeliveryTest, CountsReactorsWhileRegistered) {
    auto const before = Vorn::activityManager().registeredNotifiees();
    {
       Vorn::NotifieeConst reactor;
@@ -396,7 +396,7 @@ TEST_F(Delivery, ReactorsAreCountedWhileRegistered) {
    EXPECT_EQ(Vorn::activityManager().registeredNotifiees(), before);
 }
 
-TEST_F(Delivery, ReactorOfItsOwnIsStoppedWhenItBecomesAZombie) {
+TEST_F(DeliveryTest, StopsAMachinesOwnReactorWhenItBecomesAZombie) {
    auto reactor = Pelm::make<Vorn::NotifieeConst>();
    reactor->notifierIs(house);
    reactor->hasNotificationActiveIs(true);
@@ -408,7 +408,7 @@ TEST_F(Delivery, ReactorOfItsOwnIsStoppedWhenItBecomesAZombie) {
    EXPECT_EQ(house->useCount(), 1U);
 }
 
-TEST_F(Delivery, PublisherThatGoesFirstLeavesItsSubscribersFree) {
+TEST_F(DeliveryTest, ReleasesTheSubscribersOfAPublisherThatGoesFirst) {
    auto publisher = std::make_unique<Pelm::Publisher>();
    Pelm::Subscriber first{[](Pelm::Subscriber &, void const *, void const *) noexcept {}, nullptr};
    Pelm::Subscriber second{[](Pelm::Subscriber &, void const *, void const *) noexcept {}, nullptr};

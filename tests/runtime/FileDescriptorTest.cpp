@@ -79,17 +79,17 @@ class Reader {
    Vorn::NotifieeConst reactor_;
 };
 
-class Descriptors : public Support::VirtualTimeTest {
+class FileDescriptorTest : public Support::VirtualTimeTest {
  protected:
-   Descriptors() {
+   FileDescriptorTest() {
       Host::traceSinkIs([this](Host::TraceLine const & line) { traces.push_back(line.text); });
    }
-   ~Descriptors() override { Host::traceSinkIs(nullptr); }
+   ~FileDescriptorTest() override { Host::traceSinkIs(nullptr); }
 
    std::vector<std::string> traces;
 };
 
-TEST_F(Descriptors, TellAtEveryTurnWhileReadable) {
+TEST_F(FileDescriptorTest, NotifiesAtEveryTurnWhileReadable) {
    Pipe const pipe;
    Reader const reader{pipe.reader()};
    EXPECT_EQ(Host::turn(), Host::Turn::idle);
@@ -103,7 +103,7 @@ TEST_F(Descriptors, TellAtEveryTurnWhileReadable) {
    EXPECT_EQ(reader.watched->name(), "reader");
 }
 
-TEST_F(Descriptors, TellWritableOnlyWhileThereIsRoom) {
+TEST_F(FileDescriptorTest, NotifiesAsWritableOnlyWhileThereIsRoom) {
    Pipe const pipe;
    auto const writer = Pelm::make<FileDescriptor>("writer");
    writer->descriptorIs(pipe.writer());
@@ -121,7 +121,7 @@ TEST_F(Descriptors, TellWritableOnlyWhileThereIsRoom) {
    EXPECT_EQ(writer->writableCount(), 1U);
 }
 
-TEST_F(Descriptors, TellBothWaysOfASocketApart) {
+TEST_F(FileDescriptorTest, DistinguishesBothDirectionsOfASocket) {
    std::array<int, 2> ends{};
    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
    auto const end = Pelm::make<FileDescriptor>("socket");
@@ -140,7 +140,7 @@ TEST_F(Descriptors, TellBothWaysOfASocketApart) {
    close(ends[1]);
 }
 
-TEST_F(Descriptors, HangUpIsReadable) {
+TEST_F(FileDescriptorTest, ReportsAHangUpAsReadable) {
    Pipe pipe;
    Reader const reader{pipe.reader()};
    pipe.closeWriter();
@@ -148,7 +148,7 @@ TEST_F(Descriptors, HangUpIsReadable) {
    EXPECT_EQ(reader.told, 1);
 }
 
-TEST_F(Descriptors, LostReaderIsWritable) {
+TEST_F(FileDescriptorTest, ReportsALostReaderAsWritable) {
    Pipe pipe;
    auto const writer = Pelm::make<FileDescriptor>("writer");
    writer->descriptorIs(pipe.writer());
@@ -159,7 +159,7 @@ TEST_F(Descriptors, LostReaderIsWritable) {
    EXPECT_EQ(writer->readableCount(), 0U) << "nobody asked for that";
 }
 
-TEST_F(Descriptors, AHandlerOfReadingThatEndsWritingIsObeyedAtOnce) {
+TEST_F(FileDescriptorTest, StopsWritingAtOnceWhenAReadHandlerEndsIt) {
    std::array<int, 2> ends{};
    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
    ASSERT_EQ(write(ends[1], "x", 1), 1);
@@ -174,7 +174,7 @@ TEST_F(Descriptors, AHandlerOfReadingThatEndsWritingIsObeyedAtOnce) {
    close(ends[1]);
 }
 
-TEST_F(Descriptors, WhoLetsGoOfTheDescriptorWhenItCanBeReadIsNotToldThatItCanBeWritten) {
+TEST_F(FileDescriptorTest, SkipsTheWriteHandlerOfADescriptorReleasedInTheReadHandler) {
    std::array<int, 2> ends{};
    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
    ASSERT_EQ(write(ends[1], "x", 1), 1);
@@ -209,7 +209,7 @@ TEST_F(Descriptors, WhoLetsGoOfTheDescriptorWhenItCanBeReadIsNotToldThatItCanBeW
    close(ends[1]);
 }
 
-TEST_F(Descriptors, NobodyIsToldAfterTheirWatchEndedInAHandlerOfTheSameTurn) {
+TEST_F(FileDescriptorTest, SkipsHandlersWhoseWatchEndedInTheSameTurn) {
    Pipe const first;
    Pipe const second;
    std::vector<std::unique_ptr<Reader>> readers;
@@ -235,7 +235,7 @@ TEST_F(Descriptors, NobodyIsToldAfterTheirWatchEndedInAHandlerOfTheSameTurn) {
    }
 }
 
-TEST_F(Descriptors, ReadyDescriptorMayBeDestroyedByTheHandlerOfAnotherAndOfItself) {
+TEST_F(FileDescriptorTest, AllowsTheHandlersOfAnotherAndOfItselfToDestroyIt) {
    Pipe const first;
    Pipe const second;
    first.fill();
@@ -252,7 +252,7 @@ TEST_F(Descriptors, ReadyDescriptorMayBeDestroyedByTheHandlerOfAnotherAndOfItsel
    EXPECT_EQ(Host::turn(), Host::Turn::idle);
 }
 
-TEST_F(Descriptors, NumberClosedBehindItsBackAndReusedBelongsToTheNewWatcher) {
+TEST_F(FileDescriptorTest, NotifiesOnlyTheNewWatcherOfANumberClosedAndReused) {
    auto old = std::make_unique<Pipe>();
    int const number = old->reader();
    auto stale = std::make_unique<Reader>(number);
@@ -271,7 +271,7 @@ TEST_F(Descriptors, NumberClosedBehindItsBackAndReusedBelongsToTheNewWatcher) {
    EXPECT_EQ(fresh.told, 2);
 }
 
-TEST_F(Descriptors, SameNumberSetAgainIsWatchedAnew) {
+TEST_F(FileDescriptorTest, RestartsTheWatchWhenTheSameNumberIsSetAgain) {
    auto old = std::make_unique<Pipe>();
    int const number = old->reader();
    Reader const reader{number};
@@ -284,7 +284,7 @@ TEST_F(Descriptors, SameNumberSetAgainIsWatchedAnew) {
    EXPECT_EQ(reader.told, 1);
 }
 
-TEST_F(Descriptors, ChangedWatchOfAReopenedNumberIsMadeAnew) {
+TEST_F(FileDescriptorTest, RestartsAChangedWatchOfAReopenedNumber) {
    auto old = std::make_unique<Pipe>();
    int const number = old->reader();
    Reader const reader{number};
@@ -297,7 +297,7 @@ TEST_F(Descriptors, ChangedWatchOfAReopenedNumberIsMadeAnew) {
    EXPECT_TRUE(traces.empty());
 }
 
-TEST_F(Descriptors, OpenFileThatOutlivesItsClosedNumberReachesNobody) {
+TEST_F(FileDescriptorTest, NotifiesNobodyOfAFileThatOutlivesItsClosedNumber) {
    auto pipe = std::make_unique<Pipe>();
    pipe->fill();
    int const duplicate = dup(pipe->reader());
@@ -309,7 +309,7 @@ TEST_F(Descriptors, OpenFileThatOutlivesItsClosedNumberReachesNobody) {
    close(duplicate);
 }
 
-TEST_F(Descriptors, RegularFileIsReadyOncePerSwitchOn) {
+TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    int const file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
    Reader const reader{file};
    EXPECT_EQ(Host::turn(), Host::Turn::worked);
@@ -331,7 +331,7 @@ TEST_F(Descriptors, RegularFileIsReadyOncePerSwitchOn) {
    close(file);
 }
 
-TEST_F(Descriptors, NextRegularFileIsToldAgain) {
+TEST_F(FileDescriptorTest, NotifiesOfTheNextRegularFileAgain) {
    int const first = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
    int const second = open("/dev/null", O_RDONLY | O_CLOEXEC);
    Reader const reader{first};
@@ -345,7 +345,7 @@ TEST_F(Descriptors, NextRegularFileIsToldAgain) {
    close(second);
 }
 
-TEST_F(Descriptors, UnpollableOneSwitchedOffOrDestroyedBeforeItsTurnIsNotTold) {
+TEST_F(FileDescriptorTest, SkipsAnUnpollableOneSwitchedOffOrDestroyedBeforeItsTurn) {
    int const file = open("/dev/null", O_RDONLY | O_CLOEXEC);
    Reader const off{file};
    auto gone = std::make_unique<Reader>(file);
@@ -361,7 +361,7 @@ TEST_F(Descriptors, UnpollableOneSwitchedOffOrDestroyedBeforeItsTurnIsNotTold) {
    close(file);
 }
 
-TEST_F(Descriptors, MoreThanATurnHandlesAreToldInRotation) {
+TEST_F(FileDescriptorTest, NotifiesInRotationWhenATurnCannotHandleAll) {
    rlimit limit{};
    getrlimit(RLIMIT_NOFILE, &limit);
    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
@@ -383,7 +383,7 @@ TEST_F(Descriptors, MoreThanATurnHandlesAreToldInRotation) {
    EXPECT_LE((*most)->told - (*least)->told, 1) << "nobody is told twice before all are told once";
 }
 
-TEST_F(Descriptors, BusyOneStarvesNeitherAnotherNorTheClocks) {
+TEST_F(FileDescriptorTest, StarvesNeitherOthersNorTheClocksWhenBusy) {
    Pipe const busy;
    Pipe const rare;
    busy.fill();
@@ -396,7 +396,7 @@ TEST_F(Descriptors, BusyOneStarvesNeitherAnotherNorTheClocks) {
    EXPECT_EQ(rareReader.told, 1);
 }
 
-TEST_F(Descriptors, SecondWatcherOfANumberIsTracedAndNotWatched) {
+TEST_F(FileDescriptorTest, TracesASecondWatcherOfANumberAndDoesNotWatchIt) {
    Pipe const pipe;
    pipe.fill();
    Reader const first{pipe.reader()};
@@ -409,14 +409,14 @@ TEST_F(Descriptors, SecondWatcherOfANumberIsTracedAndNotWatched) {
    EXPECT_EQ(first.told, 2) << "the first keeps its watch";
 }
 
-TEST_F(Descriptors, NumberThatIsNotOpenIsTraced) {
+TEST_F(FileDescriptorTest, TracesANumberThatIsNotOpen) {
    Reader const reader{999999};
    ASSERT_EQ(traces.size(), 1U);
    EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: Bad file descriptor (errno 9)");
    EXPECT_EQ(Host::turn(), Host::Turn::idle);
 }
 
-TEST_F(Descriptors, NonBlockingIsSetOnTheDescriptorWheneverThatComes) {
+TEST_F(FileDescriptorTest, SetsNonBlockingOnTheDescriptorWhenever) {
    std::array<int, 2> ends{};
    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
    auto const watched = Pelm::make<FileDescriptor>("pipe");
@@ -454,7 +454,7 @@ class Dropper {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(Descriptors, SubscriberMayDropTheLastPointerInEveryMutator) {
+TEST_F(FileDescriptorTest, AllowsASubscriberToDropTheLastPointerInEveryMutator) {
    Pipe const pipe;
    std::vector<std::function<void(FileDescriptor &)>> const mutators{
        [&](FileDescriptor & fd) { fd.descriptorIs(pipe.reader()); },
@@ -472,7 +472,7 @@ TEST_F(Descriptors, SubscriberMayDropTheLastPointerInEveryMutator) {
    EXPECT_EQ(Host::turn(), Host::Turn::idle);
 }
 
-TEST(RealTimeDescriptors, WakeAWaitingLoop) {
+TEST(RealTimeDescriptorsTest, WakesAWaitingLoop) {
    Host::timeSourceIs(nullptr);
    Pipe const pipe;
    Reader const reader{pipe.reader()};

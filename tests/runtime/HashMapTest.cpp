@@ -42,7 +42,7 @@ Seen walk(Map & map, std::function<void(std::string const &)> const & at) {
    return seen;
 }
 
-TEST(HashMap2018, FindsInsertsAndErases) {
+TEST(HashMap2018Test, FindsInsertsAndErases) {
    Map map;
    EXPECT_TRUE(map.empty());
    EXPECT_EQ(map.find("a"), nullptr);
@@ -58,7 +58,7 @@ TEST(HashMap2018, FindsInsertsAndErases) {
    EXPECT_TRUE(map.begin() == map.end());
 }
 
-TEST(HashMap2018, TakesNumbersAsKeys) {
+TEST(HashMap2018Test, AcceptsNumbersAsKeys) {
    Vorn::HashMap2018<std::uint32_t, int> map;
    map.insert(4000000000U, 1);
    map.insert(0, 2);
@@ -66,7 +66,7 @@ TEST(HashMap2018, TakesNumbersAsKeys) {
    EXPECT_FALSE(map.contains(1));
 }
 
-TEST(HashMap2018, WalkSurvivesTheDeletionOfTheMemberItStandsOn) {
+TEST(HashMap2018Test, ContinuesAWalkWhoseCurrentMemberIsDeleted) {
    Map map;
    fill(map, {"a", "b", "c"});
    auto walker = map.begin();
@@ -80,7 +80,7 @@ TEST(HashMap2018, WalkSurvivesTheDeletionOfTheMemberItStandsOn) {
    EXPECT_TRUE(map.empty());
 }
 
-TEST(HashMap2018, WalkSkipsMembersThatWereDeletedBeforeItReachedThem) {
+TEST(HashMap2018Test, SkipsMembersDeletedBeforeTheWalkReachedThem) {
    Map map;
    fill(map, {"a", "b", "c", "d"});
    EXPECT_EQ(walk(map,
@@ -92,14 +92,14 @@ TEST(HashMap2018, WalkSkipsMembersThatWereDeletedBeforeItReachedThem) {
              (Seen{"a", "b", "d"}));
 }
 
-TEST(HashMap2018, WalkEndsWhenAllAreDeleted) {
+TEST(HashMap2018Test, EndsAWalkWhenAllAreDeleted) {
    Map map;
    fill(map, {"a", "b", "c"});
    EXPECT_EQ(walk(map, [&](std::string const &) { map.clear(); }), (Seen{"a"}));
    EXPECT_TRUE(map.empty());
 }
 
-TEST(HashMap2018, WalkSkipsWhatWasInsertedMeanwhileThroughManyRehashes) {
+TEST(HashMap2018Test, SkipsMembersInsertedDuringAWalkThroughManyRehashes) {
    Map map;
    fill(map, {"a", "b"});
    int inserted = 0;
@@ -112,7 +112,7 @@ TEST(HashMap2018, WalkSkipsWhatWasInsertedMeanwhileThroughManyRehashes) {
    EXPECT_EQ(walk(map, [](std::string const &) {}).size(), 4002U);
 }
 
-TEST(HashMap2018, MemberDeletedAndMadeAnewCountsAsNew) {
+TEST(HashMap2018Test, TreatsAMemberDeletedAndMadeAgainAsNew) {
    Map map;
    fill(map, {"a", "b", "c"});
    EXPECT_EQ(walk(map,
@@ -126,7 +126,7 @@ TEST(HashMap2018, MemberDeletedAndMadeAnewCountsAsNew) {
    EXPECT_EQ(map.size(), 3U);
 }
 
-TEST(HashMap2018, MayGoWhileWalkersStandOnIt) {
+TEST(HashMap2018Test, AllowsItsDestructionUnderWalkers) {
    auto map = std::make_unique<Map>();
    fill(*map, {"a", "b", "c"});
    auto first = map->begin();
@@ -143,7 +143,7 @@ TEST(HashMap2018, MayGoWhileWalkersStandOnIt) {
    EXPECT_TRUE(second == std::default_sentinel);
 }
 
-TEST(HashMap2018, NestedWalksMayDeleteUnderEachOther) {
+TEST(HashMap2018Test, AllowsNestedWalksToDeleteUnderEachOther) {
    Map map;
    fill(map, {"a", "b", "c", "d"});
    Seen inner;
@@ -158,7 +158,7 @@ TEST(HashMap2018, NestedWalksMayDeleteUnderEachOther) {
    EXPECT_EQ(inner, (Seen{"ab", "ac", "ad"}));
 }
 
-TEST(HashMap2018, IteratorsCopyAndMoveLikeValues) {
+TEST(HashMap2018Test, CopiesAndMovesIteratorsLikeValues) {
    Map map;
    fill(map, {"a", "b"});
    Map::Iterator walker = map.begin();
@@ -180,7 +180,7 @@ struct Meddler : public Pelm::Node {
    std::function<void()> lastAct;
 };
 
-TEST(HashMap2018, DestructorsOfMembersMayChangeTheMapWhileItIsCleared) {
+TEST(HashMap2018Test, AllowsDestructorsOfMembersToChangeItWhileItIsCleared) {
    Vorn::HashMap2018<Pelm::String, Pelm::Ptr<Meddler>> map;
    int inserted = 0;
    auto const none = [] {};
@@ -193,7 +193,7 @@ TEST(HashMap2018, DestructorsOfMembersMayChangeTheMapWhileItIsCleared) {
    EXPECT_TRUE(map.contains("late"));
 }
 
-TEST(HashMap2018, DestructorsOfMembersMayInsertIntoADyingMap) {
+TEST(HashMap2018Test, AllowsDestructorsOfMembersToInsertIntoADyingMap) {
    int gone = 0;
    {
       Vorn::HashMap2018<Pelm::String, Pelm::Ptr<Meddler>> map;
@@ -223,7 +223,7 @@ struct Walker {
    std::map<int, int> unseen;  // members at the start, with their serial numbers
 };
 
-TEST(HashMap2018, RandomWalksAndChangesAgreeWithANaiveModel) {
+TEST(HashMap2018Test, MatchesANaiveModelInRandomWalksAndChanges) {
    std::mt19937 random{2018};
    for (int round = 0; round < 60; ++round) {
       auto map = std::make_unique<Vorn::HashMap2018<int, std::string>>();

@@ -43,7 +43,7 @@ class HealthFiguresTest : public testing::Test {
    Pelm::Ptr<DeviceEmmcData> emmc = Pelm::make<DeviceEmmcData>("E");
 };
 
-TEST_F(HealthFiguresTest, RecordsThatWereNeverReadHaveNone) {
+TEST_F(HealthFiguresTest, HasNoneForRecordsThatWereNeverRead) {
    EXPECT_FALSE(lifeLeft(*smart));
    EXPECT_FALSE(lifeLeft(*nvme));
    EXPECT_FALSE(lifeLeft(*emmc));
@@ -56,7 +56,7 @@ TEST_F(HealthFiguresTest, RecordsThatWereNeverReadHaveNone) {
    EXPECT_FALSE(temperature(*nvme));
 }
 
-TEST_F(HealthFiguresTest, SmartLifeIsTheNormalisedValueWhateverTheRawOneCounts) {
+TEST_F(HealthFiguresTest, ReadsSmartLifeFromTheNormalisedValueWhateverTheRawOne) {
    EXPECT_EQ(smartLife("Percent_Lifetime_Remain", 95, 5), 95);
    EXPECT_EQ(smartLife("Percent_Lifetime_Remain", 93, 93), 93);
    EXPECT_EQ(smartLife("Perc_Rated_Life_Used", 98, 2), 98);
@@ -64,13 +64,13 @@ TEST_F(HealthFiguresTest, SmartLifeIsTheNormalisedValueWhateverTheRawOneCounts) 
    EXPECT_EQ(smartLife("Percent_Lifetime_Used", 50, 50), 50);
 }
 
-TEST_F(HealthFiguresTest, SmartLifeIsUnknownWhereTheValueRisesWithUseOrHasAnotherScale) {
+TEST_F(HealthFiguresTest, LeavesSmartLifeUnknownForRisingValuesAndOtherScales) {
    EXPECT_FALSE(smartLife("Percent_Lifetime_Used", 100, 100));
    EXPECT_FALSE(smartLife("Perc_Rated_Life_Used", 3, 3));
    EXPECT_FALSE(smartLife("Percent_Lifetime_Remain", 200, 0));
 }
 
-TEST_F(HealthFiguresTest, SmartLifeIsWhatAMappingOfTheDriveMadeOfIt) {
+TEST_F(HealthFiguresTest, ReadsSmartLifeAsAMappingOfTheDriveMadeIt) {
    SmartAttr attr;
    attr.name = "Perc_Rated_Life_Used";
    attr.value = 3;
@@ -80,7 +80,7 @@ TEST_F(HealthFiguresTest, SmartLifeIsWhatAMappingOfTheDriveMadeOfIt) {
    EXPECT_EQ(lifeLeft(*smart), 97);
 }
 
-TEST_F(HealthFiguresTest, NvmeLifeIsWhatIsNotUsed) {
+TEST_F(HealthFiguresTest, ReadsNvmeLifeAsTheUnusedPart) {
    nvme->percentageUsedIs({"percent_used", 7});
    EXPECT_EQ(lifeLeft(*nvme), 93);
    nvme->percentageUsedIs({"percent_used", 180});
@@ -89,7 +89,7 @@ TEST_F(HealthFiguresTest, NvmeLifeIsWhatIsNotUsed) {
    EXPECT_EQ(lifeLeft(*nvme), 100);
 }
 
-TEST_F(HealthFiguresTest, EmmcLifeIsThatOfTheMoreWornMemory) {
+TEST_F(HealthFiguresTest, ReadsEmmcLifeFromTheMoreWornMemory) {
    EXPECT_EQ(emmcLife(1, 8), 30);
    EXPECT_EQ(emmcLife(0x0A, 1), 10);
    EXPECT_EQ(emmcLife(0x0B, 1), 0);
@@ -98,28 +98,28 @@ TEST_F(HealthFiguresTest, EmmcLifeIsThatOfTheMoreWornMemory) {
    EXPECT_FALSE(emmcLife(0x0C, 0xFF));
 }
 
-TEST_F(HealthFiguresTest, BytesWrittenToASmartDriveAreInTheUnitsOfItsName) {
+TEST_F(HealthFiguresTest, CountsBytesWrittenToASmartDriveInTheUnitsOfItsName) {
    EXPECT_EQ(smartWritten("Total_LBAs_Written", 1000), 512000);
    EXPECT_EQ(smartWritten("Host_Writes_32MiB", 2), 67108864);
    EXPECT_FALSE(smartWritten("Vendor_Writes", 1000));
    EXPECT_FALSE(smartWritten("Total_LBAs_Written", -5));
 }
 
-TEST_F(HealthFiguresTest, BytesWrittenToAnNvmeDriveAreInDataUnits) {
+TEST_F(HealthFiguresTest, CountsBytesWrittenToAnNvmeDriveInDataUnits) {
    nvme->dataUnitsWrittenIs({"data_units_written", 3});
    EXPECT_EQ(bytesWritten(*nvme), 1536000);
    nvme->dataUnitsWrittenIs({"data_units_written", INT64_MAX});
    EXPECT_GT(*bytesWritten(*nvme), 4e24);
 }
 
-TEST_F(HealthFiguresTest, BytesWrittenSinceTheDiskAppearedAreTheLatest) {
+TEST_F(HealthFiguresTest, CountsBytesWrittenSinceTheDiskAppearedFromTheLatest) {
    auto const history = Pelm::make<IOStat>();
    history->recordMeasurement(1, 5, 10);
    history->recordMeasurement(2, 6, 20);
    EXPECT_EQ(bytesWritten(*history), 20);
 }
 
-TEST_F(HealthFiguresTest, HoursAreWhatTheRenderingBeginsWith) {
+TEST_F(HealthFiguresTest, ReadsHoursFromTheBeginningOfTheRendering) {
    EXPECT_EQ(smartHours(12345, "12345"), 12345);
    EXPECT_EQ(smartHours(6339800903693, "12301h+34m+56.789s"), 12301);
    EXPECT_EQ(smartHours(7, ""), 7);
@@ -130,7 +130,7 @@ TEST_F(HealthFiguresTest, HoursAreWhatTheRenderingBeginsWith) {
    EXPECT_EQ(powerOnHours(*nvme), 900);
 }
 
-TEST_F(HealthFiguresTest, TemperaturesAreInDegreesCelsius) {
+TEST_F(HealthFiguresTest, ReadsTemperaturesInDegreesCelsius) {
    smart->temperatureCelsiusIs(row("Temperature_Celsius", 37, 37));
    EXPECT_EQ(temperature(*smart), 37);
    nvme->temperatureCelsiusIs({"temperature", 41});
@@ -139,7 +139,7 @@ TEST_F(HealthFiguresTest, TemperaturesAreInDegreesCelsius) {
    EXPECT_FALSE(temperature(*nvme));
 }
 
-TEST_F(HealthFiguresTest, ACountIsPlainWhenItsRenderingIsNothingElse) {
+TEST_F(HealthFiguresTest, AcceptsACountOnlyWhereItsRenderingIsNothingElse) {
    auto const count = [](std::int64_t raw, char const * rendered, std::uint64_t largest) {
       return plainCount(*row("x", 1, raw, rendered), largest);
    };

@@ -47,7 +47,7 @@ class Machine : public House {
    Vorn::NotifieeConst reactor_;
 };
 
-class LastUser : public Support::VirtualTimeTest {
+class LastUserTest : public Support::VirtualTimeTest {
  protected:
    // What the host does when it is told: lets go of the machine, then changes what the machine watched.
    void letGo() {
@@ -65,7 +65,7 @@ class LastUser : public Support::VirtualTimeTest {
    Watcher host{machine, heard, "host"};
 };
 
-TEST_F(LastUser, GoneInTheMachinesOwnChangeTurnsItsReactorsOffAtOnce) {
+TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesInTheMachinesOwnChange) {
    host.then = [&] { letGo(); };
    bare.doorIs(1);
    EXPECT_TRUE(gone);
@@ -73,7 +73,7 @@ TEST_F(LastUser, GoneInTheMachinesOwnChangeTurnsItsReactorsOffAtOnce) {
    EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"}));
 }
 
-TEST_F(LastUser, GoneLeavesOthersToBeToldOfTheChange) {
+TEST_F(LastUserTest, LeavesOthersToBeNotifiedOfTheChange) {
    auto other = std::make_unique<Watcher>(machine, heard, "other");
    host.then = [&] { letGo(); };
    // It watches, so it is a user; it lets go when it has been told.
@@ -84,7 +84,7 @@ TEST_F(LastUser, GoneLeavesOthersToBeToldOfTheChange) {
        << "the house changed while the other was still its user, and the news were dropped with it";
 }
 
-TEST_F(LastUser, GoneWhileItsOwnChangeIsQueuedTurnsItsReactorsOffAtOnce) {
+TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesWhileAChangeIsQueued) {
    Pelm::Ptr<House> const trigger = Pelm::make<House>();
    Watcher const first{trigger, heard, "trigger", [&] {
                           watched->doorIs(5);  // both are queued behind the trigger's change
@@ -96,14 +96,14 @@ TEST_F(LastUser, GoneWhileItsOwnChangeIsQueuedTurnsItsReactorsOffAtOnce) {
    EXPECT_EQ(heard, (Heard{"trigger:door 0>1", "machine:zombie"}));
 }
 
-TEST_F(LastUser, GoneInTheMachinesOwnHandlerLeavesThatWholeToItsEnd) {
+TEST_F(LastUserTest, KeepsTheMachineWholeToTheEndOfItsOwnHandler) {
    host.then = [&] { letGo(); };
    watched->doorIs(1);
    EXPECT_TRUE(gone);
    EXPECT_EQ(heard, (Heard{"machine:watched", "host:door 0>1", "machine:zombie"}));
 }
 
-TEST_F(LastUser, GoneInTheMiddleOfADeletionOfAllMembersLeavesTheRestToBeDeleted) {
+TEST_F(LastUserTest, FinishesTheDeletionOfAllMembersWhenItGoesWithin) {
    bare.lampIs("a", 1);
    bare.lampIs("b", 2);
    heard.clear();
@@ -113,7 +113,7 @@ TEST_F(LastUser, GoneInTheMiddleOfADeletionOfAllMembersLeavesTheRestToBeDeleted)
    EXPECT_EQ(heard, (Heard{"host:lamp a 1>none", "machine:zombie"}));
 }
 
-TEST_F(LastUser, GoneInTheMiddleOfAnEmptiedQueueLeavesTheRestToBeEmptied) {
+TEST_F(LastUserTest, FinishesTheEmptyingOfAQueueWhenItGoesWithin) {
    bare.guestPush("a");
    bare.guestPush("b");
    heard.clear();
@@ -123,7 +123,7 @@ TEST_F(LastUser, GoneInTheMiddleOfAnEmptiedQueueLeavesTheRestToBeEmptied) {
    EXPECT_EQ(heard, (Heard{"host:guest 0 a>none", "machine:zombie"}));
 }
 
-TEST_F(LastUser, GoneMachineThatIsTakenUpAgainStaysOff) {
+TEST_F(LastUserTest, KeepsReactorsOffWhenTheMachineGetsANewUser) {
    Pelm::Ptr<House> again;
    host.then = [&] {
       letGo();
@@ -138,7 +138,7 @@ TEST_F(LastUser, GoneMachineThatIsTakenUpAgainStaysOff) {
    EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"})) << "it is torn down once";
 }
 
-TEST_F(LastUser, KeptAliveIsNoUser) {
+TEST_F(LastUserTest, DoesNotCountAScopeThatKeepsTheMachineAlive) {
    {
       Pelm::KeepAlive const keepAlive{bare};
       EXPECT_EQ(bare.useCount(), 2U) << "the test's and the watcher's";
@@ -149,7 +149,7 @@ TEST_F(LastUser, KeptAliveIsNoUser) {
    EXPECT_TRUE(gone);
 }
 
-TEST_F(LastUser, KeptAliveOutsideOfAnyChangeIsDestroyedWhenTheScopeEnds) {
+TEST_F(LastUserTest, DestroysAMachineKeptAliveOutsideOfChangesWithTheScope) {
    Pelm::Ptr<House> held;
    {
       Pelm::KeepAlive const keepAlive{bare};
@@ -163,7 +163,7 @@ TEST_F(LastUser, KeptAliveOutsideOfAnyChangeIsDestroyedWhenTheScopeEnds) {
    EXPECT_TRUE(gone);
 }
 
-TEST_F(LastUser, KeptAliveWhileThreadsAreEnabledIsAUser) {
+TEST_F(LastUserTest, CountsAScopeThatKeepsTheMachineAliveWhileThreadsAreEnabled) {
    Pelm::threadsEnabledIs(true);
    {
       Pelm::KeepAlive const keepAlive{bare};
@@ -175,7 +175,7 @@ TEST_F(LastUser, KeptAliveWhileThreadsAreEnabledIsAUser) {
    EXPECT_TRUE(gone);
 }
 
-TEST(NodeThatNobodyHolds, MayPublishAndBeKeptAlive) {
+TEST(NodeOnStackTest, PublishesAndCanBeKeptAlive) {
    Heard heard;
    House house;
    Vorn::NotifieeConst const reactor;

@@ -27,7 +27,7 @@ constexpr LogDescriptor alive{"TEST_ALIVE", "Device %s lives", "It lives.", Reco
 
 static_assert(failing.placeholderCount() == 2 && alive.placeholderCount() == 1);
 
-class Log : public Support::VirtualTimeTest {
+class LogTest : public Support::VirtualTimeTest {
  protected:
    struct Message {
       std::string name;
@@ -37,18 +37,18 @@ class Log : public Support::VirtualTimeTest {
       std::uint64_t argsHash;
    };
 
-   Log() {
+   LogTest() {
       Host::logSinkIs([this](Host::LogMessage const & message) {
          messages.push_back(
              {message.descriptor.name, message.arguments, message.text.str(), message.utc, message.argsHash});
       });
    }
-   ~Log() override { Host::logSinkIs(nullptr); }
+   ~LogTest() override { Host::logSinkIs(nullptr); }
 
    std::vector<Message> messages;
 };
 
-TEST_F(Log, MessageReachesTheSinkWithItsArgumentsAndText) {
+TEST_F(LogTest, DeliversAMessageToTheSinkWithItsArgumentsAndText) {
    LogHandle handle{failing, 0, 1.0, 0, 0};
    Vorn::log(handle, {"S1", "/mnt/flash"});
    ASSERT_EQ(messages.size(), 1U);
@@ -58,7 +58,7 @@ TEST_F(Log, MessageReachesTheSinkWithItsArgumentsAndText) {
    EXPECT_EQ(messages[0].utc, Seconds{1700000000});
 }
 
-TEST_F(Log, NumbersBecomeText) {
+TEST_F(LogTest, ConvertsNumbersToText) {
    LogHandle two{failing, 0, 1.0, 0, 0};
    LogHandle one{alive, 0, 1.0, 0, 0};
    Vorn::log(two, std::int64_t{-9000000000}, 2.5);
@@ -80,14 +80,14 @@ TEST_F(Log, NumbersBecomeText) {
                                                                 {"0.25"}}));
 }
 
-TEST_F(Log, OneArgumentHasAFormOfItsOwn) {
+TEST_F(LogTest, OffersAFormForOneArgument) {
    LogHandle handle{alive, 0, 1.0, 0, 0};
    Vorn::log(handle, Pelm::String{"S1"});
    ASSERT_EQ(messages.size(), 1U);
    EXPECT_EQ(messages[0].text, "Device S1 lives");
 }
 
-TEST_F(Log, StepsOfAMessageCanBeTakenOneByOne) {
+TEST_F(LogTest, OffersTheStepsOfAMessageOneByOne) {
    LogHandle handle{failing, 60, 1.0, 0, 0b10};
    std::uint32_t const mask = handle.rateLimitArgsMask();
    EXPECT_EQ(mask & 3U, 1U) << "argument 1 is left out of the key";
@@ -114,7 +114,7 @@ TEST_F(Log, StepsOfAMessageCanBeTakenOneByOne) {
    EXPECT_NE(messages[1].argsHash, argsHash);
 }
 
-TEST_F(Log, ArgumentsOutsideTheKeyAreLoggedAllTheSame) {
+TEST_F(LogTest, LogsArgumentsOutsideTheKey) {
    LogHandle handle{failing, 60, 1.0, 0, 0b01};
    Vorn::log(handle, {"S1", "/mnt/flash"});
    Vorn::log(handle, {"S2", "/mnt/flash"});
@@ -124,7 +124,7 @@ TEST_F(Log, ArgumentsOutsideTheKeyAreLoggedAllTheSame) {
    EXPECT_EQ(messages[1].text, "Device S2 at /mnt/drive fails: 100%");
 }
 
-TEST_F(Log, HashTellsSelectedArgumentsApart) {
+TEST_F(LogTest, DistinguishesSelectedArgumentsByTheHash) {
    auto const hash = [](std::vector<Pelm::String> const & arguments, std::uint32_t mask) {
       LogString logString;
       for (std::size_t i = 0; i < arguments.size(); ++i)
@@ -144,7 +144,7 @@ TEST_F(Log, HashTellsSelectedArgumentsApart) {
    EXPECT_NE(LogHandle(failing, 0, 1.0, 0, 0).idHash(), LogHandle(alive, 0, 1.0, 0, 0).idHash());
 }
 
-TEST_F(Log, LogStringAnswersEmptyForWhatWasNotPutIn) {
+TEST_F(LogTest, AnswersAnEmptyLogStringForAMissingArgument) {
    LogString logString;
    logString.strIs(2, "c");
    EXPECT_EQ(logString.size(), 3U);
@@ -153,14 +153,14 @@ TEST_F(Log, LogStringAnswersEmptyForWhatWasNotPutIn) {
    EXPECT_EQ(logString.str(99), "");
 }
 
-TEST_F(Log, IntervalZeroAlwaysLogs) {
+TEST_F(LogTest, AlwaysLogsWithIntervalZero) {
    LogHandle handle{alive, 0, 1.0, 0, 0};
    for (int i = 0; i < 3; ++i)
       Vorn::log(handle, Pelm::String{"S1"});
    EXPECT_EQ(messages.size(), 3U);
 }
 
-TEST_F(Log, RateLimitHoldsPerKey) {
+TEST_F(LogTest, LimitsTheRatePerKey) {
    LogHandle handle{alive, 60, 1.0, 0, 0};
    Vorn::log(handle, Pelm::String{"S1"});
    Vorn::log(handle, Pelm::String{"S1"});
@@ -174,7 +174,7 @@ TEST_F(Log, RateLimitHoldsPerKey) {
    EXPECT_EQ(messages.size(), 3U);
 }
 
-TEST_F(Log, EachDroppedMessageLengthensTheIntervalByTheFactorUpToItsLimit) {
+TEST_F(LogTest, LengthensTheIntervalByTheFactorPerDroppedMessageUpToItsLimit) {
    LogHandle handle{alive, 10, 2.0, 30, 0};
    EXPECT_TRUE(handle.okToLog(1));
    EXPECT_FALSE(handle.okToLog(1));  // 20 s now
@@ -188,7 +188,7 @@ TEST_F(Log, EachDroppedMessageLengthensTheIntervalByTheFactorUpToItsLimit) {
    EXPECT_TRUE(handle.okToLog(1)) << "a message starts with the first interval again";
 }
 
-TEST_F(Log, IntervalIsLimitedToADayByDefaultAndNeverShrinks) {
+TEST_F(LogTest, LimitsTheIntervalToADayByDefaultAndNeverShrinksIt) {
    LogHandle doubling{alive, 10, 1e9, 0, 0};
    EXPECT_TRUE(doubling.okToLog(1));
    EXPECT_FALSE(doubling.okToLog(1));
@@ -203,7 +203,7 @@ TEST_F(Log, IntervalIsLimitedToADayByDefaultAndNeverShrinks) {
    EXPECT_TRUE(shrinking.okToLog(1));
 }
 
-TEST_F(Log, RateLimitRemembersABoundedNumberOfKeys) {
+TEST_F(LogTest, RemembersABoundedNumberOfKeys) {
    LogHandle handle{alive, 1000, 1.0, 0, 0};
    for (std::uint32_t key = 0; key < 3000; ++key) {
       EXPECT_TRUE(handle.okToLog(key));
@@ -213,21 +213,21 @@ TEST_F(Log, RateLimitRemembersABoundedNumberOfKeys) {
    EXPECT_TRUE(handle.okToLog(0)) << "the one that spoke longest ago is forgotten";
 }
 
-TEST_F(Log, TextIsFilledFromLeftToRightOnce) {
+TEST_F(LogTest, FillsTheTextFromLeftToRightOnce) {
    EXPECT_EQ(Vorn::logText(failing, {"%s", "b"}), "Device %s at b fails: 100%");
    EXPECT_EQ(Vorn::logText(failing, {"a"}), "Device a at  fails: 100%");
    EXPECT_EQ(Vorn::logText(alive, {"a", "b"}), "Device a lives");
    EXPECT_EQ(Vorn::logText({"N", "no place", "", "", 6}, {}), "no place");
 }
 
-TEST_F(Log, WithoutASinkMessagesAreDropped) {
+TEST_F(LogTest, DropsMessagesWithoutASink) {
    Host::logSinkIs(nullptr);
    LogHandle handle{alive, 0, 1.0, 0, 0};
    EXPECT_NO_THROW(Vorn::log(handle, Pelm::String{"S1"}));
    EXPECT_TRUE(messages.empty());
 }
 
-TEST_F(Log, RecommendedActionsReadAsWordsWhicheverKindTheyAre) {
+TEST_F(LogTest, ReadsRecommendedActionsOfEitherKindAsWords) {
    EXPECT_FALSE(failing.recommendedAction.isStandard());
    EXPECT_STREQ(failing.recommendedAction.text(), "Replace it.");
    EXPECT_STREQ(failing.recommendedAction.ownText(), "Replace it.");
@@ -242,14 +242,14 @@ TEST_F(Log, RecommendedActionsReadAsWordsWhicheverKindTheyAre) {
    EXPECT_STREQ(RecommendedAction{RecommendedAction::Standard{99}}.text(), "");
 }
 
-TEST_F(Log, ModuleIsRegisteredOnceHoweverOftenItIsNamed) {
+TEST_F(LogTest, RegistersAModuleOnceHoweverOftenItIsNamed) {
    static Vorn::Module const module{"LogTest", {}};
    EXPECT_TRUE(Vorn::vornModuleIs(module));
    EXPECT_TRUE(Vorn::vornModuleIs(module));
    EXPECT_EQ(std::count(Vorn::modules().begin(), Vorn::modules().end(), &module), 1);
 }
 
-TEST(LogDeathTest, WrongNumberOfArgumentsIsRefused) {
+TEST(LogDeathTest, RefusesAWrongNumberOfArguments) {
    testing::FLAGS_gtest_death_test_style = "threadsafe";
    LogHandle handle{failing, 0, 1.0, 0, 0};
    EXPECT_DEATH(Vorn::log(handle, {"S1"}), "placeholderCount");

@@ -41,18 +41,18 @@ class Special : public PlainMachine {
    bool special = false;
 };
 
-class MakeMachine : public testing::Test {
+class MakeMachineTest : public testing::Test {
  protected:
-   MakeMachine() {
+   MakeMachineTest() {
       Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
          failures.push_back(std::string{machine} + ": " + std::string{what});
       });
    }
-   ~MakeMachine() override { Host::failureSinkIs(nullptr); }
+   ~MakeMachineTest() override { Host::failureSinkIs(nullptr); }
    std::vector<std::string> failures;
 };
 
-TEST_F(MakeMachine, InitialisesAsTheWholeMachineBeforeItIsHandedOut) {
+TEST_F(MakeMachineTest, InitialisesTheWholeMachineBeforeItIsHandedOut) {
    auto const machine = Vorn::makeMachine<Special>(Fails::nowhere);
    ASSERT_TRUE(machine);
    EXPECT_TRUE(machine->initialised && machine->special);
@@ -60,7 +60,7 @@ TEST_F(MakeMachine, InitialisesAsTheWholeMachineBeforeItIsHandedOut) {
    EXPECT_TRUE(failures.empty());
 }
 
-TEST_F(MakeMachine, HandsOutUninitialisedWhatRaisedInItsInitialisation) {
+TEST_F(MakeMachineTest, HandsOutAnUninitialisedMachineThatRaisedInItsInitialisation) {
    auto const machine = Vorn::makeMachine<Special>(Fails::inInitialisation);
    ASSERT_TRUE(machine);
    EXPECT_FALSE(machine->initialised);
@@ -68,7 +68,7 @@ TEST_F(MakeMachine, HandsOutUninitialisedWhatRaisedInItsInitialisation) {
    EXPECT_NE(failures[0].find("Special: no power"), std::string::npos);
 }
 
-TEST_F(MakeMachine, AnswersNullForWhatRaisedInItsConstructor) {
+TEST_F(MakeMachineTest, AnswersNullForAMachineThatRaisedInItsConstructor) {
    EXPECT_FALSE(Vorn::makeMachine<PlainMachine>(Fails::inConstructor));
    ASSERT_EQ(failures.size(), 1U);
    EXPECT_NE(failures[0].find("PlainMachine: no parts"), std::string::npos);

@@ -10,9 +10,9 @@ namespace {
 namespace fs = std::filesystem;
 
 // A mount table and a sysfs of the test's own.
-class MountTable : public testing::Test {
+class MountTableTest : public testing::Test {
  protected:
-   MountTable() {
+   MountTableTest() {
       fs::create_directories(folder_.path() / "proc/self");
       fs::create_directories(folder_.path() / "sys/dev/block");
       fs::create_directories(folder_.path() / "sys/class/block");
@@ -22,7 +22,7 @@ class MountTable : public testing::Test {
       device("dm-0", "254:0", "512");
       Mounts::rootIs(folder_.string());
    }
-   ~MountTable() override { Mounts::rootIs(""); }
+   ~MountTableTest() override { Mounts::rootIs(""); }
 
    void device(std::string const & path, std::string const & number, std::string const & blockSize) const {
       fs::path const at = folder_.path() / "sys/devices" / path;
@@ -55,25 +55,25 @@ class MountTable : public testing::Test {
    std::string table_;
 };
 
-TEST_F(MountTable, placesWhatIsMountedBelowItsRoot) {
+TEST_F(MountTableTest, PlacesMountsBelowItsRoot) {
    EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder_.string() + "/mnt/drive");
    Mounts::rootIs("");
    EXPECT_EQ(Mounts::accessPath("/mnt/drive"), "/mnt/drive");
 }
 
-TEST_F(MountTable, namesTheDeviceAndItsBlockSize) {
+TEST_F(MountTableTest, NamesTheDeviceAndItsBlockSize) {
    mount("259:0", "/mnt/drive", "rw,relatime", "ext4", "/dev/nvme0n1", "rw");
    EXPECT_EQ(seenAt("/mnt/drive"), "/dev/nvme0n1 4096");
    EXPECT_EQ(seenAt("/mnt/driv"), "not mounted");
    EXPECT_EQ(seenAt("/mnt/drive/"), "not mounted");
 }
 
-TEST_F(MountTable, aPartitionHasTheBlockSizeOfItsDisk) {
+TEST_F(MountTableTest, GivesAPartitionTheBlockSizeOfItsDisk) {
    mount("8:1", "/mnt/flash", "rw", "vfat", "/dev/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/flash"), "/dev/sda1 512");
 }
 
-TEST_F(MountTable, readOnlyIsTheMountsOrTheFileSystems) {
+TEST_F(MountTableTest, ReadsReadOnlyFromTheMountOrTheFileSystem) {
    mount("8:1", "/mnt/a", "ro,relatime", "ext4", "/dev/sda1", "rw");
    mount("8:1", "/mnt/b", "rw,relatime", "ext4", "/dev/sda1", "ro,errors=remount-ro");
    mount("8:1", "/mnt/c", "rw,relatime", "ext4", "/dev/sda1", "rw,errors=remount-ro");
@@ -82,19 +82,19 @@ TEST_F(MountTable, readOnlyIsTheMountsOrTheFileSystems) {
    EXPECT_EQ(seenAt("/mnt/c"), "/dev/sda1 512");
 }
 
-TEST_F(MountTable, soIsOneThatTheKernelStoppedAfterAnError) {
+TEST_F(MountTableTest, TreatsAFileSystemThatTheKernelStoppedAsReadOnly) {
    mount("8:1", "/mnt/a", "rw,relatime", "ext4", "/dev/sda1", "rw,errors=remount-ro,emergency_ro");
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512 read-only");
 }
 
-TEST_F(MountTable, theLastMountOfAPathIsSeen) {
+TEST_F(MountTableTest, ShowsTheLastMountOfAPath) {
    mount("8:1", "/mnt/flash", "rw", "ext4", "/dev/sda1", "rw");
    mount("259:0", "/mnt/flash", "rw", "ext4", "/dev/nvme0n1", "rw");
    EXPECT_EQ(seenAt("/mnt/flash"), "/dev/nvme0n1 4096");
    EXPECT_EQ(Mounts::mountsAt("/mnt/flash").size(), 2U);
 }
 
-TEST_F(MountTable, namesThatAreNoNodesAreResolved) {
+TEST_F(MountTableTest, ResolvesNamesThatAreNoNodes) {
    mount("8:1", "/mnt/a", "rw", "ext4", "/dev/root", "rw");
    mount("254:0", "/mnt/b", "rw", "ext4", "/dev/mapper/vault", "rw");
    mount("0:40", "/mnt/c", "rw", "btrfs", "/dev/sda1", "rw,subvol=/");
@@ -103,14 +103,14 @@ TEST_F(MountTable, namesThatAreNoNodesAreResolved) {
    EXPECT_EQ(seenAt("/mnt/c"), "/dev/sda1 512");
 }
 
-TEST_F(MountTable, whatHasNoDeviceHasNoBlockSize) {
+TEST_F(MountTableTest, HasNoBlockSizeWithoutADevice) {
    mount("0:30", "/mnt/a", "rw", "overlay", "overlay", "rw,lowerdir=/x");
    mount("0:31", "/mnt/b", "rw", "nfs4", "server:/share", "rw");
    EXPECT_EQ(seenAt("/mnt/a"), "overlay 0");
    EXPECT_EQ(seenAt("/mnt/b"), "server:/share 0");
 }
 
-TEST_F(MountTable, aBlockSizeThatIsNoneIsNotKnown) {
+TEST_F(MountTableTest, TreatsAnInvalidBlockSizeAsUnknown) {
    device("odd", "7:0", "513");
    device("tiny", "7:1", "4");
    device("word", "7:2", "many");
@@ -121,34 +121,34 @@ TEST_F(MountTable, aBlockSizeThatIsNoneIsNotKnown) {
    EXPECT_EQ(seenAt("/mnt/2"), "/dev/word 0");
 }
 
-TEST_F(MountTable, theSmallestBlockSizeIsEightBytes) {
+TEST_F(MountTableTest, AcceptsBlockSizesFromEightBytes) {
    device("small", "7:0", "8");
    mount("7:0", "/mnt/a", "rw", "ext4", "/dev/x", "rw");
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/small 8");
 }
 
-TEST_F(MountTable, aDeviceThatSysfsDoesNotKnowKeepsTheNameOfTheTable) {
+TEST_F(MountTableTest, KeepsTheNameOfADeviceThatSysfsDoesNotKnow) {
    mount("8:99", "/mnt/a", "rw", "ext4", "/dev/sda99", "rw");
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda99 0");
 }
 
-TEST_F(MountTable, aSourceWithAFolderIsNotLookedUp) {
+TEST_F(MountTableTest, DoesNotLookUpASourceWithAFolder) {
    mount("0:40", "/mnt/a", "rw", "btrfs", "/dev/sda/sda1", "rw");
    mount("0:41", "/mnt/b", "rw", "fuse", "/xxx/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda/sda1 0");
    EXPECT_EQ(seenAt("/mnt/b"), "/xxx/sda1 0");
 }
 
-TEST_F(MountTable, escapedNamesAreRead) {
+TEST_F(MountTableTest, ReadsEscapedNames) {
    mount("8:1", "/mnt/my\\040drive", "rw", "ext4", "/dev/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/my drive"), "/dev/sda1 512");
 }
 
-TEST_F(MountTable, withoutATableNothingIsMounted) {
+TEST_F(MountTableTest, ShowsNothingMountedWithoutATable) {
    EXPECT_EQ(seenAt("/mnt/flash"), "not mounted");
 }
 
-TEST_F(MountTable, aMapperNodeIsMadeOfTheDevicesBelowIt) {
+TEST_F(MountTableTest, ListsTheDevicesBelowAMapperNode) {
    device("dm-1", "254:1", "512");
    fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves/dm-1");
    fs::create_directories(folder_.path() / "sys/devices/dm-1/slaves/sda1");
@@ -159,7 +159,7 @@ TEST_F(MountTable, aMapperNodeIsMadeOfTheDevicesBelowIt) {
    EXPECT_TRUE(Mounts::devicesBelow("/dev/dm-9").empty());
 }
 
-TEST_F(MountTable, theDevicesBelowAreInTheOrderOfTheirNames) {
+TEST_F(MountTableTest, ListsTheDevicesBelowInOrderOfTheirNames) {
    std::vector<std::string> expected;
    for (int i = 10; i < 30; ++i) {
       fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves" / ("sd" + std::to_string(i)));
@@ -168,12 +168,12 @@ TEST_F(MountTable, theDevicesBelowAreInTheOrderOfTheirNames) {
    EXPECT_EQ(Mounts::devicesBelow("/dev/dm-0"), expected);
 }
 
-TEST_F(MountTable, onlyAMapperNodeHasDevicesBelowIt) {
+TEST_F(MountTableTest, ListsDevicesBelowAMapperNodeOnly) {
    fs::create_directories(folder_.path() / "sys/devices/nvme0n1/slaves/sda");
    EXPECT_TRUE(Mounts::devicesBelow("/dev/nvme0n1").empty());
 }
 
-TEST_F(MountTable, aHelperOfTheHostsMakingIsUsed) {
+TEST_F(MountTableTest, UsesAHelperThatTheHostMade) {
    int made = 0;
    mountPtMonitorHelperCreatorIs([&] {
       ++made;

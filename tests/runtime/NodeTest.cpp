@@ -40,7 +40,7 @@ class SpecialThing : public Thing {
    using Thing::Thing;
 };
 
-TEST(Node, LivesAsLongAsOnePointerHoldsIt) {
+TEST(NodeTest, LivesAsLongAsOnePointerKeepsIt) {
    int destroyed = 0;
    Ptr<Thing> first = Pelm::make<Thing>(destroyed);
    EXPECT_EQ(first->useCount(), 1U);
@@ -53,7 +53,7 @@ TEST(Node, LivesAsLongAsOnePointerHoldsIt) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, IsCountedThroughReadingAndBasePointersToo) {
+TEST(NodeTest, CountsReadingAndBasePointersToo) {
    int destroyed = 0;
    {
       Ptr<SpecialThing> const special = Pelm::make<SpecialThing>(destroyed);
@@ -69,7 +69,7 @@ TEST(Node, IsCountedThroughReadingAndBasePointersToo) {
    static_assert(!std::is_convertible_v<Thing *, Ptr<Thing>>, "holding must be written out");
 }
 
-TEST(Node, OutlivesAssignmentOfAPointerToItself) {
+TEST(NodeTest, OutlivesAssignmentOfAPointerToItself) {
    int destroyed = 0;
    Ptr<Thing> pointer = Pelm::make<Thing>(destroyed);
    Ptr<Thing> & same = pointer;
@@ -81,7 +81,7 @@ TEST(Node, OutlivesAssignmentOfAPointerToItself) {
    EXPECT_EQ(destroyed, 0);
 }
 
-TEST(Node, MovesLeaveAnEmptyPointerAndTheCountAlone) {
+TEST(NodeTest, KeepsTheCountWhenPointersMove) {
    int destroyed = 0;
    Ptr<Thing> first = Pelm::make<Thing>(destroyed);
    Ptr<Thing> const second{std::move(first)};
@@ -92,7 +92,7 @@ TEST(Node, MovesLeaveAnEmptyPointerAndTheCountAlone) {
    EXPECT_EQ((*second).useCount(), 1U);
 }
 
-TEST(Node, KeepsItsFlagsApartFromItsCount) {
+TEST(NodeTest, KeepsItsFlagsApartFromItsCount) {
    int destroyed = 0;
    Ptr<Thing> const thing = Pelm::make<Thing>(destroyed);
    thing->nodeFlagSet(Node::Flag::zombie, true);
@@ -104,7 +104,7 @@ TEST(Node, KeepsItsFlagsApartFromItsCount) {
    EXPECT_EQ(thing->useCount(), 1U);
 }
 
-TEST(Node, IsAWholeZombieWhileItsReactorsAreTornDown) {
+TEST(NodeTest, IsAWholeZombieWhileItsReactorsAreTornDown) {
    int destroyed = 0;
    int tornDown = 0;
    Ptr<Thing> thing = Pelm::make<Thing>(destroyed);
@@ -120,7 +120,7 @@ TEST(Node, IsAWholeZombieWhileItsReactorsAreTornDown) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, SurvivesPointersThatComeAndGoDuringTearDown) {
+TEST(NodeTest, SurvivesPointersThatComeAndGoDuringTearDown) {
    int destroyed = 0;
    Ptr<Thing> thing = Pelm::make<Thing>(destroyed);
    thing->inTearDown = [&](Thing & zombie, bool) {
@@ -135,7 +135,7 @@ TEST(Node, SurvivesPointersThatComeAndGoDuringTearDown) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, KeptDuringTearDownGoesWithThatLastPointerAndIsTornDownOnce) {
+TEST(NodeTest, IsTornDownOnceWhenKeptDuringTearDown) {
    int destroyed = 0;
    int tornDown = 0;
    Ptr<Thing> kept;
@@ -153,7 +153,7 @@ TEST(Node, KeptDuringTearDownGoesWithThatLastPointerAndIsTornDownOnce) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, IsDestroyedOnceThoughADestructorPassesPointersToIt) {
+TEST(NodeTest, IsDestroyedOnceThoughADestructorPassesPointersToIt) {
    int destroyed = 0;
    Ptr<Thing> thing = Pelm::make<Thing>(destroyed);
    thing->inDestructor = [](Thing & dying) { Ptr<Thing> const passing{&dying}; };
@@ -161,7 +161,7 @@ TEST(Node, IsDestroyedOnceThoughADestructorPassesPointersToIt) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, LetsItsSuccessorBeInPlaceBeforeItGoes) {
+TEST(NodeTest, AllowsItsSuccessorInPlaceBeforeItGoes) {
    int destroyed = 0;
    Ptr<Thing> pointer = Pelm::make<Thing>(destroyed);
    bool sawSuccessor = false;
@@ -172,7 +172,7 @@ TEST(Node, LetsItsSuccessorBeInPlaceBeforeItGoes) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST(Node, PointersCanBeKeptInHashedSets) {
+TEST(NodeTest, SupportsPointersInHashedSets) {
    int destroyed = 0;
    Ptr<Thing> const one = Pelm::make<Thing>(destroyed);
    Ptr<Thing> const two = Pelm::make<Thing>(destroyed);
@@ -182,14 +182,14 @@ TEST(Node, PointersCanBeKeptInHashedSets) {
    EXPECT_EQ(one->useCount(), 2U);
 }
 
-TEST(Node, SaysItsClassAndHasNoPublisherOfItsOwn) {
+TEST(NodeTest, KnowsItsClassAndHasNoPublisherOfItsOwn) {
    int destroyed = 0;
    Ptr<Node const> const node = Pelm::make<SpecialThing>(destroyed);
    EXPECT_EQ(node->typeData(), typeid(SpecialThing));
    EXPECT_EQ(node->publisher(), nullptr);
 }
 
-TEST(Node, WithoutReactorsOfItsOwnJustGoes) {
+TEST(NodeTest, IsDestroyedAtOnceWithoutReactorsOfItsOwn) {
    Ptr<Node> node = Pelm::make<Node>();
    node->vornDoZombieReactors(false);
    EXPECT_EQ(node->useCount(), 1U);

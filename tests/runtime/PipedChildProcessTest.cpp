@@ -105,10 +105,10 @@ class HeldGroups {
    ~HeldGroups() { groupsAreHeld = false; }
 };
 
-class Children : public testing::Test {
+class PipedChildProcessTest : public testing::Test {
  protected:
-   Children() { Host::timeSourceIs(nullptr); }
-   ~Children() override {
+   PipedChildProcessTest() { Host::timeSourceIs(nullptr); }
+   ~PipedChildProcessTest() override {
       tracker = nullptr;
       EXPECT_FALSE(Support::hasChildren()) << "no test leaves a child";
       EXPECT_EQ(Vorn::activityManager().outsideWork(), 0);
@@ -132,7 +132,7 @@ class Children : public testing::Test {
    Pelm::Ptr<ChildProcessTrackerSm> tracker = Pelm::make<ChildProcessTrackerSm>();
 };
 
-TEST_F(Children, RunIsFinishedWithItsOutputs) {
+TEST_F(PipedChildProcessTest, FinishesWithItsOutputs) {
    auto const done = shell("echo out; echo err >&2");
    EXPECT_EQ(done->states, (std::vector<std::string>{"running", "finished"}));
    EXPECT_EQ(done->process->exitCode(), 0);
@@ -140,19 +140,19 @@ TEST_F(Children, RunIsFinishedWithItsOutputs) {
    EXPECT_EQ(done->process->stderrString(), "err\n");
 }
 
-TEST_F(Children, WhatIsNotCapturedIsNotKept) {
+TEST_F(PipedChildProcessTest, KeepsOnlyCapturedOutput) {
    auto const done = run({"sh", "-c", "echo out; echo err >&2"}, false, false);
    EXPECT_EQ(done->process->state(), State::finished);
    EXPECT_EQ(done->process->stdoutBuffer(), "");
    EXPECT_EQ(done->process->stderrString(), "");
 }
 
-TEST_F(Children, StandardInputIsEmpty) {
+TEST_F(PipedChildProcessTest, HasAnEmptyStandardInput) {
    EXPECT_EQ(run({"cat"})->process->stdoutBuffer(), "");
    EXPECT_EQ(run({"readlink", "/proc/self/fd/0"})->process->stdoutBuffer(), "/dev/null\n");
 }
 
-TEST_F(Children, ExitCodesButZeroAreFailuresUnlessThePolicySaysOtherwise) {
+TEST_F(PipedChildProcessTest, FailsForExitCodesButZeroUnlessThePolicySaysOtherwise) {
    auto const plain = shell("exit 4");
    EXPECT_EQ(plain->process->state(), State::failed);
    EXPECT_EQ(plain->process->exitCode(), 4);
@@ -163,20 +163,20 @@ TEST_F(Children, ExitCodesButZeroAreFailuresUnlessThePolicySaysOtherwise) {
    EXPECT_EQ(shell("kill -9 $$")->process->state(), State::failed) << "a death by signal always is one";
 }
 
-TEST_F(Children, DeathBySignalIsAFailureWithItsNumber) {
+TEST_F(PipedChildProcessTest, FailsForADeathBySignalWithItsNumber) {
    auto const done = shell("echo last words; kill -TERM $$");
    EXPECT_EQ(done->process->state(), State::failed);
    EXPECT_EQ(done->process->exitCode(), -SIGTERM);
    EXPECT_EQ(done->process->stdoutBuffer(), "last words\n");
 }
 
-TEST_F(Children, OutputUpToFourMebibytesIsKeptWhole) {
+TEST_F(PipedChildProcessTest, KeepsOutputUpToFourMebibytesWhole) {
    auto const done = run({"head", "-c", "4194304", "/dev/zero"});
    EXPECT_EQ(done->process->state(), State::finished);
    EXPECT_EQ(done->process->stdoutBuffer().size(), 4194304U);
 }
 
-TEST_F(Children, MoreOutputFailsTheRunAndHoldsNothingUp) {
+TEST_F(PipedChildProcessTest, FailsARunWithMoreOutputAndDelaysNothing) {
    for (char const * const script :
         {"exec head -c 10485760 /dev/zero", "exec head -c 10485760 /dev/zero >&2"}) {
       auto const done = shell(script);
@@ -188,13 +188,13 @@ TEST_F(Children, MoreOutputFailsTheRunAndHoldsNothingUp) {
    }
 }
 
-TEST_F(Children, RunThatClosesItsOutputsLastsUntilItsEnd) {
+TEST_F(PipedChildProcessTest, RunsToItsEndThoughItClosesItsOutputs) {
    auto const done = shell("exec >&- 2>&-; sleep 0.3; exit 3");
    EXPECT_EQ(done->process->exitCode(), 3);
    EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{0.3});
 }
 
-TEST_F(Children, GrandchildThatKeepsAnOutputIsKilledAfterAShortGrace) {
+TEST_F(PipedChildProcessTest, KillsAGrandchildThatKeepsAnOutputAfterAShortGrace) {
    for (char const * const keepsBothOrOne :
         {"sleep 1000 & echo $!", "sleep 1000 2>&- & echo $!", "sleep 1000 >&- & echo $!"}) {
       auto const done = shell(keepsBothOrOne);
@@ -208,7 +208,7 @@ TEST_F(Children, GrandchildThatKeepsAnOutputIsKilledAfterAShortGrace) {
    }
 }
 
-TEST_F(Children, GrandchildInASessionOfItsOwnCannotHoldTheRunEither) {
+TEST_F(PipedChildProcessTest, EndsThoughAGrandchildInASessionOfItsOwnKeepsAnOutput) {
    auto const done = shell("setsid sleep 1000 & echo $!");
    EXPECT_EQ(done->process->state(), State::finished);
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
@@ -218,14 +218,14 @@ TEST_F(Children, GrandchildInASessionOfItsOwnCannotHoldTheRunEither) {
    kill(grandchild, SIGKILL);
 }
 
-TEST_F(Children, GrandchildThatFinishesWithinTheGraceIsHeard) {
+TEST_F(PipedChildProcessTest, ReadsAGrandchildThatFinishesWithinTheGrace) {
    auto const done = shell("(sleep 0.1; echo late) & echo early");
    EXPECT_EQ(done->process->stdoutBuffer(), "early\nlate\n");
    auto const onOneOutput = shell("(sleep 0.1; echo late >&2) >&- & echo early >&2");
    EXPECT_EQ(onOneOutput->process->stderrString(), "early\nlate\n");
 }
 
-TEST_F(Children, ProgramThatIsNotThereFailsFromALaterTurn) {
+TEST_F(PipedChildProcessTest, FailsFromALaterTurnForAMissingProgram) {
    Command done{tracker, {"no-such-program-here", "-x"}};
    done.process->start(true, true);
    EXPECT_EQ(done.states, (std::vector<std::string>{"running"})) << "never from inside start";
@@ -237,13 +237,13 @@ TEST_F(Children, ProgramThatIsNotThereFailsFromALaterTurn) {
    EXPECT_TRUE(tracker->finishedRun()->failed);
 }
 
-TEST_F(Children, RunWithoutAProgramFails) {
+TEST_F(PipedChildProcessTest, FailsWithoutAProgram) {
    auto const done = run({});
    EXPECT_EQ(done->process->state(), State::failed);
    EXPECT_EQ(done->process->stderrString(), "(no program): No such file or directory");
 }
 
-TEST_F(Children, FileThatIsNotExecutableFailsAndSaysSo) {
+TEST_F(PipedChildProcessTest, FailsWithTheReasonForAFileThatIsNotExecutable) {
    TemporaryFolder const folder;
    std::string const plain = folder.script("plain", "true", false);
    auto const done = run({Pelm::String{plain}});
@@ -251,14 +251,14 @@ TEST_F(Children, FileThatIsNotExecutableFailsAndSaysSo) {
    EXPECT_EQ(done->process->stderrString(), plain + ": Permission denied");
 }
 
-TEST_F(Children, ToolPathIsSearchedFirst) {
+TEST_F(PipedChildProcessTest, SearchesTheToolPathFirst) {
    TemporaryFolder const folder;
    folder.script("hostname", "echo the tool");
    tracker->toolPathIs(Pelm::String{folder.path()});
    EXPECT_EQ(run({"hostname"})->process->stdoutBuffer(), "the tool\n");
 }
 
-TEST_F(Children, RunsOnceAndKeepsTheCommandItWasStartedWith) {
+TEST_F(PipedChildProcessTest, RunsOnceAndKeepsTheCommandItWasStartedWith) {
    Command done{tracker, {"sh", "-c", "exit 4"}};
    tracker->failurePolicyIs([](Pelm::String const & program, int) { return program != "sh"; });
    done.process->start(true, true);
@@ -270,7 +270,7 @@ TEST_F(Children, RunsOnceAndKeepsTheCommandItWasStartedWith) {
    EXPECT_EQ(tracker->finishedRun()->argv, (Argv{"sh", "-c", "exit 4"}));
 }
 
-TEST_F(Children, ArgumentsArePassedAsTheyAre) {
+TEST_F(PipedChildProcessTest, PassesArgumentsUnchanged) {
    Command done{tracker, {"printf", "%s|", "replaced", "a b", "", "\"$HOME\"", "popped"}};
    done.process->argIs(2, "*");
    done.process->argPop();
@@ -283,7 +283,7 @@ TEST_F(Children, ArgumentsArePassedAsTheyAre) {
    EXPECT_EQ(done.process->stdoutBuffer(), "*|a b||\"$HOME\"|");
 }
 
-TEST_F(Children, IsNeitherReadNorPublishedWhileNotificationIsOff) {
+TEST_F(PipedChildProcessTest, IsNeitherReadNorPublishedWhileNotificationIsOff) {
    for (char const * const program : {"true", "no-such-program-here"}) {
       Command done{tracker, {program}};
       done.process->hasNotificationActiveIs(false);
@@ -295,7 +295,7 @@ TEST_F(Children, IsNeitherReadNorPublishedWhileNotificationIsOff) {
    }
 }
 
-TEST_F(Children, DroppedWhileRunningTakesItsWholeGroupAndLeavesNoZombie) {
+TEST_F(PipedChildProcessTest, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
    Command running{tracker, {"sh", "-c", "sleep 1000 & echo $!; echo $$; wait"}};
    running.process->start(true, true);
    auto const lines = [&] {
@@ -314,7 +314,7 @@ TEST_F(Children, DroppedWhileRunningTakesItsWholeGroupAndLeavesNoZombie) {
    EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
 }
 
-TEST_F(Children, DroppedTogetherWithTheTrackerLeavesNoZombie) {
+TEST_F(PipedChildProcessTest, LeavesNoZombieWhenDroppedTogetherWithTheTracker) {
    Command running{tracker, {"sleep", "1000"}};
    running.process->start(true, true);
    tracker = nullptr;
@@ -322,7 +322,7 @@ TEST_F(Children, DroppedTogetherWithTheTrackerLeavesNoZombie) {
    EXPECT_FALSE(Support::hasChildren());
 }
 
-TEST_F(Children, OwnerMayDropTheObjectWhileItIsTold) {
+TEST_F(PipedChildProcessTest, AllowsItsOwnerToDropItDuringItsNotification) {
    for (Argv const & argv :
         {Argv{"true"}, Argv{"no-such-program-here"}, Argv{"head", "-c", "10485760", "/dev/zero"},
          Argv{"sh", "-c", "setsid sleep 0.7 &"}}) {
@@ -338,7 +338,7 @@ TEST_F(Children, OwnerMayDropTheObjectWhileItIsTold) {
    }
 }
 
-TEST_F(Children, OwnerMayDropTheObjectWhileItStarts) {
+TEST_F(PipedChildProcessTest, AllowsItsOwnerToDropItWhileItStarts) {
    Command done{tracker, {"sleep", "1000"}};
    done.then = [&] { done.drop(); };
    done.process->start(true, true);
@@ -346,7 +346,7 @@ TEST_F(Children, OwnerMayDropTheObjectWhileItStarts) {
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 
-TEST_F(Children, TimeLimitTerminatesTheRun) {
+TEST_F(PipedChildProcessTest, IsTerminatedAtItsTimeLimit) {
    tracker->timeLimitIs(0.2);
    EXPECT_EQ(tracker->timeLimit(), Vorn::Seconds{0.2});
    auto const done = shell("echo part; exec sleep 1000");
@@ -358,7 +358,7 @@ TEST_F(Children, TimeLimitTerminatesTheRun) {
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{2});
 }
 
-TEST_F(Children, TimeLimitFailsARunThatEndsWellWhenItIsTerminated) {
+TEST_F(PipedChildProcessTest, FailsWhenItEndsWellAfterItsTermination) {
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap 'exit 0' TERM; while :; do sleep 0.05; done");
    EXPECT_EQ(done->process->state(), State::failed);
@@ -366,7 +366,7 @@ TEST_F(Children, TimeLimitFailsARunThatEndsWellWhenItIsTerminated) {
    EXPECT_TRUE(tracker->finishedRun()->failed);
 }
 
-TEST_F(Children, TimeLimitKillsWhatIgnoresTermination) {
+TEST_F(PipedChildProcessTest, IsKilledAtItsTimeLimitWhenItIgnoresTermination) {
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap '' TERM; while :; do sleep 0.05; done");
    EXPECT_EQ(done->process->exitCode(), -SIGKILL);
@@ -375,7 +375,7 @@ TEST_F(Children, TimeLimitKillsWhatIgnoresTermination) {
    EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{2.2});
 }
 
-TEST_F(Children, TimeLimitHoldsAlsoAgainstAnOutputKeptOutOfReach) {
+TEST_F(PipedChildProcessTest, IsEndedAtItsTimeLimitThoughItsOutputIsKeptOutOfReach) {
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap '' TERM; setsid sleep 1000 & echo $!; while :; do sleep 0.05; done");
    EXPECT_EQ(done->process->exitCode(), -SIGKILL);
@@ -386,7 +386,7 @@ TEST_F(Children, TimeLimitHoldsAlsoAgainstAnOutputKeptOutOfReach) {
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 
-TEST_F(Children, CommandWhoseLastRunCannotBeEndedIsNotRunAgain) {
+TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
    // Stands for a run that the kernel holds: killed, and alive all the same.
    pid_t const held = Vorn::spawnProcess({"sleep", "1000"}, -1, -1, -1);
    ASSERT_GT(held, 0);
@@ -404,7 +404,7 @@ TEST_F(Children, CommandWhoseLastRunCannotBeEndedIsNotRunAgain) {
    EXPECT_EQ(shell("exit 0")->process->state(), State::finished);
 }
 
-TEST_F(Children, CommandThatWroteTooMuchMayRunAgainThoughItLives) {
+TEST_F(PipedChildProcessTest, RunsAgainThoughARunThatWroteTooMuchLives) {
    std::string const script = "head -c 5000000 /dev/zero; exec sleep 1000";
    {
       HeldGroups const held;
@@ -417,14 +417,14 @@ TEST_F(Children, CommandThatWroteTooMuchMayRunAgainThoughItLives) {
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 
-TEST_F(Children, CommandThatWasDroppedIsRunAgainAtOnce) {
+TEST_F(PipedChildProcessTest, RunsAgainAtOnceAfterItsLastRunWasDropped) {
    auto first = std::make_unique<Command>(tracker, Argv{"sleep", "0"});
    first->process->start(true, true);
    first->drop();
    EXPECT_EQ(run({"sleep", "0"})->process->state(), State::finished);
 }
 
-TEST_F(Children, RunWithinItsTimeLimitIsNotTouched) {
+TEST_F(PipedChildProcessTest, RunsUndisturbedWithinItsTimeLimit) {
    tracker->timeLimitIs(10);
    auto const done = shell("exit 0");
    EXPECT_EQ(done->process->state(), State::finished);
@@ -432,7 +432,7 @@ TEST_F(Children, RunWithinItsTimeLimitIsNotTouched) {
    EXPECT_FALSE(tracker->finishedRun()->failed);
 }
 
-TEST_F(Children, HostThatLetsTheKernelReapGetsAnAnswerAllTheSame) {
+TEST_F(PipedChildProcessTest, EndsInAHostThatLetsTheKernelReap) {
    auto * const before = std::signal(SIGCHLD, SIG_IGN);
    auto const done = shell("echo out; sleep 0.2");
    std::signal(SIGCHLD, before);
@@ -441,7 +441,7 @@ TEST_F(Children, HostThatLetsTheKernelReapGetsAnAnswerAllTheSame) {
    EXPECT_EQ(done->process->stdoutBuffer(), "out\n");
 }
 
-TEST_F(Children, LeaveTheSignalHandlingOfTheHostAlone) {
+TEST_F(PipedChildProcessTest, KeepsTheSignalHandlingOfTheHost) {
    auto const dispositions = [] {
       std::vector<void (*)(int)> handlers;
       for (int signal = 1; signal < NSIG; ++signal) {
@@ -463,7 +463,7 @@ TEST_F(Children, LeaveTheSignalHandlingOfTheHostAlone) {
    EXPECT_EQ(std::memcmp(&maskBefore, &maskAfter, sizeof maskBefore), 0);
 }
 
-TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
+TEST_F(PipedChildProcessTest, FailsWithoutDescriptorsAndLeaksNothing) {
    shell("true");
    auto const before = Support::openDescriptors();
    std::vector<State> ends;
@@ -483,7 +483,7 @@ TEST_F(Children, WithoutDescriptorsTheRunFailsAndNothingLeaks) {
    EXPECT_EQ(ends.back(), State::finished);
 }
 
-TEST_F(Children, FinishedRunsArePublishedOneByOne) {
+TEST_F(PipedChildProcessTest, PublishesFinishedRunsOneByOne) {
    class Listener {
     public:
       explicit Listener(Pelm::Ptr<ChildProcessTrackerSm> const & tracker) : tracker_{*tracker} {
@@ -506,9 +506,9 @@ TEST_F(Children, FinishedRunsArePublishedOneByOne) {
    EXPECT_EQ(listener.exitCodes, (std::vector<int>{1, 0, 0}));
 }
 
-class ChildrenInVirtualTime : public Support::VirtualTimeTest {};
+class PipedChildProcessInVirtualTimeTest : public Support::VirtualTimeTest {};
 
-TEST_F(ChildrenInVirtualTime, AreWaitedForBeforeTimeMovesOn) {
+TEST_F(PipedChildProcessInVirtualTimeTest, EndsBeforeVirtualTimeAdvances) {
    auto const tracker = Pelm::make<ChildProcessTrackerSm>();
    Command done{tracker, {"sh", "-c", "sleep 0.1; echo out"}};
    done.process->start(true, true);
@@ -517,7 +517,7 @@ TEST_F(ChildrenInVirtualTime, AreWaitedForBeforeTimeMovesOn) {
    EXPECT_EQ(done.process->stdoutBuffer(), "out\n");
 }
 
-TEST_F(ChildrenInVirtualTime, CommandThatOutlivesItsTimeLimitIsHeldUntilItHasDied) {
+TEST_F(PipedChildProcessInVirtualTimeTest, BlocksItsCommandUntilItHasDiedAfterItsTimeLimit) {
    auto const tracker = Pelm::make<ChildProcessTrackerSm>();
    tracker->timeLimitIs(5);
    Argv const argv{"sleep", "1000"};

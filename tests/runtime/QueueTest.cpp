@@ -13,7 +13,7 @@ using RuntimeTest::House;
 using RuntimeTest::Watcher;
 using Heard = std::vector<std::string>;
 
-TEST(Queue, KeepsItsElementsInOrder) {
+TEST(QueueTest, KeepsItsElementsInOrder) {
    auto const house = Pelm::make<House>();
    house->guestPush("Ann");
    house->guestPush("Bob");
@@ -30,7 +30,7 @@ TEST(Queue, KeepsItsElementsInOrder) {
    EXPECT_STREQ(house->guest.id(), "guest");
 }
 
-TEST(Queue, RaisesItsErrorsOutOfRangeAndAtTheEndsOfAnEmptyOne) {
+TEST(QueueTest, RaisesOutOfRangeAndAtTheEndsOfAnEmptyOne) {
    auto const house = Pelm::make<House>();
    EXPECT_TRUE(house->guest.empty());
    EXPECT_THROW(house->guest.front(), Vorn::EmptyVector);
@@ -46,7 +46,7 @@ TEST(Queue, RaisesItsErrorsOutOfRangeAndAtTheEndsOfAnEmptyOne) {
    EXPECT_STREQ(Vorn::VectorOutOfRange{}.what(), "a queue was accessed outside its range");
 }
 
-TEST(Queue, TellsEachChangeWithItsIndex) {
+TEST(QueueTest, NotifiesOfEachChangeWithItsIndex) {
    auto const house = Pelm::make<House>();
    Heard heard;
    Watcher const watcher{house, heard, "w"};
@@ -59,7 +59,7 @@ TEST(Queue, TellsEachChangeWithItsIndex) {
                            "w:guest 0 Ann>none", "w:guest 0 Cid>none"}));
 }
 
-TEST(Queue, PopAllLeavesWhatIsPushedMeanwhile) {
+TEST(QueueTest, KeepsElementsThatArePushedWhileAllArePopped) {
    auto const house = Pelm::make<House>();
    Heard heard;
    house->guestPush("Ann");
@@ -74,7 +74,7 @@ TEST(Queue, PopAllLeavesWhatIsPushedMeanwhile) {
    EXPECT_EQ(house->guest.front(), "late");
 }
 
-TEST(Queue, MayLoseItsOwnerWhileItIsEmptied) {
+TEST(QueueTest, AllowsItsOwnerToGoWhileItIsEmptied) {
    bool gone = false;
    auto house = Pelm::make<House>(gone);
    House * const bare = house.get();

@@ -38,9 +38,9 @@ TEST(RealTimeLimitTest, EndsWithItsScope) {
    EXPECT_EQ(RealTimeLimit::left().count(), 0);
 }
 
-class EveryTestInVirtualTime : public Support::VirtualTimeTest {};
+class VirtualTimeTestLimitTest : public Support::VirtualTimeTest {};
 
-TEST_F(EveryTestInVirtualTime, HasSuchALimit) {
+TEST_F(VirtualTimeTestLimitTest, HasALimitInRealTime) {
    EXPECT_GE(RealTimeLimit::left().count(), 30);
    EXPECT_LE(RealTimeLimit::left().count(), 60);
 }

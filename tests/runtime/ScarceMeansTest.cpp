@@ -56,10 +56,10 @@ using Brul::ChildProcessTrackerSm;
 using Brul::PipedChildProcessSm;
 using State = PipedChildProcessSm::State;
 
-class ScarceMeans : public testing::Test {
+class ScarceMeansTest : public testing::Test {
  protected:
-   ScarceMeans() { Host::timeSourceIs(nullptr); }
-   ~ScarceMeans() override { spawnError = 0; }
+   ScarceMeansTest() { Host::timeSourceIs(nullptr); }
+   ~ScarceMeansTest() override { spawnError = 0; }
 
    Pelm::Ptr<PipedChildProcessSm> run(std::vector<Pelm::String> const & argv) const {
       auto const process = PipedChildProcessSm::PipedChildProcessSmIs(tracker);
@@ -79,7 +79,7 @@ class ScarceMeans : public testing::Test {
 
 constexpr std::array spawnErrors{EMFILE, ENFILE, EAGAIN, ENOMEM, EACCES};
 
-TEST_F(ScarceMeans, RunThatCannotBeStartedFailsAndNamesCauseAndRemedy) {
+TEST_F(ScarceMeansTest, FailsARunThatCannotBeStartedAndNamesCauseAndRemedy) {
    for (int const error : spawnErrors) {
       std::string const cause = Vorn::errorAndRemedy(error);
       spawnError = error;
@@ -94,7 +94,7 @@ TEST_F(ScarceMeans, RunThatCannotBeStartedFailsAndNamesCauseAndRemedy) {
    EXPECT_EQ(reason(), "");
 }
 
-TEST_F(ScarceMeans, ProcessThatCannotBeMadeLeavesItsErrorAndNoDescriptor) {
+TEST_F(ScarceMeansTest, KeepsTheErrorAndNoDescriptorOfAProcessThatCannotBeMade) {
    for (int const error : spawnErrors) {
       spawnError = error;
       int const in = open("/dev/null", O_RDONLY);
@@ -104,7 +104,7 @@ TEST_F(ScarceMeans, ProcessThatCannotBeMadeLeavesItsErrorAndNoDescriptor) {
    }
 }
 
-TEST_F(ScarceMeans, RunThatWroteTooMuchSaysSoToItsOwnerAndToTheHost) {
+TEST_F(ScarceMeansTest, ReportsARunThatWroteTooMuchToItsOwnerAndToTheHost) {
    auto const process = run({"head", "-c", "5000000", "/dev/zero"});
    EXPECT_EQ(process->stderrString(), "head: it wrote more than 4 MiB");
    EXPECT_EQ(reason(), "it wrote more than 4 MiB");
@@ -112,7 +112,7 @@ TEST_F(ScarceMeans, RunThatWroteTooMuchSaysSoToItsOwnerAndToTheHost) {
    EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
 }
 
-TEST_F(ScarceMeans, RunWhoseOutputFindsNoMemoryFailsAndSaysSo) {
+TEST_F(ScarceMeansTest, FailsARunWithoutMemoryForItsOutputAndReportsIt) {
    largestBlock = 1000000;
    auto const process = run({"head", "-c", "3000000", "/dev/zero"});
    largestBlock = SIZE_MAX;
@@ -122,14 +122,14 @@ TEST_F(ScarceMeans, RunWhoseOutputFindsNoMemoryFailsAndSaysSo) {
    EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
 }
 
-TEST_F(ScarceMeans, RunThatTookTooLongSaysSoToItsOwnerAndToTheHost) {
+TEST_F(ScarceMeansTest, ReportsARunThatTookTooLongToItsOwnerAndToTheHost) {
    tracker->timeLimitIs(0.05);
    auto const process = run({"sleep", "1000"});
    EXPECT_EQ(process->stderrString(), "sleep: it passed its time limit");
    EXPECT_EQ(reason(), "it passed its time limit");
 }
 
-TEST_F(ScarceMeans, RunThatFailedByItselfHasNoReasonBesideWhatItWrote) {
+TEST_F(ScarceMeansTest, NamesNoReasonForARunThatFailedByItself) {
    auto const process = run({"sh", "-c", "echo no disk >&2; exit 3"});
    EXPECT_EQ(process->stderrString(), "no disk\n");
    EXPECT_EQ(reason(), "");
@@ -154,7 +154,7 @@ class Hungry {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST(ScarceMemory, HandlerThatRunsOutOfItIsReportedWithoutAnAllocation) {
+TEST(ScarceMemoryTest, ReportsAHandlerWithoutMemoryWithoutAnAllocation) {
    static std::array<char, 64> machine;
    static std::array<char, 64> cause;
    int allocations = -1;
@@ -188,7 +188,7 @@ class Ticking {
    Vorn::Clock::Notifiee<&Ticking::handleTime> clock_{*this};
 };
 
-TEST(ScarceMemory, ClockThatAsksForItsNextTimeGoesOnWithoutMemory) {
+TEST(ScarceMemoryTest, ContinuesAClockThatIsArmedWithoutMemory) {
    Host::timeSourceIs(std::make_unique<Host::VirtualTime>());
    Ticking const machine;
    Host::turn();
@@ -201,7 +201,7 @@ TEST(ScarceMemory, ClockThatAsksForItsNextTimeGoesOnWithoutMemory) {
    EXPECT_EQ(machine.ticks(), 11) << "a turn to reach each time, another to handle it";
 }
 
-TEST(ScarceMemory, SinkThatRunsOutOfItTooLeavesALineOnStandardError) {
+TEST(ScarceMemoryTest, LeavesALineOnStandardErrorForASinkWithoutMemory) {
    Host::failureSinkIs([](std::string_view name, std::string_view) {
       std::string const copy(name.size() + 100, name.front());
    });

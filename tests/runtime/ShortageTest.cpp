@@ -37,7 +37,7 @@ TEST(ShortageTest, KeepsTheTextOfAnException) {
    EXPECT_EQ(errorAndRemedy(error), "eventfd: " + errorAndRemedy(EMFILE));
 }
 
-TEST(ShortageTest, EveryShortageHasARemedy) {
+TEST(ShortageTest, HasARemedyForEveryShortage) {
    for (int const error : {EMFILE, ENFILE, EAGAIN, ENOMEM}) {
       EXPECT_TRUE(Vorn::isShortage(error)) << error;
       EXPECT_NE(Vorn::shortageRemedy(error), "") << error;

@@ -82,7 +82,7 @@ class Setting {
    std::string old_;
 };
 
-TEST(WaitForProcess, AnswersTheExitCodeOrMinusTheSignal) {
+TEST(WaitForProcessTest, AnswersTheExitCodeOrMinusTheSignal) {
    auto const run = [](char const * script) {
       return Brul::waitForProcess(spawnProcess({"sh", "-c", script}, -1, -1, -1));
    };
@@ -92,14 +92,14 @@ TEST(WaitForProcess, AnswersTheExitCodeOrMinusTheSignal) {
    EXPECT_EQ(run("kill -11 $$"), -SIGSEGV);
 }
 
-TEST(WaitForProcess, SaysWhenTheProcessIsNoChildOfOurs) {
+TEST(WaitForProcessTest, RaisesForAProcessThatIsNoChild) {
    EXPECT_EQ(Brul::waitForProcess(getppid()), Brul::waitFailed);
    pid_t const pid = spawnProcess({"true"}, -1, -1, -1);
    EXPECT_EQ(Brul::waitForProcess(pid), 0);
    EXPECT_EQ(Brul::waitForProcess(pid), Brul::waitFailed) << "it has been reaped";
 }
 
-TEST(SpawnProcess, MatchesLikeExprDoes) {
+TEST(SpawnProcessTest, MatchesLikeExprDoes) {
    auto const expr = [](char const * text, char const * pattern) {
       int const null = open("/dev/null", O_WRONLY | O_CLOEXEC);
       return Brul::waitForProcess(spawnProcess({"expr", "match", text, pattern}, -1, null, null));
@@ -109,7 +109,7 @@ TEST(SpawnProcess, MatchesLikeExprDoes) {
    EXPECT_EQ(expr("abc", "\\("), 2);
 }
 
-TEST(SpawnProcess, ClosesWhatItIsGivenAndLeavesClosedWhatIsMinusOne) {
+TEST(SpawnProcessTest, ClosesItsDescriptorsAndIgnoresMinusOne) {
    Ends const ends = makePipe();
    pid_t const pid = spawnProcess(
        {"sh", "-c",
@@ -120,11 +120,11 @@ TEST(SpawnProcess, ClosesWhatItIsGivenAndLeavesClosedWhatIsMinusOne) {
    EXPECT_EQ(Brul::waitForProcess(pid), 0) << "only its output was open";
 }
 
-TEST(SpawnProcess, TakesOneDescriptorForBothOutputs) {
+TEST(SpawnProcessTest, AcceptsOneDescriptorForBothOutputs) {
    EXPECT_EQ(shell("echo out; echo err >&2"), "out\nerr\n");
 }
 
-TEST(SpawnProcess, ClosesWhatItIsGivenAlsoWhenTheProgramCannotBeRun) {
+TEST(SpawnProcessTest, ClosesItsDescriptorsAlsoWhenTheProgramCannotBeRun) {
    Ends const ends = makePipe();
    int const null = open("/dev/null", O_RDONLY | O_CLOEXEC);
    EXPECT_EQ(spawnProcess({"no-such-program-here"}, null, ends.writer, ends.writer), -1);
@@ -134,7 +134,7 @@ TEST(SpawnProcess, ClosesWhatItIsGivenAlsoWhenTheProgramCannotBeRun) {
    EXPECT_EQ(readAll(ends.reader), "");
 }
 
-TEST(SpawnProcess, RefusesWhatIsNoProgram) {
+TEST(SpawnProcessTest, RefusesAFileThatIsNoProgram) {
    TemporaryFolder const folder;
    std::string const plain = folder.script("plain", "true", false);
    for (auto const & [name, error] : std::vector<std::pair<std::string, int>>{
@@ -146,7 +146,7 @@ TEST(SpawnProcess, RefusesWhatIsNoProgram) {
    EXPECT_EQ(errno, ENOENT);
 }
 
-TEST(SpawnProcess, SearchesItsOwnFoldersFirstAndTellsTheChild) {
+TEST(SpawnProcessTest, SearchesItsOwnFoldersFirstAndPassesThemToTheChild) {
    TemporaryFolder const first;
    TemporaryFolder const second;
    first.script("expr", "echo mine", false);
@@ -160,7 +160,7 @@ TEST(SpawnProcess, SearchesItsOwnFoldersFirstAndTellsTheChild) {
    EXPECT_EQ(outputOf({"expr", "1", "+", "1"}), "2\n");
 }
 
-TEST(SpawnProcess, RunsNothingFromTheWorkingFolder) {
+TEST(SpawnProcessTest, RunsNothingFromTheWorkingFolder) {
    TemporaryFolder const folder;
    folder.script("planted", "echo bad");
    auto const before = std::filesystem::current_path();
@@ -173,7 +173,7 @@ TEST(SpawnProcess, RunsNothingFromTheWorkingFolder) {
    std::filesystem::current_path(before);
 }
 
-TEST(SpawnProcess, ChildSpeaksTheCLocaleAndKeepsTheRestOfTheEnvironment) {
+TEST(SpawnProcessTest, SetsTheCLocaleAndKeepsTheRestOfTheEnvironment) {
    Setting const locale{"LC_ALL", "de_DE.UTF-8"};
    Setting const lookalike{"LC_ALLOY", "kept"};
    Setting const other{"RUNTIME_TEST", "a b=c"};
@@ -181,7 +181,7 @@ TEST(SpawnProcess, ChildSpeaksTheCLocaleAndKeepsTheRestOfTheEnvironment) {
    EXPECT_EQ(shell("echo $LC_ALL $LC_ALLOY; echo $RUNTIME_TEST"), "C kept\na b=c\n");
 }
 
-TEST(SpawnProcess, ChildGetsNoOtherDescriptor) {
+TEST(SpawnProcessTest, PassesTheChildNoOtherDescriptor) {
    int const low = open("/dev/null", O_RDONLY);  // deliberately without close-on-exec
    int const high = dup2(low, 517);
    EXPECT_EQ(shell("for fd in $(seq 3 600); do test -e /proc/self/fd/$fd && echo $fd; done; true"), "");
@@ -189,7 +189,7 @@ TEST(SpawnProcess, ChildGetsNoOtherDescriptor) {
    close(high);
 }
 
-TEST(SpawnProcess, ChildGetsDefaultSignalsAnEmptyMaskAndItsOwnGroup) {
+TEST(SpawnProcessTest, GivesTheChildDefaultSignalsAnEmptyMaskAndItsOwnGroup) {
    auto * const pipeBefore = std::signal(SIGPIPE, SIG_IGN);
    sigset_t blocked;
    sigset_t before;

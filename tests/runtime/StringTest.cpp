@@ -18,7 +18,7 @@ namespace {
 using Pelm::String;
 using namespace std::string_view_literals;
 
-TEST(String, IsMadeAndAssignedFromTextsOfAnyKind) {
+TEST(StringTest, IsMadeAndAssignedFromTextsOfAnyKind) {
    EXPECT_EQ(String{"disk"}.view(), "disk");
    EXPECT_EQ(String{"disk"sv}.size(), 4U);
    EXPECT_TRUE(String{static_cast<char const *>(nullptr)}.empty());
@@ -33,7 +33,7 @@ TEST(String, IsMadeAndAssignedFromTextsOfAnyKind) {
    static_assert(std::is_same_v<Vorn::String, String>);
 }
 
-TEST(String, GrowsAtBothEndsAndLosesARange) {
+TEST(StringTest, GrowsAtBothEndsAndLosesARange) {
    String text{"sda"};
    text.append("1"sv);
    text.addLeft("/dev/");
@@ -46,7 +46,7 @@ TEST(String, GrowsAtBothEndsAndLosesARange) {
    EXPECT_TRUE(text.empty());
 }
 
-TEST(String, CopiesAreIndependentValues) {
+TEST(StringTest, CopiesIndependentValues) {
    String const original{"ata1"};
    String copy = original;
    copy.append("x");
@@ -54,7 +54,7 @@ TEST(String, CopiesAreIndependentValues) {
    EXPECT_EQ(copy, "ata1x");
 }
 
-TEST(String, HoldsAnyBytesAndComparesThemAll) {
+TEST(StringTest, StoresAnyBytesAndComparesThemAll) {
    String const withNul{"a\0b"sv};
    EXPECT_EQ(withNul.size(), 3U);
    EXPECT_FALSE(withNul == "a");
@@ -66,7 +66,7 @@ TEST(String, HoldsAnyBytesAndComparesThemAll) {
    EXPECT_EQ(stream.str(), std::string("a\0b", 3));
 }
 
-TEST(String, ComparesByteWiseInThreeWays) {
+TEST(StringTest, ComparesByteWiseInThreeWays) {
    EXPECT_LT(String{"ata1"}.compare("ata2"), 0);
    EXPECT_GT(String{"b"}.compare("abc"), 0);
    EXPECT_EQ(String{"b"}.compare("b"), 0);
@@ -75,14 +75,14 @@ TEST(String, ComparesByteWiseInThreeWays) {
    EXPECT_TRUE(String{} == static_cast<char const *>(nullptr));
 }
 
-TEST(String, KnowsItsPrefix) {
+TEST(StringTest, KnowsItsPrefix) {
    EXPECT_TRUE(String{"nvme0n1"}.startsWith("nvme"));
    EXPECT_TRUE(String{"nvme"}.startsWith(""));
    EXPECT_FALSE(String{"nv"}.startsWith("nvme"));
    EXPECT_FALSE(String{"xnvme"}.startsWith("nvme"));
 }
 
-TEST(String, ServesAsAnOptionalText) {
+TEST(StringTest, ServesAsAnOptionalText) {
    String text{"value"};
    EXPECT_TRUE(text.optionalHasValue());
    text.optionalClearValue();
@@ -98,7 +98,7 @@ TEST(String, ServesAsAnOptionalText) {
    EXPECT_TRUE(text.optionalHasValue()) << "an empty text is a value";
 }
 
-TEST(String, ClearedDiffersFromEveryTextTheEmptyOneIncluded) {
+TEST(StringTest, DiffersFromEveryTextWhenCleared) {
    String cleared;
    cleared.optionalClearValue();
    String alsoCleared{"text"};
@@ -121,7 +121,7 @@ class Label : public Pelm::Node {
    void textIs(String value) { text.valueIs(std::move(value)); }
 };
 
-TEST(String, ClearingAnEmptyAttributeIsAChange) {
+TEST(StringTest, ReportsTheClearingOfAnEmptyAttributeAsAChange) {
    auto const label = Pelm::make<Label>();
    Support::ChangeRecorder const changes{label->text};
    String cleared;
@@ -135,20 +135,20 @@ TEST(String, ClearingAnEmptyAttributeIsAChange) {
    EXPECT_TRUE(label->text().optionalHasValue());
 }
 
-TEST(String, IsFoundInHashedSetsByValue) {
+TEST(StringTest, IsFoundInHashedSetsByValue) {
    std::unordered_set<String> const set{String{"a"}, String{"b"}, String{"a"}};
    EXPECT_EQ(set.size(), 2U);
    EXPECT_TRUE(set.contains("b"));
    EXPECT_EQ(Pelm::StringHash{}("b"sv), Pelm::StringHash{}(String{"b"}));
 }
 
-TEST(StringDeathTest, RangeThatIsNotItsOwnIsRefused) {
+TEST(StringDeathTest, RefusesARangeThatIsNotItsOwn) {
    testing::FLAGS_gtest_death_test_style = "threadsafe";
    String text{"abc"};
    EXPECT_DEATH(text.erase(text.end(), text.begin()), "first <= last");
 }
 
-TEST(Seconds, CalculateLikeTheNumbersTheyAre) {
+TEST(SecondsTest, CalculatesLikeANumber) {
    Vorn::Seconds span = 1.5;
    span += 0.5;
    span -= 1.0;

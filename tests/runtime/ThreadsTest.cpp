@@ -18,10 +18,10 @@ namespace {
 using Pelm::Node;
 using Pelm::Ptr;
 
-class Threads : public testing::Test {
+class ThreadsTest : public testing::Test {
  protected:
-   Threads() { Pelm::threadsEnabledIs(true); }
-   ~Threads() override { Pelm::threadsEnabledIs(false); }
+   ThreadsTest() { Pelm::threadsEnabledIs(true); }
+   ~ThreadsTest() override { Pelm::threadsEnabledIs(false); }
 
    static void together(int count, std::function<void()> const & work) {
       std::vector<std::thread> threads;
@@ -46,7 +46,7 @@ class Counted : public Node {
    std::atomic<int> & tornDown_;
 };
 
-TEST_F(Threads, SwitchIsProcessWideAndReadable) {
+TEST_F(ThreadsTest, SwitchesTheWholeProcessReadably) {
    EXPECT_TRUE(Pelm::threadsEnabled());
    Pelm::threadsEnabledIs(false);
    EXPECT_FALSE(Pelm::threadsEnabled());
@@ -54,7 +54,7 @@ TEST_F(Threads, SwitchIsProcessWideAndReadable) {
    EXPECT_TRUE(Pelm::threadsEnabled());
 }
 
-TEST_F(Threads, CopyingAndDroppingEndsWithTheRightCount) {
+TEST_F(ThreadsTest, CountsRightAfterCopyingAndDropping) {
    std::atomic<int> destroyed = 0;
    std::atomic<int> tornDown = 0;
    Ptr<Counted> shared = Pelm::make<Counted>(destroyed, tornDown);
@@ -73,7 +73,7 @@ TEST_F(Threads, CopyingAndDroppingEndsWithTheRightCount) {
    EXPECT_EQ(destroyed, 1);
 }
 
-TEST_F(Threads, LastDropOnAnyThreadDestroysTheNodeOnce) {
+TEST_F(ThreadsTest, DestroysTheNodeOnceAtTheLastDropOnAnyThread) {
    for (int round = 0; round < 200; ++round) {
       std::atomic<int> destroyed = 0;
       std::atomic<int> tornDown = 0;
@@ -104,7 +104,7 @@ class Escaping : public Node {
    std::atomic<Node *> & way_;
 };
 
-TEST_F(Threads, PointerTakenDuringTearDownMayGoOnAnotherThread) {
+TEST_F(ThreadsTest, AllowsAPointerTakenDuringTearDownToGoOnAnotherThread) {
    for (int round = 0; round < 200; ++round) {
       std::atomic<int> destroyed = 0;
       std::atomic<Node *> way = nullptr;
@@ -120,7 +120,7 @@ TEST_F(Threads, PointerTakenDuringTearDownMayGoOnAnotherThread) {
    }
 }
 
-TEST_F(Threads, FlagsSetBesideAChangingCountHarmNeither) {
+TEST_F(ThreadsTest, SetsFlagsBesideAChangingCountWithoutHarm) {
    std::atomic<int> destroyed = 0;
    std::atomic<int> tornDown = 0;
    Ptr<Counted> const shared = Pelm::make<Counted>(destroyed, tornDown);
@@ -139,7 +139,7 @@ TEST_F(Threads, FlagsSetBesideAChangingCountHarmNeither) {
    EXPECT_EQ(shared->useCount(), 1U);
 }
 
-TEST_F(Threads, ChangeKeepsItsNotifierUntilItIsToldAlsoWithThreads) {
+TEST_F(ThreadsTest, KeepsTheNotifierOfAChangeUntilItIsDelivered) {
    bool gone = false;
    auto house = Pelm::make<RuntimeTest::House>(gone);
    RuntimeTest::House * const bare = house.get();

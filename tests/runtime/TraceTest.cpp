@@ -16,9 +16,9 @@
 
 namespace {
 
-class Trace : public testing::Test {
+class TraceTest : public testing::Test {
  protected:
-   Trace() {
+   TraceTest() {
       Host::traceSinkIs([this](Host::TraceLine const & line) {
          lines.push_back(line.text);
          facility = line.facility;
@@ -27,7 +27,7 @@ class Trace : public testing::Test {
          level = line.level;
       });
    }
-   ~Trace() override { Host::traceSinkIs(nullptr); }
+   ~TraceTest() override { Host::traceSinkIs(nullptr); }
 
    std::vector<std::string> lines;
    std::string facility;
@@ -43,7 +43,7 @@ class Shape : public Vorn::EnumType<unsigned char, Shape> {
    using EnumType::EnumType;
 };
 
-TEST_F(Trace, LineCarriesItsFacilityLevelAndPlace) {
+TEST_F(TraceTest, WritesFacilityLevelAndPlaceOfALine) {
    Vorn::TraceHandle const handle{"TraceTestPlace", true};
    VORN_TRACE(handle, 0) << " it happened.";
    ASSERT_EQ(lines.size(), 1U);
@@ -54,7 +54,7 @@ TEST_F(Trace, LineCarriesItsFacilityLevelAndPlace) {
    EXPECT_NE(file.find("TraceTest.cpp"), std::string::npos);
 }
 
-TEST_F(Trace, StreamsAllTheTypesThatMonitorsTrace) {
+TEST_F(TraceTest, StreamsAllTheTypesThatMonitorsTrace) {
    Vorn::TraceHandle const handle{"TraceTestTypes", true};
    VORN_TRACE(handle, 0) << "char const* " << static_cast<char const *>("x") << ' ' << Pelm::String{"pelm"}
                          << ' ' << std::string{"std"} << ' ' << -1 << ' ' << 4000000000U << ' '
@@ -63,7 +63,7 @@ TEST_F(Trace, StreamsAllTheTypesThatMonitorsTrace) {
    EXPECT_EQ(lines.at(0), "char const* x pelm std -1 4000000000 -5000000000 5000000000 65 0.5 1.5 round");
 }
 
-TEST_F(Trace, SurvivesANullTextAndKeepsBytesAsTheyAre) {
+TEST_F(TraceTest, SurvivesANullTextAndKeepsBytesAsTheyAre) {
    Vorn::TraceHandle const handle{"TraceTestNull", true};
    VORN_TRACE(handle, 0) << static_cast<char const *>(nullptr) << " and "
                          << Pelm::String{std::string{"a\0b", 3}};
@@ -75,7 +75,7 @@ struct Grouping : std::numpunct<char> {
    std::string do_grouping() const override { return "\3"; }
 };
 
-TEST_F(Trace, WritesNumbersAlikeWhateverLocaleTheHostHasSet) {
+TEST_F(TraceTest, WritesNumbersAlikeWhateverLocaleTheHostHasSet) {
    Vorn::TraceHandle const handle{"TraceTestLocale", true};
    std::locale const before = std::locale::global(std::locale{std::locale::classic(), new Grouping});
    VORN_TRACE(handle, 0) << 1234567;
@@ -83,7 +83,7 @@ TEST_F(Trace, WritesNumbersAlikeWhateverLocaleTheHostHasSet) {
    EXPECT_EQ(lines.at(0), "1234567");
 }
 
-TEST_F(Trace, DisabledOneEvaluatesNothing) {
+TEST_F(TraceTest, EvaluatesNothingWhenDisabled) {
    Vorn::TraceHandle const handle{"TraceTestDisabled", true};
    int evaluated = 0;
    auto const costly = [&] { return ++evaluated; };
@@ -94,7 +94,7 @@ TEST_F(Trace, DisabledOneEvaluatesNothing) {
    EXPECT_EQ(lines.size(), 1U);
 }
 
-TEST_F(Trace, StatementStandsInAnIfWithoutBracesLikeAnyOther) {
+TEST_F(TraceTest, StandsInAnIfWithoutBracesLikeAnyStatement) {
    Vorn::TraceHandle const handle{"TraceTestIf", true};
    for (bool const yes : {true, false}) {
       if (yes)
@@ -105,7 +105,7 @@ TEST_F(Trace, StatementStandsInAnIfWithoutBracesLikeAnyOther) {
    EXPECT_EQ(lines, (std::vector<std::string>{"yes", "no"}));
 }
 
-TEST_F(Trace, HelperItselfIsSilentWhenItsLevelIsOff) {
+TEST_F(TraceTest, IsSilentWhenItsLevelIsOff) {
    Vorn::TraceHandle const handle{"TraceTestHelper", true};
    Vorn::TraceHelper(handle, 2, "file", 1, "function") << "never";
    EXPECT_TRUE(lines.empty());
@@ -113,7 +113,7 @@ TEST_F(Trace, HelperItselfIsSilentWhenItsLevelIsOff) {
    EXPECT_EQ(lines.size(), 1U);
 }
 
-TEST_F(Trace, HostSetsTheLevelOfEachFacility) {
+TEST_F(TraceTest, LetsTheHostSetTheLevelOfEachFacility) {
    Vorn::TraceHandle const loud{"TraceTestLoud", false};
    Vorn::TraceHandle const quiet{"TraceTestQuiet", true};
    EXPECT_EQ(Vorn::TraceHandle("TraceTestOff", false).level(), -1);
@@ -126,7 +126,7 @@ TEST_F(Trace, HostSetsTheLevelOfEachFacility) {
    EXPECT_EQ(lines, (std::vector<std::string>{"loud"}));
 }
 
-TEST_F(Trace, LevelHoldsForAFacilityThatComesLaterAndForAllHandlesOfItsName) {
+TEST_F(TraceTest, AppliesALevelToLaterFacilitiesAndAllHandlesOfItsName) {
    Host::traceLevelIs("TraceTestLater", 2);
    Vorn::TraceHandle const first{"TraceTestLater", false};
    Vorn::TraceHandle const second{"TraceTestLater", true};
@@ -137,7 +137,7 @@ TEST_F(Trace, LevelHoldsForAFacilityThatComesLaterAndForAllHandlesOfItsName) {
    EXPECT_TRUE(second.enabled(1));
 }
 
-TEST_F(Trace, FacilitiesAreListedWhileTheyExist) {
+TEST_F(TraceTest, ListsFacilitiesWhileTheyExist) {
    auto const listed = [](char const * name) {
       auto const names = Host::traceFacilities();
       EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
@@ -152,7 +152,7 @@ TEST_F(Trace, FacilitiesAreListedWhileTheyExist) {
    EXPECT_EQ(listed("VornPoller"), 1);
 }
 
-TEST_F(Trace, SinkThatRaisesHarmsNobody) {
+TEST_F(TraceTest, SurvivesASinkThatRaises) {
    Vorn::TraceHandle const handle{"TraceTestRaise", true};
    Host::traceSinkIs([](Host::TraceLine const &) { throw std::runtime_error{"disk full"}; });
    EXPECT_NO_THROW(VORN_TRACE(handle, 0) << "lost");

@@ -60,7 +60,7 @@ Entry entry(std::string_view pattern, std::string_view mount) {
    return result;
 }
 
-TEST(ValueRecord, IsEqualWhenAllItsFieldsAre) {
+TEST(ValueRecordTest, ComparesEqualWhenAllItsFieldsAre) {
    EXPECT_TRUE(entry("a", "b").isEq(entry("a", "b")));
    EXPECT_FALSE(entry("a", "b").isEq(entry("a", "c")));
    EXPECT_FALSE(entry("", "ab").isEq(entry("a", "b")));
@@ -70,7 +70,7 @@ TEST(ValueRecord, IsEqualWhenAllItsFieldsAre) {
    static_assert(sizeof(Entry) == 2 * sizeof(Pelm::String), "the base must cost nothing");
 }
 
-TEST(ValueRecord, HasATextWithPrefixSeparatorsAndPostfix) {
+TEST(ValueRecordTest, WritesATextWithPrefixSeparatorsAndPostfix) {
    EXPECT_EQ(entry("/sys/.*", "flash").stringValue(), R"(Entry(pattern="/sys/.*", mount="flash"))");
    Register record;
    record.byte = 255;
@@ -85,7 +85,7 @@ TEST(ValueRecord, HasATextWithPrefixSeparatorsAndPostfix) {
    EXPECT_EQ(Nothing{}.stringValue(), "Nothing()");
 }
 
-TEST(ValueRecord, IsReadBackFromItsText) {
+TEST(ValueRecordTest, ReadsItsTextBack) {
    auto const read = Entry::instance(R"(Entry(pattern="/sys/\"x\\", mount=""))");
    ASSERT_TRUE(read);
    EXPECT_EQ(read->pattern, R"(/sys/"x\)");
@@ -100,7 +100,7 @@ TEST(ValueRecord, IsReadBackFromItsText) {
    EXPECT_TRUE(Nothing::instance("Nothing()"));
 }
 
-TEST(ValueRecord, RoundTripsTextsThatLookLikeItsOwnPunctuation) {
+TEST(ValueRecordTest, ReadsTextsBackThatLookLikeItsOwnPunctuation) {
    for (char const * const hard :
         {R"(", mount=")", R"(\)", R"(\\")", "(", ")", R"(Entry(pattern="a", mount="b"))", "\x7f\x01\t\r\n",
          "\xff\xc3\xa9", R"(\x00)", R"(\x)"}) {
@@ -111,7 +111,7 @@ TEST(ValueRecord, RoundTripsTextsThatLookLikeItsOwnPunctuation) {
    }
 }
 
-TEST(ValueRecord, RoundTripsRandomBytes) {
+TEST(ValueRecordTest, ReadsRandomBytesBack) {
    std::mt19937 random{7};
    for (int round = 0; round < 2000; ++round) {
       std::string bytes(random() % 20, '\0');
@@ -124,7 +124,7 @@ TEST(ValueRecord, RoundTripsRandomBytes) {
    }
 }
 
-TEST(ValueRecord, RefusesEveryOtherText) {
+TEST(ValueRecordTest, RefusesEveryOtherText) {
    for (char const * const wrong :
         {"", "Entry", "Entry(", "Entry()", R"(Entry(pattern="a"))", R"(entry(pattern="a", mount="b"))",
          R"(Entry(pattern="a", mount="b") )", R"( Entry(pattern="a", mount="b"))",
@@ -137,7 +137,7 @@ TEST(ValueRecord, RefusesEveryOtherText) {
       EXPECT_FALSE(Entry::instance(wrong)) << wrong;
 }
 
-TEST(ValueRecord, RefusesNumbersThatDoNotFitOrAreWrittenOtherwise) {
+TEST(ValueRecordTest, RefusesNumbersThatDoNotFitOrAreWrittenOtherwise) {
    for (char const * const numbers :
         {"byte=256, wide=2, flag=true", "byte=01, wide=2, flag=true", "byte=-1, wide=2, flag=true",
          "byte=+1, wide=2, flag=true", "byte=, wide=2, flag=true",
@@ -149,7 +149,7 @@ TEST(ValueRecord, RefusesNumbersThatDoNotFitOrAreWrittenOtherwise) {
        << "a value that the field does not keep";
 }
 
-TEST(ValueRecord, NeverMakesTwoTextsOfOneRecordWhateverIsCutOrChanged) {
+TEST(ValueRecordTest, WritesOneTextPerRecordWhateverIsCutOrChanged) {
    std::mt19937 random{11};
    std::string const whole = entry("a\"\\\n", "b").stringValue().str();
    for (int round = 0; round < 5000; ++round) {

@@ -29,12 +29,12 @@ class Colour : public Vorn::EnumType<unsigned char, Colour> {
    using EnumType::EnumType;
 };
 
-TEST(Seconds, ArePrintedAsANumberWhenATestFails) {
+TEST(SecondsTest, PrintsAsANumberWhenATestFails) {
    EXPECT_EQ(testing::PrintToString(Vorn::Seconds{2.5}), "2.5");
    EXPECT_EQ(testing::PrintToString(Vorn::Seconds::infinity()), "inf");
 }
 
-TEST(EnumType, IsReadFromTheCharactersOfItsName) {
+TEST(EnumTypeTest, ReadsTheCharactersOfItsName) {
    std::string_view const text = "a green one";
    char const * const green = text.data() + 2;
    EXPECT_EQ(Colour::sequenceToValue(green, green + 5), Colour{Colour::green});
@@ -52,7 +52,7 @@ class Outline : public Vorn::EnumType<unsigned char, Outline> {
    using EnumType::EnumType;
 };
 
-TEST(EnumType, OfOneByteTakesTheValuesOfEveryEnumeration) {
+TEST(EnumTypeTest, AcceptsTheValuesOfEveryEnumerationOfOneByte) {
    Vorn::EnumType<unsigned char> any = Colour{Colour::green};
    EXPECT_EQ(any.value(), 2);
    EXPECT_EQ(any.stringValue(), "green");
@@ -68,12 +68,12 @@ TEST(EnumType, OfOneByteTakesTheValuesOfEveryEnumeration) {
    static_assert(sizeof(Colour) == 1, "its own class still takes a byte");
 }
 
-TEST(EnumType, CanBeAKeyOfHashedCollections) {
+TEST(EnumTypeTest, ServesAsAKeyOfHashedCollections) {
    std::unordered_map<Colour, int> numbers{{Colour::red, 1}, {Colour::green, 2}};
    EXPECT_EQ(numbers.at(Colour::green), 2);
 }
 
-TEST(Optional, HoldsAValueOrNone) {
+TEST(OptionalTest, HasAValueOrNone) {
    Optional<int> number;
    EXPECT_FALSE(number);
    EXPECT_TRUE(number == std::nullopt);
@@ -90,7 +90,7 @@ TEST(Optional, HoldsAValueOrNone) {
    EXPECT_TRUE(number == Optional<int>{std::optional<int>{}});
 }
 
-TEST(Optional, RaisesItsErrorWhenReadWhileEmpty) {
+TEST(OptionalTest, RaisesItsErrorWhenReadWhileEmpty) {
    Optional<std::string> empty;
    Optional<std::string> const & reading = empty;
    EXPECT_THROW(empty.value(), Vorn::BadOptionalAccess);
@@ -103,7 +103,7 @@ TEST(Optional, RaisesItsErrorWhenReadWhileEmpty) {
    EXPECT_STREQ(Vorn::BadOptionalAccess{}.what(), "an optional value was read while empty");
 }
 
-TEST(Optional, GivesItsValueAway) {
+TEST(OptionalTest, GivesItsValueAway) {
    Optional<std::string> text{"abc"};
    EXPECT_EQ(text->size(), 3U);
    std::string const taken = *std::move(text);
@@ -113,7 +113,7 @@ TEST(Optional, GivesItsValueAway) {
    EXPECT_EQ(*another, "d");
 }
 
-TEST(Errno, SaysWhatWasTriedAndWhy) {
+TEST(ErrnoTest, DescribesTheAttemptAndTheReason) {
    Vorn::Errno const error{ENOENT, "open /dev/x"};
    EXPECT_EQ(error.number(), ENOENT);
    EXPECT_EQ(error.context(), "open /dev/x");
@@ -124,7 +124,7 @@ TEST(Errno, SaysWhatWasTriedAndWhy) {
    EXPECT_EQ((Vorn::Errno{0, nullptr}.context()), "");
 }
 
-TEST(EnumType, NamesItsValuesAndFindsThemByName) {
+TEST(EnumTypeTest, NamesItsValuesAndFindsThemByName) {
    EXPECT_EQ(Colour{Colour::green}.stringValue(), "green");
    EXPECT_EQ(*Colour::instance("red"), Colour::red);
    EXPECT_FALSE(Colour::instance("blue"));
@@ -136,21 +136,21 @@ TEST(EnumType, NamesItsValuesAndFindsThemByName) {
    static_assert(sizeof(Colour) == 1);
 }
 
-TEST(EnumType, ReadsAValueWithoutANameAsItsNumber) {
+TEST(EnumTypeTest, ReadsAValueWithoutANameAsItsNumber) {
    EXPECT_EQ(Colour{200}.stringValue(), "200");
    EXPECT_EQ(Colour{}.value(), 0);
    EXPECT_TRUE(Colour{Colour::red} == Colour::red);
    EXPECT_TRUE(Colour{Colour::red} != Colour{Colour::green});
 }
 
-TEST(Format, TakesPrintfFormatsAndTextsOfAnyLength) {
+TEST(FormatTest, AcceptsPrintfFormatsAndTextsOfAnyLength) {
    EXPECT_EQ(Vorn::_fmt("%s is at %d%%, %08x", "disk", 95, 0xbeefU), "disk is at 95%, 0000beef");
    std::string const longText(100000, 'x');
    EXPECT_EQ(Vorn::_fmt("<%s>", longText.c_str()), '<' + longText + '>');
    EXPECT_EQ(Vorn::_fmt("%s", ""), "");
 }
 
-TEST(Format, WritesNumbersInFull) {
+TEST(FormatTest, WritesNumbersInFull) {
    EXPECT_EQ(Vorn::valueToString(-2147483647 - 1), "-2147483648");
    EXPECT_EQ(Vorn::valueToString(4294967295U), "4294967295");
    EXPECT_EQ(Vorn::valueToString(INT64_MIN), "-9223372036854775808");
@@ -160,7 +160,7 @@ TEST(Format, WritesNumbersInFull) {
    EXPECT_EQ(Vorn::valueToString(-1e300), "-1e+300");
 }
 
-TEST(Dir, AnswersItsChildrenByName) {
+TEST(DirLookupTest, AnswersItsChildrenByName) {
    auto const dir = Pelm::make<Vorn::Dir>();
    auto const child = Pelm::make<Vorn::Dir>();
    EXPECT_FALSE(dir->entityPtr("config"));

@@ -11,7 +11,7 @@ using Agent::changeText;
 using Agent::Config;
 using Keys = std::vector<std::string>;
 
-TEST(ConfigChangeTest, KeysThatCanChangeWhileItRunsHoldAtOnce) {
+TEST(ConfigChangeTest, AppliesKeysThatCanChangeWhileTheAgentRunsAtOnce) {
    Config running;
    auto const change = applyConfig(running, Support::everyValue());
    EXPECT_EQ(
@@ -24,7 +24,7 @@ TEST(ConfigChangeTest, KeysThatCanChangeWhileItRunsHoldAtOnce) {
    EXPECT_EQ(running.trace, Support::everyValue().trace);
 }
 
-TEST(ConfigChangeTest, SocketsDirectoriesAndTheTimeScaleStayUntilTheNextStart) {
+TEST(ConfigChangeTest, KeepsSocketsDirectoriesAndTheTimeScaleUntilTheNextStart) {
    Config running;
    auto const change = applyConfig(running, Support::everyValue());
    EXPECT_EQ(change.atNextStart,
@@ -39,7 +39,7 @@ TEST(ConfigChangeTest, SocketsDirectoriesAndTheTimeScaleStayUntilTheNextStart) {
 }
 
 // A key that no entry knows would stay as it is and never be named.
-TEST(ConfigChangeTest, EveryKeyIsNamed) {
+TEST(ConfigChangeTest, NamesEveryKey) {
    Config running;
    auto const change = applyConfig(running, Support::everyValue());
    Config expected = Support::everyValue();
@@ -55,7 +55,7 @@ TEST(ConfigChangeTest, EveryKeyIsNamed) {
    EXPECT_EQ(change.applied.size() + change.atNextStart.size(), 24U);
 }
 
-TEST(ConfigChangeTest, IsSaidInWords) {
+TEST(ConfigChangeTest, DescribesTheChangeInWords) {
    EXPECT_EQ(changeText({}), "nothing in it has changed");
    EXPECT_EQ(changeText({{"trace"}, {}}), "trace holds now");
    EXPECT_EQ(changeText({{"poll_interval", "trace"}, {"status.socket"}}),

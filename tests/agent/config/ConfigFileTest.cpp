@@ -61,7 +61,7 @@ class Pipe {
    std::array<int, 2> ends_{-1, -1};
 };
 
-TEST_F(ConfigFileTest, isReadFromItsPath) {
+TEST_F(ConfigFileTest, IsReadFromItsPath) {
    EXPECT_EQ(loadConfig(fileWith(everyKey)), everyValue());
    EXPECT_EQ(loadConfigIfPresent(fileWith(everyKey)), everyValue());
    EXPECT_EQ(reloadConfig(fileWith(everyKey)), everyValue());
@@ -70,7 +70,7 @@ TEST_F(ConfigFileTest, isReadFromItsPath) {
    EXPECT_EQ(refusalOf(path).find(path + ":1: poll_interval: must be"), 0U);
 }
 
-TEST_F(ConfigFileTest, mayBeMissingOnlyWhereNobodyNamedIt) {
+TEST_F(ConfigFileTest, IsOptionalOnlyWhereNobodyNamedIt) {
    std::string const path = folder_.string() + "/none.toml";
    EXPECT_EQ(refusalOf(path),
              path + ": cannot be read: No such file or directory; name the file to use with --config");
@@ -78,12 +78,12 @@ TEST_F(ConfigFileTest, mayBeMissingOnlyWhereNobodyNamedIt) {
    EXPECT_EQ(loadConfigIfPresent(path), Config{});
 }
 
-TEST_F(ConfigFileTest, ofMoreThanAMebibyteIsRefused) {
+TEST_F(ConfigFileTest, IsRefusedBeyondAMebibyte) {
    std::string const path = fileWith(std::string(maxConfigSize + 1, '#'));
    EXPECT_EQ(refusalOf(path), path + ": must not be larger than 1 MiB");
 }
 
-TEST_F(ConfigFileTest, thatIsNoFileIsRefused) {
+TEST_F(ConfigFileTest, IsRefusedWhereItIsNoFile) {
    std::string const folder = folder_.string();
    EXPECT_EQ(refusalOf(folder), folder + ": is a directory; name the file in it with --config");
    EXPECT_EQ(refusalOf(""),
@@ -92,7 +92,7 @@ TEST_F(ConfigFileTest, thatIsNoFileIsRefused) {
    EXPECT_EQ(refusalOf(folder, &loadConfigIfPresent), refusalOf(folder));
 }
 
-TEST_F(ConfigFileTest, thatCannotBeOpenedForWantOfDescriptorsSaysHowToGetMore) {
+TEST_F(ConfigFileTest, IsRefusedWithARemedyWhenDescriptorsAreScarce) {
    std::string const path = fileWith("");
    rlimit before{};
    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -104,14 +104,14 @@ TEST_F(ConfigFileTest, thatCannotBeOpenedForWantOfDescriptorsSaysHowToGetMore) {
    EXPECT_NE(refusal.find("LimitNOFILE="), std::string::npos) << refusal;
 }
 
-TEST_F(ConfigFileTest, thatIsAFifoIsRefusedWithoutWaitingForItsWriter) {
+TEST_F(ConfigFileTest, IsRefusedAsAFifoWithoutWaitingForItsWriter) {
    std::string const path = folder_.string() + "/fifo";
    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
    EXPECT_EQ(refusalOf(path),
              path + ": is a pipe, which may stay open for ever; name a regular file with --config");
 }
 
-TEST_F(ConfigFileTest, isReadFromAPipeThatWasHandedOpen) {
+TEST_F(ConfigFileTest, IsReadFromAnOpenPipe) {
    for (char const * const folder : {"/dev/fd/", "/proc/self/fd/"}) {
       Pipe pipe;
       pipe.write(everyKey);
@@ -120,7 +120,7 @@ TEST_F(ConfigFileTest, isReadFromAPipeThatWasHandedOpen) {
    }
 }
 
-TEST_F(ConfigFileTest, inAPipeThatNeverEndsIsGivenUp) {
+TEST_F(ConfigFileTest, IsRefusedInAPipeThatNeverEnds) {
    Pipe pipe;
    pipe.write("poll_interval = 5\n");
    std::string const path = pipe.path("/dev/fd/");
@@ -134,7 +134,7 @@ TEST_F(ConfigFileTest, inAPipeThatNeverEndsIsGivenUp) {
    }
 }
 
-TEST_F(ConfigFileTest, inAPipeIsNotReadAgain) {
+TEST_F(ConfigFileTest, IsNotReadAgainFromAPipe) {
    Pipe pipe;
    pipe.closeWriter();
    std::string const path = pipe.path("/dev/fd/");

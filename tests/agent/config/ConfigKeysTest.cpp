@@ -86,22 +86,22 @@ std::string readmesConfiguration() {
    return text.substr(begin, text.find("```", begin) - begin);
 }
 
-TEST(ConfigKeysTest, AreThoseThatTheReaderKnows) {
+TEST(ConfigKeysTest, MatchesTheKeysThatTheReaderKnows) {
    Keys const keys = keysBelow("");
    EXPECT_GE(keys.size(), 26U);
    for (char const * key : {"poll_interval", "appliance.sensors", "sensors.any.overheat", "clock.time_scale"})
       EXPECT_EQ(std::ranges::count(keys, key), 1) << key;
 }
 
-TEST(ConfigKeysTest, StandInTheReadme) {
+TEST(ConfigKeysTest, FindsEveryKeyInTheReadme) {
    EXPECT_EQ(keysMissingIn(readmesConfiguration()), Keys{}) << "README.md shows a configuration of every key";
 }
 
-TEST(ConfigKeysTest, StandInTheConfigurationOfTheTests) {
+TEST(ConfigKeysTest, FindsEveryKeyInTheConfigurationOfTheTests) {
    EXPECT_EQ(keysMissingIn(Support::everyKey), Keys{}) << "tests/support/EveryKey.h sets every key";
 }
 
-TEST(ConfigKeysTest, HaveTheDefaultsThatTheReadmeShows) {
+TEST(ConfigKeysTest, MatchesTheDefaultsInTheReadme) {
    Config config = parseConfig(readmesConfiguration(), "README.md");
    // Examples, since nothing is there by default.
    config.appliance.sensors.clear();

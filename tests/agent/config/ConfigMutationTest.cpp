@@ -51,7 +51,7 @@ std::string mutated(std::string text, std::mt19937 & random) {
    return text;
 }
 
-TEST(ConfigMutation, isReadOrRefusedByFileAndLine) {
+TEST(ConfigMutationTest, IsReadOrRefusedByFileAndLine) {
    std::mt19937 random{11};  // NOLINT(cert-msc51-cpp): the same texts each time
    std::size_t refused = 0;
    for (int round = 0; round < 3000; ++round) {

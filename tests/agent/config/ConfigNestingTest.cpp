@@ -14,7 +14,7 @@ std::string dotted(int parts) {
    return name;
 }
 
-TEST(ConfigNesting, allowsSixteenLevels) {
+TEST(ConfigNestingTest, AllowsSixteenLevels) {
    EXPECT_EQ(tooDeepConfigLine(""), std::nullopt);
    EXPECT_EQ(tooDeepConfigLine(dotted(16) + " = 1"), std::nullopt);
    EXPECT_EQ(tooDeepConfigLine("\n" + dotted(17) + " = 1"), 2U);
@@ -24,7 +24,7 @@ TEST(ConfigNesting, allowsSixteenLevels) {
    EXPECT_EQ(tooDeepConfigLine("a = [\n[\n" + std::string(15, '{')), 3U);
 }
 
-TEST(ConfigNesting, countsEachNameByItself) {
+TEST(ConfigNestingTest, CountsEachNameByItself) {
    std::string many;
    for (int line = 0; line < 100; ++line)
       many += dotted(16) + " = 1.5\n[x.y]\n";
@@ -33,7 +33,7 @@ TEST(ConfigNesting, countsEachNameByItself) {
              std::nullopt);
 }
 
-TEST(ConfigNesting, passesOverStringsAndComments) {
+TEST(ConfigNestingTest, IgnoresStringsAndComments) {
    std::string const deep = dotted(40) + std::string(40, '[');
    EXPECT_EQ(tooDeepConfigLine("# " + deep + "\nb = 1 # " + deep), std::nullopt);
    EXPECT_EQ(tooDeepConfigLine("b = '" + deep + "'\nc = \"\\\"" + deep + "\""), std::nullopt);
@@ -41,7 +41,7 @@ TEST(ConfigNesting, passesOverStringsAndComments) {
    EXPECT_EQ(tooDeepConfigLine("b = \"\"\"\\\"\"\"" + deep + "\"\"\"\"\""), std::nullopt);
 }
 
-TEST(ConfigNesting, findsWhatFollowsAString) {
+TEST(ConfigNestingTest, FindsNestingBehindAString) {
    std::string const deep = "\n[" + dotted(17) + "]";
    EXPECT_EQ(tooDeepConfigLine("b = ''" + deep), 2U);
    EXPECT_EQ(tooDeepConfigLine("b = ''''''" + deep), 2U);

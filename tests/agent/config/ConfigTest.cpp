@@ -32,7 +32,7 @@ std::string refusalIn(std::string const & section, std::string const & line) {
    return message.starts_with(place) ? message.substr(place.size()) : message;
 }
 
-TEST(Config, ofAnEmptyFileIsTheDefaults) {
+TEST(ConfigTest, ReadsAnEmptyFileAsTheDefaults) {
    Config const config = parseConfig("", "x");
    EXPECT_EQ(config, Config{});
    EXPECT_EQ(config.pollInterval, 60);
@@ -50,11 +50,11 @@ TEST(Config, ofAnEmptyFileIsTheDefaults) {
    EXPECT_EQ(config.timeScale, 1.0);
 }
 
-TEST(Config, takesEveryKey) {
+TEST(ConfigTest, ReadsEveryKey) {
    EXPECT_EQ(parseConfig(everyKey, "x"), everyValue());
 }
 
-TEST(Config, ofDottedKeysAndInlineTablesIsTheSame) {
+TEST(ConfigTest, ReadsDottedKeysAndInlineTablesAlike) {
    Config const config = parseConfig(
        "tools.timeout = 2.5\n"
        "sensors = { A = { overheat = 1, critical = 2 } }\n"
@@ -65,21 +65,21 @@ TEST(Config, ofDottedKeysAndInlineTablesIsTheSame) {
    EXPECT_EQ(config.appliance.sensors.at("SERIAL"), "A");
 }
 
-TEST(Config, keepsTheDefaultsOfAnEmptySection) {
+TEST(ConfigTest, KeepsTheDefaultsOfAnEmptySection) {
    EXPECT_EQ(parseConfig("[appliance]\n[sensors]\n[tools]\n[kernel_messages]\n[status]\n[log]\n[history]\n["
                          "verdict]\n[trace]\n[clock]\n",
                          "x"),
              Config{});
 }
 
-TEST(Config, namesFileLineKeyAndRemedyOfAnError) {
+TEST(ConfigTest, NamesFileLineKeyAndRemedyOfAnError) {
    EXPECT_EQ(configRefusal("\n\npoll_interval = 0\n"),
              "/etc/x.toml:3: poll_interval: must be a whole number of seconds, 1 or more, not 0");
    EXPECT_EQ(configRefusal("[tools]\n\ntimeout = \"60\""),
              "/etc/x.toml:3: tools.timeout: must be a number of seconds, 0 (no limit) to 86400, not \"60\"");
 }
 
-TEST(Config, refusesUnknownKeysAtEveryLevel) {
+TEST(ConfigTest, RefusesUnknownKeysAtEveryLevel) {
    EXPECT_EQ(
        configRefusal("\npol_interval = 60"),
        "/etc/x.toml:2: pol_interval: is not a known key; the known keys here are poll_interval, appliance, "
@@ -95,7 +95,7 @@ TEST(Config, refusesUnknownKeysAtEveryLevel) {
    EXPECT_EQ(configRefusal("[unknown]\nx = 1").substr(0, 43), "/etc/x.toml:1: unknown: is not a known key;");
 }
 
-TEST(Config, refusesASectionThatIsNoTable) {
+TEST(ConfigTest, RefusesASectionThatIsNoTable) {
    for (char const * section : {"appliance", "sensors", "tools", "kernel_messages", "status", "log",
                                 "history", "verdict", "trace", "clock"})
       EXPECT_EQ(configRefusal(std::string{section} + " = 1"),
@@ -104,7 +104,7 @@ TEST(Config, refusesASectionThatIsNoTable) {
    EXPECT_EQ(configRefusal("[[tools]]\n"), "/etc/x.toml:1: tools: must be a table, not an array");
 }
 
-TEST(Config, boundsThePollInterval) {
+TEST(ConfigTest, BoundsThePollInterval) {
    std::string const must =
        "/etc/x.toml:1: poll_interval: must be a whole number of seconds, 1 or more, not ";
    EXPECT_EQ(parseConfig("poll_interval = 1", "x").pollInterval, 1);
@@ -116,7 +116,7 @@ TEST(Config, boundsThePollInterval) {
    EXPECT_EQ(configRefusal("poll_interval = 2026-11-20"), must + "2026-11-20");
 }
 
-TEST(Config, wantsAbsoluteDirectories) {
+TEST(ConfigTest, RequiresAbsoluteDirectories) {
    for (char const * key : {"etc_dir", "mount_source_dir"}) {
       std::string const name = std::string{"appliance."} + key;
       EXPECT_EQ(refusalIn("appliance", std::string{key} + " = 'etc'"),
@@ -132,7 +132,7 @@ TEST(Config, wantsAbsoluteDirectories) {
    }
 }
 
-TEST(Config, wantsDistinctMountNames) {
+TEST(ConfigTest, RequiresDistinctMountNames) {
    std::string const must =
        "appliance.expected_mounts: must be a mount name as in the appliance's blockdev file, without \"/\" "
        "or "
@@ -153,7 +153,7 @@ TEST(Config, wantsDistinctMountNames) {
    EXPECT_TRUE(parseConfig("[appliance]\nexpected_mounts = []", "x").appliance.expectedMounts.empty());
 }
 
-TEST(Config, wantsEverySensorOfADriveDescribed) {
+TEST(ConfigTest, RequiresADescriptionOfEverySensorOfADrive) {
    EXPECT_EQ(
        configRefusal("[appliance.sensors]\nSERIAL = 'Nowhere'\n"),
        "/etc/x.toml:2: appliance.sensors.SERIAL: names the sensor \"Nowhere\", which has no [sensors.…] "
@@ -167,7 +167,7 @@ TEST(Config, wantsEverySensorOfADriveDescribed) {
    EXPECT_EQ(configRefusal("[sensors.Spare]\noverheat = 1\ncritical = 2\n"), "accepted");
 }
 
-TEST(Config, wantsOverheatBelowCritical) {
+TEST(ConfigTest, RequiresOverheatBelowCritical) {
    std::string const degrees = "must be a number of degrees Celsius, -273.15 to 1000, not ";
    EXPECT_EQ(configRefusal("[sensors.A]\noverheat = 80\ncritical = 80.0"),
              "/etc/x.toml:1: sensors.A: overheat must be below critical");
@@ -180,7 +180,7 @@ TEST(Config, wantsOverheatBelowCritical) {
              "sensors.A.description: must be text in quotation marks, not 7");
 }
 
-TEST(Config, checksTheTools) {
+TEST(ConfigTest, ChecksTheTools) {
    std::string const directories =
        "tools.path: must be absolute directories with colons between them, or empty, not ";
    EXPECT_EQ(refusalIn("tools", "timeout = -1"),
@@ -199,7 +199,7 @@ TEST(Config, checksTheTools) {
           << bit;
 }
 
-TEST(Config, knowsTheToolsWhoseExitBitsItAccepts) {
+TEST(ConfigTest, KnowsTheToolsWhoseExitBitsItAccepts) {
    for (char const * const tool : toolNames)
       EXPECT_EQ(refusalIn("tools", std::string{"accept_exit_bits."} + tool + " = [0]"), "accepted");
    std::string const unknown = ": is set for no tool that is run; these are hdparm, nvme and smartctl";
@@ -209,7 +209,7 @@ TEST(Config, knowsTheToolsWhoseExitBitsItAccepts) {
              "tools.accept_exit_bits.\"/sbin/nvme\"" + unknown);
 }
 
-TEST(Config, boundsTheHistory) {
+TEST(ConfigTest, BoundsTheHistory) {
    EXPECT_EQ(refusalIn("history", "hours = 0"), "accepted");
    EXPECT_EQ(refusalIn("history", "hours = 8761"),
              "history.hours: must be a number of hours, 0 to 8760, not 8761");
@@ -218,7 +218,7 @@ TEST(Config, boundsTheHistory) {
    EXPECT_EQ(parseConfig("history.file = ''", "x").history.file, "");
 }
 
-TEST(Config, wantsLifeToFailBelowItsWarning) {
+TEST(ConfigTest, RequiresTheFailingLimitBelowTheWarning) {
    std::string const percentage = "must be a percentage of the rated life, 0 to 100, not ";
    EXPECT_EQ(refusalIn("verdict", "life_warning = 101"), "verdict.life_warning: " + percentage + "101");
    EXPECT_EQ(refusalIn("verdict", "life_failing = -1"), "verdict.life_failing: " + percentage + "-1");
@@ -227,7 +227,7 @@ TEST(Config, wantsLifeToFailBelowItsWarning) {
    EXPECT_EQ(refusalIn("verdict", "life_failing = 10"), "accepted");
 }
 
-TEST(Config, wantsTheNameOfAGroup) {
+TEST(ConfigTest, RequiresTheNameOfAGroup) {
    EXPECT_EQ(refusalIn("status", "socket_group = 'disk'"), "accepted");
    EXPECT_EQ(refusalIn("status", "socket_group = ''"), "accepted");
    for (char const * const name : {"a b", "a:b", "a/b", "-a", "abcdefghijklmnopqrstuvwxyzabcdefg"})
@@ -236,7 +236,7 @@ TEST(Config, wantsTheNameOfAGroup) {
           std::string{"status.socket_group: must be the name of a group, or empty, not \""} + name + "\"");
 }
 
-TEST(Config, wantsSocketPathsThatASocketCanHave) {
+TEST(ConfigTest, RequiresSocketPathsThatASocketCanHave) {
    std::string const longest = "/" + std::string(106, 's');
    for (char const * section : {"kernel_messages", "status"}) {
       std::string const name = std::string{section} + ".socket: ";
@@ -252,7 +252,7 @@ TEST(Config, wantsSocketPathsThatASocketCanHave) {
              "kernel_messages.modern_kernels: must be true or false, not 0");
 }
 
-TEST(Config, wantsTwoSocketsAtTwoPlaces) {
+TEST(ConfigTest, RequiresTwoSocketsAtTwoPlaces) {
    std::string const both = "must not be both status.socket and kernel_messages.socket";
    EXPECT_EQ(configRefusal("[status]\nsocket = '/run/a'\n[kernel_messages]\nsocket = '/run/b/./../a'"),
              "/etc/x.toml:2: status.socket: " + both);
@@ -261,7 +261,7 @@ TEST(Config, wantsTwoSocketsAtTwoPlaces) {
              "kernel_messages.socket: " + both);
 }
 
-TEST(Config, servesOtherMachinesOnlyWhenToldTo) {
+TEST(ConfigTest, RequiresAllowRemoteForOtherMachines) {
    std::string const remote =
        "status.http: can be reached from other machines: set allow_remote = true beside it if that is "
        "wanted, "
@@ -276,7 +276,7 @@ TEST(Config, servesOtherMachinesOnlyWhenToldTo) {
              "\"[::1]:9634\", not \"localhost:9634\"");
 }
 
-TEST(Config, knowsTheLogDestinations) {
+TEST(ConfigTest, KnowsTheLogDestinations) {
    auto const destination = [](std::string const & word) {
       return parseConfig("log.destination = '" + word + "'", "x").logDestination;
    };
@@ -288,7 +288,7 @@ TEST(Config, knowsTheLogDestinations) {
              "log.destination: must be \"auto\", \"journal\", \"syslog\" or \"stderr\", not \"file\"");
 }
 
-TEST(Config, boundsTraceLevelsAndTimeScale) {
+TEST(ConfigTest, BoundsTraceLevelsAndTimeScale) {
    std::string const level =
        "trace.DeviceDetectionSm: must be a trace level, a whole number from 0 to 9, not ";
    std::string const scale = "clock.time_scale: must be a number from 0.001 to 100000, not ";
@@ -302,7 +302,7 @@ TEST(Config, boundsTraceLevelsAndTimeScale) {
    EXPECT_EQ(parseConfig("clock.time_scale = 0.001", "x").timeScale, 0.001);
 }
 
-TEST(Config, knowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
+TEST(ConfigTest, KnowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
    std::string const unknown = configRefusal("[trace]\n\nStorageSmartDataMonitor = 2\n");
    EXPECT_TRUE(
        unknown.starts_with("/etc/x.toml:3: trace.StorageSmartDataMonitor: is no trace facility; these are "))
@@ -313,7 +313,7 @@ TEST(Config, knowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
    }
 }
 
-TEST(Config, refusesWhatIsNoTomlInOneLine) {
+TEST(ConfigTest, RefusesTextThatIsNoTomlInOneLine) {
    EXPECT_EQ(configRefusal("poll_interval = 1\n [[ /a]\nx = 1\n"),
              "/etc/x.toml:2: is not TOML: a table header needs a name after its bracket");
    EXPECT_TRUE(configRefusal("a = 1\nb = \n").starts_with("/etc/x.toml:2: is not TOML: "));
@@ -329,7 +329,7 @@ TEST(Config, refusesWhatIsNoTomlInOneLine) {
    }
 }
 
-TEST(Config, isBoundedInSizeAndDepth) {
+TEST(ConfigTest, BoundsSizeAndDepth) {
    std::string const comment(std::size_t{1} << 20U, '#');
    EXPECT_EQ(configRefusal(comment), "accepted");
    EXPECT_EQ(configRefusal(comment + "#"), "/etc/x.toml: must not be larger than 1 MiB");
@@ -343,7 +343,7 @@ TEST(Config, isBoundedInSizeAndDepth) {
        0U);
 }
 
-TEST(Config, takesNoLetterBeyondAsciiForWhiteSpace) {
+TEST(ConfigTest, TreatsNoLetterBeyondAsciiAsWhiteSpace) {
    EXPECT_TRUE(configRefusal("\xef\xbb\x9f*").starts_with("/etc/x.toml:1: "))
        << configRefusal("\xef\xbb\x9f*");
    EXPECT_TRUE(configRefusal("poll_interval = 6\xc3\xa9").starts_with("/etc/x.toml:1: "));
@@ -355,7 +355,7 @@ TEST(Config, takesNoLetterBeyondAsciiForWhiteSpace) {
        "\xc3\xa9");
 }
 
-TEST(Config, showsLongValuesShortened) {
+TEST(ConfigTest, ShortensLongValuesInErrors) {
    std::string const message = refusalIn("log", "destination = '" + std::string(3000, 'x') + "'");
    EXPECT_LT(message.size(), 200U);
    EXPECT_NE(message.find("xxx…\""), std::string::npos);

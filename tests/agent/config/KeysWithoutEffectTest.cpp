@@ -17,7 +17,7 @@ std::string linesFor(LogDestination destination, bool underSystemd) {
    return text;
 }
 
-TEST(KeysWithoutEffectTest, ADestinationThatIsNotServedIsNamed) {
+TEST(KeysWithoutEffectTest, NamesADestinationThatIsNotServed) {
    for (bool const underSystemd : {false, true}) {
       EXPECT_EQ(linesFor(LogDestination::journal, underSystemd),
                 "log.destination: \"journal\" is not served in this version; lines go to standard error\n");
@@ -27,7 +27,7 @@ TEST(KeysWithoutEffectTest, ADestinationThatIsNotServedIsNamed) {
    }
 }
 
-TEST(KeysWithoutEffectTest, TheDefaultDestinationIsNamedUnderSystemdAlone) {
+TEST(KeysWithoutEffectTest, NamesTheDefaultDestinationUnderSystemdAlone) {
    EXPECT_EQ(linesFor(LogDestination::automatic, false), "");
    EXPECT_EQ(
        linesFor(LogDestination::automatic, true),
@@ -35,7 +35,7 @@ TEST(KeysWithoutEffectTest, TheDefaultDestinationIsNamedUnderSystemdAlone) {
        "not served in this version\n");
 }
 
-TEST(KeysWithoutEffectTest, OtherKeysAreNamedWhenTheyAreSet) {
+TEST(KeysWithoutEffectTest, NamesOtherKeysThatAreSet) {
    Config config;
    EXPECT_TRUE(keysWithoutEffect(config, false).empty());
    config.status.socketGroup = "storage";

@@ -42,7 +42,7 @@ std::set<std::string> namesOf(rapidjson::Value const & object) {
    return names;
 }
 
-TEST(HealthDocumentTest, ARecordThatWasNotReadSaysNothing) {
+TEST(HealthDocumentTest, LeavesARecordThatWasNotReadEmpty) {
    auto const smart = Pelm::make<SmartData>();
    smart->deviceDataIs("S");
    EXPECT_EQ(textOf(*smart), R"({"S":{"attrs":{},"unknownAttrs":[]}})");
@@ -57,7 +57,7 @@ TEST(HealthDocumentTest, ARecordThatWasNotReadSaysNothing) {
    EXPECT_EQ(textOf(*ioStat), R"({"S":[]})");
 }
 
-TEST(HealthDocumentTest, AVerdictAndATableAreToldApart) {
+TEST(HealthDocumentTest, DistinguishesAVerdictFromATable) {
    auto const smart = Pelm::make<SmartData>();
    smart->deviceDataIs("S");
    auto const record = smart->deviceData("S");
@@ -70,7 +70,7 @@ TEST(HealthDocumentTest, AVerdictAndATableAreToldApart) {
              R"({"S":{"healthStatusOk":true,"allAttrsPassing":true,"attrs":{},"unknownAttrs":[]}})");
 }
 
-TEST(HealthDocumentTest, AnAttributeHasAllItsParts) {
+TEST(HealthDocumentTest, ShowsAnAttributeWithAllItsParts) {
    auto const smart = Pelm::make<SmartData>();
    smart->deviceDataIs("S");
    SmartAttr hours = attr(9, "Power_On_Hours");
@@ -88,7 +88,7 @@ TEST(HealthDocumentTest, AnAttributeHasAllItsParts) {
              "\\\\xff\",\"reportedValue\":9223372036854775807}},\"unknownAttrs\":[]}}");
 }
 
-TEST(HealthDocumentTest, EveryFieldOfARecordHasItsOwnName) {
+TEST(HealthDocumentTest, NamesEveryFieldOfARecordDifferently) {
    auto const smart = Pelm::make<SmartData>();
    smart->deviceDataIs("S");
    auto const record = smart->deviceData("S");
@@ -108,7 +108,7 @@ TEST(HealthDocumentTest, EveryFieldOfARecordHasItsOwnName) {
    EXPECT_EQ(document["S"]["percentageUsed"]["value"].GetInt(), -1);
 }
 
-TEST(HealthDocumentTest, UnknownAttributesComeInOrderOfNumber) {
+TEST(HealthDocumentTest, ListsUnknownAttributesInOrderOfNumber) {
    auto const smart = Pelm::make<SmartData>();
    smart->deviceDataIs("S");
    for (int const id : {255, 3, 128, 1, 77})
@@ -121,7 +121,7 @@ TEST(HealthDocumentTest, UnknownAttributesComeInOrderOfNumber) {
    EXPECT_EQ(ids, "1 3 77 128 255 ");
 }
 
-TEST(HealthDocumentTest, ARegisterThatReadsZeroIsRead) {
+TEST(HealthDocumentTest, ShowsARegisterThatReadsZero) {
    auto const emmc = Pelm::make<EmmcData>();
    emmc->deviceDataIs("S");
    emmc->deviceData("S")->lifetimeEstTypAIs(LifetimeEmmcAttr{0});
@@ -129,7 +129,7 @@ TEST(HealthDocumentTest, ARegisterThatReadsZeroIsRead) {
    EXPECT_EQ(textOf(*emmc), R"({"S":{"lifetimeEstTypA":0,"preEolInfo":255}})");
 }
 
-TEST(HealthDocumentTest, AHistoryIsToldOldestFirstAndAsMuchOfItAsAsked) {
+TEST(HealthDocumentTest, ShowsTheRequestedPartOfAHistoryOldestFirst) {
    auto const data = Pelm::make<IOStatData>();
    data->ioStatDataIs("S");
    data->ioStatData("S")->recordMeasurement(12.5, 1024000, 2048000);

@@ -5,13 +5,13 @@
 namespace Agent {
 namespace {
 
-TEST(LivenessDocument, WithoutAHoldThereIsNoLastOne) {
+TEST(LivenessDocumentTest, HasNoLastStallWithoutAStall) {
    EXPECT_EQ(livenessDocument(0.0001234, {}),
              "{\"status\":\"ok\",\"lastTurnAgeSeconds\":0.000123,\"holds\":{\"count\":0,\"longestSeconds\":0."
              "0}}\n");
 }
 
-TEST(LivenessDocument, TheLastHoldIsTheOneThatBeganLast) {
+TEST(LivenessDocumentTest, ShowsTheStallThatBeganLast) {
    Stalls stalls{2, 93.25, Stall{12.5, "fsync", "/mnt/dri\nve\xff", 1700000000.5}};
    EXPECT_EQ(livenessDocument(0.5, stalls),
              "{\"status\":\"ok\",\"lastTurnAgeSeconds\":0.5,\"holds\":{\"count\":2,\"longestSeconds\":93.25,"

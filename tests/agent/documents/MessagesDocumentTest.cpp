@@ -27,7 +27,7 @@ rapidjson::Document messages(Agent::MessageStore const & store, std::uint64_t af
    return document;
 }
 
-TEST(MessagesDocumentTest, TellsEverythingOfAMessage) {
+TEST(MessagesDocumentTest, ShowsEverythingOfAMessage) {
    Agent::MessageStore store;
    add(store, lamp, {"1", "hall"}, 1795196298.5);
    EXPECT_EQ(Support::documentText(*Agent::messagesDocument(store, 0)),
@@ -36,14 +36,14 @@ TEST(MessagesDocumentTest, TellsEverythingOfAMessage) {
              R"("recommendedAction":"Change it."}]})");
 }
 
-TEST(MessagesDocumentTest, AStandardActionIsToldInWords) {
+TEST(MessagesDocumentTest, ShowsAStandardActionInWords) {
    Agent::MessageStore store;
    add(store, fire, {}, 1);
    auto const document = messages(store, 0);
    EXPECT_GT(std::string{document["messages"][0]["recommendedAction"].GetString()}.size(), 20U);
 }
 
-TEST(MessagesDocumentTest, OnlyLaterOnesOldestFirst) {
+TEST(MessagesDocumentTest, ShowsOnlyLaterMessagesOldestFirst) {
    Agent::MessageStore store;
    for (int i = 0; i < 5; ++i)
       add(store, lamp, {Vorn::valueToString(i), "hall"}, i);
@@ -65,7 +65,7 @@ TEST(MessagesDocumentTest, KeepsTheLastTwoThousandAndCountsOn) {
    EXPECT_EQ(store.lastSequence(), 2500U);
 }
 
-TEST(MessagesDocumentTest, WhatADeviceSaysIsValidJson) {
+TEST(MessagesDocumentTest, WritesTextsOfDevicesAsValidJson) {
    Agent::MessageStore store;
    add(store, lamp, {Pelm::String{std::string_view{"a\0\xff\"\x1b[31m", 9}}, "hall"}, 1);
    auto const document = messages(store, 0);

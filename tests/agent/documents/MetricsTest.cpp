@@ -5,7 +5,7 @@
 namespace Agent {
 namespace {
 
-TEST(Metrics, TellOfTheLoop) {
+TEST(MetricsTest, DescribesTheLoop) {
    EXPECT_EQ(metricsText(0.25, {}),
              "# HELP storagedevices_last_turn_age_seconds Since the loop's last turn ended.\n"
              "# TYPE storagedevices_last_turn_age_seconds gauge\n"
@@ -18,7 +18,7 @@ TEST(Metrics, TellOfTheLoop) {
              "storagedevices_loop_longest_hold_seconds 0.000000\n");
 }
 
-TEST(Metrics, NameWhatHeldItLast) {
+TEST(MetricsTest, NamesTheCauseOfTheLastStall) {
    Stalls const stalls{2, 93.25, Stall{12.5, "fsync", "/mnt/\"dri\\\nve", 1700000000.5}};
    std::string const text = metricsText(0, stalls);
    EXPECT_NE(text.find("storagedevices_loop_holds_total 2.000000\n"), std::string::npos) << text;

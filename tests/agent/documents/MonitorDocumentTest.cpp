@@ -38,14 +38,14 @@ class MonitorDocumentTest : public Support::VirtualTimeTest {
    Entities entities;
 };
 
-TEST_F(MonitorDocumentTest, AMonitorThatDoesNotRunHasAnEmptyObject) {
+TEST_F(MonitorDocumentTest, ShowsAnEmptyObjectForAMonitorThatDoesNotRun) {
    EXPECT_EQ(documentText(lifetimeChangesJson(nullptr)), "{}");
    EXPECT_EQ(documentText(mountPointsJson(nullptr)), "{}");
    EXPECT_EQ(temperature(nullptr), "{}");
    EXPECT_EQ(documentText(storageDevicesInfoJson(*entities.kernelErrors)), R"({"fsList":{}})");
 }
 
-TEST_F(MonitorDocumentTest, AFigureOfLifeIsShownOnceThereIsOne) {
+TEST_F(MonitorDocumentTest, ShowsAFigureOfLifeOnceThereIsOne) {
    auto const monitor = StorageDevices::deviceLifetimeMonitorSmFactory(
        entities.devices, entities.emmc, entities.nvme, entities.smart, entities.ioStat);
    auto const text = [&] { return documentText(lifetimeChangesJson(monitor.get())); };
@@ -63,7 +63,7 @@ TEST_F(MonitorDocumentTest, AFigureOfLifeIsShownOnceThereIsOne) {
              R"("lastBytesWritten":18446744073709551615,"numPastLogs":255,"firstDropDetected":true}})");
 }
 
-TEST_F(MonitorDocumentTest, ASensorIsShownByNameWithItsDrive) {
+TEST_F(MonitorDocumentTest, ShowsASensorByNameWithItsDrive) {
    addSensor();
    auto const monitor = temperatureMonitor();
    EXPECT_EQ(temperature(monitor.get()),
@@ -73,7 +73,7 @@ TEST_F(MonitorDocumentTest, ASensorIsShownByNameWithItsDrive) {
                                          R"("unrealisticTempChangeThreshold":20.0,"alarm":"none"}})");
 }
 
-TEST_F(MonitorDocumentTest, AnAlarmIsShownWhileTheDriveIsThere) {
+TEST_F(MonitorDocumentTest, ShowsAnAlarmWhileTheDriveIsConnected) {
    addSensor();
    auto const monitor = temperatureMonitor();
    read(71);
@@ -87,7 +87,7 @@ TEST_F(MonitorDocumentTest, AnAlarmIsShownWhileTheDriveIsThere) {
    EXPECT_NE(gone.find(R"("alarm":"none")"), std::string::npos) << gone;
 }
 
-TEST_F(MonitorDocumentTest, OfTwoDrivesOnASensorTheOneThatIsThereIsShown) {
+TEST_F(MonitorDocumentTest, ShowsTheConnectedOneOfTwoDrivesOnASensor) {
    addSensor();
    entities.fruConfig->serialToSensorMapIs("S0", "T1");
    entities.fruConfig->serialToSensorMapIs("S2", "T1");
@@ -96,7 +96,7 @@ TEST_F(MonitorDocumentTest, OfTwoDrivesOnASensorTheOneThatIsThereIsShown) {
    EXPECT_NE(temperature(monitor.get()).find(R"("drive":"S1","temperature":37.0)"), std::string::npos);
 }
 
-TEST_F(MonitorDocumentTest, AMountPointIsShownWithItsTestOnceThereIsOne) {
+TEST_F(MonitorDocumentTest, ShowsAMountPointWithItsTestOnceThereIsOne) {
    struct Helper final : public MountPtMonitorHelper {
       MountState mountState(Pelm::String const &) const override { return answer; }
       MountState answer;
@@ -120,7 +120,7 @@ TEST_F(MonitorDocumentTest, AMountPointIsShownWithItsTestOnceThereIsOne) {
                          R"("utilThresholdExceeded":false}}})");
 }
 
-TEST_F(MonitorDocumentTest, ARecordForKernelErrorsIsToldWhole) {
+TEST_F(MonitorDocumentTest, ShowsARecordForKernelErrorsWhole) {
    auto const & info = *entities.kernelErrors;
    entities.kernelErrors->fsListIs("S1", "/dev/sda", "ata1", false);
    auto const record = info.fsList("S1");
@@ -136,7 +136,7 @@ TEST_F(MonitorDocumentTest, ARecordForKernelErrorsIsToldWhole) {
        R"("disconnectCount":2}}})");
 }
 
-TEST(EntitiesTest, AreAsTheConfigurationHasThem) {
+TEST(EntitiesTest, MatchesTheConfiguration) {
    Config config;
    config.pollInterval = 30;
    config.sensors["T1"] = {"Drive 1", 70, 80};

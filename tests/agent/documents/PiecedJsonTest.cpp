@@ -52,13 +52,13 @@ TEST(PiecedJsonTest, RaisesWhenThereIsNoMemory) {
    EXPECT_STREQ(buffer.GetString(), "7");
 }
 
-TEST(PiecedJsonTest, CutsATextThatNobodyMeansWell) {
+TEST(PiecedJsonTest, CutsAnOverlongText) {
    std::string const text = Support::documentText(wholeJson(
        [](Base::JsonWriter & writer) { Base::writeText(writer, std::string(Base::longestText + 1, 'x')); }));
    EXPECT_EQ(text.size(), Base::longestText + 2);
 }
 
-TEST(PiecedJsonTest, APieceHasSomeKilobytes) {
+TEST(PiecedJsonTest, WritesSomeKilobytesPerPiece) {
    auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
    for (int i = 0; i < 1000; ++i)
       devices->udevSerialToSerialMapIs(std::to_string(i).c_str(), "S");
@@ -98,7 +98,7 @@ TEST_F(PiecedHistoryTest, IsWrittenInSmallPieces) {
    }
 }
 
-TEST_F(PiecedHistoryTest, MeasurementsThatComeAndGoMeanwhileDoNotDisturbIt) {
+TEST_F(PiecedHistoryTest, IgnoresMeasurementsThatComeAndGoMeanwhile) {
    PiecedJson document{ioStatDataJson(*data, SIZE_MAX)};
    std::string text{document.next()};
    time->jumpTo(20000);
@@ -118,7 +118,7 @@ TEST_F(PiecedHistoryTest, MeasurementsThatComeAndGoMeanwhileDoNotDisturbIt) {
    EXPECT_EQ(state["B"].Size(), 10000U);
 }
 
-TEST_F(PiecedHistoryTest, ADiskThatGoesMeanwhileEndsItsHistory) {
+TEST_F(PiecedHistoryTest, EndsWithADiskThatGoesMeanwhile) {
    PiecedJson document{ioStatDataJson(*data, SIZE_MAX)};
    std::string text{document.next()};
    data->ioStatDataDel("A");
@@ -130,7 +130,7 @@ TEST_F(PiecedHistoryTest, ADiskThatGoesMeanwhileEndsItsHistory) {
    EXPECT_FALSE(state.HasMember("C"));
 }
 
-TEST_F(PiecedHistoryTest, ADiskThatGoesBeforeItsTurnIsLeftOut) {
+TEST_F(PiecedHistoryTest, OmitsADiskThatGoesBeforeItsTurn) {
    PiecedJson document{ioStatDataJson(*data, SIZE_MAX)};
    std::string text{document.next()};
    data->ioStatDataDel("B");
@@ -139,7 +139,7 @@ TEST_F(PiecedHistoryTest, ADiskThatGoesBeforeItsTurnIsLeftOut) {
    EXPECT_EQ(state["A"].Size(), 10000U);
 }
 
-TEST(PiecedMessagesTest, ThoseDroppedMeanwhileAreLeftOutAndLaterOnesWait) {
+TEST(PiecedMessagesTest, OmitsThoseDroppedMeanwhileAndLeavesLaterOnesToTheNext) {
    constexpr Vorn::LogDescriptor lamp{"LAMP_OUT", "lamp %s is out", "It is dark.", "Change it.", 4};
    MessageStore store;
    auto const add = [&](int count) {
@@ -237,7 +237,7 @@ TEST_F(PiecedStateTest, IsValidWhateverChangesBetweenItsPieces) {
    }
 }
 
-TEST_F(PiecedStateTest, HoldsTheNewestSixtyMeasurementsUnlessOthersAreAskedFor) {
+TEST_F(PiecedStateTest, ShowsTheNewestSixtyMeasurementsUnlessOthersAreRequested) {
    entities.ioStat->ioStatDataIs("A");
    for (int i = 0; i < 200; ++i)
       measure();
@@ -249,7 +249,7 @@ TEST_F(PiecedStateTest, HoldsTheNewestSixtyMeasurementsUnlessOthersAreAskedFor) 
    EXPECT_EQ(size(SIZE_MAX), 200U);
 }
 
-TEST_F(PiecedStateTest, ARecordThatAToolFilledToTheBrimStaysSmall) {
+TEST_F(PiecedStateTest, StaysSmallForARecordThatAToolFilledToTheLimit) {
    entities.smart->deviceDataIs("A");
    for (int id = 0; id < 256; ++id)
       entities.smart->deviceData("A")->unknownAttrIs(attr(static_cast<std::uint8_t>(id), 10000));

@@ -36,7 +36,7 @@ class StateDocumentTest : public testing::Test {
    Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 
-TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
+TEST_F(StateDocumentTest, ShowsAllKeysOfAnEmptyUnit) {
    auto const state = document(false);
    EXPECT_TRUE(state["version"].IsString());
    EXPECT_EQ(state["time"].GetDouble(), 1795196298.5);
@@ -58,7 +58,7 @@ TEST_F(StateDocumentTest, AnEmptyUnitHasAllItsKeys) {
    EXPECT_EQ(state.MemberCount(), 21U);
 }
 
-TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
+TEST_F(StateDocumentTest, CountsFailedSamplesByCause) {
    errors = {1, 2, 3};
    auto const state = document(false);
    EXPECT_EQ(state["ioStatErrors"]["openErrorCount"].GetUint(), 1U);
@@ -66,7 +66,7 @@ TEST_F(StateDocumentTest, FailedSamplesAreToldByCause) {
    EXPECT_EQ(state["ioStatErrors"]["regexErrorCount"].GetUint(), 3U);
 }
 
-TEST_F(StateDocumentTest, LinesOfTheKernelAndOfTheLogAreCounted) {
+TEST_F(StateDocumentTest, CountsLinesOfTheKernelAndOfTheLog) {
    counters = {Agent::KernelLineCounts{9, 6, 5, 3, 1}, 7};
    auto const state = document(false);
    auto const & lines = state["kernelLines"];
@@ -78,7 +78,7 @@ TEST_F(StateDocumentTest, LinesOfTheKernelAndOfTheLogAreCounted) {
    EXPECT_EQ(state["log"]["linesDropped"].GetUint(), 7U);
 }
 
-TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {
+TEST_F(StateDocumentTest, ShowsEveryFieldOfADisk) {
    devices->diskIs("SN1", StorageType::sataSsd, "/dev/sda", "/mnt/drive", "Model A", "1.2", false,
                    BusType::sata, "1", 256);
    devices->udevSerialToSerialMapIs("UDEV1", "SN1");
@@ -99,7 +99,7 @@ TEST_F(StateDocumentTest, ADiskIsToldWithEveryField) {
    EXPECT_STREQ(state["connectedDevices"]["udevSerialToSerialMap"]["UDEV1"].GetString(), "SN1");
 }
 
-TEST_F(StateDocumentTest, VerdictsAreThoseOfTheLatestEvaluation) {
+TEST_F(StateDocumentTest, ShowsTheVerdictsOfTheLatestEvaluation) {
    devices->diskIs("SN1", StorageType::sataSsd, "/dev/sda", "/mnt/drive", "Model A", "1.2", false,
                    BusType::nvme, "1", 256);
    entities.nvme->deviceDataIs("SN1");
@@ -113,7 +113,7 @@ TEST_F(StateDocumentTest, VerdictsAreThoseOfTheLatestEvaluation) {
    EXPECT_EQ(state["figures"]["SN1"]["lifeLeft"].GetDouble(), 9);
 }
 
-TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {
+TEST_F(StateDocumentTest, WritesNamesFromDevicesAsValidText) {
    devices->diskIs(Pelm::String{std::string_view{"S\xff\x01\0N", 5}}, StorageType::eMmc, "/dev/mmcblk0",
                    "/mnt/x", "\xc3\x28", "", true, BusType::other, "", 4294967295U);
    auto const state = document(true);
@@ -124,7 +124,7 @@ TEST_F(StateDocumentTest, NamesFromDevicesAreMadeValid) {
    EXPECT_EQ(disk["sizeGb"].GetUint(), 4294967295U);
 }
 
-TEST_F(StateDocumentTest, SerialsThatDifferInIllFormedBytesAloneStayTwoKeys) {
+TEST_F(StateDocumentTest, DistinguishesSerialsThatDifferInIllFormedBytesAlone) {
    for (char const * const serial : {"SN\xff", "SN\xfe", "SN\\xff"})
       devices->diskIs(serial, StorageType::sataSsd, "/dev/sda", "/mnt/drive", "", "", false, BusType::sata,
                       "1", 1);
@@ -135,7 +135,7 @@ TEST_F(StateDocumentTest, SerialsThatDifferInIllFormedBytesAloneStayTwoKeys) {
       EXPECT_TRUE(disks.HasMember(key)) << key;
 }
 
-TEST_F(StateDocumentTest, NamesFromDevicesCannotSteerATerminal) {
+TEST_F(StateDocumentTest, EscapesTerminalControlsInNamesFromDevices) {
    // The eight-bit escape of terminals, a right-to-left override, and an innocent letter.
    std::string const rightToLeft = std::string{"\xe2"} + "\x80\xae";
    std::string const model = "\xc2\x9b" + std::string{"2J"} + rightToLeft + "\xc3\xbc\x7f";

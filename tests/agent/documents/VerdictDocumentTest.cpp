@@ -25,7 +25,7 @@ class VerdictDocumentTest : public Support::UnitOfRecords {
    }
 };
 
-TEST_F(VerdictDocumentTest, VerdictHasItsReasonsAndTheirTimesInUtc) {
+TEST_F(VerdictDocumentTest, ShowsReasonsOfAVerdictWithTheirTimesInUtc) {
    diskIs(BusType::nvme);
    allIsRead();
    nvme().percentageUsedIs({"percent_used", 91});
@@ -38,14 +38,14 @@ TEST_F(VerdictDocumentTest, VerdictHasItsReasonsAndTheirTimesInUtc) {
    EXPECT_NE(verdictsText().find("\"since\":" + since + ","), std::string::npos);
 }
 
-TEST_F(VerdictDocumentTest, VerdictInOrderHasNoReasons) {
+TEST_F(VerdictDocumentTest, ShowsNoReasonsForAVerdictInOrder) {
    diskIs();
    allIsRead();
    std::string const since = number(Vorn::System::currentTimeUtc());
    EXPECT_EQ(verdictsText(), R"({"KS0001":{"verdict":"ok","since":)" + since + R"(,"reasons":[]}})");
 }
 
-TEST_F(VerdictDocumentTest, NamesOfAttributesCannotSteerATerminal) {
+TEST_F(VerdictDocumentTest, EscapesTerminalControlsInNamesOfAttributes) {
    diskIs();
    StorageDevices::SmartAttr attr;
    attr.id = 7;
@@ -56,7 +56,7 @@ TEST_F(VerdictDocumentTest, NamesOfAttributesCannotSteerATerminal) {
    EXPECT_NE(verdictsText().find(R"(A\u001B[2J\\xff at or below)"), std::string::npos) << verdictsText();
 }
 
-TEST_F(VerdictDocumentTest, FiguresAreLeftOutWhereTheyAreNotKnown) {
+TEST_F(VerdictDocumentTest, OmitsUnknownFigures) {
    diskIs(BusType::nvme);
    EXPECT_EQ(figuresText(), R"({"KS0001":{}})");
    nvme().percentageUsedIs({"percent_used", 20});
@@ -71,7 +71,7 @@ TEST_F(VerdictDocumentTest, FiguresAreLeftOutWhereTheyAreNotKnown) {
                                 number(Vorn::System::currentTimeUtc()) + "}}");
 }
 
-TEST_F(VerdictDocumentTest, FiguresOfAnAbsentDiskSayWhichOneItWas) {
+TEST_F(VerdictDocumentTest, NamesTheAbsentDiskOfItsFigures) {
    diskIs(BusType::nvme);
    nvme().percentageUsedIs({"percent_used", 20});
    verdicts.evaluate();
@@ -81,7 +81,7 @@ TEST_F(VerdictDocumentTest, FiguresOfAnAbsentDiskSayWhichOneItWas) {
    EXPECT_NE(text.find(R"("blockDevice":"/dev/sda","mountPoint":"/mnt/drive")"), std::string::npos) << text;
 }
 
-TEST_F(VerdictDocumentTest, UnitNamesWhatIsMissing) {
+TEST_F(VerdictDocumentTest, NamesMissingDisksOfTheUnit) {
    EXPECT_EQ(documentText(unitJson({Verdict::warning, {"/mnt/a", "/mnt/b"}})),
              R"({"verdict":"warning","missing":["/mnt/a","/mnt/b"]})");
    EXPECT_EQ(documentText(unitJson({})), R"({"verdict":"ok","missing":[]})");

@@ -38,7 +38,7 @@ class ClockWatchTest : public Support::VirtualTimeTest {
    ClockWatch clockWatch{info};
 };
 
-TEST_F(ClockWatchTest, ADiskIsNotSilencedByAClockThatWasSetBack) {
+TEST_F(ClockWatchTest, RestoresReportsOfADiskAfterAClockWasSetBack) {
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
    EXPECT_EQ(error(), 0U) << "it has not been noticed yet";
@@ -49,7 +49,7 @@ TEST_F(ClockWatchTest, ADiskIsNotSilencedByAClockThatWasSetBack) {
    EXPECT_EQ(error(), 0U) << "once a day by the clock as it is now";
 }
 
-TEST_F(ClockWatchTest, TheClockIsWatchedForAsLongAsItLives) {
+TEST_F(ClockWatchTest, IsActiveAsLongAsItLives) {
    Host::runFor(600);
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
@@ -57,7 +57,7 @@ TEST_F(ClockWatchTest, TheClockIsWatchedForAsLongAsItLives) {
    EXPECT_EQ(timestamp(), 0);
 }
 
-TEST_F(ClockWatchTest, AClockSetBackByLessThanHasPassedSinceItWasReadIsNoticed) {
+TEST_F(ClockWatchTest, DetectsASetBackShorterThanTheTimeSinceItsLastSample) {
    Host::runFor(50);
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30);
@@ -65,14 +65,14 @@ TEST_F(ClockWatchTest, AClockSetBackByLessThanHasPassedSinceItWasReadIsNoticed) 
    EXPECT_EQ(timestamp(), 0);
 }
 
-TEST_F(ClockWatchTest, AMessageCanBeForestalled) {
+TEST_F(ClockWatchTest, SetsAStaleTimeBackOnDemand) {
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
    clockWatch.check();
    EXPECT_EQ(error(), 1U);
 }
 
-TEST_F(ClockWatchTest, WhatWasLoggedBeforeTheTimeThatItIsNowStays) {
+TEST_F(ClockWatchTest, KeepsTimesBeforeTheCurrentTime) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    Host::runFor(3 * 3600);
@@ -82,7 +82,7 @@ TEST_F(ClockWatchTest, WhatWasLoggedBeforeTheTimeThatItIsNowStays) {
    EXPECT_EQ(error(), 0U);
 }
 
-TEST_F(ClockWatchTest, CorrectionsChangeNothing) {
+TEST_F(ClockWatchTest, IgnoresSmallCorrections) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    for (int i = 0; i < 100; ++i) {
@@ -92,7 +92,7 @@ TEST_F(ClockWatchTest, CorrectionsChangeNothing) {
    EXPECT_EQ(timestamp(), logged);
 }
 
-TEST_F(ClockWatchTest, AClockSetForwardOrASuspensionChangesNothing) {
+TEST_F(ClockWatchTest, IgnoresAClockSetForwardOrASuspension) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    wallClockJumpsBy(100);

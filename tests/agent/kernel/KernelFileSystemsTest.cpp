@@ -21,7 +21,7 @@ class KernelFileSystemsTest : public testing::Test {
    Support::TempDir folder;
 };
 
-TEST_F(KernelFileSystemsTest, AMirrorLiesOnSeveralAndASingleDiskDoesNot) {
+TEST_F(KernelFileSystemsTest, FindsSeveralDevicesOfAMirrorAndOneOfASingleDisk) {
    std::filesystem::create_directories(std::filesystem::path{folder.string()} / "features");
    has("0f8fad5b-d9cb-469f-a165-70867728950e", "sda1");
    has("0f8fad5b-d9cb-469f-a165-70867728950e", "sdb1");
@@ -32,7 +32,7 @@ TEST_F(KernelFileSystemsTest, AMirrorLiesOnSeveralAndASingleDiskDoesNot) {
    EXPECT_FALSE(liesOnSeveralDevices("sda", folder.string()));
 }
 
-TEST_F(KernelFileSystemsTest, NamesThatAreNoneAndFoldersThatAreMissingGiveNothing) {
+TEST_F(KernelFileSystemsTest, FindsNothingForBadNamesAndMissingFolders) {
    has("0f8fad5b-d9cb-469f-a165-70867728950e", "sda1");
    has("0f8fad5b-d9cb-469f-a165-70867728950e", "sdb1");
    for (std::string const name : {"", ".", "..", "../devices/sda1", "/sda1", "sdz"})

@@ -111,7 +111,7 @@ std::string numbered(unsigned number) {
    return "6," + std::to_string(number) + ",5140900,-;line " + std::to_string(number);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, RecordsBecomeLinesWithTheKernelsStamp) {
+TEST_F(KernelForwarderWithReceiverTest, SendsRecordsAsLinesWithTheKernelsStamp) {
    EXPECT_EQ(
        forwarded({"6,339,5140900,-;NET: Registered protocol family\n SUBSYSTEM=net\n DEVICE=+net:eth0\n",
                   "4,340,123456789012,-,caller=T7;ata9: link"}),
@@ -121,13 +121,13 @@ TEST_F(KernelForwarderWithReceiverTest, RecordsBecomeLinesWithTheKernelsStamp) {
    EXPECT_EQ(forwarder->rewritten() + forwarder->dropped() + forwarder->overruns(), 0U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, NewerWordsAreRewritten) {
+TEST_F(KernelForwarderWithReceiverTest, RewritesNewerWording) {
    EXPECT_EQ(forwarded({"3,1,1000000,-;I/O error, dev sda1, sector 8 op 0x0:(READ)"}),
              Lines{"kernel: [    1.000000] blk_update_request: I/O error, dev sda, sector 8 op 0x0:(READ)"});
    EXPECT_EQ(forwarder->rewritten(), 1U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, AFileSystemsDiskIsNotBlamedForItsJournals) {
+TEST_F(KernelForwarderWithReceiverTest, DoesNotBlameAFileSystemsDiskForItsJournals) {
    Lines const lines = forwarded({"3,1,1000000,-;I/O error, dev sdb, sector 8 op 0x1:(WRITE)",
                                   "3,2,1000100,-;EXT4-fs (sda1): Remounting filesystem read-only",
                                   "3,3,99000100,-;EXT4-fs (sda1): Remounting filesystem read-only"});
@@ -136,7 +136,7 @@ TEST_F(KernelForwarderWithReceiverTest, AFileSystemsDiskIsNotBlamedForItsJournal
    EXPECT_EQ(lines[2], "kernel: [   99.000100] EXT4-fs (sda): Remounting filesystem read-only");
 }
 
-TEST_F(KernelForwarderWithReceiverTest, WhatADeviceCallsItselfTellsNoError) {
+TEST_F(KernelForwarderWithReceiverTest, ReadsNoErrorFromADevicesOwnName) {
    Lines const lines = forwarded({"6,1,1000000,-;usb 1-4: Product: (sda): This should\n SUBSYSTEM=usb\n",
                                   "6,2,1000000,-;input: Keys (sda): This should as /devices/x"});
    ASSERT_EQ(lines.size(), 2U);
@@ -144,7 +144,7 @@ TEST_F(KernelForwarderWithReceiverTest, WhatADeviceCallsItselfTellsNoError) {
       EXPECT_FALSE(StorageDevices::deviceInKernelLine(line)) << line;
 }
 
-TEST_F(KernelForwarderTest, NothingIsRewrittenUnlessItIsAskedFor) {
+TEST_F(KernelForwarderTest, RewritesNothingUnlessConfigured) {
    config.modernKernels = false;
    receiver = std::make_unique<Receiver>(config.socket);
    start();
@@ -154,20 +154,20 @@ TEST_F(KernelForwarderTest, NothingIsRewrittenUnlessItIsAskedFor) {
    EXPECT_EQ(forwarded({"6,2,0,-;" + std::string(3000, 'x')}).at(0).size(), 1024U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, ProgramsCannotTellErrors) {
+TEST_F(KernelForwarderWithReceiverTest, ReadsNoErrorFromLinesOfPrograms) {
    EXPECT_EQ(forwarded({"12,1,1000000,-;ata1: hard resetting link", "30,2,1000000,-;systemd[1]: ata1: x",
                         "8,3,1000000,-;ata1: hard resetting link"}),
              Lines{});
    EXPECT_EQ(forwarder->dropped(), 0U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, WhatIsNoRecordIsPassedOver) {
+TEST_F(KernelForwarderWithReceiverTest, IgnoresTextThatIsNoRecord) {
    EXPECT_EQ(forwarded({"garbage", ";", "6;x", "6,1;x", "6,1,2x,-;x", "-6,1,2,-;x",
                         "6,99999999999999999999,2,-;x", "\n", "6,1,2,-;good"}),
              Lines{"kernel: [    0.000002] good"});
 }
 
-TEST_F(KernelForwarderWithReceiverTest, AnOverrunIsCountedWithWhatItTook) {
+TEST_F(KernelForwarderWithReceiverTest, CountsAnOverrunWithTheLinesThatItLost) {
    EXPECT_EQ(forwarded({numbered(10), "EPIPE", numbered(15), numbered(16)}).size(), 3U);
    EXPECT_EQ(forwarder->overruns(), 1U);
    EXPECT_EQ(forwarder->dropped(), 4U);
@@ -176,20 +176,20 @@ TEST_F(KernelForwarderWithReceiverTest, AnOverrunIsCountedWithWhatItTook) {
    EXPECT_EQ(forwarder->overruns(), 1U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, ALogThatFailsIsGivenUpWithOneNotice) {
+TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogFails) {
    EXPECT_EQ(forwarded({numbered(1), "EIO", numbered(2)}).size(), 1U);
    ASSERT_EQ(notices.size(), 1U);
    EXPECT_NE(notices[0].find("cannot be read any more"), std::string::npos);
    EXPECT_FALSE(records(numbered(3)));  // closed
 }
 
-TEST_F(KernelForwarderWithReceiverTest, ALogThatEndsIsGivenUpWithOneNotice) {
+TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogEnds) {
    shutdown(kernel, SHUT_WR);
    Host::runFor(1);
    EXPECT_EQ(notices.size(), 1U);
 }
 
-TEST_F(KernelForwarderTest, LinesThatNobodyReceivesAreCountedUntilSomebodyIsThere) {
+TEST_F(KernelForwarderTest, CountsLinesThatNobodyReceivesUntilSomebodyListens) {
    start();
    forwarded({numbered(1), numbered(2)});
    EXPECT_EQ(forwarder->dropped(), 2U);
@@ -201,7 +201,7 @@ TEST_F(KernelForwarderTest, LinesThatNobodyReceivesAreCountedUntilSomebodyIsTher
    EXPECT_EQ(forwarder->forwarded(), 1U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, AFullReceiverLosesNothingAndGetsEverythingInOrder) {
+TEST_F(KernelForwarderWithReceiverTest, DelaysEverythingInOrderForAFullReceiver) {
    unsigned written = 0;
    Lines received;
    while (written < 1000 || received.size() < written) {
@@ -219,7 +219,7 @@ TEST_F(KernelForwarderWithReceiverTest, AFullReceiverLosesNothingAndGetsEverythi
    EXPECT_EQ(forwarder->dropped(), 0U);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, AReceiverThatNeverReadsIsAskedTwentyTimesASecond) {
+TEST_F(KernelForwarderWithReceiverTest, RetriesAReceiverThatNeverReadsTwentyTimesASecond) {
    unsigned written = 0;
    while (written < 2000 && records(numbered(written + 1)))
       ++written;
@@ -234,7 +234,7 @@ TEST_F(KernelForwarderWithReceiverTest, AReceiverThatNeverReadsIsAskedTwentyTime
    EXPECT_LE(turns, 2 * 10 * 20 + 2);
 }
 
-TEST_F(KernelForwarderWithReceiverTest, ABurstTakesABoundedPartOfEachTurn) {
+TEST_F(KernelForwarderWithReceiverTest, LimitsABurstToAPartOfEachTurn) {
    constexpr unsigned all = 100000;
    unsigned written = 0;
    std::uint64_t most = 0;
@@ -252,7 +252,7 @@ TEST_F(KernelForwarderWithReceiverTest, ABurstTakesABoundedPartOfEachTurn) {
    EXPECT_EQ(forwarder->dropped(), 0U);
 }
 
-TEST_F(KernelForwarderTest, WithoutALogThereIsOneNotice) {
+TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
    std::string const device = folder.string() + "/kmsg";
    Agent::KernelForwarder const without{config, [this](std::string const & text) { notices.push_back(text); },
                                         device};
@@ -262,7 +262,7 @@ TEST_F(KernelForwarderTest, WithoutALogThereIsOneNotice) {
    EXPECT_NE(notices[0].find("kernel_messages.forward_kmsg"), std::string::npos);
 }
 
-TEST_F(KernelForwarderTest, ReadingBeginsBehindWhatIsThere) {
+TEST_F(KernelForwarderTest, StartsReadingBehindExistingRecords) {
    auto const file = folder.fileIs("kmsg", numbered(1));
    receiver = std::make_unique<Receiver>(config.socket);
    Agent::KernelForwarder const late{config, [this](std::string const & text) { notices.push_back(text); },
@@ -272,7 +272,7 @@ TEST_F(KernelForwarderTest, ReadingBeginsBehindWhatIsThere) {
    EXPECT_EQ(late.forwarded(), 0U);
 }
 
-TEST(KernelRecordTest, PrintableEscapesAreUndoneAndOthersKept) {
+TEST(KernelRecordTest, UndoesPrintableEscapesAndKeepsOthers) {
    auto const text = [](std::string const & record) {
       return Agent::kernelRecord("6,1,2,-;" + record)->text;
    };
@@ -285,7 +285,7 @@ TEST(KernelRecordTest, PrintableEscapesAreUndoneAndOthersKept) {
    EXPECT_EQ(text("a;b,c"), "a;b,c");
 }
 
-TEST(KernelRecordTest, ADeviceCannotBeginALine) {
+TEST(KernelRecordTest, KeepsADeviceFromBeginningALine) {
    auto const record =
        Agent::kernelRecord("6,1,2,-;usb 1-1: Product: kernel: [1.1] ata1: hard resetting link");
    ASSERT_TRUE(record);

@@ -48,7 +48,7 @@ std::map<std::size_t, std::string> verdicts() {
    return result;
 }
 
-TEST(KernelLineCorpusTest, EveryErrorNamesItsDeviceAndNothingElseNamesAny) {
+TEST(KernelLineCorpusTest, NamesTheDeviceOfEveryErrorAndOfNothingElse) {
    SKIP_WITHOUT_CORPUS();
    auto const lines = corpusLines();
    auto const expected = verdicts();
@@ -78,7 +78,7 @@ TEST(KernelLineCorpusTest, EveryErrorNamesItsDeviceAndNothingElseNamesAny) {
              << ", of these rightly: " << rightBefore << ", rightly after rewriting: " << right << "\n";
 }
 
-TEST(KernelLineCorpusTest, LinesThatNameNoDeviceKeepTheirWords) {
+TEST(KernelLineCorpusTest, KeepsTheWordsOfLinesThatNameNoDevice) {
    SKIP_WITHOUT_CORPUS();
    auto const lines = corpusLines();
    auto const expected = verdicts();

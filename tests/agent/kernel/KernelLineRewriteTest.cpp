@@ -43,7 +43,7 @@ void expectUntouched(std::vector<std::string> const & texts) {
    }
 }
 
-TEST(KernelLineRewriteTest, RequestErrorsGetTheirFunctionBack) {
+TEST(KernelLineRewriteTest, RestoresTheFunctionOfRequestErrors) {
    EXPECT_EQ(
        rewritten("I/O error, dev sda, sector 8 op 0x0:(READ) flags 0x0 phys_seg 1 prio class 2"),
        "blk_update_request: I/O error, dev sda, sector 8 op 0x0:(READ) flags 0x0 phys_seg 1 prio class 2");
@@ -59,14 +59,14 @@ TEST(KernelLineRewriteTest, RequestErrorsGetTheirFunctionBack) {
                   {"I/O error, dev mmcblk0boot0, sector 0 op 0x0:(READ)", "mmcblk0"}});
 }
 
-TEST(KernelLineRewriteTest, RequestsThatWereNeverTriedAreNoErrors) {
+TEST(KernelLineRewriteTest, DoesNotReportRequestsThatWereNeverTried) {
    expectUntouched({"operation not supported error, dev sda, sector 9 op 0x9:(WRITE_ZEROES)",
                     "kernel resource error, dev sda, sector 9", "I/O error, dev sda",
                     "I/O error, dev dm-0, sector 9 op 0x0:(READ)", "I/O error, dev , sector 9",
                     "audit: I/O error, dev sda, sector 9", "I/O errors, dev sda, sector 9"});
 }
 
-TEST(KernelLineRewriteTest, BufferErrorsAreOnADeviceAgain) {
+TEST(KernelLineRewriteTest, NamesTheDeviceOfBufferErrors) {
    EXPECT_EQ(rewritten("Buffer I/O error on dev sda1, logical block 77, async page read"),
              "Buffer I/O error on device sda, logical block 77, async page read");
    expectDevices({{"Buffer I/O error on device mmcblk0p2, logical block 5", "mmcblk0"},
@@ -75,7 +75,7 @@ TEST(KernelLineRewriteTest, BufferErrorsAreOnADeviceAgain) {
                     "buffer_io_error: 32675 callbacks suppressed"});
 }
 
-TEST(KernelLineRewriteTest, SenseKeysStandBehindTwoBlanks) {
+TEST(KernelLineRewriteTest, PlacesSenseKeysBehindTwoBlanks) {
    EXPECT_EQ(rewritten("sd 1:0:0:0: [sdb] tag#1 Sense Key : Medium Error [current]"),
              "sd 1:0:0:0: [sdb]  Sense Key : Medium Error [current]");
    EXPECT_EQ(rewritten("sd 1:0:0:0: [sdb] Sense Key : 0x3 [current]"),
@@ -89,7 +89,7 @@ TEST(KernelLineRewriteTest, SenseKeysStandBehindTwoBlanks) {
                     "scsi 2:0:0:0: tag#50 Sense Key : Medium Error [current]"});
 }
 
-TEST(KernelLineRewriteTest, ErrorsOfOpticalDrivesAreTheirsAndRefusalsAreNone) {
+TEST(KernelLineRewriteTest, NamesOpticalDrivesForErrorsAndNotForRefusals) {
    expectDevices(
        {{"sr 1:0:0:0: [sr1] tag#0 Sense Key : Hardware Error [current]", "sr1"},
         {"sr 1:0:0:0: [sr0] Add. Sense: Logical unit communication CRC error (Ultra-DMA/32)", "sr0"}});
@@ -102,7 +102,7 @@ TEST(KernelLineRewriteTest, ErrorsOfOpticalDrivesAreTheirsAndRefusalsAreNone) {
                     "sr 1:0:0:0: [sr0] scsi3-mmc drive: 48x/48x cd/rw"});
 }
 
-TEST(KernelLineRewriteTest, NobodyKnowsTheDiskOfASoftwareRaid) {
+TEST(KernelLineRewriteTest, NamesNoDiskOfASoftwareRaid) {
    expectUntouched(
        {"Buffer I/O error on dev md126, logical block 8, async page read",
         "I/O error, dev md0, sector 9 op 0x0:(READ)", "EXT4-fs (md0p1): I/O error while writing superblock",
@@ -110,7 +110,7 @@ TEST(KernelLineRewriteTest, NobodyKnowsTheDiskOfASoftwareRaid) {
         "Aborting journal on device md0-8.", "md/raid1:md0: Disk failure on md1, disabling device."});
 }
 
-TEST(KernelLineRewriteTest, FailedCommandsOfADiskAreErrors) {
+TEST(KernelLineRewriteTest, ReportsFailedCommandsOfADiskAsErrors) {
    EXPECT_EQ(rewritten("sd 0:0:0:0: [sda] tag#24 timing out command, waited 180s"),
              "sd 0:0:0:0: [sda] Unhandled error: timing out command, waited 180s");
    expectDevices(
@@ -130,7 +130,7 @@ TEST(KernelLineRewriteTest, FailedCommandsOfADiskAreErrors) {
                     "sd 0:0:0:0: [sda] Attached SCSI disk"});
 }
 
-TEST(KernelLineRewriteTest, TellersAfterTheStampGo) {
+TEST(KernelLineRewriteTest, RemovesTaskNamesAfterTheStamp) {
    std::string const text = "usb 1-2: USB disconnect, device number 2";
    for (std::string const teller :
         {"[ T6664]", "[    T984] ", "[   C11]", "[C0] ", "[4:   kworker/4:98: 2227] ",
@@ -142,7 +142,7 @@ TEST(KernelLineRewriteTest, TellersAfterTheStampGo) {
    expectUntouched({"[drm] " + text, "[T12 " + text, "[C] " + text, "12: " + text, "[4:" + text});
 }
 
-TEST(KernelLineRewriteTest, LogsWithDatesLevelsAndProcessorsInTheStamp) {
+TEST(KernelLineRewriteTest, AcceptsLogsWithDatesLevelsAndProcessorsInTheStamp) {
    std::string const text = "I/O error, dev sda1, sector 8";
    std::string const known = "blk_update_request: I/O error, dev sda, sector 8";
    EXPECT_EQ(rewriteKernelLine("Nov 22 03:00:00 unit kernel: [    5.140900] " + text),
@@ -155,7 +155,7 @@ TEST(KernelLineRewriteTest, LogsWithDatesLevelsAndProcessorsInTheStamp) {
              "kernel: [    5.140900] " + known);
 }
 
-TEST(KernelLineRewriteTest, WhatTheLibraryWouldReadFromAHarmlessLineIsSpoiled) {
+TEST(KernelLineRewriteTest, SpoilsHarmlessLinesThatTheLibraryWouldReadAsErrors) {
    for (std::string const harmless :
         {"EXT4-fs warning (device sda): ext4_resize_fs:2005: can't read last block, resize aborted",
          "usb 1-4: Product: Disk (sda): This should", "usb 1-4: Interface: USB disconnect, device number",
@@ -165,7 +165,7 @@ TEST(KernelLineRewriteTest, WhatTheLibraryWouldReadFromAHarmlessLineIsSpoiled) {
    }
 }
 
-TEST(KernelLineRewriteTest, AFileSystemsDiskIsBlamedUnlessAnotherAloneFailedWithinAMinute) {
+TEST(KernelLineRewriteTest, NamesAFileSystemsDiskUnlessAnotherAloneFailedWithinAMinute) {
    Agent::KernelLineRewriter rewriter;
    auto const named = [&](std::string const & seconds, std::string const & text) {
       return deviceByExpressions(rewriter.rewritten("kernel: [" + seconds + ".000000] " + text));
@@ -181,7 +181,7 @@ TEST(KernelLineRewriteTest, AFileSystemsDiskIsBlamedUnlessAnotherAloneFailedWith
    EXPECT_EQ(named("82", "XFS (sda1): log I/O error -5"), "sda");
 }
 
-TEST(KernelLineRewriteTest, AFileSystemThatNamesAnotherDeviceIsNotItsFirst) {
+TEST(KernelLineRewriteTest, DoesNotTakeAFileSystemThatNamesAnotherDeviceForItsFirst) {
    expectDevices(
        {{"BTRFS error (device sda1): parent transid verify failed on /dev/sdb1 logical 1", ""},
         {"BTRFS error (device sda1): parent transid verify failed on /dev/mapper/data logical 1", ""},
@@ -190,7 +190,7 @@ TEST(KernelLineRewriteTest, AFileSystemThatNamesAnotherDeviceIsNotItsFirst) {
 }
 
 // Ports are none: that of the disk itself fails before it.
-TEST(KernelLineRewriteTest, APortThatFailedClearsNoDisk) {
+TEST(KernelLineRewriteTest, ClearsNoDiskByAPortThatFailed) {
    Agent::KernelLineRewriter rewriter;
    for (std::string const text : {"ata1: hard resetting link", "usb 1-2: USB disconnect, device number 4",
                                   "mmc0: Timeout waiting for hardware interrupt."})
@@ -200,7 +200,7 @@ TEST(KernelLineRewriteTest, APortThatFailedClearsNoDisk) {
        "sda");
 }
 
-TEST(KernelLineRewriteTest, AFileSystemOnceSeenOnSeveralDisksNamesNoneOfItself) {
+TEST(KernelLineRewriteTest, NamesNoDiskOfAFileSystemOnceSeenOnSeveral) {
    Agent::KernelLineRewriter rewriter;
    std::string const line = "BTRFS error (device sda1): parent transid verify failed on logical 1";
    EXPECT_EQ(deviceByExpressions(rewriter.rewritten(stamp + line)), "sda");
@@ -210,7 +210,7 @@ TEST(KernelLineRewriteTest, AFileSystemOnceSeenOnSeveralDisksNamesNoneOfItself) 
    EXPECT_EQ(deviceByExpressions(rewriter.rewritten(stamp + line)), "");
 }
 
-TEST(KernelLineRewriteTest, ResetsOfUsbDevicesOfEverySpeed) {
+TEST(KernelLineRewriteTest, RewritesResetsOfUsbDevicesOfEverySpeed) {
    EXPECT_EQ(rewritten("usb 2-1: reset SuperSpeed USB device number 4 using xhci_hcd"),
              "usb 2-1: reset super-speed USB device number 4 using xhci_hcd");
    expectDevices({{"usb 2-1.4: reset SuperSpeed Gen 1 USB device number 4 using xhci_hcd", "usb 2-1.4"},
@@ -222,7 +222,7 @@ TEST(KernelLineRewriteTest, ResetsOfUsbDevicesOfEverySpeed) {
                     "usb 2: reset SuperSpeed USB device number 4", "usb 2-1: reset SuperSpeed"});
 }
 
-TEST(KernelLineRewriteTest, UsbPortsAreNamedWithoutInterfaceAndThroughTheirHubs) {
+TEST(KernelLineRewriteTest, NamesUsbPortsWithoutInterfaceAndThroughTheirHubs) {
    expectDevices({{"usb 2-1:1.0: device descriptor read/64, error -110", "usb 2-1"},
                   {"usb 2-1:1.0: cmd cmplt err -108", "usb 2-1"},
                   {"usb 1-1.4: device not accepting address 4, error -32", "usb 1-1.4"},
@@ -234,7 +234,7 @@ TEST(KernelLineRewriteTest, UsbPortsAreNamedWithoutInterfaceAndThroughTheirHubs)
                     "usb 1-port: cannot reset (err = -71)"});
 }
 
-TEST(KernelLineRewriteTest, AtaErrors) {
+TEST(KernelLineRewriteTest, RewritesAtaErrors) {
    EXPECT_EQ(rewritten("ata2.00: exception Emask 0x0 SAct 0x0 SErr 0x0 action 0x6 frozen"),
              "ata2.00: failed command: exception Emask 0x0 SAct 0x0 SErr 0x0 action 0x6 frozen");
    expectDevices({{"ata8: exception Emask 0x10 SAct 0x0 SErr 0x0 action 0xf t4", "ata8"},
@@ -249,7 +249,7 @@ TEST(KernelLineRewriteTest, AtaErrors) {
                     "ata1.00: disabled by user"});
 }
 
-TEST(KernelLineRewriteTest, CardErrors) {
+TEST(KernelLineRewriteTest, RewritesCardErrors) {
    expectDevices({{"mmc0: error -110 whilst initialising MMC card", "mmc0"},
                   {"mmc1: Timeout waiting for hardware cmd interrupt.", "mmc1"},
                   {"mmc0: cqhci: timeout for tag 9", "mmc0"},
@@ -262,7 +262,7 @@ TEST(KernelLineRewriteTest, CardErrors) {
                     "mmc0: Reset 0x4 completed."});
 }
 
-TEST(KernelLineRewriteTest, NvmeErrorsAreThoseOfTheNamespace) {
+TEST(KernelLineRewriteTest, NamesTheNamespaceOfNvmeErrors) {
    expectDevices(
        {{"nvme nvme0: I/O 23 QID 4 timeout, aborting", "nvme0n1"},
         {"nvme nvme12: I/O tag 967 (b3c7) opcode 0x1 (I/O Cmd) QID 1 timeout, aborting req_op:WRITE",
@@ -278,7 +278,7 @@ TEST(KernelLineRewriteTest, NvmeErrorsAreThoseOfTheNamespace) {
                     "nvme 0000:01:00.0: PCI INT A: no GSI"});
 }
 
-TEST(KernelLineRewriteTest, PartitionsBecomeDisksWhereverADeviceIsRead) {
+TEST(KernelLineRewriteTest, NamesTheDiskOfAPartitionWhereverADeviceIsRead) {
    EXPECT_EQ(rewritten("EXT4-fs (sda1): Remounting filesystem read-only"),
              "EXT4-fs (sda): Remounting filesystem read-only");
    EXPECT_EQ(rewritten("EXT4-fs error (device nvme0n1p3): ext4_find_entry:1463: inode #2: comm ls: reading"),
@@ -289,7 +289,7 @@ TEST(KernelLineRewriteTest, PartitionsBecomeDisksWhereverADeviceIsRead) {
              "end_request: I/O error, dev mmcblk0, sector 4");
 }
 
-TEST(KernelLineRewriteTest, FileSystemErrors) {
+TEST(KernelLineRewriteTest, RewritesFileSystemErrors) {
    expectDevices(
        {{"EXT4-fs (sda1): I/O error while writing superblock", "sda"},
         {"EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
@@ -306,7 +306,7 @@ TEST(KernelLineRewriteTest, FileSystemErrors) {
         {"md/raid1:md0: read error corrected (8 sectors at 16 on nvme0n1p2)", "nvme0n1"}});
 }
 
-TEST(KernelLineRewriteTest, OrdinaryLinesOfFileSystemsStay) {
+TEST(KernelLineRewriteTest, KeepsOrdinaryLinesOfFileSystems) {
    expectUntouched({"EXT4-fs (sda1): mounted filesystem 1f r/w with ordered data mode. Quota mode: none.",
                     "EXT4-fs (sda1): error count since last fsck: 2", "XFS (sda3): Ending clean mount",
                     "XFS (sda3): Unmounting Filesystem", "FAT-fs (sdc1): Volume was not properly unmounted.",
@@ -318,7 +318,7 @@ TEST(KernelLineRewriteTest, OrdinaryLinesOfFileSystemsStay) {
                     "md/raid1:md0: active with 2 out of 2 mirrors", "XFS (dm-0): log I/O error -5"});
 }
 
-TEST(KernelLineRewriteTest, OnlyWholeLinesOfTheKernelAreRewritten) {
+TEST(KernelLineRewriteTest, RewritesOnlyWholeLinesOfTheKernel) {
    for (std::string const line :
         {"", "kernel: ", "kernel: [", "kernel: [12.3", "kernel: [12.3]", "kernel: [12.3] ",
          "kernel: [x] ata1.00: disabled", "[12.3] ata1.00: disabled", "ata1.00: disabled",
@@ -328,7 +328,7 @@ TEST(KernelLineRewriteTest, OnlyWholeLinesOfTheKernelAreRewritten) {
    EXPECT_EQ(rewritten(forged), forged);
 }
 
-TEST(KernelLineRewriteTest, LongLinesAreCutWhereTheReceiverCutsThem) {
+TEST(KernelLineRewriteTest, CutsLongLinesWhereTheReceiverCutsThem) {
    std::string const line = stamp + "I/O error, dev sda1, sector 8 " + std::string(8192, 'x');
    std::string const result = rewriteKernelLine(line);
    EXPECT_EQ(result.size(), Agent::kernelLineSize);
@@ -337,7 +337,7 @@ TEST(KernelLineRewriteTest, LongLinesAreCutWhereTheReceiverCutsThem) {
    EXPECT_EQ(rewriteKernelLine(std::string(8192, '[')).size(), Agent::kernelLineSize);
 }
 
-TEST(KernelLineRewriteTest, AnyLineNamesAWholeDiskOrTheTablesDeviceAndStaysOnceRewritten) {
+TEST(KernelLineRewriteTest, NamesAWholeDiskOrTheTablesDeviceForAnyLineAndKeepsItOnceRewritten) {
    std::ifstream stream{TEST_DATA_DIR "/kernel-lines/invented.txt"};
    std::vector<std::string> samples;
    for (std::string line; std::getline(stream, line);)
@@ -366,7 +366,7 @@ TEST(KernelLineRewriteTest, AnyLineNamesAWholeDiskOrTheTablesDeviceAndStaysOnceR
 }
 
 // Of a machine that was started and had no trouble.
-TEST(KernelLineRewriteTest, AnOrdinaryStartNamesNoDevice) {
+TEST(KernelLineRewriteTest, NamesNoDeviceInAnOrdinaryStart) {
    std::ifstream stream{TEST_DATA_DIR "/kernel-lines/boot.txt"};
    int count = 0;
    for (std::string line; std::getline(stream, line); ++count)
@@ -374,7 +374,7 @@ TEST(KernelLineRewriteTest, AnOrdinaryStartNamesNoDevice) {
    EXPECT_GT(count, 90);
 }
 
-TEST(KernelDeviceNameTest, DisksOfPartitionsAndPaths) {
+TEST(KernelDeviceNameTest, FindsTheDisksOfPartitionsAndPaths) {
    for (auto const & [name, disk] :
         std::vector<std::pair<std::string, std::string>>{{"sda", "sda"},
                                                          {"sda1", "sda"},

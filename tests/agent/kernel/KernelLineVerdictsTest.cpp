@@ -23,7 +23,7 @@ bool has(Names const & names, std::string const & name) {
    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-TEST(KernelLineVerdictsTest, UnseenLinesNameWhatTheyMustOrNobody) {
+TEST(KernelLineVerdictsTest, NamesTheExpectedDeviceOrNobodyForUnseenLines) {
    std::ifstream stream{TEST_DATA_DIR "/kernel-lines/verdicts-b.txt"};
    std::size_t count = 0;
    for (std::string line; std::getline(stream, line);) {

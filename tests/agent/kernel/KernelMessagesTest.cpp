@@ -33,7 +33,7 @@ void forEachMessage(auto const & check) {
             check(group, message);
 }
 
-TEST(KernelMessagesTest, EveryExampleIsItsOwnRows) {
+TEST(KernelMessagesTest, MatchesEveryExampleWithItsOwnRow) {
    forEachMessage([](auto const & group, auto const & message) {
       Agent::KernelMatch match;
       std::string_view text = message.example;
@@ -44,7 +44,7 @@ TEST(KernelMessagesTest, EveryExampleIsItsOwnRows) {
    });
 }
 
-TEST(KernelMessagesTest, EveryExampleNamesItsDeviceOrNobody) {
+TEST(KernelMessagesTest, NamesTheDeviceOfEveryExampleOrNobody) {
    forEachMessage([](auto const & group, auto const & message) {
       EXPECT_EQ(deviceOf(message.example), message.device) << group.source << ": " << message.example;
       EXPECT_EQ(message.device.empty(), message.form == Agent::KernelForm::nobody) << message.example;
@@ -53,7 +53,7 @@ TEST(KernelMessagesTest, EveryExampleNamesItsDeviceOrNobody) {
    });
 }
 
-TEST(KernelMessagesTest, ExamplesThatNameNobodyKeepTheirWords) {
+TEST(KernelMessagesTest, KeepsTheWordsOfExamplesThatNameNobody) {
    forEachMessage([](auto const &, auto const & message) {
       if (message.device.empty()) {
          EXPECT_TRUE(Agent::rewriteKernelLine(lineOf(message.example)).ends_with(message.example));
@@ -61,7 +61,7 @@ TEST(KernelMessagesTest, ExamplesThatNameNobodyKeepTheirWords) {
    });
 }
 
-TEST(KernelMessagesTest, WordsOfTheKernelFollowTheLibrarys) {
+TEST(KernelMessagesTest, KeepsTheWordingOfTheKernelBehindTheLibrarys) {
    forEachMessage([](auto const &, auto const & message) {
       if (message.form == Agent::KernelForm::quoted) {
          EXPECT_TRUE(Agent::rewriteKernelLine(lineOf(message.example)).ends_with(message.example));
@@ -69,7 +69,7 @@ TEST(KernelMessagesTest, WordsOfTheKernelFollowTheLibrarys) {
    });
 }
 
-TEST(KernelMessagesTest, NoExampleStandsTwice) {
+TEST(KernelMessagesTest, HasNoExampleTwice) {
    std::set<std::string_view> seen;
    forEachMessage([&](auto const & group, auto const & message) {
       EXPECT_FALSE(group.source.empty());
@@ -102,14 +102,14 @@ void expectNoneHidesALater(std::string_view pattern) {
          }
 }
 
-TEST(KernelMessagesTest, NoAlternativeHidesALaterOne) {
+TEST(KernelMessagesTest, HidesNoAlternativeBehindAnEarlierOne) {
    forEachMessage([](auto const & group, auto const & message) {
       expectNoneHidesALater(group.beginning);
       expectNoneHidesALater(message.pattern);
    });
 }
 
-TEST(KernelMessagesTest, LongerAlternativesNameTheirDeviceToo) {
+TEST(KernelMessagesTest, NamesTheDeviceOfLongerAlternativesToo) {
    EXPECT_EQ(deviceOf("XFS (sda3): corrupted root inode 128: not a directory"), "sda");
    EXPECT_EQ(
        deviceOf("BTRFS warning (device sda1): checksum/header error at logical 1048576 on dev /dev/sdb1, "
@@ -172,7 +172,7 @@ bool isVersion(std::string version) {
           version.find_first_not_of("0123456789.") == version.npos;
 }
 
-TEST(KernelMessagesTest, EveryRowHasAVersionAndAFileOfItsGroupAndNoOtherIsRecorded) {
+TEST(KernelMessagesTest, HasAVersionAndASourceFilePerRowAndRecordsNoOthers) {
    auto recorded = recordedSources();
    forEachMessage([&](auto const & group, auto const & message) {
       std::string const row = std::string{group.beginning} + std::string{message.pattern};

@@ -23,13 +23,13 @@ constexpr Vorn::LogDescriptor lampOut{"LAMP_OUT", "lamp %s is out", "", "", 4};
 
 class StderrLogTest : public Support::VirtualTimeTest, protected Support::PipedLog {};
 
-TEST_F(StderrLogTest, AMessageIsOneLineWithTimeSeverityAndName) {
+TEST_F(StderrLogTest, WritesAMessageAsOneLineWithTimeSeverityAndName) {
    Vorn::LogHandle handle{lampOut, 0, 1.0, 0, 0};
    Vorn::log(handle, "7");
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp 7 is out\n");
 }
 
-TEST_F(StderrLogTest, ATraceNamesFacilityLevelAndFunction) {
+TEST_F(StderrLogTest, NamesFacilityLevelAndFunctionOfATrace) {
    VORN_TRACE(traceHandle, 0) << " it went " << 3;
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z trace StderrLogTest/0 TestBody: it went 3\n");
 }
@@ -40,7 +40,7 @@ TEST_F(StderrLogTest, SpellsIllFormedBytesAsTheStateDocumentDoes) {
    EXPECT_EQ(written(), "2023-11-14T22:13:20.000Z warning LAMP_OUT: lamp \\xff\\x5cxff is out\n");
 }
 
-TEST_F(StderrLogTest, WhatADeviceSaysCannotForgeALine) {
+TEST_F(StderrLogTest, KeepsTextsOfDevicesFromForgingALine) {
    Vorn::LogHandle handle{lampOut, 0, 1.0, 0, 0};
    Vorn::log(handle, "1\n2023-11-14T22:13:20.000Z error FORGED: \x1b[2J");
    std::string const text = written();
@@ -48,7 +48,7 @@ TEST_F(StderrLogTest, WhatADeviceSaysCannotForgeALine) {
    EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
-TEST_F(StderrLogTest, ALineIsBounded) {
+TEST_F(StderrLogTest, BoundsALine) {
    VORN_TRACE(traceHandle, 0) << std::string(4 << 20U, 'x');
    std::string const text = written();
    EXPECT_LE(text.size(), 4096U);
@@ -60,14 +60,14 @@ class Raising : public Pelm::Node {
    void handleInitialized() { throw std::runtime_error{"a wire is loose"}; }
 };
 
-TEST_F(StderrLogTest, AFailedHandlerIsToldWithItsMachine) {
+TEST_F(StderrLogTest, NamesTheMachineOfAFailedHandler) {
    EXPECT_TRUE(Vorn::makeMachine<Raising>());
    EXPECT_NE(written().find(
                  "error storagedevices: a handler of (anonymous namespace)::Raising failed: a wire is loose"),
              std::string::npos);
 }
 
-TEST_F(StderrLogTest, AStalledReaderCostsLinesAndIsTold) {
+TEST_F(StderrLogTest, CountsAndReportsLinesThatAStalledReaderCosts) {
    while (log->dropped() < 10)
       log->notice(6, std::string(1000, 'x'));
    written();

@@ -53,13 +53,13 @@ class HttpConnectionTest : public Support::VirtualTimeTest {
        {.address = {}, .notice = [this](std::string const & text) { notices.push_back(text); }}};
 };
 
-TEST_F(HttpConnectionTest, ASilentClientLosesItsPlaceAfterFiveSeconds) {
+TEST_F(HttpConnectionTest, EndsASilentClientAfterFiveSeconds) {
    HttpExchange client{path, ""};
    EXPECT_FALSE(endsWithin(client, 4.9));
    EXPECT_TRUE(endsWithin(client, 0.2));
 }
 
-TEST_F(HttpConnectionTest, ARequestThatTricklesLosesItsPlaceAfterFiveSeconds) {
+TEST_F(HttpConnectionTest, EndsARequestThatTricklesAfterFiveSeconds) {
    HttpExchange client{path, "GET /x HTTP/1.1\r\nHost: "};
    for (int second = 0; second < 4; ++second) {
       client.more("x");
@@ -70,7 +70,7 @@ TEST_F(HttpConnectionTest, ARequestThatTricklesLosesItsPlaceAfterFiveSeconds) {
    EXPECT_EQ(client.text(), "");
 }
 
-TEST_F(HttpConnectionTest, AReaderMayRestForFiveSecondsAndNoLonger) {
+TEST_F(HttpConnectionTest, AllowsAReaderToRestForFiveSecondsAndNoLonger) {
    answer = [] { return HttpAnswer{200, "text/x-test", {}, std::make_unique<Endless>()}; };
    HttpExchange client{path, request};
    for (int rests = 0; rests < 3; ++rests) {
@@ -84,7 +84,7 @@ TEST_F(HttpConnectionTest, AReaderMayRestForFiveSecondsAndNoLonger) {
    EXPECT_TRUE(client.readSome());
 }
 
-TEST_F(HttpConnectionTest, AnAnsweredClientThatStaysLosesItsPlaceAfterASecond) {
+TEST_F(HttpConnectionTest, EndsAnAnsweredClientThatStaysAfterASecond) {
    HttpExchange client{path, request};
    ASSERT_TRUE(endsWithin(client, 0.1));
    client.more("x");
@@ -92,7 +92,7 @@ TEST_F(HttpConnectionTest, AnAnsweredClientThatStaysLosesItsPlaceAfterASecond) {
    EXPECT_FALSE(client.takes("x"));
 }
 
-TEST_F(HttpConnectionTest, AClientThatHasEndedItsHalfIsAnswered) {
+TEST_F(HttpConnectionTest, AnswersAClientThatHasEndedItsHalf) {
    answer = [] { return HttpAnswer{200, "text/x-test", std::string(1000000, 'x')}; };
    HttpExchange client{path, request};
    client.endSending();
@@ -100,7 +100,7 @@ TEST_F(HttpConnectionTest, AClientThatHasEndedItsHalfIsAnswered) {
    EXPECT_TRUE(client.text().ends_with("\r\n\r\n" + std::string(1000000, 'x')));
 }
 
-TEST_F(HttpConnectionTest, ALongBodyOfARequestDoesNotResetItsAnswer) {
+TEST_F(HttpConnectionTest, DeliversTheAnswerOfARequestWithALongBodyWithoutAReset) {
    answer = [] { return HttpAnswer{200, "text/x-test", std::string(1000000, 'x')}; };
    HttpExchange client{path, "GET /x HTTP/1.1\r\nHost: x\r\nContent-Length: 100000\r\n\r\n"};
    client.more(std::string(100000, 'b'));
@@ -109,7 +109,7 @@ TEST_F(HttpConnectionTest, ALongBodyOfARequestDoesNotResetItsAnswer) {
    EXPECT_TRUE(client.text().ends_with(std::string(1000000, 'x')));
 }
 
-TEST_F(HttpConnectionTest, TheClientThatCameFirstMakesRoomWhereAllSaySoLittle) {
+TEST_F(HttpConnectionTest, EndsTheOldestClientWhereAllHaveSentEquallyLittle) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (std::size_t i = 0; i < HttpClients::places + 2; ++i) {
       crowd.push_back(std::make_unique<HttpExchange>(path, "GET "));
@@ -119,7 +119,7 @@ TEST_F(HttpConnectionTest, TheClientThatCameFirstMakesRoomWhereAllSaySoLittle) {
       EXPECT_EQ(crowd[i]->readSome(), i < 2) << i;
 }
 
-TEST_F(HttpConnectionTest, EveryRequestGetsOneHeadAndItsEnd) {
+TEST_F(HttpConnectionTest, SendsOneHeadAndItsEndPerRequest) {
    for (char const * const field :
         {"Content-Length: 99999999999999999999999999", "Content-Length: -5", "Content-Length: x",
          "Content-Length: 5\r\nContent-Length: 6", "Content-Length: 5\r\nTransfer-Encoding: chunked",
@@ -134,7 +134,7 @@ TEST_F(HttpConnectionTest, EveryRequestGetsOneHeadAndItsEnd) {
    }
 }
 
-TEST_F(HttpConnectionTest, TargetsThatAreNoPathAreRefused) {
+TEST_F(HttpConnectionTest, RefusesTargetsThatAreNoPath) {
    for (std::string const line : {"GET http://localhost/x", "GET *", "HEAD x:1"}) {
       HttpExchange client{path, line + " HTTP/1.1\r\nHost: x\r\n\r\n"};
       EXPECT_TRUE(endsWithin(client, 0.1));
@@ -147,7 +147,7 @@ unsigned nextDescriptor() {
    return static_cast<unsigned>(Base::UniqueFd{dup(0)}.get());
 }
 
-TEST_F(HttpConnectionTest, WithoutADescriptorAClientIsRefusedWithTheReason) {
+TEST_F(HttpConnectionTest, RefusesAClientWithTheReasonWhenDescriptorsAreScarce) {
    HttpExchange first{path, request};
    HttpExchange second{path, request};
    {
@@ -164,7 +164,7 @@ TEST_F(HttpConnectionTest, WithoutADescriptorAClientIsRefusedWithTheReason) {
    EXPECT_TRUE(third.text().ends_with("whole"));
 }
 
-TEST_F(HttpConnectionTest, WhereEvenTheSpareDescriptorLetsNobodyInItRestsBetweenItsAttempts) {
+TEST_F(HttpConnectionTest, RestsBetweenAttemptsWhereEvenTheSpareDescriptorAdmitsNobody) {
    HttpExchange client{path, request};
    Vorn::Seconds const start = Vorn::System::currentTime();
    rlimit before{};
@@ -185,7 +185,7 @@ TEST_F(HttpConnectionTest, WhereEvenTheSpareDescriptorLetsNobodyInItRestsBetween
    EXPECT_TRUE(refused.text().starts_with("HTTP/1.1 503 ")) << refused.text();
 }
 
-TEST_F(HttpConnectionTest, ACrowdLeavesAThirdOfTheDescriptorsToOthers) {
+TEST_F(HttpConnectionTest, LeavesAThirdOfTheDescriptorsToOthersInACrowd) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (int i = 0; i < 60; ++i)
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "GET " : request));
@@ -200,7 +200,7 @@ TEST_F(HttpConnectionTest, ACrowdLeavesAThirdOfTheDescriptorsToOthers) {
    EXPECT_TRUE(crowd.back()->text().ends_with("whole"));
 }
 
-TEST_F(HttpConnectionTest, WithoutADescriptorTheOldestClientMakesRoom) {
+TEST_F(HttpConnectionTest, EndsTheOldestClientWhenDescriptorsAreScarce) {
    HttpExchange silent{path, "GET "};
    Host::runFor(0.01);
    HttpExchange client{path, request};

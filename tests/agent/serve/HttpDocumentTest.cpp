@@ -90,14 +90,14 @@ TEST_F(HttpDocumentTest, IsSentWhole) {
    EXPECT_EQ(Pieces::living, 0);
 }
 
-TEST_F(HttpDocumentTest, OldClientsReadItToTheEndOfTheConnection) {
+TEST_F(HttpDocumentTest, IsReadByOldClientsToTheEndOfTheConnection) {
    answerIs(1000, 1000);
    std::string const answer = HttpExchange{path, "GET /x HTTP/1.0\r\n\r\n"}.answer();
    EXPECT_EQ(answer.find("chunked"), std::string::npos);
    EXPECT_EQ(answer.size(), answer.find("\r\n\r\n") + 4 + 1000000);
 }
 
-TEST_F(HttpDocumentTest, HeadHasNoBody) {
+TEST_F(HttpDocumentTest, HasNoBodyForAHeadRequest) {
    answerIs(1000, 1000);
    std::string const answer =
        HttpExchange{path, "HEAD /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"}.answer();
@@ -105,12 +105,12 @@ TEST_F(HttpDocumentTest, HeadHasNoBody) {
    EXPECT_EQ(answer.find("\r\n\r\n"), answer.size() - 4) << answer;
 }
 
-TEST_F(HttpDocumentTest, AnEmptyOneIsEmpty) {
+TEST_F(HttpDocumentTest, IsSentEmptyWhereItIsEmpty) {
    answerIs(0, 0);
    EXPECT_EQ(unchunked(get()), "");
 }
 
-TEST_F(HttpDocumentTest, WithoutMemoryForItsStartIsRefusedAndTheServerLives) {
+TEST_F(HttpDocumentTest, IsRefusedWithoutMemoryForItsStartAndTheServerLives) {
    answerIs(0, 0, true);
    EXPECT_TRUE(get().starts_with("HTTP/1.1 503"));
    make = []() -> std::unique_ptr<Document> { throw std::bad_alloc{}; };
@@ -119,14 +119,14 @@ TEST_F(HttpDocumentTest, WithoutMemoryForItsStartIsRefusedAndTheServerLives) {
    EXPECT_EQ(unchunked(get()), "x");
 }
 
-TEST_F(HttpDocumentTest, WithoutMemoryForItsRestIsSeenToEndEarly) {
+TEST_F(HttpDocumentTest, EndsEarlyAndVisiblyWithoutMemoryForItsRest) {
    answerIs(3, 1000, true);
    std::string const text = unchunked(get());
    EXPECT_TRUE(text.ends_with("x(cut)")) << text.size();
    EXPECT_EQ(Pieces::living, 0);
 }
 
-TEST_F(HttpDocumentTest, AClientThatGoesTakesItAlong) {
+TEST_F(HttpDocumentTest, IsDroppedWithItsClient) {
    answerIs(100000, 1000);
    {
       HttpExchange const reader{path, closingRequest};
@@ -138,7 +138,7 @@ TEST_F(HttpDocumentTest, AClientThatGoesTakesItAlong) {
    EXPECT_EQ(Pieces::living, 0);
 }
 
-TEST_F(HttpDocumentTest, SlowReadersTogetherHoldNoMoreThanFourMebibytes) {
+TEST_F(HttpDocumentTest, UsesAtMostFourMebibytesForAllSlowReadersTogether) {
    std::vector<std::unique_ptr<HttpExchange>> readers;
    answerIs(100, std::size_t{1} << 20U);
    for (int i = 0; i < 3; ++i) {
@@ -153,7 +153,7 @@ TEST_F(HttpDocumentTest, SlowReadersTogetherHoldNoMoreThanFourMebibytes) {
    EXPECT_EQ(unchunked(get()).size(), std::size_t{2} << 20U);
 }
 
-TEST_F(HttpDocumentTest, ThoseWhoOnlyWaitCostNothing) {
+TEST_F(HttpDocumentTest, CostsNothingForClientsThatOnlyWait) {
    answerIs(100, std::size_t{1} << 20U);
    HttpExchange const silent{path, "GET "};
    HttpExchange const stalled{path, closingRequest};
@@ -172,7 +172,7 @@ double threadSeconds() {
    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-TEST_F(HttpDocumentTest, NoTurnIsLongWhateverIsAskedOfALongHistory) {
+TEST_F(HttpDocumentTest, LimitsEveryTurnWhateverIsRequestedOfALongHistory) {
    Entities entities;
    for (char disk = 'A'; disk < 'K'; ++disk) {
       Pelm::String const serial{std::string(1, disk)};

@@ -37,7 +37,7 @@ unsigned refusalOf(std::string_view text) {
    return headOf(text, status) ? 200 : status;
 }
 
-TEST(HttpHeadTest, TakesMethodTargetVersionAndHost) {
+TEST(HttpHeadTest, ReadsMethodTargetVersionAndHost) {
    unsigned status = 0;
    auto const head = headOf(requestWith("", "HEAD /a%20b?c=d HTTP/1.0"), status);
    ASSERT_TRUE(head);
@@ -57,7 +57,7 @@ TEST(HttpHeadTest, CountsTheHosts) {
    EXPECT_FALSE(head->isOld);
 }
 
-TEST(HttpHeadTest, IsTheSameInWhateverPartsItComes) {
+TEST(HttpHeadTest, ReadsTheSameInWhateverPartsItArrives) {
    for (std::size_t const step : {1, 2, 3, 7, 1000}) {
       unsigned status = 0;
       auto const head = headOf(requestWith("Accept: */*\r\n") + "the rest", status, step);
@@ -67,7 +67,7 @@ TEST(HttpHeadTest, IsTheSameInWhateverPartsItComes) {
    }
 }
 
-TEST(HttpHeadTest, AwaitsItsEnd) {
+TEST(HttpHeadTest, WaitsForItsEnd) {
    std::string const whole = requestWith("");
    EXPECT_EQ(refusalOf(whole), 200U);
    EXPECT_EQ(refusalOf(whole.substr(0, whole.size() - 1)), 0U);
@@ -98,7 +98,7 @@ TEST(HttpHeadTest, RefusesOtherFirstLines) {
    EXPECT_EQ(refusalOf("\r\nGET /x HTTP/1.1\r\n\r\n"), 400U);
 }
 
-TEST(HttpHeadTest, RefusesLengthsThatAreNone) {
+TEST(HttpHeadTest, RefusesLengthsThatAreNoNumbers) {
    for (char const * const length : {"-5", "+5", "5x", "0x5", "abc", "", "5, 5", "5,6"})
       EXPECT_EQ(refusalOf(requestWith("Content-Length: "s + length + "\r\n")), 400U) << length;
    EXPECT_EQ(refusalOf(requestWith("Content-Length: 5\r\nContent-Length: 5\r\n")), 400U);

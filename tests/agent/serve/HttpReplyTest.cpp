@@ -73,7 +73,7 @@ TEST(HttpReplyTest, SendsPiecesInChunks) {
    EXPECT_EQ(bodyOf(textOf({documentOf({"one", "two"}), false, true})), "onetwo");
 }
 
-TEST(HttpReplyTest, IsTheSameInWhateverPartsItIsTaken) {
+TEST(HttpReplyTest, SendsTheSameInWhateverPartsItIsRead) {
    std::string const piece(3 * HttpReply::blockBytes + 5, 'x');
    for (bool const isOld : {false, true}) {
       std::string const whole = bodyOf(textOf({documentOf({piece, "y"}), false, isOld}));
@@ -104,7 +104,7 @@ TEST(HttpReplyTest, CountsBodiesAndPiecesThatWait) {
    HttpReply const fourth{HttpAnswer{200, "x", half}, false, false};
 }
 
-TEST(HttpReplyTest, OfAHeadHasTheLengthAlone) {
+TEST(HttpReplyTest, SendsOnlyTheLengthForAHeadRequest) {
    std::string const text = textOf({HttpAnswer{200, "x", "12345"}, true, false});
    EXPECT_NE(text.find("Content-Length: 5\r\n"), std::string::npos);
    EXPECT_EQ(bodyOf(text), "");

@@ -25,7 +25,7 @@ TEST(HttpTargetTest, DecodesThePath) {
    EXPECT_EQ(requestOf("//a/../b").path, "//a/../b");
 }
 
-TEST(HttpTargetTest, LeavesEscapesThatAreNone) {
+TEST(HttpTargetTest, LeavesBadEscapes) {
    for (char const * const path : {"/%", "/%4", "/%zz", "/%4z", "/%+4", "/%-4", "/%%", "/x%00y", "/%00%41"})
       EXPECT_EQ(requestOf(path).path, path);
    EXPECT_EQ(requestOf("/%2541").path, "/%41");
@@ -41,7 +41,7 @@ TEST(HttpTargetTest, FindsTheFirstArgumentOfAName) {
    EXPECT_EQ(request.argument("c"), nullptr);
 }
 
-TEST(HttpTargetTest, LeavesOutArgumentsWithoutAValue) {
+TEST(HttpTargetTest, OmitsArgumentsWithoutAValue) {
    EXPECT_EQ(requestOf("/x?a").argument("a"), nullptr);
    EXPECT_STREQ(requestOf("/x?a&&a=1&").argument("a"), "1");
    EXPECT_TRUE(requestOf("/x?").arguments.empty());
@@ -55,7 +55,7 @@ TEST(HttpTargetTest, BoundsTheArguments) {
    EXPECT_EQ(targetRefusal(target + "&"), 414U);
 }
 
-TEST(HttpTargetTest, RefusesWhatIsNoPath) {
+TEST(HttpTargetTest, RefusesTextThatIsNoPath) {
    for (char const * const target : {"http://x/y", "*", "x:1", "?a=b", ""})
       EXPECT_EQ(targetRefusal(target), 400U) << target;
 }

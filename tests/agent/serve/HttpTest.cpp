@@ -52,17 +52,17 @@ TEST_F(HttpTest, AnswersGetWithTheHandlersStatusTypeAndBody) {
    EXPECT_EQ(paths, std::vector<std::string>{"/a b"});
 }
 
-TEST_F(HttpTest, AnArgumentThatIsNotThereIsNull) {
+TEST_F(HttpTest, AnswersNullForAMissingArgument) {
    EXPECT_EQ(body(httpGet(path, "/x?m=1")), "none");
 }
 
-TEST_F(HttpTest, HeadHasNoBody) {
+TEST_F(HttpTest, AnswersHeadWithoutABody) {
    std::string const answer = HttpExchange{path, "HEAD /x HTTP/1.0\r\n\r\n"}.answer();
    EXPECT_NE(answer.find("200"), std::string::npos);
    EXPECT_EQ(body(answer), "");
 }
 
-TEST_F(HttpTest, OtherMethodsAreRefusedWithoutAskingTheHandler) {
+TEST_F(HttpTest, RefusesOtherMethodsWithoutAskingTheHandler) {
    std::string const answer =
        HttpExchange{path,
                     "POST /x HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Length: 5\r\n\r\nhello"}
@@ -72,12 +72,12 @@ TEST_F(HttpTest, OtherMethodsAreRefusedWithoutAskingTheHandler) {
    EXPECT_TRUE(paths.empty());
 }
 
-TEST_F(HttpTest, AHandlerThatRaisesGivesAnErrorAndTheServerLives) {
+TEST_F(HttpTest, AnswersAnErrorForAHandlerThatRaisesAndLives) {
    EXPECT_TRUE(httpGet(path, "/raise").starts_with("HTTP/1.1 500"));
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
 }
 
-TEST_F(HttpTest, RubbishEndsItsConnectionOnly) {
+TEST_F(HttpTest, EndsOnlyTheConnectionThatSendsRubbish) {
    std::string rubbish(100000, '\xff');
    rubbish += '\0';
    HttpExchange{path, rubbish}.answer();
@@ -85,14 +85,14 @@ TEST_F(HttpTest, RubbishEndsItsConnectionOnly) {
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
 }
 
-TEST_F(HttpTest, ClientsThatSayNothingDoNotKeepOthersOut) {
+TEST_F(HttpTest, ServesOthersBesideClientsThatSayNothing) {
    std::vector<std::unique_ptr<HttpExchange>> idle(40);
    for (auto & exchange : idle)
       exchange = std::make_unique<HttpExchange>(path, "GET ");
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
 }
 
-TEST_F(HttpTest, ClientsThatFilledItLeaveItOpenToOthersWhenTheyGo) {
+TEST_F(HttpTest, ServesOthersOnceClientsThatFilledItLeave) {
    std::vector<std::unique_ptr<HttpExchange>> idle;
    for (int i = 0; i < 100; ++i) {
       idle.push_back(std::make_unique<HttpExchange>(path, "GET "));
@@ -104,7 +104,7 @@ TEST_F(HttpTest, ClientsThatFilledItLeaveItOpenToOthersWhenTheyGo) {
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
 }
 
-TEST_F(HttpTest, ACrowdThatSaysNothingKeepsNobodyOut) {
+TEST_F(HttpTest, ServesEverybodyBesideACrowdThatSaysNothing) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (int i = 0; i < 300; ++i) {
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "" : "GET /x HTTP/1.1\r\nHost: "));
@@ -117,13 +117,13 @@ TEST_F(HttpTest, ACrowdThatSaysNothingKeepsNobodyOut) {
        200);
 }
 
-TEST_F(HttpTest, APathWithANulByteIsNotThePathBeforeIt) {
+TEST_F(HttpTest, DistinguishesAPathWithANulByteFromThePathBeforeIt) {
    httpGet(path, "/x%00y?n=1");
    EXPECT_EQ(paths, std::vector<std::string>{"/x%00y"});
    EXPECT_EQ(body(httpGet(path, "/x?n=7%00")), "7%00");
 }
 
-TEST_F(HttpTest, TooManyArgumentsAreRefusedAtOnce) {
+TEST_F(HttpTest, RefusesTooManyArgumentsAtOnce) {
    for (int const count : {100, 1000, 1500, 10000}) {
       std::string resource = "/x?n=1";
       for (int i = 0; i < count; ++i)
@@ -134,7 +134,7 @@ TEST_F(HttpTest, TooManyArgumentsAreRefusedAtOnce) {
    }
 }
 
-TEST_F(HttpTest, ClientsThatTrickleKeepNobodyOut) {
+TEST_F(HttpTest, ServesEverybodyBesideClientsThatTrickle) {
    std::vector<std::unique_ptr<HttpExchange>> trickling;
    for (int i = 0; i < 100; ++i) {  // as many as there are places, and more that wait for one
       trickling.push_back(std::make_unique<HttpExchange>(path, "GET /"));
@@ -151,13 +151,13 @@ TEST_F(HttpTest, ClientsThatTrickleKeepNobodyOut) {
    EXPECT_LT(Vorn::System::currentTime() - start, 3);
 }
 
-TEST_F(HttpTest, TheSocketGoesWithTheServer) {
+TEST_F(HttpTest, RemovesItsSocketAtItsEnd) {
    server.reset();
    EXPECT_FALSE(std::filesystem::exists(path));
    EXPECT_FALSE((HttpExchange{path, ""}.connected()));
 }
 
-TEST_F(HttpTest, WhateverIsSentItGoesOn) {
+TEST_F(HttpTest, SurvivesAnythingThatIsSent) {
    std::mt19937 random{Support::randomSeed(20261122)};
    std::string const samples[] = {
        "GET /x?n=7&m=%41 HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n",
@@ -199,14 +199,14 @@ class HttpOverTcpTest : public testing::Test {
                             {.address = address}};
 };
 
-TEST_F(HttpOverTcpTest, AnswersWhoNamesThisMachine) {
+TEST_F(HttpOverTcpTest, AnswersRequestsThatNameThisMachine) {
    EXPECT_EQ(statusOf("Host: 127.0.0.1:29637\r\n"), "HTTP/1.1 200");
    EXPECT_EQ(statusOf("host: localhost\r\n"), "HTTP/1.1 200");
    EXPECT_EQ(statusOf("Host: [::1]:29637\r\n", "HEAD"), "HTTP/1.1 200");
    EXPECT_EQ(statusOf("Host: localhost\r\n", "POST"), "HTTP/1.1 405");
 }
 
-TEST_F(HttpOverTcpTest, MisdirectsWhoNamesAnotherHostOrNoneOrTwo) {
+TEST_F(HttpOverTcpTest, MisdirectsRequestsThatNameAnotherHostNoneOrTwo) {
    EXPECT_EQ(statusOf("Host: evil.example\r\n"), "HTTP/1.1 421");
    EXPECT_EQ(statusOf("Host: evil.example:29637\r\n", "POST"), "HTTP/1.1 421");
    EXPECT_EQ(statusOf(""), "HTTP/1.1 421");

@@ -80,7 +80,7 @@ TEST_F(ListenSocketTest, IsOpenToEverybodyWhateverTheUmask) {
    }
 }
 
-TEST_F(ListenSocketTest, ALinkPlantedInItsPlaceIsNeitherFollowedNorRemoved) {
+TEST_F(ListenSocketTest, LeavesALinkPlantedInItsPlaceAndDoesNotFollowIt) {
    std::string const victim = folder.fileIs("shadow", "secret").string();
    ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
    afterBind = [&] {
@@ -94,7 +94,7 @@ TEST_F(ListenSocketTest, ALinkPlantedInItsPlaceIsNeitherFollowedNorRemoved) {
    EXPECT_TRUE(std::filesystem::is_symlink(path));
 }
 
-TEST_F(ListenSocketTest, AHundredClientsMayWaitToBeLetIn) {
+TEST_F(ListenSocketTest, LetsAHundredClientsWait) {
    ListenSocket const listening = ListenSocket::atPath(path);
    sockaddr_un address{};
    address.sun_family = AF_UNIX;
@@ -108,13 +108,13 @@ TEST_F(ListenSocketTest, AHundredClientsMayWaitToBeLetIn) {
       close(fd);
 }
 
-TEST_F(ListenSocketTest, ItsFileGoesWithIt) {
+TEST_F(ListenSocketTest, RemovesItsFileAtItsEnd) {
    std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
    socket.reset();
    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(ListenSocketTest, AFileLeftBehindIsReplaced) {
+TEST_F(ListenSocketTest, ReplacesAFileLeftBehind) {
    std::filesystem::path const saved = folder.path() / "saved";
    {
       ListenSocket const dead = ListenSocket::atPath(path);
@@ -125,14 +125,14 @@ TEST_F(ListenSocketTest, AFileLeftBehindIsReplaced) {
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
-TEST_F(ListenSocketTest, ARunningAgentIsLeftAlone) {
+TEST_F(ListenSocketTest, LeavesARunningAgentAlone) {
    ListenSocket const running = ListenSocket::atPath(path);
    EXPECT_EQ(errorOf(path),
              path + ": another agent answers there; stop it first or set status.socket elsewhere");
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
-TEST_F(ListenSocketTest, ASocketOfAnotherKindIsLeftAlone) {
+TEST_F(ListenSocketTest, LeavesASocketOfAnotherKindAlone) {
    std::string const datagrams = folder.string() + "/log";
    int const fd = datagramSocketAt(datagrams);
    EXPECT_NE(errorOf(datagrams), "no error");
@@ -140,14 +140,14 @@ TEST_F(ListenSocketTest, ASocketOfAnotherKindIsLeftAlone) {
    close(fd);
 }
 
-TEST_F(ListenSocketTest, AFileThatIsNoSocketIsLeftAlone) {
+TEST_F(ListenSocketTest, LeavesAFileThatIsNoSocketAlone) {
    std::string const file = folder.fileIs("status.sock", "precious").string();
    EXPECT_EQ(errorOf(file),
              file + ": is there already and is no socket; remove it or set status.socket elsewhere");
    EXPECT_EQ(folder.content("status.sock"), "precious");
 }
 
-TEST_F(ListenSocketTest, ASocketForDatagramsIsClearedWhenNobodyReadsThere) {
+TEST_F(ListenSocketTest, ReplacesADatagramSocketThatNobodyReads) {
    std::string const datagrams = folder.string() + "/kernel";
    int const fd = datagramSocketAt(datagrams);
    auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
@@ -159,7 +159,7 @@ TEST_F(ListenSocketTest, ASocketForDatagramsIsClearedWhenNobodyReadsThere) {
    clear();
 }
 
-TEST_F(ListenSocketTest, AFileThatSomebodyElsePutThereMeanwhileStays) {
+TEST_F(ListenSocketTest, KeepsAFileThatSomebodyElseMadeMeanwhile) {
    std::optional<ListenSocket> socket{ListenSocket::atPath(path)};
    std::filesystem::remove(path);
    ListenSocket const successor = ListenSocket::atPath(path);
@@ -167,7 +167,7 @@ TEST_F(ListenSocketTest, AFileThatSomebodyElsePutThereMeanwhileStays) {
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
-TEST_F(ListenSocketTest, PathsThatCannotBeAreRefused) {
+TEST_F(ListenSocketTest, RefusesImpossiblePaths) {
    std::string const tooLong = "/" + std::string(120, 'x');
    EXPECT_EQ(errorOf(tooLong), tooLong + ": is too long for a socket's path");
    std::string const below = folder.fileIs("file", "").string() + "/status.sock";

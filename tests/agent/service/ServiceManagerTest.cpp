@@ -32,14 +32,14 @@ TEST_F(ServiceManagerTest, IsNotifiedOnTheSocketThatItNames) {
    EXPECT_EQ(manager.patience(), std::nullopt);
 }
 
-TEST_F(ServiceManagerTest, MayHaveAnAbstractSocket) {
+TEST_F(ServiceManagerTest, SupportsAnAbstractSocket) {
    Support::NotifySocket const socket{"@storagedevices-test-" + std::to_string(getpid())};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager{}.notify("READY=1");
    EXPECT_EQ(socket.received(), std::vector<std::string>{"READY=1"});
 }
 
-TEST_F(ServiceManagerTest, MayBeAbsentAwayOrOutOfReach) {
+TEST_F(ServiceManagerTest, ToleratesAMissingOrUnreachableSocket) {
    ServiceManager{}.notify("READY=1");
    for (std::string const & name : {std::string{}, std::string{"vsock:2:1234"}, folder.string() + "/nobody",
                                     "/" + std::string(200, 'x')}) {
@@ -48,7 +48,7 @@ TEST_F(ServiceManagerTest, MayBeAbsentAwayOrOutOfReach) {
    }
 }
 
-TEST_F(ServiceManagerTest, ThatReadsNothingStallsNobody) {
+TEST_F(ServiceManagerTest, StallsNobodyWhenItReadsNothing) {
    Support::NotifySocket const socket{folder.string() + "/notify"};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager const manager;

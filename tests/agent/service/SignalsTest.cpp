@@ -16,7 +16,7 @@
 namespace {
 
 // Each in a process of its own: what it does to signals is the process's.
-TEST(SignalsDeathTest, StopTheLoop) {
+TEST(SignalsDeathTest, StopsTheLoop) {
    auto const runUntil = [](int signal) {
       Agent::Signals const signals{[] { std::exit(2); }};
       std::raise(signal);
@@ -27,7 +27,7 @@ TEST(SignalsDeathTest, StopTheLoop) {
       EXPECT_EXIT(runUntil(signal), testing::ExitedWithCode(0), "") << signal;
 }
 
-TEST(SignalsDeathTest, ASighupReloadsAndTheLoopGoesOn) {
+TEST(SignalsDeathTest, ReloadsAtASighupAndKeepsTheLoopRunning) {
    auto const reloadTwice = [] {
       int reloads = 0;
       Agent::Signals const signals{[&reloads] { ++reloads; }};
@@ -55,12 +55,12 @@ TEST(SignalsDeathTest, ASighupReloadsAndTheLoopGoesOn) {
    std::exit(0);
 }
 
-TEST(SignalsDeathTest, AnAgentEndsWithItsTerminalUnlessToldToOutliveIt) {
+TEST(SignalsDeathTest, EndsAnAgentWithItsTerminalUnlessToldToOutliveIt) {
    EXPECT_EXIT(loseTerminal(SIG_DFL), testing::ExitedWithCode(0), "");
    EXPECT_EXIT(loseTerminal(SIG_IGN), testing::ExitedWithCode(3), "");
 }
 
-TEST(SignalsDeathTest, AFileThatMayNotGrowIsAnErrorOfTheWrite) {
+TEST(SignalsDeathTest, ReportsAFileThatMayNotGrowAsAWriteError) {
    auto const writeTooMuch = [] {
       Agent::Signals const signals{[] {}};
       std::FILE * const file = std::tmpfile();
@@ -72,7 +72,7 @@ TEST(SignalsDeathTest, AFileThatMayNotGrowIsAnErrorOfTheWrite) {
    EXPECT_EXIT(writeTooMuch(), testing::ExitedWithCode(0), "");
 }
 
-TEST(SignalsDeathTest, APipeThatNobodyReadsIsAnErrorOfTheWrite) {
+TEST(SignalsDeathTest, ReportsAPipeThatNobodyReadsAsAWriteError) {
    auto const writeInVain = [] {
       Agent::Signals const signals{[] {}};
       int ends[2] = {-1, -1};
@@ -82,7 +82,7 @@ TEST(SignalsDeathTest, APipeThatNobodyReadsIsAnErrorOfTheWrite) {
    EXPECT_EXIT(writeInVain(), testing::ExitedWithCode(0), "");
 }
 
-TEST(SignalsDeathTest, ThatComeWhileStoppingDoNoHarm) {
+TEST(SignalsDeathTest, DoesNoHarmWhileStopping) {
    auto const stopTwice = [] {
       {
          Agent::Signals const signals{[] {}};

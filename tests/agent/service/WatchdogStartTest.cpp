@@ -55,7 +55,7 @@ TEST_F(WatchdogStartTest, ReportsNothingOfAWatchdogThatStarts) {
    EXPECT_EQ(written(), "");
 }
 
-TEST_F(WatchdogStartTest, TriesAgainMoreAndMoreRarelyAndReportsBothEndsOnce) {
+TEST_F(WatchdogStartTest, RetriesMoreAndMoreRarelyAndReportsBothEndsOnce) {
    refusals = 9;
    start();
    std::string const refused = written();

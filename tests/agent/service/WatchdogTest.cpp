@@ -40,13 +40,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ThreadsWatchdog : public testing::Test, protected Support::PipedLog {
+class WatchdogTest : public testing::Test, protected Support::PipedLog {
  protected:
-   ThreadsWatchdog() {
+   WatchdogTest() {
       setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
       Host::turn(0);  // what the loop did last, whoever ran it, was just now
    }
-   ~ThreadsWatchdog() override {
+   ~WatchdogTest() override {
       unsetenv("NOTIFY_SOCKET");
       unsetenv("WATCHDOG_USEC");
    }
@@ -69,7 +69,7 @@ class ThreadsWatchdog : public testing::Test, protected Support::PipedLog {
    Support::NotifySocket socket{folder.string() + "/notify"};
 };
 
-TEST_F(ThreadsWatchdog, RunsOneThreadThatReceivesNoSignalsAndEndsAtOnce) {
+TEST_F(WatchdogTest, RunsOneThreadThatReceivesNoSignalsAndEndsAtOnce) {
    ServiceManager const manager;
    std::thread{[] {}}.join();  // a sanitizer starts one of its own with the first
    auto const before = threads();
@@ -89,7 +89,7 @@ TEST_F(ThreadsWatchdog, RunsOneThreadThatReceivesNoSignalsAndEndsAtOnce) {
    EXPECT_EQ(written(), "");
 }
 
-TEST_F(ThreadsWatchdog, SendsFourKeepAlivesWithinTheManagersPatience) {
+TEST_F(WatchdogTest, SendsFourKeepAlivesWithinTheManagersPatience) {
    setenv("WATCHDOG_USEC", "80000", 1);
    ServiceManager const manager;
    auto const start = std::chrono::steady_clock::now();
@@ -99,7 +99,7 @@ TEST_F(ThreadsWatchdog, SendsFourKeepAlivesWithinTheManagersPatience) {
    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{80});
 }
 
-TEST_F(ThreadsWatchdog, SendsNoKeepAlivesWithoutAWatchfulManager) {
+TEST_F(WatchdogTest, SendsNoKeepAlivesWithoutAWatchfulManager) {
    ServiceManager const manager;
    {
       Watchdog const watchdog{*log, manager};
@@ -110,7 +110,7 @@ TEST_F(ThreadsWatchdog, SendsNoKeepAlivesWithoutAWatchfulManager) {
 }
 
 #ifndef STORAGEDEVICES_ALLOCATES_BY_ITSELF
-TEST_F(ThreadsWatchdog, SendsKeepAlivesWhereItFindsNoMemoryForASample) {
+TEST_F(WatchdogTest, SendsKeepAlivesWithoutMemoryForASample) {
    setenv("WATCHDOG_USEC", "80000", 1);
    ServiceManager const manager;
    Vorn::BlockingCall const call{"fsync", "/mnt/a-name-that-takes-memory-to-be-kept"};
@@ -124,7 +124,7 @@ TEST_F(ThreadsWatchdog, SendsKeepAlivesWhereItFindsNoMemoryForASample) {
 }
 #endif
 
-TEST_F(ThreadsWatchdog, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
+TEST_F(WatchdogTest, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
    ServiceManager const manager;
    Watchdog const watchdog{*log, manager};
    std::atomic<bool> done = false;

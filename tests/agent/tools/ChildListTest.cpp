@@ -18,23 +18,23 @@ std::string statOf(std::string const & name) {
           ") S 7 42 1 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 1 0 98765 1000 20 18446744073709551615\n";
 }
 
-TEST(ChildListTest, AStatFileTellsParentStateAndStart) {
+TEST(ChildListTest, ReadsParentStateAndStartFromAStatFile) {
    EXPECT_EQ(childIn(statOf("smartctl"), 7), (Child{42, 'S', 98765}));
    EXPECT_EQ(childIn(statOf("smartctl"), 8), std::nullopt);
 }
 
-TEST(ChildListTest, ANameCannotForgeTheFieldsBehindIt) {
+TEST(ChildListTest, KeepsANameFromForgingTheFieldsBehindIt) {
    EXPECT_EQ(childIn(statOf("a) Z 8 (b"), 7), (Child{42, 'S', 98765}));
    EXPECT_EQ(childIn(statOf(") R 9 9 9 9"), 9), std::nullopt);
 }
 
-TEST(ChildListTest, WhatIsNoStatFileIsNoChild) {
+TEST(ChildListTest, FindsNoChildInOtherTexts) {
    for (char const * const text :
         {"", "x", "42", "42 (a", "42 (a)", "42 (a) S", "42 (a) S 7 1 1 1", "42 (a) S 7 )"})
       EXPECT_EQ(childIn(text, 7), std::nullopt) << text;
 }
 
-TEST(ChildListTest, AProcessIsListedUntilItIsReaped) {
+TEST(ChildListTest, ListsAProcessUntilItIsReaped) {
    pid_t const child = fork();
    if (child == 0) {
       pause();

@@ -61,7 +61,7 @@ class ReadingsTest : public Support::VirtualTimeTest {
    Readings readings{entities, tracker};
 };
 
-TEST_F(ReadingsTest, ADiskHasTheSourcesThatItIsReadFrom) {
+TEST_F(ReadingsTest, ListsTheSourcesOfADisk) {
    auto const sources = [&](char const * serial) {
       std::string names;
       for (Reading const & reading : readings.of(serial))
@@ -78,7 +78,7 @@ TEST_F(ReadingsTest, ADiskHasTheSourcesThatItIsReadFrom) {
    EXPECT_EQ(sources("X"), "");
 }
 
-TEST_F(ReadingsTest, ADiskThatMovedToAnotherBusIsReadAsOneOfThatBus) {
+TEST_F(ReadingsTest, ListsTheSourcesOfTheNewBusOfADiskThatMoved) {
    auto const move = [&](char const * serial, BusType bus) {
       entities.devices->diskIs(serial, StorageType::sataSsd, "/dev/sdx", "/mnt/x", "M", "1", false, bus, "1",
                                1);
@@ -94,7 +94,7 @@ TEST_F(ReadingsTest, ADiskThatMovedToAnotherBusIsReadAsOneOfThatBus) {
    EXPECT_TRUE(readings.of("N").empty());
 }
 
-TEST_F(ReadingsTest, ADiskThatChangesKeepsTheFailuresOfItsReadings) {
+TEST_F(ReadingsTest, KeepsTheFailuresOfADiskThatChanges) {
    addDisk("A", "/dev/sda", BusType::sata);
    endSmartctl("/dev/sda", 1, true);
    Vorn::Seconds const bad = Vorn::System::currentTimeUtc();
@@ -105,7 +105,7 @@ TEST_F(ReadingsTest, ADiskThatChangesKeepsTheFailuresOfItsReadings) {
    EXPECT_EQ(of("A", "smartctl").failure->since, bad);
 }
 
-TEST_F(ReadingsTest, AReadingThatTheTrackerEndedSaysWhy) {
+TEST_F(ReadingsTest, NamesTheReasonOfAReadingThatTheTrackerEnded) {
    addDisk("A", "/dev/sda", BusType::sata);
    auto const run = Pelm::make<Brul::FinishedRun>();
    run->argv = {"smartctl", "-HA", "/dev/sda"};
@@ -116,14 +116,14 @@ TEST_F(ReadingsTest, AReadingThatTheTrackerEndedSaysWhy) {
    EXPECT_EQ(reason("A", "smartctl"), "ended: it wrote more than 4 MiB");
 }
 
-TEST_F(ReadingsTest, NothingIsGoodOrFailingBeforeTheFirstRun) {
+TEST_F(ReadingsTest, ReportsNothingGoodOrFailingBeforeTheFirstRun) {
    addDisk("A", "/dev/sda", BusType::sata);
    time->jumpBy(100000);
    EXPECT_FALSE(of("A", "smartctl").lastGood);
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, AReadingFailsFromTheFirstBadRunUntilAGoodOne) {
+TEST_F(ReadingsTest, FailsFromTheFirstBadRunUntilAGoodOne) {
    addDisk("A", "/dev/sda", BusType::sata);
    endWell("A", "/dev/sda");
    Vorn::Seconds const good = Vorn::System::currentTimeUtc();
@@ -141,14 +141,14 @@ TEST_F(ReadingsTest, AReadingFailsFromTheFirstBadRunUntilAGoodOne) {
    EXPECT_EQ(of("A", "smartctl").lastGood, Vorn::System::currentTimeUtc());
 }
 
-TEST_F(ReadingsTest, ARunWithAcceptedBitsIsGoodWhenItFiledSomething) {
+TEST_F(ReadingsTest, CountsARunWithAcceptedBitsAsGoodWhenItStoredSomething) {
    addDisk("A", "/dev/sda", BusType::sata);
    entities.smart->deviceData("A")->reading.countInc();
    endSmartctl("/dev/sda", 8, false);
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, OnlyTheRunsThatReadHealthCount) {
+TEST_F(ReadingsTest, CountsOnlyRunsThatReadHealth) {
    addDisk("N", "/dev/nvme0n1", BusType::nvme);
    end({"nvme", "list", "-o", "json", "/dev/nvme0n1"}, 1, true);
    end({"hdparm", "-I", "/dev/nvme0n1"}, 1, true);
@@ -162,7 +162,7 @@ TEST_F(ReadingsTest, OnlyTheRunsThatReadHealthCount) {
    EXPECT_FALSE(of("N", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, OneDisksRunsAreNotAnothers) {
+TEST_F(ReadingsTest, DistinguishesTheRunsOfDisks) {
    addDisk("A", "/dev/sda", BusType::sata);
    addDisk("B", "/dev/sdb", BusType::sata);
    endSmartctl("/dev/sdb", 1, true);
@@ -171,7 +171,7 @@ TEST_F(ReadingsTest, OneDisksRunsAreNotAnothers) {
    EXPECT_EQ(reason("B", "smartctl"), "command line not understood");
 }
 
-TEST_F(ReadingsTest, ADiskUnderTwoNamesIsReadUnderBoth) {
+TEST_F(ReadingsTest, ReadsADiskUnderTwoNamesUnderBoth) {
    addDisk("old", "/dev/sda", BusType::sata);
    addDisk("new", "/dev/sda", BusType::sata);
    for (int poll = 0; poll < 2; ++poll) {
@@ -185,7 +185,7 @@ TEST_F(ReadingsTest, ADiskUnderTwoNamesIsReadUnderBoth) {
    EXPECT_TRUE(of("new", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, ADiskThatComesBackBeginsAnew) {
+TEST_F(ReadingsTest, StartsAfreshForADiskThatComesBack) {
    addDisk("A", "/dev/sda", BusType::sata);
    endWell("A", "/dev/sda");
    endSmartctl("/dev/sda", 1, true);
@@ -198,7 +198,7 @@ TEST_F(ReadingsTest, ADiskThatComesBackBeginsAnew) {
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, AChipFailsWhenTwoPollsBroughtNothing) {
+TEST_F(ReadingsTest, FailsForAnEmmcDeviceAfterTwoEmptyPolls) {
    entities.pollInterval->intervalIs(100);
    addDisk("E", "/dev/mmcblk0", BusType::other);
    Vorn::Seconds const seen = Vorn::System::currentTimeUtc();
@@ -215,7 +215,7 @@ TEST_F(ReadingsTest, AChipFailsWhenTwoPollsBroughtNothing) {
    EXPECT_EQ(of("E", "emmc").lastGood, good);
 }
 
-TEST_F(ReadingsTest, MeasurementsAreToldInUtc) {
+TEST_F(ReadingsTest, ShowsMeasurementsInUtc) {
    entities.pollInterval->intervalIs(100);
    addDisk("A", "/dev/sda", BusType::sata);
    entities.ioStat->ioStatDataIs("A");
@@ -228,7 +228,7 @@ TEST_F(ReadingsTest, MeasurementsAreToldInUtc) {
    EXPECT_EQ(reason("A", "iostat"), "the statistics in /sys/block cannot be read");
 }
 
-TEST_F(ReadingsTest, PollsThatFailInARowAreCounted) {
+TEST_F(ReadingsTest, CountsPollsThatFailInARow) {
    addDisk("A", "/dev/sda", BusType::sata);
    endSmartctl("/dev/sda", 1, true);
    endSmartctl("/dev/sda");
@@ -238,7 +238,7 @@ TEST_F(ReadingsTest, PollsThatFailInARowAreCounted) {
    EXPECT_EQ(of("A", "smartctl").failure->polls, 1U);
 }
 
-TEST_F(ReadingsTest, PollsThatBringNothingWithoutAToolAreCounted) {
+TEST_F(ReadingsTest, CountsEmptyPollsWithoutATool) {
    entities.pollInterval->intervalIs(100);
    addDisk("E", "/dev/mmcblk0", BusType::other);
    entities.emmc->deviceData("E")->reading.countInc();
@@ -250,7 +250,7 @@ TEST_F(ReadingsTest, PollsThatBringNothingWithoutAToolAreCounted) {
    EXPECT_EQ(of("E", "emmc").failure->polls, 3U);
 }
 
-TEST_F(ReadingsTest, AToolHangsWhileItsRunsPassTheirLimit) {
+TEST_F(ReadingsTest, ReportsAHangingToolWhileItsRunsPassTheirLimit) {
    addDisk("A", "/dev/sda", BusType::sata);
    auto const run = Pelm::make<Brul::FinishedRun>();
    run->argv = {"smartctl", "-HA", "/dev/sda"};
@@ -261,7 +261,7 @@ TEST_F(ReadingsTest, AToolHangsWhileItsRunsPassTheirLimit) {
    EXPECT_FALSE(of("A", "smartctl").failure->hangs);
 }
 
-TEST_F(ReadingsTest, AToolHangsWhenItsRunDoesNotEnd) {
+TEST_F(ReadingsTest, ReportsAHangingToolWhenItsRunDoesNotEnd) {
    entities.pollInterval->intervalIs(100);
    addDisk("A", "/dev/sda", BusType::sata);
    endWell("A", "/dev/sda");
@@ -277,7 +277,7 @@ TEST_F(ReadingsTest, AToolHangsWhenItsRunDoesNotEnd) {
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, ACorrectionOfTheWallClockIsNoDelayAndHidesNone) {
+TEST_F(ReadingsTest, IgnoresACorrectionOfTheWallClock) {
    entities.pollInterval->intervalIs(100);
    for (double const years : {30, -30}) {
       addDisk("A", "/dev/sda", BusType::sata);

@@ -57,7 +57,7 @@ class StrayProcessesTest : public Support::VirtualTimeTest {
    std::unique_ptr<Agent::StrayProcesses> strays = std::make_unique<Agent::StrayProcesses>(tracker);
 };
 
-TEST_F(StrayProcessesTest, WhatLeftItsGroupIsEndedWithItsRunAndReaped) {
+TEST_F(StrayProcessesTest, EndsAndReapsAProcessThatLeftItsGroupWithItsRun) {
    auto const child = run(leaving("stray") + "true");
    ASSERT_TRUE(eventually([&] { return isOver(child); }));
    ASSERT_GT(pidIn("stray"), 0);
@@ -65,7 +65,7 @@ TEST_F(StrayProcessesTest, WhatLeftItsGroupIsEndedWithItsRunAndReaped) {
    EXPECT_FALSE(lives(pidIn("stray")));
 }
 
-TEST_F(StrayProcessesTest, AWholeTreeIsEnded) {
+TEST_F(StrayProcessesTest, EndsAWholeTree) {
    auto const parent = folder.scriptIs("parent.sh", leaving("child") + "exec sleep 1000");
    auto const child = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
    ASSERT_TRUE(eventually([&] { return pidIn("child") > 0 && isOver(child); }));
@@ -73,7 +73,7 @@ TEST_F(StrayProcessesTest, AWholeTreeIsEnded) {
    EXPECT_FALSE(lives(pidIn("parent")) || lives(pidIn("child")));
 }
 
-TEST_F(StrayProcessesTest, TheChildOfAStrayIsEndedRightAfterItsParent) {
+TEST_F(StrayProcessesTest, EndsTheChildOfAStrayRightAfterItsParent) {
    auto const child = folder.scriptIs("child.sh", numbered("child", "exec sleep 1000"));
    auto const parent = folder.scriptIs("parent.sh", child.string() + " & wait");
    auto const tool = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
@@ -85,7 +85,7 @@ TEST_F(StrayProcessesTest, TheChildOfAStrayIsEndedRightAfterItsParent) {
    EXPECT_LT(Vorn::System::currentTime() - over, 1);
 }
 
-TEST_F(StrayProcessesTest, WhatARunUnderWayMayNeedIsLeftAlone) {
+TEST_F(StrayProcessesTest, KeepsProcessesThatARunUnderWayMayNeed) {
    std::string const fifo = folder.string() + "/fifo";
    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
    auto const longer = run(leaving("stray") + "read line <" + fifo);
@@ -99,7 +99,7 @@ TEST_F(StrayProcessesTest, WhatARunUnderWayMayNeedIsLeftAlone) {
    EXPECT_TRUE(eventually([&] { return !lives(pidIn("stray")); }));
 }
 
-TEST_F(StrayProcessesTest, WhatARunLeavesThatIsDroppedIsEndedToo) {
+TEST_F(StrayProcessesTest, EndsProcessesOfADroppedRunToo) {
    auto child = run(leaving("stray") + "exec sleep 1000");
    ASSERT_TRUE(eventually([&] { return pidIn("stray") > 0; }));
    child = nullptr;
@@ -107,7 +107,7 @@ TEST_F(StrayProcessesTest, WhatARunLeavesThatIsDroppedIsEndedToo) {
    EXPECT_FALSE(lives(pidIn("stray")));
 }
 
-TEST_F(StrayProcessesTest, NothingIsLeftWhenItGoes) {
+TEST_F(StrayProcessesTest, LeavesNothingWhenItEnds) {
    auto const child = run(leaving("stray") + "exec sleep 1000");
    ASSERT_TRUE(eventually([&] { return pidIn("stray") > 0; }));
    strays.reset();

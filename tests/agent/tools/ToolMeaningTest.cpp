@@ -7,7 +7,7 @@
 namespace Agent {
 namespace {
 
-TEST(ToolMeaningTest, EveryBitOfSmartctlHasItsWords) {
+TEST(ToolMeaningTest, DescribesEveryBitOfSmartctl) {
    EXPECT_EQ(runMeaning("smartctl", 1, false), "command line not understood");
    EXPECT_EQ(runMeaning("smartctl", 2, false), "device open failed, or it could not be identified or sleeps");
    EXPECT_EQ(runMeaning("smartctl", 4, false), "a command to the disk failed or a checksum was wrong");
@@ -18,7 +18,7 @@ TEST(ToolMeaningTest, EveryBitOfSmartctlHasItsWords) {
    EXPECT_EQ(runMeaning("smartctl", 128, false), "the self-test log has errors");
 }
 
-TEST(ToolMeaningTest, SeveralBitsAreToldInOrder) {
+TEST(ToolMeaningTest, DescribesSeveralBitsInOrder) {
    EXPECT_EQ(runMeaning("smartctl", 0x48, false), "SMART says DISK FAILING; the error log has errors");
    EXPECT_EQ(runMeaning("smartctl", 6, false),
              "device open failed, or it could not be identified or sleeps; a command to the disk failed or a "
@@ -26,13 +26,13 @@ TEST(ToolMeaningTest, SeveralBitsAreToldInOrder) {
    EXPECT_TRUE(runMeaning("smartctl", 255, false).ends_with("; the self-test log has errors"));
 }
 
-TEST(ToolMeaningTest, OtherToolsHaveNoBits) {
+TEST(ToolMeaningTest, HasNoBitsForOtherTools) {
    EXPECT_EQ(runMeaning("nvme", 4, false), "exit code 4");
    EXPECT_EQ(runMeaning("hdparm", 255, false), "exit code 255");
    EXPECT_EQ(runMeaning("", 1, false), "exit code 1");
 }
 
-TEST(ToolMeaningTest, AnyToolMayEndWellByASignalLateOrNotAtAll) {
+TEST(ToolMeaningTest, DescribesGoodEndsSignalsLateEndsAndFailedStarts) {
    for (char const * program : {"smartctl", "nvme", "hdparm"}) {
       EXPECT_EQ(runMeaning(program, 0, false), "ok");
       EXPECT_EQ(runMeaning(program, -SIGSEGV, false), "ended by signal SIGSEGV");
@@ -43,7 +43,7 @@ TEST(ToolMeaningTest, AnyToolMayEndWellByASignalLateOrNotAtAll) {
    }
 }
 
-TEST(ToolMeaningTest, ARunSaysWhyItCouldNotStart) {
+TEST(ToolMeaningTest, DescribesWhyARunCouldNotStart) {
    Brul::FinishedRun run;
    run.argv = {"smartctl"};
    run.exitCode = 127;
@@ -53,7 +53,7 @@ TEST(ToolMeaningTest, ARunSaysWhyItCouldNotStart) {
    EXPECT_EQ(runMeaning(run), "not found or not executable");
 }
 
-TEST(ToolMeaningTest, ARunThatItsOutputEndedSaysSo) {
+TEST(ToolMeaningTest, DescribesARunThatItsOutputEnded) {
    Brul::FinishedRun run;
    run.argv = {"smartctl"};
    run.exitCode = -SIGKILL;

@@ -26,7 +26,7 @@ class ToolNoticesTest : public Support::VirtualTimeTest {
    Agent::ToolNotices notices{tracker, [this](int, std::string const & line) { lines.push_back(line); }};
 };
 
-TEST_F(ToolNoticesTest, AToolThatCannotBeStartedIsReportedOnce) {
+TEST_F(ToolNoticesTest, ReportsAToolThatCannotBeStartedOnce) {
    ends("smartctl", "");
    EXPECT_TRUE(lines.empty());
    ends("smartctl", "no file");
@@ -38,7 +38,7 @@ TEST_F(ToolNoticesTest, AToolThatCannotBeStartedIsReportedOnce) {
    EXPECT_EQ(lines.size(), 3U);
 }
 
-TEST_F(ToolNoticesTest, AToolThatStartsAgainIsReportedOnce) {
+TEST_F(ToolNoticesTest, ReportsAToolThatStartsAgainOnce) {
    ends("smartctl", "no process");
    lines.clear();
    ends("smartctl", "");
@@ -46,7 +46,7 @@ TEST_F(ToolNoticesTest, AToolThatStartsAgainIsReportedOnce) {
    EXPECT_EQ(lines, std::vector<std::string>{"smartctl can be started again"});
 }
 
-TEST_F(ToolNoticesTest, ARunWithoutADescriptorToSpareSaysWhatIsMissing) {
+TEST_F(ToolNoticesTest, NamesTheShortageOfARunWithoutADescriptor) {
    rlimit before{};
    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
    rlimit const none{0, before.rlim_max};

@@ -23,14 +23,14 @@ class ToolRunsTest : public Support::VirtualTimeTest {
    ToolRuns runs{tracker};
 };
 
-TEST_F(ToolRunsTest, BeginWithNone) {
+TEST_F(ToolRunsTest, StartsWithNone) {
    EXPECT_EQ(runs.runs(), 0U);
    EXPECT_EQ(runs.failed(), 0U);
    EXPECT_EQ(runs.timedOut(), 0U);
    EXPECT_TRUE(runs.last().empty());
 }
 
-TEST_F(ToolRunsTest, CountWhatFailedAndWhatTookTooLong) {
+TEST_F(ToolRunsTest, CountsFailedAndTimedOutRuns) {
    end(0);
    end(4);
    end(2, true);
@@ -40,13 +40,13 @@ TEST_F(ToolRunsTest, CountWhatFailedAndWhatTookTooLong) {
    EXPECT_EQ(runs.timedOut(), 1U);
 }
 
-TEST_F(ToolRunsTest, EqualRunsAreRunsOfTheirOwn) {
+TEST_F(ToolRunsTest, CountsEqualRunsEachByItself) {
    end(0);
    end(0);
    EXPECT_EQ(runs.runs(), 2U);
 }
 
-TEST_F(ToolRunsTest, KeepTheLatestWithTheTimeOfTheirEnd) {
+TEST_F(ToolRunsTest, KeepsTheLatestWithTheTimeOfTheirEnd) {
    for (int run = 0; run < 100; ++run) {
       end(run);
       time->jumpBy(10);
@@ -77,7 +77,7 @@ class Publishing {
    Vorn::NotifieeConst reactor_;
 };
 
-TEST_F(ToolRunsTest, NoneIsLostOrCountedTwiceWhenRunsEndTogether) {
+TEST_F(ToolRunsTest, LosesAndDuplicatesNoneWhenRunsEndTogether) {
    Publishing const first{tracker};
    ToolRuns const later{tracker};
    end(3);

@@ -41,7 +41,7 @@ class VerdictRulesTest : public Support::UnitOfRecords {
    void criticalWarningIs(std::int64_t bits) const { nvme().criticalWarningIs({"critical_warning", bits}); }
 };
 
-TEST_F(VerdictRulesTest, TableHasEachCodeOnceTheWorstFirst) {
+TEST_F(VerdictRulesTest, ListsEachCodeOnceTheWorstFirst) {
    std::set<std::string> codes;
    Verdict last = Verdict::failing;
    for (VerdictRule const & rule : verdictRules()) {
@@ -52,7 +52,7 @@ TEST_F(VerdictRulesTest, TableHasEachCodeOnceTheWorstFirst) {
    EXPECT_EQ(codes.size(), 30U);
 }
 
-TEST_F(VerdictRulesTest, SelfAssessmentFailedIsTheDrivesOwnWord) {
+TEST_F(VerdictRulesTest, ReportsSelfAssessmentFailedFromTheDrivesOwnWord) {
    diskIs();
    smart().healthStatusOkIs(false);
    EXPECT_EQ(reasons(), "");  // it has not said anything yet
@@ -63,7 +63,7 @@ TEST_F(VerdictRulesTest, SelfAssessmentFailedIsTheDrivesOwnWord) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesTheAttributes) {
+TEST_F(VerdictRulesTest, NamesTheAttributesBelowTheirThreshold) {
    diskIs();
    auto attr = *countAttr(5, "Reallocated_Sector_Ct", 0);
    attr.thresh = 100;
@@ -75,7 +75,7 @@ TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesTheAttributes) {
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesThreeAtMost) {
+TEST_F(VerdictRulesTest, NamesThreeAttributesBelowTheirThresholdAtMost) {
    diskIs();
    for (std::uint8_t id = 1; id < 6; ++id) {
       auto attr = *countAttr(id, (std::string{"A"} + std::to_string(id)).c_str(), 0);
@@ -88,35 +88,35 @@ TEST_F(VerdictRulesTest, AttributeBelowThresholdNamesThreeAtMost) {
    EXPECT_EQ(reasons(), "attribute-below-threshold: A1, A2, A3, … at or below the drive's threshold");
 }
 
-TEST_F(VerdictRulesTest, NvmeSpareExhaustedIsBitZeroOfTheWarning) {
+TEST_F(VerdictRulesTest, ReportsNvmeSpareExhaustedForBitZeroOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(1);
    EXPECT_EQ(reasons(), "nvme-spare-exhausted: spare blocks are below the drive's threshold");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, NvmeUnreliableIsBitTwoOfTheWarning) {
+TEST_F(VerdictRulesTest, ReportsNvmeUnreliableForBitTwoOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(4);
    EXPECT_EQ(reasons(), "nvme-unreliable: the drive says that it is not reliable any more");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, NvmeReadOnlyIsBitThreeOfTheWarning) {
+TEST_F(VerdictRulesTest, ReportsNvmeReadOnlyForBitThreeOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(8);
    EXPECT_EQ(reasons(), "nvme-read-only: the drive takes no more writes");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, NvmeBackupFailedIsBitFourOfTheWarning) {
+TEST_F(VerdictRulesTest, ReportsNvmeBackupFailedForBitFourOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(16);
    EXPECT_EQ(reasons(), "nvme-backup-failed: the backup of the drive's memory has failed");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, EmmcLifeExceededIsTheRegistersLastStep) {
+TEST_F(VerdictRulesTest, ReportsEmmcLifeExceededAtTheRegistersLastStep) {
    diskIs(BusType::other);
    emmc().lifetimeEstTypAIs(StorageDevices::LifetimeEmmcAttr{1});
    emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{0x0B});
@@ -124,14 +124,14 @@ TEST_F(VerdictRulesTest, EmmcLifeExceededIsTheRegistersLastStep) {
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, EmmcSpareUrgentIsPreEolInfoThree) {
+TEST_F(VerdictRulesTest, ReportsEmmcSpareUrgentForPreEolInfoThree) {
    diskIs(BusType::other);
    emmc().preEolInfoIs(StorageDevices::PreEolEmmcAttr{3});
    EXPECT_EQ(reasons(), "emmc-spare-urgent: 90 % of its reserved blocks are used");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(VerdictRulesTest, EmmcSpareLowIsPreEolInfoTwo) {
+TEST_F(VerdictRulesTest, ReportsEmmcSpareLowForPreEolInfoTwo) {
    diskIs(BusType::other);
    emmc().preEolInfoIs(StorageDevices::PreEolEmmcAttr{1});
    EXPECT_EQ(reasons(), "");
@@ -140,7 +140,7 @@ TEST_F(VerdictRulesTest, EmmcSpareLowIsPreEolInfoTwo) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, LifeUsedUpBeginsAtItsLimit) {
+TEST_F(VerdictRulesTest, ReportsLifeUsedUpFromItsLimit) {
    diskIs();
    smart().lifetimeRemainingIs(lifeAttr(1));
    EXPECT_EQ(reasons(), "life-used-up: 1 % of its rated life is left");
@@ -149,7 +149,7 @@ TEST_F(VerdictRulesTest, LifeUsedUpBeginsAtItsLimit) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, LifeLowBeginsAtItsLimit) {
+TEST_F(VerdictRulesTest, ReportsLifeLowFromItsLimit) {
    diskIs();
    smart().lifetimeRemainingIs(lifeAttr(11));
    EXPECT_EQ(reasons(), "");
@@ -160,7 +160,7 @@ TEST_F(VerdictRulesTest, LifeLowBeginsAtItsLimit) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, LifeLowHoldsForNvmeAndEmmcToo) {
+TEST_F(VerdictRulesTest, ReportsLifeLowForNvmeAndEmmcToo) {
    diskIs(BusType::nvme);
    nvme().percentageUsedIs({"percent_used", 91});
    EXPECT_EQ(reasons(), "life-low: 9 % of its rated life is left");
@@ -180,14 +180,14 @@ class HotDiskTest : public VerdictRulesTest {
        entities.fruConfig, entities.sensors, entities.sensorStatus, entities.nvme, entities.smart);
 };
 
-TEST_F(HotDiskTest, CriticalTemperatureIsTheSensorsAlarm) {
+TEST_F(HotDiskTest, ReportsCriticalTemperatureForTheSensorsAlarm) {
    diskIs(BusType::nvme);
    degreesAre(81);
    EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(HotDiskTest, OverheatIsTheSensorsAlarm) {
+TEST_F(HotDiskTest, ReportsOverheatForTheSensorsAlarm) {
    diskIs(BusType::nvme);
    degreesAre(65);
    EXPECT_EQ(reasons(), "");
@@ -196,7 +196,7 @@ TEST_F(HotDiskTest, OverheatIsTheSensorsAlarm) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(HotDiskTest, OverheatEndsWithTheRecordOfTheDrive) {
+TEST_F(HotDiskTest, EndsOverheatWithTheRecordOfTheDrive) {
    diskIs(BusType::nvme);
    degreesAre(71);
    entities.nvme->deviceDataDel(serial);
@@ -204,7 +204,7 @@ TEST_F(HotDiskTest, OverheatEndsWithTheRecordOfTheDrive) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, OverheatIsAlsoWhatAnNvmeDriveSaysByItsOwnLimits) {
+TEST_F(VerdictRulesTest, ReportsOverheatForAnNvmeDrivesOwnLimits) {
    diskIs(BusType::nvme);
    nvme().temperatureCelsiusIs({"temperature", 66});
    criticalWarningIs(2);
@@ -212,7 +212,7 @@ TEST_F(VerdictRulesTest, OverheatIsAlsoWhatAnNvmeDriveSaysByItsOwnLimits) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, KernelErrorsHoldForADay) {
+TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    diskIs();
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
    EXPECT_EQ(reasons(), "");
@@ -224,7 +224,7 @@ TEST_F(VerdictRulesTest, KernelErrorsHoldForADay) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, PendingSectorsAreARawCountAboveNought) {
+TEST_F(VerdictRulesTest, ReportsPendingSectorsForARawCountAboveZero) {
    diskIs();
    smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 0, "0"));
    EXPECT_EQ(reasons(), "");
@@ -233,7 +233,7 @@ TEST_F(VerdictRulesTest, PendingSectorsAreARawCountAboveNought) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, UncorrectableErrorsAreThoseOf187OrOf198) {
+TEST_F(VerdictRulesTest, ReportsUncorrectableErrorsOf187OrOf198) {
    diskIs();
    smart().offlineUncorrectableSectorCountIs(countAttr(198, "Offline_Uncorrectable", 2));
    EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 2");
@@ -242,7 +242,7 @@ TEST_F(VerdictRulesTest, UncorrectableErrorsAreThoseOf187OrOf198) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, UncorrectableErrorsAreReadUnderAnotherNameOfTheSame) {
+TEST_F(VerdictRulesTest, ReportsUncorrectableErrorsUnderTheirOtherName) {
    diskIs();
    smart().unknownAttrIs(*countAttr(187, "Uncorrectable_Error_Cnt", 4));
    EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 4");
@@ -250,7 +250,7 @@ TEST_F(VerdictRulesTest, UncorrectableErrorsAreReadUnderAnotherNameOfTheSame) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, ReallocatedSectorsAreARawCountAboveNought) {
+TEST_F(VerdictRulesTest, ReportsReallocatedSectorsForARawCountAboveZero) {
    diskIs();
    smart().reallocatedSectorCountIs(countAttr(5, "Reallocated_Sector_Ct", 8, "8"));
    EXPECT_EQ(reasons(), "reallocated-sectors: reallocated sectors: 8");
@@ -259,7 +259,7 @@ TEST_F(VerdictRulesTest, ReallocatedSectorsAreARawCountAboveNought) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, CommandTimeoutsAreNotReadWhereThreeCountsArePacked) {
+TEST_F(VerdictRulesTest, IgnoresCommandTimeoutsThatPackThreeCounts) {
    diskIs();
    smart().unknownAttrIs(*countAttr(188, "Command_Timeout", 11, "11"));
    EXPECT_EQ(reasons(), "command-timeouts: command timeouts: 11");
@@ -270,14 +270,14 @@ TEST_F(VerdictRulesTest, CommandTimeoutsAreNotReadWhereThreeCountsArePacked) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, MediaErrorsAreThoseOfTheNvmeLog) {
+TEST_F(VerdictRulesTest, ReportsMediaErrorsOfTheNvmeLog) {
    diskIs(BusType::nvme);
    nvme().mediaErrorsIs({"media_errors", 1});
    EXPECT_EQ(reasons(), "media-errors: media errors: 1");
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, SpareLowIsATenthOfWhatLiesAboveTheDrivesLimit) {
+TEST_F(VerdictRulesTest, ReportsSpareLowBelowATenthAboveTheDrivesLimit) {
    diskIs(BusType::nvme);
    nvme().availableSpareThresholdIs({"spare_thresh", 10});
    for (auto const & [spare, isLow] :
@@ -290,7 +290,7 @@ TEST_F(VerdictRulesTest, SpareLowIsATenthOfWhatLiesAboveTheDrivesLimit) {
    EXPECT_EQ(word(), "warning");
 }
 
-TEST_F(VerdictRulesTest, SpareLowIsReadOfASataDriveWithALimit) {
+TEST_F(VerdictRulesTest, ReportsSpareLowOfASataDriveWithALimit) {
    diskIs();
    auto attr = *countAttr(232, "Available_Reservd_Space", 0);
    attr.value = 15;
@@ -301,7 +301,7 @@ TEST_F(VerdictRulesTest, SpareLowIsReadOfASataDriveWithALimit) {
    EXPECT_EQ(reasons(), "spare-low: 15 % of its spare blocks are left");
 }
 
-TEST_F(VerdictRulesTest, NotReadYetNamesTheSources) {
+TEST_F(VerdictRulesTest, NamesTheSourcesThatWereNotReadYet) {
    UnitOfRecords::diskIs(BusType::nvme);
    EXPECT_EQ(reasons(), "not-read-yet: not read yet: smartctl, nvme");
    EXPECT_EQ(word(), "unknown");
@@ -311,7 +311,7 @@ TEST_F(VerdictRulesTest, NotReadYetNamesTheSources) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, ReadingFailsAfterThreePollsInARow) {
+TEST_F(VerdictRulesTest, ReportsReadingFailsAfterThreePollsInARow) {
    diskIs();
    runEnds("smartctl");
    runEnds("smartctl");
@@ -323,7 +323,7 @@ TEST_F(VerdictRulesTest, ReadingFailsAfterThreePollsInARow) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, ReadingFailsOfAChipWhoseRegistersAreThreePollsLate) {
+TEST_F(VerdictRulesTest, ReportsReadingFailsForRegistersThreePollsLate) {
    entities.pollInterval->intervalIs(100);
    diskIs(BusType::other);
    time->jumpBy(349);
@@ -332,7 +332,7 @@ TEST_F(VerdictRulesTest, ReadingFailsOfAChipWhoseRegistersAreThreePollsLate) {
    EXPECT_EQ(reasons(), "reading-fails: readings fail: emmc");
 }
 
-TEST_F(VerdictRulesTest, ToolHangsFromTheFirstRunThatItsLimitEnded) {
+TEST_F(VerdictRulesTest, ReportsToolHangsFromTheFirstRunThatItsLimitEnded) {
    diskIs();
    runEnds("smartctl", true);
    EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
@@ -344,7 +344,7 @@ TEST_F(VerdictRulesTest, ToolHangsFromTheFirstRunThatItsLimitEnded) {
    EXPECT_EQ(reasons(), "reading-fails: readings fail: smartctl");
 }
 
-TEST_F(VerdictRulesTest, ToolHangsWhenNoRunEndsAnyMore) {
+TEST_F(VerdictRulesTest, ReportsToolHangsWhenNoRunEndsAnyMore) {
    diskIs();
    time->jumpBy(209);
    EXPECT_EQ(reasons(), "");
@@ -352,7 +352,7 @@ TEST_F(VerdictRulesTest, ToolHangsWhenNoRunEndsAnyMore) {
    EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
 }
 
-TEST_F(VerdictRulesTest, RemovedHoldsForAFixedDiskAlone) {
+TEST_F(VerdictRulesTest, ReportsRemovedForAFixedDiskAlone) {
    diskIs();
    diskGoes();
    EXPECT_EQ(reasons(), "removed: removed");
@@ -401,7 +401,7 @@ class MountedDiskTest : public Support::UnitOfRecords {
    Pelm::Ptr<Helper> helper = Pelm::make<Helper>();
 };
 
-TEST_F(MountedDiskTest, WriteTestFailedLastsUntilATestSucceeds) {
+TEST_F(MountedDiskTest, ReportsWriteTestFailedUntilATestSucceeds) {
    ASSERT_TRUE(begins());
    oneTestGoesBy();
    EXPECT_EQ(reasons(), "");
@@ -416,7 +416,7 @@ TEST_F(MountedDiskTest, WriteTestFailedLastsUntilATestSucceeds) {
    ASSERT_TRUE(becomes(""));
 }
 
-TEST_F(MountedDiskTest, WriteTestFailedIsAlsoATestThatCannotBegin) {
+TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBegin) {
    ASSERT_TRUE(begins());
    oneTestGoesBy();
    ASSERT_TRUE(test().writeTestOk() && test().readTestOk());
@@ -426,7 +426,7 @@ TEST_F(MountedDiskTest, WriteTestFailedIsAlsoATestThatCannotBegin) {
    EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
 }
 
-TEST_F(MountedDiskTest, ReadTestFailedIsTheSecondPhase) {
+TEST_F(MountedDiskTest, ReportsReadTestFailedForTheSecondPhase) {
    ASSERT_TRUE(begins());
    test().ioOps()->readRetIs(-1);
    test().ioOps()->readErrnoIs(EIO);
@@ -434,13 +434,13 @@ TEST_F(MountedDiskTest, ReadTestFailedIsTheSecondPhase) {
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(MountedDiskTest, ReadTestFailedIsAlsoABlockThatCameBackAsAnother) {
+TEST_F(MountedDiskTest, ReportsReadTestFailedForADifferentBlockReadBack) {
    ASSERT_TRUE(begins());
    test().ioOps()->readRetIs(512);  // nothing is read into the block
    EXPECT_TRUE(becomes("read-test-failed: read test failed: what was read is not what was written"));
 }
 
-TEST_F(MountedDiskTest, MountedReadOnlyEndsWithIt) {
+TEST_F(MountedDiskTest, EndsMountedReadOnlyWithTheMount) {
    ASSERT_TRUE(begins());
    helper->answer.readOnly = true;
    EXPECT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
@@ -449,14 +449,14 @@ TEST_F(MountedDiskTest, MountedReadOnlyEndsWithIt) {
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(MountedDiskTest, MountChangedNamesTheMountPoint) {
+TEST_F(MountedDiskTest, NamesTheMountPointOfMountChanged) {
    ASSERT_TRUE(begins());
    helper->answer.device = "/dev/sdb1";
    EXPECT_TRUE(becomes("mount-changed: another device is mounted at " + folder.string()));
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(MountedDiskTest, MountChangedIsAlsoAMountOfAnotherDiskFromTheBeginning) {
+TEST_F(MountedDiskTest, ReportsMountChangedForAnotherDisksMountFromTheBeginning) {
    Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = "/mnt/other"}.writeTo(
        *entities.devices);
    helper->answer.device = "/dev/sdb1";
@@ -464,7 +464,7 @@ TEST_F(MountedDiskTest, MountChangedIsAlsoAMountOfAnotherDiskFromTheBeginning) {
    EXPECT_EQ(reasons(), "mount-changed: another device is mounted at " + folder.string());
 }
 
-TEST_F(MountedDiskTest, MountChangedIsNotSaidOfAnArrayOrOfADiskAtTheSameMountPoint) {
+TEST_F(MountedDiskTest, DoesNotReportMountChangedForAnArrayOrADiskAtTheSameMountPoint) {
    Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = folder.string()}.writeTo(
        *entities.devices);
    for (char const * device : {"/dev/md0", "/dev/dm-1", "/dev/sdb1", "/dev/sdbb1", "overlay"}) {
@@ -476,7 +476,7 @@ TEST_F(MountedDiskTest, MountChangedIsNotSaidOfAnArrayOrOfADiskAtTheSameMountPoi
    }
 }
 
-TEST_F(MountedDiskTest, WriteTestFailedIsNotSaidOfTheDiskThatComesNext) {
+TEST_F(MountedDiskTest, DoesNotReportWriteTestFailedForTheNextDisk) {
    ASSERT_TRUE(begins());
    test().ioOps()->writeRetIs(-1);
    test().ioOps()->writeErrnoIs(EIO);
@@ -489,21 +489,21 @@ TEST_F(MountedDiskTest, WriteTestFailedIsNotSaidOfTheDiskThatComesNext) {
    EXPECT_EQ(reasons(), "write-test-failed: write test failed");
 }
 
-TEST_F(MountedDiskTest, MountGoneIsOneThatWasThere) {
+TEST_F(MountedDiskTest, ReportsMountGoneForAFormerMount) {
    ASSERT_TRUE(begins());
    helper->answer.mounted = false;
    EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string()));
    EXPECT_EQ(word(), "failing");
 }
 
-TEST_F(MountedDiskTest, MountGoneIsNotSaidBeforeTheFirstMountHadItsTime) {
+TEST_F(MountedDiskTest, DoesNotReportMountGoneBeforeTheFirstMountHadItsTime) {
    helper->answer.mounted = false;
    Host::runFor(600);
    EXPECT_EQ(reasons(), "");
    EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string(), 4000));
 }
 
-TEST_F(MountedDiskTest, FileSystemFullIsTheMonitorsWarning) {
+TEST_F(MountedDiskTest, ReportsFileSystemFullForTheMonitorsWarning) {
    ASSERT_TRUE(begins());
    test().ioOps()->utilChkRetIs(90);
    EXPECT_TRUE(becomes("file-system-full: its file system is more than 85 % full"));

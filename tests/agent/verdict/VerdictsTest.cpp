@@ -29,7 +29,7 @@ class VerdictsTest : public Support::UnitOfRecords {
    void settle() { manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices); }
 };
 
-TEST_F(VerdictsTest, OrderIsFailingAbsentWarningUnknownOk) {
+TEST_F(VerdictsTest, OrdersFailingAbsentWarningUnknownOk) {
    EXPECT_GT(Verdict::failing, Verdict::absent);
    EXPECT_GT(Verdict::absent, Verdict::warning);
    EXPECT_GT(Verdict::warning, Verdict::unknown);
@@ -37,7 +37,7 @@ TEST_F(VerdictsTest, OrderIsFailingAbsentWarningUnknownOk) {
    EXPECT_STREQ(verdictWord(Verdict::absent), "absent");
 }
 
-TEST_F(VerdictsTest, WorstReasonDecidesAndComesFirst) {
+TEST_F(VerdictsTest, DecidesByTheWorstReasonAndListsItFirst) {
    diskIs(BusType::nvme);
    mediaErrorsAre(1);
    spareIsExhausted(true);
@@ -48,7 +48,7 @@ TEST_F(VerdictsTest, WorstReasonDecidesAndComesFirst) {
              "not-read-yet: not read yet: smartctl, nvme");
 }
 
-TEST_F(VerdictsTest, SinceIsRightToTheSecondThoughNobodyAsks) {
+TEST_F(VerdictsTest, DatesAVerdictToTheSecondWithoutARequest) {
    nvmeIsThere();
    Host::runFor(100);
    Vorn::Seconds const began = Vorn::System::currentTime();
@@ -58,7 +58,7 @@ TEST_F(VerdictsTest, SinceIsRightToTheSecondThoughNobodyAsks) {
    EXPECT_LE((reasonSince("media-errors") - began).value(), 1);
 }
 
-TEST_F(VerdictsTest, ReasonKeepsItsTimeWhileItHolds) {
+TEST_F(VerdictsTest, KeepsTheTimeOfAReasonThatContinues) {
    nvmeIsThere();
    mediaErrorsAre(1);
    verdicts.evaluate();
@@ -70,7 +70,7 @@ TEST_F(VerdictsTest, ReasonKeepsItsTimeWhileItHolds) {
    EXPECT_EQ(since(), began);
 }
 
-TEST_F(VerdictsTest, VerdictThatReturnsFromAWorseOneBeginsThen) {
+TEST_F(VerdictsTest, DatesAVerdictThatReturnsFromAWorseOneFromItsReturn) {
    nvmeIsThere();
    mediaErrorsAre(1);
    verdicts.evaluate();
@@ -86,7 +86,7 @@ TEST_F(VerdictsTest, VerdictThatReturnsFromAWorseOneBeginsThen) {
    EXPECT_EQ(reasonSince("media-errors"), began);
 }
 
-TEST_F(VerdictsTest, SecondReasonOfTheSameVerdictDoesNotBeginItAnew) {
+TEST_F(VerdictsTest, KeepsTheTimeOfAVerdictAtASecondReasonForIt) {
    nvmeIsThere();
    mediaErrorsAre(1);
    verdicts.evaluate();
@@ -98,7 +98,7 @@ TEST_F(VerdictsTest, SecondReasonOfTheSameVerdictDoesNotBeginItAnew) {
    EXPECT_EQ(reasonSince("life-low"), began + 10);
 }
 
-TEST_F(VerdictsTest, SinceOfAFailingReadingIsItsFirstFailure) {
+TEST_F(VerdictsTest, DatesAFailingReadingFromItsFirstFailure) {
    nvmeIsThere();
    time->jumpBy(10);
    Vorn::Seconds const first = Vorn::System::currentTime();
@@ -111,7 +111,7 @@ TEST_F(VerdictsTest, SinceOfAFailingReadingIsItsFirstFailure) {
    EXPECT_EQ(since(), first);
 }
 
-TEST_F(VerdictsTest, SinceOfKernelErrorsIsTheirTime) {
+TEST_F(VerdictsTest, DatesKernelErrorsFromTheirTime) {
    nvmeIsThere();
    time->jumpBy(10);
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "", false);
@@ -122,7 +122,7 @@ TEST_F(VerdictsTest, SinceOfKernelErrorsIsTheirTime) {
    EXPECT_NEAR(reasonSince("kernel-errors").value(), reported.value(), 1e-3);
 }
 
-TEST_F(VerdictsTest, SinceIsOfTheFrameworkSoThatACorrectedClockDoesNotMoveIt) {
+TEST_F(VerdictsTest, KeepsTimesWhenTheWallClockIsCorrected) {
    nvmeIsThere();
    mediaErrorsAre(1);
    verdicts.evaluate();
@@ -134,7 +134,7 @@ TEST_F(VerdictsTest, SinceIsOfTheFrameworkSoThatACorrectedClockDoesNotMoveIt) {
    EXPECT_EQ(began + readings.utcOffset(), Vorn::System::currentTimeUtc() - 5);
 }
 
-TEST_F(VerdictsTest, RecordStaysTheSameWhileNothingChanges) {
+TEST_F(VerdictsTest, KeepsTheRecordWhileNothingChanges) {
    nvmeIsThere();
    auto const record = verdicts.disks().verdict(serial);
    time->jumpBy(10);
@@ -142,7 +142,7 @@ TEST_F(VerdictsTest, RecordStaysTheSameWhileNothingChanges) {
    EXPECT_EQ(verdicts.disks().verdict(serial), record);
 }
 
-TEST_F(VerdictsTest, RemovedDiskKeepsItsLastFiguresUntilItComesBack) {
+TEST_F(VerdictsTest, KeepsTheLastFiguresOfARemovedDiskUntilItComesBack) {
    nvmeIsThere();
    nvme().percentageUsedIs({"percent_used", 20});
    verdicts.evaluate();
@@ -158,7 +158,7 @@ TEST_F(VerdictsTest, RemovedDiskKeepsItsLastFiguresUntilItComesBack) {
    EXPECT_FALSE(verdicts.disks().figures(serial)->lifeLeft);
 }
 
-TEST_F(VerdictsTest, RemovedDiskIsForgottenOnDemand) {
+TEST_F(VerdictsTest, ForgetsARemovedDiskOnDemand) {
    nvmeIsThere();
    EXPECT_EQ(verdicts.forgetAbsent(), 0U);
    diskGoes();
@@ -168,7 +168,7 @@ TEST_F(VerdictsTest, RemovedDiskIsForgottenOnDemand) {
    EXPECT_TRUE(verdicts.disks().figures.empty());
 }
 
-TEST_F(VerdictsTest, RemovedDiskIsAbsentWhateverTheKernelReportedOfIt) {
+TEST_F(VerdictsTest, ReportsARemovedDiskAbsentWhateverTheKernelReported) {
    nvmeIsThere();
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "", false);
    entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc());
@@ -177,7 +177,7 @@ TEST_F(VerdictsTest, RemovedDiskIsAbsentWhateverTheKernelReportedOfIt) {
    EXPECT_EQ(reasons(), "removed: removed");
 }
 
-TEST_F(VerdictsTest, FiguresAreThoseOfTheRecords) {
+TEST_F(VerdictsTest, ComputesFiguresFromTheRecords) {
    nvmeIsThere();
    nvme().temperatureCelsiusIs({"temperature", 41});
    nvme().powerOnHoursIs({"power_on_hours", 900});
@@ -193,7 +193,7 @@ TEST_F(VerdictsTest, FiguresAreThoseOfTheRecords) {
    EXPECT_EQ(figures->lastRead, Vorn::System::currentTimeUtc());
 }
 
-TEST_F(VerdictsTest, DriveThatSaysLessThanWasWrittenSinceBootCountsInOtherUnits) {
+TEST_F(VerdictsTest, IgnoresADrivesCountBelowTheBytesWrittenSinceBoot) {
    nvmeIsThere();
    nvme().dataUnitsWrittenIs({"data_units_written", 10});
    entities.ioStat->ioStatDataIs(serial);
@@ -202,7 +202,7 @@ TEST_F(VerdictsTest, DriveThatSaysLessThanWasWrittenSinceBootCountsInOtherUnits)
    EXPECT_FALSE(verdicts.disks().figures(serial)->bytesWritten);
 }
 
-TEST_F(VerdictsTest, UnitIsNotKnownToBeInOrderBeforeItsDisksAreIdentified) {
+TEST_F(VerdictsTest, ReportsTheUnitUnknownBeforeItsDisksAreIdentified) {
    unitIs(Verdict::unknown, {});
    nvmeIsThere();
    mediaErrorsAre(1);
@@ -210,7 +210,7 @@ TEST_F(VerdictsTest, UnitIsNotKnownToBeInOrderBeforeItsDisksAreIdentified) {
    unitIs(Verdict::warning, {});
 }
 
-TEST_F(VerdictsTest, UnitIsAsItsWorstDiskAndMissingOnesAreAWarning) {
+TEST_F(VerdictsTest, RatesTheUnitAsItsWorstDiskAndMissingOnesAsAWarning) {
    settle();
    unitIs(Verdict::warning, {"/mnt/drive"});
    nvmeIsThere();
@@ -223,7 +223,7 @@ TEST_F(VerdictsTest, UnitIsAsItsWorstDiskAndMissingOnesAreAWarning) {
    unitIs(Verdict::absent, {"/mnt/drive"});
 }
 
-TEST_F(VerdictsTest, MembersOfAnEmptyUnitAreNone) {
+TEST_F(VerdictsTest, ListsNoMembersOfAnEmptyUnit) {
    verdicts.evaluate();
    EXPECT_TRUE(verdicts.disks().verdict.empty());
    EXPECT_TRUE(verdicts.disks().figures.empty());

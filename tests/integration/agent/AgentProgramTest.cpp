@@ -86,7 +86,7 @@ TEST_F(AgentProgramTest, FollowsPlugAndPull) {
    EXPECT_TRUE(eventually([&] { return disks().ObjectEmpty(); })) << log;
 }
 
-TEST_F(AgentProgramTest, ADiskPulledWhileItsToolHangsLeavesNothing) {
+TEST_F(AgentProgramTest, LeavesNothingOfADiskPulledWhileItsToolHangs) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
    start();
@@ -97,7 +97,7 @@ TEST_F(AgentProgramTest, ADiskPulledWhileItsToolHangsLeavesNothing) {
    EXPECT_EQ(disks().MemberCount(), 1U);
 }
 
-TEST_F(AgentProgramTest, ManyDisksAreAskedAtOnceWhateverTheSoftLimitOfDescriptors) {
+TEST_F(AgentProgramTest, ReadsManyDisksAtOnceWhateverTheSoftLimitOfDescriptors) {
    constexpr unsigned count = 20;
    for (unsigned port = 3; port < 3 + count; ++port) {
       std::string const letter(1, static_cast<char>('a' + port));
@@ -115,7 +115,7 @@ TEST_F(AgentProgramTest, ManyDisksAreAskedAtOnceWhateverTheSoftLimitOfDescriptor
       EXPECT_TRUE(has(("SN-" + std::string(1, static_cast<char>('a' + port))).c_str())) << port << log;
 }
 
-TEST_F(AgentProgramTest, AToolThatHangsIsEndedAndTheDiskIsShownUnidentified) {
+TEST_F(AgentProgramTest, EndsAToolThatHangsAndShowsTheDiskUnidentified) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
    toolsKeyIs("timeout = 1");
@@ -123,7 +123,7 @@ TEST_F(AgentProgramTest, AToolThatHangsIsEndedAndTheDiskIsShownUnidentified) {
    EXPECT_TRUE(eventually([&] { return has("UDEV-SN-B"); })) << log;
 }
 
-TEST_F(AgentProgramTest, AnNvmeDriveIsIdentifiedFromALayoutThatTheLibraryDoesNotKnow) {
+TEST_F(AgentProgramTest, IdentifiesAnNvmeDriveFromALayoutThatTheLibraryDoesNotKnow) {
    addNestedNvmeDrive();
    start();
    ASSERT_TRUE(eventually([&] { return has("EXN0000000000003"); })) << log;
@@ -132,7 +132,7 @@ TEST_F(AgentProgramTest, AnNvmeDriveIsIdentifiedFromALayoutThatTheLibraryDoesNot
    EXPECT_FALSE(has("UDEV-NVME"));
 }
 
-TEST_F(AgentProgramTest, WithoutTheNvmeFilterSuchADriveStaysUnidentified) {
+TEST_F(AgentProgramTest, LeavesSuchADriveUnidentifiedWithoutTheNvmeFilter) {
    addNestedNvmeDrive();
    toolsKeyIs("nvme_compat = false");
    start();
@@ -140,7 +140,7 @@ TEST_F(AgentProgramTest, WithoutTheNvmeFilterSuchADriveStaysUnidentified) {
    EXPECT_EQ(log.find("nvme filter"), std::string::npos) << log;
 }
 
-TEST_F(AgentProgramTest, AnAgentWithoutItsNvmeFilterSaysSoAndGoesOn) {
+TEST_F(AgentProgramTest, ReportsAMissingNvmeFilterAndContinues) {
    std::filesystem::path const daemon = folder.path() / "libexec/storagedevices/agent";
    std::filesystem::create_directories(daemon.parent_path());
    std::filesystem::create_directory(folder.path() / "bin");
@@ -163,7 +163,7 @@ TEST_F(AgentProgramTest, StopsCleanlyWhileAToolRuns) {
    EXPECT_EQ(watchingProcesses(), 0U);
 }
 
-TEST_F(AgentProgramTest, ASecondAgentIsRefusedAndTheFirstGoesOn) {
+TEST_F(AgentProgramTest, RefusesToStartBesideARunningAgent) {
    start();
    Output const second = runProgram("agent --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(second.exitCode, 1);
@@ -172,7 +172,7 @@ TEST_F(AgentProgramTest, ASecondAgentIsRefusedAndTheFirstGoesOn) {
    EXPECT_TRUE(eventually([&] { return has("SN-A"); }));
 }
 
-TEST_F(AgentProgramTest, StatusShowsTheTable) {
+TEST_F(AgentProgramTest, ShowsTheTableByStatus) {
    start();
    ASSERT_TRUE(eventually([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
    Output const status = runProgram("status --socket " + socket);
@@ -184,14 +184,14 @@ TEST_F(AgentProgramTest, StatusShowsTheTable) {
    EXPECT_TRUE(document["connectedDevices"]["disk"].HasMember("SN-A"));
 }
 
-TEST_F(AgentProgramTest, StatusWithoutAnAgentSaysWhatToDo) {
+TEST_F(AgentProgramTest, ReportsTheRemedyByStatusWithoutAnAgent) {
    Output const status = runProgram("status --socket /nowhere/status.sock");
    EXPECT_EQ(status.exitCode, 1);
    EXPECT_NE(status.text.find("/nowhere/status.sock"), std::string::npos) << status.text;
    EXPECT_EQ(status.text.find('\n'), status.text.size() - 1);
 }
 
-TEST_F(AgentProgramTest, AWrongConfigurationIsOneLineAndTwo) {
+TEST_F(AgentProgramTest, ReportsAWrongConfigurationInOneLineAndExitsWithTwo) {
    config("[clock]\ntime_scale = 0\n");
    Output const agentOutput = runProgram("agent --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(agentOutput.exitCode, 2);
@@ -201,7 +201,7 @@ TEST_F(AgentProgramTest, AWrongConfigurationIsOneLineAndTwo) {
    EXPECT_EQ(runProgram("fly").exitCode, 2);
 }
 
-TEST_F(AgentProgramTest, KeysThatAreNotServedAreNamedAtTheStartAndByCheckConfig) {
+TEST_F(AgentProgramTest, NamesKeysThatAreNotServedAtTheStartAndByCheckConfig) {
    config("[log]\ndestination = \"syslog\"\n[history]\nhours = 2\n");
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    start();
@@ -214,7 +214,7 @@ TEST_F(AgentProgramTest, KeysThatAreNotServedAreNamedAtTheStartAndByCheckConfig)
    }
 }
 
-TEST_F(AgentProgramTest, TooFewDescriptorsAreNamedBeforeAnythingElse) {
+TEST_F(AgentProgramTest, ReportsTooFewDescriptorsBeforeAnythingElse) {
    std::filesystem::create_directories(socket);  // nothing can listen there, so that it ends at once
    Output const started = runProgram("agent --config " + folder.string() + "/agent.toml", "ulimit -n 40; ");
    EXPECT_EQ(started.exitCode, 1);
@@ -225,7 +225,7 @@ TEST_F(AgentProgramTest, TooFewDescriptorsAreNamedBeforeAnythingElse) {
              std::string::npos);
 }
 
-TEST_F(AgentProgramTest, CheckConfigTellsWhatEachDeviceWouldBecome) {
+TEST_F(AgentProgramTest, ShowsTheClassificationOfEachDeviceByCheckConfig) {
    unit.add(Simulation::sataDisk("sdq", 9, "STRANGE", "Other", 1000000));
    unit.add(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
@@ -240,18 +240,18 @@ TEST_F(AgentProgramTest, CheckConfigTellsWhatEachDeviceWouldBecome) {
    EXPECT_TRUE(unit.tools().runs().empty());
 }
 
-TEST_F(AgentProgramTest, AParentThatIgnoresItsChildrenDoesNotHideHowOursEnd) {
+TEST_F(AgentProgramTest, KnowsTheEndOfItsChildrenUnderAParentThatIgnoresIts) {
    Output const checked =
        runProgram("check-config --config " + folder.string() + "/agent.toml", "env --ignore-signal=CHLD ");
    EXPECT_NE(checked.text.find("/dev/sda: fixed: "), std::string::npos) << checked.text;
 }
 
-TEST_F(AgentProgramTest, AnAnswerThatCannotBeWrittenIsAFailure) {
+TEST_F(AgentProgramTest, FailsWhereAnAnswerCannotBeWritten) {
    EXPECT_EQ(runProgram("catalogue > /dev/full").exitCode, 1);
    EXPECT_EQ(runProgram("catalogue > /dev/null").exitCode, 0);
 }
 
-TEST_F(AgentProgramTest, TheCatalogueHasTenMessages) {
+TEST_F(AgentProgramTest, ListsTenMessagesByCatalogue) {
    Output const catalogue = runProgram("catalogue --json");
    rapidjson::Document document;
    document.Parse(catalogue.text.c_str());

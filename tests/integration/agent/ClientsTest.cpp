@@ -140,13 +140,13 @@ class ClientsTest : public AgentProgramTest {
    }
 };
 
-TEST_F(ClientsTest, ThoseThatSayNothingKeepNobodyOut) {
+TEST_F(ClientsTest, KeepsServingBesideClientsThatSayNothing) {
    start();
    EXPECT_LT(usualWait(200), 50ms);
 }
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers take time, memory and address space of their own
-TEST_F(ClientsTest, SlowReadersOfEverythingCostNeitherTimeNorMemory) {
+TEST_F(ClientsTest, SpendsNeitherTimeNorMemoryOnSlowReadersOfEverything) {
    addHistory();
    start();
    ASSERT_TRUE(eventually([&] { return disks().MemberCount() == 24; })) << log;
@@ -162,7 +162,7 @@ TEST_F(ClientsTest, SlowReadersOfEverythingCostNeitherTimeNorMemory) {
    EXPECT_LT(kilobytes("VmRSS"), idle + 16 * 1024);
 }
 
-TEST_F(ClientsTest, AskingForEverythingWhereMemoryEndsEndsNoAgent) {
+TEST_F(ClientsTest, SurvivesRequestsForEverythingWhereMemoryEnds) {
    addHistory();
    start();
    ASSERT_NO_FATAL_FAILURE(awaitHistory(400000));
@@ -181,7 +181,7 @@ TEST_F(ClientsTest, AskingForEverythingWhereMemoryEndsEndsNoAgent) {
 }
 #endif
 
-TEST_F(ClientsTest, WhereDescriptorsAreScarceItServesOrSaysWhyNotAndRests) {
+TEST_F(ClientsTest, ServesOrReportsTheReasonAndRestsWhenDescriptorsAreScarce) {
    for (int const limit : {10, 12, 14, 16, 18, 20, 24, 32, 64}) {
       startWith("--nofile=" + std::to_string(limit));
       int status = 0;
@@ -210,7 +210,7 @@ TEST_F(ClientsTest, WhereDescriptorsAreScarceItServesOrSaysWhyNotAndRests) {
    }
 }
 
-TEST_F(ClientsTest, ACrowdLeavesDescriptorsToTheTools) {
+TEST_F(ClientsTest, LeavesDescriptorsToTheToolsInACrowd) {
    startWith("--nofile=48");
    ASSERT_TRUE(eventually([] { return true; })) << log;
    Clients const crowd = clients(100, "/api/v1/state");

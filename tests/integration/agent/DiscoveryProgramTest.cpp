@@ -40,7 +40,7 @@ class DiscoveryProgramTest : public AgentProgramTest {
    }
 };
 
-TEST_F(DiscoveryProgramTest, FixedDisksPulledWithoutASerialAreOfflineInTwoSecondsAndOnce) {
+TEST_F(DiscoveryProgramTest, LogsFixedDisksPulledWithoutASerialOnceWithinTwoSeconds) {
    start();
    ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
    for (unsigned pulls = 1; pulls <= 5; ++pulls) {
@@ -57,7 +57,7 @@ TEST_F(DiscoveryProgramTest, FixedDisksPulledWithoutASerialAreOfflineInTwoSecond
    EXPECT_EQ(offlineMessages(), 5U);
 }
 
-TEST_F(DiscoveryProgramTest, WithFewDescriptorsEveryDiskIsClassifiedInTheEnd) {
+TEST_F(DiscoveryProgramTest, ClassifiesEveryDiskInTheEndWithFewDescriptors) {
    constexpr int disks = 10;
    for (int i = 1; i < disks; ++i)
       addDrive((std::string{"sd"} + static_cast<char>('a' + i)).c_str(), static_cast<unsigned>(i + 10),
@@ -73,7 +73,7 @@ TEST_F(DiscoveryProgramTest, WithFewDescriptorsEveryDiskIsClassifiedInTheEnd) {
    EXPECT_NE(log.find(": no longer short of descriptors, processes or memory"), std::string::npos) << log;
 }
 
-TEST_F(DiscoveryProgramTest, ApplianceFilesThatAreNoneOrBadAreReportedAndStallNobody) {
+TEST_F(DiscoveryProgramTest, ReportsBadApplianceFilesAndStallsOnNone) {
    unit.etcFileIs("blockdev", "good drive\n[x flash\ngood ../etc\n");
    ASSERT_EQ(mkfifo((unit.etcFolder() / "multidrive").c_str(), 0600), 0);
    ASSERT_EQ(mkfifo((unit.etcFolder() / "multidrive_src").c_str(), 0600), 0);
@@ -91,7 +91,7 @@ TEST_F(DiscoveryProgramTest, ApplianceFilesThatAreNoneOrBadAreReportedAndStallNo
    EXPECT_NE(checked.text.find(etc + "/multidrive: is no regular file"), std::string::npos) << checked.text;
 }
 
-TEST_F(DiscoveryProgramTest, ALinkInThePlaceOfTheMountSourcesIsNamedByAgentAndCheckConfig) {
+TEST_F(DiscoveryProgramTest, NamesALinkInThePlaceOfTheMountSourcesByAgentAndCheckConfig) {
    std::string const place = folder.string() + "/mount-source";
    std::filesystem::create_directory_symlink(".", place);
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
@@ -106,7 +106,7 @@ TEST_F(DiscoveryProgramTest, ALinkInThePlaceOfTheMountSourcesIsNamedByAgentAndCh
    EXPECT_FALSE(std::filesystem::exists(folder.path() / "drive"));
 }
 
-TEST_F(DiscoveryProgramTest, AsManyEntriesAsThereMayBeAreCheckedInTwoSeconds) {
+TEST_F(DiscoveryProgramTest, ChecksTheMaximumOfEntriesInTwoSeconds) {
    std::string text;
    for (int i = 0; i < 4096; ++i)
       text += "pci.*/nowhere" + std::to_string(i) + "/.* drive\n";

@@ -86,7 +86,7 @@ class HealthTest : public AgentProgramTest {
    }
 };
 
-TEST_F(HealthTest, EveryKeyIsThereFromTheFirstAnswer) {
+TEST_F(HealthTest, ShowsEveryKeyFromTheFirstAnswer) {
    unit.vanish("sda");
    start();
    for (char const * key : {"smartData", "nvmeData", "emmcData", "ioStatData", "readings",
@@ -121,14 +121,14 @@ constexpr char ataRecord[] = R"json({"healthStatusOk": true, "allAttrsPassing": 
       {"id": 173, "name": "Wear", "thresh": 10, "value": 5, "worst": 5, "flags": 3,
        "raw": 9007199254740995, "rawString": "\u00e4", "reportedValue": 5}]})json";
 
-TEST_F(HealthTest, AnAtaTableIsShownAttributeByAttribute) {
+TEST_F(HealthTest, ShowsAnAtaTableAttributeByAttribute) {
    unit.tools().outputIs(Tool::smartctl, "sda", ataReport);
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
    EXPECT_TRUE(isJson(of("smartData", "SN-A"), ataRecord));
 }
 
-TEST_F(HealthTest, ADriveWithoutAVerdictAndATableHasNone) {
+TEST_F(HealthTest, ShowsNeitherVerdictNorTableOfADriveWithoutThem) {
    unit.tools().outputIs(Tool::smartctl, "sda", R"({"ata_smart_attributes": {"table": []}})");
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
@@ -139,7 +139,7 @@ TEST_F(HealthTest, ADriveWithoutAVerdictAndATableHasNone) {
    EXPECT_FALSE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
 }
 
-TEST_F(HealthTest, AnNvmeDriveIsShownWithItsLogAndItsVerdict) {
+TEST_F(HealthTest, ShowsAnNvmeDriveWithItsLogAndItsVerdict) {
    DriveHealth health;
    health.temperature = 41;
    health.percentUsed = 3;
@@ -174,7 +174,7 @@ TEST_F(HealthTest, AnNvmeDriveIsShownWithItsLogAndItsVerdict) {
    EXPECT_FALSE(state["nvmeData"].HasMember("SN-A"));
 }
 
-TEST_F(HealthTest, AChipIsShownWithItsRegistersUntilTheyCannotBeRead) {
+TEST_F(HealthTest, ShowsAnEmmcDeviceWithItsRegistersUntilTheyCannotBeRead) {
    auto const card = Simulation::emmcCard("mmcblk0", cardRegister, 62500000);
    unit.add(card);
    DriveHealth worn;
@@ -194,7 +194,7 @@ TEST_F(HealthTest, AChipIsShownWithItsRegistersUntilTheyCannotBeRead) {
    EXPECT_TRUE(eventually([&] { return isGood(cardSerial, "emmc"); })) << log;
 }
 
-TEST_F(HealthTest, UseIsSampledAndFailedSamplesAreCounted) {
+TEST_F(HealthTest, SamplesUseAndCountsFailedSamples) {
    unit.trafficIs("sda", 1024000, 2048000);
    start();
    ASSERT_TRUE(eventually([&] { return state["ioStatData"].HasMember("SN-A"); })) << log;
@@ -216,7 +216,7 @@ TEST_F(HealthTest, UseIsSampledAndFailedSamplesAreCounted) {
    })) << log;
 }
 
-TEST_F(HealthTest, ABoundedAnswerHasTheNewestMeasurementsOnly) {
+TEST_F(HealthTest, ShowsOnlyTheNewestMeasurementsInABoundedAnswer) {
    start();
    ASSERT_TRUE(eventually([&] { return has("SN-A") && of("ioStatData", "SN-A").Size() > 3; })) << log;
    rapidjson::Document bounded;
@@ -227,7 +227,7 @@ TEST_F(HealthTest, ABoundedAnswerHasTheNewestMeasurementsOnly) {
    EXPECT_THROW(Agent::askAgent(socket, "/api/v1/state?history=x"), Agent::StatusError);
 }
 
-TEST_F(HealthTest, ABadRunChangesNothingAndIsTold) {
+TEST_F(HealthTest, ChangesNothingAfterABadRunAndReportsIt) {
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
    std::string const good = textOf(of("smartData", "SN-A"));
@@ -255,7 +255,7 @@ TEST_F(HealthTest, ABadRunChangesNothingAndIsTold) {
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
 
-TEST_F(HealthTest, AReportForWhichThereIsNoMemoryIsAFailedReadingAndEndsNoAgent) {
+TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
    std::string const good = textOf(of("smartData", "SN-A"));
@@ -283,7 +283,7 @@ TEST_F(HealthTest, AReportForWhichThereIsNoMemoryIsAFailedReadingAndEndsNoAgent)
 
 #endif
 
-TEST_F(HealthTest, AWholeReportWithAnAcceptedExitBitIsTaken) {
+TEST_F(HealthTest, AcceptsAWholeReportWithAnAcceptedExitBit) {
    unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
@@ -294,7 +294,7 @@ TEST_F(HealthTest, AWholeReportWithAnAcceptedExitBitIsTaken) {
    EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
 }
 
-TEST_F(HealthTest, AWholeReportWithAnExitBitThatIsNotAcceptedIsRefused) {
+TEST_F(HealthTest, RefusesAWholeReportWithAnExitBitThatIsNotAccepted) {
    unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
    toolsKeyIs("accept_exit_bits = { smartctl = [3] }");
    start();
@@ -305,7 +305,7 @@ TEST_F(HealthTest, AWholeReportWithAnExitBitThatIsNotAcceptedIsRefused) {
    EXPECT_TRUE((*lastRun("smartctl", "/dev/sda"))["failed"].GetBool());
 }
 
-TEST_F(HealthTest, AToolThatHangsIsEndedAndDelaysNobodyElse) {
+TEST_F(HealthTest, EndsAToolThatHangsAndDelaysNobodyElse) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::smartctl, "sda", true);
    toolsKeyIs("timeout = 2");
@@ -325,7 +325,7 @@ TEST_F(HealthTest, AToolThatHangsIsEndedAndDelaysNobodyElse) {
    EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
 }
 
-TEST_F(HealthTest, ADiskThatGoesTakesItsRecordsAlong) {
+TEST_F(HealthTest, DropsTheRecordsOfADiskThatGoes) {
    addNvme();
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme") && isGood("SN-A", "smartctl"); })) << log;
@@ -336,7 +336,7 @@ TEST_F(HealthTest, ADiskThatGoesTakesItsRecordsAlong) {
    EXPECT_TRUE(state["smartData"].HasMember("SN-A"));
 }
 
-TEST_F(HealthTest, StatusShowsTheFiguresAndWhatFails) {
+TEST_F(HealthTest, ShowsFiguresAndFailingReadingsByStatus) {
    unit.trafficIs("sda", 0, 2048000);
    addNvme();
    unit.tools().outputDel(Tool::nvmeSmartLog, "nvme0n1");
@@ -355,7 +355,7 @@ TEST_F(HealthTest, StatusShowsTheFiguresAndWhatFails) {
    EXPECT_TRUE(document["nvmeData"]["SN-N"].ObjectEmpty());
 }
 
-TEST_F(HealthTest, AVerdictFollowsItsLimitsAsTheyAreReadAgain) {
+TEST_F(HealthTest, AppliesReloadedLimitsToAVerdict) {
    auto const verdictIs = [this](char const * word) {
       return eventually([&] {
          return state["verdicts"].HasMember("SN-A") &&
@@ -374,7 +374,7 @@ TEST_F(HealthTest, AVerdictFollowsItsLimitsAsTheyAreReadAgain) {
    EXPECT_TRUE(verdictIs("ok")) << log;
 }
 
-TEST_F(HealthTest, ADiskThatWentStaysAbsentUntilAReload) {
+TEST_F(HealthTest, ShowsARemovedDiskAsAbsentUntilAReload) {
    addNvme();
    start();
    ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme"); })) << log;

@@ -129,7 +129,7 @@ class KernelBurstTest : public AgentProgramTest {
    }
 };
 
-TEST_F(KernelBurstTest, ABurstIsHeardToItsLastLineWhileQuestionsAreAnswered) {
+TEST_F(KernelBurstTest, ReadsABurstToItsLastLineAndAnswersMeanwhile) {
    start();
    ASSERT_TRUE(eventually([&] { return isRecorded("SN-A") && isRecorded("SN-B"); })) << log;
    ASSERT_GE(fcntl(agent->outputDescriptor(), F_SETPIPE_SZ, outputSize), outputSize);

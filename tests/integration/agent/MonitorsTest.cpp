@@ -67,7 +67,7 @@ class MonitorsTest : public AgentProgramTest {
    rapidjson::Document messages;
 };
 
-TEST_F(MonitorsTest, AnExpectedMountWithoutADiskIsTold) {
+TEST_F(MonitorsTest, LogsAnExpectedMountWithoutADisk) {
    startSettled();
    EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
    EXPECT_EQ(text("STORAGEDEVICE_DETECTION_ERROR"), "Failed to detect storage device /mnt/flash on bootup.");
@@ -77,7 +77,7 @@ TEST_F(MonitorsTest, AnExpectedMountWithoutADiskIsTold) {
    EXPECT_TRUE(std::filesystem::exists(folder.path() / "mount-source/usb1"));
 }
 
-TEST_F(MonitorsTest, AUnitThatIsNotIdentifiedInAMinuteIsLookedAtAllTheSame) {
+TEST_F(MonitorsTest, ChecksAUnitThatIsNotIdentifiedInAMinute) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Simulation::Tool::hdparm, "sdb", true);
    timeScaleIs(30);
@@ -87,7 +87,7 @@ TEST_F(MonitorsTest, AUnitThatIsNotIdentifiedInAMinuteIsLookedAtAllTheSame) {
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
 }
 
-TEST_F(MonitorsTest, AFixedDiskThatIsPulledIsTold) {
+TEST_F(MonitorsTest, LogsAFixedDiskThatIsPulled) {
    startSettled();
    unit.unplug("sda");
    ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_OFFLINE"); })) << log;
@@ -96,7 +96,7 @@ TEST_F(MonitorsTest, AFixedDiskThatIsPulledIsTold) {
    EXPECT_EQ(state["storageDevicesInfo"]["fsList"]["SN-A"]["disconnectCount"].GetUint(), 1U);
 }
 
-TEST_F(MonitorsTest, AnotherMountInTheDisksPlaceIsTold) {
+TEST_F(MonitorsTest, LogsAnotherMountInTheDisksPlace) {
    if (std::string const lacking = Support::ownMountTable(); !lacking.empty())
       GTEST_SKIP() << lacking;
    Support::MountedFolder const drive{"/dev/sdz1", "/mnt/drive"};
@@ -112,7 +112,7 @@ TEST_F(MonitorsTest, AnotherMountInTheDisksPlaceIsTold) {
    EXPECT_TRUE(eventually([&] { return folder.content("mount-source/flash") == "/dev/sdy1\n"; })) << log;
 }
 
-TEST_F(MonitorsTest, TheDisksOwnMountIsInOrder) {
+TEST_F(MonitorsTest, AcceptsTheDisksOwnMount) {
    if (std::string const lacking = Support::ownMountTable(); !lacking.empty())
       GTEST_SKIP() << lacking;
    Support::MountedFolder const drive{"/dev/sda1", "/mnt/drive"};
@@ -123,7 +123,7 @@ TEST_F(MonitorsTest, TheDisksOwnMountIsInOrder) {
              "");
 }
 
-TEST_F(MonitorsTest, EachRunTestsAFileSystemWithTextsOfItsOwn) {
+TEST_F(MonitorsTest, TestsAFileSystemWithNewTextsInEachRun) {
    if (!unit.fileSystems().takeDirectIo())
       GTEST_SKIP() << "no folder here takes direct I/O";
    unit.fileSystems().mountIs("drive", "sda1");
@@ -140,7 +140,7 @@ TEST_F(MonitorsTest, EachRunTestsAFileSystemWithTextsOfItsOwn) {
    EXPECT_NE(written(), first);
 }
 
-TEST_F(MonitorsTest, AMountPointWithoutAMountIsWaitedForAndThenTold) {
+TEST_F(MonitorsTest, WaitsForAMissingMountAndThenLogsIt) {
    config("[clock]\ntime_scale = 1000\n", "poll_interval = 86400\n");
    startSettled();
    ASSERT_TRUE(eventually([&] {
@@ -157,7 +157,7 @@ TEST_F(MonitorsTest, AMountPointWithoutAMountIsWaitedForAndThenTold) {
    EXPECT_EQ(mountPoint.MemberCount(), 1U);
 }
 
-TEST_F(MonitorsTest, AnErrorThatTheKernelReportsIsToldWithWhatToDo) {
+TEST_F(MonitorsTest, LogsAnErrorThatTheKernelReportsWithItsRemedy) {
    startSettled();
    ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
    ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
@@ -177,7 +177,7 @@ TEST_F(MonitorsTest, AnErrorThatTheKernelReportsIsToldWithWhatToDo) {
              std::string::npos);
 }
 
-TEST_F(MonitorsTest, AStickWithErrorsIsToldAsOne) {
+TEST_F(MonitorsTest, LogsErrorsOfAStickAsOfARemovableDisk) {
    unit.add(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
    startSettled();
    ASSERT_TRUE(eventually([&] { return has("STICK"); })) << log;
@@ -187,7 +187,7 @@ TEST_F(MonitorsTest, AStickWithErrorsIsToldAsOne) {
    EXPECT_TRUE(eventually([&] { return !state["storageDevicesInfo"]["fsList"].HasMember("STICK"); })) << log;
 }
 
-TEST_F(MonitorsTest, WithoutAPlaceForTheKernelsSocketTheRestRuns) {
+TEST_F(MonitorsTest, RunsTheRestWithoutAPlaceForTheKernelsSocket) {
    kernelSocket = folder.string() + "/nowhere/kernel.sock";
    config("");
    startSettled();
@@ -199,7 +199,7 @@ TEST_F(MonitorsTest, WithoutAPlaceForTheKernelsSocketTheRestRuns) {
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
-TEST_F(MonitorsTest, TheKernelsSocketOfAnotherAgentIsItsOwn) {
+TEST_F(MonitorsTest, UsesASocketOfItsOwnBesideAnotherAgent) {
    startSettled();
    auto const firstSocket = std::exchange(socket, folder.string() + "/second.sock");
    auto const first = std::move(agent);
@@ -215,7 +215,7 @@ TEST_F(MonitorsTest, TheKernelsSocketOfAnotherAgentIsItsOwn) {
    EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
 }
 
-TEST_F(MonitorsTest, AFileInThePlaceOfTheKernelsSocketStays) {
+TEST_F(MonitorsTest, KeepsAFileInThePlaceOfTheKernelsSocket) {
    kernelSocket = folder.fileIs("precious", "precious").string();
    config("");
    startSettled();
@@ -224,7 +224,7 @@ TEST_F(MonitorsTest, AFileInThePlaceOfTheKernelsSocketStays) {
    EXPECT_EQ(folder.content("precious"), "precious");
 }
 
-TEST_F(MonitorsTest, ADrivesTemperatureIsItsSensors) {
+TEST_F(MonitorsTest, ShowsADrivesTemperatureAtItsSensor) {
    timeScaleIs(100,
                "[sensors.Bay1]\noverheat = 45.0\ncritical = 55.0\n[appliance.sensors]\nSN-A = \"Bay1\"\n");
    start();
@@ -245,7 +245,7 @@ TEST_F(MonitorsTest, ADrivesTemperatureIsItsSensors) {
    EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");
 }
 
-TEST_F(MonitorsTest, ALifeThatFallsFastIsTold) {
+TEST_F(MonitorsTest, LogsALifeThatFallsFast) {
    auto const drive = addNvme();
    timeScaleIs(100);
    start();
@@ -274,7 +274,7 @@ TEST_F(MonitorsTest, ALifeThatFallsFastIsTold) {
        << told;
 }
 
-TEST_F(MonitorsTest, MessagesAreShownNewestLastWithWhatToDo) {
+TEST_F(MonitorsTest, ShowsMessagesNewestLastWithTheirRemedy) {
    startSettled();
    ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
    Output const shown = runProgram("messages --socket " + socket);
@@ -292,7 +292,7 @@ TEST_F(MonitorsTest, MessagesAreShownNewestLastWithWhatToDo) {
    EXPECT_EQ(document, messages);
 }
 
-TEST_F(MonitorsTest, FollowingShowsWhatComesAndEndsWithTheAgent) {
+TEST_F(MonitorsTest, FollowsMessagesAndEndsWithTheAgent) {
    startSettled();
    ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
    FILE * const follower = popen(

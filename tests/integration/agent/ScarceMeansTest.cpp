@@ -76,7 +76,7 @@ class ScarceProcessesTest : public AgentProgramTest {
    }
 };
 
-TEST_F(ScarceProcessesTest, ReadingsFailWithCauseAndRemedyAndRecoverWithTheLimit) {
+TEST_F(ScarceProcessesTest, ReportsCauseAndRemedyOfFailedReadingsAndRecoversWithTheLimit) {
    if (std::string const reason = lacking(); !reason.empty())
       GTEST_SKIP() << reason;
    start(1000);
@@ -94,7 +94,7 @@ TEST_F(ScarceProcessesTest, ReadingsFailWithCauseAndRemedyAndRecoverWithTheLimit
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
-TEST_F(ScarceProcessesTest, AnAgentThatStartsWithoutThemFindsItsDisksAndItsWatchdogWhenItMay) {
+TEST_F(ScarceProcessesTest, FindsDisksAndWatchdogOfAnAgentStartedWithoutProcessesLater) {
    if (std::string const reason = lacking(); !reason.empty())
       GTEST_SKIP() << reason;
    start(1);
@@ -127,7 +127,7 @@ class ScarceStartTest : public AgentProgramTest {
    }
 };
 
-TEST_F(ScarceStartTest, WithoutADescriptorForItsLoopItSaysSoInOneLine) {
+TEST_F(ScarceStartTest, ReportsAMissingDescriptorForItsLoopInOneLine) {
    Output const started = startWith(4);
    EXPECT_EQ(started.exitCode, 1) << started.text;
    std::string const last = lastLine(started.text);
@@ -135,7 +135,7 @@ TEST_F(ScarceStartTest, WithoutADescriptorForItsLoopItSaysSoInOneLine) {
    EXPECT_EQ(started.text.find("terminate"), std::string::npos) << started.text;
 }
 
-TEST_F(ScarceStartTest, WhateverItsFirstDescriptorsAreItEndsWithCauseAndRemedy) {
+TEST_F(ScarceStartTest, EndsWithCauseAndRemedyWhateverItsFirstDescriptorsAre) {
    fs::create_directories(socket);  // nothing can listen there, so that it ends at once
    for (int const limit : {4, 5, 6, 7, 8}) {
       Output const started = startWith(limit);

@@ -27,7 +27,7 @@ class AgentSignalsTest : public AgentProgramTest {
    void reload() const { signalAgent(SIGHUP); }
 };
 
-TEST_F(AgentSignalsTest, EverySignalThatEndsAProcessEndsItCleanly) {
+TEST_F(AgentSignalsTest, EndsCleanlyAtEverySignalThatEndsAProcess) {
    for (int const signal : {SIGUSR1, SIGUSR2, SIGALRM, SIGQUIT, SIGINT, SIGTERM}) {
       startReady();
       EXPECT_TRUE(endsBy(signal)) << signal;
@@ -37,7 +37,7 @@ TEST_F(AgentSignalsTest, EverySignalThatEndsAProcessEndsItCleanly) {
    }
 }
 
-TEST_F(AgentSignalsTest, ASighupHasWhatChangedHoldAndNamesWhatWaitsForTheNextStart) {
+TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    startReady();
    unsigned const runs = state["tools"]["runs"].GetUint();
    config("[clock]\ntime_scale = 2\n[trace]\nStorageConnectedDevicesSm = 2\n", "poll_interval = 1\n");
@@ -56,7 +56,7 @@ TEST_F(AgentSignalsTest, ASighupHasWhatChangedHoldAndNamesWhatWaitsForTheNextSta
    EXPECT_TRUE(says("configuration read again: trace holds now\n")) << log;
 }
 
-TEST_F(AgentSignalsTest, ABadConfigurationChangesNothingAndIsReportedByFileAndLine) {
+TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine) {
    startReady();
    config("[trace]\nNoSuchFacility = 1\n", "poll_interval = 1\n");
    reload();
@@ -76,7 +76,7 @@ TEST_F(AgentSignalsTest, ABadConfigurationChangesNothingAndIsReportedByFileAndLi
    EXPECT_TRUE(says("configuration read again: nothing in it has changed\n")) << log;
 }
 
-TEST_F(AgentSignalsTest, AReloadForgetsDisksThatAreGoneAndNoMessage) {
+TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
    startReady();
    ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
    unit.unplug("sda");
@@ -92,7 +92,7 @@ TEST_F(AgentSignalsTest, AReloadForgetsDisksThatAreGoneAndNoMessage) {
 }
 
 // Ended at whatever moment of its start, it leaves nothing behind.
-TEST_F(AgentSignalsTest, ASigtermAtAnyMomentOfTheStartLeavesNothing) {
+TEST_F(AgentSignalsTest, LeavesNothingAfterASigtermAtAnyMomentOfTheStart) {
    unit.tools().delayIs(Agent::Simulation::Tool::hdparm, "sda", 0.05);
    std::mt19937 random{5};  // NOLINT(cert-msc51-cpp): the same moments each time
    for (int round = 0; round < 25; ++round) {
@@ -110,7 +110,7 @@ TEST_F(AgentSignalsTest, ASigtermAtAnyMomentOfTheStartLeavesNothing) {
    }
 }
 
-TEST_F(AgentSignalsTest, AConfigurationComesThroughAPipe) {
+TEST_F(AgentSignalsTest, ReadsAConfigurationThroughAPipe) {
    // The latter as shells name the pipe that stands for a command's output.
    for (std::string const name : {"/dev/stdin", "/dev/fd/0"}) {
       Output const checked =
@@ -120,7 +120,7 @@ TEST_F(AgentSignalsTest, AConfigurationComesThroughAPipe) {
    }
 }
 
-TEST_F(AgentSignalsTest, AConfigurationThatNeverComesHoldsNoStart) {
+TEST_F(AgentSignalsTest, EndsItsWaitForAConfigurationThatNeverComes) {
    std::string const fifo = folder.string() + "/fifo";
    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
    Output const refused = runProgram("agent --config " + fifo);
@@ -129,7 +129,7 @@ TEST_F(AgentSignalsTest, AConfigurationThatNeverComesHoldsNoStart) {
              fifo + ": is a pipe, which may stay open for ever; name a regular file with --config\n");
 }
 
-TEST_F(AgentSignalsTest, DirectoriesThatItMakesAreOpenWhateverTheUmask) {
+TEST_F(AgentSignalsTest, MakesOpenDirectoriesWhateverTheUmask) {
    for (mode_t const mask : {0077U, 0U}) {
       mode_t const before = umask(mask);
       start();

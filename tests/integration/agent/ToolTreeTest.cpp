@@ -36,13 +36,13 @@ class ToolTreeTest : public AgentProgramTest {
    }
 };
 
-TEST_F(ToolTreeTest, WhatAToolLeftBehindEndsWithItsRun) {
+TEST_F(ToolTreeTest, EndsProcessesThatAToolLeftBehindWithItsRun) {
    start();
    ASSERT_TRUE(eventually([&] { return has("SN-A") && leftBehind(); })) << log;
    EXPECT_TRUE(eventually([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
 }
 
-TEST_F(ToolTreeTest, AToolThatPassesItsTimeLimitIsEndedWithWhatItBegan) {
+TEST_F(ToolTreeTest, EndsAToolThatPassesItsTimeLimitWithItsProcesses) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    toolsKeyIs("timeout = 1");
    start();
@@ -51,7 +51,7 @@ TEST_F(ToolTreeTest, AToolThatPassesItsTimeLimitIsEndedWithWhatItBegan) {
    EXPECT_TRUE(eventually([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
 }
 
-TEST_F(ToolTreeTest, AStoppedAgentLeavesNothingOfATool) {
+TEST_F(ToolTreeTest, LeavesNothingOfAToolWhenStopped) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    start();
    ASSERT_TRUE(eventually([&] { return leftBehind() && watchingProcesses() > 2; })) << log;
@@ -60,7 +60,7 @@ TEST_F(ToolTreeTest, AStoppedAgentLeavesNothingOfATool) {
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
-TEST_F(ToolTreeTest, LinesThatNobodyReadsAreCountedInTheState) {
+TEST_F(ToolTreeTest, CountsLinesThatNobodyReadsInTheState) {
    config("[trace]\nStorageSmartDataMonitorSm = 9\nStorageIOStatSm = 9\n[clock]\ntime_scale = 10000\n",
           "poll_interval = 1\n");
    start();
@@ -72,7 +72,7 @@ TEST_F(ToolTreeTest, LinesThatNobodyReadsAreCountedInTheState) {
    EXPECT_TRUE(state["kernelLines"].ObjectEmpty());
 }
 
-TEST_F(ToolTreeTest, LinesOfTheKernelAreCountedWhileTheyAreForwarded) {
+TEST_F(ToolTreeTest, CountsLinesOfTheKernelWhileTheyAreForwarded) {
    start();
    EXPECT_TRUE(state["kernelLines"].ObjectEmpty());
    std::string text = folder.content("agent.toml");
