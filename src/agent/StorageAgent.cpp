@@ -104,7 +104,7 @@ StorageAgent::~StorageAgent() {
 }
 
 void StorageAgent::run() {
-   log_.notice(LOG_INFO, "Base::version " + std::string{Base::version} + " started; status on " +
+   log_.notice(LOG_INFO, "version " + std::string{Base::version} + " started; status on " +
                              config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(LOG_NOTICE, line);

@@ -18,7 +18,7 @@ using Texts = std::vector<std::string>;
 
 class LifetimeThroughMonitorsTest : public Support::ToolMonitorTest {
  protected:
-   LifetimeThroughMonitors(std::string const & tool, Support::DiskFields disk)
+   LifetimeThroughMonitorsTest(std::string const & tool, Support::DiskFields disk)
        : ToolMonitorTest{tool, "StorageDeviceLifetimeMonitorSm", std::move(disk)} {
       interval_->intervalIs(day);
       written(0);

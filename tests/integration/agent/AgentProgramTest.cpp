@@ -75,6 +75,14 @@ TEST_F(AgentProgramTest, ShowsTheDisksThatItFound) {
    EXPECT_STREQ(state["connectedDevices"]["udevSerialToSerialMap"]["UDEV-SN-A"].GetString(), "SN-A");
 }
 
+TEST_F(AgentProgramTest, ReportsItsVersionAndItsSocketAtTheStart) {
+   start();
+   std::string version = runProgram("--version").text;  // "storagedevices 1.2.3\n"
+   version = version.substr(version.find(' ') + 1, version.find('\n') - version.find(' ') - 1);
+   std::string const line = "storagedevices: version " + version + " started; status on " + socket + "\n";
+   EXPECT_TRUE(eventually([&] { return log.find(line) != std::string::npos; })) << log << "without " << line;
+}
+
 TEST_F(AgentProgramTest, FollowsPlugAndPull) {
    start();
    unit.plug(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
