@@ -46,14 +46,6 @@ class EnumerationScope {
 
 }  // namespace
 
-ConnectedDevicesSm::NestedSm_InfoReactor::NestedSm_InfoReactor(
-    ConnectedDevicesSm & owner, Pelm::Ptr<DiskInfoCollectorSm> const & collector)
-    : owner_{owner}, udevSerial_{collector->device()->name()} {
-   notifierIs(collector);
-   on<&NestedSm_InfoReactor::handleFinalDisk>(collector->finalDisk, *this);
-   hasNotificationActiveIs(true);
-}
-
 ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
                                        Pelm::Ptr<ConnectedDevices> devices,
                                        Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm)
@@ -64,14 +56,7 @@ ConnectedDevicesSm::ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig,
       seen_{std::make_unique<SeenDevices>()} {}
 
 ConnectedDevicesSm::~ConnectedDevicesSm() {
-   diskInfoCollectorSmDelAll();
    handleDeletion();
-}
-
-void ConnectedDevicesSm::vornDoZombieReactors(bool zombie) {
-   socketReactor_.hasNotificationActiveIs(!zombie);
-   for (auto const & [udevSerial, reactor] : infoReactor)
-      reactor->hasNotificationActiveIs(!zombie);
 }
 
 void ConnectedDevicesSm::handleDeletion() {
@@ -130,7 +115,7 @@ void ConnectedDevicesSm::rescan() {
    rescanWanted_ = enumerating_;
    if (enumerating_ || !socketFd_)
       return;
-   // A subscriber that is notified of a disk may drop this machine.
+   // The host calls this, and its subscriber that is notified of a disk may drop this machine.
    Pelm::KeepAlive const keepAlive{*this};
    if (rules_.shortage != 0)
       readRules();
@@ -230,7 +215,6 @@ void ConnectedDevicesSm::forgetGone(Scan const & scan) {
 }
 
 void ConnectedDevicesSm::handleSocket() {
-   Pelm::KeepAlive const keepAlive{*this};
    errno = 0;
    UdevDevicePtr const device{udev_monitor_receive_device(monitor_)};
    if (!device) {
@@ -334,13 +318,10 @@ void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
    disks_->remove(udevSerial);
 }
 
-// By value: the caller's text is destroyed with the reactor that is deleted here.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
-void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String udevSerial) {
+void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String const & udevSerial) {
    auto const collector = diskInfoCollectorSm(udevSerial);
    if (!collector || !collector->finalDisk())
       return;
-   Pelm::KeepAlive const keepAlive{*this};
    diskInfoCollectorSmDel(udevSerial);
    Pelm::String const sysPath = seen_->pathOf(udevSerial);
    int const error = collector->startError();
@@ -383,7 +364,9 @@ void ConnectedDevicesSm::diskInfoCollectorSmDelAll() {
 }
 
 void ConnectedDevicesSm::infoReactorIs(Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
-   infoReactor.memberIs(collector->device()->name(), Pelm::make<NestedSm_InfoReactor>(*this, collector));
+   Pelm::String const & udevSerial = collector->device()->name();
+   infoReactor.memberIs(udevSerial,
+                        Pelm::make<NestedSm_InfoReactor>(*this, udevSerial, collector->finalDisk));
 }
 
 Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(

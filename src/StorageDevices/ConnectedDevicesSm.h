@@ -26,6 +26,7 @@
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/EachMember.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
 #include "runtime/model/FruConfig.h"
@@ -50,18 +51,6 @@ struct Unclassified {
 };
 
 class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
-   // Waits for one collector's result.
-   class NestedSm_InfoReactor final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_InfoReactor(ConnectedDevicesSm & owner, Pelm::Ptr<DiskInfoCollectorSm> const & collector);
-
-    private:
-      void handleFinalDisk() { owner_.handleInfoCollectorCompleted(udevSerial_); }
-
-      ConnectedDevicesSm & owner_;
-      Pelm::String udevSerial_;
-   };
-
  public:
    ConnectedDevicesSm(Pelm::Ptr<FruConfig const> fruConfig, Pelm::Ptr<ConnectedDevices> devices,
                       Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm);
@@ -96,6 +85,10 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    std::vector<Pelm::String> const & etcMultidrive() const { return rules_.etcMultidrive; }
    Vorn::Optional<Pelm::String> const & multidriveSrc() const { return rules_.multidriveSrc; }
 
+   // A collector has published its result.
+   void handleInfoCollectorCompleted(Pelm::String const & udevSerial);
+   using NestedSm_InfoReactor = Vorn::MemberReactor<&ConnectedDevicesSm::handleInfoCollectorCompleted>;
+
    // The running collectors, by udev serial, each with the reactor that waits for it.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskInfoCollectorSm>, ConnectedDevicesSm> diskInfoCollectorSm{
        *this, "diskInfoCollectorSm"};
@@ -116,11 +109,9 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
 
    void handleInitialized();
    void handleSocket();
-   void handleInfoCollectorCompleted(Pelm::String udevSerial);
    void handleInternalDevicesReady();
    // Releases udev; no event is handled any more.
    void handleDeletion();
-   void vornDoZombieReactors(bool zombie) override;
 
    // Compares the set with all present devices. Classifies new, changed and unclassified devices, and deletes
    // those that are gone. An unchanged device costs a few reads of sysfs, no process and no write; a running

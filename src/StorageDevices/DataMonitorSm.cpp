@@ -22,13 +22,6 @@ DataMonitorSm::DataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
    devicesReactor_.hasNotificationActiveIs(true);
 }
 
-void DataMonitorSm::vornDoZombieReactors(bool zombie) {
-   pollIntervalReactor_.hasNotificationActiveIs(!zombie);
-   devicesReactor_.hasNotificationActiveIs(!zombie);
-   if (clock_)
-      clock_->hasNotificationActiveIs(!zombie);
-}
-
 void DataMonitorSm::handleInitialized() {
    clock_.emplace(*this);
    for (auto const & [serial, disk] : devices_->disk) {
@@ -67,8 +60,6 @@ void DataMonitorSm::handleDisk(Pelm::String const & serial) {
 void DataMonitorSm::handleClock() {
    if (!initialized())
       return;
-   // A subscriber that is notified here may drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "polling the " << typeStr() << " data";
    update();
    pollCountInc(1);

@@ -28,7 +28,6 @@ class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
 
    // Publishes `pollCount`.
    Pelm::Publisher * publisher() const override { return &pollCount.publisher(); }
-   void vornDoZombieReactors(bool zombie) override;
 
    // A disk appeared, changed or disappeared.
    virtual void handleDisk(Pelm::String const & serial);

@@ -55,10 +55,6 @@ DeviceDetectionSm::DeviceDetectionSm(Pelm::Ptr<FruConfig const> fruConfig,
    devicesReactor_.hasNotificationActiveIs(true);
 }
 
-void DeviceDetectionSm::vornDoZombieReactors(bool zombie) {
-   devicesReactor_.hasNotificationActiveIs(!zombie);
-}
-
 void DeviceDetectionSm::handleInitialized() {
    checkExpectedMounts();
    for (auto const & [serial, disk] : devices_->disk)

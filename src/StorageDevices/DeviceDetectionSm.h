@@ -25,7 +25,6 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
 
    void handleInitialized();
    void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
    void checkExpectedMounts() const;

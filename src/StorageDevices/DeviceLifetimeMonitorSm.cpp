@@ -31,33 +31,6 @@ std::int64_t percentLeft(NvmeAttr const & percentageUsed) {
 
 }  // namespace
 
-DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
-    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record)
-    : owner_{owner}, serial_{record->name()} {
-   notifierIs(record);
-   on<&NestedSm_SmartDeviceData::handleLifetimeRemaining>(record->lifetimeRemaining, *this);
-   hasNotificationActiveIs(true);
-}
-
-void DeviceLifetimeMonitorSm::NestedSm_SmartDeviceData::handleLifetimeRemaining(
-    Vorn::Change<OptionalSmartAttr> const & change) {
-   owner_.handleSmartData(serial_, change.old, change.now);
-}
-
-DeviceLifetimeMonitorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(
-    DeviceLifetimeMonitorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record)
-    : owner_{owner}, serial_{record->name()} {
-   notifierIs(record);
-   on<&NestedSm_NvmeDeviceData::handlePercentageUsed>(record->percentageUsed, *this);
-   hasNotificationActiveIs(true);
-}
-
-void DeviceLifetimeMonitorSm::NestedSm_NvmeDeviceData::handlePercentageUsed(
-    Vorn::Change<NvmeAttr> const & change) {
-   auto const left = [](NvmeAttr const & used) { return NvmeAttr{used.name, percentLeft(used)}; };
-   owner_.handleNvmeData(serial_, left(*change.old), left(*change.now));
-}
-
 DeviceLifetimeMonitorSm::DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> devices,
                                                  Pelm::Ptr<EmmcData const> emmcData,
                                                  Pelm::Ptr<NvmeData const> nvmeData,
@@ -69,36 +42,12 @@ DeviceLifetimeMonitorSm::DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> dev
       smartData_{std::move(smartData)},
       iostat_{std::move(iostat)} {}
 
-DeviceLifetimeMonitorSm::~DeviceLifetimeMonitorSm() {
-   smartDeviceData_.memberDelAll();
-   nvmeDeviceData_.memberDelAll();
-   deviceLifetimeChangeDelAll();
-}
-
-void DeviceLifetimeMonitorSm::vornDoZombieReactors(bool zombie) {
-   devicesReactor_.hasNotificationActiveIs(!zombie);
-   smartDataReactor_.hasNotificationActiveIs(!zombie);
-   nvmeDataReactor_.hasNotificationActiveIs(!zombie);
-   for (auto const & [serial, reactor] : smartDeviceData_)
-      reactor->hasNotificationActiveIs(!zombie);
-   for (auto const & [serial, reactor] : nvmeDeviceData_)
-      reactor->hasNotificationActiveIs(!zombie);
-}
-
 void DeviceLifetimeMonitorSm::handleInitialized() {
    devicesReactor_.notifierIs(devices_);
    devicesReactor_.on<&DeviceLifetimeMonitorSm::handleDisk>(devices_->disk, *this);
    devicesReactor_.hasNotificationActiveIs(true);
-   smartDataReactor_.notifierIs(smartData_);
-   smartDataReactor_.on<&DeviceLifetimeMonitorSm::handleSmartRecord>(smartData_->deviceData, *this);
-   smartDataReactor_.hasNotificationActiveIs(true);
-   nvmeDataReactor_.notifierIs(nvmeData_);
-   nvmeDataReactor_.on<&DeviceLifetimeMonitorSm::handleNvmeRecord>(nvmeData_->deviceData, *this);
-   nvmeDataReactor_.hasNotificationActiveIs(true);
-   for (auto const & [serial, record] : smartData_->deviceData)
-      handleSmartRecord(serial);
-   for (auto const & [serial, record] : nvmeData_->deviceData)
-      handleNvmeRecord(serial);
+   smartReactors_.notifierIs(smartData_);
+   nvmeReactors_.notifierIs(nvmeData_);
 }
 
 void DeviceLifetimeMonitorSm::handleDisk(Pelm::String const & serial) {
@@ -106,16 +55,15 @@ void DeviceLifetimeMonitorSm::handleDisk(Pelm::String const & serial) {
       deviceLifetimeChangeDel(serial);
 }
 
-void DeviceLifetimeMonitorSm::handleSmartRecord(Pelm::String const & serial) {
-   smartDeviceData_.memberDel(serial);
-   if (Pelm::Ptr<DeviceSmartData> const record = smartData_->deviceData(serial))
-      smartDeviceData_.memberIs(serial, Pelm::make<NestedSm_SmartDeviceData>(*this, record));
+void DeviceLifetimeMonitorSm::handleLifetimeRemaining(Pelm::String const & serial,
+                                                      Vorn::Change<OptionalSmartAttr> const & change) {
+   handleSmartData(serial, change.old, change.now);
 }
 
-void DeviceLifetimeMonitorSm::handleNvmeRecord(Pelm::String const & serial) {
-   nvmeDeviceData_.memberDel(serial);
-   if (Pelm::Ptr<DeviceNvmeData> const record = nvmeData_->deviceData(serial))
-      nvmeDeviceData_.memberIs(serial, Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
+void DeviceLifetimeMonitorSm::handlePercentageUsed(Pelm::String const & serial,
+                                                   Vorn::Change<NvmeAttr> const & change) {
+   auto const left = [](NvmeAttr const & used) { return NvmeAttr{used.name, percentLeft(used)}; };
+   handleNvmeData(serial, left(*change.old), left(*change.now));
 }
 
 void DeviceLifetimeMonitorSm::handleSmartData(Pelm::String const & serial,
@@ -140,8 +88,6 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
-   // A notification or message from here may make the host drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
    Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);

@@ -17,6 +17,7 @@
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/EachMember.h"
 #include "runtime/Vorn/Notifiee.h"
 #include "runtime/Vorn/Optional.h"
 #include "runtime/Vorn/Seconds.h"
@@ -57,35 +58,10 @@ class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
 };
 
 class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
-   // Watch the life figure of one record.
-   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_SmartDeviceData(DeviceLifetimeMonitorSm & owner,
-                               Pelm::Ptr<DeviceSmartData const> const & record);
-
-    private:
-      void handleLifetimeRemaining(Vorn::Change<OptionalSmartAttr> const & change);
-
-      DeviceLifetimeMonitorSm & owner_;
-      Pelm::String serial_;
-   };
-   class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_NvmeDeviceData(DeviceLifetimeMonitorSm & owner,
-                              Pelm::Ptr<DeviceNvmeData const> const & record);
-
-    private:
-      void handlePercentageUsed(Vorn::Change<NvmeAttr> const & change);
-
-      DeviceLifetimeMonitorSm & owner_;
-      Pelm::String serial_;
-   };
-
  public:
    DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> devices, Pelm::Ptr<EmmcData const> emmcData,
                            Pelm::Ptr<NvmeData const> nvmeData, Pelm::Ptr<SmartData const> smartData,
                            Pelm::Ptr<IOStatData> iostat);
-   ~DeviceLifetimeMonitorSm() override;
 
    Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
    Pelm::Ptr<EmmcData const> const & emmcData() const { return emmcData_; }
@@ -114,12 +90,11 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    void handleChange(Pelm::String const & serial, std::int64_t newValue);
 
    void handleInitialized();
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
    void handleDisk(Pelm::String const & serial);
-   void handleSmartRecord(Pelm::String const & serial);
-   void handleNvmeRecord(Pelm::String const & serial);
+   void handleLifetimeRemaining(Pelm::String const & serial, Vorn::Change<OptionalSmartAttr> const & change);
+   void handlePercentageUsed(Pelm::String const & serial, Vorn::Change<NvmeAttr> const & change);
    std::uint64_t bytesWritten(Pelm::String const & serial) const;
    void logFall(DeviceLifetimeChange & change, ConnectedDisk const * disk, std::uint64_t gigabytes,
                 Vorn::Seconds span);
@@ -129,13 +104,13 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    Pelm::Ptr<NvmeData const> nvmeData_;
    Pelm::Ptr<SmartData const> smartData_;
    Pelm::Ptr<IOStatData> iostat_;
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartDeviceData>, DeviceLifetimeMonitorSm>
-       smartDeviceData_{*this, "smartDeviceData"};
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, DeviceLifetimeMonitorSm>
-       nvmeDeviceData_{*this, "nvmeDeviceData"};
    Vorn::NotifieeConst devicesReactor_;
-   Vorn::NotifieeConst smartDataReactor_;
-   Vorn::NotifieeConst nvmeDataReactor_;
+   Vorn::EachMember<&DeviceLifetimeMonitorSm::handleLifetimeRemaining, &SmartData::deviceData,
+                    &DeviceSmartData::lifetimeRemaining>
+       smartReactors_{*this};
+   Vorn::EachMember<&DeviceLifetimeMonitorSm::handlePercentageUsed, &NvmeData::deviceData,
+                    &DeviceNvmeData::percentageUsed>
+       nvmeReactors_{*this};
 };
 
 }  // namespace StorageDevices

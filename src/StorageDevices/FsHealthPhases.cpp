@@ -46,7 +46,6 @@ void FsHealthSm::awaitReady(int fd, Direction direction) {
 void FsHealthSm::doWriteTest() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host drop the machine
    VORN_TRACE(fsHealthTraceHandle, 7) << "doWriteTest"
                                       << " has writableCount: " << fsHealthSmFd_->writableCount();
    int const fd = fsHealthSmFd_->descriptor();
@@ -79,7 +78,6 @@ void FsHealthSm::doWriteTest() {
 void FsHealthSm::doReadTest() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(fsHealthTraceHandle, 7) << "doReadTest"
                                       << " has readable: " << fsHealthSmFd_->readableCount();
    int const fd = fsHealthSmFd_->descriptor();

@@ -53,11 +53,7 @@ FsHealthSm::~FsHealthSm() {
 
 void FsHealthSm::vornDoZombieReactors(bool zombie) {
    ++course_;  // a running handler returns after the last user goes
-   fdReactor_.hasNotificationActiveIs(!zombie);
-   if (testClock_)
-      testClock_->hasNotificationActiveIs(!zombie);
-   if (utilChkClock_)
-      utilChkClock_->hasNotificationActiveIs(!zombie);
+   Pelm::Node::vornDoZombieReactors(zombie);
 }
 
 void FsHealthSm::handleInitialized() {
@@ -81,7 +77,7 @@ void FsHealthSm::handleInitialized() {
 }
 
 void FsHealthSm::start() {
-   Pelm::KeepAlive const keepAlive{*this};  // a subscriber may drop the machine
+   Pelm::KeepAlive const keepAlive{*this};  // called by hosts, whose subscribers may drop the machine
    auto const course = course_;
    running.valueIs(true);
    if (running() && course == course_)
@@ -97,7 +93,6 @@ void FsHealthSm::stop() {
 }
 
 void FsHealthSm::stateIs(State value) {
-   Pelm::KeepAlive const keepAlive{*this};
    if (state() == value)
       return;
    auto const course = ++course_;
@@ -179,8 +174,6 @@ void FsHealthSm::genRandomCookieData() {
 void FsHealthSm::handleTestClock() {
    if (!initialized())
       return;
-   // A log message from here may make the host drop the machine.
-   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(fsHealthTraceHandle, 7) << "handleTestClock"
                                       << " " << state();
    switch (state().value()) {
@@ -293,7 +286,6 @@ void FsHealthSm::emitSyslog(char const * opName, char const * errorMsg) const {
 void FsHealthSm::doUtilChk() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};
    int const percent =
        published("statvfs", [&] { return ioOps_->getUtilPercent(Mounts::accessPath(mntPt_)); });
    if (percent == -1) {

@@ -114,6 +114,7 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    void doUtilChk();
    void doWriteTest();
    void doReadTest();
+   // Ends the current test too.
    void vornDoZombieReactors(bool zombie) override;
 
  private:

@@ -85,13 +85,6 @@ IOStatSm::IOStatSm(Pelm::Ptr<PollInterval const> pollInterval,
    connectedDevicesReactor_.hasNotificationActiveIs(true);
 }
 
-void IOStatSm::vornDoZombieReactors(bool zombie) {
-   pollIntervalReactor_.hasNotificationActiveIs(!zombie);
-   connectedDevicesReactor_.hasNotificationActiveIs(!zombie);
-   if (pollClock_)
-      pollClock_->hasNotificationActiveIs(!zombie);
-}
-
 void IOStatSm::handleInitialized() {
    pollClock_.emplace(*this, Vorn::System::currentTime() + pollInterval_->interval());
    if (char const * const pattern = std::getenv(pathVariable))
@@ -120,9 +113,8 @@ void IOStatSm::handleConnectedDevices(Pelm::String const & serial) {
 void IOStatSm::handlePollClock() {
    if (!initialized())
       return;
-   // A subscriber that is notified of a failed sample may drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    for (auto const entry : ioStatData_->ioStatData) {
+      // A monitor that was dropped meanwhile samples no further disk.
       if (nodeFlag(Flag::zombie))
          return;
       Vorn::guarded<IOStatSm>([&] { collectIoStatForDisk(entry.key, *entry.value); });

@@ -59,7 +59,6 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    void handlePollClock();
    // Takes a sample of a disk that has a history.
    void collectIoStatForDisk(Pelm::String const & serial);
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
    void handleDisk(Pelm::String const & serial) { handleConnectedDevices(serial); }

@@ -14,10 +14,6 @@ constexpr char mainFlash[] = "/mnt/flash";
 
 }  // namespace
 
-MountPtMonitorManagerSm::~MountPtMonitorManagerSm() {
-   mountPtMonitorSmDelAll();
-}
-
 void MountPtMonitorManagerSm::vornDoZombieReactors(bool zombie) {
    for (auto const & [mountPt, monitor] : mountPtMonitorSm)
       monitor->vornDoZombieReactors(zombie);

@@ -16,7 +16,6 @@ namespace StorageDevices {
 class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
  public:
    explicit MountPtMonitorManagerSm(Pelm::Ptr<ConnectedDevices> devices) : devices_{std::move(devices)} {}
-   ~MountPtMonitorManagerSm() override;
 
    Pelm::Ptr<ConnectedDevices> const & devices() const { return devices_; }
    // The helper of the monitor created last; each monitor has its own. Null without a monitor.
@@ -31,6 +30,7 @@ class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
    void mountPtMonitorSmDelAll() { mountPtMonitorSm.memberDelAll(); }
 
    void handleInitialized();
+   // Stops or resumes the monitors too.
    void vornDoZombieReactors(bool zombie) override;
 
  private:

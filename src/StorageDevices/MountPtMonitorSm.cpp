@@ -24,8 +24,7 @@ MountPtMonitorSm::MountPtMonitorSm(Pelm::String mountPt, Pelm::Ptr<MountPtMonito
     : mountPt_{std::move(mountPt)}, helper_{std::move(helper)}, devices_{std::move(devices)} {}
 
 void MountPtMonitorSm::vornDoZombieReactors(bool zombie) {
-   if (testClock_)
-      testClock_->hasNotificationActiveIs(!zombie);
+   Pelm::Node::vornDoZombieReactors(zombie);
    if (fsHealthSm())
       fsHealthSm()->vornDoZombieReactors(zombie);
 }
@@ -42,7 +41,6 @@ void MountPtMonitorSm::armTestClock(Vorn::Seconds delay) {
 void MountPtMonitorSm::handleTestClock() {
    if (!initialized())
       return;
-   Pelm::KeepAlive const keepAlive{*this};  // a log message may make the host drop the monitor
    MountPtMonitorHelper::MountState const mount = helper_->mountState(mountPt_);
    if (mount.mounted)
       handleMounted(mount);

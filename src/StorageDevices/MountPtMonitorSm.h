@@ -53,6 +53,7 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
 
    void handleInitialized();
    void handleTestClock();
+   // Stops or resumes the health test too.
    void vornDoZombieReactors(bool zombie) override;
 
  private:

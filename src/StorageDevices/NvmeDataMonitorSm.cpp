@@ -29,20 +29,6 @@ void NvmeCliProcess::run(Pelm::String const & devicePath) {
    start(devicePath, {"nvme", "smart-log", "--output-format=json", devicePath});
 }
 
-NvmeDataMonitorSm::NestedSm_NvmeCliReactor::NestedSm_NvmeCliReactor(NvmeDataMonitorSm & owner,
-                                                                    Pelm::Ptr<NvmeCliProcess> process)
-    : owner_{owner}, process_{std::move(process)} {
-   notifierIs(process_->sm());
-   on<&NestedSm_NvmeCliReactor::handleState>(process_->sm()->state, *this);
-   hasNotificationActiveIs(true);
-}
-
-void NvmeDataMonitorSm::NestedSm_NvmeCliReactor::handleState() {
-   // The end of the run destroys this reactor and its members.
-   Pelm::Ptr<NvmeCliProcess> const process = process_;
-   owner_.handleNvmeCliState(process->device());
-}
-
 NvmeDataMonitorSm::NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                      Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<NvmeData> data,
                                      Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
@@ -50,16 +36,6 @@ NvmeDataMonitorSm::NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
       data_{std::move(data)},
       tracker_{std::move(tracker)} {
    typeStrIs("Nvme");
-}
-
-NvmeDataMonitorSm::~NvmeDataMonitorSm() {
-   nvmeCliProcessDelAll();
-}
-
-void NvmeDataMonitorSm::vornDoZombieReactors(bool zombie) {
-   DataMonitorSm::vornDoZombieReactors(zombie);
-   for (auto const & [name, reactor] : nvmeCliReactor)
-      reactor->hasNotificationActiveIs(!zombie);
 }
 
 void NvmeDataMonitorSm::handleDisk(Pelm::String const & name) {
@@ -96,8 +72,6 @@ void NvmeDataMonitorSm::handleNvmeCliState(Pelm::String const & name) {
    Pelm::Ptr<NvmeCliProcess> const process = nvmeCliProcess(name);
    if (!process || !process->isOver())
       return;
-   // A subscriber that is notified from here on may drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    nvmeCliProcessDel(process->device());
    auto const document = toolDocument(*process, nvmeTraceHandle, handleNvmeCliStateName, "nvme-cli");
    if (!document)
@@ -137,8 +111,10 @@ void NvmeDataMonitorSm::nvmeCliProcessDelAll() {
 }
 
 void NvmeDataMonitorSm::nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process) {
-   if (!nvmeCliReactor.contains(process->device()))
-      nvmeCliReactor.memberIs(process->device(), Pelm::make<NestedSm_NvmeCliReactor>(*this, process));
+   Pelm::String const & device = process->device();
+   if (!nvmeCliReactor.contains(device))
+      nvmeCliReactor.memberIs(device,
+                              Pelm::make<NestedSm_NvmeCliReactor>(*this, device, process->sm()->state));
 }
 
 Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,

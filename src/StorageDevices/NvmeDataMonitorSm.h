@@ -8,6 +8,7 @@
 #include "StorageDevices/DeviceToolProcess.h"
 #include "StorageDevices/Export.h"
 #include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/EachMember.h"
 #include "runtime/model/NvmeData.h"
 
 namespace StorageDevices {
@@ -23,21 +24,8 @@ class STORAGEDEVICES_API NvmeCliProcess final : public DeviceToolProcess {
 
 class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
  public:
-   // Waits for the end of one run.
-   class NestedSm_NvmeCliReactor final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_NvmeCliReactor(NvmeDataMonitorSm & owner, Pelm::Ptr<NvmeCliProcess> process);
-
-    private:
-      void handleState();
-
-      NvmeDataMonitorSm & owner_;
-      Pelm::Ptr<NvmeCliProcess> process_;
-   };
-
    NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<NvmeData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
-   ~NvmeDataMonitorSm() override;
 
    // Ignores disks of every other bus.
    void handleDisk(Pelm::String const & name) override;
@@ -47,10 +35,14 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
    void removeFromData(Pelm::String const & name) override;
    void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
-   void vornDoZombieReactors(bool zombie) override;
 
    Pelm::Ptr<NvmeData> const & data() const { return data_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
+
+   // A run has changed its state. If it is over, its output is written into the record and the run is
+   // deleted.
+   void handleNvmeCliState(Pelm::String const & name);
+   using NestedSm_NvmeCliReactor = Vorn::MemberReactor<&NvmeDataMonitorSm::handleNvmeCliState>;
 
    // The runs in flight, each with the reactor that waits for it.
    Vorn::Collection<Pelm::String, Pelm::Ptr<NvmeCliProcess>, NvmeDataMonitorSm> nvmeCliProcess{
@@ -69,10 +61,6 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
    void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process);
    void nvmeCliReactorDel(Pelm::String const & device) { nvmeCliReactor.memberDel(device); }
    void nvmeCliReactorDelAll() { nvmeCliReactor.memberDelAll(); }
-
-   // A run has changed its state. If it is over, its output is written into the record and the run is
-   // deleted.
-   void handleNvmeCliState(Pelm::String const & name);
 
  private:
    Pelm::Ptr<NvmeData> data_;

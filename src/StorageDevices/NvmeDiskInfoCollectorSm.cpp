@@ -72,10 +72,6 @@ void NvmeDiskInfoCollectorSm::nvmeCliSmDel() {
       run->hasNotificationActiveIs(false);
 }
 
-void NvmeDiskInfoCollectorSm::vornDoZombieReactors(bool zombie) {
-   nvmeCliReactor_.hasNotificationActiveIs(!zombie);
-}
-
 void NvmeDiskInfoCollectorSm::handleNvmeCli() {
    using State = Brul::PipedChildProcessSm::State;
    if (!initialized_ || !nvmeCliSm_ || nvmeCliSm_->state() == State::running)

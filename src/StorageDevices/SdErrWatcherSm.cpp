@@ -43,11 +43,6 @@ StorageDeviceErrWatcherSm::~StorageDeviceErrWatcherSm() {
    handleDestruction();
 }
 
-void StorageDeviceErrWatcherSm::vornDoZombieReactors(bool zombie) {
-   devicesReactor_.hasNotificationActiveIs(!zombie);
-   socketReactor_.hasNotificationActiveIs(!zombie);
-}
-
 void StorageDeviceErrWatcherSm::handleInitialized() {
    openSocket();
    devicesReactor_.hasNotificationActiveIs(true);
@@ -129,8 +124,6 @@ void StorageDeviceErrWatcherSm::handleSocket() {
 void StorageDeviceErrWatcherSm::handleReadable(int fd) {
    if (!initialized())
       return;
-   // A log message from here may make the host drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << fd;
    Vorn::Seconds const deadline = Vorn::System::currentTime() + maxProcessTime();
    buffer_.resize(recvBufSize());
@@ -145,6 +138,7 @@ void StorageDeviceErrWatcherSm::handleReadable(int fd) {
       buffer_[static_cast<std::size_t>(size)] = '\0';
       VORN_TRACE(traceHandle, 7) << "received" << buffer_.c_str();
       processKernelMsg(buffer_.c_str());
+      // A log message may have made the host drop the monitor.
    } while (!nodeFlag(Flag::zombie) && Vorn::System::currentTime() <= deadline);
 }
 

@@ -68,7 +68,6 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    void processKernelMsg(Pelm::String const & text);
    // Closes the socket and removes its file.
    void handleDestruction();
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
    // The kernel's name of the device in a line.

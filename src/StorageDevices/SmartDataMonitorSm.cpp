@@ -32,20 +32,6 @@ void SmartctlProcess::run(Pelm::String const & devicePath, bool scsi) {
       start(devicePath, {"smartctl", "--json=c", "--offlineauto=on", "-HA", devicePath});
 }
 
-SmartDataMonitorSm::NestedSm_SmartctlReactor::NestedSm_SmartctlReactor(SmartDataMonitorSm & owner,
-                                                                       Pelm::Ptr<SmartctlProcess> process)
-    : owner_{owner}, process_{std::move(process)} {
-   notifierIs(process_->sm());
-   on<&NestedSm_SmartctlReactor::handleState>(process_->sm()->state, *this);
-   hasNotificationActiveIs(true);
-}
-
-void SmartDataMonitorSm::NestedSm_SmartctlReactor::handleState() {
-   // The end of the run destroys this reactor and its members.
-   Pelm::Ptr<SmartctlProcess> const process = process_;
-   owner_.handleSmartctlState(process->device());
-}
-
 SmartDataMonitorSm::SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                        Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<SmartData> data,
                                        Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
@@ -53,17 +39,6 @@ SmartDataMonitorSm::SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterva
       data_{std::move(data)},
       tracker_{std::move(tracker)} {
    typeStrIs("Smart");
-}
-
-SmartDataMonitorSm::~SmartDataMonitorSm() {
-   smartctlProcessDelAll();
-   smartDbMappingDelAll();
-}
-
-void SmartDataMonitorSm::vornDoZombieReactors(bool zombie) {
-   DataMonitorSm::vornDoZombieReactors(zombie);
-   for (auto const & [name, reactor] : smartctlReactor)
-      reactor->hasNotificationActiveIs(!zombie);
 }
 
 void SmartDataMonitorSm::handleDisk(Pelm::String const & name) {
@@ -108,8 +83,6 @@ void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
    Pelm::Ptr<SmartctlProcess> const process = smartctlProcess(name);
    if (!process || !process->isOver())
       return;
-   // A subscriber that is notified from here on may drop the monitor.
-   Pelm::KeepAlive const keepAlive{*this};
    smartctlProcessDel(process->device());
    auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
    Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
@@ -162,8 +135,10 @@ void SmartDataMonitorSm::smartctlProcessDelAll() {
 }
 
 void SmartDataMonitorSm::smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process) {
-   if (!smartctlReactor.contains(process->device()))
-      smartctlReactor.memberIs(process->device(), Pelm::make<NestedSm_SmartctlReactor>(*this, process));
+   Pelm::String const & device = process->device();
+   if (!smartctlReactor.contains(device))
+      smartctlReactor.memberIs(device,
+                               Pelm::make<NestedSm_SmartctlReactor>(*this, device, process->sm()->state));
 }
 
 Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,

@@ -9,6 +9,7 @@
 #include "StorageDevices/DeviceToolProcess.h"
 #include "StorageDevices/Export.h"
 #include "runtime/Vorn/Collection.h"
+#include "runtime/Vorn/EachMember.h"
 #include "runtime/model/DriveDatabase.h"
 #include "runtime/model/SmartData.h"
 
@@ -29,21 +30,8 @@ class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
 
 class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
  public:
-   // Waits for the end of one run.
-   class NestedSm_SmartctlReactor final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_SmartctlReactor(SmartDataMonitorSm & owner, Pelm::Ptr<SmartctlProcess> process);
-
-    private:
-      void handleState();
-
-      SmartDataMonitorSm & owner_;
-      Pelm::Ptr<SmartctlProcess> process_;
-   };
-
    SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                       Pelm::Ptr<SmartData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
-   ~SmartDataMonitorSm() override;
 
    // Ignores disks without a bus address: the eMMC monitor reads those.
    void handleDisk(Pelm::String const & name) override;
@@ -53,7 +41,6 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    void removeFromData(Pelm::String const & name) override;
    void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
-   void vornDoZombieReactors(bool zombie) override;
 
    Pelm::Ptr<SmartData> const & data() const { return data_; }
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
@@ -66,6 +53,11 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    }
    void smartDbMappingDel(Pelm::String const & name) { smartDbMapping.memberDel(name); }
    void smartDbMappingDelAll() { smartDbMapping.memberDelAll(); }
+
+   // A run has changed its state. If it is over, its output is written into the record and the run is
+   // deleted.
+   void handleSmartctlState(Pelm::String const & name);
+   using NestedSm_SmartctlReactor = Vorn::MemberReactor<&SmartDataMonitorSm::handleSmartctlState>;
 
    // The runs in flight, each with the reactor that waits for it.
    Vorn::Collection<Pelm::String, Pelm::Ptr<SmartctlProcess>, SmartDataMonitorSm> smartctlProcess{
@@ -84,10 +76,6 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
    void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process);
    void smartctlReactorDel(Pelm::String const & device) { smartctlReactor.memberDel(device); }
    void smartctlReactorDelAll() { smartctlReactor.memberDelAll(); }
-
-   // A run has changed its state. If it is over, its output is written into the record and the run is
-   // deleted.
-   void handleSmartctlState(Pelm::String const & name);
 
  private:
    void parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);

@@ -39,10 +39,6 @@ void SsdDiskInfoCollectorSm::hdparmSmDel() {
       run->hasNotificationActiveIs(false);
 }
 
-void SsdDiskInfoCollectorSm::vornDoZombieReactors(bool zombie) {
-   hdparmReactor_.hasNotificationActiveIs(!zombie);
-}
-
 void SsdDiskInfoCollectorSm::handleHdparm() {
    using State = Brul::PipedChildProcessSm::State;
    if (!initialized_ || !hdparmSm_ || hdparmSm_->state() == State::running)

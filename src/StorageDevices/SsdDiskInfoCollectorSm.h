@@ -30,7 +30,6 @@ class SsdDiskInfoCollectorSm final : public DiskInfoCollectorSm {
    void handleHdparm();
    // Publishes the identity in the output of the run.
    void parseOutput();
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
    Pelm::Ptr<Brul::ChildProcessTrackerSm> childProcessTrackerSm_;

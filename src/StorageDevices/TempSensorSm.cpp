@@ -20,22 +20,6 @@ constexpr Units::Celsius usualChange = 20.0;
 
 }  // namespace
 
-TempSensorSm::NestedSm_NvmeDeviceData::NestedSm_NvmeDeviceData(TempSensorSm & owner,
-                                                               Pelm::Ptr<DeviceNvmeData const> const & record)
-    : owner_{owner}, name_{record->name()} {
-   notifierIs(record);
-   on<&NestedSm_NvmeDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);
-   hasNotificationActiveIs(true);
-}
-
-TempSensorSm::NestedSm_SmartDeviceData::NestedSm_SmartDeviceData(
-    TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record)
-    : owner_{owner}, name_{record->name()} {
-   notifierIs(record);
-   on<&NestedSm_SmartDeviceData::handleTemperatureCelsius>(record->temperatureCelsius, *this);
-   hasNotificationActiveIs(true);
-}
-
 TempSensorSm::TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
                            Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
                            Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
@@ -51,32 +35,12 @@ TempSensorSm::TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
    nvmeDataReactor_.notifierIs(nvmeData_);
    nvmeDataReactor_.on<&TempSensorSm::nvmeDataDispatch>(nvmeData_->deviceData, *this);
    nvmeDataReactor_.hasNotificationActiveIs(true);
-   smartDataReactor_.notifierIs(smartData_);
-   smartDataReactor_.on<&TempSensorSm::on_smartData>(smartData_->deviceData, *this);
-   smartDataReactor_.hasNotificationActiveIs(true);
-}
-
-TempSensorSm::~TempSensorSm() {
-   nvmeDeviceDataDelAll();
-   smartDeviceDataDelAll();
-   temperatureWrapperDelAll();
-}
-
-void TempSensorSm::vornDoZombieReactors(bool zombie) {
-   fruConfigReactor_.hasNotificationActiveIs(!zombie);
-   nvmeDataReactor_.hasNotificationActiveIs(!zombie);
-   smartDataReactor_.hasNotificationActiveIs(!zombie);
-   for (auto const & [name, reactor] : nvmeDeviceData)
-      reactor->hasNotificationActiveIs(!zombie);
-   for (auto const & [name, reactor] : smartDeviceData_)
-      reactor->hasNotificationActiveIs(!zombie);
 }
 
 void TempSensorSm::handleInitialized() {
    for (auto const & [name, record] : nvmeData_->deviceData)
       nvmeDeviceDataIs(record);
-   for (auto const & [name, record] : smartData_->deviceData)
-      smartDeviceDataIs(record);
+   smartReactors_.notifierIs(smartData_);
    for (auto const & [name, sensor] : fruConfig_->serialToSensorMap)
       createTempStatus(name);
 }
@@ -92,14 +56,13 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
-   // A subscriber to the new sensor may drop the machine.
-   Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
       return;
    VORN_TRACE(traceHandle, 2) << " sensor " << config->name() << " shows the temperature of " << name;
    createEnvTempSensorStatus(envTempStatusDir_, config);
    temperatureWrapperIs(name);
+   // A subscriber to the new sensor may have dropped the machine.
    if (!nodeFlag(Flag::zombie))
       updateTempSensor(name, {}, {});
 }
@@ -166,13 +129,8 @@ void TempSensorSm::nvmeDataDispatch(Pelm::String const & name) {
 }
 
 void TempSensorSm::nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record) {
-   nvmeDeviceData.memberIs(record->name(), Pelm::make<NestedSm_NvmeDeviceData>(*this, record));
-}
-
-void TempSensorSm::on_smartData(Pelm::String const & name) {
-   smartDeviceDataDel(name);
-   if (Pelm::Ptr<DeviceSmartData> const record = smartData_->deviceData(name))
-      smartDeviceDataIs(record);
+   nvmeDeviceData.memberIs(record->name(), Pelm::make<NestedSm_NvmeDeviceData>(*this, record->name(),
+                                                                               record->temperatureCelsius));
 }
 
 void TempSensorSm::on_smartData_deviceData(Pelm::String const & name,
@@ -182,10 +140,6 @@ void TempSensorSm::on_smartData_deviceData(Pelm::String const & name,
       updateTempSensor(name, change.now, change.old);
    else
       updateTempSensor(name, {}, {});
-}
-
-void TempSensorSm::smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record) {
-   smartDeviceData_.memberIs(record->name(), Pelm::make<NestedSm_SmartDeviceData>(*this, record));
 }
 
 Pelm::Ptr<TempSensorSm> TempSensorSmIs(

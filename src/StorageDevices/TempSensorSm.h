@@ -11,6 +11,7 @@
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Collection.h"
 #include "runtime/Vorn/Dir.h"
+#include "runtime/Vorn/EachMember.h"
 #include "runtime/Vorn/Notifiee.h"
 #include "runtime/Vorn/Optional.h"
 #include "runtime/model/FruConfig.h"
@@ -22,25 +23,12 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
  public:
-   // Watches the temperature of one NVMe record.
-   class NestedSm_NvmeDeviceData final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_NvmeDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceNvmeData const> const & record);
-
-    private:
-      void handleTemperatureCelsius() { owner_.updateTempSensor(name_, {}, {}); }
-
-      TempSensorSm & owner_;
-      Pelm::String name_;
-   };
-
    using Wrapper = Environment::Temperature::TemperatureWrapper;
 
    TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
                 Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
                 Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
                 Pelm::Ptr<SmartData const> smartData);
-   ~TempSensorSm() override;
 
    Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
    Pelm::Ptr<Environment::Temperature::Config const> const & envTempConfigDir() const {
@@ -58,6 +46,10 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    void temperatureWrapperIs(Pelm::String const & name);
    void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
    void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
+
+   // The temperature in a drive's NVMe record changed.
+   void handleNvmeTemperature(Pelm::String const & name) { updateTempSensor(name, {}, {}); }
+   using NestedSm_NvmeDeviceData = Vorn::MemberReactor<&TempSensorSm::handleNvmeTemperature>;
 
    // By the drive's serial number, for drives that have an NVMe record.
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData{
@@ -79,31 +71,13 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    void fruConfigDispatch(Pelm::String const & name);
    // A record was added or deleted.
    void nvmeDataDispatch(Pelm::String const & name);
-   void on_smartData(Pelm::String const & name);
+   void on_smartData(Pelm::String const & name) { smartReactors_.memberIs(name); }
    // The temperature in a drive's SMART record changed.
    void on_smartData_deviceData(Pelm::String const & name, Vorn::Change<OptionalSmartAttr> const & change);
-   void vornDoZombieReactors(bool zombie) override;
 
  private:
-   class NestedSm_SmartDeviceData final : public Vorn::NotifieeConst {
-    public:
-      NestedSm_SmartDeviceData(TempSensorSm & owner, Pelm::Ptr<DeviceSmartData const> const & record);
-
-    private:
-      void handleTemperatureCelsius(Vorn::Change<OptionalSmartAttr> const & change) {
-         owner_.on_smartData_deviceData(name_, change);
-      }
-
-      TempSensorSm & owner_;
-      Pelm::String name_;
-   };
-
    using Config = Environment::Temperature::TempSensorConfig;
    using Status = Environment::Temperature::TempSensorStatus;
-
-   void smartDeviceDataIs(Pelm::Ptr<DeviceSmartData const> const & record);
-   void smartDeviceDataDel(Pelm::String const & name) { smartDeviceData_.memberDel(name); }
-   void smartDeviceDataDelAll() { smartDeviceData_.memberDelAll(); }
 
    bool reassignSensor(Pelm::String const & sensor);
    Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;
@@ -116,11 +90,11 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Pelm::Ptr<Vorn::Dir> envTempStatusDir_;
    Pelm::Ptr<NvmeData const> nvmeData_;
    Pelm::Ptr<SmartData const> smartData_;
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartDeviceData>, TempSensorSm> smartDeviceData_{
-       *this, "smartDeviceData"};
    Vorn::NotifieeConst fruConfigReactor_;
    Vorn::NotifieeConst nvmeDataReactor_;
-   Vorn::NotifieeConst smartDataReactor_;
+   Vorn::EachMember<&TempSensorSm::on_smartData_deviceData, &SmartData::deviceData,
+                    &DeviceSmartData::temperatureCelsius>
+       smartReactors_{*this};
 };
 
 STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> TempSensorSmIs(

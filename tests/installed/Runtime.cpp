@@ -43,7 +43,6 @@ class Machine final : public Pelm::Node {
 
    int changes() const { return changes_; }
    int rings() const { return rings_; }
-   void vornDoZombieReactors(bool zombie) override { reactor_.vornDoZombieReactors(zombie); }
    // It watches itself, so it must be told to let go.
    void detach() { reactor_.notifierIs(nullptr); }
 

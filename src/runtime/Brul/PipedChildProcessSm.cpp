@@ -222,10 +222,8 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
    run->timedOut = timedOut_;
    run->reason = reason_;
    run->duration = realNow() - startedAt_;
-   // A subscriber may drop this object.
-   Pelm::Ptr<ChildProcessTrackerSm> const tracker = tracker_;
    stateIs(failed ? State::failed : State::finished);
-   tracker->finishedRunIs(run);
+   tracker_->finishedRunIs(run);
 }
 
 void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSeconds) {

@@ -16,7 +16,10 @@ bool threadsEnabled() {
    return detail::threadsAreEnabled.load(std::memory_order_relaxed);
 }
 
-Node::~Node() = default;
+Node::~Node() {
+   while (reactors_)
+      reactors_->unlink();
+}
 
 void Node::nodeFlagSet(Flag flag, bool set) const {
    auto const bit = static_cast<std::uint32_t>(flag);
@@ -24,6 +27,33 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
       word_.fetch_or(bit, std::memory_order_relaxed);
    else
       word_.fetch_and(~bit, std::memory_order_relaxed);
+}
+
+void OwnReactor::ownerIs(Node const * owner) {
+   if (owner == owner_)
+      return;
+   unlink();
+   if (owner)
+      link(*owner);
+   stoppedIs(owner && owner->nodeFlag(Node::Flag::zombie));
+}
+
+void OwnReactor::link(Node const & owner) {
+   owner_ = &owner;
+   next_ = owner.reactors_;
+   if (next_)
+      next_->previous_ = this;
+   owner.reactors_ = this;
+}
+
+void OwnReactor::unlink() {
+   if (!owner_)
+      return;
+   (previous_ ? previous_->next_ : owner_->reactors_) = next_;
+   if (next_)
+      next_->previous_ = previous_;
+   owner_ = nullptr;
+   previous_ = next_ = nullptr;
 }
 
 Publisher * Node::publisher() const {
@@ -34,7 +64,14 @@ std::type_info const & Node::typeData() const {
    return typeid(*this);
 }
 
-void Node::vornDoZombieReactors(bool) {}
+void Node::vornDoZombieReactors(bool zombie) {
+   reactorsStoppedIs(zombie);
+}
+
+void Node::reactorsStoppedIs(bool stopped) const {
+   for (OwnReactor * reactor = reactors_; reactor; reactor = reactor->next_)
+      reactor->stoppedIs(stopped);
+}
 
 void Node::countIsZero(std::uint32_t before) const {
    // Pointers made and dropped while a zombie is torn down must not destroy it a second time.
@@ -55,6 +92,7 @@ bool Node::isKept() const {
 
 void Node::lastUserGone() const {
    nodeFlagSet(Flag::zombie, true);
+   reactorsStoppedIs(true);
    const_cast<Node *>(this)->vornDoZombieReactors(true);
    // Flag and count are one word: either this sees a remaining pointer, or the pointer's end sees the flag.
    std::uint32_t const before =

@@ -9,6 +9,7 @@
 
 namespace Pelm {
 
+class Node;
 class Publisher;
 
 // Switches to atomic use counts. The host must call it before it starts the first thread that uses a node,
@@ -19,6 +20,31 @@ RUNTIME_API bool threadsEnabled();
 namespace detail {
 RUNTIME_API extern std::atomic<bool> threadsAreEnabled;
 }
+
+// A reactor of a node: it stops when the node's last user goes, without the node's help. Reactor thread only.
+class RUNTIME_API OwnReactor {
+ public:
+   OwnReactor() = default;
+   OwnReactor(OwnReactor const &) = delete;
+   OwnReactor & operator=(OwnReactor const &) = delete;
+
+ protected:
+   ~OwnReactor() { unlink(); }
+
+   // Null: no node's. The reactor of a zombie is stopped.
+   void ownerIs(Node const * owner);
+   // Calls no handler from now on (true), or goes on as before (false).
+   virtual void stoppedIs(bool stopped) = 0;
+
+ private:
+   friend Node;
+   void link(Node const & owner);
+   void unlink();
+
+   Node const * owner_ = nullptr;
+   OwnReactor * previous_ = nullptr;
+   OwnReactor * next_ = nullptr;
+};
 
 // A node is created with `new`. The framework destroys it when the last `Ptr` to it is destroyed.
 class RUNTIME_API Node {
@@ -73,7 +99,8 @@ class RUNTIME_API Node {
    // The type of the node.
    virtual std::type_info const & typeData() const;
    // Stops (true) or resumes (false) the node's own reactors. The framework calls it once with true, when the
-   // last user is gone and the node is still whole.
+   // last user is gone and the node is still whole; the reactors have stopped by then, whatever an override
+   // does.
    virtual void vornDoZombieReactors(bool zombie);
 
  private:
@@ -81,12 +108,14 @@ class RUNTIME_API Node {
 
    friend class Delivery;
    friend class KeepAlive;
+   friend class OwnReactor;
    // For KeepAlive and the delivery, which keep the node without counting as users.
    void goIfUnused() const {
       if (useCount() == 0) [[unlikely]]
          goIfTornDown(word_.load(std::memory_order_relaxed));
    }
 
+   void reactorsStoppedIs(bool stopped) const;
    void countIsZero(std::uint32_t before) const;
    void goIfTornDown(std::uint32_t word) const;
    bool isKept() const;
@@ -94,6 +123,7 @@ class RUNTIME_API Node {
 
    mutable std::atomic<std::uint32_t> word_{0};
    mutable std::uint32_t keepers_ = 0;
+   mutable OwnReactor * reactors_ = nullptr;
 };
 
 // Keeps a node whole for a scope without being its user. If the last user goes meanwhile, the node is a

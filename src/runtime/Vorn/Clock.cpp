@@ -47,6 +47,12 @@ void Clock::NotifieeConst::hasNotificationActiveIs(bool active) {
    arm();
 }
 
+void Clock::NotifieeConst::stoppedIs(bool stopped) {
+   disarm();
+   stopped_ = stopped;
+   arm();
+}
+
 void Clock::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
    if (registered == registered_)
       return;
@@ -62,7 +68,7 @@ void Clock::NotifieeConst::timeMinIs(Seconds time) {
 
 void Clock::NotifieeConst::arm() {
    // NaN would break the order of the set; it counts as never.
-   if (!clock_ || !active_ || !(timeMin_ < Seconds::infinity()))
+   if (!clock_ || !active_ || stopped_ || !(timeMin_ < Seconds::infinity()))
       return;
    order_ = ++clock_->arms_;
    Entry const entry{timeMin_, order_, this};

@@ -1,6 +1,7 @@
 // The activity manager's clock, and the reactors that wait for a time on it.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -8,7 +9,7 @@
 #include "runtime/Export.h"
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
-#include "runtime/Vorn/Failure.h"
+#include "runtime/Vorn/HandlerCall.h"
 #include "runtime/Vorn/Seconds.h"
 
 namespace Vorn {
@@ -44,11 +45,9 @@ class RUNTIME_API Clock : public Pelm::Node {
 
 // A reactor for a time. Its first wake-up time is 0: unless it is armed for another time, it is called in the
 // first turn after it is attached and active.
-class RUNTIME_API Clock::NotifieeConst {
+class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:
    NotifieeConst() = default;
-   NotifieeConst(NotifieeConst const &) = delete;
-   NotifieeConst & operator=(NotifieeConst const &) = delete;
    virtual ~NotifieeConst();
 
    // Attaches to another clock; null: to none.
@@ -72,6 +71,7 @@ class RUNTIME_API Clock::NotifieeConst {
 
  private:
    friend Clock;
+   void stoppedIs(bool stopped) override;
    void arm();
    void disarm();
 
@@ -80,6 +80,7 @@ class RUNTIME_API Clock::NotifieeConst {
    Seconds timeMin_ = 0;
    std::uint64_t order_ = 0;
    bool active_ = false;
+   bool stopped_ = false;
    bool armed_ = false;
    bool registered_ = false;
 };
@@ -96,6 +97,8 @@ struct TimeHandler<handler> {
 // The clock reactor of a machine, attached and active from construction:
 //
 //    Vorn::Clock::Notifiee<&Monitor::handlePollClock> pollClock_{*this};
+//
+// It stops with the machine, which stays whole until the handler returns.
 template <auto handler>
 class Clock::Notifiee final : public Clock::NotifieeConst {
    using Machine = typename detail::TimeHandler<handler>::Of;
@@ -106,7 +109,7 @@ class Clock::Notifiee final : public Clock::NotifieeConst {
 
  private:
    void handleTime() noexcept override {
-      guarded<Machine>([this] { (machine_.*handler)(); });
+      Vorn::callHandler(machine_, [this] { (machine_.*handler)(); });
    }
 
    Machine & machine_;
@@ -121,6 +124,8 @@ Clock::Notifiee<handler>::Notifiee(Machine & machine) : Notifiee{machine, 0} {}
 
 template <auto handler>
 Clock::Notifiee<handler>::Notifiee(Machine & machine, Seconds firstTime) : machine_{machine} {
+   if constexpr (std::derived_from<Machine, Pelm::Node>)
+      ownerIs(&machine);
    timeMinIs(firstTime);
    notifierIs(detail::activityClock());
    hasNotificationActiveIs(true);

@@ -20,8 +20,19 @@ void NotifieeConst::hasNotificationActiveIs(bool active) {
    if (active == active_)
       return;
    active_ = active;
+   switchSubscriptions();
+}
+
+void NotifieeConst::stoppedIs(bool stopped) {
+   if (stopped == stopped_)
+      return;
+   stopped_ = stopped;
+   switchSubscriptions();
+}
+
+void NotifieeConst::switchSubscriptions() {
    for (auto const & subscription : subscriptions_)
-      subscription->activeIs(active);
+      subscription->activeIs(active_ && !stopped_);
 }
 
 void NotifieeConst::isRegisteredNotifieeIs(bool registered) {
@@ -38,7 +49,7 @@ void NotifieeConst::vornDoZombieReactors(bool zombie) {
 void NotifieeConst::subscribe(Pelm::Publisher & publisher, Pelm::Subscriber::Deliver deliver, void * target) {
    auto subscription = std::make_unique<Pelm::Subscriber>(deliver, target);
    publisher.subscriberAdd(*subscription);
-   subscription->activeIs(active_);
+   subscription->activeIs(active_ && !stopped_);
    subscriptions_.push_back(std::move(subscription));
 }
 

@@ -7,11 +7,13 @@
 //    devicesReactor_.hasNotificationActiveIs(true);
 //
 // A handler takes nothing, the key of the changed member, the change record, or key and record.
-// It may change or drop its notifier, its own and other reactors, and any machine. A handler that drops its
-// own object must return without using it again.
+// It may change or drop its notifier, its own and other reactors, and any machine. A machine stays whole
+// until its handler returns, also when its last user goes meanwhile; from then on none of its reactors calls
+// it. A handler that goes on after that can ask `nodeFlag(Flag::zombie)`.
 #pragma once
 
 #include <cassert>
+#include <concepts>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -21,7 +23,7 @@
 #include "runtime/Pelm/Node.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Attribute.h"
-#include "runtime/Vorn/Failure.h"
+#include "runtime/Vorn/HandlerCall.h"
 
 namespace Vorn {
 
@@ -75,14 +77,13 @@ struct Call<handler> {
 template <auto handler, class Cell>
 void dispatch(Pelm::Subscriber & subscriber, void const * key, void const * change) noexcept {
    using Handler = Call<handler>;
-   using Machine = typename Handler::Of;
-   guarded<Machine>(
-       [&] { Handler::template run<Cell>(*static_cast<Machine *>(subscriber.target()), key, change); });
+   auto & machine = *static_cast<typename Handler::Of *>(subscriber.target());
+   Vorn::callHandler(machine, [&] { Handler::template run<Cell>(machine, key, change); });
 }
 
 }  // namespace detail
 
-class RUNTIME_API NotifieeConst : public Pelm::Node {
+class RUNTIME_API NotifieeConst : public Pelm::Node, private Pelm::OwnReactor {
  public:
    NotifieeConst() = default;
    ~NotifieeConst() override;
@@ -99,6 +100,9 @@ class RUNTIME_API NotifieeConst : public Pelm::Node {
    void isRegisteredNotifieeIs(bool registered);
    bool isRegisteredNotifiee() const { return registered_; }
 
+   // The machine with which the reactor stops: that of its latest handler, unless set after that.
+   void machineIs(Pelm::Node const * machine) { ownerIs(machine); }
+
    // Subscribes a handler to an attribute of the notifier, which must be set before.
    template <auto handler, class Cell>
    void on(Cell const & cell, typename detail::Call<handler>::Of & machine) {
@@ -107,6 +111,8 @@ class RUNTIME_API NotifieeConst : public Pelm::Node {
       assert(
           &cell.owner() == notifier_.get() &&
           "a reactor watches attributes of its notifier alone: call notifierIs with their owner before on");
+      if constexpr (std::derived_from<typename detail::Call<handler>::Of, Pelm::Node>)
+         machineIs(&machine);
       subscribe(cell.publisher(), &detail::dispatch<handler, Cell>, &machine);
    }
 
@@ -114,10 +120,13 @@ class RUNTIME_API NotifieeConst : public Pelm::Node {
 
  private:
    void subscribe(Pelm::Publisher & publisher, Pelm::Subscriber::Deliver deliver, void * target);
+   void stoppedIs(bool stopped) override;
+   void switchSubscriptions();
 
    Pelm::Ptr<Pelm::Node const> notifier_;
    std::vector<std::unique_ptr<Pelm::Subscriber>> subscriptions_;
    bool active_ = false;
+   bool stopped_ = false;
    bool registered_ = false;
 };
 

@@ -1,0 +1,125 @@
+#include "runtime/Vorn/EachMember.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/Vorn/Collection.h"
+#include "runtime/host/Failure.h"
+#include "tests/runtime/House.h"
+#include "tests/support/VirtualTimeTest.h"
+
+namespace {
+
+using RuntimeTest::House;
+
+class Street : public Pelm::Node {
+ public:
+   Vorn::Collection<Pelm::String, Pelm::Ptr<House>, Street> house{*this, "house"};
+   Pelm::Ptr<House> houseIs(Pelm::String const & name) {
+      house.memberIs(name, Pelm::make<House>());
+      return house(name);
+   }
+   void houseDel(Pelm::String const & name) { house.memberDel(name); }
+};
+
+class Postman : public Pelm::Node {
+ public:
+   void handleDoor(Pelm::String const & name, Vorn::Change<int> const & change) {
+      note(name.str() + " door " + RuntimeTest::text(change.old) + ">" + RuntimeTest::text(change.now));
+   }
+   void handleVisits(Pelm::String const & name) { note(name.str() + " visits"); }
+
+   std::vector<std::string> heard;
+   std::function<void()> then;
+   Vorn::EachMember<&Postman::handleDoor, &Street::house, &House::door> doors{*this};
+   Vorn::EachMember<&Postman::handleVisits, &Street::house, &House::visits> visits{*this};
+
+ private:
+   void note(std::string const & what) {
+      heard.push_back(what);
+      if (then)
+         then();
+      heard.back() += '.';
+   }
+};
+
+class EachMemberTest : public Support::VirtualTimeTest {
+ protected:
+   EachMemberTest() {
+      postman->doors.notifierIs(street);
+      postman->visits.notifierIs(street);
+   }
+
+   Pelm::Ptr<Street> street = Pelm::make<Street>();
+   Pelm::Ptr<House> first = street->houseIs("first");
+   Pelm::Ptr<Postman> postman = Pelm::make<Postman>();
+};
+
+TEST_F(EachMemberTest, WatchesTheMembersThatAreThere) {
+   first->doorIs(1);
+   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>1."}));
+}
+
+TEST_F(EachMemberTest, WatchesAMemberThatComesLater) {
+   street->houseIs("second")->visitsInc(1);
+   EXPECT_EQ(postman->heard, (std::vector<std::string>{"second visits."}));
+}
+
+TEST_F(EachMemberTest, LeavesAMemberThatGoes) {
+   street->houseDel("first");
+   first->doorIs(1);
+   EXPECT_TRUE(postman->heard.empty());
+   EXPECT_EQ(first->useCount(), 1U);
+}
+
+TEST_F(EachMemberTest, WatchesTheMemberThatReplacesAnother) {
+   street->houseIs("first")->doorIs(2);
+   first->doorIs(1);
+   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>2."}));
+}
+
+TEST_F(EachMemberTest, LetsTheHandlerDeleteItsMember) {
+   postman->then = [&] { street->houseDel("first"); };
+   first->doorIs(1);
+   first->doorIs(2);
+   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>1."}));
+}
+
+TEST_F(EachMemberTest, KeepsTheMachineWholeUntilItsHandlerReturns) {
+   auto const heard = std::make_shared<std::vector<std::string>>();
+   postman->then = [&, heard] {
+      Postman const & own = *postman;
+      postman = nullptr;
+      heard->push_back(own.heard.back());
+   };
+   first->doorIs(1);
+   first->doorIs(2);
+   EXPECT_EQ(*heard, (std::vector<std::string>{"first door 0>1"}));
+   EXPECT_EQ(first->useCount(), 2U) << "the test's and the street's";
+}
+
+TEST_F(EachMemberTest, StopsAndResumesWithTheMachine) {
+   postman->vornDoZombieReactors(true);
+   first->doorIs(1);
+   street->houseIs("second");
+   postman->vornDoZombieReactors(false);
+   first->doorIs(2);
+   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 1>2."}));
+}
+
+TEST_F(EachMemberTest, ReportsWhatAHandlerRaisesAsTheMachines) {
+   std::string failure;
+   Host::failureSinkIs([&](std::string_view machine, std::string_view) { failure = machine; });
+   postman->then = [] { throw std::runtime_error{"no letters"}; };
+   first->doorIs(1);
+   Host::failureSinkIs(nullptr);
+   EXPECT_TRUE(failure.ends_with("Postman")) << failure;
+}
+
+}  // namespace
