@@ -29,6 +29,10 @@ void Node::nodeFlagSet(Flag flag, bool set) const {
       word_.fetch_and(~bit, std::memory_order_relaxed);
 }
 
+OwnReactor::~OwnReactor() {
+   unlink();
+}
+
 void OwnReactor::ownerIs(Node const * owner) {
    if (owner == owner_)
       return;

@@ -29,7 +29,7 @@ class RUNTIME_API OwnReactor {
    OwnReactor & operator=(OwnReactor const &) = delete;
 
  protected:
-   ~OwnReactor() { unlink(); }
+   virtual ~OwnReactor();
 
    // Null: no node's. The reactor of a zombie is stopped.
    void ownerIs(Node const * owner);
