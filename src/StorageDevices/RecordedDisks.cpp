@@ -8,12 +8,9 @@ Pelm::Ptr<ConnectedDisk const> RecordedDisks::disk(Pelm::String const & udevSeri
 }
 
 void RecordedDisks::insert(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk) {
-   if (auto const stored = this->disk(udevSerial)) {
-      if (stored->isEqButTexts(*disk))
-         return;
-      formerNames_.insert_or_assign(stored->name(), udevSerial);
-   }
-   formerNames_.erase(disk->name());
+   auto const stored = this->disk(udevSerial);
+   if (stored && stored->isEqButTexts(*disk))
+      return;
    devices_->udevSerialToSerialMapIs(udevSerial, disk->name());
    devices_->diskIs(disk->name(), disk->mibType(), disk->blockDevice(), disk->mountPoint(), disk->model(),
                     disk->firmwareRevision(), disk->removable(), disk->busType(), disk->devAddress(),
@@ -32,10 +29,6 @@ void RecordedDisks::removeGone(std::function<bool(Pelm::String const & udevSeria
    for (auto const & [udevSerial, name] : devices_->udevSerialToSerialMap)
       if (isGone(udevSerial))
          remove(Pelm::String{udevSerial});
-   // A copy, since a subscriber may cause another disk to be recorded.
-   for (auto const & [name, udevSerial] : std::unordered_map{formerNames_})
-      if (isGone(udevSerial) && formerNames_.erase(name) > 0)
-         devices_->diskDel(name);
 }
 
 }  // namespace StorageDevices

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <unordered_map>
 #include <utility>
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -19,17 +18,15 @@ class RecordedDisks {
    Pelm::Ptr<ConnectedDisk const> disk(Pelm::String const & udevSerial) const;
 
    // Records the disk, unless the recorded one differs at most in model and firmware revision. If it had
-   // another name, the record of that name stays.
+   // another name, the record of that name stays: its deletion would report a removal that did not happen.
    void insert(Pelm::String const & udevSerial, Pelm::Ptr<ConnectedDisk const> const & disk);
    // Deletes the current record of the serial.
    void remove(Pelm::String const & udevSerial);
-   // Deletes all records of every serial that is gone, those under former names too.
+   // Deletes the current record of every serial that is gone.
    void removeGone(std::function<bool(Pelm::String const & udevSerial)> const & isGone);
 
  private:
    Pelm::Ptr<ConnectedDevices> devices_;
-   // Former names of disks that were identified by another name since, with udev's serials.
-   std::unordered_map<Pelm::String, Pelm::String> formerNames_;
 };
 
 }  // namespace StorageDevices
