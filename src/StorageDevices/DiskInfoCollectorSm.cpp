@@ -13,12 +13,13 @@ Pelm::Ptr<ConnectedDisk const> DiskInfoCollectorSm::finalDiskIs(
     Pelm::String const & name, EntityMib::StorageType mibDeviceType, Pelm::String const & blockDevice,
     Pelm::String const & mountPoint, Pelm::String const & model, Pelm::String const & firmwareRevision,
     bool removable, ConnectedDisk::BusType busType, Pelm::String const & devAddress, std::uint32_t sizeGb) {
-   auto const record =
-       Pelm::make<ConnectedDisk const>(name, mibDeviceType, blockDevice, mountPoint, model, firmwareRevision,
-                                       removable, busType, devAddress, sizeGb);
-   if (!finalDisk() || !finalDisk()->isEq(*record))
-      finalDisk.valueIs(record);
-   return finalDisk();
+   auto record = Pelm::make<ConnectedDisk const>(name, mibDeviceType, blockDevice, mountPoint, model,
+                                                 firmwareRevision, removable, busType, devAddress, sizeGb);
+   if (finalDisk() && finalDisk()->isEq(*record))
+      return finalDisk();
+   finalDisk.valueIs(record);
+   // A subscriber may have deleted the result or dropped the collector.
+   return record;
 }
 
 Pelm::Ptr<ConnectedDisk const> DiskInfoCollectorSm::finalDiskDel() {

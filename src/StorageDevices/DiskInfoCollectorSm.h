@@ -27,7 +27,7 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
    // Null until the collector is done.
    Vorn::Attribute<Pelm::Ptr<ConnectedDisk const>, DiskInfoCollectorSm> finalDisk{*this, "finalDisk"};
 
-   // Publishes a record of the ten values, unless the published one has the same.
+   // Publishes a record of the ten values, unless the published one has the same, and answers it.
    Pelm::Ptr<ConnectedDisk const> finalDiskIs(Pelm::String const & name, EntityMib::StorageType mibDeviceType,
                                               Pelm::String const & blockDevice,
                                               Pelm::String const & mountPoint, Pelm::String const & model,

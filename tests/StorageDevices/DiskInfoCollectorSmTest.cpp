@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <utility>
+
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
 
@@ -20,12 +23,35 @@ class PlainCollector final : public DiskInfoCollectorSm {
    using DiskInfoCollectorSm::finalizeUnchanged;
 };
 
+// Acts when a collector publishes its result.
+class WhenPublished {
+ public:
+   WhenPublished(Pelm::Ptr<PlainCollector> const & collector, std::function<void()> action)
+       : action_{std::move(action)} {
+      reactor_.notifierIs(collector);
+      reactor_.on<&WhenPublished::handleFinalDisk>(collector->finalDisk, *this);
+      reactor_.hasNotificationActiveIs(true);
+   }
+
+ private:
+   void handleFinalDisk() {
+      reactor_.notifierIs(nullptr);
+      action_();
+   }
+
+   std::function<void()> action_;
+   Vorn::NotifieeConst reactor_;
+};
+
 class DiskInfoCollectorSmTest : public testing::Test {
  protected:
    Pelm::Ptr<ConnectedDisk const> finalDiskIs(DiskFields const & disk) {
-      return collector_->finalDiskIs(disk.name, disk.mibType, disk.blockDevice, disk.mountPoint, disk.model,
-                                     disk.firmwareRevision, disk.removable, disk.busType, disk.devAddress,
-                                     disk.sizeGb);
+      return finalDiskIs(*collector_, disk);
+   }
+   static Pelm::Ptr<ConnectedDisk const> finalDiskIs(PlainCollector & collector, DiskFields const & disk) {
+      return collector.finalDiskIs(disk.name, disk.mibType, disk.blockDevice, disk.mountPoint, disk.model,
+                                   disk.firmwareRevision, disk.removable, disk.busType, disk.devAddress,
+                                   disk.sizeGb);
    }
 
    DiskFields disk_;
@@ -112,6 +138,23 @@ TEST_F(DiskInfoCollectorSmTest, AnswersTheResultThatItDeletes) {
    EXPECT_EQ(collector_->finalDisk(), nullptr);
    finalDiskIs(disk_);
    EXPECT_EQ(changes_.count(), 3U);
+}
+
+TEST_F(DiskInfoCollectorSmTest, ReturnsTheRecordThatASubscriberDeletes) {
+   WhenPublished const deletes{collector_, [&] { collector_->finalDiskDel(); }};
+   auto const record = finalDiskIs(disk_);
+   ASSERT_TRUE(record);
+   EXPECT_EQ(Support::fieldsOf(*record), disk_);
+   EXPECT_EQ(collector_->finalDisk(), nullptr);
+}
+
+TEST_F(DiskInfoCollectorSmTest, ReturnsTheRecordOfACollectorThatASubscriberDrops) {
+   auto collector = Pelm::make<PlainCollector>(disk_.make());
+   WhenPublished const drops{collector, [&] { collector = nullptr; }};
+   auto const record = finalDiskIs(*collector, disk_);
+   EXPECT_FALSE(collector);
+   ASSERT_TRUE(record);
+   EXPECT_EQ(Support::fieldsOf(*record), disk_);
 }
 
 }  // namespace
