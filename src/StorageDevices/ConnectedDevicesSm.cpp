@@ -134,7 +134,7 @@ void ConnectedDevicesSm::noteShortage(Pelm::String const & key, Unclassified con
    if (isDevice(key) && !unclassifiedDevice.contains(key))
       VORN_TRACE(traceHandle, 0) << " could not classify " << value.device << ": " << value.attempt << ": "
                                  << Vorn::Errno(value.error, "shortage");
-   unclassifiedDevice.memberIs(key, value);
+   unclassifiedDeviceIs(key, value);
 }
 
 bool ConnectedDevicesSm::initalizeMonitor() {
@@ -243,6 +243,7 @@ void ConnectedDevicesSm::handleDisk(udev_device * device) {
 }
 
 void ConnectedDevicesSm::handleAddEvent(udev_device * device) {
+   Pelm::KeepAlive const keepAlive{*this};
    Pelm::String const sysPath = udev_device_get_syspath(device);
    if (!isAddressable(device)) {
       unclassifiedDeviceDel(sysPath);
@@ -295,17 +296,16 @@ bool ConnectedDevicesSm::isInactiveDrive(Pelm::String const & sysPath) const {
 
 // Two devices with one serial cannot be distinguished: the record is that of the latest.
 void ConnectedDevicesSm::traceDuplicate(Pelm::String const & udevSerial, Pelm::String const & node) const {
-   Pelm::Ptr<ConnectedDisk const> known;
-   if (auto const collector = diskInfoCollectorSm(udevSerial))
-      known = collector->device();
-   else
-      known = disks_->disk(udevSerial);
-   if (known && !(known->blockDevice() == node))
+   auto const collector = diskInfoCollectorSm(udevSerial);
+   auto const known = collector ? collector->device() : disks_->disk(udevSerial);
+   // If the other node's folder is gone, the one device has come back under a new node.
+   if (known && !(known->blockDevice() == node) && seen_->isPresent(udevSerial, known->blockDevice()))
       VORN_TRACE(traceHandle, 0) << " serial " << udevSerial << " of " << node << " is also that of "
                                  << known->blockDevice();
 }
 
 void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
+   Pelm::KeepAlive const keepAlive{*this};
    Pelm::String const udevSerial = CDevsUtil::udevSerial(device);
    if (udevSerial.empty()) {
       anonymousRemovalCountIs(anonymousRemovalCount() + 1);
@@ -340,11 +340,13 @@ void ConnectedDevicesSm::handleInternalDevicesReady() {
 
 void ConnectedDevicesSm::maybeInsertDisk(Pelm::String const & udevSerial,
                                          Pelm::Ptr<ConnectedDisk const> const & disk) {
+   Pelm::KeepAlive const keepAlive{*this};
    disks_->insert(udevSerial, disk);
 }
 
 void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,
                                                Pelm::Ptr<DiskInfoCollectorSm> const & collector) {
+   Pelm::KeepAlive const keepAlive{*this};
    VORN_TRACE(traceHandle, 2) << " collecting information about " << collector->device()->blockDevice();
    diskInfoCollectorSm.memberIs(udevSerial, collector);
    infoReactorIs(collector);
@@ -354,11 +356,13 @@ void ConnectedDevicesSm::diskInfoCollectorSmIs(Pelm::String const & udevSerial,
 }
 
 void ConnectedDevicesSm::diskInfoCollectorSmDel(Pelm::String const & udevSerial) {
+   Pelm::KeepAlive const keepAlive{*this};
    infoReactorDel(udevSerial);
    diskInfoCollectorSm.memberDel(udevSerial);
 }
 
 void ConnectedDevicesSm::diskInfoCollectorSmDelAll() {
+   Pelm::KeepAlive const keepAlive{*this};
    infoReactorDelAll();
    diskInfoCollectorSm.memberDelAll();
 }

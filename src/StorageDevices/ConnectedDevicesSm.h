@@ -119,7 +119,8 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    // scan.
    void rescan();
 
-   // Handle a udev device: any event by its action, an addition or change, a removal.
+   // Handle a udev device: any event by its action, an addition or change, a removal. A subscriber may drop
+   // the machine meanwhile, whoever calls.
    void handleDisk(udev_device * device);
    void handleAddEvent(udev_device * device);
    void handleRemoveEvent(udev_device * device);
@@ -133,7 +134,11 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    void internalDevicesReadyIs(bool value) { internalDevicesReady.valueIs(value); }
 
    void anonymousRemovalCountIs(std::uint64_t value) { anonymousRemovalCount.valueIs(value); }
+   void unclassifiedDeviceIs(Pelm::String const & key, Unclassified const & value) {
+      unclassifiedDevice.memberIs(key, value);
+   }
    void unclassifiedDeviceDel(Pelm::String const & key) { unclassifiedDevice.memberDel(key); }
+   void unclassifiedDeviceDelAll() { unclassifiedDevice.memberDelAll(); }
 
    // Publishes a shortage; withdraws it when `value.error` is none.
    void noteShortage(Pelm::String const & key, Unclassified const & value);

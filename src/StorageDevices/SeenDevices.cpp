@@ -24,6 +24,14 @@ Pelm::String SeenDevices::pathOf(Pelm::String const & udevSerial) const {
    return found == seen_.end() ? Pelm::String{} : found->first;
 }
 
+bool SeenDevices::isPresent(Pelm::String const & udevSerial, Pelm::String const & node) const {
+   return std::any_of(seen_.begin(), seen_.end(), [&](auto const & each) {
+      auto const & [sysPath, seen] = each;
+      return seen.udevSerial == udevSerial && seen.classification &&
+             seen.classification->disk->blockDevice() == node && isInSysfs(sysPath);
+   });
+}
+
 void SeenDevices::serialDel(Pelm::String const & udevSerial) {
    std::erase_if(seen_, [&](auto const & each) { return each.second.udevSerial == udevSerial; });
 }

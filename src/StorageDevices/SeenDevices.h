@@ -32,6 +32,8 @@ class SeenDevices {
    Seen const * seen(Pelm::String const & sysPath) const;
    // The folder of a device with that serial that is not skipped; empty without one.
    Pelm::String pathOf(Pelm::String const & udevSerial) const;
+   // Whether a device with that serial and node is not skipped and still has its folder.
+   bool isPresent(Pelm::String const & udevSerial, Pelm::String const & node) const;
    void seenIs(Pelm::String const & sysPath, Seen seen) { seen_.insert_or_assign(sysPath, std::move(seen)); }
    // Deletes all devices with that serial.
    void serialDel(Pelm::String const & udevSerial);

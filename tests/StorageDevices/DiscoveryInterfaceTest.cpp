@@ -109,6 +109,16 @@ TEST_F(DiscoveryInterfaceTest, ComparesADiskWithTheOneOfTheNameRecordedLast) {
    EXPECT_EQ(*devices->udevSerialToSerialMap("X"), "other");
 }
 
+TEST_F(DiscoveryInterfaceTest, WritesADiskWhoseMapEntryNamesAMissingOne) {
+   auto const devices = Pelm::make<ConnectedDevices>();
+   auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);
+   devices->udevSerialToSerialMapIs("X", disk_->name());
+   discovery->maybeInsertDisk("X", disk_);
+   ASSERT_TRUE(devices->disk(disk_->name()));
+   EXPECT_TRUE(devices->disk(disk_->name())->isEq(*disk_));
+   EXPECT_EQ(*devices->udevSerialToSerialMap("X"), disk_->name());
+}
+
 TEST_F(DiscoveryInterfaceTest, DeletesACollectorTogetherWithItsReactor) {
    auto const devices = Pelm::make<ConnectedDevices>();
    auto const discovery = Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), devices, tracker_);

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "tests/support/LogRecorder.h"
@@ -37,8 +40,27 @@ static_assert(Takes<decltype(LogMessages::lifetimeInfo), Text, char const *, std
 
 class LogMessagesTest : public Support::VirtualTimeTest {
  protected:
+   // The hashes by which the rate limit knows the message, with each argument changed in turn.
+   template <Vorn::LogDescriptor const & descriptor>
+   std::set<std::uint64_t> hashesOf(LogMessage<descriptor> & message) {
+      constexpr auto places = std::make_index_sequence<descriptor.placeholderCount()>{};
+      recorder_.clear();
+      for (std::size_t changed = 0; changed <= places.size(); ++changed)
+         logChanged(message, changed, places);
+      std::set<std::uint64_t> hashes;
+      for (auto const & logged : recorder_.messages())
+         hashes.insert(logged.argsHash);
+      return hashes;
+   }
+
    LogMessages logs_;
    Support::LogRecorder recorder_;
+
+ private:
+   template <class Message, std::size_t... place>
+   static void logChanged(Message & message, std::size_t changed, std::index_sequence<place...>) {
+      message((place == changed ? "changed" : "same")...);
+   }
 };
 
 TEST_F(LogMessagesTest, DeliversEveryMessageToTheSinkWithItsArgumentsInOrder) {
@@ -93,6 +115,19 @@ TEST_F(LogMessagesTest, NeverSuppressesARepeatedMessage) {
    for (int i = 0; i < 100; ++i)
       logs_.offline("KS0001");
    EXPECT_EQ(recorder_.messages().size(), 100U);
+}
+
+TEST_F(LogMessagesTest, KeysTheRateLimitByEveryArgument) {
+   EXPECT_EQ(hashesOf(logs_.monitorError).size(), 7U);
+   EXPECT_EQ(hashesOf(logs_.ioError).size(), 5U);
+   EXPECT_EQ(hashesOf(logs_.ioErrorExternalUsb).size(), 5U);
+   EXPECT_EQ(hashesOf(logs_.monitorWarning).size(), 6U);
+   EXPECT_EQ(hashesOf(logs_.detectionError).size(), 2U);
+   EXPECT_EQ(hashesOf(logs_.partitionNotMounted).size(), 3U);
+   EXPECT_EQ(hashesOf(logs_.unexpectedPartitionMounted).size(), 4U);
+   EXPECT_EQ(hashesOf(logs_.offline).size(), 2U);
+   EXPECT_EQ(hashesOf(logs_.lifetimeInfo).size(), 7U);
+   EXPECT_EQ(hashesOf(logs_.lifetimeWarning).size(), 7U);
 }
 
 TEST_F(LogMessagesTest, DoesNotReadArgumentsAsFormats) {

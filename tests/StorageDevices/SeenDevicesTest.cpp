@@ -84,6 +84,16 @@ TEST_F(SeenDevicesTest, ForgetsRemovedDevicesAndThoseOfTheSameSerial) {
    EXPECT_EQ(seen_.pathOf("SAME"), "");
 }
 
+TEST_F(SeenDevicesTest, FindsADeviceByItsNodeWhileItsFolderExists) {
+   seenAt("a", "A");
+   Pelm::String const node = Support::DiskFields{}.blockDevice;
+   EXPECT_TRUE(seen_.isPresent("A", node));
+   EXPECT_FALSE(seen_.isPresent("B", node));
+   EXPECT_FALSE(seen_.isPresent("A", "/dev/other"));
+   vanish("a");
+   EXPECT_FALSE(seen_.isPresent("A", node));
+}
+
 TEST_F(SeenDevicesTest, HasNoPathToTheSerialOfASkippedDevice) {
    seen_.seenIs(folder("a"), {"A", "", std::nullopt});
    EXPECT_EQ(seen_.pathOf("A"), "");

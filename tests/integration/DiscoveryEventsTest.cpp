@@ -189,6 +189,7 @@ TEST_F(DiscoveryEventsTest, ReplacesTheRecordOfADiskThatComesBackElsewhere) {
    EXPECT_EQ(disks().size(), 1U);
    EXPECT_EQ(disk("0123ABCD").blockDevice, "/dev/sdc");
    EXPECT_EQ(disk("0123ABCD").devAddress, "1-2");
+   EXPECT_TRUE(traces_.errors().empty()) << "one device is no duplicate of itself";
 }
 
 TEST_F(DiscoveryEventsTest, KeepsTheOldRecordBesideTheNewWhenAnIdentityCannotBeReadAnyMore) {

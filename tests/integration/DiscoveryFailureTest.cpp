@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include "tests/support/DiscoveryTest.h"
+#include "tests/support/UdevStartFailure.h"
 
 namespace {
 
@@ -139,5 +141,54 @@ TEST_F(DiscoveryFailureTest, FollowsNoEventsWithoutAScan) {
    EXPECT_TRUE(disks().empty());
    EXPECT_FALSE(isReady());
 }
+
+TEST_F(DiscoveryFailureTest, StaysIdleWithoutAUdevContextUntilARescan) {
+   addStick("sdb", "1-1");
+   {
+      Support::UdevStartFailure const failure{"udev_new", ENOMEM};
+      start();
+   }
+   EXPECT_EQ(traces_.errors(), Texts{" Unable to create libudev context."});
+   unit_.change("sdb");
+   handleEvents();
+   EXPECT_TRUE(disks().empty());
+   EXPECT_FALSE(isReady());
+   EXPECT_EQ(unit_.listeners(), 0U);
+   EXPECT_TRUE(sm_->unclassifiedDevice.contains("udev"));
+   sm_->rescan();
+   EXPECT_TRUE(has("sdb"));
+   EXPECT_TRUE(isReady());
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
+// The steps by which the monitor is set up, each by the function that may fail.
+class MonitorStepTest : public DiscoveryFailureTest, public testing::WithParamInterface<char const *> {};
+
+TEST_P(MonitorStepTest, ReleasesTheMonitorWhenItFails) {
+   addStick("sdb", "1-1");
+   auto const before = Support::openDescriptors();
+   {
+      Support::UdevStartFailure const failure{GetParam(), ENOBUFS};
+      start();
+      sm_->rescan();
+   }
+   EXPECT_EQ(traces_.errors(), Texts(2, " Unable to initalize udev monitor."));
+   EXPECT_EQ(Support::openDescriptors(), before);
+   EXPECT_EQ(unit_.listeners(), 0U);
+   EXPECT_TRUE(disks().empty());
+   EXPECT_FALSE(isReady());
+   sm_->rescan();
+   EXPECT_TRUE(has("sdb"));
+   unit_.unplug("sdb");
+   settle();
+   EXPECT_TRUE(disks().empty()) << "events are followed from then on";
+}
+
+INSTANTIATE_TEST_SUITE_P(Functions, MonitorStepTest,
+                         testing::Values("udev_monitor_new_from_netlink",
+                                         "udev_monitor_filter_add_match_subsystem_devtype",
+                                         "udev_monitor_filter_update", "udev_monitor_enable_receiving",
+                                         "udev_monitor_get_fd"),
+                         [](auto const & function) { return function.param; });
 
 }  // namespace

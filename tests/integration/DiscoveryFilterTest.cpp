@@ -165,6 +165,27 @@ TEST_F(DiscoveryFilterTest, TreatsAMultidriveAsInactiveUnlessItIsTheSource) {
    EXPECT_EQ(traces_.count(2, " is an inactive multidrive; skipping"), 1);
 }
 
+TEST_F(DiscoveryFilterTest, TracesAnEventStepByStep) {
+   unit_.blockdevIs({{"known", "usb1"}, {"inactive", "usb2"}});
+   unit_.multidriveIs({"inactive"});
+   startAndSettle();
+   traces_.clear();
+   unit_.plug(plainDisk("vda", "known"));
+   unit_.plug(plainDisk("vdb", "strange"));
+   unit_.plug(plainDisk("vdc", "inactive"));
+   settle();
+   EXPECT_EQ(traces_.texts(2),
+             (std::vector<std::string>{
+                 " uevent received.", " received uevent with actionadd", " handling add event",
+                 " processing addition for /dev/vda",  //
+                 " uevent received.", " received uevent with actionadd", " handling add event",
+                 " processing addition for /dev/vdb",
+                 " strange device /dev/vdb doesn't have an /etc/blockdev entry; skipping",  //
+                 " uevent received.", " received uevent with actionadd", " handling add event",
+                 " processing addition for /dev/vdc", " is an inactive multidrive; skipping"}));
+   EXPECT_EQ(traces_.lines().size(), 14U);
+}
+
 TEST_F(DiscoveryFilterTest, TreatsEveryMultidriveAsInactiveWithoutASource) {
    everythingIsMountedAt("usb1");
    unit_.multidriveIs({"place1/", "place2/"});

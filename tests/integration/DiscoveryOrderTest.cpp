@@ -75,4 +75,13 @@ TEST_F(DiscoveryOrderTest, IsReadyBeforeThePulledDiskIsDeleted) {
    EXPECT_EQ(order_, (Texts{"ready", "entry deleted", "disk deleted"}));
 }
 
+TEST_F(DiscoveryOrderTest, InsertsAnIdentifiedDiskBeforeTheUnitIsReady) {
+   unit_.add(ssd());
+   start();
+   ASSERT_FALSE(isReady());
+   record();
+   settle();
+   EXPECT_EQ(order_, (Texts{"entry added", "disk added", "ready"}));
+}
+
 }  // namespace

@@ -55,7 +55,7 @@ class EmmcDiskInfoCollectorSmTest : public UdevCollectorTest {
       return Support::fieldsOf(
           *EmmcDiskInfoCollectorSmIs(disk_.make(), udev_.device(sysPath).get())->finalDisk());
    }
-   // How many lines have been traced when the disk is published.
+   // How many errors have been traced when the disk is published; 0 if it is not.
    std::size_t tracedBeforeResult(Disk const & card) {
       unit_.add(card);
       auto const device = udev_.device(unit_.sysPath(card.name));
@@ -65,6 +65,7 @@ class EmmcDiskInfoCollectorSmTest : public UdevCollectorTest {
       reactor.on<&EmmcDiskInfoCollectorSmTest::handleResult>(collector->finalDisk, *this);
       reactor.hasNotificationActiveIs(true);
       traces_.clear();
+      tracedBefore_ = 0;
       collector->handleInitialized();
       unit_.vanish(card.name);
       return tracedBefore_;

@@ -1,6 +1,7 @@
 // Keeps what is logged while it lives.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,12 +17,14 @@ class LogRecorder {
       std::string text;
       std::vector<std::string> arguments;
       Vorn::Seconds utc;
+      std::uint64_t argsHash;
    };
 
    LogRecorder() {
       Host::logSinkIs([this](Host::LogMessage const & logged) {
          Message message{
-             logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc};
+             logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc,
+             logged.argsHash};
          for (Pelm::String const & argument : logged.arguments)
             message.arguments.push_back(argument.str());
          messages_.push_back(message);
