@@ -244,9 +244,9 @@ bool report(long megabytes, Subject & subject) {
 void addDisks(Simulation::SimulatedUnit & unit) {
    unit.blockdevIs({{".*/mmc_host/", "emmc"}});
    for (int i = 0; i < disks; ++i)
-      unit.add(Simulation::emmcCard("mmcblk" + std::to_string(i),
-                                    "9b014e4f535052455921" + std::to_string(10000000 + i) + "5a01",
-                                    62500000));
+      unit.add(Simulation::emmcDevice("mmcblk" + std::to_string(i),
+                                      "9b014e4f535052455921" + std::to_string(10000000 + i) + "5a01",
+                                      62500000));
 }
 
 }  // namespace

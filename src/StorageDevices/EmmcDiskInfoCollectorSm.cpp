@@ -20,13 +20,13 @@ EmmcDiskInfoCollectorSm::EmmcDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> 
     : DiskInfoCollectorSm{std::move(disk)}, udevDisk_{udevDisk} {}
 
 void EmmcDiskInfoCollectorSm::handleInitialized() {
-   udev_device * const card = udev_device_get_parent(udevDisk_);
-   if (!card) {
+   udev_device * const mmc = udev_device_get_parent(udevDisk_);
+   if (!mmc) {
       VORN_TRACE(traceHandle, 0) << handleInitializedName << " Error getting parent block device";
       finalizeUnchanged();
       return;
    }
-   char const * const text = udev_device_get_sysattr_value(card, "cid");
+   char const * const text = udev_device_get_sysattr_value(mmc, "cid");
    if (!text) {
       VORN_TRACE(traceHandle, 0) << handleInitializedName << " Error reading CID register";
       finalizeUnchanged();

@@ -42,7 +42,7 @@ Disk driveDisk() {
 }
 
 Disk cardDisk() {
-   return Simulation::emmcCard("mmcblk0", cardRegister, sectors(32));
+   return Simulation::emmcDevice("mmcblk0", cardRegister, sectors(32));
 }
 
 Disk eusbDisk() {

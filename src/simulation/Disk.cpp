@@ -46,8 +46,8 @@ Disk nvmeDrive(std::string_view name, std::string_view serial, std::string_view 
    return disk;
 }
 
-Disk emmcCard(std::string_view name, std::string_view cid, std::uint64_t sectors) {
-   auto disk = commonDisk(Disk::Kind::card, name, sectors);
+Disk emmcDevice(std::string_view name, std::string_view cid, std::uint64_t sectors) {
+   auto disk = commonDisk(Disk::Kind::mmc, name, sectors);
    disk.cid = cid;
    if (cid.size() != 32 ||
        !std::all_of(cid.begin(), cid.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }))

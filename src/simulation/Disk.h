@@ -18,7 +18,7 @@ struct Disk {
    enum class Kind {
       sata,   // controller/ataN/hostH/targetH:0:0/H:0:0:0/block/sdX
       nvme,   // controller/nvme/nvmeI/nvmeInN
-      card,   // controller/mmc_host/mmcI/mmcI:0001/block/mmcblkI: eMMC devices and SD cards
+      mmc,    // controller/mmc_host/mmcI/mmcI:0001/block/mmcblkI: eMMC devices and SD cards
       usb,    // controller/usbB/B-1/B-1.2/B-1.2:1.0/hostH/targetH:0:0/H:0:0:0/block/sdX
       other,  // controller/block/name without parents: virtio, loop and others
    };
@@ -27,11 +27,11 @@ struct Disk {
    Kind kind = Kind::other;
    std::string name;        // kernel name
    std::string controller;  // sysfs path below /sys/devices; empty: the usual place of the kind
-   std::string serial;      // ID_SERIAL_SHORT, for the kind `card` ID_SERIAL; empty: none
+   std::string serial;      // ID_SERIAL_SHORT, for the kind `mmc` ID_SERIAL; empty: none
    std::string longSerial;  // ID_SERIAL; empty: vendor, model and serial, as by udev's rules
    std::string vendor;
    std::string model;          // in the device's spelling; udev replaces blanks and the like by "_"
-   std::string revision;       // ID_REVISION; the kind `card` has none
+   std::string revision;       // ID_REVISION; the kind `mmc` has none
    std::uint64_t sectors = 0;  // attribute "size", in blocks of 512 bytes
 
    std::optional<std::string> rotational = "0";  // attribute queue/rotational
@@ -59,7 +59,7 @@ Disk sataDisk(std::string_view name, unsigned ataPort, std::string_view serial, 
 Disk nvmeDrive(std::string_view name, std::string_view serial, std::string_view model, std::uint64_t sectors);
 
 // An eMMC device with that CID register, which gives udev's model and serial; `name` is "mmcblkI".
-Disk emmcCard(std::string_view name, std::string_view cid, std::uint64_t sectors);
+Disk emmcDevice(std::string_view name, std::string_view cid, std::uint64_t sectors);
 
 // A USB disk at `usbPort` (for example "2-1.3"), rotational, as USB sticks report.
 Disk usbDisk(std::string_view name, std::string_view usbPort, std::string_view serial, std::string_view model,

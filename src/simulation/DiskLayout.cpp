@@ -43,7 +43,7 @@ std::string deviceNumber(Disk const & disk, unsigned sequence) {
          return std::to_string(sdMajors[index / 16 % sdMajors.size()]) + ":" +
                 std::to_string(index % 16 * 16);
       }
-      case Disk::Kind::card:
+      case Disk::Kind::mmc:
          return "179:" + std::to_string(trailingNumber(disk.name) * 8);
       case Disk::Kind::nvme:
       case Disk::Kind::other:
@@ -88,7 +88,7 @@ DeviceText blockDevice(Disk const & disk, std::string const & path, std::string_
 void identity(DeviceText & text, Disk const & disk, std::string_view by, std::string const & longSerial) {
    if (!disk.revision.empty())
       text.property("ID_REVISION", disk.revision);
-   if (disk.kind != Disk::Kind::card && !disk.serial.empty())
+   if (disk.kind != Disk::Kind::mmc && !disk.serial.empty())
       text.property("ID_SERIAL_SHORT", disk.serial);
    auto const full = disk.longSerial.empty() ? longSerial : disk.longSerial;
    if (!full.empty())
@@ -189,15 +189,16 @@ std::vector<DeviceRecord> nvmeRecords(Disk const & disk, unsigned sequence) {
    return {diskRecord(text, disk), parent.record(), pciDevice(controller, "nvme", "10802")};
 }
 
-std::vector<DeviceRecord> cardRecords(Disk const & disk, unsigned sequence) {
+std::vector<DeviceRecord> mmcRecords(Disk const & disk, unsigned sequence) {
    auto const controller = controllerPath(disk, "pci0000:00/0000:00:06.0");
    auto const host = "mmc" + std::to_string(trailingNumber(disk.name));
    auto const hostPath = controller + "/mmc_host/" + host;
-   auto const card = host + ":0001";
-   auto text = blockDevice(disk, hostPath + "/" + card + "/block/" + disk.name, "../../../" + card, sequence);
+   auto const device = host + ":0001";
+   auto text =
+       blockDevice(disk, hostPath + "/" + device + "/block/" + disk.name, "../../../" + device, sequence);
    text.property("ID_NAME", udevSpelling(disk.model)).property("MMC_TYPE", "MMC").attribute("force_ro", "0");
    identity(text, disk, "mmc-" + udevSpelling(disk.model) + "_", disk.serial);
-   DeviceText parent(hostPath + "/" + card, "mmc");
+   DeviceText parent(hostPath + "/" + device, "mmc");
    parent.property("DRIVER", "mmcblk").property("MMC_TYPE", "MMC").property("MODALIAS", "mmc:block");
    parent.property("MMC_NAME", disk.model).attribute("name", disk.model).attribute("type", "MMC");
    if (!disk.cid.empty())
@@ -276,8 +277,8 @@ std::vector<DeviceRecord> deviceRecords(Disk const & disk, unsigned sequence) {
          return sataRecords(disk, sequence);
       case Disk::Kind::nvme:
          return nvmeRecords(disk, sequence);
-      case Disk::Kind::card:
-         return cardRecords(disk, sequence);
+      case Disk::Kind::mmc:
+         return mmcRecords(disk, sequence);
       case Disk::Kind::usb:
          return usbRecords(disk, sequence);
       case Disk::Kind::other:

@@ -214,7 +214,7 @@ void SimulatedUnit::healthIs(Disk const & disk, DriveHealth const & health) {
       case Disk::Kind::usb:
          tools().outputIs(Tool::smartctl, disk.name, smartctlScsiReport(disk.name, health));
          break;
-      case Disk::Kind::card:
+      case Disk::Kind::mmc:
          attributeIs(disk.name, "device/life_time", emmcLifeTime(health));
          attributeIs(disk.name, "device/pre_eol_info", emmcPreEndOfLife(health));
          return;

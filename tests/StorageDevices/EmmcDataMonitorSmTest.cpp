@@ -131,8 +131,8 @@ TEST_F(EmmcDataMonitorSmTest, DropsADeviceThatGoesAndRecordsOfAnEarlierRun) {
 TEST_F(EmmcDataMonitorSmTest, ReadsARemovableCardAsSoonAsItAppears) {
    registersAre("0x01 0x02\n", "0x01\n");
    start();
-   plug("card", emmcBus, true);
-   EXPECT_EQ(values("card"), (std::vector<int>{1, 2, 1}));
+   plug("removable", emmcBus, true);
+   EXPECT_EQ(values("removable"), (std::vector<int>{1, 2, 1}));
 }
 
 TEST_F(EmmcDataMonitorSmTest, ReadsSysfsByDefault) {

@@ -1,6 +1,6 @@
 // Every sample of health data under tests/data against the expectation beside it. Expectations are written
-// by hand from the rules: "smartctl.json" has "smartctl.json.expected", and the two register files of a card
-// have "registers.expected". Lines that begin with # are remarks.
+// by hand from the rules: "smartctl.json" has "smartctl.json.expected", and the two register files of an eMMC
+// device have "registers.expected". Lines that begin with # are remarks.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 

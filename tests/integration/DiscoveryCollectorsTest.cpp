@@ -16,7 +16,7 @@ class DiscoveryCollectorsTest : public Support::DiscoveryTest {
    void addDrive() { unit_.add(nvmeDrive("nvme0n1", "NUDEV", "Marlin", 937703088)); }
    // At a place before and at one behind all others, in the order in which udev enumerates.
    static Disk chip(char const * name, char const * place) {
-      auto disk = emmcCard(name, "1501004b535452454c0a00000a1f5ac1", 61071360);
+      auto disk = emmcDevice(name, "1501004b535452454c0a00000a1f5ac1", 61071360);
       disk.controller = place;
       disk.serial = name;
       return disk;

@@ -30,7 +30,7 @@ class DiscoveryEventsTest : public Support::DiscoveryTest {
    static Disk stick(char const * serial = "0123ABCD", char const * name = "sdb", char const * port = "1-1") {
       return usbDisk(name, port, serial, "Flash", 31250000);
    }
-   static Disk chip() { return emmcCard("mmcblk0", "1501004b535452454c0a00000a1f5ac1", 61071360); }
+   static Disk chip() { return emmcDevice("mmcblk0", "1501004b535452454c0a00000a1f5ac1", 61071360); }
 
    void hdparmSays(char const * serial, char const * model = "Kestrel S2", char const * firmware = "KF1.2") {
       unit_.tools().outputIs(Tool::hdparm, "sda", hdparmReport({"sda", model, serial, firmware, 468862128}));

@@ -42,8 +42,9 @@ TEST_F(ExaminationTest, ShowsTheClassificationOfEveryDeviceAndRunsNoTool) {
    strange.serial = "V";
    for (auto const & disk :
         {sataDisk("sda", 1, "A", "Kestrel", 468862128), sataDisk("sdb", 2, "B", "Kestrel", 1000), spinning,
-         nvmeDrive("nvme0n1", "N", "Marlin", 937703088), emmcCard("mmcblk0", std::string(32, '1'), 61071360),
-         usbDisk("sdd", "1-1", "D", "Flash", 31250000), otherDisk("loop0", "virtual", 8), nameless, strange})
+         nvmeDrive("nvme0n1", "N", "Marlin", 937703088),
+         emmcDevice("mmcblk0", std::string(32, '1'), 61071360), usbDisk("sdd", "1-1", "D", "Flash", 31250000),
+         otherDisk("loop0", "virtual", 8), nameless, strange})
       unit_.add(disk);
    EXPECT_EQ(
        examined(),

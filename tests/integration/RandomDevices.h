@@ -75,7 +75,7 @@ class Generator {
       Device device;
       Disk & disk = device.disk;
       disk.kind = oneOf<Disk::Kind>({Disk::Kind::sata, Disk::Kind::sata, Disk::Kind::usb, Disk::Kind::nvme,
-                                     Disk::Kind::card, Disk::Kind::other});
+                                     Disk::Kind::mmc, Disk::Kind::other});
       disk.name = nameOf(disk.kind, index);
       disk.host = index;
       disk.ataPort = index + 1;
@@ -110,7 +110,7 @@ class Generator {
             return scsiName(scsiDisks_++);
          case Kind::nvme:
             return "nvme" + number_ + "n" + std::to_string(random_() % 3 + 1);
-         case Kind::card:
+         case Kind::mmc:
             return "mmcblk" + number_;
          case Kind::other:
             break;
@@ -181,7 +181,7 @@ class Generator {
                                     .model = "Own Model " + number_,
                                     .firmwareRevision = "F" + number_,
                                     .sizeGb = 200 + static_cast<std::uint32_t>(random_() % 100)};
-      if (device.disk.kind != Agent::Simulation::Disk::Kind::card)
+      if (device.disk.kind != Agent::Simulation::Disk::Kind::mmc)
          return;
       char digits[9];
       std::snprintf(digits, sizeof digits, "%08x", 0xA000U + static_cast<unsigned>(device.disk.host));

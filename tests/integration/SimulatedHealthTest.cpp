@@ -123,7 +123,7 @@ TEST_F(SimulatedHealthTest, RefusesOtherArgumentsAndUnknownDisks) {
 }
 
 TEST_F(SimulatedHealthTest, SetsTheRegistersOfAnEmmcDevice) {
-   auto const chip = emmcCard("mmcblk0", "9b014e4f53505245592100a1b2c35a01", 1000);
+   auto const chip = emmcDevice("mmcblk0", "9b014e4f53505245592100a1b2c35a01", 1000);
    unit.add(chip);
    std::string const folder = unit.sysFolder("mmcblk0") / "device";
    ASSERT_TRUE(StorageDevices::EmmcDataAccess::getEmmcAttrs(folder, *emmc));

@@ -195,11 +195,11 @@ TEST_F(SimulatedUnitTest, PlacesAnNvmeNamespaceBelowItsDrive) {
 }
 
 TEST_F(SimulatedUnitTest, ShowsACardsRegisterAsAnAttributeOfItsParent) {
-   unit_.add(emmcCard("mmcblk0", kestrelCid, 30535680));
+   unit_.add(emmcDevice("mmcblk0", kestrelCid, 30535680));
    auto const disk = device("mmcblk0");
-   auto * const card = udev_device_get_parent(disk.get());
-   EXPECT_EQ(name(card), "mmc0:0001");
-   EXPECT_EQ(attribute(card, "cid"), kestrelCid);
+   auto * const mmc = udev_device_get_parent(disk.get());
+   EXPECT_EQ(name(mmc), "mmc0:0001");
+   EXPECT_EQ(attribute(mmc, "cid"), kestrelCid);
    EXPECT_EQ(property(disk, "ID_NAME"), "KESTR4");
    EXPECT_EQ(property(disk, "ID_SERIAL"), "0xa1b2c3d4");
    EXPECT_EQ(property(disk, "ID_SERIAL_SHORT"), "(none)");
@@ -439,7 +439,7 @@ TEST(SimulatedUnitFolderTest, IsRemovedWithTheUnitAlsoAfterAnException) {
    try {
       SimulatedUnit unit;
       folder = unit.folder().parent_path();
-      unit.add(emmcCard("mmcblk0", kestrelCid, 1000));
+      unit.add(emmcDevice("mmcblk0", kestrelCid, 1000));
       unit.unplug("mmcblk1");
    } catch (std::invalid_argument const &) {
    }

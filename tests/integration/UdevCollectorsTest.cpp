@@ -47,18 +47,18 @@ class UdevCollectorTest : public testing::Test {
 
 class EmmcDiskInfoCollectorSmTest : public UdevCollectorTest {
  protected:
-   DiskFields collected(Disk const & card) {
-      return UdevCollectorTest::collected(&EmmcDiskInfoCollectorSmIs, card);
+   DiskFields collected(Disk const & disk) {
+      return UdevCollectorTest::collected(&EmmcDiskInfoCollectorSmIs, disk);
    }
-   DiskFields collectedCid(std::string_view cid) { return collected(emmcCard("mmcblk0", cid, 1000)); }
+   DiskFields collectedCid(std::string_view cid) { return collected(emmcDevice("mmcblk0", cid, 1000)); }
    DiskFields collectedFrom(std::string const & sysPath) {
       return Support::fieldsOf(
           *EmmcDiskInfoCollectorSmIs(disk_.make(), udev_.device(sysPath).get())->finalDisk());
    }
    // How many errors have been traced when the disk is published; 0 if it is not.
-   std::size_t tracedBeforeResult(Disk const & card) {
-      unit_.add(card);
-      auto const device = udev_.device(unit_.sysPath(card.name));
+   std::size_t tracedBeforeResult(Disk const & disk) {
+      unit_.add(disk);
+      auto const device = udev_.device(unit_.sysPath(disk.name));
       auto const collector = Pelm::make<EmmcDiskInfoCollectorSm>(disk_.make(), device.get());
       Vorn::NotifieeConst reactor;
       reactor.notifierIs(collector);
@@ -67,7 +67,7 @@ class EmmcDiskInfoCollectorSmTest : public UdevCollectorTest {
       traces_.clear();
       tracedBefore_ = 0;
       collector->handleInitialized();
-      unit_.vanish(card.name);
+      unit_.vanish(disk.name);
       return tracedBefore_;
    }
    DiskFields unchanged() const {
@@ -105,10 +105,10 @@ TEST_F(EmmcDiskInfoCollectorSmTest, ShowsAnUnknownManufacturerAsItsNumber) {
 TEST_F(EmmcDiskInfoCollectorSmTest, TracesARegisterOfAnotherLength) {
    for (std::string const & cid : {std::string(31, 'a'), std::string(33, 'a'), std::string{""}}) {
       traces_.clear();
-      auto card = emmcCard("mmcblk0", "", 1000);
-      card.serial = "0x1";
-      card.deviceAttributes["cid"] = cid;
-      EXPECT_EQ(collected(card), unchanged());
+      auto disk = emmcDevice("mmcblk0", "", 1000);
+      disk.serial = "0x1";
+      disk.deviceAttributes["cid"] = cid;
+      EXPECT_EQ(collected(disk), unchanged());
       EXPECT_EQ(error(), signature() + " Error parsing CID register (size)") << cid;
    }
 }
@@ -127,11 +127,11 @@ TEST_F(EmmcDiskInfoCollectorSmTest, TracesAFailureBeforeItPublishesTheDisk) {
    std::map<std::string, std::string> const errors{
        {"a", "(size)"}, {std::string(32, 'x'), "(hex)"}, {"", ""}};
    for (auto const & [cid, kind] : errors) {
-      auto card = emmcCard("mmcblk0", "", 1000);
-      card.serial = "0x1";
+      auto disk = emmcDevice("mmcblk0", "", 1000);
+      disk.serial = "0x1";
       if (!cid.empty())
-         card.deviceAttributes["cid"] = cid;
-      EXPECT_EQ(tracedBeforeResult(card), 1U) << kind;
+         disk.deviceAttributes["cid"] = cid;
+      EXPECT_EQ(tracedBeforeResult(disk), 1U) << kind;
    }
    EXPECT_EQ(tracedBeforeResult(otherDisk("mmcblk0", "virtual", 1000)), 1U);
 }
@@ -144,18 +144,18 @@ TEST_F(EmmcDiskInfoCollectorSmTest, ReadsTheRegisterOfTheParentWhateverItsSubsys
 
 TEST_F(EmmcDiskInfoCollectorSmTest, IgnoresARegisterAboveTheParent) {
    unit_.addRecording(
-       "P: /devices/host/card/block/mmcblk0\nN: mmcblk0\nE: DEVNAME=/dev/mmcblk0\nE: DEVTYPE=disk\n"
-       "E: SUBSYSTEM=block\n\nP: /devices/host/card\nE: SUBSYSTEM=mmc\n\n"
+       "P: /devices/host/device/block/mmcblk0\nN: mmcblk0\nE: DEVNAME=/dev/mmcblk0\nE: DEVTYPE=disk\n"
+       "E: SUBSYSTEM=block\n\nP: /devices/host/device\nE: SUBSYSTEM=mmc\n\n"
        "P: /devices/host\nE: SUBSYSTEM=mmc_host\nA: cid=1501004b535452454c0a00000a1f5ac1\n");
    EXPECT_EQ(collectedFrom(unit_.sysPath("mmcblk0")), unchanged());
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 
 TEST_F(EmmcDiskInfoCollectorSmTest, IgnoresARegisterOfTheDiskItself) {
-   auto card = emmcCard("mmcblk0", "", 1000);
-   card.serial = "0x1";
-   card.attributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
-   EXPECT_EQ(collected(card), unchanged());
+   auto disk = emmcDevice("mmcblk0", "", 1000);
+   disk.serial = "0x1";
+   disk.attributes["cid"] = "1501004b535452454c0a00000a1f5ac1";
+   EXPECT_EQ(collected(disk), unchanged());
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
 

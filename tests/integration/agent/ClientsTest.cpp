@@ -75,12 +75,12 @@ class ClientsTest : public AgentProgramTest {
       return result;
    }
 
-   // Cards, whose registers and statistics are read at once, and a history that grows by some thousand
+   // eMMC devices, whose registers and statistics are read at once, and a history that grows by some thousand
    // measurements a second.
    void addHistory() {
       unit.blockdevIs({{".*/mmc_host/", "emmc"}});
       for (int i = 0; i < 24; ++i)
-         unit.add(Simulation::emmcCard("mmcblk" + std::to_string(i), cardRegister(i), 62500000));
+         unit.add(Simulation::emmcDevice("mmcblk" + std::to_string(i), emmcRegister(i), 62500000));
       config("[clock]\ntime_scale = 300\n", "poll_interval = 1\n");
    }
 
@@ -134,7 +134,7 @@ class ClientsTest : public AgentProgramTest {
       return waits[waits.size() / 2];
    }
 
-   static std::string cardRegister(int number) {
+   static std::string emmcRegister(int number) {
       std::string serial = std::to_string(10000000 + number);
       return "9b014e4f535052455921" + serial + "5a01";
    }

@@ -18,8 +18,8 @@ using Agent::Simulation::Tool;
 namespace Simulation = Agent::Simulation;
 using Json = rapidjson::Value;
 
-constexpr char cardRegister[] = "9b014e4f53505245592100a1b2c35a01";
-constexpr char cardSerial[] = "00a1b2c3";
+constexpr char emmcRegister[] = "9b014e4f53505245592100a1b2c35a01";
+constexpr char emmcSerial[] = "00a1b2c3";
 
 std::string textOf(Json const & value) {
    rapidjson::StringBuffer buffer;
@@ -175,23 +175,23 @@ TEST_F(HealthTest, ShowsAnNvmeDriveWithItsLogAndItsVerdict) {
 }
 
 TEST_F(HealthTest, ShowsAnEmmcDeviceWithItsRegistersUntilTheyCannotBeRead) {
-   auto const card = Simulation::emmcCard("mmcblk0", cardRegister, 62500000);
-   unit.add(card);
+   auto const device = Simulation::emmcDevice("mmcblk0", emmcRegister, 62500000);
+   unit.add(device);
    DriveHealth worn;
    worn.percentUsed = 27;
    worn.preEndOfLife = 2;
-   unit.healthIs(card, worn);
+   unit.healthIs(device, worn);
    start();
-   ASSERT_TRUE(eventually([&] { return isGood(cardSerial, "emmc"); })) << log;
+   ASSERT_TRUE(eventually([&] { return isGood(emmcSerial, "emmc"); })) << log;
    char const * const registers = R"({"lifetimeEstTypA": 3, "lifetimeEstTypB": 3, "preEolInfo": 2})";
-   EXPECT_TRUE(isJson(of("emmcData", cardSerial), registers));
-   EXPECT_EQ(reading(cardSerial, "smartctl"), nullptr);
+   EXPECT_TRUE(isJson(of("emmcData", emmcSerial), registers));
+   EXPECT_EQ(reading(emmcSerial, "smartctl"), nullptr);
    unit.attributeDel("mmcblk0", "device/life_time");
-   ASSERT_TRUE(eventually([&] { return !isGood(cardSerial, "emmc"); })) << log;
-   EXPECT_EQ(reason(cardSerial, "emmc"), "the registers life_time and pre_eol_info cannot be read");
-   EXPECT_TRUE(isJson(of("emmcData", cardSerial), registers));
-   unit.healthIs(card, {});
-   EXPECT_TRUE(eventually([&] { return isGood(cardSerial, "emmc"); })) << log;
+   ASSERT_TRUE(eventually([&] { return !isGood(emmcSerial, "emmc"); })) << log;
+   EXPECT_EQ(reason(emmcSerial, "emmc"), "the registers life_time and pre_eol_info cannot be read");
+   EXPECT_TRUE(isJson(of("emmcData", emmcSerial), registers));
+   unit.healthIs(device, {});
+   EXPECT_TRUE(eventually([&] { return isGood(emmcSerial, "emmc"); })) << log;
 }
 
 TEST_F(HealthTest, SamplesUseAndCountsFailedSamples) {
