@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "base/JsonMemory.h"
 #include "base/Text.h"
@@ -40,9 +41,25 @@ inline void writeText(JsonWriter & writer, std::string_view text, std::size_t lo
    writer.RawValue(json.data(), json.size(), rapidjson::kStringType);
 }
 
-// Writes the name of a member by the same rules as a text.
-inline void writeKey(JsonWriter & writer, std::string_view key) {
-   writeText(writer, key);
+// Writes a truth value or a number.
+template <class Number>
+requires std::is_arithmetic_v<Number>
+void writeValue(JsonWriter & writer, Number number) {
+   if constexpr (std::is_same_v<Number, bool>)
+      writer.Bool(number);
+   else if constexpr (std::is_floating_point_v<Number>)
+      writer.Double(number);
+   else if constexpr (std::is_signed_v<Number>)
+      writer.Int64(number);
+   else
+      writer.Uint64(number);
+}
+
+template <class Number>
+requires std::is_arithmetic_v<Number>
+void writeMember(JsonWriter & writer, char const * key, Number number) {
+   writer.Key(key);
+   writeValue(writer, number);
 }
 
 inline void writeMember(JsonWriter & writer, char const * key, std::string_view text,

@@ -4,19 +4,14 @@ namespace Agent {
 
 namespace {
 
-void writeCount(Base::JsonWriter & writer, char const * key, std::uint64_t count) {
-   writer.Key(key);
-   writer.Uint64(count);
-}
-
 void writeKernelLines(Base::JsonWriter & writer, std::optional<KernelLineCounts> const & lines) {
    writer.StartObject();
    if (lines) {
-      writeCount(writer, "received", lines->received);
-      writeCount(writer, "forwarded", lines->forwarded);
-      writeCount(writer, "rewritten", lines->rewritten);
-      writeCount(writer, "dropped", lines->dropped);
-      writeCount(writer, "overruns", lines->overruns);
+      Base::writeMember(writer, "received", lines->received);
+      Base::writeMember(writer, "forwarded", lines->forwarded);
+      Base::writeMember(writer, "rewritten", lines->rewritten);
+      Base::writeMember(writer, "dropped", lines->dropped);
+      Base::writeMember(writer, "overruns", lines->overruns);
    }
    writer.EndObject();
 }
@@ -28,11 +23,7 @@ void addCounters(JsonMembers & members, Counters const & counters) {
        .add("kernelLines", wholeJson([lines = counters.kernelLines](Base::JsonWriter & writer) {
                writeKernelLines(writer, lines);
             }))
-       .add("log", wholeJson([dropped = counters.logLinesDropped](Base::JsonWriter & writer) {
-               writer.StartObject();
-               writeCount(writer, "linesDropped", dropped);
-               writer.EndObject();
-            }));
+       .add("log", JsonMembers{}.add("linesDropped", numberJson(counters.logLinesDropped)));
 }
 
 }  // namespace Agent

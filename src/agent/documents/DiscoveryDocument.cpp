@@ -23,13 +23,9 @@ void writeUnclassified(Base::JsonWriter & writer, StorageDevices::Unclassified c
 JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery) {
    JsonValue devices = JsonMembers{};
    if (discovery)
-      devices = jsonObject(discovery->unclassifiedDevice, [](Base::JsonWriter & writer, Pelm::String const &,
-                                                             StorageDevices::Unclassified const & device) {
-         writeUnclassified(writer, device);
-      });
+      devices = jsonObject(discovery->unclassifiedDevice, writeUnclassified);
    return JsonMembers{}
-       .add("anonymousRemovalCount", wholeJson([count = discovery ? discovery->anonymousRemovalCount() : 0](
-                                                   Base::JsonWriter & writer) { writer.Uint64(count); }))
+       .add("anonymousRemovalCount", numberJson(discovery ? discovery->anonymousRemovalCount() : 0))
        .add("unclassifiedDevices", std::move(devices));
 }
 

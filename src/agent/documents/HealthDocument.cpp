@@ -15,34 +15,25 @@ using StorageDevices::SmartAttr;
 // this.
 constexpr std::size_t longestAttrText = 256;
 
-void writeNumber(Base::JsonWriter & writer, char const * key, std::int64_t value) {
-   writer.Key(key);
-   writer.Int64(value);
-}
-
 void writeAttr(Base::JsonWriter & writer, SmartAttr const & attr) {
    writer.StartObject();
-   writeNumber(writer, "id", attr.id);
+   Base::writeMember(writer, "id", attr.id);
    Base::writeMember(writer, "name", attr.name.view(), longestAttrText);
-   writeNumber(writer, "thresh", attr.thresh);
-   writeNumber(writer, "value", attr.value);
-   writeNumber(writer, "worst", attr.worst);
-   writeNumber(writer, "flags", attr.flags);
-   writeNumber(writer, "raw", attr.raw);
+   Base::writeMember(writer, "thresh", attr.thresh);
+   Base::writeMember(writer, "value", attr.value);
+   Base::writeMember(writer, "worst", attr.worst);
+   Base::writeMember(writer, "flags", attr.flags);
+   Base::writeMember(writer, "raw", attr.raw);
    Base::writeMember(writer, "rawString", attr.rawString.view(), longestAttrText);
-   writeNumber(writer, "reportedValue", attr.reportedValue);
+   Base::writeMember(writer, "reportedValue", attr.reportedValue);
    writer.EndObject();
 }
 
 void writeVerdict(Base::JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
-   if (record.healthStatusRead()) {
-      writer.Key(record.healthStatusOk.id());
-      writer.Bool(record.healthStatusOk());
-   }
-   if (record.attrsRead()) {
-      writer.Key(record.allAttrsPassing.id());
-      writer.Bool(record.allAttrsPassing());
-   }
+   if (record.healthStatusRead())
+      Base::writeMember(writer, record.healthStatusOk.id(), record.healthStatusOk());
+   if (record.attrsRead())
+      Base::writeMember(writer, record.allAttrsPassing.id(), record.allAttrsPassing());
 }
 
 void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceSmartData const & record) {
@@ -78,7 +69,7 @@ void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceNvmeData const
       writer.Key(cell.id());
       writer.StartObject();
       Base::writeMember(writer, "name", cell().name.view(), longestAttrText);
-      writeNumber(writer, "value", cell().value);
+      Base::writeMember(writer, "value", cell().value);
       writer.EndObject();
    }
    writer.EndObject();
@@ -87,7 +78,7 @@ void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceNvmeData const
 template <class Cell>
 void writeRegister(Base::JsonWriter & writer, Cell const & cell) {
    if (cell().present())
-      writeNumber(writer, cell.id(), cell().raw());
+      Base::writeMember(writer, cell.id(), cell().raw());
 }
 
 void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceEmmcData const & record) {
@@ -100,19 +91,15 @@ void writeRecord(Base::JsonWriter & writer, StorageDevices::DeviceEmmcData const
 
 template <class Records>
 JsonValue recordsJson(Records const & records) {
-   return jsonObject(records, [](Base::JsonWriter & writer, Pelm::String const &, auto const & record) {
-      writeRecord(writer, record);
-   });
+   return jsonObject(records,
+                     [](Base::JsonWriter & writer, auto const & record) { writeRecord(writer, record); });
 }
 
 void writeMeasurement(Base::JsonWriter & writer, IOStat::Measurement const & measurement) {
    writer.StartObject();
-   writer.Key("time");
-   writer.Double(measurement.time.value());
-   writer.Key("bytesRead");
-   writer.Uint64(measurement.bytesRead);
-   writer.Key("bytesWritten");
-   writer.Uint64(measurement.bytesWritten);
+   Base::writeMember(writer, "time", measurement.time.value());
+   Base::writeMember(writer, "bytesRead", measurement.bytesRead);
+   Base::writeMember(writer, "bytesWritten", measurement.bytesWritten);
    writer.EndObject();
 }
 
@@ -188,7 +175,7 @@ class HistoriesJson {
    void writeNext(Base::JsonWriter & writer) {
       auto const history = walk_.value();
       if (history && !inArray_)
-         Base::writeKey(writer, walk_.key().view());
+         Base::writeText(writer, walk_.key().view());
       // A disk that goes while its array is written ends it.
       if (history || inArray_)
          inArray_ = history_.write(writer, history.get());

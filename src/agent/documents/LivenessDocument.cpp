@@ -6,18 +6,13 @@ namespace Agent {
 
 namespace {
 
-void writeNumber(Base::JsonWriter & writer, char const * key, double value) {
-   writer.Key(key);
-   writer.Double(value);
-}
-
 void writeStall(Base::JsonWriter & writer, Stall const & stall) {
    writer.StartObject();
-   writeNumber(writer, "seconds", stall.seconds);
+   Base::writeMember(writer, "seconds", stall.seconds);
    Base::writeMember(writer, "operation", stall.operation);
    if (!stall.path.empty())
       Base::writeMember(writer, "path", stall.path);
-   writeNumber(writer, "time", stall.time);
+   Base::writeMember(writer, "time", stall.time);
    writer.EndObject();
 }
 
@@ -30,12 +25,11 @@ std::string livenessDocument(double lastTurnAgeSeconds, Stalls const & stalls) {
    writer.SetMaxDecimalPlaces(microseconds);
    writer.StartObject();
    Base::writeMember(writer, "status", "ok");
-   writeNumber(writer, "lastTurnAgeSeconds", lastTurnAgeSeconds);
+   Base::writeMember(writer, "lastTurnAgeSeconds", lastTurnAgeSeconds);
    writer.Key("holds");
    writer.StartObject();
-   writer.Key("count");
-   writer.Uint64(stalls.count);
-   writeNumber(writer, "longestSeconds", stalls.longestSeconds);
+   Base::writeMember(writer, "count", stalls.count);
+   Base::writeMember(writer, "longestSeconds", stalls.longestSeconds);
    if (stalls.last) {
       writer.Key("last");
       writeStall(writer, *stalls.last);

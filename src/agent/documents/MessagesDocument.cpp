@@ -10,13 +10,10 @@ namespace {
 
 void writeMessage(Base::JsonWriter & writer, StoredMessage const & stored) {
    writer.StartObject();
-   writer.Key("sequence");
-   writer.Uint64(stored.sequence);
-   writer.Key("time");
-   writer.Double(stored.time);
+   Base::writeMember(writer, "sequence", stored.sequence);
+   Base::writeMember(writer, "time", stored.time);
    Base::writeMember(writer, "name", stored.descriptor->name);
-   writer.Key("severity");
-   writer.Int(stored.descriptor->severity);
+   Base::writeMember(writer, "severity", stored.descriptor->severity);
    Base::writeMember(writer, "text", stored.text.view());
    writer.Key("arguments");
    writer.StartArray();

@@ -11,33 +11,20 @@ namespace {
 using Environment::Temperature::TempSensorStatus;
 
 template <class Cell>
-void writeBool(Base::JsonWriter & writer, Cell const & cell) {
-   writer.Key(cell.id());
-   writer.Bool(cell());
-}
-
-template <class Cell>
-void writeCount(Base::JsonWriter & writer, Cell const & cell) {
-   writer.Key(cell.id());
-   writer.Uint64(cell());
-}
-
-void writeReal(Base::JsonWriter & writer, char const * key, double value) {
-   writer.Key(key);
-   writer.Double(value);
+void writeCell(Base::JsonWriter & writer, Cell const & cell) {
+   Base::writeMember(writer, cell.id(), cell());
 }
 
 void writeChange(Base::JsonWriter & writer, StorageDevices::DeviceLifetimeChange const & change) {
    writer.StartObject();
    constexpr std::int64_t noFigure = -1;
    if (change.lastValue() != noFigure) {
-      writer.Key(change.lastValue.id());
-      writer.Int64(change.lastValue());
-      writeReal(writer, change.timestamp.id(), change.timestamp().value());
-      writeCount(writer, change.lastBytesWritten);
+      writeCell(writer, change.lastValue);
+      Base::writeMember(writer, change.timestamp.id(), change.timestamp().value());
+      writeCell(writer, change.lastBytesWritten);
    }
-   writeCount(writer, change.numPastLogs);
-   writeBool(writer, change.firstDropDetected);
+   writeCell(writer, change.numPastLogs);
+   writeCell(writer, change.firstDropDetected);
    writer.EndObject();
 }
 
@@ -48,10 +35,9 @@ void writeInfo(Base::JsonWriter & writer, StorageDevErrorSyslogInfo const & info
    Base::writeMember(writer, info.kernelDevName.id(), info.kernelDevName().view());
    Base::writeMember(writer, info.model.id(), info.model().view());
    Base::writeMember(writer, info.firmwareRevision.id(), info.firmwareRevision().view());
-   writer.Key("removable");
-   writer.Bool(info.removable());
-   writeReal(writer, info.syslogTimestamp.id(), info.syslogTimestamp().value());
-   writeCount(writer, info.disconnectCount);
+   Base::writeMember(writer, "removable", info.removable());
+   Base::writeMember(writer, info.syslogTimestamp.id(), info.syslogTimestamp().value());
+   writeCell(writer, info.disconnectCount);
    writer.EndObject();
 }
 
@@ -61,15 +47,15 @@ void writeSensor(Base::JsonWriter & writer, TempSensorStatus const & status, Pel
    writer.StartObject();
    Base::writeMember(writer, "drive", drive.view());
    if (shown)
-      writeReal(writer, status.temperature.id(), status.temperature()->value());
+      Base::writeMember(writer, status.temperature.id(), status.temperature()->value());
    // Both are 0 until the first reading came with a range.
    if (status.minTemperature().value() < status.maxTemperature().value()) {
-      writeReal(writer, "min", status.minTemperature().value());
-      writeReal(writer, "max", status.maxTemperature().value());
+      Base::writeMember(writer, "min", status.minTemperature().value());
+      Base::writeMember(writer, "max", status.maxTemperature().value());
    }
    if (wrapper)
-      writeReal(writer, wrapper->unrealisticTempChangeThreshold.id(),
-                wrapper->unrealisticTempChangeThreshold().value());
+      Base::writeMember(writer, wrapper->unrealisticTempChangeThreshold.id(),
+                        wrapper->unrealisticTempChangeThreshold().value());
    auto const alarm = shown ? status.alarm() : TempSensorStatus::Alarm{TempSensorStatus::Alarm::none};
    Base::writeMember(writer, status.alarm.id(), alarm.stringValue().view());
    writer.EndObject();
@@ -78,12 +64,12 @@ void writeSensor(Base::JsonWriter & writer, TempSensorStatus const & status, Pel
 void writeFsHealth(Base::JsonWriter & writer, StorageDevices::FsHealthSm const & test) {
    writer.StartObject();
    Base::writeMember(writer, test.state.id(), test.state().stringValue().view());
-   writeBool(writer, test.running);
-   writeBool(writer, test.writeTestOk);
-   writeBool(writer, test.readTestOk);
-   writeCount(writer, test.nonSyslogErrorCount);
-   writeCount(writer, test.eagainErrorCount);
-   writeBool(writer, test.utilThresholdExceeded);
+   writeCell(writer, test.running);
+   writeCell(writer, test.writeTestOk);
+   writeCell(writer, test.readTestOk);
+   writeCell(writer, test.nonSyslogErrorCount);
+   writeCell(writer, test.eagainErrorCount);
+   writeCell(writer, test.utilThresholdExceeded);
    writer.EndObject();
 }
 
@@ -91,11 +77,9 @@ void writeMountPoint(Base::JsonWriter & writer, StorageDevices::MountPtMonitorSm
    writer.StartObject();
    if (!monitor.mountPtDevice().empty())
       Base::writeMember(writer, "device", monitor.mountPtDevice().view());
-   if (monitor.mountPtDeviceBlkSize() != 0) {
-      writer.Key("blkSize");
-      writer.Uint(monitor.mountPtDeviceBlkSize());
-   }
-   writeCount(writer, monitor.initialMountFailuresRemaining);
+   if (monitor.mountPtDeviceBlkSize() != 0)
+      Base::writeMember(writer, "blkSize", monitor.mountPtDeviceBlkSize());
+   writeCell(writer, monitor.initialMountFailuresRemaining);
    if (auto const & test = monitor.fsHealthSm()) {
       writer.Key("fsHealth");
       writeFsHealth(writer, *test);
@@ -103,26 +87,16 @@ void writeMountPoint(Base::JsonWriter & writer, StorageDevices::MountPtMonitorSm
    writer.EndObject();
 }
 
-JsonValue emptyObject() {
-   return JsonMembers{};
-}
-
 }  // namespace
 
 JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor) {
    if (!monitor)
-      return emptyObject();
-   return jsonObject(monitor->deviceLifetimeChange, [](Base::JsonWriter & writer, Pelm::String const &,
-                                                       StorageDevices::DeviceLifetimeChange const & change) {
-      writeChange(writer, change);
-   });
+      return JsonMembers{};
+   return jsonObject(monitor->deviceLifetimeChange, writeChange);
 }
 
 JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info) {
-   return JsonMembers{}.add(
-       info.fsList.id(),
-       jsonObject(info.fsList, [](Base::JsonWriter & writer, Pelm::String const &,
-                                  StorageDevErrorSyslogInfo const & record) { writeInfo(writer, record); }));
+   return JsonMembers{}.add(info.fsList.id(), jsonObject(info.fsList, writeInfo));
 }
 
 JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor) {
@@ -134,7 +108,7 @@ JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorS
          return;
       Pelm::String const drive = driveOf(entities, sensor);
       auto const wrapper = kept ? kept->temperatureWrapper(drive) : nullptr;
-      Base::writeKey(writer, sensor.view());
+      Base::writeText(writer, sensor.view());
       writeSensor(writer, *status, drive, hasRecord(entities, drive), wrapper.get());
    };
    return jsonObjectOfSome(entities.sensors->tempSensor, write);
@@ -142,11 +116,8 @@ JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorS
 
 JsonValue mountPointsJson(StorageDevices::MountPtMonitorManagerSm const * manager) {
    if (!manager)
-      return emptyObject();
-   return jsonObject(manager->mountPtMonitorSm, [](Base::JsonWriter & writer, Pelm::String const &,
-                                                   StorageDevices::MountPtMonitorSm const & monitor) {
-      writeMountPoint(writer, monitor);
-   });
+      return JsonMembers{};
+   return jsonObject(manager->mountPtMonitorSm, writeMountPoint);
 }
 
 }  // namespace Agent

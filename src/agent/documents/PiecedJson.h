@@ -40,6 +40,12 @@ class PiecedJson final : public Document {
 // A value of a single part.
 JsonValue wholeJson(std::function<void(Base::JsonWriter &)> write);
 
+// A truth value or a number.
+template <class Number>
+JsonValue numberJson(Number number) {
+   return wholeJson([number](Base::JsonWriter & writer) { Base::writeValue(writer, number); });
+}
+
 // An object whose members are known beforehand; each takes its own number of parts.
 class JsonMembers {
  public:
@@ -110,13 +116,13 @@ JsonValue jsonObjectOfSome(Collection const & collection, Write write) {
    };
 }
 
-// An object with a member for each one of a collection. `write(writer, key, member)` writes the value of one.
+// An object with a member for each one of a collection. `write(writer, member)` writes the value of one.
 template <class Collection, class Write>
 JsonValue jsonObject(Collection const & collection, Write write) {
    return jsonObjectOfSome(collection, [write = std::move(write)](Base::JsonWriter & writer, auto const & key,
                                                                   auto const & member) {
-      Base::writeKey(writer, key.view());
-      write(writer, key, member);
+      Base::writeText(writer, key.view());
+      write(writer, member);
    });
 }
 

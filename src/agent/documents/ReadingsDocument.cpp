@@ -6,11 +6,6 @@ namespace Agent {
 
 namespace {
 
-void writeSeconds(Base::JsonWriter & writer, char const * key, Vorn::Seconds seconds) {
-   writer.Key(key);
-   writer.Double(seconds.value());
-}
-
 void writeRun(Base::JsonWriter & writer, ToolRuns::Ended const & ended) {
    Brul::FinishedRun const & run = *ended.run;
    writer.StartObject();
@@ -19,15 +14,12 @@ void writeRun(Base::JsonWriter & writer, ToolRuns::Ended const & ended) {
    for (Pelm::String const & argument : run.argv)
       Base::writeText(writer, argument.view());
    writer.EndArray();
-   writer.Key("exitCode");
-   writer.Int(run.exitCode);
+   Base::writeMember(writer, "exitCode", run.exitCode);
    Base::writeMember(writer, "meaning", runMeaning(run));
-   writeSeconds(writer, "seconds", run.duration);
-   writer.Key("failed");
-   writer.Bool(run.failed);
-   writer.Key("timedOut");
-   writer.Bool(run.timedOut);
-   writeSeconds(writer, "time", ended.utc);
+   Base::writeMember(writer, "seconds", run.duration.value());
+   Base::writeMember(writer, "failed", run.failed);
+   Base::writeMember(writer, "timedOut", run.timedOut);
+   Base::writeMember(writer, "time", ended.utc.value());
    writer.EndObject();
 }
 
@@ -35,9 +27,9 @@ void writeReading(Base::JsonWriter & writer, Reading const & reading) {
    writer.StartObject();
    Base::writeMember(writer, "source", reading.source);
    if (reading.lastGood)
-      writeSeconds(writer, "lastGood", *reading.lastGood);
+      Base::writeMember(writer, "lastGood", reading.lastGood->value());
    if (reading.failure) {
-      writeSeconds(writer, "failingSince", reading.failure->since);
+      Base::writeMember(writer, "failingSince", reading.failure->since.value());
       Base::writeMember(writer, "reason", reading.failure->reason);
    }
    writer.EndObject();
@@ -45,12 +37,9 @@ void writeReading(Base::JsonWriter & writer, Reading const & reading) {
 
 void writeTools(Base::JsonWriter & writer, ToolRuns const & tools) {
    writer.StartObject();
-   writer.Key("runs");
-   writer.Uint64(tools.runs());
-   writer.Key("failed");
-   writer.Uint64(tools.failed());
-   writer.Key("timedOut");
-   writer.Uint64(tools.timedOut());
+   Base::writeMember(writer, "runs", tools.runs());
+   Base::writeMember(writer, "failed", tools.failed());
+   Base::writeMember(writer, "timedOut", tools.timedOut());
    writer.Key("last");
    writer.StartArray();
    for (ToolRuns::Ended const & ended : tools.last())
@@ -66,13 +55,14 @@ JsonValue toolsJson(ToolRuns const & tools) {
 }
 
 JsonValue readingsJson(StorageDevices::ConnectedDevices const & devices, Readings const & readings) {
-   return jsonObject(devices.disk,
-                     [&readings](Base::JsonWriter & writer, Pelm::String const & serial, auto const &) {
-                        writer.StartArray();
-                        for (Reading const & reading : readings.of(serial))
-                           writeReading(writer, reading);
-                        writer.EndArray();
-                     });
+   return jsonObjectOfSome(devices.disk,
+                           [&readings](Base::JsonWriter & writer, Pelm::String const & serial, auto const &) {
+                              Base::writeText(writer, serial.view());
+                              writer.StartArray();
+                              for (Reading const & reading : readings.of(serial))
+                                 writeReading(writer, reading);
+                              writer.EndArray();
+                           });
 }
 
 }  // namespace Agent

@@ -12,32 +12,26 @@ namespace Agent {
 namespace {
 
 JsonValue connectedDevicesJson(StorageDevices::ConnectedDevices const & devices) {
-   auto disks =
-       jsonObject(devices.disk, [](Base::JsonWriter & writer, Pelm::String const &,
-                                   StorageDevices::ConnectedDisk const & disk) { writeDisk(writer, disk); });
-   auto serials = jsonObject(devices.udevSerialToSerialMap,
-                             [](Base::JsonWriter & writer, Pelm::String const &,
-                                Pelm::String const & serial) { Base::writeText(writer, serial.view()); });
-   return JsonMembers{}.add("disk", std::move(disks)).add("udevSerialToSerialMap", std::move(serials));
+   auto const writeSerial = [](Base::JsonWriter & writer, Pelm::String const & serial) {
+      Base::writeText(writer, serial.view());
+   };
+   return JsonMembers{}
+       .add("disk", jsonObject(devices.disk, writeDisk))
+       .add("udevSerialToSerialMap", jsonObject(devices.udevSerialToSerialMap, writeSerial));
 }
 
-void writeErrors(Base::JsonWriter & writer, IoStatErrors const & errors) {
-   writer.StartObject();
-   writer.Key("openErrorCount");
-   writer.Uint64(errors.openErrorCount);
-   writer.Key("getlineErrorCount");
-   writer.Uint64(errors.getlineErrorCount);
-   writer.Key("regexErrorCount");
-   writer.Uint64(errors.regexErrorCount);
-   writer.EndObject();
+JsonValue errorsJson(IoStatErrors const & errors) {
+   return JsonMembers{}
+       .add("openErrorCount", numberJson(errors.openErrorCount))
+       .add("getlineErrorCount", numberJson(errors.getlineErrorCount))
+       .add("regexErrorCount", numberJson(errors.regexErrorCount));
 }
 
 void addUnit(JsonMembers & members, StateSources const & sources) {
    members
        .add("version", wholeJson([](Base::JsonWriter & writer) { Base::writeText(writer, Base::version); }))
-       .add("time", wholeJson([utc = sources.utc](Base::JsonWriter & writer) { writer.Double(utc); }))
-       .add("internalDevicesReady", wholeJson([ready = sources.internalDevicesReady](
-                                                  Base::JsonWriter & writer) { writer.Bool(ready); }))
+       .add("time", numberJson(sources.utc))
+       .add("internalDevicesReady", numberJson(sources.internalDevicesReady))
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 
@@ -53,9 +47,7 @@ void addHealth(JsonMembers & members, StateSources const & sources, std::size_t 
        .add("nvmeData", nvmeDataJson(*sources.entities.nvme))
        .add("emmcData", emmcDataJson(*sources.entities.emmc))
        .add("ioStatData", ioStatDataJson(*sources.entities.ioStat, history))
-       .add("ioStatErrors", wholeJson([errors = sources.ioStatErrors](Base::JsonWriter & writer) {
-               writeErrors(writer, errors);
-            }))
+       .add("ioStatErrors", errorsJson(sources.ioStatErrors))
        .add("readings", readingsJson(*sources.entities.devices, sources.readings));
 }
 

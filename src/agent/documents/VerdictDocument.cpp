@@ -6,14 +6,9 @@ namespace Agent {
 
 namespace {
 
-void writeNumber(Base::JsonWriter & writer, char const * key, double number) {
-   writer.Key(key);
-   writer.Double(number);
-}
-
 void writeFigure(Base::JsonWriter & writer, char const * key, std::optional<double> const & figure) {
    if (figure)
-      writeNumber(writer, key, *figure);
+      Base::writeMember(writer, key, *figure);
 }
 
 void writeReason(Base::JsonWriter & writer, Reason const & reason, Vorn::Seconds utcOffset) {
@@ -21,14 +16,14 @@ void writeReason(Base::JsonWriter & writer, Reason const & reason, Vorn::Seconds
    Base::writeMember(writer, "code", reason.code);
    Base::writeMember(writer, "verdict", verdictWord(reason.verdict));
    Base::writeMember(writer, "text", reason.text);
-   writeNumber(writer, "since", (reason.since + utcOffset).value());
+   Base::writeMember(writer, "since", (reason.since + utcOffset).value());
    writer.EndObject();
 }
 
 void writeVerdict(Base::JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset) {
    writer.StartObject();
    Base::writeMember(writer, "verdict", verdictWord(verdict.verdict()));
-   writeNumber(writer, "since", (verdict.since() + utcOffset).value());
+   Base::writeMember(writer, "since", (verdict.since() + utcOffset).value());
    writer.Key("reasons");
    writer.StartArray();
    for (Reason const & reason : verdict.reasons())
@@ -45,7 +40,7 @@ void writeFigures(Base::JsonWriter & writer, DiskFigures const & figures, bool p
    writeFigure(writer, "bytesWritten", figures.bytesWritten);
    writeFigure(writer, "bytesWrittenSinceBoot", figures.bytesWrittenSinceBoot);
    if (figures.lastRead)
-      writeNumber(writer, "lastRead", figures.lastRead->value());
+      Base::writeMember(writer, "lastRead", figures.lastRead->value());
    if (!present) {
       writer.Key("disk");
       writeDisk(writer, *figures.disk);
@@ -69,35 +64,29 @@ void writeUnit(Base::JsonWriter & writer, UnitVerdict const & unit) {
 void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
    writer.StartObject();
    Base::writeMember(writer, "name", disk.name().view());
-   writer.Key("mibType");
-   writer.Uint(disk.mibType());
+   Base::writeMember(writer, "mibType", disk.mibType().value());
    Base::writeMember(writer, "blockDevice", disk.blockDevice().view());
    Base::writeMember(writer, "mountPoint", disk.mountPoint().view());
    Base::writeMember(writer, "model", disk.model().view());
    Base::writeMember(writer, "firmwareRevision", disk.firmwareRevision().view());
-   writer.Key("removable");
-   writer.Bool(disk.removable());
-   writer.Key("busType");
-   writer.Uint(disk.busType());
+   Base::writeMember(writer, "removable", disk.removable());
+   Base::writeMember(writer, "busType", disk.busType().value());
    Base::writeMember(writer, "devAddress", disk.devAddress().view());
-   writer.Key("sizeGb");
-   writer.Uint(disk.sizeGb());
+   Base::writeMember(writer, "sizeGb", disk.sizeGb());
    Base::writeMember(writer, "deviceIntfAndAddress", disk.deviceIntfAndAddress().view());
    writer.EndObject();
 }
 
 JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings) {
-   return jsonObject(disks.verdict, [&readings](Base::JsonWriter & writer, Pelm::String const &,
-                                                DiskVerdict const & verdict) {
+   return jsonObject(disks.verdict, [&readings](Base::JsonWriter & writer, DiskVerdict const & verdict) {
       writeVerdict(writer, verdict, readings.utcOffset());
    });
 }
 
 JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevices const & devices) {
    Pelm::Ptr<StorageDevices::ConnectedDevices const> const kept{&devices};
-   return jsonObject(disks.figures, [kept](Base::JsonWriter & writer, Pelm::String const & serial,
-                                           DiskFigures const & figures) {
-      writeFigures(writer, figures, kept->disk.contains(serial));
+   return jsonObject(disks.figures, [kept](Base::JsonWriter & writer, DiskFigures const & figures) {
+      writeFigures(writer, figures, kept->disk.contains(figures.disk->name()));
    });
 }
 

@@ -62,10 +62,10 @@ TEST(PiecedJsonTest, WritesSomeKilobytesPerPiece) {
    auto const devices = Pelm::make<StorageDevices::ConnectedDevices>();
    for (int i = 0; i < 1000; ++i)
       devices->udevSerialToSerialMapIs(std::to_string(i).c_str(), "S");
-   PiecedJson document{jsonObject(devices->udevSerialToSerialMap,
-                                  [](Base::JsonWriter & writer, auto const &, Pelm::String const & serial) {
-                                     Base::writeText(writer, serial.view());
-                                  })};
+   PiecedJson document{
+       jsonObject(devices->udevSerialToSerialMap, [](Base::JsonWriter & writer, Pelm::String const & serial) {
+          Base::writeText(writer, serial.view());
+       })};
    Rest const rest{document};
    EXPECT_GT(rest.text.size(), 2 * PiecedJson::pieceBytes);
    EXPECT_LE(rest.longest, PiecedJson::pieceBytes + 20);
