@@ -110,20 +110,17 @@ void Monitors::startKernelErrors() {
 
 // Or ends it.
 void Monitors::startForwarding() {
-   auto const & config = config_.kernelMessages;
-   if (!config.forwardKmsg || !kernelErrors_) {
-      earlierLines_ = kernelLines().value_or(earlierLines_);
+   if (!config_.kernelMessages.forwardKmsg || !kernelErrors_)
       kernelForwarder_.reset();
-   } else if (kernelForwarder_)
-      kernelForwarder_->modernKernelsIs(config.modernKernels);
-   else
+   else if (!kernelForwarder_)
       makeForwarder();
 }
 
 void Monitors::makeForwarder() {
    try {
-      kernelForwarder_ = std::make_unique<KernelForwarder>(
-          config_.kernelMessages, [this](std::string const & text) { notice_(LOG_WARNING, text); });
+      kernelForwarder_ =
+          std::make_unique<KernelForwarder>(config_.kernelMessages, kernelLines_,
+                                            [this](std::string const & text) { notice_(LOG_WARNING, text); });
       kernelForwarder_->beforeLineIs([this] { clockWatch_->check(); });
    } catch (std::system_error const & error) {
       notice_(LOG_ERR, Vorn::errorAndRemedy(error) + " (no kernel messages are forwarded)");
@@ -163,16 +160,6 @@ IoStatErrors Monitors::ioStatErrors() const {
    if (!ioStat_)
       return {};
    return {ioStat_->openErrorCount(), ioStat_->getlineErrorCount(), ioStat_->regexErrorCount()};
-}
-
-std::optional<KernelLineCounts> Monitors::kernelLines() const {
-   if (!kernelForwarder_)
-      return std::nullopt;
-   auto const & now = *kernelForwarder_;
-   auto const & earlier = earlierLines_;
-   return KernelLineCounts{earlier.received + now.received(), earlier.forwarded + now.forwarded(),
-                           earlier.rewritten + now.rewritten(), earlier.dropped + now.dropped(),
-                           earlier.overruns + now.overruns()};
 }
 
 RecordKeepers Monitors::recordKeepers() const {

@@ -53,7 +53,9 @@ class Monitors {
    bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
    IoStatErrors ioStatErrors() const;
    // Nothing while the agent forwards no lines of the kernel.
-   std::optional<KernelLineCounts> kernelLines() const;
+   std::optional<KernelLineCounts> kernelLines() const {
+      return kernelForwarder_ ? std::optional{kernelLines_} : std::nullopt;
+   }
    RecordKeepers recordKeepers() const;
 
  private:
@@ -81,8 +83,8 @@ class Monitors {
    Pelm::Ptr<StorageDevices::TempSensorSm> temperature_;
    Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> kernelErrors_;
    std::optional<ClockWatch> clockWatch_;
+   KernelLineCounts kernelLines_;  // of all forwarders, those that a reload has ended included
    std::unique_ptr<KernelForwarder> kernelForwarder_;
-   KernelLineCounts earlierLines_;  // of forwarders that a reload has ended
    std::unique_ptr<SimulatedRoot> simulatedRoot_;
    std::unique_ptr<MountSources> mountSources_;
    std::unique_ptr<SettledStart> settledStart_;

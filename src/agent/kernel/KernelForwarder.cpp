@@ -38,12 +38,14 @@ int opened(std::string const & device, KernelForwarder::Notice const & notice) {
 
 }  // namespace
 
-KernelForwarder::KernelForwarder(Config::KernelMessages const & config, Notice const & notice,
-                                 std::string const & device)
-    : KernelForwarder{config, notice, opened(device, notice)} {}
+KernelForwarder::KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts,
+                                 Notice const & notice, std::string const & device)
+    : KernelForwarder{config, counts, notice, opened(device, notice)} {}
 
-KernelForwarder::KernelForwarder(Config::KernelMessages const & config, Notice notice, int log, Read read)
-    : modernKernels_{config.modernKernels},
+KernelForwarder::KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts,
+                                 Notice notice, int log, Read read)
+    : config_{config},
+      counts_{counts},
       notice_{std::move(notice)},
       read_{read},
       sender_{config.socket},
@@ -86,7 +88,7 @@ bool KernelForwarder::goesOnAfter(int error) {
    if (error == EAGAIN || error == EWOULDBLOCK)
       return false;
    if (error == EPIPE) {
-      ++overruns_;
+      ++counts_.overruns;
       wasOverrun_ = true;
       VORN_TRACE(traceHandle, 1) << " the kernel's log was overrun.";
       return true;
@@ -94,7 +96,7 @@ bool KernelForwarder::goesOnAfter(int error) {
    if (error == EINTR)
       return true;
    if (error == EINVAL) {  // the record does not fit into the buffer; the next read gives the next record
-      ++dropped_;
+      ++counts_.dropped;
       VORN_TRACE(traceHandle, 0) << " a record is too long.";
       return true;
    }
@@ -111,9 +113,9 @@ void KernelForwarder::handleRecord(std::string_view text) {
    countLost(record->sequence);
    if (record->facility != 0)
       return;
-   ++received_;
+   ++counts_.received;
    std::string const line = kernelLine(*record).substr(0, kernelLineSize);
-   waiting_ = modernKernels_ ? rewriter_.rewritten(line) : line;
+   waiting_ = config_.modernKernels ? rewriter_.rewritten(line) : line;
    waitingIsRewritten_ = waiting_ != line;
    send();
 }
@@ -121,7 +123,7 @@ void KernelForwarder::handleRecord(std::string_view text) {
 // Sequence numbers have no gaps, except for records that an overrun destroyed.
 void KernelForwarder::countLost(std::uint64_t sequence) {
    if (std::exchange(wasOverrun_, false) && nextSequence_ != 0 && sequence > nextSequence_)
-      dropped_ += sequence - nextSequence_;
+      counts_.dropped += sequence - nextSequence_;
    nextSequence_ = sequence + 1;
 }
 
@@ -138,15 +140,11 @@ void KernelForwarder::send() {
    retryWait_ = firstRetryWait;
    waiting_.clear();
    if (outcome == KernelLineSender::Outcome::dropped) {
-      ++dropped_;
+      ++counts_.dropped;
       return;
    }
-   ++forwarded_;
-   rewritten_ += waitingIsRewritten_ ? 1 : 0;
-}
-
-void KernelForwarder::handleRetry() {
-   send();
+   ++counts_.forwarded;
+   counts_.rewritten += waitingIsRewritten_ ? 1 : 0;
 }
 
 void KernelForwarder::stopReading(std::string const & why) {

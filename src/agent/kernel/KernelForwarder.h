@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "agent/config/Config.h"
+#include "agent/kernel/KernelLineCounts.h"
 #include "agent/kernel/KernelLineRewrite.h"
 #include "agent/kernel/KernelLineSender.h"
 #include "runtime/Pelm/Ptr.h"
@@ -36,33 +37,22 @@ class KernelForwarder {
    static constexpr unsigned recordsPerTurn = 64;
 
    // Begins at the current end of the log. A log that cannot be opened is reported, and nothing is forwarded.
-   KernelForwarder(Config::KernelMessages const & config, Notice const & notice,
+   // Whether a line is rewritten is asked of `config` each time. Both it and `counts` must outlive this.
+   KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice const & notice,
                    std::string const & device = kernelLog);
    // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it.
-   KernelForwarder(Config::KernelMessages const & config, Notice notice, int log, Read read = &::read);
+   KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice notice, int log,
+                   Read read = &::read);
    KernelForwarder(KernelForwarder const &) = delete;
    KernelForwarder & operator=(KernelForwarder const &) = delete;
    ~KernelForwarder();
 
    // Called before each line is sent.
    void beforeLineIs(std::function<void()> call) { beforeLine_ = std::move(call); }
-   // Whether lines are rewritten, from the next one on.
-   void modernKernelsIs(bool modern) { modernKernels_ = modern; }
-
-   // Records of the kernel itself that were read.
-   std::uint64_t received() const { return received_; }
-   // Lines sent, and how many of them were rewritten.
-   std::uint64_t forwarded() const { return forwarded_; }
-   std::uint64_t rewritten() const { return rewritten_; }
-   // Lines without a receiver, and records lost before they were read.
-   std::uint64_t dropped() const { return dropped_; }
-   // How often the kernel overwrote records before they were read.
-   std::uint64_t overruns() const { return overruns_; }
 
  private:
    bool isReading() const { return log_->descriptor() >= 0; }
    void handleReadable();
-   void handleRetry();
    bool readsRecord();
    bool goesOnAfter(int error);
    void handleRecord(std::string_view text);
@@ -72,7 +62,8 @@ class KernelForwarder {
 
    static constexpr std::size_t recordSize = 8192;  // bytes; the kernel's own limit
 
-   bool modernKernels_;
+   Config::KernelMessages const & config_;
+   KernelLineCounts & counts_;
    Notice notice_;
    std::function<void()> beforeLine_ = [] {};
    Read read_;
@@ -84,13 +75,8 @@ class KernelForwarder {
    double retryWait_;  // real seconds
    std::uint64_t nextSequence_ = 0;
    bool wasOverrun_ = false;
-   std::uint64_t received_ = 0;
-   std::uint64_t forwarded_ = 0;
-   std::uint64_t rewritten_ = 0;
-   std::uint64_t dropped_ = 0;
-   std::uint64_t overruns_ = 0;
    Pelm::Ptr<Vorn::FileDescriptor> log_ = Pelm::make<Vorn::FileDescriptor>("kernel log");
-   Vorn::Clock::Notifiee<&KernelForwarder::handleRetry> retryClock_{*this, Vorn::Seconds::infinity()};
+   Vorn::Clock::Notifiee<&KernelForwarder::send> retryClock_{*this, Vorn::Seconds::infinity()};
    Vorn::NotifieeConst reactor_;
 };
 

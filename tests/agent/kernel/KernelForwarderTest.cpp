@@ -2,18 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "StorageDevices/KernelLine.h"
 #include "agent/kernel/KernelRecord.h"
+#include "base/UnixAddress.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
 
@@ -25,10 +24,8 @@ using Lines = std::vector<std::string>;
 class Receiver {
  public:
    explicit Receiver(std::string const & path) : fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)} {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-      EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address), 0);
+      Base::UnixAddress const address{path};
+      EXPECT_EQ(bind(fd_, address.get(), address.size()), 0);
    }
    Receiver(Receiver const &) = delete;
    Receiver & operator=(Receiver const &) = delete;
@@ -77,7 +74,7 @@ class KernelForwarderTest : public Support::VirtualTimeTest {
 
    void start() {
       forwarder = std::make_unique<Agent::KernelForwarder>(
-          config, [this](std::string const & text) { notices.push_back(text); }, log, &readOrFail);
+          config, counts, [this](std::string const & text) { notices.push_back(text); }, log, &readOrFail);
    }
    bool records(std::string const & record) const {
       return send(kernel, record.data(), record.size(), MSG_NOSIGNAL) >= 0;
@@ -92,6 +89,7 @@ class KernelForwarderTest : public Support::VirtualTimeTest {
 
    Support::TempDir folder;
    Agent::Config::KernelMessages config;
+   Agent::KernelLineCounts counts;
    int kernel;
    int log;
    Lines notices;
@@ -117,14 +115,14 @@ TEST_F(KernelForwarderWithReceiverTest, SendsRecordsAsLinesWithTheKernelsStamp) 
                   "4,340,123456789012,-,caller=T7;ata9: link"}),
        (Lines{"kernel: [    5.140900] NET: Registered protocol family",
               "kernel: [123456.789012] ata9: link"}));
-   EXPECT_EQ(forwarder->forwarded(), 2U);
-   EXPECT_EQ(forwarder->rewritten() + forwarder->dropped() + forwarder->overruns(), 0U);
+   EXPECT_EQ(counts.forwarded, 2U);
+   EXPECT_EQ(counts.rewritten + counts.dropped + counts.overruns, 0U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, RewritesNewerWording) {
    EXPECT_EQ(forwarded({"3,1,1000000,-;I/O error, dev sda1, sector 8 op 0x0:(READ)"}),
              Lines{"kernel: [    1.000000] blk_update_request: I/O error, dev sda, sector 8 op 0x0:(READ)"});
-   EXPECT_EQ(forwarder->rewritten(), 1U);
+   EXPECT_EQ(counts.rewritten, 1U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, DoesNotBlameAFileSystemsDiskForItsJournals) {
@@ -150,7 +148,7 @@ TEST_F(KernelForwarderTest, RewritesNothingUnlessConfigured) {
    start();
    EXPECT_EQ(forwarded({"3,1,1000000,-;I/O error, dev sda1, sector 8 op 0x0:(READ)"}),
              Lines{"kernel: [    1.000000] I/O error, dev sda1, sector 8 op 0x0:(READ)"});
-   EXPECT_EQ(forwarder->rewritten(), 0U);
+   EXPECT_EQ(counts.rewritten, 0U);
    EXPECT_EQ(forwarded({"6,2,0,-;" + std::string(3000, 'x')}).at(0).size(), 1024U);
 }
 
@@ -158,7 +156,7 @@ TEST_F(KernelForwarderWithReceiverTest, ReadsNoErrorFromLinesOfPrograms) {
    EXPECT_EQ(forwarded({"12,1,1000000,-;ata1: hard resetting link", "30,2,1000000,-;systemd[1]: ata1: x",
                         "8,3,1000000,-;ata1: hard resetting link"}),
              Lines{});
-   EXPECT_EQ(forwarder->dropped(), 0U);
+   EXPECT_EQ(counts.dropped, 0U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, IgnoresTextThatIsNoRecord) {
@@ -169,11 +167,11 @@ TEST_F(KernelForwarderWithReceiverTest, IgnoresTextThatIsNoRecord) {
 
 TEST_F(KernelForwarderWithReceiverTest, CountsAnOverrunWithTheLinesThatItLost) {
    EXPECT_EQ(forwarded({numbered(10), "EPIPE", numbered(15), numbered(16)}).size(), 3U);
-   EXPECT_EQ(forwarder->overruns(), 1U);
-   EXPECT_EQ(forwarder->dropped(), 4U);
+   EXPECT_EQ(counts.overruns, 1U);
+   EXPECT_EQ(counts.dropped, 4U);
    EXPECT_EQ(forwarded({"EINVAL", numbered(18)}).size(), 1U);
-   EXPECT_EQ(forwarder->dropped(), 5U);
-   EXPECT_EQ(forwarder->overruns(), 1U);
+   EXPECT_EQ(counts.dropped, 5U);
+   EXPECT_EQ(counts.overruns, 1U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogFails) {
@@ -192,13 +190,13 @@ TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogEnds) {
 TEST_F(KernelForwarderTest, CountsLinesThatNobodyReceivesUntilSomebodyListens) {
    start();
    forwarded({numbered(1), numbered(2)});
-   EXPECT_EQ(forwarder->dropped(), 2U);
+   EXPECT_EQ(counts.dropped, 2U);
    receiver = std::make_unique<Receiver>(config.socket);
    EXPECT_EQ(forwarded({numbered(3)}).size(), 1U);
    receiver.reset();  // its file stays: the connection is refused
    forwarded({numbered(4)});
-   EXPECT_EQ(forwarder->dropped(), 3U);
-   EXPECT_EQ(forwarder->forwarded(), 1U);
+   EXPECT_EQ(counts.dropped, 3U);
+   EXPECT_EQ(counts.forwarded, 1U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, DelaysEverythingInOrderForAFullReceiver) {
@@ -215,8 +213,8 @@ TEST_F(KernelForwarderWithReceiverTest, DelaysEverythingInOrderForAFullReceiver)
    }
    for (unsigned i = 0; i < received.size(); ++i)
       EXPECT_EQ(received[i], "kernel: [    5.140900] line " + std::to_string(i + 1));
-   EXPECT_EQ(forwarder->forwarded(), 1000U);
-   EXPECT_EQ(forwarder->dropped(), 0U);
+   EXPECT_EQ(counts.forwarded, 1000U);
+   EXPECT_EQ(counts.dropped, 0U);
 }
 
 TEST_F(KernelForwarderWithReceiverTest, RetriesAReceiverThatNeverReadsTwentyTimesASecond) {
@@ -230,7 +228,7 @@ TEST_F(KernelForwarderWithReceiverTest, RetriesAReceiverThatNeverReadsTwentyTime
       Host::turn(0);
       ++turns;
    }
-   EXPECT_LE(forwarder->forwarded(), written);
+   EXPECT_LE(counts.forwarded, written);
    EXPECT_LE(turns, 2 * 10 * 20 + 2);
 }
 
@@ -242,20 +240,20 @@ TEST_F(KernelForwarderWithReceiverTest, LimitsABurstToAPartOfEachTurn) {
    while (received < all) {
       while (written < all && records(numbered(written + 1)))
          ++written;
-      std::uint64_t const before = forwarder->forwarded();
+      std::uint64_t const before = counts.forwarded;
       Host::turn(0);
-      most = std::max(most, forwarder->forwarded() - before);
+      most = std::max(most, counts.forwarded - before);
       received += receiver->lines().size();
    }
    EXPECT_LE(most, Agent::KernelForwarder::recordsPerTurn);
-   EXPECT_EQ(forwarder->forwarded(), all);
-   EXPECT_EQ(forwarder->dropped(), 0U);
+   EXPECT_EQ(counts.forwarded, all);
+   EXPECT_EQ(counts.dropped, 0U);
 }
 
 TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
    std::string const device = folder.string() + "/kmsg";
-   Agent::KernelForwarder const without{config, [this](std::string const & text) { notices.push_back(text); },
-                                        device};
+   Agent::KernelForwarder const without{
+       config, counts, [this](std::string const & text) { notices.push_back(text); }, device};
    Host::runFor(1);
    ASSERT_EQ(notices.size(), 1U);
    EXPECT_TRUE(notices[0].starts_with(device + ": cannot be read (No such file or directory)")) << notices[0];
@@ -265,11 +263,11 @@ TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
 TEST_F(KernelForwarderTest, StartsReadingBehindExistingRecords) {
    auto const file = folder.fileIs("kmsg", numbered(1));
    receiver = std::make_unique<Receiver>(config.socket);
-   Agent::KernelForwarder const late{config, [this](std::string const & text) { notices.push_back(text); },
-                                     file.string()};
+   Agent::KernelForwarder const late{
+       config, counts, [this](std::string const & text) { notices.push_back(text); }, file.string()};
    Host::runFor(1);
    EXPECT_EQ(receiver->lines(), Lines{});
-   EXPECT_EQ(late.forwarded(), 0U);
+   EXPECT_EQ(counts.forwarded, 0U);
 }
 
 TEST(KernelRecordTest, UndoesPrintableEscapesAndKeepsOthers) {
