@@ -10,7 +10,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "base/UnixAddress.h"
 #include "demo/AgentProcess.h"
 #include "simulation/SimulatedUnit.h"
 
@@ -49,13 +49,11 @@ double seconds(Clock::duration span) {
 class Client {
  public:
    Client(std::string const & path, std::string const & resource) {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      path.copy(address.sun_path, sizeof address.sun_path - 1);
+      Base::UnixAddress const address{path};
       timeval const patience{10, 0};
       setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       std::string const request = "GET " + resource + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
-      if (connect(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0)
+      if (connect(fd_, address.get(), address.size()) == 0)
          send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
    }
    Client(Client const &) = delete;
@@ -141,12 +139,10 @@ class Subject {
 
    pid_t listener() const {
       int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      socket_.copy(address.sun_path, sizeof address.sun_path - 1);
+      Base::UnixAddress const address{socket_};
       ucred peer{};
       socklen_t size = sizeof peer;
-      if (connect(fd, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0)
+      if (connect(fd, address.get(), address.size()) == 0)
          getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size);
       close(fd);
       return peer.pid;

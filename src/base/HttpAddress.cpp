@@ -4,8 +4,9 @@
 #include <netinet/in.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
+
+#include "base/Number.h"
 
 namespace Base {
 
@@ -21,14 +22,9 @@ bool isNumericAddress(std::string const & host, bool bracketed) {
 }
 
 std::optional<std::uint16_t> parsePort(std::string_view text) {
-   auto const isDigit = [](char c) { return c >= '0' && c <= '9'; };
-   unsigned port = 0;
-   if (text.empty() || text.size() > 5 || !std::all_of(text.begin(), text.end(), isDigit))
-      return std::nullopt;
-   std::from_chars(text.data(), text.data() + text.size(), port);
-   if (port < 1 || port > 65535)
-      return std::nullopt;
-   return static_cast<std::uint16_t>(port);
+   constexpr std::size_t mostDigits = 5;
+   auto const port = parseWhole<std::uint16_t>(text);
+   return port > 0 && text.size() <= mostDigits ? port : std::nullopt;
 }
 
 bool sameIgnoringCase(std::string_view text, std::string_view lowerCase) {

@@ -2,53 +2,37 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <utility>
+
+#include "base/UniqueFd.h"
+#include "base/UnixAddress.h"
 
 namespace Agent::Simulation {
 
 namespace {
 
-// A socket connected to a listener; the descriptor is -1 without a listener.
-class Sender {
- public:
-   explicit Sender(std::string const & path) {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      if (path.size() >= sizeof address.sun_path)
-         return;
-      std::memcpy(address.sun_path, path.data(), path.size());
-      descriptor_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-      // The socket interface takes every kind of address as the general one.
-      auto const * general = static_cast<sockaddr const *>(static_cast<void const *>(&address));
-      if (descriptor_ >= 0 && connect(descriptor_, general, sizeof address) != 0) {
-         close(descriptor_);
-         descriptor_ = -1;
-      }
-   }
-   ~Sender() {
-      if (descriptor_ >= 0)
-         close(descriptor_);
-   }
-   Sender(Sender const &) = delete;
-   Sender & operator=(Sender const &) = delete;
+// A socket connected to a listener; none without a listener.
+Base::UniqueFd connected(std::string const & path) {
+   Base::UnixAddress const address(path);
+   Base::UniqueFd sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+   if (connect(sender.get(), address.get(), address.size()) != 0)
+      sender.reset();
+   return sender;
+}
 
-   bool connected() const { return descriptor_ >= 0; }
+// A connected datagram socket is writable when the receiver's queue has room.
+bool writable(Base::UniqueFd const & sender, std::chrono::milliseconds wait) {
+   pollfd entry{sender.get(), POLLOUT, 0};
+   return poll(&entry, 1, static_cast<int>(wait.count())) > 0;
+}
 
-   // A connected datagram socket is writable when the receiver's queue has room.
-   bool writable(std::chrono::milliseconds wait) const {
-      pollfd entry{descriptor_, POLLOUT, 0};
-      return poll(&entry, 1, static_cast<int>(wait.count())) > 0;
-   }
-
- private:
-   int descriptor_ = -1;
-};
+std::string hiddenPath(std::filesystem::path const & path) {
+   return path.parent_path() / ("hidden-" + path.filename().string());
+}
 
 }  // namespace
 
@@ -64,17 +48,9 @@ std::vector<std::string> EventSockets::all() const {
 
 std::vector<std::string> EventSockets::live() const {
    auto paths = all();
-   std::erase_if(paths, [](auto const & path) { return !Sender(path).connected(); });
+   std::erase_if(paths, [](auto const & path) { return !connected(path); });
    return paths;
 }
-
-namespace {
-
-std::string hiddenPath(std::filesystem::path const & path) {
-   return path.parent_path() / ("hidden-" + path.filename().string());
-}
-
-}  // namespace
 
 EventSockets::Hidden::Hidden(EventSockets const & sockets) : paths_(sockets.all()) {
    for (auto const & path : paths_)
@@ -95,10 +71,10 @@ EventSockets::Hidden::~Hidden() {
 bool EventSockets::haveRoom(std::chrono::milliseconds wait) const {
    auto const deadline = std::chrono::steady_clock::now() + wait;
    for (auto const & path : live()) {
-      Sender const sender(path);
+      auto const sender = connected(path);
       auto const left =
           std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-      if (sender.connected() && !sender.writable(std::max(left, std::chrono::milliseconds(0))))
+      if (sender && !writable(sender, std::max(left, std::chrono::milliseconds(0))))
          return false;
    }
    return true;

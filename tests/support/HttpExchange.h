@@ -3,15 +3,14 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
+#include "base/UnixAddress.h"
 #include "runtime/host/Loop.h"
 
 namespace Support {
@@ -21,10 +20,8 @@ class HttpExchange {
    // Connects and sends; the answer is read by `answer`.
    HttpExchange(std::string const & socketPath, std::string const & request)
        : fd_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
-      connected_ = connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+      Base::UnixAddress const address{socketPath};
+      connected_ = connect(fd_, address.get(), address.size()) == 0;
       if (connected_)
          more(request);
    }

@@ -4,15 +4,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstddef>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "base/UnixAddress.h"
 #include "tests/support/TempDir.h"
 
 namespace Support {
@@ -21,14 +19,11 @@ class NotifySocket {
  public:
    // `name` is a path, or "@" and an abstract name.
    explicit NotifySocket(std::string name)
-       : name_{std::move(name)}, fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      name_.copy(address.sun_path, sizeof address.sun_path - 1);
-      if (name_.front() == '@')
-         address.sun_path[0] = '\0';
-      auto const size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name_.size());
-      EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr const *>(&address), size), 0) << name_;
+       : name_{name}, fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
+      if (name.front() == '@')
+         name.front() = '\0';
+      Base::UnixAddress const address{name};
+      EXPECT_EQ(bind(fd_, address.get(), address.size()), 0) << name_;
    }
    NotifySocket(NotifySocket const &) = delete;
    NotifySocket & operator=(NotifySocket const &) = delete;

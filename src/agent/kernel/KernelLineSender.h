@@ -1,10 +1,10 @@
 // Sends lines to the Unix datagram socket on which kernel messages are read.
 #pragma once
 
-#include <sys/un.h>
-
-#include <cstdint>
 #include <string>
+
+#include "base/UniqueFd.h"
+#include "base/UnixAddress.h"
 
 namespace Agent {
 
@@ -18,15 +18,12 @@ class KernelLineSender {
    };
 
    explicit KernelLineSender(std::string const & socketPath);
-   KernelLineSender(KernelLineSender const &) = delete;
-   KernelLineSender & operator=(KernelLineSender const &) = delete;
-   ~KernelLineSender();
 
    Outcome send(std::string const & line) const;
 
  private:
-   int fd_;
-   sockaddr_un address_{};
+   Base::UnixAddress address_;
+   Base::UniqueFd fd_;
 };
 
 }  // namespace Agent

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/HttpAddress.h"
+#include "base/UniqueFd.h"
 
 namespace Agent {
 
@@ -26,11 +27,11 @@ class ListenSocket {
    static ListenSocket atPath(std::string const & path);
    static ListenSocket atAddress(Base::HttpAddress const & address);
 
-   ListenSocket(ListenSocket && other) noexcept;
+   ListenSocket(ListenSocket && other) noexcept = default;
    ListenSocket & operator=(ListenSocket && other) = delete;
    ~ListenSocket();
 
-   int fd() const { return fd_; }
+   int fd() const { return fd_.get(); }
 
  private:
    // The identity of a socket's file.
@@ -40,11 +41,11 @@ class ListenSocket {
       bool operator==(File const &) const = default;
    };
 
-   ListenSocket(int fd, std::string path);
+   ListenSocket(Base::UniqueFd fd, std::string path);
    // All zero if the path is no socket; links are not followed.
    static File fileAt(std::string const & path);
 
-   int fd_;
+   Base::UniqueFd fd_;
    std::string path_;  // of a Unix socket, else empty
    File file_;         // as created here; another file in its place is not removed
 };

@@ -1,11 +1,11 @@
 #include "agent/service/ServiceManager.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 #include "base/Number.h"
 
@@ -28,32 +28,22 @@ std::optional<double> watchdogPatience() {
 
 }  // namespace
 
-ServiceManager::ServiceManager() : address_{environment("NOTIFY_SOCKET")} {
-   if (!address_.starts_with('/') && !address_.starts_with('@'))
+ServiceManager::ServiceManager() {
+   std::string name{environment("NOTIFY_SOCKET")};
+   bool const isAbstract = name.starts_with('@');
+   if ((!isAbstract && !name.starts_with('/')) || name.size() > Base::UnixAddress::longestPath)
       return;
-   if (address_.size() >= sizeof sockaddr_un{}.sun_path)
-      return;
-   if (address_.front() == '@')
-      address_.front() = '\0';
-   socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-   if (socket_ >= 0)
+   if (isAbstract)
+      name.front() = '\0';
+   address_.emplace(name);
+   socket_.reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+   if (socket_)
       patience_ = watchdogPatience();
 }
 
-ServiceManager::~ServiceManager() {
-   if (socket_ >= 0)
-      close(socket_);
-}
-
 void ServiceManager::notify(std::string_view state) const {
-   if (socket_ < 0)
-      return;
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   address_.copy(address.sun_path, address_.size());
-   auto const size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size());
-   sendto(socket_, state.data(), state.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr const *>(&address),
-          size);
+   if (socket_)
+      sendto(socket_.get(), state.data(), state.size(), MSG_NOSIGNAL, address_->get(), address_->size());
 }
 
 }  // namespace Agent

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <optional>
-#include <string>
 #include <string_view>
+
+#include "base/UniqueFd.h"
+#include "base/UnixAddress.h"
 
 namespace Agent {
 
@@ -14,7 +16,7 @@ class ServiceManager {
    ServiceManager();
    ServiceManager(ServiceManager const &) = delete;
    ServiceManager & operator=(ServiceManager const &) = delete;
-   ~ServiceManager();
+   ~ServiceManager() = default;
 
    // Sends one state, such as "READY=1". Any thread may call it. It never blocks: a state that does not fit
    // into the socket's buffer is lost.
@@ -25,8 +27,8 @@ class ServiceManager {
    std::optional<double> patience() const { return patience_; }
 
  private:
-   int socket_ = -1;
-   std::string address_;  // in the kernel's form: an abstract name begins with NUL
+   Base::UniqueFd socket_;
+   std::optional<Base::UnixAddress> address_;
    std::optional<double> patience_;
 };
 

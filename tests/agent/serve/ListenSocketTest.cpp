@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/UnixAddress.h"
 #include "tests/support/HttpExchange.h"
 #include "tests/support/TempDir.h"
 
@@ -40,18 +40,16 @@ using Agent::SocketError;
 std::string errorOf(std::string const & path) {
    try {
       ListenSocket::atPath(path);
-   } catch (SocketError const & error) {
+   } catch (std::exception const & error) {
       return error.what();
    }
    return "no error";
 }
 
 int datagramSocketAt(std::string const & path) {
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   Base::UnixAddress const address{path};
    int const fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+   EXPECT_EQ(bind(fd, address.get(), address.size()), 0);
    return fd;
 }
 
@@ -96,13 +94,11 @@ TEST_F(ListenSocketTest, LeavesALinkPlantedInItsPlaceAndDoesNotFollowIt) {
 
 TEST_F(ListenSocketTest, LetsAHundredClientsWait) {
    ListenSocket const listening = ListenSocket::atPath(path);
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   path.copy(address.sun_path, sizeof address.sun_path - 1);
+   Base::UnixAddress const address{path};
    std::vector<int> waiting;
    for (int i = 0; i < 100; ++i) {
       waiting.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-      EXPECT_EQ(connect(waiting.back(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0) << i;
+      EXPECT_EQ(connect(waiting.back(), address.get(), address.size()), 0) << i;
    }
    for (int const fd : waiting)
       close(fd);

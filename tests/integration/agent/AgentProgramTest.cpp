@@ -6,7 +6,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,6 +13,7 @@
 #include <functional>
 #include <string>
 
+#include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
 bool AgentProgramTest::eventually(std::function<bool()> const & holds, std::chrono::seconds limit) {
@@ -48,12 +48,10 @@ bool AgentProgramTest::endsBy(int signal) const {
 
 pid_t AgentProgramTest::agentPid() const {
    int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   socket.copy(address.sun_path, sizeof address.sun_path - 1);
+   Base::UnixAddress const address{socket};
    ucred peer{};
    socklen_t size = sizeof peer;
-   bool const found = connect(fd, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0 &&
+   bool const found = connect(fd, address.get(), address.size()) == 0 &&
                       getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
    close(fd);
    return found ? peer.pid : -1;

@@ -6,7 +6,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
 namespace {
@@ -31,13 +31,11 @@ class Client {
  public:
    explicit Client(std::string const & path, std::string const & resource = "",
                    suseconds_t milliseconds = 5000) {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      path.copy(address.sun_path, sizeof address.sun_path - 1);
+      Base::UnixAddress const address{path};
       timeval const patience{milliseconds / 1000, milliseconds % 1000 * 1000};
       setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
       setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-      if (connect(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address) != 0 || resource.empty())
+      if (connect(fd_, address.get(), address.size()) != 0 || resource.empty())
          return;
       std::string const request = "GET " + resource + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
       send(fd_, request.data(), request.size(), MSG_NOSIGNAL);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <string_view>
 #include <thread>
 
+#include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
 namespace {
@@ -37,10 +37,8 @@ constexpr std::chrono::milliseconds longestWait{2000};
 class Burst {
  public:
    Burst(std::string const & path, std::string error) : error_{std::move(error)} {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      path.copy(address.sun_path, sizeof address.sun_path - 1);
-      connected_ = connect(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0;
+      Base::UnixAddress const address{path};
+      connected_ = connect(fd_, address.get(), address.size()) == 0;
       timeval const patience{10, 0};
       setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
    }

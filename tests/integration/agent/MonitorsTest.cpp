@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 #include "tests/support/MountNamespace.h"
 
@@ -50,11 +50,8 @@ class MonitorsTest : public AgentProgramTest {
 
    bool kernelSays(std::string const & line) const {
       int const fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      kernelSocket.copy(address.sun_path, sizeof address.sun_path - 1);
-      ssize_t const sent = sendto(fd, line.data(), line.size(), 0,
-                                  reinterpret_cast<sockaddr const *>(&address), sizeof address);
+      Base::UnixAddress const address{kernelSocket};
+      ssize_t const sent = sendto(fd, line.data(), line.size(), 0, address.get(), address.size());
       close(fd);
       return sent == static_cast<ssize_t>(line.size());
    }
