@@ -185,7 +185,7 @@ TEST(DemoConfigTest, IsAcceptedByTheAgent) {
    options.timeScale = 60;
    options.http = "127.0.0.1:9634";
    auto const written = writeAgentConfig(unit, options);
-   auto const config = Agent::loadConfig(written.file);
+   auto const config = Agent::configAt(written.file);
    EXPECT_EQ(config.appliance.etcDir, unit.etcFolder().string());
    EXPECT_EQ(config.appliance.expectedMounts, expectedMounts());
    ASSERT_EQ(config.appliance.sensors.size(), 1U);

@@ -53,24 +53,12 @@ std::string toolPath(ConfigValue const & value) {
    return path;
 }
 
-// "a, b and c".
-template <class Names>
-std::string listed(Names const & names) {
-   std::string text;
-   std::size_t left = std::size(names);
-   for (auto const & name : names) {
-      text += name;
-      --left;
-      text += left == 0 ? "" : left == 1 ? " and " : ", ";
-   }
-   return text;
-}
-
 std::map<std::string, std::uint8_t> exitBits(ConfigValue const & value) {
    std::map<std::string, std::uint8_t> bitsOf;
    value.forEachEntry([&bitsOf](std::string const & tool, ConfigValue const & bits) {
       if (std::find(std::begin(toolNames), std::end(toolNames), tool) == std::end(toolNames))
-         bits.fail("is set for no tool that is run; these are " + listed(toolNames));
+         bits.fail("is set for no tool that is run; these are " +
+                   listed({std::begin(toolNames), std::end(toolNames)}));
       unsigned mask = 0;
       bits.forEachElement([&mask](ConfigValue const & bit) {
          mask |=
@@ -253,7 +241,7 @@ class ConfigReader {
       auto const known = Host::traceFacilities();
       section.forEachEntry([&](std::string const & facility, ConfigValue const & level) {
          if (std::find(known.begin(), known.end(), facility) == known.end())
-            level.fail("is no trace facility; these are " + listed(known));
+            level.fail("is no trace facility; these are " + listed({known.begin(), known.end()}));
          config_.trace[facility] = static_cast<int>(
              level.wholeNumberWithin(0, 9, "must be a trace level, a whole number from 0 to 9"));
       });

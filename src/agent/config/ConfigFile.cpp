@@ -6,12 +6,12 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
 
 #include "base/Text.h"
+#include "base/UniqueFd.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Shortage.h"
@@ -28,23 +28,6 @@ namespace {
 [[noreturn]] void failRead(std::string const & path, int error) {
    fail(path, "cannot be read: " + Vorn::errorAndRemedy(error) + "; name the file to use with --config");
 }
-
-class OpenFile {
- public:
-   // Non-blocking, so that it does not wait for the writer of a pipe.
-   explicit OpenFile(std::string const & path)
-       : fd_{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)} {}
-   OpenFile(OpenFile const &) = delete;
-   OpenFile & operator=(OpenFile const &) = delete;
-   ~OpenFile() {
-      if (fd_ >= 0)
-         close(fd_);
-   }
-   int fd() const { return fd_; }
-
- private:
-   int fd_;
-};
 
 // Whether the path names a descriptor that this process has inherited.
 bool isHandedOpen(std::string const & path) {
@@ -99,50 +82,36 @@ std::string content(std::string const & path, int fd, double patience) {
    return text;
 }
 
-Config parsed(std::string const & path, std::optional<std::string> const & text) {
-   if (!text)
-      failRead(path, ENOENT);
-   return parseConfig(*text, path);
-}
-
 }  // namespace
 
 std::optional<std::string> configText(std::string const & path, double patience) {
    struct stat status {};
    if (stat(path.c_str(), &status) == 0)
       checkKind(path, status);
-   OpenFile const file{path};
-   if (file.fd() < 0 && errno == ENOENT)
+   // Non-blocking, so that it does not wait for the writer of a pipe.
+   Base::UniqueFd const file{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+   if (!file && errno == ENOENT)
       return std::nullopt;
-   if (file.fd() < 0 || fstat(file.fd(), &status) != 0)
+   if (!file || fstat(file.get(), &status) != 0)
       failRead(path, errno);
    checkKind(path, status);
-   return content(path, file.fd(), patience);
+   return content(path, file.get(), patience);
 }
 
-Config loadConfig(std::string const & path) {
-   return parsed(path, configText(path));
-}
-
-Config loadConfigIfPresent(std::string const & path) {
-   auto const text = configText(path);
-   return text ? parseConfig(*text, path) : Config{};
-}
-
-Config reloadConfig(std::string const & path) {
-   struct stat status {};
-   if (stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
-      fail(path,
-           "is a pipe, which can be read only once; name a regular file with --config at the next start");
-   return loadConfig(path);
-}
-
-Config configAt(std::optional<std::string> const & path) {
-   return path ? loadConfig(*path) : loadConfigIfPresent(defaultConfigPath);
+Config configAt(std::optional<std::string> const & path, std::string const & usualPath) {
+   std::string const & place = path ? *path : usualPath;
+   auto const text = configText(place);
+   if (!text && path)
+      failRead(place, ENOENT);
+   return text ? parseConfig(*text, place) : Config{};
 }
 
 Config configAgainAt(std::optional<std::string> const & path) {
-   return path ? reloadConfig(*path) : configAt(path);
+   struct stat status {};
+   if (path && stat(path->c_str(), &status) == 0 && S_ISFIFO(status.st_mode))
+      fail(*path,
+           "is a pipe, which can be read only once; name a regular file with --config at the next start");
+   return configAt(path);
 }
 
 }  // namespace Agent

@@ -19,18 +19,11 @@ inline constexpr double configPipePatience = 10;
 // than 1 MiB it reads just enough for `parseConfig` to refuse it.
 std::optional<std::string> configText(std::string const & path, double patience = configPipePatience);
 
-// Raises ConfigError for an unreadable file and for an invalid configuration.
-Config loadConfig(std::string const & path);
+// The configuration of the command line's --config. Without the option: the file at its usual place, the
+// defaults if there is none. Raises ConfigError for an unreadable file and for an invalid configuration.
+Config configAt(std::optional<std::string> const & path, std::string const & usualPath = defaultConfigPath);
 
-// The same, but a missing file means the defaults.
-Config loadConfigIfPresent(std::string const & path);
-
-// The same as loadConfig for a file that was read before. A pipe cannot be read again, so it is refused.
-Config reloadConfig(std::string const & path);
-
-// The configuration of the command line's --config. Without the option: the file at its usual place, if there
-// is one. `configAgainAt` rereads it.
-Config configAt(std::optional<std::string> const & path);
+// The same, read again. A pipe cannot be read twice, so it is refused.
 Config configAgainAt(std::optional<std::string> const & path);
 
 }  // namespace Agent

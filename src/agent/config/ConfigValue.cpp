@@ -66,15 +66,10 @@ bool isBareKey(std::string_view key) {
    throw ConfigError{Base::escaped(fileName) + place + ": " + what};
 }
 
-// The keys of a section for a sentence: "a, b or c".
-std::string listed(std::initializer_list<ConfigValue::Member> known) {
-   std::string result;
-   std::size_t left = known.size();
-   for (auto const & member : known) {
-      result += member.first;
-      --left;
-      result += left == 0 ? "" : left == 1 ? " and " : ", ";
-   }
+std::vector<std::string_view> names(std::initializer_list<ConfigValue::Member> members) {
+   std::vector<std::string_view> result;
+   for (auto const & member : members)
+      result.push_back(member.first);
    return result;
 }
 
@@ -95,6 +90,17 @@ std::size_t keylessHeaderLine(std::string_view text) {
 }
 
 }  // namespace
+
+std::string listed(std::vector<std::string_view> const & names) {
+   std::string text;
+   std::size_t left = names.size();
+   for (std::string_view const name : names) {
+      text += name;
+      --left;
+      text += left == 0 ? "" : left == 1 ? " and " : ", ";
+   }
+   return text;
+}
 
 struct ConfigDocument::Parsed {
    toml::table root;
@@ -200,8 +206,9 @@ void ConfigValue::members(std::initializer_list<Member> known) const {
       auto const member = std::find_if(known.begin(), known.end(),
                                        [&key = key](Member const & m) { return m.first == key.str(); });
       if (member == known.end())
-         refuse(*fileName_, key.source().begin.line,
-                childPath(key.str()) + ": is not a known key; the known keys here are " + listed(known));
+         refuse(
+             *fileName_, key.source().begin.line,
+             childPath(key.str()) + ": is not a known key; the known keys here are " + listed(names(known)));
       member->second({*fileName_, childPath(key.str()), &node});
    }
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace Agent {
 
@@ -53,6 +54,9 @@ class ConfigValue {
    std::string path_;
    void const * node_;
 };
+
+// The names for a sentence: "a, b and c".
+std::string listed(std::vector<std::string_view> const & names);
 
 class ConfigDocument {
  public:

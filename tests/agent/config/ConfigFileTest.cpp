@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,7 +27,11 @@ class ConfigFileTest : public testing::Test {
       folder_.fileIs("storagedevices.toml", text);
       return folder_.string() + "/storagedevices.toml";
    }
-   static std::string refusalOf(std::string const & path, Config (*load)(std::string const &) = &loadConfig) {
+   using Load = std::function<Config(std::string const &)>;
+   static Config ifPresent(std::string const & path) { return configAt(std::nullopt, path); }
+   static std::string refusalOf(
+       std::string const & path,
+       Load const & load = [](std::string const & named) { return configAt(named); }) {
       try {
          load(path);
       } catch (ConfigError const & error) {
@@ -62,10 +68,10 @@ class Pipe {
 };
 
 TEST_F(ConfigFileTest, IsReadFromItsPath) {
-   EXPECT_EQ(loadConfig(fileWith(everyKey)), everyValue());
-   EXPECT_EQ(loadConfigIfPresent(fileWith(everyKey)), everyValue());
-   EXPECT_EQ(reloadConfig(fileWith(everyKey)), everyValue());
-   EXPECT_EQ(loadConfig("/dev/null"), Config{});
+   EXPECT_EQ(configAt(fileWith(everyKey)), everyValue());
+   EXPECT_EQ(ifPresent(fileWith(everyKey)), everyValue());
+   EXPECT_EQ(configAgainAt(fileWith(everyKey)), everyValue());
+   EXPECT_EQ(configAt("/dev/null"), Config{});
    std::string const path = fileWith("poll_interval = 0");
    EXPECT_EQ(refusalOf(path).find(path + ":1: poll_interval: must be"), 0U);
 }
@@ -74,8 +80,8 @@ TEST_F(ConfigFileTest, IsOptionalOnlyWhereNobodyNamedIt) {
    std::string const path = folder_.string() + "/none.toml";
    EXPECT_EQ(refusalOf(path),
              path + ": cannot be read: No such file or directory; name the file to use with --config");
-   EXPECT_EQ(refusalOf(path, &reloadConfig), refusalOf(path));
-   EXPECT_EQ(loadConfigIfPresent(path), Config{});
+   EXPECT_EQ(refusalOf(path, &configAgainAt), refusalOf(path));
+   EXPECT_EQ(ifPresent(path), Config{});
 }
 
 TEST_F(ConfigFileTest, IsRefusedBeyondAMebibyte) {
@@ -89,7 +95,7 @@ TEST_F(ConfigFileTest, IsRefusedWhereItIsNoFile) {
    EXPECT_EQ(refusalOf(""),
              ": cannot be read: No such file or directory; name the file to use with --config");
    EXPECT_EQ(refusalOf("/dev/zero"), "/dev/zero: is no regular file; name one with --config");
-   EXPECT_EQ(refusalOf(folder, &loadConfigIfPresent), refusalOf(folder));
+   EXPECT_EQ(refusalOf(folder, &ifPresent), refusalOf(folder));
 }
 
 TEST_F(ConfigFileTest, IsRefusedWithARemedyWhenDescriptorsAreScarce) {
@@ -116,7 +122,7 @@ TEST_F(ConfigFileTest, IsReadFromAnOpenPipe) {
       Pipe pipe;
       pipe.write(everyKey);
       pipe.closeWriter();
-      EXPECT_EQ(loadConfig(pipe.path(folder)), everyValue()) << folder;
+      EXPECT_EQ(configAt(pipe.path(folder)), everyValue()) << folder;
    }
 }
 
@@ -138,7 +144,7 @@ TEST_F(ConfigFileTest, IsNotReadAgainFromAPipe) {
    Pipe pipe;
    pipe.closeWriter();
    std::string const path = pipe.path("/dev/fd/");
-   EXPECT_EQ(refusalOf(path, &reloadConfig),
+   EXPECT_EQ(refusalOf(path, &configAgainAt),
              path +
                  ": is a pipe, which can be read only once; name a regular file with --config at the next "
                  "start");
