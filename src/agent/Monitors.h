@@ -38,9 +38,6 @@ class Monitors {
    using Notice = std::function<void(int severity, std::string const & text)>;
 
    Monitors(Config const & config, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker, Notice notice);
-   Monitors(Monitors const &) = delete;
-   Monitors & operator=(Monitors const &) = delete;
-   ~Monitors() = default;
 
    // Once. What cannot run is told, and the rest runs.
    void start();

@@ -31,8 +31,6 @@ class MountSources {
    // Writes the files, and again whenever the mount table changes. Makes the directory if it is missing, and
    // refuses one that is a symbolic link. A name that cannot be a file's gets none.
    MountSources(std::filesystem::path const & directory, std::set<std::string> const & names, Notice notice);
-   MountSources(MountSources const &) = delete;
-   MountSources & operator=(MountSources const &) = delete;
    ~MountSources();
 
    void write();

@@ -26,9 +26,6 @@ class Rescans {
 
    // `discovery` may be null: then there is nothing to do.
    Rescans(Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery, Notice notice);
-   Rescans(Rescans const &) = delete;
-   Rescans & operator=(Rescans const &) = delete;
-   ~Rescans() = default;
 
  private:
    void handleRemoval();

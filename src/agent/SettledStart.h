@@ -21,9 +21,6 @@ class SettledStart {
    // and none waits to be classified, or when the patience is at its end. Without a discovery (null) it is
    // only the latter.
    SettledStart(Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> discovery, std::function<void()> start);
-   SettledStart(SettledStart const &) = delete;
-   SettledStart & operator=(SettledStart const &) = delete;
-   ~SettledStart() = default;
 
  private:
    void handleReady();

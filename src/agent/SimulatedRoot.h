@@ -28,8 +28,6 @@ class SimulatedRoot {
    static std::optional<std::string> named();
 
    explicit SimulatedRoot(std::string folder);
-   SimulatedRoot(SimulatedRoot const &) = delete;
-   SimulatedRoot & operator=(SimulatedRoot const &) = delete;
    ~SimulatedRoot();
 
    // Whose file system tests get the results.

@@ -33,8 +33,6 @@ class StorageAgent {
 
    // Raises SocketError when the agent cannot be asked on its sockets.
    StorageAgent(Config config, StderrLog & log, Reread reread);
-   StorageAgent(StorageAgent const &) = delete;
-   StorageAgent & operator=(StorageAgent const &) = delete;
    ~StorageAgent();
 
    // Until a signal ends it (see Signals).

@@ -28,8 +28,6 @@ class SimulatedUnit::State {
       std::error_code ignored;
       std::filesystem::remove_all(folder, ignored);
    }
-   State(State const &) = delete;
-   State & operator=(State const &) = delete;
 
    void diskIs(std::vector<DeviceRecord> records);
    void diskDel(std::string_view name);

@@ -59,8 +59,6 @@ class SimulatedUnit {
    SimulatedUnit();
    // Removes the folder and its contents.
    ~SimulatedUnit();
-   SimulatedUnit(SimulatedUnit const &) = delete;
-   SimulatedUnit & operator=(SimulatedUnit const &) = delete;
 
    // The environment variables that a process needs to see this unit.
    std::map<std::string, std::string> environment() const;

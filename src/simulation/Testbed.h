@@ -15,8 +15,6 @@ class Testbed {
    // Throws std::runtime_error when the preload is missing, another test bed lives or no folder can be made.
    Testbed();
    ~Testbed();
-   Testbed(Testbed const &) = delete;
-   Testbed & operator=(Testbed const &) = delete;
 
    std::filesystem::path const & folder() const { return folder_; }
    // The real path of a device's sysfs folder; `devicePath` is the kernel's.

@@ -62,8 +62,6 @@ class ConfigDocument {
  public:
    // Raises ConfigError for invalid TOML.
    ConfigDocument(std::string_view text, std::string fileName);
-   ConfigDocument(ConfigDocument const &) = delete;
-   ConfigDocument & operator=(ConfigDocument const &) = delete;
    ~ConfigDocument();
 
    ConfigValue root() const;

@@ -8,9 +8,6 @@ namespace Agent {
 
 class Document {
  public:
-   Document() = default;
-   Document(Document const &) = delete;
-   Document & operator=(Document const &) = delete;
    virtual ~Document() = default;
 
    // The next piece, which stays valid until the next call; empty at the end. Raises std::bad_alloc when

@@ -43,8 +43,6 @@ class KernelForwarder {
    // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it.
    KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice notice, int log,
                    Read read = &::read);
-   KernelForwarder(KernelForwarder const &) = delete;
-   KernelForwarder & operator=(KernelForwarder const &) = delete;
    ~KernelForwarder();
 
    // Called before each line is sent.

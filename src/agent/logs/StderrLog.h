@@ -19,8 +19,6 @@ class StderrLog {
  public:
    // Sets the runtime's sinks for log messages, traces and failures of handlers; the destructor unsets them.
    explicit StderrLog(int fd = 2);
-   StderrLog(StderrLog const &) = delete;
-   StderrLog & operator=(StderrLog const &) = delete;
    ~StderrLog();
 
    // Writes a line of the agent itself: "<time> <severity word> storagedevices: <text>".

@@ -35,8 +35,6 @@ class HttpServer {
 
    // Serves the socket until its destruction.
    HttpServer(ListenSocket socket, Handler handler, HttpOptions options = {});
-   HttpServer(HttpServer const &) = delete;
-   HttpServer & operator=(HttpServer const &) = delete;
    ~HttpServer();
 
    // Whether clients are accepted; true at first. Meanwhile new clients wait.

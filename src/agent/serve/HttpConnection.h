@@ -34,8 +34,6 @@ class HttpConnection {
    // Service and `ended` must outlive it. Takes ownership of the non-blocking socket, unless it raises
    // std::bad_alloc.
    HttpConnection(Base::UniqueFd & socket, HttpService const & service, Ended const & ended);
-   HttpConnection(HttpConnection const &) = delete;
-   HttpConnection & operator=(HttpConnection const &) = delete;
    ~HttpConnection();
 
    // Reads the bytes that have arrived. The connection may have ended on return.

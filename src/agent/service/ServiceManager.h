@@ -14,9 +14,6 @@ class ServiceManager {
  public:
    // Reads the environment variables NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID.
    ServiceManager();
-   ServiceManager(ServiceManager const &) = delete;
-   ServiceManager & operator=(ServiceManager const &) = delete;
-   ~ServiceManager() = default;
 
    // Sends one state, such as "READY=1". Any thread may call it. It never blocks: a state that does not fit
    // into the socket's buffer is lost.

@@ -16,8 +16,6 @@ namespace Agent {
 class Signals {
  public:
    explicit Signals(std::function<void()> reload);
-   Signals(Signals const &) = delete;
-   Signals & operator=(Signals const &) = delete;
    ~Signals();
 
  private:

@@ -18,8 +18,6 @@ class Watchdog {
    // Starts the thread, which receives no signals. Raises std::system_error where the system refuses it. The
    // host must not replace the source of framework time while the watchdog exists.
    Watchdog(StderrLog & log, ServiceManager const & manager);
-   Watchdog(Watchdog const &) = delete;
-   Watchdog & operator=(Watchdog const &) = delete;
    // Ends the thread at once. Reports the end of a stall that it has reported.
    ~Watchdog();
 

@@ -20,9 +20,6 @@ class WatchdogStart {
 
    WatchdogStart(StderrLog & log, ServiceManager const & manager);
    WatchdogStart(StderrLog & log, ServiceManager const & manager, Make make);
-   WatchdogStart(WatchdogStart const &) = delete;
-   WatchdogStart & operator=(WatchdogStart const &) = delete;
-   ~WatchdogStart() = default;
 
    // Those that the watchdog reported; none before it runs.
    Stalls stalls() const { return watchdog_ ? watchdog_->stalls() : Stalls{}; }

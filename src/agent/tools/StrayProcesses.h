@@ -15,8 +15,6 @@ namespace Agent {
 class StrayProcesses {
  public:
    explicit StrayProcesses(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
-   StrayProcesses(StrayProcesses const &) = delete;
-   StrayProcesses & operator=(StrayProcesses const &) = delete;
    // Kills and reaps every child. Waits a quarter of a second at most for those that are stuck in the kernel.
    ~StrayProcesses();
 

@@ -16,9 +16,6 @@ class ToolNotices {
    using Notice = std::function<void(int severity, std::string const & text)>;
 
    ToolNotices(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker, Notice notice);
-   ToolNotices(ToolNotices const &) = delete;
-   ToolNotices & operator=(ToolNotices const &) = delete;
-   ~ToolNotices() = default;
 
  private:
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);

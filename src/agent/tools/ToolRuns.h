@@ -24,9 +24,6 @@ class ToolRuns {
 
    // Counts the tracker's runs from its construction on.
    explicit ToolRuns(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker);
-   ToolRuns(ToolRuns const &) = delete;
-   ToolRuns & operator=(ToolRuns const &) = delete;
-   ~ToolRuns() = default;
 
    std::uint64_t runs() const { return runs_; }
    // Failed runs, and those of them that exceeded their time limit.

@@ -48,9 +48,6 @@ class Verdicts {
    // What is referred to must outlive this.
    Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
             MountPoints mountPoints);
-   Verdicts(Verdicts const &) = delete;
-   Verdicts & operator=(Verdicts const &) = delete;
-   ~Verdicts() = default;
 
    void evaluate();
 
