@@ -16,8 +16,7 @@ Disk commonDisk(Disk::Kind kind, std::string_view name, std::uint64_t sectors) {
    return disk;
 }
 
-}  // namespace
-
+// 0 for sda, 25 for sdz, 26 for sdaa.
 unsigned scsiDiskIndex(std::string_view name) {
    unsigned index = 0;
    for (char const c : name.substr(std::min<std::size_t>(2, name.size())))
@@ -25,6 +24,8 @@ unsigned scsiDiskIndex(std::string_view name) {
          index = index * 26 + static_cast<unsigned>(c - 'a') + 1;
    return index == 0 ? 0 : index - 1;
 }
+
+}  // namespace
 
 Disk sataDisk(std::string_view name, unsigned ataPort, std::string_view serial, std::string_view model,
               std::uint64_t sectors) {

@@ -68,9 +68,6 @@ Disk usbDisk(std::string_view name, std::string_view usbPort, std::string_view s
 // A disk of no known bus below `controller`, such as "virtual" for loop0.
 Disk otherDisk(std::string_view name, std::string_view controller, std::uint64_t sectors);
 
-// 0 for sda, 25 for sdz, 26 for sdaa.
-unsigned scsiDiskIndex(std::string_view name);
-
 // One device of a test bed, in the text form of umockdev-record.
 struct DeviceRecord {
    std::string path;  // "/devices/…"

@@ -1,6 +1,4 @@
 // The places of each kind's devices in sysfs, as on a Linux 6.1 kernel with udev 252.
-#include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <stdexcept>
@@ -33,25 +31,6 @@ unsigned trailingNumber(std::string_view name) {
    return number;
 }
 
-std::string deviceNumber(Disk const & disk, unsigned sequence) {
-   static constexpr std::array<unsigned, 16> sdMajors{8,   65,  66,  67,  68,  69,  70,  71,
-                                                      128, 129, 130, 131, 132, 133, 134, 135};
-   switch (disk.kind) {
-      case Disk::Kind::sata:
-      case Disk::Kind::usb: {
-         auto const index = scsiDiskIndex(disk.name);
-         return std::to_string(sdMajors[index / 16 % sdMajors.size()]) + ":" +
-                std::to_string(index % 16 * 16);
-      }
-      case Disk::Kind::mmc:
-         return "179:" + std::to_string(trailingNumber(disk.name) * 8);
-      case Disk::Kind::nvme:
-      case Disk::Kind::other:
-         break;
-   }
-   return "259:" + std::to_string(sequence);
-}
-
 std::string controllerPath(Disk const & disk, std::string_view usual) {
    return std::string(devices) + (disk.controller.empty() ? std::string(usual) : disk.controller);
 }
@@ -59,20 +38,17 @@ std::string controllerPath(Disk const & disk, std::string_view usual) {
 DeviceText blockDevice(Disk const & disk, std::string const & path, std::string_view deviceLink,
                        unsigned sequence) {
    DeviceText text(path, "block");
-   auto const number = deviceNumber(disk, sequence);
-   auto const colon = number.find(':');
+   // The major number of disks beyond those that a driver has numbers for.
+   std::string const major = "259";
+   auto const minor = std::to_string(sequence);
    text.node(disk.name)
        .property("DEVTYPE", "disk")
-       .property("DISKSEQ", std::to_string(sequence))
-       .property("MAJOR", number.substr(0, colon))
-       .property("MINOR", number.substr(colon + 1))
-       .property("CURRENT_TAGS", ":systemd:")
-       .property("TAGS", ":systemd:");
-   text.attribute("dev", number)
-       .attribute("diskseq", std::to_string(sequence))
+       .property("DISKSEQ", minor)
+       .property("MAJOR", major)
+       .property("MINOR", minor);
+   text.attribute("dev", major + ":" + minor)
        .attribute("size", std::to_string(disk.sectors))
        .attribute("removable", "0")
-       .attribute("ro", "0")
        .attribute("queue/logical_block_size", "512")
        .attribute("stat",
                   "      51        0     2112       20        0        0        0        0        0"
@@ -103,12 +79,8 @@ DeviceRecord diskRecord(DeviceText & text, Disk const & disk) {
    return text.propertiesAre(disk.properties).attributesAre(disk.attributes).absentAre(disk.absent).record();
 }
 
-DeviceRecord pciDevice(std::string const & path, std::string_view driver, std::string_view pciClass) {
-   DeviceText text(path, "pci");
-   text.property("DRIVER", driver).property("PCI_CLASS", pciClass);
-   text.property("PCI_SLOT_NAME", path.substr(path.rfind('/') + 1));
-   text.attribute("class", "0x0" + std::string(pciClass)).attribute("vendor", "0x1b36");
-   return text.record();
+DeviceRecord pciDevice(std::string const & path, std::string_view driver) {
+   return DeviceText(path, "pci").property("DRIVER", driver).record();
 }
 
 std::string joined(std::string const & maker, std::string const & model, std::string const & serial) {
@@ -124,12 +96,10 @@ void scsiParents(std::vector<DeviceRecord> & records, Disk const & disk, std::st
    auto const host = std::to_string(disk.host);
    auto const target = hostPath + "/target" + host + ":0:0";
    DeviceText device(target + "/" + host + ":0:0:0", "scsi");
-   device.property("DEVTYPE", "scsi_device").property("DRIVER", "sd").property("MODALIAS", "scsi:t-0x00");
+   device.property("DEVTYPE", "scsi_device").property("DRIVER", "sd");
    device.attribute("model", disk.model)
-       .attribute("rev", disk.revision)
        .attribute("vendor", disk.kind == Disk::Kind::sata ? "ATA     " : disk.vendor)
        .attribute("state", "running")
-       .attribute("type", "0")
        .attributesAre(disk.deviceAttributes);
    records.push_back(device.record());
    records.push_back(DeviceText(target, "scsi").property("DEVTYPE", "scsi_target").record());
@@ -156,12 +126,11 @@ std::vector<DeviceRecord> sataRecords(Disk const & disk, unsigned sequence) {
        controller + "/ata" + std::to_string(disk.ataPort) + "/host" + std::to_string(disk.host);
    auto text = blockDevice(disk, scsiDiskPath(disk, hostPath),
                            "../../../" + std::to_string(disk.host) + ":0:0:0", sequence);
-   text.property("ID_BUS", "ata").property("ID_ATA", "1").property("ID_ATA_SATA", "1");
-   text.property("ID_TYPE", "disk").property("ID_MODEL", udevSpelling(disk.model));
+   text.property("ID_BUS", "ata").property("ID_MODEL", udevSpelling(disk.model));
    identity(text, disk, "ata-", joined("", disk.model, disk.serial));
    std::vector<DeviceRecord> records{diskRecord(text, disk)};
    scsiParents(records, disk, hostPath);
-   records.push_back(pciDevice(controller, "ahci", "10601"));
+   records.push_back(pciDevice(controller, "ahci"));
    return records;
 }
 
@@ -173,34 +142,29 @@ std::vector<DeviceRecord> nvmeRecords(Disk const & disk, unsigned sequence) {
    auto const controller =
        controllerPath(disk, "pci0000:00/0000:01:0" + std::to_string(trailingNumber(drive)) + ".0");
    auto text = blockDevice(disk, controller + "/nvme/" + drive + "/" + disk.name, "../../" + drive, sequence);
-   text.property("ID_MODEL", disk.model).property("ID_NSID", disk.name.substr(nameSpace + 1));
-   text.attribute("nsid", disk.name.substr(nameSpace + 1));
+   text.property("ID_MODEL", disk.model);
    auto const longSerial = joined("", disk.model, disk.serial);
    identity(text, disk, "nvme-", longSerial.empty() ? "" : longSerial + "_1");
    DeviceText parent(controller + "/nvme/" + drive, "nvme");
-   parent.property("DEVNAME", "/dev/" + drive).property("NVME_TRTYPE", "pcie");
-   parent.attribute("address", controller.substr(controller.rfind('/') + 1))
+   parent.property("DEVNAME", "/dev/" + drive)
        .attribute("firmware_rev", disk.revision)
        .attribute("model", disk.model)
        .attribute("serial", disk.serial)
-       .attribute("state", "live")
        .attribute("transport", "pcie")
        .attributesAre(disk.deviceAttributes);
-   return {diskRecord(text, disk), parent.record(), pciDevice(controller, "nvme", "10802")};
+   return {diskRecord(text, disk), parent.record(), pciDevice(controller, "nvme")};
 }
 
 std::vector<DeviceRecord> mmcRecords(Disk const & disk, unsigned sequence) {
    auto const controller = controllerPath(disk, "pci0000:00/0000:00:06.0");
    auto const host = "mmc" + std::to_string(trailingNumber(disk.name));
    auto const hostPath = controller + "/mmc_host/" + host;
-   auto const device = host + ":0001";
-   auto text =
-       blockDevice(disk, hostPath + "/" + device + "/block/" + disk.name, "../../../" + device, sequence);
-   text.property("ID_NAME", udevSpelling(disk.model)).property("MMC_TYPE", "MMC").attribute("force_ro", "0");
+   auto const card = host + ":0001";
+   auto text = blockDevice(disk, hostPath + "/" + card + "/block/" + disk.name, "../../../" + card, sequence);
+   text.property("ID_NAME", udevSpelling(disk.model));
    identity(text, disk, "mmc-" + udevSpelling(disk.model) + "_", disk.serial);
-   DeviceText parent(hostPath + "/" + device, "mmc");
-   parent.property("DRIVER", "mmcblk").property("MMC_TYPE", "MMC").property("MODALIAS", "mmc:block");
-   parent.property("MMC_NAME", disk.model).attribute("name", disk.model).attribute("type", "MMC");
+   DeviceText parent(hostPath + "/" + card, "mmc");
+   parent.property("DRIVER", "mmcblk").attribute("name", disk.model).attribute("type", "MMC");
    if (!disk.cid.empty())
       parent.attribute("cid", disk.cid);
    if (!disk.serial.empty())
@@ -209,7 +173,7 @@ std::vector<DeviceRecord> mmcRecords(Disk const & disk, unsigned sequence) {
    parent.attribute("life_time", emmcLifeTime(health)).attribute("pre_eol_info", emmcPreEndOfLife(health));
    parent.attributesAre(disk.deviceAttributes);
    return {diskRecord(text, disk), parent.record(), DeviceText(hostPath, "mmc_host").record(),
-           pciDevice(controller, "sdhci-pci", "80501")};
+           pciDevice(controller, "sdhci-pci")};
 }
 
 // The USB devices on the way to a port, the bus first: usb1, usb1/1-1, usb1/1-1/1-1.2.
@@ -228,16 +192,10 @@ std::vector<std::string> usbDevicePaths(Disk const & disk, std::string const & c
 void usbParents(std::vector<DeviceRecord> & records, Disk const & disk,
                 std::vector<std::string> const & paths) {
    DeviceText interface(paths.back() + "/" + disk.usbPort + ":1.0", "usb");
-   interface.property("DEVTYPE", "usb_interface").property("DRIVER", "usb-storage");
-   interface.property("INTERFACE", "8/6/80").attribute("bInterfaceNumber", "00");
-   records.push_back(interface.record());
-   for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
-      DeviceText text(*path, "usb");
-      text.property("DEVTYPE", "usb_device").property("DRIVER", "usb");
-      if (path == paths.rbegin())
-         text.attribute("serial", disk.serial).attribute("product", disk.model);
-      records.push_back(text.record());
-   }
+   records.push_back(
+       interface.property("DEVTYPE", "usb_interface").property("DRIVER", "usb-storage").record());
+   for (auto path = paths.rbegin(); path != paths.rend(); ++path)
+      records.push_back(DeviceText(*path, "usb").property("DEVTYPE", "usb_device").record());
 }
 
 std::vector<DeviceRecord> usbRecords(Disk const & disk, unsigned sequence) {
@@ -246,8 +204,7 @@ std::vector<DeviceRecord> usbRecords(Disk const & disk, unsigned sequence) {
    auto const hostPath = paths.back() + "/" + disk.usbPort + ":1.0/host" + std::to_string(disk.host);
    auto text = blockDevice(disk, scsiDiskPath(disk, hostPath),
                            "../../../" + std::to_string(disk.host) + ":0:0:0", sequence);
-   text.property("ID_BUS", "usb").property("ID_TYPE", "disk").property("ID_INSTANCE", "0:0");
-   text.property("ID_MODEL", udevSpelling(disk.model)).property("ID_USB_DRIVER", "usb-storage");
+   text.property("ID_BUS", "usb").property("ID_MODEL", udevSpelling(disk.model));
    if (!disk.vendor.empty())
       text.property("ID_VENDOR", udevSpelling(disk.vendor));
    auto const longSerial = joined(disk.vendor, disk.model, disk.serial);
@@ -255,7 +212,7 @@ std::vector<DeviceRecord> usbRecords(Disk const & disk, unsigned sequence) {
    std::vector<DeviceRecord> records{diskRecord(text, disk)};
    scsiParents(records, disk, hostPath);
    usbParents(records, disk, paths);
-   records.push_back(pciDevice(controller, "xhci_hcd", "C0330"));
+   records.push_back(pciDevice(controller, "xhci_hcd"));
    return records;
 }
 

@@ -56,7 +56,7 @@ struct HdparmIdentity {
    std::uint64_t sectors = 0;
 };
 
-// The output of `hdparm -I` for a solid-state disk, version 9.65.
+// The output of `hdparm -I` for a solid-state disk, version 9.65, without most of what no program reads.
 std::string hdparmReport(HdparmIdentity const & identity);
 
 struct NvmeIdentity {

@@ -9,15 +9,6 @@
 
 namespace Agent::Simulation {
 
-namespace {
-
-std::string environmentText(char const * name) {
-   char const * const value = std::getenv(name);
-   return value == nullptr ? "" : value;
-}
-
-}  // namespace
-
 class SimulatedUnit::State {
  public:
    State() : folder(testbed.folder() / "unit"), tools(folder / "tools"), sockets(testbed.folder()) {
@@ -129,7 +120,8 @@ SimulatedUnit::SimulatedUnit() : state_(std::make_unique<State>()) {}
 SimulatedUnit::~SimulatedUnit() = default;
 
 std::map<std::string, std::string> SimulatedUnit::environment() const {
-   std::map<std::string, std::string> all{{"LD_PRELOAD", environmentText("LD_PRELOAD")},
+   char const * const preload = std::getenv("LD_PRELOAD");
+   std::map<std::string, std::string> all{{"LD_PRELOAD", preload == nullptr ? "" : preload},
                                           {"UMOCKDEV_DIR", state_->testbed.folder()},
                                           {"SIMULATION_TOOL_DATA", state_->tools.data()}};
    if (state_->fileSystems)
@@ -152,13 +144,6 @@ void SimulatedUnit::addRecording(std::string_view recording) {
 void SimulatedUnit::plug(Disk const & disk) {
    add(disk);
    announce(disk.name, "add");
-}
-
-void SimulatedUnit::plugRecording(std::string_view recording) {
-   auto records = deviceRecords(recording);
-   std::string const name(records.front().name());
-   state_->diskIs(std::move(records));
-   announce(name, "add");
 }
 
 void SimulatedUnit::unplug(std::string_view name) {
@@ -269,11 +254,6 @@ FileSystems & SimulatedUnit::fileSystems() {
 
 std::filesystem::path SimulatedUnit::toolsPath() const {
    return state_->tools.path();
-}
-
-std::string SimulatedUnit::searchPath() const {
-   auto const own = environmentText("PATH");
-   return toolsPath().string() + ":" + (own.empty() ? "/usr/sbin:/usr/bin:/sbin:/bin" : own);
 }
 
 std::filesystem::path SimulatedUnit::etcFolder() const {

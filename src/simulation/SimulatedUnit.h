@@ -73,7 +73,6 @@ class SimulatedUnit {
    // The first device of the recording is the disk. As no recording has the SCSI host's class device
    // (…/hostN/scsi_host/hostN), append one where unique_id matters.
    void addRecording(std::string_view recording);
-   void plugRecording(std::string_view recording);
    void unplug(std::string_view name);  // with the event "remove"; removes unused parents too
    void vanish(std::string_view name);  // likewise, without an event
    void change(std::string_view name);  // the event "change"
@@ -104,8 +103,7 @@ class SimulatedUnit {
 
    // The tools' programs and their outputs.
    FakeTools & tools();
-   std::filesystem::path toolsPath() const;
-   std::string searchPath() const;  // a PATH with the tools before the system's own
+   std::filesystem::path toolsPath() const;  // the folder to put before PATH
 
    // The mounted file systems. A process whose environment was read before the first use of this sees the
    // machine's own mount table.

@@ -33,55 +33,16 @@ std::string quotedForJson(std::string_view text) {
    return quoted + '"';
 }
 
-std::string hdparmConfiguration(std::uint64_t sectors) {
+std::string hdparmSizes(std::uint64_t sectors) {
    auto const bytes = sectors * sectorBytes;
-   std::string const addressable = rightAligned(std::min<std::uint64_t>(sectors, 268435455), 12);
-   return "Configuration:\n"
-          "\tLogical\t\tmax\tcurrent\n"
-          "\tcylinders\t16383\t16383\n"
-          "\theads\t\t16\t16\n"
-          "\tsectors/track\t63\t63\n"
-          "\t--\n"
-          "\tCHS current addressable sectors:    16514064\n"
-          "\tLBA    user addressable sectors:" +
-          addressable +
+   return "\tLBA48  user addressable sectors:" + rightAligned(sectors, 12) +
           "\n"
-          "\tLBA48  user addressable sectors:" +
-          rightAligned(sectors, 12) +
-          "\n"
-          "\tLogical  Sector size:                   512 bytes\n"
-          "\tPhysical Sector size:                   512 bytes\n"
           "\tdevice size with M = 1024*1024: " +
           rightAligned(bytes / 1048576, 11) +
           " MBytes\n"
           "\tdevice size with M = 1000*1000: " +
-          rightAligned(bytes / 1000000, 11) + " MBytes (" + std::to_string(bytes / 1000000000) +
-          " GB)\n"
-          "\tcache/buffer size  = unknown\n"
-          "\tNominal Media Rotation Rate: Solid State Device\n";
+          rightAligned(bytes / 1000000, 11) + " MBytes (" + std::to_string(bytes / 1000000000) + " GB)\n";
 }
-
-constexpr std::string_view hdparmCapabilities =
-    "Capabilities:\n"
-    "\tLBA, IORDY(can be disabled)\n"
-    "\tQueue depth: 32\n"
-    "\tStandby timer values: spec'd by Standard, no device specific minimum\n"
-    "\tR/W multiple sector transfer: Max = 16\tCurrent = 16\n"
-    "\tDMA: mdma0 mdma1 mdma2 udma0 udma1 udma2 udma3 udma4 udma5 *udma6 \n"
-    "\t     Cycle time: min=120ns recommended=120ns\n"
-    "\tPIO: pio0 pio1 pio2 pio3 pio4 \n"
-    "\t     Cycle time: no flow control=120ns  IORDY flow control=120ns\n"
-    "Commands/features:\n"
-    "\tEnabled\tSupported:\n"
-    "\t   *\tSMART feature set\n"
-    "\t   *\tWrite cache\n"
-    "\t   *\t48-bit Address feature set\n"
-    "\t   *\tMandatory FLUSH_CACHE\n"
-    "\t   *\tNative Command Queueing (NCQ)\n"
-    "HW reset results:\n"
-    "\tCBLID- above Vih\n"
-    "\tDevice num = 0\n"
-    "Checksum: correct\n";
 
 }  // namespace
 
@@ -101,8 +62,9 @@ std::string hdparmReport(HdparmIdentity const & identity) {
           "\n"
           "Standards:\n"
           "\tSupported: 9 8 7 6 5 \n"
-          "\tLikely used: 9\n" +
-          hdparmConfiguration(identity.sectors) + std::string(hdparmCapabilities);
+          "\tLikely used: 9\n"
+          "Configuration:\n" +
+          hdparmSizes(identity.sectors) + "Checksum: correct\n";
 }
 
 std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives) {

@@ -137,9 +137,10 @@ TEST_F(BusAddressTest, AssignsNoKnownBusToAnAtaDiskWithoutIdEvenBelowUsb) {
 }
 
 TEST_F(BusAddressTest, RequiresTheWholeWordAtaForASataBus) {
+   unsigned port = 0;
    for (auto const & [name, idBus] : std::map<std::string, std::string>{
             {"sda", "ATA"}, {"sdb", "ata "}, {"sdc", "sata"}, {"sdd", "scsi"}, {"sde", ""}}) {
-      auto disk = sataDisk(name, scsiDiskIndex(name) + 1, name, "Kestrel", 1);
+      auto disk = sataDisk(name, ++port, name, "Kestrel", 1);
       disk.properties["ID_BUS"] = idBus;
       unit_.add(disk);
       EXPECT_EQ(bus(name), "other ") << idBus;

@@ -388,7 +388,8 @@ TEST_F(SimulatedUnitTest, ReplaysARecordingOfARealDeviceUnchanged) {
        "P: /devices/pci0000:00/0000:00:02.0/ata2/host1/scsi_host/host1\n"
        "E: SUBSYSTEM=scsi_host\nA: unique_id=2\\n\n";
    Listener listener;
-   unit_.plugRecording(recording);
+   unit_.addRecording(recording);
+   unit_.announce("sda", "add");
    EXPECT_EQ(listener.nextEvent(), "add sda");
    auto const disk = device("sda");
    EXPECT_EQ(property(disk, "ID_SERIAL_SHORT"), "S2SATA00002");
@@ -496,12 +497,6 @@ TEST_F(FakeToolsTest, FailsHangsAndIsSlowOnDemand) {
    EXPECT_EQ(slow.exitCode, 0);
    EXPECT_THROW(tools().exitCodeIs(Tool::hdparm, "sda", 256), std::invalid_argument);
    EXPECT_THROW(tools().outputIs(Tool::hdparm, "../sda", ""), std::invalid_argument);
-}
-
-TEST_F(FakeToolsTest, PrecedesOtherProgramsOnTheSearchPath) {
-   tools().outputIs(Tool::hdparm, "sda", "simulated\n");
-   auto const outcome = run("PATH='" + unit_.searchPath() + "' hdparm -I /dev/sda");
-   EXPECT_EQ(outcome.output, "simulated\n");
 }
 
 TEST(ToolReportsTest, WritesIdentityAndSizeIntoAReportOfHdparm) {
