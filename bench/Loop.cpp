@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Ratio.h"
+#include "base/UniqueFd.h"
 #include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
@@ -23,22 +24,19 @@ constexpr std::size_t readsPerRound = 2'000;
 class Event {
  public:
    Event() : fd_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)} {
-      if (fd_ < 0)
+      if (!fd_)
          throw std::runtime_error("cannot make an eventfd");
    }
-   Event(Event const &) = delete;
-   Event & operator=(Event const &) = delete;
-   ~Event() { close(fd_); }
 
-   int fd() const { return fd_; }
+   int fd() const { return fd_.get(); }
    void happen() const {
       std::uint64_t const once = 1;
-      if (write(fd_, &once, sizeof once) != sizeof once)
+      if (write(fd_.get(), &once, sizeof once) != sizeof once)
          throw std::runtime_error("cannot write to an eventfd");
    }
 
  private:
-   int fd_;
+   Base::UniqueFd fd_;
 };
 
 // The work of a handler in both contenders.
@@ -90,16 +88,13 @@ class ByHand {
          epoll_event registration{};
          registration.events = EPOLLIN;
          registration.data.ptr = entries.back().get();
-         if (epoll_ctl(epoll_, EPOLL_CTL_ADD, entries.back()->event.fd(), &registration) != 0)
+         if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, entries.back()->event.fd(), &registration) != 0)
             throw std::runtime_error("cannot watch an eventfd");
       }
    }
-   ByHand(ByHand const &) = delete;
-   ByHand & operator=(ByHand const &) = delete;
-   ~ByHand() { close(epoll_); }
 
    void turn() {
-      int const count = epoll_wait(epoll_, ready_.data(), static_cast<int>(ready_.size()), -1);
+      int const count = epoll_wait(epoll_.get(), ready_.data(), static_cast<int>(ready_.size()), -1);
       for (int i = 0; i < count; ++i) {
          auto & entry = *static_cast<Entry *>(ready_[static_cast<std::size_t>(i)].data.ptr);
          entry.handler(entry);
@@ -110,7 +105,7 @@ class ByHand {
    std::vector<std::unique_ptr<Entry>> entries;
 
  private:
-   int epoll_;
+   Base::UniqueFd epoll_;
    std::vector<epoll_event> ready_;
 };
 

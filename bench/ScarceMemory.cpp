@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "demo/AgentProcess.h"
 #include "simulation/SimulatedUnit.h"
@@ -51,14 +52,11 @@ class Client {
    Client(std::string const & path, std::string const & resource) {
       Base::UnixAddress const address{path};
       timeval const patience{10, 0};
-      setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+      setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       std::string const request = "GET " + resource + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
-      if (connect(fd_, address.get(), address.size()) == 0)
-         send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
+      if (connect(fd_.get(), address.get(), address.size()) == 0)
+         send(fd_.get(), request.data(), request.size(), MSG_NOSIGNAL);
    }
-   Client(Client const &) = delete;
-   Client & operator=(Client const &) = delete;
-   ~Client() { close(fd_); }
 
    struct Answer {
       int status = 0;  // 0: none
@@ -71,7 +69,7 @@ class Client {
       std::string head;
       std::string tail;
       Answer result;
-      for (ssize_t count = 0; (count = recv(fd_, buffer.data(), buffer.size(), 0)) > 0;) {
+      for (ssize_t count = 0; (count = recv(fd_.get(), buffer.data(), buffer.size(), 0)) > 0;) {
          std::string const part{buffer.data(), static_cast<std::size_t>(count)};
          result.bytes += part.size();
          if (head.size() <= statusAt)
@@ -84,7 +82,7 @@ class Client {
    }
 
  private:
-   int fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+   Base::UniqueFd fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
 // The agent under a limit, with its unit.

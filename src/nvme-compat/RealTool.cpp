@@ -87,22 +87,16 @@ ToolRun::ToolRun(std::string const & program, char ** argv) {
    int const error = posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv, environ);
    posix_spawn_file_actions_destroy(&actions);
    close(ends[1]);
-   output_ = ends[0];
-   if (error != 0) {
-      close(output_);
+   output_.reset(ends[0]);
+   if (error != 0)
       fail(error, program);
-   }
-}
-
-ToolRun::~ToolRun() {
-   close(output_);
 }
 
 std::string ToolRun::output(std::size_t limit) {
    std::string text;
    std::array<char, 65536> buffer;  // NOLINT(*-member-init): read before it is used
    while (text.size() <= limit) {
-      std::size_t const count = readSome(output_, buffer.data(), buffer.size());
+      std::size_t const count = readSome(output_.get(), buffer.data(), buffer.size());
       if (count == 0)
          break;
       text.append(buffer.data(), count);
@@ -112,7 +106,7 @@ std::string ToolRun::output(std::size_t limit) {
 
 void ToolRun::passOutput() {
    std::array<char, 65536> buffer;  // NOLINT(*-member-init): read before it is used
-   while (std::size_t const count = readSome(output_, buffer.data(), buffer.size()))
+   while (std::size_t const count = readSome(output_.get(), buffer.data(), buffer.size()))
       printSome({buffer.data(), count});
 }
 

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "base/UniqueFd.h"
+
 namespace Agent::Compat {
 
 // The first program `name` behind the last entry of `searchPath` that contains this very file, under any
@@ -16,9 +18,6 @@ class ToolRun {
  public:
    // Throws std::system_error when it cannot be started.
    ToolRun(std::string const & program, char ** argv);
-   ToolRun(ToolRun const &) = delete;
-   ToolRun & operator=(ToolRun const &) = delete;
-   ~ToolRun();
 
    // Reads its standard output to the end, but `limit` bytes at most. Throws std::system_error.
    std::string output(std::size_t limit);
@@ -32,7 +31,7 @@ class ToolRun {
 
  private:
    int pid_ = -1;
-   int output_ = -1;
+   Base::UniqueFd output_;
    std::optional<int> status_;
 };
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "runtime/host/Loop.h"
 
@@ -21,7 +22,7 @@ class HttpExchange {
    HttpExchange(std::string const & socketPath, std::string const & request)
        : fd_{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
       Base::UnixAddress const address{socketPath};
-      connected_ = connect(fd_, address.get(), address.size()) == 0;
+      connected_ = connect(fd_.get(), address.get(), address.size()) == 0;
       if (connected_)
          more(request);
    }
@@ -32,24 +33,21 @@ class HttpExchange {
       address.sin_family = AF_INET;
       address.sin_port = htons(port);
       address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      connected_ = connect(fd_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+      connected_ = connect(fd_.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
       if (connected_)
          more(request);
    }
-   HttpExchange(HttpExchange const &) = delete;
-   HttpExchange & operator=(HttpExchange const &) = delete;
-   ~HttpExchange() { close(fd_); }
 
    bool connected() const { return connected_; }
    void more(std::string const & text) const {
-      send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+      send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
    }
 
    // Whether the server still receives the text.
    bool takes(std::string const & text) const {
-      return send(fd_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
+      return send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
    }
-   void endSending() const { shutdown(fd_, SHUT_WR); }
+   void endSending() const { shutdown(fd_.get(), SHUT_WR); }
 
    // The answer: the bytes until the server closes, or for five seconds at most.
    std::string answer() {
@@ -63,7 +61,7 @@ class HttpExchange {
    // Reads the available bytes; true at the end of the answer.
    bool readSome() {
       std::array<char, 65536> buffer{};
-      ssize_t const count = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
+      ssize_t const count = recv(fd_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
       if (count > 0)
          text_.append(buffer.data(), static_cast<std::size_t>(count));
       wasReset_ |= count < 0 && errno == ECONNRESET;
@@ -72,7 +70,7 @@ class HttpExchange {
    bool wasReset() const { return wasReset_; }
 
  private:
-   int fd_;
+   Base::UniqueFd fd_;
    bool connected_ = false;
    bool wasReset_ = false;
    std::string text_;

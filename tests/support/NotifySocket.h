@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "tests/support/TempDir.h"
 
@@ -23,11 +24,8 @@ class NotifySocket {
       if (name.front() == '@')
          name.front() = '\0';
       Base::UnixAddress const address{name};
-      EXPECT_EQ(bind(fd_, address.get(), address.size()), 0) << name_;
+      EXPECT_EQ(bind(fd_.get(), address.get(), address.size()), 0) << name_;
    }
-   NotifySocket(NotifySocket const &) = delete;
-   NotifySocket & operator=(NotifySocket const &) = delete;
-   ~NotifySocket() { close(fd_); }
 
    std::string const & name() const { return name_; }
 
@@ -35,23 +33,23 @@ class NotifySocket {
    std::vector<std::string> received() const {
       std::vector<std::string> all;
       std::array<char, 256> buffer{};
-      for (ssize_t size = 0; (size = recv(fd_, buffer.data(), buffer.size(), 0)) >= 0;)
+      for (ssize_t size = 0; (size = recv(fd_.get(), buffer.data(), buffer.size(), 0)) >= 0;)
          all.emplace_back(buffer.data(), static_cast<std::size_t>(size));
       return all;
    }
    // Waits for the next state, `patience` milliseconds at most; empty: none came.
    std::string next(int patience = 10000) const {
-      pollfd ready{fd_, POLLIN, 0};
+      pollfd ready{fd_.get(), POLLIN, 0};
       std::array<char, 256> buffer{};
       if (poll(&ready, 1, patience) != 1)
          return {};
-      ssize_t const size = recv(fd_, buffer.data(), buffer.size(), 0);
+      ssize_t const size = recv(fd_.get(), buffer.data(), buffer.size(), 0);
       return {buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
    }
 
  private:
    std::string name_;
-   int fd_;
+   Base::UniqueFd fd_;
 };
 
 }  // namespace Support

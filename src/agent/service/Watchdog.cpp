@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -54,19 +53,16 @@ int startThread(pthread_t & thread, void * (*function)(void *), void * argument)
 
 Watchdog::Watchdog(StderrLog & log, ServiceManager const & manager)
     : log_{log}, manager_{manager}, stop_{eventfd(0, EFD_CLOEXEC)} {
-   if (stop_ < 0)
+   if (!stop_)
       throw std::system_error{errno, std::generic_category(), "eventfd"};
    SignalsBlocked const blocked;
-   if (int const error = startThread(thread_, &Watchdog::runThread, this); error != 0) {
-      close(stop_);
+   if (int const error = startThread(thread_, &Watchdog::runThread, this); error != 0)
       throw std::system_error{error, std::generic_category(), "no thread"};
-   }
 }
 
 Watchdog::~Watchdog() {
-   eventfd_write(stop_, 1);
+   eventfd_write(stop_.get(), 1);
    pthread_join(thread_, nullptr);
-   close(stop_);
 }
 
 Stalls Watchdog::stalls() const {
@@ -123,7 +119,7 @@ void Watchdog::sample(Host::Activity const & activity, double now) {
 }
 
 bool Watchdog::stopsWithin(double seconds) const {
-   pollfd stop{stop_, POLLIN, 0};
+   pollfd stop{stop_.get(), POLLIN, 0};
    return poll(&stop, 1, static_cast<int>(std::ceil(std::max(seconds, 0.0) * 1e3))) > 0;
 }
 

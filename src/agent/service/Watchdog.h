@@ -10,6 +10,7 @@
 #include "agent/logs/StderrLog.h"
 #include "agent/service/LoopWatch.h"
 #include "agent/service/ServiceManager.h"
+#include "base/UniqueFd.h"
 
 namespace Agent {
 
@@ -34,7 +35,7 @@ class Watchdog {
 
    StderrLog & log_;
    ServiceManager const & manager_;
-   int stop_;
+   Base::UniqueFd stop_;
    mutable std::mutex mutex_;  // of `watch_`, the only member that two threads use; locked for moments
    LoopWatch watch_;
    pthread_t thread_{};

@@ -12,6 +12,7 @@
 
 #include "StorageDevices/KernelLine.h"
 #include "agent/kernel/KernelRecord.h"
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
@@ -25,16 +26,13 @@ class Receiver {
  public:
    explicit Receiver(std::string const & path) : fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)} {
       Base::UnixAddress const address{path};
-      EXPECT_EQ(bind(fd_, address.get(), address.size()), 0);
+      EXPECT_EQ(bind(fd_.get(), address.get(), address.size()), 0);
    }
-   Receiver(Receiver const &) = delete;
-   Receiver & operator=(Receiver const &) = delete;
-   ~Receiver() { close(fd_); }
 
    // The next line, empty when there is none.
    std::string line() const {
       std::array<char, 4096> buffer{};
-      ssize_t const size = recv(fd_, buffer.data(), buffer.size(), 0);
+      ssize_t const size = recv(fd_.get(), buffer.data(), buffer.size(), 0);
       return size > 0 ? std::string{buffer.data(), static_cast<std::size_t>(size)} : std::string{};
    }
    Lines lines() const {
@@ -45,7 +43,7 @@ class Receiver {
    }
 
  private:
-   int fd_;
+   Base::UniqueFd fd_;
 };
 
 // Reads as the kernel's log does: an overrun and a record that is too long are answered with an error.

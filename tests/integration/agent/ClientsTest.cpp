@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
@@ -33,33 +34,30 @@ class Client {
                    suseconds_t milliseconds = 5000) {
       Base::UnixAddress const address{path};
       timeval const patience{milliseconds / 1000, milliseconds % 1000 * 1000};
-      setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
-      setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-      if (connect(fd_, address.get(), address.size()) != 0 || resource.empty())
+      setsockopt(fd_.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+      setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+      if (connect(fd_.get(), address.get(), address.size()) != 0 || resource.empty())
          return;
       std::string const request = "GET " + resource + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
-      send(fd_, request.data(), request.size(), MSG_NOSIGNAL);
+      send(fd_.get(), request.data(), request.size(), MSG_NOSIGNAL);
    }
-   Client(Client const &) = delete;
-   Client & operator=(Client const &) = delete;
-   ~Client() { close(fd_); }
 
    // The process that listens.
    pid_t server() const {
       ucred peer{};
       socklen_t size = sizeof peer;
-      getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+      getsockopt(fd_.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
       return peer.pid;
    }
    // The status of the answer, 0 for a connection that ended or stalled without one.
    int status() const {
       std::array<char, 16> head{};
-      ssize_t const got = recv(fd_, head.data(), 12, MSG_WAITALL);
+      ssize_t const got = recv(fd_.get(), head.data(), 12, MSG_WAITALL);
       return got == 12 ? std::atoi(head.data() + 9) : 0;
    }
 
  private:
-   int fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+   Base::UniqueFd fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
 using Clients = std::vector<std::unique_ptr<Client>>;
