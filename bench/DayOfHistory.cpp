@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "runtime/Vorn/Seconds.h"
 #include "runtime/model/IOStatData.h"
@@ -28,7 +29,8 @@ void StorageDevices::IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t
    static auto const record = reinterpret_cast<Record>(
        dlsym(RTLD_NEXT, "_ZN14StorageDevices6IOStat17recordMeasurementEN4Vorn7SecondsEmm"));
    double & next = nextOf().try_emplace(this, time.value() - day).first->second;
-   for (double const end = std::min(next + hour, time.value()); next < end; ++next)
-      record(this, next, bytesRead, bytesWritten);
+   double const end = std::min(next + hour, time.value());
+   while (next < end)
+      record(this, std::exchange(next, next + 1), bytesRead, bytesWritten);
    record(this, time, bytesRead, bytesWritten);
 }

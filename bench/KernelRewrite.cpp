@@ -123,7 +123,7 @@ Lines hostileTexts() {
          "(sda): This should", "nvme0n1: ", "XFS (sda1): ", "kernel: [T1] "})
       for (std::string const repeated :
            {"a", " ", "(sda): ", "error", " on dev /dev/", ") @ LBA ", "<6>", ": "})
-         result.push_back(begun + "\1" + repeated);
+         result.emplace_back(begun).append("\1").append(repeated);
    return result;
 }
 

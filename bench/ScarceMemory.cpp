@@ -74,7 +74,8 @@ class Client {
          result.bytes += part.size();
          if (head.size() <= statusAt)
             head += part;
-         tail = (tail + part).substr(std::max<std::size_t>(tail.size() + part.size(), 5) - 5);
+         tail += part;
+         tail.erase(0, std::max<std::size_t>(tail.size(), 5) - 5);
       }
       result.status = head.size() > statusAt ? std::atoi(head.c_str() + statusAt) : 0;
       result.whole = tail == "0\r\n\r\n" || result.status != 200;
@@ -185,6 +186,7 @@ bool fill(Subject & subject) {
 
 void crowd(Subject & subject, Figures & figures) {
    std::vector<std::unique_ptr<Client>> readers;
+   readers.reserve(slowReaders);
    for (int i = 0; i < slowReaders; ++i)
       readers.push_back(subject.client(wholeHistory));
    for (int i = 0; i < asks; ++i) {

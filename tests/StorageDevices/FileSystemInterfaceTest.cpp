@@ -49,9 +49,9 @@ using State = FsHealthSmState;
 TEST(FsHealthSmStateInterfaceTest, HasTheNamesAndNumbersOfTheStates) {
    constexpr std::array names{"idle", "setup", "writeTest", "readTest", "cleanup"};
    static_assert(sizeof(State) == 1);
-   for (unsigned char number = 0; number < names.size(); ++number) {
+   for (std::size_t number = 0; number < names.size(); ++number) {
       std::string const name = names[number];
-      State const state{number};
+      State const state{static_cast<unsigned char>(number)};
       EXPECT_EQ(state.stringValue(), name.c_str());
       EXPECT_EQ(State::instance(name.c_str()).value(), state);
       EXPECT_EQ(State::sequenceToValue(name.data(), name.data() + name.size()), state);
@@ -78,10 +78,12 @@ TEST_F(FileSystemInterfaceTest, OffersTheHealthTest) {
    static_assert(isA<std::uint64_t, decltype(test->nonSyslogErrorCount())>);
    static_assert(isA<std::uint64_t, decltype(test->eagainErrorCount())>);
    static_assert(isA<Ptr<Vorn::FileDescriptor const>, decltype(test->fsHealthSmFd())>);
-   static_assert(isA<bool, decltype(test->writeTestOk())> && isA<bool, decltype(test->readTestOk())>);
+   static_assert(isA<bool, decltype(test->writeTestOk())>);
+   static_assert(isA<bool, decltype(test->readTestOk())>);
    static_assert(isA<bool, decltype(test->utilThresholdExceeded())>);
    static_assert(isA<State, decltype(test->state())>);
-   static_assert(isA<bool, decltype(test->running())> && isA<bool, decltype(test->initialized())>);
+   static_assert(isA<bool, decltype(test->running())>);
+   static_assert(isA<bool, decltype(test->initialized())>);
    EXPECT_EQ(test->mntPt(), mountPoint_);
    EXPECT_EQ(test->blkSize(), 4096U);
    EXPECT_EQ(test->devices(), devices_);

@@ -131,7 +131,7 @@ class FsHealthLinksTest : public Support::VirtualTimeTest {
    Support::TempDir folder_{Support::folderWithDirectIo()};
    fs::path elsewhere_ = folder_.path() / "elsewhere";
    fs::path mountPoint_ = folder_.path() / "mount";
-   std::string precious_ = std::string(2 * blockSize, '#');
+   std::string precious_ = std::string(std::size_t{2} * blockSize, '#');
    Support::LogRecorder logs_;
    Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
    Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();

@@ -17,6 +17,7 @@ namespace {
 using Texts = std::vector<std::string>;
 using Support::DiskFields;
 
+constexpr std::size_t largeOutput = 3993600;  // bytes, just below what a tool may print
 constexpr char smartctlHandler[] =
     "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
 constexpr char smartctlRun[] = "smartctl --json=c --offlineauto=on -HA /dev/sda";
@@ -290,7 +291,7 @@ TEST_F(SmartDataMonitorSmTest, ChangesNothingForAReportWithoutMemoryForIt) {
    start();
    poll();
    std::string hostile = "[0";
-   while (hostile.size() < 3900 * 1024)
+   while (hostile.size() < largeOutput)
       hostile += ",0";
    toolPrints(hostile + "]");
    for (std::size_t const more : {0, 1, 4, 8, 16, 32}) {
@@ -307,7 +308,7 @@ TEST_F(SmartDataMonitorSmTest, ChangesNothingForAReportWithoutMemoryForIt) {
 TEST_F(SmartDataMonitorSmTest, StoresAReportWholeOrNotAtAllWithLittleMemoryForItsText) {
    plug();
    start();
-   std::string const padding(3900 * 1024, 'x');
+   std::string const padding(largeOutput, 'x');
    int filed = 0;
    for (std::size_t const more : {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 100}) {
       toolPrints(healthy);

@@ -62,7 +62,7 @@ class ScarceMeansTest : public testing::Test {
    ~ScarceMeansTest() override { spawnError = 0; }
 
    Pelm::Ptr<PipedChildProcessSm> run(std::vector<Pelm::String> const & argv) const {
-      auto const process = PipedChildProcessSm::PipedChildProcessSmIs(tracker);
+      auto process = PipedChildProcessSm::PipedChildProcessSmIs(tracker);
       process->hasNotificationActiveIs(true);
       for (Pelm::String const & argument : argv)
          process->argPush(argument);

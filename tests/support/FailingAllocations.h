@@ -20,6 +20,7 @@ bool refusesAllocation(std::size_t bytes);
 #endif
 
 #ifndef STORAGEDEVICES_ALLOCATES_BY_ITSELF
+// NOLINTBEGIN(misc-definitions-in-headers): one source of a program includes them.
 void * operator new(std::size_t size, std::nothrow_t const &) noexcept {
    return Support::refusesAllocation(size) ? nullptr : std::malloc(size > 0 ? size : 1);
 }
@@ -35,4 +36,5 @@ void operator delete(void * block) noexcept {
 void operator delete(void * block, std::size_t) noexcept {
    std::free(block);
 }
+// NOLINTEND(misc-definitions-in-headers)
 #endif

@@ -39,7 +39,7 @@ class SignalsBlocked {
 // Answers 0 or an errno value. The stack is small: the usual one needs more address space than the whole
 // agent.
 int startThread(pthread_t & thread, void * (*function)(void *), void * argument) {
-   constexpr std::size_t stackBytes = 256 * 1024;
+   constexpr std::size_t stackBytes = 262144;
    pthread_attr_t attributes;
    if (int const error = pthread_attr_init(&attributes); error != 0)
       return error;

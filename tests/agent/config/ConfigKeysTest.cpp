@@ -43,8 +43,9 @@ Keys keysBelow(std::string const & path) {
    if (members.empty())
       return {path};
    Keys keys;
+   std::string const prefix = place.empty() ? "" : place + ".";
    for (std::string const & member : members)
-      std::ranges::copy(keysBelow(place.empty() ? member : place + "." + member), std::back_inserter(keys));
+      std::ranges::copy(keysBelow(std::string{prefix}.append(member)), std::back_inserter(keys));
    return keys;
 }
 

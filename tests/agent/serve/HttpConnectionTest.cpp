@@ -187,6 +187,7 @@ TEST_F(HttpConnectionTest, RestsBetweenAttemptsWhereEvenTheSpareDescriptorAdmits
 
 TEST_F(HttpConnectionTest, LeavesAThirdOfTheDescriptorsToOthersInACrowd) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
+   crowd.reserve(60);
    for (int i = 0; i < 60; ++i)
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "GET " : request));
    std::size_t const before = Support::openDescriptors().size();

@@ -188,7 +188,7 @@ class HttpOverTcpTest : public testing::Test {
       std::string const answer =
           HttpExchange{address.port, method + " /x HTTP/1.1\r\n" + hosts + "Connection: close\r\n\r\n"}
               .answer();
-      return answer.substr(0, answer.find(" ", 9));
+      return answer.substr(0, answer.find(' ', 9));
    }
 
    Base::HttpAddress address = *Base::parseHttpAddress("127.0.0.1:29637");

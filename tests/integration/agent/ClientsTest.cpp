@@ -152,10 +152,10 @@ TEST_F(ClientsTest, SpendsNeitherTimeNorMemoryOnSlowReadersOfEverything) {
    {
       Clients const slow = clients(100, "/api/v1/state?history=all");
       EXPECT_LT(usualWait(), 50ms);
-      EXPECT_LT(kilobytes("VmRSS"), idle + 16 * 1024);
+      EXPECT_LT(kilobytes("VmRSS"), idle + 16384);
    }
    EXPECT_LT(usualWait(), 50ms);
-   EXPECT_LT(kilobytes("VmRSS"), idle + 16 * 1024);
+   EXPECT_LT(kilobytes("VmRSS"), idle + 16384);
 }
 
 TEST_F(ClientsTest, SurvivesRequestsForEverythingWhereMemoryEnds) {

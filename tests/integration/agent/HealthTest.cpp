@@ -260,7 +260,7 @@ TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
    ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
    std::string const good = textOf(of("smartData", "SN-A"));
    std::string hostile = "[0";
-   while (hostile.size() < 3900 * 1024)  // as much as a tool may print
+   while (hostile.size() < 3993600)  // as much as a tool may print
       hostile += ",0";
    hostile += "]";
    pid_t const pid = agentPid();
