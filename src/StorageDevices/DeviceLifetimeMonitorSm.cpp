@@ -88,6 +88,7 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
+   Pelm::KeepAlive const keepAlive{*this};  // called by hosts, too
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
    Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);

@@ -93,6 +93,7 @@ void FsHealthSm::stop() {
 }
 
 void FsHealthSm::stateIs(State value) {
+   Pelm::KeepAlive const keepAlive{*this};
    if (state() == value)
       return;
    auto const course = ++course_;

@@ -122,6 +122,7 @@ void StorageDeviceErrWatcherSm::handleSocket() {
 }
 
 void StorageDeviceErrWatcherSm::handleReadable(int fd) {
+   Pelm::KeepAlive const keepAlive{*this};  // called by hosts, too
    if (!initialized())
       return;
    VORN_TRACE(traceHandle, 7) << "SdErrWatcher reading using socket " << fd;

@@ -56,13 +56,14 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
+   // For a host that calls it: a subscriber to the new sensor may drop the machine.
+   Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
       return;
    VORN_TRACE(traceHandle, 2) << " sensor " << config->name() << " shows the temperature of " << name;
    createEnvTempSensorStatus(envTempStatusDir_, config);
    temperatureWrapperIs(name);
-   // A subscriber to the new sensor may have dropped the machine.
    if (!nodeFlag(Flag::zombie))
       updateTempSensor(name, {}, {});
 }

@@ -104,8 +104,8 @@ StorageAgent::~StorageAgent() {
 }
 
 void StorageAgent::run() {
-   log_.notice(LOG_INFO, "version " + std::string{Base::version} + " started; status on " +
-                             config_.status.socket);
+   log_.notice(LOG_INFO,
+               "version " + std::string{Base::version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(LOG_NOTICE, line);
    Host::turn(0);  // from here on it counts as at work, the start of the monitors included

@@ -230,7 +230,7 @@ TEST_F(InstalledHostTest, ShowsTheTemperaturesOfItsDisks) {
    monitor->nvmeDeviceDataDelAll();
    EXPECT_TRUE(TempSensorSmIs(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>()));
    expectLinked(&TempSensorSm::temperatureWrapperIs, &TempSensorSm::handleInitialized,
-                &TempSensorSm::vornDoZombieReactors);
+                &TempSensorSm::handleNvmeTemperature, &TempSensorSm::vornDoZombieReactors);
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ class DiscoveryDroppedTest : public Support::DiscoveryTest {
       unit_.plug(disk);
       UdevDevicePtr device;
       Support::soon([&] {
-         device.reset(udev_monitor_receive_device(monitor.get()));
+         if (!device)
+            device.reset(udev_monitor_receive_device(monitor.get()));
          return device != nullptr;
       });
       return device;

@@ -432,7 +432,7 @@ TEST_F(SimulatedUnitTest, IsVisibleToAProcessWithItsEnvironment) {
       command.append(" '").append(name).append("=").append(value).append("'");
    EXPECT_EQ(run(command + " ls /sys/block").output, "nvme0n1\n");
    EXPECT_EQ(run(command + " cat /sys/block/nvme0n1/size").output, "1000\n");
-   EXPECT_EQ(run(command + " cat /sys/block/nvme0n1/device/state").output, "live\n");
+   EXPECT_EQ(run(command + " cat /sys/block/nvme0n1/device/transport").output, "pcie\n");
 }
 
 TEST(SimulatedUnitFolderTest, IsRemovedWithTheUnitAlsoAfterAnException) {

@@ -42,7 +42,7 @@ class OwnReactorsTest : public Support::VirtualTimeTest {
    Pelm::Ptr<Guard> guard = Pelm::make<Guard>(house);
 };
 
-TEST_F(OwnReactorsTest, StopWithTheMachine) {
+TEST_F(OwnReactorsTest, StopsWithTheMachine) {
    guard->vornDoZombieReactors(true);
    house->doorIs(1);
    Host::runFor(100);
@@ -50,7 +50,7 @@ TEST_F(OwnReactorsTest, StopWithTheMachine) {
    EXPECT_EQ(guard->rings, 0);
 }
 
-TEST_F(OwnReactorsTest, ResumeWithTheMachine) {
+TEST_F(OwnReactorsTest, ResumesWithTheMachine) {
    guard->vornDoZombieReactors(true);
    house->doorIs(1);
    Host::runFor(100);
@@ -61,7 +61,7 @@ TEST_F(OwnReactorsTest, ResumeWithTheMachine) {
    EXPECT_EQ(guard->rings, 1) << "the time that passed meanwhile has come";
 }
 
-TEST_F(OwnReactorsTest, StaySwitchedOffWhenTheMachineResumes) {
+TEST_F(OwnReactorsTest, StaysSwitchedOffWhenTheMachineResumes) {
    auto const reactor = guard->takeReactor();
    reactor->hasNotificationActiveIs(false);
    guard->vornDoZombieReactors(true);
@@ -73,7 +73,7 @@ TEST_F(OwnReactorsTest, StaySwitchedOffWhenTheMachineResumes) {
    EXPECT_EQ(guard->doors, 1);
 }
 
-TEST_F(OwnReactorsTest, AreStoppedWhenTheyAreMadeInAZombie) {
+TEST_F(OwnReactorsTest, IsStoppedWhenMadeInAZombie) {
    Pelm::KeepAlive const keepAlive{*guard};
    Guard & zombie = *guard;
    guard = nullptr;
@@ -91,7 +91,7 @@ TEST_F(OwnReactorsTest, AreStoppedWhenTheyAreMadeInAZombie) {
    EXPECT_EQ(ear.heard, 0);
 }
 
-TEST_F(OwnReactorsTest, MayOutliveTheMachine) {
+TEST_F(OwnReactorsTest, OutlivesTheMachine) {
    auto const reactor = guard->takeReactor();
    guard = nullptr;
    house->doorIs(1);
