@@ -22,10 +22,6 @@ constexpr char safeOpenFilestreamName[] =
 constexpr char updateDeviceName[] =
     "virtual void StorageDevices::EmmcDataMonitorSm::updateDevice(const String&)";
 
-bool isRead(ConnectedDisk const & disk) {
-   return disk.busType() == ConnectedDisk::BusType::other;
-}
-
 // The next hexadecimal number of the stream, with or without 0x. It extracts into a wider type, since
 // extracting into a byte reads a character.
 std::optional<std::uint8_t> readByte(std::ifstream & stream) {
@@ -66,41 +62,24 @@ bool EmmcDataAccess::getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & 
 
 EmmcDataMonitorSm::EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                      Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<EmmcData> data)
-    : DataMonitorSm{std::move(pollInterval), std::move(devices)}, data_{std::move(data)} {
+    : RecordMonitorSm{std::move(pollInterval), std::move(devices), std::move(data)} {
    typeStrIs("Emmc");
 }
 
-void EmmcDataMonitorSm::handleDisk(Pelm::String const & serial) {
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
-   if (!disk || isRead(*disk))
-      DataMonitorSm::handleDisk(serial);
-}
-
-bool EmmcDataMonitorSm::isInData(Pelm::String const & serial) const {
-   return data_->deviceData.contains(serial);
-}
-
-void EmmcDataMonitorSm::addToData(Pelm::String const & serial) {
-   data_->deviceDataIs(serial);
-}
-
-void EmmcDataMonitorSm::removeFromData(Pelm::String const & serial) {
-   data_->deviceDataDel(serial);
-}
-
-void EmmcDataMonitorSm::forEach(DeviceCallback callback) {
-   for (auto const & [serial, record] : data_->deviceData)
-      callback(*this, serial);
+bool EmmcDataMonitorSm::isRead(ConnectedDisk const & disk) const {
+   return disk.busType() == ConnectedDisk::BusType::other;
 }
 
 void EmmcDataMonitorSm::updateDevice(Pelm::String const & serial) {
-   Pelm::Ptr<DeviceEmmcData> const record = data_->deviceData(serial);
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(serial);
-   if (!record || !disk || !isRead(*disk))
+   Pelm::Ptr<DeviceEmmcData> const record = data()->deviceData(serial);
+   Pelm::Ptr<ConnectedDisk const> const disk = readDisk(serial);
+   if (!record || !disk)
       return;
    std::string const baseDir = pathFromPattern(emmcBaseDir().view(), disk->blockDeviceName().view());
-   if (!EmmcDataAccess::getEmmcAttrs(baseDir, *record))
-      VORN_TRACE(traceHandle, 0) << updateDeviceName << " Error while parsing data for " << serial;
+   if (EmmcDataAccess::getEmmcAttrs(baseDir, *record))
+      return;
+   VORN_TRACE(traceHandle, 0) << updateDeviceName << " Error while parsing data for " << serial;
+   record->reading.failureIs("the registers life_time and pre_eol_info cannot be read");
 }
 
 Pelm::Ptr<EmmcDataMonitorSm> emmcDataMonitorSmFactory(Pelm::Ptr<PollInterval const> const & pollInterval,

@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "StorageDevices/DataMonitorSm.h"
 #include "StorageDevices/Export.h"
+#include "StorageDevices/RecordMonitorSm.h"
 #include "runtime/model/EmmcData.h"
 
 namespace StorageDevices {
@@ -22,27 +22,19 @@ class STORAGEDEVICES_API EmmcDataAccess {
    static bool getEmmcAttrs(std::string const & baseDir, DeviceEmmcData & deviceData);
 };
 
-class STORAGEDEVICES_API EmmcDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API EmmcDataMonitorSm final : public RecordMonitorSm<EmmcData> {
  public:
    EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<EmmcData> data);
 
-   // Ignores disks of every other bus.
-   void handleDisk(Pelm::String const & serial) override;
-   bool isInData(Pelm::String const & serial) const override;
-   void addToData(Pelm::String const & serial) override;
-   void removeFromData(Pelm::String const & serial) override;
-   void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & serial) override;
-
-   Pelm::Ptr<EmmcData> const & data() const { return data_; }
 
    // The folder of a block device's registers; "%s" stands for the device's name.
    Vorn::Attribute<Pelm::String, EmmcDataMonitorSm> emmcBaseDir{*this, "emmcBaseDir", "/sys/block/%s/device"};
    void emmcBaseDirIs(Pelm::String value) { emmcBaseDir.valueIs(std::move(value)); }
 
  private:
-   Pelm::Ptr<EmmcData> data_;
+   bool isRead(ConnectedDisk const & disk) const override;
 };
 
 }  // namespace StorageDevices

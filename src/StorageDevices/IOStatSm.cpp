@@ -129,34 +129,40 @@ void IOStatSm::collectIoStatForDisk(Pelm::String const & serial) {
 
 void IOStatSm::collectIoStatForDisk(Pelm::String const & serial, IOStat & history) {
    Pelm::Ptr<ConnectedDisk const> const disk = connectedDevices_->disk(serial);
-   if (!disk)
-      return;
-   std::string const path = pathFromPattern(ioStatPathBase().view(), disk->blockDeviceName().view());
+   if (disk && !sample(*disk, history))
+      history.reading.failureIs("the statistics in /sys/block cannot be read");
+}
+
+bool IOStatSm::sample(ConnectedDisk const & disk, IOStat & history) {
+   std::string const path = pathFromPattern(ioStatPathBase().view(), disk.blockDeviceName().view());
    FirstLine line;
    if (!line.open(path)) {
       VORN_TRACE(traceHandle, 0) << collectName << " failed to open " << path;
       openErrorCountInc();
-      return;
+      return false;
    }
    if (!line.read()) {
       VORN_TRACE(traceHandle, 0) << collectName << " failed to getline " << path;
       getlineErrorCountInc();
-      return;
+      return false;
    }
    auto const stat = readBlockStat(line.text());
    if (!stat) {
       VORN_TRACE(traceHandle, 0) << collectName << " failed to extract IO info";
       regexErrorCountInc();
-      return;
+      return false;
    }
    if (shouldRecordMeasurement()) {
       std::uint64_t const bytesRead = stat->sectorsRead << sectorShift;
       std::uint64_t const bytesWritten = stat->sectorsWritten << sectorShift;
-      VORN_TRACE(traceHandle, 7) << collectName << " recording a measurement for " << serial << ": ("
+      VORN_TRACE(traceHandle, 7) << collectName << " recording a measurement for " << disk.name() << ": ("
                                  << bytesRead << ", " << bytesWritten << ")";
       history.recordMeasurement(Vorn::System::currentTime(), bytesRead, bytesWritten);
+   } else {
+      history.reading.countInc();
    }
    history.pruneMeasurements(day + pollInterval_->interval());
+   return true;
 }
 
 Pelm::Ptr<IOStatSm> iOStatSmFactory(Pelm::Ptr<PollInterval const> const & pollInterval,

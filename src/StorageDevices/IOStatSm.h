@@ -66,6 +66,7 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    void getlineErrorCountInc() { getlineErrorCount.valueIs(getlineErrorCount() + 1); }
    void regexErrorCountInc() { regexErrorCount.valueIs(regexErrorCount() + 1); }
    void collectIoStatForDisk(Pelm::String const & serial, IOStat & history);
+   bool sample(ConnectedDisk const & disk, IOStat & history);
 
    Pelm::Ptr<PollInterval const> pollInterval_;
    Pelm::Ptr<ConnectedDevices const> connectedDevices_;

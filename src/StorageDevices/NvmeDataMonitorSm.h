@@ -1,14 +1,8 @@
 // Polls the smart log of NVMe drives into `NvmeData`, by running `nvme smart-log` once per drive and poll.
-//
-// Per drive, a poll starts a run unless one is in flight. At the end of the run its output is written into
-// the record, and the run is deleted. A run that failed or printed invalid output does not change the record.
 #pragma once
 
-#include "StorageDevices/DataMonitorSm.h"
-#include "StorageDevices/DeviceToolProcess.h"
 #include "StorageDevices/Export.h"
-#include "runtime/Vorn/Collection.h"
-#include "runtime/Vorn/EachMember.h"
+#include "StorageDevices/ToolMonitorSm.h"
 #include "runtime/model/NvmeData.h"
 
 namespace StorageDevices {
@@ -22,49 +16,39 @@ class STORAGEDEVICES_API NvmeCliProcess final : public DeviceToolProcess {
    void run(Pelm::String const & devicePath);
 };
 
-class STORAGEDEVICES_API NvmeDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API NvmeDataMonitorSm final : public ToolMonitorSm<NvmeData, NvmeCliProcess> {
  public:
    NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<NvmeData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
 
-   // Ignores disks of every other bus.
-   void handleDisk(Pelm::String const & name) override;
-   bool isInData(Pelm::String const & name) const override;
-   void addToData(Pelm::String const & name) override;
-   // Ends the disk's run too.
-   void removeFromData(Pelm::String const & name) override;
-   void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
-
-   Pelm::Ptr<NvmeData> const & data() const { return data_; }
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
 
    // A run has changed its state. If it is over, its output is written into the record and the run is
    // deleted.
-   void handleNvmeCliState(Pelm::String const & name);
-   using NestedSm_NvmeCliReactor = Vorn::MemberReactor<&NvmeDataMonitorSm::handleNvmeCliState>;
+   void handleNvmeCliState(Pelm::String const & name) { handleRun(name); }
 
    // The runs in flight, each with the reactor that waits for it.
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NvmeCliProcess>, NvmeDataMonitorSm> nvmeCliProcess{
-       *this, "nvmeCliProcess"};
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeCliReactor>, NvmeDataMonitorSm> nvmeCliReactor{
-       *this, "nvmeCliReactor"};
-   using HN_NvmeCliReactor = decltype(nvmeCliReactor)::Member;
+   decltype(run) const & nvmeCliProcess = run;
+   decltype(runReactor) const & nvmeCliReactor = runReactor;
+   using NestedSm_NvmeCliReactor = RunReactor;
+   using HN_NvmeCliReactor = decltype(runReactor)::Member;
 
    // Creates the run of a disk and its reactor; an existing run stays as it is.
    Pelm::Ptr<NvmeCliProcess> nvmeCliProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
-                                              Pelm::String const & device);
+                                              Pelm::String const & device) {
+      return runIs(tracker, device);
+   }
    // Deletes the reactor first.
-   void nvmeCliProcessDel(Pelm::String const & device);
-   void nvmeCliProcessDelAll();
+   void nvmeCliProcessDel(Pelm::String const & device) { runDel(device); }
+   void nvmeCliProcessDelAll() { runDelAll(); }
    // Creates the reactor of a run; an existing one stays as it is.
-   void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process);
-   void nvmeCliReactorDel(Pelm::String const & device) { nvmeCliReactor.memberDel(device); }
-   void nvmeCliReactorDelAll() { nvmeCliReactor.memberDelAll(); }
+   void nvmeCliReactorIs(Pelm::Ptr<NvmeCliProcess> const & process) { runReactorIs(process); }
+   void nvmeCliReactorDel(Pelm::String const & device) { runReactorDel(device); }
+   void nvmeCliReactorDelAll() { runReactorDelAll(); }
 
  private:
-   Pelm::Ptr<NvmeData> data_;
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+   bool isRead(ConnectedDisk const & disk) const override;
+   void handleRun(Pelm::String const & name) override;
 };
 
 STORAGEDEVICES_API Pelm::Ptr<NvmeDataMonitorSm> NvmeDataMonitorSmIs(

@@ -19,10 +19,6 @@ Vorn::TraceHandle traceHandle{"StorageSmartDataMonitorSm", true};
 constexpr char handleSmartctlStateName[] =
     "void StorageDevices::SmartDataMonitorSm::handleSmartctlState(const String&)";
 
-bool isRead(ConnectedDisk const & disk) {
-   return disk.busType() != ConnectedDisk::BusType::other;
-}
-
 }  // namespace
 
 void SmartctlProcess::run(Pelm::String const & devicePath, bool scsi) {
@@ -35,64 +31,44 @@ void SmartctlProcess::run(Pelm::String const & devicePath, bool scsi) {
 SmartDataMonitorSm::SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval,
                                        Pelm::Ptr<ConnectedDevices const> devices, Pelm::Ptr<SmartData> data,
                                        Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : DataMonitorSm{std::move(pollInterval), std::move(devices)},
-      data_{std::move(data)},
-      tracker_{std::move(tracker)} {
+    : ToolMonitorSm{std::move(pollInterval), std::move(devices), std::move(data),
+                    std::move(tracker),      "smartctlProcess",  "smartctlReactor"} {
    typeStrIs("Smart");
 }
 
+bool SmartDataMonitorSm::isRead(ConnectedDisk const & disk) const {
+   return disk.busType() != ConnectedDisk::BusType::other;
+}
+
 void SmartDataMonitorSm::handleDisk(Pelm::String const & name) {
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
-   if (disk) {
-      if (!isRead(*disk))
-         return;
-      if (!smartDbMapping.contains(name))
-         smartDbMappingIs(name, findDeviceMapping(disk->model()));
-   }
-   DataMonitorSm::handleDisk(name);
-}
-
-bool SmartDataMonitorSm::isInData(Pelm::String const & name) const {
-   return data_->deviceData.contains(name);
-}
-
-void SmartDataMonitorSm::addToData(Pelm::String const & name) {
-   data_->deviceDataIs(name);
+   Pelm::Ptr<ConnectedDisk const> const disk = readDisk(name);
+   if (disk && !smartDbMapping.contains(name))
+      smartDbMappingIs(name, findDeviceMapping(disk->model()));
+   ToolMonitorSm::handleDisk(name);
 }
 
 void SmartDataMonitorSm::removeFromData(Pelm::String const & name) {
-   smartctlProcessDel(name);
    smartDbMappingDel(name);
-   data_->deviceDataDel(name);
-}
-
-void SmartDataMonitorSm::forEach(DeviceCallback callback) {
-   for (auto const & [name, record] : data_->deviceData)
-      callback(*this, name);
+   ToolMonitorSm::removeFromData(name);
 }
 
 void SmartDataMonitorSm::updateDevice(Pelm::String const & name) {
-   Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
-   if (!disk || !isRead(*disk))
-      return;
-   smartctlProcessIs(tracker_, name)
-       ->run(disk->blockDevice(), disk->busType() == ConnectedDisk::BusType::usb);
+   if (Pelm::Ptr<ConnectedDisk const> const disk = readDisk(name))
+      runIs(tracker(), name)->run(disk->blockDevice(), disk->busType() == ConnectedDisk::BusType::usb);
 }
 
-void SmartDataMonitorSm::handleSmartctlState(Pelm::String const & name) {
-   Pelm::Ptr<SmartctlProcess> const process = smartctlProcess(name);
-   if (!process || !process->isOver())
+void SmartDataMonitorSm::handleRun(Pelm::String const & name) {
+   Pelm::Ptr<SmartctlProcess> const process = takeRun(name);
+   if (!process)
       return;
-   smartctlProcessDel(process->device());
-   auto const document = toolDocument(*process, traceHandle, handleSmartctlStateName, "smartctl");
-   Pelm::Ptr<DeviceSmartData> const record = data_->deviceData(process->device());
-   if (!document || !record)
-      return;
-   fileDocument(traceHandle, handleSmartctlStateName,
-                [&] { parse(*document, *record, process->devicePath()); });
+   fileRun(*process, data()->deviceData(process->device()),
+           {traceHandle, handleSmartctlStateName, "smartctl"},
+           [&](JsonDocument const & document, DeviceSmartData & record) {
+              return parse(document, record, process->devicePath());
+           });
 }
 
-void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
+bool SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & record,
                                Pelm::String const & devicePath) {
    JsonValue const * const table = smartAttrsTable(document.root());
    // Parsed into a scratch record first: subscribers see no empty record, and no half of a table for which
@@ -109,36 +85,7 @@ void SmartDataMonitorSm::parse(JsonDocument const & document, DeviceSmartData & 
    else
       VORN_TRACE(traceHandle, 2) << handleSmartctlStateName << " Could not obtain SMART attributes for "
                                  << devicePath;
-   if (hasVerdict || table)
-      record.reading.countInc();
-}
-
-Pelm::Ptr<SmartctlProcess> SmartDataMonitorSm::smartctlProcessIs(
-    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String const & device) {
-   Pelm::Ptr<SmartctlProcess> process = smartctlProcess(device);
-   if (!process) {
-      process = Pelm::make<SmartctlProcess>(tracker, device);
-      smartctlProcess.memberIs(device, process);
-   }
-   smartctlReactorIs(process);
-   return process;
-}
-
-void SmartDataMonitorSm::smartctlProcessDel(Pelm::String const & device) {
-   smartctlReactorDel(device);
-   smartctlProcess.memberDel(device);
-}
-
-void SmartDataMonitorSm::smartctlProcessDelAll() {
-   smartctlReactorDelAll();
-   smartctlProcess.memberDelAll();
-}
-
-void SmartDataMonitorSm::smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process) {
-   Pelm::String const & device = process->device();
-   if (!smartctlReactor.contains(device))
-      smartctlReactor.memberIs(device,
-                               Pelm::make<NestedSm_SmartctlReactor>(*this, device, process->sm()->state));
+   return hasVerdict || table;
 }
 
 Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(Pelm::Ptr<PollInterval const> const & pollInterval,

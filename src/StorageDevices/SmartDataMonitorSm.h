@@ -1,15 +1,10 @@
 // Polls the SMART health status and attribute table of SATA, NVMe and USB drives into `SmartData`. Runs
 // `smartctl` once per drive and poll.
-//
-// Per drive, a poll starts a run unless one is in flight. At the end of the run its output is written into
-// the record, and the run is deleted. A run that failed or printed invalid output does not change the record.
 #pragma once
 
-#include "StorageDevices/DataMonitorSm.h"
-#include "StorageDevices/DeviceToolProcess.h"
 #include "StorageDevices/Export.h"
+#include "StorageDevices/ToolMonitorSm.h"
 #include "runtime/Vorn/Collection.h"
-#include "runtime/Vorn/EachMember.h"
 #include "runtime/model/DriveDatabase.h"
 #include "runtime/model/SmartData.h"
 
@@ -28,22 +23,16 @@ class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
    void run(Pelm::String const & devicePath, bool scsi);
 };
 
-class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
+class STORAGEDEVICES_API SmartDataMonitorSm final : public ToolMonitorSm<SmartData, SmartctlProcess> {
  public:
    SmartDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                       Pelm::Ptr<SmartData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
 
    // Ignores disks without a bus address: the eMMC monitor reads those.
    void handleDisk(Pelm::String const & name) override;
-   bool isInData(Pelm::String const & name) const override;
-   void addToData(Pelm::String const & name) override;
-   // Ends the disk's run and deletes its mapping too.
+   // Deletes the disk's mapping too.
    void removeFromData(Pelm::String const & name) override;
-   void forEach(DeviceCallback callback) override;
    void updateDevice(Pelm::String const & name) override;
-
-   Pelm::Ptr<SmartData> const & data() const { return data_; }
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
 
    // The drive database's entry for each disk, read once, when the disk appears.
    Vorn::Collection<Pelm::String, DriveSmartMapping, SmartDataMonitorSm> smartDbMapping{*this,
@@ -56,32 +45,32 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public DataMonitorSm {
 
    // A run has changed its state. If it is over, its output is written into the record and the run is
    // deleted.
-   void handleSmartctlState(Pelm::String const & name);
-   using NestedSm_SmartctlReactor = Vorn::MemberReactor<&SmartDataMonitorSm::handleSmartctlState>;
+   void handleSmartctlState(Pelm::String const & name) { handleRun(name); }
 
    // The runs in flight, each with the reactor that waits for it.
-   Vorn::Collection<Pelm::String, Pelm::Ptr<SmartctlProcess>, SmartDataMonitorSm> smartctlProcess{
-       *this, "smartctlProcess"};
-   Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_SmartctlReactor>, SmartDataMonitorSm> smartctlReactor{
-       *this, "smartctlReactor"};
-   using HN_SmartctlReactor = decltype(smartctlReactor)::Member;
+   decltype(run) const & smartctlProcess = run;
+   decltype(runReactor) const & smartctlReactor = runReactor;
+   using NestedSm_SmartctlReactor = RunReactor;
+   using HN_SmartctlReactor = decltype(runReactor)::Member;
 
    // Creates the run of a disk and its reactor; an existing run stays as it is.
    Pelm::Ptr<SmartctlProcess> smartctlProcessIs(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
-                                                Pelm::String const & device);
+                                                Pelm::String const & device) {
+      return runIs(tracker, device);
+   }
    // Deletes the reactor first.
-   void smartctlProcessDel(Pelm::String const & device);
-   void smartctlProcessDelAll();
+   void smartctlProcessDel(Pelm::String const & device) { runDel(device); }
+   void smartctlProcessDelAll() { runDelAll(); }
    // Creates the reactor of a run; an existing one stays as it is.
-   void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process);
-   void smartctlReactorDel(Pelm::String const & device) { smartctlReactor.memberDel(device); }
-   void smartctlReactorDelAll() { smartctlReactor.memberDelAll(); }
+   void smartctlReactorIs(Pelm::Ptr<SmartctlProcess> const & process) { runReactorIs(process); }
+   void smartctlReactorDel(Pelm::String const & device) { runReactorDel(device); }
+   void smartctlReactorDelAll() { runReactorDelAll(); }
 
  private:
-   void parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);
-
-   Pelm::Ptr<SmartData> data_;
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
+   bool isRead(ConnectedDisk const & disk) const override;
+   void handleRun(Pelm::String const & name) override;
+   // Whether the output said anything of the drive.
+   bool parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);
 };
 
 STORAGEDEVICES_API Pelm::Ptr<SmartDataMonitorSm> SmartDataMonitorSmIs(

@@ -1,27 +1,37 @@
 #include "StorageDevices/ToolDocument.h"
 
+#include "StorageDevices/ToolMeaning.h"
+
 namespace StorageDevices {
 
-std::optional<JsonDocument> toolDocument(DeviceToolProcess const & process,
-                                         Vorn::TraceHandle const & traceHandle, char const * handler,
-                                         char const * tool) {
+std::optional<JsonDocument> toolDocument(DeviceToolProcess const & process, ToolTraces const & traces) {
    Brul::PipedChildProcessSm const & run = *process.sm();
    if (run.state() == Brul::PipedChildProcessSm::State::failed) {
-      VORN_TRACE(traceHandle, 0) << handler << " Error running " << tool << " for " << process.devicePath()
-                                 << "; exit code: " << run.exitCode();
+      VORN_TRACE(traces.handle, 0) << traces.handler << " Error running " << traces.tool << " for "
+                                   << process.devicePath() << "; exit code: " << run.exitCode();
       if (!run.stderrString().empty())
-         VORN_TRACE(traceHandle, 0) << handler << " " << run.stderrString();
+         VORN_TRACE(traces.handle, 0) << traces.handler << " " << run.stderrString();
       return std::nullopt;
    }
    JsonDocument document{run.stdoutBuffer()};
    if (document.isValid())
       return document;
-   traceJsonError(traceHandle, handler, document.error());
+   traces.jsonError(document.error());
    return std::nullopt;
 }
 
-void traceJsonError(Vorn::TraceHandle const & traceHandle, char const * handler, std::string_view error) {
-   VORN_TRACE(traceHandle, 0) << handler << " JSON parsing error: " << error;
+void ToolTraces::jsonError(std::string_view error) const {
+   VORN_TRACE(handle, 0) << handler << " JSON parsing error: " << error;
+}
+
+void recordFailure(HealthReading & reading, DeviceToolProcess const & process) {
+   Pelm::Ptr<Brul::FinishedRun const> const & run = process.sm()->finishedRun();
+   bool const hangs = run && run->timedOut;
+   try {
+      reading.failureIs(run && run->failed ? runMeaning(*run) : "unreadable output", hangs);
+   } catch (std::bad_alloc const &) {
+      reading.failureIs("out of memory", hangs);
+   }
 }
 
 }  // namespace StorageDevices

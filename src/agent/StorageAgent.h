@@ -68,7 +68,7 @@ class StorageAgent {
    ToolRuns toolRuns_{tracker_};
    ToolNotices toolNotices_{tracker_,
                             [this](int severity, std::string const & text) { log_.notice(severity, text); }};
-   Readings readings_{monitors_.entities(), tracker_};
+   Readings readings_{monitors_.entities()};
    Verdicts verdicts_{monitors_.entities(), config_.verdict, readings_,
                       [this] { return monitors_.recordKeepers().mountPoints; }};
    std::vector<std::unique_ptr<HttpServer>> servers_;

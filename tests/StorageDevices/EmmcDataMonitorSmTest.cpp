@@ -77,7 +77,10 @@ TEST_F(EmmcDataMonitorSmTest, KeepsAllThreeValuesWhenAFileIsMissing) {
    std::filesystem::remove(folder_.path() / "mmcblk0/pre_eol_info");
    Host::runFor(61);
    EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
-   EXPECT_EQ(data_->deviceData("E1")->reading.count(), 1U);
+   auto const & reading = data_->deviceData("E1")->reading;
+   EXPECT_EQ(reading.count(), 1U);
+   ASSERT_TRUE(reading.failure());
+   EXPECT_EQ(reading.failure()->reason, "the registers life_time and pre_eol_info cannot be read");
    EXPECT_EQ(traces_.errors(),
              (Texts{std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/pre_eol_info",
                     std::string{updater} + " Error while parsing data for E1"}));

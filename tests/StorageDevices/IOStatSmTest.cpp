@@ -204,6 +204,14 @@ TEST_F(IOStatSmTest, KeepsTheHistoryAfterAFailedSample) {
    Host::runFor(61);
    EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
    EXPECT_EQ(monitor_->regexErrorCount(), 1U);
+   auto const & reading = data_->ioStatData("A")->reading;
+   EXPECT_EQ(reading.time(), 1000);
+   ASSERT_TRUE(reading.failure());
+   EXPECT_EQ(reading.failure()->reason, "the statistics in /sys/block cannot be read");
+   EXPECT_EQ(reading.failure()->since, 1060);
+   statIs("sda", "1 2 3 4 5 6 7\n");
+   Host::runFor(60);
+   EXPECT_FALSE(reading.failure());
 }
 
 TEST_F(IOStatSmTest, ReadsButStoresNothingWhenItShouldNotRecord) {

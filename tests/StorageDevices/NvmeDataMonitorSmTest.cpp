@@ -230,6 +230,7 @@ TEST_P(NvmeBadRunsTest, ChangesNothing) {
    poll();
    EXPECT_EQ(values(), logged);
    EXPECT_EQ(record()->reading.count(), 1U);
+   EXPECT_TRUE(record()->reading.failure());
    Texts expected;
    for (std::string const & text : GetParam().errors)
       expected.push_back(handler + text);

@@ -252,6 +252,53 @@ TEST_F(SmartDataMonitorSmTest, ReportsARowBelowItsThreshold) {
              "ok true, passing false");
 }
 
+TEST_F(SmartDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
+   plug();
+   start();
+   poll();
+   auto const & reading = record()->reading;
+   EXPECT_STREQ(reading.source(), "smartctl");
+   EXPECT_FALSE(reading.failure());
+   toolDoes("exit 2");
+   poll();
+   ASSERT_TRUE(reading.failure());
+   Vorn::Seconds const first = Vorn::System::currentTime();
+   EXPECT_EQ(reading.failure()->reason, "device open failed, or it could not be identified or sleeps");
+   time->jumpBy(10);
+   toolPrints("{}");
+   poll();
+   EXPECT_EQ(reading.failure()->reason, "unreadable output") << "it holds neither verdict nor attribute";
+   EXPECT_EQ(reading.failure()->since, first);
+   EXPECT_EQ(reading.failure()->polls, 2U);
+   EXPECT_FALSE(reading.failure()->hangs);
+   toolPrints(healthy);
+   poll();
+   EXPECT_FALSE(reading.failure());
+   EXPECT_EQ(reading.count(), 2U);
+   EXPECT_EQ(reading.ended(), Vorn::System::currentTime());
+}
+
+TEST_F(SmartDataMonitorSmTest, RecordsAReadingThatTheTimeLimitEndedAsHanging) {
+   tracker_->timeLimitIs(0.1);
+   plug();
+   start();
+   toolDoes("exec sleep 60");
+   poll();
+   ASSERT_TRUE(record()->reading.failure());
+   EXPECT_EQ(record()->reading.failure()->reason, "took longer than its limit");
+   EXPECT_TRUE(record()->reading.failure()->hangs);
+}
+
+TEST_F(SmartDataMonitorSmTest, RecordsARunWithAcceptedExitBitsAsGood) {
+   tracker_->failurePolicyIs([](Pelm::String const &, int) { return false; });
+   plug();
+   start();
+   toolDoes("cat \"" + folder_.fileIs("output", healthy).string() + "\"; exit 8");
+   poll();
+   EXPECT_FALSE(record()->reading.failure());
+   EXPECT_EQ(record()->reading.count(), 1U);
+}
+
 TEST_F(SmartDataMonitorSmTest, ChangesNothingForOutputThatIsNoDocument) {
    EXPECT_EQ(contentAfter(""), healthyContent);
    EXPECT_EQ(traces_.errors(),

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/TempSensorSm.h"
@@ -56,15 +57,11 @@ class UnitOfRecords : public VirtualTimeTest {
          record->reading.countInc();
       if (auto const record = entities.emmc->deviceData(serial))
          record->reading.countInc();
-      for (char const * tool : {"smartctl", "nvme"})
-         runEnds(tool);
    }
-   // Without anything filed since the last one, a run is a bad one.
-   void runEnds(char const * tool, bool timedOut = false) const {
-      auto const run = Pelm::make<Brul::FinishedRun>();
-      run->argv = {tool, std::string{tool} == "nvme" ? "smart-log" : "-HA", "/dev/sda"};
-      run->failed = run->timedOut = timedOut;
-      tracker->finishedRunIs(run);
+   // The latest reading from that tool was a failed one.
+   void readingFails(std::string_view tool, bool hangs = false) const {
+      auto & reading = tool == "nvme" ? nvme().reading : smart().reading;
+      reading.failureIs("it fails", hangs);
    }
 
    // "code: text" of each reason, after an evaluation.
@@ -84,8 +81,7 @@ class UnitOfRecords : public VirtualTimeTest {
 
    Agent::Entities entities = made();
    Agent::Config::Verdict limits;
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
-   Agent::Readings readings{entities, tracker};
+   Agent::Readings readings{entities};
    Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> manager;
    Agent::Verdicts verdicts{entities, limits, readings, [this] { return manager.get(); }};
 };

@@ -1,6 +1,6 @@
 #include "agent/documents/ReadingsDocument.h"
 
-#include "agent/tools/ToolMeaning.h"
+#include "StorageDevices/ToolMeaning.h"
 
 namespace Agent {
 
@@ -15,7 +15,7 @@ void writeRun(Base::JsonWriter & writer, ToolRuns::Ended const & ended) {
       Base::writeText(writer, argument.view());
    writer.EndArray();
    Base::writeMember(writer, "exitCode", run.exitCode);
-   Base::writeMember(writer, "meaning", runMeaning(run));
+   Base::writeMember(writer, "meaning", StorageDevices::runMeaning(run));
    Base::writeMember(writer, "seconds", run.duration.value());
    Base::writeMember(writer, "failed", run.failed);
    Base::writeMember(writer, "timedOut", run.timedOut);

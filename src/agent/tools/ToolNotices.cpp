@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "agent/tools/ToolMeaning.h"
+#include "StorageDevices/ToolMeaning.h"
 
 namespace Agent {
 
@@ -20,7 +20,7 @@ void ToolNotices::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun con
       return;
    Brul::FinishedRun const & run = **change.now;
    std::string const tool = run.argv.front().str();
-   if (!couldNotStart(run)) {
+   if (!StorageDevices::couldNotStart(run)) {
       if (failing_.erase(tool) > 0)
          notice_(LOG_INFO, tool + " can be started again");
       return;

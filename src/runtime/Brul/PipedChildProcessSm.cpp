@@ -222,6 +222,7 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
    run->timedOut = timedOut_;
    run->reason = reason_;
    run->duration = realNow() - startedAt_;
+   finishedRun_ = run;
    stateIs(failed ? State::failed : State::finished);
    tracker_->finishedRunIs(run);
 }

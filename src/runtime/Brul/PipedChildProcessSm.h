@@ -56,6 +56,8 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return exitReactor_.hasNotificationActive(); }
 
+   // What the tracker publishes of the run; null until it is over.
+   Pelm::Ptr<FinishedRun const> const & finishedRun() const { return finishedRun_; }
    // Valid when the run is over. Minus the signal that ended it; 127: it could not be run.
    int exitCode() const { return exitCode_; }
    // The errno value of a command that could not be started, else 0.
@@ -96,6 +98,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    bool timedOut_ = false;
    Pelm::String reason_;  // why it could not be run or was ended
    int exitCode_ = 0;
+   Pelm::Ptr<FinishedRun const> finishedRun_;
    int startError_ = 0;
    double startedAt_ = 0;  // real monotonic seconds
    Deadline deadline_ = Deadline::none;

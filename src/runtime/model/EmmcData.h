@@ -67,7 +67,7 @@ class RUNTIME_API DeviceEmmcData : public Pelm::Node {
    Vorn::Attribute<PreEolEmmcAttr, DeviceEmmcData> preEolInfo{*this, "preEolInfo"};
    void preEolInfoIs(PreEolEmmcAttr value);
 
-   HealthReading reading;
+   HealthReading reading{"emmc"};
 
  private:
    Pelm::String name_;

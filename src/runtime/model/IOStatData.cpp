@@ -20,6 +20,7 @@ void IOStat::recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std:
       addChunk();
    chunks_[end_ / chunkSize][end_ % chunkSize] = {time, bytesRead, bytesWritten};
    ++end_;
+   reading.countInc(time);
 }
 
 void IOStat::addChunk() {

@@ -14,6 +14,7 @@
 #include "runtime/Vorn/Collection.h"
 #include "runtime/Vorn/Optional.h"
 #include "runtime/Vorn/Seconds.h"
+#include "runtime/model/HealthReading.h"
 
 namespace StorageDevices {
 
@@ -28,6 +29,9 @@ class RUNTIME_API IOStat : public Pelm::Node {
       std::uint64_t bytesWritten = 0;
       bool operator==(Measurement const &) const = default;
    };
+
+   // The latest good one is the newest measurement.
+   HealthReading reading{"iostat"};
 
    // Drops the oldest measurements where less than 4 MiB of memory is left.
    void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);

@@ -76,7 +76,7 @@ class RUNTIME_API DeviceNvmeData : public Pelm::Node {
    Field temperatureTimeCritical{*this, "temperatureTimeCritical"};
    void temperatureTimeCriticalIs(NvmeAttr attr);
 
-   HealthReading reading;
+   HealthReading reading{"nvme"};
 
  private:
    Pelm::String name_;

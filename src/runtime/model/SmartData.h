@@ -92,7 +92,7 @@ class RUNTIME_API DeviceSmartData : public Pelm::Node {
    // Empties the named fields and the unknown attributes.
    void clearAttrs();
 
-   HealthReading reading;
+   HealthReading reading{"smartctl"};
 
  private:
    Pelm::String name_;

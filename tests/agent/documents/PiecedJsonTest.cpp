@@ -215,7 +215,7 @@ class PiecedStateTest : public Support::VirtualTimeTest {
    Entities entities;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns tools{tracker};
-   Readings readings{entities, tracker};
+   Readings readings{entities};
    Config::Verdict limits;
    Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };

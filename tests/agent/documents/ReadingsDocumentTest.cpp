@@ -27,12 +27,11 @@ class ReadingsDocumentTest : public Support::VirtualTimeTest {
       run->duration = 0.25;
       tracker->finishedRunIs(run);
    }
-   void endSmartctl() const { end({"smartctl", "-HA", "/dev/sda"}, 2, true, false); }
 
    Entities entities;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns tools{tracker};
-   Readings readings{entities, tracker};
+   Readings readings{entities};
 };
 
 TEST_F(ReadingsDocumentTest, ShowsARunInNumbersAndWords) {
@@ -56,15 +55,17 @@ TEST_F(ReadingsDocumentTest, ShowsAReadingWithItsKnownParts) {
    EXPECT_EQ(readingsText(), R"({"A":[]})");
    entities.smart->deviceDataIs("A");
    EXPECT_EQ(readingsText(), R"({"A":[{"source":"smartctl"}]})");
-   endSmartctl();
-   std::string const failing =
-       R"("failingSince":1700000000.0,"reason":"device open failed, or it could not be identified or sleeps")";
+   auto & reading = entities.smart->deviceData("A")->reading;
+   reading.failureIs("it sleeps");
+   std::string const failing = R"("failingSince":1700000000.0,"reason":"it sleeps")";
    EXPECT_EQ(readingsText(), R"({"A":[{"source":"smartctl",)" + failing + "}]}");
    time->jumpBy(60);
-   entities.smart->deviceData("A")->reading.countInc();
-   EXPECT_EQ(readingsText(), R"({"A":[{"source":"smartctl","lastGood":1700000060.0,)" + failing + "}]}");
-   endSmartctl();
+   reading.countInc();
    EXPECT_EQ(readingsText(), R"({"A":[{"source":"smartctl","lastGood":1700000060.0}]})");
+   time->jumpBy(60);
+   reading.failureIs("it sleeps");
+   EXPECT_EQ(readingsText(), R"({"A":[{"source":"smartctl","lastGood":1700000060.0,)"
+                             R"("failingSince":1700000120.0,"reason":"it sleeps"}]})");
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ class StateDocumentTest : public testing::Test {
    Agent::IoStatErrors errors;
    Agent::Counters counters;
    Agent::ToolRuns tools{tracker};
-   Agent::Readings readings{entities, tracker};
+   Agent::Readings readings{entities};
    Agent::Config::Verdict limits;
    Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };

@@ -28,20 +28,11 @@ class ReadingsTest : public Support::VirtualTimeTest {
       entities.emmc->deviceDataDel(serial);
    }
 
-   void end(std::vector<Pelm::String> argv, int exitCode = 0, bool failed = false) const {
-      auto const run = Pelm::make<Brul::FinishedRun>();
-      run->argv = std::move(argv);
-      run->exitCode = exitCode;
-      run->failed = failed;
-      tracker->finishedRunIs(run);
+   StorageDevices::HealthReading & smart(char const * serial) const {
+      return entities.smart->deviceData(serial)->reading;
    }
-   void endSmartctl(char const * device, int exitCode = 0, bool failed = false) const {
-      end({"smartctl", "--json=c", "--offlineauto=on", "-HA", device}, exitCode, failed);
-   }
-   // A run whose output the monitor could read.
-   void endWell(char const * serial, char const * device) const {
-      entities.smart->deviceData(serial)->reading.countInc();
-      endSmartctl(device);
+   StorageDevices::HealthReading & emmc(char const * serial) const {
+      return entities.emmc->deviceData(serial)->reading;
    }
 
    Reading of(char const * serial, std::string_view source) const {
@@ -57,8 +48,7 @@ class ReadingsTest : public Support::VirtualTimeTest {
    }
 
    Entities entities;
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
-   Readings readings{entities, tracker};
+   Readings readings{entities};
 };
 
 TEST_F(ReadingsTest, ListsTheSourcesOfADisk) {
@@ -96,24 +86,13 @@ TEST_F(ReadingsTest, ListsTheSourcesOfTheNewBusOfADiskThatMoved) {
 
 TEST_F(ReadingsTest, KeepsTheFailuresOfADiskThatChanges) {
    addDisk("A", "/dev/sda", BusType::sata);
-   endSmartctl("/dev/sda", 1, true);
+   smart("A").failureIs("bad");
    Vorn::Seconds const bad = Vorn::System::currentTimeUtc();
    time->jumpBy(60);
    entities.devices->diskIs("A", StorageType::sataSsd, "/dev/sdb", "/mnt/y", "M", "2", false, BusType::sata,
                             "1", 1);
    ASSERT_TRUE(of("A", "smartctl").failure);
    EXPECT_EQ(of("A", "smartctl").failure->since, bad);
-}
-
-TEST_F(ReadingsTest, NamesTheReasonOfAReadingThatTheTrackerEnded) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   auto const run = Pelm::make<Brul::FinishedRun>();
-   run->argv = {"smartctl", "-HA", "/dev/sda"};
-   run->failed = true;
-   run->exitCode = -9;
-   run->reason = "it wrote more than 4 MiB";
-   tracker->finishedRunIs(run);
-   EXPECT_EQ(reason("A", "smartctl"), "ended: it wrote more than 4 MiB");
 }
 
 TEST_F(ReadingsTest, ReportsNothingGoodOrFailingBeforeTheFirstRun) {
@@ -123,148 +102,72 @@ TEST_F(ReadingsTest, ReportsNothingGoodOrFailingBeforeTheFirstRun) {
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, FailsFromTheFirstBadRunUntilAGoodOne) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   endWell("A", "/dev/sda");
-   Vorn::Seconds const good = Vorn::System::currentTimeUtc();
-   time->jumpBy(60);
-   Vorn::Seconds const bad = Vorn::System::currentTimeUtc();
-   endSmartctl("/dev/sda", 2, true);
-   EXPECT_EQ(reason("A", "smartctl"), "device open failed, or it could not be identified or sleeps");
-   time->jumpBy(60);
-   endSmartctl("/dev/sda");
-   EXPECT_EQ(reason("A", "smartctl"), "unreadable output");
-   EXPECT_EQ(of("A", "smartctl").failure->since, bad);
-   EXPECT_EQ(of("A", "smartctl").lastGood, good);
-   endWell("A", "/dev/sda");
-   EXPECT_FALSE(of("A", "smartctl").failure);
-   EXPECT_EQ(of("A", "smartctl").lastGood, Vorn::System::currentTimeUtc());
-}
-
-TEST_F(ReadingsTest, CountsARunWithAcceptedBitsAsGoodWhenItStoredSomething) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   entities.smart->deviceData("A")->reading.countInc();
-   endSmartctl("/dev/sda", 8, false);
-   EXPECT_FALSE(of("A", "smartctl").failure);
-}
-
-TEST_F(ReadingsTest, CountsOnlyRunsThatReadHealth) {
-   addDisk("N", "/dev/nvme0n1", BusType::nvme);
-   end({"nvme", "list", "-o", "json", "/dev/nvme0n1"}, 1, true);
-   end({"hdparm", "-I", "/dev/nvme0n1"}, 1, true);
-   end({"smartctl", "--scan"}, 1, true);
-   end({"smartctl"}, 1, true);
-   end({}, 1, true);
-   EXPECT_FALSE(of("N", "smartctl").failure);
-   EXPECT_FALSE(of("N", "nvme").failure);
-   end({"nvme", "smart-log", "--output-format=json", "/dev/nvme0n1"}, 127, true);
-   EXPECT_EQ(reason("N", "nvme"), "not found or not executable");
-   EXPECT_FALSE(of("N", "smartctl").failure);
-}
-
-TEST_F(ReadingsTest, DistinguishesTheRunsOfDisks) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   addDisk("B", "/dev/sdb", BusType::sata);
-   endSmartctl("/dev/sdb", 1, true);
-   endSmartctl("/dev/sd", 1, true);
-   EXPECT_FALSE(of("A", "smartctl").failure);
-   EXPECT_EQ(reason("B", "smartctl"), "command line not understood");
-}
-
-TEST_F(ReadingsTest, ReadsADiskUnderTwoNamesUnderBoth) {
-   addDisk("old", "/dev/sda", BusType::sata);
-   addDisk("new", "/dev/sda", BusType::sata);
-   for (int poll = 0; poll < 2; ++poll) {
-      endWell("old", "/dev/sda");
-      endWell("new", "/dev/sda");
-   }
-   EXPECT_FALSE(of("old", "smartctl").failure);
-   EXPECT_FALSE(of("new", "smartctl").failure);
-   endSmartctl("/dev/sda", 2, true);
-   EXPECT_TRUE(of("old", "smartctl").failure);
-   EXPECT_TRUE(of("new", "smartctl").failure);
-}
-
 TEST_F(ReadingsTest, StartsAfreshForADiskThatComesBack) {
    addDisk("A", "/dev/sda", BusType::sata);
-   endWell("A", "/dev/sda");
-   endSmartctl("/dev/sda", 1, true);
+   smart("A").countInc();
+   smart("A").failureIs("bad");
    delDisk("A");
    EXPECT_TRUE(readings.of("A").empty());
    addDisk("A", "/dev/sda", BusType::sata);
    EXPECT_FALSE(of("A", "smartctl").failure);
    EXPECT_FALSE(of("A", "smartctl").lastGood);
-   endWell("A", "/dev/sda");
+   smart("A").countInc();
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, FailsForAnEmmcDeviceAfterTwoEmptyPolls) {
-   entities.pollInterval->intervalIs(100);
-   addDisk("E", "/dev/mmcblk0", BusType::other);
-   Vorn::Seconds const seen = Vorn::System::currentTimeUtc();
-   time->jumpBy(250);
-   EXPECT_FALSE(of("E", "emmc").failure);
-   time->jumpBy(1);
-   ASSERT_TRUE(of("E", "emmc").failure);
-   EXPECT_EQ(of("E", "emmc").failure->since, seen);
-   entities.emmc->deviceData("E")->reading.countInc();
+TEST_F(ReadingsTest, ShowsWhatTheMonitorHasRecorded) {
+   addDisk("A", "/dev/sda", BusType::sata);
+   smart("A").countInc();
    Vorn::Seconds const good = Vorn::System::currentTimeUtc();
-   EXPECT_FALSE(of("E", "emmc").failure);
-   time->jumpBy(251);
-   EXPECT_EQ(of("E", "emmc").failure->since, good + 100);
-   EXPECT_EQ(of("E", "emmc").lastGood, good);
+   time->jumpBy(60);
+   Vorn::Seconds const bad = Vorn::System::currentTimeUtc();
+   smart("A").failureIs("it sleeps");
+   EXPECT_EQ(reason("A", "smartctl"), "it sleeps");
+   time->jumpBy(60);
+   smart("A").failureIs("it hangs", true);
+   auto const shown = of("A", "smartctl");
+   EXPECT_EQ(shown.lastGood, good);
+   ASSERT_TRUE(shown.failure);
+   EXPECT_EQ(shown.failure->since, bad);
+   EXPECT_EQ(shown.failure->reason, "it hangs");
+   EXPECT_EQ(shown.failure->polls, 2U);
+   EXPECT_TRUE(shown.failure->hangs);
+   smart("A").countInc();
+   EXPECT_FALSE(of("A", "smartctl").failure);
+   EXPECT_EQ(of("A", "smartctl").lastGood, Vorn::System::currentTimeUtc());
 }
 
-TEST_F(ReadingsTest, ShowsMeasurementsInUtc) {
-   entities.pollInterval->intervalIs(100);
+TEST_F(ReadingsTest, ShowsAReadingWithoutAToolAsFailingFromTheSecondFailedPoll) {
+   addDisk("E", "/dev/mmcblk0", BusType::other);
+   entities.ioStat->ioStatDataIs("E");
+   auto & ioStat = entities.ioStat->ioStatData("E")->reading;
+   Vorn::Seconds const first = Vorn::System::currentTimeUtc();
+   emmc("E").failureIs("no registers");
+   ioStat.failureIs("no statistics");
+   EXPECT_FALSE(of("E", "emmc").failure);
+   EXPECT_FALSE(of("E", "iostat").failure);
+   time->jumpBy(60);
+   emmc("E").failureIs("no registers");
+   ioStat.failureIs("no statistics");
+   EXPECT_EQ(reason("E", "emmc"), "no registers");
+   EXPECT_EQ(reason("E", "iostat"), "no statistics");
+   EXPECT_EQ(of("E", "emmc").failure->since, first);
+   EXPECT_EQ(of("E", "emmc").failure->polls, 2U);
+}
+
+TEST_F(ReadingsTest, ShowsTheNewestMeasurementAsTheLatestGoodReading) {
    addDisk("A", "/dev/sda", BusType::sata);
    entities.ioStat->ioStatDataIs("A");
    entities.ioStat->ioStatData("A")->recordMeasurement(Vorn::System::currentTime(), 1, 2);
    Vorn::Seconds const good = Vorn::System::currentTimeUtc();
    time->jumpBy(200);
    EXPECT_EQ(of("A", "iostat").lastGood, good);
-   EXPECT_FALSE(of("A", "iostat").failure);
-   time->jumpBy(51);
-   EXPECT_EQ(reason("A", "iostat"), "the statistics in /sys/block cannot be read");
-}
-
-TEST_F(ReadingsTest, CountsPollsThatFailInARow) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   endSmartctl("/dev/sda", 1, true);
-   endSmartctl("/dev/sda");
-   EXPECT_EQ(of("A", "smartctl").failure->polls, 2U);
-   endWell("A", "/dev/sda");
-   endSmartctl("/dev/sda");
-   EXPECT_EQ(of("A", "smartctl").failure->polls, 1U);
-}
-
-TEST_F(ReadingsTest, CountsEmptyPollsWithoutATool) {
-   entities.pollInterval->intervalIs(100);
-   addDisk("E", "/dev/mmcblk0", BusType::other);
-   entities.emmc->deviceData("E")->reading.countInc();
-   time->jumpBy(251);
-   EXPECT_EQ(of("E", "emmc").failure->polls, 2U);
-   time->jumpBy(98);
-   EXPECT_EQ(of("E", "emmc").failure->polls, 2U);
-   time->jumpBy(2);
-   EXPECT_EQ(of("E", "emmc").failure->polls, 3U);
-}
-
-TEST_F(ReadingsTest, ReportsAHangingToolWhileItsRunsPassTheirLimit) {
-   addDisk("A", "/dev/sda", BusType::sata);
-   auto const run = Pelm::make<Brul::FinishedRun>();
-   run->argv = {"smartctl", "-HA", "/dev/sda"};
-   run->failed = run->timedOut = true;
-   tracker->finishedRunIs(run);
-   EXPECT_TRUE(of("A", "smartctl").failure->hangs);
-   endSmartctl("/dev/sda", 1, true);
-   EXPECT_FALSE(of("A", "smartctl").failure->hangs);
 }
 
 TEST_F(ReadingsTest, ReportsAHangingToolWhenItsRunDoesNotEnd) {
    entities.pollInterval->intervalIs(100);
    addDisk("A", "/dev/sda", BusType::sata);
-   endWell("A", "/dev/sda");
+   smart("A").countInc();
    Vorn::Seconds const ended = Vorn::System::currentTimeUtc();
    time->jumpBy(350);
    EXPECT_FALSE(of("A", "smartctl").failure);
@@ -273,30 +176,27 @@ TEST_F(ReadingsTest, ReportsAHangingToolWhenItsRunDoesNotEnd) {
    EXPECT_TRUE(of("A", "smartctl").failure->hangs);
    EXPECT_EQ(of("A", "smartctl").failure->since, ended);
    EXPECT_EQ(reason("A", "smartctl"), "its run does not end");
-   endWell("A", "/dev/sda");
+   smart("A").countInc();
    EXPECT_FALSE(of("A", "smartctl").failure);
 }
 
-TEST_F(ReadingsTest, IgnoresACorrectionOfTheWallClock) {
+TEST_F(ReadingsTest, KeepsAgesWhenTheWallClockIsCorrected) {
    entities.pollInterval->intervalIs(100);
    for (double const years : {30, -30}) {
       addDisk("A", "/dev/sda", BusType::sata);
-      addDisk("E", "/dev/mmcblk0", BusType::other);
-      entities.emmc->deviceData("E")->reading.countInc();
-      endWell("A", "/dev/sda");
-      endSmartctl("/dev/sda", 1, true);
+      smart("A").countInc();
+      smart("A").failureIs("bad");
       double const corrected = Vorn::System::currentTimeUtc().value() + years * 365 * 86400;
       auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), corrected);
       time = source.get();
       Host::timeSourceIs(std::move(source));
-      time->jumpBy(200);
+      time->jumpBy(350);
       EXPECT_EQ(of("A", "smartctl").lastGood, corrected);
       EXPECT_EQ(of("A", "smartctl").failure->since, corrected);
-      EXPECT_FALSE(of("E", "emmc").failure) << years;
-      time->jumpBy(51);
-      EXPECT_TRUE(of("E", "emmc").failure) << years;
+      EXPECT_FALSE(of("A", "smartctl").failure->hangs) << years;
+      time->jumpBy(1);
+      EXPECT_TRUE(of("A", "smartctl").failure->hangs) << years;
       delDisk("A");
-      delDisk("E");
    }
 }
 

@@ -313,34 +313,34 @@ TEST_F(VerdictRulesTest, NamesTheSourcesThatWereNotReadYet) {
 
 TEST_F(VerdictRulesTest, ReportsReadingFailsAfterThreePollsInARow) {
    diskIs();
-   runEnds("smartctl");
-   runEnds("smartctl");
+   readingFails("smartctl");
+   readingFails("smartctl");
    EXPECT_EQ(reasons(), "");
-   runEnds("smartctl");
+   readingFails("smartctl");
    EXPECT_EQ(reasons(), "reading-fails: readings fail: smartctl");
    EXPECT_EQ(word(), "unknown");
    allIsRead();
    EXPECT_EQ(reasons(), "");
 }
 
-TEST_F(VerdictRulesTest, ReportsReadingFailsForRegistersThreePollsLate) {
-   entities.pollInterval->intervalIs(100);
+TEST_F(VerdictRulesTest, ReportsReadingFailsOfAnEmmcDeviceAfterThreePollsInARow) {
    diskIs(BusType::other);
-   time->jumpBy(349);
+   emmc().reading.failureIs("no registers");
+   emmc().reading.failureIs("no registers");
    EXPECT_EQ(reasons(), "");
-   time->jumpBy(2);
+   emmc().reading.failureIs("no registers");
    EXPECT_EQ(reasons(), "reading-fails: readings fail: emmc");
 }
 
 TEST_F(VerdictRulesTest, ReportsToolHangsFromTheFirstRunThatItsLimitEnded) {
    diskIs();
-   runEnds("smartctl", true);
+   readingFails("smartctl", true);
    EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
    EXPECT_EQ(word(), "unknown");
    for (int poll = 0; poll < 3; ++poll)
-      runEnds("smartctl", true);
+      readingFails("smartctl", true);
    EXPECT_EQ(reasons(), "tool-hangs: tools that hang: smartctl");
-   runEnds("smartctl");
+   readingFails("smartctl");
    EXPECT_EQ(reasons(), "reading-fails: readings fail: smartctl");
 }
 

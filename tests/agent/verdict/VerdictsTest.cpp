@@ -103,7 +103,7 @@ TEST_F(VerdictsTest, DatesAFailingReadingFromItsFirstFailure) {
    time->jumpBy(10);
    Vorn::Seconds const first = Vorn::System::currentTime();
    for (int poll = 0; poll < 3; ++poll) {
-      runEnds("nvme");
+      readingFails("nvme");
       verdicts.evaluate();
       time->jumpBy(60);
    }

@@ -1,11 +1,11 @@
-#include "agent/tools/ToolMeaning.h"
+#include "StorageDevices/ToolMeaning.h"
 
 #include <array>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
 
-namespace Agent {
+namespace StorageDevices {
 
 namespace {
 
@@ -66,4 +66,4 @@ std::string runMeaning(std::string_view program, int exitCode, bool timedOut) {
    return "exit code " + std::to_string(exitCode);
 }
 
-}  // namespace Agent
+}  // namespace StorageDevices

@@ -1,10 +1,10 @@
-#include "agent/tools/ToolMeaning.h"
+#include "StorageDevices/ToolMeaning.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 
-namespace Agent {
+namespace StorageDevices {
 namespace {
 
 TEST(ToolMeaningTest, DescribesEveryBitOfSmartctl) {
@@ -67,4 +67,4 @@ TEST(ToolMeaningTest, DescribesARunThatItsOutputEnded) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace StorageDevices
