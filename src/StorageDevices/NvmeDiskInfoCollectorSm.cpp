@@ -10,7 +10,7 @@ namespace StorageDevices {
 namespace {
 
 // Support greps for these texts; they do not follow the compiler's spelling of signatures.
-constexpr char handleNvmeCliName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli()";
+constexpr char failure[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli() nvme failed";
 constexpr char parseOutputName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
 
 // The spelling NMVe is part of these messages.
@@ -50,46 +50,17 @@ void traceUnusable(Vorn::TraceHandle const & traceHandle, NvmeList const & list)
 
 NvmeDiskInfoCollectorSm::NvmeDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
                                                  Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : DiskInfoCollectorSm{std::move(disk)}, childProcessTrackerSm_{std::move(tracker)} {}
+    : ToolDiskInfoCollectorSm{std::move(disk), std::move(tracker), failure} {}
 
 void NvmeDiskInfoCollectorSm::handleInitialized() {
-   nvmeCliSm_ = Brul::PipedChildProcessSm::PipedChildProcessSmIs(childProcessTrackerSm_);
-   nvmeCliReactor_.notifierIs(nvmeCliSm_);
-   nvmeCliReactor_.on<&NvmeDiskInfoCollectorSm::handleNvmeCli>(nvmeCliSm_->state, *this);
-   nvmeCliReactor_.hasNotificationActiveIs(true);
-   nvmeCliSm_->hasNotificationActiveIs(true);
-   for (char const * const argument : {"nvme", "list", "-o", "json"})
-      nvmeCliSm_->argPush(argument);
-   nvmeCliSm_->argPush(device()->blockDevice());
-   initialized_ = true;
-   nvmeCliSm_->start(true, true);
-}
-
-void NvmeDiskInfoCollectorSm::nvmeCliSmDel() {
-   nvmeCliReactor_.hasNotificationActiveIs(false);
-   nvmeCliReactor_.notifierIs(nullptr);
-   if (auto const run = std::exchange(nvmeCliSm_, nullptr))
-      run->hasNotificationActiveIs(false);
-}
-
-void NvmeDiskInfoCollectorSm::handleNvmeCli() {
-   using State = Brul::PipedChildProcessSm::State;
-   if (!initialized_ || !nvmeCliSm_ || nvmeCliSm_->state() == State::running)
-      return;
-   if (nvmeCliSm_->state() == State::failed) {
-      VORN_TRACE(traceHandle, 0) << handleNvmeCliName << " nvme failed";
-      startErrorIs(nvmeCliSm_->startError());
-      finalizeUnchanged();
-   } else {
-      parseOutput();
-   }
+   start({"nvme", "list", "-o", "json", device()->blockDevice()});
 }
 
 void NvmeDiskInfoCollectorSm::parseOutput() {
-   if (!nvmeCliSm_)
+   if (!run())
       return;
    // As a C string: the output ends at its first NUL.
-   char const * const output = nvmeCliSm_->stdoutBuffer().c_str();
+   char const * const output = run()->stdoutBuffer().c_str();
    VORN_TRACE(traceHandle, 7) << parseOutputName << "Parsing for " << device()->blockDevice();
    VORN_TRACE(traceHandle, 7) << parseOutputName << output;
    NvmeList const list = readNvmeList(output, device()->blockDevice().view());

@@ -6,6 +6,7 @@
 #include "StorageDevices/NvmeDataMonitorSm.h"
 #include "StorageDevices/SmartDataMonitorSm.h"
 #include "StorageDevices/TempSensorSm.h"
+#include "StorageDevices/ToolMeaning.h"
 
 namespace InstalledHost {
 
@@ -69,6 +70,9 @@ TEST_F(InstalledHostTest, ReadsSmartData) {
    EXPECT_EQ(run->device(), "S1");
    EXPECT_EQ(run->devicePath(), "/dev/sda");
    EXPECT_EQ(run->sm()->exitCode(), 0);
+   EXPECT_FALSE(couldNotStart(*run->sm()->finishedRun()));
+   EXPECT_EQ(runMeaning(*run->sm()->finishedRun()), "ok");
+   EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART says DISK FAILING");
    expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
 }
 
@@ -116,6 +120,10 @@ TEST_F(InstalledHostTest, ReadsTheRegistersOfEmmcDevices) {
    EXPECT_EQ(record->name(), "E1");
    EXPECT_EQ(record->lifetimeEstTypA().percentValue(), 90);
    auto const before = record->reading.time();
+   EXPECT_STREQ(record->reading.source(), "emmc");
+   EXPECT_TRUE(record->reading.ended());
+   record->reading.failureIs("a reason");
+   EXPECT_EQ(record->reading.failure()->reason, "a reason");
    record->reading.countInc();
    EXPECT_GE(record->reading.time(), before);
    EXPECT_EQ(monitor->data(), data);
