@@ -4,6 +4,7 @@
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/LogMessages.h"
+#include "StorageDevices/LoggedDisk.h"
 #include "runtime/Vorn/Format.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
@@ -91,7 +92,7 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
    Pelm::KeepAlive const keepAlive{*this};  // called by hosts, too
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
-   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(serial);
+   LoggedDisk const disk{Pelm::Ptr<ConnectedDisk const>{devices_->disk(serial)}};
    std::int64_t const oldValue = change->lastValue();
    if (newValue == oldValue)
       return;
@@ -102,26 +103,25 @@ void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int
    change->lastValueIs(newValue);
    change->timestampIs(now);
    change->lastBytesWrittenIs(newBytes);
-   Pelm::String const name = disk ? disk->mountPoint() : Pelm::String{};
    VORN_TRACE(traceHandle, 2) << " Lifetime changed from " << oldValue << " to " << newValue << " for "
-                              << name << " SN: " << serial;
+                              << disk.name << " SN: " << serial;
    if (oldValue == noFigure)
       return;
    if (!change->firstDropDetected()) {
       change->firstDropDetectedIs(true);
-      VORN_TRACE(traceHandle, 2) << " Detected first drop since agent start for " << name
+      VORN_TRACE(traceHandle, 2) << " Detected first drop since agent start for " << disk.name
                                  << " SN: " << serial;
       return;
    }
    double const fall = static_cast<double>(oldValue) - static_cast<double>(newValue);
    double const rate = fall / (now - oldTime).value();
    if (rate <= fastestFall) {
-      VORN_TRACE(traceHandle, 2) << rate << " Was within threshold for " << name << " SN: " << serial;
+      VORN_TRACE(traceHandle, 2) << rate << " Was within threshold for " << disk.name << " SN: " << serial;
       return;
    }
    // A counter that fell has restarted, so the difference is unknown.
    std::uint64_t const bytes = newBytes > oldBytes ? newBytes - oldBytes : 0;
-   logFall(*change, disk.get(), bytes >> gigabyteShift, now - oldTime);
+   logFall(*change, disk, bytes >> gigabyteShift, now - oldTime);
 }
 
 std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial) const {
@@ -130,16 +130,12 @@ std::uint64_t DeviceLifetimeMonitorSm::bytesWritten(Pelm::String const & serial)
    return newest ? newest->bytesWritten : 0;
 }
 
-void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, ConnectedDisk const * disk,
+void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, LoggedDisk const & disk,
                                       std::uint64_t gigabytes, Vorn::Seconds span) {
    Pelm::String const days = Vorn::valueToString(span.value() / 60 / 60 / 24);
    Pelm::String const written = Vorn::valueToString(gigabytes);
-   auto const textOf = [disk](Pelm::String const & (ConnectedDisk::*text)() const) {
-      return disk ? (disk->*text)() : Pelm::String{};
-   };
    auto const log = [&](auto & message) {
-      message(textOf(&ConnectedDisk::mountPoint), change.serial(), textOf(&ConnectedDisk::model),
-              textOf(&ConnectedDisk::firmwareRevision), written, days);
+      message(disk.name, change.serial(), disk.model, disk.firmware, written, days);
    };
    if (change.numPastLogs() > informationalLogs || change.lastValue() < lowLife)
       log(logs.lifetimeWarning);

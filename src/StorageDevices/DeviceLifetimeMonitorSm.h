@@ -28,6 +28,8 @@
 
 namespace StorageDevices {
 
+struct LoggedDisk;
+
 // The state of one disk since the start of the host.
 class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
  public:
@@ -96,7 +98,7 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    void handleLifetimeRemaining(Pelm::String const & serial, Vorn::Change<OptionalSmartAttr> const & change);
    void handlePercentageUsed(Pelm::String const & serial, Vorn::Change<NvmeAttr> const & change);
    std::uint64_t bytesWritten(Pelm::String const & serial) const;
-   void logFall(DeviceLifetimeChange & change, ConnectedDisk const * disk, std::uint64_t gigabytes,
+   void logFall(DeviceLifetimeChange & change, LoggedDisk const & disk, std::uint64_t gigabytes,
                 Vorn::Seconds span);
 
    Pelm::Ptr<ConnectedDevices> devices_;

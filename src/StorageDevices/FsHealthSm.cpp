@@ -13,6 +13,7 @@
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthTrace.h"
 #include "StorageDevices/LogMessages.h"
+#include "StorageDevices/LoggedDisk.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/model/MountTable.h"
 
@@ -272,16 +273,11 @@ void FsHealthSm::tryAgain() {
 }
 
 void FsHealthSm::emitSyslog(char const * opName, char const * errorMsg) const {
-   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(devices_->getDiskMountedAt(mntPt_));
-   Pelm::String const none;
-   Pelm::String const & name = disk ? disk->mountPoint() : none;
-   Pelm::String const & serial = disk ? disk->name() : none;
-   Pelm::String const & model = disk ? disk->model() : none;
-   Pelm::String const & firmware = disk ? disk->firmwareRevision() : none;
+   LoggedDisk const disk{*devices_, mntPt_};
    if (std::strcmp(opName, utilChkName) == 0)
-      logs.monitorWarning(name, serial, model, firmware, errorMsg);
+      logs.monitorWarning(disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
    else
-      logs.monitorError(opName, name, serial, model, firmware, errorMsg);
+      logs.monitorError(opName, disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
 }
 
 void FsHealthSm::doUtilChk() {

@@ -4,6 +4,7 @@
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/LogMessages.h"
+#include "StorageDevices/LoggedDisk.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
 
@@ -92,10 +93,8 @@ void MountPtMonitorSm::handleNotMounted() {
 }
 
 void MountPtMonitorSm::handleError(char const * errorMsg) {
-   Pelm::Ptr<ConnectedDisk const> const disk = devices_->disk(devices_->getDiskMountedAt(mountPt_));
-   Pelm::String const none;
-   logs.monitorError("mountPtCheck", disk ? disk->mountPoint() : none, disk ? disk->name() : none,
-                     disk ? disk->model() : none, disk ? disk->firmwareRevision() : none, errorMsg);
+   LoggedDisk const disk{*devices_, mountPt_};
+   logs.monitorError("mountPtCheck", disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
    if (fsHealthSm() && fsHealthSm()->running())
       fsHealthSm()->stop();
    armTestClock(holdOffTime());
