@@ -1,23 +1,24 @@
 // The signals that end the demo, as a descriptor.
 #pragma once
 
+#include <csignal>
+
+#include "base/SignalFd.h"
+
 namespace Agent::Demo {
 
 // To be made before any thread is started: it blocks SIGINT, SIGTERM and SIGHUP, and ignores SIGPIPE.
 class Signals {
  public:
-   Signals();
-   ~Signals();
-   Signals(Signals const &) = delete;
-   Signals & operator=(Signals const &) = delete;
+   Signals() { std::signal(SIGPIPE, SIG_IGN); }
 
    // Readable as soon as one of them has come.
-   int descriptor() const { return descriptor_; }
+   int descriptor() const { return signals_.get(); }
    // Whether one has come.
-   bool raised();
+   bool raised() { return raised_ = raised_ || signals_.next(); }
 
  private:
-   int descriptor_;
+   Base::SignalFd signals_{SIGINT, SIGTERM, SIGHUP};
    bool raised_ = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "base/SignalFd.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
@@ -23,6 +24,7 @@ class Signals {
 
    std::function<void()> reload_;
    bool endsWithTerminal_;
+   Base::SignalFd control_;
    Pelm::Ptr<Vorn::FileDescriptor> signals_ = Pelm::make<Vorn::FileDescriptor>("signals");
    Vorn::NotifieeConst reactor_;
 };
