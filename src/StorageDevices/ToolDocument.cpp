@@ -27,8 +27,12 @@ void ToolTraces::jsonError(std::string_view error) const {
 void recordFailure(HealthReading & reading, DeviceToolProcess const & process) {
    Pelm::Ptr<Brul::FinishedRun const> const & run = process.sm()->finishedRun();
    bool const hangs = run && run->timedOut;
+   if (!run || !run->failed) {
+      reading.failureIs("unreadable output", hangs);
+      return;
+   }
    try {
-      reading.failureIs(run && run->failed ? runMeaning(*run) : "unreadable output", hangs);
+      reading.failureIs(runMeaning(*run), hangs);
    } catch (std::bad_alloc const &) {
       reading.failureIs("out of memory", hangs);
    }

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <string>
-#include <utility>
+#include <string_view>
 
 #include "runtime/Vorn/Optional.h"
 #include "runtime/Vorn/Seconds.h"
@@ -18,7 +19,7 @@ class HealthReading {
    struct Failure {
       Vorn::Seconds since;      // the first one's end
       std::string reason;       // the latest one's
-      std::uint32_t polls = 1;  // their number
+      std::uint32_t polls = 0;  // their number
       bool hangs = false;       // the latest one's tool did not end by itself
    };
 
@@ -42,11 +43,18 @@ class HealthReading {
       ended_ = time;
       failure_.reset();
    }
-   // A failed one.
-   void failureIs(std::string reason, bool hangs = false) {
+   // A failed one. It is recorded also where memory ends, which is its reason then.
+   void failureIs(std::string_view reason, bool hangs = false) noexcept {
       ended_ = Vorn::System::currentTime();
-      std::uint32_t const before = failure_ ? failure_->polls : 0;
-      failure_ = Failure{failure_ ? failure_->since : *ended_, std::move(reason), before + 1, hangs};
+      if (!failure_)
+         failure_ = Failure{*ended_, {}};
+      ++failure_->polls;
+      failure_->hangs = hangs;
+      try {
+         failure_->reason = reason;
+      } catch (std::bad_alloc const &) {
+         failure_->reason = "out of memory";
+      }
    }
 
  private:
