@@ -89,7 +89,8 @@ void DeviceLifetimeMonitorSm::handleEmmcData(Pelm::String const & serial,
 }
 
 void DeviceLifetimeMonitorSm::handleChange(Pelm::String const & serial, std::int64_t newValue) {
-   Pelm::KeepAlive const keepAlive{*this};  // called by hosts, too
+   // The host calls this too, and a notification or message from here may make it drop the monitor.
+   Pelm::KeepAlive const keepAlive{*this};
    deviceLifetimeChangeIs(serial);
    Pelm::Ptr<DeviceLifetimeChange> const change = deviceLifetimeChange(serial);
    LoggedDisk const disk{Pelm::Ptr<ConnectedDisk const>{devices_->disk(serial)}};

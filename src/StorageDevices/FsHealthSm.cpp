@@ -86,7 +86,7 @@ void FsHealthSm::start() {
 }
 
 void FsHealthSm::stop() {
-   Pelm::KeepAlive const keepAlive{*this};
+   Pelm::KeepAlive const keepAlive{*this};  // as above
    auto const course = course_;
    running.valueIs(false);
    if (course == course_)
@@ -94,7 +94,7 @@ void FsHealthSm::stop() {
 }
 
 void FsHealthSm::stateIs(State value) {
-   Pelm::KeepAlive const keepAlive{*this};
+   Pelm::KeepAlive const keepAlive{*this};  // as above
    if (state() == value)
       return;
    auto const course = ++course_;

@@ -56,7 +56,7 @@ Pelm::Ptr<TempSensorSm::Status> TempSensorSm::statusOf(Config const & config) co
 }
 
 void TempSensorSm::createTempStatus(Pelm::String const & name) {
-   // For a host that calls it: a subscriber to the new sensor may drop the machine.
+   // The host calls this too, and its subscriber to the new sensor may drop the machine.
    Pelm::KeepAlive const keepAlive{*this};
    Pelm::Ptr<Config const> const config = configOf(name);
    if (!config)
