@@ -35,7 +35,7 @@ CidError errorOf(std::string_view digits) {
    return std::get<CidError>(result);
 }
 
-TEST(CidTest, ReadsTheRegisterOfACard) {
+TEST(CidTest, ReadsTheRegisterOfAnEmmcDevice) {
    EXPECT_EQ(TestData::sample("emmc-32gb/cid"), text);
    EXPECT_EQ(identityOf(TestData::sample("emmc-32gb/cid")), (CidIdentity{"0x9b EX32GB", "00000a1f", "0.10"}));
 }

@@ -82,7 +82,7 @@ TEST(ConnectedDiskTest, LeavesADiskWithoutAddressUnnamed) {
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", ""), "");
 }
 
-TEST(ConnectedDiskTest, NamesACardByTheNumberOfItsDevice) {
+TEST(ConnectedDiskTest, NamesAnMmcDeviceByTheNumberInItsNode) {
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/mmcblk0"), "mmc0");
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/emmcblk12"), "mmc12");
    EXPECT_EQ(interfaceAndAddress(BusType::other, "", "/dev/mmcblk1boot0"), "mmc1");

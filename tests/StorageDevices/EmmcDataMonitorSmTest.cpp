@@ -131,7 +131,7 @@ TEST_F(EmmcDataMonitorSmTest, DropsADeviceThatGoesAndRecordsOfAnEarlierRun) {
    EXPECT_TRUE(data_->deviceData.empty());
 }
 
-TEST_F(EmmcDataMonitorSmTest, ReadsARemovableCardAsSoonAsItAppears) {
+TEST_F(EmmcDataMonitorSmTest, ReadsARemovableDeviceAsSoonAsItAppears) {
    registersAre("0x01 0x02\n", "0x01\n");
    start();
    plug("removable", emmcBus, true);

@@ -73,7 +73,7 @@ TEST(KernelLineTest, AcceptsAnyCharacterBetweenTheAtaPortAndItsUnit) {
    EXPECT_EQ(deviceIn("ata1.0:hard resetting link"), "none");
 }
 
-TEST(KernelLineTest, NamesTheCard) {
+TEST(KernelLineTest, NamesTheMmcDevice) {
    EXPECT_EQ(deviceIn("mmc0: Timeout waiting for hardware interrupt."), "mmc0");
    EXPECT_EQ(deviceIn("mmcblk0: error -110 transferring data, sector 2048, nr 8, cmd response 0x900"),
              "mmcblk0");

@@ -194,7 +194,7 @@ TEST_F(SimulatedUnitTest, PlacesAnNvmeNamespaceBelowItsDrive) {
    EXPECT_EQ(parent(disk, "usb", "usb_interface"), nullptr);
 }
 
-TEST_F(SimulatedUnitTest, ShowsACardsRegisterAsAnAttributeOfItsParent) {
+TEST_F(SimulatedUnitTest, ShowsTheRegisterOfAnEmmcDeviceAsAnAttributeOfItsParent) {
    unit_.add(emmcDevice("mmcblk0", kestrelCid, 30535680));
    auto const disk = device("mmcblk0");
    auto * const mmc = udev_device_get_parent(disk.get());

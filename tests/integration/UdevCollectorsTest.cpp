@@ -118,7 +118,7 @@ TEST_F(EmmcDiskInfoCollectorSmTest, TracesARegisterWithACharacterThatIsNoDigit) 
    EXPECT_EQ(error(), signature() + " Error parsing CID register (hex)");
 }
 
-TEST_F(EmmcDiskInfoCollectorSmTest, TracesACardWithoutRegister) {
+TEST_F(EmmcDiskInfoCollectorSmTest, TracesADeviceWithoutRegister) {
    EXPECT_EQ(collectedCid(""), unchanged());
    EXPECT_EQ(error(), signature() + " Error reading CID register");
 }
