@@ -68,6 +68,8 @@ void ConnectedDevicesSm::handleDeletion() {
       udev_monitor_unref(std::exchange(monitor_, nullptr));
    if (udev_)
       udev_unref(std::exchange(udev_, nullptr));
+   // No rescan can classify them any more. Last, since a subscriber may drop this machine.
+   unclassifiedDeviceDelAll();
 }
 
 void ConnectedDevicesSm::handleInitialized() {
@@ -319,6 +321,7 @@ void ConnectedDevicesSm::handleRemoveEvent(udev_device * device) {
 }
 
 void ConnectedDevicesSm::handleInfoCollectorCompleted(Pelm::String const & udevSerial) {
+   Pelm::KeepAlive const keepAlive{*this};
    auto const collector = diskInfoCollectorSm(udevSerial);
    if (!collector || !collector->finalDisk())
       return;

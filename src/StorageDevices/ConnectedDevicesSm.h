@@ -110,7 +110,7 @@ class STORAGEDEVICES_API ConnectedDevicesSm final : public Pelm::Node {
    void handleInitialized();
    void handleSocket();
    void handleInternalDevicesReady();
-   // Releases udev; no event is handled any more.
+   // Releases udev: no event is handled any more, and no device waits for a rescan.
    void handleDeletion();
 
    // Compares the set with all present devices. Classifies new, changed and unclassified devices, and deletes

@@ -95,6 +95,17 @@ TEST_F(DiscoveryDroppedTest, RecordsTheDiskOfADirectInsertion) {
    EXPECT_TRUE(has("Y"));
 }
 
+TEST_F(DiscoveryDroppedTest, RecordsTheDiskOfACompletedCollector) {
+   auto const completed = collector();
+   sm_->diskInfoCollectorSmIs("X", completed);
+   sm_->infoReactorDel("X");
+   completed->finalizeUnchanged();
+   dropAtChange(devices_->udevSerialToSerialMap);
+   sm_->handleInfoCollectorCompleted("X");
+   EXPECT_FALSE(sm_);
+   EXPECT_TRUE(has("X"));
+}
+
 TEST_F(DiscoveryDroppedTest, EndsTheCollectorThatWasJustAdded) {
    dropAtChange(sm_->diskInfoCollectorSm);
    sm_->diskInfoCollectorSmIs("X", collector());

@@ -281,4 +281,15 @@ TEST_F(DiscoveryScarceMeansTest, NamesTheMissingMeansOfAStartWithoutDescriptors)
    EXPECT_TRUE(sm_->unclassifiedDevice.empty());
 }
 
+TEST_F(DiscoveryScarceMeansTest, LeavesNothingUnclassifiedWhenUdevIsReleased) {
+   unit_.add(stick());
+   {
+      Support::SpawnFailure const failure{EAGAIN};
+      start();
+   }
+   ASSERT_EQ(sm_->unclassifiedDevice.size(), 1U);
+   sm_->handleDeletion();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+}
+
 }  // namespace
