@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "base/JsonText.h"
-#include "command/JsonView.h"
+#include "base/JsonView.h"
 
 namespace Agent {
 
@@ -13,23 +13,23 @@ namespace {
 using Json = rapidjson::Value;
 
 std::uint64_t sequenceOf(Json const & message) {
-   Json const * const sequence = jsonMember(&message, "sequence");
+   Json const * const sequence = Base::jsonMember(&message, "sequence");
    return sequence != nullptr && sequence->IsUint64() ? sequence->GetUint64() : 0;
 }
 
 double timeOf(Json const & message) {
-   return jsonNumber(&message, "time").value_or(0);
+   return Base::jsonNumber(&message, "time").value_or(0);
 }
 
 std::string textOf(Json const & message) {
    constexpr std::size_t indent = 3;
    int const severity =
-       static_cast<int>(std::clamp(jsonNumber(&message, "severity").value_or(-1), -1.0, 8.0));
+       static_cast<int>(std::clamp(Base::jsonNumber(&message, "severity").value_or(-1), -1.0, 8.0));
    std::string result = Base::utcTime(timeOf(message)) + " " + std::string{Base::severityWord(severity)} +
-                        " " + Base::escaped(jsonText(&message, "name")) + ": " +
-                        Base::escaped(jsonText(&message, "text")) + "\n";
+                        " " + Base::escaped(Base::jsonText(&message, "name")) + ": " +
+                        Base::escaped(Base::jsonText(&message, "text")) + "\n";
    auto const add = [&](char const * title, char const * key) {
-      std::string const text = Base::escaped(jsonText(&message, key));
+      std::string const text = Base::escaped(Base::jsonText(&message, key));
       if (!text.empty())
          result.append(indent, ' ').append(title).append(text).append("\n");
    };
@@ -52,8 +52,8 @@ std::string MessageFeed::resource() const {
 }
 
 std::string MessageFeed::take(std::string_view answer) {
-   rapidjson::Document const document = parsedJson(answer, "list of messages");
-   Json const * const messages = jsonMember(&document, "messages");
+   rapidjson::Document const document = Base::parsedJson(answer, "list of messages");
+   Json const * const messages = Base::jsonMember(&document, "messages");
    if (messages == nullptr || !messages->IsArray())
       throw std::runtime_error{
           "the agent's answer lists no messages: is it of the same version as this program?"};

@@ -4,9 +4,9 @@
 #include <tuple>
 #include <vector>
 
+#include "base/JsonView.h"
 #include "base/Text.h"
 #include "command/DiskRow.h"
-#include "command/JsonView.h"
 
 namespace Agent {
 
@@ -30,7 +30,7 @@ Cell safe(Cell cell) {
 
 // "2026-11-20 19:04" of a message.
 std::string messageTime(Json const & message) {
-   auto const time = jsonNumber(&message, "time");
+   auto const time = Base::jsonNumber(&message, "time");
    std::string text = Base::utcTime(time.value_or(-1e300));
    if (text.size() > 16)
       text = text.substr(0, 10) + " " + text.substr(11, 5);
@@ -38,27 +38,28 @@ std::string messageTime(Json const & message) {
 }
 
 Tone messageTone(Json const & message) {
-   double const severity = jsonNumber(&message, "severity").value_or(6);
+   double const severity = Base::jsonNumber(&message, "severity").value_or(6);
    return severity <= 3 ? Tone::bad : severity <= 4 ? Tone::warning : Tone::plain;
 }
 
 Cell messageCell(Json const * message) {
    if (message == nullptr)
       return {};
-   return {messageTime(*message) + " " + safe(jsonText(message, "text")), messageTone(*message)};
+   return {messageTime(*message) + " " + safe(Base::jsonText(message, "text")), messageTone(*message)};
 }
 
 // Those that are connected, and those that are absent with what is remembered of them.
 std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
    std::vector<DiskRow> rows;
    for (auto const & disk : disks.GetObject())
-      rows.push_back(diskRow(state, std::string{jsonText(disk.name)}, disk.value));
-   auto const * figures = jsonMember(&state, "figures");
+      rows.push_back(diskRow(state, std::string{Base::jsonText(disk.name)}, disk.value));
+   auto const * figures = Base::jsonMember(&state, "figures");
    if (figures != nullptr && figures->IsObject())
       for (auto const & member : figures->GetObject()) {
-         auto const * gone = jsonMember(&member.value, "disk");
-         if (gone != nullptr && gone->IsObject() && jsonMember(&disks, jsonText(member.name)) == nullptr)
-            rows.push_back(diskRow(state, std::string{jsonText(member.name)}, *gone));
+         auto const * gone = Base::jsonMember(&member.value, "disk");
+         if (gone != nullptr && gone->IsObject() &&
+             Base::jsonMember(&disks, Base::jsonText(member.name)) == nullptr)
+            rows.push_back(diskRow(state, std::string{Base::jsonText(member.name)}, *gone));
       }
    std::sort(rows.begin(), rows.end(), [](DiskRow const & a, DiskRow const & b) {
       return std::tie(a.mountPoint, a.device, a.name) < std::tie(b.mountPoint, b.device, b.name);
@@ -169,7 +170,8 @@ std::string counted(std::size_t disks) {
 
 // A device that cannot be classified for want of means may be a disk.
 std::string readiness(Json const & state) {
-   Json const * const waiting = jsonMember(jsonMember(&state, "discovery"), "unclassifiedDevices");
+   Json const * const waiting =
+       Base::jsonMember(Base::jsonMember(&state, "discovery"), "unclassifiedDevices");
    std::size_t const count = waiting != nullptr && waiting->IsObject() ? waiting->MemberCount() : 0;
    if (count == 0)
       return "ready, ";
@@ -179,29 +181,29 @@ std::string readiness(Json const & state) {
 
 // ", none at /mnt/a, /mnt/b".
 std::string missing(Json const & state) {
-   Json const * const mountPoints = jsonMember(jsonMember(&state, "unit"), "missing");
+   Json const * const mountPoints = Base::jsonMember(Base::jsonMember(&state, "unit"), "missing");
    std::string result;
    if (mountPoints != nullptr && mountPoints->IsArray())
       for (Json const & mountPoint : mountPoints->GetArray())
-         result += (result.empty() ? ", none at " : ", ") + safe(jsonText(mountPoint));
+         result += (result.empty() ? ", none at " : ", ") + safe(Base::jsonText(mountPoint));
    return result;
 }
 
 std::string headline(Json const & state, Json const * disks) {
-   std::string const version = safe(jsonText(&state, "version"));
+   std::string const version = safe(Base::jsonText(&state, "version"));
    std::string result = "storagedevices" + (version.empty() ? "" : " " + version) + ": ";
-   if (auto const ready = jsonBool(&state, "internalDevicesReady"))
+   if (auto const ready = Base::jsonBool(&state, "internalDevicesReady"))
       result += *ready ? readiness(state) : "still identifying devices, ";
-   std::string const verdict = safe(jsonText(jsonMember(&state, "unit"), "verdict"));
+   std::string const verdict = safe(Base::jsonText(Base::jsonMember(&state, "unit"), "verdict"));
    result += verdict.empty() ? "" : "unit " + verdict + ", ";
    result += disks == nullptr ? "disks not known" : counted(disks->MemberCount()) + missing(state);
-   if (auto const time = jsonNumber(&state, "time"))
+   if (auto const time = Base::jsonNumber(&state, "time"))
       result += ", " + Base::utcTime(*time);
    return result;
 }
 
 std::string whyNoDisks(Json const & state) {
-   if (!jsonBool(&state, "internalDevicesReady").value_or(true))
+   if (!Base::jsonBool(&state, "internalDevicesReady").value_or(true))
       return "No disks yet: the devices of this machine are still being identified.";
    return "No disks: none of this machine's devices matches an entry of the appliance's blockdev "
           "file, or there is none. \"storagedevices check-config\" tells what becomes of each device.";
@@ -217,15 +219,16 @@ std::string strayMessage(std::vector<DiskRow> const & rows, Json const * message
                    [&](DiskRow const & disk) { return lastMessageOf(disk, messages) == &newest; });
    if (shown || !newest.IsObject())
       return {};
-   int const severity = static_cast<int>(std::clamp(jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
+   int const severity =
+       static_cast<int>(std::clamp(Base::jsonNumber(&newest, "severity").value_or(-1), -1.0, 8.0));
    return "Latest message: " + messageTime(newest) + " " + std::string{Base::severityWord(severity)} + " " +
-          safe(jsonText(&newest, "name")) + ": " + safe(jsonText(&newest, "text"));
+          safe(Base::jsonText(&newest, "name")) + ": " + safe(Base::jsonText(&newest, "text"));
 }
 
 }  // namespace
 
 std::string statusTable(Json const & state, Json const * messages, TableOptions const & options) {
-   Json const * disks = jsonMember(jsonMember(&state, "connectedDevices"), "disk");
+   Json const * disks = Base::jsonMember(Base::jsonMember(&state, "connectedDevices"), "disk");
    if (disks != nullptr && !disks->IsObject())
       disks = nullptr;
    std::string result = wrapped(headline(state, disks), options.width);
@@ -245,11 +248,11 @@ std::string statusTable(Json const & state, Json const * messages, TableOptions 
 }
 
 std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options) {
-   rapidjson::Document const stateDocument = parsedJson(state, "state document");
+   rapidjson::Document const stateDocument = Base::parsedJson(state, "state document");
    if (messages.empty())
       return statusTable(stateDocument, nullptr, options);
-   rapidjson::Document const messagesDocument = parsedJson(messages, "list of messages");
-   return statusTable(stateDocument, jsonMember(&messagesDocument, "messages"), options);
+   rapidjson::Document const messagesDocument = Base::parsedJson(messages, "list of messages");
+   return statusTable(stateDocument, Base::jsonMember(&messagesDocument, "messages"), options);
 }
 
 }  // namespace Agent

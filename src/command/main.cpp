@@ -1,6 +1,5 @@
 // The program `storagedevices`: reads the command line and runs the command.
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,10 +20,10 @@
 #include "agent/config/KeysWithoutEffect.h"
 #include "agent/config/ProgramEnd.h"
 #include "base/Companion.h"
+#include "base/Terminal.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
 #include "command/CheckConfig.h"
-#include "command/Colour.h"
 #include "command/CommandLine.h"
 #include "command/MessagesText.h"
 #include "command/StatusClient.h"
@@ -103,12 +102,7 @@ int showCatalogue(Agent::Command const & command) {
 }
 
 Agent::TableOptions tableOptions() {
-   Agent::TableOptions options;
-   winsize size{};
-   options.colour = Agent::takesColour(STDOUT_FILENO);
-   if (isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0)
-      options.width = size.ws_col;
-   return options;
+   return {.width = Base::outputWidth(STDOUT_FILENO), .colour = Base::takesColour(STDOUT_FILENO)};
 }
 
 std::string currentTable(std::string const & socket) {

@@ -3,26 +3,26 @@
 
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
+
+#include "base/UniqueFd.h"
+#include "demo/ProgramStart.h"
 
 namespace Agent::Demo {
 
 class AgentProcess {
  public:
-   // Starts the program with what `environment` adds to this process's own. The child begins with no
-   // blocked signals and gets SIGTERM when this process ends in whatever way. Throws
-   // std::system_error; a file that turns out to be no program shows as one that ends with code 127.
+   // Starts the program as `startProgram` does, and throws as it does.
    AgentProcess(std::filesystem::path const & program, std::vector<std::string> const & arguments,
-                std::map<std::string, std::string> const & environment);
+                Environment const & environment);
    // Stops it.
    ~AgentProcess();
    AgentProcess(AgentProcess const &) = delete;
    AgentProcess & operator=(AgentProcess const &) = delete;
 
    // Readable when there is output; -1 once it has ended.
-   int outputDescriptor() const { return output_; }
+   int outputDescriptor() const { return output_.get(); }
    // The lines that have been written to standard output and error so far, each at most 4 KiB.
    std::vector<std::string> lines();
    bool running();
@@ -36,7 +36,7 @@ class AgentProcess {
    bool endsWithin(std::chrono::milliseconds time);
 
    int pid_ = -1;
-   int output_ = -1;
+   Base::UniqueFd output_;
    std::string unfinished_;
    std::string ending_;
 };

@@ -4,26 +4,26 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "base/FileSystemWord.h"
+#include "base/JsonView.h"
 #include "base/Text.h"
-#include "command/FileSystemWord.h"
-#include "command/JsonView.h"
 
 namespace Agent::Demo {
 
 namespace {
 
 unsigned natural(rapidjson::Value const & value, std::string_view name) {
-   double const number = jsonNumber(&value, name).value_or(0);
+   double const number = Base::jsonNumber(&value, name).value_or(0);
    return number > 0 && number < 4294967296.0 ? static_cast<unsigned>(number) : 0;
 }
 
 DiskState diskState(rapidjson::Value const & value) {
    DiskState disk;
-   disk.model = jsonText(&value, "model");
-   disk.firmware = jsonText(&value, "firmwareRevision");
-   disk.blockDevice = jsonText(&value, "blockDevice");
-   disk.mountPoint = jsonText(&value, "mountPoint");
-   disk.removable = jsonBool(&value, "removable").value_or(false);
+   disk.model = Base::jsonText(&value, "model");
+   disk.firmware = Base::jsonText(&value, "firmwareRevision");
+   disk.blockDevice = Base::jsonText(&value, "blockDevice");
+   disk.mountPoint = Base::jsonText(&value, "mountPoint");
+   disk.removable = Base::jsonBool(&value, "removable").value_or(false);
    disk.mibType = static_cast<int>(natural(value, "mibType"));
    disk.busType = static_cast<int>(natural(value, "busType"));
    disk.sizeGb = natural(value, "sizeGb");
@@ -34,8 +34,8 @@ std::string failingReading(rapidjson::Value const * readings) {
    if (readings == nullptr || !readings->IsArray())
       return {};
    for (auto const & reading : readings->GetArray())
-      if (std::string const reason = jsonText(&reading, "reason"); !reason.empty())
-         return jsonText(&reading, "source") + ": " + reason;
+      if (std::string const reason = Base::jsonText(&reading, "reason"); !reason.empty())
+         return Base::jsonText(&reading, "source") + ": " + reason;
    return {};
 }
 
@@ -43,20 +43,20 @@ std::vector<std::string> codesOf(rapidjson::Value const * reasons) {
    std::vector<std::string> codes;
    if (reasons != nullptr && reasons->IsArray())
       for (auto const & reason : reasons->GetArray())
-         codes.push_back(jsonText(&reason, "code"));
+         codes.push_back(Base::jsonText(&reason, "code"));
    return codes;
 }
 
 DiskHealth diskHealth(rapidjson::Value const & state, std::string const & serial) {
-   auto const * verdict = jsonMember(jsonMember(&state, "verdicts"), serial);
-   auto const * figures = jsonMember(jsonMember(&state, "figures"), serial);
+   auto const * verdict = Base::jsonMember(Base::jsonMember(&state, "verdicts"), serial);
+   auto const * figures = Base::jsonMember(Base::jsonMember(&state, "figures"), serial);
    DiskHealth health;
-   health.verdict = jsonText(verdict, "verdict");
-   health.reasons = codesOf(jsonMember(verdict, "reasons"));
-   health.temperature = jsonNumber(figures, "temperature");
-   health.hours = jsonNumber(figures, "powerOnHours");
-   health.lifeLeft = jsonNumber(figures, "lifeLeft");
-   health.failing = failingReading(jsonMember(jsonMember(&state, "readings"), serial));
+   health.verdict = Base::jsonText(verdict, "verdict");
+   health.reasons = codesOf(Base::jsonMember(verdict, "reasons"));
+   health.temperature = Base::jsonNumber(figures, "temperature");
+   health.hours = Base::jsonNumber(figures, "powerOnHours");
+   health.lifeLeft = Base::jsonNumber(figures, "lifeLeft");
+   health.failing = failingReading(Base::jsonMember(Base::jsonMember(&state, "readings"), serial));
    return health;
 }
 
@@ -65,7 +65,7 @@ template <class Visit>
 void forEachMember(rapidjson::Value const * object, Visit visit) {
    if (object != nullptr && object->IsObject())
       for (auto const & member : object->GetObject())
-         visit(std::string{jsonText(member.name)}, member.value);
+         visit(std::string{Base::jsonText(member.name)}, member.value);
 }
 
 void addMessages(ApplianceState & state, rapidjson::Value const * messages) {
@@ -73,13 +73,12 @@ void addMessages(ApplianceState & state, rapidjson::Value const * messages) {
       return;
    for (auto const & message : messages->GetArray())
       state.messages.push_back(
-          {natural(message, "sequence"), jsonText(&message, "name"), jsonText(&message, "text")});
+          {natural(message, "sequence"), Base::jsonText(&message, "name"), Base::jsonText(&message, "text")});
 }
 
 rapidjson::Document parsedObject(std::string_view text, char const * what) {
-   rapidjson::Document json;
-   json.Parse(text.data(), text.size());
-   if (json.HasParseError() || !json.IsObject())
+   auto json = Base::parsedJson(text, what);
+   if (!json.IsObject())
       throw std::runtime_error(std::string("the agent's ") + what + " is no JSON object");
    return json;
 }
@@ -172,25 +171,35 @@ bool ApplianceState::hasLogged(std::string_view name, std::initializer_list<std:
 }
 
 ApplianceState parseState(std::string_view document, std::string_view messages) {
-   auto const json = parsedObject(document, "state");
+   auto const json = parsedObject(document, "state document");
    ApplianceState state;
-   state.internalDevicesReady = jsonBool(&json, "internalDevicesReady").value_or(false);
-   forEachMember(jsonMember(jsonMember(&json, "connectedDevices"), "disk"),
+   state.internalDevicesReady = Base::jsonBool(&json, "internalDevicesReady").value_or(false);
+   forEachMember(Base::jsonMember(Base::jsonMember(&json, "connectedDevices"), "disk"),
                  [&](auto const & serial, auto const & disk) {
                     state.disks.emplace(serial, diskState(disk));
                     state.health.emplace(serial, diskHealth(json, serial));
                  });
-   forEachMember(jsonMember(&json, "verdicts"), [&](auto const & serial, auto const &) {
+   forEachMember(Base::jsonMember(&json, "verdicts"), [&](auto const & serial, auto const &) {
       state.health.emplace(serial, diskHealth(json, serial));
    });
-   forEachMember(jsonMember(&json, "mountPoints"), [&](auto const & mountPoint, auto const & mount) {
-      state.fileSystems.emplace(mountPoint, fileSystemWord(&mount));
+   forEachMember(Base::jsonMember(&json, "mountPoints"), [&](auto const & mountPoint, auto const & mount) {
+      state.fileSystems.emplace(mountPoint, Base::fileSystemWord(&mount));
    });
    if (!messages.empty()) {
       auto const list = parsedObject(messages, "list of messages");
-      addMessages(state, jsonMember(&list, "messages"));
+      addMessages(state, Base::jsonMember(&list, "messages"));
    }
    return state;
+}
+
+std::vector<std::string> messageNames(std::string_view catalogue) {
+   auto const json = parsedObject(catalogue, "catalogue");
+   std::vector<std::string> names;
+   auto const * messages = Base::jsonMember(&json, "messages");
+   if (messages != nullptr && messages->IsArray())
+      for (auto const & message : messages->GetArray())
+         names.push_back(Base::jsonText(&message, "name"));
+   return names;
 }
 
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now) {

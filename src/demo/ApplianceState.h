@@ -57,9 +57,12 @@ struct ApplianceState {
    bool holds(std::string const & serial, std::string_view code) const;
 };
 
-// From the agent's answers to /api/v1/state and /api/v1/messages, the latter empty when there is none. Throws
+// From the state document and the list of messages, the latter empty if there is none. Throws
 // std::runtime_error for a text that is no JSON object.
 ApplianceState parseState(std::string_view document, std::string_view messages = {});
+
+// Of all messages that can be logged, from the catalogue as JSON. Throws like `parseState`.
+std::vector<std::string> messageNames(std::string_view catalogue);
 
 // One line for each disk that came ("+"), went ("-") or changed ("~"), what the agent makes of it included,
 // and for each change of a file system's test, safe to show.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/kernel/KernelLineSender.h"
+#include "base/KernelLineSender.h"
 #include "demo/AgentConfig.h"
 
 namespace Agent::Demo {
@@ -97,7 +97,7 @@ void mountAll(SimulatedUnit & unit) {
 }
 
 void kernelSays(SimulatedUnit & unit, std::string const & line) {
-   KernelLineSender(kernelSocket(unit)).send("kernel: [ 2718.281828] " + line);
+   Base::KernelLineSender(kernelSocket(unit)).send("kernel: [ 2718.281828] " + line);
 }
 
 bool flashIdentified(ApplianceState const & state) {

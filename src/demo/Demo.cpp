@@ -6,9 +6,6 @@
 #include <array>
 #include <cstdio>
 
-#include "StorageDevices/LogCatalogue.h"
-#include "command/StatusClient.h"
-
 namespace Agent::Demo {
 
 namespace {
@@ -16,7 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds lookEvery(100);
-constexpr StatusLimits answerLimits{std::size_t{8} << 20U, std::chrono::milliseconds(500)};
+constexpr std::chrono::seconds tableEvery(1);
 
 std::string seconds(Clock::duration time) {
    std::array<char, 32> text{};
@@ -37,7 +34,8 @@ Demo::Demo(Options const & options, Signals & signals, Display & display)
       display_(display),
       config_(writeAgentConfig(booted(unit_), options)),
       timeScale_(options.timeScale),
-      program_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent)) {
+      program_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent)),
+      commands_(program_, config_.statusSocket) {
    boot();
    unit_.whenFullIs([this] {
       wait();
@@ -135,23 +133,34 @@ void Demo::look() {
 
 // An agent that does not answer leaves the state as it was; the step's deadline decides.
 void Demo::askState() {
-   std::string document;
-   std::string messages;
-   try {
-      document = askAgent(config_.statusSocket, "/api/v1/state?history=1", answerLimits);
-      messages = askAgent(config_.statusSocket, "/api/v1/messages", answerLimits);
-   } catch (StatusError const &) {
-      if (document.empty())
-         return;
-   }
-   auto now = parseState(document, messages);
+   auto const document = commands_.state();
+   if (!document)
+      return;
+   if (catalogue_.empty())
+      if (auto const catalogue = commands_.catalogue())
+         catalogue_ = messageNames(*catalogue);
+   auto now = parseState(*document, commands_.messages().value_or(""));
    count(now.messages);
-   for (auto const & line : differences(state_, now))
+   auto const lines = differences(state_, now);
+   for (auto const & line : lines)
       display_.difference(line);
    for (auto const & [serial, disk] : now.disks)
       disksSeen_.insert(serial);
    state_ = std::move(now);
-   display_.stateIs(document, messages);
+   showTable(!lines.empty());
+}
+
+// At once when a disk has changed, else once a second, since ages and figures change too.
+void Demo::showTable(bool changed) {
+   auto const form = display_.tableForm();
+   bool const due = changed || form != shownForm_ || Clock::now() - tableShown_ >= tableEvery;
+   if (!form || !due)
+      return;
+   if (auto const table = commands_.table(*form)) {
+      display_.tableIs(*table);
+      shownForm_ = form;
+      tableShown_ = Clock::now();
+   }
 }
 
 void Demo::count(std::vector<Message> const & messages) {
@@ -163,10 +172,9 @@ void Demo::count(std::vector<Message> const & messages) {
 }
 
 std::size_t Demo::messagesMissing() const {
-   auto const & all = StorageDevices::Catalogue::all;
-   return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), [&](auto const & descriptor) {
-      return !messages_.contains(descriptor.name);
-   }));
+   return static_cast<std::size_t>(
+       std::count_if(catalogue_.begin(), catalogue_.end(),
+                     [&](std::string const & name) { return !messages_.contains(name); }));
 }
 
 std::string Demo::complaint() const {
@@ -189,14 +197,15 @@ std::string Demo::summary() const {
                seconds(Clock::now() - start_);
    text += interrupted_ ? "; interrupted" : "";
    text += failure_.empty() ? "" : "; ended because " + failure_;
-   auto const & all = StorageDevices::Catalogue::all;
-   text += "\n" + std::to_string(all.size() - messagesMissing()) + " of the " + std::to_string(all.size()) +
-           " messages came:";
-   for (auto const & descriptor : all) {
-      auto const times = messages_.find(descriptor.name);
+   if (catalogue_.empty())
+      return text;
+   text += "\n" + std::to_string(catalogue_.size() - messagesMissing()) + " of the " +
+           std::to_string(catalogue_.size()) + " messages came:";
+   for (auto const & name : catalogue_) {
+      auto const times = messages_.find(name);
       std::array<char, 96> line{};
       std::snprintf(line.data(), line.size(), "\n  %4u  %s", times == messages_.end() ? 0 : times->second,
-                    descriptor.name);
+                    name.c_str());
       text += line.data();
    }
    return text;

@@ -5,9 +5,12 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "demo/AgentCommands.h"
 #include "demo/AgentConfig.h"
 #include "demo/AgentProcess.h"
 #include "demo/ApplianceState.h"
@@ -54,6 +57,7 @@ class Demo {
    void wait();
    void look();
    void askState();
+   void showTable(bool changed);
    void count(std::vector<Message> const & messages);
    std::size_t messagesMissing() const;
 
@@ -64,9 +68,11 @@ class Demo {
    double timeScale_;
    std::filesystem::path program_;
    std::unique_ptr<AgentProcess> agent_;
+   AgentCommands commands_;
 
    ApplianceState state_;
    std::set<std::string> disksSeen_;
+   std::vector<std::string> catalogue_;  // all messages that can come; empty until the agent has answered
    std::map<std::string, unsigned> messages_;  // how often each came
    unsigned lastMessage_ = 0;                  // sequence number, of the agent that runs
    unsigned seen_ = 0;
@@ -74,6 +80,8 @@ class Demo {
    unsigned leftOut_ = 0;
    bool interrupted_ = false;
    std::string failure_;
+   std::optional<TableForm> shownForm_;
+   Time tableShown_{};
    Time start_ = std::chrono::steady_clock::now();
 };
 

@@ -1,17 +1,14 @@
 #include "demo/Display.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <utility>
-#include <vector>
 
+#include "base/Terminal.h"
 #include "base/Text.h"
-#include "command/Colour.h"
-#include "command/StatusTable.h"
 
 namespace Agent::Demo {
 
@@ -22,16 +19,10 @@ constexpr std::size_t keptLines = 200;
 constexpr std::string_view enterScreen = "\x1b[?1049h\x1b[?25l";
 constexpr std::string_view leaveScreen = "\x1b[?25h\x1b[?1049l";
 
-struct Size {
-   std::size_t rows = 24;
-   std::size_t columns = 80;
-};
-
-Size terminalSize() {
-   winsize size{};
-   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0)
-      return {};
-   return {size.ws_row, size.ws_col};
+// That of a common terminal where the size is not known.
+Base::TerminalSize screenSize() {
+   auto const size = Base::terminalSize(STDOUT_FILENO);
+   return size.rows == 0 || size.columns == 0 ? Base::TerminalSize{24, 80} : size;
 }
 
 void write(std::string_view text) {
@@ -74,7 +65,7 @@ void PlainDisplay::agentLine(std::string_view text) {
    line("   agent: ", Base::escaped(text));
 }
 
-LiveDisplay::LiveDisplay() : colour_(takesColour(STDOUT_FILENO)) {
+LiveDisplay::LiveDisplay() : colour_(Base::takesColour(STDOUT_FILENO)) {
    write(enterScreen);
 }
 
@@ -107,16 +98,18 @@ void LiveDisplay::lineIs(std::string text) {
       lines_.pop_front();
 }
 
-void LiveDisplay::stateIs(std::string const & document, std::string const & messages) {
-   document_ = document;
-   messages_ = messages;
+std::optional<TableForm> LiveDisplay::tableForm() const {
+   return TableForm{screenSize().columns, colour_};
+}
+
+void LiveDisplay::tableIs(std::string_view text) {
+   table_ = split(text);
    draw();
 }
 
 void LiveDisplay::draw() const {
-   auto const size = terminalSize();
-   auto screen = document_.empty() ? std::vector<std::string>{"The agent has not answered yet."}
-                                   : split(statusTable(document_, messages_, {size.columns, colour_}));
+   auto const size = screenSize();
+   auto screen = table_;
    screen.resize(std::min(screen.size(), size.rows - std::min<std::size_t>(size.rows, 5)));
    screen.emplace_back();
    screen.push_back((colour_ ? "\x1b[1m" : "") + Base::cutToWidth(story_, size.columns) +

@@ -3,8 +3,12 @@
 
 #include <chrono>
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "demo/AgentCommands.h"
 
 namespace Agent::Demo {
 
@@ -23,8 +27,9 @@ class Display {
    virtual void difference(std::string_view line) = 0;
    // A line that the agent has written.
    virtual void agentLine(std::string_view line) = 0;
-   // The agent's answers to /api/v1/state and /api/v1/messages, the latter empty when there is none.
-   virtual void stateIs(std::string const & document, std::string const & messages) = 0;
+   // The form in which the status table is to be shown now; nothing for a display without one.
+   virtual std::optional<TableForm> tableForm() const = 0;
+   virtual void tableIs(std::string_view text) = 0;
    // How long each state of the unit is left as it is, for a reader to follow.
    virtual std::chrono::milliseconds pause() const = 0;
 };
@@ -36,7 +41,8 @@ class PlainDisplay : public Display {
    void verdictIs(std::string_view text) override;
    void difference(std::string_view line) override;
    void agentLine(std::string_view line) override;
-   void stateIs(std::string const &, std::string const &) override {}
+   std::optional<TableForm> tableForm() const override { return std::nullopt; }
+   void tableIs(std::string_view) override {}
    std::chrono::milliseconds pause() const override { return std::chrono::milliseconds(300); }
 
  private:
@@ -55,7 +61,8 @@ class LiveDisplay : public Display {
    void verdictIs(std::string_view text) override;
    void difference(std::string_view line) override;
    void agentLine(std::string_view line) override;
-   void stateIs(std::string const & document, std::string const & messages) override;
+   std::optional<TableForm> tableForm() const override;
+   void tableIs(std::string_view text) override;
    std::chrono::milliseconds pause() const override { return std::chrono::milliseconds(3000); }
 
  private:
@@ -63,8 +70,7 @@ class LiveDisplay : public Display {
    void draw() const;
 
    bool colour_;
-   std::string document_;
-   std::string messages_;
+   std::vector<std::string> table_{"The agent has not answered yet."};
    std::string story_;
    std::string verdict_;
    std::deque<std::string> lines_;

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/wait.h>
+
+#include <cerrno>
 
 #include "agent/config/ConfigFile.h"
+#include "demo/AgentCommands.h"
 #include "demo/AgentConfig.h"
 #include "demo/AgentProcess.h"
 #include "demo/ApplianceState.h"
@@ -133,6 +137,40 @@ TEST(ApplianceStateTest, KnowsTheMessagesThatWereLogged) {
    EXPECT_FALSE(state.hasLogged("STORAGEDEVICE_IO_ERROR", {"A1"}));
    EXPECT_TRUE(parseState("{}").messages.empty());
    EXPECT_THROW(parseState("{}", "[]"), std::runtime_error);
+}
+
+TEST(ApplianceStateTest, ListsTheNamesOfTheCatalogue) {
+   EXPECT_EQ(messageNames(R"({"messages": [{"name": "A"}, {"name": "B", "severity": 3}]})"),
+             (std::vector<std::string>{"A", "B"}));
+   EXPECT_EQ(messageNames(R"({"messages": 5})"), nothing);
+   EXPECT_THROW(messageNames("no catalogue"), std::runtime_error);
+}
+
+TEST(AgentCommandsTest, ReadsTheWholeOutputOfACommand) {
+   std::chrono::seconds const time{20};
+   auto const shell = [&](std::string const & script) {
+      return outputOf("/bin/sh", {"-c", script}, {{"GREETING", "hello"}}, time);
+   };
+   EXPECT_EQ(shell("echo $GREETING; echo error >&2"), "hello\n");
+   EXPECT_EQ(shell("head -c 300000 /dev/zero").value_or("").size(), 300000U);
+   EXPECT_EQ(shell("echo half; exit 1"), std::nullopt);
+   EXPECT_EQ(shell("echo half; kill -9 $$"), std::nullopt);
+   EXPECT_THROW(outputOf("/nonexistent/program", {}, {}, time), std::system_error);
+}
+
+TEST(AgentCommandsTest, KillsACommandThatTakesTooLong) {
+   for (char const * const script : {"echo half; exec sleep 1000", "exec >&-; exec sleep 1000"})
+      EXPECT_EQ(outputOf("/bin/sh", {"-c", script}, {}, std::chrono::milliseconds{200}), std::nullopt);
+   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+   EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(AgentCommandsTest, AsksWithTheSocketAndTheFormOfTheTable) {
+   AgentCommands const commands{"/bin/echo", "/run/agent.sock"};
+   EXPECT_EQ(commands.state(), "status --json --socket /run/agent.sock\n");
+   EXPECT_EQ(commands.messages(), "messages --json --socket /run/agent.sock\n");
+   EXPECT_EQ(commands.catalogue(), "catalogue --json\n");
+   EXPECT_EQ(commands.table({}), "status --socket /run/agent.sock\n");
 }
 
 TEST(DemoOptionsTest, ReadsBothSpellings) {

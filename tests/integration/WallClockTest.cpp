@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "agent/Monitors.h"
-#include "agent/kernel/KernelLineSender.h"
+#include "base/KernelLineSender.h"
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/TempDir.h"
@@ -57,7 +57,7 @@ class WallClockTest : public Support::DiscoveryTest {
 TEST_F(WallClockTest, LogsADiskAMinuteAfterTheClockWasSetBackWhoeverSendsTheLines) {
    config_.kernelMessages.forwardKmsg = false;
    startMonitors();
-   Agent::KernelLineSender const others{config_.kernelMessages.socket};
+   Base::KernelLineSender const others{config_.kernelMessages.socket};
    auto const errorsAfterAnother = [&] {
       others.send("kernel: [    1.000000] usb 1-1: USB disconnect, device number 2");
       Host::runFor(1);

@@ -130,7 +130,7 @@ void KernelForwarder::countLost(std::uint64_t sequence) {
 void KernelForwarder::send() {
    beforeLine_();
    auto const outcome = sender_.send(waiting_);
-   bool const isFull = outcome == KernelLineSender::Outcome::full;
+   bool const isFull = outcome == Base::KernelLineSender::Outcome::full;
    log_->notifyOnReadableIs(isReading() && !isFull);
    if (isFull) {
       retryClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(retryWait_));
@@ -139,7 +139,7 @@ void KernelForwarder::send() {
    }
    retryWait_ = firstRetryWait;
    waiting_.clear();
-   if (outcome == KernelLineSender::Outcome::dropped) {
+   if (outcome == Base::KernelLineSender::Outcome::dropped) {
       ++counts_.dropped;
       return;
    }

@@ -17,7 +17,7 @@
 #include "agent/config/Config.h"
 #include "agent/kernel/KernelLineCounts.h"
 #include "agent/kernel/KernelLineRewrite.h"
-#include "agent/kernel/KernelLineSender.h"
+#include "base/KernelLineSender.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/FileDescriptor.h"
@@ -65,7 +65,7 @@ class KernelForwarder {
    Notice notice_;
    std::function<void()> beforeLine_ = [] {};
    Read read_;
-   KernelLineSender sender_;
+   Base::KernelLineSender sender_;
    KernelLineRewriter rewriter_;
    std::array<char, recordSize> buffer_{};
    std::string waiting_;  // the line that did not fit into the receiver's buffer

@@ -1,8 +1,8 @@
-#include "command/FileSystemWord.h"
+#include "base/FileSystemWord.h"
 
-#include "command/JsonView.h"
+#include "base/JsonView.h"
 
-namespace Agent {
+namespace Base {
 
 namespace {
 
@@ -26,4 +26,4 @@ std::string_view fileSystemWord(rapidjson::Value const * mountPoint) {
    return jsonMember(mountPoint, "device") != nullptr ? "stopped" : "unmounted";
 }
 
-}  // namespace Agent
+}  // namespace Base

@@ -1,11 +1,11 @@
-#include "agent/kernel/KernelLineSender.h"
+#include "base/KernelLineSender.h"
 
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <system_error>
 
-namespace Agent {
+namespace Base {
 
 KernelLineSender::KernelLineSender(std::string const & socketPath)
     : address_{socketPath}, fd_{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
@@ -25,4 +25,4 @@ KernelLineSender::Outcome KernelLineSender::send(std::string const & line) const
    return isFull ? Outcome::full : Outcome::dropped;
 }
 
-}  // namespace Agent
+}  // namespace Base

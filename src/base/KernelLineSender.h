@@ -6,7 +6,7 @@
 #include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 
-namespace Agent {
+namespace Base {
 
 // Never blocks. A receiver may appear and disappear between two lines.
 class KernelLineSender {
@@ -22,8 +22,8 @@ class KernelLineSender {
    Outcome send(std::string const & line) const;
 
  private:
-   Base::UnixAddress address_;
-   Base::UniqueFd fd_;
+   UnixAddress address_;
+   UniqueFd fd_;
 };
 
-}  // namespace Agent
+}  // namespace Base

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Base {
 
 // Raises std::runtime_error with one line that names what was to be read for a text that is not JSON.
 inline rapidjson::Document parsedJson(std::string_view text, char const * what) {
@@ -53,4 +53,4 @@ inline std::optional<bool> jsonBool(rapidjson::Value const * value, std::string_
    return member == nullptr || !member->IsBool() ? std::nullopt : std::optional{member->GetBool()};
 }
 
-}  // namespace Agent
+}  // namespace Base
