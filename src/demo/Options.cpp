@@ -1,6 +1,6 @@
 #include "demo/Options.h"
 
-#include <charconv>
+#include <CLI/CLI.hpp>
 
 #include "base/HttpAddress.h"
 #include "base/Text.h"
@@ -9,59 +9,49 @@ namespace Agent::Demo {
 
 namespace {
 
-double parseTimeScale(std::string const & text) {
-   double value = 0;
-   auto const * end = text.data() + text.size();
-   auto const result = std::from_chars(text.data(), end, value);
-   if (result.ec != std::errc() || result.ptr != end || !(value >= 0.001 && value <= 100000))
-      throw UsageError("--time-scale: must be a number from 0.001 to 100000, not " + Base::escaped(text));
-   return value;
+// Empty for a good time scale. Written so that "nan" is refused.
+std::string timeScaleError(std::string & text) {
+   double scale = 0;
+   if (CLI::detail::lexical_cast(text, scale) && scale >= 0.001 && scale <= 100000)
+      return {};
+   return "must be a number from 0.001 to 100000, not " + text;
 }
 
-std::string parseHttp(std::string const & text) {
+std::string httpError(std::string & text) {
    auto const address = Base::parseHttpAddress(text);
-   if (!address || !address->loopback())
-      throw UsageError("--http: must be a loopback address and port such as 127.0.0.1:9634, not " +
-                       Base::escaped(text));
-   return address->text();
+   if (address && address->loopback())
+      return {};
+   return "must be a loopback address and port such as 127.0.0.1:9634, not " + text;
 }
 
 }  // namespace
 
 Options parseOptions(std::vector<std::string> const & arguments) {
    Options options;
-   for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-      auto const equals = argument->find('=');
-      auto const name = argument->substr(0, equals);
-      if (name == "--help" || name == "-h") {
-         options.help = true;
-         return options;
-      }
-      if (name != "--agent" && name != "--time-scale" && name != "--http")
-         throw UsageError("unknown argument " + Base::escaped(*argument) + ": see --help");
-      if (equals == std::string::npos && argument + 1 == arguments.end())
-         throw UsageError(name + ": needs a value");
-      auto const value = equals == std::string::npos ? *++argument : argument->substr(equals + 1);
-      if (name == "--agent")
-         options.agent = value;
-      else if (name == "--time-scale")
-         options.timeScale = parseTimeScale(value);
-      else
-         options.http = parseHttp(value);
+   CLI::App app{
+       "Plays a story on a simulated appliance and checks that the agent notices it. No disk of this machine "
+       "is\n"
+       "touched. On a terminal the story repeats until Ctrl-C; elsewhere it is played once.",
+       "storagedevices demo"};
+   app.add_option("--time-scale", options.timeScale,
+                  "How many times faster the agent's time runs, 0.001 to 100000")
+       ->type_name("N")
+       ->capture_default_str()
+       ->check(CLI::Validator{timeScaleError, ""});
+   app.add_option("--http", options.http, "The agent also answers there: state, messages and metrics")
+       ->type_name("ADDR:PORT")
+       ->check(CLI::Validator{httpError, ""});
+   app.add_option("--agent", options.agent,
+                  "The program storagedevices, if it is not the one beside this one")
+       ->type_name("PATH");
+   try {
+      app.parse(std::vector<std::string>{arguments.rbegin(), arguments.rend()});
+   } catch (CLI::CallForHelp const &) {
+      options.help = app.help();
+   } catch (CLI::ParseError const & error) {
+      throw UsageError(Base::escaped(error.what()) + ": see --help");
    }
    return options;
-}
-
-std::string_view usage() {
-   return "Usage: storagedevices demo [--time-scale N] [--http ADDR:PORT] [--agent PATH]\n"
-          "\n"
-          "Runs the agent on a simulated appliance and tells what happens to its disks. No disk of this "
-          "machine\n"
-          "is touched. In a terminal the story repeats until Ctrl-C; elsewhere it is told once and checked.\n"
-          "\n"
-          "  --time-scale N    the agent's time runs N times faster, 0.001 to 100000; 60 if not given\n"
-          "  --http ADDR:PORT  the agent also answers there: state, messages and metrics\n"
-          "  --agent PATH      the agent's program, if it is not the one beside this one\n";
 }
 
 }  // namespace Agent::Demo

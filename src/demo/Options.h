@@ -3,7 +3,6 @@
 
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Agent::Demo {
@@ -14,15 +13,13 @@ class UsageError : public std::runtime_error {
 };
 
 struct Options {
-   bool help = false;
-   std::string agent;      // path of the agent; empty: the one that belongs to the demo
+   std::string help;       // to be printed instead of playing; empty: play
+   std::string agent;      // path of the program storagedevices; empty: the one that belongs to the demo
    std::string http;       // where the agent answers on TCP too, as in the configuration; empty: none
    double timeScale = 60;  // 0.001 to 100000; with 60 the disks are read every second
 };
 
 // `arguments` are those after the program's name. Throws UsageError with one line.
 Options parseOptions(std::vector<std::string> const & arguments);
-
-std::string_view usage();
 
 }  // namespace Agent::Demo

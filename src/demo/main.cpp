@@ -50,8 +50,8 @@ int run(Options const & options, Signals & signals, bool live) {
 int main(int argc, char ** argv) {
    try {
       auto const options = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
-      if (options.help) {
-         std::fputs(std::string(usage()).c_str(), stdout);
+      if (!options.help.empty()) {
+         std::fputs(options.help.c_str(), stdout);
          return EXIT_SUCCESS;
       }
       startPreloaded(argv);
