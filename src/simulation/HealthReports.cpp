@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <initializer_list>
+#include <type_traits>
 #include <vector>
 
+#include "base/JsonText.h"
 #include "simulation/DriveHealth.h"
 
 namespace Agent::Simulation {
@@ -13,10 +16,6 @@ constexpr std::uint64_t sectorBytes = 512;
 constexpr std::uint64_t dataUnitBytes = 512000;
 constexpr int zeroCelsius = 273;
 constexpr int diskFailing = 1 << 3;
-
-std::string boolText(bool value) {
-   return value ? "true" : "false";
-}
 
 std::string registerText(unsigned value) {
    std::array<char, 16> text{};
@@ -75,77 +74,176 @@ std::vector<Row> rowsOf(DriveHealth const & health) {
    return rows;
 }
 
-std::string rowText(Row const & row) {
-   auto const value = std::to_string(row.value);
+using Writer = Base::JsonWriter;
+
+// A truth value, a whole number or a text.
+template <class Value>
+void write(Writer & writer, Value const & value) {
+   if constexpr (std::is_same_v<Value, bool>)
+      writer.Bool(value);
+   else if constexpr (std::is_unsigned_v<Value>)
+      writer.Uint64(value);
+   else if constexpr (std::is_integral_v<Value>)
+      writer.Int64(value);
+   else
+      Base::writeText(writer, value);
+}
+
+template <class Value>
+void member(Writer & writer, char const * name, Value const & value) {
+   writer.Key(name);
+   write(writer, value);
+}
+
+template <class Members>
+void object(Writer & writer, char const * name, Members members) {
+   writer.Key(name);
+   writer.StartObject();
+   members();
+   writer.EndObject();
+}
+
+// A report with these members, in one line.
+template <class Members>
+std::string report(Members members) {
+   Base::JsonBuffer text;
+   Writer writer{text};
+   writer.StartObject();
+   members(writer);
+   writer.EndObject();
+   return std::string{text.GetString(), text.GetSize()} + "\n";
+}
+
+void writeFlags(Writer & writer, Row const & row) {
+   object(writer, "flags", [&] {
+      member(writer, "value", row.prefail ? 51 : 50);
+      member(writer, "string", row.prefail ? "PO--CK " : "-O--CK ");
+      member(writer, "prefailure", row.prefail);
+      member(writer, "updated_online", true);
+      member(writer, "performance", false);
+      member(writer, "error_rate", false);
+      member(writer, "event_count", true);
+      member(writer, "auto_keep", true);
+   });
+}
+
+void writeRow(Writer & writer, Row const & row) {
    bool const failing = row.thresh > 0 && row.value <= row.thresh;
-   return "{\"id\":" + std::to_string(row.id) + ",\"name\":\"" + row.name + "\",\"value\":" + value +
-          ",\"worst\":" + value + ",\"thresh\":" + std::to_string(row.thresh) + ",\"when_failed\":\"" +
-          (failing ? "now" : "") + "\",\"flags\":{\"value\":" + (row.prefail ? "51" : "50") +
-          ",\"string\":\"" + (row.prefail ? "P" : "-") + "O--CK \",\"prefailure\":" + boolText(row.prefail) +
-          ",\"updated_online\":true,\"performance\":false,\"error_rate\":false,\"event_count\":true,"
-          "\"auto_keep\":true},\"raw\":{\"value\":" +
-          std::to_string(row.raw) + ",\"string\":\"" + row.rawString + "\"}}";
+   writer.StartObject();
+   member(writer, "id", row.id);
+   member(writer, "name", row.name);
+   member(writer, "value", row.value);
+   member(writer, "worst", row.value);
+   member(writer, "thresh", row.thresh);
+   member(writer, "when_failed", failing ? "now" : "");
+   writeFlags(writer, row);
+   object(writer, "raw", [&] {
+      member(writer, "value", row.raw);
+      member(writer, "string", row.rawString);
+   });
+   writer.EndObject();
 }
 
-std::string opening(std::string_view name, std::string_view type, std::string_view protocol,
-                    DriveHealth const & health) {
+template <class Value>
+void writeArray(Writer & writer, char const * name, std::initializer_list<Value> values) {
+   writer.Key(name);
+   writer.StartArray();
+   for (Value const & value : values)
+      write(writer, value);
+   writer.EndArray();
+}
+
+// What every report begins with.
+void writeOpening(Writer & writer, std::string_view name, std::string_view type, std::string_view protocol,
+                  DriveHealth const & health) {
    std::string const device = "/dev/" + std::string(name);
-   return "{\"json_format_version\":[1,0],\"smartctl\":{\"version\":[7,3],\"argv\":[\"smartctl\",\"--json="
-          "c\","
-          "\"--offlineauto=on\",\"-HA\",\"" +
-          device + "\"],\"exit_status\":" + std::to_string(smartctlExitCode(health)) +
-          "},\"device\":{\"name\":\"" + device + "\",\"type\":\"" + std::string(type) + "\",\"protocol\":\"" +
-          std::string(protocol) + "\"},\"smart_status\":{\"passed\":" + boolText(health.passed) + "}";
+   writeArray(writer, "json_format_version", {1, 0});
+   object(writer, "smartctl", [&] {
+      writeArray(writer, "version", {7, 3});
+      writeArray<std::string_view>(writer, "argv",
+                                   {"smartctl", "--json=c", "--offlineauto=on", "-HA", device});
+      member(writer, "exit_status", smartctlExitCode(health));
+   });
+   object(writer, "device", [&] {
+      member(writer, "name", device);
+      member(writer, "type", type);
+      member(writer, "protocol", protocol);
+   });
+   object(writer, "smart_status", [&] { member(writer, "passed", health.passed); });
 }
 
-std::string closing(DriveHealth const & health) {
-   return ",\"power_on_time\":{\"hours\":" + std::to_string(health.powerOnHours) +
-          "},\"power_cycle_count\":" + std::to_string(health.powerCycles) +
-          ",\"temperature\":{\"current\":" + std::to_string(health.temperature) + "}}\n";
+// What those of drives with a health log end with.
+void writeClosing(Writer & writer, DriveHealth const & health) {
+   object(writer, "power_on_time", [&] { member(writer, "hours", health.powerOnHours); });
+   member(writer, "power_cycle_count", health.powerCycles);
+   object(writer, "temperature", [&] { member(writer, "current", health.temperature); });
 }
 
-std::string member(std::string_view name, std::uint64_t value) {
-   return "\"" + std::string(name) + "\":" + std::to_string(value);
-}
+// The tools have different names for the same fields of the health log.
+struct LogNames {
+   char const * spare;
+   char const * spareThreshold;
+   char const * percentUsed;
+   char const * reads;
+   char const * writes;
+};
 
-std::string counters(DriveHealth const & health, std::string_view reads, std::string_view writes) {
+void writeHealthLog(Writer & writer, DriveHealth const & health, int temperature, LogNames const & names) {
    std::uint64_t const unitsRead = health.bytesRead / dataUnitBytes;
    std::uint64_t const unitsWritten = health.bytesWritten / dataUnitBytes;
-   return member("data_units_read", unitsRead) + "," + member("data_units_written", unitsWritten) + "," +
-          member(reads, unitsRead * 30) + "," + member(writes, unitsWritten * 25) + "," +
-          member("controller_busy_time", health.powerOnHours / 4) + "," +
-          member("power_cycles", health.powerCycles) + "," + member("power_on_hours", health.powerOnHours) +
-          "," + member("unsafe_shutdowns", health.powerCycles / 8) + "," +
-          member("media_errors", health.mediaErrors) + "," +
-          member("num_err_log_entries", health.mediaErrors) + "," + member("warning_temp_time", 0) + "," +
-          member("critical_comp_time", 0);
+   member(writer, "critical_warning", health.criticalWarning);
+   member(writer, "temperature", temperature);
+   member(writer, names.spare, health.availableSpare);
+   member(writer, names.spareThreshold, 10);
+   member(writer, names.percentUsed, health.percentUsed);
+   member(writer, "data_units_read", unitsRead);
+   member(writer, "data_units_written", unitsWritten);
+   member(writer, names.reads, unitsRead * 30);
+   member(writer, names.writes, unitsWritten * 25);
+   member(writer, "controller_busy_time", health.powerOnHours / 4);
+   member(writer, "power_cycles", health.powerCycles);
+   member(writer, "power_on_hours", health.powerOnHours);
+   member(writer, "unsafe_shutdowns", health.powerCycles / 8);
+   member(writer, "media_errors", health.mediaErrors);
+   member(writer, "num_err_log_entries", health.mediaErrors);
+   member(writer, "warning_temp_time", 0);
+   member(writer, "critical_comp_time", 0);
 }
 
 }  // namespace
 
 std::string smartctlAtaReport(std::string_view name, DriveHealth const & health) {
-   std::string text =
-       opening(name, "sat", "ATA", health) + ",\"ata_smart_attributes\":{\"revision\":1,\"table\":[";
-   std::string_view separator;
-   for (Row const & row : rowsOf(health)) {
-      text.append(separator).append(rowText(row));
-      separator = ",";
-   }
-   return text + "]}" + closing(health);
+   return report([&](Writer & writer) {
+      writeOpening(writer, name, "sat", "ATA", health);
+      object(writer, "ata_smart_attributes", [&] {
+         member(writer, "revision", 1);
+         writer.Key("table");
+         writer.StartArray();
+         for (Row const & row : rowsOf(health))
+            writeRow(writer, row);
+         writer.EndArray();
+      });
+      writeClosing(writer, health);
+   });
 }
 
 std::string smartctlNvmeReport(std::string_view name, DriveHealth const & health) {
-   return opening(name, "nvme", "NVMe", health) + ",\"nvme_smart_health_information_log\":{" +
-          member("critical_warning", health.criticalWarning) +
-          ",\"temperature\":" + std::to_string(health.temperature) + "," +
-          member("available_spare", health.availableSpare) + "," + member("available_spare_threshold", 10) +
-          "," + member("percentage_used", health.percentUsed) + "," +
-          counters(health, "host_reads", "host_writes") + "}" + closing(health);
+   constexpr LogNames names{"available_spare", "available_spare_threshold", "percentage_used", "host_reads",
+                            "host_writes"};
+   return report([&](Writer & writer) {
+      writeOpening(writer, name, "nvme", "NVMe", health);
+      object(writer, "nvme_smart_health_information_log",
+             [&] { writeHealthLog(writer, health, health.temperature, names); });
+      writeClosing(writer, health);
+   });
 }
 
 std::string smartctlScsiReport(std::string_view name, DriveHealth const & health) {
-   return opening(name, "scsi", "SCSI", health) +
-          ",\"temperature\":{\"current\":0},\"scsi_temperature\":{\"drive_trip\":0}}\n";
+   return report([&](Writer & writer) {
+      writeOpening(writer, name, "scsi", "SCSI", health);
+      object(writer, "temperature", [&] { member(writer, "current", 0); });
+      object(writer, "scsi_temperature", [&] { member(writer, "drive_trip", 0); });
+   });
 }
 
 int smartctlExitCode(DriveHealth const & health) {
@@ -153,11 +251,10 @@ int smartctlExitCode(DriveHealth const & health) {
 }
 
 std::string nvmeSmartLog(DriveHealth const & health) {
-   return "{" + member("critical_warning", health.criticalWarning) +
-          ",\"temperature\":" + std::to_string(health.temperature + zeroCelsius) + "," +
-          member("avail_spare", health.availableSpare) + "," + member("spare_thresh", 10) + "," +
-          member("percent_used", health.percentUsed) + "," +
-          counters(health, "host_read_commands", "host_write_commands") + "}\n";
+   constexpr LogNames names{"avail_spare", "spare_thresh", "percent_used", "host_read_commands",
+                            "host_write_commands"};
+   return report(
+       [&](Writer & writer) { writeHealthLog(writer, health, health.temperature + zeroCelsius, names); });
 }
 
 std::string emmcLifeTime(DriveHealth const & health) {

@@ -1,3 +1,6 @@
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
 #include <algorithm>
 
 #include "simulation/FakeTools.h"
@@ -18,22 +21,7 @@ std::string rightAligned(std::uint64_t number, std::size_t width) {
    return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-std::string quotedForJson(std::string_view text) {
-   static constexpr std::string_view digits = "0123456789abcdef";
-   std::string quoted = "\"";
-   for (char const c : text) {
-      auto const byte = static_cast<unsigned char>(c);
-      if (c == '"' || c == '\\')
-         quoted.append(1, '\\').append(1, c);
-      else if (byte < 0x20)
-         quoted.append("\\u00").append(1, digits[byte >> 4U]).append(1, digits[byte & 15U]);
-      else
-         quoted += c;
-   }
-   return quoted + '"';
-}
-
-std::string hdparmSizes(std::uint64_t sectors) {
+std::string hdparmConfiguration(std::uint64_t sectors) {
    auto const bytes = sectors * sectorBytes;
    return "\tLBA48  user addressable sectors:" + rightAligned(sectors, 12) +
           "\n"
@@ -68,21 +56,36 @@ std::string hdparmReport(HdparmIdentity const & identity) {
 }
 
 std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives) {
-   std::string text = "{\n  \"Devices\":[";
-   std::string_view separator = "\n";
+   rapidjson::StringBuffer text;
+   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{text};
+   auto const member = [&](char const * key, std::string const & value) {
+      writer.Key(key);
+      writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+   };
+   auto const number = [&](char const * key, std::uint64_t value) {
+      writer.Key(key);
+      writer.Uint64(value);
+   };
+   writer.SetIndent(' ', 2);
+   writer.StartObject();
+   writer.Key("Devices");
+   writer.StartArray();
    for (auto const & drive : drives) {
-      text.append(separator).append("    {\n      \"NameSpace\":1,\n");
-      text.append("      \"DevicePath\":").append(quotedForJson("/dev/" + drive.name)).append(",\n");
-      text.append("      \"Firmware\":").append(quotedForJson(drive.firmware)).append(",\n");
-      text.append("      \"ModelNumber\":").append(quotedForJson(drive.model)).append(",\n");
-      text.append("      \"SerialNumber\":").append(quotedForJson(drive.serial)).append(",\n");
-      text.append("      \"UsedBytes\":").append(std::to_string(drive.bytes)).append(",\n");
-      text.append("      \"MaximumLBA\":").append(std::to_string(drive.bytes / sectorBytes)).append(",\n");
-      text.append("      \"PhysicalSize\":").append(std::to_string(drive.bytes)).append(",\n");
-      text.append("      \"SectorSize\":512\n    }");
-      separator = ",\n";
+      writer.StartObject();
+      number("NameSpace", 1);
+      member("DevicePath", "/dev/" + drive.name);
+      member("Firmware", drive.firmware);
+      member("ModelNumber", drive.model);
+      member("SerialNumber", drive.serial);
+      number("UsedBytes", drive.bytes);
+      number("MaximumLBA", drive.bytes / sectorBytes);
+      number("PhysicalSize", drive.bytes);
+      number("SectorSize", sectorBytes);
+      writer.EndObject();
    }
-   return text + (drives.empty() ? "]\n}\n" : "\n  ]\n}\n");
+   writer.EndArray();
+   writer.EndObject();
+   return std::string{text.GetString(), text.GetSize()} + "\n";
 }
 
 }  // namespace Agent::Simulation
