@@ -7,9 +7,9 @@
 
 namespace Base {
 
-// How the test of its file system goes: "testing" during one, "tested" between two, "waiting" where one
-// cannot begin without its folder, "stopped" where the mount is wrong, "unmounted" where none has been seen
-// yet. How a test ended is for the verdict to say. Empty for null and for what is no mount point.
+// The state of its file system test: "testing" during one, "tested" between two, "waiting" if one cannot
+// begin without its folder, "stopped" if the mount is wrong, "unmounted" if none has been seen yet. The
+// verdict has the result of the test. Empty for null and for any value that is no mount point.
 std::string_view fileSystemWord(rapidjson::Value const * mountPoint);
 
 }  // namespace Base

@@ -1,4 +1,4 @@
-// Reading a JSON document that may not be what it should: what is missing or of another type is absent.
+// Reads JSON documents of unknown contents: a member that is missing or of another type is absent.
 #pragma once
 
 #include <rapidjson/document.h>

@@ -1,4 +1,4 @@
-// The catalogue of log messages, as an operator or a script reads it.
+// The catalogue of log messages as text and as JSON.
 #pragma once
 
 #include <cstdint>

@@ -12,10 +12,10 @@ std::string filesText(Config const & config, StorageDevices::Examination const &
    std::string const file = config.appliance.etcDir + "/blockdev";
    if (!examination.blockdevReadable)
       return file +
-             ": cannot be read, so every device is skipped; it holds pairs of a path pattern and a mount "
+             ": cannot be read, so every device is skipped; it has pairs of a path pattern and a mount "
              "name\n";
    if (examination.blockdevEntries == 0)
-      return file + ": holds no entry, so every device is skipped\n";
+      return file + ": has no entry, so every device is skipped\n";
    return file + ": " + std::to_string(examination.blockdevEntries) +
           (examination.blockdevEntries == 1 ? " entry\n" : " entries\n");
 }

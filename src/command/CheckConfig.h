@@ -1,4 +1,4 @@
-// `storagedevices check-config`: says what a configuration means on this machine.
+// `storagedevices check-config`: shows the effect of a configuration on this machine.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace Agent {
 
-// The examination in words: the appliance's files, then a line per device, then what is expected and
-// missing. The first line says where the configuration comes from.
+// The examination as text: the appliance's files, then a line per device, then the expected mounts without a
+// device. The first line names the source of the configuration.
 std::string checkConfigText(Config const & config, std::string const & sourceLine,
                             StorageDevices::Examination const & examination);
 

@@ -61,12 +61,12 @@ void addCatalogue(CLI::App & app, Command & command) {
 
 void addCheckConfig(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand(
-       "check-config", "Check the configuration and say what each device of this machine would become");
+       "check-config", "Check the configuration and show how each device of this machine is classified");
    addConfigOption(*sub, command, std::string{"default: "} + defaultConfigPath + " if there is one");
    sub->callback([&command] { command.kind = Command::Kind::checkConfig; });
 }
 
-// What is wrong with a time scale; empty if nothing is. Written so that "nan" is refused.
+// Empty for a good time scale. Written so that "nan" is refused.
 std::string timeScaleError(std::string & text) {
    double scale = 0;
    if (CLI::detail::lexical_cast(text, scale) && scale >= 0.001 && scale <= 100000)
@@ -108,7 +108,7 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    Command command;
    CLI::App app{"Watches the storage devices of this appliance.", programName};
    app.set_version_flag("--version", std::string{programName} + " " + std::string{version});
-   app.require_subcommand(0, 1);  // that none is given is found below: an unknown word shall be named first
+   app.require_subcommand(0, 1);  // a missing one is refused below, so that an unknown word is named first
    addAgent(app, command);
    addStatus(app, command);
    addMessages(app, command);

@@ -1,4 +1,4 @@
-// What the operator asked for on the command line.
+// The command line of `storagedevices`.
 #pragma once
 
 #include <optional>
@@ -25,7 +25,7 @@ struct Command {
    bool operator==(Command const &) const = default;
 };
 
-// Either a command to run, or what to print and the code to exit with: 0 after --help and --version,
+// Either a command to run, or the text to print and the exit code: 0 after --help and --version,
 // 2 after wrong usage.
 struct Invocation {
    std::optional<Command> command;

@@ -1,5 +1,5 @@
-// One disk of the state document in the words of the status table: what the agent says, formatted, and
-// nothing that it does not say. Pure functions; nothing here escapes what comes from devices.
+// One disk of the state document, formatted for the status table. Nothing is derived that the document does
+// not say. Pure functions. Texts from devices are not escaped here.
 #pragma once
 
 #include <rapidjson/fwd.h>
@@ -11,7 +11,7 @@
 
 namespace Agent {
 
-// What is not known is an empty text.
+// An unknown value is an empty text.
 struct DiskRow {
    std::string name;
    std::string model;
@@ -28,13 +28,13 @@ struct DiskRow {
    std::string hours;       // powered on
    std::string written;     // to the drive in its life, or where it does not report that, "… since boot"
    std::string age;         // of the last good reading of its health
-   Cell reading;            // which readings fail, for how long and why
+   Cell reading;            // the readings that fail, for how long and why
    std::string fileSystem;  // how its test goes, in a word
    std::string interfaceAndAddress;
 };
 
-// `disk` is the member `name` of the document's connectedDevices.disk, or of an absent disk what its figures
-// hold.
+// `disk` is the member `name` of the document's connectedDevices.disk; for an absent disk it is the member
+// "disk" of its figures.
 DiskRow diskRow(rapidjson::Value const & state, std::string const & name, rapidjson::Value const & disk);
 
 // The newest of the log messages (oldest first, an array) that names the disk among its arguments;

@@ -1,4 +1,4 @@
-// What `storagedevices messages` shows: the agent's log messages for people, or one by one as JSON.
+// The agent's log messages as `storagedevices messages` shows them: as text, or one by one as JSON.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,13 @@ class MessageFeed {
 
    explicit MessageFeed(Form form) : form_{form} {}
 
-   // What to ask the agent for next. It includes the message shown last, by which a restart is noticed.
+   // The resource to ask the agent for next. It includes the message shown last, by which a restart is
+   // noticed.
    std::string resource() const;
 
-   // The messages in the answer that were not shown yet, oldest first; of an agent that was started anew all
-   // of its own come with the next answer. What comes from devices is escaped. Raises std::runtime_error with
-   // one line for an answer that is no list of messages.
+   // The messages in the answer that were not shown yet, oldest first. After a restart of the agent the
+   // result is empty, and the next answer brings all of its messages. Texts from devices are escaped. Raises
+   // std::runtime_error with one line for an answer that is no list of messages.
    std::string take(std::string_view answer);
 
  private:

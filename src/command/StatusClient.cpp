@@ -34,8 +34,8 @@ constexpr char closedAtOnce[] =
     "the agent closed the connection without an answer: is it stopping? Try again";
 constexpr char tooEarly[] = "the answer ended too early: is the agent stopping? Try again";
 
-// The connection. What a general-purpose client does not do and an operator needs when the agent is stalled:
-// the whole exchange is bounded, not each wait, and a full backlog is waited for, not taken for a refusal.
+// The connection. Unlike with a general-purpose client, the limit is for the whole exchange, not for each
+// wait, and a full backlog is no refusal: the connection waits. An operator needs both when the agent stalls.
 class Exchange {
  public:
    Exchange(std::string const & path, std::chrono::milliseconds time)
@@ -69,7 +69,7 @@ class Exchange {
       }
    }
 
-   // Appends what has come; false at the end of the stream.
+   // Appends the bytes that have arrived; false at the end of the stream.
    bool receive(std::string & text) {
       std::array<char, 65536> buffer;
       for (;;) {
@@ -85,7 +85,7 @@ class Exchange {
    }
 
    // Gives the next waits the whole time again.
-   void startAfresh() { deadline_ = Clock::now() + time_; }
+   void restartTime() { deadline_ = Clock::now() + time_; }
 
  private:
    void connectTo(sockaddr_un const & address) {
@@ -99,7 +99,7 @@ class Exchange {
       }
    }
 
-   // What is left of the time limits the next call, a wait for a full backlog included.
+   // The next call may take the rest of the time, a wait for a full backlog included.
    void boundWaits() {
       auto const left =
           std::chrono::duration_cast<std::chrono::microseconds>(deadline_ - Clock::now()).count();
@@ -115,12 +115,12 @@ class Exchange {
       if (error == ENOENT)
          fail(std::string{"there is no such socket: "} + startHint);
       if (error == ECONNREFUSED)
-         fail(std::string{"nobody answers on this socket: "} + startHint);
+         fail(std::string{"no program answers on this socket: "} + startHint);
       if (error == EACCES || error == EPERM)
          fail("permission denied: run this as root or as a user who may use the socket");
       if (error == EAGAIN)
          fail("no whole answer within " + std::to_string(time_.count()) +
-              " ms: the agent is held up, see its log");
+              " ms: the agent stalls, see its log");
       if (error == ECONNRESET || error == EPIPE)
          fail(closedAtOnce);
       fail(std::generic_category().message(error) + ": " + startHint);
@@ -162,7 +162,7 @@ class AnswerParser final : public http::basic_parser<false> {
       if (field == http::field::transfer_encoding && !boost::beast::iequals(value, "chunked"))
          error = http::error::bad_transfer_encoding;
    }
-   // The body of an answer that reports an error is for nobody.
+   // The body of an answer that reports an error is not passed on.
    void on_header_impl(error_code & error) override {
       if (status_ != answered)
          error = http::error::end_of_stream;
@@ -192,7 +192,7 @@ void endAnswer(Exchange & exchange, AnswerParser & parser) {
       exchange.fail(parser.is_header_done() ? tooEarly : notTheAgent);
 }
 
-// Parses what has come and leaves the rest of it; `resource` is what was asked for.
+// Parses as much of the text as is complete and removes it. `resource` is the one that was asked for.
 void parse(Exchange & exchange, AnswerParser & parser, std::string & text, std::string const & resource) {
    error_code error;
    std::size_t const parsed = parser.put(boost::asio::const_buffer{text.data(), text.size()}, error);
@@ -241,7 +241,7 @@ void streamFromAgent(std::string const & socketPath, std::string const & resourc
                      std::chrono::milliseconds wait) {
    Exchange exchange{socketPath, wait};
    AnswerParser parser{take};
-   receiveAnswer(exchange, parser, resource, [&] { exchange.startAfresh(); });
+   receiveAnswer(exchange, parser, resource, [&] { exchange.restartTime(); });
 }
 
 }  // namespace Agent

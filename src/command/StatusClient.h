@@ -26,8 +26,8 @@ struct StatusLimits {
 std::string askAgent(std::string const & socketPath, std::string const & resource,
                      StatusLimits const & limits = {});
 
-// Hands the body over part by part as it comes, however long it is. Raises StatusError like `askAgent`, and
-// when nothing comes for as long as `wait`; parts may have been taken by then.
+// Passes the body to `take` part by part as it arrives, without a limit of its size. Raises StatusError like
+// `askAgent`, and when nothing arrives for `wait`. By then `take` may have had some parts.
 void streamFromAgent(std::string const & socketPath, std::string const & resource,
                      std::function<void(std::string_view part)> const & take,
                      std::chrono::milliseconds wait = std::chrono::seconds{5});

@@ -18,7 +18,7 @@ constexpr std::size_t maxRows = 256;
 constexpr std::size_t maxCell = 400;
 constexpr std::size_t widthForSentences = 160;  // a narrower terminal has them below the table
 
-// Cells stay short whatever a device calls itself.
+// A device may give itself a long name: cells stay short.
 std::string safe(std::string_view text) {
    return Base::cutToWidth(Base::escaped(text.substr(0, maxCell)), maxCell);
 }
@@ -48,7 +48,7 @@ Cell messageCell(Json const * message) {
    return {messageTime(*message) + " " + safe(Base::jsonText(message, "text")), messageTone(*message)};
 }
 
-// Those that are connected, and those that are absent with what is remembered of them.
+// The connected disks, and the absent ones with their last figures.
 std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
    std::vector<DiskRow> rows;
    for (auto const & disk : disks.GetObject())
@@ -68,25 +68,25 @@ std::vector<DiskRow> sortedRows(Json const & state, Json const & disks) {
 }
 
 std::vector<Column> emptyColumns() {
-   using Spare = Column::Spare;
-   return {{"VERDICT", 7, Spare::ifEmpty},
+   using Omit = Column::Omit;
+   return {{"VERDICT", 7, Omit::ifEmpty},
            {"DISK", 12},
-           {"MODEL", 12, Spare::first},
-           {"FIRMWARE", 8, Spare::first},
+           {"MODEL", 12, Omit::early},
+           {"FIRMWARE", 8, Omit::early},
            {"DEVICE", 12},
-           {"BUS", 12, Spare::first},
-           {"SIZE", 7, Spare::never, true},
+           {"BUS", 12, Omit::early},
+           {"SIZE", 7, Omit::never, true},
            {"MOUNT POINT", 12},
-           {"KIND", 5, Spare::first},
-           {"FS", 7, Spare::second},
-           {"TEMP", 5, Spare::ifEmpty, true},
-           {"LIFE", 5, Spare::ifEmpty, true},
-           {"HOURS", 6, Spare::second, true},
-           {"WRITTEN", 8, Spare::second},
-           {"AGE", 5, Spare::second, true},
-           {"REASON", 24, Spare::ifEmpty},
-           {"READING", 24, Spare::ifEmpty},
-           {"LAST MESSAGE", 40, Spare::ifEmpty}};
+           {"KIND", 5, Omit::early},
+           {"FS", 7, Omit::late},
+           {"TEMP", 5, Omit::ifEmpty, true},
+           {"LIFE", 5, Omit::ifEmpty, true},
+           {"HOURS", 6, Omit::late, true},
+           {"WRITTEN", 8, Omit::late},
+           {"AGE", 5, Omit::late, true},
+           {"REASON", 24, Omit::ifEmpty},
+           {"READING", 24, Omit::ifEmpty},
+           {"LAST MESSAGE", 40, Omit::ifEmpty}};
 }
 
 // Breaks a sentence between words; a word longer than a line is cut.
@@ -111,7 +111,7 @@ bool sentencesFitIn(TableOptions const & options) {
    return options.width == 0 || options.width >= widthForSentences;
 }
 
-// What has no room in the table: a sentence per disk under a title, nothing where no disk has one.
+// Sentences without room in the table: one per disk, below a title. Empty where no disk has one.
 template <class CellOf>
 std::string listBelow(char const * title, std::vector<DiskRow> const & rows, std::size_t width,
                       CellOf cellOf) {
@@ -168,7 +168,7 @@ std::string counted(std::size_t disks) {
    return std::to_string(disks) + (disks == 1 ? " disk" : " disks");
 }
 
-// A device that cannot be classified for want of means may be a disk.
+// A device that could not be classified yet may be a disk.
 std::string readiness(Json const & state) {
    Json const * const waiting =
        Base::jsonMember(Base::jsonMember(&state, "discovery"), "unclassifiedDevices");
@@ -206,11 +206,11 @@ std::string whyNoDisks(Json const & state) {
    if (!Base::jsonBool(&state, "internalDevicesReady").value_or(true))
       return "No disks yet: the devices of this machine are still being identified.";
    return "No disks: none of this machine's devices matches an entry of the appliance's blockdev "
-          "file, or there is none. \"storagedevices check-config\" tells what becomes of each device.";
+          "file, or there is none. \"storagedevices check-config\" shows how each device is classified.";
 }
 
-// The newest message, unless a row shows it: that of a disk that has gone, for example.
-std::string strayMessage(std::vector<DiskRow> const & rows, Json const * messages) {
+// The newest message unless a row shows it; for example that of a disk that is gone.
+std::string messageWithoutRow(std::vector<DiskRow> const & rows, Json const * messages) {
    if (messages == nullptr || !messages->IsArray() || messages->Empty())
       return {};
    Json const & newest = *(messages->End() - 1);
@@ -243,8 +243,8 @@ std::string statusTable(Json const & state, Json const * messages, TableOptions 
       result += diskTable(rows, messages, options);
    else if (disks != nullptr)
       result += wrapped(whyNoDisks(state), options.width);
-   std::string const stray = strayMessage(rows, messages);
-   return result + (stray.empty() ? "" : wrapped(stray, options.width));
+   std::string const message = messageWithoutRow(rows, messages);
+   return result + (message.empty() ? "" : wrapped(message, options.width));
 }
 
 std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options) {

@@ -1,4 +1,4 @@
-// What `storagedevices status` shows: the state document as a table for people.
+// The state document as the table that `storagedevices status` shows.
 #pragma once
 
 #include <rapidjson/fwd.h>
@@ -15,10 +15,10 @@ struct TableOptions {
 };
 
 // A headline, then a row per disk, ordered by mount point and device, or a sentence why there is none.
-// Columns of which the document says nothing are left out, and so are the less important ones where the
-// terminal is too narrow. `messages` is the array of log messages, oldest first; null is as good as empty.
-// Takes any document: what is missing or of the wrong type is not shown. What comes from devices is
-// escaped, so that the result is UTF-8 without other control characters than its line breaks and colours.
+// Columns without values are left out, and so are the less important ones where the terminal is too narrow.
+// `messages` is the array of log messages, oldest first; null counts as empty. Accepts any document: a member
+// that is missing or of the wrong type is not shown. Texts from devices are escaped. The result is UTF-8, and
+// its only control characters are line breaks and colours.
 std::string statusTable(rapidjson::Value const & state, rapidjson::Value const * messages,
                         TableOptions const & options);
 

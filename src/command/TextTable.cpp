@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t gap = 2;
 
-// A column with the width it is given.
-struct Placed {
+// A column and the width at which it is shown.
+struct SizedColumn {
    Column column;
    std::size_t width = 0;
 };
@@ -23,42 +23,42 @@ bool isEmpty(Column const & column) {
                       [](Cell const & cell) { return cell.text.empty(); });
 }
 
-Placed natural(Column column) {
+SizedColumn atFullWidth(Column column) {
    std::size_t width = Base::displayWidth(column.title);
    for (Cell const & cell : column.cells)
       width = std::max(width, Base::displayWidth(cell.text));
    return {std::move(column), width};
 }
 
-std::size_t leastWidth(Placed const & placed) {
-   return std::min(placed.width, placed.column.leastWidth);
+std::size_t leastWidth(SizedColumn const & sized) {
+   return std::min(sized.width, sized.column.leastWidth);
 }
 
 template <class WidthOf>
-std::size_t lineWidth(std::vector<Placed> const & columns, WidthOf widthOf) {
-   std::size_t const cells =
-       std::accumulate(columns.begin(), columns.end(), std::size_t{0},
-                       [widthOf](std::size_t sum, Placed const & placed) { return sum + widthOf(placed); });
+std::size_t lineWidth(std::vector<SizedColumn> const & columns, WidthOf widthOf) {
+   std::size_t const cells = std::accumulate(
+       columns.begin(), columns.end(), std::size_t{0},
+       [widthOf](std::size_t sum, SizedColumn const & sized) { return sum + widthOf(sized); });
    return cells + gap * (columns.empty() ? 0 : columns.size() - 1);
 }
 
-// The column to leave out next: the rightmost of those that go first, then of those that go second.
-std::vector<Placed>::iterator nextToDrop(std::vector<Placed> & columns) {
-   for (auto const spare : {Column::Spare::first, Column::Spare::second}) {
+// The column to leave out next: the rightmost `early` one, then the rightmost `late` one.
+std::vector<SizedColumn>::iterator nextToDrop(std::vector<SizedColumn> & columns) {
+   for (auto const omit : {Column::Omit::early, Column::Omit::late}) {
       auto const last = std::find_if(columns.rbegin(), columns.rend(),
-                                     [spare](Placed const & placed) { return placed.column.spare == spare; });
+                                     [omit](SizedColumn const & sized) { return sized.column.omit == omit; });
       if (last != columns.rend())
          return std::prev(last.base());
    }
    return columns.end();
 }
 
-// Leaves columns out until the others can be made to fit; returns the titles of those that went, in order.
-std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
+// Leaves columns out until the others can be cut to fit. Returns the titles of those left out, in order.
+std::string dropColumns(std::vector<SizedColumn> & columns, std::size_t width) {
    std::vector<std::string> titles;
    titles.reserve(columns.size());
-   for (Placed const & placed : columns)
-      titles.push_back(placed.column.title);
+   for (SizedColumn const & sized : columns)
+      titles.push_back(sized.column.title);
    std::vector<std::string> kept = titles;
    while (lineWidth(columns, leastWidth) > width) {
       auto const next = nextToDrop(columns);
@@ -75,16 +75,16 @@ std::string dropColumns(std::vector<Placed> & columns, std::size_t width) {
 }
 
 // Takes cells from whichever column is widest, the rightmost of several, until the line fits.
-void shrinkColumns(std::vector<Placed> & columns, std::size_t width) {
-   auto const spareWidth = [](Placed const & placed) {
-      return placed.width > placed.column.leastWidth ? placed.width : 0;
+void shrinkColumns(std::vector<SizedColumn> & columns, std::size_t width) {
+   auto const cuttableWidth = [](SizedColumn const & sized) {
+      return sized.width > sized.column.leastWidth ? sized.width : 0;
    };
-   auto const narrower = [spareWidth](Placed const & a, Placed const & b) {
-      return spareWidth(a) < spareWidth(b);
+   auto const narrower = [cuttableWidth](SizedColumn const & a, SizedColumn const & b) {
+      return cuttableWidth(a) < cuttableWidth(b);
    };
-   while (lineWidth(columns, [](Placed const & placed) { return placed.width; }) > width) {
+   while (lineWidth(columns, [](SizedColumn const & sized) { return sized.width; }) > width) {
       auto const widest = std::max_element(columns.rbegin(), columns.rend(), narrower);
-      if (widest == columns.rend() || spareWidth(*widest) == 0)
+      if (widest == columns.rend() || cuttableWidth(*widest) == 0)
          break;
       --widest->width;
    }
@@ -113,15 +113,15 @@ class Line {
  public:
    explicit Line(std::size_t width) : width_{width} {}
 
-   void add(Placed const & placed, std::string const & cell, std::string_view colour) {
-      std::string text = Base::cutToWidth(cell, placed.width);
-      std::size_t const padding = placed.width - Base::displayWidth(text);
+   void add(SizedColumn const & sized, std::string const & cell, std::string_view colour) {
+      std::string text = Base::cutToWidth(cell, sized.width);
+      std::size_t const padding = sized.width - Base::displayWidth(text);
       advance(first_ ? 0 : gap);
       first_ = false;
-      if (placed.column.right)
+      if (sized.column.right)
          advance(padding);
       put(text, colour);
-      if (!placed.column.right)
+      if (!sized.column.right)
          advance(padding);
    }
 
@@ -155,21 +155,21 @@ class Line {
 
 std::string textTable(std::vector<Column> columns, std::size_t width, bool colour) {
    std::size_t const limit = width == 0 ? SIZE_MAX : width;
-   std::vector<Placed> placed;
+   std::vector<SizedColumn> sized;
    for (Column & column : columns)
-      if (column.spare == Column::Spare::never || !isEmpty(column))
-         placed.push_back(natural(std::move(column)));
-   std::string const dropped = dropColumns(placed, limit);
-   shrinkColumns(placed, limit);
+      if (column.omit == Column::Omit::never || !isEmpty(column))
+         sized.push_back(atFullWidth(std::move(column)));
+   std::string const dropped = dropColumns(sized, limit);
+   shrinkColumns(sized, limit);
 
    Line header{limit};
-   for (Placed const & column : placed)
+   for (SizedColumn const & column : sized)
       header.add(column, column.column.title, colour ? "\x1b[1m" : "");
    std::string result = header.text();
-   std::size_t const rows = placed.empty() ? 0 : placed.front().column.cells.size();
+   std::size_t const rows = sized.empty() ? 0 : sized.front().column.cells.size();
    for (std::size_t row = 0; row < rows; ++row) {
       Line line{limit};
-      for (Placed const & column : placed) {
+      for (SizedColumn const & column : sized) {
          Cell const & cell = column.column.cells.at(row);
          line.add(column, cell.text, colour ? colourOf(cell.tone) : "");
       }

@@ -1,4 +1,4 @@
-// Which of the tools that the monitors run are on this machine.
+// The tools that the monitors run, and where they are on this machine.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 namespace Agent {
 
 // A line per tool: where it is found when it is run, with the directories of `toolPath` (colons between them)
-// before PATH, or what is not known without it.
+// before PATH, or what is unknown without it.
 std::string toolsText(std::string const & toolPath);
 
 }  // namespace Agent

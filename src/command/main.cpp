@@ -38,7 +38,7 @@ void print(std::string const & text) {
       throw std::system_error{errno, std::generic_category(), "standard output does not take the answer"};
 }
 
-// As it comes, however long it is.
+// Part by part, so that a long document needs no memory.
 void printDocument(std::string const & socket, std::string const & resource) {
    Agent::streamFromAgent(socket, resource, [](std::string_view part) { print(std::string{part}); });
    print("\n");
@@ -57,7 +57,7 @@ void printDocument(std::string const & socket, std::string const & resource) {
    throw std::system_error{errno, std::generic_category(), program.string()};
 }
 
-// Becomes the daemon, which is a program of its own: what only a terminal needs is no part of it.
+// Becomes the daemon, a program of its own without the libraries that only a terminal needs.
 int runAgent(Agent::Command const & command) {
    std::vector<std::string> arguments;
    if (command.configPath)
@@ -71,7 +71,7 @@ int checkConfig(Agent::Command const & command) {
    bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
    std::string const source = present
                                   ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
-                                  : std::string{Agent::defaultConfigPath} + ": not there, the defaults hold";
+                                  : std::string{Agent::defaultConfigPath} + ": not there, the defaults apply";
    auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
    print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
@@ -151,7 +151,7 @@ int showMessages(Agent::Command const & command) {
    return 0;
 }
 
-// What simulates a unit is no part of this program either.
+// The simulation is no part of this program either.
 int runDemo(Agent::Command const & command) {
    std::vector<std::string> arguments{"--agent", std::filesystem::read_symlink("/proc/self/exe")};
    if (command.timeScale)

@@ -29,7 +29,7 @@ std::vector<pid_t> children() {
    return {std::istream_iterator<pid_t>(in), std::istream_iterator<pid_t>()};
 }
 
-// Children that the agent had to leave come to this process, which is their reaper, and theirs after them.
+// Processes that the agent left behind become children of this one, their reaper; so do their children.
 void endOrphans() {
    for (auto orphans = children(); !orphans.empty(); orphans = children())
       for (auto const orphan : orphans) {

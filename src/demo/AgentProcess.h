@@ -27,8 +27,8 @@ class AgentProcess {
    std::vector<std::string> lines();
    bool running();
 
-   // SIGTERM, and SIGKILL two seconds later; then ends what it has left behind. Says how it ended, such
-   // as "exit code 0".
+   // SIGTERM, and SIGKILL two seconds later; then kills the processes that it left behind. Returns how it
+   // ended, such as "exit code 0".
    std::string stop();
 
  private:

@@ -156,7 +156,7 @@ DiskHealth const * ApplianceState::healthOf(std::string const & serial) const {
    return found == health.end() ? nullptr : &found->second;
 }
 
-bool ApplianceState::holds(std::string const & serial, std::string_view code) const {
+bool ApplianceState::hasReason(std::string const & serial, std::string_view code) const {
    auto const * found = healthOf(serial);
    return found != nullptr &&
           std::find(found->reasons.begin(), found->reasons.end(), code) != found->reasons.end();

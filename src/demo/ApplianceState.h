@@ -1,4 +1,4 @@
-// What the agent's state document says of the disks, and how two such documents differ.
+// The disks of the agent's state document, and the differences between two such documents.
 #pragma once
 
 #include <initializer_list>
@@ -23,7 +23,7 @@ struct DiskState {
    bool operator==(DiskState const &) const = default;
 };
 
-// What the agent makes of a disk; empty what it has not said yet.
+// The agent's verdict on a disk and its figures; empty while unknown.
 struct DiskHealth {
    std::string verdict;                // "ok", "warning", "failing" …
    std::vector<std::string> reasons;   // their codes, the worst first
@@ -48,13 +48,13 @@ struct ApplianceState {
    std::map<std::string, std::string> fileSystems;  // by mount point: how its test goes, "tested"
    std::vector<Message> messages;                   // since the agent started, oldest first
 
-   // Whether there is a message of that name whose text holds all of these.
+   // Whether there is a message of that name whose text contains all of these.
    bool hasLogged(std::string_view name, std::initializer_list<std::string_view> parts) const;
    // Null when there is none of that serial.
    DiskState const * disk(std::string const & serial) const;
    DiskHealth const * healthOf(std::string const & serial) const;
-   // Whether a reason of that code holds for the disk.
-   bool holds(std::string const & serial, std::string_view code) const;
+   // Whether the verdict on the disk has a reason of that code.
+   bool hasReason(std::string const & serial, std::string_view code) const;
 };
 
 // From the state document and the list of messages, the latter empty if there is none. Throws
@@ -64,7 +64,7 @@ ApplianceState parseState(std::string_view document, std::string_view messages =
 // Of all messages that can be logged, from the catalogue as JSON. Throws like `parseState`.
 std::vector<std::string> messageNames(std::string_view catalogue);
 
-// One line for each disk that came ("+"), went ("-") or changed ("~"), what the agent makes of it included,
+// One line for each disk that came ("+"), went ("-") or changed ("~"), its health included,
 // and for each change of a file system's test, safe to show.
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now);
 

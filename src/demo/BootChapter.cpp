@@ -1,4 +1,4 @@
-// The unit boots with what should not be, is repaired and boots again.
+// The unit boots with faults, is repaired and boots again.
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
@@ -13,12 +13,12 @@ void breakUnit(SimulatedUnit & unit) {
    unit.fileSystems().mountIs("drive", "sda2");
 }
 
-bool faultsTold(ApplianceState const & state) {
+bool faultsLogged(ApplianceState const & state) {
    return state.hasLogged("STORAGEDEVICE_DETECTION_ERROR", {"/mnt/eusb"}) &&
           state.hasLogged("STORAGEDEVICE_PARTITION_NOT_MOUNTED", {"/dev/mmcblk0", "/mnt/drive2"}) &&
           state.hasLogged("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED",
                           {"/dev/sda2", "/mnt/drive", "nvme0n1"}) &&
-          state.holds(driveSerial, "mount-changed");
+          state.hasReason(driveSerial, "mount-changed");
 }
 
 void repairUnit(SimulatedUnit & unit) {
@@ -38,10 +38,10 @@ Chapter bootChapter() {
        {.text = "The unit boots without its eUSB, with the eMMC not mounted and with another disk's "
                 "partition mounted in place of the NVMe drive's",
         .act = breakUnit,
-        .reached = faultsTold,
+        .reached = faultsLogged,
         .deadline = std::chrono::seconds(20),
         .reboots = true},
-       {.text = "All is in its place, and the unit boots once more",
+       {.text = "All disks are in their places, and the unit boots again",
         .act = repairUnit,
         .reached = bootedAgain,
         .deadline = std::chrono::seconds(20),

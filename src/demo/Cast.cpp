@@ -14,21 +14,21 @@ enum Type { unidentified = 0, eusb = 1, sataSsd = 2, emmc = 3, nvme = 4 };
 enum Bus { usbBus = 0, sataBus = 1, nvmeBus = 2, otherBus = 3 };
 
 // Unknown maker 0x9b, product "OSPREY", revision 2.1.
-constexpr char cardRegister[] = "9b014e4f53505245592100a1b2c35a01";
+constexpr char cidRegister[] = "9b014e4f53505245592100a1b2c35a01";
 
-bool there(ApplianceState const & state, char const * serial, DiskState const & wanted) {
+bool hasRecord(ApplianceState const & state, char const * serial, DiskState const & wanted) {
    auto const * disk = state.disk(serial);
    return disk != nullptr && *disk == wanted;
 }
 
-bool cardIdentified(ApplianceState const & state) {
-   return there(state, cardSerial,
-                {"0x9b OSPREY", "2.1", "/dev/mmcblk0", "/mnt/drive2", false, emmc, otherBus, 32});
+bool emmcIdentified(ApplianceState const & state) {
+   return hasRecord(state, emmcSerial,
+                    {"0x9b OSPREY", "2.1", "/dev/mmcblk0", "/mnt/drive2", false, emmc, otherBus, 32});
 }
 
 bool eusbIdentified(ApplianceState const & state) {
-   return there(state, eusbSerial,
-                {"Wren_Internal_Flash", "1.00", "/dev/sdb", "/mnt/eusb", false, eusb, usbBus, 8});
+   return hasRecord(state, eusbSerial,
+                    {"Wren_Internal_Flash", "1.00", "/dev/sdb", "/mnt/eusb", false, eusb, usbBus, 8});
 }
 
 }  // namespace
@@ -41,8 +41,8 @@ Disk driveDisk() {
    return Simulation::nvmeDrive("nvme0n1", driveSerial, "Marlin N7 480", sectors(480));
 }
 
-Disk cardDisk() {
-   return Simulation::emmcDevice("mmcblk0", cardRegister, sectors(32));
+Disk emmcDisk() {
+   return Simulation::emmcCard("mmcblk0", cidRegister, sectors(32));
 }
 
 Disk eusbDisk() {
@@ -51,8 +51,8 @@ Disk eusbDisk() {
    return disk;
 }
 
-Disk firstStick() {
-   auto disk = Simulation::usbDisk("sdc", "1-1.2", firstStickSerial, "Pocket Stick", sectors(32));
+Disk usbStick() {
+   auto disk = Simulation::usbDisk("sdc", "1-1.2", stickSerial, "Pocket Stick", sectors(32));
    disk.vendor = "Vireo";
    return disk;
 }
@@ -63,8 +63,8 @@ Disk cardReader() {
    return disk;
 }
 
-Disk strangeDisk() {
-   return Simulation::sataDisk("sda", 1, strangeSerial, "Kestrel S2 240GB", sectors(240));
+Disk unreadableDisk() {
+   return Simulation::sataDisk("sda", 1, unreadableSerial, "Kestrel S2 240GB", sectors(240));
 }
 
 Simulation::DriveHealth fresh() {
@@ -73,7 +73,7 @@ Simulation::DriveHealth fresh() {
    return health;
 }
 
-void toolsKnow(SimulatedUnit & unit, Disk const & disk) {
+void toolsReport(SimulatedUnit & unit, Disk const & disk) {
    unit.healthIs(disk, fresh());
    if (disk.kind == Disk::Kind::nvme)
       unit.tools().outputIs(
@@ -96,40 +96,40 @@ void mountAll(SimulatedUnit & unit) {
    }
 }
 
-void kernelSays(SimulatedUnit & unit, std::string const & line) {
+void kernelLogs(SimulatedUnit & unit, std::string const & line) {
    Base::KernelLineSender(kernelSocket(unit)).send("kernel: [ 2718.281828] " + line);
 }
 
 bool flashIdentified(ApplianceState const & state) {
-   return there(state, flashSerial,
-                {"Kestrel S2 240GB", "KF2.4", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
+   return hasRecord(state, flashSerial,
+                    {"Kestrel S2 240GB", "KF2.4", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
 }
 
 bool driveIdentified(ApplianceState const & state) {
-   return there(state, driveSerial,
-                {"Marlin N7 480", "M7.11", "/dev/nvme0n1", "/mnt/drive", false, nvme, nvmeBus, 480});
+   return hasRecord(state, driveSerial,
+                    {"Marlin N7 480", "M7.11", "/dev/nvme0n1", "/mnt/drive", false, nvme, nvmeBus, 480});
 }
 
 bool bootDisksIdentified(ApplianceState const & state) {
    return state.internalDevicesReady && flashIdentified(state) && driveIdentified(state) &&
-          cardIdentified(state) && eusbIdentified(state);
+          emmcIdentified(state) && eusbIdentified(state);
 }
 
-bool firstStickThere(ApplianceState const & state) {
-   return there(state, firstStickSerial,
-                {"Pocket_Stick", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus, 32});
+bool stickConnected(ApplianceState const & state) {
+   return hasRecord(state, stickSerial,
+                    {"Pocket_Stick", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus, 32});
 }
 
-bool cardReaderThere(ApplianceState const & state, std::uint64_t gigabytes) {
-   return there(state, readerSerial,
-                {"Card_Reader", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus,
-                 static_cast<unsigned>(gigabytes)});
+bool cardReaderConnected(ApplianceState const & state, std::uint64_t gigabytes) {
+   return hasRecord(state, readerSerial,
+                    {"Card_Reader", "1.00", "/dev/sdc", "/mnt/usb1", true, unidentified, usbBus,
+                     static_cast<unsigned>(gigabytes)});
 }
 
 // What udev knows is all there is: its spelling of the model, and its revision.
-bool strangeDiskThere(ApplianceState const & state) {
-   return there(state, strangeSerial,
-                {"Kestrel_S2_240GB", "1.0", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
+bool unreadableDiskConnected(ApplianceState const & state) {
+   return hasRecord(state, unreadableSerial,
+                    {"Kestrel_S2_240GB", "1.0", "/dev/sda", "/mnt/flash", false, sataSsd, sataBus, 240});
 }
 
 bool isRead(ApplianceState const & state, char const * serial) {
@@ -141,7 +141,7 @@ bool bootDisksHealthy(ApplianceState const & state) {
    auto const healthy = [&](char const * serial) {
       return isRead(state, serial) && state.healthOf(serial)->verdict == "ok";
    };
-   return healthy(flashSerial) && healthy(driveSerial) && healthy(cardSerial);
+   return healthy(flashSerial) && healthy(driveSerial) && healthy(emmcSerial);
 }
 
 bool failing(ApplianceState const & state, char const * serial, std::string const & reading) {

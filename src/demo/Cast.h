@@ -1,4 +1,4 @@
-// Who plays in the story: the unit's disks, and how to tell from the agent's state that they are well.
+// The unit's disks in the story, and conditions of the agent's state that a step waits for.
 #pragma once
 
 #include <string>
@@ -15,11 +15,11 @@ using Simulation::Tool;
 
 inline constexpr char flashSerial[] = "KS0240118842";
 inline constexpr char driveSerial[] = "MRN7A0031955";
-inline constexpr char cardSerial[] = "00a1b2c3";
+inline constexpr char emmcSerial[] = "00a1b2c3";
 inline constexpr char eusbSerial[] = "WR7F31C0";
-inline constexpr char firstStickSerial[] = "VT00051D";
+inline constexpr char stickSerial[] = "VT00051D";
 inline constexpr char readerSerial[] = "PL3390AA";
-inline constexpr char strangeSerial[] = "KS0240118999";
+inline constexpr char unreadableSerial[] = "KS0240118999";
 
 inline constexpr std::uint64_t smallCard = 16;
 inline constexpr std::uint64_t bigCard = 64;
@@ -31,32 +31,32 @@ constexpr std::uint64_t sectors(std::uint64_t gigabytes) {
 // Those of the unit, mounted at flash, drive, drive2 and eusb.
 Disk flashDisk();
 Disk driveDisk();
-Disk cardDisk();
+Disk emmcDisk();
 Disk eusbDisk();
 // Those that come and go.
-Disk firstStick();
+Disk usbStick();
 Disk cardReader();
-Disk strangeDisk();  // one that hdparm cannot read, in the bay of flash
+Disk unreadableDisk();  // one that hdparm cannot read, in the bay of flash
 
-// As good as new. What a SATA disk counts of its life is what is left.
+// As new. A SATA disk reports the part of its life that is left.
 Simulation::DriveHealth fresh();
-// hdparm or nvme and the health's tools know the disk.
-void toolsKnow(SimulatedUnit & unit, Disk const & disk);
+// hdparm, nvme and smartctl report the disk.
+void toolsReport(SimulatedUnit & unit, Disk const & disk);
 // Each disk's first partition is where it belongs, half full and without errors.
 void mountAll(SimulatedUnit & unit);
-// A line of the kernel's log, without the time that it begins with.
-void kernelSays(SimulatedUnit & unit, std::string const & line);
+// The kernel logs the line, which begins after the time.
+void kernelLogs(SimulatedUnit & unit, std::string const & line);
 
 bool flashIdentified(ApplianceState const & state);
 bool driveIdentified(ApplianceState const & state);
 bool bootDisksIdentified(ApplianceState const & state);
-bool firstStickThere(ApplianceState const & state);
-bool cardReaderThere(ApplianceState const & state, std::uint64_t gigabytes);
-bool strangeDiskThere(ApplianceState const & state);
+bool stickConnected(ApplianceState const & state);
+bool cardReaderConnected(ApplianceState const & state, std::uint64_t gigabytes);
+bool unreadableDiskConnected(ApplianceState const & state);
 
-// Whether the life that a disk has left is known and no reading of it fails.
+// Whether the life left of a disk is known and none of its readings fails.
 bool isRead(ApplianceState const & state, char const * serial);
-// Whether the agent's verdict on the three that say how they are is that.
+// Whether the verdict on the three disks that report their health is "ok".
 bool bootDisksHealthy(ApplianceState const & state);
 bool failing(ApplianceState const & state, char const * serial, std::string const & reading);
 

@@ -12,7 +12,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds lookEvery(100);
+constexpr std::chrono::milliseconds sampleEvery(100);
 constexpr std::chrono::seconds tableEvery(1);
 
 std::string seconds(Clock::duration time) {
@@ -55,17 +55,17 @@ void Demo::boot() {
 void Demo::play(bool repeat) {
    auto const & steps = story();
    do {
-      // What is told later builds on what was told before: a step not seen ends a story that is told once.
+      // A later step builds on the earlier ones: a step not seen ends a story that is played once.
       for (std::size_t i = 0; i < steps.size() && !over() && (repeat || missed_ == 0); ++i)
          playStep(steps[i], std::to_string(i + 1) + "/" + std::to_string(steps.size()) + "  ");
    } while (repeat && !over());
 }
 
 void Demo::playStep(Step const & step, std::string const & number) {
-   display_.storyIs(number + step.text);
+   display_.stepIs(number + step.text);
    if (step.needsDirectIo && !unit_.fileSystems().takeDirectIo()) {
       ++leftOut_;
-      display_.verdictIs("left out: no folder here takes direct I/O; set TMPDIR to one that does");
+      display_.outcomeIs("left out: no folder here takes direct I/O; set TMPDIR to one that does");
       return;
    }
    auto const start = Clock::now();
@@ -75,7 +75,7 @@ void Demo::playStep(Step const & step, std::string const & number) {
    if (over())
       return;
    ++(reached ? seen_ : missed_);
-   display_.verdictIs(reached ? "seen after " + seconds(Clock::now() - start)
+   display_.outcomeIs(reached ? "seen after " + seconds(Clock::now() - start)
                               : "NOT SEEN within " + seconds(deadline(step)));
    watch(Clock::now() + display_.pause(), [](ApplianceState const &) { return false; });
 }
@@ -105,7 +105,7 @@ bool Demo::watch(Time until, std::function<bool(ApplianceState const &)> const &
          return true;
       if (Clock::now() >= until)
          return false;
-      look();
+      sample();
    }
    return false;
 }
@@ -113,15 +113,15 @@ bool Demo::watch(Time until, std::function<bool(ApplianceState const &)> const &
 void Demo::wait() {
    std::array<pollfd, 2> entries{
        {{signals_.descriptor(), POLLIN, 0}, {agent_->outputDescriptor(), POLLIN, 0}}};
-   poll(entries.data(), entries.size(), static_cast<int>(lookEvery.count()));
+   poll(entries.data(), entries.size(), static_cast<int>(sampleEvery.count()));
    for (auto const & line : agent_->lines())
       display_.agentLine(line);
    interrupted_ = signals_.raised();
    if (std::ferror(stdout) != 0)
-      failure_ = "nobody reads standard output any more";
+      failure_ = "standard output is closed";
 }
 
-void Demo::look() {
+void Demo::sample() {
    wait();
    if (over())
       return;
@@ -190,9 +190,9 @@ std::string Demo::complaint() const {
 }
 
 std::string Demo::summary() const {
-   auto const told = std::max<std::size_t>(story().size(), seen_ + missed_ + leftOut_);
+   auto const played = std::max<std::size_t>(story().size(), seen_ + missed_ + leftOut_);
    auto text = std::to_string(disksSeen_.size()) + " disks, " + std::to_string(seen_) + " of " +
-               std::to_string(told) + " steps seen" +
+               std::to_string(played) + " steps seen" +
                (leftOut_ > 0 ? ", " + std::to_string(leftOut_) + " left out" : "") + " in " +
                seconds(Clock::now() - start_);
    text += interrupted_ ? "; interrupted" : "";

@@ -1,4 +1,5 @@
-// Runs the agent on a simulated unit and tells the story, step by step, checking what the agent says.
+// Runs the agent on a simulated unit, plays the story step by step and checks that the agent notices each
+// step.
 #pragma once
 
 #include <chrono>
@@ -34,10 +35,10 @@ class Demo {
    // Once, or until a signal comes. Ends early when the agent does.
    void play(bool repeat);
 
-   // How it went: a line, and one for each of the library's messages with how often it came.
+   // The result: a line, and one for each of the library's messages with how often it came.
    std::string summary() const;
-   // What was wrong, in one line; empty when every step that was told was also seen, none was cut short, and
-   // every message came.
+   // The reason why the story failed, in one line. Empty if every step played was also seen, none was cut
+   // short and every message came.
    std::string complaint() const;
    // A signal ended it and nothing was wrong until then.
    bool interrupted() const { return interrupted_ && failure_.empty(); }
@@ -46,16 +47,16 @@ class Demo {
    using Time = std::chrono::steady_clock::time_point;
 
    bool over() const { return interrupted_ || !failure_.empty(); }
-   // Starts the agent, or starts it anew.
+   // Starts the agent, or restarts it.
    void boot();
    void playStep(Step const & step, std::string const & number);
    bool act(Step const & step);
    std::chrono::milliseconds deadline(Step const & step) const;
-   // Looks at everything until `reached` says so, the time is up or the demo over; says which was first.
+   // Samples until `reached` is true, the time is up or the demo is over. Returns whether `reached` was true.
    bool watch(Time until, std::function<bool(ApplianceState const &)> const & reached);
    // Waits for a signal or the agent's output, but not for long.
    void wait();
-   void look();
+   void sample();
    void askState();
    void showTable(bool changed);
    void count(std::vector<Message> const & messages);

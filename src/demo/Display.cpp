@@ -49,11 +49,11 @@ void PlainDisplay::line(std::string_view mark, std::string_view text) {
    write(stamp.data() + std::string(mark) + std::string(text) + "\n");
 }
 
-void PlainDisplay::storyIs(std::string_view text) {
+void PlainDisplay::stepIs(std::string_view text) {
    line("", text);
 }
 
-void PlainDisplay::verdictIs(std::string_view text) {
+void PlainDisplay::outcomeIs(std::string_view text) {
    line("   ", text);
 }
 
@@ -73,14 +73,14 @@ LiveDisplay::~LiveDisplay() {
    write(leaveScreen);
 }
 
-void LiveDisplay::storyIs(std::string_view text) {
-   story_ = text;
-   verdict_.clear();
+void LiveDisplay::stepIs(std::string_view text) {
+   step_ = text;
+   outcome_.clear();
    draw();
 }
 
-void LiveDisplay::verdictIs(std::string_view text) {
-   verdict_ = text;
+void LiveDisplay::outcomeIs(std::string_view text) {
+   outcome_ = text;
    draw();
 }
 
@@ -112,9 +112,9 @@ void LiveDisplay::draw() const {
    auto screen = table_;
    screen.resize(std::min(screen.size(), size.rows - std::min<std::size_t>(size.rows, 5)));
    screen.emplace_back();
-   screen.push_back((colour_ ? "\x1b[1m" : "") + Base::cutToWidth(story_, size.columns) +
+   screen.push_back((colour_ ? "\x1b[1m" : "") + Base::cutToWidth(step_, size.columns) +
                     (colour_ ? "\x1b[0m" : ""));
-   screen.push_back(Base::cutToWidth(verdict_, size.columns));
+   screen.push_back(Base::cutToWidth(outcome_, size.columns));
    screen.emplace_back();
    auto const room = size.rows - std::min(size.rows, screen.size());
    auto const shown = std::min(room, lines_.size());

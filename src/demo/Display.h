@@ -1,4 +1,4 @@
-// What the demo shows: plain lines for a file or pipe, a live screen for a terminal.
+// Shows the demo: plain lines in a file or pipe, a live screen on a terminal.
 #pragma once
 
 #include <chrono>
@@ -19,10 +19,10 @@ class Display {
    Display & operator=(Display const &) = delete;
    virtual ~Display() = default;
 
-   // What happens to the unit.
-   virtual void storyIs(std::string_view text) = 0;
-   // Whether the agent has seen it.
-   virtual void verdictIs(std::string_view text) = 0;
+   // The step of the story that is played.
+   virtual void stepIs(std::string_view text) = 0;
+   // Whether the agent noticed it.
+   virtual void outcomeIs(std::string_view text) = 0;
    // A difference seen in the agent's state.
    virtual void difference(std::string_view line) = 0;
    // A line that the agent has written.
@@ -30,15 +30,15 @@ class Display {
    // The form in which the status table is to be shown now; nothing for a display without one.
    virtual std::optional<TableForm> tableForm() const = 0;
    virtual void tableIs(std::string_view text) = 0;
-   // How long each state of the unit is left as it is, for a reader to follow.
+   // The pause after each step, so that a reader can follow.
    virtual std::chrono::milliseconds pause() const = 0;
 };
 
 // Lines with the seconds since the start.
 class PlainDisplay : public Display {
  public:
-   void storyIs(std::string_view text) override;
-   void verdictIs(std::string_view text) override;
+   void stepIs(std::string_view text) override;
+   void outcomeIs(std::string_view text) override;
    void difference(std::string_view line) override;
    void agentLine(std::string_view line) override;
    std::optional<TableForm> tableForm() const override { return std::nullopt; }
@@ -57,8 +57,8 @@ class LiveDisplay : public Display {
    LiveDisplay();
    ~LiveDisplay() override;
 
-   void storyIs(std::string_view text) override;
-   void verdictIs(std::string_view text) override;
+   void stepIs(std::string_view text) override;
+   void outcomeIs(std::string_view text) override;
    void difference(std::string_view line) override;
    void agentLine(std::string_view line) override;
    std::optional<TableForm> tableForm() const override;
@@ -71,8 +71,8 @@ class LiveDisplay : public Display {
 
    bool colour_;
    std::vector<std::string> table_{"The agent has not answered yet."};
-   std::string story_;
-   std::string verdict_;
+   std::string step_;
+   std::string outcome_;
    std::deque<std::string> lines_;
 };
 

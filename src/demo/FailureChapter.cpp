@@ -18,29 +18,29 @@ void selfTestFails(SimulatedUnit & unit) {
 }
 
 bool selfTestFailed(ApplianceState const & state) {
-   return isRead(state, flashSerial) && state.holds(flashSerial, "self-assessment-failed") &&
-          state.holds(flashSerial, "reallocated-sectors") &&
-          state.holds(flashSerial, "attribute-below-threshold");
+   return isRead(state, flashSerial) && state.hasReason(flashSerial, "self-assessment-failed") &&
+          state.hasReason(flashSerial, "reallocated-sectors") &&
+          state.hasReason(flashSerial, "attribute-below-threshold");
 }
 
 void mediumFails(SimulatedUnit & unit) {
    unit.fileSystems().writeErrorIs("flash", EIO);
-   kernelSays(unit, "blk_update_request: I/O error, dev sda, sector 2048 op 0x1:(WRITE) flags 0x800");
+   kernelLogs(unit, "blk_update_request: I/O error, dev sda, sector 2048 op 0x1:(WRITE) flags 0x800");
 }
 
 void readerResets(SimulatedUnit & unit) {
-   kernelSays(unit, "usb 1-1.3: reset high-speed USB device number 7 using xhci_hcd");
+   kernelLogs(unit, "usb 1-1.3: reset high-speed USB device number 7 using xhci_hcd");
 }
 
 bool writeTestFailed(ApplianceState const & state) {
-   return state.holds(flashSerial, "write-test-failed") &&
+   return state.hasReason(flashSerial, "write-test-failed") &&
           state.hasLogged("STORAGEDEVICE_MONITOR_ERROR",
                           {"writeTest - write", flashSerial, "Input/output error"});
 }
 
 Chapter toolsFail() {
    return {
-       {.text = "smartctl prints rubbish about the SATA disk: what was read before stays",
+       {.text = "smartctl prints unreadable output for the SATA disk: its earlier figures stay",
         .act = [](SimulatedUnit & unit) { unit.tools().outputIs(Tool::smartctl, "sda", "Segmentation fau"); },
         .reached =
             [](ApplianceState const & state) {
@@ -51,7 +51,7 @@ Chapter toolsFail() {
         .act = [](SimulatedUnit & unit) { unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true); },
         .reached =
             [](ApplianceState const & state) {
-               return failing(state, driveSerial, "nvme: ") && state.holds(driveSerial, "tool-hangs");
+               return failing(state, driveSerial, "nvme: ") && state.hasReason(driveSerial, "tool-hangs");
             },
         .deadline = std::chrono::seconds(15)},
        {.text = "nvme answers again",
@@ -63,7 +63,7 @@ Chapter toolsFail() {
 
 Chapter mediaFail() {
    return {
-       {.text = "smartctl is itself again, and the SATA disk fails its self-test",
+       {.text = "smartctl works again, and the SATA disk fails its self-test",
         .act = selfTestFails,
         .reached = selfTestFailed},
        {.text = "The kernel reports errors of the SATA disk: it cannot be written any more",
@@ -71,9 +71,9 @@ Chapter mediaFail() {
         .reached =
             [](ApplianceState const & state) {
                return state.hasLogged("STORAGEDEVICE_IO_ERROR", {"/dev/sda", flashSerial}) &&
-                      state.holds(flashSerial, "kernel-errors");
+                      state.hasReason(flashSerial, "kernel-errors");
             }},
-       {.text = "It resets the card reader over and over",
+       {.text = "The kernel resets the card reader again and again",
         .act = readerResets,
         .reached =
             [](ApplianceState const & state) {

@@ -1,4 +1,4 @@
-// What is mounted is looked at, and tested by writing and reading back.
+// File systems are watched, and tested by writing and reading back.
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
@@ -8,22 +8,22 @@ namespace {
 
 constexpr std::chrono::seconds wholeTest(1200);
 
-// Tested, and no reason in the verdicts why not well.
+// Tested, without a failed test among the reasons of the verdicts.
 bool allTestedWell(ApplianceState const & state) {
-   for (char const * serial : {flashSerial, driveSerial, cardSerial, eusbSerial})
-      if (state.holds(serial, "write-test-failed") || state.holds(serial, "read-test-failed"))
+   for (char const * serial : {flashSerial, driveSerial, emmcSerial, eusbSerial})
+      if (state.hasReason(serial, "write-test-failed") || state.hasReason(serial, "read-test-failed"))
          return false;
    return fileSystemsAre(state, {"tested"});
 }
 
 bool driveIsFull(ApplianceState const & state) {
-   return state.holds(driveSerial, "file-system-full") &&
+   return state.hasReason(driveSerial, "file-system-full") &&
           state.hasLogged("STORAGEDEVICE_MONITOR_WARNING", {driveSerial, "has exceeded 85 percent"});
 }
 
-bool cardIsReadOnly(ApplianceState const & state) {
-   return state.holds(cardSerial, "mounted-read-only") &&
-          state.hasLogged("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", cardSerial, "read-only"});
+bool emmcIsReadOnly(ApplianceState const & state) {
+   return state.hasReason(emmcSerial, "mounted-read-only") &&
+          state.hasLogged("STORAGEDEVICE_MONITOR_ERROR", {"mountPtCheck", emmcSerial, "read-only"});
 }
 
 }  // namespace
@@ -39,12 +39,12 @@ Chapter fileSystemChapter() {
         .act = [](SimulatedUnit & unit) { unit.fileSystems().usedPercentIs("drive", 90); },
         .reached = driveIsFull,
         .agentTime = std::chrono::seconds(240)},
-       {.text = "The kernel remounts that of the eMMC read-only",
+       {.text = "The kernel remounts the file system of the eMMC read-only",
         .act =
             [](SimulatedUnit & unit) {
                unit.fileSystems().mountIs("drive2", "mmcblk0p1", Simulation::FileSystems::Access::readOnly);
             },
-        .reached = cardIsReadOnly,
+        .reached = emmcIsReadOnly,
         .agentTime = std::chrono::seconds(600)},
    };
 }

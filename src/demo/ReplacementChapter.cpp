@@ -7,33 +7,34 @@ namespace Agent::Demo {
 namespace {
 
 bool isOffline(ApplianceState const & state, char const * serial) {
-   return state.disk(serial) == nullptr && state.holds(serial, "removed") &&
+   return state.disk(serial) == nullptr && state.hasReason(serial, "removed") &&
           state.hasLogged("STORAGEDEVICE_OFFLINE", {serial});
 }
 
-void plugStrange(SimulatedUnit & unit) {
-   unit.healthIs(strangeDisk(), fresh());
+void plugUnreadable(SimulatedUnit & unit) {
+   unit.healthIs(unreadableDisk(), fresh());
    unit.tools().outputIs(Tool::hdparm, "sda", "");
    unit.tools().exitCodeIs(Tool::hdparm, "sda", 5);
-   unit.plug(strangeDisk());
+   unit.plug(unreadableDisk());
 }
 
 void plugRepaired(SimulatedUnit & unit) {
    unit.unplug("sda");
    unit.tools().exitCodeIs(Tool::hdparm, "sda", 0);
    unit.tools().delayIs(Tool::hdparm, "sda", 2);
-   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()})
-      toolsKnow(unit, disk);
+   for (auto const & disk : {flashDisk(), driveDisk(), emmcDisk()})
+      toolsReport(unit, disk);
    unit.plug(flashDisk());
 }
 
-// As new is what the drives say of themselves: what the kernel reported is less than a day ago.
+// As new by their own reports: the kernel's errors are less than a day old and still count.
 bool allAsNew(ApplianceState const & state) {
    auto const asNew = [&](char const * serial) {
-      return isRead(state, serial) && !state.holds(serial, "life-low") && !state.holds(serial, "overheat") &&
-             !state.holds(serial, "self-assessment-failed") && !state.holds(serial, "removed");
+      return isRead(state, serial) && !state.hasReason(serial, "life-low") &&
+             !state.hasReason(serial, "overheat") && !state.hasReason(serial, "self-assessment-failed") &&
+             !state.hasReason(serial, "removed");
    };
-   return flashIdentified(state) && asNew(flashSerial) && asNew(driveSerial) && asNew(cardSerial);
+   return flashIdentified(state) && asNew(flashSerial) && asNew(driveSerial) && asNew(emmcSerial);
 }
 
 }  // namespace
@@ -43,10 +44,11 @@ Chapter replacementChapter() {
        {.text = "The failing SATA disk is taken out for repair",
         .act = [](SimulatedUnit & unit) { unit.unplug("sda"); },
         .reached = [](ApplianceState const & state) { return isOffline(state, flashSerial); }},
-       {.text = "Another takes its place, for which hdparm fails: it appears with what udev knows",
-        .act = plugStrange,
-        .reached = strangeDiskThere},
-       {.text = "The old one comes back as new, and hdparm takes two seconds for it; so do the others",
+       {.text = "Another takes its place, and hdparm fails for it: it appears with the data that udev has",
+        .act = plugUnreadable,
+        .reached = unreadableDiskConnected},
+       {.text =
+            "The old one comes back as new, and hdparm takes two seconds for it; the others are as new too",
         .act = plugRepaired,
         .reached = allAsNew},
        {.text = "The NVMe drive is pulled while the unit runs",

@@ -15,9 +15,9 @@ void bootUnit(SimulatedUnit & unit) {
                     {"pci0000:00/0000:00:06.0/mmc_host", "drive2"},
                     {"pci0000:00/0000:00:05.0/usb2/2-1", "eusb"},
                     {"pci0000:00/0000:00:05.0/usb1/1-1", "usb1"}});
-   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk(), eusbDisk()}) {
+   for (auto const & disk : {flashDisk(), driveDisk(), emmcDisk(), eusbDisk()}) {
       unit.add(disk);
-      toolsKnow(unit, disk);
+      toolsReport(unit, disk);
    }
    mountAll(unit);
 }

@@ -1,4 +1,4 @@
-// The life of a simulated appliance: what happens to its disks, and what the agent must then say.
+// The life of a simulated appliance: events on its disks, and the state that the agent must then report.
 #pragma once
 
 #include <chrono>
@@ -15,10 +15,10 @@ struct Step {
    std::string text;
    std::function<void(Simulation::SimulatedUnit &)> act;
    std::function<bool(ApplianceState const &)> reached;
-   // What the agent may take: some real seconds for its work, and what it waits by its own clock.
+   // The time that the agent may take: real seconds for its work, and its waits by its own clock.
    std::chrono::seconds deadline{10};
    std::chrono::seconds agentTime{120};
-   // The agent is stopped before the act and started anew after it.
+   // The agent is stopped before the act and restarted after it.
    bool reboots = false;
    // Left out where no folder for the file systems takes direct I/O.
    bool needsDirectIo = false;
@@ -32,7 +32,7 @@ std::vector<std::string> const & expectedMounts();
 // The disks, file systems, tools and appliance files with which the unit boots; before the agent starts.
 void bootUnit(Simulation::SimulatedUnit & unit);
 
-// In the last step the unit boots again and is as at first, so that the story can be told again.
+// In the last step the unit boots again and is as at first, so that the story can be played again.
 std::vector<Step> const & story();
 
 // In this order.

@@ -24,7 +24,7 @@ Simulation::DriveHealth old() {
 }
 
 void allAre(SimulatedUnit & unit, Simulation::DriveHealth const & health, std::uint64_t bytesWritten) {
-   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()}) {
+   for (auto const & disk : {flashDisk(), driveDisk(), emmcDisk()}) {
       unit.trafficIs(disk.name, bytesWritten / 4, bytesWritten);
       unit.healthIs(disk, health);
    }
@@ -39,13 +39,13 @@ bool lifeUsedIs(ApplianceState const & state, unsigned percent) {
 
 bool oldAndHot(ApplianceState const & state) {
    auto const * flash = state.healthOf(flashSerial);
-   return lifeUsedIs(state, old().percentUsed) && state.holds(flashSerial, "life-low") &&
-          state.holds(driveSerial, "life-low") && state.holds(cardSerial, "life-low") &&
-          state.holds(flashSerial, "overheat") && flash->temperature == old().temperature &&
+   return lifeUsedIs(state, old().percentUsed) && state.hasReason(flashSerial, "life-low") &&
+          state.hasReason(driveSerial, "life-low") && state.hasReason(emmcSerial, "life-low") &&
+          state.hasReason(flashSerial, "overheat") && flash->temperature == old().temperature &&
           flash->hours == static_cast<double>(old().powerOnHours);
 }
 
-bool bothTold(ApplianceState const & state, std::string_view name) {
+bool bothLogged(ApplianceState const & state, std::string_view name) {
    return state.hasLogged(name, {flashSerial}) && state.hasLogged(name, {driveSerial});
 }
 
@@ -53,22 +53,22 @@ bool bothTold(ApplianceState const & state, std::string_view name) {
 
 Chapter wearChapter() {
    return {
-       {.text = "smartctl, nvme and the chip's registers tell how the disks are",
+       {.text = "smartctl, nvme and the eMMC's registers report the health of the disks",
         .act = [](SimulatedUnit &) {},
         .reached = bootDisksHealthy},
-       {.text = "Two percent of the life of the SATA disk and the NVMe drive are gone; since when is not "
-                "known, so this first fall is only noted",
+       {.text = "Two percent of the life of the SATA disk and the NVMe drive are gone; it is not known "
+                "since when, so nothing is logged",
         .act = [](SimulatedUnit & unit) { allAre(unit, worn(9, 40), terabyte); },
         .reached = [](ApplianceState const & state) { return lifeUsedIs(state, 9); }},
        {.text = "Two more are gone in no time",
         .act = [](SimulatedUnit & unit) { allAre(unit, worn(11, 46), 3 * terabyte); },
         .reached =
-            [](ApplianceState const & state) { return bothTold(state, "STORAGEDEVICE_LIFETIME_INFO"); }},
+            [](ApplianceState const & state) { return bothLogged(state, "STORAGEDEVICE_LIFETIME_INFO"); }},
        {.text = "A year of hard work: the disks are hot, and less than a third of their life is left",
         .act = [](SimulatedUnit & unit) { allAre(unit, old(), 9 * terabyte); },
         .reached =
             [](ApplianceState const & state) {
-               return oldAndHot(state) && bothTold(state, "STORAGEDEVICE_LIFETIME_WARNING");
+               return oldAndHot(state) && bothLogged(state, "STORAGEDEVICE_LIFETIME_WARNING");
             }},
    };
 }

@@ -39,10 +39,10 @@ int run(Options const & options, Signals & signals, bool live) {
    demo.reset();
    display.reset();
    std::fputs(summary.c_str(), stdout);
-   bool const told = std::fflush(stdout) == 0;
+   bool const written = std::fflush(stdout) == 0;
    if (!complaint.empty())
       std::fprintf(stderr, "storagedevices-demo: %s\n", complaint.c_str());
-   return complaint.empty() && told ? EXIT_SUCCESS : EXIT_FAILURE;
+   return complaint.empty() && written ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace

@@ -111,12 +111,12 @@ TEST_F(StatusClientTest, ReportsAnAgentThatDoesNotRun) {
    EXPECT_EQ(errorOf(), std::string{"there is no such socket: "} + hint);
    listenOn(1);
    stopListening();
-   EXPECT_EQ(errorOf(), std::string{"nobody answers on this socket: "} + hint);
+   EXPECT_EQ(errorOf(), std::string{"no program answers on this socket: "} + hint);
 }
 
 TEST_F(StatusClientTest, ReportsAFileThatIsNoSocket) {
    std::ofstream{path_} << "a file";
-   EXPECT_EQ(errorOf(), std::string{"nobody answers on this socket: "} + hint);
+   EXPECT_EQ(errorOf(), std::string{"no program answers on this socket: "} + hint);
    path_ += std::string(200, 's');
    EXPECT_EQ(errorOf(), "a socket's path must have 1 to 107 bytes: name another with --socket");
    path_.clear();
@@ -125,7 +125,7 @@ TEST_F(StatusClientTest, ReportsAFileThatIsNoSocket) {
 
 TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAnswer) {
    listenOn(1);
-   EXPECT_EQ(errorOf({.time = 30ms}), "no whole answer within 30 ms: the agent is held up, see its log");
+   EXPECT_EQ(errorOf({.time = 30ms}), "no whole answer within 30 ms: the agent stalls, see its log");
 }
 
 TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAccept) {
@@ -234,7 +234,7 @@ TEST_F(StatusClientTest, StopsWaitingForAStreamThatStalls) {
       FAIL();
    } catch (StatusError const & error) {
       EXPECT_EQ(std::string{error.what()},
-                path_ + ": no whole answer within 30 ms: the agent is held up, see its log");
+                path_ + ": no whole answer within 30 ms: the agent stalls, see its log");
    }
 }
 

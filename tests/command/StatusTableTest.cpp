@@ -295,7 +295,7 @@ TEST(StatusTableTest, ExplainsWhyThereAreNoDisks) {
              "storagedevices 1.2.3: ready, 0 disks, 2026-11-20T17:38:18.500Z\n"
              "No disks: none of this machine's devices matches an entry of the appliance's "
              "blockdev file, or there is none. "
-             "\"storagedevices check-config\" tells what becomes of each device.\n");
+             "\"storagedevices check-config\" shows how each device is classified.\n");
    EXPECT_EQ(tableOf(R"({"internalDevicesReady": false, "connectedDevices": {"disk": {}}})"),
              "storagedevices: still identifying devices, 0 disks\n"
              "No disks yet: the devices of this machine are still being identified.\n");
@@ -304,8 +304,8 @@ TEST(StatusTableTest, ExplainsWhyThereAreNoDisks) {
              "2026-11-20T17:38:18.500Z\n"
              "No disks: none of this machine's devices matches\n"
              "an entry of the appliance's blockdev file, or\n"
-             "there is none. \"storagedevices check-config\" tells\n"
-             "what becomes of each device.\n");
+             "there is none. \"storagedevices check-config\" shows\n"
+             "how each device is classified.\n");
 }
 
 TEST(StatusTableTest, ShowsTheLatestMessageOfADiskThatHasGone) {
@@ -315,7 +315,7 @@ TEST(StatusTableTest, ShowsTheLatestMessageOfADiskThatHasGone) {
    std::string const line =
        "Latest message: 2026-11-20 17:35 error STORAGEDEVICE_OFFLINE: A removal event occurred\n";
    EXPECT_TRUE(tableOf(stateWith(sata), gone).ends_with("fixed\n" + line));
-   EXPECT_TRUE(tableOf(stateWith(""), gone).ends_with("each device.\n" + line));
+   EXPECT_TRUE(tableOf(stateWith(""), gone).ends_with("is classified.\n" + line));
    EXPECT_EQ(tableOf(stateWith(sata), messages).find("Latest message"), std::string::npos);
 }
 

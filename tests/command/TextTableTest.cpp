@@ -9,14 +9,14 @@
 namespace Agent {
 namespace {
 
-using Spare = Column::Spare;
+using Omit = Column::Omit;
 
 std::vector<Column> sample() {
-   return {{"NAME", 4, Spare::never, false, {{"alpha"}, {"beta"}}},
-           {"SIZE", 4, Spare::never, true, {{"5 GB"}, {"1000 GB"}}},
-           {"MODEL", 4, Spare::first, false, {{"one long model"}, {"x"}}},
-           {"KIND", 4, Spare::first, false, {{"fixed"}, {"fixed"}}},
-           {"NOTE", 4, Spare::ifEmpty, false, {{""}, {"look", Tone::bad}}}};
+   return {{"NAME", 4, Omit::never, false, {{"alpha"}, {"beta"}}},
+           {"SIZE", 4, Omit::never, true, {{"5 GB"}, {"1000 GB"}}},
+           {"MODEL", 4, Omit::early, false, {{"one long model"}, {"x"}}},
+           {"KIND", 4, Omit::early, false, {{"fixed"}, {"fixed"}}},
+           {"NOTE", 4, Omit::ifEmpty, false, {{""}, {"look", Tone::bad}}}};
 }
 
 TEST(TextTableTest, SetsColumnsSideBySide) {
@@ -46,7 +46,7 @@ TEST(TextTableTest, CutsTheWidestCellsFirst) {
 
 TEST(TextTableTest, DropsColumnsOfTheSecondRankLast) {
    std::vector<Column> columns = sample();
-   columns[2].spare = Spare::second;
+   columns[2].omit = Omit::late;
    EXPECT_EQ(textTable(columns, 24, false),
              "NAME    SIZE  MOD…  NOTE\n"
              "alpha   5 GB  one…\n"
@@ -91,8 +91,8 @@ TEST(TextTableTest, ColoursWithoutMovingAnything) {
 }
 
 TEST(TextTableTest, MeasuresWideCharactersAndMarks) {
-   std::vector<Column> const columns{{"A", 4, Spare::never, false, {{"東京"}, {"é"}}},
-                                     {"B", 4, Spare::never, false, {{"1"}, {"2"}}}};
+   std::vector<Column> const columns{{"A", 4, Omit::never, false, {{"東京"}, {"é"}}},
+                                     {"B", 4, Omit::never, false, {{"1"}, {"2"}}}};
    EXPECT_EQ(textTable(columns, 0, false), "A     B\n東京  1\né     2\n");
 }
 

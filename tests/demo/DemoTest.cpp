@@ -85,9 +85,9 @@ TEST(ApplianceStateTest, DescribesTheAgentsVerdictOnADisk) {
       "readings": {"A1": [{"source": "iostat"}, {"source": "smartctl", "reason": "bad\nnews"}]}})");
    EXPECT_EQ(*now.healthOf("A1"),
              (DiskHealth{"warning", {"life-low", "over\nheat"}, 58, 9120, 9, "smartctl: bad\nnews"}));
-   EXPECT_TRUE(now.holds("A1", "life-low"));
-   EXPECT_FALSE(now.holds("A1", "removed"));
-   EXPECT_FALSE(now.holds("A2", "life-low"));
+   EXPECT_TRUE(now.hasReason("A1", "life-low"));
+   EXPECT_FALSE(now.hasReason("A1", "removed"));
+   EXPECT_FALSE(now.hasReason("A2", "life-low"));
    EXPECT_EQ(differences(before, now),
              std::vector<std::string>{
                  "~ A1  verdict ? -> warning (life-low, over\\nheat)  degrees ? -> 58  hours ? -> 9120  "
@@ -107,7 +107,7 @@ TEST(ApplianceStateTest, RecognisesAbsentDisksByTheirVerdict) {
    auto const state =
        parseState(R"({"verdicts": {"A1": {"verdict": "absent", "reasons": [{"code": "removed"}]}}})");
    EXPECT_EQ(state.disk("A1"), nullptr);
-   EXPECT_TRUE(state.holds("A1", "removed"));
+   EXPECT_TRUE(state.hasReason("A1", "removed"));
    EXPECT_EQ(differences({}, state), std::vector<std::string>{"~ A1  verdict ? -> absent (removed)"});
 }
 
