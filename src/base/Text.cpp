@@ -1,5 +1,8 @@
 #include "base/Text.h"
 
+#include <locale.h>
+#include <wchar.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -22,14 +25,6 @@ struct Range {
    char32_t first;
    char32_t last;
 };
-
-constexpr std::array zeroWidth{Range{0x300, 0x36f},   Range{0x483, 0x489},   Range{0x591, 0x5bd},
-                               Range{0x610, 0x61a},   Range{0x64b, 0x65f},   Range{0x200b, 0x200f},
-                               Range{0x20d0, 0x20f0}, Range{0xfe00, 0xfe0f}, Range{0xfeff, 0xfeff}};
-constexpr std::array doubleWidth{Range{0x1100, 0x115f},   Range{0x2e80, 0xa4cf},   Range{0xac00, 0xd7a3},
-                                 Range{0xf900, 0xfaff},   Range{0xfe30, 0xfe6f},   Range{0xff00, 0xff60},
-                                 Range{0xffe0, 0xffe6},   Range{0x1f300, 0x1f64f}, Range{0x1f680, 0x1f6ff},
-                                 Range{0x1f900, 0x1faff}, Range{0x20000, 0x3fffd}};
 
 // Format characters, separators of lines and paragraphs, and other invisible characters. They change the
 // writing direction, join and separate words, or hide in a name.
@@ -133,11 +128,28 @@ bool readsAsByte(std::string_view text) {
    return text.size() >= 3 && text[0] == 'x' && isDigit(text[1]) && isDigit(text[2]);
 }
 
-std::size_t widthOf(Decoded const & decoded) {
-   if (isIn(zeroWidth, decoded.point))
-      return 0;
-   return isIn(doubleWidth, decoded.point) ? 2 : 1;
-}
+// While it exists, libc measures characters by Unicode, whatever the user's locale. A system without that
+// locale measures one cell for each.
+class UnicodeWidths {
+ public:
+   UnicodeWidths() : before_{uselocale(unicode())} {}
+   UnicodeWidths(UnicodeWidths const &) = delete;
+   UnicodeWidths & operator=(UnicodeWidths const &) = delete;
+   ~UnicodeWidths() { uselocale(before_); }
+
+   std::size_t of(Decoded const & decoded) const {
+      int const width = decoded.valid ? wcwidth(static_cast<wchar_t>(decoded.point)) : 1;
+      return width < 0 ? 1 : static_cast<std::size_t>(width);
+   }
+
+ private:
+   static locale_t unicode() {
+      static locale_t const locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+      return locale;
+   }
+
+   locale_t before_;
+};
 
 }  // namespace
 
@@ -163,8 +175,9 @@ std::string validUtf8(std::string_view text) {
 }
 
 std::size_t displayWidth(std::string_view text) {
+   UnicodeWidths const widths;
    std::size_t width = 0;
-   forEachCharacter(text, [&width](Decoded const & decoded, std::string_view) { width += widthOf(decoded); });
+   forEachCharacter(text, [&](Decoded const & decoded, std::string_view) { width += widths.of(decoded); });
    return width;
 }
 
@@ -173,14 +186,15 @@ std::string cutToWidth(std::string_view text, std::size_t width) {
       return std::string{text};
    if (width == 0)
       return {};
+   UnicodeWidths const widths;
    std::string result;
    std::size_t used = 0;
    bool full = false;
    forEachCharacter(text, [&](Decoded const & decoded, std::string_view bytes) {
-      full = full || used + widthOf(decoded) > width - 1;
+      full = full || used + widths.of(decoded) > width - 1;
       if (full)
          return;
-      used += widthOf(decoded);
+      used += widths.of(decoded);
       result += bytes;
    });
    return result + "…";

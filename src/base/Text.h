@@ -20,7 +20,7 @@ std::string validUtf8(std::string_view text);
 // again.
 std::string escaped(std::string_view text);
 
-// The terminal cells of a UTF-8 text: none for combining marks, two for East Asian wide characters.
+// The terminal cells of a UTF-8 text, in any locale: none for combining marks, two for wide characters.
 std::size_t displayWidth(std::string_view text);
 
 // The text if it fits into `width` cells, else the part that fits before a "…".

@@ -134,6 +134,9 @@ TEST(DisplayWidthTest, CountsTerminalCells) {
    EXPECT_EQ(displayWidth("37 °C"), 5U);
    EXPECT_EQ(displayWidth("e\xcc\x81"), 1U);
    EXPECT_EQ(displayWidth("東京"), 4U);
+   EXPECT_EQ(displayWidth("\u0e14\u0e35"), 1U);  // a Thai consonant and its vowel above
+   EXPECT_EQ(displayWidth("\u26a1"), 2U);
+   EXPECT_EQ(displayWidth("\xff"), 1U);
 }
 
 TEST(CutToWidthTest, MarksTheCut) {
