@@ -64,8 +64,8 @@ ApplianceState parseState(std::string_view document, std::string_view messages =
 // Of all messages that can be logged, from the catalogue as JSON. Throws like `parseState`.
 std::vector<std::string> messageNames(std::string_view catalogue);
 
-// One line for each disk that came ("+"), went ("-") or changed ("~"), its health included,
-// and for each change of a file system's test, safe to show.
+// A line for each disk that came ("+"), went ("-") or changed ("~"), its health included. Then a line for
+// each file system whose test has changed. The lines are safe to show.
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now);
 
 }  // namespace Agent::Demo
