@@ -42,7 +42,7 @@ Disk driveDisk() {
 }
 
 Disk emmcDisk() {
-   return Simulation::emmcCard("mmcblk0", cidRegister, sectors(32));
+   return Simulation::emmcDevice("mmcblk0", cidRegister, sectors(32));
 }
 
 Disk eusbDisk() {

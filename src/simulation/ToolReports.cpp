@@ -21,7 +21,7 @@ std::string rightAligned(std::uint64_t number, std::size_t width) {
    return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-std::string hdparmConfiguration(std::uint64_t sectors) {
+std::string hdparmSizes(std::uint64_t sectors) {
    auto const bytes = sectors * sectorBytes;
    return "\tLBA48  user addressable sectors:" + rightAligned(sectors, 12) +
           "\n"
