@@ -43,7 +43,7 @@ double ours(Command const & command) {
       child->hasNotificationActiveIs(true);
       child->start(true, true);
       while (child->state() == Brul::PipedChildProcessSm::State::running)
-         Host::turn();
+         Vorn::Host::turn();
       if (child->state() != Brul::PipedChildProcessSm::State::finished)
          throw std::runtime_error(command[0] + " failed");
       outputChecked(command, child->stdoutBuffer());

@@ -123,7 +123,7 @@ DiscoveryProbe::Times DiscoveryProbe::discovery(Kind kind) const {
    times.all = secondsOf([&] {
       machine = StorageDevices::connectedDevicesSmFactory(config, devices, tracker);
       while (!machine->internalDevicesReady())
-         Host::turn();
+         Vorn::Host::turn();
    });
    times.programs = secondsInPrograms;
    if (devices->disk.size() != disks_ || times.programs <= 0)

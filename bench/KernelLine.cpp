@@ -78,7 +78,7 @@ class Watched {
                           Pelm::String{"/dev/sd" + std::string(1, static_cast<char>('a' + i))}, "", "", "",
                           false, 1, Pelm::String{number}, 256);
       }
-      Host::logSinkIs([](Host::LogMessage const &) {});
+      Vorn::Host::logSinkIs([](Vorn::Host::LogMessage const &) {});
       watcher_ = StorageDevices::storageDeviceErrWatcherSmFactory(Pelm::make<StorageDevicesInfo>(), devices_,
                                                                   Pelm::String{address("watcher").sun_path});
       sockaddr_un const mine = address("sender");

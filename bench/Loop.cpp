@@ -142,7 +142,7 @@ void compare(Bench::Report & report, std::size_t size) {
       readers.push_back(std::make_unique<Reader>(consumed));
    ByHand byHand{size};
    enum : std::size_t { ours, epoll };
-   auto const rounds = Bench::compete({contender(readers, consumed, [] { Host::turn(); }),
+   auto const rounds = Bench::compete({contender(readers, consumed, [] { Vorn::Host::turn(); }),
                                        contender(byHand.entries, byHand.consumed, [&] { byHand.turn(); })},
                                       1001);
    report.claim("loop: one of " + std::to_string(size) + " ready descriptors, beside epoll", rounds, ours,

@@ -9,7 +9,7 @@ int main() {
    auto const discovery = StorageDevices::connectedDevicesSmFactory(
        Pelm::make<FruConfig>(), devices, Pelm::make<Brul::ChildProcessTrackerSm>());
    auto const ready = [&] { return discovery->internalDevicesReady(); };
-   bool const identified = Host::runUntil(ready, Vorn::System::currentTime() + 60);
+   bool const identified = Vorn::Host::runUntil(ready, Vorn::System::currentTime() + 60);
    for (auto const & [name, disk] : devices->disk)
       std::cout << name << " " << disk->model() << " " << disk->mountPoint() << "\n";
    return identified ? 0 : 1;

@@ -29,7 +29,7 @@ void MountPtMonitorManagerSm::handleInitialized() {
          continue;
       }
       VORN_TRACE(traceHandle, 2) << "Instantiating state machine for " << mountPoint;
-      helper_ = newMountPtMonitorHelper();
+      helper_ = MountPtMonitorHelper::make();
       mountPtMonitorSmIs(mountPoint, helper_, devices_);
    }
    if (!mountPtMonitorSm.contains(mainFlash))

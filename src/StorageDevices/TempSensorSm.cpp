@@ -14,9 +14,9 @@ namespace {
 Vorn::TraceHandle traceHandle{"StorageTempSensorSm", true};
 
 // The range of a drive's temperature, and the largest credible change when the previous reading is unknown.
-constexpr Units::Celsius minTemperature = -40.0;
-constexpr Units::Celsius maxTemperature = 140.0;
-constexpr Units::Celsius usualChange = 20.0;
+constexpr Environment::Temperature::Celsius minTemperature = -40.0;
+constexpr Environment::Temperature::Celsius maxTemperature = 140.0;
+constexpr Environment::Temperature::Celsius usualChange = 20.0;
 
 }  // namespace
 
@@ -98,7 +98,8 @@ void TempSensorSm::updateTempSensor(Pelm::String const & name,
          return static_cast<double>((**attr).reportedValue);
       };
       wrapper->unrealisticTempChangeThresholdIs(
-          newValue ? Units::Celsius{std::abs(degreesOf(newValue) - degreesOf(oldValue))} : usualChange);
+          newValue ? Environment::Temperature::Celsius{std::abs(degreesOf(newValue) - degreesOf(oldValue))}
+                   : usualChange);
    }
    updateEnvTempSensorStatus(minTemperature, maxTemperature, *degrees, false, *config, *status, *wrapper);
 }

@@ -78,23 +78,23 @@ int replaceFile(fs::path const & path, std::string_view text) {
 
 // The directory itself, made if it is missing; or minus the error number, ELOOP for a link.
 int openDirectory(fs::path const & path) {
-   int const folder = Mounts::openSourceFolder(path);
+   int const folder = StorageDevices::Mounts::openSourceFolder(path);
    if (folder != -ENOENT)
       return folder;
    std::error_code error;
    fs::create_directories(path, error);
-   return error ? -error.value() : Mounts::openSourceFolder(path);
+   return error ? -error.value() : StorageDevices::Mounts::openSourceFolder(path);
 }
 
 }  // namespace
 
 std::string mountSourceText(std::string const & name) {
-   auto const mounts = Mounts::mountsAt(Pelm::String{"/mnt/" + name});
+   auto const mounts = StorageDevices::Mounts::mountsAt(Pelm::String{"/mnt/" + name});
    if (mounts.empty())
       return {};
    std::string const device = mounts.back().device.str();
    std::string text = sourceLine(device);
-   for (std::string const & below : Mounts::devicesBelow(device))
+   for (std::string const & below : StorageDevices::Mounts::devicesBelow(device))
       text += sourceLine(below);
    return text;
 }

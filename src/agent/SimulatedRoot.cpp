@@ -62,11 +62,11 @@ std::optional<std::string> SimulatedRoot::named() {
 
 SimulatedRoot::SimulatedRoot(std::string folder)
     : folder_{std::move(folder)}, clock_{*this, Vorn::Seconds::infinity()} {
-   Mounts::rootIs(folder_);
+   StorageDevices::Mounts::rootIs(folder_);
 }
 
 SimulatedRoot::~SimulatedRoot() {
-   Mounts::rootIs("");
+   StorageDevices::Mounts::rootIs("");
 }
 
 void SimulatedRoot::mountPointsIs(Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> mountPoints) {

@@ -63,23 +63,23 @@ void StorageAgent::toolsAre(Config::Tools const & tools) {
 
 void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {
    for (auto const & [facility, level] : before)
-      Host::traceLevelIs(facility, 0);
+      Vorn::Host::traceLevelIs(facility, 0);
    for (auto const & [facility, level] : config_.trace)
-      Host::traceLevelIs(facility, level);
+      Vorn::Host::traceLevelIs(facility, level);
 }
 
 StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
     : config_{std::move(config)},
       log_{log},
       reread_{std::move(reread)},
-      lastTurn_{Host::monotonicSeconds()},
+      lastTurn_{Vorn::Host::monotonicSeconds()},
       signals_{[this] { reload(); }},
       monitors_{config_, tracker_,
                 [this](int severity, std::string const & text) { log_.notice(severity, text); }} {
    toolsAre(config_.tools);
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(config_.timeScale));
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(config_.timeScale));
    traceLevelsAre({});
-   Host::logSinkIs([this](Host::LogMessage const & message) {
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & message) {
       messages_.add(message);
       log_.message(message);
    });
@@ -100,7 +100,7 @@ void StorageAgent::serve(ListenSocket socket, std::optional<Base::HttpAddress> c
 
 StorageAgent::~StorageAgent() {
    // What is told of the end of monitors is not for a store that goes with them.
-   Host::logSinkIs([log = &log_](Host::LogMessage const & message) { log->message(message); });
+   Vorn::Host::logSinkIs([log = &log_](Vorn::Host::LogMessage const & message) { log->message(message); });
 }
 
 void StorageAgent::run() {
@@ -108,15 +108,15 @@ void StorageAgent::run() {
                "version " + std::string{Base::version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(LOG_NOTICE, line);
-   Host::turn(0);  // from here on it counts as at work, the start of the monitors included
+   Vorn::Host::turn(0);  // from here on it counts as at work, the start of the monitors included
    watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
    for (auto const & server : servers_)
       server->acceptingIs(true);
    serviceManager_.notify("READY=1");
-   while (!Host::stopRequested()) {
-      Host::turn();
-      lastTurn_ = Host::monotonicSeconds();
+   while (!Vorn::Host::stopRequested()) {
+      Vorn::Host::turn();
+      lastTurn_ = Vorn::Host::monotonicSeconds();
    }
    serviceManager_.notify("STOPPING=1");
    log_.notice(LOG_INFO, "stopping");
@@ -153,7 +153,7 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
 }
 
 double StorageAgent::lastTurnAge() const {
-   return Host::monotonicSeconds() - lastTurn_;
+   return Vorn::Host::monotonicSeconds() - lastTurn_;
 }
 
 Stalls StorageAgent::stalls() const {

@@ -95,7 +95,7 @@ TEST_F(DataMonitorSmTest, ReadsNothingBeforeTheFirstTurn) {
    start();
    EXPECT_EQ(updated(), Serials{}) << "not even a removable disk";
    EXPECT_EQ(data_, (Serials{"A", "B"}));
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(updated(), (Serials{"A", "B"}));
    EXPECT_EQ(monitor_->pollCount(), 1U);
 }
@@ -104,7 +104,7 @@ TEST_F(DataMonitorSmTest, ReadsEveryDiskOncePerInterval) {
    plug("A");
    plug("B");
    start();
-   Host::runFor(179);
+   Vorn::Host::runFor(179);
    EXPECT_EQ(updated(), (Serials{"A", "B", "A", "B", "A", "B"}));
    EXPECT_EQ(monitor_->times, (std::vector<double>{1000, 1000, 1060, 1060, 1120, 1120}));
    EXPECT_EQ(monitor_->pollCount(), 3U);
@@ -112,23 +112,23 @@ TEST_F(DataMonitorSmTest, ReadsEveryDiskOncePerInterval) {
 
 TEST_F(DataMonitorSmTest, ReadsARemovableDiskAsSoonAsItAppears) {
    start();
-   Host::runFor(10);
+   Vorn::Host::runFor(10);
    plug("stick", true);
    EXPECT_EQ(updated(), Serials{"stick"});
    EXPECT_EQ(monitor_->pollCount(), 1U) << "a poll it is not";
-   Host::runFor(49);
+   Vorn::Host::runFor(49);
    EXPECT_EQ(updated(), Serials{});
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(updated(), Serials{"stick"});
 }
 
 TEST_F(DataMonitorSmTest, ReadsANewFixedDiskAtTheNextPoll) {
    start();
-   Host::runFor(10);
+   Vorn::Host::runFor(10);
    plug("A");
-   Host::runFor(49);
+   Vorn::Host::runFor(49);
    EXPECT_EQ(updated(), Serials{});
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(updated(), Serials{"A"});
 }
 
@@ -140,14 +140,14 @@ TEST_F(DataMonitorSmTest, DropsARemovedDiskAtOnce) {
    EXPECT_EQ(data_, Serials{"B"});
    ASSERT_FALSE(traces_.texts(2).empty());
    EXPECT_EQ(traces_.texts(2).back(), "Deleting A from its associated *Data collection");
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    EXPECT_EQ(updated(), Serials{"B"});
 }
 
 TEST_F(DataMonitorSmTest, IgnoresADiskThatChanges) {
    plug("A");
    start();
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    updated();
    traces_.clear();
    plug("A", true);
@@ -186,7 +186,7 @@ TEST_F(DataMonitorSmTest, TracesItsNextStep) {
 
 TEST_F(DataMonitorSmTest, TracesTheKindOfDataThatItPolls) {
    start();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(traces_.texts(7), Serials{"polling the List data"});
 }
 
@@ -229,7 +229,7 @@ TEST_F(DataMonitorSmTest, ReadsThenCountsThePollThenSchedulesTheNext) {
    watcher.reactor.on<&PollWatcher::handlePollCount>(static_cast<DataMonitorSm &>(*monitor_).pollCount,
                                                      watcher);
    watcher.reactor.hasNotificationActiveIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(watcher.updated, Serials{"A"});
    EXPECT_EQ(watcher.wakeUp, Vorn::Seconds::infinity());
    EXPECT_EQ(monitor_->clock()->timeMin(), Vorn::System::currentTime() + 60);
@@ -238,13 +238,13 @@ TEST_F(DataMonitorSmTest, ReadsThenCountsThePollThenSchedulesTheNext) {
 TEST_F(DataMonitorSmTest, PollsAtOnceAndRestartsThePeriodWhenTheIntervalChanges) {
    plug("A");
    start();
-   Host::runFor(20);
+   Vorn::Host::runFor(20);
    updated();
    interval_->intervalIs(100);
    EXPECT_EQ(updated(), Serials{"A"});
-   Host::runFor(99);
+   Vorn::Host::runFor(99);
    EXPECT_EQ(updated(), Serials{}) << "the poll that was due at 60 seconds is no longer";
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(updated(), Serials{"A"});
    EXPECT_EQ(monitor_->pollCount(), 3U);
 }
@@ -254,24 +254,24 @@ TEST_F(DataMonitorSmTest, HasNeitherClockNorIntervalPollBeforeItIsInitialised) {
    data_ = {"A"};
    monitor_ = Pelm::make<ListMonitor>(interval_, devices_, data_);
    interval_->intervalIs(5);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(updated(), Serials{});
    EXPECT_EQ(monitor_->pollCount(), 0U);
    monitor_->handleInitialized();
    EXPECT_TRUE(monitor_->initialized());
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(updated(), Serials{"A"});
 }
 
 TEST_F(DataMonitorSmTest, ReadsTheOtherDisksAndPollsAgainWhenOneRaisesAFailure) {
    int failures = 0;
-   Host::failureSinkIs([&](std::string_view, std::string_view) { ++failures; });
+   Vorn::Host::failureSinkIs([&](std::string_view, std::string_view) { ++failures; });
    for (char const * const serial : {"A", "B", "C"})
       plug(serial);
    start();
    monitor_->failing = "B";
-   Host::runFor(119);
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::runFor(119);
+   Vorn::Host::failureSinkIs(nullptr);
    EXPECT_EQ(updated(), (Serials{"A", "B", "C", "A", "B", "C"}));
    EXPECT_EQ(failures, 2);
 }
@@ -282,7 +282,7 @@ TEST_F(DataMonitorSmTest, IgnoresEventsAsAZombie) {
    monitor_->vornDoZombieReactors(true);
    plug("B");
    interval_->intervalIs(5);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(updated(), Serials{});
    EXPECT_EQ(data_, Serials{"A"});
 }
@@ -293,7 +293,7 @@ TEST_F(DataMonitorSmTest, StopsPollingWhenDropped) {
    monitor_ = nullptr;
    interval_->intervalIs(5);
    devices_->diskDel("A");
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(data_, Serials{"A"}) << "nobody is there to drop it";
 }
 
@@ -316,10 +316,10 @@ TEST_F(DataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsNotification) {
    dropper.reactor.notifierIs(monitor_);
    dropper.reactor.on<&Dropper::handlePollCount>(static_cast<DataMonitorSm &>(*monitor_).pollCount, dropper);
    dropper.reactor.hasNotificationActiveIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_FALSE(monitor_);
    EXPECT_EQ(data_, Serials{"A"}) << "it hears nothing more";
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
 }
 
 TEST_F(DataMonitorSmTest, ReadsNoFurtherDiskWhenDroppedDuringAPoll) {
@@ -329,7 +329,7 @@ TEST_F(DataMonitorSmTest, ReadsNoFurtherDiskWhenDroppedDuringAPoll) {
    start();
    monitor_->reads = &reads;
    monitor_->onUpdate = [&] { monitor_ = nullptr; };
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reads, Serials{"A"});
 }
 

@@ -200,8 +200,8 @@ TEST_F(DeviceDetectionSmTest, IgnoresADirectoryThatIsALink) {
 
 TEST_F(DeviceDetectionSmTest, TracesBeforeItLogs) {
    std::string order;
-   Host::traceSinkIs([&](Host::TraceLine const &) { order += 't'; });
-   Host::logSinkIs([&](Host::LogMessage const &) { order += 'm'; });
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const &) { order += 't'; });
+   Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) { order += 'm'; });
    fruConfig_->expectedMountsIs("flash");
    plug("S1", "drive");
    plug("S2", "drive2", "/dev/sdb");

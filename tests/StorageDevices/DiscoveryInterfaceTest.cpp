@@ -186,7 +186,7 @@ TEST_F(DiscoveryInterfaceTest, ReleasesTheToolOfACollector) {
    nvme->handleNvmeCli();
    nvme->parseOutput();
    EXPECT_EQ(nvme->nvmeCliSm(), nullptr);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(ssd->finalDisk(), nullptr);
    EXPECT_EQ(nvme->finalDisk(), nullptr);
 }
@@ -196,7 +196,7 @@ TEST_F(DiscoveryInterfaceTest, PublishesNothingFromZombieCollectors) {
    auto const nvme = NvmeDiskInfoCollectorSmIs(disk_, tracker_);
    ssd->vornDoZombieReactors(true);
    nvme->vornDoZombieReactors(true);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(ssd->finalDisk(), nullptr);
    EXPECT_EQ(nvme->finalDisk(), nullptr);
 }

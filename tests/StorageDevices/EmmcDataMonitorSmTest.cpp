@@ -59,10 +59,10 @@ TEST_F(EmmcDataMonitorSmTest, ReadsTheThreeRegistersAtEveryPoll) {
    plug("E1");
    start();
    EXPECT_EQ(values("E1"), (std::vector<int>{-1, -1, -1})) << "before the first poll";
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
    registersAre("0x03 0b\n", "02\n");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(values("E1"), (std::vector<int>{3, 11, 2}));
    EXPECT_EQ(data_->deviceData("E1")->reading.count(), 2U);
    EXPECT_TRUE(traces_.errors().empty());
@@ -72,10 +72,10 @@ TEST_F(EmmcDataMonitorSmTest, KeepsAllThreeValuesWhenAFileIsMissing) {
    registersAre("0x01 0x02\n", "0x01\n");
    plug("E1");
    start();
-   Host::turn();
+   Vorn::Host::turn();
    registersAre("0x05 0x06\n", "");
    std::filesystem::remove(folder_.path() / "mmcblk0/pre_eol_info");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
    auto const & reading = data_->deviceData("E1")->reading;
    EXPECT_EQ(reading.count(), 1U);
@@ -89,7 +89,7 @@ TEST_F(EmmcDataMonitorSmTest, KeepsAllThreeValuesWhenAFileIsMissing) {
 TEST_F(EmmcDataMonitorSmTest, ReadsOneFileWhenTheOtherCannotBeOpened) {
    plug("E1");
    start();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(traces_.errors(),
              (Texts{std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/life_time",
                     std::string{opener} + " Could not open " + folder_.string() + "/mmcblk0/pre_eol_info",
@@ -111,14 +111,14 @@ TEST_F(EmmcDataMonitorSmTest, KeepsButDoesNotReadARecordWhoseDiskMovedToAnotherB
    registersAre("0x01 0x02\n", "0x01\n");
    plug("E1");
    start();
-   Host::turn();
+   Vorn::Host::turn();
    registersAre("0x05 0x06\n", "0x02\n");
    plug("E1", ConnectedDisk::BusType::nvme);
-   Host::runFor(121);
+   Vorn::Host::runFor(121);
    EXPECT_EQ(values("E1"), (std::vector<int>{1, 2, 1}));
    EXPECT_EQ(data_->deviceData("E1")->reading.count(), 1U);
    plug("E1");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(values("E1"), (std::vector<int>{5, 6, 2}));
 }
 
@@ -147,7 +147,7 @@ TEST_F(EmmcDataMonitorSmTest, ReadsSysfsByDefault) {
 TEST_F(EmmcDataMonitorSmTest, DoesNotReadARecordWhoseDiskIsGone) {
    start();
    data_->deviceDataIs("stranger");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_TRUE(traces_.errors().empty());
    EXPECT_EQ(values("stranger"), (std::vector<int>{-1, -1, -1}));
 }

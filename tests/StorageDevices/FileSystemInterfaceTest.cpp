@@ -35,9 +35,9 @@ class FileSystemInterfaceTest : public Support::VirtualTimeTest {
  protected:
    FileSystemInterfaceTest() {
       Support::DiskFields{.mountPoint = folder_.string()}.writeTo(*devices_);
-      mountPtMonitorHelperCreatorIs([] { return Pelm::make<MountPtMonitorHelper>(); });
+      MountPtMonitorHelper::creatorIs([] { return Pelm::make<MountPtMonitorHelper>(); });
    }
-   ~FileSystemInterfaceTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~FileSystemInterfaceTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
 
    Support::TempDir folder_{Support::folderWithDirectIo()};
    Pelm::String mountPoint_{folder_.string()};
@@ -193,7 +193,7 @@ TEST_F(FileSystemInterfaceTest, OffersTheManagerOfMountPoints) {
    EXPECT_EQ(manager->devices(), devices_);
    ASSERT_EQ(manager->mountPtMonitorSm.size(), 1U);
    EXPECT_EQ(manager->helper(), manager->mountPtMonitorSm(mountPoint_)->helper());
-   manager->mountPtMonitorSmIs("/mnt/other", newMountPtMonitorHelper(), devices_);
+   manager->mountPtMonitorSmIs("/mnt/other", MountPtMonitorHelper::make(), devices_);
    EXPECT_EQ(manager->mountPtMonitorSm("/mnt/other")->mountPt(), "/mnt/other");
    manager->mountPtMonitorSmDel("/mnt/other");
    EXPECT_FALSE(manager->mountPtMonitorSm("/mnt/other"));

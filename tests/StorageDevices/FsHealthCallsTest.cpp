@@ -28,7 +28,7 @@ std::vector<void const *> buffers;
 int mkdirError = 0;
 
 void seen(char const * call) {
-   Host::Activity const activity = Host::activity();
+   Vorn::Host::Activity const activity = Vorn::Host::activity();
    if (seenCalls)
       seenCalls->push_back(std::string{call} + ": " + (activity.operation ? activity.operation : "nothing") +
                            " of " + std::string{activity.path()});
@@ -86,7 +86,7 @@ namespace {
 
 class FsHealthCallsTest : public Support::VirtualTimeTest {
  protected:
-   FsHealthCallsTest() { Host::runFor(0); }
+   FsHealthCallsTest() { Vorn::Host::runFor(0); }
    ~FsHealthCallsTest() override { seenCalls = nullptr; }
 
    Support::TempDir folder{Support::folderWithDirectIo()};
@@ -99,14 +99,14 @@ TEST_F(FsHealthCallsTest, NamesABlockingCallWithItsMountPoint) {
    std::vector<std::string> calls;
    seenCalls = &calls;
    machine->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    seenCalls = nullptr;
    ASSERT_TRUE(machine->readTestOk());
    std::vector<std::string> expected;
    for (char const * const call : {"mkdir", "unlink", "lseek", "fsync", "lseek"})
       expected.push_back(std::string{call}.append(": ").append(call).append(" of ").append(mountPoint));
    EXPECT_EQ(calls, expected);
-   EXPECT_EQ(Host::activity().operation, nullptr);
+   EXPECT_EQ(Vorn::Host::activity().operation, nullptr);
 }
 
 TEST_F(FsHealthCallsTest, SeeksFromTheStartAndPassesOnlyItsAlignedBlock) {
@@ -115,7 +115,7 @@ TEST_F(FsHealthCallsTest, SeeksFromTheStartAndPassesOnlyItsAlignedBlock) {
    buffers.clear();
    seenCalls = &calls;
    machine->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    seenCalls = nullptr;
    ASSERT_TRUE(machine->readTestOk());
    EXPECT_EQ(seeks, (std::vector<std::pair<off_t, int>>{{0, SEEK_SET}, {0, SEEK_SET}}));
@@ -124,15 +124,15 @@ TEST_F(FsHealthCallsTest, SeeksFromTheStartAndPassesOnlyItsAlignedBlock) {
 
 TEST_F(FsHealthCallsTest, NamesTheSamplingOfTheUseAsABlockingCall) {
    std::vector<std::string> calls;
-   Host::traceLevelIs("StorageFsHealthSm", 7);
-   Host::traceSinkIs([&](Host::TraceLine const & line) {
-      Host::Activity const activity = Host::activity();
+   Vorn::Host::traceLevelIs("StorageFsHealthSm", 7);
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) {
+      Vorn::Host::Activity const activity = Vorn::Host::activity();
       if (line.function == "getUtilPercent")
          calls.push_back(std::string{activity.operation} + " of " + std::string{activity.path()});
    });
-   Host::runFor(121);
-   Host::traceSinkIs(nullptr);
-   Host::traceLevelIs("StorageFsHealthSm", 0);
+   Vorn::Host::runFor(121);
+   Vorn::Host::traceSinkIs(nullptr);
+   Vorn::Host::traceLevelIs("StorageFsHealthSm", 0);
    EXPECT_EQ(calls, std::vector<std::string>{"statvfs of " + mountPoint});
 }
 
@@ -144,14 +144,14 @@ TEST_F(FsHealthCallsTest, CountsASetupThatSaysAgainAndRepeatsItAtTheNextTest) {
    EXPECT_EQ(machine->nonSyslogErrorCount(), 0U);
    EXPECT_FALSE(machine->syslogTriggered());
    EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::idle});
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::writeTest});
 }
 
 TEST_F(FsHealthCallsTest, LeavesNothingToWatchAfterAGoodTest) {
    Support::TraceRecorder const traces{{"VornPoller", 0}};
    machine->start();
-   Host::runFor(3600);
+   Vorn::Host::runFor(3600);
    EXPECT_EQ(traces.errors(), std::vector<std::string>{});
 }
 

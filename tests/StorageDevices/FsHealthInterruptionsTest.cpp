@@ -31,7 +31,7 @@ class Interruption {
  public:
    Interruption(FsHealthSm const & machine, int at, std::function<void()> action)
        : at_{at}, action_{std::move(action)} {
-      Host::logSinkIs([this](Host::LogMessage const &) { handle(); });
+      Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { handle(); });
       machine_.notifierIs(Pelm::Ptr<Pelm::Node const>{&machine});
       listen(machine_, machine.running, machine.state, machine.syslogTriggered, machine.nonSyslogErrorCount,
              machine.eagainErrorCount, machine.writeTestOk, machine.readTestOk, machine.cookieFilePath,
@@ -42,7 +42,7 @@ class Interruption {
    }
    Interruption(Interruption const &) = delete;
    Interruption & operator=(Interruption const &) = delete;
-   ~Interruption() { Host::logSinkIs(nullptr); }
+   ~Interruption() { Vorn::Host::logSinkIs(nullptr); }
 
    int notifications() const { return count_; }
 
@@ -112,7 +112,7 @@ constexpr Way ways[] = {
 class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
  protected:
    FsHealthInterruptionsTest() {
-      Host::turn();  // opens what the loop itself holds
+      Vorn::Host::turn();  // opens what the loop itself holds
       before_ = Support::openDescriptors();
    }
 
@@ -136,7 +136,7 @@ class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testin
    void runOnLoop() const {
       if (Pelm::Ptr<FsHealthSm> const machine = machine_)
          machine->start();
-      Host::runFor(700);
+      Vorn::Host::runFor(700);
    }
    // The same by calls, so that each change is delivered where it is made.
    void runByHand() const {
@@ -195,7 +195,7 @@ TEST_P(FsHealthInterruptionsTest, StopsForGoodInAnyNotification) {
    auto const check = [this](Interruption const & interruption) {
       expectStopped();
       int const heard = interruption.notifications();
-      Host::runFor(2 * day);
+      Vorn::Host::runFor(2 * day);
       EXPECT_EQ(interruption.notifications(), heard) << "it went on";
       for (std::string const & error : traces_.errors())
          EXPECT_EQ(error.find("close"), std::string::npos) << error;
@@ -208,7 +208,7 @@ TEST_P(FsHealthInterruptionsTest, StopsAndRestartsInAnyNotification) {
       ASSERT_TRUE(restartedAt_);
       Vorn::Seconds const restarted = *std::exchange(restartedAt_, std::nullopt);
       EXPECT_TRUE(machine_->running());
-      Host::runFor((restarted + 650 - Vorn::System::currentTime()).value());
+      Vorn::Host::runFor((restarted + 650 - Vorn::System::currentTime()).value());
       EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk()) << "a test of its own, with its own end";
       EXPECT_EQ(machine_->state(), State{State::idle});
       EXPECT_NEAR((machine_->testClock()->timeMin() - restarted).value(), 900, 3);
@@ -230,7 +230,7 @@ TEST_P(FsHealthInterruptionsTest, StartsWhileItStops) {
       for (int at = 1;; ++at) {
          make();
          machine_->start();
-         Host::runFor(into);
+         Vorn::Host::runFor(into);
          Interruption const interruption{*machine_, at, [this] { machine_->start(); }};
          machine_->stop();
          if (interruption.notifications() < at)

@@ -81,7 +81,7 @@ using Texts = std::vector<std::string>;
 class FsHealthLinksTest : public Support::VirtualTimeTest {
  protected:
    FsHealthLinksTest() {
-      Host::turn();  // opens what the loop itself holds
+      Vorn::Host::turn();  // opens what the loop itself holds
       before_ = Support::openDescriptors();
       fs::create_directory(elsewhere_);
       folder_.fileIs("elsewhere/precious", precious_);
@@ -192,42 +192,42 @@ TEST_P(FsHealthTrapsTest, ReplacesATrapLeftBeforeTheTest) {
       expectRefused("setupTest - unlink", EISDIR);
       return;
    }
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    expectHealthy();
 }
 
 TEST_P(FsHealthTrapsTest, DoesNotWriteToATrapSwappedInBeforeTheWriteTest) {
    machine_->start();
    setIn(cookie());
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    expectRefused("writeTest - open");
 }
 
 TEST_P(FsHealthTrapsTest, DoesNotWriteToATrapSwappedInWhileTheFileIsMade) {
    machine_->start();
    beforeMaking = [this] { setIn(cookie()); };
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    EXPECT_FALSE(beforeMaking);
    expectRefused("writeTest - open");
 }
 
 TEST_P(FsHealthTrapsTest, DoesNotOpenATrapSwappedInWhileTheFileIsOpened) {
    machine_->start();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    beforeOpeningItself = [this] {
       fs::rename(cookie(), mountPoint_ / "aside");
       setIn(cookie());
    };
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_FALSE(beforeOpeningItself);
    expectHealthy();
 }
 
 TEST_P(FsHealthTrapsTest, DoesNotReadATrapSwappedInBeforeTheReadTest) {
    machine_->start();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    setIn(cookie());
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    expectRefused("readTest - open");
 }
 
@@ -244,15 +244,15 @@ TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapLeftBeforeTheTest) {
 TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapSwappedInBeforeTheWriteTest) {
    machine_->start();
    setIn(debug());
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    expectRefused("writeTest - open");
 }
 
 TEST_P(FsHealthFolderTrapsTest, DoesNotEnterATrapSwappedInBeforeTheReadTest) {
    machine_->start();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    setIn(debug());
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    expectRefused("readTest - open");
 }
 
@@ -283,7 +283,7 @@ TEST_F(FsHealthLinksTest, SendsNothingToTheReaderOfAFifo) {
    replace(cookie(), [](fs::path const & place) { ASSERT_EQ(mkfifo(place.c_str(), 0666), 0); });
    int const reader = open(cookie().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
    ASSERT_GE(reader, 0);
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    char byte = 0;
    EXPECT_EQ(read(reader, &byte, 1), 0);
    close(reader);
@@ -293,7 +293,7 @@ TEST_F(FsHealthLinksTest, SendsNothingToTheReaderOfAFifo) {
 TEST_F(FsHealthLinksTest, UsesAPlainFileThatSomebodyElseMade) {
    machine_->start();
    replace(cookie(), [](fs::path const & place) { std::ofstream{place} << "another"; });
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    expectHealthy();
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
 }
@@ -301,7 +301,7 @@ TEST_F(FsHealthLinksTest, UsesAPlainFileThatSomebodyElseMade) {
 TEST_F(FsHealthLinksTest, DoesNotTruncateALongerFileThatSomebodyElseMade) {
    machine_->start();
    replace(cookie(), [this](fs::path const & place) { std::ofstream{place} << precious_; });
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    expectHealthy();
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str() + precious_.substr(blockSize));
 }
@@ -311,16 +311,16 @@ TEST_F(FsHealthLinksTest, FollowsAMountPointThatIsItselfALink) {
    fs::create_directory_symlink(mountPoint_, link);
    watch(link);
    machine_->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    expectHealthy();
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
 }
 
 TEST_F(FsHealthLinksTest, DoesNotUseAFileThatGetsAnotherNameWhileItIsOpened) {
    machine_->start();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    beforeOpeningItself = [this] { fs::create_hard_link(cookie(), mountPoint_ / "another"); };
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    expectRefused("readTest - open");
 }
 
@@ -332,9 +332,9 @@ TEST_F(FsHealthLinksTest, IgnoresOwners) {
    for (fs::path const & place : {mountPoint_, debug()})
       ASSERT_EQ(chown(place.c_str(), another, another), 0);
    machine_->start();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    ASSERT_EQ(chown(cookie().c_str(), another, another), 0);
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    expectHealthy();
 }
 
@@ -360,7 +360,7 @@ TEST_F(FsHealthLinksTest, LosesNoRaceAgainstASwappedFile) {
    }};
    for (int i = 0; i < 100; ++i) {
       machine_->start();
-      Host::runFor(900);
+      Vorn::Host::runFor(900);
    }
    over = true;
    attacker.join();
@@ -395,13 +395,13 @@ TEST_F(FsHealthMountsTest, DoesNotEnterADeviceMountedOnTheFolderDuringTheTest) {
    {
       Support::MountedFolder const other{"other", debug()};
       ASSERT_TRUE(other);
-      Host::runFor(301);
+      Vorn::Host::runFor(301);
       expectRefused("writeTest - open");
       EXPECT_TRUE(fs::is_empty(debug()));
    }
    traces_.clear();
    machine_->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    expectHealthy();
 }
 
@@ -413,7 +413,7 @@ TEST_F(FsHealthMountsTest, DoesNotWriteToAFileOfAnotherDevice) {
    machine_->start();
    replace(cookie(), [](fs::path const & place) { std::ofstream{place}.close(); });
    ASSERT_EQ(mount((other / "file").c_str(), cookie().c_str(), nullptr, MS_BIND, nullptr), 0);
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    EXPECT_EQ(umount2(cookie().c_str(), MNT_DETACH), 0);
    EXPECT_EQ(Support::fileContent(other / "file"), precious_);
    expectRefused("writeTest - open");

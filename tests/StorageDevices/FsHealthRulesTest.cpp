@@ -31,7 +31,7 @@ using State = FsHealthSmState;
 class FsHealthRulesTest : public Support::VirtualTimeTest {
  protected:
    FsHealthRulesTest() {
-      Host::turn();
+      Vorn::Host::turn();
       machine_ = make(blockSize);
    }
 
@@ -45,7 +45,7 @@ class FsHealthRulesTest : public Support::VirtualTimeTest {
    // A test that went well.
    void passOnce() const {
       machine_->start();
-      Host::runFor(601);
+      Vorn::Host::runFor(601);
       ASSERT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
    }
    // A test whose failure was logged.
@@ -53,12 +53,12 @@ class FsHealthRulesTest : public Support::VirtualTimeTest {
       ops().readRetIs(-1);
       ops().readErrnoIs(EIO);
       machine_->start();
-      Host::runFor(601);
+      Vorn::Host::runFor(601);
       ASSERT_TRUE(machine_->syslogTriggered() && machine_->writeTestOk());
    }
    void use(int percent) const {
       ops().utilChkRetIs(percent);
-      Host::runFor(120);
+      Vorn::Host::runFor(120);
    }
 
    Support::TempDir folder_{Support::folderWithDirectIo()};
@@ -119,9 +119,9 @@ TEST_F(FsHealthRulesTest, SamplesTheUseAfterEachDelayAsItIsSet) {
    machine_->utilChkDelayIs(1000);
    EXPECT_EQ((machine_->utilChkClock()->timeMin() - Vorn::System::currentTime()).value(), 120)
        << "armed before it was set";
-   Host::runFor(121);
+   Vorn::Host::runFor(121);
    EXPECT_NEAR((machine_->utilChkClock()->timeMin() - Vorn::System::currentTime()).value(), 999, 1.1);
-   Host::runFor(2000);
+   Vorn::Host::runFor(2000);
    EXPECT_EQ(traces_.texts(7).size(), 3U);
 }
 
@@ -174,7 +174,7 @@ TEST_F(FsHealthRulesTest, EntersCleanupOnceAtAStop) {
 TEST_F(FsHealthRulesTest, DoesNothingWhenItEntersTheStateThatItIsIn) {
    machine_->start();
    machine_->stateIs(State::readTest);
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    machine_->stateIs(State::readTest);
    EXPECT_EQ(nextTest(), 200) << "it is not armed again";
 }
@@ -204,15 +204,15 @@ TEST_F(FsHealthRulesTest, KeepsThePhasesOfTheLastTestWhenASetupFails) {
 
 TEST_F(FsHealthRulesTest, TracesOnlyAShortWrite) {
    machine_->start();
-   Host::runFor(299);
+   Vorn::Host::runFor(299);
    ops().writeRetIs(static_cast<std::int32_t>(blockSize) + 1);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_TRUE(machine_->writeTestOk());
    EXPECT_EQ(traces_.errors(), Texts{});
    machine_->start();
-   Host::runFor(299);
+   Vorn::Host::runFor(299);
    ops().writeRetIs(static_cast<std::int32_t>(blockSize) - 1);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(traces_.errors(), Texts{"doWriteTest not all data was written"});
 }
 
@@ -227,9 +227,9 @@ TEST_F(FsHealthRulesTest, AcceptsPositiveResults) {
 TEST_F(FsHealthRulesTest, AcceptsAPositiveResultOfAClose) {
    auto const before = Support::openDescriptors();
    machine_->start();
-   Host::runFor(299);
+   Vorn::Host::runFor(299);
    ops().closeRetIs(1);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_TRUE(machine_->writeTestOk());
    EXPECT_EQ(machine_->fsHealthSmFd()->descriptor(), -1);
    EXPECT_EQ(traces_.errors(), Texts{});
@@ -246,25 +246,25 @@ TEST_F(FsHealthRulesTest, WatchesItsDescriptorOnlyForTheAwaitedEvent) {
    ops().lseekErrnoIs(EAGAIN);
    machine_->start();
    EXPECT_FALSE(fd.notifyOnWritable() || fd.notifyOnReadable());
-   Host::runFor(302);
+   Vorn::Host::runFor(302);
    EXPECT_TRUE(fd.notifyOnWritable() && !fd.notifyOnReadable());
    ops().lseekRetIs(0);
    machine_->stop();
    EXPECT_FALSE(fd.notifyOnWritable() || fd.notifyOnReadable());
    machine_->start();
-   Host::runFor(302);
+   Vorn::Host::runFor(302);
    ops().lseekRetIs(-1);
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_TRUE(fd.notifyOnReadable() && !fd.notifyOnWritable());
 }
 
 TEST_F(FsHealthRulesTest, EndsATestAtOnceWhenReleased) {
    auto const before = Support::openDescriptors();
    machine_->start();
-   Host::runFor(299);
+   Vorn::Host::runFor(299);
    machine_ = nullptr;
    traces_.clear();
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_TRUE(traces_.lines().empty());
    EXPECT_FALSE(fs::exists(folder_.path() / "debug/healthTestCookie"));
    EXPECT_EQ(Support::openDescriptors(), before);

@@ -54,7 +54,7 @@ using State = FsHealthSmState;
 class FsHealthSmTest : public Support::VirtualTimeTest {
  protected:
    FsHealthSmTest() {
-      Host::turn();  // opens what the loop itself holds, whichever test is the first
+      Vorn::Host::turn();  // opens what the loop itself holds, whichever test is the first
       Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
    }
@@ -65,7 +65,7 @@ class FsHealthSmTest : public Support::VirtualTimeTest {
    // Starts a test and lets it come to a phase in which the file is open and ready.
    void reach(State::Value phase) {
       machine_->start();
-      Host::runFor(phase == State::writeTest ? 299 : 599);
+      Vorn::Host::runFor(phase == State::writeTest ? 299 : 599);
    }
    // The names and messages of what was logged: "writeTest - open: No such file or directory".
    Texts logged() const {
@@ -82,7 +82,7 @@ class FsHealthSmTest : public Support::VirtualTimeTest {
       reach(phase);
       ops().lseekRetIs(-1);
       ops().lseekErrnoIs(EAGAIN);
-      Host::runFor(2);
+      Vorn::Host::runFor(2);
       for (int const fd : Support::openDescriptors())
          if (std::find(before.begin(), before.end(), fd) == before.end())
             return fd;
@@ -104,7 +104,7 @@ class FsHealthSmTest : public Support::VirtualTimeTest {
 TEST_F(FsHealthSmTest, DoesNothingBeforeItIsStarted) {
    EXPECT_EQ(state(), "idle");
    EXPECT_EQ(nextTest(), -1);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(state(), "idle");
    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug"));
 }
@@ -115,12 +115,12 @@ TEST_F(FsHealthSmTest, WritesReadsAndRests) {
    EXPECT_EQ(nextTest(), 300);
    EXPECT_EQ(machine_->cookieFilePath(), cookie().string());
    EXPECT_FALSE(std::filesystem::exists(cookie()));
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    EXPECT_EQ(state(), "readTest");
    EXPECT_TRUE(machine_->writeTestOk());
    EXPECT_FALSE(machine_->readTestOk());
    EXPECT_EQ(Support::fileContent(cookie()), machine_->cookieData().str());
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(state(), "idle");
    EXPECT_TRUE(machine_->readTestOk());
    EXPECT_NEAR(nextTest(), 299, 1.1);
@@ -133,7 +133,7 @@ TEST_F(FsHealthSmTest, TestsAgainWithNewTextEveryFifteenMinutes) {
    std::set<std::string> texts;
    for (int i = 0; i < 10; ++i) {
       texts.insert(machine_->cookieData().str());
-      Host::runFor(900);
+      Vorn::Host::runFor(900);
    }
    EXPECT_EQ(texts.size(), 10U);
    EXPECT_TRUE(logs_.messages().empty());
@@ -146,25 +146,25 @@ TEST_F(FsHealthSmTest, WaitsForEachOfItsDelaysAsItIsSet) {
    ops().lseekErrnoIs(EAGAIN);
    machine_->start();
    EXPECT_EQ(nextTest(), 100) << "to the writing";
-   Host::runFor(101);
+   Vorn::Host::runFor(101);
    EXPECT_NEAR(nextTest(), 49, 1) << "for the file to be ready";
    ops().lseekRetIs(0);
    machine_->start();
-   Host::runFor(101);
+   Vorn::Host::runFor(101);
    EXPECT_EQ(state(), "readTest");
    EXPECT_NEAR(nextTest(), 99, 1.1) << "to the reading";
    ops().lseekRetIs(-1);
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    EXPECT_NEAR(nextTest(), 49, 1.1);
    machine_->pauseDelayIs(1000);
-   Host::runFor(50);
+   Vorn::Host::runFor(50);
    EXPECT_EQ(logged(), Texts{"readTest: fd is hung"});
    EXPECT_NEAR(nextTest(), 999, 1.1) << "after a failure that was logged";
 }
 
 TEST_F(FsHealthSmTest, TracesEachStep) {
    machine_->start();
-   Host::runFor(900);
+   Vorn::Host::runFor(900);
    Texts expected{"handleSetupState " + cookie().string(), "handleTestClock writeTest",
                   "doWriteTest has writableCount: 1", "handleTestClock readTest",
                   "doReadTest has readable: 1"};
@@ -180,15 +180,15 @@ TEST_F(FsHealthSmTest, StartsEachTestWithoutResultsOfTheLastOne) {
    ops().writeRetIs(-1);
    ops().writeErrnoIs(EIO);
    machine_->start();
-   Host::runFor(302);
+   Vorn::Host::runFor(302);
    EXPECT_TRUE(machine_->syslogTriggered());
    ops().writeRetIs(0);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_FALSE(machine_->syslogTriggered());
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
    EXPECT_NEAR(nextTest(), 300, 3) << "and does not pause for the failure of the last one";
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(state(), "writeTest");
    EXPECT_FALSE(machine_->writeTestOk() || machine_->readTestOk());
 }
@@ -220,7 +220,7 @@ TEST_F(FsHealthSmTest, TouchesOnlyItsOwnFile) {
    folder_.fileIs("debug/healthTestCookie", "stale");
    machine_->start();
    EXPECT_FALSE(std::filesystem::exists(cookie())) << "a stale file goes before the test";
-   Host::runFor(day + 400);
+   Vorn::Host::runFor(day + 400);
    Texts files;
    for (auto const & file : std::filesystem::recursive_directory_iterator{folder_.path()})
       files.push_back(file.path().filename());
@@ -236,7 +236,7 @@ TEST_F(FsHealthSmTest, ReportsAMissingMountPointOnceAndWaitsForARestart) {
    EXPECT_EQ(state(), "setup");
    EXPECT_EQ(nextTest(), -1);
    machine_->start();
-   Host::runFor(10 * day);
+   Vorn::Host::runFor(10 * day);
    EXPECT_EQ(logged().size(), 1U);
    std::filesystem::create_directory(folder_.path());
    machine_->stop();
@@ -292,7 +292,7 @@ TEST_F(FsHealthSmTest, RestrictsItsFolderToItsUserAndGroup) {
 TEST_F(FsHealthSmTest, MakesItsFileReadableForEverybody) {
    mode_t const before = umask(0);
    reach(State::writeTest);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    umask(before);
    struct stat status {};
    ASSERT_EQ(stat(cookie().c_str(), &status), 0);
@@ -310,13 +310,13 @@ TEST_F(FsHealthSmTest, NamesTheDiskInItsMessages) {
    ops().openRetIs(-1);
    ops().openErrnoIs(EIO);
    reach(State::writeTest);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    ASSERT_EQ(logs_.messages().size(), 1U);
    EXPECT_EQ(logs_.messages()[0].name, "STORAGEDEVICE_MONITOR_ERROR");
    EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"writeTest - open", folder_.string(), "S1", "Kestrel_S2",
                                                    "KF1.2", "Input/output error"}));
    devices_->diskDel("S1");
-   Host::runFor(day + 301);
+   Vorn::Host::runFor(day + 301);
    ASSERT_EQ(logs_.messages().size(), 2U);
    EXPECT_EQ(logs_.messages()[1].arguments,
              (Texts{"writeTest - open", "", "", "", "", "Input/output error"}));
@@ -340,7 +340,7 @@ class FsHealthStepsTest : public FsHealthSmTest, public testing::WithParamInterf
       reach(GetParam().phase);
       (ops().*GetParam().result)(-1);
       (ops().*GetParam().error)(error);
-      Host::runFor(2);
+      Vorn::Host::runFor(2);
    }
    void heal() {
       (ops().*GetParam().result)(0);
@@ -382,12 +382,12 @@ TEST_P(FsHealthStepsTest, CountsAnAgainOnceAndLeavesTheRestToTheHungTimer) {
    EXPECT_EQ(machine_->eagainErrorCount(), 1U);
    EXPECT_TRUE(logs_.messages().empty());
    EXPECT_NEAR(nextTest(), 300, 3);
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    EXPECT_EQ(machine_->eagainErrorCount(), 1U) << "it neither spins nor counts twice";
    std::string const name = GetParam().name;
    bool const opening = name.ends_with("open");
    heal();
-   Host::runFor(110);
+   Vorn::Host::runFor(110);
    // A file that could not be opened is tried again.
    EXPECT_EQ(logged(), opening ? Texts{} : Texts{name.substr(0, name.find(' ')) + ": fd is hung"});
    if (!opening) {
@@ -410,10 +410,10 @@ TEST_P(FsHealthStepsTest, LeavesNoDescriptorAfterAFailure) {
 }
 
 TEST_P(FsHealthStepsTest, AllowsTheHostToReleaseTheMachineAtAFailure) {
-   Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { machine_ = nullptr; });
    failWith(EIO);
    EXPECT_FALSE(machine_);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -436,7 +436,7 @@ TEST_F(FsHealthSmTest, LogsAllErrorsOfTheMediumAndNoOthers) {
       logs_.clear();
       ops().openRetIs(-1);
       ops().openErrnoIs(error);
-      Host::runFor(301);
+      Vorn::Host::runFor(301);
       if (!logs_.messages().empty())
          loggedErrors.insert(error);
       machine_->start();
@@ -448,13 +448,13 @@ TEST_F(FsHealthSmTest, FailsWritingAtAnyNegativeSeekAndReadingOnlyAtMinusOne) {
    reach(State::writeTest);
    ops().lseekRetIs(-2);
    ops().lseekErrnoIs(EIO);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"writeTest - lseek: Input/output error"});
    machine_->stop();
    ops().lseekRetIs(0);
    reach(State::readTest);
    ops().lseekRetIs(-2);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_TRUE(machine_->readTestOk());
    EXPECT_EQ(logged().size(), 1U);
 }
@@ -462,7 +462,7 @@ TEST_F(FsHealthSmTest, FailsWritingAtAnyNegativeSeekAndReadingOnlyAtMinusOne) {
 TEST_F(FsHealthSmTest, TracesAShortWriteAndContinuesThePhase) {
    reach(State::writeTest);
    ops().writeRetIs(100);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(traces_.errors(), Texts{"doWriteTest not all data was written"});
    EXPECT_TRUE(machine_->writeTestOk());
    EXPECT_EQ(machine_->nonSyslogErrorCount(), 0U);
@@ -471,7 +471,7 @@ TEST_F(FsHealthSmTest, TracesAShortWriteAndContinuesThePhase) {
 TEST_F(FsHealthSmTest, LogsReadDataThatDiffersAndNeitherPausesNorStops) {
    reach(State::readTest);
    std::ofstream{cookie()} << std::string(blockSize, 'A');
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
    EXPECT_TRUE(machine_->readTestOk());
    EXPECT_FALSE(machine_->syslogTriggered());
@@ -481,14 +481,14 @@ TEST_F(FsHealthSmTest, LogsReadDataThatDiffersAndNeitherPausesNorStops) {
 TEST_F(FsHealthSmTest, ComparesEveryByteThatWasWritten) {
    reach(State::readTest);
    std::fstream{cookie()}.seekp(blockSize - 1).put('*');
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
 }
 
 TEST_F(FsHealthSmTest, DoesNotTakeAnEmptyReadForTheWrittenData) {
    reach(State::readTest);
    ops().readRetIs(static_cast<std::int32_t>(blockSize));
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(logged(), Texts{"readTest - read: data doesn't match"});
 }
 
@@ -498,13 +498,13 @@ TEST_F(FsHealthSmTest, ClosesItsFileAndStaysStoppedWhenStoppedInAPhase) {
       reach(phase);
       ops().lseekRetIs(-1);
       ops().lseekErrnoIs(EAGAIN);
-      Host::runFor(2);
+      Vorn::Host::runFor(2);
       EXPECT_EQ(Support::openDescriptors().size(), before.size() + 1);
       machine_->stop();
       EXPECT_EQ(state(), "cleanup");
       EXPECT_EQ(nextTest(), -1);
       EXPECT_EQ(Support::openDescriptors(), before);
-      Host::runFor(10 * day);
+      Vorn::Host::runFor(10 * day);
       EXPECT_EQ(state(), "cleanup");
       ops().lseekRetIs(0);
    }
@@ -520,11 +520,11 @@ TEST_F(FsHealthSmTest, ClosesItsFileWhenDestroyedInAPhase) {
 TEST_F(FsHealthSmTest, IgnoresEventsAsAZombie) {
    ops().utilChkRetIs(86);
    reach(State::writeTest);
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    machine_->vornDoZombieReactors(true);
    logs_.clear();
    traces_.clear();
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_TRUE(traces_.lines().empty());
    EXPECT_EQ(state(), "writeTest");
 }
@@ -543,7 +543,7 @@ TEST_F(FsHealthSmTest, ClosesItsFileAndRestartsWhenStartedInAPhase) {
    reach(State::writeTest);
    ops().lseekRetIs(-1);
    ops().lseekErrnoIs(EAGAIN);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    machine_->start();
    EXPECT_EQ(Support::openDescriptors(), before);
    EXPECT_EQ(state(), "writeTest");
@@ -554,7 +554,7 @@ TEST_F(FsHealthSmTest, OnlyTracesAFailedCloseInCleanup) {
    reach(State::writeTest);
    ops().lseekRetIs(-1);
    ops().lseekErrnoIs(EAGAIN);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    ops().closeRetIs(-7);
    machine_->stop();
    EXPECT_EQ(traces_.errors(), Texts{"handleCleanupState failed to close fd -7"});
@@ -571,7 +571,7 @@ TEST_F(FsHealthSmTest, TracesAClockThatRingsInCleanupAndTestsAgain) {
 
 TEST_F(FsHealthSmTest, SamplesTheUseOfItsMountPoint) {
    statvfsAnswer.emplace();
-   Host::runFor(121);
+   Vorn::Host::runFor(121);
    statvfsAnswer.reset();
    EXPECT_EQ(statvfsPath, folder_.string());
 }
@@ -579,7 +579,7 @@ TEST_F(FsHealthSmTest, SamplesTheUseOfItsMountPoint) {
 TEST_F(FsHealthSmTest, WarnsOnceWhenTheUseRisesAboveTheThreshold) {
    auto const use = [&](int percent) {
       ops().utilChkRetIs(percent);
-      Host::runFor(120);
+      Vorn::Host::runFor(120);
    };
    use(85);
    EXPECT_TRUE(logs_.messages().empty());
@@ -598,16 +598,16 @@ TEST_F(FsHealthSmTest, WarnsOnceWhenTheUseRisesAboveTheThreshold) {
 }
 
 TEST_F(FsHealthSmTest, AllowsItsWarningToMakeTheHostReleaseIt) {
-   Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { machine_ = nullptr; });
    ops().utilChkRetIs(86);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_FALSE(machine_);
 }
 
 TEST_F(FsHealthSmTest, WritesEightyFivePercentInTheWarningWhateverTheThreshold) {
    machine_->highUtilThresholdIs(10);
    ops().utilChkRetIs(11);
-   Host::runFor(121);
+   Vorn::Host::runFor(121);
    EXPECT_EQ(logs_.texts(), Texts{"disk utilization on " + folder_.string() +
                                   " (SN:S1 Model:Kestrel_S2 Firmware:KF1.2) has exceeded 85 percent"});
 }
@@ -615,17 +615,19 @@ TEST_F(FsHealthSmTest, WritesEightyFivePercentInTheWarningWhateverTheThreshold) 
 TEST_F(FsHealthSmTest, SamplesTheUseEveryTwoMinutesFromTheStartAlsoWhenStopped) {
    ops().utilChkRetIs(50);
    machine_->stop();
-   Host::runFor(119);
+   Vorn::Host::runFor(119);
    EXPECT_TRUE(traces_.texts(7).empty());
-   Host::runFor(241);
+   Vorn::Host::runFor(241);
    EXPECT_EQ(traces_.texts(7), Texts(3, "doUtilChk: Disk Utilization for " + folder_.string() + " 50"));
 }
 
 TEST_F(FsHealthSmTest, EndsTheProcessWhereItsBlockCannotBeAllocated) {
-   auto const toldOnStderr = [](Host::TraceLine const & line) { std::fputs(line.text.c_str(), stderr); };
+   auto const toldOnStderr = [](Vorn::Host::TraceLine const & line) {
+      std::fputs(line.text.c_str(), stderr);
+   };
    EXPECT_DEATH(
        {
-          Host::traceSinkIs(toldOnStderr);
+          Vorn::Host::traceSinkIs(toldOnStderr);
           fsHealthSmFactory("/", 3, devices_);
        },
        "Failed to allocate memory: Invalid argument");
@@ -638,16 +640,16 @@ TEST_F(FsHealthSmTest, AllowsAHostToReleaseItDuringItsNotification) {
       ops().lseekRetIs(-1);
       ops().lseekErrnoIs(hung ? EAGAIN : EIO);
       bool told = false;
-      Host::logSinkIs([&](Host::LogMessage const &) {
+      Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) {
          told = true;
          machine_ = nullptr;
       });
       machine_->start();
-      Host::runFor(700);
+      Vorn::Host::runFor(700);
       EXPECT_TRUE(told);
       EXPECT_FALSE(machine_);
    }
-   Host::logSinkIs(nullptr);
+   Vorn::Host::logSinkIs(nullptr);
 }
 
 TEST_F(FsHealthSmTest, IgnoresEventsBeforeItIsInitialised) {
@@ -717,7 +719,7 @@ class FsHealthSequencesTest : public FsHealthSmTest {
                moveFolder();
             break;
          default:
-            Host::runFor(static_cast<double>(pick(400)));
+            Vorn::Host::runFor(static_cast<double>(pick(400)));
       }
    }
    // Waiting for a restart, since its mount point was missing.

@@ -68,7 +68,7 @@ TEST_F(FsHealthStopPointsTest, TouchesNothingWhenStoppedAsItForgetsAFailure) {
    machine_->ioOps()->readRetIs(-1);
    machine_->ioOps()->readErrnoIs(EIO);
    machine_->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    ASSERT_TRUE(machine_->syslogTriggered());
    fs::remove_all(debug());
    WhenChanged const stop{machine_->syslogTriggered, false, stop_};
@@ -109,9 +109,9 @@ TEST_F(FsHealthStopPointsTest, EndsWhenReleasedAsItCeasesToRun) {
 }
 
 TEST_F(FsHealthStopPointsTest, EndsWhenReleasedAsItWarns) {
-   Host::logSinkIs([this](Host::LogMessage const &) { machine_ = nullptr; });
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { machine_ = nullptr; });
    machine_->ioOps()->utilChkRetIs(99);
-   Host::runFor(121);
+   Vorn::Host::runFor(121);
    EXPECT_FALSE(machine_);
 }
 

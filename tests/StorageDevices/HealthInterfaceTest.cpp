@@ -368,9 +368,11 @@ TEST_F(TemperatureInterfaceTest, OffersItsReactions) {
    EXPECT_EQ(shown(), 30);
    Vorn::Change<OptionalSmartAttr> const change{attrOf(30), attrOf(90)};
    monitor_->on_smartData_deviceData("S1", change);
-   EXPECT_EQ(monitor_->temperatureWrapper("S1")->unrealisticTempChangeThreshold(), Units::Celsius{60});
+   EXPECT_EQ(monitor_->temperatureWrapper("S1")->unrealisticTempChangeThreshold(),
+             Environment::Temperature::Celsius{60});
    monitor_->updateTempSensor("S1", {}, {});
-   EXPECT_EQ(monitor_->temperatureWrapper("S1")->unrealisticTempChangeThreshold(), Units::Celsius{20});
+   EXPECT_EQ(monitor_->temperatureWrapper("S1")->unrealisticTempChangeThreshold(),
+             Environment::Temperature::Celsius{20});
    monitor_->on_smartData("S1");
    monitor_->nvmeDataDispatch("S1");
    EXPECT_TRUE(monitor_->nvmeDeviceData.empty());

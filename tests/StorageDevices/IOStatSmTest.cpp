@@ -72,7 +72,7 @@ TEST_F(IOStatSmTest, ReadsSysfsWithoutTheEnvironment) {
 
 TEST_F(IOStatSmTest, SamplesADiskThatAppearsAtOnce) {
    start();
-   Host::runFor(10);
+   Vorn::Host::runFor(10);
    plug("A");
    EXPECT_EQ(history("A"), (History{{1010, 1024000, 2048000}}));
 }
@@ -82,10 +82,10 @@ TEST_F(IOStatSmTest, SamplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStart
    plug("A");
    plug("B", "/dev/sdb");
    start();
-   Host::runFor(59);
+   Vorn::Host::runFor(59);
    EXPECT_EQ(history("A").size(), 1U);
    statIs("sda", "1 0 3000 0 2 0 5000 0 0 0 0\n");
-   Host::runFor(62);
+   Vorn::Host::runFor(62);
    EXPECT_EQ(history("A"),
              (History{{1000, 1024000, 2048000}, {1060, 1536000, 2560000}, {1120, 1536000, 2560000}}));
    EXPECT_EQ(history("B"), (History{{1000, 4096, 8192}, {1060, 4096, 8192}, {1120, 4096, 8192}}));
@@ -94,12 +94,12 @@ TEST_F(IOStatSmTest, SamplesEveryDiskOncePerIntervalFromOneIntervalAfterTheStart
 TEST_F(IOStatSmTest, PollsAtOnceAndRestartsThePeriodWhenTheIntervalChanges) {
    plug("A");
    start();
-   Host::runFor(20);
+   Vorn::Host::runFor(20);
    interval_->intervalIs(100);
    EXPECT_EQ(history("A").size(), 2U);
-   Host::runFor(99);
+   Vorn::Host::runFor(99);
    EXPECT_EQ(history("A").size(), 2U);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(history("A").size(), 3U);
 }
 
@@ -109,14 +109,14 @@ TEST_F(IOStatSmTest, PollsNothingBeforeItIsInitialised) {
    monitor_ = Pelm::make<IOStatSm>(interval_, devices_, data_);
    monitor_->ioStatPathBaseIs((folder_.string() + "/%s.stat").c_str());
    interval_->intervalIs(5);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_TRUE(history("A").empty());
 }
 
 TEST_F(IOStatSmTest, DropsTheHistoryOfARemovedDiskAtOnce) {
    plug("A");
    start();
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    devices_->diskDel("A");
    EXPECT_FALSE(data_->ioStatData.contains("A"));
    plug("A");
@@ -129,7 +129,7 @@ TEST_F(IOStatSmTest, KeepsTheHistoryOfADiskThatChanges) {
    statIs("sdb", "1 0 8 0 2 0 16 0 0 0 0\n");
    plug("A", "/dev/sdb");
    EXPECT_EQ(history("A").size(), 1U);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(history("A").back(), (IOStat::Measurement{1060, 4096, 8192})) << "read from its new place";
 }
 
@@ -146,7 +146,7 @@ TEST_F(IOStatSmTest, DropsRecordsOfAnEarlierRunAndKeepsTheRest) {
 TEST_F(IOStatSmTest, KeepsOneDayAndOneIntervalOfHistory) {
    plug("A");
    start();
-   Host::runFor(3 * 86400);
+   Vorn::Host::runFor(3 * 86400);
    History const kept = history("A");
    EXPECT_EQ(kept.front().time, 1000 + 3 * 86400 - 86400 - 60);
    EXPECT_EQ(kept.back().time, 1000 + 3 * 86400);
@@ -159,7 +159,7 @@ TEST_F(IOStatSmTest, CountsAMissingFile) {
    EXPECT_EQ(monitor_->openErrorCount(), 1U);
    EXPECT_EQ(traces_.errors(),
              Texts{"collectIoStatForDisk failed to open " + folder_.string() + "/sdx.stat"});
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(monitor_->openErrorCount(), 2U) << "and tries again";
    EXPECT_TRUE(history("A").empty());
 }
@@ -201,7 +201,7 @@ TEST_F(IOStatSmTest, KeepsTheHistoryAfterAFailedSample) {
    plug("A");
    start();
    statIs("sda", "rubbish\n");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
    EXPECT_EQ(monitor_->regexErrorCount(), 1U);
    auto const & reading = data_->ioStatData("A")->reading;
@@ -228,9 +228,9 @@ TEST_F(IOStatSmTest, DropsOldMeasurementsThoughItShouldNotRecord) {
    plug("A");
    start();
    monitor_->shouldRecordMeasurementIs(false);
-   Host::runFor(86400 + 60);
+   Vorn::Host::runFor(86400 + 60);
    EXPECT_EQ(history("A").size(), 1U);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_TRUE(history("A").empty());
 }
 
@@ -238,7 +238,7 @@ TEST_F(IOStatSmTest, DropsNothingAfterAFailedSampleHoweverOld) {
    plug("A");
    start();
    statIs("sda", "rubbish\n");
-   Host::runFor(3 * 86400);
+   Vorn::Host::runFor(3 * 86400);
    EXPECT_EQ(history("A"), (History{{1000, 1024000, 2048000}}));
 }
 
@@ -246,11 +246,11 @@ TEST_F(IOStatSmTest, KeepsTheFailureCountersAfterAGoodSample) {
    std::string const good = "1 0 2000 0 2 0 4000 0\n";
    EXPECT_EQ(countersOf("rubbish\n"), (std::vector<unsigned>{0, 0, 1}));
    statIs("sda", "");
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    std::filesystem::remove(folder_.path() / "sda.stat");
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    statIs("sda", good);
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    EXPECT_EQ(history("A").back().bytesRead, 1024000U);
    EXPECT_EQ((std::vector<unsigned>{monitor_->openErrorCount(), monitor_->getlineErrorCount(),
                                     monitor_->regexErrorCount()}),
@@ -269,9 +269,9 @@ TEST_F(IOStatSmTest, MeasuresInFrameworkTimeWhateverTheWallClock) {
    plug("A");
    start();
    wallClockJumpsBy(-50 * 365 * 86400.0);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    wallClockJumpsBy(100 * 365 * 86400.0);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    ASSERT_EQ(history("A").size(), 3U);
    EXPECT_EQ(history("A").back().time, 1120);
 }
@@ -281,7 +281,7 @@ TEST_F(IOStatSmTest, KeepsNoDescriptorBetweenSamples) {
    plug("A");
    plug("B", "/dev/sdx");
    start();
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    EXPECT_EQ(Support::openDescriptors(), before);
 }
 
@@ -297,7 +297,7 @@ TEST_F(IOStatSmTest, UsesLittleMoreMemoryThanADayOfMeasurementsAtOneSecond) {
    traces_.levelsAre(0);
    start();
    std::size_t const before = mallinfo2().uordblks;
-   Host::runFor(1.5 * day);
+   Vorn::Host::runFor(1.5 * day);
    std::size_t const taken = mallinfo2().uordblks - before;
    EXPECT_EQ(data_->ioStatData("disk0")->size(), day + 2);
    std::size_t const bare = disks * (day + 2) * sizeof(IOStat::Measurement);
@@ -313,7 +313,7 @@ TEST_F(IOStatSmTest, IgnoresEventsAsAZombie) {
    monitor_->vornDoZombieReactors(true);
    plug("B");
    interval_->intervalIs(5);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(history("A").size(), 1U);
    EXPECT_FALSE(data_->ioStatData.contains("B"));
 }
@@ -336,9 +336,9 @@ TEST_F(IOStatSmTest, AllowsItsSubscriberToDropItAtAFailedSample) {
    dropper.reactor.notifierIs(monitor_);
    dropper.reactor.on<&Dropper::handleOpenErrorCount>(monitor_->openErrorCount, dropper);
    dropper.reactor.hasNotificationActiveIs(true);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_FALSE(monitor_);
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    EXPECT_EQ(history("B").size(), 1U) << "nobody wants the rest of its poll";
    EXPECT_EQ(history("C").size(), 1U) << "nor is there anybody to hear of the disk that went";
 }

@@ -43,7 +43,7 @@ class LifetimeThroughMonitorsTest : public Support::ToolMonitorTest {
       nvmeMonitor_ = nvmeDataMonitorSmFactory(interval_, devices_, nvme_, tracker_);
       lifetime_ = deviceLifetimeMonitorSmFactory(devices_, emmc_, nvme_, smart_, history_);
       plug();
-      Host::runFor(1);
+      Vorn::Host::runFor(1);
    }
    Texts logged() const {
       Texts result;
@@ -68,13 +68,13 @@ TEST_F(LifetimeThroughMonitorsTest, LogsAFallFrom90To89InADayWithTheBytesWritten
    figure(91);
    start();
    figure(90);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(lifetime_->deviceLifetimeChange("S1")->lastValue(), 90);
    written(25 * gib);
    figure(89);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(logged(), Texts{"STORAGEDEVICE_LIFETIME_INFO 25GB in 1"});
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(logged().size(), 1U) << "the same figure a day later";
 }
 
@@ -82,13 +82,13 @@ TEST_F(LifetimeThroughMonitorsTest, IgnoresARunThatFails) {
    figure(91);
    start();
    figure(90);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    toolDoes("exit 2");
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    toolPrints(R"({"smart_status":{"passed":true},"ata_smart_attributes":{"table":[]}})");
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    figure(90);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_TRUE(logged().empty());
    EXPECT_EQ(lifetime_->deviceLifetimeChange("S1")->lastValue(), 90);
 }
@@ -107,11 +107,11 @@ TEST_F(NvmeLifetimeTest, IsTheRemainder) {
    used(9);
    start();
    used(10);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(lifetime_->deviceLifetimeChange("N1")->lastValue(), 90);
    written(3 * gib);
    used(71);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(logged(), Texts{"STORAGEDEVICE_LIFETIME_WARNING 3GB in 1"});
 }
 

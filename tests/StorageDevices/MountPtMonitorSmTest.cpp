@@ -39,7 +39,7 @@ class MountPtMonitorSmTest : public Support::VirtualTimeTest {
 
    void start() {
       monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
-      Host::turn();
+      Vorn::Host::turn();
    }
    Texts errors() const {
       Texts result;
@@ -67,7 +67,7 @@ TEST_F(MountPtMonitorSmTest, StartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
    EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
    EXPECT_EQ(monitor_->initialMountFailuresRemaining(), 0U);
    EXPECT_EQ(helper_->asked, Texts{folder_.string()});
-   Host::runFor(899);
+   Vorn::Host::runFor(899);
    EXPECT_EQ(helper_->asked.size(), 3U);
    EXPECT_TRUE(logs_.messages().empty());
 }
@@ -75,7 +75,7 @@ TEST_F(MountPtMonitorSmTest, StartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
 TEST_F(MountPtMonitorSmTest, LetsTheHealthTestRunWhileTheMountIsGood) {
    start();
    Pelm::Ptr<FsHealthSm> const test = monitor_->fsHealthSm();
-   Host::runFor(700);
+   Vorn::Host::runFor(700);
    EXPECT_TRUE(test->readTestOk());
    EXPECT_EQ(monitor_->fsHealthSm(), test);
 }
@@ -83,31 +83,31 @@ TEST_F(MountPtMonitorSmTest, LetsTheHealthTestRunWhileTheMountIsGood) {
 TEST_F(MountPtMonitorSmTest, AllowsTwelveChecksUntilTheFirstMount) {
    helper_->answer.mounted = false;
    start();
-   Host::runFor(11 * 300);
+   Vorn::Host::runFor(11 * 300);
    Texts expected;
    for (int left = 11; left >= 0; --left)
       expected.push_back("void StorageDevices::MountPtMonitorSm::handleTestClock()" + folder_.string() +
                          ", was not initialy mounted. " + std::to_string(left) + " tries remaining");
    EXPECT_EQ(traces_.texts(7), expected);
    EXPECT_TRUE(errors().empty());
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"not mounted"});
    EXPECT_EQ(helper_->asked.size(), 13U);
-   Host::runFor(day - 1);
+   Vorn::Host::runFor(day - 1);
    EXPECT_EQ(helper_->asked.size(), 13U);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(errors().size(), 2U);
 }
 
 TEST_F(MountPtMonitorSmTest, AcceptsAMountWithinTheGracePeriod) {
    helper_->answer.mounted = false;
    start();
-   Host::runFor(3 * 300 + 1);
+   Vorn::Host::runFor(3 * 300 + 1);
    helper_->answer.mounted = true;
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_TRUE(testing());
    helper_->answer.mounted = false;
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"not mounted"}) << "the grace ends with the first mount";
    EXPECT_FALSE(testing());
 }
@@ -120,7 +120,7 @@ TEST_F(MountPtMonitorSmTest, LogsAReadOnlyMountAndRemembersItsDevice) {
    EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
    EXPECT_FALSE(monitor_->fsHealthSm());
    helper_->answer.readOnly = false;
-   Host::runFor(day + 1);
+   Vorn::Host::runFor(day + 1);
    EXPECT_TRUE(testing());
 }
 
@@ -136,21 +136,21 @@ TEST_F(MountPtMonitorSmTest, LogsAnUnknownBlockSizeBeforeItRemembersAnything) {
 TEST_F(MountPtMonitorSmTest, LogsAnotherDeviceEveryDayUntilTheFirstIsBack) {
    start();
    helper_->answer.device = "/dev/sdb1";
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
    EXPECT_FALSE(testing());
    EXPECT_EQ(monitor_->mountPtDevice(), "/dev/sda1");
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(errors().size(), 2U);
    helper_->answer.device = "/dev/sda1";
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_TRUE(testing()) << "the test that was stopped starts again";
 }
 
 TEST_F(MountPtMonitorSmTest, TreatsAnotherBlockSizeAsAnotherDevice) {
    start();
    helper_->answer.blkSize = 512;
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
 }
 
@@ -158,14 +158,14 @@ TEST_F(MountPtMonitorSmTest, ChecksForReadOnlyBeforeAnotherDevice) {
    start();
    helper_->answer.readOnly = true;
    helper_->answer.device = "/dev/sdb1";
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"mount point is read-only"});
 }
 
 TEST_F(MountPtMonitorSmTest, ChecksForAnUnknownBlockSizeBeforeEither) {
    start();
    helper_->answer = {true, true, "/dev/sdb1", 0};
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"failed to determine device blockSize"});
    EXPECT_FALSE(testing());
    EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 4096U);
@@ -175,14 +175,14 @@ TEST_F(MountPtMonitorSmTest, ChecksAfterItsPeriodAndAfterAnErrorsHoldOff) {
    start();
    monitor_->periodicCheckTimeIs(50);
    monitor_->holdOffTimeIs(1000);
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    ASSERT_EQ(helper_->asked.size(), 2U) << "the first was armed before it was set";
    helper_->answer.readOnly = true;
-   Host::runFor(50);
+   Vorn::Host::runFor(50);
    ASSERT_EQ(helper_->asked.size(), 3U);
-   Host::runFor(998);
+   Vorn::Host::runFor(998);
    EXPECT_EQ(helper_->asked.size(), 3U);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(helper_->asked.size(), 4U);
 }
 
@@ -190,18 +190,18 @@ TEST_F(MountPtMonitorSmTest, ChecksAfterThePeriodWhileNotMountedYet) {
    helper_->answer.mounted = false;
    start();
    monitor_->periodicCheckTimeIs(50);
-   Host::runFor(301);
-   Host::runFor(50);
+   Vorn::Host::runFor(301);
+   Vorn::Host::runFor(50);
    EXPECT_EQ(helper_->asked.size(), 3U);
 }
 
 TEST_F(MountPtMonitorSmTest, LogsItsErrorBeforeItStopsTheHealthTest) {
    start();
    std::vector<bool> tested;
-   Host::logSinkIs([&](Host::LogMessage const &) { tested.push_back(testing()); });
+   Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) { tested.push_back(testing()); });
    helper_->answer.readOnly = true;
-   Host::runFor(300);
-   Host::logSinkIs(nullptr);
+   Vorn::Host::runFor(300);
+   Vorn::Host::logSinkIs(nullptr);
    EXPECT_EQ(tested, std::vector<bool>{true});
    EXPECT_FALSE(testing());
 }
@@ -212,7 +212,7 @@ TEST_F(MountPtMonitorSmTest, TestsInBlocksOfTheDeviceThatItSawFirst) {
    EXPECT_EQ(monitor_->fsHealthSm()->blkSize(), 512U);
    EXPECT_EQ(monitor_->fsHealthSm()->cookieData().size(), 512U);
    helper_->answer.blkSize = 4096;
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_EQ(errors(), Texts{"device was disconnected and changed"});
    EXPECT_EQ(monitor_->mountPtDeviceBlkSize(), 512U);
 }
@@ -235,7 +235,7 @@ struct MonitorQuitter {
 TEST_F(MountPtMonitorSmTest, TestsNothingWhenReleasedInItsOwnChange) {
    monitor_ = mountPtMonitorSmFactory(folder_.string().c_str(), helper_, devices_);
    MonitorQuitter const quitter{monitor_};
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_FALSE(monitor_);
    EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
@@ -243,7 +243,7 @@ TEST_F(MountPtMonitorSmTest, TestsNothingWhenReleasedInItsOwnChange) {
 TEST_F(MountPtMonitorSmTest, ChecksNoMoreWhenReleased) {
    start();
    monitor_ = nullptr;
-   Host::runFor(2 * day);
+   Vorn::Host::runFor(2 * day);
    EXPECT_EQ(helper_->asked.size(), 1U);
    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "debug/healthTestCookie"));
 }
@@ -254,7 +254,7 @@ TEST_F(MountPtMonitorSmTest, NamesTheDiskInItsErrors) {
    EXPECT_EQ(logs_.messages()[0].arguments, (Texts{"mountPtCheck", folder_.string(), "S1", "Kestrel_S2",
                                                    "KF1.2", "mount point is read-only"}));
    devices_->diskDel("S1");
-   Host::runFor(day + 1);
+   Vorn::Host::runFor(day + 1);
    EXPECT_EQ(logs_.messages()[1].arguments,
              (Texts{"mountPtCheck", "", "", "", "", "mount point is read-only"}));
 }
@@ -263,14 +263,14 @@ TEST_F(MountPtMonitorSmTest, IgnoresEventsAsAZombie) {
    start();
    monitor_->vornDoZombieReactors(true);
    helper_->answer.mounted = false;
-   Host::runFor(2 * day);
+   Vorn::Host::runFor(2 * day);
    EXPECT_TRUE(logs_.messages().empty());
 }
 
 TEST_F(MountPtMonitorSmTest, MakesItsHealthTestAZombieToo) {
    start();
    monitor_->vornDoZombieReactors(true);
-   Host::runFor(450);
+   Vorn::Host::runFor(450);
    EXPECT_FALSE(monitor_->fsHealthSm()->writeTestOk());
 }
 
@@ -282,21 +282,21 @@ TEST_F(MountPtMonitorSmTest, ChecksNothingBeforeItIsInitialised) {
 
 TEST_F(MountPtMonitorSmTest, AllowsItsErrorToMakeTheHostReleaseIt) {
    start();
-   Host::logSinkIs([this](Host::LogMessage const &) { monitor_ = nullptr; });
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { monitor_ = nullptr; });
    helper_->answer.readOnly = true;
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    EXPECT_FALSE(monitor_);
 }
 
 class MountPtMonitorManagerSmTest : public Support::VirtualTimeTest {
  protected:
    MountPtMonitorManagerSmTest() {
-      mountPtMonitorHelperCreatorIs([this] {
+      MountPtMonitorHelper::creatorIs([this] {
          helpers_.push_back(Pelm::make<FakeHelper>());
          return helpers_.back();
       });
    }
-   ~MountPtMonitorManagerSmTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~MountPtMonitorManagerSmTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
 
    void plug(std::string const & serial, std::string const & mountPoint, bool removable = false) const {
       Support::DiskFields{.name = serial, .mountPoint = mountPoint, .removable = removable}.writeTo(
@@ -363,7 +363,7 @@ TEST_F(MountPtMonitorManagerSmTest, DecidesOnTheMountPointsOnce) {
    watched();
    plug("B", "/mnt/drive");
    devices_->diskDel("A");
-   Host::runFor(10);
+   Vorn::Host::runFor(10);
    EXPECT_EQ(manager_->mountPtMonitorSm.size(), 1U);
    manager_->mountPtMonitorSmDel("/mnt/flash");
    EXPECT_TRUE(manager_->mountPtMonitorSm.empty());
@@ -373,7 +373,7 @@ TEST_F(MountPtMonitorManagerSmTest, ReleasesItsMonitorsWhenReleased) {
    plug("A", "/mnt/flash");
    watched();
    manager_ = nullptr;
-   Host::runFor(1000);
+   Vorn::Host::runFor(1000);
    EXPECT_TRUE(helpers_[0]->asked.empty());
 }
 
@@ -381,7 +381,7 @@ TEST_F(MountPtMonitorManagerSmTest, ReleasesItsMonitorsWhenStopped) {
    plug("A", "/mnt/flash");
    watched();
    manager_->vornDoZombieReactors(true);
-   Host::runFor(1000);
+   Vorn::Host::runFor(1000);
    EXPECT_TRUE(helpers_[0]->asked.empty());
 }
 

@@ -67,7 +67,7 @@ TEST_F(MountedFileSystemTest, IsSeenOnItsDevice) {
 
 TEST_F(MountedFileSystemTest, PassesItsTest) {
    machine_->start();
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    EXPECT_TRUE(machine_->writeTestOk());
    EXPECT_TRUE(machine_->readTestOk());
    EXPECT_EQ(std::filesystem::file_size(mount_->path() / "debug/healthTestCookie"), seen_.blkSize);
@@ -77,15 +77,15 @@ TEST_F(MountedFileSystemTest, PassesItsTest) {
 TEST_F(MountedFileSystemTest, PausesForADayWhenItIsFull) {
    machine_->start();
    fill();
-   Host::runFor(301);
+   Vorn::Host::runFor(301);
    std::vector<std::string> told;
    for (auto const & message : logs_.messages())
       told.push_back(message.arguments[message.arguments.size() - 1]);
    EXPECT_EQ(told, (std::vector<std::string>{"has exceeded 85 percent", "No space left on device"}));
    std::filesystem::remove(mount_->path() / "fill");
-   Host::runFor(86400);
+   Vorn::Host::runFor(86400);
    EXPECT_FALSE(machine_->writeTestOk());
-   Host::runFor(601);
+   Vorn::Host::runFor(601);
    EXPECT_TRUE(machine_->readTestOk());
 }
 

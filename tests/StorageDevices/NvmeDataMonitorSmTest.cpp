@@ -142,7 +142,7 @@ TEST_F(NvmeDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
 TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_TRUE(monitor_->nvmeCliProcess("N1"));
    data_->deviceDataDel("N1");
    EXPECT_TRUE(Support::soon([&] { return monitor_->nvmeCliProcess.empty(); }));
@@ -153,7 +153,7 @@ TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
 TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    auto const process = monitor_->nvmeCliProcess("N1");
    ASSERT_TRUE(process);
    monitor_->vornDoZombieReactors(true);
@@ -165,7 +165,7 @@ TEST_F(NvmeDataMonitorSmTest, NamesTheDeviceOfAFailedRun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; exit 3");
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    Support::DiskFields changed = disk_;
    changed.blockDevice = "/dev/nvme7n1";
    plug(changed);
@@ -259,7 +259,7 @@ TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
             (folder_.path() / "output").string() + "\"");
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    monitor_->handleClock();
    EXPECT_EQ(monitor_->nvmeCliProcess.size(), 1U);
    folder_.fileIs("go", "");
@@ -271,7 +271,7 @@ TEST_F(NvmeDataMonitorSmTest, DropsTheRunOfADriveThatLeaves) {
    toolDoes("exec sleep 1000");
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_TRUE(Support::hasChildren());
    unplug();
    EXPECT_TRUE(data_->deviceData.empty());

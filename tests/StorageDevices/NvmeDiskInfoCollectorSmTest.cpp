@@ -192,7 +192,7 @@ TEST_F(NvmeDiskInfoCollectorSmTest, CompletesTheDiskUnchangedWithoutTheTool) {
 }
 
 TEST_F(NvmeDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDuringARun) {
-   Host::turn(0);
+   Vorn::Host::turn(0);
    auto const before = Support::openDescriptors();
    toolDoes("exec sleep 1000");
    start();

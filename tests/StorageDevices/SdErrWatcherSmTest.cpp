@@ -74,7 +74,7 @@ class SdErrWatcherSmTest : public Support::VirtualTimeTest {
    void start() { watcher_ = storageDeviceErrWatcherSmFactory(info_, devices_, Pelm::String{path_}); }
    void line(std::string const & text) const {
       ASSERT_TRUE(Sender{path_}.send("kernel: [  123.456789] " + text));
-      Host::turn();
+      Vorn::Host::turn();
    }
    Pelm::Ptr<StorageDevErrorSyslogInfo> record(char const * serial) const { return info_->fsList(serial); }
    // The fixed disk is pulled, and that one is plugged.
@@ -133,8 +133,8 @@ TEST_F(SdErrWatcherSmTest, OnlyTracesASecondLineWithinADay) {
 
 TEST_F(SdErrWatcherSmTest, LogsTheFirstErrorWhateverTheClockSays) {
    for (double const utc : {0.5, 5.0, 86400.0}) {
-      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), utc);
-      Host::timeSourceIs(std::move(source));
+      auto source = std::make_unique<Vorn::Host::VirtualTime>(Vorn::System::currentTime(), utc);
+      Vorn::Host::timeSourceIs(std::move(source));
       info_ = Pelm::make<StorageDevicesInfo>();
       start();
       logs_.clear();
@@ -161,9 +161,10 @@ TEST_F(SdErrWatcherSmTest, WaitsAsLongAsItsThresholdSays) {
 TEST_F(SdErrWatcherSmTest, StoresTheTimeBeforeItLogs) {
    start();
    std::optional<Vorn::Seconds> noted;
-   Host::logSinkIs([&](Host::LogMessage const &) { noted = record("KS0001")->syslogTimestamp(); });
+   Vorn::Host::logSinkIs(
+       [&](Vorn::Host::LogMessage const &) { noted = record("KS0001")->syslogTimestamp(); });
    line("ata2: hard resetting link");
-   Host::logSinkIs(nullptr);
+   Vorn::Host::logSinkIs(nullptr);
    EXPECT_EQ(noted, Vorn::System::currentTimeUtc());
 }
 
@@ -202,13 +203,13 @@ TEST_F(SdErrWatcherSmTest, TracesTheClosingOfItsSocketBeforeItsRemoval) {
    start();
    int const fd = watcher_->kMsgSockFd();
    Texts seen;
-   Host::traceSinkIs([&](Host::TraceLine const & trace) {
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & trace) {
       bool const open = fcntl(fd, F_GETFD) >= 0;
       bool const there = std::filesystem::exists(path_);
       seen.push_back(trace.text + (open ? ", open" : "") + (there ? ", there" : ""));
    });
    watcher_->handleDestruction();
-   Host::traceSinkIs(nullptr);
+   Vorn::Host::traceSinkIs(nullptr);
    EXPECT_EQ(seen, (Texts{" close socket, open, there", " unlink, there"}));
    EXPECT_FALSE(std::filesystem::exists(path_));
 }
@@ -219,12 +220,12 @@ TEST_F(SdErrWatcherSmTest, ReadsNoMoreWhenReleasedInItsOwnMessage) {
    ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
    ASSERT_TRUE(sender.send("kernel: [1.2] usb 2-1: USB disconnect, device number 2"));
    int messages = 0;
-   Host::logSinkIs([&](Host::LogMessage const &) {
+   Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) {
       ++messages;
       watcher_ = nullptr;
    });
-   Host::turn();
-   Host::logSinkIs(nullptr);
+   Vorn::Host::turn();
+   Vorn::Host::logSinkIs(nullptr);
    EXPECT_EQ(messages, 1);
    EXPECT_FALSE(std::filesystem::exists(path_));
 }
@@ -299,7 +300,7 @@ TEST_F(SdErrWatcherSmTest, ReadsNothingOfALongerLineIntoAShortOne) {
    Sender const sender{path_};
    ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
    ASSERT_TRUE(sender.send("kernel: [1.2] ata3: "));
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] ata3: "), 1);
    EXPECT_TRUE(traces_.errors().empty()) << "nothing more to read is no error";
 }
@@ -309,7 +310,7 @@ TEST_F(SdErrWatcherSmTest, ContinuesAfterAnEmptyDatagram) {
    Sender const sender{path_};
    ASSERT_TRUE(sender.send(""));
    ASSERT_TRUE(sender.send("kernel: [1.2] ata2: hard resetting link"));
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(logs_.messages().size(), 1U);
 }
 
@@ -344,7 +345,7 @@ TEST_F(SdErrWatcherSmTest, ReadsABurstInPortions) {
    EXPECT_LE(read, 4) << "half a second at 0.2 seconds a line";
    time->stepPerReadingIs(0);
    for (int i = 0; i < 20; ++i)
-      Host::turn();
+      Vorn::Host::turn();
    EXPECT_EQ(traces_.count(7, "receivedkernel: [1.2] nothing"), sent);
 }
 
@@ -369,15 +370,15 @@ TEST_F(SdErrWatcherSmTest, LosesNoneOfAHundredThousandLinesThatTheSocketAccepted
    constexpr int lines = 100000;
    start();
    int heard = 0;
-   Host::traceSinkIs([&heard](Host::TraceLine const & trace) {
+   Vorn::Host::traceSinkIs([&heard](Vorn::Host::TraceLine const & trace) {
       heard += trace.text == "receivedkernel: [1.2] ordinary line " + std::to_string(heard);
    });
    Sender const sender{path_};
    for (int i = 0; i < lines; ++i)
       while (!sender.send("kernel: [1.2] ordinary line " + std::to_string(i)))
-         Host::turn();
-   Host::turn();
-   Host::traceSinkIs(nullptr);
+         Vorn::Host::turn();
+   Vorn::Host::turn();
+   Vorn::Host::traceSinkIs(nullptr);
    EXPECT_EQ(heard, lines) << "each of them, in their order";
 }
 
@@ -520,9 +521,10 @@ TEST_F(SdErrWatcherSmTest, ReplacesAStaleFileAndRemovesItsSocketAtTheEnd) {
 class SdErrWatcherSocketTest : public SdErrWatcherSmTest {
  protected:
    SdErrWatcherSocketTest() {
-      Host::failureSinkIs([this](std::string_view, std::string_view what) { failures_.emplace_back(what); });
+      Vorn::Host::failureSinkIs(
+          [this](std::string_view, std::string_view what) { failures_.emplace_back(what); });
    }
-   ~SdErrWatcherSocketTest() override { Host::failureSinkIs(nullptr); }
+   ~SdErrWatcherSocketTest() override { Vorn::Host::failureSinkIs(nullptr); }
    Texts failures_;
 };
 

@@ -80,12 +80,12 @@ class SmartDataMonitorSmTest : public Support::ToolMonitorTest {
 
    // A poll with that many bytes of memory to spare.
    void pollWith(std::size_t more) {
-      Host::failureSinkIs([](std::string_view, std::string_view) {});
+      Vorn::Host::failureSinkIs([](std::string_view, std::string_view) {});
       {
          Support::MemoryLimit const limit{more};
          poll();
       }
-      Host::failureSinkIs(nullptr);
+      Vorn::Host::failureSinkIs(nullptr);
       errors_ = traces_.errors();
       traces_.clear();
    }
@@ -112,7 +112,7 @@ TEST_F(SmartDataMonitorSmTest, RunsTheToolOncePerPollAndStoresItsReport) {
    EXPECT_EQ(content(), healthyContent);
    EXPECT_EQ(record()->powerOnHours()->raw, 12345);
    EXPECT_EQ(runs(), Texts{smartctlRun});
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_TRUE(eventually([&] { return record()->reading.count() == 2; }));
    EXPECT_EQ(runs(), (Texts{smartctlRun, smartctlRun}));
    EXPECT_TRUE(traces_.errors().empty());
@@ -165,7 +165,7 @@ TEST_F(SmartDataMonitorSmTest, NamesTheDeviceOfTheRunInItsTraces) {
       toolDoes(wait + does);
       plug();
       start();
-      Host::turn();
+      Vorn::Host::turn();
       plug(changed);
       folder_.fileIs("go", "");
       EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
@@ -435,7 +435,7 @@ TEST_F(SmartDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
             (folder_.path() / "output").string() + "\"");
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_EQ(monitor_->smartctlProcess.size(), 1U);
    Pelm::Ptr<SmartctlProcess> const first = monitor_->smartctlProcess("S1");
    EXPECT_TRUE(first->started());
@@ -532,7 +532,7 @@ TEST_F(SmartDataMonitorSmTest, MarksARunAsStartedOnceItHasStarted) {
 TEST_F(SmartDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_EQ(monitor_->smartctlProcess.size(), 1U);
    monitor_->vornDoZombieReactors(true);
    auto const process = monitor_->smartctlProcess("S1");
@@ -585,7 +585,7 @@ TEST_F(SmartDataMonitorSmTest, DropsTheRunOfADiskThatLeaves) {
 }
 
 TEST_F(SmartDataMonitorSmTest, DelaysNoOtherDiskForOneHangingTool) {
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));  // a poll every 60 ms
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(1000));  // a poll every 60 ms
    toolDoes("case \"$*\" in *sdb) exec sleep 1000;; esac; cat \"" + (folder_.path() / "output").string() +
             "\"");
    plug();
@@ -598,7 +598,7 @@ TEST_F(SmartDataMonitorSmTest, DelaysNoOtherDiskForOneHangingTool) {
 }
 
 TEST_F(SmartDataMonitorSmTest, EndsAHangingToolAtItsLimitAndRunsItAgainAtTheNextPoll) {
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000));
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(1000));
    tracker_->timeLimitIs(0.1);
    toolDoes("[ -e \"" + (folder_.path() / "hung").string() + "\" ] || { : >\"" +
             (folder_.path() / "hung").string() + "\"; sleep 1000 & wait; }; cat \"" +
@@ -661,7 +661,7 @@ TEST_F(SmartDataMonitorSmTest, UsesTheTableOfNamesAloneWithoutAMapping) {
 
 TEST_F(SmartDataMonitorSmTest, ReadsARemovableDriveAsSoonAsItAppears) {
    start();
-   Host::turn();
+   Vorn::Host::turn();
    plug({.name = "S1", .removable = true, .busType = ConnectedDisk::BusType::usb});
    EXPECT_EQ(monitor_->smartctlProcess.size(), 1U);
    EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
@@ -696,7 +696,7 @@ TEST_F(SmartDataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsReading) {
 TEST_F(SmartDataMonitorSmTest, DropsAReadingWhoseRecordWasDeletedMeanwhile) {
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    data_->deviceDataDel("S1");
    EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
    EXPECT_TRUE(data_->deviceData.empty());
@@ -706,7 +706,7 @@ TEST_F(SmartDataMonitorSmTest, EndsItsRunsWhenDropped) {
    toolDoes("exec sleep 1000");
    plug();
    start();
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_TRUE(Support::hasChildren());
    monitor_ = nullptr;
    EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
@@ -716,7 +716,7 @@ TEST_F(SmartDataMonitorSmTest, EndsWhenReleasedAsItTracesABadReport) {
    toolPrints("{");
    plug();
    start();
-   Host::traceSinkIs([this](Host::TraceLine const & line) {
+   Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & line) {
       if (line.level == 0)
          monitor_ = nullptr;
    });

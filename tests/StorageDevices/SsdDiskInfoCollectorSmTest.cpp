@@ -192,7 +192,7 @@ TEST_F(SsdDiskInfoCollectorSmTest, CompletesTheDiskUnchangedWhenDescriptorsAreSc
 TEST_F(SsdDiskInfoCollectorSmTest, EndsAHangingToolAtTheTimeLimitOfTheHost) {
    toolDoes("exec sleep 1000");
    tracker_->timeLimitIs(0.05);
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
    start();
    EXPECT_TRUE(Support::soon([&] { return collector_->finalDisk() != nullptr; }));
    EXPECT_EQ(Support::fieldsOf(*collector_->finalDisk()), unchanged());
@@ -200,7 +200,7 @@ TEST_F(SsdDiskInfoCollectorSmTest, EndsAHangingToolAtTheTimeLimitOfTheHost) {
 }
 
 TEST_F(SsdDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDuringARun) {
-   Host::turn(0);
+   Vorn::Host::turn(0);
    auto const before = Support::openDescriptors();
    toolDoes("sleep 1000 & exec sleep 1000");
    start();

@@ -61,8 +61,8 @@ TEST_F(TempSensorSmTest, ShowsTheTemperatureOfTheRecordAtTheStart) {
    start();
    EXPECT_EQ(shown(), 35);
    EXPECT_EQ(threshold(), 20);
-   EXPECT_EQ(status()->minTemperature(), Units::Celsius{-40});
-   EXPECT_EQ(status()->maxTemperature(), Units::Celsius{140});
+   EXPECT_EQ(status()->minTemperature(), Environment::Temperature::Celsius{-40});
+   EXPECT_EQ(status()->maxTemperature(), Environment::Temperature::Celsius{140});
    EXPECT_EQ(status()->alarm(), Alarm::none);
 }
 
@@ -179,9 +179,9 @@ TEST_F(TempSensorSmTest, ShowsAJumpThatStandsForFiveMinutes) {
    start();
    nvme(40);
    nvme(75);
-   Host::runFor(299);
+   Vorn::Host::runFor(299);
    EXPECT_EQ(shown(), 40);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(shown(), 75);
    EXPECT_EQ(status()->alarm(), Alarm::overheat);
    nvme(60);
@@ -192,10 +192,10 @@ TEST_F(TempSensorSmTest, NeverShowsAJumpThatIsContradicted) {
    start();
    nvme(40);
    nvme(75);
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    nvme(41);
    Support::ChangeRecorder const readings{status()->temperature};
-   Host::runFor(10000);
+   Vorn::Host::runFor(10000);
    EXPECT_EQ(readings.count(), 0U);
    EXPECT_EQ(shown(), 41);
 }
@@ -415,8 +415,8 @@ TEST_F(TempSensorStatusTest, ShowsAForcedReadingWithoutAgreement) {
 
 TEST_F(TempSensorStatusTest, PublishesTheRangeOfAReadingOutsideOfIt) {
    read(200);
-   EXPECT_EQ(status_->minTemperature(), Units::Celsius{-40});
-   EXPECT_EQ(status_->maxTemperature(), Units::Celsius{140});
+   EXPECT_EQ(status_->minTemperature(), Environment::Temperature::Celsius{-40});
+   EXPECT_EQ(status_->maxTemperature(), Environment::Temperature::Celsius{140});
 }
 
 TEST_F(TempSensorStatusTest, AcceptsAReadingAtTheThreshold) {

@@ -11,7 +11,7 @@ namespace StorageDevices {
 namespace {
 
 using Environment::Temperature::TempSensorStatus;
-using Temperature = Vorn::Optional<Units::Celsius>;
+using Temperature = Vorn::Optional<Environment::Temperature::Celsius>;
 
 class TemperatureThroughMonitorsTest : public Support::ToolMonitorTest {
  protected:
@@ -51,17 +51,18 @@ TEST_F(TemperatureThroughMonitorsTest, ShowsARiseBetweenTwoRunsWholeAndNothingIn
    driveHas(35, 100);
    plug();
    poll();
-   ASSERT_EQ(status().temperature(), Temperature{Units::Celsius{35}});
-   EXPECT_EQ(wrapper().unrealisticTempChangeThreshold(), Units::Celsius{20});
+   ASSERT_EQ(status().temperature(), Temperature{Environment::Temperature::Celsius{35}});
+   EXPECT_EQ(wrapper().unrealisticTempChangeThreshold(), Environment::Temperature::Celsius{20});
    Support::ChangeRecorder const shown{status().temperature};
    Support::ChangeRecorder const thresholds{wrapper().unrealisticTempChangeThreshold};
    driveHas(80, 101);
    poll();
    ASSERT_EQ(shown.count(), 1U);
-   EXPECT_EQ(*shown.changes()[0].old, Temperature{Units::Celsius{35}});
-   EXPECT_EQ(*shown.changes()[0].now, Temperature{Units::Celsius{80}});
+   EXPECT_EQ(*shown.changes()[0].old, Temperature{Environment::Temperature::Celsius{35}});
+   EXPECT_EQ(*shown.changes()[0].now, Temperature{Environment::Temperature::Celsius{80}});
    ASSERT_EQ(thresholds.count(), 1U);
-   EXPECT_EQ(*thresholds.changes()[0].now, Units::Celsius{45}) << "set before, or 80 were held back";
+   EXPECT_EQ(*thresholds.changes()[0].now, Environment::Temperature::Celsius{45})
+       << "set before, or 80 were held back";
    EXPECT_EQ(status().alarm(), TempSensorStatus::Alarm{TempSensorStatus::Alarm::critical});
 }
 
@@ -84,10 +85,11 @@ TEST_F(TemperatureThroughMonitorsTest, ShowsADrivePulledAndPutBackAgain) {
    unplug();
    driveHas(41, 100);
    poll();
-   EXPECT_EQ(status().temperature(), Temperature{Units::Celsius{35}}) << "nothing was read of it";
+   EXPECT_EQ(status().temperature(), Temperature{Environment::Temperature::Celsius{35}})
+       << "nothing was read of it";
    plug();
    poll();
-   EXPECT_EQ(status().temperature(), Temperature{Units::Celsius{41}});
+   EXPECT_EQ(status().temperature(), Temperature{Environment::Temperature::Celsius{41}});
 }
 
 }  // namespace

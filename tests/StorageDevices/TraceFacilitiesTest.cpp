@@ -28,7 +28,7 @@ TEST(TraceFacilitiesTest, FindsAFacilityNamedAfterEverySourceThatTraces) {
                            "StorageNvmeDataMonitorSm",
                            "StorageSmartDataMonitorSm",
                            "StorageTempSensorSm"};
-   Names present = Host::traceFacilities();
+   Names present = Vorn::Host::traceFacilities();
    std::erase_if(present, [](std::string const & name) {
       return !name.starts_with("Storage") && name != "DeviceDetectionSm";
    });

@@ -33,9 +33,9 @@ class MountSourcesTest : public testing::Test {
    MountSourcesTest() {
       fs::create_directories(root.path() / "proc/self");
       table("");
-      Mounts::rootIs(root.string());
+      StorageDevices::Mounts::rootIs(root.string());
    }
-   ~MountSourcesTest() override { Mounts::rootIs(""); }
+   ~MountSourcesTest() override { StorageDevices::Mounts::rootIs(""); }
 
    void table(std::string const & lines) const { root.fileIs("proc/self/mountinfo", lines); }
    // A line of the table; 0:9 is no block device, so that the source is shown as it stands.
@@ -265,19 +265,19 @@ enum Found : int { followed, noOwnTable, stale, restless };
 // Whether the loop soon has nothing more to do.
 bool comesToRest() {
    for (int turns = 0; turns < 10; ++turns)
-      if (Host::turn(0) == Host::Turn::idle)
+      if (Vorn::Host::turn(0) == Vorn::Host::Turn::idle)
          return true;
    return false;
 }
 
 int followsMounts(fs::path const & files) {
-   Mounts::rootIs("");
+   StorageDevices::Mounts::rootIs("");
    if (!Support::ownMountTable().empty())
       return noOwnTable;
    MountSources const kept{files, {"drive"}, [](std::string const &) {}};
    auto const shows = [&](std::string const & text) {
       auto const asExpected = [&] { return Support::fileContent(files / "drive") == text; };
-      return Host::runUntil(asExpected, Vorn::System::currentTime() + 10);
+      return Vorn::Host::runUntil(asExpected, Vorn::System::currentTime() + 10);
    };
    bool good = shows("");
    {

@@ -24,14 +24,14 @@ class SettledStartTest : public Support::VirtualTimeTest {
 
 TEST_F(SettledStartTest, StartsOnceWhenTheDevicesAreReadyButNotWithinTheChange) {
    auto const settled = waiting(discovery);
-   Host::runFor(59);
+   Vorn::Host::runFor(59);
    EXPECT_EQ(starts, 0);
    discovery->handleInternalDevicesReady();
    ASSERT_TRUE(discovery->internalDevicesReady());
    EXPECT_EQ(starts, 0);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(starts, 1);
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_EQ(starts, 1);
 }
 
@@ -39,7 +39,7 @@ TEST_F(SettledStartTest, StartsOnceWhenTheDevicesAreReadyAlready) {
    discovery->handleInternalDevicesReady();
    auto const settled = waiting(discovery);
    EXPECT_EQ(starts, 0);
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_EQ(starts, 1);
 }
 
@@ -49,15 +49,15 @@ TEST_F(SettledStartTest, StartsOnceAfterAMinute) {
    ASSERT_TRUE(eventually([&] { return starts == 1; }));
    EXPECT_EQ((Vorn::System::currentTime() - begin).value(), SettledStart::patience);
    discovery->handleInternalDevicesReady();
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_EQ(starts, 1);
 }
 
 TEST_F(SettledStartTest, WaitsForTheMinuteAloneWithoutDiscovery) {
    auto const settled = waiting(nullptr);
-   Host::runFor(59);
+   Vorn::Host::runFor(59);
    EXPECT_EQ(starts, 0);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(starts, 1);
 }
 
@@ -65,7 +65,7 @@ TEST_F(SettledStartTest, StartsNothingWhenDestroyed) {
    auto settled = waiting(discovery);
    discovery->handleInternalDevicesReady();
    settled.reset();
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_EQ(starts, 0);
 }
 

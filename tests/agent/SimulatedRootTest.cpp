@@ -104,7 +104,7 @@ class SimulatedRootTest : public Support::VirtualTimeTest {
 
 TEST_F(SimulatedRootTest, TestsItsFileSystemsWhereTheyReallyLie) {
    start();
-   Host::runFor(700);
+   Vorn::Host::runFor(700);
    auto const test = mountPoints->mountPtMonitorSm("/mnt/drive")->fsHealthSm();
    ASSERT_TRUE(test);
    EXPECT_EQ(test->mntPt(), "/mnt/drive");
@@ -112,7 +112,7 @@ TEST_F(SimulatedRootTest, TestsItsFileSystemsWhereTheyReallyLie) {
    EXPECT_EQ(folder.content("mnt/drive/debug/healthTestCookie"), test->cookieData().str());
    EXPECT_TRUE(logs.messages().empty());
    folder.fileIs("proc/self/mountinfo", "30 25 8:1 / /mnt/drive ro - ext4 /dev/sda1 ro\n");
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    ASSERT_EQ(logs.messages().size(), 1U);
    EXPECT_EQ(logs.messages()[0].arguments[5], "mount point is read-only");
 }
@@ -120,11 +120,11 @@ TEST_F(SimulatedRootTest, TestsItsFileSystemsWhereTheyReallyLie) {
 TEST_F(SimulatedRootTest, AppliesAnInjectedResultToItsOperation) {
    folder.fileIs("io-results", "/mnt/drive utilChkRet 86\n");
    start();
-   Host::runFor(150);
+   Vorn::Host::runFor(150);
    ASSERT_EQ(logs.messages().size(), 1U);
    EXPECT_EQ(logs.messages()[0].name, "STORAGEDEVICE_MONITOR_WARNING");
    folder.fileIs("io-results", "/mnt/drive writeRet -1\n/mnt/drive writeErrno " + std::to_string(EIO) + "\n");
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    ASSERT_EQ(logs.messages().size(), 2U);
    EXPECT_EQ(logs.messages()[1].arguments[0] + ": " + logs.messages()[1].arguments[5],
              "writeTest - write: Input/output error");
@@ -132,12 +132,12 @@ TEST_F(SimulatedRootTest, AppliesAnInjectedResultToItsOperation) {
 
 TEST_F(SimulatedRootTest, RestoresTheMachinesOwnMountsWhenItEnds) {
    start();
-   ASSERT_EQ(Mounts::mountsAt("/mnt/drive").size(), 1U);
-   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder.string() + "/mnt/drive");
+   ASSERT_EQ(StorageDevices::Mounts::mountsAt("/mnt/drive").size(), 1U);
+   EXPECT_EQ(StorageDevices::Mounts::accessPath("/mnt/drive"), folder.string() + "/mnt/drive");
    mountPoints = nullptr;
    root.reset();
-   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), "/mnt/drive");
-   EXPECT_FALSE(Mounts::mountsAt("/proc").empty());
+   EXPECT_EQ(StorageDevices::Mounts::accessPath("/mnt/drive"), "/mnt/drive");
+   EXPECT_FALSE(StorageDevices::Mounts::mountsAt("/proc").empty());
 }
 
 }  // namespace

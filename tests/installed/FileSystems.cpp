@@ -152,13 +152,13 @@ TEST_F(InstalledHostTest, WatchesAMountPoint) {
 
 TEST_F(InstalledHostTest, WatchesTheMountPointsOfItsFixedDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
-   mountPtMonitorHelperCreatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
+   MountPtMonitorHelper::creatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
    auto const manager = mountPtMonitorManagerSmFactory(devices);
    EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);
    EXPECT_EQ(manager->devices(), devices);
    EXPECT_TRUE(manager->helper());
-   manager->mountPtMonitorSmIs("/mnt/other", newMountPtMonitorHelper(), devices);
-   mountPtMonitorHelperCreatorIs(nullptr);
+   manager->mountPtMonitorSmIs("/mnt/other", MountPtMonitorHelper::make(), devices);
+   MountPtMonitorHelper::creatorIs(nullptr);
    EXPECT_TRUE(manager->mountPtMonitorSm("/mnt/other"));
    manager->mountPtMonitorSmDel("/mnt/other");
    EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);

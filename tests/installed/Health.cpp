@@ -216,7 +216,7 @@ TEST_F(InstalledHostTest, ShowsTheTemperaturesOfItsDisks) {
    auto const * const status =
        dynamic_cast<Environment::Temperature::TempSensorStatus const *>(dir->entityPtr("Drive").get());
    ASSERT_TRUE(status);
-   EXPECT_EQ(status->temperature(), Units::Celsius{37});
+   EXPECT_EQ(status->temperature(), Environment::Temperature::Celsius{37});
    monitor->createTempStatus("N1");
    monitor->updateTempSensor("N1", {}, {});
    EXPECT_TRUE(monitor->temperatureWrapper("N1"));

@@ -28,8 +28,9 @@ using Disk = StorageDevices::ConnectedDisk;
 class InstalledHostTest : public testing::Test {
  protected:
    InstalledHostTest() {
-      Host::timeSourceIs(std::make_unique<Host::VirtualTime>());
-      Host::logSinkIs([this](Host::LogMessage const & message) { logged.push_back(message.text.str()); });
+      Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::VirtualTime>());
+      Vorn::Host::logSinkIs(
+          [this](Vorn::Host::LogMessage const & message) { logged.push_back(message.text.str()); });
       std::string name = std::filesystem::temp_directory_path() / "installed-host-XXXXXX";
       folder = mkdtemp(name.data());
       fruConfig->etcDirIs(folder.c_str());
@@ -37,8 +38,8 @@ class InstalledHostTest : public testing::Test {
       tracker->toolPathIs(folder.c_str());
    }
    ~InstalledHostTest() override {
-      Host::logSinkIs(nullptr);
-      Host::timeSourceIs(nullptr);
+      Vorn::Host::logSinkIs(nullptr);
+      Vorn::Host::timeSourceIs(nullptr);
       std::error_code ignored;
       std::filesystem::remove_all(folder, ignored);
    }
@@ -56,7 +57,7 @@ class InstalledHostTest : public testing::Test {
                       false, busType, "1", 240);
    }
    static bool eventually(std::function<bool()> const & condition) {
-      return Host::runUntil(condition, Vorn::System::currentTime() + 600);
+      return Vorn::Host::runUntil(condition, Vorn::System::currentTime() + 600);
    }
 
    std::filesystem::path folder;

@@ -66,7 +66,7 @@ TEST_F(InstalledHostTest, RunsAMachineOfItsOwn) {
    machine->orderPop();
    EXPECT_THROW(machine->order.front(), Vorn::EmptyVector);
    EXPECT_THROW(machine->order(0), Vorn::VectorOutOfRange);
-   Host::runFor(20);
+   Vorn::Host::runFor(20);
    EXPECT_EQ(machine->rings(), 1);
    machine->detach();
 }
@@ -95,11 +95,11 @@ TEST_F(InstalledHostTest, LogsAndTraces) {
 
    Vorn::TraceHandle const trace{"InstalledHostTrace", true};
    std::vector<std::string> lines;
-   Host::traceSinkIs([&](Host::TraceLine const & line) { lines.push_back(line.text); });
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) { lines.push_back(line.text); });
    VORN_TRACE(trace, 0) << " " << Vorn::Errno(ENOENT, "open") << " " << Vorn::Seconds{2.5};
-   Host::traceSinkIs(nullptr);
+   Vorn::Host::traceSinkIs(nullptr);
    EXPECT_EQ(lines, std::vector<std::string>{" open: No such file or directory (errno 2) 2.5"});
-   EXPECT_FALSE(Host::traceFacilities().empty());
+   EXPECT_FALSE(Vorn::Host::traceFacilities().empty());
 }
 
 TEST_F(InstalledHostTest, ListsTheCatalogueOfTheLibrary) {

@@ -40,12 +40,12 @@ class AgentRescansTest : public Support::DiscoveryTest {
       unit_.announce(name, "remove");
    }
    // Not until nothing is left to do: a clock that goes on for ever always has something.
-   static void handleSome() { Host::runFor(0.01); }
+   static void handleSome() { Vorn::Host::runFor(0.01); }
    std::ptrdiff_t scans() const { return traces_.count(2, " enumerating devices"); }
    // How many come while that much virtual time passes.
    std::ptrdiff_t scansIn(double seconds) {
       auto const before = scans();
-      Host::runFor(seconds);
+      Vorn::Host::runFor(seconds);
       return scans() - before;
    }
    std::string document() const { return Support::documentText(Agent::discoveryJson(sm_.get())); }
@@ -119,15 +119,15 @@ TEST_F(AgentRescansTest, ReportsAnUnclassifiedDeviceOnceWithCauseAndRemedy) {
    {
       Support::SpawnFailure const failure{EAGAIN};
       startWithRescans();
-      Host::runFor(10);
+      Vorn::Host::runFor(10);
       unit_.plug(stick("sdc", "1-2"));
       handleSome();
-      Host::runFor(10);
+      Vorn::Host::runFor(10);
    }
    std::string const why = ": not classified: expr cannot be started: " + Vorn::errorAndRemedy(EAGAIN);
    EXPECT_EQ(notices_, (Texts{"3 /dev/sdb" + why, "3 /dev/sdc" + why}));
    notices_.clear();
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    std::string const done = ": no longer short of descriptors, processes or memory";
    EXPECT_EQ(notices_, (Texts{"6 /dev/sdb" + done, "6 /dev/sdc" + done}));
 }
@@ -170,10 +170,10 @@ TEST_F(AgentRescansTest, DelaysChecksThatRunOnceUntilAllIsClassified) {
       startWithRescans();
       settled = std::make_unique<Agent::SettledStart>(sm_, [&] { ++starts; });
       EXPECT_TRUE(isReady());
-      Host::runFor(0.5);
+      Vorn::Host::runFor(0.5);
       EXPECT_EQ(starts, 0);
    }
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_TRUE(has("sdb"));
    EXPECT_EQ(starts, 1);
 }

@@ -183,7 +183,7 @@ TEST_F(DiscoveryCollectorsTest, KeepsUdevsValuesForADiskWhoseToolFails) {
 }
 
 TEST_F(DiscoveryCollectorsTest, LeavesNoChildAndNoDescriptorWhenDroppedWhileDisksAreIdentified) {
-   Host::turn(0);
+   Vorn::Host::turn(0);
    auto const before = Support::openDescriptors();
    hdparmHangs();
    unit_.tools().hangsIs(Tool::nvmeList, "nvme0n1", true);
@@ -197,7 +197,7 @@ TEST_F(DiscoveryCollectorsTest, LeavesNoChildAndNoDescriptorWhenDroppedWhileDisk
    EXPECT_TRUE(nothingRuns());
    EXPECT_EQ(Support::openDescriptors(), before);
    EXPECT_TRUE(disks().empty());
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(unit_.listeners(), 0U);
 }
 

@@ -100,7 +100,7 @@ TEST_F(DiscoveryEventsTest, FollowsNeitherEventsNorCollectorsAsAZombie) {
    unit_.plug(stick());
    // The event waits on the socket, which stays readable: not until all is idle.
    for (int turn = 0; turn < 20; ++turn)
-      Host::turn(0);
+      Vorn::Host::turn(0);
    collector->finalizeUnchanged();
    EXPECT_TRUE(disks().empty());
    EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 1U);

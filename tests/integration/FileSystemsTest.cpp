@@ -21,8 +21,8 @@ using Agent::Simulation::FileSystems;
 
 class FileSystemsTest : public testing::Test {
  protected:
-   FileSystemsTest() { Mounts::rootIs(fileSystems->root()); }
-   ~FileSystemsTest() override { Mounts::rootIs(""); }
+   FileSystemsTest() { StorageDevices::Mounts::rootIs(fileSystems->root()); }
+   ~FileSystemsTest() override { StorageDevices::Mounts::rootIs(""); }
 
    static std::string seenAt(char const * path) {
       auto const state = MountPtMonitorHelper{}.mountState(path);

@@ -35,7 +35,7 @@ class WallClockTest : public Support::DiscoveryTest {
    void startMonitors() {
       monitors_ = std::make_unique<Agent::Monitors>(config_, tracker_, [](int, std::string const &) {});
       monitors_->start();
-      Host::runFor(1);
+      Vorn::Host::runFor(1);
       ASSERT_TRUE(monitors_->entities().devices->disk.contains("STICK"));
    }
    std::size_t errorsLogged() const {
@@ -60,13 +60,13 @@ TEST_F(WallClockTest, LogsADiskAMinuteAfterTheClockWasSetBackWhoeverSendsTheLine
    Base::KernelLineSender const others{config_.kernelMessages.socket};
    auto const errorsAfterAnother = [&] {
       others.send("kernel: [    1.000000] usb 1-1: USB disconnect, device number 2");
-      Host::runFor(1);
+      Vorn::Host::runFor(1);
       return errorsLogged();
    };
    EXPECT_EQ(errorsAfterAnother(), 1U);
    wallClockJumpsBy(-30 * day);
    EXPECT_EQ(errorsAfterAnother(), 1U) << "it has not been noticed yet";
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(errorsAfterAnother(), 2U);
 }
 
@@ -74,7 +74,7 @@ TEST_F(WallClockTest, LogsADiskAtOnceForAForwardedLineAfterTheClockWasSetBack) {
    startMonitors();
    auto const errorsAfterAnother = [&] {
       kernel_ << "3,1,1000000,-;usb 1-1: USB disconnect, device number 2" << std::flush;
-      Host::runFor(1);
+      Vorn::Host::runFor(1);
       return errorsLogged();
    };
    EXPECT_EQ(errorsAfterAnother(), 1U);

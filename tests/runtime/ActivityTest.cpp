@@ -28,13 +28,13 @@ namespace {
 using Vorn::BlockingCall;
 
 std::string shown() {
-   Host::Activity const seen = Host::activity();
+   Vorn::Host::Activity const seen = Vorn::Host::activity();
    return seen.operation ? std::string{seen.operation}.append(" of ").append(seen.path()) : "none";
 }
 
 class ActivityTest : public testing::Test {
  protected:
-   ActivityTest() { Host::turn(0); }
+   ActivityTest() { Vorn::Host::turn(0); }
 };
 
 TEST_F(ActivityTest, ShowsTheInnermostCallAndAtItsEndTheOneAroundIt) {
@@ -67,7 +67,7 @@ TEST_F(ActivityTest, CutsAPathAtItsBoundAndAtANul) {
    for (std::size_t const size : {0, 1, 7, 8, 9, 254, 255, 256, 257, 5000}) {
       std::string const path(size, 'x');
       BlockingCall const call{"open", path};
-      EXPECT_EQ(Host::activity().path(), path.substr(0, 255)) << size;
+      EXPECT_EQ(Vorn::Host::activity().path(), path.substr(0, 255)) << size;
    }
    BlockingCall const call{"open", std::string_view{"/mnt\0/drive", 11}};
    EXPECT_EQ(shown(), "open of /mnt");
@@ -93,30 +93,30 @@ TEST_F(ActivityTest, IgnoresACallOnAnotherThread) {
 // Asks in a handler what the loop does.
 class Asking {
  public:
-   Host::Activity seen;
+   Vorn::Host::Activity seen;
 
  private:
-   void ring() { seen = Host::activity(); }
+   void ring() { seen = Vorn::Host::activity(); }
    Vorn::Clock::Notifiee<&Asking::ring> clock_{*this};
 };
 
 TEST_F(ActivityTest, StartsEveryTurnAtItsOwnTime) {
-   double const before = Host::monotonicSeconds();
-   std::uint64_t const turn = Host::activity().turn;
+   double const before = Vorn::Host::monotonicSeconds();
+   std::uint64_t const turn = Vorn::Host::activity().turn;
    Asking asking;
-   Host::turn(0);
+   Vorn::Host::turn(0);
    constexpr double coarseClock = 0.02;
    EXPECT_TRUE(asking.seen.busy);
    EXPECT_GT(asking.seen.turn, turn);
    EXPECT_GE(asking.seen.since, before - coarseClock);
-   EXPECT_LE(asking.seen.since, Host::monotonicSeconds());
+   EXPECT_LE(asking.seen.since, Vorn::Host::monotonicSeconds());
 }
 
 TEST_F(ActivityTest, KeepsTheBeginOfATurnUnderScaledFrameworkTime) {
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(1e6));
-   Host::turn(0);
-   EXPECT_LE(Host::activity().since, Host::monotonicSeconds());
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(1e6));
+   Vorn::Host::turn(0);
+   EXPECT_LE(Vorn::Host::activity().since, Vorn::Host::monotonicSeconds());
+   Vorn::Host::timeSourceIs(nullptr);
 }
 
 // A loop that waits on another thread, until it is woken.
@@ -141,7 +141,7 @@ class Waiting {
 
  private:
    void handleEvent() {
-      busyInHandler = Host::activity().busy;
+      busyInHandler = Vorn::Host::activity().busy;
       event->notifyOnReadableIs(false);
    }
    Vorn::NotifieeConst reactor_;
@@ -149,15 +149,15 @@ class Waiting {
 
 TEST(ActivityThreadsTest, ShowsALoopThatWaitsAsIdleUntilAnEventComes) {
    Waiting waiting;
-   Host::turn(0);
-   std::uint64_t const turn = Host::activity().turn;
-   std::thread loop{[] { Host::turn(); }};
-   while (Host::activity().busy || Host::activity().turn == turn)
+   Vorn::Host::turn(0);
+   std::uint64_t const turn = Vorn::Host::activity().turn;
+   std::thread loop{[] { Vorn::Host::turn(); }};
+   while (Vorn::Host::activity().busy || Vorn::Host::activity().turn == turn)
       std::this_thread::yield();
    waiting.wake();
    loop.join();
    EXPECT_TRUE(waiting.busyInHandler);
-   EXPECT_TRUE(Host::activity().busy);
+   EXPECT_TRUE(Vorn::Host::activity().busy);
 }
 
 // The path of an operation is of its own letter, as long as the turn has it.
@@ -183,7 +183,7 @@ TEST(ActivityThreadsTest, ShowsAReaderOneMomentWhole) {
    }};
    int wrong = 0;
    for (int calls = 0; calls < 2000;) {
-      Host::Activity const seen = crumb.read();
+      Vorn::Host::Activity const seen = crumb.read();
       if (!seen.operation)
          continue;
       ++calls;

@@ -99,7 +99,7 @@ class AllOrNothingTest : public testing::Test {
       reactor_.on<&AllOrNothingTest::handleShelf>(store_->shelf, *this);
       reactor_.on<&AllOrNothingTest::handleOrder>(store_->order, *this);
       reactor_.hasNotificationActiveIs(true);
-      Host::failureSinkIs([this](auto const &...) { ++failures_; });
+      Vorn::Host::failureSinkIs([this](auto const &...) { ++failures_; });
       store_->priceIs(Costly{1});
       store_->shelfIs(Costly{7}, Costly{70});
       store_->orderPush(Costly{5});
@@ -107,7 +107,7 @@ class AllOrNothingTest : public testing::Test {
    }
    ~AllOrNothingTest() override {
       Costly::copiesLeft = Costly::plenty;
-      Host::failureSinkIs(nullptr);
+      Vorn::Host::failureSinkIs(nullptr);
    }
 
    // Makes the change with memory for no copy, for one, for two and so on until it succeeds.

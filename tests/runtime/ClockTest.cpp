@@ -49,9 +49,9 @@ TEST_F(ClockTest, CallsAtTheFirstTurnUnlessArmedOtherwise) {
    Ringer ringer;
    EXPECT_EQ(ringer.clock.timeMin(), Seconds{0});
    EXPECT_EQ(ringer.rings, 0);
-   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
    EXPECT_EQ(ringer.rings, 1);
-   EXPECT_EQ(Host::turn(), Host::Turn::idle) << "one request, one call";
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle) << "one request, one call";
    EXPECT_EQ(ringer.rings, 1);
 }
 
@@ -61,26 +61,26 @@ TEST_F(ClockTest, NeverCallsAtInfinityOrAtATimeThatIsNoNumber) {
    Ringer notANumber;
    notANumber.clock.timeMinIs(std::numeric_limits<double>::quiet_NaN());
    EXPECT_EQ(next(), Seconds::infinity());
-   Host::runFor(1e6);
+   Vorn::Host::runFor(1e6);
    EXPECT_EQ(never.rings + notANumber.rings, 0);
    notANumber.clock.timeMinIs(currentTime());
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    EXPECT_EQ(notANumber.rings, 1);
 }
 
 TEST_F(ClockTest, CallsAtItsTimeAndNotBefore) {
    Seconds at = 0;
    Ringer ringer{currentTime() + 10.0, [&] { at = currentTime(); }};
-   Host::runFor(9.5);
+   Vorn::Host::runFor(9.5);
    EXPECT_EQ(ringer.rings, 0);
-   Host::runFor(1.0);
+   Vorn::Host::runFor(1.0);
    EXPECT_EQ(ringer.rings, 1);
    EXPECT_EQ(at, Seconds{1010});
 }
 
 TEST_F(ClockTest, CallsAtTheVeryEndOfARun) {
    Ringer ringer{currentTime() + 60.0, {}};
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(ringer.rings, 1);
    EXPECT_EQ(currentTime(), Seconds{1060});
 }
@@ -88,10 +88,10 @@ TEST_F(ClockTest, CallsAtTheVeryEndOfARun) {
 TEST_F(ClockTest, KeepsOnlyTheLatestRequest) {
    Ringer ringer{currentTime() + 10.0, {}};
    ringer.clock.timeMinIs(currentTime() + 100.0);
-   Host::runFor(50);
+   Vorn::Host::runFor(50);
    EXPECT_EQ(ringer.rings, 0);
    ringer.clock.timeMinIs(currentTime() + 1.0);
-   Host::runFor(200);
+   Vorn::Host::runFor(200);
    EXPECT_EQ(ringer.rings, 1);
 }
 
@@ -99,7 +99,7 @@ TEST_F(ClockTest, CallsOncePerTurnWhenArmedForThePastInItsOwnHandler) {
    Ringer ringer;
    ringer.then = [&] { ringer.clock.timeMinIs(0); };
    for (int turns = 1; turns <= 3; ++turns) {
-      Host::turn();
+      Vorn::Host::turn();
       EXPECT_EQ(ringer.rings, turns);
    }
 }
@@ -108,7 +108,7 @@ TEST_F(ClockTest, StarvesNoOthersWhenAlwaysDue) {
    Ringer always;
    always.then = [&] { always.clock.timeMinIs(-Seconds::infinity().value()); };
    Ringer other{currentTime(), {}};
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(always.rings, 1);
    EXPECT_EQ(other.rings, 1);
 }
@@ -121,17 +121,17 @@ TEST_F(ClockTest, CallsInOrderOfTimeAndTiesInOrderOfArming) {
    Ringer c{then - 1.0, [&] { order += 'c'; }};
    Ringer d{then, [&] { order += 'd'; }};
    a.clock.timeMinIs(then);
-   Host::runFor(10);
+   Vorn::Host::runFor(10);
    EXPECT_EQ(order, "cbda");
 }
 
 TEST_F(ClockTest, WaitsForTheNextTurnWhenArmedAgainByAnotherHandlerWhileDue) {
    Ringer second{currentTime() + 1.0, {}};
    Ringer first{currentTime(), [&] { second.clock.timeMinIs(currentTime()); }};
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(first.rings, 1);
    EXPECT_EQ(second.rings, 0);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(second.rings, 1);
 }
 
@@ -149,11 +149,11 @@ TEST_F(ClockTest, SkipsAHandlerThatAnotherDueOneDisarmedOrSwitchedOff) {
    deleted = std::make_unique<Ringer>();
    for (Ringer * const ringer : {disarmed.get(), off.get(), deleted.get()})
       ringer->clock.timeMinIs(currentTime());
-   Host::runFor(5);
+   Vorn::Host::runFor(5);
    EXPECT_EQ(first.rings, 1);
    EXPECT_EQ(disarmed->rings + off->rings, 0);
    off->clock.hasNotificationActiveIs(true);
-   Host::runFor(5);
+   Vorn::Host::runFor(5);
    EXPECT_EQ(off->rings, 1) << "its request was kept";
 }
 
@@ -164,7 +164,7 @@ TEST_F(ClockTest, AllowsItsDeletionInItsOwnHandler) {
       ++rings;
       ringer.reset();
    };
-   Host::runFor(5);
+   Vorn::Host::runFor(5);
    EXPECT_EQ(rings, 1);
    EXPECT_EQ(next(), Seconds::infinity());
 }
@@ -174,7 +174,7 @@ TEST_F(ClockTest, KeepsItsPlaceInTheOrderWhenSwitchedOnTwice) {
    Ringer a{currentTime() + 1.0, [&] { order += 'a'; }};
    Ringer b{currentTime() + 1.0, [&] { order += 'b'; }};
    a.clock.hasNotificationActiveIs(true);
-   Host::runFor(2);
+   Vorn::Host::runFor(2);
    EXPECT_EQ(order, "ab");
 }
 
@@ -197,7 +197,7 @@ TEST_F(ClockTest, CountsReactorsWhileRegistered) {
 TEST_F(ClockTest, WaitsOnAnotherClockOrOnNone) {
    Ringer ringer{currentTime() + 1.0, {}};
    ringer.clock.notifierIs(nullptr);
-   Host::runFor(5);
+   Vorn::Host::runFor(5);
    EXPECT_EQ(ringer.rings, 0);
    auto const own = Pelm::make<Vorn::Clock>();
    ringer.clock.notifierIs(own);
@@ -210,13 +210,13 @@ TEST_F(ClockTest, WaitsOnAnotherClockOrOnNone) {
 
 TEST_F(ClockTest, CallsTheOthersAfterAHandlerThatRaises) {
    std::string failed;
-   Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
+   Vorn::Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
       failed = std::string{machine} + ": " + std::string{what};
    });
    Ringer bad{currentTime(), [] { throw std::runtime_error{"spring broke"}; }};
    Ringer good{currentTime(), {}};
-   Host::turn();
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::turn();
+   Vorn::Host::failureSinkIs(nullptr);
    EXPECT_EQ(good.rings, 1);
    EXPECT_NE(failed.find("Ringer: spring broke"), std::string::npos) << failed;
 }
@@ -224,7 +224,7 @@ TEST_F(ClockTest, CallsTheOthersAfterAHandlerThatRaises) {
 TEST_F(ClockTest, RunsADayOfMinutesInNoTime) {
    Ringer minute{currentTime() + 60.0, {}};
    minute.then = [&] { minute.clock.timeMinIs(minute.rings * 60.0 + 1060.0); };
-   Host::runFor(86400);
+   Vorn::Host::runFor(86400);
    EXPECT_EQ(minute.rings, 1440);
    EXPECT_EQ(Vorn::System::currentTimeUtc(), Seconds{1700086400});
 }
@@ -235,9 +235,9 @@ TEST_F(ClockTest, CallsALateRequestOnceAfterAClockJump) {
    time->jumpBy(3600);
    EXPECT_EQ(minute.rings, 0) << "nothing runs while the clock jumps";
    EXPECT_EQ(Vorn::System::currentTimeUtc(), Seconds{1700003600});
-   Host::runFor(30);
+   Vorn::Host::runFor(30);
    EXPECT_EQ(minute.rings, 1);
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_EQ(minute.rings, 2);
 }
 
@@ -248,7 +248,7 @@ TEST_F(ClockTest, LimitsHandlersByATimeThatReadingsAdvance) {
                     for (Seconds const start = currentTime(); currentTime() - start < 0.5;)
                        ++steps;
                  }};
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(steps, 3);
 }
 
@@ -260,7 +260,7 @@ TEST_F(LoopTest, RunsUntilTheConditionHoldsAndNoLonger) {
    EXPECT_EQ(currentTime(), Seconds{1030});
    EXPECT_FALSE(eventually([&] { return ringer.rings == 2; }, 50));
    EXPECT_EQ(currentTime(), Seconds{1080});
-   EXPECT_TRUE(Host::runUntil([] { return true; }, 0));
+   EXPECT_TRUE(Vorn::Host::runUntil([] { return true; }, 0));
 }
 
 TEST_F(LoopTest, AnswersTheConditionThatCameTrueAtTheDeadline) {
@@ -270,45 +270,45 @@ TEST_F(LoopTest, AnswersTheConditionThatCameTrueAtTheDeadline) {
 
 TEST_F(LoopTest, StopsAtTheEndOfTheTurn) {
    Ringer second{currentTime(), {}};
-   Ringer first{currentTime() - 1.0, [] { Host::stop(); }};
-   Host::run();
+   Ringer first{currentTime() - 1.0, [] { Vorn::Host::stop(); }};
+   Vorn::Host::run();
    EXPECT_EQ(second.rings, 1) << "what was due in that turn is still called";
    Ringer later;
-   Host::stop();
-   EXPECT_TRUE(Host::stopRequested());
-   Host::run();
+   Vorn::Host::stop();
+   EXPECT_TRUE(Vorn::Host::stopRequested());
+   Vorn::Host::run();
    EXPECT_EQ(later.rings, 0) << "a stop asked for before returns at once";
-   EXPECT_FALSE(Host::stopRequested());
+   EXPECT_FALSE(Vorn::Host::stopRequested());
 }
 
 TEST_F(LoopTest, IsIdleWithNothingToWaitFor) {
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    EXPECT_EQ(currentTime(), Seconds{1000});
 }
 
 TEST(RealTimeTest, FollowsTheKernelAndRunsFasterWhenScaled) {
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
    Seconds const first = currentTime();
    EXPECT_GE(currentTime(), first);
    EXPECT_GT(Vorn::System::currentTimeUtc(), Seconds{1.6e9});
-   EXPECT_EQ(Host::timeSource().realSecondsPerSecond(), 1.0);
-   Host::timeSource().jumpTo(first + 1e9);
+   EXPECT_EQ(Vorn::Host::timeSource().realSecondsPerSecond(), 1.0);
+   Vorn::Host::timeSource().jumpTo(first + 1e9);
    EXPECT_LT(currentTime(), first + 1e6) << "real time does not jump";
-   Host::timeSourceIs(std::make_unique<Host::RealTime>(1000.0));
-   EXPECT_EQ(Host::timeSource().spanOf(1), Seconds{1000});
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(1000.0));
+   EXPECT_EQ(Vorn::Host::timeSource().spanOf(1), Seconds{1000});
    Seconds const monotonic = currentTime();
    Seconds const utc = Vorn::System::currentTimeUtc();
-   Host::runFor(20);
+   Vorn::Host::runFor(20);
    EXPECT_GE(currentTime() - monotonic, Seconds{20});
    EXPECT_GE(Vorn::System::currentTimeUtc() - utc, Seconds{20});
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
 }
 
 TEST(RealTimeTest, WaitsForADeadlineAndIsIdleOnlyForAShorterWait) {
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
    Ringer ringer{currentTime() + 0.02, {}};
-   EXPECT_EQ(Host::turn(0), Host::Turn::idle);
-   Host::runFor(0.05);
+   EXPECT_EQ(Vorn::Host::turn(0), Vorn::Host::Turn::idle);
+   Vorn::Host::runFor(0.05);
    EXPECT_EQ(ringer.rings, 1);
 }
 

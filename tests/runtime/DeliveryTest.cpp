@@ -300,7 +300,7 @@ class Failing {
 
 TEST_F(DeliveryTest, NotifiesTheOthersAndTheFailureSinkWhenAHandlerRaises) {
    Heard failures;
-   Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
+   Vorn::Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
       failures.push_back(std::string{machine} + " - " + std::string{what});
    });
    Watcher const before{house, heard, "before"};
@@ -308,7 +308,7 @@ TEST_F(DeliveryTest, NotifiesTheOthersAndTheFailureSinkWhenAHandlerRaises) {
    Watcher const after{house, heard, "after"};
    house->doorIs(1);
    house->lampIs("hall", 1);
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::failureSinkIs(nullptr);
    EXPECT_EQ(heard, (Heard{"before:door 0>1", "after:door 0>1", "before:lamp hall none>1",
                            "after:lamp hall none>1"}));
    ASSERT_EQ(failures.size(), 2U);

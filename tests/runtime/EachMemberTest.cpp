@@ -115,10 +115,10 @@ TEST_F(EachMemberTest, StopsAndResumesWithTheMachine) {
 
 TEST_F(EachMemberTest, ReportsWhatAHandlerRaisesAsTheMachines) {
    std::string failure;
-   Host::failureSinkIs([&](std::string_view machine, std::string_view) { failure = machine; });
+   Vorn::Host::failureSinkIs([&](std::string_view machine, std::string_view) { failure = machine; });
    postman->then = [] { throw std::runtime_error{"no letters"}; };
    first->doorIs(1);
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::failureSinkIs(nullptr);
    EXPECT_TRUE(failure.ends_with("Postman")) << failure;
 }
 

@@ -82,9 +82,9 @@ class Reader {
 class FileDescriptorTest : public Support::VirtualTimeTest {
  protected:
    FileDescriptorTest() {
-      Host::traceSinkIs([this](Host::TraceLine const & line) { traces.push_back(line.text); });
+      Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & line) { traces.push_back(line.text); });
    }
-   ~FileDescriptorTest() override { Host::traceSinkIs(nullptr); }
+   ~FileDescriptorTest() override { Vorn::Host::traceSinkIs(nullptr); }
 
    std::vector<std::string> traces;
 };
@@ -92,14 +92,14 @@ class FileDescriptorTest : public Support::VirtualTimeTest {
 TEST_F(FileDescriptorTest, NotifiesAtEveryTurnWhileReadable) {
    Pipe const pipe;
    Reader const reader{pipe.reader()};
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    pipe.fill();
-   EXPECT_EQ(Host::turn(), Host::Turn::worked);
-   Host::turn();
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 2);
    EXPECT_EQ(reader.watched->readableCount(), 2U);
    pipe.drain();
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    EXPECT_EQ(reader.watched->name(), "reader");
 }
 
@@ -108,16 +108,16 @@ TEST_F(FileDescriptorTest, NotifiesAsWritableOnlyWhileThereIsRoom) {
    auto const writer = Pelm::make<FileDescriptor>("writer");
    writer->descriptorIs(pipe.writer());
    writer->notifyOnWritableIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(writer->writableCount(), 1U);
    EXPECT_EQ(writer->readableCount(), 0U);
    std::string const block(65536, 'x');
    while (write(pipe.writer(), block.data(), block.size()) > 0) {
    }
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    writer->notifyOnWritableIs(false);
    pipe.drain();
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    EXPECT_EQ(writer->writableCount(), 1U);
 }
 
@@ -127,13 +127,13 @@ TEST_F(FileDescriptorTest, DistinguishesBothDirectionsOfASocket) {
    auto const end = Pelm::make<FileDescriptor>("socket");
    end->descriptorIs(ends[0]);
    end->notifyOnReadableIs(true);
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    end->notifyOnWritableIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(end->writableCount(), 1U);
    EXPECT_EQ(end->readableCount(), 0U);
    EXPECT_EQ(write(ends[1], "x", 1), 1);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(end->readableCount(), 1U);
    end->descriptorIs(-1);
    close(ends[0]);
@@ -144,7 +144,7 @@ TEST_F(FileDescriptorTest, ReportsAHangUpAsReadable) {
    Pipe pipe;
    Reader const reader{pipe.reader()};
    pipe.closeWriter();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 1);
 }
 
@@ -154,7 +154,7 @@ TEST_F(FileDescriptorTest, ReportsALostReaderAsWritable) {
    writer->descriptorIs(pipe.writer());
    writer->notifyOnWritableIs(true);
    pipe.closeReader();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(writer->writableCount(), 1U);
    EXPECT_EQ(writer->readableCount(), 0U) << "nobody asked for that";
 }
@@ -166,7 +166,7 @@ TEST_F(FileDescriptorTest, StopsWritingAtOnceWhenAReadHandlerEndsIt) {
    Reader reader{ends[0]};
    reader.watched->notifyOnWritableIs(true);
    reader.then = [&] { reader.watched->notifyOnWritableIs(false); };
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 1);
    EXPECT_EQ(reader.watched->writableCount(), 0U);
    reader.watched->descriptorIs(-1);
@@ -202,7 +202,7 @@ TEST_F(FileDescriptorTest, SkipsTheWriteHandlerOfADescriptorReleasedInTheReadHan
       int & count_;
       Vorn::NotifieeConst reactor_;
    } const leaver{descriptor, told};
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(told, 1);
    EXPECT_FALSE(descriptor);
    close(ends[0]);
@@ -230,7 +230,7 @@ TEST_F(FileDescriptorTest, SkipsHandlersWhoseWatchEndedInTheSameTurn) {
             ++told;
             way(*readers[1 - i]);
          };
-      Host::turn();
+      Vorn::Host::turn();
       EXPECT_EQ(told, 1);
    }
 }
@@ -247,9 +247,9 @@ TEST_F(FileDescriptorTest, AllowsTheHandlersOfAnotherAndOfItselfToDestroyIt) {
          ++told;
          readers.clear();
       }));
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(told, 1);
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
 TEST_F(FileDescriptorTest, NotifiesOnlyTheNewWatcherOfANumberClosedAndReused) {
@@ -261,13 +261,13 @@ TEST_F(FileDescriptorTest, NotifiesOnlyTheNewWatcherOfANumberClosedAndReused) {
    ASSERT_EQ(reused.reader(), number);
    Reader const fresh{number};
    reused.fill();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(fresh.told, 1);
    EXPECT_EQ(stale->told, 0);
    stale->watched->notifyOnWritableIs(true);
    EXPECT_EQ(traces.size(), 1U) << "the number is somebody else's by now";
    stale.reset();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(fresh.told, 2);
 }
 
@@ -280,7 +280,7 @@ TEST_F(FileDescriptorTest, RestartsTheWatchWhenTheSameNumberIsSetAgain) {
    ASSERT_EQ(reused.reader(), number);
    reader.watched->descriptorIs(number);
    reused.fill();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 1);
 }
 
@@ -292,7 +292,7 @@ TEST_F(FileDescriptorTest, RestartsAChangedWatchOfAReopenedNumber) {
    Pipe const reused;
    reader.watched->notifyOnWritableIs(true);
    reused.fill();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 1);
    EXPECT_TRUE(traces.empty());
 }
@@ -304,7 +304,7 @@ TEST_F(FileDescriptorTest, NotifiesNobodyOfAFileThatOutlivesItsClosedNumber) {
    auto reader = std::make_unique<Reader>(pipe->reader());
    pipe->closeReader();
    reader.reset();
-   EXPECT_EQ(Host::turn(), Host::Turn::idle)
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle)
        << "the kernel still reports it, and must not reach what is gone";
    close(duplicate);
 }
@@ -312,19 +312,19 @@ TEST_F(FileDescriptorTest, NotifiesNobodyOfAFileThatOutlivesItsClosedNumber) {
 TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    int const file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
    Reader const reader{file};
-   EXPECT_EQ(Host::turn(), Host::Turn::worked);
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    EXPECT_EQ(reader.told, 1);
    reader.watched->notifyOnReadableIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 1) << "it was on already";
    reader.watched->notifyOnReadableIs(false);
    reader.watched->notifyOnReadableIs(true);
-   Host::turn();
-   Host::turn();
+   Vorn::Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 2);
    reader.watched->notifyOnWritableIs(true);
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.watched->writableCount(), 1U);
    EXPECT_EQ(reader.told, 2);
    reader.watched->descriptorIs(-1);
@@ -335,10 +335,10 @@ TEST_F(FileDescriptorTest, NotifiesOfTheNextRegularFileAgain) {
    int const first = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
    int const second = open("/dev/null", O_RDONLY | O_CLOEXEC);
    Reader const reader{first};
-   Host::turn();
+   Vorn::Host::turn();
    reader.watched->descriptorIs(second);
-   Host::turn();
-   Host::turn();
+   Vorn::Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(reader.told, 2);
    reader.watched->descriptorIs(-1);
    close(first);
@@ -351,11 +351,11 @@ TEST_F(FileDescriptorTest, SkipsAnUnpollableOneSwitchedOffOrDestroyedBeforeItsTu
    auto gone = std::make_unique<Reader>(file);
    off.watched->notifyOnReadableIs(false);
    gone.reset();
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
    Reader second{file};
    auto victim = std::make_unique<Reader>(file);
    second.then = [&] { victim.reset(); };
-   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
    EXPECT_EQ(off.told, 0);
    EXPECT_EQ(second.told, 1);
    close(file);
@@ -374,10 +374,10 @@ TEST_F(FileDescriptorTest, NotifiesInRotationWhenATurnCannotHandleAll) {
       readers.push_back(std::make_unique<Reader>(pipes.back()->reader()));
    }
    auto const told = [](auto const & reader) { return reader->told; };
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_LT(std::ranges::count(readers, 1, told), 1500) << "a turn is bounded";
    for (int turn = 0; turn < 40; ++turn)
-      Host::turn();
+      Vorn::Host::turn();
    auto const [least, most] = std::ranges::minmax_element(readers, {}, told);
    EXPECT_GE((*least)->told, 4);
    EXPECT_LE((*most)->told - (*least)->told, 1) << "nobody is told twice before all are told once";
@@ -389,9 +389,9 @@ TEST_F(FileDescriptorTest, StarvesNeitherOthersNorTheClocksWhenBusy) {
    busy.fill();
    Reader const busyReader{busy.reader()};
    Reader const rareReader{rare.reader(), [&] { rare.drain(); }};
-   Host::turn();
+   Vorn::Host::turn();
    rare.fill();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(busyReader.told, 2);
    EXPECT_EQ(rareReader.told, 1);
 }
@@ -403,9 +403,9 @@ TEST_F(FileDescriptorTest, TracesASecondWatcherOfANumberAndDoesNotWatchIt) {
    auto second = std::make_unique<Reader>(pipe.reader());
    ASSERT_EQ(traces.size(), 1U);
    EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: File exists (errno 17)");
-   Host::turn();
+   Vorn::Host::turn();
    second.reset();
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(first.told, 2) << "the first keeps its watch";
 }
 
@@ -413,7 +413,7 @@ TEST_F(FileDescriptorTest, TracesANumberThatIsNotOpen) {
    Reader const reader{999999};
    ASSERT_EQ(traces.size(), 1U);
    EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: Bad file descriptor (errno 9)");
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
 TEST_F(FileDescriptorTest, SetsNonBlockingOnTheDescriptorWhenever) {
@@ -469,15 +469,15 @@ TEST_F(FileDescriptorTest, AllowsASubscriberToDropTheLastPointerInEveryMutator) 
       EXPECT_TRUE(dropper.dropped());
    }
    pipe.fill();
-   EXPECT_EQ(Host::turn(), Host::Turn::idle);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
 TEST(RealTimeDescriptorsTest, WakesAWaitingLoop) {
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
    Pipe const pipe;
    Reader const reader{pipe.reader()};
    pipe.fill();
-   EXPECT_EQ(Host::turn(), Host::Turn::worked);
+   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
    EXPECT_EQ(reader.told, 1);
 }
 

@@ -69,7 +69,7 @@ TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesInTheMachinesOwnChange) {
    host.then = [&] { letGo(); };
    bare.doorIs(1);
    EXPECT_TRUE(gone);
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"}));
 }
 
@@ -105,7 +105,7 @@ TEST_F(LastUserTest, KeepsTheMachineWholeToTheEndOfItsOwnHandler) {
 
 TEST_F(LastUserTest, LeavesTheClocksHandlerWholeWhenItGoesWithin) {
    host.then = [&] { letGo(); };
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    EXPECT_TRUE(gone);
    EXPECT_EQ(heard, (Heard{"machine:clock", "host:door 0>1", "machine:zombie"}));
 }

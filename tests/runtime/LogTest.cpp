@@ -38,12 +38,12 @@ class LogTest : public Support::VirtualTimeTest {
    };
 
    LogTest() {
-      Host::logSinkIs([this](Host::LogMessage const & message) {
+      Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & message) {
          messages.push_back(
              {message.descriptor.name, message.arguments, message.text.str(), message.utc, message.argsHash});
       });
    }
-   ~LogTest() override { Host::logSinkIs(nullptr); }
+   ~LogTest() override { Vorn::Host::logSinkIs(nullptr); }
 
    std::vector<Message> messages;
 };
@@ -221,7 +221,7 @@ TEST_F(LogTest, FillsTheTextFromLeftToRightOnce) {
 }
 
 TEST_F(LogTest, DropsMessagesWithoutASink) {
-   Host::logSinkIs(nullptr);
+   Vorn::Host::logSinkIs(nullptr);
    LogHandle handle{alive, 0, 1.0, 0, 0};
    EXPECT_NO_THROW(Vorn::log(handle, Pelm::String{"S1"}));
    EXPECT_TRUE(messages.empty());

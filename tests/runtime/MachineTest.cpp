@@ -44,11 +44,11 @@ class Special : public PlainMachine {
 class MakeMachineTest : public testing::Test {
  protected:
    MakeMachineTest() {
-      Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
+      Vorn::Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
          failures.push_back(std::string{machine} + ": " + std::string{what});
       });
    }
-   ~MakeMachineTest() override { Host::failureSinkIs(nullptr); }
+   ~MakeMachineTest() override { Vorn::Host::failureSinkIs(nullptr); }
    std::vector<std::string> failures;
 };
 

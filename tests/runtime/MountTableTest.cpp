@@ -20,9 +20,9 @@ class MountTableTest : public testing::Test {
       device("sda/sda1", "8:1", "");
       device("nvme0n1", "259:0", "4096");
       device("dm-0", "254:0", "512");
-      Mounts::rootIs(folder_.string());
+      StorageDevices::Mounts::rootIs(folder_.string());
    }
-   ~MountTableTest() override { Mounts::rootIs(""); }
+   ~MountTableTest() override { StorageDevices::Mounts::rootIs(""); }
 
    void device(std::string const & path, std::string const & number, std::string const & blockSize) const {
       fs::path const at = folder_.path() / "sys/devices" / path;
@@ -56,9 +56,9 @@ class MountTableTest : public testing::Test {
 };
 
 TEST_F(MountTableTest, PlacesMountsBelowItsRoot) {
-   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), folder_.string() + "/mnt/drive");
-   Mounts::rootIs("");
-   EXPECT_EQ(Mounts::accessPath("/mnt/drive"), "/mnt/drive");
+   EXPECT_EQ(StorageDevices::Mounts::accessPath("/mnt/drive"), folder_.string() + "/mnt/drive");
+   StorageDevices::Mounts::rootIs("");
+   EXPECT_EQ(StorageDevices::Mounts::accessPath("/mnt/drive"), "/mnt/drive");
 }
 
 TEST_F(MountTableTest, NamesTheDeviceAndItsBlockSize) {
@@ -91,7 +91,7 @@ TEST_F(MountTableTest, ShowsTheLastMountOfAPath) {
    mount("8:1", "/mnt/flash", "rw", "ext4", "/dev/sda1", "rw");
    mount("259:0", "/mnt/flash", "rw", "ext4", "/dev/nvme0n1", "rw");
    EXPECT_EQ(seenAt("/mnt/flash"), "/dev/nvme0n1 4096");
-   EXPECT_EQ(Mounts::mountsAt("/mnt/flash").size(), 2U);
+   EXPECT_EQ(StorageDevices::Mounts::mountsAt("/mnt/flash").size(), 2U);
 }
 
 TEST_F(MountTableTest, ResolvesNamesThatAreNoNodes) {
@@ -153,10 +153,10 @@ TEST_F(MountTableTest, ListsTheDevicesBelowAMapperNode) {
    fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves/dm-1");
    fs::create_directories(folder_.path() / "sys/devices/dm-1/slaves/sda1");
    fs::create_directories(folder_.path() / "sys/devices/dm-1/slaves/dm-0");
-   EXPECT_EQ(Mounts::devicesBelow("/dev/dm-0"),
+   EXPECT_EQ(StorageDevices::Mounts::devicesBelow("/dev/dm-0"),
              (std::vector<std::string>{"/dev/dm-1", "/dev/dm-0", "/dev/sda1"}));
-   EXPECT_TRUE(Mounts::devicesBelow("/dev/sda1").empty());
-   EXPECT_TRUE(Mounts::devicesBelow("/dev/dm-9").empty());
+   EXPECT_TRUE(StorageDevices::Mounts::devicesBelow("/dev/sda1").empty());
+   EXPECT_TRUE(StorageDevices::Mounts::devicesBelow("/dev/dm-9").empty());
 }
 
 TEST_F(MountTableTest, ListsTheDevicesBelowInOrderOfTheirNames) {
@@ -165,23 +165,23 @@ TEST_F(MountTableTest, ListsTheDevicesBelowInOrderOfTheirNames) {
       fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves" / ("sd" + std::to_string(i)));
       expected.push_back("/dev/sd" + std::to_string(i));
    }
-   EXPECT_EQ(Mounts::devicesBelow("/dev/dm-0"), expected);
+   EXPECT_EQ(StorageDevices::Mounts::devicesBelow("/dev/dm-0"), expected);
 }
 
 TEST_F(MountTableTest, ListsDevicesBelowAMapperNodeOnly) {
    fs::create_directories(folder_.path() / "sys/devices/nvme0n1/slaves/sda");
-   EXPECT_TRUE(Mounts::devicesBelow("/dev/nvme0n1").empty());
+   EXPECT_TRUE(StorageDevices::Mounts::devicesBelow("/dev/nvme0n1").empty());
 }
 
 TEST_F(MountTableTest, UsesAHelperThatTheHostMade) {
    int made = 0;
-   mountPtMonitorHelperCreatorIs([&] {
+   MountPtMonitorHelper::creatorIs([&] {
       ++made;
       return Pelm::make<MountPtMonitorHelper>();
    });
-   EXPECT_TRUE(newMountPtMonitorHelper());
-   mountPtMonitorHelperCreatorIs(nullptr);
-   EXPECT_TRUE(newMountPtMonitorHelper());
+   EXPECT_TRUE(MountPtMonitorHelper::make());
+   MountPtMonitorHelper::creatorIs(nullptr);
+   EXPECT_TRUE(MountPtMonitorHelper::make());
    EXPECT_EQ(made, 1);
 }
 

@@ -45,7 +45,7 @@ class OwnReactorsTest : public Support::VirtualTimeTest {
 TEST_F(OwnReactorsTest, StopsWithTheMachine) {
    guard->vornDoZombieReactors(true);
    house->doorIs(1);
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    EXPECT_EQ(guard->doors, 0);
    EXPECT_EQ(guard->rings, 0);
 }
@@ -53,10 +53,10 @@ TEST_F(OwnReactorsTest, StopsWithTheMachine) {
 TEST_F(OwnReactorsTest, ResumesWithTheMachine) {
    guard->vornDoZombieReactors(true);
    house->doorIs(1);
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    guard->vornDoZombieReactors(false);
    house->doorIs(2);
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    EXPECT_EQ(guard->doors, 1) << "the change made meanwhile is not delivered";
    EXPECT_EQ(guard->rings, 1) << "the time that passed meanwhile has come";
 }

@@ -107,7 +107,7 @@ class HeldGroups {
 
 class PipedChildProcessTest : public testing::Test {
  protected:
-   PipedChildProcessTest() { Host::timeSourceIs(nullptr); }
+   PipedChildProcessTest() { Vorn::Host::timeSourceIs(nullptr); }
    ~PipedChildProcessTest() override {
       tracker = nullptr;
       EXPECT_FALSE(Support::hasChildren()) << "no test leaves a child";
@@ -117,7 +117,7 @@ class PipedChildProcessTest : public testing::Test {
    // What it waits for may be no event of the loop, so it looks again and again.
    static bool eventually(std::function<bool()> const & condition) {
       for (Vorn::Seconds const end = currentTime() + 20.0; currentTime() < end && !condition();)
-         Host::turn(0.01);
+         Vorn::Host::turn(0.01);
       return condition();
    }
    // Runs a command to its end.
@@ -288,7 +288,7 @@ TEST_F(PipedChildProcessTest, IsNeitherReadNorPublishedWhileNotificationIsOff) {
       Command done{tracker, {program}};
       done.process->hasNotificationActiveIs(false);
       done.process->start(true, true);
-      Host::runFor(0.1);
+      Vorn::Host::runFor(0.1);
       EXPECT_EQ(done.process->state(), State::running);
       done.process->hasNotificationActiveIs(true);
       EXPECT_TRUE(eventually([&] { return done.over(); }));

@@ -22,7 +22,7 @@ void turnForEver() {
       }
       return true;
    };
-   Host::runUntil(holdTheTurn, 1);
+   Vorn::Host::runUntil(holdTheTurn, 1);
 }
 
 TEST(RealTimeLimitTest, NamesTheTestWhoseTurnNeverEnds) {

@@ -58,7 +58,7 @@ using State = PipedChildProcessSm::State;
 
 class ScarceMeansTest : public testing::Test {
  protected:
-   ScarceMeansTest() { Host::timeSourceIs(nullptr); }
+   ScarceMeansTest() { Vorn::Host::timeSourceIs(nullptr); }
    ~ScarceMeansTest() override { spawnError = 0; }
 
    Pelm::Ptr<PipedChildProcessSm> run(std::vector<Pelm::String> const & argv) const {
@@ -69,7 +69,7 @@ class ScarceMeansTest : public testing::Test {
       process->start(true, true);
       EXPECT_EQ(process->state(), State::running) << "the end comes in a later turn";
       auto const over = [&] { return process->state() != State::running; };
-      EXPECT_TRUE(Host::runUntil(over, Vorn::System::currentTime() + 20));
+      EXPECT_TRUE(Vorn::Host::runUntil(over, Vorn::System::currentTime() + 20));
       return process;
    }
    std::string reason() const { return tracker->finishedRun()->reason.str(); }
@@ -109,7 +109,8 @@ TEST_F(ScarceMeansTest, ReportsARunThatWroteTooMuchToItsOwnerAndToTheHost) {
    EXPECT_EQ(process->stderrString(), "head: it wrote more than 4 MiB");
    EXPECT_EQ(reason(), "it wrote more than 4 MiB");
    EXPECT_FALSE(tracker->finishedRun()->timedOut);
-   EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
+   EXPECT_TRUE(
+       Vorn::Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
 }
 
 TEST_F(ScarceMeansTest, FailsARunWithoutMemoryForItsOutputAndReportsIt) {
@@ -119,7 +120,8 @@ TEST_F(ScarceMeansTest, FailsARunWithoutMemoryForItsOutputAndReportsIt) {
    EXPECT_EQ(process->state(), State::failed);
    EXPECT_EQ(process->stdoutBuffer(), "");
    EXPECT_EQ(reason(), "there was no memory for its output");
-   EXPECT_TRUE(Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
+   EXPECT_TRUE(
+       Vorn::Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
 }
 
 TEST_F(ScarceMeansTest, ReportsARunThatTookTooLongToItsOwnerAndToTheHost) {
@@ -158,7 +160,7 @@ TEST(ScarceMemoryTest, ReportsAHandlerWithoutMemoryWithoutAnAllocation) {
    static std::array<char, 64> machine;
    static std::array<char, 64> cause;
    int allocations = -1;
-   Host::failureSinkIs([&](std::string_view name, std::string_view what) {
+   Vorn::Host::failureSinkIs([&](std::string_view name, std::string_view what) {
       allocations = allocationsMade;
       name.copy(machine.data(), machine.size() - 1);
       what.copy(cause.data(), cause.size() - 1);
@@ -168,7 +170,7 @@ TEST(ScarceMemoryTest, ReportsAHandlerWithoutMemoryWithoutAnAllocation) {
    allocationsMade = 0;
    house->doorIs(1);
    largestBlock = SIZE_MAX;
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::failureSinkIs(nullptr);
    EXPECT_EQ(allocations, 1) << "the handler's own";
    EXPECT_NE(std::string_view{machine.data()}.find("Hungry"), std::string_view::npos) << machine.data();
    EXPECT_STREQ(cause.data(), "out of memory");
@@ -189,20 +191,20 @@ class Ticking {
 };
 
 TEST(ScarceMemoryTest, ContinuesAClockThatIsArmedWithoutMemory) {
-   Host::timeSourceIs(std::make_unique<Host::VirtualTime>());
+   Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::VirtualTime>());
    Ticking const machine;
-   Host::turn();
+   Vorn::Host::turn();
    ASSERT_EQ(machine.ticks(), 1);
    largestBlock = 0;
    for (int turns = 0; turns < 20; ++turns)
-      Host::turn();
+      Vorn::Host::turn();
    largestBlock = SIZE_MAX;
-   Host::timeSourceIs(nullptr);
+   Vorn::Host::timeSourceIs(nullptr);
    EXPECT_EQ(machine.ticks(), 11) << "a turn to reach each time, another to handle it";
 }
 
 TEST(ScarceMemoryTest, LeavesALineOnStandardErrorForASinkWithoutMemory) {
-   Host::failureSinkIs([](std::string_view name, std::string_view) {
+   Vorn::Host::failureSinkIs([](std::string_view name, std::string_view) {
       std::string const copy(name.size() + 100, name.front());
    });
    auto const house = Pelm::make<RuntimeTest::House>();
@@ -210,7 +212,7 @@ TEST(ScarceMemoryTest, LeavesALineOnStandardErrorForASinkWithoutMemory) {
    testing::internal::CaptureStderr();
    house->doorIs(1);
    largestBlock = SIZE_MAX;
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::failureSinkIs(nullptr);
    std::string const line = testing::internal::GetCapturedStderr();
    EXPECT_NE(line.find("Hungry"), std::string::npos);
    EXPECT_NE(line.find("a handler failed: out of memory"), std::string::npos) << line;

@@ -19,7 +19,7 @@ namespace {
 class TraceTest : public testing::Test {
  protected:
    TraceTest() {
-      Host::traceSinkIs([this](Host::TraceLine const & line) {
+      Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & line) {
          lines.push_back(line.text);
          facility = line.facility;
          function = line.function;
@@ -27,7 +27,7 @@ class TraceTest : public testing::Test {
          level = line.level;
       });
    }
-   ~TraceTest() override { Host::traceSinkIs(nullptr); }
+   ~TraceTest() override { Vorn::Host::traceSinkIs(nullptr); }
 
    std::vector<std::string> lines;
    std::string facility;
@@ -118,8 +118,8 @@ TEST_F(TraceTest, LetsTheHostSetTheLevelOfEachFacility) {
    Vorn::TraceHandle const quiet{"TraceTestQuiet", true};
    EXPECT_EQ(Vorn::TraceHandle("TraceTestOff", false).level(), -1);
    EXPECT_EQ(Vorn::TraceHandle("TraceTestOn", true).level(), 0);
-   Host::traceLevelIs("TraceTestLoud", 7);
-   Host::traceLevelIs("TraceTestQuiet", -1);
+   Vorn::Host::traceLevelIs("TraceTestLoud", 7);
+   Vorn::Host::traceLevelIs("TraceTestQuiet", -1);
    VORN_TRACE(loud, 7) << "loud";
    VORN_TRACE(loud, 8) << "too much";
    VORN_TRACE(quiet, 0) << "quiet";
@@ -127,19 +127,19 @@ TEST_F(TraceTest, LetsTheHostSetTheLevelOfEachFacility) {
 }
 
 TEST_F(TraceTest, AppliesALevelToLaterFacilitiesAndAllHandlesOfItsName) {
-   Host::traceLevelIs("TraceTestLater", 2);
+   Vorn::Host::traceLevelIs("TraceTestLater", 2);
    Vorn::TraceHandle const first{"TraceTestLater", false};
    Vorn::TraceHandle const second{"TraceTestLater", true};
    EXPECT_EQ(first.level(), 2);
    EXPECT_EQ(second.level(), 2);
-   Host::traceLevelIs("TraceTestLater", 1);
+   Vorn::Host::traceLevelIs("TraceTestLater", 1);
    EXPECT_FALSE(first.enabled(2));
    EXPECT_TRUE(second.enabled(1));
 }
 
 TEST_F(TraceTest, ListsFacilitiesWhileTheyExist) {
    auto const listed = [](char const * name) {
-      auto const names = Host::traceFacilities();
+      auto const names = Vorn::Host::traceFacilities();
       EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
       return std::count(names.begin(), names.end(), name);
    };
@@ -154,9 +154,9 @@ TEST_F(TraceTest, ListsFacilitiesWhileTheyExist) {
 
 TEST_F(TraceTest, SurvivesASinkThatRaises) {
    Vorn::TraceHandle const handle{"TraceTestRaise", true};
-   Host::traceSinkIs([](Host::TraceLine const &) { throw std::runtime_error{"disk full"}; });
+   Vorn::Host::traceSinkIs([](Vorn::Host::TraceLine const &) { throw std::runtime_error{"disk full"}; });
    EXPECT_NO_THROW(VORN_TRACE(handle, 0) << "lost");
-   Host::traceSinkIs(nullptr);
+   Vorn::Host::traceSinkIs(nullptr);
    EXPECT_NO_THROW(VORN_TRACE(handle, 0) << "dropped");
 }
 

@@ -51,7 +51,7 @@ class CollectorTest : public VirtualTimeTest {
    }
    // The record, after the collector has finished everything.
    DiskFields result() {
-      Host::runFor(3600);
+      Vorn::Host::runFor(3600);
       EXPECT_EQ(changes_->count(), 1U) << "the collector must publish exactly once";
       return collector_->finalDisk() ? fieldsOf(*collector_->finalDisk()) : DiskFields{.name = "(none)"};
    }
@@ -62,12 +62,12 @@ class CollectorTest : public VirtualTimeTest {
       toolDoes(script);
       std::size_t lines = 0;
       bool late = false;
-      Host::traceSinkIs([&](Host::TraceLine const &) {
+      Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const &) {
          ++lines;
          late = late || collector_->finalDisk();
       });
       collected();
-      Host::traceSinkIs(nullptr);
+      Vorn::Host::traceSinkIs(nullptr);
       EXPECT_GT(lines, 0U);
       return late;
    }

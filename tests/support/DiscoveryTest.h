@@ -21,18 +21,18 @@ namespace Support {
 class DiscoveryTest : public VirtualTimeTest {
  protected:
    DiscoveryTest() {
-      Host::failureSinkIs([](std::string_view machine, std::string_view what) {
+      Vorn::Host::failureSinkIs([](std::string_view machine, std::string_view what) {
          ADD_FAILURE() << machine << " raised: " << what;
       });
       fruConfig_->etcDirIs(unit_.etcFolder().string());
       tracker_->toolPathIs(unit_.toolsPath().string());
    }
-   ~DiscoveryTest() override { Host::failureSinkIs(nullptr); }
+   ~DiscoveryTest() override { Vorn::Host::failureSinkIs(nullptr); }
 
    void start() { sm_ = StorageDevices::connectedDevicesSmFactory(fruConfig_, devices_, tracker_); }
    // Handles the pending events without waiting for tools.
    static void handleEvents() {
-      while (Host::turn(0) == Host::Turn::worked) {
+      while (Vorn::Host::turn(0) == Vorn::Host::Turn::worked) {
       }
    }
    // Handles the pending events and waits for the tools that they started.

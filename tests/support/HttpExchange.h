@@ -53,7 +53,7 @@ class HttpExchange {
    std::string answer() {
       Vorn::Seconds const deadline = Vorn::System::currentTime() + 5;
       while (!readSome() && Vorn::System::currentTime() < deadline)
-         Host::turn(0.001);
+         Vorn::Host::turn(0.001);
       return text_;
    }
 

@@ -21,7 +21,7 @@ class LogRecorder {
    };
 
    LogRecorder() {
-      Host::logSinkIs([this](Host::LogMessage const & logged) {
+      Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & logged) {
          Message message{
              logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc,
              logged.argsHash};
@@ -32,7 +32,7 @@ class LogRecorder {
    }
    LogRecorder(LogRecorder const &) = delete;
    LogRecorder & operator=(LogRecorder const &) = delete;
-   ~LogRecorder() { Host::logSinkIs(nullptr); }
+   ~LogRecorder() { Vorn::Host::logSinkIs(nullptr); }
 
    std::vector<Message> const & messages() const { return messages_; }
    std::vector<std::string> texts() const {

@@ -55,7 +55,7 @@ inline std::vector<int> openDescriptors() {
 inline bool soon(std::function<bool()> const & condition) {
    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
    while (!condition() && std::chrono::steady_clock::now() < deadline)
-      Host::turn(0.02);
+      Vorn::Host::turn(0.02);
    return condition();
 }
 

@@ -54,7 +54,7 @@ class ToolMonitorTest : public VirtualTimeTest {
    void poll() const {
       interval_->intervalIs(interval_->interval() == 60.0 ? 61.0 : 60.0);
       EXPECT_TRUE(soon([] { return Vorn::activityManager().outsideWork() == 0; }));
-      Host::turn();
+      Vorn::Host::turn();
    }
 
    // One poll, its run to its end without being filed.

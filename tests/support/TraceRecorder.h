@@ -24,21 +24,21 @@ class TraceRecorder {
 
    // Each facility with the highest level to record of it.
    TraceRecorder(std::initializer_list<std::pair<char const *, int>> facilities) {
-      Host::traceSinkIs([this](Host::TraceLine const & line) {
+      Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & line) {
          if (std::find(facilities_.begin(), facilities_.end(), line.facility) != facilities_.end())
             lines_.push_back({std::string{line.facility}, line.level, line.text});
       });
       for (auto const & [facility, level] : facilities) {
          facilities_.emplace_back(facility);
-         Host::traceLevelIs(facility, level);
+         Vorn::Host::traceLevelIs(facility, level);
       }
    }
    TraceRecorder(TraceRecorder const &) = delete;
    TraceRecorder & operator=(TraceRecorder const &) = delete;
    ~TraceRecorder() {
-      Host::traceSinkIs(nullptr);
+      Vorn::Host::traceSinkIs(nullptr);
       for (std::string const & facility : facilities_)
-         Host::traceLevelIs(facility, 0);
+         Vorn::Host::traceLevelIs(facility, 0);
    }
 
    std::vector<Line> const & lines() const { return lines_; }
@@ -58,7 +58,7 @@ class TraceRecorder {
    // From now on records what is traced up to that level.
    void levelsAre(int level) const {
       for (std::string const & facility : facilities_)
-         Host::traceLevelIs(facility, level);
+         Vorn::Host::traceLevelIs(facility, level);
    }
 
  private:

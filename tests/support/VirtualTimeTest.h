@@ -16,26 +16,26 @@ namespace Support {
 class VirtualTimeTest : public testing::Test {
  protected:
    VirtualTimeTest() {
-      auto source = std::make_unique<Host::VirtualTime>();
+      auto source = std::make_unique<Vorn::Host::VirtualTime>();
       time = source.get();
-      Host::timeSourceIs(std::move(source));
+      Vorn::Host::timeSourceIs(std::move(source));
    }
-   ~VirtualTimeTest() override { Host::timeSourceIs(nullptr); }
+   ~VirtualTimeTest() override { Vorn::Host::timeSourceIs(nullptr); }
 
    // Runs the loop until the condition holds, for at most `span` of virtual time.
    static bool eventually(std::function<bool()> const & condition, Vorn::Seconds span = 600) {
-      return Host::runUntil(condition, Vorn::System::currentTime() + span);
+      return Vorn::Host::runUntil(condition, Vorn::System::currentTime() + span);
    }
 
    // Changes UTC alone, like a correction of the wall clock.
    void wallClockJumpsBy(Vorn::Seconds span) {
-      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(),
-                                                        Vorn::System::currentTimeUtc() + span);
+      auto source = std::make_unique<Vorn::Host::VirtualTime>(Vorn::System::currentTime(),
+                                                              Vorn::System::currentTimeUtc() + span);
       time = source.get();
-      Host::timeSourceIs(std::move(source));
+      Vorn::Host::timeSourceIs(std::move(source));
    }
 
-   Host::VirtualTime * time;
+   Vorn::Host::VirtualTime * time;
 
  private:
    RealTimeLimit limit_;

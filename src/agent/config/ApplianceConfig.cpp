@@ -27,7 +27,7 @@ std::string mountSourceReason(int error) {
 }
 
 std::optional<std::string> mountSourceError(std::filesystem::path const & directory) {
-   int const folder = Mounts::openSourceFolder(directory);
+   int const folder = StorageDevices::Mounts::openSourceFolder(directory);
    if (folder >= 0)
       close(folder);
    if (folder != -ELOOP && folder != -ENOTDIR)

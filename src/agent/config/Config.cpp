@@ -238,7 +238,7 @@ class ConfigReader {
    }
 
    void readTrace(ConfigValue const & section) {
-      auto const known = Host::traceFacilities();
+      auto const known = Vorn::Host::traceFacilities();
       section.forEachEntry([&](std::string const & facility, ConfigValue const & level) {
          if (std::find(known.begin(), known.end(), facility) == known.end())
             level.fail("is no trace facility; these are " + listed({known.begin(), known.end()}));

@@ -53,7 +53,7 @@ void checkKind(std::string const & path, struct stat const & status) {
 
 // Waits until the pipe has data or is at its end.
 void await(std::string const & path, int fd, double patience, double deadline) {
-   double const left = deadline - Host::monotonicSeconds();
+   double const left = deadline - Vorn::Host::monotonicSeconds();
    pollfd pipe{fd, POLLIN, 0};
    int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left * 1e3))) : 0;
    if (ready == 0)
@@ -65,7 +65,7 @@ void await(std::string const & path, int fd, double patience, double deadline) {
 
 std::string content(std::string const & path, int fd, double patience) {
    Vorn::BlockingCall const call{"read", path};
-   double const deadline = Host::monotonicSeconds() + patience;
+   double const deadline = Vorn::Host::monotonicSeconds() + patience;
    std::string text;
    std::array<char, 65536> buffer{};
    while (text.size() <= maxConfigSize) {

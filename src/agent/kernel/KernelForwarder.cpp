@@ -133,7 +133,7 @@ void KernelForwarder::send() {
    bool const isFull = outcome == Base::KernelLineSender::Outcome::full;
    log_->notifyOnReadableIs(isReading() && !isFull);
    if (isFull) {
-      retryClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(retryWait_));
+      retryClock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(retryWait_));
       retryWait_ = std::min(2 * retryWait_, longestRetryWait);
       return;
    }

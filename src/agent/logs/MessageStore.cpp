@@ -2,7 +2,7 @@
 
 namespace Agent {
 
-void MessageStore::add(Host::LogMessage const & message) {
+void MessageStore::add(Vorn::Host::LogMessage const & message) {
    if (messages_.size() == kept)
       messages_.pop_front();
    messages_.push_back(

@@ -23,7 +23,7 @@ class MessageStore {
    // The store drops its oldest message beyond this many.
    static constexpr std::size_t kept = 2000;
 
-   void add(Host::LogMessage const & message);
+   void add(Vorn::Host::LogMessage const & message);
 
    // The oldest kept message with a number above `sequence`; null when there is none.
    StoredMessage const * firstAfter(std::uint64_t sequence) const;

@@ -52,17 +52,17 @@ void bound(std::string & text) {
 }  // namespace
 
 StderrLog::StderrLog(int fd) : fd_{fd} {
-   Host::logSinkIs([this](Host::LogMessage const & logged) { message(logged); });
-   Host::traceSinkIs([this](Host::TraceLine const & traced) { trace(traced); });
-   Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
+   Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & logged) { message(logged); });
+   Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & traced) { trace(traced); });
+   Vorn::Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
       notice(3, std::string{"a handler of "}.append(machine).append(" failed: ").append(what));
    });
 }
 
 StderrLog::~StderrLog() {
-   Host::logSinkIs(nullptr);
-   Host::traceSinkIs(nullptr);
-   Host::failureSinkIs(nullptr);
+   Vorn::Host::logSinkIs(nullptr);
+   Vorn::Host::traceSinkIs(nullptr);
+   Vorn::Host::failureSinkIs(nullptr);
 }
 
 void StderrLog::notice(int severity, std::string_view text) {
@@ -83,13 +83,13 @@ void StderrLog::noticeFromOtherThread(int severity, std::string_view text) {
    ++droppedUnreported_;
 }
 
-void StderrLog::message(Host::LogMessage const & message) {
+void StderrLog::message(Vorn::Host::LogMessage const & message) {
    line(Base::utcTime(message.utc.value()) + " " +
         std::string{Base::severityWord(message.descriptor.severity)} + " " + message.descriptor.name + ": " +
         shown(message.text.view()));
 }
 
-void StderrLog::trace(Host::TraceLine const & line_) {
+void StderrLog::trace(Vorn::Host::TraceLine const & line_) {
    // A trace may contain the whole output of a tool: megabytes, of which four kilobytes are shown.
    std::string_view const text = std::string_view{line_.text}.substr(0, maxLine);
    line(now() + " trace " + std::string{line_.facility} + "/" + std::to_string(line_.level) + " " +

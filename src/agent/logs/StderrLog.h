@@ -26,8 +26,8 @@ class StderrLog {
    // The same for any other thread than the loop's. The line is dropped when the loop's thread stalls within
    // a line for 100 ms.
    void noticeFromOtherThread(int severity, std::string_view text);
-   void message(Host::LogMessage const & message);
-   void trace(Host::TraceLine const & line);
+   void message(Vorn::Host::LogMessage const & message);
+   void trace(Vorn::Host::TraceLine const & line);
 
    // The number of lines dropped since the start.
    std::uint64_t dropped() const { return droppedTotal_; }

@@ -108,7 +108,7 @@ bool HttpServer::makeRoom(int error) {
    if (clients_.endOldest() || refuseOne())
       return true;
    acceptingIs(false);
-   pauseClock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(scarcityPause));
+   pauseClock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(scarcityPause));
    return false;
 }
 

@@ -120,7 +120,7 @@ void HttpConnection::stateIs(State state) {
 }
 
 Vorn::Seconds HttpConnection::patience() const {
-   return Host::timeSource().spanOf(state_ == State::closing ? closingPatience : usualPatience);
+   return Vorn::Host::timeSource().spanOf(state_ == State::closing ? closingPatience : usualPatience);
 }
 
 }  // namespace Agent

@@ -19,7 +19,7 @@ std::string wholeSeconds(double seconds) {
 }  // namespace
 
 std::optional<LoopWatch::Line> LoopWatch::add(Sample const & sample) {
-   Host::Activity const & activity = sample.activity;
+   Vorn::Host::Activity const & activity = sample.activity;
    double const seconds = sample.now - activity.since;
    bool const timely = isTimely(sample.now);
    bool const sameTurn = activity.busy && activity.turn == latest_.turn;
@@ -50,7 +50,7 @@ bool LoopWatch::isTimely(double now) {
    return gap <= 2 * usualPause;
 }
 
-LoopWatch::Call LoopWatch::callOf(Host::Activity const & activity) {
+LoopWatch::Call LoopWatch::callOf(Vorn::Host::Activity const & activity) {
    if (!activity.operation)
       return {"handler", {}};
    return {activity.operation, std::string{activity.path()}};

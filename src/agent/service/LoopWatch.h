@@ -33,7 +33,7 @@ class LoopWatch {
       std::string text;
    };
    struct Sample {
-      Host::Activity activity;
+      Vorn::Host::Activity activity;
       double now = 0;        // on the clock of `activity.since`, seconds
       double utcOfTurn = 0;  // when that turn began, in UTC seconds since 1970
    };
@@ -58,7 +58,7 @@ class LoopWatch {
       bool operator==(Call const &) const = default;
    };
 
-   static Call callOf(Host::Activity const & activity);
+   static Call callOf(Vorn::Host::Activity const & activity);
    static std::string description(Call const & call);
    bool isTimely(double now);
    void trackCalls(Sample const & sample);
@@ -67,7 +67,7 @@ class LoopWatch {
    Line endLine(double seconds);
 
    double lastSampleAt_ = 0;
-   Host::Activity latest_;         // of the latest sample
+   Vorn::Host::Activity latest_;   // of the latest sample
    bool isOverdue_ = false;        // in that sample
    bool stalled_ = false;          // a stall is reported and has not ended
    double nextReportSeconds_ = 0;  // length of the stall at which it is reported again

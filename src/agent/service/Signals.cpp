@@ -40,7 +40,7 @@ void Signals::handleSignal() {
       if (info->ssi_signo == SIGHUP && !hungUp)
          reload_();
       else
-         Host::stop();
+         Vorn::Host::stop();
    }
 }
 

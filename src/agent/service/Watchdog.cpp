@@ -82,9 +82,9 @@ void Watchdog::run() {
    double nextKeepAlive = manager_.patience() ? 0 : never;
    double now = 0;
    do {
-      now = Host::monotonicSeconds();
+      now = Vorn::Host::monotonicSeconds();
       if (now >= nextSample) {
-         sampleSafely(Host::activity(), now);
+         sampleSafely(Vorn::Host::activity(), now);
          nextSample = now + watch_.pause();
       }
       if (now >= nextKeepAlive) {
@@ -93,21 +93,21 @@ void Watchdog::run() {
          nextKeepAlive = now + keepAlivePause;
       }
    } while (!stopsWithin(std::min(nextSample, nextKeepAlive) - now));
-   Host::Activity stopping = Host::activity();
+   Vorn::Host::Activity stopping = Vorn::Host::activity();
    stopping.busy = false;  // the caller of the destructor runs, so the loop is not stalled
-   sampleSafely(stopping, Host::monotonicSeconds());
+   sampleSafely(stopping, Vorn::Host::monotonicSeconds());
 }
 
-void Watchdog::sampleSafely(Host::Activity const & activity, double now) noexcept {
+void Watchdog::sampleSafely(Vorn::Host::Activity const & activity, double now) noexcept {
    try {
       sample(activity, now);
    } catch (std::exception const &) {  // no memory; the next sample may find some
    }
 }
 
-void Watchdog::sample(Host::Activity const & activity, double now) {
+void Watchdog::sample(Vorn::Host::Activity const & activity, double now) {
    LoopWatch::Sample sample{activity, now, 0};
-   Vorn::Seconds const age = Host::timeSource().spanOf(now - activity.since);
+   Vorn::Seconds const age = Vorn::Host::timeSource().spanOf(now - activity.since);
    sample.utcOfTurn = (Vorn::System::currentTimeUtc() - age).value();
    std::optional<LoopWatch::Line> line;
    {

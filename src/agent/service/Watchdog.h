@@ -29,8 +29,8 @@ class Watchdog {
    static void * runThread(void * self);
    void run();
    // Where memory ends, the sample is lost; the keep-alives continue.
-   void sampleSafely(Host::Activity const & activity, double now) noexcept;
-   void sample(Host::Activity const & activity, double now);
+   void sampleSafely(Vorn::Host::Activity const & activity, double now) noexcept;
+   void sample(Vorn::Host::Activity const & activity, double now);
    bool stopsWithin(double seconds) const;
 
    StderrLog & log_;

@@ -44,7 +44,7 @@ void WatchdogStart::start() {
 
 void WatchdogStart::handleRefusal(std::system_error const & error) {
    double const longest = manager_.patience() ? *manager_.patience() / 4 : longestWait;
-   clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(std::min(wait_, longest)));
+   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(std::min(wait_, longest)));
    wait_ = std::min(2 * wait_, longestWait);
    if (manager_.patience())
       manager_.notify("WATCHDOG=1");

@@ -50,20 +50,20 @@ StrayProcesses::StrayProcesses(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
 }
 
 StrayProcesses::~StrayProcesses() {
-   double const deadline = Host::monotonicSeconds() + lastPatience;
+   double const deadline = Vorn::Host::monotonicSeconds() + lastPatience;
    for (auto left = children(); !left.empty(); left = children()) {
       for (Child const & child : left)
          kill(child.pid, SIGKILL);
-      awaitDeath(left.front().pid, std::max(deadline - Host::monotonicSeconds(), 0.0));
+      awaitDeath(left.front().pid, std::max(deadline - Vorn::Host::monotonicSeconds(), 0.0));
       std::erase_if(left, [](Child const & child) { return isReaped(child.pid); });
-      if (Host::monotonicSeconds() >= deadline)
+      if (Vorn::Host::monotonicSeconds() >= deadline)
          return;
    }
 }
 
 void StrayProcesses::sweep() {
    // Armed first, since the rest may find no memory.
-   clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(otherwise));
+   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(otherwise));
    std::vector<Child> strays = children();
    auto const isOfTracker = [this](Child const & child) {
       return tracker_->isRunning(child.pid) || tracker_->isOrphan(child.pid);
@@ -84,7 +84,7 @@ void StrayProcesses::sweep() {
          tracker_->orphanIs(stray.pid, pidfd);
    }
    if (killed)
-      clock_.timeMinIs(Vorn::System::currentTime() + Host::timeSource().spanOf(nextGeneration));
+      clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(nextGeneration));
 }
 
 }  // namespace Agent

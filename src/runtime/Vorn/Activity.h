@@ -15,7 +15,7 @@ struct Activity {
    bool busy = false;
    // The number of the current or latest turn.
    std::uint64_t turn = 0;
-   // The begin of that turn's handlers, in `Host::monotonicSeconds()`.
+   // The begin of that turn's handlers, in `Vorn::Host::monotonicSeconds()`.
    double since = 0;
    // The named call (BlockingCall) in progress and its path; null: none.
    char const * operation = nullptr;

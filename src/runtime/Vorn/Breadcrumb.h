@@ -1,5 +1,5 @@
 // The reactor thread's current activity. Only that thread writes it, any thread reads it: a sequence lock
-// over atomics, so the writer never waits. Used by the poller, BlockingCall and Host::activity.
+// over atomics, so the writer never waits. Used by the poller, BlockingCall and Vorn::Host::activity.
 #pragma once
 
 #include <array>

@@ -2,10 +2,10 @@
 
 #include "runtime/Vorn/Breadcrumb.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 Activity activity() {
    return Vorn::Breadcrumb::instance().read();
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host

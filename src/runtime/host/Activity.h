@@ -5,11 +5,11 @@
 #include "runtime/Export.h"
 #include "runtime/Vorn/Activity.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 using Activity = Vorn::Activity;
 
 // A consistent snapshot.
 RUNTIME_API Activity activity();
 
-}  // namespace Host
+}  // namespace Vorn::Host

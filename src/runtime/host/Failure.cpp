@@ -12,7 +12,7 @@
 
 #include "runtime/Vorn/Failure.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 namespace {
 
@@ -50,17 +50,17 @@ void failureSinkIs(FailureSink newSink) {
    sink() = std::move(newSink);
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host
 
 void Vorn::detail::reportFailure(std::type_info const & machine) noexcept {
    try {
       throw;
    } catch (std::bad_alloc const &) {
       // Allocates nothing, so the class has the compiler's spelling.
-      Host::report(machine.name(), "out of memory");
+      Vorn::Host::report(machine.name(), "out of memory");
    } catch (std::exception const & error) {
-      Host::reportOf(machine, error.what());
+      Vorn::Host::reportOf(machine, error.what());
    } catch (...) {
-      Host::reportOf(machine, "an exception that is no std::exception");
+      Vorn::Host::reportOf(machine, "an exception that is no std::exception");
    }
 }

@@ -6,7 +6,7 @@
 
 #include "runtime/Export.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 // `machine` is the class of the machine, `what` the exception's text. After a failed allocation they are the
 // class in the compiler's spelling and "out of memory", so that they need no memory. If the sink raises, the
@@ -16,4 +16,4 @@ using FailureSink = std::function<void(std::string_view machine, std::string_vie
 // Null: a line on standard error.
 RUNTIME_API void failureSinkIs(FailureSink sink);
 
-}  // namespace Host
+}  // namespace Vorn::Host

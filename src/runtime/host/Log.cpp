@@ -4,7 +4,7 @@
 
 #include "runtime/Vorn/HostSide.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 namespace {
 
@@ -19,9 +19,9 @@ void logSinkIs(LogSink newSink) {
    sink() = std::move(newSink);
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host
 
 void Vorn::HostSide::emit(LogMessage const & message) {
-   if (Host::LogSink const & sink = Host::sink())
+   if (Vorn::Host::LogSink const & sink = Vorn::Host::sink())
       sink(message);
 }

@@ -6,7 +6,7 @@
 #include "runtime/Export.h"
 #include "runtime/Vorn/Log.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 using LogMessage = Vorn::LogMessage;
 using LogSink = std::function<void(LogMessage const &)>;
@@ -14,4 +14,4 @@ using LogSink = std::function<void(LogMessage const &)>;
 // Null, the default: messages are dropped.
 RUNTIME_API void logSinkIs(LogSink sink);
 
-}  // namespace Host
+}  // namespace Vorn::Host

@@ -7,7 +7,7 @@
 #include "runtime/Vorn/Poller.h"
 #include "runtime/host/TimeSource.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 namespace {
 
@@ -104,4 +104,4 @@ void runFor(Vorn::Seconds span) {
    runUntil([] { return false; }, Vorn::System::currentTime() + span);
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host

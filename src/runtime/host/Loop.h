@@ -6,7 +6,7 @@
 #include "runtime/Export.h"
 #include "runtime/Vorn/Seconds.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 enum class Turn {
    worked,  // something was ready or due, or virtual time has jumped
@@ -30,4 +30,4 @@ RUNTIME_API bool runUntil(std::function<bool()> const & done, Vorn::Seconds dead
 // Runs turns until framework time is `span` later.
 RUNTIME_API void runFor(Vorn::Seconds span);
 
-}  // namespace Host
+}  // namespace Vorn::Host

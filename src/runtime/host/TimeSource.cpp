@@ -4,7 +4,7 @@
 
 #include "runtime/Vorn/HostSide.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 namespace {
 
@@ -67,20 +67,20 @@ double monotonicSeconds() {
    return read(CLOCK_MONOTONIC).value();
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host
 
 namespace Vorn::System {
 
 Seconds currentTime() {
-   return Host::timeSource().now();
+   return Vorn::Host::timeSource().now();
 }
 
 Seconds currentTimeUtc() {
-   return Host::timeSource().utc();
+   return Vorn::Host::timeSource().utc();
 }
 
 }  // namespace Vorn::System
 
 Vorn::Seconds Vorn::HostSide::spanOf(Seconds real) {
-   return Host::timeSource().spanOf(real);
+   return Vorn::Host::timeSource().spanOf(real);
 }

@@ -7,7 +7,7 @@
 #include "runtime/Export.h"
 #include "runtime/Vorn/Seconds.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 class RUNTIME_API TimeSource {
  public:
@@ -72,4 +72,4 @@ RUNTIME_API TimeSource & timeSource();
 // The kernel's CLOCK_MONOTONIC, independent of the source.
 RUNTIME_API double monotonicSeconds();
 
-}  // namespace Host
+}  // namespace Vorn::Host

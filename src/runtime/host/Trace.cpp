@@ -8,7 +8,7 @@
 #include "runtime/Vorn/HostSide.h"
 #include "runtime/Vorn/Trace.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 namespace {
 
@@ -50,24 +50,24 @@ std::vector<std::string> traceFacilities() {
    return names;
 }
 
-}  // namespace Host
+}  // namespace Vorn::Host
 
 namespace Vorn::HostSide {
 
 void facilityAdd(TraceHandle & handle, int defaultLevel) {
-   std::lock_guard const lock{Host::registry().mutex};
-   auto const set = Host::registry().levels.find(std::string_view{handle.facility()});
-   handle.levelIs(set == Host::registry().levels.end() ? defaultLevel : set->second);
-   Host::registry().handles.push_back(&handle);
+   std::lock_guard const lock{Vorn::Host::registry().mutex};
+   auto const set = Vorn::Host::registry().levels.find(std::string_view{handle.facility()});
+   handle.levelIs(set == Vorn::Host::registry().levels.end() ? defaultLevel : set->second);
+   Vorn::Host::registry().handles.push_back(&handle);
 }
 
 void facilityRemove(TraceHandle & handle) {
-   std::lock_guard const lock{Host::registry().mutex};
-   std::erase(Host::registry().handles, &handle);
+   std::lock_guard const lock{Vorn::Host::registry().mutex};
+   std::erase(Vorn::Host::registry().handles, &handle);
 }
 
 void emit(TraceLine const & line) {
-   if (Host::TraceSink const & sink = Host::registry().sink)
+   if (Vorn::Host::TraceSink const & sink = Vorn::Host::registry().sink)
       sink(line);
 }
 

@@ -9,7 +9,7 @@
 #include "runtime/Export.h"
 #include "runtime/Vorn/TraceLine.h"
 
-namespace Host {
+namespace Vorn::Host {
 
 using TraceLine = Vorn::TraceLine;
 using TraceSink = std::function<void(TraceLine const &)>;
@@ -24,4 +24,4 @@ RUNTIME_API void traceLevelIs(std::string_view facility, int level);
 // The registered facilities, by name.
 RUNTIME_API std::vector<std::string> traceFacilities();
 
-}  // namespace Host
+}  // namespace Vorn::Host

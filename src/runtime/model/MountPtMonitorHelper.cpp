@@ -6,25 +6,25 @@
 
 namespace {
 
-MountPtMonitorHelperCreator & hostsCreator() {
-   static MountPtMonitorHelperCreator creator;
+MountPtMonitorHelper::Creator & hostsCreator() {
+   static MountPtMonitorHelper::Creator creator;
    return creator;
 }
 
 }  // namespace
 
 MountPtMonitorHelper::MountState MountPtMonitorHelper::mountState(Pelm::String const & mountPt) const {
-   auto const mounts = Mounts::mountsAt(mountPt);
+   auto const mounts = StorageDevices::Mounts::mountsAt(mountPt);
    if (mounts.empty())
       return {};
-   Mounts::Mount const & seen = mounts.back();
+   StorageDevices::Mounts::Mount const & seen = mounts.back();
    return {true, seen.readOnly, seen.device, seen.blkSize};
 }
 
-Pelm::Ptr<MountPtMonitorHelper> newMountPtMonitorHelper() {
+Pelm::Ptr<MountPtMonitorHelper> MountPtMonitorHelper::make() {
    return hostsCreator() ? hostsCreator()() : Pelm::make<MountPtMonitorHelper>();
 }
 
-void mountPtMonitorHelperCreatorIs(MountPtMonitorHelperCreator creator) {
+void MountPtMonitorHelper::creatorIs(Creator creator) {
    hostsCreator() = std::move(creator);
 }

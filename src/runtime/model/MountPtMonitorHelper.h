@@ -20,11 +20,10 @@ class RUNTIME_API MountPtMonitorHelper : public Pelm::Node {
 
    // Reads the mount table and sysfs, never the mount point. A test or a host may override it.
    virtual MountState mountState(Pelm::String const & mountPt) const;
+
+   using Creator = std::function<Pelm::Ptr<MountPtMonitorHelper>()>;
+   // Creates the helper of a monitor, with the host's creator if it has set one.
+   static Pelm::Ptr<MountPtMonitorHelper> make();
+   // Null, the default: MountPtMonitorHelper itself.
+   static void creatorIs(Creator creator);
 };
-
-using MountPtMonitorHelperCreator = std::function<Pelm::Ptr<MountPtMonitorHelper>()>;
-
-// Creates the helper of a monitor, with the host's creator if it has set one.
-RUNTIME_API Pelm::Ptr<MountPtMonitorHelper> newMountPtMonitorHelper();
-// Null, the default: MountPtMonitorHelper itself.
-RUNTIME_API void mountPtMonitorHelperCreatorIs(MountPtMonitorHelperCreator creator);

@@ -8,7 +8,7 @@
 
 #include "runtime/Vorn/BlockingCall.h"
 
-namespace Mounts {
+namespace StorageDevices::Mounts {
 
 namespace {
 
@@ -44,4 +44,4 @@ int openSourceFolder(fs::path const & directory) {
    return -error;
 }
 
-}  // namespace Mounts
+}  // namespace StorageDevices::Mounts

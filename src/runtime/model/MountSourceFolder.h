@@ -6,11 +6,11 @@
 
 #include "runtime/Export.h"
 
-namespace Mounts {
+namespace StorageDevices::Mounts {
 
 // A descriptor (O_PATH) of the directory, which the caller closes, or minus the errno value: ELOOP for a
 // symbolic link, with or without a trailing slash, ENOTDIR for any other kind of file. Links in its parents
 // are followed.
 RUNTIME_API int openSourceFolder(std::filesystem::path const & directory);
 
-}  // namespace Mounts
+}  // namespace StorageDevices::Mounts

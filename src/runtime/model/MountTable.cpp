@@ -13,7 +13,7 @@
 
 #include "runtime/Vorn/BlockingCall.h"
 
-namespace Mounts {
+namespace StorageDevices::Mounts {
 
 namespace {
 
@@ -163,4 +163,4 @@ void rootIs(std::string const & directory) {
    root() = directory;
 }
 
-}  // namespace Mounts
+}  // namespace StorageDevices::Mounts

@@ -9,7 +9,7 @@
 #include "runtime/Export.h"
 #include "runtime/Pelm/String.h"
 
-namespace Mounts {
+namespace StorageDevices::Mounts {
 
 struct Mount {
    // The block device below the file system, such as /dev/sda1 or /dev/dm-0. Without one (an overlay, a
@@ -34,4 +34,4 @@ RUNTIME_API Pelm::String accessPath(Pelm::String const & mountPoint);
 // Replaces / as the root of the mount table, sysfs and the mount points; for tests and simulations.
 RUNTIME_API void rootIs(std::string const & directory);
 
-}  // namespace Mounts
+}  // namespace StorageDevices::Mounts

@@ -13,7 +13,7 @@ constexpr Vorn::Seconds longSilence = 300;
 using Alarm = TempSensorStatus::Alarm;
 
 // Whether the alarm of a level is on; `wasOn` is its state before.
-bool isOn(double reading, Units::Celsius level, bool wasOn) {
+bool isOn(double reading, Celsius level, bool wasOn) {
    return reading >= level.value() - (wasOn ? hysteresis : 0);
 }
 
@@ -24,7 +24,7 @@ Alarm alarmAt(double reading, TempSensorConfig const & config, Alarm before) {
 }
 
 void show(double reading, TempSensorConfig const & config, TempSensorStatus & status) {
-   status.temperatureIs(Vorn::Optional<Units::Celsius>{Units::Celsius{reading}});
+   status.temperatureIs(Vorn::Optional<Celsius>{Celsius{reading}});
    status.alarmIs(alarmAt(reading, config, status.alarm()));
 }
 
@@ -33,8 +33,8 @@ void show(double reading, TempSensorConfig const & config, TempSensorStatus & st
 Config::Config() = default;
 Config::~Config() = default;
 
-void Config::tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
-                          Units::Celsius critical) {
+void Config::tempSensorIs(Pelm::String const & name, Pelm::String description, Celsius overheat,
+                          Celsius critical) {
    auto record = Pelm::make<TempSensorConfig const>(name, std::move(description), overheat, critical);
    Pelm::Ptr<TempSensorConfig const> const stored = tempSensor(name);
    if (!stored || !stored->isEq(*record))
@@ -50,13 +50,13 @@ void Config::tempSensorDelAll() {
 TempSensorStatus::TempSensorStatus(Pelm::String name) : name_{std::move(name)} {}
 TempSensorStatus::~TempSensorStatus() = default;
 
-void TempSensorStatus::temperatureIs(Vorn::Optional<Units::Celsius> value) {
+void TempSensorStatus::temperatureIs(Vorn::Optional<Celsius> value) {
    temperature.valueIs(value);
 }
-void TempSensorStatus::minTemperatureIs(Units::Celsius value) {
+void TempSensorStatus::minTemperatureIs(Celsius value) {
    minTemperature.valueIs(value);
 }
-void TempSensorStatus::maxTemperatureIs(Units::Celsius value) {
+void TempSensorStatus::maxTemperatureIs(Celsius value) {
    maxTemperature.valueIs(value);
 }
 void TempSensorStatus::alarmIs(Alarm value) {
@@ -66,15 +66,15 @@ void TempSensorStatus::alarmIs(Alarm value) {
 TemperatureWrapper::TemperatureWrapper(Pelm::String name) : name_{std::move(name)} {}
 TemperatureWrapper::~TemperatureWrapper() = default;
 
-void TemperatureWrapper::unrealisticTempChangeThresholdIs(Units::Celsius value) {
+void TemperatureWrapper::unrealisticTempChangeThresholdIs(Celsius value) {
    unrealisticTempChangeThreshold.valueIs(value);
 }
 
-bool TemperatureWrapper::isNear(Units::Celsius a, Units::Celsius b) const {
+bool TemperatureWrapper::isNear(Celsius a, Celsius b) const {
    return std::abs(a.value() - b.value()) <= unrealisticTempChangeThreshold().value();
 }
 
-bool TemperatureWrapper::accepts(Units::Celsius reading, std::function<void(Units::Celsius)> acceptLater) {
+bool TemperatureWrapper::accepts(Celsius reading, std::function<void(Celsius)> acceptLater) {
    bool const good =
        !lastGood_ || isNear(reading, *lastGood_) || (unconfirmed_ && isNear(reading, *unconfirmed_));
    (good ? lastGood_ : unconfirmed_) = reading;
@@ -102,7 +102,7 @@ Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(Pelm::Ptr<Vorn::Dir> const
    return status;
 }
 
-void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double reading, bool force,
+void updateEnvTempSensorStatus(Celsius min, Celsius max, double reading, bool force,
                                TempSensorConfig const & config, TempSensorStatus & status,
                                TemperatureWrapper & wrapper) {
    status.minTemperatureIs(min);
@@ -111,7 +111,7 @@ void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double re
    if (!inRange)
       return;
    auto const showLater = [config = Pelm::Ptr<TempSensorConfig const>{&config},
-                           status = Pelm::Ptr<TempSensorStatus>{&status}](Units::Celsius confirmed) {
+                           status = Pelm::Ptr<TempSensorStatus>{&status}](Celsius confirmed) {
       show(confirmed.value(), *config, *status);
    };
    if (wrapper.accepts(reading, showLater) || force)

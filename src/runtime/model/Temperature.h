@@ -18,7 +18,7 @@
 #include "runtime/Vorn/Optional.h"
 #include "runtime/Vorn/Seconds.h"
 
-namespace Units {
+namespace Environment::Temperature {
 
 // Degrees Celsius.
 class Celsius {
@@ -33,15 +33,10 @@ class Celsius {
    double degrees_ = 0;
 };
 
-}  // namespace Units
-
-namespace Environment::Temperature {
-
 // The configuration of one sensor.
 class TempSensorConfig : public Pelm::Node {
  public:
-   TempSensorConfig(Pelm::String name, Pelm::String description, Units::Celsius overheat,
-                    Units::Celsius critical)
+   TempSensorConfig(Pelm::String name, Pelm::String description, Celsius overheat, Celsius critical)
        : name_{std::move(name)},
          description_{std::move(description)},
          overheat_{overheat},
@@ -50,8 +45,8 @@ class TempSensorConfig : public Pelm::Node {
    Pelm::String const & name() const { return name_; }
    Pelm::String const & description() const { return description_; }
    // The temperatures at which the alarms begin.
-   Units::Celsius overheat() const { return overheat_; }
-   Units::Celsius critical() const { return critical_; }
+   Celsius overheat() const { return overheat_; }
+   Celsius critical() const { return critical_; }
    bool isEq(TempSensorConfig const & other) const {
       return name_ == other.name_ && description_ == other.description_ && overheat_ == other.overheat_ &&
              critical_ == other.critical_;
@@ -60,8 +55,8 @@ class TempSensorConfig : public Pelm::Node {
  private:
    Pelm::String name_;
    Pelm::String description_;
-   Units::Celsius overheat_;
-   Units::Celsius critical_;
+   Celsius overheat_;
+   Celsius critical_;
 };
 
 // The configured sensors. Written by the host.
@@ -72,8 +67,7 @@ class RUNTIME_API Config : public Pelm::Node {
 
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
    // Creates the record of a sensor, or replaces it if another argument differs.
-   void tempSensorIs(Pelm::String const & name, Pelm::String description, Units::Celsius overheat,
-                     Units::Celsius critical);
+   void tempSensorIs(Pelm::String const & name, Pelm::String description, Celsius overheat, Celsius critical);
    void tempSensorDel(Pelm::String const & name);
    void tempSensorDelAll();
 };
@@ -96,13 +90,13 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    Pelm::String const & name() const { return name_; }
 
    // The latest accepted reading; empty before the first.
-   Attribute<Vorn::Optional<Units::Celsius>> temperature{*this, "temperature"};
-   void temperatureIs(Vorn::Optional<Units::Celsius> value);
+   Attribute<Vorn::Optional<Celsius>> temperature{*this, "temperature"};
+   void temperatureIs(Vorn::Optional<Celsius> value);
    // The range of valid readings.
-   Attribute<Units::Celsius> minTemperature{*this, "minTemperature"};
-   void minTemperatureIs(Units::Celsius value);
-   Attribute<Units::Celsius> maxTemperature{*this, "maxTemperature"};
-   void maxTemperatureIs(Units::Celsius value);
+   Attribute<Celsius> minTemperature{*this, "minTemperature"};
+   void minTemperatureIs(Celsius value);
+   Attribute<Celsius> maxTemperature{*this, "maxTemperature"};
+   void maxTemperatureIs(Celsius value);
    Attribute<Alarm> alarm{*this, "alarm", Alarm::none};
    void alarmIs(Alarm value);
 
@@ -118,22 +112,22 @@ class RUNTIME_API TemperatureWrapper : public Pelm::Node {
    Pelm::String const & name() const { return name_; }
 
    // A reading that differs by more than this from the last good one needs confirmation.
-   Vorn::Attribute<Units::Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
+   Vorn::Attribute<Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
        *this, "unrealisticTempChangeThreshold", 20.0};
-   void unrealisticTempChangeThresholdIs(Units::Celsius value);
+   void unrealisticTempChangeThresholdIs(Celsius value);
 
    // Whether the reading is accepted now. Otherwise a second similar reading confirms it; so do five minutes
    // without another one, since only changes are reported. Then `acceptLater` is called with it.
-   bool accepts(Units::Celsius reading, std::function<void(Units::Celsius)> acceptLater);
+   bool accepts(Celsius reading, std::function<void(Celsius)> acceptLater);
 
  private:
-   bool isNear(Units::Celsius a, Units::Celsius b) const;
+   bool isNear(Celsius a, Celsius b) const;
    void handleSilence();
 
    Pelm::String name_;
-   Vorn::Optional<Units::Celsius> lastGood_;
-   Vorn::Optional<Units::Celsius> unconfirmed_;
-   std::function<void(Units::Celsius)> acceptLater_;
+   Vorn::Optional<Celsius> lastGood_;
+   Vorn::Optional<Celsius> unconfirmed_;
+   std::function<void(Celsius)> acceptLater_;
    Vorn::Clock::Notifiee<&TemperatureWrapper::handleSilence> silenceClock_{*this, Vorn::Seconds::infinity()};
 };
 
@@ -143,7 +137,7 @@ RUNTIME_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
 
 // Passes a reading to the sensor. A reading outside the range, or not accepted by the wrapper, changes only
 // the range. An alarm ends two degrees below the temperature at which it begins. `force` skips the wrapper.
-RUNTIME_API void updateEnvTempSensorStatus(Units::Celsius min, Units::Celsius max, double reading, bool force,
+RUNTIME_API void updateEnvTempSensorStatus(Celsius min, Celsius max, double reading, bool force,
                                            TempSensorConfig const & config, TempSensorStatus & status,
                                            TemperatureWrapper & wrapper);
 

@@ -307,7 +307,7 @@ TEST(ConfigTest, KnowsTheTraceFacilitiesOfTheProgramAndItsLibraries) {
    EXPECT_TRUE(
        unknown.starts_with("/etc/x.toml:3: trace.StorageSmartDataMonitor: is no trace facility; these are "))
        << unknown;
-   for (std::string const & facility : Host::traceFacilities()) {
+   for (std::string const & facility : Vorn::Host::traceFacilities()) {
       EXPECT_EQ(refusalIn("trace", facility + " = 9"), "accepted");
       EXPECT_NE(unknown.find(facility), std::string::npos) << facility;
    }

@@ -17,7 +17,7 @@ using Support::documentText;
 
 class MonitorDocumentTest : public Support::VirtualTimeTest {
  protected:
-   ~MonitorDocumentTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~MonitorDocumentTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
 
    void addSensor() const {
       entities.sensors->tempSensorIs("T1", "Drive 1", 70.0, 80.0);
@@ -102,14 +102,14 @@ TEST_F(MonitorDocumentTest, ShowsAMountPointWithItsTestOnceThereIsOne) {
       MountState answer;
    };
    auto helper = Pelm::make<Helper>();
-   mountPtMonitorHelperCreatorIs([&] { return helper; });
+   MountPtMonitorHelper::creatorIs([&] { return helper; });
    Support::TempDir const folder;
    Support::DiskFields{.name = "S1", .mountPoint = folder.string()}.writeTo(*entities.devices);
    auto const manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
    auto const text = [&] { return documentText(mountPointsJson(manager.get())); };
    std::string const start = "{\"" + folder.string() + "\":{";
    EXPECT_EQ(text(), start + R"("initialMountFailuresRemaining":12}})");
-   Host::turn();
+   Vorn::Host::turn();
    EXPECT_EQ(text(), start + R"("initialMountFailuresRemaining":11}})");
    helper->answer = {true, false, "/dev/sda1", 512};
    auto const monitor = manager->mountPtMonitorSm(folder.string().c_str());

@@ -42,26 +42,26 @@ TEST_F(ClockWatchTest, RestoresReportsOfADiskAfterAClockWasSetBack) {
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
    EXPECT_EQ(error(), 0U) << "it has not been noticed yet";
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(timestamp(), 0);
    EXPECT_EQ(error(), 1U);
-   Host::runFor(day);
+   Vorn::Host::runFor(day);
    EXPECT_EQ(error(), 0U) << "once a day by the clock as it is now";
 }
 
 TEST_F(ClockWatchTest, IsActiveAsLongAsItLives) {
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(timestamp(), 0);
 }
 
 TEST_F(ClockWatchTest, DetectsASetBackShorterThanTheTimeSinceItsLastSample) {
-   Host::runFor(50);
+   Vorn::Host::runFor(50);
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30);
-   Host::runFor(11);
+   Vorn::Host::runFor(11);
    EXPECT_EQ(timestamp(), 0);
 }
 
@@ -75,9 +75,9 @@ TEST_F(ClockWatchTest, SetsAStaleTimeBackOnDemand) {
 TEST_F(ClockWatchTest, KeepsTimesBeforeTheCurrentTime) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
-   Host::runFor(3 * 3600);
+   Vorn::Host::runFor(3 * 3600);
    wallClockJumpsBy(-3600);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(timestamp(), logged);
    EXPECT_EQ(error(), 0U);
 }
@@ -96,9 +96,9 @@ TEST_F(ClockWatchTest, IgnoresAClockSetForwardOrASuspension) {
    ASSERT_EQ(error(), 1U);
    Vorn::Seconds const logged = timestamp();
    wallClockJumpsBy(100);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    time->jumpBy(1000);
-   Host::runFor(61);
+   Vorn::Host::runFor(61);
    EXPECT_EQ(timestamp(), logged);
 }
 

@@ -81,7 +81,7 @@ class KernelForwarderTest : public Support::VirtualTimeTest {
    Lines forwarded(Lines const & those) {
       for (std::string const & record : those)
          EXPECT_TRUE(records(record));
-      Host::runFor(1);
+      Vorn::Host::runFor(1);
       return receiver ? receiver->lines() : Lines{};
    }
 
@@ -181,7 +181,7 @@ TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogFails) {
 
 TEST_F(KernelForwarderWithReceiverTest, StopsWithOneNoticeWhenTheLogEnds) {
    shutdown(kernel, SHUT_WR);
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    EXPECT_EQ(notices.size(), 1U);
 }
 
@@ -204,7 +204,7 @@ TEST_F(KernelForwarderWithReceiverTest, DelaysEverythingInOrderForAFullReceiver)
       while (written < 1000 && records(numbered(written + 1)))
          ++written;
       for (int turns = 0; turns < 200; ++turns)  // it does not read meanwhile
-         Host::turn(0);
+         Vorn::Host::turn(0);
       Lines const more = receiver->lines();
       ASSERT_FALSE(more.empty());
       received.insert(received.end(), more.begin(), more.end());
@@ -219,11 +219,11 @@ TEST_F(KernelForwarderWithReceiverTest, RetriesAReceiverThatNeverReadsTwentyTime
    unsigned written = 0;
    while (written < 2000 && records(numbered(written + 1)))
       ++written;
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    double const start = Vorn::System::currentTime().value();
    int turns = 0;
    while (Vorn::System::currentTime().value() < start + 10) {
-      Host::turn(0);
+      Vorn::Host::turn(0);
       ++turns;
    }
    EXPECT_LE(counts.forwarded, written);
@@ -239,7 +239,7 @@ TEST_F(KernelForwarderWithReceiverTest, LimitsABurstToAPartOfEachTurn) {
       while (written < all && records(numbered(written + 1)))
          ++written;
       std::uint64_t const before = counts.forwarded;
-      Host::turn(0);
+      Vorn::Host::turn(0);
       most = std::max(most, counts.forwarded - before);
       received += receiver->lines().size();
    }
@@ -252,7 +252,7 @@ TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
    std::string const device = folder.string() + "/kmsg";
    Agent::KernelForwarder const without{
        config, counts, [this](std::string const & text) { notices.push_back(text); }, device};
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    ASSERT_EQ(notices.size(), 1U);
    EXPECT_TRUE(notices[0].starts_with(device + ": cannot be read (No such file or directory)")) << notices[0];
    EXPECT_NE(notices[0].find("kernel_messages.forward_kmsg"), std::string::npos);
@@ -263,7 +263,7 @@ TEST_F(KernelForwarderTest, StartsReadingBehindExistingRecords) {
    receiver = std::make_unique<Receiver>(config.socket);
    Agent::KernelForwarder const late{
        config, counts, [this](std::string const & text) { notices.push_back(text); }, file.string()};
-   Host::runFor(1);
+   Vorn::Host::runFor(1);
    EXPECT_EQ(receiver->lines(), Lines{});
    EXPECT_EQ(counts.forwarded, 0U);
 }

@@ -75,11 +75,11 @@ TEST_F(HttpConnectionTest, AllowsAReaderToRestForFiveSecondsAndNoLonger) {
    HttpExchange client{path, request};
    for (int rests = 0; rests < 3; ++rests) {
       std::size_t const before = client.text().size();
-      Host::runFor(4.5);
+      Vorn::Host::runFor(4.5);
       readAll(client);
       EXPECT_GT(client.text().size(), before);
    }
-   Host::runFor(5.1);
+   Vorn::Host::runFor(5.1);
    readAll(client);
    EXPECT_TRUE(client.readSome());
 }
@@ -88,7 +88,7 @@ TEST_F(HttpConnectionTest, EndsAnAnsweredClientThatStaysAfterASecond) {
    HttpExchange client{path, request};
    ASSERT_TRUE(endsWithin(client, 0.1));
    client.more("x");
-   Host::runFor(1.1);
+   Vorn::Host::runFor(1.1);
    EXPECT_FALSE(client.takes("x"));
 }
 
@@ -113,7 +113,7 @@ TEST_F(HttpConnectionTest, EndsTheOldestClientWhereAllHaveSentEquallyLittle) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (std::size_t i = 0; i < HttpClients::places + 2; ++i) {
       crowd.push_back(std::make_unique<HttpExchange>(path, "GET "));
-      Host::runFor(0.01);
+      Vorn::Host::runFor(0.01);
    }
    for (std::size_t i = 0; i < crowd.size(); ++i)
       EXPECT_EQ(crowd[i]->readSome(), i < 2) << i;
@@ -172,13 +172,13 @@ TEST_F(HttpConnectionTest, RestsBetweenAttemptsWhereEvenTheSpareDescriptorAdmits
    rlimit const none{0, before.rlim_max};  // the number of the spare one is beyond it too
    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
    for (int turns = 0; turns < 20; ++turns)
-      Host::turn();
+      Vorn::Host::turn();
    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
    EXPECT_GT(Vorn::System::currentTime(), start) << "time moves only while the loop rests";
    EXPECT_EQ(notices.size(), 1U);
    EXPECT_TRUE(endsWithin(client, 0.2));
    EXPECT_TRUE(client.text().ends_with("whole")) << client.text();
-   Host::runFor(1.1);  // that one is gone
+   Vorn::Host::runFor(1.1);  // that one is gone
    HttpExchange refused{path, request};
    Support::DescriptorLimit const full{0};
    EXPECT_TRUE(endsWithin(refused, 0.05)) << "it has a spare descriptor again";
@@ -194,7 +194,7 @@ TEST_F(HttpConnectionTest, LeavesAThirdOfTheDescriptorsToOthersInACrowd) {
    constexpr unsigned places = 5;
    unsigned const next = nextDescriptor();
    Support::DescriptorLimit const limit{(next + places) * 3 / 2 - next};
-   Host::runFor(0.1);
+   Vorn::Host::runFor(0.1);
    EXPECT_LE(Support::openDescriptors().size(), before + places + 1);
    EXPECT_TRUE(crowd.front()->readSome());
    readAll(*crowd.back());
@@ -203,7 +203,7 @@ TEST_F(HttpConnectionTest, LeavesAThirdOfTheDescriptorsToOthersInACrowd) {
 
 TEST_F(HttpConnectionTest, EndsTheOldestClientWhenDescriptorsAreScarce) {
    HttpExchange silent{path, "GET "};
-   Host::runFor(0.01);
+   Vorn::Host::runFor(0.01);
    HttpExchange client{path, request};
    {
       Support::DescriptorLimit const none{0};

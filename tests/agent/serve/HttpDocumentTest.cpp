@@ -131,10 +131,10 @@ TEST_F(HttpDocumentTest, IsDroppedWithItsClient) {
    {
       HttpExchange const reader{path, closingRequest};
       while (Pieces::living == 0)
-         Host::turn(0.01);
+         Vorn::Host::turn(0.01);
    }
    while (Pieces::living > 0)
-      Host::turn(0.01);
+      Vorn::Host::turn(0.01);
    EXPECT_EQ(Pieces::living, 0);
 }
 
@@ -143,7 +143,7 @@ TEST_F(HttpDocumentTest, UsesAtMostFourMebibytesForAllSlowReadersTogether) {
    answerIs(100, std::size_t{1} << 20U);
    for (int i = 0; i < 3; ++i) {
       readers.push_back(std::make_unique<HttpExchange>(path, closingRequest));
-      while (Host::turn(0) == Host::Turn::worked)
+      while (Vorn::Host::turn(0) == Vorn::Host::Turn::worked)
          continue;
    }
    EXPECT_EQ(Pieces::living, 3);
@@ -161,8 +161,8 @@ TEST_F(HttpDocumentTest, CostsNothingForClientsThatOnlyWait) {
    halfClosed.endSending();
    HttpExchange const answered{path, "rubbish\n"};
    for (int turns = 0; turns < 1000; ++turns)
-      Host::turn(0);
-   EXPECT_EQ(Host::turn(0), Host::Turn::idle);
+      Vorn::Host::turn(0);
+   EXPECT_EQ(Vorn::Host::turn(0), Vorn::Host::Turn::idle);
 }
 
 // Processor time of this thread in seconds: what others do meanwhile does not count.
@@ -190,7 +190,7 @@ TEST_F(HttpDocumentTest, LimitsEveryTurnWhateverIsRequestedOfALongHistory) {
    double longest = 0;
    while (reader.text().size() < std::size_t{4} << 20U) {
       double const start = threadSeconds();
-      Host::turn(0.001);
+      Vorn::Host::turn(0.001);
       longest = std::max(longest, threadSeconds() - start);
       ASSERT_FALSE(reader.readSome()) << reader.text().size();
    }

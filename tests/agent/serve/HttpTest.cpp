@@ -96,10 +96,10 @@ TEST_F(HttpTest, ServesOthersOnceClientsThatFilledItLeave) {
    std::vector<std::unique_ptr<HttpExchange>> idle;
    for (int i = 0; i < 100; ++i) {
       idle.push_back(std::make_unique<HttpExchange>(path, "GET "));
-      Host::turn(0);  // the socket's own queue is shorter
+      Vorn::Host::turn(0);  // the socket's own queue is shorter
    }
    idle.clear();
-   while (Host::turn(0) == Host::Turn::worked)
+   while (Vorn::Host::turn(0) == Vorn::Host::Turn::worked)
       continue;
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));
 }
@@ -108,7 +108,7 @@ TEST_F(HttpTest, ServesEverybodyBesideACrowdThatSaysNothing) {
    std::vector<std::unique_ptr<HttpExchange>> crowd;
    for (int i = 0; i < 300; ++i) {
       crowd.push_back(std::make_unique<HttpExchange>(path, i % 2 == 0 ? "" : "GET /x HTTP/1.1\r\nHost: "));
-      Host::turn(0);  // the socket's own queue is shorter
+      Vorn::Host::turn(0);  // the socket's own queue is shorter
    }
    for (int i = 0; i < 20; ++i)
       EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200")) << i;
@@ -138,14 +138,14 @@ TEST_F(HttpTest, ServesEverybodyBesideClientsThatTrickle) {
    std::vector<std::unique_ptr<HttpExchange>> trickling;
    for (int i = 0; i < 100; ++i) {  // as many as there are places, and more that wait for one
       trickling.push_back(std::make_unique<HttpExchange>(path, "GET /"));
-      Host::turn(0);
+      Vorn::Host::turn(0);
    }
    HttpExchange asking{path, "GET /x HTTP/1.1\r\nHost: x\r\n\r\n"};
    Vorn::Seconds const start = Vorn::System::currentTime();
    while (!asking.readSome() && Vorn::System::currentTime() < start + 4) {
       for (auto const & client : trickling)
          client->more("x");
-      Host::turn(0.01);
+      Vorn::Host::turn(0.01);
    }
    EXPECT_TRUE(asking.text().starts_with("HTTP/1.1 200")) << asking.text();
    EXPECT_LT(Vorn::System::currentTime() - start, 3);
@@ -176,7 +176,7 @@ TEST_F(HttpTest, SurvivesAnythingThatIsSent) {
       }
       HttpExchange exchange{
           path, request.substr(0, random() % 5 == 0 ? random() % request.size() : request.size())};
-      while (Host::turn(0) == Host::Turn::worked)
+      while (Vorn::Host::turn(0) == Vorn::Host::Turn::worked)
          exchange.readSome();
    }
    EXPECT_TRUE(httpGet(path, "/x").starts_with("HTTP/1.1 200"));

@@ -44,7 +44,7 @@ class LoopWatchTest : public testing::Test {
 
    static constexpr double utc = 1700000000;
    LoopWatch watch;
-   Host::Activity activity;
+   Vorn::Host::Activity activity;
    double now = 1000;
    double nextSample = 1000;
    std::vector<std::string> lines;

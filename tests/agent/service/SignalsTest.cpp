@@ -20,7 +20,7 @@ TEST(SignalsDeathTest, StopsTheLoop) {
    auto const runUntil = [](int signal) {
       Agent::Signals const signals{[] { std::exit(2); }};
       std::raise(signal);
-      Host::run();
+      Vorn::Host::run();
       std::exit(0);
    };
    for (int const signal : {SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM})
@@ -33,9 +33,9 @@ TEST(SignalsDeathTest, ReloadsAtASighupAndKeepsTheLoopRunning) {
       Agent::Signals const signals{[&reloads] { ++reloads; }};
       for (int count = 0; count < 2; ++count) {
          std::raise(SIGHUP);
-         Host::turn(0);
+         Vorn::Host::turn(0);
       }
-      std::exit(reloads == 2 && !Host::stopRequested() ? 0 : 1);
+      std::exit(reloads == 2 && !Vorn::Host::stopRequested() ? 0 : 1);
    };
    EXPECT_EXIT(reloadTwice(), testing::ExitedWithCode(0), "");
 }
@@ -51,7 +51,7 @@ TEST(SignalsDeathTest, ReloadsAtASighupAndKeepsTheLoopRunning) {
    ioctl(terminal, TIOCSCTTY, 0);
    Agent::Signals const signals{[] { std::exit(3); }};
    close(master);
-   Host::run();
+   Vorn::Host::run();
    std::exit(0);
 }
 
@@ -87,7 +87,7 @@ TEST(SignalsDeathTest, DoesNoHarmWhileStopping) {
       {
          Agent::Signals const signals{[] {}};
          std::raise(SIGINT);
-         Host::run();
+         Vorn::Host::run();
          for (int const signal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGALRM})
             std::raise(signal);
       }

@@ -50,7 +50,7 @@ class WatchdogStartTest : public Support::VirtualTimeTest, protected Support::Pi
 
 TEST_F(WatchdogStartTest, ReportsNothingOfAWatchdogThatStarts) {
    start();
-   Host::runFor(1000);
+   Vorn::Host::runFor(1000);
    EXPECT_EQ(attempts, std::vector<double>{0});
    EXPECT_EQ(written(), "");
 }
@@ -64,9 +64,9 @@ TEST_F(WatchdogStartTest, RetriesMoreAndMoreRarelyAndReportsBothEndsOnce) {
                          "follows: no thread: " +
                          Vorn::errorAndRemedy(EAGAIN) + "\n"))
        << refused;
-   Host::runFor(240);
+   Vorn::Host::runFor(240);
    EXPECT_EQ(written(), "");
-   Host::runFor(1000);
+   Vorn::Host::runFor(1000);
    EXPECT_EQ(attempts, (std::vector<double>{0, 1, 3, 7, 15, 31, 63, 123, 183, 243}));
    std::string const had = written();
    EXPECT_TRUE(had.ends_with(" info storagedevices: the loop is watched for stalls now\n")) << had;
@@ -77,7 +77,7 @@ TEST_F(WatchdogStartTest, SendsKeepAlivesFromTheLoopUntilTheWatchdogStarts) {
    setenv("WATCHDOG_USEC", "12000000", 1);
    refusals = 100;
    start();
-   Host::runFor(300);
+   Vorn::Host::runFor(300);
    for (std::size_t i = 3; i < attempts.size(); ++i)
       EXPECT_EQ(attempts[i] - attempts[i - 1], 3) << "a quarter of the manager's patience";
    EXPECT_GE(attempts.size(), 100U);

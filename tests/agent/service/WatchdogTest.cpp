@@ -44,7 +44,7 @@ class WatchdogTest : public testing::Test, protected Support::PipedLog {
  protected:
    WatchdogTest() {
       setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
-      Host::turn(0);  // what the loop did last, whoever ran it, was just now
+      Vorn::Host::turn(0);  // what the loop did last, whoever ran it, was just now
    }
    ~WatchdogTest() override {
       unsetenv("NOTIFY_SOCKET");
@@ -138,7 +138,7 @@ TEST_F(WatchdogTest, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
          log->noticeFromOtherThread(4, std::string(500, 'b'));
    }};
    for (int i = 0; i < 200; ++i) {
-      Host::turn(0);
+      Vorn::Host::turn(0);
       Vorn::BlockingCall const call{"fsync", "/mnt/drive"};
       log->notice(6, std::string(500, 'a'));
       EXPECT_EQ(watchdog.stalls().count, 0U);

@@ -187,10 +187,10 @@ TEST_F(ReadingsTest, KeepsAgesWhenTheWallClockIsCorrected) {
       smart("A").countInc();
       smart("A").failureIs("bad");
       double const corrected = Vorn::System::currentTimeUtc().value() + years * 365 * 86400;
-      auto source = std::make_unique<Host::VirtualTime>(Vorn::System::currentTime(), corrected);
+      auto source = std::make_unique<Vorn::Host::VirtualTime>(Vorn::System::currentTime(), corrected);
       time = source.get();
-      Host::timeSourceIs(std::move(source));
-      time->jumpBy(350);
+      Vorn::Host::timeSourceIs(std::move(source));
+      time->jumpBy(200);
       EXPECT_EQ(of("A", "smartctl").lastGood, corrected);
       EXPECT_EQ(of("A", "smartctl").failure->since, corrected);
       EXPECT_FALSE(of("A", "smartctl").failure->hangs) << years;

@@ -372,11 +372,11 @@ class MountedDiskTest : public Support::UnitOfRecords {
    };
 
    MountedDiskTest() {
-      mountPtMonitorHelperCreatorIs([this] { return helper; });
+      MountPtMonitorHelper::creatorIs([this] { return helper; });
       Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
       manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
    }
-   ~MountedDiskTest() override { mountPtMonitorHelperCreatorIs(nullptr); }
+   ~MountedDiskTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
 
    StorageDevices::FsHealthSm & test() const {
       return *manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm();
@@ -498,7 +498,7 @@ TEST_F(MountedDiskTest, ReportsMountGoneForAFormerMount) {
 
 TEST_F(MountedDiskTest, DoesNotReportMountGoneBeforeTheFirstMountHadItsTime) {
    helper->answer.mounted = false;
-   Host::runFor(600);
+   Vorn::Host::runFor(600);
    EXPECT_EQ(reasons(), "");
    EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string(), 4000));
 }

@@ -50,10 +50,10 @@ TEST_F(VerdictsTest, DecidesByTheWorstReasonAndListsItFirst) {
 
 TEST_F(VerdictsTest, DatesAVerdictToTheSecondWithoutARequest) {
    nvmeIsThere();
-   Host::runFor(100);
+   Vorn::Host::runFor(100);
    Vorn::Seconds const began = Vorn::System::currentTime();
    mediaErrorsAre(1);
-   Host::runFor(50);
+   Vorn::Host::runFor(50);
    EXPECT_LE((since() - began).value(), 1);
    EXPECT_LE((reasonSince("media-errors") - began).value(), 1);
 }
