@@ -69,7 +69,8 @@ class UnitSource {
  private:
    void addDisk() {
       std::string const number = std::to_string(disks_);
-      unit_.add(Agent::Simulation::nvmeDrive("nvme" + number + "n1", "BENCH" + number, "Drive", 31'250'000));
+      unit_.add(StorageDevices::Simulation::nvmeDrive("nvme" + number + "n1", "BENCH" + number, "Drive",
+                                                      31'250'000));
    }
 
    // Tells a serial number of its own for every disk.
@@ -85,7 +86,8 @@ printf '"PhysicalSize":16000000000}]}'
       fs::permissions(program, fs::perms::owner_all);
    }
 
-   Agent::Simulation::SimulatedUnit & unit_ = *new Agent::Simulation::SimulatedUnit;  // never taken apart
+   StorageDevices::Simulation::SimulatedUnit & unit_ =
+       *new StorageDevices::Simulation::SimulatedUnit;  // never taken apart
    std::size_t disks_ = 0;
 };
 

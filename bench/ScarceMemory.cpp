@@ -34,7 +34,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 namespace fs = std::filesystem;
-namespace Simulation = Agent::Simulation;
+namespace Simulation = StorageDevices::Simulation;
 
 constexpr int disks = 24;
 constexpr double fillTime = 26;  // seconds until a day of history is there

@@ -15,10 +15,10 @@ struct AgentConfig {
 };
 
 // Where the agent reads the kernel's messages.
-std::filesystem::path kernelSocket(Simulation::SimulatedUnit const & unit);
+std::filesystem::path kernelSocket(StorageDevices::Simulation::SimulatedUnit const & unit);
 
 // Writes the configuration into the unit's folder, where the agent's sockets go too. Throws
 // std::runtime_error when it cannot.
-AgentConfig writeAgentConfig(Simulation::SimulatedUnit const & unit, Options const & options);
+AgentConfig writeAgentConfig(StorageDevices::Simulation::SimulatedUnit const & unit, Options const & options);
 
 }  // namespace Agent::Demo

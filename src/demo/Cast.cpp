@@ -34,41 +34,43 @@ bool eusbIdentified(ApplianceState const & state) {
 }  // namespace
 
 Disk flashDisk() {
-   return Simulation::sataDisk("sda", 1, flashSerial, "Kestrel S2 240GB", sectors(240));
+   return StorageDevices::Simulation::sataDisk("sda", 1, flashSerial, "Kestrel S2 240GB", sectors(240));
 }
 
 Disk driveDisk() {
-   return Simulation::nvmeDrive("nvme0n1", driveSerial, "Marlin N7 480", sectors(480));
+   return StorageDevices::Simulation::nvmeDrive("nvme0n1", driveSerial, "Marlin N7 480", sectors(480));
 }
 
-Disk emmcDisk() {
-   return Simulation::emmcDevice("mmcblk0", cidRegister, sectors(32));
+Disk cardDisk() {
+   return StorageDevices::Simulation::emmcDevice("mmcblk0", cardRegister, sectors(32));
 }
 
 Disk eusbDisk() {
-   auto disk = Simulation::usbDisk("sdb", "2-1", eusbSerial, "Internal Flash", sectors(8));
+   auto disk = StorageDevices::Simulation::usbDisk("sdb", "2-1", eusbSerial, "Internal Flash", sectors(8));
    disk.vendor = "Wren";
    return disk;
 }
 
-Disk usbStick() {
-   auto disk = Simulation::usbDisk("sdc", "1-1.2", stickSerial, "Pocket Stick", sectors(32));
+Disk firstStick() {
+   auto disk =
+       StorageDevices::Simulation::usbDisk("sdc", "1-1.2", firstStickSerial, "Pocket Stick", sectors(32));
    disk.vendor = "Vireo";
    return disk;
 }
 
 Disk cardReader() {
-   auto disk = Simulation::usbDisk("sdc", "1-1.3", readerSerial, "Card Reader", sectors(smallCard));
+   auto disk =
+       StorageDevices::Simulation::usbDisk("sdc", "1-1.3", readerSerial, "Card Reader", sectors(smallCard));
    disk.vendor = "Plover";
    return disk;
 }
 
-Disk unreadableDisk() {
-   return Simulation::sataDisk("sda", 1, unreadableSerial, "Kestrel S2 240GB", sectors(240));
+Disk strangeDisk() {
+   return StorageDevices::Simulation::sataDisk("sda", 1, strangeSerial, "Kestrel S2 240GB", sectors(240));
 }
 
-Simulation::DriveHealth fresh() {
-   Simulation::DriveHealth health;
+StorageDevices::Simulation::DriveHealth fresh() {
+   StorageDevices::Simulation::DriveHealth health;
    health.rawLifeIsLeft = true;
    return health;
 }
@@ -76,13 +78,13 @@ Simulation::DriveHealth fresh() {
 void toolsReport(SimulatedUnit & unit, Disk const & disk) {
    unit.healthIs(disk, fresh());
    if (disk.kind == Disk::Kind::nvme)
-      unit.tools().outputIs(
-          Tool::nvmeList, disk.name,
-          Simulation::nvmeListDocument({{disk.name, disk.model, disk.serial, "M7.11", disk.sectors * 512}}));
+      unit.tools().outputIs(Tool::nvmeList, disk.name,
+                            StorageDevices::Simulation::nvmeListDocument(
+                                {{disk.name, disk.model, disk.serial, "M7.11", disk.sectors * 512}}));
    else if (disk.kind == Disk::Kind::sata)
-      unit.tools().outputIs(
-          Tool::hdparm, disk.name,
-          Simulation::hdparmReport({disk.name, disk.model, disk.serial, "KF2.4", disk.sectors}));
+      unit.tools().outputIs(Tool::hdparm, disk.name,
+                            StorageDevices::Simulation::hdparmReport(
+                                {disk.name, disk.model, disk.serial, "KF2.4", disk.sectors}));
 }
 
 void mountAll(SimulatedUnit & unit) {

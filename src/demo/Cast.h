@@ -9,9 +9,9 @@
 
 namespace Agent::Demo {
 
-using Simulation::Disk;
-using Simulation::SimulatedUnit;
-using Simulation::Tool;
+using StorageDevices::Simulation::Disk;
+using StorageDevices::Simulation::SimulatedUnit;
+using StorageDevices::Simulation::Tool;
 
 inline constexpr char flashSerial[] = "KS0240118842";
 inline constexpr char driveSerial[] = "MRN7A0031955";
@@ -38,10 +38,10 @@ Disk usbStick();
 Disk cardReader();
 Disk unreadableDisk();  // one that hdparm cannot read, in the bay of flash
 
-// As new. A SATA disk reports the part of its life that is left.
-Simulation::DriveHealth fresh();
-// hdparm, nvme and smartctl report the disk.
-void toolsReport(SimulatedUnit & unit, Disk const & disk);
+// As good as new. What a SATA disk counts of its life is what is left.
+StorageDevices::Simulation::DriveHealth fresh();
+// hdparm or nvme and the health's tools know the disk.
+void toolsKnow(SimulatedUnit & unit, Disk const & disk);
 // Each disk's first partition is where it belongs, half full and without errors.
 void mountAll(SimulatedUnit & unit);
 // The kernel logs the line, which begins after the time.

@@ -21,7 +21,7 @@ std::string seconds(Clock::duration time) {
    return text.data();
 }
 
-Simulation::SimulatedUnit & booted(Simulation::SimulatedUnit & unit) {
+StorageDevices::Simulation::SimulatedUnit & booted(StorageDevices::Simulation::SimulatedUnit & unit) {
    unit.patienceIs(std::chrono::seconds(3));
    bootUnit(unit);
    return unit;
@@ -40,7 +40,7 @@ Demo::Demo(Options const & options, Signals & signals, Display & display)
    unit_.whenFullIs([this] {
       wait();
       if (interrupted_)
-         throw Simulation::ListenerStalled("interrupted");
+         throw StorageDevices::Simulation::ListenerStalled("interrupted");
    });
 }
 
@@ -92,7 +92,7 @@ bool Demo::act(Step const & step) {
       step.act(unit_);
       if (step.reboots)
          boot();
-   } catch (Simulation::ListenerStalled const & error) {
+   } catch (StorageDevices::Simulation::ListenerStalled const & error) {
       if (!interrupted_)
          failure_ = std::string("the agent does not read its events: ") + error.what();
    }

@@ -64,7 +64,7 @@ class Demo {
 
    Signals & signals_;
    Display & display_;
-   Simulation::SimulatedUnit unit_;
+   StorageDevices::Simulation::SimulatedUnit unit_;
    AgentConfig config_;
    double timeScale_;
    std::filesystem::path program_;

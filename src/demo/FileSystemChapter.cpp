@@ -42,7 +42,8 @@ Chapter fileSystemChapter() {
        {.text = "The kernel remounts the file system of the eMMC read-only",
         .act =
             [](SimulatedUnit & unit) {
-               unit.fileSystems().mountIs("drive2", "mmcblk0p1", Simulation::FileSystems::Access::readOnly);
+               unit.fileSystems().mountIs("drive2", "mmcblk0p1",
+                                          StorageDevices::Simulation::FileSystems::Access::readOnly);
             },
         .reached = emmcIsReadOnly,
         .agentTime = std::chrono::seconds(600)},

@@ -13,7 +13,7 @@ namespace Agent::Demo {
 
 struct Step {
    std::string text;
-   std::function<void(Simulation::SimulatedUnit &)> act;
+   std::function<void(StorageDevices::Simulation::SimulatedUnit &)> act;
    std::function<bool(ApplianceState const &)> reached;
    // The time that the agent may take: real seconds for its work, and its waits by its own clock.
    std::chrono::seconds deadline{10};
@@ -30,7 +30,7 @@ using Chapter = std::vector<Step>;
 std::vector<std::string> const & expectedMounts();
 
 // The disks, file systems, tools and appliance files with which the unit boots; before the agent starts.
-void bootUnit(Simulation::SimulatedUnit & unit);
+void bootUnit(StorageDevices::Simulation::SimulatedUnit & unit);
 
 // In the last step the unit boots again and is as at first, so that the story can be played again.
 std::vector<Step> const & story();

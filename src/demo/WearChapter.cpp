@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint64_t terabyte = 1'000'000'000'000;
 
-Simulation::DriveHealth worn(unsigned percentUsed, int temperature) {
+StorageDevices::Simulation::DriveHealth worn(unsigned percentUsed, int temperature) {
    auto health = fresh();
    health.percentUsed = percentUsed;
    health.temperature = temperature;
@@ -16,15 +16,16 @@ Simulation::DriveHealth worn(unsigned percentUsed, int temperature) {
 }
 
 // A year of hard work.
-Simulation::DriveHealth old() {
+StorageDevices::Simulation::DriveHealth old() {
    auto health = worn(91, 58);
    health.powerOnHours = 17880;
    health.bytesWritten = 190 * terabyte;
    return health;
 }
 
-void allAre(SimulatedUnit & unit, Simulation::DriveHealth const & health, std::uint64_t bytesWritten) {
-   for (auto const & disk : {flashDisk(), driveDisk(), emmcDisk()}) {
+void allAre(SimulatedUnit & unit, StorageDevices::Simulation::DriveHealth const & health,
+            std::uint64_t bytesWritten) {
+   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()}) {
       unit.trafficIs(disk.name, bytesWritten / 4, bytesWritten);
       unit.healthIs(disk, health);
    }

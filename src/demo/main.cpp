@@ -16,7 +16,7 @@ using namespace Agent::Demo;
 
 // The simulation must be preloaded, which only the start of a program can do.
 void startPreloaded(char ** arguments) {
-   std::string const library(Agent::Simulation::preloadLibrary);
+   std::string const library(StorageDevices::Simulation::preloadLibrary);
    char const * const preloaded = std::getenv("LD_PRELOAD");
    if (preloaded != nullptr && std::string(preloaded).find(library) != std::string::npos)
       return;

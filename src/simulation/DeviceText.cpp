@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -123,4 +123,4 @@ DeviceRecord DeviceText::record() const {
    return record;
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

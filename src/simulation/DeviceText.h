@@ -8,7 +8,7 @@
 
 #include "simulation/Disk.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 class DeviceText {
  public:
@@ -39,4 +39,4 @@ class DeviceText {
    std::map<std::string, std::string, std::less<>> links_;
 };
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <charconv>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -80,4 +80,4 @@ Disk otherDisk(std::string_view name, std::string_view controller, std::uint64_t
    return disk;
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 // The main fields are members. All other values of udev and the kernel are derived from them, unless
 // `properties`, `attributes` or `absent` override them.
@@ -86,4 +86,4 @@ std::vector<DeviceRecord> deviceRecords(Disk const & disk, unsigned sequence);
 // The devices of a recording. Throws std::invalid_argument for another text.
 std::vector<DeviceRecord> deviceRecords(std::string_view recording);
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

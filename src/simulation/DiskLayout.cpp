@@ -7,7 +7,7 @@
 #include "simulation/Disk.h"
 #include "simulation/DriveHealth.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -244,4 +244,4 @@ std::vector<DeviceRecord> deviceRecords(Disk const & disk, unsigned sequence) {
    return otherRecords(disk, sequence);
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

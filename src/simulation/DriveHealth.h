@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 // A healthy drive in its second year.
 struct DriveHealth {
@@ -40,4 +40,4 @@ std::string nvmeSmartLog(DriveHealth const & health);
 std::string emmcLifeTime(DriveHealth const & health);
 std::string emmcPreEndOfLife(DriveHealth const & health);
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -11,7 +11,7 @@
 #include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -80,4 +80,4 @@ bool EventSockets::haveRoom(std::chrono::milliseconds wait) const {
    return true;
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 class EventSockets {
  public:
@@ -35,4 +35,4 @@ class EventSockets {
    std::filesystem::path folder_;
 };
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -7,7 +7,7 @@
 
 #include "simulation/TextFile.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -158,4 +158,4 @@ std::vector<std::string> FakeTools::runs() const {
    return lines;
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 enum class Tool { hdparm, nvmeList, nvmeSmartLog, smartctl };
 
@@ -70,4 +70,4 @@ struct NvmeIdentity {
 // The output of `nvme list -o json` for the drives, version 2.3.
 std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives);
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -12,7 +12,7 @@
 
 #include "simulation/TextFile.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -138,4 +138,4 @@ void FileSystems::writeResults() const {
    textFileIs(root_ / "io-results", text.str());
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

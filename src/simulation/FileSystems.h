@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 class FileSystems {
  public:
@@ -59,4 +59,4 @@ class FileSystems {
    std::map<std::string, std::string> numbers_;  // of the partitions
 };
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

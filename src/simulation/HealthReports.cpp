@@ -8,7 +8,7 @@
 #include "base/JsonText.h"
 #include "simulation/DriveHealth.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -267,4 +267,4 @@ std::string emmcPreEndOfLife(DriveHealth const & health) {
    return registerText(health.preEndOfLife);
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

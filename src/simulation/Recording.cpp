@@ -2,7 +2,7 @@
 
 #include "simulation/Disk.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::vector<DeviceRecord> deviceRecords(std::string_view recording) {
    return records;
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

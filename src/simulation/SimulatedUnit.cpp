@@ -7,7 +7,7 @@
 #include "simulation/Testbed.h"
 #include "simulation/TextFile.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 class SimulatedUnit::State {
  public:
@@ -285,4 +285,4 @@ void SimulatedUnit::etcFileIs(std::string_view name, std::string_view text) {
    textFileIs(etcFolder() / name, text);
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

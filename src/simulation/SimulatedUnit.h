@@ -41,7 +41,7 @@
 #include "simulation/FakeTools.h"
 #include "simulation/FileSystems.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 // A listener has not read its events within `patience`.
 class ListenerStalled : public std::runtime_error {
@@ -122,4 +122,4 @@ class SimulatedUnit {
    std::unique_ptr<State> state_;
 };
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -8,7 +8,7 @@
 
 #include "simulation/SimulatedUnit.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -108,4 +108,4 @@ void Testbed::event(std::string_view devicePath, std::string_view action) {
    umockdev_testbed_uevent(handle_->testbed, sysPath(devicePath).c_str(), std::string(action).c_str());
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -8,7 +8,7 @@
 
 #include "simulation/Disk.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 class Testbed {
  public:
@@ -33,4 +33,4 @@ class Testbed {
    std::filesystem::path folder_;
 };
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 void textFileIs(std::filesystem::path const & path, std::string_view text) {
    auto const fresh = path.string() + ".new";
@@ -16,4 +16,4 @@ void textFileIs(std::filesystem::path const & path, std::string_view text) {
    std::filesystem::rename(fresh, path);
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

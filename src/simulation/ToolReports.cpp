@@ -5,7 +5,7 @@
 
 #include "simulation/FakeTools.h"
 
-namespace Agent::Simulation {
+namespace StorageDevices::Simulation {
 
 namespace {
 
@@ -88,4 +88,4 @@ std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives) {
    return std::string{text.GetString(), text.GetSize()} + "\n";
 }
 
-}  // namespace Agent::Simulation
+}  // namespace StorageDevices::Simulation

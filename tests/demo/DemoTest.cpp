@@ -14,7 +14,7 @@
 #include "demo/Story.h"
 
 using namespace Agent::Demo;
-using Agent::Simulation::SimulatedUnit;
+using StorageDevices::Simulation::SimulatedUnit;
 
 namespace {
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Agent::Rescans;
 using Texts = std::vector<std::string>;
 

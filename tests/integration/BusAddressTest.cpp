@@ -13,7 +13,7 @@ namespace StorageDevices {
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using BusType = ConnectedDisk::BusType;
 
 class BusAddressTest : public testing::Test {

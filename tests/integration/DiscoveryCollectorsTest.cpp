@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Support::ChangeRecorder;
 
 class DiscoveryCollectorsTest : public Support::DiscoveryTest {

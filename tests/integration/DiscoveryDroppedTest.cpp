@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using StorageDevices::UdevDevicePtr;
 using Support::DiskFields;
 using Serials = std::map<std::string, std::string>;

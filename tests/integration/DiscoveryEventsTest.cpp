@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Support::ChangeRecorder;
 using Support::DiskFields;
 using Serials = std::map<std::string, std::string>;

@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Texts = std::vector<std::string>;
 
 class DiscoveryFailureTest : public Support::DiscoveryTest {

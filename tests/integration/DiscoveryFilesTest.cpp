@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using StorageDevices::EtcBlockdevEntry;
 using Texts = std::vector<std::string>;
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using BusType = StorageDevices::ConnectedDisk::BusType;
 using Support::DiskFields;
 

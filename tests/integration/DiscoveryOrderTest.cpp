@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Texts = std::vector<std::string>;
 
 class DiscoveryOrderTest : public Support::DiscoveryTest {

@@ -12,7 +12,7 @@ namespace StorageDevices {
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 
 class ExaminationTest : public testing::Test {
  protected:

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Agent::Simulation::FileSystems;
+using StorageDevices::Simulation::FileSystems;
 
 class FileSystemsTest : public testing::Test {
  protected:
@@ -72,7 +72,7 @@ TEST_F(FileSystemsTest, WritesOneLinePerInjectedStep) {
 }
 
 TEST(SimulatedUnitsFileSystemsTest, AppearsInTheEnvironmentOnceUsed) {
-   Agent::Simulation::SimulatedUnit unit;
+   StorageDevices::Simulation::SimulatedUnit unit;
    EXPECT_FALSE(unit.environment().contains("STORAGEDEVICES_SIMULATED_ROOT"));
    auto const root = unit.fileSystems().root();
    EXPECT_EQ(unit.environment()["STORAGEDEVICES_SIMULATED_ROOT"], root);

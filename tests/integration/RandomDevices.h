@@ -19,7 +19,7 @@ using Support::DiskFields;
 
 // A device with what the simulated unit needs and what the reading of the rules needs to know.
 struct Device {
-   Agent::Simulation::Disk disk;
+   StorageDevices::Simulation::Disk disk;
    std::map<std::string, std::string> properties;  // as udev tells them; what is not here is absent
    std::optional<std::string> sectors;
    std::optional<DiskFields> report;      // what the tool for it reads, if it reads anything
@@ -70,7 +70,7 @@ class Generator {
 
    // `index` sets it apart from all others.
    Device device(unsigned index) {
-      using Agent::Simulation::Disk;
+      using StorageDevices::Simulation::Disk;
       number_ = std::to_string(index);
       Device device;
       Disk & disk = device.disk;
@@ -102,8 +102,8 @@ class Generator {
       return oneOf(std::vector<std::string>{choices.begin(), choices.end()});
    }
 
-   std::string nameOf(Agent::Simulation::Disk::Kind kind, unsigned index) {
-      using Kind = Agent::Simulation::Disk::Kind;
+   std::string nameOf(StorageDevices::Simulation::Disk::Kind kind, unsigned index) {
+      using Kind = StorageDevices::Simulation::Disk::Kind;
       switch (kind) {
          case Kind::sata:
          case Kind::usb:
@@ -134,7 +134,7 @@ class Generator {
    }
 
    void setProperties(Device & device) {
-      using Kind = Agent::Simulation::Disk::Kind;
+      using Kind = StorageDevices::Simulation::Disk::Kind;
       maybe(device, "ID_SERIAL_SHORT", "S" + number_, 80);
       maybe(device, "ID_SERIAL", "L" + number_, 80);
       maybe(device, "ID_NAME", "name " + number_, 30);
@@ -181,7 +181,7 @@ class Generator {
                                     .model = "Own Model " + number_,
                                     .firmwareRevision = "F" + number_,
                                     .sizeGb = 200 + static_cast<std::uint32_t>(random_() % 100)};
-      if (device.disk.kind != Agent::Simulation::Disk::Kind::mmc)
+      if (device.disk.kind != StorageDevices::Simulation::Disk::Kind::mmc)
          return;
       char digits[9];
       std::snprintf(digits, sizeof digits, "%08x", 0xA000U + static_cast<unsigned>(device.disk.host));
@@ -291,7 +291,7 @@ class Reading {
    }
 
    static void setBus(DiskFields & disk, Device const & device) {
-      using Agent::Simulation::Disk;
+      using StorageDevices::Simulation::Disk;
       bool const scsi = device.disk.kind == Disk::Kind::sata || device.disk.kind == Disk::Kind::usb;
       bool const hasId = scsi && device.disk.scsiHost == Disk::ScsiHost::complete;
       std::string const id = device.disk.uniqueId.value_or(

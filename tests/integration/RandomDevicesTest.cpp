@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using namespace RandomDevices;
 
 class RandomDevicesTest : public Support::DiscoveryTest, public testing::WithParamInterface<unsigned> {

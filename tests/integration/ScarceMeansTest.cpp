@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using StorageDevices::Unclassified;
 using Support::ChangeRecorder;
 using Serials = std::map<std::string, std::string>;

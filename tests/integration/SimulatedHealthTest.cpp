@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using StorageDevices::JsonDocument;
 
 struct Outcome {

@@ -14,7 +14,7 @@
 #include <sstream>
 #include <thread>
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 
 namespace {
 

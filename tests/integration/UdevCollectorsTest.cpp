@@ -13,7 +13,7 @@ namespace StorageDevices {
 
 namespace {
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 using Support::DiskFields;
 
 class UdevCollectorTest : public testing::Test {

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using namespace Agent::Simulation;
+using namespace StorageDevices::Simulation;
 
 class WallClockTest : public Support::DiscoveryTest {
  protected:

@@ -68,7 +68,7 @@ class DiscoveryTest : public VirtualTimeTest {
       return result;
    }
 
-   Agent::Simulation::SimulatedUnit unit_;
+   StorageDevices::Simulation::SimulatedUnit unit_;
    Pelm::Ptr<FruConfig> fruConfig_ = Pelm::make<FruConfig>();
    Pelm::Ptr<StorageDevices::ConnectedDevices> devices_ = Pelm::make<StorageDevices::ConnectedDevices>();
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();

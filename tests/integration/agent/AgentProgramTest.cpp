@@ -59,8 +59,8 @@ pid_t AgentProgramTest::agentPid() const {
 
 namespace {
 
-using Agent::Simulation::Tool;
-namespace Simulation = Agent::Simulation;
+using StorageDevices::Simulation::Tool;
+namespace Simulation = StorageDevices::Simulation;
 
 TEST_F(AgentProgramTest, ShowsTheDisksThatItFound) {
    start();
@@ -108,7 +108,7 @@ TEST_F(AgentProgramTest, ReadsManyDisksAtOnceWhateverTheSoftLimitOfDescriptors) 
    for (unsigned port = 3; port < 3 + count; ++port) {
       std::string const letter(1, static_cast<char>('a' + port));
       addDrive(("sd" + letter).c_str(), port, ("SN-" + letter).c_str());
-      unit.tools().delayIs(Agent::Simulation::Tool::hdparm, "sd" + letter, 0.5);
+      unit.tools().delayIs(Simulation::Tool::hdparm, "sd" + letter, 0.5);
    }
    unit.blockdevIs({{".*/ata[0-9]*/", "drive"}});
    agent = std::make_unique<Agent::Demo::AgentProcess>(

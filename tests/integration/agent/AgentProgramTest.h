@@ -49,12 +49,13 @@ class AgentProgramTest : public testing::Test {
    }
 
    // A healthy SATA drive that hdparm identifies.
-   Agent::Simulation::Disk addDrive(char const * name, unsigned port, char const * serial) {
-      auto disk =
-          Agent::Simulation::sataDisk(name, port, std::string{"UDEV-"} + serial, "Test Disk", 500118192);
+   StorageDevices::Simulation::Disk addDrive(char const * name, unsigned port, char const * serial) {
+      auto disk = StorageDevices::Simulation::sataDisk(name, port, std::string{"UDEV-"} + serial, "Test Disk",
+                                                       500118192);
       unit.add(disk);
-      unit.tools().outputIs(Agent::Simulation::Tool::hdparm, name,
-                            Agent::Simulation::hdparmReport({name, "Test Disk", serial, "F1", 500118192}));
+      unit.tools().outputIs(
+          StorageDevices::Simulation::Tool::hdparm, name,
+          StorageDevices::Simulation::hdparmReport({name, "Test Disk", serial, "F1", 500118192}));
       unit.healthIs(disk, {});
       return disk;
    }
@@ -77,18 +78,18 @@ class AgentProgramTest : public testing::Test {
    void toolsKeyIs(std::string const & line) { keyIs("tools", line); }
 
    // A healthy NVMe drive.
-   Agent::Simulation::Disk addNvme() {
-      auto disk = Agent::Simulation::nvmeDrive("nvme0n1", "SN-N", "Test Drive", 1875385008);
+   StorageDevices::Simulation::Disk addNvme() {
+      auto disk = StorageDevices::Simulation::nvmeDrive("nvme0n1", "SN-N", "Test Drive", 1875385008);
       unit.add(disk);
-      unit.tools().outputIs(
-          Agent::Simulation::Tool::nvmeList, "nvme0n1",
-          Agent::Simulation::nvmeListDocument({{"nvme0n1", "Test Drive", "SN-N", "F2", 960197124096}}));
+      unit.tools().outputIs(StorageDevices::Simulation::Tool::nvmeList, "nvme0n1",
+                            StorageDevices::Simulation::nvmeListDocument(
+                                {{"nvme0n1", "Test Drive", "SN-N", "F2", 960197124096}}));
       unit.healthIs(disk, {});
       return disk;
    }
    void addNestedNvmeDrive() {
-      unit.add(Agent::Simulation::nvmeDrive("nvme0n1", "UDEV-NVME", "Test Drive", 1875385008));
-      unit.tools().outputIs(Agent::Simulation::Tool::nvmeList, "nvme0n1",
+      unit.add(StorageDevices::Simulation::nvmeDrive("nvme0n1", "UDEV-NVME", "Test Drive", 1875385008));
+      unit.tools().outputIs(StorageDevices::Simulation::Tool::nvmeList, "nvme0n1",
                             Support::fileContent(TEST_DATA_DIR "/nvme-compat/2.11/list.json"));
    }
 
@@ -132,7 +133,7 @@ class AgentProgramTest : public testing::Test {
    Support::TempDir folder;
    std::string socket = folder.string() + "/run/status.sock";
    std::string kernelSocket = folder.string() + "/kernel.sock";
-   Agent::Simulation::SimulatedUnit unit;
+   StorageDevices::Simulation::SimulatedUnit unit;
    std::unique_ptr<Agent::Demo::AgentProcess> agent;
    std::string log;
    rapidjson::Document state;

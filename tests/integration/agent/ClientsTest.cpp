@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
-namespace Simulation = Agent::Simulation;
+namespace Simulation = StorageDevices::Simulation;
 
 // A client that sends a request, or nothing, and reads nothing until it is asked to.
 class Client {

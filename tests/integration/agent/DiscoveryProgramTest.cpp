@@ -12,7 +12,7 @@
 
 namespace {
 
-namespace Simulation = Agent::Simulation;
+namespace Simulation = StorageDevices::Simulation;
 
 class DiscoveryProgramTest : public AgentProgramTest {
  protected:

@@ -13,9 +13,9 @@
 
 namespace {
 
-using Agent::Simulation::DriveHealth;
-using Agent::Simulation::Tool;
-namespace Simulation = Agent::Simulation;
+using StorageDevices::Simulation::DriveHealth;
+using StorageDevices::Simulation::Tool;
+namespace Simulation = StorageDevices::Simulation;
 using Json = rapidjson::Value;
 
 constexpr char emmcRegister[] = "9b014e4f53505245592100a1b2c35a01";

@@ -19,8 +19,8 @@
 
 namespace {
 
-using Agent::Simulation::DriveHealth;
-namespace Simulation = Agent::Simulation;
+using StorageDevices::Simulation::DriveHealth;
+namespace Simulation = StorageDevices::Simulation;
 using Json = rapidjson::Value;
 
 class MonitorsTest : public AgentProgramTest {

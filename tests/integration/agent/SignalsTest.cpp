@@ -48,7 +48,7 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
             "clock.time_scale takes effect at the next start\n"))
        << log;
    EXPECT_TRUE(eventually([&] { return state["tools"]["runs"].GetUint() > runs + 1; })) << log;
-   unit.plug(Agent::Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
+   unit.plug(StorageDevices::Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
    EXPECT_TRUE(says(" trace StorageConnectedDevicesSm/2 ")) << log;
    config("", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
@@ -93,7 +93,7 @@ TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
 
 // Ended at whatever moment of its start, it leaves nothing behind.
 TEST_F(AgentSignalsTest, LeavesNothingAfterASigtermAtAnyMomentOfTheStart) {
-   unit.tools().delayIs(Agent::Simulation::Tool::hdparm, "sda", 0.05);
+   unit.tools().delayIs(StorageDevices::Simulation::Tool::hdparm, "sda", 0.05);
    std::mt19937 random{5};  // NOLINT(cert-msc51-cpp): the same moments each time
    for (int round = 0; round < 25; ++round) {
       agent = std::make_unique<Agent::Demo::AgentProcess>(

@@ -10,7 +10,7 @@
 
 namespace {
 
-using Agent::Simulation::Tool;
+using StorageDevices::Simulation::Tool;
 
 class ToolTreeTest : public AgentProgramTest {
  protected:
