@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
+#include "runtime/Vorn/HostSide.h"
 
 namespace Vorn {
 
@@ -79,6 +80,8 @@ void Clock::NotifieeConst::arm() {
       clock_->waiting_.insert(entry);
    }
    armed_ = true;
+   if (clock_->waiting_.begin()->notifiee == this)
+      HostSide::workChanged();
 }
 
 void Clock::NotifieeConst::disarm() {

@@ -20,6 +20,9 @@ void facilityRemove(TraceHandle & handle);
 void emit(TraceLine const & line);
 void emit(LogMessage const & message);
 
+// The loop has something to do earlier than before.
+void workChanged();
+
 // A span of real time in framework time.
 Seconds spanOf(Seconds real);
 

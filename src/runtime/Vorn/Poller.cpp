@@ -11,6 +11,7 @@
 #include "runtime/Vorn/Breadcrumb.h"
 #include "runtime/Vorn/Errno.h"
 #include "runtime/Vorn/FileDescriptor.h"
+#include "runtime/Vorn/HostSide.h"
 #include "runtime/Vorn/Trace.h"
 
 namespace Vorn {
@@ -79,9 +80,10 @@ void Poller::watchFor(FileDescriptor & descriptor, unsigned wanted) {
    }
    int const error = errno;
    unwatch(descriptor);
-   if (error == EPERM)
+   if (error == EPERM) {
       unpollable_.push_back(&descriptor);
-   else
+      HostSide::workChanged();
+   } else
       VORN_TRACE(traceHandle, 0) << " cannot watch " << descriptor.name() << ": "
                                  << Errno(error, "epoll_ctl");
 }

@@ -28,6 +28,11 @@ class Poller {
    // Answers the number notified.
    std::size_t turn(int timeoutMs);
 
+   // Readable while a pollable descriptor is ready.
+   int descriptor() const { return epoll_; }
+   // Whether a descriptor that cannot be polled waits to be notified.
+   bool hasUnpollable() const { return !unpollable_.empty(); }
+
  private:
    Poller();
    ~Poller() = default;

@@ -5,6 +5,7 @@
 
 #include "runtime/Vorn/ActivityManager.h"
 #include "runtime/Vorn/Poller.h"
+#include "runtime/host/LoopTimer.h"
 #include "runtime/host/TimeSource.h"
 
 namespace Vorn::Host {
@@ -68,7 +69,13 @@ class Alarm {
 
 }  // namespace
 
+int loopDescriptor() {
+   LoopTimer::make();
+   return Vorn::Poller::instance().descriptor();
+}
+
 Turn turn(Vorn::Seconds maxWait) {
+   LoopTimer::Turn const timerAfterwards;
    Vorn::Clock & clock = *Vorn::activityManager().config()->clock();
    double const secondsPerSecond = timeSource().realSecondsPerSecond();
    return secondsPerSecond > 0 ? realTurn(clock, secondsPerSecond, maxWait)

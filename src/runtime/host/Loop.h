@@ -18,6 +18,12 @@ enum class Turn {
 // child processes; when nothing is ready it jumps to the next deadline.
 RUNTIME_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
 
+// For a host with an event loop of its own: the descriptor is readable while a turn has something to do, a
+// due clock included. Whenever it is, call `turn(0)`, and never `run`. It belongs to the runtime and stays
+// the same. A host that replaces the source of time does so first. Raises std::system_error where the kernel
+// refuses a timer.
+RUNTIME_API int loopDescriptor();
+
 // Whether `stop()` was called since the last run.
 RUNTIME_API bool stopRequested();
 // Runs turns until `stop()`; returns at once after an earlier `stop()`.
