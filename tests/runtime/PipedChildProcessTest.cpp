@@ -209,13 +209,17 @@ TEST_F(PipedChildProcessTest, KillsAGrandchildThatKeepsAnOutputAfterAShortGrace)
 }
 
 TEST_F(PipedChildProcessTest, EndsThoughAGrandchildInASessionOfItsOwnKeepsAnOutput) {
-   auto const done = shell("setsid sleep 1000 & echo $!");
-   EXPECT_EQ(done->process->state(), State::finished);
-   EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
-   pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
-   ASSERT_GT(grandchild, 0);
-   EXPECT_TRUE(isRunning(grandchild)) << "it is out of reach";
-   kill(grandchild, SIGKILL);
+   // Nothing kills it, so what it keeps stays open at its end: both outputs, each alone.
+   for (char const * const kept : {"setsid sleep 1000 & echo $!", "setsid sleep 1000 2>&- & echo $!",
+                                   "setsid sleep 1000 >&- & echo $!"}) {
+      auto const done = shell(kept);
+      EXPECT_EQ(done->process->state(), State::finished) << kept;
+      EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
+      pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
+      ASSERT_GT(grandchild, 0);
+      EXPECT_TRUE(isRunning(grandchild)) << "it is out of reach";
+      kill(grandchild, SIGKILL);
+   }
 }
 
 TEST_F(PipedChildProcessTest, ReadsAGrandchildThatFinishesWithinTheGrace) {

@@ -37,6 +37,13 @@ class LoopWatchTest : public testing::Test {
       }
       now = until;
    }
+   // However often the watch asks for it.
+   void sampleEvery(double seconds, int times) {
+      for (int i = 0; i < times; ++i) {
+         nextSample = now += seconds;
+         runFor(0);
+      }
+   }
    // Neither the loop nor the watch runs meanwhile.
    void suspendFor(double seconds) { nextSample = now += seconds; }
 
@@ -125,6 +132,20 @@ TEST_F(LoopWatchTest, ReportsNothingOfAProcessSuspendedAgainAndAgain) {
       suspendFor(300);
    }
    EXPECT_EQ(lastLine(), "nothing");
+}
+
+TEST_F(LoopWatchTest, ReportsAStallInSamplesThatComeLessThanAPauseLate) {
+   runFor(1);
+   beginTurn("fsync", "/mnt/drive");
+   sampleEvery(1.9, 4);
+   EXPECT_EQ(watch.stalls().count, 1U);
+}
+
+TEST_F(LoopWatchTest, ReportsNothingInSamplesThatComeMoreThanAPauseLate) {
+   beginTurn("fsync", "/mnt/drive");
+   sampleEvery(2.1, 20);
+   EXPECT_EQ(lastLine(), "nothing");
+   EXPECT_TRUE(watch.isOverdue());
 }
 
 TEST_F(LoopWatchTest, ReportsAStallThatBeginsRightAfterASuspension) {

@@ -20,6 +20,7 @@
 
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/host/Loop.h"
+#include "runtime/host/TimeSource.h"
 #include "tests/support/FailingAllocations.h"
 #include "tests/support/NotifySocket.h"
 #include "tests/support/PipedLog.h"
@@ -97,6 +98,25 @@ TEST_F(WatchdogTest, SendsFourKeepAlivesWithinTheManagersPatience) {
    for (int i = 0; i < 5; ++i)
       EXPECT_EQ(socket.next(), "WATCHDOG=1");
    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{80});
+}
+
+TEST_F(WatchdogTest, SendsKeepAlivesInRealSecondsWhateverTheTimeScale) {
+   setenv("WATCHDOG_USEC", "80000", 1);
+   ServiceManager const manager;
+   for (double const scale : {0.001, 1000.0}) {
+      Vorn::Host::timeSourceIs(std::make_unique<Vorn::Host::RealTime>(scale));
+      auto const start = std::chrono::steady_clock::now();
+      {
+         Watchdog const watchdog{*log, manager};
+         for (int i = 0; i < 5; ++i)
+            EXPECT_EQ(socket.next(), "WATCHDOG=1");
+      }
+      auto const span = std::chrono::steady_clock::now() - start;
+      EXPECT_GE(span, std::chrono::milliseconds{80}) << scale;
+      EXPECT_LT(span, std::chrono::seconds{20}) << scale;
+      socket.received();
+   }
+   Vorn::Host::timeSourceIs(nullptr);
 }
 
 TEST_F(WatchdogTest, SendsNoKeepAlivesWithoutAWatchfulManager) {
