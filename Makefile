@@ -3,8 +3,8 @@ SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
 .DEFAULT_GOAL := help
 JOBS ?= $(shell nproc)
-# Sources that the formatter and clang-tidy look at.
-SOURCES = $(shell git ls-files '*.cpp' '*.h')
+# What the formatter reads: sources that are not yet added too, and none that is deleted.
+SOURCES = $(wildcard $(shell git ls-files -co --exclude-standard '*.cpp' '*.h'))
 
 .PHONY: help
 help: ## this list
