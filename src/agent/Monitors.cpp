@@ -140,7 +140,7 @@ void Monitors::startMountSources() {
 
 void Monitors::startSettled() {
    startMountSources();
-   settledStart_ = std::make_unique<SettledStart>(discovery_, [this] {
+   settledStart_ = std::make_unique<StorageDevices::SettledStart>(discovery_, [this] {
       detection_ = StorageDevices::deviceDetectionSmFactory(entities_.fruConfig, entities_.devices);
       mountPoints_ = StorageDevices::mountPtMonitorManagerSmFactory(entities_.devices);
       if (simulatedRoot_)

@@ -16,12 +16,12 @@
 #include "StorageDevices/MountPtMonitorManagerSm.h"
 #include "StorageDevices/NvmeDataMonitorSm.h"
 #include "StorageDevices/SdErrWatcherSm.h"
+#include "StorageDevices/SettledStart.h"
 #include "StorageDevices/SmartDataMonitorSm.h"
 #include "StorageDevices/TempSensorSm.h"
 #include "agent/Entities.h"
 #include "agent/MountSources.h"
 #include "agent/Rescans.h"
-#include "agent/SettledStart.h"
 #include "agent/SimulatedRoot.h"
 #include "agent/config/Config.h"
 #include "agent/documents/StateDocument.h"
@@ -84,7 +84,7 @@ class Monitors {
    std::unique_ptr<KernelForwarder> kernelForwarder_;
    std::unique_ptr<SimulatedRoot> simulatedRoot_;
    std::unique_ptr<MountSources> mountSources_;
-   std::unique_ptr<SettledStart> settledStart_;
+   std::unique_ptr<StorageDevices::SettledStart> settledStart_;
    Pelm::Ptr<StorageDevices::DeviceDetectionSm> detection_;
    Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> mountPoints_;
 };

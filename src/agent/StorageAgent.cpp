@@ -15,7 +15,6 @@
 #include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
-#include "base/Companion.h"
 #include "base/Number.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
@@ -36,29 +35,14 @@ HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
    return {200, "application/json", {}, std::move(document)};
 }
 
-// What is searched for the tools before PATH.
-std::string toolPath(Config::Tools const & tools, StderrLog & log) {
-   if (!tools.nvmeCompat)
-      return tools.path;
-   std::string const filter = Base::companionProgram({"compat/nvme", "../nvme-compat/nvme"}).parent_path();
-   if (filter.empty()) {
-      log.notice(LOG_WARNING,
-                 "the nvme filter is not installed beside this program, so versions of nvme-cli that print "
-                 "other layouts go unread; install it, or set tools.nvme_compat = false");
-      return tools.path;
-   }
-   return tools.path.empty() ? filter : filter + ":" + tools.path;
-}
-
 }  // namespace
 
 void StorageAgent::toolsAre(Config::Tools const & tools) {
-   tracker_->toolPathIs(Pelm::String{toolPath(tools, log_)});
-   tracker_->timeLimitIs(tools.timeout);
-   tracker_->failurePolicyIs([accepted = tools.acceptExitBits](Pelm::String const & program, int exitCode) {
-      auto const bits = accepted.find(program.str());
-      return bits == accepted.end() || (exitCode & ~int{bits->second}) != 0;
-   });
+   StorageDevices::toolRulesIs(*tracker_, tools);
+   if (tools.nvmeCompat && StorageDevices::nvmeFilterDirectory().empty())
+      log_.notice(LOG_WARNING,
+                  "the nvme filter is not installed beside the library, so versions of nvme-cli that print "
+                  "other layouts go unread; install it, or set tools.nvme_compat = false");
 }
 
 void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "StorageDevices/ApplianceTracker.h"
 #include "agent/Monitors.h"
 #include "agent/config/Config.h"
 #include "agent/logs/MessageStore.h"
@@ -62,7 +63,7 @@ class StorageAgent {
    Signals signals_;
    ServiceManager serviceManager_;
    std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may be held too
-   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
+   Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = StorageDevices::applianceTracker();
    StrayProcesses strays_{tracker_};
    Monitors monitors_;
    ToolRuns toolRuns_{tracker_};

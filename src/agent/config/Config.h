@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "StorageDevices/ApplianceTracker.h"
 #include "base/HttpAddress.h"
 
 namespace Agent {
@@ -46,15 +47,8 @@ struct Config {
       bool operator==(Sensor const &) const = default;
    };
 
-   struct Tools {
-      double timeout = 60;  // seconds, 0 to 86400; 0: no limit
-      std::string path;     // absolute directories, separated by colons; or empty
-      // Tool -> the bits of its exit code that do not make a run fail. A table in the file replaces
-      // this one whole.
-      std::map<std::string, std::uint8_t> acceptExitBits{{"smartctl", 0xfc}};
-      bool nvmeCompat = true;
-      bool operator==(Tools const &) const = default;
-   };
+   // The timeout is 0 to 86400 s. A table of exit bits in the file replaces the default whole.
+   using Tools = StorageDevices::ToolRules;
 
    struct KernelMessages {
       std::string socket = "/var/run/kernelmessages";  // absolute, at most 107 bytes

@@ -152,9 +152,11 @@ TEST_F(AgentProgramTest, ReportsAMissingNvmeFilterAndContinues) {
    std::filesystem::create_directory(folder.path() / "bin");
    std::filesystem::copy_file(AGENT_DAEMON, daemon);
    std::filesystem::copy_file(AGENT_PROGRAM, folder.path() / "bin/storagedevices");
-   start(folder.path() / "bin/storagedevices");
+   std::filesystem::create_directory(folder.path() / "lib");
+   std::filesystem::copy_file(MONITORS_LIBRARY, folder.path() / "lib/libStorageDevices.so.0");
+   start(folder.path() / "bin/storagedevices", {{"LD_LIBRARY_PATH", folder.string() + "/lib"}});
    EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
-   EXPECT_NE(log.find("the nvme filter is not installed beside this program"), std::string::npos) << log;
+   EXPECT_NE(log.find("the nvme filter is not installed beside the library"), std::string::npos) << log;
 }
 
 TEST_F(AgentProgramTest, StopsCleanlyWhileAToolRuns) {

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -93,10 +94,12 @@ class AgentProgramTest : public testing::Test {
                             Support::fileContent(TEST_DATA_DIR "/nvme-compat/2.11/list.json"));
    }
 
-   void start(std::filesystem::path const & program = AGENT_PROGRAM) {
+   void start(std::filesystem::path const & program = AGENT_PROGRAM,
+              std::map<std::string, std::string> environment = {}) {
+      environment.merge(unit.environment());
       agent = std::make_unique<Agent::Demo::AgentProcess>(
           program, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
-          unit.environment());
+          environment);
       ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
    }
 

@@ -1,9 +1,8 @@
-#include "agent/SettledStart.h"
+#include "StorageDevices/SettledStart.h"
 
-namespace Agent {
+namespace StorageDevices {
 
-SettledStart::SettledStart(Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> discovery,
-                           std::function<void()> start)
+SettledStart::SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start)
     : discovery_{std::move(discovery)},
       start_{std::move(start)},
       clock_{*this, Vorn::System::currentTime() + Vorn::Seconds{patience}} {
@@ -27,4 +26,4 @@ void SettledStart::handleClock() {
       start();
 }
 
-}  // namespace Agent
+}  // namespace StorageDevices

@@ -1,35 +1,37 @@
-// Waits until discovery has settled, for what looks at the whole set of disks only once.
+// Waits until discovery has settled, for what sees the whole set of disks only once: DeviceDetectionSm and
+// MountPtMonitorManagerSm.
 #pragma once
 
 #include <functional>
 #include <utility>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
+#include "StorageDevices/Export.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Clock.h"
 #include "runtime/Vorn/Notifiee.h"
 #include "runtime/Vorn/Seconds.h"
 
-namespace Agent {
+namespace StorageDevices {
 
-class SettledStart {
+class STORAGEDEVICES_API SettledStart {
  public:
-   // How long a disk that never gets identified may hold up the rest, framework seconds.
+   // How long a disk that never gets identified may delay the rest, framework seconds.
    static constexpr double patience = 60;
 
    // Calls `start` once, from the loop and never from within a change: when the internal devices are ready
    // and none waits to be classified, or when the patience is at its end. Without a discovery (null) it is
    // only the latter.
-   SettledStart(Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> discovery, std::function<void()> start);
+   SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start);
 
  private:
    void handleReady();
    void handleClock();
 
-   Pelm::Ptr<StorageDevices::ConnectedDevicesSm const> discovery_;
+   Pelm::Ptr<ConnectedDevicesSm const> discovery_;
    std::function<void()> start_;
    Vorn::Clock::Notifiee<&SettledStart::handleClock> clock_;
    Vorn::NotifieeConst reactor_;
 };
 
-}  // namespace Agent
+}  // namespace StorageDevices

@@ -1,13 +1,11 @@
-#include "agent/SettledStart.h"
+#include "StorageDevices/SettledStart.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/support/VirtualTimeTest.h"
 
-namespace Agent {
+namespace StorageDevices {
 namespace {
-
-using StorageDevices::ConnectedDevicesSm;
 
 class SettledStartTest : public Support::VirtualTimeTest {
  protected:
@@ -16,9 +14,8 @@ class SettledStartTest : public Support::VirtualTimeTest {
    }
 
    // Not started, so that it is the test that says when it is ready.
-   Pelm::Ptr<ConnectedDevicesSm> discovery =
-       Pelm::make<ConnectedDevicesSm>(Pelm::make<FruConfig>(), Pelm::make<StorageDevices::ConnectedDevices>(),
-                                      Pelm::make<Brul::ChildProcessTrackerSm>());
+   Pelm::Ptr<ConnectedDevicesSm> discovery = Pelm::make<ConnectedDevicesSm>(
+       Pelm::make<FruConfig>(), Pelm::make<ConnectedDevices>(), Pelm::make<Brul::ChildProcessTrackerSm>());
    int starts = 0;
 };
 
@@ -70,4 +67,4 @@ TEST_F(SettledStartTest, StartsNothingWhenDestroyed) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace StorageDevices
