@@ -28,22 +28,23 @@ class Alarm {
    Vorn::Clock::Notifiee<&Alarm::ring> clock{*this, Vorn::Seconds::infinity()};
 };
 
-class Reader {
+// Takes a byte at each notification.
+class ByteReader {
  public:
-   explicit Reader(int fd) {
+   explicit ByteReader(int fd) {
       end->descriptorIs(fd);
       reactor_.notifierIs(end);
-      reactor_.on<&Reader::handleReadable>(end->readableCount, *this);
+      reactor_.on<&ByteReader::handleReadable>(end->readableCount, *this);
       reactor_.hasNotificationActiveIs(true);
       end->notifyOnReadableIs(true);
    }
-   ~Reader() {
+   ~ByteReader() {
       int const fd = end->descriptor();
       end->descriptorIs(-1);
       close(fd);
    }
-   Reader(Reader const &) = delete;
-   Reader & operator=(Reader const &) = delete;
+   ByteReader(ByteReader const &) = delete;
+   ByteReader & operator=(ByteReader const &) = delete;
 
    Pelm::Ptr<Vorn::FileDescriptor> end = Pelm::make<Vorn::FileDescriptor>("reader");
    int reads = 0;
@@ -111,7 +112,7 @@ TEST_F(LoopDescriptorTest, IsReadableForAClockThatAHandlerArms) {
 TEST_F(LoopDescriptorTest, IsReadableWhileADescriptorIsReady) {
    std::array<int, 2> ends{};
    ASSERT_EQ(pipe(ends.data()), 0);
-   Reader const reader{ends[0]};
+   ByteReader const reader{ends[0]};
    EXPECT_FALSE(isReadable());
    ASSERT_EQ(write(ends[1], "xy", 2), 2);
    EXPECT_TRUE(isReadable());
@@ -121,7 +122,7 @@ TEST_F(LoopDescriptorTest, IsReadableWhileADescriptorIsReady) {
 }
 
 TEST_F(LoopDescriptorTest, IsReadableForAFileThatCannotBePolled) {
-   Reader const reader{open("/proc/self/exe", O_RDONLY | O_CLOEXEC)};
+   ByteReader const reader{open("/proc/self/exe", O_RDONLY | O_CLOEXEC)};
    EXPECT_TRUE(eventually([&] { return reader.reads == 1; }));
    EXPECT_FALSE(isReadable(20)) << "it counts as ready once";
 }
