@@ -1,23 +1,44 @@
-# The programs, the two libraries and what a host of somebody else's needs to be built against them.
+# What is installed, in components that can be built (target component-NAME) and installed
+# (cmake --install … --component NAME) alone:
+#   library      the two libraries, and the filter for nvme that stands beside them
+#   development  what a host of somebody else's needs to be built against the library, and the simulated unit for its tests
+#   agent        the daemon and the command; needs library
+#   demo         the story that the simulated unit plays; needs agent
 include(CMakePackageConfigHelpers)
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/StorageDevices)
 set(headerDir ${CMAKE_INSTALL_INCLUDEDIR}/storagedevices)
+set(programDir ${CMAKE_INSTALL_LIBEXECDIR}/storagedevices)
 
-install(TARGETS storagedevices RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${headerDir}
-        FILE_SET HEADERS DESTINATION ${headerDir})
-install(EXPORT StorageDevicesTargets NAMESPACE StorageDevices:: DESTINATION ${packageDir})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+        INCLUDES DESTINATION ${headerDir}
+        FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT development)
+install(TARGETS nvme-compat RUNTIME DESTINATION ${programDir}/compat COMPONENT library)
+install(TARGETS SimulatedUnit EXPORT StorageDevicesSimulatedUnitTargets
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        INCLUDES DESTINATION ${headerDir}
+        FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT development)
+install(TARGETS storagedevices RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT agent)
+install(TARGETS agent RUNTIME DESTINATION ${programDir} COMPONENT agent)
+install(TARGETS storagedevices-demo RUNTIME DESTINATION ${programDir} COMPONENT demo)
 
+add_custom_target(component-library DEPENDS StorageDevicesRuntime StorageDevices nvme-compat)
+add_custom_target(component-development DEPENDS component-library SimulatedUnit)
+add_custom_target(component-agent DEPENDS component-library storagedevices agent)
+add_custom_target(component-demo DEPENDS component-agent storagedevices-demo)
+
+foreach(targets StorageDevicesTargets StorageDevicesSimulatedUnitTargets)
+  install(EXPORT ${targets} NAMESPACE StorageDevices:: DESTINATION ${packageDir} COMPONENT development)
+endforeach()
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/StorageDevicesConfig.cmake.in
                               ${PROJECT_BINARY_DIR}/StorageDevicesConfig.cmake INSTALL_DESTINATION ${packageDir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/StorageDevicesConfigVersion.cmake
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/StorageDevicesConfig.cmake ${PROJECT_BINARY_DIR}/StorageDevicesConfigVersion.cmake
-        DESTINATION ${packageDir})
+        DESTINATION ${packageDir} COMPONENT development)
 
 # The .pc file finds its prefix from where it lies: <libdir>/pkgconfig.
 file(RELATIVE_PATH pcToPrefix /x/${CMAKE_INSTALL_LIBDIR}/pkgconfig /x)
 string(REGEX REPLACE "/$" "" pcToPrefix "${pcToPrefix}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/storagedevices.pc.in ${PROJECT_BINARY_DIR}/storagedevices.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/storagedevices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/storagedevices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -2,12 +2,14 @@
 
 #include "Host.h"
 #include "StorageDevices/ApplianceRules.h"
+#include "StorageDevices/ApplianceTracker.h"
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "StorageDevices/DeviceDetectionSm.h"
 #include "StorageDevices/DiskInfoCollectorSm.h"
 #include "StorageDevices/EtcBlockdevEntry.h"
 #include "StorageDevices/Examination.h"
 #include "StorageDevices/Factories.h"
+#include "StorageDevices/SettledStart.h"
 #include "runtime/Vorn/Trace.h"
 
 namespace InstalledHost {
@@ -83,6 +85,26 @@ TEST_F(InstalledHostTest, LogsTheMissingDiskAndTheOneThatGoes) {
    EXPECT_EQ(detection->devices(), devices);
    EXPECT_EQ(logged.size(), 2U);
    expectLinked(&DeviceDetectionSm::handleInitialized, &DeviceDetectionSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsOnceItsDisksAreSettled) {
+   auto const discovery = connectedDevicesSmFactory(fruConfig, devices, tracker);
+   int starts = 0;
+   SettledStart const settled{discovery, [&] { ++starts; }};
+   EXPECT_TRUE(eventually([&] { return starts == 1; }));
+   EXPECT_GT(SettledStart::patience, 0);
+}
+
+TEST_F(InstalledHostTest, RunsItsToolsByTheRulesOfAnAppliance) {
+   EXPECT_TRUE(std::filesystem::exists(nvmeFilterDirectory() + "/nvme"));
+   auto const appliance = applianceTracker();
+   EXPECT_EQ(appliance->toolPath(), nvmeFilterDirectory().c_str());
+   EXPECT_FALSE(appliance->isFailure("smartctl", 8));
+   ToolRules rules;
+   rules.nvmeCompat = false;
+   toolRulesIs(*appliance, rules);
+   EXPECT_EQ(appliance->toolPath(), "");
+   EXPECT_TRUE(rules == rules);
 }
 
 TEST_F(InstalledHostTest, ExplainsItsConfiguration) {

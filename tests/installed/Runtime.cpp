@@ -109,6 +109,11 @@ TEST_F(InstalledHostTest, ListsTheCatalogueOfTheLibrary) {
    EXPECT_TRUE(std::any_of(Vorn::modules().begin(), Vorn::modules().end(), named));
 }
 
+TEST_F(InstalledHostTest, WaitsInALoopOfItsOwn) {
+   EXPECT_EQ(Vorn::Host::loopDescriptor(), Vorn::Host::loopDescriptor());
+   EXPECT_GE(Vorn::Host::loopDescriptor(), 0);
+}
+
 TEST_F(InstalledHostTest, WatchesADescriptor) {
    int ends[2];
    ASSERT_EQ(pipe(ends), 0);
