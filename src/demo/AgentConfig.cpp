@@ -15,7 +15,7 @@ namespace Agent::Demo {
 
 namespace {
 
-toml::table applianceTable(Simulation::SimulatedUnit const & unit) {
+toml::table applianceTable(StorageDevices::Simulation::SimulatedUnit const & unit) {
    toml::array mounts;
    for (auto const & mount : expectedMounts())
       mounts.push_back(mount);
@@ -48,23 +48,18 @@ AgentConfig writeAgentConfig(StorageDevices::Simulation::SimulatedUnit const & u
    auto const & folder = unit.folder();
    std::filesystem::create_directories(folder / "mount-source");
    AgentConfig config{folder / "demo.toml", folder / "status.sock"};
-   std::string mounts;
-   for (auto const & mount : expectedMounts())
-      mounts += (mounts.empty() ? "" : ", ") + quoted(mount);
-   std::string text = "poll_interval = 60\n\n[appliance]\n";
-   text += "etc_dir = " + quoted(unit.etcFolder()) + "\n";
-   text += "expected_mounts = [" + mounts + "]\n";
-   text += "mount_source_dir = " + quoted(folder / "mount-source") + "\n";
-   text += "\n[appliance.sensors]\n" + std::string(flashSerial) + " = \"DriveTemp1\"\n";
-   text += "\n[sensors.DriveTemp1]\ndescription = \"SATA disk\"\noverheat = 55.0\ncritical = 70.0\n";
-   text += "\n[tools]\ntimeout = 3\npath = " + quoted(unit.toolsPath()) + "\n";
-   text += "\n[kernel_messages]\nsocket = " + quoted(kernelSocket(unit)) + "\nforward_kmsg = false\n";
-   text += "\n[status]\nsocket = " + quoted(config.statusSocket) + "\n";
-   if (!options.http.empty())
-      text += "http = " + quoted(options.http) + "\n";
-   text += "\n[log]\ndestination = \"stderr\"\n";
-   text += "\n[clock]\ntime_scale = " + number(options.timeScale) + "\n";
-   StorageDevices::Simulation::textFileIs(config.file, text);
+   toml::table const table{
+       {"poll_interval", 60},
+       {"appliance", applianceTable(unit)},
+       {"sensors", sensorsTable()},
+       {"tools", toml::table{{"timeout", 3}, {"path", unit.toolsPath().string()}}},
+       {"kernel_messages", toml::table{{"socket", kernelSocket(unit).string()}, {"forward_kmsg", false}}},
+       {"status", statusTable(config.statusSocket, options)},
+       {"log", toml::table{{"destination", "stderr"}}},
+       {"clock", toml::table{{"time_scale", options.timeScale}}}};
+   std::ostringstream text;
+   text << table << "\n";
+   StorageDevices::Simulation::textFileIs(config.file, text.str());
    return config;
 }
 

@@ -41,8 +41,8 @@ Disk driveDisk() {
    return StorageDevices::Simulation::nvmeDrive("nvme0n1", driveSerial, "Marlin N7 480", sectors(480));
 }
 
-Disk cardDisk() {
-   return StorageDevices::Simulation::emmcDevice("mmcblk0", cardRegister, sectors(32));
+Disk emmcDisk() {
+   return StorageDevices::Simulation::emmcDevice("mmcblk0", cidRegister, sectors(32));
 }
 
 Disk eusbDisk() {
@@ -51,9 +51,8 @@ Disk eusbDisk() {
    return disk;
 }
 
-Disk firstStick() {
-   auto disk =
-       StorageDevices::Simulation::usbDisk("sdc", "1-1.2", firstStickSerial, "Pocket Stick", sectors(32));
+Disk usbStick() {
+   auto disk = StorageDevices::Simulation::usbDisk("sdc", "1-1.2", stickSerial, "Pocket Stick", sectors(32));
    disk.vendor = "Vireo";
    return disk;
 }
@@ -65,8 +64,8 @@ Disk cardReader() {
    return disk;
 }
 
-Disk strangeDisk() {
-   return StorageDevices::Simulation::sataDisk("sda", 1, strangeSerial, "Kestrel S2 240GB", sectors(240));
+Disk unreadableDisk() {
+   return StorageDevices::Simulation::sataDisk("sda", 1, unreadableSerial, "Kestrel S2 240GB", sectors(240));
 }
 
 StorageDevices::Simulation::DriveHealth fresh() {

@@ -38,10 +38,10 @@ Disk usbStick();
 Disk cardReader();
 Disk unreadableDisk();  // one that hdparm cannot read, in the bay of flash
 
-// As good as new. What a SATA disk counts of its life is what is left.
+// As new. A SATA disk reports the part of its life that is left.
 StorageDevices::Simulation::DriveHealth fresh();
-// hdparm or nvme and the health's tools know the disk.
-void toolsKnow(SimulatedUnit & unit, Disk const & disk);
+// hdparm, nvme and smartctl report the disk.
+void toolsReport(SimulatedUnit & unit, Disk const & disk);
 // Each disk's first partition is where it belongs, half full and without errors.
 void mountAll(SimulatedUnit & unit);
 // The kernel logs the line, which begins after the time.

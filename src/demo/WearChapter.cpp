@@ -25,7 +25,7 @@ StorageDevices::Simulation::DriveHealth old() {
 
 void allAre(SimulatedUnit & unit, StorageDevices::Simulation::DriveHealth const & health,
             std::uint64_t bytesWritten) {
-   for (auto const & disk : {flashDisk(), driveDisk(), cardDisk()}) {
+   for (auto const & disk : {flashDisk(), driveDisk(), emmcDisk()}) {
       unit.trafficIs(disk.name, bytesWritten / 4, bytesWritten);
       unit.healthIs(disk, health);
    }

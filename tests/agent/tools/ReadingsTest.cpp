@@ -160,7 +160,7 @@ TEST_F(ReadingsTest, ShowsTheNewestMeasurementAsTheLatestGoodReading) {
    entities.ioStat->ioStatDataIs("A");
    entities.ioStat->ioStatData("A")->recordMeasurement(Vorn::System::currentTime(), 1, 2);
    Vorn::Seconds const good = Vorn::System::currentTimeUtc();
-   time->jumpBy(200);
+   time->jumpBy(350);
    EXPECT_EQ(of("A", "iostat").lastGood, good);
 }
 
@@ -190,7 +190,7 @@ TEST_F(ReadingsTest, KeepsAgesWhenTheWallClockIsCorrected) {
       auto source = std::make_unique<Vorn::Host::VirtualTime>(Vorn::System::currentTime(), corrected);
       time = source.get();
       Vorn::Host::timeSourceIs(std::move(source));
-      time->jumpBy(200);
+      time->jumpBy(350);
       EXPECT_EQ(of("A", "smartctl").lastGood, corrected);
       EXPECT_EQ(of("A", "smartctl").failure->since, corrected);
       EXPECT_FALSE(of("A", "smartctl").failure->hangs) << years;
