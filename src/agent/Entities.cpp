@@ -15,7 +15,7 @@ void sensorIs(Entities const & entities, std::string const & name, Config::Senso
                                   sensor.critical);
 }
 
-// Drives whose sensor is another one, or is configured in another way.
+// Drives whose sensor, or the configuration of it, differs.
 std::set<std::string> drivesWithAnotherSensor(Config const & before, Config const & now) {
    auto const sensorOf = [](Config const & config, std::string const & serial) {
       auto const name = config.appliance.sensors.find(serial);
@@ -31,7 +31,7 @@ std::set<std::string> drivesWithAnotherSensor(Config const & before, Config cons
    return drives;
 }
 
-// A drive without its sensor for a moment, so that the monitor makes its status for the new one.
+// Removes the sensor of a drive for a moment, so that the monitor makes the status of the new one.
 void sensorsAre(Entities const & entities, Config const & before, Config const & now) {
    auto const drives = drivesWithAnotherSensor(before, now);
    for (std::string const & serial : drives)

@@ -1,4 +1,4 @@
-// What the monitors share: the records that they read and write, and what the host tells them.
+// The entities that the monitors share: records, and the settings of the host.
 #pragma once
 
 #include <cstddef>
@@ -31,14 +31,14 @@ struct Entities {
    Pelm::Ptr<StorageDevicesInfo> kernelErrors = Pelm::make<StorageDevicesInfo>();
 };
 
-// As the configuration has them.
+// Entities with the settings of the configuration.
 Entities entitiesOf(Config const & config);
 
-// Has the entities that were made for `before` say what `now` says of the poll interval, the expected mounts
-// and the sensors. A sensor that stays as it was keeps its status.
+// Changes poll interval, expected mounts and sensors of the entities from the settings of `before` to those
+// of `now`. An unchanged sensor keeps its status.
 void entitiesAre(Entities const & entities, Config const & before, Config const & now);
 
-// Deletes the records that are kept of disks that are gone; how many.
+// Deletes the records of disks that are gone. Answers their number.
 std::size_t forgetGoneDisks(Entities const & entities);
 
 }  // namespace Agent

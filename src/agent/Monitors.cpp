@@ -47,7 +47,7 @@ void Monitors::start() {
 }
 
 void Monitors::startSimulation() {
-   auto const folder = SimulatedRoot::named();
+   auto const folder = SimulatedRoot::fromEnvironment();
    if (!folder)
       return;
    simulatedRoot_ = std::make_unique<SimulatedRoot>(*folder);
@@ -62,7 +62,7 @@ void Monitors::startDiscovery() {
    if (discovery_ && discovery_->etcBlockDev().empty())
       notice_(LOG_WARNING, config_.appliance.etcDir +
                                "/blockdev names no disk, so none is watched; "
-                               "'storagedevices check-config' shows what each disk would become");
+                               "'storagedevices check-config' shows how each disk would be classified");
 }
 
 void Monitors::reportApplianceErrors() {
@@ -91,7 +91,7 @@ void Monitors::startHealth() {
 void Monitors::startKernelErrors() {
    auto const & config = config_.kernelMessages;
    try {
-      // The library takes the path from whoever has it.
+      // The library would replace the socket of another program.
       clearSocketPath(config.socket, SOCK_DGRAM, "kernel_messages.socket");
    } catch (SocketError const & error) {
       notice_(LOG_ERR, std::string{error.what()} + " (storage errors that the kernel reports go unnoticed)");
@@ -108,7 +108,7 @@ void Monitors::startKernelErrors() {
    startForwarding();
 }
 
-// Or ends it.
+// Starts, changes or ends the forwarding, as configured.
 void Monitors::startForwarding() {
    if (!config_.kernelMessages.forwardKmsg || !kernelErrors_)
       kernelForwarder_.reset();

@@ -1,5 +1,5 @@
-// All monitors of the library, with the entities that they share and what the agent does for them: the files
-// of the mount sources, the kernel's messages, and to start at the right time what looks only once.
+// All monitors of the library and the entities that they share. For them the agent writes the mount-source
+// files, forwards the kernel's messages, and delays the monitors that examine the disks only once.
 #pragma once
 
 #include <cstddef>
@@ -39,17 +39,17 @@ class Monitors {
 
    Monitors(Config const & config, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker, Notice notice);
 
-   // Once. What cannot run is told, and the rest runs.
+   // To be called once. A monitor that cannot run is reported; the others run.
    void start();
 
-   // The configuration that was `before` has become another one: its monitors and entities follow. Forgets
-   // disks that are gone; how many.
+   // Applies the changes since the configuration `before` to monitors and entities, and forgets disks that
+   // are gone. Answers the number of forgotten disks.
    std::size_t reload(Config const & before);
 
    Entities const & entities() const { return entities_; }
    bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
    IoStatErrors ioStatErrors() const;
-   // Nothing while the agent forwards no lines of the kernel.
+   // Empty while the agent forwards no lines of the kernel.
    std::optional<KernelLineCounts> kernelLines() const {
       return kernelForwarder_ ? std::optional{kernelLines_} : std::nullopt;
    }

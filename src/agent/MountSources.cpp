@@ -31,7 +31,7 @@ bool canBeFileName(std::string_view name) {
           name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
-// A source on a line of its own, in one word. The table's own word for no source is "none".
+// A line with the source as one word. The mount table's own word for no source is "none".
 std::string sourceLine(std::string_view source) {
    std::string line;
    for (char const c : source) {
@@ -57,9 +57,9 @@ bool writeAll(int fd, std::string_view text) {
    return true;
 }
 
-// The error number; 0: replaced.
+// Answers the error number; 0: replaced.
 int replaceFile(fs::path const & path, std::string_view text) {
-   // One name for all: what an agent that was killed has left there goes with the next file.
+   // One name for all, so that the file that a killed agent left behind is removed too.
    std::string const temporary = path.parent_path() / temporaryName;
    unlink(temporary.c_str());
    int const fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -76,7 +76,8 @@ int replaceFile(fs::path const & path, std::string_view text) {
    return error;
 }
 
-// The directory itself, made if it is missing; or minus the error number, ELOOP for a link.
+// Opens the directory, after making a missing one. Answers minus the error number on failure, ELOOP for a
+// link.
 int openDirectory(fs::path const & path) {
    int const folder = StorageDevices::Mounts::openSourceFolder(path);
    if (folder != -ENOENT)
@@ -136,7 +137,7 @@ void MountSources::watch() {
 }
 
 void MountSources::handleMountTable() {
-   // First the event, then the table: a change in between is another event.
+   // Event first, table second: a change in between raises another event.
    mnt_monitor_event_cleanup(monitor_.get());
    write();
 }
@@ -146,7 +147,7 @@ void MountSources::write() {
    outcome(directory_, directory < 0 ? -directory : 0);
    if (directory < 0)
       return;
-   // Whatever its name stands for by now.
+   // The opened directory, whatever its path leads to by now.
    fs::path const place = "/proc/self/fd/" + std::to_string(directory);
    for (std::string const & name : names_) {
       fs::path const file = directory_ / name;

@@ -1,8 +1,8 @@
-// Keeps one file per mount name that tells what is mounted at /mnt/NAME, as the kernel's mount table has it.
+// Writes a file per mount name: the source that the kernel's mount table names for /mnt/NAME.
 //
-// A file holds one source per line: the device of the mount that is seen there, then, where that is a
-// device-mapper node, the devices that it is made of. It is empty when nothing is mounted. Blanks in a
-// source are written as the mount table has them (\040). A reader finds a file whole, the old or the new.
+// A file has one source per line: the device of the topmost mount, then, below a device-mapper node, the
+// devices that it consists of. It is empty when nothing is mounted. Blanks in a source are escaped as in the
+// mount table (\040). Files are replaced whole, so a reader sees the old or the new one.
 #pragma once
 
 #include <filesystem>
@@ -25,11 +25,11 @@ std::string mountSourceText(std::string const & name);
 
 class MountSources {
  public:
-   // A line for the operator. What goes on failing is told once.
+   // A line for the operator. A lasting failure is reported once.
    using Notice = std::function<void(std::string const & text)>;
 
-   // Writes the files, and again whenever the mount table changes. Makes the directory if it is missing, and
-   // refuses one that is a symbolic link. A name that cannot be a file's gets none.
+   // Writes the files now and whenever the mount table changes. Makes a missing directory; refuses one that
+   // is a symbolic link. A name that cannot be the name of a file is reported and gets none.
    MountSources(std::filesystem::path const & directory, std::set<std::string> const & names, Notice notice);
    ~MountSources();
 

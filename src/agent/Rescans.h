@@ -1,8 +1,9 @@
-// Has discovery rescan, and reports the devices that it cannot classify for want of means.
+// Starts discovery's rescans, and reports devices that it cannot classify because of a shortage.
 //
-// A rescan comes with every removal that named no serial, and a second later once more, since the kernel
-// announces a removal before the device's folder is gone; once a minute; and while something is unclassified
-// after 1, 2, 4 seconds and so on up to that minute. Two are at least a second apart. All framework time.
+// It rescans once a minute, at every removal without a serial, and a second after such a removal: the kernel
+// announces a removal before the device's folder is gone. While a device is unclassified it rescans after 1,
+// 2, 4 seconds and so on, up to a minute. Two rescans are at least a second apart. All times are framework
+// time.
 #pragma once
 
 #include <functional>
@@ -37,8 +38,8 @@ class Rescans {
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery_;
    Notice notice_;
    bool removalPending_ = false;
-   double retryWait_ = shortestWait;  // until the next attempt to classify what could not be
-   Vorn::Seconds latest_ = -period;   // when the latest rescan was
+   double retryWait_ = shortestWait;  // until the next attempt to classify, seconds
+   Vorn::Seconds latest_ = -period;   // time of the latest rescan
    Vorn::Clock::Notifiee<&Rescans::handleClock> clock_;
    Vorn::NotifieeConst reactor_;
 };

@@ -1,4 +1,4 @@
-// What the agent says at its start of means that are too scarce.
+// The warning about scarce descriptors at the agent's start.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@ namespace Agent {
 // With fewer descriptors than this the agent cannot watch even a few disks.
 inline constexpr unsigned long fewDescriptors = 64;
 
-// A line when no more than `allowed` descriptors may be open and that is too few.
+// The warning, if `allowed`, the limit of open descriptors, is too low.
 std::optional<std::string> descriptorsLine(unsigned long allowed);
 
 }  // namespace Agent

@@ -55,7 +55,7 @@ std::string content(std::string const & path) {
 
 }  // namespace
 
-std::optional<std::string> SimulatedRoot::named() {
+std::optional<std::string> SimulatedRoot::fromEnvironment() {
    char const * const folder = std::getenv(variable);
    return folder != nullptr && *folder != '\0' ? std::optional<std::string>{folder} : std::nullopt;
 }

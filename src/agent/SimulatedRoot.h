@@ -1,9 +1,9 @@
-// Takes the agent's mount points from a simulated unit instead of from this machine. For simulations alone:
-// it is on only where the environment names the unit's folder.
+// Replaces the mount points of this machine by those of a simulated unit. It is used only where the
+// environment names the unit's folder.
 //
 //    FOLDER/proc/self/mountinfo, FOLDER/sys    the mount table and its devices
-//    FOLDER/mnt/NAME                           what is mounted at /mnt/NAME
-//    FOLDER/io-results                         what file system tests get instead, a line each:
+//    FOLDER/mnt/NAME                           the file system at /mnt/NAME
+//    FOLDER/io-results                         results of the calls of file system tests, a line each:
 //                                              "/mnt/NAME ATTRIBUTE VALUE"
 #pragma once
 
@@ -21,16 +21,16 @@ class SimulatedRoot {
  public:
    // The environment variable that names the folder.
    static constexpr char variable[] = "STORAGEDEVICES_SIMULATED_ROOT";
-   // How often the results are looked at, framework seconds.
+   // Framework seconds between two readings of io-results.
    static constexpr double interval = 5;
 
-   // As the environment names it; nothing when it names none.
-   static std::optional<std::string> named();
+   // The folder that the environment names; empty: it names none.
+   static std::optional<std::string> fromEnvironment();
 
    explicit SimulatedRoot(std::string folder);
    ~SimulatedRoot();
 
-   // Whose file system tests get the results.
+   // The mount points whose file system tests get the results.
    void mountPointsIs(Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> mountPoints);
 
  private:
@@ -41,8 +41,8 @@ class SimulatedRoot {
    Vorn::Clock::Notifiee<&SimulatedRoot::handleClock> clock_;
 };
 
-// Gives the operations the results that the lines of `text` name for the mount point; what no line names
-// really happens. A line that is not understood counts for nothing.
+// Sets the results that the lines of `text` name for the mount point. An operation without a line makes its
+// real call. A line that cannot be read is ignored.
 void ioResultsAre(StorageDevices::FsHealthIoOps & operations, std::string const & mountPoint,
                   std::string const & text);
 

@@ -24,7 +24,7 @@ namespace Agent {
 
 namespace {
 
-// How many measurements of each disk are asked for; empty for what is no number of them.
+// The number of measurements that the argument requests for each disk; empty: it is no number.
 std::optional<std::size_t> historyOf(char const * argument) {
    if (argument == nullptr)
       return usualHistory;
@@ -128,7 +128,7 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
    if (request.path == "/api/v1/messages")
       return messages(request);
    if (request.path == "/healthz") {
-      // That it is answered at all is the proof of life: a loop that is held does not answer.
+      // The answer itself is the proof of life: a stalled loop does not answer.
       return {200, "application/json", livenessDocument(lastTurnAge(), stalls())};
    }
    if (request.path == "/metrics")

@@ -1,4 +1,4 @@
-// The agent itself: has the monitors run, shows what they publish, runs until it is told to stop.
+// The agent: runs the monitors, serves the values that they publish, and ends at a signal.
 #pragma once
 
 #include <functional>
@@ -29,21 +29,21 @@ namespace Agent {
 
 class StorageAgent {
  public:
-   // Reads the configuration again; raises ConfigError when that is no good.
+   // Reads the configuration again. Raises ConfigError for a configuration that cannot be used.
    using Reread = std::function<Config()>;
 
-   // Raises SocketError when the agent cannot be asked on its sockets.
+   // Raises SocketError when the agent cannot listen on its sockets.
    StorageAgent(Config config, StderrLog & log, Reread reread);
    ~StorageAgent();
 
-   // Until a signal ends it (see Signals).
+   // Runs until a signal stops the loop (see Signals).
    void run();
 
-   // Has the configuration hold that is there now, as far as that needs no new start, and forgets disks that
-   // are gone. One that is no good changes nothing. Either is reported in one line.
+   // Reads the configuration again, applies the keys that need no restart, and forgets disks that are gone. A
+   // configuration that cannot be used changes nothing. Reports the outcome in one line.
    void reload();
 
-   // What is served on a path.
+   // Answers a request by its path.
    HttpAnswer answer(HttpRequest const & request);
 
  private:

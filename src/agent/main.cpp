@@ -22,7 +22,8 @@
 
 namespace {
 
-// A tool that runs takes three, and a unit's disks are all asked at once. How many there are.
+// Raises the limit of open descriptors and answers it: each running tool uses three, and all disks are read
+// at once.
 rlim_t allowAllDescriptors() {
    rlimit limit{};
    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
@@ -32,20 +33,20 @@ rlim_t allowAllDescriptors() {
    return limit.rlim_max;
 }
 
-// Who may enter its directories is for the agent to say, not for whoever starts it.
+// The modes of the agent's directories must not depend on the umask of its parent.
 void allowEntering() {
    constexpr mode_t nobodyElseWrites = 022;
    umask(nobodyElseWrites);
 }
 
-// So that no two runs write the same texts when they test file systems.
+// Each run then tests file systems with other texts.
 void seedRandom() {
    auto seed = static_cast<unsigned>(getpid());
    getrandom(&seed, sizeof seed, GRND_NONBLOCK);
    std::srand(seed);
 }
 
-// A heap of its own for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.
+// A separate heap for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.
 void keepOneHeap() {
    mallopt(M_ARENA_MAX, 1);
 }
@@ -67,7 +68,8 @@ int runAgent(std::optional<std::string> const & configPath) {
 }  // namespace
 
 int main(int argc, char ** argv) {
-   // A parent that ignores its children hands that on: the kernel would reap ours and keep how they ended.
+   // A parent that ignores SIGCHLD passes that on: the kernel would reap our children and discard their exit
+   // codes.
    std::signal(SIGCHLD, SIG_DFL);
    bool const named = argc == 3 && std::string_view{argv[1]} == "--config";
    if (argc != 1 && !named)

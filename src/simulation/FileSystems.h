@@ -25,7 +25,7 @@ class FileSystems {
 
    std::filesystem::path const & root() const { return root_; }
    // Whether files below the mount points support direct I/O.
-   bool takeDirectIo() const { return directIo_; }
+   bool supportDirectIo() const { return directIo_; }
 
    // Mounts the partition, such as "sda1", at /mnt/NAME, in place of the previous one.
    void mountIs(std::string_view name, std::string_view partition, Access access = Access::readWrite);

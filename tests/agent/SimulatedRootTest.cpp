@@ -68,11 +68,11 @@ TEST(IoResultsTest, IgnoresLinesThatAreNotUnderstood) {
 
 TEST(SimulatedRootNameTest, IsReadFromTheEnvironment) {
    unsetenv(SimulatedRoot::variable);
-   EXPECT_EQ(SimulatedRoot::named(), std::nullopt);
+   EXPECT_EQ(SimulatedRoot::fromEnvironment(), std::nullopt);
    setenv(SimulatedRoot::variable, "", 1);
-   EXPECT_EQ(SimulatedRoot::named(), std::nullopt);
+   EXPECT_EQ(SimulatedRoot::fromEnvironment(), std::nullopt);
    setenv(SimulatedRoot::variable, "/unit", 1);
-   EXPECT_EQ(SimulatedRoot::named(), "/unit");
+   EXPECT_EQ(SimulatedRoot::fromEnvironment(), "/unit");
    unsetenv(SimulatedRoot::variable);
 }
 

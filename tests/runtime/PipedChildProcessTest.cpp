@@ -415,7 +415,7 @@ TEST_F(PipedChildProcessTest, RunsAgainThoughARunThatWroteTooMuchLives) {
       EXPECT_EQ(shell(script)->process->stderrString(), "sh: it wrote more than 4 MiB");
    }
    EXPECT_EQ(tracker->orphans(), 1U);
-   EXPECT_FALSE(tracker->isHeld({"sh", "-c", Pelm::String{script}}));
+   EXPECT_FALSE(tracker->hasStuckRun({"sh", "-c", Pelm::String{script}}));
    ASSERT_LT(heldGroup, -1) << "a group of its own";
    kill(heldGroup, SIGKILL);
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
@@ -535,13 +535,13 @@ TEST_F(PipedChildProcessInVirtualTimeTest, BlocksItsCommandUntilItHasDiedAfterIt
    }
    EXPECT_EQ(currentTime(), Vorn::Seconds{1008}) << "terminated after 5 s, killed after 7, given up after 8";
    EXPECT_EQ(done.process->stderrString(), "sleep: it passed its time limit");
-   EXPECT_TRUE(tracker->isHeld(argv));
+   EXPECT_TRUE(tracker->hasStuckRun(argv));
    ASSERT_LT(heldGroup, -1) << "a group of its own";
    kill(heldGroup, SIGKILL);
    siginfo_t died{};
    waitid(P_PID, static_cast<id_t>(-heldGroup), &died, WEXITED | WNOWAIT);
    EXPECT_EQ(tracker->orphans(), 1U);
-   EXPECT_FALSE(tracker->isHeld(argv)) << "it has died, if nobody has reaped it yet";
+   EXPECT_FALSE(tracker->hasStuckRun(argv)) << "it has died, if nobody has reaped it yet";
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
 }
 

@@ -43,8 +43,8 @@ class HttpExchange {
       send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
    }
 
-   // Whether the server still receives the text.
-   bool takes(std::string const & text) const {
+   // Sends the text; whether the server still receives it.
+   bool isAccepted(std::string const & text) const {
       return send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
    }
    void endSending() const { shutdown(fd_.get(), SHUT_WR); }

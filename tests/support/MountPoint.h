@@ -11,7 +11,7 @@
 
 namespace Support {
 
-inline bool takesDirectIo(std::filesystem::path const & folder) {
+inline bool supportsDirectIo(std::filesystem::path const & folder) {
    TempDir const probe{folder};
    int const fd = open((probe.path() / "probe").c_str(), O_WRONLY | O_CREAT | O_DIRECT | O_CLOEXEC, 0600);
    if (fd >= 0)
@@ -23,9 +23,9 @@ inline std::filesystem::path folderWithDirectIo() {
    for (std::filesystem::path const & folder :
         {std::filesystem::temp_directory_path(), std::filesystem::path{"/var/tmp"},
          std::filesystem::current_path()})
-      if (takesDirectIo(folder))
+      if (supportsDirectIo(folder))
          return folder;
-   throw std::runtime_error{"no folder here takes direct I/O"};
+   throw std::runtime_error{"no folder here supports direct I/O"};
 }
 
 }  // namespace Support

@@ -6,19 +6,19 @@ namespace Agent {
 
 namespace {
 
-enum class Takes { now, nextStart };
+enum class Effect { now, nextStart };
 
 struct Key {
    char const * name;
-   Takes effect;
-   // Answers whether the two differ in this key; `take` copies the second's value to the first.
+   Effect effect;
+   // Answers whether the two differ in this key; `assign` copies the second's value to the first.
    std::function<bool(Config const &, Config const &)> differs;
-   std::function<void(Config &, Config const &)> take;
+   std::function<void(Config &, Config const &)> assign;
 };
 
 // `member` answers a reference to the value in the given configuration.
 template <class Member>
-Key key(char const * name, Takes effect, Member member) {
+Key key(char const * name, Effect effect, Member member) {
    return {name, effect, [member](Config const & a, Config const & b) { return !(member(a) == member(b)); },
            [member](Config & to, Config const & from) { member(to) = member(from); }};
 }
@@ -30,30 +30,30 @@ Key key(char const * name, Takes effect, Member member) {
 
 std::vector<Key> const & keys() {
    static std::vector<Key> const all{
-       key("poll_interval", Takes::now, MEMBER(pollInterval)),
-       key("appliance.etc_dir", Takes::nextStart, MEMBER(appliance.etcDir)),
-       key("appliance.expected_mounts", Takes::now, MEMBER(appliance.expectedMounts)),
-       key("appliance.mount_source_dir", Takes::nextStart, MEMBER(appliance.mountSourceDir)),
-       key("appliance.sensors", Takes::now, MEMBER(appliance.sensors)),
-       key("sensors", Takes::now, MEMBER(sensors)),
-       key("tools.timeout", Takes::now, MEMBER(tools.timeout)),
-       key("tools.path", Takes::now, MEMBER(tools.path)),
-       key("tools.accept_exit_bits", Takes::now, MEMBER(tools.acceptExitBits)),
-       key("tools.nvme_compat", Takes::now, MEMBER(tools.nvmeCompat)),
-       key("kernel_messages.socket", Takes::nextStart, MEMBER(kernelMessages.socket)),
-       key("kernel_messages.forward_kmsg", Takes::now, MEMBER(kernelMessages.forwardKmsg)),
-       key("kernel_messages.modern_kernels", Takes::now, MEMBER(kernelMessages.modernKernels)),
-       key("status.socket", Takes::nextStart, MEMBER(status.socket)),
-       key("status.http", Takes::nextStart, MEMBER(status.http)),
-       key("status.allow_remote", Takes::nextStart, MEMBER(status.allowRemote)),
-       key("status.socket_group", Takes::nextStart, MEMBER(status.socketGroup)),
-       key("log.destination", Takes::nextStart, MEMBER(logDestination)),
-       key("history.hours", Takes::nextStart, MEMBER(history.hours)),
-       key("history.file", Takes::nextStart, MEMBER(history.file)),
-       key("verdict.life_warning", Takes::now, MEMBER(verdict.lifeWarning)),
-       key("verdict.life_failing", Takes::now, MEMBER(verdict.lifeFailing)),
-       key("trace", Takes::now, MEMBER(trace)),
-       key("clock.time_scale", Takes::nextStart, MEMBER(timeScale)),
+       key("poll_interval", Effect::now, MEMBER(pollInterval)),
+       key("appliance.etc_dir", Effect::nextStart, MEMBER(appliance.etcDir)),
+       key("appliance.expected_mounts", Effect::now, MEMBER(appliance.expectedMounts)),
+       key("appliance.mount_source_dir", Effect::nextStart, MEMBER(appliance.mountSourceDir)),
+       key("appliance.sensors", Effect::now, MEMBER(appliance.sensors)),
+       key("sensors", Effect::now, MEMBER(sensors)),
+       key("tools.timeout", Effect::now, MEMBER(tools.timeout)),
+       key("tools.path", Effect::now, MEMBER(tools.path)),
+       key("tools.accept_exit_bits", Effect::now, MEMBER(tools.acceptExitBits)),
+       key("tools.nvme_compat", Effect::now, MEMBER(tools.nvmeCompat)),
+       key("kernel_messages.socket", Effect::nextStart, MEMBER(kernelMessages.socket)),
+       key("kernel_messages.forward_kmsg", Effect::now, MEMBER(kernelMessages.forwardKmsg)),
+       key("kernel_messages.modern_kernels", Effect::now, MEMBER(kernelMessages.modernKernels)),
+       key("status.socket", Effect::nextStart, MEMBER(status.socket)),
+       key("status.http", Effect::nextStart, MEMBER(status.http)),
+       key("status.allow_remote", Effect::nextStart, MEMBER(status.allowRemote)),
+       key("status.socket_group", Effect::nextStart, MEMBER(status.socketGroup)),
+       key("log.destination", Effect::nextStart, MEMBER(logDestination)),
+       key("history.hours", Effect::nextStart, MEMBER(history.hours)),
+       key("history.file", Effect::nextStart, MEMBER(history.file)),
+       key("verdict.life_warning", Effect::now, MEMBER(verdict.lifeWarning)),
+       key("verdict.life_failing", Effect::now, MEMBER(verdict.lifeFailing)),
+       key("trace", Effect::now, MEMBER(trace)),
+       key("clock.time_scale", Effect::nextStart, MEMBER(timeScale)),
    };
    return all;
 }
@@ -74,9 +74,9 @@ ConfigChange applyConfig(Config & running, Config const & reread) {
    for (Key const & key : keys()) {
       if (!key.differs(running, reread))
          continue;
-      if (key.effect == Takes::now)
-         key.take(running, reread);
-      (key.effect == Takes::now ? change.applied : change.atNextStart).emplace_back(key.name);
+      if (key.effect == Effect::now)
+         key.assign(running, reread);
+      (key.effect == Effect::now ? change.applied : change.atNextStart).emplace_back(key.name);
    }
    return change;
 }
@@ -87,7 +87,7 @@ std::string changeText(ConfigChange const & change) {
       return "nothing in it has changed";
    std::string text;
    if (!applied.empty())
-      text = joined(applied) + (applied.size() == 1 ? " holds now" : " hold now");
+      text = joined(applied) + (applied.size() == 1 ? " takes effect now" : " take effect now");
    if (!later.empty())
       text += (text.empty() ? "" : "; ") + joined(later) + (later.size() == 1 ? " takes" : " take") +
               " effect at the next start";

@@ -18,8 +18,8 @@ struct ConfigChange {
 // time scale. Answers the keys that differed.
 ConfigChange applyConfig(Config & running, Config const & reread);
 
-// The change as text: "poll_interval, trace hold now; clock.time_scale takes effect at the next start", or
-// "nothing in it has changed".
+// The change as text: "poll_interval, trace take effect now; clock.time_scale takes effect at the next
+// start", or "nothing in it has changed".
 std::string changeText(ConfigChange const & change);
 
 }  // namespace Agent

@@ -1,4 +1,4 @@
-// What the agent counts of its own work, for the state document.
+// The agent's counters of its own work, for the state document.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 namespace Agent {
 
 struct Counters {
-   std::optional<KernelLineCounts> kernelLines;  // nothing: the agent forwards none
-   std::uint64_t logLinesDropped = 0;            // that standard error did not take
+   std::optional<KernelLineCounts> kernelLines;  // empty: the agent forwards none
+   std::uint64_t logLinesDropped = 0;            // that standard error did not accept
 };
 
 // Adds "kernelLines", empty when none are forwarded, and "log".

@@ -1,5 +1,5 @@
-// What discovery says of itself, as a JSON object: which devices it could not classify, and how often a disk
-// was removed without its serial.
+// The state of discovery as a JSON object: the devices that it could not classify, and the number of removals
+// without a serial.
 #pragma once
 
 #include "StorageDevices/ConnectedDevicesSm.h"

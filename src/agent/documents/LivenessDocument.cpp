@@ -26,7 +26,7 @@ std::string livenessDocument(double lastTurnAgeSeconds, Stalls const & stalls) {
    writer.StartObject();
    Base::writeMember(writer, "status", "ok");
    Base::writeMember(writer, "lastTurnAgeSeconds", lastTurnAgeSeconds);
-   writer.Key("holds");
+   writer.Key("stalls");
    writer.StartObject();
    Base::writeMember(writer, "count", stalls.count);
    Base::writeMember(writer, "longestSeconds", stalls.longestSeconds);

@@ -1,4 +1,4 @@
-// What is answered to whoever asks whether the agent is alive.
+// The answer to the question whether the agent is alive.
 #pragma once
 
 #include <string>

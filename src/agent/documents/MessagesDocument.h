@@ -1,4 +1,4 @@
-// The log messages that are kept, for those who ask over HTTP.
+// The kept log messages as JSON.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 namespace Agent {
 
 // {"messages": [...]}: those with a number above `after`, oldest first. It is written while it is read,
-// message by message, and ends with the one that is the latest now; those dropped meanwhile are left out. The
+// message by message, up to the latest one at the call. Messages that are dropped meanwhile are left out. The
 // store must outlive it.
 std::unique_ptr<Document> messagesDocument(MessageStore const & store, std::uint64_t after);
 

@@ -1,4 +1,4 @@
-// What is measured of the agent itself, in the text format of Prometheus.
+// Metrics of the agent itself in the text format of Prometheus.
 #pragma once
 
 #include <string>

@@ -1,8 +1,9 @@
-// A JSON document that is written piece by piece. What it shows may change between two pieces. The text stays
-// valid JSON all the same:
-// - A record is written at once, so it is of one moment. Two records may be of two moments.
-// - An object of records has those that were there when its first one was written. A record that goes before
-//   its turn is left out.
+// A JSON document that is written piece by piece. The records may change between two pieces; the text stays
+// valid JSON:
+// - A record is written at once, so it shows one moment. Two records may show two moments.
+// - An object has the records that existed when its first one was written. A record that is deleted before
+// its
+//   turn is left out.
 #pragma once
 
 #include <cstddef>
@@ -46,7 +47,7 @@ JsonValue numberJson(Number number) {
    return wholeJson([number](Base::JsonWriter & writer) { Base::writeValue(writer, number); });
 }
 
-// An object whose members are known beforehand; each takes its own number of parts.
+// An object whose members are known beforehand; each has its own number of parts.
 class JsonMembers {
  public:
    // The key must live as long as the program.
@@ -65,9 +66,8 @@ class JsonMembers {
    bool begun_ = false;
 };
 
-// The keys of a collection when they were taken, one after the other. A document keeps no more of what it
-// shows between two pieces, so that nothing outlives its end for the sake of a slow reader, the owner of the
-// collection excepted.
+// The keys of a collection at one moment, one after the other. Between two pieces a document keeps only keys,
+// so a slow reader keeps no record alive, only the owner of the collection.
 template <class Collection>
 class KeyWalk {
  public:

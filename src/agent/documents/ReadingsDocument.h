@@ -1,4 +1,4 @@
-// How the reading of the disks goes, as JSON: the runs of the tools, and which readings fail.
+// The runs of the tools, and the good and failing readings of each disk, as JSON.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -8,7 +8,7 @@
 
 namespace Agent {
 
-// Both must outlive what is made here.
+// Both arguments must outlive the result.
 JsonValue toolsJson(ToolRuns const & tools);
 // An array of readings per disk.
 JsonValue readingsJson(StorageDevices::ConnectedDevices const & devices, Readings const & readings);

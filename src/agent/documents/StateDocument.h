@@ -1,4 +1,4 @@
-// The state document: what the monitors publish, as one JSON text.
+// The state document: the records of all monitors as one JSON text.
 #pragma once
 
 #include <cstddef>
@@ -42,10 +42,10 @@ struct StateSources {
    Counters counters = {};
 };
 
-// How many measurements of each disk's use it holds unless more or fewer are asked for, the newest ones.
+// The number of measurements that it shows of each disk by default, the newest ones.
 inline constexpr std::size_t usualHistory = 60;
 
-// Written while it is read, record by record (see PiecedJson). What the sources refer to must outlive it.
+// Written while it is read, record by record (see PiecedJson). The sources must outlive it.
 std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_t history = usualHistory);
 
 }  // namespace Agent

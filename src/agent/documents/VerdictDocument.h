@@ -1,4 +1,4 @@
-// What the agent makes of the disks, as JSON.
+// The verdicts on the disks as JSON.
 #pragma once
 
 #include "agent/documents/PiecedJson.h"
@@ -7,9 +7,9 @@
 
 namespace Agent {
 
-// By serial number, disks that are absent included. `readings` has the wall clock and must outlive it.
+// By serial number, absent disks included. `readings` has the wall clock and must outlive it.
 JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings);
-// The figures behind them, each only where it is known; of an absent disk the last ones, and the disk itself.
+// The figures behind them, without unknown ones; for an absent disk the last ones, and the disk itself.
 JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevices const & devices);
 JsonValue unitJson(UnitVerdict unit);
 

@@ -62,7 +62,7 @@ std::string unlisted(std::string_view line, std::string_view text, std::string c
 // Whether a line of a file system that may lie on several devices also names another one by its path.
 bool namesAnother(std::string_view text, KernelMatch const & match) {
    constexpr std::string_view folder = "/dev/";
-   std::size_t const at = match.blame == KernelBlame::pool ? text.find(folder) : text.npos;
+   std::size_t const at = match.namedAs == NamedAs::pool ? text.find(folder) : text.npos;
    return at != text.npos && !text.substr(at + folder.size()).starts_with(match.device);
 }
 
@@ -104,7 +104,7 @@ std::string KernelLineRewriter::rewrittenText(std::string_view line) {
 }
 
 bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) const {
-   if (match.blame != KernelBlame::pool)
+   if (match.namedAs != NamedAs::pool)
       return false;
    if (std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end() ||
        (liesOnSeveral_ && liesOnSeveral_(match.fileSystem)))
@@ -119,7 +119,7 @@ bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) c
 }
 
 void KernelLineRewriter::rememberPool(KernelMatch const & match) {
-   bool const isElsewhere = match.blame == KernelBlame::device && !match.fileSystem.empty() &&
+   bool const isElsewhere = match.namedAs == NamedAs::device && !match.fileSystem.empty() &&
                             wholeDisk(match.fileSystem) != match.device;
    if (!isElsewhere || std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end())
       return;
@@ -129,7 +129,7 @@ void KernelLineRewriter::rememberPool(KernelMatch const & match) {
 }
 
 void KernelLineRewriter::rememberFailure(KernelMatch const & match, double seconds) {
-   if (match.blame != KernelBlame::device || !match.isBlockDevice)
+   if (match.namedAs != NamedAs::device || !match.isBlockDevice)
       return;
    auto known = std::find_if(failures_.begin(), failures_.end(),
                              [&](Failure const & failure) { return failure.disk == match.device; });

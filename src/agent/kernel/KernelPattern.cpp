@@ -138,30 +138,30 @@ class Reader {
       return !isOfName(*cursor_.at) && *cursor_.at != '!';
    }
 
-   bool consumeBlockDevice(KernelBlame blame) {
+   bool consumeBlockDevice(NamedAs namedAs) {
       auto const * const begin = cursor_.at;
       bool const isDisk =
           cursor_.at != cursor_.end && isLetter(*cursor_.at) && cursor_.consumeRun<isAlnum>() && isWhole();
       if (!isDisk && !cursor_.consumeRun<isOfName>() && cursor_.at == begin)
          return false;
       std::string_view const nameInLine = between(begin, cursor_.at);
-      if (blame != KernelBlame::device)
+      if (namedAs != NamedAs::device)
          match_.fileSystem = nameInLine;
-      if (blame == KernelBlame::device || match_.blame != KernelBlame::device)
-         name(blame, nameInLine, isDisk ? wholeDisk(nameInLine) : std::string{});
+      if (namedAs == NamedAs::device || match_.namedAs != NamedAs::device)
+         name(namedAs, nameInLine, isDisk ? wholeDisk(nameInLine) : std::string{});
       return true;
    }
 
-   void name(KernelBlame blame, std::string_view nameInLine, std::string device, bool isBlockDevice = true) {
-      match_.blame = blame;
+   void name(NamedAs namedAs, std::string_view nameInLine, std::string device, bool isBlockDevice = true) {
+      match_.namedAs = namedAs;
       match_.isBlockDevice = isBlockDevice;
       match_.nameInLine = nameInLine;
       match_.device = std::move(device);
    }
 
-   bool consumeDevice() { return consumeBlockDevice(KernelBlame::device); }
-   bool consumeFileSystem() { return consumeBlockDevice(KernelBlame::fileSystem); }
-   bool consumePool() { return consumeBlockDevice(KernelBlame::pool); }
+   bool consumeDevice() { return consumeBlockDevice(NamedAs::device); }
+   bool consumeFileSystem() { return consumeBlockDevice(NamedAs::fileSystem); }
+   bool consumePool() { return consumeBlockDevice(NamedAs::pool); }
 
    bool consumeAta() {
       auto const * const begin = cursor_.at;
@@ -170,7 +170,7 @@ class Reader {
       std::string const port{between(begin, cursor_.at)};
       if (cursor_.consume(".") && !cursor_.consumeRun<isDigit>())
          return false;
-      name(KernelBlame::device, between(begin, cursor_.at), port, false);
+      name(NamedAs::device, between(begin, cursor_.at), port, false);
       return true;
    }
 
@@ -193,7 +193,7 @@ class Reader {
          consumeInterface();
       if (port.find('-') == port.npos || !isDigit(port.back()))
          return false;
-      name(KernelBlame::device, between(begin, cursor_.at), "usb " + port, false);
+      name(NamedAs::device, between(begin, cursor_.at), "usb " + port, false);
       return true;
    }
 
@@ -211,7 +211,7 @@ class Reader {
          return false;
       cursor_.run<isAlnum>();
       std::string_view const nameInLine = between(begin, cursor_.at);
-      name(KernelBlame::device, nameInLine, wholeDisk(nameInLine), nameInLine.starts_with("mmcblk"));
+      name(NamedAs::device, nameInLine, wholeDisk(nameInLine), nameInLine.starts_with("mmcblk"));
       return true;
    }
 
@@ -220,7 +220,7 @@ class Reader {
       if (!cursor_.consume("nvme") || !cursor_.consumeRun<isDigit>())
          return false;
       std::string_view const nameInLine = between(begin, cursor_.at);
-      name(KernelBlame::device, nameInLine, std::string{nameInLine} + "n1");
+      name(NamedAs::device, nameInLine, std::string{nameInLine} + "n1");
       return true;
    }
 

@@ -28,11 +28,11 @@
 
 namespace Agent {
 
-// How closely a message identifies the failed device: by its own name, or by the file system on it.
-enum class KernelBlame { nobody, device, fileSystem, pool };
+// What a message names: the failed device itself, or a file system on it (on a pool of devices).
+enum class NamedAs { nobody, device, fileSystem, pool };
 
 struct KernelMatch {
-   KernelBlame blame = KernelBlame::nobody;
+   NamedAs namedAs = NamedAs::nobody;
    std::string device;           // a whole disk, a card or a port; empty: it lies on several disks
    std::string_view nameInLine;  // the device's name as the line spells it
    bool isBlockDevice = true;    // false: a port or a host

@@ -34,7 +34,7 @@ Base::UniqueFd newSocket(int family, int type = SOCK_STREAM) {
 }
 
 // Whether the file is a socket that a program has open, of any type.
-bool isHeld(Base::UnixAddress const & address, int type) {
+bool isInUse(Base::UnixAddress const & address, int type) {
    Base::UniqueFd const probe = newSocket(AF_UNIX, type);
    return connect(probe.get(), address.get(), address.size()) == 0 ||
           (errno != ECONNREFUSED && errno != ENOENT);
@@ -61,7 +61,7 @@ void clearSocketPath(std::string const & path, int type, std::string const & key
       return;
    if (!S_ISSOCK(status.st_mode))
       throw SocketError{path + ": is there already and is no socket; remove it or set " + key + " elsewhere"};
-   if (isHeld(address, type))
+   if (isInUse(address, type))
       throw SocketError{path + ": another agent answers there; stop it first or set " + key + " elsewhere"};
    unlink(path.c_str());
 }

@@ -19,8 +19,8 @@ class ServiceManager {
    // into the socket's buffer is lost.
    void notify(std::string_view state) const;
 
-   // Seconds without a keep-alive after which the manager takes the agent for dead; nothing: it does not
-   // watch this process.
+   // Seconds without a keep-alive after which the manager regards the agent as dead; empty: it does not watch
+   // this process.
    std::optional<double> patience() const { return patience_; }
 
  private:

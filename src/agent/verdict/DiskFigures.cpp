@@ -19,7 +19,7 @@ std::optional<double> first(std::optional<double> a, std::optional<double> b) {
    return a ? a : b;
 }
 
-// A drive that says less than was written since boot counts in other units.
+// A count below the bytes written since boot is in other units.
 std::optional<double> bytesInLife(DiskRecords const & records, double sinceBoot) {
    auto const bytes =
        first(of(records.nvme, StorageDevices::bytesWritten), of(records.smart, StorageDevices::bytesWritten));

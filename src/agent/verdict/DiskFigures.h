@@ -10,14 +10,14 @@ namespace Agent {
 
 struct DiskFigures : public Pelm::Node {
    Pelm::Ptr<StorageDevices::ConnectedDisk const> disk;  // as it is or was
-   // Of its sensor, else as the drive says, in degrees Celsius.
+   // Of its sensor, else as the drive reports it, in degrees Celsius.
    std::optional<double> temperature;
    std::optional<double> lifeLeft;      // percent of the rated life
    std::optional<double> powerOnHours;  // of operation
-   // In the drive's life; empty where the drive does not say in units that are known.
+   // In the drive's life; empty where the drive does not count in known units.
    std::optional<double> bytesWritten;
    std::optional<double> bytesWrittenSinceBoot;  // as the kernel counts them
-   // UTC of the oldest good reading behind these figures; of a disk whose health is not read that of its use.
+   // UTC of the oldest good reading behind these figures; without health readings, of the I/O statistics.
    std::optional<Vorn::Seconds> lastRead;
 };
 

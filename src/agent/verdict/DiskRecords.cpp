@@ -63,7 +63,7 @@ MountFault faultOf(MountPtMonitorSm const & monitor, ConnectedDisk const & disk)
 
 void addMount(DiskRecords & records, MountPtMonitorSm const & monitor, FileSystemTests & tests) {
    records.fileSystem = monitor.fsHealthSm();
-   records.test = tests.look(monitor, records.disk->name());
+   records.test = tests.sample(monitor, records.disk->name());
    records.mount = faultOf(monitor, *records.disk);
 }
 

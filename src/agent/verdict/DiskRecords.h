@@ -1,4 +1,4 @@
-// What the records say of one disk at one moment.
+// The records of one disk at one moment.
 #pragma once
 
 #include <vector>
@@ -11,10 +11,10 @@
 
 namespace Agent {
 
-// What is wrong with a mount, as the kernel's table has it.
+// The fault of a mount, by the kernel's mount table.
 enum class MountFault { none, gone, readOnly, changed };
 
-// A record that there is none of, or that is of a bus which the disk has left, is null.
+// A missing record is null, and so is one of a bus that the disk has left.
 struct DiskRecords {
    Pelm::Ptr<StorageDevices::ConnectedDisk const> disk;
    bool present = true;
@@ -31,12 +31,12 @@ struct DiskRecords {
    Vorn::Seconds utc;  // now
 };
 
-// The disk must be there. `manager` is null while no mount point is watched. Of several disks that belong at
-// one mount point, the one that its messages name has the mount point's faults.
+// The disk must be connected. `manager` is null while no mount point is watched. Of several disks with one
+// mount point, the disk that its messages name has the faults.
 DiskRecords recordsOf(Pelm::String const & serial, Entities const & entities, Readings const & readings,
                       StorageDevices::MountPtMonitorManagerSm const * manager, FileSystemTests & tests);
 
-// The drive that a sensor shows: of several that are configured one that has a record.
+// The drive that a sensor shows; of several configured drives one that has a record.
 Pelm::String driveOf(Entities const & entities, Pelm::String const & sensor);
 bool hasRecord(Entities const & entities, Pelm::String const & serial);
 

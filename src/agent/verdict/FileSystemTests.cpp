@@ -18,8 +18,8 @@ bool isTheSame(FsHealthSm const & test) {
 
 }  // namespace
 
-FileSystemTests::Result FileSystemTests::look(StorageDevices::MountPtMonitorSm const & monitor,
-                                              Pelm::String const & disk) {
+FileSystemTests::Result FileSystemTests::sample(StorageDevices::MountPtMonitorSm const & monitor,
+                                                Pelm::String const & disk) {
    auto const & test = monitor.fsHealthSm();
    if (!test || !test->running()) {
       seen_.erase(monitor.mountPt());
@@ -31,9 +31,9 @@ FileSystemTests::Result FileSystemTests::look(StorageDevices::MountPtMonitorSm c
    if (test->state() == State::setup)
       return Result::noDirectory;
    if (test->state() != State::idle)
-      seen.judged = false;
+      seen.evaluated = false;
    else if (isOver(seen, *test))
-      judge(seen, *test);
+      evaluate(seen, *test);
    return seen.result;
 }
 
@@ -42,15 +42,15 @@ void FileSystemTests::diskDel(Pelm::String const & mountPoint) {
       found->second.disk = Pelm::String{};
 }
 
-// Another test than the one that was judged; one that cannot begin is over at once.
+// Whether a test other than the evaluated one has ended; a test that cannot begin ends at once.
 bool FileSystemTests::isOver(Seen const & seen, FsHealthSm const & test) {
-   return !seen.judged || seen.failureLogged != test.syslogTriggered() ||
+   return !seen.evaluated || seen.failureLogged != test.syslogTriggered() ||
           seen.otherErrors != test.nonSyslogErrorCount();
 }
 
-void FileSystemTests::judge(Seen & seen, FsHealthSm const & test) {
+void FileSystemTests::evaluate(Seen & seen, FsHealthSm const & test) {
    bool const failed = test.syslogTriggered() || test.nonSyslogErrorCount() != seen.otherErrors;
-   seen.judged = true;
+   seen.evaluated = true;
    seen.failureLogged = test.syslogTriggered();
    seen.otherErrors = test.nonSyslogErrorCount();
    if (test.writeTestOk() && test.readTestOk())

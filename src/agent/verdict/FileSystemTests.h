@@ -1,6 +1,5 @@
-// How the latest test of each file system ended. The flags of a test are cleared when it begins, and a test
-// that cannot even begin leaves those of an earlier one behind; here a result stays until the next test is
-// over.
+// The result of the latest test of each file system. A test clears its flags when it begins, and a test that
+// cannot begin leaves those of an earlier one. Here a result stays until the next test has ended.
 #pragma once
 
 #include <cstdint>
@@ -16,31 +15,31 @@ class FileSystemTests {
    enum class Result {
       none,         // there was no test yet, or the mount point is not tested
       good,         // written and read back
-      noDirectory,  // the mount point is none
+      noDirectory,  // the mount point is no directory
       notBegun,     // its file could not be prepared
       notWritten,
       notRead,
-      notTheSame,  // what was read back is not what was written
+      notTheSame,  // the block read back differs from the one written
    };
 
-   // Of the mount point's tests on that disk. To be called once a second at least: a test waits for longer
-   // than that between its phases.
-   Result look(StorageDevices::MountPtMonitorSm const & monitor, Pelm::String const & disk);
+   // Samples the mount point's test on that disk and answers the latest result. To be called at least once a
+   // second: a test waits for longer than that between its phases.
+   Result sample(StorageDevices::MountPtMonitorSm const & monitor, Pelm::String const & disk);
 
-   // The disk at that mount point went: how its tests ended is not another one's fault.
+   // The disk at that mount point is gone: its results do not apply to the next one.
    void diskDel(Pelm::String const & mountPoint);
 
  private:
    struct Seen {
       Pelm::String disk;
       Result result = Result::none;
-      bool judged = false;            // since the test was last over
-      bool failureLogged = false;     // by the test that was judged
-      std::uint64_t otherErrors = 0;  // that were only traced, until then
+      bool evaluated = false;         // since the test last ended
+      bool failureLogged = false;     // by the evaluated test
+      std::uint64_t otherErrors = 0;  // that were only traced, up to the evaluation
    };
 
    static bool isOver(Seen const & seen, StorageDevices::FsHealthSm const & test);
-   static void judge(Seen & seen, StorageDevices::FsHealthSm const & test);
+   static void evaluate(Seen & seen, StorageDevices::FsHealthSm const & test);
 
    std::map<Pelm::String, Seen> seen_;  // by mount point
 };

@@ -1,4 +1,4 @@
-// What the agent makes of a disk: a verdict, and the reasons for it.
+// The verdict on a disk, and the reasons for it.
 #pragma once
 
 #include <string>
@@ -33,8 +33,8 @@ constexpr char const * verdictWord(Verdict verdict) {
 struct Reason {
    char const * code;  // that of its rule
    Verdict verdict;
-   std::string text;     // may hold what a device calls itself or its attributes
-   Vorn::Seconds since;  // when its cause began, in the framework's time
+   std::string text;     // may contain names from the device
+   Vorn::Seconds since;  // when its cause began, in framework time
 
    bool operator==(Reason const &) const = default;
 };
@@ -45,9 +45,9 @@ class DiskVerdict : public Pelm::Node {
    DiskVerdict(Verdict verdict, Vorn::Seconds since, std::vector<Reason> reasons)
        : verdict_{verdict}, since_{since}, reasons_{std::move(reasons)} {}
 
-   // That of the worst reason; ok without any.
+   // The verdict of the worst reason; ok without any.
    Verdict verdict() const { return verdict_; }
-   // Since when it is this one, in the framework's time.
+   // When it became this one, in framework time.
    Vorn::Seconds since() const { return since_; }
    // The worst first, else in the order of the rules.
    std::vector<Reason> const & reasons() const { return reasons_; }

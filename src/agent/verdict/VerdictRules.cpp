@@ -16,8 +16,8 @@ using Found = std::optional<Finding>;
 using Alarm = Environment::Temperature::TempSensorStatus::Alarm;
 using Test = FileSystemTests::Result;
 
-Found when(bool holds) {
-   return holds ? Found{Finding{}} : std::nullopt;
+Found when(bool applies) {
+   return applies ? Found{Finding{}} : std::nullopt;
 }
 
 std::string wholeText(double value) {
@@ -142,7 +142,7 @@ bool isLow(double spare, double limit) {
    return spare > 0 && spare < whole && spare - limit <= (whole - limit) / 10;
 }
 
-// 0 is also what a log without these figures says; a spare that is used up sets a bit of its own.
+// A log without these figures reads as 0 too; a spare that is used up sets a bit of its own.
 Found spareLow(DiskRecords const & records, Limits const &) {
    if (records.nvme) {
       auto const spare = static_cast<double>(records.nvme->availableSpare().value);

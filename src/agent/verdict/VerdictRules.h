@@ -1,5 +1,5 @@
-// The rules by which a disk is judged: one row a reason. They see the records alone, so what a row says holds
-// for exactly as long as its cause.
+// The rules for the verdict on a disk, one row per reason. They read the records alone, so a reason lasts
+// exactly as long as its cause.
 #pragma once
 
 #include <optional>
@@ -12,16 +12,16 @@
 
 namespace Agent {
 
-// That a rule holds.
+// The finding of a rule that applies.
 struct Finding {
-   std::string detail{};                  // takes the place of "{}" in the rule's text
+   std::string detail{};                  // replaces "{}" in the rule's text
    std::optional<Vorn::Seconds> since{};  // UTC of its cause, where the records have it
 };
 
 struct VerdictRule {
    char const * code;
    Verdict verdict;
-   std::optional<Finding> (*holds)(DiskRecords const & records, Config::Verdict const & limits);
+   std::optional<Finding> (*find)(DiskRecords const & records, Config::Verdict const & limits);
    char const * text;
 };
 

@@ -64,7 +64,7 @@ void Verdicts::evaluate() {
 
 void Verdicts::evaluatePresent(Pelm::String const & serial) {
    auto const records = recordsOf(serial, entities_, readings_, mountPoints_(), tests_);
-   disks_->diskIs(serial, judge(serial, records), figuresOf(records));
+   disks_->diskIs(serial, verdictOf(serial, records), figuresOf(records));
 }
 
 void Verdicts::evaluateGone() {
@@ -80,16 +80,17 @@ void Verdicts::evaluateGone() {
       if (disk->removable())
          disks_->diskDel(disk->name());
       else
-         disks_->diskIs(disk->name(), judge(disk->name(), records), disks_->figures(disk->name()));
+         disks_->diskIs(disk->name(), verdictOf(disk->name(), records), disks_->figures(disk->name()));
    }
 }
 
-Pelm::Ptr<DiskVerdict const> Verdicts::judge(Pelm::String const & serial, DiskRecords const & records) const {
+Pelm::Ptr<DiskVerdict const> Verdicts::verdictOf(Pelm::String const & serial,
+                                                 DiskRecords const & records) const {
    auto const before = disks_->verdict(serial);
    Vorn::Seconds const now = Vorn::System::currentTime();
    std::vector<Reason> reasons;
    for (VerdictRule const & rule : verdictRules()) {
-      auto const finding = rule.holds(records, limits_);
+      auto const finding = rule.find(records, limits_);
       if (!finding)
          continue;
       Reason const * const earlier = reasonOf(before.get(), rule.code);

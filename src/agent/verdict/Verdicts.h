@@ -1,9 +1,9 @@
-// Judges every disk, in one place, for all who show a verdict.
+// Evaluates every disk, in one place, for everything that shows a verdict.
 //
-// The rules are evaluated once a second of framework time and when somebody asks. Not at changes alone: a
-// rule may begin or cease to hold with time (a late reading, a day after an error), and neither the readings
-// nor the mount table notify anybody. Nor when somebody asks alone: the time since when a reason holds is
-// right to the second. An evaluation reads records in memory, and the mount table of a mount point known to
+// The rules are evaluated at each request and once a second of framework time. Changes alone do not suffice:
+// a rule may begin or cease to apply with time (a late reading, a day after an error), and neither the
+// readings nor the mount table notify. Requests alone do not suffice either: the time when a reason began is
+// right to the second. An evaluation reads records in memory, and the mount table for a mount point known to
 // be at fault.
 //
 // A fixed disk that goes stays with its last figures, absent, until it comes back or is forgotten.
@@ -22,14 +22,14 @@
 
 namespace Agent {
 
-// What is published of the disks.
+// The published verdicts and figures of the disks.
 class DiskVerdicts : public Pelm::Node {
  public:
    // Both by serial number, with the same members.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskVerdict const>, DiskVerdicts> verdict{*this, "verdict"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskFigures const>, DiskVerdicts> figures{*this, "figures"};
 
-   // A verdict that is equal to the one there changes nothing.
+   // An equal verdict changes nothing.
    void diskIs(Pelm::String const & serial, Pelm::Ptr<DiskVerdict const> const & newVerdict,
                Pelm::Ptr<DiskFigures const> newFigures);
    void diskDel(Pelm::String const & serial);
@@ -45,7 +45,7 @@ class Verdicts {
    // Null until all disks of the unit are identified, or long enough after the start.
    using MountPoints = std::function<StorageDevices::MountPtMonitorManagerSm const *()>;
 
-   // What is referred to must outlive this.
+   // The arguments must outlive this.
    Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
             MountPoints mountPoints);
 
@@ -56,14 +56,14 @@ class Verdicts {
    // Before all disks are identified none is missing, and the unit is not known to be in order.
    UnitVerdict unit() const;
 
-   // Absent disks go; how many.
+   // Deletes absent disks. Answers their number.
    std::size_t forgetAbsent();
 
  private:
    void handleClock();
    void evaluatePresent(Pelm::String const & serial);
    void evaluateGone();
-   Pelm::Ptr<DiskVerdict const> judge(Pelm::String const & serial, DiskRecords const & records) const;
+   Pelm::Ptr<DiskVerdict const> verdictOf(Pelm::String const & serial, DiskRecords const & records) const;
 
    Entities const & entities_;
    Config::Verdict const & limits_;

@@ -97,7 +97,7 @@ bool ChildProcessTrackerSm::isOrphan(pid_t pid) const {
                       [pid](auto const & orphan) { return orphan->pid() == pid; });
 }
 
-bool ChildProcessTrackerSm::isHeld(std::vector<Pelm::String> const & command) const {
+bool ChildProcessTrackerSm::hasStuckRun(std::vector<Pelm::String> const & command) const {
    return std::any_of(orphans_.begin(), orphans_.end(), [&](auto const & orphan) {
       return !command.empty() && orphan->command() == command && !orphan->awaitDeath(0);
    });

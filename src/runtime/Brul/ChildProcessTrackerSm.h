@@ -67,7 +67,7 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    bool isOrphan(pid_t pid) const;
    // Whether a child of that command outlived its time limit and still exists. Another run would get stuck
    // too, and such children would accumulate on a failing disk.
-   bool isHeld(std::vector<Pelm::String> const & command) const;
+   bool hasStuckRun(std::vector<Pelm::String> const & command) const;
 
  private:
    class Orphan;

@@ -93,10 +93,10 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       return;
    startedAt_ = realNow();
    argv_.assign(arg.begin(), arg.end());
-   if (tracker_->isHeld(argv_)) {
+   if (tracker_->hasStuckRun(argv_)) {
       timedOut_ = true;
       reasonIs(lastRunIsStuck);
-      deadlineIs(Deadline::held, 0);
+      deadlineIs(Deadline::stuck, 0);
    } else if (!launch(captureStdout, captureStderr)) {
       startError_ = errno;
       reasonIs(Pelm::String{Vorn::errorAndRemedy(startError_)});
@@ -160,7 +160,7 @@ void PipedChildProcessSm::handleDeadline() {
       case Deadline::cannotStart:
          end(cannotRun, true);
          break;
-      case Deadline::held:
+      case Deadline::stuck:
          end(-SIGKILL, true);
          break;
       case Deadline::grace:

@@ -85,7 +85,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void giveUp(char const * reason);
    void reasonIs(Pelm::String reason);
 
-   enum class Deadline { none, cannotStart, held, timeLimit, kill, abandon, grace };
+   enum class Deadline { none, cannotStart, stuck, timeLimit, kill, abandon, grace };
    void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;

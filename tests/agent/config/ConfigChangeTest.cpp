@@ -57,9 +57,9 @@ TEST(ConfigChangeTest, NamesEveryKey) {
 
 TEST(ConfigChangeTest, DescribesTheChangeInWords) {
    EXPECT_EQ(changeText({}), "nothing in it has changed");
-   EXPECT_EQ(changeText({{"trace"}, {}}), "trace holds now");
+   EXPECT_EQ(changeText({{"trace"}, {}}), "trace takes effect now");
    EXPECT_EQ(changeText({{"poll_interval", "trace"}, {"status.socket"}}),
-             "poll_interval, trace hold now; status.socket takes effect at the next start");
+             "poll_interval, trace take effect now; status.socket takes effect at the next start");
    EXPECT_EQ(changeText({{}, {"status.socket", "status.http"}}),
              "status.socket, status.http take effect at the next start");
 }

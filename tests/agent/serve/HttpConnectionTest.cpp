@@ -89,7 +89,7 @@ TEST_F(HttpConnectionTest, EndsAnAnsweredClientThatStaysAfterASecond) {
    ASSERT_TRUE(endsWithin(client, 0.1));
    client.more("x");
    Vorn::Host::runFor(1.1);
-   EXPECT_FALSE(client.takes("x"));
+   EXPECT_FALSE(client.isAccepted("x"));
 }
 
 TEST_F(HttpConnectionTest, AnswersAClientThatHasEndedItsHalf) {

@@ -43,9 +43,9 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    config("[clock]\ntime_scale = 2\n[trace]\nStorageConnectedDevicesSm = 2\n", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
    reload();
-   EXPECT_TRUE(
-       says("info storagedevices: configuration read again: poll_interval, tools.timeout, trace hold now; "
-            "clock.time_scale takes effect at the next start\n"))
+   EXPECT_TRUE(says(
+       "info storagedevices: configuration read again: poll_interval, tools.timeout, trace take effect now; "
+       "clock.time_scale takes effect at the next start\n"))
        << log;
    EXPECT_TRUE(eventually([&] { return state["tools"]["runs"].GetUint() > runs + 1; })) << log;
    unit.plug(StorageDevices::Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
@@ -53,7 +53,7 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    config("", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
    reload();
-   EXPECT_TRUE(says("configuration read again: trace holds now\n")) << log;
+   EXPECT_TRUE(says("configuration read again: trace takes effect now\n")) << log;
 }
 
 TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine) {

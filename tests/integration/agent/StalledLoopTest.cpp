@@ -19,18 +19,18 @@ class StalledLoopTest : public AgentProgramTest {
  protected:
    // The agent's first such call stalls until `release`.
    void startStalled(char const * call) {
-      folder.fileIs("held", "");
+      folder.fileIs("stalled", "");
       auto environment = unit.environment();
-      environment["LD_PRELOAD"] = std::string{HELD_CALLS ":"} + environment["LD_PRELOAD"];
-      environment["HELD_CALL"] = call;
-      environment["HELD_WHILE"] = folder.string() + "/held";
+      environment["LD_PRELOAD"] = std::string{STALLING_CALLS ":"} + environment["LD_PRELOAD"];
+      environment["STALLED_CALL"] = call;
+      environment["STALLED_WHILE"] = folder.string() + "/stalled";
       environment["NOTIFY_SOCKET"] = manager.name();
       environment["WATCHDOG_USEC"] = "400000";
       agent = std::make_unique<Agent::Demo::AgentProcess>(
           AGENT_PROGRAM, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
           environment);
    }
-   void release() const { std::filesystem::remove(folder.path() / "held"); }
+   void release() const { std::filesystem::remove(folder.path() / "stalled"); }
 
    // Waits for a line that matches, twenty seconds at most.
    bool reports(std::string const & pattern) {
@@ -76,14 +76,14 @@ TEST_F(StalledLoopTest, NamesTheDiskThatDoesNotAnswerAndTheCallThatWaitsForIt) {
    EXPECT_EQ(manager.next(), "WATCHDOG=1");
    auto const document = health();
    EXPECT_STREQ(document["status"].GetString(), "ok");
-   EXPECT_EQ(document["holds"]["count"].GetUint(), 1U);
-   auto const & last = document["holds"]["last"];
+   EXPECT_EQ(document["stalls"]["count"].GetUint(), 1U);
+   auto const & last = document["stalls"]["last"];
    EXPECT_STREQ(last["operation"].GetString(), "fsync");
    EXPECT_STREQ(last["path"].GetString(), "/mnt/drive");
    EXPECT_GE(last["seconds"].GetDouble(), 5);
-   EXPECT_EQ(last["seconds"].GetDouble(), document["holds"]["longestSeconds"].GetDouble());
+   EXPECT_EQ(last["seconds"].GetDouble(), document["stalls"]["longestSeconds"].GetDouble());
    std::string const metrics = Agent::askAgent(socket, "/metrics");
-   EXPECT_NE(metrics.find("\nstoragedevices_loop_holds_total 1.0"), std::string::npos) << metrics;
+   EXPECT_NE(metrics.find("\nstoragedevices_loop_stalls_total 1.0"), std::string::npos) << metrics;
    EXPECT_NE(metrics.find("{operation=\"fsync\",path=\"/mnt/drive\"} "), std::string::npos) << metrics;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
@@ -111,9 +111,9 @@ TEST_F(StalledLoopTest, ReportsALoopThatIsNotStalledAsSound) {
    auto const document = health();
    EXPECT_STREQ(document["status"].GetString(), "ok");
    EXPECT_GE(document["lastTurnAgeSeconds"].GetDouble(), 0);
-   EXPECT_EQ(document["holds"]["count"].GetUint(), 0U);
-   EXPECT_EQ(document["holds"]["longestSeconds"].GetDouble(), 0);
-   EXPECT_FALSE(document["holds"].HasMember("last"));
+   EXPECT_EQ(document["stalls"]["count"].GetUint(), 0U);
+   EXPECT_EQ(document["stalls"]["longestSeconds"].GetDouble(), 0);
+   EXPECT_FALSE(document["stalls"].HasMember("last"));
 }
 
 }  // namespace

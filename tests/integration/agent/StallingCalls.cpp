@@ -1,5 +1,5 @@
-// Preloaded into the agent: the call that HELD_CALL names comes back only when the file HELD_WHILE is gone,
-// as on a disk that does not answer.
+// Preloaded into the agent: the call that STALLED_CALL names comes back only when the file STALLED_WHILE is
+// gone, as on a disk that does not answer.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,11 +11,11 @@
 
 namespace {
 
-void holdIf(std::string_view call) {
+void stallIf(std::string_view call) {
    constexpr useconds_t moment = 10000;
-   char const * const held = std::getenv("HELD_CALL");
-   char const * const file = std::getenv("HELD_WHILE");
-   while (held && file && held == call && access(file, F_OK) == 0)
+   char const * const stalled = std::getenv("STALLED_CALL");
+   char const * const file = std::getenv("STALLED_WHILE");
+   while (stalled && file && stalled == call && access(file, F_OK) == 0)
       usleep(moment);
 }
 
@@ -29,12 +29,12 @@ Function * real(char const * name) {
 extern "C" {
 
 int fsync(int fd) {
-   holdIf("fsync");
+   stallIf("fsync");
    return real<int(int)>("fsync")(fd);
 }
 
 int rename(char const * from, char const * to) noexcept {
-   holdIf("rename");
+   stallIf("rename");
    return real<int(char const *, char const *)>("rename")(from, to);
 }
 
