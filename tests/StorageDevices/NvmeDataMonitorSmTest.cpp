@@ -32,7 +32,8 @@ class NvmeDataMonitorSmTest : public Support::ToolMonitorTest {
    }
    ~NvmeDataMonitorSmTest() override {
       monitor_ = nullptr;
-      EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
+      EXPECT_TRUE(
+          Support::turnInRealTime([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
    }
 
    void start() { monitor_ = nvmeDataMonitorSmFactory(interval_, devices_, data_, tracker_); }
@@ -102,16 +103,16 @@ TEST_F(NvmeDataMonitorSmTest, IgnoresARunWhoseChildIsNotIdleAndClearsArgumentsOf
    idle->sm()->argPush("echo");
    idle->run("/dev/nvme0n1");
    EXPECT_TRUE(idle->started());
-   EXPECT_TRUE(Support::soon([&] { return idle->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return idle->isOver(); }));
    EXPECT_EQ(runs(), Texts{nvmeRun});
-   EXPECT_TRUE(
-       Support::soon([&] { return busy->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
+   EXPECT_TRUE(Support::turnInRealTime(
+       [&] { return busy->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
 }
 
 TEST_F(NvmeDataMonitorSmTest, PassesEachArgumentByItself) {
    auto const process = Pelm::make<NvmeCliProcess>(tracker_, "N1");
    process->run("/dev/nvme0n1");
-   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
    Texts arguments;
    for (Pelm::String const & argument : process->sm()->arg)
       arguments.push_back(argument.str());
@@ -145,7 +146,7 @@ TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
    Vorn::Host::turn();
    ASSERT_TRUE(monitor_->nvmeCliProcess("N1"));
    data_->deviceDataDel("N1");
-   EXPECT_TRUE(Support::soon([&] { return monitor_->nvmeCliProcess.empty(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->nvmeCliProcess.empty(); }));
    EXPECT_FALSE(record());
    EXPECT_EQ(traces_.errors(), Texts{});
 }
@@ -157,7 +158,7 @@ TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    auto const process = monitor_->nvmeCliProcess("N1");
    ASSERT_TRUE(process);
    monitor_->vornDoZombieReactors(true);
-   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
    EXPECT_EQ(record()->reading.count(), 0U);
 }
 
@@ -170,7 +171,7 @@ TEST_F(NvmeDataMonitorSmTest, NamesTheDeviceOfAFailedRun) {
    changed.blockDevice = "/dev/nvme7n1";
    plug(changed);
    folder_.fileIs("go", "");
-   EXPECT_TRUE(Support::soon([&] { return monitor_->nvmeCliProcess.empty(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->nvmeCliProcess.empty(); }));
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{handler} + " Error running nvme-cli for /dev/nvme0n1; exit code: 3"});
 }
@@ -263,7 +264,7 @@ TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    monitor_->handleClock();
    EXPECT_EQ(monitor_->nvmeCliProcess.size(), 1U);
    folder_.fileIs("go", "");
-   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() == 1; }));
    EXPECT_EQ(runs(), Texts{nvmeRun});
 }
 
@@ -277,7 +278,7 @@ TEST_F(NvmeDataMonitorSmTest, DropsTheRunOfADriveThatLeaves) {
    EXPECT_TRUE(data_->deviceData.empty());
    EXPECT_TRUE(monitor_->nvmeCliProcess.empty());
    EXPECT_TRUE(monitor_->nvmeCliReactor.empty());
-   EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
+   EXPECT_TRUE(Support::turnInRealTime([] { return !Support::hasChildren(); }));
 }
 
 TEST_F(NvmeDataMonitorSmTest, IgnoresAStateOfARunThatIsGone) {

@@ -146,7 +146,7 @@ TEST_P(UnusableNvmeListTest, CompletesTheDiskUnchangedButForTheTypeAndTracesTheR
    EXPECT_EQ(result, unchanged());
    EXPECT_EQ(result.mibType, 4);
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{GetParam().trace});
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 
@@ -196,9 +196,9 @@ TEST_F(NvmeDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDurin
    auto const before = Support::openDescriptors();
    toolDoes("exec sleep 1000");
    start();
-   ASSERT_TRUE(Support::soon([&] { return arguments().ends_with("/dev/nvme0n1\n"); }));
+   ASSERT_TRUE(Support::turnInRealTime([&] { return arguments().ends_with("/dev/nvme0n1\n"); }));
    drop();
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
    EXPECT_EQ(Support::openDescriptors(), before);
 }

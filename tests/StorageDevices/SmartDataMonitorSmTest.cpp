@@ -47,7 +47,8 @@ class SmartDataMonitorSmTest : public Support::ToolMonitorTest {
    ~SmartDataMonitorSmTest() override {
       monitor_ = nullptr;
       driveDatabaseIs(nullptr);
-      EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
+      EXPECT_TRUE(
+          Support::turnInRealTime([&] { return tracker_->orphans() == 0 && !Support::hasChildren(); }));
    }
 
    void start() { monitor_ = smartDataMonitorSmFactory(interval_, devices_, data_, tracker_); }
@@ -168,7 +169,7 @@ TEST_F(SmartDataMonitorSmTest, NamesTheDeviceOfTheRunInItsTraces) {
       Vorn::Host::turn();
       plug(changed);
       folder_.fileIs("go", "");
-      EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->smartctlProcess.empty(); }));
       EXPECT_EQ(traces_.errors(), Texts{smartctlHandler + std::string{text}});
       std::filesystem::remove(folder_.path() / "go");
       traces_.clear();
@@ -444,7 +445,7 @@ TEST_F(SmartDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    EXPECT_EQ(monitor_->smartctlProcess("S1"), first);
    EXPECT_EQ(monitor_->smartctlReactor.size(), 1U);
    folder_.fileIs("go", "");
-   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() == 1; }));
    EXPECT_EQ(runs(), Texts{smartctlRun});
    EXPECT_EQ(content(), healthyContent);
 }
@@ -457,7 +458,7 @@ TEST_F(SmartDataMonitorSmTest, StartsTheCommandOfARunOnlyOnce) {
    process->run("/dev/sda", false);
    process->run("/dev/sdb", true);
    EXPECT_EQ(process->sm()->arg.size(), 5U);
-   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
    process->run("/dev/sda", false);
    EXPECT_EQ(runs(), Texts{smartctlRun});
    EXPECT_EQ(started.count(), 1U);
@@ -479,8 +480,8 @@ TEST_F(SmartDataMonitorSmTest, IgnoresARunWhoseChildIsNotIdle) {
    process->run("/dev/sda", false);
    EXPECT_FALSE(process->started());
    EXPECT_EQ(process->sm()->arg.size(), 1U);
-   EXPECT_TRUE(
-       Support::soon([&] { return process->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
+   EXPECT_TRUE(Support::turnInRealTime(
+       [&] { return process->sm()->state() != Brul::PipedChildProcessSm::State::running; }));
    process->run("/dev/sda", false);
    EXPECT_FALSE(process->started());
    EXPECT_TRUE(runs().empty());
@@ -490,7 +491,7 @@ TEST_F(SmartDataMonitorSmTest, PassesEachArgumentByItself) {
    auto const argumentsOf = [&](bool scsi) {
       auto const process = Pelm::make<SmartctlProcess>(tracker_, "S1");
       process->run("/dev/sda", scsi);
-      EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
       Texts arguments;
       for (Pelm::String const & argument : process->sm()->arg)
          arguments.push_back(argument.str());
@@ -506,7 +507,7 @@ TEST_F(SmartDataMonitorSmTest, ClearsTheArgumentsOfARunFirst) {
    process->sm()->argPush("echo");
    process->sm()->argPush("junk");
    process->run("/dev/sda", false);
-   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
    EXPECT_EQ(runs(), Texts{smartctlRun});
 }
 
@@ -526,7 +527,7 @@ TEST_F(SmartDataMonitorSmTest, MarksARunAsStartedOnceItHasStarted) {
    watcher.reactor.hasNotificationActiveIs(true);
    watcher.process->run("/dev/sda", false);
    EXPECT_EQ(watcher.state, Brul::PipedChildProcessSm::State::running);
-   EXPECT_TRUE(Support::soon([&] { return watcher.process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return watcher.process->isOver(); }));
 }
 
 TEST_F(SmartDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
@@ -536,7 +537,7 @@ TEST_F(SmartDataMonitorSmTest, StoresNothingOfARunInFlightAsAZombie) {
    ASSERT_EQ(monitor_->smartctlProcess.size(), 1U);
    monitor_->vornDoZombieReactors(true);
    auto const process = monitor_->smartctlProcess("S1");
-   EXPECT_TRUE(Support::soon([&] { return process->isOver(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return process->isOver(); }));
    EXPECT_EQ(record()->reading.count(), 0U);
    monitor_->vornDoZombieReactors(false);
    monitor_->handleSmartctlState("S1");
@@ -574,14 +575,14 @@ TEST_F(SmartDataMonitorSmTest, DropsTheRunOfADiskThatLeaves) {
    toolDoes("echo $$ >\"" + (folder_.path() / "pid").string() + "\"; exec sleep 1000");
    plug();
    start();
-   ASSERT_TRUE(Support::soon([&] { return !folder_.content("pid").empty(); }));
+   ASSERT_TRUE(Support::turnInRealTime([&] { return !folder_.content("pid").empty(); }));
    unplug();
    EXPECT_TRUE(data_->deviceData.empty());
    EXPECT_TRUE(monitor_->smartctlProcess.empty());
    EXPECT_TRUE(monitor_->smartctlReactor.empty());
    EXPECT_TRUE(monitor_->smartDbMapping.empty());
    pid_t const pid = std::atoi(folder_.content("pid").c_str());
-   EXPECT_TRUE(Support::soon([&] { return kill(pid, 0) != 0; })) << "the tool is not left behind";
+   EXPECT_TRUE(Support::turnInRealTime([&] { return kill(pid, 0) != 0; })) << "the tool is not left behind";
 }
 
 TEST_F(SmartDataMonitorSmTest, DelaysNoOtherDiskForOneHangingTool) {
@@ -591,7 +592,7 @@ TEST_F(SmartDataMonitorSmTest, DelaysNoOtherDiskForOneHangingTool) {
    plug();
    plug({.name = "S2", .blockDevice = "/dev/sdb"});
    start();
-   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() >= 5; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() >= 5; }));
    EXPECT_EQ(data_->deviceData("S2")->reading.count(), 0U);
    Texts const all = runs();
    EXPECT_EQ(std::count(all.begin(), all.end(), "smartctl --json=c --offlineauto=on -HA /dev/sdb"), 1);
@@ -605,7 +606,7 @@ TEST_F(SmartDataMonitorSmTest, EndsAHangingToolAtItsLimitAndRunsItAgainAtTheNext
             (folder_.path() / "output").string() + "\"");
    plug();
    start();
-   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() >= 1; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() >= 1; }));
    EXPECT_EQ(content(), healthyContent);
    ASSERT_EQ(traces_.errors().size(), 2U);
    EXPECT_EQ(traces_.errors()[0],
@@ -664,7 +665,7 @@ TEST_F(SmartDataMonitorSmTest, ReadsARemovableDriveAsSoonAsItAppears) {
    Vorn::Host::turn();
    plug({.name = "S1", .removable = true, .busType = ConnectedDisk::BusType::usb});
    EXPECT_EQ(monitor_->smartctlProcess.size(), 1U);
-   EXPECT_TRUE(Support::soon([&] { return record()->reading.count() == 1; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() == 1; }));
 }
 
 TEST_F(SmartDataMonitorSmTest, DropsRecordsOfAnEarlierRunUnlessTheirDiskIsConnected) {
@@ -698,7 +699,7 @@ TEST_F(SmartDataMonitorSmTest, DropsAReadingWhoseRecordWasDeletedMeanwhile) {
    start();
    Vorn::Host::turn();
    data_->deviceDataDel("S1");
-   EXPECT_TRUE(Support::soon([&] { return monitor_->smartctlProcess.empty(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->smartctlProcess.empty(); }));
    EXPECT_TRUE(data_->deviceData.empty());
 }
 
@@ -709,7 +710,7 @@ TEST_F(SmartDataMonitorSmTest, EndsItsRunsWhenDropped) {
    Vorn::Host::turn();
    ASSERT_TRUE(Support::hasChildren());
    monitor_ = nullptr;
-   EXPECT_TRUE(Support::soon([] { return !Support::hasChildren(); }));
+   EXPECT_TRUE(Support::turnInRealTime([] { return !Support::hasChildren(); }));
 }
 
 TEST_F(SmartDataMonitorSmTest, EndsWhenReleasedAsItTracesABadReport) {

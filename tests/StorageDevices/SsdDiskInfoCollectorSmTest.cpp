@@ -132,7 +132,7 @@ TEST_P(UnusableHdparmTest, CompletesTheDiskUnchangedButForTheTypeAndTracesTheRea
    EXPECT_EQ(result, unchanged());
    EXPECT_EQ(result.mibType, 2);
    EXPECT_EQ(errorsText(), GetParam().trace + "\n");
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 
@@ -194,7 +194,7 @@ TEST_F(SsdDiskInfoCollectorSmTest, EndsAHangingToolAtTheTimeLimitOfTheHost) {
    tracker_->timeLimitIs(0.05);
    Vorn::Host::timeSourceIs(nullptr);
    start();
-   EXPECT_TRUE(Support::soon([&] { return collector_->finalDisk() != nullptr; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return collector_->finalDisk() != nullptr; }));
    EXPECT_EQ(Support::fieldsOf(*collector_->finalDisk()), unchanged());
    EXPECT_FALSE(Support::hasChildren());
 }
@@ -204,10 +204,10 @@ TEST_F(SsdDiskInfoCollectorSmTest, LeavesNoChildAndNoDescriptorWhenDroppedDuring
    auto const before = Support::openDescriptors();
    toolDoes("sleep 1000 & exec sleep 1000");
    start();
-   ASSERT_TRUE(Support::soon([&] { return arguments().ends_with("/dev/sda\n"); }));
+   ASSERT_TRUE(Support::turnInRealTime([&] { return arguments().ends_with("/dev/sda\n"); }));
    EXPECT_TRUE(Support::hasChildren());
    drop();
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
    EXPECT_EQ(Support::openDescriptors(), before);
 }

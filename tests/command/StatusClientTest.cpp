@@ -8,10 +8,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
+
+#include "tests/support/TempDir.h"
 
 namespace Agent {
 namespace {
@@ -20,18 +20,12 @@ using namespace std::chrono_literals;
 
 class StatusClientTest : public testing::Test {
  protected:
-   StatusClientTest() {
-      std::string pattern = testing::TempDir() + "statusXXXXXX";
-      dir_ = mkdtemp(pattern.data());
-      path_ = dir_ + "/s";
-   }
    ~StatusClientTest() override {
       if (server_.joinable()) {
          shutdown(listener_, SHUT_RDWR);  // wakes a server whose client never came
          server_.join();
       }
       stopListening();
-      std::filesystem::remove_all(dir_);
    }
 
    void listenOn(int backlog) {
@@ -78,8 +72,8 @@ class StatusClientTest : public testing::Test {
       }
    }
 
-   std::string dir_;
-   std::string path_;
+   Support::TempDir folder_;
+   std::string path_ = folder_.string() + "/s";
    std::string request_;
    int listener_ = -1;
    std::thread server_;

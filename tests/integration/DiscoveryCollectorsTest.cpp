@@ -27,7 +27,7 @@ class DiscoveryCollectorsTest : public Support::DiscoveryTest {
    }
    void hdparmHangs(bool hangs = true) { unit_.tools().hangsIs(Tool::hdparm, "sda", hangs); }
    bool nothingRuns() {
-      return Support::soon([&] { return tracker_->orphans() == 0; }) && !Support::hasChildren();
+      return Support::turnInRealTime([&] { return tracker_->orphans() == 0; }) && !Support::hasChildren();
    }
 };
 
@@ -51,7 +51,7 @@ TEST_F(DiscoveryCollectorsTest, IsReadyOnlyWhenAllFixedDisksAreIdentified) {
    addDrive();
    start();
    EXPECT_FALSE(isReady());
-   ASSERT_TRUE(Support::soon([&] { return has("Y"); }));
+   ASSERT_TRUE(Support::turnInRealTime([&] { return has("Y"); }));
    EXPECT_FALSE(isReady());
    EXPECT_EQ(sm_->diskInfoCollectorSm.size(), 1U);
    unit_.unplug("nvme0n1");
@@ -225,7 +225,7 @@ TEST_F(DiscoveryCollectorsTest, AllowsAReactorToTheDiskItInsertsToDropIt) {
    addDrive();
    start();
    Leaver const leaver{*devices_, sm_};
-   EXPECT_TRUE(Support::soon([&] { return !sm_; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return !sm_; }));
    EXPECT_EQ(disks().size(), 1U);
    EXPECT_TRUE(nothingRuns());
 }

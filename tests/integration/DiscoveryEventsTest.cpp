@@ -322,7 +322,7 @@ TEST_F(DiscoveryEventsTest, IdentifiesAFixedDiskOnceAfterAStormOfPlugsAndPulls) 
       for (char const * const action : {"remove", "add"})
          unit_.announce("sda", action);
    settle();
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
    EXPECT_EQ(serials(), (Serials{{"UDEV1", "Y"}}));
    EXPECT_EQ(disks().size(), 1U);

@@ -109,7 +109,7 @@ TEST_F(DiscoveryFailureTest, EndsTheCollectorsOfRemovedDisksAfterLostEvents) {
    EXPECT_TRUE(sm_->diskInfoCollectorSm.empty());
    EXPECT_TRUE(sm_->infoReactor.empty());
    EXPECT_TRUE(isReady());
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 

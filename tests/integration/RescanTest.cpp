@@ -127,7 +127,7 @@ TEST_F(RescanTest, DropsADiskThatIsGoneWhileItIsIdentifiedWithItsTool) {
    EXPECT_TRUE(sm_->infoReactor.empty());
    EXPECT_TRUE(isReady());
    EXPECT_TRUE(disks().empty());
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
 }
 
 TEST_F(RescanTest, DeletesTwoDisksThatGoInARow) {

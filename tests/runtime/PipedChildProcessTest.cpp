@@ -24,21 +24,22 @@
 #include "runtime/Vorn/ActivityManager.h"
 #include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Shortage.h"
-#include "tests/runtime/TemporaryFolder.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/RealTime.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace {
 
-bool groupsAreHeld = false;
-pid_t heldGroup = 0;  // what the signal that was held back last was for
+bool groupsAreUnkillable = false;
+pid_t blockedGroup = 0;  // the group of the last signal that was not sent
 
 }  // namespace
 
 // In the place of the C library's for this program.
 extern "C" [[gnu::visibility("default")]] int kill(pid_t pid, int signal) noexcept {
-   if (groupsAreHeld && pid < 0) {
-      heldGroup = pid;
+   if (groupsAreUnkillable && pid < 0) {
+      blockedGroup = pid;
       return 0;
    }
    return static_cast<int>(syscall(SYS_kill, pid, signal));
@@ -48,7 +49,6 @@ namespace {
 
 using Brul::ChildProcessTrackerSm;
 using Brul::PipedChildProcessSm;
-using RuntimeTest::TemporaryFolder;
 using State = PipedChildProcessSm::State;
 using Argv = std::vector<Pelm::String>;
 using Vorn::System::currentTime;
@@ -93,16 +93,16 @@ bool isRunning(pid_t pid) {
    return state != std::string::npos && stat[state + 2] != 'Z' && stat[state + 2] != 'X';
 }
 
-// While it lives no process group gets a signal, as if the kernel held all its processes.
-class HeldGroups {
+// While it lives no process group gets a signal, as if all its processes were stuck in the kernel.
+class UnkillableGroups {
  public:
-   HeldGroups() {
-      groupsAreHeld = true;
-      heldGroup = 0;
+   UnkillableGroups() {
+      groupsAreUnkillable = true;
+      blockedGroup = 0;
    }
-   HeldGroups(HeldGroups const &) = delete;
-   HeldGroups & operator=(HeldGroups const &) = delete;
-   ~HeldGroups() { groupsAreHeld = false; }
+   UnkillableGroups(UnkillableGroups const &) = delete;
+   UnkillableGroups & operator=(UnkillableGroups const &) = delete;
+   ~UnkillableGroups() { groupsAreUnkillable = false; }
 };
 
 class PipedChildProcessTest : public testing::Test {
@@ -114,17 +114,11 @@ class PipedChildProcessTest : public testing::Test {
       EXPECT_EQ(Vorn::activityManager().outsideWork(), 0);
    }
 
-   // What it waits for may be no event of the loop, so it looks again and again.
-   static bool eventually(std::function<bool()> const & condition) {
-      for (Vorn::Seconds const end = currentTime() + 20.0; currentTime() < end && !condition();)
-         Vorn::Host::turn(0.01);
-      return condition();
-   }
    // Runs a command to its end.
    std::unique_ptr<Command> run(Argv const & argv, bool captureStdout = true, bool captureStderr = true) {
       auto result = std::make_unique<Command>(tracker, argv);
       result->process->start(captureStdout, captureStderr);
-      EXPECT_TRUE(eventually([&] { return result->over(); }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return result->over(); }));
       return result;
    }
    std::unique_ptr<Command> shell(std::string const & script) { return run({"sh", "-c", script}); }
@@ -183,7 +177,7 @@ TEST_F(PipedChildProcessTest, FailsARunWithMoreOutputAndDelaysNothing) {
       EXPECT_EQ(done->process->state(), State::failed);
       EXPECT_EQ(done->process->exitCode(), -SIGKILL);
       EXPECT_EQ(done->process->stderrString(), "sh: it wrote more than 4 MiB");
-      EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
       EXPECT_FALSE(Support::hasChildren());
    }
 }
@@ -204,7 +198,7 @@ TEST_F(PipedChildProcessTest, KillsAGrandchildThatKeepsAnOutputAfterAShortGrace)
       EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{10});
       pid_t const grandchild = std::atoi(done->process->stdoutBuffer().c_str());
       ASSERT_GT(grandchild, 0);
-      EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); })) << keepsBothOrOne;
+      EXPECT_TRUE(Support::turnInRealTime([&] { return !isRunning(grandchild); })) << keepsBothOrOne;
    }
 }
 
@@ -233,7 +227,7 @@ TEST_F(PipedChildProcessTest, FailsFromALaterTurnForAMissingProgram) {
    Command done{tracker, {"no-such-program-here", "-x"}};
    done.process->start(true, true);
    EXPECT_EQ(done.states, (std::vector<std::string>{"running"})) << "never from inside start";
-   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return done.over(); }));
    EXPECT_EQ(done.process->state(), State::failed);
    EXPECT_EQ(done.process->exitCode(), 127);
    EXPECT_EQ(done.process->stderrString(), "no-such-program-here: No such file or directory");
@@ -248,17 +242,17 @@ TEST_F(PipedChildProcessTest, FailsWithoutAProgram) {
 }
 
 TEST_F(PipedChildProcessTest, FailsWithTheReasonForAFileThatIsNotExecutable) {
-   TemporaryFolder const folder;
-   std::string const plain = folder.script("plain", "true", false);
+   Support::TempDir const folder;
+   std::string const plain = folder.fileIs("plain", "#!/bin/sh\ntrue\n");
    auto const done = run({Pelm::String{plain}});
    EXPECT_EQ(done->process->exitCode(), 127);
    EXPECT_EQ(done->process->stderrString(), plain + ": Permission denied");
 }
 
 TEST_F(PipedChildProcessTest, SearchesTheToolPathFirst) {
-   TemporaryFolder const folder;
-   folder.script("hostname", "echo the tool");
-   tracker->toolPathIs(Pelm::String{folder.path()});
+   Support::TempDir const folder;
+   folder.scriptIs("hostname", "echo the tool");
+   tracker->toolPathIs(Pelm::String{folder.string()});
    EXPECT_EQ(run({"hostname"})->process->stdoutBuffer(), "the tool\n");
 }
 
@@ -268,7 +262,7 @@ TEST_F(PipedChildProcessTest, RunsOnceAndKeepsTheCommandItWasStartedWith) {
    done.process->start(true, true);
    done.process->start(true, true);
    done.process->argPopAll();
-   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return done.over(); }));
    done.process->start(true, true);
    EXPECT_EQ(done.states, (std::vector<std::string>{"running", "finished"}));
    EXPECT_EQ(tracker->finishedRun()->argv, (Argv{"sh", "-c", "exit 4"}));
@@ -283,7 +277,7 @@ TEST_F(PipedChildProcessTest, PassesArgumentsUnchanged) {
    for (char const * const argument : {"printf", "%s|", "*", "a b", "", "\"$HOME\""})
       done.process->argPush(argument);
    done.process->start(true, true);
-   EXPECT_TRUE(eventually([&] { return done.over(); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return done.over(); }));
    EXPECT_EQ(done.process->stdoutBuffer(), "*|a b||\"$HOME\"|");
 }
 
@@ -295,7 +289,7 @@ TEST_F(PipedChildProcessTest, IsNeitherReadNorPublishedWhileNotificationIsOff) {
       Vorn::Host::runFor(0.1);
       EXPECT_EQ(done.process->state(), State::running);
       done.process->hasNotificationActiveIs(true);
-      EXPECT_TRUE(eventually([&] { return done.over(); }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return done.over(); }));
    }
 }
 
@@ -306,16 +300,16 @@ TEST_F(PipedChildProcessTest, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
       std::string const & text = running.process->stdoutBuffer();
       return std::count(text.begin(), text.end(), '\n');
    };
-   ASSERT_TRUE(eventually([&] { return lines() == 2; }));
+   ASSERT_TRUE(Support::turnInRealTime([&] { return lines() == 2; }));
    std::string const pids = running.process->stdoutBuffer();
    pid_t const grandchild = std::atoi(pids.c_str());
    pid_t const child = std::atoi(pids.c_str() + pids.find('\n'));
    ASSERT_TRUE(isRunning(grandchild) && isRunning(child));
    running.drop();
    EXPECT_EQ(tracker->orphans(), 1U);
-   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
-   EXPECT_TRUE(eventually([&] { return !isRunning(grandchild); }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return !isRunning(grandchild); }));
 }
 
 TEST_F(PipedChildProcessTest, LeavesNoZombieWhenDroppedTogetherWithTheTracker) {
@@ -336,9 +330,9 @@ TEST_F(PipedChildProcessTest, AllowsItsOwnerToDropItDuringItsNotification) {
             done.drop();
       };
       done.process->start(true, true);
-      EXPECT_TRUE(eventually([&] { return !done.process; }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return !done.process; }));
       EXPECT_EQ(tracker->finishedRun()->argv, argv);
-      EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+      EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
    }
 }
 
@@ -347,7 +341,7 @@ TEST_F(PipedChildProcessTest, AllowsItsOwnerToDropItWhileItStarts) {
    done.then = [&] { done.drop(); };
    done.process->start(true, true);
    EXPECT_FALSE(done.process);
-   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
 }
 
 TEST_F(PipedChildProcessTest, IsTerminatedAtItsTimeLimit) {
@@ -387,7 +381,7 @@ TEST_F(PipedChildProcessTest, IsEndedAtItsTimeLimitThoughItsOutputIsKeptOutOfRea
    EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{3.2});
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{15});
    kill(std::atoi(done->process->stdoutBuffer().c_str()), SIGKILL);
-   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
 }
 
 TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
@@ -404,21 +398,21 @@ TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_EQ(shell("exit 0;")->process->state(), State::finished) << "another command is";
    kill(held, SIGKILL);
-   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
    EXPECT_EQ(shell("exit 0")->process->state(), State::finished);
 }
 
 TEST_F(PipedChildProcessTest, RunsAgainThoughARunThatWroteTooMuchLives) {
    std::string const script = "head -c 5000000 /dev/zero; exec sleep 1000";
    {
-      HeldGroups const held;
+      UnkillableGroups const unkillable;
       EXPECT_EQ(shell(script)->process->stderrString(), "sh: it wrote more than 4 MiB");
    }
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_FALSE(tracker->hasStuckRun({"sh", "-c", Pelm::String{script}}));
-   ASSERT_LT(heldGroup, -1) << "a group of its own";
-   kill(heldGroup, SIGKILL);
-   EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));
+   ASSERT_LT(blockedGroup, -1) << "a group of its own";
+   kill(blockedGroup, SIGKILL);
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
 }
 
 TEST_F(PipedChildProcessTest, RunsAgainAtOnceAfterItsLastRunWasDropped) {
@@ -528,7 +522,7 @@ TEST_F(PipedChildProcessInVirtualTimeTest, BlocksItsCommandUntilItHasDiedAfterIt
    Command done{tracker, argv};
    done.process->start(true, true);
    {
-      HeldGroups const held;
+      UnkillableGroups const unkillable;
       Vorn::activityManager().outsideWorkInc(-1);  // time does not wait for it
       EXPECT_TRUE(eventually([&] { return done.over(); }));
       Vorn::activityManager().outsideWorkInc(1);
@@ -536,10 +530,10 @@ TEST_F(PipedChildProcessInVirtualTimeTest, BlocksItsCommandUntilItHasDiedAfterIt
    EXPECT_EQ(currentTime(), Vorn::Seconds{1008}) << "terminated after 5 s, killed after 7, given up after 8";
    EXPECT_EQ(done.process->stderrString(), "sleep: it passed its time limit");
    EXPECT_TRUE(tracker->hasStuckRun(argv));
-   ASSERT_LT(heldGroup, -1) << "a group of its own";
-   kill(heldGroup, SIGKILL);
+   ASSERT_LT(blockedGroup, -1) << "a group of its own";
+   kill(blockedGroup, SIGKILL);
    siginfo_t died{};
-   waitid(P_PID, static_cast<id_t>(-heldGroup), &died, WEXITED | WNOWAIT);
+   waitid(P_PID, static_cast<id_t>(-blockedGroup), &died, WEXITED | WNOWAIT);
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_FALSE(tracker->hasStuckRun(argv)) << "it has died, if nobody has reaped it yet";
    EXPECT_TRUE(eventually([&] { return tracker->orphans() == 0; }));

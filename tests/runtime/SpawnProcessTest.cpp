@@ -13,11 +13,11 @@
 #include <utility>
 #include <vector>
 
-#include "tests/runtime/TemporaryFolder.h"
+#include "tests/support/ProcessState.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
-using RuntimeTest::TemporaryFolder;
 using Vorn::spawnProcess;
 using Argv = std::vector<Pelm::String>;
 
@@ -59,28 +59,6 @@ std::string outputOf(Argv const & argv, Pelm::String const & searchFirst = {}, i
 std::string shell(std::string const & script) {
    return outputOf({"sh", "-c", script});
 }
-
-// Sets a variable of the environment for a while.
-class Setting {
- public:
-   Setting(char const * name, char const * value) : name_{name} {
-      if (char const * const old = std::getenv(name))
-         old_ = old;
-      setenv(name, value, 1);
-   }
-   Setting(Setting const &) = delete;
-   Setting & operator=(Setting const &) = delete;
-   ~Setting() {
-      if (old_.empty())
-         unsetenv(name_);
-      else
-         setenv(name_, old_.c_str(), 1);
-   }
-
- private:
-   char const * name_;
-   std::string old_;
-};
 
 TEST(WaitForProcessTest, AnswersTheExitCodeOrMinusTheSignal) {
    auto const run = [](char const * script) {
@@ -135,10 +113,10 @@ TEST(SpawnProcessTest, ClosesItsDescriptorsAlsoWhenTheProgramCannotBeRun) {
 }
 
 TEST(SpawnProcessTest, RefusesAFileThatIsNoProgram) {
-   TemporaryFolder const folder;
-   std::string const plain = folder.script("plain", "true", false);
+   Support::TempDir const folder;
+   std::string const plain = folder.fileIs("plain", "#!/bin/sh\ntrue\n");
    for (auto const & [name, error] : std::vector<std::pair<std::string, int>>{
-            {"", ENOENT}, {"/no/such/program", ENOENT}, {plain, EACCES}, {folder.path(), EACCES}}) {
+            {"", ENOENT}, {"/no/such/program", ENOENT}, {plain, EACCES}, {folder.string(), EACCES}}) {
       EXPECT_EQ(spawnProcess({Pelm::String{name}}, -1, -1, -1), -1) << name;
       EXPECT_EQ(errno, error) << name;
    }
@@ -147,13 +125,13 @@ TEST(SpawnProcessTest, RefusesAFileThatIsNoProgram) {
 }
 
 TEST(SpawnProcessTest, SearchesItsOwnFoldersFirstAndPassesThemToTheChild) {
-   TemporaryFolder const first;
-   TemporaryFolder const second;
-   first.script("expr", "echo mine", false);
-   std::filesystem::create_directory(first.path() + "/true");
-   second.script("expr", "echo \"other $PATH\"");
-   Pelm::String const both{first.path() + ':' + second.path()};
-   Setting const path{"PATH", "/usr/bin:/bin"};
+   Support::TempDir const first;
+   Support::TempDir const second;
+   first.fileIs("expr", "#!/bin/sh\necho mine\n");
+   std::filesystem::create_directory(first.path() / "true");
+   second.scriptIs("expr", "echo \"other $PATH\"");
+   Pelm::String const both{first.string() + ':' + second.string()};
+   Support::EnvironmentSetting const path{"PATH", "/usr/bin:/bin"};
    EXPECT_EQ(outputOf({"expr"}, both), "other " + both.str() + ":/usr/bin:/bin\n")
        << "one that may not be executed is passed over";
    EXPECT_EQ(outputOf({"true"}, both), "") << "so is a folder of that name";
@@ -161,12 +139,12 @@ TEST(SpawnProcessTest, SearchesItsOwnFoldersFirstAndPassesThemToTheChild) {
 }
 
 TEST(SpawnProcessTest, RunsNothingFromTheWorkingFolder) {
-   TemporaryFolder const folder;
-   folder.script("planted", "echo bad");
+   Support::TempDir const folder;
+   folder.scriptIs("planted", "echo bad");
    auto const before = std::filesystem::current_path();
    std::filesystem::current_path(folder.path());
    {
-      Setting const path{"PATH", ".::/bin:"};
+      Support::EnvironmentSetting const path{"PATH", ".::/bin:"};
       EXPECT_EQ(spawnProcess({"planted"}, -1, -1, -1, "."), -1);
       EXPECT_EQ(errno, ENOENT);
    }
@@ -174,9 +152,9 @@ TEST(SpawnProcessTest, RunsNothingFromTheWorkingFolder) {
 }
 
 TEST(SpawnProcessTest, SetsTheCLocaleAndKeepsTheRestOfTheEnvironment) {
-   Setting const locale{"LC_ALL", "de_DE.UTF-8"};
-   Setting const lookalike{"LC_ALLOY", "kept"};
-   Setting const other{"RUNTIME_TEST", "a b=c"};
+   Support::EnvironmentSetting const locale{"LC_ALL", "de_DE.UTF-8"};
+   Support::EnvironmentSetting const lookalike{"LC_ALLOY", "kept"};
+   Support::EnvironmentSetting const other{"RUNTIME_TEST", "a b=c"};
    EXPECT_EQ(shell("env | grep -c ^LC_ALL="), "1\n");
    EXPECT_EQ(shell("echo $LC_ALL $LC_ALLOY; echo $RUNTIME_TEST"), "C kept\na b=c\n");
 }

@@ -12,6 +12,7 @@
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/FakeTool.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
@@ -25,19 +26,13 @@ class CollectorTest : public VirtualTimeTest {
    using Factory = Collector (*)(Pelm::Ptr<StorageDevices::ConnectedDisk const> const &,
                                  Pelm::Ptr<Brul::ChildProcessTrackerSm> const &);
 
-   CollectorTest(Factory factory, std::string tool) : factory_{factory}, tool_{std::move(tool)} {
+   CollectorTest(Factory factory, std::string tool) : factory_{factory}, tool_{folder_, std::move(tool)} {
       tracker_->toolPathIs(folder_.string());
    }
 
-   // The tool is a shell script with this body; it also records its arguments, one per line.
-   void toolDoes(std::string_view body) const {
-      folder_.scriptIs(tool_, "for a in \"${0##*/}\" \"$@\"; do echo \"$a\"; done >>\"" +
-                                  (folder_.path() / "arguments").string() + "\"\n" + std::string{body});
-   }
-   void toolPrints(std::string_view output) const {
-      toolDoes("cat \"" + folder_.fileIs("output", output).string() + "\"");
-   }
-   std::string arguments() const { return folder_.content("arguments"); }
+   void toolDoes(std::string_view body) const { tool_.does(body); }
+   void toolPrints(std::string_view output) const { tool_.prints(output); }
+   std::string arguments() const { return tool_.words(); }
 
    void start() {
       collector_ = factory_(disk_.make(), tracker_);
@@ -85,7 +80,7 @@ class CollectorTest : public VirtualTimeTest {
 
    TempDir folder_;
    Factory factory_;
-   std::string tool_;
+   FakeTool tool_;
    DiskFields disk_;
    TraceRecorder traces_{{"StorageDiskInfoCollectorSm", 7}};
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();

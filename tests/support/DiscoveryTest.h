@@ -13,6 +13,7 @@
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/RealTime.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
 
@@ -38,7 +39,8 @@ class DiscoveryTest : public VirtualTimeTest {
    // Handles the pending events and waits for the tools that they started.
    void settle() {
       handleEvents();
-      EXPECT_TRUE(soon([this] { return sm_->diskInfoCollectorSm.empty(); })) << "a collector does not end";
+      EXPECT_TRUE(turnInRealTime([this] { return sm_->diskInfoCollectorSm.empty(); }))
+          << "a collector does not end";
       handleEvents();
    }
    void startAndSettle() {
@@ -46,7 +48,7 @@ class DiscoveryTest : public VirtualTimeTest {
       settle();
    }
    bool toolHasStarted(std::size_t runs = 1) {
-      return soon([&] { return unit_.tools().runs().size() >= runs; });
+      return turnInRealTime([&] { return unit_.tools().runs().size() >= runs; });
    }
 
    bool isReady() const { return sm_->internalDevicesReady(); }

@@ -11,15 +11,11 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "runtime/host/Loop.h"
 
 namespace Support {
 
@@ -49,14 +45,6 @@ inline std::vector<int> openDescriptors() {
       if (fcntl(fd, F_GETFD) >= 0 && !isSimulations(fd))
          result.push_back(fd);
    return result;
-}
-
-// Turns the loop until the condition holds, for ten real seconds at most, without advancing virtual time.
-inline bool soon(std::function<bool()> const & condition) {
-   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
-   while (!condition() && std::chrono::steady_clock::now() < deadline)
-      Vorn::Host::turn(0.02);
-   return condition();
 }
 
 // Sets an environment variable for its scope.

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,7 +13,9 @@
 #include "runtime/model/PollInterval.h"
 #include "tests/support/ChangeRecorder.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/FakeTool.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/RealTime.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
@@ -25,26 +25,13 @@ namespace Support {
 class ToolMonitorTest : public VirtualTimeTest {
  protected:
    ToolMonitorTest(std::string tool, char const * facility, DiskFields disk)
-       : disk_{std::move(disk)}, traces_{{facility, 7}}, tool_{std::move(tool)} {
+       : disk_{std::move(disk)}, traces_{{facility, 7}}, tool_{folder_, std::move(tool)} {
       tracker_->toolPathIs(folder_.string());
    }
 
-   // The tool is a shell script with this body; it also records its arguments, one line per run.
-   void toolDoes(std::string_view body) const {
-      folder_.scriptIs(tool_, "echo \"${0##*/}\" \"$@\" >>\"" + (folder_.path() / "runs").string() + "\"\n" +
-                                  std::string{body});
-   }
-   void toolPrints(std::string_view output) const {
-      toolDoes("cat \"" + folder_.fileIs("output", output).string() + "\"");
-   }
-   // The command lines of all runs so far.
-   std::vector<std::string> runs() const {
-      std::vector<std::string> lines;
-      std::ifstream file{folder_.path() / "runs"};
-      for (std::string line; std::getline(file, line);)
-         lines.push_back(line);
-      return lines;
-   }
+   void toolDoes(std::string_view body) const { tool_.does(body); }
+   void toolPrints(std::string_view output) const { tool_.prints(output); }
+   std::vector<std::string> runs() const { return tool_.runs(); }
 
    void plug(DiskFields const & disk) const { disk.writeTo(*devices_); }
    void plug() const { plug(disk_); }
@@ -53,7 +40,7 @@ class ToolMonitorTest : public VirtualTimeTest {
    // One poll, its runs to their ends.
    void poll() const {
       interval_->intervalIs(interval_->interval() == 60.0 ? 61.0 : 60.0);
-      EXPECT_TRUE(soon([] { return Vorn::activityManager().outsideWork() == 0; }));
+      EXPECT_TRUE(turnInRealTime([] { return Vorn::activityManager().outsideWork() == 0; }));
       Vorn::Host::turn();
    }
 
@@ -62,7 +49,7 @@ class ToolMonitorTest : public VirtualTimeTest {
    static void pollWithoutFiling(Monitor & monitor, Process const & process) {
       monitor.handleClock();
       monitor.vornDoZombieReactors(true);
-      EXPECT_TRUE(soon([&] { return process()->isOver(); }));
+      EXPECT_TRUE(turnInRealTime([&] { return process()->isOver(); }));
       monitor.vornDoZombieReactors(false);
    }
 
@@ -74,7 +61,7 @@ class ToolMonitorTest : public VirtualTimeTest {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = Pelm::make<Brul::ChildProcessTrackerSm>();
 
  private:
-   std::string tool_;
+   FakeTool tool_;
 };
 
 }  // namespace Support

@@ -16,25 +16,40 @@
 #include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
-bool AgentProgramTest::eventually(std::function<bool()> const & holds, std::chrono::seconds limit) {
-   auto const deadline = std::chrono::steady_clock::now() + limit;
-   while (std::chrono::steady_clock::now() < deadline) {
-      for (std::string const & line : agent->lines())
-         log += line + "\n";
-      try {
-         rapidjson::Document answer;
-         answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
-         state.Swap(answer);
-         if (holds())
-            return true;
-      } catch (Agent::StatusError const &) {
-         if (!agent->running())
-            return false;
-      }
-      pollfd output{agent->outputDescriptor(), POLLIN, 0};
-      poll(&output, 1, 10);
+void AgentProgramTest::readLog() {
+   for (std::string const & line : agent->lines())
+      log += line + "\n";
+}
+
+bool AgentProgramTest::readState() {
+   try {
+      rapidjson::Document answer;
+      answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
+      state.Swap(answer);
+      return true;
+   } catch (Agent::StatusError const &) {
+      return false;
    }
-   return false;
+}
+
+bool AgentProgramTest::waitInRealTime(std::function<bool()> const & condition, std::chrono::seconds limit) {
+   constexpr int pauseMs = 10;
+   bool met = false;
+   bool hasEnded = false;
+   auto const step = [&] {
+      readLog();
+      bool const isRead = readState();
+      met = isRead && condition();
+      hasEnded = !isRead && !agent->running();
+      pollfd output{agent->outputDescriptor(), POLLIN, 0};
+      poll(&output, 1, met || hasEnded ? 0 : pauseMs);
+   };
+   Support::waitInRealTime([&] { return met || hasEnded; }, step, limit);
+   return met;
+}
+
+bool AgentProgramTest::logs(std::string const & text, std::chrono::seconds limit) {
+   return waitInRealTime([&] { return log.find(text) != std::string::npos; }, limit);
 }
 
 bool AgentProgramTest::endsBy(int signal) const {
@@ -64,7 +79,7 @@ namespace Simulation = StorageDevices::Simulation;
 
 TEST_F(AgentProgramTest, ShowsTheDisksThatItFound) {
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
    auto const & disk = disks()["SN-A"];
    EXPECT_STREQ(disk["blockDevice"].GetString(), "/dev/sda");
    EXPECT_STREQ(disk["mountPoint"].GetString(), "/mnt/drive");
@@ -78,28 +93,28 @@ TEST_F(AgentProgramTest, ReportsItsVersionAndItsSocketAtTheStart) {
    std::string version = runProgram("--version").text;  // "storagedevices 1.2.3\n"
    version = version.substr(version.find(' ') + 1, version.find('\n') - version.find(' ') - 1);
    std::string const line = "storagedevices: version " + version + " started; status on " + socket + "\n";
-   EXPECT_TRUE(eventually([&] { return log.find(line) != std::string::npos; })) << log << "without " << line;
+   EXPECT_TRUE(logs(line)) << log << "without " << line;
 }
 
 TEST_F(AgentProgramTest, FollowsPlugAndPull) {
    start();
    unit.plug(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
-   EXPECT_TRUE(eventually([&] { return has("STICK"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("STICK"); })) << log;
    EXPECT_STREQ(disks()["STICK"]["deviceIntfAndAddress"].GetString(), "usb 1-1.2");
    unit.unplug("sdb");
-   EXPECT_TRUE(eventually([&] { return !has("STICK"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return !has("STICK"); })) << log;
    unit.unplug("sda");
-   EXPECT_TRUE(eventually([&] { return disks().ObjectEmpty(); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return disks().ObjectEmpty(); })) << log;
 }
 
 TEST_F(AgentProgramTest, LeavesNothingOfADiskPulledWhileItsToolHangs) {
    addDrive("sdb", 2, "SN-B");
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && runsOf("hdparm") == 2; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && runsOf("hdparm") == 2; })) << log;
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
    unit.unplug("sdb");
-   ASSERT_TRUE(eventually([&] { return state["internalDevicesReady"].GetBool(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["internalDevicesReady"].GetBool(); })) << log;
    EXPECT_EQ(disks().MemberCount(), 1U);
 }
 
@@ -116,7 +131,7 @@ TEST_F(AgentProgramTest, ReadsManyDisksAtOnceWhateverTheSoftLimitOfDescriptors) 
        std::vector<std::string>{"--nofile=40:", AGENT_PROGRAM, "agent", "--config",
                                 folder.string() + "/agent.toml"},
        unit.environment());
-   EXPECT_TRUE(eventually([this] { return state["internalDevicesReady"].GetBool(); }));
+   EXPECT_TRUE(waitInRealTime([this] { return state["internalDevicesReady"].GetBool(); }));
    for (unsigned port = 3; port < 3 + count; ++port)
       EXPECT_TRUE(has(("SN-" + std::string(1, static_cast<char>('a' + port))).c_str())) << port << log;
 }
@@ -126,13 +141,13 @@ TEST_F(AgentProgramTest, EndsAToolThatHangsAndShowsTheDiskUnidentified) {
    unit.tools().hangsIs(Tool::hdparm, "sdb", true);
    toolsKeyIs("timeout = 1");
    start();
-   EXPECT_TRUE(eventually([&] { return has("UDEV-SN-B"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("UDEV-SN-B"); })) << log;
 }
 
 TEST_F(AgentProgramTest, IdentifiesAnNvmeDriveFromALayoutThatTheLibraryDoesNotKnow) {
    addNestedNvmeDrive();
    start();
-   ASSERT_TRUE(eventually([&] { return has("EXN0000000000003"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("EXN0000000000003"); })) << log;
    EXPECT_STREQ(disks()["EXN0000000000003"]["model"].GetString(), "Example NVMe 960");
    EXPECT_EQ(disks()["EXN0000000000003"]["sizeGb"].GetUint(), 960U);
    EXPECT_FALSE(has("UDEV-NVME"));
@@ -142,7 +157,7 @@ TEST_F(AgentProgramTest, LeavesSuchADriveUnidentifiedWithoutTheNvmeFilter) {
    addNestedNvmeDrive();
    toolsKeyIs("nvme_compat = false");
    start();
-   EXPECT_TRUE(eventually([&] { return has("UDEV-NVME"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("UDEV-NVME"); })) << log;
    EXPECT_EQ(log.find("nvme filter"), std::string::npos) << log;
 }
 
@@ -162,7 +177,7 @@ TEST_F(AgentProgramTest, ReportsAMissingNvmeFilterAndContinues) {
 TEST_F(AgentProgramTest, StopsCleanlyWhileAToolRuns) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    start();
-   ASSERT_TRUE(eventually([&] { return runsOf("hdparm") == 1; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return runsOf("hdparm") == 1; })) << log;
    EXPECT_TRUE(std::filesystem::is_socket(kernelSocket));
    EXPECT_EQ(watchingProcesses(), 2U);
    EXPECT_EQ(agent->stop(), "exit code 0");
@@ -177,12 +192,12 @@ TEST_F(AgentProgramTest, RefusesToStartBesideARunningAgent) {
    EXPECT_EQ(second.exitCode, 1);
    EXPECT_EQ(second.text,
              socket + ": another agent answers there; stop it first or set status.socket elsewhere\n");
-   EXPECT_TRUE(eventually([&] { return has("SN-A"); }));
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); }));
 }
 
 TEST_F(AgentProgramTest, ShowsTheTableByStatus) {
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
    Output const status = runProgram("status --socket " + socket);
    EXPECT_EQ(status.exitCode, 0);
    EXPECT_NE(status.text.find("SN-A"), std::string::npos) << status.text;
@@ -213,7 +228,7 @@ TEST_F(AgentProgramTest, NamesKeysThatAreNotServedAtTheStartAndByCheckConfig) {
    config("[log]\ndestination = \"syslog\"\n[history]\nhours = 2\n");
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    start();
-   EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
    for (std::string const line :
         {"log.destination: \"syslog\" is not served in this version; lines go to standard error\n",
          "history: is not served in this version; "}) {

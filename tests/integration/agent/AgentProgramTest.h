@@ -22,6 +22,7 @@
 #include "command/StatusClient.h"
 #include "demo/AgentProcess.h"
 #include "simulation/SimulatedUnit.h"
+#include "tests/support/RealTime.h"
 #include "tests/support/TempDir.h"
 
 struct Output {
@@ -111,9 +112,14 @@ class AgentProgramTest : public testing::Test {
    // there still: that is ended only when `agent` is asked how it ended.
    bool endsBy(int signal) const;
 
-   // Asks until the condition holds of the state, ten seconds at most.
-   bool eventually(std::function<bool()> const & holds,
-                   std::chrono::seconds limit = std::chrono::seconds{10});
+   void readLog();
+   // Answers whether the agent has answered.
+   bool readState();
+   // Reads the state document and the log until the condition holds.
+   bool waitInRealTime(std::function<bool()> const & condition,
+                       std::chrono::seconds limit = std::chrono::seconds{10});
+   // Waits until the agent has written the text to its log.
+   bool logs(std::string const & text, std::chrono::seconds limit = std::chrono::seconds{20});
 
    // Number of processes that were started to see the unit: the agent and all its children.
    std::size_t watchingProcesses() const {

@@ -82,7 +82,7 @@ class ClientsTest : public AgentProgramTest {
 
    // A busy machine takes long over so many samples.
    void awaitHistory(std::size_t bytes) {
-      ASSERT_TRUE(eventually(
+      ASSERT_TRUE(waitInRealTime(
           [&] { return Agent::askAgent(socket, "/api/v1/state?history=all").size() > bytes; }, 60s))
           << log;
    }
@@ -145,7 +145,7 @@ TEST_F(ClientsTest, KeepsServingBesideClientsThatSayNothing) {
 TEST_F(ClientsTest, SpendsNeitherTimeNorMemoryOnSlowReadersOfEverything) {
    addHistory();
    start();
-   ASSERT_TRUE(eventually([&] { return disks().MemberCount() == 24; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return disks().MemberCount() == 24; })) << log;
    // Answers of more than the sockets take up themselves.
    ASSERT_NO_FATAL_FAILURE(awaitHistory(500000));
    long const idle = kilobytes("VmRSS");
@@ -208,14 +208,14 @@ TEST_F(ClientsTest, ServesOrReportsTheReasonAndRestsWhenDescriptorsAreScarce) {
 
 TEST_F(ClientsTest, LeavesDescriptorsToTheToolsInACrowd) {
    startWith("--nofile=48");
-   ASSERT_TRUE(eventually([] { return true; })) << log;
+   ASSERT_TRUE(waitInRealTime([] { return true; })) << log;
    Clients const crowd = clients(100, "/api/v1/state");
    auto const disk = Simulation::sataDisk("sdb", 2, "UDEV-SN-B", "Test Disk", 500118192);
    unit.tools().outputIs(Simulation::Tool::hdparm, "sdb",
                          Simulation::hdparmReport({"sdb", "Test Disk", "SN-B", "F1", 500118192}));
    unit.healthIs(disk, {});
    unit.plug(disk);
-   EXPECT_TRUE(eventually([&] { return has("SN-B"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-B"); })) << log;
    EXPECT_EQ(log.find("Too many open files"), std::string::npos) << log;
 }
 

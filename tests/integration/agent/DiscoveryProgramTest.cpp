@@ -42,17 +42,17 @@ class DiscoveryProgramTest : public AgentProgramTest {
 
 TEST_F(DiscoveryProgramTest, LogsFixedDisksPulledWithoutASerialOnceWithinTwoSeconds) {
    start();
-   ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
    for (unsigned pulls = 1; pulls <= 5; ++pulls) {
       auto const begin = std::chrono::steady_clock::now();
       pullWithoutSerial("sda");
-      ASSERT_TRUE(eventually([&] { return !has("SN-A"); })) << log;
+      ASSERT_TRUE(waitInRealTime([&] { return !has("SN-A"); })) << log;
       EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{2});
       EXPECT_EQ(offlineMessages(), pulls);
       EXPECT_EQ(state["discovery"]["anonymousRemovalCount"].GetUint(), pulls);
       auto const disk = addDrive("sda", 1, "SN-A");
       unit.announce("sda", "add");
-      ASSERT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+      ASSERT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
    }
    EXPECT_EQ(offlineMessages(), 5U);
 }
@@ -64,7 +64,7 @@ TEST_F(DiscoveryProgramTest, ClassifiesEveryDiskInTheEndWithFewDescriptors) {
                ("SN-" + std::to_string(i)).c_str());
    unit.blockdevIs({{".*/ata1/", "drive"}, {".*/ata", "flash"}});
    start(withDescriptors(36));
-   EXPECT_TRUE(eventually([&] {
+   EXPECT_TRUE(waitInRealTime([&] {
       return this->disks().MemberCount() == disks && state["discovery"]["unclassifiedDevices"].ObjectEmpty();
    })) << log;
    EXPECT_NE(log.find(": not classified: it cannot be read: " + Vorn::errorAndRemedy(EMFILE)),
@@ -84,7 +84,8 @@ TEST_F(DiscoveryProgramTest, ReportsBadApplianceFilesAndStallsOnNone) {
          etc + "/blockdev:3: the mount name ../etc names no folder below /mnt",
          etc + "/multidrive: is no regular file: put a text file in its place",
          etc + "/multidrive_src: is no regular file"})
-      EXPECT_TRUE(eventually([&] { return log.find(error) != std::string::npos; })) << error << "\n" << log;
+      EXPECT_TRUE(waitInRealTime([&] { return log.find(error) != std::string::npos; })) << error << "\n"
+                                                                                        << log;
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(checked.exitCode, 2);
    EXPECT_NE(checked.text.find(etc + "/blockdev:2: the pattern [x"), std::string::npos) << checked.text;
@@ -100,7 +101,7 @@ TEST_F(DiscoveryProgramTest, NamesALinkInThePlaceOfTheMountSourcesByAgentAndChec
              std::string::npos)
        << checked.text;
    start();
-   EXPECT_TRUE(eventually([&] {
+   EXPECT_TRUE(waitInRealTime([&] {
       return log.find(place + ": cannot be written (it is a symbolic link") != std::string::npos;
    })) << log;
    EXPECT_FALSE(std::filesystem::exists(folder.path() / "drive"));

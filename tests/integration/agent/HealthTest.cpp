@@ -124,18 +124,18 @@ constexpr char ataRecord[] = R"json({"healthStatusOk": true, "allAttrsPassing": 
 TEST_F(HealthTest, ShowsAnAtaTableAttributeByAttribute) {
    unit.tools().outputIs(Tool::smartctl, "sda", ataReport);
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
    EXPECT_TRUE(isJson(of("smartData", "SN-A"), ataRecord));
 }
 
 TEST_F(HealthTest, ShowsNeitherVerdictNorTableOfADriveWithoutThem) {
    unit.tools().outputIs(Tool::smartctl, "sda", R"({"ata_smart_attributes": {"table": []}})");
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
    EXPECT_TRUE(
        isJson(of("smartData", "SN-A"), R"({"allAttrsPassing": true, "attrs": {}, "unknownAttrs": []})"));
    unit.tools().outputIs(Tool::smartctl, "sda", R"({"smart_status": {"passed": false}})");
-   EXPECT_TRUE(eventually([&] { return of("smartData", "SN-A").HasMember("healthStatusOk"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return of("smartData", "SN-A").HasMember("healthStatusOk"); })) << log;
    EXPECT_FALSE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
 }
 
@@ -150,7 +150,7 @@ TEST_F(HealthTest, ShowsAnNvmeDriveWithItsLogAndItsVerdict) {
    health.mediaErrors = 2;
    unit.healthIs(addNvme(), health);
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme") && isGood("SN-N", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-N", "nvme") && isGood("SN-N", "smartctl"); })) << log;
    EXPECT_TRUE(
        isJson(of("smartData", "SN-N"), R"({"healthStatusOk": true, "attrs": {}, "unknownAttrs": []})"));
    EXPECT_TRUE(isJson(of("nvmeData", "SN-N"), R"({
@@ -182,22 +182,22 @@ TEST_F(HealthTest, ShowsAnEmmcDeviceWithItsRegistersUntilTheyCannotBeRead) {
    worn.preEndOfLife = 2;
    unit.healthIs(device, worn);
    start();
-   ASSERT_TRUE(eventually([&] { return isGood(emmcSerial, "emmc"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood(emmcSerial, "emmc"); })) << log;
    char const * const registers = R"({"lifetimeEstTypA": 3, "lifetimeEstTypB": 3, "preEolInfo": 2})";
    EXPECT_TRUE(isJson(of("emmcData", emmcSerial), registers));
    EXPECT_EQ(reading(emmcSerial, "smartctl"), nullptr);
    unit.attributeDel("mmcblk0", "device/life_time");
-   ASSERT_TRUE(eventually([&] { return !isGood(emmcSerial, "emmc"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !isGood(emmcSerial, "emmc"); })) << log;
    EXPECT_EQ(reason(emmcSerial, "emmc"), "the registers life_time and pre_eol_info cannot be read");
    EXPECT_TRUE(isJson(of("emmcData", emmcSerial), registers));
    unit.healthIs(device, {});
-   EXPECT_TRUE(eventually([&] { return isGood(emmcSerial, "emmc"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isGood(emmcSerial, "emmc"); })) << log;
 }
 
 TEST_F(HealthTest, SamplesUseAndCountsFailedSamples) {
    unit.trafficIs("sda", 1024000, 2048000);
    start();
-   ASSERT_TRUE(eventually([&] { return state["ioStatData"].HasMember("SN-A"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["ioStatData"].HasMember("SN-A"); })) << log;
    EXPECT_EQ(of("ioStatData", "SN-A")[0]["bytesRead"].GetUint64(), 1024000U);
    EXPECT_EQ(of("ioStatData", "SN-A")[0]["bytesWritten"].GetUint64(), 2048000U);
    unit.trafficIs("sda", 4096000, 8192000);
@@ -205,20 +205,20 @@ TEST_F(HealthTest, SamplesUseAndCountsFailedSamples) {
       Json const & history = of("ioStatData", "SN-A");
       return history[history.Size() - 1];
    };
-   ASSERT_TRUE(eventually([&] { return newest()["bytesWritten"].GetUint64() == 8192000; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return newest()["bytesWritten"].GetUint64() == 8192000; })) << log;
    EXPECT_GT(newest()["time"].GetDouble(), of("ioStatData", "SN-A")[0]["time"].GetDouble());
    unit.attributeDel("sda", "stat");
-   ASSERT_TRUE(eventually([&] { return state["ioStatErrors"]["openErrorCount"].GetUint() > 0; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["ioStatErrors"]["openErrorCount"].GetUint() > 0; })) << log;
    unit.attributeIs("sda", "stat", "rubbish");
-   ASSERT_TRUE(eventually([&] { return state["ioStatErrors"]["regexErrorCount"].GetUint() > 0; })) << log;
-   EXPECT_TRUE(eventually([&] {
+   ASSERT_TRUE(waitInRealTime([&] { return state["ioStatErrors"]["regexErrorCount"].GetUint() > 0; })) << log;
+   EXPECT_TRUE(waitInRealTime([&] {
       return reason("SN-A", "iostat") == "the statistics in /sys/block cannot be read";
    })) << log;
 }
 
 TEST_F(HealthTest, ShowsOnlyTheNewestMeasurementsInABoundedAnswer) {
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && of("ioStatData", "SN-A").Size() > 3; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && of("ioStatData", "SN-A").Size() > 3; })) << log;
    rapidjson::Document bounded;
    bounded.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str());
    auto const & history = bounded["ioStatData"]["SN-A"];
@@ -229,17 +229,17 @@ TEST_F(HealthTest, ShowsOnlyTheNewestMeasurementsInABoundedAnswer) {
 
 TEST_F(HealthTest, ChangesNothingAfterABadRunAndReportsIt) {
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
    std::string const good = textOf(of("smartData", "SN-A"));
    unit.tools().outputIs(Tool::smartctl, "sda", "{\"smart_status\": {\"passed\": fal");
-   ASSERT_TRUE(eventually([&] { return reason("SN-A", "smartctl") == "unreadable output"; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return reason("SN-A", "smartctl") == "unreadable output"; })) << log;
    EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
    double const lastGood = (*reading("SN-A", "smartctl"))["lastGood"].GetDouble();
    double const failingSince = (*reading("SN-A", "smartctl"))["failingSince"].GetDouble();
    EXPECT_GT(failingSince, lastGood);
 
    unit.tools().outputDel(Tool::smartctl, "sda");
-   ASSERT_TRUE(eventually([&] { return state["tools"]["failed"].GetUint() > 0; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["failed"].GetUint() > 0; })) << log;
    EXPECT_EQ(reason("SN-A", "smartctl"), "device open failed, or it could not be identified or sleeps");
    EXPECT_EQ((*reading("SN-A", "smartctl"))["failingSince"].GetDouble(), failingSince);
    EXPECT_EQ((*reading("SN-A", "smartctl"))["lastGood"].GetDouble(), lastGood);
@@ -250,14 +250,14 @@ TEST_F(HealthTest, ChangesNothingAfterABadRunAndReportsIt) {
    EXPECT_TRUE(run["failed"].GetBool());
 
    unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
-   EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
 }
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
 
 TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
    std::string const good = textOf(of("smartData", "SN-A"));
    std::string hostile = "[0";
    while (hostile.size() < 3993600)  // as much as a tool may print
@@ -271,13 +271,13 @@ TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
       ASSERT_EQ(prlimit(pid, RLIMIT_AS, &scarce, nullptr), 0);
       unit.tools().outputIs(Tool::smartctl, "sda", hostile);
       std::size_t const runs = runsOf("smartctl");
-      EXPECT_TRUE(eventually([&] { return runsOf("smartctl") > runs + 2; })) << megabytes << log;
+      EXPECT_TRUE(waitInRealTime([&] { return runsOf("smartctl") > runs + 2; })) << megabytes << log;
       ASSERT_TRUE(agent->running()) << megabytes << agent->stop() << log;
       ASSERT_EQ(prlimit(pid, RLIMIT_AS, &before, nullptr), 0);
-      EXPECT_TRUE(eventually([&] { return !reason("SN-A", "smartctl").empty(); })) << megabytes << log;
+      EXPECT_TRUE(waitInRealTime([&] { return !reason("SN-A", "smartctl").empty(); })) << megabytes << log;
       EXPECT_EQ(textOf(of("smartData", "SN-A")), good) << megabytes;
       unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
-      ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << megabytes << log;
+      ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << megabytes << log;
    }
 }
 
@@ -286,7 +286,7 @@ TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
 TEST_F(HealthTest, AcceptsAWholeReportWithAnAcceptedExitBit) {
    unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
    EXPECT_TRUE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
    auto const & run = *lastRun("smartctl", "/dev/sda");
    EXPECT_STREQ(run["meaning"].GetString(), "a command to the disk failed or a checksum was wrong");
@@ -298,7 +298,7 @@ TEST_F(HealthTest, RefusesAWholeReportWithAnExitBitThatIsNotAccepted) {
    unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
    toolsKeyIs("accept_exit_bits = { smartctl = [3] }");
    start();
-   ASSERT_TRUE(eventually([&] { return !reason("SN-A", "smartctl").empty(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !reason("SN-A", "smartctl").empty(); })) << log;
    EXPECT_TRUE(isJson(of("smartData", "SN-A"), R"({"attrs": {}, "unknownAttrs": []})"));
    EXPECT_EQ(reason("SN-A", "smartctl"), "a command to the disk failed or a checksum was wrong");
    EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
@@ -310,10 +310,10 @@ TEST_F(HealthTest, EndsAToolThatHangsAndDelaysNobodyElse) {
    unit.tools().hangsIs(Tool::smartctl, "sda", true);
    toolsKeyIs("timeout = 2");
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-B", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-B", "smartctl"); })) << log;
    EXPECT_EQ(state["tools"]["timedOut"].GetUint(), 0U);
    double const first = (*reading("SN-B", "smartctl"))["lastGood"].GetDouble();
-   ASSERT_TRUE(eventually([&] { return state["tools"]["timedOut"].GetUint() > 0; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["timedOut"].GetUint() > 0; })) << log;
    EXPECT_EQ(reason("SN-A", "smartctl"), "took longer than its limit");
    EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
    EXPECT_GE((*lastRun("smartctl", "/dev/sda"))["seconds"].GetDouble(), 2.0);
@@ -322,15 +322,15 @@ TEST_F(HealthTest, EndsAToolThatHangsAndDelaysNobodyElse) {
    EXPECT_GT(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sdb"), 5U);
    EXPECT_LE(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sda"), 2U);
    unit.tools().hangsIs(Tool::smartctl, "sda", false);
-   EXPECT_TRUE(eventually([&] { return isGood("SN-A", "smartctl"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
 }
 
 TEST_F(HealthTest, DropsTheRecordsOfADiskThatGoes) {
    addNvme();
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme") && isGood("SN-A", "smartctl"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-N", "nvme") && isGood("SN-A", "smartctl"); })) << log;
    unit.unplug("nvme0n1");
-   ASSERT_TRUE(eventually([&] { return !has("SN-N"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !has("SN-N"); })) << log;
    for (char const * key : {"smartData", "nvmeData", "ioStatData", "readings"})
       EXPECT_FALSE(state[key].HasMember("SN-N")) << key;
    EXPECT_TRUE(state["smartData"].HasMember("SN-A"));
@@ -341,7 +341,7 @@ TEST_F(HealthTest, ShowsFiguresAndFailingReadingsByStatus) {
    addNvme();
    unit.tools().outputDel(Tool::nvmeSmartLog, "nvme0n1");
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-A", "smartctl") && !reason("SN-N", "nvme").empty(); }))
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl") && !reason("SN-N", "nvme").empty(); }))
        << log;
    Output const status = runProgram("status --socket " + socket);
    EXPECT_EQ(status.exitCode, 0);
@@ -357,7 +357,7 @@ TEST_F(HealthTest, ShowsFiguresAndFailingReadingsByStatus) {
 
 TEST_F(HealthTest, AppliesReloadedLimitsToAVerdict) {
    auto const verdictIs = [this](char const * word) {
-      return eventually([&] {
+      return waitInRealTime([&] {
          return state["verdicts"].HasMember("SN-A") &&
                 of("verdicts", "SN-A")["verdict"] == Json{rapidjson::StringRef(word)};
       });
@@ -377,9 +377,9 @@ TEST_F(HealthTest, AppliesReloadedLimitsToAVerdict) {
 TEST_F(HealthTest, ShowsARemovedDiskAsAbsentUntilAReload) {
    addNvme();
    start();
-   ASSERT_TRUE(eventually([&] { return isGood("SN-N", "nvme"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-N", "nvme"); })) << log;
    unit.unplug("nvme0n1");
-   ASSERT_TRUE(eventually([&] { return !has("SN-N"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !has("SN-N"); })) << log;
    EXPECT_STREQ(of("verdicts", "SN-N")["verdict"].GetString(), "absent");
    EXPECT_STREQ(of("verdicts", "SN-N")["reasons"][0]["code"].GetString(), "removed");
    EXPECT_EQ(of("figures", "SN-N")["lifeLeft"].GetDouble(), 93);
@@ -387,7 +387,7 @@ TEST_F(HealthTest, ShowsARemovedDiskAsAbsentUntilAReload) {
    EXPECT_NE(table.find("absent"), std::string::npos) << table;
    EXPECT_NE(table.find("SN-N"), std::string::npos) << table;
    signalAgent(SIGHUP);
-   EXPECT_TRUE(eventually([&] { return !state["verdicts"].HasMember("SN-N"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return !state["verdicts"].HasMember("SN-N"); })) << log;
    EXPECT_FALSE(state["figures"].HasMember("SN-N"));
 }
 
@@ -397,7 +397,8 @@ TEST_F(HealthTest, StopsCleanlyWhileToolsRun) {
    unit.tools().hangsIs(Tool::smartctl, "nvme0n1", true);
    unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true);
    start();
-   ASSERT_TRUE(eventually([&] { return runsOf("smartctl") == 2 && runsOf("nvme smart-log") == 1; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return runsOf("smartctl") == 2 && runsOf("nvme smart-log") == 1; }))
+       << log;
    EXPECT_GE(watchingProcesses(), 4U);
    EXPECT_EQ(agent->stop(), "exit code 0");
    EXPECT_EQ(watchingProcesses(), 0U);

@@ -129,7 +129,7 @@ class KernelBurstTest : public AgentProgramTest {
 
 TEST_F(KernelBurstTest, ReadsABurstToItsLastLineAndAnswersMeanwhile) {
    start();
-   ASSERT_TRUE(eventually([&] { return isRecorded("SN-A") && isRecorded("SN-B"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isRecorded("SN-A") && isRecorded("SN-B"); })) << log;
    ASSERT_GE(fcntl(agent->outputDescriptor(), F_SETPIPE_SZ, outputSize), outputSize);
    Burst burst{kernelSocket, "kernel: [   12.500000] ata1: hard resetting link"};
    Burst other{kernelSocket, "kernel: [   12.500000] ata9: hard resetting link"};
@@ -144,7 +144,7 @@ TEST_F(KernelBurstTest, ReadsABurstToItsLastLineAndAnswersMeanwhile) {
 
    ASSERT_TRUE(burst.say("kernel: [   12.500000] ata2: hard resetting link"));
    std::string const error = " error STORAGEDEVICE_IO_ERROR: ";
-   EXPECT_TRUE(eventually([&] { return logged(error + "/dev/sdb ") == 1; })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return logged(error + "/dev/sdb ") == 1; })) << log;
    EXPECT_EQ(logged(error + "/dev/sda "), 1U);
    EXPECT_EQ(logged("Syslog for /dev/sda sent"), burst.errors() - 1) << "of " << burst.lines() << " lines";
 }

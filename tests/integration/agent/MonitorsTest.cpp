@@ -45,7 +45,7 @@ class MonitorsTest : public AgentProgramTest {
    bool isTold(std::string_view name) { return message(name) != nullptr; }
    void startSettled() {
       start();
-      ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+      ASSERT_TRUE(waitInRealTime([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
    }
 
    bool kernelSays(std::string const & line) const {
@@ -66,7 +66,7 @@ class MonitorsTest : public AgentProgramTest {
 
 TEST_F(MonitorsTest, LogsAnExpectedMountWithoutADisk) {
    startSettled();
-   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
    EXPECT_EQ(text("STORAGEDEVICE_DETECTION_ERROR"), "Failed to detect storage device /mnt/flash on bootup.");
    EXPECT_EQ(text("STORAGEDEVICE_PARTITION_NOT_MOUNTED"),
              "Storage device partition /dev/sda not mounted as /mnt/drive");
@@ -80,14 +80,14 @@ TEST_F(MonitorsTest, ChecksAUnitThatIsNotIdentifiedInAMinute) {
    timeScaleIs(30);
    start();
    EXPECT_FALSE(isTold("STORAGEDEVICE_DETECTION_ERROR"));
-   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
 }
 
 TEST_F(MonitorsTest, LogsAFixedDiskThatIsPulled) {
    startSettled();
    unit.unplug("sda");
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_OFFLINE"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_OFFLINE"); })) << log;
    EXPECT_EQ(text("STORAGEDEVICE_OFFLINE"),
              "A removal event occurred unexpectedly for internal storage device SN-A");
    EXPECT_EQ(state["storageDevicesInfo"]["fsList"]["SN-A"]["disconnectCount"].GetUint(), 1U);
@@ -99,14 +99,14 @@ TEST_F(MonitorsTest, LogsAnotherMountInTheDisksPlace) {
    Support::MountedFolder const drive{"/dev/sdz1", "/mnt/drive"};
    ASSERT_TRUE(drive);
    startSettled();
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED"); })) << log;
    EXPECT_EQ(
        text("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED"),
        "Unexpected partition /dev/sdz1 mounted as /mnt/drive. Expected storage device partition /dev/sda "
        "to be mounted instead.");
    Support::MountedFolder const flash{"/dev/sdy1", "/mnt/flash"};
    ASSERT_TRUE(flash);
-   EXPECT_TRUE(eventually([&] { return folder.content("mount-source/flash") == "/dev/sdy1\n"; })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return folder.content("mount-source/flash") == "/dev/sdy1\n"; })) << log;
 }
 
 TEST_F(MonitorsTest, AcceptsTheDisksOwnMount) {
@@ -115,7 +115,7 @@ TEST_F(MonitorsTest, AcceptsTheDisksOwnMount) {
    Support::MountedFolder const drive{"/dev/sda1", "/mnt/drive"};
    ASSERT_TRUE(drive);
    startSettled();
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_DETECTION_ERROR"); })) << log;
    EXPECT_EQ(text("STORAGEDEVICE_UNEXPECTED_PARTITION_MOUNTED") + text("STORAGEDEVICE_PARTITION_NOT_MOUNTED"),
              "");
 }
@@ -128,27 +128,27 @@ TEST_F(MonitorsTest, TestsAFileSystemWithNewTextsInEachRun) {
    auto const cookie = unit.fileSystems().root() / "mnt/drive/debug/healthTestCookie";
    auto const written = [&] { return Support::fileContent(cookie); };
    startSettled();
-   ASSERT_TRUE(eventually([&] { return !written().empty(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !written().empty(); })) << log;
    std::string const first = written();
    EXPECT_EQ(agent->stop(), "exit code 0");
    std::filesystem::remove(cookie);
    startSettled();
-   ASSERT_TRUE(eventually([&] { return !written().empty(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !written().empty(); })) << log;
    EXPECT_NE(written(), first);
 }
 
 TEST_F(MonitorsTest, WaitsForAMissingMountAndThenLogsIt) {
    config("[clock]\ntime_scale = 1000\n", "poll_interval = 86400\n");
    startSettled();
-   ASSERT_TRUE(eventually([&] {
+   ASSERT_TRUE(waitInRealTime([&] {
       return state["mountPoints"]["/mnt/drive"]["initialMountFailuresRemaining"].GetUint() < 12;
    })) << log;
    EXPECT_FALSE(isTold("STORAGEDEVICE_MONITOR_ERROR"));
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_MONITOR_ERROR"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_MONITOR_ERROR"); })) << log;
    EXPECT_EQ(text("STORAGEDEVICE_MONITOR_ERROR"),
              "A test operation (mountPtCheck) encountered an error on /mnt/drive (SN:SN-A Model:Test Disk "
              "Firmware:F1): not mounted");
-   ASSERT_TRUE(eventually([] { return true; }));
+   ASSERT_TRUE(waitInRealTime([] { return true; }));
    auto const & mountPoint = state["mountPoints"]["/mnt/drive"];
    EXPECT_EQ(mountPoint["initialMountFailuresRemaining"].GetUint(), 0U);
    EXPECT_EQ(mountPoint.MemberCount(), 1U);
@@ -157,7 +157,7 @@ TEST_F(MonitorsTest, WaitsForAMissingMountAndThenLogsIt) {
 TEST_F(MonitorsTest, LogsAnErrorThatTheKernelReportsWithItsRemedy) {
    startSettled();
    ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
    Json const & told = *message("STORAGEDEVICE_IO_ERROR");
    EXPECT_STREQ(told["text"].GetString(),
                 "/dev/sda (SN:SN-A Model:Test Disk Firmware:F1) has read or write errors and is unstable.");
@@ -166,7 +166,7 @@ TEST_F(MonitorsTest, LogsAnErrorThatTheKernelReportsWithItsRemedy) {
        "Storage device is reporting problems. This could mean faulty hardware or device reaching end "
        "of life.");
    EXPECT_GT(told["recommendedAction"].GetStringLength(), 20U);
-   ASSERT_TRUE(eventually([] { return true; }));
+   ASSERT_TRUE(waitInRealTime([] { return true; }));
    auto const & record = state["storageDevicesInfo"]["fsList"]["SN-A"];
    EXPECT_STREQ(record["kernelDevName"].GetString(), "sda");
    EXPECT_NEAR(record["syslogTimestamp"].GetDouble(), told["time"].GetDouble(), 1);
@@ -177,11 +177,12 @@ TEST_F(MonitorsTest, LogsAnErrorThatTheKernelReportsWithItsRemedy) {
 TEST_F(MonitorsTest, LogsErrorsOfAStickAsOfARemovableDisk) {
    unit.add(Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
    startSettled();
-   ASSERT_TRUE(eventually([&] { return has("STICK"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("STICK"); })) << log;
    ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sdb, sector 2048"));
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR_EXTERNAL_USB"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_IO_ERROR_EXTERNAL_USB"); })) << log;
    unit.unplug("sdb");
-   EXPECT_TRUE(eventually([&] { return !state["storageDevicesInfo"]["fsList"].HasMember("STICK"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return !state["storageDevicesInfo"]["fsList"].HasMember("STICK"); }))
+       << log;
 }
 
 TEST_F(MonitorsTest, RunsTheRestWithoutAPlaceForTheKernelsSocket) {
@@ -209,7 +210,7 @@ TEST_F(MonitorsTest, UsesASocketOfItsOwnBesideAnotherAgent) {
        << log;
    socket = firstSocket;
    ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
-   EXPECT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
 }
 
 TEST_F(MonitorsTest, KeepsAFileInThePlaceOfTheKernelsSocket) {
@@ -225,12 +226,12 @@ TEST_F(MonitorsTest, ShowsADrivesTemperatureAtItsSensor) {
    timeScaleIs(100,
                "[sensors.Bay1]\noverheat = 45.0\ncritical = 55.0\n[appliance.sensors]\nSN-A = \"Bay1\"\n");
    start();
-   ASSERT_TRUE(eventually([&] { return state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
    EXPECT_STREQ(state["temperature"]["Bay1"]["drive"].GetString(), "SN-A");
    EXPECT_EQ(state["temperature"]["Bay1"]["temperature"].GetDouble(), 34);
    EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");
    heat(48);
-   ASSERT_TRUE(eventually([&] {
+   ASSERT_TRUE(waitInRealTime([&] {
       return state["temperature"]["Bay1"]["alarm"].GetString() == std::string_view{"overheat"};
    })) << log;
    EXPECT_EQ(state["temperature"]["Bay1"]["temperature"].GetDouble(), 48);
@@ -238,7 +239,7 @@ TEST_F(MonitorsTest, ShowsADrivesTemperatureAtItsSensor) {
    EXPECT_NE(status.text.find("warning"), std::string::npos) << status.text;
    EXPECT_NE(status.text.find("too hot: 48 °C"), std::string::npos) << status.text;
    unit.unplug("sda");
-   ASSERT_TRUE(eventually([&] { return !state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
    EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");
 }
 
@@ -252,7 +253,7 @@ TEST_F(MonitorsTest, LogsALifeThatFallsFast) {
       unit.healthIs(drive, health);
    };
    auto const lifeIs = [&](std::int64_t value) {
-      return eventually([&] {
+      return waitInRealTime([&] {
          Json const & of = state["deviceLifetimeChange"];
          return of.HasMember("SN-N") && of["SN-N"]["lastValue"].GetInt64() == value;
       });
@@ -273,7 +274,7 @@ TEST_F(MonitorsTest, LogsALifeThatFallsFast) {
 
 TEST_F(MonitorsTest, ShowsMessagesNewestLastWithTheirRemedy) {
    startSettled();
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
    Output const shown = runProgram("messages --socket " + socket);
    EXPECT_EQ(shown.exitCode, 0);
    std::size_t const first = shown.text.find(
@@ -291,7 +292,7 @@ TEST_F(MonitorsTest, ShowsMessagesNewestLastWithTheirRemedy) {
 
 TEST_F(MonitorsTest, FollowsMessagesAndEndsWithTheAgent) {
    startSettled();
-   ASSERT_TRUE(eventually([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_PARTITION_NOT_MOUNTED"); })) << log;
    FILE * const follower = popen(
        (std::string{AGENT_PROGRAM} + " messages --follow --json --socket " + socket + " 2>&1").c_str(), "r");
    std::array<char, 4096> line{};

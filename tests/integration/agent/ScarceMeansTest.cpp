@@ -48,7 +48,7 @@ class ScarceProcessesTest : public AgentProgramTest {
                                    "--nproc=" + std::to_string(processes) + ":", AGENT_PROGRAM, "agent",
                                    "--config", folder.string() + "/agent.toml"},
           unit.environment());
-      ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer" << log;
+      ASSERT_TRUE(waitInRealTime([] { return true; })) << "the agent does not answer" << log;
    }
    static void giveAway(fs::path const & path) {
       std::error_code ignored;
@@ -62,9 +62,6 @@ class ScarceProcessesTest : public AgentProgramTest {
       std::string const command = asStranger() + "/usr/bin/prlimit --pid=" + std::to_string(agentPid()) +
                                   " --nproc=" + std::to_string(most) + ":";
       ASSERT_EQ(std::system(command.c_str()), 0) << command;
-   }
-   bool says(std::string const & text) {
-      return eventually([&] { return log.find(text) != std::string::npos; }, std::chrono::seconds{20});
    }
    bool isRead() const {
       if (!state["readings"].HasMember("SN-A"))
@@ -80,17 +77,17 @@ TEST_F(ScarceProcessesTest, ReportsCauseAndRemedyOfFailedReadingsAndRecoversWith
    if (std::string const reason = lacking(); !reason.empty())
       GTEST_SKIP() << reason;
    start(1000);
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && isRead(); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && isRead(); })) << log;
    processesAre(2);  // the loop and its watchdog
    ASSERT_TRUE(
-       says(" warning storagedevices: smartctl cannot be started, so its readings fail until it can: " +
+       logs(" warning storagedevices: smartctl cannot be started, so its readings fail until it can: " +
             Vorn::errorAndRemedy(EAGAIN) + "\n"))
        << log;
-   EXPECT_TRUE(eventually([&] { return has("SN-A") && !isRead(); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && !isRead(); })) << log;
    EXPECT_NE(Agent::askAgent(socket, "/healthz").find("\"ok\""), std::string::npos);
    processesAre(1000);
-   ASSERT_TRUE(says(" info storagedevices: smartctl can be started again\n")) << log;
-   EXPECT_TRUE(eventually([&] { return isRead(); })) << log;
+   ASSERT_TRUE(logs(" info storagedevices: smartctl can be started again\n")) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return isRead(); })) << log;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
@@ -100,13 +97,13 @@ TEST_F(ScarceProcessesTest, FindsDisksAndWatchdogOfAnAgentStartedWithoutProcesse
    start(1);
    std::string const why = Vorn::errorAndRemedy(EAGAIN) + "\n";
    ASSERT_TRUE(
-       says(" warning storagedevices: nothing watches the loop for stalls; the next attempt follows: "));
-   ASSERT_TRUE(says(" error storagedevices: /dev/sda: not classified: expr cannot be started: " + why))
+       logs(" warning storagedevices: nothing watches the loop for stalls; the next attempt follows: "));
+   ASSERT_TRUE(logs(" error storagedevices: /dev/sda: not classified: expr cannot be started: " + why))
        << log;
    EXPECT_TRUE(disks().ObjectEmpty());
    processesAre(1000);
-   EXPECT_TRUE(says(" info storagedevices: the loop is watched for stalls now\n")) << log;
-   EXPECT_TRUE(eventually([&] { return has("SN-A") && isRead(); }, std::chrono::seconds{20})) << log;
+   EXPECT_TRUE(logs(" info storagedevices: the loop is watched for stalls now\n")) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && isRead(); }, std::chrono::seconds{20})) << log;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 

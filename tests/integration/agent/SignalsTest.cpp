@@ -18,11 +18,8 @@ class AgentSignalsTest : public AgentProgramTest {
  protected:
    void startReady() {
       start();
-      ASSERT_TRUE(eventually([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); })) << log;
-   }
-   // Whether the agent writes it, in ten seconds.
-   bool says(std::string const & text) {
-      return eventually([&] { return log.find(text) != std::string::npos; });
+      ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && state["internalDevicesReady"].GetBool(); }))
+          << log;
    }
    void reload() const { signalAgent(SIGHUP); }
 };
@@ -43,50 +40,50 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    config("[clock]\ntime_scale = 2\n[trace]\nStorageConnectedDevicesSm = 2\n", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
    reload();
-   EXPECT_TRUE(says(
+   EXPECT_TRUE(logs(
        "info storagedevices: configuration read again: poll_interval, tools.timeout, trace take effect now; "
        "clock.time_scale takes effect at the next start\n"))
        << log;
-   EXPECT_TRUE(eventually([&] { return state["tools"]["runs"].GetUint() > runs + 1; })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return state["tools"]["runs"].GetUint() > runs + 1; })) << log;
    unit.plug(StorageDevices::Simulation::usbDisk("sdb", "1-1.2", "STICK", "Stick", 60000000));
-   EXPECT_TRUE(says(" trace StorageConnectedDevicesSm/2 ")) << log;
+   EXPECT_TRUE(logs(" trace StorageConnectedDevicesSm/2 ")) << log;
    config("", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
    reload();
-   EXPECT_TRUE(says("configuration read again: trace takes effect now\n")) << log;
+   EXPECT_TRUE(logs("configuration read again: trace takes effect now\n")) << log;
 }
 
 TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine) {
    startReady();
    config("[trace]\nNoSuchFacility = 1\n", "poll_interval = 1\n");
    reload();
-   EXPECT_TRUE(says(" error storagedevices: " + folder.string() +
+   EXPECT_TRUE(logs(" error storagedevices: " + folder.string() +
                     "/agent.toml:13: trace.NoSuchFacility: is no trace "
                     "facility; these are "))
        << log;
-   EXPECT_TRUE(says("; the configuration stays as it was\n")) << log;
+   EXPECT_TRUE(logs("; the configuration stays as it was\n")) << log;
    std::filesystem::remove(folder.path() / "agent.toml");
    reload();
    EXPECT_TRUE(
-       says("/agent.toml: cannot be read: No such file or directory; name the file to use with --config; the "
+       logs("/agent.toml: cannot be read: No such file or directory; name the file to use with --config; the "
             "configuration stays as it was\n"))
        << log;
    config("", "");
    reload();
-   EXPECT_TRUE(says("configuration read again: nothing in it has changed\n")) << log;
+   EXPECT_TRUE(logs("configuration read again: nothing in it has changed\n")) << log;
 }
 
 TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
    startReady();
-   ASSERT_TRUE(eventually([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
    unit.unplug("sda");
-   ASSERT_TRUE(eventually([&] { return !has("SN-A"); })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return !has("SN-A"); })) << log;
    ASSERT_TRUE(state["storageDevicesInfo"]["fsList"].HasMember("SN-A"));
    std::string const messages = Agent::askAgent(socket, "/api/v1/messages");
    ASSERT_NE(messages.find("STORAGEDEVICE_OFFLINE"), std::string::npos);
    reload();
-   EXPECT_TRUE(eventually([&] { return state["storageDevicesInfo"]["fsList"].ObjectEmpty(); })) << log;
-   EXPECT_TRUE(says("; disks that are gone and forgotten: 1\n")) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return state["storageDevicesInfo"]["fsList"].ObjectEmpty(); })) << log;
+   EXPECT_TRUE(logs("; disks that are gone and forgotten: 1\n")) << log;
    EXPECT_EQ(Agent::askAgent(socket, "/api/v1/messages").substr(0, messages.size() - 2),
              messages.substr(0, messages.size() - 2));
 }

@@ -32,19 +32,17 @@ class StalledLoopTest : public AgentProgramTest {
    }
    void release() const { std::filesystem::remove(folder.path() / "stalled"); }
 
-   // Waits for a line that matches, twenty seconds at most.
+   // Waits for a line that matches, without asking the agent, which may be stalled.
    bool reports(std::string const & pattern) {
       std::regex const expected{pattern};
-      auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
-      while (!std::regex_search(log, expected)) {
-         if (std::chrono::steady_clock::now() > deadline || !agent->running())
-            return false;
+      auto const isFound = [&] { return std::regex_search(log, expected); };
+      auto const step = [&] {
          pollfd output{agent->outputDescriptor(), POLLIN, 0};
          poll(&output, 1, 100);
-         for (std::string const & line : agent->lines())
-            log += line + "\n";
-      }
-      return true;
+         readLog();
+      };
+      Support::waitInRealTime([&] { return isFound() || !agent->running(); }, step, std::chrono::seconds{20});
+      return isFound();
    }
    rapidjson::Document health() const {
       rapidjson::Document document;

@@ -38,23 +38,23 @@ class ToolTreeTest : public AgentProgramTest {
 
 TEST_F(ToolTreeTest, EndsProcessesThatAToolLeftBehindWithItsRun) {
    start();
-   ASSERT_TRUE(eventually([&] { return has("SN-A") && leftBehind(); })) << log;
-   EXPECT_TRUE(eventually([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && leftBehind(); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
 }
 
 TEST_F(ToolTreeTest, EndsAToolThatPassesItsTimeLimitWithItsProcesses) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    toolsKeyIs("timeout = 1");
    start();
-   ASSERT_TRUE(eventually([&] { return leftBehind() && watchingProcesses() > 2; })) << log;
-   EXPECT_TRUE(eventually([&] { return has("UDEV-SN-A"); })) << log;
-   EXPECT_TRUE(eventually([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
+   ASSERT_TRUE(waitInRealTime([&] { return leftBehind() && watchingProcesses() > 2; })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("UDEV-SN-A"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return watchingProcesses() == 1 && children().empty(); })) << children();
 }
 
 TEST_F(ToolTreeTest, LeavesNothingOfAToolWhenStopped) {
    unit.tools().hangsIs(Tool::hdparm, "sda", true);
    start();
-   ASSERT_TRUE(eventually([&] { return leftBehind() && watchingProcesses() > 2; })) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return leftBehind() && watchingProcesses() > 2; })) << log;
    EXPECT_TRUE(endsBy(SIGTERM));
    EXPECT_EQ(watchingProcesses(), 0U);
    EXPECT_EQ(agent->stop(), "exit code 0");
@@ -64,10 +64,9 @@ TEST_F(ToolTreeTest, CountsLinesThatNobodyReadsInTheState) {
    config("[trace]\nStorageSmartDataMonitorSm = 9\nStorageIOStatSm = 9\n[clock]\ntime_scale = 10000\n",
           "poll_interval = 1\n");
    start();
-   auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
-   do
-      state.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str());
-   while (state["log"]["linesDropped"].GetUint() == 0 && std::chrono::steady_clock::now() < deadline);
+   auto const ask = [&] { state.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str()); };
+   ask();
+   Support::waitInRealTime([&] { return state["log"]["linesDropped"].GetUint() > 0; }, ask);
    EXPECT_GT(state["log"]["linesDropped"].GetUint(), 0U);
    EXPECT_TRUE(state["kernelLines"].ObjectEmpty());
 }
@@ -80,7 +79,7 @@ TEST_F(ToolTreeTest, CountsLinesOfTheKernelWhileTheyAreForwarded) {
    text.replace(text.find(off), off.size(), "forward_kmsg = true");
    folder.fileIs("agent.toml", text);
    signalAgent(SIGHUP);
-   EXPECT_TRUE(eventually([&] { return state["kernelLines"].HasMember("received"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return state["kernelLines"].HasMember("received"); })) << log;
    EXPECT_EQ(state["kernelLines"].MemberCount(), 5U);
 }
 
