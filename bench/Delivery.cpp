@@ -9,15 +9,15 @@ namespace {
 
 constexpr int changesPerRound = 50'000;
 
-// Writes new values; `change` is the mutator, `told` the value that the subscriber has received.
+// Writes new values; `change` is the mutator, `notified` the value that the subscriber has received.
 template <class Change, class Told>
-Bench::Contender contender(Change change, Told told) {
+Bench::Contender contender(Change change, Told notified) {
    constexpr int checked = 1000;
    int value = 0;
    while (value < checked) {
       change(++value);
-      if (told() != value)
-         throw std::runtime_error("a change was not told before its mutator returned");
+      if (notified() != value)
+         throw std::runtime_error("a change was not delivered before its mutator returned");
    }
    return [change, value]() mutable {
       int const first = value;

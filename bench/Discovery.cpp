@@ -3,13 +3,13 @@
 // entry, and for a fixed disk its tool. The tool is the least that a program can be, a shell that prints a
 // report; all of them run at once, beside the rest of the scan.
 //
-// Libudev's look at a disk takes a fifth of a millisecond or more, whoever looks. Beside a single run of such
-// programs that is more than a tenth; from four entries on it is less for fixed disks, and with the eight of
-// an ordinary unit also for removable ones, for which `expr` is all that runs. A thousand tools at once take
-// the kernel more time each than 250 do, which is not discovery's. The preload that simulates a unit makes
-// every look at /sys nearly twice as slow, and libudev looks often. So it is measured without: processes that
-// have a copy of the simulated /sys mounted over their own, which needs the right to make a mount namespace.
-// What the preload would make of it is shown beside.
+// Libudev's reading of a disk takes a fifth of a millisecond or more, in any program. Beside a single run of
+// such programs that is more than a tenth; from four entries on it is less for fixed disks, and with the
+// eight of an ordinary unit also for removable ones, for which `expr` is all that runs. A thousand tools at
+// once take the kernel more time each than 250 do, which is not discovery's. The preload that simulates a
+// unit makes every access of /sys nearly twice as slow, and libudev reads it often. So it is measured
+// without: processes that have a copy of the simulated /sys mounted over their own, which needs the right to
+// make a mount namespace. What the preload would make of it is shown beside.
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>

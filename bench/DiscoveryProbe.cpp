@@ -130,7 +130,7 @@ DiscoveryProbe::Times DiscoveryProbe::discovery(Kind kind) const {
       throw std::runtime_error("discovery has found " + std::to_string(devices->disk.size()) + " disks");
    for (auto const & [name, disk] : devices->disk)
       if ((disk->model() == toldModel) != (kind == Kind::fixed))
-         throw std::runtime_error("the disks are not what their tools tell");
+         throw std::runtime_error("the disks differ from the output of their tools");
    return times;
 }
 

@@ -1,5 +1,5 @@
 // The health monitors beside what they cannot do without: a poll of the I/O statistics beside opening,
-// reading and closing the same files, and the filing of a SMART report beside parsing it and looking up
+// reading and closing the same files, and the storing of a SMART report beside parsing it and finding
 // the same values.
 #include <fcntl.h>
 #include <rapidjson/document.h>
@@ -148,7 +148,7 @@ void file(std::string const & report, DeviceSmartData & record) {
    attrsIs(record, *scratch);
 }
 
-// Parses and looks up what the record takes, and adds it up so that nothing is left out.
+// Parses and finds the values of the record, and adds them up so that none is optimised away.
 std::uint64_t parseAndLookUp(std::string const & report) {
    rapidjson::Document document;
    document.Parse(report.c_str());
@@ -185,7 +185,7 @@ void compareFiling(Bench::Report & report) {
        101);
    if (record->unknownAttr.size() != 8 || record->powerOnHours()->raw != 12346 || sum == 0)
       throw std::runtime_error("the report has not been filed");
-   report.claim("SMART: filing a report of 30 rows beside parse and look-up", rounds, 0, 1, 1.6);
+   report.claim("SMART: storing a report of 30 rows beside parse and look-up", rounds, 0, 1, 1.6);
 }
 
 }  // namespace

@@ -148,7 +148,7 @@ Bench::Contender contender(Sockets const & sockets, Lines const & lines, Work wo
       std::size_t devices = 0;
       double const seconds = Bench::secondsOf([&] { devices = sockets.drain(work); });
       if (work == Work::receiveAndMatch && devices != (isFound ? linesPerRound : 0))
-         throw std::runtime_error("a line was taken for what it is not");
+         throw std::runtime_error("a line was misread");
       return seconds / static_cast<double>(linesPerRound);
    };
 }

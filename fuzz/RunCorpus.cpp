@@ -100,9 +100,9 @@ class Mutator {
    }
 
    std::uint8_t byte() {
-      static constexpr char telling[] = " \t\n\r\0:/-.*$(){}[]\",0\x80\xFF";
-      bool const isTelling = below(2) == 0;
-      return static_cast<std::uint8_t>(isTelling ? telling[below(sizeof(telling) - 1)] : below(256));
+      static constexpr char critical[] = " \t\n\r\0:/-.*$(){}[]\",0\x80\xFF";
+      bool const isCritical = below(2) == 0;
+      return static_cast<std::uint8_t>(isCritical ? critical[below(sizeof(critical) - 1)] : below(256));
    }
 
    void change(Input & input) {

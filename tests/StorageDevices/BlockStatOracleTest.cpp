@@ -1,4 +1,4 @@
-// The reading of stat lines against the regular expression that tells what a stat line is.
+// The reader of stat lines beside the regular expression that defines a stat line.
 #include <gtest/gtest.h>
 
 #include <random>

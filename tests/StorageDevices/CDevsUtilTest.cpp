@@ -44,7 +44,7 @@ TEST_F(BashRegexMatchTest, ReadsThePatternAsABasicRegularExpression) {
    EXPECT_TRUE(bashRegexMatch("aab", "a\\{2\\}b"));
    EXPECT_FALSE(bashRegexMatch("ab", "a|b"));
    EXPECT_TRUE(bashRegexMatch("usb1/1-1", "usb[12]/"));
-   // What a group holds is the result, and an empty one is none.
+   // The text of a group is the result; an empty one is no match.
    EXPECT_TRUE(bashRegexMatch("abc", "\\(a\\)bc"));
    EXPECT_FALSE(bashRegexMatch("abc", "abc\\(x*\\)"));
 }

@@ -318,7 +318,7 @@ TEST_F(DataMonitorSmTest, AllowsItsSubscriberToDropItDuringItsNotification) {
    dropper.reactor.hasNotificationActiveIs(true);
    Vorn::Host::turn();
    EXPECT_FALSE(monitor_);
-   EXPECT_EQ(data_, Serials{"A"}) << "it hears nothing more";
+   EXPECT_EQ(data_, Serials{"A"}) << "it is notified no more";
    Vorn::Host::runFor(200);
 }
 

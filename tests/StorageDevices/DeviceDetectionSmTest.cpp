@@ -146,7 +146,7 @@ TEST_F(DeviceDetectionSmTest, TracesAnUnreadableFileAndLogsNothing) {
 }
 
 TEST_F(DeviceDetectionSmTest, DropsTheRestOfAnOverlongWord) {
-   // A word that is cut in two would be told as the second one, or pass as the disk.
+   // A word cut in two would be logged as the second part, or pass as the disk.
    EXPECT_EQ(loggedFor("/dev/dm-0" + std::string(4087, 'x') + "/dev/sda /dev/dm-1"), notMounted_);
    EXPECT_EQ(traces_.errors(), Texts{});
 }

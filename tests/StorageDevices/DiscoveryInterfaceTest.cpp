@@ -74,7 +74,7 @@ TEST_F(DiscoveryInterfaceTest, AnswersItsConstructorArguments) {
    EXPECT_EQ(detection->devices(), devices);
 }
 
-// Where a disk and its name are told of.
+// Where a disk and its name are published.
 class Order {
  public:
    explicit Order(ConnectedDevices const & devices) {

@@ -27,7 +27,7 @@ class EmmcDataAccessTest : public testing::Test {
       folder.fileIs("pre_eol_info", preEolInfo);
       return read();
    }
-   // What the chip's entry holds: nothing before the first good reading.
+   // The values of the device's record: none before the first good reading.
    std::optional<Registers> stored() const { return NaiveHealth::registersOf(*record); }
 
    Support::TempDir folder;
@@ -72,7 +72,7 @@ TEST_F(EmmcDataAccessTest, StoresNothingFromAnUnreadableText) {
       EXPECT_FALSE(stored()) << preEolInfo;
    }
    EXPECT_EQ(record->reading.count(), 0U);
-   // That is told by the caller; both files were opened.
+   // The caller traces that; both files were opened.
    EXPECT_TRUE(traces.lines().empty());
 }
 
@@ -117,19 +117,19 @@ TEST_F(EmmcDataAccessTest, StoresPreEolInfoFirstAndNotifiesOfChangesAlone) {
          reactor_.on<&Order::handlePreEol>(data.preEolInfo, *this);
          reactor_.hasNotificationActiveIs(true);
       }
-      std::string told;
+      std::string notified;
 
     private:
-      void handleA() { told += 'A'; }
-      void handleB() { told += 'B'; }
-      void handlePreEol() { told += 'P'; }
+      void handleA() { notified += 'A'; }
+      void handleB() { notified += 'B'; }
+      void handlePreEol() { notified += 'P'; }
       Vorn::NotifieeConst reactor_;
    };
    Order order(*record);
    ASSERT_TRUE(read("0x01 0x02", "0x01"));
-   EXPECT_EQ(order.told, "PAB");
+   EXPECT_EQ(order.notified, "PAB");
    ASSERT_TRUE(read("0x01 0x03", "0x01"));
-   EXPECT_EQ(order.told, "PABB");
+   EXPECT_EQ(order.notified, "PABB");
 }
 
 TEST_F(EmmcDataAccessTest, CountsGoodReadings) {

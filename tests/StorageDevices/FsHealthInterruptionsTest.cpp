@@ -1,4 +1,4 @@
-// Whoever is notified of anything that a health test does may stop it there, start it again or let go of it.
+// Any subscriber of a health test may stop, restart or release it in any notification.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -112,7 +112,7 @@ constexpr Way ways[] = {
 class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testing::WithParamInterface<Way> {
  protected:
    FsHealthInterruptionsTest() {
-      Vorn::Host::turn();  // opens what the loop itself holds
+      Vorn::Host::turn();  // opens the descriptors of the loop itself
       before_ = Support::openDescriptors();
    }
 
@@ -162,7 +162,7 @@ class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testin
       EXPECT_EQ(machine_->testClock()->timeMin(), Vorn::Seconds::infinity());
       EXPECT_EQ(Support::openDescriptors(), before_);
    }
-   // Interrupts each notification of a run in turn; `check` is told after each. How many there were.
+   // Interrupts each notification of a run in turn and calls `check` after each. Answers their number.
    template <class Action, class Check>
    int interruptEach(Action const & action, Check const & check) {
       int notified = 0;
@@ -194,9 +194,9 @@ class FsHealthInterruptionsTest : public Support::VirtualTimeTest, public testin
 TEST_P(FsHealthInterruptionsTest, StopsForGoodInAnyNotification) {
    auto const check = [this](Interruption const & interruption) {
       expectStopped();
-      int const heard = interruption.notifications();
+      int const notified = interruption.notifications();
       Vorn::Host::runFor(2 * day);
-      EXPECT_EQ(interruption.notifications(), heard) << "it went on";
+      EXPECT_EQ(interruption.notifications(), notified) << "it went on";
       for (std::string const & error : traces_.errors())
          EXPECT_EQ(error.find("close"), std::string::npos) << error;
    };

@@ -81,7 +81,7 @@ using Texts = std::vector<std::string>;
 class FsHealthLinksTest : public Support::VirtualTimeTest {
  protected:
    FsHealthLinksTest() {
-      Vorn::Host::turn();  // opens what the loop itself holds
+      Vorn::Host::turn();  // opens the descriptors of the loop itself
       before_ = Support::openDescriptors();
       fs::create_directory(elsewhere_);
       folder_.fileIs("elsewhere/precious", precious_);

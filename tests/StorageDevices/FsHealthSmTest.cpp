@@ -54,7 +54,7 @@ using State = FsHealthSmState;
 class FsHealthSmTest : public Support::VirtualTimeTest {
  protected:
    FsHealthSmTest() {
-      Vorn::Host::turn();  // opens what the loop itself holds, whichever test is the first
+      Vorn::Host::turn();  // opens the descriptors of the loop itself, whichever test is the first
       Support::DiskFields{.name = "S1", .mountPoint = folder_.string()}.writeTo(*devices_);
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
    }

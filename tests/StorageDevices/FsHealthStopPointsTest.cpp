@@ -1,4 +1,4 @@
-// Stopped, started or let go of at one certain change, the health test does nothing of what it was about to
+// Stopped, started or released at one certain change, the health test does nothing of what it was about to
 // do.
 #include <gtest/gtest.h>
 

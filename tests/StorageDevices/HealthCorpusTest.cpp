@@ -100,7 +100,7 @@ TEST(HealthCorpusTest, ReadsStatLinesAsTheRegularExpressionDoes) {
    EXPECT_GT(count, 0);
 }
 
-// The contents of the two register files that the samples tell of, in whatever form.
+// The contents of the two register files in the samples, in any form.
 struct CorpusRegisters {
    std::vector<std::string> lifeTime;
    std::vector<std::string> preEolInfo;

@@ -98,7 +98,7 @@ TEST(StorageDevicesInfoTest, MakesARecordOnceAndReplacesItWhenItsArgumentsDiffer
    info->fsListIs("KS0001", "/dev/sdb", "ata3", false);
    EXPECT_FALSE(info->fsList("KS0001")->removable());
    EXPECT_EQ(changes.count(), 4U);
-   EXPECT_EQ(record->blockDevice(), "/dev/sda") << "who holds the old record keeps it as it was";
+   EXPECT_EQ(record->blockDevice(), "/dev/sda") << "users of the old record keep it unchanged";
 }
 
 TEST(StorageDevicesInfoTest, DeletesRecordsOneByOneOrAllAtOnce) {

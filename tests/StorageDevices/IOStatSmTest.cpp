@@ -339,8 +339,8 @@ TEST_F(IOStatSmTest, AllowsItsSubscriberToDropItAtAFailedSample) {
    Vorn::Host::runFor(61);
    EXPECT_FALSE(monitor_);
    Vorn::Host::runFor(200);
-   EXPECT_EQ(history("B").size(), 1U) << "nobody wants the rest of its poll";
-   EXPECT_EQ(history("C").size(), 1U) << "nor is there anybody to hear of the disk that went";
+   EXPECT_EQ(history("B").size(), 1U) << "nobody needs the rest of its poll";
+   EXPECT_EQ(history("C").size(), 1U) << "nor is anybody subscribed to the disk that went";
 }
 
 }  // namespace

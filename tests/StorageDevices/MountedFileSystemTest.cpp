@@ -78,10 +78,10 @@ TEST_F(MountedFileSystemTest, PausesForADayWhenItIsFull) {
    machine_->start();
    fill();
    Vorn::Host::runFor(301);
-   std::vector<std::string> told;
+   std::vector<std::string> notified;
    for (auto const & message : logs_.messages())
-      told.push_back(message.arguments[message.arguments.size() - 1]);
-   EXPECT_EQ(told, (std::vector<std::string>{"has exceeded 85 percent", "No space left on device"}));
+      notified.push_back(message.arguments[message.arguments.size() - 1]);
+   EXPECT_EQ(notified, (std::vector<std::string>{"has exceeded 85 percent", "No space left on device"}));
    std::filesystem::remove(mount_->path() / "fill");
    Vorn::Host::runFor(86400);
    EXPECT_FALSE(machine_->writeTestOk());
@@ -100,9 +100,9 @@ TEST_F(MountedFileSystemTest, RefusesWritesAfterAnError) {
    if (!(trigger << "an error" << std::flush))
       GTEST_SKIP() << "this kernel does not let an error be made";
    std::ofstream const file{mount_->path() / "file"};
-   ASSERT_FALSE(file) << "the kernel goes on writing";
+   ASSERT_FALSE(file) << "the kernel continues to write";
    if (tableLine().find("emergency_ro") == std::string::npos && tableLine().find(" ro,") == std::string::npos)
-      GTEST_SKIP() << "this kernel's mount table does not tell: " << tableLine();
+      GTEST_SKIP() << "this kernel's mount table does not show it: " << tableLine();
    EXPECT_TRUE(query().readOnly);
 }
 

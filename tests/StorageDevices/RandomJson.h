@@ -1,4 +1,4 @@
-// Random JSON: values from lists of telling ones, and the many ways to write one value as text.
+// Random JSON: values from lists of critical ones, and the many ways to write one value as text.
 #pragma once
 
 #include <cstddef>
@@ -207,7 +207,7 @@ class RandomJson {
       space(to);
    }
 
-   // What a JSON text must not hold as it is.
+   // Characters that a JSON text must not contain unescaped.
    inline static std::string const special_ = [] {
       std::string characters = "\"\\";
       for (char c = 0; c < 0x20; ++c)

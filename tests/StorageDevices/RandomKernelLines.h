@@ -1,4 +1,5 @@
-// Lines of at most 160 bytes for comparing readers of the kernel's log. About a third of them tell an error.
+// Lines of at most 160 bytes for comparing readers of the kernel's log. About a third of them report an
+// error.
 #pragma once
 
 #include <algorithm>

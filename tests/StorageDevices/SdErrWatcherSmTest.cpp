@@ -362,16 +362,16 @@ TEST_F(SdErrWatcherSmTest, StopsReadingWhenItIsPastItsTime) {
       time->stepPerReadingIs(0);
       return traces_.count(7, "receivedkernel: [1.2] nothing");
    };
-   EXPECT_EQ(readAt(0.5), 3) << "at the deadline itself it goes on";
+   EXPECT_EQ(readAt(0.5), 3) << "at the deadline itself it continues";
    EXPECT_EQ(readAt(0), 1);
 }
 
 TEST_F(SdErrWatcherSmTest, LosesNoneOfAHundredThousandLinesThatTheSocketAccepted) {
    constexpr int lines = 100000;
    start();
-   int heard = 0;
-   Vorn::Host::traceSinkIs([&heard](Vorn::Host::TraceLine const & trace) {
-      heard += trace.text == "receivedkernel: [1.2] ordinary line " + std::to_string(heard);
+   int received = 0;
+   Vorn::Host::traceSinkIs([&received](Vorn::Host::TraceLine const & trace) {
+      received += trace.text == "receivedkernel: [1.2] ordinary line " + std::to_string(received);
    });
    Sender const sender{path_};
    for (int i = 0; i < lines; ++i)
@@ -379,7 +379,7 @@ TEST_F(SdErrWatcherSmTest, LosesNoneOfAHundredThousandLinesThatTheSocketAccepted
          Vorn::Host::turn();
    Vorn::Host::turn();
    Vorn::Host::traceSinkIs(nullptr);
-   EXPECT_EQ(heard, lines) << "each of them, in their order";
+   EXPECT_EQ(received, lines) << "each of them, in their order";
 }
 
 TEST_F(SdErrWatcherSmTest, RecordsConnectedDisksWithAllThatAMessageNeeds) {

@@ -34,7 +34,7 @@ TEST_F(SeenDevicesTest, KeepsADeviceThatTheScanFound) {
    scan_.serials[seenAt("a", "A")] = "A";
    EXPECT_FALSE(seen_.isGone("A", scan_));
    vanish("a");
-   EXPECT_FALSE(seen_.isGone("A", scan_)) << "its events will tell";
+   EXPECT_FALSE(seen_.isGone("A", scan_)) << "its events will report it";
 }
 
 TEST_F(SeenDevicesTest, ReportsADeviceWhoseFolderIsGone) {

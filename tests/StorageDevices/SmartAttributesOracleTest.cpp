@@ -69,7 +69,7 @@ class AttributeReportMaker {
    std::string text(Value const & value) { return json_.text(value); }
 
  private:
-   // Few, so that several rows of a table want the same field.
+   // Few, so that several rows of a table belong to the same field.
    NaiveSmart::Known const & known() {
       constexpr unsigned neighbours = 4;
       return knownRows[(favourite_ + json_.below(neighbours)) % std::size(knownRows)];

@@ -1,4 +1,4 @@
-// What subscribers of a record are told when a drive's table is read again.
+// The notifications of a record when a drive's table is read again.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ OptionalSmartAttr present(unsigned id, std::int64_t raw) {
    return OptionalSmartAttr::from(attribute(id, raw));
 }
 
-// Follows every attribute of a record: what it was told, and the record as it stood then.
+// Follows every attribute of a record: each notification, and the record at that moment.
 class Subscriber {
  public:
    explicit Subscriber(DeviceSmartData const & data) : data_{data}, unknown{data.unknownAttr} {

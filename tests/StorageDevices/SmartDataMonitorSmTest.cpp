@@ -98,11 +98,11 @@ class SmartDataMonitorSmTest : public Support::ToolMonitorTest {
    Pelm::Ptr<SmartDataMonitorSm> monitor_;
 };
 
-// Notes what of a record is told, in its order.
+// Records the notifications of a record in their order.
 struct RecordWatcher {
-   void handleVerdict() { told.emplace_back("verdict"); }
-   void handleHours() { told.emplace_back("attributes"); }
-   Texts told;
+   void handleVerdict() { notified.emplace_back("verdict"); }
+   void handleHours() { notified.emplace_back("attributes"); }
+   Texts notified;
    Vorn::NotifieeConst reactor;
 };
 
@@ -241,7 +241,7 @@ TEST_F(SmartDataMonitorSmTest, StoresTheVerdictBeforeTheAttributes) {
    watcher.reactor.on<&RecordWatcher::handleHours>(record()->powerOnHours, watcher);
    watcher.reactor.hasNotificationActiveIs(true);
    poll();
-   EXPECT_EQ(watcher.told, (Texts{"verdict", "attributes"}));
+   EXPECT_EQ(watcher.notified, (Texts{"verdict", "attributes"}));
 }
 
 TEST_F(SmartDataMonitorSmTest, EmptiesTheAttributesWithAnEmptyTable) {

@@ -100,7 +100,7 @@ inline std::string text(SmartAttr const & attr) {
 }
 
 inline std::string text(std::optional<bool> flag) {
-   return !flag ? "not told" : *flag ? "yes" : "no";
+   return !flag ? "unknown" : *flag ? "yes" : "no";
 }
 
 inline std::string text(Record const & record) {

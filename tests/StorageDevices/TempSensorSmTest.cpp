@@ -163,7 +163,7 @@ TEST_F(TempSensorSmTest, IgnoresASmartRecordThatIsGone) {
    nvme(40);
    nvme(75);
    gone->temperatureCelsiusIs({});
-   EXPECT_EQ(shown(), 40) << "what is held back was not read again";
+   EXPECT_EQ(shown(), 40) << "the delayed reading was not read again";
 }
 
 TEST_F(TempSensorSmTest, DelaysAnNvmeJumpUntilASecondReadingAgrees) {
@@ -348,7 +348,7 @@ TEST_F(TempSensorSmTest, IgnoresFurtherChangesWhenDroppedWithinItsOwn) {
    dropper.reactor.hasNotificationActiveIs(true);
    monitor_->createTempStatus("S1");
    EXPECT_FALSE(monitor_);
-   EXPECT_EQ(shown(), -999) << "the new sensor of S1 is not told its reading";
+   EXPECT_EQ(shown(), -999) << "the new sensor of S1 does not get its reading";
    EXPECT_FALSE(status("DriveTemp2"));
 }
 
@@ -401,7 +401,7 @@ TEST_F(TempSensorStatusTest, RequiresTheNextReadingToAgreeWithADelayedOne) {
    EXPECT_EQ(read(51), 30);
    EXPECT_EQ(read(90), 30) << "further again from both";
    EXPECT_EQ(read(32), 32) << "back to normal";
-   EXPECT_EQ(read(90), 32) << "what was held back before is forgotten";
+   EXPECT_EQ(read(90), 32) << "the delayed reading is forgotten";
    EXPECT_EQ(read(75), 75);
 }
 

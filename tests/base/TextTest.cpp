@@ -26,13 +26,13 @@ TEST(EscapedTest, EscapesTerminalControls) {
 }
 
 TEST(EscapedTest, EscapesLineSeparatorsAndBidirectionalControls) {
-   std::string const lead = "\xe2";  // apart, since a literal must not itself hold such controls
+   std::string const lead = "\xe2";  // apart, since a literal must not contain such controls
    EXPECT_EQ(escaped(lead + "\x80\xae" + "gpj.exe"), "\\u202egpj.exe");
    EXPECT_EQ(escaped(lead + "\x80\xa8" + lead + "\x81\xa6"), "\\u2028\\u2066");
    EXPECT_EQ(escaped(lead + "\x80\x8f"), "\\u200f");
 }
 
-// The character in UTF-8, which a literal must not itself hold here.
+// The character in UTF-8, which a literal must not contain here.
 std::string utf8(char32_t point) {
    auto const tail = [point](unsigned shift) {
       return static_cast<char>(0x80U | ((point >> shift) & 0x3fU));

@@ -24,7 +24,7 @@ using Agent::Demo::AgentProcess;
 
 class DemoProgramTest : public testing::Test {
  protected:
-   // Reads on until a line holds the text, or to the end.
+   // Reads lines up to one that contains the text, or to the end.
    bool reads(std::string_view wanted) {
       while (demo.outputDescriptor() >= 0) {
          pollfd entry{demo.outputDescriptor(), POLLIN, 0};

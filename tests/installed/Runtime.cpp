@@ -43,7 +43,7 @@ class Machine final : public Pelm::Node {
 
    int changes() const { return changes_; }
    int rings() const { return rings_; }
-   // It watches itself, so it must be told to let go.
+   // It watches itself, so its owner must stop it.
    void detach() { reactor_.notifierIs(nullptr); }
 
  private:

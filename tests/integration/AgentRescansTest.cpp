@@ -39,7 +39,7 @@ class AgentRescansTest : public Support::DiscoveryTest {
          unit_.propertyIs(name, property, "");
       unit_.announce(name, "remove");
    }
-   // Not until nothing is left to do: a clock that goes on for ever always has something.
+   // Not until nothing is left to do: a clock that is always armed again never ends.
    static void handleSome() { Vorn::Host::runFor(0.01); }
    std::ptrdiff_t scans() const { return traces_.count(2, " enumerating devices"); }
    // How many come while that much virtual time passes.

@@ -36,7 +36,7 @@ class DiscoveryFailureTest : public Support::DiscoveryTest {
    }
 };
 
-// A netlink socket that has lost messages: its next reader is told ENOBUFS, as the reader of udev's
+// A netlink socket that has lost messages: its next reader gets ENOBUFS, as the reader of udev's
 // is when events come faster than it reads. -1 without the right to join a group.
 int overflownSocket() {
    sockaddr_nl group{};

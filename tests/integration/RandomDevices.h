@@ -1,5 +1,5 @@
 // Random units, and a naive reading of discovery's rules to compare discovery with. The reading is slow,
-// uses nothing of the library and is meant to be held against the rules line by line.
+// uses nothing of the library and is meant to be compared with the rules line by line.
 #pragma once
 
 #include <map>
@@ -20,11 +20,11 @@ using Support::DiskFields;
 // A device with what the simulated unit needs and what the reading of the rules needs to know.
 struct Device {
    StorageDevices::Simulation::Disk disk;
-   std::map<std::string, std::string> properties;  // as udev tells them; what is not here is absent
+   std::map<std::string, std::string> properties;  // as udev has them; others are absent
    std::optional<std::string> sectors;
    std::optional<DiskFields> report;      // what the tool for it reads, if it reads anything
-   std::optional<DiskFields> chip;        // what its register holds, if that can be read
-   std::optional<std::string> linkModel;  // what its link by id tells
+   std::optional<DiskFields> chip;        // the contents of its register, if that can be read
+   std::optional<std::string> linkModel;  // from its link by id
 };
 
 struct Rules {

@@ -1,4 +1,4 @@
-// What a rescan makes of disks that went, came or changed while nobody was told.
+// Rescans after disks went, came or changed without an event.
 #include <gtest/gtest.h>
 
 #include "StorageDevices/DeviceDetectionSm.h"
@@ -191,7 +191,7 @@ TEST_F(RescanTest, ReadsADiskThatChangedUnseenAgain) {
    unit_.sectorsIs("sda", 937703088);
    rescanAndSettle();
    EXPECT_EQ(disk("STICK").sizeGb, 32U);
-   EXPECT_EQ(unit_.tools().runs().size(), 2U) << "a changed fixed disk is identified anew";
+   EXPECT_EQ(unit_.tools().runs().size(), 2U) << "a changed fixed disk is identified again";
 }
 
 TEST_F(RescanTest, ReplacesADiskThatWentUnseenByTheOneInItsPlace) {

@@ -202,7 +202,7 @@ TEST_F(DiscoveryScarceMeansTest, KeepsAKnownDiskThatARescanCannotReadAndReadsItB
    }
    EXPECT_EQ(serials(), (Serials{{"X", "Y"}, {"STICK", "STICK"}, {"FIRST", "FIRST"}}));
    EXPECT_EQ(disk("STICK").sizeGb, 16U);
-   EXPECT_TRUE(sm_->unclassifiedDevice.empty()) << "it is classified, if not anew";
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty()) << "it stays classified";
    rescanAndSettle();
    EXPECT_EQ(disk("STICK").sizeGb, 32U);
 }

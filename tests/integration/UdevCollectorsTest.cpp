@@ -20,7 +20,7 @@ class UdevCollectorTest : public testing::Test {
  protected:
    using Factory = Pelm::Ptr<DiskInfoCollectorSm> (*)(Pelm::Ptr<ConnectedDisk const> const &, udev_device *);
 
-   // The udev device is gone when the collector is looked at.
+   // The udev device is gone when the collector is used.
    DiskFields collected(Factory factory, Disk const & disk) {
       unit_.add(disk);
       auto const collector = factory(disk_.make(), udev_.device(unit_.sysPath(disk.name)).get());

@@ -46,7 +46,7 @@ class WallClockTest : public Support::DiscoveryTest {
    }
 
    Support::TempDir folder_;
-   // Taken for the kernel's by whoever opens that.
+   // Opened in place of the kernel's log.
    fs::path kernelLog_ = fs::path{unit_.environment().at("UMOCKDEV_DIR")} / "dev/kmsg";
    std::fstream kernel_;
    Support::LogRecorder logs_;

@@ -75,7 +75,7 @@ class Store : public Pelm::Node {
    Vorn::Attribute<int, Store> bell{*this, "bell"};
    void bellIs(int value) { bell.valueIs(value); }
 
-   // All that the store holds, in words.
+   // The contents of the store as text.
    std::string contents() const {
       std::string text = std::to_string(price().number()) + ":";
       for (auto const & [key, value] : shelf)
@@ -112,7 +112,7 @@ class AllOrNothingTest : public testing::Test {
 
    // Makes the change with memory for no copy, for one, for two and so on until it succeeds.
    void expectAllOrNothing(std::function<void()> const & change, std::string const & after,
-                           std::string const & heard) {
+                           std::string const & events) {
       std::string const before = store_->contents();
       int refusals = 0;
       for (;; ++refusals) {
@@ -125,7 +125,7 @@ class AllOrNothingTest : public testing::Test {
          ASSERT_EQ(heard_, std::vector<std::string>{}) << "with memory for " << refusals << " copies";
       }
       EXPECT_EQ(store_->contents(), after);
-      EXPECT_EQ(heard_, std::vector<std::string>{heard});
+      EXPECT_EQ(heard_, std::vector<std::string>{events});
       refusals_ = refusals;
    }
 

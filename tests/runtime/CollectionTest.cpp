@@ -14,7 +14,7 @@ namespace {
 
 using RuntimeTest::House;
 using RuntimeTest::Watcher;
-using Heard = std::vector<std::string>;
+using Events = std::vector<std::string>;
 
 TEST(CollectionTest, AddsReplacesAndDeletesByKey) {
    auto const house = Pelm::make<House>();
@@ -35,8 +35,8 @@ TEST(CollectionTest, AddsReplacesAndDeletesByKey) {
 
 TEST(CollectionTest, NotifiesOfEachKeyAndNothingElse) {
    auto const house = Pelm::make<House>();
-   Heard heard;
-   Watcher const watcher{house, heard, "w"};
+   Events events;
+   Watcher const watcher{house, events, "w"};
    house->lampIs("hall", 1);
    house->lampIs("hall", 1);
    house->lampIs("hall", 2);
@@ -44,20 +44,20 @@ TEST(CollectionTest, NotifiesOfEachKeyAndNothingElse) {
    house->lampIs("attic", 5);
    house->lampDelAll();
    house->lampDelAll();
-   EXPECT_EQ(heard, (Heard{"w:lamp hall none>1", "w:lamp hall 1>2", "w:lamp attic none>5",
-                           "w:lamp hall 2>none", "w:lamp attic 5>none"}));
+   EXPECT_EQ(events, (Events{"w:lamp hall none>1", "w:lamp hall 1>2", "w:lamp attic none>5",
+                             "w:lamp hall 2>none", "w:lamp attic 5>none"}));
 }
 
 TEST(CollectionTest, DeletesMembersByTheirOwnKey) {
    auto const house = Pelm::make<House>();
    for (char const * const name : {"hall", "attic", "cellar"})
       house->lampIs(name, 1);
-   Heard heard;
-   Watcher const watcher{house, heard, "w"};
+   Events events;
+   Watcher const watcher{house, events, "w"};
    for (auto const member : house->lamp)
       house->lampDel(member.key);
    EXPECT_TRUE(house->lamp.empty());
-   EXPECT_EQ(heard.size(), 3U);
+   EXPECT_EQ(events.size(), 3U);
 }
 
 TEST(CollectionTest, ReadsReplacedValuesAndRecognisesStaleMembersInAWalk) {
@@ -101,13 +101,13 @@ TEST(CollectionTest, OwnsItsMembersAndReleasesThem) {
 
 TEST(CollectionTest, AllowsTheDeletionOfMembersDuringTheirNotification) {
    auto const house = Pelm::make<House>();
-   Heard heard;
-   Watcher first{house, heard, "1"};
-   Watcher const second{house, heard, "2"};
+   Events events;
+   Watcher first{house, events, "1"};
+   Watcher const second{house, events, "2"};
    first.then = [&] { house->lampDel("hall"); };
    house->lampIs("hall", 1);
-   EXPECT_EQ(heard,
-             (Heard{"1:lamp hall none>1", "2:lamp hall none>1", "1:lamp hall 1>none", "2:lamp hall 1>none"}));
+   EXPECT_EQ(events, (Events{"1:lamp hall none>1", "2:lamp hall none>1", "1:lamp hall 1>none",
+                             "2:lamp hall 1>none"}));
    EXPECT_TRUE(house->lamp.empty());
 }
 
@@ -117,18 +117,18 @@ TEST(CollectionTest, AllowsItsOwnerToGoWhileAllIsDeleted) {
    House * const bare = house.get();
    for (char const * const name : {"hall", "attic", "cellar"})
       bare->lampIs(name, 1);
-   Heard heard;
-   Watcher watcher{house, heard, "w"};
+   Events events;
+   Watcher watcher{house, events, "w"};
    watcher.then = [&] {
       watcher.reactor.notifierIs(nullptr);
       house = nullptr;
    };
    bare->lampDelAll();
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard.size(), 1U);
+   EXPECT_EQ(events.size(), 1U);
 }
 
-// Keeps its own copy of a collection from what it is told.
+// Keeps a copy of a collection by its notifications.
 class Mirror {
  public:
    explicit Mirror(Pelm::Ptr<House> const & house) {
@@ -158,7 +158,7 @@ class Mirror {
 TEST(CollectionTest, KeepsMirrorsInStepWhateverOtherHandlersChange) {
    std::mt19937 random{5};
    auto const house = Pelm::make<House>();
-   Heard heard;
+   Events events;
    int budget = 0;
    auto const change = [&] {
       Pelm::String const name{std::to_string(random() % 8)};
@@ -167,7 +167,7 @@ TEST(CollectionTest, KeepsMirrorsInStepWhateverOtherHandlersChange) {
       else
          house->lampIs(name, static_cast<int>(random() % 4));
    };
-   Watcher meddler{house, heard, "m"};
+   Watcher meddler{house, events, "m"};
    meddler.then = [&] {
       for (; budget > 0 && random() % 4 != 0; --budget)
          change();

@@ -18,19 +18,19 @@ namespace {
 
 using RuntimeTest::House;
 using RuntimeTest::Watcher;
-using Heard = std::vector<std::string>;
+using Events = std::vector<std::string>;
 
 class DeliveryTest : public testing::Test {
  protected:
    Pelm::Ptr<House> house = Pelm::make<House>();
-   Heard heard;
+   Events events;
 };
 
 TEST_F(DeliveryTest, NotifiesOfTheOutermostChangeBeforeItsMutatorReturns) {
-   Watcher const first{house, heard, "1"};
-   Watcher const second{house, heard, "2"};
+   Watcher const first{house, events, "1"};
+   Watcher const second{house, events, "2"};
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "2:door 0>1"}));
    EXPECT_FALSE(Pelm::delivery.busy());
 }
 
@@ -47,31 +47,31 @@ TEST_F(DeliveryTest, RaisesWithARemedyWhenSubscribedBeforeTheNotifierIsSet) {
 }
 
 TEST_F(DeliveryTest, NotifiesNobodyOfAWriteOfTheStoredValue) {
-   Watcher const watcher{house, heard, "w"};
+   Watcher const watcher{house, events, "w"};
    house->doorIs(0);
    house->visitsInc(0);
-   EXPECT_TRUE(heard.empty());
+   EXPECT_TRUE(events.empty());
    house->visitsInc(3);
    EXPECT_EQ(house->visits(), 3U);
-   EXPECT_TRUE(heard.empty()) << "nobody subscribed to visits";
+   EXPECT_TRUE(events.empty()) << "nobody subscribed to visits";
 }
 
 TEST_F(DeliveryTest, NotifiesAllOfChangesMadeInHandlersInOrder) {
-   Watcher first{house, heard, "1"};
-   Watcher second{house, heard, "2"};
+   Watcher first{house, events, "1"};
+   Watcher second{house, events, "2"};
    first.then = [&] {
       if (house->door() < 3)
          house->doorIs(house->door() + 1);
    };
    house->doorIs(1);
-   EXPECT_EQ(heard,
-             (Heard{"1:door 0>1", "2:door 0>1", "1:door 1>2", "2:door 1>2", "1:door 2>3", "2:door 2>3"}));
+   EXPECT_EQ(events,
+             (Events{"1:door 0>1", "2:door 0>1", "1:door 1>2", "2:door 1>2", "1:door 2>3", "2:door 2>3"}));
    EXPECT_EQ(house->door(), 3);
 }
 
 TEST_F(DeliveryTest, KeepsTheCommonOrderOfChangesOfSeveralAttributes) {
-   Watcher first{house, heard, "1"};
-   Watcher const second{house, heard, "2"};
+   Watcher first{house, events, "1"};
+   Watcher const second{house, events, "2"};
    first.then = [&] {
       first.then = {};
       house->lampIs("hall", 1);
@@ -80,81 +80,81 @@ TEST_F(DeliveryTest, KeepsTheCommonOrderOfChangesOfSeveralAttributes) {
       house->lampDel("hall");
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1", "1:lamp hall none>1", "2:lamp hall none>1",
-                           "1:guest 0 none>Ann", "2:guest 0 none>Ann", "1:door 1>2", "2:door 1>2",
-                           "1:lamp hall 1>none", "2:lamp hall 1>none"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "2:door 0>1", "1:lamp hall none>1", "2:lamp hall none>1",
+                             "1:guest 0 none>Ann", "2:guest 0 none>Ann", "1:door 1>2", "2:door 1>2",
+                             "1:lamp hall 1>none", "2:lamp hall 1>none"}));
 }
 
 TEST_F(DeliveryTest, ShowsTheNewValueToItsSubscribers) {
    int seen = 0;
-   Watcher const watcher{house, heard, "w", [&] { seen = house->door(); }};
+   Watcher const watcher{house, events, "w", [&] { seen = house->door(); }};
    house->doorIs(5);
    EXPECT_EQ(seen, 5);
 }
 
 TEST_F(DeliveryTest, AllowsASubscriberToUnsubscribeItself) {
-   Watcher first{house, heard, "1"};
-   Watcher const second{house, heard, "2"};
+   Watcher first{house, events, "1"};
+   Watcher const second{house, events, "2"};
    first.then = [&] { first.reactor.notifierIs(nullptr); };
    house->doorIs(1);
    house->doorIs(2);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1", "2:door 1>2"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "2:door 0>1", "2:door 1>2"}));
 }
 
 TEST_F(DeliveryTest, AllowsASubscriberToDestroyOneBeforeItAndOneAfterIt) {
-   auto first = std::make_unique<Watcher>(house, heard, "1");
-   Watcher second{house, heard, "2"};
-   auto third = std::make_unique<Watcher>(house, heard, "3");
-   Watcher const fourth{house, heard, "4"};
+   auto first = std::make_unique<Watcher>(house, events, "1");
+   Watcher second{house, events, "2"};
+   auto third = std::make_unique<Watcher>(house, events, "3");
+   Watcher const fourth{house, events, "4"};
    second.then = [&] {
       first.reset();
       third.reset();
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1", "4:door 0>1"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "2:door 0>1", "4:door 0>1"}));
    house->doorIs(2);
-   EXPECT_EQ(heard.size(), 5U);
+   EXPECT_EQ(events.size(), 5U);
 }
 
 TEST_F(DeliveryTest, AllowsASubscriberToDestroyEverybodyAndItself) {
    std::vector<std::unique_ptr<Watcher>> all;
    for (char const * const name : {"1", "2", "3"})
-      all.push_back(std::make_unique<Watcher>(house, heard, name));
+      all.push_back(std::make_unique<Watcher>(house, events, name));
    all[1]->then = [&] { all.clear(); };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "2:door 0>1"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "2:door 0>1"}));
    EXPECT_FALSE(house->door.publisher().hasSubscribers());
 }
 
 TEST_F(DeliveryTest, SkipsANewSubscriberInTheChangeThatMadeIt) {
-   Watcher first{house, heard, "1"};
+   Watcher first{house, events, "1"};
    std::unique_ptr<Watcher> late;
    first.then = [&] {
       if (!late)
-         late = std::make_unique<Watcher>(house, heard, "late");
+         late = std::make_unique<Watcher>(house, events, "late");
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1"}));
    house->doorIs(2);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "1:door 1>2", "late:door 1>2"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "1:door 1>2", "late:door 1>2"}));
 }
 
 TEST_F(DeliveryTest, SkipsANewSubscriberInAChangeThatWasQueuedBeforeIt) {
-   Watcher first{house, heard, "1"};
+   Watcher first{house, events, "1"};
    std::unique_ptr<Watcher> late;
    first.then = [&] {
       first.then = {};
       house->doorIs(2);
-      late = std::make_unique<Watcher>(house, heard, "late");
+      late = std::make_unique<Watcher>(house, events, "late");
       house->doorIs(3);
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "1:door 1>2", "1:door 2>3", "late:door 2>3"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "1:door 1>2", "1:door 2>3", "late:door 2>3"}));
 }
 
 TEST_F(DeliveryTest, NotifiesAReactorSwitchedOffAndOnOnlyOfLaterChanges) {
-   Watcher first{house, heard, "1"};
-   Watcher second{house, heard, "2"};
+   Watcher first{house, events, "1"};
+   Watcher second{house, events, "2"};
    first.then = [&] {
       first.then = {};
       house->doorIs(2);
@@ -163,10 +163,10 @@ TEST_F(DeliveryTest, NotifiesAReactorSwitchedOffAndOnOnlyOfLaterChanges) {
       house->doorIs(3);
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1", "1:door 1>2", "1:door 2>3", "2:door 2>3"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1", "1:door 1>2", "1:door 2>3", "2:door 2>3"}));
    second.reactor.hasNotificationActiveIs(false);
    house->doorIs(4);
-   EXPECT_EQ(heard.back(), "1:door 3>4");
+   EXPECT_EQ(events.back(), "1:door 3>4");
    EXPECT_FALSE(second.reactor.hasNotificationActive());
 }
 
@@ -174,25 +174,25 @@ TEST_F(DeliveryTest, AllowsASubscriberToDropTheLastPointerToTheNotifier) {
    bool gone = false;
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
-   Watcher first{brief, heard, "1"};
-   Watcher second{brief, heard, "2"};
+   Watcher first{brief, events, "1"};
+   Watcher second{brief, events, "2"};
    first.then = [&] {
       bare->doorIs(2);
       brief = nullptr;
       first.reactor.notifierIs(nullptr);
       second.reactor.notifierIs(nullptr);
-      EXPECT_FALSE(gone) << "it lives until the change is told";
+      EXPECT_FALSE(gone) << "it lives until the change is delivered";
    };
    bare->doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1"}));
+   EXPECT_EQ(events, (Events{"1:door 0>1"}));
 }
 
 TEST_F(DeliveryTest, DestroysANotifierWithoutUsersAfterAllAreNotified) {
    bool gone = false;
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
-   Watcher first{brief, heard, "1"};
+   Watcher first{brief, events, "1"};
    first.then = [&] {
       brief = nullptr;
       first.reactor.notifierIs(nullptr);
@@ -208,7 +208,7 @@ TEST_F(DeliveryTest, KeepsANotifierThatGetsANewUserWhileItNotifies) {
    auto brief = Pelm::make<House>(gone);
    House * const bare = brief.get();
    Pelm::Ptr<House> again;
-   Watcher first{brief, heard, "1"};
+   Watcher first{brief, events, "1"};
    first.then = [&] {
       brief = nullptr;
       first.reactor.notifierIs(nullptr);
@@ -224,8 +224,8 @@ TEST_F(DeliveryTest, KeepsTheNotifierOfAQueuedChangeUntilItIsDelivered) {
    bool gone = false;
    auto other = Pelm::make<House>(gone);
    House * const bare = other.get();
-   auto watcher = std::make_unique<Watcher>(other, heard, "other");
-   Watcher const first{house, heard, "1", [&] {
+   auto watcher = std::make_unique<Watcher>(other, events, "other");
+   Watcher const first{house, events, "1", [&] {
                           bare->doorIs(1);
                           other = nullptr;
                           watcher.reset();
@@ -233,34 +233,34 @@ TEST_F(DeliveryTest, KeepsTheNotifierOfAQueuedChangeUntilItIsDelivered) {
                        }};
    house->doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"1:door 0>1"})) << "the delivery to a gone subscriber is dropped";
+   EXPECT_EQ(events, (Events{"1:door 0>1"})) << "the delivery to a gone subscriber is dropped";
 }
 
 TEST_F(DeliveryTest, AllowsAReactorToDestroyItselfWithQueuedDeliveries) {
-   auto own = std::make_unique<Watcher>(house, heard, "own");
-   Watcher const other{house, heard, "other"};
+   auto own = std::make_unique<Watcher>(house, events, "own");
+   Watcher const other{house, events, "other"};
    own->then = [&] {
       house->doorIs(2);
       house->lampIs("hall", 1);
       own.reset();
    };
    house->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"own:door 0>1", "other:door 0>1", "other:door 1>2", "other:lamp hall none>1"}));
+   EXPECT_EQ(events, (Events{"own:door 0>1", "other:door 0>1", "other:door 1>2", "other:lamp hall none>1"}));
 }
 
 TEST_F(DeliveryTest, NotifiesAMovedReactorOnlyOfItsNewNotifier) {
    auto const other = Pelm::make<House>();
-   Watcher watcher{house, heard, "w"};
+   Watcher watcher{house, events, "w"};
    watcher.reactor.notifierIs(other);
    watcher.reactor.on<&Watcher::handleDoor>(other->door, watcher);
    house->doorIs(1);
    other->doorIs(2);
-   EXPECT_EQ(heard, (Heard{"w:door 0>2"}));
+   EXPECT_EQ(events, (Events{"w:door 0>2"}));
    EXPECT_TRUE(watcher.reactor.notifier() == other);
    EXPECT_EQ(house->useCount(), 1U);
    watcher.reactor.notifierIs(other);
    other->doorIs(3);
-   EXPECT_EQ(heard.size(), 2U) << "attached to the same one again, it keeps its subscriptions";
+   EXPECT_EQ(events.size(), 2U) << "attached to the same one again, it keeps its subscriptions";
 }
 
 TEST_F(DeliveryTest, DeliversAChangeMadeByTheEndOfAQueuedNotifier) {
@@ -271,16 +271,16 @@ TEST_F(DeliveryTest, DeliversAChangeMadeByTheEndOfAQueuedNotifier) {
    };
    Pelm::Ptr<House> last = Pelm::make<Last>(house);
    House * const bare = last.get();
-   auto watcher = std::make_unique<Watcher>(last, heard, "last");
+   auto watcher = std::make_unique<Watcher>(last, events, "last");
    auto const trigger = Pelm::make<House>();
-   Watcher const own{house, heard, "own"};
-   Watcher const first{trigger, heard, "t", [&] {
+   Watcher const own{house, events, "own"};
+   Watcher const first{trigger, events, "t", [&] {
                           bare->doorIs(1);
                           last = nullptr;
                           watcher.reset();
                        }};
    trigger->doorIs(1);
-   EXPECT_EQ(heard, (Heard{"t:door 0>1", "own:door 0>99"}));
+   EXPECT_EQ(events, (Events{"t:door 0>1", "own:door 0>99"}));
 }
 
 class Failing {
@@ -299,18 +299,18 @@ class Failing {
 };
 
 TEST_F(DeliveryTest, NotifiesTheOthersAndTheFailureSinkWhenAHandlerRaises) {
-   Heard failures;
+   Events failures;
    Vorn::Host::failureSinkIs([&](std::string_view machine, std::string_view what) {
       failures.push_back(std::string{machine} + " - " + std::string{what});
    });
-   Watcher const before{house, heard, "before"};
+   Watcher const before{house, events, "before"};
    Failing const failing{house};
-   Watcher const after{house, heard, "after"};
+   Watcher const after{house, events, "after"};
    house->doorIs(1);
    house->lampIs("hall", 1);
    Vorn::Host::failureSinkIs(nullptr);
-   EXPECT_EQ(heard, (Heard{"before:door 0>1", "after:door 0>1", "before:lamp hall none>1",
-                           "after:lamp hall none>1"}));
+   EXPECT_EQ(events, (Events{"before:door 0>1", "after:door 0>1", "before:lamp hall none>1",
+                             "after:lamp hall none>1"}));
    ASSERT_EQ(failures.size(), 2U);
    EXPECT_NE(failures[0].find("Failing - the hinge broke"), std::string::npos) << failures[0];
    EXPECT_NE(failures[1].find("Failing - an exception that is no std::exception"), std::string::npos);
@@ -352,7 +352,7 @@ static_assert(!fits<&Shapes::view, Lamp>, "nor are keys");
 
 class EveryShape {
  public:
-   EveryShape(Pelm::Ptr<House> const & house, Heard & heard) : heard_{heard} {
+   EveryShape(Pelm::Ptr<House> const & house, Events & events) : heard_{events} {
       reactor_.notifierIs(house);
       reactor_.on<&EveryShape::nothing>(house->lamp, *this);
       reactor_.on<&EveryShape::key>(house->lamp, *this);
@@ -373,15 +373,15 @@ class EveryShape {
    }
    void index(std::size_t index) { heard_.push_back("index " + std::to_string(index)); }
 
-   Heard & heard_;
+   Events & heard_;
    Vorn::NotifieeConst reactor_;
 };
 
 TEST_F(DeliveryTest, CallsHandlersOfNothingKeyChangeOrBoth) {
-   EveryShape const shapes{house, heard};
+   EveryShape const shapes{house, events};
    house->lampIs("hall", 4);
    house->guestPush("Ann");
-   EXPECT_EQ(heard, (Heard{"nothing", "key hall", "change 4", "hall 4", "index 0"}));
+   EXPECT_EQ(events, (Events{"nothing", "key hall", "change 4", "hall 4", "index 0"}));
 }
 
 TEST_F(DeliveryTest, CountsReactorsWhileRegistered) {

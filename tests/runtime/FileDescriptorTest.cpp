@@ -55,7 +55,7 @@ class Pipe {
    std::array<int, 2> ends_{-1, -1};
 };
 
-// Watches one descriptor, counts what it is told, and does what the test asks.
+// Watches one descriptor, counts its notifications, and runs an action of the test.
 class Reader {
  public:
    explicit Reader(int fd, std::function<void()> atReady = {}) : then{std::move(atReady)} {
@@ -67,12 +67,12 @@ class Reader {
    }
 
    Pelm::Ptr<FileDescriptor> const watched = Pelm::make<FileDescriptor>("reader");
-   int told = 0;
+   int notified = 0;
    std::function<void()> then;
 
  private:
    void handleReadable() {
-      ++told;
+      ++notified;
       if (auto const next = then)
          next();
    }
@@ -96,7 +96,7 @@ TEST_F(FileDescriptorTest, NotifiesAtEveryTurnWhileReadable) {
    pipe.fill();
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 2);
+   EXPECT_EQ(reader.notified, 2);
    EXPECT_EQ(reader.watched->readableCount(), 2U);
    pipe.drain();
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
@@ -145,7 +145,7 @@ TEST_F(FileDescriptorTest, ReportsAHangUpAsReadable) {
    Reader const reader{pipe.reader()};
    pipe.closeWriter();
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
 }
 
 TEST_F(FileDescriptorTest, ReportsALostReaderAsWritable) {
@@ -167,7 +167,7 @@ TEST_F(FileDescriptorTest, StopsWritingAtOnceWhenAReadHandlerEndsIt) {
    reader.watched->notifyOnWritableIs(true);
    reader.then = [&] { reader.watched->notifyOnWritableIs(false); };
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
    EXPECT_EQ(reader.watched->writableCount(), 0U);
    reader.watched->descriptorIs(-1);
    close(ends[0]);
@@ -182,7 +182,7 @@ TEST_F(FileDescriptorTest, SkipsTheWriteHandlerOfADescriptorReleasedInTheReadHan
    descriptor->descriptorIs(ends[0]);
    descriptor->notifyOnReadableIs(true);
    descriptor->notifyOnWritableIs(true);
-   int told = 0;
+   int notified = 0;
    class Leaver {
     public:
       Leaver(Pelm::Ptr<FileDescriptor> & watched, int & count) : watched_{watched}, count_{count} {
@@ -201,9 +201,9 @@ TEST_F(FileDescriptorTest, SkipsTheWriteHandlerOfADescriptorReleasedInTheReadHan
       Pelm::Ptr<FileDescriptor> & watched_;
       int & count_;
       Vorn::NotifieeConst reactor_;
-   } const leaver{descriptor, told};
+   } const leaver{descriptor, notified};
    Vorn::Host::turn();
-   EXPECT_EQ(told, 1);
+   EXPECT_EQ(notified, 1);
    EXPECT_FALSE(descriptor);
    close(ends[0]);
    close(ends[1]);
@@ -213,8 +213,8 @@ TEST_F(FileDescriptorTest, SkipsHandlersWhoseWatchEndedInTheSameTurn) {
    Pipe const first;
    Pipe const second;
    std::vector<std::unique_ptr<Reader>> readers;
-   int told = 0;
-   // Whichever is told first ends the other's watch, each time in another way.
+   int notified = 0;
+   // The first notified reader ends the other's watch, each time in another way.
    std::vector<std::function<void(Reader &)>> const ways{
        [](Reader & other) { other.watched->notifyOnReadableIs(false); },
        [](Reader & other) { other.watched->descriptorIs(-1); }};
@@ -222,16 +222,16 @@ TEST_F(FileDescriptorTest, SkipsHandlersWhoseWatchEndedInTheSameTurn) {
    second.fill();
    for (auto const & way : ways) {
       readers.clear();
-      told = 0;
+      notified = 0;
       for (Pipe const * const pipe : {&first, &second})
          readers.push_back(std::make_unique<Reader>(pipe->reader()));
       for (std::size_t i = 0; i < 2; ++i)
          readers[i]->then = [&, i] {
-            ++told;
+            ++notified;
             way(*readers[1 - i]);
          };
       Vorn::Host::turn();
-      EXPECT_EQ(told, 1);
+      EXPECT_EQ(notified, 1);
    }
 }
 
@@ -240,15 +240,15 @@ TEST_F(FileDescriptorTest, AllowsTheHandlersOfAnotherAndOfItselfToDestroyIt) {
    Pipe const second;
    first.fill();
    second.fill();
-   int told = 0;
+   int notified = 0;
    std::vector<std::unique_ptr<Reader>> readers;
    for (Pipe const * const pipe : {&first, &second})
       readers.push_back(std::make_unique<Reader>(pipe->reader(), [&] {
-         ++told;
+         ++notified;
          readers.clear();
       }));
    Vorn::Host::turn();
-   EXPECT_EQ(told, 1);
+   EXPECT_EQ(notified, 1);
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
@@ -262,13 +262,13 @@ TEST_F(FileDescriptorTest, NotifiesOnlyTheNewWatcherOfANumberClosedAndReused) {
    Reader const fresh{number};
    reused.fill();
    Vorn::Host::turn();
-   EXPECT_EQ(fresh.told, 1);
-   EXPECT_EQ(stale->told, 0);
+   EXPECT_EQ(fresh.notified, 1);
+   EXPECT_EQ(stale->notified, 0);
    stale->watched->notifyOnWritableIs(true);
    EXPECT_EQ(traces.size(), 1U) << "the number is somebody else's by now";
    stale.reset();
    Vorn::Host::turn();
-   EXPECT_EQ(fresh.told, 2);
+   EXPECT_EQ(fresh.notified, 2);
 }
 
 TEST_F(FileDescriptorTest, RestartsTheWatchWhenTheSameNumberIsSetAgain) {
@@ -281,7 +281,7 @@ TEST_F(FileDescriptorTest, RestartsTheWatchWhenTheSameNumberIsSetAgain) {
    reader.watched->descriptorIs(number);
    reused.fill();
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
 }
 
 TEST_F(FileDescriptorTest, RestartsAChangedWatchOfAReopenedNumber) {
@@ -293,7 +293,7 @@ TEST_F(FileDescriptorTest, RestartsAChangedWatchOfAReopenedNumber) {
    reader.watched->notifyOnWritableIs(true);
    reused.fill();
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
    EXPECT_TRUE(traces.empty());
 }
 
@@ -314,19 +314,19 @@ TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    Reader const reader{file};
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
    reader.watched->notifyOnReadableIs(true);
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 1) << "it was on already";
+   EXPECT_EQ(reader.notified, 1) << "it was on already";
    reader.watched->notifyOnReadableIs(false);
    reader.watched->notifyOnReadableIs(true);
    Vorn::Host::turn();
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 2);
+   EXPECT_EQ(reader.notified, 2);
    reader.watched->notifyOnWritableIs(true);
    Vorn::Host::turn();
    EXPECT_EQ(reader.watched->writableCount(), 1U);
-   EXPECT_EQ(reader.told, 2);
+   EXPECT_EQ(reader.notified, 2);
    reader.watched->descriptorIs(-1);
    close(file);
 }
@@ -339,7 +339,7 @@ TEST_F(FileDescriptorTest, NotifiesOfTheNextRegularFileAgain) {
    reader.watched->descriptorIs(second);
    Vorn::Host::turn();
    Vorn::Host::turn();
-   EXPECT_EQ(reader.told, 2);
+   EXPECT_EQ(reader.notified, 2);
    reader.watched->descriptorIs(-1);
    close(first);
    close(second);
@@ -356,8 +356,8 @@ TEST_F(FileDescriptorTest, SkipsAnUnpollableOneSwitchedOffOrDestroyedBeforeItsTu
    auto victim = std::make_unique<Reader>(file);
    second.then = [&] { victim.reset(); };
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
-   EXPECT_EQ(off.told, 0);
-   EXPECT_EQ(second.told, 1);
+   EXPECT_EQ(off.notified, 0);
+   EXPECT_EQ(second.notified, 1);
    close(file);
 }
 
@@ -373,14 +373,15 @@ TEST_F(FileDescriptorTest, NotifiesInRotationWhenATurnCannotHandleAll) {
       pipes.back()->fill();
       readers.push_back(std::make_unique<Reader>(pipes.back()->reader()));
    }
-   auto const told = [](auto const & reader) { return reader->told; };
+   auto const notified = [](auto const & reader) { return reader->notified; };
    Vorn::Host::turn();
-   EXPECT_LT(std::ranges::count(readers, 1, told), 1500) << "a turn is bounded";
+   EXPECT_LT(std::ranges::count(readers, 1, notified), 1500) << "a turn is bounded";
    for (int turn = 0; turn < 40; ++turn)
       Vorn::Host::turn();
-   auto const [least, most] = std::ranges::minmax_element(readers, {}, told);
-   EXPECT_GE((*least)->told, 4);
-   EXPECT_LE((*most)->told - (*least)->told, 1) << "nobody is told twice before all are told once";
+   auto const [least, most] = std::ranges::minmax_element(readers, {}, notified);
+   EXPECT_GE((*least)->notified, 4);
+   EXPECT_LE((*most)->notified - (*least)->notified, 1)
+       << "nobody is notified twice before all are notified once";
 }
 
 TEST_F(FileDescriptorTest, StarvesNeitherOthersNorTheClocksWhenBusy) {
@@ -392,8 +393,8 @@ TEST_F(FileDescriptorTest, StarvesNeitherOthersNorTheClocksWhenBusy) {
    Vorn::Host::turn();
    rare.fill();
    Vorn::Host::turn();
-   EXPECT_EQ(busyReader.told, 2);
-   EXPECT_EQ(rareReader.told, 1);
+   EXPECT_EQ(busyReader.notified, 2);
+   EXPECT_EQ(rareReader.notified, 1);
 }
 
 TEST_F(FileDescriptorTest, TracesASecondWatcherOfANumberAndDoesNotWatchIt) {
@@ -406,7 +407,7 @@ TEST_F(FileDescriptorTest, TracesASecondWatcherOfANumberAndDoesNotWatchIt) {
    Vorn::Host::turn();
    second.reset();
    Vorn::Host::turn();
-   EXPECT_EQ(first.told, 2) << "the first keeps its watch";
+   EXPECT_EQ(first.notified, 2) << "the first keeps its watch";
 }
 
 TEST_F(FileDescriptorTest, TracesANumberThatIsNotOpen) {
@@ -478,7 +479,7 @@ TEST(RealTimeDescriptorsTest, WakesAWaitingLoop) {
    Reader const reader{pipe.reader()};
    pipe.fill();
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
-   EXPECT_EQ(reader.told, 1);
+   EXPECT_EQ(reader.notified, 1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// An entity with an attribute of each kind, and reactors that write down what they are told.
+// An entity with an attribute of each kind, and reactors that record their notifications.
 #pragma once
 
 #include <cstddef>
@@ -53,14 +53,14 @@ inline std::string text(Vorn::Optional<Pelm::String> const & value) {
    return value ? value->str() : "none";
 }
 
-// Watches a house, writes what it hears into a list, and then does what it was asked to do.
+// Watches a house, adds its notifications to a list, and then runs an action of the test.
 class Watcher {
  public:
    using Then = std::function<void()>;
 
-   Watcher(Pelm::Ptr<House> const & house, std::vector<std::string> & heard, std::string name,
+   Watcher(Pelm::Ptr<House> const & house, std::vector<std::string> & events, std::string name,
            Then action = {})
-       : name_{std::move(name)}, heard_{heard}, then{std::move(action)} {
+       : name_{std::move(name)}, heard_{events}, then{std::move(action)} {
       reactor.notifierIs(house);
       reactor.on<&Watcher::handleDoor>(house->door, *this);
       reactor.on<&Watcher::handleLamp>(house->lamp, *this);

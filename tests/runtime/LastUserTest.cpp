@@ -16,13 +16,13 @@ namespace {
 
 using RuntimeTest::House;
 using RuntimeTest::Watcher;
-using Heard = std::vector<std::string>;
+using Events = std::vector<std::string>;
 
 // A machine as those of the library: it watches a house, has a clock, and publishes attributes of its own. It
 // neither stops its reactors nor keeps itself whole: the runtime does.
 class Machine : public House {
  public:
-   Machine(Pelm::Ptr<House> const & watched, Heard & heard, bool & gone) : House{gone}, heard_{heard} {
+   Machine(Pelm::Ptr<House> const & watched, Events & events, bool & gone) : House{gone}, heard_{events} {
       reactor_.notifierIs(watched);
       reactor_.on<&Machine::handleWatched>(watched->door, *this);
       reactor_.hasNotificationActiveIs(true);
@@ -42,14 +42,15 @@ class Machine : public House {
       doorIs(door() + 1);
    }
 
-   Heard & heard_;
+   Events & heard_;
    Vorn::Clock::Notifiee<&Machine::handleClock> clock_{*this, 1005};
    Vorn::NotifieeConst reactor_;
 };
 
 class LastUserTest : public Support::VirtualTimeTest {
  protected:
-   // What the host does when it is told: lets go of the machine, then changes what the machine watched.
+   // The host's reaction to a notification: it releases the machine, then changes the node that the machine
+   // watched.
    void letGo() {
       host.reactor.notifierIs(nullptr);
       machine = nullptr;
@@ -57,12 +58,12 @@ class LastUserTest : public Support::VirtualTimeTest {
       watched->doorIs(watched->door() + 10);
    }
 
-   Heard heard;
+   Events events;
    bool gone = false;
    Pelm::Ptr<House> watched = Pelm::make<House>();
-   Pelm::Ptr<Machine> machine = Pelm::make<Machine>(watched, heard, gone);
+   Pelm::Ptr<Machine> machine = Pelm::make<Machine>(watched, events, gone);
    House & bare = *machine;
-   Watcher host{machine, heard, "host"};
+   Watcher host{machine, events, "host"};
 };
 
 TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesInTheMachinesOwnChange) {
@@ -70,37 +71,37 @@ TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesInTheMachinesOwnChange) {
    bare.doorIs(1);
    EXPECT_TRUE(gone);
    Vorn::Host::runFor(100);
-   EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"host:door 0>1", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, LeavesOthersToBeNotifiedOfTheChange) {
-   auto other = std::make_unique<Watcher>(machine, heard, "other");
+   auto other = std::make_unique<Watcher>(machine, events, "other");
    host.then = [&] { letGo(); };
-   // It watches, so it is a user; it lets go when it has been told.
+   // It watches, so it is a user; it releases the machine after its notification.
    other->then = [&] { other->reactor.notifierIs(nullptr); };
    bare.doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"host:door 0>1", "other:door 0>1", "machine:zombie"}))
+   EXPECT_EQ(events, (Events{"host:door 0>1", "other:door 0>1", "machine:zombie"}))
        << "the house changed while the other was still its user, and the news were dropped with it";
 }
 
 TEST_F(LastUserTest, StopsReactorsAtOnceWhenItGoesWhileAChangeIsQueued) {
    Pelm::Ptr<House> const trigger = Pelm::make<House>();
-   Watcher const first{trigger, heard, "trigger", [&] {
+   Watcher const first{trigger, events, "trigger", [&] {
                           watched->doorIs(5);  // both are queued behind the trigger's change
                           bare.doorIs(1);
                           letGo();
                        }};
    trigger->doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"trigger:door 0>1", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"trigger:door 0>1", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, KeepsTheMachineWholeToTheEndOfItsOwnHandler) {
    host.then = [&] { letGo(); };
    watched->doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"machine:watched", "host:door 0>1", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"machine:watched", "host:door 0>1", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, LeavesTheClocksHandlerWholeWhenItGoesWithin) {
@@ -113,21 +114,21 @@ TEST_F(LastUserTest, LeavesTheClocksHandlerWholeWhenItGoesWithin) {
 TEST_F(LastUserTest, FinishesTheDeletionOfAllMembersWhenItGoesWithin) {
    bare.lampIs("a", 1);
    bare.lampIs("b", 2);
-   heard.clear();
+   events.clear();
    host.then = [&] { letGo(); };
    bare.lampDelAll();
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"host:lamp a 1>none", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"host:lamp a 1>none", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, FinishesTheEmptyingOfAQueueWhenItGoesWithin) {
    bare.guestPush("a");
    bare.guestPush("b");
-   heard.clear();
+   events.clear();
    host.then = [&] { letGo(); };
    bare.guestPopAll();
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"host:guest 0 a>none", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"host:guest 0 a>none", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, KeepsReactorsOffWhenTheMachineGetsANewUser) {
@@ -142,7 +143,7 @@ TEST_F(LastUserTest, KeepsReactorsOffWhenTheMachineGetsANewUser) {
    EXPECT_TRUE(again->nodeFlag(Pelm::Node::Flag::zombie));
    again = nullptr;
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"host:door 0>1", "machine:zombie"})) << "it is torn down once";
+   EXPECT_EQ(events, (Events{"host:door 0>1", "machine:zombie"})) << "it is torn down once";
 }
 
 TEST_F(LastUserTest, DoesNotCountAScopeThatKeepsTheMachineAlive) {
@@ -183,7 +184,7 @@ TEST_F(LastUserTest, CountsAScopeThatKeepsTheMachineAliveWhileThreadsAreEnabled)
 }
 
 TEST(NodeOnStackTest, PublishesAndCanBeKeptAlive) {
-   Heard heard;
+   Events events;
    House house;
    Vorn::NotifieeConst const reactor;
    { Pelm::KeepAlive const keepAlive{house}; }

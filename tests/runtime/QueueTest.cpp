@@ -11,7 +11,7 @@ namespace {
 
 using RuntimeTest::House;
 using RuntimeTest::Watcher;
-using Heard = std::vector<std::string>;
+using Events = std::vector<std::string>;
 
 TEST(QueueTest, KeepsItsElementsInOrder) {
    auto const house = Pelm::make<House>();
@@ -48,23 +48,23 @@ TEST(QueueTest, RaisesOutOfRangeAndAtTheEndsOfAnEmptyOne) {
 
 TEST(QueueTest, NotifiesOfEachChangeWithItsIndex) {
    auto const house = Pelm::make<House>();
-   Heard heard;
-   Watcher const watcher{house, heard, "w"};
+   Events events;
+   Watcher const watcher{house, events, "w"};
    house->guestPush("Ann");
    house->guestPush("Bob");
    house->guestIs(1, "Cid");
    house->guestIs(1, "Cid");
    house->guestPopAll();
-   EXPECT_EQ(heard, (Heard{"w:guest 0 none>Ann", "w:guest 1 none>Bob", "w:guest 1 Bob>Cid",
-                           "w:guest 0 Ann>none", "w:guest 0 Cid>none"}));
+   EXPECT_EQ(events, (Events{"w:guest 0 none>Ann", "w:guest 1 none>Bob", "w:guest 1 Bob>Cid",
+                             "w:guest 0 Ann>none", "w:guest 0 Cid>none"}));
 }
 
 TEST(QueueTest, KeepsElementsThatArePushedWhileAllArePopped) {
    auto const house = Pelm::make<House>();
-   Heard heard;
+   Events events;
    house->guestPush("Ann");
    house->guestPush("Bob");
-   Watcher watcher{house, heard, "w"};
+   Watcher watcher{house, events, "w"};
    watcher.then = [&] {
       if (house->guest.size() == 1 && house->guest.front() == "Bob")
          house->guestPush("late");
@@ -78,17 +78,17 @@ TEST(QueueTest, AllowsItsOwnerToGoWhileItIsEmptied) {
    bool gone = false;
    auto house = Pelm::make<House>(gone);
    House * const bare = house.get();
-   Heard heard;
+   Events events;
    bare->guestPush("Ann");
    bare->guestPush("Bob");
-   Watcher watcher{house, heard, "w"};
+   Watcher watcher{house, events, "w"};
    watcher.then = [&] {
       watcher.reactor.notifierIs(nullptr);
       house = nullptr;
    };
    bare->guestPopAll();
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"w:guest 0 Ann>none"}));
+   EXPECT_EQ(events, (Events{"w:guest 0 Ann>none"}));
 }
 
 }  // namespace

@@ -137,7 +137,7 @@ TEST_F(ScarceMeansTest, NamesNoReasonForARunThatFailedByItself) {
    EXPECT_EQ(reason(), "");
 }
 
-// A machine whose handler wants memory when there is none.
+// A machine whose handler allocates memory when there is none.
 class Hungry {
  public:
    explicit Hungry(Pelm::Ptr<RuntimeTest::House> const & house) {

@@ -39,7 +39,7 @@ class Counted : public Node {
        : destroyed_{destroyed}, tornDown_{tornDown} {}
    ~Counted() override { ++destroyed_; }
    void vornDoZombieReactors(bool) override { ++tornDown_; }
-   int payload = 0;  // plain: whoever reads it after the last drop would race with the destructor
+   int payload = 0;  // plain: a reader after the last drop would race with the destructor
 
  private:
    std::atomic<int> & destroyed_;
@@ -89,7 +89,7 @@ TEST_F(ThreadsTest, DestroysTheNodeOnceAtTheLastDropOnAnyThread) {
    }
 }
 
-// A node that hands itself out while it is torn down, to a thread that lets go at about the same time.
+// A node that hands itself out while it is torn down, to a thread that drops it at about the same time.
 class Escaping : public Node {
  public:
    Escaping(std::atomic<int> & destroyed, std::atomic<Node *> & way) : destroyed_{destroyed}, way_{way} {}
@@ -143,8 +143,8 @@ TEST_F(ThreadsTest, KeepsTheNotifierOfAChangeUntilItIsDelivered) {
    bool gone = false;
    auto house = Pelm::make<RuntimeTest::House>(gone);
    RuntimeTest::House * const bare = house.get();
-   std::vector<std::string> heard;
-   RuntimeTest::Watcher watcher{house, heard, "w"};
+   std::vector<std::string> events;
+   RuntimeTest::Watcher watcher{house, events, "w"};
    watcher.then = [&] {
       watcher.reactor.notifierIs(nullptr);
       std::thread{[&] { house = nullptr; }}.join();
@@ -152,7 +152,7 @@ TEST_F(ThreadsTest, KeepsTheNotifierOfAChangeUntilItIsDelivered) {
    };
    bare->doorIs(1);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard.size(), 1U);
+   EXPECT_EQ(events.size(), 1U);
 }
 
 }  // namespace

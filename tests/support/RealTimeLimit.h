@@ -1,5 +1,5 @@
 // Ends the program when a test takes longer than it may in real time: a turn that never ends would otherwise
-// hold the whole program until CTest kills it, with nobody knowing in which test.
+// stall the whole program until CTest kills it, without the name of the test.
 #pragma once
 
 #include <gtest/gtest.h>

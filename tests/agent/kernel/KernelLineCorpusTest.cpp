@@ -17,7 +17,7 @@ namespace {
 namespace TestData = StorageDevices::TestData;
 using Support::deviceByExpressions;
 
-// As the forwarder writes them: some were taken with their priority.
+// As the forwarder writes them: some were recorded with their priority.
 std::vector<std::string> corpusLines() {
    std::vector<std::string> lines;
    std::istringstream stream;
@@ -66,7 +66,7 @@ TEST(KernelLineCorpusTest, NamesTheDeviceOfEveryErrorAndOfNothingElse) {
       if (verdict == expected.end()) {
          EXPECT_EQ(after, "") << number << ": " << line;
       } else if (after != device) {
-         std::cout << number << " tells of " << device << ", taken for '" << after << "': " << line << "\n";
+         std::cout << number << " names " << device << ", read as '" << after << "': " << line << "\n";
       }
       right += !device.empty() && after == device ? 1 : 0;
       rightBefore += !device.empty() && before == device ? 1 : 0;

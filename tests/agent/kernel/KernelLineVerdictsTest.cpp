@@ -41,7 +41,7 @@ TEST(KernelLineVerdictsTest, NamesTheExpectedDeviceOrNobodyForUnseenLines) {
    EXPECT_EQ(count, 306U);
 }
 
-// The log of a file system over several devices, and what its comments tell of them.
+// The log of a file system over several devices, and the expectations in its comments.
 class Log {
  public:
    explicit Log(std::string const & name) {

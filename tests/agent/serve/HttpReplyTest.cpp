@@ -26,7 +26,7 @@ HttpAnswer documentOf(std::vector<std::string> pieces) {
    return {200, "text/x-test", {}, std::make_unique<FixedPieces>(std::move(pieces))};
 }
 
-// All of it, taken so many bytes at a time.
+// The whole reply, read in parts of so many bytes.
 std::string textOf(HttpReply reply, std::size_t step = SIZE_MAX) {
    std::string text;
    for (std::string_view next = reply.front(); !next.empty(); next = reply.front()) {

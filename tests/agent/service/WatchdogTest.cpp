@@ -45,7 +45,7 @@ class WatchdogTest : public testing::Test, protected Support::PipedLog {
  protected:
    WatchdogTest() {
       setenv("NOTIFY_SOCKET", socket.name().c_str(), 1);
-      Vorn::Host::turn(0);  // what the loop did last, whoever ran it, was just now
+      Vorn::Host::turn(0);  // the latest turn of the loop, in any test, ended just now
    }
    ~WatchdogTest() override {
       unsetenv("NOTIFY_SOCKET");

@@ -29,7 +29,7 @@ class StrayProcessesTest : public Support::VirtualTimeTest {
       child->start(true, true);
       return child;
    }
-   // A script that writes the number of its process to a file and goes on as that one.
+   // A script that writes its process number to a file and continues in the same process.
    std::string numbered(std::string const & file, std::string const & process) const {
       std::string const path = folder.string() + "/" + file;
       return "echo $$ >" + path + ".new; mv " + path + ".new " + path + "; " + process;

@@ -58,7 +58,7 @@ TEST_F(ToolRunsTest, KeepsTheLatestWithTheTimeOfTheirEnd) {
    EXPECT_EQ(runs.runs(), 100U);
 }
 
-// Publishes a run while it is told of one, as a monitor may.
+// Publishes a run while it is notified of one, as a monitor may.
 class Publishing {
  public:
    explicit Publishing(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker) : tracker_{std::move(tracker)} {

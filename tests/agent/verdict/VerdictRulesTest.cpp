@@ -29,7 +29,7 @@ OptionalSmartAttr lifeAttr(std::uint8_t percent) {
    return OptionalSmartAttr::from(attr);
 }
 
-// One test a row of the table: the record that makes it hold, and one beside it that does not.
+// One test per row of the table: a record to which it applies, and a similar one to which it does not.
 class VerdictRulesTest : public Support::UnitOfRecords {
  protected:
    void diskIs(unsigned char bus = BusType::sata) {

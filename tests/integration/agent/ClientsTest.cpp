@@ -1,5 +1,5 @@
 // What clients can do to the running program: crowd in, read slowly, ask for all of it where memory or
-// descriptors are scarce. It goes on answering.
+// descriptors are scarce. It continues to answer.
 
 #include <gtest/gtest.h>
 #include <poll.h>

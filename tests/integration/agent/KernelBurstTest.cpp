@@ -1,5 +1,5 @@
-// What the running program does while the kernel says more than anybody can listen to: it goes on answering,
-// and hears every line that its socket has taken.
+// The running program while the kernel writes more than it can read: it continues to answer, and reads every
+// line that its socket has accepted.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -29,11 +29,11 @@ constexpr unsigned fewestLines = 100000;
 constexpr unsigned fewestAnswers = 20;
 constexpr unsigned linesPerError = 20;
 constexpr int outputSize = 1 << 20;  // what may be traced of them between two questions
-// An answer takes three turns at most: to accept, to read and to write. The kernel's lines hold each for half
+// An answer takes three turns at most: to accept, to read and to write. The kernel's lines delay each by half
 // a second.
 constexpr std::chrono::milliseconds longestWait{2000};
 
-// Says lines as fast as they are taken, from a thread of its own, until it is ended.
+// Sends lines as fast as they are accepted, from a thread of its own, until it is ended.
 class Burst {
  public:
    Burst(std::string const & path, std::string error) : error_{std::move(error)} {
@@ -66,7 +66,7 @@ class Burst {
       return send(fd_, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
    }
 
-   // Until a line is not taken.
+   // Until a line is not accepted.
    bool isGoing() const { return connected_; }
    unsigned lines() const { return lines_; }
    unsigned errors() const { return errors_; }
@@ -139,7 +139,7 @@ TEST_F(KernelBurstTest, ReadsABurstToItsLastLineAndAnswersMeanwhile) {
    burst.end();
    other.end();
    ASSERT_TRUE(burst.isGoing() && other.isGoing())
-       << "after " << burst.lines() + other.lines() << " lines one was not taken";
+       << "after " << burst.lines() + other.lines() << " lines one was not accepted";
    EXPECT_LT(slowest, longestWait);
 
    ASSERT_TRUE(burst.say("kernel: [   12.500000] ata2: hard resetting link"));

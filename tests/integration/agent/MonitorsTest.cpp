@@ -1,5 +1,5 @@
 // What the running program makes of disks that are missing, mounted wrongly, hot, worn, pulled, or that the
-// kernel reports errors of; and how it tells.
+// kernel reports errors of; and how it logs them.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -158,18 +158,18 @@ TEST_F(MonitorsTest, LogsAnErrorThatTheKernelReportsWithItsRemedy) {
    startSettled();
    ASSERT_TRUE(kernelSays("kernel: [12.5] blk_update_request: I/O error, dev sda, sector 2048"));
    ASSERT_TRUE(waitInRealTime([&] { return isTold("STORAGEDEVICE_IO_ERROR"); })) << log;
-   Json const & told = *message("STORAGEDEVICE_IO_ERROR");
-   EXPECT_STREQ(told["text"].GetString(),
+   Json const & logged = *message("STORAGEDEVICE_IO_ERROR");
+   EXPECT_STREQ(logged["text"].GetString(),
                 "/dev/sda (SN:SN-A Model:Test Disk Firmware:F1) has read or write errors and is unstable.");
    EXPECT_STREQ(
-       told["explanation"].GetString(),
+       logged["explanation"].GetString(),
        "Storage device is reporting problems. This could mean faulty hardware or device reaching end "
        "of life.");
-   EXPECT_GT(told["recommendedAction"].GetStringLength(), 20U);
+   EXPECT_GT(logged["recommendedAction"].GetStringLength(), 20U);
    ASSERT_TRUE(waitInRealTime([] { return true; }));
    auto const & record = state["storageDevicesInfo"]["fsList"]["SN-A"];
    EXPECT_STREQ(record["kernelDevName"].GetString(), "sda");
-   EXPECT_NEAR(record["syslogTimestamp"].GetDouble(), told["time"].GetDouble(), 1);
+   EXPECT_NEAR(record["syslogTimestamp"].GetDouble(), logged["time"].GetDouble(), 1);
    EXPECT_NE(runProgram("status --socket " + socket).text.find("has read or write errors"),
              std::string::npos);
 }
@@ -267,9 +267,9 @@ TEST_F(MonitorsTest, LogsALifeThatFallsFast) {
    wear(10);
    ASSERT_TRUE(lifeIs(90)) << log;
    EXPECT_EQ(state["deviceLifetimeChange"]["SN-N"]["numPastLogs"].GetUint(), 1U);
-   std::string const told = text("STORAGEDEVICE_LIFETIME_WARNING") + text("STORAGEDEVICE_LIFETIME_INFO");
-   EXPECT_TRUE(told.starts_with("Lifetime of /mnt/drive2 (SN:SN-N Model:Test Drive Firmware:F2) has "))
-       << told;
+   std::string const logged = text("STORAGEDEVICE_LIFETIME_WARNING") + text("STORAGEDEVICE_LIFETIME_INFO");
+   EXPECT_TRUE(logged.starts_with("Lifetime of /mnt/drive2 (SN:SN-N Model:Test Drive Firmware:F2) has "))
+       << logged;
 }
 
 TEST_F(MonitorsTest, ShowsMessagesNewestLastWithTheirRemedy) {

@@ -109,7 +109,7 @@ TEST_F(ScarceProcessesTest, FindsDisksAndWatchdogOfAnAgentStartedWithoutProcesse
 
 class ScarceStartTest : public AgentProgramTest {
  protected:
-   // Without the descriptors that whoever runs the tests has left open, and without the search for leaks,
+   // Without the descriptors that the caller of the tests has left open, and without the search for leaks,
    // which opens some of its own.
    Output startWith(int limit) const {
       std::string const closing =
