@@ -90,7 +90,7 @@ class Agent:
         return [(message["name"], *message["arguments"]) for message in self.messages() if message["name"] in names]
 
     def errors_kept_back(self) -> int:
-        """How many lines of the kernel told errors of disks of which that had been said already."""
+        """How many lines of the kernel reported errors of disks that were reported already."""
         return int(self._guest.run(f"grep -c 'Syslog for .* seconds ago' {LOG}").out)
 
     def has_heard(self, stamp: str) -> bool:
@@ -98,7 +98,7 @@ class Agent:
         return self._guest.run(f"grep -qF 'receivedkernel: {stamp}' {LOG}").status == 0
 
     def open_descriptors(self) -> int:
-        """The least of a few looks, since a poll in flight holds some for a moment."""
+        """The least of a few samples, since a poll in flight opens some for a moment."""
         counts = self._guest.must(f"for i in 1 2 3 4 5; do ls /proc/$(cat {PID})/fd | wc -l; done").split()
         return min(int(count) for count in counts)
 

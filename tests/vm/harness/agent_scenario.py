@@ -125,7 +125,7 @@ class AgentScenario(Scenario):
     def _check_faults(self) -> None:
         """What fails in the emulator reaches the agent in the kernel's lines."""
         if "storageDevicesInfo" in self._monitors:
-            self._errors.are_told(machine.SATA_HDD)
+            self._errors.are_reported(machine.SATA_HDD)
 
     def _check_pulls(self) -> None:
         self._appliance.unplug(machine.USB_STICK.name)
@@ -175,7 +175,7 @@ class AgentScenario(Scenario):
         self._expect_records("USB stick and NVMe drive plugged in")
 
         if "storageDevicesInfo" in self._monitors:
-            self._errors.are_told(machine.NEW_NVME)
+            self._errors.are_reported(machine.NEW_NVME)
             self._read_until_it_fails(machine.SATA_HDD, blocks=15000)  # what lies before the faulty sector
             self._errors.is_kept_back(machine.SATA_HDD, self._give_up_sata_disk)
         self._report.note("a SATA disk is deleted in the guest through sysfs, as when its link dies, and found again")

@@ -97,7 +97,7 @@ class Appliance:
     def remove_in_guest(self, disk: Disk) -> None:
         """Takes an NVMe drive away as the kernel does when it falls off the bus.
 
-        The emulator (7.2) dies of a null pointer, now and then, when it is told to pull a drive that is being read.
+        The emulator (7.2) dies of a null pointer, now and then, when it is ordered to pull a drive that is being read.
         """
         seen = self.disks()[disk.udev_serial]
         self.guest.must(f"echo 1 >/sys/block/{seen.device.removeprefix('/dev/')}/device/device/remove")

@@ -49,14 +49,14 @@ class FileSystemChecks(Scenario):
     def _becomes(self, check: str, read: Callable[[], Any], expected: object) -> None:
         self._report.becomes(check, read, expected, FOLLOW_SECONDS)
 
-    def _eventually(self, check: str, read: Callable[[], Any], holds: Callable[[Any], bool]) -> Any:
-        return self._report.eventually(check, read, holds, FOLLOW_SECONDS)
+    def _eventually(self, check: str, read: Callable[[], Any], condition: Callable[[Any], bool]) -> Any:
+        return self._report.eventually(check, read, condition, FOLLOW_SECONDS)
 
     def _messages(self, each: FileSystemDisk, name: str = ERROR) -> list[dict[str, Any]]:
         """Those that name the disk."""
         return [message for message in self._agent.messages() if message["name"] == name and _named(message, each)]
 
-    def _told(self, each: FileSystemDisk, name: str = ERROR) -> list[tuple[str, ...]]:
+    def _reported(self, each: FileSystemDisk, name: str = ERROR) -> list[tuple[str, ...]]:
         """The operation, if the message has one, and the error of each of the disk's messages."""
         return [(*message["arguments"][:-5], message["arguments"][-1]) for message in self._messages(each, name)]
 
@@ -78,7 +78,7 @@ class FileSystemChecks(Scenario):
         """Until so much time has passed by the agent's own clock."""
         until = self._agent.time() + seconds
         if wait_until(self._agent.time, lambda now: now > until, FOLLOW_SECONDS) <= until:
-            self._report.check("the agent's clock goes on", False, f"it has not come to {until}")
+            self._report.check("the agent's clock continues", False, f"it has not come to {until}")
 
 
 def _named(message: dict[str, Any], each: FileSystemDisk) -> bool:
@@ -90,10 +90,10 @@ def _passed(mount: dict[str, Any]) -> bool:
     return bool(health.get("running") and health.get("writeTestOk") and health.get("readTestOk"))
 
 
-def is_repeated(told: list[Any]) -> bool:
-    return len(told) > 1
+def is_repeated(reported: list[Any]) -> bool:
+    return len(reported) > 1
 
 
-def is_io_error(told: list[tuple[str, ...]]) -> bool:
+def is_io_error(reported: list[tuple[str, ...]]) -> bool:
     """At most one, since the test pauses then."""
-    return len(told) < 2 and all(error == IO_ERROR for _, error in told)
+    return len(reported) < 2 and all(error == IO_ERROR for _, error in reported)

@@ -156,7 +156,7 @@ class FileSystems:
         self._must(f"rm {each.mount}/debug")
 
     def link_file(self, each: FileSystemDisk, seconds: int) -> None:
-        """A user goes on putting links in the place of the test's file."""
+        """A user continues putting links in the place of the test's file."""
         trap, cookie = f"{each.mount}/trap", f"{each.mount}/debug/healthTestCookie"
         script = f"""
         {_PRECIOUS}

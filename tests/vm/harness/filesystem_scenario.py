@@ -114,14 +114,14 @@ class FileSystemScenario(FileSystemChecks):
         self._eventually("links in the file's place are refused and counted", count, lambda n: n > before)
         self._passes("without the links", MAPPED)
         self._report.equal("where they led to nothing is touched", self._systems.elsewhere(), "precious\n")
-        self._report.equal("nobody is alarmed", self._told(MAPPED), [])
+        self._report.equal("nobody is alarmed", self._reported(MAPPED), [])
 
     def _check_full(self) -> None:
         for each in (EXT4, VFAT):
             self._systems.fill(each, PID)
             self._report.becomes(
-                f"{each.name}: that it is full is told",
-                lambda each=each: self._told(each),
+                f"{each.name}: that it is full is reported",
+                lambda each=each: self._reported(each),
                 [("writeTest - write", NO_SPACE)],
                 FOLLOW_SECONDS,
             )
@@ -133,48 +133,50 @@ class FileSystemScenario(FileSystemChecks):
         A journal that fails first makes the file system refuse writes (EROFS), which is only counted.
         """
         self._systems.fail(FRAGILE, PID)
-        told = self._eventually("failing writes are told", lambda: self._told(FRAGILE), bool)
-        self._report.check(f"as what {FRAGILE.name} met", is_io_error(told), str(told))
+        reported = self._eventually("failing writes are reported", lambda: self._reported(FRAGILE), bool)
+        self._report.check(f"as what {FRAGILE.name} met", is_io_error(reported), str(reported))
         health = self._health(FRAGILE)
         self._report.equal("its test waits", (health.get("state"), health.get("running")), ("idle", True))
 
     def _check_pulled(self) -> None:
         """The mount stays when the disk goes."""
         self._appliance.unplug(XFS.name)
-        self._becomes("a disk pulled while mounted is told", lambda: self._agent.has_said(OFFLINE, XFS.serial), True)
+        self._becomes(
+            "a disk pulled while mounted is reported", lambda: self._agent.has_said(OFFLINE, XFS.serial), True
+        )
         self._becomes("its test is stopped", lambda: self._health(XFS).get("running"), False)
         self._passes("another was pulled", MAPPED)
 
     def _check_use(self) -> None:
         """The use in percent, how often it was warned of by then, and whether it stands as exceeded."""
-        before = self._told(MAPPED, WARNING)
+        before = self._reported(MAPPED, WARNING)
         self._report.equal("no use was warned of yet", before, [])
         for percent, warnings in ((84, 0), (85, 0), (86, 1), (85, 1), (86, 2), (84, 2)):
             self._systems.use(MAPPED, percent)
             self._report.equal(f"{percent} % are used", self._systems.used_percent(MAPPED), percent)
             self._wait_framework(2 * USE_CHECK)
-            told = self._told(MAPPED, WARNING)
+            reported = self._reported(MAPPED, WARNING)
             exceeded = self._health(MAPPED).get("utilThresholdExceeded")
             expected = ([(EXCEEDED,)] * warnings, percent > 85)
-            self._report.equal(f"at {percent} % there were {warnings} warnings", (told, exceeded), expected)
+            self._report.equal(f"at {percent} % there were {warnings} warnings", (reported, exceeded), expected)
 
     def _check_corruption(self) -> None:
-        """What is read is not what was written: told at every test, none of which is put off for that."""
+        """The data read differs from the data written: reported at every test, none of which is put off for that."""
         self._systems.lose(MAPPED)
-        told = self._eventually("other data is told, test for test", lambda: self._told(MAPPED), is_repeated)
-        self._report.equal("it is told as such", set(told), {("readTest - read", "data doesn't match")})
+        reported = self._eventually("other data is reported at every test", lambda: self._reported(MAPPED), is_repeated)
+        self._report.equal("it is reported as such", set(reported), {("readTest - read", "data doesn't match")})
         self._passes("corrupt", MAPPED)
         self._systems.pass_through(MAPPED)
         self._passes("no longer corrupt", MAPPED)
-        told = self._told(MAPPED)
+        reported = self._reported(MAPPED)
         self._passes("still", MAPPED)
-        self._report.equal("nothing more is told of it", self._told(MAPPED), told)
+        self._report.equal("nothing more is reported of it", self._reported(MAPPED), reported)
         device = self._mount(MAPPED).get("device")
         self._report.equal("below another table it is the same device", device, self._systems.devices[MAPPED])
 
     def _check_suspension(self) -> None:
         """The agent's loop stalls in the kernel until the device resumes."""
-        told, time = self._told(MAPPED), self._agent.time()
+        reported, time = self._reported(MAPPED), self._agent.time()
         self._systems.suspend(MAPPED)
         try:
             stalled = rf"the loop has been stalled for \d+ s by \S.* of {MAPPED.mount} \("
@@ -184,21 +186,21 @@ class FileSystemScenario(FileSystemChecks):
         self._says("the end of the stall is reported", rf"the loop runs again after \d+ s; \S.* of {MAPPED.mount} stalled it")
         self._eventually("the agent answers again", self._agent.time, lambda now: now > time)
         self._passes("no longer suspended", MAPPED)
-        self._report.equal("to the test it was only slow", self._told(MAPPED), told)
+        self._report.equal("to the test it was only slow", self._reported(MAPPED), reported)
 
     def _says(self, check: str, line: str) -> None:
         """On standard error: while the loop is stalled nothing else can be asked."""
         self._eventually(check, self._agent.log, lambda log: re.search(line, log) is not None)
 
     def _check_next_day(self) -> None:
-        """Nothing is tested before the day is over; then it is, or told again."""
+        """Nothing is tested before the day is over; then it is tested, or reported again."""
         for each in (EXT4, VFAT):
             self._check_pause(each)
         self._passes("the day after", EXT4, VFAT)
         error = "failed to determine device blockSize"
         self._eventually(f"{FRAGILE.name}: its test fails again", lambda: self._failures(FRAGILE), lambda n: n > 1)
         found = self._report.eventually(
-            f"{XFS.name}: the error is told again", lambda: self._checks_told(error), is_repeated, DAY_SECONDS
+            f"{XFS.name}: the error is reported again", lambda: self._checks_reported(error), is_repeated, DAY_SECONDS
         )
         apart = found[1]["time"] - found[0]["time"] if is_repeated(found) else 0.0
         self._report.check(f"{XFS.name}: a day after the first", DAY <= apart, f"{apart} s apart")
@@ -209,24 +211,24 @@ class FileSystemScenario(FileSystemChecks):
         self._report.eventually(
             f"{each.name}: a day passes", self._agent.time, lambda now: now > begin + DAY, DAY_SECONDS
         )
-        looks = [look for look in self._agent.seen if begin < look["time"] < begin + DAY]
-        tests = [look["mountPoints"][each.mount]["fsHealth"] for look in looks]
+        samples = [sample for sample in self._agent.seen if begin < sample["time"] < begin + DAY]
+        tests = [sample["mountPoints"][each.mount]["fsHealth"] for sample in samples]
         seen = {(test["state"], test["writeTestOk"], test["readTestOk"]) for test in tests}
-        self._report.equal(f"{each.name}: without a test, by {len(looks)} looks", seen, {("idle", False, False)})
+        self._report.equal(f"{each.name}: without a test, by {len(samples)} samples", seen, {("idle", False, False)})
 
     def _failures(self, each: FileSystemDisk) -> int:
         """Told or only counted, as those that a file system answers which takes no writes any more."""
-        return len(self._told(each)) + int(self._health(each).get("nonSyslogErrorCount", 0))
+        return len(self._reported(each)) + int(self._health(each).get("nonSyslogErrorCount", 0))
 
-    def _checks_told(self, error: str) -> list[dict[str, Any]]:
+    def _checks_reported(self, error: str) -> list[dict[str, Any]]:
         """The messages of the mount point checks about it."""
         return [m for m in self._errors() if (m["arguments"][0], m["arguments"][-1]) == ("mountPtCheck", error)]
 
     def _check_exchange(self) -> None:
         self._systems.mount_over(VFAT, EXT4)
         self._report.becomes(
-            "another device mounted in its place is told",
-            lambda: ("mountPtCheck", "device was disconnected and changed") in self._told(VFAT),
+            "another device mounted in its place is reported",
+            lambda: ("mountPtCheck", "device was disconnected and changed") in self._reported(VFAT),
             True,
             FOLLOW_SECONDS,
         )
@@ -235,11 +237,11 @@ class FileSystemScenario(FileSystemChecks):
         self._report.equal("the first device stays remembered", mount.get("device"), self._systems.devices[VFAT])
 
     def _check_read_only(self) -> None:
-        before = self._told(EXT4)
+        before = self._reported(EXT4)
         self._guest.must(f"mount -o remount,ro {EXT4.mount}")
         self._report.becomes(
-            "a file system that became read-only is told",
-            lambda: self._told(EXT4),
+            "a file system that became read-only is reported",
+            lambda: self._reported(EXT4),
             [*before, ("mountPtCheck", "mount point is read-only")],
             FOLLOW_SECONDS,
         )
@@ -252,22 +254,22 @@ class FileSystemScenario(FileSystemChecks):
         # Where the machine is slow the last comes again, and finds what stands in the vfat's place read-only by then.
         for each, last, again in ((EXT4, read_only, ()), (VFAT, changed, (read_only,))):
             # For a moment both test the same file, when one is mounted in the other's place too.
-            told = [error for error in self._told(each) if error not in SHARED_FILE]
-            right = told[:2] == [full, last] and set(told[2:]) <= {last, *again}
-            self._report.check(f"the errors of {each.name} are told", right, str(self._told(each)))
-            self._report.equal(f"all warnings of {each.name}", self._told(each, WARNING), [(EXCEEDED,)])
+            reported = [error for error in self._reported(each) if error not in SHARED_FILE]
+            right = reported[:2] == [full, last] and set(reported[2:]) <= {last, *again}
+            self._report.check(f"the errors of {each.name} are reported", right, str(self._reported(each)))
+            self._report.equal(f"all warnings of {each.name}", self._reported(each, WARNING), [(EXCEEDED,)])
         self._check_names_of_pulled()
         self._report.equal("the loop watched all that it should", self._agent.log().count("VornPoller"), 0)
 
     def _check_names_of_pulled(self) -> None:
-        """What is told of it names it as long as it is there, and nothing afterwards."""
+        """Messages name it as long as it is there, and nothing afterwards."""
         offline = next(m["sequence"] for m in self._agent.messages() if m["name"] == OFFLINE)
         errors = self._errors()  # those until now: the next one may come at any moment
         named, unnamed = self._messages(XFS), [m for m in errors if tuple(m["arguments"][1:5]) == UNNAMED]
         order = [m["sequence"] < offline for m in named] + [m["sequence"] > offline for m in unnamed]
         self._report.check(f"{XFS.name} is named while it is there", all(order), f"{named}, {unnamed}, {offline}")
-        told = [(message["arguments"][0], message["arguments"][-1]) for message in (*named, *unnamed)]
-        tests = [each for each in told if each[0] != "mountPtCheck"]
+        reported = [(message["arguments"][0], message["arguments"][-1]) for message in (*named, *unnamed)]
+        tests = [each for each in reported if each[0] != "mountPtCheck"]
         gone = tests == [("setupTest - exists", "not a directory or doesn't exist")]  # nor can it be looked at
         check = f"the test of {XFS.name} met errors of input and output"
         self._report.check(check, gone or is_io_error(tests), str(tests))
@@ -289,7 +291,7 @@ class FileSystemScenario(FileSystemChecks):
         finally:
             self._silent.silent_is(False)
         self._becomes(
-            "the kernel's errors of it are told",
+            "the kernel's errors of it are reported",
             lambda: self._agent.has_said("STORAGEDEVICE_IO_ERROR", self._silent.serial),
             True,
         )

@@ -1,4 +1,4 @@
-"""The health of the disks as the guest's own tools and kernel tell it, and what the agent's records must hold of it."""
+"""The health of the disks by the guest's own tools and kernel, and the records that the agent must have of it."""
 
 import json
 from collections.abc import Iterable

@@ -38,18 +38,18 @@ class HealthChecks:
         return state.get(monitor, {}).get(self._serials[disk])
 
     def reading(self, state: dict[str, Any], disk: Disk, source: str) -> dict[str, Any]:
-        """How a disk's reading from a source goes; empty when nothing is told of it."""
-        told: list[dict[str, Any]] = state.get("readings", {}).get(self._serials[disk], [])
-        return next((reading for reading in told if reading["source"] == source), {})
+        """The state of a disk's reading from a source; empty without one."""
+        reported: list[dict[str, Any]] = state.get("readings", {}).get(self._serials[disk], [])
+        return next((reading for reading in reported if reading["source"] == source), {})
 
-    def wait(self, check: str, holds: Callable[[dict[str, Any]], bool]) -> dict[str, Any]:
+    def wait(self, check: str, condition: Callable[[dict[str, Any]], bool]) -> dict[str, Any]:
         """Checks that the state comes to be so; answers it."""
-        state = wait_until(self._agent.state, holds, READ_SECONDS)
+        state = wait_until(self._agent.state, condition, READ_SECONDS)
         detail = f"after {READ_SECONDS:g} s the readings were still {state.get('readings')}"
-        self._report.check(check, holds(state), detail)
+        self._report.check(check, condition(state), detail)
         # A document is of one moment a record: its readings may be newer than the records that stand before them.
         newer = self._agent.state()
-        return newer if holds(newer) else state
+        return newer if condition(newer) else state
 
     def read_since(self, state: dict[str, Any], since: float, readings: Iterable[tuple[Disk, str]]) -> bool:
         return all(self.reading(state, disk, source).get("lastGood", 0.0) > since for disk, source in readings)
@@ -95,18 +95,18 @@ class HealthChecks:
     def runs(self, state: dict[str, Any], tool: str, disk: Disk) -> list[dict[str, Any]]:
         """The latest polling runs of smartctl or nvme for a disk."""
         kinds = {"smartctl": "-HA", "nvme": "smart-log"}
-        told = state.get("tools", {}).get("last", [])
+        last = state.get("tools", {}).get("last", [])
         wanted = (tool, kinds[tool], self.guest.device(disk))
-        return [run for run in told if (run["argv"][0], run["argv"][-1]) == wanted[::2] and wanted[1] in run["argv"]]
+        return [run for run in last if (run["argv"][0], run["argv"][-1]) == wanted[::2] and wanted[1] in run["argv"]]
 
-    def exits_are_told(self, state: dict[str, Any], exit_code: int, disks: Collection[Disk], failed: bool) -> None:
-        """smartctl ended so for these disks, which is told in words, and counts as a failure or not."""
+    def exits_are_reported(self, state: dict[str, Any], exit_code: int, disks: Collection[Disk], failed: bool) -> None:
+        """smartctl ended with that code for these disks: it is reported in words, and counts as a failure or not."""
         for disk in disks:
             runs = self.runs(state, "smartctl", disk)
-            told = {(run["exitCode"], MEANINGS[exit_code] in run["meaning"], run["failed"]) for run in runs}
+            reported = {(run["exitCode"], MEANINGS[exit_code] in run["meaning"], run["failed"]) for run in runs}
             outcome = "a failure" if failed else "none"
             check = f"smartctl's exit code {exit_code} for {disk.name} is explained, and is {outcome}"
-            self._report.check(check, told == {(exit_code, True, failed)}, str(runs))
+            self._report.check(check, reported == {(exit_code, True, failed)}, str(runs))
 
     def failures_are_counted(self, state: dict[str, Any]) -> None:
         """The count fits the latest runs; those that fell out of the list may have been either."""
@@ -133,6 +133,7 @@ def check_kept(
         wanted = sorted(serials[disk] for disk in on_bus(serials, *BUSSES[monitor]))
         report.equal(f"{when}: {monitor} is kept for its disks", sorted(state.get(monitor, {})), wanted)
     if set(BUSSES) <= set(monitors):
-        told = {serial: [reading["source"] for reading in told] for serial, told in state.get("readings", {}).items()}
+        readings = state.get("readings", {}).items()
+        reported = {serial: [reading["source"] for reading in each] for serial, each in readings}
         sources = {serial: list(SOURCES[disk.bus]) for disk, serial in serials.items()}
-        report.equal(f"{when}: it is told what every disk is read from", told, sources)
+        report.equal(f"{when}: every disk has its sources", reported, sources)

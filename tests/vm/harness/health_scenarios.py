@@ -53,11 +53,11 @@ class StrictScenario(Scenario):
     def _check_failure(self, state: dict[str, Any], disk: Disk, exit_code: int) -> None:
         record = self._checks.record(state, "smartData", disk)
         self._report.equal(f"smartData of {disk.name} stays unread", record, UNREAD_SMART)
-        self._checks.exits_are_told(state, exit_code, [disk], failed=True)
+        self._checks.exits_are_reported(state, exit_code, [disk], failed=True)
         reading = self._checks.reading(state, disk, "smartctl")
         meanings = [run["meaning"] for run in self._checks.runs(state, "smartctl", disk)]
-        told = "lastGood" not in reading and reading.get("reason") in meanings
-        self._report.check(f"the failing reading of {disk.name} is told with its reason", told, str(reading))
+        reported = "lastGood" not in reading and reading.get("reason") in meanings
+        self._report.check(f"the failing reading of {disk.name} is reported with its reason", reported, str(reading))
 
     def _check_traces(self) -> None:
         wanted = [
@@ -122,8 +122,8 @@ exec "/usr/bin/$name" "$@"
         self._expect_disks("health", START_SECONDS)
         first = checks.wait("every disk is read", lambda state: checks.read_since(state, 0.0, self._readings))
         checks.smart_is_right(first, wired)
-        checks.exits_are_told(first, COMMAND_FAILED, on_bus(wired, machine.SATA), failed=False)
-        checks.exits_are_told(first, DISK_FAILING, [machine.NVME_FIXED], failed=False)
+        checks.exits_are_reported(first, COMMAND_FAILED, on_bus(wired, machine.SATA), failed=False)
+        checks.exits_are_reported(first, DISK_FAILING, [machine.NVME_FIXED], failed=False)
         self._check_card(first)
 
         amounts = {disk: number for number, disk in enumerate((machine.CARD, *wired), start=1)}
@@ -169,7 +169,7 @@ exec "/usr/bin/$name" "$@"
         return set(self._guest.run(f"cat {self.TOOLS}/hanging").out.split())
 
     def _check_end(self) -> None:
-        self._guest.must(f"rm {self.TOOLS}/hang")  # what hangs already goes on
+        self._guest.must(f"rm {self.TOOLS}/hang")  # what hangs already continues
 
         def over(state: dict[str, Any]) -> bool:
             return all(self._timed_out(state, disk, source) for disk, source in self._hanging)
@@ -177,9 +177,9 @@ exec "/usr/bin/$name" "$@"
         state = self._checks.wait("the tools that hang are ended", over)
         for disk, source, exit_code in self.HANGING:
             run = (self._timed_out(state, disk, source) or [{}])[0]
-            told = [run.get(key) for key in ("exitCode", "failed", "meaning")]
+            reported = [run.get(key) for key in ("exitCode", "failed", "meaning")]
             wanted = [exit_code, True, "took longer than its limit"]
-            self._report.equal(f"the end of {source} for {disk.name} is told", told, wanted)
+            self._report.equal(f"the end of {source} for {disk.name} is reported", reported, wanted)
             took = run.get("seconds", 0.0)
             self._report.check("it came after the limit", took >= self.LIMIT, f"after {took} s")
         tools = state.get("tools", {})
@@ -198,8 +198,8 @@ exec "/usr/bin/$name" "$@"
         self._report.equal("these readings fail no more", reasons, [None, None])
         self._report.equal("no process is left of those that hung", self._agent.processes().count("sleep"), 0)
         card = self._checks.reading(state, machine.CARD, "emmc")
-        told = "failingSince" in card and "life_time" in card.get("reason", "") and "lastGood" not in card
-        self._report.check("the reading of the card's registers is told as failing", told, str(card))
+        reported = "failingSince" in card and "life_time" in card.get("reason", "") and "lastGood" not in card
+        self._report.check("the reading of the card's registers is reported as failing", reported, str(card))
 
     def _timed_out(self, state: dict[str, Any], disk: Disk, tool: str) -> list[dict[str, Any]]:
         return [run for run in self._checks.runs(state, tool, disk) if run["timedOut"]]

@@ -1,4 +1,4 @@
-"""Errors of the emulated disks, told by the guest's own kernel: what the agent makes of its lines."""
+"""Errors of the emulated disks, reported by the guest's own kernel, and the agent's messages about them."""
 
 from collections import Counter
 from collections.abc import Callable, Collection, Iterator
@@ -26,15 +26,15 @@ class KernelErrorChecks:
         self._agent = agent
 
     def are_told_once(self, disk: Disk) -> None:
-        """Its faulty sector is used, which the agent has to tell, and again, which it has to keep to itself."""
+        """Its faulty sector is used, which the agent has to report, and again, which it has to keep to itself."""
         assert disk.fault is not None
         other = {"read": "write", "write": "read"}[disk.fault.operation]
         healthy = self._use(disk, other)
         self._report.check(f"{disk.name}: its faulty sector allows to {other}", healthy.status == 0, healthy.err)
-        self.are_told(disk)
+        self.are_reported(disk)
         self.is_kept_back(disk)
 
-    def are_told(self, disk: Disk) -> None:
+    def are_reported(self, disk: Disk) -> None:
         assert disk.fault is not None
         self._report.check(f"{disk.name}: nothing is said of it while it has no errors", self._times_said(disk) == 0)
         failed = self._use_fault(disk)
@@ -47,22 +47,22 @@ class KernelErrorChecks:
         self._report.eventually(check, lambda: self._times_said(disk), bool, HEARD_SECONDS)
 
     def is_kept_back(self, disk: Disk, cause: Callable[[], object] | None = None) -> None:
-        """Further errors of a disk are heard, as all that the kernel has said before, and not told again.
+        """Further errors of a disk are read, like all earlier lines of the kernel, and not reported again.
 
         They are those of its faulty sector, or what `cause` leads to.
         """
-        self._everything_is_heard(f"{disk.name}: the errors so far are heard")
+        self._everything_is_read(f"{disk.name}: the errors so far are read")
         before = self._agent.errors_kept_back()
         if cause is None:
             self._use_fault(disk)
         else:
             cause()
-        self._everything_is_heard(f"{disk.name}: further errors are heard")
+        self._everything_is_read(f"{disk.name}: further errors are read")
         after = self._agent.errors_kept_back()
         self._report.check(f"{disk.name}: they are kept back", after > before, f"{after - before} lines were")
-        self._report.equal(f"{disk.name}: it was told once", self._times_said(disk), 1)
+        self._report.equal(f"{disk.name}: it was reported once", self._times_said(disk), 1)
 
-    def _everything_is_heard(self, check: str) -> None:
+    def _everything_is_read(self, check: str) -> None:
         """To the newest line of the kernel's own, which has to be one since the agent's start."""
         stamp = self._guest.must(r"dmesg -r | sed -n 's/^<[0-7]>\(\[[^]]*]\).*/\1/p' | tail -n 1").rstrip("\n")
         self._report.becomes(f"{check} to {stamp}", lambda: self._agent.has_heard(stamp), True, HEARD_SECONDS)
@@ -86,7 +86,8 @@ class KernelErrorChecks:
         counts = Counter((name, arguments[1]) for name, *arguments in said)
         wanted = Counter({_message(disk): 1 for disk in certain})
         surplus = counts - wanted - Counter({_message(disk): 1 for disk in possible})
-        self._report.equal(f"{when}: errors of {_names(certain)} are told", sorted((wanted - counts).elements()), [])
+        missing = sorted((wanted - counts).elements())
+        self._report.equal(f"{when}: errors of {_names(certain)} are reported", missing, [])
         self._report.check(f"{when}: no other disk is said to have any, and none twice", not surplus, str(said))
 
     def _times_said(self, disk: Disk) -> int:
@@ -109,7 +110,7 @@ class KernelErrorChecks:
 
 
 def _message(disk: Disk) -> tuple[str, str]:
-    """The name of the message that tells of its errors, and the serial number in it."""
+    """The name of the message about its errors, and the serial number in it."""
     return (REMOVABLE if disk.expected["removable"] else FIXED, disk.serial)
 
 

@@ -16,11 +16,11 @@ DETECTION = tuple(
 
 
 class KernelErrorScenario(Scenario):
-    """Its day is as long as any other, so that nothing is told twice."""
+    """Its day is as long as any other, so that nothing is reported twice."""
 
     FAILING = (machine.SATA_HDD, machine.SATA_CAGE, machine.NVME_FIXED)
-    # The disk stays open until udev has let go of it: whenever it is closed after having been written, udev looks at it
-    # anew, and what it cannot read of a disk that is just leaving, its serial number too, it does not tell of its end.
+    # The disk stays open until udev has closed it: whenever it is closed after a write, udev reads it
+    # again. Properties that it cannot read of a leaving disk, the serial number too, are missing from the removal.
     FILL = """#!/bin/sh
 entry=/run/udev/data/b$(cat "/sys/block/${1#/dev/}/dev")
 exec 3>"$1"
@@ -52,17 +52,17 @@ mv /run/fill.log /run/filled
             self._guest.must(f"umount {RIGHT_MOUNT} {WRONG_MOUNT}")
 
     def _check_detection(self) -> None:
-        """Whatever is absent, mounted wrongly or not mounted is told once, and nothing else is."""
+        """Whatever is absent, mounted wrongly or not mounted is reported once, and nothing else is."""
         self._expect_disks("errors", START_SECONDS)
         wanted = self._expected_detections()
         said = wait_until(
             lambda: Counter(self._agent.said(*DETECTION)), lambda said: said.total() >= wanted.total(), START_SECONDS
         )
         for name in DETECTION:
-            told, expected = (
+            reported, expected = (
                 sorted(arguments for kind, *arguments in counts.elements() if kind == name) for counts in (said, wanted)
             )
-            self._report.equal(f"at its start the agent says {name} where it has to, and only there", told, expected)
+            self._report.equal(f"at its start the agent logs {name} for the right disks only", reported, expected)
 
     def _expected_detections(self) -> Counter[tuple[str, ...]]:
         absent, unexpected, unmounted = DETECTION

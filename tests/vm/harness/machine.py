@@ -23,7 +23,7 @@ class Fault:
 class Disk:
     """One emulated disk: how the emulator is to make it, where the guest will find it, and the record expected of it.
 
-    `expected` holds what does not depend on the guest; `device` are the emulator's properties of the device.
+    `expected` has the values that do not depend on the guest; `device` are the emulator's properties of the device.
     """
 
     name: str

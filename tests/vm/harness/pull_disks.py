@@ -46,7 +46,7 @@ class PullDisk:
 ALL = tuple(PullDisk(port, fixed=port < 9) for port in range(6, 11))
 FIXED = tuple(each for each in ALL if each.fixed)
 
-# The disk stays open while it is written, so that it is closed, and udev looks at it once more, just when it leaves.
+# The disk stays open while it is written, so that it is closed, and udev reads it once more, just when it leaves.
 _FILL = """#!/bin/sh
 exec 3>"$1"
 while dd if=/dev/zero bs=64k count=16 conv=fsync >&3 2>/dev/null; do

@@ -6,7 +6,7 @@ from typing import TypeVar
 
 T = TypeVar("T")
 
-# Every look costs the guest work that what is waited for could use: seldom, where it takes long.
+# Every sample costs the guest time that it needs itself: seldom, where it takes long.
 FIRST_PAUSE, LONGEST_PAUSE = 0.1, 1.0
 DETAIL_LENGTH = 600
 
@@ -26,22 +26,22 @@ class Report:
     def note(self, text: str) -> None:
         print(f"# [{time.monotonic() - self._started:6.1f} s] {text}", flush=True)
 
-    def check(self, name: str, holds: bool, detail: str = "") -> bool:
-        if holds:
+    def check(self, name: str, condition: bool, detail: str = "") -> bool:
+        if condition:
             self.passed += 1
             print(f"ok - {name}", flush=True)
         else:
             self.failures.append(name)
             print(f"FAILED - {name}{': ' + detail[:DETAIL_LENGTH] if detail else ''}", flush=True)
-        return holds
+        return condition
 
     def equal(self, name: str, actual: object, expected: object) -> bool:
         return self.check(name, actual == expected, f"expected {expected!r}, got {actual!r}")
 
-    def eventually(self, name: str, read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
-        """Checks that what is read comes to hold before the deadline; answers what was read last."""
-        last = wait_until(read, holds, seconds)
-        self.check(name, holds(last), f"after {seconds:g} s it was still {last!r}")
+    def eventually(self, name: str, read: Callable[[], T], condition: Callable[[T], bool], seconds: float) -> T:
+        """Checks that the condition is met before the deadline; answers the last value."""
+        last = wait_until(read, condition, seconds)
+        self.check(name, condition(last), f"after {seconds:g} s it was still {last!r}")
         return last
 
     def becomes(self, name: str, read: Callable[[], T], expected: T, seconds: float) -> T:
@@ -51,12 +51,12 @@ class Report:
         return last
 
 
-def wait_until(read: Callable[[], T], holds: Callable[[T], bool], seconds: float) -> T:
-    """Reads until it holds or the time is up; answers what was read last."""
+def wait_until(read: Callable[[], T], condition: Callable[[T], bool], seconds: float) -> T:
+    """Reads until the condition is met or the time is up; answers the last value."""
     deadline = time.monotonic() + seconds
     pause = FIRST_PAUSE
     value = read()
-    while not holds(value) and time.monotonic() < deadline:
+    while not condition(value) and time.monotonic() < deadline:
         time.sleep(pause)
         pause = min(1.5 * pause, LONGEST_PAUSE)
         value = read()
