@@ -7,11 +7,11 @@ namespace Agent {
 
 // Since the agent's start.
 struct KernelLineCounts {
-   std::uint64_t received = 0;   // the kernel's own, whatever became of them
-   std::uint64_t forwarded = 0;  // sent to the socket on which they are read
-   std::uint64_t rewritten = 0;  // of these, in other words than the kernel's
+   std::uint64_t received = 0;   // from the kernel, whatever followed
+   std::uint64_t forwarded = 0;  // sent to the library's socket
+   std::uint64_t rewritten = 0;  // forwarded in other words than the kernel's
    std::uint64_t dropped = 0;    // without a receiver, or lost before they were read
-   std::uint64_t overruns = 0;   // how often the kernel overwrote records before they were read
+   std::uint64_t overruns = 0;   // times that the kernel overwrote unread lines
 };
 
 }  // namespace Agent
