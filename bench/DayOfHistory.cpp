@@ -1,5 +1,5 @@
-// Preloaded into the agent: it adds an hour of earlier measurements, a second apart, to each measurement of a
-// disk, until the history has a day. The memory use is that of the field.
+// Preloaded into the agent: adds an hour of earlier measurements to each measurement of a disk, one per
+// second, until the history has a day. The memory use is that of the field.
 #include <dlfcn.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// One change of an attribute, delivered to one subscriber, beside an opaque virtual call of the same
-// work and beside the emission of a signal of sigc++ to one slot.
+// One change of an attribute, delivered to one subscriber. Its floor is an opaque virtual call of the same
+// work, its peer the emission of a signal of sigc++ to one slot.
 #include <stdexcept>
 
 #include "DeliveryPeers.h"

@@ -1,15 +1,16 @@
-// Discovery on a simulated unit: that its cost grows with the disks times the entries of blockdev that
-// are tried for each, and that it is the cost of the programs that it must run: `expr`, once per disk and
-// entry, and for a fixed disk its tool. The tool is the least that a program can be, a shell that prints a
-// report; all of them run at once, beside the rest of the scan.
+// Discovery on a simulated unit. Its cost is to grow with the disks times the entries of blockdev that are
+// tried for each, and to be the cost of the programs that it must run. These are `expr`, once per disk and
+// entry, and for a fixed disk its tool. The tool is minimal: a shell that prints a report. All tools run at
+// once, beside the rest of the scan.
 //
-// Libudev's reading of a disk takes a fifth of a millisecond or more, in any program. Beside a single run of
-// such programs that is more than a tenth; from four entries on it is less for fixed disks, and with the
-// eight of an ordinary unit also for removable ones, for which `expr` is all that runs. A thousand tools at
-// once take the kernel more time each than 250 do, which is not discovery's. The preload that simulates a
-// unit makes every access of /sys nearly twice as slow, and libudev reads it often. So it is measured
-// without: processes that have a copy of the simulated /sys mounted over their own, which needs the right to
-// make a mount namespace. What the preload would make of it is shown beside.
+// Libudev's reading of a disk takes a fifth of a millisecond or more, in any program. That is more than a
+// tenth of a single run of these programs. From four entries on it is less for fixed disks. With eight
+// entries, as in an ordinary unit, it is less for removable ones too, for which only `expr` runs. A thousand
+// tools at once cost the kernel more time each than 250; that is not discovery's cost.
+//
+// The preload that simulates a unit makes every access of /sys nearly twice as slow, and libudev reads it
+// often. So the measurement uses no preload: its processes have a copy of the simulated /sys mounted over
+// their own. This needs the right to make a mount namespace. The figures with the preload are shown beside.
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -53,8 +54,8 @@ void run(std::vector<Pelm::String> const & command) {
       throw std::runtime_error(command[0].str() + " failed");
 }
 
-// A simulated unit that is only built up, and copied on the way: to take a thousand devices apart again
-// would last longer than all the measurements.
+// A simulated unit that is only built up, and copied on the way. Its removal would take longer than all
+// measurements.
 class UnitSource {
  public:
    void copyTo(fs::path const & copy, std::size_t disks) {
@@ -86,13 +87,12 @@ printf '"PhysicalSize":16000000000}]}'
       fs::permissions(program, fs::perms::owner_all);
    }
 
-   StorageDevices::Simulation::SimulatedUnit & unit_ =
-       *new StorageDevices::Simulation::SimulatedUnit;  // never taken apart
+   StorageDevices::Simulation::SimulatedUnit & unit_ = *new StorageDevices::Simulation::SimulatedUnit;  // never removed
    std::size_t disks_ = 0;
 };
 
 struct Request {
-   enum : int { removable, fixed, libudev } of;  // discovery of such disks, or what libudev takes for it
+   enum : int { removable, fixed, libudev } of;  // discovery of such disks, or the time of libudev alone
    std::size_t entries;
 };
 

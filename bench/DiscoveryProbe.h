@@ -1,7 +1,7 @@
-// Measures discovery in the process that it is called in, with whatever devices that process sees.
+// Measures discovery in the calling process, with the devices that this process sees.
 //
-// The time of the programs is taken where they are started and awaited: this file's functions stand in the
-// way of the runtime's own, and in that of the loop's wait.
+// The time of the programs is measured where they are started and awaited: functions of this file replace
+// those of the runtime, and the loop's wait.
 #pragma once
 
 #include <cstddef>

@@ -1,13 +1,11 @@
-// The health monitors beside what they cannot do without: a poll of the I/O statistics beside opening,
-// reading and closing the same files, and the storing of a SMART report beside parsing it and finding
-// the same values.
+// The health monitors beside their floors: a poll of the I/O statistics beside opening, reading and closing
+// the same files; the storing of a SMART report beside parsing it and finding the same values.
 #include <fcntl.h>
 #include <rapidjson/document.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -18,36 +16,16 @@
 #include "StorageDevices/IOStatSm.h"
 #include "StorageDevices/JsonDocument.h"
 #include "StorageDevices/SmartAttributes.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace StorageDevices;
-
-// A folder in memory: the files are to cost what opening and reading costs, not what a disk does.
-class Folder {
- public:
-   Folder() {
-      std::string name = "/dev/shm/bench-XXXXXX";
-      if (!mkdtemp(name.data()))
-         throw std::runtime_error("cannot make a folder in /dev/shm");
-      path_ = name;
-   }
-   Folder(Folder const &) = delete;
-   Folder & operator=(Folder const &) = delete;
-   ~Folder() {
-      std::error_code ignored;
-      fs::remove_all(path_, ignored);
-   }
-   fs::path const & path() const { return path_; }
-
- private:
-   fs::path path_;
-};
 
 void comparePolls(Bench::Report & report) {
    constexpr int diskCount = 1000;
-   Folder const folder;
+   // In memory: the files must cost as much as opening and reading, without the disk.
+   Support::TempDir const folder{"/dev/shm"};
    setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", (folder.path() / "%s.stat").c_str(), 1);
    auto const devices = Pelm::make<ConnectedDevices>();
    std::vector<std::string> paths;

@@ -1,6 +1,6 @@
-// Matching the lines of the kernel's log beside what it cannot do without: receiving them. Every line comes
-// as a datagram of a Unix socket; one contender receives it, the next reads it for a device as well, and the
-// last is the whole watcher, its records of devices and its clock included.
+// Matching the lines of the kernel's log beside receiving them, which is the floor. Every line is a datagram
+// of a Unix socket. The first contender receives it; the second also reads its device. The last one is the
+// whole watcher with its records of devices and its clock.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -19,13 +18,14 @@
 #include "StorageDevices/KernelLine.h"
 #include "StorageDevices/SdErrWatcherSm.h"
 #include "runtime/host/Log.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
 constexpr std::size_t roundCount = 1001;
-constexpr std::size_t linesPerRound = 100;  // the socket takes so many before any is read
+constexpr std::size_t linesPerRound = 100;  // the socket accepts so many before any is read
 constexpr std::size_t longest = 1024;
 
 enum class Work { receive, receiveAndMatch };
@@ -67,8 +67,8 @@ class Sockets {
    std::array<int, 2> fds_{};
 };
 
-// A watcher of ten disks, and who sends to it. The two sockets are connected to each other: so the watcher's
-// takes as many lines as those of a pair.
+// A watcher of ten disks, and its sender. The two sockets are connected to each other, so the watcher's
+// accepts as many lines as those of a pair.
 class Watched {
  public:
    Watched() {
@@ -95,8 +95,6 @@ class Watched {
    ~Watched() {
       close(fd_);
       watcher_ = nullptr;
-      std::error_code ignored;
-      std::filesystem::remove_all(folder_, ignored);
    }
 
    void send(std::string const & line) const {
@@ -113,17 +111,11 @@ class Watched {
    sockaddr_un address(char const * name) const {
       sockaddr_un result{};
       result.sun_family = AF_UNIX;
-      (folder_ / name).string().copy(result.sun_path, sizeof result.sun_path - 1);
+      (folder_.path() / name).string().copy(result.sun_path, sizeof result.sun_path - 1);
       return result;
    }
-   static std::filesystem::path makeFolder() {
-      std::string name = "/tmp/bench-XXXXXX";
-      if (!mkdtemp(name.data()))
-         throw std::runtime_error("cannot make a folder");
-      return name;
-   }
 
-   std::filesystem::path folder_ = makeFolder();
+   Support::TempDir folder_{"/tmp"};  // a short path, for an address
    Pelm::Ptr<StorageDevices::ConnectedDevices> devices_ = Pelm::make<StorageDevices::ConnectedDevices>();
    Pelm::Ptr<StorageDevices::StorageDeviceErrWatcherSm> watcher_;
    int fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);

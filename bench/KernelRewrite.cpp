@@ -1,5 +1,5 @@
-// Rewriting the lines of the kernel's log beside what forwarding them cannot do without: reading each record,
-// making its line and sending it.
+// Rewriting the lines of the kernel's log beside the floor of forwarding them: reading each record, making
+// its line and sending it.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,7 +19,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 constexpr std::size_t roundCount = 501;
-constexpr std::size_t linesPerRound = 100;  // the socket takes so many before any is read
+constexpr std::size_t linesPerRound = 100;  // the socket accepts so many before any is read
 
 // One end for the kernel or the receiver, one for the forwarder.
 class Sockets {

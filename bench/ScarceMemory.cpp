@@ -1,12 +1,12 @@
-// The program itself with a day of history of 24 disks, a measurement a second, under absolute limits of its
-// address space that hold from its start. It is asked for the whole history again and again, and by a hundred
-// readers that read nothing. Takes minutes, so `make bench` leaves it out:
+// The program with a day of history of 24 disks, one measurement per second, under absolute limits of its
+// address space. Clients request the whole history again and again, and a hundred clients read nothing of it.
+// It takes minutes, so `make bench` leaves it out:
 //
 //    umockdev-wrapper build/release/bench/memory_bench build/release/src/command/storagedevices [MEGABYTES…]
 //
 // The history comes from DayOfHistory.cpp within half a minute; everything else is the program's own.
-// Fails when the agent ends, answers anything but 200 and 503, usually takes 50 ms for its health, or has 16
-// MiB more in memory with those readers than idle.
+// It fails when the agent ends, or answers anything but 200 and 503. It also fails when /healthz usually
+// takes 50 ms, or when those readers cost more than 16 MiB of memory.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>

@@ -1,5 +1,5 @@
-// Ends the program when a test takes longer than it may in real time: a turn that never ends would otherwise
-// stall the whole program until CTest kills it, without the name of the test.
+// Ends the program when a test exceeds its limit of real time. Without it, a turn that never ends stalls the
+// whole program until CTest kills it, and nothing names the test.
 #pragma once
 
 #include <gtest/gtest.h>
