@@ -75,7 +75,7 @@ static_assert(isCollection<String, Ptr<DeviceSmartData>, decltype(SmartData::dev
 static_assert(isCollection<String, Ptr<DeviceNvmeData>, decltype(NvmeData::deviceData)>);
 static_assert(isCollection<String, Ptr<DeviceEmmcData>, decltype(EmmcData::deviceData)>);
 
-TEST(FactoriesTest, MakesAMachineThatItsPointerAloneKeeps) {
+TEST(FactoriesTest, MakesAMachineOwnedByItsPointerAlone) {
    auto const devices = Pelm::make<ConnectedDevices>();
    auto const first = mountPtMonitorSmFactory("/mnt/flash", Pelm::make<MountPtMonitorHelper>(), devices);
    auto const second = mountPtMonitorSmFactory("/mnt/flash", Pelm::make<MountPtMonitorHelper>(), devices);

@@ -103,7 +103,7 @@ class NvmeLifetimeTest : public LifetimeThroughMonitorsTest {
    void used(int percent) const { toolPrints(R"({"percent_used":)" + std::to_string(percent) + "}"); }
 };
 
-TEST_F(NvmeLifetimeTest, IsTheRemainder) {
+TEST_F(NvmeLifetimeTest, IsTheUnusedPercentage) {
    used(9);
    start();
    used(10);

@@ -202,7 +202,7 @@ TEST(SmartAttributesOracleTest, ReadsRandomReportsAsANaiveReaderDoes) {
 }
 
 // The naive reader of texts sees in them what they were written from: both sides read one report.
-TEST(SmartAttributesOracleTest, ReadsWrittenReportsBackNaively) {
+TEST(SmartAttributesOracleTest, ReadsGeneratedReportsBackByTheNaiveReader) {
    AttributeReportMaker maker(Support::randomSeed(20240612));
    for (int i = 0; i < attributeRuns / 50; ++i) {
       Value const report = maker.report();

@@ -234,7 +234,7 @@ TEST_F(StatusClientTest, StopsWaitingForAStreamThatStalls) {
 
 class OddAnswerTest : public StatusClientTest, public testing::WithParamInterface<char const *> {};
 
-TEST_P(OddAnswerTest, IsNotTheAgents) {
+TEST_P(OddAnswerTest, IsRefusedAsNotTheAgents) {
    serve(GetParam());
    EXPECT_EQ(errorOf(), notTheAgent);
 }

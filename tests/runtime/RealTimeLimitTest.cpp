@@ -38,9 +38,9 @@ TEST(RealTimeLimitTest, EndsWithItsScope) {
    EXPECT_EQ(RealTimeLimit::left().count(), 0);
 }
 
-class VirtualTimeTestLimitTest : public Support::VirtualTimeTest {};
+class VirtualTimeLimitTest : public Support::VirtualTimeTest {};
 
-TEST_F(VirtualTimeTestLimitTest, HasALimitInRealTime) {
+TEST_F(VirtualTimeLimitTest, HasALimitInRealTime) {
    EXPECT_GE(RealTimeLimit::left().count(), 30);
    EXPECT_LE(RealTimeLimit::left().count(), 60);
 }

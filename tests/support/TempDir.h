@@ -1,6 +1,7 @@
 // A temporary folder, removed at the end of its scope.
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

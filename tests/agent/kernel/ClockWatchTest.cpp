@@ -65,7 +65,7 @@ TEST_F(ClockWatchTest, DetectsASetBackShorterThanTheTimeSinceItsLastSample) {
    EXPECT_EQ(timestamp(), 0);
 }
 
-TEST_F(ClockWatchTest, SetsAStaleTimeBackOnDemand) {
+TEST_F(ClockWatchTest, ClearsAFutureTimeOnDemand) {
    ASSERT_EQ(error(), 1U);
    wallClockJumpsBy(-30 * day);
    clockWatch.check();
