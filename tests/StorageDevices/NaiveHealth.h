@@ -48,7 +48,7 @@ inline constexpr LogField logFields[] = {
 inline constexpr char logTraceStart[] =
     "StorageDevices::NvmeAttr StorageDevices::parseAttr(const Document&, const char*)Property ";
 
-// The seventeen values in the order of the table, and what is traced of them.
+// The seventeen values in the order of the table, and their traces.
 struct Log {
    std::vector<NvmeAttr> values;
    std::vector<std::string> traces;
@@ -63,7 +63,7 @@ inline Log logOf(DeviceNvmeData const & data, std::vector<std::string> traces) {
    return log;
 }
 
-// What a smart log says that is known to be a JSON object.
+// The values of a smart log that is known to be a JSON object.
 inline Log naiveLog(NaiveJson::Value const & document) {
    Log log;
    for (auto const & field : logFields) {
@@ -145,7 +145,7 @@ inline std::optional<std::uint8_t> naiveHexByte(std::string & text) {
    return number > 255 ? std::nullopt : std::optional(static_cast<std::uint8_t>(number));
 }
 
-// What the contents of the two files say.
+// The values of the two files.
 inline std::optional<Registers> naiveRegisters(std::string lifeTime, std::string preEolInfo) {
    auto const typeA = naiveHexByte(lifeTime);
    auto const typeB = naiveHexByte(lifeTime);

@@ -18,7 +18,7 @@ namespace StorageDevices::NaiveSmart {
 using NaiveJson::Value;
 using SmartRecords::Record;
 
-// What the drive database says of one attribute number.
+// The drive database's entry for one attribute number.
 struct Mapped {
    bool ignore = false;
    std::string field;
@@ -90,7 +90,7 @@ inline std::optional<SmartAttr> naiveRow(Value const & row) {
    return attr;
 }
 
-// Degrees, when they are some that a drive can have.
+// Degrees, if a drive can have them.
 inline std::optional<std::int64_t> naiveTemperature(SmartAttr const & attr) {
    std::string const text = attr.rawString.str();
    std::size_t const start = text.starts_with("-") ? 1 : 0;
@@ -183,7 +183,7 @@ inline void naiveFile(Record & record, SmartAttr attr, Mapping const & mapping) 
    record.fields[row->field] = attr;
 }
 
-// What a report says that is known to be JSON.
+// The values of a report that is known to be JSON.
 inline Record naiveRecord(Value const & document, Mapping const & mapping = {}) {
    Record record;
    if (auto const * passed = at(document, {"smart_status", "passed"}))

@@ -174,7 +174,7 @@ class Generator {
       }
    }
 
-   // What the device's own identity is, where discovery's collector may read it.
+   // The device's own identity, where discovery's collector may read it.
    void setSource(Device & device) {
       if (chance(60))
          device.report = DiskFields{.name = "own " + number_,

@@ -62,7 +62,7 @@ class AgentProgramTest : public testing::Test {
       return disk;
    }
 
-   // Keys of the configuration's top and further tables, beside what the unit needs.
+   // Adds keys to the configuration's top, and further tables, to those that the unit needs.
    void config(std::string const & more, std::string const & top = "") {
       folder.fileIs("agent.toml", top + "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
                                       "\"\nmount_source_dir = \"" + folder.string() + "/mount-source\"\n" +
@@ -104,12 +104,12 @@ class AgentProgramTest : public testing::Test {
       ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
    }
 
-   // The process that listens on the socket; nobody that this process has started beside. -1: nobody does.
+   // The process that listens on the socket, not a process that started it. -1: none listens.
    pid_t agentPid() const;
    void signalAgent(int signal) const { ASSERT_EQ(kill(agentPid(), signal), 0); }
 
-   // Sends the signal and waits, ten seconds at most, until the agent has ended. What it leaves behind is
-   // there still: that is ended only when `agent` is asked how it ended.
+   // Sends the signal and waits, ten seconds at most, until the agent has ended. Processes that it leaves
+   // behind still run: they are ended only when `agent` answers how it ended.
    bool endsBy(int signal) const;
 
    void readLog();
@@ -121,7 +121,7 @@ class AgentProgramTest : public testing::Test {
    // Waits until the agent has written the text to its log.
    bool logs(std::string const & text, std::chrono::seconds limit = std::chrono::seconds{20});
 
-   // Number of processes that were started to see the unit: the agent and all its children.
+   // The number of processes with the unit's environment: the agent and all its children.
    std::size_t watchingProcesses() const {
       std::string const mark = unit.environment().at("UMOCKDEV_DIR");
       std::size_t count = 0;
