@@ -16,12 +16,11 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API SettledStart {
  public:
-   // How long a disk that never gets identified may delay the rest, framework seconds.
+   // How long a disk that is never identified may delay the start, framework seconds.
    static constexpr double patience = 60;
 
-   // Calls `start` once, from the loop and never from within a change: when the internal devices are ready
-   // and none waits to be classified, or when the patience is at its end. Without a discovery (null) it is
-   // only the latter.
+   // Calls `start` once, from the loop and never within a change: when the internal devices are ready and
+   // none waits to be classified, at the latest after `patience`. Without discovery (null): after `patience`.
    SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start);
 
  private:

@@ -83,7 +83,7 @@ void StorageAgent::serve(ListenSocket socket, std::optional<Base::HttpAddress> c
 }
 
 StorageAgent::~StorageAgent() {
-   // What is told of the end of monitors is not for a store that goes with them.
+   // Messages about the end of the monitors must not reach the store, which ends too.
    Vorn::Host::logSinkIs([log = &log_](Vorn::Host::LogMessage const & message) { log->message(message); });
 }
 
@@ -92,7 +92,7 @@ void StorageAgent::run() {
                "version " + std::string{Base::version} + " started; status on " + config_.status.socket);
    for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
       log_.notice(LOG_NOTICE, line);
-   Vorn::Host::turn(0);  // from here on it counts as at work, the start of the monitors included
+   Vorn::Host::turn(0);  // from here on the loop counts as busy, during the start of the monitors too
    watchdog_.emplace(log_, serviceManager_);
    monitors_.start();
    for (auto const & server : servers_)

@@ -62,7 +62,7 @@ class StorageAgent {
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
    Signals signals_;
    ServiceManager serviceManager_;
-   std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may be held too
+   std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may stall too
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_ = StorageDevices::applianceTracker();
    StrayProcesses strays_{tracker_};
    Monitors monitors_;

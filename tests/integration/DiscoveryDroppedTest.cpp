@@ -31,7 +31,7 @@ class DiscoveryDroppedTest : public Support::DiscoveryTest {
       auto const monitor = StorageDevices::openDiskMonitor(context.get());
       unit_.plug(disk);
       UdevDevicePtr device;
-      Support::soon([&] {
+      Support::turnInRealTime([&] {
          if (!device)
             device.reset(udev_monitor_receive_device(monitor.get()));
          return device != nullptr;
@@ -110,7 +110,7 @@ TEST_F(DiscoveryDroppedTest, EndsTheCollectorThatWasJustAdded) {
    dropAtChange(sm_->diskInfoCollectorSm);
    sm_->diskInfoCollectorSmIs("X", collector());
    EXPECT_FALSE(sm_);
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
    EXPECT_TRUE(disks().empty());
 }
@@ -120,7 +120,7 @@ TEST_F(DiscoveryDroppedTest, EndsTheCollectorThatIsDeleted) {
    dropAtChange(sm_->infoReactor);
    sm_->diskInfoCollectorSmDel("X");
    EXPECT_FALSE(sm_);
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 
@@ -129,7 +129,7 @@ TEST_F(DiscoveryDroppedTest, EndsAllCollectorsThatAreDeleted) {
    dropAtChange(sm_->infoReactor);
    sm_->diskInfoCollectorSmDelAll();
    EXPECT_FALSE(sm_);
-   EXPECT_TRUE(Support::soon([&] { return tracker_->orphans() == 0; }));
+   EXPECT_TRUE(Support::turnInRealTime([&] { return tracker_->orphans() == 0; }));
    EXPECT_FALSE(Support::hasChildren());
 }
 

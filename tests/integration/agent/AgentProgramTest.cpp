@@ -170,7 +170,7 @@ TEST_F(AgentProgramTest, ReportsAMissingNvmeFilterAndContinues) {
    std::filesystem::create_directory(folder.path() / "lib");
    std::filesystem::copy_file(MONITORS_LIBRARY, folder.path() / "lib/libStorageDevices.so.0");
    start(folder.path() / "bin/storagedevices", {{"LD_LIBRARY_PATH", folder.string() + "/lib"}});
-   EXPECT_TRUE(eventually([&] { return has("SN-A"); })) << log;
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
    EXPECT_NE(log.find("the nvme filter is not installed beside the library"), std::string::npos) << log;
 }
 

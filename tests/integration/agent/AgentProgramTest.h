@@ -101,7 +101,7 @@ class AgentProgramTest : public testing::Test {
       agent = std::make_unique<Agent::Demo::AgentProcess>(
           program, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
           environment);
-      ASSERT_TRUE(eventually([] { return true; })) << "the agent does not answer";
+      ASSERT_TRUE(waitInRealTime([] { return true; })) << "the agent does not answer";
    }
 
    // The process that listens on the socket, not a process that started it. -1: none listens.
