@@ -149,16 +149,11 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
    if (!history)
       return {400, "text/plain", "history: must be a whole number, 0 or more, or \"all\"\n"};
    verdicts_.evaluate();
-   return jsonAnswer(stateDocument({monitors_.internalDevicesReady(),
-                                    Vorn::System::currentTimeUtc().value(),
-                                    monitors_.entities(),
-                                    monitors_.ioStatErrors(),
-                                    toolRuns_,
-                                    readings_,
-                                    verdicts_,
-                                    monitors_.recordKeepers(),
-                                    {monitors_.kernelLines(), log_.dropped()}},
-                                   *history));
+   return jsonAnswer(
+       stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc().value(),
+                      monitors_.entities(), monitors_.ioStatErrors(), toolRuns_, readings_, verdicts_,
+                      monitors_.recordKeepers(), monitors_.kernelLines(), log_.dropped()},
+                     *history));
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {

@@ -5,7 +5,7 @@
 
 #include "agent/Rescans.h"
 #include "agent/SettledStart.h"
-#include "agent/documents/DiscoveryDocument.h"
+#include "agent/documents/MonitorDocument.h"
 #include "runtime/Vorn/Shortage.h"
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/DocumentText.h"

@@ -1,8 +1,11 @@
 #include "agent/documents/MonitorDocument.h"
 
 #include <cstdint>
+#include <cstring>
+#include <utility>
 
 #include "agent/verdict/DiskRecords.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
 
@@ -13,6 +16,15 @@ using Environment::Temperature::TempSensorStatus;
 template <class Cell>
 void writeCell(Base::JsonWriter & writer, Cell const & cell) {
    Base::writeMember(writer, cell.id(), cell());
+}
+
+void writeUnclassified(Base::JsonWriter & writer, StorageDevices::Unclassified const & device) {
+   writer.StartObject();
+   Base::writeMember(writer, "device", device.device.view());
+   Base::writeMember(writer, "attempt", device.attempt.view());
+   Base::writeMember(writer, "error", std::strerror(device.error));
+   Base::writeMember(writer, "remedy", Vorn::shortageRemedy(device.error));
+   writer.EndObject();
 }
 
 void writeChange(Base::JsonWriter & writer, StorageDevices::DeviceLifetimeChange const & change) {
@@ -88,6 +100,15 @@ void writeMountPoint(Base::JsonWriter & writer, StorageDevices::MountPtMonitorSm
 }
 
 }  // namespace
+
+JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery) {
+   JsonValue devices = JsonMembers{};
+   if (discovery)
+      devices = jsonObject(discovery->unclassifiedDevice, writeUnclassified);
+   return JsonMembers{}
+       .add("anonymousRemovalCount", numberJson(discovery ? discovery->anonymousRemovalCount() : 0))
+       .add("unclassifiedDevices", std::move(devices));
+}
 
 JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor) {
    if (!monitor)

@@ -1,7 +1,9 @@
-// The records of the monitors of wear, temperature, mount points and kernel errors as JSON objects. A monitor
-// that does not run (null) has an empty object; an unknown value is left out.
+// What discovery and the monitors that watch over wear, temperature, mount points and kernel errors publish,
+// as JSON objects. A monitor that does not run (null) has an empty one; a value that is not known is left
+// out.
 #pragma once
 
+#include "StorageDevices/ConnectedDevicesSm.h"
 #include "StorageDevices/DeviceLifetimeMonitorSm.h"
 #include "StorageDevices/MountPtMonitorManagerSm.h"
 #include "StorageDevices/TempSensorSm.h"
@@ -10,6 +12,8 @@
 
 namespace Agent {
 
+// The devices that it could not classify, and how often a disk was removed without its serial.
+JsonValue discoveryJson(StorageDevices::ConnectedDevicesSm const * discovery);
 // By serial number.
 JsonValue lifetimeChangesJson(StorageDevices::DeviceLifetimeMonitorSm const * monitor);
 JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info);

@@ -1,6 +1,5 @@
 #include "agent/documents/StateDocument.h"
 
-#include "agent/documents/DiscoveryDocument.h"
 #include "agent/documents/HealthDocument.h"
 #include "agent/documents/PiecedJson.h"
 #include "agent/documents/ReadingsDocument.h"
@@ -25,6 +24,18 @@ JsonValue errorsJson(IoStatErrors const & errors) {
        .add("openErrorCount", numberJson(errors.openErrorCount))
        .add("getlineErrorCount", numberJson(errors.getlineErrorCount))
        .add("regexErrorCount", numberJson(errors.regexErrorCount));
+}
+
+// Empty when none are forwarded.
+JsonValue kernelLinesJson(std::optional<KernelLineCounts> const & lines) {
+   if (!lines)
+      return JsonMembers{};
+   return JsonMembers{}
+       .add("received", numberJson(lines->received))
+       .add("forwarded", numberJson(lines->forwarded))
+       .add("rewritten", numberJson(lines->rewritten))
+       .add("dropped", numberJson(lines->dropped))
+       .add("overruns", numberJson(lines->overruns));
 }
 
 void addUnit(JsonMembers & members, StateSources const & sources) {
@@ -67,8 +78,9 @@ std::unique_ptr<Document> stateDocument(StateSources const & sources, std::size_
    addVerdicts(members, sources);
    addHealth(members, sources, history);
    addKeepers(members, sources);
-   members.add("tools", toolsJson(sources.tools));
-   addCounters(members, sources.counters);
+   members.add("tools", toolsJson(sources.tools))
+       .add("kernelLines", kernelLinesJson(sources.kernelLines))
+       .add("log", JsonMembers{}.add("linesDropped", numberJson(sources.logLinesDropped)));
    return std::make_unique<PiecedJson>(std::move(members));
 }
 

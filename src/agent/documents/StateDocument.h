@@ -4,11 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
-#include "agent/documents/CountersDocument.h"
 #include "agent/documents/Document.h"
 #include "agent/documents/MonitorDocument.h"
+#include "agent/kernel/KernelLineCounts.h"
 #include "agent/tools/Readings.h"
 #include "agent/tools/ToolRuns.h"
 #include "agent/verdict/Verdicts.h"
@@ -39,7 +40,8 @@ struct StateSources {
    Readings const & readings;
    Verdicts const & verdicts;
    RecordKeepers keepers = {};
-   Counters counters = {};
+   std::optional<KernelLineCounts> kernelLines = {};  // nothing: the agent forwards none
+   std::uint64_t logLinesDropped = 0;                 // that standard error did not take
 };
 
 // The number of measurements that it shows of each disk by default, the newest ones.

@@ -4,6 +4,8 @@
 #include <rapidjson/document.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tests/support/DocumentText.h"
@@ -21,15 +23,24 @@ class StateDocumentTest : public testing::Test {
       return parsed;
    }
    std::string text(bool ready) const {
-      return Support::documentText(*Agent::stateDocument(
-          {ready, 1795196298.5, entities, errors, tools, readings, verdicts, {}, counters}));
+      return Support::documentText(*Agent::stateDocument({ready,
+                                                          1795196298.5,
+                                                          entities,
+                                                          errors,
+                                                          tools,
+                                                          readings,
+                                                          verdicts,
+                                                          {},
+                                                          kernelLines,
+                                                          logLinesDropped}));
    }
 
    Agent::Entities entities;
    Pelm::Ptr<StorageDevices::ConnectedDevices> devices = entities.devices;
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    Agent::IoStatErrors errors;
-   Agent::Counters counters;
+   std::optional<Agent::KernelLineCounts> kernelLines;
+   std::uint64_t logLinesDropped = 0;
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities};
    Agent::Config::Verdict limits;
@@ -67,7 +78,8 @@ TEST_F(StateDocumentTest, CountsFailedSamplesByCause) {
 }
 
 TEST_F(StateDocumentTest, CountsLinesOfTheKernelAndOfTheLog) {
-   counters = {Agent::KernelLineCounts{9, 6, 5, 3, 1}, 7};
+   kernelLines = {9, 6, 5, 3, 1};
+   logLinesDropped = 7;
    auto const state = document(false);
    auto const & lines = state["kernelLines"];
    EXPECT_EQ(lines["received"].GetUint(), 9U);
