@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <optional>
 
 namespace Agent {
 
@@ -153,44 +154,6 @@ class HistoryJson {
    Vorn::Seconds until_ = -Vorn::Seconds::infinity().value();  // the time of the last one to write
 };
 
-class HistoriesJson {
- public:
-   HistoriesJson(StorageDevices::IOStatData const & data, std::size_t newest)
-       : walk_{data.ioStatData}, newest_{newest}, history_{newest} {}
-
-   bool operator()(Base::JsonWriter & writer) {
-      if (!walk_.begun()) {
-         walk_.begin();
-         writer.StartObject();
-      }
-      if (walk_.ended()) {
-         writer.EndObject();
-         return false;
-      }
-      writeNext(writer);
-      return true;
-   }
-
- private:
-   void writeNext(Base::JsonWriter & writer) {
-      auto const history = walk_.value();
-      if (history && !inArray_)
-         Base::writeText(writer, walk_.key().view());
-      // A disk that goes while its array is written ends it.
-      if (history || inArray_)
-         inArray_ = history_.write(writer, history.get());
-      if (inArray_)
-         return;
-      walk_.advance();
-      history_ = HistoryJson{newest_};
-   }
-
-   KeyWalk<decltype(StorageDevices::IOStatData::ioStatData)> walk_;
-   std::size_t newest_;
-   HistoryJson history_;
-   bool inArray_ = false;
-};
-
 }  // namespace
 
 JsonValue smartDataJson(StorageDevices::SmartData const & data) {
@@ -206,7 +169,20 @@ JsonValue emmcDataJson(StorageDevices::EmmcData const & data) {
 }
 
 JsonValue ioStatDataJson(StorageDevices::IOStatData const & data, std::size_t history) {
-   return HistoriesJson{data, history};
+   auto const writePart = [history, array = std::optional<HistoryJson>{}](
+                              Base::JsonWriter & writer, Pelm::String const & serial,
+                              Pelm::Ptr<IOStat> const & found) mutable {
+      if (found && !array) {
+         Base::writeText(writer, serial.view());
+         array.emplace(history);
+      }
+      // A disk that goes while its array is written ends it.
+      if (array && array->write(writer, found.get()))
+         return true;
+      array.reset();
+      return false;
+   };
+   return JsonObject{data.ioStatData, writePart};
 }
 
 }  // namespace Agent

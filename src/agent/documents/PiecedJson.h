@@ -66,54 +66,56 @@ class JsonMembers {
    bool begun_ = false;
 };
 
-// The keys of a collection at one moment, one after the other. Between two pieces a document keeps only keys,
-// so a slow reader keeps no record alive, only the owner of the collection.
-template <class Collection>
-class KeyWalk {
+// An object with members of a collection: those that are there at its first part. It keeps no more of them
+// between two pieces than their keys, so that nothing outlives its end for the sake of a slow reader, the
+// owner of the collection excepted.
+//
+// `write(writer, key, found)` writes the next part of a member, its key first, and answers whether more of it
+// is to come. `found` is null or empty for a member that is gone.
+template <class Collection, class Write>
+class JsonObject {
  public:
-   using Key = typename Collection::Key;
+   JsonObject(Collection const & collection, Write write)
+       : collection_{&collection}, owner_{&collection.owner()}, write_{std::move(write)} {}
 
-   explicit KeyWalk(Collection const & collection) : collection_{&collection}, owner_{&collection.owner()} {}
+   bool operator()(Base::JsonWriter & writer) {
+      if (!std::exchange(begun_, true))
+         begin(writer);
+      if (at_ == keys_.size()) {
+         writer.EndObject();
+         return false;
+      }
+      if (!write_(writer, keys_[at_], (*collection_)(keys_[at_])))
+         ++at_;
+      return true;
+   }
 
-   bool begun() const { return begun_; }
-   void begin() {
-      begun_ = true;
+ private:
+   void begin(Base::JsonWriter & writer) {
+      writer.StartObject();
       keys_.reserve(collection_->size());
       for (auto const member : *collection_)
          keys_.push_back(member.key);
    }
-   bool ended() const { return at_ == keys_.size(); }
-   Key const & key() const { return keys_[at_]; }
-   // Null or empty for a member that is gone.
-   typename Collection::Found value() const { return (*collection_)(key()); }
-   void advance() { ++at_; }
 
- private:
    Collection const * collection_;
    Pelm::Ptr<Pelm::Node const> owner_;
-   std::vector<Key> keys_;
+   Write write_;
+   std::vector<typename Collection::Key> keys_;
    std::size_t at_ = 0;
    bool begun_ = false;
 };
 
-// An object with members of a collection. `write(writer, key, member)` writes the key and the value of one,
-// or neither.
+// Of members that are written at once. `write(writer, key, member)` writes the key and the value of one, or
+// neither.
 template <class Collection, class Write>
 JsonValue jsonObjectOfSome(Collection const & collection, Write write) {
-   return [walk = KeyWalk{collection}, write = std::move(write)](Base::JsonWriter & writer) mutable {
-      if (!walk.begun()) {
-         walk.begin();
-         writer.StartObject();
-      }
-      if (walk.ended()) {
-         writer.EndObject();
-         return false;
-      }
-      if (auto const found = walk.value())
-         write(writer, walk.key(), *found);
-      walk.advance();
-      return true;
-   };
+   return JsonObject{collection, [write = std::move(write)](Base::JsonWriter & writer, auto const & key,
+                                                            auto const & found) {
+                        if (found)
+                           write(writer, key, *found);
+                        return false;
+                     }};
 }
 
 // An object with a member for each one of a collection. `write(writer, member)` writes the value of one.
