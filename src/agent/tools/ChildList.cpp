@@ -3,12 +3,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <system_error>
+
+#include "base/Number.h"
 
 namespace Agent {
 
@@ -19,20 +20,13 @@ std::string contentOf(std::string const & path) {
    return {std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{}};
 }
 
-template <class Number>
-std::optional<Number> numberIn(std::string_view text) {
-   Number number = 0;
-   auto const result = std::from_chars(text.data(), text.data() + text.size(), number);
-   return result.ec == std::errc{} ? std::optional{number} : std::nullopt;
-}
-
 // For kernels that are built without the list of children.
 std::vector<pid_t> allProcesses() {
    std::vector<pid_t> processes;
    std::error_code error;
    for (auto entry = std::filesystem::directory_iterator{"/proc", error};
         !error && entry != std::filesystem::directory_iterator{}; entry.increment(error))
-      if (auto const pid = numberIn<pid_t>(entry->path().filename().native()))
+      if (auto const pid = Base::parseWhole<pid_t>(entry->path().filename().native()))
          processes.push_back(*pid);
    return processes;
 }
@@ -47,7 +41,7 @@ std::vector<pid_t> listed() {
 }  // namespace
 
 std::optional<Child> childIn(std::string_view stat, pid_t parent) {
-   auto const pid = numberIn<pid_t>(stat);
+   auto const pid = Base::parseWhole<pid_t>(stat.substr(0, stat.find(' ')));
    std::size_t const nameEnd = stat.rfind(')');  // a name may hold blanks and brackets
    if (!pid || nameEnd == std::string_view::npos)
       return std::nullopt;
@@ -60,8 +54,8 @@ std::optional<Child> childIn(std::string_view stat, pid_t parent) {
       field = stat.substr(0, stat.find(' '));
       stat.remove_prefix(field.size());
    }
-   auto const started = numberIn<std::uint64_t>(fields[startedAt]);
-   if (fields.front().size() != 1 || numberIn<pid_t>(fields[parentAt]) != parent || !started)
+   auto const started = Base::parseWhole<std::uint64_t>(fields[startedAt]);
+   if (fields.front().size() != 1 || Base::parseWhole<pid_t>(fields[parentAt]) != parent || !started)
       return std::nullopt;
    return Child{*pid, fields.front().front(), *started};
 }
