@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Ratio.h"

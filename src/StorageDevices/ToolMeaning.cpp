@@ -1,7 +1,6 @@
 #include "StorageDevices/ToolMeaning.h"
 
 #include <array>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 

@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "base/ProgramSearch.h"
 

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <string>
 #include <string_view>
 
 #include "simulation/Disk.h"

@@ -2,7 +2,6 @@
 
 #include <fstream>
 #include <stdexcept>
-#include <string>
 
 namespace StorageDevices::Simulation {
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
-#include <limits>
 #include <map>
 #include <string>
 #include <utility>

@@ -1,7 +1,5 @@
 #include "agent/kernel/KernelFileSystems.h"
 
-#include <algorithm>
-#include <string>
 #include <system_error>
 
 namespace Agent {

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <system_error>
 #include <utility>
 
 #include "agent/kernel/KernelFileSystems.h"

@@ -2,7 +2,6 @@
 
 #include <boost/beast/http/status.hpp>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <ctime>

@@ -1,11 +1,7 @@
 #include "agent/logs/StderrLog.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <array>
-#include <memory>
 #include <stdexcept>
 #include <string>
 

@@ -1,11 +1,9 @@
 // The watchdog's thread beside a loop of the test's own. Also run under ThreadSanitizer.
 #include "agent/service/Watchdog.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -13,7 +11,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <string>
 #include <thread>
