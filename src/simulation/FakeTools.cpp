@@ -65,17 +65,8 @@ output=$base.json
 constexpr std::array tools{Tool::hdparm, Tool::nvmeList, Tool::nvmeSmartLog, Tool::smartctl};
 
 char const * folderOf(Tool tool) {
-   switch (tool) {
-      case Tool::hdparm:
-         return "hdparm";
-      case Tool::nvmeList:
-         return "nvme-list";
-      case Tool::nvmeSmartLog:
-         return "nvme-smart-log";
-      case Tool::smartctl:
-         break;
-   }
-   return "smartctl";
+   constexpr std::array folders{"hdparm", "nvme-list", "nvme-smart-log", "smartctl"};
+   return folders.at(static_cast<std::size_t>(tool));
 }
 
 char const * outputSuffix(Tool tool) {

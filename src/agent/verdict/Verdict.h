@@ -1,6 +1,8 @@
 // The verdict on a disk, and the reasons for it.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,19 +17,8 @@ enum class Verdict { ok, unknown, warning, absent, failing };
 
 // As documents spell it.
 constexpr char const * verdictWord(Verdict verdict) {
-   switch (verdict) {
-      case Verdict::unknown:
-         return "unknown";
-      case Verdict::warning:
-         return "warning";
-      case Verdict::absent:
-         return "absent";
-      case Verdict::failing:
-         return "failing";
-      case Verdict::ok:
-         break;
-   }
-   return "ok";
+   constexpr std::array words{"ok", "unknown", "warning", "absent", "failing"};
+   return words.at(static_cast<std::size_t>(verdict));
 }
 
 struct Reason {
