@@ -86,7 +86,8 @@ printf '"PhysicalSize":16000000000}]}'
       fs::permissions(program, fs::perms::owner_all);
    }
 
-   StorageDevices::Simulation::SimulatedUnit & unit_ = *new StorageDevices::Simulation::SimulatedUnit;  // never removed
+   StorageDevices::Simulation::SimulatedUnit & unit_ =
+       *new StorageDevices::Simulation::SimulatedUnit;  // never removed
    std::size_t disks_ = 0;
 };
 

@@ -210,7 +210,7 @@ TEST_F(IOStatSmTest, KeepsTheHistoryAfterAFailedSample) {
    EXPECT_EQ(reading.failure()->reason, "the statistics in /sys/block cannot be read");
    EXPECT_EQ(reading.failure()->since, 1060);
    statIs("sda", "1 2 3 4 5 6 7\n");
-   Host::runFor(60);
+   Vorn::Host::runFor(60);
    EXPECT_FALSE(reading.failure());
 }
 

@@ -61,7 +61,8 @@ TEST_F(TemperatureThroughMonitorsTest, ShowsARiseBetweenTwoRunsWholeAndNothingIn
    EXPECT_EQ(*shown.changes()[0].old, Temperature{Environment::Temperature::Celsius{35}});
    EXPECT_EQ(*shown.changes()[0].now, Temperature{Environment::Temperature::Celsius{80}});
    ASSERT_EQ(thresholds.count(), 1U);
-   EXPECT_EQ(*thresholds.changes()[0].now, Environment::Temperature::Celsius{45}) << "set before, or 80 would be delayed";
+   EXPECT_EQ(*thresholds.changes()[0].now, Environment::Temperature::Celsius{45})
+       << "set before, or 80 would be delayed";
    EXPECT_EQ(status().alarm(), TempSensorStatus::Alarm{TempSensorStatus::Alarm::critical});
 }
 

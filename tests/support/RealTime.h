@@ -23,7 +23,7 @@ inline bool waitInRealTime(std::function<bool()> const & condition, std::functio
 inline bool turnInRealTime(std::function<bool()> const & condition,
                            std::chrono::milliseconds limit = std::chrono::seconds{20}) {
    return waitInRealTime(
-       condition, [] { Host::turn(0.02); }, limit);
+       condition, [] { Vorn::Host::turn(0.02); }, limit);
 }
 
 }  // namespace Support

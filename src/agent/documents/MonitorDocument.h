@@ -1,6 +1,5 @@
-// What discovery and the monitors that watch over wear, temperature, mount points and kernel errors publish,
-// as JSON objects. A monitor that does not run (null) has an empty one; a value that is not known is left
-// out.
+// The records of discovery and of the monitors of wear, temperature, mount points and kernel errors as JSON
+// objects. A monitor that does not run (null) has an empty object; an unknown value is left out.
 #pragma once
 
 #include "StorageDevices/ConnectedDevicesSm.h"

@@ -66,9 +66,8 @@ class JsonMembers {
    bool begun_ = false;
 };
 
-// An object with members of a collection: those that are there at its first part. It keeps no more of them
-// between two pieces than their keys, so that nothing outlives its end for the sake of a slow reader, the
-// owner of the collection excepted.
+// An object with the members that a collection has at the object's first part. Between two pieces it keeps
+// only keys, so a slow reader keeps no record alive, only the owner of the collection.
 //
 // `write(writer, key, found)` writes the next part of a member, its key first, and answers whether more of it
 // is to come. `found` is null or empty for a member that is gone.

@@ -1,5 +1,5 @@
-// Preloaded into the agent: the call that STALLED_CALL names stalls while the file STALLED_WHILE exists, as on a
-// disk that does not answer.
+// Preloaded into the agent: the call that STALLED_CALL names stalls while the file STALLED_WHILE exists, as
+// on a disk that does not answer.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <unistd.h>
