@@ -14,7 +14,7 @@ install(TARGETS StorageDevicesRuntime StorageDevices EXPORT StorageDevicesTarget
         INCLUDES DESTINATION ${headerDir}
         FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT development)
 install(TARGETS nvme-compat RUNTIME DESTINATION ${programDir}/compat COMPONENT library)
-install(TARGETS SimulatedUnit EXPORT StorageDevicesSimulatedUnitTargets
+install(TARGETS SimulatedUnit Base EXPORT StorageDevicesSimulatedUnitTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
         INCLUDES DESTINATION ${headerDir}
         FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT development)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/CollectorTest.h"
+#include "tests/support/RealTime.h"
 
 namespace StorageDevices {
 

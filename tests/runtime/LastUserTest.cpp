@@ -108,7 +108,7 @@ TEST_F(LastUserTest, LeavesTheClocksHandlerWholeWhenItGoesWithin) {
    host.then = [&] { letGo(); };
    Vorn::Host::runFor(100);
    EXPECT_TRUE(gone);
-   EXPECT_EQ(heard, (Heard{"machine:clock", "host:door 0>1", "machine:zombie"}));
+   EXPECT_EQ(events, (Events{"machine:clock", "host:door 0>1", "machine:zombie"}));
 }
 
 TEST_F(LastUserTest, FinishesTheDeletionOfAllMembersWhenItGoesWithin) {

@@ -387,8 +387,8 @@ TEST_F(PipedChildProcessTest, IsEndedAtItsTimeLimitThoughItsOutputIsKeptOutOfRea
 TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
    // Stands for a run that is stuck in the kernel: killed, and still alive.
    pid_t const stuck = Vorn::spawnProcess({"sleep", "1000"}, -1, -1, -1);
-   ASSERT_GT(held, 0);
-   auto const pidfd = static_cast<int>(syscall(SYS_pidfd_open, held, 0));
+   ASSERT_GT(stuck, 0);
+   auto const pidfd = static_cast<int>(syscall(SYS_pidfd_open, stuck, 0));
    tracker->orphanIs(stuck, pidfd, {"sh", "-c", "exit 0"});
    auto const refused = shell("exit 0");
    EXPECT_EQ(refused->states, (std::vector<std::string>{"running", "failed"}));

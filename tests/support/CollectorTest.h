@@ -14,6 +14,7 @@
 #include "tests/support/DiskFields.h"
 #include "tests/support/FakeTool.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/RealTime.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
