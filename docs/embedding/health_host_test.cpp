@@ -43,7 +43,7 @@ int main() {
    addFailingDrive(unit);
    for (auto const & [name, value] : unit.environment())
       setenv(name.c_str(), value.c_str(), 1);
-   setenv("PATH", unit.searchPath().c_str(), 1);
+   setenv("PATH", (unit.toolsPath().string() + ":" + std::getenv("PATH")).c_str(), 1);
    std::string const output = outputOf(HEALTH_HOST " " + unit.etcFolder().string() + " 300");
    std::cout << output;
    std::string const tested = unit.fileSystems().takeDirectIo() ? ": stores data\n" : ": fails its test\n";
