@@ -59,7 +59,7 @@ TEST(TextTableTest, DropsColumnsOfTheSecondRankLast) {
              "(too narrow for MOD…\n");
 }
 
-TEST(TextTableTest, DropsTheRightmostSpareColumnsWhereCuttingIsNotEnough) {
+TEST(TextTableTest, DropsTheRightmostEarlyColumnsWhereCuttingIsNotEnough) {
    EXPECT_EQ(textTable(sample(), 24, false),
              "NAME    SIZE  MOD…  NOTE\n"
              "alpha   5 GB  one…\n"
