@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <initializer_list>
-#include <type_traits>
 #include <vector>
 
 #include "base/JsonText.h"
@@ -76,25 +74,6 @@ std::vector<Row> rowsOf(DriveHealth const & health) {
 
 using Writer = Base::JsonWriter;
 
-// A truth value, a whole number or a text.
-template <class Value>
-void write(Writer & writer, Value const & value) {
-   if constexpr (std::is_same_v<Value, bool>)
-      writer.Bool(value);
-   else if constexpr (std::is_unsigned_v<Value>)
-      writer.Uint64(value);
-   else if constexpr (std::is_integral_v<Value>)
-      writer.Int64(value);
-   else
-      Base::writeText(writer, value);
-}
-
-template <class Value>
-void member(Writer & writer, char const * name, Value const & value) {
-   writer.Key(name);
-   write(writer, value);
-}
-
 template <class Members>
 void object(Writer & writer, char const * name, Members members) {
    writer.Key(name);
@@ -114,69 +93,32 @@ std::string report(Members members) {
    return std::string{text.GetString(), text.GetSize()} + "\n";
 }
 
-void writeFlags(Writer & writer, Row const & row) {
-   object(writer, "flags", [&] {
-      member(writer, "value", row.prefail ? 51 : 50);
-      member(writer, "string", row.prefail ? "PO--CK " : "-O--CK ");
-      member(writer, "prefailure", row.prefail);
-      member(writer, "updated_online", true);
-      member(writer, "performance", false);
-      member(writer, "error_rate", false);
-      member(writer, "event_count", true);
-      member(writer, "auto_keep", true);
-   });
-}
-
 void writeRow(Writer & writer, Row const & row) {
-   bool const failing = row.thresh > 0 && row.value <= row.thresh;
    writer.StartObject();
-   member(writer, "id", row.id);
-   member(writer, "name", row.name);
-   member(writer, "value", row.value);
-   member(writer, "worst", row.value);
-   member(writer, "thresh", row.thresh);
-   member(writer, "when_failed", failing ? "now" : "");
-   writeFlags(writer, row);
+   Base::writeMember(writer, "id", row.id);
+   Base::writeMember(writer, "name", row.name);
+   Base::writeMember(writer, "value", row.value);
+   Base::writeMember(writer, "worst", row.value);
+   Base::writeMember(writer, "thresh", row.thresh);
+   object(writer, "flags", [&] { Base::writeMember(writer, "value", row.prefail ? 51 : 50); });
    object(writer, "raw", [&] {
-      member(writer, "value", row.raw);
-      member(writer, "string", row.rawString);
+      Base::writeMember(writer, "value", row.raw);
+      Base::writeMember(writer, "string", row.rawString);
    });
    writer.EndObject();
-}
-
-template <class Value>
-void writeArray(Writer & writer, char const * name, std::initializer_list<Value> values) {
-   writer.Key(name);
-   writer.StartArray();
-   for (Value const & value : values)
-      write(writer, value);
-   writer.EndArray();
 }
 
 // What every report begins with.
 void writeOpening(Writer & writer, std::string_view name, std::string_view type, std::string_view protocol,
                   DriveHealth const & health) {
    std::string const device = "/dev/" + std::string(name);
-   writeArray(writer, "json_format_version", {1, 0});
-   object(writer, "smartctl", [&] {
-      writeArray(writer, "version", {7, 3});
-      writeArray<std::string_view>(writer, "argv",
-                                   {"smartctl", "--json=c", "--offlineauto=on", "-HA", device});
-      member(writer, "exit_status", smartctlExitCode(health));
-   });
+   object(writer, "smartctl", [&] { Base::writeMember(writer, "exit_status", smartctlExitCode(health)); });
    object(writer, "device", [&] {
-      member(writer, "name", device);
-      member(writer, "type", type);
-      member(writer, "protocol", protocol);
+      Base::writeMember(writer, "name", device);
+      Base::writeMember(writer, "type", type);
+      Base::writeMember(writer, "protocol", protocol);
    });
-   object(writer, "smart_status", [&] { member(writer, "passed", health.passed); });
-}
-
-// What those of drives with a health log end with.
-void writeClosing(Writer & writer, DriveHealth const & health) {
-   object(writer, "power_on_time", [&] { member(writer, "hours", health.powerOnHours); });
-   member(writer, "power_cycle_count", health.powerCycles);
-   object(writer, "temperature", [&] { member(writer, "current", health.temperature); });
+   object(writer, "smart_status", [&] { Base::writeMember(writer, "passed", health.passed); });
 }
 
 // The tools have different names for the same fields of the health log.
@@ -191,23 +133,23 @@ struct LogNames {
 void writeHealthLog(Writer & writer, DriveHealth const & health, int temperature, LogNames const & names) {
    std::uint64_t const unitsRead = health.bytesRead / dataUnitBytes;
    std::uint64_t const unitsWritten = health.bytesWritten / dataUnitBytes;
-   member(writer, "critical_warning", health.criticalWarning);
-   member(writer, "temperature", temperature);
-   member(writer, names.spare, health.availableSpare);
-   member(writer, names.spareThreshold, 10);
-   member(writer, names.percentUsed, health.percentUsed);
-   member(writer, "data_units_read", unitsRead);
-   member(writer, "data_units_written", unitsWritten);
-   member(writer, names.reads, unitsRead * 30);
-   member(writer, names.writes, unitsWritten * 25);
-   member(writer, "controller_busy_time", health.powerOnHours / 4);
-   member(writer, "power_cycles", health.powerCycles);
-   member(writer, "power_on_hours", health.powerOnHours);
-   member(writer, "unsafe_shutdowns", health.powerCycles / 8);
-   member(writer, "media_errors", health.mediaErrors);
-   member(writer, "num_err_log_entries", health.mediaErrors);
-   member(writer, "warning_temp_time", 0);
-   member(writer, "critical_comp_time", 0);
+   Base::writeMember(writer, "critical_warning", health.criticalWarning);
+   Base::writeMember(writer, "temperature", temperature);
+   Base::writeMember(writer, names.spare, health.availableSpare);
+   Base::writeMember(writer, names.spareThreshold, 10);
+   Base::writeMember(writer, names.percentUsed, health.percentUsed);
+   Base::writeMember(writer, "data_units_read", unitsRead);
+   Base::writeMember(writer, "data_units_written", unitsWritten);
+   Base::writeMember(writer, names.reads, unitsRead * 30);
+   Base::writeMember(writer, names.writes, unitsWritten * 25);
+   Base::writeMember(writer, "controller_busy_time", health.powerOnHours / 4);
+   Base::writeMember(writer, "power_cycles", health.powerCycles);
+   Base::writeMember(writer, "power_on_hours", health.powerOnHours);
+   Base::writeMember(writer, "unsafe_shutdowns", health.powerCycles / 8);
+   Base::writeMember(writer, "media_errors", health.mediaErrors);
+   Base::writeMember(writer, "num_err_log_entries", health.mediaErrors);
+   Base::writeMember(writer, "warning_temp_time", 0);
+   Base::writeMember(writer, "critical_comp_time", 0);
 }
 
 }  // namespace
@@ -216,14 +158,13 @@ std::string smartctlAtaReport(std::string_view name, DriveHealth const & health)
    return report([&](Writer & writer) {
       writeOpening(writer, name, "sat", "ATA", health);
       object(writer, "ata_smart_attributes", [&] {
-         member(writer, "revision", 1);
+         Base::writeMember(writer, "revision", 1);
          writer.Key("table");
          writer.StartArray();
          for (Row const & row : rowsOf(health))
             writeRow(writer, row);
          writer.EndArray();
       });
-      writeClosing(writer, health);
    });
 }
 
@@ -234,15 +175,14 @@ std::string smartctlNvmeReport(std::string_view name, DriveHealth const & health
       writeOpening(writer, name, "nvme", "NVMe", health);
       object(writer, "nvme_smart_health_information_log",
              [&] { writeHealthLog(writer, health, health.temperature, names); });
-      writeClosing(writer, health);
    });
 }
 
 std::string smartctlScsiReport(std::string_view name, DriveHealth const & health) {
    return report([&](Writer & writer) {
       writeOpening(writer, name, "scsi", "SCSI", health);
-      object(writer, "temperature", [&] { member(writer, "current", 0); });
-      object(writer, "scsi_temperature", [&] { member(writer, "drive_trip", 0); });
+      object(writer, "temperature", [&] { Base::writeMember(writer, "current", 0); });
+      object(writer, "scsi_temperature", [&] { Base::writeMember(writer, "drive_trip", 0); });
    });
 }
 

@@ -1,8 +1,6 @@
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
 
+#include "base/JsonText.h"
 #include "simulation/FakeTools.h"
 
 namespace StorageDevices::Simulation {
@@ -56,31 +54,22 @@ std::string hdparmReport(HdparmIdentity const & identity) {
 }
 
 std::string nvmeListDocument(std::vector<NvmeIdentity> const & drives) {
-   rapidjson::StringBuffer text;
-   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer{text};
-   auto const member = [&](char const * key, std::string const & value) {
-      writer.Key(key);
-      writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
-   };
-   auto const number = [&](char const * key, std::uint64_t value) {
-      writer.Key(key);
-      writer.Uint64(value);
-   };
-   writer.SetIndent(' ', 2);
+   Base::JsonBuffer text;
+   Base::JsonWriter writer{text};
    writer.StartObject();
    writer.Key("Devices");
    writer.StartArray();
    for (auto const & drive : drives) {
       writer.StartObject();
-      number("NameSpace", 1);
-      member("DevicePath", "/dev/" + drive.name);
-      member("Firmware", drive.firmware);
-      member("ModelNumber", drive.model);
-      member("SerialNumber", drive.serial);
-      number("UsedBytes", drive.bytes);
-      number("MaximumLBA", drive.bytes / sectorBytes);
-      number("PhysicalSize", drive.bytes);
-      number("SectorSize", sectorBytes);
+      Base::writeMember(writer, "NameSpace", 1);
+      Base::writeMember(writer, "DevicePath", "/dev/" + drive.name);
+      Base::writeMember(writer, "Firmware", drive.firmware);
+      Base::writeMember(writer, "ModelNumber", drive.model);
+      Base::writeMember(writer, "SerialNumber", drive.serial);
+      Base::writeMember(writer, "UsedBytes", drive.bytes);
+      Base::writeMember(writer, "MaximumLBA", drive.bytes / sectorBytes);
+      Base::writeMember(writer, "PhysicalSize", drive.bytes);
+      Base::writeMember(writer, "SectorSize", sectorBytes);
       writer.EndObject();
    }
    writer.EndArray();
