@@ -1,17 +1,13 @@
 // The search in a stat line finds what std::regex finds.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <regex>
 #include <string>
 
 #include "Check.h"
 #include "StorageDevices/BlockStat.h"
+#include "tests/support/Regex.h"
 
 namespace {
 
@@ -37,12 +33,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
    }
    if (size > oracleLimit)
       return 0;
-   static std::regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
-   std::smatch match;
+   static Support::Regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
    std::optional<StorageDevices::BlockStat> expected;
-   if (std::regex_search(line, match, pattern)) {
-      auto const read = number(match[1]);
-      auto const written = number(match[2]);
+   if (auto const match = pattern.search(line); !match.empty()) {
+      auto const read = number(std::string{match[1]});
+      auto const written = number(std::string{match[2]});
       if (read && written)
          expected = StorageDevices::BlockStat{*read, *written};
    }

@@ -1,12 +1,7 @@
 // The device read from a kernel line is the one that std::regex finds, and a part of the line.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +9,7 @@
 #include "Check.h"
 #include "StorageDevices/KernelLine.h"
 #include "StorageDevices/KernelLinePatterns.h"
+#include "tests/support/Regex.h"
 
 namespace {
 
@@ -27,18 +23,16 @@ void checkInside(std::string_view whole, std::string_view part) {
 }
 
 std::optional<std::string> deviceByRegex(char const * line) {
-   static std::vector<std::regex> const expressions = [] {
-      std::vector<std::regex> all;
+   static std::vector<Support::Regex> const expressions = [] {
+      std::vector<Support::Regex> all;
       all.reserve(StorageDevices::kernelLinePatterns.size());
       for (auto const & pattern : StorageDevices::kernelLinePatterns)
          all.emplace_back(pattern.expression);
       return all;
    }();
-   for (auto const & expression : expressions) {
-      std::cmatch match;
-      if (std::regex_search(line, match, expression))
-         return match[1].str();
-   }
+   for (auto const & expression : expressions)
+      if (auto const match = expression.search(line); !match.empty())
+         return std::string{match[1]};
    return std::nullopt;
 }
 

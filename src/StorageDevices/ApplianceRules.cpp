@@ -11,7 +11,7 @@ namespace StorageDevices {
 
 namespace {
 
-FileText open(ApplianceRules & rules, Pelm::String const & etcDir, char const * name) {
+FileText openFile(ApplianceRules & rules, Pelm::String const & etcDir, char const * name) {
    FileText file = readRegularFile(etcDir.str() + "/" + name, ApplianceFileBounds::fileBytes + 1);
    if (isShortage(file.openError))
       rules.shortage = file.openError;
@@ -67,9 +67,9 @@ void readEtcMultidriveSrc(ApplianceRules & rules, FileText const & file,
 
 ApplianceRules readApplianceRules(Pelm::String const & etcDir, Vorn::TraceHandle const & traceHandle) {
    ApplianceRules rules;
-   readEtcBlockdev(rules, open(rules, etcDir, "blockdev"), traceHandle);
-   readEtcMultidrive(rules, open(rules, etcDir, "multidrive"), traceHandle);
-   readEtcMultidriveSrc(rules, open(rules, etcDir, "multidrive_src"), traceHandle);
+   readEtcBlockdev(rules, openFile(rules, etcDir, "blockdev"), traceHandle);
+   readEtcMultidrive(rules, openFile(rules, etcDir, "multidrive"), traceHandle);
+   readEtcMultidriveSrc(rules, openFile(rules, etcDir, "multidrive_src"), traceHandle);
    return rules;
 }
 

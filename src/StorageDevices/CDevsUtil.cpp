@@ -25,7 +25,7 @@ bool CDevsUtil::bashRegexMatch(char const * string, char const * pattern) {
 
 CDevsUtil::ExprAnswer CDevsUtil::askExpr(char const * string, char const * pattern) {
    constexpr int cannotRun = 127;
-   int const devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
+   int const devNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
    if (devNull < 0)
       VORN_TRACE(traceHandle, 0) << " could not open /dev/null";
    // spawnProcess takes ownership of the descriptor.

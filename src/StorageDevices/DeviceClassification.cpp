@@ -15,7 +15,7 @@ namespace StorageDevices {
 namespace {
 
 constexpr std::string_view sysDevices = "/sys/devices/";
-constexpr std::string_view mountRoot = "/mnt/";
+constexpr std::string_view mountPointPrefix = "/mnt/";
 
 // Matches one path with patterns, until a shortage keeps one from being matched.
 class PathMatch {
@@ -52,7 +52,7 @@ bool isFixed(Pelm::String const & mount, FruConfig const & fruConfig) {
 Pelm::Ptr<ConnectedDisk const> provisionalDisk(udev_device * device, Pelm::String const & mount,
                                                bool removable) {
    Pelm::String mountPoint = mount;
-   mountPoint.addLeft(mountRoot);
+   mountPoint.addLeft(mountPointPrefix);
    Pelm::String model = udevProperty(device, "ID_NAME");
    if (model.empty())
       model = udevProperty(device, "ID_MODEL");

@@ -18,7 +18,7 @@ namespace StorageDevices {
 namespace {
 
 Vorn::TraceHandle traceHandle{"DeviceDetectionSm", true};
-LogMessages logs;
+LogMessages detectionLogs;
 
 constexpr std::string_view mountRoot = "/mnt/";
 constexpr std::size_t maxWord = 4096;       // bytes of a path; the rest of a longer word is dropped
@@ -67,7 +67,7 @@ void DeviceDetectionSm::checkExpectedMounts() const {
       if (!devices_->getDiskMountedAt(mountPoint).empty())
          continue;
       VORN_TRACE(traceHandle, 2) << " Found one detection error in fruConfig, mount path: /mnt/" << mount;
-      logs.detectionError(mountPoint);
+      detectionLogs.detectionError(mountPoint);
    }
 }
 
@@ -92,7 +92,7 @@ void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
          continue;
       VORN_TRACE(traceHandle, 2) << "Found one unexpected-partition-mounted error, problem device: "
                                  << expected;
-      logs.unexpectedPartitionMounted(word, disk.mountPoint(), expected);
+      detectionLogs.unexpectedPartitionMounted(word, disk.mountPoint(), expected);
       return;
    }
    if (file.failed() || tooLong) {
@@ -100,7 +100,7 @@ void DeviceDetectionSm::checkMountSource(ConnectedDisk const & disk) const {
       return;
    }
    VORN_TRACE(traceHandle, 2) << "Found one partition-not-found error. Problem device: " << expected;
-   logs.partitionNotMounted(expected, disk.mountPoint());
+   detectionLogs.partitionNotMounted(expected, disk.mountPoint());
 }
 
 void DeviceDetectionSm::handleDisk(Pelm::String const & serial,
@@ -111,7 +111,7 @@ void DeviceDetectionSm::handleDisk(Pelm::String const & serial,
    VORN_TRACE(traceHandle, 2) << "handleDisk"
                               << " Found one device-offline error,"
                               << "serial number: " << serial;
-   logs.offline(serial);
+   detectionLogs.offline(serial);
 }
 
 Pelm::Ptr<DeviceDetectionSm> deviceDetectionSmFactory(Pelm::Ptr<FruConfig const> const & fruConfig,

@@ -14,7 +14,7 @@ namespace StorageDevices {
 namespace {
 
 Vorn::TraceHandle traceHandle{"StorageDeviceLifetimeMonitorSm", true};
-LogMessages logs;
+LogMessages lifetimeLogs;
 
 constexpr double secondsPerDay = 86400;
 constexpr double fastestFall = 1 / (30 * secondsPerDay);  // units per second
@@ -139,9 +139,9 @@ void DeviceLifetimeMonitorSm::logFall(DeviceLifetimeChange & change, LoggedDisk 
       message(disk.name, change.serial(), disk.model, disk.firmware, written, days);
    };
    if (change.numPastLogs() > informationalLogs || change.lastValue() < lowLife)
-      log(logs.lifetimeWarning);
+      log(lifetimeLogs.lifetimeWarning);
    else
-      log(logs.lifetimeInfo);
+      log(lifetimeLogs.lifetimeInfo);
    change.numPastLogsIs(static_cast<std::uint8_t>(change.numPastLogs() + 1));
 }
 

@@ -4,8 +4,6 @@
 
 namespace StorageDevices {
 
-using State = Brul::PipedChildProcessSm::State;
-
 DeviceToolProcess::DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker,
                                      Pelm::String device)
     : device_{std::move(device)}, sm_{Brul::PipedChildProcessSm::PipedChildProcessSmIs(tracker)} {
@@ -16,7 +14,7 @@ void DeviceToolProcess::start(Pelm::String const & devicePath, std::initializer_
    if (started())
       return;
    Pelm::Ptr<Brul::PipedChildProcessSm> const sm = sm_;
-   if (sm->state() != State::idle)
+   if (sm->state() != Brul::PipedChildProcessSm::State::idle)
       return;
    devicePath_ = devicePath;
    sm->argPopAll();

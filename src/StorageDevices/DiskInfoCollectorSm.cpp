@@ -4,7 +4,7 @@
 
 namespace StorageDevices {
 
-Vorn::TraceHandle DiskInfoCollectorSm::traceHandle{"StorageDiskInfoCollectorSm", true};
+Vorn::TraceHandle DiskInfoCollectorSm::collectorTrace{"StorageDiskInfoCollectorSm", true};
 
 DiskInfoCollectorSm::DiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> device)
     : device_{std::move(device)} {}

@@ -56,7 +56,7 @@ class STORAGEDEVICES_API DiskInfoCollectorSm : public Pelm::Node {
                  Pelm::String const & firmwareRevision, std::uint32_t sizeGb);
    void startErrorIs(int error) { startError_ = error; }
 
-   static Vorn::TraceHandle traceHandle;
+   static Vorn::TraceHandle collectorTrace;
 
  private:
    Pelm::Ptr<ConnectedDisk const> device_;

@@ -22,13 +22,13 @@ EmmcDiskInfoCollectorSm::EmmcDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> 
 void EmmcDiskInfoCollectorSm::handleInitialized() {
    udev_device * const mmc = udev_device_get_parent(udevDisk_);
    if (!mmc) {
-      VORN_TRACE(traceHandle, 0) << handleInitializedName << " Error getting parent block device";
+      VORN_TRACE(collectorTrace, 0) << handleInitializedName << " Error getting parent block device";
       finalizeUnchanged();
       return;
    }
    char const * const text = udev_device_get_sysattr_value(mmc, "cid");
    if (!text) {
-      VORN_TRACE(traceHandle, 0) << handleInitializedName << " Error reading CID register";
+      VORN_TRACE(collectorTrace, 0) << handleInitializedName << " Error reading CID register";
       finalizeUnchanged();
       return;
    }
@@ -38,7 +38,7 @@ void EmmcDiskInfoCollectorSm::handleInitialized() {
 void EmmcDiskInfoCollectorSm::parseCidRegister(char const * text) {
    auto const parsed = parseCid(text);
    if (auto const * const error = std::get_if<CidError>(&parsed)) {
-      VORN_TRACE(traceHandle, 0) << handleInitializedName << " Error parsing CID register "
+      VORN_TRACE(collectorTrace, 0) << handleInitializedName << " Error parsing CID register "
                                  << (*error == CidError::size ? "(size)" : "(hex)");
       finalizeUnchanged();
       return;

@@ -10,7 +10,7 @@ namespace StorageDevices {
 
 namespace {
 
-constexpr std::string_view byId = "/dev/disk/by-id/";
+constexpr std::string_view byIdFolder = "/dev/disk/by-id/";
 
 // The name of the first link in the by-id folder.
 std::optional<std::string_view> findLinkName(std::string_view devlinks) {
@@ -20,8 +20,8 @@ std::optional<std::string_view> findLinkName(std::string_view devlinks) {
          return std::nullopt;
       auto const * const end = std::find_if(begin, devlinks.end(), isSpace);
       std::string_view const link(begin, end);
-      if (link.starts_with(byId))
-         return link.substr(byId.size());
+      if (link.starts_with(byIdFolder))
+         return link.substr(byIdFolder.size());
       devlinks = std::string_view(end, devlinks.end());
    }
 }

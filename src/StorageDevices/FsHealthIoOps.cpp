@@ -38,7 +38,7 @@ int percentOf(std::uint64_t part, std::uint64_t whole) {
 
 int FsHealthIoOps::openPath(Pelm::String const & path, int flags) const {
    constexpr mode_t mode = 0644;
-   return injectedOr(openRet, openErrno, [&] { return open(path.data(), flags | O_CLOEXEC, mode); });
+   return injectedOr(openRet, openErrno, [&] { return ::open(path.data(), flags | O_CLOEXEC, mode); });
 }
 
 int FsHealthIoOps::openCookie(Pelm::String const & mountPoint, int flags) const {

@@ -23,7 +23,7 @@ Vorn::TraceHandle fsHealthTraceHandle{"StorageFsHealthSm", true};
 
 namespace {
 
-LogMessages logs;
+LogMessages fsHealthLogs;
 
 using State = FsHealthSmState;
 
@@ -275,9 +275,9 @@ void FsHealthSm::tryAgain() {
 void FsHealthSm::emitSyslog(char const * opName, char const * errorMsg) const {
    LoggedDisk const disk{*devices_, mntPt_};
    if (std::strcmp(opName, utilChkName) == 0)
-      logs.monitorWarning(disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
+      fsHealthLogs.monitorWarning(disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
    else
-      logs.monitorError(opName, disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
+      fsHealthLogs.monitorError(opName, disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
 }
 
 void FsHealthSm::doUtilChk() {

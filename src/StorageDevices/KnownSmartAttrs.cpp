@@ -43,8 +43,8 @@ constexpr KnownSmartAttr knownSmartAttrs[] = {
 
 #undef SMART_FIELD
 
-constexpr auto byId = [](KnownSmartAttr const & a, KnownSmartAttr const & b) { return a.id < b.id; };
-static_assert(std::is_sorted(std::begin(knownSmartAttrs), std::end(knownSmartAttrs), byId));
+constexpr auto isOfLowerId = [](KnownSmartAttr const & a, KnownSmartAttr const & b) { return a.id < b.id; };
+static_assert(std::is_sorted(std::begin(knownSmartAttrs), std::end(knownSmartAttrs), isOfLowerId));
 
 }  // namespace
 

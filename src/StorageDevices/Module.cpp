@@ -17,7 +17,7 @@ Vorn::Module const & module() {
 
 namespace {
 // Registers the catalogue even before any source logs.
-[[maybe_unused]] bool const registered = Vorn::vornModuleIs(module());
+[[maybe_unused]] bool const catalogueRegistered = Vorn::vornModuleIs(module());
 }  // namespace
 
 }  // namespace StorageDevices

@@ -13,7 +13,7 @@ namespace StorageDevices {
 namespace {
 
 Vorn::TraceHandle traceHandle{"StorageMountPtMonitorSm", true};
-LogMessages logs;
+LogMessages mountPtLogs;
 
 // Support greps for this text; it does not follow the compiler's spelling of signatures.
 constexpr char handleTestClockName[] = "void StorageDevices::MountPtMonitorSm::handleTestClock()";
@@ -94,7 +94,7 @@ void MountPtMonitorSm::handleNotMounted() {
 
 void MountPtMonitorSm::handleError(char const * errorMsg) {
    LoggedDisk const disk{*devices_, mountPt_};
-   logs.monitorError("mountPtCheck", disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
+   mountPtLogs.monitorError("mountPtCheck", disk.name, disk.serial, disk.model, disk.firmware, errorMsg);
    if (fsHealthSm() && fsHealthSm()->running())
       fsHealthSm()->stop();
    armTestClock(holdOffTime());

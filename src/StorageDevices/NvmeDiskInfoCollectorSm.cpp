@@ -10,11 +10,11 @@ namespace StorageDevices {
 namespace {
 
 // Support greps for these texts; they do not follow the compiler's spelling of signatures.
-constexpr char failure[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli() nvme failed";
-constexpr char parseOutputName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
+constexpr char nvmeFailure[] = "void StorageDevices::NvmeDiskInfoCollectorSm::handleNvmeCli() nvme failed";
+constexpr char nvmeParseOutputName[] = "void StorageDevices::NvmeDiskInfoCollectorSm::parseOutput()";
 
 // The spelling NMVe is part of these messages.
-void traceFailedFields(Vorn::TraceHandle const & traceHandle, NvmeListDevice const & found) {
+void traceFailedFields(Vorn::TraceHandle const & collectorTrace, NvmeListDevice const & found) {
    struct {
       bool failed;
       char const * message;
@@ -24,24 +24,24 @@ void traceFailedFields(Vorn::TraceHandle const & traceHandle, NvmeListDevice con
                        {found.sizeFailed, " error parsing NMVe size"}};
    for (auto const & field : fields)
       if (field.failed)
-         VORN_TRACE(traceHandle, 0) << parseOutputName << field.message;
+         VORN_TRACE(collectorTrace, 0) << nvmeParseOutputName << field.message;
 }
 
-void traceUnusable(Vorn::TraceHandle const & traceHandle, NvmeList const & list) {
+void traceUnusable(Vorn::TraceHandle const & collectorTrace, NvmeList const & list) {
    switch (list.outcome) {
       case NvmeList::Outcome::device:
          break;
       case NvmeList::Outcome::jsonError:
-         VORN_TRACE(traceHandle, 0) << parseOutputName << " JSON parsing error: " << list.jsonError;
+         VORN_TRACE(collectorTrace, 0) << nvmeParseOutputName << " JSON parsing error: " << list.jsonError;
          break;
       case NvmeList::Outcome::malformedRoot:
-         VORN_TRACE(traceHandle, 0) << parseOutputName << " malformed output from nvme";
+         VORN_TRACE(collectorTrace, 0) << nvmeParseOutputName << " malformed output from nvme";
          break;
       case NvmeList::Outcome::noDevices:
-         VORN_TRACE(traceHandle, 0) << parseOutputName << " \"Devices\" not found in output";
+         VORN_TRACE(collectorTrace, 0) << nvmeParseOutputName << " \"Devices\" not found in output";
          break;
       case NvmeList::Outcome::malformedList:
-         VORN_TRACE(traceHandle, 0) << parseOutputName << " \"Devices\" list is malformed";
+         VORN_TRACE(collectorTrace, 0) << nvmeParseOutputName << " \"Devices\" list is malformed";
          break;
    }
 }
@@ -50,7 +50,7 @@ void traceUnusable(Vorn::TraceHandle const & traceHandle, NvmeList const & list)
 
 NvmeDiskInfoCollectorSm::NvmeDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
                                                  Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : ToolDiskInfoCollectorSm{std::move(disk), std::move(tracker), failure} {}
+    : ToolDiskInfoCollectorSm{std::move(disk), std::move(tracker), nvmeFailure} {}
 
 void NvmeDiskInfoCollectorSm::handleInitialized() {
    start({"nvme", "list", "-o", "json", device()->blockDevice()});
@@ -61,16 +61,16 @@ void NvmeDiskInfoCollectorSm::parseOutput() {
       return;
    // As a C string: the output ends at its first NUL.
    char const * const output = run()->stdoutBuffer().c_str();
-   VORN_TRACE(traceHandle, 7) << parseOutputName << "Parsing for " << device()->blockDevice();
-   VORN_TRACE(traceHandle, 7) << parseOutputName << output;
+   VORN_TRACE(collectorTrace, 7) << nvmeParseOutputName << "Parsing for " << device()->blockDevice();
+   VORN_TRACE(collectorTrace, 7) << nvmeParseOutputName << output;
    NvmeList const list = readNvmeList(output, device()->blockDevice().view());
    if (list.outcome != NvmeList::Outcome::device) {
-      traceUnusable(traceHandle, list);
+      traceUnusable(collectorTrace, list);
       finalizeUnchanged();
       return;
    }
    NvmeListDevice const & found = list.device;
-   traceFailedFields(traceHandle, found);
+   traceFailedFields(collectorTrace, found);
    finalize(Pelm::String{found.serial}, Pelm::String{found.model}, Pelm::String{found.firmware},
             found.sizeGb);
 }

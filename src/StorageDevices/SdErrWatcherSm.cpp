@@ -21,7 +21,7 @@ namespace StorageDevices {
 namespace {
 
 Vorn::TraceHandle traceHandle{"StorageDevicesErrWatchSm", true};
-LogMessages logs;
+LogMessages errWatcherLogs;
 
 }  // namespace
 
@@ -183,9 +183,9 @@ void StorageDeviceErrWatcherSm::maybeLog(StorageDevErrorSyslogInfo & record) con
       message(record.blockDevice(), record.name(), record.model(), record.firmwareRevision());
    };
    if (record.removable())
-      log(logs.ioErrorExternalUsb);
+      log(errWatcherLogs.ioErrorExternalUsb);
    else
-      log(logs.ioError);
+      log(errWatcherLogs.ioError);
 }
 
 void StorageDeviceErrWatcherSm::handleDestruction() {

@@ -10,14 +10,14 @@ namespace StorageDevices {
 namespace {
 
 // Support greps for these texts; they do not follow the compiler's spelling of signatures.
-constexpr char failure[] = "void StorageDevices::SsdDiskInfoCollectorSm::handleHdparm() hdparm failed";
-constexpr char parseOutputName[] = "void StorageDevices::SsdDiskInfoCollectorSm::parseOutput()";
+constexpr char ssdFailure[] = "void StorageDevices::SsdDiskInfoCollectorSm::handleHdparm() hdparm failed";
+constexpr char ssdParseOutputName[] = "void StorageDevices::SsdDiskInfoCollectorSm::parseOutput()";
 
 }  // namespace
 
 SsdDiskInfoCollectorSm::SsdDiskInfoCollectorSm(Pelm::Ptr<ConnectedDisk const> disk,
                                                Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
-    : ToolDiskInfoCollectorSm{std::move(disk), std::move(tracker), failure} {}
+    : ToolDiskInfoCollectorSm{std::move(disk), std::move(tracker), ssdFailure} {}
 
 void SsdDiskInfoCollectorSm::handleInitialized() {
    start({"hdparm", "-I", device()->blockDevice()});
@@ -30,13 +30,13 @@ void SsdDiskInfoCollectorSm::parseOutput() {
    auto const identity = findIdentity(report);
    auto const sizeText = findSizeGb(report);
    if (!identity || !sizeText) {
-      VORN_TRACE(traceHandle, 0) << parseOutputName << " hdparm output did not match expected";
+      VORN_TRACE(collectorTrace, 0) << ssdParseOutputName << " hdparm output did not match expected";
       finalizeUnchanged();
       return;
    }
    auto const size = parseSizeGb(*sizeText);
    if (!size)
-      VORN_TRACE(traceHandle, 0) << parseOutputName << " could not parse size from hdparm";
+      VORN_TRACE(collectorTrace, 0) << ssdParseOutputName << " could not parse size from hdparm";
    finalize(strippedMatch(identity->serial), strippedMatch(identity->model),
             strippedMatch(identity->firmware), size.value_or(device()->sizeGb()));
 }

@@ -21,7 +21,7 @@ std::string seconds(Clock::duration time) {
    return text.data();
 }
 
-StorageDevices::Simulation::SimulatedUnit & booted(StorageDevices::Simulation::SimulatedUnit & unit) {
+StorageDevices::Simulation::SimulatedUnit & withBootedUnit(StorageDevices::Simulation::SimulatedUnit & unit) {
    unit.patienceIs(std::chrono::seconds(3));
    bootUnit(unit);
    return unit;
@@ -32,7 +32,7 @@ StorageDevices::Simulation::SimulatedUnit & booted(StorageDevices::Simulation::S
 Demo::Demo(Options const & options, Signals & signals, Display & display)
     : signals_(signals),
       display_(display),
-      config_(writeAgentConfig(booted(unit_), options)),
+      config_(writeAgentConfig(withBootedUnit(unit_), options)),
       timeScale_(options.timeScale),
       program_(options.agent.empty() ? findAgent() : std::filesystem::path(options.agent)),
       commands_(program_, config_.statusSocket) {

@@ -6,7 +6,7 @@ namespace Agent::Demo {
 
 namespace {
 
-constexpr std::chrono::seconds wholeTest(1200);
+constexpr std::chrono::seconds wholeHealthTest(1200);
 
 // Tested, without a failed test among the reasons of the verdicts.
 bool allTestedWell(ApplianceState const & state) {
@@ -33,7 +33,7 @@ Chapter fileSystemChapter() {
        {.text = "The file system of each disk is tested: a block is written past the cache and read back",
         .act = [](SimulatedUnit &) {},
         .reached = allTestedWell,
-        .agentTime = wholeTest,
+        .agentTime = wholeHealthTest,
         .needsDirectIo = true},
        {.text = "The file system of the NVMe drive fills up",
         .act = [](SimulatedUnit & unit) { unit.fileSystems().usedPercentIs("drive", 90); },

@@ -7,6 +7,9 @@
 
 namespace StorageDevices::Simulation {
 
+// In which the kernel and the tools count, whatever a drive stores.
+inline constexpr std::uint64_t sectorBytes = 512;
+
 // A healthy drive in its second year.
 struct DriveHealth {
    bool passed = true;    // the drive's self-assessment

@@ -10,7 +10,6 @@ namespace StorageDevices::Simulation {
 
 namespace {
 
-constexpr std::uint64_t sectorBytes = 512;
 constexpr std::uint64_t dataUnitBytes = 512000;
 constexpr int zeroCelsius = 273;
 constexpr int diskFailing = 1 << 3;

@@ -209,7 +209,6 @@ void SimulatedUnit::healthIs(Disk const & disk, DriveHealth const & health) {
 
 void SimulatedUnit::trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten) {
    // Requests, merged ones, sectors and milliseconds of reads, the same of writes, and the remaining columns.
-   constexpr std::uint64_t sectorBytes = 512;
    std::string const read = std::to_string(bytesRead / sectorBytes);
    std::string const written = std::to_string(bytesWritten / sectorBytes);
    attributeIs(name, "stat", "51 0 " + read + " 20 64 0 " + written + " 31 0 20 51 0 0 0 0 0 0");

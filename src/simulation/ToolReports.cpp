@@ -1,13 +1,12 @@
 #include <algorithm>
 
 #include "base/JsonText.h"
+#include "simulation/DriveHealth.h"
 #include "simulation/FakeTools.h"
 
 namespace StorageDevices::Simulation {
 
 namespace {
-
-constexpr std::uint64_t sectorBytes = 512;
 
 std::string padded(std::string text, std::size_t width) {
    text.resize(std::max(width, text.size()), ' ');

@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <regex>
 #include <string>
 
 #include "NaiveHealth.h"
 #include "StorageDevices/BlockStat.h"
 #include "tests/support/RandomSeed.h"
+#include "tests/support/Regex.h"
 
 namespace StorageDevices {
 namespace {
@@ -19,13 +19,12 @@ constexpr int lineRuns = 100'000;
 #endif
 
 std::optional<BlockStat> statByRegex(std::string const & line) {
-   static std::regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))",
-                                   std::regex::ECMAScript | std::regex::optimize);
-   std::smatch match;
-   if (!std::regex_search(line, match, pattern))
+   static Support::Regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
+   auto const match = pattern.search(line);
+   if (match.empty())
       return std::nullopt;
-   auto const read = NaiveHealth::naiveCount(match[1]);
-   auto const written = NaiveHealth::naiveCount(match[2]);
+   auto const read = NaiveHealth::naiveCount(std::string{match[1]});
+   auto const written = NaiveHealth::naiveCount(std::string{match[2]});
    if (!read || !written)
       return std::nullopt;
    return BlockStat{*read, *written};

@@ -7,11 +7,11 @@
 #include <ctime>
 #include <functional>
 #include <random>
-#include <regex>
 #include <string>
 
 #include "DataFiles.h"
 #include "StorageDevices/HdparmReport.h"
+#include "tests/support/Regex.h"
 
 namespace StorageDevices {
 namespace {
@@ -23,23 +23,18 @@ constexpr bool isSanitized = false;
 #endif
 
 std::optional<HdparmIdentity> identityByRegex(std::string const & report) {
-   static std::regex const pattern(
+   static Support::Regex const pattern(
        R"(\s*Model Number:\s+([\w -\.]*)\n\s*Serial Number:\s+([\w -]*)\n\s*Firmware Revision:\s+([\w -\/]*)\n)");
-   std::cmatch match;
-   if (!std::regex_search(report.c_str(), match, pattern))
+   auto const match = pattern.search(report.c_str());
+   if (match.empty())
       return std::nullopt;
-   auto const group = [&](std::size_t n) {
-      return std::string_view(match[n].first, static_cast<std::size_t>(match[n].length()));
-   };
-   return HdparmIdentity{group(1), group(2), group(3)};
+   return HdparmIdentity{match[1], match[2], match[3]};
 }
 
 std::optional<std::string_view> sizeByRegex(std::string const & report) {
-   static std::regex const pattern(R"(\((\d+) GB\))");
-   std::cmatch match;
-   if (!std::regex_search(report.c_str(), match, pattern))
-      return std::nullopt;
-   return std::string_view(match[1].first, static_cast<std::size_t>(match[1].length()));
+   static Support::Regex const pattern(R"(\((\d+) GB\))");
+   auto const match = pattern.search(report.c_str());
+   return match.empty() ? std::nullopt : std::optional(match[1]);
 }
 
 // Makes reports that are whole, nearly so, or nothing but their fragments.

@@ -1,13 +1,8 @@
 // Health data of real devices through the parsers and through the naive readings.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 
-#include <regex>
 #include <string>
 
 #include "DataFiles.h"
@@ -16,6 +11,7 @@
 #include "StorageDevices/EmmcDataMonitorSm.h"
 #include "StorageDevices/NvmeSmartLog.h"
 #include "StorageDevices/SmartAttributes.h"
+#include "tests/support/Regex.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
@@ -87,13 +83,14 @@ TEST(HealthCorpusTest, ReadsSmartLogsAsANaiveReaderDoes) {
 
 TEST(HealthCorpusTest, ReadsStatLinesAsTheRegularExpressionDoes) {
    SKIP_WITHOUT_CORPUS();
-   static std::regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
+   static Support::Regex const pattern(R"(\d+\s+\d+\s+(\d+)\s+\d+\s+\d+\s+\d+\s+(\d+))");
    int count = 0;
    for (auto const & file : TestData::corpusFiles("block-stat")) {
       std::string const line = TestData::contentOf(file);
-      std::smatch match;
-      ASSERT_TRUE(std::regex_search(line, match, pattern)) << file;
-      BlockStat const expected{*NaiveHealth::naiveCount(match[1]), *NaiveHealth::naiveCount(match[2])};
+      auto const match = pattern.search(line);
+      ASSERT_FALSE(match.empty()) << file;
+      BlockStat const expected{*NaiveHealth::naiveCount(std::string{match[1]}),
+                               *NaiveHealth::naiveCount(std::string{match[2]})};
       EXPECT_EQ(readBlockStat(line), expected) << file;
       ++count;
    }
@@ -118,13 +115,13 @@ struct CorpusRegisters {
 
  private:
    void addFromDump(std::string const & text) {
-      std::smatch match;
-      if (std::regex_search(text, match, std::regex("life_time: *(.*)")))
-         lifeTime.push_back(match[1]);
-      if (std::regex_search(text, match, std::regex("TYP_A\\]: *(.*)\n.*TYP_B\\]: *(.*)")))
-         lifeTime.push_back(match[1].str() + " " + match[2].str() + "\n");
-      if (std::regex_search(text, match, std::regex("PRE_EOL_INFO\\]: *(.*)")))
-         preEolInfo.push_back(match[1]);
+      if (auto const match = Support::Regex("life_time: *(.*)").search(text); !match.empty())
+         lifeTime.emplace_back(match[1]);
+      if (auto const match = Support::Regex("TYP_A\\]: *(.*)\n.*TYP_B\\]: *(.*)").search(text);
+          !match.empty())
+         lifeTime.push_back(std::string{match[1]} + " " + std::string{match[2]} + "\n");
+      if (auto const match = Support::Regex("PRE_EOL_INFO\\]: *(.*)").search(text); !match.empty())
+         preEolInfo.emplace_back(match[1]);
    }
 };
 

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -14,6 +13,7 @@
 #include "StorageDevices/KernelLine.h"
 #include "StorageDevices/KernelLinePatterns.h"
 #include "tests/support/RandomSeed.h"
+#include "tests/support/Regex.h"
 
 namespace StorageDevices {
 namespace {
@@ -31,9 +31,9 @@ struct Answer {
    std::optional<std::string_view> device;
 };
 
-std::vector<std::regex> const & expressions() {
-   static std::vector<std::regex> const compiled = [] {
-      std::vector<std::regex> all;
+std::vector<Support::Regex> const & expressions() {
+   static std::vector<Support::Regex> const compiled = [] {
+      std::vector<Support::Regex> all;
       all.reserve(kernelLinePatterns.size());
       for (auto const & pattern : kernelLinePatterns)
          all.emplace_back(pattern.expression);
@@ -42,16 +42,10 @@ std::vector<std::regex> const & expressions() {
    return compiled;
 }
 
-std::string_view firstGroup(std::cmatch const & match) {
-   return {match[1].first, static_cast<std::size_t>(match[1].length())};
-}
-
 Answer answerByRegex(std::string const & line) {
-   for (std::size_t pattern = 0; pattern < expressions().size(); ++pattern) {
-      std::cmatch match;
-      if (std::regex_search(line.c_str(), match, expressions()[pattern]))
-         return {pattern, firstGroup(match)};
-   }
+   for (std::size_t pattern = 0; pattern < expressions().size(); ++pattern)
+      if (auto const match = expressions()[pattern].search(line.c_str()); !match.empty())
+         return {pattern, match[1]};
    return {};
 }
 
@@ -60,12 +54,9 @@ Answer answerByRegex(std::string const & line) {
 Answer answerByRegexAtStarts(std::string const & line) {
    std::string_view const text(line.c_str());
    for (std::size_t pattern = 0; pattern < expressions().size(); ++pattern)
-      for (auto at = text.find(literalStart); at != text.npos; at = text.find(literalStart, at + 1)) {
-         std::cmatch match;
-         if (std::regex_search(text.data() + at, match, expressions()[pattern],
-                               std::regex_constants::match_continuous))
-            return {pattern, firstGroup(match)};
-      }
+      for (auto at = text.find(literalStart); at != text.npos; at = text.find(literalStart, at + 1))
+         if (auto const match = expressions()[pattern].matchStart(text.substr(at)); !match.empty())
+            return {pattern, match[1]};
    return {};
 }
 

@@ -5,13 +5,13 @@
 #include <map>
 #include <optional>
 #include <random>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "simulation/SimulatedUnit.h"
 #include "tests/support/DiskFields.h"
+#include "tests/support/Regex.h"
 
 namespace RandomDevices {
 
@@ -251,20 +251,20 @@ class Reading {
 
    // The disk's tool, if it has one.
    static bool isSsd(Device const & device) {
-      return std::regex_match(device.disk.name, std::regex{"[hs]d[a-z]"}) && device.disk.rotational == "0";
+      return matchesWhole(device.disk.name, "[hs]d[a-z]") && device.disk.rotational == "0";
    }
-   static bool isNvme(Device const & device) {
-      return std::regex_match(device.disk.name, std::regex{"nvme\\d+n\\d+"});
-   }
+   static bool isNvme(Device const & device) { return matchesWhole(device.disk.name, "nvme\\d+n\\d+"); }
 
  private:
+   static bool matchesWhole(std::string const & text, char const * expression) {
+      return !Support::Regex{expression}.matchWhole(text).empty();
+   }
+
    static bool matches(std::string const & path, std::string const & pattern) {
       try {
-         std::smatch match;
-         return std::regex_search(path, match, std::regex{pattern, std::regex::basic},
-                                  std::regex_constants::match_continuous) &&
-                match.length() > 0;
-      } catch (std::regex_error const &) {
+         auto const match = Support::Regex{pattern, Support::Regex::Syntax::basic}.matchStart(path);
+         return !match.empty() && !match[0].empty();
+      } catch (std::runtime_error const &) {
          return false;
       }
    }
@@ -279,11 +279,11 @@ class Reading {
    }
 
    std::optional<std::string> mountOf(std::string const & path) const {
+      static Support::Regex const tail{"(.*)/\\d*\\.?\\*?\\$?$"};
       for (auto [pattern, mount] : rules_.blockdev) {
-         std::smatch whitebox;
          std::string const read = pattern;
-         if (std::regex_match(read, whitebox, std::regex{"(.*)/\\d*\\.?\\*?\\$?$"}))
-            pattern = whitebox[1].str();
+         if (auto const whitebox = tail.matchWhole(read); !whitebox.empty())
+            pattern = whitebox[1];
          if (matches(path, pattern))
             return mount;
       }
@@ -315,7 +315,7 @@ class Reading {
 
    static std::uint32_t sizeOf(Device const & device) {
       std::string const text = device.sectors.value_or("");
-      if (!std::regex_match(text, std::regex{"[0-9]+"}) || text.size() > 17)
+      if (!matchesWhole(text, "[0-9]+") || text.size() > 17)
          return 0;
       std::uint64_t const sectors = std::stoull(text);
       if (sectors > UINT64_MAX / 512)
@@ -330,7 +330,7 @@ class Reading {
       if (isSsd(device)) {
          disk.mibType = 2;
          take(disk, device.report, true);
-      } else if (std::regex_match(name, std::regex{"[hs]d[a-z]"}) && device.disk.rotational) {
+      } else if (matchesWhole(name, "[hs]d[a-z]") && device.disk.rotational) {
          disk.mibType = 1;
          if (device.linkModel)
             disk.model = *device.linkModel;
@@ -341,7 +341,7 @@ class Reading {
       } else if (isNvme(device)) {
          disk.mibType = 4;
          take(disk, device.report, true);
-      } else if (std::regex_match(name, std::regex{"e?mmcblk[0-9]+"})) {
+      } else if (matchesWhole(name, "e?mmcblk[0-9]+")) {
          disk.mibType = 3;
          take(disk, device.chip, false);
       }

@@ -1,8 +1,4 @@
 // Sixty random devices at a time, their records compared with a naive reading of the rules.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // gcc 12 sees ghosts in <regex> under sanitizers
-#endif
-
 #include <gtest/gtest.h>
 
 #include "tests/integration/RandomDevices.h"

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
-#include <regex>
 #include <set>
 #include <string>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "StorageDevices/NvmeList.h"
 #include "nvme-compat/NvmeLayout.h"
 #include "tests/StorageDevices/DataFiles.h"
+#include "tests/support/Regex.h"
 
 namespace Agent::Compat {
 namespace {
@@ -59,10 +59,13 @@ TEST(NvmeCorpusTest, WritesEverySmartLogAsTheLibraryReadsIt) {
 
 // All names of namespaces in a list, whatever its layout.
 std::set<std::string> namesIn(std::string const & list) {
-   static std::regex const name{R"re("(?:/dev/)?(nvme[0-9]+n[0-9]+)")re"};
+   static Support::Regex const name{R"re("(?:/dev/)?(nvme[0-9]+n[0-9]+)")re"};
    std::set<std::string> names;
-   for (std::sregex_iterator match{list.begin(), list.end(), name}, end; match != end; ++match)
-      names.insert((*match)[1]);
+   std::string_view rest = list;
+   for (auto match = name.search(rest); !match.empty(); match = name.search(rest)) {
+      names.emplace(match[1]);
+      rest.remove_prefix(static_cast<std::size_t>(match[0].data() + match[0].size() - rest.data()));
+   }
    return names;
 }
 

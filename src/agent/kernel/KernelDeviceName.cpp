@@ -13,13 +13,13 @@ using StorageDevices::Cursor;
 using StorageDevices::isDigit;
 using StorageDevices::isLower;
 
-bool consumeNumber(Cursor & cursor) {
+bool consumeDigits(Cursor & cursor) {
    return cursor.consumeRun<isDigit>();
 }
 
 // Whether the rest is a partition's suffix, such as "p2".
 bool isPartition(Cursor cursor) {
-   return cursor.consume("p") && consumeNumber(cursor) && cursor.rest().empty();
+   return cursor.consume("p") && consumeDigits(cursor) && cursor.rest().empty();
 }
 
 // A disk named by letters, such as "sda"; a number that follows is its partition's.
@@ -29,7 +29,7 @@ std::string letteredDisk(std::string_view name) {
       if (!cursor.consume(family) || !cursor.consumeRun<isLower>())
          continue;
       std::string_view const disk = between(name.data(), cursor.at);
-      if (consumeNumber(cursor) && cursor.rest().empty())
+      if (consumeDigits(cursor) && cursor.rest().empty())
          return std::string{disk};
    }
    return {};
@@ -37,25 +37,25 @@ std::string letteredDisk(std::string_view name) {
 
 std::string card(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.consume("mmcblk") || !consumeNumber(cursor))
+   if (!cursor.consume("mmcblk") || !consumeDigits(cursor))
       return {};
    std::string disk{between(name, cursor.at)};
    bool const isArea = cursor.consume("boot") || cursor.consume("gp");
    if (isPartition(cursor) || cursor.rest() == "rpmb" ||
-       (isArea && consumeNumber(cursor) && cursor.rest().empty()))
+       (isArea && consumeDigits(cursor) && cursor.rest().empty()))
       return disk;
    return {};
 }
 
 std::string nvmeNamespace(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.consume("nvme") || !consumeNumber(cursor))
+   if (!cursor.consume("nvme") || !consumeDigits(cursor))
       return {};
    std::string const subsystem{between(name, cursor.at)};
-   if (cursor.consume("c") && !consumeNumber(cursor))
+   if (cursor.consume("c") && !consumeDigits(cursor))
       return {};
    auto const * const number = cursor.at;
-   if (!cursor.consume("n") || !consumeNumber(cursor))
+   if (!cursor.consume("n") || !consumeDigits(cursor))
       return {};
    std::string const disk = subsystem + std::string{between(number, cursor.at)};
    return cursor.rest().empty() || isPartition(cursor) ? disk : std::string{};
@@ -64,7 +64,7 @@ std::string nvmeNamespace(Cursor cursor) {
 // A disk named by a number, such as "mmcblk0"; a "p" separates the partition's number.
 std::string numberedDisk(Cursor cursor) {
    auto const * const name = cursor.at;
-   if (!cursor.consumeRun<isLower>() || !consumeNumber(cursor))
+   if (!cursor.consumeRun<isLower>() || !consumeDigits(cursor))
       return {};
    return isPartition(cursor) ? std::string{between(name, cursor.at)} : std::string{};
 }
@@ -72,7 +72,7 @@ std::string numberedDisk(Cursor cursor) {
 // "md0" is a software RAID, "drbd0" a mirror over the network, "bcache0" a disk with its cache.
 bool isOnSeveralDisks(Cursor cursor) {
    bool const isKnown = cursor.consume("md") || cursor.consume("drbd") || cursor.consume("bcache");
-   return isKnown && consumeNumber(cursor) && (cursor.rest().empty() || isPartition(cursor));
+   return isKnown && consumeDigits(cursor) && (cursor.rest().empty() || isPartition(cursor));
 }
 
 }  // namespace

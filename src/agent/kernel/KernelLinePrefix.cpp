@@ -14,12 +14,12 @@ using StorageDevices::isAlnum;
 using StorageDevices::isDigit;
 using StorageDevices::isLetter;
 
-bool isBlank(char c) {
+bool isBlankOrTab(char c) {
    return c == ' ' || c == '\t';
 }
 
 bool isOfCaller(char c) {
-   return isAlnum(c) || isBlank(c) || std::string_view{":/@,._+-"}.find(c) != std::string_view::npos;
+   return isAlnum(c) || isBlankOrTab(c) || std::string_view{":/@,._+-"}.find(c) != std::string_view::npos;
 }
 
 // "<6>"
@@ -41,7 +41,7 @@ bool consumeCaller(Cursor & cursor) {
       caller.consumeOne<isLetter>();
    if (!caller.consume("["))
       return false;
-   caller.run<isBlank>();
+   caller.run<isBlankOrTab>();
    bool const isNumbered = caller.consume("T") || caller.consume("C") || caller.consume("c");
    if (!caller.consumeRun<isDigit>())
       return false;
@@ -72,7 +72,7 @@ bool consumeStamp(Cursor & cursor, KernelLinePrefix & prefix) {
    auto const * const begin = cursor.at;
    if (!cursor.consume("["))
       return false;
-   cursor.run<isBlank>();
+   cursor.run<isBlankOrTab>();
    auto const * const number = cursor.at;
    if (!cursor.consumeRun<isDigit>() || !cursor.consume(".") || !cursor.consumeRun<isDigit>())
       return false;
@@ -96,10 +96,10 @@ std::optional<KernelLinePrefix> kernelLinePrefix(std::string_view line) {
    Cursor cursor{line.data() + at, line.data() + line.size()};
    if (!consumeStamp(cursor, prefix))
       return std::nullopt;
-   cursor.run<isBlank>();
+   cursor.run<isBlankOrTab>();
    while (consumeLevel(cursor) || consumeCaller(cursor) || consumeProcessor(cursor) ||
           cursor.consume("kernel: "))
-      cursor.run<isBlank>();
+      cursor.run<isBlankOrTab>();
    prefix.text = cursor.rest();
    return prefix;
 }

@@ -7,7 +7,7 @@ namespace {
 using enum KernelForm;
 
 // Texts that the device itself supplies.
-constexpr KernelMessage identities[]{
+constexpr KernelMessage ataIdentities[]{
     {"<ATA-|ATAPI: |CFA: >", nobody, "ata1.00: ATA-8: (sda): This should, 1.0, max UDMA/133", ""},
 };
 
@@ -84,8 +84,8 @@ constexpr KernelMessage recoveries[]{
      "ata7.15: failed to read PMP GSCR[0] (Emask=0x4)", "ata7"},
 };
 
-constexpr KernelMessageGroup groups[]{
-    {"drivers/ata/libata-core.c", "%ata: ", identities},
+constexpr KernelMessageGroup ataGroups[]{
+    {"drivers/ata/libata-core.c", "%ata: ", ataIdentities},
     {"drivers/ata/libata-eh.c, libata-scsi.c, libahci.c", "%ata: ", reports},
     {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, libahci.c, sata_sil24.c",
      "%ata: ", resets},
@@ -96,7 +96,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups ataMessages() {
-   return groups;
+   return ataGroups;
 }
 
 }  // namespace Agent

@@ -106,7 +106,7 @@ constexpr KernelMessage ideDisks[]{
      "hda: dma_intr: error=0x40 { UncorrectableError }, LBAsect=1953525, sector=1953520", "hda"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup blockGroups[]{
     {"block/blk-core.c, blk-mq.c", "<blk_update_request: |print_req_error: |end_request: |>", requests},
     {"fs/buffer.c, fs/ext4/page-io.c", "", buffers},
     {"block/t10-pi.c", "", protections},
@@ -124,7 +124,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups blockMessages() {
-   return groups;
+   return blockGroups;
 }
 
 }  // namespace Agent

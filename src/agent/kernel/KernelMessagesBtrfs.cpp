@@ -125,7 +125,7 @@ constexpr KernelMessage transactions[]{
      "sdb"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup btrfsGroups[]{
     {"fs/btrfs/volumes.c", "BTRFS info (device %pool<: state %name| state %name|>): ", oldErrors},
     {"fs/btrfs/volumes.c, disk-io.c, bio.c, scrub.c, extent_io.c, zoned.c", line, members},
     {"fs/btrfs/disk-io.c, inode.c, tree-checker.c, volumes.c, direct-io.c, ctree.c, scrub.c, "
@@ -139,7 +139,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups btrfsMessages() {
-   return groups;
+   return btrfsGroups;
 }
 
 }  // namespace Agent

@@ -7,7 +7,7 @@ namespace {
 using enum KernelForm;
 
 // The library knows three messages, of mmc0 and mmcblk0 only.
-constexpr KernelMessage transfers[]{
+constexpr KernelMessage cardTransfers[]{
     {"error %num transferring data, sector %num, nr %num, cmd response", quoted,
      "mmcblk0: error -110 transferring data, sector 8, nr 8, cmd response 0x900, card status 0xb00",
      "mmcblk0"},
@@ -95,8 +95,8 @@ constexpr KernelMessage designWareHosts[]{
      "mmc_host mmc0: Timeout sending command (cmd 0x202000 arg 0x0 status 0x80202000)", "mmc0"},
 };
 
-constexpr KernelMessageGroup groups[]{
-    {"drivers/mmc/core/block.c, drivers/mmc/card/block.c", "%card: ", transfers},
+constexpr KernelMessageGroup cardGroups[]{
+    {"drivers/mmc/core/block.c, drivers/mmc/card/block.c", "%card: ", cardTransfers},
     {"drivers/mmc/core/core.c, mmc.c, mmc_ops.c, sd.c, sd_ops.c, bus.c, drivers/mmc/host/cqhci.c",
      "%card: ", cards},
     {"drivers/mmc/host/sdhci.c", "%card: ", hosts},
@@ -107,7 +107,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups cardMessages() {
-   return groups;
+   return cardGroups;
 }
 
 }  // namespace Agent

@@ -169,7 +169,7 @@ constexpr KernelMessage ext2Inodes[]{
     {"IO error syncing ext2 inode [%dev:%hex]", quoted, "IO error syncing ext2 inode [sda1:0000000c]", "sda"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup ext4Groups[]{
     {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c, balloc.c, ialloc.c, ioctl.c, ext4.h, hash.c",
      "EXT4-fs warning (device %fs): ", harmlessWarnings},
     {"fs/ext4/ext4_jbd2.c, super.c", "EXT4-fs error (device %pool):", errors},
@@ -186,7 +186,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups ext4Messages() {
-   return groups;
+   return ext4Groups;
 }
 
 }  // namespace Agent

@@ -114,7 +114,7 @@ constexpr KernelMessage rewrittenBefore[]{
     {"This should not happen: ", asIs, "storage (sda): This should not happen: sdb", "sda"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup fileSystemsGroups[]{
     {"fs/fat/misc.c, dir.c, fatent.c, inode.c, nfs.c, fs/exfat/misc.c, super.c, nls.c",
      "<FAT-fs|exFAT-fs> (%fs): ", fatErrors},
     {"fs/f2fs/super.c, segment.c, segment.h, node.c, checkpoint.c, inode.c, compress.c, dir.c, xattr.c, "
@@ -131,7 +131,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups otherFileSystemMessages() {
-   return groups;
+   return fileSystemsGroups;
 }
 
 }  // namespace Agent

@@ -77,22 +77,22 @@ constexpr KernelMessage remoteControllers[]{
 };
 
 // A refused command of a program has no LBA.
-constexpr KernelMessage commands[]{
+constexpr KernelMessage nvmeCommands[]{
     {"%dev: %any) @ LBA %num, %num blocks, %any (sct 0x%hex / sc 0x%hex)", quoted,
      "nvme0c1n2: Read(0x2) @ LBA 8, 8 blocks, Unrecovered Read Error (sct 0x2 / sc 0x81) DNR", "nvme0n2"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup nvmeGroups[]{
     {"drivers/nvme/host/pci.c, tcp.c, rdma.c, apple.c", "nvme %nvme: ", timeouts},
     {"drivers/nvme/host/core.c, nvme.h, hwmon.c, multipath.c, lightnvm.c", "nvme %nvme: ", controllers},
     {"drivers/nvme/host/tcp.c, rdma.c, fc.c", "nvme %nvme: ", remoteControllers},
-    {"drivers/nvme/host/core.c", "", commands},
+    {"drivers/nvme/host/core.c", "", nvmeCommands},
 };
 
 }  // namespace
 
 KernelMessageGroups nvmeMessages() {
-   return groups;
+   return nvmeGroups;
 }
 
 }  // namespace Agent

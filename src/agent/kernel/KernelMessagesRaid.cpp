@@ -120,7 +120,7 @@ constexpr KernelMessage partsOfCaches[]{
      "nvme0n1"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup raidGroups[]{
     {"drivers/md/raid1.c, raid10.c, raid5.c", "md/%name:%name: ", everyLevel},
     {"drivers/md/md-multipath.c", "multipath: ", paths},
     {"drivers/md/raid0.c, md-linear.c", "md/<linear|raid0><:|>%name: ", arraysWithoutCopies},
@@ -137,7 +137,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups raidMessages() {
-   return groups;
+   return raidGroups;
 }
 
 }  // namespace Agent

@@ -38,7 +38,7 @@ constexpr KernelMessage senseKeys[]{
 
 // 0x2003: FAILED, of kernels without the names of the results. Lines of a device that is offline give its
 // address alone.
-constexpr KernelMessage commands[]{
+constexpr KernelMessage scsiCommands[]{
     {"FAILED Result: ", unhandled,
      "sd 5:0:0:0: [sdd] tag#15 FAILED Result: hostbyte=DID_OK driverbyte=DRIVER_SENSE", "sdd"},
     {"FAILED Result:", unhandled, "sd 0:0:4:0: [sdf] tag#9 FAILED Result:", "sdf"},
@@ -75,7 +75,7 @@ constexpr KernelMessage disks[]{
      "sd 0:0:0:0: [sda] tag#0 Medium access timeout failure. Offlining disk!", "sda"},
 };
 
-constexpr KernelMessage bulkStreams[]{
+constexpr KernelMessage bulkStreamCommands[]{
     {"data cmplt err %num", unhandled,
      "sd 0:0:0:1: [sdf] tag#9 data cmplt err -75 uas-tag 1 inflight:", "sdf"},
     {"uas_eh_abort_handler", unhandled,
@@ -101,19 +101,19 @@ constexpr KernelMessage opticalDrives[]{
     {"Add. Sense: %any fault", quoted, "sr 1:0:0:0: [sr0] Add. Sense: Servo fault", "sr0"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup scsiGroups[]{
     {"drivers/scsi/scsi_logging.c, constants.c, sense_codes.h, scsi_lib.c", "<sd|scsi> %scsi: [%dev]%tag",
      senseKeys},
-    {"drivers/scsi/scsi_lib.c, scsi_logging.c, sd.c", "<sd|scsi> %scsi: [%dev]%tag", commands},
+    {"drivers/scsi/scsi_lib.c, scsi_logging.c, sd.c", "<sd|scsi> %scsi: [%dev]%tag", scsiCommands},
     {"drivers/scsi/sd.c, sd_zbc.c, scsi_lib.c", "<sd|scsi> %scsi: [%dev]%tag", disks},
-    {"drivers/usb/storage/uas.c", "<sd|scsi> %scsi: [%dev]%tag", bulkStreams},
+    {"drivers/usb/storage/uas.c", "<sd|scsi> %scsi: [%dev]%tag", bulkStreamCommands},
     {"drivers/scsi/scsi_logging.c, constants.c, sense_codes.h", "sr %scsi: [%dev]%tag", opticalDrives},
 };
 
 }  // namespace
 
 KernelMessageGroups scsiMessages() {
-   return groups;
+   return scsiGroups;
 }
 
 }  // namespace Agent

@@ -7,7 +7,7 @@ namespace {
 using enum KernelForm;
 
 // Texts that the device itself supplies.
-constexpr KernelMessage identities[]{
+constexpr KernelMessage usbIdentities[]{
     {"<Product|Manufacturer|SerialNumber>: ", nobody, "usb 1-1: Product: USB disconnect, device number", ""},
 };
 
@@ -62,8 +62,8 @@ constexpr KernelMessage bulkStreams[]{
     {"stat urb: <status|no pending cmd for uas-tag> %num", usb, "usb 4-1: stat urb: status -71", "usb 4-1"},
 };
 
-constexpr KernelMessageGroup groups[]{
-    {"drivers/usb/core/hub.c", "%usb: ", identities},
+constexpr KernelMessageGroup usbGroups[]{
+    {"drivers/usb/core/hub.c", "%usb: ", usbIdentities},
     {"drivers/usb/core/hub.c, message.c, config.c, drivers/usb/host/xhci.c", "%usb: ", devices},
     {"drivers/usb/core/hub.c", "%usb: ", ports},
     {"drivers/usb/storage/uas.c", "%usb: ", bulkStreams},
@@ -72,7 +72,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups usbMessages() {
-   return groups;
+   return usbGroups;
 }
 
 }  // namespace Agent

@@ -8,7 +8,7 @@ using enum KernelForm;
 
 // The log and the real-time data may be on devices of their own; the line always names that of the rest.
 // Of the errors of a mount only three are the disk's: others come of options, features and read-only devices.
-constexpr KernelMessage transfers[]{
+constexpr KernelMessage xfsTransfers[]{
     {"metadata I/O error", quoted,
      "XFS (sda3): metadata I/O error in \"xfs_da_read_buf+0xd9/0x120\" at daddr 0x8 len 8 error 5", "sda"},
     {"<log|Log> I/O <error|Error>", quoted, "XFS (nvme0n1p2): log I/O error -5", "nvme0n1"},
@@ -77,10 +77,10 @@ constexpr KernelMessage corruption[]{
     {"<failed|Failed> to read root inode", quoted, "XFS (sda3): failed to read root inode", "sda"},
 };
 
-constexpr KernelMessageGroup groups[]{
+constexpr KernelMessageGroup xfsGroups[]{
     {"fs/xfs/xfs_buf.c, xfs_buf_item.c, xfs_log.c, xfs_log_recover.c, xfs_fsops.c, xfs_mount.c, xfs_aops.c, "
      "xfs_inode.c, xfs_super.c, xfs_notify_failure.c, libxfs/xfs_ialloc.c",
-     "XFS (%pool): ", transfers},
+     "XFS (%pool): ", xfsTransfers},
     {"fs/xfs/xfs_error.c, xfs_fsops.c, xfs_mount.c, xfs_health.c, xfs_discard.c, libxfs/xfs_sb.c, "
      "libxfs/xfs_ag.c, libxfs/xfs_btree.c, libxfs/xfs_alloc.c, libxfs/xfs_bmap.c, libxfs/xfs_inode_fork.c",
      "XFS (%fs): ", corruption},
@@ -89,7 +89,7 @@ constexpr KernelMessageGroup groups[]{
 }  // namespace
 
 KernelMessageGroups xfsMessages() {
-   return groups;
+   return xfsGroups;
 }
 
 }  // namespace Agent

@@ -8,7 +8,7 @@ namespace Vorn::Host {
 
 namespace {
 
-LogSink & sink() {
+LogSink & currentLogSink() {
    static auto * const instance = new LogSink;
    return *instance;
 }
@@ -16,12 +16,12 @@ LogSink & sink() {
 }  // namespace
 
 void logSinkIs(LogSink newSink) {
-   sink() = std::move(newSink);
+   currentLogSink() = std::move(newSink);
 }
 
 }  // namespace Vorn::Host
 
 void Vorn::HostSide::emit(LogMessage const & message) {
-   if (Vorn::Host::LogSink const & sink = Vorn::Host::sink())
+   if (Vorn::Host::LogSink const & sink = Vorn::Host::currentLogSink())
       sink(message);
 }

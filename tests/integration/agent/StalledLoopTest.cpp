@@ -6,12 +6,12 @@
 
 #include <chrono>
 #include <filesystem>
-#include <regex>
 #include <string>
 
 #include "tests/integration/agent/AgentProgramTest.h"
 #include "tests/support/MountNamespace.h"
 #include "tests/support/NotifySocket.h"
+#include "tests/support/Regex.h"
 
 namespace {
 
@@ -34,8 +34,8 @@ class StalledLoopTest : public AgentProgramTest {
 
    // Waits for a line that matches, without asking the agent, which may be stalled.
    bool reports(std::string const & pattern) {
-      std::regex const expected{pattern};
-      auto const isFound = [&] { return std::regex_search(log, expected); };
+      Support::Regex const expected{pattern};
+      auto const isFound = [&] { return !expected.search(log).empty(); };
       auto const step = [&] {
          pollfd output{agent->outputDescriptor(), POLLIN, 0};
          poll(&output, 1, 100);
