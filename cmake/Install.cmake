@@ -26,6 +26,8 @@ add_custom_target(component-library DEPENDS StorageDevicesRuntime StorageDevices
 add_custom_target(component-development DEPENDS component-library SimulatedUnit)
 add_custom_target(component-agent DEPENDS component-library storagedevices agent)
 add_custom_target(component-demo DEPENDS component-agent storagedevices-demo)
+# Enough for `cmake --install` of all.
+add_custom_target(installed DEPENDS component-development component-demo)
 
 foreach(targets StorageDevicesTargets StorageDevicesSimulatedUnitTargets)
   install(EXPORT ${targets} NAMESPACE StorageDevices:: DESTINATION ${packageDir} COMPONENT development)

@@ -39,7 +39,7 @@ void EmmcDiskInfoCollectorSm::parseCidRegister(char const * text) {
    auto const parsed = parseCid(text);
    if (auto const * const error = std::get_if<CidError>(&parsed)) {
       VORN_TRACE(collectorTrace, 0) << handleInitializedName << " Error parsing CID register "
-                                 << (*error == CidError::size ? "(size)" : "(hex)");
+                                    << (*error == CidError::size ? "(size)" : "(hex)");
       finalizeUnchanged();
       return;
    }
