@@ -103,7 +103,7 @@ class AllOrNothingTest : public testing::Test {
       store_->priceIs(Costly{1});
       store_->shelfIs(Costly{7}, Costly{70});
       store_->orderPush(Costly{5});
-      heard_.clear();
+      events_.clear();
    }
    ~AllOrNothingTest() override {
       Costly::copiesLeft = Costly::plenty;
@@ -122,10 +122,10 @@ class AllOrNothingTest : public testing::Test {
          if (made)
             break;
          ASSERT_EQ(store_->contents(), before) << "with memory for " << refusals << " copies";
-         ASSERT_EQ(heard_, std::vector<std::string>{}) << "with memory for " << refusals << " copies";
+         ASSERT_EQ(events_, std::vector<std::string>{}) << "with memory for " << refusals << " copies";
       }
       EXPECT_EQ(store_->contents(), after);
-      EXPECT_EQ(heard_, std::vector<std::string>{events});
+      EXPECT_EQ(events_, std::vector<std::string>{events});
       refusals_ = refusals;
    }
 
@@ -138,16 +138,16 @@ class AllOrNothingTest : public testing::Test {
       }
    }
 
-   void handlePrice(Vorn::Change<Costly> const & change) { heard_.push_back("price " + text(change)); }
+   void handlePrice(Vorn::Change<Costly> const & change) { events_.push_back("price " + text(change)); }
    void handleShelf(Costly const & key, Vorn::Change<Costly> const & change) {
-      heard_.push_back("shelf " + std::to_string(key.number()) + " " + text(change));
+      events_.push_back("shelf " + std::to_string(key.number()) + " " + text(change));
    }
    void handleOrder(std::size_t const & index, Vorn::Change<Costly> const & change) {
-      heard_.push_back("order " + std::to_string(index) + " " + text(change));
+      events_.push_back("order " + std::to_string(index) + " " + text(change));
    }
 
    Pelm::Ptr<Store> store_ = Pelm::make<Store>();
-   std::vector<std::string> heard_;
+   std::vector<std::string> events_;
    int failures_ = 0;
    int refusals_ = 0;  // attempts that found no memory
    Vorn::NotifieeConst reactor_;

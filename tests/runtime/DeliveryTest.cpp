@@ -352,7 +352,7 @@ static_assert(!fits<&Shapes::view, Lamp>, "nor are keys");
 
 class EveryShape {
  public:
-   EveryShape(Pelm::Ptr<House> const & house, Events & events) : heard_{events} {
+   EveryShape(Pelm::Ptr<House> const & house, Events & events) : events_{events} {
       reactor_.notifierIs(house);
       reactor_.on<&EveryShape::nothing>(house->lamp, *this);
       reactor_.on<&EveryShape::key>(house->lamp, *this);
@@ -363,17 +363,17 @@ class EveryShape {
    }
 
  private:
-   void nothing() { heard_.emplace_back("nothing"); }
-   void key(Pelm::String const & key) { heard_.push_back("key " + key.str()); }
+   void nothing() { events_.emplace_back("nothing"); }
+   void key(Pelm::String const & key) { events_.push_back("key " + key.str()); }
    void change(Vorn::Change<int> const & change) {
-      heard_.push_back("change " + RuntimeTest::text(change.now));
+      events_.push_back("change " + RuntimeTest::text(change.now));
    }
    void both(Pelm::String const & key, Vorn::Change<int> change) {
-      heard_.push_back(key.str() + " " + RuntimeTest::text(change.now));
+      events_.push_back(key.str() + " " + RuntimeTest::text(change.now));
    }
-   void index(std::size_t index) { heard_.push_back("index " + std::to_string(index)); }
+   void index(std::size_t index) { events_.push_back("index " + std::to_string(index)); }
 
-   Events & heard_;
+   Events & events_;
    Vorn::NotifieeConst reactor_;
 };
 

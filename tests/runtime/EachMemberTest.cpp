@@ -35,17 +35,17 @@ class Postman : public Pelm::Node {
    }
    void handleVisits(Pelm::String const & name) { note(name.str() + " visits"); }
 
-   std::vector<std::string> heard;
+   std::vector<std::string> events;
    std::function<void()> then;
    Vorn::EachMember<&Postman::handleDoor, &Street::house, &House::door> doors{*this};
    Vorn::EachMember<&Postman::handleVisits, &Street::house, &House::visits> visits{*this};
 
  private:
    void note(std::string const & what) {
-      heard.push_back(what);
+      events.push_back(what);
       if (then)
          then();
-      heard.back() += '.';
+      events.back() += '.';
    }
 };
 
@@ -63,44 +63,44 @@ class EachMemberTest : public Support::VirtualTimeTest {
 
 TEST_F(EachMemberTest, WatchesTheMembersThatAreThere) {
    first->doorIs(1);
-   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>1."}));
+   EXPECT_EQ(postman->events, (std::vector<std::string>{"first door 0>1."}));
 }
 
 TEST_F(EachMemberTest, WatchesAMemberThatComesLater) {
    street->houseIs("second")->visitsInc(1);
-   EXPECT_EQ(postman->heard, (std::vector<std::string>{"second visits."}));
+   EXPECT_EQ(postman->events, (std::vector<std::string>{"second visits."}));
 }
 
 TEST_F(EachMemberTest, LeavesAMemberThatGoes) {
    street->houseDel("first");
    first->doorIs(1);
-   EXPECT_TRUE(postman->heard.empty());
+   EXPECT_TRUE(postman->events.empty());
    EXPECT_EQ(first->useCount(), 1U);
 }
 
 TEST_F(EachMemberTest, WatchesTheMemberThatReplacesAnother) {
    street->houseIs("first")->doorIs(2);
    first->doorIs(1);
-   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>2."}));
+   EXPECT_EQ(postman->events, (std::vector<std::string>{"first door 0>2."}));
 }
 
 TEST_F(EachMemberTest, LetsTheHandlerDeleteItsMember) {
    postman->then = [&] { street->houseDel("first"); };
    first->doorIs(1);
    first->doorIs(2);
-   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 0>1."}));
+   EXPECT_EQ(postman->events, (std::vector<std::string>{"first door 0>1."}));
 }
 
 TEST_F(EachMemberTest, KeepsTheMachineWholeUntilItsHandlerReturns) {
-   auto const heard = std::make_shared<std::vector<std::string>>();
-   postman->then = [&, heard] {
+   auto const events = std::make_shared<std::vector<std::string>>();
+   postman->then = [&, events] {
       Postman const & own = *postman;
       postman = nullptr;
-      heard->push_back(own.heard.back());
+      events->push_back(own.events.back());
    };
    first->doorIs(1);
    first->doorIs(2);
-   EXPECT_EQ(*heard, (std::vector<std::string>{"first door 0>1"}));
+   EXPECT_EQ(*events, (std::vector<std::string>{"first door 0>1"}));
    EXPECT_EQ(first->useCount(), 2U) << "the test's and the street's";
 }
 
@@ -110,7 +110,7 @@ TEST_F(EachMemberTest, StopsAndResumesWithTheMachine) {
    street->houseIs("second");
    postman->vornDoZombieReactors(false);
    first->doorIs(2);
-   EXPECT_EQ(postman->heard, (std::vector<std::string>{"first door 1>2."}));
+   EXPECT_EQ(postman->events, (std::vector<std::string>{"first door 1>2."}));
 }
 
 TEST_F(EachMemberTest, ReportsWhatAHandlerRaisesAsTheMachines) {

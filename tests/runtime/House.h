@@ -60,7 +60,7 @@ class Watcher {
 
    Watcher(Pelm::Ptr<House> const & house, std::vector<std::string> & events, std::string name,
            Then action = {})
-       : name_{std::move(name)}, heard_{events}, then{std::move(action)} {
+       : name_{std::move(name)}, events_{events}, then{std::move(action)} {
       reactor.notifierIs(house);
       reactor.on<&Watcher::handleDoor>(house->door, *this);
       reactor.on<&Watcher::handleLamp>(house->lamp, *this);
@@ -81,13 +81,13 @@ class Watcher {
  private:
    // What follows may destroy this watcher.
    void note(std::string const & what) {
-      heard_.push_back(name_ + ":" + what);
+      events_.push_back(name_ + ":" + what);
       if (Then const next = then)
          next();
    }
 
    std::string name_;
-   std::vector<std::string> & heard_;
+   std::vector<std::string> & events_;
 
  public:
    Then then;

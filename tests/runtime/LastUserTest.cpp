@@ -22,27 +22,27 @@ using Events = std::vector<std::string>;
 // neither stops its reactors nor keeps itself whole: the runtime does.
 class Machine : public House {
  public:
-   Machine(Pelm::Ptr<House> const & watched, Events & events, bool & gone) : House{gone}, heard_{events} {
+   Machine(Pelm::Ptr<House> const & watched, Events & events, bool & gone) : House{gone}, events_{events} {
       reactor_.notifierIs(watched);
       reactor_.on<&Machine::handleWatched>(watched->door, *this);
       reactor_.hasNotificationActiveIs(true);
    }
-   void vornDoZombieReactors(bool) override { heard_.push_back("machine:zombie"); }
+   void vornDoZombieReactors(bool) override { events_.push_back("machine:zombie"); }
 
  private:
    // Publishes twice, as a machine that counts and then reports.
    void handleWatched() {
-      heard_.push_back("machine:watched");
+      events_.push_back("machine:watched");
       visitsInc(1);
       doorIs(door() + 1);
    }
    void handleClock() {
-      heard_.push_back("machine:clock");
+      events_.push_back("machine:clock");
       visitsInc(1);
       doorIs(door() + 1);
    }
 
-   Events & heard_;
+   Events & events_;
    Vorn::Clock::Notifiee<&Machine::handleClock> clock_{*this, 1005};
    Vorn::NotifieeConst reactor_;
 };

@@ -82,13 +82,13 @@ TEST_F(OwnReactorsTest, IsStoppedWhenMadeInAZombie) {
    late.notifierIs(house);
    late.machineIs(&zombie);
    struct Ear {
-      void hear() { ++heard; }
-      int heard = 0;
+      void hear() { ++events; }
+      int events = 0;
    } ear;
    late.on<&Ear::hear>(house->door, ear);
    late.hasNotificationActiveIs(true);
    house->doorIs(1);
-   EXPECT_EQ(ear.heard, 0);
+   EXPECT_EQ(ear.events, 0);
 }
 
 TEST_F(OwnReactorsTest, OutlivesTheMachine) {

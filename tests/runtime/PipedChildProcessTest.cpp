@@ -397,7 +397,7 @@ TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
    EXPECT_TRUE(tracker->finishedRun()->timedOut);
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_EQ(shell("exit 0;")->process->state(), State::finished) << "another command is";
-   kill(held, SIGKILL);
+   kill(stuck, SIGKILL);
    EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
    EXPECT_EQ(shell("exit 0")->process->state(), State::finished);
 }

@@ -26,8 +26,8 @@ void ToolNotices::handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun con
       return;
    }
    std::string const why = run.reason.str();
-   if (std::string & told = failing_[tool]; told != why) {
-      told = why;
+   if (std::string & reported = failing_[tool]; reported != why) {
+      reported = why;
       notice_(LOG_WARNING, tool + " cannot be started, so its readings fail until it can: " + why);
    }
 }

@@ -91,14 +91,14 @@ TEST_F(StalledLoopTest, WatchesTheStartTooAndNotifiesTheServiceManagerOfItsEnd) 
    ASSERT_TRUE(reports("the loop has been stalled for [67] s by write of " + folder.string() +
                        "/mount-source/[a-z0-9]+ \\("))
        << log;
-   for (std::string const & state : manager.received())
-      EXPECT_EQ(state, "WATCHDOG=1");
+   for (std::string const & sent : manager.received())
+      EXPECT_EQ(sent, "WATCHDOG=1");
    release();
    ASSERT_TRUE(reports("the loop runs again after [678] s; write of ")) << log;
-   std::string state;
-   while ((state = manager.next()) == "WATCHDOG=1")
+   std::string sent;
+   while ((sent = manager.next()) == "WATCHDOG=1")
       continue;
-   EXPECT_EQ(state, "READY=1");
+   EXPECT_EQ(sent, "READY=1");
    EXPECT_EQ(agent->stop(), "exit code 0");
    std::vector<std::string> const last = manager.received();
    EXPECT_NE(std::find(last.begin(), last.end(), "STOPPING=1"), last.end());
