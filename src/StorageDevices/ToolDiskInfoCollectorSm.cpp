@@ -27,7 +27,7 @@ void ToolDiskInfoCollectorSm::handleRun() {
    if (!process_ || !process_->isOver())
       return;
    if (run()->state() == Brul::PipedChildProcessSm::State::failed) {
-      VORN_TRACE(traceHandle, 0) << failure_;
+      VORN_TRACE(collectorTrace, 0) << failure_;
       startErrorIs(run()->startError());
       finalizeUnchanged();
    } else {

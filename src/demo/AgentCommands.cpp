@@ -17,7 +17,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds patience(2);
+constexpr std::chrono::seconds answerPatience(2);
 
 // Reads to the end of the output; false when the time is up before.
 bool readAll(int descriptor, std::string & text, Clock::time_point until) {
@@ -71,21 +71,21 @@ AgentCommands::AgentCommands(std::filesystem::path program, std::filesystem::pat
     : program_(std::move(program)), socket_(socket.string()) {}
 
 std::optional<std::string> AgentCommands::state() const {
-   return outputOf(program_, {"status", "--json", "--socket", socket_}, withoutPreload({}), patience);
+   return outputOf(program_, {"status", "--json", "--socket", socket_}, withoutPreload({}), answerPatience);
 }
 
 std::optional<std::string> AgentCommands::messages() const {
-   return outputOf(program_, {"messages", "--json", "--socket", socket_}, withoutPreload({}), patience);
+   return outputOf(program_, {"messages", "--json", "--socket", socket_}, withoutPreload({}), answerPatience);
 }
 
 std::optional<std::string> AgentCommands::catalogue() const {
-   return outputOf(program_, {"catalogue", "--json"}, withoutPreload({}), patience);
+   return outputOf(program_, {"catalogue", "--json"}, withoutPreload({}), answerPatience);
 }
 
 std::optional<std::string> AgentCommands::table(TableForm const & form) const {
    auto const environment = withoutPreload(
        {{"COLUMNS", std::to_string(form.columns)}, {"CLICOLOR_FORCE", form.colour ? "1" : "0"}});
-   return outputOf(program_, {"status", "--socket", socket_}, environment, patience);
+   return outputOf(program_, {"status", "--socket", socket_}, environment, answerPatience);
 }
 
 }  // namespace Agent::Demo

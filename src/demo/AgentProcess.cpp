@@ -22,7 +22,7 @@ namespace Agent::Demo {
 namespace {
 
 constexpr std::size_t longestLine = 4096;
-constexpr std::chrono::seconds patience(2);
+constexpr std::chrono::seconds endPatience(2);
 
 std::vector<pid_t> children() {
    std::ifstream in("/proc/self/task/" + std::to_string(gettid()) + "/children");
@@ -112,7 +112,7 @@ std::string AgentProcess::stop() {
    if (!running())
       return ending_;
    kill(pid_, SIGTERM);
-   if (!endsWithin(patience))
+   if (!endsWithin(endPatience))
       kill(pid_, SIGKILL);
    int status = 0;
    if (waitpid(pid_, &status, 0) == pid_)

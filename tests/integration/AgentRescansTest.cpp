@@ -3,8 +3,8 @@
 
 #include <cerrno>
 
+#include "StorageDevices/SettledStart.h"
 #include "agent/Rescans.h"
-#include "agent/SettledStart.h"
 #include "agent/documents/MonitorDocument.h"
 #include "runtime/Vorn/Shortage.h"
 #include "tests/support/DiscoveryTest.h"
@@ -164,11 +164,11 @@ TEST_F(AgentRescansTest, ListsUnclassifiedDevicesInTheDocument) {
 TEST_F(AgentRescansTest, DelaysChecksThatRunOnceUntilAllIsClassified) {
    unit_.add(stick());
    int starts = 0;
-   std::unique_ptr<Agent::SettledStart> settled;
+   std::unique_ptr<StorageDevices::SettledStart> settled;
    {
       Support::SpawnFailure const failure{EAGAIN};
       startWithRescans();
-      settled = std::make_unique<Agent::SettledStart>(sm_, [&] { ++starts; });
+      settled = std::make_unique<StorageDevices::SettledStart>(sm_, [&] { ++starts; });
       EXPECT_TRUE(isReady());
       Vorn::Host::runFor(0.5);
       EXPECT_EQ(starts, 0);

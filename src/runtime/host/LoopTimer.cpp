@@ -35,7 +35,10 @@ double untilWork() {
    bool const waitsForChildren = scale == 0 && activityManager().outsideWork() > 0;
    if (next == Seconds::infinity() || waitsForChildren)
       return never;
-   return std::clamp((next - System::currentTime()).value() * scale, atOnce, longest);
+   // An overdue clock may be infinitely so, and virtual time takes no real seconds: their product is no
+   // number.
+   Seconds const now = System::currentTime();
+   return next <= now || scale == 0 ? atOnce : std::clamp((next - now).value() * scale, atOnce, longest);
 }
 
 // Forgets an expiry that nobody has read.
