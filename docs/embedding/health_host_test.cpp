@@ -46,7 +46,7 @@ int main() {
    setenv("PATH", (unit.toolsPath().string() + ":" + std::getenv("PATH")).c_str(), 1);
    std::string const output = outputOf(HEALTH_HOST " " + unit.etcFolder().string() + " 300");
    std::cout << output;
-   std::string const tested = unit.fileSystems().takeDirectIo() ? ": stores data\n" : ": fails its test\n";
+   std::string const tested = unit.fileSystems().supportDirectIo() ? ": stores data\n" : ": fails its test\n";
    for (std::string const & line :
         {std::string{"SN-A: Test Disk at /mnt/drive\n"}, std::string{"SN-A: failed its self-assessment\n"},
          std::string{"SN-A: 34 degrees Celsius\n"}, "/mnt/drive" + tested, std::string{"exit code 0\n"},
