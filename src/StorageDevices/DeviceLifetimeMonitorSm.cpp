@@ -20,7 +20,7 @@ constexpr double secondsPerDay = 86400;
 constexpr double fastestFall = 1 / (30 * secondsPerDay);  // units per second
 constexpr unsigned gigabyteShift = 30;                    // units of 2^30 bytes
 constexpr std::int64_t lowLife = 30;
-constexpr std::uint8_t informationalLogs = 9;  // from the next message on, each is a warning
+constexpr std::uint8_t informationalLogs = 9;  // past messages; after more, each is a warning
 constexpr std::int64_t noFigure = -1;
 
 // Percent left of an NVMe drive. The drive counts the percent used, which may exceed 100.

@@ -78,6 +78,8 @@ void FsHealthSm::handleInitialized() {
 }
 
 void FsHealthSm::start() {
+   if (!initialized())
+      return;
    Pelm::KeepAlive const keepAlive{*this};  // called by hosts, whose subscribers may drop the machine
    auto const course = course_;
    running.valueIs(true);
@@ -86,6 +88,8 @@ void FsHealthSm::start() {
 }
 
 void FsHealthSm::stop() {
+   if (!initialized())
+      return;
    Pelm::KeepAlive const keepAlive{*this};  // as above
    auto const course = course_;
    running.valueIs(false);
@@ -94,6 +98,8 @@ void FsHealthSm::stop() {
 }
 
 void FsHealthSm::stateIs(State value) {
+   if (!initialized())
+      return;
    Pelm::KeepAlive const keepAlive{*this};  // as above
    if (state() == value)
       return;
@@ -108,7 +114,7 @@ void FsHealthSm::handleState() {
       case State::idle:
          break;
       case State::setup:
-         handleSetupState();
+         setUpOrCleanUp();
          break;
       case State::writeTest:
       case State::readTest:
@@ -122,6 +128,17 @@ void FsHealthSm::handleState() {
 
 void FsHealthSm::armTestClock(Vorn::Seconds delay) {
    testClock_->timeMinIs(Vorn::System::currentTime() + delay);
+}
+
+// A set-up that raises ends this cycle, and the next one comes.
+void FsHealthSm::setUpOrCleanUp() {
+   try {
+      handleSetupState();
+   } catch (...) {
+      if (state() == State::setup)
+         stateIs(State::cleanup);
+      throw;
+   }
 }
 
 void FsHealthSm::handleSetupState() {

@@ -122,6 +122,7 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
 
    void handleState();
    void handleSetupState();
+   void setUpOrCleanUp();
    bool prepareFile();
    void handleCleanupState();
    void genRandomCookieData();

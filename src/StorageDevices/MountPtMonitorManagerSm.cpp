@@ -39,7 +39,9 @@ void MountPtMonitorManagerSm::handleInitialized() {
 void MountPtMonitorManagerSm::mountPtMonitorSmIs(Pelm::String const & mountPt,
                                                  Pelm::Ptr<MountPtMonitorHelper> const & helper,
                                                  Pelm::Ptr<ConnectedDevices const> const & devices) {
-   mountPtMonitorSm.memberIs(mountPt, mountPtMonitorSmFactory(mountPt, helper, devices));
+   // Null where memory is short.
+   if (auto const monitor = mountPtMonitorSmFactory(mountPt, helper, devices))
+      mountPtMonitorSm.memberIs(mountPt, monitor);
 }
 
 Pelm::Ptr<MountPtMonitorManagerSm> mountPtMonitorManagerSmFactory(

@@ -69,9 +69,9 @@ void MountPtMonitorSm::handleMounted(MountPtMonitorHelper::MountState const & mo
    }
    if (nodeFlag(Flag::zombie))
       return;  // a subscriber has dropped the monitor
-   if (!fsHealthSm())
+   if (!fsHealthSm() || !fsHealthSm()->initialized())
       fsHealthSmIs(mountPt_, mountPtDeviceBlkSize(), devices_);
-   if (!fsHealthSm()->running())
+   if (fsHealthSm() && !fsHealthSm()->running())
       fsHealthSm()->start();
    armTestClock(periodicCheckTime());
 }

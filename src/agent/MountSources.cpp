@@ -86,6 +86,15 @@ int openDirectory(fs::path const & path) {
    return error ? -error.value() : StorageDevices::Mounts::openSourceFolder(path);
 }
 
+// Answers 0 or an errno value.
+int writeSource(fs::path const & file, std::string const & name) {
+   try {
+      return replaceFile(file, mountSourceText(name));
+   } catch (std::system_error const & error) {
+      return error.code().value();
+   }
+}
+
 }  // namespace
 
 std::string mountSourceText(std::string const & name) {
@@ -151,7 +160,7 @@ void MountSources::write() {
    for (std::string const & name : names_) {
       fs::path const file = directory_ / name;
       Vorn::BlockingCall const call{"write", file.native()};
-      outcome(file, replaceFile(place / name, mountSourceText(name)));
+      outcome(file, writeSource(place / name, name));
    }
    close(directory);
 }

@@ -25,9 +25,12 @@ class FakeHelper final : public MountPtMonitorHelper {
  public:
    MountState mountState(Pelm::String const & mountPt) const override {
       asked.push_back(mountPt.str());
+      if (raises)
+         throw std::bad_alloc{};
       return answer;
    }
    MountState answer{true, false, "/dev/sda1", 4096};
+   bool raises = false;
    mutable Texts asked;
 };
 
@@ -70,6 +73,28 @@ TEST_F(MountPtMonitorSmTest, StartsTheHealthTestAtOnceWithTheDevicesBlockSize) {
    Vorn::Host::runFor(899);
    EXPECT_EQ(helper_->asked.size(), 3U);
    EXPECT_TRUE(logs_.messages().empty());
+}
+
+TEST_F(MountPtMonitorSmTest, ChecksAgainAfterAnAnswerThatRaised) {
+   helper_->raises = true;
+   start();
+   EXPECT_FALSE(testing());
+   helper_->raises = false;
+   Vorn::Host::runFor(61);
+   EXPECT_TRUE(testing());
+   EXPECT_EQ(helper_->asked.size(), 2U);
+}
+
+TEST_F(MountPtMonitorSmTest, StopsTheHealthTestAtTheNextCheckWhenAMessageRaised) {
+   start();
+   ASSERT_TRUE(testing());
+   helper_->answer.mounted = false;
+   logs_.raises = true;
+   Vorn::Host::runFor(300);
+   logs_.raises = false;
+   Vorn::Host::runFor(61);
+   EXPECT_EQ(errors(), Texts{"not mounted"});
+   EXPECT_FALSE(testing());
 }
 
 TEST_F(MountPtMonitorSmTest, LetsTheHealthTestRunWhileTheMountIsGood) {

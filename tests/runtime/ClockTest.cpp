@@ -221,6 +221,38 @@ TEST_F(ClockTest, CallsTheOthersAfterAHandlerThatRaises) {
    EXPECT_NE(failed.find("Ringer: spring broke"), std::string::npos) << failed;
 }
 
+TEST_F(ClockTest, CallsAHandlerAgainThatRaisedBeforeItAskedForATime) {
+   Ringer minute{currentTime(), [] { throw std::bad_alloc{}; }};
+   Vorn::Host::turn();
+   EXPECT_EQ(minute.rings, 1);
+   EXPECT_EQ(minute.clock.timeMin(), currentTime() + Vorn::Clock::NotifieeConst::retrySpan);
+   minute.then = {};
+   Vorn::Host::runFor(1000);
+   EXPECT_EQ(minute.rings, 2) << "good, it asks for no third";
+}
+
+TEST_F(ClockTest, KeepsTheTimeThatAHandlerAskedForBeforeItRaised) {
+   Ringer minute{currentTime(), {}};
+   Seconds const wanted = currentTime() + 7.0;
+   minute.then = [&] {
+      minute.clock.timeMinIs(wanted);
+      throw std::bad_alloc{};
+   };
+   Vorn::Host::turn();
+   EXPECT_EQ(minute.clock.timeMin(), wanted);
+}
+
+TEST_F(ClockTest, ForgetsAReactorThatItsHandlerDestroysBeforeItRaises) {
+   std::unique_ptr<Ringer> last;
+   last = std::make_unique<Ringer>(currentTime(), [&] {
+      last.reset();
+      throw std::bad_alloc{};
+   });
+   Vorn::Host::turn();
+   EXPECT_FALSE(last);
+   EXPECT_EQ(next(), Seconds::infinity());
+}
+
 TEST_F(ClockTest, RunsADayOfMinutesInNoTime) {
    Ringer minute{currentTime() + 60.0, {}};
    minute.then = [&] { minute.clock.timeMinIs(minute.rings * 60.0 + 1060.0); };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "runtime/model/MountPtMonitorHelper.h"
+#include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -92,6 +93,16 @@ TEST_F(MountTableTest, ShowsTheLastMountOfAPath) {
    mount("259:0", "/mnt/flash", "rw", "ext4", "/dev/nvme0n1", "rw");
    EXPECT_EQ(seenAt("/mnt/flash"), "/dev/nvme0n1 4096");
    EXPECT_EQ(StorageDevices::Mounts::mountsAt("/mnt/flash").size(), 2U);
+}
+
+TEST_F(MountTableTest, RaisesAnErrorWithoutDescriptors) {
+   mount("8:1", "/mnt/a", "rw", "ext4", "/dev/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
+   {
+      Support::DescriptorLimit const limit{0};
+      EXPECT_THROW(seenAt("/mnt/a"), std::system_error) << "nobody knows that nothing is mounted";
+   }
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
 }
 
 TEST_F(MountTableTest, ResolvesNamesThatAreNoNodes) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ class LogRecorder {
 
    LogRecorder() {
       Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & logged) {
+         if (raises)
+            throw std::bad_alloc{};
          Message message{
              logged.descriptor.name, logged.descriptor.severity, logged.text.str(), {}, logged.utc,
              logged.argsHash};
@@ -33,6 +36,8 @@ class LogRecorder {
    LogRecorder(LogRecorder const &) = delete;
    LogRecorder & operator=(LogRecorder const &) = delete;
    ~LogRecorder() { Vorn::Host::logSinkIs(nullptr); }
+
+   bool raises = false;  // as a host's sink without memory does
 
    std::vector<Message> const & messages() const { return messages_; }
    std::vector<std::string> texts() const {

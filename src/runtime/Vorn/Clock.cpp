@@ -1,5 +1,6 @@
 #include "runtime/Vorn/Clock.h"
 
+#include <exception>
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
@@ -29,7 +30,23 @@ void Clock::fireDue(Seconds now) {
    }
 }
 
+Clock::NotifieeConst::Retry::Retry(NotifieeConst & notifiee)
+    : notifiee_{&notifiee},
+      outer_{std::exchange(notifiee.retry_, this)},
+      exceptions_{std::uncaught_exceptions()} {}
+
+Clock::NotifieeConst::Retry::~Retry() {
+   if (!notifiee_)
+      return;
+   notifiee_->retry_ = outer_;
+   bool const raised = std::uncaught_exceptions() > exceptions_;
+   if (raised && notifiee_->timeMin() == Seconds::infinity())
+      notifiee_->timeMinIs(System::currentTime() + retrySpan);
+}
+
 Clock::NotifieeConst::~NotifieeConst() {
+   for (Retry * call = retry_; call; call = call->outer_)
+      call->notifiee_ = nullptr;
    isRegisteredNotifieeIs(false);
    disarm();
 }

@@ -44,9 +44,12 @@ class RUNTIME_API Clock : public Pelm::Node {
 };
 
 // A reactor for a time. Its first wake-up time is 0: unless it is armed for another time, it is called in the
-// first turn after it is attached and active.
+// first turn after it is attached and active. A handler that raises before it arms the reactor again is
+// called again after `retrySpan`, so that a shortage of memory ends no machine's work.
 class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:
+   static constexpr double retrySpan = 60;  // framework seconds
+
    NotifieeConst() = default;
    virtual ~NotifieeConst();
 
@@ -67,6 +70,20 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
    Seconds timeMin() const { return timeMin_; }
 
  protected:
+   // Stands in a handler's call.
+   class RUNTIME_API Retry {
+    public:
+      explicit Retry(NotifieeConst & notifiee);
+      Retry(Retry const &) = delete;
+      ~Retry();
+
+    private:
+      NotifieeConst * notifiee_;  // null: destroyed meanwhile
+      Retry * outer_;
+      int exceptions_;
+      friend NotifieeConst;
+   };
+
    virtual void handleTime() noexcept = 0;
 
  private:
@@ -76,6 +93,7 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
    void disarm();
 
    Pelm::Ptr<Clock> clock_;
+   Retry * retry_ = nullptr;           // of the call under way
    std::set<Entry>::node_type place_;  // its node of the set while it does not wait
    Seconds timeMin_ = 0;
    std::uint64_t order_ = 0;
@@ -109,7 +127,10 @@ class Clock::Notifiee final : public Clock::NotifieeConst {
 
  private:
    void handleTime() noexcept override {
-      Vorn::callHandler(machine_, [this] { (machine_.*handler)(); });
+      Vorn::callHandler(machine_, [this] {
+         Retry const retry{*this};
+         (machine_.*handler)();
+      });
    }
 
    Machine & machine_;

@@ -4,14 +4,17 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "runtime/Vorn/BlockingCall.h"
+#include "runtime/Vorn/Shortage.h"
 
 namespace StorageDevices::Mounts {
 
@@ -135,6 +138,8 @@ std::vector<Mount> mountsAt(Pelm::String const & path) {
    std::string const file = root() + "/proc/self/mountinfo";
    TablePtr const table{mnt_new_table_from_file(file.c_str())};
    IteratorPtr const iterator{mnt_new_iter(MNT_ITER_FORWARD)};
+   if (!table && Vorn::isShortage(errno))
+      throw std::system_error{errno, std::generic_category(), file};
    if (!table || !iterator)
       return result;
    libmnt_fs * mount = nullptr;

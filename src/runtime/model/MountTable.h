@@ -22,7 +22,8 @@ struct Mount {
 };
 
 // The mounts on the path; the last one is visible, the others lie below it. Empty when there is none, or the
-// table cannot be read.
+// table cannot be read. Raises std::system_error for want of descriptors or memory: the mounts are unknown
+// then.
 RUNTIME_API std::vector<Mount> mountsAt(Pelm::String const & path);
 
 // The devices below a device-mapper node, such as /dev/sda2, at all levels; none for any other device.
