@@ -410,6 +410,7 @@ TEST_F(MountedDiskTest, ReportsWriteTestFailedUntilATestSucceeds) {
    ASSERT_TRUE(becomes("write-test-failed: write test failed"));
    EXPECT_EQ(word(), "failing");
    test().ioOps()->writeRetIs(0);
+   time->jumpBy(80000);  // most of the pause after a failure
    ASSERT_TRUE(
        eventually([this] { return test().state() == StorageDevices::FsHealthSmState::readTest; }, 100000));
    EXPECT_EQ(reasons(), "write-test-failed: write test failed");
@@ -485,6 +486,7 @@ TEST_F(MountedDiskTest, DoesNotReportWriteTestFailedForTheNextDisk) {
    EXPECT_EQ(reasons(), "removed: removed");
    Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
    EXPECT_EQ(reasons(), "");
+   time->jumpBy(80000);  // most of the pause after a failure
    oneTestGoesBy();
    EXPECT_EQ(reasons(), "write-test-failed: write test failed");
 }
