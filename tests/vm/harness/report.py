@@ -24,15 +24,19 @@ class Report:
         self._started = time.monotonic()
 
     def note(self, text: str) -> None:
-        print(f"# [{time.monotonic() - self._started:6.1f} s] {text}", flush=True)
+        print(f"# [{self._elapsed():6.1f} s] {text}", flush=True)
+
+    def _elapsed(self) -> float:
+        """Seconds since the start; each line shows them, so that a log tells where the time went."""
+        return time.monotonic() - self._started
 
     def check(self, name: str, condition: bool, detail: str = "") -> bool:
         if condition:
             self.passed += 1
-            print(f"ok - {name}", flush=True)
+            print(f"ok - {name} [{self._elapsed():.1f} s]", flush=True)
         else:
             self.failures.append(name)
-            print(f"FAILED - {name}{': ' + detail[:DETAIL_LENGTH] if detail else ''}", flush=True)
+            print(f"FAILED - {name} [{self._elapsed():.1f} s]{': ' + detail[:DETAIL_LENGTH] if detail else ''}", flush=True)
         return condition
 
     def equal(self, name: str, actual: object, expected: object) -> bool:
