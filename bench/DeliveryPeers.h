@@ -20,7 +20,8 @@ class Gauge : public Pelm::Node {
    void levelIs(int value) { level.valueIs(value); }
 };
 
-class GaugeReactor {
+// A machine, as every reactor of the library belongs to one.
+class GaugeReactor : public Pelm::Node {
  public:
    explicit GaugeReactor(Pelm::Ptr<Gauge> const & gauge);
    int level() const { return level_; }

@@ -52,7 +52,8 @@ class JsonMemory {
    }
 
  private:
-   static constexpr std::size_t largeBlock = 65536;
+   // A report of smartctl or nvme needs less, so that no mapping is made and freed for each.
+   static constexpr std::size_t largeBlock = 131072;
 
    struct alignas(std::max_align_t) Head {
       std::size_t mapped;  // bytes of the mapping, this head included; 0: the block is from the heap

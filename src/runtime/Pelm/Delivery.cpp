@@ -15,6 +15,13 @@ void Delivery::enqueue(std::unique_ptr<PendingChange> pending) noexcept {
    last_ = added;
 }
 
+void Delivery::deliverAmongThreads(Node const & notifier, Publisher & publisher, void const * key,
+                                   void const * change) noexcept {
+   // Another thread may drop its last pointer at any moment, so the use count must keep it.
+   KeepAlive const keepAlive{notifier};
+   notifyAll(notifier, publisher, key, change);
+}
+
 void Delivery::notifyRest(void const * key, void const * change, std::uint64_t sequence) noexcept {
    while (cursor_)
       notify(*cursor_, key, change, sequence);

@@ -44,22 +44,17 @@ class RUNTIME_API Delivery {
 
    // The number of the latest change; changes count from 1.
    std::uint64_t sequence() const { return sequence_; }
-   bool busy() const { return busy_; }
+   bool busy() const { return notifier_.load(std::memory_order_relaxed) != nullptr; }
 
-   // Delivers at once. Only for the outermost change: `busy()` is false. The notifier stays whole until all
-   // subscribers are notified. If its last user goes meanwhile, its own reactors are off from then on.
+   // Delivers at once. Only for the outermost change (`busy()` is false), and if there are subscribers. The
+   // notifier stays whole until all of them are notified. If its last user goes meanwhile, its own reactors
+   // are off from then on.
    void deliverOutermost(Node const & notifier, Publisher & publisher, void const * key,
                          void const * change) noexcept {
-      if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]] {
-         // Another thread may drop its last pointer at any moment, so the use count must keep it.
-         KeepAlive const keepAlive{notifier};
-         notifyAll(publisher, key, change);
-         return;
-      }
+      if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]]
+         return deliverAmongThreads(notifier, publisher, key, change);
       // Changing the use count would double the cost of a delivery.
-      notifier_.store(&notifier, std::memory_order_relaxed);
-      notifyAll(publisher, key, change);
-      notifier_.store(nullptr, std::memory_order_relaxed);
+      notifyAll(notifier, publisher, key, change);
       notifier.goIfUnused();
    }
 
@@ -75,17 +70,18 @@ class RUNTIME_API Delivery {
    }
 
  private:
-   void notifyAll(Publisher & publisher, void const * key, void const * change) noexcept {
-      busy_ = true;
+   void deliverAmongThreads(Node const & notifier, Publisher & publisher, void const * key,
+                            void const * change) noexcept;
+   void notifyAll(Node const & notifier, Publisher & publisher, void const * key,
+                  void const * change) noexcept {
+      notifier_.store(&notifier, std::memory_order_relaxed);
       std::uint64_t const sequence = ++sequence_;
-      if (Subscriber * const first = publisher.first_) [[likely]] {
-         notify(*first, key, change, sequence);
-         if (cursor_) [[unlikely]]
-            notifyRest(key, change, sequence);
-      }
+      notify(*publisher.first_, key, change, sequence);
+      if (cursor_) [[unlikely]]
+         notifyRest(key, change, sequence);
       if (first_) [[unlikely]]
          deliverPending();
-      busy_ = false;
+      notifier_.store(nullptr, std::memory_order_relaxed);
    }
    void notify(Subscriber & subscriber, void const * key, void const * change,
                std::uint64_t sequence) noexcept {
@@ -96,8 +92,7 @@ class RUNTIME_API Delivery {
    void notifyRest(void const * key, void const * change, std::uint64_t sequence) noexcept;
    void deliverPending() noexcept;
 
-   bool busy_ = false;
-   std::atomic<Node const *> notifier_ = nullptr;  // of the outermost change
+   std::atomic<Node const *> notifier_ = nullptr;  // of the outermost change; null: there is none
    std::uint64_t sequence_ = 0;
    Subscriber * cursor_ = nullptr;  // next subscriber of the change being delivered
    PendingChange * first_ = nullptr;

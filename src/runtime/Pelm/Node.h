@@ -131,7 +131,8 @@ class RUNTIME_API Node {
 // threads are enabled it counts as a user.
 class KeepAlive {
  public:
-   explicit KeepAlive(Node const & node) : node_{node}, counts_{threadsEnabled()} {
+   explicit KeepAlive(Node const & node)
+       : node_{node}, counts_{detail::threadsAreEnabled.load(std::memory_order_relaxed)} {
       if (counts_)
          node.useCountInc();
       else

@@ -16,7 +16,7 @@ RUNTIME_API void reportFailure(std::type_info const & machine) noexcept;
 
 // Calls `action` on behalf of a machine; false when it raised.
 template <class Machine, class Action>
-bool guarded(Action && action) noexcept {
+[[gnu::always_inline]] inline bool guarded(Action && action) noexcept {
    try {
       std::forward<Action>(action)();
       return true;

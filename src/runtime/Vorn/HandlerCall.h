@@ -12,7 +12,7 @@ namespace Vorn {
 // Calls `action` on behalf of a machine, which stays whole until it returns. What it raises is reported as
 // the machine's failure.
 template <class Machine, class Action>
-void callHandler(Machine & machine, Action && action) noexcept {
+[[gnu::always_inline]] inline void callHandler(Machine & machine, Action && action) noexcept {
    if constexpr (std::derived_from<Machine, Pelm::Node>) {
       Pelm::KeepAlive const keepAlive{machine};
       guarded<Machine>(std::forward<Action>(action));
