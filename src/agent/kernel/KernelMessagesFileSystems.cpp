@@ -6,6 +6,7 @@ namespace {
 
 using enum KernelForm;
 
+// FAT gets no root inode for want of memory alone.
 constexpr KernelMessage fatErrors[]{
     {"error, ", quoted, "FAT-fs (sdc1): error, fat_get_cluster: invalid cluster chain (i_pos 0)", "sdc"},
     {"Directory bread(block %num) failed", asIs, "FAT-fs (sdc1): Directory bread(block 32801) failed", "sdc"},
@@ -14,8 +15,8 @@ constexpr KernelMessage fatErrors[]{
      "sdc"},
     {"unable to read <block(%num)|cluster of parent>", quoted,
      "FAT-fs (sdc1): unable to read block(32) for building NFS inode", "sdc"},
-    {"<get root inode failed|Corrupted directory (i_pos>", quoted, "FAT-fs (sdc1): get root inode failed",
-     "sdc"},
+    {"get root inode failed", nobody, "FAT-fs (sdc1): get root inode failed", ""},
+    {"Corrupted directory (i_pos", quoted, "FAT-fs (sdc1): Corrupted directory (i_pos 12)", "sdc"},
     {"failed to load <upcase table|alloc-bitmap>", quoted, "exFAT-fs (sdc1): failed to load upcase table",
      "sdc"},
     {"Medium has reported failures", quoted,
