@@ -87,11 +87,15 @@ constexpr KernelMessage functionErrors[]{
     {" in ", quoted, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
 };
 
-// Errors that follow a failure of the journal may concern its device: %pool, not %fs.
+// Errors that follow a failure of the journal may concern its device: %pool, not %fs. Of an external journal
+// they always do, and the line never names it.
 constexpr KernelMessage consequences[]{
     {"Remounting filesystem read-only", asIs, "EXT4-fs (sda1): Remounting filesystem read-only", "sda"},
     {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", quoted,
      "EXT4-fs (sda1): ext4_do_writepages: jbd2_start: 2017 pages, ino 852052; err -5", "sda"},
+    {"<couldn't read superblock of external journal|external journal has |I/O error on journal device|"
+     "failed to open journal device>",
+     nobody, "EXT4-fs (sda1): I/O error on journal device", ""},
     {"error loading journal", quoted, "EXT4-fs (sda1): error loading journal", "sda"},
     {"Delayed block allocation failed %any with error 28%end", nobody,
      "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
