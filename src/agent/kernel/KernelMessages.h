@@ -1,5 +1,5 @@
 // A table of the kernel's messages about storage errors, one row per message: those of kernels 5.10 to 6.12,
-// and some of older ones. tests/data/kernel-lines/sources.txt records the source of each row.
+// most of 4.19, and some of older ones. tests/data/kernel-lines/sources.txt records the source of each row.
 //
 // A row has the pattern of the message (see KernelPattern.h), the form to which it is rewritten, and an
 // example with the device that the rewritten line names. A group names the kernel's source file that prints

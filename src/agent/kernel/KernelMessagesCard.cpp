@@ -47,6 +47,8 @@ constexpr KernelMessage cards[]{
     {"unexpected status 0x%hex after switch", quoted, "mmc0: unexpected status 0x800900 after switch",
      "mmc0"},
     {"<HPI error|Error> %num", quoted, "mmc0: Error -110 running bkops", "mmc0"},
+    {"mmc_wait_for_req_done: Failed to interrupt sanitize", quoted,
+     "mmc0: mmc_wait_for_req_done: Failed to interrupt sanitize", "mmc0"},
     {"Sanitize failed err=%num", quoted, "mmc0: Sanitize failed err=-110", "mmc0"},
     {"Problem <switching card into high-speed mode|setting drive strength|setting bus speed mode|setting "
      "current limit>",

@@ -53,14 +53,16 @@ constexpr KernelMessage harmlessWarnings[]{
      "support "
      "timestamps beyond 2038",
      ""},
-    {"kmmpd:%num: kmmpd being stopped", nobody,
+    {"kmmpd:%num: <kmmpd being stopped|Error while updating MMP info|MMP failure info>", nobody,
      "EXT4-fs warning (device sda1): kmmpd:186: kmmpd being stopped since filesystem has been remounted", ""},
 };
 
-// The journal may lie on another device.
+// The journal may lie on another device. The thread kmmpd aborts where another host has mounted the disk.
 constexpr KernelMessage errors[]{
     {" <ext4_remount|__ext4_remount>:%num: <comm %any: |>Abort forced by user", nobody,
      "EXT4-fs error (device sda1): __ext4_remount:6522: comm mount: Abort forced by user", ""},
+    {" kmmpd:%num: comm %any: abort%end", nobody,
+     "EXT4-fs error (device sda1): kmmpd:224: comm kmmpd-sda1: abort", ""},
     {"%any Detected aborted journal", asIs,
      "EXT4-fs error (device sda1): ext4_journal_check_start:83: comm sh: Detected aborted journal", "sda"},
     {"%any Couldn't clean up the journal", asIs,
@@ -87,11 +89,15 @@ constexpr KernelMessage functionErrors[]{
     {" in ", quoted, "EXT4-fs error (device sda1) in ext4_mknod: IO failure", "sda"},
 };
 
-// Errors that follow a failure of the journal may concern its device: %pool, not %fs.
+// Errors that follow a failure of the journal may concern its device: %pool, not %fs. Of an external journal
+// they always do, and the line never names it.
 constexpr KernelMessage consequences[]{
     {"Remounting filesystem read-only", asIs, "EXT4-fs (sda1): Remounting filesystem read-only", "sda"},
     {"<ext4_do_writepages|ext4_writepages>: jbd2_start: ", quoted,
      "EXT4-fs (sda1): ext4_do_writepages: jbd2_start: 2017 pages, ino 852052; err -5", "sda"},
+    {"<couldn't read superblock of external journal|external journal has |I/O error on journal device|"
+     "failed to open journal device>",
+     nobody, "EXT4-fs (sda1): I/O error on journal device", ""},
     {"error loading journal", quoted, "EXT4-fs (sda1): error loading journal", "sda"},
     {"Delayed block allocation failed %any with error 28%end", nobody,
      "EXT4-fs (sda1): Delayed block allocation failed for inode 12 at logical offset 0 with max blocks 8 "
@@ -172,7 +178,7 @@ constexpr KernelMessage ext2Inodes[]{
 constexpr KernelMessageGroup ext4Groups[]{
     {"fs/ext4/mmp.c, namei.c, resize.c, super.c, inode.c, balloc.c, ialloc.c, ioctl.c, ext4.h, hash.c",
      "EXT4-fs warning (device %fs): ", harmlessWarnings},
-    {"fs/ext4/ext4_jbd2.c, super.c", "EXT4-fs error (device %pool):", errors},
+    {"fs/ext4/ext4_jbd2.c, super.c, mmp.c", "EXT4-fs error (device %pool):", errors},
     {"fs/ext4/super.c", "EXT4-fs error (device %pool)", journalErrors},
     {"fs/ext4/super.c", "EXT4-fs %name (device %fs):", everyError},
     {"fs/ext4/super.c", "EXT4-fs error (device %fs)", functionErrors},

@@ -6,16 +6,21 @@ namespace {
 
 using enum KernelForm;
 
+// FAT gets no root inode for want of memory alone.
 constexpr KernelMessage fatErrors[]{
     {"error, ", quoted, "FAT-fs (sdc1): error, fat_get_cluster: invalid cluster chain (i_pos 0)", "sdc"},
     {"Directory bread(block %num) failed", asIs, "FAT-fs (sdc1): Directory bread(block 32801) failed", "sdc"},
     {"FAT read failed (blocknr %num)", asIs, "FAT-fs (sdc1): FAT read failed (blocknr 32)", "sdc"},
+    {"Failed to update on disk inode", quoted,
+     "FAT-fs (sdc1): Failed to update on disk inode for unused fallocated blocks, inode could be corrupted. "
+     "Please run fsck",
+     "sdc"},
     {"unable to read inode", asIs, "FAT-fs (sdc1): unable to read inode block for updating (i_pos 12)",
      "sdc"},
     {"unable to read <block(%num)|cluster of parent>", quoted,
      "FAT-fs (sdc1): unable to read block(32) for building NFS inode", "sdc"},
-    {"<get root inode failed|Corrupted directory (i_pos>", quoted, "FAT-fs (sdc1): get root inode failed",
-     "sdc"},
+    {"get root inode failed", nobody, "FAT-fs (sdc1): get root inode failed", ""},
+    {"Corrupted directory (i_pos", quoted, "FAT-fs (sdc1): Corrupted directory (i_pos 12)", "sdc"},
     {"failed to load <upcase table|alloc-bitmap>", quoted, "exFAT-fs (sdc1): failed to load upcase table",
      "sdc"},
     {"Medium has reported failures", quoted,
@@ -43,6 +48,13 @@ constexpr KernelMessage f2fsErrors[]{
      "F2FS-fs (sda1): Cannot recover all fsync data errno=-5", "sda"},
     {"<SIT is corrupted|checksum invalid, nid|access invalid blkaddr:>", quoted,
      "F2FS-fs (sda1): checksum invalid, nid = 12, ino_of_node = c, 1a2b3c4d vs. 5e6f7081", "sda"},
+    {"<Wrong user_block_count|Wrong bitmap size|Wrong cp_pack_start_sum|Node segment (|Data segment (>",
+     quoted, "F2FS-fs (sda1): Wrong bitmap size: sit: 64, nat:128", "sda"},
+    {"A bug case: need to run fsck", quoted, "F2FS-fs (sda1): A bug case: need to run fsck", "sda"},
+    {"recover_data: ino = %hex (i_size: %name) recovered = %num, err = <-5|-117>%end", quoted,
+     "F2FS-fs (sda1): recover_data: ino = 4d2 (i_size: recover) recovered = 3, err = -5", "sda"},
+    {"Failed to initialize F2FS <segment|node> manager (<-5|-117>)", quoted,
+     "F2FS-fs (sda1): Failed to initialize F2FS segment manager (-5)", "sda"},
     {"inconsistent node block", quoted, "F2FS-fs (sda1): inconsistent node block, nid:12, node_footer[nid:0]",
      "sda"},
     {"Unable to read %name superblock", quoted, "F2FS-fs (sda1): Unable to read 1th superblock", "sda"},
@@ -60,6 +72,9 @@ constexpr KernelMessage f2fsErrors[]{
      "F2FS-fs (sda1): Issue discard(16, 16, 8) failed, ret: -5", "sda"},
     {"%name: inode (ino=%hex) has corrupted ", quoted,
      "F2FS-fs (sda1): sanity_check_inode: inode (ino=1a) has corrupted i_inline_xattr_size: 9, max: 8",
+     "sda"},
+    {"%name: inode (ino=%hex) is with extra_attr", quoted,
+     "F2FS-fs (sda1): sanity_check_inode: inode (ino=4d2) is with extra_attr, but extra_attr feature is off",
      "sda"},
     {"<lookup |list |set |>inode (%num) has <corrupted xattr|invalid last xattr>", quoted,
      "F2FS-fs (sda1): inode (12) has corrupted xattr", "sda"},

@@ -69,9 +69,11 @@ constexpr KernelMessage remoteControllers[]{
      "nvme0n1"},
     {"%name for CQE %hex failed with status", quoted,
      "nvme nvme0: RECV for CQE 0x00000000f3a1 failed with status WR flushed (5)", "nvme0n1"},
-    {"NVME-FC{%num}: <io failed due to |transport association event: |controller connectivity lost|Max "
+    {"NVME-FC{%num}: <io failed due to |transport association event: |"
+     "transport association error detected: |controller connectivity lost|Max "
      "reconnect attempts|dev_loss_tmo |reset: Reconnect attempt failed>",
      quoted, "nvme nvme0: NVME-FC{0}: io failed due to lldd error 6", "nvme0n1"},
+    {"prop_get NVME_REG_CAP failed", quoted, "nvme nvme0: prop_get NVME_REG_CAP failed", "nvme0n1"},
     {"NVME-FC{%num.%num}: io timeout", quoted,
      "nvme nvme0: NVME-FC{0.1}: io timeout: opcode 1 fctype 0 w10/11: x00000008/x00000000", "nvme0n1"},
 };

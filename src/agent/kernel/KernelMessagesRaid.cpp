@@ -60,12 +60,18 @@ constexpr KernelMessage stripes[]{
      "md/raid:md0: Too many read errors, failing device sdb1.", "sdb"},
 };
 
+// A member whose record is older than that of the others may have been absent.
 constexpr KernelMessage arrays[]{
     {"disabled device %dev, could not read superblock", quoted,
      "md: disabled device sdb1, could not read superblock.", "sdb"},
     {"%dev has zero or unknown size, marking faulty", quoted,
      "md: sdb1 has zero or unknown size, marking faulty!", "sdb"},
     {"could not read %dev's sb, not importing", quoted, "md: could not read sdb1's sb, not importing!",
+     "sdb"},
+    {"fatal superblock inconsistency in %dev -- removing", quoted,
+     "md: fatal superblock inconsistency in sdb1 -- removing from array", "sdb"},
+    {"kicking non-fresh %name from array", nobody, "md: kicking non-fresh sdb1 from array!", ""},
+    {"can not hot-add faulty %dev disk to %name", quoted, "md: can not hot-add faulty sdb1 disk to md0!",
      "sdb"},
     {"invalid superblock checksum on %dev", quoted, "md: invalid superblock checksum on sdb1", "sdb"},
     {"%dev flush io error %num", quoted, "md: sdb1 flush io error -5", "sdb"},
@@ -95,6 +101,8 @@ constexpr KernelMessage mappings[]{
      "device-mapper: multipath: 254:3: Failing path 8:48.", ""},
     {"raid1: <Mirror read failed from|Read failure on mirror device> %num:%num", nobody,
      "device-mapper: raid1: Mirror read failed from 8:16. Trying alternative device.", ""},
+    {"raid1: Primary mirror (%num:%num) failed", nobody,
+     "device-mapper: raid1: Primary mirror (8:16) failed while out-of-sync: Reads may fail.", ""},
     {"<zoned reclaim|zoned>: (%dev): <Backing device offline|Backing device queue dying|Align zone %num wp>",
      quoted, "device-mapper: zoned: (sdb): Backing device offline", "sdb"},
 };

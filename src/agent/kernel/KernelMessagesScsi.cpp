@@ -31,7 +31,9 @@ constexpr KernelMessage senseKeys[]{
      "sd 3:0:0:0: [sdb] Add. Sense: Logical block guard check failed", "sdb"},
     {"Add. Sense: <Read retries exhausted|No index/sector signal|No seek complete|Medium format corrupted|"
      "No defect spare location available|Spare area exhaustion prediction threshold exceeded|"
-     "Timeout on logical unit|Logical unit does not respond to selection>",
+     "Timeout on logical unit|Logical unit does not respond to selection|Logical unit failed self-|"
+     "Data loss on logical unit|Error too long to correct|Address mark not found for |Format command failed|"
+     "Sanitize command failed|Warning - background self-test failed>",
      unhandled, "sd 3:0:0:0: [sdb] Add. Sense: No defect spare location available", "sdb"},
     {"Unhandled <error|sense> code", unhandled, "sd 3:0:0:0: [sdb] Unhandled sense code", "sdb"},
 };

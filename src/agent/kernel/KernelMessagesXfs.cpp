@@ -6,7 +6,8 @@ namespace {
 
 using enum KernelForm;
 
-// The log and the real-time data may be on devices of their own; the line always names that of the rest.
+// The log and the real-time data may be on devices of their own; the line always names that of the rest. Only
+// of such a log is the end read by itself.
 // Of the errors of a mount only three are the disk's: others come of options, features and read-only devices.
 constexpr KernelMessage xfsTransfers[]{
     {"metadata I/O error", quoted,
@@ -29,6 +30,8 @@ constexpr KernelMessage xfsTransfers[]{
     {"log mount/recovery failed: error <-5|-74|-117>%end", quoted,
      "XFS (sda3): log mount/recovery failed: error -5", "sda"},
     {"failed to <locate log tail|find log head>", quoted, "XFS (sda3): failed to locate log tail", "sda"},
+    {"empty log check failed", quoted, "XFS (sda3): empty log check failed", "sda"},
+    {"log device read failed", nobody, "XFS (sda3): log device read failed", ""},
     {"log mount failed", nobody, "XFS (sda3): log mount failed", ""},
     {"Failing async write", quoted,
      "XFS (sda3): Failing async write on buffer block 0x8. Retrying async write.", "sda"},
@@ -42,6 +45,8 @@ constexpr KernelMessage xfsTransfers[]{
      "XFS (sda3): log record CRC mismatch: found 0x1a2b3c4d, expected 0x5e6f7081.", "sda"},
     {"%name <agf|agi> read failed agno %num error <-5|-74|-117>", quoted,
      "XFS (sda3): xlog_recover_check_summary agf read failed agno 2 error -5", "sda"},
+    {"%name: failed to clear agi %num", quoted,
+     "XFS (sda3): xlog_recover_clear_agi_bucket: failed to clear agi 2. Continuing.", "sda"},
     {"%name: xfs_%any returned error <-5|-74|-117>", quoted,
      "XFS (sda3): xfs_iunlink_remove: xfs_imap_to_bp returned error -5.", "sda"},
     {"<Error |Failed to recover leftover CoW staging extents, err ><-5|-74|-117>", quoted,
@@ -53,6 +58,8 @@ constexpr KernelMessage corruption[]{
      "XFS (sda3): Metadata corruption detected at xfs_inode_buf_verify+0x1, xfs_inode block 0x80", "sda"},
     {"Metadata CRC error detected", quoted,
      "XFS (sda3): Metadata CRC error detected at xfs_agf_read_verify+0x1, xfs_agf block 0x1", "sda"},
+    {"%name: daddr 0x%hex out of range", quoted,
+     "XFS (sda3): xfs_buf_find: daddr 0x7fffffff8 out of range, EOFS 0x3a38000", "sda"},
     {"Corruption of ", quoted, "XFS (sda3): Corruption of in-memory data detected.  Shutting down filesystem",
      "sda"},
     {"Corruption detected", quoted, "XFS (sda3): Corruption detected. Unmount and run xfs_repair", "sda"},
@@ -81,7 +88,7 @@ constexpr KernelMessageGroup xfsGroups[]{
     {"fs/xfs/xfs_buf.c, xfs_buf_item.c, xfs_log.c, xfs_log_recover.c, xfs_fsops.c, xfs_mount.c, xfs_aops.c, "
      "xfs_inode.c, xfs_super.c, xfs_notify_failure.c, libxfs/xfs_ialloc.c",
      "XFS (%pool): ", xfsTransfers},
-    {"fs/xfs/xfs_error.c, xfs_fsops.c, xfs_mount.c, xfs_health.c, xfs_discard.c, libxfs/xfs_sb.c, "
+    {"fs/xfs/xfs_error.c, xfs_buf.c, xfs_fsops.c, xfs_mount.c, xfs_health.c, xfs_discard.c, libxfs/xfs_sb.c, "
      "libxfs/xfs_ag.c, libxfs/xfs_btree.c, libxfs/xfs_alloc.c, libxfs/xfs_bmap.c, libxfs/xfs_inode_fork.c",
      "XFS (%fs): ", corruption},
 };
