@@ -1,7 +1,7 @@
 #include "agent/MountSources.h"
 
 #include <fcntl.h>
-#include <libmount/libmount.h>
+#include <sys/epoll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -108,10 +108,6 @@ std::string mountSourceText(std::string const & name) {
    return text;
 }
 
-void MountSources::Unref::operator()(libmnt_monitor * monitor) const {
-   mnt_unref_monitor(monitor);
-}
-
 MountSources::MountSources(fs::path const & directory, std::set<std::string> const & names, Notice notice)
     : directory_{directory}, notice_{std::move(notice)} {
    for (std::string const & name : names)
@@ -129,24 +125,32 @@ MountSources::~MountSources() {
 }
 
 void MountSources::watch() {
-   monitor_.reset(mnt_new_monitor());
-   int const enabled = monitor_ ? mnt_monitor_enable_kernel(monitor_.get(), 1) : -ENOMEM;
-   int const fd = enabled == 0 ? mnt_monitor_get_fd(monitor_.get()) : enabled;
-   if (fd < 0) {
-      notice_("changes of the mount table cannot be watched (" + std::generic_category().message(-fd) +
+   if (int const error = watchTable(); error != 0) {
+      notice_("changes of the mount table cannot be watched (" + std::generic_category().message(error) +
               "); the files in " + directory_.string() + " stay as they are at the start");
       return;
    }
    reactor_.notifierIs(mountTable_);
    reactor_.on<&MountSources::handleMountTable>(mountTable_->readableCount, *this);
    reactor_.hasNotificationActiveIs(true);
-   mountTable_->descriptorIs(fd);
+   mountTable_->descriptorIs(changes_.get());
    mountTable_->notifyOnReadableIs(true);
+}
+
+int MountSources::watchTable() {
+   table_.reset(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+   changes_.reset(epoll_create1(EPOLL_CLOEXEC));
+   epoll_event change{};
+   change.events = EPOLLPRI;
+   bool const watched =
+       table_ && changes_ && epoll_ctl(changes_.get(), EPOLL_CTL_ADD, table_.get(), &change) == 0;
+   return watched ? 0 : errno;
 }
 
 void MountSources::handleMountTable() {
    // Event first, table second: a change in between raises another event.
-   mnt_monitor_event_cleanup(monitor_.get());
+   epoll_event change{};
+   epoll_wait(changes_.get(), &change, 1, 0);
    write();
 }
 

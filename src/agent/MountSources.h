@@ -7,15 +7,13 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <set>
 #include <string>
 
+#include "base/UniqueFd.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/FileDescriptor.h"
 #include "runtime/Vorn/Notifiee.h"
-
-struct libmnt_monitor;
 
 namespace Agent {
 
@@ -35,11 +33,9 @@ class MountSources {
    void write();
 
  private:
-   struct Unref {
-      void operator()(libmnt_monitor * monitor) const;
-   };
-
    void watch();
+   // Answers 0 or an errno value.
+   int watchTable();
    void handleMountTable();
    void outcome(std::filesystem::path const & path, int error);
 
@@ -47,7 +43,9 @@ class MountSources {
    std::set<std::string> names_;
    Notice notice_;
    std::set<std::filesystem::path> failing_;
-   std::unique_ptr<libmnt_monitor, Unref> monitor_;
+   Base::UniqueFd table_;
+   // Readable after a change of the table, which itself is always readable and shows a change as urgent data.
+   Base::UniqueFd changes_;
    Pelm::Ptr<Vorn::FileDescriptor> mountTable_ = Pelm::make<Vorn::FileDescriptor>("mount table");
    Vorn::NotifieeConst reactor_;
 };

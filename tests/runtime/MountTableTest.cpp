@@ -155,6 +155,42 @@ TEST_F(MountTableTest, ReadsEscapedNames) {
    EXPECT_EQ(seenAt("/mnt/my drive"), "/dev/sda1 512");
 }
 
+TEST_F(MountTableTest, ReadsOnlyWholeEscapes) {
+   mount("8:1", "/mnt/a\\04", "rw", "ext4", "/dev/sda1", "rw");
+   mount("8:1", "/mnt/b\\089", "rw", "ext4", "/dev/sda1", "rw");
+   mount("8:1", "/mnt/c\\134040", "rw", "ext4", "/dev/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/a\\04"), "/dev/sda1 512");
+   EXPECT_EQ(seenAt("/mnt/b\\089"), "/dev/sda1 512");
+   EXPECT_EQ(seenAt("/mnt/c\\040"), "/dev/sda1 512");
+}
+
+TEST_F(MountTableTest, ReadsMountsWithManyOptionalFieldsOrNone) {
+   table_ = "36 25 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n"
+            "37 25 8:1 / /mnt/b rw shared:1 master:2 unbindable - ext4 /dev/sda1 rw\n";
+   folder_.fileIs("proc/self/mountinfo", table_);
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
+   EXPECT_EQ(seenAt("/mnt/b"), "/dev/sda1 512");
+}
+
+TEST_F(MountTableTest, ReadsAnEmptySource) {
+   mount("0:30", "/mnt/a", "rw", "tmpfs", "", "rw,size=64k");
+   EXPECT_EQ(seenAt("/mnt/a"), " 0");
+}
+
+TEST_F(MountTableTest, SkipsLinesOfAnotherForm) {
+   table_ = "\n36\n36 25 8:1 / /mnt/a\n36 25 8 / /mnt/a rw - ext4 /dev/sda1 rw\n"
+            "36 25 x:1 / /mnt/a rw - ext4 /dev/sda1 rw\n36 25 8:1 / /mnt/a rw ext4 /dev/sda1 rw\n";
+   folder_.fileIs("proc/self/mountinfo", table_);
+   EXPECT_EQ(seenAt("/mnt/a"), "not mounted");
+   mount("8:1", "/mnt/a", "rw", "ext4", "/dev/sda1", "rw");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
+}
+
+TEST_F(MountTableTest, TakesNoOptionForItsBeginning) {
+   mount("8:1", "/mnt/a", "rw,rootcontext", "ext4", "/dev/sda1", "rw,roerrors,xro");
+   EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
+}
+
 TEST_F(MountTableTest, ShowsNothingMountedWithoutATable) {
    EXPECT_EQ(seenAt("/mnt/flash"), "not mounted");
 }

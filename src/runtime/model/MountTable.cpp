@@ -1,6 +1,5 @@
 #include "runtime/model/MountTable.h"
 
-#include <libmount/libmount.h>
 #include <sys/sysmacros.h>
 
 #include <algorithm>
@@ -8,26 +7,19 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <system_error>
 
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Shortage.h"
+#include "runtime/model/MountInfo.h"
 
 namespace StorageDevices::Mounts {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Unref {
-   void operator()(libmnt_table * table) const { mnt_unref_table(table); }
-   void operator()(libmnt_iter * iterator) const { mnt_free_iter(iterator); }
-};
-using TablePtr = std::unique_ptr<libmnt_table, Unref>;
-using IteratorPtr = std::unique_ptr<libmnt_iter, Unref>;
 
 std::string & root() {
    static std::string directory;
@@ -70,14 +62,13 @@ std::uint32_t blockSize(fs::path const & sysfs) {
 
 // The number of the mount's device. A file system on several devices (btrfs) has a virtual number; then that
 // of its source.
-std::optional<dev_t> numberOf(libmnt_fs * mount, std::string_view source) {
-   dev_t const number = mnt_fs_get_devno(mount);
-   if (major(number) != 0)
-      return number;
+std::optional<dev_t> numberOf(MountInfo const & mount) {
+   if (major(mount.number) != 0)
+      return mount.number;
    constexpr std::string_view dev = "/dev/";
-   if (!source.starts_with(dev))
+   if (!mount.source.starts_with(dev))
       return std::nullopt;
-   std::string const name{source.substr(dev.size())};
+   std::string const name = mount.source.substr(dev.size());
    std::string const text = firstWord(root() + "/sys/class/block/" + name + "/dev");
    unsigned numbers[2] = {};
    auto const colon = text.find(':');
@@ -88,27 +79,13 @@ std::optional<dev_t> numberOf(libmnt_fs * mount, std::string_view source) {
    return makedev(numbers[0], numbers[1]);
 }
 
-bool hasOption(char const * options, char const * name) {
-   char * value = nullptr;
-   std::size_t size = 0;
-   return options && mnt_optstr_get_option(options, name, &value, &size) == 0;
-}
-
-// On newer kernels the table still shows "rw" for an ext4 that errors=remount-ro has made read-only.
-bool isReadOnly(libmnt_fs * mount) {
-   char const * const fsOptions = mnt_fs_get_fs_options(mount);
-   return hasOption(mnt_fs_get_vfs_options(mount), "ro") || hasOption(fsOptions, "ro") ||
-          hasOption(fsOptions, "emergency_ro");
-}
-
-Mount describe(libmnt_fs * mount) {
-   char const * const named = mnt_fs_get_source(mount);
-   std::string const source = named ? named : "";
+Mount describe(MountInfo const & mount) {
    Mount result;
-   result.device = source;
-   result.readOnly = isReadOnly(mount);
-   if (auto const number = numberOf(mount, source)) {
-      result.device = nodeOf(sysDevice(*number)).value_or(source);
+   result.device = mount.source;
+   // On newer kernels the table still shows "rw" for an ext4 that errors=remount-ro has made read-only.
+   result.readOnly = mount.has("ro") || mount.has("emergency_ro");
+   if (auto const number = numberOf(mount)) {
+      result.device = nodeOf(sysDevice(*number)).value_or(mount.source);
       result.blkSize = blockSize(sysDevice(*number));
    }
    return result;
@@ -136,18 +113,13 @@ std::vector<Mount> mountsAt(Pelm::String const & path) {
    Vorn::BlockingCall const call{"mount table query", path.view()};
    std::vector<Mount> result;
    std::string const file = root() + "/proc/self/mountinfo";
-   TablePtr const table{mnt_new_table_from_file(file.c_str())};
-   IteratorPtr const iterator{mnt_new_iter(MNT_ITER_FORWARD)};
+   errno = 0;
+   std::ifstream table{file};
    if (!table && Vorn::isShortage(errno))
       throw std::system_error{errno, std::generic_category(), file};
-   if (!table || !iterator)
-      return result;
-   libmnt_fs * mount = nullptr;
-   while (mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
-      char const * const target = mnt_fs_get_target(mount);
-      if (target && path == target)
-         result.push_back(describe(mount));
-   }
+   for (std::string line; std::getline(table, line);)
+      if (auto const mount = parseMountInfo(line); mount && path == mount->target)
+         result.push_back(describe(*mount));
    return result;
 }
 
