@@ -164,6 +164,20 @@ TEST_F(IOStatSmTest, CountsAMissingFile) {
    EXPECT_TRUE(history("A").empty());
 }
 
+TEST_F(IOStatSmTest, KeepsAnEmptyHistoryOfADiskThatCannotBeSampled) {
+   plug("A", "/dev/sdx");
+   start();
+   Vorn::Host::runFor(61);
+   Pelm::Ptr<IOStat> const stat = data_->ioStatData("A");
+   ASSERT_TRUE(stat);
+   EXPECT_FALSE(stat->topMeasurement());
+   EXPECT_EQ(stat->reading.failure()->polls, 2U);
+   statIs("sdx", "1 0 2000 0 2 0 4000 0\n");
+   Vorn::Host::runFor(60);
+   EXPECT_EQ(data_->ioStatData("A"), stat) << "the same history is filled";
+   EXPECT_EQ(history("A"), (History{{1120, 1024000, 2048000}}));
+}
+
 TEST_F(IOStatSmTest, CountsAFileWithoutALine) {
    EXPECT_EQ(countersOf(""), (std::vector<unsigned>{0, 1, 0}));
    EXPECT_EQ(traces_.errors(),

@@ -140,6 +140,19 @@ TEST_F(NvmeDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    EXPECT_TRUE(watcher.isGone);
 }
 
+TEST_F(NvmeDataMonitorSmTest, DropsAFailedRunAndItsReactorBeforeItTracesTheFailure) {
+   toolDoes("echo no >&2; exit 1");
+   plug();
+   start();
+   std::vector<bool> gone;
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) {
+      if (line.level == 0)
+         gone.push_back(monitor_->nvmeCliProcess.empty() && monitor_->nvmeCliReactor.empty());
+   });
+   poll();
+   EXPECT_EQ(gone, (std::vector<bool>{true, true})) << "the exit code, the error output";
+}
+
 TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
    plug();
    start();

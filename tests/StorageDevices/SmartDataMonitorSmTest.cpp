@@ -564,6 +564,19 @@ TEST_F(SmartDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    EXPECT_TRUE(watcher.empty);
 }
 
+TEST_F(SmartDataMonitorSmTest, DropsAFailedRunAndItsReactorBeforeItTracesTheFailure) {
+   toolDoes("echo no >&2; exit 1");
+   plug();
+   start();
+   std::vector<bool> gone;
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) {
+      if (line.level == 0)
+         gone.push_back(monitor_->smartctlProcess.empty() && monitor_->smartctlReactor.empty());
+   });
+   poll();
+   EXPECT_EQ(gone, (std::vector<bool>{true, true})) << "the exit code, the error output";
+}
+
 TEST_F(SmartDataMonitorSmTest, IgnoresAStateOfARunThatIsGone) {
    plug();
    start();
