@@ -185,6 +185,17 @@ TEST_F(IOStatSmTest, CountsAFileWithoutALine) {
    EXPECT_TRUE(history("A").empty());
 }
 
+TEST_F(IOStatSmTest, RecordsEachKindOfFailureAsAFailedReading) {
+   statIs("sdb", "");
+   statIs("sdc", "rubbish\n");
+   plug("B", "/dev/sdb");
+   plug("C", "/dev/sdc");
+   plug("X", "/dev/sdx");
+   start();
+   for (char const * const serial : {"B", "C", "X"})
+      EXPECT_TRUE(data_->ioStatData(serial)->reading.failure()) << serial;
+}
+
 TEST_F(IOStatSmTest, CountsAFolderAsAFileWithoutALine) {
    std::filesystem::create_directory(folder_.path() / "sdd.stat");
    plug("A", "/dev/sdd");
@@ -235,6 +246,8 @@ TEST_F(IOStatSmTest, ReadsButStoresNothingWhenItShouldNotRecord) {
    statIs("sdb", "rubbish");
    plug("B", "/dev/sdb");
    EXPECT_TRUE(history("A").empty());
+   EXPECT_EQ(data_->ioStatData("A")->reading.count(), 1U) << "a good reading all the same";
+   EXPECT_EQ(data_->ioStatData("B")->reading.count(), 0U);
    EXPECT_EQ(monitor_->regexErrorCount(), 1U) << "it is checked all the same";
 }
 

@@ -268,6 +268,30 @@ INSTANTIATE_TEST_SUITE_P(
                {" JSON parsing error: Terminate parsing due to Handler error."}},
         BadRun{"echo '[{\"temperature\": 310}]'", {" JSON parsing error: Unspecific syntax error."}}));
 
+TEST_F(NvmeDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
+   plug();
+   start();
+   poll();
+   auto const & reading = record()->reading;
+   EXPECT_STREQ(reading.source(), "nvme");
+   Vorn::Seconds const good = reading.time();
+   time->jumpBy(10);
+   Vorn::Seconds const first = Vorn::System::currentTime();
+   toolDoes("exit 3");
+   poll();
+   EXPECT_EQ(reading.failure()->reason, "exit code 3");
+   time->jumpBy(10);
+   toolPrints("[]");
+   poll();
+   EXPECT_EQ(reading.failure()->reason, "unreadable output");
+   EXPECT_EQ(reading.failure()->since, first);
+   EXPECT_EQ(reading.failure()->polls, 2U);
+   EXPECT_EQ(reading.time(), good);
+   toolPrints(log);
+   poll();
+   EXPECT_FALSE(reading.failure());
+}
+
 TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +
             (folder_.path() / "output").string() + "\"");
