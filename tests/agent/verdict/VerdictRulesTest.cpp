@@ -68,6 +68,7 @@ TEST_F(VerdictRulesTest, NamesTheAttributesBelowTheirThreshold) {
    auto attr = *countAttr(5, "Reallocated_Sector_Ct", 0);
    attr.thresh = 100;
    smart().reallocatedSectorCountIs(OptionalSmartAttr::from(attr));
+   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 0));
    smart().allAttrsPassingIs(false);
    EXPECT_EQ(reasons(), "");
    smart().attrsReadIs(true);
@@ -78,7 +79,7 @@ TEST_F(VerdictRulesTest, NamesTheAttributesBelowTheirThreshold) {
 TEST_F(VerdictRulesTest, NamesThreeAttributesBelowTheirThresholdAtMost) {
    diskIs();
    for (std::uint8_t id = 1; id < 6; ++id) {
-      auto attr = *countAttr(id, (std::string{"A"} + std::to_string(id)).c_str(), 0);
+      auto attr = *countAttr(id, (std::string{"A"} + std::to_string(6 - id)).c_str(), 0);
       attr.thresh = 100;
       smart().unknownAttrIs(attr);
    }
@@ -122,6 +123,13 @@ TEST_F(VerdictRulesTest, ReportsEmmcLifeExceededAtTheRegistersLastStep) {
    emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{0x0B});
    EXPECT_EQ(reasons(), "emmc-life-exceeded: its rated life is exceeded");
    EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, ReportsEmmcLifeExceededForEitherType) {
+   diskIs(BusType::other);
+   emmc().lifetimeEstTypAIs(StorageDevices::LifetimeEmmcAttr{0x0B});
+   emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{1});
+   EXPECT_EQ(reasons(), "emmc-life-exceeded: its rated life is exceeded");
 }
 
 TEST_F(VerdictRulesTest, ReportsEmmcSpareUrgentForPreEolInfoThree) {
@@ -187,6 +195,38 @@ TEST_F(HotDiskTest, ReportsCriticalTemperatureForTheSensorsAlarm) {
    EXPECT_EQ(word(), "failing");
 }
 
+TEST_F(HotDiskTest, DoesNotReportOverheatBesideCriticalTemperature) {
+   diskIs(BusType::nvme);
+   degreesAre(81);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
+}
+
+TEST_F(HotDiskTest, ShowsTheSensorsTemperatureWhileAJumpWaitsForItsConfirmation) {
+   diskIs(BusType::nvme);
+   degreesAre(40);
+   degreesAre(75);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "overheat: too hot: 40 °C");
+}
+
+TEST_F(HotDiskTest, ReportsTheAlarmOfASensorForOneDriveAlone) {
+   char const another[] = "ANOTHER";
+   entities.fruConfig->serialToSensorMapIs(another, "T1");
+   diskIs(BusType::nvme);
+   Support::DiskFields{.name = another, .mountPoint = "/mnt/other"}.writeTo(*entities.devices);
+   entities.smart->deviceDataIs(another);
+   entities.smart->deviceData(another)->reading.countInc();
+   Pelm::Ptr<Environment::Temperature::TempSensorStatus> const status{
+       dynamic_cast<Environment::Temperature::TempSensorStatus *>(
+           entities.sensorStatus->entityPtr("T1").get())};
+   status->alarmIs(Environment::Temperature::TempSensorStatus::Alarm::overheat);
+   verdicts.evaluate();
+   EXPECT_EQ(verdicts.disks().verdict(serial)->reasons().size() +
+                 verdicts.disks().verdict(another)->reasons().size(),
+             1U);
+}
+
 TEST_F(HotDiskTest, ReportsOverheatForTheSensorsAlarm) {
    diskIs(BusType::nvme);
    degreesAre(65);
@@ -212,6 +252,24 @@ TEST_F(VerdictRulesTest, ReportsOverheatForAnNvmeDrivesOwnLimits) {
    EXPECT_EQ(word(), "warning");
 }
 
+TEST_F(VerdictRulesTest, ReportsOverheatWithoutADegreeWhereTheDriveReportsNone) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "overheat: too hot: the drive says so");
+}
+
+TEST_F(VerdictRulesTest, ReadsOnlyTheRecordsOfTheDisksBus) {
+   diskIs(BusType::other);
+   entities.smart->deviceDataIs(serial);
+   smart().healthStatusReadIs(true);
+   EXPECT_EQ(reasons(), "") << "left from before the disk moved";
+   smart().healthStatusOkIs(true);
+   VerdictRulesTest::diskIs(BusType::sata);
+   entities.nvme->deviceDataIs(serial);
+   criticalWarningIs(1);
+   EXPECT_EQ(reasons(), "");
+}
+
 TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    diskIs();
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
@@ -224,12 +282,19 @@ TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    EXPECT_EQ(reasons(), "");
 }
 
+TEST_F(VerdictRulesTest, ReportsNoKernelErrorsWithoutOneWhereTheClockWasNeverSet) {
+   wallClockJumpsBy(Vorn::Seconds{1000} - Vorn::System::currentTimeUtc());
+   diskIs();
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
+   EXPECT_EQ(reasons(), "");
+}
+
 TEST_F(VerdictRulesTest, ReportsPendingSectorsForARawCountAboveZero) {
    diskIs();
    smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 0, "0"));
    EXPECT_EQ(reasons(), "");
-   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 3, "3"));
-   EXPECT_EQ(reasons(), "pending-sectors: pending sectors: 3");
+   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 1, "1"));
+   EXPECT_EQ(reasons(), "pending-sectors: pending sectors: 1");
    EXPECT_EQ(word(), "warning");
 }
 
@@ -246,8 +311,19 @@ TEST_F(VerdictRulesTest, ReportsUncorrectableErrorsUnderTheirOtherName) {
    diskIs();
    smart().unknownAttrIs(*countAttr(187, "Uncorrectable_Error_Cnt", 4));
    EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 4");
-   smart().unknownAttrIs(*countAttr(187, "Vendor_Specific", 4));
-   EXPECT_EQ(reasons(), "");
+   for (auto const & [id, name] :
+        {std::pair{187, "Vendor_Specific"}, {187, ""}, {5, "Uncorrectable_Error_Cnt"}}) {
+      smart().unknownAttrDelAll();
+      smart().unknownAttrIs(*countAttr(static_cast<std::uint8_t>(id), name, 4));
+      EXPECT_EQ(reasons(), "") << id << " " << name;
+   }
+}
+
+TEST_F(VerdictRulesTest, ReportsTheLargerCountOfTwoUnderOneNumber) {
+   diskIs();
+   smart().reportedUncorrectableErrorCountIs(countAttr(187, "Reported_Uncorrect", 5));
+   smart().unknownAttrIs(*countAttr(187, "Uncorrectable_Error_Cnt", 4));
+   EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 5");
 }
 
 TEST_F(VerdictRulesTest, ReportsReallocatedSectorsForARawCountAboveZero) {
@@ -288,14 +364,21 @@ TEST_F(VerdictRulesTest, ReportsSpareLowBelowATenthAboveTheDrivesLimit) {
    }
    nvme().availableSpareIs({"avail_spare", 19});
    EXPECT_EQ(word(), "warning");
+   nvme().availableSpareThresholdIs({"spare_thresh", 0});
+   nvme().availableSpareIs({"avail_spare", 5});
+   EXPECT_EQ(reasons(), "") << "the drive has no limit";
+   nvme().availableSpareThresholdIs({"spare_thresh", 100});
+   nvme().availableSpareIs({"avail_spare", 100});
+   EXPECT_EQ(reasons(), "") << "no spare block is used";
 }
 
 TEST_F(VerdictRulesTest, ReportsSpareLowOfASataDriveWithALimit) {
    diskIs();
    auto attr = *countAttr(232, "Available_Reservd_Space", 0);
-   attr.value = 15;
+   attr.value = 5;
    smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
    EXPECT_EQ(reasons(), "");
+   attr.value = 15;
    attr.thresh = 10;
    smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
    EXPECT_EQ(reasons(), "spare-low: 15 % of its spare blocks are left");
@@ -309,6 +392,15 @@ TEST_F(VerdictRulesTest, NamesTheSourcesThatWereNotReadYet) {
    EXPECT_EQ(reasons(), "not-read-yet: not read yet: nvme");
    nvme().reading.countInc();
    EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, ReportsASourceThatWasNeverReadUnderOneCodeAlone) {
+   UnitOfRecords::diskIs(BusType::nvme);
+   entities.ioStat->ioStatDataIs(serial);
+   readingFails("smartctl", true);
+   for (int poll = 0; poll < 3; ++poll)
+      readingFails("nvme");
+   EXPECT_EQ(reasons(), "reading-fails: readings fail: nvme\ntool-hangs: tools that hang: smartctl");
 }
 
 TEST_F(VerdictRulesTest, ReportsReadingFailsAfterThreePollsInARow) {
@@ -427,6 +519,13 @@ TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBegin) {
    EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
 }
 
+TEST_F(MountedDiskTest, ReportsWriteTestFailedForAMountPointThatIsNoDirectory) {
+   ASSERT_TRUE(begins());
+   oneTestGoesBy();
+   std::filesystem::remove_all(folder.path());
+   EXPECT_TRUE(becomes("write-test-failed: write test failed: the mount point is no directory"));
+}
+
 TEST_F(MountedDiskTest, ReportsReadTestFailedForTheSecondPhase) {
    ASSERT_TRUE(begins());
    test().ioOps()->readRetIs(-1);
@@ -444,6 +543,7 @@ TEST_F(MountedDiskTest, ReportsReadTestFailedForADifferentBlockReadBack) {
 TEST_F(MountedDiskTest, EndsMountedReadOnlyWithTheMount) {
    ASSERT_TRUE(begins());
    helper->answer.readOnly = true;
+   EXPECT_EQ(reasons(), "") << "the monitor has not seen it yet";
    EXPECT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
    EXPECT_EQ(word(), "failing");
    helper->answer.readOnly = false;
@@ -463,6 +563,45 @@ TEST_F(MountedDiskTest, ReportsMountChangedForAnotherDisksMountFromTheBeginning)
    helper->answer.device = "/dev/sdb1";
    ASSERT_TRUE(begins());
    EXPECT_EQ(reasons(), "mount-changed: another device is mounted at " + folder.string());
+}
+
+TEST_F(MountedDiskTest, DistinguishesAnotherDisksPartitionFromALongerName) {
+   for (auto const & [disk, device, isIts] : {std::tuple{"/dev/nvme0n1", "/dev/nvme0n1p2", true},
+                                              {"/dev/sdb", "/dev/sdb", true},
+                                              {"/dev/sdb", "/dev/sdbb1", false},
+                                              {"/dev/mmcblk0", "/dev/mmcblk0boot0", false}}) {
+      manager = nullptr;
+      Support::DiskFields{.name = "KS0002", .blockDevice = disk, .mountPoint = "/mnt/other"}.writeTo(
+          *entities.devices);
+      helper->answer.device = device;
+      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
+      ASSERT_TRUE(begins());
+      std::string const text = "mount-changed: another device is mounted at " + folder.string();
+      EXPECT_EQ(reasons(), isIts ? text : "") << device;
+   }
+}
+
+TEST_F(MountedDiskTest, DoesNotReportMountChangedBeforeTheFirstDeviceIsKnown) {
+   helper->answer.blkSize = 0;
+   Vorn::Host::runFor(1000);
+   EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(MountedDiskTest, ReportsAMountPointsFaultsForTheOneDiskMountedThere) {
+   char const another[] = "KS0002";
+   Support::DiskFields{.name = another, .blockDevice = "/dev/sdb", .mountPoint = folder.string()}.writeTo(
+       *entities.devices);
+   ASSERT_TRUE(begins());
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EIO);
+   oneTestGoesBy();
+   bool const isFirst = entities.devices->getDiskMountedAt(Pelm::String{folder.string()}) == serial;
+   verdicts.evaluate();
+   auto const reported = [this](char const * name) {
+      return verdicts.disks().verdict(name)->reasons().size();
+   };
+   EXPECT_EQ(reported(serial), isFirst ? 1U : 0U);
+   EXPECT_EQ(reported(another), isFirst ? 0U : 1U);
 }
 
 TEST_F(MountedDiskTest, DoesNotReportMountChangedForAnArrayOrADiskAtTheSameMountPoint) {
@@ -510,6 +649,8 @@ TEST_F(MountedDiskTest, ReportsFileSystemFullForTheMonitorsWarning) {
    test().ioOps()->utilChkRetIs(90);
    EXPECT_TRUE(becomes("file-system-full: its file system is more than 85 % full"));
    EXPECT_EQ(word(), "warning");
+   test().highUtilThresholdIs(50);
+   EXPECT_TRUE(becomes("file-system-full: its file system is more than 50 % full"));
    test().ioOps()->utilChkRetIs(40);
    EXPECT_TRUE(becomes(""));
 }
