@@ -61,6 +61,17 @@ bool isOwn(int fd, dev_t device) {
           status.st_dev == device;
 }
 
+// Opens what a descriptor with O_PATH stands for. Only /proc can do that; where it is not mounted, the
+// file system is not to blame.
+int openItself(int place, int flags) {
+   constexpr char descriptors[] = "/proc/self/fd/";
+   std::string const itself = descriptors + std::to_string(place);
+   int const fd = ::open(itself.c_str(), flags | O_CLOEXEC);
+   if (fd >= 0 || errno != ENOENT)
+      return fd;
+   return failure(access(descriptors, F_OK) == 0 ? ENOENT : ENOSYS);
+}
+
 // Opens an existing file. Opens it with O_PATH first, since opening a device may already trigger an action.
 int openPresent(int folder, dev_t device, int flags) {
    Descriptor const place{openat(folder, fileName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
@@ -68,8 +79,7 @@ int openPresent(int folder, dev_t device, int flags) {
       return -1;
    if (!isOwn(place(), device))
       return failure(ELOOP);
-   std::string const itself = "/proc/self/fd/" + std::to_string(place());
-   return ::open(itself.c_str(), (flags & ~O_CREAT) | O_CLOEXEC);
+   return openItself(place(), flags & ~O_CREAT);
 }
 
 int openOrMake(int folder, dev_t device, int flags) {

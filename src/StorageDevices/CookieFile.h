@@ -6,7 +6,7 @@
 // be a link.
 //
 // Each answers like the call of its name: a negative value with errno set on failure; ELOOP for a refused
-// file.
+// file; ENOSYS where an existing file cannot be opened since /proc is not mounted.
 #pragma once
 
 #include "runtime/Pelm/String.h"

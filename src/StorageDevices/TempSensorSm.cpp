@@ -35,6 +35,9 @@ TempSensorSm::TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
    nvmeDataReactor_.notifierIs(nvmeData_);
    nvmeDataReactor_.on<&TempSensorSm::nvmeDataDispatch>(nvmeData_->deviceData, *this);
    nvmeDataReactor_.hasNotificationActiveIs(true);
+   smartDataReactor_.notifierIs(smartData_);
+   smartDataReactor_.on<&TempSensorSm::handleSmartRecord>(smartData_->deviceData, *this);
+   smartDataReactor_.hasNotificationActiveIs(true);
 }
 
 void TempSensorSm::handleInitialized() {
@@ -128,6 +131,19 @@ void TempSensorSm::nvmeDataDispatch(Pelm::String const & name) {
    nvmeDeviceDataDel(name);
    if (Pelm::Ptr<DeviceNvmeData> const record = nvmeData_->deviceData(name))
       nvmeDeviceDataIs(record);
+   else
+      forgetReadings(name);
+}
+
+void TempSensorSm::handleSmartRecord(Pelm::String const & name) {
+   if (!smartData_->deviceData.contains(name) && !nvmeData_->deviceData.contains(name))
+      forgetReadings(name);
+}
+
+// A reading that waits for its confirmation must not be shown once its drive is gone.
+void TempSensorSm::forgetReadings(Pelm::String const & name) {
+   if (temperatureWrapper.contains(name))
+      temperatureWrapperIs(name);
 }
 
 void TempSensorSm::nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record) {

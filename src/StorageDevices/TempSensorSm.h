@@ -2,7 +2,7 @@
 //
 // Inputs: the drives' sensors, the sensors' configuration, and the temperatures in the NVMe and SMART
 // records. Output: a status per sensor in the given directory. An NVMe drive's temperature comes from its
-// smart log, never from its SMART record.
+// smart log, never from its SMART record. A drive that goes leaves its sensor at the last confirmed reading.
 #pragma once
 
 #include "StorageDevices/Export.h"
@@ -80,6 +80,8 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    using Status = Environment::Temperature::TempSensorStatus;
 
    bool reassignSensor(Pelm::String const & sensor);
+   void handleSmartRecord(Pelm::String const & name);
+   void forgetReadings(Pelm::String const & name);
    Pelm::Ptr<Config const> configOf(Pelm::String const & name) const;
    Pelm::Ptr<Status> statusOf(Config const & config) const;
    // Nothing when the drive has no temperature yet.
@@ -92,6 +94,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Pelm::Ptr<SmartData const> smartData_;
    Vorn::NotifieeConst fruConfigReactor_;
    Vorn::NotifieeConst nvmeDataReactor_;
+   Vorn::NotifieeConst smartDataReactor_;
    Vorn::EachMember<&TempSensorSm::on_smartData_deviceData, &SmartData::deviceData,
                     &DeviceSmartData::temperatureCelsius>
        smartReactors_{*this};

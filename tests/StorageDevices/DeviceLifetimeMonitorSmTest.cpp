@@ -226,6 +226,17 @@ TEST_F(DeviceLifetimeMonitorSmTest, WrapsTheNumberOfMessages) {
    EXPECT_EQ(names(), Texts{info});
 }
 
+TEST_F(DeviceLifetimeMonitorSmTest, LogsAMessageBeforeItCountsIt) {
+   std::vector<int> counts;
+   Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) { counts.push_back(change().numPastLogs()); });
+   settle();
+   later(1);
+   life(89);
+   later(1);
+   life(88);
+   EXPECT_EQ(counts, (std::vector<int>{0, 1}));
+}
+
 TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWhenTheCounterRestarted) {
    written(40 * gib);
    settle();
@@ -242,6 +253,17 @@ TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWithoutAHistory) {
    life(89);
    EXPECT_EQ(logs_.messages()[0].arguments[4], "0");
    EXPECT_EQ(logs_.messages()[0].arguments[5], "0.5");
+}
+
+TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWithAnEmptyHistory) {
+   history_->ioStatDataDel("KS0001");
+   history_->ioStatDataIs("KS0001");
+   settle();
+   later(1);
+   life(89);
+   EXPECT_EQ(change().lastBytesWritten(), 0U);
+   ASSERT_EQ(names(), Texts{info});
+   EXPECT_EQ(logs_.messages()[0].arguments[4], "0");
 }
 
 TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAnEqualFigure) {

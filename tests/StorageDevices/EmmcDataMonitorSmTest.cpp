@@ -86,6 +86,25 @@ TEST_F(EmmcDataMonitorSmTest, KeepsAllThreeValuesWhenAFileIsMissing) {
                     std::string{updater} + " Error while parsing data for E1"}));
 }
 
+TEST_F(EmmcDataMonitorSmTest, RecordsSinceWhenAndHowOftenReadingsFail) {
+   registersAre("0x01 0x02\n", "0x01\n");
+   plug("E1");
+   start();
+   Vorn::Host::turn();
+   auto const & reading = data_->deviceData("E1")->reading;
+   EXPECT_STREQ(reading.source(), "emmc");
+   Vorn::Seconds const good = reading.time();
+   registersAre("rubbish", "0x01\n");
+   Vorn::Host::runFor(121);
+   EXPECT_EQ(reading.time(), good);
+   ASSERT_TRUE(reading.failure());
+   EXPECT_EQ(reading.failure()->since, good + 60);
+   EXPECT_EQ(reading.failure()->polls, 2U);
+   registersAre("0x01 0x02\n", "0x01\n");
+   Vorn::Host::runFor(60);
+   EXPECT_FALSE(reading.failure());
+}
+
 TEST_F(EmmcDataMonitorSmTest, ReadsOneFileWhenTheOtherCannotBeOpened) {
    plug("E1");
    start();

@@ -6,12 +6,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/FsHealthSm.h"
 #include "runtime/host/Activity.h"
 #include "tests/support/FileCalls.h"
+#include "tests/support/LogRecorder.h"
 #include "tests/support/MountPoint.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/support/Units.h"
@@ -24,8 +27,14 @@ std::vector<std::string> * seenCalls = nullptr;
 // Offset and origin of each seek, and each buffer that a block went from or to, while calls are seen.
 std::vector<std::pair<off_t, int>> seeks;
 std::vector<void const *> buffers;
-// What the next makings of a folder fail with; 0: they do not.
+// What the next makings of a folder, and the next deletions of a file, fail with; 0: they do not.
 int mkdirError = 0;
+int unlinkError = 0;
+
+int refuse(int error) {
+   errno = error;
+   return -1;
+}
 
 void seen(char const * call) {
    Vorn::Host::Activity const activity = Vorn::Host::activity();
@@ -67,15 +76,15 @@ ssize_t read(int fd, void * buffer, std::size_t size) {
 
 int unlinkat(int folder, char const * path, int flags) noexcept {
    seen("unlink");
+   if (unlinkError != 0)
+      return refuse(unlinkError);
    return static_cast<int>(syscall(SYS_unlinkat, folder, path, flags));
 }
 
 int mkdir(char const * path, mode_t mode) noexcept {
    seen("mkdir");
-   if (mkdirError != 0) {
-      errno = mkdirError;
-      return -1;
-   }
+   if (mkdirError != 0)
+      return refuse(mkdirError);
    return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
@@ -84,10 +93,20 @@ int mkdir(char const * path, mode_t mode) noexcept {
 namespace StorageDevices {
 namespace {
 
+namespace fs = std::filesystem;
+
 class FsHealthCallsTest : public Support::VirtualTimeTest {
  protected:
    FsHealthCallsTest() { Vorn::Host::runFor(0); }
    ~FsHealthCallsTest() override { seenCalls = nullptr; }
+
+   // One setup in which a call fails with that error.
+   void setUpWith(int & call, int error) {
+      call = error;
+      machine->start();
+      call = 0;
+   }
+   double nextTest() const { return (machine->testClock()->timeMin() - Vorn::System::currentTime()).value(); }
 
    Support::TempDir folder{Support::folderWithDirectIo()};
    std::string mountPoint = folder.string();
@@ -137,15 +156,43 @@ TEST_F(FsHealthCallsTest, NamesTheSamplingOfTheUseAsABlockingCall) {
 }
 
 TEST_F(FsHealthCallsTest, CountsASetupThatSaysAgainAndRepeatsItAtTheNextTest) {
-   mkdirError = EAGAIN;
-   machine->start();
-   mkdirError = 0;
-   EXPECT_EQ(machine->eagainErrorCount(), 1U);
+   for (int * const call : {&mkdirError, &unlinkError}) {
+      fs::remove_all(folder.path() / "debug");
+      auto const before = machine->eagainErrorCount();
+      setUpWith(*call, EAGAIN);
+      EXPECT_EQ(machine->eagainErrorCount(), before + 1);
+      EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::idle});
+      Vorn::Host::runFor(301);
+      EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::writeTest});
+      machine->stop();
+   }
    EXPECT_EQ(machine->nonSyslogErrorCount(), 0U);
    EXPECT_FALSE(machine->syslogTriggered());
+}
+
+TEST_F(FsHealthCallsTest, LogsAMediumErrorOfTheDeletionInSetupAndPausesForADay) {
+   for (int const error : {EPERM, EIO, EACCES, EBUSY, ENOSPC, EDQUOT}) {
+      Support::LogRecorder const logs;
+      setUpWith(unlinkError, error);
+      ASSERT_EQ(logs.messages().size(), 1U) << error;
+      EXPECT_EQ(logs.messages()[0].arguments[0], "setupTest - unlink");
+      EXPECT_EQ(logs.messages()[0].arguments[5], std::strerror(error));
+      EXPECT_TRUE(machine->syslogTriggered());
+      EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::idle});
+      EXPECT_EQ(nextTest(), day);
+   }
+}
+
+TEST_F(FsHealthCallsTest, TracesAReadOnlyFileSystemInSetupAndTestsAgainSoon) {
+   Support::LogRecorder const logs;
+   Support::TraceRecorder const traces{{"StorageFsHealthSm", 0}};
+   setUpWith(mkdirError, EROFS);
+   EXPECT_EQ(traces.errors(),
+             std::vector<std::string>{"setupTest - mkdir failed with Read-only file system"});
+   EXPECT_EQ(machine->nonSyslogErrorCount(), 1U);
+   EXPECT_TRUE(logs.messages().empty());
    EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::idle});
-   Vorn::Host::runFor(301);
-   EXPECT_EQ(machine->state(), FsHealthSmState{FsHealthSmState::writeTest});
+   EXPECT_EQ(nextTest(), 300);
 }
 
 TEST_F(FsHealthCallsTest, LeavesNothingToWatchAfterAGoodTest) {

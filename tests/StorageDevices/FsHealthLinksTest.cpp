@@ -419,6 +419,22 @@ TEST_F(FsHealthMountsTest, DoesNotWriteToAFileOfAnotherDevice) {
    expectRefused("writeTest - open");
 }
 
+// The read test opens what it has examined through /proc.
+TEST_F(FsHealthMountsTest, BlamesNoFileSystemWhereProcIsMissing) {
+   machine_->start();
+   Vorn::Host::runFor(301);
+   ASSERT_TRUE(machine_->writeTestOk());
+   {
+      Support::MountedFolder const empty{"none", "/proc"};
+      ASSERT_TRUE(empty);
+      Vorn::Host::runFor(300);
+   }
+   expectRefused("readTest - open", ENOSYS);
+   traces_.clear();
+   Vorn::Host::runFor(902);
+   expectHealthy();
+}
+
 }  // namespace
 
 }  // namespace StorageDevices

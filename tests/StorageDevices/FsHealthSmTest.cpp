@@ -597,6 +597,16 @@ TEST_F(FsHealthSmTest, WarnsOnceWhenTheUseRisesAboveTheThreshold) {
    EXPECT_EQ(logged().size(), 2U);
 }
 
+TEST_F(FsHealthSmTest, WarnsBeforeItRecordsTheThresholdAsExceeded) {
+   std::optional<bool> exceeded;
+   Vorn::Host::logSinkIs(
+       [&](Vorn::Host::LogMessage const &) { exceeded = machine_->utilThresholdExceeded(); });
+   ops().utilChkRetIs(86);
+   Vorn::Host::runFor(121);
+   EXPECT_EQ(exceeded, false);
+   EXPECT_TRUE(machine_->utilThresholdExceeded());
+}
+
 TEST_F(FsHealthSmTest, AllowsItsWarningToMakeTheHostReleaseIt) {
    Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const &) { machine_ = nullptr; });
    ops().utilChkRetIs(86);

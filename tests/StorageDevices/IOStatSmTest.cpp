@@ -164,11 +164,36 @@ TEST_F(IOStatSmTest, CountsAMissingFile) {
    EXPECT_TRUE(history("A").empty());
 }
 
+TEST_F(IOStatSmTest, KeepsAnEmptyHistoryOfADiskThatCannotBeSampled) {
+   plug("A", "/dev/sdx");
+   start();
+   Vorn::Host::runFor(61);
+   Pelm::Ptr<IOStat> const stat = data_->ioStatData("A");
+   ASSERT_TRUE(stat);
+   EXPECT_FALSE(stat->topMeasurement());
+   EXPECT_EQ(stat->reading.failure()->polls, 2U);
+   statIs("sdx", "1 0 2000 0 2 0 4000 0\n");
+   Vorn::Host::runFor(60);
+   EXPECT_EQ(data_->ioStatData("A"), stat) << "the same history is filled";
+   EXPECT_EQ(history("A"), (History{{1120, 1024000, 2048000}}));
+}
+
 TEST_F(IOStatSmTest, CountsAFileWithoutALine) {
    EXPECT_EQ(countersOf(""), (std::vector<unsigned>{0, 1, 0}));
    EXPECT_EQ(traces_.errors(),
              Texts{"collectIoStatForDisk failed to getline " + folder_.string() + "/sda.stat"});
    EXPECT_TRUE(history("A").empty());
+}
+
+TEST_F(IOStatSmTest, RecordsEachKindOfFailureAsAFailedReading) {
+   statIs("sdb", "");
+   statIs("sdc", "rubbish\n");
+   plug("B", "/dev/sdb");
+   plug("C", "/dev/sdc");
+   plug("X", "/dev/sdx");
+   start();
+   for (char const * const serial : {"B", "C", "X"})
+      EXPECT_TRUE(data_->ioStatData(serial)->reading.failure()) << serial;
 }
 
 TEST_F(IOStatSmTest, CountsAFolderAsAFileWithoutALine) {
@@ -221,6 +246,8 @@ TEST_F(IOStatSmTest, ReadsButStoresNothingWhenItShouldNotRecord) {
    statIs("sdb", "rubbish");
    plug("B", "/dev/sdb");
    EXPECT_TRUE(history("A").empty());
+   EXPECT_EQ(data_->ioStatData("A")->reading.count(), 1U) << "a good reading all the same";
+   EXPECT_EQ(data_->ioStatData("B")->reading.count(), 0U);
    EXPECT_EQ(monitor_->regexErrorCount(), 1U) << "it is checked all the same";
 }
 

@@ -8,6 +8,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 namespace StorageDevices {
 namespace {
@@ -56,11 +57,38 @@ TEST(JsonDocumentTest, AcceptsAnyValueAsTheRoot) {
 }
 
 TEST(JsonDocumentTest, DescribesErrorsInTheParsersWords) {
-   EXPECT_EQ(JsonDocument("").error(), "The document is empty.");
+   constexpr std::pair<char const *, char const *> errors[] = {
+       {"", "The document is empty."},
+       {"{} x", "The document root must not be followed by other values."},
+       {"nvme: not found", "Invalid value."},
+       {"{a:1}", "Missing a name for object member."},
+       {R"({"a" 1})", "Missing a colon after a name of object member."},
+       {R"({"a":1 "b":2})", "Missing a comma or '}' after an object member."},
+       {"[1 2]", "Missing a comma or ']' after an array element."},
+       {R"("\u12G4")", "Incorrect hex digit after \\u escape in string."},
+       {R"("\ud800")", "The surrogate pair in string is invalid."},
+       {R"("\q")", "Invalid escape character in string."},
+       {"\"a", "Missing a closing quotation mark in string."},
+       {"\"a\tb\"", "Invalid escape character in string."},
+       {"1e309", "Number too big to be stored in double."},
+       {"1.", "Miss fraction part in number."},
+       {"1e", "Miss exponent in number."}};
+   for (auto const & [text, error] : errors)
+      EXPECT_EQ(JsonDocument(text).error(), error) << text;
+   EXPECT_EQ(JsonDocument(nested(JsonDocument::maxDepth + 1, "[", "]")).error(), depthError);
+}
+
+// No text causes them under the default rules; the words must not change with the library all the same.
+TEST(JsonDocumentTest, HasTheParsersWordsForTheOtherErrorsToo) {
+   EXPECT_STREQ(rapidjson::GetParseError_En(rapidjson::kParseErrorStringInvalidEncoding),
+                "Invalid encoding in string.");
+   EXPECT_STREQ(rapidjson::GetParseError_En(rapidjson::kParseErrorUnspecificSyntaxError),
+                "Unspecific syntax error.");
+   EXPECT_STREQ(rapidjson::GetParseError_En(static_cast<rapidjson::ParseErrorCode>(99)), "Unknown error.");
+}
+
+TEST(JsonDocumentTest, HasNoValueAfterAnError) {
    EXPECT_EQ(JsonDocument(std::string_view()).error(), "The document is empty.");
-   EXPECT_EQ(JsonDocument("{} x").error(), "The document root must not be followed by other values.");
-   EXPECT_EQ(JsonDocument(R"({"a":1 "b":2})").error(), "Missing a comma or '}' after an object member.");
-   EXPECT_EQ(JsonDocument("nvme: not found").error(), "Invalid value.");
    JsonDocument const document("[1,");
    EXPECT_FALSE(document.isValid());
    EXPECT_TRUE(document.root().IsNull());

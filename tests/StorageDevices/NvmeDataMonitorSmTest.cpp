@@ -140,6 +140,19 @@ TEST_F(NvmeDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    EXPECT_TRUE(watcher.isGone);
 }
 
+TEST_F(NvmeDataMonitorSmTest, DropsAFailedRunAndItsReactorBeforeItTracesTheFailure) {
+   toolDoes("echo no >&2; exit 1");
+   plug();
+   start();
+   std::vector<bool> gone;
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) {
+      if (line.level == 0)
+         gone.push_back(monitor_->nvmeCliProcess.empty() && monitor_->nvmeCliReactor.empty());
+   });
+   poll();
+   EXPECT_EQ(gone, (std::vector<bool>{true, true})) << "the exit code, the error output";
+}
+
 TEST_F(NvmeDataMonitorSmTest, StoresNothingOfARunWhoseRecordIsGone) {
    plug();
    start();
@@ -254,6 +267,30 @@ INSTANTIATE_TEST_SUITE_P(
         BadRun{"head -c 1000000 /dev/zero | tr '\\0' '['",
                {" JSON parsing error: Terminate parsing due to Handler error."}},
         BadRun{"echo '[{\"temperature\": 310}]'", {" JSON parsing error: Unspecific syntax error."}}));
+
+TEST_F(NvmeDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
+   plug();
+   start();
+   poll();
+   auto const & reading = record()->reading;
+   EXPECT_STREQ(reading.source(), "nvme");
+   Vorn::Seconds const good = reading.time();
+   time->jumpBy(10);
+   Vorn::Seconds const first = Vorn::System::currentTime();
+   toolDoes("exit 3");
+   poll();
+   EXPECT_EQ(reading.failure()->reason, "exit code 3");
+   time->jumpBy(10);
+   toolPrints("[]");
+   poll();
+   EXPECT_EQ(reading.failure()->reason, "unreadable output");
+   EXPECT_EQ(reading.failure()->since, first);
+   EXPECT_EQ(reading.failure()->polls, 2U);
+   EXPECT_EQ(reading.time(), good);
+   toolPrints(log);
+   poll();
+   EXPECT_FALSE(reading.failure());
+}
 
 TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    toolDoes("while [ ! -e \"" + (folder_.path() / "go").string() + "\" ]; do sleep 0.01; done; cat \"" +

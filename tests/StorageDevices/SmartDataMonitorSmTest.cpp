@@ -209,6 +209,7 @@ TEST_F(SmartDataMonitorSmTest, NotifiesOnlyOfTheFieldThatAReportDrops) {
 TEST_F(SmartDataMonitorSmTest, ReadsTheAttributesAndKeepsTheVerdictWithoutANewVerdict) {
    Texts const expected = {"ok true, passing true", "powerOnHours 500"};
    EXPECT_EQ(contentAfter(report("", rowText(9, "Power_On_Hours", 100, 500))), expected);
+   EXPECT_EQ(record()->reading.count(), 2U);
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{smartctlHandler} + " Could not obtain health status for /dev/sda"});
 }
@@ -217,6 +218,7 @@ TEST_F(SmartDataMonitorSmTest, ReadsTheVerdictAndKeepsTheAttributesWithoutATable
    Texts expected = healthyContent;
    expected[0] = "ok false, passing true";
    EXPECT_EQ(contentAfter(R"({"smart_status":{"passed":false}})"), expected);
+   EXPECT_EQ(record()->reading.count(), 2U);
    EXPECT_TRUE(traces_.errors().empty());
    EXPECT_EQ(traces_.texts(2),
              Texts{std::string{smartctlHandler} + " Could not obtain SMART attributes for /dev/sda"});
@@ -259,6 +261,7 @@ TEST_F(SmartDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
    poll();
    auto const & reading = record()->reading;
    EXPECT_STREQ(reading.source(), "smartctl");
+   Vorn::Seconds const good = reading.time();
    EXPECT_FALSE(reading.failure());
    toolDoes("exit 2");
    Vorn::Seconds const first = Vorn::System::currentTime();
@@ -267,11 +270,14 @@ TEST_F(SmartDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
    EXPECT_EQ(reading.failure()->reason, "device open failed, or it could not be identified or sleeps");
    time->jumpBy(10);
    toolPrints("{}");
+   Vorn::Seconds const second = Vorn::System::currentTime();
    poll();
    EXPECT_EQ(reading.failure()->reason, "unreadable output") << "it holds neither verdict nor attribute";
    EXPECT_EQ(reading.failure()->since, first);
    EXPECT_EQ(reading.failure()->polls, 2U);
    EXPECT_FALSE(reading.failure()->hangs);
+   EXPECT_EQ(reading.time(), good);
+   EXPECT_EQ(reading.ended(), second);
    toolPrints(healthy);
    Vorn::Seconds const last = Vorn::System::currentTime();
    poll();
@@ -369,6 +375,7 @@ TEST_F(SmartDataMonitorSmTest, StoresAReportWholeOrNotAtAllWithLittleMemoryForIt
       bool const isFiled = record()->reading.count() != before;
       EXPECT_NE(isFiled, content() == healthyContent) << more;
       EXPECT_NE(isFiled, !std::exchange(errors_, {}).empty()) << more;
+      EXPECT_NE(isFiled, bool{record()->reading.failure()}) << more;
       filed += isFiled ? 1 : 0;
    }
    EXPECT_GT(filed, 0);
@@ -562,6 +569,19 @@ TEST_F(SmartDataMonitorSmTest, DropsARunAndItsReactorBeforeItStoresAnything) {
    pollWithoutFiling(*monitor_, [&] { return monitor_->smartctlProcess("S1"); });
    monitor_->handleSmartctlState("S1");
    EXPECT_TRUE(watcher.empty);
+}
+
+TEST_F(SmartDataMonitorSmTest, DropsAFailedRunAndItsReactorBeforeItTracesTheFailure) {
+   toolDoes("echo no >&2; exit 1");
+   plug();
+   start();
+   std::vector<bool> gone;
+   Vorn::Host::traceSinkIs([&](Vorn::Host::TraceLine const & line) {
+      if (line.level == 0)
+         gone.push_back(monitor_->smartctlProcess.empty() && monitor_->smartctlReactor.empty());
+   });
+   poll();
+   EXPECT_EQ(gone, (std::vector<bool>{true, true})) << "the exit code, the error output";
 }
 
 TEST_F(SmartDataMonitorSmTest, IgnoresAStateOfARunThatIsGone) {

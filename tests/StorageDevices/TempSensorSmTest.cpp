@@ -7,6 +7,7 @@
 
 #include "StorageDevices/Factories.h"
 #include "tests/support/ChangeRecorder.h"
+#include "tests/support/TraceRecorder.h"
 #include "tests/support/VirtualTimeTest.h"
 
 namespace StorageDevices {
@@ -64,6 +65,14 @@ TEST_F(TempSensorSmTest, ShowsTheTemperatureOfTheRecordAtTheStart) {
    EXPECT_EQ(status()->minTemperature(), Environment::Temperature::Celsius{-40});
    EXPECT_EQ(status()->maxTemperature(), Environment::Temperature::Celsius{140});
    EXPECT_EQ(status()->alarm(), Alarm::none);
+}
+
+TEST_F(TempSensorSmTest, TracesWhichDriveASensorShows) {
+   Support::TraceRecorder const traces{{"StorageTempSensorSm", 7}};
+   start();
+   std::vector<Support::TraceRecorder::Line> const expected = {
+       {"StorageTempSensorSm", 2, " sensor DriveTemp1 shows the temperature of S1"}};
+   EXPECT_EQ(traces.lines(), expected);
 }
 
 TEST_F(TempSensorSmTest, ShowsNoTemperatureWithoutAReading) {
@@ -198,6 +207,38 @@ TEST_F(TempSensorSmTest, NeverShowsAJumpThatIsContradicted) {
    Vorn::Host::runFor(10000);
    EXPECT_EQ(readings.count(), 0U);
    EXPECT_EQ(shown(), 41);
+}
+
+TEST_F(TempSensorSmTest, NeverShowsAJumpOfAnNvmeDriveThatIsGone) {
+   start();
+   nvme(40);
+   nvme(90);
+   nvme_->deviceDataDel("S1");
+   Vorn::Host::runFor(1000);
+   EXPECT_EQ(shown(), 40);
+   EXPECT_EQ(status()->alarm(), Alarm::none);
+}
+
+TEST_F(TempSensorSmTest, NeverShowsAJumpOfASmartDriveThatIsGone) {
+   start();
+   smart(40);
+   smart_->deviceData("S1")->temperatureCelsiusIs({});
+   smart(90);
+   EXPECT_EQ(shown(), 40) << "further than the usual threshold";
+   smart_->deviceDataDel("S1");
+   Vorn::Host::runFor(1000);
+   EXPECT_EQ(shown(), 40);
+   EXPECT_EQ(status()->alarm(), Alarm::none);
+}
+
+TEST_F(TempSensorSmTest, ShowsAJumpOfAnNvmeDriveWhoseSmartRecordIsGone) {
+   smart(30);
+   start();
+   nvme(40);
+   nvme(75);
+   smart_->deviceDataDel("S1");
+   Vorn::Host::runFor(301);
+   EXPECT_EQ(shown(), 75);
 }
 
 TEST_F(TempSensorSmTest, MakesSensorsOnlyForDrivesWithAConfiguredOne) {

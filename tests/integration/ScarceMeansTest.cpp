@@ -121,6 +121,35 @@ TEST_F(DiscoveryScarceMeansTest, ReportsADiskWhoseToolCannotBeStartedAndIdentifi
    EXPECT_EQ(serials(), (Serials{{"X", "Y"}}));
 }
 
+TEST_F(DiscoveryScarceMeansTest, ReportsADiskThatCameBackElsewhereUnderItsNewPlaceAlone) {
+   unit_.add(ssd());
+   startAndSettle();
+   std::string last = "sda";
+   Support::SpawnFailure const failure{EAGAIN, "/hdparm"};
+   for (unsigned port = 2; port < 8; ++port) {
+      unit_.unplug(last);
+      settle();
+      last = std::string{"sd"} + static_cast<char>('a' + port);
+      unit_.plug(sataDisk(last, port, "X", "Kestrel", 468862128));
+      settle();
+      EXPECT_EQ(sm_->unclassifiedDevice.size(), 1U) << last;
+      EXPECT_EQ(unclassified(last.c_str()).error, EAGAIN) << last;
+   }
+}
+
+TEST_F(DiscoveryScarceMeansTest, ForgetsAnUnclassifiedDiskThatTurnsOutToBeStrange) {
+   unit_.blockdevIs({{".*/usb1", "usb1"}});
+   unit_.add(ssd());
+   {
+      Support::SpawnFailure const failure{EAGAIN};
+      start();
+   }
+   EXPECT_EQ(sm_->unclassifiedDevice.size(), 1U);
+   rescanAndSettle();
+   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
+   EXPECT_TRUE(disks().empty());
+}
+
 TEST_F(DiscoveryScarceMeansTest, KeepsAKnownDiskWhoseToolCannotBeStarted) {
    unit_.add(ssd());
    startAndSettle();

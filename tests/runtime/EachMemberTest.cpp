@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -107,7 +108,7 @@ TEST_F(EachMemberTest, KeepsTheMachineWholeUntilItsHandlerReturns) {
 TEST_F(EachMemberTest, StopsAndResumesWithTheMachine) {
    postman->vornDoZombieReactors(true);
    first->doorIs(1);
-   street->houseIs("second");
+   EXPECT_EQ(street->houseIs("second")->useCount(), 2U) << "a stopped machine watches no further member";
    postman->vornDoZombieReactors(false);
    first->doorIs(2);
    EXPECT_EQ(postman->events, (std::vector<std::string>{"first door 1>2."}));
@@ -120,6 +121,54 @@ TEST_F(EachMemberTest, ReportsWhatAHandlerRaisesAsTheMachines) {
    first->doorIs(1);
    Vorn::Host::failureSinkIs(nullptr);
    EXPECT_TRUE(failure.ends_with("Postman")) << failure;
+}
+
+// A key whose copies need memory.
+struct Parcel {
+   Parcel() = default;
+   Parcel(Parcel const &) {
+      if (isScarce)
+         throw std::bad_alloc{};
+   }
+   Parcel & operator=(Parcel const &) = default;
+   ~Parcel() = default;
+   bool operator==(Parcel const &) const = default;
+
+   static inline bool isScarce = false;
+};
+
+}  // namespace
+
+template <>
+struct std::hash<Parcel> {
+   std::size_t operator()(Parcel const &) const noexcept { return 0; }
+};
+
+namespace {
+
+struct Depot : Pelm::Node {
+   Vorn::Collection<Parcel, Pelm::Ptr<House>, Depot> house{*this, "house"};
+   void houseIs(Parcel const & parcel) { house.memberIs(parcel, Pelm::make<House>()); }
+};
+
+struct Porter : Pelm::Node {
+   void handleDoor(Parcel const &) {}
+   Vorn::EachMember<&Porter::handleDoor, &Depot::house, &House::door> doors{*this};
+};
+
+TEST(EachMemberShortageTest, ReportsAMemberThatCannotBeWatchedAsTheMachinesFailure) {
+   auto const depot = Pelm::make<Depot>();
+   auto const porter = Pelm::make<Porter>();
+   depot->houseIs({});
+   porter->doors.notifierIs(depot);
+   std::string failure;
+   Vorn::Host::failureSinkIs([&](std::string_view machine, std::string_view) { failure = machine; });
+   Parcel::isScarce = true;
+   porter->doors.memberIs({});
+   Parcel::isScarce = false;
+   Vorn::Host::failureSinkIs(nullptr);
+   EXPECT_TRUE(failure.ends_with("PorterE"))
+       << failure << ": as the compiler names it, since memory is scarce";
 }
 
 }  // namespace

@@ -78,17 +78,28 @@ TEST_F(OwnReactorsTest, IsStoppedWhenMadeInAZombie) {
    Guard & zombie = *guard;
    guard = nullptr;
    ASSERT_TRUE(zombie.nodeFlag(Pelm::Node::Flag::zombie));
-   Vorn::NotifieeConst late;
-   late.notifierIs(house);
-   late.machineIs(&zombie);
    struct Ear {
       void hear() { ++events; }
       int events = 0;
    } ear;
-   late.on<&Ear::hear>(house->door, ear);
-   late.hasNotificationActiveIs(true);
+   for (bool const activeFirst : {true, false}) {
+      Vorn::NotifieeConst late;
+      late.notifierIs(house);
+      late.machineIs(&zombie);
+      late.hasNotificationActiveIs(activeFirst);
+      late.on<&Ear::hear>(house->door, ear);
+      late.hasNotificationActiveIs(true);
+      house->doorIs(house->door() + 1);
+      EXPECT_EQ(ear.events, 0) << activeFirst;
+   }
+}
+
+TEST_F(OwnReactorsTest, ResumesWhenItIsNoMachinesAnyMore) {
+   auto const reactor = guard->takeReactor();
+   guard->vornDoZombieReactors(true);
+   reactor->machineIs(nullptr);
    house->doorIs(1);
-   EXPECT_EQ(ear.events, 0);
+   EXPECT_EQ(guard->doors, 1);
 }
 
 TEST_F(OwnReactorsTest, OutlivesTheMachine) {

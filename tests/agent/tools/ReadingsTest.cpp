@@ -158,8 +158,8 @@ TEST_F(ReadingsTest, ShowsAReadingWithoutAToolAsFailingFromTheSecondFailedPoll) 
 TEST_F(ReadingsTest, ShowsTheNewestMeasurementAsTheLatestGoodReading) {
    addDisk("A", "/dev/sda", BusType::sata);
    entities.ioStat->ioStatDataIs("A");
-   entities.ioStat->ioStatData("A")->recordMeasurement(Vorn::System::currentTime(), 1, 2);
-   Vorn::Seconds const good = Vorn::System::currentTimeUtc();
+   entities.ioStat->ioStatData("A")->recordMeasurement(Vorn::System::currentTime() - 5, 1, 2);
+   Vorn::Seconds const good = Vorn::System::currentTimeUtc() - 5;
    time->jumpBy(350);
    EXPECT_EQ(of("A", "iostat").lastGood, good);
 }
@@ -178,6 +178,42 @@ TEST_F(ReadingsTest, ReportsAHangingToolWhenItsRunDoesNotEnd) {
    EXPECT_EQ(reason("A", "smartctl"), "its run does not end");
    smart("A").countInc();
    EXPECT_FALSE(of("A", "smartctl").failure);
+}
+
+TEST_F(ReadingsTest, ReportsAHangingToolNotBeforeThreeMinutesHoweverShortItsInterval) {
+   entities.pollInterval->intervalIs(10);
+   addDisk("A", "/dev/sda", BusType::sata);
+   smart("A").countInc();
+   time->jumpBy(180);
+   EXPECT_FALSE(of("A", "smartctl").failure);
+   time->jumpBy(1);
+   EXPECT_TRUE(of("A", "smartctl").failure);
+}
+
+TEST_F(ReadingsTest, CountsTheSilenceOfAToolFromItsLatestFailureAndDatesItFromTheFirst) {
+   entities.pollInterval->intervalIs(100);
+   addDisk("A", "/dev/sda", BusType::sata);
+   smart("A").countInc();
+   time->jumpBy(100);
+   Vorn::Seconds const first = Vorn::System::currentTimeUtc();
+   smart("A").failureIs("bad");
+   time->jumpBy(100);
+   smart("A").failureIs("bad");
+   time->jumpBy(350);
+   EXPECT_FALSE(of("A", "smartctl").failure->hangs);
+   time->jumpBy(1);
+   EXPECT_TRUE(of("A", "smartctl").failure->hangs);
+   EXPECT_EQ(of("A", "smartctl").failure->since, first);
+}
+
+TEST_F(ReadingsTest, KeepsTheOffsetOfUtcAtASmallCorrection) {
+   Vorn::Seconds const offset = readings.utcOffset();
+   for (double const correction : {0.4, -0.8}) {
+      wallClockJumpsBy(correction);
+      EXPECT_EQ(readings.utcOffset(), offset) << correction;
+   }
+   wallClockJumpsBy(2);
+   EXPECT_NEAR((readings.utcOffset() - offset).value(), 1.6, 0.01);
 }
 
 TEST_F(ReadingsTest, KeepsAgesWhenTheWallClockIsCorrected) {

@@ -2,7 +2,6 @@
 
 #include <set>
 
-#include "tests/support/MountPoint.h"
 #include "tests/support/UnitOfRecords.h"
 
 namespace Agent {
@@ -68,6 +67,7 @@ TEST_F(VerdictRulesTest, NamesTheAttributesBelowTheirThreshold) {
    auto attr = *countAttr(5, "Reallocated_Sector_Ct", 0);
    attr.thresh = 100;
    smart().reallocatedSectorCountIs(OptionalSmartAttr::from(attr));
+   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 0));
    smart().allAttrsPassingIs(false);
    EXPECT_EQ(reasons(), "");
    smart().attrsReadIs(true);
@@ -78,7 +78,7 @@ TEST_F(VerdictRulesTest, NamesTheAttributesBelowTheirThreshold) {
 TEST_F(VerdictRulesTest, NamesThreeAttributesBelowTheirThresholdAtMost) {
    diskIs();
    for (std::uint8_t id = 1; id < 6; ++id) {
-      auto attr = *countAttr(id, (std::string{"A"} + std::to_string(id)).c_str(), 0);
+      auto attr = *countAttr(id, (std::string{"A"} + std::to_string(6 - id)).c_str(), 0);
       attr.thresh = 100;
       smart().unknownAttrIs(attr);
    }
@@ -122,6 +122,13 @@ TEST_F(VerdictRulesTest, ReportsEmmcLifeExceededAtTheRegistersLastStep) {
    emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{0x0B});
    EXPECT_EQ(reasons(), "emmc-life-exceeded: its rated life is exceeded");
    EXPECT_EQ(word(), "failing");
+}
+
+TEST_F(VerdictRulesTest, ReportsEmmcLifeExceededForEitherType) {
+   diskIs(BusType::other);
+   emmc().lifetimeEstTypAIs(StorageDevices::LifetimeEmmcAttr{0x0B});
+   emmc().lifetimeEstTypBIs(StorageDevices::LifetimeEmmcAttr{1});
+   EXPECT_EQ(reasons(), "emmc-life-exceeded: its rated life is exceeded");
 }
 
 TEST_F(VerdictRulesTest, ReportsEmmcSpareUrgentForPreEolInfoThree) {
@@ -187,6 +194,38 @@ TEST_F(HotDiskTest, ReportsCriticalTemperatureForTheSensorsAlarm) {
    EXPECT_EQ(word(), "failing");
 }
 
+TEST_F(HotDiskTest, DoesNotReportOverheatBesideCriticalTemperature) {
+   diskIs(BusType::nvme);
+   degreesAre(81);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
+}
+
+TEST_F(HotDiskTest, ShowsTheSensorsTemperatureWhileAJumpWaitsForItsConfirmation) {
+   diskIs(BusType::nvme);
+   degreesAre(40);
+   degreesAre(75);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "overheat: too hot: 40 °C");
+}
+
+TEST_F(HotDiskTest, ReportsTheAlarmOfASensorForOneDriveAlone) {
+   char const another[] = "ANOTHER";
+   entities.fruConfig->serialToSensorMapIs(another, "T1");
+   diskIs(BusType::nvme);
+   Support::DiskFields{.name = another, .mountPoint = "/mnt/other"}.writeTo(*entities.devices);
+   entities.smart->deviceDataIs(another);
+   entities.smart->deviceData(another)->reading.countInc();
+   Pelm::Ptr<Environment::Temperature::TempSensorStatus> const status{
+       dynamic_cast<Environment::Temperature::TempSensorStatus *>(
+           entities.sensorStatus->entityPtr("T1").get())};
+   status->alarmIs(Environment::Temperature::TempSensorStatus::Alarm::overheat);
+   verdicts.evaluate();
+   EXPECT_EQ(verdicts.disks().verdict(serial)->reasons().size() +
+                 verdicts.disks().verdict(another)->reasons().size(),
+             1U);
+}
+
 TEST_F(HotDiskTest, ReportsOverheatForTheSensorsAlarm) {
    diskIs(BusType::nvme);
    degreesAre(65);
@@ -212,6 +251,24 @@ TEST_F(VerdictRulesTest, ReportsOverheatForAnNvmeDrivesOwnLimits) {
    EXPECT_EQ(word(), "warning");
 }
 
+TEST_F(VerdictRulesTest, ReportsOverheatWithoutADegreeWhereTheDriveReportsNone) {
+   diskIs(BusType::nvme);
+   criticalWarningIs(2);
+   EXPECT_EQ(reasons(), "overheat: too hot: the drive says so");
+}
+
+TEST_F(VerdictRulesTest, ReadsOnlyTheRecordsOfTheDisksBus) {
+   diskIs(BusType::other);
+   entities.smart->deviceDataIs(serial);
+   smart().healthStatusReadIs(true);
+   EXPECT_EQ(reasons(), "") << "left from before the disk moved";
+   smart().healthStatusOkIs(true);
+   VerdictRulesTest::diskIs(BusType::sata);
+   entities.nvme->deviceDataIs(serial);
+   criticalWarningIs(1);
+   EXPECT_EQ(reasons(), "");
+}
+
 TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    diskIs();
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
@@ -224,12 +281,19 @@ TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    EXPECT_EQ(reasons(), "");
 }
 
+TEST_F(VerdictRulesTest, ReportsNoKernelErrorsWithoutOneWhereTheClockWasNeverSet) {
+   wallClockJumpsBy(Vorn::Seconds{1000} - Vorn::System::currentTimeUtc());
+   diskIs();
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
+   EXPECT_EQ(reasons(), "");
+}
+
 TEST_F(VerdictRulesTest, ReportsPendingSectorsForARawCountAboveZero) {
    diskIs();
    smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 0, "0"));
    EXPECT_EQ(reasons(), "");
-   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 3, "3"));
-   EXPECT_EQ(reasons(), "pending-sectors: pending sectors: 3");
+   smart().currentPendingSectorCountIs(countAttr(197, "Current_Pending_Sector", 1, "1"));
+   EXPECT_EQ(reasons(), "pending-sectors: pending sectors: 1");
    EXPECT_EQ(word(), "warning");
 }
 
@@ -246,8 +310,19 @@ TEST_F(VerdictRulesTest, ReportsUncorrectableErrorsUnderTheirOtherName) {
    diskIs();
    smart().unknownAttrIs(*countAttr(187, "Uncorrectable_Error_Cnt", 4));
    EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 4");
-   smart().unknownAttrIs(*countAttr(187, "Vendor_Specific", 4));
-   EXPECT_EQ(reasons(), "");
+   for (auto const & [id, name] :
+        {std::pair{187, "Vendor_Specific"}, {187, ""}, {5, "Uncorrectable_Error_Cnt"}}) {
+      smart().unknownAttrDelAll();
+      smart().unknownAttrIs(*countAttr(static_cast<std::uint8_t>(id), name, 4));
+      EXPECT_EQ(reasons(), "") << id << " " << name;
+   }
+}
+
+TEST_F(VerdictRulesTest, ReportsTheLargerCountOfTwoUnderOneNumber) {
+   diskIs();
+   smart().reportedUncorrectableErrorCountIs(countAttr(187, "Reported_Uncorrect", 5));
+   smart().unknownAttrIs(*countAttr(187, "Uncorrectable_Error_Cnt", 4));
+   EXPECT_EQ(reasons(), "uncorrectable-errors: uncorrectable errors: 5");
 }
 
 TEST_F(VerdictRulesTest, ReportsReallocatedSectorsForARawCountAboveZero) {
@@ -288,14 +363,21 @@ TEST_F(VerdictRulesTest, ReportsSpareLowBelowATenthAboveTheDrivesLimit) {
    }
    nvme().availableSpareIs({"avail_spare", 19});
    EXPECT_EQ(word(), "warning");
+   nvme().availableSpareThresholdIs({"spare_thresh", 0});
+   nvme().availableSpareIs({"avail_spare", 5});
+   EXPECT_EQ(reasons(), "") << "the drive has no limit";
+   nvme().availableSpareThresholdIs({"spare_thresh", 100});
+   nvme().availableSpareIs({"avail_spare", 100});
+   EXPECT_EQ(reasons(), "") << "no spare block is used";
 }
 
 TEST_F(VerdictRulesTest, ReportsSpareLowOfASataDriveWithALimit) {
    diskIs();
    auto attr = *countAttr(232, "Available_Reservd_Space", 0);
-   attr.value = 15;
+   attr.value = 5;
    smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
    EXPECT_EQ(reasons(), "");
+   attr.value = 15;
    attr.thresh = 10;
    smart().availableReservedSpaceIs(OptionalSmartAttr::from(attr));
    EXPECT_EQ(reasons(), "spare-low: 15 % of its spare blocks are left");
@@ -309,6 +391,15 @@ TEST_F(VerdictRulesTest, NamesTheSourcesThatWereNotReadYet) {
    EXPECT_EQ(reasons(), "not-read-yet: not read yet: nvme");
    nvme().reading.countInc();
    EXPECT_EQ(reasons(), "");
+}
+
+TEST_F(VerdictRulesTest, ReportsASourceThatWasNeverReadUnderOneCodeAlone) {
+   UnitOfRecords::diskIs(BusType::nvme);
+   entities.ioStat->ioStatDataIs(serial);
+   readingFails("smartctl", true);
+   for (int poll = 0; poll < 3; ++poll)
+      readingFails("nvme");
+   EXPECT_EQ(reasons(), "reading-fails: readings fail: nvme\ntool-hangs: tools that hang: smartctl");
 }
 
 TEST_F(VerdictRulesTest, ReportsReadingFailsAfterThreePollsInARow) {
@@ -361,157 +452,6 @@ TEST_F(VerdictRulesTest, ReportsRemovedForAFixedDiskAlone) {
    EXPECT_EQ(reasons(), "not-read-yet: not read yet: smartctl");
    diskGoes();
    EXPECT_EQ(word(), "(none)");
-}
-
-// A mount point that the monitors of the library watch, in a folder that stands in for it.
-class MountedDiskTest : public Support::UnitOfRecords {
- protected:
-   struct Helper final : public MountPtMonitorHelper {
-      MountState mountState(Pelm::String const &) const override { return answer; }
-      MountState answer{true, false, "/dev/sda1", 512};
-   };
-
-   MountedDiskTest() {
-      MountPtMonitorHelper::creatorIs([this] { return helper; });
-      Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
-      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
-   }
-   ~MountedDiskTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
-
-   StorageDevices::FsHealthSm & test() const {
-      return *manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm();
-   }
-   bool begins() {
-      return eventually(
-          [this] { return manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm() != nullptr; });
-   }
-   bool becomes(std::string const & wanted, Vorn::Seconds span = 2000) {
-      bool const seen = eventually([&] { return reasons() == wanted; }, span);
-      EXPECT_TRUE(seen) << reasons();
-      return seen;
-   }
-   // A whole test, from one pause to the next.
-   void oneTestGoesBy() {
-      using State = StorageDevices::FsHealthSmState;
-      ASSERT_TRUE(eventually([this] { return test().state() != State::idle; }, 100000));
-      ASSERT_TRUE(eventually([this] { return test().state() == State::idle; }, 100000));
-   }
-
-   Support::TempDir folder{Support::folderWithDirectIo()};
-   Pelm::Ptr<Helper> helper = Pelm::make<Helper>();
-};
-
-TEST_F(MountedDiskTest, ReportsWriteTestFailedUntilATestSucceeds) {
-   ASSERT_TRUE(begins());
-   oneTestGoesBy();
-   EXPECT_EQ(reasons(), "");
-   test().ioOps()->writeRetIs(-1);
-   test().ioOps()->writeErrnoIs(EIO);
-   ASSERT_TRUE(becomes("write-test-failed: write test failed"));
-   EXPECT_EQ(word(), "failing");
-   test().ioOps()->writeRetIs(0);
-   time->jumpBy(80000);  // most of the pause after a failure
-   ASSERT_TRUE(
-       eventually([this] { return test().state() == StorageDevices::FsHealthSmState::readTest; }, 100000));
-   EXPECT_EQ(reasons(), "write-test-failed: write test failed");
-   ASSERT_TRUE(becomes(""));
-}
-
-TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBegin) {
-   ASSERT_TRUE(begins());
-   oneTestGoesBy();
-   ASSERT_TRUE(test().writeTestOk() && test().readTestOk());
-   folder.fileIs("blocker", "");
-   std::filesystem::remove_all(folder.path() / "debug");
-   folder.fileIs("debug", "");
-   EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
-}
-
-TEST_F(MountedDiskTest, ReportsReadTestFailedForTheSecondPhase) {
-   ASSERT_TRUE(begins());
-   test().ioOps()->readRetIs(-1);
-   test().ioOps()->readErrnoIs(EIO);
-   EXPECT_TRUE(becomes("read-test-failed: read test failed"));
-   EXPECT_EQ(word(), "failing");
-}
-
-TEST_F(MountedDiskTest, ReportsReadTestFailedForADifferentBlockReadBack) {
-   ASSERT_TRUE(begins());
-   test().ioOps()->readRetIs(512);  // nothing is read into the block
-   EXPECT_TRUE(becomes("read-test-failed: read test failed: what was read is not what was written"));
-}
-
-TEST_F(MountedDiskTest, EndsMountedReadOnlyWithTheMount) {
-   ASSERT_TRUE(begins());
-   helper->answer.readOnly = true;
-   EXPECT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
-   EXPECT_EQ(word(), "failing");
-   helper->answer.readOnly = false;
-   EXPECT_EQ(reasons(), "");
-}
-
-TEST_F(MountedDiskTest, NamesTheMountPointOfMountChanged) {
-   ASSERT_TRUE(begins());
-   helper->answer.device = "/dev/sdb1";
-   EXPECT_TRUE(becomes("mount-changed: another device is mounted at " + folder.string()));
-   EXPECT_EQ(word(), "failing");
-}
-
-TEST_F(MountedDiskTest, ReportsMountChangedForAnotherDisksMountFromTheBeginning) {
-   Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = "/mnt/other"}.writeTo(
-       *entities.devices);
-   helper->answer.device = "/dev/sdb1";
-   ASSERT_TRUE(begins());
-   EXPECT_EQ(reasons(), "mount-changed: another device is mounted at " + folder.string());
-}
-
-TEST_F(MountedDiskTest, DoesNotReportMountChangedForAnArrayOrADiskAtTheSameMountPoint) {
-   Support::DiskFields{.name = "KS0002", .blockDevice = "/dev/sdb", .mountPoint = folder.string()}.writeTo(
-       *entities.devices);
-   for (char const * device : {"/dev/md0", "/dev/dm-1", "/dev/sdb1", "/dev/sdbb1", "overlay"}) {
-      manager = nullptr;
-      helper->answer.device = device;
-      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
-      ASSERT_TRUE(begins());
-      EXPECT_EQ(reasons(), "") << device;
-   }
-}
-
-TEST_F(MountedDiskTest, DoesNotReportWriteTestFailedForTheNextDisk) {
-   ASSERT_TRUE(begins());
-   test().ioOps()->writeRetIs(-1);
-   test().ioOps()->writeErrnoIs(EIO);
-   ASSERT_TRUE(becomes("write-test-failed: write test failed"));
-   entities.devices->diskDel(serial);
-   EXPECT_EQ(reasons(), "removed: removed");
-   Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
-   EXPECT_EQ(reasons(), "");
-   time->jumpBy(80000);  // most of the pause after a failure
-   oneTestGoesBy();
-   EXPECT_EQ(reasons(), "write-test-failed: write test failed");
-}
-
-TEST_F(MountedDiskTest, ReportsMountGoneForAFormerMount) {
-   ASSERT_TRUE(begins());
-   helper->answer.mounted = false;
-   EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string()));
-   EXPECT_EQ(word(), "failing");
-}
-
-TEST_F(MountedDiskTest, DoesNotReportMountGoneBeforeTheFirstMountHadItsTime) {
-   helper->answer.mounted = false;
-   Vorn::Host::runFor(600);
-   EXPECT_EQ(reasons(), "");
-   EXPECT_TRUE(becomes("mount-gone: nothing is mounted at " + folder.string(), 4000));
-}
-
-TEST_F(MountedDiskTest, ReportsFileSystemFullForTheMonitorsWarning) {
-   ASSERT_TRUE(begins());
-   test().ioOps()->utilChkRetIs(90);
-   EXPECT_TRUE(becomes("file-system-full: its file system is more than 85 % full"));
-   EXPECT_EQ(word(), "warning");
-   test().ioOps()->utilChkRetIs(40);
-   EXPECT_TRUE(becomes(""));
 }
 
 }  // namespace

@@ -111,6 +111,27 @@ TEST_F(VerdictsTest, DatesAFailingReadingFromItsFirstFailure) {
    EXPECT_EQ(since(), first);
 }
 
+TEST_F(VerdictsTest, DatesAReasonOfSeveralSourcesFromTheFirst) {
+   nvmeIsThere();
+   Vorn::Seconds const first = Vorn::System::currentTime();
+   for (char const * const tool : {"smartctl", "nvme"}) {
+      for (int poll = 0; poll < 3; ++poll)
+         readingFails(tool);
+      time->jumpBy(60);
+   }
+   verdicts.evaluate();
+   EXPECT_EQ(reasonSince("reading-fails"), first);
+}
+
+TEST_F(VerdictsTest, DatesAVerdictNotBeforeTheOneThatItFollows) {
+   nvmeIsThere();
+   entities.kernelErrors->fsListIs(serial, "/dev/sda", "", false);
+   entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc() - 100);
+   EXPECT_EQ(word(), "failing");
+   EXPECT_EQ(since(), Vorn::System::currentTime()) << "the disk was ok until then";
+   EXPECT_NEAR(reasonSince("kernel-errors").value(), since().value() - 100, 1e-3);
+}
+
 TEST_F(VerdictsTest, DatesKernelErrorsFromTheirTime) {
    nvmeIsThere();
    time->jumpBy(10);
@@ -193,6 +214,21 @@ TEST_F(VerdictsTest, ComputesFiguresFromTheRecords) {
    EXPECT_EQ(figures->lastRead, Vorn::System::currentTimeUtc());
 }
 
+TEST_F(VerdictsTest, PrefersTheSmartLogOfAnNvmeDriveAndTheOldestOfItsReadings) {
+   nvmeIsThere();
+   nvme().percentageUsedIs({"percent_used", 20});
+   StorageDevices::SmartAttr attr;
+   attr.name = "Percent_Lifetime_Remain";
+   attr.value = attr.reportedValue = 50;
+   smart().lifetimeRemainingIs(StorageDevices::OptionalSmartAttr::from(attr));
+   Vorn::Seconds const oldest = Vorn::System::currentTimeUtc();
+   time->jumpBy(30);
+   nvme().reading.countInc();
+   verdicts.evaluate();
+   EXPECT_EQ(verdicts.disks().figures(serial)->lifeLeft, 80);
+   EXPECT_EQ(verdicts.disks().figures(serial)->lastRead, oldest);
+}
+
 TEST_F(VerdictsTest, IgnoresADrivesCountBelowTheBytesWrittenSinceBoot) {
    nvmeIsThere();
    nvme().dataUnitsWrittenIs({"data_units_written", 10});
@@ -221,6 +257,28 @@ TEST_F(VerdictsTest, RatesTheUnitAsItsWorstDiskAndMissingOnesAsAWarning) {
    diskGoes();
    verdicts.evaluate();
    unitIs(Verdict::absent, {"/mnt/drive"});
+}
+
+TEST_F(VerdictsTest, RatesTheUnitAsItsWorstDiskInAnyOrder) {
+   settle();
+   nvmeIsThere();
+   for (int i = 0; i < 8; ++i)
+      Support::DiskFields{.name = "GOOD" + std::to_string(i), .mountPoint = "/mnt/" + std::to_string(i)}
+          .writeTo(*entities.devices);
+   spareIsExhausted(true);
+   verdicts.evaluate();
+   unitIs(Verdict::failing, {});
+}
+
+TEST_F(VerdictsTest, ListsMissingMountPointsInOrder) {
+   settle();
+   std::vector<std::string> missing;
+   for (int i = 0; i < 8; ++i) {
+      entities.fruConfig->expectedMountsIs(Pelm::String{"a" + std::to_string(i)});
+      missing.push_back("/mnt/a" + std::to_string(i));
+   }
+   missing.emplace_back("/mnt/drive");
+   unitIs(Verdict::warning, missing);
 }
 
 TEST_F(VerdictsTest, ListsNoMembersOfAnEmptyUnit) {
