@@ -165,8 +165,9 @@ TEST_F(MountTableTest, ReadsOnlyWholeEscapes) {
 }
 
 TEST_F(MountTableTest, ReadsMountsWithManyOptionalFieldsOrNone) {
-   table_ = "36 25 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n"
-            "37 25 8:1 / /mnt/b rw shared:1 master:2 unbindable - ext4 /dev/sda1 rw\n";
+   table_ =
+       "36 25 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n"
+       "37 25 8:1 / /mnt/b rw shared:1 master:2 unbindable - ext4 /dev/sda1 rw\n";
    folder_.fileIs("proc/self/mountinfo", table_);
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
    EXPECT_EQ(seenAt("/mnt/b"), "/dev/sda1 512");
@@ -178,8 +179,9 @@ TEST_F(MountTableTest, ReadsAnEmptySource) {
 }
 
 TEST_F(MountTableTest, SkipsLinesOfAnotherForm) {
-   table_ = "\n36\n36 25 8:1 / /mnt/a\n36 25 8 / /mnt/a rw - ext4 /dev/sda1 rw\n"
-            "36 25 x:1 / /mnt/a rw - ext4 /dev/sda1 rw\n36 25 8:1 / /mnt/a rw ext4 /dev/sda1 rw\n";
+   table_ =
+       "\n36\n36 25 8:1 / /mnt/a\n36 25 8 / /mnt/a rw - ext4 /dev/sda1 rw\n"
+       "36 25 x:1 / /mnt/a rw - ext4 /dev/sda1 rw\n36 25 8:1 / /mnt/a rw ext4 /dev/sda1 rw\n";
    folder_.fileIs("proc/self/mountinfo", table_);
    EXPECT_EQ(seenAt("/mnt/a"), "not mounted");
    mount("8:1", "/mnt/a", "rw", "ext4", "/dev/sda1", "rw");
