@@ -182,7 +182,8 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string cutToWidth(std::string_view text, std::size_t width) {
-   if (displayWidth(text) <= width)
+   // No character has more cells than bytes. Measuring loads a locale, which the daemon seldom needs.
+   if (text.size() <= width || displayWidth(text) <= width)
       return std::string{text};
    if (width == 0)
       return {};
