@@ -53,11 +53,11 @@ format: setup ## format all sources
 	@clang-format -i $(SOURCES)
 
 .PHONY: lint
-lint: setup ## clang's warnings, clang-tidy and the format
+lint: setup ## the format, clang's warnings and clang-tidy
 	@clang-format --dry-run -Werror $(SOURCES)
-	@cmake --preset clang >/dev/null
-	@cmake --build --preset clang -j $(JOBS)
-	@run-clang-tidy -quiet -p build/clang -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.cpp$$' 2>/dev/null
+	@cmake --preset lint >/dev/null
+	@cmake --build --preset lint -j $(JOBS) --target TestHeaders >/dev/null
+	@run-clang-tidy -quiet -p build/lint -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.(cpp|cxx)$$' 2>/dev/null
 
 .PHONY: clean
 clean: ## remove everything built

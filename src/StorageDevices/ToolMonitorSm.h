@@ -73,7 +73,7 @@ class ToolMonitorSm : public RecordMonitorSm<Data> {
 
    // Deletes the run of a disk and answers it, if it is over; else null.
    Pelm::Ptr<Process> takeRun(Pelm::String const & name) {
-      Pelm::Ptr<Process> const process = run(name);
+      Pelm::Ptr<Process> process = run(name);
       if (!process || !process->isOver())
          return nullptr;
       runDel(process->device());

@@ -121,7 +121,7 @@ std::string AgentProcess::stop() {
 }
 
 std::filesystem::path findAgent() {
-   auto const program = Base::companionProgram({"../../bin/storagedevices", "../command/storagedevices"});
+   auto program = Base::companionProgram({"../../bin/storagedevices", "../command/storagedevices"});
    if (program.empty())
       throw std::runtime_error("no storagedevices is installed with this demo: name it with --agent PATH");
    return program;

@@ -1,4 +1,5 @@
 // The places of each kind's devices in sysfs, as on a Linux 6.1 kernel with udev 252.
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <stdexcept>
@@ -194,8 +195,9 @@ void usbParents(std::vector<DeviceRecord> & records, Disk const & disk,
    DeviceText interface(paths.back() + "/" + disk.usbPort + ":1.0", "usb");
    records.push_back(
        interface.property("DEVTYPE", "usb_interface").property("DRIVER", "usb-storage").record());
-   for (auto path = paths.rbegin(); path != paths.rend(); ++path)
-      records.push_back(DeviceText(*path, "usb").property("DEVTYPE", "usb_device").record());
+   std::for_each(paths.rbegin(), paths.rend(), [&records](std::string const & path) {
+      records.push_back(DeviceText(path, "usb").property("DEVTYPE", "usb_device").record());
+   });
 }
 
 std::vector<DeviceRecord> usbRecords(Disk const & disk, unsigned sequence) {

@@ -51,7 +51,7 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
    static constexpr double retrySpan = 60;  // framework seconds
 
    NotifieeConst() = default;
-   virtual ~NotifieeConst();
+   ~NotifieeConst() override;
 
    // Attaches to another clock; null: to none.
    void notifierIs(Pelm::Ptr<Clock> clock);
