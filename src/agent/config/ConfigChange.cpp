@@ -23,10 +23,12 @@ Key key(char const * name, Effect effect, Member member) {
            [member](Config & to, Config const & from) { member(to) = member(from); }};
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument names a member
 #define MEMBER(path)             \
    [](auto & config) -> auto & { \
       return config.path;        \
-   }  // NOLINT(bugprone-macro-parentheses): it names a member
+   }
+// NOLINTEND(bugprone-macro-parentheses)
 
 std::vector<Key> const & keys() {
    static std::vector<Key> const all{
