@@ -14,6 +14,7 @@
 
 #include "agent/config/ApplianceConfig.h"
 #include "runtime/Vorn/BlockingCall.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/model/MountSourceFolder.h"
 #include "runtime/model/MountTable.h"
 
@@ -126,7 +127,7 @@ MountSources::~MountSources() {
 
 void MountSources::watch() {
    if (int const error = watchTable(); error != 0) {
-      notice_("changes of the mount table cannot be watched (" + std::generic_category().message(error) +
+      notice_("changes of the mount table cannot be watched (" + Vorn::errorAndRemedy(error) +
               "); the files in " + directory_.string() + " stay as they are at the start");
       return;
    }
