@@ -19,7 +19,8 @@ inline constexpr std::size_t kernelLineSize = 1024;
 //
 // The table in KernelMessages.h decides which device a line names: the failed one, or none. A line of a file
 // system on possibly several devices names its disk, with two exceptions: another disk is known to belong to
-// the file system, or another disk alone had errors in the minute before (by the kernel's stamps).
+// the file system (by `LiesOnSeveral`, or by an earlier line), or another disk alone had errors in the minute
+// before (by the kernel's stamps).
 class KernelLineRewriter {
  public:
    // Whether the file system that the kernel names by this block device has other devices too.

@@ -40,6 +40,9 @@ constexpr KernelMessage f2fsErrors[]{
      "F2FS-fs (sda1): Stopped filesystem due to reason: 0", ""},
     {"Stopped filesystem due to", quoted, "F2FS-fs (sda1): Stopped filesystem due to reason: 3", "sda"},
     {"Remounting filesystem read-only", asIs, "F2FS-fs (sda1): Remounting filesystem read-only", "sda"},
+    // No failure, but the device belongs to the file system.
+    {"Mount Device [%any]: %any/dev/%dev", nobody,
+     "F2FS-fs (sda1): Mount Device [ 1]:             /dev/sdb,      256,        0 -    1ffff", ""},
     {"<Discard|Report|Fill up|Finishing> zone failed: /dev/%dev", quoted,
      "F2FS-fs (sda1): Discard zone failed: /dev/sdb (errno=-5)", "sdb"},
     {"<f2fs_commit_super fails to record|f2fs_flush_nat_entries failed err:|do_checkpoint failed err:>",

@@ -17,7 +17,6 @@ using StorageDevices::hexDigitValue;
 using StorageDevices::isAlnum;
 using StorageDevices::isDigit;
 using StorageDevices::isLetter;
-using StorageDevices::isLower;
 
 bool isBlank(char c) {
    return c == ' ';

@@ -11,9 +11,9 @@
 #include <string_view>
 #include <system_error>
 
+#include "base/MountInfo.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Shortage.h"
-#include "runtime/model/MountInfo.h"
 
 namespace StorageDevices::Mounts {
 
@@ -62,24 +62,19 @@ std::uint32_t blockSize(fs::path const & sysfs) {
 
 // The number of the mount's device. A file system on several devices (btrfs) has a virtual number; then that
 // of its source.
-std::optional<dev_t> numberOf(MountInfo const & mount) {
+std::optional<dev_t> numberOf(Base::MountInfo const & mount) {
    if (major(mount.number) != 0)
       return mount.number;
    constexpr std::string_view dev = "/dev/";
    if (!mount.source.starts_with(dev))
       return std::nullopt;
    std::string const name = mount.source.substr(dev.size());
-   std::string const text = firstWord(root() + "/sys/class/block/" + name + "/dev");
-   unsigned numbers[2] = {};
-   auto const colon = text.find(':');
-   if (name.find('/') != std::string::npos || colon == std::string::npos)
+   if (name.find('/') != std::string::npos)
       return std::nullopt;
-   std::from_chars(text.data(), text.data() + colon, numbers[0]);
-   std::from_chars(text.data() + colon + 1, text.data() + text.size(), numbers[1]);
-   return makedev(numbers[0], numbers[1]);
+   return Base::parseDeviceNumber(firstWord(root() + "/sys/class/block/" + name + "/dev"));
 }
 
-Mount describe(MountInfo const & mount) {
+Mount describe(Base::MountInfo const & mount) {
    Mount result;
    result.device = mount.source;
    // On newer kernels the table still shows "rw" for an ext4 that errors=remount-ro has made read-only.
@@ -118,7 +113,7 @@ std::vector<Mount> mountsAt(Pelm::String const & path) {
    if (!table && Vorn::isShortage(errno))
       throw std::system_error{errno, std::generic_category(), file};
    for (std::string line; std::getline(table, line);)
-      if (auto const mount = parseMountInfo(line); mount && path == mount->target)
+      if (auto const mount = Base::parseMountInfo(line); mount && path == mount->target)
          result.push_back(describe(*mount));
    return result;
 }

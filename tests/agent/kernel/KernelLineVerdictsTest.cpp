@@ -94,7 +94,8 @@ TEST_P(KernelLinePoolTest, NamesTheDeviceThatFailedAndNeverAHealthyOne) {
 INSTANTIATE_TEST_SUITE_P(Kernel, KernelLinePoolTest,
                          testing::Values("btrfs-raid1", "btrfs-silent", "md-raid1-ext4", "lvm-xfs",
                                          "f2fs-two-devices", "fat-linear", "ext4-external-journal",
-                                         "xfs-external-log", "xfs-realtime"),
+                                         "xfs-external-log", "xfs-realtime", "f2fs-silent", "xfs-late-log",
+                                         "ext4-late-journal"),
                          [](auto const & log) {
                             std::string name = log.param;
                             std::replace(name.begin(), name.end(), '-', '_');

@@ -121,6 +121,19 @@ class PullScenario(Scenario):
         self._report.check("ends without a serial number were among them", anonymous > 0, str(anonymous))
         self._report.note(f"{anonymous} ends came without a serial number")
         self._report.equal(f"each was gone within {GONE_SECONDS:g} s of udev's event", late, [])
+        self._check_offline_times(udev)
+
+    def _check_offline_times(self, udev: dict[PullDisk, list[float]]) -> None:
+        """Each end of a fixed disk has its message, in time, and no second one."""
+        messages = [message for message in self._agent.messages() if message["name"] == OFFLINE]
+        late = []
+        for each in FIXED:
+            times = [message["time"] for message in messages if message["arguments"] == [each.serial]]
+            self._report.equal(f"{each.serial}: reported offline once an end", len(times), self._rounds)
+            took = [time - end for end, time in zip(udev[each], times, strict=False)]
+            self._report.note(f"{each.serial}: reported {_span(took)} after udev's event")
+            late += [f"{each.serial}: {seconds:.2f} s" for seconds in took if seconds > GONE_SECONDS]
+        self._report.equal(f"each was reported offline within {GONE_SECONDS:g} s of udev's event", late, [])
 
     def _ends(self, source: str) -> dict[PullDisk, list[float]]:
         """In UTC, by disk."""

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace StorageDevices::Mounts {
+namespace Base {
 
 struct MountInfo {
    dev_t number = 0;    // of the file system's device; major 0: a virtual one
@@ -18,11 +18,14 @@ struct MountInfo {
    std::string source;     // what was mounted, such as /dev/sda1
    std::string fsOptions;  // of the file system, whatever its mounts say
 
-   // Whether the mount or the file system has the option.
+   // Whether the mount or the file system has the option, with a value or without.
    bool has(std::string_view option) const;
 };
+
+// A device number as sysfs and the mount table write it: "8:1".
+std::optional<dev_t> parseDeviceNumber(std::string_view text);
 
 // Nothing for a line of another form. Escaped characters (\040) of the names are read.
 std::optional<MountInfo> parseMountInfo(std::string_view line);
 
-}  // namespace StorageDevices::Mounts
+}  // namespace Base

@@ -1,4 +1,4 @@
-#include "runtime/model/MountInfo.h"
+#include "base/MountInfo.h"
 
 #include <sys/sysmacros.h>
 
@@ -7,7 +7,7 @@
 
 #include "base/Number.h"
 
-namespace StorageDevices::Mounts {
+namespace Base {
 
 namespace {
 
@@ -37,10 +37,12 @@ std::string unescaped(std::string_view text) {
    return result;
 }
 
-bool contains(std::string_view options, std::string_view option) {
-   while (!options.empty())
-      if (take(options, ',') == option)
+bool contains(std::string_view options, std::string_view name) {
+   while (!options.empty()) {
+      std::string_view option = take(options, ',');
+      if (take(option, '=') == name)
          return true;
+   }
    return false;
 }
 
@@ -50,12 +52,16 @@ bool MountInfo::has(std::string_view option) const {
    return contains(options, option) || contains(fsOptions, option);
 }
 
+std::optional<dev_t> parseDeviceNumber(std::string_view text) {
+   auto const upper = parseWhole<unsigned>(take(text, ':'));
+   auto const lower = parseWhole<unsigned>(text);
+   return upper && lower ? std::optional{makedev(*upper, *lower)} : std::nullopt;
+}
+
 std::optional<MountInfo> parseMountInfo(std::string_view line) {
    take(line, ' ');  // the mount's number
    take(line, ' ');  // its parent's
-   std::string_view number = take(line, ' ');
-   auto const upper = Base::parseWhole<unsigned>(take(number, ':'));
-   auto const lower = Base::parseWhole<unsigned>(number);
+   auto const number = parseDeviceNumber(take(line, ' '));
    take(line, ' ');  // what of the file system is mounted
    MountInfo mount;
    mount.target = unescaped(take(line, ' '));
@@ -65,10 +71,10 @@ std::optional<MountInfo> parseMountInfo(std::string_view line) {
    take(line, ' ');  // the file system's type
    mount.source = unescaped(take(line, ' '));
    mount.fsOptions = line;
-   if (!upper || !lower || mount.fsOptions.empty())
+   if (!number || mount.fsOptions.empty())
       return std::nullopt;
-   mount.number = makedev(*upper, *lower);
+   mount.number = *number;
    return mount;
 }
 
-}  // namespace StorageDevices::Mounts
+}  // namespace Base
