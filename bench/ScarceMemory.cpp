@@ -1,6 +1,6 @@
 // The program with a day of history of 24 disks, one measurement per second, under absolute limits of its
 // address space. Clients request the whole history again and again, and a hundred clients read nothing of it.
-// It takes minutes, so `make bench` leaves it out:
+// A limit takes a minute, so `make bench` runs it with 32 MB alone:
 //
 //    umockdev-wrapper build/release/bench/memory_bench build/release/src/command/storagedevices [MEGABYTES…]
 //

@@ -269,6 +269,27 @@ TEST_F(AgentProgramTest, KnowsTheEndOfItsChildrenUnderAParentThatIgnoresIts) {
    EXPECT_NE(checked.text.find("/dev/sda: fixed: "), std::string::npos) << checked.text;
 }
 
+TEST_F(AgentProgramTest, AnswersOverTcpOnlyRequestsThatNameThisMachine) {
+   config("http = \"127.0.0.1:29639\"\n");
+   start();
+   auto const statusFor = [](std::string const & host) {
+      return shell("curl -s -o /dev/null -w '%{http_code}' -H 'Host: " + host +
+                   "' http://127.0.0.1:29639/healthz")
+          .text;
+   };
+   EXPECT_EQ(statusFor("localhost"), "200");
+   EXPECT_EQ(statusFor("127.0.0.1:29639"), "200");
+   EXPECT_EQ(statusFor("evil.example"), "421");
+}
+
+TEST_F(AgentProgramTest, ReadsItsConfigurationFromAPipe) {
+   std::string const command =
+       std::string{"exec "} + AGENT_PROGRAM + " agent --config <(cat " + folder.string() + "/agent.toml)";
+   agent = std::make_unique<Agent::Demo::AgentProcess>("/bin/bash", std::vector<std::string>{"-c", command},
+                                                       unit.environment());
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
+}
+
 TEST_F(AgentProgramTest, FailsWhereAnAnswerCannotBeWritten) {
    EXPECT_EQ(runProgram("catalogue > /dev/full").exitCode, 1);
    EXPECT_EQ(runProgram("catalogue > /dev/null").exitCode, 0);

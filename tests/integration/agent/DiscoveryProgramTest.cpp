@@ -32,6 +32,13 @@ class DiscoveryProgramTest : public AgentProgramTest {
       unit.announce(name, "remove");
       unit.vanish(name);
    }
+   // Nine drives beside the first.
+   void addTenDrives() {
+      for (unsigned i = 1; i < 10; ++i)
+         addDrive((std::string{"sd"} + static_cast<char>('a' + i)).c_str(), i + 10,
+                  ("SN-" + std::to_string(i)).c_str());
+      unit.blockdevIs({{".*/ata1/", "drive"}, {".*/ata", "flash"}});
+   }
    // The program with no more descriptors than that.
    std::filesystem::path withDescriptors(int limit) const {
       folder.scriptIs("limited",
@@ -58,19 +65,23 @@ TEST_F(DiscoveryProgramTest, LogsFixedDisksPulledWithoutASerialOnceWithinTwoSeco
 }
 
 TEST_F(DiscoveryProgramTest, ClassifiesEveryDiskInTheEndWithFewDescriptors) {
-   constexpr int disks = 10;
-   for (int i = 1; i < disks; ++i)
-      addDrive((std::string{"sd"} + static_cast<char>('a' + i)).c_str(), static_cast<unsigned>(i + 10),
-               ("SN-" + std::to_string(i)).c_str());
-   unit.blockdevIs({{".*/ata1/", "drive"}, {".*/ata", "flash"}});
+   addTenDrives();
    start(withDescriptors(36));
    EXPECT_TRUE(waitInRealTime([&] {
-      return this->disks().MemberCount() == disks && state["discovery"]["unclassifiedDevices"].ObjectEmpty();
+      return disks().MemberCount() == 10 && state["discovery"]["unclassifiedDevices"].ObjectEmpty();
    })) << log;
    EXPECT_NE(log.find(": not classified: it cannot be read: " + Vorn::errorAndRemedy(EMFILE)),
              std::string::npos)
        << log;
    EXPECT_NE(log.find(": no longer short of descriptors, processes or memory"), std::string::npos) << log;
+}
+
+TEST_F(DiscoveryProgramTest, ShowsOrReportsEachDiskWithTooFewDescriptors) {
+   addTenDrives();
+   start(withDescriptors(32));
+   EXPECT_TRUE(waitInRealTime([&] {
+      return disks().MemberCount() + state["discovery"]["unclassifiedDevices"].MemberCount() == 10;
+   })) << log;
 }
 
 TEST_F(DiscoveryProgramTest, ReportsBadApplianceFilesAndStallsOnNone) {
