@@ -9,33 +9,14 @@
 #include <cerrno>
 #include <system_error>
 
+#include "base/Spawn.h"
+
 namespace Agent::Demo {
 
 namespace {
 
 [[noreturn]] void fail(std::string const & what) {
    throw std::system_error(errno, std::generic_category(), what);
-}
-
-std::vector<std::string> environmentWith(Environment const & added) {
-   std::vector<std::string> all;
-   for (char ** entry = environ; *entry != nullptr; ++entry) {
-      std::string const text(*entry);
-      if (!added.contains(text.substr(0, text.find('='))))
-         all.push_back(text);
-   }
-   for (auto const & [name, value] : added)
-      all.emplace_back(name).append("=").append(value);
-   return all;
-}
-
-std::vector<char *> pointers(std::vector<std::string> & texts) {
-   std::vector<char *> all;
-   all.reserve(texts.size() + 1);
-   for (auto & text : texts)
-      all.push_back(text.data());
-   all.push_back(nullptr);
-   return all;
 }
 
 // What the child is to become.
@@ -48,7 +29,8 @@ struct Image {
    pid_t parent;
 };
 
-// Between fork and exec: nothing but system calls, since the test bed has threads.
+// Between fork and exec: nothing but system calls, since the test bed has threads. No other start of a
+// program can set the signal of the parent's death, which must come first.
 [[noreturn]] void become(Image const & image) {
    prctl(PR_SET_PDEATHSIG, SIGTERM);
    if (getppid() != image.parent)
@@ -74,9 +56,9 @@ StartedProgram startProgram(std::filesystem::path const & program, std::vector<s
       fail("cannot run " + program.string());
    std::vector<std::string> words{program.string()};
    words.insert(words.end(), arguments.begin(), arguments.end());
-   auto variables = environmentWith(environment);
-   auto const wordPointers = pointers(words);
-   auto const variablePointers = pointers(variables);
+   auto variables = Base::environmentWith(environment);
+   auto const wordPointers = Base::textPointers(words);
+   auto const variablePointers = Base::textPointers(variables);
    std::array<int, 2> ends{};
    if (pipe2(ends.data(), O_CLOEXEC) != 0)
       fail("pipe");

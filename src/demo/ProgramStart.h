@@ -4,16 +4,16 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "base/Spawn.h"
 #include "base/UniqueFd.h"
 
 namespace Agent::Demo {
 
 // Variables that are added to those of this process, or replace them.
-using Environment = std::map<std::string, std::string>;
+using Environment = Base::Variables;
 
 struct StartedProgram {
    pid_t process = -1;

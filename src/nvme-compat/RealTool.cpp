@@ -1,7 +1,6 @@
 #include "nvme-compat/RealTool.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -16,6 +15,7 @@
 #include <system_error>
 
 #include "base/ProgramSearch.h"
+#include "base/Spawn.h"
 
 namespace Agent::Compat {
 
@@ -80,11 +80,8 @@ ToolRun::ToolRun(std::string const & program, char ** argv) {
    std::array<int, 2> ends{};
    if (pipe2(ends.data(), O_CLOEXEC) != 0)
       fail(errno, "a pipe for " + program);
-   posix_spawn_file_actions_t actions;
-   posix_spawn_file_actions_init(&actions);
-   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-   int const error = posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv, environ);
-   posix_spawn_file_actions_destroy(&actions);
+   int const error = Base::spawn(pid_, program, argv, environ, {STDIN_FILENO, ends[1], STDERR_FILENO},
+                                 Base::SpawnAs::likeParent);
    close(ends[1]);
    output_.reset(ends[0]);
    if (error != 0)

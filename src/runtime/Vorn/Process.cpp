@@ -1,19 +1,16 @@
 #include "runtime/Vorn/Process.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <string_view>
 
 #include "base/ProgramSearch.h"
+#include "base/Spawn.h"
 #include "runtime/Vorn/BlockingCall.h"
 
 namespace Vorn {
@@ -48,14 +45,7 @@ class ChildFds {
       return true;
    }
 
-   void addTo(posix_spawn_file_actions_t & actions) const {
-      for (int target = 0; target < firstFreeFd; ++target)
-         if (int const fd = placed_[static_cast<std::size_t>(target)]; fd >= 0)
-            posix_spawn_file_actions_adddup2(&actions, fd, target);
-         else
-            posix_spawn_file_actions_addclose(&actions, target);
-      posix_spawn_file_actions_addclosefrom_np(&actions, firstFreeFd);
-   }
+   std::array<int, 3> const & placed() const { return placed_; }
 
  private:
    std::array<int, 3> given_;
@@ -70,67 +60,12 @@ std::string searchPath(Pelm::String const & searchFirst) {
    return path + (inherited ? inherited : "/usr/sbin:/usr/bin:/sbin:/bin");
 }
 
-bool names(char const * setting, std::string_view variable) {
-   std::string_view const text{setting};
-   return text.starts_with(variable) && text.size() > variable.size() && text[variable.size()] == '=';
-}
-
-std::vector<std::string> childEnvironment(std::string const & path) {
-   std::vector<std::string> settings;
-   for (char ** setting = environ; setting && *setting; ++setting)  // null after clearenv()
-      if (!names(*setting, "LC_ALL") && !names(*setting, "PATH"))
-         settings.emplace_back(*setting);
-   settings.emplace_back("LC_ALL=C");
-   settings.emplace_back("PATH=" + path);
-   return settings;
-}
-
-std::vector<char *> pointers(std::vector<std::string> & texts) {
-   std::vector<char *> result;
-   result.reserve(texts.size() + 1);
-   for (std::string & text : texts)
-      result.push_back(text.data());
-   result.push_back(nullptr);
-   return result;
-}
-
-class SpawnAttributes {
- public:
-   SpawnAttributes() {
-      sigset_t all;
-      sigset_t none;
-      sigfillset(&all);
-      sigemptyset(&none);
-      posix_spawnattr_init(&attributes_);
-      posix_spawnattr_setflags(&attributes_,
-                               POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-      posix_spawnattr_setpgroup(&attributes_, 0);
-      posix_spawnattr_setsigmask(&attributes_, &none);
-      posix_spawnattr_setsigdefault(&attributes_, &all);
-   }
-   SpawnAttributes(SpawnAttributes const &) = delete;
-   SpawnAttributes & operator=(SpawnAttributes const &) = delete;
-   ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
-
-   posix_spawnattr_t const * get() const { return &attributes_; }
-
- private:
-   posix_spawnattr_t attributes_{};
-};
-
 int spawn(pid_t & pid, std::string const & program, std::vector<std::string> & argv, std::string const & path,
           ChildFds const & fds) {
-   static SpawnAttributes const attributes;
-   std::vector<std::string> environment = childEnvironment(path);
-   posix_spawn_file_actions_t actions;
-   posix_spawn_file_actions_init(&actions);
-   fds.addTo(actions);
-   // Returns when the kernel has read the beginning of the program from its disk.
-   BlockingCall const call{"start", program};
-   int const error = posix_spawn(&pid, program.c_str(), &actions, attributes.get(), pointers(argv).data(),
-                                 pointers(environment).data());
-   posix_spawn_file_actions_destroy(&actions);
-   return error;
+   std::vector<std::string> environment = Base::environmentWith({{"LC_ALL", "C"}, {"PATH", path}});
+   BlockingCall const call{"start", program};  // until the kernel has read the program's beginning
+   return Base::spawn(pid, program, Base::textPointers(argv).data(), Base::textPointers(environment).data(),
+                      fds.placed(), Base::SpawnAs::separate);
 }
 
 }  // namespace
