@@ -14,10 +14,6 @@ std::string joined(std::initializer_list<std::string_view> parts) {
    return result;
 }
 
-char first(std::string_view text) {
-   return text.empty() ? '\0' : text.front();
-}
-
 }  // namespace
 
 std::span<KernelMessageGroups const> kernelMessages() {
@@ -32,14 +28,10 @@ KernelMessage const * kernelMessageOf(std::string_view text, KernelMatch & match
    for (KernelMessageGroups const groups : kernelMessages())
       for (KernelMessageGroup const & group : groups) {
          std::string_view behind = text;
-         if (!mayBeginWith(group.beginning, first(text)))
-            continue;
          KernelMatch beginning;
          if (!consumeKernelPattern(group.beginning, behind, beginning))
             continue;
          for (KernelMessage const & message : group.messages) {
-            if (!mayBeginWith(message.pattern, first(behind)))
-               continue;
             std::string_view rest = behind;
             match = beginning;
             if (consumeKernelPattern(message.pattern, rest, match))

@@ -286,33 +286,15 @@ constinit std::array<Reader::Named, 15> const Reader::tokens{{{"dev", &Reader::c
                                                               {"any", &Reader::consumeAny},
                                                               {"end", &Reader::consumeEnd}}};
 
-// Each kind of port begins with its own letter.
-bool mayBeginToken(std::string_view token, char c) {
-   constexpr std::array<std::pair<std::string_view, char>, 3> ports{
-       {{"ata", 'a'}, {"usb", 'u'}, {"card", 'm'}}};
-   for (auto const & [port, letter] : ports)
-      if (token.starts_with(port.front()) && token.starts_with(port))
-         return c == letter;
-   return true;
+bool beginsWithText(std::string_view pattern) {
+   return !pattern.empty() && pattern.front() != '%' && pattern.front() != '<';
 }
 
 }  // namespace
 
-bool mayBeginWith(std::string_view pattern, char c) {
-   if (pattern.empty())
-      return true;
-   if (pattern.front() == '%')
-      return mayBeginToken(pattern.substr(1), c);
-   if (pattern.front() != '<')
-      return pattern.front() == c;
-   std::size_t const close = pattern.find('>');
-   for (std::size_t at = 0; at < close; at = pattern.find('|', at + 1))
-      if (char const next = pattern[at + 1]; next == c || next == '%' || next == '|' || next == '>')
-         return true;
-   return false;
-}
-
 bool consumeKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match) {
+   if (beginsWithText(pattern) && !text.starts_with(pattern.front()))
+      return false;  // most end here, at little cost
    Reader reader{pattern, {text.data(), text.data() + text.size()}, match};
    if (!reader.consumeAll())
       return false;

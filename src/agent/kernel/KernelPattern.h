@@ -45,7 +45,4 @@ struct KernelMatch {
 // %ata, %usb, %card and %nvme names the device; without them, the last of %fs and %pool.
 bool consumeKernelPattern(std::string_view pattern, std::string_view & text, KernelMatch & match);
 
-// Whether a text that begins with this character can match the pattern; a cheap test that rules out most.
-bool mayBeginWith(std::string_view pattern, char c);
-
 }  // namespace Agent
