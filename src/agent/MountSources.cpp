@@ -14,6 +14,7 @@
 
 #include "agent/config/ApplianceConfig.h"
 #include "runtime/Vorn/BlockingCall.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/model/MountSourceFolder.h"
 #include "runtime/model/MountTable.h"
 
@@ -133,7 +134,7 @@ void MountSources::watch() {
    int const enabled = monitor_ ? mnt_monitor_enable_kernel(monitor_.get(), 1) : -ENOMEM;
    int const fd = enabled == 0 ? mnt_monitor_get_fd(monitor_.get()) : enabled;
    if (fd < 0) {
-      notice_("changes of the mount table cannot be watched (" + std::generic_category().message(-fd) +
+      notice_("changes of the mount table cannot be watched (" + Vorn::errorAndRemedy(-fd) +
               "); the files in " + directory_.string() + " stay as they are at the start");
       return;
    }

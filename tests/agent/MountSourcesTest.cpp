@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,7 @@
 
 #include "agent/config/ApplianceConfig.h"
 #include "base/UniqueFd.h"
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/host/Loop.h"
 #include "runtime/model/MountTable.h"
 #include "tests/support/MountNamespace.h"
@@ -75,6 +77,15 @@ TEST_F(MountSourcesTest, WritesAFilePerNameFromTheStartAndNoOthers) {
    EXPECT_EQ(std::distance(fs::directory_iterator{files()}, {}), 2);
    EXPECT_EQ(fs::status(files() / "drive").permissions(), fs::perms{0644});
    EXPECT_TRUE(notices.empty());
+}
+
+TEST_F(MountSourcesTest, SaysWhatWouldLetItWatchTheTableWhereDescriptorsAreScarce) {
+   Support::DescriptorLimit const none{0};
+   auto const kept = sources({});
+   ASSERT_FALSE(notices.empty());
+   EXPECT_TRUE(notices[0].starts_with("changes of the mount table cannot be watched (" +
+                                      Vorn::errorAndRemedy(EMFILE) + "); "))
+       << notices[0];
 }
 
 TEST_F(MountSourcesTest, FollowsTheMountThatIsSeen) {

@@ -9,9 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <system_error>
 #include <utility>
 
+#include "runtime/Vorn/Shortage.h"
 #include "runtime/host/TimeSource.h"
 
 namespace Agent {
@@ -103,8 +103,7 @@ void HttpServer::serve(Base::UniqueFd & client) {
 // Answers whether another attempt may succeed at once.
 bool HttpServer::makeRoom(int error) {
    if (!std::exchange(reportedScarcity_, true))
-      notice_("status: a client cannot be accepted: " + std::generic_category().message(error) +
-              "; raise the limit of open files (LimitNOFILE) or of memory");
+      notice_("status: a client cannot be accepted: " + Vorn::errorAndRemedy(error));
    if (clients_.endOldest() || refuseOne())
       return true;
    acceptingIs(false);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "agent/serve/Http.h"
 #include "base/UniqueFd.h"
+#include "runtime/Vorn/Shortage.h"
 #include "tests/support/HttpExchange.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
@@ -158,7 +160,7 @@ TEST_F(HttpConnectionTest, RefusesAClientWithTheReasonWhenDescriptorsAreScarce) 
    EXPECT_TRUE(first.text().starts_with("HTTP/1.1 503 ")) << first.text();
    EXPECT_TRUE(second.text().ends_with("no descriptor for another client; ask again later\n"));
    ASSERT_EQ(notices.size(), 1U);
-   EXPECT_NE(notices[0].find("Too many open files"), std::string::npos);
+   EXPECT_EQ(notices[0], "status: a client cannot be accepted: " + Vorn::errorAndRemedy(EMFILE));
    HttpExchange third{path, request};
    EXPECT_TRUE(endsWithin(third, 0.05));
    EXPECT_TRUE(third.text().ends_with("whole"));
