@@ -6,7 +6,8 @@
 
 #include <cerrno>
 #include <string>
-#include <utility>
+
+#include "base/UniqueFd.h"
 
 namespace StorageDevices::CookieFile {
 
@@ -15,26 +16,6 @@ namespace {
 constexpr char folderName[] = "debug";
 constexpr char fileName[] = "healthTestCookie";
 
-// Closes its descriptor at the end of the scope and keeps errno.
-class Descriptor {
- public:
-   explicit Descriptor(int fd) : fd_{fd} {}
-   Descriptor(Descriptor const &) = delete;
-   Descriptor & operator=(Descriptor const &) = delete;
-   ~Descriptor() {
-      int const error = errno;
-      if (fd_ >= 0)
-         close(fd_);
-      errno = error;
-   }
-
-   int operator()() const { return fd_; }
-   int release() { return std::exchange(fd_, -1); }
-
- private:
-   int fd_;
-};
-
 int failure(int error) {
    errno = error;
    return -1;
@@ -42,13 +23,13 @@ int failure(int error) {
 
 // Opens the folder below the mount point with O_PATH alone, and finds the device that all must be on.
 int openFolder(Pelm::String const & mountPoint, dev_t & device) {
-   Descriptor const root{::open(mountPoint.data(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+   Base::UniqueFd const root{::open(mountPoint.data(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
    struct stat status {};
-   if (root() < 0 || fstat(root(), &status) != 0)
+   if (!root || fstat(root.get(), &status) != 0)
       return -1;
    device = status.st_dev;
-   Descriptor folder{openat(root(), folderName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
-   if (folder() < 0 || fstat(folder(), &status) != 0)
+   Base::UniqueFd folder{openat(root.get(), folderName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+   if (!folder || fstat(folder.get(), &status) != 0)
       return -1;
    if (S_ISLNK(status.st_mode) || status.st_dev != device)
       return failure(ELOOP);
@@ -74,12 +55,12 @@ int openItself(int place, int flags) {
 
 // Opens an existing file. Opens it with O_PATH first, since opening a device may already trigger an action.
 int openPresent(int folder, dev_t device, int flags) {
-   Descriptor const place{openat(folder, fileName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
-   if (place() < 0)
+   Base::UniqueFd const place{openat(folder, fileName, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+   if (!place)
       return -1;
-   if (!isOwn(place(), device))
+   if (!isOwn(place.get(), device))
       return failure(ELOOP);
-   return openItself(place(), flags & ~O_CREAT);
+   return openItself(place.get(), flags & ~O_CREAT);
 }
 
 int openOrMake(int folder, dev_t device, int flags) {
@@ -107,19 +88,19 @@ int mkdir(Pelm::String const & mountPoint) {
 
 int unlink(Pelm::String const & mountPoint) {
    dev_t device = 0;
-   Descriptor const folder{openFolder(mountPoint, device)};
-   return folder() < 0 ? -1 : unlinkat(folder(), fileName, 0);
+   Base::UniqueFd const folder{openFolder(mountPoint, device)};
+   return !folder ? -1 : unlinkat(folder.get(), fileName, 0);
 }
 
 int open(Pelm::String const & mountPoint, int flags) {
    dev_t device = 0;
-   Descriptor const folder{openFolder(mountPoint, device)};
-   if (folder() < 0)
+   Base::UniqueFd const folder{openFolder(mountPoint, device)};
+   if (!folder)
       return errno == ENOTDIR ? failure(ELOOP) : -1;
-   Descriptor file{openOrMake(folder(), device, flags)};
-   if (file() < 0)
+   Base::UniqueFd file{openOrMake(folder.get(), device, flags)};
+   if (!file)
       return -1;
-   return isOwn(file(), device) ? file.release() : failure(ELOOP);
+   return isOwn(file.get(), device) ? file.release() : failure(ELOOP);
 }
 
 }  // namespace StorageDevices::CookieFile

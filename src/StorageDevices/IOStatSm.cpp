@@ -11,6 +11,7 @@
 #include "StorageDevices/BlockStat.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/PathPattern.h"
+#include "base/UniqueFd.h"
 #include "runtime/Vorn/Failure.h"
 #include "runtime/Vorn/Machine.h"
 #include "runtime/Vorn/Trace.h"
@@ -32,16 +33,16 @@ class FirstLine {
  public:
    bool open(std::string const & path) {
       do
-         fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-      while (fd_ < 0 && errno == EINTR);
-      return fd_ >= 0;
+         fd_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+      while (!fd_ && errno == EINTR);
+      return fd_.get() >= 0;
    }
 
    // False when there is none.
    bool read() {
       ssize_t size = 0;
       do
-         size = ::read(fd_, text_.data(), text_.size());
+         size = ::read(fd_.get(), text_.data(), text_.size());
       while (size < 0 && errno == EINTR);
       if (size <= 0)
          return false;
@@ -56,16 +57,8 @@ class FirstLine {
 
    std::string_view text() const { return line_; }
 
-   FirstLine() = default;
-   FirstLine(FirstLine const &) = delete;
-   FirstLine & operator=(FirstLine const &) = delete;
-   ~FirstLine() {
-      if (fd_ >= 0)
-         close(fd_);
-   }
-
  private:
-   int fd_ = -1;
+   Base::UniqueFd fd_;
    std::array<char, 4096> text_;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by `read`
    std::string_view line_;
 };

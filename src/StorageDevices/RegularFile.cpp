@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "StorageDevices/CharacterClasses.h"
+#include "base/UniqueFd.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/model/MountSourceFolder.h"
 
@@ -43,14 +44,13 @@ FileText readBelow(int folder, std::string const & path, std::size_t maxBytes) {
       return {{}, errno, true, 0};
    if (!S_ISREG(status.st_mode))
       return {{}, 0, false, 0};
-   int const fd = openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-   if (fd < 0)
+   Base::UniqueFd const fd{openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+   if (!fd)
       return {{}, errno, true, 0};
-   if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode))
-      readAll(fd, file, maxBytes);
+   if (fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode))
+      readAll(fd.get(), file, maxBytes);
    else
       file.regular = false;
-   close(fd);
    return file;
 }
 
@@ -62,14 +62,13 @@ FileText readRegularFile(std::string const & path, std::size_t maxBytes) {
 }
 
 FileText readMountSource(std::string const & directory, std::string const & name, std::size_t maxBytes) {
-   int const folder = Mounts::openSourceFolder(directory);
-   if (folder < 0)
-      return {{}, -folder, true, 0};
+   int const opened = Mounts::openSourceFolder(directory);
+   if (opened < 0)
+      return {{}, -opened, true, 0};
+   Base::UniqueFd const folder{opened};
    Vorn::BlockingCall const call{"read", directory + "/" + name};
    // The dot keeps a name that begins with a slash below the directory.
-   FileText file = readBelow(folder, "./" + name, maxBytes);
-   close(folder);
-   return file;
+   return readBelow(folder.get(), "./" + name, maxBytes);
 }
 
 }  // namespace StorageDevices

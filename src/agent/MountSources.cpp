@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "agent/config/ApplianceConfig.h"
+#include "base/UniqueFd.h"
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Shortage.h"
 #include "runtime/model/MountSourceFolder.h"
@@ -156,18 +157,18 @@ void MountSources::handleMountTable() {
 }
 
 void MountSources::write() {
-   int const directory = openDirectory(directory_);
-   outcome(directory_, directory < 0 ? -directory : 0);
-   if (directory < 0)
+   int const opened = openDirectory(directory_);
+   outcome(directory_, opened < 0 ? -opened : 0);
+   if (opened < 0)
       return;
+   Base::UniqueFd const directory{opened};
    // The opened directory, whatever its path leads to by now.
-   fs::path const place = "/proc/self/fd/" + std::to_string(directory);
+   fs::path const place = "/proc/self/fd/" + std::to_string(directory.get());
    for (std::string const & name : names_) {
       fs::path const file = directory_ / name;
       Vorn::BlockingCall const call{"write", file.native()};
       outcome(file, writeSource(place / name, name));
    }
-   close(directory);
 }
 
 void MountSources::outcome(fs::path const & path, int error) {

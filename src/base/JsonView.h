@@ -5,6 +5,7 @@
 #include <rapidjson/error/en.h>
 
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -30,6 +31,13 @@ inline rapidjson::Value const * jsonMember(rapidjson::Value const * value, std::
    rapidjson::Value const key{rapidjson::StringRef(name.data(), name.size())};
    auto const member = value->FindMember(key);
    return member == value->MemberEnd() ? nullptr : &member->value;
+}
+
+// The elements of an array; none of any other value, or of null.
+inline std::span<rapidjson::Value const> jsonElements(rapidjson::Value const * value) {
+   if (value == nullptr || !value->IsArray())
+      return {};
+   return {value->Begin(), value->Size()};
 }
 
 inline std::string_view jsonText(rapidjson::Value const & value) {

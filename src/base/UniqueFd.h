@@ -1,8 +1,9 @@
-// Owns an open descriptor and closes it.
+// Owns an open descriptor and closes it. The end of one does not change errno.
 #pragma once
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace Base {
@@ -22,9 +23,11 @@ class UniqueFd {
    explicit operator bool() const { return fd_ >= 0; }
    int release() { return std::exchange(fd_, -1); }
    void reset(int fd = -1) {
+      int const error = errno;
       int const before = std::exchange(fd_, fd);
       if (before >= 0)
          close(before);
+      errno = error;
    }
 
  private:

@@ -70,19 +70,11 @@ Cell verdictCell(Json const * verdict) {
    return {word, toneOf(word)};
 }
 
-template <class Visit>
-void forEachElement(Json const * array, Visit visit) {
-   if (array != nullptr && array->IsArray())
-      for (Json const & element : array->GetArray())
-         visit(element);
-}
-
 // All of them, as they come: the worst first.
 Cell reasonCell(Json const * verdict) {
    Cell cell{"", toneOf(Base::jsonText(verdict, "verdict"))};
-   forEachElement(Base::jsonMember(verdict, "reasons"), [&cell](Json const & reason) {
+   for (Json const & reason : Base::jsonElements(Base::jsonMember(verdict, "reasons")))
       cell.text.append(cell.text.empty() ? "" : "; ").append(Base::jsonText(&reason, "text"));
-   });
    return cell;
 }
 
@@ -103,16 +95,16 @@ std::string sourceText(Json const & reading) {
 
 Cell readingCell(Json const * readings, std::optional<double> now) {
    Cell cell;
-   forEachElement(readings, [&](Json const & reading) {
+   for (Json const & reading : Base::jsonElements(readings)) {
       auto const since = Base::jsonNumber(&reading, "failingSince");
       if (!since.has_value())
-         return;
+         continue;
       cell.text.append(cell.text.empty() ? "" : "; ").append(sourceText(reading)).append(" failing");
       if (now.has_value())
          cell.text.append(" for ").append(spanText(*now - *since));
       cell.text.append(": ").append(Base::jsonText(&reading, "reason"));
       cell.tone = Tone::warning;
-   });
+   }
    return cell;
 }
 
@@ -165,18 +157,13 @@ DiskRow diskRow(Json const & state, std::string const & name, Json const & disk)
 }
 
 Json const * lastMessageOf(DiskRow const & disk, Json const * messages) {
-   if (messages == nullptr || !messages->IsArray())
-      return nullptr;
-   for (Json const * message = messages->End(); message != messages->Begin();) {
-      --message;
-      auto const * arguments = Base::jsonMember(message, "arguments");
-      if (arguments == nullptr || !arguments->IsArray())
-         continue;
-      if (std::any_of(arguments->Begin(), arguments->End(),
-                      [&disk](Json const & argument) { return names(Base::jsonText(argument), disk); }))
-         return message;
-   }
-   return nullptr;
+   auto const all = Base::jsonElements(messages);
+   auto const found = std::find_if(all.rbegin(), all.rend(), [&disk](Json const & message) {
+      auto const arguments = Base::jsonElements(Base::jsonMember(&message, "arguments"));
+      return std::any_of(arguments.begin(), arguments.end(),
+                         [&disk](Json const & argument) { return names(Base::jsonText(argument), disk); });
+   });
+   return found == all.rend() ? nullptr : &*found;
 }
 
 }  // namespace Agent

@@ -1,11 +1,7 @@
 #include "command/StatusClient.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <boost/beast/http/basic_parser.hpp>
 
@@ -17,6 +13,8 @@
 #include <utility>
 
 #include "base/Text.h"
+#include "base/UniqueFd.h"
+#include "base/UnixAddress.h"
 
 namespace Agent {
 
@@ -40,29 +38,22 @@ class Exchange {
  public:
    Exchange(std::string const & path, std::chrono::milliseconds time)
        : path_{path}, time_{time}, deadline_{Clock::now() + time} {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      if (path.empty() || path.size() >= sizeof address.sun_path)
+      if (path.empty() || path.size() > Base::UnixAddress::longestPath)
          fail("a socket's path must have 1 to 107 bytes: name another with --socket");
-      path.copy(address.sun_path, path.size());
-      fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-      if (fd_ < 0)
+      fd_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+      if (!fd_)
          fail(std::generic_category().message(errno));
-      connectTo(address);
+      connectTo(Base::UnixAddress{path});
    }
-   Exchange(Exchange const &) = delete;
-   Exchange & operator=(Exchange const &) = delete;
-   ~Exchange() { closeSocket(); }
 
-   [[noreturn]] void fail(std::string const & what) {
-      closeSocket();
+   [[noreturn]] void fail(std::string const & what) const {
       throw StatusError{Base::escaped(path_) + ": " + what};
    }
 
    void send(std::string_view text) {
       while (!text.empty()) {
          boundWaits();
-         ssize_t const sent = ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
+         ssize_t const sent = ::send(fd_.get(), text.data(), text.size(), MSG_NOSIGNAL);
          if (sent < 0 && errno != EINTR)
             failOn(errno);
          text.remove_prefix(sent < 0 ? 0 : static_cast<std::size_t>(sent));
@@ -74,7 +65,7 @@ class Exchange {
       std::array<char, 65536> buffer;
       for (;;) {
          boundWaits();
-         ssize_t const received = recv(fd_, buffer.data(), buffer.size(), 0);
+         ssize_t const received = recv(fd_.get(), buffer.data(), buffer.size(), 0);
          if (received < 0 && errno == EINTR)
             continue;
          if (received < 0)
@@ -88,11 +79,10 @@ class Exchange {
    void restartTime() { deadline_ = Clock::now() + time_; }
 
  private:
-   void connectTo(sockaddr_un const & address) {
+   void connectTo(Base::UnixAddress const & address) {
       for (;;) {
          boundWaits();
-         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the socket interface wants it
-         if (connect(fd_, reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0)
+         if (connect(fd_.get(), address.get(), address.size()) == 0)
             return;
          if (errno != EINTR)
             failOn(errno);
@@ -106,8 +96,8 @@ class Exchange {
       if (left <= 0)
          failOn(EAGAIN);
       timeval const time{left / 1000000, left % 1000000};
-      if (setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0 ||
-          setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time) != 0)
+      if (setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0 ||
+          setsockopt(fd_.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time) != 0)
          fail(std::generic_category().message(errno));
    }
 
@@ -126,16 +116,10 @@ class Exchange {
       fail(std::generic_category().message(error) + ": " + startHint);
    }
 
-   void closeSocket() {
-      if (fd_ >= 0)
-         close(fd_);
-      fd_ = -1;
-   }
-
    std::string path_;
    std::chrono::milliseconds time_;
    Clock::time_point deadline_;
-   int fd_ = -1;
+   Base::UniqueFd fd_;
 };
 
 using Take = std::function<void(std::string_view)>;

@@ -183,9 +183,8 @@ std::string readiness(Json const & state) {
 std::string missing(Json const & state) {
    Json const * const mountPoints = Base::jsonMember(Base::jsonMember(&state, "unit"), "missing");
    std::string result;
-   if (mountPoints != nullptr && mountPoints->IsArray())
-      for (Json const & mountPoint : mountPoints->GetArray())
-         result += (result.empty() ? ", none at " : ", ") + safe(Base::jsonText(mountPoint));
+   for (Json const & mountPoint : Base::jsonElements(mountPoints))
+      result += (result.empty() ? ", none at " : ", ") + safe(Base::jsonText(mountPoint));
    return result;
 }
 
@@ -211,9 +210,10 @@ std::string whyNoDisks(Json const & state) {
 
 // The newest message unless a row shows it; for example that of a disk that is gone.
 std::string messageWithoutRow(std::vector<DiskRow> const & rows, Json const * messages) {
-   if (messages == nullptr || !messages->IsArray() || messages->Empty())
+   auto const all = Base::jsonElements(messages);
+   if (all.empty())
       return {};
-   Json const & newest = *(messages->End() - 1);
+   Json const & newest = all.back();
    bool const shown =
        std::any_of(rows.begin(), rows.begin() + static_cast<long>(std::min(rows.size(), maxRows)),
                    [&](DiskRow const & disk) { return lastMessageOf(disk, messages) == &newest; });

@@ -31,9 +31,7 @@ DiskState diskState(rapidjson::Value const & value) {
 }
 
 std::string failingReading(rapidjson::Value const * readings) {
-   if (readings == nullptr || !readings->IsArray())
-      return {};
-   for (auto const & reading : readings->GetArray())
+   for (auto const & reading : Base::jsonElements(readings))
       if (std::string const reason = Base::jsonText(&reading, "reason"); !reason.empty())
          return Base::jsonText(&reading, "source") + ": " + reason;
    return {};
@@ -41,9 +39,8 @@ std::string failingReading(rapidjson::Value const * readings) {
 
 std::vector<std::string> codesOf(rapidjson::Value const * reasons) {
    std::vector<std::string> codes;
-   if (reasons != nullptr && reasons->IsArray())
-      for (auto const & reason : reasons->GetArray())
-         codes.push_back(Base::jsonText(&reason, "code"));
+   for (auto const & reason : Base::jsonElements(reasons))
+      codes.push_back(Base::jsonText(&reason, "code"));
    return codes;
 }
 
@@ -69,9 +66,7 @@ void forEachMember(rapidjson::Value const * object, Visit visit) {
 }
 
 void addMessages(ApplianceState & state, rapidjson::Value const * messages) {
-   if (messages == nullptr || !messages->IsArray())
-      return;
-   for (auto const & message : messages->GetArray())
+   for (auto const & message : Base::jsonElements(messages))
       state.messages.push_back(
           {natural(message, "sequence"), Base::jsonText(&message, "name"), Base::jsonText(&message, "text")});
 }
@@ -195,10 +190,8 @@ ApplianceState parseState(std::string_view document, std::string_view messages) 
 std::vector<std::string> messageNames(std::string_view catalogue) {
    auto const json = parsedObject(catalogue, "catalogue");
    std::vector<std::string> names;
-   auto const * messages = Base::jsonMember(&json, "messages");
-   if (messages != nullptr && messages->IsArray())
-      for (auto const & message : messages->GetArray())
-         names.push_back(Base::jsonText(&message, "name"));
+   for (auto const & message : Base::jsonElements(Base::jsonMember(&json, "messages")))
+      names.push_back(Base::jsonText(&message, "name"));
    return names;
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/UniqueFd.h"
 #include "simulation/TextFile.h"
 
 namespace StorageDevices::Simulation {
@@ -23,10 +24,8 @@ bool supportsDirectIo(fs::path const & folder) {
    constexpr std::size_t size = 4096;
    alignas(size) static char const block[size] = {};
    auto const probe = folder / "probe";
-   int const fd = open(probe.c_str(), O_WRONLY | O_CREAT | O_DIRECT | O_CLOEXEC, 0600);
-   bool const good = fd >= 0 && write(fd, block, size) == static_cast<ssize_t>(size);
-   if (fd >= 0)
-      close(fd);
+   Base::UniqueFd const fd{open(probe.c_str(), O_WRONLY | O_CREAT | O_DIRECT | O_CLOEXEC, 0600)};
+   bool const good = write(fd.get(), block, size) == static_cast<ssize_t>(size);
    unlink(probe.c_str());
    return good;
 }

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "agent/tools/ChildList.h"
+#include "base/UniqueFd.h"
 #include "runtime/host/TimeSource.h"
 
 namespace Agent {
@@ -33,10 +34,9 @@ bool isReaped(pid_t pid) {
 }
 
 void awaitDeath(pid_t pid, double patience) {
-   pollfd died{watch(pid), POLLIN, 0};
+   Base::UniqueFd const process{watch(pid)};
+   pollfd died{process.get(), POLLIN, 0};
    poll(&died, 1, static_cast<int>(patience * 1e3));
-   if (died.fd >= 0)
-      close(died.fd);
 }
 
 }  // namespace
