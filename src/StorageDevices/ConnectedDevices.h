@@ -13,6 +13,8 @@
 
 namespace StorageDevices {
 
+// A record is immutable: whoever keeps a pointer keeps the values of that moment, and learns of a change from
+// the notification of `disk` alone.
 class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
  public:
    // By name, which is the serial number as soon as the device is identified.
@@ -29,6 +31,7 @@ class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
       if (!stored || !stored->isEq(*record))
          disk.memberIs(name, std::move(record));
    }
+   // The disk was removed, or is known by another name now. Nothing without such a record.
    void diskDel(Pelm::String const & name) { disk.memberDel(name); }
    void diskDelAll() { disk.memberDelAll(); }
 
@@ -43,7 +46,8 @@ class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
    }
    void udevSerialToSerialMapDelAll() { udevSerialToSerialMap.memberDelAll(); }
 
-   // The name of the disk with that mount point; empty when there is none.
+   // The name of the disk with that mount point, for example /mnt/drive; of several, the one added first.
+   // Empty when there is none. Nothing asks whether it is mounted.
    Pelm::String getDiskMountedAt(Pelm::String const & mountPoint) const {
       for (auto const & [name, record] : disk)
          if (record->mountPoint() == mountPoint)

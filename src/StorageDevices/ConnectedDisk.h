@@ -39,19 +39,23 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
 
    // The key of the record: the serial from udev, then the one that a collector read from the device.
    Pelm::String const & name() const { return name_; }
+   // The type under which the entity MIB lists the device.
    EntityMib::StorageType mibType() const { return mibType_; }
-   // The device node, for example /dev/sda.
+   // The device node of the whole disk, for example /dev/sda; never a partition.
    Pelm::String const & blockDevice() const { return blockDevice_; }
-   // "/mnt/" and the mount name of the device's blockdev entry.
+   // "/mnt/" and the mount name of the device's blockdev entry. Where it should be mounted: whether it is,
+   // this record does not say.
    Pelm::String const & mountPoint() const { return mountPoint_; }
+   // From the device's collector; of a removable disk from udev. May be empty, and may hold any bytes.
    Pelm::String const & model() const { return model_; }
    Pelm::String const & firmwareRevision() const { return firmwareRevision_; }
    // Whether the device is not part of the unit's fixed storage.
    bool removable() const { return removable_; }
+   // `other` for eMMC devices and cards, which have no bus address.
    BusType busType() const { return busType_; }
    // SATA: the SCSI host's id; USB: the port; NVMe: the namespace's name; otherwise empty.
    Pelm::String const & devAddress() const { return devAddress_; }
-   // Gigabytes of 10^9 bytes, rounded.
+   // Gigabytes of 10^9 bytes, rounded; 0: the size is not known.
    std::uint32_t sizeGb() const { return sizeGb_; }
 
    // The block device without its directory, for example sda.
@@ -64,7 +68,7 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
    // none.
    Pelm::String deviceIntfAndAddress() const;
 
-   // Whether all ten fields are equal.
+   // Whether all ten fields are equal: then the stored record stays, and nobody is notified.
    bool isEq(ConnectedDisk const & other) const {
       return isEqButTexts(other) && model_ == other.model_ && firmwareRevision_ == other.firmwareRevision_;
    }

@@ -15,9 +15,9 @@ constexpr std::string_view smartctl = "smartctl";
 // drive's state.
 constexpr std::array<std::string_view, 8> smartctlBits{
     "command line not understood",
-    "device open failed, or it could not be identified or sleeps",
+    "the device could not be opened or identified, or is in a low-power mode",
     "a command to the disk failed or a checksum was wrong",
-    "SMART says DISK FAILING",
+    "SMART reports that the disk is failing",
     "prefail attributes at or below their threshold",
     "attributes were at or below their threshold in the past",
     "the error log has errors",
@@ -53,7 +53,7 @@ std::string runMeaning(Brul::FinishedRun const & run) {
 
 std::string runMeaning(std::string_view program, int exitCode, bool timedOut) {
    if (timedOut)
-      return "took longer than its limit";
+      return "exceeded its time limit";
    if (exitCode < 0)
       return "ended by signal " + signalName(-exitCode);
    if (exitCode == 0)

@@ -129,7 +129,7 @@ MountSources::~MountSources() {
 void MountSources::watch() {
    if (int const error = watchTable(); error != 0) {
       notice_("changes of the mount table cannot be watched (" + Vorn::errorAndRemedy(error) +
-              "); the files in " + directory_.string() + " stay as they are at the start");
+              "); the files in " + directory_.string() + " are not updated any more");
       return;
    }
    reactor_.notifierIs(mountTable_);

@@ -31,7 +31,7 @@ void Rescans::handleRemoval() {
 
 void Rescans::handleUnclassified(Vorn::Change<StorageDevices::Unclassified> const & change) {
    if (!change.now) {
-      notice_(LOG_INFO, change.old->device.str() + ": no longer short of descriptors, processes or memory");
+      notice_(LOG_INFO, change.old->device.str() + ": the shortage has ended");
       return;
    }
    notice_(LOG_ERR, change.now->device.str() + ": not classified: " + change.now->attempt.str() + ": " +

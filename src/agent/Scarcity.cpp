@@ -9,9 +9,9 @@ namespace Agent {
 std::optional<std::string> descriptorsLine(unsigned long allowed) {
    if (allowed >= fewDescriptors)
       return std::nullopt;
-   return "no more than " + std::to_string(allowed) +
-          " descriptors may be open, which is too few to watch disks: " + Vorn::shortageRemedy(EMFILE) +
-          ", to " + std::to_string(fewDescriptors) + " at the least";
+   return "the limit of " + std::to_string(allowed) +
+          " open files is too low to watch disks: " + Vorn::shortageRemedy(EMFILE) + " to at least " +
+          std::to_string(fewDescriptors);
 }
 
 }  // namespace Agent

@@ -41,8 +41,8 @@ void StorageAgent::toolsAre(Config::Tools const & tools) {
    StorageDevices::toolRulesIs(*tracker_, tools);
    if (tools.nvmeCompat && StorageDevices::nvmeFilterDirectory().empty())
       log_.notice(LOG_WARNING,
-                  "the nvme filter is not installed beside the library, so versions of nvme-cli that print "
-                  "other layouts go unread; install it, or set tools.nvme_compat = false");
+                  "the nvme filter is not installed beside the library, so the output of some versions of "
+                  "nvme-cli cannot be read; install it, or set tools.nvme_compat = false");
 }
 
 void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {
@@ -114,8 +114,8 @@ void StorageAgent::reload() {
       traceLevelsAre(before.trace);
       // The records of kernel errors and the verdicts may know different disks.
       std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
-      log_.notice(LOG_INFO, "configuration read again: " + changeText(change) +
-                                (forgotten == 0 ? "" : "; disks that are gone and forgotten: ") +
+      log_.notice(LOG_INFO, "configuration reloaded: " + changeText(change) +
+                                (forgotten == 0 ? "" : "; records of removed disks deleted: ") +
                                 (forgotten == 0 ? "" : std::to_string(forgotten)));
    } catch (ConfigError const & error) {
       log_.notice(LOG_ERR, std::string{error.what()} + "; the configuration stays as it was");

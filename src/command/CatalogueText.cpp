@@ -27,17 +27,11 @@ void writeEntry(Writer & writer, CatalogueEntry const & entry) {
    writer.Key("explanation");
    writeText(writer, entry.explanation);
    writer.Key("recommendedAction");
-   if (auto const * text = std::get_if<std::string_view>(&entry.recommendedAction))
-      writeText(writer, *text);
+   if (entry.standardAction)
+      writer.Uint(*entry.standardAction);
    else
-      writer.Uint(std::get<std::uint8_t>(entry.recommendedAction));
+      writeText(writer, entry.recommendedAction);
    writer.EndObject();
-}
-
-std::string actionText(CatalogueEntry const & entry) {
-   if (auto const * text = std::get_if<std::string_view>(&entry.recommendedAction))
-      return Base::escaped(*text);
-   return "standard action " + std::to_string(std::get<std::uint8_t>(entry.recommendedAction));
 }
 
 }  // namespace
@@ -63,7 +57,7 @@ std::string catalogueText(std::span<CatalogueEntry const> entries) {
       result += Base::escaped(entry.name) + " (" + std::string{Base::severityWord(entry.severity)} + ")\n";
       result += "   " + Base::escaped(entry.format) + "\n";
       result += "   Meaning: " + Base::escaped(entry.explanation) + "\n";
-      result += "   Action:  " + actionText(entry) + "\n";
+      result += "   Action:  " + Base::escaped(entry.recommendedAction) + "\n";
    }
    return result;
 }

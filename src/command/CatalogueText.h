@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace Agent {
 
@@ -15,15 +15,16 @@ struct CatalogueEntry {
    int severity = 0;  // as in syslog: 3 error, 4 warning, 6 informational
    std::string_view format;
    std::string_view explanation;
-   // A text, or the number of one of the log framework's standard actions.
-   std::variant<std::string_view, std::uint8_t> recommendedAction;
+   std::string_view recommendedAction;  // the sentence, of a standard action too
+   // The number of the standard action; empty: the message has an action of its own.
+   std::optional<std::uint8_t> standardAction;
 };
 
 // {"messages": [{"name", "severity", "format", "explanation", "recommendedAction"}]} in the given order,
-// with a line break at the end.
+// with a line break at the end. A standard action is its number, any other its text.
 std::string catalogueJson(std::span<CatalogueEntry const> entries);
 
-// A paragraph per message in the given order.
+// A paragraph per message in the given order. Every action is a sentence.
 std::string catalogueText(std::span<CatalogueEntry const> entries);
 
 }  // namespace Agent

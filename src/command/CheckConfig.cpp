@@ -12,8 +12,8 @@ std::string filesText(Config const & config, StorageDevices::Examination const &
    std::string const file = config.appliance.etcDir + "/blockdev";
    if (!examination.blockdevReadable)
       return file +
-             ": cannot be read, so every device is skipped; it has pairs of a path pattern and a mount "
-             "name\n";
+             ": cannot be read, so every device is skipped; it must contain pairs of a path pattern "
+             "and a mount name\n";
    if (examination.blockdevEntries == 0)
       return file + ": has no entry, so every device is skipped\n";
    return file + ": " + std::to_string(examination.blockdevEntries) +
@@ -32,7 +32,7 @@ std::string missingText(Config const & config, StorageDevices::Examination const
                        [&](auto const & device) { return isMountedBy(device, mount); }))
          text.append("expected mount ")
              .append(mount)
-             .append(": no device on this machine would become /mnt/")
+             .append(": no disk of this machine is classified as /mnt/")
              .append(mount)
              .append("\n");
    }

@@ -38,7 +38,7 @@ void addSocketOption(CLI::App & app, Command & command) {
 }
 
 void addStatus(CLI::App & app, Command & command) {
-   auto * sub = app.add_subcommand("status", "Show what the running agent knows of each disk");
+   auto * sub = app.add_subcommand("status", "Show the health of each disk, as the running agent reports it");
    auto * json = sub->add_flag("--json", command.json, "Print the state document");
    sub->add_flag("--watch", command.watch, "Redraw until interrupted")->excludes(json);
    addSocketOption(*sub, command);
@@ -47,8 +47,8 @@ void addStatus(CLI::App & app, Command & command) {
 
 void addMessages(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand("messages", "Show the latest messages of the running agent, newest last");
-   sub->add_flag("--json", command.json, "Print them as JSON; with --follow one a line");
-   sub->add_flag("--follow", command.follow, "Go on with those that come until interrupted");
+   sub->add_flag("--json", command.json, "Print them as JSON; with --follow one message per line");
+   sub->add_flag("--follow", command.follow, "Keep printing new messages until interrupted");
    addSocketOption(*sub, command);
    sub->callback([&command] { command.kind = Command::Kind::messages; });
 }

@@ -103,14 +103,14 @@ class Exchange {
 
    [[noreturn]] void failOn(int error) {
       if (error == ENOENT)
-         fail(std::string{"there is no such socket: "} + startHint);
+         fail(std::string{"the socket does not exist: "} + startHint);
       if (error == ECONNREFUSED)
          fail(std::string{"no program answers on this socket: "} + startHint);
       if (error == EACCES || error == EPERM)
          fail("permission denied: run this as root or as a user who may use the socket");
       if (error == EAGAIN)
-         fail("no whole answer within " + std::to_string(time_.count()) +
-              " ms: the agent stalls, see its log");
+         fail("no complete answer within " + std::to_string(time_.count()) +
+              " ms: the agent is stalled, see its log");
       if (error == ECONNRESET || error == EPIPE)
          fail(closedAtOnce);
       fail(std::generic_category().message(error) + ": " + startHint);

@@ -179,12 +179,12 @@ std::string readiness(Json const & state) {
           (count == 1 ? " device waits to be classified, " : " devices wait to be classified, ");
 }
 
-// ", none at /mnt/a, /mnt/b".
+// ", missing: /mnt/a, /mnt/b".
 std::string missing(Json const & state) {
    Json const * const mountPoints = Base::jsonMember(Base::jsonMember(&state, "unit"), "missing");
    std::string result;
    for (Json const & mountPoint : Base::jsonElements(mountPoints))
-      result += (result.empty() ? ", none at " : ", ") + safe(Base::jsonText(mountPoint));
+      result += (result.empty() ? ", missing: " : ", ") + safe(Base::jsonText(mountPoint));
    return result;
 }
 

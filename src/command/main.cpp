@@ -35,7 +35,7 @@ namespace {
 
 void print(std::string const & text) {
    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-      throw std::system_error{errno, std::generic_category(), "standard output does not take the answer"};
+      throw std::system_error{errno, std::generic_category(), "standard output cannot be written"};
 }
 
 // Part by part, so that a long document needs no memory.
@@ -69,9 +69,9 @@ int runAgent(Agent::Command const & command) {
 int checkConfig(Agent::Command const & command) {
    Agent::Config const config = Agent::configAt(command.configPath);
    bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
-   std::string const source = present
-                                  ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
-                                  : std::string{Agent::defaultConfigPath} + ": not there, the defaults apply";
+   std::string const source =
+       present ? command.configPath.value_or(Agent::defaultConfigPath) + ": valid"
+               : std::string{Agent::defaultConfigPath} + ": does not exist; the defaults are used";
    auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
    print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
@@ -89,12 +89,10 @@ int showCatalogue(Agent::Command const & command) {
    for (Vorn::Module const * const module : Vorn::modules())
       for (Vorn::LogDescriptor const & descriptor : module->logDescriptors) {
          auto const & action = descriptor.recommendedAction;
-         Agent::CatalogueEntry entry{
-             descriptor.name, descriptor.severity, descriptor.format, descriptor.explanation, {}};
+         Agent::CatalogueEntry entry{descriptor.name,        descriptor.severity, descriptor.format,
+                                     descriptor.explanation, action.text(),       std::nullopt};
          if (action.isStandard())
-            entry.recommendedAction = static_cast<std::uint8_t>(action.code());
-         else
-            entry.recommendedAction = std::string_view{action.ownText()};
+            entry.standardAction = static_cast<std::uint8_t>(action.code());
          entries.push_back(entry);
       }
    print(command.json ? Agent::catalogueJson(entries) : Agent::catalogueText(entries));

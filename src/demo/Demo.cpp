@@ -185,7 +185,7 @@ std::string Demo::complaint() const {
    if (missed_ > 0)
       return std::to_string(missed_) + (missed_ == 1 ? " step was" : " steps were") + " not seen";
    if (auto const missing = messagesMissing(); missing > 0)
-      return std::to_string(missing) + (missing == 1 ? " message" : " messages") + " did not come";
+      return std::to_string(missing) + (missing == 1 ? " message was" : " messages were") + " not logged";
    return {};
 }
 
@@ -200,7 +200,7 @@ std::string Demo::summary() const {
    if (catalogue_.empty())
       return text;
    text += "\n" + std::to_string(catalogue_.size() - messagesMissing()) + " of the " +
-           std::to_string(catalogue_.size()) + " messages came:";
+           std::to_string(catalogue_.size()) + " messages were logged:";
    for (auto const & name : catalogue_) {
       auto const times = messages_.find(name);
       std::array<char, 96> line{};

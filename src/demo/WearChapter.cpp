@@ -61,7 +61,7 @@ Chapter wearChapter() {
                 "since when, so nothing is logged",
         .act = [](SimulatedUnit & unit) { allAre(unit, worn(9, 40), terabyte); },
         .reached = [](ApplianceState const & state) { return lifeUsedIs(state, 9); }},
-       {.text = "Two more are gone in no time",
+       {.text = "Two more percent are lost at once",
         .act = [](SimulatedUnit & unit) { allAre(unit, worn(11, 46), 3 * terabyte); },
         .reached =
             [](ApplianceState const & state) { return bothLogged(state, "STORAGEDEVICE_LIFETIME_INFO"); }},

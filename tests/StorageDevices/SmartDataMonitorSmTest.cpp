@@ -267,7 +267,8 @@ TEST_F(SmartDataMonitorSmTest, RecordsWhySinceWhenAndHowOftenReadingsFail) {
    Vorn::Seconds const first = Vorn::System::currentTime();
    poll();
    ASSERT_TRUE(reading.failure());
-   EXPECT_EQ(reading.failure()->reason, "device open failed, or it could not be identified or sleeps");
+   EXPECT_EQ(reading.failure()->reason,
+             "the device could not be opened or identified, or is in a low-power mode");
    time->jumpBy(10);
    toolPrints("{}");
    Vorn::Seconds const second = Vorn::System::currentTime();
@@ -294,7 +295,7 @@ TEST_F(SmartDataMonitorSmTest, RecordsAReadingThatTheTimeLimitEndedAsHanging) {
    toolDoes("exec sleep 60");
    interval_->intervalIs(61);
    ASSERT_TRUE(Support::turnInRealTime([&] { return bool{record()->reading.failure()}; }));
-   EXPECT_EQ(record()->reading.failure()->reason, "took longer than its limit");
+   EXPECT_EQ(record()->reading.failure()->reason, "exceeded its time limit");
    EXPECT_TRUE(record()->reading.failure()->hangs);
 }
 
@@ -634,7 +635,7 @@ TEST_F(SmartDataMonitorSmTest, EndsAHangingToolAtItsLimitAndRunsItAgainAtTheNext
    EXPECT_EQ(traces_.errors()[0],
              std::string{smartctlHandler} +
                  " Error running smartctl for /dev/sda; exit code: " + std::to_string(-SIGTERM));
-   EXPECT_EQ(traces_.errors()[1], std::string{smartctlHandler} + " smartctl: it passed its time limit");
+   EXPECT_EQ(traces_.errors()[1], std::string{smartctlHandler} + " smartctl: it exceeded its time limit");
 }
 
 // Deviates in two attributes and counts how often it is asked.

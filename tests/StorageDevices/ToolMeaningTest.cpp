@@ -9,9 +9,10 @@ namespace {
 
 TEST(ToolMeaningTest, DescribesEveryBitOfSmartctl) {
    EXPECT_EQ(runMeaning("smartctl", 1, false), "command line not understood");
-   EXPECT_EQ(runMeaning("smartctl", 2, false), "device open failed, or it could not be identified or sleeps");
+   EXPECT_EQ(runMeaning("smartctl", 2, false),
+             "the device could not be opened or identified, or is in a low-power mode");
    EXPECT_EQ(runMeaning("smartctl", 4, false), "a command to the disk failed or a checksum was wrong");
-   EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART says DISK FAILING");
+   EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART reports that the disk is failing");
    EXPECT_EQ(runMeaning("smartctl", 16, false), "prefail attributes at or below their threshold");
    EXPECT_EQ(runMeaning("smartctl", 32, false), "attributes were at or below their threshold in the past");
    EXPECT_EQ(runMeaning("smartctl", 64, false), "the error log has errors");
@@ -19,9 +20,11 @@ TEST(ToolMeaningTest, DescribesEveryBitOfSmartctl) {
 }
 
 TEST(ToolMeaningTest, DescribesSeveralBitsInOrder) {
-   EXPECT_EQ(runMeaning("smartctl", 0x48, false), "SMART says DISK FAILING; the error log has errors");
+   EXPECT_EQ(runMeaning("smartctl", 0x48, false),
+             "SMART reports that the disk is failing; the error log has errors");
    EXPECT_EQ(runMeaning("smartctl", 6, false),
-             "device open failed, or it could not be identified or sleeps; a command to the disk failed or a "
+             "the device could not be opened or identified, or is in a low-power mode; a command to the disk "
+             "failed or a "
              "checksum was wrong");
    EXPECT_TRUE(runMeaning("smartctl", 255, false).ends_with("; the self-test log has errors"));
 }
@@ -39,7 +42,7 @@ TEST(ToolMeaningTest, DescribesGoodEndsSignalsLateEndsAndFailedStarts) {
       EXPECT_EQ(runMeaning(program, -SIGKILL, false), "ended by signal SIGKILL");
       EXPECT_EQ(runMeaning(program, -100000, false), "ended by signal 100000");
       EXPECT_EQ(runMeaning(program, 127, false), "not found or not executable");
-      EXPECT_EQ(runMeaning(program, -SIGTERM, true), "took longer than its limit");
+      EXPECT_EQ(runMeaning(program, -SIGTERM, true), "exceeded its time limit");
    }
 }
 
@@ -57,13 +60,13 @@ TEST(ToolMeaningTest, DescribesARunThatItsOutputEnded) {
    Brul::FinishedRun run;
    run.argv = {"smartctl"};
    run.exitCode = -SIGKILL;
-   run.reason = "it wrote more than 4 MiB";
-   EXPECT_EQ(runMeaning(run), "ended: it wrote more than 4 MiB");
+   run.reason = "its output exceeded 4 MiB";
+   EXPECT_EQ(runMeaning(run), "ended: its output exceeded 4 MiB");
    run.reason = "";
    EXPECT_EQ(runMeaning(run), "ended by signal SIGKILL");
    run.reason = "its time limit passed";
    run.timedOut = true;
-   EXPECT_EQ(runMeaning(run), "took longer than its limit");
+   EXPECT_EQ(runMeaning(run), "exceeded its time limit");
 }
 
 }  // namespace

@@ -6,10 +6,9 @@ namespace {
 
 TEST(ScarcityTest, WarnsOfTooFewDescriptorsAlone) {
    EXPECT_EQ(Agent::descriptorsLine(64), std::nullopt);
-   EXPECT_EQ(
-       Agent::descriptorsLine(10),
-       "no more than 10 descriptors may be open, which is too few to watch disks: raise LimitNOFILE= of the "
-       "service (ulimit -n), to 64 at the least");
+   EXPECT_EQ(Agent::descriptorsLine(10),
+             "the limit of 10 open files is too low to watch disks: raise LimitNOFILE= of the service "
+             "(ulimit -n) to at least 64");
 }
 
 }  // namespace

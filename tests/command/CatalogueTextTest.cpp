@@ -9,16 +9,17 @@ namespace Agent {
 namespace {
 
 constexpr std::array<CatalogueEntry, 2> entries{
-    CatalogueEntry{"STORAGEDEVICE_OFFLINE", 3, "Device %s is gone", "It was removed.", std::uint8_t{3}},
+    CatalogueEntry{"STORAGEDEVICE_OFFLINE", 3, "Device %s is gone", "It was removed.",
+                   "Check the connection.", std::uint8_t{3}},
     CatalogueEntry{"STORAGEDEVICE_MONITOR_WARNING", 4, "disk utilization on %s", "Low disk \"space\".",
-                   std::string_view{"Delete data."}}};
+                   "Delete data.", std::nullopt}};
 
 TEST(CatalogueTextTest, WritesAParagraphPerMessage) {
    EXPECT_EQ(catalogueText(entries),
              "STORAGEDEVICE_OFFLINE (error)\n"
              "   Device %s is gone\n"
              "   Meaning: It was removed.\n"
-             "   Action:  standard action 3\n"
+             "   Action:  Check the connection.\n"
              "\n"
              "STORAGEDEVICE_MONITOR_WARNING (warning)\n"
              "   disk utilization on %s\n"

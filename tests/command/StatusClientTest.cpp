@@ -102,7 +102,7 @@ TEST_F(StatusClientTest, ReadsNoFurtherThanTheLength) {
 }
 
 TEST_F(StatusClientTest, ReportsAnAgentThatDoesNotRun) {
-   EXPECT_EQ(errorOf(), std::string{"there is no such socket: "} + hint);
+   EXPECT_EQ(errorOf(), std::string{"the socket does not exist: "} + hint);
    listenOn(1);
    stopListening();
    EXPECT_EQ(errorOf(), std::string{"no program answers on this socket: "} + hint);
@@ -119,14 +119,14 @@ TEST_F(StatusClientTest, ReportsAFileThatIsNoSocket) {
 
 TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAnswer) {
    listenOn(1);
-   EXPECT_EQ(errorOf({.time = 30ms}), "no whole answer within 30 ms: the agent stalls, see its log");
+   EXPECT_EQ(errorOf({.time = 30ms}), "no complete answer within 30 ms: the agent is stalled, see its log");
 }
 
 TEST_F(StatusClientTest, StopsWaitingForAnAgentThatDoesNotAccept) {
    listenOn(0);
-   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
-   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
-   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 29), "no whole answer within 30 ms:");
+   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 32), "no complete answer within 30 ms:");
+   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 32), "no complete answer within 30 ms:");
+   EXPECT_EQ(errorOf({.time = 30ms}).substr(0, 32), "no complete answer within 30 ms:");
 }
 
 TEST_F(StatusClientTest, BoundsTheWholeExchange) {
@@ -140,7 +140,7 @@ TEST_F(StatusClientTest, BoundsTheWholeExchange) {
       close(connection);
    }};
    std::string const error = errorOf({.time = 100ms});
-   EXPECT_TRUE(error == notTheAgent || error.starts_with("no whole answer within 100 ms")) << error;
+   EXPECT_TRUE(error == notTheAgent || error.starts_with("no complete answer within 100 ms")) << error;
 }
 
 TEST_F(StatusClientTest, RefusesAnOversizedAnswer) {
@@ -228,7 +228,7 @@ TEST_F(StatusClientTest, StopsWaitingForAStreamThatStalls) {
       FAIL();
    } catch (StatusError const & error) {
       EXPECT_EQ(std::string{error.what()},
-                path_ + ": no whole answer within 30 ms: the agent stalls, see its log");
+                path_ + ": no complete answer within 30 ms: the agent is stalled, see its log");
    }
 }
 

@@ -46,8 +46,8 @@ constexpr char health[] = R"(,
    "unit": {"verdict": "failing", "missing": ["/mnt/eusb"]},
    "verdicts": {"S3E": {"verdict": "ok", "since": 1795196000, "reasons": []},
       "N9": {"verdict": "failing", "since": 1795196000, "reasons": [
-         {"code": "nvme-unreliable", "verdict": "failing", "text": "the drive says that it is not reliable any more"},
-         {"code": "overheat", "verdict": "warning", "text": "too hot: 72 °C"}]},
+         {"code": "nvme-unreliable", "verdict": "failing", "text": "the drive reports reduced reliability"},
+         {"code": "overheat", "verdict": "warning", "text": "high temperature: 72 °C"}]},
       "E1": {"verdict": "warning", "since": 1795196000, "reasons": [
          {"code": "emmc-spare-low", "verdict": "warning", "text": "80 % of its reserved blocks are used"}]}},
    "figures": {"S3E": {"temperature": 37.0, "lifeLeft": 98.0}, "N9": {"temperature": 71.6, "lifeLeft": 7.0},
@@ -123,9 +123,9 @@ warning  E1
 TEST(StatusTableTest, ShowsReasonsAndMessagesWhereThereAreSome) {
    EXPECT_EQ(
        from("FS", tableOf(stateWith(std::string{sata} + "," + nvme + "," + emmc, health), messages)),
-       R"(FS       TEMP  LIFE  REASON                                                           LAST MESSAGE
-tested  37 °C  98 %                                                                   2026-11-20 17:35 disk utilization on /mnt/drive
-        72 °C   7 %  the drive says that it is not reliable any more; too hot: 72 °C  2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
+       R"(FS       TEMP  LIFE  REASON                                                          LAST MESSAGE
+tested  37 °C  98 %                                                                  2026-11-20 17:35 disk utilization on /mnt/drive
+        72 °C   7 %  the drive reports reduced reliability; high temperature: 72 °C  2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.
                30 %  80 % of its reserved blocks are used
 )");
 }
@@ -133,7 +133,7 @@ tested  37 °C  98 %                                                            
 TEST(StatusTableTest, ShowsTheStateOfTheUnitAndMissingDisksInTheFirstLine) {
    std::string const text = tableOf(stateWith(sata, health));
    EXPECT_TRUE(
-       text.starts_with("storagedevices 1.2.3: ready, unit failing, 1 disk, none at /mnt/eusb, 2026-"))
+       text.starts_with("storagedevices 1.2.3: ready, unit failing, 1 disk, missing: /mnt/eusb, 2026-"))
        << text;
 }
 
@@ -212,14 +212,14 @@ TEST(StatusTableTest, NamesEveryReadingThatFails) {
 
 TEST(StatusTableTest, ShowsReasonsAndMessagesBelowOnANarrowTerminal) {
    EXPECT_EQ(tableOf(stateWith(std::string{sata} + "," + nvme, health), messages, {.width = 80}),
-             R"(storagedevices 1.2.3: ready, unit failing, 2 disks, none at /mnt/eusb,
+             R"(storagedevices 1.2.3: ready, unit failing, 2 disks, missing: /mnt/eusb,
 2026-11-20T17:38:18.500Z
 VERDICT  DISK  MODEL    DEVICE           SIZE  MOUNT POINT  FS       TEMP  LIFE
 ok       S3E   Model A  /dev/sda       256 GB  /mnt/drive   tested  37 °C  98 %
 failing  N9    Model N  /dev/nvme0n1  1000 GB  /mnt/drive2          72 °C   7 %
 (too narrow for FIRMWARE, BUS, KIND)
 Reasons:
-N9: the drive says that it is not reliable any more; too hot: 72 °C
+N9: the drive reports reduced reliability; high temperature: 72 °C
 Last messages:
 S3E: 2026-11-20 17:35 disk utilization on /mnt/drive
 N9: 2026-11-20 17:33 /dev/nvme0n1 (SN:N9) has errors.

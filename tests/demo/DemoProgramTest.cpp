@@ -54,7 +54,7 @@ TEST_F(DemoProgramTest, PlaysTheWholeStoryInWhichEveryMessageComes) {
    reads("");
    EXPECT_EQ(demo.stop(), "exit code 0") << output;
    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-   EXPECT_TRUE(hasLine("10 of the 10 messages came:"));
+   EXPECT_TRUE(hasLine("10 of the 10 messages were logged:"));
    for (auto const & descriptor : StorageDevices::Catalogue::all) {
       EXPECT_NE(output.find(std::string(" ") + descriptor.name + ": "), std::string::npos) << descriptor.name;
       EXPECT_FALSE(hasLine(std::string("     0  ") + descriptor.name));

@@ -72,7 +72,7 @@ TEST_F(InstalledHostTest, ReadsSmartData) {
    EXPECT_EQ(run->sm()->exitCode(), 0);
    EXPECT_FALSE(couldNotStart(*run->sm()->finishedRun()));
    EXPECT_EQ(runMeaning(*run->sm()->finishedRun()), "ok");
-   EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART says DISK FAILING");
+   EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART reports that the disk is failing");
    expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
 }
 

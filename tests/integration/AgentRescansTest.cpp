@@ -128,7 +128,7 @@ TEST_F(AgentRescansTest, ReportsAnUnclassifiedDeviceOnceWithCauseAndRemedy) {
    EXPECT_EQ(notices_, (Texts{"3 /dev/sdb" + why, "3 /dev/sdc" + why}));
    notices_.clear();
    Vorn::Host::runFor(60);
-   std::string const done = ": no longer short of descriptors, processes or memory";
+   std::string const done = ": the shortage has ended";
    EXPECT_EQ(notices_, (Texts{"6 /dev/sdb" + done, "6 /dev/sdc" + done}));
 }
 

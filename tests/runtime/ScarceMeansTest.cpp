@@ -106,8 +106,8 @@ TEST_F(ScarceMeansTest, KeepsTheErrorAndNoDescriptorOfAProcessThatCannotBeMade) 
 
 TEST_F(ScarceMeansTest, ReportsARunThatWroteTooMuchToItsOwnerAndToTheHost) {
    auto const process = run({"head", "-c", "5000000", "/dev/zero"});
-   EXPECT_EQ(process->stderrString(), "head: it wrote more than 4 MiB");
-   EXPECT_EQ(reason(), "it wrote more than 4 MiB");
+   EXPECT_EQ(process->stderrString(), "head: its output exceeded 4 MiB");
+   EXPECT_EQ(reason(), "its output exceeded 4 MiB");
    EXPECT_FALSE(tracker->finishedRun()->timedOut);
    EXPECT_TRUE(
        Vorn::Host::runUntil([&] { return tracker->orphans() == 0; }, Vorn::System::currentTime() + 20));
@@ -127,8 +127,8 @@ TEST_F(ScarceMeansTest, FailsARunWithoutMemoryForItsOutputAndReportsIt) {
 TEST_F(ScarceMeansTest, ReportsARunThatTookTooLongToItsOwnerAndToTheHost) {
    tracker->timeLimitIs(0.05);
    auto const process = run({"sleep", "1000"});
-   EXPECT_EQ(process->stderrString(), "sleep: it passed its time limit");
-   EXPECT_EQ(reason(), "it passed its time limit");
+   EXPECT_EQ(process->stderrString(), "sleep: it exceeded its time limit");
+   EXPECT_EQ(reason(), "it exceeded its time limit");
 }
 
 TEST_F(ScarceMeansTest, NamesNoReasonForARunThatFailedByItself) {

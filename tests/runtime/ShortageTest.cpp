@@ -10,12 +10,12 @@ using Vorn::errorAndRemedy;
 
 TEST(ShortageTest, NamesTheErrorItsCauseAndItsRemedy) {
    EXPECT_EQ(errorAndRemedy(EMFILE),
-             "Too many open files; the process has as many open as it may: raise LimitNOFILE= of the service "
+             "Too many open files; the process has reached its limit of open files: raise LimitNOFILE= of "
+             "the service "
              "(ulimit -n)");
-   EXPECT_EQ(
-       errorAndRemedy(ENFILE),
-       "Too many open files in system; all processes together have as many open as the kernel allows: raise "
-       "fs.file-max with sysctl");
+   EXPECT_EQ(errorAndRemedy(ENFILE),
+             "Too many open files in system; the system has reached its limit of open files: raise "
+             "fs.file-max with sysctl");
    EXPECT_EQ(errorAndRemedy(EAGAIN),
              "Resource temporarily unavailable; no further process or thread is allowed: raise TasksMax= and "
              "LimitNPROC= of the service (ulimit -u)");

@@ -57,8 +57,8 @@ void await(std::string const & path, int fd, double patience, double deadline) {
    pollfd pipe{fd, POLLIN, 0};
    int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left * 1e3))) : 0;
    if (ready == 0)
-      fail(path, "has not ended after " + Vorn::_fmt("%g", patience).str() +
-                     " s; see that its writer ends, or name a regular file with --config");
+      fail(path, "did not end within " + Vorn::_fmt("%g", patience).str() +
+                     " s; check the program that writes it, or name a regular file with --config");
    if (ready < 0 && errno != EINTR)
       failRead(path, errno);
 }

@@ -12,17 +12,16 @@ std::optional<std::string> logDestinationLine(LogDestination destination, bool u
       case LogDestination::standardError:
          return std::nullopt;
       case LogDestination::journal:
-         return "log.destination: \"journal\" is not served in this version; lines go to standard error";
+         return "log.destination: \"journal\" is not supported in this version; lines go to standard error";
       case LogDestination::syslog:
-         return "log.destination: \"syslog\" is not served in this version; lines go to standard error";
+         return "log.destination: \"syslog\" is not supported in this version; lines go to standard error";
       case LogDestination::automatic:
          break;
    }
    if (!underSystemd)
       return std::nullopt;
    return "log.destination: the journal gets lines of text alone, from standard error; fields of their own "
-          "are not "
-          "served in this version";
+          "are not supported in this version";
 }
 
 }  // namespace
@@ -33,9 +32,10 @@ std::vector<std::string> keysWithoutEffect(Config const & config, bool underSyst
       lines.push_back(std::move(*line));
    if (!config.status.socketGroup.empty())
       lines.emplace_back(
-          "status.socket_group: is not served in this version; every local user may ask on the socket");
+          "status.socket_group: is not supported in this version; every local user may connect to the "
+          "socket");
    if (config.history != Config::History{})
-      lines.emplace_back("history: is not served in this version; no history is kept over a restart");
+      lines.emplace_back("history: is not supported in this version; no history is kept over a restart");
    return lines;
 }
 

@@ -31,13 +31,15 @@ std::string metric(char const * name, char const * type, char const * help, doub
 
 std::string metricsText(double lastTurnAgeSeconds, Stalls const & stalls) {
    std::string text =
-       metric("last_turn_age_seconds", "gauge", "Since the loop's last turn ended.", lastTurnAgeSeconds) +
-       metric("loop_stalls_total", "counter", "Times that one turn took five seconds or longer.",
+       metric("last_turn_age_seconds", "gauge", "Seconds since the last turn of the loop ended.",
+              lastTurnAgeSeconds) +
+       metric("loop_stalls_total", "counter", "Turns of the loop that took five seconds or longer.",
               static_cast<double>(stalls.count)) +
-       metric("loop_longest_stall_seconds", "gauge", "The longest of these turns.", stalls.longestSeconds);
+       metric("loop_longest_stall_seconds", "gauge", "Duration of the longest stall in seconds.",
+              stalls.longestSeconds);
    if (stalls.last)
-      text += metric("loop_last_stall_seconds", "gauge", "The last of these turns, and what took most of it.",
-                     stalls.last->seconds,
+      text += metric("loop_last_stall_seconds", "gauge",
+                     "Duration of the last stall in seconds, and what took most of it.", stalls.last->seconds,
                      "{operation=\"" + labelValue(stalls.last->operation) + "\",path=\"" +
                          labelValue(stalls.last->path) + "\"}");
    return text;

@@ -105,7 +105,7 @@ void StderrLog::line(std::string text) {
 void StderrLog::lineAlone(std::string text) {
    if (droppedUnreported_ > 0) {
       std::string const report = now() + " warning storagedevices: " + std::to_string(droppedUnreported_) +
-                                 " lines were dropped: standard error did not take them\n";
+                                 " lines were dropped because standard error was blocked\n";
       if (writeAtOnce(report))
          droppedUnreported_ = 0;
    }

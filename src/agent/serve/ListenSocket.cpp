@@ -60,9 +60,9 @@ void clearSocketPath(std::string const & path, int type, std::string const & key
    if (lstat(path.c_str(), &status) != 0)
       return;
    if (!S_ISSOCK(status.st_mode))
-      throw SocketError{path + ": is there already and is no socket; remove it or set " + key + " elsewhere"};
+      throw SocketError{path + ": exists and is not a socket; remove it or set " + key + " elsewhere"};
    if (isInUse(address, type))
-      throw SocketError{path + ": another agent answers there; stop it first or set " + key + " elsewhere"};
+      throw SocketError{path + ": another program uses it; stop that first or set " + key + " elsewhere"};
    unlink(path.c_str());
 }
 
@@ -104,7 +104,7 @@ ListenSocket ListenSocket::atAddress(Base::HttpAddress const & address) {
    hints.ai_socktype = SOCK_STREAM;
    addrinfo * list = nullptr;
    if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &list) != 0)
-      throw SocketError{address.text() + ": is no address to listen on"};
+      throw SocketError{address.text() + ": is not an IP address"};
    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const found{list, &freeaddrinfo};
    Base::UniqueFd fd = newSocket(found->ai_family);
    int const on = 1;

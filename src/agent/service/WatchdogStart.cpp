@@ -39,7 +39,7 @@ void WatchdogStart::start() {
       return;
    }
    if (refused_)
-      log_.notice(LOG_INFO, "the loop is watched for stalls now");
+      log_.notice(LOG_INFO, "the watchdog has started");
 }
 
 void WatchdogStart::handleRefusal(std::system_error const & error) {
@@ -49,8 +49,8 @@ void WatchdogStart::handleRefusal(std::system_error const & error) {
    if (manager_.patience())
       manager_.notify("WATCHDOG=1");
    if (!std::exchange(refused_, true))
-      log_.notice(LOG_WARNING, "nothing watches the loop for stalls; the next attempt follows: " +
-                                   Vorn::errorAndRemedy(error));
+      log_.notice(LOG_WARNING,
+                  "the watchdog cannot be started and will be retried: " + Vorn::errorAndRemedy(error));
 }
 
 }  // namespace Agent

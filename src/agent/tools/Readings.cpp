@@ -39,7 +39,7 @@ Reading Readings::toolReading(HealthReading const & reading) const {
        std::max(entities_.pollInterval->interval() * silentPolls, Vorn::Seconds{leastSilence});
    if (reading.ended() && Vorn::System::currentTime() - *reading.ended() > silence)
       shown.failure = {shown.failure ? shown.failure->since : *reading.ended() + utcOffset(),
-                       "its run does not end", static_cast<unsigned>(silentPolls), true};
+                       "its run has not ended", static_cast<unsigned>(silentPolls), true};
    return shown;
 }
 

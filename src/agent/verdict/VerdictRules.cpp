@@ -67,7 +67,7 @@ Found lifeLow(DiskRecords const & records, Limits const & limits) {
 
 Found degrees(DiskRecords const & records) {
    auto const celsius = temperature(records);
-   return Finding{celsius ? wholeText(*celsius) + " °C" : "the drive says so"};
+   return Finding{celsius ? wholeText(*celsius) + " °C" : "the drive reports it"};
 }
 
 Found criticalTemperature(DiskRecords const & records, Limits const &) {
@@ -202,23 +202,24 @@ Found notReadYet(DiskRecords const & records, Limits const &) {
 }
 
 constexpr VerdictRule rules[] = {
-    {"self-assessment-failed", Verdict::failing, selfAssessmentFailed, "the drive says that it is failing"},
+    {"self-assessment-failed", Verdict::failing, selfAssessmentFailed,
+     "the drive reports that it is failing"},
     {"attribute-below-threshold", Verdict::failing, attributeBelowThreshold,
      "{} at or below the drive's threshold"},
     {"nvme-spare-exhausted", Verdict::failing, nvmeWarns<0>, "spare blocks are below the drive's threshold"},
-    {"nvme-unreliable", Verdict::failing, nvmeWarns<2>, "the drive says that it is not reliable any more"},
-    {"nvme-read-only", Verdict::failing, nvmeWarns<3>, "the drive takes no more writes"},
+    {"nvme-unreliable", Verdict::failing, nvmeWarns<2>, "the drive reports reduced reliability"},
+    {"nvme-read-only", Verdict::failing, nvmeWarns<3>, "the drive is read-only"},
     {"nvme-backup-failed", Verdict::failing, nvmeWarns<4>, "the backup of the drive's memory has failed"},
     {"emmc-life-exceeded", Verdict::failing, emmcLifeExceeded, "its rated life is exceeded"},
     {"emmc-spare-urgent", Verdict::failing, emmcSpareIs<3>, "90 % of its reserved blocks are used"},
     {"life-used-up", Verdict::failing, lifeUsedUp, "{} % of its rated life is left"},
-    {"critical-temperature", Verdict::failing, criticalTemperature, "critically hot: {}"},
+    {"critical-temperature", Verdict::failing, criticalTemperature, "critical temperature: {}"},
     {"write-test-failed", Verdict::failing, writeTestFailed, "write test failed{}"},
     {"read-test-failed", Verdict::failing, readTestFailed, "read test failed{}"},
     {"mounted-read-only", Verdict::failing, mountIs<MountFault::readOnly>, "{} is mounted read-only"},
     {"mount-changed", Verdict::failing, mountIs<MountFault::changed>, "another device is mounted at {}"},
     {"mount-gone", Verdict::failing, mountIs<MountFault::gone>, "nothing is mounted at {}"},
-    {"kernel-errors", Verdict::failing, kernelErrors, "the kernel reports errors of it"},
+    {"kernel-errors", Verdict::failing, kernelErrors, "the kernel reports errors on it"},
     {"removed", Verdict::absent, removed, "removed"},
     {"pending-sectors", Verdict::warning, smartCounts<pendingSectors>, "pending sectors: {}"},
     {"uncorrectable-errors", Verdict::warning, uncorrectableErrors, "uncorrectable errors: {}"},
@@ -228,7 +229,7 @@ constexpr VerdictRule rules[] = {
     {"spare-low", Verdict::warning, spareLow, "{} % of its spare blocks are left"},
     {"emmc-spare-low", Verdict::warning, emmcSpareIs<2>, "80 % of its reserved blocks are used"},
     {"life-low", Verdict::warning, lifeLow, "{} % of its rated life is left"},
-    {"overheat", Verdict::warning, overheat, "too hot: {}"},
+    {"overheat", Verdict::warning, overheat, "high temperature: {}"},
     {"file-system-full", Verdict::warning, fileSystemFull, "its file system is more than {} % full"},
     {"not-read-yet", Verdict::unknown, notReadYet, "not read yet: {}"},
     {"reading-fails", Verdict::unknown, readingFails, "readings fail: {}"},

@@ -34,7 +34,7 @@ bool OutputPipe::read() {
 
 bool OutputPipe::take(char const * bytes, std::size_t size) {
    if (size > maxBytes - text_.size())
-      return lose("it wrote more than 4 MiB");
+      return lose("its output exceeded 4 MiB");
    try {
       text_.append(bytes, size);
    } catch (std::bad_alloc const &) {

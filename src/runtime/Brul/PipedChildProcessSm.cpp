@@ -19,8 +19,8 @@ namespace {
 
 Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
 
-constexpr auto timeLimitPassed = "it passed its time limit";
-constexpr auto lastRunIsStuck = "its last run passed the time limit and cannot be ended";
+constexpr auto timeLimitPassed = "it exceeded its time limit";
+constexpr auto lastRunIsStuck = "its last run exceeded the time limit and cannot be ended";
 constexpr int cannotRun = 127;        // the exit code of shells for it
 constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
 constexpr double killSeconds = 2;     // between the request to terminate and the kill

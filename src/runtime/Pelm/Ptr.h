@@ -1,4 +1,8 @@
 // Intrusive strong pointer to a node. `Ptr<T const>` only reads; `Ptr<T>` may write.
+//
+// The node lives as long as one pointer to it does; the last one destroys it. Two nodes that point at each
+// other are never destroyed. A pointer costs one machine word. Several threads may use pointers to one node
+// only after the host has switched to atomic use counts (Node.h), and never one pointer.
 #pragma once
 
 #include <concepts>
@@ -8,11 +12,13 @@
 
 namespace Pelm {
 
+// `T` derives from Pelm::Node. A pointer may be null.
 template <class T>
 class Ptr {
  public:
    Ptr() = default;
    Ptr(std::nullptr_t) {}
+   // Takes a share of the node, which other pointers may share already. Null gives a null pointer.
    explicit Ptr(T * node) : node_{node} { hold(); }
    Ptr(Ptr const & other) : node_{other.node_} { hold(); }
    Ptr(Ptr && other) noexcept : node_{std::exchange(other.node_, nullptr)} {}
@@ -29,11 +35,13 @@ class Ptr {
       return *this;
    }
 
+   // Null of a null pointer; `->` and `*` must not be called on one.
    T * get() const { return node_; }
    T * operator->() const { return node_; }
    T & operator*() const { return *node_; }
    explicit operator bool() const { return node_ != nullptr; }
 
+   // Whether both point to the same node, or both are null. Values are not compared.
    template <class U>
    bool operator==(Ptr<U> const & other) const {
       return node_ == other.get();
@@ -49,7 +57,8 @@ class Ptr {
    T * node_ = nullptr;
 };
 
-// Creates a node and its first pointer.
+// Creates a node and its first pointer; never null. Raises std::bad_alloc, and whatever the constructor
+// raises.
 template <class T, class... Args>
 Ptr<T> make(Args &&... args) {
    return Ptr<T>{new T(std::forward<Args>(args)...)};

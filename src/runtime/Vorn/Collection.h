@@ -1,5 +1,10 @@
 // Collection attributes: members with keys, added, replaced and deleted one by one.
 //
+// Everybody reads, only the owner writes. Each change notifies the subscribers with the member's key and its
+// old and new value: `old` is empty for an addition, `now` for a deletion. Writing an equal value changes
+// nothing and notifies nobody; values are compared by ==, pointers as pointers. If memory ends, the mutator
+// raises std::bad_alloc, and neither the change nor its notification has happened.
+//
 //    Vorn::Collection<Pelm::String, Pelm::Ptr<Lamp const>, House> lamp{*this, "lamp"};
 //    void lampIs(Pelm::String const & name, ...) { lamp.memberIs(name, Pelm::make<Lamp const>(...)); }
 //    void lampDel(Pelm::String const & name) { lamp.memberDel(name); }
@@ -30,6 +35,7 @@ struct Lookup<Pelm::Ptr<T>> {
 
 }  // namespace detail
 
+// `id` is the attribute's name; the text must outlive the collection.
 template <class KeyType, class T, class Owner>
 class Collection {
  public:
@@ -41,7 +47,7 @@ class Collection {
    Collection(Collection const &) = delete;
    Collection & operator=(Collection const &) = delete;
 
-   // Null or empty without such a member.
+   // The member's value: a pointer, or a copy in an Optional. Null or empty without such a member.
    Found operator()(Key const & key) const {
       T const * const found = members_.find(key);
       return found ? Found{*found} : Found{};
@@ -50,7 +56,8 @@ class Collection {
    std::size_t size() const { return members_.size(); }
    bool empty() const { return members_.empty(); }
 
-   // A walk allows additions and deletions (see HashMap2018).
+   // A walk in order of addition. It allows additions and deletions, skips what is deleted, and does not
+   // visit what is added meanwhile (see HashMap2018).
    struct Member {
       Key const & key;
       T const & value;
@@ -66,6 +73,7 @@ class Collection {
          ++position_;
          return *this;
       }
+      // Whether the member has been deleted since the walk reached it.
       bool stale() const { return position_.stale(); }
       bool operator==(std::default_sentinel_t end) const { return position_ == end; }
 
@@ -82,6 +90,7 @@ class Collection {
  private:
    friend Owner;
 
+   // Adds the member, or replaces its value where that differs.
    void memberIs(Key const & key, T value) {
       T * const stored = members_.find(key);
       if (!stored)
@@ -91,6 +100,7 @@ class Collection {
                 [&](Change<T> & record) { record.old.emplace(std::exchange(*stored, std::move(value))); });
    }
 
+   // Does nothing without such a member.
    void memberDel(Key const & key) {
       T * const stored = members_.find(key);
       if (!stored)
@@ -100,6 +110,7 @@ class Collection {
       change(name, Change<T>{*stored, {}}, [&](Change<T> &) { members_.erase(name); });
    }
 
+   // Deletes the members that exist now one by one, each with its own notification.
    void memberDelAll() {
       // A subscriber may drop the owner.
       Pelm::KeepAlive const keepAlive{owner_};

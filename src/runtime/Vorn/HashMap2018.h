@@ -3,6 +3,9 @@
 // A walk visits the members that existed at its begin, each at most once, in order of insertion. It skips
 // members that were deleted meanwhile; a member deleted and inserted again counts as new. An iterator keeps
 // its entry, so the entry stays readable after the member is deleted (`stale()`).
+//
+// Look-up, insertion and deletion take constant time on average, whatever is walked. Values stay at their
+// address until they are deleted. One thread uses a map and its iterators.
 #pragma once
 
 #include <cstddef>
@@ -45,6 +48,7 @@ class HashMap2018 {
       Value & value;
    };
 
+   // Keeps its entry, and so it may outlive both the member and the map.
    class Iterator {
     public:
       using difference_type = std::ptrdiff_t;
@@ -61,6 +65,7 @@ class HashMap2018 {
       }
       ~Iterator() { release(entry_); }
 
+      // The member, a deleted one too. The iterator must not be at the end.
       Member operator*() const { return {entry_->key, entry_->value}; }
       // Whether the member under the iterator has been deleted since the iterator reached it.
       bool stale() const { return !entry_->live; }
@@ -116,6 +121,7 @@ class HashMap2018 {
       }
    }
 
+   // Without members that are deleted and only kept by an iterator.
    std::size_t size() const { return index_.size(); }
    bool empty() const { return index_.empty(); }
    bool contains(Key const & key) const { return index_.contains(key); }
@@ -126,7 +132,7 @@ class HashMap2018 {
       return found == index_.end() ? nullptr : &(*found)->value;
    }
 
-   // The key must not exist.
+   // The key must not exist. If memory ends, raises std::bad_alloc and inserts nothing.
    Value & insert(Key key, Value value) {
       auto entry = std::make_unique<Entry>(Entry{std::move(key), std::move(value), nextBirth_, this});
       index_.insert(entry.get());
@@ -152,6 +158,7 @@ class HashMap2018 {
          erase((*member).key);
    }
 
+   // A walk over the members that exist now, oldest first.
    Iterator begin() const { return Iterator{first_, nextBirth_}; }
    std::default_sentinel_t end() const { return {}; }
 

@@ -1,4 +1,8 @@
-// An optional value; reading an empty one raises an error.
+// An optional value whose every access is checked.
+//
+// Reading an empty one raises BadOptionalAccess, by `value()`, `*` and `->` alike: never undefined behaviour.
+// Inside a handler the exception goes to the host's failure sink, and no other machine is harmed. `value_or`,
+// `has_value` and the conversion to bool raise nothing.
 #pragma once
 
 #include <exception>
@@ -9,6 +13,7 @@
 
 namespace Vorn {
 
+// An empty optional was read.
 class RUNTIME_API BadOptionalAccess : public std::exception {
  public:
    char const * what() const noexcept override;
@@ -18,6 +23,7 @@ namespace detail {
 [[noreturn]] RUNTIME_API void raiseBadOptionalAccess();
 }
 
+// Holds its value itself and allocates nothing. Copies as std::optional does, from which it can be made.
 template <class T>
 class Optional : private std::optional<T> {
    using Base = std::optional<T>;
@@ -32,6 +38,7 @@ class Optional : private std::optional<T> {
    Optional() = default;
    Optional(Base other) : Base{std::move(other)} {}
 
+   // The value. References last until the optional is assigned, reset or destroyed.
    T const & value() const & {
       check();
       return Base::operator*();
@@ -50,6 +57,7 @@ class Optional : private std::optional<T> {
    T const * operator->() const { return &value(); }
    T * operator->() { return &value(); }
 
+   // Two empty ones are equal; an empty one equals no value.
    bool operator==(Optional const & other) const { return base() == other.base(); }
    bool operator==(T const & other) const { return base() == other; }
    bool operator==(std::nullopt_t) const { return !has_value(); }

@@ -15,10 +15,9 @@ struct Shortage {
 };
 
 constexpr std::array shortages{
-    Shortage{EMFILE, "the process has as many open as it may",
+    Shortage{EMFILE, "the process has reached its limit of open files",
              "raise LimitNOFILE= of the service (ulimit -n)"},
-    Shortage{ENFILE, "all processes together have as many open as the kernel allows",
-             "raise fs.file-max with sysctl"},
+    Shortage{ENFILE, "the system has reached its limit of open files", "raise fs.file-max with sysctl"},
     Shortage{EAGAIN, "no further process or thread is allowed",
              "raise TasksMax= and LimitNPROC= of the service (ulimit -u)"},
     Shortage{ENOMEM, "there is no memory left",

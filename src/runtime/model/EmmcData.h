@@ -1,4 +1,5 @@
-// The health registers of the unit's eMMC devices. Written by the eMMC monitor alone.
+// The health registers of the unit's eMMC devices (JEDEC eMMC 5.0 and later), which the kernel shows in
+// sysfs. Written by the eMMC monitor alone.
 #pragma once
 
 #include <cstdint>
@@ -51,7 +52,7 @@ class PreEolEmmcAttr : public EmmcAttr {
    using EmmcAttr::EmmcAttr;
 };
 
-// One device's registers at the last good reading.
+// One device's registers at the last good reading. All three are read together or none.
 class RUNTIME_API DeviceEmmcData : public Pelm::Node {
  public:
    explicit DeviceEmmcData(Pelm::String name);
@@ -60,19 +61,26 @@ class RUNTIME_API DeviceEmmcData : public Pelm::Node {
    // The device's serial number, its key.
    Pelm::String const & name() const { return name_; }
 
+   // EXT_CSD byte 268, first word of sysfs `life_time`. Life used of the blocks of type A, in steps of ten
+   // percent; which blocks these are is the vendor's choice. Absent: not read yet.
    Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypA{*this, "lifetimeEstTypA"};
    void lifetimeEstTypAIs(LifetimeEmmcAttr value);
+   // EXT_CSD byte 269, second word of `life_time`. The same of type B.
    Vorn::Attribute<LifetimeEmmcAttr, DeviceEmmcData> lifetimeEstTypB{*this, "lifetimeEstTypB"};
    void lifetimeEstTypBIs(LifetimeEmmcAttr value);
+   // EXT_CSD byte 267, sysfs `pre_eol_info`. Reserved blocks used, in three steps. Absent: not read yet.
    Vorn::Attribute<PreEolEmmcAttr, DeviceEmmcData> preEolInfo{*this, "preEolInfo"};
    void preEolInfoIs(PreEolEmmcAttr value);
 
+   // How the readings of this record go; not an attribute, so it notifies nobody. A reading counts as failed
+   // where a file is missing or has no number; then no register is written.
    HealthReading reading{"emmc"};
 
  private:
    Pelm::String name_;
 };
 
+// The records of all devices that the monitor reads. A record goes with its device.
 class RUNTIME_API EmmcData : public Pelm::Node {
  public:
    EmmcData();

@@ -33,7 +33,7 @@ class Celsius {
    double degrees_ = 0;
 };
 
-// The configuration of one sensor.
+// The configuration of one sensor. It never changes; another one replaces it.
 class TempSensorConfig : public Pelm::Node {
  public:
    TempSensorConfig(Pelm::String name, Pelm::String description, Celsius overheat, Celsius critical)
@@ -43,8 +43,9 @@ class TempSensorConfig : public Pelm::Node {
          critical_{critical} {}
 
    Pelm::String const & name() const { return name_; }
+   // For the reader of the configuration; nothing depends on it.
    Pelm::String const & description() const { return description_; }
-   // The temperatures at which the alarms begin.
+   // The temperatures at which the alarms begin, these degrees included.
    Celsius overheat() const { return overheat_; }
    Celsius critical() const { return critical_; }
    bool isEq(TempSensorConfig const & other) const {
@@ -65,6 +66,7 @@ class RUNTIME_API Config : public Pelm::Node {
    Config();
    ~Config() override;
 
+   // By the sensor's name.
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
    // Creates the record of a sensor, or replaces it if another argument differs.
    void tempSensorIs(Pelm::String const & name, Pelm::String description, Celsius overheat, Celsius critical);
@@ -72,7 +74,8 @@ class RUNTIME_API Config : public Pelm::Node {
    void tempSensorDelAll();
 };
 
-// The status of one sensor.
+// The status of one sensor, under its name in the status directory. Written by the monitor of the drives'
+// temperatures.
 class RUNTIME_API TempSensorStatus : public Pelm::Node {
  public:
    class Alarm : public Vorn::EnumType<unsigned char, Alarm> {
@@ -92,11 +95,13 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    // The latest accepted reading; empty before the first.
    Attribute<Vorn::Optional<Celsius>> temperature{*this, "temperature"};
    void temperatureIs(Vorn::Optional<Celsius> value);
-   // The range of valid readings.
+   // The range of valid readings, both ends included. A reading outside of it changes neither temperature nor
+   // alarm.
    Attribute<Celsius> minTemperature{*this, "minTemperature"};
    void minTemperatureIs(Celsius value);
    Attribute<Celsius> maxTemperature{*this, "maxTemperature"};
    void maxTemperatureIs(Celsius value);
+   // Of the latest accepted reading.
    Attribute<Alarm> alarm{*this, "alarm", Alarm::none};
    void alarmIs(Alarm value);
 
@@ -111,7 +116,8 @@ class RUNTIME_API TemperatureWrapper : public Pelm::Node {
    ~TemperatureWrapper() override;
    Pelm::String const & name() const { return name_; }
 
-   // A reading that differs by more than this from the last good one needs confirmation.
+   // Degrees; 20 at first. A reading that differs by more than this from the last good one needs
+   // confirmation.
    Vorn::Attribute<Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
        *this, "unrealisticTempChangeThreshold", 20.0};
    void unrealisticTempChangeThresholdIs(Celsius value);

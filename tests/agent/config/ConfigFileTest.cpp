@@ -135,7 +135,7 @@ TEST_F(ConfigFileTest, IsRefusedInAPipeThatNeverEnds) {
       FAIL() << "it was read";
    } catch (ConfigError const & error) {
       EXPECT_EQ(error.what(), path +
-                                  ": has not ended after 0.02 s; see that its writer ends, or name a "
+                                  ": did not end within 0.02 s; check the program that writes it, or name a "
                                   "regular file with --config");
    }
 }

@@ -17,12 +17,13 @@ std::string linesFor(LogDestination destination, bool underSystemd) {
    return text;
 }
 
-TEST(KeysWithoutEffectTest, NamesADestinationThatIsNotServed) {
+TEST(KeysWithoutEffectTest, NamesADestinationThatIsNotSupported) {
    for (bool const underSystemd : {false, true}) {
-      EXPECT_EQ(linesFor(LogDestination::journal, underSystemd),
-                "log.destination: \"journal\" is not served in this version; lines go to standard error\n");
+      EXPECT_EQ(
+          linesFor(LogDestination::journal, underSystemd),
+          "log.destination: \"journal\" is not supported in this version; lines go to standard error\n");
       EXPECT_EQ(linesFor(LogDestination::syslog, underSystemd),
-                "log.destination: \"syslog\" is not served in this version; lines go to standard error\n");
+                "log.destination: \"syslog\" is not supported in this version; lines go to standard error\n");
       EXPECT_EQ(linesFor(LogDestination::standardError, underSystemd), "");
    }
 }
@@ -32,7 +33,7 @@ TEST(KeysWithoutEffectTest, NamesTheDefaultDestinationUnderSystemdAlone) {
    EXPECT_EQ(
        linesFor(LogDestination::automatic, true),
        "log.destination: the journal gets lines of text alone, from standard error; fields of their own are "
-       "not served in this version\n");
+       "not supported in this version\n");
 }
 
 TEST(KeysWithoutEffectTest, NamesOtherKeysThatAreSet) {
@@ -42,8 +43,8 @@ TEST(KeysWithoutEffectTest, NamesOtherKeysThatAreSet) {
    config.history.hours = 1;
    auto const lines = keysWithoutEffect(config, false);
    ASSERT_EQ(lines.size(), 2U);
-   EXPECT_TRUE(lines[0].starts_with("status.socket_group: is not served in this version")) << lines[0];
-   EXPECT_TRUE(lines[1].starts_with("history: is not served in this version")) << lines[1];
+   EXPECT_TRUE(lines[0].starts_with("status.socket_group: is not supported in this version")) << lines[0];
+   EXPECT_TRUE(lines[1].starts_with("history: is not supported in this version")) << lines[1];
 }
 
 }  // namespace

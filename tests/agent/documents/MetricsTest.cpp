@@ -7,13 +7,13 @@ namespace {
 
 TEST(MetricsTest, DescribesTheLoop) {
    EXPECT_EQ(metricsText(0.25, {}),
-             "# HELP storagedevices_last_turn_age_seconds Since the loop's last turn ended.\n"
+             "# HELP storagedevices_last_turn_age_seconds Seconds since the last turn of the loop ended.\n"
              "# TYPE storagedevices_last_turn_age_seconds gauge\n"
              "storagedevices_last_turn_age_seconds 0.250000\n"
-             "# HELP storagedevices_loop_stalls_total Times that one turn took five seconds or longer.\n"
+             "# HELP storagedevices_loop_stalls_total Turns of the loop that took five seconds or longer.\n"
              "# TYPE storagedevices_loop_stalls_total counter\n"
              "storagedevices_loop_stalls_total 0.000000\n"
-             "# HELP storagedevices_loop_longest_stall_seconds The longest of these turns.\n"
+             "# HELP storagedevices_loop_longest_stall_seconds Duration of the longest stall in seconds.\n"
              "# TYPE storagedevices_loop_longest_stall_seconds gauge\n"
              "storagedevices_loop_longest_stall_seconds 0.000000\n");
 }

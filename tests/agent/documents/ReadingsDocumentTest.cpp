@@ -36,15 +36,16 @@ class ReadingsDocumentTest : public Support::VirtualTimeTest {
 
 TEST_F(ReadingsDocumentTest, ShowsARunInNumbersAndWords) {
    end({"smartctl", "-HA", "/dev/sd\xff"}, 8, false, false);
-   EXPECT_EQ(toolsText(), R"({"runs":1,"failed":0,"timedOut":0,"last":[{"argv":["smartctl","-HA",)"
-                          R"("/dev/sd\\xff"],"exitCode":8,"meaning":"SMART says DISK FAILING",)"
-                          R"("seconds":0.25,"failed":false,"timedOut":false,"time":1700000000.0}]})");
+   EXPECT_EQ(toolsText(),
+             R"({"runs":1,"failed":0,"timedOut":0,"last":[{"argv":["smartctl","-HA",)"
+             R"("/dev/sd\\xff"],"exitCode":8,"meaning":"SMART reports that the disk is failing",)"
+             R"("seconds":0.25,"failed":false,"timedOut":false,"time":1700000000.0}]})");
 }
 
 TEST_F(ReadingsDocumentTest, ShowsARunWithoutAProgram) {
    end({}, -9, true, true);
    EXPECT_EQ(toolsText(), R"({"runs":1,"failed":1,"timedOut":1,"last":[{"argv":[],"exitCode":-9,)"
-                          R"("meaning":"took longer than its limit","seconds":0.25,"failed":true,)"
+                          R"("meaning":"exceeded its time limit","seconds":0.25,"failed":true,)"
                           R"("timedOut":true,"time":1700000000.0}]})");
 }
 

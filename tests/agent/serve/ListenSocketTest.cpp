@@ -124,7 +124,7 @@ TEST_F(ListenSocketTest, ReplacesAFileLeftBehind) {
 TEST_F(ListenSocketTest, LeavesARunningAgentAlone) {
    ListenSocket const running = ListenSocket::atPath(path);
    EXPECT_EQ(errorOf(path),
-             path + ": another agent answers there; stop it first or set status.socket elsewhere");
+             path + ": another program uses it; stop that first or set status.socket elsewhere");
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
@@ -138,8 +138,7 @@ TEST_F(ListenSocketTest, LeavesASocketOfAnotherKindAlone) {
 
 TEST_F(ListenSocketTest, LeavesAFileThatIsNoSocketAlone) {
    std::string const file = folder.fileIs("status.sock", "precious").string();
-   EXPECT_EQ(errorOf(file),
-             file + ": is there already and is no socket; remove it or set status.socket elsewhere");
+   EXPECT_EQ(errorOf(file), file + ": exists and is not a socket; remove it or set status.socket elsewhere");
    EXPECT_EQ(folder.content("status.sock"), "precious");
 }
 

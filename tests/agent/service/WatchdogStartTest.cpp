@@ -59,17 +59,16 @@ TEST_F(WatchdogStartTest, RetriesMoreAndMoreRarelyAndReportsBothEndsOnce) {
    refusals = 9;
    start();
    std::string const refused = written();
-   EXPECT_TRUE(
-       refused.ends_with(" warning storagedevices: nothing watches the loop for stalls; the next attempt "
-                         "follows: no thread: " +
-                         Vorn::errorAndRemedy(EAGAIN) + "\n"))
+   EXPECT_TRUE(refused.ends_with(
+       " warning storagedevices: the watchdog cannot be started and will be retried: no thread: " +
+       Vorn::errorAndRemedy(EAGAIN) + "\n"))
        << refused;
    Vorn::Host::runFor(240);
    EXPECT_EQ(written(), "");
    Vorn::Host::runFor(1000);
    EXPECT_EQ(attempts, (std::vector<double>{0, 1, 3, 7, 15, 31, 63, 123, 183, 243}));
    std::string const had = written();
-   EXPECT_TRUE(had.ends_with(" info storagedevices: the loop is watched for stalls now\n")) << had;
+   EXPECT_TRUE(had.ends_with(" info storagedevices: the watchdog has started\n")) << had;
    EXPECT_EQ(std::count(had.begin(), had.end(), '\n'), 1);
 }
 

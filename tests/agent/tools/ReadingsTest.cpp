@@ -175,7 +175,7 @@ TEST_F(ReadingsTest, ReportsAHangingToolWhenItsRunDoesNotEnd) {
    ASSERT_TRUE(of("A", "smartctl").failure);
    EXPECT_TRUE(of("A", "smartctl").failure->hangs);
    EXPECT_EQ(of("A", "smartctl").failure->since, ended);
-   EXPECT_EQ(reason("A", "smartctl"), "its run does not end");
+   EXPECT_EQ(reason("A", "smartctl"), "its run has not ended");
    smart("A").countInc();
    EXPECT_FALSE(of("A", "smartctl").failure);
 }

@@ -56,7 +56,7 @@ TEST_F(VerdictRulesTest, ReportsSelfAssessmentFailedFromTheDrivesOwnWord) {
    smart().healthStatusOkIs(false);
    EXPECT_EQ(reasons(), "");  // it has not said anything yet
    smart().healthStatusReadIs(true);
-   EXPECT_EQ(reasons(), "self-assessment-failed: the drive says that it is failing");
+   EXPECT_EQ(reasons(), "self-assessment-failed: the drive reports that it is failing");
    EXPECT_EQ(word(), "failing");
    smart().healthStatusOkIs(true);
    EXPECT_EQ(reasons(), "");
@@ -98,14 +98,14 @@ TEST_F(VerdictRulesTest, ReportsNvmeSpareExhaustedForBitZeroOfTheWarning) {
 TEST_F(VerdictRulesTest, ReportsNvmeUnreliableForBitTwoOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(4);
-   EXPECT_EQ(reasons(), "nvme-unreliable: the drive says that it is not reliable any more");
+   EXPECT_EQ(reasons(), "nvme-unreliable: the drive reports reduced reliability");
    EXPECT_EQ(word(), "failing");
 }
 
 TEST_F(VerdictRulesTest, ReportsNvmeReadOnlyForBitThreeOfTheWarning) {
    diskIs(BusType::nvme);
    criticalWarningIs(8);
-   EXPECT_EQ(reasons(), "nvme-read-only: the drive takes no more writes");
+   EXPECT_EQ(reasons(), "nvme-read-only: the drive is read-only");
    EXPECT_EQ(word(), "failing");
 }
 
@@ -190,7 +190,7 @@ class HotDiskTest : public VerdictRulesTest {
 TEST_F(HotDiskTest, ReportsCriticalTemperatureForTheSensorsAlarm) {
    diskIs(BusType::nvme);
    degreesAre(81);
-   EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
+   EXPECT_EQ(reasons(), "critical-temperature: critical temperature: 81 °C");
    EXPECT_EQ(word(), "failing");
 }
 
@@ -198,7 +198,7 @@ TEST_F(HotDiskTest, DoesNotReportOverheatBesideCriticalTemperature) {
    diskIs(BusType::nvme);
    degreesAre(81);
    criticalWarningIs(2);
-   EXPECT_EQ(reasons(), "critical-temperature: critically hot: 81 °C");
+   EXPECT_EQ(reasons(), "critical-temperature: critical temperature: 81 °C");
 }
 
 TEST_F(HotDiskTest, ShowsTheSensorsTemperatureWhileAJumpWaitsForItsConfirmation) {
@@ -206,7 +206,7 @@ TEST_F(HotDiskTest, ShowsTheSensorsTemperatureWhileAJumpWaitsForItsConfirmation)
    degreesAre(40);
    degreesAre(75);
    criticalWarningIs(2);
-   EXPECT_EQ(reasons(), "overheat: too hot: 40 °C");
+   EXPECT_EQ(reasons(), "overheat: high temperature: 40 °C");
 }
 
 TEST_F(HotDiskTest, ReportsTheAlarmOfASensorForOneDriveAlone) {
@@ -231,7 +231,7 @@ TEST_F(HotDiskTest, ReportsOverheatForTheSensorsAlarm) {
    degreesAre(65);
    EXPECT_EQ(reasons(), "");
    degreesAre(71);
-   EXPECT_EQ(reasons(), "overheat: too hot: 71 °C");
+   EXPECT_EQ(reasons(), "overheat: high temperature: 71 °C");
    EXPECT_EQ(word(), "warning");
 }
 
@@ -247,14 +247,14 @@ TEST_F(VerdictRulesTest, ReportsOverheatForAnNvmeDrivesOwnLimits) {
    diskIs(BusType::nvme);
    nvme().temperatureCelsiusIs({"temperature", 66});
    criticalWarningIs(2);
-   EXPECT_EQ(reasons(), "overheat: too hot: 66 °C");
+   EXPECT_EQ(reasons(), "overheat: high temperature: 66 °C");
    EXPECT_EQ(word(), "warning");
 }
 
 TEST_F(VerdictRulesTest, ReportsOverheatWithoutADegreeWhereTheDriveReportsNone) {
    diskIs(BusType::nvme);
    criticalWarningIs(2);
-   EXPECT_EQ(reasons(), "overheat: too hot: the drive says so");
+   EXPECT_EQ(reasons(), "overheat: high temperature: the drive reports it");
 }
 
 TEST_F(VerdictRulesTest, ReadsOnlyTheRecordsOfTheDisksBus) {
@@ -274,7 +274,7 @@ TEST_F(VerdictRulesTest, ReportsKernelErrorsForADay) {
    entities.kernelErrors->fsListIs(serial, "/dev/sda", "ata2", false);
    EXPECT_EQ(reasons(), "");
    entities.kernelErrors->fsList(serial)->syslogTimestampIs(Vorn::System::currentTimeUtc() - 86399);
-   EXPECT_EQ(reasons(), "kernel-errors: the kernel reports errors of it");
+   EXPECT_EQ(reasons(), "kernel-errors: the kernel reports errors on it");
    EXPECT_EQ(word(), "failing");
    time->jumpBy(2);
    allIsRead();

@@ -191,7 +191,7 @@ TEST_F(AgentProgramTest, RefusesToStartBesideARunningAgent) {
    Output const second = runProgram("agent --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(second.exitCode, 1);
    EXPECT_EQ(second.text,
-             socket + ": another agent answers there; stop it first or set status.socket elsewhere\n");
+             socket + ": another program uses it; stop that first or set status.socket elsewhere\n");
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); }));
 }
 
@@ -230,8 +230,8 @@ TEST_F(AgentProgramTest, NamesKeysThatAreNotServedAtTheStartAndByCheckConfig) {
    start();
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
    for (std::string const line :
-        {"log.destination: \"syslog\" is not served in this version; lines go to standard error\n",
-         "history: is not served in this version; "}) {
+        {"log.destination: \"syslog\" is not supported in this version; lines go to standard error\n",
+         "history: is not supported in this version; "}) {
       EXPECT_NE(checked.text.find("\n" + line), std::string::npos) << checked.text;
       EXPECT_NE(log.find(" notice storagedevices: " + line), std::string::npos) << log;
    }
@@ -241,8 +241,9 @@ TEST_F(AgentProgramTest, ReportsTooFewDescriptorsBeforeAnythingElse) {
    std::filesystem::create_directories(socket);  // nothing can listen there, so that it ends at once
    Output const started = runProgram("agent --config " + folder.string() + "/agent.toml", "ulimit -n 40; ");
    EXPECT_EQ(started.exitCode, 1);
-   EXPECT_NE(started.text.find(" warning storagedevices: no more than 40 descriptors may be open, "),
-             std::string::npos)
+   EXPECT_NE(
+       started.text.find(" warning storagedevices: the limit of 40 open files is too low to watch disks: "),
+       std::string::npos)
        << started.text;
    EXPECT_EQ(runProgram("agent --config " + folder.string() + "/agent.toml").text.find("descriptors"),
              std::string::npos);
@@ -254,11 +255,11 @@ TEST_F(AgentProgramTest, ShowsTheClassificationOfEachDeviceByCheckConfig) {
    Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(checked.exitCode, 0);
    for (char const * const line :
-        {"agent.toml: good\n", "blockdev: 4 entries\n",
+        {"agent.toml: valid\n", "blockdev: 4 entries\n",
          "/dev/sda: fixed: /mnt/drive, sata (ata1), 256 GB, identified by hdparm -I\n",
          "/dev/sdb: removable: /mnt/usb1, usb (usb 1-1.2), 31 GB, identified by udev's properties\n",
          "/dev/sdq: skipped: no entry of blockdev matches its path\n",
-         "expected mount flash: no device on this machine would become /mnt/flash\n", "/bin/smartctl\n"})
+         "expected mount flash: no disk of this machine is classified as /mnt/flash\n", "/bin/smartctl\n"})
       EXPECT_NE(checked.text.find(line), std::string::npos) << "missing: " << line << "in:\n" << checked.text;
    EXPECT_TRUE(unit.tools().runs().empty());
 }

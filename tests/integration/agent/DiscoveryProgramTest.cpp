@@ -73,7 +73,7 @@ TEST_F(DiscoveryProgramTest, ClassifiesEveryDiskInTheEndWithFewDescriptors) {
    EXPECT_NE(log.find(": not classified: it cannot be read: " + Vorn::errorAndRemedy(EMFILE)),
              std::string::npos)
        << log;
-   EXPECT_NE(log.find(": no longer short of descriptors, processes or memory"), std::string::npos) << log;
+   EXPECT_NE(log.find(": the shortage has ended"), std::string::npos) << log;
 }
 
 TEST_F(DiscoveryProgramTest, ShowsOrReportsEachDiskWithTooFewDescriptors) {

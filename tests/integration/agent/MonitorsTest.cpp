@@ -204,7 +204,7 @@ TEST_F(MonitorsTest, UsesASocketOfItsOwnBesideAnotherAgent) {
    config("");
    startSettled();
    EXPECT_NE(log.find(" error storagedevices: " + kernelSocket +
-                      ": another agent answers there; stop it first or set kernel_messages.socket elsewhere "
+                      ": another program uses it; stop that first or set kernel_messages.socket elsewhere "
                       "(storage errors that the kernel reports go unnoticed)"),
              std::string::npos)
        << log;
@@ -217,7 +217,7 @@ TEST_F(MonitorsTest, KeepsAFileInThePlaceOfTheKernelsSocket) {
    kernelSocket = folder.fileIs("precious", "precious").string();
    config("");
    startSettled();
-   EXPECT_NE(log.find(kernelSocket + ": is there already and is no socket"), std::string::npos) << log;
+   EXPECT_NE(log.find(kernelSocket + ": exists and is not a socket"), std::string::npos) << log;
    EXPECT_EQ(agent->stop(), "exit code 0");
    EXPECT_EQ(folder.content("precious"), "precious");
 }
@@ -237,7 +237,7 @@ TEST_F(MonitorsTest, ShowsADrivesTemperatureAtItsSensor) {
    EXPECT_EQ(state["temperature"]["Bay1"]["temperature"].GetDouble(), 48);
    Output const status = runProgram("status --socket " + socket);
    EXPECT_NE(status.text.find("warning"), std::string::npos) << status.text;
-   EXPECT_NE(status.text.find("too hot: 48 °C"), std::string::npos) << status.text;
+   EXPECT_NE(status.text.find("high temperature: 48 °C"), std::string::npos) << status.text;
    unit.unplug("sda");
    ASSERT_TRUE(waitInRealTime([&] { return !state["temperature"]["Bay1"].HasMember("temperature"); })) << log;
    EXPECT_STREQ(state["temperature"]["Bay1"]["alarm"].GetString(), "none");

@@ -96,13 +96,12 @@ TEST_F(ScarceProcessesTest, FindsDisksAndWatchdogOfAnAgentStartedWithoutProcesse
       GTEST_SKIP() << reason;
    start(1);
    std::string const why = Vorn::errorAndRemedy(EAGAIN) + "\n";
-   ASSERT_TRUE(
-       logs(" warning storagedevices: nothing watches the loop for stalls; the next attempt follows: "));
+   ASSERT_TRUE(logs(" warning storagedevices: the watchdog cannot be started and will be retried: "));
    ASSERT_TRUE(logs(" error storagedevices: /dev/sda: not classified: expr cannot be started: " + why))
        << log;
    EXPECT_TRUE(disks().ObjectEmpty());
    processesAre(1000);
-   EXPECT_TRUE(logs(" info storagedevices: the loop is watched for stalls now\n")) << log;
+   EXPECT_TRUE(logs(" info storagedevices: the watchdog has started\n")) << log;
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && isRead(); }, std::chrono::seconds{20})) << log;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }

@@ -41,7 +41,7 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    toolsKeyIs("timeout = 5");
    reload();
    EXPECT_TRUE(logs(
-       "info storagedevices: configuration read again: poll_interval, tools.timeout, trace take effect now; "
+       "info storagedevices: configuration reloaded: poll_interval, tools.timeout, trace take effect now; "
        "clock.time_scale takes effect at the next start\n"))
        << log;
    EXPECT_TRUE(waitInRealTime([&] { return state["tools"]["runs"].GetUint() > runs + 1; })) << log;
@@ -50,7 +50,7 @@ TEST_F(AgentSignalsTest, AppliesChangesAtASighupAndNamesThoseForTheNextStart) {
    config("", "poll_interval = 1\n");
    toolsKeyIs("timeout = 5");
    reload();
-   EXPECT_TRUE(logs("configuration read again: trace takes effect now\n")) << log;
+   EXPECT_TRUE(logs("configuration reloaded: trace takes effect now\n")) << log;
 }
 
 TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine) {
@@ -70,7 +70,7 @@ TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine
        << log;
    config("", "");
    reload();
-   EXPECT_TRUE(logs("configuration read again: nothing in it has changed\n")) << log;
+   EXPECT_TRUE(logs("configuration reloaded: nothing in it has changed\n")) << log;
 }
 
 TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
@@ -83,7 +83,7 @@ TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
    ASSERT_NE(messages.find("STORAGEDEVICE_OFFLINE"), std::string::npos);
    reload();
    EXPECT_TRUE(waitInRealTime([&] { return state["storageDevicesInfo"]["fsList"].ObjectEmpty(); })) << log;
-   EXPECT_TRUE(logs("; disks that are gone and forgotten: 1\n")) << log;
+   EXPECT_TRUE(logs("; records of removed disks deleted: 1\n")) << log;
    EXPECT_EQ(Agent::askAgent(socket, "/api/v1/messages").substr(0, messages.size() - 2),
              messages.substr(0, messages.size() - 2));
 }
@@ -113,7 +113,7 @@ TEST_F(AgentSignalsTest, ReadsAConfigurationThroughAPipe) {
       Output const checked =
           runProgram("check-config --config " + name, "cat " + folder.string() + "/agent.toml | ");
       EXPECT_EQ(checked.exitCode, 0);
-      EXPECT_TRUE(checked.text.starts_with(name + ": good\n")) << checked.text;
+      EXPECT_TRUE(checked.text.starts_with(name + ": valid\n")) << checked.text;
    }
 }
 

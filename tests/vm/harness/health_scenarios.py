@@ -178,7 +178,7 @@ exec "/usr/bin/$name" "$@"
         for disk, source, exit_code in self.HANGING:
             run = (self._timed_out(state, disk, source) or [{}])[0]
             reported = [run.get(key) for key in ("exitCode", "failed", "meaning")]
-            wanted = [exit_code, True, "took longer than its limit"]
+            wanted = [exit_code, True, "exceeded its time limit"]
             self._report.equal(f"the end of {source} for {disk.name} is reported", reported, wanted)
             took = run.get("seconds", 0.0)
             self._report.check("it came after the limit", took >= self.LIMIT, f"after {took} s")
