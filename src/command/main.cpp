@@ -20,6 +20,7 @@
 #include "agent/config/KeysWithoutEffect.h"
 #include "agent/config/ProgramEnd.h"
 #include "base/Companion.h"
+#include "base/DefaultPaths.h"
 #include "base/Terminal.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
@@ -68,10 +69,10 @@ int runAgent(Agent::Command const & command) {
 
 int checkConfig(Agent::Command const & command) {
    Agent::Config const config = Agent::configAt(command.configPath);
-   bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
+   bool const present = command.configPath || std::filesystem::exists(Base::defaultConfigPath);
    std::string const source = present
-                                  ? command.configPath.value_or(Agent::defaultConfigPath) + ": good"
-                                  : std::string{Agent::defaultConfigPath} + ": not there, the defaults apply";
+                                  ? command.configPath.value_or(Base::defaultConfigPath) + ": good"
+                                  : std::string{Base::defaultConfigPath} + ": not there, the defaults apply";
    auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
    print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))

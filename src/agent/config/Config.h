@@ -11,13 +11,10 @@
 #include <vector>
 
 #include "StorageDevices/ApplianceTracker.h"
+#include "base/DefaultPaths.h"
 #include "base/HttpAddress.h"
 
 namespace Agent {
-
-inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
-inline constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
-inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
 
 // A configuration that cannot be used. what() is one line without control characters, such as
 // "/etc/x.toml:3: poll_interval: must be a whole number of seconds, 1 or more, not 0".
@@ -58,8 +55,8 @@ struct Config {
    };
 
    struct Status {
-      std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
-      std::optional<Base::HttpAddress> http;     // not loopback: needs allowRemote
+      std::string socket = Base::defaultStatusSocket;  // absolute, at most 107 bytes
+      std::optional<Base::HttpAddress> http;           // not loopback: needs allowRemote
       bool allowRemote = false;
       std::string socketGroup;  // name of the group that may connect; empty: no group
       bool operator==(Status const &) const = default;
