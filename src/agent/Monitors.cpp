@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "StorageDevices/Factories.h"
 #include "agent/serve/ListenSocket.h"
 #include "runtime/Vorn/Shortage.h"

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "agent/config/ApplianceConfig.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/config/KeysWithoutEffect.h"
@@ -73,11 +73,11 @@ int checkConfig(Agent::Command const & command) {
    std::string const source = present
                                   ? command.configPath.value_or(Base::defaultConfigPath) + ": good"
                                   : std::string{Base::defaultConfigPath} + ": not there, the defaults apply";
-   auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
-   print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
+   auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
+   print(Agent::checkConfigText(config, source, preview) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
       print(line + "\n");
-   std::vector<std::string> errors = examination.errors;
+   std::vector<std::string> errors = preview.errors;
    if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
       errors.push_back(*error);
    for (std::string const & error : errors)

@@ -70,10 +70,10 @@ struct Config {
    };
 
    // Percent of a disk's rated life that is left, 0 to 100.
-   struct Verdict {
+   struct VerdictLimits {
       double lifeWarning = 10;
       double lifeFailing = 1;  // not above lifeWarning
-      bool operator==(Verdict const &) const = default;
+      bool operator==(VerdictLimits const &) const = default;
    };
 
    std::int64_t pollInterval = 60;  // seconds, 1 or more
@@ -84,7 +84,7 @@ struct Config {
    Status status;
    LogDestination logDestination = LogDestination::automatic;
    History history;
-   Verdict verdict;
+   VerdictLimits verdict;
    std::map<std::string, int> trace;  // facility -> highest level written, 0 to 9
    double timeScale = 1.0;            // 0.001 to 100000
 

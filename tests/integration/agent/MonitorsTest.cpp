@@ -214,7 +214,7 @@ TEST_F(MonitorsTest, UsesASocketOfItsOwnBesideAnotherAgent) {
 }
 
 TEST_F(MonitorsTest, KeepsAFileInThePlaceOfTheKernelsSocket) {
-   kernelSocket = folder.fileIs("precious", "precious").string();
+   kernelSocket = folder.write("precious", "precious").string();
    config("");
    startSettled();
    EXPECT_NE(log.find(kernelSocket + ": is there already and is no socket"), std::string::npos) << log;
