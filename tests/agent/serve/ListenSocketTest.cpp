@@ -35,7 +35,7 @@ extern "C" int bind(int fd, sockaddr const * address, socklen_t size) {
 namespace {
 
 using Agent::ListenSocket;
-using Agent::SocketError;
+using Base::SocketError;
 
 std::string errorOf(std::string const & path) {
    try {
@@ -146,7 +146,7 @@ TEST_F(ListenSocketTest, LeavesAFileThatIsNoSocketAlone) {
 TEST_F(ListenSocketTest, ReplacesADatagramSocketThatNobodyReads) {
    std::string const datagrams = folder.string() + "/kernel";
    int const fd = datagramSocketAt(datagrams);
-   auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
+   auto const clear = [&] { Base::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
    EXPECT_THROW(clear(), SocketError);
    EXPECT_TRUE(std::filesystem::exists(datagrams));
    close(fd);
