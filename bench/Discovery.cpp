@@ -32,6 +32,7 @@
 #include "Ratio.h"
 #include "runtime/Vorn/Process.h"
 #include "simulation/SimulatedUnit.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -258,23 +259,21 @@ int measure(fs::path const & folder, std::string const & preload) {
    return report.exitCode();
 }
 
-// The folder goes whatever happens; the programs that do it run without the preload.
+// The folders go whatever happens; the program that removes the unit's runs without the preload.
 int measureInFolder(std::string const & preload) {
    std::signal(SIGPIPE, SIG_IGN);
    UnitSource source;
    unsetenv("LD_PRELOAD");
-   std::string folder = (fs::temp_directory_path() / "discovery_bench.XXXXXX").string();
-   if (!mkdtemp(folder.data()))
-      throw std::runtime_error("cannot make a temporary folder");
+   Support::TempDir const folder;
    int exitCode = 2;
    try {
-      source.copyTo(fs::path{folder} / "few", few);
-      source.copyTo(fs::path{folder} / "many", many);
-      exitCode = measure(folder, preload);
+      source.copyTo(folder.path() / "few", few);
+      source.copyTo(folder.path() / "many", many);
+      exitCode = measure(folder.path(), preload);
    } catch (std::exception const & error) {
       std::fprintf(stderr, "discovery_bench: %s\n", error.what());
    }
-   run({"rm", "-rf", folder.c_str(), source.root().c_str()});
+   run({"rm", "-rf", source.root().c_str()});
    return exitCode;
 }
 

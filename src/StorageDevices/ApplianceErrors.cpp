@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "StorageDevices/ApplianceFiles.h"
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "StorageDevices/ExprPattern.h"
 #include "StorageDevices/RegularFile.h"
 #include "StorageDevices/Shortage.h"

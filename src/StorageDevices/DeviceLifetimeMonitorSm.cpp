@@ -41,12 +41,13 @@ DeviceLifetimeMonitorSm::DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> dev
       emmcData_{std::move(emmcData)},
       nvmeData_{std::move(nvmeData)},
       smartData_{std::move(smartData)},
-      iostat_{std::move(iostat)} {}
-
-void DeviceLifetimeMonitorSm::handleInitialized() {
+      iostat_{std::move(iostat)} {
    devicesReactor_.notifierIs(devices_);
    devicesReactor_.on<&DeviceLifetimeMonitorSm::handleDisk>(devices_->disk, *this);
    devicesReactor_.hasNotificationActiveIs(true);
+}
+
+void DeviceLifetimeMonitorSm::handleInitialized() {
    smartReactors_.notifierIs(smartData_);
    nvmeReactors_.notifierIs(nvmeData_);
 }

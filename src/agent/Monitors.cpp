@@ -6,13 +6,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <utility>
 
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "StorageDevices/Factories.h"
-#include "agent/serve/ListenSocket.h"
+#include "base/SocketPath.h"
 #include "runtime/Vorn/Shortage.h"
 
 namespace Agent {
@@ -28,6 +29,18 @@ std::string kernelSocketNotice(std::string const & path) {
           (hasDirectory ? "see that its directory can be written and nothing is in the way,"
                         : "make its directory") +
           " or set kernel_messages.socket elsewhere";
+}
+
+// Why the path cannot be used.
+std::optional<std::string> socketPathError(std::string const & path) {
+   try {
+      Base::clearSocketPath(path, SOCK_DGRAM, "kernel_messages.socket");
+   } catch (std::system_error const & error) {
+      return Vorn::errorAndRemedy(error);
+   } catch (Base::SocketError const & error) {
+      return error.what();
+   }
+   return {};
 }
 
 }  // namespace
@@ -90,11 +103,9 @@ void Monitors::startHealth() {
 
 void Monitors::startKernelErrors() {
    auto const & config = config_.kernelMessages;
-   try {
-      // The library would replace the socket of another program.
-      clearSocketPath(config.socket, SOCK_DGRAM, "kernel_messages.socket");
-   } catch (SocketError const & error) {
-      notice_(LOG_ERR, std::string{error.what()} + " (storage errors that the kernel reports go unnoticed)");
+   // The library would replace the socket of another program.
+   if (auto const error = socketPathError(config.socket)) {
+      notice_(LOG_ERR, *error + " (storage errors that the kernel reports go unnoticed)");
       return;
    }
    kernelErrors_ = StorageDevices::storageDeviceErrWatcherSmFactory(entities_.kernelErrors, entities_.devices,

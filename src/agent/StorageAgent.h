@@ -32,7 +32,7 @@ class StorageAgent {
    // Reads the configuration again. Raises ConfigError for a configuration that cannot be used.
    using Reread = std::function<Config()>;
 
-   // Raises SocketError when the agent cannot listen on its sockets.
+   // Raises Base::SocketError when the agent cannot listen on its sockets.
    StorageAgent(Config config, StderrLog & log, Reread reread);
    ~StorageAgent();
 

@@ -1,45 +1,30 @@
 #include "command/CatalogueText.h"
 
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
+#include "base/JsonText.h"
 #include "base/Text.h"
 
 namespace Agent {
 
 namespace {
 
-using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
-
-void writeText(Writer & writer, std::string_view text) {
-   std::string const valid = Base::validUtf8(text);
-   writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-}
-
-void writeEntry(Writer & writer, CatalogueEntry const & entry) {
+void writeEntry(Base::JsonWriter & writer, CatalogueEntry const & entry) {
    writer.StartObject();
-   writer.Key("name");
-   writeText(writer, entry.name);
-   writer.Key("severity");
-   writer.Int(entry.severity);
-   writer.Key("format");
-   writeText(writer, entry.format);
-   writer.Key("explanation");
-   writeText(writer, entry.explanation);
-   writer.Key("recommendedAction");
+   Base::writeMember(writer, "name", entry.name);
+   Base::writeMember(writer, "severity", entry.severity);
+   Base::writeMember(writer, "format", entry.format);
+   Base::writeMember(writer, "explanation", entry.explanation);
    if (entry.standardAction)
-      writer.Uint(*entry.standardAction);
+      Base::writeMember(writer, "recommendedAction", *entry.standardAction);
    else
-      writeText(writer, entry.recommendedAction);
+      Base::writeMember(writer, "recommendedAction", entry.recommendedAction);
    writer.EndObject();
 }
 
 }  // namespace
 
 std::string catalogueJson(std::span<CatalogueEntry const> entries) {
-   rapidjson::StringBuffer buffer;
-   Writer writer{buffer};
-   writer.SetIndent(' ', 2);
+   Base::JsonBuffer buffer;
+   Base::JsonWriter writer{buffer};
    writer.StartObject();
    writer.Key("messages");
    writer.StartArray();

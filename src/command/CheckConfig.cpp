@@ -8,26 +8,26 @@ namespace Agent {
 
 namespace {
 
-std::string filesText(Config const & config, StorageDevices::Examination const & examination) {
+std::string filesText(Config const & config, StorageDevices::DiscoveryPreview const & preview) {
    std::string const file = config.appliance.etcDir + "/blockdev";
-   if (!examination.blockdevReadable)
+   if (!preview.blockdevReadable)
       return file +
              ": cannot be read, so every device is skipped; it must contain pairs of a path pattern "
              "and a mount name\n";
-   if (examination.blockdevEntries == 0)
+   if (preview.blockdevEntries == 0)
       return file + ": has no entry, so every device is skipped\n";
-   return file + ": " + std::to_string(examination.blockdevEntries) +
-          (examination.blockdevEntries == 1 ? " entry\n" : " entries\n");
+   return file + ": " + std::to_string(preview.blockdevEntries) +
+          (preview.blockdevEntries == 1 ? " entry\n" : " entries\n");
 }
 
-bool isMountedBy(StorageDevices::ExaminedDevice const & device, std::string const & mount) {
-   return device.verdict != "skipped" && device.reason.starts_with("/mnt/" + mount + ",");
+bool isMountedBy(StorageDevices::PreviewedDevice const & device, std::string const & mount) {
+   return device.outcome != "skipped" && device.reason.starts_with("/mnt/" + mount + ",");
 }
 
-std::string missingText(Config const & config, StorageDevices::Examination const & examination) {
+std::string missingText(Config const & config, StorageDevices::DiscoveryPreview const & preview) {
    std::string text;
    for (std::string const & mount : config.appliance.expectedMounts) {
-      auto const & devices = examination.devices;
+      auto const & devices = preview.devices;
       if (std::none_of(devices.begin(), devices.end(),
                        [&](auto const & device) { return isMountedBy(device, mount); }))
          text.append("expected mount ")
@@ -42,16 +42,16 @@ std::string missingText(Config const & config, StorageDevices::Examination const
 }  // namespace
 
 std::string checkConfigText(Config const & config, std::string const & sourceLine,
-                            StorageDevices::Examination const & examination) {
-   std::string text = sourceLine + "\n" + filesText(config, examination);
-   if (!examination.udevAvailable)
-      return text + "udev: its devices cannot be listed: " + examination.udevError + "\n";
-   if (examination.devices.empty())
+                            StorageDevices::DiscoveryPreview const & preview) {
+   std::string text = sourceLine + "\n" + filesText(config, preview);
+   if (!preview.udevAvailable)
+      return text + "udev: its devices cannot be listed: " + preview.udevError + "\n";
+   if (preview.devices.empty())
       text += "udev knows no disk on this machine\n";
-   for (StorageDevices::ExaminedDevice const & device : examination.devices)
-      text += Base::escaped(device.device) + ": " + device.verdict + ": " + Base::escaped(device.reason) +
+   for (StorageDevices::PreviewedDevice const & device : preview.devices)
+      text += Base::escaped(device.device) + ": " + device.outcome + ": " + Base::escaped(device.reason) +
               "\n    path " + Base::escaped(device.sysPath) + "\n";
-   return text + missingText(config, examination);
+   return text + missingText(config, preview);
 }
 
 }  // namespace Agent

@@ -3,14 +3,14 @@
 
 #include <string>
 
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "agent/config/Config.h"
 
 namespace Agent {
 
-// The examination as text: the appliance's files, then a line per device, then the expected mounts without a
+// The preview as text: the appliance's files, then a line per device, then the expected mounts without a
 // device. The first line names the source of the configuration.
 std::string checkConfigText(Config const & config, std::string const & sourceLine,
-                            StorageDevices::Examination const & examination);
+                            StorageDevices::DiscoveryPreview const & preview);
 
 }  // namespace Agent

@@ -4,6 +4,7 @@
 
 #include "base/HttpAddress.h"
 #include "base/Text.h"
+#include "base/UnixAddress.h"
 
 namespace Agent {
 
@@ -20,14 +21,15 @@ void addConfigOption(CLI::App & app, Command & command, std::string const & othe
 
 void addAgent(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand("agent", "Run in the foreground and watch the storage of this machine");
-   addConfigOption(*sub, command, std::string{"default: "} + defaultConfigPath + " if there is one");
+   addConfigOption(*sub, command, std::string{"default: "} + Base::defaultConfigPath + " if there is one");
    sub->callback([&command] { command.kind = Command::Kind::agent; });
 }
 
 std::string socketPathError(std::string & path) {
-   if (!path.empty() && path.size() <= maxSocketPath)
+   if (!path.empty() && path.size() <= Base::UnixAddress::longestPath)
       return {};
-   return "needs the path of a socket, at most " + std::to_string(maxSocketPath) + " bytes long";
+   return "needs the path of a socket, at most " + std::to_string(Base::UnixAddress::longestPath) +
+          " bytes long";
 }
 
 void addSocketOption(CLI::App & app, Command & command) {
@@ -62,7 +64,7 @@ void addCatalogue(CLI::App & app, Command & command) {
 void addCheckConfig(CLI::App & app, Command & command) {
    auto * sub = app.add_subcommand(
        "check-config", "Check the configuration and show how each device of this machine is classified");
-   addConfigOption(*sub, command, std::string{"default: "} + defaultConfigPath + " if there is one");
+   addConfigOption(*sub, command, std::string{"default: "} + Base::defaultConfigPath + " if there is one");
    sub->callback([&command] { command.kind = Command::Kind::checkConfig; });
 }
 

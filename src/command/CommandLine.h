@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/config/Config.h"
+#include "base/DefaultPaths.h"
 
 namespace Agent {
 
@@ -14,13 +14,13 @@ struct Command {
    enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
 
    Kind kind = Kind::agent;
-   std::optional<std::string> configPath;     // agent, check-config: --config
-   bool json = false;                         // status, messages, catalogue
-   bool watch = false;                        // status; never together with json
-   bool follow = false;                       // messages
-   std::string socket = defaultStatusSocket;  // status, messages
-   std::optional<double> timeScale;           // demo: 0.001 to 100000
-   std::optional<std::string> http;           // demo: a loopback address and a port
+   std::optional<std::string> configPath;           // agent, check-config: --config
+   bool json = false;                               // status, messages, catalogue
+   bool watch = false;                              // status; never together with json
+   bool follow = false;                             // messages
+   std::string socket = Base::defaultStatusSocket;  // status, messages
+   std::optional<double> timeScale;                 // demo: 0.001 to 100000
+   std::optional<std::string> http;                 // demo: a loopback address and a port
 
    bool operator==(Command const &) const = default;
 };

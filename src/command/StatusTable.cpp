@@ -1,5 +1,7 @@
 #include "command/StatusTable.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <tuple>
 #include <vector>
@@ -38,8 +40,8 @@ std::string messageTime(Json const & message) {
 }
 
 Tone messageTone(Json const & message) {
-   double const severity = Base::jsonNumber(&message, "severity").value_or(6);
-   return severity <= 3 ? Tone::bad : severity <= 4 ? Tone::warning : Tone::plain;
+   double const severity = Base::jsonNumber(&message, "severity").value_or(LOG_INFO);
+   return severity <= LOG_ERR ? Tone::bad : severity <= LOG_WARNING ? Tone::warning : Tone::plain;
 }
 
 Cell messageCell(Json const * message) {

@@ -14,12 +14,13 @@
 #include <thread>
 #include <vector>
 
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "agent/config/ApplianceConfig.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/config/KeysWithoutEffect.h"
 #include "agent/config/ProgramEnd.h"
 #include "base/Companion.h"
+#include "base/DefaultPaths.h"
 #include "base/Terminal.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
@@ -68,15 +69,15 @@ int runAgent(Agent::Command const & command) {
 
 int checkConfig(Agent::Command const & command) {
    Agent::Config const config = Agent::configAt(command.configPath);
-   bool const present = command.configPath || std::filesystem::exists(Agent::defaultConfigPath);
+   bool const present = command.configPath || std::filesystem::exists(Base::defaultConfigPath);
    std::string const source =
-       present ? command.configPath.value_or(Agent::defaultConfigPath) + ": valid"
-               : std::string{Agent::defaultConfigPath} + ": does not exist; the defaults are used";
-   auto const examination = StorageDevices::examineDevices(Agent::fruConfigOf(config));
-   print(Agent::checkConfigText(config, source, examination) + Agent::toolsText(config.tools.path));
+       present ? command.configPath.value_or(Base::defaultConfigPath) + ": valid"
+               : std::string{Base::defaultConfigPath} + ": does not exist; the defaults are used";
+   auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
+   print(Agent::checkConfigText(config, source, preview) + Agent::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
       print(line + "\n");
-   std::vector<std::string> errors = examination.errors;
+   std::vector<std::string> errors = preview.errors;
    if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
       errors.push_back(*error);
    for (std::string const & error : errors)

@@ -1,4 +1,4 @@
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -31,14 +31,14 @@ class ApplianceErrorsTest : public testing::Test {
 
 TEST_F(ApplianceErrorsTest, FindsNoErrorInGoodOrMissingFiles) {
    EXPECT_EQ(errors(), Texts{});
-   folder_.fileIs("blockdev", "pci.*/ata1/.* drive\nplatform/.* flash\n");
-   folder_.fileIs("multidrive", "pci.*/ata2/.*");
-   folder_.fileIs("multidrive_src", "pci.*/ata2/.*");
+   folder_.write("blockdev", "pci.*/ata1/.* drive\nplatform/.* flash\n");
+   folder_.write("multidrive", "pci.*/ata2/.*");
+   folder_.write("multidrive_src", "pci.*/ata2/.*");
    EXPECT_EQ(errors(), Texts{});
 }
 
 TEST_F(ApplianceErrorsTest, ReportsAPatternWithoutAMount) {
-   folder_.fileIs("blockdev", "a drive\nb");
+   folder_.write("blockdev", "a drive\nb");
    EXPECT_EQ(
        errors(),
        Texts{
@@ -47,7 +47,7 @@ TEST_F(ApplianceErrorsTest, ReportsAPatternWithoutAMount) {
 
 TEST_F(ApplianceErrorsTest, ReportsAnOverlongWordInEveryFile) {
    for (char const * const name : {"blockdev", "multidrive", "multidrive_src"})
-      folder_.fileIs(name, std::string(5000, 'x') + " y");
+      folder_.write(name, std::string(5000, 'x') + " y");
    std::string const text =
        ": cannot be read to its end: is it a text file of words of at most 4096 characters, not more than "
        "4096 of "
@@ -56,9 +56,9 @@ TEST_F(ApplianceErrorsTest, ReportsAnOverlongWordInEveryFile) {
 }
 
 TEST_F(ApplianceErrorsTest, NamesPatternsThatExprRefuses) {
-   folder_.fileIs("blockdev", R"(pci\(.* drive good flash)");
-   folder_.fileIs("multidrive", R"(good x\{2)");
-   folder_.fileIs("multidrive_src", R"([a)");
+   folder_.write("blockdev", R"(pci\(.* drive good flash)");
+   folder_.write("multidrive", R"(good x\{2)");
+   folder_.write("multidrive_src", R"([a)");
    EXPECT_EQ(errors(),
              (Texts{R"(/blockdev:1: the pattern pci\(.* is no basic regular expression: correct it)",
                     R"(/multidrive:1: the pattern x\{2 is no basic regular expression: correct it)",
@@ -71,16 +71,16 @@ TEST_F(ApplianceErrorsTest, ReportsAFileThatExistsButCannotBeRead) {
 }
 
 TEST_F(ApplianceErrorsTest, ReportsAReadErrorAfterErrorsOfTheWordsBeforeIt) {
-   folder_.fileIs("blockdev", "[a drive good fla");
+   folder_.write("blockdev", "[a drive good fla");
    Support::ReadFailure const failure{1};
    EXPECT_EQ(errors(), (Texts{"/blockdev:1: the pattern [a is no basic regular expression: correct it",
                               "/blockdev: cannot be read to its end: Input/output error"}));
 }
 
 TEST_F(ApplianceErrorsTest, NamesTheLineOfABadWord) {
-   folder_.fileIs("blockdev", "good drive\n\n[b\n flash\ngood\n..\ngood a/b good .\n");
-   folder_.fileIs("multidrive", "good\ngood [c");
-   folder_.fileIs("multidrive_src", "\n\n[d");
+   folder_.write("blockdev", "good drive\n\n[b\n flash\ngood\n..\ngood a/b good .\n");
+   folder_.write("multidrive", "good\ngood [c");
+   folder_.write("multidrive_src", "\n\n[d");
    std::string const bad = " is no basic regular expression: correct it";
    std::string const noName = " names no folder below /mnt: write one without slashes that is not . or ..";
    EXPECT_EQ(errors(),
@@ -98,13 +98,13 @@ TEST_F(ApplianceErrorsTest, NamesAFileThatIsNotRegularAndDoesNotReadIt) {
 }
 
 TEST_F(ApplianceErrorsTest, AcceptsALinkToARegularFile) {
-   folder_.fileIs("elsewhere", "good drive");
+   folder_.write("elsewhere", "good drive");
    std::filesystem::create_symlink("elsewhere", folder_.path() / "blockdev");
    EXPECT_EQ(errors(), Texts{});
 }
 
 TEST_F(ApplianceErrorsTest, NamesTheRemedyWhereDescriptorsAreScarce) {
-   folder_.fileIs("blockdev", "good drive");
+   folder_.write("blockdev", "good drive");
    Support::DescriptorLimit const limit{0};
    std::string const why = ": cannot be read: " + Vorn::errorAndRemedy(EMFILE);
    EXPECT_EQ(errors().front(), "/blockdev" + why);
@@ -114,8 +114,8 @@ TEST_F(ApplianceErrorsTest, ChecksTheMaximumOfEntriesWithOneProcess) {
    std::string text;
    for (int i = 0; i < 4096; ++i)
       text += "pci.*/ata" + std::to_string(i) + "/.* drive\n";
-   folder_.fileIs("blockdev", text);
-   folder_.scriptIs("expr", "echo run >>\"" + folder_.string() + "/runs\"\nexit 1");
+   folder_.write("blockdev", text);
+   folder_.writeScript("expr", "echo run >>\"" + folder_.string() + "/runs\"\nexit 1");
    Support::EnvironmentSetting const path{"PATH", folder_.string()};
    EXPECT_EQ(errors(), Texts{});
    EXPECT_EQ(folder_.content("runs"), "run\n");
@@ -123,7 +123,7 @@ TEST_F(ApplianceErrorsTest, ChecksTheMaximumOfEntriesWithOneProcess) {
 
 TEST_F(ApplianceErrorsTest, ReportsAMissingExprOnce) {
    Support::TraceRecorder const quiet{{"StorageCDevsUtil", 0}};
-   folder_.fileIs("blockdev", "a drive b flash");
+   folder_.write("blockdev", "a drive b flash");
    Support::EnvironmentSetting const path{"PATH", "/nowhere"};
    EXPECT_EQ(errors(),
              Texts{"/blockdev: its patterns cannot be matched, because expr is missing: install coreutils"});

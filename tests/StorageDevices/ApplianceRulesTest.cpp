@@ -17,8 +17,8 @@ class ApplianceRulesTest : public testing::Test {
  protected:
    // With one file there, of which the first read alone is good.
    ApplianceRules rulesOfBadDisk(char const * name, std::string_view text) const {
-      folder_.fileIs("blockdev", "");
-      folder_.fileIs(name, text);
+      folder_.write("blockdev", "");
+      folder_.write(name, text);
       // The empty blockdev takes one more.
       Support::ReadFailure const failure{std::string_view{name} == "blockdev" ? 1U : 2U};
       return readApplianceRules(Pelm::String{folder_.string()}, traceHandle_);

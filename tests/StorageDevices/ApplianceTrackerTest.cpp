@@ -24,7 +24,7 @@ class ApplianceTrackerTest : public Support::ToolMonitorTest {
    }
    // The tool prints the report of a failing drive and ends so.
    void smartctlEndsWith(int exitCode) const {
-      auto const report = folder_.fileIs("report", TestData::sample("sata-ssd-failing/smartctl.json"));
+      auto const report = folder_.write("report", TestData::sample("sata-ssd-failing/smartctl.json"));
       toolDoes("cat \"" + report.string() + "\"; exit " + std::to_string(exitCode));
    }
    // What a host reads of the drive in its first poll.

@@ -15,7 +15,7 @@ using CDevsUtil::bashRegexMatch;
 class BashRegexMatchTest : public testing::Test {
  protected:
    // A program of this name comes before the system's.
-   void exprIs(std::string_view body) { folder_.scriptIs("expr", body); }
+   void exprIs(std::string_view body) { folder_.writeScript("expr", body); }
 
    Support::TempDir folder_;
    Support::TraceRecorder traces_{{"StorageCDevsUtil", 7}};

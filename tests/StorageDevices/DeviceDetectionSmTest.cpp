@@ -30,7 +30,7 @@ class DeviceDetectionSmTest : public testing::Test {
    // What is logged at the start when that is in the mount-source file of /dev/sda.
    Texts loggedFor(std::string const & mounted) {
       plug("S1", "drive");
-      folder_.fileIs("drive", mounted);
+      folder_.write("drive", mounted);
       start();
       return logs_.texts();
    }
@@ -48,7 +48,7 @@ TEST_F(DeviceDetectionSmTest, LogsEveryExpectedMountWithoutADisk) {
    for (char const * const mount : {"flash", "drive", "drive2"})
       fruConfig_->expectedMountsIs(mount);
    plug("S1", "drive");
-   folder_.fileIs("drive", "/dev/sda1\n");
+   folder_.write("drive", "/dev/sda1\n");
    start();
    EXPECT_EQ(logs_.texts(), (Texts{"Failed to detect storage device /mnt/flash on bootup.",
                                    "Failed to detect storage device /mnt/drive2 on bootup."}));
@@ -97,7 +97,7 @@ TEST_F(DeviceDetectionSmTest, RecognisesAMapperNodeByItsNumber) {
 
 TEST_F(DeviceDetectionSmTest, AcceptsAMapperNodeThatIsTheExpectedOne) {
    plug("S1", "drive", "/dev/dm-0");
-   folder_.fileIs("drive", "/dev/dm-0\n");
+   folder_.write("drive", "/dev/dm-0\n");
    start();
    EXPECT_TRUE(logs_.messages().empty());
 }
@@ -122,7 +122,7 @@ TEST_F(DeviceDetectionSmTest, ChecksForMissingDisksFirst) {
 
 TEST_F(DeviceDetectionSmTest, ChecksRemovableDisksToo) {
    plug("stick", "drive", "/dev/sda", true);
-   folder_.fileIs("drive", "");
+   folder_.write("drive", "");
    start();
    EXPECT_EQ(logs_.texts(), notMounted_);
 }
@@ -130,7 +130,7 @@ TEST_F(DeviceDetectionSmTest, ChecksRemovableDisksToo) {
 TEST_F(DeviceDetectionSmTest, TracesAMissingFileAndReadsTheOthers) {
    plug("S1", "flash");
    plug("S2", "drive", "/dev/sdb");
-   folder_.fileIs("drive", "");
+   folder_.write("drive", "");
    start();
    EXPECT_EQ(traces_.errors(), Texts{" Could not open mount path: " + folder_.string() + "/flash"});
    EXPECT_EQ(logs_.texts(), Texts{"Storage device partition /dev/sdb not mounted as /mnt/drive"});
@@ -168,7 +168,7 @@ TEST_F(DeviceDetectionSmTest, TreatsAnOverlongFileAsAReadErrorUnlessAWordDecides
       mapperNodes += "/dev/dm-0\n";
    EXPECT_EQ(loggedFor(mapperNodes), Texts{});
    EXPECT_EQ(traces_.errors().size(), 1U);
-   folder_.fileIs("drive", "/dev/sdb1 " + mapperNodes);
+   folder_.write("drive", "/dev/sdb1 " + mapperNodes);
    start();
    EXPECT_EQ(logs_.texts().size(), 1U);
 }
@@ -189,7 +189,7 @@ TEST_F(DeviceDetectionSmTest, DecidesByAWordBeforeAReadError) {
 
 TEST_F(DeviceDetectionSmTest, IgnoresADirectoryThatIsALink) {
    plug("S1", "drive");
-   folder_.fileIs("drive", "/dev/sdz1");
+   folder_.write("drive", "/dev/sdz1");
    std::string const link = folder_.string() + "/link";
    std::filesystem::create_directory_symlink(".", link);
    fruConfig_->mountSourceDirIs(link);
@@ -205,8 +205,8 @@ TEST_F(DeviceDetectionSmTest, TracesBeforeItLogs) {
    fruConfig_->expectedMountsIs("flash");
    plug("S1", "drive");
    plug("S2", "drive2", "/dev/sdb");
-   folder_.fileIs("drive", "");
-   folder_.fileIs("drive2", "/dev/sdz");
+   folder_.write("drive", "");
+   folder_.write("drive2", "/dev/sdz");
    start();
    devices_->diskDel("S1");
    EXPECT_EQ(order, "tmtmtmtm");
@@ -246,7 +246,7 @@ TEST_F(DeviceDetectionSmTest, ChecksTheMountsOnlyOnce) {
 
 TEST_F(DeviceDetectionSmTest, IgnoresEventsAsAZombie) {
    plug("S1", "drive");
-   folder_.fileIs("drive", "/dev/sda1");
+   folder_.write("drive", "/dev/sda1");
    start();
    monitor_->vornDoZombieReactors(true);
    devices_->diskDel("S1");

@@ -23,8 +23,8 @@ class EmmcDataAccessTest : public testing::Test {
    }
    bool read() { return EmmcDataAccess::getEmmcAttrs(folder.string(), *record); }
    bool read(std::string const & lifeTime, std::string const & preEolInfo) {
-      folder.fileIs("life_time", lifeTime);
-      folder.fileIs("pre_eol_info", preEolInfo);
+      folder.write("life_time", lifeTime);
+      folder.write("pre_eol_info", preEolInfo);
       return read();
    }
    // The values of the device's record: none before the first good reading.
@@ -78,7 +78,7 @@ TEST_F(EmmcDataAccessTest, StoresNothingFromAnUnreadableText) {
 
 TEST_F(EmmcDataAccessTest, KeepsTheRecordWithoutPreEolInfo) {
    ASSERT_TRUE(read("0x01 0x02", "0x01"));
-   folder.fileIs("life_time", "0x05 0x06");
+   folder.write("life_time", "0x05 0x06");
    std::filesystem::remove(folder.path() / "pre_eol_info");
    EXPECT_FALSE(read());
    EXPECT_EQ(stored(), (Registers{1, 2, 1}));
@@ -87,7 +87,7 @@ TEST_F(EmmcDataAccessTest, KeepsTheRecordWithoutPreEolInfo) {
 
 TEST_F(EmmcDataAccessTest, KeepsTheRecordWithoutLifeTime) {
    ASSERT_TRUE(read("0x01 0x02", "0x01"));
-   folder.fileIs("pre_eol_info", "0x03");
+   folder.write("pre_eol_info", "0x03");
    std::filesystem::remove(folder.path() / "life_time");
    EXPECT_FALSE(read());
    EXPECT_EQ(stored(), (Registers{1, 2, 1}));
@@ -101,7 +101,7 @@ TEST_F(EmmcDataAccessTest, TracesBothMissingFiles) {
 }
 
 TEST_F(EmmcDataAccessTest, StoresNothingFromAFolderInTheFilesPlace) {
-   folder.fileIs("life_time", "0x01 0x02");
+   folder.write("life_time", "0x01 0x02");
    std::filesystem::create_directory(folder.path() / "pre_eol_info");
    EXPECT_FALSE(read());
    EXPECT_FALSE(stored());
@@ -140,7 +140,7 @@ TEST_F(EmmcDataAccessTest, CountsGoodReadings) {
 }
 
 TEST_F(EmmcDataAccessTest, OpensTheFileOrTraces) {
-   folder.fileIs("here", "text");
+   folder.write("here", "text");
    std::ifstream here;
    EXPECT_TRUE(EmmcDataAccess::safeOpenFilestream(here, folder.string() + "/here"));
    EXPECT_EQ(here.get(), 't');

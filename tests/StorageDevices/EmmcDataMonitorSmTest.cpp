@@ -24,8 +24,8 @@ class EmmcDataMonitorSmTest : public Support::VirtualTimeTest {
    EmmcDataMonitorSmTest() { std::filesystem::create_directory(folder_.path() / "mmcblk0"); }
 
    void registersAre(char const * lifeTime, char const * preEolInfo) const {
-      folder_.fileIs("mmcblk0/life_time", lifeTime);
-      folder_.fileIs("mmcblk0/pre_eol_info", preEolInfo);
+      folder_.write("mmcblk0/life_time", lifeTime);
+      folder_.write("mmcblk0/pre_eol_info", preEolInfo);
    }
    void plug(std::string const & serial, unsigned char busType = emmcBus, bool removable = false) const {
       Support::DiskFields{

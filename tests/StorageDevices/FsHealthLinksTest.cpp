@@ -84,7 +84,7 @@ class FsHealthLinksTest : public Support::VirtualTimeTest {
       Vorn::Host::turn();  // opens the descriptors of the loop itself
       before_ = Support::openDescriptors();
       fs::create_directory(elsewhere_);
-      folder_.fileIs("elsewhere/precious", precious_);
+      folder_.write("elsewhere/precious", precious_);
       fs::create_directory(mountPoint_);
       watch(mountPoint_);
    }
@@ -265,7 +265,7 @@ INSTANTIATE_TEST_SUITE_P(All, FsHealthFolderTrapsTest,
 
 TEST_F(FsHealthLinksTest, DoesNotDeleteAFileBehindALinkedFolder) {
    std::string const theirs = "elsewhere/healthTestCookie";
-   folder_.fileIs(theirs, "theirs");
+   folder_.write(theirs, "theirs");
    fs::create_directory_symlink(elsewhere_, debug());
    machine_->start();
    EXPECT_EQ(folder_.content(theirs), "theirs");

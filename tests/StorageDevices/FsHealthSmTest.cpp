@@ -214,10 +214,10 @@ TEST_F(FsHealthSmTest, WritesABlockOfDigitsAndCapitals) {
 }
 
 TEST_F(FsHealthSmTest, TouchesOnlyItsOwnFile) {
-   folder_.fileIs("precious", "data");
+   folder_.write("precious", "data");
    std::filesystem::create_directory(folder_.path() / "debug");
-   folder_.fileIs("debug/other", "data");
-   folder_.fileIs("debug/healthTestCookie", "stale");
+   folder_.write("debug/other", "data");
+   folder_.write("debug/healthTestCookie", "stale");
    machine_->start();
    EXPECT_FALSE(std::filesystem::exists(cookie())) << "a stale file goes before the test";
    Vorn::Host::runFor(day + 400);
@@ -300,7 +300,7 @@ TEST_F(FsHealthSmTest, MakesItsFileReadableForEverybody) {
 }
 
 TEST_F(FsHealthSmTest, TracesAFileInThePlaceOfItsFolderAndRetries) {
-   folder_.fileIs("debug", "");
+   folder_.write("debug", "");
    machine_->start();
    EXPECT_EQ(traces_.errors(), Texts{"setupTest - unlink failed with Not a directory"});
    EXPECT_EQ(state(), "idle");
@@ -817,7 +817,7 @@ TEST_F(FsHealthIoOpsTest, MakesTheRealCallsByDefault) {
 }
 
 TEST_F(FsHealthIoOpsTest, OpensAnyPathThatAHostNames) {
-   folder_.fileIs("file", "data");
+   folder_.write("file", "data");
    std::filesystem::create_symlink("file", folder_.path() / "link");
    int const fd = ops_->openPath(Pelm::String{(folder_.path() / "link").string()}, O_RDONLY);
    ASSERT_GE(fd, 0);

@@ -80,7 +80,7 @@ TEST_F(FsHealthStopPointsTest, TouchesNothingWhenStoppedAsItForgetsAFailure) {
 TEST_F(FsHealthStopPointsTest, LeavesTheStaleFileWhenStoppedAsItNamesItsFile) {
    Pelm::String const cookie{(debug() / "healthTestCookie").string()};
    fs::create_directory(debug());
-   folder_.fileIs("debug/healthTestCookie", "stale");
+   folder_.write("debug/healthTestCookie", "stale");
    WhenChanged const stop{machine_->cookieFilePath, cookie, stop_};
    machine_->start();
    EXPECT_EQ(machine_->cookieFilePath(), cookie);

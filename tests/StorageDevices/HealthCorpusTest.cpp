@@ -135,8 +135,8 @@ TEST(HealthCorpusTest, ReadsRegistersAsANaiveReaderDoes) {
    Support::TempDir const folder;
    for (auto const & lifeTime : registers.lifeTime) {
       for (auto const & preEolInfo : registers.preEolInfo) {
-         folder.fileIs("life_time", lifeTime);
-         folder.fileIs("pre_eol_info", preEolInfo);
+         folder.write("life_time", lifeTime);
+         folder.write("pre_eol_info", preEolInfo);
          auto const data = Pelm::make<DeviceEmmcData>("SN1");
          EXPECT_TRUE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data)) << lifeTime << preEolInfo;
          EXPECT_EQ(NaiveHealth::registersOf(*data), NaiveHealth::naiveRegisters(lifeTime, preEolInfo))

@@ -193,8 +193,8 @@ TEST_F(HealthInterfaceTest, OffersTheEmmcMonitor) {
 
 TEST_F(HealthInterfaceTest, OffersTheReadersOfEmmcRegisters) {
    Support::TempDir const folder;
-   folder.fileIs("life_time", "0x01 0x02\n");
-   folder.fileIs("pre_eol_info", "0x03\n");
+   folder.write("life_time", "0x01 0x02\n");
+   folder.write("pre_eol_info", "0x03\n");
    std::ifstream stream;
    std::string const path = folder.string() + "/life_time";
    EXPECT_TRUE(EmmcDataAccess::safeOpenFilestream(stream, path));

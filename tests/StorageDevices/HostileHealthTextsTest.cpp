@@ -235,16 +235,16 @@ TEST(HostileHealthTextsTest, StoresNothingFromRegistersOfMebibytes) {
    for (auto const & text :
         {std::string(fourMiB, '1'), "0x" + std::string(fourMiB, 'f'), std::string(fourMiB, ' '),
          std::string(fourMiB, '\0'), std::string(fourMiB, '\xff'), std::string(fourMiB, '-')}) {
-      folder.fileIs("life_time", text);
-      folder.fileIs("pre_eol_info", "0x01");
+      folder.write("life_time", text);
+      folder.write("pre_eol_info", "0x01");
       EXPECT_FALSE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data));
-      folder.fileIs("life_time", "0x01 0x01");
-      folder.fileIs("pre_eol_info", text);
+      folder.write("life_time", "0x01 0x01");
+      folder.write("pre_eol_info", text);
       EXPECT_FALSE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data));
    }
    EXPECT_EQ(NaiveHealth::registersOf(*data), std::nullopt);
    // Leading zeros do not make a number larger.
-   folder.fileIs("pre_eol_info", std::string(fourMiB, '0') + "1");
+   folder.write("pre_eol_info", std::string(fourMiB, '0') + "1");
    EXPECT_TRUE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data));
    EXPECT_EQ(NaiveHealth::registersOf(*data), (NaiveHealth::Registers{1, 1, 1}));
 }

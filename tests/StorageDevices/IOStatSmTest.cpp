@@ -22,7 +22,7 @@ class IOStatSmTest : public Support::VirtualTimeTest {
    IOStatSmTest() { statIs("sda", "1 0 2000 0 2 0 4000 0 0 0 0 0 0 0 0 0 0\n"); }
 
    void statIs(std::string const & disk, std::string const & text) const {
-      folder_.fileIs(disk + ".stat", text);
+      folder_.write(disk + ".stat", text);
    }
    void plug(std::string const & serial, std::string const & node = "/dev/sda") const {
       Support::DiskFields{.name = serial, .blockDevice = node}.writeTo(*devices_);

@@ -27,8 +27,8 @@ class LifetimeThroughMonitorsTest : public Support::ToolMonitorTest {
 
    void written(std::uint64_t bytes) const {
       for (char const * const name : {"sda", "nvme0n1"})
-         folder_.fileIs(std::string{name} + ".stat",
-                        "1 0 8 0 2 0 " + std::to_string(bytes / 512) + " 0 0 0 0\n");
+         folder_.write(std::string{name} + ".stat",
+                       "1 0 8 0 2 0 " + std::to_string(bytes / 512) + " 0 0 0 0\n");
    }
    // The drive's raw figure; its normalised value is another one.
    void figure(int raw) const {
@@ -98,7 +98,7 @@ class NvmeLifetimeTest : public LifetimeThroughMonitorsTest {
    NvmeLifetimeTest()
        : LifetimeThroughMonitorsTest{
              "nvme", {.name = "N1", .blockDevice = "/dev/nvme0n1", .busType = ConnectedDisk::BusType::nvme}} {
-      folder_.scriptIs("smartctl", "exit 1");
+      folder_.writeScript("smartctl", "exit 1");
    }
    void used(int percent) const { toolPrints(R"({"percent_used":)" + std::to_string(percent) + "}"); }
 };

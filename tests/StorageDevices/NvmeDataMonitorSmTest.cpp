@@ -183,7 +183,7 @@ TEST_F(NvmeDataMonitorSmTest, NamesTheDeviceOfAFailedRun) {
    Support::DiskFields changed = disk_;
    changed.blockDevice = "/dev/nvme7n1";
    plug(changed);
-   folder_.fileIs("go", "");
+   folder_.write("go", "");
    EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->nvmeCliProcess.empty(); }));
    EXPECT_EQ(traces_.errors(),
              Texts{std::string{handler} + " Error running nvme-cli for /dev/nvme0n1; exit code: 3"});
@@ -300,7 +300,7 @@ TEST_F(NvmeDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    Vorn::Host::turn();
    monitor_->handleClock();
    EXPECT_EQ(monitor_->nvmeCliProcess.size(), 1U);
-   folder_.fileIs("go", "");
+   folder_.write("go", "");
    EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() == 1; }));
    EXPECT_EQ(runs(), Texts{nvmeRun});
 }

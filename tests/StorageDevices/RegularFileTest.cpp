@@ -23,12 +23,7 @@ constexpr std::size_t enough = 100;
 
 class RegularFileTest : public testing::Test {
  protected:
-   // Whoever waits for a pipe's writer or reader ends the whole program.
-   RegularFileTest() { alarm(10); }
-   ~RegularFileTest() override {
-      alarm(0);
-      EXPECT_EQ(Support::openDescriptors(), before_);
-   }
+   ~RegularFileTest() override { EXPECT_EQ(Support::openDescriptors(), before_); }
 
    std::string path(char const * name = "file") const { return (folder_.path() / name).string(); }
    void fifoIs(char const * name = "file") const { ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0); }
@@ -43,7 +38,7 @@ class RegularFileTest : public testing::Test {
 };
 
 TEST_F(RegularFileTest, IsReadUpToItsEndOrTheBound) {
-   folder_.fileIs("file", "one two\n");
+   folder_.write("file", "one two\n");
    FileText const file = readFile();
    EXPECT_EQ(file.text, "one two\n");
    EXPECT_FALSE(file.failed());
@@ -79,7 +74,7 @@ TEST_F(RegularFileTest, DoesNotOpenAFileThatIsNotRegular) {
 }
 
 TEST_F(RegularFileTest, DetectsAFifoThatTakesItsPlaceBeforeItIsOpened) {
-   folder_.fileIs("file", "text");
+   folder_.write("file", "text");
    Support::AfterLooking const swap{[&] {
       fs::remove(path());
       fifoIs();
@@ -90,7 +85,7 @@ TEST_F(RegularFileTest, DetectsAFifoThatTakesItsPlaceBeforeItIsOpened) {
 }
 
 TEST_F(RegularFileTest, KeepsTheWholeWordsBeforeAReadError) {
-   folder_.fileIs("file", "one two thr");
+   folder_.write("file", "one two thr");
    Support::ReadFailure const failure{1};
    FileText const file = readFile();
    EXPECT_EQ(file.text, "one two ");
@@ -100,7 +95,7 @@ TEST_F(RegularFileTest, KeepsTheWholeWordsBeforeAReadError) {
 }
 
 TEST_F(RegularFileTest, FollowsLinksToFilesButNoneInTheDirectorysPlace) {
-   folder_.fileIs("elsewhere", "text");
+   folder_.write("elsewhere", "text");
    fs::create_directory(path("directory"));
    fs::create_symlink("../elsewhere", path("directory/file"));
    fs::create_directory_symlink("directory", path("link"));
@@ -115,13 +110,13 @@ TEST_F(RegularFileTest, FollowsLinksToFilesButNoneInTheDirectorysPlace) {
 
 TEST_F(RegularFileTest, FollowsLinksAboveTheDirectory) {
    fs::create_directories(path("above/directory"));
-   folder_.fileIs("above/directory/file", "text");
+   folder_.write("above/directory/file", "text");
    fs::create_directory_symlink("above", path("link"));
    EXPECT_EQ(readBelow(path("link/directory")).text, "text");
 }
 
 TEST_F(RegularFileTest, StaysBelowTheDirectoryForANameThatBeginsWithASlash) {
-   folder_.fileIs("file", "text");
+   folder_.write("file", "text");
    EXPECT_EQ(readMountSource(folder_.string(), path(), enough).openError, ENOENT);
    EXPECT_EQ(readMountSource(folder_.string(), "/file", enough).text, "text");
 }

@@ -487,7 +487,7 @@ TEST_F(SdErrWatcherSmTest, IsDestroyedOnce) {
    start();
    watcher_->handleDestruction();
    EXPECT_EQ(watcher_->kMsgSockFd(), -1);
-   folder_.fileIs("kernelmessages", "somebody else's");
+   folder_.write("kernelmessages", "somebody else's");
    watcher_ = nullptr;
    EXPECT_EQ(folder_.content("kernelmessages"), "somebody else's");
    EXPECT_EQ(traces_.count(2, " close socket"), 1);
@@ -506,7 +506,7 @@ TEST_F(SdErrWatcherSmTest, CutsAPathToTheLengthOfAnAddress) {
 }
 
 TEST_F(SdErrWatcherSmTest, ReplacesAStaleFileAndRemovesItsSocketAtTheEnd) {
-   folder_.fileIs("kernelmessages", "stale");
+   folder_.write("kernelmessages", "stale");
    auto const before = Support::openDescriptors();
    start();
    line("ata2: hard resetting link");

@@ -168,7 +168,7 @@ TEST_F(SmartDataMonitorSmTest, NamesTheDeviceOfTheRunInItsTraces) {
       start();
       Vorn::Host::turn();
       plug(changed);
-      folder_.fileIs("go", "");
+      folder_.write("go", "");
       EXPECT_TRUE(Support::turnInRealTime([&] { return monitor_->smartctlProcess.empty(); }));
       EXPECT_EQ(traces_.errors(), Texts{smartctlHandler + std::string{text}});
       std::filesystem::remove(folder_.path() / "go");
@@ -303,7 +303,7 @@ TEST_F(SmartDataMonitorSmTest, RecordsARunWithAcceptedExitBitsAsGood) {
    tracker_->failurePolicyIs([](Pelm::String const &, int) { return false; });
    plug();
    start();
-   toolDoes("cat \"" + folder_.fileIs("output", healthy).string() + "\"; exit 8");
+   toolDoes("cat \"" + folder_.write("output", healthy).string() + "\"; exit 8");
    poll();
    EXPECT_FALSE(record()->reading.failure());
    EXPECT_EQ(record()->reading.count(), 1U);
@@ -329,8 +329,8 @@ TEST_F(SmartDataMonitorSmTest, UsesNoMoreMemoryForThousandsOfLargeReportsThanFor
    std::string rows = hoursRow;
    while (rows.size() < 100000)
       rows += "," + rowText(9, "Power_On_Hours", 100, 12345);
-   folder_.scriptIs("smartctl",
-                    "exec cat \"" + folder_.fileIs("large", report("true", rows)).string() + "\"");
+   folder_.writeScript("smartctl",
+                       "exec cat \"" + folder_.write("large", report("true", rows)).string() + "\"");
    plug();
    start();
    std::size_t before = 0;
@@ -454,7 +454,7 @@ TEST_F(SmartDataMonitorSmTest, StartsAndLosesNothingAtAPollDuringARun) {
    monitor_->handleClock();
    EXPECT_EQ(monitor_->smartctlProcess("S1"), first);
    EXPECT_EQ(monitor_->smartctlReactor.size(), 1U);
-   folder_.fileIs("go", "");
+   folder_.write("go", "");
    EXPECT_TRUE(Support::turnInRealTime([&] { return record()->reading.count() == 1; }));
    EXPECT_EQ(runs(), Texts{smartctlRun});
    EXPECT_EQ(content(), healthyContent);

@@ -21,7 +21,7 @@ TEST(TraceFacilitiesTest, FindsAFacilityNamedAfterEverySourceThatTraces) {
                            "StorageDevicesMountPtMonitorManagerSm",
                            "StorageDiskInfoCollectorSm",
                            "StorageEmmcDataMonitorSm",
-                           "StorageExamination",
+                           "StorageDiscoveryPreview",
                            "StorageFsHealthSm",
                            "StorageIOStatSm",
                            "StorageMountPtMonitorSm",

@@ -39,7 +39,7 @@ class MountSourcesTest : public testing::Test {
    }
    ~MountSourcesTest() override { StorageDevices::Mounts::rootIs(""); }
 
-   void table(std::string const & lines) const { root.fileIs("proc/self/mountinfo", lines); }
+   void table(std::string const & lines) const { root.write("proc/self/mountinfo", lines); }
    // A line of the table; 0:9 is no block device, so that the source is shown as it stands.
    static std::string mount(std::string const & point, std::string const & source,
                             std::string const & number = "0:9") {
@@ -189,7 +189,7 @@ TEST_F(MountSourcesTest, LeavesNoDescriptorOpen) {
 }
 
 TEST_F(MountSourcesTest, ReportsADirectoryThatCannotBeMadeOnce) {
-   folder.fileIs("run", "a file is in the way");
+   folder.write("run", "a file is in the way");
    auto const kept = sources({"drive", "flash"});
    kept->write();
    ASSERT_EQ(notices.size(), 1U);
@@ -221,7 +221,7 @@ TEST_F(MountSourcesTest, RefusesADirectoryThatIsALink) {
 TEST_F(MountSourcesTest, TreatsAFileInTheDirectorysPlaceAsAConfigurationError) {
    fs::path const link = folder.path() / "link";
    fs::create_directory_symlink(".", link);
-   folder.fileIs("file", "");
+   folder.write("file", "");
    for (fs::path const & directory : {link, link / ""})
       EXPECT_EQ(
           mountSourceError(directory).value_or("none"),

@@ -82,9 +82,9 @@ class SimulatedRootTest : public Support::VirtualTimeTest {
       fs::create_directories(folder.path() / "proc/self");
       fs::create_directories(folder.path() / "sys/dev/block/8:1/queue");
       fs::create_directories(folder.path() / "mnt/drive");
-      folder.fileIs("sys/dev/block/8:1/uevent", "DEVNAME=sda1\n");
-      folder.fileIs("sys/dev/block/8:1/queue/logical_block_size", "4096\n");
-      folder.fileIs("proc/self/mountinfo", "30 25 8:1 / /mnt/drive rw - ext4 /dev/sda1 rw\n");
+      folder.write("sys/dev/block/8:1/uevent", "DEVNAME=sda1\n");
+      folder.write("sys/dev/block/8:1/queue/logical_block_size", "4096\n");
+      folder.write("proc/self/mountinfo", "30 25 8:1 / /mnt/drive rw - ext4 /dev/sda1 rw\n");
       Support::DiskFields{.name = "S1"}.writeTo(*devices);
    }
 
@@ -110,19 +110,19 @@ TEST_F(SimulatedRootTest, TestsItsFileSystemsWhereTheyReallyLie) {
    EXPECT_TRUE(test->writeTestOk() && test->readTestOk());
    EXPECT_EQ(folder.content("mnt/drive/debug/healthTestCookie"), test->cookieData().str());
    EXPECT_TRUE(logs.messages().empty());
-   folder.fileIs("proc/self/mountinfo", "30 25 8:1 / /mnt/drive ro - ext4 /dev/sda1 ro\n");
+   folder.write("proc/self/mountinfo", "30 25 8:1 / /mnt/drive ro - ext4 /dev/sda1 ro\n");
    Vorn::Host::runFor(300);
    ASSERT_EQ(logs.messages().size(), 1U);
    EXPECT_EQ(logs.messages()[0].arguments[5], "mount point is read-only");
 }
 
 TEST_F(SimulatedRootTest, AppliesAnInjectedResultToItsOperation) {
-   folder.fileIs("io-results", "/mnt/drive utilChkRet 86\n");
+   folder.write("io-results", "/mnt/drive utilChkRet 86\n");
    start();
    Vorn::Host::runFor(150);
    ASSERT_EQ(logs.messages().size(), 1U);
    EXPECT_EQ(logs.messages()[0].name, "STORAGEDEVICE_MONITOR_WARNING");
-   folder.fileIs("io-results", "/mnt/drive writeRet -1\n/mnt/drive writeErrno " + std::to_string(EIO) + "\n");
+   folder.write("io-results", "/mnt/drive writeRet -1\n/mnt/drive writeErrno " + std::to_string(EIO) + "\n");
    Vorn::Host::runFor(200);
    ASSERT_EQ(logs.messages().size(), 2U);
    EXPECT_EQ(logs.messages()[1].arguments[0] + ": " + logs.messages()[1].arguments[5],

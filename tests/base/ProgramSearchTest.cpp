@@ -20,9 +20,9 @@ TEST(ProgramSearchTest, FindsTheFirstThatCanBeExecuted) {
    Support::TempDir const folder;
    std::string const path = folder.string() + "/none:" + folder.string() + "/folder:" + folder.string();
    std::filesystem::create_directories(folder.path() / "folder/tool");
-   folder.fileIs("tool", "no program yet");
+   folder.write("tool", "no program yet");
    EXPECT_EQ(findProgram("tool", path), "");
-   folder.scriptIs("tool", "true");
+   folder.writeScript("tool", "true");
    EXPECT_EQ(findProgram("tool", path), folder.string() + "/tool");
    EXPECT_EQ(findProgram("./tool", path), "./tool") << "a name with a slash is none to search for";
 }

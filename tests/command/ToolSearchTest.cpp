@@ -17,7 +17,7 @@ class ToolSearchTest : public testing::Test {
    // An executable in a folder of the test's own; the folder.
    std::string programIn(char const * name, char const * program) const {
       std::filesystem::create_directories(folder.path() / name);
-      folder.scriptIs(std::string{name} + "/" + program, "exit 0\n");
+      folder.writeScript(std::string{name} + "/" + program, "exit 0\n");
       return (folder.path() / name).string();
    }
 
@@ -43,7 +43,7 @@ TEST_F(ToolSearchTest, FindsToolsWhereTheyAreRun) {
    std::string const first = programIn("first", "nvme");
    std::string const second = programIn("second", "nvme");
    programIn("second", "hdparm");
-   folder.fileIs("first/hdparm", "no program");
+   folder.write("first/hdparm", "no program");
    std::filesystem::create_directories(folder.path() / "first/smartctl");
    setenv("PATH", ("relative::" + second).c_str(), 1);
    std::string const text = toolsText(first);

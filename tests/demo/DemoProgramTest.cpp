@@ -16,6 +16,7 @@
 #include "StorageDevices/LogCatalogue.h"
 #include "demo/AgentProcess.h"
 #include "demo/Story.h"
+#include "tests/support/RealTimeLimit.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -50,6 +51,7 @@ class DemoProgramTest : public testing::Test {
 };
 
 TEST_F(DemoProgramTest, PlaysTheWholeStoryInWhichEveryMessageComes) {
+   Support::RealTimeLimit const limit{std::chrono::minutes{2}};
    auto const start = std::chrono::steady_clock::now();
    reads("");
    EXPECT_EQ(demo.stop(), "exit code 0") << output;

@@ -5,9 +5,9 @@
 #include "StorageDevices/ApplianceTracker.h"
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "StorageDevices/DeviceDetectionSm.h"
+#include "StorageDevices/DiscoveryPreview.h"
 #include "StorageDevices/DiskInfoCollectorSm.h"
 #include "StorageDevices/EtcBlockdevEntry.h"
-#include "StorageDevices/Examination.h"
 #include "StorageDevices/Factories.h"
 #include "StorageDevices/SettledStart.h"
 #include "runtime/Vorn/Trace.h"
@@ -109,7 +109,7 @@ TEST_F(InstalledHostTest, RunsItsToolsByTheRulesOfAnAppliance) {
 
 TEST_F(InstalledHostTest, ExplainsItsConfiguration) {
    write("blockdev", "pci0000:00/ata1/host drive\n");
-   EXPECT_EQ(examineDevices(fruConfig).blockdevEntries, 1U);
+   EXPECT_EQ(previewDiscovery(fruConfig).blockdevEntries, 1U);
    EXPECT_TRUE(applianceErrors(folder.c_str()).empty());
    Vorn::TraceHandle const trace{"InstalledHost", false};
    ApplianceRules const rules = readApplianceRules(folder.c_str(), trace);

@@ -202,7 +202,7 @@ TEST_F(DiscoveryFilterTest, ChecksWhetherAPathIsInactiveByItsPatternsAlone) {
    unit_.multidriveSrcIs("place2/");
    start();
    Support::TempDir const folder;
-   folder.scriptIs("expr", "echo run >>\"" + folder.string() + "/runs\"\nexec /usr/bin/expr \"$@\"");
+   folder.writeScript("expr", "echo run >>\"" + folder.string() + "/runs\"\nexec /usr/bin/expr \"$@\"");
    Support::EnvironmentSetting const path{"PATH", folder.string() + ":/usr/bin:/bin"};
    EXPECT_TRUE(sm_->isInactiveDrive("place1/block"));
    EXPECT_FALSE(sm_->isInactiveDrive("place2/block"));

@@ -44,7 +44,7 @@ class RescanTest : public Support::DiscoveryTest {
    }
    // Counts the runs of expr from here on.
    void countExpr() {
-      folder_.scriptIs("expr", "echo run >>\"" + folder_.string() + "/runs\"\nexec /usr/bin/expr \"$@\"");
+      folder_.writeScript("expr", "echo run >>\"" + folder_.string() + "/runs\"\nexec /usr/bin/expr \"$@\"");
       path_.emplace("PATH", folder_.string() + ":/usr/bin:/bin");
    }
    std::size_t exprRuns() const { return folder_.content("runs").size() / 4; }

@@ -30,7 +30,7 @@ class NvmeFilterTest : public testing::Test {
    static std::string filterFolder() { return fs::path{NVME_FILTER}.parent_path(); }
    std::string usualPath() const { return filterFolder() + ":" + tools().string() + ":/usr/bin:/bin"; }
 
-   void toolDoes(std::string const & script) const { folder.scriptIs("tools/nvme", script); }
+   void toolDoes(std::string const & script) const { folder.writeScript("tools/nvme", script); }
 
    // The shell becomes the filter, whose parent is this process then.
    Ending run(std::string const & arguments, std::string const & path, std::string const & first = "") const {
@@ -124,8 +124,8 @@ TEST_F(NvmeFilterTest, ReportsAMissingRealTool) {
 TEST_F(NvmeFilterTest, IgnoresFoldersFilesWithoutRightsAndRelativeEntries) {
    fs::create_directories(folder.path() / "folder/nvme");
    fs::create_directory(folder.path() / "file");
-   folder.fileIs("file/nvme", "#!/bin/sh\necho wrong\n");
-   folder.scriptIs("nvme", "echo wrong");
+   folder.write("file/nvme", "#!/bin/sh\necho wrong\n");
+   folder.writeScript("nvme", "echo wrong");
    EXPECT_EQ(run("list", filterFolder() + "::.:tools:" + folder.string() + "/folder:/nowhere").exitCode, 127);
    fs::permissions(folder.path() / "file/nvme", fs::perms::none);
    toolDoes("echo right");
@@ -153,9 +153,9 @@ TEST_F(NvmeFilterTest, FindsTheRealToolBehindCopiesAndLinksOfItself) {
 }
 
 TEST_F(NvmeFilterTest, FailsForAToolThatCannotRun) {
-   folder.fileIs("tools/nvme",
-                 "\x7f"
-                 "ELF");
+   folder.write("tools/nvme",
+                "\x7f"
+                "ELF");
    fs::permissions(tools() / "nvme", fs::perms::owner_all);
    EXPECT_EQ(smartLog().exitCode, 1);
    EXPECT_EQ(run("list").exitCode, 126);
@@ -197,7 +197,7 @@ TEST_F(NvmeFilterTest, PassesOutputUnchangedOrFailsWithTheReasonWithLittleMemory
    std::string rewritten = log;
    rewritten.replace(rewritten.find("\"12\""), 4, "12");
    for (auto const * const text : {&std::as_const(log), &std::as_const(list)}) {
-      folder.fileIs("text", *text);
+      folder.write("text", *text);
       toolDoes("cat text");
       for (int const kib : {8000, 16000, 24000, 32000, 100000}) {
          Ending const ending =

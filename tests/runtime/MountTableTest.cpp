@@ -43,7 +43,7 @@ class MountTableTest : public testing::Test {
               std::string const & type, std::string const & source, std::string const & superOptions) {
       table_ += "36 25 " + number + " / " + mountPoint + " " + options + " shared:1 - " + type + " " +
                 source + " " + superOptions + "\n";
-      folder_.fileIs("proc/self/mountinfo", table_);
+      folder_.write("proc/self/mountinfo", table_);
    }
    static std::string seenAt(char const * path) {
       auto const state = MountPtMonitorHelper{}.mountState(path);
@@ -168,7 +168,7 @@ TEST_F(MountTableTest, ReadsMountsWithManyOptionalFieldsOrNone) {
    table_ =
        "36 25 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n"
        "37 25 8:1 / /mnt/b rw shared:1 master:2 unbindable - ext4 /dev/sda1 rw\n";
-   folder_.fileIs("proc/self/mountinfo", table_);
+   folder_.write("proc/self/mountinfo", table_);
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");
    EXPECT_EQ(seenAt("/mnt/b"), "/dev/sda1 512");
 }
@@ -182,7 +182,7 @@ TEST_F(MountTableTest, SkipsLinesOfAnotherForm) {
    table_ =
        "\n36\n36 25 8:1 / /mnt/a\n36 25 8 / /mnt/a rw - ext4 /dev/sda1 rw\n"
        "36 25 x:1 / /mnt/a rw - ext4 /dev/sda1 rw\n36 25 8:1 / /mnt/a rw ext4 /dev/sda1 rw\n";
-   folder_.fileIs("proc/self/mountinfo", table_);
+   folder_.write("proc/self/mountinfo", table_);
    EXPECT_EQ(seenAt("/mnt/a"), "not mounted");
    mount("8:1", "/mnt/a", "rw", "ext4", "/dev/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/a"), "/dev/sda1 512");

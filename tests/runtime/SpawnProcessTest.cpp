@@ -114,7 +114,7 @@ TEST(SpawnProcessTest, ClosesItsDescriptorsAlsoWhenTheProgramCannotBeRun) {
 
 TEST(SpawnProcessTest, RefusesAFileThatIsNoProgram) {
    Support::TempDir const folder;
-   std::string const plain = folder.fileIs("plain", "#!/bin/sh\ntrue\n");
+   std::string const plain = folder.write("plain", "#!/bin/sh\ntrue\n");
    for (auto const & [name, error] : std::vector<std::pair<std::string, int>>{
             {"", ENOENT}, {"/no/such/program", ENOENT}, {plain, EACCES}, {folder.string(), EACCES}}) {
       EXPECT_EQ(spawnProcess({Pelm::String{name}}, -1, -1, -1), -1) << name;
@@ -127,9 +127,9 @@ TEST(SpawnProcessTest, RefusesAFileThatIsNoProgram) {
 TEST(SpawnProcessTest, SearchesItsOwnFoldersFirstAndPassesThemToTheChild) {
    Support::TempDir const first;
    Support::TempDir const second;
-   first.fileIs("expr", "#!/bin/sh\necho mine\n");
+   first.write("expr", "#!/bin/sh\necho mine\n");
    std::filesystem::create_directory(first.path() / "true");
-   second.scriptIs("expr", "echo \"other $PATH\"");
+   second.writeScript("expr", "echo \"other $PATH\"");
    Pelm::String const both{first.string() + ':' + second.string()};
    Support::EnvironmentSetting const path{"PATH", "/usr/bin:/bin"};
    EXPECT_EQ(outputOf({"expr"}, both), "other " + both.str() + ":/usr/bin:/bin\n")
@@ -140,7 +140,7 @@ TEST(SpawnProcessTest, SearchesItsOwnFoldersFirstAndPassesThemToTheChild) {
 
 TEST(SpawnProcessTest, RunsNothingFromTheWorkingFolder) {
    Support::TempDir const folder;
-   folder.scriptIs("planted", "echo bad");
+   folder.writeScript("planted", "echo bad");
    auto const before = std::filesystem::current_path();
    std::filesystem::current_path(folder.path());
    {

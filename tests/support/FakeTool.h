@@ -20,10 +20,10 @@ class FakeTool {
    void does(std::string_view body) const {
       std::string const record = "for word in \"${0##*/}\" \"$@\"; do echo \"$word\"; done >>\"" +
                                  path("words") + "\"\necho \"${0##*/}\" \"$@\" >>\"" + path("runs") + "\"\n";
-      folder_.scriptIs(name_, record + std::string{body});
+      folder_.writeScript(name_, record + std::string{body});
    }
    void prints(std::string_view output) const {
-      folder_.fileIs("output", output);
+      folder_.write("output", output);
       does("cat \"" + path("output") + "\"");
    }
 

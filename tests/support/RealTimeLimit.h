@@ -10,26 +10,31 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace Support {
 
-// While it lives. One at a time: a process has one such timer.
+// While it lives. Every test has one of the usual length (TestMain.cpp); a test that needs more makes its
+// own, which suspends the outer one.
 class RealTimeLimit {
  public:
    // Enough for the sanitizers on a loaded machine.
-   explicit RealTimeLimit(std::chrono::milliseconds limit = std::chrono::seconds{60}) {
-      message() = sentence(limit);
+   explicit RealTimeLimit(std::chrono::milliseconds limit = std::chrono::seconds{60})
+       : outerMessage_{std::exchange(message(), sentence(limit))} {
       std::signal(SIGALRM, &RealTimeLimit::end);
-      timerIs(limit);
+      auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+      std::chrono::microseconds const rest = limit - seconds;
+      itimerval const timer{.it_interval = {}, .it_value = {seconds.count(), rest.count()}};
+      setitimer(ITIMER_REAL, &timer, &outer_);
    }
    RealTimeLimit(RealTimeLimit const &) = delete;
    RealTimeLimit & operator=(RealTimeLimit const &) = delete;
    ~RealTimeLimit() {
-      timerIs(std::chrono::milliseconds{0});
-      std::signal(SIGALRM, SIG_DFL);
+      setitimer(ITIMER_REAL, &outer_, nullptr);
+      message() = outerMessage_;
    }
 
-   // What is left of it.
+   // What is left of it; 0 without one.
    static std::chrono::seconds left() {
       itimerval timer{};
       getitimer(ITIMER_REAL, &timer);
@@ -42,24 +47,25 @@ class RealTimeLimit {
       static std::string text;
       return text;
    }
+   static std::string testName() {
+      auto const & all = *testing::UnitTest::GetInstance();
+      if (auto const * const test = all.current_test_info())
+         return std::string{test->test_suite_name()} + "." + test->name();
+      auto const * const suite = all.current_test_suite();
+      return suite ? std::string{suite->name()} + ", outside of its tests" : "outside of a test";
+   }
    static std::string sentence(std::chrono::milliseconds limit) {
-      auto const * test = testing::UnitTest::GetInstance()->current_test_info();
-      std::string const name =
-          test ? std::string{test->test_suite_name()} + "." + test->name() : "outside of a test";
-      return "\n" + name + ": not over after " + std::to_string(limit.count()) +
+      return "\n" + testName() + ": not over after " + std::to_string(limit.count()) +
              " ms of real time: a handler never returns, or the loop never comes to what the test waits "
              "for\n";
-   }
-   static void timerIs(std::chrono::milliseconds span) {
-      auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(span);
-      std::chrono::microseconds const rest = span - seconds;
-      itimerval const timer{.it_interval = {}, .it_value = {seconds.count(), rest.count()}};
-      setitimer(ITIMER_REAL, &timer, nullptr);
    }
    static void end(int) {
       [[maybe_unused]] auto const written = ::write(STDERR_FILENO, message().data(), message().size());
       std::abort();
    }
+
+   std::string outerMessage_;
+   itimerval outer_{};
 };
 
 }  // namespace Support

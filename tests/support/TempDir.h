@@ -36,14 +36,14 @@ class TempDir {
    std::filesystem::path const & path() const { return path_; }
    std::string string() const { return path_.string(); }
 
-   std::filesystem::path fileIs(std::string_view name, std::string_view content) const {
+   std::filesystem::path write(std::string_view name, std::string_view content) const {
       auto path = path_ / name;
       std::ofstream{path, std::ios::binary} << content;
       return path;
    }
    // An executable shell script.
-   std::filesystem::path scriptIs(std::string_view name, std::string_view body) const {
-      auto path = fileIs(name, std::string{"#!/bin/sh\n"}.append(body).append("\n"));
+   std::filesystem::path writeScript(std::string_view name, std::string_view body) const {
+      auto path = write(name, std::string{"#!/bin/sh\n"}.append(body).append("\n"));
       std::filesystem::permissions(path, std::filesystem::perms::owner_all);
       return path;
    }

@@ -80,7 +80,7 @@ class UnitOfRecords : public VirtualTimeTest {
    }
 
    Agent::Entities entities = made();
-   Agent::Config::Verdict limits;
+   Agent::Config::VerdictLimits limits;
    Agent::Readings readings{entities};
    Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> manager;
    Agent::Verdicts verdicts{entities, limits, readings, [this] { return manager.get(); }};

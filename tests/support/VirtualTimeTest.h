@@ -1,5 +1,4 @@
-// A fixture whose framework time is virtual: the loop jumps from deadline to deadline. A test that takes a
-// minute of real time all the same fails.
+// A fixture whose framework time is virtual: the loop jumps from deadline to deadline.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +8,6 @@
 
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
-#include "tests/support/RealTimeLimit.h"
 
 namespace Support {
 
@@ -36,9 +34,6 @@ class VirtualTimeTest : public testing::Test {
    }
 
    Vorn::Host::VirtualTime * time;
-
- private:
-   RealTimeLimit limit_;
 };
 
 }  // namespace Support

@@ -8,6 +8,7 @@
 #include "agent/config/ConfigNesting.h"
 #include "agent/config/ConfigValue.h"
 #include "base/Text.h"
+#include "base/UnixAddress.h"
 #include "runtime/host/Trace.h"
 
 namespace Agent {
@@ -16,8 +17,8 @@ namespace {
 
 std::string socketPath(ConfigValue const & value) {
    std::string path = value.absolutePath();
-   if (path.size() > maxSocketPath)
-      value.fail("must be at most " + std::to_string(maxSocketPath) +
+   if (path.size() > Base::UnixAddress::longestPath)
+      value.fail("must be at most " + std::to_string(Base::UnixAddress::longestPath) +
                  " bytes long, the limit for a socket, not " + std::to_string(path.size()));
    return path;
 }

@@ -11,13 +11,10 @@
 #include <vector>
 
 #include "StorageDevices/ApplianceTracker.h"
+#include "base/DefaultPaths.h"
 #include "base/HttpAddress.h"
 
 namespace Agent {
-
-inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
-inline constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
-inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
 
 // A configuration that cannot be used. what() is one line without control characters, such as
 // "/etc/x.toml:3: poll_interval: must be a whole number of seconds, 1 or more, not 0".
@@ -58,8 +55,8 @@ struct Config {
    };
 
    struct Status {
-      std::string socket = defaultStatusSocket;  // absolute, at most 107 bytes
-      std::optional<Base::HttpAddress> http;     // not loopback: needs allowRemote
+      std::string socket = Base::defaultStatusSocket;  // absolute, at most 107 bytes
+      std::optional<Base::HttpAddress> http;           // not loopback: needs allowRemote
       bool allowRemote = false;
       std::string socketGroup;  // name of the group that may connect; empty: no group
       bool operator==(Status const &) const = default;
@@ -73,10 +70,10 @@ struct Config {
    };
 
    // Percent of a disk's rated life that is left, 0 to 100.
-   struct Verdict {
+   struct VerdictLimits {
       double lifeWarning = 10;
       double lifeFailing = 1;  // not above lifeWarning
-      bool operator==(Verdict const &) const = default;
+      bool operator==(VerdictLimits const &) const = default;
    };
 
    std::int64_t pollInterval = 60;  // seconds, 1 or more
@@ -87,7 +84,7 @@ struct Config {
    Status status;
    LogDestination logDestination = LogDestination::automatic;
    History history;
-   Verdict verdict;
+   VerdictLimits verdict;
    std::map<std::string, int> trace;  // facility -> highest level written, 0 to 9
    double timeScale = 1.0;            // 0.001 to 100000
 

@@ -21,7 +21,8 @@ std::optional<std::string> configText(std::string const & path, double patience 
 
 // The configuration of the command line's --config. Without the option: the file at its usual place, the
 // defaults if there is none. Raises ConfigError for an unreadable file and for an invalid configuration.
-Config configAt(std::optional<std::string> const & path, std::string const & usualPath = defaultConfigPath);
+Config configAt(std::optional<std::string> const & path,
+                std::string const & usualPath = Base::defaultConfigPath);
 
 // The same, read again. A pipe cannot be read twice, so it is refused.
 Config configAgainAt(std::optional<std::string> const & path);

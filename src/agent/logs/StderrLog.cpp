@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -55,7 +56,7 @@ StderrLog::StderrLog(int fd) : fd_{fd} {
    Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & logged) { message(logged); });
    Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & traced) { trace(traced); });
    Vorn::Host::failureSinkIs([this](std::string_view machine, std::string_view what) {
-      notice(3, std::string{"a handler of "}.append(machine).append(" failed: ").append(what));
+      notice(LOG_ERR, std::string{"a handler of "}.append(machine).append(" failed: ").append(what));
    });
 }
 

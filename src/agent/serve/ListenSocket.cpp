@@ -23,21 +23,14 @@ constexpr int backlog = 128;
 constexpr char elsewhere[] = "; run as root or set status.socket elsewhere";
 
 [[noreturn]] void fail(std::string const & what, int error) {
-   throw SocketError{what + ": " + Vorn::errorAndRemedy(error)};
+   throw Base::SocketError{what + ": " + Vorn::errorAndRemedy(error)};
 }
 
-Base::UniqueFd newSocket(int family, int type = SOCK_STREAM) {
-   Base::UniqueFd fd{socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+Base::UniqueFd newSocket(int family) {
+   Base::UniqueFd fd{socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
    if (!fd)
       fail("cannot make a socket", errno);
    return fd;
-}
-
-// Whether the file is a socket that a program has open, of any type.
-bool isInUse(Base::UnixAddress const & address, int type) {
-   Base::UniqueFd const probe = newSocket(AF_UNIX, type);
-   return connect(probe.get(), address.get(), address.size()) == 0 ||
-          (errno != ECONNREFUSED && errno != ENOENT);
 }
 
 // Every local user may connect: the answers are no secret on the machine, and no request changes anything.
@@ -53,18 +46,6 @@ int bindForEverybody(int fd, Base::UnixAddress const & address) {
 }
 
 }  // namespace
-
-void clearSocketPath(std::string const & path, int type, std::string const & key) {
-   Base::UnixAddress const address{path};
-   struct stat status {};
-   if (lstat(path.c_str(), &status) != 0)
-      return;
-   if (!S_ISSOCK(status.st_mode))
-      throw SocketError{path + ": exists and is not a socket; remove it or set " + key + " elsewhere"};
-   if (isInUse(address, type))
-      throw SocketError{path + ": another program uses it; stop that first or set " + key + " elsewhere"};
-   unlink(path.c_str());
-}
 
 ListenSocket::ListenSocket(Base::UniqueFd fd, std::string path)
     : fd_{std::move(fd)}, path_{std::move(path)}, file_{fileAt(path_)} {}
@@ -86,12 +67,12 @@ ListenSocket ListenSocket::atPath(std::string const & path) {
    std::error_code error;
    std::filesystem::create_directories(std::filesystem::path{path}.parent_path(), error);
    if (error)
-      throw SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
-   clearSocketPath(path, SOCK_STREAM, "status.socket");
+      throw Base::SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
+   Base::clearSocketPath(path, SOCK_STREAM, "status.socket");
    Base::UniqueFd fd = newSocket(AF_UNIX);
    if (bindForEverybody(fd.get(), address) != 0)
-      throw SocketError{path + ": cannot make the status socket: " + std::generic_category().message(errno) +
-                        elsewhere};
+      throw Base::SocketError{
+          path + ": cannot make the status socket: " + std::generic_category().message(errno) + elsewhere};
    ListenSocket socket{std::move(fd), path};
    if (listen(socket.fd(), backlog) != 0)
       fail(path + ": cannot listen on the status socket", errno);
@@ -104,7 +85,7 @@ ListenSocket ListenSocket::atAddress(Base::HttpAddress const & address) {
    hints.ai_socktype = SOCK_STREAM;
    addrinfo * list = nullptr;
    if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &list) != 0)
-      throw SocketError{address.text() + ": is not an IP address"};
+      throw Base::SocketError{address.text() + ": is not an IP address"};
    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> const found{list, &freeaddrinfo};
    Base::UniqueFd fd = newSocket(found->ai_family);
    int const on = 1;

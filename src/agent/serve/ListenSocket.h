@@ -1,29 +1,19 @@
 // The sockets on which the agent serves.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
 #include "base/HttpAddress.h"
+#include "base/SocketPath.h"
 #include "base/UniqueFd.h"
 
 namespace Agent {
-
-// A socket that cannot be created; the text names it and the remedy.
-class SocketError : public std::runtime_error {
- public:
-   using std::runtime_error::runtime_error;
-};
-
-// Removes the socket file of an ended program, so that a Unix socket of that type can be bound. Raises
-// SocketError for a socket in use and for any other file. `key` is the configuration key of the path.
-void clearSocketPath(std::string const & path, int type, std::string const & key);
 
 // A non-blocking listening socket. Its destruction removes the file of a Unix socket.
 class ListenSocket {
  public:
    // Creates missing directories. Replaces the socket file of an ended agent, but no socket in use. Raises
-   // SocketError.
+   // Base::SocketError.
    static ListenSocket atPath(std::string const & path);
    static ListenSocket atAddress(Base::HttpAddress const & address);
 

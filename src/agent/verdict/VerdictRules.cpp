@@ -11,7 +11,7 @@ namespace Agent {
 
 namespace {
 
-using Limits = Config::Verdict;
+using Limits = Config::VerdictLimits;
 using Found = std::optional<Finding>;
 using Alarm = Environment::Temperature::TempSensorStatus::Alarm;
 using Test = FileSystemTests::Result;

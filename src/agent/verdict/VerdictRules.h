@@ -21,7 +21,7 @@ struct Finding {
 struct VerdictRule {
    char const * code;
    Verdict verdict;
-   std::optional<Finding> (*find)(DiskRecords const & records, Config::Verdict const & limits);
+   std::optional<Finding> (*find)(DiskRecords const & records, Config::VerdictLimits const & limits);
    char const * text;
 };
 

@@ -47,7 +47,7 @@ void DiskVerdicts::diskDel(Pelm::String const & serial) {
    verdict.memberDel(serial);
 }
 
-Verdicts::Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
+Verdicts::Verdicts(Entities const & entities, Config::VerdictLimits const & limits, Readings const & readings,
                    MountPoints mountPoints)
     : entities_{entities}, limits_{limits}, readings_{readings}, mountPoints_{std::move(mountPoints)} {}
 

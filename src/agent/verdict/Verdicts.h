@@ -46,7 +46,7 @@ class Verdicts {
    using MountPoints = std::function<StorageDevices::MountPtMonitorManagerSm const *()>;
 
    // The arguments must outlive this.
-   Verdicts(Entities const & entities, Config::Verdict const & limits, Readings const & readings,
+   Verdicts(Entities const & entities, Config::VerdictLimits const & limits, Readings const & readings,
             MountPoints mountPoints);
 
    void evaluate();
@@ -66,7 +66,7 @@ class Verdicts {
    Pelm::Ptr<DiskVerdict const> verdictOf(Pelm::String const & serial, DiskRecords const & records) const;
 
    Entities const & entities_;
-   Config::Verdict const & limits_;
+   Config::VerdictLimits const & limits_;
    Readings const & readings_;
    MountPoints mountPoints_;
    FileSystemTests tests_;

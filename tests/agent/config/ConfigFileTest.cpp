@@ -24,7 +24,7 @@ using Support::everyValue;
 class ConfigFileTest : public testing::Test {
  protected:
    std::string fileWith(std::string const & text) const {
-      folder_.fileIs("storagedevices.toml", text);
+      folder_.write("storagedevices.toml", text);
       return folder_.string() + "/storagedevices.toml";
    }
    using Load = std::function<Config(std::string const &)>;

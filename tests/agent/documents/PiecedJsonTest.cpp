@@ -216,7 +216,7 @@ class PiecedStateTest : public Support::VirtualTimeTest {
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns tools{tracker};
    Readings readings{entities};
-   Config::Verdict limits;
+   Config::VerdictLimits limits;
    Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 

@@ -53,7 +53,7 @@ class StateDocumentTest : public testing::Test {
    std::uint64_t logLinesDropped = 0;
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities};
-   Agent::Config::Verdict limits;
+   Agent::Config::VerdictLimits limits;
    Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
 };
 

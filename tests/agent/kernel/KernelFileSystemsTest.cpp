@@ -19,12 +19,12 @@ class KernelFileSystemsTest : public testing::Test {
    }
    void hasDevice(std::string const & name, std::string const & number) const {
       fs::create_directories(root() / "sys/class/block" / name);
-      folder_.fileIs("sys/class/block/" + name + "/dev", number + "\n");
+      folder_.write("sys/class/block/" + name + "/dev", number + "\n");
    }
    void mounts(std::string const & number, std::string const & source, std::string const & options) {
       table_ += "36 25 " + number + " / /mnt/a rw - xfs " + source + " " + options + "\n";
       fs::create_directories(root() / "proc/self");
-      folder_.fileIs("proc/self/mountinfo", table_);
+      folder_.write("proc/self/mountinfo", table_);
    }
    void hasJournal(std::string const & name) const { fs::create_directories(root() / "proc/fs/jbd2" / name); }
    bool liesOnSeveral(std::string_view device) const { return Agent::liesOnSeveralDevices(device, root()); }

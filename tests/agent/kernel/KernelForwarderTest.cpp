@@ -259,7 +259,7 @@ TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
 }
 
 TEST_F(KernelForwarderTest, StartsReadingBehindExistingRecords) {
-   auto const file = folder.fileIs("kmsg", numbered(1));
+   auto const file = folder.write("kmsg", numbered(1));
    receiver = std::make_unique<Receiver>(config.socket);
    Agent::KernelForwarder const late{
        config, counts, [this](std::string const & text) { notices.push_back(text); }, file.string()};

@@ -183,7 +183,7 @@ TEST_F(HttpDocumentTest, LimitsEveryTurnWhateverIsRequestedOfALongHistory) {
    auto const tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
    ToolRuns const tools{tracker};
    Readings const readings{entities};
-   Config::Verdict limits;
+   Config::VerdictLimits limits;
    Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
    make = [&] { return stateDocument({true, 1, entities, {}, tools, readings, verdicts}, SIZE_MAX); };
    HttpExchange reader{path, closingRequest};

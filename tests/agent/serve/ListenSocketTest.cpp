@@ -35,7 +35,7 @@ extern "C" int bind(int fd, sockaddr const * address, socklen_t size) {
 namespace {
 
 using Agent::ListenSocket;
-using Agent::SocketError;
+using Base::SocketError;
 
 std::string errorOf(std::string const & path) {
    try {
@@ -79,7 +79,7 @@ TEST_F(ListenSocketTest, IsOpenToEverybodyWhateverTheUmask) {
 }
 
 TEST_F(ListenSocketTest, LeavesALinkPlantedInItsPlaceAndDoesNotFollowIt) {
-   std::string const victim = folder.fileIs("shadow", "secret").string();
+   std::string const victim = folder.write("shadow", "secret").string();
    ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
    afterBind = [&] {
       std::filesystem::remove(path);
@@ -137,7 +137,7 @@ TEST_F(ListenSocketTest, LeavesASocketOfAnotherKindAlone) {
 }
 
 TEST_F(ListenSocketTest, LeavesAFileThatIsNoSocketAlone) {
-   std::string const file = folder.fileIs("status.sock", "precious").string();
+   std::string const file = folder.write("status.sock", "precious").string();
    EXPECT_EQ(errorOf(file), file + ": exists and is not a socket; remove it or set status.socket elsewhere");
    EXPECT_EQ(folder.content("status.sock"), "precious");
 }
@@ -145,7 +145,7 @@ TEST_F(ListenSocketTest, LeavesAFileThatIsNoSocketAlone) {
 TEST_F(ListenSocketTest, ReplacesADatagramSocketThatNobodyReads) {
    std::string const datagrams = folder.string() + "/kernel";
    int const fd = datagramSocketAt(datagrams);
-   auto const clear = [&] { Agent::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
+   auto const clear = [&] { Base::clearSocketPath(datagrams, SOCK_DGRAM, "a.key"); };
    EXPECT_THROW(clear(), SocketError);
    EXPECT_TRUE(std::filesystem::exists(datagrams));
    close(fd);
@@ -165,7 +165,7 @@ TEST_F(ListenSocketTest, KeepsAFileThatSomebodyElseMadeMeanwhile) {
 TEST_F(ListenSocketTest, RefusesImpossiblePaths) {
    std::string const tooLong = "/" + std::string(120, 'x');
    EXPECT_EQ(errorOf(tooLong), tooLong + ": is too long for a socket's path");
-   std::string const below = folder.fileIs("file", "").string() + "/status.sock";
+   std::string const below = folder.write("file", "").string() + "/status.sock";
    EXPECT_EQ(errorOf(below), below +
                                  ": cannot make its directory: Not a directory; run as root or set "
                                  "status.socket elsewhere");

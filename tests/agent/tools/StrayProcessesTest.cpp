@@ -66,7 +66,7 @@ TEST_F(StrayProcessesTest, EndsAndReapsAProcessThatLeftItsGroupWithItsRun) {
 }
 
 TEST_F(StrayProcessesTest, EndsAWholeTree) {
-   auto const parent = folder.scriptIs("parent.sh", leaving("child") + "exec sleep 1000");
+   auto const parent = folder.writeScript("parent.sh", leaving("child") + "exec sleep 1000");
    auto const child = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
    ASSERT_TRUE(eventually([&] { return pidIn("child") > 0 && isOver(child); }));
    EXPECT_TRUE(eventually([&] { return Agent::children().empty(); }));
@@ -74,8 +74,8 @@ TEST_F(StrayProcessesTest, EndsAWholeTree) {
 }
 
 TEST_F(StrayProcessesTest, EndsTheChildOfAStrayRightAfterItsParent) {
-   auto const child = folder.scriptIs("child.sh", numbered("child", "exec sleep 1000"));
-   auto const parent = folder.scriptIs("parent.sh", child.string() + " & wait");
+   auto const child = folder.writeScript("child.sh", numbered("child", "exec sleep 1000"));
+   auto const parent = folder.writeScript("parent.sh", child.string() + " & wait");
    auto const tool = run(leaving("parent", "exec " + parent.string()) + awaiting("child"));
    ASSERT_TRUE(eventually([&] { return isOver(tool); }));
    ASSERT_TRUE(lives(pidIn("child"))) << "its parent has it still";

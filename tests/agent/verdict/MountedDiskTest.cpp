@@ -71,9 +71,9 @@ TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBegin) {
    ASSERT_TRUE(begins());
    oneTestGoesBy();
    ASSERT_TRUE(test().writeTestOk() && test().readTestOk());
-   folder.fileIs("blocker", "");
+   folder.write("blocker", "");
    std::filesystem::remove_all(folder.path() / "debug");
-   folder.fileIs("debug", "");
+   folder.write("debug", "");
    EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
 }
 

@@ -69,18 +69,18 @@ class AgentProgramTest : public testing::Test {
 
    // Adds keys to the configuration's top, and further tables, to those that the unit needs.
    void config(std::string const & more, std::string const & top = "") {
-      folder.fileIs("agent.toml", top + "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
-                                      "\"\nmount_source_dir = \"" + folder.string() + "/mount-source\"\n" +
-                                      "[tools]\npath = \"" + unit.toolsPath().string() +
-                                      "\"\n[kernel_messages]\nforward_kmsg = false\nsocket = \"" +
-                                      kernelSocket + "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
+      folder.write("agent.toml", top + "[appliance]\netc_dir = \"" + unit.etcFolder().string() +
+                                     "\"\nmount_source_dir = \"" + folder.string() + "/mount-source\"\n" +
+                                     "[tools]\npath = \"" + unit.toolsPath().string() +
+                                     "\"\n[kernel_messages]\nforward_kmsg = false\nsocket = \"" +
+                                     kernelSocket + "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
    }
 
    // A further line of a table of the configuration.
    void keyIs(std::string const & table, std::string const & line) {
       std::string const text = folder.content("agent.toml");
       std::size_t const at = text.find("[" + table + "]\n") + table.size() + 3;
-      folder.fileIs("agent.toml", text.substr(0, at) + line + "\n" + text.substr(at));
+      folder.write("agent.toml", text.substr(0, at) + line + "\n" + text.substr(at));
    }
    void toolsKeyIs(std::string const & line) { keyIs("tools", line); }
 

@@ -41,8 +41,8 @@ class DiscoveryProgramTest : public AgentProgramTest {
    }
    // The program with no more descriptors than that.
    std::filesystem::path withDescriptors(int limit) const {
-      folder.scriptIs("limited",
-                      "ulimit -n " + std::to_string(limit) + "\nexec " + AGENT_PROGRAM + " \"$@\"");
+      folder.writeScript("limited",
+                         "ulimit -n " + std::to_string(limit) + "\nexec " + AGENT_PROGRAM + " \"$@\"");
       return folder.path() / "limited";
    }
 };

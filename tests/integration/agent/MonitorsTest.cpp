@@ -214,7 +214,7 @@ TEST_F(MonitorsTest, UsesASocketOfItsOwnBesideAnotherAgent) {
 }
 
 TEST_F(MonitorsTest, KeepsAFileInThePlaceOfTheKernelsSocket) {
-   kernelSocket = folder.fileIs("precious", "precious").string();
+   kernelSocket = folder.write("precious", "precious").string();
    config("");
    startSettled();
    EXPECT_NE(log.find(kernelSocket + ": exists and is not a socket"), std::string::npos) << log;

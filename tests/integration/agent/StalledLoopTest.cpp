@@ -19,7 +19,7 @@ class StalledLoopTest : public AgentProgramTest {
  protected:
    // The agent's first such call stalls until `release`.
    void startStalled(char const * call) {
-      folder.fileIs("stalled", "");
+      folder.write("stalled", "");
       auto environment = unit.environment();
       environment["LD_PRELOAD"] = std::string{STALLING_CALLS ":"} + environment["LD_PRELOAD"];
       environment["STALLED_CALL"] = call;

@@ -18,14 +18,14 @@ class ToolTreeTest : public AgentProgramTest {
    ToolTreeTest() {
       auto const tool = unit.toolsPath() / "hdparm";
       std::filesystem::rename(tool, folder.path() / "hdparm");
-      auto const daemon = folder.scriptIs(
+      auto const daemon = folder.writeScript(
           "daemon.sh", "setsid sleep 1000 &\ntouch '" + folder.string() + "/daemon'\nexec sleep 1000");
       Support::TempDir const scripts;
       std::filesystem::copy_file(
-          scripts.scriptIs("hdparm", "(setsid '" + daemon.string() +
-                                         "' &) </dev/null >/dev/null 2>&1\nwhile [ ! -e '" + folder.string() +
-                                         "/daemon' ]; do sleep 0.01; done\nexec '" + folder.string() +
-                                         "/hdparm' \"$@\""),
+          scripts.writeScript("hdparm", "(setsid '" + daemon.string() +
+                                            "' &) </dev/null >/dev/null 2>&1\nwhile [ ! -e '" +
+                                            folder.string() + "/daemon' ]; do sleep 0.01; done\nexec '" +
+                                            folder.string() + "/hdparm' \"$@\""),
           tool);
    }
    bool leftBehind() const { return std::filesystem::exists(folder.path() / "daemon"); }
@@ -77,7 +77,7 @@ TEST_F(ToolTreeTest, CountsLinesOfTheKernelWhileTheyAreForwarded) {
    std::string text = folder.content("agent.toml");
    std::string const off = "forward_kmsg = false";
    text.replace(text.find(off), off.size(), "forward_kmsg = true");
-   folder.fileIs("agent.toml", text);
+   folder.write("agent.toml", text);
    signalAgent(SIGHUP);
    EXPECT_TRUE(waitInRealTime([&] { return state["kernelLines"].HasMember("received"); })) << log;
    EXPECT_EQ(state["kernelLines"].MemberCount(), 5U);

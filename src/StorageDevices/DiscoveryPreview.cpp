@@ -1,4 +1,4 @@
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 
 #include <cerrno>
 
@@ -15,7 +15,7 @@ namespace StorageDevices {
 
 namespace {
 
-Vorn::TraceHandle traceHandle{"StorageExamination", true};
+Vorn::TraceHandle traceHandle{"StorageDiscoveryPreview", true};
 
 char const * collectorText(DeviceClassification::Collector collector) {
    switch (collector) {
@@ -42,7 +42,7 @@ std::string diskText(DeviceClassification const & classification) {
           collectorText(classification.collector);
 }
 
-void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules const & rules,
+void explain(PreviewedDevice & examined, udev_device * device, ApplianceRules const & rules,
              FruConfig const & fruConfig, Matcher const & matcher) {
    if (!isAddressable(device)) {
       examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
@@ -58,15 +58,15 @@ void explain(ExaminedDevice & examined, udev_device * device, ApplianceRules con
       examined.reason = "no entry of blockdev matches its path";
    } else {
       DeviceClassification const classification = classify(device, path.mount, fruConfig);
-      examined.verdict = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
+      examined.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
       examined.reason = diskText(classification);
    }
 }
 
-ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig,
-                       Matcher const & matcher) {
+PreviewedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig,
+                        Matcher const & matcher) {
    char const * const node = udev_device_get_devnode(device);
-   ExaminedDevice examined{
+   PreviewedDevice examined{
        node ? node : udev_device_get_sysname(device), patternPath(device).str(), "skipped", {}};
    if (isLoop(udev_device_get_sysname(device)))
       examined.reason = "loop devices are no disks";
@@ -77,8 +77,8 @@ ExaminedDevice examine(udev_device * device, ApplianceRules const & rules, FruCo
 
 }  // namespace
 
-Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig) {
-   Examination result;
+DiscoveryPreview previewDiscovery(Pelm::Ptr<FruConfig const> const & fruConfig) {
+   DiscoveryPreview result;
    result.errors = applianceErrors(fruConfig->etcDir());
    FileText const blockdev = readRegularFile(fruConfig->etcDir().str() + "/blockdev", 1);
    result.blockdevReadable = blockdev.openError == 0 && !blockdev.failed();

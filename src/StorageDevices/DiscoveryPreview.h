@@ -11,21 +11,21 @@
 
 namespace StorageDevices {
 
-struct STORAGEDEVICES_API ExaminedDevice {
+struct STORAGEDEVICES_API PreviewedDevice {
    std::string device;   // node, or the kernel's name for a device without one
    std::string sysPath;  // below /sys/devices; blockdev's patterns are matched with it
-   std::string verdict;  // "skipped", "removable" or "fixed"
+   std::string outcome;  // "skipped", "removable" or "fixed"
    std::string reason;   // why it is skipped; or its mount point, bus, size and collector
 };
 
-struct STORAGEDEVICES_API Examination {
+struct STORAGEDEVICES_API DiscoveryPreview {
    // The errors in the appliance's files, as `applianceErrors` answers them.
    std::vector<std::string> errors;
    bool blockdevReadable = false;
    std::size_t blockdevEntries = 0;
    bool udevAvailable = false;
    std::string udevError;  // why udev's devices cannot be listed, and the remedy
-   std::vector<ExaminedDevice> devices;
+   std::vector<PreviewedDevice> devices;
 };
 
 // The errors in the appliance's files, one line each. A line names the file, the line number if known, and
@@ -34,6 +34,6 @@ STORAGEDEVICES_API std::vector<std::string> applianceErrors(Pelm::String const &
 
 // Reads the appliance's files and classifies every block device once, by the rules of discovery. Runs no tool
 // on a disk and changes nothing.
-STORAGEDEVICES_API Examination examineDevices(Pelm::Ptr<FruConfig const> const & fruConfig);
+STORAGEDEVICES_API DiscoveryPreview previewDiscovery(Pelm::Ptr<FruConfig const> const & fruConfig);
 
 }  // namespace StorageDevices

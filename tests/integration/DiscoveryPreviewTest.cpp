@@ -1,4 +1,4 @@
-#include "StorageDevices/Examination.h"
+#include "StorageDevices/DiscoveryPreview.h"
 
 #include <gtest/gtest.h>
 
@@ -14,24 +14,24 @@ namespace {
 
 using namespace StorageDevices::Simulation;
 
-class ExaminationTest : public testing::Test {
+class DiscoveryPreviewTest : public testing::Test {
  protected:
-   ExaminationTest() { fruConfig_->etcDirIs(unit_.etcFolder().string()); }
+   DiscoveryPreviewTest() { fruConfig_->etcDirIs(unit_.etcFolder().string()); }
 
    // Device to verdict and reason.
    std::map<std::string, std::string> examined() const {
       std::map<std::string, std::string> result;
-      for (ExaminedDevice const & device : examineDevices(fruConfig_).devices)
-         result.emplace(device.device, device.verdict + ": " + device.reason);
+      for (PreviewedDevice const & device : previewDiscovery(fruConfig_).devices)
+         result.emplace(device.device, device.outcome + ": " + device.reason);
       return result;
    }
 
    SimulatedUnit unit_;
    Pelm::Ptr<FruConfig> fruConfig_ = Pelm::make<FruConfig>();
-   Support::TraceRecorder traces_{{"StorageExamination", 0}};
+   Support::TraceRecorder traces_{{"StorageDiscoveryPreview", 0}};
 };
 
-TEST_F(ExaminationTest, ShowsTheClassificationOfEveryDeviceAndRunsNoTool) {
+TEST_F(DiscoveryPreviewTest, ShowsTheClassificationOfEveryDeviceAndRunsNoTool) {
    unit_.blockdevIs(
        {{".*/ata", "drive"}, {".*/nvme", "drive2"}, {".*/mmc_host", "flash"}, {".*/usb1", "usb1"}});
    unit_.multidriveIs({".*/ata2"});
@@ -61,26 +61,26 @@ TEST_F(ExaminationTest, ShowsTheClassificationOfEveryDeviceAndRunsNoTool) {
    EXPECT_TRUE(unit_.tools().runs().empty());
 }
 
-TEST_F(ExaminationTest, ShowsThePathsThatPatternsAreMatchedAgainst) {
+TEST_F(DiscoveryPreviewTest, ShowsThePathsThatPatternsAreMatchedAgainst) {
    unit_.add(nvmeDrive("nvme0n1", "N", "Marlin", 1000));
-   auto const examination = examineDevices(fruConfig_);
-   ASSERT_EQ(examination.devices.size(), 1U);
-   EXPECT_EQ("/sys/devices/" + examination.devices[0].sysPath, unit_.sysPath("nvme0n1"));
+   auto const preview = previewDiscovery(fruConfig_);
+   ASSERT_EQ(preview.devices.size(), 1U);
+   EXPECT_EQ("/sys/devices/" + preview.devices[0].sysPath, unit_.sysPath("nvme0n1"));
 }
 
-TEST_F(ExaminationTest, ShowsWhetherBlockdevCanBeReadAndItsNumberOfEntries) {
-   auto const without = examineDevices(fruConfig_);
+TEST_F(DiscoveryPreviewTest, ShowsWhetherBlockdevCanBeReadAndItsNumberOfEntries) {
+   auto const without = previewDiscovery(fruConfig_);
    EXPECT_FALSE(without.blockdevReadable);
    EXPECT_EQ(without.blockdevEntries, 0U);
    EXPECT_TRUE(without.udevAvailable);
    EXPECT_EQ(traces_.errors(), std::vector<std::string>{" could not open /etc/blockdev"});
    unit_.blockdevIs({{"a", "b"}, {"c", "d"}});
-   auto const with = examineDevices(fruConfig_);
+   auto const with = previewDiscovery(fruConfig_);
    EXPECT_TRUE(with.blockdevReadable);
    EXPECT_EQ(with.blockdevEntries, 2U);
 }
 
-TEST_F(ExaminationTest, NamesADeviceWithoutNodeAsTheKernelDoes) {
+TEST_F(DiscoveryPreviewTest, NamesADeviceWithoutNodeAsTheKernelDoes) {
    auto disk = nvmeDrive("nvme0n1", "N", "Marlin", 1000);
    disk.absent = {"DEVNAME"};
    unit_.add(disk);
@@ -90,11 +90,11 @@ TEST_F(ExaminationTest, NamesADeviceWithoutNodeAsTheKernelDoes) {
    EXPECT_EQ(devices.begin()->second, "skipped: udev has no device node for it");
 }
 
-TEST_F(ExaminationTest, ReportsAMissingScan) {
+TEST_F(DiscoveryPreviewTest, ReportsAMissingScan) {
    Support::DescriptorLimit const limit{0};
-   auto const examination = examineDevices(fruConfig_);
-   EXPECT_FALSE(examination.udevAvailable);
-   EXPECT_TRUE(examination.devices.empty());
+   auto const preview = previewDiscovery(fruConfig_);
+   EXPECT_FALSE(preview.udevAvailable);
+   EXPECT_TRUE(preview.devices.empty());
 }
 
 }  // namespace

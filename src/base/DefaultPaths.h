@@ -1,0 +1,9 @@
+// Where daemon and command meet, unless told otherwise.
+#pragma once
+
+namespace Base {
+
+inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
+inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
+
+}  // namespace Base
