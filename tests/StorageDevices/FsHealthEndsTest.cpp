@@ -95,12 +95,12 @@ TEST_F(FsHealthSmTest, TracesAClockThatRingsInCleanupAndTestsAgain) {
 }
 
 TEST_F(FsHealthSmTest, EndsTheProcessWhereItsBlockCannotBeAllocated) {
-   auto const toldOnStderr = [](Vorn::Host::TraceLine const & line) {
+   auto const writtenToStderr = [](Vorn::Host::TraceLine const & line) {
       std::fputs(line.text.c_str(), stderr);
    };
    EXPECT_DEATH(
        {
-          Vorn::Host::traceSinkIs(toldOnStderr);
+          Vorn::Host::traceSinkIs(writtenToStderr);
           fsHealthSmFactory("/", 3, devices_);
        },
        "Failed to allocate memory: Invalid argument");
@@ -112,14 +112,14 @@ TEST_F(FsHealthSmTest, AllowsAHostToReleaseItDuringItsNotification) {
       machine_ = fsHealthSmFactory(folder_.string().c_str(), blockSize, devices_);
       ops().lseekRetIs(-1);
       ops().lseekErrnoIs(hung ? EAGAIN : EIO);
-      bool told = false;
+      bool released = false;
       Vorn::Host::logSinkIs([&](Vorn::Host::LogMessage const &) {
-         told = true;
+         released = true;
          machine_ = nullptr;
       });
       machine_->start();
       Vorn::Host::runFor(700);
-      EXPECT_TRUE(told);
+      EXPECT_TRUE(released);
       EXPECT_FALSE(machine_);
    }
    Vorn::Host::logSinkIs(nullptr);

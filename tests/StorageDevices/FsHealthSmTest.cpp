@@ -80,12 +80,12 @@ TEST_F(FsHealthSmTest, TracesEachStep) {
    Texts expected{"handleSetupState " + cookie().string(), "handleTestClock writeTest",
                   "doWriteTest has writableCount: 1", "handleTestClock readTest",
                   "doReadTest has readable: 1"};
-   Texts told;
+   Texts traced;
    for (std::string const & text : traces_.texts(7))
       if (text.find("Util") == std::string::npos)
-         told.push_back(text);
-   told.resize(expected.size());
-   EXPECT_EQ(told, expected);
+         traced.push_back(text);
+   traced.resize(expected.size());
+   EXPECT_EQ(traced, expected);
 }
 
 TEST_F(FsHealthSmTest, StartsEachTestWithoutResultsOfTheLastOne) {

@@ -16,7 +16,7 @@
 namespace Agent {
 
 inline constexpr char defaultConfigPath[] = "/etc/storagedevices/storagedevices.toml";
-inline constexpr std::size_t maxSocketPath = 107;  // sun_path holds 108 bytes, one of them the closing NUL
+inline constexpr std::size_t maxSocketPath = 107;  // sun_path has 108 bytes, one of them the closing NUL
 inline constexpr char defaultStatusSocket[] = "/run/storagedevices/status.sock";
 
 // A configuration that cannot be used. what() is one line without control characters, such as
@@ -97,9 +97,9 @@ struct Config {
 inline constexpr std::size_t maxConfigSize = std::size_t{1} << 20U;  // bytes
 
 // Reads a configuration in TOML. Missing keys keep their defaults. Raises ConfigError for an unknown key,
-// tool or trace facility, a value of the wrong type or out of range, a text of more than `maxConfigSize`, and
-// a drive whose sensor has no section. `fileName` appears only in the error. Facilities are those of this
-// program and its loaded libraries.
+// tool or trace facility, and for a value of the wrong type or out of range. Also for a text of more than
+// `maxConfigSize`, and for a drive whose sensor has no section. `fileName` appears only in the error.
+// Facilities are those of this program and its loaded libraries.
 Config parseConfig(std::string_view text, std::string const & fileName);
 
 }  // namespace Agent

@@ -132,12 +132,11 @@ TEST(KernelLineRewriteTest, ReportsFailedCommandsOfADiskAsErrors) {
 
 TEST(KernelLineRewriteTest, RemovesTaskNamesAfterTheStamp) {
    std::string const text = "usb 1-2: USB disconnect, device number 2";
-   for (std::string const teller :
+   for (std::string const task :
         {"[ T6664]", "[    T984] ", "[   C11]", "[C0] ", "[4:   kworker/4:98: 2227] ",
          "I[7:      swapper/7:    0] ", "003: ", "kernel: "}) {
-      EXPECT_EQ(rewritten(teller + text), text);
-      EXPECT_EQ(rewriteKernelLine(stamp.substr(0, stamp.size() - 1).append(teller).append(text)),
-                stamp + text);
+      EXPECT_EQ(rewritten(task + text), text);
+      EXPECT_EQ(rewriteKernelLine(stamp.substr(0, stamp.size() - 1).append(task).append(text)), stamp + text);
    }
    expectUntouched({"[drm] " + text, "[T12 " + text, "[C] " + text, "12: " + text, "[4:" + text});
 }
