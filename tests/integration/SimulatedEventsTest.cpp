@@ -27,7 +27,7 @@ class Listener {
       EXPECT_EQ(udev_monitor_enable_receiving(monitor_.get()), 0);
    }
 
-   Device next() { return Device(udev_monitor_receive_device(monitor_.get())); }
+   UdevDevice next() { return UdevDevice(udev_monitor_receive_device(monitor_.get())); }
 
    std::string nextEvent() {
       auto const device = next();

@@ -21,13 +21,13 @@ struct Unref {
    void operator()(udev_device * p) const { udev_device_unref(p); }
    void operator()(udev_enumerate * p) const { udev_enumerate_unref(p); }
 };
-using Device = std::unique_ptr<udev_device, Unref>;
+using UdevDevice = std::unique_ptr<udev_device, Unref>;
 
 inline std::string text(char const * value) {
    return value == nullptr ? "(none)" : value;
 }
 
-inline std::string property(Device const & device, char const * name) {
+inline std::string property(UdevDevice const & device, char const * name) {
    return text(udev_device_get_property_value(device.get(), name));
 }
 
@@ -41,8 +41,8 @@ inline std::string name(udev_device * device) {
 
 class Udev {
  public:
-   Device device(std::string const & sysPath) const {
-      return Device(udev_device_new_from_syspath(context_.get(), sysPath.c_str()));
+   UdevDevice device(std::string const & sysPath) const {
+      return UdevDevice(udev_device_new_from_syspath(context_.get(), sysPath.c_str()));
    }
 
    std::vector<std::string> disks() const {
@@ -76,9 +76,9 @@ inline constexpr char const * kestrelCid = "fe014e4b455354523421a1b2c3d45a00";
 
 class SimulatedUnitTest : public testing::Test {
  protected:
-   Device device(std::string_view disk) { return udev_.device(unit_.sysPath(disk)); }
+   UdevDevice device(std::string_view disk) { return udev_.device(unit_.sysPath(disk)); }
 
-   static udev_device * parent(Device const & device, char const * subsystem, char const * type) {
+   static udev_device * parent(UdevDevice const & device, char const * subsystem, char const * type) {
       return udev_device_get_parent_with_subsystem_devtype(device.get(), subsystem, type);
    }
 
