@@ -1,5 +1,5 @@
-// Running a child to its end beside posix_spawn, two pipes, poll and waitpid used by hand; and what the
-// size of the process that runs it does to it.
+// Running a child to its end, beside posix_spawn, two pipes, poll and waitpid used by hand. Also the effect
+// of the size of the process that runs it.
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>

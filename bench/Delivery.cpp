@@ -10,8 +10,8 @@ namespace {
 constexpr int changesPerRound = 50'000;
 
 // Writes new values; `change` is the mutator, `notified` the value that the subscriber has received.
-template <class Change, class Told>
-Bench::Contender contender(Change change, Told notified) {
+template <class Change, class Notified>
+Bench::Contender contender(Change change, Notified notified) {
    constexpr int checked = 1000;
    int value = 0;
    while (value < checked) {

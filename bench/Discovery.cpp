@@ -1,7 +1,7 @@
 // Discovery on a simulated unit. Its cost is to grow with the disks times the entries of blockdev that are
-// tried for each, and to be the cost of the programs that it must run. These are `expr`, once per disk and
-// entry, and for a fixed disk its tool. The tool is minimal: a shell that prints a report. All tools run at
-// once, beside the rest of the scan.
+// tried for each. It is to be the cost of the programs that discovery must run. These are `expr`, once per
+// disk and entry, and for a fixed disk its tool. The tool is minimal: a shell that prints a report. All tools
+// run at once, beside the rest of the scan.
 //
 // Libudev's reading of a disk takes a fifth of a millisecond or more, in any program. That is more than a
 // tenth of a single run of these programs. From four entries on it is less for fixed disks. With eight
@@ -74,13 +74,13 @@ class UnitSource {
                                                       31'250'000));
    }
 
-   // Tells a serial number of its own for every disk.
+   // Answers a serial number of its own for every disk.
    static void writeTool(fs::path const & folder) {
       fs::create_directories(folder);
       fs::path const program = folder / "nvme";
       std::ofstream{program} << R"(#!/bin/sh
 printf '{"Devices":[{"DevicePath":"%s","ModelNumber":")"
-                             << Bench::toldModel
+                             << Bench::reportedModel
                              << R"(","SerialNumber":"%s","Firmware":"1.0",' "$4" "${4##*/}"
 printf '"PhysicalSize":16000000000}]}'
 )";

@@ -129,7 +129,7 @@ DiscoveryProbe::Times DiscoveryProbe::discovery(Kind kind) const {
    if (devices->disk.size() != disks_ || times.programs <= 0)
       throw std::runtime_error("discovery has found " + std::to_string(devices->disk.size()) + " disks");
    for (auto const & [name, disk] : devices->disk)
-      if ((disk->model() == toldModel) != (kind == Kind::fixed))
+      if ((disk->model() == reportedModel) != (kind == Kind::fixed))
          throw std::runtime_error("the disks differ from the output of their tools");
    return times;
 }

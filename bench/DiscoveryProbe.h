@@ -1,6 +1,6 @@
 // Measures discovery in the calling process, with the devices that this process sees.
 //
-// The time of the programs is measured where they are started and awaited: functions of this file replace
+// The time of the programs is measured where they are started and awaited. Functions of this file replace
 // those of the runtime, and the loop's wait.
 #pragma once
 
@@ -10,7 +10,7 @@
 namespace Bench {
 
 // The model in the tool's report of every disk.
-constexpr char const * toldModel = "Told by its tool";
+constexpr char const * reportedModel = "Reported by its tool";
 
 class DiscoveryProbe {
  public:

@@ -1,5 +1,5 @@
-// The health monitors beside their floors: a poll of the I/O statistics beside opening, reading and closing
-// the same files; the storing of a SMART report beside parsing it and finding the same values.
+// The health monitors beside their floors. For a poll of the I/O statistics, that is to open, read and close
+// the same files. For the storing of a SMART report, it is to parse it and find the same values.
 #include <fcntl.h>
 #include <rapidjson/document.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // The child-process tracker of an appliance: which runs of its tools have failed, how long they may take, and
-// where the tools are found. A tracker that a host makes itself knows no such rules: its runs have no time
+// where the tools are found. A tracker that a host makes itself knows no such rules. Its runs have no time
 // limit, every exit code but 0 is a failure, and `nvme` is the one on PATH.
 #pragma once
 

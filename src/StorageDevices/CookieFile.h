@@ -2,11 +2,11 @@
 //
 // The test runs as root in folders where users may write, on file systems that may have been prepared. So
 // these functions follow no link. They open only a regular file that has no second name and lies on the mount
-// point's device, and leave anything else in its place alone. The owner does not matter. The mount point may
+// point's device. Anything else in its place they leave alone. The owner does not matter. The mount point may
 // be a link.
 //
-// Each answers like the call of its name: a negative value with errno set on failure; ELOOP for a refused
-// file; ENOSYS where an existing file cannot be opened since /proc is not mounted.
+// Each answers like the call of its name: on failure a negative value, with errno set. A refused file is
+// ELOOP. ENOSYS means that an existing file cannot be opened, since /proc is not mounted.
 #pragma once
 
 #include "runtime/Pelm/String.h"

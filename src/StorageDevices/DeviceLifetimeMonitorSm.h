@@ -81,8 +81,8 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    void deviceLifetimeChangeDel(Pelm::String const & serial) { deviceLifetimeChange.memberDel(serial); }
    void deviceLifetimeChangeDelAll() { deviceLifetimeChange.memberDelAll(); }
 
-   // The figure of a disk changed: the raw value of a SMART attribute, the percent left of an NVMe drive, or
-   // the register of an eMMC device. No reactor watches eMMC devices.
+   // The figure of a disk changed. It is the raw value of a SMART attribute, the percent left of an NVMe
+   // drive, or the register of an eMMC device. No reactor watches eMMC devices.
    void handleSmartData(Pelm::String const & serial, Vorn::Optional<OptionalSmartAttr> const & oldValue,
                         Vorn::Optional<OptionalSmartAttr> const & newValue);
    void handleNvmeData(Pelm::String const & serial, Vorn::Optional<NvmeAttr> const & oldValue,

@@ -14,8 +14,8 @@ bool isEmmcDiskName(std::string_view name);  // e?mmcblk[0-9]+
 
 // The pattern without its whitebox tail: the last slash, digits, an optional dot, an optional asterisk and an
 // optional dollar sign, in this order. Nothing without such a tail. Equals group 1 of a whole match with the
-// ECMAScript pattern (.*)/\d*\.?\*?\$?$, whose dot matches no line terminator: a pattern with one before that
-// slash is not cut.
+// ECMAScript pattern (.*)/\d*\.?\*?\$?$. Its dot matches no line terminator, so a pattern with one before
+// that slash is not cut.
 std::optional<std::string> withoutWhiteboxTail(std::string_view pattern);
 
 }  // namespace StorageDevices

@@ -10,9 +10,9 @@ namespace StorageDevices {
 // before the serial. /dev/disk/by-id/usb-Vendor_Flash_Drive_0123ABCD-0:0 with the serial 0123ABCD gives
 // Vendor_Flash_Drive.
 //
-// Answers `model` itself in these cases: there is no such link, fewer than two characters follow its first
-// hyphen, the serial is empty, or it is not found from the second of those characters on. A serial found at
-// the second character gives an empty model.
+// Answers `model` itself when there is no such link, when fewer than two characters follow its first hyphen,
+// and when the serial is empty. It does so too when the serial is not found from the second of those
+// characters on. A serial found at the second character gives an empty model.
 //
 // `devlinks` is udev's property "DEVLINKS": paths separated by white space, or empty.
 std::string eusbModel(std::string_view devlinks, std::string_view serial, std::string_view model);

@@ -1,5 +1,5 @@
 // The system calls of the file system health test, with fault injection. While the result attribute of a call
-// is not 0, the call is not made: the attribute is answered, with errno set to the errno attribute.
+// is not 0, the call is not made. The attribute is answered instead, with errno set to the errno attribute.
 #pragma once
 
 #include <cstdint>
@@ -44,8 +44,8 @@ class STORAGEDEVICES_API FsHealthIoOps : public Pelm::Node {
    Attribute utilChkRet{*this, "utilChkRet", 0};
    void utilChkRetIs(std::int32_t value) { utilChkRet.valueIs(value); }
 
-   // Each answers like the call of its name: a descriptor, an offset, a number of bytes or 0; a negative
-   // value with errno set on failure. A created file gets mode 0644.
+   // Each answers like the call of its name: a descriptor, an offset, a number of bytes or 0. On failure it
+   // answers a negative value, with errno set. A created file gets mode 0644.
    int openPath(Pelm::String const & path, int flags) const;
    // Opens the test's own file below a mount point, by the rules of CookieFile.h. The injected results of
    // `openPath` apply.

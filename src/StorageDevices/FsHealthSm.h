@@ -1,14 +1,16 @@
-// Tests periodically that a mounted file system stores data: writes a block of random text to a file of its
-// own, syncs it, reads it back and compares, all with direct I/O. Every two minutes it also checks the used
-// space.
+// Tests periodically that a mounted file system stores data. It writes a block of random text to a file of
+// its own, syncs it, reads it back and compares, all with direct I/O. Every two minutes it also checks the
+// used space.
 //
 // Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
 // MONITOR_WARNING. It accesses only "debug/healthTestCookie" below the mount point, and no other kind of file
 // in its place.
 //
-// States: idle, waiting for the next test; setup, preparing the file, or waiting for a restart if there is no
-// mount point; writeTest and readTest, waiting for their time or for the file to be ready; cleanup, closing
-// the file, or stopped.
+// States:
+//    idle                 waiting for the next test
+//    setup                preparing the file, or waiting for a restart if there is no mount point
+//    writeTest, readTest  waiting for their time or for the file to be ready
+//    cleanup              closing the file, or stopped
 #pragma once
 
 #include <cstdint>

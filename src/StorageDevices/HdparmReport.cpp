@@ -47,11 +47,11 @@ struct Value {
 
 // Reads the value that begins at `at`, behind its label, up to and including the next label.
 //
-// No class holds a line feed or a colon. A value therefore either begins behind all the white space and
-// ends at a line feed, or it is empty and stands before the last line feed of that white space, which
-// needs one more white space character before it. The second way requires the next label right where the
-// first way would begin its value, and that label's colon excludes the first way. So no choice made here
-// needs backtracking when a later line does not match.
+// No class contains a line feed or a colon. A value can therefore begin behind all the white space and end at
+// a line feed. Or it is empty and stands before the last line feed of that white space, which needs one more
+// white space character before it. The second way requires the next label right where the first way would
+// begin its value, and that label's colon excludes the first way. So no choice made here needs backtracking
+// when a later line does not match.
 template <CharacterClass isIn>
 std::optional<Value> readValue(std::string_view report, std::size_t at, std::string_view nextLabel) {
    std::size_t const begin = skip<isSpace>(report, at);

@@ -22,8 +22,8 @@ struct HdparmIdentity {
 };
 
 // Finds the first place where the lines "Model Number:", "Serial Number:" and "Firmware Revision:" follow
-// each other with only white space between them, each value up to the end of its line. Nothing when there is
-// no such place. Equals a search for this ECMAScript pattern:
+// each other with only white space between them. Each value reaches to the end of its line. Nothing when
+// there is no such place. Equals a search for this ECMAScript pattern:
 //    \s*Model Number:\s+([\w -\.]*)\n\s*Serial Number:\s+([\w -]*)\n\s*Firmware Revision:\s+([\w -\/]*)\n
 std::optional<HdparmIdentity> findIdentity(std::string_view report);
 

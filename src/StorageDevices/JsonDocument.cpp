@@ -18,9 +18,9 @@ using Pool = JsonValue::AllocatorType;
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Base::JsonMemory>;
 using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory>;
 
-// The most that the values of a text can occupy: an element 16 bytes for at least two of the text, a member
-// 32 for at least five, a string little more than its own size. Texts above a MiB may occupy half of that;
-// reports of tools need less.
+// The most that the values of a text can occupy. An element takes 16 bytes for at least two of the text, a
+// member 32 for at least five. A string takes little more than its own size. Texts above a MiB may occupy
+// half of that; reports of tools need less.
 std::size_t bytesFor(std::string_view text) {
    constexpr std::size_t slack = 64;
    constexpr std::size_t densest = 8;

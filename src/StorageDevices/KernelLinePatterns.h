@@ -14,7 +14,7 @@ struct KernelLinePattern {
    char const * expression;
 };
 
-// These oddities are intended: the unescaped dot in the time stamp, the words that occur twice in the fourth
+// Three oddities are intended: the unescaped dot in the time stamp, the repeated words of the fourth
 // expression, the two blanks in the sixth.
 inline constexpr std::array<KernelLinePattern, 9> kernelLinePatterns{{
     {"USB port", R"(kernel: \[\s*\d{1,}.\d{1,6}\]\s*(usb \d+-\d+.*)[:]\s+)"

@@ -19,8 +19,9 @@ class STORAGEDEVICES_API SettledStart {
    // How long a disk that is never identified may delay the start, framework seconds.
    static constexpr double patience = 60;
 
-   // Calls `start` once, from the loop and never within a change: when the internal devices are ready and
-   // none waits to be classified, at the latest after `patience`. Without discovery (null): after `patience`.
+   // Calls `start` once, from the loop and never within a change. That is when the internal devices are ready
+   // and none waits to be classified, at the latest after `patience`. Without discovery (null): after
+   // `patience`.
    SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start);
 
  private:

@@ -1,6 +1,6 @@
 // Starts discovery's rescans, and reports devices that it cannot classify because of a shortage.
 //
-// It rescans once a minute, at every removal without a serial, and a second after such a removal: the kernel
+// It rescans once a minute, at every removal without a serial, and a second after such a removal. The kernel
 // announces a removal before the device's folder is gone. While a device is unclassified it rescans after 1,
 // 2, 4 seconds and so on, up to a minute. Two rescans are at least a second apart. All times are framework
 // time.

@@ -33,7 +33,8 @@ constexpr char closedAtOnce[] =
 constexpr char tooEarly[] = "the answer ended too early: is the agent stopping? Try again";
 
 // The connection. Unlike with a general-purpose client, the limit is for the whole exchange, not for each
-// wait, and a full backlog is no refusal: the connection waits. An operator needs both when the agent stalls.
+// wait. A full backlog is no refusal either: the connection waits. An operator needs both when the agent
+// stalls.
 class Exchange {
  public:
    Exchange(std::string const & path, std::chrono::milliseconds time)

@@ -5,7 +5,7 @@
 
 namespace Agent {
 
-// A line per tool: where it is found when it is run, with the directories of `toolPath` (colons between them)
+// A line per tool. It says where the tool is found, with the directories of `toolPath` (colons between them)
 // before PATH, or what is unknown without it.
 std::string toolsText(std::string const & toolPath);
 

@@ -56,8 +56,8 @@ std::string smartLog(JsonIndex const & json) {
    return edited(json.text(), edits);
 }
 
-// The tool prints an error as {"error": "…"}, as an "error" that is an object, or under a heading such as
-// "Error: smart log": [{"error": "…", "type": "nvme"}].
+// The tool prints an error as {"error": "…"} or as an "error" that is an object. It may also stand under a
+// heading such as "Error: smart log": [{"error": "…", "type": "nvme"}].
 Value const * errorOf(JsonIndex const & json) {
    if (Value const * const error = json.member(&json.root(), "error"))
       return error;

@@ -9,8 +9,8 @@
 namespace Agent::Compat {
 
 // The first program `name` behind the last entry of `searchPath` that contains this very file, under any
-// name; without such an entry the first of all. So two copies of this program on one path never call each
-// other in turn. Skips empty and relative entries. Empty: there is none.
+// name. Without such an entry it is the first of all. So two copies of this program on one path never call
+// each other in turn. Skips empty and relative entries. Empty: there is none.
 std::string findRealTool(std::string const & name, std::string const & searchPath);
 
 // A child with this process's arguments, standard input and error, group and environment.

@@ -18,7 +18,7 @@ std::optional<std::int64_t> truncatedJsonNumber(std::string_view jsonNumber);
 // blank, an apostrophe or a Unicode separator; those of several bytes do not always separate three digits.
 //
 // A single '.' or ',' with exactly three digits behind it and at most three before it is a thousands
-// separator, since there are always six decimals: "1,234" is 1234. Where it cannot separate thousands it is a
+// separator: "1,234" is 1234. For there are always six decimals. Where it cannot separate thousands it is a
 // decimal sign: "1234,567" is 1234, "0.123" is 0.
 std::optional<std::int64_t> truncatedQuotedNumber(std::string_view text);
 

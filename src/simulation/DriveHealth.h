@@ -27,8 +27,8 @@ struct DriveHealth {
    unsigned preEndOfLife = 1;      // of an eMMC device: 1 normal, 2 warning, 3 urgent
 };
 
-// The output of `smartctl --json=c --offlineauto=on -HA`, version 7.3: for a SATA drive with its attribute
-// table, for an NVMe drive with its health log, for a USB disk behind a bridge.
+// The output of `smartctl --json=c --offlineauto=on -HA`, version 7.3. It is for a SATA drive with its
+// attribute table, an NVMe drive with its health log, and a USB disk behind a bridge.
 std::string smartctlAtaReport(std::string_view name, DriveHealth const & health);
 std::string smartctlNvmeReport(std::string_view name, DriveHealth const & health);
 std::string smartctlScsiReport(std::string_view name, DriveHealth const & health);

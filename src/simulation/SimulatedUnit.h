@@ -10,14 +10,13 @@
 // message: a listener reads them from the current sysfs. Only the disk's own events are sent, none of its
 // parents.
 //
-// A listener is a Unix datagram socket, which holds at most net.unix.max_dgram_qlen + 1 events (11 by
+// A listener is a Unix datagram socket, which keeps at most net.unix.max_dgram_qlen + 1 events (11 by
 // default). umockdev itself would end the process when it sends to a full one. A unit calls `whenFull` as
 // long as a socket is full; without that function it waits until the listener reads. It throws
-// ListenerStalled when that takes longer than `patience`. So many events can be sent
-// - to another process or thread: at the pace of the listener;
-// - from the listener's own thread: with `whenFullIs` set to a function that reads the events. Without it the
-// eleventh
-//   unread event ends in ListenerStalled.
+// ListenerStalled when that takes longer than `patience`. So events can be sent to
+// another process or thread at the pace of the listener. In the listener's own thread `whenFullIs` takes a
+// function that reads the events. Without it the eleventh unread event ends in ListenerStalled.
+//
 // A socket is named after its descriptor's number. Of two listeners with the same number in two processes,
 // the later one gets all events. The socket of an ended process is unused until a new one replaces it.
 //
@@ -83,9 +82,9 @@ class SimulatedUnit {
    void attributeDel(std::string_view name, std::string_view attribute);
    void propertyIs(std::string_view name, std::string_view property, std::string_view value);
 
-   // Sets the disk's health for the tools and registers: smartctl's report and exit code for a SATA drive, an
-   // NVMe drive or a USB disk, the smart log for an NVMe drive, the registers for an eMMC device, which must
-   // exist. The tools fail for a disk before the first call.
+   // Sets the disk's health for the tools and registers. A SATA drive, an NVMe drive and a USB disk get
+   // smartctl's report and exit code, and an NVMe drive its smart log. An eMMC device, which must exist, gets
+   // its registers. The tools fail for a disk before the first call.
    void healthIs(Disk const & disk, DriveHealth const & health);
    // Bytes since the disk appeared, in the kernel's statistics.
    void trafficIs(std::string_view name, std::uint64_t bytesRead, std::uint64_t bytesWritten);

@@ -11,22 +11,14 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <ostream>
 #include <string_view>
 #include <thread>
 #include <utility>
 
-#include "StorageDevices/Factories.h"
-#include "StorageDevices/FsHealthSm.h"
-#include "tests/support/DiskFields.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MountNamespace.h"
-#include "tests/support/MountPoint.h"
-#include "tests/support/ProcessState.h"
-#include "tests/support/TraceRecorder.h"
-#include "tests/support/Units.h"
-#include "tests/support/VirtualTimeTest.h"
+#include "tests/StorageDevices/FsHealthLinksTest.h"
 
 namespace {
 
@@ -73,71 +65,6 @@ int open(char const * path, int flags, ...) {  // NOLINT: as it is
 namespace StorageDevices {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-using Texts = std::vector<std::string>;
-
-class FsHealthLinksTest : public Support::VirtualTimeTest {
- protected:
-   FsHealthLinksTest() {
-      Vorn::Host::turn();  // opens the descriptors of the loop itself
-      before_ = Support::openDescriptors();
-      fs::create_directory(elsewhere_);
-      folder_.write("elsewhere/precious", precious_);
-      fs::create_directory(mountPoint_);
-      watch(mountPoint_);
-   }
-
-   void watch(fs::path const & mountPoint) {
-      Support::DiskFields{.name = "S1", .mountPoint = mountPoint.string()}.writeTo(*devices_);
-      machine_ = fsHealthSmFactory(mountPoint.c_str(), blockSize, devices_);
-   }
-   fs::path debug() const { return mountPoint_ / "debug"; }
-   fs::path cookie() const { return debug() / "healthTestCookie"; }
-   fs::path precious() const { return elsewhere_ / "precious"; }
-
-   // Puts what `make` makes in the place of the file or the folder.
-   template <class Make>
-   static void replace(fs::path const & place, Make const & make) {
-      fs::create_directories(place.parent_path());
-      fs::remove_all(place);
-      make(place);
-   }
-   void expectNothingTouched() const {
-      EXPECT_EQ(Support::fileContent(precious()), precious_);
-      Texts found;
-      for (auto const & entry : fs::directory_iterator{elsewhere_})
-         found.push_back(entry.path().filename());
-      EXPECT_EQ(found, Texts{"precious"}) << "something was made elsewhere";
-      EXPECT_EQ(Support::openDescriptors(), before_);
-   }
-   // The step that was refused is counted and traced; nobody is alarmed, and the next test comes.
-   void expectRefused(std::string const & step, int error = ELOOP) const {
-      EXPECT_EQ(traces_.errors(), Texts{step + " failed with " + std::strerror(error)});
-      EXPECT_EQ(machine_->nonSyslogErrorCount(), 1U);
-      EXPECT_EQ(logs_.texts(), Texts{});
-      EXPECT_EQ(machine_->state(), FsHealthSmState{FsHealthSmState::idle});
-      EXPECT_FALSE(machine_->readTestOk());
-      expectNothingTouched();
-   }
-   void expectHealthy() const {
-      EXPECT_TRUE(machine_->writeTestOk() && machine_->readTestOk());
-      EXPECT_EQ(traces_.errors(), Texts{});
-      EXPECT_EQ(logs_.texts(), Texts{});
-      expectNothingTouched();
-   }
-
-   Support::TempDir folder_{Support::folderWithDirectIo()};
-   fs::path elsewhere_ = folder_.path() / "elsewhere";
-   fs::path mountPoint_ = folder_.path() / "mount";
-   std::string precious_ = std::string(std::size_t{2} * blockSize, '#');
-   Support::LogRecorder logs_;
-   Support::TraceRecorder traces_{{"StorageFsHealthSm", 0}};
-   Pelm::Ptr<ConnectedDevices> devices_ = Pelm::make<ConnectedDevices>();
-   Pelm::Ptr<FsHealthSm> machine_;
-   std::vector<int> before_;
-};
 
 // What may stand in the place of the file.
 struct Trap {
@@ -368,71 +295,6 @@ TEST_F(FsHealthLinksTest, LosesNoRaceAgainstASwappedFile) {
    close(own);
    close(mount);
    expectNothingTouched();
-}
-
-// What only root can arrange: other file systems in the place of the folder and of the file.
-class FsHealthMountsTest : public FsHealthLinksTest {
- protected:
-   static void SetUpTestSuite() { lacking_ = Support::ownMountTable(); }
-   void SetUp() override {
-      if (!lacking_.empty())
-         GTEST_SKIP() << lacking_;
-   }
-   static inline std::string lacking_;
-};
-
-TEST_F(FsHealthMountsTest, DoesNotEnterAnotherDeviceInThePlaceOfTheFolder) {
-   Support::MountedFolder const other{"other", debug()};
-   ASSERT_TRUE(other);
-   std::ofstream{cookie()} << "theirs";
-   machine_->start();
-   expectRefused("setupTest - unlink");
-   EXPECT_EQ(Support::fileContent(cookie()), "theirs");
-}
-
-TEST_F(FsHealthMountsTest, DoesNotEnterADeviceMountedOnTheFolderDuringTheTest) {
-   machine_->start();
-   {
-      Support::MountedFolder const other{"other", debug()};
-      ASSERT_TRUE(other);
-      Vorn::Host::runFor(301);
-      expectRefused("writeTest - open");
-      EXPECT_TRUE(fs::is_empty(debug()));
-   }
-   traces_.clear();
-   machine_->start();
-   Vorn::Host::runFor(601);
-   expectHealthy();
-}
-
-TEST_F(FsHealthMountsTest, DoesNotWriteToAFileOfAnotherDevice) {
-   fs::path const other = folder_.path() / "other";
-   Support::MountedFolder const mounted{"other", other};
-   ASSERT_TRUE(mounted);
-   std::ofstream{other / "file"} << precious_;
-   machine_->start();
-   replace(cookie(), [](fs::path const & place) { std::ofstream{place}.close(); });
-   ASSERT_EQ(mount((other / "file").c_str(), cookie().c_str(), nullptr, MS_BIND, nullptr), 0);
-   Vorn::Host::runFor(301);
-   EXPECT_EQ(umount2(cookie().c_str(), MNT_DETACH), 0);
-   EXPECT_EQ(Support::fileContent(other / "file"), precious_);
-   expectRefused("writeTest - open");
-}
-
-// The read test opens what it has examined through /proc.
-TEST_F(FsHealthMountsTest, BlamesNoFileSystemWhereProcIsMissing) {
-   machine_->start();
-   Vorn::Host::runFor(301);
-   ASSERT_TRUE(machine_->writeTestOk());
-   {
-      Support::MountedFolder const empty{"none", "/proc"};
-      ASSERT_TRUE(empty);
-      Vorn::Host::runFor(300);
-   }
-   expectRefused("readTest - open", ENOSYS);
-   traces_.clear();
-   Vorn::Host::runFor(902);
-   expectHealthy();
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ Answer answerByRegex(std::string const & line) {
    return {};
 }
 
-// The same in a tenth of the time: a search can only succeed where the text stands that all expressions begin
+// The same in a tenth of the time. A search can only succeed where the text stands that all expressions begin
 // with, and tries those places from left to right. So do we, and spare std::regex all other places.
 Answer answerByRegexAtStarts(std::string const & line) {
    std::string_view const text(line.c_str());

@@ -120,8 +120,8 @@ inline std::optional<Registers> registersOf(DeviceEmmcData const & data) {
    return Registers{data.lifetimeEstTypA().raw(), data.lifetimeEstTypB().raw(), data.preEolInfo().raw()};
 }
 
-// The next hexadecimal number of a text, as strtoul reads it into 32 bits, and removes what it read;
-// none when there is none or when it is larger than a byte.
+// The next hexadecimal number of a text, as strtoul reads it into 32 bits. It is removed from the text. None
+// when there is none, or when it is larger than a byte.
 inline std::optional<std::uint8_t> naiveHexByte(std::string & text) {
    std::size_t at = 0;
    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])) != 0)

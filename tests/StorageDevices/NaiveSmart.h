@@ -1,5 +1,5 @@
-// A second reading of SMART reports, to compare the library's with: slow, from its own tables, and meant
-// to be compared with the rules line by line.
+// A second reading of SMART reports, to compare the library's with. It is slow, has its own tables, and is
+// meant to be compared with the rules line by line.
 #pragma once
 
 #include <cstddef>

@@ -11,8 +11,8 @@
 
 namespace StorageDevices {
 
-// Lines made of the pieces that the patterns know, then spoilt: what is left out, doubled or put elsewhere
-// makes a line that nearly matches, or that matches in a place nobody thought of.
+// Lines made of the pieces that the patterns know, then spoilt. A piece is left out, doubled or put
+// elsewhere, so a line nearly matches, or matches in a place nobody thought of.
 class RandomKernelLines {
  public:
    explicit RandomKernelLines(std::uint32_t seed) : random_(seed) {}

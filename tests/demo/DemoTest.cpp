@@ -201,7 +201,7 @@ TEST(DemoStoryTest, IsRepeatableSinceTheUnitEndsAsItBooted) {
    bootUnit(unit);
    auto const atBoot = unit.disks();
    EXPECT_EQ(atBoot, (std::vector<std::string>{"mmcblk0", "nvme0n1", "sda", "sdb"}));
-   for (int telling = 0; telling < 2; ++telling) {
+   for (int round = 0; round < 2; ++round) {
       for (auto const & step : story())
          ASSERT_NO_THROW(step.act(unit)) << step.text;
       EXPECT_EQ(unit.disks(), atBoot);

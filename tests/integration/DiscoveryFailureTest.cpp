@@ -36,8 +36,8 @@ class DiscoveryFailureTest : public Support::DiscoveryTest {
    }
 };
 
-// A netlink socket that has lost messages: its next reader gets ENOBUFS, as the reader of udev's
-// is when events come faster than it reads. -1 without the right to join a group.
+// A netlink socket that has lost messages. Its next reader gets ENOBUFS, like a reader of udev's socket that
+// is slower than the events. -1 without the right to join a group.
 int overflownSocket() {
    sockaddr_nl group{};
    group.nl_family = AF_NETLINK;

@@ -8,86 +8,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "runtime/Vorn/Notifiee.h"
-#include "runtime/host/Trace.h"
-#include "tests/support/VirtualTimeTest.h"
+#include "tests/runtime/FileDescriptorTest.h"
 
 namespace {
 
+using RuntimeTest::FileDescriptorTest;
+using RuntimeTest::Pipe;
+using RuntimeTest::Reader;
 using Vorn::FileDescriptor;
-
-class Pipe {
- public:
-   Pipe() { EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC | O_NONBLOCK), 0); }
-   Pipe(Pipe const &) = delete;
-   Pipe & operator=(Pipe const &) = delete;
-   ~Pipe() {
-      closeReader();
-      closeWriter();
-   }
-
-   int reader() const { return ends_[0]; }
-   int writer() const { return ends_[1]; }
-   void fill(char const * text = "x") const {
-      std::string const bytes{text};
-      EXPECT_EQ(write(writer(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-   }
-   void drain() const {
-      std::array<char, 256> buffer;
-      while (read(reader(), buffer.data(), buffer.size()) > 0) {
-      }
-   }
-   void closeReader() { closeEnd(0); }
-   void closeWriter() { closeEnd(1); }
-
- private:
-   void closeEnd(std::size_t which) {
-      if (int const fd = std::exchange(ends_[which], -1); fd >= 0)
-         close(fd);
-   }
-   std::array<int, 2> ends_{-1, -1};
-};
-
-// Watches one descriptor, counts its notifications, and runs an action of the test.
-class Reader {
- public:
-   explicit Reader(int fd, std::function<void()> atReady = {}) : then{std::move(atReady)} {
-      watched->descriptorIs(fd);
-      watched->notifyOnReadableIs(true);
-      reactor_.notifierIs(watched);
-      reactor_.on<&Reader::handleReadable>(watched->readableCount, *this);
-      reactor_.hasNotificationActiveIs(true);
-   }
-
-   Pelm::Ptr<FileDescriptor> const watched = Pelm::make<FileDescriptor>("reader");
-   int notified = 0;
-   std::function<void()> then;
-
- private:
-   void handleReadable() {
-      ++notified;
-      if (auto const next = then)
-         next();
-   }
-   Vorn::NotifieeConst reactor_;
-};
-
-class FileDescriptorTest : public Support::VirtualTimeTest {
- protected:
-   FileDescriptorTest() {
-      Vorn::Host::traceSinkIs([this](Vorn::Host::TraceLine const & line) { traces.push_back(line.text); });
-   }
-   ~FileDescriptorTest() override { Vorn::Host::traceSinkIs(nullptr); }
-
-   std::vector<std::string> traces;
-};
 
 TEST_F(FileDescriptorTest, NotifiesAtEveryTurnWhileReadable) {
    Pipe const pipe;
@@ -159,156 +91,6 @@ TEST_F(FileDescriptorTest, ReportsALostReaderAsWritable) {
    EXPECT_EQ(writer->readableCount(), 0U) << "nobody asked for that";
 }
 
-TEST_F(FileDescriptorTest, StopsWritingAtOnceWhenAReadHandlerEndsIt) {
-   std::array<int, 2> ends{};
-   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-   ASSERT_EQ(write(ends[1], "x", 1), 1);
-   Reader reader{ends[0]};
-   reader.watched->notifyOnWritableIs(true);
-   reader.then = [&] { reader.watched->notifyOnWritableIs(false); };
-   Vorn::Host::turn();
-   EXPECT_EQ(reader.notified, 1);
-   EXPECT_EQ(reader.watched->writableCount(), 0U);
-   reader.watched->descriptorIs(-1);
-   close(ends[0]);
-   close(ends[1]);
-}
-
-TEST_F(FileDescriptorTest, SkipsTheWriteHandlerOfADescriptorReleasedInTheReadHandler) {
-   std::array<int, 2> ends{};
-   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-   ASSERT_EQ(write(ends[1], "x", 1), 1);
-   auto descriptor = Pelm::make<FileDescriptor>("socket");
-   descriptor->descriptorIs(ends[0]);
-   descriptor->notifyOnReadableIs(true);
-   descriptor->notifyOnWritableIs(true);
-   int notified = 0;
-   class Leaver {
-    public:
-      Leaver(Pelm::Ptr<FileDescriptor> & watched, int & count) : watched_{watched}, count_{count} {
-         reactor_.notifierIs(watched);
-         reactor_.on<&Leaver::handleReadable>(watched->readableCount, *this);
-         reactor_.hasNotificationActiveIs(true);
-      }
-
-    private:
-      void handleReadable() {
-         ++count_;
-         watched_->notifyOnWritableIs(false);
-         reactor_.notifierIs(Pelm::Ptr<FileDescriptor>{});
-         watched_ = nullptr;
-      }
-      Pelm::Ptr<FileDescriptor> & watched_;
-      int & count_;
-      Vorn::NotifieeConst reactor_;
-   } const leaver{descriptor, notified};
-   Vorn::Host::turn();
-   EXPECT_EQ(notified, 1);
-   EXPECT_FALSE(descriptor);
-   close(ends[0]);
-   close(ends[1]);
-}
-
-TEST_F(FileDescriptorTest, SkipsHandlersWhoseWatchEndedInTheSameTurn) {
-   Pipe const first;
-   Pipe const second;
-   std::vector<std::unique_ptr<Reader>> readers;
-   int notified = 0;
-   // The first notified reader ends the other's watch, each time in another way.
-   std::vector<std::function<void(Reader &)>> const ways{
-       [](Reader & other) { other.watched->notifyOnReadableIs(false); },
-       [](Reader & other) { other.watched->descriptorIs(-1); }};
-   first.fill();
-   second.fill();
-   for (auto const & way : ways) {
-      readers.clear();
-      notified = 0;
-      for (Pipe const * const pipe : {&first, &second})
-         readers.push_back(std::make_unique<Reader>(pipe->reader()));
-      for (std::size_t i = 0; i < 2; ++i)
-         readers[i]->then = [&, i] {
-            ++notified;
-            way(*readers[1 - i]);
-         };
-      Vorn::Host::turn();
-      EXPECT_EQ(notified, 1);
-   }
-}
-
-TEST_F(FileDescriptorTest, AllowsTheHandlersOfAnotherAndOfItselfToDestroyIt) {
-   Pipe const first;
-   Pipe const second;
-   first.fill();
-   second.fill();
-   int notified = 0;
-   std::vector<std::unique_ptr<Reader>> readers;
-   for (Pipe const * const pipe : {&first, &second})
-      readers.push_back(std::make_unique<Reader>(pipe->reader(), [&] {
-         ++notified;
-         readers.clear();
-      }));
-   Vorn::Host::turn();
-   EXPECT_EQ(notified, 1);
-   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
-}
-
-TEST_F(FileDescriptorTest, NotifiesOnlyTheNewWatcherOfANumberClosedAndReused) {
-   auto old = std::make_unique<Pipe>();
-   int const number = old->reader();
-   auto stale = std::make_unique<Reader>(number);
-   old.reset();
-   Pipe const reused;
-   ASSERT_EQ(reused.reader(), number);
-   Reader const fresh{number};
-   reused.fill();
-   Vorn::Host::turn();
-   EXPECT_EQ(fresh.notified, 1);
-   EXPECT_EQ(stale->notified, 0);
-   stale->watched->notifyOnWritableIs(true);
-   EXPECT_EQ(traces.size(), 1U) << "the number is somebody else's by now";
-   stale.reset();
-   Vorn::Host::turn();
-   EXPECT_EQ(fresh.notified, 2);
-}
-
-TEST_F(FileDescriptorTest, RestartsTheWatchWhenTheSameNumberIsSetAgain) {
-   auto old = std::make_unique<Pipe>();
-   int const number = old->reader();
-   Reader const reader{number};
-   old.reset();
-   Pipe const reused;
-   ASSERT_EQ(reused.reader(), number);
-   reader.watched->descriptorIs(number);
-   reused.fill();
-   Vorn::Host::turn();
-   EXPECT_EQ(reader.notified, 1);
-}
-
-TEST_F(FileDescriptorTest, RestartsAChangedWatchOfAReopenedNumber) {
-   auto old = std::make_unique<Pipe>();
-   int const number = old->reader();
-   Reader const reader{number};
-   old.reset();
-   Pipe const reused;
-   reader.watched->notifyOnWritableIs(true);
-   reused.fill();
-   Vorn::Host::turn();
-   EXPECT_EQ(reader.notified, 1);
-   EXPECT_TRUE(traces.empty());
-}
-
-TEST_F(FileDescriptorTest, NotifiesNobodyOfAFileThatOutlivesItsClosedNumber) {
-   auto pipe = std::make_unique<Pipe>();
-   pipe->fill();
-   int const duplicate = dup(pipe->reader());
-   auto reader = std::make_unique<Reader>(pipe->reader());
-   pipe->closeReader();
-   reader.reset();
-   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle)
-       << "the kernel still reports it, and must not reach what is gone";
-   close(duplicate);
-}
-
 TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    int const file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
    Reader const reader{file};
@@ -343,22 +125,6 @@ TEST_F(FileDescriptorTest, NotifiesOfTheNextRegularFileAgain) {
    reader.watched->descriptorIs(-1);
    close(first);
    close(second);
-}
-
-TEST_F(FileDescriptorTest, SkipsAnUnpollableOneSwitchedOffOrDestroyedBeforeItsTurn) {
-   int const file = open("/dev/null", O_RDONLY | O_CLOEXEC);
-   Reader const off{file};
-   auto gone = std::make_unique<Reader>(file);
-   off.watched->notifyOnReadableIs(false);
-   gone.reset();
-   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
-   Reader second{file};
-   auto victim = std::make_unique<Reader>(file);
-   second.then = [&] { victim.reset(); };
-   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::worked);
-   EXPECT_EQ(off.notified, 0);
-   EXPECT_EQ(second.notified, 1);
-   close(file);
 }
 
 TEST_F(FileDescriptorTest, NotifiesInRotationWhenATurnCannotHandleAll) {
@@ -431,46 +197,6 @@ TEST_F(FileDescriptorTest, SetsNonBlockingOnTheDescriptorWhenever) {
    watched->descriptorIs(-1);
    close(ends[0]);
    close(ends[1]);
-}
-
-// Lets go of the descriptor it watches as soon as an attribute of it changes.
-class Dropper {
- public:
-   explicit Dropper(Pelm::Ptr<FileDescriptor> watched) : watched_{std::move(watched)} {
-      reactor_.notifierIs(watched_);
-      reactor_.on<&Dropper::handleChange>(watched_->descriptor, *this);
-      reactor_.on<&Dropper::handleChange>(watched_->notifyOnReadable, *this);
-      reactor_.on<&Dropper::handleChange>(watched_->notifyOnWritable, *this);
-      reactor_.on<&Dropper::handleChange>(watched_->nonBlocking, *this);
-      reactor_.hasNotificationActiveIs(true);
-   }
-   bool dropped() const { return !watched_; }
-
- private:
-   void handleChange() {
-      reactor_.notifierIs(nullptr);
-      watched_ = nullptr;
-   }
-   Pelm::Ptr<FileDescriptor> watched_;
-   Vorn::NotifieeConst reactor_;
-};
-
-TEST_F(FileDescriptorTest, AllowsASubscriberToDropTheLastPointerInEveryMutator) {
-   Pipe const pipe;
-   std::vector<std::function<void(FileDescriptor &)>> const mutators{
-       [&](FileDescriptor & fd) { fd.descriptorIs(pipe.reader()); },
-       [](FileDescriptor & fd) { fd.notifyOnReadableIs(true); },
-       [](FileDescriptor & fd) { fd.notifyOnWritableIs(true); },
-       [](FileDescriptor & fd) { fd.nonBlockingIs(true); }};
-   for (auto const & mutate : mutators) {
-      auto made = Pelm::make<FileDescriptor>("brief");
-      FileDescriptor & bare = *made;
-      Dropper const dropper{std::exchange(made, nullptr)};
-      mutate(bare);
-      EXPECT_TRUE(dropper.dropped());
-   }
-   pipe.fill();
-   EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
 TEST(RealTimeDescriptorsTest, WakesAWaitingLoop) {

@@ -1,4 +1,4 @@
-// A machine that loses its last user in the middle of what it publishes: its reactors are off at once, and it
+// A machine that loses its last user in the middle of what it publishes. Its reactors are off at once, and it
 // stays whole until it has published.
 #include <gtest/gtest.h>
 

@@ -94,9 +94,9 @@ struct Config {
 inline constexpr std::size_t maxConfigSize = std::size_t{1} << 20U;  // bytes
 
 // Reads a configuration in TOML. Missing keys keep their defaults. Raises ConfigError for an unknown key,
-// tool or trace facility, a value of the wrong type or out of range, a text of more than `maxConfigSize`, and
-// a drive whose sensor has no section. `fileName` appears only in the error. Facilities are those of this
-// program and its loaded libraries.
+// tool or trace facility, and for a value of the wrong type or out of range. Also for a text of more than
+// `maxConfigSize`, and for a drive whose sensor has no section. `fileName` appears only in the error.
+// Facilities are those of this program and its loaded libraries.
 Config parseConfig(std::string_view text, std::string const & fileName);
 
 }  // namespace Agent

@@ -14,9 +14,9 @@ inline constexpr double configPipePatience = 10;
 // The text of a configuration file; nothing: there is no such file. A pipe is read to its end if this process
 // has inherited it (/dev/stdin, /dev/fd/N, /proc/self/fd/N: "--config <(...)").
 //
-// Raises ConfigError, which names the file, for a pipe that did not end within `patience` real seconds, any
-// other pipe, a directory, a socket, a device other than /dev/null, and an unreadable file. Of a file of more
-// than 1 MiB it reads just enough for `parseConfig` to refuse it.
+// Raises ConfigError, which names the file, for a pipe that has not ended after `patience` real seconds, and
+// for any other pipe. Also for a directory, a socket, a device other than /dev/null, and an unreadable file.
+// Of a file of more than 1 MiB it reads just enough for `parseConfig` to refuse it.
 std::optional<std::string> configText(std::string const & path, double patience = configPipePatience);
 
 // The configuration of the command line's --config. Without the option: the file at its usual place, the

@@ -8,8 +8,8 @@
 
 namespace Agent {
 
-// The line (from 1) at which a TOML text first nests brackets more than 16 deep or uses a name of more
-// than 16 parts; nothing if it never does. The parser itself refuses invalid TOML.
+// The line (from 1) at which a TOML text first nests brackets more than 16 deep or uses a name of more than
+// 16 parts. Nothing if it never does. The parser itself refuses invalid TOML.
 std::optional<std::size_t> tooDeepConfigLine(std::string_view text);
 
 }  // namespace Agent

@@ -18,9 +18,9 @@ inline constexpr std::size_t kernelLineSize = 1024;
 // Rewrites line by line, and remembers the disks that earlier lines named.
 //
 // The table in KernelMessages.h decides which device a line names: the failed one, or none. A line of a file
-// system on possibly several devices names its disk, with two exceptions: another disk is known to belong to
-// the file system (by `LiesOnSeveral`, or by an earlier line), or another disk alone had errors in the minute
-// before (by the kernel's stamps).
+// system on possibly several devices names its disk, with two exceptions. Either another disk is known to
+// belong to the file system, by `LiesOnSeveral` or by an earlier line. Or another disk alone had errors in
+// the minute before (by the kernel's stamps).
 class KernelLineRewriter {
  public:
    // Whether the file system that the kernel names by this block device has other devices too.
@@ -32,9 +32,8 @@ class KernelLineRewriter {
    //
    // - From a line that names a device the library reads that device, a disk in place of its partition. Where
    //   the kernel's wording differs, it follows the library's.
-   // - From a line that names no device the library reads none: the line stays, or its "kernel: [" becomes
-   //   "kernel:_[" where the library would read a device that did not fail, or one that the device itself put
-   //   into its name.
+   // - From a line that names no device the library reads none. The line stays. Or its "kernel: [" becomes
+   //   "kernel:_[": where the library would read a device that did not fail, or one from a device's own name.
    // - A line that is not in the table stays, with its partition replaced by the disk.
    //
    // The line may contain any bytes. The time is proportional to its length.

@@ -1,10 +1,11 @@
-// A table of the kernel's messages about storage errors, one row per message: those of kernels 5.10 to 6.12,
-// most of 4.19, and some of older ones. tests/data/kernel-lines/sources.txt records the source of each row.
+// A table of the kernel's messages about storage errors, one row per message. It has those of kernels 5.10 to
+// 6.12, most of 4.19, and some of older ones. tests/data/kernel-lines/sources.txt records the source of each
+// row.
 //
-// A row has the pattern of the message (see KernelPattern.h), the form to which it is rewritten, and an
-// example with the device that the rewritten line names. A group names the kernel's source file that prints
-// its messages. Spellings that differ in a word share a row. A message without a row names no device. Groups,
-// and the rows of a group, are tried in their order.
+// A row has the pattern of the message (see KernelPattern.h) and the form to which it is rewritten. It also
+// has an example, with the device that the rewritten line names. A group names the kernel's source file that
+// prints its messages. Spellings that differ in a word share a row. A message without a row names no device.
+// Groups, and the rows of a group, are tried in their order.
 #pragma once
 
 #include <span>

@@ -2,12 +2,11 @@
 //
 //    reading    the request arrives, until the head is complete or refused
 //    answering  the answer is sent, a block per turn of the loop
-//    closing    all is sent. What the client still sends is dropped until it closes its end too: a socket
-//    that is
-//               closed with bytes unread is reset, and a reset may overtake the answer
+//    closing    all is sent; the rest of the request is dropped until the client closes its end too
 //
-// It ends with the client or at a time limit: five seconds for the whole request, five without progress of
-// the answer, one until the client closes.
+// A socket that is closed with bytes unread is reset, and a reset may overtake the answer. So the connection
+// does not close first. It ends with the client or at a time limit. That is five seconds for the whole
+// request, five without progress of the answer, and one until the client closes.
 #pragma once
 
 #include <functional>

@@ -42,7 +42,7 @@ std::vector<pid_t> listed() {
 
 std::optional<Child> childIn(std::string_view stat, pid_t parent) {
    auto const pid = Base::parseWhole<pid_t>(stat.substr(0, stat.find(' ')));
-   std::size_t const nameEnd = stat.rfind(')');  // a name may hold blanks and brackets
+   std::size_t const nameEnd = stat.rfind(')');  // a name may have blanks and brackets
    if (!pid || nameEnd == std::string_view::npos)
       return std::nullopt;
    constexpr std::size_t parentAt = 1;

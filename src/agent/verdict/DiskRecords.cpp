@@ -38,7 +38,7 @@ bool isAnothers(std::string_view device, ConnectedDisk const & disk,
    return false;
 }
 
-// The monitor looks every five minutes, and after a fault once a day. So the table is asked while a fault is
+// The monitor checks every five minutes, and after a fault once a day. So the table is asked while a fault is
 // known.
 MountFault tableFault(MountPtMonitorSm const & monitor) {
    auto const mount = monitor.helper()->mountState(monitor.mountPt());

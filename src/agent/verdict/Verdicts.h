@@ -1,10 +1,10 @@
 // Evaluates every disk, in one place, for everything that shows a verdict.
 //
-// The rules are evaluated at each request and once a second of framework time. Changes alone do not suffice:
-// a rule may begin or cease to apply with time (a late reading, a day after an error), and neither the
-// readings nor the mount table notify. Requests alone do not suffice either: the time when a reason began is
-// right to the second. An evaluation reads records in memory, and the mount table for a mount point known to
-// be at fault.
+// The rules are evaluated at each request and once a second of framework time. Changes alone do not suffice.
+// A rule may begin or cease to apply with time (a late reading, a day after an error). Neither the readings
+// nor the mount table notify. Requests alone do not suffice either: the time when a reason began is right to
+// the second. An evaluation reads records in memory, and the mount table for a mount point known to be at
+// fault.
 //
 // A fixed disk that goes stays with its last figures, absent, until it comes back or is forgotten.
 #pragma once

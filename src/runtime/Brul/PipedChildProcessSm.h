@@ -1,8 +1,8 @@
 // One run of a command, its standard output and error captured through pipes.
 //
 // States: idle (not started); running; finished (succeeded); failed. A run fails when it cannot be started,
-// ends with a failure code or by a signal, writes more than 4 MiB or than fits into memory, or exceeds the
-// tracker's time limit.
+// or ends with a failure code or by a signal. It also fails when it writes more than 4 MiB or than fits into
+// memory, or exceeds the tracker's time limit.
 //
 // A run is over when the process has ended and both outputs are at their end. A grandchild may keep an output
 // open; half a second after the end of the process the rest of its group is killed. The end is always

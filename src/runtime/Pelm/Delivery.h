@@ -1,8 +1,8 @@
 // The order in which changes reach reactors, for the whole process.
 //
-// The outermost change is delivered before its mutator returns. A change made inside a handler is
-// queued and delivered, in order, before that outermost mutator returns: every reactor sees changes
-// in the order in which they happened, and none sees a stale value last.
+// The outermost change is delivered before its mutator returns. A change made inside a handler is queued and
+// delivered, in order, before that outermost mutator returns. So every reactor sees changes in the order in
+// which they happened, and none sees a stale value last.
 #pragma once
 
 #include <atomic>

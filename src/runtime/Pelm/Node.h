@@ -99,7 +99,7 @@ class RUNTIME_API Node {
    // The type of the node.
    virtual std::type_info const & typeData() const;
    // Stops (true) or resumes (false) the node's own reactors. The framework calls it once with true, when the
-   // last user is gone and the node is still whole; the reactors have stopped by then, whatever an override
+   // last user is gone and the node is still whole. The reactors have stopped by then, whatever an override
    // does.
    virtual void vornDoZombieReactors(bool zombie);
 

@@ -43,8 +43,8 @@ class RUNTIME_API Clock : public Pelm::Node {
    std::uint64_t arms_ = 0;
 };
 
-// A reactor for a time. Its first wake-up time is 0: unless it is armed for another time, it is called in the
-// first turn after it is attached and active. A handler that raises before it arms the reactor again is
+// A reactor for a time. Its first wake-up time is 0. So it is called in the first turn after it is attached
+// and active, unless it is armed for another time. A handler that raises before it arms the reactor again is
 // called again after `retrySpan`, so that a shortage of memory ends no machine's work.
 class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:

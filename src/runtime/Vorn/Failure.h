@@ -1,4 +1,4 @@
-// A handler that raises an exception affects only its own machine: the runtime catches the exception at the
+// A handler that raises an exception affects only its own machine. The runtime catches the exception at the
 // call, and reports it to the host's failure sink.
 #pragma once
 

@@ -1,6 +1,7 @@
 // Reactors: objects that watch one notifier and call handlers when its attributes change.
 //
-// A machine has a reactor as a member, declared last, and connects it in its constructor:
+// A machine has a reactor as a member, declared last. It is connected before it is switched on, which is the
+// work of `handleInitialized`:
 //
 //    devicesReactor_.notifierIs(devices_);
 //    devicesReactor_.on<&Monitor::handleDisk>(devices_->disk, *this);

@@ -20,7 +20,7 @@ namespace {
 
 TraceHandle traceHandle{"VornPoller", true};
 
-// Large enough that the cost of a turn is small beside that of its handlers, small enough to be fair: the
+// Large enough that the cost of a turn is small beside that of its handlers, and small enough to be fair. The
 // kernel answers the rest in the following turns, in rotation.
 constexpr std::size_t batch = 1024;
 

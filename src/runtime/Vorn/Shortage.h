@@ -15,8 +15,8 @@ RUNTIME_API bool isShortage(int error);
 // The remedy, for example "raise LimitNOFILE= of the service (ulimit -n)". Empty for another error.
 RUNTIME_API std::string shortageRemedy(int error);
 
-// The text of the error, with cause and remedy for a shortage: "Too many open files; the process has as
-// many open as it may: raise LimitNOFILE= of the service (ulimit -n)".
+// The text of the error, with cause and remedy for a shortage. For example: "Too many open files; the process
+// has as many open as it may: raise LimitNOFILE= of the service (ulimit -n)".
 RUNTIME_API std::string errorAndRemedy(int error);
 
 // The text of the exception, with the same addition.

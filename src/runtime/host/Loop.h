@@ -13,9 +13,9 @@ enum class Turn {
    idle,    // the wait ended without an event
 };
 
-// One turn: waits at most `maxWait` real seconds for an event, notifies the ready descriptors (bounded, so
-// that none starves another), then calls the due clock reactors. In virtual time it waits only for running
-// child processes; when nothing is ready it jumps to the next deadline.
+// One turn. It waits at most `maxWait` real seconds for an event and notifies the ready descriptors (bounded,
+// so that none starves another). Then it calls the due clock reactors. In virtual time it waits only for
+// running child processes; when nothing is ready it jumps to the next deadline.
 RUNTIME_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
 
 // For a host with an event loop of its own: the descriptor is readable while a turn has something to do, a

@@ -29,14 +29,14 @@ class EmmcAttr {
    bool present_ = false;
 };
 
-// DEVICE_LIFE_TIME_EST_TYP_A and _B of the extended CSD register: 0x01 for up to 10 percent of the life
-// used, in tens to 0x0A for up to 100, 0x0B for more; 0: not defined.
+// DEVICE_LIFE_TIME_EST_TYP_A and _B of the extended CSD register. 0x01 stands for up to 10 percent of the
+// life used, and so on to 0x0A for up to 100. 0x0B stands for more, 0 for not defined.
 class LifetimeEmmcAttr : public EmmcAttr {
  public:
    using EmmcAttr::EmmcAttr;
 
-   // Percent of the life left at the start of the step: 100 for 0x01 down in tens to 10 for 0x0A, 0 for 0x0B;
-   // -1 for any other value.
+   // Percent of the life left at the start of the step: 100 for 0x01, down in tens to 10 for 0x0A, and 0 for
+   // 0x0B. Any other value gives -1.
    int percentValue() const {
       constexpr std::uint8_t exceeded = 0x0B;
       if (!present() || raw() == 0 || raw() > exceeded)

@@ -14,8 +14,8 @@
 namespace StorageDevices {
 
 // Percent of the rated life that is left, 0 to 100.
-// SMART: the normalised value of the attributes that `lifetimeRemaining` takes; it falls from 100, also where
-// the attribute's name and raw value say what is used. One whose value rises with its use is not understood.
+// SMART: the normalised value of the attributes that `lifetimeRemaining` takes. It falls from 100, also where
+// the attribute's name and raw value count the use. One whose value rises with its use is not understood.
 RUNTIME_API std::optional<double> lifeLeft(DeviceSmartData const & record);
 // NVMe: what `percentageUsed` leaves.
 RUNTIME_API std::optional<double> lifeLeft(DeviceNvmeData const & record);
@@ -39,8 +39,8 @@ RUNTIME_API std::optional<double> powerOnHours(DeviceNvmeData const & record);
 RUNTIME_API std::optional<double> temperature(DeviceSmartData const & record);
 RUNTIME_API std::optional<double> temperature(DeviceNvmeData const & record);
 
-// The raw value of an attribute as a single count, `largest` at most. None for one that packs several fields:
-// the tool then renders more than the count, or the value is larger than any such count can be.
+// The raw value of an attribute as a single count, `largest` at most. None for one that packs several fields.
+// The tool then renders more than the count, or the value is larger than any such count can be.
 RUNTIME_API std::optional<std::uint64_t> plainCount(SmartAttr const & attr, std::uint64_t largest);
 
 }  // namespace StorageDevices

@@ -132,12 +132,11 @@ TEST(KernelLineRewriteTest, ReportsFailedCommandsOfADiskAsErrors) {
 
 TEST(KernelLineRewriteTest, RemovesTaskNamesAfterTheStamp) {
    std::string const text = "usb 1-2: USB disconnect, device number 2";
-   for (std::string const teller :
+   for (std::string const task :
         {"[ T6664]", "[    T984] ", "[   C11]", "[C0] ", "[4:   kworker/4:98: 2227] ",
          "I[7:      swapper/7:    0] ", "003: ", "kernel: "}) {
-      EXPECT_EQ(rewritten(teller + text), text);
-      EXPECT_EQ(rewriteKernelLine(stamp.substr(0, stamp.size() - 1).append(teller).append(text)),
-                stamp + text);
+      EXPECT_EQ(rewritten(task + text), text);
+      EXPECT_EQ(rewriteKernelLine(stamp.substr(0, stamp.size() - 1).append(task).append(text)), stamp + text);
    }
    expectUntouched({"[drm] " + text, "[T12 " + text, "[C] " + text, "12: " + text, "[4:" + text});
 }
@@ -372,44 +371,6 @@ TEST(KernelLineRewriteTest, NamesNoDeviceInAnOrdinaryStart) {
    for (std::string line; std::getline(stream, line); ++count)
       EXPECT_EQ(rewriteKernelLine("kernel: " + line), "kernel: " + line);
    EXPECT_GT(count, 90);
-}
-
-TEST(KernelDeviceNameTest, FindsTheDisksOfPartitionsAndPaths) {
-   for (auto const & [name, disk] :
-        std::vector<std::pair<std::string, std::string>>{{"sda", "sda"},
-                                                         {"sda1", "sda"},
-                                                         {"md0", ""},
-                                                         {"mdx", "mdx"},
-                                                         {"drbd1", ""},
-                                                         {"bcache0p2", ""},
-                                                         {"sdaa15", "sdaa"},
-                                                         {"vdb1", "vdb"},
-                                                         {"xvda2", "xvda"},
-                                                         {"hda1", "hda"},
-                                                         {"mmcblk0", "mmcblk0"},
-                                                         {"mmcblk0p2", "mmcblk0"},
-                                                         {"mmcblk0boot1", "mmcblk0"},
-                                                         {"mmcblk0rpmb", "mmcblk0"},
-                                                         {"mmcblk10gp0", "mmcblk10"},
-                                                         {"nvme0n1", "nvme0n1"},
-                                                         {"nvme0n1p3", "nvme0n1"},
-                                                         {"nvme10n2p13", "nvme10n2"},
-                                                         {"nvme0c1n1", "nvme0n1"},
-                                                         {"nvme0", "nvme0"},
-                                                         {"nvme0n", "nvme0n"},
-                                                         {"nvme0n1p", "nvme0n1p"},
-                                                         {"md127p1", ""},
-                                                         {"loop0", "loop0"},
-                                                         {"nbd0p1", "nbd0"},
-                                                         {"sd1", "sd1"},
-                                                         {"sda1x", "sda1x"},
-                                                         {"mmcblk0p2x", "mmcblk0p2x"},
-                                                         {"mmc0", "mmc0"},
-                                                         {"ata1", "ata1"},
-                                                         {"", ""},
-                                                         {"usb 2-1", "usb 2-1"},
-                                                         {"usb 2-1:1.0", "usb 2-1"}})
-      EXPECT_EQ(Agent::wholeDisk(name), disk);
 }
 
 }  // namespace

@@ -1,90 +1,17 @@
-// What the running program says of the disks' health: of good tools, bad ones, slow ones and none.
-
+// What the running program says of the disks' health.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-#include <sys/resource.h>
 
 #include <string>
-#include <string_view>
 
-#include "tests/integration/agent/AgentProgramTest.h"
+#include "tests/integration/agent/HealthTest.h"
 
 namespace {
 
-using StorageDevices::Simulation::DriveHealth;
-using StorageDevices::Simulation::Tool;
 namespace Simulation = StorageDevices::Simulation;
-using Json = rapidjson::Value;
 
 constexpr char emmcRegister[] = "9b014e4f53505245592100a1b2c35a01";
 constexpr char emmcSerial[] = "00a1b2c3";
-
-std::string textOf(Json const & value) {
-   rapidjson::StringBuffer buffer;
-   rapidjson::Writer writer{buffer};
-   value.Accept(writer);
-   return buffer.GetString();
-}
-
-// Whether two JSON values are equal, whatever the order of members.
-testing::AssertionResult isJson(Json const & value, char const * expected) {
-   rapidjson::Document document;
-   document.Parse(expected);
-   if (!document.HasParseError() && value == document)
-      return testing::AssertionSuccess();
-   return testing::AssertionFailure() << textOf(value) << "\nis not\n" << expected;
-}
-
-class HealthTest : public AgentProgramTest {
- protected:
-   HealthTest() {
-      unit.blockdevIs({{".*/ata1/", "drive"},
-                       {".*/ata2/", "flash"},
-                       {".*/nvme/", "drive2"},
-                       {".*/mmc_host/", "emmc"},
-                       {".*/usb", "usb1"}});
-      polled("");
-   }
-
-   // Ten polls a second.
-   void polled(std::string const & more) {
-      config("[clock]\ntime_scale = 10\n" + more, "poll_interval = 1\n");
-      keyIs("appliance", "expected_mounts = [\"flash\", \"drive\", \"emmc\"]");
-   }
-
-   Json const & of(char const * key, char const * serial) const { return state[key][serial]; }
-
-   // Null when the disk has no such source.
-   Json const * reading(char const * serial, std::string_view source) const {
-      if (!state["readings"].HasMember(serial))
-         return nullptr;
-      for (Json const & reading : state["readings"][serial].GetArray())
-         if (reading["source"].GetString() == source)
-            return &reading;
-      return nullptr;
-   }
-   bool isGood(char const * serial, std::string_view source) const {
-      Json const * const found = reading(serial, source);
-      return found && found->HasMember("lastGood") && !found->HasMember("failingSince");
-   }
-   std::string reason(char const * serial, std::string_view source) const {
-      Json const * const found = reading(serial, source);
-      return found && found->HasMember("reason") ? (*found)["reason"].GetString() : "";
-   }
-
-   // The latest run of a tool on a device that ended, null when there is none among the latest.
-   Json const * lastRun(std::string_view program, std::string_view device) const {
-      Json const * last = nullptr;
-      for (Json const & run : state["tools"]["last"].GetArray()) {
-         auto const & argv = run["argv"];
-         if (argv[0].GetString() == program && argv[argv.Size() - 1].GetString() == device)
-            last = &run;
-      }
-      return last;
-   }
-};
 
 TEST_F(HealthTest, ShowsEveryKeyFromTheFirstAnswer) {
    unit.vanish("sda");
@@ -227,105 +154,6 @@ TEST_F(HealthTest, ShowsOnlyTheNewestMeasurementsInABoundedAnswer) {
    EXPECT_THROW(Agent::askAgent(socket, "/api/v1/state?history=x"), Agent::StatusError);
 }
 
-TEST_F(HealthTest, ChangesNothingAfterABadRunAndReportsIt) {
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
-   std::string const good = textOf(of("smartData", "SN-A"));
-   unit.tools().outputIs(Tool::smartctl, "sda", "{\"smart_status\": {\"passed\": fal");
-   ASSERT_TRUE(waitInRealTime([&] { return reason("SN-A", "smartctl") == "unreadable output"; })) << log;
-   EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
-   double const lastGood = (*reading("SN-A", "smartctl"))["lastGood"].GetDouble();
-   double const failingSince = (*reading("SN-A", "smartctl"))["failingSince"].GetDouble();
-   EXPECT_GT(failingSince, lastGood);
-
-   unit.tools().outputDel(Tool::smartctl, "sda");
-   ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["failed"].GetUint() > 0; })) << log;
-   EXPECT_EQ(reason("SN-A", "smartctl"),
-             "the device could not be opened or identified, or is in a low-power mode");
-   EXPECT_EQ((*reading("SN-A", "smartctl"))["failingSince"].GetDouble(), failingSince);
-   EXPECT_EQ((*reading("SN-A", "smartctl"))["lastGood"].GetDouble(), lastGood);
-   EXPECT_EQ(textOf(of("smartData", "SN-A")), good);
-   auto const & run = *lastRun("smartctl", "/dev/sda");
-   EXPECT_TRUE(isJson(run["argv"], R"(["smartctl", "--json=c", "--offlineauto=on", "-HA", "/dev/sda"])"));
-   EXPECT_EQ(run["exitCode"].GetInt(), 2);
-   EXPECT_TRUE(run["failed"].GetBool());
-
-   unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
-   EXPECT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
-}
-
-#ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than any of these limits
-
-TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
-   std::string const good = textOf(of("smartData", "SN-A"));
-   std::string hostile = "[0";
-   while (hostile.size() < 3993600)  // as much as a tool may print
-      hostile += ",0";
-   hostile += "]";
-   pid_t const pid = agentPid();
-   rlimit before{};
-   ASSERT_EQ(prlimit(pid, RLIMIT_AS, nullptr, &before), 0);
-   for (rlim_t const megabytes : {40, 50, 60, 70, 80, 90, 100}) {
-      rlimit const scarce{megabytes << 20U, before.rlim_max};
-      ASSERT_EQ(prlimit(pid, RLIMIT_AS, &scarce, nullptr), 0);
-      unit.tools().outputIs(Tool::smartctl, "sda", hostile);
-      std::size_t const runs = runsOf("smartctl");
-      EXPECT_TRUE(waitInRealTime([&] { return runsOf("smartctl") > runs + 2; })) << megabytes << log;
-      ASSERT_TRUE(agent->running()) << megabytes << agent->stop() << log;
-      ASSERT_EQ(prlimit(pid, RLIMIT_AS, &before, nullptr), 0);
-      EXPECT_TRUE(waitInRealTime([&] { return !reason("SN-A", "smartctl").empty(); })) << megabytes << log;
-      EXPECT_EQ(textOf(of("smartData", "SN-A")), good) << megabytes;
-      unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
-      ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << megabytes << log;
-   }
-}
-
-#endif
-
-TEST_F(HealthTest, AcceptsAWholeReportWithAnAcceptedExitBit) {
-   unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
-   EXPECT_TRUE(of("smartData", "SN-A")["healthStatusOk"].GetBool());
-   auto const & run = *lastRun("smartctl", "/dev/sda");
-   EXPECT_STREQ(run["meaning"].GetString(), "a command to the disk failed or a checksum was wrong");
-   EXPECT_FALSE(run["failed"].GetBool());
-   EXPECT_EQ(state["tools"]["failed"].GetUint(), 0U);
-}
-
-TEST_F(HealthTest, RefusesAWholeReportWithAnExitBitThatIsNotAccepted) {
-   unit.tools().exitCodeIs(Tool::smartctl, "sda", 4);
-   toolsKeyIs("accept_exit_bits = { smartctl = [3] }");
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return !reason("SN-A", "smartctl").empty(); })) << log;
-   EXPECT_TRUE(isJson(of("smartData", "SN-A"), R"({"attrs": {}, "unknownAttrs": []})"));
-   EXPECT_EQ(reason("SN-A", "smartctl"), "a command to the disk failed or a checksum was wrong");
-   EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
-   EXPECT_TRUE((*lastRun("smartctl", "/dev/sda"))["failed"].GetBool());
-}
-
-TEST_F(HealthTest, EndsAToolThatHangsAndDelaysNobodyElse) {
-   addDrive("sdb", 2, "SN-B");
-   unit.tools().hangsIs(Tool::smartctl, "sda", true);
-   toolsKeyIs("timeout = 2");
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-B", "smartctl"); })) << log;
-   EXPECT_EQ(state["tools"]["timedOut"].GetUint(), 0U);
-   double const first = (*reading("SN-B", "smartctl"))["lastGood"].GetDouble();
-   ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["timedOut"].GetUint() > 0; })) << log;
-   EXPECT_EQ(reason("SN-A", "smartctl"), "exceeded its time limit");
-   EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
-   EXPECT_GE((*lastRun("smartctl", "/dev/sda"))["seconds"].GetDouble(), 2.0);
-   // Two real seconds are twenty polls, of which a busy machine may lose some.
-   EXPECT_GT((*reading("SN-B", "smartctl"))["lastGood"].GetDouble(), first + 5);
-   EXPECT_GT(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sdb"), 5U);
-   EXPECT_LE(runsOf("smartctl --json=c --offlineauto=on -HA /dev/sda"), 2U);
-   unit.tools().hangsIs(Tool::smartctl, "sda", false);
-   EXPECT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
-}
-
 TEST_F(HealthTest, DropsTheRecordsOfADiskThatGoes) {
    addNvme();
    start();
@@ -390,19 +218,6 @@ TEST_F(HealthTest, ShowsARemovedDiskAsAbsentUntilAReload) {
    signalAgent(SIGHUP);
    EXPECT_TRUE(waitInRealTime([&] { return !state["verdicts"].HasMember("SN-N"); })) << log;
    EXPECT_FALSE(state["figures"].HasMember("SN-N"));
-}
-
-TEST_F(HealthTest, StopsCleanlyWhileToolsRun) {
-   addNvme();
-   unit.tools().hangsIs(Tool::smartctl, "sda", true);
-   unit.tools().hangsIs(Tool::smartctl, "nvme0n1", true);
-   unit.tools().hangsIs(Tool::nvmeSmartLog, "nvme0n1", true);
-   start();
-   ASSERT_TRUE(waitInRealTime([&] { return runsOf("smartctl") == 2 && runsOf("nvme smart-log") == 1; }))
-       << log;
-   EXPECT_GE(watchingProcesses(), 4U);
-   EXPECT_EQ(agent->stop(), "exit code 0");
-   EXPECT_EQ(watchingProcesses(), 0U);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What the running program makes of disks that are missing, mounted wrongly, hot, worn, pulled, or that the
-// kernel reports errors of; and how it logs them.
+// What the running program makes of disks that are missing, mounted wrongly, hot, worn or pulled, or whose
+// errors the kernel reports. And how it logs them.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

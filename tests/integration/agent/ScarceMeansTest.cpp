@@ -1,5 +1,5 @@
-// The running program where the system gives it no more processes, descriptors or memory: at its start one
-// line that names cause and remedy, later failed readings that recover.
+// The running program where the system gives it no more processes, descriptors or memory. At its start it
+// prints one line that names cause and remedy. Later its readings fail, and recover.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

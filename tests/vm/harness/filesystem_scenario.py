@@ -217,7 +217,7 @@ class FileSystemScenario(FileSystemChecks):
         self._report.equal(f"{each.name}: without a test, by {len(samples)} samples", seen, {("idle", False, False)})
 
     def _failures(self, each: FileSystemDisk) -> int:
-        """Told or only counted, as those that a file system answers which takes no writes any more."""
+        """Reported or only counted: the latter for errors of a file system that accepts no more writes."""
         return len(self._reported(each)) + int(self._health(each).get("nonSyslogErrorCount", 0))
 
     def _checks_reported(self, error: str) -> list[dict[str, Any]]:

@@ -18,8 +18,8 @@ KERNEL_MODULES = (
     "virtio_pci", "virtio_console",
 )  # fmt: skip
 LATER_MODULES = ("scsi_debug",)  # which a scenario loads by itself
-# One path per namespace, whatever the default of this kernel. One SATA command at a time: after a command that a disk
-# refuses, as it does smartctl's --offlineauto, the emulator fails the next one of those that are queued.
+# One path per namespace, whatever the default of this kernel. One SATA command at a time. A disk refuses some commands,
+# such as smartctl's --offlineauto. Then the emulator fails the next one of those that are queued.
 MODULE_PARAMETERS = {"nvme_core": "multipath=N", "libata": "force=noncq"}
 
 # Where they stand in the cache or, failing that, on this machine.

@@ -27,7 +27,7 @@ class Report:
         print(f"# [{self._elapsed():6.1f} s] {text}", flush=True)
 
     def _elapsed(self) -> float:
-        """Seconds since the start; each line shows them, so that a log tells where the time went."""
+        """Seconds since the start; each line shows them, so that a log shows where the time went."""
         return time.monotonic() - self._started
 
     def check(self, name: str, condition: bool, detail: str = "") -> bool:
