@@ -80,8 +80,8 @@ std::string quotedForShell(std::string_view text) {
    return quoted + "'";
 }
 
-void writeScript(std::filesystem::path const & path, std::filesystem::path const & data,
-                 std::string_view arguments) {
+void scriptIs(std::filesystem::path const & path, std::filesystem::path const & data,
+              std::string_view arguments) {
    std::string text = "#!/bin/sh\ndata=${SIMULATION_TOOL_DATA:-" + quotedForShell(data.string()) + "}";
    text.append(arguments).append(answer);
    textFileIs(path, text);
@@ -94,9 +94,9 @@ FakeTools::FakeTools(std::filesystem::path folder) : folder_(std::move(folder)) 
    std::filesystem::create_directories(path());
    for (auto const tool : tools)
       std::filesystem::create_directories(data() / folderOf(tool));
-   writeScript(path() / "hdparm", data(), hdparmArguments);
-   writeScript(path() / "nvme", data(), nvmeArguments);
-   writeScript(path() / "smartctl", data(), smartctlArguments);
+   scriptIs(path() / "hdparm", data(), hdparmArguments);
+   scriptIs(path() / "nvme", data(), nvmeArguments);
+   scriptIs(path() / "smartctl", data(), smartctlArguments);
 }
 
 std::filesystem::path FakeTools::file(Tool tool, std::string_view name, std::string_view suffix) const {

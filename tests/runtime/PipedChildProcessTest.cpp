@@ -87,7 +87,7 @@ TEST_F(PipedChildProcessTest, FailsWithoutAProgram) {
 
 TEST_F(PipedChildProcessTest, FailsWithTheReasonForAFileThatIsNotExecutable) {
    Support::TempDir const folder;
-   std::string const plain = folder.fileIs("plain", "#!/bin/sh\ntrue\n");
+   std::string const plain = folder.write("plain", "#!/bin/sh\ntrue\n");
    auto const done = run({Pelm::String{plain}});
    EXPECT_EQ(done->process->exitCode(), 127);
    EXPECT_EQ(done->process->stderrString(), plain + ": Permission denied");
@@ -95,7 +95,7 @@ TEST_F(PipedChildProcessTest, FailsWithTheReasonForAFileThatIsNotExecutable) {
 
 TEST_F(PipedChildProcessTest, SearchesTheToolPathFirst) {
    Support::TempDir const folder;
-   folder.scriptIs("hostname", "echo the tool");
+   folder.writeScript("hostname", "echo the tool");
    tracker->toolPathIs(Pelm::String{folder.string()});
    EXPECT_EQ(run({"hostname"})->process->stdoutBuffer(), "the tool\n");
 }

@@ -58,7 +58,7 @@ TEST_F(PipedChildProcessTest, FailsARunWithMoreOutputAndDelaysNothing) {
       auto const done = shell(script);
       EXPECT_EQ(done->process->state(), State::failed);
       EXPECT_EQ(done->process->exitCode(), -SIGKILL);
-      EXPECT_EQ(done->process->stderrString(), "sh: it wrote more than 4 MiB");
+      EXPECT_EQ(done->process->stderrString(), "sh: its output exceeded 4 MiB");
       EXPECT_TRUE(Support::turnInRealTime([&] { return tracker->orphans() == 0; }));
       EXPECT_FALSE(Support::hasChildren());
    }
@@ -71,7 +71,7 @@ TEST_F(PipedChildProcessTest, IsTerminatedAtItsTimeLimit) {
    EXPECT_EQ(done->process->state(), State::failed);
    EXPECT_EQ(done->process->exitCode(), -SIGTERM);
    EXPECT_EQ(done->process->stdoutBuffer(), "part\n");
-   EXPECT_EQ(done->process->stderrString(), "sh: it passed its time limit");
+   EXPECT_EQ(done->process->stderrString(), "sh: it exceeded its time limit");
    EXPECT_TRUE(tracker->finishedRun()->timedOut);
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{2});
 }
@@ -97,7 +97,7 @@ TEST_F(PipedChildProcessTest, IsEndedAtItsTimeLimitThoughItsOutputIsKeptOutOfRea
    tracker->timeLimitIs(0.2);
    auto const done = shell("trap '' TERM; setsid sleep 1000 & echo $!; while :; do sleep 0.05; done");
    EXPECT_EQ(done->process->exitCode(), -SIGKILL);
-   EXPECT_EQ(done->process->stderrString(), "sh: it passed its time limit");
+   EXPECT_EQ(done->process->stderrString(), "sh: it exceeded its time limit");
    EXPECT_GE(tracker->finishedRun()->duration, Vorn::Seconds{3.2});
    EXPECT_LT(tracker->finishedRun()->duration, Vorn::Seconds{15});
    kill(std::atoi(done->process->stdoutBuffer().c_str()), SIGKILL);
@@ -113,7 +113,8 @@ TEST_F(PipedChildProcessTest, IsNotRunAgainWhileItsLastRunCannotBeEnded) {
    auto const refused = shell("exit 0");
    EXPECT_EQ(refused->states, (std::vector<std::string>{"running", "failed"}));
    EXPECT_EQ(refused->process->exitCode(), -SIGKILL);
-   EXPECT_EQ(refused->process->stderrString(), "sh: its last run passed the time limit and cannot be ended");
+   EXPECT_EQ(refused->process->stderrString(),
+             "sh: its last run exceeded the time limit and cannot be ended");
    EXPECT_TRUE(tracker->finishedRun()->timedOut);
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_EQ(shell("exit 0;")->process->state(), State::finished) << "another command is";
@@ -126,7 +127,7 @@ TEST_F(PipedChildProcessTest, RunsAgainThoughARunThatWroteTooMuchLives) {
    std::string const script = "head -c 5000000 /dev/zero; exec sleep 1000";
    {
       UnkillableGroups const unkillable;
-      EXPECT_EQ(shell(script)->process->stderrString(), "sh: it wrote more than 4 MiB");
+      EXPECT_EQ(shell(script)->process->stderrString(), "sh: its output exceeded 4 MiB");
    }
    EXPECT_EQ(tracker->orphans(), 1U);
    EXPECT_FALSE(tracker->hasStuckRun({"sh", "-c", Pelm::String{script}}));
@@ -167,7 +168,7 @@ TEST_F(PipedChildProcessInVirtualTimeTest, BlocksItsCommandUntilItHasDiedAfterIt
       Vorn::activityManager().outsideWorkInc(1);
    }
    EXPECT_EQ(currentTime(), Vorn::Seconds{1008}) << "terminated after 5 s, killed after 7, given up after 8";
-   EXPECT_EQ(done.process->stderrString(), "sleep: it passed its time limit");
+   EXPECT_EQ(done.process->stderrString(), "sleep: it exceeded its time limit");
    EXPECT_TRUE(tracker->hasStuckRun(argv));
    ASSERT_LT(blockedGroup, -1) << "a group of its own";
    kill(blockedGroup, SIGKILL);

@@ -25,7 +25,8 @@ TEST_F(HealthTest, ChangesNothingAfterABadRunAndReportsIt) {
 
    unit.tools().outputDel(Tool::smartctl, "sda");
    ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["failed"].GetUint() > 0; })) << log;
-   EXPECT_EQ(reason("SN-A", "smartctl"), "device open failed, or it could not be identified or sleeps");
+   EXPECT_EQ(reason("SN-A", "smartctl"),
+             "the device could not be opened or identified, or is in a low-power mode");
    EXPECT_EQ((*reading("SN-A", "smartctl"))["failingSince"].GetDouble(), failingSince);
    EXPECT_EQ((*reading("SN-A", "smartctl"))["lastGood"].GetDouble(), lastGood);
    EXPECT_EQ(textOf(of("smartData", "SN-A")), good);
@@ -99,7 +100,7 @@ TEST_F(HealthTest, EndsAToolThatHangsAndDelaysNobodyElse) {
    EXPECT_EQ(state["tools"]["timedOut"].GetUint(), 0U);
    double const first = (*reading("SN-B", "smartctl"))["lastGood"].GetDouble();
    ASSERT_TRUE(waitInRealTime([&] { return state["tools"]["timedOut"].GetUint() > 0; })) << log;
-   EXPECT_EQ(reason("SN-A", "smartctl"), "took longer than its limit");
+   EXPECT_EQ(reason("SN-A", "smartctl"), "exceeded its time limit");
    EXPECT_FALSE(reading("SN-A", "smartctl")->HasMember("lastGood"));
    EXPECT_GE((*lastRun("smartctl", "/dev/sda"))["seconds"].GetDouble(), 2.0);
    // Two real seconds are twenty polls, of which a busy machine may lose some.
