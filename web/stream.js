@@ -17,7 +17,8 @@ export class MessageStream {
   #attempt = 0;
 
   // `onMessages(messages)`: new ones, oldest first. `onCaughtUp()`: none are missed now. `onRestart()`: the
-  // following are those of a new agent. `onChange()`: the state has changed.
+  // following are those of a new agent. `onChange()`: the state may have changed; a stream that breaks may
+  // even be the agent's end.
   constructor(handlers) {
     this.#handlers = handlers;
   }
@@ -48,6 +49,11 @@ export class MessageStream {
     }
   }
 
+  #broken() {
+    this.#connectLater();
+    this.#handlers.onChange();
+  }
+
   #connectLater() {
     this.stop();
     this.#timer = setTimeout(() => this.#connect(), this.#retry);
@@ -76,7 +82,7 @@ export class MessageStream {
     const events = new EventSource(`api/v1/events?after=${this.#last?.sequence ?? 0}`);
     this.#events = events;
     events.onopen = () => { this.#retry = RETRY; };
-    events.onerror = () => this.#connectLater();
+    events.onerror = () => this.#broken();
     events.addEventListener('message', (event) => this.#deliver([JSON.parse(event.data)]));
     for (const name of ['verdict', 'state']) events.addEventListener(name, () => this.#handlers.onChange());
   }

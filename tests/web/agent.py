@@ -19,7 +19,8 @@ WEB = Path(__file__).resolve().parents[2] / 'web'
 DYGRAPHS = Path('/usr/share/javascript/dygraphs')
 
 POLICY = ("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
-          "base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
+          "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+          "require-trusted-types-for 'script'; trusted-types default")
 
 Json = dict[str, Any]
 

@@ -76,8 +76,7 @@ def width(pixels: int, height: int = 800) -> None:
 
 
 def reset() -> None:
-    """What a test may have changed is as before, and the page is left."""
-    driver().get('about:blank')
+    """What a test may have changed is as before."""
     devtools('Emulation.clearDeviceMetricsOverride')
     colours('light')
     console()
