@@ -49,6 +49,7 @@ function onState(state) {
 function onFailure() {
   const since = isNumber(lastAnswer) ? ` The figures below are those of ${clock(lastAnswer, Date.now() / 1000)}.` : '';
   if (!isGone) liveness.gone(`The agent does not answer.${since}`);
+  unit.stale();
   isGone = true;
 }
 

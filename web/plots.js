@@ -148,18 +148,27 @@ export class Plot {
   #drawLimits(context, area, graph) {
     for (const [index, {level, tone, name}] of this.#limits.entries()) {
       const y = Math.round(graph.toDomYCoord(level)) + 0.5;
-      context.strokeStyle = context.fillStyle = color(`--${tone}`);
+      context.strokeStyle = color(`--${tone}`);
       context.setLineDash([5, 4]);
       context.beginPath();
       context.moveTo(area.x, y);
       context.lineTo(area.x + area.w, y);
       context.stroke();
       context.setLineDash([]);
-      context.font = `11px ${getComputedStyle(this.root).fontFamily}`;
       // Neighbours may be close, so their names stand at either end.
-      context.textAlign = index % 2 === 0 ? 'left' : 'right';
-      context.fillText(name, index % 2 === 0 ? area.x + 4 : area.x + area.w - 4, y - 4);
+      this.#drawName(context, name, color(`--${tone}`), index % 2 === 0 ? area.x + 4 : area.x + area.w - 4, y, index % 2);
     }
+  }
+
+  // On a ground of its own: another line may pass behind it.
+  #drawName(context, name, ink, x, y, isAtEnd) {
+    context.font = `11px ${getComputedStyle(this.root).fontFamily}`;
+    const {width} = context.measureText(name);
+    const left = isAtEnd ? x - width : x;
+    context.fillStyle = color('--panel');
+    context.fillRect(left - 2, y - 13, width + 4, 12);
+    context.fillStyle = ink;
+    context.fillText(name, left, y - 4);
   }
 
   #drawn(graph) {

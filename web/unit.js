@@ -78,6 +78,11 @@ export class Unit {
     if (document.title !== title) document.title = title;
   }
 
+  // The verdict is that of the last answer.
+  stale() {
+    document.title = `No answer – storage of ${location.host}`;
+  }
+
   #updateSentences(state, found) {
     const first = found[0] ? sentenceNodes(found[0], this.#cards) : ['No disk is connected'];
     writeSentence(this.#headline, first);

@@ -19,6 +19,9 @@ const SPOKEN = {
   'kernel-errors': 'the kernel reports errors of it',
   'overheat': 'it is too hot',
   'critical-temperature': 'it is critically hot',
+  'mounted-read-only': 'mounted read-only',
+  'mount-gone': 'nothing is mounted there',
+  'mount-changed': 'another device is mounted there',
 };
 
 export function spoken(reason) {

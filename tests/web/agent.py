@@ -33,6 +33,7 @@ class FakeAgent:
         self.messages: list[Json] = messages if messages is not None else sample.messages()
         self.history: Json = sample.history()
         self.stalls = False
+        self.refuses = False
         self.requests: list[str] = []
         self.open_streams = 0
         self.changed = threading.Condition()
@@ -140,7 +141,9 @@ class _Handler(BaseHTTPRequestHandler):
     def _answer_api(self, path: str, arguments: dict[str, str]) -> None:
         while self.agent.stalls:
             time.sleep(0.01)
-        if path == '/api/v1/state':
+        if self.agent.refuses:
+            self.send_error(503)
+        elif path == '/api/v1/state':
             self._answer_json(self.agent.state)
         elif path == '/api/v1/messages':
             after = int(arguments.get('after', 0))

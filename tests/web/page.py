@@ -10,7 +10,9 @@ Json = dict[str, Any]
 
 
 class PageTest(unittest.TestCase):
-    """Serves `state` (by default the invented unit), and shows the page."""
+    """Serves the invented unit, or what a test makes of it, and shows the page."""
+
+    agent: FakeAgent
 
     def setUp(self) -> None:
         self.agent = FakeAgent()
@@ -65,3 +67,17 @@ class PageTest(unittest.TestCase):
     def press(self, *keys: str) -> None:
         """Types into whatever has the focus."""
         browser.driver().switch_to.active_element.send_keys(*keys)
+
+
+class ReadingTest(PageTest):
+    """Shows the invented unit once, to tests that only look at it."""
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        cls.agent = FakeAgent()
+        cls.addClassCleanup(cls.agent.stop)
+        cls.addClassCleanup(browser.reset)
+        cls('show').show()
+
+    def setUp(self) -> None:
+        """Nothing of its own."""

@@ -218,7 +218,7 @@ def history(hours: int = 24) -> Json:
     for ago in range(hours * 60 - 1, -1, -1):
         wave = math.sin(ago / 60)
         busy = 4.0 if ago % 30 < 8 else 0.3
-        row = [round(38 + 6 * wave + (ago * 7919 % 5) / 4, 1), 93.0 + ago // 600,
+        row = [round(34 + 5 * wave + (ago * 7919 % 5) / 4, 1), 93.0 + ago // 600,
                busy * 1.2e6 * (2 + wave), busy * 3.1e6 * (2 - wave)]
         columns['time'].append(NOW - 12 - ago * MINUTE)
         for key, value in zip(list(columns)[1:], row):
