@@ -5,8 +5,6 @@ import {History} from './history.js';
 import {HealthTables} from './tables.js';
 import {isNumber} from './format.js';
 
-const WORDS = {missing: 'missing', failing: 'failing', absent: 'absent', warning: 'warning', unknown: 'unknown', ok: 'ok'};
-
 let lastId = 0;
 
 function factList(parent) {
@@ -96,7 +94,7 @@ class Card {
 
   #updateHead(view) {
     setAttribute(this.root, 'data-verdict', view.verdict);
-    setText(this.#parts.word, WORDS[view.verdict]);
+    setText(this.#parts.word, view.verdict);
     setText(this.#parts.name, view.name);
     setText(this.#parts.mount, view.mount);
     setHidden(this.#parts.where, view.mount === '');

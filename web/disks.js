@@ -110,7 +110,8 @@ function plotLimits(records) {
 }
 
 function missingView(mount) {
-  const reason = {code: 'missing', verdict: 'missing', text: 'no disk is mounted there, although one is expected', since: ''};
+  const why = 'no disk is mounted there, although one is expected';
+  const reason = {code: 'missing', verdict: 'missing', text: why, since: ''};
   return {
     key: `mount ${mount}`, isKnown: false, name: mount, mount: '', verdict: 'missing', since: '',
     reasons: [reason], notes: [],
@@ -127,7 +128,8 @@ function worstFirst(a, b) {
 
 // The views of all disks, the worst first. An absent disk stands for its missing mount point too.
 export function diskViews(state) {
-  const serials = new Set([...Object.keys(state.verdicts ?? {}), ...Object.keys(state.connectedDevices?.disk ?? {})]);
+  const connected = Object.keys(state.connectedDevices?.disk ?? {});
+  const serials = new Set([...Object.keys(state.verdicts ?? {}), ...connected]);
   const views = [...serials].map((serial) => diskView(state, serial));
   const absent = new Set(views.filter((view) => view.verdict === 'absent').map((view) => view.mount));
   const missing = list(state.unit?.missing).map(text).filter((mount) => !absent.has(mount));

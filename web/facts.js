@@ -41,7 +41,8 @@ function life(records) {
   if (!isNumber(lifeLeft)) return fact(records, 'Life left', '');
   const part = Math.min(Math.max(lifeLeft / 100, 0), 1);
   const used = `${whole(usedPercent(records))} % used`;
-  return fact(records, 'Life left', `${whole(lifeLeft)} %`, {note: used, part, tone: lifeTone(lifeLeft, records.limits)});
+  const tone = lifeTone(lifeLeft, records.limits);
+  return fact(records, 'Life left', `${whole(lifeLeft)} %`, {note: used, part, tone});
 }
 
 function hours(records) {

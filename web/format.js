@@ -57,7 +57,7 @@ function dateText(date) {
   return `${date.getFullYear()}-${two(date.getMonth() + 1)}-${two(date.getDate())}`;
 }
 
-// A time (seconds since 1970) in the reader's zone; with its date unless that is the day of `now`.
+// A time (seconds since 1970) in the reader's zone; with its date, unless that is the date of `now` too.
 export function clock(time, now) {
   const date = new Date(time * 1000);
   if (!isNumber(time) || Number.isNaN(date.getTime())) return '';

@@ -6,7 +6,8 @@ import {ask} from './api.js';
 import {instance, setAttribute, setOptionalText, setText} from './dom.js';
 import {clock} from './format.js';
 import {series} from './series.js';
-import {Plot, loadLibrary} from './plots.js';
+import {Plot} from './plots.js';
+import {loadLibrary} from './library.js';
 import {PLOTS, rowText} from './plot-specs.js';
 
 const AT_MOST_EVERY = 2000;       // milliseconds between two questions for the same hours

@@ -28,8 +28,10 @@ function agentFacts(state) {
   const {runs, failed, timedOut} = state.tools ?? {};
   const {received, dropped, overruns} = state.kernelLines ?? {};
   const facts = [['Version', state.version ?? ''], ['Times', zone()]];
-  if (isNumber(runs)) facts.push(['Tool runs', `${whole(runs)}, ${whole(failed)} failed, ${whole(timedOut)} timed out`]);
-  if (isNumber(received)) facts.push(['Kernel lines', `${whole(received)}, ${whole(dropped)} dropped, ${whole(overruns)} overruns`]);
+  if (isNumber(runs))
+    facts.push(['Tool runs', `${whole(runs)}, ${whole(failed)} failed, ${whole(timedOut)} timed out`]);
+  if (isNumber(received))
+    facts.push(['Kernel lines', `${whole(received)}, ${whole(dropped)} dropped, ${whole(overruns)} overruns`]);
   if (state.log?.linesDropped > 0) facts.push(['Log lines lost', whole(state.log.linesDropped)]);
   return facts;
 }
@@ -38,7 +40,7 @@ function onState(state) {
   const views = diskViews(state);
   cards.update(views);
   unit.update(state, views);
-  liveness.alive(`Live, as of ${clock(state.time, Date.now() / 1000)}`);
+  liveness.alive(`Live, as of ${clock(state.time)}`);
   liveness.agent(agentFacts(state));
   lastAnswer = state.time;
   // A stream of an agent that went away without a word would stay silent.
@@ -47,7 +49,7 @@ function onState(state) {
 }
 
 function onFailure() {
-  const since = isNumber(lastAnswer) ? ` The figures below are those of ${clock(lastAnswer, Date.now() / 1000)}.` : '';
+  const since = isNumber(lastAnswer) ? ` The figures below are those of ${clock(lastAnswer)}.` : '';
   if (!isGone) liveness.gone(`The agent does not answer.${since}`);
   unit.stale();
   isGone = true;

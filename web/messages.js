@@ -13,10 +13,11 @@ function severityTone(severity) {
   return severity === 4 ? 'warning' : 'ok';
 }
 
-function messageElement(message, now) {
+// With the date: a page may stay open for days.
+function messageElement(message) {
   const {root, parts} = instance('message');
   setAttribute(root, 'data-tone', severityTone(message.severity));
-  setText(parts.time, clock(message.time, now));
+  setText(parts.time, clock(message.time));
   setText(parts.severity, SEVERITIES[message.severity] ?? '');
   setText(parts.text, message.text ?? '');
   setOptionalText(parts.action, message.recommendedAction ?? '');
@@ -82,6 +83,5 @@ export class MessageList {
 
 // The newest first.
 function elementsOf(entries) {
-  const now = Date.now() / 1000;
-  return entries.map((entry) => (entry === null ? restartElement() : messageElement(entry, now))).reverse();
+  return entries.map((entry) => (entry === null ? restartElement() : messageElement(entry))).reverse();
 }

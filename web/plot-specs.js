@@ -41,7 +41,8 @@ export const PLOTS = [
 export function rowText(values, row) {
   const value = (key, render) => (isNumber(values[key][row]) ? [render(values[key][row])] : []);
   const parts = [
-    ...value('temperature', (degrees) => `${whole(degrees)} °C`), ...value('lifeLeft', (left) => `${whole(left)} % left`),
+    ...value('temperature', (degrees) => `${whole(degrees)} °C`),
+    ...value('lifeLeft', (left) => `${whole(left)} % left`),
     ...value('readBytesPerSecond', (read) => `read ${rate(read)}`),
     ...value('writtenBytesPerSecond', (written) => `written ${rate(written)}`),
   ];

@@ -1,34 +1,8 @@
 // A plot of a disk's history, drawn by dygraphs.
 
-import {KeyedList, element, instance, setHidden, setText} from './dom.js';
+import {KeyedList, element, instance, setAttribute, setHidden, setText} from './dom.js';
+import {color, drawLimits} from './limits.js';
 import {isNumber} from './format.js';
-
-let library = null;
-
-// dygraphs writes its labels as markup. With this policy, which the content security policy demands, no text
-// can become markup, whoever writes it.
-const ENTITIES = {'&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;', "'": '&#39;'};
-
-function forbidMarkup() {
-  const createHTML = (text) => text.replace(/[&<>"']/g, (character) => ENTITIES[character]);
-  globalThis.trustedTypes?.createPolicy('default', {createHTML});
-}
-
-// Loaded with the first plot, so that the cards need not wait for it.
-export function loadLibrary() {
-  if (library === null) forbidMarkup();
-  library ??= import('./dygraphs/dygraph.min.js').then(() => {
-    const {Dygraph} = globalThis;
-    // Its legend writes style attributes, which the content security policy forbids.
-    Dygraph.PLUGINS = Dygraph.PLUGINS.filter((plugin) => plugin !== Dygraph.Plugins.Legend);
-    return Dygraph;
-  });
-  return library;
-}
-
-function color(name) {
-  return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
-}
 
 // One finger scrolls the page; the buttons zoom.
 function interaction(Dygraph) {
@@ -43,10 +17,11 @@ function colors(spec) {
   };
 }
 
+// The least and the greatest of the values; null without any.
 function extent(values) {
   const present = values.filter(isNumber);
-  return present.length === 0 ? null : present.reduce(([low, high], value) => [Math.min(low, value), Math.max(high, value)],
-    [Infinity, -Infinity]);
+  if (present.length === 0) return null;
+  return [present.reduce((a, b) => Math.min(a, b)), present.reduce((a, b) => Math.max(a, b))];
 }
 
 // What was read of each series; with several, in the colour and stroke of its line.
@@ -96,7 +71,8 @@ export class Plot {
     this.#describe(series, bounds);
     setHidden(this.#parts.frame, bounds === null);
     if (bounds === null) this.destroy();
-    else this.#graph ? this.#graph.updateOptions({file: this.#rows, ...this.#axes(bounds)}) : this.#make(Dygraph, bounds);
+    else if (this.#graph) this.#graph.updateOptions({file: this.#rows, ...this.#axes(bounds)});
+    else this.#make(Dygraph, bounds);
   }
 
   // Null shows the whole time.
@@ -128,12 +104,13 @@ export class Plot {
   }
 
   #make(Dygraph, bounds) {
+    const {series} = this.#spec;
     this.#graph = new Dygraph(this.#parts.canvas, this.#rows, {
-      labels: ['Time', ...this.#spec.series.map(({name}) => name)],
-      series: Object.fromEntries(this.#spec.series.map(({name, pattern}) => [name, {strokePattern: pattern ?? null}])),
+      labels: ['Time', ...series.map(({name}) => name)],
+      series: Object.fromEntries(series.map(({name, pattern}) => [name, {strokePattern: pattern ?? null}])),
       ...colors(this.#spec), ...this.#axes(bounds), strokeWidth: 1.6, axisLabelFontSize: 11, highlightCircleSize: 3.5,
       xRangePad: 0, rightGap: 6, resizable: 'passive', interactionModel: interaction(Dygraph),
-      underlayCallback: (context, area, graph) => this.#drawLimits(context, area, graph),
+      underlayCallback: (context, area, graph) => drawLimits(context, area, graph, this.#limits),
       drawCallback: (graph) => this.#drawn(graph),
     });
   }
@@ -141,34 +118,11 @@ export class Plot {
   #axes([low, high]) {
     const levels = this.#limits.map(({level}) => level);
     const valueRange = this.#spec.range(Math.min(low, ...levels), Math.max(high, ...levels));
-    return {axes: {y: {valueRange, axisLabelWidth: 58, pixelsPerLabel: 26, axisLabelFormatter: (value) => this.#spec.format(value)},
-      x: {axisLabelWidth: 50, pixelsPerLabel: 45}}};
-  }
-
-  #drawLimits(context, area, graph) {
-    for (const [index, {level, tone, name}] of this.#limits.entries()) {
-      const y = Math.round(graph.toDomYCoord(level)) + 0.5;
-      context.strokeStyle = color(`--${tone}`);
-      context.setLineDash([5, 4]);
-      context.beginPath();
-      context.moveTo(area.x, y);
-      context.lineTo(area.x + area.w, y);
-      context.stroke();
-      context.setLineDash([]);
-      // Neighbours may be close, so their names stand at either end.
-      this.#drawName(context, name, color(`--${tone}`), index % 2 === 0 ? area.x + 4 : area.x + area.w - 4, y, index % 2);
-    }
-  }
-
-  // On a ground of its own: another line may pass behind it.
-  #drawName(context, name, ink, x, y, isAtEnd) {
-    context.font = `11px ${getComputedStyle(this.root).fontFamily}`;
-    const {width} = context.measureText(name);
-    const left = isAtEnd ? x - width : x;
-    context.fillStyle = color('--panel');
-    context.fillRect(left - 2, y - 13, width + 4, 12);
-    context.fillStyle = ink;
-    context.fillText(name, left, y - 4);
+    const axisLabelFormatter = (value) => this.#spec.format(value);
+    return {axes: {
+      y: {valueRange, axisLabelWidth: 58, pixelsPerLabel: 26, axisLabelFormatter},
+      x: {axisLabelWidth: 50, pixelsPerLabel: 45},
+    }};
   }
 
   #drawn(graph) {
@@ -190,11 +144,12 @@ export class Plot {
   }
 
   #describe(series, bounds) {
-    const {format} = this.#spec;
-    const texts = bounds === null ? ['nothing read in this time'] : series.map((each) => this.#spec.summary(extent(each), format));
-    this.#ranges.update(texts.map((text, index) => ({text: `${this.#spec.series[index].label ?? ''}${text}`, index})));
-    const text = texts.join(', ');
-    const limits = this.#limits.map(({name}) => name).join(', ');
-    this.#parts.frame.setAttribute('aria-label', `${this.#spec.title}: ${text}${limits ? `; limits: ${limits}` : ''}`);
+    const {format, summary} = this.#spec;
+    const label = (index) => this.#spec.series[index].label ?? '';
+    const summaries = series.map((each, index) => `${label(index)}${summary(extent(each), format)}`);
+    const texts = bounds === null ? ['nothing read in this time'] : summaries;
+    this.#ranges.update(texts.map((text, index) => ({text, index})));
+    const limits = this.#limits.map(({name}) => name);
+    setAttribute(this.#parts.frame, 'aria-label', `${this.#spec.title}: ${[...texts, ...limits].join(', ')}`);
   }
 }

@@ -15,12 +15,14 @@ from urllib.parse import parse_qs, unquote, urlsplit
 
 import sample
 
-WEB = Path(__file__).resolve().parents[2] / 'web'
-DYGRAPHS = Path('/usr/share/javascript/dygraphs')
+WEB = Path(__file__).resolve().parents[2] / "web"
+DYGRAPHS = Path("/usr/share/javascript/dygraphs")
 
-POLICY = ("default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
-          "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
-          "require-trusted-types-for 'script'; trusted-types default")
+POLICY = (
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+    "require-trusted-types-for 'script'; trusted-types default"
+)
 
 Json = dict[str, Any]
 
@@ -45,12 +47,12 @@ class FakeAgent:
 
     @property
     def url(self) -> str:
-        return f'http://127.0.0.1:{self._port}/'
+        return f"http://127.0.0.1:{self._port}/"
 
     def start(self) -> None:
         """Serves, on the same port as before."""
-        handler = type('Handler', (_Handler,), {'agent': self})
-        self._server = _Server(('127.0.0.1', self._port), handler)
+        handler = type("Handler", (_Handler,), {"agent": self})
+        self._server = _Server(("127.0.0.1", self._port), handler)
         self._port = self._server.server_address[1]
         threading.Thread(target=self._server.serve_forever, args=(0.01,), daemon=True).start()
 
@@ -81,7 +83,7 @@ class FakeAgent:
     def state_is(self, state: Json) -> None:
         """Changes the state, and says so."""
         self.state = state
-        self.send_event('state', {'changed': list(state['verdicts'])})
+        self.send_event("state", {"changed": list(state["verdicts"])})
 
     def stream(self, after: int, write: Any) -> None:
         """Writes events until the stream is broken."""
@@ -104,13 +106,13 @@ class FakeAgent:
                 self.open_streams -= 1
 
     def _fresh(self, after: int, seen: int) -> list[tuple[str, int, Json]]:
-        logged = [('message', each['sequence'], each) for each in self.messages if each['sequence'] > after]
+        logged = [("message", each["sequence"], each) for each in self.messages if each["sequence"] > after]
         return logged + [(name, 0, data) for name, data in self._events[seen:]]
 
 
 def event_text(name: str, number: int, data: Json) -> bytes:
-    head = f'id: {number}\n' if number else ''
-    return f'{head}event: {name}\ndata: {json.dumps(data)}\n\n'.encode()
+    head = f"id: {number}\n" if number else ""
+    return f"{head}event: {name}\ndata: {json.dumps(data)}\n\n".encode()
 
 
 class _Server(ThreadingHTTPServer):
@@ -124,13 +126,13 @@ class _Server(ThreadingHTTPServer):
 
 class _Handler(BaseHTTPRequestHandler):
     agent: FakeAgent
-    protocol_version = 'HTTP/1.1'
+    protocol_version = "HTTP/1.1"
 
     def do_GET(self) -> None:
         self.agent.requests.append(self.path)
         url = urlsplit(self.path)
         arguments = {name: values[0] for name, values in parse_qs(url.query).items()}
-        if url.path.startswith('/api/'):
+        if url.path.startswith("/api/"):
             self._answer_api(url.path, arguments)
         else:
             self._answer_file(unquote(url.path))
@@ -143,23 +145,23 @@ class _Handler(BaseHTTPRequestHandler):
             time.sleep(0.01)
         if self.agent.refuses:
             self.send_error(503)
-        elif path == '/api/v1/state':
+        elif path == "/api/v1/state":
             self._answer_json(self.agent.state)
-        elif path == '/api/v1/messages':
-            after = int(arguments.get('after', 0))
-            self._answer_json({'messages': [each for each in self.agent.messages if each['sequence'] > after]})
-        elif path == '/api/v1/history':
-            newest = int(arguments.get('hours', 24)) * 60
+        elif path == "/api/v1/messages":
+            after = int(arguments.get("after", 0))
+            self._answer_json({"messages": [each for each in self.agent.messages if each["sequence"] > after]})
+        elif path == "/api/v1/history":
+            newest = int(arguments.get("hours", 24)) * 60
             self._answer_json({key: column[-newest:] for key, column in self.agent.history.items()})
-        elif path == '/api/v1/events':
-            self._answer_events(int(self.headers.get('Last-Event-ID') or arguments.get('after', 0)))
+        elif path == "/api/v1/events":
+            self._answer_events(int(self.headers.get("Last-Event-ID") or arguments.get("after", 0)))
         else:
             self.send_error(404)
 
     def _answer_events(self, after: int) -> None:
-        self._head(200, 'text/event-stream', 'no-store')
+        self._head(200, "text/event-stream", "no-store")
         self.close_connection = True
-        self.wfile.write(b': begin\n\n')
+        self.wfile.write(b": begin\n\n")
         self.wfile.flush()
         self.agent.stream(after, self._write)
 
@@ -168,18 +170,18 @@ class _Handler(BaseHTTPRequestHandler):
         self.wfile.flush()
 
     def _answer_file(self, path: str) -> None:
-        name = 'index.html' if path == '/' else path.lstrip('/')
-        root = DYGRAPHS.parent if name.startswith('dygraphs/') else WEB
+        name = "index.html" if path == "/" else path.lstrip("/")
+        root = DYGRAPHS.parent if name.startswith("dygraphs/") else WEB
         file = (root / name).resolve()
         if not file.is_file() or root.resolve() not in file.parents:
             self.send_error(404)
             return
-        kind = mimetypes.guess_type(name)[0] or 'application/octet-stream'
-        text_kind = f'{kind}; charset=utf-8' if kind.startswith('text/') or kind.endswith('javascript') else kind
-        self._answer(file.read_bytes(), text_kind, 'no-cache')
+        kind = mimetypes.guess_type(name)[0] or "application/octet-stream"
+        text_kind = f"{kind}; charset=utf-8" if kind.startswith("text/") or kind.endswith("javascript") else kind
+        self._answer(file.read_bytes(), text_kind, "no-cache")
 
     def _answer_json(self, document: Json) -> None:
-        self._answer(json.dumps(document).encode(), 'application/json', 'no-store')
+        self._answer(json.dumps(document).encode(), "application/json", "no-store")
 
     def _answer(self, body: bytes, kind: str, caching: str) -> None:
         self._head(200, kind, caching, len(body))
@@ -187,24 +189,24 @@ class _Handler(BaseHTTPRequestHandler):
 
     def _head(self, status: int, kind: str, caching: str, length: Optional[int] = None) -> None:
         self.send_response(status)
-        self.send_header('Content-Type', kind)
-        self.send_header('Cache-Control', caching)
-        self.send_header('Content-Security-Policy', POLICY)
-        self.send_header('X-Content-Type-Options', 'nosniff')
-        self.send_header('Connection', 'close')
+        self.send_header("Content-Type", kind)
+        self.send_header("Cache-Control", caching)
+        self.send_header("Content-Security-Policy", POLICY)
+        self.send_header("X-Content-Type-Options", "nosniff")
+        self.send_header("Connection", "close")
         if length is not None:
-            self.send_header('Content-Length', str(length))
+            self.send_header("Content-Length", str(length))
         self.end_headers()
 
 
 def main() -> None:
     agent = FakeAgent(port=int(sys.argv[1]) if len(sys.argv) > 1 else 8080)
-    print(f'serving an invented unit at {agent.url}; Ctrl-C ends it')
+    print(f"serving an invented unit at {agent.url}; Ctrl-C ends it")
     try:
         threading.Event().wait()
     except KeyboardInterrupt:
         agent.stop()
 
 
-if __name__ == '__main__':
+if __name__ == "__main__":
     main()

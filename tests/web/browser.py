@@ -1,5 +1,6 @@
 """A headless Chromium, one for all tests, and waiting for what it shows."""
 
+import atexit
 import json
 import os
 import tempfile
@@ -15,15 +16,26 @@ DEADLINE = 15.0  # seconds; a busy machine is slow
 _driver: Optional[webdriver.Chrome] = None
 
 
-def options() -> Options:
+def options(profile: str) -> Options:
     chosen = Options()
-    chosen.binary_location = '/usr/bin/chromium'
-    arguments = ['--headless=new', '--disable-dev-shm-usage', '--hide-scrollbars', '--no-first-run',
-                 '--disable-background-networking', '--disable-component-update', '--window-size=1400,900',
-                 f'--user-data-dir={tempfile.mkdtemp(prefix="chromium-")}']
-    for argument in arguments + (['--no-sandbox'] if os.geteuid() == 0 else []):
+    chosen.binary_location = "/usr/bin/chromium"
+    arguments = [
+        "--headless=new",
+        "--disable-gpu",
+        "--disable-extensions",
+        "--disable-dev-shm-usage",
+        "--hide-scrollbars",
+        "--no-first-run",
+        "--disable-background-networking",
+        "--disable-component-update",
+        "--window-size=1400,900",
+        f"--user-data-dir={profile}",
+    ]
+    for argument in arguments + (["--no-sandbox"] if os.geteuid() == 0 else []):
         chosen.add_argument(argument)
-    chosen.set_capability('goog:loggingPrefs', {'browser': 'ALL', 'performance': 'ALL'})
+    chosen.page_load_strategy = "eager"
+    chosen.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+    chosen.add_experimental_option("perfLoggingPrefs", {"enableNetwork": True, "enablePage": False})
     return chosen
 
 
@@ -31,17 +43,22 @@ def driver() -> webdriver.Chrome:
     """The browser, started with the first test."""
     global _driver
     if _driver is None:
-        environment = os.environ | {'TZ': 'Europe/Berlin', 'LC_ALL': 'C.UTF-8'}
-        _driver = webdriver.Chrome(service=Service('/usr/bin/chromedriver', env=environment), options=options())
+        profile = tempfile.TemporaryDirectory(prefix="chromium-", ignore_cleanup_errors=True)
+        atexit.register(end, profile)
+        environment = os.environ | {"TZ": "Europe/Berlin", "LC_ALL": "C.UTF-8"}
+        _driver = webdriver.Chrome(
+            service=Service("/usr/bin/chromedriver", env=environment), options=options(profile.name)
+        )
         _driver.set_script_timeout(DEADLINE)
     return _driver
 
 
-def end() -> None:
+def end(profile: tempfile.TemporaryDirectory[str]) -> None:
     global _driver
     if _driver is not None:
         _driver.quit()
         _driver = None
+    profile.cleanup()
 
 
 def until(condition: Callable[[], Any], what: str, deadline: float = DEADLINE) -> Any:
@@ -52,7 +69,7 @@ def until(condition: Callable[[], Any], what: str, deadline: float = DEADLINE) -
         if value:
             return value
         if time.monotonic() > end_time:
-            raise AssertionError(f'not within {deadline:.0f} s: {what}')
+            raise AssertionError(f"not within {deadline:.0f} s: {what}")
         time.sleep(0.02)
 
 
@@ -67,28 +84,29 @@ def devtools(command: str, **arguments: Any) -> Any:
 
 def colours(scheme: str) -> None:
     """'light' or 'dark', as the reader's system prefers."""
-    devtools('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': scheme}])
+    devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
 
 
 def width(pixels: int, height: int = 800) -> None:
-    devtools('Emulation.setDeviceMetricsOverride', width=pixels, height=height, deviceScaleFactor=1,
-             mobile=pixels < 600)
+    devtools(
+        "Emulation.setDeviceMetricsOverride", width=pixels, height=height, deviceScaleFactor=1, mobile=pixels < 600
+    )
 
 
 def reset() -> None:
     """What a test may have changed is as before."""
-    devtools('Emulation.clearDeviceMetricsOverride')
-    colours('light')
+    devtools("Emulation.clearDeviceMetricsOverride")
+    colours("light")
     console()
     requests()
 
 
 def console() -> list[str]:
     """The console's lines since the last call."""
-    return [entry['message'] for entry in driver().get_log('browser')]
+    return [entry["message"] for entry in driver().get_log("browser")]
 
 
 def requests() -> list[str]:
     """The addresses asked for since the last call."""
-    entries = (json.loads(entry['message'])['message'] for entry in driver().get_log('performance'))
-    return [entry['params']['request']['url'] for entry in entries if entry['method'] == 'Network.requestWillBeSent']
+    entries = (json.loads(entry["message"])["message"] for entry in driver().get_log("performance"))
+    return [entry["params"]["request"]["url"] for entry in entries if entry["method"] == "Network.requestWillBeSent"]

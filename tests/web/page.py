@@ -24,44 +24,51 @@ class PageTest(unittest.TestCase):
         if state is not None:
             self.agent.state = state
         browser.driver().get(self.agent.url)
-        self.until('document.title !== "Storage"', 'the first answer')
+        self.until('document.title !== "Storage"', "the first answer")
 
     def until(self, condition: str, what: str, *arguments: Any) -> Any:
         """Waits for a condition of the page, an expression."""
-        return browser.until(lambda: browser.script(f'return {condition}', *arguments), what)
+        return browser.until(lambda: browser.script(f"return {condition}", *arguments), what)
 
     def value(self, expression: str, *arguments: Any) -> Any:
-        return browser.script(f'return {expression}', *arguments)
+        return browser.script(f"return {expression}", *arguments)
 
     def text(self, selector: str) -> str:
         """What a reader sees of the first such element."""
-        return self.value('document.querySelector(arguments[0]).innerText', selector)
+        return self.value("document.querySelector(arguments[0]).innerText", selector)
 
     def texts(self, selector: str) -> list[str]:
-        return self.value('[...document.querySelectorAll(arguments[0])].map(e => e.innerText)', selector)
+        return self.value("[...document.querySelectorAll(arguments[0])].map(e => e.innerText)", selector)
 
     def names(self) -> list[str]:
         """The names of the cards, from top to bottom."""
-        return self.texts('.card h3 > bdi')
+        return self.texts(".card h3 > bdi")
 
     def card(self, name: str) -> str:
         """The selector of a disk's card."""
-        found = self.value('[...document.querySelectorAll(".card")].find('
-                           'c => c.querySelector("h3 bdi").textContent === arguments[0])?.id', name)
-        self.assertIsNotNone(found, f'a card of {name}')
-        return f'#{found}'
+        found = self.value(
+            '[...document.querySelectorAll(".card")].find('
+            'c => c.querySelector("h3 bdi").textContent === arguments[0])?.id',
+            name,
+        )
+        self.assertIsNotNone(found, f"a card of {name}")
+        return f"#{found}"
 
     def facts(self, name: str) -> dict[str, str]:
         """The figures of a card by their labels, value and note together."""
-        return dict(self.value(
-            '[...document.querySelectorAll(arguments[0] + " .fact")].map(f => '
-            '[f.querySelector("dt").innerText, f.querySelector("dd").innerText.replaceAll("\\n", " ")])', self.card(name)))
+        return dict(
+            self.value(
+                '[...document.querySelectorAll(arguments[0] + " .fact")].map(f => '
+                '[f.querySelector("dt").innerText, f.querySelector("dd").innerText.replaceAll("\\n", " ")])',
+                self.card(name),
+            )
+        )
 
     def unfold(self, name: str, part: str) -> str:
         """Opens 'history' or 'health' of a disk; the selector of it."""
-        selector = f'{self.card(name)} details.{part}'
-        browser.script('document.querySelector(arguments[0]).open = true', selector)
-        self.until('document.querySelector(arguments[0] + " .panel") !== null', f'the {part} of {name}', selector)
+        selector = f"{self.card(name)} details.{part}"
+        browser.script("document.querySelector(arguments[0]).open = true", selector)
+        self.until('document.querySelector(arguments[0] + " .panel") !== null', f"the {part} of {name}", selector)
         return selector
 
     def press(self, *keys: str) -> None:
@@ -77,7 +84,7 @@ class ReadingTest(PageTest):
         cls.agent = FakeAgent()
         cls.addClassCleanup(cls.agent.stop)
         cls.addClassCleanup(browser.reset)
-        cls('show').show()
+        cls("show").show()
 
     def setUp(self) -> None:
         """Nothing of its own."""

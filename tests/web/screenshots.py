@@ -14,39 +14,39 @@ from agent import FakeAgent
 
 
 def save(folder: Path, name: str, full: bool = True) -> None:
-    picture = browser.devtools('Page.captureScreenshot', captureBeyondViewport=full)
-    (folder / f'{name}.png').write_bytes(base64.b64decode(picture['data']))
+    picture = browser.devtools("Page.captureScreenshot", captureBeyondViewport=full)
+    (folder / f"{name}.png").write_bytes(base64.b64decode(picture["data"]))
 
 
 def load(agent: FakeAgent) -> None:
     browser.driver().get(agent.url)
-    browser.until(lambda: browser.script('return document.querySelectorAll(".card").length > 0'), 'cards')
+    browser.until(lambda: browser.script('return document.querySelectorAll(".card").length > 0'), "cards")
     drawn = 'return document.querySelectorAll(".plot canvas").length > 0 || !document.querySelector("details.history[open]")'
-    browser.until(lambda: browser.script(drawn), 'plots')
+    browser.until(lambda: browser.script(drawn), "plots")
 
 
 def unfold() -> None:
     for selector in ('.card[data-verdict="failing"]', '.card[data-verdict="warning"]'):
-        browser.script(f'for (const d of document.querySelectorAll(`{selector} .records > details`)) d.open = true')
-    browser.until(lambda: browser.script('return document.querySelectorAll(".plot canvas").length >= 12'), 'plots')
+        browser.script(f"for (const d of document.querySelectorAll(`{selector} .records > details`)) d.open = true")
+    browser.until(lambda: browser.script('return document.querySelectorAll(".plot canvas").length >= 12'), "plots")
     browser.script('document.querySelectorAll("[data-part=day]")[1].click()')
     slider = 'const s = document.querySelector("input[type=range]"); s.value = 20; s.dispatchEvent(new Event("input"))'
     browser.script(slider)
 
 
 def pictures(folder: Path, agent: FakeAgent) -> None:
-    for scheme in ('light', 'dark'):
-        for name, width in (('desk', 1400), ('phone', 360)):
+    for scheme in ("light", "dark"):
+        for name, width in (("desk", 1400), ("phone", 360)):
             browser.colours(scheme)
             browser.width(width, 1000)
             load(agent)
-            save(folder, f'{name}-{scheme}')
+            save(folder, f"{name}-{scheme}")
             unfold()
-            save(folder, f'{name}-{scheme}-unfolded')
+            save(folder, f"{name}-{scheme}-unfolded")
 
 
 def main() -> None:
-    folder = Path(sys.argv[1] if len(sys.argv) > 1 else os.environ['STORAGEDEVICES_SCREENSHOTS'])
+    folder = Path(sys.argv[1] if len(sys.argv) > 1 else os.environ["STORAGEDEVICES_SCREENSHOTS"])
     folder.mkdir(parents=True, exist_ok=True)
     agent = FakeAgent()
     try:
@@ -54,16 +54,15 @@ def main() -> None:
         browser.width(1400, 1000)
         load(agent)
         agent.stop()
-        browser.until(lambda: browser.script('return !document.getElementById("banner").hidden'), 'the banner')
-        save(folder, 'desk-dark-gone')
+        browser.until(lambda: browser.script('return !document.getElementById("banner").hidden'), "the banner")
+        save(folder, "desk-dark-gone")
         many = FakeAgent(sample.many())
         load(many)
-        save(folder, 'desk-dark-many')
+        save(folder, "desk-dark-many")
         many.stop()
     finally:
         agent.stop()
-        browser.end()
 
 
-if __name__ == '__main__':
+if __name__ == "__main__":
     main()
