@@ -66,6 +66,15 @@ export function clock(time, now) {
   return isNumber(now) && day === dateText(new Date(now * 1000)) ? hours : `${day} ${hours}`;
 }
 
+const MONTHS = ['Jan', 'Feb', 'Mar', 'Apr', 'May', 'Jun', 'Jul', 'Aug', 'Sep', 'Oct', 'Nov', 'Dec'];
+
+// The name of a place on a time axis: "17:30", "17:30:20", and "22 Nov" at midnight.
+export function tick(date) {
+  const [hours, minutes, seconds] = [date.getHours(), date.getMinutes(), date.getSeconds()];
+  if (hours + minutes + seconds === 0) return `${date.getDate()} ${MONTHS[date.getMonth()]}`;
+  return [hours, minutes, ...(seconds > 0 ? [seconds] : [])].map(two).join(':');
+}
+
 // The reader's zone, as "UTC+01:00".
 export function zone() {
   const minutes = -new Date().getTimezoneOffset();

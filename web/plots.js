@@ -2,7 +2,7 @@
 
 import {KeyedList, element, instance, setAttribute, setHidden, setText} from './dom.js';
 import {color, drawLimits} from './limits.js';
-import {isNumber} from './format.js';
+import {isNumber, tick} from './format.js';
 
 // One finger scrolls the page; the buttons zoom.
 function interaction(Dygraph) {
@@ -121,7 +121,7 @@ export class Plot {
     const axisLabelFormatter = (value) => this.#spec.format(value);
     return {axes: {
       y: {valueRange, axisLabelWidth: 58, pixelsPerLabel: 26, axisLabelFormatter},
-      x: {axisLabelWidth: 50, pixelsPerLabel: 45},
+      x: {axisLabelWidth: 50, pixelsPerLabel: 45, axisLabelFormatter: tick},
     }};
   }
 

@@ -9,7 +9,7 @@ from selenium.webdriver.common.keys import Keys
 
 import browser
 import sample
-from page import Json, PageTest
+from page import Json, PageTest, ReadingTest
 
 # The columns (0 to width) of a plot's canvas that hold pixels of a colour, and how many pixels in all.
 PIXELS = """
@@ -45,11 +45,14 @@ def runs(columns: list[int]) -> list[tuple[int, int]]:
     return found
 
 
-class PlotsTest(PageTest):
-    def setUp(self) -> None:
-        super().setUp()
+class HistoryPage(PageTest):
+    """The history of the failing disk, unfolded."""
+
+    history: str
+
+    def show_history(self) -> None:
         self.show()
-        self.history = self.unfold(sample.FAILING, "history")
+        type(self).history = self.unfold(sample.FAILING, "history")
         self.until(
             'document.querySelectorAll(arguments[0] + " .plot canvas").length === 6', "three plots", self.history
         )
@@ -82,9 +85,18 @@ class PlotsTest(PageTest):
     def asked(self) -> list[str]:
         return [path for path in self.agent.requests if path.startswith("/api/v1/history")]
 
-    def test_opens_the_history_of_the_worst_disk_alone(self) -> None:
-        self.assertEqual(self.value('[...document.querySelectorAll("details[open]")].length'), 1)
-        self.assertEqual(self.asked(), ["/api/v1/history?disk=KS0240118842&hours=1"])
+
+class PlotsTest(HistoryPage, ReadingTest):
+    """Looks, points and zooms; each test begins with the whole time and no cursor."""
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        super().setUpClass()
+        cls("show").show_history()
+
+    def setUp(self) -> None:
+        self.click("Whole time")
+        self.value('document.querySelector(".plot").dispatchEvent(new MouseEvent("mouseleave"))')
 
     def test_draws_every_series(self) -> None:
         for plot, colour in ((TEMPERATURE, "--plot-1"), (LIFE, "--plot-2"), (BYTES, "--plot-1"), (BYTES, "--plot-3")):
@@ -106,16 +118,6 @@ class PlotsTest(PageTest):
         ):
             line = self.pixels(plot, colour)
             self.assertGreater(line["columns"][-1] - line["columns"][0], 0.5 * line["width"], f"plot {plot}, {colour}")
-
-    def test_draws_no_threshold_that_is_not_known(self) -> None:
-        state = sample.unit()
-        state["temperature"], state["limits"] = {}, {}
-        self.show(state)
-        self.until(
-            'document.querySelectorAll(arguments[0] + " .plot canvas").length === 6', "three plots", self.history
-        )
-        self.assertGreater(self.pixels(TEMPERATURE, "--plot-1")["count"], 80)
-        self.assertEqual(self.pixels(TEMPERATURE, "--warning-text")["count"], 0)
 
     def test_moves_one_cursor_through_all_plots(self) -> None:
         self.assertEqual(self.cursors(), [])
@@ -167,11 +169,32 @@ class PlotsTest(PageTest):
         self.click("−")
         self.assertEqual(self.axis(BYTES), before)
 
+
+class ChangingPlotsTest(HistoryPage):
+    def setUp(self) -> None:
+        super().setUp()
+        self.show_history()
+
+    def test_opens_the_history_of_the_worst_disk_alone(self) -> None:
+        self.assertEqual(self.value('[...document.querySelectorAll("details[open]")].length'), 1)
+        self.assertEqual(self.asked(), ["/api/v1/history?disk=KS0240118842&hours=1"])
+
+    def test_draws_no_threshold_that_is_not_known(self) -> None:
+        state = sample.unit()
+        state["temperature"], state["limits"] = {}, {}
+        self.show(state)
+        self.until(
+            'document.querySelectorAll(arguments[0] + " .plot canvas").length === 6', "three plots", self.history
+        )
+        self.assertGreater(self.pixels(TEMPERATURE, "--plot-1")["count"], 80)
+        self.assertEqual(self.pixels(TEMPERATURE, "--warning-text")["count"], 0)
+
     def test_shows_a_day(self) -> None:
         self.click("1 day")
         browser.until(lambda: self.asked()[-1].endswith("&hours=24"), "the question for a day")
         browser.until(lambda: len(runs(self.pixels(LIFE, "--plot-2")["columns"])) >= 2, "the night without readings")
         self.assertEqual(self.texts(f"{self.history} [aria-pressed=true]"), ["1 day"])
+        self.assertEqual(self.axis(LIFE), ["18:00", "22 Nov", "06:00", "12:00"])
         self.assertEqual(self.texts(f"{self.history} .range")[1], "93 % to 95 %")
 
     def test_asks_anew_when_the_disk_was_read(self) -> None:
