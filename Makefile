@@ -35,6 +35,11 @@ vm: build ## the tests on a real kernel, with every round of pulls and storms; t
 	@cmake --install build/release --prefix build/vm/prefix >/dev/null
 	@tests/vm/run --prefix build/vm/prefix --work build/vm
 
+.PHONY: web-test
+web-test: ## the page's tests in a real browser; STORAGEDEVICES_SCREENSHOTS names a folder for pictures
+	@scripts/setup web
+	@/usr/bin/python3 -m unittest discover -s tests/web
+
 .PHONY: bench
 bench: build ## the benchmarks, each beside its floor or peer
 	@cmake --build --preset release --target bench_programs -j $(JOBS)
