@@ -22,7 +22,7 @@ BUSSES = {
 
 # What smartctl's exit code says of a SATA disk of the emulator, which has no --offlineauto, and of a failing drive.
 COMMAND_FAILED, DISK_FAILING = 1 << 2, 1 << 3
-MEANINGS = {COMMAND_FAILED: "command to the disk failed", DISK_FAILING: "DISK FAILING"}
+MEANINGS = {COMMAND_FAILED: "command to the disk failed", DISK_FAILING: "the disk is failing"}
 
 
 class HealthChecks:
