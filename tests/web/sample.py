@@ -34,7 +34,7 @@ def add_failing(state: Json) -> None:
     sata = disk(FAILING, "sata", "sda", "/mnt/flash", "Kestrel S2 240GB", 240, "ata1")
     judged = verdict(
         "failing",
-        reason("self-assessment-failed", "failing", "the drive says that it is failing"),
+        reason("self-assessment-failed", "failing", "the drive reports that it is failing"),
         reason("attribute-below-threshold", "failing", "Reallocated_Sector_Ct at or below the drive's threshold"),
         reason("reallocated-sectors", "warning", "reallocated sectors: 2040", 26 * HOUR),
     )
@@ -72,7 +72,7 @@ def add_worn(state: Json) -> None:
     judged = verdict(
         "warning",
         reason("life-low", "warning", "9 % of its rated life is left", 50 * HOUR),
-        reason("overheat", "warning", "too hot: 58 °C", 7 * MINUTE),
+        reason("overheat", "warning", "high temperature: 58 °C", 7 * MINUTE),
         age=50 * HOUR,
     )
     values = figures(temperature=58.0, lifeLeft=9.0, powerOnHours=17880.0, bytesWritten=190e12)
@@ -105,7 +105,7 @@ def add_unreadable(state: Json) -> None:
         "source": "smartctl",
         "lastGood": NOW - 10 * MINUTE,
         "failingSince": NOW - 9 * MINUTE,
-        "reason": "its run does not end",
+        "reason": "its run has not ended",
     }
     add_disk(state, stuck, hangs, figures(lastRead=NOW - 10 * MINUTE), smartData=smart(), readings=[reading])
     dumb = disk(UNREADABLE, "nvme", "nvme1n1", "/mnt/cache", "Marlin N7 960", 960, "nvme1n1")

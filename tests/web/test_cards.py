@@ -118,7 +118,7 @@ class CardsTest(ReadingTest):
 
     def test_says_that_a_tool_hangs_and_how_old_the_figures_are(self) -> None:
         notes = self.texts(f"{self.card(sample.HANGING)} .notes li")
-        self.assertEqual(notes[0], "smartctl failing for 9 min: its run does not end")
+        self.assertEqual(notes[0], "smartctl failing for 9 min: its run has not ended")
         self.assertEqual(notes[-1], "The figures are those of 17:33:01.")
         self.assertEqual(self.facts(sample.HANGING)["Last good reading"], "17:33:01 10 min ago")
 
