@@ -40,7 +40,7 @@ export class History {
     darkness.addEventListener('change', this.#recolor);
   }
 
-  // Asks anew when the disk was read since.
+  // Asks again when the disk was read since.
   update(view) {
     this.#view = view;
     const {lastRead, hours, at} = this.#loaded;

@@ -30,7 +30,7 @@ function sentenceNodes(finding, cards) {
   return [finding.lead, ...disks, finding.more].filter((node) => node !== '');
 }
 
-// A sentence is short and is read as a whole, so it is written anew when it differs.
+// A sentence is short and is read as a whole, so it is written again when it differs.
 function writeSentence(target, nodes) {
   const made = document.createDocumentFragment();
   made.append(...nodes);

@@ -1,4 +1,4 @@
-// Where daemon and command meet, unless told otherwise.
+// Where daemon and command meet, unless configured otherwise.
 #pragma once
 
 namespace Base {
