@@ -27,11 +27,15 @@ run: ## a simulated unit, watched live
 	@build/release/src/command/storagedevices demo
 
 .PHONY: test
-test: setup ## every test: release, sanitizers, architecture, format, a real kernel
+test: setup ## every test but that on a real kernel: release, sanitizers, architecture, format
 	@scripts/test
 
+.PHONY: vm-test
+vm-test: build ## the tests on a real kernel, two emulated machines side by side
+	@ctest --preset release -j 2 -L '^vm$$'
+
 .PHONY: vm
-vm: build ## the tests on a real kernel, with every round of pulls and storms; the logs stay in build/vm
+vm: build ## the same with every round of pulls and storms; the logs stay in build/vm
 	@cmake --install build/release --prefix build/vm/prefix >/dev/null
 	@tests/vm/run --prefix build/vm/prefix --work build/vm
 
