@@ -6,7 +6,7 @@
 #include "base/Text.h"
 #include "base/UnixAddress.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -133,4 +133,4 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    return invocation;
 }
 
-}  // namespace Agent
+}  // namespace Command

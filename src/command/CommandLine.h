@@ -8,7 +8,7 @@
 
 #include "base/DefaultPaths.h"
 
-namespace Agent {
+namespace Command {
 
 struct Command {
    enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
@@ -37,4 +37,4 @@ struct Invocation {
 // `arguments` are those after the program's name.
 Invocation parseCommandLine(std::vector<std::string> const & arguments, std::string_view version);
 
-}  // namespace Agent
+}  // namespace Command

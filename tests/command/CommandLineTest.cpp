@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Agent {
+namespace Command {
 namespace {
 
 using Arguments = std::vector<std::string>;
@@ -109,4 +109,4 @@ TEST(CommandLineTest, PrintsHelpAndVersion) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command
