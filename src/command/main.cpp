@@ -59,7 +59,7 @@ void printDocument(std::string const & socket, std::string const & resource) {
 }
 
 // Becomes the daemon, a program of its own without the libraries that only a terminal needs.
-int runAgent(Command::Command const & command) {
+int runAgent(Command::Subcommand const & command) {
    std::vector<std::string> arguments;
    if (command.configPath)
       arguments = {"--config", *command.configPath};
@@ -67,7 +67,7 @@ int runAgent(Command::Command const & command) {
           arguments);
 }
 
-int checkConfig(Command::Command const & command) {
+int checkConfig(Command::Subcommand const & command) {
    Agent::Config const config = Agent::configAt(command.configPath);
    bool const present = command.configPath || std::filesystem::exists(Base::defaultConfigPath);
    std::string const source =
@@ -85,7 +85,7 @@ int checkConfig(Command::Command const & command) {
    return errors.empty() ? 0 : Agent::exitWrongUsage;
 }
 
-int showCatalogue(Command::Command const & command) {
+int showCatalogue(Command::Subcommand const & command) {
    std::vector<Command::CatalogueEntry> entries;
    for (Vorn::Module const * const module : Vorn::modules())
       for (Vorn::LogDescriptor const & descriptor : module->logDescriptors) {
@@ -124,7 +124,7 @@ int watchStatus(std::string const & socket) {
    }
 }
 
-int showStatus(Command::Command const & command) {
+int showStatus(Command::Subcommand const & command) {
    if (command.watch)
       return watchStatus(command.socket);
    if (command.json)
@@ -135,7 +135,7 @@ int showStatus(Command::Command const & command) {
 }
 
 // Following ends with an error when the agent does.
-int showMessages(Command::Command const & command) {
+int showMessages(Command::Subcommand const & command) {
    if (command.json && !command.follow) {
       printDocument(command.socket, "/api/v1/messages");
       return 0;
@@ -151,7 +151,7 @@ int showMessages(Command::Command const & command) {
 }
 
 // The simulation is no part of this program either.
-int runDemo(Command::Command const & command) {
+int runDemo(Command::Subcommand const & command) {
    std::vector<std::string> arguments{"--agent", std::filesystem::read_symlink("/proc/self/exe")};
    if (command.timeScale)
       arguments.insert(arguments.end(), {"--time-scale", std::to_string(*command.timeScale)});
@@ -163,19 +163,19 @@ int runDemo(Command::Command const & command) {
           arguments);
 }
 
-int run(Command::Command const & command) {
+int run(Command::Subcommand const & command) {
    switch (command.kind) {
-      case Command::Command::Kind::agent:
+      case Command::Subcommand::Kind::agent:
          return runAgent(command);
-      case Command::Command::Kind::status:
+      case Command::Subcommand::Kind::status:
          return showStatus(command);
-      case Command::Command::Kind::messages:
+      case Command::Subcommand::Kind::messages:
          return showMessages(command);
-      case Command::Command::Kind::catalogue:
+      case Command::Subcommand::Kind::catalogue:
          return showCatalogue(command);
-      case Command::Command::Kind::checkConfig:
+      case Command::Subcommand::Kind::checkConfig:
          return checkConfig(command);
-      case Command::Command::Kind::demo:
+      case Command::Subcommand::Kind::demo:
          return runDemo(command);
    }
    return Agent::exitFailed;
