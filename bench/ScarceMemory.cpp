@@ -97,7 +97,7 @@ class Subject {
                             << "[kernel_messages]\nforward_kmsg = false\nsocket = \""
                             << unit.folder().string() << "/kernel.sock\"\n[status]\nsocket = \"" << socket_
                             << "\"\n";
-      agent_ = std::make_unique<Agent::Demo::AgentProcess>(
+      agent_ = std::make_unique<Demo::AgentProcess>(
           "/usr/bin/prlimit",
           std::vector<std::string>{"--as=" + std::to_string(megabytes * 1000000), program.string(), "agent",
                                    "--config", config.string()},
@@ -148,7 +148,7 @@ class Subject {
    }
 
    std::string socket_;
-   std::unique_ptr<Agent::Demo::AgentProcess> agent_;
+   std::unique_ptr<Demo::AgentProcess> agent_;
    std::map<std::string, int> lines_;  // without their times, and how often each came
    pid_t pid_ = 0;
 };

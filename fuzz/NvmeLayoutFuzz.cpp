@@ -11,17 +11,17 @@
 
 namespace {
 
-using Agent::Compat::Layout;
+using NvmeCompat::Layout;
 
-void checkLayout(Agent::Compat::NvmeCommand command, std::string const & output) {
-   Layout const layout = Agent::Compat::knownLayout(command, output);
+void checkLayout(NvmeCompat::NvmeCommand command, std::string const & output) {
+   Layout const layout = NvmeCompat::knownLayout(command, output);
    FUZZ_CHECK((layout.kind == Layout::Kind::unchanged) <= layout.text.empty());
    if (layout.kind == Layout::Kind::error)
       FUZZ_CHECK(layout.text.find('\n') == std::string::npos && layout.text.size() <= 1000);
    if (layout.kind != Layout::Kind::rewritten)
       return;
    FUZZ_CHECK(layout.text != output);
-   FUZZ_CHECK(Agent::Compat::knownLayout(command, layout.text).kind == Layout::Kind::unchanged);
+   FUZZ_CHECK(NvmeCompat::knownLayout(command, layout.text).kind == Layout::Kind::unchanged);
    bool const wasValid = StorageDevices::JsonDocument(output).isValid();
    FUZZ_CHECK(wasValid <= StorageDevices::JsonDocument(layout.text).isValid());
 }
@@ -30,10 +30,10 @@ void checkLayout(Agent::Compat::NvmeCommand command, std::string const & output)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
    std::string const output(data, data + size);
-   checkLayout(Agent::Compat::NvmeCommand::smartLog, output);
-   checkLayout(Agent::Compat::NvmeCommand::list, output);
+   checkLayout(NvmeCompat::NvmeCommand::smartLog, output);
+   checkLayout(NvmeCompat::NvmeCommand::list, output);
    for (auto const & number :
-        {Agent::Compat::truncatedJsonNumber(output), Agent::Compat::truncatedQuotedNumber(output)})
+        {NvmeCompat::truncatedJsonNumber(output), NvmeCompat::truncatedQuotedNumber(output)})
       FUZZ_CHECK(!number || *number >= 0);
    return 0;
 }

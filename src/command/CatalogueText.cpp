@@ -3,7 +3,7 @@
 #include "base/JsonText.h"
 #include "base/Text.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -47,4 +47,4 @@ std::string catalogueText(std::span<CatalogueEntry const> entries) {
    return result;
 }
 
-}  // namespace Agent
+}  // namespace Command

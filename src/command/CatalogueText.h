@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Command {
 
 // One message of the catalogue, pointing into texts that live elsewhere.
 struct CatalogueEntry {
@@ -27,4 +27,4 @@ std::string catalogueJson(std::span<CatalogueEntry const> entries);
 // A paragraph per message in the given order. Every action is a sentence.
 std::string catalogueText(std::span<CatalogueEntry const> entries);
 
-}  // namespace Agent
+}  // namespace Command

@@ -4,11 +4,11 @@
 
 #include "base/Text.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
-std::string filesText(Config const & config, StorageDevices::DiscoveryPreview const & preview) {
+std::string filesText(Agent::Config const & config, StorageDevices::DiscoveryPreview const & preview) {
    std::string const file = config.appliance.etcDir + "/blockdev";
    if (!preview.blockdevReadable)
       return file +
@@ -24,7 +24,7 @@ bool isMountedBy(StorageDevices::PreviewedDevice const & device, std::string con
    return device.outcome != "skipped" && device.reason.starts_with("/mnt/" + mount + ",");
 }
 
-std::string missingText(Config const & config, StorageDevices::DiscoveryPreview const & preview) {
+std::string missingText(Agent::Config const & config, StorageDevices::DiscoveryPreview const & preview) {
    std::string text;
    for (std::string const & mount : config.appliance.expectedMounts) {
       auto const & devices = preview.devices;
@@ -41,7 +41,7 @@ std::string missingText(Config const & config, StorageDevices::DiscoveryPreview 
 
 }  // namespace
 
-std::string checkConfigText(Config const & config, std::string const & sourceLine,
+std::string checkConfigText(Agent::Config const & config, std::string const & sourceLine,
                             StorageDevices::DiscoveryPreview const & preview) {
    std::string text = sourceLine + "\n" + filesText(config, preview);
    if (!preview.udevAvailable)
@@ -54,4 +54,4 @@ std::string checkConfigText(Config const & config, std::string const & sourceLin
    return text + missingText(config, preview);
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -8,9 +8,9 @@
 
 #include "base/DefaultPaths.h"
 
-namespace Agent {
+namespace Command {
 
-struct Command {
+struct Subcommand {
    enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
 
    Kind kind = Kind::agent;
@@ -22,13 +22,13 @@ struct Command {
    std::optional<double> timeScale;                 // demo: 0.001 to 100000
    std::optional<std::string> http;                 // demo: a loopback address and a port
 
-   bool operator==(Command const &) const = default;
+   bool operator==(Subcommand const &) const = default;
 };
 
 // Either a command to run, or the text to print and the exit code: 0 after --help and --version,
 // 2 after wrong usage.
 struct Invocation {
-   std::optional<Command> command;
+   std::optional<Subcommand> command;
    std::string output;  // for standard output
    std::string error;   // one line for standard error
    int exitCode = 0;
@@ -37,4 +37,4 @@ struct Invocation {
 // `arguments` are those after the program's name.
 Invocation parseCommandLine(std::vector<std::string> const & arguments, std::string_view version);
 
-}  // namespace Agent
+}  // namespace Command

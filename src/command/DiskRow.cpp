@@ -9,7 +9,7 @@
 #include "base/JsonView.h"
 #include "command/Quantity.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -166,4 +166,4 @@ Json const * lastMessageOf(DiskRow const & disk, Json const * messages) {
    return found == all.rend() ? nullptr : &*found;
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -9,7 +9,7 @@
 
 #include "command/TextTable.h"
 
-namespace Agent {
+namespace Command {
 
 // An unknown value is an empty text.
 struct DiskRow {
@@ -41,4 +41,4 @@ DiskRow diskRow(rapidjson::Value const & state, std::string const & name, rapidj
 // null when none does.
 rapidjson::Value const * lastMessageOf(DiskRow const & disk, rapidjson::Value const * messages);
 
-}  // namespace Agent
+}  // namespace Command

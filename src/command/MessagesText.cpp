@@ -6,7 +6,7 @@
 #include "base/JsonText.h"
 #include "base/JsonView.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::string MessageFeed::take(std::string_view answer) {
    return result;
 }
 
-}  // namespace Agent
+}  // namespace Command

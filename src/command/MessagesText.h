@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Command {
 
 // Follows the list of log messages over several answers of the agent.
 class MessageFeed {
@@ -32,4 +32,4 @@ class MessageFeed {
    double shownTime_ = 0;
 };
 
-}  // namespace Agent
+}  // namespace Command

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -50,4 +50,4 @@ std::string bytesText(double bytes) {
    return text.data();
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace Agent {
+namespace Command {
 
 // A span of time in its largest whole unit: "12 s", "3 min", "2 h", "5 d". Negative spans are "0 s".
 std::string spanText(double seconds);
@@ -12,4 +12,4 @@ std::string spanText(double seconds);
 // that is no amount of bytes.
 std::string bytesText(double bytes);
 
-}  // namespace Agent
+}  // namespace Command

@@ -16,7 +16,7 @@
 #include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -229,4 +229,4 @@ void streamFromAgent(std::string const & socketPath, std::string const & resourc
    receiveAnswer(exchange, parser, resource, [&] { exchange.restartTime(); });
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Command {
 
 // The agent could not be asked. what() is one line that names the socket and says what to do.
 class StatusError : public std::runtime_error {
@@ -32,4 +32,4 @@ void streamFromAgent(std::string const & socketPath, std::string const & resourc
                      std::function<void(std::string_view part)> const & take,
                      std::chrono::milliseconds wait = std::chrono::seconds{5});
 
-}  // namespace Agent
+}  // namespace Command

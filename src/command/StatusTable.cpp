@@ -10,7 +10,7 @@
 #include "base/Text.h"
 #include "command/DiskRow.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -257,4 +257,4 @@ std::string statusTable(std::string_view state, std::string_view messages, Table
    return statusTable(stateDocument, Base::jsonMember(&messagesDocument, "messages"), options);
 }
 
-}  // namespace Agent
+}  // namespace Command

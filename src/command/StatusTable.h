@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Command {
 
 struct TableOptions {
    std::size_t width = 0;  // of the terminal in columns; 0: no limit
@@ -26,4 +26,4 @@ std::string statusTable(rapidjson::Value const & state, rapidjson::Value const *
 // Raises std::runtime_error with one line for a text that is not JSON.
 std::string statusTable(std::string_view state, std::string_view messages, TableOptions const & options);
 
-}  // namespace Agent
+}  // namespace Command

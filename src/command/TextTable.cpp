@@ -6,7 +6,7 @@
 
 #include "base/Text.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -180,4 +180,4 @@ std::string textTable(std::vector<Column> columns, std::size_t width, bool colou
    return result;
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent {
+namespace Command {
 
 enum class Tone { plain, good, warning, bad };
 
@@ -35,4 +35,4 @@ struct Column {
 // that had to be left out.
 std::string textTable(std::vector<Column> columns, std::size_t width, bool colour);
 
-}  // namespace Agent
+}  // namespace Command

@@ -3,7 +3,7 @@
 #include "base/Text.h"
 #include "runtime/Vorn/Process.h"
 
-namespace Agent {
+namespace Command {
 
 namespace {
 
@@ -33,4 +33,4 @@ std::string toolsText(std::string const & toolPath) {
    return text;
 }
 
-}  // namespace Agent
+}  // namespace Command

@@ -3,10 +3,10 @@
 
 #include <string>
 
-namespace Agent {
+namespace Command {
 
 // A line per tool. It says where the tool is found, with the directories of `toolPath` (colons between them)
 // before PATH, or what is unknown without it.
 std::string toolsText(std::string const & toolPath);
 
-}  // namespace Agent
+}  // namespace Command

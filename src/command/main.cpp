@@ -41,7 +41,7 @@ void print(std::string const & text) {
 
 // Part by part, so that a long document needs no memory.
 void printDocument(std::string const & socket, std::string const & resource) {
-   Agent::streamFromAgent(socket, resource, [](std::string_view part) { print(std::string{part}); });
+   Command::streamFromAgent(socket, resource, [](std::string_view part) { print(std::string{part}); });
    print("\n");
 }
 
@@ -59,7 +59,7 @@ void printDocument(std::string const & socket, std::string const & resource) {
 }
 
 // Becomes the daemon, a program of its own without the libraries that only a terminal needs.
-int runAgent(Agent::Command const & command) {
+int runAgent(Command::Subcommand const & command) {
    std::vector<std::string> arguments;
    if (command.configPath)
       arguments = {"--config", *command.configPath};
@@ -67,14 +67,14 @@ int runAgent(Agent::Command const & command) {
           arguments);
 }
 
-int checkConfig(Agent::Command const & command) {
+int checkConfig(Command::Subcommand const & command) {
    Agent::Config const config = Agent::configAt(command.configPath);
    bool const present = command.configPath || std::filesystem::exists(Base::defaultConfigPath);
    std::string const source =
        present ? command.configPath.value_or(Base::defaultConfigPath) + ": valid"
                : std::string{Base::defaultConfigPath} + ": does not exist; the defaults are used";
    auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
-   print(Agent::checkConfigText(config, source, preview) + Agent::toolsText(config.tools.path));
+   print(Command::checkConfigText(config, source, preview) + Command::toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
       print(line + "\n");
    std::vector<std::string> errors = preview.errors;
@@ -85,28 +85,28 @@ int checkConfig(Agent::Command const & command) {
    return errors.empty() ? 0 : Agent::exitWrongUsage;
 }
 
-int showCatalogue(Agent::Command const & command) {
-   std::vector<Agent::CatalogueEntry> entries;
+int showCatalogue(Command::Subcommand const & command) {
+   std::vector<Command::CatalogueEntry> entries;
    for (Vorn::Module const * const module : Vorn::modules())
       for (Vorn::LogDescriptor const & descriptor : module->logDescriptors) {
          auto const & action = descriptor.recommendedAction;
-         Agent::CatalogueEntry entry{descriptor.name,        descriptor.severity, descriptor.format,
-                                     descriptor.explanation, action.text(),       std::nullopt};
+         Command::CatalogueEntry entry{descriptor.name,        descriptor.severity, descriptor.format,
+                                       descriptor.explanation, action.text(),       std::nullopt};
          if (action.isStandard())
             entry.standardAction = static_cast<std::uint8_t>(action.code());
          entries.push_back(entry);
       }
-   print(command.json ? Agent::catalogueJson(entries) : Agent::catalogueText(entries));
+   print(command.json ? Command::catalogueJson(entries) : Command::catalogueText(entries));
    return 0;
 }
 
-Agent::TableOptions tableOptions() {
+Command::TableOptions tableOptions() {
    return {.width = Base::outputWidth(STDOUT_FILENO), .colour = Base::takesColour(STDOUT_FILENO)};
 }
 
 std::string currentTable(std::string const & socket) {
-   return Agent::statusTable(Agent::askAgent(socket, "/api/v1/state?history=1"),
-                             Agent::askAgent(socket, "/api/v1/messages"), tableOptions());
+   return Command::statusTable(Command::askAgent(socket, "/api/v1/state?history=1"),
+                               Command::askAgent(socket, "/api/v1/messages"), tableOptions());
 }
 
 // Until it is interrupted. An agent that is restarted is found again.
@@ -124,7 +124,7 @@ int watchStatus(std::string const & socket) {
    }
 }
 
-int showStatus(Agent::Command const & command) {
+int showStatus(Command::Subcommand const & command) {
    if (command.watch)
       return watchStatus(command.socket);
    if (command.json)
@@ -135,23 +135,23 @@ int showStatus(Agent::Command const & command) {
 }
 
 // Following ends with an error when the agent does.
-int showMessages(Agent::Command const & command) {
+int showMessages(Command::Subcommand const & command) {
    if (command.json && !command.follow) {
       printDocument(command.socket, "/api/v1/messages");
       return 0;
    }
-   using Form = Agent::MessageFeed::Form;
-   Agent::MessageFeed feed{command.json ? Form::json : Form::text};
-   print(feed.take(Agent::askAgent(command.socket, feed.resource())));
+   using Form = Command::MessageFeed::Form;
+   Command::MessageFeed feed{command.json ? Form::json : Form::text};
+   print(feed.take(Command::askAgent(command.socket, feed.resource())));
    while (command.follow) {
       std::this_thread::sleep_for(std::chrono::seconds{1});
-      print(feed.take(Agent::askAgent(command.socket, feed.resource())));
+      print(feed.take(Command::askAgent(command.socket, feed.resource())));
    }
    return 0;
 }
 
 // The simulation is no part of this program either.
-int runDemo(Agent::Command const & command) {
+int runDemo(Command::Subcommand const & command) {
    std::vector<std::string> arguments{"--agent", std::filesystem::read_symlink("/proc/self/exe")};
    if (command.timeScale)
       arguments.insert(arguments.end(), {"--time-scale", std::to_string(*command.timeScale)});
@@ -163,19 +163,19 @@ int runDemo(Agent::Command const & command) {
           arguments);
 }
 
-int run(Agent::Command const & command) {
+int run(Command::Subcommand const & command) {
    switch (command.kind) {
-      case Agent::Command::Kind::agent:
+      case Command::Subcommand::Kind::agent:
          return runAgent(command);
-      case Agent::Command::Kind::status:
+      case Command::Subcommand::Kind::status:
          return showStatus(command);
-      case Agent::Command::Kind::messages:
+      case Command::Subcommand::Kind::messages:
          return showMessages(command);
-      case Agent::Command::Kind::catalogue:
+      case Command::Subcommand::Kind::catalogue:
          return showCatalogue(command);
-      case Agent::Command::Kind::checkConfig:
+      case Command::Subcommand::Kind::checkConfig:
          return checkConfig(command);
-      case Agent::Command::Kind::demo:
+      case Command::Subcommand::Kind::demo:
          return runDemo(command);
    }
    return Agent::exitFailed;
@@ -185,7 +185,7 @@ int run(Agent::Command const & command) {
 
 int main(int argc, char ** argv) {
    return Agent::exitCodeOf([&] {
-      auto const invocation = Agent::parseCommandLine({argv + 1, argv + argc}, Base::version);
+      auto const invocation = Command::parseCommandLine({argv + 1, argv + argc}, Base::version);
       if (invocation.command)
          return run(*invocation.command);
       print(invocation.output);

@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -88,4 +88,4 @@ std::optional<std::string> AgentCommands::table(TableForm const & form) const {
    return outputOf(program_, {"status", "--socket", socket_}, environment, answerPatience);
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -10,7 +10,7 @@
 
 #include "demo/ProgramStart.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 // What the program writes to standard output; nothing unless it ends with code 0 within the time. A program
 // that takes longer is killed. Throws std::system_error when it cannot be started.
@@ -42,4 +42,4 @@ class AgentCommands {
    std::string socket_;
 };
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -11,7 +11,7 @@
 #include "demo/Story.h"
 #include "simulation/TextFile.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -63,4 +63,4 @@ AgentConfig writeAgentConfig(StorageDevices::Simulation::SimulatedUnit const & u
    return config;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

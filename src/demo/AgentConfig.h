@@ -7,7 +7,7 @@
 #include "demo/Options.h"
 #include "simulation/SimulatedUnit.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 struct AgentConfig {
    std::filesystem::path file;
@@ -21,4 +21,4 @@ std::filesystem::path kernelSocket(StorageDevices::Simulation::SimulatedUnit con
 // std::runtime_error when it cannot.
 AgentConfig writeAgentConfig(StorageDevices::Simulation::SimulatedUnit const & unit, Options const & options);
 
-}  // namespace Agent::Demo
+}  // namespace Demo

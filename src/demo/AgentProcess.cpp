@@ -17,7 +17,7 @@
 
 #include "base/Companion.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -127,4 +127,4 @@ std::filesystem::path findAgent() {
    return program;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

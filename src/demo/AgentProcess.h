@@ -9,7 +9,7 @@
 #include "base/UniqueFd.h"
 #include "demo/ProgramStart.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 class AgentProcess {
  public:
@@ -45,4 +45,4 @@ class AgentProcess {
 // when there is none.
 std::filesystem::path findAgent();
 
-}  // namespace Agent::Demo
+}  // namespace Demo

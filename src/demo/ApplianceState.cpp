@@ -8,7 +8,7 @@
 #include "base/JsonView.h"
 #include "base/Text.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -222,4 +222,4 @@ std::vector<std::string> differences(ApplianceState const & before, ApplianceSta
    return lines;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

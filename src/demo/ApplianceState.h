@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent::Demo {
+namespace Demo {
 
 struct DiskState {
    std::string model;
@@ -68,4 +68,4 @@ std::vector<std::string> messageNames(std::string_view catalogue);
 // each file system whose test has changed. The lines are safe to show.
 std::vector<std::string> differences(ApplianceState const & before, ApplianceState const & now);
 
-}  // namespace Agent::Demo
+}  // namespace Demo

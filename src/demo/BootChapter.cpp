@@ -2,7 +2,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -49,4 +49,4 @@ Chapter bootChapter() {
    };
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -5,7 +5,7 @@
 #include "base/KernelLineSender.h"
 #include "demo/AgentConfig.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -162,4 +162,4 @@ bool fileSystemsAre(ApplianceState const & state, std::vector<std::string> const
    return isOneOf("/mnt/flash") && isOneOf("/mnt/drive") && isOneOf("/mnt/drive2") && isOneOf("/mnt/eusb");
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -7,7 +7,7 @@
 #include "demo/ApplianceState.h"
 #include "simulation/SimulatedUnit.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 using StorageDevices::Simulation::Disk;
 using StorageDevices::Simulation::SimulatedUnit;
@@ -65,4 +65,4 @@ std::string fileSystem(ApplianceState const & state, char const * mountPoint);
 // Whether all four mount points are watched and each one's word is one of these.
 bool fileSystemsAre(ApplianceState const & state, std::vector<std::string> const & words);
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdio>
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -211,4 +211,4 @@ std::string Demo::summary() const {
    return text;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

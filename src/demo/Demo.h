@@ -21,7 +21,7 @@
 #include "demo/Story.h"
 #include "simulation/SimulatedUnit.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 class Demo {
  public:
@@ -86,4 +86,4 @@ class Demo {
    Time start_ = std::chrono::steady_clock::now();
 };
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -2,7 +2,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -45,4 +45,4 @@ Chapter discoveryChapter() {
    };
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -10,7 +10,7 @@
 #include "base/Terminal.h"
 #include "base/Text.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -126,4 +126,4 @@ void LiveDisplay::draw() const {
    write(text + "\x1b[J");
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -10,7 +10,7 @@
 
 #include "demo/AgentCommands.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 class Display {
  public:
@@ -76,4 +76,4 @@ class LiveDisplay : public Display {
    std::deque<std::string> lines_;
 };
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -4,7 +4,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -98,4 +98,4 @@ Chapter failureChapter() {
    return all;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

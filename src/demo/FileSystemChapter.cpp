@@ -2,7 +2,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -50,4 +50,4 @@ Chapter fileSystemChapter() {
    };
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

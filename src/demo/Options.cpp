@@ -5,7 +5,7 @@
 #include "base/HttpAddress.h"
 #include "base/Text.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -54,4 +54,4 @@ Options parseOptions(std::vector<std::string> const & arguments) {
    return options;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent::Demo {
+namespace Demo {
 
 class UsageError : public std::runtime_error {
  public:
@@ -22,4 +22,4 @@ struct Options {
 // `arguments` are those after the program's name. Throws UsageError with one line.
 Options parseOptions(std::vector<std::string> const & arguments);
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -11,7 +11,7 @@
 
 #include "base/Spawn.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -75,4 +75,4 @@ StartedProgram startProgram(std::filesystem::path const & program, std::vector<s
    return started;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

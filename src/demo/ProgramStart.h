@@ -10,7 +10,7 @@
 #include "base/Spawn.h"
 #include "base/UniqueFd.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 // Variables that are added to those of this process, or replace them.
 using Environment = Base::Variables;
@@ -28,4 +28,4 @@ enum class StandardError { withOutput, dropped };
 StartedProgram startProgram(std::filesystem::path const & program, std::vector<std::string> const & arguments,
                             Environment const & environment, StandardError standardError);
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -2,7 +2,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -70,4 +70,4 @@ Chapter replacementChapter() {
    };
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -5,7 +5,7 @@
 
 #include "base/SignalFd.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 // To be made before any thread is started: it blocks SIGINT, SIGTERM and SIGHUP, and ignores SIGPIPE.
 class Signals {
@@ -22,4 +22,4 @@ class Signals {
    bool raised_ = false;
 };
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -2,7 +2,7 @@
 
 #include "demo/Cast.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 std::vector<std::string> const & expectedMounts() {
    static std::vector<std::string> const mounts{"flash", "drive", "drive2", "eusb"};
@@ -33,4 +33,4 @@ std::vector<Step> const & story() {
    return steps;
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

@@ -9,7 +9,7 @@
 #include "demo/ApplianceState.h"
 #include "simulation/SimulatedUnit.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 struct Step {
    std::string text;
@@ -43,4 +43,4 @@ Chapter failureChapter();
 Chapter replacementChapter();
 Chapter bootChapter();
 
-}  // namespace Agent::Demo
+}  // namespace Demo

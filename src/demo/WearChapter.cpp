@@ -2,7 +2,7 @@
 #include "demo/Cast.h"
 #include "demo/Story.h"
 
-namespace Agent::Demo {
+namespace Demo {
 
 namespace {
 
@@ -74,4 +74,4 @@ Chapter wearChapter() {
    };
 }
 
-}  // namespace Agent::Demo
+}  // namespace Demo

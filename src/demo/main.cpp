@@ -10,9 +10,8 @@
 
 #include "demo/Demo.h"
 
+namespace Demo {
 namespace {
-
-using namespace Agent::Demo;
 
 // The simulation must be preloaded, which only the start of a program can do.
 void startPreloaded(char ** arguments) {
@@ -46,18 +45,19 @@ int run(Options const & options, Signals & signals, bool live) {
 }
 
 }  // namespace
+}  // namespace Demo
 
 int main(int argc, char ** argv) {
    try {
-      auto const options = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
+      auto const options = Demo::parseOptions(std::vector<std::string>(argv + 1, argv + argc));
       if (!options.help.empty()) {
          std::fputs(options.help.c_str(), stdout);
          return EXIT_SUCCESS;
       }
-      startPreloaded(argv);
-      Signals signals;
-      return run(options, signals, isatty(STDOUT_FILENO) == 1);
-   } catch (UsageError const & error) {
+      Demo::startPreloaded(argv);
+      Demo::Signals signals;
+      return Demo::run(options, signals, isatty(STDOUT_FILENO) == 1);
+   } catch (Demo::UsageError const & error) {
       std::fprintf(stderr, "storagedevices-demo: %s\n", error.what());
       return 2;
    } catch (std::exception const & error) {

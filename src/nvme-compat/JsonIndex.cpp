@@ -7,7 +7,7 @@
 
 #include "base/JsonMemory.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 namespace {
 
@@ -119,4 +119,4 @@ std::string edited(std::string_view text, std::vector<Edit> const & edits) {
    return result.append(text.substr(done));
 }
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

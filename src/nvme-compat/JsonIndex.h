@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 class JsonIndex {
  public:
@@ -63,4 +63,4 @@ struct Edit {
 // The text with the edits applied. They must be in the order of their positions and must not overlap.
 std::string edited(std::string_view text, std::vector<Edit> const & edits);
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -9,7 +9,7 @@
 
 #include "nvme-compat/WholeNumber.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 namespace {
 
@@ -187,4 +187,4 @@ std::string listLayout(JsonIndex const & json) {
    return edited(json.text(), edits);
 }
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -5,7 +5,7 @@
 
 #include "nvme-compat/JsonIndex.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 // The text of the list with "Devices" flat. Versions that nest it ("Subsystems", in them "Controllers" and
 // "Namespaces") name a namespace without "/dev/". Its identity is that of its controller or, with multipath,
@@ -17,4 +17,4 @@ namespace Agent::Compat {
 // Otherwise it becomes null, since a wrong size is worse than none.
 std::string listLayout(JsonIndex const & json);
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -10,7 +10,7 @@
 #include "nvme-compat/ListLayout.h"
 #include "nvme-compat/WholeNumber.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 namespace {
 
@@ -122,4 +122,4 @@ Layout knownLayout(NvmeCommand command, std::string_view output) {
    }
 }
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

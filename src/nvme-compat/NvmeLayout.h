@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 enum class NvmeCommand { smartLog, list };
 
@@ -27,4 +27,4 @@ struct Layout {
 // JsonIndex or finds no memory.
 Layout knownLayout(NvmeCommand command, std::string_view output);
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -17,7 +17,7 @@
 #include "base/ProgramSearch.h"
 #include "base/Spawn.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 namespace {
 
@@ -128,4 +128,4 @@ void print(std::string const & text) {
    printSome(text);
 }
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

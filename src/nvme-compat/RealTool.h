@@ -6,7 +6,7 @@
 
 #include "base/UniqueFd.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 // The first program `name` behind the last entry of `searchPath` that contains this very file, under any
 // name. Without such an entry it is the first of all. So two copies of this program on one path never call
@@ -38,4 +38,4 @@ class ToolRun {
 // Writes the text to this process's standard output. Throws std::system_error.
 void print(std::string const & text);
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -4,7 +4,7 @@
 #include <limits>
 #include <string>
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 namespace {
 
@@ -138,4 +138,4 @@ std::optional<std::int64_t> truncatedQuotedNumber(std::string_view text) {
    return isDecimal ? ofGroups(number.substr(0, last), other) : std::nullopt;
 }
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 
 // Each drops the fraction. A number beyond 64 bits gives the largest one. A negative number, and a text of
 // another form, gives nothing.
@@ -22,4 +22,4 @@ std::optional<std::int64_t> truncatedJsonNumber(std::string_view jsonNumber);
 // decimal sign: "1234,567" is 1234, "0.123" is 0.
 std::optional<std::int64_t> truncatedQuotedNumber(std::string_view text);
 
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

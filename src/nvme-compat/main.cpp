@@ -20,7 +20,7 @@
 
 namespace {
 
-using Agent::Compat::NvmeCommand;
+using NvmeCompat::NvmeCommand;
 
 constexpr std::size_t largestOutput = std::size_t{4} << 20U;
 constexpr int toolFailed = 1;
@@ -49,28 +49,28 @@ std::optional<NvmeCommand> commandOf(std::vector<std::string_view> const & argum
 
 [[noreturn]] void runFiltered(NvmeCommand command, std::string const & program, char ** argv) {
    std::signal(SIGCHLD, SIG_DFL);  // an ignored SIGCHLD would hide the tool's exit status
-   Agent::Compat::ToolRun tool(program, argv);
+   NvmeCompat::ToolRun tool(program, argv);
    std::string const output = tool.output(largestOutput);
    if (output.size() > largestOutput) {
-      Agent::Compat::print(output);
+      NvmeCompat::print(output);
       tool.passOutput();
       tool.endAlike();
    }
-   Agent::Compat::Layout layout;
+   NvmeCompat::Layout layout;
    if (tool.succeeded())
-      layout = Agent::Compat::knownLayout(command, output);
-   if (layout.kind == Agent::Compat::Layout::Kind::error) {
+      layout = NvmeCompat::knownLayout(command, output);
+   if (layout.kind == NvmeCompat::Layout::Kind::error) {
       std::fprintf(stderr, "nvme: %s\n", layout.text.c_str());
       tool.endAlike(toolFailed);
    }
-   bool const isRewritten = layout.kind == Agent::Compat::Layout::Kind::rewritten;
-   Agent::Compat::print(isRewritten ? layout.text : output);
+   bool const isRewritten = layout.kind == NvmeCompat::Layout::Kind::rewritten;
+   NvmeCompat::print(isRewritten ? layout.text : output);
    tool.endAlike();
 }
 
 int run(std::vector<std::string_view> const & arguments, char ** argv) {
    char const * const path = std::getenv("PATH");
-   std::string const program = Agent::Compat::findRealTool("nvme", path != nullptr ? path : "");
+   std::string const program = NvmeCompat::findRealTool("nvme", path != nullptr ? path : "");
    if (program.empty()) {
       std::fputs("nvme: not on PATH behind the agent's filter; install nvme-cli or set tools.path\n", stderr);
       return notFound;

@@ -5,7 +5,7 @@
 
 #include <array>
 
-namespace Agent {
+namespace Command {
 namespace {
 
 constexpr std::array<CatalogueEntry, 2> entries{
@@ -51,4 +51,4 @@ TEST(CatalogueJsonTest, IsAnEmptyListWithoutMessages) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

@@ -4,17 +4,17 @@
 
 #include <algorithm>
 
-namespace Agent {
+namespace Command {
 namespace {
 
 using Arguments = std::vector<std::string>;
 
-Command commandOf(Arguments const & arguments) {
+Subcommand commandOf(Arguments const & arguments) {
    Invocation const invocation = parseCommandLine(arguments, "1.2.3");
    EXPECT_TRUE(invocation.command.has_value()) << invocation.error;
    EXPECT_EQ(invocation.exitCode, 0);
    EXPECT_EQ(invocation.output + invocation.error, "");
-   return invocation.command.value_or(Command{});
+   return invocation.command.value_or(Subcommand{});
 }
 
 std::string usageErrorOf(Arguments const & arguments) {
@@ -29,19 +29,19 @@ std::string usageErrorOf(Arguments const & arguments) {
 }
 
 TEST(CommandLineTest, NamesACommand) {
-   EXPECT_EQ(commandOf({"agent"}).kind, Command::Kind::agent);
-   EXPECT_EQ(commandOf({"status"}).kind, Command::Kind::status);
-   EXPECT_EQ(commandOf({"messages"}).kind, Command::Kind::messages);
-   EXPECT_EQ(commandOf({"catalogue"}).kind, Command::Kind::catalogue);
-   EXPECT_EQ(commandOf({"check-config"}).kind, Command::Kind::checkConfig);
-   EXPECT_EQ(commandOf({"demo"}).kind, Command::Kind::demo);
+   EXPECT_EQ(commandOf({"agent"}).kind, Subcommand::Kind::agent);
+   EXPECT_EQ(commandOf({"status"}).kind, Subcommand::Kind::status);
+   EXPECT_EQ(commandOf({"messages"}).kind, Subcommand::Kind::messages);
+   EXPECT_EQ(commandOf({"catalogue"}).kind, Subcommand::Kind::catalogue);
+   EXPECT_EQ(commandOf({"check-config"}).kind, Subcommand::Kind::checkConfig);
+   EXPECT_EQ(commandOf({"demo"}).kind, Subcommand::Kind::demo);
 }
 
 TEST(CommandLineTest, LeavesMissingOptionsAtTheirDefaults) {
-   Command const status = commandOf({"status"});
+   Subcommand const status = commandOf({"status"});
    EXPECT_EQ(status.socket, "/run/storagedevices/status.sock");
    EXPECT_FALSE(status.json || status.watch);
-   Command const messages = commandOf({"messages"});
+   Subcommand const messages = commandOf({"messages"});
    EXPECT_EQ(messages.socket, "/run/storagedevices/status.sock");
    EXPECT_FALSE(messages.json || messages.follow);
    EXPECT_EQ(commandOf({"agent"}).configPath, std::nullopt);
@@ -52,10 +52,10 @@ TEST(CommandLineTest, AcceptsTheOptionsOfEachCommand) {
    EXPECT_EQ(commandOf({"agent", "--config", "/a.toml"}).configPath, "/a.toml");
    EXPECT_EQ(commandOf({"check-config", "--config=/b.toml"}).configPath, "/b.toml");
    EXPECT_TRUE(commandOf({"status", "--json"}).json);
-   Command const watch = commandOf({"status", "--socket", "/x.sock", "--watch"});
+   Subcommand const watch = commandOf({"status", "--socket", "/x.sock", "--watch"});
    EXPECT_TRUE(watch.watch);
    EXPECT_EQ(watch.socket, "/x.sock");
-   Command const messages = commandOf({"messages", "--follow", "--json", "--socket", "/y.sock"});
+   Subcommand const messages = commandOf({"messages", "--follow", "--json", "--socket", "/y.sock"});
    EXPECT_TRUE(messages.follow && messages.json);
    EXPECT_EQ(messages.socket, "/y.sock");
    EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
@@ -109,4 +109,4 @@ TEST(CommandLineTest, PrintsHelpAndVersion) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Agent {
+namespace Command {
 namespace {
 
 using Form = MessageFeed::Form;
@@ -79,4 +79,4 @@ TEST(MessageFeedTest, RefusesOddAnswersInOneLineAndShowsOddMessagesAsFarAsPossib
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

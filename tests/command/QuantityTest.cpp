@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace Agent {
+namespace Command {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -48,4 +48,4 @@ TEST(QuantityTest, WritesNothingForANumberThatIsNoAmountOfBytes) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

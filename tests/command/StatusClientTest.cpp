@@ -13,7 +13,7 @@
 
 #include "tests/support/TempDir.h"
 
-namespace Agent {
+namespace Command {
 namespace {
 
 using namespace std::chrono_literals;
@@ -257,4 +257,4 @@ TEST_F(StatusClientTest, BoundsTheHeaders) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

@@ -4,7 +4,7 @@
 
 #include "command/StatusTable.h"
 
-namespace Agent {
+namespace Command {
 namespace {
 
 // The row of a disk with these further members of the state document, on a wide terminal.
@@ -58,4 +58,4 @@ TEST(StatusColoursTest, LeavesAHealthyRowWithoutWarningColours) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

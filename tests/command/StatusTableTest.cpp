@@ -8,7 +8,7 @@
 
 #include "base/Text.h"
 
-namespace Agent {
+namespace Command {
 namespace {
 
 std::string tableOf(std::string const & state, std::string const & messages = "", TableOptions options = {}) {
@@ -380,4 +380,4 @@ TEST(StatusTableTest, RefusesTextThatIsNoJson) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

@@ -6,7 +6,7 @@
 
 #include "base/Text.h"
 
-namespace Agent {
+namespace Command {
 namespace {
 
 using Omit = Column::Omit;
@@ -101,4 +101,4 @@ TEST(TextTableTest, IsAnEmptyLineWithoutColumns) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

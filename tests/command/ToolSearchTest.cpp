@@ -9,7 +9,7 @@
 #include "runtime/Vorn/Process.h"
 #include "tests/support/TempDir.h"
 
-namespace Agent {
+namespace Command {
 namespace {
 
 class ToolSearchTest : public testing::Test {
@@ -61,4 +61,4 @@ TEST_F(ToolSearchTest, SearchesTheUsualDirectoriesWithoutAPath) {
 }
 
 }  // namespace
-}  // namespace Agent
+}  // namespace Command

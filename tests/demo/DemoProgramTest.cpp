@@ -21,7 +21,7 @@
 
 namespace {
 
-using Agent::Demo::AgentProcess;
+using Demo::AgentProcess;
 
 class DemoProgramTest : public testing::Test {
  protected:
@@ -61,7 +61,7 @@ TEST_F(DemoProgramTest, PlaysTheWholeStoryInWhichEveryMessageComes) {
       EXPECT_NE(output.find(std::string(" ") + descriptor.name + ": "), std::string::npos) << descriptor.name;
       EXPECT_FALSE(hasLine(std::string("     0  ") + descriptor.name));
    }
-   auto const steps = std::to_string(Agent::Demo::story().size());
+   auto const steps = std::to_string(Demo::story().size());
    EXPECT_NE(output.find(", " + steps + " of " + steps + " steps seen in "), std::string::npos);
    EXPECT_EQ(leftovers(), 0U);
 }

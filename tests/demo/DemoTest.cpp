@@ -13,7 +13,7 @@
 #include "demo/Options.h"
 #include "demo/Story.h"
 
-using namespace Agent::Demo;
+using namespace Demo;
 using StorageDevices::Simulation::SimulatedUnit;
 
 namespace {

@@ -11,7 +11,7 @@
 #include "tests/StorageDevices/DataFiles.h"
 #include "tests/support/Regex.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 namespace {
 
 namespace TestData = StorageDevices::TestData;
@@ -103,4 +103,4 @@ TEST(NvmeCorpusTest, IdentifiesEveryDriveOfAList) {
 }
 
 }  // namespace
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -12,7 +12,7 @@
 #include "tests/support/MemoryLimit.h"
 #include "tests/support/TempDir.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 namespace {
 
 using Kind = Layout::Kind;
@@ -195,4 +195,4 @@ TEST(NvmeLayoutTest, KeepsALogWithoutMemoryForIt) {
 #endif
 
 }  // namespace
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

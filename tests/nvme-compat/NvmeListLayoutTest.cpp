@@ -7,7 +7,7 @@
 #include "nvme-compat/NvmeLayout.h"
 #include "tests/support/TempDir.h"
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 namespace {
 
 using Kind = Layout::Kind;
@@ -147,4 +147,4 @@ TEST(NvmeListLayoutTest, KeepsOtherShapes) {
 }
 
 }  // namespace
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace Agent::Compat {
+namespace NvmeCompat {
 namespace {
 
 using Cases = std::vector<std::pair<std::string, std::int64_t>>;
@@ -93,4 +93,4 @@ TEST(WholeNumberTest, ReadsMillionsOfDigitsQuickly) {
 }
 
 }  // namespace
-}  // namespace Agent::Compat
+}  // namespace NvmeCompat

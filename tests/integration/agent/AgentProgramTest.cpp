@@ -24,10 +24,10 @@ void AgentProgramTest::readLog() {
 bool AgentProgramTest::readState() {
    try {
       rapidjson::Document answer;
-      answer.Parse(Agent::askAgent(socket, "/api/v1/state").c_str());
+      answer.Parse(Command::askAgent(socket, "/api/v1/state").c_str());
       state.Swap(answer);
       return true;
-   } catch (Agent::StatusError const &) {
+   } catch (Command::StatusError const &) {
       return false;
    }
 }
@@ -126,7 +126,7 @@ TEST_F(AgentProgramTest, ReadsManyDisksAtOnceWhateverTheSoftLimitOfDescriptors) 
       unit.tools().delayIs(Simulation::Tool::hdparm, "sd" + letter, 0.5);
    }
    unit.blockdevIs({{".*/ata[0-9]*/", "drive"}});
-   agent = std::make_unique<Agent::Demo::AgentProcess>(
+   agent = std::make_unique<Demo::AgentProcess>(
        "/usr/bin/prlimit",
        std::vector<std::string>{"--nofile=40:", AGENT_PROGRAM, "agent", "--config",
                                 folder.string() + "/agent.toml"},
@@ -286,8 +286,8 @@ TEST_F(AgentProgramTest, AnswersOverTcpOnlyRequestsThatNameThisMachine) {
 TEST_F(AgentProgramTest, ReadsItsConfigurationFromAPipe) {
    std::string const command =
        std::string{"exec "} + AGENT_PROGRAM + " agent --config <(cat " + folder.string() + "/agent.toml)";
-   agent = std::make_unique<Agent::Demo::AgentProcess>("/bin/bash", std::vector<std::string>{"-c", command},
-                                                       unit.environment());
+   agent = std::make_unique<Demo::AgentProcess>("/bin/bash", std::vector<std::string>{"-c", command},
+                                                unit.environment());
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
 }
 

@@ -103,7 +103,7 @@ class AgentProgramTest : public testing::Test {
    void start(std::filesystem::path const & program = AGENT_PROGRAM,
               std::map<std::string, std::string> environment = {}) {
       environment.merge(unit.environment());
-      agent = std::make_unique<Agent::Demo::AgentProcess>(
+      agent = std::make_unique<Demo::AgentProcess>(
           program, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
           environment);
       ASSERT_TRUE(waitInRealTime([] { return true; })) << "the agent does not answer";
@@ -148,7 +148,7 @@ class AgentProgramTest : public testing::Test {
    std::string socket = folder.string() + "/run/status.sock";
    std::string kernelSocket = folder.string() + "/kernel.sock";
    StorageDevices::Simulation::SimulatedUnit unit;
-   std::unique_ptr<Agent::Demo::AgentProcess> agent;
+   std::unique_ptr<Demo::AgentProcess> agent;
    std::string log;
    rapidjson::Document state;
 };

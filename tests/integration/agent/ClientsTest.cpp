@@ -83,13 +83,13 @@ class ClientsTest : public AgentProgramTest {
    // A busy machine takes long over so many samples.
    void awaitHistory(std::size_t bytes) {
       ASSERT_TRUE(waitInRealTime(
-          [&] { return Agent::askAgent(socket, "/api/v1/state?history=all").size() > bytes; }, 60s))
+          [&] { return Command::askAgent(socket, "/api/v1/state?history=all").size() > bytes; }, 60s))
           << log;
    }
 
    // With limits as of prlimit(1).
    void startWith(std::string const & limit) {
-      agent = std::make_unique<Agent::Demo::AgentProcess>(
+      agent = std::make_unique<Demo::AgentProcess>(
           "/usr/bin/prlimit",
           std::vector<std::string>{limit, AGENT_PROGRAM, "agent", "--config",
                                    folder.string() + "/agent.toml"},

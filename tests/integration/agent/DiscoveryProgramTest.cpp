@@ -17,7 +17,7 @@ namespace Simulation = StorageDevices::Simulation;
 class DiscoveryProgramTest : public AgentProgramTest {
  protected:
    std::size_t offlineMessages() {
-      std::string const messages = Agent::askAgent(socket, "/api/v1/messages");
+      std::string const messages = Command::askAgent(socket, "/api/v1/messages");
       std::size_t count = 0;
       for (std::size_t at = 0; (at = messages.find("\"STORAGEDEVICE_OFFLINE\"", at)) != std::string::npos;
            ++at)

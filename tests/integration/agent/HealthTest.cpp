@@ -147,11 +147,11 @@ TEST_F(HealthTest, ShowsOnlyTheNewestMeasurementsInABoundedAnswer) {
    start();
    ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && of("ioStatData", "SN-A").Size() > 3; })) << log;
    rapidjson::Document bounded;
-   bounded.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str());
+   bounded.Parse(Command::askAgent(socket, "/api/v1/state?history=1").c_str());
    auto const & history = bounded["ioStatData"]["SN-A"];
    ASSERT_EQ(history.Size(), 1U);
    EXPECT_GE(history[0]["time"].GetDouble(), of("ioStatData", "SN-A")[3]["time"].GetDouble());
-   EXPECT_THROW(Agent::askAgent(socket, "/api/v1/state?history=x"), Agent::StatusError);
+   EXPECT_THROW(Command::askAgent(socket, "/api/v1/state?history=x"), Command::StatusError);
 }
 
 TEST_F(HealthTest, DropsTheRecordsOfADiskThatGoes) {

@@ -108,7 +108,7 @@ class KernelBurstTest : public AgentProgramTest {
            ++answers) {
          keepLog();
          auto const asked = Clock::now();
-         Agent::askAgent(socket, answers % 2 == 0 ? "/api/v1/state" : "/healthz");
+         Command::askAgent(socket, answers % 2 == 0 ? "/api/v1/state" : "/healthz");
          slowest = std::max(slowest, Clock::now() - asked);
       }
       return slowest;

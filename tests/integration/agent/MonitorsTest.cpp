@@ -32,7 +32,7 @@ class MonitorsTest : public AgentProgramTest {
 
    // The first of the messages of that name, null when there is none.
    Json const * message(std::string_view name) {
-      messages.Parse(Agent::askAgent(socket, "/api/v1/messages").c_str());
+      messages.Parse(Command::askAgent(socket, "/api/v1/messages").c_str());
       for (Json const & candidate : messages["messages"].GetArray())
          if (candidate["name"].GetString() == name)
             return &candidate;

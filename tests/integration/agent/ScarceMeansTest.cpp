@@ -42,7 +42,7 @@ class ScarceProcessesTest : public AgentProgramTest {
          giveAway(shared);
       std::string const id = std::to_string(strangerId);
       // The limit comes last: what changes its user beyond it cannot start a program.
-      agent = std::make_unique<Agent::Demo::AgentProcess>(
+      agent = std::make_unique<Demo::AgentProcess>(
           "/usr/bin/setpriv",
           std::vector<std::string>{"--reuid=" + id, "--regid=" + id, "--clear-groups", "/usr/bin/prlimit",
                                    "--nproc=" + std::to_string(processes) + ":", AGENT_PROGRAM, "agent",
@@ -84,7 +84,7 @@ TEST_F(ScarceProcessesTest, ReportsCauseAndRemedyOfFailedReadingsAndRecoversWith
             Vorn::errorAndRemedy(EAGAIN) + "\n"))
        << log;
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && !isRead(); })) << log;
-   EXPECT_NE(Agent::askAgent(socket, "/healthz").find("\"ok\""), std::string::npos);
+   EXPECT_NE(Command::askAgent(socket, "/healthz").find("\"ok\""), std::string::npos);
    processesAre(1000);
    ASSERT_TRUE(logs(" info storagedevices: smartctl can be started again\n")) << log;
    EXPECT_TRUE(waitInRealTime([&] { return isRead(); })) << log;

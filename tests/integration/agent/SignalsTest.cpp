@@ -79,12 +79,12 @@ TEST_F(AgentSignalsTest, ForgetsDisksThatAreGoneAtAReloadAndNoMessage) {
    unit.unplug("sda");
    ASSERT_TRUE(waitInRealTime([&] { return !has("SN-A"); })) << log;
    ASSERT_TRUE(state["storageDevicesInfo"]["fsList"].HasMember("SN-A"));
-   std::string const messages = Agent::askAgent(socket, "/api/v1/messages");
+   std::string const messages = Command::askAgent(socket, "/api/v1/messages");
    ASSERT_NE(messages.find("STORAGEDEVICE_OFFLINE"), std::string::npos);
    reload();
    EXPECT_TRUE(waitInRealTime([&] { return state["storageDevicesInfo"]["fsList"].ObjectEmpty(); })) << log;
    EXPECT_TRUE(logs("; records of removed disks deleted: 1\n")) << log;
-   EXPECT_EQ(Agent::askAgent(socket, "/api/v1/messages").substr(0, messages.size() - 2),
+   EXPECT_EQ(Command::askAgent(socket, "/api/v1/messages").substr(0, messages.size() - 2),
              messages.substr(0, messages.size() - 2));
 }
 
@@ -93,7 +93,7 @@ TEST_F(AgentSignalsTest, LeavesNothingAfterASigtermAtAnyMomentOfTheStart) {
    unit.tools().delayIs(StorageDevices::Simulation::Tool::hdparm, "sda", 0.05);
    std::mt19937 random{5};  // NOLINT(cert-msc51-cpp): the same moments each time
    for (int round = 0; round < 25; ++round) {
-      agent = std::make_unique<Agent::Demo::AgentProcess>(
+      agent = std::make_unique<Demo::AgentProcess>(
           AGENT_PROGRAM, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
           unit.environment());
       int const moment = static_cast<int>(random() % 60);

@@ -26,7 +26,7 @@ class StalledLoopTest : public AgentProgramTest {
       environment["STALLED_WHILE"] = folder.string() + "/stalled";
       environment["NOTIFY_SOCKET"] = manager.name();
       environment["WATCHDOG_USEC"] = "400000";
-      agent = std::make_unique<Agent::Demo::AgentProcess>(
+      agent = std::make_unique<Demo::AgentProcess>(
           AGENT_PROGRAM, std::vector<std::string>{"agent", "--config", folder.string() + "/agent.toml"},
           environment);
    }
@@ -46,7 +46,7 @@ class StalledLoopTest : public AgentProgramTest {
    }
    rapidjson::Document health() const {
       rapidjson::Document document;
-      document.Parse(Agent::askAgent(socket, "/healthz").c_str());
+      document.Parse(Command::askAgent(socket, "/healthz").c_str());
       return document;
    }
 
@@ -81,7 +81,7 @@ TEST_F(StalledLoopTest, NamesTheDiskThatDoesNotAnswerAndTheCallThatWaitsForIt) {
    EXPECT_STREQ(last["path"].GetString(), "/mnt/drive");
    EXPECT_GE(last["seconds"].GetDouble(), 5);
    EXPECT_EQ(last["seconds"].GetDouble(), document["stalls"]["longestSeconds"].GetDouble());
-   std::string const metrics = Agent::askAgent(socket, "/metrics");
+   std::string const metrics = Command::askAgent(socket, "/metrics");
    EXPECT_NE(metrics.find("\nstoragedevices_loop_stalls_total 1.0"), std::string::npos) << metrics;
    EXPECT_NE(metrics.find("{operation=\"fsync\",path=\"/mnt/drive\"} "), std::string::npos) << metrics;
    EXPECT_EQ(agent->stop(), "exit code 0");

@@ -64,7 +64,7 @@ TEST_F(ToolTreeTest, CountsLinesThatNobodyReadsInTheState) {
    config("[trace]\nStorageSmartDataMonitorSm = 9\nStorageIOStatSm = 9\n[clock]\ntime_scale = 10000\n",
           "poll_interval = 1\n");
    start();
-   auto const ask = [&] { state.Parse(Agent::askAgent(socket, "/api/v1/state?history=1").c_str()); };
+   auto const ask = [&] { state.Parse(Command::askAgent(socket, "/api/v1/state?history=1").c_str()); };
    ask();
    Support::waitInRealTime([&] { return state["log"]["linesDropped"].GetUint() > 0; }, ask);
    EXPECT_GT(state["log"]["linesDropped"].GetUint(), 0U);
