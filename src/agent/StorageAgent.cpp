@@ -15,6 +15,7 @@
 #include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
+#include "agent/page/PageFiles.h"
 #include "base/Number.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
@@ -133,7 +134,10 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
    }
    if (request.path == "/metrics")
       return {200, metricsType, metricsText(lastTurnAge(), stalls())};
-   return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
+   if (PageFile const * const file = pageFile(request.path))
+      return {.contentType = contentType(file->path), .constant = file->text};
+   return {404, "text/plain",
+           "not served here; try /, /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
 }
 
 double StorageAgent::lastTurnAge() const {
