@@ -51,6 +51,8 @@ class Verdicts {
 
    void evaluate();
 
+   // As configured now.
+   Config::VerdictLimits const & limits() const { return limits_; }
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
    // Before all disks are identified none is missing, and the unit is not known to be in order.
