@@ -138,15 +138,26 @@ std::string_view HttpReply::front() {
    return std::string_view{block_}.substr(sent_);
 }
 
+bool HttpReply::restsUntil(std::function<void()> const & more) {
+   if (!document_)
+      return false;
+   std::string{}.swap(block_);
+   sent_ = 0;
+   document_->whenMoreIs(more);
+   return true;
+}
+
 void HttpReply::nextPiece() {
    queued_.countIs(0);
    piece_ = document_->next();
    queued_.countIs(piece_.size());
 }
 
-// The piece's next part, or the end of the body.
+// The piece's next part, or the end of the body; nothing at a pause.
 void HttpReply::addBlock() {
    std::string_view const part = piece_.substr(0, blockBytes);
+   if (part.empty() && document_->pauses())
+      return;
    if (chunked_)
       block_ += chunkLine(part.size());
    block_ += part;

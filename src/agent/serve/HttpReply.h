@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -47,11 +48,14 @@ class HttpReply {
    // exceptions of the document, such as std::bad_alloc.
    HttpReply(HttpAnswer answer, bool headOnly, bool isOld);
 
-   // The next bytes to send; empty at the end. Raises the document's exception
+   // The next bytes to send; empty at the end, and while the document pauses. Raises the document's exception
    // when it cannot be continued.
    std::string_view front();
    // That many bytes of `front` have been sent.
    void taken(std::size_t count) { sent_ += count; }
+   // When `front` is empty: whether the document pauses. Then `more` is called once when there may be more to
+   // send, and the reply keeps no memory for it meanwhile.
+   bool restsUntil(std::function<void()> const & more);
 
  private:
    void nextPiece();

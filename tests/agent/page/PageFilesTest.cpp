@@ -38,6 +38,7 @@ TEST(PageFilesTest, CarriesTheLibraryOfThePlotsWithItsLicence) {
 }
 
 TEST(PageFilesTest, AnswersThePageItselfAtTheRoot) {
+   ASSERT_NE(pageFile("/"), nullptr);
    EXPECT_EQ(pageFile("/"), pageFile("/index.html"));
    EXPECT_TRUE(pageFile("/")->text.starts_with("<!doctype html>"));
 }
