@@ -42,6 +42,7 @@ void checkTexts(std::string_view input, HttpHead const & head) {
    FUZZ_CHECK(!head.method.empty() && head.method.find(' ') == std::string::npos && isPlain(head.method));
    FUZZ_CHECK(!head.target.empty() && head.target.find(' ') == std::string::npos && isPlain(head.target));
    FUZZ_CHECK(isPlain(head.host) && (head.hosts > 0 || head.host.empty()));
+   FUZZ_CHECK(isPlain(head.lastEventId));
 }
 
 // All programs see the same lines: the head ends at the first blank line and has no other line ends.

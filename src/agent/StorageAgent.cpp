@@ -15,6 +15,7 @@
 #include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
+#include "agent/page/PageFiles.h"
 #include "base/Number.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
@@ -29,6 +30,12 @@ std::optional<std::size_t> historyOf(char const * argument) {
    if (argument == nullptr)
       return usualHistory;
    return std::string_view{argument} == "all" ? SIZE_MAX : Base::parseWhole<std::size_t>(argument);
+}
+
+// The number of the message that a client got last, by its own account; 0 where it gives none. Empty: it is
+// no number.
+std::optional<std::uint64_t> sequenceOf(char const * argument) {
+   return argument ? Base::parseWhole<std::uint64_t>(argument) : std::optional<std::uint64_t>{0};
 }
 
 HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
@@ -65,6 +72,7 @@ StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
    traceLevelsAre({});
    Vorn::Host::logSinkIs([this](Vorn::Host::LogMessage const & message) {
       messages_.add(message);
+      events_.messageAdded();
       log_.message(message);
    });
    serve(ListenSocket::atPath(config_.status.socket));
@@ -127,13 +135,18 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
       return state(request);
    if (request.path == "/api/v1/messages")
       return messages(request);
+   if (request.path == "/api/v1/events")
+      return events(request);
    if (request.path == "/healthz") {
       // The answer itself is the proof of life: a stalled loop does not answer.
       return {200, "application/json", livenessDocument(lastTurnAge(), stalls())};
    }
    if (request.path == "/metrics")
       return {200, metricsType, metricsText(lastTurnAge(), stalls())};
-   return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
+   if (PageFile const * const file = pageFile(request.path))
+      return {.contentType = contentType(file->path), .constant = file->text};
+   return {404, "text/plain",
+           "not served here; try /, /api/v1/state, /api/v1/messages, /api/v1/events, /metrics or /healthz\n"};
 }
 
 double StorageAgent::lastTurnAge() const {
@@ -157,11 +170,19 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {
-   char const * const after = request.argument("after");
-   auto const sequence = after ? Base::parseWhole<std::uint64_t>(after) : std::optional<std::uint64_t>{0};
-   if (!sequence)
+   auto const after = sequenceOf(request.argument("after"));
+   if (!after)
       return {400, "text/plain", "after: must be a whole number, 0 or more\n"};
-   return jsonAnswer(messagesDocument(messages_, *sequence));
+   return jsonAnswer(messagesDocument(messages_, *after));
+}
+
+// A browser that connects again repeats the old argument beside the new number.
+HttpAnswer StorageAgent::events(HttpRequest const & request) {
+   auto const after =
+       sequenceOf(request.lastEventId.empty() ? request.argument("after") : request.lastEventId.c_str());
+   if (!after)
+      return {400, "text/plain", "Last-Event-ID or after: must be a whole number, 0 or more\n"};
+   return {200, "text/event-stream", {}, events_.stream(*after)};
 }
 
 }  // namespace Agent

@@ -11,6 +11,7 @@
 #include "StorageDevices/ApplianceTracker.h"
 #include "agent/Monitors.h"
 #include "agent/config/Config.h"
+#include "agent/events/EventFeed.h"
 #include "agent/logs/MessageStore.h"
 #include "agent/logs/StderrLog.h"
 #include "agent/serve/Http.h"
@@ -54,6 +55,7 @@ class StorageAgent {
    Stalls stalls() const;
    HttpAnswer state(HttpRequest const & request);
    HttpAnswer messages(HttpRequest const & request) const;
+   HttpAnswer events(HttpRequest const & request);
 
    Config config_;
    StderrLog & log_;
@@ -72,6 +74,7 @@ class StorageAgent {
    Readings readings_{monitors_.entities()};
    Verdicts verdicts_{monitors_.entities(), config_.verdict, readings_,
                       [this] { return monitors_.recordKeepers().mountPoints; }};
+   EventFeed events_{messages_, verdicts_.disks(), readings_};
    std::vector<std::unique_ptr<HttpServer>> servers_;
 };
 

@@ -6,8 +6,6 @@
 
 namespace Agent {
 
-namespace {
-
 void writeMessage(Base::JsonWriter & writer, StoredMessage const & stored) {
    writer.StartObject();
    Base::writeMember(writer, "sequence", stored.sequence);
@@ -24,8 +22,6 @@ void writeMessage(Base::JsonWriter & writer, StoredMessage const & stored) {
    Base::writeMember(writer, "recommendedAction", stored.descriptor->recommendedAction.text());
    writer.EndObject();
 }
-
-}  // namespace
 
 std::unique_ptr<Document> messagesDocument(MessageStore const & store, std::uint64_t after) {
    auto messages = [&store, written = after, last = store.lastSequence(),

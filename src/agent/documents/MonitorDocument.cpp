@@ -11,6 +11,7 @@ namespace Agent {
 
 namespace {
 
+using Environment::Temperature::TempSensorConfig;
 using Environment::Temperature::TempSensorStatus;
 
 template <class Cell>
@@ -53,18 +54,25 @@ void writeInfo(Base::JsonWriter & writer, StorageDevErrorSyslogInfo const & info
    writer.EndObject();
 }
 
-void writeSensor(Base::JsonWriter & writer, TempSensorStatus const & status, Pelm::String const & drive,
-                 bool present, StorageDevices::TempSensorSm::Wrapper const * wrapper) {
+void writeRange(Base::JsonWriter & writer, TempSensorStatus const & status) {
+   // Both are 0 until the first reading came with a range.
+   if (status.minTemperature().value() >= status.maxTemperature().value())
+      return;
+   Base::writeMember(writer, "min", status.minTemperature().value());
+   Base::writeMember(writer, "max", status.maxTemperature().value());
+}
+
+void writeSensor(Base::JsonWriter & writer, TempSensorConfig const & config, TempSensorStatus const & status,
+                 Pelm::String const & drive, bool present,
+                 StorageDevices::TempSensorSm::Wrapper const * wrapper) {
    bool const shown = present && status.temperature();
    writer.StartObject();
    Base::writeMember(writer, "drive", drive.view());
    if (shown)
       Base::writeMember(writer, status.temperature.id(), status.temperature()->value());
-   // Both are 0 until the first reading came with a range.
-   if (status.minTemperature().value() < status.maxTemperature().value()) {
-      Base::writeMember(writer, "min", status.minTemperature().value());
-      Base::writeMember(writer, "max", status.maxTemperature().value());
-   }
+   writeRange(writer, status);
+   Base::writeMember(writer, "overheat", config.overheat().value());
+   Base::writeMember(writer, "critical", config.critical().value());
    if (wrapper)
       Base::writeMember(writer, wrapper->unrealisticTempChangeThreshold.id(),
                         wrapper->unrealisticTempChangeThreshold().value());
@@ -122,7 +130,8 @@ JsonValue storageDevicesInfoJson(StorageDevicesInfo const & info) {
 
 JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorSm const * monitor) {
    Pelm::Ptr<StorageDevices::TempSensorSm const> const kept{monitor};
-   auto const write = [entities, kept](Base::JsonWriter & writer, Pelm::String const & sensor, auto const &) {
+   auto const write = [entities, kept](Base::JsonWriter & writer, Pelm::String const & sensor,
+                                       TempSensorConfig const & config) {
       auto const entity = entities.sensorStatus->entityPtr(sensor);
       auto const * status = dynamic_cast<TempSensorStatus const *>(entity.get());
       if (!status)
@@ -130,7 +139,7 @@ JsonValue temperatureJson(Entities const & entities, StorageDevices::TempSensorS
       Pelm::String const drive = driveOf(entities, sensor);
       auto const wrapper = kept ? kept->temperatureWrapper(drive) : nullptr;
       Base::writeText(writer, sensor.view());
-      writeSensor(writer, *status, drive, hasRecord(entities, drive), wrapper.get());
+      writeSensor(writer, config, *status, drive, hasRecord(entities, drive), wrapper.get());
    };
    return jsonObjectOfSome(entities.sensors->tempSensor, write);
 }

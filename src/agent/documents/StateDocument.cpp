@@ -46,11 +46,18 @@ void addUnit(JsonMembers & members, StateSources const & sources) {
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 
+JsonValue limitsJson(Config::VerdictLimits const & limits) {
+   return JsonMembers{}
+       .add("lifeWarning", numberJson(limits.lifeWarning))
+       .add("lifeFailing", numberJson(limits.lifeFailing));
+}
+
 void addVerdicts(JsonMembers & members, StateSources const & sources) {
    DiskVerdicts const & disks = sources.verdicts.disks();
    members.add("unit", unitJson(sources.verdicts.unit()))
        .add("verdicts", verdictsJson(disks, sources.readings))
-       .add("figures", figuresJson(disks, *sources.entities.devices));
+       .add("figures", figuresJson(disks, *sources.entities.devices))
+       .add("limits", limitsJson(sources.verdicts.limits()));
 }
 
 void addHealth(JsonMembers & members, StateSources const & sources, std::size_t history) {

@@ -20,18 +20,6 @@ void writeReason(Base::JsonWriter & writer, Reason const & reason, Vorn::Seconds
    writer.EndObject();
 }
 
-void writeVerdict(Base::JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset) {
-   writer.StartObject();
-   Base::writeMember(writer, "verdict", verdictWord(verdict.verdict()));
-   Base::writeMember(writer, "since", (verdict.since() + utcOffset).value());
-   writer.Key("reasons");
-   writer.StartArray();
-   for (Reason const & reason : verdict.reasons())
-      writeReason(writer, reason, utcOffset);
-   writer.EndArray();
-   writer.EndObject();
-}
-
 void writeFigures(Base::JsonWriter & writer, DiskFigures const & figures, bool present) {
    writer.StartObject();
    writeFigure(writer, "temperature", figures.temperature);
@@ -61,6 +49,16 @@ void writeUnit(Base::JsonWriter & writer, UnitVerdict const & unit) {
 
 }  // namespace
 
+void writeVerdictMembers(Base::JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset) {
+   Base::writeMember(writer, "verdict", verdictWord(verdict.verdict()));
+   Base::writeMember(writer, "since", (verdict.since() + utcOffset).value());
+   writer.Key("reasons");
+   writer.StartArray();
+   for (Reason const & reason : verdict.reasons())
+      writeReason(writer, reason, utcOffset);
+   writer.EndArray();
+}
+
 void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & disk) {
    writer.StartObject();
    Base::writeMember(writer, "name", disk.name().view());
@@ -79,7 +77,9 @@ void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & 
 
 JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings) {
    return jsonObject(disks.verdict, [&readings](Base::JsonWriter & writer, DiskVerdict const & verdict) {
-      writeVerdict(writer, verdict, readings.utcOffset());
+      writer.StartObject();
+      writeVerdictMembers(writer, verdict, readings.utcOffset());
+      writer.EndObject();
    });
 }
 

@@ -13,6 +13,9 @@ JsonValue verdictsJson(DiskVerdicts const & disks, Readings const & readings);
 JsonValue figuresJson(DiskVerdicts const & disks, StorageDevices::ConnectedDevices const & devices);
 JsonValue unitJson(UnitVerdict unit);
 
+// The members of a verdict. `utcOffset`: UTC minus framework time.
+void writeVerdictMembers(Base::JsonWriter & writer, DiskVerdict const & verdict, Vorn::Seconds utcOffset);
+
 // The members of a connected disk.
 void writeDisk(Base::JsonWriter & writer, StorageDevices::ConnectedDisk const & disk);
 

@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <exception>
@@ -17,6 +18,9 @@ namespace {
 // Real seconds.
 constexpr double usualPatience = 5;
 constexpr double closingPatience = 1;
+
+// Bytes that all clients together get in a turn of the loop: at most a block, and at least a piece each.
+constexpr std::size_t turnBytes = 32768;
 
 bool isTemporary(int error) {
    return error == EAGAIN || error == EINTR;
@@ -36,6 +40,7 @@ HttpConnection::HttpConnection(Base::UniqueFd & socket, HttpService const & serv
 }
 
 HttpConnection::~HttpConnection() {
+   answering_ -= state_ == State::answering ? 1 : 0;
    descriptor_->descriptorIs(-1);
 }
 
@@ -84,10 +89,11 @@ std::optional<HttpReply> HttpConnection::replyTo(std::string_view bytes) {
 }
 
 void HttpConnection::write() {
-   for (std::size_t sent = 0; sent < HttpReply::blockBytes;) {
+   std::size_t const share = std::min(HttpReply::blockBytes, turnBytes / answering_);
+   for (std::size_t sent = 0; sent < share;) {
       std::string_view const bytes = reply_->front();
       if (bytes.empty())
-         return close();
+         return restOrClose();
       ssize_t const count = send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
       if (count < 0)
          return isTemporary(errno) ? void() : end();
@@ -105,6 +111,13 @@ void HttpConnection::wait() {
       end();
 }
 
+void HttpConnection::restOrClose() {
+   if (reply_->restsUntil([this] { stateIs(State::answering); }))
+      stateIs(State::resting);
+   else
+      close();
+}
+
 void HttpConnection::close() {
    reply_.reset();
    shutdown(socket_.get(), SHUT_WR);
@@ -112,6 +125,8 @@ void HttpConnection::close() {
 }
 
 void HttpConnection::stateIs(State state) {
+   answering_ -= state_ == State::answering ? 1 : 0;
+   answering_ += state == State::answering ? 1 : 0;
    state_ = state;
    progress_ = Vorn::System::currentTime();
    clock_.timeMinIs(progress_ + patience());
@@ -120,6 +135,8 @@ void HttpConnection::stateIs(State state) {
 }
 
 Vorn::Seconds HttpConnection::patience() const {
+   if (state_ == State::resting)
+      return Vorn::Seconds::infinity();
    return Vorn::Host::timeSource().spanOf(state_ == State::closing ? closingPatience : usualPatience);
 }
 

@@ -1,14 +1,17 @@
 // A client's connection to the HTTP server, for one request and its answer:
 //
 //    reading    the request arrives, until the head is complete or refused
-//    answering  the answer is sent, a block per turn of the loop
+//    answering  the answer is sent: in each turn of the loop a block, or a share of one in a crowd
+//    resting    the answer pauses, and goes on when its document has more; the client may go
 //    closing    all is sent; the rest of the request is dropped until the client closes its end too
 //
 // A socket that is closed with bytes unread is reset, and a reset may overtake the answer. So the connection
 // does not close first. It ends with the client or at a time limit. That is five seconds for the whole
-// request, five without progress of the answer, and one until the client closes.
+// request, five without progress of the answer, and one until the client closes. A client that ends its half
+// while the answer pauses has gone.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -43,7 +46,7 @@ class HttpConnection {
    Vorn::Seconds progress() const { return state_ == State::closing ? 0 : progress_; }
 
  private:
-   enum class State { reading, answering, closing };
+   enum class State { reading, answering, resting, closing };
 
    void handleReadable() { orEnd(&HttpConnection::read); }
    void handleWritable() { orEnd(&HttpConnection::write); }
@@ -55,12 +58,15 @@ class HttpConnection {
    void receive(std::string_view bytes);
    void write();
    void wait();
+   void restOrClose();
    void close();
    void end() { ended_(*this); }
 
    std::optional<HttpReply> replyTo(std::string_view bytes);
    void stateIs(State state);
    Vorn::Seconds patience() const;
+
+   inline static std::size_t answering_ = 0;  // connections of all servers
 
    Base::UniqueFd socket_;
    HttpService const & service_;

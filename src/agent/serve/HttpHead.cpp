@@ -40,7 +40,7 @@ class HeadParser final : public http::basic_parser<true> {
       head_.target = text(target);
       head_.isOld = version == oldVersion;
    }
-   void on_field_impl(http::field field, string_view, string_view value, error_code & error) override {
+   void on_field_impl(http::field field, string_view name, string_view value, error_code & error) override {
       if (++fields_ > HttpHeadReader::mostFields)
          error = http::error::header_limit;
       if (field == http::field::transfer_encoding)
@@ -53,6 +53,8 @@ class HeadParser final : public http::basic_parser<true> {
          ++head_.hosts;
          head_.host = text(value);
       }
+      if (boost::beast::iequals(name, "Last-Event-ID"))
+         head_.lastEventId = text(value);
    }
    void on_response_impl(int, string_view, int, error_code &) override {}
    void on_header_impl(error_code &) override {}

@@ -9,10 +9,11 @@ namespace Agent {
 
 struct HttpHead {
    std::string method;
-   std::string target;  // as it was sent
-   bool isOld = false;  // HTTP/1.0, which has no chunked coding
-   unsigned hosts = 0;  // the number of Host fields
-   std::string host;    // the value of the last of them
+   std::string target;       // as it was sent
+   bool isOld = false;       // HTTP/1.0, which has no chunked coding
+   unsigned hosts = 0;       // the number of Host fields
+   std::string host;         // the value of the last of them
+   std::string lastEventId;  // of the last field of that name
 };
 
 // Reads a request in pieces, up to the end of its head. Accepts only lines that end with CR LF, none folded,

@@ -11,7 +11,7 @@ namespace {
 
 #define UNAVAILABLE                                                                              \
    "HTTP/1.1 503 Service Unavailable\r\nContent-Type: text/plain\r\nCache-Control: no-store\r\n" \
-   "Connection: close\r\n\r\n"
+   "X-Content-Type-Options: nosniff\r\nConnection: close\r\n\r\n"
 constexpr std::string_view noMemory =
     UNAVAILABLE "the agent has no memory for this answer; ask again later\n";
 constexpr std::string_view noDescriptor =

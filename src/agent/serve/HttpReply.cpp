@@ -28,6 +28,27 @@ class WholeText final : public Document {
    bool taken_ = false;
 };
 
+// A text of the program, which needs no memory to wait in.
+class ConstantText final : public Document {
+ public:
+   explicit ConstantText(std::string_view text) : rest_{text} {}
+
+   std::string_view next() override {
+      std::string_view const part = rest_.substr(0, HttpReply::blockBytes);
+      rest_.remove_prefix(part.size());
+      return part;
+   }
+
+ private:
+   std::string_view rest_;
+};
+
+std::unique_ptr<Document> documentOf(HttpAnswer & answer) {
+   if (!answer.constant.empty())
+      return std::make_unique<ConstantText>(answer.constant);
+   return answer.document ? std::move(answer.document) : std::make_unique<WholeText>(std::move(answer.body));
+}
+
 // In the form of RFC 9110: "Sun, 22 Nov 2026 06:11:15 GMT".
 std::string dateText() {
    std::time_t const now = std::time(nullptr);
@@ -42,18 +63,27 @@ std::string statusLine(unsigned status) {
    return "HTTP/1.1 " + std::to_string(status) + " " + std::string{reason.data(), reason.size()} + "\r\n";
 }
 
+// What a browser may do with an answer, were it markup: load what is served here, and nothing else. A text
+// becomes markup only through the page's own policy.
+constexpr char browserRules[] =
+    "X-Content-Type-Options: nosniff\r\n"
+    "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+    "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+    "require-trusted-types-for 'script'; trusted-types default\r\n";
+
 // The field by which the client finds the end of the body. A document of unknown length is chunked, or ends
 // with the connection.
 std::string lengthField(HttpAnswer const & answer, bool chunked) {
+   std::size_t const size = answer.constant.empty() ? answer.body.size() : answer.constant.size();
    if (!answer.document)
-      return "Content-Length: " + std::to_string(answer.body.size()) + "\r\n";
+      return "Content-Length: " + std::to_string(size) + "\r\n";
    return chunked ? "Transfer-Encoding: chunked\r\n" : "";
 }
 
 std::string headOf(HttpAnswer const & answer, bool chunked) {
    constexpr unsigned methodNotAllowed = 405;
    return statusLine(answer.status) + "Date: " + dateText() + "\r\nContent-Type: " + answer.contentType +
-          "\r\nCache-Control: no-store\r\nConnection: close\r\n" +
+          "\r\nCache-Control: no-store\r\nConnection: close\r\n" + browserRules +
           (answer.status == methodNotAllowed ? "Allow: GET, HEAD\r\n" : "") + lengthField(answer, chunked) +
           "\r\n";
 }
@@ -86,11 +116,10 @@ void QueuedBytes::countIs(std::size_t count) {
 
 HttpReply::HttpReply(HttpAnswer answer, bool headOnly, bool isOld)
     : chunked_{answer.document != nullptr && !isOld} {
-   constexpr std::size_t usualHead = 512;
+   constexpr std::size_t usualHead = 768;
    block_.reserve(blockBytes + usualHead);
    block_ += headOf(answer, chunked_);
-   document_ =
-       answer.document ? std::move(answer.document) : std::make_unique<WholeText>(std::move(answer.body));
+   document_ = documentOf(answer);
    nextPiece();  // where memory ends, nothing is sent yet
    if (headOnly)
       document_.reset();
@@ -109,15 +138,26 @@ std::string_view HttpReply::front() {
    return std::string_view{block_}.substr(sent_);
 }
 
+bool HttpReply::restsUntil(std::function<void()> const & more) {
+   if (!document_)
+      return false;
+   std::string{}.swap(block_);
+   sent_ = 0;
+   document_->whenMoreIs(more);
+   return true;
+}
+
 void HttpReply::nextPiece() {
    queued_.countIs(0);
    piece_ = document_->next();
    queued_.countIs(piece_.size());
 }
 
-// The piece's next part, or the end of the body.
+// The piece's next part, or the end of the body; nothing at a pause.
 void HttpReply::addBlock() {
    std::string_view const part = piece_.substr(0, blockBytes);
+   if (part.empty() && document_->pauses())
+      return;
    if (chunked_)
       block_ += chunkLine(part.size());
    block_ += part;

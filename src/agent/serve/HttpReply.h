@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -13,9 +14,11 @@ namespace Agent {
 struct HttpAnswer {
    unsigned status = 200;
    std::string contentType = "application/json";
-   std::string body;
+   std::string body = {};
    // Replaces `body` if set. When a document cannot be continued, the connection ends early.
    std::unique_ptr<Document> document = nullptr;
+   // Replaces both if not empty: a text that lives as long as the program.
+   std::string_view constant = {};
 };
 
 // Bytes written but not yet received, of all clients of all servers. An answer that would exceed it is ended.
@@ -45,10 +48,14 @@ class HttpReply {
    // exceptions of the document, such as std::bad_alloc.
    HttpReply(HttpAnswer answer, bool headOnly, bool isOld);
 
-   // The next bytes to send; empty at the end. Raises the document's exception when it cannot be continued.
+   // The next bytes to send; empty at the end, and while the document pauses. Raises the document's exception
+   // when it cannot be continued.
    std::string_view front();
    // That many bytes of `front` have been sent.
    void taken(std::size_t count) { sent_ += count; }
+   // When `front` is empty: whether the document pauses. Then `more` is called once when there may be more to
+   // send, and the reply keeps no memory for it meanwhile.
+   bool restsUntil(std::function<void()> const & more);
 
  private:
    void nextPiece();

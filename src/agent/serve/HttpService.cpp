@@ -36,7 +36,9 @@ HttpAnswer HttpService::served(HttpHead const & head) const {
                         "the Host of the request is neither this machine nor the address that is served\n"};
    if (head.method != "GET" && head.method != "HEAD")
       throw HttpRefusal{405, "only GET and HEAD are served here\n"};
-   return handler_(requestOf(head.target));
+   HttpRequest request = requestOf(head.target);
+   request.lastEventId = head.lastEventId;
+   return handler_(request);
 }
 
 }  // namespace Agent

@@ -13,6 +13,8 @@ struct HttpRequest {
    // Decoded, except for a text with an encoded NUL byte. Arguments without a value are left out.
    std::string path;
    std::vector<std::pair<std::string, std::string>> arguments;
+   // What the client of an event stream got last, by its own account; empty where it does not say.
+   std::string lastEventId = {};
 
    // The value of the first argument of that name; null without one.
    char const * argument(std::string_view name) const;

@@ -18,11 +18,13 @@ struct Reading {
       std::string reason;
       unsigned polls = 1;  // in a row
       bool hangs = false;  // the tool does not end by itself
+      bool operator==(Failure const &) const = default;
    };
 
    char const * source;                    // "smartctl", "nvme", "emmc" or "iostat"
    std::optional<Vorn::Seconds> lastGood;  // UTC; empty: never
    std::optional<Failure> failure;         // while it fails
+   bool operator==(Reading const &) const = default;
 };
 
 // What the monitors have recorded (`HealthReading`). A tool's reading also fails when, after the first run,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <tuple>
 
 #include "runtime/model/HealthFigures.h"
 
@@ -42,6 +43,15 @@ std::optional<Vorn::Seconds> lastRead(std::vector<Reading> const & readings) {
 
 }  // namespace
 
+bool DiskFigures::isEq(DiskFigures const & other) const {
+   auto const all = [](DiskFigures const & figures) {
+      return std::tie(figures.disk, figures.temperature, figures.lifeLeft, figures.powerOnHours,
+                      figures.bytesWritten, figures.bytesWrittenSinceBoot, figures.lastRead,
+                      figures.readings);
+   };
+   return all(*this) == all(other);
+}
+
 std::optional<double> lifeLeft(DiskRecords const & records) {
    using StorageDevices::lifeLeft;
    return first(of(records.nvme, lifeLeft), first(of(records.smart, lifeLeft), of(records.emmc, lifeLeft)));
@@ -64,6 +74,7 @@ Pelm::Ptr<DiskFigures const> figuresOf(DiskRecords const & records) {
    figures->bytesWrittenSinceBoot = of(records.ioStat, StorageDevices::bytesWritten);
    figures->bytesWritten = bytesInLife(records, figures->bytesWrittenSinceBoot.value_or(0));
    figures->lastRead = lastRead(records.readings);
+   figures->readings = records.readings;
    return figures;
 }
 

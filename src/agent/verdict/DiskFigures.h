@@ -2,7 +2,9 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
+#include "agent/tools/Readings.h"
 #include "agent/verdict/DiskRecords.h"
 #include "runtime/Pelm/Node.h"
 
@@ -19,6 +21,9 @@ struct DiskFigures : public Pelm::Node {
    std::optional<double> bytesWrittenSinceBoot;  // as the kernel counts them
    // UTC of the oldest good reading behind these figures; without health readings, of the I/O statistics.
    std::optional<Vorn::Seconds> lastRead;
+   std::vector<Reading> readings;  // all of its sources
+
+   bool isEq(DiskFigures const & other) const;
 };
 
 // Empty for the figures that the records do not have.

@@ -36,7 +36,9 @@ Vorn::Seconds verdictSince(Verdict verdict, std::vector<Reason> const & reasons,
 
 void DiskVerdicts::diskIs(Pelm::String const & serial, Pelm::Ptr<DiskVerdict const> const & newVerdict,
                           Pelm::Ptr<DiskFigures const> newFigures) {
-   figures.memberIs(serial, std::move(newFigures));
+   auto const known = figures(serial);
+   if (!known || !known->isEq(*newFigures))
+      figures.memberIs(serial, std::move(newFigures));
    auto const stored = verdict(serial);
    if (!stored || !stored->isEq(*newVerdict))
       verdict.memberIs(serial, newVerdict);

@@ -29,7 +29,7 @@ class DiskVerdicts : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskVerdict const>, DiskVerdicts> verdict{*this, "verdict"};
    Vorn::Collection<Pelm::String, Pelm::Ptr<DiskFigures const>, DiskVerdicts> figures{*this, "figures"};
 
-   // An equal verdict changes nothing.
+   // An equal verdict changes nothing, and neither do equal figures.
    void diskIs(Pelm::String const & serial, Pelm::Ptr<DiskVerdict const> const & newVerdict,
                Pelm::Ptr<DiskFigures const> newFigures);
    void diskDel(Pelm::String const & serial);
@@ -51,6 +51,8 @@ class Verdicts {
 
    void evaluate();
 
+   // As configured now.
+   Config::VerdictLimits const & limits() const { return limits_; }
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
    // Before all disks are identified none is missing, and the unit is not known to be in order.

@@ -66,10 +66,11 @@ TEST_F(MonitorDocumentTest, ShowsAFigureOfLifeOnceThereIsOne) {
 TEST_F(MonitorDocumentTest, ShowsASensorByNameWithItsDrive) {
    addSensor();
    auto const monitor = temperatureMonitor();
-   EXPECT_EQ(temperature(monitor.get()),
-             R"({"T1":{"drive":"S1","unrealisticTempChangeThreshold":20.0,"alarm":"none"}})");
+   EXPECT_EQ(temperature(monitor.get()), R"({"T1":{"drive":"S1","overheat":70.0,"critical":80.0,)"
+                                         R"("unrealisticTempChangeThreshold":20.0,"alarm":"none"}})");
    read(37);
    EXPECT_EQ(temperature(monitor.get()), R"({"T1":{"drive":"S1","temperature":37.0,"min":-40.0,"max":140.0,)"
+                                         R"("overheat":70.0,"critical":80.0,)"
                                          R"("unrealisticTempChangeThreshold":20.0,"alarm":"none"}})");
 }
 

@@ -94,9 +94,17 @@ TEST_F(StateDocumentTest, ShowsAllKeysOfAnEmptyUnit) {
                                   "verdicts",
                                   "figures",
                                   "unit",
+                                  "limits",
                                   "kernelLines",
                                   "log",
                                   "tools"}));
+}
+
+TEST_F(StateDocumentTest, ShowsTheLimitsOfWearAsTheyAreNow) {
+   limits = {20, 2.5};
+   auto const state = document(true);
+   EXPECT_EQ(state["limits"]["lifeWarning"].GetDouble(), 20);
+   EXPECT_EQ(state["limits"]["lifeFailing"].GetDouble(), 2.5);
 }
 
 TEST_F(StateDocumentTest, CountsFailedSamplesByCause) {

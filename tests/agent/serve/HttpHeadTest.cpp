@@ -57,6 +57,13 @@ TEST(HttpHeadTest, CountsTheHosts) {
    EXPECT_FALSE(head->isOld);
 }
 
+TEST(HttpHeadTest, ReadsTheLastEventOfAStreamsReader) {
+   unsigned status = 0;
+   EXPECT_EQ(headOf(requestWith("last-event-id:  17 \r\n"), status)->lastEventId, "17");
+   EXPECT_EQ(headOf(requestWith("Last-Event-ID: 1\r\nLast-Event-ID: x\r\n"), status)->lastEventId, "x");
+   EXPECT_EQ(headOf(requestWith("Last-Event-ID:\r\nLast-Event: 1\r\n"), status)->lastEventId, "");
+}
+
 TEST(HttpHeadTest, ReadsTheSameInWhateverPartsItArrives) {
    for (std::size_t const step : {1, 2, 3, 7, 1000}) {
       unsigned status = 0;

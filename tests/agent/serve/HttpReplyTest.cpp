@@ -49,6 +49,10 @@ TEST(HttpReplyTest, HasAHeadThatClientsUnderstand) {
                       "Content-Type: text/plain\r\n"
                       "Cache-Control: no-store\r\n"
                       "Connection: close\r\n"
+                      "X-Content-Type-Options: nosniff\r\n"
+                      "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
+                      "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
+                      "frame-ancestors 'none'; require-trusted-types-for 'script'; trusted-types default\r\n"
                       "Content-Length: 5\r\n\r\n"
                       "none\n"}
            .matchWhole(text)
@@ -89,7 +93,7 @@ TEST(HttpReplyTest, SendsTheSameInWhateverPartsItIsRead) {
 TEST(HttpReplyTest, OffersNoMoreThanABlockAtATime) {
    HttpReply reply{HttpAnswer{200, "x", std::string(100000, 'x')}, false, false};
    for (std::string_view next = reply.front(); !next.empty(); next = reply.front()) {
-      EXPECT_LE(next.size(), HttpReply::blockBytes + 512);
+      EXPECT_LE(next.size(), HttpReply::blockBytes + 768);
       reply.taken(next.size());
    }
 }
@@ -105,6 +109,16 @@ TEST(HttpReplyTest, CountsBodiesAndPiecesThatWait) {
    HttpReply const third{documentOf({half}), false, false};
    second.reset();
    HttpReply const fourth{HttpAnswer{200, "x", half}, false, false};
+}
+
+TEST(HttpReplyTest, SendsATextOfTheProgramWithItsLengthAndCountsNoneOfIt) {
+   std::string const text(mostQueuedBytes, 'x');
+   HttpReply const first{HttpAnswer{.constant = text}, false, false};
+   std::string const whole = textOf({HttpAnswer{.contentType = "x", .constant = text}, false, false});
+   EXPECT_NE(whole.find("Content-Length: " + std::to_string(text.size()) + "\r\n"), std::string::npos);
+   EXPECT_TRUE(bodyOf(whole) == text);
+   std::string const head = textOf({HttpAnswer{.contentType = "x", .constant = text}, true, false});
+   EXPECT_EQ(head.size(), whole.size() - text.size());
 }
 
 TEST(HttpReplyTest, SendsOnlyTheLengthForAHeadRequest) {

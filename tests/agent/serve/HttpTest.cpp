@@ -26,6 +26,7 @@ class HttpTest : public testing::Test {
       server = std::make_unique<Agent::HttpServer>(
           Agent::ListenSocket::atPath(path), [this](Agent::HttpRequest const & request) {
              paths.push_back(request.path);
+             lastEventId = request.lastEventId;
              if (request.path == "/raise")
                 throw std::runtime_error{"no such luck"};
              char const * const n = request.argument("n");
@@ -37,6 +38,7 @@ class HttpTest : public testing::Test {
    std::string path = folder.string() + "/status.sock";
    std::unique_ptr<Agent::HttpServer> server;
    std::vector<std::string> paths;
+   std::string lastEventId;
 };
 
 std::string body(std::string const & answer) {
@@ -54,6 +56,13 @@ TEST_F(HttpTest, AnswersGetWithTheHandlersStatusTypeAndBody) {
 
 TEST_F(HttpTest, AnswersNullForAMissingArgument) {
    EXPECT_EQ(body(httpGet(path, "/x?m=1")), "none");
+}
+
+TEST_F(HttpTest, PassesTheLastEventOfAStreamsReaderOn) {
+   HttpExchange{path, "GET /x HTTP/1.0\r\nLast-Event-ID: 17\r\n\r\n"}.answer();
+   EXPECT_EQ(lastEventId, "17");
+   httpGet(path, "/x?after=1");
+   EXPECT_EQ(lastEventId, "");
 }
 
 TEST_F(HttpTest, AnswersHeadWithoutABody) {

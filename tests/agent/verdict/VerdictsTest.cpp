@@ -163,6 +163,26 @@ TEST_F(VerdictsTest, KeepsTheRecordWhileNothingChanges) {
    EXPECT_EQ(verdicts.disks().verdict(serial), record);
 }
 
+TEST_F(VerdictsTest, KeepsTheFiguresWhileNeitherTheyNorAReadingChange) {
+   nvmeIsThere();
+   nvme().percentageUsedIs({"percent_used", 20});
+   verdicts.evaluate();
+   auto const figuresAfter = [this](Vorn::Seconds span) {
+      time->jumpBy(span);
+      verdicts.evaluate();
+      return verdicts.disks().figures(serial);
+   };
+   auto const first = figuresAfter(10);
+   EXPECT_EQ(figuresAfter(10), first);
+   nvme().percentageUsedIs({"percent_used", 21});
+   auto const worn = figuresAfter(10);
+   EXPECT_NE(worn, first);
+   readingFails("nvme");
+   auto const failing = figuresAfter(10);
+   EXPECT_NE(failing, worn);
+   EXPECT_EQ(figuresAfter(10), failing);
+}
+
 TEST_F(VerdictsTest, KeepsTheLastFiguresOfARemovedDiskUntilItComesBack) {
    nvmeIsThere();
    nvme().percentageUsedIs({"percent_used", 20});

@@ -109,6 +109,12 @@ class AgentProgramTest : public testing::Test {
       ASSERT_TRUE(waitInRealTime([] { return true; })) << "the agent does not answer";
    }
 
+   // With the monitors that wait until all disks are identified.
+   void startSettled() {
+      start();
+      ASSERT_TRUE(waitInRealTime([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
+   }
+
    // The process that listens on the socket, not a process that started it. -1: none listens.
    pid_t agentPid() const;
    void signalAgent(int signal) const { ASSERT_EQ(kill(agentPid(), signal), 0); }

@@ -43,10 +43,6 @@ class MonitorsTest : public AgentProgramTest {
       return found ? (*found)["text"].GetString() : "";
    }
    bool isTold(std::string_view name) { return message(name) != nullptr; }
-   void startSettled() {
-      start();
-      ASSERT_TRUE(waitInRealTime([&] { return state["mountPoints"].HasMember("/mnt/drive"); })) << log;
-   }
 
    bool kernelSays(std::string const & line) const {
       int const fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
