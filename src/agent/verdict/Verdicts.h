@@ -53,6 +53,7 @@ class Verdicts {
 
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
+   FileSystemTests const & fileSystemTests() const { return tests_; }
    // Before all disks are identified none is missing, and the unit is not known to be in order.
    UnitVerdict unit() const;
 
