@@ -142,7 +142,7 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
       return {200, "application/json", livenessDocument(lastTurnAge(), stalls())};
    }
    if (request.path == "/metrics")
-      return {200, metricsType, metricsText(lastTurnAge(), stalls())};
+      return metrics();
    if (PageFile const * const file = pageFile(request.path))
       return {.contentType = contentType(file->path), .constant = file->text};
    return {404, "text/plain",
@@ -157,16 +157,30 @@ Stalls StorageAgent::stalls() const {
    return watchdog_ ? watchdog_->stalls() : Stalls{};
 }
 
+// With the verdicts of now.
+StateSources StorageAgent::stateSources() {
+   verdicts_.evaluate();
+   return {monitors_.internalDevicesReady(),
+           Vorn::System::currentTimeUtc().value(),
+           monitors_.entities(),
+           monitors_.ioStatErrors(),
+           toolRuns_,
+           readings_,
+           verdicts_,
+           monitors_.recordKeepers(),
+           monitors_.kernelLines(),
+           log_.dropped()};
+}
+
 HttpAnswer StorageAgent::state(HttpRequest const & request) {
    auto const history = historyOf(request.argument("history"));
    if (!history)
       return {400, "text/plain", "history: must be a whole number, 0 or more, or \"all\"\n"};
-   verdicts_.evaluate();
-   return jsonAnswer(
-       stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc().value(),
-                      monitors_.entities(), monitors_.ioStatErrors(), toolRuns_, readings_, verdicts_,
-                      monitors_.recordKeepers(), monitors_.kernelLines(), log_.dropped()},
-                     *history));
+   return jsonAnswer(stateDocument(stateSources(), *history));
+}
+
+HttpAnswer StorageAgent::metrics() {
+   return {200, metricsType, {}, metricsDocument({stateSources(), messages_, stalls(), started_})};
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {

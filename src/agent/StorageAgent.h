@@ -11,6 +11,7 @@
 #include "StorageDevices/ApplianceTracker.h"
 #include "agent/Monitors.h"
 #include "agent/config/Config.h"
+#include "agent/documents/StateDocument.h"
 #include "agent/events/EventFeed.h"
 #include "agent/logs/MessageStore.h"
 #include "agent/logs/StderrLog.h"
@@ -53,7 +54,9 @@ class StorageAgent {
    void serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address = {});
    double lastTurnAge() const;  // seconds
    Stalls stalls() const;
+   StateSources stateSources();
    HttpAnswer state(HttpRequest const & request);
+   HttpAnswer metrics();
    HttpAnswer messages(HttpRequest const & request) const;
    HttpAnswer events(HttpRequest const & request);
 
@@ -61,6 +64,7 @@ class StorageAgent {
    StderrLog & log_;
    Reread reread_;
    MessageStore messages_;
+   Vorn::Seconds started_ = Vorn::System::currentTime();
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
    Signals signals_;
    ServiceManager serviceManager_;

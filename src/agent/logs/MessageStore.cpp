@@ -7,6 +7,12 @@ void MessageStore::add(Vorn::Host::LogMessage const & message) {
       messages_.pop_front();
    messages_.push_back(
        {++lastSequence_, message.utc.value(), &message.descriptor, message.arguments, message.text});
+   ++counts_[message.descriptor.name];
+}
+
+std::uint64_t MessageStore::count(std::string_view name) const {
+   auto const found = counts_.find(name);
+   return found == counts_.end() ? 0 : found->second;
 }
 
 StoredMessage const * MessageStore::firstAfter(std::uint64_t sequence) const {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <map>
+#include <string_view>
 #include <vector>
 
 #include "runtime/host/Log.h"
@@ -29,9 +31,12 @@ class MessageStore {
    StoredMessage const * firstAfter(std::uint64_t sequence) const;
    // The number of the latest message; 0 before the first.
    std::uint64_t lastSequence() const { return lastSequence_; }
+   // Messages of that name, dropped ones included.
+   std::uint64_t count(std::string_view name) const;
 
  private:
    std::deque<StoredMessage> messages_;
+   std::map<std::string_view, std::uint64_t> counts_;  // by the descriptor's name
    std::uint64_t lastSequence_ = 0;
 };
 

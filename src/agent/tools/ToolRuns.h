@@ -1,9 +1,13 @@
 // The results of the monitors' tool runs: counts since the start, and the latest runs.
 #pragma once
 
+#include <prometheus/histogram.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <map>
+#include <string>
 
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
@@ -22,6 +26,14 @@ class ToolRuns {
       Vorn::Seconds utc;
    };
 
+   // The runs of one tool, by result.
+   struct OfTool {
+      std::uint64_t ok = 0;
+      std::uint64_t failed = 0;  // within the time limit
+      std::uint64_t timedOut = 0;
+      prometheus::Histogram seconds{{0.01, 0.03, 0.1, 0.3, 1, 3, 10, 30, 60}};
+   };
+
    // Counts the tracker's runs from its construction on.
    explicit ToolRuns(Pelm::Ptr<Brul::ChildProcessTrackerSm const> const & tracker);
 
@@ -30,15 +42,21 @@ class ToolRuns {
    std::uint64_t failed() const { return failed_; }
    std::uint64_t timedOut() const { return timedOut_; }
 
+   // By the tool's name; those that have run.
+   std::map<std::string, OfTool> const & byTool() const { return byTool_; }
+
    // The latest runs, newest last.
    std::deque<Ended> const & last() const { return last_; }
 
    void handleFinishedRun(Vorn::Change<Pelm::Ptr<Brul::FinishedRun const>> const & change);
 
  private:
+   void countTool(Brul::FinishedRun const & run);
+
    std::uint64_t runs_ = 0;
    std::uint64_t failed_ = 0;
    std::uint64_t timedOut_ = 0;
+   std::map<std::string, OfTool> byTool_;
    std::deque<Ended> last_;
    Vorn::NotifieeConst reactor_;
 };

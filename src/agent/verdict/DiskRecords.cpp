@@ -67,7 +67,11 @@ void addMount(DiskRecords & records, MountPtMonitorSm const & monitor, FileSyste
    records.mount = faultOf(monitor, *records.disk);
 }
 
-void addHealth(DiskRecords & records, Pelm::String const & serial, Entities const & entities) {
+}  // namespace
+
+DiskRecords healthRecordsOf(Pelm::String const & serial, Entities const & entities) {
+   DiskRecords records;
+   records.disk = entities.devices->disk(serial);
    auto const bus = records.disk->busType();
    if (bus == BusType::other)
       records.emmc = entities.emmc->deviceData(serial);
@@ -78,15 +82,12 @@ void addHealth(DiskRecords & records, Pelm::String const & serial, Entities cons
    records.ioStat = entities.ioStat->ioStatData(serial);
    records.sensor = sensorOf(entities, serial);
    records.kernelErrors = entities.kernelErrors->fsList(serial);
+   return records;
 }
-
-}  // namespace
 
 DiskRecords recordsOf(Pelm::String const & serial, Entities const & entities, Readings const & readings,
                       StorageDevices::MountPtMonitorManagerSm const * manager, FileSystemTests & tests) {
-   DiskRecords records;
-   records.disk = entities.devices->disk(serial);
-   addHealth(records, serial, entities);
+   DiskRecords records = healthRecordsOf(serial, entities);
    Pelm::String const & mountPoint = records.disk->mountPoint();
    auto const monitor = manager ? manager->mountPtMonitorSm(mountPoint) : nullptr;
    if (monitor && entities.devices->getDiskMountedAt(mountPoint) == serial)

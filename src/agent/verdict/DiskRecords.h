@@ -36,6 +36,9 @@ struct DiskRecords {
 DiskRecords recordsOf(Pelm::String const & serial, Entities const & entities, Readings const & readings,
                       StorageDevices::MountPtMonitorManagerSm const * manager, FileSystemTests & tests);
 
+// The same without its file system and its readings.
+DiskRecords healthRecordsOf(Pelm::String const & serial, Entities const & entities);
+
 // The drive that a sensor shows; of several configured drives one that has a record.
 Pelm::String driveOf(Entities const & entities, Pelm::String const & sensor);
 bool hasRecord(Entities const & entities, Pelm::String const & serial);

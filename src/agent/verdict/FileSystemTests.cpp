@@ -20,26 +20,65 @@ bool isTheSame(FsHealthSm const & test) {
 
 FileSystemTests::Result FileSystemTests::sample(StorageDevices::MountPtMonitorSm const & monitor,
                                                 Pelm::String const & disk) {
+   OfMount & mount = mounts_[monitor.mountPt()];
+   bool const hadNoDirectory = mount.latest == Result::noDirectory;
+   mount.latest = resultOf(mount, monitor, disk);
+   if (mount.latest == Result::noDirectory && !hadNoDirectory)
+      ++mount.failures;
+   return mount.latest;
+}
+
+FileSystemTests::Result FileSystemTests::resultOf(OfMount & mount,
+                                                  StorageDevices::MountPtMonitorSm const & monitor,
+                                                  Pelm::String const & disk) {
    auto const & test = monitor.fsHealthSm();
    if (!test || !test->running()) {
-      seen_.erase(monitor.mountPt());
+      mount.seen.reset();
       return Result::none;
    }
-   Seen & seen = seen_.try_emplace(monitor.mountPt(), Seen{.disk = disk}).first->second;
+   if (!mount.seen)
+      mount.seen = Seen{.disk = disk};
+   Seen & seen = *mount.seen;
    if (seen.disk != disk)
       seen = {disk, Result::none, true, test->syslogTriggered(), test->nonSyslogErrorCount()};
    if (test->state() == State::setup)
       return Result::noDirectory;
-   if (test->state() != State::idle)
+   if (test->state() != State::idle) {
       seen.evaluated = false;
-   else if (isOver(seen, *test))
+   } else if (isOver(seen, *test)) {
       evaluate(seen, *test);
+      mount.failures += seen.result == Result::good ? 0 : 1;
+   }
    return seen.result;
 }
 
 void FileSystemTests::diskDel(Pelm::String const & mountPoint) {
-   if (auto const found = seen_.find(mountPoint); found != seen_.end())
-      found->second.disk = Pelm::String{};
+   auto const found = mounts_.find(mountPoint);
+   if (found == mounts_.end())
+      return;
+   found->second.latest = Result::none;
+   if (found->second.seen)
+      found->second.seen->disk = Pelm::String{};
+}
+
+FileSystemTests::Result FileSystemTests::latest(Pelm::String const & mountPoint) const {
+   auto const found = mounts_.find(mountPoint);
+   return found == mounts_.end() ? Result::none : found->second.latest;
+}
+
+std::uint64_t FileSystemTests::failures(Pelm::String const & mountPoint) const {
+   auto const found = mounts_.find(mountPoint);
+   return found == mounts_.end() ? 0 : found->second.failures;
+}
+
+std::optional<bool> FileSystemTests::wrote(Result result) {
+   if (result == Result::none)
+      return std::nullopt;
+   return result == Result::good || result == Result::notRead || result == Result::notTheSame;
+}
+
+std::optional<bool> FileSystemTests::readBack(Result result) {
+   return wrote(result).value_or(false) ? std::optional{result == Result::good} : std::nullopt;
 }
 
 // Whether a test other than the evaluated one has ended; a test that cannot begin ends at once.

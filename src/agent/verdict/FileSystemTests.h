@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 
 #include "StorageDevices/MountPtMonitorSm.h"
 #include "runtime/Pelm/String.h"
@@ -29,6 +30,16 @@ class FileSystemTests {
    // The disk at that mount point is gone: its results do not apply to the next one.
    void diskDel(Pelm::String const & mountPoint);
 
+   // As of the latest sample.
+   Result latest(Pelm::String const & mountPoint) const;
+   // Tests there that failed, those of former disks included.
+   std::uint64_t failures(Pelm::String const & mountPoint) const;
+
+   // Whether a test with that result has written its block, and read the same back. Empty: it did not come to
+   // that.
+   static std::optional<bool> wrote(Result result);
+   static std::optional<bool> readBack(Result result);
+
  private:
    struct Seen {
       Pelm::String disk;
@@ -38,10 +49,18 @@ class FileSystemTests {
       std::uint64_t otherErrors = 0;  // that were only traced, up to the evaluation
    };
 
+   struct OfMount {
+      std::optional<Seen> seen;  // while its test runs
+      Result latest = Result::none;
+      std::uint64_t failures = 0;
+   };
+
+   static Result resultOf(OfMount & mount, StorageDevices::MountPtMonitorSm const & monitor,
+                          Pelm::String const & disk);
    static bool isOver(Seen const & seen, StorageDevices::FsHealthSm const & test);
    static void evaluate(Seen & seen, StorageDevices::FsHealthSm const & test);
 
-   std::map<Pelm::String, Seen> seen_;  // by mount point
+   std::map<Pelm::String, OfMount> mounts_;  // by mount point
 };
 
 }  // namespace Agent

@@ -15,6 +15,9 @@ namespace Agent {
 // From the best to the worst: of several the last one decides.
 enum class Verdict { ok, unknown, warning, absent, failing };
 
+inline constexpr std::array everyVerdict{Verdict::ok, Verdict::unknown, Verdict::warning, Verdict::absent,
+                                         Verdict::failing};
+
 // As documents spell it.
 constexpr char const * verdictWord(Verdict verdict) {
    constexpr std::array words{"ok", "unknown", "warning", "absent", "failing"};

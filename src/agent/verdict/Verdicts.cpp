@@ -78,7 +78,9 @@ void Verdicts::evaluateGone() {
       DiskRecords records;
       records.disk = disk;
       records.present = false;
-      tests_.diskDel(disk->mountPoint());
+      // Its place may have another disk by now, with tests of its own.
+      if (entities_.devices->getDiskMountedAt(disk->mountPoint()).empty())
+         tests_.diskDel(disk->mountPoint());
       if (disk->removable())
          disks_->diskDel(disk->name());
       else

@@ -55,6 +55,7 @@ class Verdicts {
    Config::VerdictLimits const & limits() const { return limits_; }
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
+   FileSystemTests const & fileSystemTests() const { return tests_; }
    // Before all disks are identified none is missing, and the unit is not known to be in order.
    UnitVerdict unit() const;
 

@@ -6,50 +6,12 @@
 #include <string>
 #include <tuple>
 
-#include "StorageDevices/Factories.h"
-#include "tests/support/MountPoint.h"
-#include "tests/support/UnitOfRecords.h"
+#include "tests/support/MountedDisk.h"
 
 namespace Agent {
 namespace {
 
-// A mount point that the monitors of the library watch, in a folder that stands in for it.
-class MountedDiskTest : public Support::UnitOfRecords {
- protected:
-   struct Helper final : public MountPtMonitorHelper {
-      MountState mountState(Pelm::String const &) const override { return answer; }
-      MountState answer{true, false, "/dev/sda1", 512};
-   };
-
-   MountedDiskTest() {
-      MountPtMonitorHelper::creatorIs([this] { return helper; });
-      Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
-      manager = StorageDevices::mountPtMonitorManagerSmFactory(entities.devices);
-   }
-   ~MountedDiskTest() override { MountPtMonitorHelper::creatorIs(nullptr); }
-
-   StorageDevices::FsHealthSm & test() const {
-      return *manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm();
-   }
-   bool begins() {
-      return eventually(
-          [this] { return manager->mountPtMonitorSm(folder.string().c_str())->fsHealthSm() != nullptr; });
-   }
-   bool becomes(std::string const & wanted, Vorn::Seconds span = 2000) {
-      bool const seen = eventually([&] { return reasons() == wanted; }, span);
-      EXPECT_TRUE(seen) << reasons();
-      return seen;
-   }
-   // A whole test, from one pause to the next.
-   void oneTestGoesBy() {
-      using State = StorageDevices::FsHealthSmState;
-      ASSERT_TRUE(eventually([this] { return test().state() != State::idle; }, 100000));
-      ASSERT_TRUE(eventually([this] { return test().state() == State::idle; }, 100000));
-   }
-
-   Support::TempDir folder{Support::folderWithDirectIo()};
-   Pelm::Ptr<Helper> helper = Pelm::make<Helper>();
-};
+using MountedDiskTest = Support::MountedDisk;
 
 TEST_F(MountedDiskTest, ReportsWriteTestFailedUntilATestSucceeds) {
    ASSERT_TRUE(begins());
@@ -186,6 +148,20 @@ TEST_F(MountedDiskTest, DoesNotReportWriteTestFailedForTheNextDisk) {
    time->jumpBy(80000);  // most of the pause after a failure
    oneTestGoesBy();
    EXPECT_EQ(reasons(), "write-test-failed: write test failed");
+}
+
+TEST_F(MountedDiskTest, ReportsWriteTestFailedForADiskInThePlaceOfAnAbsentOne) {
+   char const another[] = "KS0002";
+   ASSERT_TRUE(begins());
+   entities.devices->diskDel(serial);
+   ASSERT_EQ(reasons(), "removed: removed");
+   Support::DiskFields{.name = another, .mountPoint = folder.string()}.writeTo(*entities.devices);
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EIO);
+   verdicts.evaluate();
+   ASSERT_TRUE(eventually([&] { return !verdicts.disks().verdict(another)->reasons().empty(); }, 100000));
+   EXPECT_STREQ(verdicts.disks().verdict(another)->reasons().front().code, "write-test-failed");
+   EXPECT_EQ(reasons(), "removed: removed");
 }
 
 TEST_F(MountedDiskTest, ReportsMountGoneForAFormerMount) {
