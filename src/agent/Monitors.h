@@ -48,6 +48,8 @@ class Monitors {
 
    Entities const & entities() const { return entities_; }
    bool internalDevicesReady() const { return discovery_ && discovery_->internalDevicesReady(); }
+   // Ready, and no device waits to be classified.
+   bool allDevicesKnown() const { return internalDevicesReady() && discovery_->unclassifiedDevice.empty(); }
    IoStatErrors ioStatErrors() const;
    // Empty while the agent forwards no lines of the kernel.
    std::optional<KernelLineCounts> kernelLines() const {

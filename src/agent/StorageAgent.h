@@ -77,7 +77,8 @@ class StorageAgent {
                             [this](int severity, std::string const & text) { log_.notice(severity, text); }};
    Readings readings_{monitors_.entities()};
    Verdicts verdicts_{monitors_.entities(), config_.verdict, readings_,
-                      [this] { return monitors_.recordKeepers().mountPoints; }};
+                      [this] { return monitors_.recordKeepers().mountPoints; },
+                      [this] { return monitors_.allDevicesKnown(); }};
    EventFeed events_{messages_, verdicts_.disks(), readings_};
    std::vector<std::unique_ptr<HttpServer>> servers_;
 };

@@ -1,10 +1,12 @@
 // What reports take of memory, and what becomes of them without it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <utility>
 
 #include "tests/StorageDevices/SmartDataMonitorSmTest.h"
 #include "tests/support/MemoryLimit.h"
+#include "tests/support/RealTimeLimit.h"
 
 namespace StorageDevices {
 
@@ -15,6 +17,8 @@ constexpr std::size_t largeOutput = 3993600;  // bytes, just below what a tool m
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers need more address space than these limits
 
 TEST_F(SmartDataMonitorSmTest, UsesNoMoreMemoryForThousandsOfLargeReportsThanForTheFirst) {
+   // Code that is not optimised takes some twenty seconds of processor time.
+   Support::RealTimeLimit const limit{std::chrono::minutes{5}};
    constexpr int readings = 2000;
    constexpr int first = 200;
    std::string rows = hoursRow;

@@ -50,9 +50,6 @@ TEST_F(InstalledHostTest, WatchesItsDisks) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    discovery->maybeInsertDisk("U1", devices->disk("S1"));
    discovery->handleDeletion();
-   expectLinked(&ConnectedDevicesSm::handleInitialized, &ConnectedDevicesSm::handleSocket,
-                &ConnectedDevicesSm::handleDisk, &ConnectedDevicesSm::handleAddEvent,
-                &ConnectedDevicesSm::handleRemoveEvent, &ConnectedDevicesSm::vornDoZombieReactors);
 }
 
 TEST_F(InstalledHostTest, WaitsForACollectorOfItsOwn) {
@@ -84,7 +81,22 @@ TEST_F(InstalledHostTest, LogsTheMissingDiskAndTheOneThatGoes) {
    EXPECT_EQ(detection->fruConfig(), fruConfig);
    EXPECT_EQ(detection->devices(), devices);
    EXPECT_EQ(logged.size(), 2U);
-   expectLinked(&DeviceDetectionSm::handleInitialized, &DeviceDetectionSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesADetectionOfItsOwn) {
+   fruConfig->expectedMountsIs("drive");
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   addDisk("S2", ConnectedDisk::BusType::sata, "/dev/sdb");
+   auto const detection = Pelm::make<DeviceDetectionSm>(fruConfig, devices);
+   EXPECT_TRUE(logged.empty());
+   detection->handleInitialized();
+   EXPECT_EQ(logged.size(), 1U);
+   detection->vornDoZombieReactors(true);
+   devices->diskDel("S1");
+   EXPECT_EQ(logged.size(), 1U);
+   detection->vornDoZombieReactors(false);
+   devices->diskDel("S2");
+   EXPECT_EQ(logged.size(), 2U);
 }
 
 TEST_F(InstalledHostTest, StartsOnceItsDisksAreSettled) {
@@ -137,7 +149,25 @@ TEST_F(InstalledHostTest, CompletesTheRecordOfADisk) {
    EXPECT_EQ(collector->publisher(), &collector->finalDisk.publisher());
    EXPECT_EQ(collector->typeData(), typeid(Collector));
    EXPECT_EQ(collector->finalDiskDel()->name(), "S2");
-   expectLinked(&DiskInfoCollectorSm::finalDiskIs);
+}
+
+TEST_F(InstalledHostTest, PublishesARecordOfADiskOfItsOwn) {
+   addDisk("S1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
+   auto const collector = Pelm::make<Collector>(devices->disk("S1"));
+   auto const publish = [&](std::uint32_t sizeGb) {
+      return collector->finalDiskIs("S3", EntityMib::StorageType::eMmc, "/dev/mmcblk1", "/mnt/flash", "Chip",
+                                    "2", true, ConnectedDisk::BusType::other, "mmc1", sizeGb);
+   };
+   auto const disk = publish(32);
+   EXPECT_EQ(collector->finalDisk(), disk);
+   EXPECT_EQ(disk->name(), "S3");
+   EXPECT_EQ(disk->blockDevice(), "/dev/mmcblk1");
+   EXPECT_EQ(disk->mountPoint(), "/mnt/flash");
+   EXPECT_TRUE(disk->removable());
+   EXPECT_EQ(disk->sizeGb(), 32U);
+   EXPECT_EQ(publish(32), disk);
+   EXPECT_NE(publish(64), disk);
+   EXPECT_EQ(collector->finalDisk()->sizeGb(), 64U);
 }
 
 TEST_F(InstalledHostTest, KeepsItsSetOfDisks) {

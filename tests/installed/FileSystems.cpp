@@ -67,7 +67,21 @@ TEST_F(InstalledHostTest, EntersTheStatesOfATest) {
    test->stateIs(State::idle);
    EXPECT_EQ(test->state().stringValue(), "idle");
    EXPECT_EQ(State::sequenceToValue(std::begin("setup"), std::end("setup") - 1), State::setup);
-   expectLinked(&FsHealthSm::handleInitialized, &FsHealthSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesATestOfItsOwn) {
+   auto const test = Pelm::make<FsHealthSm>(folder.c_str(), blkSize, devices);
+   test->start();
+   EXPECT_FALSE(test->running());
+   test->handleInitialized();
+   EXPECT_TRUE(test->initialized());
+   test->start();
+   ASSERT_EQ(test->state(), State::writeTest);
+   test->vornDoZombieReactors(true);
+   Vorn::Host::runFor(86400);
+   EXPECT_EQ(test->state(), State::writeTest);
+   test->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return test->state() == State::idle; }));
 }
 
 TEST_F(InstalledHostTest, MakesTheCallsOfATest) {
@@ -147,7 +161,18 @@ TEST_F(InstalledHostTest, WatchesAMountPoint) {
    monitor->fsHealthSmIs(folder.c_str(), blkSize, devices);
    EXPECT_TRUE(monitor->initialized());
    EXPECT_LE(monitor->initialMountFailuresRemaining(), 12U);
-   expectLinked(&MountPtMonitorSm::handleInitialized, &MountPtMonitorSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesAMonitorOfItsOwn) {
+   auto const monitor = Pelm::make<MountPtMonitorSm>(folder.c_str(), Pelm::make<Helper>(), devices);
+   EXPECT_FALSE(monitor->initialized());
+   monitor->handleInitialized();
+   EXPECT_TRUE(monitor->initialized());
+   monitor->vornDoZombieReactors(true);
+   Vorn::Host::runFor(600);
+   EXPECT_FALSE(monitor->fsHealthSm());
+   monitor->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return bool{monitor->fsHealthSm()}; }));
 }
 
 TEST_F(InstalledHostTest, WatchesTheMountPointsOfItsFixedDisks) {
@@ -164,7 +189,22 @@ TEST_F(InstalledHostTest, WatchesTheMountPointsOfItsFixedDisks) {
    EXPECT_EQ(manager->mountPtMonitorSm.size(), 1U);
    manager->mountPtMonitorSmDelAll();
    EXPECT_TRUE(manager->mountPtMonitorSm.empty());
-   expectLinked(&MountPtMonitorManagerSm::handleInitialized, &MountPtMonitorManagerSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StopsAndResumesAllMonitorsAtOnce) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   MountPtMonitorHelper::creatorIs([] { return Pelm::Ptr<MountPtMonitorHelper>{Pelm::make<Helper>()}; });
+   auto const manager = Pelm::make<MountPtMonitorManagerSm>(devices);
+   EXPECT_TRUE(manager->mountPtMonitorSm.empty());
+   manager->handleInitialized();
+   MountPtMonitorHelper::creatorIs(nullptr);
+   auto const monitor = manager->mountPtMonitorSm(folder.c_str());
+   ASSERT_TRUE(monitor);
+   manager->vornDoZombieReactors(true);
+   Vorn::Host::runFor(600);
+   EXPECT_FALSE(monitor->fsHealthSm());
+   manager->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return bool{monitor->fsHealthSm()}; }));
 }
 
 }  // namespace

@@ -73,7 +73,6 @@ TEST_F(InstalledHostTest, ReadsSmartData) {
    EXPECT_FALSE(couldNotStart(*run->sm()->finishedRun()));
    EXPECT_EQ(runMeaning(*run->sm()->finishedRun()), "ok");
    EXPECT_EQ(runMeaning("smartctl", 8, false), "SMART reports that the disk is failing");
-   expectLinked(&DataMonitorSm::handleInitialized, &DataMonitorSm::vornDoZombieReactors);
 }
 
 TEST_F(InstalledHostTest, ReadsTheSmartLogOfNvmeDrives) {
@@ -134,6 +133,22 @@ TEST_F(InstalledHostTest, ReadsTheRegistersOfEmmcDevices) {
    EXPECT_TRUE(EmmcDataAccess::getEmmcAttrs(folder.string(), *data->deviceData("E1")));
 }
 
+TEST_F(InstalledHostTest, StartsStopsAndResumesAPollingMonitorOfItsOwn) {
+   addDisk("E1", ConnectedDisk::BusType::other, "/dev/mmcblk0");
+   auto const data = Pelm::make<EmmcData>();
+   auto const monitor = Pelm::make<EmmcDataMonitorSm>(pollInterval, devices, data);
+   EXPECT_FALSE(monitor->initialized());
+   monitor->handleInitialized();
+   EXPECT_TRUE(monitor->initialized());
+   EXPECT_TRUE(data->deviceData("E1"));
+   EXPECT_TRUE(eventually([&] { return monitor->pollCount() == 1; }));
+   monitor->vornDoZombieReactors(true);
+   Vorn::Host::runFor(600);
+   EXPECT_EQ(monitor->pollCount(), 1U);
+   monitor->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return monitor->pollCount() == 2; }));
+}
+
 TEST_F(InstalledHostTest, KeepsTheStatisticsOfItsDisks) {
    write("stat", "1 0 8 0 2 0 16 0 0 0 0\n");
    setenv("STORAGEDEVICES_IOSTAT_PATH_BASE", (folder / "stat").c_str(), 1);
@@ -161,7 +176,25 @@ TEST_F(InstalledHostTest, KeepsTheStatisticsOfItsDisks) {
    EXPECT_EQ(monitor->pollInterval(), pollInterval);
    EXPECT_EQ(monitor->connectedDevices(), devices);
    EXPECT_EQ(monitor->ioStatData(), data);
-   expectLinked(&IOStatSm::handleInitialized, &IOStatSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesStatisticsOfItsOwn) {
+   write("stat", "1 0 8 0 2 0 16 0 0 0 0\n");
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const data = Pelm::make<IOStatData>();
+   auto const monitor = Pelm::make<IOStatSm>(pollInterval, devices, data);
+   monitor->ioStatPathBaseIs((folder / "stat").c_str());
+   EXPECT_FALSE(monitor->initialized());
+   monitor->handleInitialized();
+   EXPECT_TRUE(monitor->initialized());
+   auto const history = data->ioStatData("S1");
+   ASSERT_TRUE(history);
+   EXPECT_EQ(history->size(), 1U);
+   monitor->vornDoZombieReactors(true);
+   Vorn::Host::runFor(600);
+   EXPECT_EQ(history->size(), 1U);
+   monitor->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return history->size() == 2; }));
 }
 
 TEST_F(InstalledHostTest, FollowsTheLifeOfItsDisks) {
@@ -201,7 +234,30 @@ TEST_F(InstalledHostTest, FollowsTheLifeOfItsDisks) {
    monitor->deviceLifetimeChangeDel("S1");
    monitor->deviceLifetimeChangeDelAll();
    EXPECT_TRUE(monitor->deviceLifetimeChange.empty());
-   expectLinked(&DeviceLifetimeMonitorSm::handleInitialized, &DeviceLifetimeMonitorSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesALifetimeMonitorOfItsOwn) {
+   addDisk("N1", ConnectedDisk::BusType::nvme, "/dev/nvme0n1");
+   auto const nvme = Pelm::make<NvmeData>();
+   nvme->deviceDataIs("N1");
+   auto const used = [&](int percent) {
+      nvme->deviceData("N1")->percentageUsedIs({"percent_used", percent});
+   };
+   auto const monitor = Pelm::make<DeviceLifetimeMonitorSm>(
+       devices, Pelm::make<EmmcData>(), nvme, Pelm::make<SmartData>(), Pelm::make<IOStatData>());
+   used(10);
+   EXPECT_FALSE(monitor->deviceLifetimeChange("N1"));
+   monitor->handleInitialized();
+   used(20);
+   auto const change = monitor->deviceLifetimeChange("N1");
+   ASSERT_TRUE(change);
+   EXPECT_EQ(change->lastValue(), 80);
+   monitor->vornDoZombieReactors(true);
+   used(30);
+   EXPECT_EQ(change->lastValue(), 80);
+   monitor->vornDoZombieReactors(false);
+   used(40);
+   EXPECT_EQ(change->lastValue(), 60);
 }
 
 TEST_F(InstalledHostTest, ShowsTheTemperaturesOfItsDisks) {
@@ -237,8 +293,34 @@ TEST_F(InstalledHostTest, ShowsTheTemperaturesOfItsDisks) {
    monitor->nvmeDeviceDataIs(nvme->deviceData("N1"));
    monitor->nvmeDeviceDataDelAll();
    EXPECT_TRUE(TempSensorSmIs(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>()));
-   expectLinked(&TempSensorSm::temperatureWrapperIs, &TempSensorSm::handleInitialized,
-                &TempSensorSm::handleNvmeTemperature, &TempSensorSm::vornDoZombieReactors);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesTemperaturesOfItsOwn) {
+   auto const sensors = Pelm::make<Environment::Temperature::Config>();
+   sensors->tempSensorIs("Drive", "the drive", 70.0, 80.0);
+   fruConfig->serialToSensorMapIs("N1", "Drive");
+   auto const dir = Pelm::make<Vorn::Dir>();
+   auto const nvme = Pelm::make<NvmeData>();
+   nvme->deviceDataIs("N1");
+   auto const temperatureIs = [&](int celsius) {
+      nvme->deviceData("N1")->temperatureCelsiusIs({"temperature", celsius});
+   };
+   auto const monitor = Pelm::make<TempSensorSm>(fruConfig, sensors, dir, nvme, Pelm::make<SmartData>());
+   EXPECT_FALSE(dir->entityPtr("Drive"));
+   monitor->handleInitialized();
+   auto const * const status =
+       dynamic_cast<Environment::Temperature::TempSensorStatus const *>(dir->entityPtr("Drive").get());
+   ASSERT_TRUE(status);
+   temperatureIs(37);
+   EXPECT_EQ(status->temperature(), Environment::Temperature::Celsius{37});
+   monitor->vornDoZombieReactors(true);
+   temperatureIs(38);
+   EXPECT_EQ(status->temperature(), Environment::Temperature::Celsius{37});
+   monitor->handleNvmeTemperature("N1");
+   EXPECT_EQ(status->temperature(), Environment::Temperature::Celsius{38});
+   monitor->vornDoZombieReactors(false);
+   temperatureIs(39);
+   EXPECT_EQ(status->temperature(), Environment::Temperature::Celsius{39});
 }
 
 }  // namespace

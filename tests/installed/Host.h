@@ -56,6 +56,11 @@ class InstalledHostTest : public testing::Test {
       devices->diskIs(name, EntityMib::StorageType::sataSsd, blockDevice, folder.c_str(), "Model", "1.0",
                       false, busType, "1", 240);
    }
+   // Some turns of the loop. Virtual time stands still while a descriptor is readable.
+   static void turn() {
+      for (int i = 0; i < 10; ++i)
+         Vorn::Host::turn(0);
+   }
    static bool eventually(std::function<bool()> const & condition) {
       return Vorn::Host::runUntil(condition, Vorn::System::currentTime() + 600);
    }
@@ -67,11 +72,5 @@ class InstalledHostTest : public testing::Test {
    Pelm::Ptr<StorageDevices::ConnectedDevices> devices = Pelm::make<StorageDevices::ConnectedDevices>();
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker = Pelm::make<Brul::ChildProcessTrackerSm>();
 };
-
-// For what only the framework calls: that it can be linked is all that a host asks of it.
-template <class... Operation>
-void expectLinked(Operation... operation) {
-   EXPECT_TRUE(((operation != nullptr) && ...));
-}
 
 }  // namespace InstalledHost

@@ -37,8 +37,30 @@ TEST_F(InstalledHostTest, LogsErrorsThatTheKernelReports) {
    watcher->handleDeviceAddRem("S1");
    EXPECT_GE(info->fsList("S1")->disconnectCount(), 1U);
    watcher->handleDestruction();
-   expectLinked(&StorageDeviceErrWatcherSm::handleInitialized,
-                &StorageDeviceErrWatcherSm::vornDoZombieReactors);
+}
+
+// As another program on the machine does.
+void sendLine(StorageDeviceErrWatcherSm const & watcher, std::string const & line) {
+   int const sender = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   EXPECT_EQ(sendto(sender, line.data(), line.size(), 0,
+                    reinterpret_cast<sockaddr const *>(&watcher.sockAddr()), sizeof watcher.sockAddr()),
+             static_cast<ssize_t>(line.size()));
+   close(sender);
+}
+
+TEST_F(InstalledHostTest, StartsStopsAndResumesAWatcherOfItsOwn) {
+   addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
+   auto const watcher = Pelm::make<StorageDeviceErrWatcherSm>(Pelm::make<StorageDevicesInfo>(), devices,
+                                                              (folder / "kernel").c_str());
+   EXPECT_EQ(watcher->kMsgSockFd(), -1);
+   watcher->handleInitialized();
+   EXPECT_TRUE(watcher->initialized());
+   watcher->vornDoZombieReactors(true);
+   sendLine(*watcher, "kernel: [   12.345678] blk_update_request: I/O error, dev sda, sector 8");
+   turn();
+   EXPECT_TRUE(logged.empty());
+   watcher->vornDoZombieReactors(false);
+   EXPECT_TRUE(eventually([&] { return logged.size() == 1; }));
 }
 
 }  // namespace

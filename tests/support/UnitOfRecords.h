@@ -83,7 +83,9 @@ class UnitOfRecords : public VirtualTimeTest {
    Agent::Config::VerdictLimits limits;
    Agent::Readings readings{entities};
    Pelm::Ptr<StorageDevices::MountPtMonitorManagerSm> manager;
-   Agent::Verdicts verdicts{entities, limits, readings, [this] { return manager.get(); }};
+   bool allDevicesKnown = true;
+   Agent::Verdicts verdicts{entities, limits, readings, [this] { return manager.get(); },
+                            [this] { return allDevicesKnown; }};
 };
 
 }  // namespace Support

@@ -84,6 +84,12 @@ constexpr KernelMessage recoveries[]{
      "ata7.15: failed to read PMP GSCR[0] (Emask=0x4)", "ata7"},
 };
 
+// A port of a SAS host has one SATA device.
+constexpr KernelMessage sasPorts[]{
+    {"%ata: %any: reset failed (errno=%num)", ata, "sas: ata7: end_device-0:0: reset failed (errno=-11)",
+     "ata7"},
+};
+
 constexpr KernelMessageGroup ataGroups[]{
     {"drivers/ata/libata-core.c", "%ata: ", ataIdentities},
     {"drivers/ata/libata-eh.c, libata-scsi.c, libahci.c", "%ata: ", reports},
@@ -91,6 +97,7 @@ constexpr KernelMessageGroup ataGroups[]{
      "%ata: ", resets},
     {"drivers/ata/libata-eh.c, libata-core.c, libata-sata.c, libata-sff.c, libata-pmp.c, sata_nv.c",
      "%ata: ", recoveries},
+    {"drivers/scsi/libsas/sas_ata.c", "sas: ", sasPorts},
 };
 
 }  // namespace

@@ -92,9 +92,31 @@ constexpr KernelMessage queues[]{
      "mmc0"},
 };
 
+// Failures between one make of host and its card, as those of sdhci.c.
+constexpr KernelMessage otherHosts[]{
+    {"Tuning timeout, falling back", quoted, "mmc0: Tuning timeout, falling back to fixed sampling clock",
+     "mmc0"},
+    {"<HW tuning failed|o2 dll recovery failed|DLL adjust over max times>", quoted,
+     "mmc0: o2 dll recovery failed", "mmc0"},
+    {"<DLL locked fail|timeout for delay chain lock|flushing asynchronous FIFO timeout|"
+     "Failed to calibrate DLL|Unable to get DLL_LOCK>",
+     quoted, "mmc0: timeout for delay chain lock.", "mmc0"},
+    {"%name: <CM_DLL_SDC4 calibration was not completed|CDC calibration was not completed|"
+     "CDC error code %num>",
+     quoted, "mmc0: sdhci_msm_cm_dll_sdc4_calibration: CM_DLL_SDC4 calibration was not completed", "mmc0"},
+    {"DMA error on <rx|tx> channel", quoted, "mmc0: DMA error on rx channel", "mmc0"},
+    {"Incomplete DMA transfer", quoted, "mmc0: Incomplete DMA transfer. 512 bytes left.", "mmc0"},
+};
+
+constexpr KernelMessage msmHosts[]{
+    {"DLL failed to LOCK", quoted, "sdhci_msm 7824900.mmc: mmc0: DLL failed to LOCK", "mmc0"},
+};
+
 constexpr KernelMessage designWareHosts[]{
     {"Timeout sending command (cmd 0x", quoted,
      "mmc_host mmc0: Timeout sending command (cmd 0x202000 arg 0x0 status 0x80202000)", "mmc0"},
+    {"There is no candidates value about clksmpl", quoted,
+     "mmc_host mmc0: There is no candidates value about clksmpl!", "mmc0"},
 };
 
 constexpr KernelMessageGroup cardGroups[]{
@@ -103,7 +125,11 @@ constexpr KernelMessageGroup cardGroups[]{
      "%card: ", cards},
     {"drivers/mmc/host/sdhci.c", "%card: ", hosts},
     {"drivers/mmc/host/cqhci.c, cqhci-core.c", "%card: cqhci: ", queues},
-    {"drivers/mmc/host/dw_mmc.c", "mmc_host %card: ", designWareHosts},
+    {"drivers/mmc/host/sdhci-pci-gli.c, sdhci-pci-o2micro.c, sdhci-sprd.c, sdhci-of-esdhc.c, sdhci-msm.c, "
+     "pxamci.c, wbsd.c",
+     "%card: ", otherHosts},
+    {"drivers/mmc/host/sdhci-msm.c", "sdhci_msm %any: %card: ", msmHosts},
+    {"drivers/mmc/host/dw_mmc.c, dw_mmc-exynos.c", "mmc_host %card: ", designWareHosts},
 };
 
 }  // namespace

@@ -78,6 +78,19 @@ constexpr KernelMessage remoteControllers[]{
      "nvme nvme0: NVME-FC{0.1}: io timeout: opcode 1 fctype 0 w10/11: x00000008/x00000000", "nvme0n1"},
 };
 
+// A target's answer may be a refusal by its rules, so a positive status counts only where it tells a failure:
+// 6 internal error, 864 and 880 lost path, 881 ended by the host.
+constexpr KernelMessage fabrics[]{
+    {"Property <Get|Set> error: <-%num|6|864|880|881>, offset ", quoted,
+     "nvme nvme0: Property Get error: -4, offset 0x1c", "nvme0n1"},
+    {"Connect command failed<, errno: -%num|: host path error|: controller is busy or not available>", quoted,
+     "nvme nvme0: Connect command failed, errno: -111", "nvme0n1"},
+    {"Connect command failed, error wo/DNR bit: <-%num|6%end|864%end|881%end>", quoted,
+     "nvme nvme0: Connect command failed, error wo/DNR bit: 881", "nvme0n1"},
+    {"qid %num <auth_send failed with|failed to receive challenge,|failed to receive success1,> error -%num",
+     quoted, "nvme nvme0: qid 1 auth_send failed with error -4", "nvme0n1"},
+};
+
 // A refused command of a program has no LBA.
 constexpr KernelMessage nvmeCommands[]{
     {"%dev: %any) @ LBA %num, %num blocks, %any (sct 0x%hex / sc 0x%hex)", quoted,
@@ -88,6 +101,7 @@ constexpr KernelMessageGroup nvmeGroups[]{
     {"drivers/nvme/host/pci.c, tcp.c, rdma.c, apple.c", "nvme %nvme: ", timeouts},
     {"drivers/nvme/host/core.c, nvme.h, hwmon.c, multipath.c, lightnvm.c", "nvme %nvme: ", controllers},
     {"drivers/nvme/host/tcp.c, rdma.c, fc.c", "nvme %nvme: ", remoteControllers},
+    {"drivers/nvme/host/fabrics.c, auth.c", "nvme %nvme: ", fabrics},
     {"drivers/nvme/host/core.c", "", nvmeCommands},
 };
 

@@ -92,6 +92,30 @@ constexpr KernelMessage bulkStreamCommands[]{
     {"bogus IU", unhandled, "sd 0:0:0:0: [sda] tag#10 bogus IU 0 uas-tag 1 inflight: CMD", "sda"},
 };
 
+// Of hosts that print the disk with the command. What they print of a device without a command gives its
+// address alone.
+constexpr KernelMessage raidHosts[]{
+    {"received 'logical unit failure' from controller", unhandled,
+     "sd 0:0:0:0: [sda] tag#12 received 'logical unit failure' from controller for scsi 0:1:0:0", "sda"},
+    {"received unhandled error %num from controller", unhandled,
+     "sd 0:0:0:0: [sda] tag#12 received unhandled error 2 from controller for scsi 0:1:0:0", "sda"},
+    {"<task abort|target reset> <FAILED|SUCCESS>!!", unhandled,
+     "sd 0:2:0:0: [sda] tag#12 task abort FAILED!! scmd(0x00000000f3a10000)", "sda"},
+    {"OCR is requested due to IO timeout!!", unhandled,
+     "sd 0:2:0:0: [sda] tag#12 OCR is requested due to IO timeout!!", "sda"},
+    {"Irrecoverable Data Error", unhandled, "sd 0:0:0:0: [sda] tag#4 Irrecoverable Data Error", "sda"},
+    {"Request Sense failed with IOASC: 0x%hex", unhandled,
+     "sd 0:0:0:0: [sda] tag#4 Request Sense failed with IOASC: 0x04080000", "sda"},
+    {"Aborting command: %hex%end", unhandled, "sd 0:0:0:0: [sda] tag#4 Aborting command: 2A", "sda"},
+    {"Resetting device%end", unhandled, "sd 0:0:0:0: [sda] tag#4 Resetting device", "sda"},
+    {"command CDB[0] = %hex failed with IOASC: 0x%hex", unhandled,
+     "sd 0:0:0:0: [sda] tag#4 command CDB[0] = 3 failed with IOASC: 0x04080000", "sda"},
+    {"I/O command timed out, aborting it", unhandled,
+     "sd 0:0:0:0: [sda] tag#4 I/O command timed out, aborting it.", "sda"},
+    {"<resetting device|Doing bus reset|Doing target reset> due to an I/O command timeout", unhandled,
+     "sd 0:0:0:0: [sda] tag#4 resetting device due to an I/O command timeout.", "sda"},
+};
+
 // An optical drive refuses requests regularly; that is no error of the drive.
 constexpr KernelMessage opticalDrives[]{
     {"Sense Key : <Unit Attention|0x6|No Sense|0x0|Recovered Error|0x1|Illegal Request|0x5|Not Ready|0x2>",
@@ -109,6 +133,9 @@ constexpr KernelMessageGroup scsiGroups[]{
     {"drivers/scsi/scsi_lib.c, scsi_logging.c, sd.c", "<sd|scsi> %scsi: [%dev]%tag", scsiCommands},
     {"drivers/scsi/sd.c, sd_zbc.c, scsi_lib.c", "<sd|scsi> %scsi: [%dev]%tag", disks},
     {"drivers/usb/storage/uas.c", "<sd|scsi> %scsi: [%dev]%tag", bulkStreamCommands},
+    {"drivers/scsi/smartpqi/smartpqi_init.c, drivers/scsi/megaraid/megaraid_sas_fusion.c, "
+     "megaraid_sas_base.c, drivers/scsi/myrb.c, ipr.c, pmcraid.c",
+     "<sd|scsi> %scsi: [%dev]%tag", raidHosts},
     {"drivers/scsi/scsi_logging.c, constants.c, sense_codes.h", "sr %scsi: [%dev]%tag", opticalDrives},
 };
 

@@ -25,6 +25,8 @@ constexpr KernelMessage devices[]{
      "usb 1-1.4"},
     {"Device not responding to setup <address|context>", usb,
      "usb 1-1: Device not responding to setup address.", "usb 1-1"},
+    {"ERROR: Incompatible device for <setup|endpoint configure|evaluate context>", usb,
+     "usb 1-1: ERROR: Incompatible device for setup address command", "usb 1-1"},
     {"hub failed to enable device, error %num", usb, "usb 1-1: hub failed to enable device, error -22",
      "usb 1-1"},
     {"<device reset changed ep0 maxpacket size|Invalid ep0 maxpacket>", usb,

@@ -50,8 +50,12 @@ void DiskVerdicts::diskDel(Pelm::String const & serial) {
 }
 
 Verdicts::Verdicts(Entities const & entities, Config::VerdictLimits const & limits, Readings const & readings,
-                   MountPoints mountPoints)
-    : entities_{entities}, limits_{limits}, readings_{readings}, mountPoints_{std::move(mountPoints)} {}
+                   MountPoints mountPoints, KnowsAll knowsAll)
+    : entities_{entities},
+      limits_{limits},
+      readings_{readings},
+      mountPoints_{std::move(mountPoints)},
+      knowsAll_{std::move(knowsAll)} {}
 
 void Verdicts::handleClock() {
    clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Seconds{interval});
@@ -116,7 +120,10 @@ UnitVerdict Verdicts::unit() const {
              entities_.devices->getDiskMountedAt(mountPoint).empty())
             unit.missing.push_back(std::move(mountPoint));
    std::sort(unit.missing.begin(), unit.missing.end());
-   unit.verdict = !unit.missing.empty() ? Verdict::warning : settled ? Verdict::ok : Verdict::unknown;
+   if (!unit.missing.empty())
+      unit.verdict = Verdict::warning;
+   else if (!settled || !knowsAll_())
+      unit.verdict = Verdict::unknown;
    for (auto const & [serial, verdict] : disks_->verdict)
       unit.verdict = std::max(unit.verdict, verdict->verdict());
    return unit;

@@ -36,7 +36,9 @@ class DiskVerdicts : public Pelm::Node {
 };
 
 struct UnitVerdict {
-   Verdict verdict = Verdict::ok;     // of its worst disk; while disks are missing a warning at least
+   // Of its worst disk. While disks are missing a warning at least; while not all devices are known, unknown
+   // at least.
+   Verdict verdict = Verdict::ok;
    std::vector<std::string> missing;  // mount points at which a disk is expected and none is connected
 };
 
@@ -44,10 +46,13 @@ class Verdicts {
  public:
    // Null until all disks of the unit are identified, or long enough after the start.
    using MountPoints = std::function<StorageDevices::MountPtMonitorManagerSm const *()>;
+   // Whether every device is classified and every fixed disk identified. While one is not, the unit may have
+   // a disk that no verdict shows.
+   using KnowsAll = std::function<bool()>;
 
    // The arguments must outlive this.
    Verdicts(Entities const & entities, Config::VerdictLimits const & limits, Readings const & readings,
-            MountPoints mountPoints);
+            MountPoints mountPoints, KnowsAll knowsAll);
 
    void evaluate();
 
@@ -56,7 +61,7 @@ class Verdicts {
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
    FileSystemTests const & fileSystemTests() const { return tests_; }
-   // Before all disks are identified none is missing, and the unit is not known to be in order.
+   // Before all disks are identified none is missing.
    UnitVerdict unit() const;
 
    // Deletes absent disks. Answers their number.
@@ -72,6 +77,7 @@ class Verdicts {
    Config::VerdictLimits const & limits_;
    Readings const & readings_;
    MountPoints mountPoints_;
+   KnowsAll knowsAll_;
    FileSystemTests tests_;
    Pelm::Ptr<DiskVerdicts> disks_ = Pelm::make<DiskVerdicts>();
    Vorn::Clock::Notifiee<&Verdicts::handleClock> clock_{*this};

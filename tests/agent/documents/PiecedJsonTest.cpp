@@ -217,7 +217,7 @@ class PiecedStateTest : public Support::VirtualTimeTest {
    ToolRuns tools{tracker};
    Readings readings{entities};
    Config::VerdictLimits limits;
-   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
+   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }, [] { return false; }};
 };
 
 TEST_F(PiecedStateTest, IsValidWhateverChangesBetweenItsPieces) {

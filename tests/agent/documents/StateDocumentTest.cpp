@@ -54,7 +54,7 @@ class StateDocumentTest : public testing::Test {
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities};
    Agent::Config::VerdictLimits limits;
-   Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
+   Agent::Verdicts verdicts{entities, limits, readings, [] { return nullptr; }, [] { return false; }};
 };
 
 TEST_F(StateDocumentTest, ShowsAllKeysOfAnEmptyUnit) {

@@ -37,7 +37,7 @@ TEST(KernelLineVerdictsTest, NamesTheExpectedDeviceOrNobodyForUnseenLines) {
              << line;
       ++count;
    }
-   EXPECT_EQ(count, 356U);
+   EXPECT_EQ(count, 400U);
 }
 
 // The log of a file system over several devices, and the expectations in its comments.

@@ -184,7 +184,7 @@ TEST_F(HttpDocumentTest, LimitsEveryTurnWhateverIsRequestedOfALongHistory) {
    ToolRuns const tools{tracker};
    Readings const readings{entities};
    Config::VerdictLimits limits;
-   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }};
+   Verdicts verdicts{entities, limits, readings, [] { return nullptr; }, [] { return false; }};
    make = [&] { return stateDocument({true, 1, entities, {}, tools, readings, verdicts}, SIZE_MAX); };
    HttpExchange reader{path, closingRequest};
    double longest = 0;

@@ -266,6 +266,22 @@ TEST_F(VerdictsTest, ReportsTheUnitUnknownBeforeItsDisksAreIdentified) {
    unitIs(Verdict::warning, {});
 }
 
+TEST_F(VerdictsTest, ReportsTheUnitUnknownAtLeastWhileADeviceIsNotKnown) {
+   settle();
+   nvmeIsThere();
+   unitIs(Verdict::ok, {});
+   allDevicesKnown = false;
+   unitIs(Verdict::unknown, {});
+   mediaErrorsAre(1);
+   verdicts.evaluate();
+   unitIs(Verdict::warning, {});
+   mediaErrorsAre(0);
+   diskGoes();
+   verdicts.evaluate();
+   verdicts.forgetAbsent();
+   unitIs(Verdict::warning, {"/mnt/drive"});
+}
+
 TEST_F(VerdictsTest, RatesTheUnitAsItsWorstDiskAndMissingOnesAsAWarning) {
    settle();
    unitIs(Verdict::warning, {"/mnt/drive"});

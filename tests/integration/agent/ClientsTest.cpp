@@ -115,19 +115,33 @@ class ClientsTest : public AgentProgramTest {
       return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
    }
 
-   // How long answers about its health take: the median of twenty. Before each a crowd comes that says
+   // How long twenty answers about its health take, the shortest first. Before each a crowd comes that says
    // nothing.
-   Clock::duration usualWait(int crowd = 0) {
-      std::vector<Clock::duration> waits;
+   std::vector<Clock::duration> waits(int crowd) {
+      std::vector<Clock::duration> all;
       Clients here;
       for (int i = 0; i < 20; ++i) {
          here = clients(crowd);
          auto const asked = Clock::now();
          EXPECT_EQ(Client(socket, "/healthz").status(), 200) << i;
-         waits.push_back(Clock::now() - asked);
+         all.push_back(Clock::now() - asked);
       }
-      std::sort(waits.begin(), waits.end());
-      return waits[waits.size() / 2];
+      std::sort(all.begin(), all.end());
+      return all;
+   }
+
+   // Nineteen of twenty answers about its health come within 50 ms, and all within a second. Other programs
+   // of a busy machine may spoil a round, not each of five.
+   void expectPromptAnswers(int crowd = 0) {
+      Clock::duration nineteenth{};
+      for (int round = 0; round < 5; ++round) {
+         auto const all = waits(crowd);
+         EXPECT_LT(all.back(), 1s);
+         nineteenth = all[all.size() - 2];
+         if (nineteenth < 50ms)
+            return;
+      }
+      ADD_FAILURE() << std::chrono::duration_cast<std::chrono::milliseconds>(nineteenth).count() << " ms";
    }
 
    static std::string emmcRegister(int number) {
@@ -138,7 +152,7 @@ class ClientsTest : public AgentProgramTest {
 
 TEST_F(ClientsTest, KeepsServingBesideClientsThatSayNothing) {
    start();
-   EXPECT_LT(usualWait(200), 50ms);
+   expectPromptAnswers(200);
 }
 
 #ifndef STORAGEDEVICES_SANITIZED  // sanitizers take time, memory and address space of their own
@@ -151,10 +165,10 @@ TEST_F(ClientsTest, SpendsNeitherTimeNorMemoryOnSlowReadersOfEverything) {
    long const idle = kilobytes("VmRSS");
    {
       Clients const slow = clients(100, "/api/v1/state?history=all");
-      EXPECT_LT(usualWait(), 50ms);
+      expectPromptAnswers();
       EXPECT_LT(kilobytes("VmRSS"), idle + 16384);
    }
-   EXPECT_LT(usualWait(), 50ms);
+   expectPromptAnswers();
    EXPECT_LT(kilobytes("VmRSS"), idle + 16384);
 }
 

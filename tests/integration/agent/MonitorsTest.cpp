@@ -80,6 +80,21 @@ TEST_F(MonitorsTest, ChecksAUnitThatIsNotIdentifiedInAMinute) {
    EXPECT_FALSE(state["internalDevicesReady"].GetBool());
 }
 
+TEST_F(MonitorsTest, CallsNoUnitGoodWhileADiskIsNotIdentified) {
+   addDrive("sdb", 2, "SN-B");
+   unit.tools().hangsIs(Simulation::Tool::hdparm, "sdb", true);
+   timeScaleIs(100);
+   keyIs("appliance", "expected_mounts = [\"drive\"]");
+   auto const isOf = [&](Json const & of, char const * verdict) {
+      return std::string_view{of["verdict"].GetString()} == verdict;
+   };
+   startSettled();
+   ASSERT_TRUE(waitInRealTime([&] { return isOf(state["verdicts"]["SN-A"], "ok"); })) << log;
+   EXPECT_TRUE(isOf(state["unit"], "unknown"));
+   unit.unplug("sdb");
+   EXPECT_TRUE(waitInRealTime([&] { return isOf(state["unit"], "ok"); })) << log;
+}
+
 TEST_F(MonitorsTest, LogsAFixedDiskThatIsPulled) {
    startSettled();
    unit.unplug("sda");

@@ -35,8 +35,9 @@ class ScarceProcessesTest : public AgentProgramTest {
       return tried.exitCode == 0 ? "" : "another user cannot run the program: " + tried.text;
    }
 
+   ScarceProcessesTest() { config("", "poll_interval = 1\n"); }
+
    void start(rlim_t processes) {
-      config("", "poll_interval = 1\n");
       for (fs::path const & shared :
            {folder.path(), unit.folder(), fs::path{unit.environment().at("UMOCKDEV_DIR")}})
          giveAway(shared);
@@ -103,6 +104,22 @@ TEST_F(ScarceProcessesTest, FindsDisksAndWatchdogOfAnAgentStartedWithoutProcesse
    processesAre(1000);
    EXPECT_TRUE(logs(" info storagedevices: the watchdog has started\n")) << log;
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && isRead(); }, std::chrono::seconds{20})) << log;
+   EXPECT_EQ(agent->stop(), "exit code 0");
+}
+
+TEST_F(ScarceProcessesTest, CallsNoUnitGoodWhileADeviceWaitsToBeClassified) {
+   if (std::string const reason = lacking(); !reason.empty())
+      GTEST_SKIP() << reason;
+   config("[clock]\ntime_scale = 100\n");
+   keyIs("appliance", "expected_mounts = []");
+   auto const verdict = [&] { return std::string{state["unit"]["verdict"].GetString()}; };
+   start(1);
+   ASSERT_TRUE(logs("No monitoring state machine instantiated")) << log;
+   ASSERT_TRUE(waitInRealTime([] { return true; })) << log;
+   EXPECT_EQ(verdict(), "unknown");
+   processesAre(1000);
+   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A") && verdict() == "ok"; }, std::chrono::seconds{20}))
+       << log;
    EXPECT_EQ(agent->stop(), "exit code 0");
 }
 
