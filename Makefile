@@ -68,6 +68,11 @@ lint: setup ## the format, clang's warnings and clang-tidy
 	@cmake --build --preset lint -j $(JOBS) --target TestHeaders >/dev/null
 	@run-clang-tidy -quiet -p build/lint -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.(cpp|cxx)$$' 2>/dev/null
 
+.PHONY: package
+package: ## Debian packages in build/packages
+	@scripts/setup package
+	@scripts/package
+
 .PHONY: clean
 clean: ## remove everything built
 	@rm -rf build
