@@ -73,6 +73,10 @@ package: ## Debian packages in build/packages
 	@scripts/setup package
 	@scripts/package
 
+.PHONY: package-test
+package-test: package ## the packages in a minimal system: install, run, upgrade, purge
+	@tests/packages/run build/packages build/package-test
+
 .PHONY: clean
 clean: ## remove everything built
 	@rm -rf build
