@@ -24,7 +24,7 @@ install(TARGETS storagedevices-demo RUNTIME DESTINATION ${programDir} COMPONENT 
 
 add_custom_target(component-library DEPENDS StorageDevicesRuntime StorageDevices nvme-compat)
 add_custom_target(component-development DEPENDS component-library SimulatedUnit)
-add_custom_target(component-agent DEPENDS component-library storagedevices agent)
+add_custom_target(component-agent DEPENDS component-library storagedevices agent manual)
 add_custom_target(component-demo DEPENDS component-agent storagedevices-demo)
 # Enough for `cmake --install` of all.
 add_custom_target(installed DEPENDS component-development component-demo)
