@@ -68,6 +68,15 @@ lint: setup ## the format, clang's warnings and clang-tidy
 	@cmake --build --preset lint -j $(JOBS) --target TestHeaders >/dev/null
 	@run-clang-tidy -quiet -p build/lint -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.(cpp|cxx)$$' 2>/dev/null
 
+.PHONY: package
+package: ## Debian packages in build/packages
+	@scripts/setup package
+	@scripts/package
+
+.PHONY: package-test
+package-test: package ## the packages in a minimal system: install, run, upgrade, purge
+	@tests/packages/run build/packages build/package-test
+
 .PHONY: clean
 clean: ## remove everything built
 	@rm -rf build

@@ -24,7 +24,7 @@ install(TARGETS storagedevices-demo RUNTIME DESTINATION ${programDir} COMPONENT 
 
 add_custom_target(component-library DEPENDS StorageDevicesRuntime StorageDevices nvme-compat)
 add_custom_target(component-development DEPENDS component-library SimulatedUnit)
-add_custom_target(component-agent DEPENDS component-library storagedevices agent)
+add_custom_target(component-agent DEPENDS component-library storagedevices agent manual)
 add_custom_target(component-demo DEPENDS component-agent storagedevices-demo)
 # Enough for `cmake --install` of all.
 add_custom_target(installed DEPENDS component-development component-demo)
@@ -44,3 +44,14 @@ file(RELATIVE_PATH pcToPrefix /x/${CMAKE_INSTALL_LIBDIR}/pkgconfig /x)
 string(REGEX REPLACE "/$" "" pcToPrefix "${pcToPrefix}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/storagedevices.pc.in ${PROJECT_BINARY_DIR}/storagedevices.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/storagedevices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# The service. systemd reads the units of /usr, /usr/local and /etc.
+set(STORAGEDEVICES_UNIT_DIR lib/systemd/system CACHE STRING "Folder of the service's unit, absolute or below the prefix")
+set(unit ${PROJECT_BINARY_DIR}/storagedevices.service)
+configure_file(${PROJECT_SOURCE_DIR}/deploy/systemd/storagedevices.service.in ${unit} @ONLY)
+install(FILES ${unit} DESTINATION ${STORAGEDEVICES_UNIT_DIR} COMPONENT agent)
+foreach(kind sysusers tmpfiles)
+  install(FILES ${PROJECT_SOURCE_DIR}/deploy/systemd/storagedevices.${kind} DESTINATION lib/${kind}.d RENAME storagedevices.conf
+          COMPONENT agent)
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/deploy/storagedevices.toml DESTINATION ${CMAKE_INSTALL_DATADIR}/storagedevices COMPONENT agent)

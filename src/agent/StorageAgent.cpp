@@ -75,7 +75,7 @@ StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
       events_.messageAdded();
       log_.message(message);
    });
-   serve(ListenSocket::atPath(config_.status.socket));
+   serve(ListenSocket::atPath(config_.status.socket, config_.status.socketGroup));
    if (config_.status.http) {
       serve(ListenSocket::atAddress(*config_.status.http), config_.status.http);
       if (!config_.status.http->loopback())

@@ -41,9 +41,9 @@ void allowEntering() {
 
 // Each run then tests file systems with other texts.
 void seedRandom() {
-   auto seed = static_cast<unsigned>(getpid());
-   getrandom(&seed, sizeof seed, GRND_NONBLOCK);
-   std::srand(seed);
+   unsigned seed = 0;
+   bool const drawn = getrandom(&seed, sizeof seed, GRND_NONBLOCK) == sizeof seed;
+   std::srand(drawn ? seed : static_cast<unsigned>(getpid()));
 }
 
 // A separate heap for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.

@@ -108,7 +108,7 @@ class Exchange {
       if (error == ECONNREFUSED)
          fail(std::string{"no program answers on this socket: "} + startHint);
       if (error == EACCES || error == EPERM)
-         fail("permission denied: run this as root or as a user who may use the socket");
+         fail("permission denied: run this as root, or as a member of the group in status.socket_group");
       if (error == EAGAIN)
          fail("no complete answer within " + std::to_string(time_.count()) +
               " ms: the agent is stalled, see its log");

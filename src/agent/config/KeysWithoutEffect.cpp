@@ -30,10 +30,6 @@ std::vector<std::string> keysWithoutEffect(Config const & config, bool underSyst
    std::vector<std::string> lines;
    if (auto line = logDestinationLine(config.logDestination, underSystemd))
       lines.push_back(std::move(*line));
-   if (!config.status.socketGroup.empty())
-      lines.emplace_back(
-          "status.socket_group: is not supported in this version; every local user may connect to the "
-          "socket");
    if (config.history != Config::History{})
       lines.emplace_back("history: is not supported in this version; no history is kept over a restart");
    return lines;

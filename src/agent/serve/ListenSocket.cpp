@@ -1,14 +1,18 @@
 #include "agent/serve/ListenSocket.h"
 
+#include <grp.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sys/fsuid.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -33,11 +37,45 @@ Base::UniqueFd newSocket(int family) {
    return fd;
 }
 
-// Every local user may connect: the answers are no secret on the machine, and no request changes anything.
-// The mode is set at the creation: a later chmod could apply to another file in its place.
-int bindForEverybody(int fd, Base::UnixAddress const & address) {
-   constexpr mode_t nobodyExecutes = 0111;
-   mode_t const before = umask(nobodyExecutes);
+// Of the system's groups; raises Base::SocketError.
+gid_t idOfGroup(std::string const & name) {
+   std::array<char, 4096> text{};
+   group entry{};
+   group * found = nullptr;
+   if (int const error = getgrnam_r(name.c_str(), &entry, text.data(), text.size(), &found); error != 0)
+      fail("status.socket_group: cannot read the group " + name, error);
+   if (found == nullptr)
+      throw Base::SocketError{"status.socket_group: there is no group " + name +
+                              "; create it, or name another one"};
+   return found->gr_gid;
+}
+
+// Lets this thread make files of a group, for a scope.
+class FileGroup {
+ public:
+   explicit FileGroup(gid_t wanted) : before_{current()} { setfsgid(wanted); }
+   ~FileGroup() { setfsgid(before_); }
+   FileGroup(FileGroup const &) = delete;
+   FileGroup & operator=(FileGroup const &) = delete;
+
+   // An impossible group changes nothing and is answered with the present one.
+   static gid_t current() { return static_cast<gid_t>(setfsgid(static_cast<gid_t>(-1))); }
+
+ private:
+   gid_t before_;
+};
+
+// Mode and group are set at the creation: a later change by the path could apply to another file in its
+// place.
+int bindFor(std::optional<gid_t> group, int fd, Base::UnixAddress const & address) {
+   std::optional<FileGroup> files;
+   if (group)
+      files.emplace(*group);
+   if (group && FileGroup::current() != *group) {
+      errno = EPERM;
+      return -1;
+   }
+   mode_t const before = umask(group ? 0117 : 0177);
    int const result = bind(fd, address.get(), address.size());
    int const error = errno;
    umask(before);
@@ -62,17 +100,19 @@ ListenSocket::~ListenSocket() {
       unlink(path_.c_str());
 }
 
-ListenSocket ListenSocket::atPath(std::string const & path) {
+ListenSocket ListenSocket::atPath(std::string const & path, std::string const & group) {
    Base::UnixAddress const address{path};
+   std::optional<gid_t> const groupId = group.empty() ? std::nullopt : std::optional<gid_t>{idOfGroup(group)};
    std::error_code error;
    std::filesystem::create_directories(std::filesystem::path{path}.parent_path(), error);
    if (error)
       throw Base::SocketError{path + ": cannot make its directory: " + error.message() + elsewhere};
    Base::clearSocketPath(path, SOCK_STREAM, "status.socket");
    Base::UniqueFd fd = newSocket(AF_UNIX);
-   if (bindForEverybody(fd.get(), address) != 0)
-      throw Base::SocketError{
-          path + ": cannot make the status socket: " + std::generic_category().message(errno) + elsewhere};
+   if (bindFor(groupId, fd.get(), address) != 0)
+      throw Base::SocketError{path + ": cannot make the status socket" +
+                              (group.empty() ? "" : " for the group " + group) + ": " +
+                              std::generic_category().message(errno) + elsewhere};
    ListenSocket socket{std::move(fd), path};
    if (listen(socket.fd(), backlog) != 0)
       fail(path + ": cannot listen on the status socket", errno);

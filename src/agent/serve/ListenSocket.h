@@ -12,9 +12,9 @@ namespace Agent {
 // A non-blocking listening socket. Its destruction removes the file of a Unix socket.
 class ListenSocket {
  public:
-   // Creates missing directories. Replaces the socket file of an ended agent, but no socket in use. Raises
-   // Base::SocketError.
-   static ListenSocket atPath(std::string const & path);
+   // Only this user may connect, and with `group`, its members too. Creates missing directories. Replaces the
+   // socket file of an ended agent, but no socket in use. Raises Base::SocketError, for an unknown group too.
+   static ListenSocket atPath(std::string const & path, std::string const & group = {});
    static ListenSocket atAddress(Base::HttpAddress const & address);
 
    ListenSocket(ListenSocket && other) noexcept = default;

@@ -78,13 +78,13 @@ Keys keysMissingIn(std::string const & text) {
    return missing;
 }
 
-// The configuration that the README shows.
-std::string readmesConfiguration() {
-   std::ifstream file{TEST_DATA_DIR "/../../README.md"};
-   std::string const text{std::istreambuf_iterator<char>{file}, {}};
-   std::string const fence = "```toml\n";
-   auto const begin = text.find(fence) + fence.size();
-   return text.substr(begin, text.find("```", begin) - begin);
+// The installed configuration with the keys that it shows set: "#key = value" without its "#".
+std::string installedConfiguration() {
+   std::ifstream file{TEST_DATA_DIR "/../../deploy/storagedevices.toml"};
+   std::string text;
+   for (std::string line; std::getline(file, line);)
+      text += (line.starts_with('#') && !line.starts_with("# ") ? line.substr(1) : line) + "\n";
+   return text;
 }
 
 TEST(ConfigKeysTest, MatchesTheKeysThatTheReaderKnows) {
@@ -94,21 +94,28 @@ TEST(ConfigKeysTest, MatchesTheKeysThatTheReaderKnows) {
       EXPECT_EQ(std::ranges::count(keys, key), 1) << key;
 }
 
-TEST(ConfigKeysTest, FindsEveryKeyInTheReadme) {
-   EXPECT_EQ(keysMissingIn(readmesConfiguration()), Keys{}) << "README.md shows a configuration of every key";
+TEST(ConfigKeysTest, FindsEveryKeyInTheInstalledConfiguration) {
+   EXPECT_EQ(keysMissingIn(installedConfiguration()), Keys{}) << "deploy/storagedevices.toml shows every key";
 }
 
 TEST(ConfigKeysTest, FindsEveryKeyInTheConfigurationOfTheTests) {
    EXPECT_EQ(keysMissingIn(Support::everyKey), Keys{}) << "tests/support/EveryKey.h sets every key";
 }
 
-TEST(ConfigKeysTest, MatchesTheDefaultsInTheReadme) {
-   Config config = parseConfig(readmesConfiguration(), "README.md");
+TEST(ConfigKeysTest, ShowsTheDefaultsInTheInstalledConfiguration) {
+   Config config = parseConfig(installedConfiguration(), "storagedevices.toml");
    // Examples, since nothing is there by default.
    config.appliance.sensors.clear();
    config.sensors.clear();
    config.trace.clear();
    EXPECT_EQ(config, Config{});
+}
+
+TEST(ConfigKeysTest, InstallsAConfigurationThatChangesNothing) {
+   std::ifstream file{TEST_DATA_DIR "/../../deploy/storagedevices.toml"};
+   std::string const text{std::istreambuf_iterator<char>{file}, {}};
+   ASSERT_FALSE(text.empty());
+   EXPECT_EQ(parseConfig(text, "storagedevices.toml"), Config{});
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "agent/serve/ListenSocket.h"
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -37,9 +38,23 @@ namespace {
 using Agent::ListenSocket;
 using Base::SocketError;
 
-std::string errorOf(std::string const & path) {
+struct stat statusOf(std::string const & path) {
+   struct stat status {};
+   EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+   return status;
+}
+
+unsigned modeOf(std::string const & path) {
+   return statusOf(path).st_mode & 07777U;
+}
+
+std::string ownGroup() {
+   return getgrgid(getegid())->gr_name;
+}
+
+std::string errorOf(std::string const & path, std::string const & group = {}) {
    try {
-      ListenSocket::atPath(path);
+      ListenSocket::atPath(path, group);
    } catch (std::exception const & error) {
       return error.what();
    }
@@ -59,22 +74,40 @@ class ListenSocketTest : public testing::Test {
    std::string path = folder.string() + "/a/b/status.sock";
 };
 
-TEST_F(ListenSocketTest, MakesItsFoldersAndIsOpenToEverybody) {
+TEST_F(ListenSocketTest, MakesItsFoldersAndIsOpenToItsUserAlone) {
    ListenSocket const socket = ListenSocket::atPath(path);
-   struct stat status {};
-   ASSERT_EQ(stat(path.c_str(), &status), 0);
-   EXPECT_EQ(status.st_mode & 07777U, 0666U);
+   EXPECT_EQ(modeOf(path), 0600U);
    EXPECT_TRUE((Support::HttpExchange{path, ""}.connected()));
 }
 
-TEST_F(ListenSocketTest, IsOpenToEverybodyWhateverTheUmask) {
+TEST_F(ListenSocketTest, IsOpenToItsGroupToo) {
+   ListenSocket const socket = ListenSocket::atPath(path, ownGroup());
+   EXPECT_EQ(modeOf(path), 0660U);
+   EXPECT_EQ(statusOf(path).st_gid, getegid());
+}
+
+TEST_F(ListenSocketTest, GivesItsSocketAloneToTheGroup) {
+   if (geteuid() != 0)
+      GTEST_SKIP() << "only root may give files to other groups";
+   ListenSocket const socket = ListenSocket::atPath(path, "daemon");
+   EXPECT_EQ(statusOf(path).st_gid, getgrnam("daemon")->gr_gid);
+   EXPECT_EQ(statusOf(folder.write("later", "")).st_gid, getegid());
+}
+
+TEST_F(ListenSocketTest, NamesAGroupThatDoesNotExist) {
+   EXPECT_EQ(errorOf(path, "no-such-group"),
+             "status.socket_group: there is no group no-such-group; create it, or name another one");
+   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(ListenSocketTest, HasItsModeWhateverTheUmask) {
    for (mode_t const mask : {0777U, 0U}) {
       mode_t const before = umask(mask);
-      ListenSocket const socket = ListenSocket::atPath(folder.string() + "/s");
+      ListenSocket const owners = ListenSocket::atPath(folder.string() + "/owner");
+      ListenSocket const groups = ListenSocket::atPath(folder.string() + "/group", ownGroup());
       EXPECT_EQ(umask(before), mask);
-      struct stat status {};
-      ASSERT_EQ(stat((folder.string() + "/s").c_str(), &status), 0);
-      EXPECT_EQ(status.st_mode & 07777U, 0666U) << mask;
+      EXPECT_EQ(modeOf(folder.string() + "/owner"), 0600U);
+      EXPECT_EQ(modeOf(folder.string() + "/group"), 0660U);
    }
 }
 
