@@ -8,7 +8,9 @@
 #include <string_view>
 #include <thread>
 
+#include "base/JsonView.h"
 #include "base/Terminal.h"
+#include "command/Check.h"
 #include "command/MessagesText.h"
 #include "command/Output.h"
 #include "command/StatusClient.h"
@@ -48,7 +50,28 @@ int watchStatus(std::string const & socket) {
    }
 }
 
+struct CheckAnswer {
+   PluginStatus status;
+   std::string text;
+};
+
+CheckAnswer checkAnswer(Subcommand const & command) {
+   try {
+      std::string const state = askAgent(command.socket, "/api/v1/state?history=0");
+      CheckResult const result = checkResult(Base::parsedJson(state, "state document"));
+      return {result.status, command.json ? checkJson(result) : checkLine(result)};
+   } catch (std::exception const & error) {
+      return {PluginStatus::unknown, command.json ? unknownJson(error.what()) : unknownLine(error.what())};
+   }
+}
+
 }  // namespace
+
+int showCheck(Subcommand const & command) {
+   auto const [status, text] = checkAnswer(command);
+   print(text);
+   return static_cast<int>(status);
+}
 
 int showStatus(Subcommand const & command) {
    if (command.watch)

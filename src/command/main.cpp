@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -16,6 +17,7 @@
 #include "base/Companion.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
+#include "command/Check.h"
 #include "command/CommandLine.h"
 #include "command/Output.h"
 #include "command/Queries.h"
@@ -74,6 +76,15 @@ int runDemo(Command::Subcommand const & command) {
           arguments);
 }
 
+// To a monitoring system every failure of the check itself is an unknown state.
+int check(Command::Subcommand const & command) {
+   try {
+      return Command::showCheck(command);
+   } catch (std::exception const & error) {
+      return Agent::failWith(static_cast<int>(Command::PluginStatus::unknown), error.what());
+   }
+}
+
 int run(Command::Subcommand const & command) {
    switch (command.kind) {
       case Command::Subcommand::Kind::agent:
@@ -82,6 +93,8 @@ int run(Command::Subcommand const & command) {
          return Command::showStatus(command);
       case Command::Subcommand::Kind::messages:
          return Command::showMessages(command);
+      case Command::Subcommand::Kind::check:
+         return check(command);
       case Command::Subcommand::Kind::catalogue:
          return showCatalogue(command);
       case Command::Subcommand::Kind::checkConfig:
