@@ -37,13 +37,16 @@ CLI::App & addCommand(CLI::App & app, Subcommand & command, Subcommand::Kind kin
    return sub;
 }
 
+std::string emptyPathError(std::string & path) {
+   return path.empty() ? "needs the name of a file" : std::string{};
+}
+
 void addConfigOption(CLI::App & sub, Subcommand & command) {
    sub.add_option(
           "--config", command.configPath,
           std::string{"Configuration file (default: "} + Base::defaultConfigPath + " if there is one)")
        ->type_name("FILE")
-       ->check(CLI::Validator{
-           [](std::string & path) { return path.empty() ? "needs the name of a file" : std::string{}; }, ""});
+       ->check(CLI::Validator{emptyPathError, ""});
 }
 
 void addAgent(CLI::App & app, Subcommand & command) {
@@ -117,6 +120,20 @@ void addCheckConfig(CLI::App & app, Subcommand & command) {
    addConfigOption(sub, command);
 }
 
+void addReload(CLI::App & app, Subcommand & command) {
+   auto & sub =
+       addCommand(app, command, Subcommand::Kind::reload, "reload",
+                  "Check the configuration and have the running agent read it again",
+                  {{"storagedevices reload",
+                    "what takes effect now, and what at the next start; also forgets disks that are gone"},
+                   {"storagedevices reload --config /etc/storagedevices/storagedevices.toml",
+                    "likewise, and only if this is the file that the agent reads"}});
+   sub.add_option("--config", command.configPath, "The configuration file that the agent must be using")
+       ->type_name("FILE")
+       ->check(CLI::Validator{emptyPathError, ""});
+   addSocketOption(sub, command);
+}
+
 // Empty for a good time scale. Written so that "nan" is refused.
 std::string timeScaleError(std::string & text) {
    double scale = 0;
@@ -173,6 +190,7 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    addCheck(app, command);
    addCatalogue(app, command);
    addCheckConfig(app, command);
+   addReload(app, command);
    addDemo(app, command);
    Invocation invocation;
    try {

@@ -11,14 +11,14 @@
 namespace Command {
 
 struct Subcommand {
-   enum class Kind { agent, status, messages, check, catalogue, checkConfig, demo };
+   enum class Kind { agent, status, messages, check, catalogue, checkConfig, reload, demo };
 
    Kind kind = Kind::agent;
-   std::optional<std::string> configPath;           // agent, check-config: --config
+   std::optional<std::string> configPath;           // agent, check-config, reload: --config
    bool json = false;                               // status, messages, check, catalogue
    bool watch = false;                              // status; never together with json
    bool follow = false;                             // messages
-   std::string socket = Base::defaultStatusSocket;  // status, messages, check
+   std::string socket = Base::defaultStatusSocket;  // status, messages, check, reload
    std::optional<double> timeScale;                 // demo: 0.001 to 100000
    std::optional<std::string> http;                 // demo: a loopback address and a port
 

@@ -22,6 +22,7 @@
 #include "command/Output.h"
 #include "command/Queries.h"
 #include "command/machine/CheckConfig.h"
+#include "command/machine/Reload.h"
 #include "runtime/Vorn/Module.h"
 
 namespace {
@@ -99,6 +100,8 @@ int run(Command::Subcommand const & command) {
          return showCatalogue(command);
       case Command::Subcommand::Kind::checkConfig:
          return Command::checkConfig(command.configPath);
+      case Command::Subcommand::Kind::reload:
+         return Command::reload({command.socket, command.configPath});
       case Command::Subcommand::Kind::demo:
          return runDemo(command);
    }

@@ -35,6 +35,7 @@ TEST(CommandLineTest, NamesACommand) {
    EXPECT_EQ(commandOf({"check"}).kind, Subcommand::Kind::check);
    EXPECT_EQ(commandOf({"catalogue"}).kind, Subcommand::Kind::catalogue);
    EXPECT_EQ(commandOf({"check-config"}).kind, Subcommand::Kind::checkConfig);
+   EXPECT_EQ(commandOf({"reload"}).kind, Subcommand::Kind::reload);
    EXPECT_EQ(commandOf({"demo"}).kind, Subcommand::Kind::demo);
 }
 
@@ -62,6 +63,9 @@ TEST(CommandLineTest, AcceptsTheOptionsOfEachCommand) {
    Subcommand const check = commandOf({"check", "--json", "--socket", "/z.sock"});
    EXPECT_TRUE(check.json);
    EXPECT_EQ(check.socket, "/z.sock");
+   Subcommand const reload = commandOf({"reload", "--config", "/c.toml", "--socket", "/r.sock"});
+   EXPECT_EQ(reload.configPath, "/c.toml");
+   EXPECT_EQ(reload.socket, "/r.sock");
    EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
    EXPECT_EQ(commandOf({"demo", "--time-scale", "250.5"}).timeScale, 250.5);
    EXPECT_EQ(commandOf({"demo", "--http", "127.0.0.1:9634"}).http, "127.0.0.1:9634");
@@ -109,7 +113,7 @@ TEST(CommandLineTest, NamesTheHelpOfTheCommand) {
 }
 
 constexpr char const * commands[] = {"agent",     "status",       "messages", "check",
-                                     "catalogue", "check-config", "demo"};
+                                     "catalogue", "check-config", "reload",   "demo"};
 
 TEST(CommandLineTest, PrintsHelpAndVersion) {
    Invocation const help = parseCommandLine({"--help"}, "1.2.3");
