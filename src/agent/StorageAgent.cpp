@@ -59,10 +59,11 @@ void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {
       Vorn::Host::traceLevelIs(facility, level);
 }
 
-StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread)
+StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread, std::string configFile)
     : config_{std::move(config)},
       log_{log},
       reread_{std::move(reread)},
+      configuration_{std::move(configFile)},
       lastTurn_{Vorn::Host::monotonicSeconds()},
       signals_{[this] { reload(); }},
       monitors_{config_, tracker_,
@@ -114,20 +115,28 @@ void StorageAgent::run() {
    log_.notice(LOG_INFO, "stopping");
 }
 
+std::string StorageAgent::applyReread() {
+   Config const before = config_;
+   ConfigChange const change = applyConfig(config_, reread_());
+   toolsAre(config_.tools);
+   traceLevelsAre(before.trace);
+   // The records of kernel errors and the verdicts may know different disks.
+   std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
+   return "configuration reloaded: " + changeText(change) +
+          (forgotten == 0 ? "" : "; records of removed disks deleted: " + std::to_string(forgotten));
+}
+
 void StorageAgent::reload() {
-   Config before = config_;
+   ConfigurationReport::Reload outcome{Vorn::System::currentTimeUtc().value(), true, {}};
    try {
-      ConfigChange const change = applyConfig(config_, reread_());
-      toolsAre(config_.tools);
-      traceLevelsAre(before.trace);
-      // The records of kernel errors and the verdicts may know different disks.
-      std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
-      log_.notice(LOG_INFO, "configuration reloaded: " + changeText(change) +
-                                (forgotten == 0 ? "" : "; records of removed disks deleted: ") +
-                                (forgotten == 0 ? "" : std::to_string(forgotten)));
+      outcome.text = applyReread();
    } catch (ConfigError const & error) {
-      log_.notice(LOG_ERR, std::string{error.what()} + "; the configuration stays as it was");
+      outcome.good = false;
+      outcome.text = std::string{error.what()} + "; the configuration stays as it was";
    }
+   log_.notice(outcome.good ? LOG_INFO : LOG_ERR, outcome.text);
+   configuration_.lastReload = std::move(outcome);
+   ++configuration_.reloads;
 }
 
 HttpAnswer StorageAgent::answer(HttpRequest const & request) {
@@ -169,7 +178,8 @@ StateSources StorageAgent::stateSources() {
            verdicts_,
            monitors_.recordKeepers(),
            monitors_.kernelLines(),
-           log_.dropped()};
+           log_.dropped(),
+           configuration_};
 }
 
 HttpAnswer StorageAgent::state(HttpRequest const & request) {

@@ -34,21 +34,23 @@ class StorageAgent {
    // Reads the configuration again. Raises ConfigError for a configuration that cannot be used.
    using Reread = std::function<Config()>;
 
-   // Raises Base::SocketError when the agent cannot listen on its sockets.
-   StorageAgent(Config config, StderrLog & log, Reread reread);
+   // `configFile` is where `reread` reads, for readers of the status. Raises Base::SocketError when the agent
+   // cannot listen on its sockets.
+   StorageAgent(Config config, StderrLog & log, Reread reread, std::string configFile);
    ~StorageAgent();
 
    // Runs until a signal stops the loop (see Signals).
    void run();
 
    // Reads the configuration again, applies the keys that need no restart, and forgets disks that are gone. A
-   // configuration that cannot be used changes nothing. Reports the outcome in one line.
+   // configuration that cannot be used changes nothing. Logs the outcome in one line, which the status keeps.
    void reload();
 
    // Answers a request by its path.
    HttpAnswer answer(HttpRequest const & request);
 
  private:
+   std::string applyReread();  // answers what takes effect
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
    void serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address = {});
@@ -63,6 +65,7 @@ class StorageAgent {
    Config config_;
    StderrLog & log_;
    Reread reread_;
+   ConfigurationReport configuration_;
    MessageStore messages_;
    Vorn::Seconds started_ = Vorn::System::currentTime();
    double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds

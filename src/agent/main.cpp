@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@
 #include "agent/config/ConfigFile.h"
 #include "agent/config/ProgramEnd.h"
 #include "agent/logs/StderrLog.h"
+#include "base/DefaultPaths.h"
 
 namespace {
 
@@ -60,7 +62,8 @@ int runAgent(std::optional<std::string> const & configPath) {
    Agent::StderrLog log;
    if (auto const line = Agent::descriptorsLine(descriptors))
       log.notice(LOG_WARNING, *line);
-   Agent::StorageAgent agent{std::move(config), log, [&] { return Agent::configAgainAt(configPath); }};
+   std::string const file = std::filesystem::absolute(configPath.value_or(Base::defaultConfigPath));
+   Agent::StorageAgent agent{std::move(config), log, [&] { return Agent::configAgainAt(configPath); }, file};
    agent.run();
    return 0;
 }

@@ -2,9 +2,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <initializer_list>
+
 #include "base/HttpAddress.h"
 #include "base/Text.h"
 #include "base/UnixAddress.h"
+#include "command/Check.h"
 
 namespace Command {
 
@@ -12,17 +15,47 @@ namespace {
 
 constexpr char programName[] = "storagedevices";
 
-void addConfigOption(CLI::App & app, Subcommand & command, std::string const & otherwise) {
-   app.add_option("--config", command.configPath, "Configuration file (" + otherwise + ")")
+// A line that an operator can type, and what comes of it.
+struct Example {
+   char const * line;
+   char const * effect;
+};
+
+std::string examplesText(std::initializer_list<Example> examples) {
+   std::string text = "Examples:";
+   for (Example const & example : examples)
+      text.append("\n  ").append(example.line).append("\n      ").append(example.effect);
+   return text;
+}
+
+// `help` is a sentence or several; the first is in the list of commands too.
+CLI::App & addCommand(CLI::App & app, Subcommand & command, Subcommand::Kind kind, char const * name,
+                      char const * help, std::initializer_list<Example> examples) {
+   auto & sub = *app.add_subcommand(name, help);
+   sub.footer(examplesText(examples));
+   sub.callback([&command, kind] { command.kind = kind; });
+   return sub;
+}
+
+std::string emptyPathError(std::string & path) {
+   return path.empty() ? "needs the name of a file" : std::string{};
+}
+
+void addConfigOption(CLI::App & sub, Subcommand & command) {
+   sub.add_option(
+          "--config", command.configPath,
+          std::string{"Configuration file (default: "} + Base::defaultConfigPath + " if there is one)")
        ->type_name("FILE")
-       ->check(CLI::Validator{
-           [](std::string & path) { return path.empty() ? "needs the name of a file" : std::string{}; }, ""});
+       ->check(CLI::Validator{emptyPathError, ""});
 }
 
 void addAgent(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand("agent", "Run in the foreground and watch the storage of this machine");
-   addConfigOption(*sub, command, std::string{"default: "} + Base::defaultConfigPath + " if there is one");
-   sub->callback([&command] { command.kind = Subcommand::Kind::agent; });
+   auto & sub = addCommand(
+       app, command, Subcommand::Kind::agent, "agent",
+       "Run in the foreground and watch the storage of this machine",
+       {{"storagedevices agent", "watches until SIGTERM or Ctrl-C; SIGHUP reads the configuration again"},
+        {"storagedevices agent --config ./test.toml", "with a configuration of your own"}});
+   addConfigOption(sub, command);
 }
 
 std::string socketPathError(std::string & path) {
@@ -32,40 +65,73 @@ std::string socketPathError(std::string & path) {
           " bytes long";
 }
 
-void addSocketOption(CLI::App & app, Subcommand & command) {
-   app.add_option("--socket", command.socket, "The agent's socket")
+void addSocketOption(CLI::App & sub, Subcommand & command) {
+   sub.add_option("--socket", command.socket, "The agent's socket")
        ->type_name("PATH")
        ->capture_default_str()
        ->check(CLI::Validator{socketPathError, ""});
 }
 
 void addStatus(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand("status", "Show the health of each disk, as the running agent reports it");
-   auto * json = sub->add_flag("--json", command.json, "Print the state document");
-   sub->add_flag("--watch", command.watch, "Redraw until interrupted")->excludes(json);
-   addSocketOption(*sub, command);
-   sub->callback([&command] { command.kind = Subcommand::Kind::status; });
+   auto & sub =
+       addCommand(app, command, Subcommand::Kind::status, "status",
+                  "Show the health of each disk, as the running agent reports it",
+                  {{"storagedevices status --watch", "a table that is redrawn every second"},
+                   {"storagedevices status --json | jq .verdicts", "the verdict on each disk, and why"}});
+   auto * json = sub.add_flag("--json", command.json, "Print the state document");
+   sub.add_flag("--watch", command.watch, "Redraw until interrupted")->excludes(json);
+   addSocketOption(sub, command);
 }
 
 void addMessages(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand("messages", "Show the latest messages of the running agent, newest last");
-   sub->add_flag("--json", command.json, "Print them as JSON; with --follow one message per line");
-   sub->add_flag("--follow", command.follow, "Keep printing new messages until interrupted");
-   addSocketOption(*sub, command);
-   sub->callback([&command] { command.kind = Subcommand::Kind::messages; });
+   auto & sub = addCommand(app, command, Subcommand::Kind::messages, "messages",
+                           "Show the latest messages of the running agent, newest last",
+                           {{"storagedevices messages", "each with its meaning and what to do"},
+                            {"storagedevices messages --follow", "and each new one, until Ctrl-C"}});
+   sub.add_flag("--json", command.json, "Print them as JSON; with --follow one message per line");
+   sub.add_flag("--follow", command.follow, "Keep printing new messages until interrupted");
+   addSocketOption(sub, command);
+}
+
+void addCheck(CLI::App & app, Subcommand & command) {
+   auto & sub = addCommand(
+       app, command, Subcommand::Kind::check, "check",
+       "Report the verdicts in one line for a monitoring system (Icinga, Nagios)",
+       {{"storagedevices check",
+         "exit code 0: ok, 1: warning, 2: critical (failing, absent or missing disks), 3: unknown"},
+        {"storagedevices check > /dev/null || storagedevices status",
+         "for cron: the table is mailed when something is wrong"}});
+   sub.add_flag("--json", command.json, "Print the same as JSON");
+   addSocketOption(sub, command);
 }
 
 void addCatalogue(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand("catalogue", "List the messages that can be logged");
-   sub->add_flag("--json", command.json, "Print them as JSON");
-   sub->callback([&command] { command.kind = Subcommand::Kind::catalogue; });
+   auto & sub = addCommand(
+       app, command, Subcommand::Kind::catalogue, "catalogue", "List the messages that can be logged",
+       {{"storagedevices catalogue", "each with its severity, its meaning and what to do"}});
+   sub.add_flag("--json", command.json, "Print them as JSON");
 }
 
 void addCheckConfig(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand(
-       "check-config", "Check the configuration and show how each device of this machine is classified");
-   addConfigOption(*sub, command, std::string{"default: "} + Base::defaultConfigPath + " if there is one");
-   sub->callback([&command] { command.kind = Subcommand::Kind::checkConfig; });
+   auto & sub = addCommand(app, command, Subcommand::Kind::checkConfig, "check-config",
+                           "Check the configuration and show how each device of this machine is classified",
+                           {{"storagedevices check-config --config ./new.toml",
+                             "exit code 2 after an error; each names the file, the line and the remedy"}});
+   addConfigOption(sub, command);
+}
+
+void addReload(CLI::App & app, Subcommand & command) {
+   auto & sub =
+       addCommand(app, command, Subcommand::Kind::reload, "reload",
+                  "Check the configuration and have the running agent read it again",
+                  {{"storagedevices reload",
+                    "what takes effect now, and what at the next start; also forgets disks that are gone"},
+                   {"storagedevices reload --config /etc/storagedevices/storagedevices.toml",
+                    "likewise, and only if this is the file that the agent reads"}});
+   sub.add_option("--config", command.configPath, "The configuration file that the agent must be using")
+       ->type_name("FILE")
+       ->check(CLI::Validator{emptyPathError, ""});
+   addSocketOption(sub, command);
 }
 
 // Empty for a good time scale. Written so that "nan" is refused.
@@ -84,14 +150,16 @@ std::string httpAddressError(std::string & text) {
 }
 
 void addDemo(CLI::App & app, Subcommand & command) {
-   auto * sub = app.add_subcommand("demo", "Run a simulated appliance; touches no disk");
-   sub->add_option("--time-scale", command.timeScale, "How many times faster time runs, 0.001 to 100000")
+   auto & sub = addCommand(
+       app, command, Subcommand::Kind::demo, "demo", "Run a simulated appliance; touches no disk",
+       {{"storagedevices demo", "a story of ageing disks, repeated until Ctrl-C"},
+        {"storagedevices demo --http 127.0.0.1:9634", "and what the agent serves, for a browser"}});
+   sub.add_option("--time-scale", command.timeScale, "How many times faster time runs, 0.001 to 100000")
        ->type_name("N")
        ->check(CLI::Validator{timeScaleError, ""});
-   sub->add_option("--http", command.http, "Serve the simulated agent's status on TCP as well, loopback only")
+   sub.add_option("--http", command.http, "Serve the simulated agent's status on TCP as well, loopback only")
        ->type_name("ADDR:PORT")
        ->check(CLI::Validator{httpAddressError, ""});
-   sub->callback([&command] { command.kind = Subcommand::Kind::demo; });
 }
 
 Invocation usageError(CLI::App const & app, CLI::ParseError const & error) {
@@ -101,6 +169,10 @@ Invocation usageError(CLI::App const & app, CLI::ParseError const & error) {
    invocation.exitCode = 2;
    invocation.error = std::string{programName} + ": " + Base::cutToWidth(Base::escaped(error.what()), 300) +
                       "; see " + programName + helpFor + " --help\n";
+   if (helpFor == " check") {
+      invocation.exitCode = static_cast<int>(PluginStatus::unknown);
+      invocation.output = unknownLine("wrong usage: " + std::string{error.what()});
+   }
    return invocation;
 }
 
@@ -110,12 +182,15 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    Subcommand command;
    CLI::App app{"Watches the storage devices of this appliance.", programName};
    app.set_version_flag("--version", std::string{programName} + " " + std::string{version});
+   app.footer(std::string{"\""} + programName + " COMMAND --help\" shows examples of each command.");
    app.require_subcommand(0, 1);  // a missing one is refused below, so that an unknown word is named first
    addAgent(app, command);
    addStatus(app, command);
    addMessages(app, command);
+   addCheck(app, command);
    addCatalogue(app, command);
    addCheckConfig(app, command);
+   addReload(app, command);
    addDemo(app, command);
    Invocation invocation;
    try {

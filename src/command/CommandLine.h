@@ -11,14 +11,14 @@
 namespace Command {
 
 struct Subcommand {
-   enum class Kind { agent, status, messages, catalogue, checkConfig, demo };
+   enum class Kind { agent, status, messages, check, catalogue, checkConfig, reload, demo };
 
    Kind kind = Kind::agent;
-   std::optional<std::string> configPath;           // agent, check-config: --config
-   bool json = false;                               // status, messages, catalogue
+   std::optional<std::string> configPath;           // agent, check-config, reload: --config
+   bool json = false;                               // status, messages, check, catalogue
    bool watch = false;                              // status; never together with json
    bool follow = false;                             // messages
-   std::string socket = Base::defaultStatusSocket;  // status, messages
+   std::string socket = Base::defaultStatusSocket;  // status, messages, check, reload
    std::optional<double> timeScale;                 // demo: 0.001 to 100000
    std::optional<std::string> http;                 // demo: a loopback address and a port
 
@@ -26,7 +26,7 @@ struct Subcommand {
 };
 
 // Either a command to run, or the text to print and the exit code: 0 after --help and --version,
-// 2 after wrong usage.
+// 2 after wrong usage; of `check` 3, and the output says so to a monitoring system.
 struct Invocation {
    std::optional<Subcommand> command;
    std::string output;  // for standard output

@@ -1,7 +1,9 @@
 #include "command/StatusClient.h"
 
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <boost/beast/http/basic_parser.hpp>
 
@@ -74,6 +76,15 @@ class Exchange {
          text.append(buffer.data(), static_cast<std::size_t>(received));
          return received > 0;
       }
+   }
+
+   // Called before the request is sent: whoever answers it has lived since then, so the handle is its own.
+   AnsweringProcess peer() const {
+      ucred credentials{};
+      socklen_t size = sizeof credentials;
+      if (getsockopt(fd_.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0 || credentials.pid <= 0)
+         return AnsweringProcess{};
+      return {credentials.pid, Base::UniqueFd{static_cast<int>(syscall(SYS_pidfd_open, credentials.pid, 0))}};
    }
 
    // Gives the next waits the whole time again.
@@ -204,11 +215,8 @@ void receiveAnswer(Exchange & exchange, AnswerParser & parser, std::string const
    }
 }
 
-}  // namespace
-
-std::string askAgent(std::string const & socketPath, std::string const & resource,
-                     StatusLimits const & limits) {
-   Exchange exchange{socketPath, limits.time};
+// The body of the answer, of at most that many bytes.
+std::string receiveBody(Exchange & exchange, std::string const & resource, StatusLimits const & limits) {
    std::string body;
    auto const bound = [&](std::uint64_t size) {
       if (size > limits.answer)
@@ -220,6 +228,21 @@ std::string askAgent(std::string const & socketPath, std::string const & resourc
    }};
    receiveAnswer(exchange, parser, resource, [&] { bound(parser.content_length().value_or(0)); });
    return body;
+}
+
+}  // namespace
+
+std::string askAgent(std::string const & socketPath, std::string const & resource,
+                     StatusLimits const & limits) {
+   Exchange exchange{socketPath, limits.time};
+   return receiveBody(exchange, resource, limits);
+}
+
+AnswerOfProcess askAgentProcess(std::string const & socketPath, std::string const & resource) {
+   StatusLimits const limits;
+   Exchange exchange{socketPath, limits.time};
+   AnsweringProcess process = exchange.peer();
+   return {receiveBody(exchange, resource, limits), std::move(process)};
 }
 
 void streamFromAgent(std::string const & socketPath, std::string const & resource, Take const & take,

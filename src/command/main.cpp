@@ -3,47 +3,29 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <system_error>
-#include <thread>
 #include <vector>
 
-#include "StorageDevices/DiscoveryPreview.h"
-#include "agent/config/ApplianceConfig.h"
-#include "agent/config/ConfigFile.h"
-#include "agent/config/KeysWithoutEffect.h"
 #include "agent/config/ProgramEnd.h"
 #include "base/Companion.h"
-#include "base/DefaultPaths.h"
-#include "base/Terminal.h"
 #include "base/Version.h"
 #include "command/CatalogueText.h"
-#include "command/CheckConfig.h"
+#include "command/Check.h"
 #include "command/CommandLine.h"
-#include "command/MessagesText.h"
-#include "command/StatusClient.h"
-#include "command/StatusTable.h"
-#include "command/ToolSearch.h"
+#include "command/Output.h"
+#include "command/Queries.h"
+#include "command/machine/CheckConfig.h"
+#include "command/machine/Reload.h"
 #include "runtime/Vorn/Module.h"
 
 namespace {
-
-void print(std::string const & text) {
-   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-      throw std::system_error{errno, std::generic_category(), "standard output cannot be written"};
-}
-
-// Part by part, so that a long document needs no memory.
-void printDocument(std::string const & socket, std::string const & resource) {
-   Command::streamFromAgent(socket, resource, [](std::string_view part) { print(std::string{part}); });
-   print("\n");
-}
 
 [[noreturn]] void become(char const * what, std::filesystem::path const & program,
                          std::vector<std::string> const & arguments) {
@@ -67,24 +49,6 @@ int runAgent(Command::Subcommand const & command) {
           arguments);
 }
 
-int checkConfig(Command::Subcommand const & command) {
-   Agent::Config const config = Agent::configAt(command.configPath);
-   bool const present = command.configPath || std::filesystem::exists(Base::defaultConfigPath);
-   std::string const source =
-       present ? command.configPath.value_or(Base::defaultConfigPath) + ": valid"
-               : std::string{Base::defaultConfigPath} + ": does not exist; the defaults are used";
-   auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
-   print(Command::checkConfigText(config, source, preview) + Command::toolsText(config.tools.path));
-   for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
-      print(line + "\n");
-   std::vector<std::string> errors = preview.errors;
-   if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
-      errors.push_back(*error);
-   for (std::string const & error : errors)
-      Agent::failWith(Agent::exitWrongUsage, error);
-   return errors.empty() ? 0 : Agent::exitWrongUsage;
-}
-
 int showCatalogue(Command::Subcommand const & command) {
    std::vector<Command::CatalogueEntry> entries;
    for (Vorn::Module const * const module : Vorn::modules())
@@ -96,57 +60,7 @@ int showCatalogue(Command::Subcommand const & command) {
             entry.standardAction = static_cast<std::uint8_t>(action.code());
          entries.push_back(entry);
       }
-   print(command.json ? Command::catalogueJson(entries) : Command::catalogueText(entries));
-   return 0;
-}
-
-Command::TableOptions tableOptions() {
-   return {.width = Base::outputWidth(STDOUT_FILENO), .colour = Base::takesColour(STDOUT_FILENO)};
-}
-
-std::string currentTable(std::string const & socket) {
-   return Command::statusTable(Command::askAgent(socket, "/api/v1/state?history=1"),
-                               Command::askAgent(socket, "/api/v1/messages"), tableOptions());
-}
-
-// Until it is interrupted. An agent that is restarted is found again.
-int watchStatus(std::string const & socket) {
-   constexpr char clearScreen[] = "\x1b[H\x1b[2J";
-   for (;;) {
-      std::string screen;
-      try {
-         screen = currentTable(socket);
-      } catch (std::exception const & error) {
-         screen = std::string{error.what()} + "\n";
-      }
-      print((isatty(STDOUT_FILENO) ? clearScreen : "") + screen);
-      std::this_thread::sleep_for(std::chrono::seconds{1});
-   }
-}
-
-int showStatus(Command::Subcommand const & command) {
-   if (command.watch)
-      return watchStatus(command.socket);
-   if (command.json)
-      printDocument(command.socket, "/api/v1/state");
-   else
-      print(currentTable(command.socket));
-   return 0;
-}
-
-// Following ends with an error when the agent does.
-int showMessages(Command::Subcommand const & command) {
-   if (command.json && !command.follow) {
-      printDocument(command.socket, "/api/v1/messages");
-      return 0;
-   }
-   using Form = Command::MessageFeed::Form;
-   Command::MessageFeed feed{command.json ? Form::json : Form::text};
-   print(feed.take(Command::askAgent(command.socket, feed.resource())));
-   while (command.follow) {
-      std::this_thread::sleep_for(std::chrono::seconds{1});
-      print(feed.take(Command::askAgent(command.socket, feed.resource())));
-   }
+   Command::print(command.json ? Command::catalogueJson(entries) : Command::catalogueText(entries));
    return 0;
 }
 
@@ -163,18 +77,31 @@ int runDemo(Command::Subcommand const & command) {
           arguments);
 }
 
+// To a monitoring system every failure of the check itself is an unknown state.
+int check(Command::Subcommand const & command) {
+   try {
+      return Command::showCheck(command);
+   } catch (std::exception const & error) {
+      return Agent::failWith(static_cast<int>(Command::PluginStatus::unknown), error.what());
+   }
+}
+
 int run(Command::Subcommand const & command) {
    switch (command.kind) {
       case Command::Subcommand::Kind::agent:
          return runAgent(command);
       case Command::Subcommand::Kind::status:
-         return showStatus(command);
+         return Command::showStatus(command);
       case Command::Subcommand::Kind::messages:
-         return showMessages(command);
+         return Command::showMessages(command);
+      case Command::Subcommand::Kind::check:
+         return check(command);
       case Command::Subcommand::Kind::catalogue:
          return showCatalogue(command);
       case Command::Subcommand::Kind::checkConfig:
-         return checkConfig(command);
+         return Command::checkConfig(command.configPath);
+      case Command::Subcommand::Kind::reload:
+         return Command::reload({command.socket, command.configPath});
       case Command::Subcommand::Kind::demo:
          return runDemo(command);
    }
@@ -188,7 +115,7 @@ int main(int argc, char ** argv) {
       auto const invocation = Command::parseCommandLine({argv + 1, argv + argc}, Base::version);
       if (invocation.command)
          return run(*invocation.command);
-      print(invocation.output);
+      Command::print(invocation.output);
       std::fputs(invocation.error.c_str(), stderr);
       return invocation.exitCode;
    });

@@ -32,8 +32,10 @@ TEST(CommandLineTest, NamesACommand) {
    EXPECT_EQ(commandOf({"agent"}).kind, Subcommand::Kind::agent);
    EXPECT_EQ(commandOf({"status"}).kind, Subcommand::Kind::status);
    EXPECT_EQ(commandOf({"messages"}).kind, Subcommand::Kind::messages);
+   EXPECT_EQ(commandOf({"check"}).kind, Subcommand::Kind::check);
    EXPECT_EQ(commandOf({"catalogue"}).kind, Subcommand::Kind::catalogue);
    EXPECT_EQ(commandOf({"check-config"}).kind, Subcommand::Kind::checkConfig);
+   EXPECT_EQ(commandOf({"reload"}).kind, Subcommand::Kind::reload);
    EXPECT_EQ(commandOf({"demo"}).kind, Subcommand::Kind::demo);
 }
 
@@ -58,6 +60,12 @@ TEST(CommandLineTest, AcceptsTheOptionsOfEachCommand) {
    Subcommand const messages = commandOf({"messages", "--follow", "--json", "--socket", "/y.sock"});
    EXPECT_TRUE(messages.follow && messages.json);
    EXPECT_EQ(messages.socket, "/y.sock");
+   Subcommand const check = commandOf({"check", "--json", "--socket", "/z.sock"});
+   EXPECT_TRUE(check.json);
+   EXPECT_EQ(check.socket, "/z.sock");
+   Subcommand const reload = commandOf({"reload", "--config", "/c.toml", "--socket", "/r.sock"});
+   EXPECT_EQ(reload.configPath, "/c.toml");
+   EXPECT_EQ(reload.socket, "/r.sock");
    EXPECT_TRUE(commandOf({"catalogue", "--json"}).json);
    EXPECT_EQ(commandOf({"demo", "--time-scale", "250.5"}).timeScale, 250.5);
    EXPECT_EQ(commandOf({"demo", "--http", "127.0.0.1:9634"}).http, "127.0.0.1:9634");
@@ -80,6 +88,14 @@ TEST(CommandLineTest, RefusesWrongUsageInOneLine) {
    EXPECT_NE(usageErrorOf({"status", "catalogue"}).find("catalogue"), std::string::npos);
 }
 
+TEST(CommandLineTest, SaysWrongUsageOfACheckToTheMonitoringSystemToo) {
+   Invocation const invocation = parseCommandLine({"check", "--no|pe"}, "1.2.3");
+   EXPECT_EQ(invocation.exitCode, 3);
+   EXPECT_EQ(invocation.output,
+             "STORAGE UNKNOWN - wrong usage: The following argument was not expected: --no/pe\n");
+   EXPECT_TRUE(invocation.error.ends_with("; see storagedevices check --help\n")) << invocation.error;
+}
+
 TEST(CommandLineTest, BoundsTheTimeScale) {
    for (char const * scale : {"0", "-1", "nan", "inf", "100001", "fast", ""})
       EXPECT_NE(usageErrorOf({"demo", "--time-scale", scale}).find("--time-scale"), std::string::npos)
@@ -96,16 +112,26 @@ TEST(CommandLineTest, NamesTheHelpOfTheCommand) {
    EXPECT_TRUE(usageErrorOf({"nonsense"}).ends_with("; see storagedevices --help\n"));
 }
 
+constexpr char const * commands[] = {"agent",     "status",       "messages", "check",
+                                     "catalogue", "check-config", "reload",   "demo"};
+
 TEST(CommandLineTest, PrintsHelpAndVersion) {
    Invocation const help = parseCommandLine({"--help"}, "1.2.3");
    EXPECT_EQ(help.exitCode, 0);
    EXPECT_FALSE(help.command.has_value());
-   for (char const * name : {"agent", "status", "messages", "catalogue", "check-config", "demo", "--version"})
-      EXPECT_NE(help.output.find(name), std::string::npos) << name;
-   Invocation const statusHelp = parseCommandLine({"status", "--help"}, "1.2.3");
-   EXPECT_NE(statusHelp.output.find("--socket"), std::string::npos);
-   EXPECT_NE(statusHelp.output.find("storagedevices status"), std::string::npos) << statusHelp.output;
+   for (char const * name : commands)
+      EXPECT_NE(help.output.find(std::string{"\n  "} + name + " "), std::string::npos) << name;
+   EXPECT_NE(help.output.find("--version"), std::string::npos);
    EXPECT_EQ(parseCommandLine({"--version"}, "1.2.3").output, "storagedevices 1.2.3\n");
+}
+
+TEST(CommandLineTest, ShowsAnExampleOfEachCommandThatItUnderstands) {
+   for (char const * name : commands) {
+      std::string const help = parseCommandLine({name, "--help"}, "1.2.3").output;
+      std::string const begin = std::string{"Examples:\n  storagedevices "} + name;
+      EXPECT_NE(help.find(begin), std::string::npos) << help;
+      EXPECT_NE(help.find("Usage: storagedevices " + std::string{name}), std::string::npos) << help;
+   }
 }
 
 }  // namespace

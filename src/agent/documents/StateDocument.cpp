@@ -1,5 +1,7 @@
 #include "agent/documents/StateDocument.h"
 
+#include <unistd.h>
+
 #include "agent/documents/HealthDocument.h"
 #include "agent/documents/PiecedJson.h"
 #include "agent/documents/ReadingsDocument.h"
@@ -38,11 +40,32 @@ JsonValue kernelLinesJson(std::optional<KernelLineCounts> const & lines) {
        .add("overruns", numberJson(lines->overruns));
 }
 
+void writeConfiguration(Base::JsonWriter & writer, ConfigurationReport const & report) {
+   writer.StartObject();
+   Base::writeMember(writer, "file", report.file);
+   Base::writeMember(writer, "processId", getpid());
+   Base::writeMember(writer, "reloads", report.reloads);
+   if (auto const & reload = report.lastReload) {
+      writer.Key("lastReload");
+      writer.StartObject();
+      Base::writeMember(writer, "time", reload->utc);
+      Base::writeMember(writer, "good", reload->good);
+      Base::writeMember(writer, "text", reload->text);
+      writer.EndObject();
+   }
+   writer.EndObject();
+}
+
+JsonValue configurationJson(ConfigurationReport const & report) {
+   return wholeJson([report](Base::JsonWriter & writer) { writeConfiguration(writer, report); });
+}
+
 void addUnit(JsonMembers & members, StateSources const & sources) {
    members
        .add("version", wholeJson([](Base::JsonWriter & writer) { Base::writeText(writer, Base::version); }))
        .add("time", numberJson(sources.utc))
        .add("internalDevicesReady", numberJson(sources.internalDevicesReady))
+       .add("configuration", configurationJson(sources.configuration))
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "StorageDevices/ConnectedDevicesSm.h"
 #include "agent/documents/Document.h"
@@ -31,6 +32,19 @@ struct RecordKeepers {
    StorageDevices::ConnectedDevicesSm const * discovery = nullptr;
 };
 
+// The agent's configuration, and how it was read again.
+struct ConfigurationReport {
+   struct Reload {
+      double utc = 0;    // seconds since 1970
+      bool good = true;  // false: an error, and nothing has changed
+      std::string text;  // as logged: what takes effect, or the error
+   };
+
+   std::string file;  // the path at which it is read, absolute
+   std::uint64_t reloads = 0;
+   std::optional<Reload> lastReload{};
+};
+
 struct StateSources {
    bool internalDevicesReady;
    double utc;
@@ -42,6 +56,7 @@ struct StateSources {
    RecordKeepers keepers = {};
    std::optional<KernelLineCounts> kernelLines = {};  // nothing: the agent forwards none
    std::uint64_t logLinesDropped = 0;                 // that standard error did not take
+   ConfigurationReport configuration = {};
 };
 
 // The number of measurements that it shows of each disk by default, the newest ones.

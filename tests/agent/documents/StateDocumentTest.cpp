@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -42,7 +43,8 @@ class StateDocumentTest : public testing::Test {
                                                           verdicts,
                                                           {},
                                                           kernelLines,
-                                                          logLinesDropped}));
+                                                          logLinesDropped,
+                                                          configuration}));
    }
 
    Agent::Entities entities;
@@ -51,6 +53,7 @@ class StateDocumentTest : public testing::Test {
    Agent::IoStatErrors errors;
    std::optional<Agent::KernelLineCounts> kernelLines;
    std::uint64_t logLinesDropped = 0;
+   Agent::ConfigurationReport configuration{"/etc/x.toml"};
    Agent::ToolRuns tools{tracker};
    Agent::Readings readings{entities};
    Agent::Config::VerdictLimits limits;
@@ -76,7 +79,9 @@ TEST_F(StateDocumentTest, ShowsAllKeysOfAnEmptyUnit) {
    EXPECT_TRUE(state["discovery"]["unclassifiedDevices"].ObjectEmpty());
    EXPECT_STREQ(state["unit"]["verdict"].GetString(), "unknown");
    EXPECT_TRUE(state["unit"]["missing"].Empty());
+   EXPECT_EQ(keysOf(state["configuration"]), (Keys{"file", "processId", "reloads"}));
    EXPECT_EQ(keysOf(state), (Keys{"version",
+                                  "configuration",
                                   "time",
                                   "internalDevicesReady",
                                   "connectedDevices",
@@ -105,6 +110,19 @@ TEST_F(StateDocumentTest, ShowsTheLimitsOfWearAsTheyAreNow) {
    auto const state = document(true);
    EXPECT_EQ(state["limits"]["lifeWarning"].GetDouble(), 20);
    EXPECT_EQ(state["limits"]["lifeFailing"].GetDouble(), 2.5);
+}
+
+TEST_F(StateDocumentTest, ShowsTheConfigurationAndItsLatestReload) {
+   configuration.reloads = 3;
+   configuration.lastReload = {1795196000.5, false, "/etc/x.toml:3: an error"};
+   auto const state = document(false);
+   auto const & shown = state["configuration"];
+   EXPECT_STREQ(shown["file"].GetString(), "/etc/x.toml");
+   EXPECT_EQ(shown["processId"].GetInt(), getpid());
+   EXPECT_EQ(shown["reloads"].GetUint(), 3U);
+   EXPECT_EQ(shown["lastReload"]["time"].GetDouble(), 1795196000.5);
+   EXPECT_FALSE(shown["lastReload"]["good"].GetBool());
+   EXPECT_STREQ(shown["lastReload"]["text"].GetString(), "/etc/x.toml:3: an error");
 }
 
 TEST_F(StateDocumentTest, CountsFailedSamplesByCause) {

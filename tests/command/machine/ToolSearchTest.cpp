@@ -1,4 +1,4 @@
-#include "command/ToolSearch.h"
+#include "command/machine/ToolSearch.h"
 
 #include <gtest/gtest.h>
 

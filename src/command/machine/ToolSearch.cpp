@@ -1,4 +1,4 @@
-#include "command/ToolSearch.h"
+#include "command/machine/ToolSearch.h"
 
 #include "base/Text.h"
 #include "runtime/Vorn/Process.h"

@@ -1,8 +1,17 @@
-#include "command/CheckConfig.h"
+#include "command/machine/CheckConfig.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <vector>
 
+#include "agent/config/ApplianceConfig.h"
+#include "agent/config/ConfigFile.h"
+#include "agent/config/KeysWithoutEffect.h"
+#include "agent/config/ProgramEnd.h"
+#include "base/DefaultPaths.h"
 #include "base/Text.h"
+#include "command/Output.h"
+#include "command/machine/ToolSearch.h"
 
 namespace Command {
 
@@ -52,6 +61,24 @@ std::string checkConfigText(Agent::Config const & config, std::string const & so
       text += Base::escaped(device.device) + ": " + device.outcome + ": " + Base::escaped(device.reason) +
               "\n    path " + Base::escaped(device.sysPath) + "\n";
    return text + missingText(config, preview);
+}
+
+int checkConfig(std::optional<std::string> const & configPath) {
+   Agent::Config const config = Agent::configAt(configPath);
+   bool const present = configPath || std::filesystem::exists(Base::defaultConfigPath);
+   std::string const source =
+       present ? configPath.value_or(Base::defaultConfigPath) + ": valid"
+               : std::string{Base::defaultConfigPath} + ": does not exist; the defaults are used";
+   auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
+   print(checkConfigText(config, source, preview) + toolsText(config.tools.path));
+   for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
+      print(line + "\n");
+   std::vector<std::string> errors = preview.errors;
+   if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
+      errors.push_back(*error);
+   for (std::string const & error : errors)
+      Agent::failWith(Agent::exitWrongUsage, error);
+   return errors.empty() ? 0 : Agent::exitWrongUsage;
 }
 
 }  // namespace Command
