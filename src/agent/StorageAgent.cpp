@@ -136,7 +136,7 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
    return {404, "text/plain", "not served here; try /api/v1/state, /api/v1/messages, /metrics or /healthz\n"};
 }
 
-double StorageAgent::lastTurnAge() const {
+Vorn::Seconds StorageAgent::lastTurnAge() const {
    return Vorn::Host::monotonicSeconds() - lastTurn_;
 }
 
@@ -150,9 +150,9 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
       return {400, "text/plain", "history: must be a whole number, 0 or more, or \"all\"\n"};
    verdicts_.evaluate();
    return jsonAnswer(
-       stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc().value(),
-                      monitors_.entities(), monitors_.ioStatErrors(), toolRuns_, readings_, verdicts_,
-                      monitors_.recordKeepers(), monitors_.kernelLines(), log_.dropped()},
+       stateDocument({monitors_.internalDevicesReady(), Vorn::System::currentTimeUtc(), monitors_.entities(),
+                      monitors_.ioStatErrors(), toolRuns_, readings_, verdicts_, monitors_.recordKeepers(),
+                      monitors_.kernelLines(), log_.dropped()},
                      *history));
 }
 

@@ -50,7 +50,7 @@ class StorageAgent {
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
    void serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address = {});
-   double lastTurnAge() const;  // seconds
+   Vorn::Seconds lastTurnAge() const;  // real time
    Stalls stalls() const;
    HttpAnswer state(HttpRequest const & request);
    HttpAnswer messages(HttpRequest const & request) const;
@@ -59,7 +59,7 @@ class StorageAgent {
    StderrLog & log_;
    Reread reread_;
    MessageStore messages_;
-   double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
+   Vorn::Seconds lastTurn_;  // when the latest turn of the loop ended, real monotonic time
    Signals signals_;
    ServiceManager serviceManager_;
    std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may stall too

@@ -29,17 +29,18 @@ std::string metric(char const * name, char const * type, char const * help, doub
 
 }  // namespace
 
-std::string metricsText(double lastTurnAgeSeconds, Stalls const & stalls) {
+std::string metricsText(Vorn::Seconds lastTurnAge, Stalls const & stalls) {
    std::string text =
        metric("last_turn_age_seconds", "gauge", "Seconds since the last turn of the loop ended.",
-              lastTurnAgeSeconds) +
+              lastTurnAge.value()) +
        metric("loop_stalls_total", "counter", "Turns of the loop that took five seconds or longer.",
               static_cast<double>(stalls.count)) +
        metric("loop_longest_stall_seconds", "gauge", "Duration of the longest stall in seconds.",
-              stalls.longestSeconds);
+              stalls.longest.value());
    if (stalls.last)
       text += metric("loop_last_stall_seconds", "gauge",
-                     "Duration of the last stall in seconds, and what took most of it.", stalls.last->seconds,
+                     "Duration of the last stall in seconds, and what took most of it.",
+                     stalls.last->duration.value(),
                      "{operation=\"" + labelValue(stalls.last->operation) + "\",path=\"" +
                          labelValue(stalls.last->path) + "\"}");
    return text;

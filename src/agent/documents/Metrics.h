@@ -10,6 +10,6 @@ namespace Agent {
 // The content type of the text format.
 inline constexpr char metricsType[] = "text/plain; version=0.0.4; charset=utf-8";
 
-std::string metricsText(double lastTurnAgeSeconds, Stalls const & stalls);
+std::string metricsText(Vorn::Seconds lastTurnAge, Stalls const & stalls);
 
 }  // namespace Agent

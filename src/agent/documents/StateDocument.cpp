@@ -41,7 +41,7 @@ JsonValue kernelLinesJson(std::optional<KernelLineCounts> const & lines) {
 void addUnit(JsonMembers & members, StateSources const & sources) {
    members
        .add("version", wholeJson([](Base::JsonWriter & writer) { Base::writeText(writer, Base::version); }))
-       .add("time", numberJson(sources.utc))
+       .add("time", numberJson(sources.utc.value()))
        .add("internalDevicesReady", numberJson(sources.internalDevicesReady))
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));
 }

@@ -33,7 +33,7 @@ struct RecordKeepers {
 
 struct StateSources {
    bool internalDevicesReady;
-   double utc;
+   Vorn::Seconds utc;  // now
    Entities const & entities;
    IoStatErrors ioStatErrors;
    ToolRuns const & tools;

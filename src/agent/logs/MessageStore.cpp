@@ -5,8 +5,7 @@ namespace Agent {
 void MessageStore::add(Vorn::Host::LogMessage const & message) {
    if (messages_.size() == kept)
       messages_.pop_front();
-   messages_.push_back(
-       {++lastSequence_, message.utc.value(), &message.descriptor, message.arguments, message.text});
+   messages_.push_back({++lastSequence_, message.utc, &message.descriptor, message.arguments, message.text});
 }
 
 StoredMessage const * MessageStore::firstAfter(std::uint64_t sequence) const {

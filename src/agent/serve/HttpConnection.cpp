@@ -15,8 +15,8 @@ namespace Agent {
 namespace {
 
 // Real seconds.
-constexpr double usualPatience = 5;
-constexpr double closingPatience = 1;
+constexpr Vorn::Seconds usualPatience = 5;
+constexpr Vorn::Seconds closingPatience = 1;
 
 bool isTemporary(int error) {
    return error == EAGAIN || error == EINTR;

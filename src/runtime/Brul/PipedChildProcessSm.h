@@ -86,7 +86,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void reasonIs(Pelm::String reason);
 
    enum class Deadline { none, cannotStart, stuck, timeLimit, kill, abandon, grace };
-   void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
+   void deadlineIs(Deadline what, Vorn::Seconds realSpan);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;
    std::vector<Pelm::String> argv_;  // of the run; `arg` may change meanwhile
@@ -100,7 +100,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    int exitCode_ = 0;
    Pelm::Ptr<FinishedRun const> finishedRun_;
    int startError_ = 0;
-   double startedAt_ = 0;  // real monotonic seconds
+   Vorn::Seconds startedAt_;  // real monotonic time
    Deadline deadline_ = Deadline::none;
 
    Vorn::Clock::Notifiee<&PipedChildProcessSm::handleDeadline> deadlineClock_{*this,

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "runtime/Vorn/Seconds.h"
+
 namespace Vorn {
 
 struct Activity {
@@ -16,7 +18,7 @@ struct Activity {
    // The number of the current or latest turn.
    std::uint64_t turn = 0;
    // The begin of that turn's handlers, in `Vorn::Host::monotonicSeconds()`.
-   double since = 0;
+   Seconds since;
    // The named call (BlockingCall) in progress and its path; null: none.
    char const * operation = nullptr;
    std::array<char, pathSize> pathText{};

@@ -10,6 +10,7 @@
 
 #include "runtime/Export.h"
 #include "runtime/Vorn/Activity.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Vorn {
 
@@ -50,7 +51,7 @@ class RUNTIME_API Breadcrumb {
    std::atomic<void const *> writer_ = nullptr;
    std::atomic<bool> busy_ = false;
    std::atomic<Word> turn_ = 0;
-   std::atomic<double> since_ = 0;
+   std::atomic<Seconds> since_ = Seconds{};
    std::atomic<std::size_t> depth_ = 0;
    std::array<Call, maxDepth> calls_{};
 };

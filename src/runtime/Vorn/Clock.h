@@ -48,7 +48,7 @@ class RUNTIME_API Clock : public Pelm::Node {
 // called again after `retrySpan`, so that a shortage of memory ends no machine's work.
 class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:
-   static constexpr double retrySpan = 60;  // framework seconds
+   static constexpr Seconds retrySpan = 60;  // framework time
 
    NotifieeConst() = default;
    ~NotifieeConst() override;

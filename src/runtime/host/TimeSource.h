@@ -70,6 +70,6 @@ RUNTIME_API void timeSourceIs(std::unique_ptr<TimeSource> source);
 RUNTIME_API TimeSource & timeSource();
 
 // The kernel's CLOCK_MONOTONIC, independent of the source.
-RUNTIME_API double monotonicSeconds();
+RUNTIME_API Vorn::Seconds monotonicSeconds();
 
 }  // namespace Vorn::Host
