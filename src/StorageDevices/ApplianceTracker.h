@@ -31,8 +31,8 @@ STORAGEDEVICES_API Pelm::Ptr<Brul::ChildProcessTrackerSm> applianceTracker(ToolR
 // Replaces the rules of a tracker. Runs in flight keep their time limit.
 STORAGEDEVICES_API void toolRulesIs(Brul::ChildProcessTrackerSm & tracker, ToolRules const & rules);
 
-// The directory of that filter, which is installed beside the library. Empty: it is not there, and versions
-// of nvme-cli that print other layouts go unread.
+// The directory of that filter, which is installed beside the library. Empty: it is not there, and the output
+// of nvme-cli versions with other layouts cannot be read.
 STORAGEDEVICES_API std::string nvmeFilterDirectory();
 
 }  // namespace StorageDevices

@@ -23,6 +23,7 @@ struct Activity {
    char const * operation = nullptr;
    std::array<char, pathSize> pathText{};
 
+   // Bytes as the caller gave them, 255 at most; empty: it named none.
    std::string_view path() const { return pathText.data(); }
 };
 

@@ -16,6 +16,7 @@ namespace Vorn {
 
 class RUNTIME_API Breadcrumb {
  public:
+   // The only one of the process. Never destroyed.
    static Breadcrumb & instance();
 
    constexpr Breadcrumb() = default;
@@ -28,10 +29,11 @@ class RUNTIME_API Breadcrumb {
    void beginTurn();
 
    // Enters a call; false, and nothing is written, on another thread than the writer's. After true, `leave`
-   // must follow.
+   // must follow. `operation` must be a literal; of the path 255 bytes are kept.
    bool enter(char const * operation, std::string_view path);
    void leave();
 
+   // A consistent copy. Any thread; it repeats while the writer writes, for nanoseconds as a rule.
    Activity read() const;
 
  private:
