@@ -43,31 +43,31 @@ std::string diskText(DeviceClassification const & classification) {
           collectorText(classification.collector);
 }
 
-void explain(PreviewedDevice & examined, udev_device * device, ApplianceRules const & rules,
+void explain(PreviewedDevice & previewed, udev_device * device, ApplianceRules const & rules,
              FruConfig const & fruConfig, Matcher const & matcher) {
    if (!isAddressable(device)) {
-      examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
-                                                              : "udev has no device node for it";
+      previewed.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
+                                                               : "udev has no device node for it";
       return;
    }
    PathClassification const path = classifyPath(patternPath(device), rules, matcher);
    if (path.shortage != 0) {
-      examined.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
+      previewed.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
    } else if (path.kind == PathClassification::Kind::inactive) {
-      examined.reason = "multidrive lists it and it is not the source drive of multidrive_src";
+      previewed.reason = "multidrive lists it and it is not the source drive of multidrive_src";
    } else if (path.kind == PathClassification::Kind::unlisted) {
-      examined.reason = "no entry of blockdev matches its path";
+      previewed.reason = "no entry of blockdev matches its path";
    } else {
       DeviceClassification const classification = classify(device, path.mount, fruConfig);
-      examined.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
-      examined.reason = diskText(classification);
+      previewed.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
+      previewed.reason = diskText(classification);
    }
 }
 
 using Explain = std::function<void(PreviewedDevice &, udev_device *)>;
 
 void preview(DiscoveryPreview & result, udev * context, std::vector<std::string> const & sysPaths,
-             Explain const & explanation) {
+             Explain const & explainDevice) {
    for (std::string const & sysPath : sysPaths) {
       UdevDevicePtr const device{udev_device_new_from_syspath(context, sysPath.c_str())};
       if (!device && isShortage(errno))
@@ -77,7 +77,7 @@ void preview(DiscoveryPreview & result, udev * context, std::vector<std::string>
       char const * const node = udev_device_get_devnode(device.get());
       result.devices.push_back(
           {node ? node : nameIn(sysPath), patternPath(device.get()).str(), "skipped", {}});
-      explanation(result.devices.back(), device.get());
+      explainDevice(result.devices.back(), device.get());
    }
 }
 
@@ -100,11 +100,12 @@ DiscoveryPreview previewDiscovery(Pelm::Ptr<FruConfig const> const & fruConfig) 
    Matcher const matcher = [&](char const * path, char const * pattern) {
       return patterns.ask(path, pattern);
    };
-   preview(result, context.get(), disks.sysPaths, [&](PreviewedDevice & examined, udev_device * device) {
-      explain(examined, device, rules, *fruConfig, matcher);
+   preview(result, context.get(), disks.sysPaths, [&](PreviewedDevice & previewed, udev_device * device) {
+      explain(previewed, device, rules, *fruConfig, matcher);
    });
-   preview(result, context.get(), disks.loopPaths,
-           [](PreviewedDevice & examined, udev_device *) { examined.reason = "loop devices are no disks"; });
+   preview(result, context.get(), disks.loopPaths, [](PreviewedDevice & previewed, udev_device *) {
+      previewed.reason = "loop devices are no disks";
+   });
    return result;
 }
 
