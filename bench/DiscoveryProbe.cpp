@@ -67,7 +67,7 @@ constexpr char const * matching = "pci[^/]*/.*/nvme[0-9]*/.*";
 constexpr char const * mount = "disk";
 
 // Discovery's queries of a device, without those of its collectors.
-bool look(udev_device * device) {
+bool isDisk(udev_device * device) {
    if (!device || StorageDevices::CDevsUtil::udevSerial(device).empty())
       return false;
    StorageDevices::busAddress(device);
@@ -76,8 +76,7 @@ bool look(udev_device * device) {
    return udev_device_get_devnode(device) && udev_device_get_sysattr_value(device, "size");
 }
 
-// Number of disks.
-std::size_t lookAtAll() {
+std::size_t countDisks() {
    std::size_t seen = 0;
    StorageDevices::UdevPtr const context{udev_new()};
    StorageDevices::UdevEnumeratePtr const scan{udev_enumerate_new(context.get())};
@@ -88,7 +87,7 @@ std::size_t lookAtAll() {
         entry = udev_list_entry_get_next(entry)) {
       StorageDevices::UdevDevicePtr const device{
           udev_device_new_from_syspath(context.get(), udev_list_entry_get_name(entry))};
-      seen += look(device.get());
+      seen += isDisk(device.get());
    }
    return seen;
 }
@@ -97,7 +96,7 @@ std::size_t lookAtAll() {
 
 DiscoveryProbe::DiscoveryProbe(std::filesystem::path etc, std::filesystem::path tools, std::size_t disks)
     : etc_{std::move(etc)}, tools_{std::move(tools)}, disks_{disks} {
-   if (std::size_t const seen = lookAtAll(); seen != disks)
+   if (std::size_t const seen = countDisks(); seen != disks)
       throw std::runtime_error("libudev knows " + std::to_string(seen) + " disks, not " +
                                std::to_string(disks));
 }
@@ -136,7 +135,7 @@ DiscoveryProbe::Times DiscoveryProbe::discovery(Kind kind) const {
 
 double DiscoveryProbe::udev() const {
    std::size_t seen = 0;
-   double const seconds = secondsOf([&] { seen = lookAtAll(); });
+   double const seconds = secondsOf([&] { seen = countDisks(); });
    if (seen != disks_)
       throw std::runtime_error("libudev does not know all disks any more");
    return seconds;

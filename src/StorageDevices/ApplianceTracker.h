@@ -10,12 +10,13 @@
 #include "StorageDevices/Export.h"
 #include "runtime/Brul/ChildProcessTrackerSm.h"
 #include "runtime/Pelm/Ptr.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace StorageDevices {
 
 struct ToolRules {
-   double timeout = 60;  // real seconds after which a run is ended and has failed; 0: no limit
-   std::string path;     // absolute directories, separated by colons, that are searched before PATH; or empty
+   Vorn::Seconds timeout = 60;  // of real time, after which a run is ended and has failed; 0: no limit
+   std::string path;  // absolute directories, separated by colons, that are searched before PATH; or empty
    // Tool -> the bits of its exit code that do not make a run fail. smartctl sets such bits beside a whole
    // report: for a drive that is failing, or one that lacks a feature.
    std::map<std::string, std::uint8_t> acceptExitBits{{"smartctl", 0xfc}};
@@ -30,8 +31,8 @@ STORAGEDEVICES_API Pelm::Ptr<Brul::ChildProcessTrackerSm> applianceTracker(ToolR
 // Replaces the rules of a tracker. Runs in flight keep their time limit.
 STORAGEDEVICES_API void toolRulesIs(Brul::ChildProcessTrackerSm & tracker, ToolRules const & rules);
 
-// The directory of that filter, which is installed beside the library. Empty: it is not there, and versions
-// of nvme-cli that print other layouts go unread.
+// The directory of that filter, which is installed beside the library. Empty: it is not there, and the output
+// of nvme-cli versions with other layouts cannot be read.
 STORAGEDEVICES_API std::string nvmeFilterDirectory();
 
 }  // namespace StorageDevices

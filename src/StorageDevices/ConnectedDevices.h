@@ -1,4 +1,5 @@
-// The connected storage devices. Written by discovery alone.
+// The connected storage devices. Written by discovery alone, whose mutators these are; in a test, or in a
+// host without discovery, by the host. The host makes one and passes it to every factory.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +18,8 @@ namespace StorageDevices {
 // the notification of `disk` alone.
 class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
  public:
-   // By name, which is the serial number as soon as the device is identified.
+   // By name, which is the serial number as soon as the device is identified. A fixed disk that a collector
+   // identifies is added only then, any other at once, under its serial from udev.
    Vorn::Collection<Pelm::String, Pelm::Ptr<ConnectedDisk>, ConnectedDevices> disk{*this, "disk"};
 
    // Replaces the record of that name unless all ten fields are equal.
@@ -35,7 +37,8 @@ class STORAGEDEVICES_API ConnectedDevices : public Pelm::Node {
    void diskDel(Pelm::String const & name) { disk.memberDel(name); }
    void diskDelAll() { disk.memberDelAll(); }
 
-   // From udev's serial of a device to its current name. A removal event carries only udev's serial.
+   // From udev's serial of a device to its current name. A removal event carries only udev's serial. Written
+   // before the disk is added, deleted before it is deleted.
    Vorn::Collection<Pelm::String, Pelm::String, ConnectedDevices> udevSerialToSerialMap{
        *this, "udevSerialToSerialMap"};
    void udevSerialToSerialMapIs(Pelm::String const & udevSerial, Pelm::String const & serial) {

@@ -168,8 +168,7 @@ bool ConnectedDevicesSm::scanDevices() {
    seen_->goneDel();
    Scan scan;
    for (std::string const & sysPath : disks.sysPaths)
-      if (!isLoop(nameIn(sysPath)))
-         examineEnumerated(sysPath, scan);
+      examineEnumerated(sysPath, scan);
    forgetGone(scan);
    return true;
 }

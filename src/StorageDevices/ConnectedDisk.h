@@ -14,7 +14,9 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
  public:
-   // How the device is attached.
+   // How the device is attached. usb: below a USB interface, card readers included. sata: an ATA port, with a
+   // known SCSI host. nvme: a namespace of an NVMe controller. other: all else. The numbers are part of the
+   // served state.
    class BusType : public Vorn::EnumType<unsigned char, BusType> {
     public:
       enum Value : unsigned char { usb = 0, sata = 1, nvme = 2, other = 3 };
@@ -23,6 +25,7 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
       using EnumType::EnumType;
    };
 
+   // The ten fields, in this order. Any bytes are accepted: nothing is checked here.
    ConnectedDisk(Pelm::String name, EntityMib::StorageType mibType, Pelm::String blockDevice,
                  Pelm::String mountPoint, Pelm::String model, Pelm::String firmwareRevision, bool removable,
                  BusType busType, Pelm::String devAddress, std::uint32_t sizeGb)
@@ -39,7 +42,8 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
 
    // The key of the record: the serial from udev, then the one that a collector read from the device.
    Pelm::String const & name() const { return name_; }
-   // The type under which the entity MIB lists the device.
+   // The type under which the entity MIB lists the device; `unknown` for a removable one, and
+   // for one of no known kind.
    EntityMib::StorageType mibType() const { return mibType_; }
    // The device node of the whole disk, for example /dev/sda; never a partition.
    Pelm::String const & blockDevice() const { return blockDevice_; }
@@ -49,13 +53,14 @@ class STORAGEDEVICES_API ConnectedDisk : public Pelm::Node {
    // From the device's collector; of a removable disk from udev. May be empty, and may hold any bytes.
    Pelm::String const & model() const { return model_; }
    Pelm::String const & firmwareRevision() const { return firmwareRevision_; }
-   // Whether the device is not part of the unit's fixed storage.
+   // Whether the device is not part of the unit's fixed storage, by its mount name
+   // (`FruConfig::expectedMounts`). The kernel's own flag does not matter.
    bool removable() const { return removable_; }
    // `other` for eMMC devices and cards, which have no bus address.
    BusType busType() const { return busType_; }
    // SATA: the SCSI host's id; USB: the port; NVMe: the namespace's name; otherwise empty.
    Pelm::String const & devAddress() const { return devAddress_; }
-   // Gigabytes of 10^9 bytes, rounded; 0: the size is not known.
+   // Gigabytes of 10^9 bytes, rounded; 0: the size is not known, or below half a gigabyte.
    std::uint32_t sizeGb() const { return sizeGb_; }
 
    // The block device without its directory, for example sda.

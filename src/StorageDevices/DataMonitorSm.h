@@ -3,7 +3,7 @@
 // Inputs: the connected disks and the poll interval. The monitor's data collection follows the disks. Each
 // poll calls `updateDevice` once per disk. The first poll is at the first turn of the loop, each further one
 // an interval after the previous. A change of the interval polls at once. A removable disk is read as soon as
-// it appears.
+// it appears. What the reading of one disk raises goes to the host's failure sink, and the others are read.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +46,7 @@ class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
    // False until `handleInitialized` has finished.
    Vorn::Attribute<bool, DataMonitorSm> initialized{*this, "initialized", false};
 
-   // Polls since the monitor was made.
+   // Polls since the monitor was made. One counts when each disk's reading has begun; tools answer later.
    Vorn::Attribute<std::uint32_t, DataMonitorSm> pollCount{*this, "pollCount", 0};
    void pollCountInc(std::uint32_t n) { pollCount.valueIs(pollCount() + n); }
 

@@ -2,7 +2,8 @@
 // as expected. Later it logs the removal of each fixed disk.
 //
 // Inputs: the expected mounts, the connected disks, and each disk's mount-source file, which names the device
-// mounted at its mount point. The host creates the machine when `internalDevicesReady` is true.
+// mounted at its mount point. The host creates the machine when `internalDevicesReady` is true: before that,
+// disks would be reported missing that only wait to be identified. A disk that comes later is not checked.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -23,7 +24,9 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
    Pelm::Ptr<FruConfig const> const & fruConfig() const { return fruConfig_; }
    Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
 
+   // The checks of the start.
    void handleInitialized();
+   // Logs the deletion of a disk that was fixed. Any other change is ignored.
    void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
 
  private:

@@ -4,7 +4,8 @@
 // newest measurement of the I/O statistics. Outputs: LIFETIME_INFO and LIFETIME_WARNING.
 //
 // Per disk: the first figure is only recorded. So is the first change, since the previous figure began at an
-// unknown time. Each later change is logged if it came too fast.
+// unknown time. Each later change is logged if it came too fast. A rise never is. The first ten messages
+// about a disk are informational, unless its figure is below 30; all others are warnings.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +31,7 @@ namespace StorageDevices {
 
 struct LoggedDisk;
 
-// The state of one disk since the start of the host.
+// The state of one disk since the monitor was made, or since the disk came. It goes with its disk.
 class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
  public:
    explicit DeviceLifetimeChange(Pelm::String serial) : serial_{std::move(serial)} {}
@@ -40,7 +41,7 @@ class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
    template <class T>
    using Attribute = Vorn::Attribute<T, DeviceLifetimeChange>;
 
-   // Whether the figure has changed since the start of the host.
+   // Whether the figure has changed since the first one, up or down.
    Attribute<bool> firstDropDetected{*this, "firstDropDetected", false};
    void firstDropDetectedIs(bool value) { firstDropDetected.valueIs(value); }
    // Messages logged for this disk; wraps after 255.
@@ -61,6 +62,7 @@ class STORAGEDEVICES_API DeviceLifetimeChange : public Pelm::Node {
 
 class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
  public:
+   // The factory's arguments, not null. `emmcData` is kept for its reader alone.
    DeviceLifetimeMonitorSm(Pelm::Ptr<ConnectedDevices> devices, Pelm::Ptr<EmmcData const> emmcData,
                            Pelm::Ptr<NvmeData const> nvmeData, Pelm::Ptr<SmartData const> smartData,
                            Pelm::Ptr<IOStatData> iostat);
@@ -71,6 +73,7 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    Pelm::Ptr<SmartData const> const & smartData() const { return smartData_; }
    Pelm::Ptr<IOStatData> const & iostat() const { return iostat_; }
 
+   // By serial number, for disks that had a figure.
    Vorn::Collection<Pelm::String, Pelm::Ptr<DeviceLifetimeChange>, DeviceLifetimeMonitorSm>
        deviceLifetimeChange{*this, "deviceLifetimeChange"};
    // Creates the record of a disk; one that is there already stays as it is.
@@ -82,15 +85,19 @@ class STORAGEDEVICES_API DeviceLifetimeMonitorSm final : public Pelm::Node {
    void deviceLifetimeChangeDelAll() { deviceLifetimeChange.memberDelAll(); }
 
    // The figure of a disk changed. It is the raw value of a SMART attribute, the percent left of an NVMe
-   // drive, or the register of an eMMC device. No reactor watches eMMC devices.
+   // drive, or the register of an eMMC device. No reactor watches eMMC devices. Without an old value nothing
+   // happens. `handleNvmeData` raises Vorn::BadOptionalAccess for an old value without a new one.
    void handleSmartData(Pelm::String const & serial, Vorn::Optional<OptionalSmartAttr> const & oldValue,
                         Vorn::Optional<OptionalSmartAttr> const & newValue);
    void handleNvmeData(Pelm::String const & serial, Vorn::Optional<NvmeAttr> const & oldValue,
                        Vorn::Optional<NvmeAttr> const & newValue);
    void handleEmmcData(Pelm::String const & serial, Vorn::Optional<LifetimeEmmcAttr> const & oldValue,
                        Vorn::Optional<LifetimeEmmcAttr> const & newValue);
+   // Records the figure, and logs a fall that came too fast. An equal figure changes nothing. A disk that is
+   // not connected is handled too; its messages have empty names.
    void handleChange(Pelm::String const & serial, std::int64_t newValue);
 
+   // Subscribes to the records. A figure that is there already counts when it changes.
    void handleInitialized();
 
  private:

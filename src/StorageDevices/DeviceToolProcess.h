@@ -21,8 +21,10 @@ class STORAGEDEVICES_API DeviceToolProcess : public Pelm::Node {
    Pelm::String const & device() const { return device_; }
    // The device node that the run was started for; empty before.
    Pelm::String const & devicePath() const { return devicePath_; }
+   // The run itself; never null.
    Pelm::Ptr<Brul::PipedChildProcessSm> const & sm() const { return sm_; }
 
+   // Whether the run was started, also if the tool could not be.
    Vorn::Attribute<bool, DeviceToolProcess> started{*this, "started", false};
    void startedIs(bool value) { started.valueIs(value); }
 
@@ -32,7 +34,7 @@ class STORAGEDEVICES_API DeviceToolProcess : public Pelm::Node {
  protected:
    DeviceToolProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device);
 
-   // A second call does nothing.
+   // Runs the command, with its outputs captured. A second call does nothing.
    void start(Pelm::String const & devicePath, std::initializer_list<Pelm::String> command);
 
  private:

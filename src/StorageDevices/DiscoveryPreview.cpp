@@ -1,6 +1,7 @@
 #include "StorageDevices/DiscoveryPreview.h"
 
 #include <cerrno>
+#include <functional>
 
 #include "StorageDevices/CDevsUtil.h"
 #include "StorageDevices/DeviceClassification.h"
@@ -42,37 +43,42 @@ std::string diskText(DeviceClassification const & classification) {
           collectorText(classification.collector);
 }
 
-void explain(PreviewedDevice & examined, udev_device * device, ApplianceRules const & rules,
+void explain(PreviewedDevice & previewed, udev_device * device, ApplianceRules const & rules,
              FruConfig const & fruConfig, Matcher const & matcher) {
    if (!isAddressable(device)) {
-      examined.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
-                                                              : "udev has no device node for it";
+      previewed.reason = CDevsUtil::udevSerial(device).empty() ? "udev has no serial number for it"
+                                                               : "udev has no device node for it";
       return;
    }
    PathClassification const path = classifyPath(patternPath(device), rules, matcher);
    if (path.shortage != 0) {
-      examined.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
+      previewed.reason = "expr cannot be started: " + errorAndRemedy(path.shortage);
    } else if (path.kind == PathClassification::Kind::inactive) {
-      examined.reason = "multidrive lists it and it is not the source drive of multidrive_src";
+      previewed.reason = "multidrive lists it and it is not the source drive of multidrive_src";
    } else if (path.kind == PathClassification::Kind::unlisted) {
-      examined.reason = "no entry of blockdev matches its path";
+      previewed.reason = "no entry of blockdev matches its path";
    } else {
       DeviceClassification const classification = classify(device, path.mount, fruConfig);
-      examined.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
-      examined.reason = diskText(classification);
+      previewed.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
+      previewed.reason = diskText(classification);
    }
 }
 
-PreviewedDevice examine(udev_device * device, ApplianceRules const & rules, FruConfig const & fruConfig,
-                        Matcher const & matcher) {
-   char const * const node = udev_device_get_devnode(device);
-   PreviewedDevice examined{
-       node ? node : udev_device_get_sysname(device), patternPath(device).str(), "skipped", {}};
-   if (isLoop(udev_device_get_sysname(device)))
-      examined.reason = "loop devices are no disks";
-   else
-      explain(examined, device, rules, fruConfig, matcher);
-   return examined;
+using Explain = std::function<void(PreviewedDevice &, udev_device *)>;
+
+void preview(DiscoveryPreview & result, udev * context, std::vector<std::string> const & sysPaths,
+             Explain const & explainDevice) {
+   for (std::string const & sysPath : sysPaths) {
+      UdevDevicePtr const device{udev_device_new_from_syspath(context, sysPath.c_str())};
+      if (!device && isShortage(errno))
+         result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno)});
+      if (!device)
+         continue;
+      char const * const node = udev_device_get_devnode(device.get());
+      result.devices.push_back(
+          {node ? node : nameIn(sysPath), patternPath(device.get()).str(), "skipped", {}});
+      explainDevice(result.devices.back(), device.get());
+   }
 }
 
 }  // namespace
@@ -85,7 +91,7 @@ DiscoveryPreview previewDiscovery(Pelm::Ptr<FruConfig const> const & fruConfig) 
    ApplianceRules const rules = readApplianceRules(fruConfig->etcDir(), traceHandle);
    result.blockdevEntries = rules.etcBlockDev.size();
    UdevPtr const context{udev_new()};
-   DiskList const disks = context ? listDisks(context.get()) : DiskList{{}, errno};
+   DiskList const disks = context ? listDisks(context.get()) : DiskList{{}, {}, errno};
    result.udevAvailable = disks.error == 0;
    if (!result.udevAvailable)
       result.udevError = errorAndRemedy(disks.error);
@@ -94,13 +100,12 @@ DiscoveryPreview previewDiscovery(Pelm::Ptr<FruConfig const> const & fruConfig) 
    Matcher const matcher = [&](char const * path, char const * pattern) {
       return patterns.ask(path, pattern);
    };
-   for (std::string const & sysPath : disks.sysPaths) {
-      UdevDevicePtr const device{udev_device_new_from_syspath(context.get(), sysPath.c_str())};
-      if (!device && isShortage(errno))
-         result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno)});
-      if (device)
-         result.devices.push_back(examine(device.get(), rules, *fruConfig, matcher));
-   }
+   preview(result, context.get(), disks.sysPaths, [&](PreviewedDevice & previewed, udev_device * device) {
+      explain(previewed, device, rules, *fruConfig, matcher);
+   });
+   preview(result, context.get(), disks.loopPaths, [](PreviewedDevice & previewed, udev_device *) {
+      previewed.reason = "loop devices are no disks";
+   });
    return result;
 }
 

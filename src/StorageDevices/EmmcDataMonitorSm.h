@@ -1,4 +1,5 @@
-// Polls the health registers of eMMC devices into `EmmcData`.
+// Polls the health registers of eMMC devices into `EmmcData`, two small files of sysfs per device and poll.
+// When and for which devices: DataMonitorSm.h.
 #pragma once
 
 #include <fstream>
@@ -27,9 +28,10 @@ class STORAGEDEVICES_API EmmcDataMonitorSm final : public RecordMonitorSm<EmmcDa
    EmmcDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<EmmcData> data);
 
+   // Reads the registers at once. A failure changes none, and is recorded in `DeviceEmmcData::reading`.
    void updateDevice(Pelm::String const & serial) override;
 
-   // The folder of a block device's registers; "%s" stands for the device's name.
+   // The folder of a block device's registers; the first "%s" stands for the device's name.
    Vorn::Attribute<Pelm::String, EmmcDataMonitorSm> emmcBaseDir{*this, "emmcBaseDir", "/sys/block/%s/device"};
    void emmcBaseDirIs(Pelm::String value) { emmcBaseDir.valueIs(std::move(value)); }
 

@@ -1,4 +1,6 @@
-// An entry of /etc/blockdev: the pattern of a device's path, and the device's mount name.
+// An entry of /etc/blockdev: the pattern of a device's path, and the device's mount name. Both may be any
+// bytes without a blank; nothing here checks them (`applianceErrors` does). Order matters: of several entries
+// that match a device the first one counts.
 #pragma once
 
 #include <tuple>
@@ -16,7 +18,8 @@ class STORAGEDEVICES_API EtcBlockdevEntry : public Vorn::ValueRecord<EtcBlockdev
    EtcBlockdevEntry(Pelm::String sysPathRe, Pelm::String mount)
        : sysPathRe_{std::move(sysPathRe)}, mount_{std::move(mount)} {}
 
-   // Pattern matched against a device's path below /sys/devices.
+   // Pattern matched against a device's path below /sys/devices, from the path's beginning. The language is
+   // that of `expr`: a basic regular expression.
    Pelm::String const & sysPathRe() const { return sysPathRe_; }
    void sysPathReIs(Pelm::String value) { sysPathRe_ = std::move(value); }
    // Mount name; the mount point is "/mnt/" and this.

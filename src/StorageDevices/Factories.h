@@ -1,6 +1,8 @@
 // One factory per monitor. Each creates a machine, starts it and answers it. The monitor runs as long as the
 // host keeps the pointer. A machine that could not start is answered too; it is idle, and the failure is
-// traced.
+// traced or goes to the host's failure sink. The answer is null where there was no memory for it. No argument
+// may be null. Records and configuration are kept by the machine, which follows their changes. Reactor thread
+// only.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -39,12 +41,13 @@ STORAGEDEVICES_API Pelm::Ptr<ConnectedDevicesSm> connectedDevicesSmFactory(
     Pelm::Ptr<FruConfig const> const & fruConfig, Pelm::Ptr<ConnectedDevices> const & connectedDevices,
     Pelm::Ptr<Brul::ChildProcessTrackerSm> const & childProcessTrackerSm);
 
-// SMART of SATA, NVMe and USB drives, through smartctl.
+// SMART of SATA, NVMe and USB drives, through smartctl. The tool needs the rights to open the drives.
 STORAGEDEVICES_API Pelm::Ptr<SmartDataMonitorSm> smartDataMonitorSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
     Pelm::Ptr<SmartData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
 
-// The smart log of NVMe drives, through nvme-cli.
+// The smart log of NVMe drives, through nvme-cli. Versions that print other layouts need the filter
+// (ApplianceTracker.h).
 STORAGEDEVICES_API Pelm::Ptr<NvmeDataMonitorSm> nvmeDataMonitorSmFactory(
     Pelm::Ptr<PollInterval const> const & pollInterval, Pelm::Ptr<ConnectedDevices const> const & devices,
     Pelm::Ptr<NvmeData> const & data, Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker);
@@ -78,7 +81,7 @@ STORAGEDEVICES_API Pelm::Ptr<TempSensorSm> tempSensorSmFactory(
     Pelm::Ptr<SmartData const> const & smartData);
 
 // Logs devices for which the kernel reports errors. Creates a socket at the path, on which it receives kernel
-// lines.
+// lines; a file that is there is removed. The folder must belong to no other user.
 STORAGEDEVICES_API Pelm::Ptr<StorageDeviceErrWatcherSm> storageDeviceErrWatcherSmFactory(
     Pelm::Ptr<StorageDevicesInfo> const & sdevInfo, Pelm::Ptr<ConnectedDevices const> const & connDevs,
     Pelm::String const & unixSockName);

@@ -3,8 +3,9 @@
 // used space.
 //
 // Inputs: the mount point and its block size; `start` and `stop`. Outputs: MONITOR_ERROR and
-// MONITOR_WARNING. It accesses only "debug/healthTestCookie" below the mount point, and no other kind of file
-// in its place.
+// MONITOR_WARNING. The calls are made in the handlers themselves. On a failing disk they block the loop, and
+// each is named to the host's watchdog (host/Activity.h). It accesses only "debug/healthTestCookie" below the
+// mount point, and no other kind of file in its place.
 //
 // States:
 //    idle                 waiting for the next test
@@ -68,7 +69,7 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
       return utilChkClock_ ? &*utilChkClock_ : nullptr;
    }
 
-   // The file of the current test and its text.
+   // The file of the current test and its text, `blkSize` random characters; empty before the first test.
    Attribute<Pelm::String> cookieFilePath{*this, "cookieFilePath"};
    Attribute<Pelm::String> cookieData{*this, "cookieData"};
 
@@ -83,19 +84,20 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    // Whether the warning was logged and the use has not fallen since.
    Attribute<bool> utilThresholdExceeded{*this, "utilThresholdExceeded", false};
 
-   // Percent of use above which the warning is logged.
+   // Percent of use above which the warning is logged, once until the use falls to it. The message's text
+   // says 85, whatever stands here.
    Attribute<std::uint32_t> highUtilThreshold{*this, "highUtilThreshold", 85};
    void highUtilThresholdIs(std::uint32_t value) { highUtilThreshold.valueIs(value); }
-   // Seconds from a test whose failure was logged to the next.
+   // From a test whose failure was logged to the next; a day. All delays are framework time.
    Attribute<Vorn::Seconds> pauseDelay{*this, "pauseDelay", 86400};
    void pauseDelayIs(Vorn::Seconds value) { pauseDelay.valueIs(value); }
-   // Seconds from any other test to the next, and before each phase.
+   // From any other test to the next, and before each phase; five minutes.
    Attribute<Vorn::Seconds> testDelay{*this, "testDelay", 300};
    void testDelayIs(Vorn::Seconds value) { testDelay.valueIs(value); }
-   // Seconds within which the opened file must become ready.
+   // Within which the opened file must become ready, else it is an error; five minutes.
    Attribute<Vorn::Seconds> hungDelay{*this, "hungDelay", 300};
    void hungDelayIs(Vorn::Seconds value) { hungDelay.valueIs(value); }
-   // Seconds between two checks of the used space.
+   // Between two checks of the used space; two minutes.
    Attribute<Vorn::Seconds> utilChkDelay{*this, "utilChkDelay", 120};
    void utilChkDelayIs(Vorn::Seconds value) { utilChkDelay.valueIs(value); }
 
@@ -107,12 +109,13 @@ class STORAGEDEVICES_API FsHealthSm final : public Pelm::Node {
    Attribute<bool> initialized{*this, "initialized", false};
 
    // Both may be called from anywhere, from the machine's own notifications too. They end any activity in
-   // progress.
+   // progress. `start` prepares the first test at once. Before `initialized` they do nothing.
    void start();
    void stop();
 
    void handleInitialized();
    void handleTestClock();
+   // Checks the used space; runs while the machine exists, stopped or not.
    void doUtilChk();
    void doWriteTest();
    void doReadTest();

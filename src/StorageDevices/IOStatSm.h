@@ -2,7 +2,8 @@
 //
 // Inputs: the connected disks, the poll interval and each disk's stat file. Output: a history per disk.
 // A disk is sampled when it appears and at every poll. The first poll is one interval after the start; a
-// change of the interval polls at once. The history of a removed disk is deleted.
+// change of the interval polls at once. The history of a removed disk is deleted. A day and one interval are
+// kept. A sample is a read of a small file in sysfs, in the handler itself.
 #pragma once
 
 #include <cstdint>
@@ -27,8 +28,8 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    IOStatSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> connectedDevices,
             Pelm::Ptr<IOStatData> ioStatData);
 
-   // The path of a block device's stat file; "%s" stands for the device's name. At the start the environment
-   // variable STORAGEDEVICES_IOSTAT_PATH_BASE replaces it, if set.
+   // The path of a block device's stat file; the first "%s" stands for the device's name. At the start the
+   // environment variable STORAGEDEVICES_IOSTAT_PATH_BASE replaces it, if set.
    Vorn::Attribute<Pelm::String, IOStatSm> ioStatPathBase{*this, "ioStatPathBase", "/sys/block/%s/stat"};
    void ioStatPathBaseIs(Pelm::String value) { ioStatPathBase.valueIs(std::move(value)); }
 
@@ -53,11 +54,12 @@ class STORAGEDEVICES_API IOStatSm final : public Pelm::Node {
    Vorn::Clock::NotifieeConst const * pollClock() const { return pollClock_ ? &*pollClock_ : nullptr; }
 
    void handleInitialized();
+   // Makes the histories those of the connected disks: of all, or of one.
    void handleConnectedDevices();
    void handleConnectedDevices(Pelm::String const & serial);
    // A poll.
    void handlePollClock();
-   // Takes a sample of a disk that has a history.
+   // Takes a sample of a disk that has a history. A failure is counted, and recorded in `IOStat::reading`.
    void collectIoStatForDisk(Pelm::String const & serial);
 
  private:

@@ -1,6 +1,6 @@
 // Creates the monitors of mount points, once: for the fixed disks that are connected at its construction. The
 // host creates it when `internalDevicesReady` is true. A later disk gets no monitor. The monitor of a removed
-// disk stays; its checks log the removal.
+// disk stays; its checks log the removal. Two disks with one mount point share a monitor.
 #pragma once
 
 #include "StorageDevices/ConnectedDevices.h"
@@ -24,6 +24,8 @@ class STORAGEDEVICES_API MountPtMonitorManagerSm final : public Pelm::Node {
    // By mount point.
    Vorn::Collection<Pelm::String, Pelm::Ptr<MountPtMonitorSm>, MountPtMonitorManagerSm> mountPtMonitorSm{
        *this, "mountPtMonitorSm"};
+   // Creates the monitor of a mount point and starts it; replaces an existing one. Without memory for it
+   // there is none.
    void mountPtMonitorSmIs(Pelm::String const & mountPt, Pelm::Ptr<MountPtMonitorHelper> const & helper,
                            Pelm::Ptr<ConnectedDevices const> const & devices);
    void mountPtMonitorSmDel(Pelm::String const & mountPt) { mountPtMonitorSm.memberDel(mountPt); }

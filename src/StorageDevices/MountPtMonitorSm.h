@@ -22,6 +22,8 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
  public:
+   // `helper` is not null. `mountPt` is compared with the mount table as it is: absolute, without a slash at
+   // its end.
    MountPtMonitorSm(Pelm::String mountPt, Pelm::Ptr<MountPtMonitorHelper> helper,
                     Pelm::Ptr<ConnectedDevices const> devices);
 
@@ -32,26 +34,30 @@ class STORAGEDEVICES_API MountPtMonitorSm final : public Pelm::Node {
    Pelm::Ptr<MountPtMonitorHelper> const & helper() const { return helper_; }
    Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
 
-   // The device behind the mount point and its block size, as first seen.
+   // The device behind the mount point and its block size in bytes, as first seen. They stay: another device
+   // is an error as long as the monitor lives.
    Attribute<Pelm::String> mountPtDevice{*this, "mountPtDevice"};
    Attribute<std::uint32_t> mountPtDeviceBlkSize{*this, "mountPtDeviceBlkSize", 0};
-   // Null until a check has succeeded.
+   // Null until a check has succeeded. Then it stays: a check starts it, or stops it at an error.
    Attribute<Pelm::Ptr<FsHealthSm>> fsHealthSm{*this, "fsHealthSm"};
+   // Replaces the test by a new one, which is not started. `blkSize` as for FsHealthSm.
    void fsHealthSmIs(Pelm::String const & mountPt, std::uint32_t blkSize,
                      Pelm::Ptr<ConnectedDevices const> const & devices);
 
-   // Seconds to the next check, after an error and otherwise.
+   // To the next check, after an error (a day) and otherwise (five minutes); framework time.
    Attribute<Vorn::Seconds> holdOffTime{*this, "holdOffTime", 86400};
    void holdOffTimeIs(Vorn::Seconds value) { holdOffTime.valueIs(value); }
    Attribute<Vorn::Seconds> periodicCheckTime{*this, "periodicCheckTime", 300};
    void periodicCheckTimeIs(Vorn::Seconds value) { periodicCheckTime.valueIs(value); }
-   // Remaining checks that may find nothing mounted before that is an error.
+   // Remaining checks that may find nothing mounted before that is an error: an hour's, since file systems
+   // may be mounted late. 0 as soon as one was mounted.
    Attribute<std::uint32_t> initialMountFailuresRemaining{*this, "initialMountFailuresRemaining", 12};
    // Drives the checks. Null before `initialized`.
    Vorn::Clock::NotifieeConst const * testClock() const { return testClock_ ? &*testClock_ : nullptr; }
    Attribute<bool> initialized{*this, "initialized", false};
 
    void handleInitialized();
+   // A check. Logs an error at each check that finds one.
    void handleTestClock();
    // Stops or resumes the health test too.
    void vornDoZombieReactors(bool zombie) override;

@@ -1,4 +1,5 @@
 // Polls the smart log of NVMe drives into `NvmeData`, by running `nvme smart-log` once per drive and poll.
+// When and for which drives: DataMonitorSm.h; what a failed run does: ToolMonitorSm.h.
 #pragma once
 
 #include "StorageDevices/Export.h"
@@ -13,6 +14,7 @@ class STORAGEDEVICES_API NvmeCliProcess final : public DeviceToolProcess {
    NvmeCliProcess(Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker, Pelm::String device)
        : DeviceToolProcess{tracker, std::move(device)} {}
 
+   // `devicePath`: the node of the namespace, such as /dev/nvme0n1. A second call does nothing.
    void run(Pelm::String const & devicePath);
 };
 
@@ -21,6 +23,7 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public ToolMonitorSm<NvmeData
    NvmeDataMonitorSm(Pelm::Ptr<PollInterval const> pollInterval, Pelm::Ptr<ConnectedDevices const> devices,
                      Pelm::Ptr<NvmeData> data, Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker);
 
+   // Starts a run unless one is in flight. A disk that is not connected, or on another bus, is ignored.
    void updateDevice(Pelm::String const & name) override;
 
    // A run has changed its state. If it is over, its output is written into the record and the run is
@@ -38,7 +41,7 @@ class STORAGEDEVICES_API NvmeDataMonitorSm final : public ToolMonitorSm<NvmeData
                                               Pelm::String const & device) {
       return runIs(tracker, device);
    }
-   // Deletes the reactor first.
+   // Deletes the reactor first, so that nothing hears of the end. A running tool is killed.
    void nvmeCliProcessDel(Pelm::String const & device) { runDel(device); }
    void nvmeCliProcessDelAll() { runDelAll(); }
    // Creates the reactor of a run; an existing one stays as it is.

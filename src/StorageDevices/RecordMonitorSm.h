@@ -1,6 +1,8 @@
 // The base of the polling monitors that keep one record per disk: in SmartData, NvmeData or EmmcData.
 //
-// A disk has a record while it is connected and on a bus that the monitor reads.
+// A disk has a record while it is connected and on a bus that the monitor reads. A disk that moves to another
+// bus keeps its record, which is not read any more. The records are the host's and outlive the monitor: a new
+// one goes on with them, and deletes those of disks that are gone.
 #pragma once
 
 #include <utility>
@@ -14,7 +16,7 @@ class RecordMonitorSm : public DataMonitorSm {
  public:
    Pelm::Ptr<Data> const & data() const { return data_; }
 
-   // Ignores disks of every other bus.
+   // The operations of DataMonitorSm, on `data()`. Disks of every other bus are ignored.
    void handleDisk(Pelm::String const & name) override {
       Pelm::Ptr<ConnectedDisk const> const disk = devices()->disk(name);
       if (!disk || isRead(*disk))
@@ -23,6 +25,7 @@ class RecordMonitorSm : public DataMonitorSm {
    bool isInData(Pelm::String const & name) const override { return data_->deviceData.contains(name); }
    void addToData(Pelm::String const & name) override { data_->deviceDataIs(name); }
    void removeFromData(Pelm::String const & name) override { data_->deviceDataDel(name); }
+   // In order of addition. The callback may add and delete records.
    void forEach(DeviceCallback callback) override {
       for (auto const & [name, record] : data_->deviceData)
          callback(*this, name);

@@ -3,6 +3,9 @@
 // Inputs: kernel lines, one per datagram, on a Unix socket of its own; the connected disks. Outputs:
 // IO_ERROR and IO_ERROR_EXTERNAL_USB, and a record per device in `StorageDevicesInfo`, which outlives the
 // monitor and the removal of a fixed device.
+//
+// A line is hostile: it is bounded, and matched in time linear to its length. A line that names no device of
+// a record is ignored. A device is named by its kernel name (sda) or its port (ata2).
 #pragma once
 
 #include <sys/un.h>
@@ -46,7 +49,7 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
 
    // The socket; -1: none.
    Attribute<std::int32_t> kMsgSockFd{*this, "kMsgSockFd", -1};
-   // Bytes; a line is read up to one byte less.
+   // Bytes; a line is read up to one byte less, and the rest of its datagram is dropped.
    Attribute<std::uint32_t> recvBufSize{*this, "recvBufSize", 1025};
    // Throws std::invalid_argument for 0.
    void recvBufSizeIs(std::uint32_t value);
@@ -59,12 +62,15 @@ class STORAGEDEVICES_API StorageDeviceErrWatcherSm final : public Pelm::Node {
    // Whether the socket is bound.
    Attribute<bool> initialized{*this, "initialized", false};
 
-   // Raises std::runtime_error when the socket cannot be created or bound.
+   // Binds the socket, with mode 0600, and makes a record for each connected disk. Raises std::runtime_error
+   // when the socket cannot be created or bound; then nothing is watched.
    void handleInitialized();
+   // A disk came, changed or went: makes, updates or deletes its record, or counts the disconnection of a
+   // fixed one.
    void handleDeviceAddRem(Pelm::String const & name);
-   // Reads datagrams until there are no more or `maxProcessTime` is over.
+   // Reads datagrams until there are no more or `maxProcessTime` is over; the rest follows in the next turn.
    void handleReadable(int fd);
-   // One kernel line, up to a NUL.
+   // One kernel line, up to a NUL. Logs the device that it names, if its last message is old enough.
    void processKernelMsg(Pelm::String const & text);
    // Closes the socket and removes its file.
    void handleDestruction();

@@ -5,7 +5,7 @@ namespace StorageDevices {
 SettledStart::SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start)
     : discovery_{std::move(discovery)},
       start_{std::move(start)},
-      clock_{*this, Vorn::System::currentTime() + Vorn::Seconds{patience}} {
+      clock_{*this, Vorn::System::currentTime() + patience} {
    if (!discovery_)
       return;
    reactor_.notifierIs(discovery_);

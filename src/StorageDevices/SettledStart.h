@@ -16,12 +16,12 @@ namespace StorageDevices {
 
 class STORAGEDEVICES_API SettledStart {
  public:
-   // How long a disk that is never identified may delay the start, framework seconds.
-   static constexpr double patience = 60;
+   // How long a disk that is never identified may delay the start, framework time.
+   static constexpr Vorn::Seconds patience = 60;
 
    // Calls `start` once, from the loop and never within a change. That is when the internal devices are ready
    // and none waits to be classified, at the latest after `patience`. Without discovery (null): after
-   // `patience`.
+   // `patience`. It is not called after the destruction of this. What it raises goes to the failure sink.
    SettledStart(Pelm::Ptr<ConnectedDevicesSm const> discovery, std::function<void()> start);
 
  private:

@@ -1,5 +1,7 @@
 // Polls the SMART health status and attribute table of SATA, NVMe and USB drives into `SmartData`. Runs
-// `smartctl` once per drive and poll.
+// `smartctl` once per drive and poll. When and for which drives: DataMonitorSm.h; what a failed run does:
+// ToolMonitorSm.h. A report without a table, or without a health status, leaves that part of the record as it
+// is.
 #pragma once
 
 #include "StorageDevices/Export.h"
@@ -19,7 +21,7 @@ class STORAGEDEVICES_API SmartctlProcess final : public DeviceToolProcess {
        : DeviceToolProcess{tracker, std::move(device)} {}
 
    // Also switches on the drive's automatic offline data collection. `scsi`: the drive is behind a USB
-   // bridge; otherwise the tool detects the type.
+   // bridge; otherwise the tool detects the type. A second call does nothing.
    void run(Pelm::String const & devicePath, bool scsi);
 };
 
@@ -32,6 +34,8 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public ToolMonitorSm<SmartDa
    void handleDisk(Pelm::String const & name) override;
    // Deletes the disk's mapping too.
    void removeFromData(Pelm::String const & name) override;
+   // Starts a run unless one is in flight. A disk that is not connected, or that the eMMC monitor reads, is
+   // ignored.
    void updateDevice(Pelm::String const & name) override;
 
    // The drive database's entry for each disk, read once, when the disk appears.
@@ -58,7 +62,7 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public ToolMonitorSm<SmartDa
                                                 Pelm::String const & device) {
       return runIs(tracker, device);
    }
-   // Deletes the reactor first.
+   // Deletes the reactor first, so that nothing hears of the end. A running tool is killed.
    void smartctlProcessDel(Pelm::String const & device) { runDel(device); }
    void smartctlProcessDelAll() { runDelAll(); }
    // Creates the reactor of a run; an existing one stays as it is.
@@ -69,7 +73,7 @@ class STORAGEDEVICES_API SmartDataMonitorSm final : public ToolMonitorSm<SmartDa
  private:
    bool isRead(ConnectedDisk const & disk) const override;
    void handleRun(Pelm::String const & name) override;
-   // Whether the output said anything of the drive.
+   // Whether the output had a health status or a table.
    bool parse(JsonDocument const & document, DeviceSmartData & record, Pelm::String const & devicePath);
 };
 

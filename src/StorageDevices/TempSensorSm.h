@@ -3,6 +3,8 @@
 // Inputs: the drives' sensors, the sensors' configuration, and the temperatures in the NVMe and SMART
 // records. Output: a status per sensor in the given directory. An NVMe drive's temperature comes from its
 // smart log, never from its SMART record. A drive that goes leaves its sensor at the last confirmed reading.
+// Readings from -40 to 140 degrees Celsius count; others change nothing. Two drives with one sensor both
+// write its status.
 #pragma once
 
 #include "StorageDevices/Export.h"
@@ -25,6 +27,7 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
  public:
    using Wrapper = Environment::Temperature::TemperatureWrapper;
 
+   // The factory's arguments, not null. The statuses stay in `envTempStatusDir` when the machine goes.
    TempSensorSm(Pelm::Ptr<FruConfig const> fruConfig,
                 Pelm::Ptr<Environment::Temperature::Config const> envTempConfigDir,
                 Pelm::Ptr<Vorn::Dir> envTempStatusDir, Pelm::Ptr<NvmeData const> nvmeData,
@@ -42,7 +45,8 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<Wrapper>, TempSensorSm> temperatureWrapper{*this,
                                                                                        "temperatureWrapper"};
 
-   // The wrapper has the name of the drive's sensor, or that of the drive if it has none.
+   // The wrapper has the name of the drive's sensor, or that of the drive if it has none. It replaces the
+   // drive's former one, with the reading that waits for confirmation there.
    void temperatureWrapperIs(Pelm::String const & name);
    void temperatureWrapperDel(Pelm::String const & name) { temperatureWrapper.memberDel(name); }
    void temperatureWrapperDelAll() { temperatureWrapper.memberDelAll(); }
@@ -55,15 +59,18 @@ class STORAGEDEVICES_API TempSensorSm final : public Pelm::Node {
    Vorn::Collection<Pelm::String, Pelm::Ptr<NestedSm_NvmeDeviceData>, TempSensorSm> nvmeDeviceData{
        *this, "nvmeDeviceData"};
    using HN_NvmeDeviceData = decltype(nvmeDeviceData)::Member;
+   // Watches the temperature of the record; the former reactor of that drive is replaced.
    void nvmeDeviceDataIs(Pelm::Ptr<DeviceNvmeData const> const & record);
    void nvmeDeviceDataDel(Pelm::String const & name) { nvmeDeviceData.memberDel(name); }
    void nvmeDeviceDataDelAll() { nvmeDeviceData.memberDelAll(); }
 
    void handleInitialized();
-   // Creates the status of the drive's sensor, if it has one.
+   // Creates the status of the drive's sensor, if it has one that is configured, and shows the drive's
+   // temperature there. A status of that name is replaced.
    void createTempStatus(Pelm::String const & name);
    // Passes the drive's current temperature to its sensor. `oldValue` and `newValue`, both or neither: the
-   // change of the temperature in the SMART record.
+   // change of the temperature in the SMART record. Their difference, else 20 degrees, becomes the largest
+   // credible change; that of an NVMe drive stays. Without a sensor or a temperature nothing happens.
    void updateTempSensor(Pelm::String const & name, Vorn::Optional<OptionalSmartAttr> const & newValue,
                          Vorn::Optional<OptionalSmartAttr> const & oldValue);
 

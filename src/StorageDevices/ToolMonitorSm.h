@@ -2,7 +2,8 @@
 //
 // Per drive, a poll starts a run unless one is in flight. At the end of the run its output is written into
 // the record, and the run is deleted. A run that failed or printed invalid output does not change the record,
-// but for its state (`reading`).
+// but for its state (`reading`). A run that hangs is ended by the tracker's time limit alone; without one its
+// drive is read no more.
 #pragma once
 
 #include <utility>
@@ -19,7 +20,7 @@ class ToolMonitorSm : public RecordMonitorSm<Data> {
  public:
    Pelm::Ptr<Brul::ChildProcessTrackerSm> const & tracker() const { return tracker_; }
 
-   // Ends the disk's run too.
+   // Ends the disk's run too: a running tool is killed, and its output is lost.
    void removeFromData(Pelm::String const & name) override {
       runDel(name);
       RecordMonitorSm<Data>::removeFromData(name);
@@ -34,7 +35,7 @@ class ToolMonitorSm : public RecordMonitorSm<Data> {
          runReactor{*this, reactorId},
          tracker_{std::move(tracker)} {}
 
-   // The run of a disk has changed its state.
+   // The run of a disk has changed its state: it runs, within its start, or is over, in a later turn.
    virtual void handleRun(Pelm::String const & name) = 0;
    using RunReactor = Vorn::MemberReactor<&ToolMonitorSm::handleRun>;
 
@@ -53,7 +54,7 @@ class ToolMonitorSm : public RecordMonitorSm<Data> {
       runReactorIs(process);
       return process;
    }
-   // Deletes the reactor first.
+   // Deletes the reactor first, so that nothing hears of the end. A running tool is killed.
    void runDel(Pelm::String const & device) {
       runReactorDel(device);
       run.memberDel(device);

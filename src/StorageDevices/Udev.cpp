@@ -1,6 +1,7 @@
 #include "StorageDevices/Udev.h"
 
 #include <cerrno>
+#include <string_view>
 
 #include "StorageDevices/Shortage.h"
 
@@ -28,14 +29,14 @@ int scan(udev_enumerate * devices) {
    return result >= 0 ? udev_enumerate_scan_devices(devices) : result;
 }
 
+bool isLoop(std::string_view name) {
+   return name.starts_with("loop");
+}
+
 }  // namespace
 
 std::string nameIn(std::string const & sysPath) {
    return sysPath.substr(sysPath.rfind('/') + 1);
-}
-
-bool isLoop(std::string const & name) {
-   return name.starts_with("loop");
 }
 
 bool isFollowed(udev_device * device) {
@@ -46,16 +47,18 @@ bool isFollowed(udev_device * device) {
 DiskList listDisks(udev * context) {
    // Without descriptors udev may leave out devices without an error.
    if (int const error = descriptorShortage())
-      return {{}, error};
+      return {{}, {}, error};
    UdevEnumeratePtr const devices{udev_enumerate_new(context)};
    if (!devices)
-      return {{}, ENOMEM};
+      return {{}, {}, ENOMEM};
    if (int const result = scan(devices.get()); result < 0)
-      return {{}, -result};
+      return {{}, {}, -result};
    DiskList list;
    for (udev_list_entry * entry = udev_enumerate_get_list_entry(devices.get()); entry;
-        entry = udev_list_entry_get_next(entry))
-      list.sysPaths.emplace_back(udev_list_entry_get_name(entry));
+        entry = udev_list_entry_get_next(entry)) {
+      std::string const sysPath = udev_list_entry_get_name(entry);
+      (isLoop(nameIn(sysPath)) ? list.loopPaths : list.sysPaths).push_back(sysPath);
+   }
    return list;
 }
 

@@ -24,19 +24,19 @@ using UdevMonitorPtr = std::unique_ptr<udev_monitor, UdevUnref<udev_monitor_unre
 using UdevEnumeratePtr = std::unique_ptr<udev_enumerate, UdevUnref<udev_enumerate_unref>>;
 using UdevDevicePtr = std::unique_ptr<udev_device, UdevUnref<udev_device_unref>>;
 
-// The folders in sysfs of all whole disks.
+// The folders in sysfs of all whole disks. A loop device is no disk.
 struct DiskList {
    std::vector<std::string> sysPaths;
-   int error = 0;  // errno value when they could not be listed
+   std::vector<std::string> loopPaths;  // of the loop devices, for a host that says why they are skipped
+   int error = 0;                       // errno value when they could not be listed
 };
 DiskList listDisks(udev * context);
 
 // A receiving monitor of the events of whole disks; null, with errno set, when udev refuses it.
 UdevMonitorPtr openDiskMonitor(udev * context);
 
-// The kernel's name of a device; whether a name is that of a loop device.
+// The kernel's name of a device.
 std::string nameIn(std::string const & sysPath);
-bool isLoop(std::string const & name);
 
 // Whether the events of the device are followed: it has a type in udev, and it is no loop device. The filter
 // of `openDiskMonitor` passes no device without a type.

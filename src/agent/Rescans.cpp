@@ -12,8 +12,7 @@ namespace Agent {
 Rescans::Rescans(Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery, Notice notice)
     : discovery_{std::move(discovery)},
       notice_{std::move(notice)},
-      clock_{*this,
-             discovery_ ? Vorn::System::currentTime() + Vorn::Seconds{period} : Vorn::Seconds::infinity()} {
+      clock_{*this, discovery_ ? Vorn::System::currentTime() + period : Vorn::Seconds::infinity()} {
    if (!discovery_)
       return;
    reactor_.notifierIs(discovery_);
@@ -44,25 +43,24 @@ void Rescans::handleUnclassified(Vorn::Change<StorageDevices::Unclassified> cons
 
 void Rescans::handleClock() {
    latest_ = Vorn::System::currentTime();
-   double const wait = nextWait();
-   clock_.timeMinIs(latest_ + Vorn::Seconds{wait});
+   Vorn::Seconds const wait = nextWait();
+   clock_.timeMinIs(latest_ + wait);
    discovery_->rescan();
 }
 
-double Rescans::nextWait() {
+Vorn::Seconds Rescans::nextWait() {
    if (std::exchange(removalPending_, false))
       return shortestWait;
    if (discovery_->unclassifiedDevice.empty()) {
       retryWait_ = shortestWait;
       return period;
    }
-   retryWait_ = std::min(2 * retryWait_, period);
+   retryWait_ = std::min(retryWait_ * 2, period);
    return retryWait_;
 }
 
-void Rescans::rescanAfter(double wait) {
-   Vorn::Seconds const time =
-       std::max(Vorn::System::currentTime() + Vorn::Seconds{wait}, latest_ + Vorn::Seconds{shortestWait});
+void Rescans::rescanAfter(Vorn::Seconds wait) {
+   Vorn::Seconds const time = std::max(Vorn::System::currentTime() + wait, latest_ + shortestWait);
    clock_.timeMinIs(std::min(clock_.timeMin(), time));
 }
 

@@ -22,8 +22,8 @@ class Rescans {
    // A line for the operator, with its syslog severity.
    using Notice = std::function<void(int severity, std::string const & text)>;
 
-   static constexpr double period = 60;       // seconds
-   static constexpr double shortestWait = 1;  // seconds
+   static constexpr Vorn::Seconds period = 60;
+   static constexpr Vorn::Seconds shortestWait = 1;
 
    // `discovery` may be null: then there is nothing to do.
    Rescans(Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery, Notice notice);
@@ -32,14 +32,14 @@ class Rescans {
    void handleRemoval();
    void handleUnclassified(Vorn::Change<StorageDevices::Unclassified> const & change);
    void handleClock();
-   void rescanAfter(double wait);
-   double nextWait();
+   void rescanAfter(Vorn::Seconds wait);
+   Vorn::Seconds nextWait();
 
    Pelm::Ptr<StorageDevices::ConnectedDevicesSm> discovery_;
    Notice notice_;
    bool removalPending_ = false;
-   double retryWait_ = shortestWait;  // until the next attempt to classify, seconds
-   Vorn::Seconds latest_ = -period;   // time of the latest rescan
+   Vorn::Seconds retryWait_ = shortestWait;           // until the next attempt to classify
+   Vorn::Seconds latest_ = Vorn::Seconds{} - period;  // time of the latest rescan
    Vorn::Clock::Notifiee<&Rescans::handleClock> clock_;
    Vorn::NotifieeConst reactor_;
 };

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/Vorn/Seconds.h"
 #include "runtime/model/MountTable.h"
 
 namespace Agent {
@@ -75,7 +74,7 @@ void SimulatedRoot::mountPointsIs(Pelm::Ptr<StorageDevices::MountPtMonitorManage
 }
 
 void SimulatedRoot::handleClock() {
-   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Seconds{interval});
+   clock_.timeMinIs(Vorn::System::currentTime() + interval);
    if (!mountPoints_)
       return;
    std::string const text = content(folder_ + "/io-results");

@@ -14,6 +14,7 @@
 #include "StorageDevices/MountPtMonitorManagerSm.h"
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Vorn/Clock.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Agent {
 
@@ -21,8 +22,8 @@ class SimulatedRoot {
  public:
    // The environment variable that names the folder.
    static constexpr char variable[] = "STORAGEDEVICES_SIMULATED_ROOT";
-   // Framework seconds between two readings of io-results.
-   static constexpr double interval = 5;
+   // Framework time between two readings of io-results.
+   static constexpr Vorn::Seconds interval = 5;
 
    // The folder that the environment names; empty: it names none.
    static std::optional<std::string> fromEnvironment();

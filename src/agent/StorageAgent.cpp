@@ -158,7 +158,7 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
            "not served here; try /, /api/v1/state, /api/v1/messages, /api/v1/events, /metrics or /healthz\n"};
 }
 
-double StorageAgent::lastTurnAge() const {
+Vorn::Seconds StorageAgent::lastTurnAge() const {
    return Vorn::Host::monotonicSeconds() - lastTurn_;
 }
 
@@ -170,7 +170,7 @@ Stalls StorageAgent::stalls() const {
 StateSources StorageAgent::stateSources() {
    verdicts_.evaluate();
    return {monitors_.internalDevicesReady(),
-           Vorn::System::currentTimeUtc().value(),
+           Vorn::System::currentTimeUtc(),
            monitors_.entities(),
            monitors_.ioStatErrors(),
            toolRuns_,

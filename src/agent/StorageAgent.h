@@ -54,7 +54,7 @@ class StorageAgent {
    void toolsAre(Config::Tools const & tools);
    void traceLevelsAre(std::map<std::string, int> const & before);
    void serve(ListenSocket socket, std::optional<Base::HttpAddress> const & address = {});
-   double lastTurnAge() const;  // seconds
+   Vorn::Seconds lastTurnAge() const;  // real time
    Stalls stalls() const;
    StateSources stateSources();
    HttpAnswer state(HttpRequest const & request);
@@ -68,7 +68,7 @@ class StorageAgent {
    ConfigurationReport configuration_;
    MessageStore messages_;
    Vorn::Seconds started_ = Vorn::System::currentTime();
-   double lastTurn_;  // when the latest turn of the loop ended, real monotonic seconds
+   Vorn::Seconds lastTurn_;  // when the latest turn of the loop ended, real monotonic time
    Signals signals_;
    ServiceManager serviceManager_;
    std::optional<WatchdogStart> watchdog_;  // outlives the monitors: their end may stall too

@@ -18,6 +18,8 @@ enum class Tool { hdparm, nvmeList, nvmeSmartLog, smartctl };
 //    smartctl --json=c --offlineauto=on -HA [-d scsi] /dev/NAME    smartctl/NAME.json
 // Without its file a tool fails like the real one for a missing device. Changes apply to runs that start
 // later.
+//
+// A name is a kernel name, such as sda. An empty one or one with a slash throws std::invalid_argument.
 class FakeTools {
  public:
    // Writes the programs to `folder`/bin, their data to `folder`/data.
@@ -30,9 +32,9 @@ class FakeTools {
    // The tool's output for the device; any bytes.
    void outputIs(Tool tool, std::string_view name, std::string_view text);
    void outputDel(Tool tool, std::string_view name);
-   // Exit code, 0 to 255, after the output.
+   // Exit code after the output, 0 at first. Throws std::invalid_argument unless it is 0 to 255.
    void exitCodeIs(Tool tool, std::string_view name, int code);
-   // Seconds before the output; 0: none.
+   // Real seconds before the output; 0, the default: none.
    void delayIs(Tool tool, std::string_view name, double seconds);
    // A hanging tool prints nothing and never ends by itself.
    void hangsIs(Tool tool, std::string_view name, bool hangs);

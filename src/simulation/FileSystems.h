@@ -31,7 +31,8 @@ class FileSystems {
    void mountIs(std::string_view name, std::string_view partition, Access access = Access::readWrite);
    void mountDel(std::string_view name);
 
-   // Used space in percent; 0: that of the folder's own file system.
+   // Used space in percent; 0, the default: that of the folder's own file system. An agent reads it, like the
+   // error below, every five seconds of framework time.
    void usedPercentIs(std::string_view name, unsigned percent);
    // The errno value with which every write fails; 0: none fails.
    void writeErrorIs(std::string_view name, int error);

@@ -98,6 +98,7 @@ class SimulatedUnit {
    std::size_t listeners() const;
    // The time for which an event may wait for a listener; 10 seconds at first.
    void patienceIs(std::chrono::milliseconds patience);
+   // Called as long as a listener's socket is full (see "Events"). Null, the default: the unit waits.
    void whenFullIs(std::function<void()> makeRoom);
 
    // The tools' programs and their outputs.

@@ -18,7 +18,7 @@ class DiscoveryPreviewTest : public testing::Test {
  protected:
    DiscoveryPreviewTest() { fruConfig_->etcDirIs(unit_.etcFolder().string()); }
 
-   // Device to verdict and reason.
+   // Device to outcome and reason.
    std::map<std::string, std::string> examined() const {
       std::map<std::string, std::string> result;
       for (PreviewedDevice const & device : previewDiscovery(fruConfig_).devices)

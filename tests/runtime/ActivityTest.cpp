@@ -101,7 +101,7 @@ class Asking {
 };
 
 TEST_F(ActivityTest, StartsEveryTurnAtItsOwnTime) {
-   double const before = Vorn::Host::monotonicSeconds();
+   Vorn::Seconds const before = Vorn::Host::monotonicSeconds();
    std::uint64_t const turn = Vorn::Host::activity().turn;
    Asking asking;
    Vorn::Host::turn(0);

@@ -52,20 +52,20 @@ void checkKind(std::string const & path, struct stat const & status) {
 }
 
 // Waits until the pipe has data or is at its end.
-void await(std::string const & path, int fd, double patience, double deadline) {
-   double const left = deadline - Vorn::Host::monotonicSeconds();
+void await(std::string const & path, int fd, Vorn::Seconds patience, Vorn::Seconds deadline) {
+   Vorn::Seconds const left = deadline - Vorn::Host::monotonicSeconds();
    pollfd pipe{fd, POLLIN, 0};
-   int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left * 1e3))) : 0;
+   int const ready = left > 0 ? poll(&pipe, 1, static_cast<int>(std::ceil(left.value() * 1e3))) : 0;
    if (ready == 0)
-      fail(path, "did not end within " + Vorn::_fmt("%g", patience).str() +
+      fail(path, "did not end within " + Vorn::_fmt("%g", patience.value()).str() +
                      " s; check the program that writes it, or name a regular file with --config");
    if (ready < 0 && errno != EINTR)
       failRead(path, errno);
 }
 
-std::string content(std::string const & path, int fd, double patience) {
+std::string content(std::string const & path, int fd, Vorn::Seconds patience) {
    Vorn::BlockingCall const call{"read", path};
-   double const deadline = Vorn::Host::monotonicSeconds() + patience;
+   Vorn::Seconds const deadline = Vorn::Host::monotonicSeconds() + patience;
    std::string text;
    std::array<char, 65536> buffer{};
    while (text.size() <= maxConfigSize) {
@@ -84,7 +84,7 @@ std::string content(std::string const & path, int fd, double patience) {
 
 }  // namespace
 
-std::optional<std::string> configText(std::string const & path, double patience) {
+std::optional<std::string> configText(std::string const & path, Vorn::Seconds patience) {
    struct stat status {};
    if (stat(path.c_str(), &status) == 0)
       checkKind(path, status);

@@ -8,6 +8,6 @@
 namespace Agent {
 
 // Ends with a line end.
-std::string livenessDocument(double lastTurnAgeSeconds, Stalls const & stalls);
+std::string livenessDocument(Vorn::Seconds lastTurnAge, Stalls const & stalls);
 
 }  // namespace Agent

@@ -9,7 +9,7 @@ namespace Agent {
 void writeMessage(Base::JsonWriter & writer, StoredMessage const & stored) {
    writer.StartObject();
    Base::writeMember(writer, "sequence", stored.sequence);
-   Base::writeMember(writer, "time", stored.time);
+   Base::writeMember(writer, "time", stored.utc.value());
    Base::writeMember(writer, "name", stored.descriptor->name);
    Base::writeMember(writer, "severity", stored.descriptor->severity);
    Base::writeMember(writer, "text", stored.text.view());

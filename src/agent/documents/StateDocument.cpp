@@ -63,7 +63,7 @@ JsonValue configurationJson(ConfigurationReport const & report) {
 void addUnit(JsonMembers & members, StateSources const & sources) {
    members
        .add("version", wholeJson([](Base::JsonWriter & writer) { Base::writeText(writer, Base::version); }))
-       .add("time", numberJson(sources.utc))
+       .add("time", numberJson(sources.utc.value()))
        .add("internalDevicesReady", numberJson(sources.internalDevicesReady))
        .add("configuration", configurationJson(sources.configuration))
        .add("connectedDevices", connectedDevicesJson(*sources.entities.devices));

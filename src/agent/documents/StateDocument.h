@@ -47,7 +47,7 @@ struct ConfigurationReport {
 
 struct StateSources {
    bool internalDevicesReady;
-   double utc;
+   Vorn::Seconds utc;  // now
    Entities const & entities;
    IoStatErrors ioStatErrors;
    ToolRuns const & tools;

@@ -13,18 +13,16 @@ Vorn::Seconds wallClockLead() {
 }  // namespace
 
 ClockWatch::ClockWatch(Pelm::Ptr<StorageDevicesInfo> info)
-    : info_{std::move(info)},
-      lead_{wallClockLead()},
-      clock_{*this, Vorn::System::currentTime() + Vorn::Seconds{interval}} {}
+    : info_{std::move(info)}, lead_{wallClockLead()}, clock_{*this, Vorn::System::currentTime() + interval} {}
 
 void ClockWatch::handleClock() {
    check();
-   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Seconds{interval});
+   clock_.timeMinIs(Vorn::System::currentTime() + interval);
 }
 
 void ClockWatch::check() {
    Vorn::Seconds const lead = wallClockLead();
-   if (std::exchange(lead_, lead) - lead <= Vorn::Seconds{tolerance})
+   if (std::exchange(lead_, lead) - lead <= tolerance)
       return;
    Vorn::Seconds const now = Vorn::System::currentTimeUtc();
    for (auto const & [serial, record] : info_->fsList)

@@ -11,10 +11,10 @@ namespace Agent {
 
 class ClockWatch {
  public:
-   // Framework seconds from one comparison of the clocks to the next.
-   static constexpr double interval = 60;
-   // Seconds that the wall clock may lose between two comparisons; gradual corrections take less.
-   static constexpr double tolerance = 1;
+   // Framework time from one comparison of the clocks to the next.
+   static constexpr Vorn::Seconds interval = 60;
+   // What the wall clock may lose between two comparisons; gradual corrections take less.
+   static constexpr Vorn::Seconds tolerance = 1;
 
    explicit ClockWatch(Pelm::Ptr<StorageDevicesInfo> info);
 

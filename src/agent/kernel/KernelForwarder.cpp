@@ -21,8 +21,8 @@ Vorn::TraceHandle traceHandle{"KernelForwarder", true};
 
 // Short for a receiver on this loop, which has room after one turn. The wait grows for a slow receiver
 // elsewhere.
-constexpr double firstRetryWait = 0.001;
-constexpr double longestRetryWait = 0.05;
+constexpr Vorn::Seconds firstRetryWait = 0.001;
+constexpr Vorn::Seconds longestRetryWait = 0.05;
 
 int opened(std::string const & device, KernelForwarder::Notice const & notice) {
    int const fd = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -132,7 +132,7 @@ void KernelForwarder::send() {
    log_->notifyOnReadableIs(isReading() && !isFull);
    if (isFull) {
       retryClock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(retryWait_));
-      retryWait_ = std::min(2 * retryWait_, longestRetryWait);
+      retryWait_ = std::min(retryWait_ * 2, longestRetryWait);
       return;
    }
    retryWait_ = firstRetryWait;

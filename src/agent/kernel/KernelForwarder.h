@@ -70,7 +70,7 @@ class KernelForwarder {
    std::array<char, recordSize> buffer_{};
    std::string waiting_;  // the line that did not fit into the receiver's buffer
    bool waitingIsRewritten_ = false;
-   double retryWait_;  // real seconds
+   Vorn::Seconds retryWait_;  // real time
    std::uint64_t nextSequence_ = 0;
    bool wasOverrun_ = false;
    Pelm::Ptr<Vorn::FileDescriptor> log_ = Pelm::make<Vorn::FileDescriptor>("kernel log");

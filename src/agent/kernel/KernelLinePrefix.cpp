@@ -80,7 +80,9 @@ bool consumeStamp(Cursor & cursor, KernelLinePrefix & prefix) {
    cursor.run<isOfCaller>();
    if (!cursor.consume("]"))
       return false;
-   std::from_chars(number, end, prefix.seconds);
+   double seconds = 0;
+   std::from_chars(number, end, seconds);
+   prefix.stamp = seconds;
    prefix.head.append("kernel: ").append(between(begin, end)).append("] ");
    return true;
 }

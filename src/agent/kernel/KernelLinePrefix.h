@@ -5,12 +5,14 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/Vorn/Seconds.h"
+
 namespace Agent {
 
 struct KernelLinePrefix {
    std::string head;       // up to the stamp, and a blank: "kernel: [    5.123456] "
    std::string_view text;  // behind the stamp and the fields that consoles add
-   double seconds = 0;     // of the stamp
+   Vorn::Seconds stamp;    // since the boot
 };
 
 // Reads "kernel: [    5.123456] text", before which a log may put a date and a host. Skips a

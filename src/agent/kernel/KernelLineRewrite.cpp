@@ -97,23 +97,23 @@ std::string KernelLineRewriter::rewrittenText(std::string_view line) {
       return unlisted(line, prefix->text, prefix->head);
    rememberPool(match);
    bool const isNobodys = message->form == KernelForm::nobody || match.device.empty();
-   if (isNobodys || namesAnother(prefix->text, match) || isDoubtful(match, prefix->seconds))
+   if (isNobodys || namesAnother(prefix->text, match) || isDoubtful(match, prefix->stamp))
       return silent(line);
-   rememberFailure(match, prefix->seconds);
+   rememberFailure(match, prefix->stamp);
    return inWords(message->form, line, prefix->head, prefix->text, match);
 }
 
-bool KernelLineRewriter::isDoubtful(KernelMatch const & match, double seconds) const {
+bool KernelLineRewriter::isDoubtful(KernelMatch const & match, Vorn::Seconds stamp) const {
    if (match.namedAs != NamedAs::pool)
       return false;
    if (std::find(pools_.begin(), pools_.end(), match.fileSystem) != pools_.end() ||
        (liesOnSeveral_ && liesOnSeveral_(match.fileSystem)))
       return true;
-   constexpr double shortly = 60;
+   constexpr Vorn::Seconds shortly = 60;
    bool hasOwn = false;
    bool hasOther = false;
    for (Failure const & failure : failures_)
-      if (!failure.disk.empty() && seconds - failure.seconds <= shortly)
+      if (!failure.disk.empty() && stamp - failure.stamp <= shortly)
          (failure.disk == match.device ? hasOwn : hasOther) = true;
    return hasOther && !hasOwn;
 }
@@ -128,7 +128,7 @@ void KernelLineRewriter::rememberPool(KernelMatch const & match) {
    pools_.emplace_back(match.fileSystem);
 }
 
-void KernelLineRewriter::rememberFailure(KernelMatch const & match, double seconds) {
+void KernelLineRewriter::rememberFailure(KernelMatch const & match, Vorn::Seconds stamp) {
    if (match.namedAs != NamedAs::device || !match.isBlockDevice)
       return;
    auto known = std::find_if(failures_.begin(), failures_.end(),
@@ -137,7 +137,7 @@ void KernelLineRewriter::rememberFailure(KernelMatch const & match, double secon
       known = failures_.begin() + static_cast<std::ptrdiff_t>(oldest_);
       oldest_ = (oldest_ + 1) % failures_.size();
    }
-   *known = {match.device, seconds};
+   *known = {match.device, stamp};
 }
 
 std::string KernelLineRewriter::rewritten(std::string_view line) {

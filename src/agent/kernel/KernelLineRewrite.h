@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/kernel/KernelMessages.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Agent {
 
@@ -42,13 +43,13 @@ class KernelLineRewriter {
  private:
    struct Failure {
       std::string disk;
-      double seconds = 0;  // the kernel's own stamp
+      Vorn::Seconds stamp;  // of the kernel's latest line about it
    };
 
    std::string rewrittenText(std::string_view line);
-   bool isDoubtful(KernelMatch const & match, double seconds) const;
+   bool isDoubtful(KernelMatch const & match, Vorn::Seconds stamp) const;
    void rememberPool(KernelMatch const & match);
-   void rememberFailure(KernelMatch const & match, double seconds);
+   void rememberFailure(KernelMatch const & match, Vorn::Seconds stamp);
 
    static constexpr std::size_t mostPools = 32;
 

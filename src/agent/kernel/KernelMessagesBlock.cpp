@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// A refusal to do what the device cannot, or want of resources, is no error of the disk. The names of the
+// A refusal to do what the device cannot, or a lack of resources, is no error of the disk. The names of the
 // function: end_request up to 3.x, blk_update_request, print_req_error up to 5.x; none since 5.16.
 constexpr KernelMessage requests[]{
     {"I/O error, dev %dev, sector %num", request,

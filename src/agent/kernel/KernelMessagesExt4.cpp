@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// Of warnings these are none of the disk's: settings, limits, resizing, want of memory, and errors of long
+// Of warnings these are none of the disk's: settings, limits, resizing, a lack of memory, and errors of long
 // ago.
 constexpr KernelMessage harmlessWarnings[]{
     {"ext4_multi_mount_protect:%num: ", nobody,

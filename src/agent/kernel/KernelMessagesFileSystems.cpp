@@ -6,7 +6,7 @@ namespace {
 
 using enum KernelForm;
 
-// FAT gets no root inode for want of memory alone.
+// FAT gets no root inode only when memory is short.
 constexpr KernelMessage fatErrors[]{
     {"error, ", quoted, "FAT-fs (sdc1): error, fat_get_cluster: invalid cluster chain (i_pos 0)", "sdc"},
     {"Directory bread(block %num) failed", asIs, "FAT-fs (sdc1): Directory bread(block 32801) failed", "sdc"},

@@ -14,7 +14,7 @@ namespace Agent {
 
 struct StoredMessage {
    std::uint64_t sequence;                  // 1 or more
-   double time;                             // UTC seconds since 1970
+   Vorn::Seconds utc;                       // when it was logged, since 1970
    Vorn::LogDescriptor const * descriptor;  // of the catalogue, which lives as long as the process
    std::vector<Pelm::String> arguments;     // any bytes, as they came from the devices
    Pelm::String text;                       // the descriptor's format, filled in

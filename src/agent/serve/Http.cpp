@@ -21,7 +21,7 @@ namespace {
 // Waiting clients that a turn of the loop accepts at most.
 constexpr int acceptsPerTurn = 16;
 // Real seconds for which no client is accepted during a shortage of descriptors or memory.
-constexpr double scarcityPause = 0.1;
+constexpr Vorn::Seconds scarcityPause = 0.1;
 // Descriptors that clients leave to the loop's tools, files and events, at most.
 constexpr rlim_t mostReserved = 256;
 

@@ -16,8 +16,8 @@ namespace Agent {
 namespace {
 
 // Real seconds.
-constexpr double usualPatience = 5;
-constexpr double closingPatience = 1;
+constexpr Vorn::Seconds usualPatience = 5;
+constexpr Vorn::Seconds closingPatience = 1;
 
 // Bytes that all clients together get in a turn of the loop: at most a block, and at least a piece each.
 constexpr std::size_t turnBytes = 32768;

@@ -8,19 +8,19 @@ namespace Agent {
 
 namespace {
 
-constexpr double usualPause = 1;
-constexpr double pauseInStall = 0.1;
-constexpr double longestSilence = 60;
+constexpr Vorn::Seconds usualPause = 1;
+constexpr Vorn::Seconds pauseInStall = 0.1;
+constexpr Vorn::Seconds longestSilence = 60;
 
-std::string wholeSeconds(double seconds) {
-   return std::to_string(static_cast<std::uint64_t>(seconds)) + " s";
+std::string wholeSeconds(Vorn::Seconds span) {
+   return std::to_string(static_cast<std::uint64_t>(span.value())) + " s";
 }
 
 }  // namespace
 
 std::optional<LoopWatch::Line> LoopWatch::add(Sample const & sample) {
    Vorn::Host::Activity const & activity = sample.activity;
-   double const seconds = sample.now - activity.since;
+   Vorn::Seconds const span = sample.now - activity.since;
    bool const timely = isTimely(sample.now);
    bool const sameTurn = activity.busy && activity.turn == latest_.turn;
    bool const twiceOverdue = timely && isOverdue_;
@@ -29,25 +29,25 @@ std::optional<LoopWatch::Line> LoopWatch::add(Sample const & sample) {
       line = endLine(sample.now - latest_.since);
    trackCalls(sample);
    latest_ = activity;
-   isOverdue_ = activity.busy && seconds >= stallSeconds;
+   isOverdue_ = activity.busy && span >= shortestStall;
    if (!isOverdue_ || !(stalled_ || twiceOverdue))
       return line;
    bool const begins = !stalled_;
    stalled_ = true;
    stalls_.count += begins;
-   record(seconds);
-   return begins || seconds >= nextReportSeconds_ ? stallLine(seconds) : line;
+   record(span);
+   return begins || span >= nextReport_ ? stallLine(span) : line;
 }
 
-double LoopWatch::pause() const {
+Vorn::Seconds LoopWatch::pause() const {
    return stalled_ ? pauseInStall : usualPause;
 }
 
 // A late sample shows that this process did not run; then a long turn proves nothing.
-bool LoopWatch::isTimely(double now) {
-   double const gap = now - lastSampleAt_;
+bool LoopWatch::isTimely(Vorn::Seconds now) {
+   Vorn::Seconds const gap = now - lastSampleAt_;
    lastSampleAt_ = now;
-   return gap <= 2 * usualPause;
+   return gap <= usualPause * 2;
 }
 
 LoopWatch::Call LoopWatch::callOf(Vorn::Host::Activity const & activity) {
@@ -68,35 +68,34 @@ void LoopWatch::trackCalls(Sample const & sample) {
    Call call = callOf(sample.activity);
    if (sample.activity.turn != latest_.turn) {
       callSince_ = sample.activity.since;
-      longestCallSeconds_ = 0;
+      longestCallSpan_ = 0;
       turnUtc_ = sample.utcOfTurn;
    } else if (call != call_) {
       callSince_ = sample.now;
    }
    call_ = std::move(call);
-   if (double const seconds = sample.now - callSince_; seconds >= longestCallSeconds_) {
+   if (Vorn::Seconds const span = sample.now - callSince_; span >= longestCallSpan_) {
       longestCall_ = call_;
-      longestCallSeconds_ = seconds;
+      longestCallSpan_ = span;
    }
 }
 
-void LoopWatch::record(double seconds) {
-   stalls_.last = Stall{seconds, longestCall_.operation, longestCall_.path, turnUtc_};
-   stalls_.longestSeconds = std::max(stalls_.longestSeconds, seconds);
+void LoopWatch::record(Vorn::Seconds span) {
+   stalls_.last = Stall{span, longestCall_.operation, longestCall_.path, turnUtc_};
+   stalls_.longest = std::max(stalls_.longest, span);
 }
 
-LoopWatch::Line LoopWatch::stallLine(double seconds) {
-   nextReportSeconds_ = seconds + std::min(seconds, longestSilence);
+LoopWatch::Line LoopWatch::stallLine(Vorn::Seconds span) {
+   nextReport_ = span + std::min(span, longestSilence);
    std::string const hint = call_.path.starts_with('/') ? "; if it lasts, the disk behind it is failing" : "";
-   return {LOG_WARNING, "the loop has been stalled for " + wholeSeconds(seconds) + " by " +
-                            description(call_) + " (nothing is polled and no status is served meanwhile" +
-                            hint + ")"};
+   return {LOG_WARNING, "the loop has been stalled for " + wholeSeconds(span) + " by " + description(call_) +
+                            " (nothing is polled and no status is served meanwhile" + hint + ")"};
 }
 
-LoopWatch::Line LoopWatch::endLine(double seconds) {
-   record(seconds);
+LoopWatch::Line LoopWatch::endLine(Vorn::Seconds span) {
+   record(span);
    stalled_ = false;
-   return {LOG_INFO, "the loop runs again after " + wholeSeconds(seconds) + "; " + description(longestCall_) +
+   return {LOG_INFO, "the loop runs again after " + wholeSeconds(span) + "; " + description(longestCall_) +
                          " stalled it"};
 }
 

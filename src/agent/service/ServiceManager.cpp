@@ -18,12 +18,13 @@ std::string_view environment(char const * name) {
    return value ? value : "";
 }
 
-std::optional<double> watchdogPatience() {
+std::optional<Vorn::Seconds> watchdogPatience() {
    std::string_view const pid = environment("WATCHDOG_PID");
    if (!pid.empty() && Base::parseWhole<std::int64_t>(pid) != getpid())
       return std::nullopt;
    auto const microseconds = Base::parseWhole<std::int64_t>(environment("WATCHDOG_USEC"));
-   return microseconds > 0 ? std::optional{static_cast<double>(*microseconds) * 1e-6} : std::nullopt;
+   return microseconds > 0 ? std::optional{Vorn::Seconds{static_cast<double>(*microseconds) * 1e-6}}
+                           : std::nullopt;
 }
 
 }  // namespace

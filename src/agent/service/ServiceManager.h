@@ -7,6 +7,7 @@
 
 #include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Agent {
 
@@ -19,14 +20,14 @@ class ServiceManager {
    // into the socket's buffer is lost.
    void notify(std::string_view state) const;
 
-   // Seconds without a keep-alive after which the manager regards the agent as dead; empty: it does not watch
-   // this process.
-   std::optional<double> patience() const { return patience_; }
+   // The real time without a keep-alive after which the manager regards the agent as dead; empty: it does not
+   // watch this process.
+   std::optional<Vorn::Seconds> patience() const { return patience_; }
 
  private:
    Base::UniqueFd socket_;
    std::optional<Base::UnixAddress> address_;
-   std::optional<double> patience_;
+   std::optional<Vorn::Seconds> patience_;
 };
 
 }  // namespace Agent

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <csignal>
 #include <exception>
-#include <limits>
 #include <system_error>
 
 #include "runtime/Vorn/Seconds.h"
@@ -76,11 +75,11 @@ void * Watchdog::runThread(void * self) {
 }
 
 void Watchdog::run() {
-   double const never = std::numeric_limits<double>::infinity();
-   double const keepAlivePause = manager_.patience() ? *manager_.patience() / 4 : never;
-   double nextSample = 0;
-   double nextKeepAlive = manager_.patience() ? 0 : never;
-   double now = 0;
+   Vorn::Seconds const never = Vorn::Seconds::infinity();
+   Vorn::Seconds const keepAlivePause = manager_.patience() ? *manager_.patience() / 4 : never;
+   Vorn::Seconds nextSample;
+   Vorn::Seconds nextKeepAlive = manager_.patience() ? Vorn::Seconds{} : never;
+   Vorn::Seconds now;
    do {
       now = Vorn::Host::monotonicSeconds();
       if (now >= nextSample) {
@@ -98,17 +97,17 @@ void Watchdog::run() {
    sampleSafely(stopping, Vorn::Host::monotonicSeconds());
 }
 
-void Watchdog::sampleSafely(Vorn::Host::Activity const & activity, double now) noexcept {
+void Watchdog::sampleSafely(Vorn::Host::Activity const & activity, Vorn::Seconds now) noexcept {
    try {
       sample(activity, now);
    } catch (std::exception const &) {  // no memory; the next sample may find some
    }
 }
 
-void Watchdog::sample(Vorn::Host::Activity const & activity, double now) {
-   LoopWatch::Sample sample{activity, now, 0};
+void Watchdog::sample(Vorn::Host::Activity const & activity, Vorn::Seconds now) {
+   LoopWatch::Sample sample{activity, now, {}};
    Vorn::Seconds const age = Vorn::Host::timeSource().spanOf(now - activity.since);
-   sample.utcOfTurn = (Vorn::System::currentTimeUtc() - age).value();
+   sample.utcOfTurn = Vorn::System::currentTimeUtc() - age;
    std::optional<LoopWatch::Line> line;
    {
       std::lock_guard const lock{mutex_};
@@ -118,9 +117,9 @@ void Watchdog::sample(Vorn::Host::Activity const & activity, double now) {
       log_.noticeFromOtherThread(line->severity, line->text);
 }
 
-bool Watchdog::stopsWithin(double seconds) const {
+bool Watchdog::stopsWithin(Vorn::Seconds span) const {
    pollfd stop{stop_.get(), POLLIN, 0};
-   return poll(&stop, 1, static_cast<int>(std::ceil(std::max(seconds, 0.0) * 1e3))) > 0;
+   return poll(&stop, 1, static_cast<int>(std::ceil(std::max(span.value(), 0.0) * 1e3))) > 0;
 }
 
 }  // namespace Agent

@@ -29,9 +29,9 @@ class Watchdog {
    static void * runThread(void * self);
    void run();
    // Where memory ends, the sample is lost; the keep-alives continue.
-   void sampleSafely(Vorn::Host::Activity const & activity, double now) noexcept;
-   void sample(Vorn::Host::Activity const & activity, double now);
-   bool stopsWithin(double seconds) const;
+   void sampleSafely(Vorn::Host::Activity const & activity, Vorn::Seconds now) noexcept;
+   void sample(Vorn::Host::Activity const & activity, Vorn::Seconds now);
+   bool stopsWithin(Vorn::Seconds span) const;
 
    StderrLog & log_;
    ServiceManager const & manager_;

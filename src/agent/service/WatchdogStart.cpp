@@ -14,8 +14,8 @@ namespace Agent {
 
 namespace {
 
-constexpr double shortestWait = 1;
-constexpr double longestWait = 60;
+constexpr Vorn::Seconds shortestWait = 1;
+constexpr Vorn::Seconds longestWait = 60;
 
 }  // namespace
 
@@ -43,9 +43,9 @@ void WatchdogStart::start() {
 }
 
 void WatchdogStart::handleRefusal(std::system_error const & error) {
-   double const longest = manager_.patience() ? *manager_.patience() / 4 : longestWait;
+   Vorn::Seconds const longest = manager_.patience() ? *manager_.patience() / 4 : longestWait;
    clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(std::min(wait_, longest)));
-   wait_ = std::min(2 * wait_, longestWait);
+   wait_ = std::min(wait_ * 2, longestWait);
    if (manager_.patience())
       manager_.notify("WATCHDOG=1");
    if (!std::exchange(refused_, true))

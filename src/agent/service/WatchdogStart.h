@@ -32,7 +32,7 @@ class WatchdogStart {
    ServiceManager const & manager_;
    Make make_;
    bool refused_ = false;
-   double wait_;  // before the next attempt, real seconds
+   Vorn::Seconds wait_;  // before the next attempt, real time
    std::unique_ptr<Watchdog> watchdog_;
    Vorn::Clock::Notifiee<&WatchdogStart::start> clock_;
 };

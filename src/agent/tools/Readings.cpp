@@ -11,7 +11,7 @@ using BusType = StorageDevices::ConnectedDisk::BusType;
 
 constexpr unsigned shownPolls = 2;
 constexpr double silentPolls = 3.5;
-constexpr double leastSilence = 180;  // seconds: a disk may take long to wake up
+constexpr Vorn::Seconds leastSilence = 180;  // a disk may take long to wake up
 
 }  // namespace
 
@@ -35,8 +35,7 @@ std::vector<Reading> Readings::of(Pelm::String const & serial) const {
 
 Reading Readings::toolReading(HealthReading const & reading) const {
    Reading shown = inUtc(reading);
-   Vorn::Seconds const silence =
-       std::max(entities_.pollInterval->interval() * silentPolls, Vorn::Seconds{leastSilence});
+   Vorn::Seconds const silence = std::max(entities_.pollInterval->interval() * silentPolls, leastSilence);
    if (reading.ended() && Vorn::System::currentTime() - *reading.ended() > silence)
       shown.failure = {shown.failure ? shown.failure->since : *reading.ended() + utcOffset(),
                        "its run has not ended", static_cast<unsigned>(silentPolls), true};
@@ -62,7 +61,7 @@ Reading Readings::inUtc(HealthReading const & reading) const {
 
 // The tolerance covers the time between the readings of the two clocks.
 Vorn::Seconds Readings::utcOffset() const {
-   constexpr double correction = 0.5;
+   constexpr Vorn::Seconds correction = 0.5;
    Vorn::Seconds const before = Vorn::System::currentTime();
    Vorn::Seconds const utc = Vorn::System::currentTimeUtc();
    Vorn::Seconds const after = Vorn::System::currentTime();

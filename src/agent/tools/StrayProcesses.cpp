@@ -18,11 +18,11 @@ namespace Agent {
 
 namespace {
 
-// Real seconds. The children of a killed process are adopted only then. Those of a run that was dropped with
+// Real time. The children of a killed process are adopted only then. Those of a run that was dropped with
 // its disk appear without a notification.
-constexpr double nextGeneration = 0.1;
-constexpr double otherwise = 5;
-constexpr double lastPatience = 0.25;
+constexpr Vorn::Seconds nextGeneration = 0.1;
+constexpr Vorn::Seconds otherwise = 5;
+constexpr Vorn::Seconds lastPatience = 0.25;
 
 int watch(pid_t pid) {
    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
@@ -33,10 +33,10 @@ bool isReaped(pid_t pid) {
    return waitpid(pid, nullptr, WNOHANG) != 0;
 }
 
-void awaitDeath(pid_t pid, double patience) {
+void awaitDeath(pid_t pid, Vorn::Seconds patience) {
    Base::UniqueFd const process{watch(pid)};
    pollfd died{process.get(), POLLIN, 0};
-   poll(&died, 1, static_cast<int>(patience * 1e3));
+   poll(&died, 1, static_cast<int>(patience.value() * 1e3));
 }
 
 }  // namespace
@@ -50,11 +50,11 @@ StrayProcesses::StrayProcesses(Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker)
 }
 
 StrayProcesses::~StrayProcesses() {
-   double const deadline = Vorn::Host::monotonicSeconds() + lastPatience;
+   Vorn::Seconds const deadline = Vorn::Host::monotonicSeconds() + lastPatience;
    for (auto left = children(); !left.empty(); left = children()) {
       for (Child const & child : left)
          kill(child.pid, SIGKILL);
-      awaitDeath(left.front().pid, std::max(deadline - Vorn::Host::monotonicSeconds(), 0.0));
+      awaitDeath(left.front().pid, std::max(deadline - Vorn::Host::monotonicSeconds(), Vorn::Seconds{}));
       std::erase_if(left, [](Child const & child) { return isReaped(child.pid); });
       if (Vorn::Host::monotonicSeconds() >= deadline)
          return;

@@ -109,7 +109,7 @@ Found mountIs(DiskRecords const & records, Limits const &) {
 }
 
 Found kernelErrors(DiskRecords const & records, Limits const &) {
-   constexpr double day = 86400;
+   constexpr Vorn::Seconds day = 86400;
    if (!records.kernelErrors || records.kernelErrors->syslogTimestamp() == 0)
       return std::nullopt;
    Vorn::Seconds const last = records.kernelErrors->syslogTimestamp();

@@ -9,7 +9,7 @@ namespace {
 
 using StorageDevices::ConnectedDisk;
 
-constexpr double interval = 1;  // second of framework time
+constexpr Vorn::Seconds interval = 1;  // framework time
 
 Reason const * reasonOf(DiskVerdict const * verdict, std::string_view code) {
    if (!verdict)
@@ -58,7 +58,7 @@ Verdicts::Verdicts(Entities const & entities, Config::VerdictLimits const & limi
       knowsAll_{std::move(knowsAll)} {}
 
 void Verdicts::handleClock() {
-   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Seconds{interval});
+   clock_.timeMinIs(Vorn::System::currentTime() + interval);
    evaluate();
 }
 

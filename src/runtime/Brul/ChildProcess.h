@@ -20,7 +20,7 @@ class RUNTIME_API ChildProcess {
    ~ChildProcess() = default;
 
    // Starts the command with /dev/null as standard input. Takes ownership of the other descriptors; -1 stands
-   // for /dev/null. False, with errno set, on failure.
+   // for /dev/null. False, with errno set, on failure: then no child exists, and they are closed.
    bool start(std::vector<Pelm::String> const & argv, Pelm::String const & searchFirst, int stdoutFd,
               int stderrFd);
 
@@ -33,7 +33,8 @@ class RUNTIME_API ChildProcess {
    // Sends a signal to the whole group. The child is not reaped yet, so its number is not reused.
    void signalGroup(int signal) const;
 
-   // Reaps the ended child: its exit code, or minus its signal.
+   // Reaps the child: its exit code, or minus its signal. Blocks until it has ended, so call it when `pidfd`
+   // is readable.
    int reap();
 
    // Kills the group and leaves the reaping to the tracker (see ChildProcessTrackerSm::orphanIs).

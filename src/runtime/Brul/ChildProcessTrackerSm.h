@@ -1,4 +1,6 @@
-// The host's view of all child processes: their limits, their results, and the orphans.
+// The host's view of all child processes: their limits, their results, and the orphans. The host makes one,
+// and passes it to every factory that runs tools. A change of a limit or policy applies to runs that start,
+// or end, after it.
 #pragma once
 
 #include <sys/types.h>
@@ -34,6 +36,7 @@ class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
    using FailurePolicy = std::function<bool(Pelm::String const & program, int exitCode)>;
 
    ChildProcessTrackerSm();
+   // Waits 0.2 real seconds at most for orphans to die. Those that are stuck are left to init.
    ~ChildProcessTrackerSm() override;
 
    // Real seconds after which the process group of a run is terminated, and killed 2 seconds later. Such a

@@ -12,7 +12,7 @@ namespace Brul {
 
 class RUNTIME_API OutputPipe {
  public:
-   // No tool's report is larger.
+   // No tool's report is larger. With one byte more the output is lost as a whole.
    static constexpr std::size_t maxBytes = std::size_t{4} << 20U;
 
    explicit OutputPipe(char const * name) : end_{Pelm::make<Vorn::FileDescriptor>(name)} {}
@@ -20,17 +20,22 @@ class RUNTIME_API OutputPipe {
    OutputPipe & operator=(OutputPipe const &) = delete;
    ~OutputPipe() { closeEnd(); }
 
-   // Creates the pipe. Answers the child's end, or -1 with errno set.
+   // Creates the pipe, both ends close-on-exec. Answers the child's end, which the caller owns, or -1 with
+   // errno set.
    int open();
 
-   // Reads the available bytes, up to a bound per call. False when all writers have closed.
+   // Reads the available bytes without blocking, 256 KiB at most. False when the pipe is closed: all writers
+   // have closed it, it failed, or the output was lost.
    bool read();
    bool isOpen() const { return end_->descriptor() >= 0; }
    // Why the output was lost: it exceeded the bound, or there was no memory for it. Null: it was not.
    char const * lossReason() const { return lossReason_; }
+   // The text stays. A writer that goes on gets SIGPIPE.
    void closeEnd();
 
+   // The reading end; its descriptor is -1 before `open` and at the end.
    Pelm::Ptr<Vorn::FileDescriptor> const & end() const { return end_; }
+   // Any bytes: what was read so far; empty when it was lost.
    std::string const & text() const { return text_; }
    void textIs(std::string text) { text_ = std::move(text); }
 

@@ -4,11 +4,11 @@
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <utility>
 
 #include "runtime/Vorn/ActivityManager.h"
 #include "runtime/Vorn/HostSide.h"
+#include "runtime/Vorn/KernelClock.h"
 #include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Shortage.h"
 #include "runtime/Vorn/Trace.h"
@@ -21,16 +21,10 @@ Vorn::TraceHandle traceHandle{"BrulPipedChildProcessSm", true};
 
 constexpr auto timeLimitPassed = "it exceeded its time limit";
 constexpr auto lastRunIsStuck = "its last run exceeded the time limit and cannot be ended";
-constexpr int cannotRun = 127;        // the exit code of shells for it
-constexpr double graceSeconds = 0.5;  // for a grandchild that keeps an output open
-constexpr double killSeconds = 2;     // between the request to terminate and the kill
-constexpr double abandonSeconds = 1;  // between the kill and giving up on its death
-
-double realNow() {
-   timespec time{};
-   clock_gettime(CLOCK_MONOTONIC, &time);
-   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
+constexpr int cannotRun = 127;             // the exit code of shells for it
+constexpr Vorn::Seconds grace = 0.5;       // for a grandchild that keeps an output open
+constexpr Vorn::Seconds killAfter = 2;     // between the request to terminate and the kill
+constexpr Vorn::Seconds abandonAfter = 1;  // between the kill and giving up on its death
 
 }  // namespace
 
@@ -91,7 +85,7 @@ void PipedChildProcessSm::stateIs(State value) {
 void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
    if (state() != State::idle)
       return;
-   startedAt_ = realNow();
+   startedAt_ = Vorn::kernelTime(CLOCK_MONOTONIC);
    argv_.assign(arg.begin(), arg.end());
    if (tracker_->hasStuckRun(argv_)) {
       timedOut_ = true;
@@ -149,7 +143,7 @@ void PipedChildProcessSm::handleExit() {
    exit_->descriptorIs(-1);
    exited_ = true;
    if (!timedOut_)
-      deadlineIs(Deadline::grace, graceSeconds);
+      deadlineIs(Deadline::grace, grace);
    maybeEnd();
 }
 
@@ -174,11 +168,11 @@ void PipedChildProcessSm::handleDeadline() {
          VORN_TRACE(traceHandle, 0) << " " << argv_.front() << " passed its time limit of "
                                     << tracker_->timeLimit() << " s";
          process_.signalGroup(SIGTERM);
-         deadlineIs(Deadline::kill, killSeconds);
+         deadlineIs(Deadline::kill, killAfter);
          break;
       case Deadline::kill:
          process_.signalGroup(SIGKILL);
-         deadlineIs(Deadline::abandon, abandonSeconds);
+         deadlineIs(Deadline::abandon, abandonAfter);
          break;
       case Deadline::abandon:
          giveUp(timeLimitPassed);
@@ -221,15 +215,15 @@ void PipedChildProcessSm::end(int exitCode, bool failed) {
    run->failed = failed;
    run->timedOut = timedOut_;
    run->reason = reason_;
-   run->duration = realNow() - startedAt_;
+   run->duration = Vorn::kernelTime(CLOCK_MONOTONIC) - startedAt_;
    finishedRun_ = run;
    stateIs(failed ? State::failed : State::finished);
    tracker_->finishedRunIs(run);
 }
 
-void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSeconds) {
+void PipedChildProcessSm::deadlineIs(Deadline what, Vorn::Seconds realSpan) {
    deadline_ = what;
-   Vorn::Seconds const span = Vorn::HostSide::spanOf(realSeconds);
+   Vorn::Seconds const span = Vorn::HostSide::spanOf(realSpan);
    deadlineClock_.timeMinIs(what == Deadline::none ? Vorn::Seconds::infinity()
                                                    : Vorn::System::currentTime() + span);
 }

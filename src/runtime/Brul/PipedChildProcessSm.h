@@ -40,19 +40,24 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
        Pelm::Ptr<ChildProcessTrackerSm> const & tracker);
    ~PipedChildProcessSm() override;
 
+   // Once idle is left it is never entered again: one object, one run.
    Vorn::Attribute<State, PipedChildProcessSm> state{*this, "state", State::idle};
 
-   // The command line. Its first element is the program, searched on the tracker's tool path and PATH.
+   // The command line. Its first element is the program, searched on the tracker's tool path and PATH; no
+   // shell reads it. `start` copies it, and later changes have no effect. `argIs` and `argPop` raise as Queue
+   // says.
    Vorn::Queue<Pelm::String, PipedChildProcessSm> arg{*this, "arg"};
    void argPush(Pelm::String value);
    void argPop();
    void argPopAll();
    void argIs(std::size_t index, Pelm::String value);
 
-   // Starts the command. An output that is not captured goes to /dev/null. Does nothing unless idle.
+   // Starts the command and returns without waiting for it. An output that is not captured goes to /dev/null.
+   // Does nothing unless idle. A command that cannot be started is running, too, until a later turn.
    void start(bool captureStdout, bool captureStderr);
 
-   // Whether the run's progress is read and published; off at first.
+   // Whether the run's progress is read and published; off at first. While it is off the run does not end,
+   // not even at its time limit.
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return exitReactor_.hasNotificationActive(); }
 
@@ -60,8 +65,9 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    Pelm::Ptr<FinishedRun const> const & finishedRun() const { return finishedRun_; }
    // Valid when the run is over. Minus the signal that ended it; 127: it could not be run.
    int exitCode() const { return exitCode_; }
-   // The errno value of a command that could not be started, else 0.
+   // The errno value of a command that could not be started, else 0. ENOENT: there is no such program.
    int startError() const { return startError_; }
+   // Any bytes, 4 MiB at most; grows while the command runs. Empty if it was lost.
    std::string const & stdoutBuffer() const { return stdout_.text(); }
    // The standard error; or the reason, for a run that could not be started or was ended at a limit.
    Pelm::String stderrString() const { return Pelm::String{stderr_.text()}; }
@@ -86,7 +92,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    void reasonIs(Pelm::String reason);
 
    enum class Deadline { none, cannotStart, stuck, timeLimit, kill, abandon, grace };
-   void deadlineIs(Deadline what, Vorn::Seconds realSeconds);
+   void deadlineIs(Deadline what, Vorn::Seconds realSpan);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;
    std::vector<Pelm::String> argv_;  // of the run; `arg` may change meanwhile
@@ -100,7 +106,7 @@ class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
    int exitCode_ = 0;
    Pelm::Ptr<FinishedRun const> finishedRun_;
    int startError_ = 0;
-   double startedAt_ = 0;  // real monotonic seconds
+   Vorn::Seconds startedAt_;  // real monotonic time
    Deadline deadline_ = Deadline::none;
 
    Vorn::Clock::Notifiee<&PipedChildProcessSm::handleDeadline> deadlineClock_{*this,

@@ -25,6 +25,7 @@ class RUNTIME_API PendingChange {
    PendingChange & operator=(PendingChange const &) = delete;
    virtual ~PendingChange();
 
+   // The arguments of Subscriber::Deliver. They live as long as this.
    virtual void const * key() const = 0;
    virtual void const * change() const = 0;
 
@@ -44,6 +45,7 @@ class RUNTIME_API Delivery {
 
    // The number of the latest change; changes count from 1.
    std::uint64_t sequence() const { return sequence_; }
+   // Whether a change is being delivered, so that a further one must be queued.
    bool busy() const { return notifier_.load(std::memory_order_relaxed) != nullptr; }
 
    // Delivers at once. Only for the outermost change (`busy()` is false), and if there are subscribers. The
@@ -61,6 +63,7 @@ class RUNTIME_API Delivery {
    // Whether the outermost change is the node's, which therefore must not be destroyed yet.
    bool isNotifying(Node const & node) const { return notifier_.load(std::memory_order_relaxed) == &node; }
 
+   // Only while `busy()`. Delivered behind the changes that are queued already, and then destroyed.
    void enqueue(std::unique_ptr<PendingChange> pending) noexcept;
 
    // Skips a leaving subscriber if it would be notified next.
@@ -99,6 +102,7 @@ class RUNTIME_API Delivery {
    PendingChange * last_ = nullptr;
 };
 
+// The only one of the process.
 RUNTIME_API extern Delivery delivery;
 
 }  // namespace Pelm

@@ -13,7 +13,8 @@ class Node;
 class Publisher;
 
 // Switches to atomic use counts. The host must call it before it starts the first thread that uses a node,
-// and must not switch back while such a thread exists.
+// and must not switch back while such a thread exists. Other threads may then keep and drop pointers, and
+// read what never changes. Attributes and machines stay with the reactor thread.
 RUNTIME_API void threadsEnabledIs(bool enabled);
 RUNTIME_API bool threadsEnabled();
 
@@ -46,7 +47,9 @@ class RUNTIME_API OwnReactor {
    OwnReactor * next_ = nullptr;
 };
 
-// A node is created with `new`. The framework destroys it when the last `Ptr` to it is destroyed.
+// Create a node by `Pelm::make`, since the last `Ptr` to it deletes it. Only a node that no `Ptr` ever points
+// at, such as a machine's reactor, may be a member. While one of its handlers runs, or a KeepAlive keeps it,
+// its destruction waits for the end of that.
 class RUNTIME_API Node {
  public:
    enum class Flag : std::uint32_t {
@@ -59,14 +62,16 @@ class RUNTIME_API Node {
    Node & operator=(Node const &) = delete;
    virtual ~Node();
 
+   // For the framework. A handler that has lost its machine's last user reads `zombie`.
    void nodeFlagSet(Flag flag, bool set) const;
    bool nodeFlag(Flag flag) const {
       return (word_.load(std::memory_order_relaxed) & static_cast<std::uint32_t>(flag)) != 0;
    }
 
-   // The number of `Ptr`s to the node.
+   // The number of `Ptr`s to the node; there is room for 2^28 - 1.
    std::uint32_t useCount() const { return word_.load(std::memory_order_relaxed) & countMask; }
 
+   // Called by `Ptr` alone. The decrement to 0 may destroy the node.
    void useCountInc() const {
       if (detail::threadsAreEnabled.load(std::memory_order_relaxed)) [[unlikely]]
          word_.fetch_add(1, std::memory_order_relaxed);
@@ -96,7 +101,7 @@ class RUNTIME_API Node {
    // The publisher of the node's main attribute. Null: it has none, and each attribute is subscribed to
    // separately.
    virtual Publisher * publisher() const;
-   // The type of the node.
+   // The type of the node, that of the most derived class unless overridden.
    virtual std::type_info const & typeData() const;
    // Stops (true) or resumes (false) the node's own reactors. The framework calls it once with true, when the
    // last user is gone and the node is still whole. The reactors have stopped by then, whatever an override

@@ -21,9 +21,12 @@ class Ptr {
    // Takes a share of the node, which other pointers may share already. Null gives a null pointer.
    explicit Ptr(T * node) : node_{node} { hold(); }
    Ptr(Ptr const & other) : node_{other.node_} { hold(); }
+   // Leaves `other` null, and the use count as it is.
    Ptr(Ptr && other) noexcept : node_{std::exchange(other.node_, nullptr)} {}
+   // From a pointer to a derived class, or from one that may write.
    template <class U>
    requires std::convertible_to<U *, T *> Ptr(Ptr<U> const & other) : node_{other.get()} { hold(); }
+   // The last one destroys the node here, or at the end of the handler of it that runs.
    ~Ptr() {
       if (node_)
          node_->useCountDec();
@@ -58,7 +61,7 @@ class Ptr {
 };
 
 // Creates a node and its first pointer; never null. Raises std::bad_alloc, and whatever the constructor
-// raises.
+// raises. The constructor must not make a `Ptr` of its own node: the end of that one would destroy it.
 template <class T, class... Args>
 Ptr<T> make(Args &&... args) {
    return Ptr<T>{new T(std::forward<Args>(args)...)};
@@ -66,6 +69,7 @@ Ptr<T> make(Args &&... args) {
 
 }  // namespace Pelm
 
+// By address: the order of a map with such keys differs from run to run.
 template <class T>
 struct std::hash<Pelm::Ptr<T>> {
    std::size_t operator()(Pelm::Ptr<T> const & pointer) const noexcept {

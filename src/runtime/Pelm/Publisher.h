@@ -12,12 +12,14 @@ namespace Pelm {
 
 class Publisher;
 
-// One subscription, owned by its reactor. Its destruction unlinks it.
+// One subscription, owned by its reactor. Its destruction unlinks it, also while it is being notified; so
+// does that of its publisher.
 class RUNTIME_API Subscriber {
  public:
    // `key` is null for a scalar attribute; `change` points to the attribute's own change record.
    using Deliver = void (*)(Subscriber & subscriber, void const * key, void const * change) noexcept;
 
+   // `target` is passed back by `target()`, and must outlive this.
    Subscriber(Deliver deliver, void * target) : deliver_{deliver}, target_{target} {}
    Subscriber(Subscriber const &) = delete;
    Subscriber & operator=(Subscriber const &) = delete;
@@ -41,6 +43,7 @@ class RUNTIME_API Subscriber {
    Subscriber * next_ = nullptr;
 };
 
+// Part of an attribute. Subscribers are notified in the order in which they were added.
 class RUNTIME_API Publisher {
  public:
    Publisher() = default;
@@ -48,7 +51,9 @@ class RUNTIME_API Publisher {
    Publisher & operator=(Publisher const &) = delete;
    ~Publisher();
 
+   // The subscriber has no other publisher. Takes time proportional to the number of subscribers.
    void subscriberAdd(Subscriber & subscriber);
+   // The subscriber must be one of this publisher. A notification that it has not got yet is lost.
    void subscriberRemove(Subscriber & subscriber);
    bool hasSubscribers() const { return first_ != nullptr; }
 

@@ -1,4 +1,5 @@
-// Text passed by value: any bytes, NUL included. It can also be "none", like an optional text.
+// Text passed by value: any bytes, NUL included. It can also be "none", like an optional text. Every copy has
+// its own bytes. A view or pointer into them is valid until the string is changed or destroyed.
 #pragma once
 
 #include <compare>
@@ -25,15 +26,18 @@ class RUNTIME_API String {
    String & operator=(std::string_view text) { return *this = String{text}; }
    String & operator=(std::string text) { return *this = String{std::move(text)}; }
 
+   // Adds bytes behind, or before. Either makes "none" a value, also with an empty text.
    void append(std::string_view text);
    void addLeft(std::string_view text);
-   // Removes [first, last), a range of this string's own characters.
+   // Removes [first, last), which must be a range of this string's own characters.
    void erase(char const * first, char const * last);
+   // Every text starts with the empty one; "none" counts as empty here.
    bool startsWith(String const & prefix) const { return text_.starts_with(prefix.text_); }
 
+   // Bytes, not characters.
    std::size_t size() const { return text_.size(); }
    bool empty() const { return text_.empty(); }
-   // NUL-terminated.
+   // NUL-terminated. A function of C sees the text end at a NUL within.
    char const * data() const { return text_.c_str(); }
    char const * begin() const { return text_.data(); }
    char const * end() const { return text_.data() + text_.size(); }
@@ -53,6 +57,7 @@ class RUNTIME_API String {
    }
 
    bool operator==(String const & other) const { return text_ == other.text_ && cleared_ == other.cleared_; }
+   // A null pointer counts as the empty text. "None" equals neither.
    bool operator==(char const * other) const { return !cleared_ && view() == (other ? other : ""); }
    bool operator==(std::string_view other) const { return !cleared_ && view() == other; }
    bool operator==(std::string const & other) const { return !cleared_ && text_ == other; }
@@ -63,9 +68,10 @@ class RUNTIME_API String {
    bool cleared_ = false;
 };
 
+// The bytes as they are, unescaped; nothing for "none".
 RUNTIME_API std::ostream & operator<<(std::ostream & stream, String const & text);
 
-// Allows look-ups by views in a map with string keys.
+// Allows look-ups by views in a map with string keys. "None" has the hash of the empty text.
 struct StringHash {
    using is_transparent = void;
    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "runtime/Vorn/Seconds.h"
+
 namespace Vorn {
 
 struct Activity {
@@ -16,11 +18,12 @@ struct Activity {
    // The number of the current or latest turn.
    std::uint64_t turn = 0;
    // The begin of that turn's handlers, in `Vorn::Host::monotonicSeconds()`.
-   double since = 0;
+   Seconds since;
    // The named call (BlockingCall) in progress and its path; null: none.
    char const * operation = nullptr;
    std::array<char, pathSize> pathText{};
 
+   // Bytes as the caller gave them, 255 at most; empty: it named none.
    std::string_view path() const { return pathText.data(); }
 };
 

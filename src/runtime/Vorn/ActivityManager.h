@@ -15,6 +15,7 @@ class RUNTIME_API ActivityManager : public Pelm::Node {
  public:
    class Config : public Pelm::Node {
     public:
+      // The clock of every Clock::Notifiee; never null.
       Pelm::Ptr<Clock> const & clock() const { return clock_; }
 
     private:
@@ -23,11 +24,12 @@ class RUNTIME_API ActivityManager : public Pelm::Node {
 
    Pelm::Ptr<Config> const & config() const { return config_; }
 
-   // The number of registered reactors.
+   // The number of reactors with `isRegisteredNotifieeIs(true)`. The runtime does not use it.
    std::int64_t registeredNotifiees() const { return registeredNotifiees_; }
+   // Called by the reactors themselves; a negative number takes away.
    void registeredNotifieesInc(std::int64_t n) { registeredNotifiees_ += n; }
 
-   // The number of running child processes, for which virtual time waits.
+   // The number of running child processes. While it is above 0, virtual time does not jump.
    std::int64_t outsideWork() const { return outsideWork_; }
    void outsideWorkInc(std::int64_t n) { outsideWork_ += n; }
 
@@ -37,6 +39,7 @@ class RUNTIME_API ActivityManager : public Pelm::Node {
    std::int64_t outsideWork_ = 0;
 };
 
+// Made at the first call and never destroyed. Reactor thread only.
 RUNTIME_API ActivityManager & activityManager();
 
 }  // namespace Vorn

@@ -5,7 +5,8 @@
 //    Vorn::Attribute<bool, Door> open{*this, "open"};
 //    void openIs(bool value) { open.valueIs(value); }
 //
-// Only the owner's own code can call `valueIs`. Writing the stored value again notifies nobody.
+// Only the owner's own code can call `valueIs`. Writing the stored value again notifies nobody. If memory
+// ends, `valueIs` raises std::bad_alloc, and neither the change nor its notification has happened.
 #pragma once
 
 #include <cstddef>
@@ -73,6 +74,8 @@ template <class Key, class T, class Make>
 
 }  // namespace detail
 
+// `T` has ==, and a copy; moving it raises nothing. `id` is the attribute's name; the text must
+// outlive the attribute. A floating-point NaN differs from itself, so it is a change at each write.
 template <class T, class Owner>
 class Attribute {
  public:
@@ -84,6 +87,8 @@ class Attribute {
    Attribute(Attribute const &) = delete;
    Attribute & operator=(Attribute const &) = delete;
 
+   // The value now. Inside a handler it may be newer than the change record's. The reference is valid until
+   // the next change.
    T const & operator()() const { return value_; }
    char const * id() const { return id_; }
 

@@ -2,21 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ctime>
 #include <thread>
+
+#include "runtime/Vorn/KernelClock.h"
 
 namespace Vorn {
 
 namespace {
 
-static_assert(std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<double>::is_always_lock_free);
-
-// The coarse clock lags a few milliseconds, and is cheap even on machines with a slow fine clock.
-double coarseNow() {
-   timespec time{};
-   clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
-   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<Seconds>::is_always_lock_free);
 
 // Its address identifies the thread.
 thread_local char const here = 0;
@@ -43,7 +37,8 @@ void Breadcrumb::beginWait() {
 }
 
 void Breadcrumb::beginTurn() {
-   double const now = coarseNow();
+   // The coarse clock lags a few milliseconds, and is cheap even on machines with a slow fine clock.
+   Seconds const now = kernelTime(CLOCK_MONOTONIC_COARSE);
    writer_.store(&here, std::memory_order_relaxed);
    publish([this, now] {
       busy_.store(true, std::memory_order_release);

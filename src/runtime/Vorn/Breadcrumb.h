@@ -10,11 +10,13 @@
 
 #include "runtime/Export.h"
 #include "runtime/Vorn/Activity.h"
+#include "runtime/Vorn/Seconds.h"
 
 namespace Vorn {
 
 class RUNTIME_API Breadcrumb {
  public:
+   // The only one of the process. Never destroyed.
    static Breadcrumb & instance();
 
    constexpr Breadcrumb() = default;
@@ -27,10 +29,11 @@ class RUNTIME_API Breadcrumb {
    void beginTurn();
 
    // Enters a call; false, and nothing is written, on another thread than the writer's. After true, `leave`
-   // must follow.
+   // must follow. `operation` must be a literal; of the path 255 bytes are kept.
    bool enter(char const * operation, std::string_view path);
    void leave();
 
+   // A consistent copy. Any thread; it repeats while the writer writes, for nanoseconds as a rule.
    Activity read() const;
 
  private:
@@ -50,7 +53,7 @@ class RUNTIME_API Breadcrumb {
    std::atomic<void const *> writer_ = nullptr;
    std::atomic<bool> busy_ = false;
    std::atomic<Word> turn_ = 0;
-   std::atomic<double> since_ = 0;
+   std::atomic<Seconds> since_ = Seconds{};
    std::atomic<std::size_t> depth_ = 0;
    std::array<Call, maxDepth> calls_{};
 };

@@ -1,4 +1,6 @@
-// The activity manager's clock, and the reactors that wait for a time on it.
+// The activity manager's clock, and the reactors that wait for a time on it. All times are framework time
+// (`System::currentTime`), which a host may scale or replace. A handler is never called before its time. It
+// may be called later: by the length of the handlers before it, or by a suspension of the machine.
 #pragma once
 
 #include <concepts>
@@ -48,7 +50,7 @@ class RUNTIME_API Clock : public Pelm::Node {
 // called again after `retrySpan`, so that a shortage of memory ends no machine's work.
 class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:
-   static constexpr double retrySpan = 60;  // framework seconds
+   static constexpr Seconds retrySpan = 60;  // framework time
 
    NotifieeConst() = default;
    ~NotifieeConst() override;
@@ -57,6 +59,8 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
    void notifierIs(Pelm::Ptr<Clock> clock);
    Pelm::Ptr<Clock> const & notifier() const { return clock_; }
 
+   // Off at first, except for `Notifiee`. While it is off a time passes without a call; a time that has
+   // passed is due when it is switched on.
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return active_; }
 
@@ -65,7 +69,8 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
    bool isRegisteredNotifiee() const { return registered_; }
 
    // Requests one call of the handler as soon as the current time is at least `time`; replaces the previous
-   // request. Infinity: never. Only the first request allocates memory.
+   // request. Infinity, and NaN: never. Before the call it is set to never, so a handler that goes on asks
+   // for its next time. Only the first request allocates memory.
    void timeMinIs(Seconds time);
    Seconds timeMin() const { return timeMin_; }
 
@@ -122,6 +127,7 @@ class Clock::Notifiee final : public Clock::NotifieeConst {
    using Machine = typename detail::TimeHandler<handler>::Of;
 
  public:
+   // Due in the next turn; or at `firstTime`.
    explicit Notifiee(Machine & machine);
    Notifiee(Machine & machine, Seconds firstTime);
 

@@ -35,7 +35,8 @@ struct Lookup<Pelm::Ptr<T>> {
 
 }  // namespace detail
 
-// `id` is the attribute's name; the text must outlive the collection.
+// `id` is the attribute's name; the text must outlive the collection. Members are in order of addition; one
+// that is replaced keeps its place, one that is deleted and added again goes to the end.
 template <class KeyType, class T, class Owner>
 class Collection {
  public:
@@ -58,6 +59,7 @@ class Collection {
 
    // A walk in order of addition. It allows additions and deletions, skips what is deleted, and does not
    // visit what is added meanwhile (see HashMap2018).
+   // References into the member: valid while it exists, or the walk stands on it.
    struct Member {
       Key const & key;
       T const & value;
@@ -83,6 +85,7 @@ class Collection {
    Iterator begin() const { return Iterator{members_.begin()}; }
    std::default_sentinel_t end() const { return {}; }
 
+   // For reactors that subscribe.
    char const * id() const { return id_; }
    Pelm::Node const & owner() const { return owner_; }
    Pelm::Publisher & publisher() const { return publisher_; }
@@ -110,7 +113,8 @@ class Collection {
       change(name, Change<T>{*stored, {}}, [&](Change<T> &) { members_.erase(name); });
    }
 
-   // Deletes the members that exist now one by one, each with its own notification.
+   // Deletes the members that exist now one by one, oldest first, each with its own notification. Members
+   // that subscribers add meanwhile under new keys stay.
    void memberDelAll() {
       // A subscriber may drop the owner.
       Pelm::KeepAlive const keepAlive{owner_};

@@ -1,4 +1,5 @@
-// A directory of the host's entity tree.
+// A directory of the host's entity tree: named children of any kind. The host makes it, and passes it to a
+// monitor that publishes entities in it, such as the status of temperature sensors.
 #pragma once
 
 #include "runtime/Export.h"
@@ -14,8 +15,13 @@ class RUNTIME_API Dir : public Pelm::Node {
    Dir();
    ~Dir() override;
 
+   // By the child's name in this directory, which need not be the child's own. Whoever reads a child knows
+   // its class, or asks dynamic_cast.
    Collection<Pelm::String, Pelm::Ptr<Pelm::Node>, Dir> entity{*this, "entity"};
+   // Adds the child, or replaces the one of that name; the same child again notifies nobody. The directory
+   // keeps it until it is replaced or deleted.
    void entityIs(Pelm::String const & name, Pelm::Ptr<Pelm::Node> child);
+   // Does nothing without such a child. Other users of the child keep it.
    void entityDel(Pelm::String const & name);
    void entityDelAll();
 

@@ -51,6 +51,8 @@ class MemberReactor : public NotifieeConst {
    using Machine = typename detail::KeyHandler<handler>::Of;
    using Key = typename detail::KeyHandler<handler>::KeyOf;
 
+   // `cell` is the attribute of the record; the reactor keeps the record. The machine must outlive the
+   // reactor.
    template <class Cell>
    MemberReactor(Machine & machine, Key key, Cell const & cell) : machine_{machine}, key_{std::move(key)} {
       notifierIs(Pelm::Ptr<Pelm::Node const>{&cell.owner()});
@@ -92,7 +94,8 @@ class EachMember {
    EachMember(EachMember const &) = delete;
    EachMember & operator=(EachMember const &) = delete;
 
-   // Begins with the members that are there.
+   // Call it once, with records that are not null. Begins with the members that are there. The handler is
+   // called for changes from now on, not for the values that the members have already.
    void notifierIs(Pelm::Ptr<Records const> records) {
       records_ = std::move(records);
       reactor_.notifierIs(records_);

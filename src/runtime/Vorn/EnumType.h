@@ -1,4 +1,5 @@
-// Enumerations whose values have names.
+// Enumerations whose values have names. They convert to and from their numbers, which hosts may store; a
+// number from outside is not checked, and may have no name.
 //
 //    class Colour : public Vorn::EnumType<unsigned char, Colour> {
 //     public:
@@ -22,6 +23,7 @@
 
 namespace Vorn {
 
+// A literal: the name is not copied.
 template <class Rep>
 struct EnumName {
    Rep value;
@@ -45,12 +47,13 @@ class EnumType {
    // A value without a name reads as its number.
    Pelm::String stringValue() const { return EnumType<Rep>{*this}.stringValue(); }
 
-   // The value of a name; empty when no value has it.
+   // The value of a name, compared exactly; empty when no value has it, and for a null pointer.
    static Optional<Derived> instance(char const * name) {
       auto const found = EnumType<Rep>{Rep{}, Derived::names}.instance(name);
       return found ? Optional<Derived>{found->value()} : Optional<Derived>{};
    }
 
+   // The same as the constructor from a text, for `NamedEnum`.
    static Derived sequenceToValue(char const * first, char const * last) {
       std::string const name{first, last};
       if (auto const value =

@@ -1,4 +1,4 @@
-// The error of a failed system call, for traces: "context: text (errno N)".
+// The error of a failed system call, for traces. Read errno into it at once: any further call may change it.
 #pragma once
 
 #include <iosfwd>
@@ -10,11 +10,12 @@ namespace Vorn {
 
 class RUNTIME_API Errno {
  public:
-   // `number` is an errno value; `context` names the attempted call.
+   // `number` is an errno value; 0 reads "Success". `context` names the attempted call, and is copied.
    Errno(int number, char const * context) : number_{number}, context_{context} {}
 
    int number() const { return number_; }
    Pelm::String const & context() const { return context_; }
+   // "context: text (errno N)", such as "bind: Address already in use (errno 98)".
    Pelm::String stringValue() const;
 
  private:

@@ -11,10 +11,12 @@ namespace Vorn {
 
 namespace detail {
 // Reports the exception that is being handled.
+// Only inside a catch block.
 RUNTIME_API void reportFailure(std::type_info const & machine) noexcept;
 }  // namespace detail
 
-// Calls `action` on behalf of a machine; false when it raised.
+// Calls `action` on behalf of a machine; false when it raised. It lets no exception out, whatever its type.
+// Unlike `callHandler` it keeps nothing alive.
 template <class Machine, class Action>
 [[gnu::always_inline]] inline bool guarded(Action && action) noexcept {
    try {

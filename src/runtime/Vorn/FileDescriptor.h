@@ -1,5 +1,6 @@
 // A watched file descriptor. It does not own the descriptor: its owner closes it, after calling
-// `descriptorIs(-1)` or destroying this entity.
+// `descriptorIs(-1)` or destroying this entity. At most one entity watches a number at a time. A descriptor
+// that the kernel refuses to watch is traced ("VornPoller") and never ready.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,7 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
    explicit FileDescriptor(Pelm::String name);
    ~FileDescriptor() override;
 
+   // For traces alone.
    Pelm::String const & name() const { return name_; }
 
    // -1: none.
@@ -35,7 +37,10 @@ class RUNTIME_API FileDescriptor : public Pelm::Node {
 
    // Call it also when the same number refers to another open file.
    void descriptorIs(int fd);
+   // Sets or clears O_NONBLOCK of the open file, for all who share it. True is set again at each
+   // `descriptorIs`.
    void nonBlockingIs(bool value);
+   // Off at first. Switch it off where a ready descriptor is not read, else every turn notifies of it.
    void notifyOnReadableIs(bool value);
    void notifyOnWritableIs(bool value);
 

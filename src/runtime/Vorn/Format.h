@@ -9,10 +9,12 @@
 
 namespace Vorn {
 
-// The compiler checks the arguments against the format, which must be a literal.
+// The compiler checks the arguments against the format, which must be a literal. A text of any length.
+// Numbers follow the process's locale.
 RUNTIME_API Pelm::String _fmt(char const * format, ...) __attribute__((format(printf, 1, 2)));
 
-// Decimal text of a number, as log messages print it. A double has the fewest digits that identify it.
+// Decimal text of a number, as log messages print it, whatever the locale. A double has the fewest digits
+// that identify it, with an exponent where that is shorter; it may be "inf" or "nan".
 RUNTIME_API Pelm::String valueToString(int value);
 RUNTIME_API Pelm::String valueToString(unsigned value);
 RUNTIME_API Pelm::String valueToString(long value);

@@ -29,6 +29,8 @@ struct KeyHash<Pelm::String> : Pelm::StringHash {};
 
 }  // namespace detail
 
+// `Key` has ==, and std::hash unless it is a Pelm::String. Once inserted, a key and its value are neither
+// copied nor moved.
 template <class Key, class Value>
 class HashMap2018 {
    struct Entry {
@@ -43,12 +45,14 @@ class HashMap2018 {
    };
 
  public:
+   // The references are valid until the member is deleted and no iterator stands on it.
    struct Member {
       Key const & key;
       Value & value;
    };
 
-   // Keeps its entry, and so it may outlive both the member and the map.
+   // Keeps its entry, and so it may outlive both the member and the map. A copy stands on the same member and
+   // ends its walk where this one does. One that is made without a map is at the end.
    class Iterator {
     public:
       using difference_type = std::ptrdiff_t;
@@ -70,6 +74,7 @@ class HashMap2018 {
       // Whether the member under the iterator has been deleted since the iterator reached it.
       bool stale() const { return !entry_->live; }
 
+      // To the next member of the walk; to the end where the map is gone. Must not be at the end.
       Iterator & operator++() {
          Entry * const from = entry_;
          entry_ = firstLive(from->next);
@@ -109,6 +114,7 @@ class HashMap2018 {
    HashMap2018(HashMap2018 const &) = delete;
    HashMap2018 & operator=(HashMap2018 const &) = delete;
 
+   // Deletes the members in order of insertion, and those that their destructors insert.
    ~HashMap2018() {
       while (!empty())
          clear();
@@ -141,7 +147,7 @@ class HashMap2018 {
       return entry.release()->value;
    }
 
-   // Answers whether the member existed.
+   // Answers whether the member existed. Its value is destroyed at once, or when the last iterator leaves it.
    bool erase(Key const & key) {
       auto const found = index_.find(key);
       if (found == index_.end())

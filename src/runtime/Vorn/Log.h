@@ -1,7 +1,8 @@
 // Structured, rate-limited log messages.
 //
 // A library defines its messages once, as constant descriptors. Each source file that logs creates its own
-// handles when the library is loaded, and emits with `log`.
+// handles when the library is loaded, and emits with `log`. The host's sink (host/Log.h) gets the message
+// before `log` returns. Reactor thread only.
 #pragma once
 
 #include <array>
@@ -47,10 +48,11 @@ class RecommendedAction {
    Standard code_ = Standard::none;
 };
 
+// One message of a catalogue. All texts are constants that live as long as the process.
 struct LogDescriptor {
-   char const * name;
-   char const * format;  // each %s takes the next argument
-   char const * explanation;
+   char const * name;         // unique in its library, such as STORAGEDEVICE_OFFLINE
+   char const * format;       // each %s takes the next argument
+   char const * explanation;  // what it means, for an operator
    RecommendedAction recommendedAction;
    int severity;  // of syslog: 3 error, 4 warning, 6 informational
 
@@ -63,12 +65,13 @@ struct LogDescriptor {
    }
 };
 
-// A logged message, as the host's sink gets it.
+// A logged message, as the host's sink gets it. The references are valid during the sink's call alone, but
+// for the descriptor.
 struct LogMessage {
    LogDescriptor const & descriptor;
    std::vector<Pelm::String> const & arguments;
    Pelm::String text;  // any bytes; texts of devices are not escaped
-   Seconds utc;
+   Seconds utc;        // when it was logged, since 1970
    // Hash of the arguments in the key of the rate limit.
    std::uint64_t argsHash = 0;
 };
@@ -76,6 +79,7 @@ struct LogMessage {
 // The arguments of one message.
 class RUNTIME_API LogString {
  public:
+   // Arguments before `index` that are missing become empty.
    void strIs(std::size_t index, Pelm::String value);
    // Empty for a missing argument.
    Pelm::String const & str(std::size_t index) const;
@@ -90,7 +94,8 @@ class RUNTIME_API LogString {
    std::uint64_t argsHash_ = 0;
 };
 
-// Hash of the arguments that the mask selects (bit n: argument n).
+// Hash of the arguments that the mask selects (bit n: argument n, the first 32). Equal in every run, so that
+// a key in a report can be found again.
 RUNTIME_API std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t mask);
 
 class RUNTIME_API LogHandle {
@@ -106,10 +111,13 @@ class RUNTIME_API LogHandle {
 
    LogDescriptor const & descriptor() const { return descriptor_; }
    std::uint32_t rateLimitArgsMask() const { return ~unkeyedArgs_; }
+   // A hash of the descriptor's name, equal in every run.
    std::uint64_t idHash() const { return idHash_; }
 
-   // Whether a message with this key may be logged now. True restarts the key's interval.
+   // Whether a message with this key may be logged now. True restarts the key's interval. Of more than 1,024
+   // keys the one that was logged longest ago is forgotten. Times are framework time.
    bool okToLog(std::uint32_t key);
+   // Emits whatever the rate limit says.
    void log(LogString const & arguments) const;
 
  private:
@@ -121,7 +129,8 @@ class RUNTIME_API LogHandle {
    std::unique_ptr<RateLimit> rateLimit_;  // null: no limit
 };
 
-// Emits a message with its arguments in placeholder order, unless the rate limit drops it.
+// Emits a message with its arguments in placeholder order, unless the rate limit drops it. As many arguments
+// as placeholders: an assertion says so. Without assertions missing ones are empty.
 RUNTIME_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
 RUNTIME_API void log(LogHandle & handle, Pelm::String const & argument);
 

@@ -89,22 +89,25 @@ class RUNTIME_API NotifieeConst : public Pelm::Node, private Pelm::OwnReactor {
    NotifieeConst() = default;
    ~NotifieeConst() override;
 
-   // Watches another notifier; null: none. Ends the subscriptions at the old one.
+   // Watches another notifier; null: none. Ends the subscriptions at the old one. The reactor keeps its
+   // notifier, so two machines that watch each other are never destroyed.
    void notifierIs(Pelm::Ptr<Pelm::Node const> notifier);
    Pelm::Ptr<Pelm::Node const> const & notifier() const { return notifier_; }
 
-   // Whether changes made from now on are delivered; off at first.
+   // Whether changes made from now on are delivered; off at first. A change made while it was off is never
+   // delivered: whoever switches it on reads the current values first.
    void hasNotificationActiveIs(bool active);
    bool hasNotificationActive() const { return active_; }
 
-   // Whether the activity manager counts this reactor as registered.
+   // Whether the activity manager counts this reactor as registered; false at first. It changes no delivery.
    void isRegisteredNotifieeIs(bool registered);
    bool isRegisteredNotifiee() const { return registered_; }
 
    // The machine with which the reactor stops: that of its latest handler, unless set after that.
    void machineIs(Pelm::Node const * machine) { ownerIs(machine); }
 
-   // Subscribes a handler to an attribute of the notifier, which must be set before.
+   // Subscribes a handler to an attribute of the notifier, which must be set before. A handler that is
+   // subscribed twice is called twice. Handlers of one attribute are called in the order of these calls.
    template <auto handler, class Cell>
    void on(Cell const & cell, typename detail::Call<handler>::Of & machine) {
       static_assert(detail::Call<handler>::template fits<Cell>,

@@ -13,7 +13,8 @@
 
 namespace Vorn {
 
-// An empty optional was read.
+// An empty optional was read. `what()` is a constant text: it takes no memory and names neither type nor
+// place.
 class RUNTIME_API BadOptionalAccess : public std::exception {
  public:
    char const * what() const noexcept override;
@@ -23,7 +24,8 @@ namespace detail {
 [[noreturn]] RUNTIME_API void raiseBadOptionalAccess();
 }
 
-// Holds its value itself and allocates nothing. Copies as std::optional does, from which it can be made.
+// Holds its value itself and allocates nothing. `T` is no reference. What has the name of a member of
+// std::optional does the same as there, but for the check.
 template <class T>
 class Optional : private std::optional<T> {
    using Base = std::optional<T>;
@@ -36,6 +38,7 @@ class Optional : private std::optional<T> {
    using Base::value_or;
    using Base::operator bool;
    Optional() = default;
+   // Implicit, so that a std::optional can be passed on.
    Optional(Base other) : Base{std::move(other)} {}
 
    // The value. References last until the optional is assigned, reset or destroyed.
@@ -47,6 +50,7 @@ class Optional : private std::optional<T> {
       check();
       return Base::operator*();
    }
+   // Of an expiring optional: the value may be moved away, and the optional stays full.
    T && value() && {
       check();
       return std::move(Base::operator*());

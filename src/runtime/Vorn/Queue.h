@@ -6,7 +6,9 @@
 //    void argPopAll() { arg.popAll(); }
 //    void argIs(std::size_t index, Pelm::String value) { arg.elementIs(index, std::move(value)); }
 //
-// Subscribers are notified with the element's index at the time of the change.
+// Subscribers are notified with the element's index at the time of the change. `old` is empty for an element
+// that was appended, `now` for one that was removed. The owner bounds the length. Removal moves all other
+// elements, so a queue is for tens of them, such as a command line.
 #pragma once
 
 #include <cstddef>
@@ -19,11 +21,13 @@
 
 namespace Vorn {
 
+// The index was not below the size.
 class RUNTIME_API VectorOutOfRange : public std::exception {
  public:
    char const * what() const noexcept override;
 };
 
+// A queue without elements was read at an end, or its first element was to be removed.
 class RUNTIME_API EmptyVector : public std::exception {
  public:
    char const * what() const noexcept override;
@@ -34,6 +38,8 @@ namespace detail {
 [[noreturn]] RUNTIME_API void raiseEmptyVector();
 }  // namespace detail
 
+// References and iterators are valid until the next change of the queue. `id` is the attribute's name; the
+// text must outlive the queue.
 template <class T, class Owner>
 class Queue {
  public:
@@ -61,10 +67,12 @@ class Queue {
  private:
    friend Owner;
 
+   // Its index is the size before.
    void push(T value) {
       change(elements_.size(), changeTo(value), [&](Change<T> &) { elements_.push_back(std::move(value)); });
    }
 
+   // Raises EmptyVector. The index is 0.
    void pop() {
       T & first = elements_[checkedFront()];
       change(0, Change<T>{}, [&](Change<T> & record) {
@@ -80,6 +88,7 @@ class Queue {
          pop();
    }
 
+   // Raises VectorOutOfRange. An equal value changes nothing and notifies nobody.
    void elementIs(std::size_t index, T value) {
       T & stored = elements_[checked(index)];
       if (stored == value)

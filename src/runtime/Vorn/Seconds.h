@@ -1,4 +1,5 @@
-// A time or a span of time in seconds, stored as a double.
+// A time or a span of time in seconds, stored as a double: a time since 1970 has a resolution of 0.24
+// microseconds. Its unit is clear from the type; of which clock it is, the name or its comment says.
 #pragma once
 
 #include <compare>
@@ -12,6 +13,7 @@ namespace Vorn {
 class Seconds {
  public:
    constexpr Seconds() = default;
+   // Implicit, so that a constant stands for a span. The way back is `value()` alone.
    constexpr explicit(false) Seconds(double value) : value_{value} {}
 
    // "Never", as the wake-up time of a clock.
@@ -36,9 +38,10 @@ class Seconds {
 RUNTIME_API std::ostream & operator<<(std::ostream & stream, Seconds seconds);
 
 namespace System {
-// The activity manager's monotonic time. It is live: two readings in one handler may differ.
+// The activity manager's monotonic time, from the host's source (host/TimeSource.h). It is live: two readings
+// in one handler may differ. Corrections of the wall clock do not affect it.
 RUNTIME_API Seconds currentTime();
-// Wall-clock UTC since 1970.
+// Wall-clock UTC since 1970. It may jump either way. A host that scales time scales this too.
 RUNTIME_API Seconds currentTimeUtc();
 }  // namespace System
 

@@ -16,7 +16,7 @@ RUNTIME_API bool isShortage(int error);
 RUNTIME_API std::string shortageRemedy(int error);
 
 // The text of the error, with cause and remedy for a shortage. For example: "Too many open files; the process
-// has as many open as it may: raise LimitNOFILE= of the service (ulimit -n)".
+// has reached its limit of open files: raise LimitNOFILE= of the service (ulimit -n)".
 RUNTIME_API std::string errorAndRemedy(int error);
 
 // The text of the exception, with the same addition.

@@ -27,7 +27,7 @@ TraceHelper::~TraceHelper() {
       return;
    try {
       HostSide::emit(TraceLine{handle_.facility(), level_, file_, line_, function_, stream_.str()});
-   } catch (...) {  // A trace that cannot be written, for want of memory say, is lost; nothing else is.
+   } catch (...) {  // A trace that cannot be written, without memory say, is lost; nothing else is.
       return;
    }
 }

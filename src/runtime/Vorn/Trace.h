@@ -5,7 +5,8 @@
 //    Vorn::TraceHandle traceHandle{"StorageSomethingSm", true};
 //    VORN_TRACE(traceHandle, 2) << " uevent received.";
 //
-// A disabled trace costs a load and a branch; nothing to the right of it is evaluated.
+// A disabled trace costs a load and a branch; nothing to the right of it is evaluated. So the right side must
+// have no effect that the program needs. A line that finds no memory is lost, and nothing else is.
 #pragma once
 
 #include <atomic>
@@ -29,8 +30,9 @@ class RUNTIME_API TraceHandle {
 
    char const * facility() const { return facility_; }
 
+   // Any thread may ask.
    bool enabled(int level) const { return level <= level_.load(std::memory_order_relaxed); }
-   // The highest enabled level; -1: none.
+   // The highest enabled level; -1: none. Set by the host, through `Host::traceLevelIs`.
    void levelIs(int level) { level_.store(level, std::memory_order_relaxed); }
    int level() const { return level_.load(std::memory_order_relaxed); }
 
@@ -52,6 +54,7 @@ class RUNTIME_API TraceHelper {
       void operator&(TraceHelper const &) const {}
    };
 
+   // As the standard stream writes it, with decimal numbers, whatever the host's locale is.
    template <class T>
    TraceHelper & operator<<(T const & value) {
       stream_ << value;

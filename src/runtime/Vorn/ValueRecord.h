@@ -13,7 +13,8 @@
 //    };
 //
 // It gets `isEq`, `==`, the text `Place(street="Elm \"St\"", number=7)`, and the parser of that text.
-// Fields are strings, unsigned integers and bools.
+// Fields are strings, unsigned integers and bools. Names and order of the fields are part of the text: a
+// change of either makes earlier texts unreadable. The record has a default constructor.
 #pragma once
 
 #include <concepts>
@@ -55,6 +56,7 @@ struct AccessorField {
    void set(Record & record, Value value) const { (record.*setter)(std::move(value)); }
 };
 
+// Appends the value's part of a record's text.
 RUNTIME_API void putValue(std::string & text, Pelm::String const & value);
 RUNTIME_API void putValue(std::string & text, std::uint64_t value);
 RUNTIME_API void putValue(std::string & text, bool value);
@@ -96,6 +98,7 @@ bool takeField(std::string_view & text, bool first, Field const & field, Record 
 
 }  // namespace detail
 
+// A field that is a member; or one with a getter and a setter. `name` must be a literal.
 template <class Record, class T>
 constexpr auto recordField(char const * name, T Record::*member) requires(!std::is_function_v<T>) {
    return detail::MemberField<Record, T>{name, member};
@@ -110,6 +113,7 @@ constexpr auto recordField(char const * name, Result (Record::*getter)() const,
 template <class Record>
 class ValueRecord {
  public:
+   // Whether all fields are equal, a "none" string and an empty one being different.
    bool isEq(Record const & other) const {
       return std::apply(
           [&](auto const &... field) { return ((field.get(self()) == field.get(other)) && ...); },

@@ -30,7 +30,7 @@ void report(std::string_view machine, std::string_view what) noexcept {
    try {
       if (sink())
          return sink()(machine, what);
-   } catch (...) {  // The sink failed in its turn, for want of memory perhaps; a line takes none.
+   } catch (...) {  // The sink failed in its turn, perhaps without memory; a line takes none.
       printLine(machine, what);
       return;
    }

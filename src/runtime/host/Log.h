@@ -11,7 +11,8 @@ namespace Vorn::Host {
 using LogMessage = Vorn::LogMessage;
 using LogSink = std::function<void(LogMessage const &)>;
 
-// Null, the default: messages are dropped.
+// Null, the default: messages are dropped. The sink is called on the reactor thread, within the handler that
+// logs. It must not block: every machine waits for it. What it raises counts as that handler's failure.
 RUNTIME_API void logSinkIs(LogSink sink);
 
 }  // namespace Vorn::Host

@@ -1,4 +1,7 @@
 // Runs the reactor thread. It calls all handlers of all machines, one at a time.
+//
+// The thread that runs turns is the reactor thread. Everything in the installed headers is for this thread
+// alone, except where its comment names others.
 #pragma once
 
 #include <functional>

@@ -18,16 +18,16 @@ namespace Vorn::Host::LoopTimer {
 
 namespace {
 
-constexpr double never = 0;        // disarms a timerfd
-constexpr double atOnce = 1e-9;    // the shortest span that does not
-constexpr double longest = 86400;  // a span that every clock can count; then it is armed again
+constexpr Seconds never = 0;        // disarms a timerfd
+constexpr Seconds atOnce = 1e-9;    // the shortest span that does not
+constexpr Seconds longest = 86400;  // a span that every clock can count; then it is armed again
 
 // Null until a host asks for the loop's descriptor. Never destroyed, like the poller that watches it.
 FileDescriptor * timer = nullptr;
 int turns = 0;  // under way
 
-// Real seconds until a turn has something to do.
-double untilWork() {
+// Real time until a turn has something to do.
+Seconds untilWork() {
    if (Poller::instance().hasUnpollable())
       return atOnce;
    Seconds const next = activityManager().config()->clock()->nextTime();
@@ -38,15 +38,15 @@ double untilWork() {
    // An overdue clock may be infinitely so, and virtual time takes no real seconds: their product is no
    // number.
    Seconds const now = System::currentTime();
-   return next <= now || scale == 0 ? atOnce : std::clamp((next - now).value() * scale, atOnce, longest);
+   return next <= now || scale == 0 ? atOnce : std::clamp((next - now) * scale, atOnce, longest);
 }
 
 // Forgets an expiry that nobody has read.
-void armFor(double span) {
+void armFor(Seconds span) {
    itimerspec request{};
-   request.it_value.tv_sec = static_cast<time_t>(span);
+   request.it_value.tv_sec = static_cast<time_t>(span.value());
    // Rounded down: a turn that comes too early arms it for the rest.
-   request.it_value.tv_nsec = static_cast<long>((span - std::floor(span)) * 1e9);
+   request.it_value.tv_nsec = static_cast<long>((span.value() - std::floor(span.value())) * 1e9);
    timerfd_settime(timer->descriptor(), 0, &request, nullptr);
 }
 

@@ -1,18 +1,11 @@
 #include "runtime/host/TimeSource.h"
 
-#include <ctime>
-
 #include "runtime/Vorn/HostSide.h"
+#include "runtime/Vorn/KernelClock.h"
 
 namespace Vorn::Host {
 
 namespace {
-
-Vorn::Seconds read(clockid_t clock) {
-   timespec time{};
-   clock_gettime(clock, &time);
-   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
 
 std::unique_ptr<TimeSource> & current() {
    static auto * const source = new std::unique_ptr<TimeSource>{std::make_unique<RealTime>()};
@@ -26,16 +19,16 @@ TimeSource::~TimeSource() = default;
 void TimeSource::jumpTo(Vorn::Seconds) {}
 
 RealTime::RealTime(double scale)
-    : scale_{scale}, monotonicStart_{read(CLOCK_MONOTONIC)}, utcStart_{read(CLOCK_REALTIME)} {}
+    : scale_{scale}, monotonicStart_{kernelTime(CLOCK_MONOTONIC)}, utcStart_{kernelTime(CLOCK_REALTIME)} {}
 
 Vorn::Seconds RealTime::now() {
-   Vorn::Seconds const monotonic = read(CLOCK_MONOTONIC);
+   Vorn::Seconds const monotonic = kernelTime(CLOCK_MONOTONIC);
    return scale_ == 1.0 ? monotonic : monotonicStart_ + (monotonic - monotonicStart_) * scale_;
 }
 
 Vorn::Seconds RealTime::utc() {
    // Without a scale, it follows corrections of the wall clock.
-   return scale_ == 1.0 ? read(CLOCK_REALTIME) : utcStart_ + (now() - monotonicStart_);
+   return scale_ == 1.0 ? kernelTime(CLOCK_REALTIME) : utcStart_ + (now() - monotonicStart_);
 }
 
 Vorn::Seconds VirtualTime::now() {
@@ -63,8 +56,8 @@ TimeSource & timeSource() {
    return *current();
 }
 
-double monotonicSeconds() {
-   return read(CLOCK_MONOTONIC).value();
+Vorn::Seconds monotonicSeconds() {
+   return kernelTime(CLOCK_MONOTONIC);
 }
 
 }  // namespace Vorn::Host

@@ -13,9 +13,9 @@ class RUNTIME_API TimeSource {
  public:
    virtual ~TimeSource();
 
-   // Monotonic and live.
+   // Monotonic and live. The zero point is the source's own.
    virtual Vorn::Seconds now() = 0;
-   // Since 1970.
+   // Since 1970. It may jump either way where the wall clock is corrected.
    virtual Vorn::Seconds utc() = 0;
    // Real seconds per second of this time. 0: virtual time, which advances only by `jumpTo` and, if set, by
    // readings.
@@ -29,9 +29,11 @@ class RUNTIME_API TimeSource {
    virtual void jumpTo(Vorn::Seconds deadline);
 };
 
-// The kernel's clocks. With a scale above 1 both run that many times faster from the construction on.
+// The kernel's clocks, CLOCK_MONOTONIC and CLOCK_REALTIME. With another scale than 1 both run that many times
+// as fast from the construction on, and corrections of the wall clock have no effect.
 class RUNTIME_API RealTime final : public TimeSource {
  public:
+   // Above 0; nothing checks it.
    explicit RealTime(double scale = 1.0);
    Vorn::Seconds now() override;
    Vorn::Seconds utc() override;
@@ -54,7 +56,8 @@ class RUNTIME_API VirtualTime final : public TimeSource {
    double realSecondsPerSecond() const override { return 0; }
    void jumpTo(Vorn::Seconds deadline) override;
 
-   // Advances both clocks at once, as after a suspension; nothing runs in between.
+   // Advances both clocks at once, as after a suspension; nothing runs in between. Each clock that is due
+   // then is called once, in the next turn.
    void jumpBy(Vorn::Seconds span);
    // Every reading of the current time advances it by `step`, for tests of time budgets.
    void stepPerReadingIs(Vorn::Seconds step) { step_ = step; }
@@ -65,11 +68,13 @@ class RUNTIME_API VirtualTime final : public TimeSource {
    Vorn::Seconds step_ = 0;
 };
 
-// Null: RealTime. Armed reactors keep their times, which the new source then measures.
+// Null: RealTime. Armed reactors keep their times, which the new source then measures. So replace it before
+// machines exist: their times mean nothing to a source with another zero point.
 RUNTIME_API void timeSourceIs(std::unique_ptr<TimeSource> source);
+// The current one. Valid until it is replaced.
 RUNTIME_API TimeSource & timeSource();
 
-// The kernel's CLOCK_MONOTONIC, independent of the source.
-RUNTIME_API double monotonicSeconds();
+// The kernel's CLOCK_MONOTONIC, independent of the source. Any thread.
+RUNTIME_API Vorn::Seconds monotonicSeconds();
 
 }  // namespace Vorn::Host

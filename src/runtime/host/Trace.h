@@ -14,7 +14,8 @@ namespace Vorn::Host {
 using TraceLine = Vorn::TraceLine;
 using TraceSink = std::function<void(TraceLine const &)>;
 
-// Null, the default: lines are dropped.
+// Null, the default: lines are dropped. The sink is called within the handler that traces, and must not
+// block. What it raises is dropped with the line.
 RUNTIME_API void traceSinkIs(TraceSink sink);
 
 // The highest level of a facility that is written; -1: none. It also applies to a facility of a library that

@@ -31,11 +31,12 @@ class RUNTIME_API DriveDatabase {
    DriveDatabase & operator=(DriveDatabase const &) = delete;
    virtual ~DriveDatabase();
 
-   // Empty for a model without deviations.
+   // Empty for a model without deviations. `model` is the disk's own text: any bytes.
    virtual DriveSmartMapping findDeviceMapping(Pelm::String const & model) const = 0;
 };
 
-// Reads the host's database; without one every mapping is empty.
+// Reads the host's database; without one every mapping is empty. The SMART monitor asks once per disk, when
+// it appears.
 RUNTIME_API DriveSmartMapping findDeviceMapping(Pelm::String const & model);
 
 // For the host, before it starts the SMART monitor. Null: none.

@@ -20,7 +20,9 @@ class EmmcAttr {
    EmmcAttr() = default;
    explicit EmmcAttr(std::uint8_t raw) : raw_{raw}, present_{true} {}
 
+   // The byte of the register; 0 also before it was read.
    std::uint8_t raw() const { return raw_; }
+   // False until the register was read once.
    bool present() const { return present_; }
    bool operator==(EmmcAttr const &) const = default;
 

@@ -23,6 +23,7 @@ class HealthReading {
       bool hangs = false;       // the latest one's tool did not end by itself
    };
 
+   // `source` must be a literal.
    explicit HealthReading(char const * source) : source_{source} {}
 
    // Where the record is read from: "smartctl", "nvme", "emmc" or "iostat".

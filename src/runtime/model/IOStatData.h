@@ -33,10 +33,11 @@ class RUNTIME_API IOStat : public Pelm::Node {
    // The latest good one is the newest measurement.
    HealthReading reading{"iostat"};
 
-   // Drops the oldest measurements where less than 4 MiB of memory is left.
+   // Appends a measurement, and counts a good reading. Times must not decrease. Drops the oldest measurements
+   // where less than 4 MiB of memory is left; raises std::bad_alloc where that does not help.
    void recordMeasurement(Vorn::Seconds time, std::uint64_t bytesRead, std::uint64_t bytesWritten);
 
-   // Drops measurements older than `maxAge`.
+   // Drops measurements older than `maxAge`, by framework time.
    void pruneMeasurements(Vorn::Seconds maxAge);
 
    // The newest measurement; empty without one.
@@ -44,7 +45,8 @@ class RUNTIME_API IOStat : public Pelm::Node {
 
    std::size_t size() const { return end_ - first_; }
    bool empty() const { return size() == 0; }
-   // 0 is the oldest; `index` must be below `size()`.
+   // 0 is the oldest; `index` must be below `size()`. The reference is valid until that measurement is
+   // dropped.
    Measurement const & operator[](std::size_t index) const {
       std::size_t const at = first_ + index;
       return chunks_[at / chunkSize][at % chunkSize];
@@ -62,6 +64,7 @@ class RUNTIME_API IOStat : public Pelm::Node {
    std::size_t end_ = 0;
 };
 
+// The histories of the connected disks. One goes with its disk.
 class RUNTIME_API IOStatData : public Pelm::Node {
  public:
    IOStatData();

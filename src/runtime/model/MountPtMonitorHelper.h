@@ -18,12 +18,14 @@ class RUNTIME_API MountPtMonitorHelper : public Pelm::Node {
       std::uint32_t blkSize = 0;  // of that device, in bytes, a power of two of at least 8; 0: not known
    };
 
-   // Reads the mount table and sysfs, never the mount point. A test or a host may override it.
+   // Reads the mount table and sysfs, never the mount point, so a hanging mount cannot stall the caller. A
+   // test or a host may override it. Of several mounts on the path it is the visible one. Raises
+   // std::system_error where a shortage keeps the table from being read.
    virtual MountState mountState(Pelm::String const & mountPt) const;
 
    using Creator = std::function<Pelm::Ptr<MountPtMonitorHelper>()>;
-   // Creates the helper of a monitor, with the host's creator if it has set one.
+   // Creates the helper of a monitor, with the host's creator if it has set one. It must not answer null.
    static Pelm::Ptr<MountPtMonitorHelper> make();
-   // Null, the default: MountPtMonitorHelper itself.
+   // Applies to monitors that are made after it. Null, the default: MountPtMonitorHelper itself.
    static void creatorIs(Creator creator);
 };

@@ -22,7 +22,7 @@ struct Mount {
 };
 
 // The mounts on the path; the last one is visible, the others lie below it. Empty when there is none, or the
-// table cannot be read. Raises std::system_error for want of descriptors or memory: the mounts are unknown
+// table cannot be read. Raises std::system_error when descriptors or memory are short: the mounts are unknown
 // then.
 RUNTIME_API std::vector<Mount> mountsAt(Pelm::String const & path);
 

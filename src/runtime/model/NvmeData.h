@@ -99,7 +99,8 @@ class RUNTIME_API DeviceNvmeData : public Pelm::Node {
    Pelm::String name_;
 };
 
-// A field, its key in the log, and the function that writes it.
+// A field, its key in the log, and the function that writes it. Every field stands in the table once. A key
+// that the log lacks, or whose value is no whole number, is traced and stored as 0.
 struct NvmeField {
    char const * key;
    DeviceNvmeData::Field DeviceNvmeData::*cell;

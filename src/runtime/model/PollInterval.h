@@ -1,4 +1,5 @@
-// The interval at which the polling monitors read the disks. Written by the host.
+// The interval at which the polling monitors read the disks. Written by the host. Any change makes them read
+// all disks at once, and then at the new interval.
 #pragma once
 
 #include "runtime/Export.h"
@@ -13,6 +14,7 @@ class RUNTIME_API PollInterval : public Pelm::Node {
 
    Vorn::Attribute<Vorn::Seconds, PollInterval> interval{*this, "interval", 60.0};
 
-   // Seconds. Raises std::invalid_argument below one second.
+   // Framework time; a minute by default. Raises std::invalid_argument below one second, and for infinity and
+   // NaN; the interval stays as it was then.
    void intervalIs(Vorn::Seconds value);
 };

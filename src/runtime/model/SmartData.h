@@ -173,7 +173,8 @@ inline constexpr SmartField smartFields[] = {
     {&DeviceSmartData::lifetimeRemaining, &DeviceSmartData::lifetimeRemainingIs},
 };
 
-// The records of all drives on a bus with a known address (SATA, USB, NVMe). A record goes with its drive.
+// The records of all drives on a bus with a known address (SATA, USB, NVMe). A record goes with its drive:
+// who needs the last values keeps the pointer.
 class RUNTIME_API SmartData : public Pelm::Node {
  public:
    SmartData();

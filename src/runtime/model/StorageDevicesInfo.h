@@ -61,7 +61,8 @@ class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
    bool removable_;
 };
 
-// The records of all devices, fixed ones that are gone included.
+// The records of all devices, fixed ones that are gone included. The host keeps it: a monitor that is made
+// again goes on with the same records, so that no message comes twice within a day.
 class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
  public:
    StorageDevicesInfo();
@@ -75,6 +76,7 @@ class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
    // record are lost.
    void fsListIs(Pelm::String const & name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
                  bool removable);
+   // A device that comes back later has a new record, so its next error is logged at once.
    void fsListDel(Pelm::String const & name);
    void fsListDelAll();
 };

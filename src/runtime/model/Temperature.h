@@ -20,7 +20,7 @@
 
 namespace Environment::Temperature {
 
-// Degrees Celsius.
+// Degrees Celsius. Compares as numbers do; a NaN equals nothing.
 class Celsius {
  public:
    constexpr Celsius() = default;
@@ -33,7 +33,8 @@ class Celsius {
    double degrees_ = 0;
 };
 
-// The configuration of one sensor. It never changes; another one replaces it.
+// The configuration of one sensor. It never changes; another one replaces it. `overheat` should be below
+// `critical`; nothing checks that, and where both apply the alarm is critical.
 class TempSensorConfig : public Pelm::Node {
  public:
    TempSensorConfig(Pelm::String name, Pelm::String description, Celsius overheat, Celsius critical)
@@ -48,6 +49,7 @@ class TempSensorConfig : public Pelm::Node {
    // The temperatures at which the alarms begin, these degrees included.
    Celsius overheat() const { return overheat_; }
    Celsius critical() const { return critical_; }
+   // Whether all four are equal.
    bool isEq(TempSensorConfig const & other) const {
       return name_ == other.name_ && description_ == other.description_ && overheat_ == other.overheat_ &&
              critical_ == other.critical_;
@@ -60,13 +62,14 @@ class TempSensorConfig : public Pelm::Node {
    Celsius critical_;
 };
 
-// The configured sensors. Written by the host.
+// The configured sensors. Written by the host. A monitor reads a sensor's configuration at each reading, so a
+// change takes effect at the next one.
 class RUNTIME_API Config : public Pelm::Node {
  public:
    Config();
    ~Config() override;
 
-   // By the sensor's name.
+   // By the sensor's name, which its status has too.
    Vorn::Collection<Pelm::String, Pelm::Ptr<TempSensorConfig const>, Config> tempSensor{*this, "tempSensor"};
    // Creates the record of a sensor, or replaces it if another argument differs.
    void tempSensorIs(Pelm::String const & name, Pelm::String description, Celsius overheat, Celsius critical);
@@ -101,7 +104,7 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
    void minTemperatureIs(Celsius value);
    Attribute<Celsius> maxTemperature{*this, "maxTemperature"};
    void maxTemperatureIs(Celsius value);
-   // Of the latest accepted reading.
+   // Of the latest accepted reading, by the configuration of that time; none before the first.
    Attribute<Alarm> alarm{*this, "alarm", Alarm::none};
    void alarmIs(Alarm value);
 
@@ -120,10 +123,13 @@ class RUNTIME_API TemperatureWrapper : public Pelm::Node {
    // confirmation.
    Vorn::Attribute<Celsius, TemperatureWrapper> unrealisticTempChangeThreshold{
        *this, "unrealisticTempChangeThreshold", 20.0};
+   // 0 and above. The monitor of the drives sets it before each reading of a drive without an NVMe record.
    void unrealisticTempChangeThresholdIs(Celsius value);
 
    // Whether the reading is accepted now. Otherwise a second similar reading confirms it; so do five minutes
-   // without another one, since only changes are reported. Then `acceptLater` is called with it.
+   // without another one, since only changes are reported. Then `acceptLater` is called with it, from the
+   // loop; it is dropped when another reading comes first, or with this wrapper. The first reading is
+   // accepted.
    bool accepts(Celsius reading, std::function<void(Celsius)> acceptLater);
 
  private:

@@ -27,8 +27,8 @@ class LoopWatchTest : public testing::Test {
       call(nullptr);
    }
 
-   void runFor(double seconds) {
-      double const until = now + seconds;
+   void runFor(Vorn::Seconds span) {
+      Vorn::Seconds const until = now + span;
       while (nextSample <= until) {
          now = nextSample;
          if (auto const line = watch.add({activity, now, utc + activity.since}))
@@ -38,22 +38,22 @@ class LoopWatchTest : public testing::Test {
       now = until;
    }
    // However often the watch asks for it.
-   void sampleEvery(double seconds, int times) {
+   void sampleEvery(Vorn::Seconds span, int times) {
       for (int i = 0; i < times; ++i) {
-         nextSample = now += seconds;
+         nextSample = now += span;
          runFor(0);
       }
    }
    // Neither the loop nor the watch runs meanwhile.
-   void suspendFor(double seconds) { nextSample = now += seconds; }
+   void suspendFor(Vorn::Seconds span) { nextSample = now += span; }
 
    std::string lastLine() { return lines.empty() ? "nothing" : lines.back(); }
 
-   static constexpr double utc = 1700000000;
+   static constexpr Vorn::Seconds utc = 1700000000;
    LoopWatch watch;
    Vorn::Host::Activity activity;
-   double now = 1000;
-   double nextSample = 1000;
+   Vorn::Seconds now = 1000;
+   Vorn::Seconds nextSample = 1000;
    std::vector<std::string> lines;
 };
 
@@ -173,7 +173,7 @@ TEST_F(LoopWatchTest, CountsAStallFromItsReportOn) {
    beginTurn("fsync", "/mnt/drive");
    runFor(10);
    EXPECT_EQ(watch.stalls().count, 1U);
-   EXPECT_NEAR(watch.stalls().last->seconds, 10, 0.11);
+   EXPECT_NEAR(watch.stalls().last->duration.value(), 10, 0.11);
    runFor(10);
    beginTurn("statvfs", "/mnt/flash");
    runFor(8);
@@ -181,11 +181,11 @@ TEST_F(LoopWatchTest, CountsAStallFromItsReportOn) {
    runFor(3600);
    Stalls const & stalls = watch.stalls();
    EXPECT_EQ(stalls.count, 2U);
-   EXPECT_NEAR(stalls.longestSeconds, 20, 0.11);
-   EXPECT_NEAR(stalls.last->seconds, 8, 0.11);
+   EXPECT_NEAR(stalls.longest.value(), 20, 0.11);
+   EXPECT_NEAR(stalls.last->duration.value(), 8, 0.11);
    EXPECT_EQ(stalls.last->operation, "statvfs");
    EXPECT_EQ(stalls.last->path, "/mnt/flash");
-   EXPECT_EQ(stalls.last->time, utc + 1020);
+   EXPECT_EQ(stalls.last->utc, utc + 1020);
 }
 
 TEST_F(LoopWatchTest, IsOverdueFromTheFirstSampleOn) {
