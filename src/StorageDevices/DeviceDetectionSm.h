@@ -24,7 +24,9 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
    Pelm::Ptr<ConnectedDevices const> const & devices() const { return devices_; }
 
    void handleInitialized();
-   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
+   // Logs the removal of a fixed disk: a change that has the former record and no new one. Without a change
+   // there is nothing to log.
+   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change = {});
 
  private:
    void checkExpectedMounts() const;
