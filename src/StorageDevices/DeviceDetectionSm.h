@@ -26,8 +26,9 @@ class STORAGEDEVICES_API DeviceDetectionSm final : public Pelm::Node {
 
    // The checks of the start.
    void handleInitialized();
-   // Logs the deletion of a disk that was fixed. Any other change is ignored.
-   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change);
+   // Logs the removal of a fixed disk: a change that has the former record and no new one. Without a change
+   // there is nothing to log.
+   void handleDisk(Pelm::String const & serial, Vorn::Change<Pelm::Ptr<ConnectedDisk>> const & change = {});
 
  private:
    void checkExpectedMounts() const;

@@ -49,6 +49,9 @@ static_assert(isOperation<&SsdDiskInfoCollectorSm::hdparmSmDel, void (SsdDiskInf
 static_assert(isOperation<&NvmeDiskInfoCollectorSm::nvmeCliSmDel, void (NvmeDiskInfoCollectorSm::*)()>);
 static_assert(isOperation<&DiskInfoCollectorSm::finalizeUnchanged, void (DiskInfoCollectorSm::*)()>);
 static_assert(isOperation<&DiskInfoCollectorSm::finalDiskDel, Disk (DiskInfoCollectorSm::*)()>);
+static_assert(requires(DeviceDetectionSm & detection, Pelm::String const & serial) {
+   detection.handleDisk(serial);
+});
 static_assert(ConnectedDevicesSm::bytesPerBlock == bytesPerBlock && bytesPerBlock == 512);
 static_assert(ConnectedDevicesSm::bytesPerGb == bytesPerGb && bytesPerGb == 1000000000);
 static_assert(DiskInfoCollectorSm::bytesPerGb == bytesPerGb);

@@ -74,7 +74,7 @@ std::uint16_t freePort() {
    address.sin_family = AF_INET;
    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
    socklen_t size = sizeof address;
-   bind(socket.get(), reinterpret_cast<sockaddr *>(&address), size);
+   EXPECT_EQ(bind(socket.get(), reinterpret_cast<sockaddr *>(&address), size), 0);
    getsockname(socket.get(), reinterpret_cast<sockaddr *>(&address), &size);
    return ntohs(address.sin_port);
 }
@@ -86,7 +86,7 @@ class DemoHelpTest : public testing::Test {
       Output const answer = outputOf("curl -s -f -m 10 http://" + address + path);
       return answer.exitCode == 0 ? answer.text : "";
    }
-   void start(std::string const & program, Words arguments) {
+   void start(std::string const & program, Words const & arguments) {
       demo = std::make_unique<AgentProcess>(program, arguments,
                                             Agent::Demo::Environment{{"TMPDIR", folder.string()}});
       EXPECT_TRUE(Support::waitInRealTime([&] { return !get("/healthz").empty(); },
@@ -171,10 +171,12 @@ TEST_F(DemoHelpTest, NamesCommandsThatAreThere) {
       commands.push_back(wordsOf(help.substr(at + name.size())).front());
    EXPECT_GE(commands.size(), 2U) << help;
    // For a command that is not there the help of all of them comes.
-   for (std::string const & command : commands)
-      EXPECT_NE(outputOf(AGENT_PROGRAM " " + command + " --help").text.find("Usage: " + name + command),
-                std::string::npos)
-          << command;
+   for (std::string const & command : commands) {
+      std::string usage = "Usage: ";
+      usage.append(name).append(command);
+      std::string const call = std::string{AGENT_PROGRAM " "}.append(command).append(" --help");
+      EXPECT_NE(outputOf(call).text.find(usage), std::string::npos) << usage;
+   }
 }
 
 }  // namespace

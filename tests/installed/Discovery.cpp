@@ -77,7 +77,7 @@ TEST_F(InstalledHostTest, LogsTheMissingDiskAndTheOneThatGoes) {
    addDisk("S1", ConnectedDisk::BusType::sata, "/dev/sda");
    auto const detection = deviceDetectionSmFactory(fruConfig, devices);
    devices->diskDel("S1");
-   detection->handleDisk("S1", {});
+   detection->handleDisk("S1");
    EXPECT_EQ(detection->fruConfig(), fruConfig);
    EXPECT_EQ(detection->devices(), devices);
    EXPECT_EQ(logged.size(), 2U);

@@ -66,7 +66,7 @@ MetricFamilySource kernelLines(MetricsInputs const & inputs) {
 MetricFamilySource lastStall(std::optional<Stall> const & stall) {
    return {&Metric::loopLastStall, wholeSeries([stall](MetricSeries & series) {
               if (stall)
-                 series.add({stall->operation, stall->path}, stall->seconds);
+                 series.add({stall->operation, stall->path}, stall->duration.value());
            })};
 }
 
@@ -117,7 +117,7 @@ MetricSources agentMetrics(MetricsInputs const & inputs) {
            toolRunSeconds(inputs.state.tools),
            kernelLines(inputs),
            single(Metric::loopStalls, number(stalls.count)),
-           single(Metric::loopLongestStall, stalls.longestSeconds),
+           single(Metric::loopLongestStall, stalls.longest.value()),
            lastStall(stalls.last),
            single(Metric::logLinesDropped, number(inputs.state.logLinesDropped))};
 }

@@ -15,6 +15,6 @@ namespace Agent {
 //
 // False for every other device, and where nothing can be read. Accesses no device; reads a few hundred names
 // and the mount table at most. `root` stands for /.
-bool liesOnSeveralDevices(std::string_view device, std::filesystem::path const & root = "/");
+bool liesOnSeveralDevices(std::string_view device, std::filesystem::path const & root);
 
 }  // namespace Agent

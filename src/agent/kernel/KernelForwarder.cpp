@@ -41,13 +41,13 @@ KernelForwarder::KernelForwarder(Config::KernelMessages const & config, KernelLi
     : KernelForwarder{config, counts, notice, opened(device, notice)} {}
 
 KernelForwarder::KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts,
-                                 Notice notice, int log, Read read)
+                                 Notice notice, int log, Read read, std::string const & root)
     : config_{config},
       counts_{counts},
       notice_{std::move(notice)},
       read_{read},
       sender_{config.socket},
-      rewriter_{[](std::string_view device) { return liesOnSeveralDevices(device); }},
+      rewriter_{[root](std::string_view device) { return liesOnSeveralDevices(device, root); }},
       retryWait_{firstRetryWait} {
    log_->descriptorIs(log);
    reactor_.notifierIs(log_);

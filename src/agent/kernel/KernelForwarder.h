@@ -40,9 +40,10 @@ class KernelForwarder {
    // Whether a line is rewritten is asked of `config` each time. Both it and `counts` must outlive this.
    KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice const & notice,
                    std::string const & device = kernelLog);
-   // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it.
+   // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it. `root` stands for
+   // /, where the devices of file systems are looked up.
    KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice notice, int log,
-                   Read read = &::read);
+                   Read read = &::read, std::string const & root = "/");
    ~KernelForwarder();
 
    // Called before each line is sent.

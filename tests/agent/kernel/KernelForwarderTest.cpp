@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,7 +73,8 @@ class KernelForwarderTest : public Support::VirtualTimeTest {
 
    void start() {
       forwarder = std::make_unique<Agent::KernelForwarder>(
-          config, counts, [this](std::string const & text) { notices.push_back(text); }, log, &readOrFail);
+          config, counts, [this](std::string const & text) { notices.push_back(text); }, log, &readOrFail,
+          folder.string());
    }
    bool records(std::string const & record) const {
       return send(kernel, record.data(), record.size(), MSG_NOSIGNAL) >= 0;
@@ -130,6 +132,19 @@ TEST_F(KernelForwarderWithReceiverTest, DoesNotBlameAFileSystemsDiskForItsJourna
    ASSERT_EQ(lines.size(), 3U);
    EXPECT_EQ(lines[1], "kernel:_[    1.000100] EXT4-fs (sda1): Remounting filesystem read-only");
    EXPECT_EQ(lines[2], "kernel: [   99.000100] EXT4-fs (sda): Remounting filesystem read-only");
+}
+
+TEST_F(KernelForwarderWithReceiverTest, BlamesNoDiskOfAFileSystemThatLiesOnSeveral) {
+   std::filesystem::path const devices = folder.path() / "sys/fs/btrfs/0f8fad5b/devices";
+   std::string const record = ",1000000,-;BTRFS error (device sda1): parent transid verify failed";
+   auto const blamed = [&](std::string const & number) {
+      Lines const lines = forwarded({"3," + number + record});
+      return std::string{StorageDevices::deviceInKernelLine(lines.at(0)).value_or("")};
+   };
+   EXPECT_EQ(blamed("1"), "sda");
+   for (char const * device : {"sda1", "sdb1"})
+      std::filesystem::create_directories(devices / device);
+   EXPECT_EQ(blamed("2"), "");
 }
 
 TEST_F(KernelForwarderWithReceiverTest, ReadsNoErrorFromADevicesOwnName) {

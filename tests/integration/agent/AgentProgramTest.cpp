@@ -8,11 +8,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <thread>
 
+#include "base/UniqueFd.h"
 #include "base/UnixAddress.h"
 #include "tests/integration/agent/AgentProgramTest.h"
 
@@ -289,6 +292,38 @@ TEST_F(AgentProgramTest, ReadsItsConfigurationFromAPipe) {
    agent = std::make_unique<Demo::AgentProcess>("/bin/bash", std::vector<std::string>{"-c", command},
                                                 unit.environment());
    EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
+}
+
+// Answers a client, whatever it asks, with a body of that many mebibytes and a byte.
+void serveMebibytes(int listener, int mebibytes) {
+   Base::UniqueFd const client{accept(listener, nullptr, nullptr)};
+   std::array<char, 4096> request{};
+   recv(client.get(), request.data(), request.size(), 0);
+   auto const sendAll = [&](std::string const & text) {
+      send(client.get(), text.data(), text.size(), MSG_NOSIGNAL);
+   };
+   sendAll("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n ");
+   std::string const part(std::size_t{1} << 20U, ' ');
+   for (int i = 0; i < mebibytes; ++i)
+      sendAll(part);
+}
+
+TEST_F(AgentProgramTest, StreamsADocumentLargerThanItsMemory) {
+   std::string const path = folder.string() + "/large.sock";
+   Base::UnixAddress const address{path};
+   Base::UniqueFd const listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+   ASSERT_EQ(bind(listener.get(), address.get(), address.size()), 0);
+   ASSERT_EQ(listen(listener.get(), 1), 0);
+   std::thread server{[&] { serveMebibytes(listener.get(), 65); }};
+#ifdef STORAGEDEVICES_SANITIZED  // sanitizers need more address space
+   std::string const limit;
+#else
+   std::string const limit = "/usr/bin/prlimit --as=60000000 ";
+#endif
+   Output const counted = shell(limit + AGENT_PROGRAM + " status --json --socket " + path + " | wc -c");
+   shutdown(listener.get(), SHUT_RDWR);  // wakes a server whose client never came
+   server.join();
+   EXPECT_EQ(counted.text, std::to_string((65U << 20U) + 2) + "\n");  // with a line feed at the end
 }
 
 TEST_F(AgentProgramTest, FailsWhereAnAnswerCannotBeWritten) {

@@ -181,13 +181,37 @@ TEST_F(ClientsTest, SurvivesRequestsForEverythingWhereMemoryEnds) {
    ASSERT_EQ(prlimit(pid, RLIMIT_AS, nullptr, &before), 0);
    rlimit const scarce{static_cast<rlim_t>(kilobytes("VmSize")) * 1024, before.rlim_max};
    ASSERT_EQ(prlimit(pid, RLIMIT_AS, &scarce, nullptr), 0);
+   int refused = 0;
+   Clients slow;
    for (int i = 0; i < 50; ++i) {
+      slow.push_back(std::make_unique<Client>(socket, "/api/v1/state?history=all"));
       int const status = Client(socket, "/api/v1/state?history=all").status();
       EXPECT_TRUE(status == 200 || status == 503) << status;
+      refused += status == 503;
       ASSERT_TRUE(agent->running()) << agent->stop() << log;
    }
+   EXPECT_GT(refused, 0);
+   slow.clear();
    ASSERT_EQ(prlimit(pid, RLIMIT_AS, &before, nullptr), 0);
    EXPECT_EQ(Client(socket, "/api/v1/state?history=all").status(), 200);
+}
+
+TEST_F(ClientsTest, ServesWholeHistoriesWithin32Megabytes) {
+   addHistory();
+   startWith("--as=32000000");
+   ASSERT_TRUE(waitInRealTime([&] { return disks().MemberCount() == 24; })) << log;
+   ASSERT_NO_FATAL_FAILURE(awaitHistory(500000));
+   Clients const slow = clients(100, "/api/v1/state?history=all");
+   int served = 0;
+   for (int i = 0; i < 20; ++i) {
+      int const status = Client(socket, "/api/v1/state?history=all").status();
+      served += status == 200;
+      EXPECT_TRUE(status == 200 || status == 503) << status;
+      EXPECT_EQ(Client(socket, "/healthz").status(), 200);
+   }
+   // Whole answers for so many readers would not leave room for another.
+   EXPECT_GT(served, 0);
+   EXPECT_TRUE(agent->running()) << agent->stop() << log;
 }
 #endif
 
