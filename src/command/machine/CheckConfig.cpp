@@ -66,9 +66,8 @@ std::string checkConfigText(Agent::Config const & config, std::string const & so
 int checkConfig(std::optional<std::string> const & configPath) {
    Agent::Config const config = Agent::configAt(configPath);
    bool const present = configPath || std::filesystem::exists(Base::defaultConfigPath);
-   std::string const source =
-       present ? configPath.value_or(Base::defaultConfigPath) + ": valid"
-               : std::string{Base::defaultConfigPath} + ": does not exist; the defaults are used";
+   std::string source = configPath.value_or(Base::defaultConfigPath);
+   source += present ? ": valid" : ": does not exist; the defaults are used";
    auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
    print(checkConfigText(config, source, preview) + toolsText(config.tools.path));
    for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
