@@ -5,8 +5,7 @@ namespace Agent {
 void MessageStore::add(Vorn::Host::LogMessage const & message) {
    if (messages_.size() == kept)
       messages_.pop_front();
-   messages_.push_back(
-       {++lastSequence_, message.utc, &message.descriptor, message.arguments, message.text});
+   messages_.push_back({++lastSequence_, message.utc, &message.descriptor, message.arguments, message.text});
    ++counts_[message.descriptor.name];
 }
 

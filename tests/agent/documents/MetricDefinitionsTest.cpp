@@ -86,7 +86,7 @@ TEST_F(ServedMetricsTest, HasAllThatAreDefinedInTheirOrder) {
    auto const run = Pelm::make<Brul::FinishedRun>();
    run->argv = {"nvme"};
    tracker->finishedRunIs(run);
-   stalls.last = Stall{5, "fsync", "/mnt/drive"};
+   stalls.last = Stall{.duration = 5, .operation = "fsync", .path = "/mnt/drive", .utc = 0};
    std::vector<std::string> served;
    std::istringstream lines{text()};
    for (std::string line; std::getline(lines, line);)

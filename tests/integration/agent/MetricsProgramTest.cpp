@@ -53,6 +53,7 @@ TEST_F(MetricsProgramTest, PassesPromtoolWithAnNvmeDriveButForOneName) {
    addNvme();
    start();
    ASSERT_TRUE(isRead({"SN-A", "SN-N"})) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-N", "nvme"); })) << log;
    scrape();
    EXPECT_EQ(promtool(),
              "storagedevices_disk_nvme_counter metric name should not include type 'counter'\nexit code 3")

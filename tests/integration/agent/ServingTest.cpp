@@ -68,7 +68,7 @@ class ServingTest : public AgentProgramTest {
    // The number of messages so far.
    std::size_t logged() {
       rapidjson::Document messages;
-      messages.Parse(Agent::askAgent(socket, "/api/v1/messages").c_str());
+      messages.Parse(Command::askAgent(socket, "/api/v1/messages").c_str());
       return messages["messages"].Size();
    }
    // Another message: that the drive was pulled.
