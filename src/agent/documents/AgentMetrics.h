@@ -8,7 +8,7 @@ namespace Agent {
 
 MetricSources unitMetrics(MetricsInputs const & inputs);
 MetricSources agentMetrics(MetricsInputs const & inputs);
-// Without what /proc does not tell.
+// Without what /proc does not show.
 MetricSources processMetrics(MetricsInputs const & inputs);
 
 }  // namespace Agent

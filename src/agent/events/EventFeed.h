@@ -1,4 +1,4 @@
-// What happens, for the event streams that tell of it: messages, verdicts, and disks whose state has changed.
+// What happens, for the event streams that report it: messages, verdicts, and disks whose state has changed.
 //
 // Nothing is queued for a reader. Each stream knows what its reader has got. It takes the next event from the
 // records here when the reader has received the one before. So a slow reader costs no more than a quick one.
@@ -54,7 +54,7 @@ class EventFeed {
    std::vector<EventStream *> streams_;
    ChangeLog verdicts_;  // disks with another verdict or other reasons
    ChangeLog states_;    // disks with another verdict, other figures or readings
-   // Changes of the state are told in ticks, which are a second apart at least.
+   // Changes of the state are reported in ticks, which are a second apart at least.
    std::uint64_t told_ = 0;  // the latest change at the latest tick
    std::uint64_t ticks_ = 0;
    Vorn::Seconds ticked_ = 0;

@@ -1,5 +1,5 @@
 // The events of one reader, as server-sent events. It has no end, unless its reader is overtaken: a message
-// that it has not got is kept no longer. Such a reader had better begin anew, and sees the gap then.
+// that it has not got is kept no longer. Such a reader had better begin again, and sees the gap then.
 #pragma once
 
 #include <cstddef>

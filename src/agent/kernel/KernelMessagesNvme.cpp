@@ -78,7 +78,7 @@ constexpr KernelMessage remoteControllers[]{
      "nvme nvme0: NVME-FC{0.1}: io timeout: opcode 1 fctype 0 w10/11: x00000008/x00000000", "nvme0n1"},
 };
 
-// A target's answer may be a refusal by its rules, so a positive status counts only where it tells a failure:
+// A target's answer may be a refusal by its rules, so a positive status counts only for a failure:
 // 6 internal error, 864 and 880 lost path, 881 ended by the host.
 constexpr KernelMessage fabrics[]{
     {"Property <Get|Set> error: <-%num|6|864|880|881>, offset ", quoted,
