@@ -88,8 +88,9 @@ TEST_F(MonitorsTest, CallsNoUnitGoodWhileADiskIsNotIdentified) {
    auto const isOf = [&](Json const & of, char const * verdict) {
       return std::string_view{of["verdict"].GetString()} == verdict;
    };
-   startSettled();
-   ASSERT_TRUE(waitInRealTime([&] { return isOf(state["verdicts"]["SN-A"], "ok"); })) << log;
+   start();
+   ASSERT_TRUE(logs("No monitoring state machine instantiated")) << log;
+   ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && isOf(state["verdicts"]["SN-A"], "ok"); })) << log;
    EXPECT_TRUE(isOf(state["unit"], "unknown"));
    unit.unplug("sdb");
    EXPECT_TRUE(waitInRealTime([&] { return isOf(state["unit"], "ok"); })) << log;
