@@ -26,6 +26,15 @@ std::string entry(std::string_view term, std::string_view meaning) {
    return "*" + plain(term) + "*\n\t" + plain(meaning) + "\n\n";
 }
 
+// "{serial, name}"; empty without a label.
+std::string labelsOf(Agent::MetricDefinition const & metric) {
+   std::string labels;
+   for (char const * const label : metric.labels)
+      if (label)
+         labels.append(labels.empty() ? "{" : ", ").append(label);
+   return labels.empty() ? labels : labels + "}";
+}
+
 // The reader of the installed configuration, line by line.
 class Configuration {
  public:
@@ -97,6 +106,14 @@ std::string verdictsTable(std::span<Agent::VerdictRule const> rules) {
       section = verdict;
       table += entry(rule.code, reasonText(rule, {detail}));
    }
+   return table;
+}
+
+std::string metricsTable(std::span<Agent::MetricDefinition const * const> metrics) {
+   std::string table;
+   for (Agent::MetricDefinition const * const metric : metrics)
+      table += "*" + plain(metric->name) + "*" + plain(labelsOf(*metric)) + ", " +
+               Agent::typeWord(metric->type) + "\n\t" + plain(metric->help) + "\n\n";
    return table;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "agent/documents/MetricDefinitions.h"
 #include "agent/verdict/VerdictRules.h"
 #include "runtime/Vorn/Log.h"
 
@@ -20,6 +21,9 @@ std::string messagesTable(std::span<Vorn::LogDescriptor const> messages);
 
 // An entry per reason, below a section per verdict.
 std::string verdictsTable(std::span<Agent::VerdictRule const> rules);
+
+// An entry per metric: its name and labels as a query has them, its type, and what it says.
+std::string metricsTable(std::span<Agent::MetricDefinition const * const> metrics);
 
 // An entry per key of the installed configuration ("#key = value  # meaning"), below a section per table.
 std::string configurationTable(std::istream & configuration);

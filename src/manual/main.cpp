@@ -1,20 +1,27 @@
-// Copies the text of a manual page from standard input, and puts tables in the place of lines such as
-// "@messages@". Usage: manual-page CONFIGURATION <PAGE.scd
+// Copies a text from standard input, and puts tables in the place of lines such as "@messages@".
+// Usage: fill-tables CONFIGURATION SUPPORT <TEXT, where SUPPORT is that of journalCatalogue().
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <span>
+#include <stdexcept>
+#include <string>
 
+#include "manual/JournalCatalogue.h"
 #include "manual/ManualTables.h"
 #include "runtime/Vorn/Module.h"
 
 namespace {
 
-std::string messages() {
-   std::string table;
+using Tables = std::map<std::string, std::function<std::string()>>;
+
+std::string ofEachModule(std::function<std::string(std::span<Vorn::LogDescriptor const>)> const & table) {
+   std::string text;
    for (Vorn::Module const * const module : Vorn::modules())
-      table += Manual::messagesTable(module->logDescriptors);
-   return table;
+      text += table(module->logDescriptors);
+   return text;
 }
 
 std::string configuration(char const * path) {
@@ -22,31 +29,41 @@ std::string configuration(char const * path) {
    return file ? Manual::configurationTable(file) : std::string{};
 }
 
-}  // namespace
-
-int main(int count, char ** arguments) {
-   if (count != 2) {
-      std::fputs("usage: manual-page CONFIGURATION <PAGE.scd\n", stderr);
-      return 2;
-   }
-   std::map<std::string, std::function<std::string()>> const tables{
-       {"@messages@", messages},
-       {"@verdicts@", [] { return Manual::verdictsTable(Agent::verdictRules()); }},
-       {"@configuration@", [&] { return configuration(arguments[1]); }},
-   };
+void fill(Tables const & tables) {
    std::ifstream page{"/dev/stdin"};
    for (std::string line; std::getline(page, line);) {
       auto const table = tables.find(line);
-      if (table == tables.end()) {
-         std::puts(line.c_str());
-         continue;
-      }
-      std::string const text = table->second();
-      if (text.empty()) {
-         std::fprintf(stderr, "manual-page: nothing for %s\n", line.c_str());
-         return 1;
-      }
+      std::string const text = table == tables.end() ? line + "\n" : table->second();
+      if (text.empty())
+         throw std::runtime_error{"nothing for " + line};
       std::fputs(text.c_str(), stdout);
    }
-   return std::fflush(stdout) == 0 ? 0 : 1;
+   if (std::fflush(stdout) != 0)
+      throw std::runtime_error{"standard output cannot be written"};
+}
+
+}  // namespace
+
+int main(int count, char ** arguments) {
+   if (count != 3) {
+      std::fputs("usage: fill-tables CONFIGURATION SUPPORT <TEXT\n", stderr);
+      return 2;
+   }
+   try {
+      fill({
+          {"@messages@", [] { return ofEachModule(Manual::messagesTable); }},
+          {"@catalogue@",
+           [&] {
+              return ofEachModule(
+                  [&](auto messages) { return Manual::journalCatalogue(messages, arguments[2]); });
+           }},
+          {"@verdicts@", [] { return Manual::verdictsTable(Agent::verdictRules()); }},
+          {"@metrics@", [] { return Manual::metricsTable(Agent::Metric::all); }},
+          {"@configuration@", [&] { return configuration(arguments[1]); }},
+      });
+   } catch (std::exception const & error) {
+      std::fprintf(stderr, "fill-tables: %s\n", error.what());
+      return 1;
+   }
+   return 0;
 }

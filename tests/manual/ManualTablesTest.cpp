@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <sstream>
 
 #include "StorageDevices/LogCatalogue.h"
@@ -43,6 +44,22 @@ TEST(ManualTablesTest, GroupsTheReasonsByTheirVerdict) {
    EXPECT_LT(table.find("*self-assessment-failed*"), warning);
    EXPECT_LT(warning, table.find("*life-low*"));
    EXPECT_EQ(table.find("## failing\n", failing + 1), std::string::npos);
+}
+
+TEST(ManualTablesTest, WritesAMetricAsAQueryHasIt) {
+   Agent::MetricDefinition const plainOne{
+       "lamp_hours_total", prometheus::MetricType::Counter, {}, "Hours of <light>."};
+   Agent::MetricDefinition const labelled{
+       "lamp_on", prometheus::MetricType::Gauge, {"lamp", "room_name"}, "1 while it is lit."};
+   EXPECT_EQ(metricsTable(std::array{&plainOne, &labelled}),
+             "*lamp\\_hours\\_total*, counter\n\tHours of \\<light\\>.\n\n"
+             "*lamp\\_on*{lamp, room\\_name}, gauge\n\t1 while it is lit.\n\n");
+}
+
+TEST(ManualTablesTest, HasAnEntryForEachMetric) {
+   std::string const table = metricsTable(Agent::Metric::all);
+   for (Agent::MetricDefinition const * const metric : Agent::Metric::all)
+      EXPECT_NE(table.find("*" + plain(metric->name) + "*"), std::string::npos) << metric->name;
 }
 
 TEST(ManualTablesTest, TakesTheCommentsOfAKeyFromAboveAndBeside) {
