@@ -33,11 +33,40 @@ StorageDevicesErrWatchSm = 7
 """
 
 
-class Agent:
-    """One run of the agent."""
+class AgentApi:
+    """Asks the running agent over HTTP."""
 
     def __init__(self, guest: Guest) -> None:
         self._guest = guest
+
+    def state(self) -> dict[str, Any]:
+        """The state document; empty while the agent does not answer."""
+        return self._asked("state")
+
+    def time(self) -> float:
+        """By its own clock, as it times its readings."""
+        return float(self.state().get("time", 0.0))
+
+    def disks(self) -> dict[str, dict[str, Any]]:
+        return self.state().get("connectedDevices", {}).get("disk", {})
+
+    def messages(self) -> list[dict[str, Any]]:
+        return self._asked("messages").get("messages", [])
+
+    def has_said(self, name: str, argument: str) -> bool:
+        return any(message["name"] == name and argument in message["arguments"] for message in self.messages())
+
+    def said(self, *names: str) -> list[tuple[str, ...]]:
+        """The messages of these names, each with its arguments behind its name."""
+        return [(message["name"], *message["arguments"]) for message in self.messages() if message["name"] in names]
+
+    def _asked(self, resource: str) -> dict[str, Any]:
+        answer = self._guest.run(f"busybox wget -q -O - http://{STATUS_ADDRESS}/api/v1/{resource}", 30)
+        return json.loads(answer.out) if answer.status == 0 else {}
+
+
+class Agent(AgentApi):
+    """One run of the agent."""
 
     def configure(self, poll_seconds: int = POLL_SECONDS, tools: str = "", time_scale: int = TIME_SCALE) -> None:
         """Writes its files; `poll_seconds` are real ones, `tools` is the content of that section."""
@@ -63,31 +92,10 @@ class Agent:
     def log(self) -> str:
         return self._guest.run(f"cat {LOG}", 40).out
 
-    def state(self) -> dict[str, Any]:
-        """The state document; empty while the agent does not answer."""
-        return self._asked("state")
-
     def shown_state(self) -> dict[str, Any]:
         """The same through the program that an operator runs, which takes the guest ten times as long."""
         answer = self._guest.run(f"{PROGRAM} status --json", 30)
         return json.loads(answer.out) if answer.status == 0 else {}
-
-    def time(self) -> float:
-        """By its own clock, as it times its readings."""
-        return float(self.state().get("time", 0.0))
-
-    def disks(self) -> dict[str, dict[str, Any]]:
-        return self.state().get("connectedDevices", {}).get("disk", {})
-
-    def messages(self) -> list[dict[str, Any]]:
-        return self._asked("messages").get("messages", [])
-
-    def has_said(self, name: str, argument: str) -> bool:
-        return any(message["name"] == name and argument in message["arguments"] for message in self.messages())
-
-    def said(self, *names: str) -> list[tuple[str, ...]]:
-        """The messages of these names, each with its arguments behind its name."""
-        return [(message["name"], *message["arguments"]) for message in self.messages() if message["name"] in names]
 
     def errors_kept_back(self) -> int:
         """How many lines of the kernel reported errors of disks that were reported already."""
@@ -116,7 +124,3 @@ class Agent:
     def processes(self) -> list[str]:
         """The guest's processes by name, those of the agent's tools among them."""
         return self._guest.must("for p in /proc/[0-9]*; do cat $p/comm 2>/dev/null; done; true").split("\n")
-
-    def _asked(self, resource: str) -> dict[str, Any]:
-        answer = self._guest.run(f"busybox wget -q -O - http://{STATUS_ADDRESS}/api/v1/{resource}", 30)
-        return json.loads(answer.out) if answer.status == 0 else {}

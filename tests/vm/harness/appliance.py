@@ -8,11 +8,12 @@ from typing import Any
 
 from . import machine
 from .emulator import Emulator
-from .guest_control import Guest
-from .machine import Disk
+from .guest_control import Guest, Result
+from .machine import SECTOR, Disk
 from .report import Report
 
 PLUG_SECONDS = 40.0
+BLOCK = 4096  # bytes; what the kernel caches at the least: less cannot be written without being read
 
 _LIST_DISKS = """
 for disk in /sys/block/*; do
@@ -80,6 +81,16 @@ class Appliance:
         """How many reads and writes the kernel has completed on a disk."""
         counts = self.guest.must(f"cat /sys/block/{device.removeprefix('/dev/')}/stat").split()
         return {"read": int(counts[0]), "written": int(counts[4])}
+
+    def use_faulty_sector(self, disk: Disk, operation: str) -> Result:
+        """Reads or writes the block with the disk's faulty sector, on the disk and not in the guest's cache."""
+        assert disk.fault is not None
+        device, block = self.disks()[disk.udev_serial].device, disk.fault.sector * SECTOR // BLOCK
+        commands = {
+            "read": f"blockdev --flushbufs {device}; dd if={device} of=/dev/null bs={BLOCK} count=1 skip={block}",
+            "write": f"dd if=/dev/zero of={device} bs={BLOCK} count=1 seek={block} conv=notrunc,fsync",
+        }
+        return self.guest.run(commands[operation])
 
     def offline_in_guest(self, disk: Disk) -> None:
         """Gives up a SATA disk as the kernel does when it does not answer any more."""

@@ -4,7 +4,7 @@ from collections.abc import Callable, Collection, Iterable
 from typing import Any
 
 from . import machine
-from .agent import Agent
+from .agent import AgentApi
 from .appliance import Appliance
 from .health import SOURCES, GuestHealth, on_bus, smart_record, wrong_nvme_values
 from .machine import Disk
@@ -28,7 +28,7 @@ MEANINGS = {COMMAND_FAILED: "command to the disk failed", DISK_FAILING: "the dis
 class HealthChecks:
     """For one run of the agent while no disk comes or goes; `serials` are the keys of the disks' records."""
 
-    def __init__(self, appliance: Appliance, agent: Agent, serials: dict[Disk, str]) -> None:
+    def __init__(self, appliance: Appliance, agent: AgentApi, serials: dict[Disk, str]) -> None:
         self._report = appliance.report
         self._agent = agent
         self._serials = serials

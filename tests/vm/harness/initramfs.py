@@ -10,6 +10,7 @@ from pathlib import Path
 from .archive import Archive
 from .report import SetupError
 
+HARNESS = Path(__file__).parent
 GUEST_PREFIX = "/opt/storagedevices"
 
 KERNEL_MODULES = (
@@ -50,19 +51,24 @@ def build(cache: Path, prefix: Path | None, work: Path) -> Path:
     """Writes the initramfs into the work folder, unless one of the same content is there, and answers its path."""
     kernel = find_kernel(cache)
     archive = Archive()
-    _add_base(archive)
-    _add_modules(archive, cache / "root/lib/modules" / kernel.name.removeprefix("vmlinuz-"))
+    add_base(archive, *sorted((HARNESS / "guest").iterdir()))
+    add_modules(archive, modules_of(kernel), KERNEL_MODULES, LATER_MODULES)
     libraries = Libraries(archive, cache / "root")
     _add_programs(archive, cache / "root", libraries)
     if prefix is not None:
         _add_prefix(archive, prefix, libraries)
-    return _stored(archive.image(), work)
+    return stored(archive.image(), work, "initramfs")
 
 
-def _stored(image: bytes, work: Path) -> Path:
-    path = work / f"initramfs-{hashlib.sha256(image).hexdigest()[:16]}.cpio"
+def modules_of(kernel: Path) -> Path:
+    """The folder of its modules."""
+    return kernel.parent.parent / "lib/modules" / kernel.name.removeprefix("vmlinuz-")
+
+
+def stored(image: bytes, work: Path, name: str) -> Path:
+    path = work / f"{name}-{hashlib.sha256(image).hexdigest()[:16]}.cpio"
     if not path.exists():
-        for old in work.glob("initramfs-*.cpio"):
+        for old in work.glob(f"{name}-*.cpio"):
             old.unlink()
         partial = path.with_suffix(".partial")
         partial.write_bytes(image)
@@ -70,7 +76,8 @@ def _stored(image: bytes, work: Path) -> Path:
     return path
 
 
-def _add_base(archive: Archive) -> None:
+def add_base(archive: Archive, *scripts: Path) -> None:
+    """The folders of a system, and the scripts at its top."""
     for path in ("/proc", "/sys", "/dev", "/run", "/tmp", "/mnt", "/etc/udev/rules.d", "/usr/lib64", "/var"):
         archive.directory(path)
     for name in MERGED:
@@ -79,11 +86,11 @@ def _add_base(archive: Archive) -> None:
     archive.link("/var/run", "../run")
     archive.file("/etc/passwd", b"root:x:0:0:root:/:/bin/sh\n")
     archive.file("/etc/group", "".join(f"{name}:x:{number}:\n" for number, name in enumerate(GROUPS)).encode())
-    for source in sorted((Path(__file__).parent / "guest").iterdir()):
+    for source in scripts:
         archive.file(f"/{source.name}", source.read_bytes(), 0o755)
 
 
-def _add_modules(archive: Archive, tree: Path) -> None:
+def add_modules(archive: Archive, tree: Path, names: Iterable[str], later: Iterable[str] = ()) -> None:
     """Adds the modules and, in the order in which they must be loaded, a list of them with their parameters."""
     files = {_module_name(path): path for path in tree.rglob("*.ko")}
     builtin = {_module_name(Path(line)) for line in (tree / "modules.builtin").read_text().split()}
@@ -98,11 +105,11 @@ def _add_modules(archive: Archive, tree: Path) -> None:
             visit(needed)
         order.append(name)
 
-    for name in (*KERNEL_MODULES, *LATER_MODULES):
+    for name in (*names, *later):
         visit(name)
     for name in order:
         archive.file(f"/modules/{name}.ko", files[name].read_bytes())
-    lines = [f"{name}.ko {MODULE_PARAMETERS.get(name, '')}".rstrip() for name in order if name not in LATER_MODULES]
+    lines = [f"{name}.ko {MODULE_PARAMETERS.get(name, '')}".rstrip() for name in order if name not in later]
     archive.file("/modules/order", ("\n".join(lines) + "\n").encode())
 
 

@@ -7,10 +7,9 @@ from contextlib import contextmanager
 from .agent import Agent
 from .appliance import Appliance
 from .guest_control import Result
-from .machine import SECTOR, Disk
+from .machine import Disk
 
 HEARD_SECONDS = 60.0
-BLOCK = 4096  # what the kernel caches at the least: less cannot be written without being read
 MEDIUM_ERRORS = ("Input/output error", "No data available")  # of SATA and of NVMe disks
 
 FIXED, REMOVABLE = "STORAGEDEVICE_IO_ERROR", "STORAGEDEVICE_IO_ERROR_EXTERNAL_USB"
@@ -29,7 +28,7 @@ class KernelErrorChecks:
         """Its faulty sector is used, which the agent has to report, and again, which it has to keep to itself."""
         assert disk.fault is not None
         other = {"read": "write", "write": "read"}[disk.fault.operation]
-        healthy = self._use(disk, other)
+        healthy = self._appliance.use_faulty_sector(disk, other)
         self._report.check(f"{disk.name}: its faulty sector allows to {other}", healthy.status == 0, healthy.err)
         self.are_reported(disk)
         self.is_kept_back(disk)
@@ -96,17 +95,7 @@ class KernelErrorChecks:
 
     def _use_fault(self, disk: Disk) -> Result:
         assert disk.fault is not None
-        return self._use(disk, disk.fault.operation)
-
-    def _use(self, disk: Disk, operation: str) -> Result:
-        """Reads or writes the block with the faulty sector, on the disk and not in the guest's cache."""
-        assert disk.fault is not None
-        device, block = self._appliance.disks()[disk.udev_serial].device, disk.fault.sector * SECTOR // BLOCK
-        commands = {
-            "read": f"blockdev --flushbufs {device}; dd if={device} of=/dev/null bs={BLOCK} count=1 skip={block}",
-            "write": f"dd if=/dev/zero of={device} bs={BLOCK} count=1 seek={block} conv=notrunc,fsync",
-        }
-        return self._guest.run(commands[operation])
+        return self._appliance.use_faulty_sector(disk, disk.fault.operation)
 
 
 def _message(disk: Disk) -> tuple[str, str]:

@@ -2,6 +2,7 @@
 
 import time
 from collections.abc import Callable
+from pathlib import Path
 from typing import TypeVar
 
 T = TypeVar("T")
@@ -29,6 +30,13 @@ class Report:
     def _elapsed(self) -> float:
         """Seconds since the start; each line shows them, so that a log shows where the time went."""
         return time.monotonic() - self._started
+
+    def verdict(self, work: Path) -> int:
+        """The exit code, after a line per failure."""
+        self.note(f"{self.passed} checks passed, {len(self.failures)} failed; logs in {work}")
+        for name in self.failures:
+            print(f"# failed: {name}")
+        return 1 if self.failures else 0
 
     def check(self, name: str, condition: bool, detail: str = "") -> bool:
         if condition:
