@@ -2,9 +2,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstddef>
 #include <initializer_list>
 
 #include "base/HttpAddress.h"
+#include "base/Number.h"
 #include "base/Text.h"
 #include "base/UnixAddress.h"
 #include "command/Check.h"
@@ -14,6 +16,8 @@ namespace Command {
 namespace {
 
 constexpr char programName[] = "storagedevices";
+// Where meanings begin in the help, so that a line fits into 80 columns.
+constexpr std::size_t optionColumn = 22;
 
 // A line that an operator can type, and what comes of it.
 struct Example {
@@ -42,18 +46,15 @@ std::string emptyPathError(std::string & path) {
 }
 
 void addConfigOption(CLI::App & sub, Subcommand & command) {
-   sub.add_option(
-          "--config", command.configPath,
-          std::string{"Configuration file (default: "} + Base::defaultConfigPath + " if there is one)")
+   sub.add_option("--config", command.configPath, std::string{"Instead of "} + Base::defaultConfigPath)
        ->type_name("FILE")
        ->check(CLI::Validator{emptyPathError, ""});
 }
 
 void addAgent(CLI::App & app, Subcommand & command) {
    auto & sub = addCommand(
-       app, command, Subcommand::Kind::agent, "agent",
-       "Run in the foreground and watch the storage of this machine",
-       {{"storagedevices agent", "watches until SIGTERM or Ctrl-C; SIGHUP reads the configuration again"},
+       app, command, Subcommand::Kind::agent, "agent", "Watch the storage of this machine, in the foreground",
+       {{"storagedevices agent", "watches until SIGTERM or Ctrl-C; reads its configuration again at SIGHUP"},
         {"storagedevices agent --config ./test.toml", "with a configuration of your own"}});
    addConfigOption(sub, command);
 }
@@ -75,7 +76,7 @@ void addSocketOption(CLI::App & sub, Subcommand & command) {
 void addStatus(CLI::App & app, Subcommand & command) {
    auto & sub =
        addCommand(app, command, Subcommand::Kind::status, "status",
-                  "Show the health of each disk, as the running agent reports it",
+                  "Show the health of each disk, as the agent reports it",
                   {{"storagedevices status --watch", "a table that is redrawn every second"},
                    {"storagedevices status --json | jq .verdicts", "the verdict on each disk, and why"}});
    auto * json = sub.add_flag("--json", command.json, "Print the state document");
@@ -88,19 +89,46 @@ void addMessages(CLI::App & app, Subcommand & command) {
                            "Show the latest messages of the running agent, newest last",
                            {{"storagedevices messages", "each with its meaning and what to do"},
                             {"storagedevices messages --follow", "and each new one, until Ctrl-C"}});
-   sub.add_flag("--json", command.json, "Print them as JSON; with --follow one message per line");
+   sub.add_flag("--json", command.json, "Print them as JSON; with --follow one on each line");
    sub.add_flag("--follow", command.follow, "Keep printing new messages until interrupted");
    addSocketOption(sub, command);
 }
 
-void addCheck(CLI::App & app, Subcommand & command) {
+std::string emptySerialError(std::string & serial) {
+   return serial.empty() ? "needs a serial number, as \"storagedevices status\" shows it" : std::string{};
+}
+
+std::string hoursError(std::string & text) {
+   constexpr unsigned most = 8760;
+   auto const hours = Base::parseWhole<unsigned>(text);
+   if (hours && *hours >= 1 && *hours <= most)
+      return {};
+   return "must be a whole number of hours, 1 to 8760, not \"" + text + "\"";
+}
+
+void addHistory(CLI::App & app, Subcommand & command) {
    auto & sub = addCommand(
-       app, command, Subcommand::Kind::check, "check",
-       "Report the verdicts in one line for a monitoring system (Icinga, Nagios)",
-       {{"storagedevices check",
-         "exit code 0: ok, 1: warning, 2: critical (failing, absent or missing disks), 3: unknown"},
-        {"storagedevices check > /dev/null || storagedevices status",
-         "for cron: the table is mailed when something is wrong"}});
+       app, command, Subcommand::Kind::history, "history",
+       "Plot each disk's temperature, life left, reads and writes",
+       {{"storagedevices history --disk KS0240118842 --hours 1", "one disk in the last hour"},
+        {"storagedevices history --json | jq '.[].temperature | max'", "the highest of each disk"}});
+   sub.add_option("--disk", command.disk, "Its serial number (default: all, worst first)")
+       ->type_name("SERIAL")
+       ->check(CLI::Validator{emptySerialError, ""});
+   sub.add_option("--hours", command.hours, "How many of the latest hours, 1 to 8760")
+       ->type_name("N")
+       ->capture_default_str()
+       ->check(CLI::Validator{hoursError, ""});
+   sub.add_flag("--json", command.json, "Print JSON; of all disks an object by serial");
+   addSocketOption(sub, command);
+}
+
+void addCheck(CLI::App & app, Subcommand & command) {
+   auto & sub = addCommand(app, command, Subcommand::Kind::check, "check",
+                           "Report the verdicts in one line for a monitoring system",
+                           {{"storagedevices check", "exit code 0: ok, 1: warning, 2: critical, 3: unknown"},
+                            {"storagedevices check > /dev/null || storagedevices status",
+                             "for cron: the table is mailed when something is wrong"}});
    sub.add_flag("--json", command.json, "Print the same as JSON");
    addSocketOption(sub, command);
 }
@@ -114,20 +142,29 @@ void addCatalogue(CLI::App & app, Subcommand & command) {
 
 void addCheckConfig(CLI::App & app, Subcommand & command) {
    auto & sub = addCommand(app, command, Subcommand::Kind::checkConfig, "check-config",
-                           "Check the configuration and show how each device of this machine is classified",
+                           "Check the configuration; show how devices are classified",
                            {{"storagedevices check-config --config ./new.toml",
                              "exit code 2 after an error; each names the file, the line and the remedy"}});
    addConfigOption(sub, command);
 }
 
+void addInit(CLI::App & app, Subcommand & command) {
+   auto & sub = addCommand(app, command, Subcommand::Kind::init, "init",
+                           "Propose blockdev and expected_mounts for this machine",
+                           {{"storagedevices init", "what each disk would become and why, and the two files"},
+                            {"storagedevices init --write && storagedevices check-config",
+                             "writes the files that do not exist, and shows their effect"}});
+   sub.add_flag("--write", command.write, "Write the files; one that exists is never changed");
+   addConfigOption(sub, command);
+}
+
 void addReload(CLI::App & app, Subcommand & command) {
-   auto & sub =
-       addCommand(app, command, Subcommand::Kind::reload, "reload",
-                  "Check the configuration and have the running agent read it again",
-                  {{"storagedevices reload",
-                    "what takes effect now, and what at the next start; also forgets disks that are gone"},
-                   {"storagedevices reload --config /etc/storagedevices/storagedevices.toml",
-                    "likewise, and only if this is the file that the agent reads"}});
+   auto & sub = addCommand(
+       app, command, Subcommand::Kind::reload, "reload",
+       "Check the configuration and have the agent read it again",
+       {{"storagedevices reload", "says what takes effect now, and what later; forgets disks that are gone"},
+        {"storagedevices reload --config /etc/storagedevices/storagedevices.toml",
+         "likewise, and only if this is the file that the agent reads"}});
    sub.add_option("--config", command.configPath, "The configuration file that the agent must be using")
        ->type_name("FILE")
        ->check(CLI::Validator{emptyPathError, ""});
@@ -157,7 +194,7 @@ void addDemo(CLI::App & app, Subcommand & command) {
    sub.add_option("--time-scale", command.timeScale, "How many times faster time runs, 0.001 to 100000")
        ->type_name("N")
        ->check(CLI::Validator{timeScaleError, ""});
-   sub.add_option("--http", command.http, "Serve the simulated agent's status on TCP as well, loopback only")
+   sub.add_option("--http", command.http, "Serve what the agent serves on TCP too, loopback only")
        ->type_name("ADDR:PORT")
        ->check(CLI::Validator{httpAddressError, ""});
 }
@@ -183,13 +220,16 @@ Invocation parseCommandLine(std::vector<std::string> const & arguments, std::str
    CLI::App app{"Watches the storage devices of this appliance.", programName};
    app.set_version_flag("--version", std::string{programName} + " " + std::string{version});
    app.footer(std::string{"\""} + programName + " COMMAND --help\" shows examples of each command.");
+   app.get_formatter()->column_width(optionColumn);
    app.require_subcommand(0, 1);  // a missing one is refused below, so that an unknown word is named first
    addAgent(app, command);
    addStatus(app, command);
    addMessages(app, command);
+   addHistory(app, command);
    addCheck(app, command);
    addCatalogue(app, command);
    addCheckConfig(app, command);
+   addInit(app, command);
    addReload(app, command);
    addDemo(app, command);
    Invocation invocation;

@@ -11,14 +11,17 @@
 namespace Command {
 
 struct Subcommand {
-   enum class Kind { agent, status, messages, check, catalogue, checkConfig, reload, demo };
+   enum class Kind { agent, status, messages, history, check, catalogue, checkConfig, init, reload, demo };
 
    Kind kind = Kind::agent;
-   std::optional<std::string> configPath;           // agent, check-config, reload: --config
-   bool json = false;                               // status, messages, check, catalogue
+   std::optional<std::string> configPath;           // agent, check-config, init, reload
+   bool json = false;                               // status, messages, history, check, catalogue
    bool watch = false;                              // status; never together with json
+   bool write = false;                              // init
    bool follow = false;                             // messages
-   std::string socket = Base::defaultStatusSocket;  // status, messages, check, reload
+   std::optional<std::string> disk;                 // history: a serial number
+   unsigned hours = 24;                             // history: 1 to 8760
+   std::string socket = Base::defaultStatusSocket;  // status, messages, history, check, reload
    std::optional<double> timeScale;                 // demo: 0.001 to 100000
    std::optional<std::string> http;                 // demo: a loopback address and a port
 

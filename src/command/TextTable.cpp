@@ -90,37 +90,19 @@ void shrinkColumns(std::vector<SizedColumn> & columns, std::size_t width) {
    }
 }
 
-std::string_view colourOf(Tone tone) {
-   switch (tone) {
-      case Tone::good:
-         return "\x1b[32m";
-      case Tone::warning:
-         return "\x1b[33m";
-      case Tone::bad:
-         return "\x1b[31m";
-      case Tone::plain:
-         break;
-   }
-   return "";
-}
-
-std::string coloured(std::string const & text, std::string_view colour) {
-   return colour.empty() || text.empty() ? text : std::string{colour} + text + "\x1b[0m";
-}
-
 // Puts cells side by side, none beyond the right edge and no blanks at the end.
 class Line {
  public:
    explicit Line(std::size_t width) : width_{width} {}
 
-   void add(SizedColumn const & sized, std::string const & cell, std::string_view colour) {
+   void add(SizedColumn const & sized, std::string const & cell, Tone tone) {
       std::string text = Base::cutToWidth(cell, sized.width);
       std::size_t const padding = sized.width - Base::displayWidth(text);
       advance(first_ ? 0 : gap);
       first_ = false;
       if (sized.column.right)
          advance(padding);
-      put(text, colour);
+      put(text, tone);
       if (!sized.column.right)
          advance(padding);
    }
@@ -130,7 +112,7 @@ class Line {
  private:
    void advance(std::size_t cells) { blanks_ += cells; }
 
-   void put(std::string const & text, std::string_view colour) {
+   void put(std::string const & text, Tone tone) {
       if (text.empty() || full_)
          return;
       std::size_t const room = width_ > used_ + blanks_ ? width_ - used_ - blanks_ : 0;
@@ -138,7 +120,7 @@ class Line {
       full_ = fitting != text;
       if (fitting.empty())
          return;
-      line_ += std::string(blanks_, ' ') + coloured(fitting, colour);
+      line_ += std::string(blanks_, ' ') + coloured(fitting, tone);
       used_ += blanks_ + Base::displayWidth(fitting);
       blanks_ = 0;
    }
@@ -164,14 +146,14 @@ std::string textTable(std::vector<Column> columns, std::size_t width, bool colou
 
    Line header{limit};
    for (SizedColumn const & column : sized)
-      header.add(column, column.column.title, colour ? "\x1b[1m" : "");
+      header.add(column, column.column.title, colour ? Tone::title : Tone::plain);
    std::string result = header.text();
    std::size_t const rows = sized.empty() ? 0 : sized.front().column.cells.size();
    for (std::size_t row = 0; row < rows; ++row) {
       Line line{limit};
       for (SizedColumn const & column : sized) {
          Cell const & cell = column.column.cells.at(row);
-         line.add(column, cell.text, colour ? colourOf(cell.tone) : "");
+         line.add(column, cell.text, colour ? cell.tone : Tone::plain);
       }
       result += line.text();
    }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace Command {
+#include "command/Tone.h"
 
-enum class Tone { plain, good, warning, bad };
+namespace Command {
 
 // Texts are not escaped here: escape outside data before.
 struct Cell {

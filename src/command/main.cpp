@@ -22,6 +22,7 @@
 #include "command/Output.h"
 #include "command/Queries.h"
 #include "command/machine/CheckConfig.h"
+#include "command/machine/Init.h"
 #include "command/machine/Reload.h"
 #include "runtime/Vorn/Module.h"
 
@@ -94,12 +95,16 @@ int run(Command::Subcommand const & command) {
          return Command::showStatus(command);
       case Command::Subcommand::Kind::messages:
          return Command::showMessages(command);
+      case Command::Subcommand::Kind::history:
+         return Command::showHistory(command);
       case Command::Subcommand::Kind::check:
          return check(command);
       case Command::Subcommand::Kind::catalogue:
          return showCatalogue(command);
       case Command::Subcommand::Kind::checkConfig:
          return Command::checkConfig(command.configPath);
+      case Command::Subcommand::Kind::init:
+         return Command::init(command.configPath, command.write);
       case Command::Subcommand::Kind::reload:
          return Command::reload({command.socket, command.configPath});
       case Command::Subcommand::Kind::demo:

@@ -28,8 +28,8 @@ std::string lineOf(std::string const & state) {
 }
 
 // A unit in order but for its disks, with further members.
-std::string stateWith(std::string const & verdicts, std::string const & more = "",
-                      std::string const & unit = "ok") {
+std::string stateOf(std::string const & verdicts, std::string const & more = "",
+                    std::string const & unit = "ok") {
    return R"({"internalDevicesReady": true, "unit": {"verdict": ")" + unit +
           R"(", "missing": []}, "verdicts": {)" + verdicts + "}" + more + "}";
 }
@@ -57,7 +57,7 @@ TEST(CheckTest, NamesEachDiskWithDeviceAndReasonsTheWorstFirst) {
                reason("write test failed", "failing") + "," + reason("high temperature: 71 °C")) +
        "," + verdict("C", "warning", reason("9 % of its rated life is left")) + "," +
        verdict("G", "absent", reason("removed", "absent"));
-   EXPECT_EQ(lineOf(stateWith(verdicts, unit, "failing")),
+   EXPECT_EQ(lineOf(stateOf(verdicts, unit, "failing")),
              "STORAGE CRITICAL - B (/dev/sdb) failing: write test failed, high temperature: 71 °C; "
              "G (/dev/sdg) absent: removed; C (/dev/nvme0n1) warning: 9 % of its rated life is left; "
              "A (/dev/sda) ok | 'absent'=1;;0;0 'failing'=1;;0;0 'ok'=1;;;0 'unknown'=0;;;0 'warning'=1;0;;0 "
@@ -66,7 +66,7 @@ TEST(CheckTest, NamesEachDiskWithDeviceAndReasonsTheWorstFirst) {
 }
 
 TEST(CheckTest, LeavesOutWhatIsNotKnown) {
-   EXPECT_EQ(lineOf(stateWith(verdict("A", "ok"))),
+   EXPECT_EQ(lineOf(stateOf(verdict("A", "ok"))),
              "STORAGE OK - A ok | 'absent'=0;;0;0 'failing'=0;;0;0 'ok'=1;;;0 'unknown'=0;;;0 "
              "'warning'=0;0;;0 'missing'=0;;0;0\n");
 }
@@ -92,10 +92,10 @@ class CheckStatusTest : public testing::TestWithParam<StatusRow> {};
 
 TEST_P(CheckStatusTest, IsThatOfTheWorstDisk) {
    auto const & [first, second, status] = GetParam();
-   EXPECT_EQ(resultOf(stateWith(verdict("A", first) + "," + verdict("B", second))).status, status);
-   EXPECT_EQ(resultOf(stateWith(verdict("A", second) + "," + verdict("B", first))).status, status);
+   EXPECT_EQ(resultOf(stateOf(verdict("A", first) + "," + verdict("B", second))).status, status);
+   EXPECT_EQ(resultOf(stateOf(verdict("A", second) + "," + verdict("B", first))).status, status);
    // Also where the agent knows of something that its disks do not show.
-   EXPECT_EQ(resultOf(stateWith(verdict("A", first), "", second)).status, status);
+   EXPECT_EQ(resultOf(stateOf(verdict("A", first), "", second)).status, status);
 }
 
 void PrintTo(StatusRow const & row, std::ostream * out) {
@@ -114,14 +114,14 @@ INSTANTIATE_TEST_SUITE_P(Check, CheckStatusTest,
                                          StatusRow{"absent", "failing", PluginStatus::critical}));
 
 TEST(CheckTest, IsUnknownWithoutDisksAndWhileTheyAreIdentified) {
-   EXPECT_TRUE(lineOf(stateWith("")).starts_with("STORAGE UNKNOWN - no disk is watched: "));
+   EXPECT_TRUE(lineOf(stateOf("")).starts_with("STORAGE UNKNOWN - no disk is watched: "));
    EXPECT_TRUE(lineOf(R"({"internalDevicesReady": false, "unit": {"verdict": "unknown"}, "verdicts": {)" +
                       verdict("A", "ok") + "}}")
                    .starts_with("STORAGE UNKNOWN - disks are still being identified; A ok | "));
    std::string const waiting = R"(, "discovery": {"unclassifiedDevices": {"/sys/a": {}, "/sys/b": {}}})";
-   EXPECT_TRUE(lineOf(stateWith(verdict("A", "ok"), waiting))
+   EXPECT_TRUE(lineOf(stateOf(verdict("A", "ok"), waiting))
                    .starts_with("STORAGE UNKNOWN - devices that wait to be classified: 2; A ok | "));
-   EXPECT_TRUE(lineOf(stateWith(verdict("A", "ok"), "", "unknown"))
+   EXPECT_TRUE(lineOf(stateOf(verdict("A", "ok"), "", "unknown"))
                    .starts_with("STORAGE UNKNOWN - the agent's verdict on the unit: unknown; A ok | "));
 }
 
@@ -139,7 +139,7 @@ TEST(CheckTest, CountsTheDisksForWhichThereIsNoRoom) {
                   verdict(serial, "failing", reason("the drive reports that it is failing", "failing"));
       figures += (i > 100 ? ",\"" : "\"") + serial + R"(": {"temperature": 37.25, "lifeLeft": 98})";
    }
-   std::string const line = lineOf(stateWith(verdicts, ", \"figures\": {" + figures + "}"));
+   std::string const line = lineOf(stateOf(verdicts, ", \"figures\": {" + figures + "}"));
    EXPECT_LE(line.size(), 8000U);
    std::string const text = line.substr(0, line.find(" | "));
    EXPECT_LE(text.size(), 2030U);
@@ -159,7 +159,7 @@ TEST(CheckTest, BoundsTheLineWhateverTheNumberOfDisks) {
       verdicts += "," + verdict(std::string(200, 's') + std::to_string(i), "ok");
       figures += ",\"" + std::string(200, 's') + std::to_string(i) + R"(": {"temperature": 1})";
    }
-   std::string const line = lineOf(stateWith(verdicts, ", \"figures\": {" + figures + "}"));
+   std::string const line = lineOf(stateOf(verdicts, ", \"figures\": {" + figures + "}"));
    EXPECT_LE(line.size(), 8000U);
    EXPECT_NE(line.find("'first temperature'=1"), std::string::npos);
 }

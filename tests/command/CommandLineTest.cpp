@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <sstream>
 
 namespace Command {
 namespace {
@@ -32,9 +33,11 @@ TEST(CommandLineTest, NamesACommand) {
    EXPECT_EQ(commandOf({"agent"}).kind, Subcommand::Kind::agent);
    EXPECT_EQ(commandOf({"status"}).kind, Subcommand::Kind::status);
    EXPECT_EQ(commandOf({"messages"}).kind, Subcommand::Kind::messages);
+   EXPECT_EQ(commandOf({"history"}).kind, Subcommand::Kind::history);
    EXPECT_EQ(commandOf({"check"}).kind, Subcommand::Kind::check);
    EXPECT_EQ(commandOf({"catalogue"}).kind, Subcommand::Kind::catalogue);
    EXPECT_EQ(commandOf({"check-config"}).kind, Subcommand::Kind::checkConfig);
+   EXPECT_EQ(commandOf({"init"}).kind, Subcommand::Kind::init);
    EXPECT_EQ(commandOf({"reload"}).kind, Subcommand::Kind::reload);
    EXPECT_EQ(commandOf({"demo"}).kind, Subcommand::Kind::demo);
 }
@@ -63,6 +66,18 @@ TEST(CommandLineTest, AcceptsTheOptionsOfEachCommand) {
    Subcommand const check = commandOf({"check", "--json", "--socket", "/z.sock"});
    EXPECT_TRUE(check.json);
    EXPECT_EQ(check.socket, "/z.sock");
+   Subcommand const history =
+       commandOf({"history", "--disk", "SN 1", "--hours", "8760", "--json", "--socket", "/h.sock"});
+   EXPECT_EQ(history.disk, "SN 1");
+   EXPECT_EQ(history.hours, 8760U);
+   EXPECT_TRUE(history.json);
+   EXPECT_EQ(history.socket, "/h.sock");
+   EXPECT_EQ(commandOf({"history"}).hours, 24U);
+   EXPECT_EQ(commandOf({"history"}).disk, std::nullopt);
+   Subcommand const init = commandOf({"init", "--write", "--config", "/i.toml"});
+   EXPECT_TRUE(init.write);
+   EXPECT_EQ(init.configPath, "/i.toml");
+   EXPECT_FALSE(commandOf({"init"}).write);
    Subcommand const reload = commandOf({"reload", "--config", "/c.toml", "--socket", "/r.sock"});
    EXPECT_EQ(reload.configPath, "/c.toml");
    EXPECT_EQ(reload.socket, "/r.sock");
@@ -102,6 +117,12 @@ TEST(CommandLineTest, BoundsTheTimeScale) {
           << scale;
 }
 
+TEST(CommandLineTest, BoundsTheHistory) {
+   for (char const * hours : {"0", "-1", "8761", "1.5", "day", ""})
+      EXPECT_NE(usageErrorOf({"history", "--hours", hours}).find("--hours"), std::string::npos) << hours;
+   EXPECT_NE(usageErrorOf({"history", "--disk", ""}).find("--disk"), std::string::npos);
+}
+
 TEST(CommandLineTest, EscapesArgumentsThatItRepeats) {
    std::string const error = usageErrorOf({"\x1b[2J\n\xff"});
    EXPECT_NE(error.find("\\x1b[2J\\n\\xff"), std::string::npos) << error;
@@ -112,8 +133,8 @@ TEST(CommandLineTest, NamesTheHelpOfTheCommand) {
    EXPECT_TRUE(usageErrorOf({"nonsense"}).ends_with("; see storagedevices --help\n"));
 }
 
-constexpr char const * commands[] = {"agent",     "status",       "messages", "check",
-                                     "catalogue", "check-config", "reload",   "demo"};
+constexpr char const * commands[] = {"agent",     "status",       "messages", "history", "check",
+                                     "catalogue", "check-config", "init",     "reload",  "demo"};
 
 TEST(CommandLineTest, PrintsHelpAndVersion) {
    Invocation const help = parseCommandLine({"--help"}, "1.2.3");
@@ -131,6 +152,17 @@ TEST(CommandLineTest, ShowsAnExampleOfEachCommandThatItUnderstands) {
       std::string const begin = std::string{"Examples:\n  storagedevices "} + name;
       EXPECT_NE(help.find(begin), std::string::npos) << help;
       EXPECT_NE(help.find("Usage: storagedevices " + std::string{name}), std::string::npos) << help;
+   }
+}
+
+TEST(CommandLineTest, FitsItsHelpIntoEightyColumns) {
+   std::vector<Arguments> helps{{"--help"}};
+   for (char const * name : commands)
+      helps.push_back({name, "--help"});
+   for (Arguments const & words : helps) {
+      std::istringstream lines{parseCommandLine(words, "1.2.3").output};
+      for (std::string line; std::getline(lines, line);)
+         EXPECT_LE(line.size(), 80U) << line;
    }
 }
 

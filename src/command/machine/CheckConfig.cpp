@@ -6,7 +6,6 @@
 
 #include "agent/config/ApplianceConfig.h"
 #include "agent/config/ConfigFile.h"
-#include "agent/config/KeysWithoutEffect.h"
 #include "agent/config/ProgramEnd.h"
 #include "base/DefaultPaths.h"
 #include "base/Text.h"
@@ -29,16 +28,12 @@ std::string filesText(Agent::Config const & config, StorageDevices::DiscoveryPre
           (preview.blockdevEntries == 1 ? " entry\n" : " entries\n");
 }
 
-bool isMountedBy(StorageDevices::PreviewedDevice const & device, std::string const & mount) {
-   return device.outcome != "skipped" && device.reason.starts_with("/mnt/" + mount + ",");
-}
-
 std::string missingText(Agent::Config const & config, StorageDevices::DiscoveryPreview const & preview) {
    std::string text;
    for (std::string const & mount : config.appliance.expectedMounts) {
       auto const & devices = preview.devices;
       if (std::none_of(devices.begin(), devices.end(),
-                       [&](auto const & device) { return isMountedBy(device, mount); }))
+                       [&](auto const & device) { return device.mountPoint == "/mnt/" + mount; }))
          text.append("expected mount ")
              .append(mount)
              .append(": no disk of this machine is classified as /mnt/")
@@ -70,8 +65,6 @@ int checkConfig(std::optional<std::string> const & configPath) {
    source += present ? ": valid" : ": does not exist; the defaults are used";
    auto const preview = StorageDevices::previewDiscovery(Agent::fruConfigOf(config));
    print(checkConfigText(config, source, preview) + toolsText(config.tools.path));
-   for (std::string const & line : Agent::keysWithoutEffect(config, Agent::isUnderSystemd()))
-      print(line + "\n");
    std::vector<std::string> errors = preview.errors;
    if (auto const error = Agent::mountSourceError(config.appliance.mountSourceDir))
       errors.push_back(*error);
