@@ -62,7 +62,7 @@ class Unit {
    Agent::Entities entities_;
    Agent::Config::VerdictLimits limits_;
    Agent::Readings readings_{entities_};
-   Agent::Verdicts verdicts_{entities_, limits_, readings_, [] { return nullptr; }};
+   Agent::Verdicts verdicts_{entities_, limits_, readings_, [] { return nullptr; }, [] { return true; }};
    Agent::ToolRuns tools_{Pelm::make<Brul::ChildProcessTrackerSm>()};
    Agent::MessageStore messages_;
 };

@@ -95,7 +95,8 @@ class Subject {
       std::ofstream{config} << "poll_interval = 1\n[appliance]\netc_dir = \"" << unit.etcFolder().string()
                             << "\"\nmount_source_dir = \"" << unit.folder().string() << "/sources\"\n"
                             << "[kernel_messages]\nforward_kmsg = false\nsocket = \""
-                            << unit.folder().string() << "/kernel.sock\"\n[status]\nsocket = \"" << socket_
+                            << unit.folder().string()
+                            << "/kernel.sock\"\n[history]\nfile = \"\"\n[status]\nsocket = \"" << socket_
                             << "\"\n";
       agent_ = std::make_unique<Demo::AgentProcess>(
           "/usr/bin/prlimit",

@@ -13,6 +13,7 @@
 
 #include "StorageDevices/DiscoveryPreview.h"
 #include "StorageDevices/Factories.h"
+#include "base/SimulatedUnit.h"
 #include "base/SocketPath.h"
 #include "runtime/Vorn/Shortage.h"
 
@@ -60,12 +61,12 @@ void Monitors::start() {
 }
 
 void Monitors::startSimulation() {
-   auto const folder = SimulatedRoot::fromEnvironment();
+   auto const folder = Base::simulatedRoot();
    if (!folder)
       return;
    simulatedRoot_ = std::make_unique<SimulatedRoot>(*folder);
    notice_(LOG_WARNING, "this is a simulation: the mount points are those of " + *folder + ", since " +
-                            SimulatedRoot::variable + " names it");
+                            Base::simulatedRootVariable + " names it");
 }
 
 void Monitors::startDiscovery() {

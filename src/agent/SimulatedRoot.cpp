@@ -1,7 +1,6 @@
 #include "agent/SimulatedRoot.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -53,11 +52,6 @@ std::string content(std::string const & path) {
 }
 
 }  // namespace
-
-std::optional<std::string> SimulatedRoot::fromEnvironment() {
-   char const * const folder = std::getenv(variable);
-   return folder != nullptr && *folder != '\0' ? std::optional<std::string>{folder} : std::nullopt;
-}
 
 SimulatedRoot::SimulatedRoot(std::string folder)
     : folder_{std::move(folder)}, clock_{*this, Vorn::Seconds::infinity()} {

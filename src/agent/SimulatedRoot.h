@@ -1,13 +1,14 @@
-// Replaces the mount points of this machine by those of a simulated unit. It is used only where the
-// environment names the unit's folder.
+// Replaces the mount points and the collectors of log lines of this machine by those of a simulated unit. It
+// is used only where the environment names the unit's folder.
 //
 //    FOLDER/proc/self/mountinfo, FOLDER/sys    the mount table and its devices
 //    FOLDER/mnt/NAME                           the file system at /mnt/NAME
+//    FOLDER/dev/log, FOLDER/run/systemd/journal/socket
+//                                              the collectors of log lines
 //    FOLDER/io-results                         results of the calls of file system tests, a line each:
 //                                              "/mnt/NAME ATTRIBUTE VALUE"
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "StorageDevices/FsHealthIoOps.h"
@@ -20,13 +21,8 @@ namespace Agent {
 
 class SimulatedRoot {
  public:
-   // The environment variable that names the folder.
-   static constexpr char variable[] = "STORAGEDEVICES_SIMULATED_ROOT";
    // Framework time between two readings of io-results.
    static constexpr Vorn::Seconds interval = 5;
-
-   // The folder that the environment names; empty: it names none.
-   static std::optional<std::string> fromEnvironment();
 
    explicit SimulatedRoot(std::string folder);
    ~SimulatedRoot();

@@ -10,13 +10,14 @@
 #include <utility>
 
 #include "agent/config/ConfigChange.h"
-#include "agent/config/KeysWithoutEffect.h"
+#include "agent/documents/HistoryDocument.h"
 #include "agent/documents/LivenessDocument.h"
 #include "agent/documents/MessagesDocument.h"
 #include "agent/documents/Metrics.h"
 #include "agent/documents/StateDocument.h"
 #include "agent/page/PageFiles.h"
 #include "base/Number.h"
+#include "base/Text.h"
 #include "base/Version.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
@@ -36,6 +37,15 @@ std::optional<std::size_t> historyOf(char const * argument) {
 // no number.
 std::optional<std::uint64_t> sequenceOf(char const * argument) {
    return argument ? Base::parseWhole<std::uint64_t>(argument) : std::optional<std::uint64_t>{0};
+}
+
+// The hours that the argument requests; without it all that are kept. Empty: it is no such number.
+std::optional<unsigned> hoursOf(char const * argument) {
+   constexpr unsigned most = 8760;
+   if (argument == nullptr)
+      return most;
+   auto const hours = Base::parseWhole<unsigned>(argument);
+   return hours && *hours >= 1 && *hours <= most ? hours : std::nullopt;
 }
 
 HttpAnswer jsonAnswer(std::unique_ptr<Document> document) {
@@ -59,7 +69,7 @@ void StorageAgent::traceLevelsAre(std::map<std::string, int> const & before) {
       Vorn::Host::traceLevelIs(facility, level);
 }
 
-StorageAgent::StorageAgent(Config config, StderrLog & log, Reread reread, std::string configFile)
+StorageAgent::StorageAgent(Config config, AgentLog & log, Reread reread, std::string configFile)
     : config_{std::move(config)},
       log_{log},
       reread_{std::move(reread)},
@@ -99,10 +109,11 @@ StorageAgent::~StorageAgent() {
 void StorageAgent::run() {
    log_.notice(LOG_INFO,
                "version " + std::string{Base::version} + " started; status on " + config_.status.socket);
-   for (std::string const & line : keysWithoutEffect(config_, isUnderSystemd()))
-      log_.notice(LOG_NOTICE, line);
    Vorn::Host::turn(0);  // from here on the loop counts as busy, during the start of the monitors too
    watchdog_.emplace(log_, serviceManager_);
+   historyFile_.emplace(
+       config_.history.file, history_, [this] { return readings_.utcOffset(); },
+       [this](int severity, std::string const & text) { log_.notice(severity, text); });
    monitors_.start();
    for (auto const & server : servers_)
       server->acceptingIs(true);
@@ -113,6 +124,7 @@ void StorageAgent::run() {
    }
    serviceManager_.notify("STOPPING=1");
    log_.notice(LOG_INFO, "stopping");
+   historyFile_->write();
 }
 
 std::string StorageAgent::applyReread() {
@@ -121,6 +133,8 @@ std::string StorageAgent::applyReread() {
    toolsAre(config_.tools);
    traceLevelsAre(before.trace);
    // The records of kernel errors and the verdicts may know different disks.
+   if (monitors_.allDevicesKnown())
+      history_.forgetGone();
    std::size_t const forgotten = std::max(monitors_.reload(before), verdicts_.forgetAbsent());
    return "configuration reloaded: " + changeText(change) +
           (forgotten == 0 ? "" : "; records of removed disks deleted: " + std::to_string(forgotten));
@@ -146,6 +160,8 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
       return messages(request);
    if (request.path == "/api/v1/events")
       return events(request);
+   if (request.path == "/api/v1/history")
+      return history(request);
    if (request.path == "/healthz") {
       // The answer itself is the proof of life: a stalled loop does not answer.
       return {200, "application/json", livenessDocument(lastTurnAge(), stalls())};
@@ -155,7 +171,8 @@ HttpAnswer StorageAgent::answer(HttpRequest const & request) {
    if (PageFile const * const file = pageFile(request.path))
       return {.contentType = contentType(file->path), .constant = file->text};
    return {404, "text/plain",
-           "not served here; try /, /api/v1/state, /api/v1/messages, /api/v1/events, /metrics or /healthz\n"};
+           "not served here; try /, /api/v1/state, /api/v1/messages, /api/v1/events, /api/v1/history, "
+           "/metrics or /healthz\n"};
 }
 
 Vorn::Seconds StorageAgent::lastTurnAge() const {
@@ -191,6 +208,35 @@ HttpAnswer StorageAgent::state(HttpRequest const & request) {
 
 HttpAnswer StorageAgent::metrics() {
    return {200, metricsType, {}, metricsDocument({stateSources(), messages_, stalls(), started_})};
+}
+
+// Documents name a disk by its serial number as text.
+std::optional<Pelm::String> StorageAgent::diskNamed(std::string_view text) const {
+   auto const isNamed = [text](Pelm::String const & serial) {
+      return Base::validUtf8(serial.view()) == text;
+   };
+   for (auto const & [serial, verdict] : verdicts_.disks().verdict)
+      if (isNamed(serial))
+         return serial;
+   for (auto const & [serial, kept] : history_.disks())
+      if (isNamed(serial))
+         return serial;
+   return std::nullopt;
+}
+
+HttpAnswer StorageAgent::history(HttpRequest const & request) {
+   char const * const name = request.argument("disk");
+   if (name == nullptr)
+      return {400, "text/plain",
+              "disk: must name a disk by its serial number, as in ?disk=SERIAL&hours=24\n"};
+   auto const hours = hoursOf(request.argument("hours"));
+   if (!hours)
+      return {400, "text/plain", "hours: must be a whole number of hours, 1 to 8760\n"};
+   verdicts_.evaluate();
+   auto const serial = diskNamed(name);
+   if (!serial)
+      return {404, "text/plain", "disk: no disk has this serial number; /api/v1/state names all disks\n"};
+   return jsonAnswer(historyDocument(history_, *serial, *hours, readings_.utcOffset()));
 }
 
 HttpAnswer StorageAgent::messages(HttpRequest const & request) const {

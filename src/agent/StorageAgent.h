@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "StorageDevices/ApplianceTracker.h"
@@ -13,8 +14,10 @@
 #include "agent/config/Config.h"
 #include "agent/documents/StateDocument.h"
 #include "agent/events/EventFeed.h"
+#include "agent/history/History.h"
+#include "agent/history/HistoryFile.h"
+#include "agent/logs/AgentLog.h"
 #include "agent/logs/MessageStore.h"
-#include "agent/logs/StderrLog.h"
 #include "agent/serve/Http.h"
 #include "agent/service/ServiceManager.h"
 #include "agent/service/Signals.h"
@@ -36,7 +39,7 @@ class StorageAgent {
 
    // `configFile` is where `reread` reads, for readers of the status. Raises Base::SocketError when the agent
    // cannot listen on its sockets.
-   StorageAgent(Config config, StderrLog & log, Reread reread, std::string configFile);
+   StorageAgent(Config config, AgentLog & log, Reread reread, std::string configFile);
    ~StorageAgent();
 
    // Runs until a signal stops the loop (see Signals).
@@ -59,11 +62,13 @@ class StorageAgent {
    StateSources stateSources();
    HttpAnswer state(HttpRequest const & request);
    HttpAnswer metrics();
+   HttpAnswer history(HttpRequest const & request);
+   std::optional<Pelm::String> diskNamed(std::string_view text) const;
    HttpAnswer messages(HttpRequest const & request) const;
    HttpAnswer events(HttpRequest const & request);
 
    Config config_;
-   StderrLog & log_;
+   AgentLog & log_;
    Reread reread_;
    ConfigurationReport configuration_;
    MessageStore messages_;
@@ -82,7 +87,9 @@ class StorageAgent {
    Verdicts verdicts_{monitors_.entities(), config_.verdict, readings_,
                       [this] { return monitors_.recordKeepers().mountPoints; },
                       [this] { return monitors_.allDevicesKnown(); }};
-   EventFeed events_{messages_, verdicts_.disks(), readings_};
+   History history_{monitors_.entities(), config_.history.hours * 3600};
+   std::optional<HistoryFile> historyFile_;  // while the agent runs
+   EventFeed events_{messages_, verdicts_, readings_};
    std::vector<std::unique_ptr<HttpServer>> servers_;
 };
 

@@ -15,11 +15,12 @@
 #include <string_view>
 #include <utility>
 
+#include "agent/LogSinks.h"
 #include "agent/Scarcity.h"
 #include "agent/StorageAgent.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/config/ProgramEnd.h"
-#include "agent/logs/StderrLog.h"
+#include "agent/logs/AgentLog.h"
 #include "base/DefaultPaths.h"
 
 namespace {
@@ -48,7 +49,8 @@ void seedRandom() {
    std::srand(drawn ? seed : static_cast<unsigned>(getpid()));
 }
 
-// A separate heap for the watchdog's thread would reserve 64 MiB of address space for a few lines of text.
+// Separate heaps for the threads beside the loop's would each reserve 64 MiB of address space for a few lines
+// of text.
 void keepOneHeap() {
    mallopt(M_ARENA_MAX, 1);
 }
@@ -59,7 +61,8 @@ int runAgent(std::optional<std::string> const & configPath) {
    rlim_t const descriptors = allowAllDescriptors();
    allowEntering();
    Agent::Config config = Agent::configAt(configPath);
-   Agent::StderrLog log;
+   auto sinks = Agent::logSinksFor(config.logDestination);
+   Agent::AgentLog log{std::move(sinks.sink), std::move(sinks.substitute)};
    if (auto const line = Agent::descriptorsLine(descriptors))
       log.notice(LOG_WARNING, *line);
    std::string const file = std::filesystem::absolute(configPath.value_or(Base::defaultConfigPath));

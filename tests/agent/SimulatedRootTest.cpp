@@ -65,16 +65,6 @@ TEST(IoResultsTest, IgnoresLinesThatAreNotUnderstood) {
    EXPECT_EQ(operations.readRet(), 0);
 }
 
-TEST(SimulatedRootNameTest, IsReadFromTheEnvironment) {
-   unsetenv(SimulatedRoot::variable);
-   EXPECT_EQ(SimulatedRoot::fromEnvironment(), std::nullopt);
-   setenv(SimulatedRoot::variable, "", 1);
-   EXPECT_EQ(SimulatedRoot::fromEnvironment(), std::nullopt);
-   setenv(SimulatedRoot::variable, "/unit", 1);
-   EXPECT_EQ(SimulatedRoot::fromEnvironment(), "/unit");
-   unsetenv(SimulatedRoot::variable);
-}
-
 // A disk whose file system is mounted below a folder.
 class SimulatedRootTest : public Support::VirtualTimeTest {
  protected:

@@ -62,7 +62,6 @@ struct Config {
       bool operator==(Status const &) const = default;
    };
 
-   // No effect yet.
    struct History {
       double hours = 24;                                 // 0 to 8760
       std::string file = "/run/storagedevices/history";  // absolute, or empty: none

@@ -1,5 +1,6 @@
-// The metrics that the agent serves: a row each. The answer, docs/metrics.md and the tests are made from this
-// table. Names, types and labels are a contract, since rules and dashboards of others read them.
+// The metrics that the agent serves: a row each. The answer and storagedevices-metrics(7) are made from this
+// table, docs/metrics.md and the tests are compared with it. Names, types and labels are a contract, since
+// rules and dashboards of others read them.
 //
 // A label value is escaped as in the log. A disk's label `serial` joins its series with
 // `storagedevices_disk_info`. A value that was never read has no series.
@@ -17,6 +18,12 @@ struct MetricDefinition {
    std::array<char const *, 7> labels;  // null after the last
    char const * help;                   // one sentence, without a backslash
 };
+
+// As the answer and the documents name it.
+constexpr char const * typeWord(prometheus::MetricType type) {
+   using enum prometheus::MetricType;
+   return type == Counter ? "counter" : type == Histogram ? "histogram" : "gauge";
+}
 
 namespace Metric {
 

@@ -55,7 +55,7 @@ struct StateSources {
    Verdicts const & verdicts;
    RecordKeepers keepers = {};
    std::optional<KernelLineCounts> kernelLines = {};  // nothing: the agent forwards none
-   std::uint64_t logLinesDropped = 0;                 // that standard error did not take
+   std::uint64_t logLinesDropped = 0;                 // that the log's destination did not take
    ConfigurationReport configuration = {};
 };
 

@@ -19,11 +19,11 @@ Vorn::Seconds realSpan(double seconds) {
 
 }  // namespace
 
-EventFeed::EventFeed(MessageStore const & messages, DiskVerdicts const & disks, Readings const & readings)
-    : messages_{messages}, disks_{disks}, readings_{readings} {
-   disksReactor_.notifierIs(Pelm::Ptr<Pelm::Node const>{&disks});
-   disksReactor_.on<&EventFeed::handleVerdict>(disks.verdict, *this);
-   disksReactor_.on<&EventFeed::handleFigures>(disks.figures, *this);
+EventFeed::EventFeed(MessageStore const & messages, Verdicts & verdicts, Readings const & readings)
+    : messages_{messages}, evaluation_{verdicts}, disks_{verdicts.disks()}, readings_{readings} {
+   disksReactor_.notifierIs(Pelm::Ptr<Pelm::Node const>{&disks_});
+   disksReactor_.on<&EventFeed::handleVerdict>(disks_.verdict, *this);
+   disksReactor_.on<&EventFeed::handleFigures>(disks_.figures, *this);
    disksReactor_.hasNotificationActiveIs(true);
 }
 
@@ -31,8 +31,20 @@ std::unique_ptr<Document> EventFeed::stream(std::uint64_t after) {
    return std::make_unique<EventStream>(*this, after);
 }
 
+void EventFeed::streamIs(EventStream & stream) {
+   streams_.push_back(&stream);
+   if (streams_.size() > 1)
+      return;
+   evaluation_.followedIs(true);
+   beatClock_.timeMinIs(Vorn::System::currentTime() + realSpan(beatSpan));
+}
+
 void EventFeed::streamDel(EventStream & stream) {
    std::erase(streams_, &stream);
+   if (streams_.empty()) {
+      evaluation_.followedIs(false);
+      beatClock_.timeMinIs(Vorn::Seconds::infinity());
+   }
    forgetWhatAllHave();
 }
 

@@ -3,7 +3,8 @@
 // Nothing is queued for a reader. Each stream knows what its reader has got. It takes the next event from the
 // records here when the reader has received the one before. So a slow reader costs no more than a quick one.
 //
-// Inputs: the message store, the published verdicts and figures. Output: news to the streams that wait.
+// Inputs: the message store, the published verdicts and figures. Output: news to the streams that wait. While
+// there is no stream, nothing here wakes the agent.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +27,7 @@ class EventStream;
 class EventFeed {
  public:
    // The arguments must outlive this.
-   EventFeed(MessageStore const & messages, DiskVerdicts const & disks, Readings const & readings);
+   EventFeed(MessageStore const & messages, Verdicts & verdicts, Readings const & readings);
 
    // The events from now on, after the kept messages with a number above `after`. A number that no message
    // has yet is one of an agent before this one: all messages then count as later. Must not outlive this.
@@ -38,7 +39,7 @@ class EventFeed {
  private:
    friend EventStream;
 
-   void streamIs(EventStream & stream) { streams_.push_back(&stream); }
+   void streamIs(EventStream & stream);
    void streamDel(EventStream & stream);
    void handleVerdict(Pelm::String const & serial);
    void handleFigures(Pelm::String const & serial);
@@ -49,6 +50,7 @@ class EventFeed {
    void forgetWhatAllHave();
 
    MessageStore const & messages_;
+   Verdicts & evaluation_;
    DiskVerdicts const & disks_;
    Readings const & readings_;
    std::vector<EventStream *> streams_;
@@ -61,7 +63,7 @@ class EventFeed {
    std::uint64_t beats_ = 0;  // comments that keep the lines open
    Vorn::Clock::Notifiee<&EventFeed::handleWake> wakeClock_{*this, Vorn::Seconds::infinity()};
    Vorn::Clock::Notifiee<&EventFeed::handleTick> tickClock_{*this, Vorn::Seconds::infinity()};
-   Vorn::Clock::Notifiee<&EventFeed::handleBeat> beatClock_{*this};
+   Vorn::Clock::Notifiee<&EventFeed::handleBeat> beatClock_{*this, Vorn::Seconds::infinity()};
    Vorn::NotifieeConst disksReactor_;
 };
 

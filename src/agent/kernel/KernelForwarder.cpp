@@ -1,6 +1,8 @@
 #include "agent/kernel/KernelForwarder.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,8 +26,21 @@ Vorn::TraceHandle traceHandle{"KernelForwarder", true};
 constexpr Vorn::Seconds firstRetryWait = 0.001;
 constexpr Vorn::Seconds longestRetryWait = 0.05;
 
+// A service manager opens the log as standard input with its own rights, where the agent has none to open it.
+int inherited() {
+   struct stat input {};
+   bool const isLog =
+       fstat(STDIN_FILENO, &input) == 0 && S_ISCHR(input.st_mode) && input.st_rdev == makedev(1, 11);
+   int const fd = isLog ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : -1;
+   if (fd >= 0)
+      fcntl(fd, F_SETFL, O_NONBLOCK);
+   return fd;
+}
+
 int opened(std::string const & device, KernelForwarder::Notice const & notice) {
-   int const fd = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+   int fd = inherited();
+   if (fd < 0)
+      fd = open(device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
    if (fd < 0)
       notice(device + ": cannot be read (" + Vorn::errorAndRemedy(errno) +
              "); no kernel messages are forwarded: allow it, or set kernel_messages.forward_kmsg = false");

@@ -36,8 +36,9 @@ class KernelForwarder {
    // A turn of the loop forwards at most this many lines.
    static constexpr unsigned recordsPerTurn = 64;
 
-   // Begins at the current end of the log. A log that cannot be opened is reported, and nothing is forwarded.
-   // Whether a line is rewritten is asked of `config` each time. Both it and `counts` must outlive this.
+   // Begins at the current end of the log, which is standard input where that is /dev/kmsg, else `device`. A
+   // log that cannot be opened is reported, and nothing is forwarded. Whether a line is rewritten is asked of
+   // `config` each time. Both it and `counts` must outlive this.
    KernelForwarder(Config::KernelMessages const & config, KernelLineCounts & counts, Notice const & notice,
                    std::string const & device = kernelLog);
    // Reads records from `log`, an open non-blocking descriptor, and takes ownership of it. `root` stands for

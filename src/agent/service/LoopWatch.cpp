@@ -8,7 +8,8 @@ namespace Agent {
 
 namespace {
 
-constexpr Vorn::Seconds usualPause = 1;
+constexpr Vorn::Seconds pauseWhileIdle = 2.5;
+constexpr Vorn::Seconds pauseInTurn = 1;
 constexpr Vorn::Seconds pauseInStall = 0.1;
 constexpr Vorn::Seconds longestSilence = 60;
 
@@ -40,14 +41,16 @@ std::optional<LoopWatch::Line> LoopWatch::add(Sample const & sample) {
 }
 
 Vorn::Seconds LoopWatch::pause() const {
-   return stalled_ ? pauseInStall : usualPause;
+   if (stalled_)
+      return pauseInStall;
+   return latest_.busy ? pauseInTurn : pauseWhileIdle;
 }
 
 // A late sample shows that this process did not run; then a long turn proves nothing.
 bool LoopWatch::isTimely(Vorn::Seconds now) {
    Vorn::Seconds const gap = now - lastSampleAt_;
    lastSampleAt_ = now;
-   return gap <= usualPause * 2;
+   return gap <= pauseInTurn * 2;
 }
 
 LoopWatch::Call LoopWatch::callOf(Vorn::Host::Activity const & activity) {

@@ -46,7 +46,8 @@ class LoopWatch {
    // Takes the next sample. Answers the notice that is due now, if any.
    std::optional<Line> add(Sample const & sample);
 
-   // Until the next sample is due: shorter during a stall, so that its end is noticed soon.
+   // Until the next sample is due: longer while the loop is idle, so that an idle agent wakes rarely; shorter
+   // during a stall, so that its end is noticed soon.
    Vorn::Seconds pause() const;
    // Whether the turn of the latest sample had lasted for `shortestStall`. The first such sample counts.
    bool isOverdue() const { return isOverdue_; }

@@ -13,7 +13,7 @@ namespace Agent {
 // While it exists, SIGTERM, SIGINT, SIGQUIT, SIGUSR1, SIGUSR2 and SIGALRM stop the loop, and SIGHUP calls
 // `reload` in a turn of the loop. When its terminal closes, the kernel sends SIGHUP too; that stops the loop,
 // unless SIGHUP was ignored at the start. SIGPIPE and SIGXFSZ are ignored, so that a failed write is an error
-// of the call. Construct it before any thread starts.
+// of the call. Construct it before any thread starts that receives signals.
 class Signals {
  public:
    explicit Signals(std::function<void()> reload);

@@ -19,10 +19,10 @@ constexpr Vorn::Seconds longestWait = 60;
 
 }  // namespace
 
-WatchdogStart::WatchdogStart(StderrLog & log, ServiceManager const & manager)
+WatchdogStart::WatchdogStart(AgentLog & log, ServiceManager const & manager)
     : WatchdogStart{log, manager, [&] { return std::make_unique<Watchdog>(log, manager); }} {}
 
-WatchdogStart::WatchdogStart(StderrLog & log, ServiceManager const & manager, Make make)
+WatchdogStart::WatchdogStart(AgentLog & log, ServiceManager const & manager, Make make)
     : log_{log},
       manager_{manager},
       make_{std::move(make)},

@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-#include "agent/logs/StderrLog.h"
+#include "agent/logs/AgentLog.h"
 #include "agent/service/ServiceManager.h"
 #include "agent/service/Watchdog.h"
 #include "runtime/Vorn/Clock.h"
@@ -18,8 +18,8 @@ class WatchdogStart {
    // Raises std::system_error where the system refuses the watchdog.
    using Make = std::function<std::unique_ptr<Watchdog>()>;
 
-   WatchdogStart(StderrLog & log, ServiceManager const & manager);
-   WatchdogStart(StderrLog & log, ServiceManager const & manager, Make make);
+   WatchdogStart(AgentLog & log, ServiceManager const & manager);
+   WatchdogStart(AgentLog & log, ServiceManager const & manager, Make make);
 
    // Those that the watchdog reported; none before it runs.
    Stalls stalls() const { return watchdog_ ? watchdog_->stalls() : Stalls{}; }
@@ -28,7 +28,7 @@ class WatchdogStart {
    void start();
    void handleRefusal(std::system_error const & error);
 
-   StderrLog & log_;
+   AgentLog & log_;
    ServiceManager const & manager_;
    Make make_;
    bool refused_ = false;

@@ -21,7 +21,8 @@ namespace {
 // Real time. The children of a killed process are adopted only then. Those of a run that was dropped with
 // its disk appear without a notification.
 constexpr Vorn::Seconds nextGeneration = 0.1;
-constexpr Vorn::Seconds otherwise = 5;
+constexpr Vorn::Seconds withChildren = 5;
+constexpr Vorn::Seconds withoutChildren = 60;
 constexpr Vorn::Seconds lastPatience = 0.25;
 
 int watch(pid_t pid) {
@@ -62,9 +63,10 @@ StrayProcesses::~StrayProcesses() {
 }
 
 void StrayProcesses::sweep() {
-   // Armed first, since the rest may find no memory.
-   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(otherwise));
+   sweepWithin(withChildren);  // armed first, since the rest may find no memory
    std::vector<Child> strays = children();
+   if (strays.empty())
+      sweepWithin(withoutChildren);
    auto const isOfTracker = [this](Child const & child) {
       return tracker_->isRunning(child.pid) || tracker_->isOrphan(child.pid);
    };
@@ -84,7 +86,11 @@ void StrayProcesses::sweep() {
          tracker_->orphanIs(stray.pid, pidfd);
    }
    if (killed)
-      clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(nextGeneration));
+      sweepWithin(nextGeneration);
+}
+
+void StrayProcesses::sweepWithin(Vorn::Seconds span) {
+   clock_.timeMinIs(Vorn::System::currentTime() + Vorn::Host::timeSource().spanOf(span));
 }
 
 }  // namespace Agent

@@ -20,6 +20,7 @@ class StrayProcesses {
 
  private:
    void sweep();
+   void sweepWithin(Vorn::Seconds span);  // real time
 
    Pelm::Ptr<Brul::ChildProcessTrackerSm> tracker_;
    Vorn::Clock::Notifiee<&StrayProcesses::sweep> clock_;

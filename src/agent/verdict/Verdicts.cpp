@@ -9,7 +9,9 @@ namespace {
 
 using StorageDevices::ConnectedDisk;
 
-constexpr Vorn::Seconds interval = 1;  // framework time
+// Framework time.
+constexpr Vorn::Seconds usualInterval = 5;
+constexpr Vorn::Seconds intervalWhileFollowed = 1;
 
 Reason const * reasonOf(DiskVerdict const * verdict, std::string_view code) {
    if (!verdict)
@@ -58,8 +60,14 @@ Verdicts::Verdicts(Entities const & entities, Config::VerdictLimits const & limi
       knowsAll_{std::move(knowsAll)} {}
 
 void Verdicts::handleClock() {
-   clock_.timeMinIs(Vorn::System::currentTime() + interval);
+   clock_.timeMinIs(Vorn::System::currentTime() + (followed_ ? intervalWhileFollowed : usualInterval));
    evaluate();
+}
+
+void Verdicts::followedIs(bool followed) {
+   followed_ = followed;
+   if (followed)
+      clock_.timeMinIs(0);
 }
 
 void Verdicts::evaluate() {

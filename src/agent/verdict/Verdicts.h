@@ -1,10 +1,10 @@
 // Evaluates every disk, in one place, for everything that shows a verdict.
 //
-// The rules are evaluated at each request and once a second of framework time. Changes alone do not suffice.
-// A rule may begin or cease to apply with time (a late reading, a day after an error). Neither the readings
-// nor the mount table notify. Requests alone do not suffice either: the time when a reason began is right to
-// the second. An evaluation reads records in memory, and the mount table for a mount point known to be at
-// fault.
+// The rules are evaluated at each request and every five seconds of framework time: every second while
+// changes are followed. Changes alone do not suffice. A rule may begin or cease to apply with time (a late
+// reading, a day after an error). Neither the readings nor the mount table notify. Requests alone do not
+// suffice either: a reason's `since` is at most one such interval late. An evaluation reads records in
+// memory, and the mount table for a mount point known to be at fault.
 //
 // A fixed disk that goes stays with its last figures, absent, until it comes back or is forgotten.
 #pragma once
@@ -55,6 +55,8 @@ class Verdicts {
             MountPoints mountPoints, KnowsAll knowsAll);
 
    void evaluate();
+   // Whether somebody follows the changes and wants them within a second.
+   void followedIs(bool followed);
 
    // As configured now.
    Config::VerdictLimits const & limits() const { return limits_; }
@@ -79,6 +81,7 @@ class Verdicts {
    MountPoints mountPoints_;
    KnowsAll knowsAll_;
    FileSystemTests tests_;
+   bool followed_ = false;
    Pelm::Ptr<DiskVerdicts> disks_ = Pelm::make<DiskVerdicts>();
    Vorn::Clock::Notifiee<&Verdicts::handleClock> clock_{*this};
 };

@@ -169,12 +169,10 @@ struct Name {
    char const * written;
 };
 
-constexpr std::array hostileNames{Name{"SN\"} 1\nup 0", R"(SN\"} 1\\nup 0)"},
-                                  Name{"C:\\new", R"(C:\\new)"},
-                                  Name{"S\xff\x01N", R"(S\\xff\\x01N)"},
-                                  Name{std::string_view{"S\0N", 3}, R"(S\\x00N)"},
-                                  Name{"\xc3\xbc\xe2\x80\xae", "\xc3\xbc\\\\u202e"},
-                                  Name{"S\\xff", R"(S\\x5cxff)"}};
+constexpr std::array hostileNames{
+    Name{"SN\"} 1\nup 0", R"(SN\"} 1\\nup 0)"},    Name{"C:\\new", R"(C:\\new)"},
+    Name{"S\xff\x01N", R"(S\\xff\\x01N)"},         Name{std::string_view{"S\0N", 3}, R"(S\\x00N)"},
+    Name{"\xc3\xbc\xc2\x9b", "\xc3\xbc\\\\u009b"}, Name{"S\\xff", R"(S\\x5cxff)"}};
 
 TEST_F(DiskMetricsTest, EscapesNamesFromDevicesOnce) {
    for (Name const & name : hostileNames) {

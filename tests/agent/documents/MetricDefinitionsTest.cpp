@@ -1,9 +1,9 @@
 #include "agent/documents/MetricDefinitions.h"
 
-#include <cctype>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <set>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -15,16 +15,21 @@
 namespace Agent {
 namespace {
 
-constexpr char const * wordOf(prometheus::MetricType type) {
-   return type == Metric::Counter ? "counter" : type == Metric::Histogram ? "histogram" : "gauge";
-}
-
 std::string labelsOf(MetricDefinition const & metric, std::string const & separator) {
    std::string text;
    for (char const * const label : metric.labels)
       if (label)
          text += (text.empty() ? "" : separator) + std::string{label};
    return text;
+}
+
+// What `line` makes of each definition.
+template <class Line>
+std::vector<std::string> linesOfAll(Line line) {
+   std::vector<std::string> lines;
+   std::transform(Metric::all.begin(), Metric::all.end(), std::back_inserter(lines),
+                  [&line](MetricDefinition const * metric) { return line(*metric); });
+   return lines;
 }
 
 std::vector<std::string> linesOf(std::filesystem::path const & path) {
@@ -38,20 +43,32 @@ std::vector<std::string> linesOf(std::filesystem::path const & path) {
 // Rules and dashboards of others read these names. A new metric adds a line to the contract; a line that goes
 // or changes breaks them.
 TEST(MetricDefinitionsTest, MatchesTheContract) {
-   std::vector<std::string> defined;
-   for (MetricDefinition const * const metric : Metric::all)
-      defined.push_back(std::string{metric->name} + " " + wordOf(metric->type) + " {" +
-                        labelsOf(*metric, ",") + "}");
+   auto const defined = linesOfAll([](MetricDefinition const & metric) {
+      return std::string{metric.name} + " " + typeWord(metric.type) + " {" + labelsOf(metric, ",") + "}";
+   });
    EXPECT_EQ(defined, linesOf(TEST_DATA_DIR "/metrics/contract.txt"));
 }
 
-TEST(MetricDefinitionsTest, MatchesTheManual) {
-   std::vector<std::string> rows;
-   for (MetricDefinition const * const metric : Metric::all) {
-      std::string const labels = labelsOf(*metric, "`, `");
-      rows.push_back("| `" + std::string{metric->name} + "` | " + wordOf(metric->type) + " | " +
-                     (labels.empty() ? "" : "`" + labels + "`") + " | " + metric->help + " |");
+// Agents of many versions stand under one set of rules. So a file of a released version never changes.
+TEST(MetricDefinitionsTest, KeepsWhatEachReleasedVersionServes) {
+   auto const contract = linesOf(TEST_DATA_DIR "/metrics/contract.txt");
+   std::size_t files = 0;
+   for (auto const & entry : std::filesystem::directory_iterator{TEST_DATA_DIR "/metrics"}) {
+      if (!entry.path().filename().string().starts_with("released-"))
+         continue;
+      ++files;
+      for (std::string const & line : linesOf(entry.path()))
+         EXPECT_EQ(std::count(contract.begin(), contract.end(), line), 1) << line << " of " << entry.path();
    }
+   EXPECT_GE(files, 1U);
+}
+
+TEST(MetricDefinitionsTest, MatchesTheManual) {
+   auto const rows = linesOfAll([](MetricDefinition const & metric) {
+      std::string const labels = labelsOf(metric, "`, `");
+      return "| `" + std::string{metric.name} + "` | " + typeWord(metric.type) + " | " +
+             (labels.empty() ? "" : "`" + labels + "`") + " | " + metric.help + " |";
+   });
    std::vector<std::string> manual = linesOf(TEST_DATA_DIR "/../../docs/metrics.md");
    std::erase_if(manual, [](std::string const & line) {
       return !line.starts_with("| `storagedevices_") && !line.starts_with("| `process_");
@@ -92,10 +109,9 @@ TEST_F(ServedMetricsTest, HasAllThatAreDefinedInTheirOrder) {
    for (std::string line; std::getline(lines, line);)
       if (line.starts_with("# TYPE "))
          served.push_back(line.substr(7));
-   std::vector<std::string> defined;
-   for (MetricDefinition const * const metric : Metric::all)
-      defined.push_back(std::string{metric->name} + " " + wordOf(metric->type));
-   EXPECT_EQ(served, defined);
+   EXPECT_EQ(served, linesOfAll([](MetricDefinition const & metric) {
+                return std::string{metric.name} + " " + typeWord(metric.type);
+             }));
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ class EventStreamTest : public Support::UnitOfRecords {
    }
 
    MessageStore store;
-   EventFeed feed{store, verdicts.disks(), readings};
+   EventFeed feed{store, verdicts, readings};
 
  private:
    static Event eventOf(std::string const & block) {

@@ -178,6 +178,24 @@ TEST_F(StateEventsTest, KeepsAChangeUntilAllReadersHaveIt) {
    EXPECT_EQ(events[1].name, "state");
 }
 
+TEST_F(StateEventsTest, WakesTheAgentRarelyWithoutAReader) {
+   auto const wakeups = [] {
+      int count = 0;
+      Vorn::Seconds const until = Vorn::System::currentTime() + 3600;
+      for (Vorn::Seconds last = 0; Vorn::System::currentTime() < until; last = Vorn::System::currentTime()) {
+         Vorn::Host::turn();
+         count += Vorn::System::currentTime() != last;
+      }
+      return count;
+   };
+   diskIs(BusType::nvme);
+   EXPECT_LE(wakeups(), 3600 / 5 + 3) << "the evaluation of the verdicts alone";
+   auto stream = feed.stream(0);
+   EXPECT_GE(wakeups(), 3600);
+   stream.reset();
+   EXPECT_LE(wakeups(), 3600 / 5 + 3);
+}
+
 TEST_F(StateEventsTest, KeepsTheLineOpenByACommentEvery15Seconds) {
    auto const stream = feed.stream(0);
    EXPECT_EQ(textOf(*stream), ":\n\n") << "so its reader knows at once that it is there";

@@ -1,5 +1,6 @@
 #include "agent/kernel/KernelForwarder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -271,6 +272,25 @@ TEST_F(KernelForwarderTest, ReportsAMissingLogOnce) {
    ASSERT_EQ(notices.size(), 1U);
    EXPECT_TRUE(notices[0].starts_with(device + ": cannot be read (No such file or directory)")) << notices[0];
    EXPECT_NE(notices[0].find("kernel_messages.forward_kmsg"), std::string::npos);
+}
+
+TEST_F(KernelForwarderTest, ReadsTheLogThatIsStandardInput) {
+   int const opened = open(Agent::KernelForwarder::kernelLog, O_RDONLY | O_CLOEXEC);
+   if (opened < 0)
+      GTEST_SKIP() << "this machine lets nobody read its kernel's log";
+   int const input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+   dup2(opened, STDIN_FILENO);
+   {
+      Agent::KernelForwarder const withoutRight{config, counts,
+                                                [this](std::string const & text) { notices.push_back(text); },
+                                                folder.string() + "/kmsg"};
+      Vorn::Host::runFor(1);
+   }
+   EXPECT_EQ(notices, Lines{});
+   EXPECT_GE(fcntl(STDIN_FILENO, F_GETFD), 0);
+   dup2(input, STDIN_FILENO);
+   close(input);
+   close(opened);
 }
 
 TEST_F(KernelForwarderTest, StartsReadingBehindExistingRecords) {

@@ -134,6 +134,17 @@ TEST_F(LoopWatchTest, ReportsNothingOfAProcessSuspendedAgainAndAgain) {
    EXPECT_EQ(lastLine(), "nothing");
 }
 
+TEST_F(LoopWatchTest, SamplesAnIdleLoopRarelyAndATurnOnceASecond) {
+   runFor(0);
+   EXPECT_EQ(watch.pause(), 2.5);
+   beginTurn("fsync", "/mnt/drive");
+   runFor(2.5);
+   EXPECT_EQ(watch.pause(), 1);
+   runFor(4.6);
+   EXPECT_EQ(watch.stalls().count, 1U) << "within two seconds after it became one, wherever the turn began";
+   EXPECT_EQ(watch.pause(), 0.1);
+}
+
 TEST_F(LoopWatchTest, ReportsAStallInSamplesThatComeLessThanAPauseLate) {
    runFor(1);
    beginTurn("fsync", "/mnt/drive");

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tests/support/NotifySocket.h"
+#include "tests/support/DatagramSocket.h"
 
 namespace Agent {
 namespace {
@@ -23,7 +23,7 @@ class ServiceManagerTest : public testing::Test {
 };
 
 TEST_F(ServiceManagerTest, IsNotifiedOnTheSocketThatItNames) {
-   Support::NotifySocket const socket{folder.string() + "/notify"};
+   Support::DatagramSocket const socket{folder.string() + "/notify"};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager const manager;
    manager.notify("READY=1");
@@ -33,7 +33,7 @@ TEST_F(ServiceManagerTest, IsNotifiedOnTheSocketThatItNames) {
 }
 
 TEST_F(ServiceManagerTest, SupportsAnAbstractSocket) {
-   Support::NotifySocket const socket{"@storagedevices-test-" + std::to_string(getpid())};
+   Support::DatagramSocket const socket{"@storagedevices-test-" + std::to_string(getpid())};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager{}.notify("READY=1");
    EXPECT_EQ(socket.received(), std::vector<std::string>{"READY=1"});
@@ -49,7 +49,7 @@ TEST_F(ServiceManagerTest, ToleratesAMissingOrUnreachableSocket) {
 }
 
 TEST_F(ServiceManagerTest, StallsNobodyWhenItReadsNothing) {
-   Support::NotifySocket const socket{folder.string() + "/notify"};
+   Support::DatagramSocket const socket{folder.string() + "/notify"};
    variable("NOTIFY_SOCKET", socket.name());
    ServiceManager const manager;
    for (int i = 0; i < 10000; ++i)

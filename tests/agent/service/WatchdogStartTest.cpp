@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "runtime/Vorn/Shortage.h"
-#include "tests/support/NotifySocket.h"
+#include "tests/support/DatagramSocket.h"
 #include "tests/support/PipedLog.h"
 #include "tests/support/VirtualTimeTest.h"
 
@@ -40,7 +40,7 @@ class WatchdogStartTest : public Support::VirtualTimeTest, protected Support::Pi
    }
 
    Support::TempDir folder;
-   Support::NotifySocket socket{folder.string() + "/notify"};
+   Support::DatagramSocket socket{folder.string() + "/notify"};
    std::size_t refusals = 0;
    std::vector<double> attempts;  // seconds after the start
    Vorn::Seconds begun = 0;

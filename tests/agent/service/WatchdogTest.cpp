@@ -18,8 +18,8 @@
 #include "runtime/Vorn/BlockingCall.h"
 #include "runtime/host/Loop.h"
 #include "runtime/host/TimeSource.h"
+#include "tests/support/DatagramSocket.h"
 #include "tests/support/FailingAllocations.h"
-#include "tests/support/NotifySocket.h"
 #include "tests/support/PipedLog.h"
 
 namespace {
@@ -64,7 +64,7 @@ class WatchdogTest : public testing::Test, protected Support::PipedLog {
       return (mask >> static_cast<unsigned>(signal - 1) & 1U) != 0;
    }
    Support::TempDir folder;
-   Support::NotifySocket socket{folder.string() + "/notify"};
+   Support::DatagramSocket socket{folder.string() + "/notify"};
 };
 
 TEST_F(WatchdogTest, RunsOneThreadThatReceivesNoSignalsAndEndsAtOnce) {
@@ -139,6 +139,13 @@ TEST_F(WatchdogTest, SendsKeepAlivesWithoutMemoryForASample) {
    }
    noMemoryForOtherThreads = false;
 }
+
+TEST_F(WatchdogTest, LeavesTheLogAThreadThatNeedsNoMemoryForALine) {
+   noMemoryForOtherThreads = true;
+   log->notice(6, "a line");
+   EXPECT_TRUE(written().ends_with(" info storagedevices: a line\n"));
+   noMemoryForOtherThreads = false;
+}
 #endif
 
 TEST_F(WatchdogTest, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
@@ -152,7 +159,7 @@ TEST_F(WatchdogTest, KeepsLinesOfTwoThreadsWholeBesideABusyLoop) {
    }};
    std::thread beside{[&] {
       for (int i = 0; i < 200; ++i)
-         log->noticeFromOtherThread(4, std::string(500, 'b'));
+         log->notice(4, std::string(500, 'b'));
    }};
    for (int i = 0; i < 200; ++i) {
       Vorn::Host::turn(0);

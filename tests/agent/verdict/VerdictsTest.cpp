@@ -48,14 +48,32 @@ TEST_F(VerdictsTest, DecidesByTheWorstReasonAndListsItFirst) {
              "not-read-yet: not read yet: smartctl, nvme");
 }
 
-TEST_F(VerdictsTest, DatesAVerdictToTheSecondWithoutARequest) {
+TEST_F(VerdictsTest, DatesAVerdictToFiveSecondsWithoutARequest) {
    nvmeIsThere();
-   Vorn::Host::runFor(100);
+   Vorn::Host::runFor(100.5);
    Vorn::Seconds const began = Vorn::System::currentTime();
    mediaErrorsAre(1);
    Vorn::Host::runFor(50);
+   EXPECT_LE((since() - began).value(), 5);
+   EXPECT_LE((reasonSince("media-errors") - began).value(), 5);
+}
+
+TEST_F(VerdictsTest, DatesAVerdictToTheSecondWhileItsChangesAreFollowed) {
+   nvmeIsThere();
+   Vorn::Host::runFor(100.5);
+   verdicts.followedIs(true);
+   Vorn::Host::runFor(2.2);
+   Vorn::Seconds const began = Vorn::System::currentTime();
+   mediaErrorsAre(1);
+   Vorn::Host::runFor(1);
    EXPECT_LE((since() - began).value(), 1);
-   EXPECT_LE((reasonSince("media-errors") - began).value(), 1);
+   verdicts.followedIs(false);
+   Vorn::Host::runFor(6);
+   Vorn::Seconds const unfollowed = Vorn::System::currentTime();
+   mediaErrorsAre(0);
+   Vorn::Host::runFor(5);
+   EXPECT_EQ(verdicts.disks().verdict(serial)->verdict(), Verdict::ok);
+   EXPECT_LE((since() - unfollowed).value(), 5);
 }
 
 TEST_F(VerdictsTest, KeepsTheTimeOfAReasonThatContinues) {
