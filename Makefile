@@ -40,14 +40,33 @@ vm: build ## the same with every round of pulls and storms; the logs stay in bui
 	@tests/vm/run --prefix build/vm/prefix --work build/vm
 
 .PHONY: web-test
-web-test: ## the page's tests in a real browser; STORAGEDEVICES_SCREENSHOTS names a folder for pictures
-	@scripts/setup web
+web-test: setup ## the page's tests alone; STORAGEDEVICES_SCREENSHOTS names a folder for pictures
 	@/usr/bin/python3 -m unittest discover -s tests/web
+
+.PHONY: fleet-programs
+fleet-programs:
+	@scripts/setup fleet
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target fleet_programs
+
+.PHONY: fleet
+fleet: fleet-programs ## many agents under Prometheus and Alertmanager
+	@/usr/bin/python3 -m unittest discover -s tests/fleet
+
+.PHONY: fleet-scale
+fleet-scale: fleet-programs ## what a thousand units cost a Prometheus, into docs/fleet.md (half an hour)
+	@/usr/bin/python3 tests/fleet/measure.py
 
 .PHONY: bench
 bench: build ## the benchmarks, each beside its floor or peer
 	@cmake --build --preset release --target bench_programs -j $(JOBS)
 	@bench/run build/release
+
+.PHONY: footprint
+footprint: build ## what the agent costs beside smartd and node_exporter, into docs/figures.md
+	@scripts/setup footprint
+	@cmake --build --preset release --target footprint_bench -j $(JOBS)
+	@bench/figures footprint umockdev-wrapper build/release/bench/footprint_bench build/release/src/agent/agent
 
 .PHONY: coverage
 coverage: setup ## line coverage of the runtime and the library
@@ -74,8 +93,19 @@ package: ## Debian packages in build/packages
 	@scripts/package
 
 .PHONY: package-test
-package-test: package ## the packages in a minimal system: install, run, upgrade, purge
+package-test: package ## the packages: interface, install, run, upgrade, purge, built again
+	@tests/packages/interface check build/packages build/package-test
 	@tests/packages/run build/packages build/package-test
+	@tests/packages/reproducible build/packages build/package-test
+
+.PHONY: interface
+interface: package ## record the libraries' binary interface; see CONTRIBUTING.md
+	@tests/packages/interface record build/packages build/package-test
+
+.PHONY: boot-test
+boot-test: package ## the packages' service under systemd, in an emulated Debian
+	@scripts/setup boot
+	@tests/vm/boot --packages build/packages --work build/boot-test
 
 .PHONY: clean
 clean: ## remove everything built

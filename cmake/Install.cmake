@@ -2,7 +2,7 @@
 # (cmake --install … --component NAME) alone:
 #   library      the two libraries, and the filter for nvme that stands beside them
 #   development  what a host of somebody else's needs to be built against the library, and the simulated unit for its tests
-#   agent        the daemon and the command, with examples; needs library
+#   agent        the daemon and the command, with manual, journal catalogue and examples; needs library
 #   demo         the story that the simulated unit plays; needs agent
 include(CMakePackageConfigHelpers)
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/StorageDevices)
@@ -20,8 +20,12 @@ install(TARGETS SimulatedUnit Base EXPORT StorageDevicesSimulatedUnitTargets
         FILE_SET HEADERS DESTINATION ${headerDir} COMPONENT development)
 install(TARGETS storagedevices RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT agent)
 install(TARGETS agent RUNTIME DESTINATION ${programDir} COMPONENT agent)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/deploy/icinga ${PROJECT_SOURCE_DIR}/deploy/cron
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/storagedevices/examples COMPONENT agent)
+foreach(example alertmanager cron grafana icinga nginx prometheus rsyslog stunnel tls)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/deploy/${example}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/storagedevices/examples USE_SOURCE_PERMISSIONS COMPONENT agent)
+endforeach()
+install(FILES ${PROJECT_SOURCE_DIR}/deploy/bash-completion/storagedevices
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT agent)
 install(TARGETS storagedevices-demo RUNTIME DESTINATION ${programDir} COMPONENT demo)
 
 add_custom_target(component-library DEPENDS StorageDevicesRuntime StorageDevices nvme-compat)

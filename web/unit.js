@@ -68,7 +68,7 @@ export class Unit {
   }
 
   update(state, views) {
-    const found = findings(views);
+    const found = findings(views, state.unit?.verdict);
     setAttribute(this.#section, 'data-verdict', knownVerdict(state.unit?.verdict ?? found[0]?.verdict));
     this.#updateSentences(state, found);
     this.#counts.update(ORDER.map((verdict) => ({verdict, views: views.filter((view) => view.verdict === verdict)}))

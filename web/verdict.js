@@ -36,15 +36,25 @@ const COUNTED = {
   unknown: ['disk of unknown health', 'disks of unknown health'],
 };
 
-function goodText(count, isAll) {
+const OF_UNIT = {
+  warning: 'The unit has a warning',
+  unknown: 'The health of the unit is unknown',
+};
+
+function unitFinding(verdict) {
+  return {verdict, lead: OF_UNIT[verdict] ?? `The unit is ${verdict}`, disks: [], more: ''};
+}
+
+function goodText(count, isAll, isPart) {
+  if (isPart) return count === 1 ? '1 disk is good' : `${count} disks are good`;
   if (!isAll) return count === 1 ? '1 other disk is good' : `${count} other disks are good`;
   return count === 1 ? 'The disk is good' : `All ${count} disks are good`;
 }
 
 const NAMED = 3;
 
-function finding(verdict, disks, isAll) {
-  if (verdict === 'ok') return {verdict, lead: goodText(disks.length, isAll), disks: [], more: ''};
+function finding(verdict, disks, isAll, isPart) {
+  if (verdict === 'ok') return {verdict, lead: goodText(disks.length, isAll, isPart), disks: [], more: ''};
   const [one, several] = COUNTED[verdict];
   const more = disks.length > NAMED ? ` and ${disks.length - NAMED} more` : '';
   const lead = `${disks.length} ${disks.length === 1 ? one : several}: `;
@@ -52,13 +62,19 @@ function finding(verdict, disks, isAll) {
 }
 
 // A finding per verdict that occurs, the worst first: `lead`, then `disks` (views), then `more`.
-export function findings(views) {
+//
+// `unitVerdict` is the agent's for the whole unit. It may be worse than that of each disk, since the unit may have
+// devices of which nothing is known yet. Then it is the first finding, and not all disks are good.
+export function findings(views, unitVerdict) {
   const found = [];
+  // The agent counts a missing disk as absent.
+  const ranks = ['ok', ...views.map(({verdict}) => (verdict === 'missing' ? 'absent' : verdict))].map(rank);
+  const isWorse = unitVerdict !== undefined && rank(unitVerdict) < Math.min(...ranks);
   for (const verdict of ORDER) {
     const disks = views.filter((view) => view.verdict === verdict);
-    if (disks.length > 0) found.push(finding(verdict, disks, disks.length === views.length));
+    if (disks.length > 0) found.push(finding(verdict, disks, disks.length === views.length, isWorse));
   }
-  return found;
+  return isWorse ? [unitFinding(knownVerdict(unitVerdict)), ...found] : found;
 }
 
 // "in /mnt/flash, its own self-assessment failed": what follows the disk's name.

@@ -61,6 +61,7 @@ void explain(PreviewedDevice & previewed, udev_device * device, ApplianceRules c
       DeviceClassification const classification = classify(device, path.mount, fruConfig);
       previewed.outcome = classification.kind == DeviceClassification::Kind::fixed ? "fixed" : "removable";
       previewed.reason = diskText(classification);
+      previewed.mountPoint = classification.disk->mountPoint().str();
    }
 }
 
@@ -71,12 +72,16 @@ void preview(DiscoveryPreview & result, udev * context, std::vector<std::string>
    for (std::string const & sysPath : sysPaths) {
       UdevDevicePtr const device{udev_device_new_from_syspath(context, sysPath.c_str())};
       if (!device && isShortage(errno))
-         result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno)});
+         result.devices.push_back({nameIn(sysPath), sysPath, "skipped", errorAndRemedy(errno), {}, {}});
       if (!device)
          continue;
       char const * const node = udev_device_get_devnode(device.get());
-      result.devices.push_back(
-          {node ? node : nameIn(sysPath), patternPath(device.get()).str(), "skipped", {}});
+      result.devices.push_back({node ? node : nameIn(sysPath),
+                                patternPath(device.get()).str(),
+                                "skipped",
+                                {},
+                                CDevsUtil::udevSerial(device.get()).str(),
+                                {}});
       explainDevice(result.devices.back(), device.get());
    }
 }

@@ -12,10 +12,12 @@
 namespace StorageDevices {
 
 struct STORAGEDEVICES_API PreviewedDevice {
-   std::string device;   // node, or the kernel's name for a device without one
-   std::string sysPath;  // below /sys/devices; blockdev's patterns are matched with it
-   std::string outcome;  // "skipped", "removable" or "fixed"
-   std::string reason;   // why it is skipped; or its mount point, bus, size and collector
+   std::string device;      // node, or the kernel's name for a device without one
+   std::string sysPath;     // below /sys/devices; blockdev's patterns are matched with it
+   std::string outcome;     // "skipped", "removable" or "fixed"
+   std::string reason;      // why it is skipped; or its mount point, bus, size and collector
+   std::string serial;      // udev's; empty: it has none, and so is skipped
+   std::string mountPoint;  // of a disk; empty: it is skipped
 };
 
 struct STORAGEDEVICES_API DiscoveryPreview {

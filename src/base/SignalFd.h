@@ -11,8 +11,8 @@
 
 namespace Base {
 
-// Blocks the signals while it exists, so construct it before any thread starts. Those that came and were not
-// read are dropped in the end: their default action would end the process.
+// Blocks the signals while it exists, so construct it before any thread starts that does not block them.
+// Those that came and were not read are dropped in the end: their default action would end the process.
 class SignalFd {
  public:
    // Throws std::system_error.

@@ -3,7 +3,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "base/Number.h"
@@ -37,6 +39,18 @@ std::size_t outputWidth(int descriptor) {
    if (isatty(descriptor) != 0)
       return terminalSize(descriptor).columns;
    return parseWhole<std::size_t>(variable("COLUMNS")).value_or(0);
+}
+
+bool takesUtf8() {
+   for (char const * const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+      std::string locale{variable(name)};
+      if (locale.empty())
+         continue;
+      for (char & c : locale)
+         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      return locale.find("UTF-8") != std::string::npos || locale.find("UTF8") != std::string::npos;
+   }
+   return false;
 }
 
 }  // namespace Base

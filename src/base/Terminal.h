@@ -22,4 +22,9 @@ TerminalSize terminalSize(int descriptor);
 // environment variable COLUMNS names. 0: no limit.
 std::size_t outputWidth(int descriptor);
 
+// Whether the user's locale is one of UTF-8, as the environment names it: the first of LC_ALL, LC_CTYPE and
+// LANG that is not empty decides. A locale that is not installed counts too, since the terminal may be
+// elsewhere.
+bool takesUtf8();
+
 }  // namespace Base

@@ -56,6 +56,7 @@ AgentConfig writeAgentConfig(StorageDevices::Simulation::SimulatedUnit const & u
        {"kernel_messages", toml::table{{"socket", kernelSocket(unit).string()}, {"forward_kmsg", false}}},
        {"status", statusTable(config.statusSocket, options)},
        {"log", toml::table{{"destination", "stderr"}}},
+       {"history", toml::table{{"file", (folder / "history").string()}}},
        {"clock", toml::table{{"time_scale", options.timeScale}}}};
    std::ostringstream text;
    text << table << "\n";

@@ -1,4 +1,4 @@
 // Marks what the runtime's shared library exports to hosts and monitors.
 #pragma once
 
-#define RUNTIME_API __attribute__((visibility("default")))
+#define VORN_API __attribute__((visibility("default")))

@@ -17,7 +17,7 @@ class TerminalTest : public testing::Test {
    ~TerminalTest() override { forgetVariables(); }
 
    static void forgetVariables() {
-      for (char const * const name : {"NO_COLOR", "CLICOLOR_FORCE", "COLUMNS"})
+      for (char const * const name : {"NO_COLOR", "CLICOLOR_FORCE", "COLUMNS", "LC_ALL", "LC_CTYPE", "LANG"})
          unsetenv(name);
    }
 
@@ -71,6 +71,21 @@ TEST_F(TerminalTest, TakesTheWidthOfAFileFromTheEnvironment) {
       setenv("COLUMNS", odd, 1);
       EXPECT_EQ(outputWidth(file.get()), 0U) << odd;
    }
+}
+
+TEST_F(TerminalTest, TakesUtf8WhereTheFirstLocaleOfTheEnvironmentDoes) {
+   EXPECT_FALSE(takesUtf8());
+   setenv("LANG", "en_US.UTF-8", 1);
+   EXPECT_TRUE(takesUtf8());
+   setenv("LC_CTYPE", "C", 1);
+   EXPECT_FALSE(takesUtf8());
+   setenv("LC_ALL", "de_DE.utf8@euro", 1);
+   EXPECT_TRUE(takesUtf8());
+   setenv("LC_ALL", "de_DE.ISO-8859-1", 1);
+   EXPECT_FALSE(takesUtf8());
+   setenv("LC_ALL", "", 1);
+   setenv("LC_CTYPE", "", 1);
+   EXPECT_TRUE(takesUtf8());
 }
 
 }  // namespace

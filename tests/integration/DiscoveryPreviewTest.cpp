@@ -68,6 +68,19 @@ TEST_F(DiscoveryPreviewTest, ShowsThePathsThatPatternsAreMatchedAgainst) {
    EXPECT_EQ("/sys/devices/" + preview.devices[0].sysPath, unit_.sysPath("nvme0n1"));
 }
 
+TEST_F(DiscoveryPreviewTest, ShowsSerialNumbersAndTheMountPointsOfDisks) {
+   unit_.blockdevIs({{".*/ata1/", "drive"}});
+   auto nameless = otherDisk("vdb", "virtual", 1);
+   for (auto const & disk :
+        {sataDisk("sda", 1, "A", "Kestrel", 1000), sataDisk("sdb", 2, "B", "Kestrel", 1000), nameless})
+      unit_.add(disk);
+   std::map<std::string, std::string> shown;
+   for (PreviewedDevice const & device : previewDiscovery(fruConfig_).devices)
+      shown[device.device] = device.serial + " " + device.mountPoint;
+   EXPECT_EQ(shown, (std::map<std::string, std::string>{
+                        {"/dev/sda", "A /mnt/drive"}, {"/dev/sdb", "B "}, {"/dev/vdb", " "}}));
+}
+
 TEST_F(DiscoveryPreviewTest, ShowsWhetherBlockdevCanBeReadAndItsNumberOfEntries) {
    auto const without = previewDiscovery(fruConfig_);
    EXPECT_FALSE(without.blockdevReadable);

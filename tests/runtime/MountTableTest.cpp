@@ -69,6 +69,16 @@ TEST_F(MountTableTest, NamesTheDeviceAndItsBlockSize) {
    EXPECT_EQ(seenAt("/mnt/drive/"), "not mounted");
 }
 
+TEST_F(MountTableTest, ListsEachMountPointOnceInItsOrder) {
+   EXPECT_TRUE(StorageDevices::Mounts::mountPoints().empty());
+   mount("8:1", "/mnt/flash", "rw", "ext4", "/dev/sda1", "rw");
+   mount("0:21", "/proc", "rw", "proc", "proc", "rw");
+   mount("259:0", "/mnt/flash", "rw", "ext4", "/dev/nvme0n1", "rw");
+   mount("259:0", "/mnt/a\\040b", "rw", "ext4", "/dev/nvme0n1", "rw");
+   EXPECT_EQ(StorageDevices::Mounts::mountPoints(),
+             (std::vector<std::string>{"/mnt/flash", "/proc", "/mnt/a b"}));
+}
+
 TEST_F(MountTableTest, GivesAPartitionTheBlockSizeOfItsDisk) {
    mount("8:1", "/mnt/flash", "rw", "vfat", "/dev/sda1", "rw");
    EXPECT_EQ(seenAt("/mnt/flash"), "/dev/sda1 512");

@@ -1,4 +1,4 @@
-// Standard error as the agent's log writes it, kept in a pipe.
+// The agent's log on a standard error that is a pipe.
 #pragma once
 
 #include <fcntl.h>
@@ -6,11 +6,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
 
-#include "agent/logs/StderrLog.h"
+#include "agent/logs/AgentLog.h"
+#include "agent/logs/StderrSink.h"
+#include "tests/support/RealTime.h"
 
 namespace Support {
 
@@ -18,7 +21,7 @@ class PipedLog {
  public:
    PipedLog() {
       EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-      log = std::make_unique<Agent::StderrLog>(ends[1]);
+      log = std::make_unique<Agent::AgentLog>(std::make_unique<Agent::StderrSink>(ends[1]));
    }
    PipedLog(PipedLog const &) = delete;
    PipedLog & operator=(PipedLog const &) = delete;
@@ -28,17 +31,22 @@ class PipedLog {
       close(ends[1]);
    }
 
-   // The text written since the last call.
+   // All that was logged since the last call.
    std::string written() const {
       std::string text;
-      std::array<char, 65536> buffer{};
-      for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
-         text.append(buffer.data(), static_cast<std::size_t>(count));
+      bool isWhole = false;
+      auto const step = [&] {
+         isWhole = log->flush(std::chrono::milliseconds{20});
+         std::array<char, 65536> buffer{};
+         for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
+            text.append(buffer.data(), static_cast<std::size_t>(count));
+      };
+      EXPECT_TRUE(waitInRealTime([&] { return isWhole; }, step));
       return text;
    }
 
    std::array<int, 2> ends{};
-   std::unique_ptr<Agent::StderrLog> log;
+   std::unique_ptr<Agent::AgentLog> log;
 };
 
 }  // namespace Support

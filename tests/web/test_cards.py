@@ -130,6 +130,34 @@ class ChangingCardsTest(PageTest):
         self.show(state)
         self.assertEqual(self.text("h1"), "All 3 disks are good")
 
+    def test_never_says_that_all_is_good_of_a_unit_that_is_not(self) -> None:
+        state = sample.empty_state()
+        sample.add_good(state)
+        state["unit"] = {"verdict": "unknown", "missing": []}
+        state["internalDevicesReady"] = False
+        self.show(state)
+        self.assertEqual(self.text("h1"), "The health of the unit is unknown")
+        self.assertEqual(self.texts("#findings li"), ["3 disks are good", "The disks are still being identified."])
+        self.assertEqual(self.value("document.title").split(" – ")[0], "The health of the unit is unknown")
+        self.assertEqual(self.value('document.getElementById("unit").dataset.verdict'), "unknown")
+        known = copy.deepcopy(state) | {"unit": {"verdict": "ok", "missing": []}, "internalDevicesReady": True}
+        self.agent.state_is(known)
+        self.until('document.querySelector("h1").innerText === "All 3 disks are good"', "the unit to be known")
+
+    def test_says_what_is_unknown_of_a_unit_without_disks(self) -> None:
+        state = sample.empty_state()
+        state["unit"] = {"verdict": "unknown", "missing": []}
+        self.show(state)
+        self.assertEqual(self.text("h1"), "The health of the unit is unknown")
+
+    def test_counts_a_missing_disk_of_an_absent_unit_once(self) -> None:
+        state = sample.empty_state()
+        sample.add_good(state)
+        state["unit"] = {"verdict": "absent", "missing": [sample.MISSING]}
+        self.show(state)
+        self.assertEqual(self.text("h1"), f"1 expected disk missing: {sample.MISSING}")
+        self.assertEqual(self.texts("#findings li"), ["3 other disks are good"])
+
     def test_names_three_disks_of_many_and_counts_the_others(self) -> None:
         self.show(sample.many(60))
         self.assertTrue(self.text("h1").startswith("10 disks failing: KS0240500005 in /mnt/d05, an invented reason; "))

@@ -33,6 +33,7 @@ class ConnectionTest(PageTest):
         self.until(BANNER, "the banner")
         self.agent.state = copy.deepcopy(self.agent.state)
         self.agent.state["verdicts"][sample.FAILING] = sample.verdict("ok")
+        self.agent.state["unit"]["verdict"] = "absent"
         self.agent.start()
         self.until(f"!({BANNER})", "no banner")
         self.assertTrue(self.text("h1").startswith("1 disk absent: "))

@@ -11,7 +11,7 @@
 
 namespace Brul {
 
-class RUNTIME_API ChildProcess {
+class VORN_API ChildProcess {
  public:
    ChildProcess() = default;
    ChildProcess(ChildProcess const &) = delete;

@@ -30,7 +30,7 @@ struct FinishedRun : public Pelm::Node {
    Vorn::Seconds duration;  // real seconds
 };
 
-class RUNTIME_API ChildProcessTrackerSm : public Pelm::Node {
+class VORN_API ChildProcessTrackerSm : public Pelm::Node {
  public:
    // Whether a run of a program (argv[0]) with an exit code other than 0 has failed.
    using FailurePolicy = std::function<bool(Pelm::String const & program, int exitCode)>;

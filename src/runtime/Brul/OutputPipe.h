@@ -10,7 +10,7 @@
 
 namespace Brul {
 
-class RUNTIME_API OutputPipe {
+class VORN_API OutputPipe {
  public:
    // No tool's report is larger. With one byte more the output is lost as a whole.
    static constexpr std::size_t maxBytes = std::size_t{4} << 20U;

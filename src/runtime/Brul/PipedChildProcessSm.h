@@ -26,7 +26,7 @@
 
 namespace Brul {
 
-class RUNTIME_API PipedChildProcessSm : public Pelm::Node {
+class VORN_API PipedChildProcessSm : public Pelm::Node {
  public:
    class State : public Vorn::EnumType<unsigned char, State> {
     public:

@@ -18,7 +18,7 @@
 namespace Pelm {
 
 // A queued change. It keeps its notifier, and so the publisher, whole.
-class RUNTIME_API PendingChange {
+class VORN_API PendingChange {
  public:
    PendingChange(Node const & notifier, Publisher & publisher) : notifier_{notifier}, publisher_{publisher} {}
    PendingChange(PendingChange const &) = delete;
@@ -37,7 +37,7 @@ class RUNTIME_API PendingChange {
    PendingChange * next_ = nullptr;
 };
 
-class RUNTIME_API Delivery {
+class VORN_API Delivery {
  public:
    constexpr Delivery() = default;
    Delivery(Delivery const &) = delete;
@@ -103,6 +103,6 @@ class RUNTIME_API Delivery {
 };
 
 // The only one of the process.
-RUNTIME_API extern Delivery delivery;
+VORN_API extern Delivery delivery;
 
 }  // namespace Pelm

@@ -15,15 +15,15 @@ class Publisher;
 // Switches to atomic use counts. The host must call it before it starts the first thread that uses a node,
 // and must not switch back while such a thread exists. Other threads may then keep and drop pointers, and
 // read what never changes. Attributes and machines stay with the reactor thread.
-RUNTIME_API void threadsEnabledIs(bool enabled);
-RUNTIME_API bool threadsEnabled();
+VORN_API void threadsEnabledIs(bool enabled);
+VORN_API bool threadsEnabled();
 
 namespace detail {
-RUNTIME_API extern std::atomic<bool> threadsAreEnabled;
+VORN_API extern std::atomic<bool> threadsAreEnabled;
 }
 
 // A reactor of a node: it stops when the node's last user goes, without the node's help. Reactor thread only.
-class RUNTIME_API OwnReactor {
+class VORN_API OwnReactor {
  public:
    OwnReactor() = default;
    OwnReactor(OwnReactor const &) = delete;
@@ -50,7 +50,7 @@ class RUNTIME_API OwnReactor {
 // Create a node by `Pelm::make`, since the last `Ptr` to it deletes it. Only a node that no `Ptr` ever points
 // at, such as a machine's reactor, may be a member. While one of its handlers runs, or a KeepAlive keeps it,
 // its destruction waits for the end of that.
-class RUNTIME_API Node {
+class VORN_API Node {
  public:
    enum class Flag : std::uint32_t {
       zombie = 1U << 28,    // the last user is gone; the node's own reactors are torn down

@@ -14,7 +14,7 @@ class Publisher;
 
 // One subscription, owned by its reactor. Its destruction unlinks it, also while it is being notified; so
 // does that of its publisher.
-class RUNTIME_API Subscriber {
+class VORN_API Subscriber {
  public:
    // `key` is null for a scalar attribute; `change` points to the attribute's own change record.
    using Deliver = void (*)(Subscriber & subscriber, void const * key, void const * change) noexcept;
@@ -44,7 +44,7 @@ class RUNTIME_API Subscriber {
 };
 
 // Part of an attribute. Subscribers are notified in the order in which they were added.
-class RUNTIME_API Publisher {
+class VORN_API Publisher {
  public:
    Publisher() = default;
    Publisher(Publisher const &) = delete;

@@ -14,7 +14,7 @@
 
 namespace Pelm {
 
-class RUNTIME_API String {
+class VORN_API String {
  public:
    String() = default;
    // A null pointer gives an empty string.
@@ -69,7 +69,7 @@ class RUNTIME_API String {
 };
 
 // The bytes as they are, unescaped; nothing for "none".
-RUNTIME_API std::ostream & operator<<(std::ostream & stream, String const & text);
+VORN_API std::ostream & operator<<(std::ostream & stream, String const & text);
 
 // Allows look-ups by views in a map with string keys. "None" has the hash of the empty text.
 struct StringHash {

@@ -11,7 +11,7 @@
 
 namespace Vorn {
 
-class RUNTIME_API ActivityManager : public Pelm::Node {
+class VORN_API ActivityManager : public Pelm::Node {
  public:
    class Config : public Pelm::Node {
     public:
@@ -40,6 +40,6 @@ class RUNTIME_API ActivityManager : public Pelm::Node {
 };
 
 // Made at the first call and never destroyed. Reactor thread only.
-RUNTIME_API ActivityManager & activityManager();
+VORN_API ActivityManager & activityManager();
 
 }  // namespace Vorn

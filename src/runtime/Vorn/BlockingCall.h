@@ -11,7 +11,7 @@ namespace Vorn {
 // Publishes the call for its scope; afterwards the enclosing call is published again. Costs nanoseconds,
 // allocates and locks nothing, and keeps errno. It does nothing on another thread than the one that runs
 // turns.
-class RUNTIME_API BlockingCall {
+class VORN_API BlockingCall {
  public:
    // `operation` must be a literal, since its pointer is kept. The first 255 bytes of `path` are published,
    // up to a NUL.

@@ -14,7 +14,7 @@
 
 namespace Vorn {
 
-class RUNTIME_API Breadcrumb {
+class VORN_API Breadcrumb {
  public:
    // The only one of the process. Never destroyed.
    static Breadcrumb & instance();

@@ -16,7 +16,7 @@
 
 namespace Vorn {
 
-class RUNTIME_API Clock : public Pelm::Node {
+class VORN_API Clock : public Pelm::Node {
  public:
    class NotifieeConst;
    template <auto handler>
@@ -48,7 +48,7 @@ class RUNTIME_API Clock : public Pelm::Node {
 // A reactor for a time. Its first wake-up time is 0. So it is called in the first turn after it is attached
 // and active, unless it is armed for another time. A handler that raises before it arms the reactor again is
 // called again after `retrySpan`, so that a shortage of memory ends no machine's work.
-class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
+class VORN_API Clock::NotifieeConst : protected Pelm::OwnReactor {
  public:
    static constexpr Seconds retrySpan = 60;  // framework time
 
@@ -76,7 +76,7 @@ class RUNTIME_API Clock::NotifieeConst : protected Pelm::OwnReactor {
 
  protected:
    // Stands in a handler's call.
-   class RUNTIME_API Retry {
+   class VORN_API Retry {
     public:
       explicit Retry(NotifieeConst & notifiee);
       Retry(Retry const &) = delete;
@@ -143,7 +143,7 @@ class Clock::Notifiee final : public Clock::NotifieeConst {
 };
 
 namespace detail {
-RUNTIME_API Pelm::Ptr<Clock> activityClock();
+VORN_API Pelm::Ptr<Clock> activityClock();
 }
 
 template <auto handler>

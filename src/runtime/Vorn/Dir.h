@@ -10,7 +10,7 @@
 
 namespace Vorn {
 
-class RUNTIME_API Dir : public Pelm::Node {
+class VORN_API Dir : public Pelm::Node {
  public:
    Dir();
    ~Dir() override;

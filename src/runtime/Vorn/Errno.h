@@ -8,7 +8,7 @@
 
 namespace Vorn {
 
-class RUNTIME_API Errno {
+class VORN_API Errno {
  public:
    // `number` is an errno value; 0 reads "Success". `context` names the attempted call, and is copied.
    Errno(int number, char const * context) : number_{number}, context_{context} {}
@@ -23,6 +23,6 @@ class RUNTIME_API Errno {
    Pelm::String context_;
 };
 
-RUNTIME_API std::ostream & operator<<(std::ostream & stream, Errno const & error);
+VORN_API std::ostream & operator<<(std::ostream & stream, Errno const & error);
 
 }  // namespace Vorn

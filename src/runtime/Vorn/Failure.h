@@ -12,7 +12,7 @@ namespace Vorn {
 namespace detail {
 // Reports the exception that is being handled.
 // Only inside a catch block.
-RUNTIME_API void reportFailure(std::type_info const & machine) noexcept;
+VORN_API void reportFailure(std::type_info const & machine) noexcept;
 }  // namespace detail
 
 // Calls `action` on behalf of a machine; false when it raised. It lets no exception out, whatever its type.

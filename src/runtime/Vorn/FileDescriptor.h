@@ -15,7 +15,7 @@ namespace Vorn {
 
 class Poller;
 
-class RUNTIME_API FileDescriptor : public Pelm::Node {
+class VORN_API FileDescriptor : public Pelm::Node {
  public:
    explicit FileDescriptor(Pelm::String name);
    ~FileDescriptor() override;

@@ -39,7 +39,7 @@ class RecommendedAction {
    constexpr bool isStandard() const { return text_ == nullptr; }
    constexpr Standard code() const { return code_; }
    // The text of either kind.
-   RUNTIME_API char const * text() const;
+   VORN_API char const * text() const;
    // The message's own text; null for a standard action.
    constexpr char const * ownText() const { return text_; }
 
@@ -77,7 +77,7 @@ struct LogMessage {
 };
 
 // The arguments of one message.
-class RUNTIME_API LogString {
+class VORN_API LogString {
  public:
    // Arguments before `index` that are missing become empty.
    void strIs(std::size_t index, Pelm::String value);
@@ -96,9 +96,9 @@ class RUNTIME_API LogString {
 
 // Hash of the arguments that the mask selects (bit n: argument n, the first 32). Equal in every run, so that
 // a key in a report can be found again.
-RUNTIME_API std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t mask);
+VORN_API std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t mask);
 
-class RUNTIME_API LogHandle {
+class VORN_API LogHandle {
  public:
    // Logs at most one message per key in `minInterval`; 0 seconds: no limit. The key consists of the handle
    // and the arguments that `unkeyedArgs` (bit n: argument n) does not exclude. Each dropped message
@@ -131,8 +131,8 @@ class RUNTIME_API LogHandle {
 
 // Emits a message with its arguments in placeholder order, unless the rate limit drops it. As many arguments
 // as placeholders: an assertion says so. Without assertions missing ones are empty.
-RUNTIME_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
-RUNTIME_API void log(LogHandle & handle, Pelm::String const & argument);
+VORN_API void log(LogHandle & handle, std::initializer_list<Pelm::String> arguments);
+VORN_API void log(LogHandle & handle, Pelm::String const & argument);
 
 // The text of an argument: a text, an enumeration's name, or a number.
 template <class Argument>
@@ -157,7 +157,6 @@ requires(std::is_arithmetic_v<Number> || std::same_as<Number, Seconds>) void log
 }
 
 // The text of a message: the format with its arguments filled in.
-RUNTIME_API Pelm::String logText(LogDescriptor const & descriptor,
-                                 std::vector<Pelm::String> const & arguments);
+VORN_API Pelm::String logText(LogDescriptor const & descriptor, std::vector<Pelm::String> const & arguments);
 
 }  // namespace Vorn

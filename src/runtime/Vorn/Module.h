@@ -16,9 +16,9 @@ struct Module {
 
 // Every source file of the library calls this before it creates its log handles. A registered module stays as
 // it is. Answers true, for use in a static initialiser.
-RUNTIME_API bool vornModuleIs(Module const & module);
+VORN_API bool vornModuleIs(Module const & module);
 
 // For the host: the modules registered so far.
-RUNTIME_API std::vector<Module const *> const & modules();
+VORN_API std::vector<Module const *> const & modules();
 
 }  // namespace Vorn

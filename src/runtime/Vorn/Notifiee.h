@@ -84,7 +84,7 @@ void dispatch(Pelm::Subscriber & subscriber, void const * key, void const * chan
 
 }  // namespace detail
 
-class RUNTIME_API NotifieeConst : public Pelm::Node, private Pelm::OwnReactor {
+class VORN_API NotifieeConst : public Pelm::Node, private Pelm::OwnReactor {
  public:
    NotifieeConst() = default;
    ~NotifieeConst() override;

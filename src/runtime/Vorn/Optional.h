@@ -15,13 +15,13 @@ namespace Vorn {
 
 // An empty optional was read. `what()` is a constant text: it takes no memory and names neither type nor
 // place.
-class RUNTIME_API BadOptionalAccess : public std::exception {
+class VORN_API BadOptionalAccess : public std::exception {
  public:
    char const * what() const noexcept override;
 };
 
 namespace detail {
-[[noreturn]] RUNTIME_API void raiseBadOptionalAccess();
+[[noreturn]] VORN_API void raiseBadOptionalAccess();
 }
 
 // Holds its value itself and allocates nothing. `T` is no reference. What has the name of a member of

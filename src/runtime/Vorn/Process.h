@@ -17,17 +17,16 @@ namespace Vorn {
 // Starts argv[0], searched on PATH unless it contains a slash. The descriptors become the child's standard
 // input, output and error; -1 leaves that one closed. Takes ownership of them: each number is closed here,
 // once, on failure too. Answers the process id, or -1 with errno set.
-RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
-                               int stderrFd);
+VORN_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd, int stderrFd);
 
 // The same; `searchFirst` has directories, separated by colons, that are searched before PATH, by the child
 // too. Empty: only PATH.
-RUNTIME_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd,
-                               int stderrFd, Pelm::String const & searchFirst);
+VORN_API pid_t spawnProcess(std::vector<Pelm::String> const & argv, int stdinFd, int stdoutFd, int stderrFd,
+                            Pelm::String const & searchFirst);
 
 // The path of the program that `spawnProcess` finds for a name; a name with a slash itself. Empty when there
 // is none.
-RUNTIME_API std::string programPath(std::string const & name, Pelm::String const & searchFirst);
+VORN_API std::string programPath(std::string const & name, Pelm::String const & searchFirst);
 
 }  // namespace Vorn
 
@@ -38,6 +37,6 @@ namespace Brul {
 constexpr int waitFailed = 256;
 
 // Blocks until the child has ended and reaps it: its exit code, or minus the signal that ended it.
-RUNTIME_API int waitForProcess(pid_t pid);
+VORN_API int waitForProcess(pid_t pid);
 
 }  // namespace Brul

@@ -22,20 +22,20 @@
 namespace Vorn {
 
 // The index was not below the size.
-class RUNTIME_API VectorOutOfRange : public std::exception {
+class VORN_API VectorOutOfRange : public std::exception {
  public:
    char const * what() const noexcept override;
 };
 
 // A queue without elements was read at an end, or its first element was to be removed.
-class RUNTIME_API EmptyVector : public std::exception {
+class VORN_API EmptyVector : public std::exception {
  public:
    char const * what() const noexcept override;
 };
 
 namespace detail {
-[[noreturn]] RUNTIME_API void raiseVectorOutOfRange();
-[[noreturn]] RUNTIME_API void raiseEmptyVector();
+[[noreturn]] VORN_API void raiseVectorOutOfRange();
+[[noreturn]] VORN_API void raiseEmptyVector();
 }  // namespace detail
 
 // References and iterators are valid until the next change of the queue. `id` is the attribute's name; the

@@ -35,14 +35,14 @@ class Seconds {
 };
 
 // The number alone, as a trace shows it.
-RUNTIME_API std::ostream & operator<<(std::ostream & stream, Seconds seconds);
+VORN_API std::ostream & operator<<(std::ostream & stream, Seconds seconds);
 
 namespace System {
 // The activity manager's monotonic time, from the host's source (host/TimeSource.h). It is live: two readings
 // in one handler may differ. Corrections of the wall clock do not affect it.
-RUNTIME_API Seconds currentTime();
+VORN_API Seconds currentTime();
 // Wall-clock UTC since 1970. It may jump either way. A host that scales time scales this too.
-RUNTIME_API Seconds currentTimeUtc();
+VORN_API Seconds currentTimeUtc();
 }  // namespace System
 
 }  // namespace Vorn

@@ -10,16 +10,16 @@
 namespace Vorn {
 
 // Whether an errno value is such an error.
-RUNTIME_API bool isShortage(int error);
+VORN_API bool isShortage(int error);
 
 // The remedy, for example "raise LimitNOFILE= of the service (ulimit -n)". Empty for another error.
-RUNTIME_API std::string shortageRemedy(int error);
+VORN_API std::string shortageRemedy(int error);
 
 // The text of the error, with cause and remedy for a shortage. For example: "Too many open files; the process
 // has reached its limit of open files: raise LimitNOFILE= of the service (ulimit -n)".
-RUNTIME_API std::string errorAndRemedy(int error);
+VORN_API std::string errorAndRemedy(int error);
 
 // The text of the exception, with the same addition.
-RUNTIME_API std::string errorAndRemedy(std::system_error const & error);
+VORN_API std::string errorAndRemedy(std::system_error const & error);
 
 }  // namespace Vorn

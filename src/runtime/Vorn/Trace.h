@@ -20,7 +20,7 @@
 namespace Vorn {
 
 // One facility. Create one per source file, with static storage: it must exist until the process ends.
-class RUNTIME_API TraceHandle {
+class VORN_API TraceHandle {
  public:
    // `onByDefault`: level 0 is enabled until the host changes it; otherwise none is.
    TraceHandle(char const * facility, bool onByDefault);
@@ -42,7 +42,7 @@ class RUNTIME_API TraceHandle {
 };
 
 // Builds a line. Its destructor passes the line to the host's sink, if the facility is enabled at its level.
-class RUNTIME_API TraceHelper {
+class VORN_API TraceHelper {
  public:
    TraceHelper(TraceHandle const & handle, int level, char const * file, int line, char const * function);
    TraceHelper(TraceHelper const &) = delete;

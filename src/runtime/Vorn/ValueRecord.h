@@ -57,15 +57,15 @@ struct AccessorField {
 };
 
 // Appends the value's part of a record's text.
-RUNTIME_API void putValue(std::string & text, Pelm::String const & value);
-RUNTIME_API void putValue(std::string & text, std::uint64_t value);
-RUNTIME_API void putValue(std::string & text, bool value);
+VORN_API void putValue(std::string & text, Pelm::String const & value);
+VORN_API void putValue(std::string & text, std::uint64_t value);
+VORN_API void putValue(std::string & text, bool value);
 
 // Each removes its part from the front of the text, or answers false.
-RUNTIME_API bool takeLiteral(std::string_view & text, std::string_view literal);
-RUNTIME_API bool takeValue(std::string_view & text, Pelm::String & value);
-RUNTIME_API bool takeValue(std::string_view & text, std::uint64_t & value, std::uint64_t max);
-RUNTIME_API bool takeValue(std::string_view & text, bool & value);
+VORN_API bool takeLiteral(std::string_view & text, std::string_view literal);
+VORN_API bool takeValue(std::string_view & text, Pelm::String & value);
+VORN_API bool takeValue(std::string_view & text, std::uint64_t & value, std::uint64_t max);
+VORN_API bool takeValue(std::string_view & text, bool & value);
 
 template <class Field, class Record>
 void putField(std::string & text, Field const & field, Record const & record) {

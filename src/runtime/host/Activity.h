@@ -10,6 +10,6 @@ namespace Vorn::Host {
 using Activity = Vorn::Activity;
 
 // A consistent snapshot.
-RUNTIME_API Activity activity();
+VORN_API Activity activity();
 
 }  // namespace Vorn::Host

@@ -14,6 +14,6 @@ namespace Vorn::Host {
 using FailureSink = std::function<void(std::string_view machine, std::string_view what)>;
 
 // Null: a line on standard error.
-RUNTIME_API void failureSinkIs(FailureSink sink);
+VORN_API void failureSinkIs(FailureSink sink);
 
 }  // namespace Vorn::Host

@@ -13,6 +13,6 @@ using LogSink = std::function<void(LogMessage const &)>;
 
 // Null, the default: messages are dropped. The sink is called on the reactor thread, within the handler that
 // logs. It must not block: every machine waits for it. What it raises counts as that handler's failure.
-RUNTIME_API void logSinkIs(LogSink sink);
+VORN_API void logSinkIs(LogSink sink);
 
 }  // namespace Vorn::Host

@@ -19,24 +19,24 @@ enum class Turn {
 // One turn. It waits at most `maxWait` real seconds for an event and notifies the ready descriptors (bounded,
 // so that none starves another). Then it calls the due clock reactors. In virtual time it waits only for
 // running child processes; when nothing is ready it jumps to the next deadline.
-RUNTIME_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
+VORN_API Turn turn(Vorn::Seconds maxWait = Vorn::Seconds::infinity());
 
 // For a host with an event loop of its own: the descriptor is readable while a turn has something to do, a
 // due clock included. Whenever it is, call `turn(0)`, and never `run`. It belongs to the runtime and stays
 // the same. A host that replaces the source of time does so first. Raises std::system_error where the kernel
 // refuses a timer.
-RUNTIME_API int loopDescriptor();
+VORN_API int loopDescriptor();
 
 // Whether `stop()` was called since the last run.
-RUNTIME_API bool stopRequested();
+VORN_API bool stopRequested();
 // Runs turns until `stop()`; returns at once after an earlier `stop()`.
-RUNTIME_API void run();
+VORN_API void run();
 // Takes effect at the end of the running turn. Reactor thread only.
-RUNTIME_API void stop();
+VORN_API void stop();
 
 // Runs turns until `done()`, or until framework time reaches `deadline`. Answers the last result of `done()`.
-RUNTIME_API bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline);
+VORN_API bool runUntil(std::function<bool()> const & done, Vorn::Seconds deadline);
 // Runs turns until framework time is `span` later.
-RUNTIME_API void runFor(Vorn::Seconds span);
+VORN_API void runFor(Vorn::Seconds span);
 
 }  // namespace Vorn::Host

@@ -9,7 +9,7 @@
 
 namespace Vorn::Host {
 
-class RUNTIME_API TimeSource {
+class VORN_API TimeSource {
  public:
    virtual ~TimeSource();
 
@@ -31,7 +31,7 @@ class RUNTIME_API TimeSource {
 
 // The kernel's clocks, CLOCK_MONOTONIC and CLOCK_REALTIME. With another scale than 1 both run that many times
 // as fast from the construction on, and corrections of the wall clock have no effect.
-class RUNTIME_API RealTime final : public TimeSource {
+class VORN_API RealTime final : public TimeSource {
  public:
    // Above 0; nothing checks it.
    explicit RealTime(double scale = 1.0);
@@ -48,7 +48,7 @@ class RUNTIME_API RealTime final : public TimeSource {
 
 // Time for tests. It stands still during work, and jumps to the next deadline when there is none. It waits
 // for running child processes.
-class RUNTIME_API VirtualTime final : public TimeSource {
+class VORN_API VirtualTime final : public TimeSource {
  public:
    explicit VirtualTime(Vorn::Seconds now = 1000, Vorn::Seconds utc = 1700000000) : now_{now}, utc_{utc} {}
    Vorn::Seconds now() override;
@@ -70,11 +70,11 @@ class RUNTIME_API VirtualTime final : public TimeSource {
 
 // Null: RealTime. Armed reactors keep their times, which the new source then measures. So replace it before
 // machines exist: their times mean nothing to a source with another zero point.
-RUNTIME_API void timeSourceIs(std::unique_ptr<TimeSource> source);
+VORN_API void timeSourceIs(std::unique_ptr<TimeSource> source);
 // The current one. Valid until it is replaced.
-RUNTIME_API TimeSource & timeSource();
+VORN_API TimeSource & timeSource();
 
 // The kernel's CLOCK_MONOTONIC, independent of the source. Any thread.
-RUNTIME_API Vorn::Seconds monotonicSeconds();
+VORN_API Vorn::Seconds monotonicSeconds();
 
 }  // namespace Vorn::Host

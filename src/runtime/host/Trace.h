@@ -16,13 +16,13 @@ using TraceSink = std::function<void(TraceLine const &)>;
 
 // Null, the default: lines are dropped. The sink is called within the handler that traces, and must not
 // block. What it raises is dropped with the line.
-RUNTIME_API void traceSinkIs(TraceSink sink);
+VORN_API void traceSinkIs(TraceSink sink);
 
 // The highest level of a facility that is written; -1: none. It also applies to a facility of a library that
 // is loaded later.
-RUNTIME_API void traceLevelIs(std::string_view facility, int level);
+VORN_API void traceLevelIs(std::string_view facility, int level);
 
 // The registered facilities, by name.
-RUNTIME_API std::vector<std::string> traceFacilities();
+VORN_API std::vector<std::string> traceFacilities();
 
 }  // namespace Vorn::Host

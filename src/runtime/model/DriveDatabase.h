@@ -24,7 +24,7 @@ struct DriveSmartMappingEntry {
 // By attribute number.
 using DriveSmartMapping = std::map<std::uint8_t, DriveSmartMappingEntry>;
 
-class RUNTIME_API DriveDatabase {
+class VORN_API DriveDatabase {
  public:
    DriveDatabase() = default;
    DriveDatabase(DriveDatabase const &) = delete;
@@ -37,9 +37,9 @@ class RUNTIME_API DriveDatabase {
 
 // Reads the host's database; without one every mapping is empty. The SMART monitor asks once per disk, when
 // it appears.
-RUNTIME_API DriveSmartMapping findDeviceMapping(Pelm::String const & model);
+VORN_API DriveSmartMapping findDeviceMapping(Pelm::String const & model);
 
 // For the host, before it starts the SMART monitor. Null: none.
-RUNTIME_API void driveDatabaseIs(std::unique_ptr<DriveDatabase const> database);
+VORN_API void driveDatabaseIs(std::unique_ptr<DriveDatabase const> database);
 
 }  // namespace StorageDevices

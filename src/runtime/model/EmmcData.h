@@ -55,7 +55,7 @@ class PreEolEmmcAttr : public EmmcAttr {
 };
 
 // One device's registers at the last good reading. All three are read together or none.
-class RUNTIME_API DeviceEmmcData : public Pelm::Node {
+class VORN_API DeviceEmmcData : public Pelm::Node {
  public:
    explicit DeviceEmmcData(Pelm::String name);
    ~DeviceEmmcData() override;
@@ -83,7 +83,7 @@ class RUNTIME_API DeviceEmmcData : public Pelm::Node {
 };
 
 // The records of all devices that the monitor reads. A record goes with its device.
-class RUNTIME_API EmmcData : public Pelm::Node {
+class VORN_API EmmcData : public Pelm::Node {
  public:
    EmmcData();
    ~EmmcData() override;

@@ -6,7 +6,7 @@
 #include "runtime/Pelm/String.h"
 #include "runtime/Vorn/Collection.h"
 
-class RUNTIME_API FruConfig : public Pelm::Node {
+class VORN_API FruConfig : public Pelm::Node {
  public:
    FruConfig();
    ~FruConfig() override;

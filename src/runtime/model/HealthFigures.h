@@ -16,31 +16,31 @@ namespace StorageDevices {
 // Percent of the rated life that is left, 0 to 100.
 // SMART: the normalised value of the attributes that `lifetimeRemaining` takes. It falls from 100, also where
 // the attribute's name and raw value count the use. One whose value rises with its use is not understood.
-RUNTIME_API std::optional<double> lifeLeft(DeviceSmartData const & record);
+VORN_API std::optional<double> lifeLeft(DeviceSmartData const & record);
 // NVMe: what `percentageUsed` leaves.
-RUNTIME_API std::optional<double> lifeLeft(DeviceNvmeData const & record);
+VORN_API std::optional<double> lifeLeft(DeviceNvmeData const & record);
 // eMMC: in steps of ten, of the more worn of the two kinds of memory; 100 for up to 10 percent used.
-RUNTIME_API std::optional<double> lifeLeft(DeviceEmmcData const & record);
+VORN_API std::optional<double> lifeLeft(DeviceEmmcData const & record);
 
 // Bytes written to the drive in its life.
 // SMART: the raw count of attribute 241, in units by the attribute's name: sectors of 512 bytes or 32 MiB.
-RUNTIME_API std::optional<double> bytesWritten(DeviceSmartData const & record);
+VORN_API std::optional<double> bytesWritten(DeviceSmartData const & record);
 // NVMe: `dataUnitsWritten`, 512,000 bytes each.
-RUNTIME_API std::optional<double> bytesWritten(DeviceNvmeData const & record);
+VORN_API std::optional<double> bytesWritten(DeviceNvmeData const & record);
 // Bytes written since the kernel knows the drive.
-RUNTIME_API std::optional<double> bytesWritten(IOStat const & history);
+VORN_API std::optional<double> bytesWritten(IOStat const & history);
 
 // Hours powered on, at most a century.
 // SMART: attribute 9; where the raw value packs more than the hours, what the tool's rendering begins with.
-RUNTIME_API std::optional<double> powerOnHours(DeviceSmartData const & record);
-RUNTIME_API std::optional<double> powerOnHours(DeviceNvmeData const & record);
+VORN_API std::optional<double> powerOnHours(DeviceSmartData const & record);
+VORN_API std::optional<double> powerOnHours(DeviceNvmeData const & record);
 
 // Degrees Celsius.
-RUNTIME_API std::optional<double> temperature(DeviceSmartData const & record);
-RUNTIME_API std::optional<double> temperature(DeviceNvmeData const & record);
+VORN_API std::optional<double> temperature(DeviceSmartData const & record);
+VORN_API std::optional<double> temperature(DeviceNvmeData const & record);
 
 // The raw value of an attribute as a single count, `largest` at most. None for one that packs several fields.
 // The tool then renders more than the count, or the value is larger than any such count can be.
-RUNTIME_API std::optional<std::uint64_t> plainCount(SmartAttr const & attr, std::uint64_t largest);
+VORN_API std::optional<std::uint64_t> plainCount(SmartAttr const & attr, std::uint64_t largest);
 
 }  // namespace StorageDevices

@@ -20,7 +20,7 @@ namespace StorageDevices {
 
 // The history of one disk, oldest measurement first. It is stored in chunks: the overhead is small, and
 // dropping the oldest measurements moves no others.
-class RUNTIME_API IOStat : public Pelm::Node {
+class VORN_API IOStat : public Pelm::Node {
  public:
    struct Measurement {
       Vorn::Seconds time;  // of the framework
@@ -65,7 +65,7 @@ class RUNTIME_API IOStat : public Pelm::Node {
 };
 
 // The histories of the connected disks. One goes with its disk.
-class RUNTIME_API IOStatData : public Pelm::Node {
+class VORN_API IOStatData : public Pelm::Node {
  public:
    IOStatData();
    ~IOStatData() override;

@@ -9,7 +9,7 @@
 #include "runtime/Pelm/Ptr.h"
 #include "runtime/Pelm/String.h"
 
-class RUNTIME_API MountPtMonitorHelper : public Pelm::Node {
+class VORN_API MountPtMonitorHelper : public Pelm::Node {
  public:
    struct MountState {
       bool mounted = false;

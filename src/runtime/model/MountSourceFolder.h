@@ -11,6 +11,6 @@ namespace StorageDevices::Mounts {
 // A descriptor (O_PATH) of the directory, which the caller closes, or minus the errno value. That is ELOOP
 // for a symbolic link, with or without a trailing slash, and ENOTDIR for any other kind of file. Links in its
 // parents are followed.
-RUNTIME_API int openSourceFolder(std::filesystem::path const & directory);
+VORN_API int openSourceFolder(std::filesystem::path const & directory);
 
 }  // namespace StorageDevices::Mounts

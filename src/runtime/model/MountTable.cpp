@@ -86,6 +86,19 @@ Mount describe(Base::MountInfo const & mount) {
    return result;
 }
 
+// Calls `visit` for each line of the table, in order.
+template <class Visit>
+void forEachMount(Visit visit) {
+   std::string const file = root() + "/proc/self/mountinfo";
+   errno = 0;
+   std::ifstream table{file};
+   if (!table && Vorn::isShortage(errno))
+      throw std::system_error{errno, std::generic_category(), file};
+   for (std::string line; std::getline(table, line);)
+      if (auto const mount = Base::parseMountInfo(line))
+         visit(*mount);
+}
+
 void collectBelow(std::string const & name, std::vector<std::string> & found) {
    constexpr std::size_t most = 64;
    std::error_code error;
@@ -107,14 +120,20 @@ void collectBelow(std::string const & name, std::vector<std::string> & found) {
 std::vector<Mount> mountsAt(Pelm::String const & path) {
    Vorn::BlockingCall const call{"mount table query", path.view()};
    std::vector<Mount> result;
-   std::string const file = root() + "/proc/self/mountinfo";
-   errno = 0;
-   std::ifstream table{file};
-   if (!table && Vorn::isShortage(errno))
-      throw std::system_error{errno, std::generic_category(), file};
-   for (std::string line; std::getline(table, line);)
-      if (auto const mount = Base::parseMountInfo(line); mount && path == mount->target)
-         result.push_back(describe(*mount));
+   forEachMount([&](Base::MountInfo const & mount) {
+      if (path == mount.target)
+         result.push_back(describe(mount));
+   });
+   return result;
+}
+
+std::vector<std::string> mountPoints() {
+   Vorn::BlockingCall const call{"mount table query", "/proc/self/mountinfo"};
+   std::vector<std::string> result;
+   forEachMount([&](Base::MountInfo const & mount) {
+      if (std::find(result.begin(), result.end(), mount.target) == result.end())
+         result.push_back(mount.target);
+   });
    return result;
 }
 

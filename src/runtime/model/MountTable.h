@@ -24,15 +24,18 @@ struct Mount {
 // The mounts on the path; the last one is visible, the others lie below it. Empty when there is none, or the
 // table cannot be read. Raises std::system_error when descriptors or memory are short: the mounts are unknown
 // then.
-RUNTIME_API std::vector<Mount> mountsAt(Pelm::String const & path);
+VORN_API std::vector<Mount> mountsAt(Pelm::String const & path);
+
+// Every path of the table on which something is mounted, once, in the table's order. Raises like `mountsAt`.
+VORN_API std::vector<std::string> mountPoints();
 
 // The devices below a device-mapper node, such as /dev/sda2, at all levels; none for any other device.
-RUNTIME_API std::vector<std::string> devicesBelow(std::string const & device);
+VORN_API std::vector<std::string> devicesBelow(std::string const & device);
 
 // The path by which a mounted file system is accessed: the mount point below the root of `rootIs`.
-RUNTIME_API Pelm::String accessPath(Pelm::String const & mountPoint);
+VORN_API Pelm::String accessPath(Pelm::String const & mountPoint);
 
 // Replaces / as the root of the mount table, sysfs and the mount points; for tests and simulations.
-RUNTIME_API void rootIs(std::string const & directory);
+VORN_API void rootIs(std::string const & directory);
 
 }  // namespace StorageDevices::Mounts

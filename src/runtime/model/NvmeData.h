@@ -24,7 +24,7 @@ struct NvmeAttr {
 
 // One drive's values at the last good reading. A reading that fails changes none of them; a good one writes
 // all.
-class RUNTIME_API DeviceNvmeData : public Pelm::Node {
+class VORN_API DeviceNvmeData : public Pelm::Node {
  public:
    explicit DeviceNvmeData(Pelm::String name);
    ~DeviceNvmeData() override;
@@ -129,7 +129,7 @@ inline constexpr NvmeField nvmeFields[] = {
 };
 
 // The records of all NVMe drives. A record goes with its drive.
-class RUNTIME_API NvmeData : public Pelm::Node {
+class VORN_API NvmeData : public Pelm::Node {
  public:
    NvmeData();
    ~NvmeData() override;

@@ -7,7 +7,7 @@
 #include "runtime/Vorn/Attribute.h"
 #include "runtime/Vorn/Seconds.h"
 
-class RUNTIME_API PollInterval : public Pelm::Node {
+class VORN_API PollInterval : public Pelm::Node {
  public:
    PollInterval();
    ~PollInterval() override;

@@ -28,11 +28,11 @@ struct SmartAttr {
 };
 
 // Whether the row has a possible temperature, -40 to 140 degrees Celsius.
-RUNTIME_API bool isValidSATATemp(SmartAttr const & attr);
+VORN_API bool isValidSATATemp(SmartAttr const & attr);
 
 // The temperature in degrees Celsius of a row that isValidSATATemp accepts. It is the whole number at the
 // start of the raw string ("36 (Min/Max 20/45)"), else the lowest byte of the raw value.
-RUNTIME_API std::int64_t useRawStringTemperature(SmartAttr const & attr);
+VORN_API std::int64_t useRawStringTemperature(SmartAttr const & attr);
 
 // An optional row.
 class OptionalSmartAttr {

@@ -17,7 +17,7 @@ namespace StorageDevices {
 
 // One drive's values at the last good reading. A reading that fails changes none of them. A reading with
 // a table writes all of it: a row that is missing there empties its field.
-class RUNTIME_API DeviceSmartData : public Pelm::Node {
+class VORN_API DeviceSmartData : public Pelm::Node {
  public:
    explicit DeviceSmartData(Pelm::String name);
    ~DeviceSmartData() override;
@@ -175,7 +175,7 @@ inline constexpr SmartField smartFields[] = {
 
 // The records of all drives on a bus with a known address (SATA, USB, NVMe). A record goes with its drive:
 // who needs the last values keeps the pointer.
-class RUNTIME_API SmartData : public Pelm::Node {
+class VORN_API SmartData : public Pelm::Node {
  public:
    SmartData();
    ~SmartData() override;

@@ -11,7 +11,7 @@
 #include "runtime/Vorn/Seconds.h"
 
 // The record of one device. It outlives the disconnection of a fixed device.
-class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
+class VORN_API StorageDevErrorSyslogInfo : public Pelm::Node {
  public:
    StorageDevErrorSyslogInfo(Pelm::String name, Pelm::String blockDevice, Pelm::String interfaceAndAddress,
                              bool removable);
@@ -63,7 +63,7 @@ class RUNTIME_API StorageDevErrorSyslogInfo : public Pelm::Node {
 
 // The records of all devices, fixed ones that are gone included. The host keeps it: a monitor that is made
 // again goes on with the same records, so that no message comes twice within a day.
-class RUNTIME_API StorageDevicesInfo : public Pelm::Node {
+class VORN_API StorageDevicesInfo : public Pelm::Node {
  public:
    StorageDevicesInfo();
    ~StorageDevicesInfo() override;

@@ -64,7 +64,7 @@ class TempSensorConfig : public Pelm::Node {
 
 // The configured sensors. Written by the host. A monitor reads a sensor's configuration at each reading, so a
 // change takes effect at the next one.
-class RUNTIME_API Config : public Pelm::Node {
+class VORN_API Config : public Pelm::Node {
  public:
    Config();
    ~Config() override;
@@ -79,7 +79,7 @@ class RUNTIME_API Config : public Pelm::Node {
 
 // The status of one sensor, under its name in the status directory. Written by the monitor of the drives'
 // temperatures.
-class RUNTIME_API TempSensorStatus : public Pelm::Node {
+class VORN_API TempSensorStatus : public Pelm::Node {
  public:
    class Alarm : public Vorn::EnumType<unsigned char, Alarm> {
     public:
@@ -113,7 +113,7 @@ class RUNTIME_API TempSensorStatus : public Pelm::Node {
 };
 
 // Filters a sensor's readings, to distinguish a real change from a bad reading.
-class RUNTIME_API TemperatureWrapper : public Pelm::Node {
+class VORN_API TemperatureWrapper : public Pelm::Node {
  public:
    explicit TemperatureWrapper(Pelm::String name);
    ~TemperatureWrapper() override;
@@ -144,13 +144,13 @@ class RUNTIME_API TemperatureWrapper : public Pelm::Node {
 };
 
 // Creates or replaces the sensor's status in the directory, under the configured name.
-RUNTIME_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
+VORN_API Pelm::Ptr<TempSensorStatus> createEnvTempSensorStatus(
     Pelm::Ptr<Vorn::Dir> const & dir, Pelm::Ptr<TempSensorConfig const> const & config);
 
 // Passes a reading to the sensor. A reading outside the range, or not accepted by the wrapper, changes only
 // the range. An alarm ends two degrees below the temperature at which it begins. `force` skips the wrapper.
-RUNTIME_API void updateEnvTempSensorStatus(Celsius min, Celsius max, double reading, bool force,
-                                           TempSensorConfig const & config, TempSensorStatus & status,
-                                           TemperatureWrapper & wrapper);
+VORN_API void updateEnvTempSensorStatus(Celsius min, Celsius max, double reading, bool force,
+                                        TempSensorConfig const & config, TempSensorStatus & status,
+                                        TemperatureWrapper & wrapper);
 
 }  // namespace Environment::Temperature

@@ -221,23 +221,10 @@ TEST_F(AgentProgramTest, ReportsAWrongConfigurationInOneLineAndExitsWithTwo) {
    config("[clock]\ntime_scale = 0\n");
    Output const agentOutput = runProgram("agent --config " + folder.string() + "/agent.toml");
    EXPECT_EQ(agentOutput.exitCode, 2);
-   EXPECT_NE(agentOutput.text.find("agent.toml:12: clock.time_scale: "), std::string::npos)
+   EXPECT_NE(agentOutput.text.find("agent.toml:14: clock.time_scale: "), std::string::npos)
        << agentOutput.text;
    EXPECT_EQ(runProgram("check-config --config " + folder.string() + "/agent.toml").exitCode, 2);
    EXPECT_EQ(runProgram("fly").exitCode, 2);
-}
-
-TEST_F(AgentProgramTest, NamesKeysThatAreNotServedAtTheStartAndByCheckConfig) {
-   config("[log]\ndestination = \"syslog\"\n[history]\nhours = 2\n");
-   Output const checked = runProgram("check-config --config " + folder.string() + "/agent.toml");
-   start();
-   EXPECT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
-   for (std::string const line :
-        {"log.destination: \"syslog\" is not supported in this version; lines go to standard error\n",
-         "history: is not supported in this version; "}) {
-      EXPECT_NE(checked.text.find("\n" + line), std::string::npos) << checked.text;
-      EXPECT_NE(log.find(" notice storagedevices: " + line), std::string::npos) << log;
-   }
 }
 
 TEST_F(AgentProgramTest, ReportsTooFewDescriptorsBeforeAnythingElse) {

@@ -4,13 +4,10 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <sys/types.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -22,29 +19,9 @@
 #include "command/StatusClient.h"
 #include "demo/AgentProcess.h"
 #include "simulation/SimulatedUnit.h"
+#include "tests/integration/agent/Shell.h"
 #include "tests/support/RealTime.h"
 #include "tests/support/TempDir.h"
-
-struct Output {
-   int exitCode;
-   std::string text;  // of both standard output and error
-};
-
-// Runs a command of the shell.
-inline Output shell(std::string const & command) {
-   std::unique_ptr<FILE, int (*)(FILE *)> pipe{popen((command + " 2>&1").c_str(), "r"),
-                                               [](FILE *) { return 0; }};
-   std::string text;
-   std::array<char, 4096> buffer{};
-   for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0;)
-      text.append(buffer.data(), count);
-   int const status = pclose(pipe.release());
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
-inline Output runProgram(std::string const & arguments, std::string const & runner = "") {
-   return shell(runner + AGENT_PROGRAM + " " + arguments);
-}
 
 class AgentProgramTest : public testing::Test {
  protected:
@@ -73,7 +50,8 @@ class AgentProgramTest : public testing::Test {
                                      "\"\nmount_source_dir = \"" + folder.string() + "/mount-source\"\n" +
                                      "[tools]\npath = \"" + unit.toolsPath().string() +
                                      "\"\n[kernel_messages]\nforward_kmsg = false\nsocket = \"" +
-                                     kernelSocket + "\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
+                                     kernelSocket + "\"\n[history]\nfile = \"" + folder.string() +
+                                     "/history\"\n[status]\nsocket = \"" + socket + "\"\n" + more);
    }
 
    // A further line of a table of the configuration.

@@ -79,7 +79,7 @@ TEST_F(ScarceProcessesTest, ReportsCauseAndRemedyOfFailedReadingsAndRecoversWith
       GTEST_SKIP() << reason;
    start(1000);
    ASSERT_TRUE(waitInRealTime([&] { return has("SN-A") && isRead(); })) << log;
-   processesAre(2);  // the loop and its watchdog
+   processesAre(3);  // the loop, its watchdog and the log's
    ASSERT_TRUE(
        logs(" warning storagedevices: smartctl cannot be started, so its readings fail until it can: " +
             Vorn::errorAndRemedy(EAGAIN) + "\n"))

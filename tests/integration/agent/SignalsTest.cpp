@@ -58,7 +58,7 @@ TEST_F(AgentSignalsTest, ChangesNothingForABadConfigurationAndReportsFileAndLine
    config("[trace]\nNoSuchFacility = 1\n", "poll_interval = 1\n");
    reload();
    EXPECT_TRUE(logs(" error storagedevices: " + folder.string() +
-                    "/agent.toml:13: trace.NoSuchFacility: is no trace "
+                    "/agent.toml:15: trace.NoSuchFacility: is no trace "
                     "facility; these are "))
        << log;
    EXPECT_TRUE(logs("; the configuration stays as it was\n")) << log;

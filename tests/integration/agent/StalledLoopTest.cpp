@@ -9,8 +9,8 @@
 #include <string>
 
 #include "tests/integration/agent/AgentProgramTest.h"
+#include "tests/support/DatagramSocket.h"
 #include "tests/support/MountNamespace.h"
-#include "tests/support/NotifySocket.h"
 #include "tests/support/Regex.h"
 
 namespace {
@@ -50,7 +50,7 @@ class StalledLoopTest : public AgentProgramTest {
       return document;
    }
 
-   Support::NotifySocket manager{folder.string() + "/notify"};
+   Support::DatagramSocket manager{folder.string() + "/notify"};
 };
 
 TEST_F(StalledLoopTest, NamesTheDiskThatDoesNotAnswerAndTheCallThatWaitsForIt) {

@@ -66,7 +66,8 @@ TEST_F(ToolTreeTest, CountsLinesThatNobodyReadsInTheState) {
    start();
    auto const ask = [&] { state.Parse(Command::askAgent(socket, "/api/v1/state?history=1").c_str()); };
    ask();
-   Support::waitInRealTime([&] { return state["log"]["linesDropped"].GetUint() > 0; }, ask);
+   Support::waitInRealTime([&] { return state["log"]["linesDropped"].GetUint() > 0; }, ask,
+                           std::chrono::seconds{40});
    EXPECT_GT(state["log"]["linesDropped"].GetUint(), 0U);
    EXPECT_TRUE(state["kernelLines"].ObjectEmpty());
 }
