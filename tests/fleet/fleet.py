@@ -107,6 +107,10 @@ class Fleet:
     def query(self, expression: str) -> list[dict[str, Any]]:
         return servers.query(self.prometheus, expression)
 
+    def logs(self) -> str:
+        """The end of each unit's log."""
+        return "\n".join(f"{unit.name}, {unit.address}:\n{unit.log.read_text()[-600:]}" for unit in self.units)
+
     @staticmethod
     def _started(stack: ExitStack, server: servers.Server, url: str) -> str:
         stack.enter_context(server)

@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import random
 import signal
 import socket
 import subprocess
@@ -16,10 +17,18 @@ from typing import Any, Callable, Optional, Self, Sequence
 READY = 30.0  # seconds; a busy machine is slow
 
 
+# Below those that the kernel gives to connections: one of these may take the port before the server does.
+_ports = iter(range(random.randrange(20000, 32000, 50), 32768))
+
+
 def free_port() -> int:
-    with socket.socket() as sock:
-        sock.bind(("127.0.0.1", 0))
-        return sock.getsockname()[1]
+    """A port of loopback without a server; no port twice."""
+    for port in _ports:
+        with socket.socket() as sock, contextlib.suppress(OSError):
+            sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            sock.bind(("127.0.0.1", port))
+            return port
+    raise AssertionError("no port")
 
 
 def fetch(url: str, data: Optional[object] = None, seconds: float = 10) -> bytes:

@@ -31,10 +31,14 @@ class FleetTest(unittest.TestCase):
     def setUp(self) -> None:
         folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.fleet = self.enterContext(Fleet(folder, UNITS, SCALE))
-        self.wait("sum(storagedevices_unit_verdict{verdict='ok'}) == %d" % UNITS)
+        try:
+            servers.wait(lambda: self.verdicts() == ["ok"] * UNITS, 60, "every unit is ok")
+        except AssertionError as error:
+            raise AssertionError(f"{error}; {self.verdicts()}\n{self.fleet.logs()}") from error
 
-    def wait(self, expression: str) -> None:
-        servers.wait(lambda: self.fleet.query(expression), 30, expression)
+    def verdicts(self) -> list[str]:
+        """Those of the units that Prometheus knows."""
+        return [sample["metric"]["verdict"] for sample in self.fleet.query("storagedevices_unit_verdict == 1")]
 
     def notifications(self, status: str) -> dict[tuple[str, int, str], tuple[float, str]]:
         """Of each alert the time of its first notification with that status, and the receiver."""
