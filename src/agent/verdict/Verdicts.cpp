@@ -10,7 +10,6 @@ namespace {
 using StorageDevices::ConnectedDisk;
 
 // Framework time.
-constexpr Vorn::Seconds usualInterval = 5;
 constexpr Vorn::Seconds intervalWhileFollowed = 1;
 
 Reason const * reasonOf(DiskVerdict const * verdict, std::string_view code) {
@@ -60,7 +59,7 @@ Verdicts::Verdicts(Entities const & entities, Config::VerdictLimits const & limi
       knowsAll_{std::move(knowsAll)} {}
 
 void Verdicts::handleClock() {
-   clock_.timeMinIs(Vorn::System::currentTime() + (followed_ ? intervalWhileFollowed : usualInterval));
+   clock_.timeMinIs(Vorn::System::currentTime() + (followed_ ? intervalWhileFollowed : interval_));
    evaluate();
 }
 
@@ -68,6 +67,11 @@ void Verdicts::followedIs(bool followed) {
    followed_ = followed;
    if (followed)
       clock_.timeMinIs(0);
+}
+
+void Verdicts::intervalIs(Vorn::Seconds interval) {
+   interval_ = interval;
+   clock_.timeMinIs(Vorn::System::currentTime() + interval);
 }
 
 void Verdicts::evaluate() {

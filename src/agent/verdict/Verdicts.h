@@ -1,6 +1,6 @@
 // Evaluates every disk, in one place, for everything that shows a verdict.
 //
-// The rules are evaluated at each request and every five seconds of framework time: every second while
+// The rules are evaluated at each request and every five seconds of framework time by default: every second while
 // changes are followed. Changes alone do not suffice. A rule may begin or cease to apply with time (a late
 // reading, a day after an error). Neither the readings nor the mount table notify. Requests alone do not
 // suffice either: a reason's `since` is at most one such interval late. An evaluation reads records in
@@ -57,6 +57,8 @@ class Verdicts {
    void evaluate();
    // Whether somebody follows the changes and wants them within a second.
    void followedIs(bool followed);
+   // Framework time between two evaluations while nobody follows; infinity: only at requests.
+   void intervalIs(Vorn::Seconds interval);
 
    // As configured now.
    Config::VerdictLimits const & limits() const { return limits_; }
@@ -82,6 +84,7 @@ class Verdicts {
    KnowsAll knowsAll_;
    FileSystemTests tests_;
    bool followed_ = false;
+   Vorn::Seconds interval_ = 5;
    Pelm::Ptr<DiskVerdicts> disks_ = Pelm::make<DiskVerdicts>();
    Vorn::Clock::Notifiee<&Verdicts::handleClock> clock_{*this};
 };

@@ -87,6 +87,11 @@ bool ChildProcessTrackerSm::isFailure(Pelm::String const & program, int exitCode
    return !failurePolicy_ || failurePolicy_(program, exitCode);
 }
 
+std::optional<SubstitutedRun> ChildProcessTrackerSm::substituted(
+    std::vector<Pelm::String> const & argv) const {
+   return substitute_ ? substitute_(argv) : std::nullopt;
+}
+
 void ChildProcessTrackerSm::orphanIs(pid_t pid, int pidfd, std::vector<Pelm::String> command) {
    runningDel(pid);
    orphans_.push_back(std::make_unique<Orphan>(*this, pid, pidfd, std::move(command)));

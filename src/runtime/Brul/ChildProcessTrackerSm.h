@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "runtime/Export.h"
@@ -30,6 +32,14 @@ struct FinishedRun : public Pelm::Node {
    Vorn::Seconds duration;  // real seconds
 };
 
+// The outcome of a run that no process makes.
+struct SubstitutedRun {
+   int exitCode = 0;  // minus the signal that ended it
+   std::string standardOutput;
+   std::string standardError;
+   Vorn::Seconds duration;  // framework time, above 0; infinity: it hangs until the time limit
+};
+
 class VORN_API ChildProcessTrackerSm : public Pelm::Node {
  public:
    // Whether a run of a program (argv[0]) with an exit code other than 0 has failed.
@@ -47,6 +57,12 @@ class VORN_API ChildProcessTrackerSm : public Pelm::Node {
    // By default every exit code except 0 is a failure. A death by signal always is.
    void failurePolicyIs(FailurePolicy policy) { failurePolicy_ = std::move(policy); }
    bool isFailure(Pelm::String const & program, int exitCode) const;
+
+   // Runs for which the function answers an outcome start no process, for simulations of years. Limits and
+   // policies apply to them too. Null, the default: every run starts one.
+   using Substitute = std::function<std::optional<SubstitutedRun>(std::vector<Pelm::String> const & argv)>;
+   void substituteIs(Substitute substitute) { substitute_ = std::move(substitute); }
+   std::optional<SubstitutedRun> substituted(std::vector<Pelm::String> const & argv) const;
 
    // Directories, separated by colons, that are searched before PATH. Empty by default.
    void toolPathIs(Pelm::String path) { toolPath_ = std::move(path); }
@@ -78,6 +94,7 @@ class VORN_API ChildProcessTrackerSm : public Pelm::Node {
 
    Vorn::Seconds timeLimit_ = 0;
    FailurePolicy failurePolicy_;
+   Substitute substitute_;
    Pelm::String toolPath_;
    std::set<pid_t> running_;
    std::vector<std::unique_ptr<Orphan>> orphans_;

@@ -9,6 +9,12 @@
 
 namespace Brul {
 
+namespace {
+
+constexpr auto tooLong = "its output exceeded 4 MiB";
+
+}  // namespace
+
 int OutputPipe::open() {
    std::array<int, 2> ends{};
    if (pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -32,9 +38,15 @@ bool OutputPipe::read() {
    return isOpen();
 }
 
+void OutputPipe::outputIs(std::string text) {
+   text_ = std::move(text);
+   if (text_.size() > maxBytes)
+      lose(tooLong);
+}
+
 bool OutputPipe::take(char const * bytes, std::size_t size) {
    if (size > maxBytes - text_.size())
-      return lose("its output exceeded 4 MiB");
+      return lose(tooLong);
    try {
       text_.append(bytes, size);
    } catch (std::bad_alloc const &) {

@@ -38,6 +38,8 @@ class VORN_API OutputPipe {
    // Any bytes: what was read so far; empty when it was lost.
    std::string const & text() const { return text_; }
    void textIs(std::string text) { text_ = std::move(text); }
+   // The whole output at once, of a run without a pipe; the bound applies.
+   void outputIs(std::string text);
 
  private:
    bool take(char const * bytes, std::size_t size);

@@ -87,7 +87,10 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       return;
    startedAt_ = Vorn::kernelTime(CLOCK_MONOTONIC);
    argv_.assign(arg.begin(), arg.end());
-   if (tracker_->hasStuckRun(argv_)) {
+   substituted_ = tracker_->substituted(argv_);
+   if (substituted_) {
+      startSubstituted(substituted_->duration);
+   } else if (tracker_->hasStuckRun(argv_)) {
       timedOut_ = true;
       reasonIs(lastRunIsStuck);
       deadlineIs(Deadline::stuck, 0);
@@ -101,6 +104,26 @@ void PipedChildProcessSm::start(bool captureStdout, bool captureStderr) {
       deadlineIs(Deadline::timeLimit, tracker_->timeLimit());
    }
    stateIs(State::running);
+}
+
+void PipedChildProcessSm::startSubstituted(Vorn::Seconds duration) {
+   Vorn::Seconds const limit = tracker_->timeLimit();
+   timedOut_ = limit > 0 && duration > limit;
+   deadline_ = Deadline::substituted;
+   deadlineClock_.timeMinIs(Vorn::System::currentTime() + (timedOut_ ? limit : duration));
+}
+
+void PipedChildProcessSm::endSubstituted() {
+   SubstitutedRun run = std::move(*substituted_);
+   stdout_.outputIs(std::move(run.standardOutput));
+   stderr_.outputIs(std::move(run.standardError));
+   char const * const loss = stdout_.lossReason() ? stdout_.lossReason() : stderr_.lossReason();
+   if (timedOut_ || loss) {
+      reasonIs(timedOut_ ? timeLimitPassed : loss);
+      end(timedOut_ ? -SIGTERM : -SIGKILL, true);
+   } else {
+      end(run.exitCode, tracker_->isFailure(argv_.front(), run.exitCode));
+   }
 }
 
 bool PipedChildProcessSm::launch(bool captureStdout, bool captureStderr) {
@@ -156,6 +179,9 @@ void PipedChildProcessSm::handleDeadline() {
          break;
       case Deadline::stuck:
          end(-SIGKILL, true);
+         break;
+      case Deadline::substituted:
+         endSubstituted();
          break;
       case Deadline::grace:
          process_.signalGroup(SIGKILL);

@@ -9,6 +9,7 @@
 // published in a later turn of the loop than the start. Dropping a running object kills its group.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,8 @@ class VORN_API PipedChildProcessSm : public Pelm::Node {
    friend Pelm::Ptr<T> Pelm::make(Args &&... args);
 
    void stateIs(State value);
+   void startSubstituted(Vorn::Seconds duration);
+   void endSubstituted();
    bool launch(bool captureStdout, bool captureStderr);
    void handleStdout();
    void handleStderr();
@@ -91,11 +94,12 @@ class VORN_API PipedChildProcessSm : public Pelm::Node {
    void giveUp(char const * reason);
    void reasonIs(Pelm::String reason);
 
-   enum class Deadline { none, cannotStart, stuck, timeLimit, kill, abandon, grace };
+   enum class Deadline { none, cannotStart, stuck, substituted, timeLimit, kill, abandon, grace };
    void deadlineIs(Deadline what, Vorn::Seconds realSpan);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;
    std::vector<Pelm::String> argv_;  // of the run; `arg` may change meanwhile
+   std::optional<SubstitutedRun> substituted_;  // its outcome, if no process makes it
    ChildProcess process_;
    OutputPipe stdout_{"stdout"};
    OutputPipe stderr_{"stderr"};

@@ -1,0 +1,47 @@
+// What the model knows of the running agent; a restart begins it anew.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/endurance/Model.h"
+
+namespace Endurance {
+
+struct Model::Agent {
+   struct Repeated {
+      explicit Repeated(Agenda & agenda) : timer(agenda, [this] { act(); }) {}
+      std::function<void()> act;
+      Timer timer;
+   };
+
+   explicit Agent(Agenda & agenda)
+       : pollClock(agenda), statisticsClock(agenda), clockWatch(agenda), settle(agenda) {
+      for (std::size_t i : {0U, 2U})
+         sensors.emplace(udevSerial(places[i], static_cast<int>(i) + 1),
+                         std::make_unique<ModelSensor>(agenda));
+   }
+
+   std::vector<std::unique_ptr<ModelDisk>> disks;  // in order of insertion
+   std::map<std::string_view, std::unique_ptr<ModelCollector>> collectors;
+   std::vector<ModelRecord> records;
+   std::map<std::string_view, std::unique_ptr<ModelFileSystem>> fileSystems;
+   std::map<std::string, std::unique_ptr<ModelSensor>> sensors;
+   std::set<std::string> gone;  // fixed disks
+   double lead = 0;             // of the wall clock before the other, when they were compared last
+   bool monitors = false;       // whether the monitors poll
+   bool waits = false;          // for the disks to be known
+   bool ready = false;
+   bool settled = false;
+   Repeated pollClock;
+   Repeated statisticsClock;
+   Repeated clockWatch;
+   Repeated settle;
+};
+
+}  // namespace Endurance

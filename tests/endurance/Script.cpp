@@ -1,0 +1,222 @@
+#include "tests/endurance/Script.h"
+
+#include <array>
+#include <iomanip>
+#include <istream>
+#include <ostream>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+
+#include "tests/endurance/Places.h"
+
+namespace Endurance {
+
+namespace {
+
+// No clock of the library's begins at such a time, so the order of what falls together is that of arming.
+constexpr double offset = 0.4375;
+constexpr double day = 86400;
+
+class Maker {
+ public:
+   explicit Maker(std::uint32_t seed) : random_{seed} {}
+
+   Script script(double span) {
+      double time = 0;
+      while ((time += 2 + below(usualGap)) < span) {
+         now_ = time + offset;
+         happens(below(100));
+         time = now_ - offset;
+      }
+      return std::move(script_);
+   }
+
+ private:
+   static constexpr int usualGap = 36000;  // seconds: some 1,750 draws a year
+   static constexpr int shortWhile = 600;
+
+   int below(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
+   Place const & anyPlace() { return places[static_cast<std::size_t>(below(placeCount))]; }
+   Place const & fixedPlace() { return places[static_cast<std::size_t>(below(placeCount - 1))]; }
+
+   template <std::size_t size>
+   std::string_view oneOf(std::array<std::string_view, size> const & words) {
+      return words[static_cast<std::size_t>(below(size))];
+   }
+
+   void add(std::string_view word, std::string_view place = "-", std::string_view detail = "-",
+            std::int64_t number = 0) {
+      script_.push_back({now_, std::string{word}, std::string{place}, std::string{detail}, number});
+      now_ += 2;
+   }
+
+   void happens(int draw) {
+      if (draw < 22)
+         kernelLines();
+      else if (draw < 42)
+         health();
+      else if (draw < 56)
+         tool();
+      else if (draw < 62)
+         add("tools-well");
+      else if (draw < 68)
+         add("file", anyPlace().name, oneOf(files), below(3));
+      else if (draw < 76)
+         fileSystem();
+      else if (draw < 83)
+         mount();
+      else if (draw < 91)
+         disk();
+      else
+         unit(draw);
+   }
+
+   void tool() {
+      auto const & place = anyPlace();
+      auto const act = oneOf(toolActs);
+      int const which = below(3);
+      add("tool", place.name, act, which);
+      if (act != toolActs[static_cast<std::size_t>(ToolAct::floods)])
+         return;
+      now_ += shortWhile;  // each poll of it takes a thousand times as long
+      add("tool", place.name, toolActs.front(), which);
+   }
+
+   void kernelLines() {
+      auto const & place = anyPlace();
+      add("kernel", place.name, oneOf(kernelForms), 1 + (below(10) == 0 ? below(400) : 0));
+      if (below(3) == 0)
+         add("kernel", place.name, oneOf(kernelForms), 1);
+   }
+
+   void health() {
+      auto const & place = anyPlace();
+      switch (below(9)) {
+         case 0:
+         case 1:
+            add("wears", place.name, "-", 1 + below(3));
+            add("writes", place.name, "-", below(900));
+            break;
+         case 2:
+            add("new", place.name);
+            break;
+         case 3:
+            add("temperature", place.name, "-", 20 + below(75));
+            break;
+         case 4:
+            add("passed", place.name, "-", below(2));
+            break;
+         case 5:
+            add("below-threshold", place.name, "-", below(2));
+            break;
+         case 6:
+            add(oneOf(counts), place.name, "-", below(3));
+            break;
+         case 7:
+            add("warning", place.name, "-", below(32));
+            break;
+         default:
+            add("spare", place.name, "-", below(101));
+            add("end-of-life", place.name, "-", 1 + below(3));
+      }
+   }
+
+   void fileSystem() {
+      auto const & place = fixedPlace();
+      switch (below(4)) {
+         case 0:
+            add("full", place.name, "-", below(4) == 0 ? -1 : 1 + below(100));
+            break;
+         case 1:
+            add("folder", place.name, "-", below(2));
+            break;
+         default:
+            add("io", place.name, oneOf(ioFaults), below(errorCount));
+      }
+   }
+
+   void mount() { add("mount", fixedPlace().name, oneOf(mounts)); }
+
+   void disk() {
+      auto const & place = anyPlace();
+      switch (below(5)) {
+         case 0:
+            add("pull", place.name);
+            break;
+         case 1:
+            add("change", place.name);
+            break;
+         case 2:
+            add("pull", place.name);
+            add("plug-new", place.name, "-", below(2));
+            break;
+         default:
+            add("plug", place.name, "-", below(2));
+      }
+   }
+
+   void unit(int draw) {
+      if (draw < 94)
+         add("clock", "-", "-", below(2) == 0 ? below(400000) - 200000 : below(7200) - 3600);
+      else if (draw < 96)
+         add("sleep", "-", "-", 1 + below(below(4) == 0 ? 300000 : 900));
+      else if (draw < 97)
+         add("restart");
+      else if (draw < 98)
+         add("forget");
+      else
+         add("interval", "-", "-", below(4) == 0 ? 10 + below(600) : 60);
+   }
+
+   static constexpr std::array<std::string_view, 4> files{"stat", "life_time", "pre_eol_info",
+                                                          "mount-source"};
+   static constexpr std::array<std::string_view, 5> counts{"reallocated", "pending", "uncorrectable",
+                                                           "timeouts", "media-errors"};
+   static constexpr std::array<std::string_view, 9> ioFaults{"none",  "none",  "none", "open", "lseek",
+                                                             "write", "fsync", "read", "lies"};
+   static constexpr int errorCount = 6;
+   static constexpr std::array<std::string_view, 6> mounts{"good",      "good", "good",
+                                                           "read-only", "gone", "other"};
+   static constexpr std::array<std::string_view, 8> kernelForms{"port", "buffer", "block",     "end-request",
+                                                                "ext4", "sense",  "partition", "nonsense"};
+
+   std::mt19937 random_;
+   double now_ = 0;
+   Script script_;
+};
+
+Event eventOf(std::string const & line, std::size_t number) {
+   std::istringstream words{line};
+   Event event;
+   std::string rest;
+   if (!(words >> event.time >> event.word >> event.place >> event.detail >> event.number) || words >> rest)
+      throw std::runtime_error{"line " + std::to_string(number) + ": no event: " + line};
+   return event;
+}
+
+}  // namespace
+
+Script randomScript(std::uint32_t seed, double span) {
+   return Maker{seed}.script(span);
+}
+
+void write(std::ostream & out, Script const & script) {
+   for (Event const & event : script)
+      out << std::fixed << std::setprecision(4) << event.time << ' ' << event.word << ' ' << event.place
+          << ' ' << event.detail << ' ' << event.number << '\n';
+}
+
+Script read(std::istream & in) {
+   Script script;
+   std::size_t number = 0;
+   for (std::string line; std::getline(in, line);) {
+      ++number;
+      if (!line.empty() && line.front() != '#')
+         script.push_back(eventOf(line, number));
+   }
+   return script;
+}
+
+}  // namespace Endurance

@@ -1,0 +1,152 @@
+// Runs the library for simulated years beside a model that predicts its messages and verdicts.
+//
+//    endurance [--seed N] [--seeds N] [--years Y] [--script FILE] [--print]
+//
+// It runs under umockdev-wrapper. A run that fails is repeated with ever fewer events; the shortest script
+// that fails is printed, for --script. Exit codes: 0 all agree, 1 a run failed, 2 wrong usage.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/endurance/Run.h"
+#include "tests/endurance/Shrink.h"
+
+namespace {
+
+using Endurance::Outcome;
+using Endurance::Script;
+
+constexpr double year = 365.25 * 86400;
+
+struct Options {
+   std::uint32_t seed = 1;
+   std::uint32_t seeds = 1;
+   double years = 1;
+   std::string script;
+   bool print = false;
+};
+
+Options optionsOf(std::vector<std::string> const & words) {
+   Options options;
+   for (std::size_t i = 0; i < words.size(); ++i) {
+      auto const value = [&] {
+         return i + 1 < words.size() ? words[++i] : throw std::invalid_argument{words[i] + ": no value"};
+      };
+      if (words[i] == "--seed")
+         options.seed = static_cast<std::uint32_t>(std::stoul(value()));
+      else if (words[i] == "--seeds")
+         options.seeds = static_cast<std::uint32_t>(std::stoul(value()));
+      else if (words[i] == "--years")
+         options.years = std::stod(value());
+      else if (words[i] == "--script")
+         options.script = value();
+      else if (words[i] == "--print")
+         options.print = true;
+      else
+         throw std::invalid_argument{words[i] + ": unknown"};
+   }
+   return options;
+}
+
+// In a process of its own, so that a run that crashes or hangs fails like others.
+bool failsApart(Script const & script, double span) {
+   constexpr unsigned patience = 300;
+   pid_t const child = fork();
+   if (child == 0) {
+      alarm(patience);
+      std::fclose(stderr);
+      _exit(Endurance::run(script, span).difference.empty() ? 0 : 1);
+   }
+   int status = 0;
+   return child > 0 && waitpid(child, &status, 0) == child && status != 0;
+}
+
+// What grows after the first year, or a twelfth of a shorter run; empty: nothing.
+std::string growth(Outcome const & outcome) {
+   constexpr std::size_t tolerance = 1024;  // KiB
+   auto const & held = outcome.holdings;
+   if (held.size() < 3)
+      return {};
+   std::size_t const from = std::min<std::size_t>(12, held.size() / 2);
+   std::string found;
+   for (std::size_t i = from; i < held.size(); ++i) {
+      if (held[i].resident > held[from].resident + tolerance)
+         found = "resident: " + std::to_string(held[from].resident) + " KiB, later " +
+                 std::to_string(held[i].resident) + " KiB\n";
+      if (held[i].descriptors > held[from].descriptors + 16 || held[i].children != 0)
+         found += "descriptors: " + std::to_string(held[i].descriptors) +
+                  ", children: " + std::to_string(held[i].children) + "\n";
+   }
+   return found;
+}
+
+void report(Script script, Outcome const & outcome) {
+   double span = outcome.time + 1;
+   std::cout << outcome.time << " s: " << outcome.difference << "shrinking it" << std::endl;
+   script = Endurance::shrink(std::move(script), span, failsApart);
+   std::cout << "the shortest script that fails, within " << span << " s:\n";
+   Endurance::write(std::cout, script);
+   std::cout << Endurance::run(script, span).difference << std::flush;
+}
+
+bool runOne(Script const & script, double span, std::string const & name) {
+   auto const begin = std::chrono::steady_clock::now();
+   // Twice the same would be two units in one process; the first attempt runs apart only where it crashes.
+   Outcome const outcome = Endurance::run(script, span);
+   std::chrono::duration<double> const took = std::chrono::steady_clock::now() - begin;
+   auto const grown = growth(outcome);
+   bool const good = outcome.difference.empty() && grown.empty();
+   std::cout << name << ": " << script.size() << " events, " << outcome.messages << " messages, "
+             << outcome.verdicts << " changes of verdicts, " << outcome.time / 86400 << " days in "
+             << took.count() << " s: " << (good ? "agree" : "FAILED") << std::endl;
+   std::cout << grown;
+   if (!outcome.difference.empty())
+      report(script, outcome);
+   return good;
+}
+
+Script scriptOf(std::string const & file) {
+   std::ifstream stream{file};
+   if (!stream)
+      throw std::invalid_argument{file + ": cannot be opened"};
+   return Endurance::read(stream);
+}
+
+bool runAll(Options const & options) {
+   double const span = options.years * year;
+   if (!options.script.empty()) {
+      Script const script = scriptOf(options.script);
+      return runOne(script, script.empty() ? span : std::max(script.back().time + 2 * 86400, 0.0),
+                    options.script);
+   }
+   bool good = true;
+   for (std::uint32_t seed = options.seed; seed < options.seed + options.seeds; ++seed) {
+      Script const script = Endurance::randomScript(seed, span);
+      if (options.print)
+         Endurance::write(std::cout, script);
+      else
+         good = runOne(script, span, "seed " + std::to_string(seed)) && good;
+   }
+   return good;
+}
+
+}  // namespace
+
+int main(int argc, char ** argv) {
+   try {
+      return runAll(optionsOf(std::vector<std::string>(argv + 1, argv + argc))) ? EXIT_SUCCESS : EXIT_FAILURE;
+   } catch (std::exception const & error) {
+      std::fprintf(stderr, "endurance: %s\n", error.what());
+      return 2;
+   }
+}
