@@ -34,10 +34,11 @@ FileSystemTests::Result FileSystemTests::resultOf(OfMount & mount,
    auto const & test = monitor.fsHealthSm();
    if (!test || !test->running()) {
       mount.seen.reset();
+      mount.formerErrors = test ? test->nonSyslogErrorCount() : 0;
       return Result::none;
    }
    if (!mount.seen)
-      mount.seen = Seen{.disk = disk};
+      mount.seen = Seen{.disk = disk, .otherErrors = mount.formerErrors};
    Seen & seen = *mount.seen;
    if (seen.disk != disk)
       seen = {disk, Result::none, true, test->syslogTriggered(), test->nonSyslogErrorCount()};
@@ -53,12 +54,11 @@ FileSystemTests::Result FileSystemTests::resultOf(OfMount & mount,
 }
 
 void FileSystemTests::diskDel(Pelm::String const & mountPoint) {
-   auto const found = mounts_.find(mountPoint);
-   if (found == mounts_.end())
-      return;
-   found->second.latest = Result::none;
-   if (found->second.seen)
-      found->second.seen->disk = Pelm::String{};
+   OfMount & mount = mounts_[mountPoint];
+   mount.latest = Result::none;
+   if (!mount.seen)
+      mount.seen = Seen{};
+   mount.seen->disk = Pelm::String{};
 }
 
 FileSystemTests::Result FileSystemTests::latest(Pelm::String const & mountPoint) const {

@@ -50,7 +50,8 @@ class FileSystemTests {
    };
 
    struct OfMount {
-      std::optional<Seen> seen;  // while its test runs
+      std::optional<Seen> seen;        // while its test runs
+      std::uint64_t formerErrors = 0;  // that were only traced, before its test was started again
       Result latest = Result::none;
       std::uint64_t failures = 0;
    };

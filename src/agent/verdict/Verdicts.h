@@ -1,8 +1,8 @@
 // Evaluates every disk, in one place, for everything that shows a verdict.
 //
-// The rules are evaluated at each request and every five seconds of framework time by default: every second while
-// changes are followed. Changes alone do not suffice. A rule may begin or cease to apply with time (a late
-// reading, a day after an error). Neither the readings nor the mount table notify. Requests alone do not
+// The rules are evaluated at each request and every five seconds of framework time by default: every second
+// while changes are followed. Changes alone do not suffice. A rule may begin or cease to apply with time (a
+// late reading, a day after an error). Neither the readings nor the mount table notify. Requests alone do not
 // suffice either: a reason's `since` is at most one such interval late. An evaluation reads records in
 // memory, and the mount table for a mount point known to be at fault.
 //

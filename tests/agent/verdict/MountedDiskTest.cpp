@@ -39,6 +39,30 @@ TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBegin) {
    EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared"));
 }
 
+TEST_F(MountedDiskTest, ForgetsTracedErrorsOfATestThatIsStartedAgain) {
+   ASSERT_TRUE(begins());
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EINVAL);
+   ASSERT_TRUE(becomes("write-test-failed: write test failed"));
+   helper->answer.readOnly = true;
+   ASSERT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
+   helper->answer.readOnly = false;
+   test().ioOps()->writeRetIs(0);
+   ASSERT_TRUE(eventually([this] { return reasons().empty() && test().running(); }, 100000));
+   EXPECT_FALSE(eventually([this] { return !reasons().empty(); }, 3000)) << reasons();
+}
+
+TEST_F(MountedDiskTest, ReportsWriteTestFailedForATestThatCannotBeginAgain) {
+   ASSERT_TRUE(begins());
+   oneTestGoesBy();
+   helper->answer.readOnly = true;
+   ASSERT_TRUE(becomes("mounted-read-only: " + folder.string() + " is mounted read-only"));
+   helper->answer.readOnly = false;
+   std::filesystem::remove_all(folder.path() / "debug");
+   folder.write("debug", "");
+   EXPECT_TRUE(becomes("write-test-failed: write test failed: its file cannot be prepared", 100000));
+}
+
 TEST_F(MountedDiskTest, ReportsWriteTestFailedForAMountPointThatIsNoDirectory) {
    ASSERT_TRUE(begins());
    oneTestGoesBy();
@@ -162,6 +186,21 @@ TEST_F(MountedDiskTest, ReportsWriteTestFailedForADiskInThePlaceOfAnAbsentOne) {
    ASSERT_TRUE(eventually([&] { return !verdicts.disks().verdict(another)->reasons().empty(); }, 100000));
    EXPECT_STREQ(verdicts.disks().verdict(another)->reasons().front().code, "write-test-failed");
    EXPECT_EQ(reasons(), "removed: removed");
+}
+
+TEST_F(MountedDiskTest, ForgetsTestsFromBeforeTheDiskCame) {
+   verdicts.evaluate();
+   entities.devices->diskDel(serial);
+   ASSERT_TRUE(begins());
+   test().ioOps()->writeRetIs(-1);
+   test().ioOps()->writeErrnoIs(EINVAL);
+   oneTestGoesBy();
+   test().ioOps()->writeRetIs(0);
+   EXPECT_EQ(reasons(), "removed: removed");
+   Support::DiskFields{.mountPoint = folder.string()}.writeTo(*entities.devices);
+   EXPECT_EQ(reasons(), "");
+   oneTestGoesBy();
+   EXPECT_EQ(reasons(), "");
 }
 
 TEST_F(MountedDiskTest, ReportsMountGoneForAFormerMount) {
