@@ -68,6 +68,10 @@ footprint: build ## what the agent costs beside smartd and node_exporter, into d
 	@cmake --build --preset release --target footprint_bench -j $(JOBS)
 	@bench/figures footprint umockdev-wrapper build/release/bench/footprint_bench build/release/src/agent/agent
 
+.PHONY: endurance
+endurance: build ## ten simulated years, and a hundred seeds of a year, beside a model, into docs/figures.md (an hour)
+	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
+
 .PHONY: coverage
 coverage: setup ## line coverage of the runtime and the library
 	@scripts/coverage

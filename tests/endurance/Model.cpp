@@ -57,7 +57,7 @@ ModelDisk * Model::disk(std::string const & serial) {
 // ---- Start and events.
 
 void Model::start() {
-   agent_ = std::make_unique<Agent>(agenda_);
+   agent_ = std::make_unique<Agent>(agenda_, world_);
    Agent & agent = *agent_;
    for (PlaceState const & place : world_.all())
       if (place.present)
@@ -212,7 +212,8 @@ void Model::settle() {
    ModelUnit & unit = *this;
    for (auto const & disk : agent_->disks)
       if (disk->place->fixed)
-         agent_->fileSystems.emplace(disk->place->name, std::make_unique<ModelFileSystem>(unit, *disk->place));
+         agent_->fileSystems.emplace(disk->place->name,
+                                     std::make_unique<ModelFileSystem>(unit, *disk->place));
 }
 
 void Model::checkMountSource(ModelDisk const & disk) {

@@ -20,11 +20,12 @@ struct Model::Agent {
       Timer timer;
    };
 
-   explicit Agent(Agenda & agenda)
+   Agent(Agenda & agenda, World const & world)
        : pollClock(agenda), statisticsClock(agenda), clockWatch(agenda), settle(agenda) {
-      for (std::size_t i : {0U, 2U})
-         sensors.emplace(udevSerial(places[i], static_cast<int>(i) + 1),
-                         std::make_unique<ModelSensor>(agenda));
+      for (auto const & name : sensorPlaces) {
+         PlaceState const & place = world.at(std::string{name});
+         sensors.emplace(udevSerial(*place.place, place.number), std::make_unique<ModelSensor>(agenda));
+      }
    }
 
    std::vector<std::unique_ptr<ModelDisk>> disks;  // in order of insertion

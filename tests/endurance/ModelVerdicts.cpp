@@ -23,7 +23,8 @@ void ofLife(Reasons & reasons, double left) {
 }
 
 void ofAttributes(Reasons & reasons, Health const & health) {
-   if (health.belowThreshold)
+   constexpr int lifeThreshold = 1;  // of the row that shows it
+   if (health.belowThreshold || health.lifeLeft <= lifeThreshold)
       reasons.insert("attribute-below-threshold");
    if (health.reallocated > 0)
       reasons.insert("reallocated-sectors");

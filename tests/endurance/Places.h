@@ -65,7 +65,8 @@ inline constexpr std::array<std::string_view, 9> toolActs{
 inline constexpr double toolSpan = 0.125;
 inline constexpr double toolLimit = 45;
 
-// Sensors of the disks that are there at the beginning.
+// The drives there have temperature sensors, from the agent's start on.
+inline constexpr std::array<std::string_view, 2> sensorPlaces{"flash", "nvme"};
 inline constexpr double overheat = 70;
 inline constexpr double critical = 80;
 

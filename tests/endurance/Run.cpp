@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "tests/endurance/Model.h"
@@ -112,7 +113,8 @@ class Comparison {
       auto expected = model_.takeMessages();
       std::sort(messages.begin(), messages.end());
       std::sort(expected.begin(), expected.end());
-      outcome_.messages += messages.size();
+      for (Message const & message : messages)
+         ++outcome_.messages[message.name];
       std::string found = unit_.failures();
       if (unit_.now() != model_.now())
          found += "the clocks differ\n";
@@ -121,9 +123,19 @@ class Comparison {
          found += messageDifference(messages, expected);
       if (auto const wanted = model_.verdicts(); verdicts != wanted)
          found += verdictDifference(verdicts, wanted);
-      outcome_.verdicts += verdicts != latest_ ? 1 : 0;
-      latest_ = std::move(verdicts);
+      note(std::move(verdicts));
       return found;
+   }
+
+   void note(Verdicts verdicts) {
+      if (verdicts == latest_)
+         return;
+      ++outcome_.verdicts;
+      latest_ = std::move(verdicts);
+      for (auto const & [serial, reasons] : latest_) {
+         std::istringstream words{reasons};
+         outcome_.reasons.insert(std::istream_iterator<std::string>{words}, {});
+      }
    }
 
    static std::string messageDifference(std::vector<Message> const & messages,

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,11 +20,12 @@ struct Holdings {
 };
 
 struct Outcome {
-   std::string difference;  // between the unit and the model; empty: none
-   double time = 0;         // of the difference or the end, seconds since the start
-   std::size_t messages = 0;
-   std::size_t verdicts = 0;        // changes
-   std::vector<Holdings> holdings;  // each thirty days
+   std::string difference;                       // between the unit and the model; empty: none
+   double time = 0;                              // of the difference or the end, seconds since the start
+   std::map<std::string, std::size_t> messages;  // by name
+   std::set<std::string> reasons;                // that disks had
+   std::size_t verdicts = 0;                     // changes
+   std::vector<Holdings> holdings;               // each thirty days
 };
 
 // Runs the script for a span of virtual seconds, or to the first difference.

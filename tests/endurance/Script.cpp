@@ -62,7 +62,7 @@ class Maker {
       else if (draw < 62)
          add("tools-well");
       else if (draw < 68)
-         add("file", anyPlace().name, oneOf(files), below(3));
+         add("file", anyPlace().name, oneOf(files), below(4));
       else if (draw < 76)
          fileSystem();
       else if (draw < 83)
@@ -92,35 +92,45 @@ class Maker {
    }
 
    void health() {
-      auto const & place = anyPlace();
-      switch (below(9)) {
+      switch (below(10)) {
          case 0:
          case 1:
-            add("wears", place.name, "-", 1 + below(3));
-            add("writes", place.name, "-", below(900));
+         case 2: {
+            auto const place = oneOf(worn);
+            add("wears", place, "-", wear());
+            add("writes", place, "-", below(900));
             break;
-         case 2:
-            add("new", place.name);
-            break;
+         }
          case 3:
-            add("temperature", place.name, "-", 20 + below(75));
+            if (below(3) == 0)
+               add("new", anyPlace().name);
             break;
          case 4:
-            add("passed", place.name, "-", below(2));
+            add("temperature", oneOf(hot), "-", 20 + below(75));
             break;
          case 5:
-            add("below-threshold", place.name, "-", below(2));
+            add("passed", anyPlace().name, "-", below(2));
             break;
          case 6:
-            add(oneOf(counts), place.name, "-", below(3));
+            add("below-threshold", oneOf(attributed), "-", below(2));
             break;
          case 7:
-            add("warning", place.name, "-", below(32));
+            add(oneOf(counts), oneOf(attributed), "-", below(3));
+            break;
+         case 8:
+            add(below(3) == 0 ? "media-errors" : "warning", "nvme", "-", below(32));
             break;
          default:
-            add("spare", place.name, "-", below(101));
-            add("end-of-life", place.name, "-", 1 + below(3));
+            add("spare", "nvme", "-", below(40));
+            add("end-of-life", "emmc", "-", 1 + below(3));
       }
+   }
+
+   // Percent of its life; seldom all of it.
+   int wear() {
+      if (below(15) == 0)
+         return 100;
+      return below(2) == 0 ? 5 + below(50) : 1 + below(3);
    }
 
    void fileSystem() {
@@ -162,18 +172,28 @@ class Maker {
          add("clock", "-", "-", below(2) == 0 ? below(400000) - 200000 : below(7200) - 3600);
       else if (draw < 96)
          add("sleep", "-", "-", 1 + below(below(4) == 0 ? 300000 : 900));
-      else if (draw < 97)
-         add("restart");
       else if (draw < 98)
+         restart();
+      else if (draw < 99)
          add("forget");
       else
          add("interval", "-", "-", below(4) == 0 ? 10 + below(600) : 60);
    }
 
+   // What is mounted is looked at once, at the start.
+   void restart() {
+      if (below(2) == 0)
+         add("file", fixedPlace().name, "mount-source", below(4));
+      add("restart");
+   }
+
    static constexpr std::array<std::string_view, 4> files{"stat", "life_time", "pre_eol_info",
                                                           "mount-source"};
-   static constexpr std::array<std::string_view, 5> counts{"reallocated", "pending", "uncorrectable",
-                                                           "timeouts", "media-errors"};
+   static constexpr std::array<std::string_view, 4> counts{"reallocated", "pending", "uncorrectable",
+                                                           "timeouts"};
+   static constexpr std::array<std::string_view, 4> worn{"flash", "drive", "nvme", "emmc"};
+   static constexpr std::array<std::string_view, 2> hot{"flash", "nvme"};
+   static constexpr std::array<std::string_view, 2> attributed{"flash", "drive"};
    static constexpr std::array<std::string_view, 9> ioFaults{"none",  "none",  "none", "open", "lseek",
                                                              "write", "fsync", "read", "lies"};
    static constexpr int errorCount = 6;

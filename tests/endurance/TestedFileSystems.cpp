@@ -142,7 +142,8 @@ void TestedFileSystems::update() {
 
 void TestedFileSystems::findTests() {
    for (PlaceState const & place : world_.all()) {
-      auto const monitor = monitors_ ? monitors_->mountPtMonitorSm(Pelm::String{place.mountPoint()}) : nullptr;
+      auto const monitor =
+          monitors_ ? monitors_->mountPtMonitorSm(Pelm::String{place.mountPoint()}) : nullptr;
       auto & known = tests_[place.place];
       if (monitor && monitor->fsHealthSm() && !known)
          known = std::make_unique<Test>(monitor->fsHealthSm(), place, files_.at(place.place).get());

@@ -68,7 +68,8 @@ Simulation::Disk deviceOf(PlaceState const & place) {
    return {};
 }
 
-Agent::Config configOf(fs::path const & folder, fs::path const & etc) {
+// With sensors for the drives that are in their places now.
+Agent::Config configOf(fs::path const & folder, fs::path const & etc, World const & world) {
    Agent::Config config;
    config.appliance.etcDir = etc.string();
    config.appliance.mountSourceDir = (folder / "mount-source").string();
@@ -76,10 +77,11 @@ Agent::Config configOf(fs::path const & folder, fs::path const & etc) {
    for (Place const & place : places)
       if (place.fixed)
          config.appliance.expectedMounts.emplace_back(place.mount);
-   for (std::size_t i : {0U, 2U}) {
-      std::string const sensor = "Sensor" + std::to_string(i);
+   for (auto const & name : sensorPlaces) {
+      PlaceState const & place = world.at(std::string{name});
+      std::string const sensor = "Sensor " + std::string{name};
       config.sensors[sensor] = {sensor, overheat, critical};
-      config.appliance.sensors[udevSerial(places[i], static_cast<int>(i) + 1)] = sensor;
+      config.appliance.sensors[udevSerial(*place.place, place.number)] = sensor;
    }
    config.kernelMessages.socket = (folder / "kernel").string();
    return config;
@@ -171,7 +173,7 @@ class Unit::State {
    World world_;
    Simulation::SimulatedUnit unit_;
    fs::path folder_ = unit_.folder() / "endurance";
-   Agent::Config config_ = configOf(folder_, unit_.etcFolder());
+   Agent::Config config_ = configOf(folder_, unit_.etcFolder(), world_);
    std::unique_ptr<TestedFileSystems> fileSystems_;
    std::optional<Base::KernelLineSender> kernel_;
    std::unique_ptr<Running> running_;
@@ -225,6 +227,7 @@ void Unit::State::start() {
    fileSystems_->monitorsAre(nullptr);
    running_.reset();
    codes_.clear();
+   config_ = configOf(folder_, unit_.etcFolder(), world_);
    running_ = std::make_unique<Running>(config_);
    running_->entities.pollInterval->intervalIs(world_.interval());
    running_->tracker->timeLimitIs(toolLimit);

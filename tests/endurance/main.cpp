@@ -1,7 +1,8 @@
 // Runs the library for simulated years beside a model that predicts its messages and verdicts.
 //
-//    endurance [--seed N] [--seeds N] [--years Y] [--script FILE] [--print]
+//    endurance [--seed N] [--seeds N] [--years Y] [--all] [--script FILE] [--print]
 //
+// With --all a run fails, too, in which a message or a reason never occurs.
 // It runs under umockdev-wrapper. A run that fails is repeated with ever fewer events; the shortest script
 // that fails is printed, for --script. Exit codes: 0 all agree, 1 a run failed, 2 wrong usage.
 #include <sys/wait.h>
@@ -18,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/verdict/VerdictRules.h"
 #include "tests/endurance/Run.h"
 #include "tests/endurance/Shrink.h"
 
@@ -33,6 +35,7 @@ struct Options {
    std::uint32_t seeds = 1;
    double years = 1;
    std::string script;
+   bool all = false;
    bool print = false;
 };
 
@@ -50,6 +53,8 @@ Options optionsOf(std::vector<std::string> const & words) {
          options.years = std::stod(value());
       else if (words[i] == "--script")
          options.script = value();
+      else if (words[i] == "--all")
+         options.all = true;
       else if (words[i] == "--print")
          options.print = true;
       else
@@ -69,6 +74,27 @@ bool failsApart(Script const & script, double span) {
    }
    int status = 0;
    return child > 0 && waitpid(child, &status, 0) == child && status != 0;
+}
+
+std::size_t count(Outcome const & outcome) {
+   std::size_t all = 0;
+   for (auto const & [name, times] : outcome.messages)
+      all += times;
+   return all;
+}
+
+// Messages and reasons that did not occur; with many, the scripts are too tame.
+std::string unseen(Outcome const & outcome) {
+   std::string found;
+   for (char const * const name : {"LIFETIME_WARNING", "LIFETIME_INFO", "OFFLINE",
+                                   "UNEXPECTED_PARTITION_MOUNTED", "PARTITION_NOT_MOUNTED", "DETECTION_ERROR",
+                                   "MONITOR_WARNING", "IO_ERROR_EXTERNAL_USB", "IO_ERROR", "MONITOR_ERROR"})
+      if (!outcome.messages.contains(std::string{"STORAGEDEVICE_"} + name))
+         found += std::string{"never logged: "} + name + "\n";
+   for (Agent::VerdictRule const & rule : Agent::verdictRules())
+      if (!outcome.reasons.contains(rule.code))
+         found += std::string{"never a reason: "} + rule.code + "\n";
+   return found;
 }
 
 // What grows after the first year, or a twelfth of a shorter run; empty: nothing.
@@ -99,14 +125,13 @@ void report(Script script, Outcome const & outcome) {
    std::cout << Endurance::run(script, span).difference << std::flush;
 }
 
-bool runOne(Script const & script, double span, std::string const & name) {
+bool runOne(Script const & script, double span, std::string const & name, bool all) {
    auto const begin = std::chrono::steady_clock::now();
-   // Twice the same would be two units in one process; the first attempt runs apart only where it crashes.
    Outcome const outcome = Endurance::run(script, span);
    std::chrono::duration<double> const took = std::chrono::steady_clock::now() - begin;
-   auto const grown = growth(outcome);
+   auto const grown = growth(outcome) + (all ? unseen(outcome) : "");
    bool const good = outcome.difference.empty() && grown.empty();
-   std::cout << name << ": " << script.size() << " events, " << outcome.messages << " messages, "
+   std::cout << name << ": " << script.size() << " events, " << count(outcome) << " messages, "
              << outcome.verdicts << " changes of verdicts, " << outcome.time / 86400 << " days in "
              << took.count() << " s: " << (good ? "agree" : "FAILED") << std::endl;
    std::cout << grown;
@@ -127,7 +152,7 @@ bool runAll(Options const & options) {
    if (!options.script.empty()) {
       Script const script = scriptOf(options.script);
       return runOne(script, script.empty() ? span : std::max(script.back().time + 2 * 86400, 0.0),
-                    options.script);
+                    options.script, options.all);
    }
    bool good = true;
    for (std::uint32_t seed = options.seed; seed < options.seed + options.seeds; ++seed) {
@@ -135,7 +160,7 @@ bool runAll(Options const & options) {
       if (options.print)
          Endurance::write(std::cout, script);
       else
-         good = runOne(script, span, "seed " + std::to_string(seed)) && good;
+         good = runOne(script, span, "seed " + std::to_string(seed), options.all) && good;
    }
    return good;
 }
