@@ -123,10 +123,10 @@ std::string Model::reasons(ModelDisk & disk) {
 
 Verdicts Model::verdicts() {
    Verdicts all;
-   for (auto const & [name, fileSystem] : agent_->fileSystems)
+   for (auto const & mounted : agent_->fileSystems)
       if (std::none_of(agent_->disks.begin(), agent_->disks.end(),
-                       [&](auto const & disk) { return disk->place->name == name; }))
-         fileSystem->diskIsGone();
+                       [&](auto const & disk) { return disk->place->name == mounted.first; }))
+         mounted.second->diskIsGone();
    for (auto const & disk : agent_->disks)
       all[disk->serial] = reasons(*disk);
    for (std::string const & serial : agent_->gone)

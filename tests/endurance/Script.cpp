@@ -17,7 +17,6 @@ namespace {
 
 // No clock of the library's begins at such a time, so the order of what falls together is that of arming.
 constexpr double offset = 0.4375;
-constexpr double day = 86400;
 
 class Maker {
  public:
