@@ -98,7 +98,7 @@ class VORN_API PipedChildProcessSm : public Pelm::Node {
    void deadlineIs(Deadline what, Vorn::Seconds realSpan);
 
    Pelm::Ptr<ChildProcessTrackerSm> tracker_;
-   std::vector<Pelm::String> argv_;  // of the run; `arg` may change meanwhile
+   std::vector<Pelm::String> argv_;             // of the run; `arg` may change meanwhile
    std::optional<SubstitutedRun> substituted_;  // its outcome, if no process makes it
    ChildProcess process_;
    OutputPipe stdout_{"stdout"};
