@@ -115,9 +115,10 @@ TEST_F(LogDestinationTest, AnswersAndEndsInTimeThoughTheCollectorReadsNothing) {
    startWith("journal", "[trace]\nStorageDevicesErrWatchSm = 7\n");
    ASSERT_TRUE(waitInRealTime([&] { return has("SN-A"); }));
    Base::KernelLineSender const kernel{kernelSocket};
+   // The report of a single line has another text.
    auto const drops = [&] {
       kernel.send("kernel: [   12.500000] usb 9-9: " + std::string(3000, 'x'));
-      return state["log"]["linesDropped"].GetUint() > 0;
+      return state["log"]["linesDropped"].GetUint() > 1;
    };
    ASSERT_TRUE(waitInRealTime(drops, std::chrono::seconds{30}));
    std::string const report =
