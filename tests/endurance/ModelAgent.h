@@ -1,4 +1,4 @@
-// What the model knows of the running agent; a restart begins it anew.
+// What the model knows of the running agent; a restart makes it again.
 #pragma once
 
 #include <functional>

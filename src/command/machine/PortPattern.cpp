@@ -52,7 +52,7 @@ bool beginsWithAllottedNumber(std::string_view name) {
    return name[number] == '-' || std::count(name.begin(), name.end(), ':') == 3;
 }
 
-// The name behind one of the words before allotted numbers; empty: it has no such word.
+// The name behind one of the words before assigned numbers; empty: it has no such word.
 std::optional<std::string_view> wordOf(std::string_view name) {
    constexpr std::array<std::string_view, 15> words{
        "host",    "target", "usb",    "mmc",   "mmcblk",      "nvme",      "nvme-subsys", "virtio",
@@ -83,7 +83,7 @@ std::optional<std::string> anyAutomatic(std::string_view name) {
    return literal(front.substr(0, dot + 1)) + std::string{anyNumber} + literal(ending);
 }
 
-// The name with its allotted number left open; of other names the pattern of the name itself.
+// The name with its assigned number left open; of other names the pattern of the name itself.
 std::string general(std::string_view name, bool isBelowBridge) {
    if (isPciAddress(name))
       return isBelowBridge ? anyBus(name) : literal(name);
