@@ -55,8 +55,15 @@ void keepOneHeap() {
    mallopt(M_ARENA_MAX, 1);
 }
 
+// The memory of a large block returns to the system when it is freed. Otherwise the C library would take the
+// next ones, of up to 32 MiB, from the heap, where one small block above them keeps them for years.
+void returnLargeBlocks() {
+   mallopt(M_MMAP_THRESHOLD, 128 << 10);
+}
+
 int runAgent(std::optional<std::string> const & configPath) {
    keepOneHeap();
+   returnLargeBlocks();
    seedRandom();
    rlim_t const descriptors = allowAllDescriptors();
    allowEntering();

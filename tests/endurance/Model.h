@@ -138,6 +138,7 @@ class Model : private ModelUnit {
    void pollTools();
    void poll(ModelDisk & disk);
    void runTool(ModelDisk & disk, ModelTool & tool, Tool which);
+   bool isReport(ModelTool const & tool) const;
    void smartctlEnds(ModelDisk & disk);
    void smartLogEnds(ModelDisk & disk);
    void readRegisters(ModelDisk & disk);

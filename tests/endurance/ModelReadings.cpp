@@ -52,10 +52,15 @@ void Model::runTool(ModelDisk & disk, ModelTool & tool, Tool which) {
    tool.end.at(agenda_.now() + (tool.act == ToolAct::hangs ? toolLimit : toolSpan));
 }
 
+// A large report is read where there is memory for it.
+bool Model::isReport(ModelTool const & tool) const {
+   return tool.act == ToolAct::reports || (tool.act == ToolAct::swells && !world_.hasScarceMemory());
+}
+
 void Model::smartctlEnds(ModelDisk & disk) {
    ModelTool & tool = *disk.smartctl;
    tool.runs = false;
-   if (tool.act != ToolAct::reports) {
+   if (!isReport(tool)) {
       tool.reading.failed(agenda_.now(), tool.act == ToolAct::hangs);
       return;
    }
@@ -76,7 +81,7 @@ void Model::smartLogEnds(ModelDisk & disk) {
    ModelTool & tool = *disk.smartLog;
    tool.runs = false;
    bool const empty = tool.act == ToolAct::printsEmpty;
-   if (tool.act != ToolAct::reports && !empty) {
+   if (!isReport(tool) && !empty) {
       tool.reading.failed(agenda_.now(), tool.act == ToolAct::hangs);
       return;
    }

@@ -57,9 +57,11 @@ enum class ToolAct {
    nests,        // prints twenty thousand brackets
    floods,       // prints more than the bound of 4 MiB
    printsEmpty,  // prints an object without members
+   swells,       // reports with 3 MiB of blanks, for which there must be memory
 };
-inline constexpr std::array<std::string_view, 9> toolActs{
-    "reports", "fails", "hangs", "prints-none", "is-cut", "noise", "nests", "floods", "empty-object"};
+inline constexpr std::array<std::string_view, 10> toolActs{"reports",      "fails", "hangs", "prints-none",
+                                                           "is-cut",       "noise", "nests", "floods",
+                                                           "empty-object", "swells"};
 
 // Seconds of a tool's run; of a hanging one, until it is ended.
 inline constexpr double toolSpan = 0.125;

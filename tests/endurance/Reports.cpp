@@ -81,6 +81,7 @@ std::string noise(PlaceState const & place) {
 
 std::string output(PlaceState const & place, Tool tool) {
    constexpr std::size_t bound = std::size_t{4} << 20U;
+   constexpr std::size_t large = std::size_t{3} << 20U;
    switch (place.act(tool)) {
       case ToolAct::reports:
          return report(place, tool);
@@ -90,6 +91,8 @@ std::string output(PlaceState const & place, Tool tool) {
          return noise(place);
       case ToolAct::nests:
          return std::string(20000, '[');
+      case ToolAct::swells:
+         return report(place, tool) + std::string(large, ' ');
       case ToolAct::floods:
          return report(place, tool) + std::string(bound, ' ');
       case ToolAct::printsEmpty:

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "tests/endurance/Model.h"
 #include "tests/endurance/Unit.h"
@@ -50,6 +51,8 @@ std::string text(Message const & message) {
 
 class Comparison {
  public:
+   explicit Comparison(std::function<void(double)> progress) : progress_{std::move(progress)} {}
+
    Outcome run(Script const & script, double span) {
       unit_.start();
       model_.start();
@@ -84,9 +87,11 @@ class Comparison {
    }
 
    void advance(double time) {
+      outcome_.time = time;
+      if (progress_)
+         progress_(time);
       unit_.advance(start + time);
       model_.advance(start + time);
-      outcome_.time = time;
    }
 
    void happens(Event const & event) {
@@ -167,6 +172,7 @@ class Comparison {
       return found;
    }
 
+   std::function<void(double)> progress_;
    Unit unit_{start, utc};
    Model model_{start, utc};
    Outcome outcome_;
@@ -176,8 +182,8 @@ class Comparison {
 
 }  // namespace
 
-Outcome run(Script const & script, double span) {
-   return Comparison{}.run(script, span);
+Outcome run(Script const & script, double span, std::function<void(double time)> const & progress) {
+   return Comparison{progress}.run(script, span);
 }
 
 }  // namespace Endurance

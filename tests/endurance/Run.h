@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -28,7 +29,8 @@ struct Outcome {
    std::vector<Holdings> holdings;               // each thirty days
 };
 
-// Runs the script for a span of virtual seconds, or to the first difference.
-Outcome run(Script const & script, double span);
+// Runs the script for a span of virtual seconds, or to the first difference. `progress` gets the time
+// reached.
+Outcome run(Script const & script, double span, std::function<void(double time)> const & progress = nullptr);
 
 }  // namespace Endurance

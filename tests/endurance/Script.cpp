@@ -75,13 +75,25 @@ class Maker {
    void tool() {
       auto const & place = anyPlace();
       auto const act = oneOf(toolActs);
-      int const which = below(3);
+      bool const isLarge = act == word(ToolAct::floods) || act == word(ToolAct::swells);
+      int const which = below(act == word(ToolAct::swells) ? 2 : 3);
       add("tool", place.name, act, which);
-      if (act != toolActs[static_cast<std::size_t>(ToolAct::floods)])
+      if (!isLarge)
          return;
       now_ += shortWhile;  // each poll of it takes a thousand times as long
-      add("tool", place.name, toolActs.front(), which);
+      if (act == word(ToolAct::swells))
+         scarceMemory();
+      add("tool", place.name, word(ToolAct::reports), which);
    }
+
+   void scarceMemory() {
+      add("memory", "-", "-", 0);
+      now_ += shortWhile;
+      add("memory", "-", "-", 1);
+      now_ += below(shortWhile);
+   }
+
+   static std::string_view word(ToolAct act) { return toolActs[static_cast<std::size_t>(act)]; }
 
    void kernelLines() {
       auto const & place = anyPlace();
@@ -193,8 +205,8 @@ class Maker {
    static constexpr std::array<std::string_view, 4> worn{"flash", "drive", "nvme", "emmc"};
    static constexpr std::array<std::string_view, 2> hot{"flash", "nvme"};
    static constexpr std::array<std::string_view, 2> attributed{"flash", "drive"};
-   static constexpr std::array<std::string_view, 9> ioFaults{"none",  "none",  "none", "open", "lseek",
-                                                             "write", "fsync", "read", "lies"};
+   static constexpr std::array<std::string_view, 10> ioFaults{"none",  "none",  "none", "open",  "lseek",
+                                                              "write", "fsync", "read", "close", "lies"};
    static constexpr int errorCount = 6;
    static constexpr std::array<std::string_view, 6> mounts{"good",      "good", "good",
                                                            "read-only", "gone", "other"};

@@ -30,7 +30,9 @@
 #include "simulation/SimulatedUnit.h"
 #include "simulation/TextFile.h"
 #include "tests/endurance/Reports.h"
+#include "tests/endurance/ScarceMemory.h"
 #include "tests/endurance/TestedFileSystems.h"
+#include "tests/endurance/UnitParts.h"
 
 namespace Endurance {
 
@@ -41,76 +43,6 @@ namespace Simulation = StorageDevices::Simulation;
 using Simulation::textFileIs;
 
 constexpr char statVariable[] = "STORAGEDEVICES_IOSTAT_PATH_BASE";
-
-Simulation::Disk deviceOf(PlaceState const & place) {
-   std::string const serial = udevSerial(*place.place, place.number);
-   std::string const kernel = place.kernel();
-   switch (place.place->kind) {
-      case Kind::sata:
-         return Simulation::sataDisk(kernel, place.place->port == "ata1" ? 1 : 2, serial, "Kestrel S2",
-                                     diskSectors);
-      case Kind::nvme:
-         return Simulation::nvmeDrive(kernel, serial, "Marlin N7", diskSectors);
-      case Kind::emmc:
-         return Simulation::emmcDevice(kernel, "9b014e4f535052455921" + serial.substr(2) + "5a01",
-                                       diskSectors);
-      case Kind::fixedUsb: {
-         auto disk = Simulation::usbDisk(kernel, "1-1", serial, "Internal Flash", diskSectors);
-         disk.vendor = "Wren";
-         return disk;
-      }
-      case Kind::stick: {
-         auto disk = Simulation::usbDisk(kernel, "2-1", serial, "Pocket Stick", diskSectors);
-         disk.vendor = "Vireo";
-         return disk;
-      }
-   }
-   return {};
-}
-
-// With sensors for the drives that are in their places now.
-Agent::Config configOf(fs::path const & folder, fs::path const & etc, World const & world) {
-   Agent::Config config;
-   config.appliance.etcDir = etc.string();
-   config.appliance.mountSourceDir = (folder / "mount-source").string();
-   config.appliance.expectedMounts.clear();
-   for (Place const & place : places)
-      if (place.fixed)
-         config.appliance.expectedMounts.emplace_back(place.mount);
-   for (auto const & name : sensorPlaces) {
-      PlaceState const & place = world.at(std::string{name});
-      std::string const sensor = "Sensor " + std::string{name};
-      config.sensors[sensor] = {sensor, overheat, critical};
-      config.appliance.sensors[udevSerial(*place.place, place.number)] = sensor;
-   }
-   config.kernelMessages.socket = (folder / "kernel").string();
-   return config;
-}
-
-std::string kernelLine(PlaceState const & place, std::string const & form) {
-   std::string const name = place.kernel();
-   std::string const port{place.place->port};
-   std::string const intro = "kernel: [  123.456789] ";
-   if (form == "port") {
-      if (port.starts_with("usb"))
-         return intro + port + ": USB disconnect, device number 3";
-      return intro + port +
-             (port.starts_with("mmc") ? ": Timeout waiting for hardware interrupt" : ": hard resetting link");
-   }
-   if (form == "buffer")
-      return intro + "Buffer I/O error on device " + name + ", logical block 5";
-   if (form == "partition")
-      return intro + "Buffer I/O error on device " + name + "p1, logical block 5";
-   if (form == "block")
-      return intro + "blk_update_request: I/O error, dev " + name + ", sector 8";
-   if (form == "end-request")
-      return intro + "end_request: I/O error, dev " + name + ", sector 8";
-   if (form == "ext4")
-      return intro + "EXT4-fs error (device " + name + "): ext4_find_entry:1455: inode #2";
-   if (form == "sense")
-      return intro + "sd 0:0:0:0: [" + name + "]  Sense Key : Medium Error";
-   return intro + port + ": new high-speed device of no interest";
-}
 
 std::string codes(Agent::DiskVerdict const & verdict) {
    std::vector<std::string> all;
@@ -165,6 +97,9 @@ class Unit::State {
    void clockIs(double now, double utc);
    void startMonitors();
    std::optional<Brul::SubstitutedRun> toolRun(std::vector<Pelm::String> const & argv) const;
+   Brul::SubstitutedRun textsOf(std::vector<Pelm::String> const & argv) const;
+   void memoryIs();
+   void happens(Event const & event, bool changes);
    void applyTo(PlaceState const & place, Event const & event);
    void sendLines(PlaceState const & place, Event const & event);
    void writeFiles();
@@ -177,6 +112,7 @@ class Unit::State {
    std::unique_ptr<TestedFileSystems> fileSystems_;
    std::optional<Base::KernelLineSender> kernel_;
    std::unique_ptr<Running> running_;
+   std::optional<ScarceMemory> scarceMemory_;
    // Verdicts are pointers that change with their value.
    std::map<std::string, std::pair<Pelm::Ptr<Agent::DiskVerdict const>, std::string>> codes_;
 };
@@ -272,7 +208,17 @@ void Unit::State::settle() const {
       Vorn::Host::runUntil([] { return false; }, time->now());
 }
 
+// The texts are the unit's, not the library's: they always find memory.
 std::optional<Brul::SubstitutedRun> Unit::State::toolRun(std::vector<Pelm::String> const & argv) const {
+   if (scarceMemory_)
+      scarceMemory_->suspend();
+   auto run = textsOf(argv);
+   if (scarceMemory_)
+      scarceMemory_->renew();
+   return run;
+}
+
+Brul::SubstitutedRun Unit::State::textsOf(std::vector<Pelm::String> const & argv) const {
    bool const isSmartctl = argv.front() == "smartctl";
    bool const isLog = argv.size() > 1 && argv[1] == "smart-log";
    Tool const tool = isSmartctl ? Tool::smartctl : isLog ? Tool::smartLog : Tool::identify;
@@ -284,6 +230,22 @@ std::optional<Brul::SubstitutedRun> Unit::State::toolRun(std::vector<Pelm::Strin
 
 void Unit::State::apply(Event const & event) {
    bool const changes = world_.apply(event);
+   if (event.word == "memory")
+      memoryIs();
+   else
+      happens(event, changes);
+   fileSystems_->findTests();
+   fileSystems_->update();
+   settle();
+}
+
+void Unit::State::memoryIs() {
+   scarceMemory_.reset();
+   if (world_.hasScarceMemory())
+      scarceMemory_.emplace();
+}
+
+void Unit::State::happens(Event const & event, bool changes) {
    if (event.word == "clock") {
       clockIs(time->now().value(), (time->utc() + static_cast<double>(event.number)).value());
    } else if (event.word == "sleep") {
@@ -300,9 +262,6 @@ void Unit::State::apply(Event const & event) {
    } else if (changes) {
       applyTo(world_.at(event.place), event);
    }
-   fileSystems_->findTests();
-   fileSystems_->update();
-   settle();
 }
 
 void Unit::State::applyTo(PlaceState const & place, Event const & event) {

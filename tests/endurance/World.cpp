@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/endurance/ScarceMemory.h"
+
 namespace Endurance {
 
 namespace {
@@ -112,6 +114,10 @@ bool World::apply(Event const & event) {
    }
    if (event.word == "interval")
       return std::exchange(interval_, static_cast<double>(event.number)) != interval_;
+   if (event.word == "memory") {
+      scarceMemory_ = event.number == 0 && memoryCanBeScarce();
+      return true;
+   }
    for (char const * const whole : {"clock", "sleep", "restart", "forget"})
       if (event.word == whole)
          return true;

@@ -55,6 +55,7 @@ class World {
    PlaceState const & at(std::string const & place) const;
    std::array<PlaceState, placeCount> const & all() const { return places_; }
    double interval() const { return interval_; }
+   bool hasScarceMemory() const { return scarceMemory_; }
 
  private:
    PlaceState & place(std::string const & name);
@@ -65,6 +66,7 @@ class World {
    std::array<PlaceState, placeCount> places_;
    int newest_ = placeCount;  // number of the newest disk
    double interval_ = 60;
+   bool scarceMemory_ = false;
 };
 
 }  // namespace Endurance

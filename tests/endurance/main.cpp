@@ -5,8 +5,7 @@
 // With --all a run fails, too, in which a message or a reason never occurs.
 // It runs under umockdev-wrapper. A run that fails is repeated with ever fewer events; the shortest script
 // that fails is printed, for --script. Exit codes: 0 all agree, 1 a run failed, 2 wrong usage.
-#include <sys/wait.h>
-#include <unistd.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,6 +19,7 @@
 #include <vector>
 
 #include "agent/verdict/VerdictRules.h"
+#include "tests/endurance/Apart.h"
 #include "tests/endurance/Run.h"
 #include "tests/endurance/Shrink.h"
 
@@ -63,17 +63,11 @@ Options optionsOf(std::vector<std::string> const & words) {
    return options;
 }
 
-// In a process of its own, so that a run that crashes or hangs fails like others.
 bool failsApart(Script const & script, double span) {
-   constexpr unsigned patience = 300;
-   pid_t const child = fork();
-   if (child == 0) {
-      alarm(patience);
-      std::fclose(stderr);
-      _exit(Endurance::run(script, span).difference.empty() ? 0 : 1);
-   }
-   int status = 0;
-   return child > 0 && waitpid(child, &status, 0) == child && status != 0;
+   return !Endurance::runApart([&](auto const & progress) {
+              std::fclose(stderr);
+              return Endurance::run(script, span, progress).difference.empty();
+           }).good;
 }
 
 std::size_t count(Outcome const & outcome) {
@@ -116,28 +110,45 @@ std::string growth(Outcome const & outcome) {
    return found;
 }
 
-void report(Script script, Outcome const & outcome) {
-   double span = outcome.time + 1;
-   std::cout << outcome.time << " s: " << outcome.difference << "shrinking it" << std::endl;
+// Repeats a run that failed at that time with ever fewer events.
+void shorten(Script script, double time) {
+   double span = time + 1;
+   if (!failsApart(script, span))
+      return;  // what grew, or never occurred, is no matter of single events
+   std::cout << "shrinking it" << std::endl;
    script = Endurance::shrink(std::move(script), span, failsApart);
    std::cout << "the shortest script that fails, within " << span << " s:\n";
    Endurance::write(std::cout, script);
-   std::cout << Endurance::run(script, span).difference << std::flush;
+   auto const end = Endurance::runApart([&](auto const & progress) {
+      auto const difference = Endurance::run(script, span, progress).difference;
+      std::cout << difference;
+      return difference.empty();
+   });
+   std::cout << end.crash << std::endl;
 }
 
-bool runOne(Script const & script, double span, std::string const & name, bool all) {
+bool runAndPrint(Script const & script, double span, bool all, Endurance::Progress const & progress) {
    auto const begin = std::chrono::steady_clock::now();
-   Outcome const outcome = Endurance::run(script, span);
+   Outcome const outcome = Endurance::run(script, span, progress);
    std::chrono::duration<double> const took = std::chrono::steady_clock::now() - begin;
    auto const grown = growth(outcome) + (all ? unseen(outcome) : "");
    bool const good = outcome.difference.empty() && grown.empty();
-   std::cout << name << ": " << script.size() << " events, " << count(outcome) << " messages, "
-             << outcome.verdicts << " changes of verdicts, " << outcome.time / 86400 << " days in "
-             << took.count() << " s: " << (good ? "agree" : "FAILED") << std::endl;
-   std::cout << grown;
-   if (!outcome.difference.empty())
-      report(script, outcome);
+   std::cout << script.size() << " events, " << count(outcome) << " messages, " << outcome.verdicts
+             << " changes of verdicts, " << outcome.time / 86400 << " days in " << took.count()
+             << " s: " << (good ? "agree" : "FAILED") << '\n'
+             << outcome.difference << grown;
    return good;
+}
+
+bool runOne(Script const & script, double span, std::string const & name, bool all) {
+   std::cout << name << ": ";
+   auto const end =
+       Endurance::runApart([&](auto const & progress) { return runAndPrint(script, span, all, progress); });
+   if (end.good)
+      return true;
+   std::cout << end.crash << " at " << end.time << " s" << std::endl;
+   shorten(script, end.time);
+   return false;
 }
 
 Script scriptOf(std::string const & file) {
@@ -168,6 +179,8 @@ bool runAll(Options const & options) {
 }  // namespace
 
 int main(int argc, char ** argv) {
+   mallopt(M_MMAP_THRESHOLD,
+           128 << 10);  // as the agent does: the memory of a large block returns to the system
    try {
       return runAll(optionsOf(std::vector<std::string>(argv + 1, argv + argc))) ? EXIT_SUCCESS : EXIT_FAILURE;
    } catch (std::exception const & error) {

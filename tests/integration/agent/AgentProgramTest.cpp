@@ -11,6 +11,7 @@
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -62,6 +63,14 @@ bool AgentProgramTest::endsBy(int signal) const {
    bool const hasEnded = ended.fd >= 0 && kill(pid, signal) == 0 && poll(&ended, 1, patienceMs) == 1;
    close(ended.fd);
    return hasEnded;
+}
+
+long AgentProgramTest::residentKilobytes() const {
+   std::ifstream file{"/proc/" + std::to_string(agentPid()) + "/status"};
+   for (std::string line; std::getline(file, line);)
+      if (line.starts_with("VmRSS:"))
+         return std::stol(line.substr(6));
+   return 0;
 }
 
 pid_t AgentProgramTest::agentPid() const {

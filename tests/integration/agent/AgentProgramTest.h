@@ -95,6 +95,8 @@ class AgentProgramTest : public testing::Test {
 
    // The process that listens on the socket, not a process that started it. -1: none listens.
    pid_t agentPid() const;
+   // Its resident memory.
+   long residentKilobytes() const;
    void signalAgent(int signal) const { ASSERT_EQ(kill(agentPid(), signal), 0); }
 
    // Sends the signal and waits, ten seconds at most, until the agent has ended. Processes that it leaves

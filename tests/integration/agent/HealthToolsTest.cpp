@@ -67,6 +67,20 @@ TEST_F(HealthTest, TreatsAReportWithoutMemoryForItAsAFailedReading) {
    }
 }
 
+TEST_F(HealthTest, ReturnsTheMemoryOfLargeReportsToTheSystem) {
+   start();
+   ASSERT_TRUE(waitInRealTime([&] { return isGood("SN-A", "smartctl"); })) << log;
+   long const alone = residentKilobytes();
+   unit.tools().outputIs(Tool::smartctl, "sda",
+                         R"({"smart_status":{"passed":true}})" + std::string(3993600, ' '));
+   std::size_t const runs = runsOf("smartctl");
+   ASSERT_TRUE(waitInRealTime([&] { return runsOf("smartctl") > runs + 5; })) << log;
+   EXPECT_TRUE(isGood("SN-A", "smartctl")) << log;
+   unit.healthIs(Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192), {});
+   EXPECT_TRUE(waitInRealTime([&] { return residentKilobytes() < alone + 1024; }))
+       << residentKilobytes() - alone << " KiB more";
+}
+
 #endif
 
 TEST_F(HealthTest, AcceptsAWholeReportWithAnAcceptedExitBit) {

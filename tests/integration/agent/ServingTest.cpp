@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -37,13 +36,6 @@ class ServingTest : public AgentProgramTest {
    void plugAgain() {
       unit.plug(StorageDevices::Simulation::sataDisk("sda", 1, "UDEV-SN-A", "Test Disk", 500118192));
       ASSERT_TRUE(waitInRealTime([&] { return has("SN-A"); })) << log;
-   }
-   long residentKilobytes() const {
-      std::ifstream file{"/proc/" + std::to_string(agentPid()) + "/status"};
-      for (std::string line; std::getline(file, line);)
-         if (line.starts_with("VmRSS:"))
-            return std::stol(line.substr(6));
-      return 0;
    }
 };
 
