@@ -15,8 +15,6 @@ namespace Endurance {
 
 namespace {
 
-constexpr unsigned patience = 120;  // real seconds
-
 struct Unmap {
    void operator()(double * time) const { munmap(time, sizeof *time); }
 };
@@ -30,11 +28,12 @@ std::unique_ptr<double, Unmap> sharedTime() {
    return std::unique_ptr<double, Unmap>{static_cast<double *>(memory)};
 }
 
-[[noreturn]] void runAndExit(std::function<bool(Progress const &)> const & act, double * time) {
+[[noreturn]] void runAndExit(std::function<bool(Progress const &)> const & act, unsigned patience,
+                             double * time) {
    int code = EXIT_FAILURE;
    alarm(patience);
    try {
-      code = act([time](double reached) {
+      code = act([time, patience](double reached) {
          *time = reached;
          alarm(patience);
       })
@@ -49,12 +48,12 @@ std::unique_ptr<double, Unmap> sharedTime() {
 
 }  // namespace
 
-End runApart(std::function<bool(Progress const & progress)> const & act) {
+End runApart(std::function<bool(Progress const & progress)> const & act, unsigned patience) {
    auto const time = sharedTime();
    std::cout << std::flush;
    pid_t const child = fork();
    if (child == 0)
-      runAndExit(act, time.get());
+      runAndExit(act, patience, time.get());
    int status = 0;
    if (child < 0 || waitpid(child, &status, 0) != child)
       throw std::system_error{errno, std::generic_category(), "a process for the run"};

@@ -14,8 +14,9 @@ struct End {
    double time = 0;    // that the run has reported as its progress
 };
 
-// `act` answers whether the run is good. It is ended when it reports no progress for two minutes.
+// `act` answers whether the run is good. It is ended when it reports no progress
+// for `patience` real seconds.
 // Throws std::system_error when there is no process for it.
-End runApart(std::function<bool(Progress const & progress)> const & act);
+End runApart(std::function<bool(Progress const & progress)> const & act, unsigned patience);
 
 }  // namespace Endurance

@@ -117,7 +117,8 @@ class Maker {
                add("new", anyPlace().name);
             break;
          case 4:
-            add("temperature", oneOf(hot), "-", 20 + below(75));
+            add("temperature", oneOf(hot), "-",
+                temperatures[static_cast<std::size_t>(below(temperatures.size()))]);
             break;
          case 5:
             add("passed", anyPlace().name, "-", below(2));
@@ -137,6 +138,19 @@ class Maker {
       }
    }
 
+   // What a file system has in use: unknown, anything, or beside the threshold.
+   int percent() {
+      constexpr int threshold = 85;
+      switch (below(4)) {
+         case 0:
+            return -1;
+         case 1:
+            return 1 + below(100);
+         default:
+            return threshold + below(2);
+      }
+   }
+
    // Percent of its life; seldom all of it.
    int wear() {
       if (below(15) == 0)
@@ -148,7 +162,7 @@ class Maker {
       auto const & place = fixedPlace();
       switch (below(4)) {
          case 0:
-            add("full", place.name, "-", below(4) == 0 ? -1 : 1 + below(100));
+            add("full", place.name, "-", percent());
             break;
          case 1:
             add("folder", place.name, "-", below(2));
@@ -204,6 +218,8 @@ class Maker {
                                                            "timeouts"};
    static constexpr std::array<std::string_view, 4> worn{"flash", "drive", "nvme", "emmc"};
    static constexpr std::array<std::string_view, 2> hot{"flash", "nvme"};
+   // Leaps of just 20 degrees and of more; readings beside each limit.
+   static constexpr std::array<int, 14> temperatures{20, 35, 40, 41, 60, 61, 67, 68, 69, 70, 77, 78, 79, 80};
    static constexpr std::array<std::string_view, 2> attributed{"flash", "drive"};
    static constexpr std::array<std::string_view, 10> ioFaults{"none",  "none",  "none", "open",  "lseek",
                                                               "write", "fsync", "read", "close", "lies"};

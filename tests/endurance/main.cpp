@@ -29,6 +29,9 @@ using Endurance::Outcome;
 using Endurance::Script;
 
 constexpr double year = 365.25 * 86400;
+// Real seconds for a virtual minute, of a whole run and of one of the many that shrink it.
+constexpr unsigned patience = 120;
+constexpr unsigned littlePatience = 15;
 
 struct Options {
    std::uint32_t seed = 1;
@@ -119,11 +122,13 @@ void shorten(Script script, double time) {
    script = Endurance::shrink(std::move(script), span, failsApart);
    std::cout << "the shortest script that fails, within " << span << " s:\n";
    Endurance::write(std::cout, script);
-   auto const end = Endurance::runApart([&](auto const & progress) {
-      auto const difference = Endurance::run(script, span, progress).difference;
-      std::cout << difference;
-      return difference.empty();
-   });
+   auto const end = Endurance::runApart(
+       [&](auto const & progress) {
+          auto const difference = Endurance::run(script, span, progress).difference;
+          std::cout << difference;
+          return difference.empty();
+       },
+       littlePatience);
    std::cout << end.crash << std::endl;
 }
 
@@ -142,8 +147,8 @@ bool runAndPrint(Script const & script, double span, bool all, Endurance::Progre
 
 bool runOne(Script const & script, double span, std::string const & name, bool all) {
    std::cout << name << ": ";
-   auto const end =
-       Endurance::runApart([&](auto const & progress) { return runAndPrint(script, span, all, progress); });
+   auto const end = Endurance::runApart(
+       [&](auto const & progress) { return runAndPrint(script, span, all, progress); }, patience);
    if (end.good)
       return true;
    std::cout << end.crash << " at " << end.time << " s" << std::endl;
