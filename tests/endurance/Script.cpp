@@ -103,7 +103,7 @@ class Maker {
    }
 
    void health() {
-      switch (below(10)) {
+      switch (below(13)) {
          case 0:
          case 1:
          case 2: {
@@ -117,24 +117,24 @@ class Maker {
                add("new", anyPlace().name);
             break;
          case 4:
-            add("temperature", oneOf(hot), "-",
-                temperatures[static_cast<std::size_t>(below(temperatures.size()))]);
-            break;
-         case 5:
             add("passed", anyPlace().name, "-", below(2));
             break;
-         case 6:
+         case 5:
             add("below-threshold", oneOf(attributed), "-", below(2));
             break;
-         case 7:
+         case 6:
             add(oneOf(counts), oneOf(attributed), "-", below(3));
             break;
-         case 8:
+         case 7:
             add(below(3) == 0 ? "media-errors" : "warning", "nvme", "-", below(32));
             break;
-         default:
+         case 8:
             add("spare", "nvme", "-", below(40));
             add("end-of-life", "emmc", "-", 1 + below(3));
+            break;
+         default:
+            add("temperature", oneOf(hot), "-",
+                temperatures[static_cast<std::size_t>(below(temperatures.size()))]);
       }
    }
 
@@ -218,8 +218,8 @@ class Maker {
                                                            "timeouts"};
    static constexpr std::array<std::string_view, 4> worn{"flash", "drive", "nvme", "emmc"};
    static constexpr std::array<std::string_view, 2> hot{"flash", "nvme"};
-   // Leaps of just 20 degrees and of more; readings beside each limit.
-   static constexpr std::array<int, 14> temperatures{20, 35, 40, 41, 60, 61, 67, 68, 69, 70, 77, 78, 79, 80};
+   // Leaps to a limit of just 20 degrees, or of 21; readings beside each limit.
+   static constexpr std::array<int, 14> temperatures{20, 35, 49, 50, 59, 60, 67, 68, 69, 70, 77, 78, 80, 81};
    static constexpr std::array<std::string_view, 2> attributed{"flash", "drive"};
    static constexpr std::array<std::string_view, 10> ioFaults{"none",  "none",  "none", "open",  "lseek",
                                                               "write", "fsync", "read", "close", "lies"};

@@ -67,10 +67,13 @@ Options optionsOf(std::vector<std::string> const & words) {
 }
 
 bool failsApart(Script const & script, double span) {
-   return !Endurance::runApart([&](auto const & progress) {
-              std::fclose(stderr);
-              return Endurance::run(script, span, progress).difference.empty();
-           }).good;
+   auto const end = Endurance::runApart(
+       [&](auto const & progress) {
+          std::fclose(stderr);
+          return Endurance::run(script, span, progress).difference.empty();
+       },
+       littlePatience);
+   return !end.good;
 }
 
 std::size_t count(Outcome const & outcome) {
