@@ -60,6 +60,14 @@ int open(char const * path, int flags, ...) {  // NOLINT: as it is
    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
+// What a build with checked calls (_FORTIFY_SOURCE) makes of it where the flags are no constant.
+int __open_2(char const * path, int flags) {  // NOLINT: as it is
+   return open(path, flags);
+}
+int __open64_2(char const * path, int flags) {  // NOLINT: as it is
+   return open(path, flags);
+}
+
 }  // extern "C"
 
 namespace StorageDevices {
