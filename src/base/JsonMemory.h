@@ -1,8 +1,8 @@
 // The allocator for reading untrusted JSON texts, and for writing JSON.
 //
 // RapidJSON's own allocators answer null when there is no memory, and its stacks do not check that. This one
-// raises std::bad_alloc instead, also where a size and what it adds to it overflow. A large block is a mapping
-// of its own: it grows without a second copy, and returns to the system when it is freed.
+// raises std::bad_alloc instead, also where a size and what it adds to it overflow. A large block is a
+// mapping of its own: it grows without a second copy, and returns to the system when it is freed.
 #pragma once
 
 #include <sys/mman.h>

@@ -5,8 +5,8 @@
 
 namespace Support {
 
-// Found by the symbol of the replacement, which is not always its name: where sizes and times of 64 bits are an
-// option, `fstatat` is `__fstatat64_time64`. The replacement has default visibility.
+// Found by the symbol of the replacement, which is not always its name: where sizes and times of 64 bits are
+// an option, `fstatat` is `__fstatat64_time64`. The replacement has default visibility.
 template <typename Function>
 Function nextCall(Function replacement) {
    Dl_info found{};
