@@ -8,7 +8,7 @@ SOURCES = $(wildcard $(shell git ls-files -co --exclude-standard '*.cpp' '*.h'))
 
 .PHONY: help
 help: ## this list
-	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/:.*## /\t/' | expand -t 12
+	@grep -hE '^[a-z0-9-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/:.*## /\t/' | expand -t 12
 
 .PHONY: setup
 setup: ## install what is missing (Debian 12, as root)
