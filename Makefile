@@ -8,7 +8,7 @@ SOURCES = $(wildcard $(shell git ls-files -co --exclude-standard '*.cpp' '*.h'))
 
 .PHONY: help
 help: ## this list
-	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/:.*## /\t/' | expand -t 12
+	@grep -hE '^[a-z0-9-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/:.*## /\t/' | expand -t 12
 
 .PHONY: setup
 setup: ## install what is missing (Debian 12, as root)
@@ -90,6 +90,20 @@ lint: setup ## the format, clang's warnings and clang-tidy
 	@cmake --preset lint >/dev/null
 	@cmake --build --preset lint -j $(JOBS) --target TestHeaders >/dev/null
 	@run-clang-tidy -quiet -p build/lint -j $(JOBS) '/(src|tests|bench|fuzz)/.*\.(cpp|cxx)$$' 2>/dev/null
+
+.PHONY: analyze
+analyze: setup ## cppcheck and gcc's static analyser over src, into docs/figures.md (ten minutes)
+	@bench/figures static scripts/analyze
+
+.PHONY: arm64-test
+arm64-test: ## the tests of single classes as programs for arm64, emulated, into docs/figures.md
+	@scripts/setup arm64
+	@scripts/machine-test arm64
+
+.PHONY: i386-test
+i386-test: ## the same for 32 bits
+	@scripts/setup i386
+	@scripts/machine-test i386
 
 .PHONY: package
 package: ## Debian packages in build/packages

@@ -18,14 +18,16 @@ using Pool = JsonValue::AllocatorType;
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Base::JsonMemory>;
 using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory>;
 
-// The most that the values of a text can occupy. An element takes 16 bytes for at least two of the text, a
-// member 32 for at least five. A string takes little more than its own size. Texts above a MiB may occupy
-// half of that; reports of tools need less.
+// The most that the values of a text can occupy. A value takes 16 bytes, or 24 where pointers need all their
+// bits. An element is one value for at least two bytes of the text, a member two for at least five. A string
+// takes little more than its own size. Texts above a MiB may occupy half of that, or what a MiB may; reports
+// of tools need less.
 std::size_t bytesFor(std::string_view text) {
    constexpr std::size_t slack = 64;
-   constexpr std::size_t densest = 8;
-   constexpr std::size_t dense = 4;
-   return std::min(text.size() * densest, std::max(JsonDocument::roomForAll, text.size() * dense)) + slack;
+   constexpr std::size_t densest = sizeof(JsonValue) / 2;
+   constexpr std::size_t dense = densest / 2;
+   constexpr std::size_t roomForAll = densest << 20U;
+   return std::min(text.size() * densest, std::max(roomForAll, text.size() * dense)) + slack;
 }
 
 // Builds the document from the reader's events. It stops the reader at the bound of nesting or memory. The

@@ -25,10 +25,6 @@ class JsonDocument {
    // Levels of arrays and objects inside each other.
    static constexpr unsigned maxDepth = 512;
 
-   // Bytes that any document may occupy; a text of up to a MiB needs no more. The document of a longer text
-   // may occupy four times the text's size.
-   static constexpr std::size_t roomForAll = std::size_t{8} << 20U;
-
    explicit JsonDocument(std::string_view text);
    JsonDocument(JsonDocument &&) noexcept;
    JsonDocument & operator=(JsonDocument &&) noexcept;

@@ -1,8 +1,8 @@
 // The allocator for reading untrusted JSON texts, and for writing JSON.
 //
 // RapidJSON's own allocators answer null when there is no memory, and its stacks do not check that. This one
-// raises std::bad_alloc instead, also for a block beyond `maxBlock`. A large block is a mapping of its own:
-// it grows without a second copy, and returns to the system when it is freed.
+// raises std::bad_alloc instead, also where a size and what it adds to it overflow. A large block is a
+// mapping of its own: it grows without a second copy, and returns to the system when it is freed.
 #pragma once
 
 #include <sys/mman.h>
@@ -30,6 +30,8 @@ class JsonMemory {
       }
       Head * const head = block != nullptr ? headOf(block) : nullptr;
       std::size_t const whole = size + sizeof(Head);
+      if (whole < size)
+         throw std::bad_alloc{};
       if (head != nullptr && head->mapped != 0)
          return grown(head, whole);
       if (whole < largeBlock)

@@ -16,7 +16,7 @@ namespace {
 using Json = rapidjson::Value;
 
 std::string wholeText(double value) {
-   return std::to_string(static_cast<long>(std::lround(value)));
+   return std::to_string(std::llround(value));
 }
 
 std::string busText(Json const & disk, std::string const & interfaceAndAddress) {

@@ -49,7 +49,7 @@ struct Figure {
 };
 
 std::string wholeNumber(double value) {
-   return std::to_string(std::lround(value));
+   return std::to_string(std::llround(value));
 }
 
 std::string rateText(double bytes) {

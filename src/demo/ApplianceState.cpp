@@ -97,7 +97,7 @@ void difference(std::string & line, char const * what, Value const & before, Val
 }
 
 std::string shown(std::optional<double> value) {
-   return value ? std::to_string(static_cast<long>(*value)) : "?";
+   return value ? std::to_string(static_cast<std::int64_t>(*value)) : "?";
 }
 
 std::string shown(std::string const & text) {

@@ -164,6 +164,16 @@ TEST_F(DeviceLifetimeMonitorSmTest, LogsAMessageBeforeItCountsIt) {
    EXPECT_EQ(counts, (std::vector<int>{0, 1}));
 }
 
+TEST_F(DeviceLifetimeMonitorSmTest, CountsMoreBytesThanThirtyTwoBitsHold) {
+   settle();
+   written(5000 * gib);
+   later(1);
+   life(89);
+   ASSERT_EQ(names(), Texts{info});
+   EXPECT_EQ(logs_.messages()[0].arguments[4], "5000");
+   EXPECT_EQ(change().lastBytesWritten(), 5000 * gib);
+}
+
 TEST_F(DeviceLifetimeMonitorSmTest, CountsNothingWrittenWhenTheCounterRestarted) {
    written(40 * gib);
    settle();

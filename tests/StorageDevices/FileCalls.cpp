@@ -1,11 +1,12 @@
 #include "tests/support/FileCalls.h"
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <optional>
 #include <utility>
+
+#include "tests/support/NextCall.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ AfterLooking::~AfterLooking() {
 // Stands before the C library's.
 extern "C" [[gnu::visibility("default")]] int fstatat(int folder, char const * path, struct stat * status,
                                                       int flags) noexcept {
-   static auto const real = reinterpret_cast<decltype(&fstatat)>(dlsym(RTLD_NEXT, "fstatat"));
+   static auto const real = Support::nextCall(&fstatat);
    int const result = real(folder, path, status, flags);
    if (auto const action = std::exchange(afterLooking, nullptr))
       action();

@@ -57,7 +57,7 @@ off_t lseek(int fd, off_t offset, int whence) noexcept {
    seen("lseek");
    if (seenCalls)
       seeks.emplace_back(offset, whence);
-   return syscall(SYS_lseek, fd, offset, whence);
+   return syscall(SYS_lseek, fd, static_cast<long>(offset), whence);
 }
 
 ssize_t write(int fd, void const * buffer, std::size_t size) {

@@ -1,5 +1,4 @@
 // The calls of a health test, and the use of a file system that they report.
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,6 +8,7 @@
 
 #include "runtime/host/Log.h"
 #include "tests/StorageDevices/FsHealthSmTest.h"
+#include "tests/support/NextCall.h"
 
 namespace {
 
@@ -18,8 +18,8 @@ std::string statvfsPath;
 }  // namespace
 
 // In the place of the C library's for this program.
-extern "C" int statvfs(char const * path, struct statvfs * status) noexcept {
-   static auto const real = reinterpret_cast<decltype(&statvfs)>(dlsym(RTLD_NEXT, "statvfs"));
+extern "C" [[gnu::visibility("default")]] int statvfs(char const * path, struct statvfs * status) noexcept {
+   static auto const real = Support::nextCall(&statvfs);
    if (!statvfsAnswer)
       return real(path, status);
    *status = *statvfsAnswer;

@@ -47,7 +47,7 @@ int openat(int folder, char const * path, int flags, ...) {  // NOLINT: as it is
    va_end(arguments);
    if ((flags & O_CREAT) != 0)
       run(beforeMaking);
-   return static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
+   return static_cast<int>(syscall(SYS_openat, folder, path, flags | O_LARGEFILE, mode));
 }
 
 int open(char const * path, int flags, ...) {  // NOLINT: as it is
@@ -57,7 +57,15 @@ int open(char const * path, int flags, ...) {  // NOLINT: as it is
    va_end(arguments);
    if (std::string_view{path}.starts_with("/proc/self/fd/"))
       run(beforeOpeningItself);
-   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+}
+
+// What a build with checked calls (_FORTIFY_SOURCE) makes of it where the flags are no constant.
+int __open_2(char const * path, int flags) {  // NOLINT: as it is
+   return open(path, flags);
+}
+int __open64_2(char const * path, int flags) {  // NOLINT: as it is
+   return open(path, flags);
 }
 
 }  // extern "C"

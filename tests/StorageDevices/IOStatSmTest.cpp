@@ -61,6 +61,13 @@ TEST_F(IOStatSmTest, StoresSectorsAsBytesUnderThePathOfTheEnvironment) {
    EXPECT_EQ(monitor_->ioStatPathBase(), folder_.string() + "/%s.stat");
 }
 
+TEST_F(IOStatSmTest, StoresMoreSectorsThanThirtyTwoBitsCount) {
+   statIs("sda", "1 0 4294967297 0 2 0 36028797018963967 0 0 0 0\n");
+   plug("A");
+   start();
+   EXPECT_EQ(history("A"), (History{{1000, 2199023256064, 18446744073709551104U}}));
+}
+
 TEST_F(IOStatSmTest, ReadsSysfsWithoutTheEnvironment) {
    unsetenv("STORAGEDEVICES_IOSTAT_PATH_BASE");
    plug("A", "/dev/no-such-disk");

@@ -78,6 +78,14 @@ TEST(JsonMemoryTest, KeepsTheContentsOfABlockThatGrowsAndShrinks) {
    Base::JsonMemory::Free(nullptr);
 }
 
+TEST(JsonMemoryTest, RaisesForASizeThatItsOwnHeadMakesOverflow) {
+   std::size_t const volatile most = SIZE_MAX;
+   EXPECT_THROW(Base::JsonMemory::Malloc(most), std::bad_alloc);
+   void * const block = Base::JsonMemory::Malloc(1);
+   EXPECT_THROW(Base::JsonMemory::Realloc(block, 1, most), std::bad_alloc);
+   Base::JsonMemory::Free(block);
+}
+
 TEST(JsonMemoryTest, RefusesNoTextOfUpToAMebibyte) {
    for (Hostile const & hostile : hostileTexts(100 * kiB))
       if (hostile.name != std::string_view{"nesting"} &&

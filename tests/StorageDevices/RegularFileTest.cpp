@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 
 #include "tests/support/FileCalls.h"
 #include "tests/support/ProcessState.h"
@@ -44,6 +45,15 @@ TEST_F(RegularFileTest, IsReadUpToItsEndOrTheBound) {
    EXPECT_FALSE(file.failed());
    EXPECT_EQ(file.openError, 0);
    EXPECT_EQ(readRegularFile(path(), 5).text, "one t");
+}
+
+TEST_F(RegularFileTest, ReadsTheBeginningOfAFileOfMoreThanFourGigabytes) {
+   folder_.write("file", "one two\n");
+   fs::resize_file(path(), std::uintmax_t{5} << 30U);  // a hole
+   FileText const file = readFile();
+   EXPECT_EQ(file.openError, 0);
+   EXPECT_FALSE(file.failed());
+   EXPECT_EQ(file.text.substr(0, 8), "one two\n");
 }
 
 TEST_F(RegularFileTest, FailsToOpenWhereItIsMissing) {

@@ -155,6 +155,8 @@ TEST(UtcTimeTest, IsRfc3339WithMilliseconds) {
    EXPECT_EQ(utcTime(1.9996), "1970-01-01T00:00:02.000Z");
    EXPECT_EQ(utcTime(-0.25), "1969-12-31T23:59:59.750Z");
    EXPECT_EQ(utcTime(951782400), "2000-02-29T00:00:00.000Z");
+   EXPECT_EQ(utcTime(2147483648), "2038-01-19T03:14:08.000Z");
+   EXPECT_EQ(utcTime(4294967296), "2106-02-07T06:28:16.000Z");
 }
 
 TEST(UtcTimeTest, HasNoTextForANumberThatIsNoTime) {

@@ -79,6 +79,12 @@ U7    Stick    1.00      /dev/sdb      USB 2-1         16 GB  /mnt/usb1    remov
 )");
 }
 
+TEST(StatusTableTest, ShowsTheLargestSizeThatARecordHolds) {
+   std::string disk = sata;
+   disk.replace(disk.find("256"), 3, "4294967295");
+   EXPECT_NE(tableOf(stateWith(disk)).find(" 4294967295 GB "), std::string::npos);
+}
+
 // The table from a column on.
 std::string from(char const * title, std::string const & table) {
    std::istringstream lines{table};

@@ -103,7 +103,7 @@ class Model : private ModelUnit {
  public:
    // The clocks stand there at the beginning.
    Model(double now, double utc);
-   ~Model();
+   ~Model() override;
 
    void start();
    void advance(double time) { agenda_.runUntil(time); }

@@ -14,7 +14,7 @@ EXAMPLES = "/usr/share/doc/storagedevices/examples/"
 
 
 def make(words: list[str]) -> str:
-    targets = set(re.findall(r"^([a-z-]+):", (ROOT / "Makefile").read_text(), re.M))
+    targets = set(re.findall(r"^([a-z0-9-]+):", (ROOT / "Makefile").read_text(), re.M))
     return _unknown("target of the Makefile", words[1:], targets)
 
 

@@ -158,7 +158,7 @@ std::string HistoryTextWriter::counted(std::string part) {
 }
 
 std::string HistoryTextWriter::begin() {
-   return counted(std::string{name} + std::to_string(version) + "\n");
+   return counted(std::string{name}.append(std::to_string(version)).append("\n"));
 }
 
 std::string HistoryTextWriter::disk(std::string_view serial, DiskHistory const & history,

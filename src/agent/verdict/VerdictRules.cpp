@@ -21,7 +21,7 @@ Found when(bool applies) {
 }
 
 std::string wholeText(double value) {
-   return std::to_string(std::lround(value));
+   return std::to_string(std::llround(value));
 }
 
 Found selfAssessmentFailed(DiskRecords const & records, Limits const &) {

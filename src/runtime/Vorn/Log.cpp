@@ -105,7 +105,7 @@ std::uint64_t logArgsHash(LogString const & arguments, std::uint32_t mask) {
    for (std::size_t i = 0; i < arguments.size(); ++i)
       if (selected(mask, i))
          // The index and the size keep ("ab", "c") apart from ("a", "bc").
-         hash = hashOf(arguments.str(i).view(), hash ^ (i << 32U) ^ arguments.str(i).size());
+         hash = hashOf(arguments.str(i).view(), hash ^ (std::uint64_t{i} << 32U) ^ arguments.str(i).size());
    return hash;
 }
 

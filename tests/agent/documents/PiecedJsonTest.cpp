@@ -43,7 +43,7 @@ struct Rest {
 };
 
 TEST(PiecedJsonTest, RaisesWhenThereIsNoMemory) {
-   std::size_t const volatile tooMuch = SIZE_MAX / 4;
+   std::size_t const volatile tooMuch = SIZE_MAX / 4 * 3;
    EXPECT_THROW(Base::JsonMemory::Malloc(tooMuch), std::bad_alloc);
    Base::JsonBuffer buffer;
    EXPECT_THROW(buffer.Reserve(tooMuch), std::bad_alloc);

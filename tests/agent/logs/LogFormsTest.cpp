@@ -55,6 +55,12 @@ TEST_F(LogFormsTest, WritesADatagramOfTheFacilityDaemonInLocalTimeForSyslog) {
              "<31>Nov 15 01:13:20 storagedevices[" + pid + "]: trace Lamp/2 glow: warm");
 }
 
+TEST_F(LogFormsTest, WritesTimesAfterTheYear2038ForSyslog) {
+   LogEntry entry = notice();
+   entry.utc = 4294967296;  // 2106-02-07T06:28:16Z
+   EXPECT_EQ(syslogDatagram(entry), "<30>Feb  7 09:28:16 storagedevices[" + pid + "]: started\\nwell");
+}
+
 TEST_F(LogFormsTest, PadsTheDayOfADatagramForSyslogWithABlank) {
    LogEntry entry = notice();
    entry.utc = 1698876000;  // 2023-11-01T22:00:00Z

@@ -1,0 +1,5 @@
+set(machine arm64)
+set(processor aarch64)
+set(triplet aarch64-linux-gnu)
+set(compiler ${triplet})
+include(${CMAKE_CURRENT_LIST_DIR}/CrossMachine.cmake)

@@ -1,0 +1,5 @@
+set(machine i386)
+set(processor i686)
+set(triplet i386-linux-gnu)
+set(compiler i686-linux-gnu)
+include(${CMAKE_CURRENT_LIST_DIR}/CrossMachine.cmake)
