@@ -183,6 +183,25 @@ TEST_F(FileDescriptorTest, TracesANumberThatIsNotOpen) {
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
 }
 
+TEST_F(FileDescriptorTest, SwitchesNotificationsOfWritingOnAndOffAndOn) {
+   Pipe const pipe;
+   auto const writer = Pelm::make<FileDescriptor>("writer");
+   writer->descriptorIs(pipe.writer());
+   for (bool const on : {true, true, false, true})
+      writer->notifyOnWritableIs(on);
+   Vorn::Host::turn();
+   EXPECT_EQ(writer->writableCount(), 1U);
+   writer->descriptorIs(-1);
+}
+
+TEST_F(FileDescriptorTest, LeavesTheModeOfANumberThatIsNotOpen) {
+   auto const watched = Pelm::make<FileDescriptor>("closed");
+   watched->descriptorIs(999999);
+   watched->nonBlockingIs(true);
+   EXPECT_TRUE(watched->nonBlocking());
+   EXPECT_EQ(traces, std::vector<std::string>{});
+}
+
 TEST_F(FileDescriptorTest, SetsNonBlockingOnTheDescriptorWhenever) {
    std::array<int, 2> ends{};
    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
