@@ -3,7 +3,7 @@
 // one. Only a reader that is overtaken by the oldest kept message loses its stream. Other resources answer
 // whatever is asked.
 //
-// A step's letter: l logs as many messages as its text says, L a thousand; e opens a stream with the text as
+// A step's letter: l logs as many messages as its text says, L 1,300; e opens a stream with the text as
 // Last-Event-ID, a with the text as the argument "after"; a digit makes that reader the current one; r has it
 // read a piece, R all; d drops it; t lets a second pass; g asks for the text as a resource.
 #include <rapidjson/document.h>
@@ -108,7 +108,7 @@ class Session {
          case 'l':
             return log(std::min(numberIn(step.text).value_or(1), most));
          case 'L':
-            return log(1000);
+            return log(1300);
          case 'e':
             return open({"/api/v1/events", {}, std::string{step.text}}, step.text);
          case 'a':
@@ -148,7 +148,7 @@ class Session {
    std::uint64_t oldest() const { return last_ - std::min<std::uint64_t>(last_, MessageStore::kept) + 1; }
 
    void log(std::uint64_t count) {
-      constexpr std::uint64_t mostInAll = 5000;
+      constexpr std::uint64_t mostInAll = 2600;
       for (; count > 0 && last_ < mostInAll; --count)
          Vorn::log(logLamp, Pelm::String{std::to_string(++last_)});
    }

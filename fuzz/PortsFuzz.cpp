@@ -3,6 +3,7 @@
 //
 // A line is a disk: its path below /sys/devices, then its mount points, with a bar before each.
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -20,6 +21,14 @@ namespace {
 
 using namespace Command;
 
+// A path of sysfs, whose last name is that of a disk: it begins with a letter.
+bool isPath(std::string const & path) {
+   std::size_t const name = path.rfind('/') + 1;
+   constexpr std::size_t longest = 300;
+   return name < path.size() && path.size() < longest && path.front() != '/' &&
+          path.find('\0') == path.npos && std::isalpha(static_cast<unsigned char>(path[name])) != 0;
+}
+
 // Disks with the same path are the same disk.
 std::vector<MachineDisk> disksIn(std::string const & input) {
    constexpr std::size_t mostDisks = 12;
@@ -32,9 +41,7 @@ std::vector<MachineDisk> disksIn(std::string const & input) {
       std::getline(words, disk.path, '|');
       for (std::string mountPoint; std::getline(words, mountPoint, '|');)
          disk.mountPoints.push_back(mountPoint);
-      bool const isPath = !disk.path.empty() && disk.path.size() < 300 && disk.path.front() != '/' &&
-                          disk.path.back() != '/' && disk.path.find('\0') == std::string::npos;
-      if (!isPath || !paths.insert(disk.path).second)
+      if (!isPath(disk.path) || !paths.insert(disk.path).second)
          continue;
       disk.device = "/dev/disk" + std::to_string(disks.size());
       disk.isRemovable = disk.mountPoints.size() % 2 == 1;

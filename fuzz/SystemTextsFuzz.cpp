@@ -96,7 +96,7 @@ std::string restored(std::string_view text) {
 void checkShown(std::string const & text) {
    FUZZ_CHECK(restored(Base::validUtf8(text)) == text);
    std::string const escaped = Base::escaped(text);
-   FUZZ_CHECK(Base::escaped(escaped) == escaped && Base::validUtf8(escaped) == escaped);
+   FUZZ_CHECK(Base::escaped(escaped) == escaped);
    FUZZ_CHECK(
        std::none_of(escaped.begin(), escaped.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }));
    for (std::size_t const width : {0, 1, 7, 40}) {

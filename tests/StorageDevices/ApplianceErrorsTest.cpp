@@ -8,7 +8,6 @@
 #include "runtime/Vorn/Shortage.h"
 #include "tests/support/FileCalls.h"
 #include "tests/support/ProcessState.h"
-#include "tests/support/SpawnFailure.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
@@ -128,14 +127,6 @@ TEST_F(ApplianceErrorsTest, ReportsAMissingExprOnce) {
    Support::EnvironmentSetting const path{"PATH", "/nowhere"};
    EXPECT_EQ(errors(),
              Texts{"/blockdev: its patterns cannot be matched, because expr is missing: install coreutils"});
-}
-
-TEST_F(ApplianceErrorsTest, NamesTheRemedyWhereProcessesAreScarce) {
-   Support::TraceRecorder const quiet{{"StorageCDevsUtil", 0}};
-   folder_.write("blockdev", "a drive b flash");
-   Support::SpawnFailure const failure{EAGAIN, "expr"};
-   EXPECT_EQ(errors(), Texts{"/blockdev: its patterns cannot be matched, because expr cannot be started: " +
-                             Vorn::errorAndRemedy(EAGAIN)});
 }
 
 }  // namespace
