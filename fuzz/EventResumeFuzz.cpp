@@ -64,6 +64,11 @@ std::optional<std::uint64_t> numberIn(std::string_view id) {
    return number;
 }
 
+// The server lets no NUL through.
+std::string_view idIn(Step const & step) {
+   return step.text.substr(0, step.text.find('\0'));
+}
+
 class Reader {
  public:
    Reader(std::unique_ptr<Document> stream, std::uint64_t next) : stream_{std::move(stream)}, next_{next} {}
@@ -110,9 +115,9 @@ class Session {
          case 'L':
             return log(1300);
          case 'e':
-            return open({"/api/v1/events", {}, std::string{step.text}}, step.text);
+            return open({"/api/v1/events", {}, std::string{idIn(step)}}, idIn(step));
          case 'a':
-            return open({"/api/v1/events", {{"after", std::string{step.text}}}}, step.text);
+            return open({"/api/v1/events", {{"after", std::string{idIn(step)}}}}, idIn(step));
          case 'r':
          case 'R':
             return read(step.command == 'R');

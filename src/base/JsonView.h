@@ -12,30 +12,11 @@
 
 namespace Base {
 
-// Whether arrays and objects lie inside each other so deep that a walk through them might exceed the stack.
-inline bool isTooDeep(std::string_view text) {
-   constexpr int most = 512;
-   int depth = 0;
-   bool isInText = false;
-   for (std::size_t at = 0; at < text.size() && depth <= most; ++at) {
-      char const c = text[at];
-      if (isInText && c == '\\')
-         ++at;
-      else if (c == '"')
-         isInText = !isInText;
-      else if (!isInText)
-         depth += (c == '[' || c == '{' ? 1 : 0) - (c == ']' || c == '}' ? 1 : 0);
-   }
-   return depth > most;
-}
-
-// Raises std::runtime_error with one line that names what was to be read for a text that is not JSON, or
-// nested too deep.
+// Raises std::runtime_error with one line that names what was to be read for a text that is not JSON.
 inline rapidjson::Document parsedJson(std::string_view text, char const * what) {
    rapidjson::Document document;
-   if (isTooDeep(text))
-      throw std::runtime_error{std::string{"the agent's "} + what + " is nested too deep to be read"};
-   // Iterative, which needs no stack. A text that is no UTF-8 could not be written again.
+   // Iterative: however deep a document is nested, parsing it needs no more stack. A text that is no UTF-8
+   // could not be written again.
    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
                                                                                           text.size());
    if (document.HasParseError())

@@ -60,6 +60,7 @@ TEST_F(SeenDevicesTest, MissesOnlyAFolderThatIsNotThere) {
 TEST_F(SeenDevicesTest, KnowsNoPathOfASkippedDevice) {
    seen_.seenIs(folder("a"), {"A", "drive", std::nullopt});
    EXPECT_TRUE(seen_.pathOf("A").empty());
+   EXPECT_FALSE(seen_.isPresent("A", "/dev/sda"));
    Pelm::String const path = seenAt("b", "A");
    EXPECT_EQ(seen_.pathOf("A"), path);
 }

@@ -109,6 +109,9 @@ TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    Vorn::Host::turn();
    EXPECT_EQ(reader.watched->writableCount(), 1U);
    EXPECT_EQ(reader.notified, 2);
+   reader.watched->notifyOnWritableIs(true);
+   Vorn::Host::turn();
+   EXPECT_EQ(reader.watched->writableCount(), 1U) << "it was on already";
    reader.watched->descriptorIs(-1);
    close(file);
 }
