@@ -15,10 +15,8 @@ namespace Base {
 // Raises std::runtime_error with one line that names what was to be read for a text that is not JSON.
 inline rapidjson::Document parsedJson(std::string_view text, char const * what) {
    rapidjson::Document document;
-   // Iterative: however deep a document is nested, parsing it needs no more stack. A text that is no UTF-8
-   // could not be written again.
-   document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
-                                                                                          text.size());
+   // Iterative: however deep a document is nested, parsing it needs no more stack.
+   document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
    if (document.HasParseError())
       throw std::runtime_error{std::string{"the agent's "} + what + " cannot be read as JSON: " +
                                rapidjson::GetParseError_En(document.GetParseError()) + " (at byte " +

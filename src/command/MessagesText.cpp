@@ -55,10 +55,13 @@ bool isTooDeep(std::string_view text) {
    return depth > most;
 }
 
+// Raises std::runtime_error for texts that are no UTF-8, or have half a surrogate pair.
 std::string jsonOf(Json const & message) {
    Base::JsonBuffer buffer;
    Base::JsonWriter writer{buffer};
-   message.Accept(writer);
+   if (!message.Accept(writer))
+      throw std::runtime_error{
+          "a message of the agent cannot be written as JSON: it has a text that is no Unicode"};
    return Base::withoutDel(buffer) + "\n";
 }
 

@@ -72,7 +72,8 @@ TEST(MessageFeedTest, EscapesTerminalControlsInTextsOfDevices) {
 
 TEST(MessageFeedTest, RefusesAMessageThatCouldNotBeWrittenAsJson) {
    MessageFeed feed{Form::json};
-   EXPECT_THROW(feed.take("{\"messages\":[{\"sequence\":1,\"te\xc3\":1}]}"), std::runtime_error);
+   for (std::string const text : {"te\xc3", "te\\ude00"})
+      EXPECT_THROW(feed.take("{\"messages\":[{\"sequence\":1,\"" + text + "\":1}]}"), std::runtime_error);
    constexpr std::size_t deep = 1000000;
    std::string const nested = std::string(deep, '[') + std::string(deep, ']');
    EXPECT_THROW(feed.take("{\"messages\":[{\"sequence\":1,\"text\":" + nested + "}]}"), std::runtime_error);
