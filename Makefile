@@ -73,12 +73,16 @@ endurance: build ## ten simulated years, and a hundred seeds of a year, beside a
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
 
 .PHONY: coverage
-coverage: setup ## line coverage of the runtime and the library
+coverage: setup ## lines and branches of the runtime and the library that tests take, into docs/figures.md
 	@scripts/coverage
 
 .PHONY: fuzz
-fuzz: setup ## the libFuzzer targets, a minute each
+fuzz: setup ## the libFuzzer targets, a minute each, into docs/figures.md; SECONDS_EACH and RUNS bound each
 	@scripts/fuzz
+
+.PHONY: fuzz-long
+fuzz-long: ## the same for ten minutes or ten million executions each (two hours)
+	@SECONDS_EACH=600 RUNS=10000000 $(MAKE) fuzz
 
 .PHONY: format
 format: setup ## format all sources

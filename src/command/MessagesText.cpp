@@ -38,10 +38,30 @@ std::string textOf(Json const & message) {
    return result;
 }
 
+// Whether arrays and objects lie inside each other so deep that writing them might exceed the stack.
+bool isTooDeep(std::string_view text) {
+   constexpr int most = 512;
+   int depth = 0;
+   bool isInText = false;
+   for (std::size_t at = 0; at < text.size() && depth <= most; ++at) {
+      char const c = text[at];
+      if (isInText && c == '\\')
+         ++at;
+      else if (c == '"')
+         isInText = !isInText;
+      else if (!isInText)
+         depth += (c == '[' || c == '{' ? 1 : 0) - (c == ']' || c == '}' ? 1 : 0);
+   }
+   return depth > most;
+}
+
+// Raises std::runtime_error for texts that are no UTF-8, or have half a surrogate pair.
 std::string jsonOf(Json const & message) {
    Base::JsonBuffer buffer;
    Base::JsonWriter writer{buffer};
-   message.Accept(writer);
+   if (!message.Accept(writer))
+      throw std::runtime_error{
+          "a message of the agent cannot be written as JSON: it has a text that is no Unicode"};
    return Base::withoutDel(buffer) + "\n";
 }
 
@@ -57,6 +77,8 @@ std::string MessageFeed::take(std::string_view answer) {
    if (messages == nullptr || !messages->IsArray())
       throw std::runtime_error{
           "the agent's answer lists no messages: is it of the same version as this program?"};
+   if (form_ == Form::json && isTooDeep(answer))
+      throw std::runtime_error{"the agent's list of messages is nested too deep to be written"};
    bool const hasFirst = !messages->Empty();
    bool const isOther =
        hasFirst && sequenceOf(*messages->Begin()) == shown_ && timeOf(*messages->Begin()) != shownTime_;

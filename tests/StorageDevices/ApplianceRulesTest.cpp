@@ -53,6 +53,14 @@ TEST_F(ApplianceRulesTest, AppliesAReadErrorToTheSourceOnlyBeforeTheEndOfItsWord
    EXPECT_EQ(traces_.errors(), Texts{});
 }
 
+TEST_F(ApplianceRulesTest, TakesNoOverlongWordForTheSource) {
+   folder_.write("blockdev", "");
+   folder_.write("multidrive_src", std::string(5000, 'x') + " source");
+   auto const rules = readApplianceRules(Pelm::String{folder_.string()}, traceHandle_);
+   EXPECT_FALSE(rules.multidriveSrc.has_value());
+   EXPECT_EQ(traces_.errors().back(), " error while reading /etc/multidrive_src");
+}
+
 }  // namespace
 
 }  // namespace StorageDevices

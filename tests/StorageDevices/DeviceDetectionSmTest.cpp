@@ -162,6 +162,20 @@ TEST_F(DeviceDetectionSmTest, TreatsAFileThatIsNotRegularAsAReadError) {
    EXPECT_TRUE(logs_.messages().empty());
 }
 
+TEST_F(DeviceDetectionSmTest, TakesNothingFromAFileThatIsOneOverlongWord) {
+   EXPECT_EQ(loggedFor("/dev/sda" + std::string(2U << 20U, 'x')), Texts{});
+   EXPECT_EQ(traces_.errors(),
+             Texts{"An error occurred while reading themount file: " + folder_.string() + "/drive"});
+}
+
+TEST_F(DeviceDetectionSmTest, LooksBelowItsFolderForADiskThatIsMountedElsewhere) {
+   Support::DiskFields{.name = "S1", .mountPoint = "/srv"}.writeTo(*devices_);
+   folder_.write("srv", "/dev/sda1\n");
+   start();
+   EXPECT_EQ(traces_.errors(), Texts{});
+   EXPECT_EQ(logs_.texts(), Texts{});
+}
+
 TEST_F(DeviceDetectionSmTest, TreatsAnOverlongFileAsAReadErrorUnlessAWordDecides) {
    std::string mapperNodes;
    while (mapperNodes.size() <= 1U << 20U)

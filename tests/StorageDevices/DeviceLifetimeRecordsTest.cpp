@@ -61,6 +61,12 @@ TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAChangeWithoutAnOldValue) {
    EXPECT_FALSE(monitor_->deviceLifetimeChange.contains("KS0001"));
 }
 
+TEST_F(DeviceLifetimeMonitorSmTest, IgnoresAChangeWithoutANewValue) {
+   monitor_->handleSmartData("KS0001", OptionalSmartAttr::from({}), {});
+   monitor_->handleEmmcData("KS0001", LifetimeEmmcAttr{2}, {});
+   EXPECT_FALSE(monitor_->deviceLifetimeChange.contains("KS0001"));
+}
+
 TEST_F(DeviceLifetimeMonitorSmTest, WatchesRecordsThatComeLaterAndReleasesThoseThatGo) {
    Support::DiskFields{.name = "KS0002"}.writeTo(*devices_);
    smart_->deviceDataIs("KS0002");

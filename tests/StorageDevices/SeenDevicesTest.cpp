@@ -52,6 +52,37 @@ TEST_F(SeenDevicesTest, KeepsADeviceThatCouldNotBeReadOrHasLostItsSerial) {
    EXPECT_FALSE(seen_.isGone("A", scan_));
 }
 
+TEST_F(SeenDevicesTest, MissesOnlyAFolderThatIsNotThere) {
+   EXPECT_FALSE(isInSysfs("/dev/null/device"));
+   EXPECT_TRUE(isInSysfs(Pelm::String{"/" + std::string(300, 'x')})) << "nobody could look";
+}
+
+TEST_F(SeenDevicesTest, KnowsNoPathOfASkippedDevice) {
+   seen_.seenIs(folder("a"), {"A", "drive", std::nullopt});
+   EXPECT_TRUE(seen_.pathOf("A").empty());
+   EXPECT_FALSE(seen_.isPresent("A", "/dev/sda"));
+   Pelm::String const path = seenAt("b", "A");
+   EXPECT_EQ(seen_.pathOf("A"), path);
+}
+
+TEST_F(SeenDevicesTest, ComparesAllOfAClassification) {
+   DeviceClassification one;
+   one.disk = Support::DiskFields{}.make();
+   DeviceClassification other = one;
+   EXPECT_TRUE(one == other);
+   other.kind = DeviceClassification::Kind::fixed;
+   EXPECT_FALSE(one == other);
+   other = one;
+   other.collector = DeviceClassification::Collector::eusb;
+   EXPECT_FALSE(one == other);
+   other = one;
+   other.links = "/dev/disk/by-id/usb-Kestrel";
+   EXPECT_FALSE(one == other);
+   other = one;
+   other.disk = Support::DiskFields{.sizeGb = 480}.make();
+   EXPECT_FALSE(one == other);
+}
+
 TEST_F(SeenDevicesTest, ReportsADeviceWhosePlaceAnotherHasTaken) {
    scan_.serials[seenAt("a", "A")] = "B";
    EXPECT_TRUE(seen_.isGone("A", scan_));

@@ -33,6 +33,15 @@ class TempSensorStatusTest : public Support::VirtualTimeTest {
        Pelm::make<Environment::Temperature::TemperatureWrapper>("T");
 };
 
+TEST_F(TempSensorStatusTest, ComparesAllOfAConfiguration) {
+   using Environment::Temperature::TempSensorConfig;
+   EXPECT_TRUE(config_->isEq(TempSensorConfig{"T", "a sensor", 70.0, 80.0}));
+   EXPECT_FALSE(config_->isEq(TempSensorConfig{"U", "a sensor", 70.0, 80.0}));
+   EXPECT_FALSE(config_->isEq(TempSensorConfig{"T", "another", 70.0, 80.0}));
+   EXPECT_FALSE(config_->isEq(TempSensorConfig{"T", "a sensor", 71.0, 80.0}));
+   EXPECT_FALSE(config_->isEq(TempSensorConfig{"T", "a sensor", 70.0, 81.0}));
+}
+
 TEST_F(TempSensorStatusTest, IgnoresReadingsOutsideOfTheRange) {
    EXPECT_EQ(read(-40.5), -999);
    EXPECT_EQ(read(-40), -40);

@@ -46,6 +46,10 @@ TEST(ToolMeaningTest, DescribesGoodEndsSignalsLateEndsAndFailedStarts) {
    }
 }
 
+TEST(ToolMeaningTest, ReadsNoBitsFromANumberThatIsNoExitCode) {
+   EXPECT_EQ(runMeaning("smartctl", 256, false), "exit code 256");
+}
+
 TEST(ToolMeaningTest, DescribesWhyARunCouldNotStart) {
    Brul::FinishedRun run;
    run.argv = {"smartctl"};

@@ -70,6 +70,17 @@ TEST(MessageFeedTest, EscapesTerminalControlsInTextsOfDevices) {
    EXPECT_NE(text.find("\\x1b[2J\\nfake\\x00"), std::string::npos) << text;
 }
 
+TEST(MessageFeedTest, RefusesAMessageThatCouldNotBeWrittenAsJson) {
+   MessageFeed feed{Form::json};
+   for (std::string const text : {"te\xc3", "te\\ude00"})
+      EXPECT_THROW(feed.take("{\"messages\":[{\"sequence\":1,\"" + text + "\":1}]}"), std::runtime_error);
+   constexpr std::size_t deep = 1000000;
+   std::string const nested = std::string(deep, '[') + std::string(deep, ']');
+   EXPECT_THROW(feed.take("{\"messages\":[{\"sequence\":1,\"text\":" + nested + "}]}"), std::runtime_error);
+   std::string const quoted = "\"\\\"" + std::string(deep, '[') + "\"";
+   EXPECT_NE(feed.take("{\"messages\":[{\"sequence\":1,\"text\":" + quoted + "}]}"), "");
+}
+
 TEST(MessageFeedTest, RefusesOddAnswersInOneLineAndShowsOddMessagesAsFarAsPossible) {
    MessageFeed feed{Form::text};
    for (char const * odd : {"", "{", "[]", "{}", R"({"messages":{}})"})

@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 
+#include "runtime/Vorn/Shortage.h"
 #include "simulation/SimulatedUnit.h"
 #include "tests/support/ProcessState.h"
+#include "tests/support/SpawnFailure.h"
 #include "tests/support/TraceRecorder.h"
+#include "tests/support/UdevFailure.h"
+#include "tests/support/UdevStartFailure.h"
 
 namespace StorageDevices {
 
@@ -101,6 +106,35 @@ TEST_F(DiscoveryPreviewTest, NamesADeviceWithoutNodeAsTheKernelDoes) {
    ASSERT_EQ(devices.size(), 1U);
    EXPECT_EQ(devices.begin()->first, "nvme0n1");
    EXPECT_EQ(devices.begin()->second, "skipped: udev has no device node for it");
+}
+
+TEST_F(DiscoveryPreviewTest, NamesTheRemedyWhereProcessesAreScarce) {
+   Support::TraceRecorder const quiet{{"StorageCDevsUtil", 0}};
+   unit_.blockdevIs({{R"(.*/ata\(1\))", "drive"}});
+   unit_.add(sataDisk("sda", 1, "A", "Kestrel", 1000));
+   Support::SpawnFailure const failure{EAGAIN, "expr"};
+   std::string const why = "expr cannot be started: " + Vorn::errorAndRemedy(EAGAIN);
+   EXPECT_EQ(examined().at("/dev/sda"), "skipped: " + why);
+   EXPECT_EQ(previewDiscovery(fruConfig_).errors,
+             std::vector<std::string>{unit_.etcFolder().string() +
+                                      "/blockdev: its patterns cannot be matched, because " + why});
+}
+
+TEST_F(DiscoveryPreviewTest, ShowsADeviceThatItCannotReadButNoneThatIsGone) {
+   unit_.add(sataDisk("sda", 1, "A", "Kestrel", 1000));
+   {
+      Support::UdevFailure const failure{ENOMEM, "/sda"};
+      EXPECT_EQ(examined().at("sda"), "skipped: " + Vorn::errorAndRemedy(ENOMEM));
+   }
+   Support::UdevFailure const failure{ENODEV, "/sda"};
+   EXPECT_TRUE(examined().empty());
+}
+
+TEST_F(DiscoveryPreviewTest, ReportsWhyUdevIsNotThere) {
+   Support::UdevStartFailure const failure{"udev_new", ENOMEM};
+   auto const preview = previewDiscovery(fruConfig_);
+   EXPECT_FALSE(preview.udevAvailable);
+   EXPECT_EQ(preview.udevError, Vorn::errorAndRemedy(ENOMEM));
 }
 
 TEST_F(DiscoveryPreviewTest, ReportsAMissingScan) {

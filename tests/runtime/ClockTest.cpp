@@ -273,6 +273,12 @@ TEST_F(ClockTest, CallsALateRequestOnceAfterAClockJump) {
    EXPECT_EQ(minute.rings, 2);
 }
 
+TEST_F(ClockTest, KeepsItsTimeBeforeAnEarlierDeadline) {
+   Vorn::Seconds const now = Vorn::System::currentTime();
+   time->jumpTo(now - 5);
+   EXPECT_EQ(Vorn::System::currentTime(), now);
+}
+
 TEST_F(ClockTest, LimitsHandlersByATimeThatReadingsAdvance) {
    time->stepPerReadingIs(0.125);
    int steps = 0;

@@ -109,6 +109,9 @@ TEST_F(FileDescriptorTest, NotifiesOfARegularFileOncePerSwitchOn) {
    Vorn::Host::turn();
    EXPECT_EQ(reader.watched->writableCount(), 1U);
    EXPECT_EQ(reader.notified, 2);
+   reader.watched->notifyOnWritableIs(true);
+   Vorn::Host::turn();
+   EXPECT_EQ(reader.watched->writableCount(), 1U) << "it was on already";
    reader.watched->descriptorIs(-1);
    close(file);
 }
@@ -181,6 +184,25 @@ TEST_F(FileDescriptorTest, TracesANumberThatIsNotOpen) {
    ASSERT_EQ(traces.size(), 1U);
    EXPECT_EQ(traces[0], " cannot watch reader: epoll_ctl: Bad file descriptor (errno 9)");
    EXPECT_EQ(Vorn::Host::turn(), Vorn::Host::Turn::idle);
+}
+
+TEST_F(FileDescriptorTest, SwitchesNotificationsOfWritingOnAndOffAndOn) {
+   Pipe const pipe;
+   auto const writer = Pelm::make<FileDescriptor>("writer");
+   writer->descriptorIs(pipe.writer());
+   for (bool const on : {true, true, false, true})
+      writer->notifyOnWritableIs(on);
+   Vorn::Host::turn();
+   EXPECT_EQ(writer->writableCount(), 1U);
+   writer->descriptorIs(-1);
+}
+
+TEST_F(FileDescriptorTest, LeavesTheModeOfANumberThatIsNotOpen) {
+   auto const watched = Pelm::make<FileDescriptor>("closed");
+   watched->descriptorIs(999999);
+   watched->nonBlockingIs(true);
+   EXPECT_TRUE(watched->nonBlocking());
+   EXPECT_EQ(traces, std::vector<std::string>{});
 }
 
 TEST_F(FileDescriptorTest, SetsNonBlockingOnTheDescriptorWhenever) {

@@ -70,6 +70,13 @@ TEST_F(HealthFiguresTest, LeavesSmartLifeUnknownForRisingValuesAndOtherScales) {
    EXPECT_FALSE(smartLife("Percent_Lifetime_Remain", 200, 0));
 }
 
+TEST_F(HealthFiguresTest, LeavesSmartLifeUnknownBelowNothing) {
+   SmartAttr attr;
+   attr.reportedValue = -1;
+   smart->lifetimeRemainingIs(OptionalSmartAttr::from(attr));
+   EXPECT_FALSE(lifeLeft(*smart));
+}
+
 TEST_F(HealthFiguresTest, ReadsSmartLifeAsAMappingOfTheDriveMadeIt) {
    SmartAttr attr;
    attr.name = "Perc_Rated_Life_Used";
@@ -110,6 +117,8 @@ TEST_F(HealthFiguresTest, CountsBytesWrittenToAnNvmeDriveInDataUnits) {
    EXPECT_EQ(bytesWritten(*nvme), 1536000);
    nvme->dataUnitsWrittenIs({"data_units_written", INT64_MAX});
    EXPECT_GT(*bytesWritten(*nvme), 4e24);
+   nvme->dataUnitsWrittenIs({"data_units_written", -1});
+   EXPECT_FALSE(bytesWritten(*nvme));
 }
 
 TEST_F(HealthFiguresTest, CountsBytesWrittenSinceTheDiskAppearedFromTheLatest) {
@@ -135,8 +144,10 @@ TEST_F(HealthFiguresTest, ReadsTemperaturesInDegreesCelsius) {
    EXPECT_EQ(temperature(*smart), 37);
    nvme->temperatureCelsiusIs({"temperature", 41});
    EXPECT_EQ(temperature(*nvme), 41);
-   nvme->temperatureCelsiusIs({"temperature", -273});
-   EXPECT_FALSE(temperature(*nvme));
+   for (int const impossible : {-273, 1000}) {
+      nvme->temperatureCelsiusIs({"temperature", impossible});
+      EXPECT_FALSE(temperature(*nvme)) << impossible;
+   }
 }
 
 TEST_F(HealthFiguresTest, AcceptsACountOnlyWhereItsRenderingIsNothingElse) {

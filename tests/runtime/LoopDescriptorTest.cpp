@@ -109,6 +109,19 @@ TEST_F(LoopDescriptorTest, IsReadableForAClockThatAHandlerArms) {
    EXPECT_TRUE(eventually([&] { return chain.rings == 3; }));
 }
 
+TEST_F(LoopDescriptorTest, IsReadableAfterATurnInsideATurn) {
+   struct Nested {
+      void ring() {
+         Vorn::Host::turn(0);
+         clock.timeMinIs(currentTime() + (++rings < 3 ? Vorn::Seconds{0.01} : Vorn::Seconds::infinity()));
+      }
+      int rings = 0;
+      Vorn::Clock::Notifiee<&Nested::ring> clock{*this, currentTime()};
+   } nested;
+   EXPECT_TRUE(eventually([&] { return nested.rings == 3; }));
+   EXPECT_FALSE(isReadable(20));
+}
+
 TEST_F(LoopDescriptorTest, IsReadableWhileADescriptorIsReady) {
    std::array<int, 2> ends{};
    ASSERT_EQ(pipe(ends.data()), 0);
@@ -154,6 +167,23 @@ TEST_F(LoopDescriptorInVirtualTimeTest, IsReadableUntilTheLastDeadline) {
    while (poll(&loop, 1, 20) == 1)
       Vorn::Host::turn(0);
    EXPECT_EQ(day.rings, 1);
+}
+
+TEST_F(LoopDescriptorInVirtualTimeTest, WaitsForAProgramBeforeTheNextDeadline) {
+   Alarm const day{currentTime() + 86400};
+   auto const run =
+       Brul::PipedChildProcessSm::PipedChildProcessSmIs(Pelm::make<Brul::ChildProcessTrackerSm>());
+   run->argPush("sleep");
+   run->argPush("0.2");
+   run->hasNotificationActiveIs(true);
+   run->start(true, true);
+   pollfd loop{Vorn::Host::loopDescriptor(), POLLIN, 0};
+   int turns = 0;
+   for (; run->state() != Brul::PipedChildProcessSm::State::finished && poll(&loop, 1, 10000) == 1; ++turns)
+      Vorn::Host::turn(0);
+   EXPECT_EQ(run->state(), Brul::PipedChildProcessSm::State::finished);
+   EXPECT_EQ(day.rings, 0);
+   EXPECT_LT(turns, 20);
 }
 
 }  // namespace

@@ -227,6 +227,14 @@ TEST_F(MountTableTest, ListsTheDevicesBelowInOrderOfTheirNames) {
    EXPECT_EQ(StorageDevices::Mounts::devicesBelow("/dev/dm-0"), expected);
 }
 
+TEST_F(MountTableTest, BoundsTheListOfDevicesBelow) {
+   for (int i = 100; i < 170; ++i)
+      fs::create_directories(folder_.path() / "sys/devices/dm-0/slaves" / ("sd" + std::to_string(i)));
+   auto const found = StorageDevices::Mounts::devicesBelow("/dev/dm-0");
+   ASSERT_EQ(found.size(), 64U);
+   EXPECT_EQ(found.back(), "/dev/sd163");
+}
+
 TEST_F(MountTableTest, ListsDevicesBelowAMapperNodeOnly) {
    fs::create_directories(folder_.path() / "sys/devices/nvme0n1/slaves/sda");
    EXPECT_TRUE(StorageDevices::Mounts::devicesBelow("/dev/nvme0n1").empty());

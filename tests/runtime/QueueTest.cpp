@@ -74,6 +74,18 @@ TEST(QueueTest, KeepsElementsThatArePushedWhileAllArePopped) {
    EXPECT_EQ(house->guest.front(), "late");
 }
 
+TEST(QueueTest, IsEmptyWhereASubscriberTakesTheRest) {
+   auto const house = Pelm::make<House>();
+   Events events;
+   house->guestPush("Ann");
+   house->guestPush("Bob");
+   Watcher watcher{house, events, "w"};
+   watcher.then = [&] { house->guestPopAll(); };
+   house->guestPopAll();
+   EXPECT_TRUE(house->guest.empty());
+   EXPECT_EQ(events, (Events{"w:guest 0 Ann>none", "w:guest 0 Bob>none"}));
+}
+
 TEST(QueueTest, AllowsItsOwnerToGoWhileItIsEmptied) {
    bool gone = false;
    auto house = Pelm::make<House>(gone);

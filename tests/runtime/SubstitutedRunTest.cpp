@@ -75,6 +75,13 @@ TEST_F(SubstitutedRunTest, IsEndedAtTheTimeLimit) {
    EXPECT_EQ(run->stderrString(), "tool: it exceeded its time limit");
 }
 
+TEST_F(SubstitutedRunTest, EndsByItselfBeforeTheTimeLimit) {
+   tracker_->timeLimitIs(30);
+   auto const run = over("tool");
+   EXPECT_EQ(run->state(), State::finished);
+   EXPECT_FALSE(run->finishedRun()->timedOut);
+}
+
 TEST_F(SubstitutedRunTest, LosesAnOutputAboveTheBound) {
    outcome_.standardOutput = std::string(Brul::OutputPipe::maxBytes, ' ');
    EXPECT_EQ(over("tool")->state(), State::finished);

@@ -141,6 +141,10 @@ TEST(EnumTypeTest, ReadsAValueWithoutANameAsItsNumber) {
    EXPECT_EQ(Colour{}.value(), 0);
    EXPECT_TRUE(Colour{Colour::red} == Colour::red);
    EXPECT_TRUE(Colour{Colour::red} != Colour{Colour::green});
+   Vorn::EnumType<unsigned char> const red = Colour{Colour::red};
+   Vorn::EnumType<unsigned char> const green = Colour{Colour::green};
+   EXPECT_FALSE(red == green);
+   EXPECT_TRUE(red == Vorn::EnumType<unsigned char>{Colour{Colour::red}});
 }
 
 TEST(FormatTest, AcceptsPrintfFormatsAndTextsOfAnyLength) {

@@ -98,7 +98,8 @@ std::string general(std::string_view name, bool isBelowBridge) {
       return literal(name);
    std::string_view const rest = name.substr(word->size() + leading(name.substr(word->size()), digits));
    // A card tells its address anew each time.
-   bool const isCard = *word == "mmc" && rest.starts_with(':');
+   bool const isCard =
+       *word == "mmc" && rest.starts_with(':') && leading(rest.substr(1), hexDigits) == rest.size() - 1;
    return std::string{*word}.append(anyNumber).append(isCard ? ":[0-9a-f]*" : literal(rest));
 }
 

@@ -121,7 +121,8 @@ TEST(PortPatternTest, SeesNoPortInThePathOfAVirtualDevice) {
 }
 
 TEST(PortPatternTest, IsOneWordThatMatchesWhateverAPathContains) {
-   for (std::string const path : {"platform/a b\tc/x[1]*^$\\(y\\)/block/sda", "a//b", "a+b/+", "host/sd"}) {
+   for (std::string const path :
+        {"platform/a b\tc/x[1]*^$\\(y\\)/block/sda", "a//b", "a+b/+", "host/sd", "mmc0:no-card/block/sda"}) {
       PortPattern const port = portPattern(path, alone);
       EXPECT_EQ(port.pattern.find_first_of(" \t\n"), std::string::npos) << port.pattern;
       EXPECT_EQ(StorageDevices::CDevsUtil::askExpr(path.c_str(), port.pattern.c_str()).status, 0)
