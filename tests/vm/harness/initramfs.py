@@ -18,6 +18,7 @@ KERNEL_MODULES = (
     "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii", "xfs", "dm_mod", "dm_zero",
     "virtio_pci", "virtio_console",
 )  # fmt: skip
+KERNELS = ("debian", "backports")  # Debian's own, and the newer one of its backports
 LATER_MODULES = ("scsi_debug",)  # which a scenario loads by itself
 # One path per namespace, whatever the default of this kernel. One SATA command at a time. A disk refuses some commands,
 # such as smartctl's --offlineauto. Then the emulator fails the next one of those that are queued.
@@ -40,16 +41,16 @@ def cache_dir() -> Path:
     return Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "storagedevices-vm"
 
 
-def find_kernel(cache: Path) -> Path:
-    kernels = sorted((cache / "root/boot").glob("vmlinuz-*"))
+def find_kernel(cache: Path, name: str = KERNELS[0]) -> Path:
+    folder, option = (cache, "") if name == KERNELS[0] else (cache / name, f" --{name}")
+    kernels = sorted((folder / "root/boot").glob("vmlinuz-*"))
     if not kernels:
-        raise SetupError(f"no kernel in {cache}: run tests/vm/fetch-kernel (it downloads Debian's linux-image-amd64)")
+        raise SetupError(f"no kernel in {folder}: run tests/vm/fetch-kernel{option} (it downloads linux-image-amd64)")
     return kernels[-1]
 
 
-def build(cache: Path, prefix: Path | None, work: Path) -> Path:
+def build(cache: Path, prefix: Path | None, work: Path, kernel: Path) -> Path:
     """Writes the initramfs into the work folder, unless one of the same content is there, and answers its path."""
-    kernel = find_kernel(cache)
     archive = Archive()
     add_base(archive, *sorted((HARNESS / "guest").iterdir()))
     add_modules(archive, modules_of(kernel), KERNEL_MODULES, LATER_MODULES)
