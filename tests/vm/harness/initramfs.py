@@ -12,6 +12,7 @@ from .report import SetupError
 
 HARNESS = Path(__file__).parent
 GUEST_PREFIX = "/opt/storagedevices"
+LINE_STORM = "/usr/bin/line-storm"
 
 KERNEL_MODULES = (
     "ahci", "sd_mod", "nvme", "xhci_pci", "usb_storage", "uas", "sdhci_pci", "mmc_block",
@@ -49,7 +50,7 @@ def find_kernel(cache: Path, name: str = KERNELS[0]) -> Path:
     return kernels[-1]
 
 
-def build(cache: Path, prefix: Path | None, work: Path, kernel: Path) -> Path:
+def build(cache: Path, prefix: Path | None, work: Path, kernel: Path, line_storm: Path | None = None) -> Path:
     """Writes the initramfs into the work folder, unless one of the same content is there, and answers its path."""
     archive = Archive()
     add_base(archive, *sorted((HARNESS / "guest").iterdir()))
@@ -58,6 +59,9 @@ def build(cache: Path, prefix: Path | None, work: Path, kernel: Path) -> Path:
     _add_programs(archive, cache / "root", libraries)
     if prefix is not None:
         _add_prefix(archive, prefix, libraries)
+    if line_storm is not None:
+        archive.file(LINE_STORM, line_storm.read_bytes(), 0o755)
+        libraries.add_for(line_storm)
     return stored(archive.image(), work, "initramfs")
 
 
