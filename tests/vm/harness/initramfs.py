@@ -42,6 +42,11 @@ def cache_dir() -> Path:
     return Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "storagedevices-vm"
 
 
+def chosen_kernel() -> str:
+    """The default of this run."""
+    return os.environ.get("STORAGEDEVICES_VM_KERNEL", KERNELS[0])
+
+
 def find_kernel(cache: Path, name: str = KERNELS[0]) -> Path:
     folder, option = (cache, "") if name == KERNELS[0] else (cache / name, f" --{name}")
     kernels = sorted((folder / "root/boot").glob("vmlinuz-*"))

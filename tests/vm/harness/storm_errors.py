@@ -16,6 +16,7 @@ ANSWER_SECONDS = 5.0
 SILENT_SECONDS = 90  # longer than the kernel waits for a command of smartctl
 # Makes the agent ask the silent disk of the guest's kernel through smartctl, as one at a SATA port.
 RULE = 'SUBSYSTEM=="block", DEVPATH=="/devices/pseudo_0/*", ENV{ID_BUS}="ata"\n'
+KERNEL_SECONDS = 240.0  # until the kernel has given up the commands of one run
 READS = 20  # some seconds each: the kernel tries them again and again
 _EVENTS = ("read_aio", "write_aio", "flush_to_disk")
 
@@ -81,17 +82,25 @@ class ErrorStorm:
             wait_until(lambda: False, bool, 2)
         ended, others = self._agent.tool_runs("timed_out") - hung, self._agent.tool_runs("ok") - good
         self._site.figure(SILENT_STORM, "seconds of silence", SILENT_SECONDS)
-        self._site.figure(SILENT_STORM, f"runs ended after {TOOL_SECONDS} s", ended)
+        self._site.figure(SILENT_STORM, f"runs ended after {TOOL_SECONDS} s, or not begun since the last one hangs", ended)
         self._site.figure(SILENT_STORM, "runs of smartctl at once, at most", most)
         self._report.check(f"{SILENT_STORM}: runs are ended at their limit", ended > 0, str(ended))
         self._report.check(f"{SILENT_STORM}: other disks are read", others > SILENT_SECONDS / POLL_SECONDS / 2, str(others))
 
+    def _hung(self) -> list[str]:
+        """The processes that the kernel holds, by number."""
+        return self._guest.run("grep -l '^State:.D' /proc/[0-9]*/status 2>/dev/null | xargs grep -l smartctl").out.split()
+
     def _check_recovery(self) -> None:
+        """The kernel lets the hung process go when it has given the disk's commands up."""
+        begin = self._site.uptime()
+        self._report.becomes(f"{SILENT_STORM}: the hung run ends", self._hung, [], KERNEL_SECONDS)
+        self._site.figure(SILENT_STORM, "hung run gone after the silence (s)", f"{self._site.uptime() - begin:.0f}")
         timed_out = self._agent.tool_runs("timed_out")
         good = self._agent.tool_runs("ok")
         self._report.eventually(
             f"{SILENT_STORM}: tools go on", lambda: self._agent.tool_runs("ok"), lambda n: n > good + 10, 120
         )
         later = self._agent.tool_runs("timed_out")
-        self._report.check(f"{SILENT_STORM}: at most the run in flight was ended then", later <= timed_out + 1, str(later))
+        self._report.check(f"{SILENT_STORM}: none is ended any more", later <= timed_out + 1, f"{timed_out}, {later}")
         self._report.becomes(f"{SILENT_STORM}: nobody waits any more", self._agent.zombies, [], FOLLOW_SECONDS)
