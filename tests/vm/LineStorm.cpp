@@ -2,8 +2,8 @@
 //
 // usage: line-storm SOCKET LINES-A-SECOND SECONDS
 //
-// Every 1,000th line names a disk that is not there, the others none. Prints the number of lines that the receiver took
-// and the seconds that it needed for them. A full receiver is waited for, so none is lost.
+// Every 1,000th line names a disk that is not there, the others none. Prints the number of lines that the
+// receiver took and the seconds that it needed for them. A full receiver is waited for, so none is lost.
 #include <sys/socket.h>
 #include <sys/un.h>
 
