@@ -43,26 +43,31 @@ class ErrorStorm:
     def _fail(self) -> None:
         since = self._site.uptime()
         self._appliance.plug(FAILING.disk)
-        said = lambda: [name for name, *arguments in self._agent.said(*IO_ERRORS) if FAILING.serial in arguments]  # noqa: E731
-        self._report.becomes(f"{FAILING_STORM}: it is reported once", lambda: len(said()), 1, START_SECONDS)
+        self._report.becomes(f"{FAILING_STORM}: it is reported once", self._times_said, 1, START_SECONDS)
         device = self._appliance.disks()[FAILING.serial].device
         lines = self._agent.kernel_lines()["received"]
         failed = self._guest.must(
-            f"for i in $(seq {READS}); do dd if={device} of=/dev/null bs=4k count=1 skip=$i 2>/dev/null || echo; done | wc -l",
+            f"for i in $(seq {READS}); do"
+            f" dd if={device} of=/dev/null bs=4k count=1 skip=$i 2>/dev/null || echo; done | wc -l",
             90,
         )
         self._report.equal(f"{FAILING_STORM}: every read fails", int(failed), READS)
         self._site.figure(FAILING_STORM, "requests of the test, all failed", int(failed))
         self._site.figure(FAILING_STORM, "lines of the kernel about it", self._agent.kernel_lines()["received"] - lines)
-        self._report.equal(f"{FAILING_STORM}: it is still reported once", len(said()), 1)
+        self._report.equal(f"{FAILING_STORM}: it is still reported once", self._times_said(), 1)
         self._appliance.unplug(FAILING.mount)
         self._site.check_answers(FAILING_STORM, since, ANSWER_SECONDS)
+
+    def _times_said(self) -> int:
+        return sum(FAILING.serial in arguments for _, *arguments in self._agent.said(*IO_ERRORS))
 
     def _fall_silent(self) -> None:
         self._guest.write("/etc/udev/rules.d/99-storm.rules", RULE)
         self._guest.must("udevadm control --reload")
         serial = self._silent.load()
-        self._report.eventually(f"{SILENT_STORM}: it is watched", self._agent.disks, lambda d: serial in d, START_SECONDS)
+        self._report.eventually(
+            f"{SILENT_STORM}: it is watched", self._agent.disks, lambda disks: serial in disks, START_SECONDS
+        )
         self._report.equal(f"{SILENT_STORM}: at a SATA port", self._agent.disks()[serial]["busType"], machine.SATA)
         since, hung = self._site.uptime(), self._agent.tool_runs("timed_out")
         self._silent.silent_is(True)

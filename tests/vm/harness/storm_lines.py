@@ -1,4 +1,4 @@
-"""More lines of the kernel than anybody can read: from the kernel's log, and from another sender to the agent's socket."""
+"""More lines of the kernel than anybody can read: from its log, and from another sender to the agent's socket."""
 
 import time
 

@@ -31,7 +31,8 @@ class StormScenario(Scenario):
         self._agent.configure()
         rules = [each.rule for each in (*STICKS, FAILING)] + ["pseudo_0/.*/block/sd. silent"]
         self._guest.write("/etc/blockdev", machine.ETC_BLOCKDEV + "".join(f"{rule}\n" for rule in rules))
-        write_configuration(self._site, configuration([*machine.EXPECTED_MOUNTS, *(each.mount for each in (*FIXED, FAILING))]))
+        mounts = [*machine.EXPECTED_MOUNTS, *(each.mount for each in (*FIXED, FAILING))]
+        write_configuration(self._site, configuration(mounts))
         self._guest.must("echo 0 >/sys/module/usb_storage/parameters/delay_use")
         self._guest.must("echo 512 >/proc/sys/net/unix/max_dgram_qlen")  # as systemd does; else 10 lines wait
         steps = (self._begin, *(self._storms[name] for name in names), self._end)
