@@ -3,6 +3,8 @@ SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
 .DEFAULT_GOAL := help
 JOBS ?= $(shell nproc)
+# On which the tests on a real kernel run: Debian's own, or the newer one of its backports.
+KERNEL ?= debian
 # What the formatter reads: sources that are not yet added too, and none that is deleted.
 SOURCES = $(wildcard $(shell git ls-files -co --exclude-standard '*.cpp' '*.h'))
 
@@ -31,13 +33,23 @@ test: setup ## every test but that on a real kernel: release, sanitizers, archit
 	@scripts/test
 
 .PHONY: vm-test
-vm-test: build ## the tests on a real kernel, two emulated machines side by side
-	@ctest --preset release -j 2 -L '^vm$$'
+vm-test: build ## the tests on a real kernel, two emulated machines side by side; KERNEL=backports: on a newer one
+	@[ "$(KERNEL)" = debian ] || scripts/setup $(KERNEL)
+	@STORAGEDEVICES_VM_KERNEL=$(KERNEL) ctest --preset release -j 2 -L '^vm$$'
 
 .PHONY: vm
 vm: build ## the same with every round of pulls and storms; the logs stay in build/vm
 	@cmake --install build/release --prefix build/vm/prefix >/dev/null
-	@tests/vm/run --prefix build/vm/prefix --work build/vm
+	@[ "$(KERNEL)" = debian ] || scripts/setup $(KERNEL)
+	@tests/vm/run --prefix build/vm/prefix --work build/vm --kernel $(KERNEL)
+
+.PHONY: storms
+storms: build ## plugs, errors, lines and a full root on two real kernels, into docs/figures.md (half an hour)
+	@scripts/setup backports
+	@cmake --install build/release --prefix build/storms/prefix >/dev/null
+	@cmake --build --preset release --target line_storm -j $(JOBS)
+	@bench/figures storms tests/vm/storms --prefix build/storms/prefix --work build/storms \
+	   --line-storm build/release/tests/vm/line_storm
 
 .PHONY: web-test
 web-test: setup ## the page's tests alone; STORAGEDEVICES_SCREENSHOTS names a folder for pictures

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "StorageDevices/Udev.h"
+#include "runtime/Vorn/BlockingCall.h"
 #include "runtime/Vorn/Errno.h"
 #include "runtime/Vorn/Process.h"
 #include "runtime/Vorn/Trace.h"
@@ -25,6 +26,7 @@ bool CDevsUtil::bashRegexMatch(char const * string, char const * pattern) {
 
 CDevsUtil::ExprAnswer CDevsUtil::askExpr(char const * string, char const * pattern) {
    constexpr int cannotRun = 127;
+   Vorn::BlockingCall const call{"classification", string};  // many devices at once take long
    int const devNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
    if (devNull < 0)
       VORN_TRACE(traceHandle, 0) << " could not open /dev/null";

@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "runtime/host/Activity.h"
+#include "runtime/host/Loop.h"
 #include "tests/support/ProcessState.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
@@ -105,6 +112,26 @@ TEST_F(BashRegexMatchTest, TracesAProgramEndedByASignalAndMatchesNothing) {
    EXPECT_FALSE(bashRegexMatch("a", "a"));
    EXPECT_EQ(traces_.errors().back(), " expr exited due to signal:15");
    EXPECT_FALSE(Support::hasChildren());
+}
+
+TEST_F(BashRegexMatchTest, ShowsTheDeviceWhileTheProgramRuns) {
+   exprIs("until [ -e \"" + folder_.string() + "/seen\" ]; do sleep 0.01; done");
+   Support::EnvironmentSetting const path{"PATH", folder_.string() + ":/usr/bin:/bin"};
+   Vorn::Host::turn(0);
+   std::string shown;
+   std::thread watcher{[&] {
+      Vorn::Host::Activity seen;
+      auto const end = std::chrono::steady_clock::now() + std::chrono::seconds{30};
+      do
+         seen = Vorn::Host::activity();
+      while (!(seen.operation && seen.operation == std::string_view{"classification"}) &&
+             std::chrono::steady_clock::now() < end);
+      shown = seen.path();
+      folder_.write("seen", "");
+   }};
+   EXPECT_TRUE(bashRegexMatch("pci0000:00/ata1", "pci"));
+   watcher.join();
+   EXPECT_EQ(shown, "pci0000:00/ata1");
 }
 
 TEST_F(BashRegexMatchTest, TracesAMissingProgramAndMatchesNothing) {

@@ -28,7 +28,8 @@ class LogSink {
    // What `send` takes for the entry. Any thread may call it.
    virtual std::string formOf(LogEntry const & entry) const = 0;
 
-   // Sends one line whole. Never waits for a reader. Takes no memory.
+   // Sends one line. Never waits for a reader. Takes no memory. A line that was not sent comes again; what
+   // was written of it is not repeated.
    virtual Outcome send(std::string_view line) = 0;
    virtual int descriptor() const = 0;
    // Why the latest `send` found nobody.

@@ -1,6 +1,9 @@
 // The log on standard error: a line of text for each entry.
 #pragma once
 
+#include <cstddef>
+#include <string_view>
+
 #include "agent/logs/LogSink.h"
 
 namespace Agent {
@@ -18,9 +21,11 @@ class StderrSink : public LogSink {
    std::string absence() const override;
 
  private:
-   Outcome outcomeOf(ssize_t sent, std::string_view line);
+   Outcome outcomeOf(ssize_t sent, std::size_t size);
 
    int fd_;
+   std::string_view begun_;   // the line of which a part is written: compared by its place, never read
+   std::size_t written_ = 0;  // bytes of it
    int error_ = 0;
 };
 

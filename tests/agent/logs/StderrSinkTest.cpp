@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -93,6 +94,28 @@ TEST_F(StderrSinkTest, NamesAFullDisk) {
    StderrSink sink{full.get()};
    EXPECT_EQ(sink.send("a line\n"), Outcome::absent);
    EXPECT_EQ(sink.absence(), "No space left on device");
+}
+
+// A limit of the file's size stands for the end of the disk.
+TEST_F(StderrSinkTest, CompletesALineOfWhichThereWasRoomForAPart) {
+   std::signal(SIGXFSZ, SIG_IGN);
+   Support::TempDir const folder;
+   UniqueFd const file{open((folder.string() + "/log").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600)};
+   StderrSink sink{file.get()};
+   std::string const first = "a line\n";
+   rlimit whole{};
+   getrlimit(RLIMIT_FSIZE, &whole);
+   rlimit const part{2, whole.rlim_max};
+   setrlimit(RLIMIT_FSIZE, &part);
+   Outcome const begun = sink.send(first);
+   Outcome const full = sink.send(first);
+   setrlimit(RLIMIT_FSIZE, &whole);
+   EXPECT_EQ(begun, Outcome::full);
+   EXPECT_EQ(full, Outcome::absent);
+   EXPECT_EQ(sink.send(first), Outcome::sent);
+   EXPECT_EQ(sink.send("another\n"), Outcome::sent);
+   EXPECT_EQ(folder.content("log"), "a line\nanother\n");
+   std::signal(SIGXFSZ, SIG_DFL);
 }
 
 }  // namespace

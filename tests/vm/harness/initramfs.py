@@ -12,12 +12,14 @@ from .report import SetupError
 
 HARNESS = Path(__file__).parent
 GUEST_PREFIX = "/opt/storagedevices"
+LINE_STORM = "/usr/bin/line-storm"
 
 KERNEL_MODULES = (
     "ahci", "sd_mod", "nvme", "xhci_pci", "usb_storage", "uas", "sdhci_pci", "mmc_block",
     "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii", "xfs", "dm_mod", "dm_zero",
     "virtio_pci", "virtio_console",
 )  # fmt: skip
+KERNELS = ("debian", "backports")  # Debian's own, and the newer one of its backports
 LATER_MODULES = ("scsi_debug",)  # which a scenario loads by itself
 # One path per namespace, whatever the default of this kernel. One SATA command at a time. A disk refuses some commands,
 # such as smartctl's --offlineauto. Then the emulator fails the next one of those that are queued.
@@ -40,16 +42,21 @@ def cache_dir() -> Path:
     return Path(os.environ.get("XDG_CACHE_HOME") or Path.home() / ".cache") / "storagedevices-vm"
 
 
-def find_kernel(cache: Path) -> Path:
-    kernels = sorted((cache / "root/boot").glob("vmlinuz-*"))
+def chosen_kernel() -> str:
+    """The default of this run."""
+    return os.environ.get("STORAGEDEVICES_VM_KERNEL", KERNELS[0])
+
+
+def find_kernel(cache: Path, name: str = KERNELS[0]) -> Path:
+    folder, option = (cache, "") if name == KERNELS[0] else (cache / name, f" --{name}")
+    kernels = sorted((folder / "root/boot").glob("vmlinuz-*"))
     if not kernels:
-        raise SetupError(f"no kernel in {cache}: run tests/vm/fetch-kernel (it downloads Debian's linux-image-amd64)")
+        raise SetupError(f"no kernel in {folder}: run tests/vm/fetch-kernel{option} (it downloads linux-image-amd64)")
     return kernels[-1]
 
 
-def build(cache: Path, prefix: Path | None, work: Path) -> Path:
+def build(cache: Path, prefix: Path | None, work: Path, kernel: Path, line_storm: Path | None = None) -> Path:
     """Writes the initramfs into the work folder, unless one of the same content is there, and answers its path."""
-    kernel = find_kernel(cache)
     archive = Archive()
     add_base(archive, *sorted((HARNESS / "guest").iterdir()))
     add_modules(archive, modules_of(kernel), KERNEL_MODULES, LATER_MODULES)
@@ -57,6 +64,9 @@ def build(cache: Path, prefix: Path | None, work: Path) -> Path:
     _add_programs(archive, cache / "root", libraries)
     if prefix is not None:
         _add_prefix(archive, prefix, libraries)
+    if line_storm is not None:
+        archive.file(LINE_STORM, line_storm.read_bytes(), 0o755)
+        libraries.add_for(line_storm)
     return stored(archive.image(), work, "initramfs")
 
 

@@ -19,12 +19,18 @@ class SilentDisk:
         self._guest = appliance.guest
         self.serial = ""
 
-    def plug(self) -> None:
+    def load(self) -> str:
+        """The disk alone; answers its serial number."""
         self._guest.must("insmod /modules/scsi_debug.ko dev_size_mb=24")
         self._appliance.report.eventually(
             "the disk that can fall silent is there", self._found, lambda serial: serial != "", PLUG_SECONDS
         )
         self.serial = self._found()
+        return self.serial
+
+    def plug(self) -> None:
+        """The disk with a file system."""
+        self.load()
         device = self._appliance.disks()[self.serial].device
         name = device.removeprefix("/dev/")
         self._guest.must(
