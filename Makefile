@@ -84,6 +84,10 @@ footprint: build ## what the agent costs beside smartd and node_exporter, into d
 endurance: build ## ten simulated years, and a hundred seeds of a year, beside a model, into docs/figures.md (an hour)
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
 
+.PHONY: survival
+survival: build ## agents killed 500 times, and kept short of descriptors and room, into docs/figures.md
+	@bench/figures survival tests/survival/survival.py --kills 500 --limits 12
+
 .PHONY: coverage
 coverage: setup ## lines and branches of the runtime and the library that tests take, into docs/figures.md
 	@scripts/coverage
