@@ -72,6 +72,10 @@ footprint: build ## what the agent costs beside smartd and node_exporter, into d
 endurance: build ## ten simulated years, and a hundred seeds of a year, beside a model, into docs/figures.md (an hour)
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
 
+.PHONY: faults
+faults: build ## each system call and allocation of the agent fails once, into docs/figures.md (hours)
+	@bench/figures faults umockdev-wrapper build/release/tests/faults/faults --allocations 10000 $(FAULTS)
+
 .PHONY: coverage
 coverage: setup ## line coverage of the runtime and the library
 	@scripts/coverage

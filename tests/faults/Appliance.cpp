@@ -71,7 +71,7 @@ void Appliance::addDisks() {
 
 void Appliance::configure() const {
    folder.write("agent.toml",
-                "poll_interval = 30\n[appliance]\nexpected_mounts = [\"drive\", \"flash\"]\netc_dir = \"" +
+                "poll_interval = 90\n[appliance]\nexpected_mounts = [\"drive\", \"flash\"]\netc_dir = \"" +
                     unit.etcFolder().string() + "\"\nmount_source_dir = \"" + folder.string() +
                     "/mount-source\"\n[tools]\ntimeout = 3\npath = \"" + unit.toolsPath().string() +
                     "\"\n[kernel_messages]\nforward_kmsg = false\nsocket = \"" + kernelSocket() +

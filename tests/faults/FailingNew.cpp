@@ -35,6 +35,7 @@ bool fails() {
       return false;
    std::array<void *, 40> callers{};
    backtrace_symbols_fd(callers.data(), backtrace(callers.data(), callers.size()), report);
+   close(report);
    return true;
 }
 

@@ -61,7 +61,7 @@ class Play {
          if (!agent_.running())
             ended(what);
          if (std::chrono::steady_clock::now() > deadline)
-            throw Wrong{"does not " + what};
+            throw Wrong{"does not " + what + lacking()};
          usleep(20000);
       }
    }
@@ -86,6 +86,7 @@ class Play {
    }
 
    bool readState() {
+      lacking_.clear();
       rapidjson::Document document;
       document.Parse(answer("/api/v1/state").c_str());
       state_.Swap(document);
@@ -96,21 +97,29 @@ class Play {
    void settles() {
       must("show all disks ok", [&] { return readState() && everythingIsRead() && everythingIsOk(); });
    }
-   bool everythingIsRead() const {
-      if (!state_["smartData"].HasMember("SN-A") || !state_["nvmeData"].HasMember("SN-N") ||
-          state_["emmcData"].ObjectEmpty() || state_["ioStatData"].MemberCount() != 3)
-         return false;
-      for (char const * const point : {"/mnt/drive", "/mnt/flash"}) {
-         if (!state_["mountPoints"].HasMember(point) || !state_["mountPoints"][point].HasMember("fsHealth"))
-            return false;
-         auto const & test = state_["mountPoints"][point]["fsHealth"];
-         if (!test["writeTestOk"].GetBool() || !test["readTestOk"].GetBool())
-            return false;
-      }
-      return true;
+   bool everythingIsRead() {
+      if (!state_["smartData"].HasMember("SN-A"))
+         lacking_ = "the SMART data";
+      else if (!state_["nvmeData"].HasMember("SN-N"))
+         lacking_ = "the NVMe data";
+      else if (state_["emmcData"].ObjectEmpty())
+         lacking_ = "the eMMC data";
+      else if (state_["ioStatData"].MemberCount() != 3)
+         lacking_ = "the statistics of three disks";
+      else
+         lacking_ = isTested("/mnt/drive") && isTested("/mnt/flash") ? "" : "a good test of each file system";
+      return lacking_.empty();
    }
-   bool everythingIsOk() const {
+   bool isTested(char const * point) const {
+      if (!state_["mountPoints"].HasMember(point) || !state_["mountPoints"][point].HasMember("fsHealth"))
+         return false;
+      auto const & test = state_["mountPoints"][point]["fsHealth"];
+      return test["writeTestOk"].GetBool() && test["readTestOk"].GetBool();
+   }
+   std::string lacking() const { return lacking_.empty() ? "" : "; it lacks " + lacking_; }
+   bool everythingIsOk() {
       auto const & verdicts = state_["verdicts"];
+      lacking_ = "three disks, each with the verdict ok";
       return verdicts.MemberCount() == 3 && state_["unit"]["verdict"] == "ok" &&
              std::all_of(verdicts.MemberBegin(), verdicts.MemberEnd(),
                          [](auto const & verdict) { return verdict.value["verdict"] == "ok"; });
@@ -199,6 +208,7 @@ class Play {
                least = std::min(least, agent_.descriptors());
             usleep(20000);
          }
+         lacking_ = "rest: " + std::to_string(least) + " are open";
          return expected == 0 ? least < std::numeric_limits<std::size_t>::max() : least <= expected;
       });
       descriptors_ = least;
@@ -218,6 +228,7 @@ class Play {
    AgentRun & agent_;
    rapidjson::Document state_;
    bool hasAnswered_ = false;
+   std::string lacking_;
    std::size_t descriptors_ = 0;
 };
 
@@ -240,6 +251,8 @@ void playOnce(Appliance & appliance, Trial const & trial, std::size_t descriptor
                                                                     std::min<std::size_t>(agent.log().size(), 600)));
    }
    outcome.descriptors = play.descriptors();
+   if (trial.allocation > 0)
+      outcome.callers = Support::fileContent(appliance.folder.path() / "allocation");
    outcome.reached = agent.hasFailedOne();
    bool const unlinkFailed = trial.fault && trial.fault->place.starts_with("unlink");
    if (outcome.wrong.empty() && !unlinkFailed && leavesSockets(appliance))

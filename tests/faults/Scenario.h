@@ -27,6 +27,7 @@ struct Outcome {
    std::string wrong;     // empty: the unit recovered
    bool reached = false;  // the call was made
    bool refused = false;  // the agent ended at its start, with a line that says why
+   std::string callers;          // of the allocation that failed
    std::size_t descriptors = 0;  // of the agent at rest
 };
 
