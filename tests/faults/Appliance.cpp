@@ -106,8 +106,7 @@ AgentRun::AgentRun(Appliance const & appliance, std::optional<Fault> const & fau
    int number = -1;
    if (pid_ < 0 || read(in.get(), &number, sizeof number) != sizeof number)
       throw std::runtime_error{"no process"};
-   supervisor_ =
-       std::make_unique<Supervisor>(pid_, takenFrom(pid_, number), fault, appliance.replacements());
+   supervisor_ = std::make_unique<Supervisor>(pid_, takenFrom(pid_, number), fault, appliance.replacements());
 }
 
 void AgentRun::becomeAgent(int numberPipe) const {

@@ -93,7 +93,11 @@ std::vector<Call> const & calls() {
        {"socketpair", SYS_socketpair, none, 0, newDescriptor},
        {"bind", SYS_bind, none, 0, {EADDRINUSE, EACCES, EROFS, ENOMEM, ENOENT}},
        {"listen", SYS_listen, none, 0, {EADDRINUSE}},
-       {"accept4", SYS_accept4, none, 0, {EMFILE, ENFILE, ENOMEM, ENOBUFS, ECONNABORTED, EINTR, EAGAIN, EPERM}},
+       {"accept4",
+        SYS_accept4,
+        none,
+        0,
+        {EMFILE, ENFILE, ENOMEM, ENOBUFS, ECONNABORTED, EINTR, EAGAIN, EPERM}},
        {"connect", SYS_connect, none, 0, {ECONNREFUSED, ENOENT, EAGAIN, EACCES, EINTR}},
        {"getsockopt", SYS_getsockopt, none, 0, {ENOMEM}},
        {"setsockopt", SYS_setsockopt, none, 0, {ENOMEM, EPERM}},
@@ -125,8 +129,8 @@ std::vector<Call> const & calls() {
 }  // namespace
 
 Call const * callOf(int number) {
-   auto const found = std::find_if(calls().begin(), calls().end(),
-                                   [&](Call const & call) { return call.number == number; });
+   auto const found =
+       std::find_if(calls().begin(), calls().end(), [&](Call const & call) { return call.number == number; });
    return found == calls().end() ? nullptr : &*found;
 }
 

@@ -13,7 +13,7 @@ struct Call {
    char const * name;
    int number;
    Subject subject;
-   unsigned argument;  // which one that is
+   unsigned argument;        // which one that is
    std::vector<int> errors;  // those that the manual pages allow and an agent can meet
 };
 

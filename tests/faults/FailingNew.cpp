@@ -1,5 +1,5 @@
-// Preloaded: the n-th operator new of the process fails, once. FAULTS_ALLOCATION is n. The calls that lead there are
-// written to the file FAULTS_REPORT.
+// Preloaded: the n-th operator new of the process fails, once. FAULTS_ALLOCATION is n. The calls that lead
+// there are written to the file FAULTS_REPORT.
 
 #include <execinfo.h>
 #include <fcntl.h>

@@ -246,9 +246,10 @@ void playOnce(Appliance & appliance, Trial const & trial, std::size_t descriptor
    } catch (RefusedStart const &) {
       outcome.refused = true;
    } catch (Wrong const & wrong) {
-      outcome.wrong = wrong.what() + ("; its log ends with: " + agent.log().substr(
-                                                                    agent.log().size() -
-                                                                    std::min<std::size_t>(agent.log().size(), 600)));
+      outcome.wrong =
+          wrong.what() +
+          ("; its log ends with: " +
+           agent.log().substr(agent.log().size() - std::min<std::size_t>(agent.log().size(), 600)));
    }
    outcome.descriptors = play.descriptors();
    if (trial.allocation > 0)

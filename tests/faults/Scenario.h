@@ -24,15 +24,14 @@ struct Survey {
 };
 
 struct Outcome {
-   std::string wrong;     // empty: the unit recovered
-   bool reached = false;  // the call was made
-   bool refused = false;  // the agent ended at its start, with a line that says why
+   std::string wrong;            // empty: the unit recovered
+   bool reached = false;         // the call was made
+   bool refused = false;         // the agent ended at its start, with a line that says why
    std::string callers;          // of the allocation that failed
    std::size_t descriptors = 0;  // of the agent at rest
 };
 
 // Plays the scenario. `descriptors` is what the agent has open at rest when nothing fails; 0: not known yet.
-Outcome play(Appliance & appliance, Trial const & trial, std::size_t descriptors,
-             Survey * survey = nullptr);
+Outcome play(Appliance & appliance, Trial const & trial, std::size_t descriptors, Survey * survey = nullptr);
 
 }  // namespace Faults

@@ -110,7 +110,8 @@ int Supervisor::errorFor(seccomp_notif const & asked) {
 // Its children ask too.
 bool Supervisor::isOfProcess(pid_t thread) const {
    return thread == process_ ||
-          access(("/proc/" + std::to_string(process_) + "/task/" + std::to_string(thread)).c_str(), F_OK) == 0;
+          access(("/proc/" + std::to_string(process_) + "/task/" + std::to_string(thread)).c_str(), F_OK) ==
+              0;
 }
 
 std::string Supervisor::placeOf(seccomp_notif const & asked, Call const & call) const {

@@ -1,5 +1,5 @@
-// Decides about each system call of one process, and fails one of them. The kernel asks (a seccomp notifier), so
-// no call is missed, whoever makes it: the C library, libudev or a library that is preloaded.
+// Decides about each system call of one process, and fails one of them. The kernel asks (a seccomp notifier),
+// so no call is missed, whoever makes it: the C library, libudev or a library that is preloaded.
 #pragma once
 
 #include <linux/seccomp.h>
@@ -25,8 +25,8 @@ struct Fault {
    int error = 0;
 };
 
-// Called in the new process, before it becomes the program. Answers the descriptor at which the kernel asks, -1
-// without one. Its number is the lowest that was free.
+// Called in the new process, before it becomes the program. Answers the descriptor at which the kernel asks,
+// -1 without one. Its number is the lowest that was free.
 int askBeforeEachCall();
 
 class Supervisor {

@@ -143,8 +143,8 @@ Surveyed surveyed() {
 
 // No medium is behind a counter of the kernel.
 bool isPlausible(std::string const & place, int error) {
-   return place.find("anon_inode:") == std::string::npos || (error != EIO && error != ENOSPC && error != EROFS &&
-                                                             error != ENODEV && error != ECONNRESET);
+   return place.find("anon_inode:") == std::string::npos ||
+          (error != EIO && error != ENOSPC && error != EROFS && error != ENODEV && error != ECONNRESET);
 }
 
 // The first call at each place with each error, then the second, fourth, eighth...
