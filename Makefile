@@ -88,6 +88,10 @@ endurance: build ## ten simulated years, and a hundred seeds of a year, beside a
 survival: build ## agents killed 500 times, and kept short of descriptors and room, into docs/figures.md
 	@bench/figures survival tests/survival/survival.py --kills 500 --limits 12
 
+.PHONY: faults
+faults: build ## each system call and allocation of the agent fails once, into docs/figures.md (hours)
+	@bench/figures faults umockdev-wrapper build/release/tests/faults/faults --allocations 10000 $(FAULTS)
+
 .PHONY: coverage
 coverage: setup ## lines and branches of the runtime and the library that tests take, into docs/figures.md
 	@scripts/coverage
