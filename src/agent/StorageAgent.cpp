@@ -185,7 +185,7 @@ Stalls StorageAgent::stalls() const {
 
 // With the verdicts of now.
 StateSources StorageAgent::stateSources() {
-   verdicts_.evaluate();
+   verdicts_.evaluateOnce();
    return {monitors_.internalDevicesReady(),
            Vorn::System::currentTimeUtc(),
            monitors_.entities(),
@@ -232,7 +232,7 @@ HttpAnswer StorageAgent::history(HttpRequest const & request) {
    auto const hours = hoursOf(request.argument("hours"));
    if (!hours)
       return {400, "text/plain", "hours: must be a whole number of hours, 1 to 8760\n"};
-   verdicts_.evaluate();
+   verdicts_.evaluateOnce();
    auto const serial = diskNamed(name);
    if (!serial)
       return {404, "text/plain", "disk: no disk has this serial number; /api/v1/state names all disks\n"};

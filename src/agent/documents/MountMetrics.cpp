@@ -12,14 +12,14 @@ using StorageDevices::FsHealthSm;
 using StorageDevices::MountPtMonitorManagerSm;
 
 struct Mounts {
-   Entities const & entities;
+   MountedDisks const & disks;
    FileSystemTests const & tests;
    Pelm::Ptr<MountPtMonitorManagerSm const> manager;
 
    // Null where nothing is tested, or whose disk is gone.
    Pelm::Ptr<FsHealthSm const> test(Pelm::String const & mountPoint) const {
       auto const monitor = manager->mountPtMonitorSm(mountPoint);
-      bool const hasDisk = monitor && !entities.devices->getDiskMountedAt(mountPoint).empty();
+      bool const hasDisk = monitor && !disks.at(mountPoint).empty();
       return hasDisk ? monitor->fsHealthSm() : nullptr;
    }
 };
@@ -61,7 +61,7 @@ constexpr KeyedFamily<Mounts> mountFamilies[] = {{&Metric::mountTestOk, addTestO
 MetricSources mountMetrics(StateSources const & sources) {
    MetricSources result;
    if (auto const * const manager = sources.keepers.mountPoints) {
-      Mounts const mounts{sources.entities, sources.verdicts.fileSystemTests(),
+      Mounts const mounts{sources.verdicts.mountedDisks(), sources.verdicts.fileSystemTests(),
                           Pelm::Ptr<MountPtMonitorManagerSm const>{manager}};
       result = keyedMetrics<Mounts>(mountFamilies, mounts, manager->mountPtMonitorSm);
    }

@@ -86,11 +86,12 @@ DiskRecords healthRecordsOf(Pelm::String const & serial, Entities const & entiti
 }
 
 DiskRecords recordsOf(Pelm::String const & serial, Entities const & entities, Readings const & readings,
-                      StorageDevices::MountPtMonitorManagerSm const * manager, FileSystemTests & tests) {
+                      StorageDevices::MountPtMonitorManagerSm const * manager, MountedDisks const & mounted,
+                      FileSystemTests & tests) {
    DiskRecords records = healthRecordsOf(serial, entities);
    Pelm::String const & mountPoint = records.disk->mountPoint();
    auto const monitor = manager ? manager->mountPtMonitorSm(mountPoint) : nullptr;
-   if (monitor && entities.devices->getDiskMountedAt(mountPoint) == serial)
+   if (monitor && mounted.at(mountPoint) == serial)
       addMount(records, *monitor, tests);
    records.readings = readings.of(serial);
    records.utc = Vorn::System::currentTimeUtc();

@@ -8,6 +8,7 @@
 #include "agent/Entities.h"
 #include "agent/tools/Readings.h"
 #include "agent/verdict/FileSystemTests.h"
+#include "agent/verdict/MountedDisks.h"
 
 namespace Agent {
 
@@ -34,7 +35,8 @@ struct DiskRecords {
 // The disk must be connected. `manager` is null while no mount point is watched. Of several disks with one
 // mount point, the disk that its messages name has the faults.
 DiskRecords recordsOf(Pelm::String const & serial, Entities const & entities, Readings const & readings,
-                      StorageDevices::MountPtMonitorManagerSm const * manager, FileSystemTests & tests);
+                      StorageDevices::MountPtMonitorManagerSm const * manager, MountedDisks const & mounted,
+                      FileSystemTests & tests);
 
 // The same without its file system and its readings.
 DiskRecords healthRecordsOf(Pelm::String const & serial, Entities const & entities);

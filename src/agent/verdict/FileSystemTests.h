@@ -23,8 +23,8 @@ class FileSystemTests {
       notTheSame,  // the block read back differs from the one written
    };
 
-   // Samples the mount point's test on that disk and answers the latest result. To be called at least once a
-   // second: a test waits for longer than that between its phases.
+   // Samples the mount point's test on that disk and answers the latest result. To be called at
+   // least every five seconds: a test waits for longer than that between its phases.
    Result sample(StorageDevices::MountPtMonitorSm const & monitor, Pelm::String const & disk);
 
    // The disk at that mount point is gone: its results do not apply to the next one.

@@ -13,10 +13,15 @@ using StorageDevices::DeviceSmartData;
 using StorageDevices::SmartAttr;
 
 template <class Visit>
-void forEachAttr(DeviceSmartData const & record, Visit visit) {
+void forEachNamedAttr(DeviceSmartData const & record, Visit visit) {
    for (StorageDevices::SmartField const & field : StorageDevices::smartFields)
       if (auto const & attr = (record.*field.cell)())
          visit(*attr);
+}
+
+template <class Visit>
+void forEachAttr(DeviceSmartData const & record, Visit visit) {
+   forEachNamedAttr(record, visit);
    for (auto const & [id, attr] : record.unknownAttr)
       visit(attr);
 }
@@ -25,12 +30,15 @@ void forEachAttr(DeviceSmartData const & record, Visit visit) {
 
 std::uint64_t smartCount(DeviceSmartData const & record, SmartCount const & count) {
    std::uint64_t found = 0;
-   forEachAttr(record, [&](SmartAttr const & attr) {
+   auto const visit = [&](SmartAttr const & attr) {
       bool const named =
           std::find(count.names.begin(), count.names.end(), attr.name.view()) != count.names.end();
       if (attr.id == count.id && named && !attr.name.empty())
          found = std::max(found, StorageDevices::plainCount(attr, count.largest).value_or(0));
-   });
+   };
+   forEachNamedAttr(record, visit);
+   if (auto const attr = record.unknownAttr(count.id))
+      visit(*attr);
    return found;
 }
 

@@ -75,13 +75,22 @@ void Verdicts::intervalIs(Vorn::Seconds interval) {
 }
 
 void Verdicts::evaluate() {
+   mounted_.update(*entities_.devices);
    for (auto const & [serial, disk] : entities_.devices->disk)
       evaluatePresent(serial);
    evaluateGone();
 }
 
+// Clocks are called at the end of a turn, after the requests.
+void Verdicts::evaluateOnce() {
+   if (std::exchange(evaluatedInTurn_, true))
+      return;
+   turnClock_.timeMinIs(0);
+   evaluate();
+}
+
 void Verdicts::evaluatePresent(Pelm::String const & serial) {
-   auto const records = recordsOf(serial, entities_, readings_, mountPoints_(), tests_);
+   auto const records = recordsOf(serial, entities_, readings_, mountPoints_(), mounted_, tests_);
    disks_->diskIs(serial, verdictOf(serial, records), figuresOf(records));
 }
 
@@ -95,7 +104,7 @@ void Verdicts::evaluateGone() {
       records.disk = disk;
       records.present = false;
       // Its place may have another disk by now, with tests of its own.
-      if (entities_.devices->getDiskMountedAt(disk->mountPoint()).empty())
+      if (mounted_.at(disk->mountPoint()).empty())
          tests_.diskDel(disk->mountPoint());
       if (disk->removable())
          disks_->diskDel(disk->name());

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "agent/verdict/DiskFigures.h"
+#include "agent/verdict/MountedDisks.h"
 #include "agent/verdict/Verdict.h"
 #include "agent/verdict/VerdictRules.h"
 #include "runtime/Vorn/Clock.h"
@@ -55,6 +56,8 @@ class Verdicts {
             MountPoints mountPoints, KnowsAll knowsAll);
 
    void evaluate();
+   // The same, once for all requests that are answered in one turn of the loop.
+   void evaluateOnce();
    // Whether somebody follows the changes and wants them within a second.
    void followedIs(bool followed);
    // Framework time between two evaluations while nobody follows; infinity: only at requests.
@@ -65,6 +68,7 @@ class Verdicts {
    // As of the latest evaluation.
    DiskVerdicts const & disks() const { return *disks_; }
    FileSystemTests const & fileSystemTests() const { return tests_; }
+   MountedDisks const & mountedDisks() const { return mounted_; }
    // Before all disks are identified none is missing.
    UnitVerdict unit() const;
 
@@ -73,6 +77,7 @@ class Verdicts {
 
  private:
    void handleClock();
+   void handleTurn() { evaluatedInTurn_ = false; }
    void evaluatePresent(Pelm::String const & serial);
    void evaluateGone();
    Pelm::Ptr<DiskVerdict const> verdictOf(Pelm::String const & serial, DiskRecords const & records) const;
@@ -83,10 +88,13 @@ class Verdicts {
    MountPoints mountPoints_;
    KnowsAll knowsAll_;
    FileSystemTests tests_;
+   MountedDisks mounted_;
    bool followed_ = false;
+   bool evaluatedInTurn_ = false;
    Vorn::Seconds interval_ = 5;
    Pelm::Ptr<DiskVerdicts> disks_ = Pelm::make<DiskVerdicts>();
    Vorn::Clock::Notifiee<&Verdicts::handleClock> clock_{*this};
+   Vorn::Clock::Notifiee<&Verdicts::handleTurn> turnClock_{*this, Vorn::Seconds::infinity()};
 };
 
 }  // namespace Agent

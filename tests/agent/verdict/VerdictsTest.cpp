@@ -48,6 +48,18 @@ TEST_F(VerdictsTest, DecidesByTheWorstReasonAndListsItFirst) {
              "not-read-yet: not read yet: smartctl, nvme");
 }
 
+TEST_F(VerdictsTest, EvaluatesOnceForAllRequestsOfATurn) {
+   nvmeIsThere();
+   verdicts.intervalIs(Vorn::Seconds::infinity());
+   verdicts.evaluateOnce();
+   spareIsExhausted(true);
+   verdicts.evaluateOnce();
+   EXPECT_STREQ(verdictWord(verdicts.unit().verdict), "ok");
+   Vorn::Host::turn(0);
+   verdicts.evaluateOnce();
+   EXPECT_STREQ(verdictWord(verdicts.unit().verdict), "failing");
+}
+
 TEST_F(VerdictsTest, DatesAVerdictToFiveSecondsWithoutARequest) {
    nvmeIsThere();
    Vorn::Host::runFor(100.5);
