@@ -51,19 +51,22 @@ TEST(JsonDocumentTest, OutlivesItsText) {
              "and a value like it");
 }
 
+// Bytes that the document of any text may occupy.
+constexpr std::size_t roomForAll = sizeof(JsonValue) / 2 << 20U;
+
 // A list of numbers, which need more memory than other texts of that length, and then the end.
 std::string denseText(std::size_t numbers, std::string const & end) {
    std::string text = "[";
    while (numbers-- > 0)
       text += "1,";
    text += end + "]";
-   text.resize(JsonDocument::roomForAll / 4, ' ');
+   text.resize(roomForAll / 4, ' ');
    return text;
 }
 
 TEST(JsonDocumentTest, RefusesTheValueForWhichThereIsNoMemoryLeft) {
    // The list takes one place, and there is slack for four.
-   constexpr std::size_t most = JsonDocument::roomForAll / sizeof(JsonValue) + 3;
+   constexpr std::size_t most = roomForAll / sizeof(JsonValue) + 3;
    ASSERT_TRUE(JsonDocument(denseText(most - 10, "1")).isValid());
    for (std::string const end : {"null", "true", "-1", "1", "-5000000000", "18446744073709551615", "1.5",
                                  "\"short\"", "\"a text that takes memory of its own\"", "{}", "[]"})
