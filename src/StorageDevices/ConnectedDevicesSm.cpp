@@ -1,7 +1,6 @@
 #include "StorageDevices/ConnectedDevicesSm.h"
 
 #include <cerrno>
-#include <new>
 #include <string>
 #include <utility>
 
@@ -190,15 +189,8 @@ void ConnectedDevicesSm::examineEnumerated(std::string const & sysPath, Scan & s
    Pelm::String const udevSerial = CDevsUtil::udevSerial(device.get());
    scan.serials[sysPath] = udevSerial;
    bool const waits = unclassifiedDevice.contains(sysPath) && !diskInfoCollectorSm.contains(udevSerial);
-   if (!waits && isUnchanged(device.get()))
-      return;
-   // For want of memory for one device the others are examined, and this one waits for the next scan.
-   try {
+   if (waits || !isUnchanged(device.get()))
       handleAddEvent(device.get());
-   } catch (std::bad_alloc const &) {
-      scan.complete = false;
-      noteShortage(sysPath, {nameIn(sysPath), "it cannot be read", ENOMEM});
-   }
 }
 
 bool ConnectedDevicesSm::isUnchanged(udev_device * device) const {

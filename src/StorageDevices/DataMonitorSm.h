@@ -3,8 +3,8 @@
 // Inputs: the connected disks and the poll interval. The monitor's data collection follows the disks. Each
 // poll calls `updateDevice` once per disk. The first poll is at the first turn of the loop, each further one
 // an interval after the previous. A change of the interval polls at once. A removable disk is read as soon as
-// it appears. What one disk raises goes to the host's failure sink, and the others are read. A disk that
-// could not be added is added by the next poll.
+// it appears. What one disk raises goes to the host's failure sink, and the others are read. A disk that could
+// not be added is added by the next poll.
 #pragma once
 
 #include <cstdint>

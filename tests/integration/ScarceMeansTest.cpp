@@ -2,9 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <new>
-#include <optional>
-#include <utility>
 
 #include "tests/support/DiscoveryTest.h"
 #include "tests/support/SpawnFailure.h"
@@ -58,23 +55,6 @@ class DiscoveryScarceMeansTest : public Support::DiscoveryTest {
       settle();
    }
 };
-
-TEST_F(DiscoveryScarceMeansTest, ADiskWithoutMemoryAtTheStartWaitsForTheRescan) {
-   unit_.add(ssd());
-   unit_.add(stick());
-   bool isShort = true;
-   tracker_->substituteIs([&](auto const &) -> std::optional<Brul::SubstitutedRun> {
-      if (std::exchange(isShort, false))
-         throw std::bad_alloc{};
-      return std::nullopt;
-   });
-   startAndSettle();
-   EXPECT_EQ(unclassified("sda"), (Unclassified{"/dev/sda", "it cannot be read", ENOMEM}));
-   EXPECT_TRUE(has("STICK"));
-   rescanAndSettle();
-   EXPECT_TRUE(has("Y"));
-   EXPECT_TRUE(sm_->unclassifiedDevice.empty());
-}
 
 TEST_F(DiscoveryScarceMeansTest, ReportsAPluggedDiskWithoutDescriptorsAndClassifiesItByTheRescan) {
    startAndSettle();
