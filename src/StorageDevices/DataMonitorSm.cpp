@@ -26,8 +26,7 @@ void DataMonitorSm::handleInitialized() {
    clock_.emplace(*this);
    for (auto const & [serial, disk] : devices_->disk) {
       VORN_TRACE(traceHandle, 7) << "devices(), next key: " << serial;
-      // The failure of one disk stops neither the next disk nor the monitor; a poll adds it.
-      Vorn::guarded<DataMonitorSm>([&, &key = serial] { handleDisk(key); });
+      handleDisk(serial);
    }
    forEach([](DataMonitorSm & monitor, Pelm::String const & serial) {
       if (monitor.devices_->disk.contains(serial)) {
@@ -62,18 +61,9 @@ void DataMonitorSm::handleClock() {
    if (!initialized())
       return;
    VORN_TRACE(traceHandle, 7) << "polling the " << typeStr() << " data";
-   addMissing();
    update();
    pollCountInc(1);
    clock_->timeMinIs(Vorn::System::currentTime() + pollInterval_->interval());
-}
-
-void DataMonitorSm::addMissing() {
-   for (auto const & [serial, disk] : devices_->disk)
-      Vorn::guarded<DataMonitorSm>([&, &key = serial] {
-         if (!isInData(key))
-            addToData(key);
-      });
 }
 
 void DataMonitorSm::update() {

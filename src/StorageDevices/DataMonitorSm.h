@@ -3,8 +3,7 @@
 // Inputs: the connected disks and the poll interval. The monitor's data collection follows the disks. Each
 // poll calls `updateDevice` once per disk. The first poll is at the first turn of the loop, each further one
 // an interval after the previous. A change of the interval polls at once. A removable disk is read as soon as
-// it appears. What one disk raises goes to the host's failure sink, and the others are read. A disk that could
-// not be added is added by the next poll.
+// it appears. What the reading of one disk raises goes to the host's failure sink, and the others are read.
 #pragma once
 
 #include <cstdint>
@@ -69,9 +68,6 @@ class STORAGEDEVICES_API DataMonitorSm : public Pelm::Node {
    void typeStrIs(Pelm::String value) { typeStr.valueIs(std::move(value)); }
 
  private:
-   // Adds the disks that could not be added when they appeared, as for want of memory.
-   void addMissing();
-
    Pelm::Ptr<PollInterval const> pollInterval_;
    Pelm::Ptr<ConnectedDevices const> devices_;
    std::optional<Vorn::Clock::Notifiee<&DataMonitorSm::handleClock>> clock_;

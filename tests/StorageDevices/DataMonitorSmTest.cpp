@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -34,8 +33,6 @@ class ListMonitor final : public DataMonitorSm {
    }
    void addToData(Pelm::String const & serial) override {
       noteTraces();
-      if (std::exchange(refusesNext, false))
-         throw std::bad_alloc{};
       data_.push_back(serial.str());
    }
    void removeFromData(Pelm::String const & serial) override {
@@ -56,9 +53,6 @@ class ListMonitor final : public DataMonitorSm {
       if (serial == failing)
          throw std::runtime_error{"cannot be read"};
    }
-
-   // For one addition there is no memory. Of the class, since a monitor adds while it is made.
-   static inline bool refusesNext = false;
 
    Serials updated;
    std::vector<double> times;
@@ -135,28 +129,6 @@ TEST_F(DataMonitorSmTest, ReadsANewFixedDiskAtTheNextPoll) {
    Vorn::Host::runFor(49);
    EXPECT_EQ(updated(), Serials{});
    Vorn::Host::runFor(2);
-   EXPECT_EQ(updated(), Serials{"A"});
-}
-
-TEST_F(DataMonitorSmTest, AddsAtTheNextPollADiskThatAStartWithoutMemoryLeftOut) {
-   plug("A");
-   plug("B");
-   ListMonitor::refusesNext = true;
-   start();
-   ASSERT_TRUE(monitor_);
-   EXPECT_TRUE(monitor_->initialized());
-   EXPECT_EQ(data_, Serials{"B"});
-   Vorn::Host::turn();
-   EXPECT_EQ(updated(), (Serials{"B", "A"}));
-}
-
-TEST_F(DataMonitorSmTest, AddsAtTheNextPollADiskThatCameWithoutMemory) {
-   start();
-   Vorn::Host::runFor(10);
-   ListMonitor::refusesNext = true;
-   plug("A");
-   EXPECT_EQ(data_, Serials{});
-   Vorn::Host::runFor(51);
    EXPECT_EQ(updated(), Serials{"A"});
 }
 

@@ -54,10 +54,10 @@ TEST_F(VerdictsTest, EvaluatesOnceForAllRequestsOfATurn) {
    verdicts.evaluateOnce();
    spareIsExhausted(true);
    verdicts.evaluateOnce();
-   EXPECT_STREQ(verdictWord(verdicts.unit().verdict), "ok");
+   EXPECT_STREQ(verdictWord(verdicts.disks().verdict(serial)->verdict()), "ok");
    Vorn::Host::turn(0);
    verdicts.evaluateOnce();
-   EXPECT_STREQ(verdictWord(verdicts.unit().verdict), "failing");
+   EXPECT_STREQ(verdictWord(verdicts.disks().verdict(serial)->verdict()), "failing");
 }
 
 TEST_F(VerdictsTest, DatesAVerdictToFiveSecondsWithoutARequest) {
