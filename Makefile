@@ -85,10 +85,10 @@ endurance: build ## ten simulated years, and a hundred seeds of a year, beside a
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
 
 .PHONY: survival
-survival: build ## agents killed 500 times, and short of descriptors, memory or room, and its threads, into docs/figures.md
+survival: build ## agents killed 500 times, short of means, and under ThreadSanitizer, into docs/figures.md
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan -j $(JOBS) --target storagedevices
-	@bench/figures survival bash -ec 'tests/survival/survival.py --kills 500 --limits 12; tests/survival/threads.py --rounds 5'
+	@bench/figures survival tests/survival/run
 
 .PHONY: faults
 faults: build ## each system call and allocation of the agent fails once, into docs/figures.md (hours)
