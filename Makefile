@@ -85,8 +85,10 @@ endurance: build ## ten simulated years, and a hundred seeds of a year, beside a
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
 
 .PHONY: survival
-survival: build ## agents killed 500 times, and kept short of descriptors and room, into docs/figures.md
-	@bench/figures survival tests/survival/survival.py --kills 500 --limits 12
+survival: build ## agents killed 500 times, short of means, and under ThreadSanitizer, into docs/figures.md
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j $(JOBS) --target storagedevices
+	@bench/figures survival tests/survival/run
 
 .PHONY: faults
 faults: build ## each system call and allocation of the agent fails once, into docs/figures.md (hours)

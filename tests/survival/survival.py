@@ -71,13 +71,14 @@ def ask(path: Path, what: str) -> Any:
 class Agent:
     """One that ends with the block."""
 
-    def __init__(self, bed: Bed, folder: Path) -> None:
+    def __init__(self, bed: Bed, folder: Path, memory: int = 0) -> None:
         self.bed = bed
         self.socket = folder / "status.sock"
         self.log = folder.parent / f"{folder.name}.log"
+        limit = ["prlimit", f"--as={memory}"] if memory else []
         with self.log.open("wb") as log:
             self.process = subprocess.Popen(
-                [AGENT, "agent", "--config", bed.write_config(folder)],
+                [*limit, AGENT, "agent", "--config", bed.write_config(folder)],
                 env=bed.environment, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
 
     def __enter__(self) -> "Agent":
@@ -128,9 +129,11 @@ def disturb(agent: Agent, chance: random.Random) -> None:
 
 
 def start_complaints(log: str) -> list[str]:
-    """Lines in which an agent says that what its predecessor left is damaged, or in its way."""
+    """Lines in which an agent says that what its predecessor left is damaged, or in its way. A clock that runs faster
+    than the machine's begins at the machine's time again, so that readings of the predecessor may lie ahead."""
     words = ("history", "in use", "already", "cannot", "could not")
-    return [line for line in log.splitlines() if any(word in line.lower() for word in words)]
+    lines = [line for line in log.splitlines() if "since the clock was set back" not in line]
+    return [line for line in lines if any(word in line.lower() for word in words)]
 
 
 def kills(bed: Bed, folder: Path, count: int, seed: int) -> str:
@@ -184,6 +187,37 @@ def descriptors(bed: Bed, folder: Path, most: int) -> str:
     return f"{most} limits from {used}: whole {slowest:.1f} s after the last, {busiest:.0%} of a processor at most"
 
 
+def memory(bed: Bed, folder: Path, most: int) -> str:
+    """At each limit from what is mapped, 64 KiB more each, under requests; then the limit is lifted."""
+    with Agent(bed, folder) as agent:
+        agent.comes("its start")
+        whole = resource.prlimit(agent.process.pid, resource.RLIMIT_AS)
+        refused = 0
+        for step in range(most):
+            mapped = int(Path(f"/proc/{agent.process.pid}/statm").read_text().split()[0]) * resource.getpagesize()
+            resource.prlimit(agent.process.pid, resource.RLIMIT_AS, (mapped + step * 65536, whole[1]))
+            with connections(agent.socket, 40):
+                refused += sum(agent.state() is None for _ in range(10))
+            time.sleep(0.5)
+            resource.prlimit(agent.process.pid, resource.RLIMIT_AS, whole)
+            agent.comes(f"the end of a limit of {mapped} bytes and {step * 64} KiB")
+    return f"{most} limits from what is mapped: whole after each, {refused} of {most * 10} requests refused"
+
+
+def scarce_starts(bed: Bed, folder: Path, most: int) -> str:
+    """Starts with ever more memory: each serves, or ends with a line that says why."""
+    ended = 0
+    for step in range(most):
+        limit = (4 + 60 * step // most) << 20
+        with Agent(bed, folder, limit) as agent:
+            wait(lambda: agent.process.poll() is not None or agent.state() is not None, PATIENCE, f"{limit} bytes")
+            code = agent.process.poll()
+            log = agent.log.read_text().strip()
+        ended += code is not None
+        assert code is None or (code > 0 and log and "terminate" not in log), f"{limit} bytes: {code}: {log}"
+    return f"{most} starts within 4 to 64 MiB: {ended} ended with a line, the others served"
+
+
 def fill(folder: Path) -> Path:
     """Leaves no byte."""
     filler = folder.parent / "filler"
@@ -227,12 +261,14 @@ def main() -> None:
     print("| scarce | seen |\n| --- | --- |")
     with tempfile.TemporaryDirectory() as name, fleet.Unit("unit", Path(name), SCALE) as unit:
         top = Path(name)
-        for part in ("killed", "short", "full"):
+        for part in ("killed", "short", "lean", "full"):
             (top / part).mkdir()
         wait(lambda: len(ask(unit.socket(), "/api/v1/state")["connectedDevices"]["disk"]) == 4, PATIENCE, "four disks")
         bed = Bed(unit)
         print("| life |", kills(bed, top / "killed", options.kills, options.seed), "|", flush=True)
         print("| descriptors |", descriptors(bed, top / "short", options.limits), "|", flush=True)
+        print("| memory |", memory(bed, top / "lean", options.limits), "|", flush=True)
+        print("| memory at the start |", scarce_starts(bed, top / "lean", options.limits), "|", flush=True)
         if os.geteuid() == 0:
             print("| room in /run |", room(bed, top / "full"), "|", flush=True)
         else:
