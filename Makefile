@@ -80,6 +80,11 @@ footprint: build ## what the agent costs beside smartd and node_exporter, into d
 	@cmake --build --preset release --target footprint_bench -j $(JOBS)
 	@bench/figures footprint umockdev-wrapper build/release/bench/footprint_bench build/release/src/agent/agent
 
+.PHONY: growth
+growth: build ## how costs grow from 10 disks to 10,000, into docs/figures.md (minutes)
+	@cmake --build --preset release --target growth_bench -j $(JOBS)
+	@bench/figures growth umockdev-wrapper build/release/bench/growth_bench
+
 .PHONY: endurance
 endurance: build ## ten simulated years, and a hundred seeds of a year, beside a model, into docs/figures.md (an hour)
 	@bench/figures endurance tests/endurance/years build/release/tests/endurance/endurance
