@@ -81,12 +81,13 @@ void Verdicts::evaluate() {
    evaluateGone();
 }
 
-// Clocks are called at the end of a turn, after the requests.
+// Clocks are called at the end of a turn, after the requests. An evaluation that raises does not count.
 void Verdicts::evaluateOnce() {
-   if (std::exchange(evaluatedInTurn_, true))
+   if (evaluatedInTurn_)
       return;
    turnClock_.timeMinIs(0);
    evaluate();
+   evaluatedInTurn_ = true;
 }
 
 void Verdicts::evaluatePresent(Pelm::String const & serial) {
