@@ -19,7 +19,7 @@ Vorn::Seconds maxAgeOf(Vorn::Seconds interval) {
 }
 
 float floatOf(std::optional<double> figure) {
-   return figure ? static_cast<float>(*figure) : notRead;
+   return figure ? static_cast<float>(*figure) : noReading;
 }
 
 // The reading behind temperature and life left: the figures prefer NVMe's log where it was ever read.
@@ -43,7 +43,7 @@ IOStat::Measurement const * earlier(IOStat const & measurements, Vorn::Seconds i
 
 // A counter that falls has begun anew.
 float rate(std::uint64_t from, std::uint64_t to, Vorn::Seconds span) {
-   return to < from ? notRead : static_cast<float>(static_cast<double>(to - from) / span.value());
+   return to < from ? noReading : static_cast<float>(static_cast<double>(to - from) / span.value());
 }
 
 void addRates(HistoryRow & row, IOStat const & measurements, Vorn::Seconds interval) {

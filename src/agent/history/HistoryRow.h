@@ -10,15 +10,15 @@ namespace Agent {
 
 struct DiskRecords;
 
-inline constexpr float notRead = std::numeric_limits<float>::quiet_NaN();
+inline constexpr float noReading = std::numeric_limits<float>::quiet_NaN();
 
 struct HistoryRow {
    Vorn::Seconds time;  // of the framework; of joined readings the first one's
    // NaN where nothing was read.
-   float temperature = notRead;            // degrees Celsius; of joined readings the highest
-   float lifeLeft = notRead;               // percent of the rated life; the lowest
-   float readBytesPerSecond = notRead;     // the mean
-   float writtenBytesPerSecond = notRead;  // the mean
+   float temperature = noReading;            // degrees Celsius; of joined readings the highest
+   float lifeLeft = noReading;               // percent of the rated life; the lowest
+   float readBytesPerSecond = noReading;     // the mean
+   float writtenBytesPerSecond = noReading;  // the mean
 
    bool isEmpty() const {
       return std::isnan(temperature) && std::isnan(lifeLeft) && std::isnan(readBytesPerSecond) &&

@@ -38,7 +38,7 @@ TEST_F(HistoryDocumentTest, HasAnArrayPerFigure) {
    HistoryRows & kept = rows();
    kept.restore({100.0004, 34.1F, 93, 1234.6F, 0});
    kept.restore({160});
-   kept.restore({220.5, notRead, notRead, 5, 7});
+   kept.restore({220.5, noReading, noReading, 5, 7});
    EXPECT_EQ(Support::documentText(*document()),
              R"({"time":[1700000100.0,1700000160.0,1700000220.5],"temperature":[34.1,null,null],)"
              R"("lifeLeft":[93.0,null,null],"readBytesPerSecond":[1235.0,null,5.0],)"

@@ -18,7 +18,7 @@ constexpr char firstLine[] = "storagedevices history 1\n";
 DiskHistory twoRows() {
    DiskHistory history{86400};
    history.fine().restore({100, 34.5F, 93, 1000, 2000});
-   history.fine().restore({160.25, notRead, 92, notRead, 0});
+   history.fine().restore({160.25, noReading, 92, noReading, 0});
    return history;
 }
 
@@ -120,7 +120,7 @@ TEST(HistoryFileTextTest, DistinguishesForeignTextsAndLaterVersions) {
 
 TEST(HistoryFileTextTest, RefusesFiguresThatCannotBe) {
    constexpr double infinity = std::numeric_limits<double>::infinity();
-   constexpr float none = notRead;
+   constexpr float none = noReading;
    EXPECT_EQ(stateOf(withRow(1, {1700000161, 1000, 100, 1e30F, 0})), State::good);
    for (HistoryRow const & row : {HistoryRow{1700000161, -274},
                                   {1700000161, 1001},

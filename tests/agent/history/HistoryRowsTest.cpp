@@ -90,9 +90,9 @@ TEST(HistoryRowsTest, JoinsReadingsThatComeFasterThanItKeepsRows) {
 TEST(HistoryRowsTest, JoinsAFigureThatWasNotReadEachTime) {
    HistoryRows rows{aDay};
    rows.add({100, 40}, 1);
-   rows.add({101, notRead, notRead, 10, 30}, 1);
-   rows.add({102, 39, 90, notRead, notRead}, 1);
-   rows.add({103, notRead, notRead, 20, 50}, 1);
+   rows.add({101, noReading, noReading, 10, 30}, 1);
+   rows.add({102, 39, 90, noReading, noReading}, 1);
+   rows.add({103, noReading, noReading, 20, 50}, 1);
    ASSERT_EQ(rows.size(), 1U);
    EXPECT_FLOAT_EQ(rows.front().temperature, 40);
    EXPECT_FLOAT_EQ(rows.front().lifeLeft, 90);
